@@ -1,0 +1,17 @@
+option(BUILD_TESTING "Build the tests" ON)
+option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
+set_property(CACHE PLATFORM PROPERTY STRINGS host external)
+set(PLATFORM_LIBS "" CACHE STRING "With PLATFORM=external: the gateway's libraries to link")
+set(PLATFORM_INCLUDE_DIR "" CACHE PATH "With PLATFORM=external: folder of the gateway's own headers")
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+if(SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+endif()

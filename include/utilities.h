@@ -1,0 +1,57 @@
+#ifndef INCLUDE_UTILITIES_H
+#define INCLUDE_UTILITIES_H
+
+#include <string>
+#include <vector>
+
+// Kind of address found in a dotted text.
+enum eIpType : int {
+    eIP_TYPE_NONE = -1,
+    eIP_TYPE_IPV4 = 0,
+    eIP_TYPE_IPV6 = 1,
+};
+
+// The modem writes addresses as decimal octets separated by dots (3GPP TS 27.007 section 10.1.23):
+// 4 for an IPv4 address, 8 with its mask, 16 for an IPv6 address, 32 with its mask.
+
+// Address and mask of an 8- or 32-octet text. Other counts give eIP_TYPE_NONE and leave the
+// outputs alone.
+int parseIpMaskDotted(const std::string& dotted, std::string& address, std::string& mask);
+
+// Address and mask of an 8-octet text. 0, or -1 with both outputs cleared. 255.255.255.255 is
+// refused as address and as mask.
+int splitIPv4IpMaskdot(const std::string& dotted, std::string& address, std::string& mask);
+
+// Address and mask of a 32-octet text in the compressed form of RFC 5952. 0 or -1.
+int convertIPv6IpMaskdotToHex(const std::string& dotted, std::string& address, std::string& mask);
+
+// A 16-octet text as IPv6 address. 0 or -1.
+int convertIPv6IpDotToHex(const std::string& dotted, std::string& address);
+
+// The shortest form of an IPv6 address. 0, or -1 when the text is none.
+int compressIPv6Address(const std::string& text, std::string& compressed);
+
+// A 4-octet text as it stands, a 16-octet text as IPv6 address, anything else empty.
+void decodeIpFormatFromDotted(const std::string& dotted, std::string& address);
+
+// Creates a path with mode 0700 for each missing folder, except its first component. 0 when all
+// exist afterwards, else -1; a file in a folder's place is a failure.
+int _mkdir(const std::string& path);
+
+// The names in a folder, without "." and "..", in the order of the system. 0, or errno.
+int readFilesInDir(const std::string& directory, std::vector<std::string>& names);
+
+// Whether a text is hexadecimal digits only, after one leading "0x".
+bool stringIsHex(const std::string& text);
+
+// "1D 2H 3M 4S"; "N/A" for 0 and below.
+std::string formatConnectTime(const int& seconds);
+
+// MD5 (RFC 1321) as 32 lower-case hexadecimal digits.
+std::string getMd5(const std::string& text);
+
+// Removes control characters, so that a text from outside cannot forge a line; each becomes a
+// blank.
+std::string blankControlCharacters(const std::string& text);
+
+#endif

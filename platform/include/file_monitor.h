@@ -1,0 +1,37 @@
+#ifndef PLATFORM_INCLUDE_FILE_MONITOR_H
+#define PLATFORM_INCLUDE_FILE_MONITOR_H
+
+#include <memory>
+#include <string>
+
+// Tells whether a file was written since it was last processed. The name is watched, not the
+// inode, so a file that an editor or an agent replaces by rename counts as changed too.
+class cFileMonitor {
+  public:
+    static constexpr int STATUS_UNCHANGED = 0;
+    static constexpr int STATUS_CHANGED = 2;
+
+    cFileMonitor();
+    ~cFileMonitor();
+    cFileMonitor(const cFileMonitor&) = delete;
+    cFileMonitor& operator=(const cFileMonitor&) = delete;
+
+    // Starts to watch path; a file that exists now counts as changed. The two numbers are the
+    // gateway library's and mean nothing here. Returns 0; a folder that does not exist (yet) is no
+    // error, the file is then looked at on every call.
+    int imonitorInit(const std::string& path, int flags, int depth);
+
+    // STATUS_CHANGED when the file was created, written, replaced or touched since imonitorInit or
+    // since the last ProcessingFile(false). A deletion, a chmod or a chown is no change.
+    int GetFileStatus();
+
+    // true: processing begins. false: processing ends; everything that happened to the file up to
+    // now counts as seen. false without true before it does nothing.
+    void ProcessingFile(bool begins);
+
+  private:
+    struct sState;
+    std::unique_ptr<sState> m_state;
+};
+
+#endif
