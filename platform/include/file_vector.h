@@ -8,6 +8,9 @@
 // The lines of a text file that is written whole. It starts empty, whatever the file holds.
 class cFileVector {
   public:
+    // Names of temporary files begin so; whoever owns a folder may remove what a kill left there.
+    static constexpr const char* TEMPORARY_NAME_PREFIX = ".cellslot-tmp-";
+
     // newFileMode: mode of a file that does not exist yet; an existing file keeps mode and owner.
     explicit cFileVector(const std::string& path, mode_t newFileMode = 0644);
 
@@ -25,7 +28,8 @@ class cFileVector {
     bool Write();
 
     // Adds the lines at the end of the file, which is created when missing. A symbolic link in its
-    // place is not followed. Returns false, with the cause in the system log, on failure.
+    // place is not followed. Returns false, with the cause in the system log, on failure; nothing
+    // is added then.
     bool WriteAppend();
 
   private:

@@ -9,7 +9,8 @@ class cLogger {
     // Opens path for logging, creating its folder where missing. maxKilobytes: size at which the
     // file is put aside; oldFiles: how many old files are kept; timeFormat: strftime format of the
     // stamp before each message; timestamps: whether there is one. May be called again at any
-    // time. Returns false, with the cause in the system log, when the file cannot be used.
+    // time. Returns false, with the cause in the system log, when the file cannot be used. A new
+    // file has mode 0600; a symbolic link in its place is not followed.
     bool LogInit(const std::string& path, int maxKilobytes, int oldFiles,
                  const std::string& timeFormat, bool timestamps);
 

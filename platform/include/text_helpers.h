@@ -45,8 +45,10 @@ long long textToLong(const std::string& text);
 std::string stringHexToStringDecimal(const std::string& text);
 
 // Reads at most maxBytes of a regular file; a longer one is cut, not refused. Never blocks on a
-// FIFO or a device: what is not a regular file is not read. Returns false, with errno set and out
-// empty, when the file could not be read.
+// FIFO or a device: what is not a regular file is not read (errno EISDIR or EINVAL). Returns false,
+// with errno set and out empty, when the file could not be read.
 bool readFile2String(const std::string& path, std::string& out, size_t maxBytes);
+// The same for folders that others write to: a symbolic link as last component is refused (ELOOP).
+bool readFile2StringNoFollow(const std::string& path, std::string& out, size_t maxBytes);
 
 #endif

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Positional fields need their empty neighbours kept ("1,,3" has three fields); lists of words and

@@ -1,0 +1,38 @@
+#include "atcmd/basic_commands.h"
+
+#include "atcmd/command.h"
+#include "device/at_port.h"
+
+namespace {
+
+constexpr int UNSOLICITED_MAX = 1024;
+
+}  // namespace
+
+ePortReturn sendAT(int fd) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    std::string response;
+    return queryModem(fd, commandText(eAT_CMD_AT), response);
+}
+
+ePortReturn setCmee(int fd) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    return tellModem(fd, commandText(eAT_CMD_CMEE_SET, "1"));
+}
+
+ePortReturn setPsnt(int fd) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    return tellModem(fd, commandText(eAT_CMD_PSNT_SET, "0"));
+}
+
+void checkUnsolicitedMsg(int fd) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    std::string text;
+    if (getUnsolicitedMsg(fd, text) <= 0) return;
+    for (const std::string& line : responseLines(text))
+        debug(eLOG_AT_DETAIL, g_i_debugMode, "Unsolicited message: '%s'", line.c_str());
+}
+
+int getUnsolicitedMsg(int fd, std::string& text) {
+    return readFromPort(fd, text, UNSOLICITED_MAX);
+}

@@ -1,0 +1,112 @@
+#include "atcmd/command.h"
+
+#include "device/at_transaction.h"
+#include "include/device_records.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
+
+std::string g_s_last_cmx_error;
+ePortReturn g_e_last_cmx_error = ePORT_OK;
+
+namespace {
+
+// The number behind prefix. A line whose end has not arrived yet may hold only the first digits of
+// its number, so it is not read. False where there is no known number.
+bool findKnownError(const std::string& response, const std::string& prefix, ePortReturn& error) {
+    const size_t start = response.find(prefix);
+    if (start == std::string::npos || response.find('\n', start) == std::string::npos) return false;
+    const std::string number = responseField(response, prefix);
+    if (!isStringNumeric(number)) return false;
+    error = static_cast<ePortReturn>(textToInt(number));
+    return CMEE_Map.count(error) != 0;
+}
+
+void takeError(ePortReturn& result, ePortReturn error, const char* errorClass) {
+    result = error;
+    g_e_last_cmx_error = error;
+    g_s_last_cmx_error = mapText(CMEE_Map, error);
+    debug(eLOG_NOTICE, g_i_debugMode, "Modem reported %s Error '%s' (%d)", errorClass,
+          g_s_last_cmx_error.c_str(), error);
+}
+
+}  // namespace
+
+void parseCMXerror(ePortReturn& result, const std::string& response) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    g_s_last_cmx_error.clear();
+    g_e_last_cmx_error = result;
+    if (result < ePORT_CMX_ERROR) return;
+
+    ePortReturn error;
+    if (findKnownError(response, "+CME ERROR:", error))
+        takeError(result, error, "CME");
+    else if (findKnownError(response, "+CMS ERROR:", error))
+        takeError(result, error, "CMS");
+}
+
+std::string commandText(eAtCmd command, const std::string& arguments) {
+    return atCmd_Map[command] + arguments;
+}
+
+ePortReturn queryModem(int fd, const std::string& command, std::string& response,
+                       unsigned timeoutS) {
+    return sendAtCommand(fd, command, response, timeoutS);
+}
+
+ePortReturn queryModemCmx(int fd, const std::string& command, std::string& response,
+                          unsigned timeoutS) {
+    ePortReturn result = sendAtCommand(fd, command, response, timeoutS);
+    if (result != ePORT_OK) parseCMXerror(result, response);
+    return result;
+}
+
+ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS) {
+    std::string response;
+    return queryModemCmx(fd, command, response, timeoutS);
+}
+
+void logFailedCommand(const char* function, const std::string& command, ePortReturn result,
+                      const char* cmeText) {
+    if (result == ePORT_OK) return;
+    if (result == ePORT_NO_FINAL_RESULT)
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Command '%s' TIMEOUT", function, command.c_str());
+    else if (result == ePORT_ERROR)
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Command '%s' reported ERROR", function,
+              command.c_str());
+    else
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Command '%s' reported %s", function,
+              command.c_str(), cmeText);
+}
+
+std::string responseField(const std::string& response, const std::string& prefix) {
+    return cleanWhiteSpace(findNeedleString(response, prefix, "\n"));
+}
+
+std::vector<std::string> responseLines(const std::string& response) {
+    std::vector<std::string> lines;
+    for (const std::string& line : tokenstr(response, '\n', eEmptyTokens::DROP)) {
+        const std::string text = cleanBeginEndWhiteSpace(line);
+        if (!text.empty()) lines.push_back(text);
+    }
+    return lines;
+}
+
+std::vector<std::string> responseLinesBehind(const std::string& response,
+                                             const std::string& prefix) {
+    std::vector<std::string> rests;
+    for (const std::string& line : responseLines(response))
+        if (startsWith(line, prefix)) rests.push_back(line.substr(prefix.size()));
+    return rests;
+}
+
+std::string modemText(const std::string& text) {
+    return text.substr(0, MODEM_TEXT_MAX);
+}
+
+std::string unquotedText(const std::string& text) {
+    return modemText(cleanBeginEndWhiteSpace(cleanCharsFromString(text, "\"")));
+}
+
+std::string doubleQuoted(const std::string& text) {
+    return '"' + text + '"';
+}

@@ -1,0 +1,72 @@
+#ifndef ATCMD_COMMAND_H
+#define ATCMD_COMMAND_H
+
+#include <string>
+#include <vector>
+
+#include "atcmd/catalogue.h"
+#include "include/debug.h"
+#include "include/result_codes.h"
+
+// What all command functions share. A get function resets the fields it fills, sends, and hands the
+// response of an ePORT_OK to its parse function, which is pure: text in, fields out. A set function
+// builds its command, sends it, and returns what the modem said.
+
+// Text and number of the last error that the modem named. The text is empty when the last result
+// carried no number that is known.
+extern std::string g_s_last_cmx_error;
+extern ePortReturn g_e_last_cmx_error;
+
+// Turns ePORT_CMX_ERROR into the number of the "+CME ERROR:" or "+CMS ERROR:" line, when that line
+// is complete, numeric and the number is known. Other results are left as they are.
+void parseCMXerror(ePortReturn& result, const std::string& response);
+
+// The catalogue's text with the arguments behind it.
+std::string commandText(eAtCmd command, const std::string& arguments = "");
+
+// Sends a command and returns the transaction's result as it stands.
+ePortReturn queryModem(int fd, const std::string& command, std::string& response,
+                       unsigned timeoutS = 0);
+
+// The same, with the response of an ePORT_OK handed to a parse function.
+template <typename tRecord>
+ePortReturn queryInto(int fd, const std::string& command, tRecord& record,
+                      void (*parse)(const std::string&, tRecord&), unsigned timeoutS = 0) {
+    std::string response;
+    const ePortReturn result = queryModem(fd, command, response, timeoutS);
+    if (result == ePORT_OK) parse(response, record);
+    return result;
+}
+
+// A query with a +CME or +CMS error turned into its number.
+ePortReturn queryModemCmx(int fd, const std::string& command, std::string& response,
+                          unsigned timeoutS = 0);
+
+// For commands whose response holds nothing but the result.
+ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS = 0);
+
+// The log of a failed transaction, with the function's name; nothing for a success. cmeText names
+// the error class in the message.
+void logFailedCommand(const char* function, const std::string& command, ePortReturn result,
+                      const char* cmeText = "CME_ERROR");
+
+// The text behind the first prefix, up to the line end, without any white space.
+std::string responseField(const std::string& response, const std::string& prefix);
+
+// The lines of a response, trimmed, without empty ones.
+std::vector<std::string> responseLines(const std::string& response);
+
+// What stands behind prefix in each line that begins with it.
+std::vector<std::string> responseLinesBehind(const std::string& response,
+                                             const std::string& prefix);
+
+// A text of the modem, bounded for storing.
+std::string modemText(const std::string& text);
+
+// The same without white space at the ends and without double quotes, which some modems of the
+// family put around a value and others do not.
+std::string unquotedText(const std::string& text);
+
+std::string doubleQuoted(const std::string& text);
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef ATCMD_PORT_STATE_H
+#define ATCMD_PORT_STATE_H
+
+#include <string>
+
+enum ePortState : int {
+    ePORT_STATE_FAILED = -1,  // could not be opened, or the modem does not answer
+    ePORT_STATE_CLOSED = 0,
+    ePORT_STATE_GOOD = 1,
+    ePORT_STATE_MISSING = 2,  // the device node does not exist
+};
+
+// Opens a closed port; asks an open one with "AT". A port just opened counts as good.
+int getPortState(const std::string& device, int& handle);
+
+// GOOD when the modem answers OK or ERROR, FAILED otherwise, CLOSED for a handle of -1.
+int testPortState(int handle);
+
+#endif

@@ -1,0 +1,46 @@
+#ifndef ATCMD_RADIO_CONFIG_H
+#define ATCMD_RADIO_CONFIG_H
+
+#include <string>
+
+#include "include/config_options.h"
+#include "include/modem_types.h"
+#include "include/result_codes.h"
+
+// How the modem uses the radio and its own hardware. A CME error is returned as its number.
+
+// Duration of #SLED blinking phases, in the modem's units.
+constexpr unsigned char g_ui_stat_led_duration_min = 1;
+constexpr unsigned char g_ui_stat_led_duration_max = 100;
+constexpr unsigned char g_ui_stat_led_duration_default = 10;
+
+ePortReturn setReboot(int fd);
+
+// +WS46 (3GPP TS 27.007 section 5.9); value is 0 when it could not be read.
+ePortReturn getWS46(const int& fd, int& value);
+void parseWS46(const std::string& response, int& value);
+ePortReturn setWS46(const int& fd, const int& value);
+
+// Operator selection by configuration (mode -1), automatic (0) or deregister (2). CME_WRONG_MODE
+// without sending for any other mode, of the call or of the configuration.
+ePortReturn setCOPS(const int& fd, const sConfigFileOpts& config, eNetOperatorMode mode);
+
+ePortReturn setAUTOBND(const int& fd, const eBandMode& mode);
+ePortReturn setBND(const int& fd, const sConfigFileOpts& config);
+
+// Factory test mode (on) or operating mode.
+ePortReturn setTestMode(const int& fd, const bool& on);
+
+ePortReturn setStatLedGpioEnable(const int& fd);
+
+// on, off: durations of blinking, kept within g_ui_stat_led_duration_min and _max. ePORT_OK without
+// sending for eSTAT_LED_NO_ACTION.
+ePortReturn setATSTAT(const int& fd, const eStatLedMode& mode, unsigned char on, unsigned char off);
+ePortReturn setATSTATSAV(const int& fd);
+
+// Network time as "month/day/year hour:minute:second", built from numbers alone; empty when the
+// modem does not know it.
+std::string getCCLK(int fd);
+std::string parseCCLK(const std::string& response);
+
+#endif

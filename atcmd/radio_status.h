@@ -1,0 +1,29 @@
+#ifndef ATCMD_RADIO_STATUS_H
+#define ATCMD_RADIO_STATUS_H
+
+#include <string>
+
+#include "include/device_records.h"
+
+// Signal (+CSQ, 3GPP TS 27.007 section 8.5) and the serving cell (#PSNT, #RFSTS). Results are those
+// of the transaction; a line that is short leaves its fields at their defaults.
+
+ePortReturn getCSQ(int fd, sNetworkInfo& network);
+void parseCSQ(const std::string& response, sNetworkInfo& network);
+
+// Asks only a modem that is registered or denied; others get the defaults and ePORT_OK.
+ePortReturn getModemNetworkInfo(int fd, sNetworkInfo& network);
+void parseModemPsNetType(const std::string& response, sNetworkInfo& network);
+// Reads #RFSTS by the network type that stands in the record.
+void parseModemNetworkStatus(const std::string& response, sNetworkInfo& network);
+
+// One #RFSTS line without its prefix.
+void parseLteNetworkStatus(const std::string& line, sNetworkInfo& network);
+void parseWcdmaNetworkStatus(const std::string& line, sNetworkInfo& network);
+// GSM values are not kept; a short line is logged.
+void parseGsmNetworkStatus(const std::string& line, sNetworkInfo& network);
+
+// "310 410": country and network code. Another form changes nothing.
+void parsePlmn(const std::string& text, sNetworkInfo& network);
+
+#endif

@@ -1,0 +1,119 @@
+#include "atcmd/registration.h"
+
+#include "atcmd/command.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
+
+namespace {
+
+struct sRegistrationState {
+    bool wasSearching = false;
+};
+
+sRegistrationState g_registrationState;
+
+constexpr const char* REPORT_WITH_LOCATION = "2";
+
+struct sRegistrationRow {
+    int state;
+    const char* text;
+    const char* shortText;
+    bool registered;
+    bool searching;
+};
+
+const sRegistrationRow STATES[] = {
+    {eREG_NOT_SEARCHING, "Not Registered, Not Searching", "Not Reg", false, true},
+    {eREG_HOME, "Registered, Home Network", "Reg Home", true, false},
+    {eREG_SEARCHING, "Not registered, Searching", "Searching", false, true},
+    {eREG_DENIED, "Registration Denied", "Reg Denied", false, false},
+    {eREG_ROAMING, "Registered, Roaming", "Reg Roaming", true, false},
+};
+
+const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, "Unknown", "Unknown", false, false};
+
+const sRegistrationRow& rowOfState(int state) {
+    for (const sRegistrationRow& row : STATES)
+        if (row.state == state) return row;
+    return UNKNOWN_STATE;
+}
+
+// +CEREG: 2,1,"00AF","ABCDEF01",7
+//         0 1 2      3          4   mode, state, area, cell, access technology
+void parseRegistration(const std::string& response, const std::string& prefix,
+                       sNetworkInfo& network) {
+    const tokenstr fields(responseField(response, prefix), ',', eEmptyTokens::KEEP);
+    if (fields.size() < 2) return;
+    network.i_reg_mode = textToInt(fields[0]);
+    network.i_reg_state = textToInt(fields[1]);
+    if (fields.size() < 5) return;
+    network.s_reg_area = unquotedText(fields[2]);
+    network.s_reg_cell = unquotedText(fields[3]);
+    network.s_reg_access_tech = modemText(fields[4]);
+}
+
+}  // namespace
+
+void resetRegistrationState() {
+    g_registrationState = {};
+}
+
+ePortReturn setCREG(int fd) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    std::string response;
+    return queryModem(fd, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION), response);
+}
+
+ePortReturn setCEREG(int fd) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    std::string response;
+    return queryModem(fd, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION), response);
+}
+
+ePortReturn getCREG(int fd, sNetworkInfo& network) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    return queryInto(fd, commandText(eAT_CMD_CREG_GET), network, parseCREG);
+}
+
+void parseCREG(const std::string& response, sNetworkInfo& network) {
+    parseRegistration(response, "+CREG:", network);
+}
+
+ePortReturn getCEREG(int fd, sNetworkInfo& network) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    return queryInto(fd, commandText(eAT_CMD_CEREG_GET), network, parseCEREG);
+}
+
+void parseCEREG(const std::string& response, sNetworkInfo& network) {
+    parseRegistration(response, "+CEREG:", network);
+}
+
+ePortReturn getCIREG(int fd, sNetworkInfo& network) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
+    network.b_ims_registered = false;
+    return queryInto(fd, commandText(eAT_CMD_CIREG_GET), network, parseCIREG);
+}
+
+// +CIREG: 0,1
+void parseCIREG(const std::string& response, sNetworkInfo& network) {
+    const tokenstr fields(responseField(response, "+CIREG:"), ',', eEmptyTokens::KEEP);
+    if (fields.size() == 2) network.b_ims_registered = textToInt(fields[1]) != 0;
+}
+
+void updateNetworkRegistrationInfo(sNetworkInfo& network) {
+    const sRegistrationRow& row = rowOfState(network.i_reg_state);
+    network.b_registered = row.registered;
+    network.s_registration = row.text;
+    network.s_registration_short = row.shortText;
+
+    if (network.i_reg_state != network.i_reg_previous_state) {
+        // A modem that flips between not searching and searching must not flood the log.
+        const bool quiet = row.searching && g_registrationState.wasSearching;
+        debug(quiet ? eLOG_AT_DETAIL : eLOG_NOTICE, g_i_debugMode,
+              "Registration switched from '%s' to '%s'", network.s_previous_registration.c_str(),
+              network.s_registration.c_str());
+    }
+    g_registrationState.wasSearching = row.searching;
+    network.i_reg_previous_state = network.i_reg_state;
+    network.s_previous_registration = network.s_registration;
+}

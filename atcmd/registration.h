@@ -1,0 +1,31 @@
+#ifndef ATCMD_REGISTRATION_H
+#define ATCMD_REGISTRATION_H
+
+#include <string>
+
+#include "include/device_records.h"
+
+// Registration in the circuit-switched domain (+CREG), EPS (+CEREG) and IMS (+CIREG), 3GPP TS
+// 27.007 sections 7.2, 10.1.22 and 8.71. Results are those of the transaction.
+
+// Report mode 2: state with location.
+ePortReturn setCREG(int fd);
+ePortReturn setCEREG(int fd);
+
+// Both write the same fields: the query that runs last decides. An answer without location leaves
+// area and cell as they were.
+ePortReturn getCREG(int fd, sNetworkInfo& network);
+void parseCREG(const std::string& response, sNetworkInfo& network);
+ePortReturn getCEREG(int fd, sNetworkInfo& network);
+void parseCEREG(const std::string& response, sNetworkInfo& network);
+
+ePortReturn getCIREG(int fd, sNetworkInfo& network);
+void parseCIREG(const std::string& response, sNetworkInfo& network);
+
+// Texts and the registered flag from the state; logs a change of the state.
+void updateNetworkRegistrationInfo(sNetworkInfo& network);
+
+// Forgets whether the modem was searching at the last update.
+void resetRegistrationState();
+
+#endif

@@ -1,0 +1,47 @@
+#ifndef ATCMD_SIM_COMMANDS_H
+#define ATCMD_SIM_COMMANDS_H
+
+#include <string>
+
+#include "include/device_records.h"
+
+// The SIM: presence (#QSS), lock (+CPIN, #PCT, +CLCK, +CPWD; 3GPP TS 27.007
+// sections 7.4, 7.5, 8.3), IMSI, ICCID and the slot that one of the modem's GPIO pins selects.
+
+// A SIM that is not there sets lock class and code 2 and the status "Not Present".
+ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim);
+void parseDeviceSimPresent(const std::string& response, sSimInfo& sim);
+
+// ePORT_OK without asking when no SIM is there.
+ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim);
+void parseDeviceSimStatus(const std::string& response, sSimInfo& sim);
+// text: upper case, trimmed.
+void decodeSimCpinText(const std::string& text, sSimInfo& sim);
+
+ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim);
+void parseDeviceSimIMSI(const std::string& response, sSimInfo& sim);
+// Home PLMN and carrier by the first six digits of the IMSI, or else the first five.
+void getCarrierFromImsi(sSimInfo& sim);
+
+ePortReturn getDeviceSimId(int fd, sSimInfo& sim);
+void parseDeviceSimId(const std::string& response, sSimInfo& sim);
+
+// Whether the PIN lock is on: -1 unknown, 0, 1. A CME error is returned as its number.
+ePortReturn getCpinState(int fd, sSimInfo& sim);
+int parseCpinState(const std::string& response);
+
+// The lock operations return a CME error as its number, for example CME_INCORRECT_PASSWORD, and log
+// no secret of their own. PIN and PUK must have been checked to be digits.
+ePortReturn setCpinState(int fd, const std::string& pin, bool enable);
+ePortReturn changeCpin(int fd, const std::string& oldPin, const std::string& newPin);
+ePortReturn unlockCpin(int fd, const std::string& pin);
+ePortReturn unlockPuk(int fd, const std::string& puk, const std::string& newPin);
+
+// A CME error is returned as its number.
+ePortReturn getSimSlot(const int& fd, eSimSlot& slot);
+eSimSlot parseSimSlot(const std::string& response);
+
+// CME_INVALID_INDEX without sending for any slot but 1 and 2.
+ePortReturn setSimSlot(const int& fd, const eSimSlot& slot);
+
+#endif

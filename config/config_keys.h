@@ -1,0 +1,36 @@
+#ifndef CONFIG_CONFIG_KEYS_H
+#define CONFIG_CONFIG_KEYS_H
+
+#include <string>
+#include <vector>
+
+#include "include/config_options.h"
+
+class cConfigReader;
+
+constexpr const char* CM_USERNAME = "CM_USERNAME";
+constexpr const char* CM_PASSWORD = "CM_PASSWORD";
+constexpr const char* CM_BAND_MODE = "CM_BAND_MODE";
+
+enum class eConfigRead {
+    TRIMMED,  // white space at both ends removed, letters lowered
+    RAW,      // as written
+};
+
+// Judges the value of a key, logs the outcome and stores it.
+using tConfigOption = void (cConfigReader::*)(const std::string& key, const std::string& value,
+                                              sConfigFileOpts& opts);
+
+// One key of the configuration file.
+struct sConfigKey {
+    const char* name;
+    eConfigRead read;
+    tConfigOption option;
+    const char* defaultText;  // what applies without the key, as it would be written
+    const char* accepted;     // for people
+};
+
+// Every key, in the order in which the keys are read: some depend on what came before them.
+const std::vector<sConfigKey>& configKeys();
+
+#endif

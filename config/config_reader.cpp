@@ -1,0 +1,168 @@
+#include "config/config_reader.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+#include "include/debug.h"
+#include "include/utilities.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+// A longer file is no configuration and counts as missing.
+constexpr size_t CONFIG_FILE_MAX = 131072;
+
+// debug() cuts there anyway.
+constexpr size_t LINE_SIZE = 2048;
+
+__attribute__((format(printf, 1, 0))) std::string formatLine(const char* format,
+                                                             va_list arguments) {
+    char line[LINE_SIZE];
+    vsnprintf(line, sizeof line, format, arguments);
+    return line;
+}
+
+}  // namespace
+
+cConfigReader::cConfigReader() : m_bands4g(g_M_4GBandBits), m_bands3g(g_M_3GBandBits) {}
+
+bool cConfigReader::init(const std::string& path, uint64_t mask) {
+    m_debugMask = mask;
+    trace(__func__);
+    if (path.empty()) {
+        notice("Error: cConfigReader(): Missing /path/config_file");
+        return false;
+    }
+    m_configPath = path;
+    return true;
+}
+
+void cConfigReader::resetConfigValues(sConfigFileOpts& opts) {
+    trace(__func__);
+    sConfigFileOpts defaults;
+    defaults.md5 = opts.md5;
+    defaults.netPref = opts.netPref;
+    opts = std::move(defaults);
+    setDataDirective(opts, eCONF_DATA_CONNECT_ENABLED);
+}
+
+unsigned cConfigReader::readConfig(sConfigFileOpts& opts) {
+    trace(__func__);
+    std::string digest;
+    if (!readDigest(digest)) return useDefaults(opts);
+    if (digest == opts.md5) {
+        notice("Config file updated, but MD5 did not change: '%s'", digest.c_str());
+        return eCONFIG_UNCHANGED;
+    }
+    const std::string lastDigest = opts.md5;
+    notice("Config %s MD5 changed from: '%s' to '%s'", m_configPath.c_str(), lastDigest.c_str(),
+           digest.c_str());
+    opts.md5 = digest;
+    resetConfigValues(opts);
+    opts.configRead = true;
+    notice("Reading config file %s", m_configPath.c_str());
+
+    cTextLookupTable table = loadTable();
+    if (!loadStableTable(opts, table)) {
+        opts.md5 = lastDigest;
+        return useDefaults(opts);
+    }
+    applyKeys(table, opts);
+    return eCONFIG_APPLIED;
+}
+
+bool cConfigReader::readDigest(std::string& digest) {
+    std::string content;
+    if (!readFile2String(m_configPath, content, CONFIG_FILE_MAX + 1)) return false;
+    if (content.size() > CONFIG_FILE_MAX) return false;
+    digest = getMd5(content);
+    return true;
+}
+
+unsigned cConfigReader::useDefaults(sConfigFileOpts& opts) {
+    notice("Config file %s is missing or not accessible, using defaults", m_configPath.c_str());
+    notice("Without a config file no SIM slot is set, and no data connection can be started");
+    resetConfigValues(opts);
+    return eCONFIG_MISSING;
+}
+
+cTextLookupTable cConfigReader::loadTable() {
+    writeLine(eLOG_CONFIG, "readConfig(): Passing file '" + m_configPath + "' to cTextLookupTable");
+    return cTextLookupTable(m_configPath, '=');
+}
+
+// The table reads the file by itself. If the file was changed after its digest was taken, the new
+// content would stand under the old digest and never be read again, so it is read once more now.
+// False when it has gone meanwhile.
+bool cConfigReader::loadStableTable(sConfigFileOpts& opts, cTextLookupTable& table) {
+    std::string digest;
+    if (!readDigest(digest)) return false;
+    if (digest == opts.md5) return true;
+    notice("Config %s MD5 changed from: '%s' to '%s'", m_configPath.c_str(), opts.md5.c_str(),
+           digest.c_str());
+    opts.md5 = digest;
+    table = loadTable();
+    return true;
+}
+
+std::string cConfigReader::getRawValue(const std::string& key, const cTextLookupTable& table) {
+    trace(__func__);
+    if (!table.DoesEntryExist(key)) return "";
+    return table.GetEntryByLabel(key)[1];
+}
+
+std::string cConfigReader::getValue(const std::string& key, const cTextLookupTable& table) {
+    trace(__func__);
+    return stringLower(cleanBeginEndWhiteSpace(getRawValue(key, table)));
+}
+
+void cConfigReader::applyKeys(const cTextLookupTable& table, sConfigFileOpts& opts) {
+    for (const sConfigKey& key : configKeys()) {
+        const bool isBand3g = key.option == &cConfigReader::getConfigOptionBand3g;
+        const bool isBand4g = key.option == &cConfigReader::getConfigOptionBand4g;
+        if ((isBand3g || isBand4g) && opts.bandMode != eBAND_MODE_MANUAL) continue;
+        const std::string value =
+            key.read == eConfigRead::RAW ? getRawValue(key.name, table) : getValue(key.name, table);
+        (this->*key.option)(key.name, value, opts);
+        if (isBand4g) checkManualBands(opts);
+    }
+}
+
+// AT#BND sets the bands of all technologies at once, so one band list alone is of no use.
+void cConfigReader::checkManualBands(sConfigFileOpts& opts) {
+    if (opts.band3gBits != 0 && opts.band4gBits != 0) {
+        notice("Config band options for 3G/4G options are valid");
+        return;
+    }
+    opts.bandMode = eBAND_MODE_AUTO;
+    opts.band3gText.clear();
+    opts.band4gText.clear();
+    opts.band3gBits = 0;
+    opts.band4gBits = 0;
+    notice("Error: Config option %s set to Auto Mode, 3G/4G options are not valid", CM_BAND_MODE);
+}
+
+void cConfigReader::writeLine(uint64_t category, const std::string& line) {
+    debug(category, m_debugMask, "%s", blankControlCharacters(line).c_str());
+}
+
+void cConfigReader::trace(const char* function) {
+    writeLine(eLOG_CONFIG, std::string("Entering ") + function + "()");
+}
+
+void cConfigReader::notice(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string line = formatLine(format, arguments);
+    va_end(arguments);
+    writeLine(eLOG_NOTICE, line);
+}
+
+void cConfigReader::detail(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string line = formatLine(format, arguments);
+    va_end(arguments);
+    writeLine(eLOG_CONFIG_DETAIL, line);
+}

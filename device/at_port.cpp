@@ -1,0 +1,141 @@
+#include "device/at_port.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "include/debug.h"
+#include "include/sleep.h"
+
+namespace {
+
+// Single bits of the file type, as they are tested: a block device passes as character device and
+// fails in its terminal requests.
+constexpr mode_t CHARACTER_DEVICE_BIT = 0x2000;
+constexpr mode_t FIFO_BIT = 0x1000;
+
+constexpr unsigned CARRIAGE_RETURN_DELAY_US = 10000;
+constexpr int WRITE_ATTEMPTS = 3;
+
+void makeRaw(termio& settings) {
+    settings.c_iflag &= static_cast<tcflag_t>(~(BRKINT | IGNPAR | PARMRK | INPCK | ISTRIP | INLCR |
+                                                IGNCR | ICRNL | IUCLC | IXON | IXANY | IXOFF));
+    settings.c_iflag |= IGNBRK;
+    settings.c_oflag &= static_cast<tcflag_t>(~OPOST);
+    settings.c_cflag &= static_cast<tcflag_t>(~(CSIZE | PARENB | CSTOPB | CBAUD | CBAUDEX));
+    settings.c_cflag |= CLOCAL | CREAD | CS8 | B230400;
+    settings.c_lflag &= static_cast<tcflag_t>(~(ISIG | ICANON | ECHO | ECHOE));
+    settings.c_cc[VTIME] = 0;
+    settings.c_cc[VMIN] = 0;
+}
+
+}  // namespace
+
+int openDevice(const std::string& path, int& handle) {
+    handle = -1;
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0) {
+        const int error = errno;
+        debug(eLOG_PORT, g_i_debugMode, "Error: Cannot stat '%s', errno %d (%s)", path.c_str(),
+              error, strerror(error));
+        return error;
+    }
+    if ((info.st_mode & CHARACTER_DEVICE_BIT) != 0) {
+        if (const int error = doOpenDevice(path, handle)) return error;
+        debug(eLOG_NOTICE, g_i_debugMode, "Opened Char device '%s'", path.c_str());
+        const int error = doSetupTty(handle);
+        if (error != 0) closeDevice(handle);
+        return error;
+    }
+    if ((info.st_mode & FIFO_BIT) != 0) {
+        if (const int error = doOpenDevice(path, handle)) return error;
+        debug(eLOG_NOTICE, g_i_debugMode, "Opened FIFO device '%s'", path.c_str());
+        return 0;
+    }
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot open non Character/FIFO file '%s'",
+          path.c_str());
+    return 1;
+}
+
+int doOpenDevice(const std::string& path, int& handle) {
+    // Close-on-exec, or a command in the background keeps a port that has vanished busy.
+    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (handle != -1) return 0;
+    const int error = errno;
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot open '%s', errno %d (%s)", path.c_str(), error,
+          strerror(error));
+    return error;
+}
+
+int doSetupTty(int handle) {
+    termio settings;
+    if (ioctl(handle, TCGETA, &settings) != 0) {
+        const int error = errno;
+        debug(eLOG_NOTICE, g_i_debugMode, "Unable to read ioctl from FH %d, errno %d (%s)", handle,
+              error, strerror(error));
+        return error;
+    }
+    makeRaw(settings);
+    if (ioctl(handle, TCSETA, &settings) != 0) {
+        const int error = errno;
+        debug(eLOG_NOTICE, g_i_debugMode, "Unable to write ioctl to FH %d, errno %d (%s)", handle,
+              error, strerror(error));
+        return error;
+    }
+    return 0;
+}
+
+void closeDevice(int& handle) {
+    if (handle != -1) close(handle);
+    handle = -1;
+}
+
+ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageReturn) {
+    if (handle == -1) {
+        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot send to FH %d", __func__, handle);
+        return ePORT_ERROR;
+    }
+    debug(eLOG_PORT, g_i_debugMode, "%s(): Sending AT command: '%s'", __func__, text.c_str());
+    for (int attempt = 0; attempt < WRITE_ATTEMPTS; ++attempt) {
+        if (write(handle, text.data(), text.size()) != -1) {
+            if (!withCarriageReturn) {
+                debug(eLOG_PORT, g_i_debugMode, "%s(): NOT Sending end CR after '%s'", __func__,
+                      text.c_str());
+                return ePORT_OK;
+            }
+            // The modem takes the carriage return only when it has digested the text before it.
+            sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
+            const char end = eCR;
+            // A carriage return that got lost shows as silence of the modem.
+            [[maybe_unused]] const ssize_t ignored = write(handle, &end, 1);
+            return ePORT_OK;
+        }
+        if (errno != EAGAIN) {
+            debug(eLOG_NOTICE, g_i_debugMode, "%s(): Unable to write to device FH, errno %d (%s)",
+                  __func__, errno, strerror(errno));
+            return ePORT_ERROR;
+        }
+        sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
+    }
+    return ePORT_ERROR;
+}
+
+int readFromPort(int handle, std::string& buffer, int maxBytes) {
+    buffer.clear();
+    int waiting = 0;
+    if (ioctl(handle, FIONREAD, &waiting) != 0) {
+        debug(eLOG_PORT, g_i_debugMode, "%s(): No Response from device", __func__);
+        return -1;
+    }
+    if (waiting <= 0) return 0;
+    buffer.resize(static_cast<size_t>(std::min(waiting, maxBytes)));
+    const ssize_t count = read(handle, buffer.data(), buffer.size());
+    buffer.resize(count > 0 ? static_cast<size_t>(count) : 0);
+    return static_cast<int>(count);
+}

@@ -1,0 +1,40 @@
+#ifndef DEVICE_AT_PORT_H
+#define DEVICE_AT_PORT_H
+
+#include <string>
+
+#include "include/result_codes.h"
+
+// The modem's port: a serial character device, or a FIFO for bench tests. A handle is a file
+// descriptor, -1 while the port is closed.
+
+enum eLineEnd : char {
+    eCR = 13,
+    eLF = 10,
+};
+
+// At most so many bytes are taken from the port at once.
+constexpr size_t PORT_READ_MAX = 131072;
+
+// Opens a port; a terminal is set to raw 230400 baud, 8N1. 0, an errno value (2: the node does not
+// exist), or 1 for a file that is neither a character device nor a FIFO. handle is -1 on failure.
+int openDevice(const std::string& path, int& handle);
+
+// Opens read-write, non-blocking and not as controlling terminal. 0 or errno.
+int doOpenDevice(const std::string& path, int& handle);
+
+// Raw mode, through the 16-bit terminal requests. 0 or errno.
+int doSetupTty(int handle);
+
+// Closes the port if it is open; handle is -1 afterwards.
+void closeDevice(int& handle);
+
+// Writes a text at once and, 10 ms later, a carriage return. ePORT_OK, or ePORT_ERROR when the
+// handle is -1 or the text could not be written in three attempts.
+ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageReturn);
+
+// Takes what is waiting, at most maxBytes. The number of bytes, 0 when nothing is waiting, -1 on
+// failure.
+int readFromPort(int handle, std::string& buffer, int maxBytes);
+
+#endif

@@ -1,0 +1,134 @@
+#include "device/at_transaction.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "device/at_port.h"
+#include "include/debug.h"
+#include "include/sleep.h"
+
+std::string g_s_lastAtCmd;
+std::queue<std::string> g_que_testAtResponses;
+
+namespace {
+
+constexpr unsigned POLL_INTERVAL_US = 10000;
+constexpr uint64_t POLLS_PER_SECOND = 100;
+constexpr unsigned TEST_POLL_INTERVAL_US = 10;
+constexpr uint64_t TEST_POLLS = 2;
+
+// At least the longest text that tells a final result ("+CME ERROR:"), less one: so much of what
+// was searched is searched again together with the next piece, which may complete a code.
+constexpr size_t FINAL_CODE_OVERLAP = 12;
+
+struct sPollPlan {
+    uint64_t polls;
+    unsigned intervalUs;
+};
+
+sPollPlan makePollPlan(unsigned timeoutS) {
+    if (getenv("OVERRIDE_TEST_POLL_DELAY") != nullptr) return {TEST_POLLS, TEST_POLL_INTERVAL_US};
+    const uint64_t seconds = uint64_t{timeoutS} + 1;
+    debug(eLOG_PORT_POLL, g_i_debugMode,
+          "readAtCommandResponse(): Waiting up to %llu seconds for AT command response",
+          static_cast<unsigned long long>(seconds));
+    return {POLLS_PER_SECOND * seconds, POLL_INTERVAL_US};
+}
+
+// Whether code stands anywhere in text with a line end behind it.
+bool hasFinalLine(const std::string& text, const std::string& code) {
+    for (size_t at = text.find(code); at != std::string::npos; at = text.find(code, at + 1)) {
+        const size_t behind = at + code.size();
+        if (behind < text.size() && (text[behind] == eCR || text[behind] == eLF)) return true;
+    }
+    return false;
+}
+
+ePortReturn findFinalResult(const std::string& text) {
+    if (hasFinalLine(text, "OK")) {
+        debug(eLOG_PORT, g_i_debugMode, "readAtCommandResponse(): Got 'OK' while reading response");
+        return ePORT_OK;
+    }
+    if (hasFinalLine(text, "ERROR")) {
+        debug(eLOG_PORT, g_i_debugMode,
+              "readAtCommandResponse(): Got 'ERROR' while reading response");
+        return ePORT_ERROR;
+    }
+    if (text.find("+CME ERROR:") != std::string::npos ||
+        text.find("+CMS ERROR:") != std::string::npos) {
+        debug(eLOG_PORT, g_i_debugMode,
+              "readAtCommandResponse(): Got '+CMX ERROR' while reading response");
+        return ePORT_CMX_ERROR;
+    }
+    debug(eLOG_PORT_POLL, g_i_debugMode,
+          "readAtCommandResponse(): Did not get OK/ERROR yet from modem");
+    return ePORT_NO_FINAL_RESULT;
+}
+
+// A response as it grows. Pieces before the last held no final code, so that only the last one,
+// with the end of what came before it, is searched.
+class cGrowingResponse {
+  public:
+    explicit cGrowingResponse(std::string& response) : m_response(response) {}
+
+    ePortReturn add(const std::string& piece) {
+        if (m_response.size() < RESPONSE_MAX)
+            m_response.append(piece, 0, RESPONSE_MAX - m_response.size());
+        m_window += piece;
+        const ePortReturn result = findFinalResult(m_window);
+        if (m_window.size() > FINAL_CODE_OVERLAP)
+            m_window.erase(0, m_window.size() - FINAL_CODE_OVERLAP);
+        return result;
+    }
+
+  private:
+    std::string& m_response;
+    std::string m_window;
+};
+
+ePortReturn pollForFinalResult(int handle, std::string& response, const sPollPlan& plan) {
+    ePortReturn result = ePORT_NO_FINAL_RESULT;
+    cGrowingResponse growing(response);
+    std::string piece;
+    for (uint64_t poll = 0; poll < plan.polls; ++poll) {
+        sleepMicroseconds(plan.intervalUs);
+        const int count = readFromPort(handle, piece, static_cast<int>(PORT_READ_MAX));
+        debug(count != 0 ? eLOG_PORT : eLOG_PORT_POLL, g_i_debugMode,
+              "readAtCommandResponse(): Read %d bytes from port", count);
+        if (count == 0) continue;
+        result = growing.add(piece);
+        if (result != ePORT_NO_FINAL_RESULT) break;
+    }
+    return result;
+}
+
+void writeTestResponse(int handle) {
+    if (g_que_testAtResponses.empty()) return;
+    writeToPort(handle, g_que_testAtResponses.front(), true);
+    g_que_testAtResponses.pop();
+}
+
+}  // namespace
+
+ePortReturn readAtCommandResponse(int handle, std::string& response, unsigned timeoutS) {
+    response.clear();
+    if (handle == -1) {
+        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot read from FH %d", __func__, handle);
+        return ePORT_ERROR;
+    }
+    debug(eLOG_PORT, g_i_debugMode, "%s(): Reading from FH %d", __func__, handle);
+    const ePortReturn result = pollForFinalResult(handle, response, makePollPlan(timeoutS));
+    debug(eLOG_RESPONSE, g_i_debugMode, "%s(): Returning string class : %s", __func__,
+          response.c_str());
+    writeTestResponse(handle);
+    return result;
+}
+
+ePortReturn sendAtCommand(int handle, const std::string& command, std::string& response,
+                          unsigned timeoutS) {
+    response.clear();
+    g_s_lastAtCmd = command;
+    const ePortReturn written = writeToPort(handle, command, true);
+    if (written != ePORT_OK) return written;
+    return readAtCommandResponse(handle, response, timeoutS);
+}

@@ -1,0 +1,50 @@
+#include <syslog.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "include/debug.h"
+#include "include/options.h"
+#include "main/command_line.h"
+#include "main/pid_file.h"
+#include "statemachine/state_machine.h"
+
+namespace {
+
+constexpr int EXIT_REFUSED = 1;
+// Not a facility: the C library then keeps LOG_USER.
+constexpr int LOG_FACILITY = 5;
+
+void ignorePipe(int) {}
+
+// A closed pipe behind standard output must not end the daemon. A handler instead of SIG_IGN, which
+// every command that the daemon runs would inherit.
+void prepareOutput() {
+    signal(SIGPIPE, ignorePipe);
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    g_i_debugMode = 0;
+    const std::string programName = getProgramName();
+    if (!parseArgs(argc, argv, g_S_options)) {
+        usage(programName);
+        return EXIT_REFUSED;
+    }
+    prepareOutput();
+    openlog(nullptr, LOG_PID, LOG_FACILITY);
+    syslog(LOG_NOTICE, "v%s starting", PROGRAM_VERSION);
+
+    switch (writePidFile(programName, g_S_options.s_port, g_s_pidfile_path)) {
+        case PID_FILE_WRITTEN:
+            return runStateMachine();
+        case PID_FILE_OTHER_RUNS:
+            debug(eLOG_ERROR, g_i_debugMode, "Error: Another process is already running, exiting");
+            return EXIT_REFUSED;
+        default:
+            debug(eLOG_ERROR, g_i_debugMode, "Error: Unable to write pid file, exiting");
+            return EXIT_REFUSED;
+    }
+}

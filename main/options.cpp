@@ -1,0 +1,3 @@
+#include "include/options.h"
+
+sOptionArgs g_S_options;

@@ -1,0 +1,7 @@
+#include "include/shell.h"
+
+#include <cstdlib>
+
+int runShellCommand(const std::string& command) {
+    return system(command.c_str());
+}

@@ -1,0 +1,277 @@
+#include "platform/host/store_environment.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+#include "platform/host/file_descriptor.h"
+#include "platform/host/make_folder.h"
+
+namespace {
+
+constexpr size_t MAP_BYTES = 4 * 1024 * 1024;
+constexpr mode_t FOLDER_MODE = 0755;
+constexpr mode_t FILE_MODE = 0600;  // who may read may also hold locks that stop a writer
+constexpr unsigned WRITE_FLAGS =
+    MDB_NOSYNC;                          // the folder is in memory, there is no disk to wait for
+constexpr rlim_t EXAMINATION_CPU_S = 2;  // a damaged tree may run in circles
+
+using tEntries = std::vector<std::pair<std::string, std::string>>;
+
+int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& handle) {
+    int result = mdb_env_create(&handle);
+    if (result != 0) return result;
+    result = mdb_env_set_mapsize(handle, MAP_BYTES);
+    if (result == 0) result = mdb_env_open(handle, folder.c_str(), flags, FILE_MODE);
+    if (result == 0) return 0;
+    mdb_env_close(std::exchange(handle, nullptr));
+    return result;
+}
+
+constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of the pages that may be used again
+
+// The numbers of free pages that one transaction left: their count, then the numbers, falling.
+bool isPageList(const MDB_val& value, size_t lastPage) {
+    std::vector<size_t> numbers(value.mv_size / sizeof(size_t));
+    memcpy(numbers.data(), value.mv_data, numbers.size() * sizeof(size_t));
+    if (numbers.empty() || numbers[0] != numbers.size() - 1) return false;
+    const auto first = numbers.begin() + 1;
+    const auto isInFile = [&](size_t page) { return page > 1 && page <= lastPage; };
+    return std::is_sorted(first, numbers.end(), std::greater<>()) &&
+           std::all_of(first, numbers.end(), isInFile);
+}
+
+// Every entry in a copy, so that each of their bytes has been read.
+int readEntries(MDB_txn* transaction, MDB_dbi database, tEntries& entries) {
+    MDB_cursor* cursor = nullptr;
+    int result = mdb_cursor_open(transaction, database, &cursor);
+    MDB_val key{};
+    MDB_val value{};
+    while (result == 0 && (result = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
+        entries.emplace_back(toText(key), toText(value));
+    }
+    MDB_stat counted{};
+    if (result == MDB_NOTFOUND) result = mdb_stat(transaction, database, &counted);
+    return result == 0 && counted.ms_entries != entries.size() ? MDB_CORRUPTED : result;
+}
+
+int readFreePages(MDB_txn* transaction, size_t lastPage) {
+    tEntries entries;
+    const int result = readEntries(transaction, FREE_PAGES, entries);
+    const bool areLists =
+        std::all_of(entries.begin(), entries.end(), [&](const tEntries::value_type& entry) {
+            return isPageList(toValue(entry.second), lastPage);
+        });
+    return result == 0 && !areLists ? MDB_CORRUPTED : result;
+}
+
+// Writes all entries anew and removes them, which uses every page there is. The transaction is not
+// committed, so nothing of that reaches the file.
+int rewriteEntries(MDB_txn* transaction, MDB_dbi database, const tEntries& entries) {
+    int result = 0;
+    for (size_t i = 0; i < entries.size() && result == 0; i++) {
+        const std::string larger = entries[i].second + "+";
+        MDB_val key = toValue(entries[i].first);
+        MDB_val value = toValue(larger);
+        result = mdb_put(transaction, database, &key, &value, 0);
+    }
+    for (size_t i = 0; i < entries.size() && result == 0; i++) {
+        MDB_val key = toValue(entries[i].first);
+        result = mdb_del(transaction, database, &key, nullptr);
+    }
+    return result;
+}
+
+size_t pageBytes(MDB_env* environment) {
+    MDB_stat counted{};
+    return mdb_env_stat(environment, &counted) == 0 ? counted.ms_psize : 1;
+}
+
+int tryEverything(MDB_env* environment, bool forWriting) {
+    MDB_txn* transaction = nullptr;
+    MDB_dbi database = FREE_PAGES;
+    MDB_envinfo info{};
+    tEntries entries;
+    mdb_env_info(environment, &info);
+    if (info.me_last_pgno >= MAP_BYTES / pageBytes(environment)) return MDB_CORRUPTED;
+    int result = mdb_txn_begin(environment, nullptr, forWriting ? 0 : MDB_RDONLY, &transaction);
+    if (result == 0 && !forWriting) result = readFreePages(transaction, info.me_last_pgno);
+    if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
+    if (result == 0) result = readEntries(transaction, database, entries);
+    if (result == 0 && forWriting) result = rewriteEntries(transaction, database, entries);
+    mdb_txn_abort(transaction);
+    return result;
+}
+
+bool tellsOfDamage(int result) {
+    return result == MDB_INVALID || result == MDB_VERSION_MISMATCH || result == MDB_CORRUPTED ||
+           result == MDB_PAGE_NOTFOUND || result == MDB_PANIC || result == MDB_BAD_TXN ||
+           result == MDB_CURSOR_FULL || result == MDB_MAP_RESIZED || result == MDB_INCOMPATIBLE;
+}
+
+// How the examining child ends when it meets what LMDB was not made for.
+constexpr int DAMAGE_SIGNALS[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGXCPU};
+constexpr int EXIT_SOUND = 0;
+constexpr int EXIT_DAMAGED = 1;
+
+void limitChild() {
+    for (const int signal : DAMAGE_SIGNALS)
+        std::signal(signal, SIG_DFL);
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    const rlimit cpuTime{EXAMINATION_CPU_S, EXAMINATION_CPU_S + 1};
+    setrlimit(RLIMIT_CPU, &cpuTime);
+}
+
+// The child: whatever damaged pages make of LMDB ends here. A failure that says nothing about the
+// files, such as missing rights, is for the parent to meet.
+[[noreturn]] void examineAndExit(const std::string& folder, bool forWriting) {
+    limitChild();
+    MDB_env* environment = nullptr;
+    int result = openEnvironment(folder, forWriting ? WRITE_FLAGS : MDB_RDONLY, environment);
+    if (result == ENOMEM) result = MDB_CORRUPTED;  // it is said to be larger than all memory
+    if (result == 0) {
+        mdb_env_set_assert(environment, [](MDB_env*, const char*) { _exit(EXIT_DAMAGED); });
+        result = tryEverything(environment, false);
+    }
+    if (result == 0 && forWriting) result = tryEverything(environment, true);
+    _exit(tellsOfDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
+}
+
+// Whether everything in the files can be read and, for a writer, written. Where that cannot be
+// found out they are trusted.
+bool isSound(const std::string& folder, bool forWriting) {
+    const pid_t child = fork();
+    if (child == 0) examineAndExit(folder, forWriting);
+    int status = 0;
+    while (child > 0 && waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) return true;
+    }
+    if (child < 0) return true;
+    if (WIFEXITED(status)) return WEXITSTATUS(status) != EXIT_DAMAGED;
+    return std::find(std::begin(DAMAGE_SIGNALS), std::end(DAMAGE_SIGNALS), WTERMSIG(status)) ==
+           std::end(DAMAGE_SIGNALS);
+}
+
+}  // namespace
+
+void cStoreEnvironment::setFolder(const std::string& folder) {
+    close();
+    m_isSuspect = false;
+    m_folder = folder;
+}
+
+void cStoreEnvironment::close() {
+    if (m_handle != nullptr) mdb_env_close(std::exchange(m_handle, nullptr));
+    m_isWritable = false;
+}
+
+int cStoreEnvironment::lookAt(const std::string& path, sMappedFile& file) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return errno;
+    file = {status.st_dev, status.st_ino, status.st_size};
+    return 0;
+}
+
+bool cStoreEnvironment::isUnharmed(const std::string& path, sMappedFile& known) {
+    sMappedFile now;
+    if (lookAt(path, now) != 0) return false;
+    if (now.device != known.device || now.inode != known.inode) return false;
+    if (now.size < known.size) return false;
+    known.size = now.size;
+    return true;
+}
+
+bool cStoreEnvironment::isUsable(bool forWriting) {
+    if (m_handle == nullptr || (forWriting && !m_isWritable)) return false;
+    return isUnharmed(dataPath(), m_data) && isUnharmed(lockPath(), m_lock);
+}
+
+int cStoreEnvironment::openToRead() {
+    if (isUsable(false)) return 0;
+    close();
+    const cFileDescriptor lock(lockOpening());
+    if (!lock.isOpen()) return errno;
+    sMappedFile data;
+    const int result = lookAt(dataPath(), data);
+    if (result != 0) return result;
+    return data.size == 0 ? ENOENT : openChecked(false);
+}
+
+int cStoreEnvironment::openToWrite() {
+    if (isUsable(true)) return 0;
+    close();
+    if (!makeFolder(m_folder, FOLDER_MODE)) return errno;
+    const cFileDescriptor lock(lockOpening());
+    if (!lock.isOpen()) return errno;
+    int result = m_isSuspect ? MDB_CORRUPTED : openChecked(true);
+    if (tellsOfDamage(result)) {
+        result = putAside();
+        if (result == 0) result = openChecked(true);
+    }
+    if (result == 0) clearStaleReaders();
+    return result;
+}
+
+// The files are only opened, made and put aside under this lock: nobody may get the lock file of
+// one store together with the data of another.
+int cStoreEnvironment::lockOpening() const {
+    const std::string path = m_folder + "/open.lock";
+    cFileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
+    if (!file.isOpen()) return -1;
+    while (flock(file.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) return -1;
+    }
+    return file.release();
+}
+
+// Opens the environment once the files have been examined; a new one needs no examination.
+int cStoreEnvironment::openChecked(bool forWriting) {
+    sMappedFile data;
+    const bool isNew = lookAt(dataPath(), data) != 0 || data.size == 0;
+    if (!isNew && !isSound(m_folder, forWriting)) return MDB_CORRUPTED;
+    int result = openEnvironment(m_folder, forWriting ? WRITE_FLAGS : MDB_RDONLY, m_handle);
+    if (result != 0) return result;
+    m_isWritable = forWriting;
+    result = lookAt(dataPath(), m_data);
+    if (result == 0) result = lookAt(lockPath(), m_lock);
+    if (result != 0) close();
+    return result;
+}
+
+int cStoreEnvironment::putAside() {
+    const std::string aside = dataPath() + ".broken";
+    const bool isMoved = rename(dataPath().c_str(), aside.c_str()) == 0 || errno == ENOENT;
+    if (!isMoved) return errno;
+    // A lock file holds nothing worth keeping.
+    if (unlink(lockPath().c_str()) != 0 && errno != ENOENT) return errno;
+    m_isSuspect = false;
+    syslog(LOG_NOTICE, "Error: Key-value store was damaged, put aside as %s", aside.c_str());
+    return 0;
+}
+
+bool cStoreEnvironment::noteDamage(int result) {
+    if (!tellsOfDamage(result)) return false;
+    m_isSuspect = true;
+    close();
+    return true;
+}
+
+bool cStoreEnvironment::clearStaleReaders() {
+    int dead = 0;
+    return mdb_reader_check(m_handle, &dead) == 0 && dead > 0;
+}

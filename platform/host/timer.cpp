@@ -1,0 +1,69 @@
+#include "platform/include/timer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+
+#include "platform/include/timer_clock.h"
+
+namespace {
+
+constexpr uint64_t MS_PER_S = 1000;
+
+uint64_t steadyClockMs() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+tTimerClock g_clock = steadyClockMs;
+
+}  // namespace
+
+void setTimerClock(tTimerClock clock) {
+    g_clock = clock != nullptr ? clock : steadyClockMs;
+}
+
+uint64_t timerClockMs() {
+    return g_clock();
+}
+
+cTimer::cTimer(int /*type*/, unsigned periodS) : m_periodS(periodS) {}
+
+void cTimer::Start() {
+    m_startedMs = timerClockMs();
+    m_enabled = true;
+}
+
+void cTimer::Stop() {
+    m_enabled = false;
+}
+
+void cTimer::SetTimeout(unsigned periodS) {
+    m_periodS = periodS;
+}
+
+unsigned cTimer::GetTimeout() const {
+    return m_periodS;
+}
+
+bool cTimer::IsTimerEnabled() const {
+    return m_enabled;
+}
+
+bool cTimer::IsTimerRunning() const {
+    return m_enabled && GetElapsedTime() < m_periodS;
+}
+
+bool cTimer::IsTimerDone() const {
+    return !IsTimerRunning();
+}
+
+unsigned cTimer::GetElapsedTime() const {
+    if (!m_enabled) return 0;
+    const uint64_t now = timerClockMs();
+    if (now < m_startedMs) return 0;  // only a test's clock goes back
+    const uint64_t elapsedS = (now - m_startedMs) / MS_PER_S;
+    return static_cast<unsigned>(
+        std::min<uint64_t>(elapsedS, std::numeric_limits<unsigned>::max()));
+}

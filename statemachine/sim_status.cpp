@@ -1,0 +1,84 @@
+#include "statemachine/sim_status.h"
+
+#include "atcmd/sim_commands.h"
+#include "include/debug.h"
+#include "platform/include/text_helpers.h"
+#include "statemachine/modem_control.h"
+#include "statemachine/sim_pin.h"
+#include "statemachine/timers.h"
+
+namespace {
+
+eGeneralErrors simReady(int port, sSimInfo& sim) {
+    if (!g_Cp_simMissingTimer->IsTimerEnabled()) return manageCpin(port, sim);
+    debug(eLOG_NOTICE, g_i_debugMode, "SIM is Ready, stopping SIM missing timer");
+    g_Cp_simMissingTimer->Stop();
+    return eSUCCESS_DEVICE_UNLOCK;
+}
+
+eGeneralErrors simMissing() {
+    cTimer& timer = *g_Cp_simMissingTimer;
+    if (!timer.IsTimerEnabled()) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Notice: SIM is missing, starting timer (%d minutes)",
+              10);
+        timer.Start();
+        return eSUCCESS;
+    }
+    if (timer.IsTimerRunning()) return eSUCCESS;
+    debug(eLOG_NOTICE, g_i_debugMode, "SIM not detected after %d minutes, device requires reset",
+          static_cast<int>(timer.GetElapsedTime() / 60));
+    return eERROR_DEVICE_REQUIRES_RESET;
+}
+
+eGeneralErrors afterUnlock(int port, sSimInfo& sim, eGeneralErrors result) {
+    if (result != eSUCCESS) return result;
+    waitModemReady(port);
+    doGetSimStatus(port, sim);
+    return eSUCCESS_DEVICE_UNLOCK;
+}
+
+bool isVerizonCarrier(const std::string& carrier) {
+    const std::string name = stringLower(carrier);
+    return name.find("verizon") != std::string::npos || name.find("vzw") != std::string::npos;
+}
+
+}  // namespace
+
+eGeneralErrors getSimStatus(int port, sSimInfo& sim) {
+    traceEntry(eLOG_POLICY, __func__);
+    // Asked twice: the second answer is the one that counts right after a SIM was inserted.
+    if (getDeviceSimInfo(port, sim) == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    if (doGetSimStatus(port, sim) == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    switch (sim.i_lock_class) {
+        case eSIM_READY:
+            return simReady(port, sim);
+        case eSIM_MISSING:
+            return simMissing();
+        case eSIM_PIN_REQUIRED:
+            return afterUnlock(port, sim, maybeUnlockSimPin(port, sim));
+        case eSIM_PUK_REQUIRED:
+            return afterUnlock(port, sim, maybeUnlockSimPuk(port, sim));
+        default:
+            return eSUCCESS;
+    }
+}
+
+ePortReturn doGetSimStatus(int port, sSimInfo& sim) {
+    traceEntry(eLOG_POLICY, __func__);
+    return getDeviceSimInfo(port, sim);
+}
+
+ePortReturn getDeviceSimInfo(int port, sSimInfo& sim) {
+    traceEntry(eLOG_POLICY, __func__);
+    resetSimInfo(sim);
+    const ePortReturn present = getDeviceSimPresent(port, sim);
+    if (present != ePORT_OK || sim.i_present != 1) return present;
+    for (const auto query : {getDeviceSimStatus, getCpinState, getDeviceSimId, getDeviceSimIMSI}) {
+        const ePortReturn result = query(port, sim);
+        if (result != ePORT_OK) return result;
+    }
+    if (sim.s_carrier == "Unknown") return ePORT_OK;
+    sim.b_verizon = isVerizonCarrier(sim.s_carrier);
+    if (sim.b_verizon) debug(eLOG_POLICY, g_i_debugMode, "%s(): SIM carrier is Verizon", __func__);
+    return ePORT_OK;
+}

@@ -1,0 +1,97 @@
+#include "statemachine/status_files.h"
+
+#include <ctime>
+
+#include "include/debug.h"
+#include "include/options.h"
+#include "include/utilities.h"
+#include "platform/include/file_vector.h"
+#include "platform/include/key_value_store.h"
+#include "statemachine/status_keys.h"
+#include "statemachine/timers.h"
+
+const std::string g_s_cardstats_path = "/var/log/wireless.cardstats";
+const std::string g_s_serialno_path = "/var/log/wireless.serialno";
+const std::string g_s_mdn_path = "/var/log/wireless.mdn";
+
+namespace {
+
+constexpr const char* KEY_PREFIX = "CELLMODEM";
+constexpr const char* SLOT_WITH_PLAIN_FILE = "1";
+
+struct sStatusFilesState {
+    bool storeFails = false;
+};
+
+sStatusFilesState g_statusState;
+
+void storeList(const tStatusList& list, const std::string& prefix) {
+    bool failed = false;
+    const auto report = [&failed](const std::string& key) {
+        failed = true;
+        // A store that stays broken is told once, not a hundred times every two seconds.
+        debug(g_statusState.storeFails ? eLOG_STATUS : eLOG_NOTICE, g_i_debugMode,
+              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", key.c_str());
+    };
+    skvs_batch_begin();
+    for (const auto& [suffix, value] : list) {
+        if (suffix.find('#') != std::string::npos) continue;
+        const std::string key = prefix + suffix;
+        if (skvs_set(key.c_str(), value.c_str()) != 0) report(key);
+    }
+    if (skvs_batch_end() != 0) report(prefix);
+    g_statusState.storeFails = failed;
+}
+
+void writeList(const tStatusList& list, const std::string& path, const std::string& prefix) {
+    cFileVector file(path);
+    for (const auto& [suffix, value] : list) {
+        const bool isComment = suffix.find('#') != std::string::npos;
+        file.AppendLine(isComment ? suffix : prefix + suffix + "=" + value);
+    }
+    file.Write();
+}
+
+void writeLine(const std::string& path, const std::string& line) {
+    cFileVector file(path);
+    file.AppendLine(line);
+    file.Write();
+}
+
+}  // namespace
+
+void resetStatusFilesState() {
+    g_statusState = {};
+}
+
+void writeOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config, bool force) {
+    if (!g_Cp_cardstatsTimer->IsTimerDone() && !force) return;
+    doWriteOutStatusFiles(device, config);
+    g_Cp_cardstatsTimer->Start();
+}
+
+void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config) {
+    traceEntry(eLOG_STATUS, __func__);
+    const std::string& slot = g_S_options.s_port;
+    tStatusList list =
+        buildStatusList(device, config, time(nullptr), g_Cp_connectedTimer->GetElapsedTime());
+    // No text of the modem may forge a line.
+    for (auto& [suffix, value] : list)
+        value = blankControlCharacters(value);
+
+    const std::string slotPrefix = KEY_PREFIX + slot;
+    storeList(list, slotPrefix);
+    writeList(list, g_s_cardstats_path + "." + slot, slotPrefix);
+    if (slot == SLOT_WITH_PLAIN_FILE) writeList(list, g_s_cardstats_path, KEY_PREFIX);
+    writeLine(g_s_serialno_path, device.modem.s_serial_number);
+    writeLine(g_s_mdn_path, device.modem.s_own_number);
+}
+
+void updateStatusFile(const std::string& path, const std::string& line, bool& append) {
+    cFileVector file(path);
+    file.AppendLine(line);
+    if (append)
+        file.WriteAppend();
+    else
+        file.Write();
+}

@@ -1,0 +1,28 @@
+#ifndef STATEMACHINE_STATUS_FILES_H
+#define STATEMACHINE_STATUS_FILES_H
+
+#include <string>
+
+#include "include/config_options.h"
+#include "include/device_records.h"
+
+// The daemon's view, published in files under /var/log and in the key-value store.
+
+extern const std::string g_s_cardstats_path;
+extern const std::string g_s_serialno_path;
+extern const std::string g_s_mdn_path;
+
+// Writes when forced, or when the last write is 2 seconds ago.
+void writeOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config, bool force);
+
+// Writes everything: the slot's file, for slot 1 also the one without slot, serial number and own
+// number, and each key into the store. A key that cannot be stored is logged; the rest goes on.
+void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config);
+
+// Writes one line to a file: behind what is there with append, else in its place.
+void updateStatusFile(const std::string& path, const std::string& line, bool& append);
+
+// Forgets whether the store could be written last time.
+void resetStatusFilesState();
+
+#endif
