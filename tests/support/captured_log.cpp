@@ -36,9 +36,13 @@ extern "C" void __syslog_chk(int, int, const char* format, ...) {
     va_end(arguments);
 }
 
-const std::vector<std::string>& capturedLog() { return messages(); }
+const std::vector<std::string>& capturedLog() {
+    return messages();
+}
 
-void clearCapturedLog() { messages().clear(); }
+void clearCapturedLog() {
+    messages().clear();
+}
 
 size_t logCount(const std::string& text) {
     return static_cast<size_t>(std::count(messages().begin(), messages().end(), text));

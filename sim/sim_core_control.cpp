@@ -1,0 +1,259 @@
+#include <stdexcept>
+
+#include "sim/json_reader.h"
+#include "sim/sim_core.h"
+#include "sim/sms_pdu.h"
+#include "sim/text.h"
+
+// Orders: from the control socket and from the timeline of a scenario.
+
+namespace {
+
+using nlohmann::json;
+
+constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
+
+// Every order may carry these beside its own keys.
+cJsonReader orderReader(const json& request) {
+    cJsonReader reader(request, "order");
+    reader.value("op");
+    reader.value("at");
+    return reader;
+}
+
+json done() {
+    return {{"ok", true}};
+}
+json refused(const std::string& why) {
+    return {{"ok", false}, {"error", why}};
+}
+
+eSmsCoding readCoding(cJsonReader& reader) {
+    std::string text = "auto";
+    reader.read("coding", text);
+    if (text == "auto") return eSMS_AUTO;
+    if (text == "gsm7") return eSMS_GSM7;
+    if (text == "8bit") return eSMS_8BIT;
+    if (text == "ucs2") return eSMS_UCS2;
+    reader.fail("coding", "is none of auto, gsm7, 8bit, ucs2");
+}
+
+sDeliver readDeliver(cJsonReader& reader, const sSimState& state) {
+    sDeliver message;
+    message.serviceCentre = state.sms.serviceCentre;
+    message.time = modemClock(state);
+    message.from = reader.requiredText("from");
+    message.text = reader.requiredText("text");
+    message.coding = readCoding(reader);
+    reader.read("service_centre", message.serviceCentre);
+    reader.readInt("reference", message.reference, 0, 65535);
+    reader.readInt("part", message.part, 0, 255);
+    reader.readInt("total", message.total, 0, 255);
+    message.wideReference = message.reference > 255;
+    reader.read("wide_reference", message.wideReference);
+    if (reader.has("time")) {
+        const std::optional<sClock> clock = parseClock(reader.requiredText("time"));
+        if (!clock) reader.fail("time", "is not of the form yy/MM/dd,hh:mm:ss-zz");
+        message.time = *clock;
+    }
+    return message;
+}
+
+}  // namespace
+
+const std::vector<cSimCore::sOrderRow>& cSimCore::orderTable() {
+    static const std::vector<sOrderRow> TABLE = {
+        {"set", &cSimCore::orderSet},
+        {"detach", &cSimCore::orderDetach},
+        {"deactivate", &cSimCore::orderDeactivate},
+        {"address", &cSimCore::orderAddress},
+        {"inject-sms", &cSimCore::orderInjectSms},
+        {"fault", &cSimCore::orderFault},
+        {"clear-faults", &cSimCore::orderClearFaults},
+        {"urc", &cSimCore::orderUrc},
+        {"restart", &cSimCore::orderRestart},
+        {"hangup", &cSimCore::orderHangup},
+        {"dump", &cSimCore::orderDump},
+        {"count", &cSimCore::orderCount},
+        {"exchanges", &cSimCore::orderExchanges},
+    };
+    return TABLE;
+}
+
+json cSimCore::control(const json& request) {
+    try {
+        cJsonReader reader(request, "order");
+        const std::string name = reader.requiredText("op");
+        for (const sOrderRow& row : orderTable()) {
+            if (name == row.name) return (this->*row.order)(request);
+        }
+        return refused("order: key 'op' is '" + name + "', which is not known");
+    } catch (const std::exception& problem) {
+        return refused(problem.what());
+    }
+}
+
+// Tries every order of the timeline on a copy, so that a typing error shows at the start.
+void cSimCore::checkTimeline() {
+    cSimCore copy(*this);
+    for (const sTimelineEntry& entry : m_timeline) {
+        copy.m_state.nowMs = entry.atMs;
+        const json result = copy.control(entry.order);
+        if (!result.at("ok").get<bool>()) {
+            throw std::invalid_argument("scenario.timeline at " + std::to_string(entry.atMs) +
+                                        " ms: " + result.at("error").get<std::string>());
+        }
+    }
+}
+
+json cSimCore::orderSet(const json& request) {
+    cJsonReader reader = orderReader(request);
+    sSimState next = m_state;
+    readLiveSections(reader, next);
+    reader.finish();
+    m_state = next;
+    settleAndReport();
+    return done();
+}
+
+json cSimCore::orderDetach(const json& request) {
+    orderReader(request).finish();
+    m_state.attached = false;
+    settleAndReport();
+    return done();
+}
+
+json cSimCore::orderDeactivate(const json& request) {
+    cJsonReader reader = orderReader(request);
+    int id = 0;
+    reader.required("cid");
+    reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
+    reader.finish();
+    const auto found = m_state.contexts.find(id);
+    if (found == m_state.contexts.end()) return refused("no such context");
+    deactivateContext(found->second);
+    return done();
+}
+
+// The network gives an active context another address.
+json cSimCore::orderAddress(const json& request) {
+    cJsonReader reader = orderReader(request);
+    int id = 0;
+    reader.required("cid");
+    reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
+    std::string ipv4;
+    std::string ipv6;
+    reader.read("ipv4", ipv4);
+    reader.read("ipv6", ipv6);
+    reader.finish();
+    if (!ipv4.empty() && !isIpv4(ipv4)) reader.fail("ipv4", "is not an address");
+    if (!ipv6.empty() && !isIpv6(ipv6)) reader.fail("ipv6", "is not an address");
+    const auto found = m_state.contexts.find(id);
+    if (found == m_state.contexts.end() || !found->second.active) {
+        return {{"ok", true}, {"changed", false}};
+    }
+    if (!ipv4.empty()) found->second.ipv4 = ipv4;
+    if (!ipv6.empty()) found->second.ipv6 = ipv6;
+    return {{"ok", true}, {"changed", true}};
+}
+
+json cSimCore::orderInjectSms(const json& request) {
+    cJsonReader reader = orderReader(request);
+    std::string pdu;
+    if (reader.has("pdu")) {
+        pdu = reader.requiredText("pdu");
+        if (pduLength(pdu) < 0) reader.fail("pdu", "is not a PDU in hexadecimal");
+    } else {
+        pdu = buildDeliver(readDeliver(reader, m_state));
+    }
+    reader.finish();
+    const size_t stored = m_state.sms.slots.size();
+    m_state.sms.waiting.push_back(pdu);
+    settleAndReport();
+    return {{"ok", true}, {"pdu", pdu}, {"stored", m_state.sms.slots.size() > stored}};
+}
+
+json cSimCore::orderFault(const json& request) {
+    const int id = m_faults.add(readFault(request, "order", m_state.nowMs));
+    return {{"ok", true}, {"id", id}};
+}
+
+json cSimCore::orderClearFaults(const json& request) {
+    cJsonReader reader = orderReader(request);
+    int id = 0;
+    reader.readInt("id", id, 1, INT32_MAX);
+    reader.finish();
+    return {{"ok", true}, {"cleared", m_faults.remove(id)}};
+}
+
+// A line framed as the modem frames it, or raw bytes.
+json cSimCore::orderUrc(const json& request) {
+    cJsonReader reader = orderReader(request);
+    std::string port = "at";
+    reader.read("port", port);
+    if (port != "at" && port != "gps") reader.fail("port", "is neither 'at' nor 'gps'");
+    const bool raw = reader.has("raw");
+    const std::string text = reader.requiredText(raw ? "raw" : "line");
+    reader.finish();
+    m_ports[port == "at" ? ePORT_AT : ePORT_GPS].output.add(m_state.nowMs,
+                                                            raw ? text : "\r\n" + text + "\r\n");
+    log({{"event", "unsolicited"}, {"port", port}, {"line", text}, {"due", m_state.nowMs}});
+    return done();
+}
+
+json cSimCore::orderRestart(const json& request) {
+    cJsonReader reader = orderReader(request);
+    uint64_t awayMs = m_state.timings.restartMs;
+    reader.readInt("away_ms", awayMs, 0, TIME_MAX_MS);
+    reader.finish();
+    leave(0, awayMs, true);
+    return done();
+}
+
+json cSimCore::orderHangup(const json& request) {
+    cJsonReader reader = orderReader(request);
+    uint64_t awayMs = 3000;
+    reader.readInt("away_ms", awayMs, 0, TIME_MAX_MS);
+    reader.finish();
+    leave(0, awayMs, false);
+    return done();
+}
+
+json cSimCore::orderDump(const json& request) {
+    orderReader(request).finish();
+    json state = stateToJson(m_state);
+    state["now_ms"] = m_state.nowMs;
+    state["ports_present"] = portsPresent();
+    state["problems"] = m_problems;
+    state["exchange_count"] = m_exchangeCount;
+    state["faults"] = json::array();
+    for (const sFault& fault : m_faults.all())
+        state["faults"].push_back(faultToJson(fault));
+    return {{"ok", true}, {"state", state}};
+}
+
+json cSimCore::orderCount(const json& request) {
+    orderReader(request).finish();
+    return {{"ok", true},
+            {"exchanges", m_exchangeCount},
+            {"problems", m_problems.size()},
+            {"now_ms", m_state.nowMs}};
+}
+
+// The exchanges from a number on; the numbers count from 0 and are never used again.
+json cSimCore::orderExchanges(const json& request) {
+    cJsonReader reader = orderReader(request);
+    uint64_t since = 0;
+    reader.readInt("since", since, 0, INT64_MAX);
+    reader.finish();
+    json list = json::array();
+    const uint64_t first = m_exchangeCount - m_exchanges.size();
+    for (uint64_t i = std::max(since, first); i < m_exchangeCount; ++i) {
+        const sSimExchange& exchange = m_exchanges[static_cast<size_t>(i - first)];
+        list.push_back({{"t", exchange.timeMs},
+                        {"port", exchange.port},
+                        {"command", exchange.command},
+                        {"reply", exchange.reply}});
+    }
+    return {{"ok", true}, {"exchanges", list}, {"next", m_exchangeCount}};
+}

@@ -1,0 +1,30 @@
+#ifndef SIM_TEXT_H
+#define SIM_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/include/text_helpers.h"
+
+// A number in decimal with leading zeros.
+std::string padded(int64_t number, size_t digits);
+std::string joined(const std::vector<std::string>& pieces, const std::string& separator);
+bool allDigits(const std::string& text);
+std::string inQuotes(const std::string& text);
+// Pieces between separators, empty ones included.
+std::vector<std::string> splitText(const std::string& text, char separator);
+
+// Upper-case hexadecimal.
+std::string toHex(const std::vector<uint8_t>& bytes);
+// False when text is not pairs of hexadecimal digits.
+bool fromHex(const std::string& text, std::vector<uint8_t>& bytes);
+
+// An IPv6 address as sixteen decimal octets, 3GPP TS 27.007 section 10.1.23; empty when the text
+// is not an address.
+std::string ipv6Dotted(const std::string& address);
+std::string ipv6MaskDotted(int prefixBits);
+bool isIpv4(const std::string& text);
+bool isIpv6(const std::string& text);
+
+#endif

@@ -1,0 +1,20 @@
+# Sequences and policies against the simulated modem, in a namespace of their own: the daemon's
+# absolute paths are real there, and /bin/sh is bash.
+add_library(cellslot_flow_support STATIC support/flow_fixture.cpp support/shell_stubs.cpp
+                                         support/simulated_port.cpp)
+target_link_libraries(cellslot_flow_support PUBLIC cellslot_test_support cellslot_statemachine
+                                                   cellslot_sim)
+
+# cellslot_add_flow_tests(<subject> SOURCES <files>)
+function(cellslot_add_flow_tests subject)
+    cmake_parse_arguments(ARG "" "" "SOURCES" ${ARGN})
+    add_executable(${subject}_flow_tests ${ARG_SOURCES})
+    target_link_libraries(${subject}_flow_tests PRIVATE cellslot_flow_support GTest::gtest_main)
+    add_test(NAME flow.${subject}
+             COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
+                     $<TARGET_FILE:${subject}_flow_tests>)
+    set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT 300)
+endfunction()
+
+cellslot_add_flow_tests(statemachine
+    SOURCES flow/bring_up_flow_test.cpp)

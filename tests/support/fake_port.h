@@ -1,0 +1,96 @@
+#ifndef TESTS_SUPPORT_FAKE_PORT_H
+#define TESTS_SUPPORT_FAKE_PORT_H
+
+#include <cstdint>
+#include <deque>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+// A reply in the modem's framing: CR LF, the lines each with CR LF, an empty line, OK.
+std::string modemReply(std::initializer_list<std::string> lines);
+// The same with another final line.
+std::string modemReply(std::initializer_list<std::string> lines, const std::string& finalLine);
+
+extern const char* const OK_REPLY;
+extern const char* const ERROR_REPLY;
+
+// The daemon's end of a modem port, with a scripted modem at the other end and a clock of its own.
+// While it lives, every sleep of the daemon lets that clock run, the timers' too, and gives the
+// modem its turn: it reads what the daemon wrote and writes what the script says. No threads and no
+// real time. The modem is strict: a command that the script does not expect fails the test, and so
+// does an answer that no command asked for.
+class cFakePort {
+  public:
+    enum class eLink { SOCKET, TERMINAL };
+
+    // SOCKET: handle() is open. TERMINAL: a pseudo-terminal to be opened by its path().
+    explicit cFakePort(eLink link = eLink::SOCKET);
+    ~cFakePort();
+    cFakePort(const cFakePort&) = delete;
+    cFakePort& operator=(const cFakePort&) = delete;
+
+    int& handle() { return m_handle; }
+    const std::string& path() const { return m_path; }
+
+    // A modem echoes every command unless told otherwise.
+    void setEcho(bool echo) { m_echo = echo; }
+
+    // What the next command that has no answer yet gets, behind the echo. In pieces: one a wait.
+    cFakePort& answer(const std::string& text) { return answerInPieces({text}); }
+    cFakePort& answerInPieces(std::vector<std::string> pieces);
+    cFakePort& silence() { return answerInPieces({}); }
+    // The next command gets its answer only so much later.
+    cFakePort& answerLate(unsigned delayMs, const std::string& text);
+
+    // Sends something unasked, now or in the turn of a time to come.
+    void say(const std::string& text);
+    void sayIn(unsigned delayMs, const std::string& text);
+
+    // Closes the modem's end.
+    void hangUp();
+
+    // The commands so far, each without its carriage return, and every byte that was written.
+    const std::vector<std::string>& commands() const { return m_commands; }
+    const std::string& written() const { return m_written; }
+
+    uint64_t elapsedUs() const { return m_elapsedUs; }
+    uint64_t elapsedMs() const { return m_elapsedUs / 1000; }
+    const std::vector<unsigned>& sleepsUs() const { return m_sleepsUs; }
+
+  private:
+    struct sPiece {
+        uint64_t dueUs;
+        std::string text;
+    };
+    struct sAnswer {
+        unsigned delayMs;
+        std::vector<std::string> pieces;
+    };
+
+    static void onSleep(unsigned microseconds);
+    static uint64_t clockMs();
+    void openSocket();
+    void openTerminal();
+    void takeTurn();
+    void readCommands();
+    void startAnswer();
+    void deliver();
+    void flush();
+
+    static cFakePort* s_current;
+    int m_handle = -1;
+    int m_modem = -1;
+    std::string m_path;
+    bool m_echo = true;
+    std::deque<sAnswer> m_script;
+    std::deque<sPiece> m_pieces;
+    std::string m_out;
+    std::string m_pending;
+    std::vector<std::string> m_commands;
+    std::string m_written;
+    std::vector<unsigned> m_sleepsUs;
+    uint64_t m_elapsedUs = 0;
+};
+
+#endif

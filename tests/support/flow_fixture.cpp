@@ -1,0 +1,99 @@
+#include "tests/support/flow_fixture.h"
+
+#include <filesystem>
+
+#include "atcmd/catalogue.h"
+#include "atcmd/identity.h"
+#include "atcmd/registration.h"
+#include "config/config_file.h"
+#include "device/at_transaction.h"
+#include "include/debug.h"
+#include "include/options.h"
+#include "include/signal_flags.h"
+#include "statemachine/bring_up.h"
+#include "statemachine/carrier_list.h"
+#include "statemachine/data_connection.h"
+#include "statemachine/data_session.h"
+#include "statemachine/network_interface.h"
+#include "statemachine/sim_pin.h"
+#include "statemachine/status_files.h"
+#include "statemachine/status_led.h"
+#include "statemachine/timers.h"
+
+namespace {
+
+// What the daemon keeps between calls, as in a process that has just started.
+void resetDaemon() {
+    resetIdentityState();
+    resetRegistrationState();
+    resetBringUpState();
+    resetCarrierListState();
+    resetDataConnectionState();
+    resetDataSessionState();
+    resetNetworkInterfaceState();
+    resetSimPinState();
+    resetStatusFilesState();
+    resetStatusLedState();
+    resetConfigFileChoice();
+    telitCarrier_list_Map.clear();
+    g_que_testAtResponses = {};
+    g_i_debugMode = 0;
+    b_got_sigint = b_got_sigterm = b_got_sighup = b_got_sigusr1 = b_got_sigusr2 = false;
+    for (cTimer* timer : {&g_C_checkRegTimer, &g_C_noServiceTimer, &g_C_netConDelayTimer,
+                          &g_C_networkKeepAliveTimer, &g_C_deviceMissingTimer})
+        timer->Stop();
+}
+
+// The folders belong to this test alone: flow tests run in a namespace of their own.
+void emptyFolder(const std::string& path) {
+    std::filesystem::create_directories(path);
+    for (const auto& entry : std::filesystem::directory_iterator(path))
+        if (entry.path().string().find("cellslot-test-") == std::string::npos)
+            std::filesystem::remove_all(entry.path());
+}
+
+}  // namespace
+
+cFlowFixture::cFlowFixture() {
+    for (const char* folder : {"/etc/vuk", "/etc/zoq", "/var/log", "/storage", "/tmp", "/run"})
+        emptyFolder(folder);
+    resetDaemon();
+    clearCapturedLog();
+    setupVariableMaps();
+    g_S_options = {"", "/dev/null", "wwan0", "1"};
+    device.sim.s_cpin_path = "/etc/vuk/cellular_cpin.1";
+    device.sim.s_cpin_new_path = "/etc/vuk/cellular_cpin_new.1";
+    device.sim.s_puk_path = "/etc/vuk/cellular_puk.1";
+    config.simSlot = 1;
+    config.apn = "internet";
+    config.enableInterface = 1;
+    config.syncTime = false;
+    config.gpsEnable = false;
+}
+
+cFlowFixture::~cFlowFixture() = default;
+
+void cFlowFixture::start(const nlohmann::json& scenario, cSimulatedPort::eKind kind) {
+    m_port = std::make_unique<cSimulatedPort>(scenario, kind);
+    g_S_options.s_device = m_port->path();
+    createTimers();
+    createCpinMonitors(device.sim);
+}
+
+void cFlowFixture::TearDown() {
+    if (!m_port || m_problemsAllowed) return;
+    for (const std::string& problem : m_port->modem().problems())
+        ADD_FAILURE() << "the modem did not understand: " << problem;
+}
+
+void cFlowFixture::fault(const std::string& command, const std::string& kind, int number,
+                         int count) {
+    nlohmann::json request = {
+        {"op", "fault"}, {"match", command}, {"kind", kind}, {"count", count}};
+    if (kind == "cme" || kind == "cms") request["number"] = number;
+    order(request);
+}
+
+tCommands simCommands() {
+    return {"AT#QSS?", "AT+CPIN?;#PCT", "AT+CLCK=\"SC\",2", "AT+CCID?", "AT+CIMI"};
+}

@@ -1,0 +1,71 @@
+#ifndef TESTS_SUPPORT_FLOW_FIXTURE_H
+#define TESTS_SUPPORT_FLOW_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "include/config_options.h"
+#include "include/device_records.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/shell_stubs.h"
+#include "tests/support/simulated_port.h"
+
+using tCommands = std::vector<std::string>;
+
+// The state of a daemon for slot 1 that has just started, the simulated modem on its port, and host
+// tools that only record. A scenario states only what differs from a healthy modem. At the end the
+// modem must have understood every command.
+class cFlowFixture : public ::testing::Test {
+  public:
+    cFlowFixture();
+    ~cFlowFixture() override;
+
+  protected:
+    void TearDown() override;
+
+    // Must be called before anything is sent.
+    void start(const nlohmann::json& scenario = nlohmann::json::object(),
+               cSimulatedPort::eKind kind = cSimulatedPort::SOCKET);
+
+    int handle() const { return m_port->handle(); }
+    cSimulatedPort& port() { return *m_port; }
+    tCommands commands() { return m_port->takeCommands(); }
+    void order(const nlohmann::json& request) { m_port->order(request); }
+    // Lets seconds pass on the daemon's clock.
+    void passSeconds(unsigned seconds) { m_port->pass(uint64_t{seconds} * 1000000); }
+    // A fault for the next count commands that match exactly.
+    void fault(const std::string& command, const std::string& kind, int number = 0, int count = 1);
+    // The modem may meet commands that it does not understand.
+    void allowProblems() { m_problemsAllowed = true; }
+
+    sDeviceInfo device;
+    sConfigFileOpts config;
+    cShellStubs shell;
+
+  private:
+    std::unique_ptr<cSimulatedPort> m_port;
+    bool m_problemsAllowed = false;
+};
+
+// The commands of one look at a SIM that is ready.
+tCommands simCommands();
+
+// Commands and lists of them in one list.
+inline void append(tCommands& list, const char* command) {
+    list.emplace_back(command);
+}
+inline void append(tCommands& list, const tCommands& more) {
+    list.insert(list.end(), more.begin(), more.end());
+}
+template <typename... tItems>
+tCommands sequence(const tItems&... items) {
+    tCommands list;
+    (append(list, items), ...);
+    return list;
+}
+
+#endif

@@ -1,0 +1,22 @@
+#ifndef TESTS_SUPPORT_REPLY_TORTURE_H
+#define TESTS_SUPPORT_REPLY_TORTURE_H
+
+#include <functional>
+#include <string>
+
+#include "include/device_records.h"
+
+// Gives a parse function what a modem may send in the worst case, made from an honest reply: the
+// reply cut at every byte, behind garbage, with an unsolicited line before, inside and behind it,
+// empty, a megabyte long in several ways, and with NUL and high bytes at every place. parse runs
+// the function on a fresh record and checks what it left there, with the functions below.
+void tortureReply(const std::string& reply, const std::function<void(const std::string&)>& parse);
+
+// No text of the record is longer than MODEM_TEXT_MAX, no count larger than its table.
+void expectBounded(const std::string& text);
+void expectBounded(const sModemInfo& modem);
+void expectBounded(const sNetworkInfo& network);
+void expectBounded(const sSimInfo& sim);
+void expectBounded(const sDeviceInfo& device);
+
+#endif

@@ -1,0 +1,132 @@
+#include "tests/support/simulated_port.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "include/sleep.h"
+#include "platform/include/timer_clock.h"
+
+namespace {
+
+cSimulatedPort* g_port = nullptr;
+
+// A terminal hands bytes over in its own time: so long is it waited for, and so often.
+constexpr int TERMINAL_WAIT_MS = 1;
+constexpr int TERMINAL_PATIENCE = 3;
+constexpr int TERMINAL_TRIES = 2000;
+
+void sleepOnPort(unsigned microseconds) {
+    g_port->pass(microseconds);
+}
+
+uint64_t portClock() {
+    return g_port->nowMs();
+}
+
+}  // namespace
+
+cSimulatedPort::cSimulatedPort(const nlohmann::json& scenario, eKind kind)
+    : m_modem(scenario), m_isTerminal(kind == TERMINAL) {
+    if (m_isTerminal)
+        openTerminal();
+    else
+        openSocket();
+    g_port = this;
+    setSleepFunction(sleepOnPort);
+    setTimerClock(portClock);
+}
+
+cSimulatedPort::~cSimulatedPort() {
+    setSleepFunction(nullptr);
+    setTimerClock(nullptr);
+    g_port = nullptr;
+    if (m_daemonEnd != -1) close(m_daemonEnd);
+    close(m_modemEnd);
+}
+
+void cSimulatedPort::openSocket() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0)
+        throw std::runtime_error("no socket pair");
+    m_daemonEnd = ends[0];
+    m_modemEnd = ends[1];
+}
+
+void cSimulatedPort::openTerminal() {
+    m_modemEnd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (m_modemEnd == -1 || grantpt(m_modemEnd) != 0 || unlockpt(m_modemEnd) != 0)
+        throw std::runtime_error("no terminal");
+    m_path = ptsname(m_modemEnd);
+    m_daemonEnd = open(m_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    termios settings;
+    tcgetattr(m_daemonEnd, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(m_daemonEnd, TCSANOW, &settings);
+}
+
+void cSimulatedPort::pass(uint64_t microseconds) {
+    m_nowUs += microseconds;
+    turn();
+    if (m_onTurn) m_onTurn();
+}
+
+void cSimulatedPort::turn() {
+    const std::string fromDaemon = readAll();
+    if (!fromDaemon.empty()) m_modem.receiveAt(fromDaemon, nowMs());
+    m_modem.advance(nowMs());
+    writeAll(m_modem.takeAtOutput());
+}
+
+std::string cSimulatedPort::readAll() {
+    if (m_isTerminal && m_patience > 0) {
+        pollfd waiting = {m_modemEnd, POLLIN, 0};
+        poll(&waiting, 1, TERMINAL_WAIT_MS);
+        --m_patience;
+    }
+    std::string text;
+    char piece[4096];
+    ssize_t count;
+    while ((count = read(m_modemEnd, piece, sizeof piece)) > 0)
+        text.append(piece, static_cast<size_t>(count));
+    if (!text.empty()) m_patience = TERMINAL_PATIENCE;
+    return text;
+}
+
+void cSimulatedPort::writeAll(const std::string& text) {
+    if (text.empty()) return;
+    int before = 0;
+    ioctl(m_daemonEnd, FIONREAD, &before);
+    const ssize_t count = write(m_modemEnd, text.data(), text.size());
+    ASSERT_EQ(count, static_cast<ssize_t>(text.size())) << "the port is full";
+    m_patience = TERMINAL_PATIENCE;
+    if (m_isTerminal) waitForDaemonEnd(before + static_cast<int>(count));
+}
+
+void cSimulatedPort::waitForDaemonEnd(int bytes) {
+    int there = 0;
+    for (int i = 0; i < TERMINAL_TRIES && there < bytes; ++i) {
+        ioctl(m_daemonEnd, FIONREAD, &there);
+        if (there < bytes) usleep(50);
+    }
+}
+
+std::vector<std::string> cSimulatedPort::takeCommands() {
+    const std::vector<std::string> all = m_modem.commands();
+    const std::vector<std::string> fresh(all.begin() + static_cast<long>(m_commandsTaken),
+                                         all.end());
+    m_commandsTaken = all.size();
+    return fresh;
+}
+
+void cSimulatedPort::order(const nlohmann::json& request) {
+    const nlohmann::json answer = m_modem.control(request);
+    EXPECT_TRUE(answer.value("ok", false)) << request.dump() << " -> " << answer.dump();
+}

@@ -1,0 +1,60 @@
+#ifndef TESTS_SUPPORT_SIMULATED_PORT_H
+#define TESTS_SUPPORT_SIMULATED_PORT_H
+
+#include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "sim/sim_modem.h"
+
+// The simulated modem behind a port of this process, on a clock of its own: whenever the daemon
+// sleeps, the clock advances by as much and the modem gets its turn. No threads, no real time; the
+// timers of the daemon run on the same clock.
+class cSimulatedPort {
+  public:
+    enum eKind {
+        SOCKET,    // handle() is open from the start
+        TERMINAL,  // path() is a terminal that the daemon opens by itself
+    };
+
+    explicit cSimulatedPort(const nlohmann::json& scenario, eKind kind = SOCKET);
+    ~cSimulatedPort();
+    cSimulatedPort(const cSimulatedPort&) = delete;
+    cSimulatedPort& operator=(const cSimulatedPort&) = delete;
+
+    cSimModem& modem() { return m_modem; }
+    int handle() const { return m_daemonEnd; }
+    const std::string& path() const { return m_path; }
+    uint64_t nowMs() const { return m_nowUs / 1000; }
+
+    // Lets time pass as if the daemon slept.
+    void pass(uint64_t microseconds);
+    // Called each time after the modem had its turn.
+    void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
+    // The commands since the last call.
+    std::vector<std::string> takeCommands();
+    // Gives an order to the modem; the test fails when it is refused.
+    void order(const nlohmann::json& request);
+
+  private:
+    void openSocket();
+    void openTerminal();
+    void turn();
+    std::string readAll();
+    void writeAll(const std::string& text);
+    void waitForDaemonEnd(int bytes);
+
+    cSimModem m_modem;
+    std::string m_path;
+    int m_daemonEnd = -1;  // SOCKET: what the daemon uses; TERMINAL: kept open beside it
+    int m_modemEnd = -1;
+    bool m_isTerminal;
+    int m_patience = 0;  // turns in which the daemon may still have something on its way
+    uint64_t m_nowUs = 0;
+    size_t m_commandsTaken = 0;
+    std::function<void()> m_onTurn;
+};
+
+#endif
