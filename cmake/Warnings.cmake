@@ -1,5 +1,5 @@
 add_compile_options(-Wall -Wextra -Wshadow -Wformat=2 -Wnon-virtual-dtor -Woverloaded-virtual
-                    -Wcast-align -Wnull-dereference -Werror)
+                    -Wcast-align -Werror)
 
 # A library of the daemon or of its tools: its own folder's sources, headers found from the root.
 function(cellslot_add_library name)

@@ -145,7 +145,6 @@ sFault readFault(const nlohmann::json& order, const std::string& where, uint64_t
     cJsonReader reader(order, where);
     sFault fault;
     reader.value("op");
-    reader.value("at");
     readTarget(reader, fault);
     readKind(reader, fault);
     reader.read("execute", fault.execute);

@@ -340,7 +340,9 @@ std::vector<sTimelineEntry> readTimeline(cJsonReader& reader) {
         double seconds = 0;
         entry.required("at");
         entry.read("at", seconds, 0, 1e9);
-        timeline.push_back({static_cast<uint64_t>(seconds * 1000 + 0.5), (*list)[i]});
+        nlohmann::json order = (*list)[i];
+        order.erase("at");
+        timeline.push_back({static_cast<uint64_t>(seconds * 1000 + 0.5), order});
     }
     std::stable_sort(timeline.begin(), timeline.end(),
                      [](const sTimelineEntry& left, const sTimelineEntry& right) {
@@ -365,12 +367,7 @@ void readLiveSections(cJsonReader& reader, sSimState& state) {
     readSms(reader, state.sms);
     readTimings(reader, state.timings);
     readBehaviour(reader, state.behaviour);
-    if (reader.has("attached")) {
-        reader.read("attached", state.attached);
-        if (state.attached && !isRegistered(state)) {
-            reader.fail("attached", "is true, but the modem is not registered");
-        }
-    }
+    reader.read("attached", state.attached);
 }
 
 uint32_t readPace(const std::string& text, const std::string& where) {
@@ -391,6 +388,9 @@ sScenario readScenario(const nlohmann::json& json) {
     state.testModeNext = state.testMode;
     readSimSlot(reader, state);
     readLiveSections(reader, state);
+    if (state.attached && !isRegistered(state)) {
+        reader.fail("attached", "is true, but the modem is not registered");
+    }
     readContexts(reader, state);
     if (reader.has("operator_names")) state.operatorNames = readOperators(reader, "operator_names");
     std::string pace = "instant";

@@ -75,6 +75,7 @@ class cSimCore {
     void startStream(sSimPort& port);
     void receiveInStream(sSimPort& port, const std::string& bytes);
     void stepStream(sSimPort& port);
+    void leaveStream(sSimPort& port);
 
     // Bookkeeping
     void noteReceived(const sSimPort& port, const std::string& line);

@@ -13,11 +13,9 @@ using nlohmann::json;
 
 constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
 
-// Every order may carry these beside its own keys.
 cJsonReader orderReader(const json& request) {
     cJsonReader reader(request, "order");
     reader.value("op");
-    reader.value("at");
     return reader;
 }
 
@@ -130,9 +128,9 @@ json cSimCore::orderDeactivate(const json& request) {
     reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
     reader.finish();
     const auto found = m_state.contexts.find(id);
-    if (found == m_state.contexts.end()) return refused("no such context");
-    deactivateContext(found->second);
-    return done();
+    const bool changed = found != m_state.contexts.end() && found->second.active;
+    if (changed) deactivateContext(found->second);
+    return {{"ok", true}, {"changed", changed}};
 }
 
 // The network gives an active context another address.

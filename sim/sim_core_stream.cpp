@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "sim/nmea.h"
 #include "sim/sim_core.h"
 #include "sim/sms_pdu.h"
@@ -33,16 +35,26 @@ void cSimCore::receiveInStream(sSimPort& port, const std::string& bytes) {
 void cSimCore::stepStream(sSimPort& port) {
     const uint64_t nowMs = m_state.nowMs;
     if (port.plusCount == 3 && nowMs >= port.lastInputMs + ESCAPE_GUARD_MS) {
-        port.mode = eMODE_COMMAND;
-        port.plusCount = 0;
-        port.profile.nmea[0] = 0;
-        answer(port, "+++", "", "\r\n" + m_state.gps.escapeReply + "\r\n", {});
+        leaveStream(port);
         return;
     }
     if (nowMs < port.nextEpochMs) return;
-    port.nextEpochMs += EPOCH_MS;
+    port.nextEpochMs = nowMs + EPOCH_MS;
     port.output.add(nowMs, nmeaEpoch(m_state.gps, trackPoint(m_state.gps, nowMs / EPOCH_MS),
                                      port.profile.nmea, modemClock(m_state)));
+}
+
+void cSimCore::leaveStream(sSimPort& port) {
+    port.plusCount = 0;
+    const std::vector<sFault> faults = m_faults.hit(port.name, "+++", false, m_state.nowMs);
+    const bool stays = std::any_of(faults.begin(), faults.end(), [](const sFault& fault) {
+        return fault.replaces() && !fault.execute;
+    });
+    if (!stays) {
+        port.mode = eMODE_COMMAND;
+        port.profile.nmea[0] = 0;
+    }
+    answer(port, "+++", "", "\r\n" + m_state.gps.escapeReply + "\r\n", faults);
 }
 
 // The end of a message: the answer to PDU or text, and its record.

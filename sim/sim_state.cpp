@@ -7,6 +7,7 @@
 
 namespace {
 
+constexpr int SEARCHING = 2;  // +CREG, 3GPP TS 27.007 section 7.2
 constexpr uint32_t NA_UMTS = 1U << 1 | 1U << 2 | 1U << 4;
 constexpr uint32_t EU_UMTS = 1U << 0 | 1U << 5 | 1U << 6;
 constexpr uint64_t NA_LTE = 0x1181A;  // 2, 4, 5, 12, 13, 17
@@ -137,8 +138,8 @@ int64_t sSimState::setting(const std::string& name, size_t index) const {
 
 int registrationState(const sSimState& state) {
     if (!state.radioOn || state.deregistered || state.simState() != eCARD_READY) return 0;
-    if (!state.manualPlmn.empty()) return 2;
-    if (state.nowMs < state.registerAtMs) return 2;
+    if (!state.manualPlmn.empty()) return SEARCHING;
+    if (state.nowMs < state.registerAtMs) return SEARCHING;
     return state.network.state;
 }
 
@@ -147,11 +148,13 @@ bool isRegistered(const sSimState& state) {
     return stat == 1 || stat == 5;
 }
 
+// A modem that only lost coverage and searches keeps its attachment and its contexts: the network
+// holds them until it says otherwise.
 void settle(sSimState& state) {
-    if (!isRegistered(state)) {
+    if (isRegistered(state)) {
+        if (state.network.autoAttach) state.attached = true;
+    } else if (registrationState(state) != SEARCHING) {
         state.attached = false;
-    } else if (state.network.autoAttach) {
-        state.attached = true;
     }
     if (state.attached) return;
     for (auto& entry : state.contexts)

@@ -305,6 +305,12 @@ bool isExitRequested() {
     return true;
 }
 
+// The modem may have been away: its SIM may be locked when it comes back.
+void closeLostPort(sMachine& machine) {
+    closeDevice(machine.handle);
+    rearmCurrentCpin();
+}
+
 // Opens or tests the port. True when it can be used in this pass.
 bool checkPort(sMachine& machine) {
     const std::string& device = g_S_options.s_device;
@@ -316,7 +322,6 @@ bool checkPort(sMachine& machine) {
         return true;
     }
     setModemState(machine, eMODEM_SETUP);
-    rearmCurrentCpin();
     if (state == ePORT_STATE_CLOSED) {
         debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Port '%s' closed", "runStateMachine",
               device.c_str());
@@ -329,7 +334,7 @@ bool checkPort(sMachine& machine) {
         debug(eLOG_STATE, g_i_debugMode, "Error opening port '%s', attempt %d", device.c_str(),
               machine.openAttempts);
     }
-    closeDevice(machine.handle);
+    closeLostPort(machine);
     return false;
 }
 
@@ -368,15 +373,14 @@ ePass endPass(sMachine& machine) {
     if (machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT) {
         debug(eLOG_NOTICE, g_i_debugMode, "Device not responding, closing port");
         machine.deviceReachable = false;
-        closeDevice(machine.handle);
-        rearmCurrentCpin();
+        closeLostPort(machine);
     }
     if (machine.errorCount > ERRORS_TO_RESTART) {
         ++machine.restartCount;
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors %d times, closing port and restarting",
               machine.errorCount);
-        closeDevice(machine.handle);
+        closeLostPort(machine);
     }
     if (machine.restartCount > RESTARTS_TO_RESET) {
         debug(eLOG_NOTICE, g_i_debugMode,

@@ -18,3 +18,5 @@ endfunction()
 
 cellslot_add_flow_tests(statemachine
     SOURCES flow/bring_up_flow_test.cpp)
+
+cellslot_add_flow_tests(state_machine SOURCES flow/state_machine_flow_test.cpp)

@@ -1,5 +1,10 @@
 #include "tests/support/flow_fixture.h"
 
+#include <ftw.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "atcmd/catalogue.h"
@@ -44,17 +49,34 @@ void resetDaemon() {
         timer->Stop();
 }
 
-// The folders belong to this test alone: flow tests run in a namespace of their own.
+int removeEntry(const char* path, const struct stat*, int, FTW*) {
+    remove(path);  // a folder that holds another file system stays
+    return 0;
+}
+
+// The folders belong to this test alone: flow tests run in a namespace of their own. What is
+// mounted below them, such as the checkout, is another file system and not touched.
 void emptyFolder(const std::string& path) {
+    constexpr int DESCRIPTORS = 16;
     std::filesystem::create_directories(path);
     for (const auto& entry : std::filesystem::directory_iterator(path))
         if (entry.path().string().find("cellslot-test-") == std::string::npos)
-            std::filesystem::remove_all(entry.path());
+            nftw(entry.path().c_str(), removeEntry, DESCRIPTORS, FTW_DEPTH | FTW_MOUNT | FTW_PHYS);
+}
+
+void requireNamespace() {
+    const char* inside = getenv("CELLSLOT_PRIVATE_NAMESPACE");
+    if (inside != nullptr && std::string(inside) == "1") return;
+    fprintf(stderr,
+            "flow tests change the host's files: run them with "
+            "scripts/private_namespace.sh\n");
+    abort();
 }
 
 }  // namespace
 
 cFlowFixture::cFlowFixture() {
+    requireNamespace();
     for (const char* folder : {"/etc/vuk", "/etc/zoq", "/var/log", "/storage", "/tmp", "/run"})
         emptyFolder(folder);
     resetDaemon();

@@ -1,0 +1,566 @@
+#!/bin/sh
+# Brings the cellular network interface up with the addresses that the modem reported, or takes down
+# again what an earlier --up set. Run by cellslotd; --help tells the options.
+#
+# What --up changes is noted in /run/cellslot/cellint.IF before it is changed, one line each, so that
+# --down (or a failed --up) undoes exactly that, last change first. A second --up begins by undoing
+# the first. The words of the options come from the network: each is checked before anything is
+# touched, and none is evaluated.
+set -u
+export LC_ALL=C
+
+PROGRAM=setup_cellint.sh
+STATE_FOLDER=/run/cellslot
+RESOLV_CONF=/etc/resolv.conf
+# Behind the default routes that wired interfaces usually get (100; the kernel's own for IPv6: 1024),
+# so that those stay preferred. The interface's number is added, so that several modems keep apart.
+IPV4_METRIC=700
+IPV6_METRIC=1724
+NEWLINE='
+'
+
+interface=
+action=
+debug=no
+ptp=no
+defaultRoute=no
+mtu=
+ipv6auto=no
+ipv6only=no
+groups=     # one line per IPv4 group: ADDRESS MASK GATEWAY, "-" for what is empty
+nameServers= # one per line
+
+usage() {
+    cat <<'TEXT'
+Usage: setup_cellint.sh -i IF --up [OPTION]...
+       setup_cellint.sh -i IF --down
+Sets a cellular network interface up, or undoes what an earlier --up changed.
+
+  -i IF           the interface
+  --up            set up; an earlier set-up of the same interface is undone first
+  --down          undo; nothing to undo is no error
+  -m MTU          60 to 65535; IPv4 needs 68, so less becomes 68
+  --address A --netmask M --gateway G
+                  an IPv4 address, mask and gateway; may be repeated. Mask and gateway may be empty
+                  (the next option follows): then /32, and routes lead to the device itself
+  --dns D         a name server, IPv4 or IPv6; may be repeated, may be empty (then ignored)
+  --ptp           point-to-point: the gateway becomes the address's peer, the mask is not used
+  --defaultroute  a default route through the first group's gateway, or through the device
+  --ipv6auto      take IPv6 addresses and routes from router advertisements
+  --ipv6only      no IPv4: the address groups are ignored
+  --debug         tell each step
+  -h, --help      this text
+
+Name servers go to systemd-resolved or resolvconf where one of them manages /etc/resolv.conf,
+otherwise into that file: before the servers that are there with --defaultroute, else behind them.
+Messages go to standard error and to the system log. Exit status: 0 done, 1 failed (what was changed
+has been undone), 2 wrong usage.
+TEXT
+}
+
+# The daemon throws the script's output away, so the system log gets a copy.
+say() {
+    echo "$PROGRAM: $*" >&2
+    logger -t "$PROGRAM" -- "$*" 2>/dev/null || true
+}
+
+trace() {
+    [ "$debug" = no ] || say "$@"
+}
+
+usageError() {
+    say "$@"
+    exit 2
+}
+
+run() {
+    trace "$*"
+    "$@"
+}
+
+# ---- checks of what the options say -------------------------------------------------------------
+
+# Without leading zeros, which the tools would read as octal.
+isNumber() { # TEXT HIGHEST
+    case $1 in
+    '' | *[!0-9]* | 0?* | ??????*) return 1 ;;
+    esac
+    [ "$1" -le "$2" ]
+}
+
+isInterfaceName() {
+    case $1 in
+    '' | . | .. | -* | *[!A-Za-z0-9_.:@-]* | ????????????????*) return 1 ;;
+    esac
+}
+
+isIpv4() {
+    case $1 in
+    *[!0-9.]* | .* | *. | *..*) return 1 ;;
+    *.*.*.*.*) return 1 ;;
+    *.*.*.*) ;;
+    *) return 1 ;;
+    esac
+    rest=$1.
+    while [ -n "$rest" ]; do
+        isNumber "${rest%%.*}" 255 || return 1
+        rest=${rest#*.}
+    done
+}
+
+isIpv6() {
+    case $1 in
+    *[!0-9A-Fa-f:.]*) return 1 ;;
+    *:*:*) ;;
+    *) return 1 ;;
+    esac
+    [ "${#1}" -le 45 ]
+}
+
+# Bits of a dotted mask; fails when the ones are not all in front. 0.0.0.0 and an empty mask say
+# nothing about a subnet, so only the address itself is ours.
+prefixOf() { # MASK
+    case $1 in
+    - | 0.0.0.0)
+        echo 32
+        return
+        ;;
+    esac
+    prefix=0
+    ended=no
+    rest=$1.
+    while [ -n "$rest" ]; do
+        octet=${rest%%.*}
+        rest=${rest#*.}
+        if [ "$ended" = yes ] && [ "$octet" -ne 0 ]; then
+            return 1
+        fi
+        case $octet in
+        255) bits=8 ;;
+        254) bits=7 ;;
+        252) bits=6 ;;
+        248) bits=5 ;;
+        240) bits=4 ;;
+        224) bits=3 ;;
+        192) bits=2 ;;
+        128) bits=1 ;;
+        0) bits=0 ;;
+        *) return 1 ;;
+        esac
+        prefix=$((prefix + bits))
+        [ "$bits" -eq 8 ] || ended=yes
+    done
+    echo "$prefix"
+}
+
+# ---- command line -------------------------------------------------------------------------------
+
+groupOpen=no
+address=-
+mask=-
+gateway=-
+
+closeGroup() {
+    if [ "$groupOpen" = yes ]; then
+        groups=$groups$address' '$mask' '$gateway$NEWLINE
+    fi
+    groupOpen=no
+    address=-
+    mask=-
+    gateway=-
+}
+
+# Takes one option with its value; an empty value stands for "none".
+takeValue() { # OPTION VALUE
+    case $1 in
+    -i)
+        isInterfaceName "$2" || usageError "-i: '$2' is no interface name"
+        interface=$2
+        ;;
+    -m)
+        if ! isNumber "$2" 65535 || [ "$2" -lt 60 ]; then
+            usageError "-m: '$2' is no MTU (60 to 65535)"
+        fi
+        # The daemon takes 60 and more, IPv4 needs 68 (RFC 791): better that than no connection.
+        mtu=$2
+        [ "$mtu" -ge 68 ] || mtu=68
+        ;;
+    --address)
+        closeGroup
+        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 address"
+        groupOpen=yes
+        address=${2:--}
+        ;;
+    --netmask)
+        [ "$groupOpen" = yes ] || usageError "$1 without --address"
+        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 mask"
+        mask=${2:--}
+        prefixOf "$mask" >/dev/null || usageError "$1: '$2' is no IPv4 mask"
+        ;;
+    --gateway)
+        [ "$groupOpen" = yes ] || usageError "$1 without --address"
+        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 address"
+        # Some modems give 0.0.0.0 or the address itself where there is no gateway.
+        case $2 in
+        '' | 0.0.0.0 | "$address") gateway=- ;;
+        *) gateway=$2 ;;
+        esac
+        ;;
+    --dns)
+        if [ -n "$2" ]; then
+            isIpv4 "$2" || isIpv6 "$2" || usageError "$1: '$2' is no IP address"
+            case $NEWLINE$nameServers in
+            *"$NEWLINE$2$NEWLINE"*) ;;
+            *) nameServers=$nameServers$2$NEWLINE ;;
+            esac
+        fi
+        ;;
+    esac
+}
+
+parseArguments() {
+    while [ $# -gt 0 ]; do
+        case $1 in
+        --up | --down)
+            [ -z "$action" ] || [ "$action" = "${1#--}" ] || usageError "--up and --down together"
+            action=${1#--}
+            ;;
+        --debug) debug=yes ;;
+        --ptp) ptp=yes ;;
+        --defaultroute) defaultRoute=yes ;;
+        --ipv6auto) ipv6auto=yes ;;
+        --ipv6only) ipv6only=yes ;;
+        -h | --help)
+            usage
+            exit 0
+            ;;
+        -i | -m | --address | --netmask | --gateway | --dns)
+            # An empty value leaves no word: what follows is the next option.
+            case ${2:-} in
+            -* | '')
+                takeValue "$1" ''
+                if [ $# -gt 1 ] && [ -z "$2" ]; then
+                    shift
+                fi
+                ;;
+            *)
+                takeValue "$1" "$2"
+                shift
+                ;;
+            esac
+            ;;
+        *) usageError "unknown word '$1' (--help tells the options)" ;;
+        esac
+        shift
+    done
+    closeGroup
+    [ -n "$interface" ] || usageError "-i is missing"
+    [ -n "$action" ] || usageError "neither --up nor --down"
+}
+
+# ---- notes of what was changed ------------------------------------------------------------------
+
+note() {
+    if ! echo "$*" >>"$state"; then
+        say "cannot write $state"
+        return 1
+    fi
+}
+
+ipv6Setting() { # NAME: path of the interface's setting
+    echo "/proc/sys/net/ipv6/conf/$interface/$1"
+}
+
+# Undoes one noted change. What is gone already (the modem was unplugged, somebody removed the
+# address) needs no undoing, so failures of the single commands do not matter.
+undo() { # WORD ARGUMENT...
+    trace "undo: $*"
+    case $1 in
+    address) ip -4 address del "$2" dev "$interface" ;;
+    peer) ip -4 address del "$2" peer "$3" dev "$interface" ;;
+    route) ip -4 route del "$2" dev "$interface" ;;
+    default) ip -4 route del default dev "$interface" metric "$2" ;;
+    mtu) ip link set dev "$interface" mtu "$2" ;;
+    link) ip link set dev "$interface" "$2" ;;
+    setting) echo "$3" >"$(ipv6Setting "$2")" ;;
+    advertised)
+        ip -6 route flush dev "$interface" proto ra
+        ip -6 address flush dev "$interface" scope global dynamic
+        ;;
+    resolved) resolvectl revert "$interface" ;;
+    resolvconf) resolvconf -d "$interface.cellslot" ;;
+    file) removeFromResolvConf ;;
+    newfile)
+        removeFromResolvConf
+        [ -s "$RESOLV_CONF" ] || rm -f "$RESOLV_CONF"
+        ;;
+    esac 2>/dev/null
+}
+
+undoAll() {
+    [ -e "$state" ] || return 0
+    changes=
+    while read -r change; do
+        changes=$change$NEWLINE$changes
+    done <"$state"
+    while read -r word first second _; do
+        [ -z "$word" ] || undo "$word" "$first" "$second" </dev/null
+    done <<TEXT
+$changes
+TEXT
+    rm -f "$state"
+}
+
+# ---- name servers -------------------------------------------------------------------------------
+
+resolvConfManager() {
+    target=$(readlink -f "$RESOLV_CONF" 2>/dev/null)
+    case $target in
+    */systemd/resolve/*)
+        if command -v resolvectl >/dev/null; then
+            echo resolved
+            return
+        fi
+        ;;
+    */resolvconf/*)
+        if command -v resolvconf >/dev/null; then
+            echo resolvconf
+            return
+        fi
+        ;;
+    esac
+    echo file
+}
+
+# The draft becomes the file, which keeps its mode and owner. A container's file is a mount point and
+# cannot be replaced, only overwritten.
+replaceResolvConf() {
+    target=$(readlink -f "$RESOLV_CONF") || return 1
+    if [ ! -e "$target" ] || cp -p "$target" "$target.cellslot" 2>/dev/null; then
+        if cat "$draft" >"$target.cellslot" && mv -f "$target.cellslot" "$target" 2>/dev/null; then
+            return 0
+        fi
+    fi
+    rm -f "$target.cellslot"
+    cat "$draft" >"$target"
+}
+
+ourBlock() {
+    echo "# cellslot $interface begin"
+    serverLines
+    echo "# cellslot $interface end"
+}
+
+serverLines() {
+    echo "$nameServers" | while read -r server; do
+        [ -z "$server" ] || echo "nameserver $server"
+    done
+}
+
+# awk compares whole lines, so that dots in the interface's name stay dots.
+removeFromResolvConf() {
+    [ -e "$RESOLV_CONF" ] || return 0
+    awk -v first="# cellslot $interface begin" -v last="# cellslot $interface end" '
+        $0 == first { inside = 1 }
+        !inside { print }
+        $0 == last { inside = 0 }' "$RESOLV_CONF" >"$draft" && replaceResolvConf
+}
+
+addToResolvConf() {
+    if [ ! -e "$RESOLV_CONF" ]; then
+        note newfile || return 1
+        ourBlock >"$draft" && replaceResolvConf
+        return
+    fi
+    note file || return 1
+    if [ "$defaultRoute" = yes ]; then
+        { ourBlock && cat "$RESOLV_CONF"; } >"$draft" && replaceResolvConf
+    else
+        { awk 1 "$RESOLV_CONF" && ourBlock; } >"$draft" && replaceResolvConf
+    fi
+}
+
+setNameServers() {
+    [ -n "$nameServers" ] || return 0
+    manager=$(resolvConfManager)
+    trace "name servers through $manager"
+    case $manager in
+    resolved)
+        note resolved || return 1
+        set --
+        for server in $nameServers; do
+            set -- "$@" "$server"
+        done
+        run resolvectl dns "$interface" "$@" &&
+            run resolvectl default-route "$interface" "$defaultRoute"
+        ;;
+    resolvconf)
+        note resolvconf || return 1
+        serverLines | run resolvconf -a "$interface.cellslot"
+        ;;
+    file) addToResolvConf ;;
+    esac
+}
+
+# ---- set-up -------------------------------------------------------------------------------------
+
+isLinkUp() {
+    flags=$(cat "/sys/class/net/$interface/flags") && [ $((flags & 1)) -ne 0 ]
+}
+
+# cat, because busybox's read takes single bytes, and a setting gives all of itself or nothing.
+setSetting() { # NAME VALUE
+    file=$(ipv6Setting "$1")
+    before=$(cat "$file") || return 1
+    [ "$before" != "$2" ] || return 0
+    note setting "$1" "$before" || return 1
+    trace "$1 = $2"
+    echo "$2" >"$file"
+}
+
+# accept_ra 2 also holds while the host forwards packets, which gateways do. The interface is taken
+# down meanwhile: the kernel asks for advertisements only when it comes up.
+prepareIpv6() {
+    [ "$ipv6auto" = yes ] || return 0
+    if [ ! -d "$(ipv6Setting '')" ]; then
+        if [ "$ipv6only" = yes ]; then
+            say "this host has no IPv6"
+            return 1
+        fi
+        trace "this host has no IPv6, going on without"
+        return 0
+    fi
+    acceptDefault=0
+    [ "$defaultRoute" = no ] || acceptDefault=1
+    if isLinkUp; then
+        note link up && run ip link set dev "$interface" down || return 1
+    fi
+    note advertised || return 1
+    setSetting disable_ipv6 0 && setSetting autoconf 1 && setSetting accept_ra 2 &&
+        setSetting accept_ra_defrtr "$acceptDefault" || return 1
+    if [ -e "$(ipv6Setting ra_defrtr_metric)" ]; then
+        setSetting ra_defrtr_metric "$((IPV6_METRIC + number))" || return 1
+    fi
+}
+
+setMtu() {
+    [ -n "$mtu" ] || return 0
+    before=$(cat "/sys/class/net/$interface/mtu") || return 1
+    [ "$before" != "$mtu" ] || return 0
+    note mtu "$before" && run ip link set dev "$interface" mtu "$mtu"
+}
+
+setLinkUp() {
+    isLinkUp && return
+    note link down && run ip link set dev "$interface" up
+}
+
+hasAddress() { # ADDRESS/PREFIX
+    ip -o -4 address show dev "$interface" | grep -qF " $1 "
+}
+
+setPeer() { # ADDRESS GATEWAY
+    if [ "$2" = - ]; then
+        setAddress "$1" 32
+        return
+    fi
+    ! hasAddress "$1 peer $2/32" || return 0
+    note peer "$1" "$2" && run ip -4 address add "$1" peer "$2" dev "$interface"
+}
+
+setAddress() { # ADDRESS PREFIX
+    ! hasAddress "$1/$2" || return 0
+    note address "$1/$2" && run ip -4 address add "$1/$2" dev "$interface"
+}
+
+# With the metric, because two modems of one network can have the same gateway.
+setGatewayRoute() { # GATEWAY
+    [ "$1" != - ] || return 0
+    [ -z "$(ip -4 route show exact "$1/32" dev "$interface")" ] || return 0
+    note route "$1" && run ip -4 route add "$1" dev "$interface" scope link metric "$metric"
+}
+
+setDefaultRoute() { # GATEWAY
+    ! ip -4 route show dev "$interface" | grep -q "^default .*metric $metric *\$" || return 0
+    note default "$metric" || return 1
+    if [ "$1" = - ]; then
+        run ip -4 route add default dev "$interface" metric "$metric"
+    else
+        run ip -4 route add default via "$1" dev "$interface" metric "$metric"
+    fi
+}
+
+# The first group's address takes the default route.
+setIpv4() {
+    [ "$ipv6only" = no ] || return 0
+    routeWanted=$defaultRoute
+    while read -r groupAddress groupMask groupGateway; do
+        case $groupAddress in
+        '') continue ;;
+        -)
+            say "a group without an address is left out"
+            continue
+            ;;
+        esac
+        if [ "$ptp" = yes ]; then
+            setPeer "$groupAddress" "$groupGateway" || return 1
+        else
+            setAddress "$groupAddress" "$(prefixOf "$groupMask")" || return 1
+            setGatewayRoute "$groupGateway" || return 1
+        fi
+        if [ "$routeWanted" = yes ]; then
+            setDefaultRoute "$groupGateway" || return 1
+            routeWanted=no
+        fi
+    done <<TEXT
+$groups
+TEXT
+}
+
+hasSomethingToSet() {
+    [ "$ipv6auto" = no ] || return 0
+    [ "$ipv6only" = no ] || return 1
+    case $NEWLINE$groups in
+    *"$NEWLINE"[0-9]*) return 0 ;;
+    esac
+    return 1
+}
+
+up() {
+    if [ ! -e "/sys/class/net/$interface" ]; then
+        say "no interface $interface"
+        return 1
+    fi
+    if ! hasSomethingToSet; then
+        say "neither an IPv4 address nor --ipv6auto is given"
+        return 1
+    fi
+    : >"$state" || return 1
+    number=${interface##*[!0-9]}
+    isNumber "$number" 999 || number=0
+    metric=$((IPV4_METRIC + number))
+    if prepareIpv6 && setMtu && setLinkUp && setIpv4 && setNameServers; then
+        trace "$interface is up"
+        return 0
+    fi
+    say "setting up $interface failed, undoing"
+    undoAll
+    return 1
+}
+
+main() {
+    parseArguments "$@"
+    state=$STATE_FOLDER/cellint.$interface
+    draft=$STATE_FOLDER/resolv.conf.draft
+    if ! mkdir -p "$STATE_FOLDER"; then
+        say "cannot make $STATE_FOLDER"
+        exit 1
+    fi
+    # Two slots' daemons may run this at the same moment, and /etc/resolv.conf is common to both.
+    exec 9>"$STATE_FOLDER/cellint.lock"
+    flock 9
+    undoAll
+    [ "$action" = down ] || up
+}
+
+main "$@"

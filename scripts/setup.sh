@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Installs what building and testing need on Debian 12, as far as it is missing. As root or with
+# sudo; where nothing is missing it needs neither and takes no time.
+set -euo pipefail
+
+readonly BUILD=(
+    ccache
+    cmake
+    g++
+    libcli11-dev
+    liblmdb-dev
+    libssl-dev
+    ninja-build
+    nlohmann-json3-dev
+    pkg-config
+)
+readonly TEST=(
+    busybox
+    clang-format-14
+    faketime
+    iproute2
+    iputils-ping
+    jq
+    libgmock-dev
+    libgtest-dev
+    procps
+    python3
+    shellcheck
+    util-linux
+)
+
+missing() {
+    local package
+    for package in "${BUILD[@]}" "${TEST[@]}"; do
+        if ! dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$'; then
+            echo "$package"
+        fi
+    done
+}
+
+asRoot() {
+    if ((EUID == 0)); then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+main() {
+    local packages
+    if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
+        echo "setup.sh: this is no Debian; install what takes their place by hand:" \
+            "${BUILD[*]} ${TEST[*]}" >&2
+        return 1
+    fi
+    mapfile -t packages < <(missing)
+    if ((${#packages[@]} == 0)); then
+        return
+    fi
+    if ((EUID != 0)) && ! command -v sudo >/dev/null; then
+        echo "setup.sh: neither root nor sudo here; as root: apt-get install ${packages[*]}" >&2
+        return 1
+    fi
+    echo "setup.sh: installing ${packages[*]}"
+    asRoot apt-get update
+    asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
+        "${packages[@]}"
+}
+
+main

@@ -1,0 +1,93 @@
+#!/usr/bin/env bash
+# Everything that has to pass: shell scripts and formatting checked, presets release and asan built
+# and tested. Goes on after a failure, tells all of them at the end, and fails if there was one.
+# With --all the system tests, too, run under the sanitizers (slow); without, the unit and flow tests.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly JOBS=2
+readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main platform scripts sim
+    sms statemachine tests)
+
+asanTests=(-L 'unit|flow')
+summary=
+failed=0
+
+record() { # WHAT RESULT
+    summary+=$(printf '%-16s %s' "$1" "$2")$'\n'
+}
+
+# check WHAT COMMAND...: runs it and notes how it went.
+check() {
+    local what=$1
+    shift
+    echo "== $what"
+    if "$@"; then
+        record "$what" ok
+    else
+        record "$what" FAILED
+        failed=1
+        return 1
+    fi
+}
+
+filesOf() { # FIND-EXPRESSION...
+    local folder
+    for folder in "${FOLDERS[@]}"; do
+        [[ ! -d $folder ]] || find "$folder" -type f "$@" -print0
+    done
+}
+
+checkShell() {
+    filesOf | xargs -0 awk 'FNR == 1 && /^#!.*[\/ ](ba)?sh$/ { print FILENAME }' |
+        xargs -d '\n' shellcheck
+}
+
+checkFormat() {
+    filesOf \( -name '*.cpp' -o -name '*.h' \) | xargs -0 clang-format-14 --dry-run -Werror
+}
+
+build() { # PRESET
+    cmake --preset "$1" && cmake --build --preset "$1" -j "$JOBS"
+}
+
+# ctest's closing line stands in its output, and again in the summary.
+runTests() { # PRESET CTEST-OPTION...
+    local preset=$1 log=build/$1/test.log line
+    echo "== $preset tests"
+    if ! ctest --preset "$@" -j "$JOBS" --no-tests=error 2>&1 | tee "$log"; then
+        failed=1
+    fi
+    line=$(grep -E '^[0-9]+% tests passed' "$log") || line='FAILED: no test was run'
+    record "$preset tests" "$line"
+}
+
+main() {
+    local start=$SECONDS preset
+    case ${1:-} in
+    '') ;;
+    --all) asanTests=() ;;
+    -h | --help)
+        echo 'Usage: test.sh [--all]   (--all: the system tests under the sanitizers, too)'
+        return
+        ;;
+    *)
+        echo "test.sh: unknown option '$1' (--all or none)" >&2
+        return 2
+        ;;
+    esac
+    scripts/setup.sh
+    check 'shell scripts' checkShell || true
+    check formatting checkFormat || true
+    for preset in release asan; do
+        check "$preset build" build "$preset" || continue
+        case $preset in
+        release) runTests release ;;
+        asan) runTests asan "${asanTests[@]}" ;;
+        esac
+    done
+    printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
+    return "$failed"
+}
+
+main "$@"

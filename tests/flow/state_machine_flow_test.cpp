@@ -1,0 +1,427 @@
+#include "statemachine/state_machine.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+
+#include "include/options.h"
+#include "include/signal_flags.h"
+#include "platform/include/key_value_store.h"
+#include "tests/support/flow_fixture.h"
+
+namespace {
+
+constexpr const char* CONFIG_FILE = "/etc/vuk/cellular1.conf";
+constexpr const char* STATUS_FILE = "/var/log/wireless.cardstats.1";
+constexpr const char* CONFIG =
+    "CM_ENABLE_INTERFACE=yes\n"
+    "CM_APN=internet\n"
+    "CM_GPS_ENABLE=no\n"
+    "CM_SYNC_TIME=no\n";
+
+// The whole daemon on a simulated terminal. What is to happen while it runs is said beforehand with
+// its time on the daemon's clock.
+class StateMachine : public cFlowFixture {
+  protected:
+    void SetUp() override {
+        writeFile(CONFIG_FILE, CONFIG);
+        writeFile("/run/poststart", "");
+    }
+
+    void startOnTerminal(const nlohmann::json& scenario = nlohmann::json::object()) {
+        start(scenario, cSimulatedPort::TERMINAL);
+    }
+
+    void at(double seconds, std::function<void()> action) {
+        m_actions.push_back({static_cast<uint64_t>(seconds * 1000), std::move(action), false});
+    }
+
+    // Runs the daemon, which SIGTERM ends after so many seconds unless it ends before.
+    int run(double seconds) {
+        at(seconds, [] { b_got_sigterm = true; });
+        port().onTurn([this] {
+            for (sAction& action : m_actions) {
+                if (action.done || port().nowMs() < action.timeMs) continue;
+                action.done = true;
+                action.run();
+            }
+        });
+        return runStateMachine();
+    }
+
+    static std::string statusOf(const std::string& key) {
+        const std::string text = readFile(STATUS_FILE);
+        const std::string start = "CELLMODEM1" + key + "=";
+        const size_t at = text.find(start);
+        if (at == std::string::npos) return "(no such key)";
+        const size_t value = at + start.size();
+        return text.substr(value, text.find('\n', value) - value);
+    }
+
+    // The status of a key at a time, filled in while the daemon runs.
+    void recordStatus(double seconds, const std::string& key, std::string& value) {
+        at(seconds, [key, &value] { value = statusOf(key); });
+    }
+
+    size_t countOf(const tCommands& list, const std::string& command) const {
+        return static_cast<size_t>(std::count(list.begin(), list.end(), command));
+    }
+
+    std::vector<std::string> callsStartingWith(const std::string& start) const {
+        std::vector<std::string> found;
+        for (const std::string& call : shell.calls())
+            if (call.compare(0, start.size(), start) == 0) found.push_back(call);
+        return found;
+    }
+
+  private:
+    struct sAction {
+        uint64_t timeMs;
+        std::function<void()> run;
+        bool done;
+    };
+    std::vector<sAction> m_actions;
+};
+
+const char* const DOWN = "setup_cellint.sh -i wwan0 --down";
+
+tCommands pollCommands() {
+    return sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(), "AT+CNUM",
+                    simCommands(), "AT+CGDCONT?", "AT+CEREG?", "AT+CIREG?");
+}
+
+// 65 without the poll information of 17.
+tCommands setupCommands() {
+    return sequence("AT+GMM", "AT+CMEE=1", "AT#GPIO=1,0,2", "AT#SLED=3,5,30", "ATI3", "AT+CGMR",
+                    "AT#CFVR", "AT#FWSWITCH=?", "ATI5", "AT#GPIO=2,2", simCommands(), simCommands(),
+                    "AT+COPN", simCommands(), "AT+CGSN", "AT#TEMPMON=1", simCommands(),
+                    simCommands(), "AT+CNUM", simCommands(), "AT+CGDCONT?", "AT+CMGF=0",
+                    simCommands(), simCommands(), "AT+CGATT?", "AT#PSNT=0", "AT+CGACT=0,1",
+                    "AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "AT+WS46?", "AT+COPS=0",
+                    "AT#AUTOBND=0");
+}
+
+tCommands sessionCommands() {
+    return sequence("AT+CGATT?", "AT+CGATT=1", "AT+CGATT?", "AT+COPS?", "AT#NCM=1,1", "AT+CGACT?",
+                    "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", "AT+CGDATA=\"M-RAW_IP\",1");
+}
+
+}  // namespace
+
+TEST_F(StateMachine, ColdStart_TakesTheFixedWaitsOfItsCommandsAndOnePass) {
+    startOnTerminal();
+    EXPECT_EQ(run(6), eOUTER_EXIT);
+    const tCommands sent = commands();
+    const tCommands expected = sequence(setupCommands(), "AT", pollCommands(), "AT#SLED=3,10,30",
+                                        "AT#PSNT?;#RFSTS", "AT+CSQ", sessionCommands());
+    ASSERT_GE(sent.size(), expected.size());
+    EXPECT_EQ(tCommands(sent.begin(), sent.begin() + static_cast<long>(expected.size())), expected);
+    // 20 ms a command, and one sleep between two passes.
+    const sSimExchange& last = port().modem().exchanges()[expected.size() - 1];
+    EXPECT_EQ(last.command, "AT+CGDATA=\"M-RAW_IP\",1");
+    EXPECT_EQ(last.timeMs, 20 * expected.size() + 500);
+}
+
+TEST_F(StateMachine, ConnectedSession_IsPolledAndPublished) {
+    startOnTerminal();
+    std::string state, error, timeUp;
+    recordStatus(8, "_QMI_STATE", state);
+    recordStatus(8, "_LAST_CONNECT_ERROR", error);
+    recordStatus(8, "_QMI_CALL_TIME", timeUp);
+    EXPECT_EQ(run(9), eOUTER_EXIT);
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(error, "eSUCCESS");
+    EXPECT_GE(std::stoi(timeUp), 3);
+    EXPECT_EQ(callsStartingWith("setup_cellint.sh -i wwan0 --up").size(), 1u);
+    const tCommands sent = commands();
+    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 3u);
+    EXPECT_EQ(countOf(sent, "AT+CGDATA=\"M-RAW_IP\",1"), 1u);
+}
+
+class StateMachineSignal : public StateMachine,
+                           public ::testing::WithParamInterface<volatile bool*> {};
+
+TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence) {
+    startOnTerminal();
+    at(5, [] { *GetParam() = true; });
+    EXPECT_EQ(run(60), eOUTER_EXIT);
+    const tCommands sent = commands();
+    EXPECT_EQ(sent.back(), "AT#SLED=0");
+    EXPECT_EQ(countOf(sent, "AT#REBOOT"), 0u);
+    EXPECT_FALSE(fileExists(STATUS_FILE));
+    EXPECT_FALSE(fileExists("/var/log/wireless.cardstats"));
+    EXPECT_FALSE(fileExists("/var/log/wireless.serialno"));
+    EXPECT_FALSE(fileExists("/var/log/wireless.mdn"));
+    const auto calls = shell.calls();
+    ASSERT_GE(calls.size(), 2u);
+    EXPECT_EQ(calls[calls.size() - 1], DOWN);
+    EXPECT_EQ(calls[calls.size() - 2], DOWN);
+    EXPECT_EQ(logCount("Received SIGTERM/SIGINT/SIGHUP"), 1u);
+    EXPECT_EQ(capturedLog().back(), "Exiting");
+    char value[64];
+    EXPECT_GE(skvs_get("CELLMODEM1_QMI_STATE", value, sizeof value), 0);
+    EXPECT_STREQ(value, "Unknown");
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, StateMachineSignal,
+                         ::testing::Values(&b_got_sigint, &b_got_sigterm, &b_got_sighup));
+
+TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
+    startOnTerminal();
+    std::filesystem::create_directories("/tmp/cellmodem_firmware");
+    writeFile("/tmp/cellmodem_firmware/start_update.1", "");
+    EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
+    EXPECT_EQ(readFile("/storage/cellmodem.firmware.upd.status.1"),
+              "Firmware file trigger is present,\nresetting device to start firmware update\n\n");
+    EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware/start_update.1"));
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=0", "AT#REBOOT"}));
+    EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
+}
+
+TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndLeavesTheLedAlone) {
+    writeFile(CONFIG_FILE, std::string(CONFIG) + "CM_FW_SLOT=1\n");
+    startOnTerminal({{"firmware", {{"dual", true}, {"slot", 0}}}});
+    EXPECT_EQ(run(60), eOUTER_EXIT_AS_IT_IS);
+    const tCommands sent = commands();
+    EXPECT_EQ(sent.back(), "AT#FWSWITCH=1,1");
+    EXPECT_EQ(countOf(sent, "AT#REBOOT"), 0u);
+}
+
+TEST_F(StateMachine, ModemInTestMode_IsToldToLeaveItAndReset) {
+    startOnTerminal({{"test_mode", true}});
+    EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
+    EXPECT_EQ(commands(), (tCommands{"AT+GMM", "AT#TESTMODE=\"OM\"", "AT#SLED=0", "AT#REBOOT"}));
+}
+
+TEST_F(StateMachine, HostInTestMode_EndsWithStatusSixWithoutTouchingTheModem) {
+    startOnTerminal();
+    ASSERT_EQ(skvs_set("FC_TESTMODE", "1"), 0);
+    EXPECT_EQ(run(60), eOUTER_TEST_MODE);
+    skvs_set("FC_TESTMODE", "0");
+    EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(shell.calls(), (std::vector<std::string>{DOWN, DOWN}));
+}
+
+TEST_F(StateMachine, PortMissingForTwoMinutes_ResetsTheModem) {
+    startOnTerminal();
+    g_S_options.s_device = "/dev/there-is-no-such-port";
+    uint64_t endedMs = 0;
+    at(119, [&] { EXPECT_FALSE(logContains("Device missing after")); });
+    EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
+    endedMs = port().nowMs();
+    EXPECT_GE(endedMs, 120000u);
+    EXPECT_LE(endedMs, 124000u);
+    EXPECT_EQ(logCount("Unable to open device port, starting 2 minute timer"), 1u);
+    EXPECT_EQ(logCount("Device missing after 2 minutes, resetting"), 1u);
+    shell.waitForCalls(3);  // two of the interface and one in the background
+    EXPECT_EQ(callsStartingWith("ResetCellular now force -s 1").size(), 1u);
+    EXPECT_TRUE(commands().empty());
+}
+
+TEST_F(StateMachine, PortThatComesBackInTime_IsSetUp) {
+    startOnTerminal();
+    const std::string path = g_S_options.s_device;
+    g_S_options.s_device = "/dev/there-is-no-such-port";
+    at(100, [&] { g_S_options.s_device = path; });
+    std::string state;
+    recordStatus(110, "_QMI_STATE", state);
+    EXPECT_EQ(run(200), eOUTER_EXIT);
+    EXPECT_EQ(state, "CONNECTED");
+}
+
+TEST_F(StateMachine, ClockSignalWhileSyncIsOff_WaitsUntilItIsSwitchedOn) {
+    startOnTerminal();
+    at(5, [] { b_got_sigusr1 = true; });
+    at(10, [] {
+        EXPECT_TRUE(b_got_sigusr1);
+        EXPECT_FALSE(logContains("Received SIGUSR1"));
+        writeFile(CONFIG_FILE,
+                  "CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_GPS_ENABLE=no\nCM_SYNC_TIME=yes\n");
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_FALSE(b_got_sigusr1);
+    EXPECT_EQ(logCount("Received SIGUSR1 : stop sync timer"), 1u);
+    EXPECT_EQ(callsStartingWith("systime.sh --set").size(), 1u);
+}
+
+TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
+    startOnTerminal();
+    at(6, [] {
+        writeFile(CONFIG_FILE, std::string(CONFIG) + "CM_MTU=1400\n");
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(15), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Received USR2 and config changed"), 1u);
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 2u);
+    const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
+    ASSERT_EQ(up.size(), 2u);
+    EXPECT_NE(up[0].find(" -m 1500 "), std::string::npos);
+    EXPECT_NE(up[1].find(" -m 1400 "), std::string::npos);
+}
+
+TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
+    startOnTerminal();
+    at(6, [] { b_got_sigusr2 = true; });
+    EXPECT_EQ(run(12), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    EXPECT_FALSE(logContains("Received USR2 and config changed"));
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
+}
+
+TEST_F(StateMachine, ReloadOfADeletedFile_AppliesDefaultsWithoutSetUp) {
+    startOnTerminal();
+    at(6, [] {
+        unlink(CONFIG_FILE);
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(12), eOUTER_EXIT);
+    EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
+    // The interface switch defaults to off, so the session ends by itself.
+    EXPECT_FALSE(logContains("Received USR2 and config changed"));
+}
+
+TEST_F(StateMachine, SilentModem_IsClosedAndConnectedAgainOnceItAnswers) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "fault"}, {"prefix", "AT"}, {"kind", "silence"}}); });
+    at(40, [this] { order({{"op", "clear-faults"}}); });
+    std::string during, after;
+    recordStatus(39, "_QMI_STATE", during);
+    recordStatus(60, "_QMI_STATE", after);
+    EXPECT_EQ(run(61), eOUTER_EXIT);
+    EXPECT_TRUE(logContains("Device not responding, closing port"));
+    EXPECT_NE(during, "CONNECTED");
+    EXPECT_EQ(after, "CONNECTED");
+}
+
+TEST_F(StateMachine, ModemThatOnlyReportsErrors_IsResetAfterTenErrorsAndFourRestarts) {
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "error"}});
+    EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
+    // Errors 10 to 13 close the port and count a restart each.
+    EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
+    EXPECT_EQ(logCount("Device responded with errors 13 times, closing port and restarting"), 1u);
+    EXPECT_EQ(logCount("Device responded with errors after 13 attempts, requires reset"), 1u);
+    EXPECT_EQ(countOf(commands(), "AT+CSQ"), 13u);
+}
+
+TEST_F(StateMachine, RegistrationLostForTenSeconds_KeepsTheSession) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "set"}, {"registration", {{"state", "searching"}}}}); });
+    at(16, [this] { order({{"op", "set"}, {"registration", {{"state", "home"}}}}); });
+    std::string during;
+    recordStatus(15, "_QMI_STATE", during);
+    EXPECT_EQ(run(17), eOUTER_EXIT);
+    EXPECT_EQ(during, "CONNECTED");
+    EXPECT_FALSE(logContains("Device no longer network registered"));
+}
+
+TEST_F(StateMachine, RegistrationLostForTwentySeconds_DropsTheSessionAndStartsItAgain) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "set"}, {"registration", {{"state", "searching"}}}}); });
+    at(26, [this] { order({{"op", "set"}, {"registration", {{"state", "home"}}}}); });
+    std::string after;
+    recordStatus(90, "_QMI_STATE", after);
+    EXPECT_EQ(run(91), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Device no longer network registered"), 1u);
+    EXPECT_EQ(after, "CONNECTED");
+}
+
+TEST_F(StateMachine, AddressChange_RestartsTheSessionWithAnotherAddress) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "address"}, {"cid", 1}, {"ipv4", "10.99.1.7"}}); });
+    std::string after;
+    recordStatus(15, "_QMI_STATE", after);
+    EXPECT_EQ(run(16), eOUTER_EXIT);
+    EXPECT_EQ(logCount("IPv4 address changed, restarting connection"), 1u);
+    EXPECT_EQ(after, "CONNECTED");
+    const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
+    ASSERT_EQ(up.size(), 2u);
+    // The new start detaches, so that the network assigns once more.
+    EXPECT_NE(up[0].find("--address 10.64.1.8 "), std::string::npos);
+    EXPECT_NE(up[1].find("--address 10.64.1.9 "), std::string::npos);
+}
+
+TEST_F(StateMachine, NoServiceForFiveMinutes_ResetsTheModem) {
+    startOnTerminal({{"registration", {{"state", "searching"}}}});
+    EXPECT_EQ(run(1000), eOUTER_EXIT_RESET);
+    EXPECT_GE(port().nowMs(), 300000u);
+    EXPECT_LE(port().nowMs(), 310000u);
+    EXPECT_EQ(logCount("Device has No Service after 5 minutes, requires reset"), 1u);
+    EXPECT_EQ(commands().back(), "AT#REBOOT");
+}
+
+TEST_F(StateMachine, SimMissingForTenMinutes_ResetsTheModem) {
+    startOnTerminal({{"sim", {{"present", false}}}});
+    EXPECT_EQ(run(1000), eOUTER_EXIT_RESET);
+    EXPECT_GE(port().nowMs(), 600000u);
+    EXPECT_LE(port().nowMs(), 610000u);
+    EXPECT_EQ(logCount("SIM not detected after 10 minutes, device requires reset"), 1u);
+}
+
+TEST_F(StateMachine, SimInsertedLater_IsSetUpWithItsApnAndConnected) {
+    startOnTerminal({{"sim", {{"present", false}}}});
+    at(20, [this] { order({{"op", "set"}, {"sim", {{"present", true}}}}); });
+    std::string after;
+    recordStatus(40, "_QMI_STATE", after);
+    EXPECT_EQ(run(41), eOUTER_EXIT);
+    EXPECT_EQ(after, "CONNECTED");
+    EXPECT_EQ(countOf(commands(), "AT+CGDCONT=1,\"IPV4V6\",\"internet\""), 1u);
+}
+
+TEST_F(StateMachine, LockedSimWithItsPin_IsUnlockedOnceAndConnected) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    std::string after;
+    recordStatus(20, "_QMI_STATE", after);
+    EXPECT_EQ(run(21), eOUTER_EXIT);
+    EXPECT_EQ(after, "CONNECTED");
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
+    EXPECT_EQ(logCount("SIM PIN successfully unlocked"), 1u);
+}
+
+TEST_F(StateMachine, WrongPin_IsTriedOnceAndNeverAgain) {
+    writeFile("/etc/vuk/cellular_cpin.1", "9999\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    at(30, [this] {
+        order({{"op", "fault"}, {"prefix", "AT"}, {"kind", "silence"}, {"count", 1}});
+    });
+    std::string attempts;
+    recordStatus(60, "_SIM_REMAIN_CPIN", attempts);
+    EXPECT_EQ(run(61), eOUTER_EXIT);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=9999"), 1u);
+    EXPECT_EQ(attempts, "2");
+}
+
+TEST_F(StateMachine, ConnectionOffOverride_EndsTheSessionUntilItIsRemoved) {
+    startOnTerminal();
+    at(6, [] { writeFile("/tmp/force_cell_nocon.1", ""); });
+    at(15, [] { unlink("/tmp/force_cell_nocon.1"); });
+    std::string during, after;
+    recordStatus(14, "_QMI_STATE", during);
+    recordStatus(30, "_QMI_STATE", after);
+    EXPECT_EQ(run(31), eOUTER_EXIT);
+    EXPECT_EQ(during, "DISCONNECTED");
+    EXPECT_EQ(after, "CONNECTED");
+}
+
+TEST_F(StateMachine, PowerOffOverride_EndsWithStatusFiveAndSwitchesTheSlotOff) {
+    startOnTerminal();
+    at(6, [] { writeFile("/tmp/force_cell_tempoff.1", ""); });
+    EXPECT_EQ(run(60), eOUTER_EXIT_POWER_OFF);
+    const auto isPowerOff = [](const std::string& call) { return call == "sledctl 1 off"; };
+    const auto calls = shell.waitForCalls(shell.calls().size() + 1);
+    EXPECT_EQ(std::count_if(calls.begin(), calls.end(), isPowerOff), 1);
+    EXPECT_EQ(countOf(commands(), "AT#REBOOT"), 0u);
+}
+
+TEST_F(StateMachine, ContextDroppedByTheNetwork_IsStartedAgain) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "deactivate"}, {"cid", 1}}); });
+    EXPECT_EQ(run(80), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Profile 1 no longer connected"), 1u);
+}

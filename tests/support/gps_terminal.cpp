@@ -1,0 +1,127 @@
+#include "tests/support/gps_terminal.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <utility>
+
+#include "include/sleep.h"
+#include "platform/include/timer_clock.h"
+
+namespace {
+
+constexpr unsigned ANSWER_POLL_US = 10000;
+
+std::string readAll(int fd) {
+    std::string text;
+    char piece[4096];
+    ssize_t count;
+    while ((count = read(fd, piece, sizeof piece)) > 0)
+        text.append(piece, static_cast<size_t>(count));
+    return text;
+}
+
+}  // namespace
+
+cGpsTerminal* cGpsTerminal::s_current = nullptr;
+
+cGpsTerminal::cGpsTerminal(const nlohmann::json& scenario) : m_modem(scenario) {
+    m_modemEnd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    char name[64];
+    if (m_modemEnd == -1 || grantpt(m_modemEnd) != 0 || unlockpt(m_modemEnd) != 0 ||
+        ptsname_r(m_modemEnd, name, sizeof name) != 0)
+        throw std::runtime_error("no pseudo-terminal");
+    m_path = name;
+    m_daemonEnd = open(name, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    termios settings;
+    tcgetattr(m_daemonEnd, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(m_daemonEnd, TCSANOW, &settings);
+    s_current = this;
+    setSleepFunction(onSleep);
+    setTimerClock(clockMs);
+}
+
+cGpsTerminal::~cGpsTerminal() {
+    setSleepFunction(nullptr);
+    setTimerClock(nullptr);
+    s_current = nullptr;
+    close(m_daemonEnd);
+    close(m_modemEnd);
+}
+
+std::vector<std::string> cGpsTerminal::takeSent() {
+    takeTurn();
+    return std::exchange(m_sent, {});
+}
+
+std::vector<unsigned> cGpsTerminal::takePausesUs() {
+    return std::exchange(m_pausesUs, {});
+}
+
+std::string cGpsTerminal::takeUnread() {
+    return readAll(m_daemonEnd);
+}
+
+void cGpsTerminal::onSleep(unsigned microseconds) {
+    if (microseconds != ANSWER_POLL_US) s_current->m_pausesUs.push_back(microseconds);
+    s_current->pass(microseconds);
+}
+
+uint64_t cGpsTerminal::clockMs() {
+    return s_current->nowMs();
+}
+
+void cGpsTerminal::pass(uint64_t microseconds) {
+    takeTurn();
+    m_nowUs += microseconds;
+    takeTurn();
+}
+
+void cGpsTerminal::takeTurn() {
+    // Reading fetches what is still on its way inside the terminal.
+    const std::string bytes = readAll(m_modemEnd);
+    note(bytes);
+    if (!bytes.empty()) m_modem.receiveGps(bytes, nowMs());
+    m_modem.advance(nowMs());
+    deliver(m_modem.takeGpsOutput());
+}
+
+void cGpsTerminal::note(const std::string& bytes) {
+    for (const char byte : bytes) {
+        if (byte != '\r') m_line += byte;
+        if (byte == '\r' || m_line == "+++") m_sent.push_back(std::exchange(m_line, ""));
+    }
+}
+
+void cGpsTerminal::deliver(const std::string& text) {
+    if (text.empty()) return;
+    int before = 0;
+    ioctl(m_daemonEnd, FIONREAD, &before);
+    ASSERT_EQ(write(m_modemEnd, text.data(), text.size()), static_cast<ssize_t>(text.size()))
+        << "the port is full";
+    // Asking for readiness moves the bytes through the terminal.
+    const int expected = before + static_cast<int>(text.size());
+    pollfd readable = {m_daemonEnd, POLLIN, 0};
+    for (int i = 0, there = 0; i < 1000 && there < expected; ++i) {
+        poll(&readable, 1, 1);
+        ioctl(m_daemonEnd, FIONREAD, &there);
+        if (there < expected) usleep(50);
+    }
+}
+
+void cGpsTerminal::order(const nlohmann::json& request) {
+    const nlohmann::json answer = m_modem.control(request);
+    EXPECT_TRUE(answer.value("ok", false)) << request.dump() << " -> " << answer.dump();
+}
+
+void cGpsTerminal::fault(const std::string& line, nlohmann::json what, int count) {
+    what.update({{"op", "fault"}, {"port", "gps"}, {"match", line}, {"count", count}});
+    order(what);
+}

@@ -1,0 +1,245 @@
+#!/usr/bin/env python3
+"""The built daemon against the simulated modem: real timers, real files, the host's own interface
+script on a real interface. Run inside scripts/private_namespace.sh."""
+
+import pathlib
+import re
+import signal
+import subprocess
+import threading
+import time
+import unittest
+
+from gateway import BIN, LogCatcher, Slot, calls, freshHost, waitUntil
+
+DOWN = "setup_cellint.sh -i wwan0 --down"
+SIM = ["AT#QSS?", "AT+CPIN?;#PCT", 'AT+CLCK="SC",2', "AT+CCID?", "AT+CIMI"]
+POLL_INFO = ["AT+CGSN", "AT#TEMPMON=1", *SIM, *SIM, "AT+CNUM", *SIM, "AT+CGDCONT?"]
+SETUP = ["AT+GMM", "AT+CMEE=1", "AT#GPIO=1,0,2", "AT#SLED=3,5,30", "ATI3", "AT+CGMR", "AT#CFVR",
+         "AT#FWSWITCH=?", "ATI5", "AT#GPIO=2,2", *SIM, *SIM, "AT+COPN", *SIM, *POLL_INFO,
+         "AT+CMGF=0", *SIM, *SIM, "AT+CGATT?", "AT#PSNT=0", "AT+CGACT=0,1",
+         'AT+CGDCONT=1,"IPV4V6","internet"', "AT+WS46?", "AT+COPS=0", "AT#AUTOBND=0"]
+POLL = ["AT", *POLL_INFO, "AT+CEREG?", "AT+CIREG?", "AT#SLED=3,10,30", "AT#PSNT?;#RFSTS", "AT+CSQ"]
+SESSION = ["AT+CGATT?", "AT+CGATT=1", "AT+CGATT?", "AT+COPS?", "AT#NCM=1,1", "AT+CGACT?",
+           "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", 'AT+CGDATA="M-RAW_IP",1']
+
+
+def run(*command):
+    return subprocess.run(command, capture_output=True, text=True, check=False)
+
+
+class DaemonTest(unittest.TestCase):
+    def setUp(self):
+        freshHost()
+        self.log = LogCatcher()
+        self.addCleanup(self.log.socket.close)
+
+    def slot(self, number=1, scenario=None, config=None, start=True):
+        slot = Slot(number, scenario)
+        self.addCleanup(slot.end)
+        slot.configure(**(config or {}))
+        slot.startSim()
+        if start:
+            slot.startDaemon()
+        return slot
+
+    def connectedSlot(self, **options):
+        slot = self.slot(**options)
+        slot.waitConnected()
+        return slot
+
+    def assertUnderstood(self, slot):
+        self.assertEqual(slot.order(op="dump")["state"]["problems"], [])
+
+
+class BringUp(DaemonTest):
+    def test_coldStart_sendsExactlyTheSequenceAndSetsTheInterfaceUp(self):
+        slot = self.connectedSlot()
+        expected = SETUP + POLL + SESSION
+        self.assertEqual(slot.commands()[:len(expected)], expected)
+        up = calls("setup_cellint.sh -i wwan0 --up")
+        self.assertEqual(up, ["setup_cellint.sh -i wwan0 --up --defaultroute -m 1430"
+                              " --address 10.64.1.8 --netmask 255.255.255.0 --gateway 10.64.1.1"
+                              " --dns 10.0.0.1 --dns 10.0.0.2 --ipv6auto"])
+        self.assertEqual(
+            [line for line in self.log.texts() if line.startswith("Running command")],
+            ["Running command 'setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1430"
+             " --address 10.64.1.8 --netmask 255.255.255.0 --gateway 10.64.1.1"
+             " --dns 10.0.0.1 --dns 10.0.0.2 --ipv6auto  &>/dev/null'"])
+        self.assertIn("10.64.1.8", run("ip", "-4", "addr", "show", "wwan0").stdout)
+        self.assertIn("default", run("ip", "route").stdout)
+        self.assertIn("10.0.0.1", pathlib.Path("/etc/resolv.conf").read_text())
+        self.assertEqual(run("ping", "-c", "1", "-W", "2", "-I", "wwan0", "1.2.3.4").returncode, 0)
+        self.assertUnderstood(slot)
+
+    def test_coldStart_isUpWithinTheFixedWaits(self):
+        slot = self.connectedSlot()
+        commands = len(SETUP + POLL + SESSION)
+        start = self.log.timeOf("v1.0.17 starting")
+        up = self.log.timeOf("Running command 'setup_cellint.sh")
+        # Not a measurement: only that no wait was added. A loaded machine gets half again.
+        self.assertLess(up - start, 1.5 * (commands * 0.020 + 0.500))
+        self.assertEqual(slot.value("_LAST_CONNECT_ERROR"), "eSUCCESS")
+
+    def test_modemWithoutOkAfterConnect_connectsAfterTheWait(self):
+        self.connectedSlot(scenario={"cgdata_ok": False})
+
+    def test_modemAt115200Baud_connects(self):
+        slot = Slot(1, pace="115200")
+        self.addCleanup(slot.end)
+        slot.configure()
+        slot.startSim()
+        slot.startDaemon()
+        slot.waitConnected(40)
+
+    def test_lockedSim_isUnlockedByItsPinFile(self):
+        pathlib.Path("/etc/vuk/cellular_cpin.1").write_text("1234\n")
+        slot = self.connectedSlot(scenario={"sim": {"pin": "1234", "lock": True}})
+        self.assertEqual(slot.commands().count("AT+CPIN=1234"), 1)
+        self.assertEqual(slot.value("_SIM_EXTENDED_STATUS"), "SIM PIN successfully unlocked")
+
+    def test_wrongPin_isTriedOnce(self):
+        pin = pathlib.Path("/etc/vuk/cellular_cpin.1")
+        pin.write_text("9999\n")
+        slot = self.slot(scenario={"sim": {"pin": "1234", "lock": True}})
+        slot.waitFor("_SIM_REMAIN_CPIN", "2")
+        time.sleep(3)
+        self.assertEqual(slot.commands().count("AT+CPIN=9999"), 1)
+        self.assertEqual(pin.read_text(), "")
+        pin.write_text("1234\n")
+        slot.waitConnected()
+
+
+class CleanStop(DaemonTest):
+    def stopBy(self, number):
+        slot = self.connectedSlot()
+        self.assertEqual(slot.stopDaemon(number), 2)
+        self.assertEqual(calls()[-2:], [DOWN, DOWN])
+        self.assertFalse(slot.status.exists())
+        self.assertEqual(slot.commands()[-1], "AT#SLED=0")
+        self.assertNotIn("AT#REBOOT", slot.commands())
+        self.assertEqual(self.log.texts()[-1], "Exiting")
+        self.assertNotIn("10.64.", run("ip", "-4", "addr", "show", "wwan0").stdout)
+
+    def test_sigint(self):
+        self.stopBy(signal.SIGINT)
+
+    def test_sigterm(self):
+        self.stopBy(signal.SIGTERM)
+
+    def test_sighup(self):
+        self.stopBy(signal.SIGHUP)
+
+    def test_missingOption_printsTheUsageAndRefuses(self):
+        result = run(BIN / "cellslotd", "-d", "/dev/null", "-p", "2x")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("Usage: cellslotd -d </dev/device>", result.stdout)
+
+    def test_secondInstanceOfASlot_isRefused(self):
+        slot = self.connectedSlot()
+        result = run(BIN / "cellslotd", "-d", "/dev/null", "-g", "/dev/null", "-i", "wwan0",
+                     "-p", "1")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("Error: Another process is already running, exiting", result.stdout)
+        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
+
+
+class Session(DaemonTest):
+    def test_registrationLostForLessThan15Seconds_keepsTheSession(self):
+        slot = self.connectedSlot()
+        slot.order(op="set", registration={"state": "searching"})
+        slot.waitFor("_CREG_REGISTERED", "0")
+        time.sleep(9)
+        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
+        slot.order(op="set", registration={"state": "home"})
+        slot.waitFor("_CREG_REGISTERED", "1")
+        time.sleep(3)
+        self.assertEqual(self.log.count("Device no longer network registered"), 0)
+        self.assertEqual(len(calls("setup_cellint.sh -i wwan0 --up")), 1)
+
+    def test_registrationLostForMoreThan15Seconds_dropsTheSessionAndStartsAnother(self):
+        slot = self.connectedSlot()
+        slot.order(op="set", registration={"state": "searching"})
+        lost = time.monotonic()
+        slot.waitFor("_QMI_STATE", "DISCONNECTED", 25)
+        self.assertGreater(time.monotonic() - lost, 14)
+        slot.order(op="set", registration={"state": "home"})
+        slot.waitConnected(45)
+
+    def test_addressChange_restartsTheSession(self):
+        slot = self.connectedSlot()
+        slot.order(op="address", cid=1, ipv4="10.99.1.7")
+        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, 20, calls)
+        slot.waitConnected()
+        self.assertEqual(self.log.count("IPv4 address changed, restarting connection"), 1)
+
+    def test_silentModem_isConnectedAgainOnceItAnswers(self):
+        slot = self.connectedSlot()
+        slot.order(op="fault", prefix="AT", kind="silence")
+        slot.waitFor("_QMI_STATE", "Unknown")
+        slot.order(op="clear-faults")
+        slot.waitConnected(45)
+
+    def test_modemThatRestarts_isSetUpAgain(self):
+        pathlib.Path("/etc/vuk/cellular_cpin.1").write_text("1234\n")
+        slot = self.connectedSlot(scenario={"sim": {"pin": "1234", "lock": True}})
+        slot.order(op="restart", away_ms=4000)
+        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, 60, calls)
+        slot.waitConnected()
+        self.assertIsNone(slot.daemon.poll())
+        # The SIM came back locked; the same PIN file opened it again.
+        self.assertEqual(slot.commands().count("AT+CPIN=1234"), 2)
+
+    def test_reloadAfterAChange_setsTheInterfaceUpAnew(self):
+        slot = self.connectedSlot()
+        slot.configure(CM_MTU="1400")
+        slot.daemon.send_signal(signal.SIGUSR2)
+        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, 20, calls)
+        self.assertIn(" -m 1400 ", calls("setup_cellint.sh -i wwan0 --up")[1])
+        waitUntil(lambda: "mtu 1400" in run("ip", "link", "show", "wwan0").stdout, 5,
+                  lambda: "the interface keeps its MTU")
+
+
+class Files(DaemonTest):
+    def test_statusFile_isNeverSeenHalfWritten(self):
+        slot = self.connectedSlot()
+        broken = []
+        stop = threading.Event()
+
+        def read():
+            while not stop.is_set():
+                text = slot.status.read_text()
+                if not text.startswith("#File generated \n") or not re.search(
+                        r"^CELLMODEM1_SMS_RECV=\d+\n\Z", text, re.MULTILINE):
+                    broken.append(text)
+
+        reader = threading.Thread(target=read)
+        reader.start()
+        time.sleep(6)
+        stop.set()
+        reader.join()
+        self.assertEqual(broken, [])
+
+    def test_store_canBeReadWhileTheDaemonRuns(self):
+        self.connectedSlot()
+        result = run(BIN / "skvs", "get", "CELLMODEM1_QMI_STATE")
+        self.assertEqual((result.returncode, result.stdout), (0, "CONNECTED\n"))
+        self.assertEqual(run(BIN / "skvs", "get", "NO_SUCH_KEY").returncode, 1)
+
+    def test_twoSlots_runSideBySide(self):
+        first = self.slot(1)
+        second = self.slot(2, scenario={"model": "LE910-EU V2"})
+        first.waitConnected()
+        second.waitConnected()
+        self.assertEqual(second.value("_MODEL"), "LE910-EU V2")
+        self.assertIsNone(first.value("2_MODEL"))
+        plain = pathlib.Path("/var/log/wireless.cardstats").read_text()
+        self.assertIn(f"CELLMODEM_MODEL={first.value('_MODEL')}\n", plain)
+        self.assertEqual(first.stopDaemon(), 2)
+        time.sleep(2)
+        self.assertEqual(second.value("_QMI_STATE"), "CONNECTED")
+        self.assertEqual(second.stopDaemon(), 2)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

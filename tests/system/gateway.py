@@ -1,0 +1,206 @@
+"""A gateway on this machine: simulated modems and daemons on the daemon's real paths. Used inside
+scripts/private_namespace.sh only; the folders of the programs come in CELLSLOT_BIN and
+CELLSLOT_HOST."""
+
+import json
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import threading
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "scripts" / "lib"))
+from log_capture import openLogSocket, splitDatagram  # noqa: E402
+
+BIN = pathlib.Path(os.environ["CELLSLOT_BIN"])
+HOST = pathlib.Path(os.environ["CELLSLOT_HOST"])
+WORK = pathlib.Path("/tmp/system-test")
+RECORDED = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular")
+
+CONFIG = {
+    "CM_ENABLE_INTERFACE": "yes",
+    "CM_APN": "internet",
+    "CM_SIM_SLOT": "1",
+    "CM_GPS_ENABLE": "no",
+    "CM_SYNC_TIME": "no",
+    "CM_MTU": "1430",
+}
+
+# Writes down how a host tool was called; setup_cellint.sh then does its real work.
+RECORDER = """\
+#!/bin/bash
+printf '%s\\n' "${0##*/} $*" >>/tmp/system-test/calls
+"""
+
+
+class LogCatcher:
+    """What programs send to the system log, with the time of arrival."""
+
+    def __init__(self):
+        self.lines = []
+        self.socket = openLogSocket("/dev/log")
+        threading.Thread(target=self.receive, daemon=True).start()
+
+    def receive(self):
+        while True:
+            try:
+                data = self.socket.recv(65536)
+            except OSError:
+                return
+            self.lines.append((time.monotonic(), splitDatagram(data)[1]))
+
+    def texts(self):
+        return [text for _, text in list(self.lines)]
+
+    def count(self, text):
+        return sum(1 for line in self.texts() if text in line)
+
+    def timeOf(self, text):
+        return next((when for when, line in list(self.lines) if text in line), None)
+
+
+class Slot:
+    """A modem in a slot, and the daemon that owns it."""
+
+    def __init__(self, number, scenario=None, pace="instant"):
+        self.number = number
+        self.device = f"/dev/ttyCELL{number}"
+        self.gps = f"/dev/ttyGPS{number}"
+        self.interface = f"wwan{number - 1}"
+        self.status = pathlib.Path(f"/var/log/wireless.cardstats.{number}")
+        self.simLog = WORK / f"sim{number}.log"
+        self.control = WORK / f"sim{number}.control"
+        self.scenario = scenario or {}
+        self.pace = pace
+        self.sim = None
+        self.daemon = None
+        self.output = WORK / f"daemon{number}.out"
+
+    # ---- programs
+
+    def configure(self, **changes):
+        values = {**CONFIG, **changes}
+        text = "".join(f"{key}={value}\n" for key, value in values.items())
+        pathlib.Path(f"/etc/vuk/cellular{self.number}.conf").write_text(text)
+
+    def startSim(self):
+        scenarioFile = WORK / f"scenario{self.number}.json"
+        scenarioFile.write_text(json.dumps(self.scenario))
+        self.simLog.unlink(missing_ok=True)
+        self.sim = subprocess.Popen(
+            [BIN / "le910sim", "--at-link", self.device, "--gps-link", self.gps, "--scenario",
+             scenarioFile, "--control", self.control, "--log", self.simLog, "--pace", self.pace,
+             "--data", self.interface],
+            stdout=subprocess.PIPE, text=True)
+        line = self.sim.stdout.readline()
+        if line.strip() != "ready":
+            raise AssertionError(f"le910sim said {line!r}")
+
+    def startDaemon(self, *more):
+        command = [BIN / "cellslotd", "-d", self.device, "-g", self.gps, "-i", self.interface,
+                   "-p", str(self.number), *more]
+        with self.output.open("w") as output:
+            self.daemon = subprocess.Popen(command, stdout=output, stderr=output)
+
+    def stopDaemon(self, number=signal.SIGTERM):
+        self.daemon.send_signal(number)
+        return self.daemon.wait(30)
+
+    def end(self):
+        for process in (self.daemon, self.sim):
+            if process is None:
+                continue
+            if process.poll() is None:
+                process.kill()
+            process.wait(10)
+            if process.stdout:
+                process.stdout.close()
+
+    # ---- what can be seen
+
+    def value(self, key):
+        """A value of the status file; None while there is none."""
+        start = f"CELLMODEM{self.number}{key}="
+        try:
+            text = self.status.read_text()
+        except FileNotFoundError:
+            return None
+        return next((line[len(start):] for line in text.splitlines() if line.startswith(start)),
+                    None)
+
+    def exchanges(self):
+        entries = []
+        if self.simLog.exists():
+            for line in self.simLog.read_text().splitlines():
+                try:
+                    entry = json.loads(line)
+                except ValueError:
+                    continue  # the last line is being written
+                if "command" in entry and entry.get("port") == "at":
+                    entries.append(entry)
+        return entries
+
+    def commands(self):
+        return [entry["command"] for entry in self.exchanges()]
+
+    def order(self, **request):
+        with socket.socket(socket.AF_UNIX) as control:
+            control.connect(str(self.control))
+            control.sendall(json.dumps(request).encode() + b"\n")
+            answer = json.loads(control.makefile().readline())
+        if not answer.get("ok"):
+            raise AssertionError(f"{request}: {answer}")
+        return answer
+
+    def waitFor(self, key, wanted, seconds=20):
+        return waitUntil(lambda: self.value(key) == wanted, seconds,
+                         lambda: f"{key} of slot {self.number} is {self.value(key)!r},"
+                                 f" not {wanted!r}")
+
+    def waitConnected(self, seconds=20):
+        self.waitFor("_QMI_STATE", "CONNECTED", seconds)
+
+
+def waitUntil(condition, seconds, describe):
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        if condition():
+            return
+        if time.monotonic() < end:
+            time.sleep(0.02)
+    raise AssertionError(f"after {seconds} s: {describe()}")
+
+
+def calls(start=""):
+    path = WORK / "calls"
+    lines = path.read_text().splitlines() if path.exists() else []
+    return [" ".join(line.split(" ")) for line in lines if line.startswith(start)]
+
+
+def freshHost():
+    """Everything as on a host that has just booted."""
+    if os.environ.get("CELLSLOT_PRIVATE_NAMESPACE") != "1":
+        sys.exit("system tests change the host's files: run them with scripts/private_namespace.sh")
+    shutil.rmtree("/run/cellslot", ignore_errors=True)
+    for pattern in ("etc/vuk/cellular*", "var/log/wireless.*", "var/log/carrier_list.json",
+                    "storage/cellmodem.*"):
+        for entry in pathlib.Path("/").glob(pattern):
+            entry.unlink()
+    for entry in list(pathlib.Path("/run").glob("*.pid")) + list(pathlib.Path("/tmp").glob("force*")):
+        entry.unlink()
+    shutil.rmtree(WORK, ignore_errors=True)
+    WORK.mkdir()
+    pathlib.Path("/run/poststart").touch()
+    tools = WORK / "tools"
+    tools.mkdir()
+    for tool in RECORDED:
+        script = tools / tool
+        real = f'exec {HOST}/{tool} "$@"\n' if tool == "setup_cellint.sh" else ""
+        script.write_text(RECORDER + real)
+        script.chmod(0o755)
+    if not os.environ["PATH"].startswith(str(tools)):
+        os.environ["PATH"] = f"{tools}:{os.environ['PATH']}"
