@@ -42,6 +42,15 @@ ePortReturn queryInto(int fd, const std::string& command, tRecord& record,
 ePortReturn queryModemCmx(int fd, const std::string& command, std::string& response,
                           unsigned timeoutS = 0);
 
+template <typename tRecord>
+ePortReturn queryIntoCmx(int fd, const std::string& command, tRecord& record,
+                         void (*parse)(const std::string&, tRecord&), unsigned timeoutS = 0) {
+    std::string response;
+    const ePortReturn result = queryModemCmx(fd, command, response, timeoutS);
+    if (result == ePORT_OK) parse(response, record);
+    return result;
+}
+
 // For commands whose response holds nothing but the result.
 ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS = 0);
 

@@ -117,7 +117,8 @@ void parseCGACT(const std::string& response, bool& active, const std::string& ci
         if (fields.size() != 2) continue;
         const bool isActive = fields[1] == "1";
         const char* state = isActive ? "active" : "not active";
-        if (isActive) activeList += fields[0] + ",";
+        if (isActive && activeList.size() + fields[0].size() < MODEM_TEXT_MAX)
+            activeList += fields[0] + ",";
         if (fields[0] == cid) {
             active = isActive;
             debug(eLOG_RADIO_DETAIL, g_i_debugMode,
@@ -152,7 +153,7 @@ std::string parseCGPADDR(const std::string& cid, const std::string& response) {
         const tokenstr fields(cleanCharsFromString(cleanWhiteSpace(rest), "\""), ',',
                               eEmptyTokens::KEEP);
         if (fields.size() < 2 || fields[0] != cid) continue;
-        const std::string address = modemText(fields[1]);
+        std::string address = modemText(fields[1]);
         debug(eLOG_ADDRESS_DETAIL, g_i_debugMode, "%s(): PDP number match '%s', Current IP '%s'",
               __func__, cid.c_str(), address.c_str());
         return address;

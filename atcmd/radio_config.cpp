@@ -30,8 +30,9 @@ struct sClockFields {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
 };
 
-// "%d/%d/%d,%d:%d:%d": how many of the six numbers were read.
+// "%d/%d/%d,%d:%d:%d": how many of the six numbers were read, -1 for an empty text, as sscanf says.
 int readClock(const std::string& text, sClockFields& clock) {
+    if (cleanWhiteSpace(text).empty()) return -1;
     int* const numbers[] = {&clock.year, &clock.month,  &clock.day,
                             &clock.hour, &clock.minute, &clock.second};
     const std::string separators = "//,::";
@@ -183,9 +184,8 @@ std::string parseCCLK(const std::string& response) {
               __func__, count, cleanEndWhiteSpace(text).c_str());
         return "";
     }
-    const std::string date = itos(clock.month) + "/" + itos(clock.day) + "/" + itos(clock.year) +
-                             " " + itos(clock.hour) + ":" + itos(clock.minute) + ":" +
-                             itos(clock.second);
+    std::string date = itos(clock.month) + "/" + itos(clock.day) + "/" + itos(clock.year) + " " +
+                       itos(clock.hour) + ":" + itos(clock.minute) + ":" + itos(clock.second);
     debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Returning date string '%s'", __func__,
           date.c_str());
     return date;

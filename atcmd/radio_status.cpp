@@ -89,7 +89,7 @@ void storeActiveSet(const tokenstr& fields, sNetworkInfo& network) {
         sActiveSetCell& cell = network.active_set[i];
         cell.i_uarfcn = textToInt(fields[first]);
         cell.i_psc = textToInt(fields[first + 1]);
-        cell.f_ecio = atof(fields[first + 2].c_str());
+        cell.f_ecio = strtod(fields[first + 2].c_str(), nullptr);
     }
 }
 
@@ -239,5 +239,5 @@ void parsePlmn(const std::string& text, sNetworkInfo& network) {
     if (codes.size() != 2) return;
     network.s_mcc = modemText(cleanNonNumeric(codes[0]));
     network.s_mnc = modemText(cleanNonNumeric(codes[1]));
-    network.s_plmn = network.s_mcc + network.s_mnc;
+    network.s_plmn = modemText(network.s_mcc + network.s_mnc);
 }

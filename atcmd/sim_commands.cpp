@@ -7,6 +7,7 @@
 
 namespace {
 
+constexpr int LOCK_CODE_UNKNOWN = 255;
 constexpr uint8_t PIN_ATTEMPTS_FULL = 3;
 constexpr uint8_t PUK_ATTEMPTS_FULL = 10;
 constexpr unsigned SLOT_QUERY_TIMEOUT_S = 2;
@@ -70,8 +71,9 @@ void setAttempts(sSimInfo& sim, uint8_t remaining) {
 ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.i_present = 0;
+    sim.i_qss_mode = -1;
     const ePortReturn result =
-        queryInto(fd, commandText(eAT_CMD_QSS_GET), sim, parseDeviceSimPresent);
+        queryIntoCmx(fd, commandText(eAT_CMD_QSS_GET), sim, parseDeviceSimPresent);
     if (result == ePORT_OK && sim.i_present != 1) setLock(sim, eSIM_MISSING, 2, "Not Present");
     return result;
 }
@@ -89,7 +91,10 @@ void parseDeviceSimPresent(const std::string& response, sSimInfo& sim) {
 ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (sim.i_present != 1) return ePORT_OK;
-    return queryInto(fd, commandText(eAT_CMD_CPIN_PCT_GET), sim, parseDeviceSimStatus);
+    setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, "Unknown");
+    sim.i_pin_attempts = ATTEMPTS_UNKNOWN;
+    sim.i_puk_attempts = ATTEMPTS_UNKNOWN;
+    return queryIntoCmx(fd, commandText(eAT_CMD_CPIN_PCT_GET), sim, parseDeviceSimStatus);
 }
 
 // +CPIN: SIM PIN
@@ -116,9 +121,12 @@ void decodeSimCpinText(const std::string& text, sSimInfo& sim) {
 
 ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    sim.s_imsi = sSimInfo{}.s_imsi;
+    const sSimInfo fresh;
+    sim.s_imsi = fresh.s_imsi;
+    sim.s_home_plmn = fresh.s_home_plmn;
+    sim.s_carrier = fresh.s_carrier;
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_CIMI), response);
+    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CIMI), response);
     if (result != ePORT_OK) return result;
     parseDeviceSimIMSI(response, sim);
     getCarrierFromImsi(sim);
@@ -147,7 +155,7 @@ void getCarrierFromImsi(sSimInfo& sim) {
 ePortReturn getDeviceSimId(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.s_iccid = sSimInfo{}.s_iccid;
-    return queryInto(fd, commandText(eAT_CMD_CCID_GET), sim, parseDeviceSimId);
+    return queryIntoCmx(fd, commandText(eAT_CMD_CCID_GET), sim, parseDeviceSimId);
 }
 
 // +CCID: 89010100000000000002

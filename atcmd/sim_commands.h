@@ -5,8 +5,9 @@
 
 #include "include/device_records.h"
 
-// The SIM: presence (#QSS), lock (+CPIN, #PCT, +CLCK, +CPWD; 3GPP TS 27.007
-// sections 7.4, 7.5, 8.3), IMSI, ICCID and the slot that one of the modem's GPIO pins selects.
+// The SIM: presence (#QSS), lock (+CPIN, #PCT, +CLCK, +CPWD; 3GPP TS 27.007 sections 7.4, 7.5,
+// 8.3), IMSI, ICCID and the slot that one of the modem's GPIO pins selects. A CME error is returned
+// as its number.
 
 // A SIM that is not there sets lock class and code 2 and the status "Not Present".
 ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim);
@@ -26,7 +27,7 @@ void getCarrierFromImsi(sSimInfo& sim);
 ePortReturn getDeviceSimId(int fd, sSimInfo& sim);
 void parseDeviceSimId(const std::string& response, sSimInfo& sim);
 
-// Whether the PIN lock is on: -1 unknown, 0, 1. A CME error is returned as its number.
+// Whether the PIN lock is on: -1 unknown, 0, 1.
 ePortReturn getCpinState(int fd, sSimInfo& sim);
 int parseCpinState(const std::string& response);
 
@@ -37,7 +38,6 @@ ePortReturn changeCpin(int fd, const std::string& oldPin, const std::string& new
 ePortReturn unlockCpin(int fd, const std::string& pin);
 ePortReturn unlockPuk(int fd, const std::string& puk, const std::string& newPin);
 
-// A CME error is returned as its number.
 ePortReturn getSimSlot(const int& fd, eSimSlot& slot);
 eSimSlot parseSimSlot(const std::string& response);
 

@@ -182,7 +182,7 @@ struct sNetworkInfo {
 
 struct sSimInfo {
     int i_present = 0;
-    int i_qss_mode = -1;
+    int8_t i_qss_mode = -1;
     int i_lock_class = eSIM_LOCK_UNKNOWN;  // the SIM state: an eSimLock, or any other class
     int i_lock_code = 255;
     std::string s_status = "Unknown";

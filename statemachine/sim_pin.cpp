@@ -94,7 +94,7 @@ sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
 sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
     const std::string pin = readCpinFile(sim.s_cpin_path);
     if (verifyCpinFormat(pin)) {
-        const sOutcome outcome = unlockWithPin(port, sim, pin);
+        sOutcome outcome = unlockWithPin(port, sim, pin);
         g_simPinState.refusedPin = outcome.result == eSUCCESS ? "" : pin;
         return outcome;
     }

@@ -190,6 +190,16 @@ class Session(DaemonTest):
         # The SIM came back locked; the same PIN file opened it again.
         self.assertEqual(slot.commands().count("AT+CPIN=1234"), 2)
 
+    def test_modemThatIsGoneAndComesBack_isSetUpAgain(self):
+        slot = self.connectedSlot()
+        slot.sim.terminate()
+        slot.sim.wait(10)
+        slot.sim.stdout.close()
+        slot.waitFor("_QMI_STATE", "Unknown")
+        self.assertEqual(self.log.count("Unable to open device port, starting 2 minute timer"), 1)
+        slot.startSim()
+        slot.waitConnected(30)
+
     def test_reloadAfterAChange_setsTheInterfaceUpAnew(self):
         slot = self.connectedSlot()
         slot.configure(CM_MTU="1400")
