@@ -18,9 +18,11 @@ readonly TEST=(
     busybox
     clang-format-14
     faketime
+    gpsd
     iproute2
     iputils-ping
     jq
+    libgammu-dev
     libgmock-dev
     libgtest-dev
     procps
@@ -46,6 +48,13 @@ asRoot() {
     fi
 }
 
+# The tests start gpsd by themselves; the package's service would only listen on the host.
+stopGpsdService() {
+    if [[ -d /run/systemd/system ]]; then
+        asRoot systemctl disable --now gpsd.socket gpsd.service
+    fi
+}
+
 main() {
     local packages
     if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
@@ -65,6 +74,9 @@ main() {
     asRoot apt-get update
     asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
         "${packages[@]}"
+    if [[ " ${packages[*]} " == *' gpsd '* ]]; then
+        stopGpsdService
+    fi
 }
 
 main

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Everything that has to pass: shell scripts and formatting checked, presets release and asan built
 # and tested. Goes on after a failure, tells all of them at the end, and fails if there was one.
-# With --all the system tests, too, run under the sanitizers (slow); without, the unit and flow tests.
+# Without --all each test runs once: system tests on release, unit and flow tests under the
+# sanitizers. With --all every test runs on both (slow).
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -9,6 +10,9 @@ readonly JOBS=2
 readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main platform scripts sim
     sms statemachine tests)
 
+# Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
+releaseTargets=(cellslotd le910sim skvs)
+releaseTests=(-L system)
 asanTests=(-L 'unit|flow')
 summary=
 failed=0
@@ -47,8 +51,11 @@ checkFormat() {
     filesOf \( -name '*.cpp' -o -name '*.h' \) | xargs -0 clang-format-14 --dry-run -Werror
 }
 
-build() { # PRESET
-    cmake --preset "$1" && cmake --build --preset "$1" -j "$JOBS"
+build() { # PRESET [TARGET]...
+    local preset=$1
+    shift
+    cmake --preset "$preset" &&
+        cmake --build --preset "$preset" -j "$JOBS" --target "${@:-all}"
 }
 
 # ctest's closing line stands in its output, and again in the summary.
@@ -63,12 +70,14 @@ runTests() { # PRESET CTEST-OPTION...
 }
 
 main() {
-    local start=$SECONDS preset
+    local start=$SECONDS
     case ${1:-} in
     '') ;;
-    --all) asanTests=() ;;
+    --all)
+        releaseTargets=() releaseTests=() asanTests=()
+        ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: the system tests under the sanitizers, too)'
+        echo 'Usage: test.sh [--all]   (--all: every test on both builds)'
         return
         ;;
     *)
@@ -79,13 +88,12 @@ main() {
     scripts/setup.sh
     check 'shell scripts' checkShell || true
     check formatting checkFormat || true
-    for preset in release asan; do
-        check "$preset build" build "$preset" || continue
-        case $preset in
-        release) runTests release ;;
-        asan) runTests asan "${asanTests[@]}" ;;
-        esac
-    done
+    if check 'release build' build release "${releaseTargets[@]}"; then
+        runTests release "${releaseTests[@]}"
+    fi
+    if check 'asan build' build asan; then
+        runTests asan "${asanTests[@]}"
+    fi
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
 }

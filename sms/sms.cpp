@@ -1,17 +1,104 @@
 #include "sms/sms.h"
 
-#include "atcmd/command.h"
-#include "platform/include/text_helpers.h"
+#include <unistd.h>
 
-const std::string g_s_root_sms_path = "/tmp/sms";
+#include "atcmd/command.h"
+#include "include/utilities.h"
+#include "platform/include/file_vector.h"
+#include "platform/include/text_helpers.h"
+#include "sms/assembly.h"
+#include "sms/joined_journal.h"
+#include "sms/listing_marker.h"
+#include "sms/message_file.h"
+#include "sms/part_file.h"
+#include "sms/receive.h"
+#include "sms/send.h"
+#include "sms/spool.h"
+
+std::string g_s_root_sms_path = "/tmp/sms";
+
+namespace {
+
+constexpr int NETWORK_FAMILY_3GPP2 = 2;
+
+// What a kill left of files that were being written.
+void removeTemporaryFiles(const std::string& root) {
+    std::vector<std::string> names;
+    if (readFilesInDir(root, names) != 0) return;
+    for (const std::string& name : names)
+        if (startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX))
+            unlink((root + "/" + name).c_str());
+}
+
+void deliverJournals(const std::string& root) {
+    tSmsQueue queue;
+    takeJournals(queue, root);
+    if (queue.empty()) return;
+    waitForFreeNames(queue, root);
+    writeSmsMessages(queue, root);
+}
+
+// A message that is in no file yet must not be deleted on the modem.
+bool mayDelete(eGeneralErrors received, const std::string& root) {
+    return received == eSUCCESS && !isListingOpen(root);
+}
+
+eGeneralErrors receiveAndSend(int port, sModemInfo& modem, const std::string& root) {
+    const eGeneralErrors received = checkReceiveSmS(port, modem, root);
+    if (received == eERROR_DEVICE_RESPONSE_TIMEOUT) return received;
+    eGeneralErrors result = received;
+    const bool deletes = mayDelete(received, root);
+    if (deletes) {
+        const ePortReturn deleted = deleteSmsMsg(port, eSMS_DELETE_READ);
+        if (deleted == ePORT_OK) forgetListedMessages();
+        if (deleted == ePORT_NO_FINAL_RESULT) result = eERROR_DEVICE_RESPONSE_TIMEOUT;
+    }
+    if (checkSendSmS(port, modem, root) == eERROR_DEVICE_RESPONSE_TIMEOUT)
+        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    if (deletes) deleteSmsMsg(port, eSMS_DELETE_READ_SENT);
+    return result;
+}
+
+}  // namespace
+
+e3gppType smsTypeOf(const sModemInfo& modem) {
+    return modem.i_sms_network_family == NETWORK_FAMILY_3GPP2 ? eSMS_3GPP2 : eSMS_3GPP;
+}
+
+void initSMS(const std::string& root) {
+    traceEntry(eLOG_SMS, __func__);
+    makeSmsDirs(root);
+    warnAboutForeignSpool(root);
+    removeTemporaryFiles(root);
+    deliverJournals(root);
+    g_Cp_CheckSMS->Start();
+    g_C_deleteOldSmsFiles.Start();
+    g_Cp_DelaySendSMS->Stop();
+}
+
+eGeneralErrors checkSMS(int port, sDeviceInfo& device) {
+    if (g_Cp_CheckSMS->IsTimerRunning()) return eSUCCESS;
+    traceEntry(eLOG_SMS, __func__);
+    g_Cp_CheckSMS->Start();
+    makeSmsDirs(g_s_root_sms_path);
+    cleanUpSmSFiles(g_s_root_sms_path);
+    if (!device.network.b_registered) return eERROR_DEVICE_NETWORK_NOT_REGISTERED;
+    if (device.modem.i_sms_network_family == NETWORK_FAMILY_3GPP2 &&
+        !device.network.b_ims_registered)
+        return eERROR_DEVICE_NETWORK_NOT_IMS_REGISTERED;
+    return receiveAndSend(port, device.modem, g_s_root_sms_path);
+}
 
 ePortReturn setSmsMode(int port, eSmsPduMode mode) {
     traceEntry(eLOG_SMS, __func__);
     return tellModem(port, commandText(eAT_CMD_CMGF_SET, itos(mode)));
 }
 
-eGeneralErrors checkSMS(int, sDeviceInfo&) {
-    return eSUCCESS;
+void resetSmsState() {
+    resetSmsTimers();
+    resetMessageFileState();
+    resetReceiveState();
+    resetPartFileState();
+    resetAssemblyState();
+    resetSendState();
 }
-
-void initSMS(const std::string&) {}

@@ -5,15 +5,34 @@
 
 #include "include/device_records.h"
 
-extern const std::string g_s_root_sms_path;
+// The SMS gateway between the modem and the spool folders.
+
+// Root of the spool, "/tmp/sms". Only tests change it.
+extern std::string g_s_root_sms_path;
+
+// Which network family a message is coded for, and so which half of the codec and of the modem's
+// commands is used.
+enum e3gppType : int {
+    eSMS_3GPP = 0,
+    eSMS_3GPP2 = 1,
+};
+
+// By the network family of the modem record.
+e3gppType smsTypeOf(const sModemInfo& modem);
+
+// Prepares the spool and the timers, and delivers what a killed daemon left behind. Once at start.
+void initSMS(const std::string& root);
+
+// The gateway's turn in a poll, at most every five seconds: receive, delete, send, delete.
+// eSUCCESS, also when it is not time yet; eERROR_DEVICE_NETWORK_NOT_REGISTERED or
+// ..._NOT_IMS_REGISTERED when messages cannot come; eERROR_DEVICE_RESPONSE_TIMEOUT when the modem
+// did not answer; eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE when the spool cannot be written.
+eGeneralErrors checkSMS(int port, sDeviceInfo& device);
 
 // AT+CMGF: message format.
 ePortReturn setSmsMode(int port, eSmsPduMode mode);
 
-// The message gateway's turn in a poll. It does not handle messages yet: always eSUCCESS.
-eGeneralErrors checkSMS(int port, sDeviceInfo& device);
-
-// Prepares the message gateway. Nothing to prepare yet.
-void initSMS(const std::string& root);
+// For tests: all that the gateway keeps between calls, as in a process that has just started.
+void resetSmsState();
 
 #endif

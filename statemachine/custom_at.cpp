@@ -1,7 +1,168 @@
 #include "statemachine/custom_at.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "device/at_transaction.h"
+#include "include/debug.h"
+#include "include/utilities.h"
+#include "platform/include/file_vector.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
+#include "statemachine/custom_at_log.h"
+
 const std::string g_s_at_cmd_custom_path = "/tmp";
 
-eGeneralErrors checkCustomAtFile(int, sDeviceInfo&, const std::string&) {
+namespace {
+
+constexpr const char* REQUEST_NAME = "/at_cmd_in";
+constexpr const char* ANSWER_NAME = "/at_cmd_out";
+constexpr const char* RAW_ANSWER_NAME = "/at_cmd_out_raw";
+
+constexpr size_t REQUEST_MIN = 3;
+constexpr int EXTRA_TIMEOUT_MAX_S = 30;
+
+// What the answer files will hold.
+struct sAnswer {
+    std::string pretty;
+    std::string raw;
+};
+
+void notice(const char* text) {
+    debug(eLOG_NOTICE, g_i_debugMode, "%s", text);
+}
+
+// The line end of the last line does not begin another one.
+tokenstr requestLines(const std::string& request) {
+    const bool ended = !request.empty() && request.back() == '\n';
+    return {request.substr(0, request.size() - (ended ? 1 : 0)), '\n', eEmptyTokens::KEEP};
+}
+
+void refuseCommand(const std::string& command, const sDeviceInfo& device, sAnswer& answer) {
+    const std::string output = "\nINVALID AT COMMAND";
+    answer.pretty += prettifyAtCommand(command, output);
+    answer.raw += command + output;
+    writeAtCmdLog(command, output + "\n", device, g_s_at_cmd_log_dir);
+}
+
+eGeneralErrors sendCustomCommand(int port, const std::string& command, int extraTimeoutS,
+                                 const sDeviceInfo& device, sAnswer& answer) {
+    debug(eLOG_NOTICE, g_i_debugMode, "- Sending AT command %s, extra timeout %d",
+          blankControlCharacters(command).c_str(), extraTimeoutS);
+    std::string response;
+    if (sendAtCommand(port, command, response, static_cast<unsigned>(extraTimeoutS)) ==
+        ePORT_NO_FINAL_RESULT) {
+        answer.pretty += prettifyAtCommand(command, "TIMEOUT");
+        answer.raw += command + "\nTIMEOUT";
+        writeAtCmdLog(command, "\nTIMEOUT\n", device, g_s_at_cmd_log_dir);
+        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    }
+    answer.pretty += prettifyAtCommand(command, response);
+    answer.raw += response;
+    writeAtCmdLog(command, response, device, g_s_at_cmd_log_dir);
     return eSUCCESS;
+}
+
+eGeneralErrors processLine(int port, const std::string& text, const sDeviceInfo& device,
+                           sAnswer& answer) {
+    const std::string line = cleanBeginEndWhiteSpace(text);
+    if (line.empty()) return eSUCCESS;
+    std::string command;
+    int extraTimeoutS = 0;
+    parseAtCmdCustomLine(line, command, extraTimeoutS);
+    if (validateAtCmdFormat(command))
+        return sendCustomCommand(port, command, extraTimeoutS, device, answer);
+    refuseCommand(command, device, answer);
+    return eSUCCESS;
+}
+
+// Both appear whole; programs wait for one or the other.
+void writeAnswer(const sAnswer& answer, const std::string& directory) {
+    cFileVector pretty(directory + ANSWER_NAME);
+    pretty.AppendLine(answer.pretty);
+    pretty.Write();
+    cFileVector raw(directory + RAW_ANSWER_NAME);
+    raw.AppendLine(answer.raw);
+    raw.Write();
+}
+
+}  // namespace
+
+eGeneralErrors checkCustomAtFile(int port, sDeviceInfo& device, const std::string& directory) {
+    traceEntry(eLOG_STATE, __func__);
+    if (!atCommandFilesExist(directory)) return eSUCCESS;
+    std::string request;
+    if (readAtCommandFile(request, directory) == 0) {
+        notice("Error: Custom AT command file is empty, nothing to do");
+        return eERROR_BUFFER_EMPTY;
+    }
+    notice("Processing custom AT command file");
+    return sendAtCommandBuff(port, request, device, directory);
+}
+
+bool atCommandFilesExist(const std::string& directory) {
+    struct stat info;
+    return lstat((directory + REQUEST_NAME).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+}
+
+size_t readAtCommandFile(std::string& text, const std::string& directory) {
+    const std::string path = directory + REQUEST_NAME;
+    // One byte more shows whether there is more.
+    readFile2StringNoFollow(path, text, AT_REQUEST_MAX + 1);
+    if (unlink(path.c_str()) != 0) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot delete '%s', errno %d (%s)", path.c_str(),
+              errno, strerror(errno));
+        text.clear();
+    }
+    if (text.size() > AT_REQUEST_MAX) {
+        text.resize(AT_REQUEST_MAX);
+        debug(eLOG_NOTICE, g_i_debugMode,
+              "Custom AT command file is longer than %zu bytes, the rest is lost", AT_REQUEST_MAX);
+    }
+    return text.size();
+}
+
+void parseAtCmdCustomLine(const std::string& line, std::string& command, int& extraTimeoutS) {
+    const tokenstr tokens(cleanBeginEndWhiteSpace(line), "::", eEmptyTokens::DROP);
+    command = tokens[0];
+    extraTimeoutS = isStringNumeric(tokens[1]) ? textToInt(tokens[1]) : 0;
+    if (extraTimeoutS <= EXTRA_TIMEOUT_MAX_S) return;
+    debug(eLOG_NOTICE, g_i_debugMode, "%s(): Line '%s' timeout > %d, setting it to %d", __func__,
+          blankControlCharacters(line).c_str(), EXTRA_TIMEOUT_MAX_S, EXTRA_TIMEOUT_MAX_S);
+    extraTimeoutS = EXTRA_TIMEOUT_MAX_S;
+}
+
+bool validateAtCmdFormat(std::string command) {
+    return startsWith(stringUpper(command), "AT");
+}
+
+eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDeviceInfo& device,
+                                 const std::string& directory) {
+    if (request.size() < REQUEST_MIN) {
+        notice("Error: Custom AT command file does not contain enough characters");
+        return eERROR_BUFFER_EMPTY;
+    }
+    // The answers of an earlier request must not be taken for this one's.
+    unlink((directory + ANSWER_NAME).c_str());
+    unlink((directory + RAW_ANSWER_NAME).c_str());
+
+    eGeneralErrors result = eSUCCESS;
+    sAnswer answer;
+    int index = 0;
+    for (const std::string& line : requestLines(request)) {
+        if (index++ >= AT_REQUEST_LINES) {
+            debug(eLOG_NOTICE, g_i_debugMode,
+                  "Custom AT command count >%d, not processing remaining commands",
+                  AT_REQUEST_LINES);
+            break;
+        }
+        result = processLine(port, line, device, answer);
+        if (result != eSUCCESS) break;
+    }
+    writeAnswer(answer, directory);
+    return result;
 }

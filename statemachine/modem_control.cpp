@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "atcmd/radio_config.h"
 #include "device/at_transaction.h"
@@ -25,17 +24,17 @@ constexpr const char* MODEM_READY_TEXT = "+PACSP0";
 
 void waitModemReady(int port) {
     traceEntry(eLOG_STATE, __func__);
-    static const auto timer = std::make_unique<cTimer>(0, MODEM_READY_S);
-    timer->Start();
+    cTimer timer(0, MODEM_READY_S);
+    timer.Start();
     std::string announced;
-    while (!timer->IsTimerDone()) {
+    while (!timer.IsTimerDone()) {
         std::string piece;
         readAtCommandResponse(port, piece, 0);
         // The announcement may come in two readings.
         announced += piece;
         if (announced.find(MODEM_READY_TEXT) != std::string::npos) {
             debug(eLOG_NOTICE, g_i_debugMode, "Modem Ready after %ld seconds",
-                  static_cast<long>(timer->GetElapsedTime()));
+                  static_cast<long>(timer.GetElapsedTime()));
             return;
         }
         sleepMicroseconds(MODEM_READY_POLL_US);

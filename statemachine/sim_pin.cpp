@@ -95,7 +95,9 @@ sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
     const std::string pin = readCpinFile(sim.s_cpin_path);
     if (verifyCpinFormat(pin)) {
         sOutcome outcome = unlockWithPin(port, sim, pin);
-        g_simPinState.refusedPin = outcome.result == eSUCCESS ? "" : pin;
+        // Silence says nothing about the PIN; what the SIM has left of its attempts does.
+        const bool judged = outcome.result != eERROR_DEVICE_RESPONSE_TIMEOUT;
+        g_simPinState.refusedPin = judged && outcome.result != eSUCCESS ? pin : "";
         return outcome;
     }
     clearCpinFile(sim.s_cpin_path);
@@ -302,6 +304,10 @@ void createCpinMonitors(const sSimInfo& sim) {
 
 void rearmCurrentCpin() {
     g_simPinState.rearmed = true;
+}
+
+void disarmCurrentCpin() {
+    g_simPinState.rearmed = false;
 }
 
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {

@@ -10,6 +10,7 @@
 namespace {
 
 eGeneralErrors simReady(int port, sSimInfo& sim) {
+    disarmCurrentCpin();
     if (!g_Cp_simMissingTimer->IsTimerEnabled()) return manageCpin(port, sim);
     debug(eLOG_NOTICE, g_i_debugMode, "SIM is Ready, stopping SIM missing timer");
     g_Cp_simMissingTimer->Stop();
@@ -19,8 +20,10 @@ eGeneralErrors simReady(int port, sSimInfo& sim) {
 eGeneralErrors simMissing() {
     cTimer& timer = *g_Cp_simMissingTimer;
     if (!timer.IsTimerEnabled()) {
+        // The text says ten whatever the timer's length.
+        constexpr int MINUTES_TOLD = 10;
         debug(eLOG_NOTICE, g_i_debugMode, "Notice: SIM is missing, starting timer (%d minutes)",
-              10);
+              MINUTES_TOLD);
         timer.Start();
         return eSUCCESS;
     }

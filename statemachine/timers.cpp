@@ -25,6 +25,7 @@ void createTimers() {
     g_C_noServiceTimer.Stop();
     g_C_netConDelayTimer.Stop();
     g_C_deviceMissingTimer.Stop();
+    g_C_networkKeepAliveTimer.Stop();
     g_Cp_dateTimeSyncTimer = std::make_unique<cTimer>(0, DATE_TIME_SYNC_S);
     g_Cp_connectedTimer = std::make_unique<cTimer>(0, 0);
     g_Cp_cardstatsTimer = std::make_unique<cTimer>(0, CARD_STATS_S);

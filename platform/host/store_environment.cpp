@@ -24,11 +24,11 @@
 namespace {
 
 constexpr size_t MAP_BYTES = 4 * 1024 * 1024;
+constexpr int OPEN_ATTEMPTS = 5;
 constexpr mode_t FOLDER_MODE = 0755;
-constexpr mode_t FILE_MODE = 0600;  // who may read may also hold locks that stop a writer
-constexpr unsigned WRITE_FLAGS =
-    MDB_NOSYNC;                          // the folder is in memory, there is no disk to wait for
-constexpr rlim_t EXAMINATION_CPU_S = 2;  // a damaged tree may run in circles
+constexpr mode_t FILE_MODE = 0600;            // who may read may also hold locks that stop a writer
+constexpr unsigned WRITE_FLAGS = MDB_NOSYNC;  // in memory there is no disk to wait for
+constexpr rlim_t EXAMINATION_CPU_S = 2;       // a damaged tree may run in circles
 
 using tEntries = std::vector<std::pair<std::string, std::string>>;
 
@@ -45,9 +45,9 @@ int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& handle)
 constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of the pages that may be used again
 
 // The numbers of free pages that one transaction left: their count, then the numbers, falling.
-bool isPageList(const MDB_val& value, size_t lastPage) {
-    std::vector<size_t> numbers(value.mv_size / sizeof(size_t));
-    memcpy(numbers.data(), value.mv_data, numbers.size() * sizeof(size_t));
+bool isPageList(const std::string& value, size_t lastPage) {
+    std::vector<size_t> numbers(value.size() / sizeof(size_t));
+    memcpy(numbers.data(), value.data(), numbers.size() * sizeof(size_t));
     if (numbers.empty() || numbers[0] != numbers.size() - 1) return false;
     const auto first = numbers.begin() + 1;
     const auto isInFile = [&](size_t page) { return page > 1 && page <= lastPage; };
@@ -72,48 +72,26 @@ int readEntries(MDB_txn* transaction, MDB_dbi database, tEntries& entries) {
 int readFreePages(MDB_txn* transaction, size_t lastPage) {
     tEntries entries;
     const int result = readEntries(transaction, FREE_PAGES, entries);
-    const bool areLists =
-        std::all_of(entries.begin(), entries.end(), [&](const tEntries::value_type& entry) {
-            return isPageList(toValue(entry.second), lastPage);
-        });
+    const bool areLists = std::all_of(entries.begin(), entries.end(), [&](const auto& entry) {
+        return isPageList(entry.second, lastPage);
+    });
     return result == 0 && !areLists ? MDB_CORRUPTED : result;
 }
 
-// Writes all entries anew and removes them, which uses every page there is. The transaction is not
-// committed, so nothing of that reaches the file.
-int rewriteEntries(MDB_txn* transaction, MDB_dbi database, const tEntries& entries) {
-    int result = 0;
-    for (size_t i = 0; i < entries.size() && result == 0; i++) {
-        const std::string larger = entries[i].second + "+";
-        MDB_val key = toValue(entries[i].first);
-        MDB_val value = toValue(larger);
-        result = mdb_put(transaction, database, &key, &value, 0);
-    }
-    for (size_t i = 0; i < entries.size() && result == 0; i++) {
-        MDB_val key = toValue(entries[i].first);
-        result = mdb_del(transaction, database, &key, nullptr);
-    }
-    return result;
-}
-
-size_t pageBytes(MDB_env* environment) {
-    MDB_stat counted{};
-    return mdb_env_stat(environment, &counted) == 0 ? counted.ms_psize : 1;
-}
-
-int tryEverything(MDB_env* environment, bool forWriting) {
+int readEverything(MDB_env* environment) {
     MDB_txn* transaction = nullptr;
     MDB_dbi database = FREE_PAGES;
     MDB_envinfo info{};
+    MDB_stat pages{};
     tEntries entries;
-    mdb_env_info(environment, &info);
-    if (info.me_last_pgno >= MAP_BYTES / pageBytes(environment)) return MDB_CORRUPTED;
-    int result = mdb_txn_begin(environment, nullptr, forWriting ? 0 : MDB_RDONLY, &transaction);
-    if (result == 0 && !forWriting) result = readFreePages(transaction, info.me_last_pgno);
+    int result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
+    // After the transaction began: what others add meanwhile only makes the last page a later one.
+    if (result == 0) result = mdb_env_info(environment, &info);
+    if (result == 0) result = mdb_env_stat(environment, &pages);
+    if (result == 0 && info.me_last_pgno >= MAP_BYTES / pages.ms_psize) return MDB_CORRUPTED;
+    if (result == 0) result = readFreePages(transaction, info.me_last_pgno);
     if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
     if (result == 0) result = readEntries(transaction, database, entries);
-    if (result == 0 && forWriting) result = rewriteEntries(transaction, database, entries);
-    mdb_txn_abort(transaction);
     return result;
 }
 
@@ -129,8 +107,9 @@ constexpr int EXIT_SOUND = 0;
 constexpr int EXIT_DAMAGED = 1;
 
 void limitChild() {
-    for (const int signal : DAMAGE_SIGNALS)
+    for (const int signal : DAMAGE_SIGNALS) {
         std::signal(signal, SIG_DFL);
+    }
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
     const rlimit cpuTime{EXAMINATION_CPU_S, EXAMINATION_CPU_S + 1};
@@ -139,24 +118,22 @@ void limitChild() {
 
 // The child: whatever damaged pages make of LMDB ends here. A failure that says nothing about the
 // files, such as missing rights, is for the parent to meet.
-[[noreturn]] void examineAndExit(const std::string& folder, bool forWriting) {
+[[noreturn]] void examineAndExit(const std::string& folder) {
     limitChild();
     MDB_env* environment = nullptr;
-    int result = openEnvironment(folder, forWriting ? WRITE_FLAGS : MDB_RDONLY, environment);
+    int result = openEnvironment(folder, MDB_RDONLY, environment);
     if (result == ENOMEM) result = MDB_CORRUPTED;  // it is said to be larger than all memory
     if (result == 0) {
         mdb_env_set_assert(environment, [](MDB_env*, const char*) { _exit(EXIT_DAMAGED); });
-        result = tryEverything(environment, false);
+        result = readEverything(environment);
     }
-    if (result == 0 && forWriting) result = tryEverything(environment, true);
     _exit(tellsOfDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
 }
 
-// Whether everything in the files can be read and, for a writer, written. Where that cannot be
-// found out they are trusted.
-bool isSound(const std::string& folder, bool forWriting) {
+// Whether the files can be trusted. Where that cannot be found out they are.
+bool isSound(const std::string& folder) {
     const pid_t child = fork();
-    if (child == 0) examineAndExit(folder, forWriting);
+    if (child == 0) examineAndExit(folder);
     int status = 0;
     while (child > 0 && waitpid(child, &status, 0) < 0) {
         if (errno != EINTR) return true;
@@ -190,8 +167,7 @@ int cStoreEnvironment::lookAt(const std::string& path, sMappedFile& file) {
 bool cStoreEnvironment::isUnharmed(const std::string& path, sMappedFile& known) {
     sMappedFile now;
     if (lookAt(path, now) != 0) return false;
-    if (now.device != known.device || now.inode != known.inode) return false;
-    if (now.size < known.size) return false;
+    if (!now.isSameFile(known) || now.size < known.size) return false;
     known.size = now.size;
     return true;
 }
@@ -204,12 +180,28 @@ bool cStoreEnvironment::isUsable(bool forWriting) {
 int cStoreEnvironment::openToRead() {
     if (isUsable(false)) return 0;
     close();
-    const cFileDescriptor lock(lockOpening());
-    if (!lock.isOpen()) return errno;
+    // No lock here: a writer that was stopped while it holds it must not stop the readers. So the
+    // files may be replaced meanwhile.
+    int result = EAGAIN;
+    for (int i = 0; i < OPEN_ATTEMPTS && result == EAGAIN; i++) {
+        result = openUnlocked();
+    }
+    return result;
+}
+
+// EAGAIN when a writer replaced the files in between: they need not belong together then.
+int cStoreEnvironment::openUnlocked() {
     sMappedFile data;
-    const int result = lookAt(dataPath(), data);
+    sMappedFile lock;
+    int result = lookAt(dataPath(), data);
     if (result != 0) return result;
-    return data.size == 0 ? ENOENT : openChecked(false);
+    if (data.size == 0) return ENOENT;
+    const bool hadLockFile = lookAt(lockPath(), lock) == 0;
+    result = openChecked(false);
+    if (result != 0) return result;
+    if (m_data.isSameFile(data) && (!hadLockFile || m_lock.isSameFile(lock))) return 0;
+    close();
+    return EAGAIN;
 }
 
 int cStoreEnvironment::openToWrite() {
@@ -227,8 +219,8 @@ int cStoreEnvironment::openToWrite() {
     return result;
 }
 
-// The files are only opened, made and put aside under this lock: nobody may get the lock file of
-// one store together with the data of another.
+// Writers open, make and put aside the files under this lock: none may get the lock file of one
+// store together with the data of another.
 int cStoreEnvironment::lockOpening() const {
     const std::string path = m_folder + "/open.lock";
     cFileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
@@ -243,7 +235,7 @@ int cStoreEnvironment::lockOpening() const {
 int cStoreEnvironment::openChecked(bool forWriting) {
     sMappedFile data;
     const bool isNew = lookAt(dataPath(), data) != 0 || data.size == 0;
-    if (!isNew && !isSound(m_folder, forWriting)) return MDB_CORRUPTED;
+    if (!isNew && !isSound(m_folder)) return MDB_CORRUPTED;
     int result = openEnvironment(m_folder, forWriting ? WRITE_FLAGS : MDB_RDONLY, m_handle);
     if (result != 0) return result;
     m_isWritable = forWriting;

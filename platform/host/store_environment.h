@@ -16,7 +16,7 @@ inline std::string toText(const MDB_val& value) {
 
 // The LMDB environment of the key-value store: a folder with data.mdb and lock.mdb. Opened when it
 // is first needed, and anew when somebody removed, replaced or cut its files meanwhile. Nothing in
-// those files may crash the process: a child process tries them before they are trusted, and a
+// is trusted before a child process has read it all, and a
 // damaged store is put aside by the first who wants to write.
 class cStoreEnvironment {
   public:
@@ -49,6 +49,10 @@ class cStoreEnvironment {
         dev_t device = 0;
         ino_t inode = 0;
         off_t size = 0;
+
+        bool isSameFile(const sMappedFile& other) const {
+            return device == other.device && inode == other.inode;
+        }
     };
 
     static int lookAt(const std::string& path, sMappedFile& file);
@@ -57,6 +61,7 @@ class cStoreEnvironment {
     std::string dataPath() const { return m_folder + "/data.mdb"; }
     std::string lockPath() const { return m_folder + "/lock.mdb"; }
     bool isUsable(bool forWriting);
+    int openUnlocked();
     int lockOpening() const;
     int openChecked(bool forWriting);
     int putAside();

@@ -11,9 +11,13 @@
 
 // How the user data of a decoded message is to be read, whatever the message said it with (message
 // classes, coding groups, language tables).
-constexpr int SMS_CODING_TEXT = 0;   // unpacked text in UTF-8
+constexpr int SMS_CODING_TEXT = 0;   // unpacked text in UTF-8, without NUL
 constexpr int SMS_CODING_8BIT = 4;   // bytes as they came
 constexpr int SMS_CODING_16BIT = 8;  // UCS2 or UTF-16, most significant byte first
+
+// Most octets of a text in UTF-8: two for each of 160 septets. Nothing else that is decoded is
+// longer than 510 octets.
+constexpr size_t SMS_MAX_TEXT_OCTETS = 320;
 
 // A message as decoded.
 struct sms_t {

@@ -1,29 +1,325 @@
 #include "statemachine/bring_up.h"
 
+#include <algorithm>
+#include <cstdlib>
+
+#include "include/options.h"
+#include "statemachine/modem_control.h"
+#include "statemachine/polling.h"
+#include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
 
 namespace {
 
-class BringUp : public cFlowFixture {};
+class BringUp : public cFlowFixture {
+  protected:
+    eGeneralErrors setup() { return setupModem(handle(), device, config); }
+    eGeneralErrors poll() { return pollDevice(handle(), device, config); }
+};
 
-const tCommands IDENTITY = {"ATI3", "AT+CGMR", "AT#CFVR", "AT#FWSWITCH=?", "ATI5"};
 const tCommands MODEM = {"AT+GMM", "AT+CMEE=1", "AT#GPIO=1,0,2", "AT#SLED=3,5,30"};
+const tCommands IDENTITY = {"ATI3", "AT+CGMR", "AT#CFVR", "AT#FWSWITCH=?", "ATI5"};
+const tCommands RADIO = {
+    "AT+CGATT?", "AT#PSNT=0", "AT+CGACT=0,1", "AT+CGDCONT=1,\"IPV4V6\",\"internet\"",
+    "AT+WS46?",  "AT+COPS=0", "AT#AUTOBND=0"};
 
 tCommands pollInfoCommands() {
     return sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(), "AT+CNUM",
                     simCommands(), "AT+CGDCONT?");
 }
 
+tCommands setupCommands() {
+    return sequence(MODEM, IDENTITY, "AT#GPIO=2,2", simCommands(), simCommands(), "AT+COPN",
+                    simCommands(), pollInfoCommands(), "AT+CMGF=0", simCommands(), simCommands(),
+                    RADIO);
+}
+
+nlohmann::json withSim(const nlohmann::json& sim) {
+    return {{"sim", sim}};
+}
+
+bool contains(const tCommands& list, const std::string& command) {
+    return std::find(list.begin(), list.end(), command) != list.end();
+}
+
 }  // namespace
 
 TEST_F(BringUp, HealthyModem_SendsTheWholeSequenceAndSucceeds) {
     start();
-    EXPECT_EQ(setupModem(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(MODEM, IDENTITY, "AT#GPIO=2,2", simCommands(), simCommands(),
-                                   "AT+COPN", simCommands(), pollInfoCommands(), "AT+CMGF=0",
-                                   simCommands(), simCommands(), "AT+CGATT?", "AT#PSNT=0",
-                                   "AT+CGACT=0,1", "AT+CGDCONT=1,\"IPV4V6\",\"internet\"",
-                                   "AT+WS46?", "AT+COPS=0", "AT#AUTOBND=0"));
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(commands(), setupCommands());
     EXPECT_EQ(device.modem.s_imei, "356938035643809");
+    EXPECT_EQ(device.modem.s_serial_number, "356938035643809");
+    EXPECT_EQ(device.modem.s_firmware_cfg_version, "1");
     EXPECT_EQ(device.sim.s_carrier, "AT&T");
+    EXPECT_EQ(device.modem.s_supported_4g_bands, "B2,B4,B5,B12,B13,B17");
+}
+
+struct sSilentCase {
+    const char* command;
+    eGeneralErrors silent;
+    eGeneralErrors error;
+    bool goesOnAfterError;
+};
+
+class BringUpStep : public BringUp, public ::testing::WithParamInterface<sSilentCase> {};
+
+TEST_P(BringUpStep, Silence_EndsTheSequenceThere) {
+    start();
+    fault(GetParam().command, "silence");
+    EXPECT_EQ(setup(), GetParam().silent);
+    EXPECT_EQ(commands().back(), GetParam().command);
+}
+
+TEST_P(BringUpStep, Error_EndsTheSequenceOnlyWhereItMatters) {
+    start();
+    fault(GetParam().command, "error");
+    EXPECT_EQ(setup(), GetParam().error);
+    EXPECT_EQ(commands().back() != GetParam().command, GetParam().goesOnAfterError);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, BringUpStep,
+    ::testing::Values(
+        sSilentCase{"AT+GMM", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT+CMEE=1", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
+                    false},
+        sSilentCase{"AT#GPIO=1,0,2", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
+                    false},
+        sSilentCase{"AT#SLED=3,5,30", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
+                    false},
+        sSilentCase{"ATI3", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT#CFVR", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT#FWSWITCH=?", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
+        sSilentCase{"ATI5", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT#GPIO=2,2", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
+                    true},
+        sSilentCase{"AT+COPN", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT+CGSN", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT+CNUM", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT+CMGF=0", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
+        sSilentCase{"AT+CGATT?", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
+        sSilentCase{"AT#PSNT=0", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
+                    false},
+        sSilentCase{"AT+CGDCONT=1,\"IPV4V6\",\"internet\"", eERROR_DEVICE_RESPONSE_TIMEOUT,
+                    eERROR_DEVICE_RESPONSE_ERROR, false},
+        sSilentCase{"AT+WS46?", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
+        sSilentCase{"AT+COPS=0", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true}));
+
+TEST_F(BringUp, ModemInTestMode_IsToldToLeaveItAndReported) {
+    start({{"test_mode", true}});
+    EXPECT_EQ(setup(), eERROR_DEVICE_IN_TEST_MODE);
+    EXPECT_EQ(commands(), (tCommands{"AT+GMM", "AT#TESTMODE=\"OM\""}));
+}
+
+TEST_F(BringUp, UnknownModel_IsAskedTwiceAndSetUpGoesOn) {
+    start();
+    order({{"op", "fault"}, {"match", "AT+GMM"}, {"kind", "answer"}, {"lines", {"LE910B4-NA"}}});
+    setup();
+    const tCommands sent = commands();
+    EXPECT_EQ(tCommands(sent.begin(), sent.begin() + 3),
+              (tCommands{"AT+GMM", "AT+GMM", "AT+CMEE=1"}));
+    EXPECT_EQ(logCount("Error: Cannot determine modem model number, iss device supported?"), 1u);
+}
+
+TEST_F(BringUp, SimUnlockedOnTheWay_EndsBeforeTheApn) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    start(withSim({{"pin", "1234"}, {"lock", true}}));
+    EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_FALSE(contains(commands(), "AT+CGDCONT=1,\"IPV4V6\",\"internet\""));
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_TRUE(contains(commands(), "AT+CGDCONT=1,\"IPV4V6\",\"internet\""));
+}
+
+TEST_F(BringUp, OwnNumberRefusedForTheSim_Is103AndNot7) {
+    start();
+    order({{"op", "fault"}, {"match", "AT+CNUM"}, {"kind", "cme"}, {"number", 11}});
+    EXPECT_EQ(setup(), eERROR_DEVICE_SIM_LOCKED_CNUM);
+}
+
+TEST_F(BringUp, MissingSim_EndsAfterItsStatusWithSuccess) {
+    start(withSim({{"present", false}}));
+    EXPECT_EQ(setup(), eSUCCESS);
+    const tCommands sent = commands();
+    EXPECT_FALSE(contains(sent, "AT+COPN"));
+    EXPECT_FALSE(contains(sent, "AT#PSNT=0"));
+}
+
+TEST_F(BringUp, WrongSimSlot_IsSwitchedAndSetUpStartsOver) {
+    config.simSlot = 2;
+    start({{"sim2", {{"present", true}}}});
+    EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(commands().back(), "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1");
+}
+
+TEST_F(BringUp, OtherFirmwareImageWanted_IsSwitched) {
+    config.firmwareSlot = 1;
+    start({{"firmware", {{"dual", true}, {"slot", 0}}}});
+    EXPECT_EQ(setup(), eERROR_DEVICE_SHOULD_RESET);
+    EXPECT_EQ(commands().back(), "AT#FWSWITCH=1,1");
+}
+
+TEST_F(BringUp, VerizonImage_ForcesContextThreeAndDetachesOnlyAfterAFailure) {
+    config.firmwareSlot = 1;
+    const nlohmann::json scenario = {{"firmware", {{"dual", true}, {"slot", 1}}},
+                                     {"attached", true}};
+    start(scenario);
+    EXPECT_EQ(setup(), eSUCCESS);
+    tCommands sent = commands();
+    EXPECT_TRUE(contains(sent, "AT#IMSPDPSET=vzwims"));
+    EXPECT_TRUE(contains(sent, "AT+CGDCONT=3,\"IPV4V6\",\"internet\""));
+    EXPECT_FALSE(contains(sent, "AT+CGATT?"));
+    EXPECT_EQ(device.modem.i_supported_net_bits, NET_BIT_4G);
+    EXPECT_EQ(logCount("Forcing profile context to 3 for Verizon"), 1u);
+
+    fault("ATI5", "error");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_ERROR);
+    commands();
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_TRUE(contains(commands(), "AT+CGATT=0"));
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_FALSE(contains(commands(), "AT+CGATT?"));
+}
+
+TEST_F(BringUp, ImsContextRefused_Is202) {
+    config.firmwareSlot = 1;
+    start({{"firmware", {{"dual", true}, {"slot", 1}}}});
+    fault("AT#IMSPDPSET=vzwims", "error");
+    EXPECT_EQ(setup(), eERROR_DEVICE_NETWORK_NOT_IMS_REGISTERED);
+}
+
+// ---- polling ----------------------------------------------------------------------------------
+
+TEST_F(BringUp, Poll_ReadsEverythingInItsOrder) {
+    start();
+    device.network.b_registered = true;
+    EXPECT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CIREG?", "AT#SLED=3,10,30",
+                                   "AT#PSNT?;#RFSTS", "AT+CSQ"));
+    EXPECT_EQ(device.network.s_registration, "Registered, Home Network");
+    EXPECT_EQ(device.network.s_plmn, "310410");
+}
+
+TEST_F(BringUp, Poll_GivesMessagesTheirTurnEveryFiveSeconds) {
+    start();
+    ASSERT_EQ(poll(), eSUCCESS);
+    EXPECT_FALSE(contains(commands(), "AT+CMGL=0"));
+    passSeconds(5);
+    ASSERT_EQ(poll(), eSUCCESS);
+    const tCommands sent = commands();
+    EXPECT_EQ(tCommands(sent.end() - 4, sent.end()),
+              (tCommands{"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"}));
+}
+
+TEST_F(BringUp, Poll_OfAModemWithoutEpsRegistration_AsksTheOtherDomain) {
+    start({{"registration", {{"state", "searching"}}}});
+    EXPECT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
+                                   "AT#SLED=3,5,30", "AT+CSQ"));
+}
+
+TEST_F(BringUp, Poll_WithAFailedRegistrationQuery_ForgetsTheRegistration) {
+    start();
+    ASSERT_EQ(poll(), eSUCCESS);
+    ASSERT_TRUE(device.network.b_registered);
+    fault("AT+CEREG?", "error");
+    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_FALSE(device.network.b_registered);
+    EXPECT_EQ(commands().back(), "AT+CEREG?");
+}
+
+TEST_F(BringUp, Poll_WithSilentImsQuery_IsATimeOut) {
+    start();
+    fault("AT+CIREG?", "silence");
+    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    fault("AT+CIREG?", "error");
+    EXPECT_EQ(poll(), eSUCCESS);
+}
+
+TEST_F(BringUp, Clock_IsSetOnceInFourHoursAndTriedAgainAfterFiveMinutes) {
+    config.syncTime = true;
+    start({{"network_time", "24/03/05,07:08:09-24"}});
+    device.network.b_registered = true;
+    ASSERT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(shell.calls(), (std::vector<std::string>{"systime.sh --set 3/5/24 7:8:9"}));
+    EXPECT_EQ(g_Cp_dateTimeSyncTimer->GetTimeout(), 14400u);
+    passSeconds(14390);
+    poll();
+    EXPECT_EQ(shell.calls().size(), 1u);
+    passSeconds(20);
+    shell.setStatus("systime.sh", 1);
+    poll();
+    EXPECT_EQ(shell.calls().size(), 2u);
+    EXPECT_EQ(g_Cp_dateTimeSyncTimer->GetTimeout(), 300u);
+}
+
+TEST_F(BringUp, EmptyNetworkTime_LeavesTheClockAloneForFiveMinutes) {
+    config.syncTime = true;
+    start();
+    device.network.b_registered = true;
+    order({{"op", "fault"}, {"match", "AT#CCLK?"}, {"kind", "answer"}, {"lines", {"#CCLK: \"\""}}});
+    ASSERT_EQ(poll(), eSUCCESS);
+    EXPECT_TRUE(shell.calls().empty());
+    EXPECT_EQ(g_Cp_dateTimeSyncTimer->GetTimeout(), 300u);
+    EXPECT_TRUE(g_Cp_dateTimeSyncTimer->IsTimerRunning());
+}
+
+TEST_F(BringUp, HostileNetworkTime_ReachesTheShellAsNumbersOnly) {
+    config.syncTime = true;
+    start();
+    device.network.b_registered = true;
+    order({{"op", "fault"},
+           {"match", "AT#CCLK?"},
+           {"kind", "answer"},
+           {"lines", {"#CCLK: \"24/03/05,07:08:09`touch /tmp/pwned`;$(touch /tmp/pwned)\""}}});
+    ASSERT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(shell.calls(), (std::vector<std::string>{"systime.sh --set 3/5/24 7:8:9"}));
+    EXPECT_FALSE(fileExists("/tmp/pwned"));
+}
+
+// ---- the modem as a whole ---------------------------------------------------------------------
+
+TEST_F(BringUp, WaitForTheModem_FindsItsAnnouncementInTwoPieces) {
+    start();
+    order({{"op", "urc"}, {"raw", "\r\n+PAC"}});
+    port().pass(10000);
+    const uint64_t before = port().nowMs();
+    bool sent = false;
+    port().onTurn([&] {
+        if (sent || port().nowMs() < before + 1200) return;
+        sent = true;
+        order({{"op", "urc"}, {"raw", "SP0\r\n"}});
+    });
+    waitModemReady(handle());
+    EXPECT_LT(port().nowMs() - before, 3000u);
+    EXPECT_TRUE(logContains("Modem Ready after "));
+}
+
+TEST_F(BringUp, WaitForTheModem_GivesUpAfterTenSecondsEachTime) {
+    start();
+    for (int i = 0; i < 2; ++i) {
+        const uint64_t before = port().nowMs();
+        waitModemReady(handle());
+        EXPECT_GE(port().nowMs() - before, 10000u);
+        EXPECT_LE(port().nowMs() - before, 11200u);
+    }
+}
+
+TEST_F(BringUp, Reset_FallsBackToTheHostOnlyWhenTheModemRefuses) {
+    start();
+    fault("AT#REBOOT", "error");
+    resetDevice(handle());
+    EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ResetCellular now force -s 1"}));
+    shell.clear();
+    resetDevice(handle());
+    EXPECT_TRUE(shell.calls().empty());
+}
+
+TEST_F(BringUp, FirmwareTrigger_IsConsumed) {
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware"));
+    std::system("mkdir -p /tmp/cellmodem_firmware; touch /tmp/cellmodem_firmware/start_update.1");
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+    EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware/start_update.1"));
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
 }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "include/debug.h"
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "platform/include/key_value_store.h"
@@ -17,7 +18,7 @@ namespace {
 
 constexpr const char* CONFIG_FILE = "/etc/vuk/cellular1.conf";
 constexpr const char* STATUS_FILE = "/var/log/wireless.cardstats.1";
-constexpr const char* CONFIG =
+const std::string CONFIG =
     "CM_ENABLE_INTERFACE=yes\n"
     "CM_APN=internet\n"
     "CM_GPS_ENABLE=no\n"
@@ -67,6 +68,24 @@ class StateMachine : public cFlowFixture {
         at(seconds, [key, &value] { value = statusOf(key); });
     }
 
+    static void reconfigure(const std::string& more) {
+        writeFile(CONFIG_FILE, CONFIG + more);
+        b_got_sigusr2 = true;
+    }
+
+    static std::string stored(const std::string& key) {
+        char value[64];
+        return skvs_get(("CELLMODEM1" + key).c_str(), value, sizeof value) == -1 ? "(no such key)"
+                                                                                 : value;
+    }
+
+    static size_t placeInLog(const std::string& message) {
+        const std::vector<std::string>& log = capturedLog();
+        return static_cast<size_t>(std::find(log.begin(), log.end(), message) - log.begin());
+    }
+
+    void silenceOnce(const std::string& command) { fault(command, "silence"); }
+
     size_t countOf(const tCommands& list, const std::string& command) const {
         return static_cast<size_t>(std::count(list.begin(), list.end(), command));
     }
@@ -76,6 +95,14 @@ class StateMachine : public cFlowFixture {
         for (const std::string& call : shell.calls())
             if (call.compare(0, start.size(), start) == 0) found.push_back(call);
         return found;
+    }
+
+    // A reset without an open port: the tool runs in the background.
+    void expectPowerCycle() const {
+        const std::string call = "ResetCellular now force -s 1";
+        for (int i = 0; i < 200 && callsStartingWith(call).empty(); ++i)
+            usleep(10000);
+        EXPECT_EQ(callsStartingWith(call).size(), 1u);
     }
 
   private:
@@ -149,6 +176,7 @@ TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence
     startOnTerminal();
     at(5, [] { *GetParam() = true; });
     EXPECT_EQ(run(60), eOUTER_EXIT);
+    EXPECT_LE(port().nowMs(), 7000u);  // by this signal, and not by the one that ends every test
     const tCommands sent = commands();
     EXPECT_EQ(sent.back(), "AT#SLED=0");
     EXPECT_EQ(countOf(sent, "AT#REBOOT"), 0u);
@@ -161,10 +189,12 @@ TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence
     EXPECT_EQ(calls[calls.size() - 1], DOWN);
     EXPECT_EQ(calls[calls.size() - 2], DOWN);
     EXPECT_EQ(logCount("Received SIGTERM/SIGINT/SIGHUP"), 1u);
+    EXPECT_LT(placeInLog("Received SIGTERM/SIGINT/SIGHUP"), placeInLog("Cleaning up files"));
     EXPECT_EQ(capturedLog().back(), "Exiting");
-    char value[64];
-    EXPECT_GE(skvs_get("CELLMODEM1_QMI_STATE", value, sizeof value), 0);
-    EXPECT_STREQ(value, "Unknown");
+    // The last view, which the store keeps.
+    EXPECT_EQ(stored("_QMI_STATE"), "Unknown");
+    EXPECT_EQ(stored("_QMI_CALL_TIME"), "0");
+    EXPECT_EQ(stored("_SIM_CONT_APN0"), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, StateMachineSignal,
@@ -183,7 +213,7 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
 }
 
 TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndLeavesTheLedAlone) {
-    writeFile(CONFIG_FILE, std::string(CONFIG) + "CM_FW_SLOT=1\n");
+    writeFile(CONFIG_FILE, CONFIG + "CM_FW_SLOT=1\n");
     startOnTerminal({{"firmware", {{"dual", true}, {"slot", 0}}}});
     EXPECT_EQ(run(60), eOUTER_EXIT_AS_IT_IS);
     const tCommands sent = commands();
@@ -198,15 +228,23 @@ TEST_F(StateMachine, ModemInTestMode_IsToldToLeaveItAndReset) {
 }
 
 TEST_F(StateMachine, HostInTestMode_EndsWithStatusSixWithoutTouchingTheModem) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=400000\n");
     startOnTerminal();
     ASSERT_EQ(skvs_set("FC_TESTMODE", "1"), 0);
     EXPECT_EQ(run(60), eOUTER_TEST_MODE);
     skvs_set("FC_TESTMODE", "0");
     EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), 0u);
     EXPECT_EQ(shell.calls(), (std::vector<std::string>{DOWN, DOWN}));
+    // The final status was written, and its files are gone again.
+    EXPECT_EQ(stored("_SLED_SLOT"), "1");
+    EXPECT_EQ(stored("_QMI_STATE"), "Unknown");
+    EXPECT_FALSE(fileExists(STATUS_FILE));
+    EXPECT_EQ(port().nowMs(), 0u);
 }
 
 TEST_F(StateMachine, PortMissingForTwoMinutes_ResetsTheModem) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=480000\n");
     startOnTerminal();
     g_S_options.s_device = "/dev/there-is-no-such-port";
     uint64_t endedMs = 0;
@@ -217,8 +255,10 @@ TEST_F(StateMachine, PortMissingForTwoMinutes_ResetsTheModem) {
     EXPECT_LE(endedMs, 124000u);
     EXPECT_EQ(logCount("Unable to open device port, starting 2 minute timer"), 1u);
     EXPECT_EQ(logCount("Device missing after 2 minutes, resetting"), 1u);
-    shell.waitForCalls(3);  // two of the interface and one in the background
-    EXPECT_EQ(callsStartingWith("ResetCellular now force -s 1").size(), 1u);
+    // A pass every two seconds.
+    EXPECT_EQ(logCount("DEBUG: Device handle missing"), 61u);
+    EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), 0u);
+    expectPowerCycle();
     EXPECT_TRUE(commands().empty());
 }
 
@@ -252,7 +292,7 @@ TEST_F(StateMachine, ClockSignalWhileSyncIsOff_WaitsUntilItIsSwitchedOn) {
 TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
     startOnTerminal();
     at(6, [] {
-        writeFile(CONFIG_FILE, std::string(CONFIG) + "CM_MTU=1400\n");
+        writeFile(CONFIG_FILE, CONFIG + "CM_MTU=1400\n");
         b_got_sigusr2 = true;
     });
     EXPECT_EQ(run(15), eOUTER_EXIT);
@@ -262,6 +302,9 @@ TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
     ASSERT_EQ(up.size(), 2u);
     EXPECT_NE(up[0].find(" -m 1500 "), std::string::npos);
     EXPECT_NE(up[1].find(" -m 1400 "), std::string::npos);
+    // Down after each set-up and twice at the exit.
+    const auto calls = callsStartingWith("setup_cellint.sh");
+    EXPECT_EQ(calls, (std::vector<std::string>{DOWN, up[0], DOWN, up[1], DOWN, DOWN}));
 }
 
 TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
@@ -306,6 +349,7 @@ TEST_F(StateMachine, ModemThatOnlyReportsErrors_IsResetAfterTenErrorsAndFourRest
     EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
     EXPECT_EQ(logCount("Device responded with errors 13 times, closing port and restarting"), 1u);
     EXPECT_EQ(logCount("Device responded with errors after 13 attempts, requires reset"), 1u);
+    expectPowerCycle();
     EXPECT_EQ(countOf(commands(), "AT+CSQ"), 13u);
 }
 
@@ -407,12 +451,21 @@ TEST_F(StateMachine, ConnectionOffOverride_EndsTheSessionUntilItIsRemoved) {
     EXPECT_EQ(run(31), eOUTER_EXIT);
     EXPECT_EQ(during, "DISCONNECTED");
     EXPECT_EQ(after, "CONNECTED");
+    // At once, and not only when the new set-up is done.
+    const std::vector<std::string>& log = capturedLog();
+    const auto appeared = std::find(log.begin(), log.end(),
+                                    "Connection OFF Override file appeared "
+                                    "(/tmp/force_cell_nocon.1), stopping data connection");
+    EXPECT_LT(std::find(appeared, log.end(), "Disconnecting from network"),
+              std::find(appeared, log.end(), "Setup device CMEE reporting"));
 }
 
 TEST_F(StateMachine, PowerOffOverride_EndsWithStatusFiveAndSwitchesTheSlotOff) {
     startOnTerminal();
     at(6, [] { writeFile("/tmp/force_cell_tempoff.1", ""); });
     EXPECT_EQ(run(60), eOUTER_EXIT_POWER_OFF);
+    // After set-up, when the file appeared, and at the exit.
+    EXPECT_EQ(logCount("Disconnecting from network"), 3u);
     const auto isPowerOff = [](const std::string& call) { return call == "sledctl 1 off"; };
     const auto calls = shell.waitForCalls(shell.calls().size() + 1);
     EXPECT_EQ(std::count_if(calls.begin(), calls.end(), isPowerOff), 1);
@@ -424,4 +477,365 @@ TEST_F(StateMachine, ContextDroppedByTheNetwork_IsStartedAgain) {
     at(6, [this] { order({{"op", "deactivate"}, {"cid", 1}}); });
     EXPECT_EQ(run(80), eOUTER_EXIT);
     EXPECT_EQ(logCount("Profile 1 no longer connected"), 1u);
+}
+
+TEST_F(StateMachine, ExitSignal_StopsGpsOnceMore) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=400000\n");
+    startOnTerminal();
+    size_t before = 0;
+    at(5, [&] { before = logCount("DEBUG: Entering maybeStopGps()"); });
+    EXPECT_EQ(run(5), eOUTER_EXIT);
+    EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), before + 1);
+}
+
+TEST_F(StateMachine, FirmwareImageSwitched_LeavesGpsAlone) {
+    writeFile(CONFIG_FILE, CONFIG + "CM_FW_SLOT=1\nDEBUG_MODE=400000\n");
+    startOnTerminal({{"firmware", {{"dual", true}, {"slot", 0}}}});
+    EXPECT_EQ(run(60), eOUTER_EXIT_AS_IT_IS);
+    EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), 0u);
+}
+
+TEST_F(StateMachine, FirmwareTriggerWithoutPort_EndsAtOnceAndPowerCyclesTheSlot) {
+    startOnTerminal();
+    g_S_options.s_device = "/dev/there-is-no-such-port";
+    at(5, [] {
+        std::filesystem::create_directories("/tmp/cellmodem_firmware");
+        writeFile("/tmp/cellmodem_firmware/start_update.1", "");
+    });
+    EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
+    EXPECT_LE(port().nowMs(), 6000u);
+    EXPECT_TRUE(fileExists("/storage/cellmodem.firmware.upd.status.1"));
+    expectPowerCycle();
+}
+
+TEST_F(StateMachine, SetupThatAsksForAReset_EndsWithStatusThreeAndResetsTheModem) {
+    startOnTerminal({{"sim", {{"present", false}}}});
+    // Set-up fails from shortly before the ten minutes without a SIM until shortly after, so that
+    // it is set-up that finds them over.
+    at(597, [this] {
+        fault("AT+GMM", "error", 0, 9);
+        reconfigure("CM_MTU=1400\n");
+    });
+    EXPECT_EQ(run(700), eOUTER_EXIT_RESET);
+    EXPECT_TRUE(logContains("SIM not detected after 10 minutes, device requires reset"));
+    const tCommands sent = commands();
+    ASSERT_GE(sent.size(), 2u);
+    EXPECT_EQ(tCommands(sent.end() - 2, sent.end()), (tCommands{"AT#SLED=0", "AT#REBOOT"}));
+    // After the last AT+GMM comes one set-up and no polling.
+    const auto setup = std::find(sent.rbegin(), sent.rend(), "AT+GMM").base();
+    EXPECT_EQ(std::count(setup, sent.end(), "AT+CEREG?"), 0);
+}
+
+TEST_F(StateMachine, ClockSignal_SetsTheClockAgainAtTheNextPoll) {
+    writeFile(CONFIG_FILE,
+              "CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_GPS_ENABLE=no\nCM_SYNC_TIME=yes\n");
+    startOnTerminal();
+    size_t before = 0;
+    at(60, [&] {
+        before = callsStartingWith("systime.sh --set").size();
+        b_got_sigusr1 = true;
+    });
+    EXPECT_EQ(run(70), eOUTER_EXIT);
+    EXPECT_EQ(before, 1u);
+    EXPECT_EQ(callsStartingWith("systime.sh --set").size(), 2u);
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
+}
+
+TEST_F(StateMachine, SecondOutageOfThePort_HasItsOwnTwoMinutes) {
+    startOnTerminal();
+    const std::string path = g_S_options.s_device;
+    const auto loseThePort = [this] {
+        g_S_options.s_device = "/dev/there-is-no-such-port";
+        order({{"op", "fault"}, {"match", "AT"}, {"kind", "silence"}, {"count", 1}});
+    };
+    at(10, loseThePort);
+    at(100, [&] { g_S_options.s_device = path; });
+    at(120, loseThePort);
+    at(220, [&] { g_S_options.s_device = path; });
+    EXPECT_EQ(run(240), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Unable to open device port, starting 2 minute timer"), 2u);
+    EXPECT_FALSE(logContains("Device missing after"));
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 3u);
+}
+
+TEST_F(StateMachine, PortTestWithoutAnswer_SetsTheModemUpAgain) {
+    startOnTerminal();
+    at(6, [this] { silenceOnce("AT"); });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 2u);
+    EXPECT_EQ(logCount("Unable to open device port, starting 2 minute timer"), 1u);
+    EXPECT_FALSE(logContains("Device not responding, closing port"));
+}
+
+TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
+    startOnTerminal();
+    at(6, [this] { silenceOnce("AT+CSQ"); });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Device not responding, closing port"), 1u);
+    const tCommands sent = commands();
+    EXPECT_EQ(countOf(sent, "AT+GMM"), 1u);
+    EXPECT_EQ(countOf(sent, "AT+CGDATA=\"M-RAW_IP\",1"), 1u);
+    // A port that was just opened is not tested in the same pass.
+    const tCommands reopened = {"AT+CSQ", "AT+CGSN"};
+    EXPECT_NE(std::search(sent.begin(), sent.end(), reopened.begin(), reopened.end()), sent.end());
+}
+
+TEST_F(StateMachine, ErrorsBeforeASetUp_AreForgottenByIt) {
+    startOnTerminal();
+    at(6, [this] { fault("AT+CSQ", "error", 0, 9); });
+    at(30, [this] { reconfigure("CM_MTU=1400\n"); });
+    at(40, [this] { fault("AT+CSQ", "error", 0, 9); });
+    EXPECT_EQ(run(60), eOUTER_EXIT);
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 2u);
+    EXPECT_FALSE(logContains("Device responded with errors"));
+}
+
+TEST_F(StateMachine, ErrorsWithGoodPollsBetween_AddUpAndThenEveryPassCountsARestart) {
+    startOnTerminal();
+    at(6, [this] { fault("AT+CSQ", "error", 0, 5); });
+    at(30, [this] { fault("AT+CSQ", "error", 0, 5); });
+    EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
+    // The tenth error and the three passes after it, which are good.
+    EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 4u);
+    EXPECT_EQ(logCount("Device responded with errors after 10 attempts, requires reset"), 1u);
+    expectPowerCycle();
+    EXPECT_EQ(countOf(commands(), "AT#REBOOT"), 0u);
+}
+
+TEST_F(StateMachine, ContextThatIsRefused_IsTriedEveryThirtySecondsAndIsNoError) {
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT+CGACT=1,1"}, {"kind", "error"}});
+    std::string error;
+    recordStatus(400, "_LAST_CONNECT_ERROR", error);
+    EXPECT_EQ(run(401), eOUTER_EXIT);
+    const size_t attempts = countOf(commands(), "AT+CGACT=1,1");
+    EXPECT_GE(attempts, 12u);
+    EXPECT_LE(attempts, 14u);
+    EXPECT_EQ(logCount("runStateMachine(): startDataSession() PDP Context Activation failure"),
+              attempts);
+    EXPECT_FALSE(logContains("Device responded with errors"));
+    EXPECT_EQ(error, "eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE");
+}
+
+TEST_F(StateMachine, SessionStartsThatFailOtherwise_CountAsErrors) {
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT#NCM=1,1"}, {"kind", "error"}});
+    EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
+    EXPECT_EQ(logCount("Error: startDataSession() returned '208'"), 10u);
+    EXPECT_EQ(logCount("Device responded with errors after 10 attempts, requires reset"), 1u);
+    expectPowerCycle();
+}
+
+TEST_F(StateMachine, SessionStartWithoutAnswer_ClosesThePortAndStartsAgain) {
+    startOnTerminal();
+    silenceOnce("AT#NCM=1,1");
+    std::string state;
+    recordStatus(60, "_QMI_STATE", state);
+    EXPECT_EQ(run(61), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Device not responding, closing port"), 1u);
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
+}
+
+TEST_F(StateMachine, SimMissingInOnePoll_LeavesTheSessionAloneAndIsSetUpAfterIt) {
+    startOnTerminal();
+    at(6, [this] {
+        order({{"op", "fault"},
+               {"match", "AT#QSS?"},
+               {"kind", "answer"},
+               {"lines", {"#QSS: 0,0"}},
+               {"count", 2}});
+    });
+    size_t setupsBefore = 0, startsBefore = 0;
+    at(20, [&] {
+        const tCommands sent = port().modem().commands();
+        setupsBefore = countOf(sent, "AT+GMM");
+        startsBefore = countOf(sent, "AT+CGDATA=\"M-RAW_IP\",1");
+        order({{"op", "deactivate"}, {"cid", 1}});
+    });
+    EXPECT_EQ(run(60), eOUTER_EXIT);
+    EXPECT_EQ(logCount("SIM is Ready, stopping SIM missing timer"), 1u);
+    EXPECT_EQ(setupsBefore, 1u);
+    EXPECT_EQ(startsBefore, 1u);
+    const tCommands sent = commands();
+    EXPECT_EQ(countOf(sent, "AT+GMM"), 2u);
+    const tCommands setUpAtOnce = {"AT+CGACT?", "AT", "AT+GMM"};
+    EXPECT_NE(std::search(sent.begin(), sent.end(), setUpAtOnce.begin(), setUpAtOnce.end()),
+              sent.end());
+}
+
+TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    at(10, [this] { order({{"op", "restart"}, {"away_ms", 5000}}); });
+    std::string after;
+    recordStatus(60, "_QMI_STATE", after);
+    EXPECT_EQ(run(61), eOUTER_EXIT);
+    EXPECT_EQ(after, "CONNECTED");
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
+}
+
+TEST_F(StateMachine, ModemThatComesBackWithAnAttemptLess_IsNotUnlockedAgain) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    at(10, [this] {
+        order({{"op", "set"}, {"sim", {{"pin_attempts", 2}}}});
+        order({{"op", "restart"}, {"away_ms", 5000}});
+    });
+    EXPECT_EQ(run(60), eOUTER_EXIT);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
+}
+
+TEST_F(StateMachine, SimThatIsLockedAgainWithoutAnOutage_WaitsForTheFile) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    at(10, [this] { order({{"op", "set"}, {"sim", {{"verified", false}}}}); });
+    at(30, [] { writeFile("/etc/vuk/cellular_cpin.1", "1234\n"); });
+    size_t before = 0;
+    at(29, [&] { before = countOf(port().modem().commands(), "AT+CPIN=1234"); });
+    EXPECT_EQ(run(60), eOUTER_EXIT);
+    EXPECT_EQ(before, 1u);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
+}
+
+TEST_F(StateMachine, ModemSwitchedOffByConfiguration_EndsWithStatusFiveBeforeASession) {
+    writeFile(CONFIG_FILE, "CM_ENABLE_INTERFACE=off\nCM_APN=internet\nCM_GPS_ENABLE=no\n");
+    startOnTerminal();
+    EXPECT_EQ(run(60), eOUTER_EXIT_POWER_OFF);
+    EXPECT_TRUE(callsStartingWith("setup_cellint.sh -i wwan0 --up").empty());
+    shell.waitForCalls(shell.calls().size() + 1);
+    EXPECT_EQ(callsStartingWith("sledctl 1 off").size(), 1u);
+}
+
+TEST_F(StateMachine, SimThatIsBusyDuringSetUp_IsSetUpOnceMoreWhenItIsReady) {
+    startOnTerminal();
+    order({{"op", "fault"},
+           {"match", "AT+CPIN?;#PCT"},
+           {"kind", "answer"},
+           {"lines", {"+CPIN: BUSY", "#PCT: 3"}}});
+    size_t setupsBefore = 0, startsBefore = 0;
+    at(15, [&] {
+        const tCommands sent = port().modem().commands();
+        setupsBefore = countOf(sent, "AT+GMM");
+        startsBefore = countOf(sent, "AT+CGDATA=\"M-RAW_IP\",1");
+        order({{"op", "clear-faults"}});
+    });
+    std::string after;
+    recordStatus(30, "_QMI_STATE", after);
+    EXPECT_EQ(run(31), eOUTER_EXIT);
+    EXPECT_EQ(setupsBefore, 1u);
+    EXPECT_EQ(startsBefore, 0u);  // although the modem is registered
+    EXPECT_EQ(after, "CONNECTED");
+    const tCommands sent = commands();
+    EXPECT_EQ(countOf(sent, "AT+GMM"), 2u);
+    EXPECT_EQ(countOf(sent, "AT+CGDCONT=1,\"IPV4V6\",\"internet\""), 1u);
+}
+
+TEST_F(StateMachine, OwnNumberThatIsRefused_RepeatsSetUpWithoutCountingErrors) {
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT+CNUM"}, {"kind", "cme"}, {"number", 11}});
+    EXPECT_EQ(run(60), eOUTER_EXIT);
+    EXPECT_GE(countOf(commands(), "AT+GMM"), 20u);
+    EXPECT_FALSE(logContains("Device responded with errors"));
+}
+
+TEST_F(StateMachine, SetupErrors_CountBeforeTheSimWasReadToo) {
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT+GMM"}, {"kind", "error"}});
+    EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 13u);
+    EXPECT_EQ(logCount("Device responded with errors after 13 attempts, requires reset"), 1u);
+    expectPowerCycle();
+}
+
+TEST_F(StateMachine, SetupThatFailsOtherwise_CountsAsError) {
+    writeFile(CONFIG_FILE, CONFIG + "CM_FW_SLOT=1\n");
+    startOnTerminal({{"firmware", {{"dual", true}, {"slot", 1}}}});
+    order({{"op", "fault"}, {"prefix", "AT#IMSPDPSET="}, {"kind", "error"}});
+    EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
+    EXPECT_EQ(logCount("Device responded with errors after 13 attempts, requires reset"), 1u);
+    expectPowerCycle();
+}
+
+TEST_F(StateMachine, ReloadWithChange_SetsTheClockAgain) {
+    writeFile(CONFIG_FILE,
+              "CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_GPS_ENABLE=no\nCM_SYNC_TIME=yes\n");
+    startOnTerminal();
+    at(10, [] {
+        writeFile(CONFIG_FILE,
+                  "CM_ENABLE_INTERFACE=yes\nCM_APN=other\nCM_GPS_ENABLE=no\nCM_SYNC_TIME=yes\n");
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(callsStartingWith("systime.sh --set").size(), 2u);
+}
+
+TEST_F(StateMachine, ReloadOfADeletedFile_SwitchesDebugOutputOff) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=80000\n");
+    startOnTerminal();
+    at(6, [] {
+        unlink(CONFIG_FILE);
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(12), eOUTER_EXIT);
+    EXPECT_EQ(g_i_debugMode, 0u);
+}
+
+TEST_F(StateMachine, ReloadWithChange_EndsTheDelayAfterAFailedStart) {
+    startOnTerminal();
+    fault("AT+CGACT=1,1", "error");
+    at(8, [this] { reconfigure("CM_MTU=1400\n"); });
+    std::string before, after;
+    recordStatus(8, "_QMI_STATE", before);
+    recordStatus(16, "_QMI_STATE", after);
+    EXPECT_EQ(run(17), eOUTER_EXIT);
+    EXPECT_NE(before, "CONNECTED");
+    EXPECT_EQ(after, "CONNECTED");
+}
+
+TEST_F(StateMachine, Session_IsKeptAliveFiveMinutesAfterItsOwnStart) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=1000000\n");
+    startOnTerminal();
+    const std::string ping =
+        "DEBUG: networkKeepAlive(): running command "
+        "'ping -c 1 -I wwan0 1.2.3.4 &>/dev/null &'";
+    at(200, [this] { reconfigure("CM_MTU=1400\nDEBUG_MODE=1000000\n"); });
+    size_t before = 99;
+    at(490, [&] { before = logCount(ping); });
+    EXPECT_EQ(run(520), eOUTER_EXIT);
+    EXPECT_EQ(before, 0u);
+    EXPECT_EQ(logCount(ping), 1u);
+}
+
+TEST_F(StateMachine, CallTime_IsZeroWhileTheModemIsSetUpAgain) {
+    startOnTerminal();
+    std::string before, during;
+    recordStatus(20, "_QMI_CALL_TIME", before);
+    at(20, [this] {
+        fault("AT+GMM", "error", 0, 8);
+        reconfigure("CM_MTU=1400\n");
+    });
+    recordStatus(24, "_QMI_CALL_TIME", during);
+    EXPECT_EQ(run(25), eOUTER_EXIT);
+    EXPECT_GE(std::stoi(before), 10);
+    EXPECT_EQ(during, "0");
+}
+
+TEST_F(StateMachine, CallTime_IsZeroOnceTheSessionIsLost) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "set"}, {"registration", {{"state", "searching"}}}}); });
+    std::string during;
+    recordStatus(30, "_QMI_CALL_TIME", during);
+    EXPECT_EQ(run(31), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Device no longer network registered"), 1u);
+    EXPECT_EQ(during, "0");
+}
+
+TEST_F(StateMachine, RegistrationLostAsTheSessionStarts_HasItsFifteenSeconds) {
+    startOnTerminal();
+    at(2.51, [this] { order({{"op", "set"}, {"registration", {{"state", "searching"}}}}); });
+    at(17, [] { EXPECT_FALSE(logContains("Device no longer network registered")); });
+    EXPECT_EQ(run(25), eOUTER_EXIT);
+    EXPECT_EQ(callsStartingWith("setup_cellint.sh -i wwan0 --up").size(), 1u);
+    EXPECT_EQ(logCount("Device no longer network registered"), 1u);
 }

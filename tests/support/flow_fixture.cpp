@@ -12,9 +12,11 @@
 #include "atcmd/registration.h"
 #include "config/config_file.h"
 #include "device/at_transaction.h"
+#include "gps/gps.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/signal_flags.h"
+#include "sms/sms.h"
 #include "statemachine/bring_up.h"
 #include "statemachine/carrier_list.h"
 #include "statemachine/data_connection.h"
@@ -40,6 +42,8 @@ void resetDaemon() {
     resetStatusFilesState();
     resetStatusLedState();
     resetConfigFileChoice();
+    resetGpsState();
+    resetSmsState();
     telitCarrier_list_Map.clear();
     g_que_testAtResponses = {};
     g_i_debugMode = 0;
@@ -99,6 +103,7 @@ void cFlowFixture::start(const nlohmann::json& scenario, cSimulatedPort::eKind k
     m_port = std::make_unique<cSimulatedPort>(scenario, kind);
     g_S_options.s_device = m_port->path();
     createTimers();
+    initSMS(g_s_root_sms_path);
     createCpinMonitors(device.sim);
 }
 

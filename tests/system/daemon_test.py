@@ -34,13 +34,13 @@ class DaemonTest(unittest.TestCase):
         self.log = LogCatcher()
         self.addCleanup(self.log.socket.close)
 
-    def slot(self, number=1, scenario=None, config=None, start=True):
+    def slot(self, number=1, scenario=None, config=None, start=True, fast=1):
         slot = Slot(number, scenario)
         self.addCleanup(slot.end)
         slot.configure(**(config or {}))
         slot.startSim()
         if start:
-            slot.startDaemon()
+            slot.startDaemon(fast=fast)
         return slot
 
     def connectedSlot(self, **options):

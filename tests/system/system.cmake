@@ -21,3 +21,11 @@ cellslot_add_system_test(host_tools host_tools_test.py)
 add_test(NAME system.private_namespace
          COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/private_namespace_test.py)
 set_tests_properties(system.private_namespace PROPERTIES LABELS system TIMEOUT 300)
+
+cellslot_add_system_test(custom_at custom_at_test.py)
+
+# With Debian's gpsd.
+foreach(class HandOver Enabling)
+    cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})
+endforeach()
+cellslot_add_system_test(sms sms_test.py Sms)

@@ -1,0 +1,72 @@
+#include "atcmd/command.h"
+#include "device/at_transaction.h"
+#include "gps/gps_commands.h"
+#include "gps/telit_gps.h"
+#include "include/debug.h"
+#include "include/utilities.h"
+
+// The receiver: whether it is there, and switching it on.
+
+namespace {
+
+constexpr int CHIPSET_QUERIES = 5;
+constexpr unsigned CHIPSET_QUERY_TIMEOUT_S = 0;
+constexpr unsigned CHIPSET_QUERY_PAUSE_US = 300000;
+constexpr unsigned ENABLE_TIMEOUT_S = 2;
+
+// "$GPSSW: GSW3.5.0" -> "GSW3.5.0". The echo has no colon, so it is not taken for the answer.
+std::string chipsetOf(const std::string& response) {
+    return blankControlCharacters(modemText(responseField(response, GPS_CHIPSET_PREFIX)));
+}
+
+}  // namespace
+
+eGeneralErrors cTelitGps::getGpsChipset(int port) {
+    trace(__func__);
+    m_chipset.clear();
+    for (int query = 1; query <= CHIPSET_QUERIES; ++query) {
+        std::string response;
+        ePortReturn result = sendAtCommand(port, AT_GPS_CHIPSET, response, CHIPSET_QUERY_TIMEOUT_S);
+        if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+        if (result != ePORT_OK) {
+            parseCMXerror(result, response);
+            return eERROR_DEVICE_RESPONSE_ERROR;
+        }
+        const std::string chipset = chipsetOf(response);
+        if (!chipset.empty()) {
+            noteChipset(chipset, query);
+            return eERROR_DEVICE_GPS_ENABLED;
+        }
+        debug(eLOG_NOTICE, m_debugMask, "GPS chipset not found");
+        setSkvsEnabled(eSKVS_GPS_NOT_ENABLED);
+        maybeSleep(CHIPSET_QUERY_PAUSE_US);
+    }
+    debug(eLOG_NOTICE, m_debugMask, "GPS chipset not found");
+    return eERROR_DEVICE_GPS_DISABLED;
+}
+
+void cTelitGps::noteChipset(const std::string& chipset, int queries) {
+    debug(eLOG_NOTICE, m_debugMask, "GPS chipset found (enabled)");
+    debug(eLOG_NOTICE, m_debugMask, "%s(): GPS chipset found (%s) after %d chipset queries",
+          "getGpsChipset", chipset.c_str(), queries);
+    m_chipset = chipset;
+    setSkvsChipset(chipset);
+    setSkvsEnableCount(0);
+    setSkvsEnabled(eSKVS_GPS_ENABLED);
+}
+
+ePortReturn cTelitGps::gpsEnable(int port) {
+    trace(__func__);
+    ePortReturn result = ePORT_OK;
+    std::string response;
+    for (const sGpsEnableStep& step : GPS_ENABLE_STEPS) {
+        result = sendAtCommand(port, step.command, response, ENABLE_TIMEOUT_S);
+        if (result == ePORT_OK) continue;
+        debug(eLOG_NOTICE, m_debugMask, "%s(): Enable GPS '%s' failed", __func__, step.name);
+        break;
+    }
+    if (result == ePORT_OK)
+        debug(eLOG_NOTICE, m_debugMask, "%s(): Success enabling GPS chipset", __func__);
+    parseCMXerror(result, response);
+    return result;
+}

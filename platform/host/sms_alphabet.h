@@ -1,0 +1,24 @@
+#ifndef PLATFORM_HOST_SMS_ALPHABET_H
+#define PLATFORM_HOST_SMS_ALPHABET_H
+
+#include <string>
+
+#include "platform/host/sms_octets.h"
+
+namespace sms_pdu {
+
+// The GSM 7-bit default alphabet and its extension table, 3GPP TS 23.038 section 6.2.1. National
+// language tables are not known: a text written with them is read with the default tables, as the
+// standard wants it of a receiver without them.
+
+// Every character is one unit; none of them is NUL.
+std::u16string textOfSeptets(const tOctets& septets);
+// The one or two septets of an ASCII character; those of '?' for one that is in neither table.
+tOctets septetsOfCharacter(char character);
+
+// text holds no surrogates.
+std::string utf8OfText(const std::u16string& text);
+
+}  // namespace sms_pdu
+
+#endif

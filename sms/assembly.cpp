@@ -1,0 +1,354 @@
+#include "sms/assembly.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <set>
+#include <tuple>
+
+#include "include/debug.h"
+#include "sms/joined_journal.h"
+#include "sms/part_file.h"
+#include "sms/spool.h"
+
+namespace {
+
+// Files that the number of passes is made of before the folder was listed.
+constexpr size_t FIRST_PASS_FILES = 10;
+constexpr size_t PASSES_PER_FILE = 3;
+
+// In the worst order six parts take 21.
+constexpr int TAKES_MAX = 22;
+
+// What the parts of one message have in common.
+struct sGroupKey {
+    int32_t msgId = 0;
+    int32_t partTotal = 0;
+    std::string from;
+};
+
+bool operator<(const sGroupKey& a, const sGroupKey& b) {
+    return std::tie(a.msgId, a.partTotal, a.from) < std::tie(b.msgId, b.partTotal, b.from);
+}
+
+bool operator==(const sGroupKey& a, const sGroupKey& b) {
+    return a.msgId == b.msgId && a.partTotal == b.partTotal && a.from == b.from;
+}
+
+sGroupKey keyOf(const S_partsFileAttributes& part) {
+    return {part.msgId, part.partTotal, part.from};
+}
+
+// The files of a group as they are listed: how many, and what they are.
+struct sGroupFiles {
+    size_t count = 0;
+    uint64_t signature = 0;
+};
+
+using tGroups = std::map<sGroupKey, sGroupFiles>;
+
+struct sAssemblyState {
+    std::set<sGroupKey> told;                // cannot be joined, as the log knows already
+    std::map<sGroupKey, uint64_t> hopeless;  // with these files nothing could be joined
+};
+
+sAssemblyState g_assemblyState;
+
+void addFile(sGroupFiles& files, const sPartFile& file) {
+    constexpr uint64_t MULTIPLIER = 1099511628211U;  // of FNV-1a
+    ++files.count;
+    for (const uint64_t value :
+         {static_cast<uint64_t>(std::hash<std::string>()(file.attributes.fileName)),
+          static_cast<uint64_t>(file.identity.inode), static_cast<uint64_t>(file.identity.size),
+          static_cast<uint64_t>(file.identity.modifiedNs)})
+        files.signature = (files.signature ^ value) * MULTIPLIER;
+}
+
+using tParts = std::deque<S_partsFileAttributes>;
+
+const char* const CHECK = "checkSmsParts";
+
+bool hasEveryNumberOnce(const tParts& members, int total) {
+    std::set<int32_t> numbers;
+    for (const S_partsFileAttributes& part : members)
+        if (part.partNumber <= total) numbers.insert(part.partNumber);
+    return numbers.size() == members.size() && members.size() == static_cast<size_t>(total);
+}
+
+// Moves the parts 1, 2, 3 ... from members to taken. False when the takes are used up before the
+// last one.
+bool takeInOrder(tParts& members, int total, bool limited, tParts& taken) {
+    int expected = 1;
+    for (int takes = 1; expected <= total && !members.empty(); ++takes) {
+        if (limited && takes > TAKES_MAX) return false;
+        S_partsFileAttributes part = std::move(members.front());
+        members.pop_front();
+        if (part.partNumber != expected) {
+            debug(eLOG_SMS, g_i_debugMode, " %s(): - Requeueing Group ID %d, Message part #%d",
+                  CHECK, part.msgId, part.partNumber);
+            members.push_back(std::move(part));
+            continue;
+        }
+        debug(eLOG_SMS, g_i_debugMode,
+              " %s(): - Adding Group ID %d, Message part #%d, Message '%s'", CHECK, part.msgId,
+              part.partNumber, oneLineText(part.message).c_str());
+        taken.push_back(std::move(part));
+        ++expected;
+    }
+    return expected > total;
+}
+
+// The message of all parts, with the time of the latest.
+S_smsRecordRx joined(const tParts& parts) {
+    S_smsRecordRx record;
+    int64_t latest = -1;
+    for (const S_partsFileAttributes& part : parts) {
+        record.message += part.message;
+        record.from = part.from;
+        if (part.timeUnformatted <= latest) continue;
+        latest = part.timeUnformatted;
+        record.time = part.time;
+    }
+    return record;
+}
+
+std::vector<std::string> pathsOf(const tParts& parts) {
+    std::vector<std::string> paths;
+    for (const S_partsFileAttributes& part : parts)
+        paths.push_back(part.fileName);
+    return paths;
+}
+
+// One walk through the folder, in which at most one group of parts is gathered: that of the first
+// file which may found one.
+class cPass {
+  public:
+    // mayFound: groups that may be gathered; null for all.
+    cPass(const std::string& root, size_t fileCount, const std::set<sGroupKey>* mayFound,
+          tSmsQueue& queue)
+        : m_root(root), m_fileCount(fileCount), m_mayFound(mayFound), m_queue(queue) {}
+
+    void takeFile(const std::string& path) {
+        debug(eLOG_SMS, g_i_debugMode, " %s(): Checking file %s", CHECK, path.c_str());
+        const sPartFile* file = lookAtPartFile(path);
+        if (file == nullptr || file->taken) return;
+        if (!isWholePart(file->attributes)) {
+            dropFile(*file);
+            return;
+        }
+        addFile(m_waiting[keyOf(file->attributes)], *file);
+        if (m_founded)
+            join(file->attributes);
+        else if (m_mayFound == nullptr || m_mayFound->count(keyOf(file->attributes)) != 0)
+            found(file->attributes);
+        if (m_open && m_members.size() == static_cast<size_t>(m_group.partTotal)) assemble();
+    }
+
+    bool removedAFile() const { return m_removed; }
+    bool isFounded() const { return m_founded; }
+    // A message is complete, but the spool could not take it.
+    bool isSpoolFull() const { return m_spoolFull; }
+    const sGroupKey& group() const { return m_group; }
+    // The parts that are left. The signatures are those at the beginning of the pass.
+    const tGroups& waiting() const { return m_waiting; }
+
+  private:
+    static bool isWholePart(const S_partsFileAttributes& part) {
+        return part.msgId != 0 && part.partNumber != 0 && part.partTotal != 0 && !part.from.empty();
+    }
+
+    // A part that only lacks digits in its sender's name is a message that somebody sent.
+    void dropFile(const sPartFile& file) {
+        const std::string path = file.attributes.fileName;
+        S_partsFileAttributes part = file.attributes;
+        part.from = file.fromAsWritten;
+        if (isWholePart(part) && !handOver({part})) return;
+        removePartFile(path);
+        m_removed = true;
+    }
+
+    void found(const S_partsFileAttributes& part) {
+        m_founded = true;
+        m_group = keyOf(part);
+        m_open = m_fileCount >= static_cast<size_t>(part.partTotal);
+        if (!m_open) {
+            debug(eLOG_SMS, g_i_debugMode,
+                  " %s(): Not enough files present (%d files, need %d parts)", CHECK,
+                  static_cast<int>(m_fileCount), part.partTotal);
+            return;
+        }
+        debug(eLOG_SMS, g_i_debugMode, " %s(): First file %s for message ID group %d", CHECK,
+              part.fileName.c_str(), part.msgId);
+        m_members.push_back(part);
+    }
+
+    void join(const S_partsFileAttributes& part) {
+        const bool joins = m_open && keyOf(part) == m_group;
+        debug(eLOG_SMS, g_i_debugMode, " %s(): %s file %s for message ID group %d", CHECK,
+              joins ? "Adding" : "Skipping", part.fileName.c_str(), m_group.msgId);
+        if (joins) m_members.push_back(part);
+    }
+
+    void assemble() {
+        debug(eLOG_SMS, g_i_debugMode, " %s(): - Have %d files for message ID group %d", CHECK,
+              static_cast<int>(m_members.size()), m_group.msgId);
+        tParts members;
+        members.swap(m_members);
+        // The limit is there to give up a message with missing pieces, not a long one.
+        const bool limited = !hasEveryNumberOnce(members, m_group.partTotal);
+        tParts taken;
+        const bool complete = takeInOrder(members, m_group.partTotal, limited, taken);
+        if (complete && !handOver(taken)) return;
+        for (const S_partsFileAttributes& part : taken)
+            removeTaken(part);
+        if (!complete) tellMissing();
+    }
+
+    // The message goes into the output queue, with a journal until it is in a file. False, with
+    // nothing done, where not even the journal could be written.
+    bool handOver(const tParts& parts) {
+        S_smsRecordRx record = joined(parts);
+        m_spoolFull = !writeJournal(record, pathsOf(parts), m_root);
+        if (m_spoolFull) return false;
+        debug(eLOG_SMS, g_i_debugMode, " %s(): - Enqueueing message", CHECK);
+        m_queue.push(std::move(record));
+        return true;
+    }
+
+    void removeTaken(const S_partsFileAttributes& part) {
+        removePartFile(part.fileName);
+        --m_waiting[keyOf(part)].count;
+        m_removed = true;
+    }
+
+    void tellMissing() const {
+        const bool isNew = g_assemblyState.told.insert(m_group).second;
+        debug(isNew ? eLOG_NOTICE : eLOG_SMS, g_i_debugMode,
+              "Error: %s(): Missing message ID pieces.  Cannot Assemble message.", CHECK);
+    }
+
+    const std::string& m_root;
+    size_t m_fileCount;
+    const std::set<sGroupKey>* m_mayFound;
+    tSmsQueue& m_queue;
+    bool m_founded = false;
+    bool m_open = false;  // more files may join the group
+    bool m_removed = false;
+    bool m_spoolFull = false;
+    sGroupKey m_group;
+    tParts m_members;
+    tGroups m_waiting;
+};
+
+bool isKnownHopeless(const sGroupKey& key, const sGroupFiles& files) {
+    const auto known = g_assemblyState.hopeless.find(key);
+    return known != g_assemblyState.hopeless.end() && known->second == files.signature;
+}
+
+// The groups that have files enough and were not tried in vain with these files.
+std::set<sGroupKey> hopefulGroups(const tGroups& waiting, const std::set<sGroupKey>& tried) {
+    std::set<sGroupKey> groups;
+    for (const auto& [key, files] : waiting)
+        if (files.count >= static_cast<size_t>(key.partTotal) && tried.count(key) == 0 &&
+            !isKnownHopeless(key, files))
+            groups.insert(key);
+    return groups;
+}
+
+template <typename tContainer, typename tKeyOf>
+void keepWaiting(tContainer& groups, const tGroups& waiting, tKeyOf key) {
+    for (auto group = groups.begin(); group != groups.end();)
+        group = waiting.count(key(*group)) != 0 ? std::next(group) : groups.erase(group);
+}
+
+// What is no longer there may come back.
+void forgetGone(const tGroups& waiting) {
+    keepWaiting(g_assemblyState.told, waiting, [](const sGroupKey& key) { return key; });
+    keepWaiting(g_assemblyState.hopeless, waiting, [](const auto& entry) { return entry.first; });
+}
+
+void rememberVain(const cPass& pass, std::set<sGroupKey>& tried) {
+    if (!pass.isFounded() || pass.removedAFile()) return;
+    tried.insert(pass.group());
+    if (!pass.isSpoolFull())
+        g_assemblyState.hopeless[pass.group()] = pass.waiting().at(pass.group()).signature;
+}
+
+// A pass that removed nothing would be the same again, so each later one is founded by a group that
+// was not tried yet; without one there is nothing left to do.
+void runPasses(tSmsQueue& queue, const std::string& root) {
+    const std::string dir = root + SMS_DIR_RECV_PARTS;
+    std::set<sGroupKey> tried;
+    std::set<sGroupKey> hopeful;
+    std::vector<std::string> names;
+    size_t passes = PASSES_PER_FILE * FIRST_PASS_FILES + 1;
+    for (size_t k = 0; k < passes; ++k) {
+        if (listSpoolDir(dir, names) != 0 || names.empty()) return;
+        passes = PASSES_PER_FILE * names.size() + 1;
+        cPass pass(root, names.size(), k == 0 ? nullptr : &hopeful, queue);
+        for (const std::string& name : names)
+            pass.takeFile(dir + name);
+        rememberVain(pass, tried);
+        forgetGone(pass.waiting());
+        hopeful = hopefulGroups(pass.waiting(), tried);
+        if (hopeful.empty()) return;
+    }
+}
+
+// What makes two part files the same part, and how new a file is.
+using tPartKey = std::tuple<std::string, int32_t, int32_t, int32_t>;
+using tNewness = std::tuple<size_t, int64_t, std::string>;
+
+struct sNewest {
+    tNewness newness;
+    std::string path;
+};
+
+void dropRepeated(const std::string& path) {
+    debug(eLOG_NOTICE, g_i_debugMode, "SMS part came twice, deleting older file %s",
+          oneLineText(path).c_str());
+    removePartFile(path);
+}
+
+}  // namespace
+
+void checkSmsParts(tSmsQueue& queue, const std::string& root) {
+    traceEntry(eLOG_SMS, __func__);
+    beginPartCheck();
+    runPasses(queue, root);
+    endPartCheck();
+}
+
+void removeRepeatedParts(const std::string& root, const std::vector<std::string>& written) {
+    const std::string dir = root + SMS_DIR_RECV_PARTS;
+    std::vector<std::string> names;
+    if (listSpoolDir(dir, names) != 0) return;
+    std::map<std::string, size_t> order;
+    for (const std::string& path : written)
+        order.emplace(path, order.size() + 1);
+
+    std::map<tPartKey, sNewest> newest;
+    for (const std::string& name : names) {
+        const std::string path = dir + name;
+        const sPartFile* file = lookAtPartFile(path);
+        if (file == nullptr || file->taken) continue;
+        const S_partsFileAttributes& part = file->attributes;
+        if (part.msgId == 0 || part.partNumber == 0 || part.partTotal == 0) continue;
+        const auto place = order.find(path);
+        const tNewness newness{place == order.end() ? 0 : place->second, file->identity.modifiedNs,
+                               path};
+        const tPartKey key{file->fromAsWritten, part.msgId, part.partNumber, part.partTotal};
+        const auto [entry, isFirst] = newest.try_emplace(key, sNewest{newness, path});
+        if (isFirst) continue;
+        if (newness < entry->second.newness) {
+            dropRepeated(path);
+        } else {
+            dropRepeated(entry->second.path);
+            entry->second = {newness, path};
+        }
+    }
+}
+
+void resetAssemblyState() {
+    g_assemblyState = {};
+}

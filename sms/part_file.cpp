@@ -1,0 +1,106 @@
+#include "sms/part_file.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+
+#include "include/debug.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/text_lookup_table.h"
+
+namespace {
+
+// So many digits fit every number of a part file.
+constexpr size_t NUMBER_DIGITS_MAX = 9;
+
+struct sPartFileState {
+    std::unordered_map<std::string, sPartFile> files;  // by path
+    uint64_t check = 0;
+};
+
+sPartFileState g_partFileState;
+
+// The value of a key; missing fields are told.
+std::string field(const cTextLookupTable& table, const std::string& path, const char* key) {
+    if (!table.DoesEntryExist(key)) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: File %s missing field '%s', deleting",
+              oneLineText(path).c_str(), key);
+        return "";
+    }
+    return table.GetEntryByLabel(key)[1];
+}
+
+int32_t numberField(const cTextLookupTable& table, const std::string& path, const char* key) {
+    return textToInt(cleanNonNumeric(field(table, path, key)).substr(0, NUMBER_DIGITS_MAX));
+}
+
+uint32_t timeField(const cTextLookupTable& table) {
+    constexpr long long TIME_MAX = std::numeric_limits<uint32_t>::max();
+    const long long time = textToLong(table.GetEntryByLabel("TIMEUF")[1]);
+    return static_cast<uint32_t>(std::clamp(time, 0LL, TIME_MAX));
+}
+
+void readPartFile(const std::string& path, sPartFile& file) {
+    S_partsFileAttributes& part = file.attributes;
+    const cTextLookupTable table(isRegularFile(file.identity) ? path : "", '=', 1);
+    std::string content;
+    readFile2StringNoFollow(path, content, SMS_FILE_MAX);
+    part.fileName = path;
+    part.msgId = numberField(table, path, "MSG_ID");
+    part.partNumber = numberField(table, path, "MSG_PART_NUMBER");
+    part.partTotal = numberField(table, path, "MSG_PART_TOTAL");
+    part.message = findNeedleString(content, "MSG=", "");
+    file.fromAsWritten = field(table, path, "FROM");
+    part.from = cleanNonNumeric(file.fromAsWritten);
+    part.time = table.GetEntryByLabel("TIME")[1];
+    part.timeUnformatted = timeField(table);
+}
+
+}  // namespace
+
+const sPartFile* lookAtPartFile(const std::string& path) {
+    sFileIdentity identity;
+    if (!identifyFile(path, identity)) {
+        g_partFileState.files.erase(path);
+        return nullptr;
+    }
+    const auto found = g_partFileState.files.try_emplace(path);
+    sPartFile& file = found.first->second;
+    if (found.second || !(file.identity == identity)) {
+        file = {};
+        file.identity = identity;
+        readPartFile(path, file);
+    }
+    file.lastLookedAt = g_partFileState.check;
+    return &file;
+}
+
+void removePartFile(const std::string& path) {
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) {
+        g_partFileState.files.erase(path);
+        return;
+    }
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot delete SMS file %s, errno %d (%s)",
+          oneLineText(path).c_str(), errno, strerror(errno));
+    const auto file = g_partFileState.files.find(path);
+    if (file != g_partFileState.files.end()) file->second.taken = true;
+}
+
+void beginPartCheck() {
+    ++g_partFileState.check;
+}
+
+void endPartCheck() {
+    auto& files = g_partFileState.files;
+    for (auto file = files.begin(); file != files.end();)
+        file = file->second.lastLookedAt == g_partFileState.check ? std::next(file)
+                                                                  : files.erase(file);
+}
+
+void resetPartFileState() {
+    g_partFileState = {};
+}

@@ -1,0 +1,410 @@
+#include "sms/receive.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "atcmd/command.h"
+#include "include/utilities.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
+#include "sms/assembly.h"
+#include "sms/joined_journal.h"
+#include "sms/listing_marker.h"
+#include "sms/spool.h"
+
+namespace {
+
+constexpr unsigned LIST_TIMEOUT_S = 10;
+constexpr unsigned DELETE_TIMEOUT_S = 2;
+
+const char* const LIST_PREFIX = "+CMGL:";
+constexpr size_t HEADER_TOKENS = 4;
+
+constexpr int LAST_ASCII_CHARACTER = 126;
+
+// More than any modem stores; a modem that never deletes must not fill our memory.
+constexpr size_t LISTED_MAX = 2000;
+
+struct sReceiveState {
+    bool errorLogged = false;  // a refusal is told once until a listing succeeds
+    // What is in files while the modem has it still: a listing of the read messages has it again.
+    std::vector<S_smsRecordRx> listed;
+    bool partsRepeated = true;  // a part may lie in two files
+    bool recoveryLogged = false;
+    bool spoolErrorLogged = false;
+};
+
+sReceiveState g_receiveState;
+
+template <typename tType>
+struct sCommandRow {
+    tType type;
+    eAtCmd command;
+};
+
+const sCommandRow<eSmsReadType> READ_COMMANDS[] = {
+    {eSMS_READ_UNREAD, eAT_CMD_CMGL_PDU_UNREAD},
+    {eSMS_READ_READ, eAT_CMD_CMGL_PDU_READ},
+    {eSMS_READ_ALL, eAT_CMD_CMGL_PDU_ALL},
+};
+
+const sCommandRow<eSmsDelType> DELETE_COMMANDS[] = {
+    {eSMS_DELETE_READ, eAT_CMD_CMGD_READ},
+    {eSMS_DELETE_READ_SENT, eAT_CMD_CMGD_READ_SENT},
+    {eSMS_DELETE_READ_SENT_UNSENT, eAT_CMD_CMGD_READ_SENT_UNSENT},
+    {eSMS_DELETE_ALL, eAT_CMD_CMGD_ALL},
+};
+
+// False for a type that is in no row.
+template <typename tType, size_t SIZE>
+bool findCommand(const sCommandRow<tType> (&table)[SIZE], tType type, std::string& command) {
+    for (const sCommandRow<tType>& row : table) {
+        if (row.type != type) continue;
+        command = commandText(row.command);
+        return true;
+    }
+    return false;
+}
+
+void logListError(const std::string& command, ePortReturn error) {
+    if (!g_receiveState.errorLogged)
+        debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' reported CME/CMS ERROR %d",
+              command.c_str(), error);
+    g_receiveState.errorLogged = true;
+}
+
+// A listing. cutOff: messages were listed, and so marked as read, before the modem gave up.
+ePortReturn listMessages(int port, e3gppType type, const std::string& command, tSmsQueue& queue,
+                         bool& cutOff) {
+    std::string response;
+    ePortReturn result = queryModem(port, command, response, LIST_TIMEOUT_S);
+    cutOff = result != ePORT_OK && response.find(LIST_PREFIX) != std::string::npos;
+    if (result == ePORT_NO_FINAL_RESULT) {
+        debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' TIMEOUT", command.c_str());
+    } else if (result == ePORT_ERROR) {
+        debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' reported ERROR",
+              command.c_str());
+    } else if (result == ePORT_CMX_ERROR) {
+        parseCMXerror(result, response);
+        logListError(command, result);
+    } else {
+        g_receiveState.errorLogged = false;
+        parseSmsPduMessages(type, response, queue);
+    }
+    return result;
+}
+
+// Reads a listing line by line.
+class cListingReader {
+  public:
+    cListingReader(e3gppType type, tSmsQueue& queue) : m_type(type), m_queue(queue) {}
+
+    void takeLine(const std::string& line) {
+        const std::string text = cleanBeginEndWhiteSpace(line);
+        if (startsWith(text, LIST_PREFIX))
+            takeHeader(text.substr(strlen(LIST_PREFIX)));
+        else if (text.find(LIST_PREFIX) == std::string::npos)
+            takePdu(text);
+    }
+
+  private:
+    // +CMGL: 1,0,"",23
+    //        0 1 2  3    index, status, name in the phone book, octets of the PDU
+    void takeHeader(const std::string& rest) {
+        const tokenstr tokens(rest, ',', eEmptyTokens::KEEP);
+        debug(eLOG_SMS, g_i_debugMode,
+              "parseSmsPduMessages(): Found a message header, token count is %d",
+              static_cast<int>(tokens.size()));
+        if (tokens.size() != HEADER_TOKENS) return;
+        const int length = textToInt(tokens[3]);
+        m_pduExpected = length > 0;
+        if (!m_pduExpected) {
+            debug(eLOG_NOTICE, g_i_debugMode,
+                  "parseSmsPduMessages(): Error: Received SMS in PDU format, but length was 0. "
+                  "skipping");
+            return;
+        }
+        m_length = static_cast<size_t>(length);
+        m_index = static_cast<uint32_t>(std::max(textToInt(tokens[0]), 0));
+    }
+
+    void takePdu(const std::string& text) {
+        if (!m_pduExpected) {
+            debug(eLOG_SMS, g_i_debugMode, "parseSmsPduMessages(): SMS start (%s) not found yet",
+                  LIST_PREFIX);
+            return;
+        }
+        const std::string pdu = cleanWhiteSpace(text);
+        if (!stringIsHex(pdu)) return;
+        sms_t sms;
+        if (!decode(pdu, sms)) {
+            debug(eLOG_NOTICE, g_i_debugMode, "Error: Unable to decode SMS PDU message (%s)",
+                  m_type == eSMS_3GPP2 ? "3GPP2" : "3GPP");
+            // The modem deletes it now: the log is the only place that has it then.
+            debug(eLOG_NOTICE, g_i_debugMode, "SMS PDU that was not decoded: %s", pdu.c_str());
+            return;
+        }
+        enqueue(sms);
+    }
+
+    bool decode(const std::string& pdu, sms_t& sms) const {
+        const bool debugOutput = (g_i_debugMode & eLOG_SMS_PDU) != 0;
+        return (m_type == eSMS_3GPP2 ? sms_decode_3gpp2_pdu(pdu, m_length, sms, debugOutput)
+                                     : sms_decode_pdu(pdu, m_length, sms, debugOutput)) == 0;
+    }
+
+    void enqueue(const sms_t& sms) {
+        resetSmsRecord(m_record);
+        m_record.index = m_index;
+        m_record.time = sms.timestamp;
+        m_record.timeUnformatted = sms.timestampUnformatted;
+        m_record.from = sms.from;
+        m_record.msgId = sms.reference;
+        m_record.partNumber = sms.partNumber;
+        m_record.partTotal = sms.numberOfParts;
+        decodePduUserdata(sms, m_record.message);
+        logRecord();
+        m_queue.push(m_record);
+    }
+
+    void logRecord() const {
+        const char* const function = "parseSmsPduMessages";
+        const std::string from = oneLineText(m_record.from);
+        const std::string message = oneLineText(m_record.message);
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: time %s", function,
+              m_record.time.c_str());
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: time_uf %s", function,
+              m_record.timeUnformatted.c_str());
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: from %s ", function, from.c_str());
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: msg_id %d", function, m_record.msgId);
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: part_num %d", function,
+              m_record.partNumber);
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: num_parts %d ", function,
+              m_record.partTotal);
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Decode message: message %s", function,
+              message.c_str());
+        debug(eLOG_SMS, g_i_debugMode, "%s(): Enqueue message: %s, %s, %s", function, from.c_str(),
+              m_record.time.c_str(), message.c_str());
+    }
+
+    e3gppType m_type;
+    tSmsQueue& m_queue;
+    bool m_pduExpected = false;
+    size_t m_length = 0;
+    uint32_t m_index = 0;
+    S_smsRecordRx m_record;
+};
+
+void append16BitText(const unsigned char* data, size_t length, std::string& text) {
+    for (size_t i = 0; i + 1 < length; i += 2) {
+        const unsigned high = data[i];
+        if (high != 0) {
+            debug(eLOG_SMS_PDU, g_i_debugMode,
+                  "decodePduUserdata(): Got NON-Latin Basic/Suppliment-1 header 0x%02X", high);
+            text += '?';
+        } else {
+            debug(eLOG_SMS_PDU, g_i_debugMode,
+                  "decodePduUserdata(): Got Latin Basic/Suppliment-1 ASCII header 0x%02X", high);
+            text += static_cast<char>(data[i + 1]);
+        }
+    }
+}
+
+void append8BitText(const unsigned char* data, size_t length, std::string& text) {
+    for (size_t i = 0; i < length; ++i) {
+        const int byte = data[i];
+        if (byte > LAST_ASCII_CHARACTER) {
+            debug(eLOG_SMS_PDU, g_i_debugMode,
+                  "decodePduUserdata(): Got NON-Supported ASCII character '%d' (0x%02X)", byte,
+                  static_cast<unsigned>(byte));
+            text += '?';
+        } else {
+            debug(eLOG_SMS_PDU, g_i_debugMode,
+                  "decodePduUserdata(): Got ASCII character '%d' (0x%02X)", byte,
+                  static_cast<unsigned>(byte));
+            text += static_cast<char>(byte);
+        }
+    }
+}
+
+// The codec has unpacked it; the longest text with its end fits.
+void appendUnpackedText(const unsigned char* data, size_t length, std::string& text) {
+    constexpr size_t BUFFER_SIZE = SMS_MAX_TEXT_OCTETS + 2;
+    char buffer[BUFFER_SIZE] = {};
+    memcpy(buffer, data, std::min(length, BUFFER_SIZE - 1));
+    text += buffer;
+}
+
+bool sameMessage(const S_smsRecordRx& a, const S_smsRecordRx& b) {
+    return a.index == b.index && a.from == b.from && a.time == b.time &&
+           a.timeUnformatted == b.timeUnformatted && a.message == b.message && a.msgId == b.msgId &&
+           a.partNumber == b.partNumber && a.partTotal == b.partTotal;
+}
+
+bool isListed(const S_smsRecordRx& record) {
+    const std::vector<S_smsRecordRx>& listed = g_receiveState.listed;
+    return std::any_of(listed.begin(), listed.end(),
+                       [&](const S_smsRecordRx& other) { return sameMessage(record, other); });
+}
+
+// Writes what a listing brought, remembers what is safe and counts it. False when a message could
+// not be written.
+bool saveListed(tSmsQueue& queue, sModemInfo& modem, const std::string& root,
+                std::vector<std::string>& partPaths) {
+    waitForFreeNames(queue, root);
+    bool allWritten = true;
+    for (sSmsOutcome& outcome : writeSmsBatch(queue, root)) {
+        if (!outcome.written) {
+            allWritten = false;
+            continue;
+        }
+        ++modem.i_sms_received;
+        if (outcome.record.partTotal >= 2) {
+            partPaths.push_back(outcome.path);
+            g_receiveState.partsRepeated = true;
+        }
+        if (g_receiveState.listed.size() < LISTED_MAX)
+            g_receiveState.listed.push_back(std::move(outcome.record));
+    }
+    return allWritten;
+}
+
+// What of a listing of the read messages is not in a file yet. A message that was written just
+// before a kill may be there still.
+tSmsQueue withoutSaved(tSmsQueue& queue, const std::string& root) {
+    tSmsQueue fresh;
+    for (; !queue.empty(); queue.pop()) {
+        const S_smsRecordRx& record = queue.front();
+        const bool saved = isListed(record) || (record.partTotal < 2 && isInRecv(record, root));
+        if (!saved) fresh.push(std::move(queue.front()));
+    }
+    return fresh;
+}
+
+enum class eListing { SAVED, HELD, TIMEOUT };
+
+// The read messages, when an earlier listing of unread ones may have been lost on its way.
+eListing recoverRead(int port, e3gppType type, sModemInfo& modem, const std::string& root,
+                     std::vector<std::string>& partPaths) {
+    debug(g_receiveState.recoveryLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
+          "A listing of SMS messages did not end well, listing the read ones as well");
+    g_receiveState.recoveryLogged = true;
+    bool cutOff;
+    tSmsQueue queue;
+    const ePortReturn result =
+        listMessages(port, type, commandText(eAT_CMD_CMGL_PDU_READ), queue, cutOff);
+    if (result == ePORT_NO_FINAL_RESULT) return eListing::TIMEOUT;
+    tSmsQueue fresh = withoutSaved(queue, root);
+    const bool saved = saveListed(fresh, modem, root, partPaths);
+    return saved && result == ePORT_OK ? eListing::SAVED : eListing::HELD;
+}
+
+// The unread messages. recover: the answers cannot be trusted to be complete.
+eListing takeMessages(int port, e3gppType type, sModemInfo& modem, const std::string& root,
+                      bool recover, std::vector<std::string>& partPaths) {
+    bool cutOff;
+    tSmsQueue queue;
+    const ePortReturn result =
+        listMessages(port, type, commandText(eAT_CMD_CMGL_PDU_UNREAD), queue, cutOff);
+    if (result == ePORT_NO_FINAL_RESULT) return eListing::TIMEOUT;
+    const bool saved = queue.empty() || saveListed(queue, modem, root, partPaths);
+    if (!recover && !cutOff) return saved ? eListing::SAVED : eListing::HELD;
+    const eListing recovered = recoverRead(port, type, modem, root, partPaths);
+    return recovered == eListing::SAVED && !saved ? eListing::HELD : recovered;
+}
+
+void tellSpoolError(const std::string& root) {
+    const int error = errno;
+    debug(g_receiveState.spoolErrorLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
+          "Error: Cannot write SMS folder %s, errno %d (%s)", root.c_str(), error, strerror(error));
+    g_receiveState.spoolErrorLogged = true;
+}
+
+// Complete messages, and those that an earlier check could not write.
+void joinParts(sModemInfo& modem, const std::string& root,
+               const std::vector<std::string>& written) {
+    if (g_receiveState.partsRepeated) removeRepeatedParts(root, written);
+    g_receiveState.partsRepeated = false;
+    tSmsQueue queue;
+    takeJournals(queue, root);
+    checkSmsParts(queue, root);
+    if (queue.empty()) return;
+    waitForFreeNames(queue, root);
+    modem.i_sms_received += writeSmsMessages(queue, root);
+}
+
+}  // namespace
+
+ePortReturn getSmsMsg(int port, e3gppType type, eSmsReadType readType, tSmsQueue& queue) {
+    traceEntry(eLOG_SMS, __func__);
+    std::string command;
+    if (!findCommand(READ_COMMANDS, readType, command)) {
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Unknown SMS read command Command %d",
+              __func__, readType);
+        return SMS_UNKNOWN_TYPE;
+    }
+    bool cutOff;
+    return listMessages(port, type, command, queue, cutOff);
+}
+
+ePortReturn deleteSmsMsg(int port, eSmsDelType type) {
+    traceEntry(eLOG_SMS, __func__);
+    std::string command;
+    if (!findCommand(DELETE_COMMANDS, type, command)) {
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Unknown SMS delete command Command %d",
+              __func__, type);
+        return SMS_UNKNOWN_TYPE;
+    }
+    return tellModem(port, command, DELETE_TIMEOUT_S);
+}
+
+void parseSmsPduMessages(e3gppType type, const std::string& response, tSmsQueue& queue) {
+    cListingReader reader(type, queue);
+    for (const std::string& line : tokenstr(response, '\n', eEmptyTokens::DROP))
+        reader.takeLine(line);
+}
+
+void decodePduUserdata(const sms_t& sms, std::string& text) {
+    text.clear();
+    const size_t length = std::min(sms.userDataLength, sms.userData.size());
+    if (length == 0) return;
+    if (sms.dataCoding == SMS_CODING_16BIT)
+        append16BitText(sms.userData.data(), length, text);
+    else if (sms.dataCoding == SMS_CODING_8BIT)
+        append8BitText(sms.userData.data(), length, text);
+    else
+        appendUnpackedText(sms.userData.data(), length, text);
+}
+
+eGeneralErrors checkReceiveSmS(int port, sModemInfo& modem, const std::string& root) {
+    traceEntry(eLOG_SMS, __func__);
+    const e3gppType type = smsTypeOf(modem);
+    // An answer that comes too late would be taken for that of the listing.
+    const bool answerAstray = setSmsMode(port, eSMS_MODE_PDU) == ePORT_NO_FINAL_RESULT;
+
+    bool leftOver;
+    if (!openListing(root, leftOver)) {
+        tellSpoolError(root);
+        return eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE;
+    }
+    g_receiveState.spoolErrorLogged = false;
+    std::vector<std::string> partPaths;
+    const eListing listing =
+        takeMessages(port, type, modem, root, leftOver || answerAstray, partPaths);
+    if (listing == eListing::TIMEOUT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    if (listing == eListing::SAVED) {
+        closeListing(root);
+        g_receiveState.recoveryLogged = false;
+    }
+    joinParts(modem, root, partPaths);
+    return eSUCCESS;
+}
+
+void forgetListedMessages() {
+    g_receiveState.listed.clear();
+}
+
+void resetReceiveState() {
+    g_receiveState = {};
+}

@@ -1,0 +1,321 @@
+#include "sms/send.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+
+#include "atcmd/command.h"
+#include "include/shell.h"
+#include "platform/include/sms_pdu.h"
+#include "platform/include/text_helpers.h"
+#include "sms/message_file.h"
+#include "sms/receive.h"
+#include "sms/spool.h"
+#include "sms/wall_clock.h"
+
+namespace {
+
+constexpr unsigned PROMPT_TIMEOUT_S = 0;
+constexpr unsigned SEND_TIMEOUT_S = 60;
+constexpr unsigned ABORT_TIMEOUT_S = 0;
+constexpr unsigned TEXT_MODE_TIMEOUT_S = 2;
+
+const char* const CTRL_Z = "\x1a";  // ends the text at the prompt, and sends it
+const char* const ESC = "\x1b";     // ends it, and sends nothing
+
+constexpr int ATTEMPTS_MAX = 3;
+constexpr size_t LOGGED_MAX = 50;
+
+// Characters that need no quoting in a shell command.
+const char* const SAFE_CHARACTERS =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+@%,:=/-";
+
+struct sSendState {
+    std::string dir;   // /send/, since the first call
+    std::string path;  // file last read
+    int failures = 0;  // of that file
+    bool dirErrorLogged = false;
+    // Files that are done with but could not be removed: they must not be sent again and again.
+    std::map<std::string, sFileIdentity> stuck;
+};
+
+sSendState g_sendState;
+
+struct sTextModeRow {
+    eTextMode mode;
+    const char* name;
+};
+
+const sTextModeRow TEXT_MODES[] = {
+    {eSMS_TEXT_GSM, "GSM"},         {eSMS_TEXT_IRA, "IRA"},   {eSMS_TEXT_8859_1, "8859-1"},
+    {eSMS_TEXT_PCCP437, "PCCP437"}, {eSMS_TEXT_UCS2, "UCS2"}, {eSMS_TEXT_HEX, "HEX"},
+};
+
+// A file of /send/ on its way.
+struct sSendFile {
+    std::string path;
+    std::string newName;  // in /send_ok/ or /send_fail/
+    sFileIdentity identity;
+    std::string number;
+    std::string message;
+};
+
+bool isToBeSent(const std::string& path, sFileIdentity& identity) {
+    if (!identifyFile(path, identity) || !isRegularFile(identity)) return false;
+    const auto stuck = g_sendState.stuck.find(path);
+    if (stuck == g_sendState.stuck.end()) return true;
+    if (stuck->second == identity) return false;
+    g_sendState.stuck.erase(stuck);
+    return true;
+}
+
+// The last regular file of a listing; anything else in the folder is passed over.
+bool findLastFile(const std::vector<std::string>& names, std::string& name,
+                  sFileIdentity& identity) {
+    const auto last = std::find_if(names.rbegin(), names.rend(), [&](const std::string& entry) {
+        return isToBeSent(g_sendState.dir + entry, identity);
+    });
+    if (last == names.rend()) return false;
+    name = *last;
+    return true;
+}
+
+// The file's name with the time behind it, within what a name may have.
+std::string archiveName(const std::string& name) {
+    const std::string suffix = "." + fileTimeText();
+    return name.substr(0, SMS_NAME_MAX - suffix.size()) + suffix;
+}
+
+bool isSafeForShell(const std::string& text) {
+    return text.find_first_not_of(SAFE_CHARACTERS) == std::string::npos;
+}
+
+// A writer may have put its next message under the same name meanwhile.
+bool isStillThere(const sSendFile& file) {
+    sFileIdentity now;
+    return identifyFile(file.path, now) && now == file.identity;
+}
+
+void removeSendFile(const std::string& path) {
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot delete SMS file %s, errno %d (%s)",
+          oneLineText(path).c_str(), errno, strerror(errno));
+    sFileIdentity identity;
+    if (identifyFile(path, identity)) g_sendState.stuck[path] = identity;
+}
+
+// A name that a shell would not take as it stands does not get near one.
+void moveSendFile(const sSendFile& file, const std::string& root, const char* dir) {
+    if (!isStillThere(file)) return;
+    const std::string target = root + dir + file.newName;
+    if (isSafeForShell(file.path) && isSafeForShell(target))
+        runShellCommand("mv -f " + file.path + " " + target);
+    else
+        rename(file.path.c_str(), target.c_str());
+    removeSendFile(file.path);
+}
+
+void finishSent(const sSendFile& file, sModemInfo& modem, const std::string& root) {
+    debug(eLOG_NOTICE, g_i_debugMode, "Send Success: TO=%s, MSG=%s", file.number.c_str(),
+          oneLineText(file.message).c_str());
+    moveSendFile(file, root, SMS_DIR_SEND_OK);
+    g_Cp_DelaySendSMS->Stop();
+    ++modem.i_sms_sent;
+    g_sendState.failures = 0;
+    g_sendState.path.clear();
+}
+
+void giveUp(const sSendFile& file, sModemInfo& modem, const std::string& root) {
+    debug(eLOG_NOTICE, g_i_debugMode, "Max send attempt, moving file to %s/%s", SMS_DIR_SEND_FAIL,
+          oneLineText(file.newName).c_str());
+    moveSendFile(file, root, SMS_DIR_SEND_FAIL);
+    g_sendState.failures = 0;
+    ++modem.i_sms_sent_fail;
+}
+
+void finishFailed(const sSendFile& file, sModemInfo& modem, const std::string& root) {
+    const bool isLast = ++g_sendState.failures >= ATTEMPTS_MAX;
+    debug(eLOG_NOTICE, g_i_debugMode,
+          isLast ? "Send #%d Failed : TO=%s, MSG=%s (truncated)"
+                 : "Send #%d Failed: TO=%s, MSG=%s (truncated)",
+          g_sendState.failures, file.number.c_str(),
+          oneLineText(file.message.substr(0, LOGGED_MAX)).c_str());
+    if (isLast) giveUp(file, modem, root);
+    g_Cp_DelaySendSMS->Start();
+}
+
+eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sSendFile& file) {
+    debug(eLOG_NOTICE, g_i_debugMode, "Reading SMS File %s", oneLineText(file.path).c_str());
+    if (file.path != g_sendState.path) g_sendState.failures = 0;
+    g_sendState.path = file.path;
+
+    const bool isValid = parseSmsFile(file.path, file.number, file.message);
+    if (!isStillThere(file)) return eSUCCESS;  // replaced or taken back while it was read
+    if (!isValid) {
+        debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, deleting",
+              oneLineText(file.path).c_str());
+        removeSendFile(file.path);
+        g_sendState.failures = 0;
+        return eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE;
+    }
+    const eGeneralErrors result =
+        sendSmSMessage(port, file.number, modem.s_own_number, file.message, smsTypeOf(modem));
+    if (result == eSUCCESS)
+        finishSent(file, modem, root);
+    else
+        finishFailed(file, modem, root);
+    return result;
+}
+
+void truncateMessage(std::string& message) {
+    if (message.size() <= SMS_MESSAGE_MAX) return;
+    debug(eLOG_NOTICE, g_i_debugMode, "SMS Message too long (%d chars), truncating to %d chars",
+          static_cast<int>(message.size()), static_cast<int>(SMS_MESSAGE_MAX));
+    message.resize(SMS_MESSAGE_MAX);
+}
+
+eGeneralErrors mapSendResult(ePortReturn result) {
+    if (result == ePORT_NO_FINAL_RESULT) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: Sending PDU encoded SMS message timed out");
+        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    }
+    if (isPortError(result)) {
+        debug(eLOG_NOTICE, g_i_debugMode,
+              "Error: Sending PDU encoded SMS message returned an error");
+        return eERROR_DEVICE_SMS_PDU_SEND_ERROR;
+    }
+    debug(eLOG_NOTICE, g_i_debugMode, "Success sending PDU SMS message");
+    return eSUCCESS;
+}
+
+eGeneralErrors sendAsPdus(int port, const std::string& number, const std::string& address,
+                          const std::string& message) {
+    const sms_encode_request_t request = {number, isInternationalNumber(number), address, message};
+    setSmsMode(port, eSMS_MODE_PDU);
+    sms_encode_result_t encoded;
+    if (sms_encode_pdus(request, 0, (g_i_debugMode & eLOG_SMS_PDU) != 0, encoded) != 0) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: Failed to PDU Encode SMS message, cannot send");
+        return eERROR_DEVICE_SMS_PDU_ENCODE_FAILURE;
+    }
+    for (const std::string& pdu : encoded.pdus) {
+        debug(eLOG_SMS, g_i_debugMode, "sendSmSMessage(): Decoded SMS: Length: %d PDU: %s",
+              static_cast<int>(pdu.size()), pdu.c_str());
+        const eGeneralErrors result = mapSendResult(sendSmsPdu(port, pdu.size(), pdu));
+        if (result != eSUCCESS) return result;
+    }
+    return eSUCCESS;
+}
+
+// Ctrl-Z or ESC in a message would end the prompt, and the modem would take the rest as commands.
+bool breaksPrompt(char c) {
+    return static_cast<unsigned char>(c) < 0x20 && c != '\r' && c != '\n' && c != '\t';
+}
+
+eGeneralErrors sendAsText(int port, const std::string& number, std::string message) {
+    if (setSmsMode(port, eSMS_MODE_TEXT) == ePORT_NO_FINAL_RESULT) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: Setting SMS text 'send mode' timed out");
+        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    }
+    if (setSmsTextMode(port, eSMS_TEXT_IRA) == ePORT_NO_FINAL_RESULT) {
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: Setting SMS text 'send mode type' timed out");
+        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    }
+    truncateMessage(message);
+    std::replace(message.begin(), message.end(), '\r', '\n');
+    return mapSendResult(sendSmsText(port, number, message));
+}
+
+// AT+CMGS, and the text at its prompt. The prompt "> " is no final result, so the wait for it
+// always ends without one.
+ePortReturn sendAtPrompt(int port, const char* function, const std::string& arguments,
+                         const std::string& text) {
+    const std::string command = commandText(eAT_CMD_CMGS_SET, arguments);
+    std::string response;
+    ePortReturn result = queryModem(port, command, response, PROMPT_TIMEOUT_S);
+    if (result == ePORT_ERROR) return result;
+    if (result == ePORT_CMX_ERROR) {
+        parseCMXerror(result, response);
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command %s returned CME error %d (%s)",
+              function, command.c_str(), result, mapText(CMEE_Map, result).c_str());
+        return result;
+    }
+    result = queryModem(port, text + CTRL_Z, response, SEND_TIMEOUT_S);
+    if (result == ePORT_NO_FINAL_RESULT) {
+        std::string ignored;
+        queryModem(port, ESC, ignored, ABORT_TIMEOUT_S);
+    } else if (result == ePORT_CMX_ERROR) {
+        parseCMXerror(result, response);
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command '%s%s' returned CME error %d (%s)",
+              function, command.c_str(), oneLineText(text).c_str(), result,
+              mapText(CMEE_Map, result).c_str());
+    }
+    return result;
+}
+
+}  // namespace
+
+eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root) {
+    traceEntry(eLOG_SMS, __func__);
+    if (g_Cp_DelaySendSMS->IsTimerRunning()) return eERROR_DEVICE_SMS_DELAY_TIMER_RUNNING;
+    if (g_sendState.dir.empty()) g_sendState.dir = root + SMS_DIR_SEND;
+
+    std::vector<std::string> names;
+    const int error = listSpoolDir(g_sendState.dir, names);
+    if (error != 0) {
+        debug(g_sendState.dirErrorLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
+              "%s(): Unable to read SMS DIR %s, errno %d (%s)", __func__, g_sendState.dir.c_str(),
+              error, strerror(error));
+        g_sendState.dirErrorLogged = true;
+        return eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE;
+    }
+    g_sendState.dirErrorLogged = false;
+    std::string name;
+    sSendFile file;
+    if (!findLastFile(names, name, file.identity)) {
+        g_sendState.path.clear();
+        return eSUCCESS;
+    }
+    file.path = g_sendState.dir + name;
+    file.newName = archiveName(name);
+    return sendFile(port, modem, root, file);
+}
+
+eGeneralErrors sendSmSMessage(int port, const std::string& number, const std::string& address,
+                              const std::string& message, e3gppType type) {
+    traceEntry(eLOG_SMS, __func__);
+    std::string text = cleanEndWhiteSpace(message);
+    truncateMessage(text);
+    return type == eSMS_3GPP2 ? sendAsText(port, number, text)
+                              : sendAsPdus(port, number, address, text);
+}
+
+ePortReturn sendSmsPdu(int port, size_t length, const std::string& pdu) {
+    traceEntry(eLOG_SMS, __func__);
+    return sendAtPrompt(port, __func__, itos(static_cast<int>(length / 2) - 1), pdu);
+}
+
+ePortReturn sendSmsText(int port, const std::string& number, const std::string& message) {
+    traceEntry(eLOG_SMS, __func__);
+    std::string text = message;
+    std::replace_if(text.begin(), text.end(), breaksPrompt, '?');
+    return sendAtPrompt(port, __func__, doubleQuoted(number), text);
+}
+
+ePortReturn setSmsTextMode(int port, eTextMode mode) {
+    traceEntry(eLOG_SMS, __func__);
+    for (const sTextModeRow& row : TEXT_MODES)
+        if (row.mode == mode)
+            return tellModem(port, commandText(eAT_CMD_CSCS_SET, doubleQuoted(row.name)),
+                             TEXT_MODE_TIMEOUT_S);
+    debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Unknown SMS Text command Command %d", __func__,
+          mode);
+    return SMS_UNKNOWN_TYPE;
+}
+
+void resetSendState() {
+    g_sendState = {};
+}

@@ -1,0 +1,171 @@
+#include "sms/spool.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "include/debug.h"
+#include "include/options.h"
+#include "include/utilities.h"
+#include "platform/include/text_helpers.h"
+#include "sms/wall_clock.h"
+
+const char* const SMS_DIR_RECV = "/recv/";
+const char* const SMS_DIR_RECV_PARTS = "/recv_parts/";
+const char* const SMS_DIR_RECV_POST = "/recv_post/";
+const char* const SMS_DIR_SEND = "/send/";
+const char* const SMS_DIR_SEND_FAIL = "/send_fail/";
+const char* const SMS_DIR_SEND_OK = "/send_ok/";
+
+namespace {
+
+constexpr unsigned DELETE_OLD_FILES_S = 900;
+constexpr unsigned CHECK_S = 5;
+constexpr unsigned DELAY_SEND_S = 5;
+
+constexpr long long FILE_AGE_MAX_S = 86400;
+constexpr int FILE_AGE_MAX_MIN = FILE_AGE_MAX_S / 60;
+
+constexpr int64_t NS_PER_S = 1000000000;
+
+const char* const ALL_DIRS[] = {SMS_DIR_RECV, SMS_DIR_RECV_PARTS, SMS_DIR_RECV_POST,
+                                SMS_DIR_SEND, SMS_DIR_SEND_FAIL,  SMS_DIR_SEND_OK};
+const char* const SWEPT_DIRS[] = {SMS_DIR_RECV, SMS_DIR_SEND, SMS_DIR_RECV_PARTS};
+
+// The name of the folder itself: with a slash behind it the system follows a link.
+std::string withoutEndSlash(const std::string& path) {
+    const size_t last = path.find_last_not_of('/');
+    return last == std::string::npos ? path : path.substr(0, last + 1);
+}
+
+bool isLink(const std::string& dir) {
+    sFileIdentity identity;
+    return identifyFile(withoutEndSlash(dir), identity) && S_ISLNK(identity.mode);
+}
+
+void deleteIfOld(const std::string& path, time_t now) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) return;
+    const long long ageS = static_cast<long long>(now) - info.st_mtime;
+    const std::string shown = oneLineText(path);
+    debug(eLOG_SMS, g_i_debugMode,
+          " deleteOldSmSFiles(): Checking age of SMS file %s, %lld/%lld seconds", shown.c_str(),
+          ageS, FILE_AGE_MAX_S);
+    if (ageS <= FILE_AGE_MAX_S) return;
+    debug(eLOG_NOTICE, g_i_debugMode, "Deleting SMS file '%s', older than %d minutes.",
+          shown.c_str(), FILE_AGE_MAX_MIN);
+    unlink(path.c_str());  // of a folder it fails, and the folder may stay
+}
+
+std::string replaced(std::string text, bool (*unwanted)(unsigned char)) {
+    std::replace_if(
+        text.begin(), text.end(), [&](char c) { return unwanted(static_cast<unsigned char>(c)); },
+        '_');
+    return text;
+}
+
+bool isControl(unsigned char byte) {
+    return byte < 0x20 || byte == 0x7f;
+}
+
+bool isControlOrSlash(unsigned char byte) {
+    return isControl(byte) || byte == '/';
+}
+
+}  // namespace
+
+cTimer g_C_deleteOldSmsFiles(0, DELETE_OLD_FILES_S);
+std::unique_ptr<cTimer> g_Cp_CheckSMS = std::make_unique<cTimer>(0, CHECK_S);
+std::unique_ptr<cTimer> g_Cp_DelaySendSMS = std::make_unique<cTimer>(0, DELAY_SEND_S);
+
+void resetSmsTimers() {
+    g_C_deleteOldSmsFiles.Stop();
+    g_Cp_CheckSMS->Stop();
+    g_Cp_DelaySendSMS->Stop();
+}
+
+uint8_t makeSmsDirs(const std::string& root) {
+    const std::string base = !root.empty() && root.back() == '/' ? root : root + "/";
+    uint8_t failures = 0;
+    for (const char* name : ALL_DIRS) {
+        const std::string dir = base + (name + 1);
+        if (_mkdir(dir) != 0 || isLink(dir)) ++failures;
+    }
+    return failures;
+}
+
+void warnAboutForeignSpool(const std::string& root) {
+    struct stat info {};
+    if (lstat(withoutEndSlash(root).c_str(), &info) != 0) return;
+    if (S_ISLNK(info.st_mode) || info.st_uid != geteuid())
+        debug(eLOG_NOTICE, g_i_debugMode,
+              "Warning: SMS folder %s is a link or belongs to another user (%u)", root.c_str(),
+              static_cast<unsigned>(info.st_uid));
+}
+
+void cleanUpSmSFiles(const std::string& root) {
+    if (g_C_deleteOldSmsFiles.IsTimerRunning()) return;
+    debug(eLOG_SMS, g_i_debugMode, "%s() running", __func__);
+    g_C_deleteOldSmsFiles.Start();
+    for (const char* dir : SWEPT_DIRS)
+        deleteOldSmSFiles(root + dir);
+}
+
+void deleteOldSmSFiles(const std::string& dir) {
+    debug(eLOG_SMS, g_i_debugMode, "%s(%s): running", __func__, dir.c_str());
+    std::vector<std::string> names;
+    const int error = listSpoolDir(dir, names);
+    if (error != 0) {
+        debug(eLOG_NOTICE, g_i_debugMode, " %s():  Cannot read dir %s, errno %d (%s)", __func__,
+              dir.c_str(), error, strerror(error));
+        return;
+    }
+    const time_t now = wallClockNow().tv_sec;
+    for (auto name = names.rbegin(); name != names.rend(); ++name)
+        deleteIfOld(dir + *name, now);
+}
+
+bool isSpoolDir(const std::string& dir) {
+    sFileIdentity identity;
+    return identifyFile(withoutEndSlash(dir), identity) && S_ISDIR(identity.mode);
+}
+
+int listSpoolDir(const std::string& dir, std::vector<std::string>& names) {
+    names.clear();
+    return isLink(dir) ? ELOOP : readFilesInDir(dir, names);
+}
+
+bool operator==(const sFileIdentity& a, const sFileIdentity& b) {
+    return a.device == b.device && a.inode == b.inode && a.mode == b.mode && a.size == b.size &&
+           a.modifiedNs == b.modifiedNs;
+}
+
+bool identifyFile(const std::string& path, sFileIdentity& identity) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) != 0) return false;
+    identity.device = info.st_dev;
+    identity.inode = info.st_ino;
+    identity.mode = info.st_mode;
+    identity.size = info.st_size;
+    identity.modifiedNs = info.st_mtim.tv_sec * NS_PER_S + info.st_mtim.tv_nsec;
+    return true;
+}
+
+bool isRegularFile(const sFileIdentity& identity) {
+    return S_ISREG(identity.mode);
+}
+
+std::string oneLineText(const std::string& text) {
+    return replaced(text, isControl);
+}
+
+std::string fileNameText(const std::string& text) {
+    return replaced(text, isControlOrSlash);
+}
+
+std::string ownSpoolFile(const std::string& root, const std::string& name) {
+    return root + "/.cellslot-" + name + "." + g_S_options.s_port;
+}

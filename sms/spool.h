@@ -1,0 +1,76 @@
+#ifndef SMS_SPOOL_H
+#define SMS_SPOOL_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/include/timer.h"
+
+// The spool: a root folder with six folders below. Other programs put files in and take files out,
+// so every name and every entry found there is checked before it is used.
+
+extern const char* const SMS_DIR_RECV;        // complete received messages
+extern const char* const SMS_DIR_RECV_PARTS;  // parts that wait for the rest of their message
+extern const char* const SMS_DIR_RECV_POST;   // for other programs
+extern const char* const SMS_DIR_SEND;        // to be sent
+extern const char* const SMS_DIR_SEND_FAIL;   // given up
+extern const char* const SMS_DIR_SEND_OK;     // sent
+
+// A message file, in or out, is at most so long.
+constexpr size_t SMS_FILE_MAX = 131072;
+// And its name (NAME_MAX).
+constexpr size_t SMS_NAME_MAX = 255;
+
+extern cTimer g_C_deleteOldSmsFiles;               // until the next sweep
+extern std::unique_ptr<cTimer> g_Cp_CheckSMS;      // until the next check
+extern std::unique_ptr<cTimer> g_Cp_DelaySendSMS;  // from a failed attempt to the next
+
+// For tests: the timers as before initSMS.
+void resetSmsTimers();
+
+// Creates the folders that are missing. Returns how many are not there afterwards; a link in the
+// place of one counts, since somebody else decides where it leads.
+uint8_t makeSmsDirs(const std::string& root);
+
+// Says so in the log when the root is a link or belongs to somebody else, who then can read,
+// change and forge messages.
+void warnAboutForeignSpool(const std::string& root);
+
+// Deletes message files that nobody took for a day, at most every 15 minutes.
+void cleanUpSmSFiles(const std::string& root);
+void deleteOldSmSFiles(const std::string& dir);
+
+// Whether a spool folder is there and no link.
+bool isSpoolDir(const std::string& dir);
+
+// The names in a spool folder, as readFilesInDir. A link in its place is refused with ELOOP.
+int listSpoolDir(const std::string& dir, std::vector<std::string>& names);
+
+// What tells a file from the one that had its name before, and from itself before a change.
+struct sFileIdentity {
+    dev_t device = 0;
+    ino_t inode = 0;
+    mode_t mode = 0;
+    off_t size = 0;
+    int64_t modifiedNs = 0;
+};
+
+bool operator==(const sFileIdentity& a, const sFileIdentity& b);
+
+// Without following a link. False when there is no such entry.
+bool identifyFile(const std::string& path, sFileIdentity& identity);
+bool isRegularFile(const sFileIdentity& identity);
+
+// A text of somebody else for a log line or one line of a file: control characters become '_'.
+std::string oneLineText(const std::string& text);
+// The same for a part of a file name: a '/' becomes '_' as well.
+std::string fileNameText(const std::string& text);
+
+// A hidden file of this daemon in the root. Daemons of other modem slots use the same spool.
+std::string ownSpoolFile(const std::string& root, const std::string& name);
+
+#endif

@@ -1,0 +1,509 @@
+#include "statemachine/data_session.h"
+
+#include "include/debug.h"
+#include "include/options.h"
+#include "statemachine/network_interface.h"
+#include "statemachine/timers.h"
+#include "tests/support/flow_fixture.h"
+
+namespace {
+
+class DataSession : public cFlowFixture {
+  protected:
+    void startRegistered(const nlohmann::json& scenario = nlohmann::json::object()) {
+        start(scenario);
+        device.network.b_registered = true;
+        device.network.i_reg_state = eREG_HOME;
+        // A healthy modem after set-up: its context defined, numeric errors.
+        for (const char* command : {"AT+CMEE=1", "AT+CGDCONT=1,\"IP\",\"internet\""})
+            tell(command);
+        commands();
+    }
+
+    void tell(const std::string& command) {
+        port().modem().receiveAt(command + "\r", port().nowMs());
+        port().modem().advance(port().nowMs());
+        port().modem().takeAtOutput();
+    }
+
+    eGeneralErrors startSession() { return startDataSession(handle(), device, config); }
+    eGeneralErrors maybeStart() {
+        return maybeStartDataSession(handle(), device, config, g_C_netConDelayTimer);
+    }
+    bool isGood() { return isDataConnectionGood(handle(), device, config); }
+};
+
+const tCommands SESSION = {
+    "AT+CGATT?", "AT+CGATT=1",   "AT+CGATT?", "AT+COPS?",       "AT#NCM=1,1",
+    "AT+CGACT?", "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", "AT+CGDATA=\"M-RAW_IP\",1"};
+
+struct sStepCase {
+    const char* name;
+    size_t step;  // index in SESSION of the command that fails, at its first occurrence
+    const char* kind;
+    int number;
+    eGeneralErrors result;
+};
+
+}  // namespace
+
+TEST_F(DataSession, HealthyModem_IsStartedWithTheWholeSequence) {
+    startRegistered();
+    EXPECT_EQ(startSession(), eSUCCESS);
+    EXPECT_EQ(commands(), SESSION);
+    EXPECT_EQ(device.s_ipv4_address, "10.64.1.8");
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
+TEST_F(DataSession, ConnectWithoutOk_IsTakenAfterTheWait) {
+    startRegistered({{"cgdata_ok", false}});
+    const uint64_t before = port().nowMs();
+    EXPECT_EQ(startSession(), eSUCCESS);
+    EXPECT_GE(port().nowMs() - before, 1000u);
+}
+
+class DataSessionStep : public DataSession, public ::testing::WithParamInterface<sStepCase> {};
+
+TEST_P(DataSessionStep, Failure_EndsTheStartThereWithItsCode) {
+    const sStepCase& test = GetParam();
+    startRegistered();
+    const std::string& command = SESSION[test.step];
+    fault(command, test.kind, test.number);
+    EXPECT_EQ(startSession(), test.result);
+    const size_t sent = test.result == eSUCCESS ? SESSION.size() : test.step + 1;
+    EXPECT_EQ(commands(), tCommands(SESSION.begin(), SESSION.begin() + static_cast<long>(sent)));
+    EXPECT_EQ(shell.calls().size(), test.result == eSUCCESS ? 1u : 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, DataSessionStep,
+    ::testing::Values(
+        sStepCase{"AttachQuerySilent", 0, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"AttachError", 1, "error", 0, eERROR_DEVICE_NETWORK_ATTACH_FAILURE},
+        sStepCase{"AttachCme", 1, "cme", 30, eERROR_DEVICE_NETWORK_ATTACH_FAILURE},
+        sStepCase{"AttachSilent", 1, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"OperatorError", 3, "error", 0, eERROR_DEVICE_NETWORK_ATTACH_FAILURE},
+        sStepCase{"OperatorSilent", 3, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"NcmError", 4, "error", 0, eERROR_DEVICE_NMC_DATA_SET_ERROR},
+        sStepCase{"NcmSilent", 4, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"ContextListError", 5, "error", 0, eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE},
+        sStepCase{"ContextListSilent", 5, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"ActivateCme", 6, "cme", 148, eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE},
+        sStepCase{"ActivateSilent", 6, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"AddressesError", 8, "error", 0, eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR},
+        sStepCase{"AddressesSilent", 8, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT},
+        sStepCase{"DataModeError", 9, "error", 0, eERROR_DEVICE_RAW_DATA_SET_ERROR},
+        sStepCase{"DataModeCme", 9, "cme", 3, eERROR_DEVICE_RAW_DATA_SET_ERROR},
+        sStepCase{"DataModeSilent", 9, "silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(DataSession, ModemThatStaysDetached_Gives203) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGATT=1"},
+           {"kind", "answer"},
+           {"lines", nlohmann::json::array()}});
+    EXPECT_EQ(startSession(), eERROR_DEVICE_NETWORK_NOT_ATTACHED);
+}
+
+TEST_F(DataSession, ContextThatStaysInactive_Gives205) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGACT=1,1"},
+           {"kind", "answer"},
+           {"lines", nlohmann::json::array()}});
+    EXPECT_EQ(startSession(), eERROR_DEVICE_PDP_CONTEXT_NOT_ACTIVE);
+}
+
+TEST_F(DataSession, NoUsableAddress_Gives207) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGCONTRDP=1"},
+           {"kind", "answer"},
+           {"lines", {"+CGCONTRDP: 1,5,\"internet\",\"nonsense\""}}});
+    EXPECT_EQ(startSession(), eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE);
+}
+
+TEST_F(DataSession, DataModeWithOkAlone_Gives210) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGDATA=\"M-RAW_IP\",1"},
+           {"kind", "answer"},
+           {"lines", nlohmann::json::array()}});
+    EXPECT_EQ(startSession(), eERROR_DEVICE_RAW_DATA_SET_NO_CONNECT);
+}
+
+TEST_F(DataSession, FailingInterfaceScript_Gives300) {
+    startRegistered();
+    shell.setStatus("setup_cellint.sh", 1);
+    EXPECT_EQ(startSession(), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+}
+
+TEST_F(DataSession, AttachedModem_IsDetachedFirst_AndARefusedDetachIsNoFailure) {
+    startRegistered({{"attached", true}});
+    fault("AT+CGATT=0", "error");
+    EXPECT_EQ(startSession(), eSUCCESS);
+    const tCommands sent = commands();
+    EXPECT_EQ(sent[1], "AT+CGATT=0");
+    EXPECT_EQ(sent[2], "AT+CGATT=1");
+}
+
+TEST_F(DataSession, ContextSeenActiveOnce_IsNeverActivatedAgain) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGACT?"},
+           {"kind", "answer"},
+           {"count", 1},
+           {"lines", {"+CGACT: 1,1"}}});
+    startSession();
+    commands();
+    tell("AT+CGATT=1");
+    tell("AT+CGACT=0,1");
+    const eGeneralErrors result = startSession();
+    EXPECT_TRUE(result == eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR ||
+                result == eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE)
+        << result;
+    for (const std::string& command : commands())
+        EXPECT_NE(command, "AT+CGACT=1,1");
+}
+
+TEST_F(DataSession, OtherActiveContexts_AreDeactivatedAndOddTokensIgnored) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGACT?"},
+           {"kind", "answer"},
+           {"count", 1},
+           {"lines", {"+CGACT: 2,1", "+CGACT: ,1", "+CGACT: x,1", "+CGACT: 4,0"}}});
+    order({{"op", "fault"},
+           {"match", "AT+CGACT=0,2"},
+           {"kind", "answer"},
+           {"lines", nlohmann::json::array()}});
+    EXPECT_EQ(startSession(), eSUCCESS);
+    tCommands deactivated;
+    for (const std::string& command : commands())
+        if (command.compare(0, 11, "AT+CGACT=0,") == 0) deactivated.push_back(command);
+    EXPECT_EQ(deactivated, (tCommands{"AT+CGACT=0,2"}));
+}
+
+TEST_F(DataSession, RefusedDeactivation_AbortsWith204) {
+    startRegistered();
+    order({{"op", "fault"},
+           {"match", "AT+CGACT?"},
+           {"kind", "answer"},
+           {"count", 1},
+           {"lines", {"+CGACT: 2,1", "+CGACT: 1,1"}}});
+    fault("AT+CGACT=0,2", "error");
+    EXPECT_EQ(startSession(), eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE);
+    EXPECT_EQ(commands().back(), "AT+CGACT=0,2");
+    EXPECT_EQ(logCount("startDataSession(): Deactivate PDP context 2 failed with an ERROR"), 1u);
+}
+
+TEST_F(DataSession, VerizonImage_KeepsForeignContexts) {
+    startRegistered();
+    device.modem.e_firmware_carrier = eFIRMWARE_CARRIER_VERIZON;
+    order({{"op", "fault"},
+           {"match", "AT+CGACT?"},
+           {"kind", "answer"},
+           {"count", 1},
+           {"lines", {"+CGACT: 2,1"}}});
+    EXPECT_EQ(startSession(), eSUCCESS);
+    for (const std::string& command : commands())
+        EXPECT_NE(command, "AT+CGACT=0,2");
+}
+
+TEST_F(DataSession, FailedStart_IsNotRepeatedForThirtySeconds) {
+    startRegistered();
+    fault("AT#NCM=1,1", "error");
+    EXPECT_EQ(maybeStart(), eERROR_DEVICE_NMC_DATA_SET_ERROR);
+    EXPECT_EQ(
+        logCount("Failed to start network connection, starting 30 second Network Delay Timer"), 1u);
+    commands();
+    passSeconds(29);
+    EXPECT_EQ(maybeStart(), eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING);
+    EXPECT_TRUE(commands().empty());
+    // The wait does not hide why the attempt failed.
+    EXPECT_EQ(device.e_last_connect_error, eERROR_DEVICE_NMC_DATA_SET_ERROR);
+    passSeconds(1);
+    EXPECT_EQ(maybeStart(), eSUCCESS);
+    EXPECT_EQ(device.e_last_connect_error, eSUCCESS);
+    EXPECT_EQ(logCount("Network Delay Timer finished"), 1u);
+}
+
+TEST_F(DataSession, RegistrationLost_KeepsTheSessionForFifteenSeconds) {
+    startRegistered();
+    g_C_checkRegTimer.Stop();
+    device.network.b_registered = false;
+    EXPECT_TRUE(isGood());
+    passSeconds(14);
+    EXPECT_TRUE(isGood());
+    EXPECT_EQ(device.s_connection_status, "CONNECTED");
+    passSeconds(1);
+    EXPECT_FALSE(isGood());
+    EXPECT_EQ(device.s_connection_status, "DISCONNECTED");
+    EXPECT_TRUE(commands().empty());
+}
+
+TEST_F(DataSession, InactiveContext_EndsTheSession) {
+    startRegistered();
+    EXPECT_FALSE(isGood());
+    EXPECT_EQ(commands(), (tCommands{"AT+CGACT?"}));
+    EXPECT_EQ(logCount("Profile 1 no longer connected"), 1u);
+}
+
+TEST_F(DataSession, SilentContextQuery_EndsTheSession) {
+    startRegistered();
+    ASSERT_EQ(startSession(), eSUCCESS);
+    fault("AT+CGACT?", "silence");
+    EXPECT_FALSE(isGood());
+}
+
+TEST_F(DataSession, AddressThatChanged_EndsTheSession) {
+    startRegistered();
+    ASSERT_EQ(startSession(), eSUCCESS);
+    EXPECT_TRUE(isGood());
+    order({{"op", "address"}, {"cid", 1}, {"ipv4", "10.99.1.7"}});
+    EXPECT_FALSE(isGood());
+    EXPECT_EQ(logCount("isDataConnectionGood():IPv4 address changed from '10.64.1.8' to "
+                       "'10.99.1.7'"),
+              1u);
+}
+
+TEST_F(DataSession, Ipv6Only_ComparesNoIpv4Address) {
+    startRegistered();
+    ASSERT_EQ(startSession(), eSUCCESS);
+    config.ipFamily = eIP_FAMILY_IPV6;
+    device.s_ipv4_address = "192.0.2.1";
+    commands();
+    EXPECT_TRUE(isGood());
+    EXPECT_EQ(commands(), (tCommands{"AT+CGACT?"}));
+}
+
+TEST_F(DataSession, NoServiceTimer_AsksForAResetAfterFiveMinutes) {
+    start();
+    device.sim.i_lock_class = eSIM_READY;
+    device.network.i_reg_state = eREG_SEARCHING;
+    EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
+    passSeconds(299);
+    EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
+    passSeconds(1);
+    EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eERROR_DEVICE_REQUIRES_RESET);
+    EXPECT_EQ(logCount("Device has No Service after 5 minutes, requires reset"), 1u);
+    EXPECT_FALSE(g_C_noServiceTimer.IsTimerEnabled());
+}
+
+TEST_F(DataSession, DeniedRegistration_NeverLeadsToANoServiceReset) {
+    start();
+    device.sim.i_lock_class = eSIM_READY;
+    device.network.i_reg_state = eREG_SEARCHING;
+    checkNoServiceTimer(device, g_C_noServiceTimer);
+    device.network.i_reg_state = eREG_DENIED;
+    for (int i = 0; i < 10; ++i) {
+        passSeconds(100);
+        EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
+    }
+    EXPECT_FALSE(g_C_noServiceTimer.IsTimerEnabled());
+}
+
+TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyWhereAllowed) {
+    start();
+    EXPECT_FALSE(checkNetworkRegistration(device, config));
+    device.network.b_registered = true;
+    device.network.i_reg_state = eREG_HOME;
+    EXPECT_TRUE(checkNetworkRegistration(device, config));
+    device.network.i_reg_state = eREG_ROAMING;
+    EXPECT_TRUE(checkNetworkRegistration(device, config));
+    config.roamingAllowed = false;
+    EXPECT_FALSE(checkNetworkRegistration(device, config));
+    EXPECT_EQ(logCount("Device is registered roaming, but config roaming is disabled"), 1u);
+}
+
+TEST_F(DataSession, Disconnecting_SendsNothingAndTakesTheInterfaceDown) {
+    startRegistered();
+    ASSERT_EQ(startSession(), eSUCCESS);
+    device.s_connection_status = "CONNECTED";
+    commands();
+    shell.clear();
+    EXPECT_EQ(disconnectNetwork(handle(), device, config), eSUCCESS);
+    EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(shell.calls(), (std::vector<std::string>{"setup_cellint.sh -i wwan0 --down"}));
+    EXPECT_EQ(device.network.pdp_dynamic[0].ePDP_ip_type, eIP_TYPE_NONE);
+    EXPECT_EQ(device.s_connection_status, "DISCONNECTED");
+    shell.setStatus("setup_cellint.sh", 3);
+    EXPECT_EQ(disconnectNetwork(handle(), device, config), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
+}
+
+TEST_F(DataSession, Deregistering_OnlyReportsATimeOut) {
+    start();
+    EXPECT_EQ(networkDeregister(handle(), config), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT+COPS=2"}));
+    fault("AT+COPS=2", "error");
+    EXPECT_EQ(networkDeregister(handle(), config), eSUCCESS);
+    fault("AT+COPS=2", "silence");
+    EXPECT_EQ(networkDeregister(handle(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+}
+
+// ---- the host's interface ---------------------------------------------------------------------
+
+namespace {
+
+sPdpDynamicParams ipv4Entry(const std::string& address) {
+    sPdpDynamicParams entry;
+    entry.ePDP_ip_type = eIP_TYPE_IPV4;
+    entry.s_ipaddr = address;
+    entry.s_mask = "255.255.255.252";
+    entry.s_gateway = "10.20.30.41";
+    entry.s_dns_prim_addr = "10.0.0.1";
+    entry.s_dns_sec_addr = "10.0.0.2";
+    return entry;
+}
+
+class NetworkInterface : public cFlowFixture {
+  protected:
+    // The command as it was logged, and that exactly it was run.
+    std::string upCommandLine() {
+        clearCapturedLog();
+        upNetworkInterface(device.network, config);
+        const std::string start = "Running command '";
+        for (const std::string& line : capturedLog())
+            if (line.compare(0, start.size(), start) == 0)
+                return line.substr(start.size(), line.size() - start.size() - 1);
+        return "";
+    }
+};
+
+}  // namespace
+
+TEST_F(NetworkInterface, OneIpv4Entry_GivesTheWholeLine) {
+    config.mtu = 1430;
+    device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
+    EXPECT_EQ(upCommandLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1430 --address 10.20.30.40 "
+              "--netmask 255.255.255.252 --gateway 10.20.30.41 --dns 10.0.0.1 --dns 10.0.0.2 "
+              "--ipv6auto  &>/dev/null");
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
+TEST_F(NetworkInterface, AllFlags_StandInTheirOrder) {
+    config.ptpInterface = true;
+    config.ipFamily = eIP_FAMILY_IPV6;
+    g_i_debugMode = 1;
+    EXPECT_EQ(upCommandLine(),
+              "setup_cellint.sh -i wwan0 --up  --debug  --ptp  --defaultroute  "
+              "-m 1500 --ipv6auto  --ipv6only  &>/dev/null");
+    g_i_debugMode = 0;
+    config = sConfigFileOpts();
+    config.defaultRoute = false;
+    config.ipFamily = eIP_FAMILY_IPV4;
+    EXPECT_EQ(upCommandLine(), "setup_cellint.sh -i wwan0 --up  -m 1500 &>/dev/null");
+}
+
+TEST_F(NetworkInterface, Ipv6EntriesWithoutDns_GiveNoAddressOptions) {
+    config.useDns = false;
+    device.network.pdp_dynamic[0].ePDP_ip_type = eIP_TYPE_IPV6;
+    device.network.pdp_dynamic[0].s_ipaddr = "2001:db8::1";
+    device.network.pdp_dynamic[0].s_dns_prim_addr = "2001:db8::53";
+    EXPECT_EQ(upCommandLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 "
+              "--ipv6auto  &>/dev/null");
+}
+
+TEST_F(NetworkInterface, UnsetNameServers_AreLeftOutAndEmptyOnesAreNot) {
+    config.ipFamily = eIP_FAMILY_IPV4;
+    device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
+    device.network.pdp_dynamic[0].s_dns_prim_addr = "0.0.0.0";
+    device.network.pdp_dynamic[0].s_dns_sec_addr = "";
+    device.network.pdp_dynamic[1].ePDP_ip_type = eIP_TYPE_IPV6;
+    device.network.pdp_dynamic[1].s_dns_prim_addr = "::";
+    device.network.pdp_dynamic[1].s_dns_sec_addr = "2001:db8::53";
+    EXPECT_EQ(upCommandLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 --address 10.20.30.40 "
+              "--netmask 255.255.255.252 --gateway 10.20.30.41 --dns  --dns 2001:db8::53 "
+              "&>/dev/null");
+}
+
+TEST_F(NetworkInterface, FiveIpv4Entries_GiveFiveGroupsAndTheSixthIsNotUsed) {
+    for (size_t i = 0; i < PDP_DYNAMIC_MAX; ++i)
+        device.network.pdp_dynamic[i] = ipv4Entry("10.20.30." + std::to_string(40 + i));
+    const std::string line = upCommandLine();
+    size_t groups = 0;
+    for (size_t at = line.find(" --address "); at != std::string::npos;
+         at = line.find(" --address ", at + 1))
+        ++groups;
+    EXPECT_EQ(groups, 5u);
+    EXPECT_EQ(line.find("10.20.30.45"), std::string::npos);
+}
+
+class HostileAddress : public NetworkInterface,
+                       public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(HostileAddress, InAnyField_RunsNothing) {
+    for (std::string sPdpDynamicParams::*field :
+         {&sPdpDynamicParams::s_ipaddr, &sPdpDynamicParams::s_mask, &sPdpDynamicParams::s_gateway,
+          &sPdpDynamicParams::s_dns_prim_addr, &sPdpDynamicParams::s_dns_sec_addr}) {
+        device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
+        device.network.pdp_dynamic[0].*field = GetParam();
+        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+    }
+    EXPECT_TRUE(shell.calls().empty());
+    EXPECT_FALSE(fileExists("/tmp/pwned"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, HostileAddress,
+                         ::testing::Values("1.2.3.4 $(touch /tmp/pwned)",
+                                           "1.2.3.4;touch /tmp/pwned", "1.2.3.`touch /tmp/pwned`",
+                                           "1.2.3.4\ttouch", "--down", "1.2.3.4\n", "1.2.3.4|sh",
+                                           "1.2.3.4 &"));
+
+TEST_F(NetworkInterface, HostileInterfaceName_RunsNothing) {
+    for (const char* name :
+         {"wwan0;touch /tmp/pwned", "$(x)", "", ".", "..", "a/b", "wwan0 -x", "0123456789abcdef"}) {
+        g_S_options.s_interface = name;
+        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+        EXPECT_EQ(downNetworkInterface(), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
+        EXPECT_FALSE(checkNetworkTxRx("/sys/class/net", false));
+    }
+    EXPECT_TRUE(shell.calls().empty());
+}
+
+TEST_F(NetworkInterface, KeepAlive_PingsOnceEveryFiveMinutes) {
+    start();
+    networkKeepAlive();
+    passSeconds(299);
+    networkKeepAlive();
+    EXPECT_TRUE(shell.calls().empty());
+    passSeconds(1);
+    networkKeepAlive();
+    EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ping -c 1 -I wwan0 1.2.3.4"}));
+    passSeconds(299);
+    networkKeepAlive();
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
+TEST_F(NetworkInterface, ByteCounters_ShowTrafficForTwoSeconds) {
+    start();
+    cTempFolder folder;
+    const std::string statistics = folder / "wwan0/statistics";
+    std::system(("mkdir -p " + statistics).c_str());
+    const auto set = [&](const std::string& tx, const std::string& rx) {
+        writeFile(statistics + "/tx_bytes", tx + "\n");
+        writeFile(statistics + "/rx_bytes", rx + "\n");
+    };
+    set("0", "0");
+    EXPECT_FALSE(checkNetworkTxRx(folder.path(), false));
+    set("100", "0");
+    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
+    passSeconds(1);
+    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
+    passSeconds(1);
+    EXPECT_FALSE(checkNetworkTxRx(folder.path(), false));
+    // Beyond what 32 bits hold a counter goes on changing.
+    set("5000000000", "0");
+    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
+    passSeconds(3);
+    set("5000000100", "0");
+    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
+    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
+    EXPECT_FALSE(checkNetworkTxRx(folder.path(), true));
+    set("not a number", "");
+    EXPECT_FALSE(checkNetworkTxRx(folder.path(), false));
+}

@@ -1,0 +1,315 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <set>
+
+#include "include/utilities.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/timer_clock.h"
+#include "sms/sms.h"
+#include "sms/spool.h"
+#include "sms/wall_clock.h"
+#include "tests/support/flow_fixture.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+using nlohmann::json;
+using tTexts = std::map<std::string, int>;
+
+const std::string ROOT = "/tmp/sms";
+
+// The wall clock runs with the daemon's.
+timespec portWallClock() {
+    constexpr time_t START_S = 1592253125;
+    const uint64_t ms = timerClockMs();
+    return {START_S + static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000 * 1000000)};
+}
+
+// Reproducible with the printed seed in CELLSLOT_TEST_SEED.
+unsigned testSeed() {
+    const char* const given = getenv("CELLSLOT_TEST_SEED");
+    const unsigned seed =
+        given != nullptr ? static_cast<unsigned>(textToLong(given)) : std::random_device()();
+    printf("seed %u\n", seed);
+    return seed;
+}
+
+// A message that is to arrive, as the parts that the network delivers.
+struct sTestMessage {
+    std::string from;
+    std::string text;
+    std::vector<json> orders;
+};
+
+class SmsFlow : public cFlowFixture {
+  protected:
+    SmsFlow() : random(testSeed()) {
+        resetSmsState();
+        setWallClock(portWallClock);
+        device.network.b_registered = true;
+        device.modem.s_own_number = "12025550101";
+    }
+    ~SmsFlow() override {
+        setWallClock(nullptr);
+        resetSmsState();
+    }
+
+    int below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random); }
+
+    // One check, five seconds after the last. A modem that did not answer has its port closed,
+    // which drops what comes late.
+    eGeneralErrors check() {
+        passSeconds(6);
+        const eGeneralErrors result = checkSMS(handle(), device);
+        if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
+            passSeconds(30);
+            char piece[4096];
+            while (read(handle(), piece, sizeof piece) > 0) {
+            }
+        }
+        return result;
+    }
+
+    void inject(const json& message) {
+        json request = message;
+        request["op"] = "inject-sms";
+        order(request);
+    }
+
+    // Sender, a marker, and a text of so many parts.
+    sTestMessage makeMessage(int number, int parts, const std::string& from, int reference) {
+        sTestMessage message = {from, "", {}};
+        for (int part = 1; part <= parts; ++part) {
+            const std::string text =
+                "[" + std::to_string(number) +
+                (parts == 1 ? "]" : "." + std::to_string(part) + "]") +
+                std::string(static_cast<size_t>(below(100)), static_cast<char>('a' + number % 26));
+            message.text += text;
+            json one = {{"from", from}, {"text", text}};
+            if (parts > 1) {
+                one["reference"] = reference;
+                one["part"] = part;
+                one["total"] = parts;
+            }
+            message.orders.push_back(one);
+        }
+        return message;
+    }
+
+    // What arrived, "digits of the sender|text", with how often.
+    tTexts received() const {
+        tTexts texts;
+        for (const auto& entry : std::filesystem::directory_iterator(ROOT + "/recv")) {
+            const std::string content = readFile(entry.path().string());
+            const std::string from = findNeedleString(content, "FROM=", "\n");
+            ++texts[cleanNonNumeric(from) + "|" + findNeedleString(content, "MSG=", "")];
+        }
+        return texts;
+    }
+
+    json sms() { return port().modem().control({{"op", "dump"}}).at("state").at("sms"); }
+
+    bool isModemEmpty() {
+        const json state = sms();
+        return state.at("stored").empty() && state.at("waiting").empty();
+    }
+
+    std::mt19937 random;
+};
+
+// What can go wrong while messages are listed and deleted, without anybody losing one.
+const json FAULTS[] = {
+    {{"match", "AT+CMGL=0"}, {"kind", "silence"}, {"execute", true}},
+    {{"match", "AT+CMGL=0"}, {"kind", "silence"}},
+    {{"match", "AT+CMGL=0"}, {"kind", "delay"}, {"delay_ms", 15000}},
+    {{"match", "AT+CMGL=0"}, {"kind", "error"}},
+    {{"match", "AT+CMGL=0"}, {"kind", "pieces"}, {"pieces", 20}, {"gap_ms", 900}},
+    {{"match", "AT+CMGL=0"}, {"kind", "urc"}, {"line", "+CMTI: \"SM\",3"}, {"place", "inside"}},
+    {{"match", "AT+CMGL=1"}, {"kind", "silence"}},
+    {{"match", "AT+CMGL=1"}, {"kind", "error"}},
+    {{"match", "AT+CMGF=0"}, {"kind", "silence"}},
+    {{"match", "AT+CMGF=0"}, {"kind", "delay"}, {"delay_ms", 1200}},
+    {{"match", "AT+CMGD=1,1"}, {"kind", "silence"}, {"execute", true}},
+    {{"match", "AT+CMGD=1,1"}, {"kind", "cms"}, {"number", 500}},
+};
+
+class SmsFlowReceive : public SmsFlow {
+  protected:
+    // 200 messages: single ones and of two to eight parts, from a few senders that use the same
+    // references; parts shuffled over all messages, every fifth delivered twice.
+    void makeMessages() {
+        const char* const senders[] = {"+12025550123", "+4917012345678", "22255", "12025550199"};
+        for (int i = 0; i < 200; ++i) {
+            const int parts = below(3) == 0 ? 2 + below(7) : 1;
+            messages.push_back(makeMessage(i, parts, senders[i % 4], 1 + i / 4));
+        }
+        for (const sTestMessage& message : messages)
+            orders.insert(orders.end(), message.orders.begin(), message.orders.end());
+        std::shuffle(orders.begin(), orders.end(), random);
+    }
+
+    void expectEachOnce() const {
+        tTexts expected;
+        for (const sTestMessage& message : messages)
+            ++expected[cleanNonNumeric(message.from) + "|" + message.text];
+        const tTexts found = received();
+        for (const auto& [text, count] : expected) {
+            const auto entry = found.find(text);
+            EXPECT_EQ(entry == found.end() ? 0 : entry->second, count) << text;
+        }
+        EXPECT_EQ(found.size(), expected.size());
+    }
+
+    std::vector<sTestMessage> messages;
+    std::vector<json> orders;
+};
+
+}  // namespace
+
+TEST_F(SmsFlowReceive, TwoHundredMessages_EachIsFoundExactlyOnce) {
+    start();
+    initSMS(ROOT);
+    makeMessages();
+    size_t delivered = 0;
+    unsigned repeated = 0;
+    while (delivered < orders.size() || !isModemEmpty()) {
+        for (int i = below(8); i > 0 && delivered < orders.size(); --i) {
+            const json& message = orders[delivered++];
+            inject(message);
+            const bool again = message.contains("part") && below(5) == 0;
+            if (again) inject(message);
+            repeated += again ? 1 : 0;
+        }
+        ASSERT_EQ(check(), eSUCCESS);
+    }
+    check();
+    expectEachOnce();
+    const auto multi = static_cast<unsigned>(
+        std::count_if(messages.begin(), messages.end(),
+                      [](const sTestMessage& message) { return message.orders.size() > 1; }));
+    EXPECT_EQ(device.modem.i_sms_received, orders.size() + repeated + multi)
+        << "every file that was written";
+    for (const auto& entry : std::filesystem::directory_iterator(ROOT + "/recv_parts"))
+        EXPECT_TRUE(entry.is_regular_file()) << "only parts that came again after their message";
+}
+
+TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesNoneAndDoublesNone) {
+    start();
+    initSMS(ROOT);
+    makeMessages();
+    size_t delivered = 0;
+    int checks = 0;
+    while (delivered < orders.size() || !isModemEmpty()) {
+        ASSERT_LT(++checks, 1000);
+        for (int i = below(8); i > 0 && delivered < orders.size(); --i)
+            inject(orders[delivered++]);
+        order({{"op", "clear-faults"}});
+        if (below(2) == 0 && delivered < orders.size()) {
+            json request = FAULTS[below(static_cast<int>(std::size(FAULTS)))];
+            request["op"] = "fault";
+            request["count"] = 1;
+            order(request);
+        }
+        check();
+    }
+    order({{"op", "clear-faults"}});
+    check();
+    expectEachOnce();
+    EXPECT_TRUE(std::filesystem::is_empty(ROOT + "/recv_parts"));
+}
+
+TEST_F(SmsFlowReceive, DaemonRestartedBetweenAllChecks_LosesNoneAndDoublesNone) {
+    start();
+    makeMessages();
+    size_t delivered = 0;
+    while (delivered < orders.size() || !isModemEmpty()) {
+        for (int i = below(8); i > 0 && delivered < orders.size(); --i)
+            inject(orders[delivered++]);
+        resetSmsState();
+        initSMS(ROOT);
+        check();
+    }
+    expectEachOnce();
+}
+
+TEST_F(SmsFlow, ThreePartsFromTheNetwork_AreOneMessage) {
+    start();
+    initSMS(ROOT);
+    const sTestMessage message = makeMessage(1, 3, "+12025550123", 300);
+    for (const size_t part : {2U, 0U, 1U})
+        inject(message.orders[part]);
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(received(), (tTexts{{"12025550123|" + message.text, 1}}));
+    EXPECT_EQ(commands(), (tCommands{"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"}));
+    EXPECT_TRUE(isModemEmpty());
+}
+
+TEST_F(SmsFlow, FullMemory_IsEmptiedInSeveralChecks) {
+    start({{"sms", {{"capacity", 5}}}});
+    initSMS(ROOT);
+    for (int i = 0; i < 17; ++i)
+        inject({{"from", "22255"}, {"text", "message " + std::to_string(i)}});
+    for (int i = 0; i < 4; ++i)
+        check();
+    EXPECT_EQ(received().size(), 17U);
+    EXPECT_EQ(device.modem.i_sms_received, 17U);
+}
+
+TEST_F(SmsFlow, FiftyFiles_ArriveOnceOrEndInSendFail) {
+    start();
+    initSMS(ROOT);
+    const char* const odd[] = {"a;touch pwned", "$(id)", " blanks  ", "quo\"te'", "-rf", "`id`"};
+    std::set<std::string> texts;
+    for (int i = 0; i < 50; ++i) {
+        const std::string name = i < 6 ? odd[i] : "file" + std::to_string(i);
+        const std::string begin = i % 10 == 9 ? std::string(290, 'x') : "";
+        const std::string text = begin + "text-" + std::to_string(i);
+        texts.insert(text);
+        writeFile(ROOT + "/send/" + name, "TO=+12025550123\nMSG=" + text + "\n");
+    }
+    const json faults[] = {
+        {{"prefix", "AT+CMGS="}, {"kind", "error"}, {"count", 1}},
+        {{"prefix", "AT+CMGS="}, {"kind", "cms"}, {"number", 500}, {"count", 3}},
+        {{"prefix", ""}, {"stage", "data"}, {"kind", "cms"}, {"number", 500}, {"count", 1}},
+        {{"prefix", ""}, {"stage", "data"}, {"kind", "silence"}, {"count", 1}},
+    };
+    std::vector<std::string> left;
+    for (int checks = 0; readFilesInDir(ROOT + "/send", left) == 0 && !left.empty(); ++checks) {
+        ASSERT_LT(checks, 400);
+        if (below(4) == 0) {
+            json request = faults[below(static_cast<int>(std::size(faults)))];
+            request["op"] = "fault";
+            order(request);
+        }
+        check();
+    }
+    // Of a long message only the last part counts: the others may have gone with an attempt before.
+    tTexts arrived;
+    const json state = sms();
+    for (const json& one : state.at("sent")) {
+        const std::string text = one.at("text").get<std::string>();
+        if (!one.contains("part") || one.at("part") == one.at("total")) ++arrived[text];
+    }
+    unsigned sent = 0;
+    unsigned failed = 0;
+    for (const auto& [dir, count, times] :
+         {std::tuple("/send_ok", &sent, 1), std::tuple("/send_fail", &failed, 0)}) {
+        for (const auto& entry : std::filesystem::directory_iterator(ROOT + dir)) {
+            std::string text = findNeedleString(readFile(entry.path().string()), "MSG=", "\n");
+            EXPECT_EQ(texts.erase(text), 1U) << text;
+            if (text.size() > 160) text = text.substr(text.size() / 153 * 153);
+            EXPECT_EQ(arrived.count(text) != 0 ? arrived[text] : 0, times) << text;
+            ++*count;
+        }
+    }
+    EXPECT_TRUE(texts.empty());
+    EXPECT_EQ(sent + failed, 50U);
+    EXPECT_EQ(device.modem.i_sms_sent, sent);
+    EXPECT_EQ(device.modem.i_sms_sent_fail, failed);
+    EXPECT_FALSE(fileExists("pwned"));
+}

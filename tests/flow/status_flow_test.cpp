@@ -1,0 +1,479 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+
+#include "atcmd/catalogue.h"
+#include "include/options.h"
+#include "platform/include/key_value_store.h"
+#include "statemachine/carrier_list.h"
+#include "statemachine/data_connection.h"
+#include "statemachine/polling.h"
+#include "statemachine/status_files.h"
+#include "statemachine/status_keys.h"
+#include "statemachine/status_led.h"
+#include "statemachine/timers.h"
+#include "tests/support/flow_fixture.h"
+
+namespace {
+
+unsigned g_uptimeS = 0;  // what the host says while it is not 0
+
+}  // namespace
+
+// The linker puts this in the place of the C library's function.
+extern "C" int __real_clock_gettime(clockid_t clock, timespec* now);
+extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now);
+extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now) {
+    if (g_uptimeS == 0 || clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, now);
+    *now = {static_cast<time_t>(g_uptimeS), 0};
+    return 0;
+}
+
+namespace {
+
+class Status : public cFlowFixture {
+  protected:
+    void useSlot(const std::string& slot) { g_S_options.s_port = slot; }
+    std::string stored(const std::string& key) {
+        char value[512] = "";
+        return skvs_get(key.c_str(), value, sizeof value) < 0 ? "(none)" : value;
+    }
+};
+
+constexpr const char* SLOT_FILE = "/var/log/wireless.cardstats.";
+constexpr const char* PLAIN_FILE = "/var/log/wireless.cardstats";
+
+// Every line of the file of a modem of which nothing is known, in order, without the values.
+const char* const KEYS[] = {"#File generated ",
+                            "_STATS_LAST_UPDATE",
+                            "_STATS_LAST_UPDATE_E",
+                            "#Device Properties:",
+                            "_MODEL",
+                            "_MANU",
+                            "_ESN",
+                            "_IMEI",
+                            "_MDN",
+                            "_FIRMWARE_V",
+                            "_FIRMWARE_CFG_V",
+                            "_FIRMWARE_CARRIER",
+                            "_FIRMWARE_CARRIER_E",
+                            "_FIRMWARE_SLOT",
+                            "_DUAL_FIRMWARE",
+                            "_TEMPERATURE",
+                            "_TEMPERATURE_LEVEL",
+                            "_TEMPERATURE_LEVEL_E",
+                            "_CONF_OPERATOR_MODE",
+                            "_CONF_OPERATOR",
+                            "_CONF_NETPREF",
+                            "_SUPPORTED_NETPREF",
+                            "_SUPPORTED_NETPREF_BITS",
+                            "_CURRENT_NETPREF",
+                            "_CURRENT_NETPREF_VALUE",
+                            "_SUPPORTED_3G_BANDS",
+                            "_SUPPORTED_4G_BANDS",
+                            "_SIM_ID",
+                            "_SIM_IMSI",
+                            "_SIM_CARRIER_NUMBER",
+                            "_SIM_CARRIER",
+                            "_SIM_STATUS",
+                            "_SIM_EXTENDED_STATUS",
+                            "_SIM_CPIN_ENABLED",
+                            "_SIM_REMAIN_CPIN",
+                            "_SIM_REMAIN_PUK",
+                            "_SIM_SLOT",
+                            "_SIM_CONT_CURRENT",
+                            "_SIM_APN_CURRENT",
+                            "#Network Service Info :",
+                            "_CARRIER",
+                            "_CARRIER_PLMN",
+                            "_CARRIER_MCC",
+                            "_CARRIER_MNC",
+                            "_SERVICE_TYPE",
+                            "_SERVICE_TYPE_E",
+                            "_HSUPA_AVAIL",
+                            "_HSUPA_USED",
+                            "_HSDPA_AVAIL",
+                            "_HSDPA_USED",
+                            "_BAND",
+                            "_CURRENT_CSQ",
+                            "_CURRENT_CSQ_BER",
+                            "_CURRENT_RSSI",
+                            "_CURRENT_RSRQ",
+                            "_CURRENT_RSRP",
+                            "_CURRENT_RSCP",
+                            "_LTE_RSSI",
+                            "_LTE_RSRQ",
+                            "_LTE_RSRP",
+                            "_CURRENT_ECIO",
+                            "_CURRENT_TXPWR",
+                            "_CURRENT_PSC",
+                            "_CURRENT_DRX",
+                            "_CURRENT_MM",
+                            "_CURRENT_MM_E",
+                            "_CURRENT_RRC",
+                            "_CURRENT_RRC_E",
+                            "_CURRENT_NOM",
+                            "_CURRENT_BLER",
+                            "_SERVSYS_CELL_ID",
+                            "_SERVSYS_CELL_ID_HEX",
+                            "_LOCATION_AREA_CODE",
+                            "_SERVSYS_LAC",
+                            "_CURRENT_LAC_TAC",
+                            "_CURRENT_TAC",
+                            "_CURRENT_T3402_TIMER",
+                            "_CURRENT_T3412_TIMER",
+                            "_SERVICE_DOMAIN",
+                            "_IMS_REG_STATE",
+                            "_CREG",
+                            "_CREG_ABR",
+                            "_CREG_REGISTERED",
+                            "_CREG_ACCESS_TECH",
+                            "_CREG_SERVING_CELL",
+                            "_CREG_LAC",
+                            "_CURRENT_CHAN",
+                            "_QMI_STATE",
+                            "_QMI_CALL_TIME",
+                            "_QMI_CALL_FORMAT_TIME",
+                            "_LAST_CONNECT_ERROR_E",
+                            "_LAST_CONNECT_ERROR",
+                            "_GPS_CHIPSET",
+                            "_GPS_STREAM_ON",
+                            "_GPS_LAST_STATUS_E",
+                            "_GPS_LAST_STATUS",
+                            "#Config args :",
+                            "_DEV_HANDLE_MAIN",
+                            "_DEV_HANDLE_GPS",
+                            "_NETWORK_INTERFACE",
+                            "_SLED_SLOT",
+                            "#SMS Info :",
+                            "_SMS_SENT",
+                            "_SMS_SENT_FAIL",
+                            "_SMS_RECV"};
+
+std::string valueOf(const tStatusList& list, const std::string& key) {
+    for (const auto& [suffix, value] : list)
+        if (suffix == key) return value;
+    return "(no such key)";
+}
+
+}  // namespace
+
+TEST_F(Status, Keys_StandInTheirOrder) {
+    const tStatusList list = buildStatusList(device, config, 0, 0);
+    ASSERT_EQ(list.size(), std::size(KEYS));
+    for (size_t i = 0; i < list.size(); ++i)
+        EXPECT_EQ(list[i].first, KEYS[i]);
+}
+
+TEST_F(Status, Defaults_SayNotKnown) {
+    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const std::pair<const char*, const char*> expected[] = {{"_MODEL", "Unknown"},
+                                                            {"_IMEI", "000000000000000"},
+                                                            {"_ESN", "000000000000000"},
+                                                            {"_MDN", "0000000000"},
+                                                            {"_FIRMWARE_V", "00.00.00"},
+                                                            {"_FIRMWARE_CFG_V", "-1"},
+                                                            {"_FIRMWARE_SLOT", "-1"},
+                                                            {"_TEMPERATURE", "-999"},
+                                                            {"_TEMPERATURE_LEVEL_E", "-3"},
+                                                            {"_SUPPORTED_NETPREF", "Ignore"},
+                                                            {"_SIM_ID", "0000000000000000000000"},
+                                                            {"_SIM_CARRIER_NUMBER", "000000"},
+                                                            {"_SIM_CPIN_ENABLED", "0"},
+                                                            {"_SIM_REMAIN_PUK", "255"},
+                                                            {"_SIM_SLOT", "-1"},
+                                                            {"_SIM_CONT_CURRENT", "1"},
+                                                            {"_CARRIER", "Unknown"},
+                                                            {"_SERVICE_TYPE", "UNKNOWN"},
+                                                            {"_SERVICE_TYPE_E", "5"},
+                                                            {"_CURRENT_CSQ", "99"},
+                                                            {"_CURRENT_MM_E", "-1"},
+                                                            {"_LTE_RSSI", ""},
+                                                            {"_CREG", "Unknown"},
+                                                            {"_QMI_STATE", "Unknown"},
+                                                            {"_QMI_CALL_TIME", "0"},
+                                                            {"_QMI_CALL_FORMAT_TIME", "N/A"},
+                                                            {"_LAST_CONNECT_ERROR", "eSUCCESS"},
+                                                            {"_SLED_SLOT", "1"},
+                                                            {"_SMS_RECV", "0"}};
+    for (const auto& [key, value] : expected)
+        EXPECT_EQ(valueOf(list, key), value) << key;
+}
+
+TEST_F(Status, LteCell_FillsSummaryAndLteKeysAlike) {
+    start();
+    ASSERT_EQ(pollDevice(handle(), device, config), eSUCCESS);
+    const tStatusList list = buildStatusList(device, config, 0, 90061);
+    const std::pair<const char*, const char*> expected[] = {
+        {"_CARRIER", "AT&T"},
+        {"_CARRIER_PLMN", "310410"},
+        {"_CARRIER_MCC", "310"},
+        {"_CARRIER_MNC", "410"},
+        {"_SERVICE_TYPE", "LTE"},
+        {"_BAND", "4"},
+        {"_CURRENT_RSSI", "-68"},
+        {"_LTE_RSSI", "-68"},
+        {"_CURRENT_RSRQ", "-9"},
+        {"_LTE_RSRQ", "-9"},
+        {"_CURRENT_RSRP", "-98"},
+        {"_LTE_RSRP", "-98"},
+        {"_CURRENT_TAC", "700D"},
+        {"_CURRENT_LAC_TAC", "700D"},
+        {"_LOCATION_AREA_CODE", "700D"},
+        {"_SERVSYS_LAC", "700D"},
+        {"_SERVSYS_CELL_ID_HEX", "00001D7"},
+        {"_SERVSYS_CELL_ID", "471"},
+        {"_CURRENT_CHAN", "2225"},
+        {"_CURRENT_CSQ", "17"},
+        {"_CREG_ABR", "Reg Home"},
+        {"_CREG_REGISTERED", "1"},
+        {"_QMI_CALL_FORMAT_TIME", "1D 1H 1M 1S"},
+        {"_SIM_CONT_APN0", "1:broadband"}};
+    for (const auto& [key, value] : expected)
+        EXPECT_EQ(valueOf(list, key), value) << key;
+}
+
+TEST_F(Status, ActiveSet_HasThreeKeysACellBehindTheServingCell) {
+    device.network.i_active_set_count = 2;
+    device.network.active_set[1] = {10564, 176, -1.5};
+    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const auto at = std::find_if(list.begin(), list.end(),
+                                 [](const auto& row) { return row.first == "_ACT0_F_ECIO"; });
+    ASSERT_NE(at, list.end());
+    EXPECT_EQ((at - 1)->first, "_SERVSYS_CELL_ID_HEX");
+    EXPECT_EQ((at + 3)->first, "_ACT1_F_ECIO");
+    EXPECT_EQ((at + 3)->second, "-1.5");
+    EXPECT_EQ((at + 4)->first, "_ACT1_PSC");
+    EXPECT_EQ((at + 4)->second, "176");
+    EXPECT_EQ((at + 5)->first, "_ACT1_UARFCN");
+    EXPECT_EQ((at + 5)->second, "10564");
+    EXPECT_EQ((at + 6)->first, "_LOCATION_AREA_CODE");
+}
+
+TEST_F(Status, ContextWithoutIdentifierOrApn_GivesNoLine) {
+    device.modem.context_list[0].s_apn = "lost";
+    device.modem.context_list[1].s_cid = "2";
+    device.modem.context_list[2].s_cid = "3";
+    device.modem.context_list[2].s_apn = "ims";
+    device.modem.i_context_count = 3;
+    const tStatusList list = buildStatusList(device, config, 0, 0);
+    EXPECT_EQ(valueOf(list, "_SIM_CONT_APN0"), "(no such key)");
+    EXPECT_EQ(valueOf(list, "_SIM_CONT_APN1"), "(no such key)");
+    EXPECT_EQ(valueOf(list, "_SIM_CONT_APN2"), "3:ims");
+    device.b_shutting_down = true;
+    const tStatusList last = buildStatusList(device, config, 0, 0);
+    for (int i = 0; i < 15; ++i)
+        EXPECT_EQ(valueOf(last, "_SIM_CONT_APN" + std::to_string(i)), "");
+}
+
+TEST_F(Status, SlotOne_WritesBothFilesWithTheirPrefixes) {
+    start();
+    device.modem.s_serial_number = "123";
+    device.modem.s_own_number = "12025550101";
+    doWriteOutStatusFiles(device, config);
+    EXPECT_NE(readFile(std::string(SLOT_FILE) + "1").find("\nCELLMODEM1_MODEL=Unknown\n"),
+              std::string::npos);
+    EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_MODEL=Unknown\n"), std::string::npos);
+    EXPECT_EQ(readFile(PLAIN_FILE).find("#File generated \nCELLMODEM_STATS_LAST_UPDATE="), 0u);
+    EXPECT_EQ(readFile("/var/log/wireless.serialno"), "123\n");
+    EXPECT_EQ(readFile("/var/log/wireless.mdn"), "12025550101\n");
+    EXPECT_EQ(stored("CELLMODEM1_MODEL"), "Unknown");
+    EXPECT_EQ(stored("CELLMODEM1#Device Properties:"), "(none)");
+}
+
+TEST_F(Status, SlotTwo_LeavesThePlainFileAlone) {
+    start();
+    useSlot("2");
+    writeFile(PLAIN_FILE, "of slot 1");
+    doWriteOutStatusFiles(device, config);
+    EXPECT_EQ(readFile(PLAIN_FILE), "of slot 1");
+    EXPECT_NE(readFile(std::string(SLOT_FILE) + "2").find("\nCELLMODEM2_MODEL=Unknown\n"),
+              std::string::npos);
+    EXPECT_EQ(stored("CELLMODEM2_SLED_SLOT"), "2");
+}
+
+TEST_F(Status, RequestsWithinTwoSeconds_WriteOnceUnlessForced) {
+    start();
+    const std::string file = std::string(SLOT_FILE) + "1";
+    writeOutStatusFiles(device, config, false);
+    unlink(file.c_str());
+    writeOutStatusFiles(device, config, false);
+    EXPECT_FALSE(fileExists(file));
+    writeOutStatusFiles(device, config, true);
+    EXPECT_TRUE(fileExists(file));
+    unlink(file.c_str());
+    passSeconds(2);
+    writeOutStatusFiles(device, config, false);
+    EXPECT_TRUE(fileExists(file));
+}
+
+TEST_F(Status, ControlCharactersInValues_ForgeNoLine) {
+    start();
+    device.network.s_network_name = "Nice\nCELLMODEM1_QMI_STATE=CONNECTED\r\x1b[2J";
+    doWriteOutStatusFiles(device, config);
+    const std::string text = readFile(std::string(SLOT_FILE) + "1");
+    EXPECT_EQ(text.find("\nCELLMODEM1_QMI_STATE=CONNECTED"), std::string::npos);
+    EXPECT_NE(text.find("\nCELLMODEM1_QMI_STATE=Unknown\n"), std::string::npos);
+    EXPECT_EQ(text.find('\x1b'), std::string::npos);
+}
+
+TEST_F(Status, StatusLine_ReplacesOrAppends) {
+    bool append = false;
+    updateStatusFile("/storage/status", "one", append);
+    append = true;
+    updateStatusFile("/storage/status", "two", append);
+    EXPECT_EQ(readFile("/storage/status"), "one\ntwo\n");
+    append = false;
+    updateStatusFile("/storage/status", "three", append);
+    EXPECT_EQ(readFile("/storage/status"), "three\n");
+}
+
+// ---- LED --------------------------------------------------------------------------------------
+
+TEST_F(Status, LedActions_SendTheirPatterns) {
+    start();
+    const std::pair<int, const char*> expected[] = {
+        {1, "AT#SLED=0"},        {2, "AT#SLED=1"},        {3, "AT#SLED=3,1,30"},
+        {4, "AT#SLED=3,5,30"},   {5, "AT#SLED=3,10,30"},  {6, "AT#SLED=1"},
+        {7, "AT#SLED=3,1,1"},    {8, "AT#SLED=3,1,1"},    {9, "AT#SLED=3,5,5"},
+        {10, "AT#SLED=3,10,10"}, {11, "AT#SLED=3,15,15"}, {12, "AT#SLED=3,20,20"}};
+    for (const auto& [action, command] : expected) {
+        EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(action), false), eSUCCESS);
+        EXPECT_EQ(commands(), (tCommands{command}));
+    }
+    EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(13), false), eFAILURE);
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=1", "AT#SLEDSAV"}));
+}
+
+TEST_F(Status, FirstLedActionOfNone_IsIgnored) {
+    start();
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
+    EXPECT_TRUE(commands().empty());
+}
+
+TEST_F(Status, SameLedActionTwice_IsSentOnceAlsoWhenItFailed) {
+    start();
+    fault("AT#SLED=0", "silence");
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=0"}));
+    fault("AT#SLED=1", "error");
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, false), eERROR_DEVICE_RESPONSE_ERROR);
+}
+
+TEST_F(Status, RegistrationLed_ShowsDeniedUnregisteredAndRegistered) {
+    start();
+    device.network.i_reg_state = eREG_DENIED;
+    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
+    device.network.i_reg_state = eREG_SEARCHING;
+    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
+    device.network.b_registered = true;
+    device.network.i_reg_state = eREG_HOME;
+    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
+    g_S_options.s_interface = "lo";  // an interface that is up
+    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
+    EXPECT_EQ(commands(),
+              (tCommands{"AT#SLED=3,1,30", "AT#SLED=3,5,30", "AT#SLED=3,10,30", "AT#SLED=1"}));
+}
+
+TEST_F(Status, FactoryTestMode_NeedsANumberAboveZero) {
+    EXPECT_FALSE(getDeviceTestMode());
+    for (const auto& [value, on] : {std::pair<const char*, bool>{"1", true},
+                                    {"0", false},
+                                    {"yes", false},
+                                    {"-1", false},
+                                    {"", false},
+                                    {"12", true}}) {
+        ASSERT_EQ(skvs_set("FC_TESTMODE", value), 0);
+        EXPECT_EQ(getDeviceTestMode(), on) << value;
+    }
+    skvs_set("FC_TESTMODE", "0");
+}
+
+// ---- carrier list -----------------------------------------------------------------------------
+
+TEST_F(Status, CarrierList_IsAJsonObjectWrittenEveryFiveMinutes) {
+    start();
+    EXPECT_EQ(writeCarrierList("/var/log", false), 1);
+    EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n}\n");
+    telitCarrier_list_Map = {{"310410", "AT&T"}, {"26201", "The \"T\""}};
+    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
+    passSeconds(299);
+    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
+    EXPECT_EQ(writeCarrierList("/var/log", true), 1);
+    EXPECT_EQ(readFile("/var/log/carrier_list.json"),
+              "{\n\"26201\":\"The \"T\"\",\n\"310410\":\"AT&T\"\n}\n");
+    passSeconds(1);
+    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
+    passSeconds(299);
+    EXPECT_EQ(writeCarrierList("/var/log", false), 1);
+}
+
+// ---- is data wanted ---------------------------------------------------------------------------
+
+TEST_F(Status, OverrideFiles_WinInTheirOrder) {
+    writeFile("/run/poststart", "");
+    useSlot("2");
+    writeFile("/tmp/force_cell_tempoff.2", "");
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_POWER_OFF);
+    writeFile("/tmp/force_cell_nocon.2", "");
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
+    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_TEMP_DISABLED);
+    writeFile("/tmp/force_cell_con.2", "");
+    config.enableInterface = 0;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
+    EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_TEMP_ENABLED");
+    useSlot("1");
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
+    EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_DISABLED");
+    config.enableInterface = -1;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_POWER_OFF);
+    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_MODEM_OFF);
+    EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_TEMP_MODEM_OFF");
+}
+
+TEST_F(Status, OverrideFile_IsLoggedOnceUntilAnotherResultCameBetween) {
+    const std::string message =
+        "Connection OFF Override file appeared (/tmp/force_cell_nocon.1), stopping data connection";
+    writeFile("/tmp/force_cell_nocon.1", "");
+    getTempDataDirective("/tmp");
+    getTempDataDirective("/tmp");
+    unlink("/tmp/force_cell_nocon.1");
+    writeFile("/tmp/force_cell_nocon.1", "");
+    getTempDataDirective("/tmp");
+    EXPECT_EQ(logCount(message), 1u);
+    unlink("/tmp/force_cell_nocon.1");
+    EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_DISABLED);
+    writeFile("/tmp/force_cell_nocon.1", "");
+    getTempDataDirective("/tmp");
+    EXPECT_EQ(logCount(message), 2u);
+}
+
+TEST_F(Status, DataWaitsForTheHostToBoot) {
+    g_uptimeS = 100;
+    for (int call = 1; call <= 11; ++call)
+        EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
+    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM);
+    EXPECT_EQ(logCount("Waiting for system to finish booting up (100/180)"), 2u);
+    writeFile("/tmp/force_cell_con.1", "");
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
+    unlink("/tmp/force_cell_con.1");
+    g_uptimeS = 181;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
+    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_ENABLED);
+    // Once booted is booted for good.
+    g_uptimeS = 10;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
+    g_uptimeS = 0;
+}
+
+TEST_F(Status, BootedFile_EndsTheWait) {
+    g_uptimeS = 10;
+    EXPECT_FALSE(checkSystemBooted());
+    writeFile("/run/poststart", "");
+    EXPECT_TRUE(checkSystemBooted());
+    EXPECT_EQ(logCount("File /var/run/poststart is present, system is up"), 1u);
+    g_uptimeS = 0;
+}

@@ -1,0 +1,87 @@
+#include "atcmd/port_state.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "device/at_port.h"
+#include "tests/support/fake_port.h"
+#include "tests/support/temp_folder.h"
+
+TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutAsking) {
+    cFakePort port(cFakePort::eLink::TERMINAL);
+    EXPECT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);
+    EXPECT_NE(port.handle(), -1);
+    EXPECT_TRUE(port.sleepsUs().empty()) << "no AT in the pass that opens the port";
+}
+
+TEST(GetPortState, Fifo_IsGood) {
+    const cTempFolder folder;
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    int handle = -1;
+    EXPECT_EQ(getPortState(folder / "fifo", handle), ePORT_STATE_GOOD);
+    closeDevice(handle);
+}
+
+TEST(GetPortState, MissingNode_IsMissing) {
+    const cTempFolder folder;
+    int handle = -1;
+    EXPECT_EQ(getPortState(folder / "ttyUSB2", handle), ePORT_STATE_MISSING);
+    EXPECT_EQ(handle, -1);
+}
+
+TEST(GetPortState, OtherFailures_AreFailed) {
+    const cTempFolder folder;
+    writeFile(folder / "file", "");
+    for (const std::string& path :
+         {folder / "file", folder.path(), folder / "file/x", std::string("/dev/null")}) {
+        int handle = -1;
+        EXPECT_EQ(getPortState(path, handle), ePORT_STATE_FAILED) << path;
+        EXPECT_EQ(handle, -1) << path;
+    }
+}
+
+TEST(GetPortState, OpenPort_IsAskedWithAt) {
+    cFakePort port;
+    port.answer(OK_REPLY);
+    EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_GOOD);
+    EXPECT_EQ(port.commands(), std::vector<std::string>{"AT"});
+}
+
+TEST(GetPortState, OpenPortThatIsSilent_IsFailedAndStaysOpen) {
+    cFakePort port;
+    port.silence();
+    EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_FAILED);
+    EXPECT_NE(port.handle(), -1);
+    EXPECT_EQ(port.elapsedMs(), 1010u);
+}
+
+TEST(TestPortState, Answers_OkAndErrorAreGood) {
+    const struct {
+        const char* reply;
+        int state;
+    } cases[] = {
+        {OK_REPLY, ePORT_STATE_GOOD},
+        {ERROR_REPLY, ePORT_STATE_GOOD},
+        {"\r\n+CME ERROR: 10\r\n", ePORT_STATE_FAILED},
+        {"\r\n+CREG: 1\r\n", ePORT_STATE_FAILED},
+    };
+    for (const auto& row : cases) {
+        cFakePort port;
+        port.answer(row.reply);
+        EXPECT_EQ(testPortState(port.handle()), row.state) << row.reply;
+    }
+}
+
+TEST(TestPortState, ClosedPort_IsClosed) {
+    const cFakePort port;
+    EXPECT_EQ(testPortState(-1), ePORT_STATE_CLOSED);
+    EXPECT_TRUE(port.sleepsUs().empty());
+}
+
+// A write that fails counts as an answer: the main loop's error count closes such a port.
+TEST(TestPortState, HungUpPort_CountsAsAnswering) {
+    cFakePort port(cFakePort::eLink::TERMINAL);
+    ASSERT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);
+    port.hangUp();
+    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+}

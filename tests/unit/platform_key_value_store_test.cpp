@@ -1,0 +1,487 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <lmdb.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <thread>
+
+#include "platform/include/key_value_store.h"
+#include "platform/include/key_value_store_path.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+using tEntries = std::vector<std::pair<std::string, std::string>>;
+
+std::string valueOf(const std::string& key) {
+    char buffer[5000];
+    return skvs_get(key.c_str(), buffer, sizeof buffer) < 0 ? "(missing)" : buffer;
+}
+
+int setValue(const std::string& key, const std::string& value) {
+    return skvs_set(key.c_str(), value.c_str());
+}
+
+// A process that runs work and ends with its result. The parent's store must be closed meanwhile:
+// a process does not share its open store with its children.
+pid_t startProcess(const std::function<int()>& work) {
+    const pid_t child = fork();
+    if (child == 0) _exit(work());
+    return child;
+}
+
+// The exit status, or minus the signal that ended it.
+int waitFor(pid_t child) {
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+class KeyValueStore : public testing::Test {
+  protected:
+    void SetUp() override {
+        clearCapturedLog();
+        reopen();
+    }
+    void TearDown() override { setKeyValueStorePath("/nonexistent"); }
+
+    void reopen() { setKeyValueStorePath(m_store); }
+
+    off_t dataSize() {
+        struct stat status {};
+        return stat((m_store + "/data.mdb").c_str(), &status) == 0 ? status.st_size : -1;
+    }
+
+    const cTempFolder m_folder;
+    const std::string m_store = m_folder / "run/cellslot/skvs";
+};
+
+}  // namespace
+
+TEST_F(KeyValueStore, Value_IsReadBackByThisAndLaterOpenings) {
+    EXPECT_EQ(setValue("KEY", "value"), 0);
+    EXPECT_EQ(valueOf("KEY"), "value");
+    reopen();
+    EXPECT_EQ(valueOf("KEY"), "value");
+    EXPECT_EQ(setValue("KEY", "another"), 0);
+    EXPECT_EQ(valueOf("KEY"), "another");
+    EXPECT_EQ(setValue("KEY", ""), 0);
+    EXPECT_EQ(valueOf("KEY"), "");
+    EXPECT_TRUE(capturedLog().empty());
+}
+
+TEST_F(KeyValueStore, MissingStore_IsEmptyAndReadingMakesNone) {
+    char buffer[5] = "abcd";
+    EXPECT_EQ(skvs_get("KEY", buffer, sizeof buffer), -1);
+    EXPECT_STREQ(buffer, "");
+    tEntries entries{{"a", "b"}};
+    EXPECT_TRUE(skvs_list("", entries));
+    EXPECT_TRUE(entries.empty());
+    EXPECT_FALSE(fileExists(m_folder / "run"));
+    EXPECT_TRUE(capturedLog().empty());
+}
+
+TEST_F(KeyValueStore, MissingKey_IsMinusOneAndAnEmptyText) {
+    setValue("KEY", "value");
+    char buffer[5] = "abcd";
+    EXPECT_EQ(skvs_get("KE", buffer, sizeof buffer), -1);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(skvs_get("KEY2", buffer, sizeof buffer), -1);
+}
+
+TEST_F(KeyValueStore, SmallBuffer_GetsTheBeginning) {
+    setValue("KEY", "12345");
+    char buffer[8] = "xxxxxxx";
+    EXPECT_EQ(skvs_get("KEY", buffer, 5), 5);
+    EXPECT_STREQ(buffer, "1234");
+    EXPECT_EQ(buffer[5], 'x');
+    EXPECT_EQ(skvs_get("KEY", buffer, 6), 5);
+    EXPECT_STREQ(buffer, "12345");
+    EXPECT_EQ(skvs_get("KEY", buffer, 1), 5);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(skvs_get("KEY", buffer, 0), 5);
+    EXPECT_EQ(skvs_get("KEY", nullptr, 0), 5);
+}
+
+TEST_F(KeyValueStore, LongestKeyAndValue_AreStored) {
+    const std::string key(500, 'k');
+    const std::string value(4096, 'v');
+    EXPECT_EQ(setValue(key, value), 0);
+    EXPECT_EQ(valueOf(key), value);
+}
+
+TEST_F(KeyValueStore, UnfitKeyOrValue_IsRefusedAndNothingStored) {
+    const std::string longKey(501, 'k');
+    char buffer[5];
+    EXPECT_NE(setValue("", "value"), 0);
+    EXPECT_NE(setValue(longKey, "value"), 0);
+    EXPECT_NE(setValue(std::string(100'000, 'k'), "value"), 0);
+    EXPECT_NE(setValue("KEY", std::string(4097, 'v')), 0);
+    EXPECT_NE(skvs_set(nullptr, "value"), 0);
+    EXPECT_NE(skvs_set("KEY", nullptr), 0);
+    EXPECT_EQ(skvs_get("", buffer, sizeof buffer), -1);
+    EXPECT_EQ(skvs_get(nullptr, buffer, sizeof buffer), -1);
+    EXPECT_EQ(skvs_get(longKey.c_str(), buffer, sizeof buffer), -1);
+    EXPECT_FALSE(fileExists(m_store));
+}
+
+TEST_F(KeyValueStore, List_GivesTheKeysOfAPrefixInOrder) {
+    setValue("B1", "1");
+    setValue("A2", "two");
+    setValue("A10", "");
+    tEntries entries;
+    EXPECT_TRUE(skvs_list("A", entries));
+    EXPECT_EQ(entries, (tEntries{{"A10", ""}, {"A2", "two"}}));
+    EXPECT_TRUE(skvs_list("", entries));
+    EXPECT_EQ(entries, (tEntries{{"A10", ""}, {"A2", "two"}, {"B1", "1"}}));
+    EXPECT_TRUE(skvs_list("C", entries));
+    EXPECT_TRUE(entries.empty());
+    EXPECT_TRUE(skvs_list(std::string(600, 'A'), entries));
+    EXPECT_TRUE(entries.empty());
+}
+
+TEST_F(KeyValueStore, NewFolders_AreReadableForAllAndTheFilesWritableForTheirOwner) {
+    const mode_t oldMask = umask(077);
+    EXPECT_EQ(setValue("KEY", "value"), 0);
+    umask(oldMask);
+    for (const char* folder : {"run", "run/cellslot", "run/cellslot/skvs"}) {
+        struct stat status {};
+        ASSERT_EQ(stat((m_folder / folder).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0755u) << folder;
+    }
+}
+
+TEST_F(KeyValueStore, SameValueAgain_WritesNothing) {
+    setValue("KEY", "value");
+    const auto modified = std::filesystem::last_write_time(m_store + "/data.mdb");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(setValue("KEY", "value"), 0);
+    skvs_batch_begin();
+    EXPECT_EQ(setValue("KEY", "value"), 0);
+    EXPECT_EQ(skvs_batch_end(), 0);
+    EXPECT_EQ(std::filesystem::last_write_time(m_store + "/data.mdb"), modified);
+    EXPECT_EQ(setValue("KEY", "other"), 0);
+    EXPECT_NE(std::filesystem::last_write_time(m_store + "/data.mdb"), modified);
+}
+
+TEST_F(KeyValueStore, Batch_IsStoredAtItsEndAndNotBefore) {
+    setValue("A", "old");
+    skvs_batch_begin();
+    EXPECT_EQ(setValue("A", "new"), 0);
+    EXPECT_EQ(setValue("B", "first"), 0);
+    EXPECT_EQ(setValue("B", "last"), 0);
+    EXPECT_NE(setValue("", "refused"), 0);
+    EXPECT_EQ(valueOf("A"), "old");
+    EXPECT_EQ(skvs_batch_end(), 0);
+    EXPECT_EQ(valueOf("A"), "new");
+    EXPECT_EQ(valueOf("B"), "last");
+    EXPECT_EQ(setValue("C", "single"), 0);  // the batch is over
+    EXPECT_EQ(valueOf("C"), "single");
+}
+
+TEST_F(KeyValueStore, EmptyOrUnbegunBatch_IsWithoutEffect) {
+    EXPECT_EQ(skvs_batch_end(), 0);
+    skvs_batch_begin();
+    EXPECT_EQ(skvs_batch_end(), 0);
+    EXPECT_FALSE(fileExists(m_store));
+}
+
+TEST_F(KeyValueStore, FullStore_RefusesAndSaysSoOnce) {
+    int stored = 0;
+    while (stored < 5000 && setValue("KEY" + std::to_string(stored), std::string(4096, 'v')) == 0) {
+        stored++;
+    }
+    EXPECT_GT(stored, 300);
+    ASSERT_LT(stored, 1100);  // 4 MiB
+    EXPECT_NE(setValue("ANOTHER", std::string(4096, 'v')), 0);
+    ASSERT_EQ(capturedLog().size(), 1u);
+    EXPECT_TRUE(logContains("Error: Cannot write key-value store " + m_store + ", errno -30792 ("));
+    EXPECT_LE(dataSize(), 4 * 1024 * 1024);
+    EXPECT_EQ(valueOf("KEY0"), std::string(4096, 'v'));
+    EXPECT_EQ(setValue("KEY0", "small"), 0);
+    EXPECT_EQ(valueOf("KEY0"), "small");
+}
+
+TEST_F(KeyValueStore, TenThousandUpdates_DoNotLetItGrow) {
+    for (int i = 0; i < 10'000; i++) {
+        ASSERT_EQ(setValue("KEY" + std::to_string(i % 100), std::to_string(i)), 0);
+    }
+    EXPECT_LE(dataSize(), 128 * 1024);
+}
+
+TEST_F(KeyValueStore, UnusableFolder_FailsWithItsCause) {
+    writeFile(m_folder / "run", "a file");
+    EXPECT_NE(setValue("KEY", "value"), 0);
+    EXPECT_EQ(
+        logCount("Error: Cannot write key-value store " + m_store + ", errno 20 (Not a directory)"),
+        1u);
+    EXPECT_EQ(valueOf("KEY"), "(missing)");
+    tEntries entries;
+    EXPECT_FALSE(skvs_list("", entries));
+    EXPECT_EQ(errno, ENOTDIR);
+}
+
+TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsMadeAnew) {
+    setValue("KEY", "value");
+    EXPECT_EQ(valueOf("KEY"), "value");
+    std::filesystem::remove_all(m_store);
+    EXPECT_EQ(valueOf("KEY"), "(missing)");
+    EXPECT_EQ(setValue("KEY", "value"), 0);
+    reopen();
+    EXPECT_EQ(valueOf("KEY"), "value");
+}
+
+TEST_F(KeyValueStore, LockFileThatIsRemovedWhileOpen_IsMadeAnew) {
+    setValue("KEY", "value");
+    ASSERT_EQ(unlink((m_store + "/lock.mdb").c_str()), 0);
+    EXPECT_EQ(valueOf("KEY"), "value");
+    EXPECT_EQ(setValue("KEY", "other"), 0);
+    EXPECT_TRUE(fileExists(m_store + "/lock.mdb"));
+    EXPECT_EQ(valueOf("KEY"), "other");
+}
+
+TEST_F(KeyValueStore, FileCutWhileOpen_NeverCrashes) {
+    for (const off_t size : {0, 1, 4096, 8192, 12288}) {
+        setValue("KEY", "value");
+        setValue("LONG", std::string(4096, 'v'));
+        ASSERT_EQ(valueOf("KEY"), "value");
+        ASSERT_EQ(truncate((m_store + "/data.mdb").c_str(), size), 0);
+        EXPECT_EQ(valueOf("KEY"), "(missing)") << size;
+        EXPECT_EQ(setValue("KEY", "again"), 0) << size;
+        EXPECT_EQ(valueOf("KEY"), "again") << size;
+    }
+}
+
+TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
+    setValue("KEY", "value");
+    setKeyValueStorePath("/nonexistent");
+    const std::string garbage(20'000, '\xA5');
+    writeFile(m_store + "/data.mdb", garbage);
+    reopen();
+    EXPECT_EQ(valueOf("KEY"), "(missing)");
+    EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));  // a reader leaves it alone
+    EXPECT_EQ(setValue("KEY", "new"), 0);
+    EXPECT_EQ(valueOf("KEY"), "new");
+    EXPECT_EQ(readFile(m_store + "/data.mdb.broken"), garbage);
+    EXPECT_EQ(logCount("Error: Key-value store was damaged, put aside as " + m_store +
+                       "/data.mdb.broken"),
+              1u);
+}
+
+TEST_F(KeyValueStore, DamagedLockFile_IsGotOver) {
+    setValue("KEY", "value");
+    setKeyValueStorePath("/nonexistent");
+    writeFile(m_store + "/lock.mdb", std::string(8192, '\xA5'));
+    reopen();
+    EXPECT_EQ(setValue("OTHER", "new"), 0);
+    EXPECT_EQ(valueOf("OTHER"), "new");
+}
+
+// Pages lost, overwritten or cut off: values may be gone, but nothing crashes, and the store can be
+// written afterwards.
+TEST_F(KeyValueStore, DamagedPages_NeverCrash) {
+    constexpr size_t PAGE = 4096;
+    for (int i = 0; i < 300; i++)
+        setValue("KEY" + std::to_string(i % 120), std::to_string(i));
+    setValue("LONG", std::string(4096, 'v'));
+    setKeyValueStorePath("/nonexistent");
+    const std::string sound = readFile(m_store + "/data.mdb");
+    const size_t pages = sound.size() / PAGE;
+    ASSERT_GT(pages, 8u);
+    std::vector<std::pair<std::string, std::string>> damages;
+    for (size_t page = 0; page < pages; page++) {
+        const std::string name = "page " + std::to_string(page);
+        damages.emplace_back(name + " cut off", sound.substr(0, page * PAGE));
+        damages.emplace_back(name + " cut through", sound.substr(0, page * PAGE + PAGE / 2));
+        for (const char byte : {'\0', '\xFF', '\x01', '\x20', 'a'}) {
+            std::string damaged = sound;
+            damaged.replace(page * PAGE, PAGE, PAGE, byte);
+            damages.emplace_back(name + " filled with " + std::to_string(byte), damaged);
+        }
+    }
+    for (const auto& [name, content] : damages) {
+        std::filesystem::remove(m_store + "/lock.mdb");
+        writeFile(m_store + "/data.mdb", content);
+        const pid_t child = startProcess([this] {
+            reopen();
+            tEntries entries;
+            skvs_list("", entries);
+            valueOf("KEY7");
+            for (int i = 0; i < 30; i++) {
+                if (setValue("KEY" + std::to_string(i), std::string(50, 'n')) != 0) return 1;
+            }
+            return valueOf("KEY7") == std::string(50, 'n') ? 0 : 2;
+        });
+        EXPECT_EQ(waitFor(child), 0) << name;
+    }
+}
+
+TEST_F(KeyValueStore, SeveralWritersAtOnce_LoseNothing) {
+    constexpr int WRITERS = 3;
+    constexpr int KEYS = 80;
+    setKeyValueStorePath("/nonexistent");
+    std::vector<pid_t> writers;
+    for (int writer = 0; writer < WRITERS; writer++) {
+        writers.push_back(startProcess([this, writer] {
+            reopen();
+            int failures = 0;
+            for (int i = 0; i < KEYS; i++) {
+                const std::string key = std::to_string(writer) + "_" + std::to_string(i);
+                if (setValue(key, std::to_string(i)) != 0) failures++;
+                if (valueOf(key) != std::to_string(i)) failures++;
+            }
+            return failures == 0 ? 0 : 1;
+        }));
+    }
+    for (const pid_t writer : writers)
+        EXPECT_EQ(waitFor(writer), 0);
+    reopen();
+    tEntries entries;
+    EXPECT_TRUE(skvs_list("", entries));
+    EXPECT_EQ(entries.size(), static_cast<size_t>(WRITERS * KEYS));
+}
+
+TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
+    setValue("KEY", "value");
+    setKeyValueStorePath("/nonexistent");
+    for (int round = 0; round < 10; round++) {
+        writeFile(m_store + "/data.mdb", std::string(20'000, '\xA5'));
+        std::vector<pid_t> writers;
+        for (int writer = 0; writer < 4; writer++) {
+            writers.push_back(startProcess([this, writer] {
+                reopen();
+                return setValue("KEY" + std::to_string(writer), "value") == 0 ? 0 : 1;
+            }));
+        }
+        for (const pid_t writer : writers)
+            EXPECT_EQ(waitFor(writer), 0);
+        reopen();
+        tEntries entries;
+        EXPECT_TRUE(skvs_list("", entries));
+        EXPECT_EQ(entries.size(), 4u) << round;
+        setKeyValueStorePath("/nonexistent");
+    }
+}
+
+// Each batch sets two keys to the same text, so a store that shows two different ones was caught
+// half way.
+TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
+    setKeyValueStorePath("/nonexistent");
+    std::set<std::string> seen;
+    for (int round = 0; round < 60; round++) {
+        std::vector<pid_t> writers;
+        for (int writer = 0; writer < 3; writer++) {
+            writers.push_back(startProcess([this, round] {
+                reopen();
+                for (int i = 0;; i++) {
+                    const std::string value =
+                        std::to_string(round) + "_" + std::to_string(i) + std::string(i % 900, 'v');
+                    skvs_batch_begin();
+                    setValue("FIRST", value);
+                    setValue("MIDDLE" + std::to_string(i % 50), value);
+                    setValue("LAST", value);
+                    // Readers that lose the processor may hold all pages for a moment.
+                    const int result = skvs_batch_end();
+                    if (result != 0 && result != MDB_MAP_FULL) return 1;
+                }
+            }));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10 + round % 7));
+        for (const pid_t writer : writers)
+            kill(writer, SIGKILL);
+        for (const pid_t writer : writers)
+            EXPECT_EQ(waitFor(writer), -SIGKILL);
+        reopen();
+        seen.insert(valueOf("FIRST"));
+        EXPECT_EQ(valueOf("FIRST"), valueOf("LAST")) << round;
+        ASSERT_EQ(setValue("AFTER", std::to_string(round)), 0);
+        EXPECT_EQ(valueOf("AFTER"), std::to_string(round));
+        EXPECT_LE(dataSize(), 4 * 1024 * 1024);
+        setKeyValueStorePath("/nonexistent");
+    }
+    EXPECT_GT(seen.size(), 30u) << "the writers hardly got to work";
+    EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));
+}
+
+TEST_F(KeyValueStore, MoreKilledReadersThanPlaces_BlockNobody) {
+    setValue("KEY", "value");
+    setKeyValueStorePath("/nonexistent");
+    int notifying[2];
+    ASSERT_EQ(pipe2(notifying, O_CLOEXEC), 0);
+    for (int i = 0; i < 140; i++) {  // there is room for 126 readers
+        const pid_t reader = startProcess([&] {
+            reopen();
+            const char done = valueOf("KEY") == "value" ? '1' : '0';
+            if (write(notifying[1], &done, 1) != 1) return 1;
+            pause();
+            return 0;
+        });
+        char done = 0;
+        ASSERT_EQ(read(notifying[0], &done, 1), 1);
+        ASSERT_EQ(done, '1') << i;
+        kill(reader, SIGKILL);
+        waitFor(reader);
+    }
+    close(notifying[0]);
+    close(notifying[1]);
+    reopen();
+    EXPECT_EQ(valueOf("KEY"), "value");
+    EXPECT_EQ(setValue("KEY", "other"), 0);
+}
+
+TEST_F(KeyValueStore, StoppedWriter_DoesNotBlockReaders) {
+    setValue("KEY", "value");
+    setKeyValueStorePath("/nonexistent");
+    const pid_t writer = startProcess([this] {
+        reopen();
+        for (int i = 0;; i++)
+            setValue("KEY", std::to_string(i));
+        return 0;
+    });
+    for (int round = 0; round < 20; round++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        kill(writer, SIGSTOP);
+        reopen();
+        EXPECT_NE(valueOf("KEY"), "(missing)");
+        setKeyValueStorePath("/nonexistent");
+        kill(writer, SIGCONT);
+    }
+    kill(writer, SIGKILL);
+    waitFor(writer);
+}
+
+TEST_F(KeyValueStore, ValuesOfAnotherProcess_AreSeenWhileOpen) {
+    setKeyValueStorePath("/nonexistent");
+    int orders[2];
+    int answers[2];
+    ASSERT_EQ(pipe2(orders, O_CLOEXEC), 0);
+    ASSERT_EQ(pipe2(answers, O_CLOEXEC), 0);
+    const pid_t writer = startProcess([&] {
+        reopen();
+        char order = 0;
+        for (int i = 0; i < 3 && read(orders[0], &order, 1) == 1; i++) {
+            setValue("KEY", std::string(1, order));
+            if (write(answers[1], &order, 1) != 1) return 1;
+        }
+        return 0;
+    });
+    reopen();
+    for (const char order : {'a', 'b', 'c'}) {
+        char answer = 0;
+        ASSERT_EQ(write(orders[1], &order, 1), 1);
+        ASSERT_EQ(read(answers[0], &answer, 1), 1);
+        EXPECT_EQ(valueOf("KEY"), std::string(1, order));
+    }
+    EXPECT_EQ(waitFor(writer), 0);
+    for (const int fd : {orders[0], orders[1], answers[0], answers[1]})
+        close(fd);
+}

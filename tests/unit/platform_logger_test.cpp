@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <regex>
+
+#include "platform/include/logger.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+const char FORMAT[] = "%m/%d/%Y %H:%M:%S";
+const char STAMP[] = "[0-9]{2}/[0-9]{2}/[0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2} ";
+
+bool matches(const std::string& text, const std::string& pattern) {
+    return std::regex_match(text, std::regex(pattern));
+}
+
+}  // namespace
+
+TEST(Logger, Message_IsStampedOnALineOfItsOwn) {
+    const cTempFolder folder;
+    cLogger logger;
+    ASSERT_TRUE(logger.LogInit(folder / "log", 100, 1, FORMAT, true));
+    EXPECT_TRUE(logger.Log("first"));
+    EXPECT_TRUE(logger.Log(" "));
+    EXPECT_TRUE(matches(readFile(folder / "log"), STAMP + std::string("first\n") + STAMP + " \n"))
+        << readFile(folder / "log");
+}
+
+TEST(Logger, NoTimestampThisMessage_HoldsForOneMessage) {
+    const cTempFolder folder;
+    cLogger logger;
+    logger.LogInit(folder / "log", 100, 1, FORMAT, true);
+    logger.NoTimestampThisMessage();
+    logger.Log("bare");
+    logger.Log("stamped");
+    EXPECT_TRUE(matches(readFile(folder / "log"), std::string("bare\n") + STAMP + "stamped\n"));
+}
+
+TEST(Logger, DontModifyThisMessage_HoldsForOneMessage) {
+    const cTempFolder folder;
+    cLogger logger;
+    logger.LogInit(folder / "log", 100, 1, FORMAT, false);
+    logger.DontModifyThisMessage();
+    logger.Log("\nDevice: x\r\n\x7F\x01");
+    logger.Log("\nforged\r\n\x7F\x01\xC3\xA4");
+    EXPECT_EQ(readFile(folder / "log"), "\nDevice: x\r\n\x7F\x01\n forged    \xC3\xA4\n");
+}
+
+TEST(Logger, WithoutTimestamps_NothingIsPutBefore) {
+    const cTempFolder folder;
+    cLogger logger;
+    logger.LogInit(folder / "log", 100, 1, FORMAT, false);
+    logger.Log("text");
+    EXPECT_EQ(readFile(folder / "log"), "text\n");
+}
+
+TEST(Logger, ExistingFile_GrowsAcrossObjects) {
+    const cTempFolder folder;
+    for (const char* text : {"one", "two"}) {
+        cLogger logger;
+        logger.LogInit(folder / "log", 100, 1, FORMAT, false);
+        logger.Log(text);
+    }
+    EXPECT_EQ(readFile(folder / "log"), "one\ntwo\n");
+}
+
+TEST(Logger, MissingFolder_IsMade) {
+    const cTempFolder folder;
+    cLogger logger;
+    EXPECT_TRUE(logger.LogInit(folder / "a/b//log", 100, 1, FORMAT, false));
+    EXPECT_TRUE(logger.Log("text"));
+    EXPECT_EQ(readFile(folder / "a/b/log"), "text\n");
+}
+
+TEST(Logger, NewFile_IsForItsOwnerOnly) {
+    const cTempFolder folder;
+    cLogger logger;
+    logger.LogInit(folder / "log", 100, 1, FORMAT, false);
+    struct stat status {};
+    ASSERT_EQ(stat((folder / "log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+}
+
+TEST(Logger, FullFile_IsPutAsideBeforeTheMessage) {
+    const cTempFolder folder;
+    const std::string path = folder / "log";
+    cLogger logger;
+    logger.LogInit(path, 1, 2, FORMAT, false);
+    const std::string half(511, 'a');  // with its line end 512 bytes
+    logger.Log(half);
+    logger.Log(half);
+    EXPECT_FALSE(fileExists(path + ".1"));  // exactly 1 kB fits
+    logger.Log("second");
+    EXPECT_EQ(readFile(path), "second\n");
+    EXPECT_EQ(readFile(path + ".1"), half + "\n" + half + "\n");
+    logger.Log(std::string(1020, 'b'));
+    logger.Log("third");
+    EXPECT_EQ(readFile(path), "third\n");
+    EXPECT_EQ(readFile(path + ".1"), std::string(1020, 'b') + "\n");
+    EXPECT_EQ(readFile(path + ".2"), "second\n");
+    EXPECT_FALSE(fileExists(path + ".3"));
+}
+
+TEST(Logger, ManyMessages_StayWithinTheirBound) {
+    const cTempFolder folder;
+    const std::string path = folder / "log";
+    cLogger logger;
+    for (int i = 0; i < 2000; i++) {
+        logger.LogInit(path, 2, 1, FORMAT, true);
+        ASSERT_TRUE(logger.Log("message " + std::to_string(i)));
+        ASSERT_LE(readFile(path).size(), 2048u);
+    }
+    EXPECT_LE(readFile(path + ".1").size(), 2048u);
+    EXPECT_FALSE(fileExists(path + ".2"));
+    EXPECT_NE(readFile(path).find("message 1999\n"), std::string::npos);
+}
+
+TEST(Logger, NoOldFiles_FullFileIsEmptied) {
+    const cTempFolder folder;
+    cLogger logger;
+    logger.LogInit(folder / "log", 1, 0, FORMAT, false);
+    logger.Log(std::string(1020, 'a'));
+    logger.Log("next");
+    EXPECT_EQ(readFile(folder / "log"), "next\n");
+    EXPECT_FALSE(fileExists(folder / "log.1"));
+}
+
+TEST(Logger, LinkOrFifoInTheFilesPlace_IsRefusedWithACause) {
+    const cTempFolder folder;
+    writeFile(folder / "victim", "untouched");
+    ASSERT_EQ(symlink("victim", (folder / "link").c_str()), 0);
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    for (const std::string& path : {folder / "link", folder / "fifo", folder.path()}) {
+        clearCapturedLog();
+        cLogger logger;
+        EXPECT_FALSE(logger.LogInit(path, 100, 1, FORMAT, false)) << path;
+        EXPECT_TRUE(logContains("Error: Cannot open log " + path + ", errno ")) << path;
+        EXPECT_FALSE(logger.Log("text")) << path;
+        EXPECT_TRUE(logContains("Error: Cannot write log " + path + ", errno ")) << path;
+    }
+    EXPECT_EQ(readFile(folder / "victim"), "untouched");
+}
+
+TEST(Logger, NotInitialised_FailsWithoutHarm) {
+    clearCapturedLog();
+    cLogger logger;
+    EXPECT_FALSE(logger.Log("text"));
+    EXPECT_TRUE(logContains("errno 2 (No such file or directory)"));
+}
