@@ -273,7 +273,7 @@ struct sSimState {
 int registrationState(const sSimState& state);
 bool isRegistered(const sSimState& state);
 
-// Puts right what depends on something else: no registration, no attach; no attach, no context.
+// Puts right what depends on something else: no network, no attach; no attach, no context.
 void settle(sSimState& state);
 
 // Gives a context its addresses. False when its type and the network's families do not meet.

@@ -47,8 +47,9 @@ constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of the pages that may be u
 // The numbers of free pages that one transaction left: their count, then the numbers, falling.
 bool isPageList(const std::string& value, size_t lastPage) {
     std::vector<size_t> numbers(value.size() / sizeof(size_t));
+    if (numbers.empty()) return false;
     memcpy(numbers.data(), value.data(), numbers.size() * sizeof(size_t));
-    if (numbers.empty() || numbers[0] != numbers.size() - 1) return false;
+    if (numbers[0] != numbers.size() - 1) return false;
     const auto first = numbers.begin() + 1;
     const auto isInFile = [&](size_t page) { return page > 1 && page <= lastPage; };
     return std::is_sorted(first, numbers.end(), std::greater<>()) &&

@@ -13,6 +13,7 @@ import sys
 import threading
 import time
 
+import demo_services
 from log_capture import openLogSocket, splitDatagram
 
 INTERFACE = "wwan0"
@@ -22,6 +23,7 @@ STATUS = pathlib.Path("/var/log/wireless.cardstats.1")
 CONFIG = pathlib.Path("/etc/vuk/cellular1.conf")
 TOOLS = pathlib.Path("/tmp/demo-tools")
 SIM_LOG = pathlib.Path("/tmp/le910sim.log")
+SCENARIO = pathlib.Path("/tmp/demo-scenario.json")
 
 CONNECTED = "CELLMODEM1_QMI_STATE=CONNECTED"
 INTERFACE_UP = "SUCCESS Setting up interface IP info"
@@ -75,6 +77,8 @@ class Demo:
         self.connectedCommands = 0
         self.peakKb = 0
         self.shutdownFaults = []
+        self.messagesShown = False
+        self.gpsd = None
 
     # ---- events of the two programs, gathered by threads and handled one after the other
 
@@ -155,9 +159,12 @@ class Demo:
     # Each program in a session of its own: Ctrl-C is this program's to handle.
     def startSim(self):
         SIM_LOG.touch()
+        # A receiver that was enabled before: enabling it would need a restart of the modem.
+        SCENARIO.write_text('{"gps": {"enabled": true}}')
+        scenario = [] if "--scenario" in self.options.sim else ["--scenario", SCENARIO]
         words = [self.options.bin / "le910sim", "--at-link", AT_LINK, "--gps-link", GPS_LINK,
                  "--data", INTERFACE, "--log", SIM_LOG, "--control", "/tmp/le910sim.sock",
-                 *self.options.sim]
+                 *scenario, *self.options.sim]
         self.sim = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                     text=True, start_new_session=True)
         if self.sim.stdout.readline().strip() != "ready":
@@ -166,6 +173,7 @@ class Demo:
 
     def startDaemon(self):
         path = f"{TOOLS}:{self.options.host}:{os.environ['PATH']}"
+        os.environ["GPSD_SOCKET"] = demo_services.GPSD_SOCKET
         words = [self.options.bin / "cellslotd", "-d", AT_LINK, "-g", GPS_LINK, "-i", INTERFACE,
                  "-p", "1"]
         print("$", " ".join([words[0].name, *words[1:]]), flush=True)
@@ -254,8 +262,10 @@ class Demo:
                   f" {slept} passes slept of {PASS_S * 1000:.0f} ms)")
         print(f"peak resident memory: {self.peakKb} kB, limit {MEMORY_LIMIT_KB} kB"
               f" ({'kept' if 0 < self.peakKb <= MEMORY_LIMIT_KB else 'NOT KEPT'})")
+        print("messages:", "received, joined and sent" if self.messagesShown else "NOT SHOWN")
         print("shutdown:", "; ".join(self.shutdownFaults) or f"clean, status {SIGNALLED}")
-        good = self.connectedTime is not None and not self.shutdownFaults
+        good = (self.connectedTime is not None and self.messagesShown and
+                0 < self.peakKb <= MEMORY_LIMIT_KB and not self.shutdownFaults)
         print("result:", "good" if good else "FAILED", flush=True)
         return 0 if good else 1
 
@@ -263,10 +273,14 @@ class Demo:
         try:
             self.prepare()
             self.startSim()
+            self.gpsd = demo_services.startGpsd()
             self.startDaemon()
             self.waitConnected()
             if self.connectedTime is not None:
                 self.showResult()
+                self.messagesShown = demo_services.showMessages(self)
+                if self.gpsd is not None:
+                    demo_services.showPosition(self, CONFIG, GPS_LINK)
                 self.hold()
         except Interrupted:
             print(flush=True)
@@ -277,6 +291,9 @@ class Demo:
         if self.daemon is None:
             return 1
         self.stopDaemon()
+        if self.gpsd is not None:
+            self.gpsd.terminate()
+            self.gpsd.wait()
         self.sim.terminate()
         self.sim.wait()
         return self.report()

@@ -91,7 +91,7 @@ class Sms(DaemonTest):
         self.assertEqual(list((SPOOL / "recv_parts").iterdir()), [])
 
     def test_fiftyFiles_areEachSentOnce(self):
-        slot = self.connectedSlot(fast=10)
+        slot = self.connectedSlot(fast=5)
         texts = [f"{number} " + self.text(self.random.randrange(2, 300)) for number in range(FILES)]
         waitUntil((SPOOL / "send").is_dir, 20, lambda: "no spool")
         for number, text in enumerate(texts):
@@ -114,7 +114,7 @@ class Sms(DaemonTest):
         self.assertEqual(list((SPOOL / "send_fail").iterdir()), [])
 
     def test_hostileFileNames_areSentAndExecuteNothing(self):
-        slot = self.connectedSlot(fast=10)
+        slot = self.connectedSlot(fast=5)
         names = ["a;touch pwned", "$(touch pwned)", "`touch pwned`", "with blank", "quote'\"", "-rf",
                  "n" * 255, "new\nline"]
         for name in names:
@@ -127,7 +127,7 @@ class Sms(DaemonTest):
             self.assertFalse((folder / "pwned").exists(), folder)
 
     def test_messageThatTheNetworkRefuses_endsInSendFailAfterThreeAttempts(self):
-        slot = self.connectedSlot(fast=10)
+        slot = self.connectedSlot(fast=5)
         slot.order(op="fault", prefix="AT+CMGS", stage="data", kind="cms", number=500)
         (SPOOL / "send" / "message").write_text("TO=12025550123\nMSG=never\n")
         waitUntil(lambda: len(list((SPOOL / "send_fail").iterdir())) == 1, 60, lambda: "not given up")

@@ -276,11 +276,13 @@ TEST(ReadAtCommandResponse, HungUpPort_GoesThroughAllPolls) {
     cFakePort port(eLink::TERMINAL);
     ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
     port.hangUp();
-    const cLogMode mode(eLOG_PORT);
+    const cLogMode mode(eLOG_PORT | eLOG_PORT_POLL);
     std::string response;
     EXPECT_EQ(readAtCommandResponse(port.handle(), response, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(response, "");
     EXPECT_EQ(port.elapsedUs(), 1000000u);
+    EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Did not get OK/ERROR yet from modem"), 100u)
+        << "a failed read counts as a poll that found something";
     EXPECT_EQ(logCount("DEBUG: readFromPort(): No Response from device"), 100u);
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Read -1 bytes from port"), 100u);
 }

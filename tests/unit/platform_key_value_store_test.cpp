@@ -377,10 +377,12 @@ TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
 TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
     setKeyValueStorePath("/nonexistent");
     std::set<std::string> seen;
+    int working[2];
+    ASSERT_EQ(pipe2(working, O_CLOEXEC), 0);
     for (int round = 0; round < 60; round++) {
         std::vector<pid_t> writers;
         for (int writer = 0; writer < 3; writer++) {
-            writers.push_back(startProcess([this, round] {
+            writers.push_back(startProcess([this, round, &working] {
                 reopen();
                 for (int i = 0;; i++) {
                     const std::string value =
@@ -392,6 +394,7 @@ TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
                     // Readers that lose the processor may hold all pages for a moment.
                     const int result = skvs_batch_end();
                     if (result != 0 && result != MDB_MAP_FULL) return 1;
+                    if (i == 0 && write(working[1], "", 1) != 1) return 2;
                 }
             }));
         }
@@ -408,7 +411,9 @@ TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
         EXPECT_LE(dataSize(), 4 * 1024 * 1024);
         setKeyValueStorePath("/nonexistent");
     }
-    EXPECT_GT(seen.size(), 30u) << "the writers hardly got to work";
+    close(working[0]);
+    close(working[1]);
+    EXPECT_EQ(seen.size(), 60u);  // each round got to work
     EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));
 }
 

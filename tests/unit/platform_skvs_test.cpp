@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdlib>
 
 #include "platform/host/skvs_command.h"
 #include "platform/include/key_value_store.h"
@@ -89,6 +92,16 @@ TEST_F(Skvs, WrongUsage_IsTwoWithTheUsageAsError) {
     };
     for (const auto& arguments : wrong)
         expect(arguments, 2, "", usage);
+}
+
+TEST_F(Skvs, Program_EndsWithTheCommandsStatus) {
+    const auto statusOf = [](const std::string& arguments) {
+        const int status = system((std::string(SKVS) + arguments + " >/dev/null 2>&1").c_str());
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    };
+    EXPECT_EQ(statusOf(" --help"), 0);
+    EXPECT_EQ(statusOf(" get"), 2);
+    EXPECT_EQ(statusOf(" set " + std::string(501, 'k') + " 1"), 2);
 }
 
 TEST_F(Skvs, RefusedKeyOrValue_IsTwo) {

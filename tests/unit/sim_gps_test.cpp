@@ -93,8 +93,9 @@ TEST(SimGps, EscapeUnderAFault_StaysInTheStream) {
     cSimDriver sim(ENABLED);
     sim.order(R"({"op": "fault", "match": "+++", "kind": "silence", "count": 1})");
     sim.gps(START, 1000);
-    EXPECT_EQ(sim.gps("+++", 1000), "");
-    EXPECT_NE(sim.gps("", 1000).find("$GPGGA"), std::string::npos);
+    EXPECT_EQ(sim.gps("+++", 990), "");
+    EXPECT_EQ(sim.gps("", 10).substr(0, 6), "$GPGGA");
+    EXPECT_EQ(sim.gps("", 1000).substr(0, 6), "$GPGGA");
     sim.gps("+++", 1000);
     EXPECT_EQ(sim.gps("AT\r"), "AT\r" + OK);
 }

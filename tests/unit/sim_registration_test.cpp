@@ -31,9 +31,25 @@ TEST(SimRegistration, Timeline_LosesAndRegainsTheNetwork) {
     EXPECT_EQ(sim.reply("AT+CREG=1"), OK);
     EXPECT_EQ(sim.readAt(11980), "");
     EXPECT_EQ(sim.readAt(10), "\r\n+CREG: 2\r\n");
-    EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 0\r\n\r\nOK\r\n");
-    EXPECT_EQ(sim.readAt(7990), "\r\n+CREG: 1\r\n");
+    EXPECT_EQ(sim.readAt(8000), "\r\n+CREG: 1\r\n");
     EXPECT_EQ(sim.reply("AT+CREG?"), "\r\n+CREG: 1,1\r\n\r\nOK\r\n");
+}
+
+TEST(SimRegistration, Searching_KeepsTheContextsThatDenialEnds) {
+    cSimDriver sim(R"({"attached": true, "contexts": [{"cid": 1, "active": true}]})");
+    sim.order(R"({"op": "set", "registration": {"state": "searching"}})");
+    EXPECT_EQ(sim.reply("AT+CGATT?;+CGACT?"), "\r\n+CGATT: 1\r\n+CGACT: 1,1\r\n\r\nOK\r\n");
+    sim.order(R"({"op": "set", "registration": {"state": "denied"}})");
+    EXPECT_EQ(sim.reply("AT+CGATT?;+CGACT?"), "\r\n+CGATT: 0\r\n+CGACT: 1,0\r\n\r\nOK\r\n");
+    sim.order(R"({"op": "set", "registration": {"state": "home"}})");
+    EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 0\r\n\r\nOK\r\n");
+}
+
+TEST(SimRegistration, AutoAttach_AttachesWithTheRegistration) {
+    cSimDriver sim(R"({"registration": {"auto_attach": true, "state": "none"}})");
+    EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 0\r\n\r\nOK\r\n");
+    sim.order(R"({"op": "set", "registration": {"state": "home"}})");
+    EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 1\r\n\r\nOK\r\n");
 }
 
 TEST(SimRegistration, RfstsInWcdma_HasNineteenFieldsAndTheActiveSet) {

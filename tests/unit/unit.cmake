@@ -15,6 +15,15 @@ if(PLATFORM STREQUAL "host")
                 unit/platform_logger_test.cpp unit/platform_skvs_test.cpp
                 unit/platform_text_helpers_test.cpp unit/platform_text_lookup_table_test.cpp
                 unit/platform_timer_test.cpp unit/platform_tokenstr_test.cpp)
+    target_compile_definitions(platform_tests PRIVATE SKVS="$<TARGET_FILE:skvs>")
+    add_dependencies(platform_tests skvs)
+
+    # The build against a gateway's libraries has to configure; ours stand in for one.
+    add_test(NAME unit.platform_external
+        COMMAND ${CMAKE_COMMAND} -G ${CMAKE_GENERATOR} -S ${CMAKE_SOURCE_DIR}
+                -B ${CMAKE_CURRENT_BINARY_DIR}/external -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}
+                -DPLATFORM=external -DPLATFORM_LIBS=$<TARGET_FILE:cellslot_platform>)
+    set_tests_properties(unit.platform_external PROPERTIES LABELS unit TIMEOUT 120)
 endif()
 
 cellslot_add_unit_tests(sim

@@ -1,0 +1,709 @@
+#include <cstdlib>
+
+#include "include/options.h"
+#include "platform/include/key_value_store.h"
+#include "statemachine/bring_up.h"
+#include "statemachine/modem_control.h"
+#include "statemachine/polling.h"
+#include "statemachine/timers.h"
+#include "tests/flow/command_lists.h"
+
+// Every step of bring-up and polling on its own: what a silent or refusing modem leads to, what is
+// not sent any more, and the whole list where the way is another.
+
+namespace {
+
+class BringUpSteps : public cFlowFixture {
+  protected:
+    eGeneralErrors setup() { return setupModem(handle(), device, config); }
+    eGeneralErrors poll() { return pollDevice(handle(), device, config); }
+
+    // The index-th command of list meets the fault, earlier ones of the same text do not.
+    void faultAt(const tCommands& list, size_t index, const std::string& kind) {
+        nlohmann::json request = {{"op", "fault"},
+                                  {"match", list[index]},
+                                  {"kind", kind},
+                                  {"skip", earlierOccurrences(list, index)},
+                                  {"count", 1}};
+        if (kind == "cme") request["number"] = 3;
+        order(request);
+    }
+
+    void startRegistered() {
+        start();
+        device.network.b_registered = true;
+        device.network.i_reg_state = eREG_HOME;
+    }
+};
+
+constexpr const char* CURRENT_PIN = "/etc/vuk/cellular_cpin.1";
+constexpr const char* IMS_APN_COMMAND = "AT#IMSPDPSET=vzwims";
+constexpr const char* SWITCH_TO_SLOT_2 =
+    "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1";
+
+const nlohmann::json VERIZON_IMAGE = {{"firmware", {{"dual", true}, {"slot", 1}}}};
+const nlohmann::json LOCKED_SIM = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
+
+tCommands dualIdentityCommands() {
+    return {"ATI3", "AT+CGMR", "AT#CFVR", "AT#FWSWITCH=?", "AT#FWSWITCH?", "ATI5"};
+}
+
+tCommands verizonSetupUpToTheSim() {
+    return sequence(modelCommands(), dualIdentityCommands(), "AT#GPIO=2,2", simCommands(),
+                    simCommands(), operatorCommands(), pollInfoCommands(), IMS_APN_COMMAND,
+                    "AT+CMGF=0", simCommands(), simCommands());
+}
+
+tCommands verizonContextAndRadio() {
+    return {"AT#PSNT=0", "AT+CGACT=0,3", "AT+CGDCONT=3,\"IPV4V6\",\"internet\"",
+            "AT+WS46?",  "AT+COPS=0",    "AT#AUTOBND=0"};
+}
+
+}  // namespace
+
+// ---- set-up, every command silent -------------------------------------------------------------
+
+class SetupSilence : public BringUpSteps, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
+    const tCommands healthy = setupCommands();
+    ASSERT_LT(GetParam(), healthy.size());
+    start();
+    faultAt(healthy, GetParam(), "silence");
+    // A context that is not active refuses to be deactivated, so nothing is read into that answer.
+    if (healthy[GetParam()] == "AT+CGACT=0,1") {
+        EXPECT_EQ(setup(), eSUCCESS);
+        EXPECT_EQ(commands(), healthy);
+        return;
+    }
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(commands(), firstOf(healthy, GetParam() + 1));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::Range<size_t>(0, 63));
+
+TEST_F(BringUpSteps, Setup_HasSixtyThreeCommands) {
+    EXPECT_EQ(setupCommands().size(), 63u);
+}
+
+// ---- set-up, every command refused ------------------------------------------------------------
+
+struct sRefusalCase {
+    const char* command;
+    eGeneralErrors error;  // the answer is ERROR
+    eGeneralErrors cme;    // the answer is a CME error
+    bool goesOn;
+};
+
+class SetupRefusal : public BringUpSteps,
+                     public ::testing::WithParamInterface<std::tuple<sRefusalCase, const char*>> {};
+
+TEST_P(SetupRefusal, AtACommand_EndsThereOrIsGotOver) {
+    const auto& [test, kind] = GetParam();
+    const tCommands healthy = setupCommands();
+    const auto found = std::find(healthy.begin(), healthy.end(), test.command);
+    ASSERT_NE(found, healthy.end());
+    start();
+    faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
+    EXPECT_EQ(setup(), kind == std::string("error") ? test.error : test.cme);
+    EXPECT_EQ(commands(), test.goesOn ? healthy : tCommands(healthy.begin(), found + 1));
+}
+
+constexpr eGeneralErrors REFUSED = eERROR_DEVICE_RESPONSE_ERROR;
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, SetupRefusal,
+    ::testing::Combine(::testing::Values(sRefusalCase{"AT+GMM", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CMEE=1", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#GPIO=1,0,2", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#SLED=3,5,30", REFUSED, REFUSED, false},
+                                         sRefusalCase{"ATI3", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CGMR", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#CFVR", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#FWSWITCH=?", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"ATI5", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+COPN", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CGSN", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#TEMPMON=1", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CNUM", REFUSED,
+                                                      eERROR_DEVICE_SIM_LOCKED_CNUM, false},
+                                         sRefusalCase{"AT+CGDCONT?", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CMGF=0", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"AT+CGATT?", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"AT#PSNT=0", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CGACT=0,1", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"AT+CGDCONT=1,\"IPV4V6\",\"internet\"",
+                                                      REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+WS46?", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"AT+COPS=0", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"AT#AUTOBND=0", eSUCCESS, eSUCCESS, true}),
+                       ::testing::Values("error", "cme")));
+
+TEST_F(BringUpSteps, SimSlotQueryRefused_LeavesTheSlotUnknownSoThatNoApnIsSet) {
+    start();
+    fault("AT#GPIO=2,2", "error");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_ERROR);
+    const tCommands healthy = setupCommands();
+    EXPECT_EQ(commands(), firstOf(healthy, healthy.size() - 5));  // up to AT#PSNT=0
+    EXPECT_EQ(logCount("ERROR: Unable to switch SIM Slot to Slot #1, query error"), 1u);
+    EXPECT_EQ(logCount("Notice: Current SIM slot unknown, not setting APN"), 1u);
+}
+
+// ---- set-up, every SIM query refused ----------------------------------------------------------
+
+// The SIM is looked at eight times. A look that only serves getSimStatus may fail: what counts is
+// the state that the second of its two looks found. The other two looks must succeed.
+class SetupSimRefusal
+    : public BringUpSteps,
+      public ::testing::WithParamInterface<std::tuple<size_t, size_t, const char*>> {
+  protected:
+    // simCommands() of a look, cut behind the refused command.
+    tCommands look(size_t index) const {
+        const auto& [refusedLook, refusedQuery, kind] = GetParam();
+        return index == refusedLook ? firstOf(simCommands(), refusedQuery + 1) : simCommands();
+    }
+    bool isStateLost(size_t index) const {
+        const auto& [refusedLook, refusedQuery, kind] = GetParam();
+        return index == refusedLook && refusedQuery < 2;
+    }
+};
+
+TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
+    const auto& [refusedLook, refusedQuery, kind] = GetParam();
+    start();
+    order({{"op", "fault"},
+           {"match", simCommands()[refusedQuery]},
+           {"kind", kind},
+           {"number", 13},
+           {"skip", refusedLook},
+           {"count", 1}});
+    // Looks that a lost state leaves out are those of the later ones.
+    tCommands expected = sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", look(0));
+    eGeneralErrors result = eSUCCESS;
+    append(expected, look(1));
+    const bool withoutOperators = isStateLost(1);
+    if (!withoutOperators) append(expected, sequence("AT+COPN", look(2)));
+    if (refusedLook == 2) result = eERROR_DEVICE_RESPONSE_ERROR;
+    size_t next = withoutOperators ? 2 : 3;
+    const size_t first = next;  // of the poll information
+    if (result == eSUCCESS) {
+        append(expected, sequence("AT+CGSN", "AT#TEMPMON=1", look(first), look(first + 1)));
+        next = first + 2;
+        if (!isStateLost(4) || withoutOperators) {
+            append(expected, sequence("AT+CNUM", look(first + 2)));
+            next = first + 3;
+            if (refusedLook == 5) result = eERROR_DEVICE_RESPONSE_ERROR;
+            if (result == eSUCCESS) append(expected, "AT+CGDCONT?");
+        }
+    }
+    if (result == eSUCCESS) {
+        append(expected, sequence("AT+CMGF=0", look(next), look(next + 1)));
+        if (!isStateLost(next + 1))
+            append(expected, sequence("AT+CGATT?", contextAndRadioCommands()));
+    }
+    EXPECT_EQ(setup(), result);
+    EXPECT_EQ(commands(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, SetupSimRefusal,
+                         ::testing::Combine(::testing::Range<size_t>(0, 8),
+                                            ::testing::Range<size_t>(0, 5),
+                                            ::testing::Values("cme")));
+
+// ---- other ways through set-up ----------------------------------------------------------------
+
+TEST_F(BringUpSteps, LockedSimWithoutPinFile_ReturnsTwoAfterThePollInformation) {
+    start(LOCKED_SIM);
+    EXPECT_EQ(setup(), eFAILURE);
+    EXPECT_EQ(commands(),
+              sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", simCommands(),
+                       simCommands(), "AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands()));
+}
+
+TEST_F(BringUpSteps, SimUnlockedInSetup_EndsRightAfterAnotherLookAtIt) {
+    writeFile(CURRENT_PIN, "1234\n");
+    start(LOCKED_SIM);
+    EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(commands(), sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2",
+                                   simCommands(), simCommands(), "AT+CPIN=1234", simCommands()));
+    EXPECT_TRUE(logContains("Modem Ready after "));
+}
+
+TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
+    start({{"sim", {{"present", false}}}});
+    const tCommands withoutSim =
+        sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", "AT#QSS?", "AT#QSS?",
+                 "AT+CGSN", "AT#TEMPMON=1", "AT#QSS?", "AT#QSS?");
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(withoutSim, "AT+CMGF=0", "AT#QSS?", "AT#QSS?"));
+    passSeconds(590);
+    EXPECT_EQ(setup(), eSUCCESS);
+    commands();
+    passSeconds(10);
+    EXPECT_EQ(setup(), eERROR_DEVICE_REQUIRES_RESET);
+    // The LED shows "not registered" already, so it is not told again.
+    tCommands expected = withoutSim;
+    expected.erase(expected.begin() + 3);
+    EXPECT_EQ(commands(), expected);
+    EXPECT_EQ(logCount("SIM not detected after 10 minutes, device requires reset"), 2u);
+}
+
+TEST_F(BringUpSteps, VerizonImage_UsesContextThreeAndStaysAttached) {
+    config.firmwareSlot = 1;
+    start(VERIZON_IMAGE);
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(verizonSetupUpToTheSim(), verizonContextAndRadio()));
+    EXPECT_EQ(logCount("Device LE910-NA V2/Verizon supports 4G only"), 1u);
+    EXPECT_EQ(device.modem.s_supported_4g_bands, "B2,B4,B13");
+}
+
+TEST_F(BringUpSteps, VerizonImageAfterAnUnlock_IsDetachedOnce) {
+    writeFile(CURRENT_PIN, "1234\n");
+    config.firmwareSlot = 1;
+    nlohmann::json scenario = VERIZON_IMAGE;
+    scenario.update(LOCKED_SIM);
+    start(scenario);
+    ASSERT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
+    commands();
+    order({{"op", "set"}, {"attached", true}});
+    EXPECT_EQ(setup(), eSUCCESS);
+    tCommands expected =
+        sequence(verizonSetupUpToTheSim(), "AT+CGATT?", "AT+CGATT=0", verizonContextAndRadio());
+    expected.erase(expected.begin() + 3);  // the LED is as it should be
+    EXPECT_EQ(commands(), expected);
+}
+
+TEST_F(BringUpSteps, VerizonImageWhoseDetachIsRefused_IsNotDetachedAgain) {
+    config.firmwareSlot = 1;
+    start(VERIZON_IMAGE);
+    fault("ATI5", "silence");
+    ASSERT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    order({{"op", "set"}, {"attached", true}});
+    fault("AT+CGATT=0", "error");
+    ASSERT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(logCount("Detached from the network"), 1u);
+    commands();
+    ASSERT_EQ(setup(), eSUCCESS);
+    for (const std::string& command : commands())
+        EXPECT_NE(command, "AT+CGATT?");
+}
+
+TEST_F(BringUpSteps, VerizonImageWhoseDetachIsNotAnswered_IsDetachedNextTime) {
+    config.firmwareSlot = 1;
+    start(VERIZON_IMAGE);
+    fault("ATI5", "error");
+    ASSERT_EQ(setup(), eERROR_DEVICE_RESPONSE_ERROR);
+    order({{"op", "set"}, {"attached", true}});
+    fault("AT+CGATT=0", "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(commands().back(), "AT+CGATT=0");
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(logCount("Detached from the network"), 1u);
+}
+
+class ImsApn : public BringUpSteps, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(ImsApn, AnyAnswerButOk_Is202) {
+    config.firmwareSlot = 1;
+    start(VERIZON_IMAGE);
+    order({{"op", "fault"}, {"match", IMS_APN_COMMAND}, {"kind", GetParam()}, {"number", 3}});
+    EXPECT_EQ(setup(), eERROR_DEVICE_NETWORK_NOT_IMS_REGISTERED);
+    EXPECT_EQ(commands().back(), IMS_APN_COMMAND);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, ImsApn, ::testing::Values("cme"));
+
+TEST_F(BringUpSteps, ImsApnNotAnswered_Is202) {
+    config.firmwareSlot = 1;
+    start(VERIZON_IMAGE);
+    fault(IMS_APN_COMMAND, "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_NETWORK_NOT_IMS_REGISTERED);
+}
+
+TEST_F(BringUpSteps, VerizonSimOnTheOtherImage_SwitchesTheImage) {
+    start({{"firmware", {{"dual", true}, {"slot", 0}}}, {"sim", {{"imsi", "311480000000001"}}}});
+    EXPECT_EQ(setup(), eERROR_DEVICE_SHOULD_RESET);
+    EXPECT_EQ(commands(),
+              sequence(modelCommands(), dualIdentityCommands(), "AT#GPIO=2,2", simCommands(),
+                       simCommands(), operatorCommands(), "AT#FWSWITCH=1,1"));
+    EXPECT_TRUE(device.modem.b_firmware_sim_mismatch);
+    EXPECT_EQ(logCount("Firmware Slot is Auto, SIM carrier is Verizon Wireless, setting FW Slot 1"),
+              1u);
+}
+
+TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsGotOver) {
+    config.firmwareSlot = 1;
+    start({{"firmware", {{"dual", true}, {"slot", 0}}}});
+    fault("AT#FWSWITCH=1,1", "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    fault("AT#FWSWITCH=1,1", "error");
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(logCount("Error: Device Firmware switch to FW slot 1 had an error"), 1u);
+}
+
+TEST_F(BringUpSteps, WrongSimSlot_IsSwitchedBeforeTheSimIsLookedAt) {
+    config.simSlot = 2;
+    config.apn2 = "second";
+    start({{"sim2", {{"imsi", "310260000000001"}}}});
+    EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(commands(),
+              sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", SWITCH_TO_SLOT_2));
+    EXPECT_EQ(logCount("Switched SIM Slot to Slot #2"), 1u);
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(device.sim.s_carrier, "T-Mobile");
+    EXPECT_EQ(device.sim.e_slot, eSIM_SLOT_2);
+    const tCommands sent = commands();
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT+CGDCONT=1,\"IPV4V6\",\"second\""), 1);
+}
+
+TEST_F(BringUpSteps, SimSlotSwitchNotAnswered_IsATimeOutAndARefusedOneKeepsTheSlot) {
+    config.simSlot = 2;
+    start();
+    fault(SWITCH_TO_SLOT_2, "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(commands().back(), SWITCH_TO_SLOT_2);
+    EXPECT_EQ(logCount("ERROR: Unable to switch SIM Slot to Slot #2, command timeout"), 1u);
+    fault(SWITCH_TO_SLOT_2, "error");
+    EXPECT_EQ(setup(), eSUCCESS);
+    // The APN is that of the slot that is in use.
+    const tCommands sent = commands();
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT+CGDCONT=1,\"IPV4V6\",\"internet\""), 1);
+}
+
+TEST_F(BringUpSteps, UnknownModel_SucceedsWithoutTechnologiesAndBands) {
+    config.netPref = eNET_PREF_AUTO;
+    start();
+    order({{"op", "fault"}, {"match", "AT+GMM"}, {"kind", "answer"}, {"lines", {"LE910B4-NA"}}});
+    EXPECT_EQ(setup(), eSUCCESS);
+    tCommands expected = setupCommands();
+    expected.insert(expected.begin(), "AT+GMM");
+    expected.pop_back();  // no band list, so no band selection
+    EXPECT_EQ(commands(), expected);
+}
+
+TEST_F(BringUpSteps, WholeConfiguration_IsAppliedInItsOrder) {
+    config.username = "user";
+    config.password = "secret";
+    config.authType = ePDP_AUTH_PAP;
+    config.netPref = eNET_PREF_4G;
+    config.netPrefText = "4g";
+    config.netPrefChanged = true;
+    config.operatorMode = "1";
+    config.operatorName = "310410";
+    config.bandMode = eBAND_MODE_MANUAL;
+    config.band3gText = "1";
+    config.band3gBits = 2;
+    config.band4gText = "B2,B4";
+    config.band4gBits = 10;
+    start();
+    EXPECT_EQ(setup(), eSUCCESS);
+    const tCommands sent = commands();
+    EXPECT_EQ(tCommands(sent.end() - 9, sent.end()),
+              (tCommands{"AT#PSNT=0", "AT+CGACT=0,1", "AT+CGDCONT=1,\"IPV4V6\",\"internet\"",
+                         "AT#PDPAUTH=1,1,user,secret", "AT+WS46?", "AT+WS46=28",
+                         "AT+COPS=1,2,\"310410\"", "AT#AUTOBND=2", "AT#BND=0,1,10"}));
+    EXPECT_EQ(logCount("Set PDP username/password/auth"), 1u);
+    EXPECT_EQ(logCount("Set network speed preference to 4g"), 1u);
+}
+
+TEST_F(BringUpSteps, RefusedPreferences_AreToldAndDoNotEndSetup) {
+    config.username = "user";
+    config.password = "secret";
+    config.authType = ePDP_AUTH_PAP;
+    config.netPref = eNET_PREF_4G;
+    config.netPrefText = "4g";
+    config.netPrefChanged = true;
+    config.bandMode = eBAND_MODE_MANUAL;
+    config.band3gText = "1";
+    config.band3gBits = 2;
+    start();
+    fault("AT#PDPAUTH=1,1,user,secret", "cme", 50);
+    fault("AT+WS46=28", "error");
+    fault("AT+COPS=0", "error");
+    fault("AT#BND=0,1,0", "error");
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(logCount("Notice: Got an error setting PDP username/password/auth (50)"), 1u);
+    EXPECT_EQ(logCount("Notice: Got an error setting network speed preference to 4g (-2)"), 1u);
+    EXPECT_EQ(logCount("Error setting Network Operator Mode"), 1u);
+}
+
+class SetupPreferenceSilence : public BringUpSteps,
+                               public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(SetupPreferenceSilence, AtAPreference_EndsThereAsATimeOut) {
+    config.username = "user";
+    config.password = "secret";
+    config.authType = ePDP_AUTH_PAP;
+    config.netPref = eNET_PREF_4G;
+    config.bandMode = eBAND_MODE_MANUAL;
+    config.band3gText = "1";
+    config.band3gBits = 2;
+    start();
+    fault(GetParam(), "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(commands().back(), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, SetupPreferenceSilence,
+                         ::testing::Values("AT#PDPAUTH=1,1,user,secret", "AT+WS46=28",
+                                           "AT#AUTOBND=2", "AT#BND=0,1,0"));
+
+TEST_F(BringUpSteps, Identity_IsPublishedBeforeTheSimIsAsked) {
+    start();
+    fault("AT#QSS?", "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    const std::string status = readFile("/var/log/wireless.cardstats.1");
+    EXPECT_NE(status.find("\nCELLMODEM1_FIRMWARE_V=20.00.402\n"), std::string::npos);
+    EXPECT_NE(status.find("\nCELLMODEM1_SIM_STATUS=Unknown\n"), std::string::npos);
+}
+
+TEST_F(BringUpSteps, OperatorNames_ArePublishedInSetup) {
+    start({{"operator_names", {{{"plmn", "310410"}, {"name", "AT&T"}}}}});
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n\"310410\":\"AT&T\"\n}\n");
+}
+
+TEST_F(BringUpSteps, GpsWithoutAPort_IsToldAndGotOver) {
+    config.gpsEnable = true;
+    g_S_options.s_gps_device = "/dev/no-such-port";
+    start();
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(commands(), setupCommands());
+    for (auto& l : capturedLog()) puts(l.c_str());
+    EXPECT_EQ(
+        logCount("getModemInfo(): maybeEnableGps() returned eERROR_DEVICE_GPS_DEV_OPEN_FAILURE "
+                 "(526)"),
+        1u);
+}
+
+TEST_F(BringUpSteps, TestModeNotAnswered_IsReportedAllTheSame) {
+    start({{"test_mode", true}});
+    fault("AT#TESTMODE=\"OM\"", "silence");
+    EXPECT_EQ(setup(), eERROR_DEVICE_IN_TEST_MODE);
+    EXPECT_EQ(
+        logCount("Error: Device is in TEST MODE, which must be turned off and the device reset"),
+        1u);
+}
+
+// ---- polling ----------------------------------------------------------------------------------
+
+class PollSilence : public BringUpSteps, public ::testing::WithParamInterface<size_t> {};
+
+TEST_P(PollSilence, AtAnyCommand_EndsThereAsATimeOut) {
+    const tCommands healthy = pollCommands();
+    ASSERT_LT(GetParam(), healthy.size());
+    startRegistered();
+    faultAt(healthy, GetParam(), "silence");
+    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    tCommands expected = firstOf(healthy, GetParam() + 1);
+    EXPECT_EQ(commands(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, PollSilence, ::testing::Range<size_t>(0, 24));
+
+TEST_F(BringUpSteps, Poll_HasTwentyFourCommands) {
+    EXPECT_EQ(pollCommands().size(), 24u);
+}
+
+class PollRefusal : public BringUpSteps,
+                    public ::testing::WithParamInterface<std::tuple<sRefusalCase, const char*>> {};
+
+TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
+    const auto& [test, kind] = GetParam();
+    const tCommands healthy = pollCommands();
+    const auto found = std::find(healthy.begin(), healthy.end(), test.command);
+    ASSERT_NE(found, healthy.end());
+    startRegistered();
+    // A modem in the state after set-up names its errors by number.
+    port().modem().receiveAt("AT+CMEE=1\r", port().nowMs());
+    port().modem().advance(port().nowMs());
+    port().modem().takeAtOutput();
+    commands();
+    faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
+    EXPECT_EQ(poll(), kind == std::string("error") ? test.error : test.cme);
+    EXPECT_EQ(commands(), test.goesOn ? healthy : tCommands(healthy.begin(), found + 1));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, PollRefusal,
+    ::testing::Combine(::testing::Values(sRefusalCase{"AT+CGSN", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#TEMPMON=1", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CNUM", REFUSED,
+                                                      eERROR_DEVICE_SIM_LOCKED_CNUM, false},
+                                         sRefusalCase{"AT+CGDCONT?", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CEREG?", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CIREG?", eSUCCESS, eSUCCESS, true},
+                                         sRefusalCase{"AT#SLED=3,10,30", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT#PSNT?;#RFSTS", REFUSED, REFUSED, false},
+                                         sRefusalCase{"AT+CSQ", REFUSED, REFUSED, false}),
+                       ::testing::Values("error", "cme")));
+
+class CsRegistration : public BringUpSteps, public ::testing::WithParamInterface<const char*> {};
+
+TEST_F(BringUpSteps, FallBackRegistrationThatFails_EndsThePollAndForgetsTheState) {
+    const tCommands sent = sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?");
+    start({{"registration", {{"tech", "WCDMA"}}}});
+    ASSERT_EQ(poll(), eSUCCESS);
+    ASSERT_TRUE(device.network.b_registered);
+    for (const auto& [kind, result] :
+         {std::pair<const char*, eGeneralErrors>{"error", eERROR_DEVICE_RESPONSE_ERROR},
+          {"silence", eERROR_DEVICE_RESPONSE_TIMEOUT}}) {
+        commands();
+        fault("AT+CREG?", kind);
+        EXPECT_EQ(poll(), result);
+        EXPECT_EQ(commands(), sent);
+        EXPECT_FALSE(device.network.b_registered);
+        EXPECT_EQ(device.network.i_reg_state, eREG_UNKNOWN);
+        ASSERT_EQ(poll(), eSUCCESS);
+        EXPECT_TRUE(device.network.b_registered);
+    }
+}
+
+TEST_F(BringUpSteps, RegistrationInTheOtherDomain_CountsAsRegistered) {
+    start({{"registration", {{"tech", "WCDMA"}, {"state", "roaming"}}}});
+    EXPECT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
+                                   "AT#SLED=3,10,30", "AT#PSNT?;#RFSTS", "AT+CSQ"));
+    EXPECT_TRUE(device.network.b_registered);
+    EXPECT_EQ(device.network.i_reg_state, eREG_ROAMING);
+}
+
+TEST_F(BringUpSteps, DeniedRegistration_ShowsItsLedAndReadsTheCell) {
+    start({{"registration", {{"state", "denied"}}}});
+    EXPECT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
+                                   "AT#SLED=3,1,30", "AT#PSNT?;#RFSTS", "AT+CSQ"));
+}
+
+TEST_F(BringUpSteps, PollOfALockedSim_ReturnsTwoAfterItsStatus) {
+    start(LOCKED_SIM);
+    EXPECT_EQ(poll(), eFAILURE);
+    EXPECT_EQ(commands(), sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands()));
+}
+
+TEST_F(BringUpSteps, PollThatUnlocksTheSim_ReturnsOneRightAway) {
+    writeFile(CURRENT_PIN, "1234\n");
+    start(LOCKED_SIM);
+    EXPECT_EQ(poll(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(commands(), sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(),
+                                   "AT+CPIN=1234", simCommands()));
+}
+
+TEST_F(BringUpSteps, PollWithoutSim_GoesOnToRegistration) {
+    start({{"sim", {{"present", false}}}});
+    EXPECT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT+CGSN", "AT#TEMPMON=1", "AT#QSS?", "AT#QSS?", "AT+CEREG?",
+                                     "AT+CREG?", "AT+CIREG?", "AT#SLED=3,5,30", "AT+CSQ"}));
+}
+
+TEST_F(BringUpSteps, FiveMinutesWithoutService_AskForAResetBeforeRegistrationIsRead) {
+    start({{"registration", {{"state", "searching"}}}});
+    ASSERT_EQ(poll(), eSUCCESS);
+    commands();
+    passSeconds(298);
+    // Without registration no messages can come.
+    ASSERT_EQ(poll(), eERROR_DEVICE_NETWORK_NOT_REGISTERED);
+    commands();
+    passSeconds(2);
+    EXPECT_EQ(poll(), eERROR_DEVICE_REQUIRES_RESET);
+    EXPECT_EQ(commands(), pollInfoCommands());
+}
+
+TEST_F(BringUpSteps, RequestsOfOtherPrograms_AreServedEvenWhenMessagesTimeOut) {
+    startRegistered();
+    passSeconds(5);
+    writeFile("/tmp/at_cmd_in", "AT+CSQ\n");
+    fault("AT+CMGL=0", "silence");
+    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(commands().back(), "AT+CSQ");
+    EXPECT_TRUE(fileExists("/tmp/at_cmd_out"));
+}
+
+TEST_F(BringUpSteps, RequestThatIsNotAnswered_DoesNotFailThePoll) {
+    startRegistered();
+    writeFile("/tmp/at_cmd_in", "AT+CGMM\n");
+    fault("AT+CGMM", "silence");
+    EXPECT_EQ(poll(), eSUCCESS);
+}
+
+// ---- the clock --------------------------------------------------------------------------------
+
+TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
+    config.syncTime = true;
+    startRegistered();
+    ASSERT_EQ(poll(), eSUCCESS);
+    const tCommands sent = commands();
+    const tCommands expected =
+        sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(), "AT+CSDF=1",
+                 "AT#CCLKMODE=0", "AT#NITZ=3,0", "AT#CCLK?", "AT+CNUM");
+    EXPECT_EQ(firstOf(sent, expected.size()), expected);
+    EXPECT_EQ(logCount("Success updating system date/time to '6/15/20 20:32:5'"), 1u);
+}
+
+TEST_F(BringUpSteps, Clock_IsLeftAloneWhileUnregisteredOrNotWanted) {
+    config.syncTime = true;
+    start();
+    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    device.network.b_registered = true;
+    config.syncTime = false;
+    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(pollInfoCommands(), pollInfoCommands()));
+    EXPECT_FALSE(g_Cp_dateTimeSyncTimer->IsTimerEnabled());
+}
+
+TEST_F(BringUpSteps, ClockThatCouldNotBeSet_IsTriedAgainAfterThreeHundredSeconds) {
+    config.syncTime = true;
+    start();
+    device.network.b_registered = true;
+    shell.setStatus("systime.sh", 1);
+    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_TRUE(logContains("Failed to update system date/time to '"));
+    passSeconds(299);
+    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(shell.calls().size(), 1u);
+    passSeconds(1);
+    shell.setStatus("systime.sh", 0);
+    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(shell.calls().size(), 2u);
+    passSeconds(14399);
+    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(shell.calls().size(), 2u);
+    passSeconds(1);
+    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(shell.calls().size(), 3u);
+}
+
+// ---- the modem as a whole ---------------------------------------------------------------------
+
+TEST_F(BringUpSteps, PowerOff_SwitchesTheSlotOffInTheBackground) {
+    EXPECT_EQ(powerOffDevice(), 0);
+    EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"sledctl 1 off"}));
+    EXPECT_EQ(logCount("Powering off device with 'sledctl 1 off &'"), 1u);
+}
+
+TEST_F(BringUpSteps, ResetWithoutAPort_PowerCyclesTheSlot) {
+    start();
+    resetDevice(-1);
+    EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ResetCellular now force -s 1"}));
+    EXPECT_TRUE(commands().empty());
+}
+
+TEST_F(BringUpSteps, WaitingWithoutAPort_EndsToo) {
+    start();
+    const uint64_t before = port().nowMs();
+    waitModemReady(-1);
+    EXPECT_LE(port().nowMs() - before, 10200u);
+    EXPECT_FALSE(logContains("Modem Ready"));
+}
+
+TEST_F(BringUpSteps, FirmwareTriggerOfAnotherSlot_IsLeftAlone) {
+    std::system("mkdir -p /tmp/cellmodem_firmware; touch /tmp/cellmodem_firmware/start_update.2");
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(fileExists("/tmp/cellmodem_firmware/start_update.2"));
+}
+
+TEST_F(BringUpSteps, FirmwareTriggerThatCannotBeDeleted_CountsAndIsTold) {
+    std::system("mkdir -p /tmp/cellmodem_firmware/start_update.1/full");
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(logContains("Cannot delete /tmp/cellmodem_firmware/start_update.1, errno 39"));
+}
