@@ -16,6 +16,7 @@ readonly BUILD=(
 )
 readonly TEST=(
     busybox
+    clang
     clang-format-14
     faketime
     gpsd

@@ -156,6 +156,7 @@ std::string dynamicLine(const sSimState& state, int id, const std::vector<std::s
 
 std::vector<std::string> ipv6Texts(const std::vector<std::string>& addresses) {
     std::vector<std::string> texts;
+    texts.reserve(addresses.size());
     for (const std::string& address : addresses)
         texts.push_back(ipv6Dotted(address));
     return texts;

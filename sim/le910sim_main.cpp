@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -75,23 +76,25 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
     app.add_option("--track", texts.trackPath, "file of positions, one a second");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int runProgram(int argc, char** argv) {
     CLI::App app("A simulated Telit LE910 modem");
     sSimulatorOptions options;
     sArgumentTexts texts;
     defineOptions(app, options, texts);
     CLI11_PARSE(app, argc, argv);
-    try {
-        catchSignals();
-        applyTexts(texts, options.scenario);
-        cSimulator simulator(options);
-        std::cout << "ready" << std::endl;
-        simulator.run(g_stop);
-        return 0;
-    } catch (const std::exception& problem) {
-        std::cerr << "le910sim: " << problem.what() << std::endl;
-        return 1;
-    }
+    catchSignals();
+    applyTexts(texts, options.scenario);
+    cSimulator simulator(options);
+    std::cout << "ready" << std::endl;
+    simulator.run(g_stop);
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    return runProgram(argc, argv);
+} catch (const std::exception& problem) {
+    std::fprintf(stderr, "le910sim: %s\n", problem.what());
+    return 1;
 }

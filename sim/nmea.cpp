@@ -60,8 +60,7 @@ std::string gll(const sGpsReceiver& gps, const sGpsPoint& point, const sUtc& utc
 }
 
 std::string gsa(const sGpsReceiver& gps) {
-    const std::string none = gps.ggaTalker + "GSA,A,1,,,,,,,,,,,,,,,";
-    if (!gps.fix) return none;
+    if (!gps.fix) return gps.ggaTalker + "GSA,A,1,,,,,,,,,,,,,,,";
     return gps.ggaTalker + "GSA,A,3,01,02,03,04,,,,,,,,," + decimal(gps.hdop * 1.5, 2) + "," +
            decimal(gps.hdop, 2) + "," + decimal(gps.hdop * 1.2, 2);
 }

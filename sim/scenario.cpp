@@ -1,6 +1,7 @@
 #include "sim/scenario.h"
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 #include "sim/settings.h"
@@ -144,7 +145,7 @@ void readSignal(cJsonReader& parent, sSignal& signal) {
     reader.read("ecio_db", signal.ecioDb);
     reader.read("active_set", signal.activeSet);
     if (const nlohmann::json* hspa = reader.value("hspa")) {
-        if (!hspa->is_array() || (hspa->size() != 0 && hspa->size() != 4)) {
+        if (!hspa->is_array() || (!hspa->empty() && hspa->size() != 4)) {
             reader.fail("hspa", "is not a list of four numbers");
         }
         signal.hspa.clear();
@@ -342,7 +343,7 @@ std::vector<sTimelineEntry> readTimeline(cJsonReader& reader) {
         entry.read("at", seconds, 0, 1e9);
         nlohmann::json order = (*list)[i];
         order.erase("at");
-        timeline.push_back({static_cast<uint64_t>(seconds * 1000 + 0.5), order});
+        timeline.push_back({static_cast<uint64_t>(std::llround(seconds * 1000)), order});
     }
     std::stable_sort(timeline.begin(), timeline.end(),
                      [](const sTimelineEntry& left, const sTimelineEntry& right) {

@@ -17,7 +17,7 @@ struct sAddressKind {
     unsigned numberPlan = 0;
 };
 
-// A digit of the other network's address is never a type of number.
+// The type stands only in front of 8-bit characters, and the plan only in a telephone number.
 bool readKind(cBitReader& reader, sAddressKind& kind) {
     if (!reader.readBits(1, kind.eightBit) || !reader.readBits(1, kind.otherNetwork)) return false;
     if (kind.eightBit == 0) return true;

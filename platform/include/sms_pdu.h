@@ -22,8 +22,10 @@ constexpr size_t SMS_MAX_TEXT_OCTETS = 320;
 // A message as decoded.
 struct sms_t {
     std::string from;                  // "+" before an international number; an alphanumeric sender
-    std::string timestamp;             // "%Y-%m-%d %H:%M:%S", the service centre's local time
+    std::string timestamp;             // "%Y-%m-%d %H:%M:%S", the service centre's local time;
+                                       // empty where the stamp is missing or no date
     std::string timestampUnformatted;  // seconds since the epoch in decimal, within 32 bits
+                                       // unsigned; "0" where the stamp is missing or no date
     int reference = 0;                 // of a concatenated message; a 0 on the air is 65536 here
     int partNumber = 0;                // 1-based; 0 for a message of one part
     int numberOfParts = 0;             // 0 for a message of one part
@@ -45,8 +47,15 @@ struct sms_encode_result_t {
 };
 
 // Decodes a deliver PDU given in hexadecimal. length: octets without the service-centre prefix, as
-// the modem announces it; a PDU that is shorter is refused. debugOutput: tell on standard output
+// the modem announces it; a PDU that is shorter is refused, octets behind it are not read. A line
+// of just that many octets has no prefix; those of 3GPP2 never have one. Another kind of PDU (a
+// status report, a submission, an acknowledgement) is refused. debugOutput: tell on standard output
 // what was found. Returns 0, or -1 with sms reset.
+//
+// What cannot be read as it should be is handed on rather than lost: compressed text and encodings
+// of other scripts as 8-bit data, reserved coding schemes and national language tables as the
+// default alphabet, a user data header that does not fit as text. An element of the header that
+// holds an impossible part number makes no part of the message.
 int sms_decode_pdu(const std::string& pdu, size_t length, sms_t& sms, bool debugOutput);
 int sms_decode_3gpp2_pdu(const std::string& pdu, size_t length, sms_t& sms, bool debugOutput);
 

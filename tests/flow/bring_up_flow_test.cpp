@@ -7,7 +7,7 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"
 #include "statemachine/timers.h"
-#include "tests/support/flow_fixture.h"
+#include "tests/flow/command_lists.h"
 
 namespace {
 
@@ -16,23 +16,6 @@ class BringUp : public cFlowFixture {
     eGeneralErrors setup() { return setupModem(handle(), device, config); }
     eGeneralErrors poll() { return pollDevice(handle(), device, config); }
 };
-
-const tCommands MODEM = {"AT+GMM", "AT+CMEE=1", "AT#GPIO=1,0,2", "AT#SLED=3,5,30"};
-const tCommands IDENTITY = {"ATI3", "AT+CGMR", "AT#CFVR", "AT#FWSWITCH=?", "ATI5"};
-const tCommands RADIO = {
-    "AT+CGATT?", "AT#PSNT=0", "AT+CGACT=0,1", "AT+CGDCONT=1,\"IPV4V6\",\"internet\"",
-    "AT+WS46?",  "AT+COPS=0", "AT#AUTOBND=0"};
-
-tCommands pollInfoCommands() {
-    return sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(), "AT+CNUM",
-                    simCommands(), "AT+CGDCONT?");
-}
-
-tCommands setupCommands() {
-    return sequence(MODEM, IDENTITY, "AT#GPIO=2,2", simCommands(), simCommands(), "AT+COPN",
-                    simCommands(), pollInfoCommands(), "AT+CMGF=0", simCommands(), simCommands(),
-                    RADIO);
-}
 
 nlohmann::json withSim(const nlohmann::json& sim) {
     return {{"sim", sim}};
@@ -54,57 +37,6 @@ TEST_F(BringUp, HealthyModem_SendsTheWholeSequenceAndSucceeds) {
     EXPECT_EQ(device.sim.s_carrier, "AT&T");
     EXPECT_EQ(device.modem.s_supported_4g_bands, "B2,B4,B5,B12,B13,B17");
 }
-
-struct sSilentCase {
-    const char* command;
-    eGeneralErrors silent;
-    eGeneralErrors error;
-    bool goesOnAfterError;
-};
-
-class BringUpStep : public BringUp, public ::testing::WithParamInterface<sSilentCase> {};
-
-TEST_P(BringUpStep, Silence_EndsTheSequenceThere) {
-    start();
-    fault(GetParam().command, "silence");
-    EXPECT_EQ(setup(), GetParam().silent);
-    EXPECT_EQ(commands().back(), GetParam().command);
-}
-
-TEST_P(BringUpStep, Error_EndsTheSequenceOnlyWhereItMatters) {
-    start();
-    fault(GetParam().command, "error");
-    EXPECT_EQ(setup(), GetParam().error);
-    EXPECT_EQ(commands().back() != GetParam().command, GetParam().goesOnAfterError);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, BringUpStep,
-    ::testing::Values(
-        sSilentCase{"AT+GMM", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT+CMEE=1", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
-                    false},
-        sSilentCase{"AT#GPIO=1,0,2", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
-                    false},
-        sSilentCase{"AT#SLED=3,5,30", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
-                    false},
-        sSilentCase{"ATI3", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT#CFVR", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT#FWSWITCH=?", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
-        sSilentCase{"ATI5", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT#GPIO=2,2", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
-                    true},
-        sSilentCase{"AT+COPN", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT+CGSN", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT+CNUM", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT+CMGF=0", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
-        sSilentCase{"AT+CGATT?", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
-        sSilentCase{"AT#PSNT=0", eERROR_DEVICE_RESPONSE_TIMEOUT, eERROR_DEVICE_RESPONSE_ERROR,
-                    false},
-        sSilentCase{"AT+CGDCONT=1,\"IPV4V6\",\"internet\"", eERROR_DEVICE_RESPONSE_TIMEOUT,
-                    eERROR_DEVICE_RESPONSE_ERROR, false},
-        sSilentCase{"AT+WS46?", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true},
-        sSilentCase{"AT+COPS=0", eERROR_DEVICE_RESPONSE_TIMEOUT, eSUCCESS, true}));
 
 TEST_F(BringUp, ModemInTestMode_IsToldToLeaveItAndReported) {
     start({{"test_mode", true}});
@@ -194,8 +126,7 @@ TEST_F(BringUp, Poll_ReadsEverythingInItsOrder) {
     start();
     device.network.b_registered = true;
     EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CIREG?", "AT#SLED=3,10,30",
-                                   "AT#PSNT?;#RFSTS", "AT+CSQ"));
+    EXPECT_EQ(commands(), pollCommands());
     EXPECT_EQ(device.network.s_registration, "Registered, Home Network");
     EXPECT_EQ(device.network.s_plmn, "310410");
 }

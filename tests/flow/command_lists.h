@@ -45,7 +45,7 @@ inline tCommands firstOf(const tCommands& list, size_t count) {
     return tCommands(list.begin(), list.begin() + static_cast<long>(count));
 }
 
-// What the modem is asked behind a SIM that only waits for its PIN: it does not tell its IMSI.
+// How often the index-th command of a list stands before it.
 inline size_t earlierOccurrences(const tCommands& list, size_t index) {
     size_t count = 0;
     for (size_t i = 0; i < index; ++i)

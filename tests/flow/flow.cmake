@@ -20,9 +20,14 @@ cellslot_add_flow_tests(bring_up
     SOURCES flow/bring_up_flow_test.cpp flow/bring_up_steps_flow_test.cpp)
 
 cellslot_add_flow_tests(state_machine SOURCES flow/state_machine_flow_test.cpp)
-cellslot_add_flow_tests(sim_pin SOURCES flow/sim_pin_flow_test.cpp)
-cellslot_add_flow_tests(data_session SOURCES flow/data_session_flow_test.cpp)
+cellslot_add_flow_tests(sim_pin
+    SOURCES flow/sim_pin_flow_test.cpp flow/sim_pin_calls_flow_test.cpp)
+cellslot_add_flow_tests(data_session
+    SOURCES flow/data_session_flow_test.cpp flow/data_session_ways_flow_test.cpp
+            flow/network_interface_flow_test.cpp)
 cellslot_add_flow_tests(sms SOURCES flow/sms_flow_test.cpp)
-cellslot_add_flow_tests(radio_policy SOURCES flow/radio_policy_flow_test.cpp)
-cellslot_add_flow_tests(status SOURCES flow/status_flow_test.cpp)
+cellslot_add_flow_tests(radio_policy
+    SOURCES flow/radio_policy_flow_test.cpp flow/radio_results_flow_test.cpp)
+cellslot_add_flow_tests(status
+    SOURCES flow/status_flow_test.cpp flow/status_file_flow_test.cpp flow/status_led_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)

@@ -460,6 +460,15 @@ TEST_F(Status, DataWaitsForTheHostToBoot) {
     writeFile("/tmp/force_cell_con.1", "");
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
     unlink("/tmp/force_cell_con.1");
+    g_uptimeS = 180;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
+    // Where no data is wanted nothing waits for the host.
+    config.enableInterface = 0;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
+    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_DISABLED);
+    config.enableInterface = -1;
+    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_POWER_OFF);
+    config.enableInterface = 1;
     g_uptimeS = 181;
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
     EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_ENABLED);

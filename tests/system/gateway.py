@@ -106,7 +106,9 @@ class Slot:
         command = [*clock, BIN / "cellslotd", "-d", self.device, "-g", self.gps, "-i", self.interface,
                    "-p", str(self.number), *more]
         with self.output.open("w") as output:
-            self.daemon = subprocess.Popen(command, stdout=output, stderr=output)
+            # A group of its own: faketime stays the daemon's parent and has to go with it.
+            self.daemon = subprocess.Popen(command, stdout=output, stderr=output,
+                                           process_group=0)
 
     def stopDaemon(self, number=signal.SIGTERM):
         self.daemon.send_signal(number)
@@ -116,7 +118,9 @@ class Slot:
         for process in (self.daemon, self.sim):
             if process is None:
                 continue
-            if process.poll() is None:
+            if process is self.daemon:
+                killGroup(process.pid)
+            elif process.poll() is None:
                 process.kill()
             process.wait(10)
             if process.stdout:
@@ -165,6 +169,13 @@ class Slot:
 
     def waitConnected(self, seconds=20):
         self.waitFor("_QMI_STATE", "CONNECTED", seconds)
+
+
+def killGroup(group):
+    try:
+        os.killpg(group, signal.SIGKILL)
+    except ProcessLookupError:
+        pass  # it has ended
 
 
 def waitUntil(condition, seconds, describe):

@@ -62,8 +62,9 @@ class Sms(DaemonTest):
                 order = {"from": sender, "text": part, "reference": reference, "part": index,
                          "total": total, "coding": "gsm7"}
                 orders.append(order)
-                if self.random.randrange(10) == 0:
-                    orders.append(dict(order))  # networks do deliver a part twice
+                # Networks do deliver a part twice. All parts twice would be the message twice.
+                if index > 1 and self.random.randrange(8) == 0:
+                    orders.append(dict(order))
             # A joined message names its sender by the digits that its parts were compared by.
             expected[(sender.lstrip("+"), "".join(parts))] += 1
         self.random.shuffle(orders)
@@ -77,7 +78,9 @@ class Sms(DaemonTest):
             slot.order(op="inject-sms", **order)
         waitUntil(lambda: sum(received().values()) >= MESSAGES, 90,
                   lambda: f"{sum(received().values())} of {MESSAGES} messages are there")
-        self.assertEqual(received(), expected)
+        found = received()
+        self.assertEqual((expected - found, found - expected),
+                         (collections.Counter(), collections.Counter()), "missing, too many")
         # It counts files: each part, and then the joined message.
         slot.waitFor("_SMS_RECV", str(len(orders) + MESSAGES // 2))
         self.assertUnderstood(slot)
@@ -91,7 +94,7 @@ class Sms(DaemonTest):
         self.assertEqual(list((SPOOL / "recv_parts").iterdir()), [])
 
     def test_fiftyFiles_areEachSentOnce(self):
-        slot = self.connectedSlot(fast=5)
+        slot = self.connectedSlot(fast=4)
         texts = [f"{number} " + self.text(self.random.randrange(2, 300)) for number in range(FILES)]
         waitUntil((SPOOL / "send").is_dir, 20, lambda: "no spool")
         for number, text in enumerate(texts):
@@ -114,7 +117,7 @@ class Sms(DaemonTest):
         self.assertEqual(list((SPOOL / "send_fail").iterdir()), [])
 
     def test_hostileFileNames_areSentAndExecuteNothing(self):
-        slot = self.connectedSlot(fast=5)
+        slot = self.connectedSlot(fast=4)
         names = ["a;touch pwned", "$(touch pwned)", "`touch pwned`", "with blank", "quote'\"", "-rf",
                  "n" * 255, "new\nline"]
         for name in names:
@@ -127,7 +130,7 @@ class Sms(DaemonTest):
             self.assertFalse((folder / "pwned").exists(), folder)
 
     def test_messageThatTheNetworkRefuses_endsInSendFailAfterThreeAttempts(self):
-        slot = self.connectedSlot(fast=5)
+        slot = self.connectedSlot(fast=4)
         slot.order(op="fault", prefix="AT+CMGS", stage="data", kind="cms", number=500)
         (SPOOL / "send" / "message").write_text("TO=12025550123\nMSG=never\n")
         waitUntil(lambda: len(list((SPOOL / "send_fail").iterdir())) == 1, 60, lambda: "not given up")

@@ -28,4 +28,6 @@ cellslot_add_system_test(custom_at custom_at_test.py)
 foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})
 endforeach()
+# Its accelerated clock wants the machine for itself.
 cellslot_add_system_test(sms sms_test.py Sms)
+set_tests_properties(system.sms PROPERTIES RUN_SERIAL TRUE)

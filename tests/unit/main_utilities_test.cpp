@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "include/sleep.h"
 #include "include/utilities.h"
@@ -41,12 +42,19 @@ TEST(Mkdir, PathUnderExistingFolder_CreatesEachMissingFolder) {
 TEST(Mkdir, FirstComponent_IsNeverCreated) {
     EXPECT_EQ(_mkdir("/tmp"), -1);
     EXPECT_EQ(_mkdir("/tmp/"), -1);
-    EXPECT_EQ(_mkdir("/cellslot-no-such-folder"), -1);
-    EXPECT_FALSE(isFolder("/cellslot-no-such-folder"));
-    EXPECT_EQ(_mkdir("/cellslot-no-such-folder/sub"), -1);
-    EXPECT_FALSE(isFolder("/cellslot-no-such-folder"));
-    EXPECT_EQ(_mkdir("cellslot-no-such-folder"), -1);
-    EXPECT_FALSE(isFolder("cellslot-no-such-folder"));
+    EXPECT_TRUE(isFolder("/tmp"));
+
+    const cTempFolder folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    EXPECT_EQ(_mkdir("none"), -1);
+    EXPECT_EQ(_mkdir("none/"), -1);
+    EXPECT_EQ(_mkdir("none/sub"), -1) << "its first component is missing";
+    EXPECT_FALSE(isFolder("none"));
+    ASSERT_EQ(mkdir("first", 0700), 0);
+    EXPECT_EQ(_mkdir("first/second/third"), 0);
+    EXPECT_TRUE(isFolder("first/second/third"));
+    std::filesystem::current_path(before);
 }
 
 TEST(Mkdir, EmptyPathAndRoot_Fail) {

@@ -25,8 +25,9 @@ class Skvs : public testing::Test {
 
     static sOutcome run(const std::vector<std::string>& arguments) {
         std::vector<const char*> argv{"skvs"};
-        for (const std::string& argument : arguments)
+        for (const std::string& argument : arguments) {
             argv.push_back(argument.c_str());
+        }
         argv.push_back(nullptr);
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
@@ -90,8 +91,9 @@ TEST_F(Skvs, WrongUsage_IsTwoWithTheUsageAsError) {
         {"set", "A"}, {"delete"},   {"list", "A", "B"}, {"set", "A", "B", "C"},
         {""},         {"GET", "A"},
     };
-    for (const auto& arguments : wrong)
+    for (const auto& arguments : wrong) {
         expect(arguments, 2, "", usage);
+    }
 }
 
 TEST_F(Skvs, Program_EndsWithTheCommandsStatus) {

@@ -16,8 +16,9 @@ namespace {
 using tChange = std::string (*)(const std::string&);
 
 void expectChanges(tChange change, const std::vector<std::pair<std::string, std::string>>& cases) {
-    for (const auto& [text, expected] : cases)
+    for (const auto& [text, expected] : cases) {
         EXPECT_EQ(change(text), expected) << text;
+    }
 }
 
 constexpr size_t NO_LIMIT = 1 << 20;
@@ -254,8 +255,9 @@ TEST(ReadFile2String, Refusals_LeaveNoDescriptorOpen) {
     const int lowest = dup(0);
     close(lowest);
     std::string text;
-    for (int i = 0; i < 5; i++)
+    for (int i = 0; i < 5; i++) {
         readFile2String(folder / "fifo", text, NO_LIMIT);
+    }
     const int lowestAfter = dup(0);
     close(lowestAfter);
     EXPECT_EQ(lowestAfter, lowest);

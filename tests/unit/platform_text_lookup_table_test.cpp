@@ -42,8 +42,9 @@ TEST(TextLookupTable, Lines_AreSplitAtTheFirstSeparator) {
                             3)},
           {"B", "3"}}},
     };
-    for (const auto& [content, expected] : cases)
+    for (const auto& [content, expected] : cases) {
         EXPECT_EQ(entriesOf(content), expected) << content;
+    }
 }
 
 TEST(TextLookupTable, Entry_IsKeyAndValue) {

@@ -262,8 +262,8 @@ TEST(Sms3gpp2, UnknownEncodings_AreRefused) {
 }
 
 TEST(Sms3gpp2, FieldsThatAreNotThere_AreRefused) {
-    for (const char* userData : {"10", "1008", "1010", "1020834C", "001000", "20100041", "4808",
-                                 "50", "5000", "500008"}) {
+    for (const char* userData :
+         {"10", "1008", "1010", "1020834C", "001000", "20100041", "4808", "50", "5000", "500008"}) {
         expectRefused(decode3gpp2(messageWith(userData)));
     }
 }

@@ -1,0 +1,234 @@
+#include "statemachine/network_interface.h"
+
+#include <filesystem>
+
+#include "include/debug.h"
+#include "include/options.h"
+#include "statemachine/timers.h"
+#include "tests/support/flow_fixture.h"
+
+// The interface's command lines in every combination of the configuration, and its counters.
+
+namespace {
+
+class InterfaceLines : public cFlowFixture {
+  protected:
+    std::string upLine() {
+        clearCapturedLog();
+        upNetworkInterface(device.network, config);
+        const std::string start = "Running command '";
+        for (const std::string& line : capturedLog())
+            if (line.compare(0, start.size(), start) == 0)
+                return line.substr(start.size(), line.size() - start.size() - 1);
+        return "";
+    }
+
+    // Counter files of wwan0 below a folder of the test's own.
+    void setCounters(const std::string& tx, const std::string& rx) {
+        std::filesystem::create_directories(m_statistics);
+        writeFile(m_statistics + "/tx_bytes", tx);
+        writeFile(m_statistics + "/rx_bytes", rx);
+    }
+    bool traffic() { return checkNetworkTxRx("/tmp/class/net", false); }
+
+    const std::string m_statistics = "/tmp/class/net/wwan0/statistics";
+};
+
+struct sFlags {
+    bool debug, pointToPoint, defaultRoute, dns;
+    int family;
+};
+
+class UpLine : public InterfaceLines, public ::testing::WithParamInterface<sFlags> {};
+
+std::vector<sFlags> allFlags() {
+    std::vector<sFlags> all;
+    for (int bits = 0; bits < 16; ++bits)
+        for (const int family : {1, 2, 3})
+            all.push_back(
+                {(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0, family});
+    return all;
+}
+
+}  // namespace
+
+TEST_P(UpLine, HoldsExactlyTheConfiguredOptions) {
+    const sFlags& flags = GetParam();
+    g_i_debugMode = flags.debug ? 0x800000000000 : 0;
+    config.ptpInterface = flags.pointToPoint;
+    config.defaultRoute = flags.defaultRoute;
+    config.useDns = flags.dns;
+    config.ipFamily = flags.family;
+    config.mtu = 60;
+    sPdpDynamicParams& first = device.network.pdp_dynamic[0];
+    first.ePDP_ip_type = eIP_TYPE_IPV4;
+    first.s_ipaddr = "10.1.1.2";
+    first.s_mask = "255.0.0.0";
+    first.s_gateway = "10.1.1.1";
+    first.s_dns_prim_addr = "10.0.0.1";
+    first.s_dns_sec_addr = "10.0.0.2";
+    sPdpDynamicParams& last = device.network.pdp_dynamic[4];
+    last.ePDP_ip_type = eIP_TYPE_IPV6;
+    last.s_ipaddr = "2001:db8::2";
+    last.s_dns_prim_addr = "2001:db8::53";
+    last.s_dns_sec_addr = "::";
+
+    std::string expected = "setup_cellint.sh -i wwan0 --up ";
+    if (flags.debug) expected += " --debug ";
+    if (flags.pointToPoint) expected += " --ptp ";
+    if (flags.defaultRoute) expected += " --defaultroute ";
+    expected += " -m 60 --address 10.1.1.2 --netmask 255.0.0.0 --gateway 10.1.1.1";
+    if (flags.dns) expected += " --dns 10.0.0.1 --dns 10.0.0.2 --dns 2001:db8::53";
+    if (flags.family != 1) expected += " --ipv6auto ";
+    if (flags.family == 2) expected += " --ipv6only ";
+    EXPECT_EQ(upLine(), expected + " &>/dev/null");
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UpLine, ::testing::ValuesIn(allFlags()));
+
+TEST_F(InterfaceLines, EmptyFields_AreGivenAsTheyAre) {
+    config.useDns = false;
+    config.ipFamily = eIP_FAMILY_IPV4;
+    device.network.pdp_dynamic[2].ePDP_ip_type = eIP_TYPE_IPV4;
+    device.network.pdp_dynamic[2].s_ipaddr = "10.1.1.2";
+    EXPECT_EQ(upLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 --address 10.1.1.2 "
+              "--netmask  --gateway  &>/dev/null");
+}
+
+TEST_F(InterfaceLines, HostileTextInAnUnusedEntry_HarmsNothing) {
+    device.network.pdp_dynamic[0].s_ipaddr = "$(touch /tmp/pwned)";  // no type
+    device.network.pdp_dynamic[5].ePDP_ip_type = eIP_TYPE_IPV4;      // the sixth is never used
+    device.network.pdp_dynamic[5].s_ipaddr = "$(touch /tmp/pwned)";
+    EXPECT_EQ(upNetworkInterface(device.network, config), eSUCCESS);
+    EXPECT_FALSE(fileExists("/tmp/pwned"));
+}
+
+TEST_F(InterfaceLines, Result_IsThatOfTheScript) {
+    for (const int status : {1, 2, 126, 127, 255}) {
+        shell.setStatus("setup_cellint.sh", status);
+        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+        EXPECT_EQ(downNetworkInterface(), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
+    }
+    EXPECT_EQ(logCount("FAILED Setting up interface IP info"), 5u);
+    shell.setStatus("setup_cellint.sh", 0);
+    EXPECT_EQ(upNetworkInterface(device.network, config), eSUCCESS);
+    EXPECT_EQ(logCount("SUCCESS Setting up interface IP info"), 1u);
+}
+
+TEST_F(InterfaceLines, MissingScript_IsAFailure) {
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+    EXPECT_EQ(downNetworkInterface(), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
+}
+
+TEST_F(InterfaceLines, UsualInterfaceNames_AreAccepted) {
+    for (const char* name : {"wwan0", "usb0", "wwp0s20u6i12", "eth0.100", "br-lan", "veth@if3",
+                             "eth0:1", "a_b", "0123456789abcde"}) {
+        g_S_options.s_interface = name;
+        EXPECT_EQ(downNetworkInterface(), eSUCCESS) << name;
+    }
+    EXPECT_EQ(shell.calls().size(), 9u);
+    EXPECT_EQ(shell.calls()[0], "setup_cellint.sh -i wwan0 --down");
+}
+
+// ---- keep-alive -------------------------------------------------------------------------------
+
+TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
+    start();
+    networkKeepAlive();
+    passSeconds(1000);
+    networkKeepAlive();
+    EXPECT_EQ(shell.waitForCalls(1).size(), 1u);
+    g_C_networkKeepAliveTimer.Stop();
+    networkKeepAlive();
+    passSeconds(299);
+    networkKeepAlive();
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
+TEST_F(InterfaceLines, FailingPing_IsNeverSeen) {
+    start();
+    shell.setStatus("ping", 1);
+    networkKeepAlive();
+    passSeconds(300);
+    networkKeepAlive();
+    EXPECT_EQ(shell.waitForCalls(1).size(), 1u);
+    passSeconds(300);
+    networkKeepAlive();
+    EXPECT_EQ(shell.waitForCalls(2).size(), 2u);
+}
+
+// ---- counters ---------------------------------------------------------------------------------
+
+TEST_F(InterfaceLines, CountersThatStandStill_AreNoTrafficAfterTwoSeconds) {
+    start();
+    setCounters("100\n", "200\n");
+    EXPECT_TRUE(traffic());
+    port().pass(1900000);
+    EXPECT_TRUE(traffic());
+    port().pass(200000);
+    EXPECT_FALSE(traffic());
+    passSeconds(60);
+    EXPECT_FALSE(traffic());
+}
+
+TEST_F(InterfaceLines, EitherCounter_ShowsTraffic) {
+    start();
+    setCounters("100", "200");
+    traffic();
+    passSeconds(3);
+    setCounters("101", "200");
+    EXPECT_TRUE(traffic());
+    passSeconds(3);
+    EXPECT_FALSE(traffic());
+    setCounters("101", "201");
+    EXPECT_TRUE(traffic());
+}
+
+TEST_F(InterfaceLines, CountersOfZero_AreNoTrafficAndAreRemembered) {
+    start();
+    setCounters("100", "200");
+    traffic();
+    passSeconds(3);
+    // The interface went away and came back.
+    std::filesystem::remove_all(m_statistics);
+    EXPECT_FALSE(traffic());
+    setCounters("0", "0");
+    EXPECT_FALSE(traffic());
+    setCounters("100", "200");
+    EXPECT_TRUE(traffic());
+}
+
+TEST_F(InterfaceLines, CountersBeyondThirtyTwoBits_GoOnShowingTraffic) {
+    start();
+    for (const char* value :
+         {"2147483647", "2147483648", "4294967295", "4294967297", "9223372036854775807"}) {
+        setCounters(value, "0");
+        EXPECT_TRUE(traffic()) << value;
+        passSeconds(3);
+        EXPECT_FALSE(traffic()) << value;
+    }
+}
+
+TEST_F(InterfaceLines, TextThatIsNoCounter_CountsAsZero) {
+    start();
+    for (const char* text : {"", "\n", "-5", "12x", "0x10", "1.5"}) {
+        setCounters(text, text);
+        EXPECT_FALSE(traffic()) << text;
+    }
+    setCounters(" 12 34 \n", "");
+    EXPECT_TRUE(traffic());
+}
+
+TEST_F(InterfaceLines, EmptyInterfaceName_IsNoTrafficWithoutALook) {
+    start();
+    std::filesystem::create_directories("/tmp/class/net/statistics");
+    writeFile("/tmp/class/net/statistics/tx_bytes", "100");
+    g_S_options.s_interface = "";
+    EXPECT_FALSE(traffic());
+    g_S_options.s_interface = "wwan0";
+    setCounters("100", "0");
+    EXPECT_TRUE(traffic());
+}

@@ -1,0 +1,559 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "statemachine/sim_pin.h"
+#include "statemachine/sim_status.h"
+#include "statemachine/timers.h"
+#include "tests/flow/command_lists.h"
+
+// The operations on PIN and PUK called one by one, their guards, what is left in the files and in
+// the monitors, and the whole lists that a look at the SIM sends.
+
+namespace {
+
+constexpr const char* CURRENT = "/etc/vuk/cellular_cpin.1";
+constexpr const char* REQUEST = "/etc/vuk/cellular_cpin_new.1";
+constexpr const char* PUK = "/etc/vuk/cellular_puk.1";
+
+const nlohmann::json LOCKED = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
+const nlohmann::json OPEN = {{"sim", {{"pin", "1234"}, {"lock", false}}}};
+const nlohmann::json READY_WITH_LOCK = {
+    {"sim", {{"pin", "1234"}, {"lock", true}, {"verified", true}}}};
+const nlohmann::json BLOCKED = {
+    {"sim", {{"pin", "1234"}, {"puk", "12345678"}, {"lock", true}, {"pin_attempts", 0}}}};
+
+class SimPinCalls : public cFlowFixture {
+  protected:
+    // A modem that names its errors by number and whose SIM has been looked at.
+    void startWith(const nlohmann::json& scenario) {
+        start(scenario);
+        port().modem().receiveAt("AT+CMEE=1\r", port().nowMs());
+        port().modem().advance(port().nowMs());
+        port().modem().takeAtOutput();
+        getDeviceSimInfo(handle(), device.sim);
+        commands();
+    }
+    eGeneralErrors look() { return getSimStatus(handle(), device.sim); }
+    eGeneralErrors manage() { return manageCpin(handle(), device.sim); }
+    size_t unlocksSent() {
+        size_t count = 0;
+        for (const std::string& command : commands())
+            if (command.compare(0, 8, "AT+CPIN=") == 0) ++count;
+        return count;
+    }
+    void forgetPin() { order({{"op", "set"}, {"sim", {{"verified", false}}}}); }
+};
+
+}  // namespace
+
+// ---- a look at the SIM ------------------------------------------------------------------------
+
+TEST_F(SimPinCalls, ReadySim_IsLookedAtTwiceAndNothingIsReported) {
+    startWith(OPEN);
+    EXPECT_EQ(look(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(simCommands(), simCommands()));
+}
+
+TEST_F(SimPinCalls, LockedSim_IsUnlockedAndLookedAtAgain) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(commands(), sequence(simCommands(), simCommands(), "AT+CPIN=1234", simCommands()));
+    EXPECT_EQ(device.sim.i_lock_class, eSIM_READY);
+    EXPECT_EQ(device.sim.s_imsi, "310410000000001");
+    EXPECT_EQ(logCount("SIM PIN successfully unlocked"), 1u);
+    EXPECT_EQ(look(), eSUCCESS);
+}
+
+TEST_F(SimPinCalls, BlockedSim_IsUnlockedWithItsPukAndKeepsTheNewPin) {
+    writeFile(PUK, "12345678\n");
+    writeFile(REQUEST, "4321\n");
+    startWith(BLOCKED);
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(commands(), sequence(simCommands(), simCommands(), "AT+CPIN=12345678,4321",
+                                   simCommands(), simCommands()));
+    EXPECT_EQ(readFile(CURRENT), "4321\n");
+    // The new PIN is no request of its own afterwards ...
+    EXPECT_EQ(look(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(simCommands(), simCommands()));
+    // ... and is used when the SIM locks again.
+    forgetPin();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(unlocksSent(), 1u);
+}
+
+TEST_F(SimPinCalls, BlockedSimWithUnchangedPukFile_ReturnsTwoOnEveryPollWithoutSending) {
+    startWith(BLOCKED);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+    writeFile(PUK, "1234567\n");
+    writeFile(REQUEST, "4321\n");
+    EXPECT_EQ(look(), eERROR_DEVICE_PUK_FORMAT_INVALID);
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+TEST_F(SimPinCalls, WrongPukFromTheSim_IsReturnedAsAnErrorAndNotRepeated) {
+    writeFile(PUK, "87654321\n");
+    writeFile(REQUEST, "4321\n");
+    startWith(BLOCKED);
+    EXPECT_EQ(look(), eERROR_DEVICE_UNLOCK_PUK_FAILED);
+    EXPECT_EQ(device.sim.s_outcome, "Error: Unable to unlock SIM PUK, returned error");
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 1u);
+    EXPECT_EQ(device.sim.i_puk_attempts, 9);
+}
+
+TEST_F(SimPinCalls, SimInAStateOfItsOwn_IsLeftAlone) {
+    writeFile(CURRENT, "1234\n");
+    startWith({{"sim", {{"cpin_text", "BUSY"}}}});
+    EXPECT_EQ(look(), eSUCCESS);
+    EXPECT_EQ(device.sim.i_lock_class, eSIM_LOCK_UNKNOWN);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+TEST_F(SimPinCalls, SilentSim_IsATimeOutBeforeAnyPolicyRuns) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    for (const size_t skip : {size_t{0}, size_t{1}}) {
+        order({{"op", "fault"},
+               {"match", "AT#QSS?"},
+               {"kind", "silence"},
+               {"skip", skip},
+               {"count", 1}});
+        EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    }
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+TEST_F(SimPinCalls, UnlockThatIsNotAnswered_IsATimeOut) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    fault("AT+CPIN=1234", "silence");
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(readFile(CURRENT), "1234\n");
+}
+
+TEST_F(SimPinCalls, MissingSim_IsAReasonForAResetAfterTenMinutesUntilItIsThere) {
+    start({{"sim", {{"present", false}}}});
+    EXPECT_EQ(look(), eSUCCESS);
+    passSeconds(599);
+    EXPECT_EQ(look(), eSUCCESS);
+    passSeconds(1);
+    EXPECT_EQ(look(), eERROR_DEVICE_REQUIRES_RESET);
+    passSeconds(300);
+    EXPECT_EQ(look(), eERROR_DEVICE_REQUIRES_RESET);
+    EXPECT_EQ(logCount("SIM not detected after 15 minutes, device requires reset"), 1u);
+    EXPECT_EQ(logCount("Notice: SIM is missing, starting timer (10 minutes)"), 1u);
+    order({{"op", "set"}, {"sim", {{"present", true}}}});
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_FALSE(g_Cp_simMissingTimer->IsTimerEnabled());
+}
+
+// ---- guards -----------------------------------------------------------------------------------
+
+TEST_F(SimPinCalls, UnlockOfAReadySim_OnlyLeavesAnOutcome) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(PUK, "12345678\n");
+    startWith(OPEN);
+    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM, already in a ready state");
+    device.sim.s_outcome.clear();
+    EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM, already in a ready state");
+    EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(readFile(PUK), "12345678\n");
+}
+
+TEST_F(SimPinCalls, UnlockOfTheOtherLock_IsRefused) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(PUK, "12345678\n");
+    startWith(OPEN);
+    for (const int state : {static_cast<int>(eSIM_MISSING), static_cast<int>(eSIM_PUK_REQUIRED),
+                            static_cast<int>(eSIM_LOCK_UNKNOWN)}) {
+        device.sim.i_lock_class = state;
+        EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eERROR_DEVICE_NOT_CPIN_LOCKED);
+    }
+    for (const int state : {static_cast<int>(eSIM_MISSING), static_cast<int>(eSIM_PIN_REQUIRED),
+                            static_cast<int>(eSIM_LOCK_UNKNOWN)}) {
+        device.sim.i_lock_class = state;
+        EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eERROR_DEVICE_NOT_PUK_LOCKED);
+    }
+    EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(readFile(PUK), "12345678\n");
+}
+
+TEST_F(SimPinCalls, WarningsThatComeWithEveryPoll_AreNoNotices) {
+    startWith(LOCKED);
+    clearCapturedLog();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_FALSE(logContains("has not changed"));
+}
+
+struct sFormatCase {
+    const char* current;
+    const char* wanted;
+    const char* outcome;
+};
+
+class ChangeFormat : public SimPinCalls, public ::testing::WithParamInterface<sFormatCase> {};
+
+TEST_P(ChangeFormat, InvalidPin_IsNamedAndNothingIsSent) {
+    startWith(READY_WITH_LOCK);
+    device.sim.i_lock_class = eSIM_MISSING;  // the format is looked at first
+    EXPECT_EQ(changeCpinPassword(handle(), device.sim, GetParam().current, GetParam().wanted),
+              eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
+    EXPECT_TRUE(commands().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, ChangeFormat,
+    ::testing::Values(
+        sFormatCase{"", "4321", "Error: Cannot change SIM CPIN, current CPIN is empty"},
+        sFormatCase{"12", "4321",
+                    "Error: Cannot change SIM CPIN, current CPIN '12', not a valid format"},
+        sFormatCase{"1234", "", "Error: Cannot change SIM CPIN, new CPIN is empty"},
+        sFormatCase{"1234", "123456789",
+                    "Error: Cannot change SIM CPIN, new CPIN '123456789', not a valid format"}));
+
+TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithCodesOfItsOwn) {
+    startWith(OPEN);
+    EXPECT_EQ(enableCpinPassword(handle(), device.sim, ""), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(device.sim.s_outcome, "Error: Cannot enable SIM CPIN, CPIN is empty");
+    EXPECT_EQ(enableCpinPassword(handle(), device.sim, "12x4"), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(device.sim.s_outcome,
+              "Error: Cannot enable SIM CPIN, CPIN '12x4', not a valid format");
+    EXPECT_EQ(disableCpinPassword(handle(), device.sim, ""), eFAILURE);
+    EXPECT_EQ(device.sim.s_outcome, "Error: Cannot disable SIM CPIN, CPIN is empty");
+    EXPECT_EQ(disableCpinPassword(handle(), device.sim, "1"), eFAILURE);
+    EXPECT_EQ(device.sim.s_outcome, "Error: Cannot disable SIM CPIN, CPIN '1', not a valid format");
+    EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(logCount("Attempting to enable SIM PIN"), 2u);
+    EXPECT_EQ(logCount("Attempting to disable SIM PIN"), 2u);
+}
+
+TEST_F(SimPinCalls, SimThatIsNotReady_IsNeitherLockedNorChanged) {
+    startWith(OPEN);
+    device.sim.i_lock_class = eSIM_PIN_REQUIRED;
+    EXPECT_EQ(enableCpinPassword(handle(), device.sim, "1234"), eERROR_DEVICE_SIM_NOT_READY);
+    EXPECT_EQ(device.sim.s_outcome, "Error SIM is not in a ready state, cannot enable the SIM PIN");
+    EXPECT_EQ(disableCpinPassword(handle(), device.sim, "1234"), eERROR_DEVICE_SIM_NOT_READY);
+    EXPECT_EQ(device.sim.s_outcome,
+              "Error SIM is not in a ready state, cannot disable the SIM PIN");
+    EXPECT_EQ(changeCpinPassword(handle(), device.sim, "1234", "4321"),
+              eERROR_DEVICE_SIM_NOT_READY);
+    EXPECT_EQ(device.sim.s_outcome, "Error SIM is not in a ready state, cannot change the SIM PIN");
+    EXPECT_TRUE(commands().empty());
+}
+
+// ---- the answers to "disable", and to the lock that a change needs ----------------------------
+
+struct sLockCase {
+    const char* kind;
+    int number;
+    eGeneralErrors result;
+    const char* outcome;
+    const char* currentAfter;
+};
+
+class DisableAnswer : public SimPinCalls, public ::testing::WithParamInterface<sLockCase> {};
+
+TEST_P(DisableAnswer, GivesItsResultAndOutcome) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(REQUEST, "disable\n");
+    startWith(READY_WITH_LOCK);
+    fault("AT+CLCK=\"SC\",0,\"1234\"", GetParam().kind, GetParam().number);
+    EXPECT_EQ(manage(), GetParam().result);
+    EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
+    EXPECT_EQ(readFile(CURRENT), GetParam().currentAfter);
+    EXPECT_EQ(logCount(GetParam().outcome), 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, DisableAnswer,
+    ::testing::Values(
+        sLockCase{"silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT,
+                  "Error: Unable to disable SIM PIN '1234', AT command timed out", "1234\n"},
+        sLockCase{"error", 0, eERROR_DEVICE_CLEAR_CPIN_FAILED,
+                  "Error: Unable to disable SIM PIN '1234', AT command returned an error",
+                  "1234\n"},
+        sLockCase{"cme", 16, eERROR_DEVICE_CPIN_BAD_PASSWORD,
+                  "Error: Unable to disable SIM PIN, bad password '1234'", ""},
+        sLockCase{"cme", 12, eERROR_DEVICE_DISABLE_CPIN_FAILED,
+                  "Error: Unable to disable SIM PIN, CME error 'SIM PUK REQUIRED' (12)", "1234\n"},
+        sLockCase{"cme", 999, eERROR_DEVICE_DISABLE_CPIN_FAILED,
+                  "Error: Unable to disable SIM PIN, CME error '' (-1)", "1234\n"}));
+
+class LockBeforeChange : public SimPinCalls, public ::testing::WithParamInterface<sLockCase> {};
+
+TEST_P(LockBeforeChange, ThatFails_EndsTheChangeWithItsOwnResult) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(REQUEST, "4321\n");
+    startWith(OPEN);
+    fault("AT+CLCK=\"SC\",1,\"1234\"", GetParam().kind, GetParam().number);
+    EXPECT_EQ(manage(), GetParam().result);
+    EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
+    EXPECT_EQ(commands(), (tCommands{"AT+CLCK=\"SC\",1,\"1234\""}));
+    EXPECT_EQ(readFile(CURRENT), GetParam().currentAfter);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, LockBeforeChange,
+    ::testing::Values(
+        sLockCase{"silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT,
+                  "Error: Unable to enable SIM PIN '1234', AT command timed out", "1234\n"},
+        sLockCase{"error", 0, eERROR_DEVICE_SET_CPIN_FAILED,
+                  "Error: Unable to enable SIM PIN '1234', AT command returned an error", "1234\n"},
+        sLockCase{"cme", 16, eERROR_DEVICE_CPIN_BAD_PASSWORD,
+                  "Error: Unable to enable SIM PIN, bad password '1234'", ""},
+        sLockCase{"cme", 3, eERROR_DEVICE_DISABLE_CPIN_FAILED,
+                  "Error: Unable to enable SIM PIN, CME error 'OPERATION NOT ALLOWED' (3)",
+                  "1234\n"}));
+
+TEST_F(SimPinCalls, ChangedPin_IsWrittenAfterAnotherLookAtTheSim) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(REQUEST, "87654321\n");
+    startWith(READY_WITH_LOCK);
+    EXPECT_EQ(manage(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence("AT+CPWD=\"SC\",1234,87654321", simCommands()));
+    EXPECT_EQ(readFile(CURRENT), "87654321\n");
+    EXPECT_EQ(logCount("CPIN chnage success to 87654321"), 1u);
+    EXPECT_EQ(logCount("Device may require a reset after CPIN change"), 1u);
+}
+
+TEST_F(SimPinCalls, LogOfAFailedChange_NamesBothPins) {
+    startWith(READY_WITH_LOCK);
+    const std::pair<const char*, const char*> expected[] = {
+        {"silence", "Warning: Device timeout while trying to change CPIN password to 4321"},
+        {"error", "Error: Cannot CHANGE CPIN from '1234' to '4321', returned an error."},
+        {"cme", "Error: Cannot CHANGE CPIN from '1234' to '4321', bad password"}};
+    for (const auto& [kind, message] : expected) {
+        writeFile(CURRENT, "1234\n");
+        writeFile(REQUEST, "4321\n");
+        fault("AT+CPWD=\"SC\",1234,4321", kind, 16);
+        EXPECT_NE(manage(), eSUCCESS);
+        EXPECT_EQ(logCount(message), 1u) << message;
+    }
+}
+
+TEST_F(SimPinCalls, WordsOfARequest_AreTakenInLowerCaseOnly) {
+    writeFile(CURRENT, "1234\n");
+    startWith(OPEN);
+    for (const char* word : {"Enable", "ENABLE", "enabled"}) {
+        writeFile(REQUEST, word);
+        EXPECT_EQ(manage(), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    }
+    EXPECT_TRUE(commands().empty());
+}
+
+// ---- a lock that is not known -----------------------------------------------------------------
+
+TEST_F(SimPinCalls, UnknownLock_IsNeverTakenForDoneAlready) {
+    startWith(OPEN);
+    for (const auto& [request, command] :
+         {std::pair<const char*, const char*>{"disable", "AT+CLCK=\"SC\",0,\"1234\""},
+          {"enable", "AT+CLCK=\"SC\",1,\"1234\""},
+          {"4321", "AT+CPWD=\"SC\",1234,4321"}}) {
+        writeFile(CURRENT, "1234\n");
+        writeFile(REQUEST, request);
+        device.sim.i_pin_lock_enabled = -1;
+        manage();
+        EXPECT_EQ(commands().front(), command);
+    }
+    EXPECT_FALSE(logContains("Notice: CPIN already"));
+}
+
+// ---- what is left in files and monitors -------------------------------------------------------
+
+TEST_F(SimPinCalls, WrongPin_EmptiesBothFilesAndNoOther) {
+    writeFile(CURRENT, "9999\n");
+    writeFile(REQUEST, "4321\n");
+    writeFile(PUK, "12345678\n");
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(readFile(CURRENT), "");
+    EXPECT_EQ(readFile(REQUEST), "");
+    EXPECT_EQ(readFile(PUK), "12345678\n");
+    EXPECT_EQ(logCount("Clearing CPIN file /etc/vuk/cellular_cpin.1"), 1u);
+    EXPECT_EQ(logCount("Clearing CPIN file /etc/vuk/cellular_cpin_new.1"), 1u);
+    // The right PIN works at once: emptying the request is no request.
+    writeFile(CURRENT, "1234\n");
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(look(), eSUCCESS);
+    EXPECT_EQ(readFile(CURRENT), "1234\n");
+}
+
+TEST_F(SimPinCalls, FilesWrittenByTheDaemon_AreForItsUserOnly) {
+    startWith(BLOCKED);
+    writeFile(PUK, "12345678\n");
+    writeFile(REQUEST, "4321\n");
+    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    struct stat info;
+    ASSERT_EQ(stat(CURRENT, &info), 0);
+    EXPECT_EQ(info.st_mode & 0777U, 0600U);
+}
+
+TEST_F(SimPinCalls, AppliedRequest_UsesUpTheCurrentPinFileToo) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(REQUEST, "enable\n");
+    startWith(OPEN);
+    EXPECT_EQ(manage(), eSUCCESS);
+    forgetPin();
+    commands();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+TEST_F(SimPinCalls, RequestIsRepeated_WhenItsFileIsWrittenAgain) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(REQUEST, "enable\n");
+    startWith(OPEN);
+    EXPECT_EQ(look(), eSUCCESS);
+    writeFile(REQUEST, "disable\n");
+    commands();
+    EXPECT_EQ(look(), eSUCCESS);
+    EXPECT_EQ(commands(), sequence(simCommands(), simCommands(), "AT+CLCK=\"SC\",0,\"1234\""));
+}
+
+TEST_F(SimPinCalls, PinFileReplacedByRename_IsSeen) {
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eFAILURE);
+    writeFile("/etc/vuk/.new", "1234\n");
+    std::filesystem::rename("/etc/vuk/.new", CURRENT);
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(SimPinCalls, PinFileOfAnotherSlot_IsNotRead) {
+    writeFile("/etc/vuk/cellular_cpin.2", "1234\n");
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.2"), "1234\n");
+}
+
+TEST_F(SimPinCalls, PipesInPlaceOfTheFiles_NeitherHangNorUnlock) {
+    for (const char* path : {CURRENT, REQUEST, PUK})
+        ASSERT_EQ(mkfifo(path, 0600), 0);
+    startWith(LOCKED);
+    const eGeneralErrors result = look();
+    EXPECT_TRUE(result == eFAILURE || result == eERROR_DEVICE_CPIN_FORMAT_INVALID) << result;
+    order({{"op", "set"}, {"sim", {{"pin_attempts", 0}}}});
+    look();
+    order({{"op", "set"}, {"sim", {{"pin_attempts", 3}, {"lock", false}}}});
+    EXPECT_EQ(look(), eSUCCESS);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+TEST_F(SimPinCalls, LinkInPlaceOfAPinFile_IsNeverWrittenThrough) {
+    writeFile("/storage/other", "9999\n");
+    ASSERT_EQ(symlink("/storage/other", CURRENT), 0);
+    startWith(LOCKED);
+    look();
+    EXPECT_EQ(readFile("/storage/other"), "9999\n");
+}
+
+TEST_F(SimPinCalls, MissingFolder_OnlyMeansThatThereIsNoPin) {
+    std::filesystem::remove_all("/etc/vuk/sub");
+    device.sim.s_cpin_path = "/etc/vuk/sub/cellular_cpin.1";
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eFAILURE);
+    std::filesystem::create_directory("/etc/vuk/sub");
+    writeFile("/etc/vuk/sub/cellular_cpin.1", "1234\n");
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+// ---- a modem that was away --------------------------------------------------------------------
+
+class RefusedPinAfterOutage : public SimPinCalls,
+                              public ::testing::WithParamInterface<std::pair<const char*, int>> {};
+
+TEST_P(RefusedPinAfterOutage, IsNeverTriedAgain) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    fault("AT+CPIN=1234", GetParam().first, GetParam().second);
+    look();
+    commands();
+    for (int i = 0; i < 3; ++i) {
+        rearmCurrentCpin();
+        EXPECT_EQ(look(), eFAILURE);
+    }
+    EXPECT_EQ(unlocksSent(), 0u);
+    // Only the administrator can ask for it once more.
+    writeFile(CURRENT, "1234\n");
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, RefusedPinAfterOutage,
+                         ::testing::Values(std::pair("error", 0), std::pair("cme", 14),
+                                           std::pair("cme", 16)));
+
+TEST_F(SimPinCalls, OutageBeforeTheFirstAttempt_DoesNotAllowASecondOne) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    rearmCurrentCpin();
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(look(), eFAILURE);
+    rearmCurrentCpin();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 1u);
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+}
+
+TEST_F(SimPinCalls, ForeignSimAfterAnOutage_LosesOneAttemptAtMost) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}}}});
+    for (int i = 0; i < 4; ++i) {
+        rearmCurrentCpin();
+        look();
+    }
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+}
+
+TEST_F(SimPinCalls, AttemptsThatAreNotKnown_AreNotUsedAfterAnOutage) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    forgetPin();
+    rearmCurrentCpin();
+    device.sim.i_lock_class = eSIM_PIN_REQUIRED;
+    device.sim.i_pin_attempts = 255;
+    commands();
+    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eFAILURE);
+    EXPECT_TRUE(commands().empty());
+}
+
+TEST_F(SimPinCalls, OutageWithoutAPinFile_SendsNothing) {
+    startWith(LOCKED);
+    rearmCurrentCpin();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+TEST_F(SimPinCalls, PinThatWasNotAnswered_MayBeTriedAgainAfterAnOutage) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    fault("AT+CPIN=1234", "silence");
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(look(), eFAILURE);
+    rearmCurrentCpin();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(SimPinCalls, OutageThatFoundTheSimReady_AllowsNothingLater) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    rearmCurrentCpin();
+    ASSERT_EQ(look(), eSUCCESS);
+    forgetPin();
+    commands();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
