@@ -7,12 +7,13 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
+readonly FUZZ_S=20  # for each target
 readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main platform scripts sim
     sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
-releaseTargets=(cellslotd le910sim skvs)
-releaseTests=(-L system)
+releaseTargets=(cellslotd le910sim skvs platform_tests)
+releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow')
 summary=
 failed=0
@@ -94,6 +95,7 @@ main() {
     if check 'asan build' build asan; then
         runTests asan "${asanTests[@]}"
     fi
+    check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
 }

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <lmdb.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <set>
+#include <stdexcept>
 #include <thread>
 
 #include "platform/include/key_value_store.h"
@@ -35,8 +37,10 @@ int setValue(const std::string& key, const std::string& value) {
 // a process does not share its open store with its children.
 pid_t startProcess(const std::function<int()>& work) {
     const pid_t child = fork();
-    if (child == 0) _exit(work());
-    return child;
+    if (child < 0) throw std::runtime_error("no process");  // never to be taken for a process id
+    if (child > 0) return child;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is ended leaves no writers behind
+    _exit(work());
 }
 
 // The exit status, or minus the signal that ended it.
