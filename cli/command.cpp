@@ -1,0 +1,35 @@
+#include "cli/command.h"
+
+#include <ostream>
+
+#include "cli/failure.h"
+
+namespace {
+
+eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, sCliContext& context,
+                       std::ostream& err) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        app.exit(error, context.out, err);
+        return eExitStatus::OK;
+    }
+    err << "cellslot: " << error.what() << " (see cellslot --help)\n";
+    return eExitStatus::USAGE;
+}
+
+}  // namespace
+
+eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
+                        std::ostream& err) {
+    CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
+    app.set_version_flag("--version", CELLSLOT_VERSION);
+    app.require_subcommand(1);
+    try {
+        app.parse(argc, argv);
+        return context.exitStatus;
+    } catch (const CLI::ParseError& error) {
+        return usageError(error, app, context, err);
+    } catch (const cFailure& failure) {
+        err << "cellslot: " << failure.what() << "\n";
+        return failure.status;
+    }
+}
