@@ -17,3 +17,12 @@ if(SANITIZE)
                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     add_link_options(-fsanitize=address,undefined)
 endif()
+
+# A program of the gateway carries what it needs of the C++ library: the shared one costs a process
+# more than a megabyte of memory, most of it locales that nothing here uses. A gateway's own
+# libraries may bring the shared one with them, and two of them in a process do not go together.
+function(cellslot_slim_program name)
+    if(PLATFORM STREQUAL "host" AND NOT SANITIZE)
+        target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
+    endif()
+endfunction()
