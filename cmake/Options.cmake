@@ -1,5 +1,6 @@
 option(BUILD_TESTING "Build the tests" ON)
 option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(BENCH "Build the benchmarks (needs BUILD_TESTING)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)
 set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
 set_property(CACHE PLATFORM PROPERTY STRINGS host external)
