@@ -70,6 +70,21 @@ runTests() { # PRESET CTEST-OPTION...
     record "$preset tests" "$line"
 }
 
+# Compilers differ in how many instructions they make of the same code: told, and no failure.
+checkInstructions() {
+    local status=0
+    echo '== instructions'
+    scripts/bench.sh --instructions || status=$?
+    case $status in
+    0) record instructions ok ;;
+    77) record instructions 'not compared: the numbers are for another compiler or C library' ;;
+    *)
+        record instructions FAILED
+        failed=1
+        ;;
+    esac
+}
+
 main() {
     local start=$SECONDS
     case ${1:-} in
@@ -95,6 +110,7 @@ main() {
     if check 'asan build' build asan; then
         runTests asan "${asanTests[@]}"
     fi
+    checkInstructions
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
