@@ -1,5 +1,6 @@
 option(BUILD_TESTING "Build the tests" ON)
 option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(BENCH "Build the benchmarks (needs BUILD_TESTING)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)
 set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
 set_property(CACHE PLATFORM PROPERTY STRINGS host external)
@@ -17,3 +18,12 @@ if(SANITIZE)
                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     add_link_options(-fsanitize=address,undefined)
 endif()
+
+# A program of the gateway carries what it needs of the C++ library: the shared one costs a process
+# more than a megabyte of memory, most of it locales that nothing here uses. A gateway's own
+# libraries may bring the shared one with them, and two of them in a process do not go together.
+function(cellslot_slim_program name)
+    if(PLATFORM STREQUAL "host" AND NOT SANITIZE)
+        target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
+    endif()
+endfunction()
