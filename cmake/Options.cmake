@@ -17,3 +17,10 @@ if(SANITIZE)
                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     add_link_options(-fsanitize=address,undefined)
 endif()
+
+if(FUZZ)
+    # Everything, so that the fuzzer sees the way an input takes through the daemon.
+    add_compile_options(-O1 -g -fno-omit-frame-pointer -fsanitize=fuzzer-no-link,address,undefined
+                        -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+endif()
