@@ -59,7 +59,8 @@ cellslot_add_unit_tests(atcmd
             unit/atcmd_operators_test.cpp unit/atcmd_packet_data_test.cpp
             unit/atcmd_port_state_test.cpp unit/atcmd_radio_config_test.cpp
             unit/atcmd_radio_status_test.cpp unit/atcmd_registration_test.cpp
-            unit/atcmd_sim_commands_test.cpp)
+            unit/atcmd_reply_size_test.cpp
+            unit/atcmd_sim_commands_test.cpp support/heap_peak.cpp support/reply_parsers.cpp)
 
 # Writes to the store and shell commands are noted on their way; the latter are not run.
 cellslot_add_unit_tests(gps
