@@ -3,9 +3,16 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <sstream>
 
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
+
+namespace {
+
+constexpr size_t PID_FILE_MAX = 4096;
+
+}  // namespace
 
 std::string g_s_pidfile_path = "/var/run";
 
@@ -26,6 +33,8 @@ int writePidFile(const std::string& programName, const std::string& port,
     }
 
     const std::string pid = itos(getpid());
+    // A new file, whatever was there: nothing behind a link is written, and a FIFO does not block.
+    unlink(path.c_str());
     std::ofstream file(path, std::ios::trunc);
     file << pid;
     if (!file.flush()) {
@@ -38,9 +47,11 @@ int writePidFile(const std::string& programName, const std::string& port,
 }
 
 int readPidFile(const std::string& path) {
-    std::ifstream file(path);
+    std::string text;
+    readFile2String(path, text, PID_FILE_MAX);
+    std::istringstream content(text);
     int pid = 0;
-    return file >> pid ? pid : 0;
+    return content >> pid ? pid : 0;
 }
 
 bool isProcessRunning(int pid, const std::string& programName) {
