@@ -108,13 +108,21 @@ void removeSendFile(const std::string& path) {
     if (identifyFile(path, identity)) g_sendState.stuck[path] = identity;
 }
 
-// A name that a shell would not take as it stands does not get near one.
+// Into a folder that has the target's name mv would move the file, and behind a link follow it.
+bool isTaken(const std::string& target) {
+    sFileIdentity identity;
+    return identifyFile(target, identity) && !isRegularFile(identity);
+}
+
+// A name that a shell would not take as it stands does not get near one. Without a place to move
+// it to the file only goes.
 void moveSendFile(const sSendFile& file, const std::string& root, const char* dir) {
     if (!isStillThere(file)) return;
     const std::string target = root + dir + file.newName;
-    if (isSafeForShell(file.path) && isSafeForShell(target))
+    const bool isForShell = isSafeForShell(file.path) && isSafeForShell(target);
+    if (isForShell && isSpoolDir(root + dir) && !isTaken(target))
         runShellCommand("mv -f " + file.path + " " + target);
-    else
+    else if (isSpoolDir(root + dir))
         rename(file.path.c_str(), target.c_str());
     removeSendFile(file.path);
 }

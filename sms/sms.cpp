@@ -24,7 +24,7 @@ constexpr int NETWORK_FAMILY_3GPP2 = 2;
 // What a kill left of files that were being written.
 void removeTemporaryFiles(const std::string& root) {
     std::vector<std::string> names;
-    if (readFilesInDir(root, names) != 0) return;
+    if (listSpoolRoot(root, names) != 0) return;
     for (const std::string& name : names)
         if (startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX))
             unlink((root + "/" + name).c_str());
@@ -97,6 +97,7 @@ ePortReturn setSmsMode(int port, eSmsPduMode mode) {
 void resetSmsState() {
     resetSmsTimers();
     resetMessageFileState();
+    resetListingState();
     resetReceiveState();
     resetPartFileState();
     resetAssemblyState();

@@ -11,6 +11,7 @@
 #include "include/utilities.h"
 #include "sms/receive.h"
 #include "sms/spool.h"
+#include "sms/wall_clock.h"
 #include "tests/support/simulated_port.h"
 #include "tests/unit/sms_fixture.h"
 
@@ -237,6 +238,29 @@ TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
     putSend("file", "Hello");
     EXPECT_EQ(checkSent(), eSUCCESS);
     EXPECT_EQ(names("send"), (tNames{"fifo", "folder", "link"}));
+}
+
+TEST_F(SmsSend, FolderForSentFilesIsALink_FileGoesAndNothingIsPutThere) {
+    const std::string outside = folder / "outside";
+    std::filesystem::create_directory(outside);
+    for (const char* name : {"file", "not safe for a shell"}) {
+        std::filesystem::remove(root + "/send_ok");
+        std::filesystem::create_directory_symlink(outside, root + "/send_ok");
+        putSend(name, "Hello");
+        EXPECT_EQ(checkSent(), eSUCCESS);
+        EXPECT_TRUE(names("send").empty());
+        EXPECT_TRUE(std::filesystem::is_empty(outside)) << name;
+    }
+}
+
+TEST_F(SmsSend, NameOfASentFileIsALink_LinkIsReplaced) {
+    const std::string outside = folder / "outside";
+    std::filesystem::create_directory(outside);
+    std::filesystem::create_directory_symlink(outside, in("send_ok", "file." + fileTimeText()));
+    putSend("file", "Hello");
+    EXPECT_EQ(checkSent(), eSUCCESS);
+    EXPECT_TRUE(std::filesystem::is_empty(outside));
+    EXPECT_EQ(contents("send_ok").size(), 1U);
 }
 
 TEST_F(SmsSend, HostileNames_AreMovedAndNeverExecuted) {
