@@ -31,3 +31,9 @@ endforeach()
 # Its accelerated clock wants the machine for itself.
 cellslot_add_system_test(sms sms_test.py Sms)
 set_tests_properties(system.sms PROPERTIES RUN_SERIAL TRUE)
+
+# Its accelerated clock wants the machine for itself.
+foreach(class Tmp RootsPlaces Triggers)
+    cellslot_add_system_test(hostile_files.${class} hostile_files_test.py ${class})
+    set_tests_properties(system.hostile_files.${class} PROPERTIES RUN_SERIAL TRUE TIMEOUT 1200)
+endforeach()
