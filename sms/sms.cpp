@@ -10,6 +10,7 @@
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/message_file.h"
+#include "sms/open_prompt.h"
 #include "sms/part_file.h"
 #include "sms/receive.h"
 #include "sms/send.h"
@@ -71,6 +72,7 @@ void initSMS(const std::string& root) {
     warnAboutForeignSpool(root);
     removeTemporaryFiles(root);
     deliverJournals(root);
+    findPrompt(root);
     g_Cp_CheckSMS->Start();
     g_C_deleteOldSmsFiles.Start();
     g_Cp_DelaySendSMS->Stop();
@@ -98,6 +100,7 @@ void resetSmsState() {
     resetSmsTimers();
     resetMessageFileState();
     resetListingState();
+    resetPromptState();
     resetReceiveState();
     resetPartFileState();
     resetAssemblyState();
