@@ -37,3 +37,7 @@ foreach(class Tmp RootsPlaces Triggers)
     cellslot_add_system_test(hostile_files.${class} hostile_files_test.py ${class})
     set_tests_properties(system.hostile_files.${class} PROPERTIES RUN_SERIAL TRUE TIMEOUT 1200)
 endforeach()
+
+# kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
+cellslot_add_system_test(kill kill_test.py)
+set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
