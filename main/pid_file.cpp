@@ -41,6 +41,8 @@ int writePidFile(const std::string& programName, const std::string& port,
     }
 
     const std::string pid = itos(getpid());
+    // A new file, whatever was there: nothing behind a link is written, and a FIFO does not block.
+    unlink(path.c_str());
     if (!writeText(path, pid)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Unable to write pid %s to pidfile '%s'",
               pid.c_str(), path.c_str());

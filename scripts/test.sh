@@ -105,6 +105,7 @@ main() {
     '') ;;
     --all)
         releaseTargets=() releaseTests=() asanTests=()
+        export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
     -h | --help)
         echo 'Usage: test.sh [--all]   (--all: every test on both builds)'

@@ -13,6 +13,7 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "include/sleep.h"
+#include "sms/open_prompt.h"
 #include "sms/sms.h"
 #include "statemachine/bring_up.h"
 #include "statemachine/cleanup.h"
@@ -393,6 +394,7 @@ ePass endPass(sMachine& machine) {
 }
 
 ePass runPassWithPort(sMachine& machine) {
+    endLeftPrompt(machine.handle);
     publish(machine, false);
     handleReloadSignals(machine);
     runModemState(machine);

@@ -32,3 +32,13 @@ cellslot_add_system_test(sms.Receiving sms_test.py Receiving)
 # Its accelerated clock wants the machine for itself.
 cellslot_add_system_test(sms.Sending sms_test.py Sending)
 set_tests_properties(system.sms.Sending PROPERTIES RUN_SERIAL TRUE)
+
+# Its accelerated clock wants the machine for itself.
+foreach(class Tmp RootsPlaces Triggers)
+    cellslot_add_system_test(hostile_files.${class} hostile_files_test.py ${class})
+    set_tests_properties(system.hostile_files.${class} PROPERTIES RUN_SERIAL TRUE TIMEOUT 1200)
+endforeach()
+
+# kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
+cellslot_add_system_test(kill kill_test.py)
+set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
