@@ -31,3 +31,6 @@ endforeach()
 # Its accelerated clock wants the machine for itself.
 cellslot_add_system_test(sms sms_test.py Sms)
 set_tests_properties(system.sms PROPERTIES RUN_SERIAL TRUE)
+
+# Readiness, status line and watchdog.
+cellslot_add_system_test(service service_test.py)
