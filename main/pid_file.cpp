@@ -16,7 +16,7 @@ constexpr size_t PID_FILE_BYTES = 100;
 constexpr size_t COMMAND_LINE_BYTES = 255;
 
 bool writeText(const std::string& path, const std::string& text) {
-    FILE* file = fopen(path.c_str(), "we");
+    FILE* file = fopen(path.c_str(), "wxe");
     if (file == nullptr) return false;
     const bool written = fputs(text.c_str(), file) >= 0;
     return fclose(file) == 0 && written;

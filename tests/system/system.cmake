@@ -42,3 +42,6 @@ endforeach()
 # kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
 cellslot_add_system_test(kill kill_test.py)
 set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
+
+# Readiness, status line and watchdog.
+cellslot_add_system_test(service service_test.py)

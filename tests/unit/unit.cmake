@@ -46,7 +46,8 @@ cellslot_add_unit_tests(main
     LIBS cellslot_entry
     SOURCES unit/main_address_text_test.cpp unit/main_command_line_test.cpp
             unit/main_debug_test.cpp unit/main_device_records_test.cpp
-            unit/main_pid_file_test.cpp unit/main_utilities_test.cpp)
+            unit/main_pid_file_test.cpp unit/main_service_manager_test.cpp
+            unit/main_utilities_test.cpp)
 
 cellslot_add_unit_tests(device
     LIBS cellslot_device
@@ -93,3 +94,7 @@ cellslot_add_unit_tests(sms
             unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
             unit/sms_receive_test.cpp unit/sms_send_test.cpp unit/sms_spool_test.cpp
             support/simulated_port.cpp)
+
+cellslot_add_unit_tests(statemachine
+    LIBS cellslot_statemachine
+    SOURCES unit/statemachine_service_status_test.cpp)
