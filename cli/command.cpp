@@ -2,6 +2,7 @@
 
 #include <ostream>
 
+#include "cli/at_command.h"
 #include "cli/failure.h"
 #include "cli/sms_command.h"
 
@@ -25,6 +26,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     addSmsCommand(app, context);
+    addAtCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;
