@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "cli/at_command.h"
+#include "cli/data_command.h"
 #include "cli/failure.h"
 #include "cli/sms_command.h"
 
@@ -27,6 +28,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     app.require_subcommand(1);
     addSmsCommand(app, context);
     addAtCommand(app, context);
+    addDataCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;
