@@ -5,6 +5,7 @@
 #include "cli/at_command.h"
 #include "cli/data_command.h"
 #include "cli/failure.h"
+#include "cli/pin_command.h"
 #include "cli/sms_command.h"
 
 namespace {
@@ -29,6 +30,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addSmsCommand(app, context);
     addAtCommand(app, context);
     addDataCommand(app, context);
+    addPinCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;
