@@ -6,6 +6,7 @@
 #include "cli/data_command.h"
 #include "cli/failure.h"
 #include "cli/pin_command.h"
+#include "cli/reload_command.h"
 #include "cli/sms_command.h"
 
 namespace {
@@ -31,6 +32,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addAtCommand(app, context);
     addDataCommand(app, context);
     addPinCommand(app, context);
+    addReloadCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;
