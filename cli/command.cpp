@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "cli/at_command.h"
+#include "cli/config_command.h"
 #include "cli/data_command.h"
 #include "cli/failure.h"
 #include "cli/pin_command.h"
@@ -33,6 +34,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addDataCommand(app, context);
     addPinCommand(app, context);
     addReloadCommand(app, context);
+    addConfigCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;
