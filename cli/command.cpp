@@ -5,6 +5,7 @@
 #include "cli/at_command.h"
 #include "cli/config_command.h"
 #include "cli/data_command.h"
+#include "cli/doctor_command.h"
 #include "cli/failure.h"
 #include "cli/pin_command.h"
 #include "cli/reload_command.h"
@@ -35,6 +36,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addPinCommand(app, context);
     addReloadCommand(app, context);
     addConfigCommand(app, context);
+    addDoctorCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;

@@ -6,7 +6,7 @@
 #include "cli/places.h"
 
 // The configuration file that a daemon that starts now would read for the slot, with the root of
-// places. It need not exist.
+// places; where there is none, the file that should be there.
 std::string configPlace(const sPlaces& places, int slot);
 
 #endif
