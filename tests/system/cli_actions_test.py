@@ -220,6 +220,34 @@ class Actions(unittest.TestCase):
         self.assertTrue(result.out.endswith("\n2 findings\n"), result.out)
         self.assertEqual(result.err, "")
 
+    # ---- doctor
+
+    @staticmethod
+    def hostFiles():
+        """All but those that the daemon is just replacing."""
+        return sorted(str(path) for folder in ("/tmp", "/etc/vuk", "/run", "/var/log")
+                      for path in pathlib.Path(folder).rglob("*")
+                      if not path.name.startswith(".cellslot-tmp-"))
+
+    def test_doctor_findsWhatIsBroken_andChangesNothing(self):
+        pin = pathlib.Path("/etc/vuk/cellular_puk.1")
+        pin.write_text("")
+        pin.chmod(0o644)
+        self.addCleanup(pin.unlink)
+        before = self.hostFiles()
+        result = cellslot("doctor")
+        self.assertEqual((result.status, result.err), (FAILED, ""), result)
+        for line in ("  ok      shell      /bin/sh understands &>",
+                     "  ok      tools      all are on the daemon's PATH",
+                     "  ok      port       /dev/ttyCELL1 is there",
+                     "  ok      interface  wwan0 exists",
+                     "  ok      config     /etc/vuk/cellular1.conf is as it should be",
+                     "  BROKEN  pin        /etc/vuk/cellular_puk.1 can be read by others"):
+            self.assertIn(line + "\n", result.out)
+        # The modem's end of the pseudo-terminal is open in the simulator.
+        self.assertRegex(result.out, r"BROKEN  port       /dev/ttyCELL1 is also open in le910sim")
+        self.assertEqual(self.hostFiles(), before)
+
     # ---- pin
 
     def assertNotInLogOf(self, result, *secrets):
