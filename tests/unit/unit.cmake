@@ -98,3 +98,11 @@ cellslot_add_unit_tests(sms
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
     SOURCES unit/statemachine_service_status_test.cpp)
+
+cellslot_add_unit_tests(cli
+    LIBS cellslot_cli util
+    SOURCES unit/cli_at_request_test.cpp unit/cli_config_check_test.cpp
+            unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
+            unit/cli_doctor_test.cpp unit/cli_help_test.cpp unit/cli_pin_test.cpp
+            unit/cli_sms_spool_test.cpp unit/cli_text_test.cpp)
+target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
