@@ -92,3 +92,7 @@ cellslot_add_unit_tests(sms
             unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
             unit/sms_receive_test.cpp unit/sms_send_test.cpp unit/sms_spool_test.cpp
             support/simulated_port.cpp)
+
+cellslot_add_unit_tests(cli
+    LIBS cellslot_cli
+    SOURCES unit/cli_daemon_process_test.cpp)
