@@ -3,6 +3,7 @@
 #include <ostream>
 
 #include "cli/failure.h"
+#include "cli/status_command.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
+    addStatusCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;

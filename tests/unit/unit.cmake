@@ -95,4 +95,13 @@ cellslot_add_unit_tests(sms
 
 cellslot_add_unit_tests(cli
     LIBS cellslot_cli
-    SOURCES unit/cli_daemon_process_test.cpp)
+    SOURCES unit/cli_daemon_process_test.cpp
+            unit/cli_display_text_test.cpp
+            unit/cli_fixture.cpp
+            unit/cli_plain_words_test.cpp
+            unit/cli_signal_quality_test.cpp
+            unit/cli_slot_report_test.cpp
+            unit/cli_status_command_test.cpp
+            unit/cli_status_file_test.cpp
+            unit/cli_status_screen_test.cpp)
+target_compile_definitions(cli_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
