@@ -4,6 +4,7 @@
 
 #include "cli/failure.h"
 #include "cli/status_command.h"
+#include "cli/watch_command.h"
 
 namespace {
 
@@ -25,6 +26,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     addStatusCommand(app, context);
+    addWatchCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;

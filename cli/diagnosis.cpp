@@ -150,9 +150,9 @@ void addDataOff(const sSlotView& view) {
     const bool isOverride = data.value == eCONF_DATA_CONNECT_TEMP_DISABLED ||
                             data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF;
     view.add(eSeverity::NOTE, "data_off", "Data is off: " + displayText(data.why) + ".",
-             isOverride ? "to follow the configuration again: cellslot data auto" + view.option()
-                        : "to switch it on: CM_ENABLE_INTERFACE=yes there, then: cellslot reload" +
-                              view.option());
+             isOverride
+                 ? "to follow the configuration again: cellslot data auto" + view.option()
+                 : "set CM_ENABLE_INTERFACE=yes there, then: cellslot reload" + view.option());
 }
 
 void checkDataWanted(const sSlotView& view) {

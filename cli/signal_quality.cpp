@@ -54,13 +54,22 @@ eSignalQuality judge(const sMeasure& measure, double value) {
     return value >= measure.fair ? eSignalQuality::FAIR : eSignalQuality::POOR;
 }
 
+int percentOf(const sMeasure& measure, double value) {
+    const double part = (value - measure.barEmpty) / (measure.barFull - measure.barEmpty);
+    return static_cast<int>(100 * std::clamp(part, 0.0, 1.0));
+}
+
 void judgeStrength(sSignal& signal) {
     for (const sMeasure* measure : STRENGTHS) {
         const std::optional<double>& value = signal.*(measure->value);
         if (!value) continue;
         signal.quality = judge(*measure, *value);
-        const double part = (*value - measure->barEmpty) / (measure->barFull - measure->barEmpty);
-        signal.strengthPercent = static_cast<int>(100 * std::clamp(part, 0.0, 1.0));
+        signal.strengthPercent = percentOf(*measure, *value);
+        signal.strengthName = measure->name;
+        signal.emptyDbm = measure->barEmpty;
+        signal.fullDbm = measure->barFull;
+        signal.goodPercent = percentOf(*measure, measure->good);
+        signal.fairPercent = percentOf(*measure, measure->fair);
         return;
     }
 }

@@ -21,6 +21,13 @@ struct sSignal {
     eSignalQuality quality = eSignalQuality::UNKNOWN;
     bool isDisturbed = false;  // the clearness is what makes it worse than its strength
     int strengthPercent = 0;   // for the bar
+
+    // What the strength was taken from, and its scale: 0 and 100 percent, and the limits.
+    std::string strengthName;
+    double emptyDbm = 0;
+    double fullDbm = 0;
+    int goodPercent = 0;
+    int fairPercent = 0;
 };
 
 sSignal readSignal(const sStatusRecord& record);

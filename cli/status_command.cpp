@@ -62,7 +62,7 @@ void show(sCliContext& context, const sStatusOptions& options,
     else if (options.slot != 0)
         printLines(context.out, slotScreen(reports.front()));
     else
-        printLines(context.out, slotTable(reports));
+        printLines(context.out, slotsScreen(reports));
 }
 
 void runStatus(sCliContext& context, const sStatusOptions& options) {
@@ -91,7 +91,7 @@ void addStatusCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sStatusOptions>();
     CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are");
     command->add_option("-p,--port", options->slot, "one slot in full; all in a table without it")
-        ->check(CLI::Range(FIRST_SLOT, LAST_SLOT))
+        ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
         ->type_name("1-3");
     CLI::Option* json = command->add_flag("--json", options->json, "for programs, as JSON");
     command->add_flag("--metrics", options->metrics, "for Prometheus, in its text format")

@@ -155,7 +155,7 @@ struct sColumn {
 
 // With two blanks between them they fill the screen.
 const sColumn COLUMNS[] = {
-    {"SLOT", 4}, {"STATE", 13}, {"SIM", 11}, {"NETWORK", 20}, {"SIGNAL", 12}, {"AGE", 10},
+    {"SLOT", 4}, {"STATE", 13}, {"SIM", 11}, {"NETWORK", 19}, {"SIGNAL", 12}, {"AGE", 10},
 };
 
 std::string tableLine(const std::vector<std::string>& cells) {
@@ -240,21 +240,32 @@ tLines slotScreen(const sSlotReport& report) {
     return lines;
 }
 
-tLines slotTable(const std::vector<sSlotReport>& reports) {
-    tLines problems;
+tLines slotsProblems(const std::vector<sSlotReport>& reports) {
+    tLines lines;
+    for (const sSlotReport& report : reports) {
+        const sDiagnosis diagnosis = diagnose(report);
+        if (diagnosis.problems.empty()) continue;
+        lines.push_back("Slot " + itos(report.slot) + "  " + stateWord(diagnosis.state));
+        for (const std::string& line : problemLines(diagnosis))
+            lines.push_back(line);
+    }
+    return lines;
+}
+
+tLines slotsTable(const std::vector<sSlotReport>& reports) {
     std::vector<std::string> titles;
     for (const sColumn& column : COLUMNS)
         titles.emplace_back(column.title);
-    tLines table = {tableLine(titles)};
-    for (const sSlotReport& report : reports) {
-        const sDiagnosis diagnosis = diagnose(report);
-        table.push_back(tableRow(report, diagnosis));
-        if (diagnosis.problems.empty()) continue;
-        problems.push_back("Slot " + itos(report.slot) + "  " + stateWord(diagnosis.state));
-        for (const std::string& line : problemLines(diagnosis))
-            problems.push_back(line);
-    }
-    if (!problems.empty()) problems.emplace_back();
-    problems.insert(problems.end(), table.begin(), table.end());
-    return problems;
+    tLines lines = {tableLine(titles)};
+    for (const sSlotReport& report : reports)
+        lines.push_back(tableRow(report, diagnose(report)));
+    return lines;
+}
+
+tLines slotsScreen(const std::vector<sSlotReport>& reports) {
+    tLines lines = slotsProblems(reports);
+    if (!lines.empty()) lines.emplace_back();
+    for (const std::string& line : slotsTable(reports))
+        lines.push_back(line);
+    return lines;
 }

@@ -7,9 +7,9 @@
 #include "cli/diagnosis.h"
 #include "cli/slot_report.h"
 
-// The status for people, in lines of at most SCREEN_WIDTH columns without line ends. What is wrong
+// The status for people, in lines of at most SCREEN_WIDTH columns, without line ends. What is wrong
 // stands first.
-constexpr size_t SCREEN_WIDTH = 80;
+constexpr size_t SCREEN_WIDTH = 79;  // no terminal wraps yet
 
 using tLines = std::vector<std::string>;
 
@@ -17,9 +17,11 @@ using tLines = std::vector<std::string>;
 tLines slotScreen(const sSlotReport& report);
 
 // Several slots: their problems, then a table with a line for each.
-tLines slotTable(const std::vector<sSlotReport>& reports);
+tLines slotsScreen(const std::vector<sSlotReport>& reports);
 
-// The parts of which the live screen is made, too.
+// The parts of both, for the live screen.
+tLines slotsProblems(const std::vector<sSlotReport>& reports);
+tLines slotsTable(const std::vector<sSlotReport>& reports);
 std::string slotHeadline(const sSlotReport& report, const sDiagnosis& diagnosis);
 tLines problemLines(const sDiagnosis& diagnosis);
 tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis);

@@ -31,3 +31,8 @@ endforeach()
 # Its accelerated clock wants the machine for itself.
 cellslot_add_system_test(sms sms_test.py Sms)
 set_tests_properties(system.sms PROPERTIES RUN_SERIAL TRUE)
+
+# The operator's command beside the daemon.
+foreach(class Status Watch)
+    cellslot_add_system_test(cli_status.${class} cli_status_test.py ${class})
+endforeach()

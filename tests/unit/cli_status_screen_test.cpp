@@ -99,7 +99,7 @@ TEST_F(StatusScreen, ThreeSlots_ProblemsStandAboveTheTable) {
     host.addSlot(2, "pin_locked");
     host.addSlot(3, "healthy");
     host.endDaemon(3);
-    const tLines lines = slotTable({host.report(1), host.report(2), host.report(3, 7200)});
+    const tLines lines = slotsScreen({host.report(1), host.report(2), host.report(3, 7200)});
     EXPECT_EQ(joinLines(lines), expectedText("three_slots.screen"));
     for (const std::string& line : lines)
         EXPECT_LE(displayWidth(line), SCREEN_WIDTH) << line;
@@ -114,5 +114,6 @@ TEST_F(StatusScreen, StrangeBytesInNames_StayHarmlessAndInTheirColumns) {
     EXPECT_NE(screen.find("T?l?? (310410)"), std::string::npos) << screen;
     for (const std::string& line : slotScreen(host.report(1)))
         EXPECT_LE(displayWidth(line), SCREEN_WIDTH) << line;
-    EXPECT_NE(joinLines(slotTable({host.report(1)})).find("T?l??, LTE band 4"), std::string::npos);
+    EXPECT_NE(joinLines(slotsScreen({host.report(1)})).find("T?l??, LTE band 4"),
+              std::string::npos);
 }

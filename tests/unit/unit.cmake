@@ -103,5 +103,6 @@ cellslot_add_unit_tests(cli
             unit/cli_slot_report_test.cpp
             unit/cli_status_command_test.cpp
             unit/cli_status_file_test.cpp
-            unit/cli_status_screen_test.cpp)
+            unit/cli_status_screen_test.cpp
+            unit/cli_watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
