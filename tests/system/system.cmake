@@ -46,3 +46,8 @@ set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
 
 # Readiness, status line and watchdog.
 cellslot_add_system_test(service service_test.py)
+
+# The operator's command beside the daemon.
+foreach(class Status Watch)
+    cellslot_add_system_test(cli_status.${class} cli_status_test.py ${class})
+endforeach()
