@@ -27,3 +27,10 @@ function(cellslot_slim_program name)
         target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
     endif()
 endfunction()
+
+if(FUZZ)
+    # Everything, so that the fuzzer sees the way an input takes through the daemon.
+    add_compile_options(-O1 -g -fno-omit-frame-pointer -fsanitize=fuzzer-no-link,address,undefined
+                        -fno-sanitize-recover=undefined)
+    add_link_options(-fsanitize=address,undefined)
+endif()

@@ -16,7 +16,7 @@ constexpr size_t PID_FILE_BYTES = 100;
 constexpr size_t COMMAND_LINE_BYTES = 255;
 
 bool writeText(const std::string& path, const std::string& text) {
-    FILE* file = fopen(path.c_str(), "we");
+    FILE* file = fopen(path.c_str(), "wxe");
     if (file == nullptr) return false;
     const bool written = fputs(text.c_str(), file) >= 0;
     return fclose(file) == 0 && written;
@@ -41,6 +41,8 @@ int writePidFile(const std::string& programName, const std::string& port,
     }
 
     const std::string pid = itos(getpid());
+    // A new file, whatever was there: nothing behind a link is written, and a FIFO does not block.
+    unlink(path.c_str());
     if (!writeText(path, pid)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Unable to write pid %s to pidfile '%s'",
               pid.c_str(), path.c_str());
