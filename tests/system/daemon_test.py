@@ -94,6 +94,13 @@ class BringUp(DaemonTest):
         slot.startDaemon()
         slot.waitConnected(40)
 
+    def test_connected_hasStayedWithinItsMemory(self):
+        if b"__asan_init" in (BIN / "cellslotd").read_bytes():
+            self.skipTest("the sanitizers' own memory")
+        slot = self.connectedSlot()
+        status = pathlib.Path(f"/proc/{slot.daemon.pid}/status").read_text()
+        self.assertLess(int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]), 4096)
+
     def test_lockedSim_isUnlockedByItsPinFile(self):
         pathlib.Path("/etc/vuk/cellular_cpin.1").write_text("1234\n")
         slot = self.connectedSlot(scenario={"sim": {"pin": "1234", "lock": True}})
