@@ -10,13 +10,18 @@ class Report:
         self.rows = []
         self.curves = []
 
-    def row(self, group, what, figure, unit, floor=None, floorIs="", goal=None, note=""):
-        """floor: the least that is possible, in the same unit; goal: the most that is wanted."""
+    def row(self, group, what, figure, unit, floor=None, floorIs="", goal=None, goalRatio=None,
+            note=""):
+        """floor: the least that is possible, in the same unit; goal, goalRatio: the most that is
+        wanted of the figure, or of its ratio to the floor."""
+        ratio = figure / floor if floor else None
+        if goalRatio is not None:
+            met = ratio is not None and ratio <= goalRatio
+        else:
+            met = None if goal is None else figure <= goal
         self.rows.append({"group": group, "what": what, "figure": figure, "unit": unit,
-                          "floor": floor, "floor_is": floorIs, "goal": goal,
-                          "ratio": figure / floor if floor else None,
-                          "note": note,
-                          "goal_met": None if goal is None else figure <= goal})
+                          "floor": floor, "floor_is": floorIs, "ratio": ratio, "goal": goal,
+                          "goal_ratio": goalRatio, "goal_met": met, "note": note})
 
     def curve(self, name, what, xLabel, yLabel, points):
         """points: (x, y) pairs."""

@@ -38,7 +38,7 @@ instructions() {
 }
 
 measure() { # OUT QUICK(yes/no)
-    local out=$1 results=$BUILD/raw shortest=0.5 processOptions=()
+    local out=$1 results=$BUILD/raw shortest=0.2 processOptions=()
     if [[ $2 == yes ]]; then
         shortest=0.05
         processOptions=(--quick)
