@@ -17,6 +17,8 @@ struct sSimPinState {
 
 sSimPinState g_simPinState;
 
+const sOutcome ALREADY_READY = {eSUCCESS, "Error: Cannot unlock SIM, already in a ready state"};
+
 bool isBadPassword(ePortReturn result) {
     return result == CME_INCORRECT_PASSWORD || result == CME_SIM_PUK_REQUIRED;
 }
@@ -106,10 +108,7 @@ void disarmCurrentCpin() {
 
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
-    if (sim.i_lock_class == eSIM_READY) {
-        sim.s_outcome = "Error: Cannot unlock SIM, already in a ready state";
-        return eSUCCESS;
-    }
+    if (sim.i_lock_class == eSIM_READY) return leaveOutcome(sim, ALREADY_READY);
     if (sim.i_lock_class != eSIM_PIN_REQUIRED) {
         debug(eLOG_POLICY, g_i_debugMode, "%s(): Warning: SIM is not CPIN locked, cannot unlock",
               __func__);
@@ -129,10 +128,7 @@ eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
 
 eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
-    if (sim.i_lock_class == eSIM_READY) {
-        sim.s_outcome = "Error: Cannot unlock SIM, already in a ready state";
-        return eSUCCESS;
-    }
+    if (sim.i_lock_class == eSIM_READY) return leaveOutcome(sim, ALREADY_READY);
     if (sim.i_lock_class != eSIM_PUK_REQUIRED) {
         debug(eLOG_POLICY, g_i_debugMode, "%s(): Warning: SIM is not PUK locked, cannot unlock",
               __func__);

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "include/debug.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
@@ -165,6 +166,7 @@ TEST_F(SimPinCalls, UnlockOfAReadySim_OnlyLeavesAnOutcome) {
     device.sim.s_outcome.clear();
     EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eSUCCESS);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM, already in a ready state");
+    EXPECT_EQ(logCount("Error: Cannot unlock SIM, already in a ready state"), 2u);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(readFile(PUK), "12345678\n");
 }
@@ -173,6 +175,7 @@ TEST_F(SimPinCalls, UnlockOfTheOtherLock_IsRefused) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "12345678\n");
     startWith(OPEN);
+    g_i_debugMode = eLOG_POLICY;
     for (const int state : {static_cast<int>(eSIM_MISSING), static_cast<int>(eSIM_PUK_REQUIRED),
                             static_cast<int>(eSIM_LOCK_UNKNOWN)}) {
         device.sim.i_lock_class = state;
@@ -183,6 +186,10 @@ TEST_F(SimPinCalls, UnlockOfTheOtherLock_IsRefused) {
         device.sim.i_lock_class = state;
         EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eERROR_DEVICE_NOT_PUK_LOCKED);
     }
+    EXPECT_EQ(
+        logCount("DEBUG: maybeUnlockSimPin(): Warning: SIM is not CPIN locked, cannot unlock"), 3u);
+    EXPECT_EQ(logCount("DEBUG: maybeUnlockSimPuk(): Warning: SIM is not PUK locked, cannot unlock"),
+              3u);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(readFile(PUK), "12345678\n");
 }
@@ -192,6 +199,16 @@ TEST_F(SimPinCalls, WarningsThatComeWithEveryPoll_AreNoNotices) {
     clearCapturedLog();
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_FALSE(logContains("has not changed"));
+    g_i_debugMode = eLOG_POLICY;
+    EXPECT_EQ(look(), eFAILURE);
+    device.sim.i_lock_class = eSIM_PUK_REQUIRED;
+    EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(
+        logCount("DEBUG: maybeUnlockSimPin(): Warning: SIM locked, but CPIN file has not changed"),
+        1u);
+    EXPECT_EQ(logCount("DEBUG: maybeUnlockSimPuk(): Warning: SIM PUK locked, but PUK file has not "
+                       "changed"),
+              1u);
 }
 
 struct sFormatCase {
