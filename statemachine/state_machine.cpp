@@ -100,11 +100,6 @@ void logTimeout(const char* operation) {
           "runStateMachine", operation, eERROR_DEVICE_RESPONSE_TIMEOUT);
 }
 
-void logError(const char* operation, eGeneralErrors result) {
-    debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned '%d'", "runStateMachine",
-          operation, result);
-}
-
 // ---- start ----------------------------------------------------------------------------------
 
 void installSignalHandlers() {
@@ -139,7 +134,8 @@ void prepare(sMachine& machine) {
 // ---- modem states ---------------------------------------------------------------------------
 
 void countError(sMachine& machine, const char* operation, eGeneralErrors result) {
-    logError(operation, result);
+    debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned '%d'", "runStateMachine",
+          operation, result);
     ++machine.errorCount;
 }
 
@@ -211,27 +207,22 @@ bool poll(sMachine& machine) {
 }
 
 void judgeSessionStart(sMachine& machine, eGeneralErrors result) {
-    switch (static_cast<int>(result)) {
-        case eSUCCESS:
-            g_Cp_connectedTimer->Start();
-            setModemState(machine, eMODEM_CONNECTED);
-            machine.timeoutCount = 0;
-            break;
-        case eERROR_DEVICE_RESPONSE_TIMEOUT:
-            logTimeout("startDataSession");
-            ++machine.timeoutCount;
-            break;
-        case eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING:
-            debug(eLOG_MACHINE_ERROR, g_i_debugMode,
-                  "%s(): startDataSession() waiting on Network Delay Timer", "runStateMachine");
-            break;
-        case eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE:
-            debug(eLOG_NOTICE, g_i_debugMode,
-                  "%s(): startDataSession() PDP Context Activation failure", "runStateMachine");
-            break;
-        default:
-            ++machine.errorCount;
-            debug(eLOG_NOTICE, g_i_debugMode, "Error: startDataSession() returned '%d'", result);
+    if (result == eSUCCESS) {
+        g_Cp_connectedTimer->Start();
+        setModemState(machine, eMODEM_CONNECTED);
+        machine.timeoutCount = 0;
+    } else if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
+        logTimeout("startDataSession");
+        ++machine.timeoutCount;
+    } else if (result == eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING) {
+        debug(eLOG_MACHINE_ERROR, g_i_debugMode,
+              "%s(): startDataSession() waiting on Network Delay Timer", "runStateMachine");
+    } else if (result == eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE) {
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): startDataSession() PDP Context Activation failure",
+              "runStateMachine");
+    } else {
+        ++machine.errorCount;
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: startDataSession() returned '%d'", result);
     }
 }
 
