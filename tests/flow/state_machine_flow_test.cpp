@@ -312,6 +312,7 @@ TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
     at(6, [] { b_got_sigusr2 = true; });
     EXPECT_EQ(run(12), eOUTER_EXIT);
     EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    EXPECT_TRUE(logContains("Config file updated, but MD5 did not change: '"));
     EXPECT_FALSE(logContains("Received USR2 and config changed"));
     EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
 }
@@ -326,6 +327,19 @@ TEST_F(StateMachine, ReloadOfADeletedFile_AppliesDefaultsWithoutSetUp) {
     EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
     // The interface switch defaults to off, so the session ends by itself.
     EXPECT_FALSE(logContains("Received USR2 and config changed"));
+}
+
+TEST_F(StateMachine, ReloadOfADeletedFile_WithDataForcedOn_KeepsTheSession) {
+    startOnTerminal();
+    writeFile("/tmp/force_cell_con.1", "");
+    at(6, [] {
+        unlink(CONFIG_FILE);
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
+    EXPECT_EQ(callsStartingWith("setup_cellint.sh -i wwan0 --up").size(), 1u);
 }
 
 TEST_F(StateMachine, SilentModem_IsClosedAndConnectedAgainOnceItAnswers) {
@@ -838,4 +852,42 @@ TEST_F(StateMachine, RegistrationLostAsTheSessionStarts_HasItsFifteenSeconds) {
     EXPECT_EQ(run(25), eOUTER_EXIT);
     EXPECT_EQ(callsStartingWith("setup_cellint.sh -i wwan0 --up").size(), 1u);
     EXPECT_EQ(logCount("Device no longer network registered"), 1u);
+}
+
+TEST_F(StateMachine, PortThatCannotBeOpened_IsTracedWithItsAttempts) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=C0000\n");
+    startOnTerminal();
+    const std::string path = g_S_options.s_device;
+    g_S_options.s_device = CONFIG_FILE;  // there, but no port
+    at(3, [&] { g_S_options.s_device = path; });
+    at(20, [this] {
+        g_S_options.s_device = CONFIG_FILE;
+        silenceOnce("AT");
+    });
+    EXPECT_EQ(run(25), eOUTER_EXIT);
+    const std::string attempt =
+        "DEBUG: Error opening port '" + std::string(CONFIG_FILE) + "', attempt ";
+    // Counted from one again after the port was good; a port test without answer counts too.
+    EXPECT_EQ(logCount(attempt + "1"), 2u);
+    EXPECT_EQ(logCount(attempt + "2"), 2u);
+    EXPECT_TRUE(
+        logContains("DEBUG: runStateMachine(): Port '" + path + "' is open and good with FH "));
+}
+
+TEST_F(StateMachine, FailuresOfEachState_AreTracedWithTheirNumbers) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=10000\n");
+    startOnTerminal();
+    silenceOnce("AT+GMM");
+    fault("AT+CMEE=1", "error");
+    silenceOnce("AT#NCM=1,1");
+    at(60, [this] { silenceOnce("AT+CSQ"); });
+    at(70, [this] { fault("AT+CSQ", "error"); });
+    EXPECT_EQ(run(80), eOUTER_EXIT);
+    const std::string start = "DEBUG: runStateMachine(): ";
+    for (const char* line :
+         {"Error: setupModem() returned TIMEOUT '6'", "Error: setupModem() returned '7'",
+          "Error: startDataSession() returned TIMEOUT '6'",
+          "Error: pollDevice() returned TIMEOUT '6'", "Error: pollDevice() returned '7'"})
+        EXPECT_EQ(logCount(start + line), 1u) << line;
+    EXPECT_GE(logCount(start + "startDataSession() waiting on Network Delay Timer"), 20u);
 }
