@@ -45,6 +45,13 @@ class SimPinCalls : public cFlowFixture {
             if (command.compare(0, 8, "AT+CPIN=") == 0) ++count;
         return count;
     }
+    // Until the next command, in milliseconds.
+    uint64_t pauseAfter(const std::string& command) {
+        const std::vector<sSimExchange>& all = port().modem().exchanges();
+        for (size_t i = 0; i + 1 < all.size(); ++i)
+            if (all[i].command == command) return all[i + 1].timeMs - all[i].timeMs;
+        return 0;
+    }
     void forgetPin() { order({{"op", "set"}, {"sim", {{"verified", false}}}}); }
 };
 
@@ -76,6 +83,8 @@ TEST_F(SimPinCalls, BlockedSim_IsUnlockedWithItsPukAndKeepsTheNewPin) {
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(commands(), sequence(simCommands(), simCommands(), "AT+CPIN=12345678,4321",
                                    simCommands(), simCommands()));
+    EXPECT_GE(pauseAfter("AT+CPIN=12345678,4321"), 1000u);
+    EXPECT_LT(pauseAfter("AT+CPIN=12345678,4321"), 1100u);
     EXPECT_EQ(readFile(CURRENT), "4321\n");
     // The new PIN is no request of its own afterwards ...
     EXPECT_EQ(look(), eSUCCESS);
@@ -338,6 +347,8 @@ TEST_F(SimPinCalls, ChangedPin_IsWrittenAfterAnotherLookAtTheSim) {
     startWith(READY_WITH_LOCK);
     EXPECT_EQ(manage(), eSUCCESS);
     EXPECT_EQ(commands(), sequence("AT+CPWD=\"SC\",1234,87654321", simCommands()));
+    EXPECT_GE(pauseAfter("AT+CPWD=\"SC\",1234,87654321"), 200u);
+    EXPECT_LT(pauseAfter("AT+CPWD=\"SC\",1234,87654321"), 300u);
     EXPECT_EQ(readFile(CURRENT), "87654321\n");
     EXPECT_EQ(logCount("CPIN chnage success to 87654321"), 1u);
     EXPECT_EQ(logCount("Device may require a reset after CPIN change"), 1u);

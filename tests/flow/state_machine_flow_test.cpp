@@ -207,6 +207,9 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
     EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
     EXPECT_EQ(readFile("/storage/cellmodem.firmware.upd.status.1"),
               "Firmware file trigger is present,\nresetting device to start firmware update\n\n");
+    EXPECT_EQ(logCount("Firmware file trigger is present,\n"
+                       "resetting device to start firmware update\n"),
+              1u);
     EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware/start_update.1"));
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=0", "AT#REBOOT"}));
     EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
@@ -305,6 +308,49 @@ TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
     // Down after each set-up and twice at the exit.
     const auto calls = callsStartingWith("setup_cellint.sh");
     EXPECT_EQ(calls, (std::vector<std::string>{DOWN, up[0], DOWN, up[1], DOWN, DOWN}));
+}
+
+TEST_F(StateMachine, ReloadWithoutAPort_WaitsForThePort) {
+    startOnTerminal();
+    const std::string path = g_S_options.s_device;
+    g_S_options.s_device = "/dev/there-is-no-such-port";
+    at(3, [this] { reconfigure("CM_MTU=1400\n"); });
+    at(10, [&] {
+        EXPECT_FALSE(logContains("Received SIGUSR2"));
+        g_S_options.s_device = path;
+    });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
+    ASSERT_EQ(up.size(), 1u);
+    EXPECT_NE(up[0].find(" -m 1400 "), std::string::npos);
+}
+
+TEST_F(StateMachine, SlotOneWithoutItsFile_StaysOnTheOldOne) {
+    unlink(CONFIG_FILE);
+    std::filesystem::create_directories("/etc/zoq/wireless");
+    writeFile("/etc/zoq/wireless/cellmodem_ppp.conf", CONFIG + "CM_MTU=1300\n");
+    startOnTerminal();
+    at(6, [this] { reconfigure("CM_MTU=1400\n"); });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    EXPECT_FALSE(logContains("Received USR2 and config changed"));
+    const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
+    ASSERT_EQ(up.size(), 1u);
+    EXPECT_NE(up[0].find(" -m 1300 "), std::string::npos);
+}
+
+TEST_F(StateMachine, OtherSlotWithoutItsFile_RunsOnDefaults) {
+    std::filesystem::create_directories("/etc/zoq/wireless");
+    writeFile("/etc/zoq/wireless/cellmodem_ppp.conf", CONFIG);
+    startOnTerminal();
+    g_S_options.s_port = "2";
+    EXPECT_EQ(run(5), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Config file /etc/vuk/cellular2.conf is missing or not accessible, using "
+                       "defaults"),
+              1u);
+    // No SIM slot is configured, so none is asked for.
+    EXPECT_EQ(countOf(commands(), "AT#GPIO=2,2"), 0u);
 }
 
 TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
@@ -676,6 +722,23 @@ TEST_F(StateMachine, SimMissingInOnePoll_LeavesTheSessionAloneAndIsSetUpAfterIt)
     const tCommands setUpAtOnce = {"AT+CGACT?", "AT", "AT+GMM"};
     EXPECT_NE(std::search(sent.begin(), sent.end(), setUpAtOnce.begin(), setUpAtOnce.end()),
               sent.end());
+}
+
+TEST_F(StateMachine, SimMissingDuringASession_EndsItWithTheResetOnly) {
+    startOnTerminal();
+    at(6, [this] {
+        order(
+            {{"op", "fault"}, {"match", "AT#QSS?"}, {"kind", "answer"}, {"lines", {"#QSS: 0,0"}}});
+    });
+    std::string before;
+    recordStatus(600, "_QMI_STATE", before);
+    EXPECT_EQ(run(700), eOUTER_EXIT_RESET);
+    EXPECT_EQ(before, "CONNECTED");
+    EXPECT_GE(port().nowMs(), 606000u);
+    EXPECT_LE(port().nowMs(), 610000u);
+    const tCommands sent = commands();
+    EXPECT_EQ(sent.back(), "AT#REBOOT");
+    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is looked at all the time
 }
 
 TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {
