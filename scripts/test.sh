@@ -15,7 +15,7 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main p
     sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
-releaseTargets=(cellslotd le910sim skvs platform_tests)
+releaseTargets=(cellslot cellslotd le910sim skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow')
 summary=
@@ -105,6 +105,7 @@ main() {
     '') ;;
     --all)
         releaseTargets=() releaseTests=() asanTests=()
+        export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
     -h | --help)
         echo 'Usage: test.sh [--all]   (--all: every test on both builds)'

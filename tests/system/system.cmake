@@ -23,6 +23,7 @@ add_test(NAME system.private_namespace
 set_tests_properties(system.private_namespace PROPERTIES LABELS system TIMEOUT 300)
 
 cellslot_add_system_test(custom_at custom_at_test.py)
+cellslot_add_system_test(cli_actions cli_actions_test.py)
 
 # With Debian's gpsd.
 foreach(class HandOver Enabling)
@@ -32,3 +33,21 @@ cellslot_add_system_test(sms.Receiving sms_test.py Receiving)
 # Its accelerated clock wants the machine for itself.
 cellslot_add_system_test(sms.Sending sms_test.py Sending)
 set_tests_properties(system.sms.Sending PROPERTIES RUN_SERIAL TRUE)
+
+# Its accelerated clock wants the machine for itself.
+foreach(class Tmp RootsPlaces Triggers)
+    cellslot_add_system_test(hostile_files.${class} hostile_files_test.py ${class})
+    set_tests_properties(system.hostile_files.${class} PROPERTIES RUN_SERIAL TRUE TIMEOUT 1200)
+endforeach()
+
+# kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
+cellslot_add_system_test(kill kill_test.py)
+set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
+
+# Readiness, status line and watchdog.
+cellslot_add_system_test(service service_test.py)
+
+# The operator's command beside the daemon.
+foreach(class Status Watch)
+    cellslot_add_system_test(cli_status.${class} cli_status_test.py ${class})
+endforeach()
