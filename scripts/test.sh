@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Everything that has to pass: shell scripts and formatting checked, presets release and asan built
 # and tested. Goes on after a failure, tells all of them at the end, and fails if there was one.
-# Without --all each test runs once: system tests on release, unit and flow tests under the
-# sanitizers. With --all every test runs on both (slow).
+# Without --all each test runs once: system tests on release, unit and flow tests and a sample of the
+# fault matrix under the sanitizers. With --all every test runs on both, and the whole matrix (slow).
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -14,7 +14,7 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main p
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
 releaseTargets=(cellslotd le910sim skvs platform_tests)
 releaseTests=(-L 'system|processes')
-asanTests=(-L 'unit|flow')
+asanTests=(-L 'unit|flow|matrix')
 summary=
 failed=0
 
@@ -95,6 +95,10 @@ main() {
     fi
     if check 'asan build' build asan; then
         runTests asan "${asanTests[@]}"
+    fi
+    if [[ ${1:-} == --all ]]; then
+        check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
+            build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
     fi
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
