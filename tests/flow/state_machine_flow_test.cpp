@@ -12,57 +12,12 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "platform/include/key_value_store.h"
-#include "tests/support/flow_fixture.h"
+#include "tests/support/whole_daemon.h"
 
 namespace {
 
-constexpr const char* CONFIG_FILE = "/etc/vuk/cellular1.conf";
-constexpr const char* STATUS_FILE = "/var/log/wireless.cardstats.1";
-const std::string CONFIG =
-    "CM_ENABLE_INTERFACE=yes\n"
-    "CM_APN=internet\n"
-    "CM_GPS_ENABLE=no\n"
-    "CM_SYNC_TIME=no\n";
-
-// The whole daemon on a simulated terminal. What is to happen while it runs is said beforehand with
-// its time on the daemon's clock.
-class StateMachine : public cFlowFixture {
+class StateMachine : public cWholeDaemon {
   protected:
-    void SetUp() override {
-        writeFile(CONFIG_FILE, CONFIG);
-        writeFile("/run/poststart", "");
-    }
-
-    void startOnTerminal(const nlohmann::json& scenario = nlohmann::json::object()) {
-        start(scenario, cSimulatedPort::TERMINAL);
-    }
-
-    void at(double seconds, std::function<void()> action) {
-        m_actions.push_back({static_cast<uint64_t>(seconds * 1000), std::move(action), false});
-    }
-
-    // Runs the daemon, which SIGTERM ends after so many seconds unless it ends before.
-    int run(double seconds) {
-        at(seconds, [] { b_got_sigterm = true; });
-        port().onTurn([this] {
-            for (sAction& action : m_actions) {
-                if (action.done || port().nowMs() < action.timeMs) continue;
-                action.done = true;
-                action.run();
-            }
-        });
-        return runStateMachine();
-    }
-
-    static std::string statusOf(const std::string& key) {
-        const std::string text = readFile(STATUS_FILE);
-        const std::string start = "CELLMODEM1" + key + "=";
-        const size_t at = text.find(start);
-        if (at == std::string::npos) return "(no such key)";
-        const size_t value = at + start.size();
-        return text.substr(value, text.find('\n', value) - value);
-    }
-
     // The status of a key at a time, filled in while the daemon runs.
     void recordStatus(double seconds, const std::string& key, std::string& value) {
         at(seconds, [key, &value] { value = statusOf(key); });
@@ -104,14 +59,6 @@ class StateMachine : public cFlowFixture {
             usleep(10000);
         EXPECT_EQ(callsStartingWith(call).size(), 1u);
     }
-
-  private:
-    struct sAction {
-        uint64_t timeMs;
-        std::function<void()> run;
-        bool done;
-    };
-    std::vector<sAction> m_actions;
 };
 
 const char* const DOWN = "setup_cellint.sh -i wwan0 --down";
