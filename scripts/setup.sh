@@ -23,13 +23,16 @@ readonly TEST=(
     iproute2
     iputils-ping
     jq
+    libbenchmark-dev
     libgammu-dev
     libgmock-dev
     libgtest-dev
     procps
     python3
     shellcheck
+    strace
     util-linux
+    valgrind
 )
 
 missing() {

@@ -75,6 +75,21 @@ runTests() { # PRESET JOBS CTEST-OPTION...
     record "$preset tests" "$line"
 }
 
+# Compilers differ in how many instructions they make of the same code: told, and no failure.
+checkInstructions() {
+    local status=0
+    echo '== instructions'
+    scripts/bench.sh --instructions || status=$?
+    case $status in
+    0) record instructions ok ;;
+    77) record instructions 'not compared: the numbers are for another compiler or C library' ;;
+    *)
+        record instructions FAILED
+        failed=1
+        ;;
+    esac
+}
+
 startAsanBuild() {
     mkdir -p build
     set -m # a process group of its own, to be ended as a whole
@@ -133,6 +148,7 @@ main() {
         check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
             build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
     fi
+    checkInstructions
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
