@@ -97,6 +97,7 @@ cellslot_add_unit_tests(cli
     LIBS cellslot_cli util
     SOURCES unit/cli_at_request_test.cpp unit/cli_config_check_test.cpp
             unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
-            unit/cli_doctor_test.cpp unit/cli_help_test.cpp unit/cli_pin_test.cpp
+            unit/cli_doctor_test.cpp unit/cli_draft_file_test.cpp unit/cli_help_test.cpp
+            unit/cli_pin_test.cpp
             unit/cli_sms_spool_test.cpp unit/cli_text_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
