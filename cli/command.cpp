@@ -10,6 +10,8 @@
 #include "cli/pin_command.h"
 #include "cli/reload_command.h"
 #include "cli/sms_command.h"
+#include "cli/status_command.h"
+#include "cli/watch_command.h"
 
 namespace {
 
@@ -30,6 +32,8 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
+    addStatusCommand(app, context);
+    addWatchCommand(app, context);
     addSmsCommand(app, context);
     addAtCommand(app, context);
     addDataCommand(app, context);

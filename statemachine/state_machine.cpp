@@ -11,8 +11,10 @@
 #include "gps/gps.h"
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/service_manager.h"
 #include "include/signal_flags.h"
 #include "include/sleep.h"
+#include "sms/open_prompt.h"
 #include "sms/sms.h"
 #include "statemachine/bring_up.h"
 #include "statemachine/cleanup.h"
@@ -21,6 +23,7 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/polling.h"
+#include "statemachine/service_status.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_led.h"
@@ -82,6 +85,9 @@ bool isSimReady(const sMachine& machine) {
 
 void publish(sMachine& machine, bool force) {
     writeOutStatusFiles(machine.device, machine.config, force);
+    notifyStatus(describeService(machine.device, machine.handle != -1,
+                                 machine.modemState == eMODEM_CONNECTED,
+                                 g_Cp_connectedTimer->GetElapsedTime()));
 }
 
 unsigned readConfiguration(sMachine& machine) {
@@ -393,6 +399,7 @@ ePass endPass(sMachine& machine) {
 }
 
 ePass runPassWithPort(sMachine& machine) {
+    endLeftPrompt(machine.handle);
     publish(machine, false);
     handleReloadSignals(machine);
     runModemState(machine);
@@ -420,6 +427,7 @@ ePass runPassWithoutPort(sMachine& machine) {
 }
 
 ePass runPass(sMachine& machine) {
+    notifyAlive();
     machine.deviceReachable = true;
     machine.lastResult = eSUCCESS;
     if (isExitRequested()) {
@@ -437,6 +445,7 @@ ePass runPass(sMachine& machine) {
 // ---- exit -----------------------------------------------------------------------------------
 
 int leave(sMachine& machine) {
+    notifyStopping();
     machine.device.b_shutting_down = true;
     disconnectNetwork(machine.handle, machine.device, machine.config);
     if (machine.outerState != eOUTER_EXIT_AS_IT_IS && machine.deviceReachable) {
@@ -459,6 +468,7 @@ int leave(sMachine& machine) {
 int runStateMachine() {
     sMachine machine;
     prepare(machine);
+    notifyReady();
     while (machine.outerState == eOUTER_RUNNING)
         if (runPass(machine) == ePass::LEAVE_LOOP) break;
     return leave(machine);

@@ -212,6 +212,23 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
     EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
 }
 
+// A daemon was killed while it entered a message: the modem takes what comes for the message's
+// text.
+TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
+    startOnTerminal();
+    const std::string command = "AT+CMGS=18\r";
+    ASSERT_EQ(write(handle(), command.data(), command.size()), 11);
+    passSeconds(1);
+    std::filesystem::create_directories("/tmp/sms");
+    writeFile("/tmp/sms/.cellslot-prompt.1", "");
+    std::string state;
+    recordStatus(20, "_QMI_STATE", state);
+    run(20.5);
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(logCount("Sending of an SMS message was cut short, ending its prompt"), 1u);
+    EXPECT_FALSE(fileExists("/tmp/sms/.cellslot-prompt.1"));
+}
+
 TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndLeavesTheLedAlone) {
     writeFile(CONFIG_FILE, CONFIG + "CM_FW_SLOT=1\n");
     startOnTerminal({{"firmware", {{"dual", true}, {"slot", 0}}}});
