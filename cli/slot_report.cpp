@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "cli/daemon_process.h"
+#include "config/config_file.h"
 #include "config/config_reader.h"
 #include "platform/include/text_helpers.h"
 
@@ -132,8 +133,8 @@ sMoment currentMoment() {
 }
 
 std::string configPathOfSlot(const sPlaces& places, int slot) {
-    const std::string path = "/etc/vuk/cellular" + itos(slot) + ".conf";
-    const std::string oldPath = "/etc/zoq/wireless/cellmodem_ppp.conf";
+    const std::string path = slotConfigFile(itos(slot));
+    const std::string oldPath = oldConfigFile();
     const bool useOld = slot == 1 && !exists(places.at(path)) && exists(places.at(oldPath));
     return useOld ? oldPath : path;
 }
@@ -157,8 +158,7 @@ std::vector<int> findSlots(const sPlaces& places) {
     std::vector<int> slots;
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
         if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
-            recordedPid(places, slot) != 0 ||
-            exists(places.at("/etc/vuk/cellular" + itos(slot) + ".conf")))
+            recordedPid(places, slot) != 0 || exists(places.at(slotConfigFile(itos(slot)))))
             slots.push_back(slot);
     return slots;
 }

@@ -4,6 +4,7 @@
 
 #include "cli/diagnosis.h"
 #include "cli/display_text.h"
+#include "cli/printable_text.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 
@@ -35,10 +36,10 @@ bool textIs(tSlot slot, const char* key, const char* text) {
     return slot.report.file.record.text(key) == text;
 }
 
-// Label values: backslash, quote and line feed escaped. What is not UTF-8 is shown as '?'.
+// Label values: backslash, quote and line feed escaped. They are UTF-8 whatever the modem says.
 std::string label(const std::string& name, const std::string& value) {
     std::string escaped;
-    for (const char character : displayText(value)) {
+    for (const char character : printableLine(value)) {
         if (character == '\\' || character == '"') escaped += '\\';
         escaped += character;
     }
