@@ -1,7 +1,5 @@
 #include "cli/status_metrics.h"
 
-#include <cmath>
-
 #include "cli/diagnosis.h"
 #include "cli/display_text.h"
 #include "cli/printable_text.h"
@@ -130,9 +128,7 @@ std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& s
         if (!value) continue;
         const std::string labels =
             "slot=\"" + itos(slot.report.slot) + "\"" + (family.labels ? family.labels(slot) : "");
-        const bool isWhole = *value == std::floor(*value);
-        series += std::string(family.name) + "{" + labels + "} " +
-                  (isWhole ? ltos(static_cast<long long>(*value)) : shortNumber(*value)) + "\n";
+        series += std::string(family.name) + "{" + labels + "} " + shortNumber(*value) + "\n";
     }
     if (series.empty()) return "";
     const std::string name = family.name;

@@ -189,3 +189,9 @@ TEST_F(StatusCommand, MetricsWithStrangeBytes_AreEscaped) {
     const std::string text = statusMetrics({host.report(1)});
     EXPECT_NE(text.find("operator=\"a\\\"b\\\\c\xc3\xa9\","), std::string::npos) << text;
 }
+
+TEST_F(StatusCommand, MetricsWithHugeNumbers_KeepTheirFormat) {
+    host.writeStatus(1, withValue(recordedStatus("healthy"), "SMS_SENT", "9223372036854775807"));
+    const std::string text = statusMetrics({host.report(1)});
+    EXPECT_NE(text.find("sent_total{slot=\"1\"} 9223372036854775808\n"), std::string::npos) << text;
+}
