@@ -26,6 +26,8 @@ readonly TEST=(
     libgammu-dev
     libgmock-dev
     libgtest-dev
+    man-db
+    mandoc
     procps
     python3
     shellcheck
