@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/config_place.h"
 #include "cli/daemon_process.h"
 #include "config/config_file.h"
 #include "config/config_reader.h"
@@ -87,7 +88,7 @@ bool isDataAllowed(eCfgDataStatus value) {
 
 sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
     sDataDirectiveReport data;
-    data.configPath = configPathOfSlot(places, slot);
+    data.configPath = configPlace(places, slot).substr(places.root.size());
     readConfiguration(places, data);
     findOverride(places, slot, data);
     if (!isDataAllowed(data.value) || uptimeS > BOOT_S || exists(places.at(BOOTED_FILE)))
@@ -130,13 +131,6 @@ sMoment currentMoment() {
     timespec uptime{};
     clock_gettime(CLOCK_MONOTONIC, &uptime);
     return {time(nullptr), static_cast<unsigned>(uptime.tv_sec)};
-}
-
-std::string configPathOfSlot(const sPlaces& places, int slot) {
-    const std::string path = slotConfigFile(itos(slot));
-    const std::string oldPath = oldConfigFile();
-    const bool useOld = slot == 1 && !exists(places.at(path)) && exists(places.at(oldPath));
-    return useOld ? oldPath : path;
 }
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {

@@ -68,7 +68,7 @@ TEST_F(SlotReport, Slot1WithTheOldFileOnly_ReadsThat) {
     std::filesystem::create_directories(host / "etc/zoq/wireless");
     writeFile(host / "etc/zoq/wireless/cellmodem_ppp.conf", "CM_ENABLE_INTERFACE=yes\n");
     EXPECT_EQ(data().why, "CM_ENABLE_INTERFACE=yes in /etc/zoq/wireless/cellmodem_ppp.conf");
-    EXPECT_EQ(configPathOfSlot(host.places(), 2), "/etc/vuk/cellular2.conf");
+    EXPECT_EQ(host.report(2).data.configPath, "/etc/vuk/cellular2.conf");
 }
 
 TEST_F(SlotReport, OverrideFiles_FirstOneCounts) {
