@@ -26,9 +26,12 @@ readonly TEST=(
     libgammu-dev
     libgmock-dev
     libgtest-dev
+    lintian
+    mmdebstrap
     procps
     python3
     shellcheck
+    systemd
     util-linux
 )
 

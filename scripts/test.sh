@@ -8,7 +8,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
 readonly FUZZ_S=20  # for each target
-readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main platform scripts sim
+readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main packaging platform scripts sim
     sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
@@ -78,7 +78,7 @@ main() {
         releaseTargets=() releaseTests=() asanTests=()
         ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: every test on both builds)'
+        echo 'Usage: test.sh [--all]   (--all: every test on both builds, and the package on a fresh host)'
         return
         ;;
     *)
@@ -95,6 +95,7 @@ main() {
     if check 'asan build' build asan; then
         runTests asan "${asanTests[@]}"
     fi
+    check package scripts/test_package.sh "$@" || true
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
