@@ -115,46 +115,60 @@ class Life(unittest.TestCase):
         target.unlink()
 
     def setUp(self):
+        # A mount of its own, so that it can be made read-only.
+        subprocess.run(["mount", "--bind", ROOT, ROOT], check=True)
         for place in ("dev", "sys", "proc"):
             subprocess.run(["mount", "--rbind", f"/{place}", ROOT / place], check=True)
 
     def readUnit(self):
-        """The unit's command, environment and bind mounts, as a service manager would take them."""
-        unit = (ROOT / UNIT).read_text()
-        environment = dict(re.findall(r"(?m)^Environment=(\w+)=(.*)$", unit))
-        defaults = (ROOT / "etc/default/cellslotd.1").read_text()
-        values = dict(re.findall(r"(?m)^(\w+)=(.*)$", defaults))
-        command = re.search(r"(?m)^ExecStart=(.*)$", unit)[1].replace("%i", "1")
-        command = re.sub(r"\$\{(\w+)\}", lambda found: values[found[1]], command)
-        command = re.sub(r"\$(\w+)", lambda found: values[found[1]], command)
-        # A service manager follows links at the place, too: /bin/sh is one.
-        binds = [((ROOT / source[1:]).resolve(), (ROOT / place[1:]).resolve())
-                 for source, place in re.findall(r"(?m)^BindReadOnlyPaths=(\S+):(\S+)$", unit)]
-        return shlex.split(command), environment, binds
+        """The unit's lines by key, as a service manager would take them for slot 1."""
+        lines = re.findall(r"(?m)^(\w+)=(.*)$", (ROOT / UNIT).read_text())
+        unit = {}
+        for key, value in lines:
+            unit.setdefault(key, []).append(value.replace("%i", "1"))
+        return unit
+
+    def command(self, unit):
+        values = dict(re.findall(r"(?m)^(\w+)=(.*)$",
+                                 (ROOT / unit["EnvironmentFile"][0][1:]).read_text()))
+        line = re.sub(r"\$\{?(\w+)\}?", lambda found: values[found[1]], unit["ExecStart"][0])
+        return shlex.split(line)
+
+    def sandbox(self, unit):
+        """A shell script for a mount namespace of its own: what of the unit's sandbox can be had
+        without a service manager, then the command."""
+        steps = []
+        if unit["ProtectSystem"] == ["strict"]:
+            steps += ["mount -n -o remount,bind,ro /", "! touch /usr/written 2>/dev/null"]
+            steps += [f"mount -n --bind {path} {path} && mount -n -o remount,bind,rw {path}"
+                      for path in unit["ReadWritePaths"][0].replace("-", "").split()]
+        # Followed where it is a link, as /bin/sh is.
+        steps += [f"mount -n --bind {pair.replace(':', ' ')}" for pair in unit["BindReadOnlyPaths"]]
+        capabilities = unit["CapabilityBoundingSet"][0].lower().replace("cap_", "+").split()
+        setpriv = f"setpriv --bounding-set -all,{','.join(capabilities)}"
+        if unit["NoNewPrivileges"] == ["yes"]:
+            setpriv += " --no-new-privs"
+        return " && ".join(["set -e", *steps, f'exec {setpriv} "$@"'])
 
     def startDaemon(self):
         from service_manager import ServiceManager
-        command, environment, binds = self.readUnit()
-        for source, place in binds:
-            subprocess.run(["mount", "--bind", source, place], check=True)
-        daemon = ServiceManager(
-            ["env", "-i", *(f"{name}={value}" for name, value in environment.items()),
-             "NOTIFY_SOCKET=/run/notify", "WATCHDOG_USEC=20000000", *command],
-            20, "/tmp/daemon.out", str(ROOT / "run/notify"), str(ROOT))
-        return daemon, binds
+        unit = self.readUnit()
+        environment = [*unit["Environment"], "NOTIFY_SOCKET=/run/notify", "WATCHDOG_USEC=20000000"]
+        return ServiceManager(["unshare", "--mount", "chroot", ROOT, "/bin/bash", "-c",
+                               self.sandbox(unit), "sandbox", "env", "-i", *environment,
+                               *self.command(unit)],
+                              20, "/tmp/daemon.out", str(ROOT / "run/notify"))
 
-    def stopDaemon(self, daemon, binds):
+    def stopDaemon(self, daemon):
         self.assertEqual(daemon.end(), 2)
-        for _, place in binds:
-            subprocess.run(["umount", place], check=True)
         (ROOT / "run/notify").unlink()
 
     def runToConnected(self):
         from gateway import waitUntil
-        daemon, binds = self.startDaemon()
+        daemon = self.startDaemon()
         try:
             waitUntil(lambda: "connected" in (daemon.status() or ""), 30,
-                      lambda: f"status {daemon.status()!r}, {(ROOT / 'tmp').exists()}")
+                      lambda: f"status {daemon.status()!r}\n{pathlib.Path('/tmp/daemon.out').read_text()}")
             self.assertEqual(daemon.starts, 1)
             status = ROOT / "var/log/wireless.cardstats.1"
             waitUntil(lambda: "CELLMODEM1_QMI_STATE=CONNECTED" in status.read_text(), 10,
@@ -164,7 +178,7 @@ class Life(unittest.TestCase):
                              r"inet 10\.64\.1\.\d+/24")
             self.assertIn("10.0.0.1", (ROOT / "etc/resolv.conf").read_text())
         finally:
-            self.stopDaemon(daemon, binds)
+            self.stopDaemon(daemon)
 
     def test_installRunUpgradeRemovePurge_nothingIsLeft(self):
         from gateway import LogCatcher, Slot, freshHost

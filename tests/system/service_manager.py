@@ -11,9 +11,8 @@ import time
 
 
 class ServiceManager:
-    def __init__(self, command, watchdogS, output, socketPath="/tmp/system-test/notify", root=None):
-        """root: the root folder that the daemon runs in; its environment is then the command's."""
-        self.command = ["chroot", root, *command] if root else command
+    def __init__(self, command, watchdogS, output, socketPath="/tmp/system-test/notify"):
+        self.command = command
         self.watchdogS = watchdogS
         self.output = output
         self.path = socketPath
