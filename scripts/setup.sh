@@ -27,12 +27,15 @@ readonly TEST=(
     libgammu-dev
     libgmock-dev
     libgtest-dev
+    lintian
     man-db
     mandoc
+    mmdebstrap
     procps
     python3
     shellcheck
     strace
+    systemd
     util-linux
     valgrind
 )

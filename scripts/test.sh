@@ -11,8 +11,8 @@ readonly JOBS=2
 readonly SYSTEM_JOBS=6
 readonly FUZZ_S=20  # for each target
 readonly ASAN_LOG=build/asan.log
-readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main platform scripts sim
-    sms statemachine tests)
+readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main packaging platform
+    scripts sim sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
 releaseTargets=(cellslot cellslotd le910sim skvs platform_tests)
@@ -123,7 +123,7 @@ main() {
         export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: every test on both builds)'
+        echo 'Usage: test.sh [--all]   (--all: every test on both builds, and the package on a fresh host)'
         return
         ;;
     *)
@@ -149,6 +149,7 @@ main() {
             build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
     fi
     checkInstructions
+    check package scripts/test_package.sh "$@" || true
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
