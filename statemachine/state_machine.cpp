@@ -50,8 +50,6 @@ enum eModemState : int {
     eMODEM_CONNECTED = 4,
 };
 
-enum class ePass { GO_ON, LEAVE_LOOP };
-
 struct sMachine {
     int outerState = eOUTER_RUNNING;
     eModemState modemState = eMODEM_SETUP;
@@ -365,7 +363,7 @@ void handleReloadSignals(sMachine& machine) {
 
 // Closes the port of a modem that is silent or keeps failing; one that has failed too often leaves
 // the loop to be reset.
-ePass endPass(sMachine& machine) {
+void endPass(sMachine& machine) {
     publish(machine, false);
     if (machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT) {
         debug(eLOG_NOTICE, g_i_debugMode, "Device not responding, closing port");
@@ -383,21 +381,20 @@ ePass endPass(sMachine& machine) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors after %d attempts, requires reset", machine.errorCount);
         machine.outerState = eOUTER_EXIT_RESET;
-        return ePass::LEAVE_LOOP;
+        return;
     }
     sleepMicroseconds(PASS_SLEEP_US);
-    return ePass::GO_ON;
 }
 
-ePass runPassWithPort(sMachine& machine) {
+void runPassWithPort(sMachine& machine) {
     endLeftPrompt(machine.handle);
     publish(machine, false);
     handleReloadSignals(machine);
     runModemState(machine);
-    return endPass(machine);
+    endPass(machine);
 }
 
-ePass runPassWithoutPort(sMachine& machine) {
+void runPassWithoutPort(sMachine& machine) {
     cTimer& timer = g_C_deviceMissingTimer;
     // Started once an outage: only a set-up stops it.
     if (!timer.IsTimerEnabled()) {
@@ -414,23 +411,25 @@ ePass runPassWithoutPort(sMachine& machine) {
     resetDeviceInfo(machine.device, false);
     publish(machine, true);
     sleepMicroseconds(NO_PORT_SLEEP_US);
-    return ePass::GO_ON;
 }
 
-ePass runPass(sMachine& machine) {
+void runPass(sMachine& machine) {
     notifyAlive();
     machine.deviceReachable = true;
     machine.lastResult = eSUCCESS;
     if (isExitRequested()) {
         machine.outerState = eOUTER_EXIT;
-        return ePass::LEAVE_LOOP;
+        return;
     }
     const bool portGood = checkPort(machine);
     if (isFirmwareUpdateRequested()) {
         machine.outerState = eOUTER_EXIT_RESET;
-        return ePass::LEAVE_LOOP;
+        return;
     }
-    return portGood ? runPassWithPort(machine) : runPassWithoutPort(machine);
+    if (portGood)
+        runPassWithPort(machine);
+    else
+        runPassWithoutPort(machine);
 }
 
 // ---- exit -----------------------------------------------------------------------------------
@@ -461,6 +460,6 @@ int runStateMachine() {
     prepare(machine);
     notifyReady();
     while (machine.outerState == eOUTER_RUNNING)
-        if (runPass(machine) == ePass::LEAVE_LOOP) break;
+        runPass(machine);
     return leave(machine);
 }

@@ -346,7 +346,10 @@ TEST_F(BringUpSteps, ImsApnRefusedOrNotAnswered_Is202) {
 
 TEST_F(BringUpSteps, VerizonSimOnTheOtherImage_SwitchesTheImage) {
     start({{"firmware", {{"dual", true}, {"slot", 0}}}, {"sim", {{"imsi", "311480000000001"}}}});
+    g_i_debugMode = eLOG_POLICY | eLOG_STATE;
     EXPECT_EQ(setup(), eERROR_DEVICE_SHOULD_RESET);
+    EXPECT_TRUE(logContains("DEBUG: getDeviceSimInfo(): SIM carrier is Verizon"));
+    EXPECT_EQ(logCount("DEBUG: getModemInfo() SIM Slot not changed"), 1u);
     EXPECT_EQ(commands(),
               sequence(modelCommands(), dualIdentityCommands(), "AT#GPIO=2,2", simCommands(),
                        simCommands(), operatorCommands(), "AT#FWSWITCH=1,1"));
