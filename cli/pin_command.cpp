@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <ostream>
+#include <vector>
 
 #include "cli/daemon_process.h"
 #include "cli/failure.h"
@@ -60,15 +61,20 @@ void askPuk(cSecret& puk) {
 
 // ---- what came of it
 
-void reportOutcome(sCliContext& context, int slot, const std::string& nothingSaid) {
+// Of the PIN or of the PUK, whichever was used.
+std::string attemptsLeft(int attempts) {
+    return attempts < 0 ? "" : "; attempts left: " + std::to_string(attempts);
+}
+
+void reportOutcome(sCliContext& context, int slot, const std::string& nothingSaid,
+                   int sSimView::*attempts) {
     const sSimView sim = simView(context.places, slot);
     if (sim.outcome.empty())
         context.out << nothingSaid << "\n";
     else if (isSuccess(sim.outcome))
         context.out << sim.outcome << "\n";
     else
-        fail(sim.outcome +
-             (sim.pinAttempts >= 0 ? "; attempts left: " + std::to_string(sim.pinAttempts) : ""));
+        fail(sim.outcome + attemptsLeft(sim.*attempts));
 }
 
 // The first status that the daemon writes after it took a request tells the outcome.
@@ -77,22 +83,37 @@ void waitForNextStatus(const sPlaces& places, int slot) {
     waitFor(PUBLISH_S, [&] { return statusEdition(places, slot) != edition; });
 }
 
+// What was handed to the daemon.
+struct sRequest {
+    std::string path;                    // which it empties when it takes it
+    std::vector<std::string> withdrawn;  // all that would otherwise be acted on some time later
+    std::string nothingSaid;             // what it means when the daemon has no word about it
+    int sSimView::*attempts;
+};
+
 void waitUntilTaken(sCliContext& context, int slot, const sPinOptions& options,
-                    const std::string& path, const std::string& nothingSaid) {
+                    const sRequest& request) {
     const sPlaces& places = context.places;
     if (options.timeoutS == 0) {
         context.out << "handed to the daemon\n";
         return;
     }
     const cInterruption interruption;
-    if (!waitFor(options.timeoutS, [&] { return isEmptied(places, path); })) {
-        unlink(places.at(path).c_str());
+    if (!waitFor(options.timeoutS, [&] { return isEmptied(places, request.path); })) {
+        for (const std::string& path : request.withdrawn)
+            unlink(places.at(path).c_str());
         throw cFailure(eExitStatus::TIMED_OUT,
                        "the daemon did not take it, it was taken back; the SIM is: " +
                            simView(places, slot).status);
     }
     waitForNextStatus(places, slot);
-    reportOutcome(context, slot, nothingSaid);
+    reportOutcome(context, slot, request.nothingSaid, request.attempts);
+}
+
+void waitUntilTaken(sCliContext& context, int slot, const sPinOptions& options,
+                    const std::string& nothingSaid) {
+    const std::string path = pinRequestPath(slot);
+    waitUntilTaken(context, slot, options, {path, {path}, nothingSaid, &sSimView::pinAttempts});
 }
 
 // ---- set
@@ -116,7 +137,7 @@ void waitUntilTried(sCliContext& context, int slot, const sPinOptions& options,
     if (!waitFor(options.timeoutS, isTried))
         throw cFailure(eExitStatus::TIMED_OUT, "stored, but the daemon has not tried it yet");
     if (!simView(places, slot).isReady()) waitForNextStatus(places, slot);
-    reportOutcome(context, slot, "the SIM is ready");
+    reportOutcome(context, slot, "the SIM is ready", &sSimView::pinAttempts);
 }
 
 void set(sCliContext& context, const sPinOptions& options) {
@@ -159,13 +180,13 @@ void change(sCliContext& context, const sPinOptions& options) {
     cSecret pin;
     askNewPin(pin);
     writeSimFile(context.places, pinRequestPath(slot), pin.data(), pin.size());
-    waitUntilTaken(context, slot, options, pinRequestPath(slot), "the PIN is this one already");
+    waitUntilTaken(context, slot, options, "the PIN is this one already");
 }
 
 void switchLock(sCliContext& context, const sPinOptions& options, const char* word) {
     const int slot = requireReady(context.places, options);
     writeSimFile(context.places, pinRequestPath(slot), word, strlen(word));
-    waitUntilTaken(context, slot, options, pinRequestPath(slot),
+    waitUntilTaken(context, slot, options,
                    std::string("nothing to do, it is ") + word + "d already");
 }
 
@@ -196,7 +217,11 @@ void puk(sCliContext& context, const sPinOptions& options) {
     // The PUK last: it is what the daemon waits for.
     writeSimFile(places, pinRequestPath(slot), pin.data(), pin.size());
     writeSimFile(places, pukFilePath(slot), pukSecret.data(), pukSecret.size());
-    waitUntilTaken(context, slot, options, pukFilePath(slot), "the SIM is ready");
+    waitUntilTaken(context, slot, options,
+                   {pukFilePath(slot),
+                    {pukFilePath(slot), pinRequestPath(slot)},
+                    "the SIM is ready",
+                    &sSimView::pukAttempts});
 }
 
 // ---- command line

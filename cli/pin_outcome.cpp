@@ -47,7 +47,8 @@ std::string withoutPins(const std::string& text) {
 }
 
 bool isSuccess(const std::string& outcome) {
-    return outcome.find("successfully") != std::string::npos;
+    return outcome.find("successfully") != std::string::npos ||
+           outcome.find("are the same") != std::string::npos;
 }
 
 std::string statusEdition(const sPlaces& places, int slot) {

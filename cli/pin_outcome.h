@@ -22,7 +22,7 @@ sSimView simView(const sPlaces& places, int slot);
 // Digits that could be a PIN or a PUK become asterisks.
 std::string withoutPins(const std::string& text);
 
-// Whether the outcome of an operation that was carried out tells success.
+// Whether the outcome of an operation tells success, or that there was nothing to do.
 bool isSuccess(const std::string& outcome);
 
 // Tells one state of the slot's status file from the next, which replaces it.

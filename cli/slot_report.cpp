@@ -7,7 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/config_place.h"
 #include "cli/daemon_process.h"
+#include "config/config_file.h"
 #include "config/config_reader.h"
 #include "platform/include/text_helpers.h"
 
@@ -86,7 +88,7 @@ bool isDataAllowed(eCfgDataStatus value) {
 
 sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
     sDataDirectiveReport data;
-    data.configPath = configPathOfSlot(places, slot);
+    data.configPath = configPlace(places, slot).substr(places.root.size());
     readConfiguration(places, data);
     findOverride(places, slot, data);
     if (!isDataAllowed(data.value) || uptimeS > BOOT_S || exists(places.at(BOOTED_FILE)))
@@ -131,13 +133,6 @@ sMoment currentMoment() {
     return {time(nullptr), static_cast<unsigned>(uptime.tv_sec)};
 }
 
-std::string configPathOfSlot(const sPlaces& places, int slot) {
-    const std::string path = "/etc/vuk/cellular" + itos(slot) + ".conf";
-    const std::string oldPath = "/etc/zoq/wireless/cellmodem_ppp.conf";
-    const bool useOld = slot == 1 && !exists(places.at(path)) && exists(places.at(oldPath));
-    return useOld ? oldPath : path;
-}
-
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
     sSlotReport report;
     report.slot = slot;
@@ -157,8 +152,7 @@ std::vector<int> findSlots(const sPlaces& places) {
     std::vector<int> slots;
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
         if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
-            recordedPid(places, slot) != 0 ||
-            exists(places.at("/etc/vuk/cellular" + itos(slot) + ".conf")))
+            recordedPid(places, slot) != 0 || exists(places.at(slotConfigFile(itos(slot)))))
             slots.push_back(slot);
     return slots;
 }

@@ -37,7 +37,6 @@ struct sStatusFile {
 // the last key is the last. Bytes above 127 are left as they are.
 sStatusFile parseStatus(const std::string& text, int slot);
 
-std::string statusPath(const sPlaces& places, int slot);
 // Never follows a link and never blocks.
 sStatusFile readStatusFile(const sPlaces& places, int slot);
 

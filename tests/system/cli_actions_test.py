@@ -2,12 +2,15 @@
 """The acting half of the operator's command against the running daemon and the simulated modem. Run
 inside scripts/private_namespace.sh."""
 
+import os
 import pathlib
+import pty
+import signal
 import subprocess
 import time
 import unittest
 
-from gateway import BIN, LogCatcher, Slot, freshHost, splitDatagram
+from gateway import BIN, LogCatcher, Slot, freshHost, splitDatagram, waitUntil
 
 SYSLOG = pathlib.Path("/var/log/messages")
 SPOOL = pathlib.Path("/tmp/sms")
@@ -59,19 +62,20 @@ class Running:
         return self
 
 
-class Actions(unittest.TestCase):
-    """One gateway for all of them: each test leaves it connected."""
+class Gateway(unittest.TestCase):
+    """One daemon and modem for all tests of a class."""
+
+    scenario = {}
 
     @classmethod
     def setUpClass(cls):
         freshHost()
         SYSLOG.unlink(missing_ok=True)
         cls.log = SyslogFile()
-        cls.slot = Slot(1)
+        cls.slot = Slot(1, cls.scenario)
         cls.slot.configure()
         cls.slot.startSim()
         cls.slot.startDaemon(fast=4)
-        cls.slot.waitConnected()
 
     @classmethod
     def tearDownClass(cls):
@@ -84,6 +88,15 @@ class Actions(unittest.TestCase):
         self.assertRegex(result.err, r"\Acellslot: [^\n]+\n\Z")
         for word in words:
             self.assertIn(word, result.err)
+
+
+class Actions(Gateway):
+    """Each test leaves the modem connected."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.slot.waitConnected()
 
     # ---- sms
 
@@ -142,6 +155,26 @@ class Actions(unittest.TestCase):
         result = cellslot("at", "AT+TWO", "--timeout", "2")
         self.assertFails(result, TIMED_OUT, "within 2 s")
         self.slot.waitConnected(30)
+
+    def test_at_asNobody_isPermittedAsItIsToAnyProgram(self):
+        result = cellslot("at", "AT+CGMI", user=NOBODY)
+        self.assertEqual((result.status, result.out), (OK, "Telit\nOK\n"), result)
+
+    def test_at_interrupted_isTakenBack(self):
+        # A daemon that stands still takes nothing.
+        pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
+        os.kill(pid, signal.SIGSTOP)
+        try:
+            asking = Running("at", "AT+NEVER")
+            waitUntil(REQUEST.exists, 5, lambda: "no request")
+            self.assertFails(cellslot("at", "AT+OTHER"), FAILED, "of another program")
+            self.assertEqual(REQUEST.read_text(), "AT+NEVER\n")
+            asking.process.send_signal(signal.SIGINT)
+            self.assertFails(asking.result(), FAILED, "was not sent")
+            self.assertFalse(REQUEST.exists())
+        finally:
+            os.kill(pid, signal.SIGCONT)
+        self.assertNotIn("AT+NEVER", self.slot.commands())
 
     def test_at_somethingInItsPlace_isLeftAlone(self):
         # A folder is what the daemon does not take away.
@@ -278,6 +311,9 @@ class Actions(unittest.TestCase):
         self.assertNotInLogOf(result, "1234", "87654321")
         self.assertEqual(files["cpin"].read_text(), "87654321\n")
         self.assertFails(cellslot("pin", "puk", input="1\n"), FAILED, "does not ask")
+        result = cellslot("pin", "change", input="87654321\n")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("are the same", result.out)
         result = cellslot("pin", "disable")
         self.assertEqual(result.status, OK, result)
         self.assertFalse(files["puk"].exists())
@@ -304,6 +340,64 @@ class Actions(unittest.TestCase):
     def test_pinChange_ofASlotWithoutDaemon_writesNothing(self):
         self.assertFails(cellslot("pin", "change", "-p", "2", input="1234\n"), NO_DAEMON)
         self.assertFalse(pathlib.Path("/etc/vuk/cellular_cpin_new.2").exists())
+
+
+class Locked(Gateway):
+    """A SIM that is blocked, from its PUK to the modem's end."""
+
+    scenario = {"sim": {"pin": "1234", "puk": "12345678", "lock": True, "pin_attempts": 0}}
+
+    def onATerminal(self, *answers, arguments):
+        """Types each answer when it is asked for. What stood on the screen, and the status."""
+        pid, master = pty.fork()
+        if pid == 0:
+            os.execv(BIN / "cellslot", ["cellslot", *arguments])
+        screen = b""
+        for answer in [*answers, None]:
+            try:
+                while answer is None or not screen.endswith(b": "):
+                    screen += os.read(master, 1000)
+            except OSError:
+                break  # the program has ended
+            os.write(master, answer.encode() + b"\n")
+            screen += b"|"
+        os.close(master)
+        return screen.decode(), os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+
+    def test_fromPukToPowerOff(self):
+        self.slot.waitFor("_SIM_STATUS", "PUK Locked")
+        # A daemon that stands still takes nothing, and must not find it later.
+        pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
+        os.kill(pid, signal.SIGSTOP)
+        result = cellslot("pin", "puk", "-t", "1", input="12345678\n4321\n")
+        self.assertFails(result, TIMED_OUT, "taken back", "PUK Locked")
+        self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_cpin_new*")), [])
+        self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_puk*")), [])
+        os.kill(pid, signal.SIGCONT)
+        # A wrong one, from a script.
+        result = cellslot("pin", "puk", input="00000000\n4321\n")
+        self.assertFails(result, FAILED, "returned error", "attempts left: 9")
+        self.assertIn("10 attempts with its PUK left", result.out)
+        self.slot.waitFor("_SIM_REMAIN_PUK", "9")
+        # Two PINs that differ, then the right ones, typed.
+        screen, status = self.onATerminal("12345678", "4321", "4322", arguments=["pin", "puk"])
+        self.assertEqual(status, USAGE, screen)
+        self.assertIn("not the same", screen)
+        self.assertFalse(pathlib.Path("/etc/vuk/cellular_puk.1").read_text())
+        screen, status = self.onATerminal("12345678", "4321", "4321", arguments=["pin", "puk"])
+        self.assertEqual(status, OK, screen)
+        self.assertIn("9 attempts with its PUK left", screen)
+        self.assertIn("SIM PUK successfully unlocked", screen)
+        for secret in ("12345678", "4321"):
+            self.assertNotIn(secret, screen)
+        self.assertEqual(pathlib.Path("/etc/vuk/cellular_cpin.1").read_text(), "4321\n")
+        self.slot.waitConnected()
+        result = cellslot("data", "power-off")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("the daemon has ended", result.out)
+        self.assertEqual(self.slot.daemon.wait(30), 5)
+        self.assertFails(cellslot("data", "auto"), NO_DAEMON, "when it is started")
+        self.assertFalse(pathlib.Path("/tmp/force_cell_tempoff.1").exists())
 
 
 if __name__ == "__main__":

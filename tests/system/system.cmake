@@ -25,6 +25,11 @@ set_tests_properties(system.private_namespace PROPERTIES LABELS system TIMEOUT 3
 cellslot_add_system_test(custom_at custom_at_test.py)
 cellslot_add_system_test(cli_actions cli_actions_test.py)
 
+add_test(NAME system.man_pages
+         COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/man_pages_test.py)
+set_tests_properties(system.man_pages PROPERTIES LABELS system TIMEOUT 60 ENVIRONMENT
+    "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+
 # With Debian's gpsd.
 foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})
@@ -51,3 +56,4 @@ cellslot_add_system_test(service service_test.py)
 foreach(class Status Watch)
     cellslot_add_system_test(cli_status.${class} cli_status_test.py ${class})
 endforeach()
+cellslot_add_system_test(cli_completion cli_completion_test.py)

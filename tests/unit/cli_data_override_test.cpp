@@ -55,6 +55,17 @@ TEST_F(DataOverride, FolderThatWouldWin_IsAFailure) {
     EXPECT_NE(std::string::npos, run.err.find("rmdir")) << run.err;
 }
 
+// What is removed while a stronger one is there was without effect; the other way round the daemon
+// could see what nobody asked for.
+TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
+    host.folderAt("/tmp/force_cell_con.1");  // it cannot be removed, and stops the removing
+    writeFile(pathOf(eDataOverride::OFF), "");
+    writeFile(pathOf(eDataOverride::POWER_OFF), "");
+    EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"data", "auto", "-p", "1"}).status);
+    EXPECT_FALSE(fileExists(pathOf(eDataOverride::POWER_OFF)));
+    EXPECT_FALSE(fileExists(pathOf(eDataOverride::OFF)));
+}
+
 TEST_F(DataOverride, CommandThatIsNotFollowedInTime_ShowsHowFarItIs) {
     host.daemon(1, 42);
     host.status(1, "CELLMODEM1_QMI_STATE=DISCONNECTED\nCELLMODEM1_LAST_CONNECT_ERROR_E=207\n");
