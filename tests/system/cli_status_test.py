@@ -4,6 +4,7 @@ scripts/private_namespace.sh."""
 
 import json
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
@@ -119,7 +120,11 @@ class Watch(CliTest):
     def graph(self, terminal):
         return sum(line.count("#") for line in terminal.screen.lines() if "|" in line)
 
-    def test_screenOf24Lines_followsTheModemAndTheWindow(self):
+    def still(self, terminal):
+        """The screen without its numbers and its graph."""
+        return [re.sub(r"\d+", "0", line) for line in terminal.screen.lines() if "|" not in line]
+
+    def test_screenOf24Lines_followsTheModem(self):
         slot = self.slot()
         slot.waitConnected()
         terminal = self.watch("-p", "1", "--interval", "1")
@@ -134,16 +139,30 @@ class Watch(CliTest):
         slot.order(op="set", signal={"rsrp_dbm": -121})
         terminal.waitFor("RSRP -121 dBm")
         self.assertIn("  ! The signal is poor", terminal.screen.lines()[1])
-
-        terminal.resize(10, 40)
-        terminal.waitFor("Slot 1  CONNECTED")
+        slot.order(op="set", signal={"rsrp_dbm": -90})
+        terminal.waitFor("RSRP -90 dBm")
+        # What only the changed lines were sent for looks as if all were sent.
+        changed = self.still(terminal)
+        terminal.screen.clear()
+        terminal.send(" ")
         terminal.waitFor("q ends")
+        self.assertEqual(changed, self.still(terminal))
+
         self.assertEqual((terminal.screen.colours, terminal.screen.modes), (0, []))
 
         self.assertNotEqual(terminal.settings(), terminal.before)
         terminal.send("q")
         self.assertEqual(terminal.wait(), 0)
         self.assertEqual(terminal.settings(), terminal.before)
+
+    def test_windowOfAnotherSize_isFilledAtOnce(self):
+        pathlib.Path("/etc/vuk/cellular1.conf").touch()
+        terminal = self.watch("--interval", "3600")
+        terminal.waitFor("q ends")
+        for rows, columns in ((10, 40), (50, 132), (24, 80)):
+            terminal.resize(rows, columns)
+            terminal.waitFor("q ends", 5)
+            self.assertIn("q ends", terminal.screen.lines()[-1])
 
     def test_endBySignal_restoresTheTerminal(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
