@@ -60,7 +60,8 @@ cellslot_add_unit_tests(atcmd
             unit/atcmd_operators_test.cpp unit/atcmd_packet_data_test.cpp
             unit/atcmd_port_state_test.cpp unit/atcmd_radio_config_test.cpp
             unit/atcmd_radio_status_test.cpp unit/atcmd_registration_test.cpp
-            unit/atcmd_sim_commands_test.cpp)
+            unit/atcmd_reply_size_test.cpp
+            unit/atcmd_sim_commands_test.cpp support/heap_peak.cpp support/reply_parsers.cpp)
 
 # Writes to the store and shell commands are noted on their way; the latter are not run.
 cellslot_add_unit_tests(gps
@@ -102,3 +103,17 @@ cellslot_add_unit_tests(sms
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
     SOURCES unit/statemachine_service_status_test.cpp)
+
+cellslot_add_unit_tests(cli
+    LIBS cellslot_cli util
+    SOURCES unit/cli_at_request_test.cpp unit/cli_config_check_test.cpp
+            unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
+            unit/cli_display_text_test.cpp unit/cli_doctor_test.cpp
+            unit/cli_draft_file_test.cpp unit/cli_fixture.cpp unit/cli_help_test.cpp
+            unit/cli_pin_test.cpp unit/cli_plain_words_test.cpp
+            unit/cli_signal_quality_test.cpp unit/cli_slot_report_test.cpp
+            unit/cli_sms_spool_test.cpp unit/cli_status_command_test.cpp
+            unit/cli_status_file_test.cpp unit/cli_status_screen_test.cpp
+            unit/cli_text_test.cpp unit/cli_watch_screen_test.cpp)
+target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
+                                             STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
