@@ -80,14 +80,14 @@ libraries() {
     mkdir -p "$work/debian"
     printf 'Source: %s\n\nPackage: %s\nArchitecture: any\n' "$NAME" "$NAME" >"$work/debian/control"
     (cd "$work" && DEB_HOST_ARCH=$architecture dpkg-shlibdeps -O --ignore-missing-info \
-        root/usr/sbin/cellslotd root/usr/bin/cellslot root/usr/bin/skvs 2>/dev/null) |
+        root/usr/sbin/cellslotd root/usr/bin/cellslot root/usr/bin/skvs 2>"$work/shlibdeps.log") |
         sed -n 's/^shlibs:Depends=//p'
 }
 
 putControl() {
     local depends script
-    depends=$(libraries)
-    [[ -n $depends ]] || fail 'the libraries that the programs need were not found'
+    depends=$(libraries) || true
+    [[ -n $depends ]] || fail "$(cat "$work/shlibdeps.log")"
     cat >"$tree/DEBIAN/control" <<TEXT
 Package: $NAME
 Version: $version

@@ -5,8 +5,8 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly WORK=$PWD/build/package-test
-# What the package depends on, and nothing else beside the smallest host.
-readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping
+# Beside the smallest host: what the package depends on, and who reads its rules for devices and logs.
+readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
 
 makePackages() {
     local version

@@ -48,7 +48,7 @@ std::string stamp(const std::string& format) {
 #pragma GCC diagnostic pop
 
 std::string withoutControlCharacters(std::string text) {
-    const auto isControl = [](char c) { return (c >= 0 && c < ' ') || c == 0x7F; };
+    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F; };
     std::replace_if(text.begin(), text.end(), isControl, ' ');
     return text;
 }

@@ -13,7 +13,7 @@ function(cellslot_add_flow_tests subject)
     target_link_libraries(${subject}_flow_tests PRIVATE cellslot_flow_support GTest::gtest_main)
     add_test(NAME flow.${subject}
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
-                     $<TARGET_FILE:${subject}_flow_tests>)
+                     ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${subject}_flow_tests>)
     set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT 300)
 endfunction()
 

@@ -180,21 +180,32 @@ class Life(unittest.TestCase):
         finally:
             self.stopDaemon(daemon)
 
+    def checkReaders(self):
+        """Those who read the package's rules for devices and logs have nothing to complain of."""
+        told = self.inRoot("sh", "-c", "udevadm test /sys/class/net/lo 2>&1")
+        about = [line for line in told.splitlines() if "60-cellslot.rules" in line]
+        shutil.rmtree(ROOT / "run/udev")  # udevadm's notes
+        self.assertEqual(about, ["Reading rules file: /usr/lib/udev/rules.d/60-cellslot.rules"])
+        told = self.inRoot("sh", "-c", "logrotate -d /etc/logrotate.d/cellslot 2>&1")
+        self.assertIn("rotating pattern: /var/log/cellslotd.log", told)
+        self.assertNotIn("error", told)
+
     def test_installRunUpgradeRemovePurge_nothingIsLeft(self):
         from gateway import LogCatcher, Slot, freshHost
         freshHost()
         log = LogCatcher()
         self.addCleanup(log.socket.close)
         (ROOT / "etc/resolv.conf").unlink(missing_ok=True)
+        (ROOT / "run/poststart").touch()
         before = self.files()
 
         self.install("old")
+        self.checkReaders()
         oldVersion = self.inRoot("dpkg-query", "-W", "-f", "${Version}", "cellslot")
         config = ROOT / "etc/vuk/cellular1.conf"
         config.write_text("CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_GPS_ENABLE=no\n"
                           "CM_SYNC_TIME=no\n")
         config.chmod(0o600)
-        (ROOT / "run/poststart").touch()
         pathlib.Path("/dev/cellslot").mkdir()
         slot = Slot(1)
         slot.device, slot.gps = "/dev/cellslot/1-at", "/dev/cellslot/1-gps"
@@ -217,7 +228,7 @@ class Life(unittest.TestCase):
         self.assertTrue(config.exists() and defaults.exists())
 
         self.inRoot("dpkg", "-P", "cellslot")
-        after = self.files() - {"run/poststart"}
+        after = self.files()
         self.assertEqual(sorted(after - before), [])
         self.assertEqual(sorted(before - after), [])
 
