@@ -1,10 +1,16 @@
 #include "statemachine/sim_pin.h"
 
+#include <sys/stat.h>
+
+#include <array>
+
 #include "atcmd/catalogue.h"
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
+#include "include/options.h"
 #include "include/sleep.h"
 #include "platform/include/file_vector.h"
+#include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/sim_status.h"
 
@@ -27,6 +33,8 @@ constexpr int MONITOR_DEPTH = 10;
 struct sSimPinState {
     bool rearmed = false;    // the modem was away since the PIN was used
     std::string refusedPin;  // of the last unlock that failed
+    bool triedNoted =
+        true;  // the store may hold the note of a PIN; an earlier run may have left it
 };
 
 sSimPinState g_simPinState;
@@ -71,15 +79,64 @@ bool isBadPassword(ePortReturn result) {
     return result == CME_INCORRECT_PASSWORD || result == CME_SIM_PUK_REQUIRED;
 }
 
-// A PIN that the re-arming may use: there is one, it did not fail, and the SIM has lost no attempt.
+bool hasAllAttempts(const sSimInfo& sim) {
+    return sim.b_attempts_read && sim.i_pin_attempts == PIN_ATTEMPTS_FULL;
+}
+
+// Which content of a file it is, without the content itself: another one after each writing.
+std::string fileMark(const std::string& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) return "";
+    return std::to_string(info.st_ino) + "." + std::to_string(info.st_size) + "." +
+           std::to_string(info.st_mtim.tv_sec) + "." + std::to_string(info.st_mtim.tv_nsec);
+}
+
+std::string triedKey() {
+    return "CELLULAR_SLOT" + g_S_options.s_port + "_CPIN_TRIED";
+}
+
+// A PIN is noted in the store before the SIM sees it, and the note goes when its outcome is sure. A
+// daemon that starts anew thus knows a PIN that may have cost an attempt already.
+void noteTriedCpin(const sSimInfo& sim) {
+    skvs_set(triedKey().c_str(), fileMark(sim.s_cpin_path).c_str());
+    g_simPinState.triedNoted = true;
+}
+
+// A PIN that was right gives the SIM all its attempts back; an OK alone may be of another command.
+void forgetTriedCpin(const sSimInfo& sim) {
+    if (!g_simPinState.triedNoted || sim.i_lock_class != eSIM_READY || !hasAllAttempts(sim)) return;
+    std::array<char, 2> tried{};
+    if (skvs_get(triedKey().c_str(), tried.data(), tried.size()) > 0)
+        skvs_set(triedKey().c_str(), "");
+    g_simPinState.triedNoted = false;
+}
+
+bool isTriedCpin(const sSimInfo& sim) {
+    std::array<char, 128> tried{};
+    const std::string mark = fileMark(sim.s_cpin_path);
+    return skvs_get(triedKey().c_str(), tried.data(), tried.size()) > 0 && mark == tried.data();
+}
+
+// Written since its last use. What an earlier run of the daemon has tried without learning the
+// outcome was not: a start is then as the end of an outage.
+bool isCurrentCpinNew(const sSimInfo& sim) {
+    if (!isChanged(g_Cp_MonitorCurrentCpinFile)) return false;
+    if (!isTriedCpin(sim)) return true;
+    g_simPinState.rearmed = true;
+    return false;
+}
+
+// A PIN that the re-arming may use: there is one, it did not fail, and the SIM says that it has
+// lost no attempt.
 bool mayUseCpinAgain(const sSimInfo& sim) {
-    if (!g_simPinState.rearmed || sim.i_pin_attempts != PIN_ATTEMPTS_FULL) return false;
+    if (!g_simPinState.rearmed || !hasAllAttempts(sim)) return false;
     const std::string pin = readCpinFile(sim.s_cpin_path);
     return !pin.empty() && pin != g_simPinState.refusedPin;
 }
 
 sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
     const std::string failed = "Error: Unable to unlock SIM PIN, ";
+    noteTriedCpin(sim);
     const ePortReturn result = unlockCpin(port, pin);
     if (result == ePORT_OK) return {eSUCCESS, "SIM PIN successfully unlocked"};
     if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
@@ -208,6 +265,7 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
                         " the SIM PIN";
         return eERROR_DEVICE_SIM_NOT_READY;
     }
+    noteTriedCpin(sim);
     const sOutcome outcome = sendLock(port, pin, operation);
     sim.s_outcome = outcome.text;
     return outcome.result;
@@ -306,8 +364,9 @@ void rearmCurrentCpin() {
     g_simPinState.rearmed = true;
 }
 
-void disarmCurrentCpin() {
+void disarmCurrentCpin(const sSimInfo& sim) {
     g_simPinState.rearmed = false;
+    forgetTriedCpin(sim);
 }
 
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
@@ -321,7 +380,7 @@ eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
               __func__);
         return eERROR_DEVICE_NOT_CPIN_LOCKED;
     }
-    if (!isChanged(g_Cp_MonitorCurrentCpinFile) && !mayUseCpinAgain(sim)) {
+    if (!isCurrentCpinNew(sim) && !mayUseCpinAgain(sim)) {
         debug(eLOG_POLICY, g_i_debugMode,
               "%s(): Warning: SIM locked, but CPIN file has not changed", __func__);
         return eFAILURE;
@@ -398,6 +457,7 @@ eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& cu
             const eGeneralErrors enabled = enableCpinPassword(port, sim, currentPin);
             if (enabled != eSUCCESS) return enabled;
         }
+        noteTriedCpin(sim);
         outcome = changePin(port, currentPin, newPin);
     }
     sim.s_outcome = outcome.text;
