@@ -5,6 +5,7 @@
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_status.h"
+#include "statemachine/tried_pin.h"
 
 namespace {
 
@@ -88,6 +89,7 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
                         " the SIM PIN";
         return eERROR_DEVICE_SIM_NOT_READY;
     }
+    noteTriedCpin(sim);
     const sOutcome outcome = sendLock(port, pin, operation);
     sim.s_outcome = outcome.text;
     return outcome.result;
@@ -199,6 +201,7 @@ eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& cu
             const eGeneralErrors enabled = enableCpinPassword(port, sim, currentPin);
             if (enabled != eSUCCESS) return enabled;
         }
+        noteTriedCpin(sim);
         outcome = changePin(port, currentPin, newPin);
     }
     sim.s_outcome = outcome.text;

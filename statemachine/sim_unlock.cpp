@@ -4,10 +4,10 @@
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_status.h"
+#include "statemachine/tried_pin.h"
 
 namespace {
 
-constexpr int PIN_ATTEMPTS_FULL = 3;
 constexpr unsigned AFTER_PUK_UNLOCK_US = 1000000;
 
 struct sSimPinState {
@@ -23,15 +23,31 @@ bool isBadPassword(ePortReturn result) {
     return result == CME_INCORRECT_PASSWORD || result == CME_SIM_PUK_REQUIRED;
 }
 
-// A PIN that the re-arming may use: there is one, it did not fail, and the SIM has lost no attempt.
+// An earlier run of the daemon has tried this PIN, and it cost an attempt.
+bool hasFailedBefore(const sSimInfo& sim) {
+    return hasLostAttempt(sim) && isTriedCpin(sim);
+}
+
+// Written since its last use. What an earlier run of the daemon has tried without learning the
+// outcome was not: a start is then as the end of an outage, unless the SIM tells the outcome.
+bool isCurrentCpinNew(const sSimInfo& sim) {
+    if (!isChanged(g_Cp_MonitorCurrentCpinFile)) return false;
+    if (!isTriedCpin(sim) || hasLostAttempt(sim)) return true;
+    g_simPinState.rearmed = true;
+    return false;
+}
+
+// A PIN that the re-arming may use: there is one, it did not fail, and the SIM says that it has
+// lost no attempt.
 bool mayUseCpinAgain(const sSimInfo& sim) {
-    if (!g_simPinState.rearmed || sim.i_pin_attempts != PIN_ATTEMPTS_FULL) return false;
+    if (!g_simPinState.rearmed || !hasAllAttempts(sim)) return false;
     const std::string pin = readCpinFile(sim.s_cpin_path);
     return !pin.empty() && pin != g_simPinState.refusedPin;
 }
 
 sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
     const std::string failed = "Error: Unable to unlock SIM PIN, ";
+    noteTriedCpin(sim);
     const ePortReturn result = unlockCpin(port, pin);
     if (result == ePORT_OK) return {eSUCCESS, "SIM PIN successfully unlocked"};
     if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
@@ -45,6 +61,12 @@ sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
 
 sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
     const std::string pin = readCpinFile(sim.s_cpin_path);
+    if (verifyCpinFormat(pin) && hasFailedBefore(sim)) {
+        clearCpinFile(sim.s_cpin_path);
+        clearCpinFile(sim.s_cpin_new_path);
+        return {eERROR_DEVICE_ENABLE_CPIN_FAILED,
+                "Error: Unable to unlock SIM PIN, it was tried before and cost an attempt"};
+    }
     if (verifyCpinFormat(pin)) {
         sOutcome outcome = unlockWithPin(port, sim, pin);
         // Silence says nothing about the PIN; what the SIM has left of its attempts does.
@@ -93,6 +115,7 @@ sOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk, const st
 
 void resetSimPinState() {
     g_simPinState = {};
+    resetTriedPinState();
     g_Cp_MonitorCurrentCpinFile.reset();
     g_Cp_MonitorNewCpinFile.reset();
     g_Cp_MonitorPukFile.reset();
@@ -102,8 +125,9 @@ void rearmCurrentCpin() {
     g_simPinState.rearmed = true;
 }
 
-void disarmCurrentCpin() {
+void disarmCurrentCpin(const sSimInfo& sim) {
     g_simPinState.rearmed = false;
+    forgetTriedCpin(sim);
 }
 
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
@@ -114,7 +138,7 @@ eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
               __func__);
         return eERROR_DEVICE_NOT_CPIN_LOCKED;
     }
-    if (!isChanged(g_Cp_MonitorCurrentCpinFile) && !mayUseCpinAgain(sim)) {
+    if (!isCurrentCpinNew(sim) && !mayUseCpinAgain(sim)) {
         debug(eLOG_POLICY, g_i_debugMode,
               "%s(): Warning: SIM locked, but CPIN file has not changed", __func__);
         return eFAILURE;

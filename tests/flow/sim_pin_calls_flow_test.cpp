@@ -585,3 +585,126 @@ TEST_F(SimPinCalls, OutageThatFoundTheSimReady_AllowsNothingLater) {
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_EQ(unlocksSent(), 0u);
 }
+
+// ---- a start after a PIN whose outcome is not known
+// ----------------------------------------------
+
+class PinAfterAStart : public SimPinCalls {
+  protected:
+    // The daemon starts anew; files, store and SIM stay as they are.
+    void startAgain() {
+        resetSimPinState();
+        createCpinMonitors(device.sim);
+        commands();
+    }
+    // The modem takes the command, but its answer is lost.
+    void loseAnswerTo(const std::string& command) {
+        order({{"op", "fault"},
+               {"match", command},
+               {"kind", "silence"},
+               {"count", 1},
+               {"execute", true}});
+    }
+};
+
+TEST_F(PinAfterAStart, WrongPinThatWasNotAnswered_IsNotTriedAgain) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    loseAnswerTo("AT+CPIN=9999");
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    for (int i = 0; i < 3; ++i) {
+        startAgain();
+        EXPECT_EQ(look(), eFAILURE);
+        EXPECT_EQ(unlocksSent(), 0u);
+    }
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+    writeFile(CURRENT, "1234\n");
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(PinAfterAStart, WrongPinThatSeemedToBeAccepted_IsNotTriedAgain) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    order({{"op", "fault"},
+           {"match", "AT+CPIN=9999"},
+           {"kind", "answer"},
+           {"count", 1},
+           {"execute", true}});
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    startAgain();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+}
+
+TEST_F(PinAfterAStart, PinThatTheSimNeverSaw_IsTriedAgainOnce) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    fault("AT+CPIN=1234", "silence", 0, 2);
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    startAgain();
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(look(), eFAILURE);
+    startAgain();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(PinAfterAStart, PinThatOpenedTheSim_IsTriedWhateverItsAttempts) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(look(), eSUCCESS);
+    order({{"op", "set"}, {"sim", {{"verified", false}, {"pin_attempts", 2}}}});
+    startAgain();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(PinAfterAStart, PinWrittenAgainWithTheSameContent_IsTried) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    loseAnswerTo("AT+CPIN=9999");
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    usleep(20000);  // the file system's clock ticks
+    writeFile(CURRENT, "9999\n");
+    startAgain();
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(readFile(CURRENT), "");
+}
+
+class RequestBeforeAStart
+    : public PinAfterAStart,
+      public ::testing::WithParamInterface<std::pair<const char*, const char*>> {};
+
+TEST_P(RequestBeforeAStart, WrongPinOfARequestThatWasNotAnswered_IsNotTriedToUnlock) {
+    const auto& [request, command] = GetParam();
+    writeFile(CURRENT, "9999\n");
+    writeFile(REQUEST, request);
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"verified", true}}}});
+    loseAnswerTo(command);
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    order({{"op", "set"}, {"sim", {{"verified", false}}}});
+    startAgain();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, RequestBeforeAStart,
+                         ::testing::Values(std::pair("5678", "AT+CPWD=\"SC\",9999,5678"),
+                                           std::pair("disable", "AT+CLCK=\"SC\",0,\"9999\"")));
+
+TEST_F(SimPinCalls, AnswerWithoutTheAttempts_AllowsNothingAfterAnOutage) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}, {"pin_attempts", 2}}}});
+    order({{"op", "fault"},
+           {"match", "AT+CPIN?;#PCT"},
+           {"kind", "answer"},
+           {"lines", {"+CPIN: SIM PIN", "#PC~T: 2"}},
+           {"count", 2}});
+    rearmCurrentCpin();
+    commands();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+}

@@ -304,9 +304,11 @@ void cDay::judgePin() {
     const int wrongPinsMax = m_cell.day == eDAY_PIN || m_cell.day == eDAY_WRONG_PUK ? 0 : 1;
     const int wrongPuksMax = m_cell.day == eDAY_WRONG_PUK ? 1 : 0;
     if (m_outcome.wrongPins > wrongPinsMax)
-        fail("wrong PINs: " + itos(m_outcome.wrongPins) + ", at most " + itos(wrongPinsMax));
+        fail("attempts with one wrong PIN: " + itos(m_outcome.wrongPins) + ", at most " +
+             itos(wrongPinsMax));
     if (m_outcome.wrongPuks > wrongPuksMax)
-        fail("wrong PUKs: " + itos(m_outcome.wrongPuks) + ", at most " + itos(wrongPuksMax));
+        fail("attempts with a wrong PUK: " + itos(m_outcome.wrongPuks) + ", at most " +
+             itos(wrongPuksMax));
     if (m_cell.day == eDAY_PIN && m_recoveredMs == 0)
         fail("not CONNECTED although the right PIN was written again");
 }
@@ -314,7 +316,8 @@ void cDay::judgePin() {
 void cDay::judge() {
     m_outcome.delayMs = m_modem.longestDelayMs();
     m_outcome.delayedBehind = printable(m_modem.delayedBehind(), 80);
-    m_outcome.wrongPins = m_modem.wrongPins();
+    for (const auto& [pin, count] : m_modem.wrongPins())
+        m_outcome.wrongPins = std::max(m_outcome.wrongPins, count);
     m_outcome.wrongPuks = m_modem.wrongPuks();
     for (const std::string& line : refusedCommandLines())
         fail("ran " + printable(line, 300));

@@ -48,7 +48,7 @@ struct sOutcome {
     uint64_t delayMs = 0;               // the longest beyond what the commands may take
     std::string delayedBehind;
     int descriptors = 0;
-    int wrongPins = 0;
+    int wrongPins = 0;  // attempts with the same one, of the one that was tried most
     int wrongPuks = 0;
     std::string transcript;
     std::vector<sSent> sent;

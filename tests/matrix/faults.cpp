@@ -1,5 +1,7 @@
 #include "tests/matrix/faults.h"
 
+#include <algorithm>
+#include <cctype>
 #include <stdexcept>
 
 namespace {
@@ -17,6 +19,29 @@ const int KNOWN_NUMBERS[] = {0, 3, 4, 10, 11, 12, 13, 14, 16, 21, 30, 50, 100, 1
 
 const char* const TEXTS[] = {"SIM busy", "operation not allowed", "no network service",
                              "phone failure", ""};
+
+const char* const SHELL_TEXTS[] = {
+    "$(touch /tmp/canary)",
+    "`touch /tmp/canary`",
+    ";touch /tmp/canary;",
+    "|touch /tmp/canary",
+    "&touch /tmp/canary&",
+    "&&touch /tmp/canary",
+    "\ntouch /tmp/canary\n",
+    "';touch /tmp/canary;'",
+    "\";touch /tmp/canary;\"",
+    ">/tmp/canary",
+    " --dns 6.6.6.6",
+    "-h",
+    "$(touch${IFS}/tmp/canary)",
+    "\\",
+    "*",
+    "~",
+    " --down",
+    "{touch,/tmp/canary}",
+    "$HOME",
+    "\t-i lo",
+};
 
 template <typename T, size_t SIZE>
 const T& oneOf(const T (&list)[SIZE], std::mt19937_64& random) {
@@ -61,6 +86,49 @@ std::string withUnsolicited(eFault fault, const sAnswer& answer, std::mt19937_64
     return inserted(whole, line, insideOf(answer));
 }
 
+struct sField {
+    size_t start;
+    size_t length;
+};
+
+bool isFieldByte(char c) {
+    return isalnum(static_cast<unsigned char>(c)) != 0 || c == '.';
+}
+
+// Numbers, names and addresses of an answer: neither its +NAME: nor its OK.
+std::vector<sField> fieldsOf(const std::string& body) {
+    std::vector<sField> fields;
+    const size_t end = std::min(body.rfind("\r\nOK\r"), body.size());
+    for (size_t at = 0; at < end; ++at) {
+        if (!isFieldByte(body[at])) continue;
+        const size_t start = at;
+        while (at < end && isFieldByte(body[at]))
+            ++at;
+        const bool isName = start > 0 && (body[start - 1] == '+' || body[start - 1] == '#');
+        if (!isName) fields.push_back({start, at - start});
+    }
+    return fields;
+}
+
+// In one field or in all of them: instead of it, or behind it.
+std::string withShellText(const std::string& body, std::mt19937_64& random) {
+    std::string text = body;
+    const std::string extra = oneOf(SHELL_TEXTS, random);
+    const std::vector<sField> fields = fieldsOf(body);
+    if (fields.empty()) return "\r\n" + extra + body;
+    const bool behind = below(2, random) == 0;
+    const bool inAll = below(3, random) == 0;
+    const size_t chosen = below(fields.size(), random);
+    for (size_t i = fields.size(); i-- > 0;) {
+        if (!inAll && i != chosen) continue;
+        if (behind)
+            text.insert(fields[i].start + fields[i].length, extra);
+        else
+            text.replace(fields[i].start, fields[i].length, extra);
+    }
+    return text;
+}
+
 std::string cmeError(const std::string& value) {
     return "\r\n+CME ERROR: " + value + "\r\n";
 }
@@ -84,6 +152,7 @@ const std::vector<sFaultRow>& faultTable() {
         {eURC_AFTER, "urc-after", true},
         {eLATE, "late", true},
         {eOTHER, "other-answer", true},
+        {eSHELL_TEXT, "shell-text", true},
         {eHANGUP, "hangup", false},
         {eHANGUP_LONG, "hangup-long", false},
         {eMIXED, "mixed", true},
@@ -126,6 +195,8 @@ std::string spoiledAnswer(eFault fault, const sAnswer& answer, const std::string
             return withUnsolicited(fault, answer, random);
         case eOTHER:
             return answer.echo + other;
+        case eSHELL_TEXT:
+            return answer.echo + withShellText(answer.body, random);
         case eLATE:
         case eMIXED:
             break;

@@ -20,8 +20,9 @@ enum eFault {
     eURC_BEFORE,
     eURC_INSIDE,
     eURC_AFTER,
-    eLATE,   // arrives when the next command was sent
-    eOTHER,  // the answer to another command
+    eLATE,        // arrives when the next command was sent
+    eOTHER,       // the answer to another command
+    eSHELL_TEXT,  // shell syntax in the fields of the answer
     eHANGUP,
     eHANGUP_LONG,
     eMIXED,  // any of those above, for each command anew

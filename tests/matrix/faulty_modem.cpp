@@ -54,6 +54,14 @@ bool triesSecret(const std::string& line) {
            startsWith(line, "AT+CLCK=\"SC\",0") || startsWith(line, "AT+CLCK=\"SC\",1");
 }
 
+// AT+CPIN=1234, AT+CPWD="SC",1234,5678, AT+CLCK="SC",0,"1234"
+std::string pinOf(const std::string& line) {
+    const bool isLock = startsWith(line, "AT+CLCK");
+    const size_t before = isLock ? line.rfind(',') : line.find_first_of("=,");
+    size_t start = line.find_first_of("0123456789", before);
+    return line.substr(start, line.find_first_not_of("0123456789", start) - start);
+}
+
 // A modem that refuses a message leaves its prompt.
 bool refusesMessage(const sFaultRow& row, const std::string& line) {
     const bool refuses = row.fault == eERROR || row.fault == eCME_KNOWN ||
@@ -207,7 +215,7 @@ void cFaultyModem::countAttempts(const std::string& line, const std::function<vo
     const int pins = attempts("pin_attempts");
     const int puks = attempts("puk_attempts");
     action();
-    if (attempts("pin_attempts") < pins) ++m_wrongPins;
+    if (attempts("pin_attempts") < pins) ++m_wrongPins[pinOf(line)];
     if (startsWith(line, "AT+CPIN=") && attempts("puk_attempts") < puks) ++m_wrongPuks;
 }
 

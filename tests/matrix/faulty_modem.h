@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -80,8 +81,8 @@ class cFaultyModem {
     // Nothing of the fault can come any more.
     bool isFaultOver() const;
     uint64_t faultEndMs() const { return m_lastEffectMs; }
-    // Attempts that the SIM counted as wrong: of a PIN, of a PUK.
-    int wrongPins() const { return m_wrongPins; }
+    // Attempts that the SIM counted as wrong: with each PIN, with a PUK.
+    const std::map<std::string, int>& wrongPins() const { return m_wrongPins; }
     int wrongPuks() const { return m_wrongPuks; }
     // The longest time without a command beyond what its predecessor may take, while the ports were
     // there all the time; and the predecessor.
@@ -132,7 +133,7 @@ class cFaultyModem {
 
     std::vector<sSent> m_sent;
     bool m_ending = false;
-    int m_wrongPins = 0;
+    std::map<std::string, int> m_wrongPins;
     int m_wrongPuks = 0;
     uint64_t m_lastSentMs = 0;
     bool m_wasAway = true;  // since the last command

@@ -15,3 +15,4 @@ function(cellslot_add_matrix_test name)
 endfunction()
 
 cellslot_add_matrix_test(faults --suite faults --sample 200)
+cellslot_add_matrix_test(pin --suite pin --sample 60)
