@@ -1,10 +1,14 @@
 #include "statemachine/sim_pin.h"
 
+#include <sys/stat.h>
+
 #include "atcmd/catalogue.h"
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
+#include "include/options.h"
 #include "include/sleep.h"
 #include "platform/include/file_vector.h"
+#include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/sim_status.h"
 
@@ -16,6 +20,7 @@ namespace {
 
 constexpr size_t CPIN_FILE_MAX = 16;
 constexpr mode_t CPIN_FILE_MODE = 0600;
+constexpr size_t ATTEMPT_MAX = 128;
 constexpr int PIN_ATTEMPTS_FULL = 3;
 constexpr unsigned AFTER_PUK_UNLOCK_US = 1000000;
 constexpr unsigned AFTER_PIN_CHANGE_US = 200000;
@@ -78,10 +83,44 @@ bool mayUseCpinAgain(const sSimInfo& sim) {
     return !pin.empty() && pin != g_simPinState.refusedPin;
 }
 
+// Which file it is, and in which state; empty when there is none.
+std::string fileState(const std::string& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) return "";
+    return ltos(static_cast<long long>(info.st_ino)) + ":" + ltos(info.st_size) + ":" +
+           ltos(info.st_mtim.tv_sec) + "." + ltos(info.st_mtim.tv_nsec);
+}
+
+std::string attemptKey() {
+    return "CPIN_ATTEMPT_" + g_S_options.s_port;
+}
+
+// The PIN in the file is about to be tried. The store remembers it beyond the end of this process:
+// a daemon that is killed before it could empty the file must not cost the SIM another attempt.
+void noteAttempt(const sSimInfo& sim) {
+    skvs_set(attemptKey().c_str(), fileState(sim.s_cpin_path).c_str());
+}
+
+void forgetAttempt() {
+    skvs_set(attemptKey().c_str(), "");
+}
+
+// Whether this very file was tried and did not prove right, while the SIM has lost an attempt.
+bool hasFailedBefore(const sSimInfo& sim) {
+    if (sim.i_pin_attempts == PIN_ATTEMPTS_FULL) return false;
+    char noted[ATTEMPT_MAX];
+    if (skvs_get(attemptKey().c_str(), noted, sizeof noted) <= 0) return false;
+    return noted == fileState(sim.s_cpin_path);
+}
+
 sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
     const std::string failed = "Error: Unable to unlock SIM PIN, ";
+    noteAttempt(sim);
     const ePortReturn result = unlockCpin(port, pin);
-    if (result == ePORT_OK) return {eSUCCESS, "SIM PIN successfully unlocked"};
+    if (result == ePORT_OK) {
+        forgetAttempt();
+        return {eSUCCESS, "SIM PIN successfully unlocked"};
+    }
     if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
     if (result == ePORT_NO_FINAL_RESULT)
         return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "command time out"};
@@ -93,6 +132,12 @@ sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
 
 sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
     const std::string pin = readCpinFile(sim.s_cpin_path);
+    if (verifyCpinFormat(pin) && hasFailedBefore(sim)) {
+        clearCpinFile(sim.s_cpin_path);
+        clearCpinFile(sim.s_cpin_new_path);
+        return {eERROR_DEVICE_ENABLE_CPIN_FAILED,
+                "Error: Unable to unlock SIM PIN, it was tried before and cost an attempt"};
+    }
     if (verifyCpinFormat(pin)) {
         sOutcome outcome = unlockWithPin(port, sim, pin);
         // Silence says nothing about the PIN; what the SIM has left of its attempts does.
@@ -208,7 +253,9 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
                         " the SIM PIN";
         return eERROR_DEVICE_SIM_NOT_READY;
     }
+    noteAttempt(sim);
     const sOutcome outcome = sendLock(port, pin, operation);
+    if (outcome.result == eSUCCESS) forgetAttempt();
     sim.s_outcome = outcome.text;
     return outcome.result;
 }
@@ -398,7 +445,9 @@ eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& cu
             const eGeneralErrors enabled = enableCpinPassword(port, sim, currentPin);
             if (enabled != eSUCCESS) return enabled;
         }
+        noteAttempt(sim);
         outcome = changePin(port, currentPin, newPin);
+        if (outcome.result == eSUCCESS) forgetAttempt();
     }
     sim.s_outcome = outcome.text;
     return outcome.result;
