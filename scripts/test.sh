@@ -12,7 +12,7 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main p
     sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
-releaseTargets=(cellslotd le910sim skvs platform_tests)
+releaseTargets=(cellslotd le910sim skvs platform_tests gateway_day)
 releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow|matrix')
 summary=
@@ -99,6 +99,8 @@ main() {
     if [[ ${1:-} == --all ]]; then
         check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
             build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
+        check 'a day' scripts/private_namespace.sh --keep "$PWD/build" \
+            build/release/bin/gateway_day || true
     fi
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"

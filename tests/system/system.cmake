@@ -41,3 +41,6 @@ endforeach()
 # kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
 cellslot_add_system_test(kill kill_test.py)
 set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
+
+cellslot_add_system_test(resources resources_test.py)
+set_tests_properties(system.resources PROPERTIES RUN_SERIAL TRUE)
