@@ -147,6 +147,8 @@ main() {
     if [[ ${1:-} == --all ]]; then
         check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
             build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
+        check 'a day' scripts/private_namespace.sh --keep "$PWD/build" \
+            build/release/bin/gateway_day || true
     fi
     checkInstructions
     check package scripts/test_package.sh "$@" || true

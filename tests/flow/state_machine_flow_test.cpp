@@ -12,6 +12,7 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "platform/include/key_value_store.h"
+#include "tests/support/daemon_reset.h"
 #include "tests/support/whole_daemon.h"
 
 namespace {
@@ -463,6 +464,44 @@ TEST_F(StateMachine, WrongPin_IsTriedOnceAndNeverAgain) {
     EXPECT_EQ(run(61), eOUTER_EXIT);
     EXPECT_EQ(countOf(commands(), "AT+CPIN=9999"), 1u);
     EXPECT_EQ(attempts, "2");
+}
+
+// The modem judges the PIN, and its answer is lost; then the daemon is started anew.
+TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither) {
+    startOnTerminal({{"sim", {{"pin", "4321"}, {"lock", true}}}});
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    order({{"op", "fault"},
+           {"prefix", "AT+CPIN="},
+           {"kind", "silence"},
+           {"execute", true},
+           {"count", 1}});
+    EXPECT_EQ(run(20), 2);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
+
+    resetDaemon();
+    EXPECT_EQ(run(40), 2);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 0u);
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "");
+
+    resetDaemon();
+    at(50, [] { writeFile("/etc/vuk/cellular_cpin.1", "4321\n"); });
+    std::string state;
+    recordStatus(70, "_QMI_STATE", state);
+    EXPECT_EQ(run(71), 2);
+    EXPECT_EQ(state, "CONNECTED");
+}
+
+TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}, {"count", 1}});
+    EXPECT_EQ(run(10), 2);
+    resetDaemon();
+    std::string state;
+    recordStatus(30, "_QMI_STATE", state);
+    EXPECT_EQ(run(31), 2);
+    EXPECT_EQ(state, "CONNECTED");
 }
 
 TEST_F(StateMachine, ConnectionOffOverride_EndsTheSessionUntilItIsRemoved) {
