@@ -40,7 +40,8 @@ int writePidFile(const std::string& programName, const std::string& port,
 int readPidFile(const std::string& path) {
     std::ifstream file(path);
     int pid = 0;
-    return file >> pid ? pid : 0;
+    if (!(file >> pid)) return 0;
+    return pid;
 }
 
 bool isProcessRunning(int pid, const std::string& programName) {
