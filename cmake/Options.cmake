@@ -1,5 +1,6 @@
 option(BUILD_TESTING "Build the tests" ON)
 option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(COVERAGE "Count the lines and branches that run (gcov)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)
 set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
 set_property(CACHE PLATFORM PROPERTY STRINGS host external)
@@ -16,6 +17,12 @@ if(SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined
                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     add_link_options(-fsanitize=address,undefined)
+endif()
+
+if(COVERAGE)
+    # Counters are updated atomically and several processes merge theirs.
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
 endif()
 
 if(FUZZ)
