@@ -1,6 +1,7 @@
 option(BUILD_TESTING "Build the tests" ON)
 option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(BENCH "Build the benchmarks (needs BUILD_TESTING)" OFF)
+option(COVERAGE "Count the lines and branches that run (gcov)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)
 set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
 set_property(CACHE PLATFORM PROPERTY STRINGS host external)
@@ -27,6 +28,12 @@ function(cellslot_slim_program name)
         target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
     endif()
 endfunction()
+
+if(COVERAGE)
+    # Counters are updated atomically and several processes merge theirs.
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
 
 if(FUZZ)
     # Everything, so that the fuzzer sees the way an input takes through the daemon.

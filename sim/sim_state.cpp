@@ -116,12 +116,10 @@ eCardState cardState(const sSimCard& card) {
     return eCARD_READY;
 }
 
-sSimState::sSimState() {
+sSimState::sSimState() : settings(defaultSettings()), operatorNames(OPERATORS) {
     contexts[1].apn = "broadband";
-    operatorNames = OPERATORS;
     gpio[SIM_SLOT_PIN] = {1, 1};
     cards[1].present = false;
-    settings = defaultSettings();
     settings["+WS46"] = {modelRow(model).defaultWs46};
     savedLed = settings["#SLED"];
     bands = {0, 0, 0};

@@ -136,7 +136,7 @@ void parseAtCmdCustomLine(const std::string& line, std::string& command, int& ex
     extraTimeoutS = EXTRA_TIMEOUT_MAX_S;
 }
 
-bool validateAtCmdFormat(std::string command) {
+bool validateAtCmdFormat(const std::string& command) {
     return startsWith(stringUpper(command), "AT");
 }
 

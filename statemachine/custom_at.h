@@ -33,7 +33,7 @@ size_t readAtCommandFile(std::string& text, const std::string& directory);
 void parseAtCmdCustomLine(const std::string& line, std::string& command, int& extraTimeoutS);
 
 // Whether it starts with "AT", in any case.
-bool validateAtCmdFormat(std::string command);
+bool validateAtCmdFormat(const std::string& command);
 
 // Sends a request's commands and writes the answer files. As checkCustomAtFile.
 eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDeviceInfo& device,

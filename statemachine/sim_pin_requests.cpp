@@ -188,7 +188,7 @@ eGeneralErrors manageCpin(int port, sSimInfo& sim) {
 eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& currentPin,
                                   const std::string& newPin) {
     traceEntry(eLOG_POLICY, __func__);
-    sOutcome outcome = {eFAILURE, ""};
+    sOutcome outcome;
     if (!verifyCpinFormat(currentPin)) {
         outcome = invalidPinToChange("current", currentPin);
     } else if (!verifyCpinFormat(newPin)) {

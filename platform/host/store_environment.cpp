@@ -85,7 +85,6 @@ int readEverything(MDB_env* environment) {
     MDB_dbi database = FREE_PAGES;
     MDB_envinfo info{};
     MDB_stat pages{};
-    tEntries entries;
     int result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
     // After the transaction began: what others add meanwhile only makes the last page a later one.
     if (result == 0) result = mdb_env_info(environment, &info);
@@ -93,8 +92,9 @@ int readEverything(MDB_env* environment) {
     if (result == 0 && info.me_last_pgno >= MAP_BYTES / pages.ms_psize) return MDB_CORRUPTED;
     if (result == 0) result = readFreePages(transaction, info.me_last_pgno);
     if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
-    if (result == 0) result = readEntries(transaction, database, entries);
-    return result;
+    if (result != 0) return result;
+    tEntries entries;
+    return readEntries(transaction, database, entries);
 }
 
 bool tellsOfDamage(int result) {

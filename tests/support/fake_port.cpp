@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -18,6 +19,11 @@ namespace {
 
 // The clock does not begin at 0, so that a time that was never set shows.
 constexpr uint64_t CLOCK_START_MS = 1000000;
+
+// The kernel hands on what is written to a terminal when it comes to it, and the clock of the tests
+// does not wait for that: so many turns after something passed are given so much real time.
+constexpr int TERMINAL_TURNS = 3;
+constexpr int TERMINAL_WAIT_MS = 50;
 
 void makeNonBlocking(int fd) {
     fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
@@ -39,7 +45,7 @@ std::string modemReply(std::initializer_list<std::string> lines, const std::stri
 
 cFakePort* cFakePort::s_current = nullptr;
 
-cFakePort::cFakePort(eLink link) {
+cFakePort::cFakePort(eLink link) : m_terminalTurns(TERMINAL_TURNS) {
     if (s_current != nullptr) throw std::logic_error("there is a fake port already");
     if (link == eLink::SOCKET)
         openSocket();
@@ -120,9 +126,11 @@ void cFakePort::takeTurn() {
 }
 
 void cFakePort::readCommands() {
+    waitForTerminal(m_modem);
     char buffer[4096];
     ssize_t count;
     while ((count = read(m_modem, buffer, sizeof buffer)) > 0) {
+        m_terminalTurns = TERMINAL_TURNS;
         m_written.append(buffer, static_cast<size_t>(count));
         m_pending.append(buffer, static_cast<size_t>(count));
     }
@@ -131,6 +139,14 @@ void cFakePort::readCommands() {
         m_pending.erase(0, end + 1);
         startAnswer();
     }
+}
+
+// Until something can be read there.
+void cFakePort::waitForTerminal(int end) {
+    if (m_path.empty() || end == -1 || m_terminalTurns == 0) return;
+    --m_terminalTurns;
+    pollfd waiting = {end, POLLIN, 0};
+    poll(&waiting, 1, TERMINAL_WAIT_MS);
 }
 
 void cFakePort::startAnswer() {
@@ -157,5 +173,7 @@ void cFakePort::flush() {
         const ssize_t count = write(m_modem, m_out.data(), m_out.size());
         if (count <= 0) return;
         m_out.erase(0, static_cast<size_t>(count));
+        m_terminalTurns = TERMINAL_TURNS;
+        waitForTerminal(m_handle);
     }
 }

@@ -74,6 +74,7 @@ class cFakePort {
     void openTerminal();
     void takeTurn();
     void readCommands();
+    void waitForTerminal(int end);
     void startAnswer();
     void deliver();
     void flush();
@@ -82,6 +83,7 @@ class cFakePort {
     int m_handle = -1;
     int m_modem = -1;
     std::string m_path;
+    int m_terminalTurns;  // that are still given time, on a terminal
     bool m_echo = true;
     std::deque<sAnswer> m_script;
     std::deque<sPiece> m_pieces;

@@ -18,6 +18,10 @@ from log_capture import openLogSocket, splitDatagram  # noqa: E402
 
 BIN = pathlib.Path(os.environ["CELLSLOT_BIN"])
 HOST = pathlib.Path(os.environ["CELLSLOT_HOST"])
+# Programs that are made to be looked at, not to be fast: under sanitizers or valgrind. What a test
+# waits for may take so much longer.
+SLOW = "CELLSLOT_SLOW" in os.environ
+PATIENCE = 4 if SLOW else 1
 WORK = pathlib.Path("/tmp/system-test")
 RECORDED = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular")
 
@@ -112,7 +116,7 @@ class Slot:
 
     def stopDaemon(self, number=signal.SIGTERM):
         self.daemon.send_signal(number)
-        return self.daemon.wait(30)
+        return self.daemon.wait(30 * PATIENCE)
 
     def end(self):
         for process in (self.daemon, self.sim):
@@ -179,7 +183,7 @@ def killGroup(group):
 
 
 def waitUntil(condition, seconds, describe):
-    end = time.monotonic() + seconds
+    end = time.monotonic() + seconds * PATIENCE
     while time.monotonic() < end:
         if condition():
             return

@@ -9,6 +9,11 @@ function(cellslot_add_system_test name file)
                      ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/${file} ${ARGN})
     set_tests_properties(system.${name} PROPERTIES LABELS system TIMEOUT 300 ENVIRONMENT
         "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};CELLSLOT_HOST=${CMAKE_SOURCE_DIR}/host")
+    if(SANITIZE)
+        # faketime is loaded in front of AddressSanitizer's library.
+        set_property(TEST system.${name} APPEND PROPERTY ENVIRONMENT
+                     CELLSLOT_SLOW=1 ASAN_OPTIONS=verify_asan_link_order=0)
+    endif()
 endfunction()
 
 foreach(class BringUp CleanStop Registration Changes ModemAway Files)
@@ -59,3 +64,11 @@ endforeach()
 cellslot_add_system_test(cli_completion cli_completion_test.py)
 cellslot_add_system_test(resources resources_test.py)
 set_tests_properties(system.resources PROPERTIES RUN_SERIAL TRUE)
+
+# The programs as they ship; hardening-check looks too where it is installed.
+if(HARDENED)
+    add_test(NAME system.hardening
+             COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/hardening_test.py)
+    set_tests_properties(system.hardening PROPERTIES LABELS system TIMEOUT 60 ENVIRONMENT
+        "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+endif()

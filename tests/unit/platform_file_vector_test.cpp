@@ -1,4 +1,5 @@
 #include <dirent.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -261,6 +262,18 @@ TEST_F(FileVector, WriteAppendToLinkFifoOrFolder_IsRefused) {
     }
     EXPECT_EQ(readFile(m_folder / "victim"), "untouched");
     EXPECT_FALSE(fileExists(m_folder / "nowhere"));
+}
+
+TEST_F(FileVector, WriteAppendToFifoThatSomebodyReads_WritesNothing) {
+    ASSERT_EQ(mkfifo((m_folder / "fifo").c_str(), 0600), 0);
+    const int reader = open((m_folder / "fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_NE(reader, -1);
+    cFileVector file(m_folder / "fifo");
+    file.AppendLine("text");
+    EXPECT_FALSE(file.WriteAppend());
+    char byte;
+    EXPECT_EQ(read(reader, &byte, 1), 0) << "nothing was written";
+    close(reader);
 }
 
 TEST_F(FileVector, WriteAppendToFullDisk_AddsNothing) {

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -156,6 +157,30 @@ TEST(Logger, LinkOrFifoInTheFilesPlace_IsRefusedWithACause) {
         EXPECT_TRUE(logContains("Error: Cannot write log " + path + ", errno ")) << path;
     }
     EXPECT_EQ(readFile(folder / "victim"), "untouched");
+}
+
+TEST(Logger, FifoThatSomebodyReads_GetsNothing) {
+    const cTempFolder folder;
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    const int reader = open((folder / "fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_NE(reader, -1);
+    cLogger logger;
+    EXPECT_FALSE(logger.LogInit(folder / "fifo", 100, 1, FORMAT, false));
+    EXPECT_FALSE(logger.Log("text"));
+    char byte;
+    EXPECT_EQ(read(reader, &byte, 1), 0) << "nothing was written";
+    close(reader);
+}
+
+TEST(Logger, OldFileThatCannotBeReplaced_IsToldWithItsCause) {
+    const cTempFolder folder;
+    writeFile(folder / "log", std::string(2048, 'x'));
+    ASSERT_EQ(mkdir((folder / "log.1").c_str(), 0700), 0);
+    cLogger logger;
+    ASSERT_TRUE(logger.LogInit(folder / "log", 1, 1, FORMAT, false));
+    clearCapturedLog();
+    logger.Log("text");
+    EXPECT_TRUE(logContains("Error: Cannot put aside log " + (folder / "log") + ", errno "));
 }
 
 TEST(Logger, NotInitialised_FailsWithoutHarm) {

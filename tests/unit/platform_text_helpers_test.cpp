@@ -235,6 +235,14 @@ TEST(ReadFile2String, WhatIsNoRegularFile_IsRefusedAtOnceWithACause) {
     close(listening);
 }
 
+// The first page of a process is mapped nowhere.
+TEST(ReadFile2String, FileThatCannotBeRead_IsAFailureWithItsCause) {
+    std::string text = "before";
+    EXPECT_FALSE(readFile2String("/proc/self/mem", text, 100));
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(text, "");
+}
+
 TEST(ReadFile2String, Link_IsFollowedOnlyWhereAllowed) {
     const cTempFolder folder;
     writeFile(folder / "file", "content");

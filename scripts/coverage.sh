@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Which lines and branches the tests run: of each folder and in total, and every line of the daemon
+# and its libraries that no test runs. Unit and flow tests; with --all the system tests too. Fails
+# when a test does. The table and the lines are also in build/coverage/coverage.txt.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly BUILD=build/coverage
+readonly JOBS=2
+
+usage() {
+    echo 'Usage: coverage.sh [--all]   (--all: with the system tests)'
+}
+
+main() {
+    local levels='unit|flow' failed=0
+    case ${1:-} in
+    '') ;;
+    --all) levels='unit|flow|system' ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
+    cmake --preset coverage
+    cmake --build --preset coverage -j "$JOBS"
+    find "$BUILD" -name '*.gcda' -delete
+    ctest --preset coverage -L "$levels" -j "$JOBS" --no-tests=error || failed=1
+    gcovr --root . --object-directory "$BUILD" --exclude 'tests/.*' --exclude 'build/.*' \
+        --exclude-throw-branches --json "$BUILD/coverage.json" "$BUILD"
+    python3 scripts/lib/coverage_table.py "$BUILD/coverage.json" | tee "$BUILD/coverage.txt"
+    return "$failed"
+}
+
+main "$@"

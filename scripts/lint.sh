@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# cppcheck and clang-tidy over what runs on the gateway and over the simulator. Their findings are
+# errors; what is left out stands with its reason in .cppcheck-suppressions and .clang-tidy.
+# clang-tidy takes some seconds a file: a file that was clean is looked at again when it, a header
+# or the configuration has changed. --quick leaves clang-tidy out.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly JOBS=2
+readonly BUILD=build/release
+readonly CACHE=build/lint
+readonly FOLDERS=(atcmd cli config device gps include main platform sim sms statemachine)
+
+usage() {
+    echo 'Usage: lint.sh [--quick]   (--quick: cppcheck only)'
+}
+
+runCppcheck() {
+    cppcheck --quiet --error-exitcode=1 -j "$JOBS" --std=c++17 -I . --inline-suppr \
+        --enable=warning,style,performance,portability \
+        --suppressions-list=.cppcheck-suppressions "${FOLDERS[@]}"
+}
+
+# Headers, options and the tool's version: what the result of every file depends on.
+commonState() {
+    find include "${FOLDERS[@]}" -name '*.h' -print0 | sort -z | xargs -0 cat .clang-tidy
+    clang-tidy --version
+}
+
+tidyOne() { # COMMON-STATE FILE
+    local stamp
+    stamp=$CACHE/$({ echo "$1"; cat "$2"; } | sha256sum | cut -d ' ' -f 1)
+    if [[ -e $stamp ]]; then
+        return
+    fi
+    # What it counts in the system's headers goes to standard error.
+    clang-tidy --quiet -p "$BUILD" "$2" 2>/dev/null
+    touch "$stamp"
+}
+
+runClangTidy() {
+    local state
+    cmake --preset release >/dev/null
+    mkdir -p "$CACHE"
+    state=$(commonState | sha256sum)
+    # Only what is compiled: the fallback for a gateway's own platform is not, here.
+    find "${FOLDERS[@]}" -name '*.cpp' -not -path 'platform/external/*' -print0 | sort -z |
+        xargs -0 -P "$JOBS" -n 1 scripts/lint.sh --file "$state"
+}
+
+main() {
+    case ${1:-} in
+    '' | --quick) ;;
+    --file) # by this script itself
+        tidyOne "$2" "$3"
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
+    runCppcheck
+    if [[ ${1:-} != --quick ]]; then
+        runClangTidy
+    fi
+}
+
+main "$@"
