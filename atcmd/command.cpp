@@ -1,9 +1,11 @@
 #include "atcmd/command.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "device/at_transaction.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 std::string g_s_last_cmx_error;
 ePortReturn g_e_last_cmx_error = ePORT_OK;
@@ -78,15 +80,26 @@ void logFailedCommand(const char* function, const std::string& command, ePortRet
               command.c_str(), cmeText);
 }
 
+std::string responseRest(const std::string& response, const std::string& prefix) {
+    const size_t found = response.find(prefix);
+    if (found == std::string::npos) return "";
+    const size_t begin = found + prefix.size();
+    const size_t end = std::min(response.find('\n', begin), response.size());
+    return response.substr(begin, std::min(end - begin, RESPONSE_LINE_MAX));
+}
+
 std::string responseField(const std::string& response, const std::string& prefix) {
-    return cleanWhiteSpace(findNeedleString(response, prefix, "\n"));
+    return cleanWhiteSpace(responseRest(response, prefix));
 }
 
 std::vector<std::string> responseLines(const std::string& response) {
     std::vector<std::string> lines;
-    for (const std::string& line : tokenstr(response, '\n', eEmptyTokens::DROP)) {
-        const std::string text = cleanBeginEndWhiteSpace(line);
-        if (!text.empty()) lines.push_back(text);
+    for (size_t begin = 0; begin < response.size() && lines.size() < RESPONSE_LINES_MAX;) {
+        const size_t end = std::min(response.find('\n', begin), response.size());
+        std::string text = cleanBeginEndWhiteSpace(
+            response.substr(begin, std::min(end - begin, RESPONSE_LINE_MAX)));
+        if (!text.empty()) lines.push_back(std::move(text));
+        begin = end + 1;
     }
     return lines;
 }

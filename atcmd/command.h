@@ -59,7 +59,15 @@ ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS = 0)
 void logFailedCommand(const char* function, const std::string& command, ePortReturn result,
                       const char* cmeText = "CME_ERROR");
 
-// The text behind the first prefix, up to the line end, without any white space.
+// No line of an honest reply is longer, and none has more lines: the operator list has a few
+// thousand. What goes beyond is dropped, or a modem could fill the memory with fields.
+constexpr size_t RESPONSE_LINE_MAX = 4096;
+constexpr size_t RESPONSE_LINES_MAX = 16384;
+
+// The text behind the first prefix, up to the line end.
+std::string responseRest(const std::string& response, const std::string& prefix);
+
+// The same without any white space.
 std::string responseField(const std::string& response, const std::string& prefix);
 
 // The lines of a response, trimmed, without empty ones.

@@ -164,7 +164,7 @@ ePortReturn getDeviceHardware(int fd, sModemInfo& modem) {
 // DOB 1.10
 void parseDeviceHardware(const std::string& response, sModemInfo& modem) {
     if (response.find("DOB") == std::string::npos) return;
-    modem.s_hardware = modemText(cleanBeginEndWhiteSpace(findNeedleString(response, "DOB", "\n")));
+    modem.s_hardware = modemText(cleanBeginEndWhiteSpace(responseRest(response, "DOB")));
 }
 
 ePortReturn getDeviceIMEI(int fd, sModemInfo& modem) {

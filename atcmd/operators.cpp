@@ -30,7 +30,7 @@ ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
 // +COPS: 1,2,"310410",7
 //        0 1 2        3   mode, format, operator, access technology
 void parseCopsAct(const std::string& response, sNetworkInfo& network) {
-    const tokenstr fields(cleanBeginEndWhiteSpace(findNeedleString(response, "+COPS:", "\n")), ',',
+    const tokenstr fields(cleanBeginEndWhiteSpace(responseRest(response, "+COPS:")), ',',
                           eEmptyTokens::KEEP);
     if (isStringNumeric(fields[0].substr(0, 1))) network.i_cops_mode = textToInt(fields[0]);
     if (fields.size() > 2) network.s_operator = unquotedText(fields[2]);

@@ -175,7 +175,7 @@ std::string getCCLK(int fd) {
 
 // #CCLK: "20/06/15,20:32:05-24,1"   year/month/day,hour:minute:second, zone in quarters of an hour
 std::string parseCCLK(const std::string& response) {
-    const std::string text = cleanCharsFromString(findNeedleString(response, "#CCLK:", "\n"), "\"");
+    const std::string text = cleanCharsFromString(responseRest(response, "#CCLK:"), "\"");
     sClockFields clock;
     const int count = readClock(text, clock);
     if (count < 6 || clock.year == 0) {

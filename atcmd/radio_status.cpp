@@ -154,7 +154,7 @@ ePortReturn getModemNetworkInfo(int fd, sNetworkInfo& network) {
 //        0 1 2 3 4 5   mode, type, HSUPA available and used, HSDPA available and used
 void parseModemPsNetType(const std::string& response, sNetworkInfo& network) {
     resetPsntInfo(network);
-    const std::string text = findNeedleString(response, "#PSNT:", "\n");
+    const std::string text = responseRest(response, "#PSNT:");
     if (text.empty()) return;
     debug(eLOG_RADIO_DETAIL, g_i_debugMode, "%s(): Match '%s' from '%s'", __func__, text.c_str(),
           response.c_str());
@@ -172,7 +172,7 @@ void parseModemPsNetType(const std::string& response, sNetworkInfo& network) {
 
 void parseModemNetworkStatus(const std::string& response, sNetworkInfo& network) {
     if (network.e_psnt_service_type == ePS_NET_UNKNOWN) return;
-    const std::string text = findNeedleString(response, "#RFSTS:", "\n");
+    const std::string text = responseRest(response, "#RFSTS:");
     debug(eLOG_RADIO_DETAIL, g_i_debugMode, "%s(): Match '%s' from '%s'", __func__, text.c_str(),
           response.c_str());
     // The PLMN holds a blank: only the ends are trimmed.

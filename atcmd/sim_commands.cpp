@@ -100,7 +100,7 @@ ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
 // +CPIN: SIM PIN
 // #PCT: 3
 void parseDeviceSimStatus(const std::string& response, sSimInfo& sim) {
-    const std::string text = cleanBeginEndWhiteSpace(findNeedleString(response, "+CPIN:", "\n"));
+    const std::string text = cleanBeginEndWhiteSpace(responseRest(response, "+CPIN:"));
     if (!text.empty()) decodeSimCpinText(stringUpper(text), sim);
     sim.i_pin_attempts = PIN_ATTEMPTS_FULL;
     sim.i_puk_attempts = PUK_ATTEMPTS_FULL;
@@ -177,7 +177,7 @@ ePortReturn getCpinState(int fd, sSimInfo& sim) {
 
 // +CLCK: 1
 int parseCpinState(const std::string& response) {
-    const std::string state = cleanBeginEndWhiteSpace(findNeedleString(response, "+CLCK:", "\n"));
+    const std::string state = cleanBeginEndWhiteSpace(responseRest(response, "+CLCK:"));
     if (state == "0") return 0;
     if (state == "1") return 1;
     return -1;

@@ -8,7 +8,6 @@
 #include "gps/telit_gps.h"
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 // The stream of positions: start, look and stop.
 
@@ -22,13 +21,11 @@ constexpr int STOP_ATTEMPTS = 4;
 constexpr unsigned GUARD_BEFORE_US = 1000000;
 constexpr unsigned GUARD_AFTER_US = 1100000;
 
-// The lines without any white space and without empty ones.
+// The lines without any white space.
 std::vector<std::string> compactLines(const std::string& response) {
-    std::vector<std::string> lines;
-    for (const std::string& line : tokenstr(response, '\n', eEmptyTokens::DROP)) {
-        std::string text = cleanWhiteSpace(line);
-        if (!text.empty()) lines.push_back(std::move(text));
-    }
+    std::vector<std::string> lines = responseLines(response);
+    for (std::string& line : lines)
+        line = cleanWhiteSpace(line);
     return lines;
 }
 

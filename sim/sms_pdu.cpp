@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -19,7 +20,7 @@ constexpr uint8_t TYPE_NAME = 0xD0;
 using tBytes = std::vector<uint8_t>;
 
 void append(tBytes& target, const tBytes& bytes) {
-    target.insert(target.end(), bytes.begin(), bytes.end());
+    std::copy(bytes.begin(), bytes.end(), std::back_inserter(target));
 }
 
 uint8_t swappedDecimal(int value) {

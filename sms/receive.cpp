@@ -100,8 +100,7 @@ class cListingReader {
   public:
     cListingReader(e3gppType type, tSmsQueue& queue) : m_type(type), m_queue(queue) {}
 
-    void takeLine(const std::string& line) {
-        const std::string text = cleanBeginEndWhiteSpace(line);
+    void takeLine(const std::string& text) {
         if (startsWith(text, LIST_PREFIX))
             takeHeader(text.substr(strlen(LIST_PREFIX)));
         else if (text.find(LIST_PREFIX) == std::string::npos)
@@ -361,7 +360,7 @@ ePortReturn deleteSmsMsg(int port, eSmsDelType type) {
 
 void parseSmsPduMessages(e3gppType type, const std::string& response, tSmsQueue& queue) {
     cListingReader reader(type, queue);
-    for (const std::string& line : tokenstr(response, '\n', eEmptyTokens::DROP))
+    for (const std::string& line : responseLines(response))
         reader.takeLine(line);
 }
 

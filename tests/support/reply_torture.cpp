@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "tests/support/record_bounds.h"
+
 namespace {
 
 constexpr size_t MEGABYTE = 1024 * 1024;
@@ -71,80 +73,21 @@ void tortureReply(const std::string& reply, const std::function<void(const std::
 }
 
 void expectBounded(const std::string& text) {
-    EXPECT_LE(text.size(), MODEM_TEXT_MAX);
+    EXPECT_STREQ(wrongInText(text), nullptr);
 }
 
 void expectBounded(const sModemInfo& modem) {
-    for (const std::string* text :
-         {&modem.s_manufacturer, &modem.s_model, &modem.s_serial_number, &modem.s_imei,
-          &modem.s_firmware_version, &modem.s_firmware_cfg_version, &modem.s_hardware,
-          &modem.s_firmware_carrier, &modem.s_own_number_name, &modem.s_own_number,
-          &modem.s_temp_level, &modem.s_net_pref, &modem.s_apn})
-        expectBounded(*text);
-    EXPECT_LE(modem.i_context_count, CONTEXT_LIST_MAX);
-    for (const sContextList& context : modem.context_list)
-        for (const std::string* text :
-             {&context.s_cid, &context.s_pdp_type, &context.s_apn, &context.s_address,
-              &context.s_data_compression, &context.s_header_compression})
-            expectBounded(*text);
+    EXPECT_STREQ(wrongInRecord(modem), nullptr);
 }
 
 void expectBounded(const sNetworkInfo& network) {
-    for (const std::string* text : {&network.s_reg_area,
-                                    &network.s_reg_cell,
-                                    &network.s_reg_access_tech,
-                                    &network.s_registration,
-                                    &network.s_registration_short,
-                                    &network.s_previous_registration,
-                                    &network.s_psnt_service_type,
-                                    &network.s_plmn,
-                                    &network.s_mcc,
-                                    &network.s_mnc,
-                                    &network.s_channel,
-                                    &network.s_rsrp,
-                                    &network.s_rssi,
-                                    &network.s_rsrq,
-                                    &network.s_lte_rssi,
-                                    &network.s_tac,
-                                    &network.s_lac,
-                                    &network.s_lac_tac,
-                                    &network.s_rac,
-                                    &network.s_tx_power,
-                                    &network.s_drx,
-                                    &network.s_mm,
-                                    &network.s_rrc,
-                                    &network.s_cell_id_hex,
-                                    &network.s_cell_id,
-                                    &network.s_imsi,
-                                    &network.s_network_name,
-                                    &network.s_service_domain,
-                                    &network.s_band,
-                                    &network.s_psc,
-                                    &network.s_ecio,
-                                    &network.s_rscp,
-                                    &network.s_nom,
-                                    &network.s_bler,
-                                    &network.s_operator,
-                                    &network.s_cops_act})
-        expectBounded(*text);
-    EXPECT_LE(network.i_active_set_count, ACTIVE_SET_MAX);
-    for (const sPdpDynamicParams& context : network.pdp_dynamic)
-        for (const std::string* text :
-             {&context.s_apn, &context.s_ipaddr, &context.s_mask, &context.s_gateway,
-              &context.s_dns_prim_addr, &context.s_dns_sec_addr, &context.s_pcscf_prim_addr,
-              &context.s_pcscf_sec_addr})
-            expectBounded(*text);
+    EXPECT_STREQ(wrongInRecord(network), nullptr);
 }
 
 void expectBounded(const sSimInfo& sim) {
-    for (const std::string* text :
-         {&sim.s_status, &sim.s_imsi, &sim.s_iccid, &sim.s_home_plmn, &sim.s_carrier})
-        expectBounded(*text);
+    EXPECT_STREQ(wrongInRecord(sim), nullptr);
 }
 
 void expectBounded(const sDeviceInfo& device) {
-    expectBounded(device.modem);
-    expectBounded(device.network);
-    expectBounded(device.sim);
-    expectBounded(device.s_ipv4_address);
+    EXPECT_STREQ(wrongInRecord(device), nullptr);
 }

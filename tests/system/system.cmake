@@ -11,7 +11,7 @@ function(cellslot_add_system_test name file)
         "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};CELLSLOT_HOST=${CMAKE_SOURCE_DIR}/host")
 endfunction()
 
-foreach(class BringUp CleanStop Session Files)
+foreach(class BringUp CleanStop Registration Changes ModemAway Files)
     cellslot_add_system_test(daemon.${class} daemon_test.py ${class})
 endforeach()
 cellslot_add_system_test(setup_cellint setup_cellint_test.py)
@@ -34,9 +34,23 @@ set_tests_properties(system.man_pages PROPERTIES LABELS system TIMEOUT 60 ENVIRO
 foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})
 endforeach()
+cellslot_add_system_test(sms.Receiving sms_test.py Receiving)
 # Its accelerated clock wants the machine for itself.
-cellslot_add_system_test(sms sms_test.py Sms)
-set_tests_properties(system.sms PROPERTIES RUN_SERIAL TRUE)
+cellslot_add_system_test(sms.Sending sms_test.py Sending)
+set_tests_properties(system.sms.Sending PROPERTIES RUN_SERIAL TRUE)
+
+# Its accelerated clock wants the machine for itself.
+foreach(class Tmp RootsPlaces Triggers)
+    cellslot_add_system_test(hostile_files.${class} hostile_files_test.py ${class})
+    set_tests_properties(system.hostile_files.${class} PROPERTIES RUN_SERIAL TRUE TIMEOUT 1200)
+endforeach()
+
+# kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
+cellslot_add_system_test(kill kill_test.py)
+set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
+
+# Readiness, status line and watchdog.
+cellslot_add_system_test(service service_test.py)
 
 # The operator's command beside the daemon.
 foreach(class Status Watch)

@@ -1,0 +1,14 @@
+#ifndef FUZZ_SCRATCH_FOLDER_H
+#define FUZZ_SCRATCH_FOLDER_H
+
+#include <string>
+
+// A folder of this process below TMPDIR, removed at its end.
+const std::string& scratchFolder();
+
+// Removes what is in a folder, not the folder.
+void emptyFolder(const std::string& folder);
+
+void writeScratchFile(const std::string& path, const std::string& content);
+
+#endif

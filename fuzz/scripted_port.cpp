@@ -1,0 +1,67 @@
+#include "fuzz/scripted_port.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "fuzz/check.h"
+#include "include/sleep.h"
+
+cScriptedPort* cScriptedPort::s_current = nullptr;
+
+cScriptedPort::cScriptedPort(const std::vector<std::string>& pieces, eLink link)
+    : m_pieces(pieces.begin(), pieces.end()) {
+    if (link == eLink::SOCKET)
+        openSocket();
+    else
+        openTerminal();
+    s_current = this;
+    setSleepFunction(onSleep);
+}
+
+cScriptedPort::~cScriptedPort() {
+    setSleepFunction(nullptr);
+    s_current = nullptr;
+    if (m_handle != -1) close(m_handle);
+    close(m_modem);
+}
+
+void cScriptedPort::openSocket() {
+    int ends[2];
+    check(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0,
+          "a socket pair can be made");
+    m_handle = ends[0];
+    m_modem = ends[1];
+}
+
+void cScriptedPort::openTerminal() {
+    m_modem = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    char name[64];
+    check(m_modem != -1 && grantpt(m_modem) == 0 && unlockpt(m_modem) == 0 &&
+              ptsname_r(m_modem, name, sizeof name) == 0,
+          "a pseudo-terminal can be made");
+    m_path = name;
+}
+
+void cScriptedPort::onSleep(unsigned) {
+    s_current->takeTurn();
+}
+
+void cScriptedPort::takeTurn() {
+    written();
+    if (m_pieces.empty()) return;
+    // Longer pieces than the link takes are cut: the fuzzer has shorter ones.
+    [[maybe_unused]] const ssize_t ignored =
+        write(m_modem, m_pieces.front().data(), m_pieces.front().size());
+    m_pieces.pop_front();
+    ++m_said;
+}
+
+const std::string& cScriptedPort::written() {
+    char buffer[4096];
+    for (ssize_t count; (count = read(m_modem, buffer, sizeof buffer)) > 0;)
+        m_written.append(buffer, static_cast<size_t>(count));
+    return m_written;
+}

@@ -1,0 +1,16 @@
+#ifndef TESTS_SUPPORT_RECORD_BOUNDS_H
+#define TESTS_SUPPORT_RECORD_BOUNDS_H
+
+#include <string>
+
+#include "include/device_records.h"
+
+// What holds of the records whatever a modem sends: no text is longer than MODEM_TEXT_MAX, no count
+// larger than its table. Each says what is beyond its bound; null where nothing is.
+const char* wrongInText(const std::string& text);
+const char* wrongInRecord(const sModemInfo& modem);
+const char* wrongInRecord(const sNetworkInfo& network);
+const char* wrongInRecord(const sSimInfo& sim);
+const char* wrongInRecord(const sDeviceInfo& device);
+
+#endif
