@@ -48,7 +48,7 @@ filesOf() { # FIND-EXPRESSION...
 }
 
 checkShell() {
-    filesOf | xargs -0 awk 'FNR == 1 && /^#!.*[\/ ](ba)?sh$/ { print FILENAME }' |
+    filesOf | xargs -0 awk 'FNR == 1 && (/^#!.*[\/ ](ba)?sh$/ || FILENAME ~ /completion$/) { print FILENAME }' |
         xargs -d '\n' shellcheck
 }
 
