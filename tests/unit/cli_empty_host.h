@@ -1,5 +1,5 @@
-#ifndef TESTS_UNIT_CLI_HOST_H
-#define TESTS_UNIT_CLI_HOST_H
+#ifndef TESTS_UNIT_CLI_EMPTY_HOST_H
+#define TESTS_UNIT_CLI_EMPTY_HOST_H
 
 #include <sys/stat.h>
 
@@ -12,9 +12,9 @@
 #include "tests/support/temp_folder.h"
 
 // A host below a folder of its own, with the folders in which the command looks.
-class cCliHost {
+class cEmptyHost {
   public:
-    cCliHost() {
+    cEmptyHost() {
         for (const char* folder :
              {"/bin", "/dev", "/etc", "/etc/cellslot", "/etc/default", "/etc/vuk", "/etc/zoq",
               "/etc/zoq/wireless", "/proc", "/run", "/sys", "/sys/class", "/sys/class/net", "/tmp",
@@ -60,14 +60,14 @@ class cCliHost {
 };
 
 // What a command line does on that host.
-struct sCliRun {
+struct sCommandRun {
     eExitStatus status;
     std::string out;
     std::string err;
 };
 
-inline sCliRun runOn(const cCliHost& host, std::vector<const char*> words,
-                     const std::string& input = "") {
+inline sCommandRun runOn(const cEmptyHost& host, std::vector<const char*> words,
+                         const std::string& input = "") {
     std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
