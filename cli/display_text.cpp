@@ -64,6 +64,15 @@ size_t digitsAt(const std::string& text, size_t at) {
 
 }  // namespace
 
+bool isUtf8(const std::string& text) {
+    for (size_t at = 0; at < text.size();) {
+        const size_t length = decodeAt(text, at).length;
+        if (length == 0) return false;
+        at += length;
+    }
+    return true;
+}
+
 std::string displayText(const std::string& text) {
     std::string shown;
     for (size_t at = 0; at < text.size();) {

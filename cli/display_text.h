@@ -6,6 +6,9 @@
 
 // Text for people's terminals. Widths are in characters: every one counts as one column.
 
+// Whether all of it is UTF-8 (RFC 3629).
+bool isUtf8(const std::string& text);
+
 // A text of the modem as it may go to a terminal: what is not UTF-8 and what a terminal would act
 // upon (control characters, direction marks) becomes '?'.
 std::string displayText(const std::string& text);

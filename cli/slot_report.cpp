@@ -8,7 +8,8 @@
 #include <unistd.h>
 
 #include "cli/daemon_process.h"
-#include "config/config_reader.h"
+#include "cli/silent_reader.h"
+#include "config/config_file.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
@@ -20,12 +21,6 @@ bool exists(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0;
 }
-
-// The daemon's own reader, without its log.
-class cQuietReader : public cConfigReader {
-  protected:
-    void writeLine(uint64_t, const std::string&) override {}
-};
 
 struct sOverrideRow {
     const char* file;
@@ -59,7 +54,7 @@ void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
         return;
     }
     sConfigFileOpts config;
-    cQuietReader reader;
+    cSilentReader reader;
     reader.init(path, 0);
     if (access(path.c_str(), R_OK) != 0 || reader.readConfig(config) != eCONFIG_APPLIED) {
         data.why = "cannot read " + data.configPath;
@@ -132,10 +127,9 @@ sMoment currentMoment() {
 }
 
 std::string configPathOfSlot(const sPlaces& places, int slot) {
-    const std::string path = "/etc/vuk/cellular" + itos(slot) + ".conf";
-    const std::string oldPath = "/etc/zoq/wireless/cellmodem_ppp.conf";
-    const bool useOld = slot == 1 && !exists(places.at(path)) && exists(places.at(oldPath));
-    return useOld ? oldPath : path;
+    const std::string path = slotConfigFile(itos(slot));
+    const bool useOld = slot == 1 && !exists(places.at(path)) && exists(places.at(oldConfigFile()));
+    return useOld ? oldConfigFile() : path;
 }
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
@@ -157,8 +151,7 @@ std::vector<int> findSlots(const sPlaces& places) {
     std::vector<int> slots;
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
         if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
-            recordedPid(places, slot) != 0 ||
-            exists(places.at("/etc/vuk/cellular" + itos(slot) + ".conf")))
+            recordedPid(places, slot) != 0 || exists(places.at(slotConfigFile(itos(slot)))))
             slots.push_back(slot);
     return slots;
 }

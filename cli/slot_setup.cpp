@@ -8,8 +8,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "cli/config_place.h"
 #include "cli/daemon_process.h"
+#include "cli/slot_report.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
@@ -84,11 +84,6 @@ bool exists(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-bool isKnown(const sPlaces& places, int slot) {
-    return exists(places.at(pidFilePath(slot))) || exists(configPlace(places, slot)) ||
-           exists(places.at(serviceSettingsPath(slot)));
-}
-
 }  // namespace
 
 std::string serviceSettingsPath(int slot) {
@@ -109,9 +104,12 @@ sSlotSetup findSlotSetup(const sPlaces& places, int slot) {
 }
 
 std::vector<int> knownSlots(const sPlaces& places) {
-    std::vector<int> slots;
-    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
-        if (isKnown(places, slot)) slots.push_back(slot);
+    std::vector<int> slots = findSlots(places);
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
+        const bool isFound = std::find(slots.begin(), slots.end(), slot) != slots.end();
+        if (!isFound && exists(places.at(serviceSettingsPath(slot)))) slots.push_back(slot);
+    }
+    std::sort(slots.begin(), slots.end());
     return slots.empty() ? std::vector<int>{FIRST_SLOT} : slots;
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/config_place.h"
 #include "config/config_keys.h"
 #include "include/debug.h"
 #include "tests/support/captured_log.h"
@@ -192,19 +191,19 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"config", "check", "-p", "3"}).status);
 }
 
-TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
-    cEmptyHost host;
-    EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
-    host.file("/etc/zoq/wireless/cellmodem_ppp.conf", "");
-    EXPECT_EQ(host.places.at("/etc/zoq/wireless/cellmodem_ppp.conf"), configPlace(host.places, 1));
-    EXPECT_EQ(host.places.at("/etc/vuk/cellular2.conf"), configPlace(host.places, 2));
-    host.file("/etc/vuk/cellular1.conf", "");
-    EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
-}
-
 TEST(EditDistance, CountsSlipsWithoutRegardToCase) {
     EXPECT_EQ(0u, editDistance("cm_apn", "CM_APN"));
     EXPECT_EQ(1u, editDistance("CM_APPN", "CM_APN"));
     EXPECT_EQ(2u, editDistance("CM_PASSWROD", "CM_PASSWORD"));
     EXPECT_EQ(6u, editDistance("", "CM_APN"));
+}
+
+TEST(SilentReader, DebugModeOfTheFile_MakesTheStatusCommandLogNothing) {
+    cEmptyHost host;
+    host.file("/etc/vuk/cellular1.conf", "DEBUG_MODE=fffffffffffffff\nCM_ENABLE_INTERFACE=yes\n");
+    clearCapturedLog();
+    testing::internal::CaptureStdout();
+    runOn(host, {"status"});
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0u, capturedLog().size());
 }

@@ -68,7 +68,7 @@ TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
 
 TEST_F(DataOverride, CommandThatIsNotFollowedInTime_ShowsHowFarItIs) {
     host.daemon(1, 42);
-    host.status(1, "CELLMODEM1_QMI_STATE=DISCONNECTED\nCELLMODEM1_LAST_CONNECT_ERROR_E=207\n");
+    host.status(1, {{"QMI_STATE", "DISCONNECTED"}, {"LAST_CONNECT_ERROR_E", "207"}});
     const sCommandRun run = runOn(host, {"data", "on", "-t", "1"});
     EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
     EXPECT_NE(std::string::npos, run.out.find("connection DISCONNECTED, last error 207"))

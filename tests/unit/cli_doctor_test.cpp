@@ -166,8 +166,8 @@ TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
 
 TEST_F(Doctor, Status_NotWrittenForLong) {
     setup.pid = 42;
-    expect(eHealth::NOTE, checkStatusFile, "no /var/log");
-    host.status(1, "");
+    expect(eHealth::NOTE, checkStatusFile, "cardstats.1 yet");
+    host.status(1, {});
     expect(eHealth::FINE, checkStatusFile);
     const timespec old[2] = {{1000, 0}, {1000, 0}};
     utimensat(AT_FDCWD, host.places.at("/var/log/wireless.cardstats.1").c_str(), old, 0);

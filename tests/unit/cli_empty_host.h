@@ -5,6 +5,7 @@
 
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/command.h"
@@ -48,8 +49,13 @@ class cEmptyHost {
         file("/var/run/cellslotd." + std::to_string(slot) + ".pid", std::to_string(pid));
     }
 
-    void status(int slot, const std::string& lines) {
-        file("/var/log/wireless.cardstats." + std::to_string(slot), lines);
+    // A status file with these values.
+    void status(int slot, const std::vector<std::pair<std::string, std::string>>& values) {
+        const std::string prefix = "CELLMODEM" + std::to_string(slot) + "_";
+        std::string text = prefix + "STATS_LAST_UPDATE_E=1600000000\n";
+        for (const auto& [key, value] : values)
+            text += prefix + key + "=" + value + "\n";
+        file("/var/log/wireless.cardstats." + std::to_string(slot), text + prefix + "SMS_RECV=0\n");
     }
 
   private:

@@ -152,7 +152,7 @@ TEST_F(SmsSpool, SendCommand_TextFromStandardInput) {
 
 TEST_F(SmsSpool, SendCommand_StillWaiting_TellsWhyFromTheStatus) {
     host.daemon(1, 42);
-    host.status(1, "CELLMODEM1_CREG_REGISTERED=0\n");
+    host.status(1, {{"CREG_REGISTERED", "0"}});
     const sCommandRun run = runOn(host, {"sms", "send", "12345", "x", "-w", "--timeout", "0"});
     EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
     EXPECT_NE(std::string::npos, run.err.find("not registered")) << run.err;

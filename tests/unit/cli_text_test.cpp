@@ -4,7 +4,6 @@
 
 #include "cli/daemon_log.h"
 #include "cli/printable_text.h"
-#include "cli/status_value.h"
 #include "tests/unit/cli_empty_host.h"
 
 TEST(PrintableText, Utf8StaysAndEverythingElseIsLatin1) {
@@ -57,14 +56,4 @@ TEST(DaemonLog, None_IsNotReadable) {
     const cEmptyHost host;
     EXPECT_FALSE(cDaemonLog(host.places, 42).isReadable());
     EXPECT_TRUE(cDaemonLog(host.places, 42).messages().empty());
-}
-
-TEST(StatusValue, OfTheSlotsFile) {
-    cEmptyHost host;
-    host.status(2,
-                "#File generated \nCELLMODEM2_STATS_LAST_UPDATE_E=1600000000\n"
-                "CELLMODEM2_CARRIER=A=B\n");
-    EXPECT_EQ("A=B", statusValue(host.places, 2, "_CARRIER"));
-    EXPECT_EQ("", statusValue(host.places, 2, "_NONE"));
-    EXPECT_EQ("", statusValue(host.places, 1, "_CARRIER"));
 }
