@@ -10,11 +10,12 @@ class Report:
         self.rows = []
         self.curves = []
 
-    def row(self, group, what, figure, unit, floor=None, floorIs="", goal=None):
+    def row(self, group, what, figure, unit, floor=None, floorIs="", goal=None, note=""):
         """floor: the least that is possible, in the same unit; goal: the most that is wanted."""
         self.rows.append({"group": group, "what": what, "figure": figure, "unit": unit,
                           "floor": floor, "floor_is": floorIs, "goal": goal,
                           "ratio": figure / floor if floor else None,
+                          "note": note,
                           "goal_met": None if goal is None else figure <= goal})
 
     def curve(self, name, what, xLabel, yLabel, points):

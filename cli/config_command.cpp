@@ -7,10 +7,10 @@
 #include <ostream>
 
 #include "cli/config_check.h"
+#include "cli/config_place.h"
 #include "cli/failure.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
-#include "cli/slot_report.h"
 #include "cli/system_failure.h"
 
 namespace {
@@ -59,13 +59,10 @@ cFailure unreadable(const std::string& path) {
             path + " is no file, or longer than 128 KB: for the daemon it is missing"};
 }
 
-std::string ownFile(const sPlaces& places, int slot) {
-    return places.at(configPathOfSlot(places, chooseSlot(places, slot)));
-}
-
 void check(sCliContext& context, const sConfigOptions& options) {
     const std::string path =
-        options.file.empty() ? ownFile(context.places, options.slot) : options.file;
+        options.file.empty() ? configPlace(context.places, chooseSlot(context.places, options.slot))
+                             : options.file;
     const sConfigReport report = checkConfig(path);
     if (!report.readable) throw unreadable(path);
     context.out << path << "\n";

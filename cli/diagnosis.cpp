@@ -4,6 +4,8 @@
 
 #include "cli/display_text.h"
 #include "cli/plain_words.h"
+#include "cli/printable_text.h"
+#include "cli/status_file.h"
 #include "include/device_records.h"
 #include "include/modem_types.h"
 #include "platform/include/text_helpers.h"
@@ -79,7 +81,7 @@ bool isModemSilent(const sStatusRecord& record) {
 
 void checkModem(const sSlotView& view) {
     if (!isModemSilent(view.record)) return;
-    const std::string port = displayText(view.record.text("DEV_HANDLE_MAIN"));
+    const std::string port = printableLine(view.record.text("DEV_HANDLE_MAIN"));
     if (!view.report.portExists)
         view.add(eSeverity::ERROR, "modem_missing",
                  "The modem's port " + port + " is not there: it is off, restarting or unplugged.",
@@ -129,7 +131,7 @@ void checkSim(const sSlotView& view) {
     if (status == "Not Present")
         view.add(eSeverity::ERROR, "sim_missing", "The modem finds no SIM card.",
                  "insert it; where the modem has two holders check CM_SIM_SLOT, it uses number " +
-                     displayText(view.record.text("SIM_SLOT")));
+                     printableLine(view.record.text("SIM_SLOT")));
     else if (status == "PIN Locked")
         addPinLocked(view);
     else if (status == "PUK Locked")
@@ -139,7 +141,7 @@ void checkSim(const sSlotView& view) {
                  "right after a start that passes; else take the card out and put it in again");
     else
         view.add(eSeverity::ERROR, "sim_locked",
-                 "The SIM or the modem is locked: " + displayText(status) + ".",
+                 "The SIM or the modem is locked: " + printableLine(status) + ".",
                  "a SIM or modem tied to another network or device: ask who sold it");
 }
 
@@ -149,7 +151,7 @@ void addDataOff(const sSlotView& view) {
     const sDataDirectiveReport& data = view.report.data;
     const bool isOverride = data.value == eCONF_DATA_CONNECT_TEMP_DISABLED ||
                             data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF;
-    view.add(eSeverity::NOTE, "data_off", "Data is off: " + displayText(data.why) + ".",
+    view.add(eSeverity::NOTE, "data_off", "Data is off: " + printableLine(data.why) + ".",
              isOverride
                  ? "to follow the configuration again: cellslot data auto" + view.option()
                  : "set CM_ENABLE_INTERFACE=yes there, then: cellslot reload" + view.option());
@@ -167,7 +169,7 @@ void addNotRegistered(const sSlotView& view) {
     const eSeverity severity = view.isConnected() ? eSeverity::WARNING : eSeverity::ERROR;
     const std::string mode = view.record.text("CONF_OPERATOR_MODE");
     const std::string only = mode == "1" ? " Only operator " +
-                                               displayText(view.record.text("CONF_OPERATOR")) +
+                                               printableLine(view.record.text("CONF_OPERATOR")) +
                                                " is allowed (CM_OPERATOR)."
                                          : "";
     if (state == "Reg Denied")
@@ -193,10 +195,10 @@ void checkRegistration(const sSlotView& view) {
     if (view.record.text("CREG_ABR") != "Reg Roaming" || data.roamingAllowed || view.isConnected())
         return;
     view.add(eSeverity::ERROR, "roaming_refused",
-             "The SIM roams in another network (" + displayText(view.record.text("CARRIER")) +
+             "The SIM roams in another network (" + printableLine(view.record.text("CARRIER")) +
                  "), and CM_ROAMING=home forbids data there.",
              "where roaming charges are accepted: CM_ROAMING=auto in " +
-                 displayText(data.configPath) + ", then: cellslot reload" + view.option());
+                 printableLine(data.configPath) + ", then: cellslot reload" + view.option());
 }
 
 void checkSession(const sSlotView& view) {
@@ -204,7 +206,7 @@ void checkSession(const sSlotView& view) {
         if (view.report.daemonRuns && view.report.addresses.empty())
             view.add(eSeverity::WARNING, "no_address",
                      "The session is up, but " +
-                         displayText(view.record.text("NETWORK_INTERFACE")) +
+                         printableLine(view.record.text("NETWORK_INTERFACE")) +
                          " has no address on this host.",
                      "cellslot doctor" + view.option());
         return;
@@ -234,7 +236,7 @@ void checkTemperature(const sSlotView& view) {
     view.add(eSeverity::WARNING, "temperature",
              std::string("The modem is ") + (isExtreme ? "far " : "") + "too " +
                  (level > 0 ? "hot" : "cold") + " (" +
-                 displayText(view.record.text("TEMPERATURE")) + " C).",
+                 printableLine(view.record.text("TEMPERATURE")) + " C).",
              isExtreme ? "it may switch itself off" : "");
 }
 
@@ -278,7 +280,7 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
     }
     diagnosis.problems.push_back(
         {eSeverity::ERROR, "status_file",
-         "The status file " + statusPath({}, report.slot) + " " + report.file.defect + ".",
+         "The status file " + statusFilePath(report.slot) + " " + report.file.defect + ".",
          report.file.state == eStatusFile::NOT_PERMITTED
              ? "ask as root"
              : "check free space and rights of /var/log: cellslot doctor -p " + slot});

@@ -2,59 +2,17 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 
 #include "platform/include/text_helpers.h"
 
 namespace {
 
-constexpr char REPLACEMENT = '?';
 constexpr size_t PIN_MIN = 4;
 constexpr size_t PIN_MAX = 8;
 
 bool isContinuation(unsigned char byte) {
     return (byte & 0xc0) == 0x80;
-}
-
-struct sCodePoint {
-    uint32_t value;
-    size_t length;  // 0: no character of UTF-8
-};
-
-// RFC 3629: the shortest form only, no surrogates, nothing above U+10FFFF.
-sCodePoint decodeAt(const std::string& text, size_t at) {
-    const auto first = static_cast<unsigned char>(text[at]);
-    if (first < 0x80) return {first, 1};
-    const size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : first >= 0xc0 ? 2 : 0;
-    if (length == 0 || at + length > text.size()) return {0, 0};
-    uint32_t value = first & (0x7fU >> length);
-    for (size_t i = 1; i < length; ++i) {
-        const auto byte = static_cast<unsigned char>(text[at + i]);
-        if (!isContinuation(byte)) return {0, 0};
-        value = value << 6 | (byte & 0x3fU);
-    }
-    constexpr uint32_t LEAST[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool isSurrogate = value >= 0xd800 && value <= 0xdfff;
-    if (value < LEAST[length] || value > 0x10ffff || isSurrogate || first > 0xf7) return {0, 0};
-    return {value, length};
-}
-
-struct sRange {
-    uint32_t first;
-    uint32_t last;
-};
-
-// Controls (C0, DEL, C1), zero-width characters, line separators, direction marks, tags.
-constexpr sRange UNSAFE[] = {
-    {0x0, 0x1f},      {0x7f, 0x9f},     {0xad, 0xad},     {0x61c, 0x61c},   {0x200b, 0x200f},
-    {0x2028, 0x202e}, {0x2060, 0x206f}, {0xfeff, 0xfeff}, {0xfff9, 0xfffb}, {0xe0000, 0xe0fff},
-};
-
-bool isSafe(uint32_t character) {
-    for (const sRange& range : UNSAFE)
-        if (character >= range.first && character <= range.last) return false;
-    return true;
 }
 
 size_t digitsAt(const std::string& text, size_t at) {
@@ -63,28 +21,6 @@ size_t digitsAt(const std::string& text, size_t at) {
 }
 
 }  // namespace
-
-bool isUtf8(const std::string& text) {
-    for (size_t at = 0; at < text.size();) {
-        const size_t length = decodeAt(text, at).length;
-        if (length == 0) return false;
-        at += length;
-    }
-    return true;
-}
-
-std::string displayText(const std::string& text) {
-    std::string shown;
-    for (size_t at = 0; at < text.size();) {
-        const sCodePoint character = decodeAt(text, at);
-        if (character.length != 0 && isSafe(character.value))
-            shown.append(text, at, character.length);
-        else
-            shown += REPLACEMENT;
-        at += character.length == 0 ? 1 : character.length;
-    }
-    return shown;
-}
 
 std::string withoutSecrets(const std::string& text) {
     std::string masked;

@@ -4,17 +4,10 @@
 #include <string>
 #include <vector>
 
-// Text for people's terminals. Widths are in characters: every one counts as one column.
+// Text laid out for a terminal. It has to be printable; widths are in characters: every one counts
+// as one column.
 
-// Whether all of it is UTF-8 (RFC 3629).
-bool isUtf8(const std::string& text);
-
-// A text of the modem as it may go to a terminal: what is not UTF-8 and what a terminal would act
-// upon (control characters, direction marks) becomes '?'.
-std::string displayText(const std::string& text);
-
-// The same, with every PIN-like number in quotes shown as '****': the daemon's outcome texts name
-// the PIN.
+// Every PIN-like number in quotes becomes '****': the daemon's outcome texts name the PIN.
 std::string withoutSecrets(const std::string& text);
 
 size_t displayWidth(const std::string& text);

@@ -10,12 +10,12 @@
 #include <ctime>
 
 #include "cli/config_check.h"
+#include "cli/config_place.h"
 #include "cli/daemon_process.h"
 #include "cli/data_override.h"
 #include "cli/doctor_checks.h"
 #include "cli/quiet_run.h"
 #include "cli/sim_files.h"
-#include "cli/slot_report.h"
 #include "cli/status_file.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
@@ -167,9 +167,9 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
 tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.pid == 0) return {};
     struct stat info {};
-    const std::string path = statusPath(places, setup.slot);
+    const std::string path = statusFilePath(setup.slot);
     const std::string mend = "look for room in /var/log, and into the system log";
-    if (stat(path.c_str(), &info) != 0)
+    if (stat(places.at(path).c_str(), &info) != 0)
         return {{eHealth::NOTE, "status", "no " + path + " yet", mend}};
     const long long ageS = time(nullptr) - info.st_mtime;
     if (ageS <= STATUS_LATE_S) return {{eHealth::FINE, "status", path + " is fresh", ""}};
@@ -215,7 +215,7 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
 }
 
 tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
-    const std::string path = places.at(configPathOfSlot(places, setup.slot));
+    const std::string path = configPlace(places, setup.slot);
     if (access(path.c_str(), R_OK) != 0 && errno == EACCES)
         return {
             {eHealth::NOTE, "config", path + " cannot be read by this user", "run this as root"}};
@@ -285,7 +285,7 @@ tFindings checkOverride(const sPlaces& places, const sSlotSetup& setup) {
 }
 
 tFindings checkGps(const sPlaces& places, const sSlotSetup& setup) {
-    const sConfigReport report = checkConfig(places.at(configPathOfSlot(places, setup.slot)));
+    const sConfigReport report = checkConfig(configPlace(places, setup.slot));
     if (!report.readable || inForce(report, "CM_GPS_ENABLE") != "yes") return {};
     tFindings findings;
     checkGpsPort(places, setup, findings);

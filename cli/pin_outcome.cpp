@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include "cli/display_text.h"
+#include "cli/printable_text.h"
 #include "cli/status_file.h"
 
 namespace {
@@ -16,8 +17,8 @@ int attempts(const sStatusRecord& record, const char* key) {
 sSimView simView(const sPlaces& places, int slot) {
     const sStatusRecord record = readStatusFile(places, slot).record;
     sSimView view;
-    view.status = displayText(record.text("SIM_STATUS"));
-    view.outcome = withoutSecrets(displayText(record.text("SIM_EXTENDED_STATUS")));
+    view.status = printableLine(record.text("SIM_STATUS"));
+    view.outcome = withoutSecrets(printableLine(record.text("SIM_EXTENDED_STATUS")));
     view.pinAttempts = attempts(record, "SIM_REMAIN_CPIN");
     view.pukAttempts = attempts(record, "SIM_REMAIN_PUK");
     return view;
@@ -30,7 +31,7 @@ bool isSuccess(const std::string& outcome) {
 
 std::string statusEdition(const sPlaces& places, int slot) {
     struct stat info {};
-    if (stat(statusPath(places, slot).c_str(), &info) != 0) return "";
+    if (stat(places.at(statusFilePath(slot)).c_str(), &info) != 0) return "";
     return std::to_string(info.st_ino) + " " + std::to_string(info.st_mtim.tv_sec) + " " +
            std::to_string(info.st_mtim.tv_nsec);
 }

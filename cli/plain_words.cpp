@@ -1,6 +1,6 @@
 #include "cli/plain_words.h"
 
-#include "cli/display_text.h"
+#include "cli/printable_text.h"
 #include "include/result_codes.h"
 #include "platform/include/text_helpers.h"
 
@@ -75,7 +75,7 @@ sPlainWords wordsFor(const sRow (&rows)[count], const sStatusRecord& record,
     if (!code) return {"unknown", ""};
     for (const sRow& row : rows)
         if (row.code == *code) return {row.what, row.mend};
-    const std::string name = displayText(record.text(key));
+    const std::string name = printableLine(record.text(key));
     return {"error " + ltos(*code) + (name.empty() ? "" : " (" + name + ")"), ""};
 }
 

@@ -7,10 +7,10 @@
 #include <memory>
 #include <ostream>
 
+#include "cli/config_place.h"
 #include "cli/daemon_log.h"
 #include "cli/failure.h"
 #include "cli/slot_option.h"
-#include "cli/slot_report.h"
 #include "cli/system_failure.h"
 #include "cli/waiting.h"
 
@@ -62,7 +62,7 @@ void report(sCliContext& context, int slot, const sOutcome& outcome) {
 void run(sCliContext& context, const sReloadOptions& options) {
     const int slot = chooseSlot(context.places, options.slot);
     const int pid = requireDaemon(context.places, slot);
-    requireFile(context.places.at(configPathOfSlot(context.places, slot)));
+    requireFile(configPlace(context.places, slot));
     const cDaemonLog log(context.places, pid);
     if (kill(pid, SIGUSR2) != 0) throw systemFailure("signal the daemon", errno);
     if (!log.isReadable()) {

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/config_place.h"
 #include "cli/daemon_process.h"
 #include "cli/silent_reader.h"
 #include "config/config_file.h"
@@ -81,7 +82,7 @@ bool isDataAllowed(eCfgDataStatus value) {
 
 sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
     sDataDirectiveReport data;
-    data.configPath = configPathOfSlot(places, slot);
+    data.configPath = configPlace(places, slot).substr(places.root.size());
     readConfiguration(places, data);
     findOverride(places, slot, data);
     if (!isDataAllowed(data.value) || uptimeS > BOOT_S || exists(places.at(BOOTED_FILE)))
@@ -124,12 +125,6 @@ sMoment currentMoment() {
     timespec uptime{};
     clock_gettime(CLOCK_MONOTONIC, &uptime);
     return {time(nullptr), static_cast<unsigned>(uptime.tv_sec)};
-}
-
-std::string configPathOfSlot(const sPlaces& places, int slot) {
-    const std::string path = slotConfigFile(itos(slot));
-    const bool useOld = slot == 1 && !exists(places.at(path)) && exists(places.at(oldConfigFile()));
-    return useOld ? oldConfigFile() : path;
 }
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {

@@ -28,7 +28,7 @@ sMoment currentMoment();
 struct sDataDirectiveReport {
     eCfgDataStatus value = eCONF_DATA_CONNECT_UNKNOWN;
     std::string why;
-    std::string configPath;
+    std::string configPath;  // without the root of the places
     bool configRead = false;
     bool roamingAllowed = true;  // when the configuration was read
 };
@@ -47,9 +47,6 @@ struct sSlotReport {
     bool isGood() const { return file.state == eStatusFile::GOOD; }
     bool isStale() const { return ageS && *ageS > STALE_AFTER_S; }
 };
-
-// The configuration file that the daemon of a slot reads, without the root of the places.
-std::string configPathOfSlot(const sPlaces& places, int slot);
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment);
 

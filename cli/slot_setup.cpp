@@ -84,6 +84,14 @@ bool exists(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
+// The installed service has the host tools in a folder of their own, before all others.
+std::string servicePath(const sPlaces& places) {
+    constexpr const char* TOOLS = "/usr/lib/cellslot";
+    const char* ownPath = getenv("PATH");
+    const std::string path = ownPath == nullptr ? "" : ownPath;
+    return exists(places.at(TOOLS)) ? std::string(TOOLS) + ":" + path : path;
+}
+
 }  // namespace
 
 std::string serviceSettingsPath(int slot) {
@@ -98,8 +106,7 @@ sSlotSetup findSlotSetup(const sPlaces& places, int slot) {
         fromProcess(places, setup);
     else
         fromSettings(places, setup);
-    const char* ownPath = getenv("PATH");
-    if (setup.path.empty() && ownPath != nullptr) setup.path = ownPath;
+    if (setup.path.empty()) setup.path = servicePath(places);
     return setup;
 }
 

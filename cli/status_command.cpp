@@ -89,7 +89,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
 
 void addStatusCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sStatusOptions>();
-    CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are");
+    CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are.");
     command->add_option("-p,--port", options->slot, "one slot in full; all in a table without it")
         ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
         ->type_name("1-3");

@@ -107,13 +107,13 @@ sStatusFile parseStatus(const std::string& text, int slot) {
     return file;
 }
 
-std::string statusPath(const sPlaces& places, int slot) {
-    return places.at("/var/log/wireless.cardstats." + itos(slot));
+std::string statusFilePath(int slot) {
+    return "/var/log/wireless.cardstats." + itos(slot);
 }
 
 sStatusFile readStatusFile(const sPlaces& places, int slot) {
     std::string text;
-    if (!readFile2StringNoFollow(statusPath(places, slot), text, FILE_MAX + 1)) {
+    if (!readFile2StringNoFollow(places.at(statusFilePath(slot)), text, FILE_MAX + 1)) {
         const int error = errno;
         return failed(stateOfErrno(error), defectOfErrno(error));
     }

@@ -1,9 +1,8 @@
 #include "cli/status_metrics.h"
 
-#include <cmath>
-
 #include "cli/diagnosis.h"
 #include "cli/display_text.h"
+#include "cli/printable_text.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 
@@ -35,10 +34,10 @@ bool textIs(tSlot slot, const char* key, const char* text) {
     return slot.report.file.record.text(key) == text;
 }
 
-// Label values: backslash, quote and line feed escaped. What is not UTF-8 is shown as '?'.
+// Label values: backslash, quote and line feed escaped. They are UTF-8 whatever the modem says.
 std::string label(const std::string& name, const std::string& value) {
     std::string escaped;
-    for (const char character : displayText(value)) {
+    for (const char character : printableLine(value)) {
         if (character == '\\' || character == '"') escaped += '\\';
         escaped += character;
     }
@@ -129,9 +128,7 @@ std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& s
         if (!value) continue;
         const std::string labels =
             "slot=\"" + itos(slot.report.slot) + "\"" + (family.labels ? family.labels(slot) : "");
-        const bool isWhole = *value == std::floor(*value);
-        series += std::string(family.name) + "{" + labels + "} " +
-                  (isWhole ? ltos(static_cast<long long>(*value)) : shortNumber(*value)) + "\n";
+        series += std::string(family.name) + "{" + labels + "} " + shortNumber(*value) + "\n";
     }
     if (series.empty()) return "";
     const std::string name = family.name;

@@ -2,6 +2,7 @@
 
 #include "cli/display_text.h"
 #include "cli/plain_words.h"
+#include "cli/printable_text.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 
@@ -26,7 +27,7 @@ std::string joined(const std::vector<std::string>& parts, const std::string& sep
 }
 
 std::string labelled(const std::string& label, const std::string& value) {
-    return isKnown(value) ? label + displayText(value) : "";
+    return isKnown(value) ? label + printableLine(value) : "";
 }
 
 std::string ageText(const sSlotReport& report) {
@@ -40,14 +41,14 @@ std::string modemText(const sStatusRecord& record) {
     const std::string carrier = record.text("FIRMWARE_CARRIER");
     return joined({labelled("", record.text("MODEL")),
                    labelled("firmware ", record.text("FIRMWARE_V")) +
-                       (isKnown(carrier) ? " (" + displayText(carrier) + ")" : ""),
+                       (isKnown(carrier) ? " (" + printableLine(carrier) + ")" : ""),
                    labelled("IMEI ", record.text("IMEI"))});
 }
 
 // The daemon's own words but two, of which people need not know what they mean.
 std::string simWord(const std::string& status) {
     if (status == "Available") return "ready";
-    return isKnown(status) ? displayText(status) : "not known";
+    return isKnown(status) ? printableLine(status) : "not known";
 }
 
 std::string simText(const sStatusRecord& record) {
@@ -67,8 +68,8 @@ std::string networkText(const sStatusRecord& record) {
     const std::string carrier = labelled("", record.text("CARRIER"));
     const std::string registration = record.text("CREG");
     return joined(
-        {isKnown(registration) ? displayText(registration) : "not known",
-         carrier + (isKnown(plmn) && !carrier.empty() ? " (" + displayText(plmn) + ")" : ""),
+        {isKnown(registration) ? printableLine(registration) : "not known",
+         carrier + (isKnown(plmn) && !carrier.empty() ? " (" + printableLine(plmn) + ")" : ""),
          technologyText(record)});
 }
 
@@ -87,7 +88,7 @@ std::string signalText(const sSignal& signal) {
 std::string sessionText(const sSlotReport& report) {
     const sStatusRecord& record = report.file.record;
     const std::string apn = labelled("APN ", record.text("SIM_APN_CURRENT"));
-    const std::string interface = displayText(record.text("NETWORK_INTERFACE"));
+    const std::string interface = printableLine(record.text("NETWORK_INTERFACE"));
     if (record.text("QMI_STATE") != "CONNECTED") return joined({"down", apn, interface});
     const std::string time = durationText(record.number("QMI_CALL_TIME").value_or(0));
     const bool isNow = report.daemonRuns && !report.isStale();
@@ -97,7 +98,7 @@ std::string sessionText(const sSlotReport& report) {
 }
 
 std::string dataText(const sDataDirectiveReport& data) {
-    const std::string why = ": " + displayText(data.why);
+    const std::string why = ": " + printableLine(data.why);
     switch (data.value) {
         case eCONF_DATA_CONNECT_ENABLED:
         case eCONF_DATA_CONNECT_TEMP_ENABLED:
@@ -120,7 +121,7 @@ std::string dataText(const sDataDirectiveReport& data) {
 std::string temperatureText(const sStatusRecord& record) {
     const long long degrees = record.number("TEMPERATURE").value_or(TEMPERATURE_UNKNOWN_C);
     if (degrees == TEMPERATURE_UNKNOWN_C) return "not known";
-    return ltos(degrees) + " C, " + stringLower(displayText(record.text("TEMPERATURE_LEVEL")));
+    return ltos(degrees) + " C, " + stringLower(printableLine(record.text("TEMPERATURE_LEVEL")));
 }
 
 std::string gpsText(const sStatusRecord& record) {
@@ -128,15 +129,15 @@ std::string gpsText(const sStatusRecord& record) {
 }
 
 std::string smsText(const sStatusRecord& record) {
-    return displayText(record.text("SMS_RECV")) + " received, " +
-           displayText(record.text("SMS_SENT")) + " sent, " +
-           displayText(record.text("SMS_SENT_FAIL")) + " failed";
+    return printableLine(record.text("SMS_RECV")) + " received, " +
+           printableLine(record.text("SMS_SENT")) + " sent, " +
+           printableLine(record.text("SMS_SENT_FAIL")) + " failed";
 }
 
 std::string daemonText(const sSlotReport& report) {
     const std::string pid =
         report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "does not run";
-    return pid + ", last update " + displayText(report.file.record.text("STATS_LAST_UPDATE"));
+    return pid + ", last update " + printableLine(report.file.record.text("STATS_LAST_UPDATE"));
 }
 
 void addRow(tLines& lines, const std::string& label, const std::string& value) {
@@ -168,7 +169,7 @@ std::string tableLine(const std::vector<std::string>& cells) {
 std::string shortNetwork(const sStatusRecord& record) {
     const std::string registration = record.text("CREG_ABR");
     if (!isKnown(registration)) return "not known";
-    if (record.text("CREG_REGISTERED") != "1") return stringLower(displayText(registration));
+    if (record.text("CREG_REGISTERED") != "1") return stringLower(printableLine(registration));
     return joined({labelled("", record.text("CARRIER")), technologyText(record)});
 }
 
@@ -219,7 +220,7 @@ tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis) {
     addRow(lines, "Data", dataText(report.data));
     addRow(lines, "Last error", connectErrorWords(record).what);
     addRow(lines, "SIM", simText(record));
-    addRow(lines, "PIN report", displayText(withoutSecrets(record.text("SIM_EXTENDED_STATUS"))));
+    addRow(lines, "PIN report", printableLine(withoutSecrets(record.text("SIM_EXTENDED_STATUS"))));
     addRow(lines, "Modem", modemText(record));
     addRow(lines, "Temperature", temperatureText(record));
     addRow(lines, "GPS", gpsText(record));

@@ -76,7 +76,7 @@ void runWatch(sCliContext& context, const sWatchOptions& options) {
 void addWatchCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sWatchOptions>();
     CLI::App* command =
-        app.add_subcommand("watch", "Show the status live, with a graph of the signal");
+        app.add_subcommand("watch", "Show the status live, with a graph of the signal.");
     command->add_option("-p,--port", options->slot, "one slot in full; all without it")
         ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
         ->type_name("1-3");

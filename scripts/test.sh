@@ -2,8 +2,8 @@
 # Everything that has to pass: shell scripts and formatting checked, presets release and asan built
 # and tested. Goes on after a failure, tells all of them at the end, and fails if there was one.
 # System tests mostly sleep: asan is built beside them, in what they leave of the processors.
-# Without --all each test runs once: system tests on release, unit and flow tests under the
-# sanitizers. With --all every test runs on both (slow).
+# Without --all each test runs once: system tests on release, unit and flow tests and a sample of the
+# fault matrix under the sanitizers. With --all every test runs on both, and the whole matrix (slow).
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -11,13 +11,13 @@ readonly JOBS=2
 readonly SYSTEM_JOBS=6
 readonly FUZZ_S=20  # for each target
 readonly ASAN_LOG=build/asan.log
-readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main platform scripts sim
-    sms statemachine tests)
+readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main packaging platform
+    scripts sim sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
 releaseTargets=(cellslot cellslotd le910sim skvs platform_tests)
 releaseTests=(-L 'system|processes')
-asanTests=(-L 'unit|flow')
+asanTests=(-L 'unit|flow|matrix')
 summary=
 failed=0
 asanBuild=  # pid
@@ -75,6 +75,21 @@ runTests() { # PRESET JOBS CTEST-OPTION...
     record "$preset tests" "$line"
 }
 
+# Compilers differ in how many instructions they make of the same code: told, and no failure.
+checkInstructions() {
+    local status=0
+    echo '== instructions'
+    scripts/bench.sh --instructions || status=$?
+    case $status in
+    0) record instructions ok ;;
+    77) record instructions 'not compared: the numbers are for another compiler or C library' ;;
+    *)
+        record instructions FAILED
+        failed=1
+        ;;
+    esac
+}
+
 startAsanBuild() {
     mkdir -p build
     set -m # a process group of its own, to be ended as a whole
@@ -108,7 +123,7 @@ main() {
         export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: every test on both builds)'
+        echo 'Usage: test.sh [--all]   (--all: every test on both builds, and the package on a fresh host)'
         return
         ;;
     *)
@@ -129,6 +144,12 @@ main() {
     if check 'asan build' finishAsanBuild; then
         runTests asan "$JOBS" "${asanTests[@]}"
     fi
+    if [[ ${1:-} == --all ]]; then
+        check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
+            build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
+    fi
+    checkInstructions
+    check package scripts/test_package.sh "$@" || true
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"

@@ -50,8 +50,6 @@ enum eModemState : int {
     eMODEM_CONNECTED = 4,
 };
 
-enum class ePass { GO_ON, LEAVE_LOOP };
-
 struct sMachine {
     int outerState = eOUTER_RUNNING;
     eModemState modemState = eMODEM_SETUP;
@@ -106,11 +104,6 @@ void logTimeout(const char* operation) {
           "runStateMachine", operation, eERROR_DEVICE_RESPONSE_TIMEOUT);
 }
 
-void logError(const char* operation, eGeneralErrors result) {
-    debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned '%d'", "runStateMachine",
-          operation, result);
-}
-
 // ---- start ----------------------------------------------------------------------------------
 
 void installSignalHandlers() {
@@ -145,7 +138,8 @@ void prepare(sMachine& machine) {
 // ---- modem states ---------------------------------------------------------------------------
 
 void countError(sMachine& machine, const char* operation, eGeneralErrors result) {
-    logError(operation, result);
+    debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned '%d'", "runStateMachine",
+          operation, result);
     ++machine.errorCount;
 }
 
@@ -217,27 +211,22 @@ bool poll(sMachine& machine) {
 }
 
 void judgeSessionStart(sMachine& machine, eGeneralErrors result) {
-    switch (static_cast<int>(result)) {
-        case eSUCCESS:
-            g_Cp_connectedTimer->Start();
-            setModemState(machine, eMODEM_CONNECTED);
-            machine.timeoutCount = 0;
-            break;
-        case eERROR_DEVICE_RESPONSE_TIMEOUT:
-            logTimeout("startDataSession");
-            ++machine.timeoutCount;
-            break;
-        case eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING:
-            debug(eLOG_MACHINE_ERROR, g_i_debugMode,
-                  "%s(): startDataSession() waiting on Network Delay Timer", "runStateMachine");
-            break;
-        case eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE:
-            debug(eLOG_NOTICE, g_i_debugMode,
-                  "%s(): startDataSession() PDP Context Activation failure", "runStateMachine");
-            break;
-        default:
-            ++machine.errorCount;
-            debug(eLOG_NOTICE, g_i_debugMode, "Error: startDataSession() returned '%d'", result);
+    if (result == eSUCCESS) {
+        g_Cp_connectedTimer->Start();
+        setModemState(machine, eMODEM_CONNECTED);
+        machine.timeoutCount = 0;
+    } else if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
+        logTimeout("startDataSession");
+        ++machine.timeoutCount;
+    } else if (result == eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING) {
+        debug(eLOG_MACHINE_ERROR, g_i_debugMode,
+              "%s(): startDataSession() waiting on Network Delay Timer", "runStateMachine");
+    } else if (result == eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE) {
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): startDataSession() PDP Context Activation failure",
+              "runStateMachine");
+    } else {
+        ++machine.errorCount;
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: startDataSession() returned '%d'", result);
     }
 }
 
@@ -374,7 +363,7 @@ void handleReloadSignals(sMachine& machine) {
 
 // Closes the port of a modem that is silent or keeps failing; one that has failed too often leaves
 // the loop to be reset.
-ePass endPass(sMachine& machine) {
+void endPass(sMachine& machine) {
     publish(machine, false);
     if (machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT) {
         debug(eLOG_NOTICE, g_i_debugMode, "Device not responding, closing port");
@@ -392,21 +381,20 @@ ePass endPass(sMachine& machine) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors after %d attempts, requires reset", machine.errorCount);
         machine.outerState = eOUTER_EXIT_RESET;
-        return ePass::LEAVE_LOOP;
+        return;
     }
     sleepMicroseconds(PASS_SLEEP_US);
-    return ePass::GO_ON;
 }
 
-ePass runPassWithPort(sMachine& machine) {
+void runPassWithPort(sMachine& machine) {
     endLeftPrompt(machine.handle);
     publish(machine, false);
     handleReloadSignals(machine);
     runModemState(machine);
-    return endPass(machine);
+    endPass(machine);
 }
 
-ePass runPassWithoutPort(sMachine& machine) {
+void runPassWithoutPort(sMachine& machine) {
     cTimer& timer = g_C_deviceMissingTimer;
     // Started once an outage: only a set-up stops it.
     if (!timer.IsTimerEnabled()) {
@@ -423,23 +411,25 @@ ePass runPassWithoutPort(sMachine& machine) {
     resetDeviceInfo(machine.device, false);
     publish(machine, true);
     sleepMicroseconds(NO_PORT_SLEEP_US);
-    return ePass::GO_ON;
 }
 
-ePass runPass(sMachine& machine) {
+void runPass(sMachine& machine) {
     notifyAlive();
     machine.deviceReachable = true;
     machine.lastResult = eSUCCESS;
     if (isExitRequested()) {
         machine.outerState = eOUTER_EXIT;
-        return ePass::LEAVE_LOOP;
+        return;
     }
     const bool portGood = checkPort(machine);
     if (isFirmwareUpdateRequested()) {
         machine.outerState = eOUTER_EXIT_RESET;
-        return ePass::LEAVE_LOOP;
+        return;
     }
-    return portGood ? runPassWithPort(machine) : runPassWithoutPort(machine);
+    if (portGood)
+        runPassWithPort(machine);
+    else
+        runPassWithoutPort(machine);
 }
 
 // ---- exit -----------------------------------------------------------------------------------
@@ -470,6 +460,6 @@ int runStateMachine() {
     prepare(machine);
     notifyReady();
     while (machine.outerState == eOUTER_RUNNING)
-        if (runPass(machine) == ePass::LEAVE_LOOP) break;
+        runPass(machine);
     return leave(machine);
 }

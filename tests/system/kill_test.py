@@ -177,7 +177,11 @@ class Day:
 
     def reload(self):
         self.slot.configure(CM_MTU=str(self.random.randrange(1300, 1500)))
-        self.slot.daemon.send_signal(signal.SIGUSR2)
+        # Before it has its handlers the signal would end it.
+        status = pathlib.Path(f"/proc/{self.slot.daemon.pid}/status").read_text()
+        caught = int(re.search(r"^SigCgt:\s*(\w+)", status, re.MULTILINE).group(1), 16)
+        if caught >> (signal.SIGUSR2 - 1) & 1:
+            self.slot.daemon.send_signal(signal.SIGUSR2)
 
     def askModem(self):
         self.put(pathlib.Path("/tmp/at_cmd_in"), "AT+CSQ\nAT+COPS?\n")

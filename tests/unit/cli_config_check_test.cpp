@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/config_place.h"
 #include "config/config_keys.h"
 #include "include/debug.h"
 #include "tests/support/captured_log.h"
@@ -189,6 +190,16 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
     EXPECT_NE(std::string::npos, run.out.find("instead of '1'")) << run.out;
     EXPECT_EQ(std::string::npos, run.out.find("CM_APN")) << run.out;
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"config", "check", "-p", "3"}).status);
+}
+
+TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
+    cEmptyHost host;
+    EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
+    host.file("/etc/zoq/wireless/cellmodem_ppp.conf", "");
+    EXPECT_EQ(host.places.at("/etc/zoq/wireless/cellmodem_ppp.conf"), configPlace(host.places, 1));
+    EXPECT_EQ(host.places.at("/etc/vuk/cellular2.conf"), configPlace(host.places, 2));
+    host.file("/etc/vuk/cellular1.conf", "");
+    EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
 }
 
 TEST(EditDistance, CountsSlipsWithoutRegardToCase) {

@@ -2,34 +2,6 @@
 
 #include <gtest/gtest.h>
 
-using std::string_literals::operator""s;
-
-TEST(DisplayText, WhatATerminalWouldActUpon_IsReplaced) {
-    EXPECT_EQ(displayText("T\xc3\xa9l\xc3\xa9"
-                          "com"),
-              "T\xc3\xa9l\xc3\xa9"
-              "com");
-    EXPECT_EQ(displayText("a\x1b[2Jb"), "a?[2Jb");
-    EXPECT_EQ(displayText("a\0b"s), "a?b");
-    EXPECT_EQ(displayText("a\xc2\x9b"
-                          "2Jb"),
-              "a?2Jb");  // C1: one-byte CSI
-    EXPECT_EQ(displayText("a\xe2\x80\xae"
-                          "b"),
-              "a?b");  // right-to-left override
-    EXPECT_EQ(displayText("\xf0\x9f\x93\xb6"), "\xf0\x9f\x93\xb6");
-}
-
-TEST(DisplayText, WhatIsNotUtf8_IsReplacedByteByByte) {
-    EXPECT_EQ(displayText("T\xe9l"), "T?l");
-    EXPECT_EQ(displayText("\xc3"), "?");
-    EXPECT_EQ(displayText("\xc0\xaf"), "??");            // not the shortest form
-    EXPECT_EQ(displayText("\xed\xa0\x80"), "???");       // surrogate
-    EXPECT_EQ(displayText("\xf4\x90\x80\x80"), "????");  // above U+10FFFF
-    EXPECT_EQ(displayText("\xf8\x88\x80\x80\x80"), "?????");
-    EXPECT_EQ(displayText("\xff"), "?");
-}
-
 TEST(WithoutSecrets, QuotedPins_AreMasked) {
     EXPECT_EQ(withoutSecrets("bad password '1234'"), "bad password '****'");
     EXPECT_EQ(withoutSecrets("from '1234' to '12345678', error (16)"),

@@ -25,44 +25,44 @@ void replaceAll(std::string& text, const std::string& from, const std::string& t
 
 }  // namespace
 
-cCliHost::cCliHost() {
+cStatusHost::cStatusHost() {
     writeWithFolders(m_folder / "var/run/poststart", "");
     std::filesystem::create_directories(m_folder / "var/log");
 }
 
-void cCliHost::startDaemon(int slot) {
+void cStatusHost::startDaemon(int slot) {
     const std::string pid = itos(FIRST_PID + slot);
     writeWithFolders(m_folder / ("proc/" + pid + "/cmdline"),
                      std::string("/usr/sbin/cellslotd\0-p\0", 23));
     writeWithFolders(m_folder.path() + pidFilePath(slot), pid);
 }
 
-void cCliHost::endDaemon(int slot) {
+void cStatusHost::endDaemon(int slot) {
     std::filesystem::remove_all(m_folder / ("proc/" + itos(FIRST_PID + slot)));
 }
 
-void cCliHost::configure(int slot, const std::string& text) {
+void cStatusHost::configure(int slot, const std::string& text) {
     writeWithFolders(m_folder / ("etc/vuk/cellular" + itos(slot) + ".conf"), text);
 }
 
-void cCliHost::writeStatus(int slot, const std::string& text) {
+void cStatusHost::writeStatus(int slot, const std::string& text) {
     writeWithFolders(m_folder / ("var/log/wireless.cardstats." + itos(slot)), text);
 }
 
-void cCliHost::addSlot(int slot, const std::string& recording) {
+void cStatusHost::addSlot(int slot, const std::string& recording) {
     startDaemon(slot);
     configure(slot, "CM_ENABLE_INTERFACE=yes\n");
     writeStatus(slot, recordedStatus(recording, slot));
     writeWithFolders(m_folder / ("dev/ttyCELL" + itos(slot)), "");
 }
 
-sSlotReport cCliHost::report(int slot, long long ageS) const {
+sSlotReport cStatusHost::report(int slot, long long ageS) const {
     sSlotReport report = reportSlot(places(), slot, {RECORDED_S + ageS, LONG_UP_S});
     report.addresses = {"10.64.1.8", "2001:db8::8"};
     return report;
 }
 
-sRun cCliHost::run(const std::vector<std::string>& arguments) const {
+sStatusRun cStatusHost::run(const std::vector<std::string>& arguments) const {
     std::vector<const char*> words = {"cellslot"};
     for (const std::string& argument : arguments)
         words.push_back(argument.c_str());

@@ -13,15 +13,15 @@
 constexpr time_t RECORDED_S = 1795246938;
 constexpr unsigned LONG_UP_S = 100000;
 
-struct sRun {
+struct sStatusRun {
     eExitStatus status;
     std::string out;
     std::string err;
 };
 
-class cCliHost {
+class cStatusHost {
   public:
-    cCliHost();
+    cStatusHost();
 
     sPlaces places() const { return {m_folder.path()}; }
     std::string operator/(const std::string& path) const { return m_folder / path; }
@@ -36,7 +36,7 @@ class cCliHost {
 
     // Some seconds after the recordings were made. No interface of this machine is looked at.
     sSlotReport report(int slot, long long ageS = 1) const;
-    sRun run(const std::vector<std::string>& arguments) const;
+    sStatusRun run(const std::vector<std::string>& arguments) const;
 
   private:
     cTempFolder m_folder;

@@ -17,7 +17,8 @@ const std::vector<std::vector<const char*>> COMMANDS = {
     {"pin", "enable"}, {"pin", "disable"},
     {"pin", "puk"},    {"reload"},
     {"config"},        {"config", "check"},
-    {"doctor"},
+    {"doctor"},        {"status"},
+    {"watch"},
 };
 
 std::string title(const std::vector<const char*>& command) {

@@ -28,7 +28,7 @@ class SlotReport : public testing::Test {
         return diagnosis.problems.empty() ? "" : diagnosis.problems.front().id;
     }
 
-    cCliHost host;
+    cStatusHost host;
 };
 
 struct sSwitchCase {
@@ -68,7 +68,7 @@ TEST_F(SlotReport, Slot1WithTheOldFileOnly_ReadsThat) {
     std::filesystem::create_directories(host / "etc/zoq/wireless");
     writeFile(host / "etc/zoq/wireless/cellmodem_ppp.conf", "CM_ENABLE_INTERFACE=yes\n");
     EXPECT_EQ(data().why, "CM_ENABLE_INTERFACE=yes in /etc/zoq/wireless/cellmodem_ppp.conf");
-    EXPECT_EQ(configPathOfSlot(host.places(), 2), "/etc/vuk/cellular2.conf");
+    EXPECT_EQ(host.report(2).data.configPath, "/etc/vuk/cellular2.conf");
 }
 
 TEST_F(SlotReport, OverrideFiles_FirstOneCounts) {
@@ -117,14 +117,14 @@ TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
 }
 
 TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
-    std::filesystem::remove(statusPath(host.places(), 1));
+    std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     EXPECT_EQ(state(), eSlotState::STARTING);
     host.endDaemon(1);
     EXPECT_EQ(state(), eSlotState::NO_DAEMON);
 }
 
 TEST_F(SlotReport, ModemSwitchedOff_SaysWhatBringsItBack) {
-    std::filesystem::remove(statusPath(host.places(), 1));
+    std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     host.endDaemon(1);
     touch("tmp/force_cell_tempoff.1");
     const sProblem problem = diagnose(host.report(1)).problems.front();
@@ -166,7 +166,7 @@ TEST_F(SlotReport, SilentModemWithPort_IsNotCalledMissing) {
 }
 
 TEST(FindSlots, FileDaemonOrConfiguration_MakeASlot) {
-    cCliHost host;
+    cStatusHost host;
     EXPECT_EQ(findSlots(host.places()), std::vector<int>{});
     host.writeStatus(2, "");
     EXPECT_EQ(findSlots(host.places()), std::vector<int>{2});

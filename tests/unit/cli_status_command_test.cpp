@@ -33,7 +33,7 @@ class StatusCommand : public testing::Test {
     // Nothing on standard output, one line on the other, and a status.
     void expectFailure(const std::vector<std::string>& arguments, eExitStatus status,
                        const std::string& text) {
-        const sRun run = host.run(arguments);
+        const sStatusRun run = host.run(arguments);
         EXPECT_EQ(run.status, status) << run.err;
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(countLines(run.err), 1u) << run.err;
@@ -41,17 +41,17 @@ class StatusCommand : public testing::Test {
         EXPECT_NE(run.err.find(text), std::string::npos) << run.err;
     }
 
-    cCliHost host;
+    cStatusHost host;
 };
 
 }  // namespace
 
 TEST_F(StatusCommand, GoodSlot_IsToldWithStatus0) {
-    const sRun one = host.run({"status", "-p", "1"});
+    const sStatusRun one = host.run({"status", "-p", "1"});
     EXPECT_EQ(one.status, eExitStatus::OK);
     EXPECT_EQ(one.out.rfind("Slot 1  CONNECTED", 0), 0u) << one.out;
     EXPECT_EQ(one.err, "");
-    const sRun all = host.run({"status"});
+    const sStatusRun all = host.run({"status"});
     EXPECT_EQ(all.status, eExitStatus::OK);
     EXPECT_NE(all.out.find("\n1     CONNECTED"), std::string::npos) << all.out;
 }
@@ -63,7 +63,7 @@ TEST_F(StatusCommand, UnknownSlot_IsAUsageError) {
 }
 
 TEST(StatusCommandAlone, NothingOnThisHost_SaysWhatToStart) {
-    const sRun run = cCliHost().run({"status"});
+    const sStatusRun run = cStatusHost().run({"status"});
     EXPECT_EQ(run.status, eExitStatus::NO_DAEMON);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err,
@@ -96,12 +96,12 @@ TEST_F(StatusCommand, FileWithoutRights_SaysAskAsRoot) {
 TEST_F(StatusCommand, OldDataOrDeadDaemon_AreToldAndShowInTheStatus) {
     host.writeStatus(
         1, withValue(recordedStatus("healthy"), "STATS_LAST_UPDATE_E", ltos(time(nullptr) - 1000)));
-    const sRun stale = host.run({"status", "-p", "1"});
+    const sStatusRun stale = host.run({"status", "-p", "1"});
     EXPECT_EQ(stale.status, eExitStatus::STALE);
     EXPECT_EQ(stale.out.rfind("Slot 1  NO NEWS", 0), 0u) << stale.out;
     host.writeStatus(1, freshStatus("healthy"));
     host.endDaemon(1);
-    const sRun dead = host.run({"status", "-p", "1"});
+    const sStatusRun dead = host.run({"status", "-p", "1"});
     EXPECT_EQ(dead.status, eExitStatus::NO_DAEMON);
     EXPECT_EQ(dead.out.rfind("Slot 1  NO DAEMON", 0), 0u) << dead.out;
 }
@@ -109,14 +109,14 @@ TEST_F(StatusCommand, OldDataOrDeadDaemon_AreToldAndShowInTheStatus) {
 TEST_F(StatusCommand, OneBadSlotOfTwo_DoesNotHideTheOther) {
     host.addSlot(2, "healthy");
     host.writeStatus(2, "");
-    const sRun run = host.run({"status"});
+    const sStatusRun run = host.run({"status"});
     EXPECT_EQ(run.status, eExitStatus::STALE);
     EXPECT_NE(run.out.find("\n1     CONNECTED"), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("cardstats.2 is empty."), std::string::npos) << run.out;
 }
 
 TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
-    const sRun run = host.run({"status", "-p", "1", "--json"});
+    const sStatusRun run = host.run({"status", "-p", "1", "--json"});
     EXPECT_EQ(run.status, eExitStatus::OK);
     const json slot = json::parse(run.out)["slots"][0];
     EXPECT_EQ(slot["slot"], 1);
@@ -138,7 +138,7 @@ TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
 
 TEST_F(StatusCommand, JsonOfABrokenFile_SaysWhatIsWrong) {
     host.writeStatus(1, "");
-    const sRun run = host.run({"status", "-p", "1", "--json"});
+    const sStatusRun run = host.run({"status", "-p", "1", "--json"});
     EXPECT_EQ(run.status, eExitStatus::STALE);
     const json slot = json::parse(run.out)["slots"][0];
     EXPECT_EQ(slot["state"], "no_data");
@@ -149,7 +149,7 @@ TEST_F(StatusCommand, JsonOfABrokenFile_SaysWhatIsWrong) {
 TEST_F(StatusCommand, JsonWithStrangeBytes_IsStillJsonAndHidesThePin) {
     std::string status = withValue(freshStatus("pin_locked"), "CARRIER", "T\xe9l\"\\\xff");
     host.writeStatus(1, status);
-    const sRun run = host.run({"status", "--json"});
+    const sStatusRun run = host.run({"status", "--json"});
     const json slot = json::parse(run.out)["slots"][0];
     EXPECT_EQ(slot["network"]["operator"], "T\xef\xbf\xbdl\"\\\xef\xbf\xbd");
     EXPECT_EQ(slot["sim"]["pin_report"], "Error: Unable to unlock SIM PIN, bad password '****'");
@@ -187,5 +187,11 @@ TEST_F(StatusCommand, MetricsOfABrokenFile_TellOnlyThatItIsBroken) {
 TEST_F(StatusCommand, MetricsWithStrangeBytes_AreEscaped) {
     host.writeStatus(1, withValue(recordedStatus("healthy"), "CARRIER", "a\"b\\c\xe9"));
     const std::string text = statusMetrics({host.report(1)});
-    EXPECT_NE(text.find("operator=\"a\\\"b\\\\c?\","), std::string::npos) << text;
+    EXPECT_NE(text.find("operator=\"a\\\"b\\\\c\xc3\xa9\","), std::string::npos) << text;
+}
+
+TEST_F(StatusCommand, MetricsWithHugeNumbers_KeepTheirFormat) {
+    host.writeStatus(1, withValue(recordedStatus("healthy"), "SMS_SENT", "9223372036854775807"));
+    const std::string text = statusMetrics({host.report(1)});
+    EXPECT_NE(text.find("sent_total{slot=\"1\"} 9223372036854775808\n"), std::string::npos) << text;
 }

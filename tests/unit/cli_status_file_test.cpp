@@ -118,8 +118,8 @@ TEST(StatusRecord, TextThatIsNoNumber_ReadsAsNone) {
 }
 
 TEST(ReadStatusFile, MissingLinkFifoFolder_AreToldApartWithoutBlocking) {
-    const cCliHost host;
-    const std::string path = statusPath(host.places(), 1);
+    const cStatusHost host;
+    const std::string path = (host / "var/log/wireless.cardstats.1");
     EXPECT_EQ(readStatusFile(host.places(), 1).state, eStatusFile::MISSING);
 
     writeFile(host / "elsewhere", recordedStatus("healthy"));
@@ -138,10 +138,10 @@ TEST(ReadStatusFile, MissingLinkFifoFolder_AreToldApartWithoutBlocking) {
 }
 
 TEST(ReadStatusFile, WithoutRights_SaysSo) {
-    cCliHost host;
+    cStatusHost host;
     host.writeStatus(1, recordedStatus("healthy"));
     ASSERT_EQ(chmod(host.places().root.c_str(), 0755), 0);
-    ASSERT_EQ(chmod(statusPath(host.places(), 1).c_str(), 0), 0);
+    ASSERT_EQ(chmod((host / "var/log/wireless.cardstats.1").c_str(), 0), 0);
     asNobody(
         [&] { EXPECT_EQ(readStatusFile(host.places(), 1).state, eStatusFile::NOT_PERMITTED); });
 }

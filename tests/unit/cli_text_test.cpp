@@ -52,6 +52,15 @@ TEST(DaemonLog, RotatedMeanwhile_IsReadFromItsBeginning) {
     EXPECT_TRUE(log.has("new"));
 }
 
+TEST(DaemonLog, InAFileOfTheDaemonsOwn_IsFoundThereToo) {
+    cEmptyHost host;
+    host.file("/var/log/messages", "");
+    host.file("/var/log/cellslotd.log", "");
+    const cDaemonLog log(host.places, 42);
+    host.file("/var/log/cellslotd.log", "cellslotd[42]: here\n");
+    EXPECT_TRUE(log.has("here"));
+}
+
 TEST(DaemonLog, None_IsNotReadable) {
     const cEmptyHost host;
     EXPECT_FALSE(cDaemonLog(host.places, 42).isReadable());

@@ -27,7 +27,7 @@ class WatchScreen : public testing::Test {
         return lines;
     }
 
-    cCliHost host;
+    cStatusHost host;
     tHistories histories;
 };
 
