@@ -8,9 +8,8 @@
 #include <map>
 #include <numeric>
 
+#include "cli/silent_reader.h"
 #include "config/config_keys.h"
-#include "config/config_reader.h"
-#include "include/debug.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 
@@ -24,7 +23,7 @@ constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 // ---- the reader, listened to
 
-class cListeningReader : public cConfigReader {
+class cListeningReader : public cSilentReader {
   public:
     std::map<std::string, std::vector<std::string>> lines;  // by key
     std::map<std::string, std::string> entries;
@@ -32,8 +31,7 @@ class cListeningReader : public cConfigReader {
 
   protected:
     void startKey(const sConfigKey& key) override {
-        // The file's own debug mode would make this program log, too.
-        g_i_debugMode = 0;
+        cSilentReader::startKey(key);
         keysRead.emplace_back(key.name);
     }
 
@@ -310,7 +308,6 @@ sConfigReport checkConfig(const std::string& path) {
     sConfigReport report;
     reader.init(path, 0);
     report.readable = reader.readConfig(options) == eCONFIG_APPLIED;
-    g_i_debugMode = 0;
     if (!report.readable) return report;
     for (const sConfigKey& key : configKeys())
         report.keys.push_back(reportKey(key, reader, options));

@@ -11,8 +11,9 @@
 
 namespace {
 
-// Where syslog daemons write: busybox and rsyslog of other systems, rsyslog of Debian.
-const char* const LOG_FILES[] = {"/var/log/messages", "/var/log/syslog"};
+// Where syslog daemons write: with the rule for the daemon's own file, busybox and rsyslog of other
+// systems, rsyslog of Debian. A line may be in several.
+const char* const LOG_FILES[] = {"/var/log/cellslotd.log", "/var/log/messages", "/var/log/syslog"};
 
 constexpr const char* JOURNAL = "/run/systemd/journal/socket";
 
@@ -33,21 +34,20 @@ cDaemonLog::cDaemonLog(const sPlaces& places, int pid)
     : m_journal(places.root.empty()), m_since(time(nullptr)), m_pid(pid) {
     for (const char* file : LOG_FILES) {
         const std::string path = places.at(file);
-        if (access(path.c_str(), R_OK) != 0) continue;
-        m_path = path;
-        m_start = sizeOf(path);
-        return;
+        if (access(path.c_str(), R_OK) == 0) m_files.push_back({path, sizeOf(path)});
     }
 }
 
 // Users who may not read the journal are shown an empty one.
 bool cDaemonLog::isReadable() const {
-    return !m_path.empty() || (m_journal && geteuid() == 0 && access(JOURNAL, F_OK) == 0);
+    return !m_files.empty() || (m_journal && geteuid() == 0 && access(JOURNAL, F_OK) == 0);
 }
 
 std::vector<std::string> cDaemonLog::messages() const {
-    if (!m_path.empty()) return fromFile();
-    return isReadable() ? fromJournal() : std::vector<std::string>();
+    std::vector<std::string> found;
+    for (const sLogFile& file : m_files)
+        readFile(file, found);
+    return m_files.empty() && isReadable() ? fromJournal() : found;
 }
 
 bool cDaemonLog::has(const std::string& text) const {
@@ -64,18 +64,15 @@ std::string cDaemonLog::last(const std::vector<std::string>& texts) const {
     return found == all.rend() ? "" : *found;
 }
 
-std::vector<std::string> cDaemonLog::fromFile() const {
+void cDaemonLog::readFile(const sLogFile& logFile, std::vector<std::string>& found) const {
+    std::ifstream file(logFile.path);
     // A smaller file is another one: the log was rotated.
-    const long long start = sizeOf(m_path) < m_start ? 0 : m_start;
-    std::ifstream file(m_path);
-    file.seekg(start);
+    file.seekg(sizeOf(logFile.path) < logFile.start ? 0 : logFile.start);
     const std::string tag = "[" + std::to_string(m_pid) + "]: ";
-    std::vector<std::string> found;
     for (std::string line; std::getline(file, line);) {
         const size_t at = line.find(tag);
         if (at != std::string::npos) found.push_back(trimmedLineEnd(line.substr(at + tag.size())));
     }
-    return found;
 }
 
 // Two numbers are all that goes into the command.

@@ -8,7 +8,7 @@
 #include "cli/places.h"
 
 // What a daemon says in the system log from now on. The daemon answers some requests there only.
-// Read from the log file that the host's syslog daemon writes, else from the journal.
+// Read from the log files that the host's syslog daemon writes, else from the journal.
 class cDaemonLog {
   public:
     cDaemonLog(const sPlaces& places, int pid);
@@ -26,11 +26,15 @@ class cDaemonLog {
     std::string last(const std::vector<std::string>& texts) const;
 
   private:
-    std::vector<std::string> fromFile() const;
+    struct sLogFile {
+        std::string path;
+        long long start;  // its size when this object was made
+    };
+
+    void readFile(const sLogFile& file, std::vector<std::string>& found) const;
     std::vector<std::string> fromJournal() const;
 
-    std::string m_path;  // "" when no log file can be read
-    long long m_start = 0;
+    std::vector<sLogFile> m_files;  // those that can be read
     bool m_journal;
     time_t m_since;
     int m_pid;

@@ -44,7 +44,7 @@ const sWord& meant(const std::string& word) {
 // Whether the daemon has done what it was told; with AUTO nothing definite is expected.
 bool isDone(const sPlaces& places, int slot, eDataOverride value) {
     const bool runs = runningDaemon(places, slot) != 0;
-    const bool connected = statusValue(places, slot, "_QMI_STATE") == CONNECTED;
+    const bool connected = statusValue(places, slot, "QMI_STATE") == CONNECTED;
     switch (value) {
         case eDataOverride::AUTO:
             return true;
@@ -60,9 +60,9 @@ bool isDone(const sPlaces& places, int slot, eDataOverride value) {
 
 std::string state(const sPlaces& places, int slot) {
     if (runningDaemon(places, slot) == 0) return "the daemon has ended";
-    const std::string connection = statusValue(places, slot, "_QMI_STATE");
+    const std::string connection = statusValue(places, slot, "QMI_STATE");
     const std::string shown = connection.empty() ? "not known yet" : printableLine(connection);
-    const std::string error = statusValue(places, slot, "_LAST_CONNECT_ERROR_E");
+    const std::string error = statusValue(places, slot, "LAST_CONNECT_ERROR_E");
     if (connection == CONNECTED || error.empty() || error == "0") return "connection " + shown;
     return "connection " + shown + ", last error " + error;
 }

@@ -5,7 +5,7 @@
 #include "cli/display_text.h"
 #include "cli/plain_words.h"
 #include "cli/printable_text.h"
-#include "cli/status_value.h"
+#include "cli/status_file.h"
 #include "include/device_records.h"
 #include "include/modem_types.h"
 #include "platform/include/text_helpers.h"

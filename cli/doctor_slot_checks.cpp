@@ -16,7 +16,7 @@
 #include "cli/doctor_checks.h"
 #include "cli/quiet_run.h"
 #include "cli/sim_files.h"
-#include "cli/status_value.h"
+#include "cli/status_file.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 

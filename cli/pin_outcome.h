@@ -19,9 +19,6 @@ struct sSimView {
 
 sSimView simView(const sPlaces& places, int slot);
 
-// Digits that could be a PIN or a PUK become asterisks.
-std::string withoutPins(const std::string& text);
-
 // Whether the outcome of an operation tells success, or that there was nothing to do.
 bool isSuccess(const std::string& outcome);
 

@@ -9,8 +9,8 @@
 
 #include "cli/config_place.h"
 #include "cli/daemon_process.h"
+#include "cli/silent_reader.h"
 #include "config/config_file.h"
-#include "config/config_reader.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
@@ -22,12 +22,6 @@ bool exists(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0;
 }
-
-// The daemon's own reader, without its log.
-class cQuietReader : public cConfigReader {
-  protected:
-    void writeLine(uint64_t, const std::string&) override {}
-};
 
 struct sOverrideRow {
     const char* file;
@@ -61,7 +55,7 @@ void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
         return;
     }
     sConfigFileOpts config;
-    cQuietReader reader;
+    cSilentReader reader;
     reader.init(path, 0);
     if (access(path.c_str(), R_OK) != 0 || reader.readConfig(config) != eCONFIG_APPLIED) {
         data.why = "cannot read " + data.configPath;

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "cli/config_place.h"
 #include "cli/daemon_process.h"
+#include "cli/slot_report.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
@@ -84,9 +84,12 @@ bool exists(const std::string& path) {
     return access(path.c_str(), F_OK) == 0;
 }
 
-bool isKnown(const sPlaces& places, int slot) {
-    return exists(places.at(pidFilePath(slot))) || exists(configPlace(places, slot)) ||
-           exists(places.at(serviceSettingsPath(slot)));
+// The installed service has the host tools in a folder of their own, before all others.
+std::string servicePath(const sPlaces& places) {
+    constexpr const char* TOOLS = "/usr/lib/cellslot";
+    const char* ownPath = getenv("PATH");
+    const std::string path = ownPath == nullptr ? "" : ownPath;
+    return exists(places.at(TOOLS)) ? std::string(TOOLS) + ":" + path : path;
 }
 
 }  // namespace
@@ -103,15 +106,17 @@ sSlotSetup findSlotSetup(const sPlaces& places, int slot) {
         fromProcess(places, setup);
     else
         fromSettings(places, setup);
-    const char* ownPath = getenv("PATH");
-    if (setup.path.empty() && ownPath != nullptr) setup.path = ownPath;
+    if (setup.path.empty()) setup.path = servicePath(places);
     return setup;
 }
 
 std::vector<int> knownSlots(const sPlaces& places) {
-    std::vector<int> slots;
-    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
-        if (isKnown(places, slot)) slots.push_back(slot);
+    std::vector<int> slots = findSlots(places);
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
+        const bool isFound = std::find(slots.begin(), slots.end(), slot) != slots.end();
+        if (!isFound && exists(places.at(serviceSettingsPath(slot)))) slots.push_back(slot);
+    }
+    std::sort(slots.begin(), slots.end());
     return slots.empty() ? std::vector<int>{FIRST_SLOT} : slots;
 }
 

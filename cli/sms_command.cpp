@@ -9,6 +9,7 @@
 
 #include "cli/daemon_log.h"
 #include "cli/daemon_process.h"
+#include "cli/display_text.h"
 #include "cli/failure.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
@@ -52,7 +53,7 @@ std::vector<int> requireAnyDaemon(const sPlaces& places) {
 }
 
 bool isRegistered(const sPlaces& places, int slot) {
-    return statusValue(places, slot, "_CREG_REGISTERED") == "1";
+    return statusValue(places, slot, "CREG_REGISTERED") == "1";
 }
 
 std::string whyStillWaiting(const sPlaces& places) {
@@ -127,18 +128,6 @@ void printMessage(std::ostream& out, const sReceivedMessage& message) {
         << printableText(message.text) << "\n";
 }
 
-// At most so many characters, not bytes, of UTF-8; filled up with blanks.
-std::string fitted(const std::string& utf8, size_t width) {
-    std::string text;
-    size_t count = 0;
-    for (const char c : utf8) {
-        const bool begins = (static_cast<unsigned char>(c) & 0xC0) != 0x80;
-        if (begins && ++count > width) return text;
-        text += c;
-    }
-    return text + std::string(width - count, ' ');
-}
-
 void list(sCliContext& context) {
     const std::vector<sReceivedMessage> messages = receivedMessages(context.places);
     if (messages.empty()) {
@@ -148,8 +137,8 @@ void list(sCliContext& context) {
     size_t number = 0;
     for (const sReceivedMessage& message : messages) {
         context.out << std::to_string(++number) << "  " << printableLine(message.time) << "  "
-                    << fitted(printableLine(message.from), SENDER_WIDTH) << " "
-                    << fitted(printableLine(message.text), TEXT_WIDTH) << "\n";
+                    << fitTo(printableLine(message.from), SENDER_WIDTH) << " "
+                    << fitTo(printableLine(message.text), TEXT_WIDTH) << "\n";
     }
 }
 

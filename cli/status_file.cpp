@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "cli/status_value.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
@@ -106,6 +105,10 @@ sStatusFile parseStatus(const std::string& text, int slot) {
     if (written < 0 || written > TIME_MAX)
         return failed(eStatusFile::DAMAGED, "is damaged: it does not say when it was written");
     return file;
+}
+
+std::string statusFilePath(int slot) {
+    return "/var/log/wireless.cardstats." + itos(slot);
 }
 
 sStatusFile readStatusFile(const sPlaces& places, int slot) {

@@ -37,6 +37,8 @@ struct sStatusFile {
 // the last key is the last. Bytes above 127 are left as they are.
 sStatusFile parseStatus(const std::string& text, int slot);
 
+// The status file of a slot, without the root of places.
+std::string statusFilePath(int slot);
 // Never follows a link and never blocks.
 sStatusFile readStatusFile(const sPlaces& places, int slot);
 

@@ -3,15 +3,11 @@
 
 #include <string>
 
-#include "cli/places.h"
+#include "cli/status_file.h"
 
-// The status file of a slot, without the root of places.
-std::string statusFilePath(int slot);
-
-// One value that the slot's daemon published, the key as "_QMI_STATE". Empty when there is none.
-std::string statusValue(const sPlaces& places, int slot, const std::string& key);
-
-// When the daemon wrote its status last, seconds since the epoch; 0 when it has not.
-long long statusTime(const sPlaces& places, int slot);
+// One value that the slot's daemon published, the key as "QMI_STATE". Empty when there is none.
+inline std::string statusValue(const sPlaces& places, int slot, const std::string& key) {
+    return readStatusFile(places, slot).record.text(key);
+}
 
 #endif

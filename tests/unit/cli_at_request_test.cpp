@@ -5,7 +5,7 @@
 #include <unistd.h>
 
 #include "cli/failure.h"
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ eExitStatus statusOf(tCall call) {
 
 class AtRequest : public testing::Test {
   protected:
-    cCliHost host;
+    cEmptyHost host;
     const std::string requestPath = host.places.at("/tmp/at_cmd_in");
     const std::string answerPath = host.places.at("/tmp/at_cmd_out_raw");
 
@@ -137,7 +137,7 @@ TEST(AtAnswer, ResultByItsFinalLine) {
 }
 
 TEST_F(AtRequest, CommandWithoutDaemon_WritesNothing) {
-    const sCliRun run = runOn(host, {"at", "AT"});
+    const sCommandRun run = runOn(host, {"at", "AT"});
     EXPECT_EQ(eExitStatus::NO_DAEMON, run.status);
     EXPECT_FALSE(fileExists(requestPath));
 }
@@ -145,7 +145,7 @@ TEST_F(AtRequest, CommandWithoutDaemon_WritesNothing) {
 TEST_F(AtRequest, CommandWithDaemonsOfTwoSlots_IsRefused) {
     host.daemon(1, 101);
     host.daemon(2, 102);
-    const sCliRun run = runOn(host, {"at", "AT", "-p", "2"});
+    const sCommandRun run = runOn(host, {"at", "AT", "-p", "2"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos, run.err.find("slots 1, 2")) << run.err;
     EXPECT_FALSE(fileExists(requestPath));

@@ -6,7 +6,7 @@
 #include "config/config_keys.h"
 #include "include/debug.h"
 #include "tests/support/captured_log.h"
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ class ConfigCheck : public testing::Test {
         return {};
     }
 
-    cCliHost host;
+    cEmptyHost host;
 };
 
 struct sTakenCase {
@@ -185,7 +185,7 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
     host.file("/etc/vuk/cellular2.conf", "CM_APN=internet\n");
     EXPECT_EQ(eExitStatus::OK, runOn(host, {"config", "check", "-p", "2"}).status);
     host.file("/etc/vuk/cellular2.conf", "CM_MTU=1\n");
-    const sCliRun run = runOn(host, {"config", "check", "-q", "-p", "2"});
+    const sCommandRun run = runOn(host, {"config", "check", "-q", "-p", "2"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos, run.out.find("instead of '1'")) << run.out;
     EXPECT_EQ(std::string::npos, run.out.find("CM_APN")) << run.out;
@@ -193,7 +193,7 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
 }
 
 TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
-    cCliHost host;
+    cEmptyHost host;
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
     host.file("/etc/zoq/wireless/cellmodem_ppp.conf", "");
     EXPECT_EQ(host.places.at("/etc/zoq/wireless/cellmodem_ppp.conf"), configPlace(host.places, 1));
@@ -207,4 +207,14 @@ TEST(EditDistance, CountsSlipsWithoutRegardToCase) {
     EXPECT_EQ(1u, editDistance("CM_APPN", "CM_APN"));
     EXPECT_EQ(2u, editDistance("CM_PASSWROD", "CM_PASSWORD"));
     EXPECT_EQ(6u, editDistance("", "CM_APN"));
+}
+
+TEST(SilentReader, DebugModeOfTheFile_MakesTheStatusCommandLogNothing) {
+    cEmptyHost host;
+    host.file("/etc/vuk/cellular1.conf", "DEBUG_MODE=fffffffffffffff\nCM_ENABLE_INTERFACE=yes\n");
+    clearCapturedLog();
+    testing::internal::CaptureStdout();
+    runOn(host, {"status"});
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+    EXPECT_EQ(0u, capturedLog().size());
 }

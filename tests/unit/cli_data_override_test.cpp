@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ class DataOverride : public testing::Test {
         return host.places.at(overrideFilePath(value, slot));
     }
 
-    cCliHost host;
+    cEmptyHost host;
 };
 
 }  // namespace
@@ -50,7 +50,7 @@ TEST_F(DataOverride, LinkInItsPlace_IsReplacedAndNotFollowed) {
 
 TEST_F(DataOverride, FolderThatWouldWin_IsAFailure) {
     host.folderAt("/tmp/force_cell_con.1");
-    const sCliRun run = runOn(host, {"data", "off", "-p", "1"});
+    const sCommandRun run = runOn(host, {"data", "off", "-p", "1"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos, run.err.find("rmdir")) << run.err;
 }
@@ -68,8 +68,8 @@ TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
 
 TEST_F(DataOverride, CommandThatIsNotFollowedInTime_ShowsHowFarItIs) {
     host.daemon(1, 42);
-    host.status(1, "CELLMODEM1_QMI_STATE=DISCONNECTED\nCELLMODEM1_LAST_CONNECT_ERROR_E=207\n");
-    const sCliRun run = runOn(host, {"data", "on", "-t", "1"});
+    host.status(1, {{"QMI_STATE", "DISCONNECTED"}, {"LAST_CONNECT_ERROR_E", "207"}});
+    const sCommandRun run = runOn(host, {"data", "on", "-t", "1"});
     EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
     EXPECT_NE(std::string::npos, run.out.find("connection DISCONNECTED, last error 207"))
         << run.out;

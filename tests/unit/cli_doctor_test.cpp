@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "cli/doctor_checks.h"
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 namespace {
 
@@ -51,7 +51,7 @@ class Doctor : public testing::Test {
         host.file("/bin/sh", "#!/bin/bash\nexit " + answer + "\n", 0755);
     }
 
-    cCliHost host;
+    cEmptyHost host;
     sSlotSetup setup;
 };
 
@@ -161,13 +161,13 @@ TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
     EXPECT_EQ("/dev/b", setup.gpsDevice);
     EXPECT_EQ("wwan1", setup.interface);
     EXPECT_EQ(std::vector<int>{2}, knownSlots(host.places));
-    EXPECT_EQ(std::vector<int>{1}, knownSlots(cCliHost().places));
+    EXPECT_EQ(std::vector<int>{1}, knownSlots(cEmptyHost().places));
 }
 
 TEST_F(Doctor, Status_NotWrittenForLong) {
     setup.pid = 42;
-    expect(eHealth::NOTE, checkStatusFile, "no /var/log");
-    host.status(1, "");
+    expect(eHealth::NOTE, checkStatusFile, "cardstats.1 yet");
+    host.status(1, {});
     expect(eHealth::FINE, checkStatusFile);
     const timespec old[2] = {{1000, 0}, {1000, 0}};
     utimensat(AT_FDCWD, host.places.at("/var/log/wireless.cardstats.1").c_str(), old, 0);
@@ -272,7 +272,7 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
 }
 
 TEST_F(Doctor, Command_StatusTellsWhetherSomethingIsBroken) {
-    const sCliRun run = runOn(host, {"doctor", "-p", "2", "-q"});
+    const sCommandRun run = runOn(host, {"doctor", "-p", "2", "-q"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos, run.out.find("slot 2\n  BROKEN  daemon     no daemon runs\n"))
         << run.out;

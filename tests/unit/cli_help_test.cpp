@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 namespace {
 
@@ -31,10 +31,10 @@ std::string title(const std::vector<const char*>& command) {
 }  // namespace
 
 TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
-    const cCliHost host;
+    const cEmptyHost host;
     for (std::vector<const char*> command : COMMANDS) {
         command.push_back("--help");
-        const sCliRun run = runOn(host, command);
+        const sCommandRun run = runOn(host, command);
         EXPECT_EQ(eExitStatus::OK, run.status) << title(command);
         EXPECT_EQ("", run.err) << title(command);
         size_t lines = 0;
@@ -47,7 +47,7 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
 }
 
 TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
-    const cCliHost host;
+    const cEmptyHost host;
     const std::vector<std::vector<const char*>> wrong = {{},
                                                          {"nonsense"},
                                                          {"sms"},
@@ -60,7 +60,7 @@ TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
                                                          {"config"},
                                                          {"doctor", "-p", "0"}};
     for (const std::vector<const char*>& command : wrong) {
-        const sCliRun run = runOn(host, command);
+        const sCommandRun run = runOn(host, command);
         EXPECT_EQ(eExitStatus::USAGE, run.status) << title(command);
         EXPECT_EQ("", run.out) << title(command);
         EXPECT_EQ(0u, run.err.rfind("cellslot: ", 0)) << run.err;
@@ -69,17 +69,17 @@ TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
 }
 
 TEST(CliSlot, SeveralDaemonsAndNoneNamed_IsAskedFor) {
-    cCliHost host;
+    cEmptyHost host;
     host.daemon(1, 101);
     host.daemon(3, 103);
-    const sCliRun run = runOn(host, {"data", "off"});
+    const sCommandRun run = runOn(host, {"data", "off"});
     EXPECT_EQ(eExitStatus::USAGE, run.status);
     EXPECT_NE(std::string::npos, run.err.find("slots 1, 3")) << run.err;
     EXPECT_FALSE(fileExists(host.places.at("/tmp/force_cell_nocon.1")));
 }
 
 TEST(CliSlot, OneDaemonAndNoneNamed_IsMeant) {
-    cCliHost host;
+    cEmptyHost host;
     host.daemon(2, 102);
     EXPECT_EQ(eExitStatus::OK, runOn(host, {"data", "off", "-t", "0"}).status);
     EXPECT_TRUE(fileExists(host.places.at("/tmp/force_cell_nocon.2")));

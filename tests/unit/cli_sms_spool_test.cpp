@@ -7,7 +7,7 @@
 
 #include "cli/failure.h"
 #include "include/utilities.h"
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ class SmsSpool : public testing::Test {
         return names;
     }
 
-    cCliHost host;
+    cEmptyHost host;
 };
 
 template <class tCall>
@@ -90,7 +90,7 @@ TEST_F(SmsSpool, LinkInThePlaceOfAFolder_IsNotFollowed) {
 }
 
 TEST_F(SmsSpool, NoSpool_TheDaemonIsMissing) {
-    const cCliHost empty;
+    const cEmptyHost empty;
     EXPECT_EQ(eExitStatus::NO_DAEMON, statusOf([&] { putMessage(empty.places, "12345", "x"); }));
 }
 
@@ -127,7 +127,7 @@ TEST_F(SmsSpool, ReceivedMessages_OldestFirstWithWhatIsNoMessagePassedOver) {
 
 TEST_F(SmsSpool, ReadCommand_ShowsByNumberAndKeepsTheTerminalSafe) {
     host.file("/tmp/sms/recv/m1", "FROM=Evil\x1b[2J\nTIME=t\nMSG=a\x1b]0;x\x07 \xE2\x82\xAC");
-    const sCliRun run = runOn(host, {"sms", "read", "1"});
+    const sCommandRun run = runOn(host, {"sms", "read", "1"});
     EXPECT_EQ(eExitStatus::OK, run.status) << run.err;
     EXPECT_EQ("File: m1\nFrom: Evil?[2J\nTime: t\n\na?]0;x? \xE2\x82\xAC\n", run.out);
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"sms", "read", "2"}).status);
@@ -135,14 +135,14 @@ TEST_F(SmsSpool, ReadCommand_ShowsByNumberAndKeepsTheTerminalSafe) {
 }
 
 TEST_F(SmsSpool, SendCommand_WithoutDaemon_WritesNothing) {
-    const sCliRun run = runOn(host, {"sms", "send", "12345", "x"});
+    const sCommandRun run = runOn(host, {"sms", "send", "12345", "x"});
     EXPECT_EQ(eExitStatus::NO_DAEMON, run.status);
     EXPECT_EQ(std::vector<std::string>{}, namesIn("/tmp/sms/send"));
 }
 
 TEST_F(SmsSpool, SendCommand_TextFromStandardInput) {
     host.daemon(1, 42);
-    const sCliRun run = runOn(host, {"sms", "send", "12345", "-"}, "two\nlines\n");
+    const sCommandRun run = runOn(host, {"sms", "send", "12345", "-"}, "two\nlines\n");
     EXPECT_EQ(eExitStatus::OK, run.status) << run.err;
     const std::vector<std::string> names = namesIn("/tmp/sms/send");
     ASSERT_EQ(1u, names.size());
@@ -152,8 +152,8 @@ TEST_F(SmsSpool, SendCommand_TextFromStandardInput) {
 
 TEST_F(SmsSpool, SendCommand_StillWaiting_TellsWhyFromTheStatus) {
     host.daemon(1, 42);
-    host.status(1, "CELLMODEM1_CREG_REGISTERED=0\n");
-    const sCliRun run = runOn(host, {"sms", "send", "12345", "x", "-w", "--timeout", "0"});
+    host.status(1, {{"CREG_REGISTERED", "0"}});
+    const sCommandRun run = runOn(host, {"sms", "send", "12345", "x", "-w", "--timeout", "0"});
     EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
     EXPECT_NE(std::string::npos, run.err.find("not registered")) << run.err;
 }

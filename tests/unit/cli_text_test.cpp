@@ -4,8 +4,7 @@
 
 #include "cli/daemon_log.h"
 #include "cli/printable_text.h"
-#include "cli/status_value.h"
-#include "tests/unit/cli_host.h"
+#include "tests/unit/cli_empty_host.h"
 
 TEST(PrintableText, Utf8StaysAndEverythingElseIsLatin1) {
     EXPECT_EQ("caf\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80",
@@ -31,7 +30,7 @@ TEST(PrintableText, ControlCharacters_DoNotReachTheTerminal) {
 }
 
 TEST(DaemonLog, OnlyWhatTheDaemonSaidSince) {
-    cCliHost host;
+    cEmptyHost host;
     const std::string path = host.places.at("/var/log/messages");
     host.file("/var/log/messages", "Nov 21 07:00:00 gw cellslotd[42]: Received SIGUSR2\n");
     const cDaemonLog log(host.places, 42);
@@ -46,25 +45,24 @@ TEST(DaemonLog, OnlyWhatTheDaemonSaidSince) {
 }
 
 TEST(DaemonLog, RotatedMeanwhile_IsReadFromItsBeginning) {
-    cCliHost host;
+    cEmptyHost host;
     host.file("/var/log/syslog", std::string(1000, 'x') + "\n");
     const cDaemonLog log(host.places, 42);
     host.file("/var/log/syslog", "cellslotd[42]: new\n");
     EXPECT_TRUE(log.has("new"));
 }
 
-TEST(DaemonLog, None_IsNotReadable) {
-    const cCliHost host;
-    EXPECT_FALSE(cDaemonLog(host.places, 42).isReadable());
-    EXPECT_TRUE(cDaemonLog(host.places, 42).messages().empty());
+TEST(DaemonLog, InAFileOfTheDaemonsOwn_IsFoundThereToo) {
+    cEmptyHost host;
+    host.file("/var/log/messages", "");
+    host.file("/var/log/cellslotd.log", "");
+    const cDaemonLog log(host.places, 42);
+    host.file("/var/log/cellslotd.log", "cellslotd[42]: here\n");
+    EXPECT_TRUE(log.has("here"));
 }
 
-TEST(StatusValue, OfTheSlotsFile) {
-    cCliHost host;
-    host.status(2,
-                "#File generated \nCELLMODEM2_STATS_LAST_UPDATE_E=1600000000\n"
-                "CELLMODEM2_CARRIER=A=B\n");
-    EXPECT_EQ("A=B", statusValue(host.places, 2, "_CARRIER"));
-    EXPECT_EQ("", statusValue(host.places, 2, "_NONE"));
-    EXPECT_EQ("", statusValue(host.places, 1, "_CARRIER"));
+TEST(DaemonLog, None_IsNotReadable) {
+    const cEmptyHost host;
+    EXPECT_FALSE(cDaemonLog(host.places, 42).isReadable());
+    EXPECT_TRUE(cDaemonLog(host.places, 42).messages().empty());
 }

@@ -1,10 +1,11 @@
-#ifndef TESTS_UNIT_CLI_HOST_H
-#define TESTS_UNIT_CLI_HOST_H
+#ifndef TESTS_UNIT_CLI_EMPTY_HOST_H
+#define TESTS_UNIT_CLI_EMPTY_HOST_H
 
 #include <sys/stat.h>
 
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/command.h"
@@ -12,9 +13,9 @@
 #include "tests/support/temp_folder.h"
 
 // A host below a folder of its own, with the folders in which the command looks.
-class cCliHost {
+class cEmptyHost {
   public:
-    cCliHost() {
+    cEmptyHost() {
         for (const char* folder :
              {"/bin", "/dev", "/etc", "/etc/cellslot", "/etc/default", "/etc/vuk", "/etc/zoq",
               "/etc/zoq/wireless", "/proc", "/run", "/sys", "/sys/class", "/sys/class/net", "/tmp",
@@ -48,8 +49,13 @@ class cCliHost {
         file("/var/run/cellslotd." + std::to_string(slot) + ".pid", std::to_string(pid));
     }
 
-    void status(int slot, const std::string& lines) {
-        file("/var/log/wireless.cardstats." + std::to_string(slot), lines);
+    // A status file with these values.
+    void status(int slot, const std::vector<std::pair<std::string, std::string>>& values) {
+        const std::string prefix = "CELLMODEM" + std::to_string(slot) + "_";
+        std::string text = prefix + "STATS_LAST_UPDATE_E=1600000000\n";
+        for (const auto& [key, value] : values)
+            text += prefix + key + "=" + value + "\n";
+        file("/var/log/wireless.cardstats." + std::to_string(slot), text + prefix + "SMS_RECV=0\n");
     }
 
   private:
@@ -60,14 +66,14 @@ class cCliHost {
 };
 
 // What a command line does on that host.
-struct sCliRun {
+struct sCommandRun {
     eExitStatus status;
     std::string out;
     std::string err;
 };
 
-inline sCliRun runOn(const cCliHost& host, std::vector<const char*> words,
-                     const std::string& input = "") {
+inline sCommandRun runOn(const cEmptyHost& host, std::vector<const char*> words,
+                         const std::string& input = "") {
     std::istringstream in(input);
     std::ostringstream out;
     std::ostringstream err;
