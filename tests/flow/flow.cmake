@@ -31,3 +31,5 @@ cellslot_add_flow_tests(radio_policy
 cellslot_add_flow_tests(status
     SOURCES flow/status_flow_test.cpp flow/status_file_flow_test.cpp flow/status_led_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
+cellslot_add_flow_tests(hostile_text SOURCES flow/hostile_text_flow_test.cpp)
+target_link_options(hostile_text_flow_tests PRIVATE -Wl,--wrap=system)
