@@ -22,9 +22,10 @@ constexpr unsigned GPSD_SETTLE_US = 500000;
 constexpr const char* LETTERS_OF_A_SAFE_PATH =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@+,-";
 
-// The path goes through a shell.
+// The path goes through a shell, where a dash in front makes an option of it.
 bool isSafePath(const std::string& path) {
-    return !path.empty() && path.find_first_not_of(LETTERS_OF_A_SAFE_PATH) == std::string::npos;
+    return !path.empty() && path.front() != '-' &&
+           path.find_first_not_of(LETTERS_OF_A_SAFE_PATH) == std::string::npos;
 }
 
 }  // namespace

@@ -27,9 +27,10 @@ sNetworkInterfaceState g_interfaceState;
 constexpr const char* LETTERS_DIGITS =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 
-// The name stands in shell commands and in a path.
+// The name stands in shell commands, where a dash in front makes an option of it, and in a path.
 bool isInterfaceName(const std::string& name) {
     return !name.empty() && name.size() <= INTERFACE_NAME_MAX && name != "." && name != ".." &&
+           name.front() != '-' &&
            name.find_first_not_of(std::string(LETTERS_DIGITS) + "_.:@-") == std::string::npos;
 }
 

@@ -35,3 +35,5 @@ target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
 
 cellslot_add_flow_tests(resources SOURCES flow/resources_flow_test.cpp)
 target_link_options(resources_flow_tests PRIVATE -Wl,--wrap=system -Wl,--wrap=fork)
+cellslot_add_flow_tests(hostile_text SOURCES flow/hostile_text_flow_test.cpp)
+target_link_options(hostile_text_flow_tests PRIVATE -Wl,--wrap=system)

@@ -15,6 +15,7 @@
 #include "platform/include/text_helpers.h"
 #include "statemachine/state_machine.h"
 #include "tests/matrix/host_tools.h"
+#include "tests/matrix/waits.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/daemon_reset.h"
 #include "tests/support/temp_folder.h"
@@ -316,6 +317,10 @@ void cDay::judgePin() {
 void cDay::judge() {
     m_outcome.delayMs = m_modem.longestDelayMs();
     m_outcome.delayedBehind = printable(m_modem.delayedBehind(), 80);
+    const uint64_t delayMax =
+        isUsual(m_cell.day) ? PAUSE_MAX_MS : PAUSE_MAX_MS + MODEM_READY_MAX_MS;
+    if (m_outcome.delayMs > delayMax)
+        fail("a pause of " + std::to_string(m_outcome.delayMs) + " ms: " + m_outcome.delayedBehind);
     for (const auto& [pin, count] : m_modem.wrongPins())
         m_outcome.wrongPins = std::max(m_outcome.wrongPins, count);
     m_outcome.wrongPuks = m_modem.wrongPuks();

@@ -9,10 +9,11 @@ std::function<void()> g_powerCycle;
 std::vector<std::string> g_refused;
 
 // What an address may look like: nothing else of the network's own text gets into a command line.
+// One that the network did not give is empty, which the script knows.
 const char* const FORMS[] = {
     R"(setup_cellint\.sh -i wwan0 --down  &>/dev/null)",
     R"(setup_cellint\.sh -i wwan0 --up ( --debug )?( --ptp )?( --defaultroute )? -m \d+)"
-    R"(( --address [\d.]+ --netmask [\d.]+ --gateway [\d.]+)?( --dns [\da-fA-F:.]+)*)"
+    R"(( --address [\d.]+ --netmask [\d.]* --gateway [\d.]*)?( --dns [\da-fA-F:.]*)*)"
     R"(( --ipv6auto )?( --ipv6only )? &>/dev/null)",
     R"(ping -c 1 -I wwan0 1\.2\.3\.4 &>/dev/null &)",
     R"(timeout -t 5 gpsdctl (add|remove) /tmp/modem-gps &>/dev/null)",

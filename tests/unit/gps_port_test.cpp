@@ -137,6 +137,13 @@ TEST_F(GpsPort, PathThatTheShellWouldRead_GetsNoCommand) {
     EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")});
 }
 
+TEST_F(GpsPort, PathThatReadsAsAnOption_GetsNoCommand) {
+    start(ENABLED_RECEIVER);
+    initOn("-h");
+    gps.updateGpsd(true);
+    EXPECT_EQ(shellCommands(), tTexts());
+}
+
 TEST_F(GpsFifo, StartAndStop_WithoutPausesAndGpsd) {
     cGpsTerminal clock;  // notes the pauses
     answers({"\r\n$GPSSW: BENCH\r\n\r\nOK\r", "\r\nCONNECT\r\n"});
