@@ -233,6 +233,15 @@ int cStoreEnvironment::lockOpening() const {
     return file.release();
 }
 
+// LMDB opens and writes what has the name, also where a link leads to: only a file of its own may
+// have it.
+int cStoreEnvironment::clearPlace(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
+    if (S_ISREG(status.st_mode) && status.st_nlink == 1) return 0;
+    return unlink(path.c_str()) == 0 ? 0 : errno;
+}
+
 // Room for the lock file: LMDB only sets its size and writes to it through memory, which on a full
 // file system ends the process with SIGBUS. What may not be written here is only read by LMDB too.
 int cStoreEnvironment::reserveLockFile() const {
@@ -244,6 +253,8 @@ int cStoreEnvironment::reserveLockFile() const {
 
 // Opens the environment once the files have been examined; a new one needs no examination.
 int cStoreEnvironment::openChecked(bool forWriting) {
+    for (const std::string& path : {dataPath(), lockPath()})
+        if (const int error = clearPlace(path)) return error;
     if (const int error = reserveLockFile()) return error;
     sMappedFile data;
     const bool isNew = lookAt(dataPath(), data) != 0 || data.size == 0;

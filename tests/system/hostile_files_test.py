@@ -40,7 +40,8 @@ SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
 ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/var/log/wireless.serialno", "/var/log/wireless.mdn", "/var/log/carrier_list.json",
                "/etc/vuk/cellular_cpin.1", "/etc/vuk/cellular_cpin_new.1",
-               "/etc/vuk/cellular_puk.1", "/storage/vault", "/run/cellslotd.1.pid")
+               "/etc/vuk/cellular_puk.1", "/storage/vault")
+PID_PLACE = "/run/cellslotd.1.pid"
 STORE_PLACES = tuple(f"/run/cellslot/skvs/{name}" for name in ("data.mdb", "lock.mdb", "open.lock"))
 MOUNTS = ("/tmp", "/var/log", "/etc/vuk", "/storage", "/run")
 
@@ -271,6 +272,19 @@ class Tmp(HostileFiles):
 class RootsPlaces(HostileFiles):
     def test_obstacles_doNotStopTheDaemon(self):
         self.standRounds(ROOT_PLACES + STORE_PLACES, 2)
+
+    def test_pidFileThatIsSomethingElse_isReplaced(self):
+        kinds = [kind for kind in KINDS if kind != "folder"]
+        for kind in kinds if ALL else self.random.sample(kinds, 1):
+            self.stand({PID_PLACE: kind}, True)
+
+    def test_pidFileThatIsAFolder_refusesTheStart(self):
+        self.plant({PID_PLACE: "folder"}, False)
+        self.start()
+        self.assertEqual(self.subject.daemon.wait(10), 1)
+        self.clear({PID_PLACE: "folder"})
+        self.start()
+        self.subject.waitConnected()
 
 
 class Triggers(HostileFiles):

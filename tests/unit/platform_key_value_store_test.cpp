@@ -265,6 +265,25 @@ TEST_F(KeyValueStore, FileCutWhileOpen_NeverCrashes) {
     }
 }
 
+TEST_F(KeyValueStore, LinkInThePlaceOfAFile_IsReplacedAndNotFollowed) {
+    const std::string outside = m_folder / "outside";
+    for (const char* name : {"/data.mdb", "/lock.mdb"}) {
+        for (const bool hard : {false, true}) {
+            std::filesystem::remove_all(m_store);
+            std::filesystem::create_directories(m_store);
+            writeFile(outside, "precious");
+            if (hard)
+                std::filesystem::create_hard_link(outside, m_store + name);
+            else
+                std::filesystem::create_symlink(outside, m_store + name);
+            reopen();
+            EXPECT_EQ(setValue("KEY", "value"), 0) << name << hard;
+            EXPECT_EQ(valueOf("KEY"), "value") << name << hard;
+            EXPECT_EQ(readFile(outside), "precious") << name << hard;
+        }
+    }
+}
+
 TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
