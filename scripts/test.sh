@@ -2,7 +2,8 @@
 # Everything that has to pass: shell scripts and formatting checked, presets release and asan built
 # and tested. Goes on after a failure, tells all of them at the end, and fails if there was one.
 # Without --all each test runs once: system tests on release, unit and flow tests under the
-# sanitizers. With --all every test runs on both (slow).
+# sanitizers. With --all every test runs on both, clang-tidy looks at everything and the daemon runs
+# under valgrind (slow).
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -15,6 +16,7 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main p
 releaseTargets=(cellslotd le910sim skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow')
+lintOptions=(--quick)
 summary=
 failed=0
 
@@ -75,10 +77,10 @@ main() {
     case ${1:-} in
     '') ;;
     --all)
-        releaseTargets=() releaseTests=() asanTests=()
+        releaseTargets=() releaseTests=() asanTests=() lintOptions=()
         ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: every test on both builds)'
+        echo 'Usage: test.sh [--all]   (--all: every test on both builds, and slower checks)'
         return
         ;;
     *)
@@ -89,11 +91,15 @@ main() {
     scripts/setup.sh
     check 'shell scripts' checkShell || true
     check formatting checkFormat || true
+    check lint scripts/lint.sh "${lintOptions[@]}" || true
     if check 'release build' build release "${releaseTargets[@]}"; then
         runTests release "${releaseTests[@]}"
     fi
     if check 'asan build' build asan; then
         runTests asan "${asanTests[@]}"
+    fi
+    if [[ ${1:-} == --all ]]; then
+        check valgrind scripts/valgrind.sh || true
     fi
     check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
