@@ -94,6 +94,7 @@ ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
     setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, "Unknown");
     sim.i_pin_attempts = ATTEMPTS_UNKNOWN;
     sim.i_puk_attempts = ATTEMPTS_UNKNOWN;
+    sim.b_attempts_read = false;
     return queryIntoCmx(fd, commandText(eAT_CMD_CPIN_PCT_GET), sim, parseDeviceSimStatus);
 }
 
@@ -105,7 +106,8 @@ void parseDeviceSimStatus(const std::string& response, sSimInfo& sim) {
     sim.i_pin_attempts = PIN_ATTEMPTS_FULL;
     sim.i_puk_attempts = PUK_ATTEMPTS_FULL;
     const std::string remaining = responseField(response, "#PCT:");
-    if (isStringNumeric(remaining)) setAttempts(sim, static_cast<uint8_t>(textToInt(remaining)));
+    sim.b_attempts_read = isStringNumeric(remaining);
+    if (sim.b_attempts_read) setAttempts(sim, static_cast<uint8_t>(textToInt(remaining)));
 }
 
 void decodeSimCpinText(const std::string& text, sSimInfo& sim) {

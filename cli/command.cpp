@@ -2,7 +2,16 @@
 
 #include <ostream>
 
+#include "cli/at_command.h"
+#include "cli/config_command.h"
+#include "cli/data_command.h"
+#include "cli/doctor_command.h"
 #include "cli/failure.h"
+#include "cli/pin_command.h"
+#include "cli/reload_command.h"
+#include "cli/sms_command.h"
+#include "cli/status_command.h"
+#include "cli/watch_command.h"
 
 namespace {
 
@@ -23,6 +32,15 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
+    addStatusCommand(app, context);
+    addWatchCommand(app, context);
+    addSmsCommand(app, context);
+    addAtCommand(app, context);
+    addDataCommand(app, context);
+    addPinCommand(app, context);
+    addReloadCommand(app, context);
+    addConfigCommand(app, context);
+    addDoctorCommand(app, context);
     try {
         app.parse(argc, argv);
         return context.exitStatus;

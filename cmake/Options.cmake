@@ -1,6 +1,7 @@
 option(BUILD_TESTING "Build the tests" ON)
 option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(COVERAGE "Count the lines and branches that run (gcov)" OFF)
+option(BENCH "Build the benchmarks (needs BUILD_TESTING)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)
 set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
 set_property(CACHE PLATFORM PROPERTY STRINGS host external)
@@ -24,6 +25,15 @@ if(COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
+
+# A program of the gateway carries what it needs of the C++ library: the shared one costs a process
+# more than a megabyte of memory, most of it locales that nothing here uses. A gateway's own
+# libraries may bring the shared one with them, and two of them in a process do not go together.
+function(cellslot_slim_program name)
+    if(PLATFORM STREQUAL "host" AND NOT SANITIZE)
+        target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
+    endif()
+endfunction()
 
 if(FUZZ)
     # Everything, so that the fuzzer sees the way an input takes through the daemon.

@@ -32,9 +32,17 @@ std::string withoutTrailingSlashes(std::string directory) {
 
 }  // namespace
 
+std::string slotConfigFile(const std::string& slot) {
+    return slotFileIn(SLOT_DIRECTORY, slot);
+}
+
+std::string oldConfigFile() {
+    return oldFileIn(OLD_DIRECTORY);
+}
+
 std::string chooseConfigFile(const std::string& slot, const std::string& directory) {
     if (!s_choice.made) {
-        s_choice = {true, slotFileIn(SLOT_DIRECTORY, slot), oldFileIn(OLD_DIRECTORY)};
+        s_choice = {true, slotConfigFile(slot), oldConfigFile()};
     }
     const std::string otherDirectory = withoutTrailingSlashes(directory);
     if (!otherDirectory.empty()) {

@@ -122,6 +122,7 @@ void cConfigReader::applyKeys(const cTextLookupTable& table, sConfigFileOpts& op
         const bool isBand3g = key.option == &cConfigReader::getConfigOptionBand3g;
         const bool isBand4g = key.option == &cConfigReader::getConfigOptionBand4g;
         if ((isBand3g || isBand4g) && opts.bandMode != eBAND_MODE_MANUAL) continue;
+        startKey(key);
         const std::string value =
             key.read == eConfigRead::RAW ? getRawValue(key.name, table) : getValue(key.name, table);
         (this->*key.option)(key.name, value, opts);

@@ -100,6 +100,8 @@ class cConfigReader {
     void decodeConfigNetPref(const std::string& text, eNetPref& netPref);
 
   protected:
+    // The key that is judged next; the lines that follow are about it.
+    virtual void startKey(const sConfigKey& /*key*/) {}
     // Every log line of the reader passes here. A tool that checks a file shows them instead.
     virtual void writeLine(uint64_t category, const std::string& line);
     // The key table of the file, read from its path once more.

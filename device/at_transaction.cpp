@@ -5,6 +5,7 @@
 
 #include "device/at_port.h"
 #include "include/debug.h"
+#include "include/service_manager.h"
 #include "include/sleep.h"
 
 std::string g_s_lastAtCmd;
@@ -91,6 +92,7 @@ ePortReturn pollForFinalResult(int handle, std::string& response, const sPollPla
     cGrowingResponse growing(response);
     std::string piece;
     for (uint64_t poll = 0; poll < plan.polls; ++poll) {
+        notifyAlive();
         sleepMicroseconds(plan.intervalUs);
         const int count = readFromPort(handle, piece, static_cast<int>(PORT_READ_MAX));
         debug(count != 0 ? eLOG_PORT : eLOG_PORT_POLL, g_i_debugMode,

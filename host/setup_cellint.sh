@@ -16,6 +16,8 @@ RESOLV_CONF=/etc/resolv.conf
 # so that those stay preferred. The interface's number is added, so that several modems keep apart.
 IPV4_METRIC=700
 IPV6_METRIC=1724
+LOCK_SECONDS=30
+LOCK_TRIES=$((LOCK_SECONDS * 5))
 NEWLINE='
 '
 
@@ -558,7 +560,16 @@ main() {
     fi
     # Two slots' daemons may run this at the same moment, and /etc/resolv.conf is common to both.
     exec 9>"$STATE_FOLDER/cellint.lock"
-    flock 9
+    # A script that hangs must not hang the daemon with it.
+    tries=0
+    until flock -n 9; do
+        tries=$((tries + 1))
+        if [ "$tries" -gt "$LOCK_TRIES" ]; then
+            say "another $PROGRAM has been running for $LOCK_SECONDS seconds"
+            exit 1
+        fi
+        sleep 0.2
+    done
     undoAll
     [ "$action" = down ] || up
 }

@@ -188,6 +188,7 @@ struct sSimInfo {
     std::string s_status = "Unknown";
     uint8_t i_pin_attempts = ATTEMPTS_UNKNOWN;
     uint8_t i_puk_attempts = ATTEMPTS_UNKNOWN;
+    bool b_attempts_read = false;  // the SIM told them; otherwise they are only assumed
     std::string s_imsi = "000000000000000";
     std::string s_iccid = "0000000000000000000000";
     std::string s_home_plmn = "000000";

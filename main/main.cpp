@@ -5,6 +5,7 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/service_manager.h"
 #include "main/command_line.h"
 #include "main/pid_file.h"
 #include "statemachine/state_machine.h"
@@ -34,6 +35,7 @@ int main(int argc, char* argv[]) {
         return EXIT_REFUSED;
     }
     prepareOutput();
+    connectServiceManager();
     openlog(nullptr, LOG_PID, LOG_FACILITY);
     syslog(LOG_NOTICE, "v%s starting", PROGRAM_VERSION);
 

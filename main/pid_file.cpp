@@ -2,12 +2,27 @@
 
 #include <unistd.h>
 
-#include <fstream>
+#include <cstdio>
+#include <limits>
 
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
 
 std::string g_s_pidfile_path = "/var/run";
+
+namespace {
+
+constexpr size_t PID_FILE_BYTES = 100;
+constexpr size_t COMMAND_LINE_BYTES = 255;
+
+bool writeText(const std::string& path, const std::string& text) {
+    FILE* file = fopen(path.c_str(), "wxe");
+    if (file == nullptr) return false;
+    const bool written = fputs(text.c_str(), file) >= 0;
+    return fclose(file) == 0 && written;
+}
+
+}  // namespace
 
 int writePidFile(const std::string& programName, const std::string& port,
                  const std::string& directory) {
@@ -26,9 +41,9 @@ int writePidFile(const std::string& programName, const std::string& port,
     }
 
     const std::string pid = itos(getpid());
-    std::ofstream file(path, std::ios::trunc);
-    file << pid;
-    if (!file.flush()) {
+    // A new file, whatever was there: nothing behind a link is written, and a FIFO does not block.
+    unlink(path.c_str());
+    if (!writeText(path, pid)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Unable to write pid %s to pidfile '%s'",
               pid.c_str(), path.c_str());
         return PID_FILE_ERROR;
@@ -38,10 +53,11 @@ int writePidFile(const std::string& programName, const std::string& port,
 }
 
 int readPidFile(const std::string& path) {
-    std::ifstream file(path);
-    int pid = 0;
-    if (!(file >> pid)) return 0;
-    return pid;
+    std::string text;
+    if (!readFile2String(path, text, PID_FILE_BYTES)) return 0;
+    const long long pid = textToLong(text);
+    using tLimits = std::numeric_limits<int>;
+    return pid >= tLimits::min() && pid <= tLimits::max() ? static_cast<int>(pid) : 0;
 }
 
 bool isProcessRunning(int pid, const std::string& programName) {
@@ -49,17 +65,16 @@ bool isProcessRunning(int pid, const std::string& programName) {
     if (access(path.c_str(), F_OK) != 0) return false;
     debug(eLOG_MAIN, g_i_debugMode, "%s(): Found proc file %s", __func__, path.c_str());
 
-    std::ifstream file(path);
-    if (!file) return false;
+    std::string commandLine;
+    if (!readFile2String(path, commandLine, COMMAND_LINE_BYTES)) return false;
     debug(eLOG_MAIN, g_i_debugMode, "%s(): Opened proc file %s", __func__, path.c_str());
 
-    // The arguments are separated by NUL, so this is the first one.
-    char commandLine[256] = {};
-    file.read(commandLine, sizeof commandLine - 1);
-    if (std::string(commandLine).find(programName) == std::string::npos) {
+    // The arguments are separated by NUL.
+    const std::string firstArgument = commandLine.c_str();
+    if (firstArgument.find(programName) == std::string::npos) {
         debug(eLOG_MAIN, g_i_debugMode,
               "%s(): Program name '%s' from proc file does not match this name '%s'", __func__,
-              commandLine, programName.c_str());
+              firstArgument.c_str(), programName.c_str());
         return false;
     }
     debug(eLOG_MAIN, g_i_debugMode, "%s(): Proc file %s matches program name %s", __func__,

@@ -16,11 +16,13 @@
 
 namespace {
 
-bool makeFolder(const std::string& path) {
-    if (mkdir(path.c_str(), 0700) == 0) return true;
-    if (errno != EEXIST) return false;
+bool isFolder(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool makeFolder(const std::string& path) {
+    return mkdir(path.c_str(), 0700) == 0 || (errno == EEXIST && isFolder(path));
 }
 
 }  // namespace
@@ -34,6 +36,7 @@ int _mkdir(const std::string& path) {
     // The callers' paths lie under a folder that every system has: it is not created.
     size_t separator = folder.find('/', 1);
     if (separator == std::string::npos) return -1;
+    if (isFolder(folder)) return 0;
     while (separator != std::string::npos) {
         separator = folder.find('/', separator + 1);
         if (!makeFolder(folder.substr(0, separator))) return -1;

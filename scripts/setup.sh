@@ -26,20 +26,30 @@ readonly TEST=(
     iproute2
     iputils-ping
     jq
+    libbenchmark-dev
     libgammu-dev
     libgmock-dev
     libgtest-dev
+    lintian
+    man-db
+    mandoc
+    mmdebstrap
     procps
     python3
     shellcheck
+    strace
+    systemd
     util-linux
     valgrind
 )
 
+# What is installed for another architecture only is missing all the same.
 missing() {
-    local package
+    local package architecture
+    architecture=$(dpkg --print-architecture)
     for package in "${BUILD[@]}" "${TEST[@]}"; do
-        if ! dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$'; then
+        if ! dpkg-query -W -f '${db:Status-Status} ${Architecture}\n' "$package" 2>/dev/null |
+            grep -qxE "installed ($architecture|all)"; then
             echo "$package"
         fi
     done

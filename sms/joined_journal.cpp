@@ -102,7 +102,7 @@ bool writeJournal(S_smsRecordRx& record, const std::vector<std::string>& paths,
 
 void takeJournals(tSmsQueue& queue, const std::string& root) {
     std::vector<std::string> names;
-    if (readFilesInDir(root, names) != 0) return;
+    if (listSpoolRoot(root, names) != 0) return;
     std::sort(names.begin(), names.end());
     const std::string prefix = baseName(journalPrefix(root));
     for (const std::string& name : names)

@@ -9,6 +9,12 @@
 
 namespace {
 
+struct sListingState {
+    bool open = false;
+};
+
+sListingState g_listingState;
+
 std::string markerPath(const std::string& root) {
     return ownSpoolFile(root, "listing");
 }
@@ -16,17 +22,30 @@ std::string markerPath(const std::string& root) {
 }  // namespace
 
 bool openListing(const std::string& root, bool& leftOver) {
+    leftOver = g_listingState.open;
+    if (!isSpoolRoot(root)) {
+        errno = ENOTDIR;
+        return false;
+    }
     const int fd = open(markerPath(root).c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    leftOver = fd == -1 && errno == EEXIST;
+    const bool found = fd == -1 && errno == EEXIST;
     if (fd != -1) close(fd);
-    return fd != -1 || leftOver;
+    if (fd == -1 && !found) return false;
+    leftOver = leftOver || found;
+    g_listingState.open = true;
+    return true;
 }
 
 void closeListing(const std::string& root) {
-    unlink(markerPath(root).c_str());
+    g_listingState.open = false;
+    if (isSpoolRoot(root)) unlink(markerPath(root).c_str());
 }
 
 bool isListingOpen(const std::string& root) {
     sFileIdentity identity;
-    return identifyFile(markerPath(root), identity);
+    return g_listingState.open || identifyFile(markerPath(root), identity);
+}
+
+void resetListingState() {
+    g_listingState = {};
 }

@@ -13,6 +13,7 @@
 #include "platform/include/sms_pdu.h"
 #include "platform/include/text_helpers.h"
 #include "sms/message_file.h"
+#include "sms/open_prompt.h"
 #include "sms/receive.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
@@ -108,13 +109,21 @@ void removeSendFile(const std::string& path) {
     if (identifyFile(path, identity)) g_sendState.stuck[path] = identity;
 }
 
-// A name that a shell would not take as it stands does not get near one.
+// Into a folder that has the target's name mv would move the file, and behind a link follow it.
+bool isTaken(const std::string& target) {
+    sFileIdentity identity;
+    return identifyFile(target, identity) && !isRegularFile(identity);
+}
+
+// A name that a shell would not take as it stands does not get near one. Without a place to move
+// it to the file only goes.
 void moveSendFile(const sSendFile& file, const std::string& root, const char* dir) {
     if (!isStillThere(file)) return;
     const std::string target = root + dir + file.newName;
-    if (isSafeForShell(file.path) && isSafeForShell(target))
+    const bool isForShell = isSafeForShell(file.path) && isSafeForShell(target);
+    if (isForShell && isSpoolDir(root + dir) && !isTaken(target))
         runShellCommand("mv -f " + file.path + " " + target);
-    else
+    else if (isSpoolDir(root + dir))
         rename(file.path.c_str(), target.c_str());
     removeSendFile(file.path);
 }
@@ -231,7 +240,7 @@ eGeneralErrors sendAsText(int port, const std::string& number, std::string messa
 
 // AT+CMGS, and the text at its prompt. The prompt "> " is no final result, so the wait for it
 // always ends without one.
-ePortReturn sendAtPrompt(int port, const char* function, const std::string& arguments,
+ePortReturn talkAtPrompt(int port, const char* function, const std::string& arguments,
                          const std::string& text) {
     const std::string command = commandText(eAT_CMD_CMGS_SET, arguments);
     std::string response;
@@ -245,14 +254,21 @@ ePortReturn sendAtPrompt(int port, const char* function, const std::string& argu
     }
     result = queryModem(port, text + CTRL_Z, response, SEND_TIMEOUT_S);
     if (result == ePORT_NO_FINAL_RESULT) {
-        std::string ignored;
-        queryModem(port, ESC, ignored, ABORT_TIMEOUT_S);
+        abortPrompt(port);
     } else if (result == ePORT_CMX_ERROR) {
         parseCMXerror(result, response);
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command '%s%s' returned CME error %d (%s)",
               function, command.c_str(), oneLineText(text).c_str(), result,
               mapText(CMEE_Map, result).c_str());
     }
+    return result;
+}
+
+ePortReturn sendAtPrompt(int port, const char* function, const std::string& arguments,
+                         const std::string& text) {
+    markPrompt();
+    const ePortReturn result = talkAtPrompt(port, function, arguments, text);
+    unmarkPrompt();
     return result;
 }
 
@@ -282,6 +298,11 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     file.path = g_sendState.dir + name;
     file.newName = archiveName(name);
     return sendFile(port, modem, root, file);
+}
+
+ePortReturn abortPrompt(int port) {
+    std::string ignored;
+    return queryModem(port, ESC, ignored, ABORT_TIMEOUT_S);
 }
 
 eGeneralErrors sendSmSMessage(int port, const std::string& number, const std::string& address,

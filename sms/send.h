@@ -43,6 +43,9 @@ ePortReturn sendSmsText(int port, const std::string& number, const std::string& 
 // AT+CSCS. SMS_UNKNOWN_TYPE for an unknown character set.
 ePortReturn setSmsTextMode(int port, eTextMode mode);
 
+// ESC, which ends a prompt unsent; without one the modem answers nothing.
+ePortReturn abortPrompt(int port);
+
 void resetSendState();
 
 #endif

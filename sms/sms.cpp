@@ -10,6 +10,7 @@
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/message_file.h"
+#include "sms/open_prompt.h"
 #include "sms/part_file.h"
 #include "sms/receive.h"
 #include "sms/send.h"
@@ -24,7 +25,7 @@ constexpr int NETWORK_FAMILY_3GPP2 = 2;
 // What a kill left of files that were being written.
 void removeTemporaryFiles(const std::string& root) {
     std::vector<std::string> names;
-    if (readFilesInDir(root, names) != 0) return;
+    if (listSpoolRoot(root, names) != 0) return;
     for (const std::string& name : names)
         if (startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX))
             unlink((root + "/" + name).c_str());
@@ -71,6 +72,7 @@ void initSMS(const std::string& root) {
     warnAboutForeignSpool(root);
     removeTemporaryFiles(root);
     deliverJournals(root);
+    findPrompt(root);
     g_Cp_CheckSMS->Start();
     g_C_deleteOldSmsFiles.Start();
     g_Cp_DelaySendSMS->Stop();
@@ -97,6 +99,8 @@ ePortReturn setSmsMode(int port, eSmsPduMode mode) {
 void resetSmsState() {
     resetSmsTimers();
     resetMessageFileState();
+    resetListingState();
+    resetPromptState();
     resetReceiveState();
     resetPartFileState();
     resetAssemblyState();

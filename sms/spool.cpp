@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include "include/debug.h"
 #include "include/options.h"
@@ -39,6 +40,12 @@ const char* const SWEPT_DIRS[] = {SMS_DIR_RECV, SMS_DIR_SEND, SMS_DIR_RECV_PARTS
 std::string withoutEndSlash(const std::string& path) {
     const size_t last = path.find_last_not_of('/');
     return last == std::string::npos ? path : path.substr(0, last + 1);
+}
+
+// The root that a folder of the spool is in.
+std::string rootOf(const std::string& dir) {
+    const std::string path = withoutEndSlash(dir);
+    return path.substr(0, path.rfind('/') + 1);
 }
 
 bool isLink(const std::string& dir) {
@@ -88,6 +95,7 @@ void resetSmsTimers() {
 }
 
 uint8_t makeSmsDirs(const std::string& root) {
+    if (isLink(root)) return std::size(ALL_DIRS);
     const std::string base = !root.empty() && root.back() == '/' ? root : root + "/";
     uint8_t failures = 0;
     for (const char* name : ALL_DIRS) {
@@ -128,14 +136,23 @@ void deleteOldSmSFiles(const std::string& dir) {
         deleteIfOld(dir + *name, now);
 }
 
-bool isSpoolDir(const std::string& dir) {
+bool isSpoolRoot(const std::string& root) {
     sFileIdentity identity;
-    return identifyFile(withoutEndSlash(dir), identity) && S_ISDIR(identity.mode);
+    return identifyFile(withoutEndSlash(root), identity) && S_ISDIR(identity.mode);
+}
+
+bool isSpoolDir(const std::string& dir) {
+    return isSpoolRoot(rootOf(dir)) && isSpoolRoot(dir);
+}
+
+int listSpoolRoot(const std::string& root, std::vector<std::string>& names) {
+    names.clear();
+    return isLink(root) ? ELOOP : readFilesInDir(root, names);
 }
 
 int listSpoolDir(const std::string& dir, std::vector<std::string>& names) {
     names.clear();
-    return isLink(dir) ? ELOOP : readFilesInDir(dir, names);
+    return isLink(rootOf(dir)) ? ELOOP : listSpoolRoot(dir, names);
 }
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b) {

@@ -33,7 +33,8 @@ extern std::unique_ptr<cTimer> g_Cp_DelaySendSMS;  // from a failed attempt to t
 void resetSmsTimers();
 
 // Creates the folders that are missing. Returns how many are not there afterwards; a link in the
-// place of one counts, since somebody else decides where it leads.
+// place of one counts, since somebody else decides where it leads. Below a root that is a link
+// nothing is created.
 uint8_t makeSmsDirs(const std::string& root);
 
 // Says so in the log when the root is a link or belongs to somebody else, who then can read,
@@ -44,10 +45,13 @@ void warnAboutForeignSpool(const std::string& root);
 void cleanUpSmSFiles(const std::string& root);
 void deleteOldSmSFiles(const std::string& dir);
 
-// Whether a spool folder is there and no link.
+// Whether the root, or a folder with the root above it, is there and no link.
+bool isSpoolRoot(const std::string& root);
 bool isSpoolDir(const std::string& dir);
 
-// The names in a spool folder, as readFilesInDir. A link in its place is refused with ELOOP.
+// The names in the root, or in a folder of the spool, as readFilesInDir. A link in the place of
+// either is refused with ELOOP.
+int listSpoolRoot(const std::string& root, std::vector<std::string>& names);
 int listSpoolDir(const std::string& dir, std::vector<std::string>& names);
 
 // What tells a file from the one that had its name before, and from itself before a change.

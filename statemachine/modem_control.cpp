@@ -1,9 +1,10 @@
 #include "statemachine/modem_control.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "atcmd/radio_config.h"
@@ -19,6 +20,18 @@ namespace {
 constexpr unsigned MODEM_READY_S = 10;
 constexpr unsigned MODEM_READY_POLL_US = 100000;
 constexpr const char* MODEM_READY_TEXT = "+PACSP0";
+
+// Deletes the entry of a folder that is open, whatever it is. False when there is none.
+bool takeEntry(int handle, const std::string& folder, const std::string& name) {
+    struct stat info;
+    if (fstatat(handle, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    const int flags = S_ISDIR(info.st_mode) ? AT_REMOVEDIR : 0;
+    if (unlinkat(handle, name.c_str(), flags) != 0)
+        debug(eLOG_NOTICE, g_i_debugMode,
+              "checkFirmwareUpdate(): Error: Cannot delete %s/%s, errno %d (%s)", folder.c_str(),
+              name.c_str(), errno, strerror(errno));
+    return true;
+}
 
 }  // namespace
 
@@ -56,14 +69,14 @@ void resetDevice(int port) {
 }
 
 bool checkFirmwareUpdate(const std::string& directory) {
-    const std::string trigger =
-        directory + "/cellmodem_firmware/start_update." + g_S_options.s_port;
-    struct stat info;
-    if (lstat(trigger.c_str(), &info) != 0) return false;
-    if (remove(trigger.c_str()) != 0)
-        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Cannot delete %s, errno %d (%s)", __func__,
-              trigger.c_str(), errno, strerror(errno));
-    return true;
+    const std::string folder = directory + "/cellmodem_firmware";
+    const std::string trigger = "start_update." + g_S_options.s_port;
+    // Anybody may make the folder: one that is a link would have files deleted where it leads.
+    const int handle = open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (handle == -1) return false;
+    const bool found = takeEntry(handle, folder, trigger);
+    close(handle);
+    return found;
 }
 
 int checkFirmwareStatus(int, sModemInfo&) {

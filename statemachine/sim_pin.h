@@ -21,11 +21,12 @@ void createCpinMonitors(const sSimInfo& sim);
 
 // A modem that went away may come back with its SIM locked, although the PIN file was used already.
 // Called when the port is lost: one more attempt is then made with the same content, unless the
-// last attempt with it was refused, and only while the SIM has all its attempts left.
+// last attempt with it was refused, and only while the SIM has all its attempts left. A start of
+// the daemon after an attempt whose outcome it never learned allows the same and no more.
 void rearmCurrentCpin();
 
 // Called when the SIM is ready: the outage is over, and with it what it allowed.
-void disarmCurrentCpin();
+void disarmCurrentCpin(const sSimInfo& sim);
 
 // Applies a request when there is one; the SIM must be ready. eSUCCESS, or the result of the
 // operation that was asked for.

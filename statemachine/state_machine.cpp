@@ -11,8 +11,10 @@
 #include "gps/gps.h"
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/service_manager.h"
 #include "include/signal_flags.h"
 #include "include/sleep.h"
+#include "sms/open_prompt.h"
 #include "sms/sms.h"
 #include "statemachine/bring_up.h"
 #include "statemachine/cleanup.h"
@@ -21,6 +23,7 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/polling.h"
+#include "statemachine/service_status.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_led.h"
@@ -46,8 +49,6 @@ enum eModemState : int {
     eMODEM_UNUSED = 3,
     eMODEM_CONNECTED = 4,
 };
-
-enum class ePass { GO_ON, LEAVE_LOOP };
 
 struct sMachine {
     int outerState = eOUTER_RUNNING;
@@ -82,6 +83,9 @@ bool isSimReady(const sMachine& machine) {
 
 void publish(sMachine& machine, bool force) {
     writeOutStatusFiles(machine.device, machine.config, force);
+    notifyStatus(describeService(machine.device, machine.handle != -1,
+                                 machine.modemState == eMODEM_CONNECTED,
+                                 g_Cp_connectedTimer->GetElapsedTime()));
 }
 
 unsigned readConfiguration(sMachine& machine) {
@@ -98,11 +102,6 @@ void restartClockSync() {
 void logTimeout(const char* operation) {
     debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned TIMEOUT '%d'",
           "runStateMachine", operation, eERROR_DEVICE_RESPONSE_TIMEOUT);
-}
-
-void logError(const char* operation, eGeneralErrors result) {
-    debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned '%d'", "runStateMachine",
-          operation, result);
 }
 
 // ---- start ----------------------------------------------------------------------------------
@@ -139,7 +138,8 @@ void prepare(sMachine& machine) {
 // ---- modem states ---------------------------------------------------------------------------
 
 void countError(sMachine& machine, const char* operation, eGeneralErrors result) {
-    logError(operation, result);
+    debug(eLOG_MACHINE_ERROR, g_i_debugMode, "%s(): Error: %s() returned '%d'", "runStateMachine",
+          operation, result);
     ++machine.errorCount;
 }
 
@@ -211,27 +211,22 @@ bool poll(sMachine& machine) {
 }
 
 void judgeSessionStart(sMachine& machine, eGeneralErrors result) {
-    switch (static_cast<int>(result)) {
-        case eSUCCESS:
-            g_Cp_connectedTimer->Start();
-            setModemState(machine, eMODEM_CONNECTED);
-            machine.timeoutCount = 0;
-            break;
-        case eERROR_DEVICE_RESPONSE_TIMEOUT:
-            logTimeout("startDataSession");
-            ++machine.timeoutCount;
-            break;
-        case eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING:
-            debug(eLOG_MACHINE_ERROR, g_i_debugMode,
-                  "%s(): startDataSession() waiting on Network Delay Timer", "runStateMachine");
-            break;
-        case eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE:
-            debug(eLOG_NOTICE, g_i_debugMode,
-                  "%s(): startDataSession() PDP Context Activation failure", "runStateMachine");
-            break;
-        default:
-            ++machine.errorCount;
-            debug(eLOG_NOTICE, g_i_debugMode, "Error: startDataSession() returned '%d'", result);
+    if (result == eSUCCESS) {
+        g_Cp_connectedTimer->Start();
+        setModemState(machine, eMODEM_CONNECTED);
+        machine.timeoutCount = 0;
+    } else if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
+        logTimeout("startDataSession");
+        ++machine.timeoutCount;
+    } else if (result == eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING) {
+        debug(eLOG_MACHINE_ERROR, g_i_debugMode,
+              "%s(): startDataSession() waiting on Network Delay Timer", "runStateMachine");
+    } else if (result == eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE) {
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): startDataSession() PDP Context Activation failure",
+              "runStateMachine");
+    } else {
+        ++machine.errorCount;
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: startDataSession() returned '%d'", result);
     }
 }
 
@@ -368,7 +363,7 @@ void handleReloadSignals(sMachine& machine) {
 
 // Closes the port of a modem that is silent or keeps failing; one that has failed too often leaves
 // the loop to be reset.
-ePass endPass(sMachine& machine) {
+void endPass(sMachine& machine) {
     publish(machine, false);
     if (machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT) {
         debug(eLOG_NOTICE, g_i_debugMode, "Device not responding, closing port");
@@ -386,20 +381,20 @@ ePass endPass(sMachine& machine) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors after %d attempts, requires reset", machine.errorCount);
         machine.outerState = eOUTER_EXIT_RESET;
-        return ePass::LEAVE_LOOP;
+        return;
     }
     sleepMicroseconds(PASS_SLEEP_US);
-    return ePass::GO_ON;
 }
 
-ePass runPassWithPort(sMachine& machine) {
+void runPassWithPort(sMachine& machine) {
+    endLeftPrompt(machine.handle);
     publish(machine, false);
     handleReloadSignals(machine);
     runModemState(machine);
-    return endPass(machine);
+    endPass(machine);
 }
 
-ePass runPassWithoutPort(sMachine& machine) {
+void runPassWithoutPort(sMachine& machine) {
     cTimer& timer = g_C_deviceMissingTimer;
     // Started once an outage: only a set-up stops it.
     if (!timer.IsTimerEnabled()) {
@@ -416,27 +411,31 @@ ePass runPassWithoutPort(sMachine& machine) {
     resetDeviceInfo(machine.device, false);
     publish(machine, true);
     sleepMicroseconds(NO_PORT_SLEEP_US);
-    return ePass::GO_ON;
 }
 
-ePass runPass(sMachine& machine) {
+void runPass(sMachine& machine) {
+    notifyAlive();
     machine.deviceReachable = true;
     machine.lastResult = eSUCCESS;
     if (isExitRequested()) {
         machine.outerState = eOUTER_EXIT;
-        return ePass::LEAVE_LOOP;
+        return;
     }
     const bool portGood = checkPort(machine);
     if (isFirmwareUpdateRequested()) {
         machine.outerState = eOUTER_EXIT_RESET;
-        return ePass::LEAVE_LOOP;
+        return;
     }
-    return portGood ? runPassWithPort(machine) : runPassWithoutPort(machine);
+    if (portGood)
+        runPassWithPort(machine);
+    else
+        runPassWithoutPort(machine);
 }
 
 // ---- exit -----------------------------------------------------------------------------------
 
 int leave(sMachine& machine) {
+    notifyStopping();
     machine.device.b_shutting_down = true;
     disconnectNetwork(machine.handle, machine.device, machine.config);
     if (machine.outerState != eOUTER_EXIT_AS_IT_IS && machine.deviceReachable) {
@@ -459,7 +458,8 @@ int leave(sMachine& machine) {
 int runStateMachine() {
     sMachine machine;
     prepare(machine);
+    notifyReady();
     while (machine.outerState == eOUTER_RUNNING)
-        if (runPass(machine) == ePass::LEAVE_LOOP) break;
+        runPass(machine);
     return leave(machine);
 }

@@ -7,6 +7,7 @@
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/key_value_store.h"
+#include "platform/include/text_helpers.h"
 #include "statemachine/status_keys.h"
 #include "statemachine/timers.h"
 
@@ -27,16 +28,17 @@ sStatusFilesState g_statusState;
 
 void storeList(const tStatusList& list, const std::string& prefix) {
     bool failed = false;
-    const auto report = [&failed](const std::string& key) {
+    const auto report = [&failed](const std::string& what) {
         failed = true;
         // A store that stays broken is told once, not a hundred times every two seconds.
         debug(g_statusState.storeFails ? eLOG_STATUS : eLOG_NOTICE, g_i_debugMode,
-              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", key.c_str());
+              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", what.c_str());
     };
+    std::string key;
     skvs_batch_begin();
     for (const auto& [suffix, value] : list) {
         if (suffix.find('#') != std::string::npos) continue;
-        const std::string key = prefix + suffix;
+        key.assign(prefix).append(suffix);
         if (skvs_set(key.c_str(), value.c_str()) != 0) report(key);
     }
     if (skvs_batch_end() != 0) report(prefix);
@@ -45,14 +47,22 @@ void storeList(const tStatusList& list, const std::string& prefix) {
 
 void writeList(const tStatusList& list, const std::string& path, const std::string& prefix) {
     cFileVector file(path);
+    std::string line;
     for (const auto& [suffix, value] : list) {
-        const bool isComment = suffix.find('#') != std::string::npos;
-        file.AppendLine(isComment ? suffix : prefix + suffix + "=" + value);
+        if (suffix.find('#') == std::string::npos)
+            line.assign(prefix).append(suffix).append("=").append(value);
+        else
+            line = suffix;
+        file.AppendLine(line);
     }
     file.Write();
 }
 
+// These hardly ever change: where /var/log is on a disk it is spared.
 void writeLine(const std::string& path, const std::string& line) {
+    std::string there;
+    const bool isThere = readFile2StringNoFollow(path, there, line.size() + 2);
+    if (isThere && there == line + "\n") return;
     cFileVector file(path);
     file.AppendLine(line);
     file.Write();

@@ -1,7 +1,7 @@
 #include "statemachine/status_keys.h"
 
+#include <cstdio>
 #include <ctime>
-#include <sstream>
 
 #include "atcmd/catalogue.h"
 #include "include/options.h"
@@ -38,10 +38,11 @@ std::string servingOperator(const sNetworkInfo& network) {
     return network.s_network_name.empty() ? network.s_operator : network.s_network_name;
 }
 
+// As a standard stream writes it.
 std::string floatingPoint(double value) {
-    std::ostringstream text;
-    text << value;
-    return text.str();
+    char text[32];
+    snprintf(text, sizeof text, "%g", value);
+    return text;
 }
 
 // clang-format off

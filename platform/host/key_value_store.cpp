@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <map>
 #include <optional>
+#include <unordered_map>
 
 #include "platform/host/store_environment.h"
 #include "platform/include/key_value_store_path.h"
@@ -19,7 +19,7 @@ constexpr size_t MAX_VALUE_BYTES = 4096;
 constexpr int FULL_ATTEMPTS = 10;
 constexpr useconds_t FULL_WAIT_US = 2000;
 
-using tEntries = std::map<std::string, std::string>;
+using tEntries = std::unordered_map<std::string, std::string>;
 
 // What the library keeps between calls.
 struct sStore {

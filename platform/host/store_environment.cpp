@@ -24,6 +24,7 @@
 namespace {
 
 constexpr size_t MAP_BYTES = 4 * 1024 * 1024;
+constexpr off_t LOCK_FILE_BYTES = 8192;  // what LMDB makes for its usual number of readers
 constexpr int OPEN_ATTEMPTS = 5;
 constexpr mode_t FOLDER_MODE = 0755;
 constexpr mode_t FILE_MODE = 0600;            // who may read may also hold locks that stop a writer
@@ -233,8 +234,18 @@ int cStoreEnvironment::lockOpening() const {
     return file.release();
 }
 
+// Room for the lock file: LMDB only sets its size and writes to it through memory, which on a full
+// file system ends the process with SIGBUS. What may not be written here is only read by LMDB too.
+int cStoreEnvironment::reserveLockFile() const {
+    constexpr int FLAGS = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const cFileDescriptor file(open(lockPath().c_str(), FLAGS, FILE_MODE));
+    if (!file.isOpen()) return errno == ENOSPC ? ENOSPC : 0;
+    return posix_fallocate(file.get(), 0, LOCK_FILE_BYTES) == ENOSPC ? ENOSPC : 0;
+}
+
 // Opens the environment once the files have been examined; a new one needs no examination.
 int cStoreEnvironment::openChecked(bool forWriting) {
+    if (const int error = reserveLockFile()) return error;
     sMappedFile data;
     const bool isNew = lookAt(dataPath(), data) != 0 || data.size == 0;
     if (!isNew && !isSound(m_folder)) return MDB_CORRUPTED;

@@ -63,6 +63,7 @@ class cStoreEnvironment {
     bool isUsable(bool forWriting);
     int openUnlocked();
     int lockOpening() const;
+    int reserveLockFile() const;
     int openChecked(bool forWriting);
     int putAside();
     void close();

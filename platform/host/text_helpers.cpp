@@ -19,6 +19,11 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+// The characters of WHITE_SPACE.
+bool isWhiteSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
 template <typename tPredicate>
 std::string withoutCharacters(const std::string& text, tPredicate unwanted) {
     std::string kept = text;
@@ -107,7 +112,7 @@ std::string findNeedleString(const std::string& text, const std::string& needle,
 }
 
 std::string cleanWhiteSpace(const std::string& text) {
-    return cleanCharsFromString(text, WHITE_SPACE);
+    return withoutCharacters(text, isWhiteSpace);
 }
 
 std::string cleanBeginEndWhiteSpace(const std::string& text) {

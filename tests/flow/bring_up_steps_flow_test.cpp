@@ -1,5 +1,6 @@
 #include <cstdlib>
 
+#include "include/debug.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "statemachine/bring_up.h"
@@ -81,6 +82,38 @@ TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::Range<size_t>(0, 63));
+
+TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
+    start();
+    EXPECT_EQ(setup(), eSUCCESS);
+    const std::vector<std::string> told = {
+        "Setup device CMEE reporting",
+        "Enabled STAT_LED GPIO",
+        "Set STAT_LED NOT_REG",
+        "maybeSwitchDeviceFirmware(): Dual firmware is not supported on this device",
+        "gpsStop(): Stream already stopped",
+        "getModemInfo(): maybeEnableGps() returned eERROR_DEVICE_GPS_STOP_STREAM_SUCCESS (534)",
+        "Setup device for SMS PDU mode",
+        "Detached from the network",
+        "Setup device PSNT reporting",
+        "Success setting APN 'internet'",
+        "Not setting PDP auth type, not configured",
+        "Set PDP username/password/auth",
+        "determineSupportedNetSpeed(): Network speed config is set to ignore, nothing to do",
+        "maybeSetNetworkSpeed(): No new network pref setting to change",
+        "Success setting device Band settings to Auto"};
+    EXPECT_EQ(capturedLog(), told);
+}
+
+TEST_F(BringUpSteps, RefusedReports_AreTold) {
+    start();
+    fault("AT+CMGF=0", "error");
+    fault("AT#PSNT=0", "error");
+    EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(logCount("Error setting up device for SMS PDU mode, might not support this mode"),
+              1u);
+    EXPECT_EQ(logCount("Error setting device PSNT reporting (-2)"), 1u);
+}
 
 TEST_F(BringUpSteps, Setup_HasSixtyThreeCommands) {
     EXPECT_EQ(setupCommands().size(), 63u);
@@ -313,7 +346,10 @@ TEST_F(BringUpSteps, ImsApnRefusedOrNotAnswered_Is202) {
 
 TEST_F(BringUpSteps, VerizonSimOnTheOtherImage_SwitchesTheImage) {
     start({{"firmware", {{"dual", true}, {"slot", 0}}}, {"sim", {{"imsi", "311480000000001"}}}});
+    g_i_debugMode = eLOG_POLICY | eLOG_STATE;
     EXPECT_EQ(setup(), eERROR_DEVICE_SHOULD_RESET);
+    EXPECT_TRUE(logContains("DEBUG: getDeviceSimInfo(): SIM carrier is Verizon"));
+    EXPECT_EQ(logCount("DEBUG: getModemInfo() SIM Slot not changed"), 1u);
     EXPECT_EQ(commands(),
               sequence(modelCommands(), dualIdentityCommands(), "AT#GPIO=2,2", simCommands(),
                        simCommands(), operatorCommands(), "AT#FWSWITCH=1,1"));
@@ -620,7 +656,11 @@ TEST_F(BringUpSteps, RequestThatIsNotAnswered_DoesNotFailThePoll) {
 TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
     config.syncTime = true;
     startRegistered();
+    g_i_debugMode = eLOG_STATE;
     ASSERT_EQ(poll(), eSUCCESS);
+    EXPECT_EQ(logCount("DEBUG: maybeSetSystemTime(): Running command 'systime.sh --set "
+                       "\"6/15/20 20:32:5\" &>/dev/null'"),
+              1u);
     const tCommands sent = commands();
     const tCommands expected =
         sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(), "AT+CSDF=1",
@@ -674,6 +714,7 @@ TEST_F(BringUpSteps, ResetWithoutAPort_PowerCyclesTheSlot) {
     start();
     resetDevice(-1);
     EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ResetCellular now force -s 1"}));
+    EXPECT_EQ(logCount("Resetting device with 'ResetCellular now force -s 1 &'"), 1u);
     EXPECT_TRUE(commands().empty());
 }
 
@@ -689,6 +730,22 @@ TEST_F(BringUpSteps, FirmwareTriggerOfAnotherSlot_IsLeftAlone) {
     std::system("mkdir -p /tmp/cellmodem_firmware; touch /tmp/cellmodem_firmware/start_update.2");
     EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
     EXPECT_TRUE(fileExists("/tmp/cellmodem_firmware/start_update.2"));
+}
+
+TEST_F(BringUpSteps, FirmwareFolderThatIsALink_IsNotFollowed) {
+    std::system("mkdir -p /tmp/outside; touch /tmp/outside/start_update.1");
+    std::system("ln -s outside /tmp/cellmodem_firmware");
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(fileExists("/tmp/outside/start_update.1"));
+    std::system("rm /tmp/cellmodem_firmware");
+}
+
+TEST_F(BringUpSteps, FirmwareTriggerThatIsALink_IsDeletedItself) {
+    std::system("touch /tmp/target; mkdir -p /tmp/cellmodem_firmware");
+    std::system("ln -s ../target /tmp/cellmodem_firmware/start_update.1");
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(fileExists("/tmp/target"));
 }
 
 TEST_F(BringUpSteps, FirmwareTriggerThatCannotBeDeleted_CountsAndIsTold) {

@@ -55,6 +55,28 @@ TEST_F(DataSession, HealthyModem_IsStartedWithTheWholeSequence) {
     EXPECT_EQ(shell.calls().size(), 1u);
 }
 
+TEST_F(DataSession, Start_TellsWhatItDoesWithEachContext) {
+    startRegistered();
+    g_i_debugMode = eLOG_POLICY;
+    const auto activeContexts = [this](const nlohmann::json& lines) {
+        order({{"op", "fault"},
+               {"match", "AT+CGACT?"},
+               {"kind", "answer"},
+               {"count", 1},
+               {"lines", lines}});
+    };
+    tell("AT+CGDCONT=2,\"IP\",\"other\"");
+    activeContexts({"+CGACT: 2,1"});
+    EXPECT_EQ(startSession(), eSUCCESS);
+    EXPECT_EQ(logCount("startDataSession(): Deactivating PDP context 2"), 1u);
+    EXPECT_EQ(logCount("startDataSession(): PDP context 1 not active, activating it now"), 1u);
+    clearCapturedLog();
+    activeContexts({"+CGACT: 1,1"});
+    startSession();
+    EXPECT_EQ(logCount("DEBUG: startDataSession(): Skipping PDP context 1 (in config)"), 1u);
+    EXPECT_FALSE(logContains("activating it now"));
+}
+
 TEST_F(DataSession, ConnectWithoutOk_IsTakenAfterTheWait) {
     startRegistered({{"cgdata_ok", false}});
     const uint64_t before = port().nowMs();
@@ -219,7 +241,9 @@ TEST_F(DataSession, FailedStart_IsNotRepeatedForThirtySeconds) {
         logCount("Failed to start network connection, starting 30 second Network Delay Timer"), 1u);
     commands();
     passSeconds(29);
+    g_i_debugMode = eLOG_POLICY;
     EXPECT_EQ(maybeStart(), eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING);
+    EXPECT_EQ(logCount("DEBUG: maybeStartDataSession(): Network Delay Timer running 29/30"), 1u);
     EXPECT_TRUE(commands().empty());
     // The wait does not hide why the attempt failed.
     EXPECT_EQ(device.e_last_connect_error, eERROR_DEVICE_NMC_DATA_SET_ERROR);
@@ -280,11 +304,20 @@ TEST_F(DataSession, Ipv6Only_ComparesNoIpv4Address) {
 
 TEST_F(DataSession, NoServiceTimer_AsksForAResetAfterFiveMinutes) {
     start();
+    g_i_debugMode = eLOG_POLICY;
     device.sim.i_lock_class = eSIM_READY;
     device.network.i_reg_state = eREG_SEARCHING;
     EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
-    passSeconds(299);
+    EXPECT_EQ(logCount("checkNoServiceTimer(): Device has No Service, starting timer"), 1u);
+    passSeconds(290);
     EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
+    passSeconds(9);
+    EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
+    // Told every ten seconds.
+    const std::string running = "DEBUG: checkNoServiceTimer(): No Service Timer running ";
+    EXPECT_EQ(logCount(running + "290/300 seconds"), 1u);
+    EXPECT_EQ(logCount(running + "299/300 seconds"), 0u);
+    EXPECT_EQ(logCount("DEBUG: checkNoServiceTimer(): Device not network registered"), 3u);
     passSeconds(1);
     EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eERROR_DEVICE_REQUIRES_RESET);
     EXPECT_EQ(logCount("Device has No Service after 5 minutes, requires reset"), 1u);
@@ -306,15 +339,23 @@ TEST_F(DataSession, DeniedRegistration_NeverLeadsToANoServiceReset) {
 
 TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyWhereAllowed) {
     start();
-    EXPECT_FALSE(checkNetworkRegistration(device, config));
+    g_i_debugMode = eLOG_NETWORK_TRAFFIC;  // another category: only what is new is told
+    for (int i = 0; i < 2; ++i)
+        EXPECT_FALSE(checkNetworkRegistration(device, config));
     device.network.b_registered = true;
     device.network.i_reg_state = eREG_HOME;
-    EXPECT_TRUE(checkNetworkRegistration(device, config));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(checkNetworkRegistration(device, config));
     device.network.i_reg_state = eREG_ROAMING;
-    EXPECT_TRUE(checkNetworkRegistration(device, config));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_TRUE(checkNetworkRegistration(device, config));
     config.roamingAllowed = false;
-    EXPECT_FALSE(checkNetworkRegistration(device, config));
-    EXPECT_EQ(logCount("Device is registered roaming, but config roaming is disabled"), 1u);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_FALSE(checkNetworkRegistration(device, config));
+    const tCommands told = {"Device not network registered", "Device is network registered",
+                            "Device is registered roaming",
+                            "Device is registered roaming, but config roaming is disabled"};
+    EXPECT_EQ(capturedLog(), told);
 }
 
 TEST_F(DataSession, Disconnecting_SendsNothingAndTakesTheInterfaceDown) {
@@ -328,6 +369,8 @@ TEST_F(DataSession, Disconnecting_SendsNothingAndTakesTheInterfaceDown) {
     EXPECT_EQ(shell.calls(), (std::vector<std::string>{"setup_cellint.sh -i wwan0 --down"}));
     EXPECT_EQ(device.network.pdp_dynamic[0].ePDP_ip_type, eIP_TYPE_NONE);
     EXPECT_EQ(device.s_connection_status, "DISCONNECTED");
+    EXPECT_EQ(logCount("Disconnecting from network"), 1u);
+    EXPECT_EQ(logCount("Clearing network interface IP info"), 1u);
     shell.setStatus("setup_cellint.sh", 3);
     EXPECT_EQ(disconnectNetwork(handle(), device, config), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
 }

@@ -1,7 +1,8 @@
 # Sequences and policies against the simulated modem, in a namespace of their own: the daemon's
 # absolute paths are real there, and /bin/sh is bash.
-add_library(cellslot_flow_support STATIC support/flow_fixture.cpp support/shell_stubs.cpp
-                                         support/simulated_port.cpp)
+add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/flow_fixture.cpp
+                                         support/shell_stubs.cpp support/simulated_port.cpp
+                                         support/whole_daemon.cpp)
 target_link_libraries(cellslot_flow_support PUBLIC cellslot_test_support cellslot_statemachine
                                                    cellslot_sim)
 
@@ -12,7 +13,7 @@ function(cellslot_add_flow_tests subject)
     target_link_libraries(${subject}_flow_tests PRIVATE cellslot_flow_support GTest::gtest_main)
     add_test(NAME flow.${subject}
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
-                     $<TARGET_FILE:${subject}_flow_tests>)
+                     ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${subject}_flow_tests>)
     set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT 300)
 endfunction()
 
@@ -31,3 +32,6 @@ cellslot_add_flow_tests(radio_policy
 cellslot_add_flow_tests(status
     SOURCES flow/status_flow_test.cpp flow/status_file_flow_test.cpp flow/status_led_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
+
+cellslot_add_flow_tests(resources SOURCES flow/resources_flow_test.cpp)
+target_link_options(resources_flow_tests PRIVATE -Wl,--wrap=system -Wl,--wrap=fork)

@@ -137,9 +137,14 @@ TEST_F(InterfaceLines, UsualInterfaceNames_AreAccepted) {
 
 TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
     start();
+    g_i_debugMode = eLOG_NETWORK_TRAFFIC;
     networkKeepAlive();
     passSeconds(1000);
     networkKeepAlive();
+    const std::vector<std::string> told = {
+        "DEBUG: networkKeepAlive(): Timer count 0", "DEBUG: networkKeepAlive(): Timer count 1000",
+        "DEBUG: networkKeepAlive(): running command 'ping -c 1 -I wwan0 1.2.3.4 &>/dev/null &'"};
+    EXPECT_EQ(capturedLog(), told);
     EXPECT_EQ(shell.waitForCalls(1).size(), 1u);
     g_C_networkKeepAliveTimer.Stop();
     networkKeepAlive();
@@ -172,6 +177,26 @@ TEST_F(InterfaceLines, CountersThatStandStill_AreNoTrafficAfterTwoSeconds) {
     EXPECT_FALSE(traffic());
     passSeconds(60);
     EXPECT_FALSE(traffic());
+}
+
+TEST_F(InterfaceLines, Counters_AreTraced) {
+    start();
+    g_i_debugMode = eLOG_NETWORK_TRAFFIC;
+    setCounters("100", "0");
+    traffic();
+    setCounters("150", "20");
+    clearCapturedLog();
+    traffic();
+    // Each new value stands before its old one.
+    const std::string start = "DEBUG: checkNetworkTxRx(): ";
+    const std::vector<std::string> told = {
+        start + "read 150 from " + m_statistics + "/tx_bytes",
+        start + "read 20 from " + m_statistics + "/rx_bytes", start + "Both TX/RX are >0",
+        start + "TX and/or RX have new values (OLD/NEW TX: 150/100, RX: 20/0), starting timer",
+        start + "Timer is running"};
+    EXPECT_EQ(capturedLog(), told);
+    EXPECT_FALSE(checkNetworkTxRx("/tmp/class/net", true));
+    EXPECT_EQ(logCount(start + "Stopping timer for testing"), 1u);
 }
 
 TEST_F(InterfaceLines, EitherCounter_ShowsTraffic) {

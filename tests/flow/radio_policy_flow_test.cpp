@@ -1,5 +1,6 @@
 #include "statemachine/radio_policy.h"
 
+#include "include/debug.h"
 #include "statemachine/bands.h"
 #include "tests/support/flow_fixture.h"
 
@@ -34,32 +35,50 @@ constexpr unsigned NA = NET_BIT_3G | NET_BIT_4G;
 
 TEST_P(NetSpeed, Preference_ChoosesItsValueOrNone) {
     EXPECT_EQ(speed(GetParam().preference, GetParam().bits), GetParam().ws46);
-    const std::string log = GetParam().log;
-    if (!log.empty()) {
-        EXPECT_TRUE(logContains(log));
-    }
+    tCommands expected;
+    if (GetParam().log[0] != '\0') expected.emplace_back(GetParam().log);
+    EXPECT_EQ(capturedLog(), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Each, NetSpeed,
     ::testing::Values(
-        sSpeedCase{eNET_PREF_IGNORE, ALL, 0, "Network speed config is set to ignore"},
+        sSpeedCase{
+            eNET_PREF_IGNORE, ALL, 0,
+            "determineSupportedNetSpeed(): Network speed config is set to ignore, nothing to do"},
         sSpeedCase{eNET_PREF_2G, ALL, 12, ""},
-        sSpeedCase{eNET_PREF_2G, NA, 0, "does not support 2G, cannot set network preference"},
+        sSpeedCase{eNET_PREF_2G, NA, 0,
+                   "determineSupportedNetSpeed(): Device does not support 2G, cannot set network "
+                   "preference"},
         sSpeedCase{eNET_PREF_3G, NA, 22, ""},
-        sSpeedCase{eNET_PREF_3G, NET_BIT_4G, 0, "does not support 3G, cannot"},
+        sSpeedCase{eNET_PREF_3G, NET_BIT_4G, 0,
+                   "determineSupportedNetSpeed(): Device does not support 3G, cannot set network "
+                   "preference"},
         sSpeedCase{eNET_PREF_2G_3G, ALL, 29, ""},
-        sSpeedCase{eNET_PREF_2G_3G, NA, 0, "does not support 2G/3G combo, cannot"},
+        sSpeedCase{eNET_PREF_2G_3G, NA, 0,
+                   "determineSupportedNetSpeed(): Device does not support 2G/3G combo, cannot set "
+                   "network preference"},
         sSpeedCase{eNET_PREF_4G, NA, 28, ""},
-        sSpeedCase{eNET_PREF_4G, NET_BIT_3G, 0, "does not support 4G, cannot"},
+        sSpeedCase{eNET_PREF_4G, NET_BIT_3G, 0,
+                   "determineSupportedNetSpeed(): Device does not support 4G, cannot set network "
+                   "preference"},
         sSpeedCase{eNET_PREF_2G_4G, ALL, 30, ""},
-        sSpeedCase{eNET_PREF_2G_4G, NA, 0, "does not support 2G/4G combo, cannot"},
+        sSpeedCase{eNET_PREF_2G_4G, NA, 0,
+                   "determineSupportedNetSpeed(): Device does not support 2G/4G combo, cannot set "
+                   "network preference"},
         sSpeedCase{eNET_PREF_3G_4G, NA, 31, "Setting Network preference to 3G/4G (auto)"},
-        sSpeedCase{eNET_PREF_3G_4G, NET_BIT_4G, 0, "does not support 3G/4G mode, cannot"},
+        sSpeedCase{eNET_PREF_3G_4G, NET_BIT_4G, 0,
+                   "determineSupportedNetSpeed(): Device does not support 3G/4G mode, cannot set "
+                   "network preference"},
         sSpeedCase{eNET_PREF_2G_3G_4G, NET_BIT_4G, 0, "Device supports 4G only"},
         sSpeedCase{eNET_PREF_AUTO, ALL, 25, "Setting Network preference to 2G/3G/4G (auto)"},
         sSpeedCase{eNET_PREF_AUTO, NA, 31, "Setting Network preference to 3G/4G (auto)"},
-        sSpeedCase{eNET_PREF_AUTO, NET_BIT_3G, 0, "(Auto Mode), cannot set network preference"}));
+        sSpeedCase{eNET_PREF_AUTO, NET_BIT_3G, 0,
+                   "determineSupportedNetSpeed(): Device does not support 3G/4G or 2G/3G/4G (Auto "
+                   "Mode), cannot set network preference"},
+        sSpeedCase{eNET_PREF_AUTO, NET_BIT_2G | NET_BIT_4G, 0,
+                   "determineSupportedNetSpeed(): Device does not support 3G/4G or 2G/3G/4G (Auto "
+                   "Mode), cannot set network preference"}));
 
 TEST_F(RadioPolicy, Names_OfMasksAndModes) {
     EXPECT_EQ(decodeNetBits(0), "Ignore");
@@ -103,6 +122,14 @@ TEST_F(RadioPolicy, FirmwareImage_FollowsConfigurationOrTheSimsCarrier) {
     device.sim.s_imsi = "310410000000001";
     EXPECT_EQ(change(eFIRMWARE_SLOT_AUTO), eERROR_DEVICE_FIRMWARE_ALREADY_SET);
     EXPECT_TRUE(commands().empty());
+    const tCommands told = {
+        "maybeSwitchDeviceFirmware(): Dual firmware is not supported on this device",
+        "maybeSwitchDeviceFirmware(): firmware_slot previous error switching",
+        "Firmware Slot is Auto, but SIM is not present or not ready, cannot determine needed "
+        "Firmware slot",
+        "Firmware Slot is Auto, SIM carrier is Unknown, setting FW Slot 0",
+        "Firmware slot is already set to 0"};
+    EXPECT_EQ(capturedLog(), told);
     fault("AT#FWSWITCH=1,1", "error");
     EXPECT_EQ(change(eFIRMWARE_SLOT_1), eERROR_DEVICE_RESPONSE_ERROR);
     fault("AT#FWSWITCH=1,1", "silence");
@@ -129,8 +156,11 @@ TEST_F(RadioPolicy, SimSlot_IsQueriedOnlyWhenConfiguredAndSwitchedOnlyWhenWrong)
     config.simSlot = 0;
     EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS);
     EXPECT_TRUE(commands().empty());
+    EXPECT_EQ(logCount("maybeSwitchSimSlot(): SIM Slot not set in config, ignoring"), 1u);
     config.simSlot = 1;
+    g_i_debugMode = eLOG_POLICY;
     EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS);
+    EXPECT_EQ(logCount("DEBUG: maybeSwitchSimSlot(): Current SIM Slot matches config (1)"), 1u);
     EXPECT_EQ(device.sim.e_slot, eSIM_SLOT_1);
     config.simSlot = 2;
     EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS_DEVICE_UNLOCK);
@@ -155,6 +185,10 @@ TEST_F(RadioPolicy, Apn_GoesByTheSimsSlot) {
     config.apn2.clear();
     EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
     EXPECT_TRUE(commands().empty());
+    const tCommands told = {"Notice: Current SIM slot unknown, not setting APN",
+                            "Success setting APN 'second one'",
+                            "Notice: APN is empty, nothing to set"};
+    EXPECT_EQ(capturedLog(), told);
 }
 
 TEST_F(RadioPolicy, WriteOnceApn_IsClearedAfterTheFirstSuccess) {
@@ -164,6 +198,7 @@ TEST_F(RadioPolicy, WriteOnceApn_IsClearedAfterTheFirstSuccess) {
     EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
     EXPECT_EQ(config.apn, "");
     EXPECT_EQ(config.apn2, "");
+    EXPECT_EQ(logCount("Config APN directive is write-once, clearing APN from config buffer"), 1u);
     commands();
     EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
     EXPECT_TRUE(commands().empty());
@@ -193,6 +228,12 @@ TEST_F(RadioPolicy, Authentication_IsSentOnlyWhenConfigured) {
     EXPECT_EQ(maybeSetUsernamePassword(handle(), config), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT#PDPAUTH=1,0,,"}));
     EXPECT_EQ(config.username, "");
+    EXPECT_EQ(config.password, "");
+    const tCommands told = {
+        "Not setting PDP auth type, not configured",
+        "Setting PDP username 'user', password 'secret', auth type '2' for profile context 1",
+        "PDP Auth settings are Off, clearing them for profile context 1"};
+    EXPECT_EQ(capturedLog(), told);
 }
 
 TEST_F(RadioPolicy, Operator_IsSetByConfiguration) {
@@ -264,7 +305,11 @@ TEST_F(RadioPolicy, ManualBands_AreSentAfterTheSelectionMode) {
     config.band4gBits = 10;
     EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#AUTOBND=2", "AT#BND=0,1,10"}));
-    EXPECT_EQ(logCount("Last Cmd: AT#BND=0,1,10"), 1u);
+    const tCommands told = {"getSupportedBands(): Manual Mode - 3G Band option 2/22 is Valid",
+                            "getSupportedBands(): Manual Mode - 4G Band option 10/71706 is Valid",
+                            "Last Cmd: AT#BND=0,1,10",
+                            "Success setting device Band settings to Manual, 3G: 1, 4G: B2,B4"};
+    EXPECT_EQ(capturedLog(), told);
     fault("AT#BND=0,1,10", "error");
     EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eERROR_DEVICE_RESPONSE_ERROR);
     fault("AT#AUTOBND=2", "silence");

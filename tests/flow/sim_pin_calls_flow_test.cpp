@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "include/debug.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
@@ -44,6 +45,13 @@ class SimPinCalls : public cFlowFixture {
             if (command.compare(0, 8, "AT+CPIN=") == 0) ++count;
         return count;
     }
+    // Until the next command, in milliseconds.
+    uint64_t pauseAfter(const std::string& command) {
+        const std::vector<sSimExchange>& all = port().modem().exchanges();
+        for (size_t i = 0; i + 1 < all.size(); ++i)
+            if (all[i].command == command) return all[i + 1].timeMs - all[i].timeMs;
+        return 0;
+    }
     void forgetPin() { order({{"op", "set"}, {"sim", {{"verified", false}}}}); }
 };
 
@@ -75,6 +83,8 @@ TEST_F(SimPinCalls, BlockedSim_IsUnlockedWithItsPukAndKeepsTheNewPin) {
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(commands(), sequence(simCommands(), simCommands(), "AT+CPIN=12345678,4321",
                                    simCommands(), simCommands()));
+    EXPECT_GE(pauseAfter("AT+CPIN=12345678,4321"), 1000u);
+    EXPECT_LT(pauseAfter("AT+CPIN=12345678,4321"), 1100u);
     EXPECT_EQ(readFile(CURRENT), "4321\n");
     // The new PIN is no request of its own afterwards ...
     EXPECT_EQ(look(), eSUCCESS);
@@ -165,6 +175,7 @@ TEST_F(SimPinCalls, UnlockOfAReadySim_OnlyLeavesAnOutcome) {
     device.sim.s_outcome.clear();
     EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eSUCCESS);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM, already in a ready state");
+    EXPECT_EQ(logCount("Error: Cannot unlock SIM, already in a ready state"), 2u);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(readFile(PUK), "12345678\n");
 }
@@ -173,6 +184,7 @@ TEST_F(SimPinCalls, UnlockOfTheOtherLock_IsRefused) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "12345678\n");
     startWith(OPEN);
+    g_i_debugMode = eLOG_POLICY;
     for (const int state : {static_cast<int>(eSIM_MISSING), static_cast<int>(eSIM_PUK_REQUIRED),
                             static_cast<int>(eSIM_LOCK_UNKNOWN)}) {
         device.sim.i_lock_class = state;
@@ -183,6 +195,10 @@ TEST_F(SimPinCalls, UnlockOfTheOtherLock_IsRefused) {
         device.sim.i_lock_class = state;
         EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eERROR_DEVICE_NOT_PUK_LOCKED);
     }
+    EXPECT_EQ(
+        logCount("DEBUG: maybeUnlockSimPin(): Warning: SIM is not CPIN locked, cannot unlock"), 3u);
+    EXPECT_EQ(logCount("DEBUG: maybeUnlockSimPuk(): Warning: SIM is not PUK locked, cannot unlock"),
+              3u);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(readFile(PUK), "12345678\n");
 }
@@ -192,6 +208,16 @@ TEST_F(SimPinCalls, WarningsThatComeWithEveryPoll_AreNoNotices) {
     clearCapturedLog();
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_FALSE(logContains("has not changed"));
+    g_i_debugMode = eLOG_POLICY;
+    EXPECT_EQ(look(), eFAILURE);
+    device.sim.i_lock_class = eSIM_PUK_REQUIRED;
+    EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(
+        logCount("DEBUG: maybeUnlockSimPin(): Warning: SIM locked, but CPIN file has not changed"),
+        1u);
+    EXPECT_EQ(logCount("DEBUG: maybeUnlockSimPuk(): Warning: SIM PUK locked, but PUK file has not "
+                       "changed"),
+              1u);
 }
 
 struct sFormatCase {
@@ -321,6 +347,8 @@ TEST_F(SimPinCalls, ChangedPin_IsWrittenAfterAnotherLookAtTheSim) {
     startWith(READY_WITH_LOCK);
     EXPECT_EQ(manage(), eSUCCESS);
     EXPECT_EQ(commands(), sequence("AT+CPWD=\"SC\",1234,87654321", simCommands()));
+    EXPECT_GE(pauseAfter("AT+CPWD=\"SC\",1234,87654321"), 200u);
+    EXPECT_LT(pauseAfter("AT+CPWD=\"SC\",1234,87654321"), 300u);
     EXPECT_EQ(readFile(CURRENT), "87654321\n");
     EXPECT_EQ(logCount("CPIN chnage success to 87654321"), 1u);
     EXPECT_EQ(logCount("Device may require a reset after CPIN change"), 1u);
@@ -553,6 +581,129 @@ TEST_F(SimPinCalls, OutageThatFoundTheSimReady_AllowsNothingLater) {
     rearmCurrentCpin();
     ASSERT_EQ(look(), eSUCCESS);
     forgetPin();
+    commands();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+}
+
+// ---- a start after a PIN whose outcome is not known
+// ----------------------------------------------
+
+class PinAfterAStart : public SimPinCalls {
+  protected:
+    // The daemon starts anew; files, store and SIM stay as they are.
+    void startAgain() {
+        resetSimPinState();
+        createCpinMonitors(device.sim);
+        commands();
+    }
+    // The modem takes the command, but its answer is lost.
+    void loseAnswerTo(const std::string& command) {
+        order({{"op", "fault"},
+               {"match", command},
+               {"kind", "silence"},
+               {"count", 1},
+               {"execute", true}});
+    }
+};
+
+TEST_F(PinAfterAStart, WrongPinThatWasNotAnswered_IsNotTriedAgain) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    loseAnswerTo("AT+CPIN=9999");
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    for (int i = 0; i < 3; ++i) {
+        startAgain();
+        EXPECT_EQ(look(), eFAILURE);
+        EXPECT_EQ(unlocksSent(), 0u);
+    }
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+    writeFile(CURRENT, "1234\n");
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(PinAfterAStart, WrongPinThatSeemedToBeAccepted_IsNotTriedAgain) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    order({{"op", "fault"},
+           {"match", "AT+CPIN=9999"},
+           {"kind", "answer"},
+           {"count", 1},
+           {"execute", true}});
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    startAgain();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+}
+
+TEST_F(PinAfterAStart, PinThatTheSimNeverSaw_IsTriedAgainOnce) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    fault("AT+CPIN=1234", "silence", 0, 2);
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    startAgain();
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(look(), eFAILURE);
+    startAgain();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(PinAfterAStart, PinThatOpenedTheSim_IsTriedWhateverItsAttempts) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(look(), eSUCCESS);
+    order({{"op", "set"}, {"sim", {{"verified", false}, {"pin_attempts", 2}}}});
+    startAgain();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+}
+
+TEST_F(PinAfterAStart, PinWrittenAgainWithTheSameContent_IsTried) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    loseAnswerTo("AT+CPIN=9999");
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    usleep(20000);  // the file system's clock ticks
+    writeFile(CURRENT, "9999\n");
+    startAgain();
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(readFile(CURRENT), "");
+}
+
+class RequestBeforeAStart
+    : public PinAfterAStart,
+      public ::testing::WithParamInterface<std::pair<const char*, const char*>> {};
+
+TEST_P(RequestBeforeAStart, WrongPinOfARequestThatWasNotAnswered_IsNotTriedToUnlock) {
+    const auto& [request, command] = GetParam();
+    writeFile(CURRENT, "9999\n");
+    writeFile(REQUEST, request);
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"verified", true}}}});
+    loseAnswerTo(command);
+    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    order({{"op", "set"}, {"sim", {{"verified", false}}}});
+    startAgain();
+    EXPECT_EQ(look(), eFAILURE);
+    EXPECT_EQ(unlocksSent(), 0u);
+    EXPECT_EQ(device.sim.i_pin_attempts, 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, RequestBeforeAStart,
+                         ::testing::Values(std::pair("5678", "AT+CPWD=\"SC\",9999,5678"),
+                                           std::pair("disable", "AT+CLCK=\"SC\",0,\"9999\"")));
+
+TEST_F(SimPinCalls, AnswerWithoutTheAttempts_AllowsNothingAfterAnOutage) {
+    writeFile(CURRENT, "1234\n");
+    startWith(LOCKED);
+    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}, {"pin_attempts", 2}}}});
+    order({{"op", "fault"},
+           {"match", "AT+CPIN?;#PCT"},
+           {"kind", "answer"},
+           {"lines", {"+CPIN: SIM PIN", "#PC~T: 2"}},
+           {"count", 2}});
+    rearmCurrentCpin();
     commands();
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_EQ(unlocksSent(), 0u);

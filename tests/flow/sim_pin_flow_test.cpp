@@ -99,6 +99,19 @@ INSTANTIATE_TEST_SUITE_P(Each, SimPinFormat,
                          ::testing::Values("123", "123456789", "12a4", "", "  \n", "1234;AT",
                                            "                 1234", "12345678901234567890"));
 
+TEST_F(SimPin, RejectedPin_IsNamedUnlessThereIsNone) {
+    startWith(LOCKED);
+    const std::pair<const char*, const char*> expected[] = {
+        {" \n", "Error: Cannot unlock SIM, CPIN is not set"},
+        {"12a4\n", "Error: Cannot unlock SIM with CPIN '12a4', not a valid format"}};
+    for (const auto& [text, outcome] : expected) {
+        writeFile(CURRENT, text);
+        EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+        EXPECT_EQ(device.sim.s_outcome, outcome);
+        EXPECT_EQ(logCount(outcome), 1u);
+    }
+}
+
 TEST_F(SimPin, FilesThatAreNoFiles_CountAsEmptyAndDoNotHang) {
     ASSERT_EQ(mkfifo(CURRENT, 0600), 0);
     EXPECT_EQ(readCpinFile(CURRENT), "");
@@ -368,12 +381,17 @@ TEST_F(SimPin, RequestOfWhiteSpace_DoesNothing) {
     EXPECT_TRUE(commands().empty());
 }
 
-TEST_F(SimPin, DisableWhileOff_OnlyLogsANotice) {
+TEST_F(SimPin, LockThatIsAsRequested_OnlyLogsANotice) {
     writeFile(CURRENT, "1234\n");
     request("disable");
     startWith(UNLOCKED);
     EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
     EXPECT_EQ(logCount("Notice: CPIN already disabled, cannot change"), 1u);
+    request("enable");
+    device.sim.i_pin_lock_enabled = 1;
+    EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(logCount("Notice: CPIN already enabled, cannot change"), 1u);
+    EXPECT_TRUE(commands().empty());
 }
 
 TEST_F(SimPin, InvalidCurrentPin_IsRejectedBeforeTheRequest) {

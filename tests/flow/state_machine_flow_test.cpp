@@ -12,57 +12,13 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "platform/include/key_value_store.h"
-#include "tests/support/flow_fixture.h"
+#include "tests/support/daemon_reset.h"
+#include "tests/support/whole_daemon.h"
 
 namespace {
 
-constexpr const char* CONFIG_FILE = "/etc/vuk/cellular1.conf";
-constexpr const char* STATUS_FILE = "/var/log/wireless.cardstats.1";
-const std::string CONFIG =
-    "CM_ENABLE_INTERFACE=yes\n"
-    "CM_APN=internet\n"
-    "CM_GPS_ENABLE=no\n"
-    "CM_SYNC_TIME=no\n";
-
-// The whole daemon on a simulated terminal. What is to happen while it runs is said beforehand with
-// its time on the daemon's clock.
-class StateMachine : public cFlowFixture {
+class StateMachine : public cWholeDaemon {
   protected:
-    void SetUp() override {
-        writeFile(CONFIG_FILE, CONFIG);
-        writeFile("/run/poststart", "");
-    }
-
-    void startOnTerminal(const nlohmann::json& scenario = nlohmann::json::object()) {
-        start(scenario, cSimulatedPort::TERMINAL);
-    }
-
-    void at(double seconds, std::function<void()> action) {
-        m_actions.push_back({static_cast<uint64_t>(seconds * 1000), std::move(action), false});
-    }
-
-    // Runs the daemon, which SIGTERM ends after so many seconds unless it ends before.
-    int run(double seconds) {
-        at(seconds, [] { b_got_sigterm = true; });
-        port().onTurn([this] {
-            for (sAction& action : m_actions) {
-                if (action.done || port().nowMs() < action.timeMs) continue;
-                action.done = true;
-                action.run();
-            }
-        });
-        return runStateMachine();
-    }
-
-    static std::string statusOf(const std::string& key) {
-        const std::string text = readFile(STATUS_FILE);
-        const std::string start = "CELLMODEM1" + key + "=";
-        const size_t at = text.find(start);
-        if (at == std::string::npos) return "(no such key)";
-        const size_t value = at + start.size();
-        return text.substr(value, text.find('\n', value) - value);
-    }
-
     // The status of a key at a time, filled in while the daemon runs.
     void recordStatus(double seconds, const std::string& key, std::string& value) {
         at(seconds, [key, &value] { value = statusOf(key); });
@@ -104,14 +60,6 @@ class StateMachine : public cFlowFixture {
             usleep(10000);
         EXPECT_EQ(callsStartingWith(call).size(), 1u);
     }
-
-  private:
-    struct sAction {
-        uint64_t timeMs;
-        std::function<void()> run;
-        bool done;
-    };
-    std::vector<sAction> m_actions;
 };
 
 const char* const DOWN = "setup_cellint.sh -i wwan0 --down";
@@ -207,9 +155,29 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
     EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
     EXPECT_EQ(readFile("/storage/cellmodem.firmware.upd.status.1"),
               "Firmware file trigger is present,\nresetting device to start firmware update\n\n");
+    EXPECT_EQ(logCount("Firmware file trigger is present,\n"
+                       "resetting device to start firmware update\n"),
+              1u);
     EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware/start_update.1"));
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=0", "AT#REBOOT"}));
     EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
+}
+
+// A daemon was killed while it entered a message: the modem takes what comes for the message's
+// text.
+TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
+    startOnTerminal();
+    const std::string command = "AT+CMGS=18\r";
+    ASSERT_EQ(write(handle(), command.data(), command.size()), 11);
+    passSeconds(1);
+    std::filesystem::create_directories("/tmp/sms");
+    writeFile("/tmp/sms/.cellslot-prompt.1", "");
+    std::string state;
+    recordStatus(20, "_QMI_STATE", state);
+    run(20.5);
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(logCount("Sending of an SMS message was cut short, ending its prompt"), 1u);
+    EXPECT_FALSE(fileExists("/tmp/sms/.cellslot-prompt.1"));
 }
 
 TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndLeavesTheLedAlone) {
@@ -307,11 +275,55 @@ TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
     EXPECT_EQ(calls, (std::vector<std::string>{DOWN, up[0], DOWN, up[1], DOWN, DOWN}));
 }
 
+TEST_F(StateMachine, ReloadWithoutAPort_WaitsForThePort) {
+    startOnTerminal();
+    const std::string path = g_S_options.s_device;
+    g_S_options.s_device = "/dev/there-is-no-such-port";
+    at(3, [this] { reconfigure("CM_MTU=1400\n"); });
+    at(10, [&] {
+        EXPECT_FALSE(logContains("Received SIGUSR2"));
+        g_S_options.s_device = path;
+    });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
+    ASSERT_EQ(up.size(), 1u);
+    EXPECT_NE(up[0].find(" -m 1400 "), std::string::npos);
+}
+
+TEST_F(StateMachine, SlotOneWithoutItsFile_StaysOnTheOldOne) {
+    unlink(CONFIG_FILE);
+    std::filesystem::create_directories("/etc/zoq/wireless");
+    writeFile("/etc/zoq/wireless/cellmodem_ppp.conf", CONFIG + "CM_MTU=1300\n");
+    startOnTerminal();
+    at(6, [this] { reconfigure("CM_MTU=1400\n"); });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    EXPECT_FALSE(logContains("Received USR2 and config changed"));
+    const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
+    ASSERT_EQ(up.size(), 1u);
+    EXPECT_NE(up[0].find(" -m 1300 "), std::string::npos);
+}
+
+TEST_F(StateMachine, OtherSlotWithoutItsFile_RunsOnDefaults) {
+    std::filesystem::create_directories("/etc/zoq/wireless");
+    writeFile("/etc/zoq/wireless/cellmodem_ppp.conf", CONFIG);
+    startOnTerminal();
+    g_S_options.s_port = "2";
+    EXPECT_EQ(run(5), eOUTER_EXIT);
+    EXPECT_EQ(logCount("Config file /etc/vuk/cellular2.conf is missing or not accessible, using "
+                       "defaults"),
+              1u);
+    // No SIM slot is configured, so none is asked for.
+    EXPECT_EQ(countOf(commands(), "AT#GPIO=2,2"), 0u);
+}
+
 TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
     startOnTerminal();
     at(6, [] { b_got_sigusr2 = true; });
     EXPECT_EQ(run(12), eOUTER_EXIT);
     EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
+    EXPECT_TRUE(logContains("Config file updated, but MD5 did not change: '"));
     EXPECT_FALSE(logContains("Received USR2 and config changed"));
     EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
 }
@@ -326,6 +338,19 @@ TEST_F(StateMachine, ReloadOfADeletedFile_AppliesDefaultsWithoutSetUp) {
     EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
     // The interface switch defaults to off, so the session ends by itself.
     EXPECT_FALSE(logContains("Received USR2 and config changed"));
+}
+
+TEST_F(StateMachine, ReloadOfADeletedFile_WithDataForcedOn_KeepsTheSession) {
+    startOnTerminal();
+    writeFile("/tmp/force_cell_con.1", "");
+    at(6, [] {
+        unlink(CONFIG_FILE);
+        b_got_sigusr2 = true;
+    });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 1u);
+    EXPECT_EQ(callsStartingWith("setup_cellint.sh -i wwan0 --up").size(), 1u);
 }
 
 TEST_F(StateMachine, SilentModem_IsClosedAndConnectedAgainOnceItAnswers) {
@@ -439,6 +464,44 @@ TEST_F(StateMachine, WrongPin_IsTriedOnceAndNeverAgain) {
     EXPECT_EQ(run(61), eOUTER_EXIT);
     EXPECT_EQ(countOf(commands(), "AT+CPIN=9999"), 1u);
     EXPECT_EQ(attempts, "2");
+}
+
+// The modem judges the PIN, and its answer is lost; then the daemon is started anew.
+TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither) {
+    startOnTerminal({{"sim", {{"pin", "4321"}, {"lock", true}}}});
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    order({{"op", "fault"},
+           {"prefix", "AT+CPIN="},
+           {"kind", "silence"},
+           {"execute", true},
+           {"count", 1}});
+    EXPECT_EQ(run(20), 2);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
+
+    resetDaemon();
+    EXPECT_EQ(run(40), 2);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 0u);
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "");
+
+    resetDaemon();
+    at(50, [] { writeFile("/etc/vuk/cellular_cpin.1", "4321\n"); });
+    std::string state;
+    recordStatus(70, "_QMI_STATE", state);
+    EXPECT_EQ(run(71), 2);
+    EXPECT_EQ(state, "CONNECTED");
+}
+
+TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}, {"count", 1}});
+    EXPECT_EQ(run(10), 2);
+    resetDaemon();
+    std::string state;
+    recordStatus(30, "_QMI_STATE", state);
+    EXPECT_EQ(run(31), 2);
+    EXPECT_EQ(state, "CONNECTED");
 }
 
 TEST_F(StateMachine, ConnectionOffOverride_EndsTheSessionUntilItIsRemoved) {
@@ -664,6 +727,23 @@ TEST_F(StateMachine, SimMissingInOnePoll_LeavesTheSessionAloneAndIsSetUpAfterIt)
               sent.end());
 }
 
+TEST_F(StateMachine, SimMissingDuringASession_EndsItWithTheResetOnly) {
+    startOnTerminal();
+    at(6, [this] {
+        order(
+            {{"op", "fault"}, {"match", "AT#QSS?"}, {"kind", "answer"}, {"lines", {"#QSS: 0,0"}}});
+    });
+    std::string before;
+    recordStatus(600, "_QMI_STATE", before);
+    EXPECT_EQ(run(700), eOUTER_EXIT_RESET);
+    EXPECT_EQ(before, "CONNECTED");
+    EXPECT_GE(port().nowMs(), 606000u);
+    EXPECT_LE(port().nowMs(), 610000u);
+    const tCommands sent = commands();
+    EXPECT_EQ(sent.back(), "AT#REBOOT");
+    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is looked at all the time
+}
+
 TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
@@ -838,4 +918,42 @@ TEST_F(StateMachine, RegistrationLostAsTheSessionStarts_HasItsFifteenSeconds) {
     EXPECT_EQ(run(25), eOUTER_EXIT);
     EXPECT_EQ(callsStartingWith("setup_cellint.sh -i wwan0 --up").size(), 1u);
     EXPECT_EQ(logCount("Device no longer network registered"), 1u);
+}
+
+TEST_F(StateMachine, PortThatCannotBeOpened_IsTracedWithItsAttempts) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=C0000\n");
+    startOnTerminal();
+    const std::string path = g_S_options.s_device;
+    g_S_options.s_device = CONFIG_FILE;  // there, but no port
+    at(3, [&] { g_S_options.s_device = path; });
+    at(20, [this] {
+        g_S_options.s_device = CONFIG_FILE;
+        silenceOnce("AT");
+    });
+    EXPECT_EQ(run(25), eOUTER_EXIT);
+    const std::string attempt =
+        "DEBUG: Error opening port '" + std::string(CONFIG_FILE) + "', attempt ";
+    // Counted from one again after the port was good; a port test without answer counts too.
+    EXPECT_EQ(logCount(attempt + "1"), 2u);
+    EXPECT_EQ(logCount(attempt + "2"), 2u);
+    EXPECT_TRUE(
+        logContains("DEBUG: runStateMachine(): Port '" + path + "' is open and good with FH "));
+}
+
+TEST_F(StateMachine, FailuresOfEachState_AreTracedWithTheirNumbers) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=10000\n");
+    startOnTerminal();
+    silenceOnce("AT+GMM");
+    fault("AT+CMEE=1", "error");
+    silenceOnce("AT#NCM=1,1");
+    at(60, [this] { silenceOnce("AT+CSQ"); });
+    at(70, [this] { fault("AT+CSQ", "error"); });
+    EXPECT_EQ(run(80), eOUTER_EXIT);
+    const std::string start = "DEBUG: runStateMachine(): ";
+    for (const char* line :
+         {"Error: setupModem() returned TIMEOUT '6'", "Error: setupModem() returned '7'",
+          "Error: startDataSession() returned TIMEOUT '6'",
+          "Error: pollDevice() returned TIMEOUT '6'", "Error: pollDevice() returned '7'"})
+        EXPECT_EQ(logCount(start + line), 1u) << line;
+    EXPECT_GE(logCount(start + "startDataSession() waiting on Network Delay Timer"), 20u);
 }

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "atcmd/catalogue.h"
+#include "include/debug.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "statemachine/carrier_list.h"
@@ -318,6 +319,24 @@ TEST_F(Status, ControlCharactersInValues_ForgeNoLine) {
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
 }
 
+TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
+    start();
+    const std::string message =
+        "doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS";
+    device.sim.s_outcome = std::string(5000, 'x');
+    device.network.s_network_name = "told all the same";
+    doWriteOutStatusFiles(device, config);
+    doWriteOutStatusFiles(device, config);
+    EXPECT_EQ(logCount(message), 1u);
+    EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "told all the same");
+    EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_SIM_EXTENDED_STATUS=xxx"), std::string::npos);
+    device.sim.s_outcome.clear();
+    doWriteOutStatusFiles(device, config);
+    device.sim.s_outcome = std::string(5000, 'x');
+    doWriteOutStatusFiles(device, config);
+    EXPECT_EQ(logCount(message), 2u);
+}
+
 TEST_F(Status, StatusLine_ReplacesOrAppends) {
     bool append = false;
     updateStatusFile("/storage/status", "one", append);
@@ -396,8 +415,10 @@ TEST_F(Status, FactoryTestMode_NeedsANumberAboveZero) {
 
 TEST_F(Status, CarrierList_IsAJsonObjectWrittenEveryFiveMinutes) {
     start();
+    g_i_debugMode = eLOG_STATUS;
     EXPECT_EQ(writeCarrierList("/var/log", false), 1);
     EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n}\n");
+    EXPECT_EQ(logCount("DEBUG: writeCarrierList(): Wrote file /var/log/carrier_list.json"), 1u);
     telitCarrier_list_Map = {{"310410", "AT&T"}, {"26201", "The \"T\""}};
     EXPECT_EQ(writeCarrierList("/var/log", false), 0);
     passSeconds(299);
@@ -471,6 +492,7 @@ TEST_F(Status, DataWaitsForTheHostToBoot) {
     config.enableInterface = 1;
     g_uptimeS = 181;
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
+    EXPECT_EQ(logCount("System uptime longer than 180 seconds, system is up"), 1u);
     EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_ENABLED);
     // Once booted is booted for good.
     g_uptimeS = 10;

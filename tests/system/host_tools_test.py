@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of host/systime.sh, sledctl, ResetCellular and timeout, in a private namespace:
+"""Tests of host/systime.sh, sledctl, ResetCellular, slot-of-port and timeout, in a private namespace:
 
     scripts/private_namespace.sh python3 tests/system/host_tools_test.py
 
@@ -115,6 +115,20 @@ class Sledctl(Tool):
         self.assertGreater(time.monotonic() - start, 2.9)
         self.assertEqual(CALLS.read_text(), "reset\noff\non\n")
 
+    def test_ResetWithUsbPortOnly_AuthorisationIsTakenAndGivenBack(self):
+        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/sys/bus"], check=True)
+        self.addCleanup(subprocess.run, ["umount", "/sys/bus"], check=True)
+        switch = pathlib.Path("/sys/bus/usb/devices/1-1.4/authorized")
+        switch.parent.mkdir(parents=True)
+        switch.write_text("1\n")
+        stub("sleep", f'echo "sleep $1 with $(cat {switch})" >>{CALLS}\n')
+        self.configure("1 usb 1-1.2\n3 usb 1-1.4 4 3\n")
+        self.check(call("ResetCellular", "now", "force", "-s", "3"), 0)
+        self.assertEqual(CALLS.read_text(), "sleep 3 with 0\n")
+        self.assertEqual(switch.read_text(), "1\n")
+        self.check(call("sledctl", "1", "reset"), 1, "no file /sys/bus/usb/devices/1-1.2")
+        self.check(call("sledctl", "3", "off"), 3, "nothing configured for 'off'")
+
     def test_StepFails_StopsWithStatusOne(self):
         for step, message in (("run false", "failed at 'run false'"),
                               ("write /sys/no/such/file 1", "no file /sys/no/such/file"),
@@ -146,6 +160,45 @@ class Sledctl(Tool):
             with self.subTest(words=words):
                 self.check(call("ResetCellular", *words), 2)
         self.assertEqual(CALLS.read_text(), "")
+
+
+class SlotOfPort(Tool):
+    USB = "/devices/platform/soc/usb1/1-1"
+
+    def configure(self, text):
+        SLOTS.parent.mkdir(exist_ok=True)
+        SLOTS.write_text(text)
+
+    def tell(self, path):
+        result = call("slot-of-port", path)
+        self.check(result, 0)
+        return result.stdout.splitlines()
+
+    def port(self, usbPort, interface):
+        return self.tell(f"{self.USB}/{usbPort}/{usbPort}:1.{interface}/ttyUSB7/tty/ttyUSB7")
+
+    def test_NothingConfigured_EveryModemIsOfSlotOne(self):
+        self.assertEqual(self.port("1-1.2", 4), ["CELLSLOT=1", "CELLSLOT_ROLE=at"])
+        self.configure("1 off run true\n# 2 usb 1-1.2\n")
+        self.assertEqual(self.port("1-1.2", 3), ["CELLSLOT=1", "CELLSLOT_ROLE=gps"])
+        self.assertEqual(self.port("1-1.2", 5), ["CELLSLOT=1"])
+
+    def test_UsbPortsConfigured_SlotInterfaceNameAndRole(self):
+        self.configure("1 usb 1-1.2\n2 off run true\n2 usb 1-1.3 02 0\n9 usb 1-1.4\n")
+        self.assertEqual(self.port("1-1.2", 4),
+                         ["CELLSLOT=1", "CELLSLOT_INTERFACE=cell1", "CELLSLOT_ROLE=at"])
+        self.assertEqual(self.port("1-1.3", 2),
+                         ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2", "CELLSLOT_ROLE=at"])
+        self.assertEqual(self.port("1-1.3", 0),
+                         ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2", "CELLSLOT_ROLE=gps"])
+        self.assertEqual(self.tell(f"{self.USB}/1-1.3/1-1.3:1.8/net/wwan0"),
+                         ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2"])
+        for other in ("1-1.4", "1-1.22"):
+            self.assertEqual(self.port(other, 4), [])
+
+    def test_NoUsbDevice_NothingTold(self):
+        for path in ("", "/devices/platform/serial/tty/ttyS0", f"{self.USB}/1-1.2/power"):
+            self.assertEqual(self.tell(path), [])
 
 
 class Timeout(Tool):

@@ -7,6 +7,7 @@ Every case runs twice: with bash as the shell, and with busybox as the shell and
 script calls (ip apart).
 """
 
+import fcntl
 import ipaddress
 import json
 import os
@@ -15,6 +16,7 @@ import re
 import shutil
 import subprocess
 import sys
+import threading
 import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "host" / "setup_cellint.sh"
@@ -418,6 +420,18 @@ class Cases:
             self.refuse(DAEMON_LINE, 1, "failed, undoing")
         finally:
             run("ip", "route", "delete", "default", "dev", "lo", "metric", "700")
+
+    def test_AnotherScriptHasTheLock_WaitedForAndThenGivenUp(self):
+        STATE.mkdir(parents=True, exist_ok=True)
+        with (STATE / "cellint.lock").open("w") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            stub("sleep", f'echo "$1" >>{STUBS}/slept\n')
+            self.refuse(DAEMON_LINE, 1, "another setup_cellint.sh has been running for 30 seconds")
+            slept = [float(line) for line in (STUBS / "slept").read_text().split()]
+            self.assertAlmostEqual(sum(slept), 30)
+            stub("sleep", "exec /bin/sleep 0.1\n")
+            threading.Timer(0.5, fcntl.flock, (lock, fcntl.LOCK_UN)).start()
+            self.succeed(DAEMON_LINE)
 
     def test_StateFolderCannotBeMade_Fails(self):
         STATE.write_text("a file\n")

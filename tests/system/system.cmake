@@ -16,7 +16,7 @@ function(cellslot_add_system_test name file)
     endif()
 endfunction()
 
-foreach(class BringUp CleanStop Session Files)
+foreach(class BringUp CleanStop Registration Changes ModemAway Files)
     cellslot_add_system_test(daemon.${class} daemon_test.py ${class})
 endforeach()
 cellslot_add_system_test(setup_cellint setup_cellint_test.py)
@@ -28,14 +28,42 @@ add_test(NAME system.private_namespace
 set_tests_properties(system.private_namespace PROPERTIES LABELS system TIMEOUT 300)
 
 cellslot_add_system_test(custom_at custom_at_test.py)
+cellslot_add_system_test(cli_actions cli_actions_test.py)
+
+add_test(NAME system.man_pages
+         COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/man_pages_test.py)
+set_tests_properties(system.man_pages PROPERTIES LABELS system TIMEOUT 60 ENVIRONMENT
+    "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 
 # With Debian's gpsd.
 foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})
 endforeach()
+cellslot_add_system_test(sms.Receiving sms_test.py Receiving)
 # Its accelerated clock wants the machine for itself.
-cellslot_add_system_test(sms sms_test.py Sms)
-set_tests_properties(system.sms PROPERTIES RUN_SERIAL TRUE)
+cellslot_add_system_test(sms.Sending sms_test.py Sending)
+set_tests_properties(system.sms.Sending PROPERTIES RUN_SERIAL TRUE)
+
+# Its accelerated clock wants the machine for itself.
+foreach(class Tmp RootsPlaces Triggers)
+    cellslot_add_system_test(hostile_files.${class} hostile_files_test.py ${class})
+    set_tests_properties(system.hostile_files.${class} PROPERTIES RUN_SERIAL TRUE TIMEOUT 1200)
+endforeach()
+
+# kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
+cellslot_add_system_test(kill kill_test.py)
+set_tests_properties(system.kill PROPERTIES RUN_SERIAL TRUE TIMEOUT 3000)
+
+# Readiness, status line and watchdog.
+cellslot_add_system_test(service service_test.py)
+
+# The operator's command beside the daemon.
+foreach(class Status Watch)
+    cellslot_add_system_test(cli_status.${class} cli_status_test.py ${class})
+endforeach()
+cellslot_add_system_test(cli_completion cli_completion_test.py)
+cellslot_add_system_test(resources resources_test.py)
+set_tests_properties(system.resources PROPERTIES RUN_SERIAL TRUE)
 
 # The programs as they ship; hardening-check looks too where it is installed.
 if(HARDENED)

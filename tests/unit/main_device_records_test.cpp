@@ -28,8 +28,8 @@ auto keptInfo(const sModemInfo& m) {
 
 auto queriedSim(const sSimInfo& s) {
     return std::tie(s.i_present, s.i_qss_mode, s.i_lock_class, s.i_lock_code, s.s_status,
-                    s.i_pin_attempts, s.i_puk_attempts, s.s_imsi, s.s_iccid, s.s_home_plmn,
-                    s.s_carrier, s.i_pin_lock_enabled, s.b_verizon);
+                    s.i_pin_attempts, s.i_puk_attempts, s.b_attempts_read, s.s_imsi, s.s_iccid,
+                    s.s_home_plmn, s.s_carrier, s.i_pin_lock_enabled, s.b_verizon);
 }
 
 auto keptSim(const sSimInfo& s) {

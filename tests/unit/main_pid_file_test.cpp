@@ -109,6 +109,23 @@ TEST(WritePidFile, OtherProgramHasThePid_Overwrites) {
               1u);
 }
 
+TEST(WritePidFile, PlaceOfTheFileIsAFifo_IsReplacedWithoutWaiting) {
+    const cTempFolder folder;
+    const std::string path = folder / "cellslotd.1.pid";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(writePidFile("cellslotd", "1", folder.path()), PID_FILE_WRITTEN);
+    EXPECT_EQ(readFile(path), OWN_PID);
+}
+
+TEST(WritePidFile, PlaceOfTheFileIsALink_TargetStaysAsItIs) {
+    const cTempFolder folder;
+    writeFile(folder / "target", "precious");
+    ASSERT_EQ(symlink((folder / "target").c_str(), (folder / "cellslotd.1.pid").c_str()), 0);
+    EXPECT_EQ(writePidFile("cellslotd", "1", folder.path()), PID_FILE_WRITTEN);
+    EXPECT_EQ(readFile(folder / "target"), "precious");
+    EXPECT_EQ(readFile(folder / "cellslotd.1.pid"), OWN_PID);
+}
+
 TEST(WritePidFile, StaleAndBrokenFiles_AreOverwritten) {
     int stale;
     {

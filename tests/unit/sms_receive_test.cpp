@@ -476,6 +476,21 @@ TEST_F(SmsReceive, MessageThatCannotBeWritten_StaysOnTheModemUntilItCan) {
     EXPECT_FALSE(isListingOpen(root));
 }
 
+TEST_F(SmsReceive, SpoolIsDeletedWhileAMessageIsHeld_MessageComesNevertheless) {
+    std::filesystem::remove(root + "/recv");
+    writeFile(root + "/recv", "in the way");
+    const std::string pdu = deliverPdu("22255", "precious");
+    EXPECT_EQ(receive({pdu}), eSUCCESS);
+    std::filesystem::remove_all(root);
+    EXPECT_TRUE(isListingOpen(root)) << "nothing may be deleted on the modem";
+
+    makeSmsDirs(root);
+    port.answer(OK_REPLY).answer(OK_REPLY).answer(listing({pdu}));
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(contents("recv"), tNames{file("22255", "precious")});
+    EXPECT_FALSE(isListingOpen(root));
+}
+
 TEST_F(SmsReceive, JoinedMessageThatCannotBeWritten_ComesWithALaterCheck) {
     putPart("a", 7, 1, 2, "1", "a");
     putPart("b", 7, 2, 2, "1", "b");

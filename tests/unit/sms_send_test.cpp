@@ -2,15 +2,20 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
 #include "include/utilities.h"
+#include "sms/open_prompt.h"
 #include "sms/receive.h"
+#include "sms/sms.h"
 #include "sms/spool.h"
+#include "sms/wall_clock.h"
 #include "tests/support/simulated_port.h"
 #include "tests/unit/sms_fixture.h"
 
@@ -237,6 +242,56 @@ TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
     putSend("file", "Hello");
     EXPECT_EQ(checkSent(), eSUCCESS);
     EXPECT_EQ(names("send"), (tNames{"fifo", "folder", "link"}));
+}
+
+TEST_F(SmsSend, FolderForSentFilesIsALink_FileGoesAndNothingIsPutThere) {
+    const std::string outside = folder / "outside";
+    std::filesystem::create_directory(outside);
+    for (const char* name : {"file", "not safe for a shell"}) {
+        std::filesystem::remove(root + "/send_ok");
+        std::filesystem::create_directory_symlink(outside, root + "/send_ok");
+        putSend(name, "Hello");
+        EXPECT_EQ(checkSent(), eSUCCESS);
+        EXPECT_TRUE(names("send").empty());
+        EXPECT_TRUE(std::filesystem::is_empty(outside)) << name;
+    }
+}
+
+TEST_F(SmsSend, NameOfASentFileIsALink_LinkIsReplaced) {
+    const std::string outside = folder / "outside";
+    std::filesystem::create_directory(outside);
+    std::filesystem::create_directory_symlink(outside, in("send_ok", "file." + fileTimeText()));
+    putSend("file", "Hello");
+    EXPECT_EQ(checkSent(), eSUCCESS);
+    EXPECT_TRUE(std::filesystem::is_empty(outside));
+    EXPECT_EQ(contents("send_ok").size(), 1U);
+}
+
+TEST_F(SmsSend, Prompt_IsMarkedWhileItMayBeOpen) {
+    const std::string marker = root + "/.cellslot-prompt.1";
+    putSend("file", "Hello");
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_NE(inotify_add_watch(watch, root.c_str(), IN_CREATE | IN_DELETE), -1);
+    EXPECT_EQ(checkSent(), eSUCCESS);
+    char events[4096];
+    const ssize_t length = read(watch, events, sizeof events);
+    close(watch);
+    EXPECT_NE(std::string(events, std::max<ssize_t>(length, 0)).find(".cellslot-prompt."),
+              std::string::npos);
+    EXPECT_FALSE(fileExists(marker));
+    endLeftPrompt(port.handle());
+    EXPECT_EQ(port.commands().back().back(), '\x1a') << "nothing is sent without a reason";
+}
+
+TEST_F(SmsSend, PromptThatAKillLeftOpen_IsEndedOnce) {
+    const std::string marker = root + "/.cellslot-prompt.1";
+    writeFile(marker, "");
+    initSMS(root);
+    port.silence();
+    endLeftPrompt(port.handle());
+    endLeftPrompt(port.handle());
+    EXPECT_EQ(port.commands(), tNames{ESC});
+    EXPECT_FALSE(fileExists(marker));
 }
 
 TEST_F(SmsSend, HostileNames_AreMovedAndNeverExecuted) {

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "sms/listing_marker.h"
 #include "sms/sms.h"
 #include "sms/wall_clock.h"
 #include "tests/unit/sms_fixture.h"
@@ -48,6 +49,25 @@ TEST_F(SmsSpool, MakeSmsDirs_FileAndLinkInTheWay_CountsBoth) {
 TEST_F(SmsSpool, MakeSmsDirs_RootIsAFile_CountsAll) {
     writeFile(folder / "file", "");
     EXPECT_EQ(makeSmsDirs(folder / "file"), 6);
+}
+
+TEST_F(SmsSpool, RootIsALink_NothingIsMadeOrReadWhereItLeads) {
+    const std::string outside = folder / "outside";
+    std::filesystem::create_directories(outside + "/recv");
+    writeFile(outside + "/recv/name", "");
+    writeFile(outside + "/.cellslot-tmp-aaaaaa", "");
+    std::filesystem::create_symlink(outside, folder / "link");
+    const std::string link = folder / "link";
+    EXPECT_EQ(makeSmsDirs(link), 6);
+    EXPECT_FALSE(std::filesystem::exists(outside + "/send"));
+    std::vector<std::string> found;
+    EXPECT_EQ(listSpoolRoot(link, found), ELOOP);
+    EXPECT_EQ(listSpoolDir(link + "/recv/", found), ELOOP);
+    EXPECT_FALSE(isSpoolDir(link + "/recv/"));
+    bool leftOver;
+    EXPECT_FALSE(openListing(link, leftOver));
+    initSMS(link);
+    EXPECT_TRUE(std::filesystem::exists(outside + "/.cellslot-tmp-aaaaaa"));
 }
 
 TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsTold) {

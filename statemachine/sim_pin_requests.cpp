@@ -1,140 +1,21 @@
-#include "statemachine/sim_pin.h"
-
-#include "atcmd/catalogue.h"
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
 #include "include/sleep.h"
-#include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
+#include "statemachine/sim_pin.h"
+#include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_status.h"
-
-std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
-std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
-std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
+#include "statemachine/tried_pin.h"
 
 namespace {
 
-constexpr size_t CPIN_FILE_MAX = 16;
-constexpr mode_t CPIN_FILE_MODE = 0600;
-constexpr int PIN_ATTEMPTS_FULL = 3;
-constexpr unsigned AFTER_PUK_UNLOCK_US = 1000000;
 constexpr unsigned AFTER_PIN_CHANGE_US = 200000;
-
-// The gateway's monitors take a flag and a depth.
-constexpr int MONITOR_FLAGS = 0;
-constexpr int MONITOR_DEPTH = 10;
-
-struct sSimPinState {
-    bool rearmed = false;    // the modem was away since the PIN was used
-    std::string refusedPin;  // of the last unlock that failed
-};
-
-sSimPinState g_simPinState;
-
-struct sOutcome {
-    eGeneralErrors result;
-    std::string text;
-};
-
-bool isChanged(const std::unique_ptr<cFileMonitor>& monitor) {
-    return monitor && monitor->GetFileStatus() == cFileMonitor::STATUS_CHANGED;
-}
-
-void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins) {
-    if (monitor) monitor->ProcessingFile(begins);
-}
-
-std::unique_ptr<cFileMonitor> createMonitor(const std::string& path) {
-    auto monitor = std::make_unique<cFileMonitor>();
-    monitor->imonitorInit(path, MONITOR_FLAGS, MONITOR_DEPTH);
-    return monitor;
-}
-
-void writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
-    cFileVector file(sim.s_cpin_path, CPIN_FILE_MODE);
-    file.AppendLine(pin);
-    file.Write();
-}
-
-std::string cmeText(ePortReturn result) {
-    return "CME error '" + mapText(CMEE_Map, result) + "' (" + itos(result) + ")";
-}
 
 // what: "current" or "new".
 sOutcome invalidPinToChange(const char* what, const std::string& pin) {
     const std::string start = std::string("Error: Cannot change SIM CPIN, ") + what + " CPIN ";
     return {eERROR_DEVICE_CPIN_FORMAT_INVALID,
             pin.empty() ? start + "is empty" : start + "'" + pin + "', not a valid format"};
-}
-
-bool isBadPassword(ePortReturn result) {
-    return result == CME_INCORRECT_PASSWORD || result == CME_SIM_PUK_REQUIRED;
-}
-
-// A PIN that the re-arming may use: there is one, it did not fail, and the SIM has lost no attempt.
-bool mayUseCpinAgain(const sSimInfo& sim) {
-    if (!g_simPinState.rearmed || sim.i_pin_attempts != PIN_ATTEMPTS_FULL) return false;
-    const std::string pin = readCpinFile(sim.s_cpin_path);
-    return !pin.empty() && pin != g_simPinState.refusedPin;
-}
-
-sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
-    const std::string failed = "Error: Unable to unlock SIM PIN, ";
-    const ePortReturn result = unlockCpin(port, pin);
-    if (result == ePORT_OK) return {eSUCCESS, "SIM PIN successfully unlocked"};
-    if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
-    if (result == ePORT_NO_FINAL_RESULT)
-        return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "command time out"};
-    if (!isBadPassword(result)) return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + cmeText(result)};
-    clearCpinFile(sim.s_cpin_path);
-    clearCpinFile(sim.s_cpin_new_path);
-    return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + "bad password '" + pin + "'"};
-}
-
-sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
-    const std::string pin = readCpinFile(sim.s_cpin_path);
-    if (verifyCpinFormat(pin)) {
-        sOutcome outcome = unlockWithPin(port, sim, pin);
-        // Silence says nothing about the PIN; what the SIM has left of its attempts does.
-        const bool judged = outcome.result != eERROR_DEVICE_RESPONSE_TIMEOUT;
-        g_simPinState.refusedPin = judged && outcome.result != eSUCCESS ? pin : "";
-        return outcome;
-    }
-    clearCpinFile(sim.s_cpin_path);
-    return {eERROR_DEVICE_CPIN_FORMAT_INVALID,
-            pin.empty() ? "Error: Cannot unlock SIM, CPIN is not set"
-                        : "Error: Cannot unlock SIM with CPIN '" + pin + "', not a valid format"};
-}
-
-sOutcome checkPukAndPin(const std::string& puk, const std::string& newPin) {
-    if (!verifyPukFormat(puk))
-        return {eERROR_DEVICE_PUK_FORMAT_INVALID,
-                puk.empty()
-                    ? "Error: Cannot unlock SIM PUK, PUK is empty"
-                    : "Error: Cannot unlock SIM PUK, PUK '" + puk + "', not a valid format"};
-    if (!verifyCpinFormat(newPin))
-        return {eERROR_DEVICE_CPIN_FORMAT_INVALID,
-                newPin.empty() ? "Error: Cannot unlock SIM PUK, CPIN is not set"
-                               : "Error: Cannot unlock SIM PUK, and change CPIN, CPIN '" + newPin +
-                                     "', not a valid format"};
-    return {eSUCCESS, ""};
-}
-
-// The refusal comes before the time-out and takes every CME number with it, so that a wrong PUK
-// reads as an error that was returned.
-sOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk, const std::string& newPin) {
-    const std::string failed = "Error: Unable to unlock SIM PUK, ";
-    const ePortReturn result = unlockPuk(port, puk, newPin);
-    if (result == ePORT_OK) {
-        writeCurrentCpin(sim, newPin);
-        sleepMicroseconds(AFTER_PUK_UNLOCK_US);
-        doGetSimStatus(port, sim);
-        return {eSUCCESS, "SIM PUK successfully unlocked"};
-    }
-    if (isPortError(result)) return {eERROR_DEVICE_UNLOCK_PUK_FAILED, failed + "returned error"};
-    if (result == ePORT_NO_FINAL_RESULT)
-        return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "command time out"};
-    return {eERROR_DEVICE_UNLOCK_PUK_FAILED, failed + cmeText(result)};
 }
 
 sOutcome changePin(int port, const std::string& currentPin, const std::string& newPin) {
@@ -208,6 +89,7 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
                         " the SIM PIN";
         return eERROR_DEVICE_SIM_NOT_READY;
     }
+    noteTriedCpin(sim);
     const sOutcome outcome = sendLock(port, pin, operation);
     sim.s_outcome = outcome.text;
     return outcome.result;
@@ -289,85 +171,6 @@ eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request,
 
 }  // namespace
 
-void resetSimPinState() {
-    g_simPinState = {};
-    g_Cp_MonitorCurrentCpinFile.reset();
-    g_Cp_MonitorNewCpinFile.reset();
-    g_Cp_MonitorPukFile.reset();
-}
-
-void createCpinMonitors(const sSimInfo& sim) {
-    g_Cp_MonitorCurrentCpinFile = createMonitor(sim.s_cpin_path);
-    g_Cp_MonitorNewCpinFile = createMonitor(sim.s_cpin_new_path);
-    g_Cp_MonitorPukFile = createMonitor(sim.s_puk_path);
-}
-
-void rearmCurrentCpin() {
-    g_simPinState.rearmed = true;
-}
-
-void disarmCurrentCpin() {
-    g_simPinState.rearmed = false;
-}
-
-eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
-    traceEntry(eLOG_POLICY, __func__);
-    if (sim.i_lock_class == eSIM_READY) {
-        sim.s_outcome = "Error: Cannot unlock SIM, already in a ready state";
-        return eSUCCESS;
-    }
-    if (sim.i_lock_class != eSIM_PIN_REQUIRED) {
-        debug(eLOG_POLICY, g_i_debugMode, "%s(): Warning: SIM is not CPIN locked, cannot unlock",
-              __func__);
-        return eERROR_DEVICE_NOT_CPIN_LOCKED;
-    }
-    if (!isChanged(g_Cp_MonitorCurrentCpinFile) && !mayUseCpinAgain(sim)) {
-        debug(eLOG_POLICY, g_i_debugMode,
-              "%s(): Warning: SIM locked, but CPIN file has not changed", __func__);
-        return eFAILURE;
-    }
-    markProcessing(g_Cp_MonitorCurrentCpinFile, true);
-    g_simPinState.rearmed = false;
-    const sOutcome outcome = tryUnlockPin(port, sim);
-    sim.s_outcome = outcome.text;
-    debug(eLOG_NOTICE, g_i_debugMode, "%s", sim.s_outcome.c_str());
-    markProcessing(g_Cp_MonitorCurrentCpinFile, false);
-    return outcome.result;
-}
-
-eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim) {
-    traceEntry(eLOG_POLICY, __func__);
-    if (sim.i_lock_class == eSIM_READY) {
-        sim.s_outcome = "Error: Cannot unlock SIM, already in a ready state";
-        return eSUCCESS;
-    }
-    if (sim.i_lock_class != eSIM_PUK_REQUIRED) {
-        debug(eLOG_POLICY, g_i_debugMode, "%s(): Warning: SIM is not PUK locked, cannot unlock",
-              __func__);
-        return eERROR_DEVICE_NOT_PUK_LOCKED;
-    }
-    if (!isChanged(g_Cp_MonitorPukFile)) {
-        debug(eLOG_POLICY, g_i_debugMode,
-              "%s(): Warning: SIM PUK locked, but PUK file has not changed", __func__);
-        return eFAILURE;
-    }
-    markProcessing(g_Cp_MonitorPukFile, true);
-    // The new PIN belongs to the PUK: it must not come back as a request once the SIM is ready.
-    markProcessing(g_Cp_MonitorNewCpinFile, true);
-    const std::string puk = readCpinFile(sim.s_puk_path);
-    const std::string newPin = readCpinFile(sim.s_cpin_new_path);
-    clearCpinFile(sim.s_puk_path);
-    clearCpinFile(sim.s_cpin_new_path);
-
-    sOutcome outcome = checkPukAndPin(puk, newPin);
-    if (outcome.result == eSUCCESS) outcome = unlockWithPuk(port, sim, puk, newPin);
-    sim.s_outcome = outcome.text;
-    debug(eLOG_NOTICE, g_i_debugMode, "%s", sim.s_outcome.c_str());
-    markProcessing(g_Cp_MonitorPukFile, false);
-    markProcessing(g_Cp_MonitorNewCpinFile, false);
-    return outcome.result;
-}
-
 eGeneralErrors manageCpin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
     if (!isChanged(g_Cp_MonitorNewCpinFile)) return eSUCCESS;
@@ -398,6 +201,7 @@ eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& cu
             const eGeneralErrors enabled = enableCpinPassword(port, sim, currentPin);
             if (enabled != eSUCCESS) return enabled;
         }
+        noteTriedCpin(sim);
         outcome = changePin(port, currentPin, newPin);
     }
     sim.s_outcome = outcome.text;
@@ -412,25 +216,4 @@ eGeneralErrors enableCpinPassword(int port, sSimInfo& sim, const std::string& pi
 eGeneralErrors disableCpinPassword(int port, sSimInfo& sim, const std::string& pin) {
     traceEntry(eLOG_POLICY, __func__);
     return setLock(port, sim, pin, DISABLE_LOCK);
-}
-
-int verifyCpinFormat(const std::string& pin) {
-    return isStringNumeric(pin) && pin.size() >= 4 && pin.size() <= 8;
-}
-
-int verifyPukFormat(const std::string& puk) {
-    return isStringNumeric(puk) && puk.size() == 8;
-}
-
-std::string readCpinFile(const std::string& path) {
-    std::string text;
-    readFile2String(path, text, CPIN_FILE_MAX);
-    return cleanWhiteSpace(text);
-}
-
-void clearCpinFile(const std::string& path) {
-    debug(eLOG_NOTICE, g_i_debugMode, "Clearing CPIN file %s", path.c_str());
-    cFileVector file(path, CPIN_FILE_MODE);
-    file.clear();
-    file.Write();
 }

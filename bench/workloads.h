@@ -1,0 +1,55 @@
+#ifndef BENCH_WORKLOADS_H
+#define BENCH_WORKLOADS_H
+
+#include <cstddef>
+#include <functional>
+
+// Pieces of the daemon's work on a gateway that is set up and connected. They use the daemon's real
+// paths: run them in scripts/private_namespace.sh. One piece at a time; its size is a number of
+// lines, files or parts, whichever its name tells.
+
+struct sWorkload {
+    std::function<void()> prepare;  // before each run, not measured
+    std::function<void()> run;
+};
+
+// Brings the simulated modem up and connects; everything else needs it. Once.
+void connectGateway();
+
+// A whole bring-up: modem set-up, a poll, the start of a session.
+sWorkload bringUp();
+// One poll of a connected modem in the middle of a quiet time: no message, no custom command.
+sWorkload poll();
+// All status files and the store; only the time has changed since the last write.
+sWorkload statusFiles();
+// The transaction of an operator list that arrives in pieces of 64 bytes.
+sWorkload readOperatorList(size_t lines);
+// Its parser.
+sWorkload parseOperatorList(size_t lines);
+// The file made from it.
+sWorkload writeOperatorFile(size_t lines);
+// Messages of three parts each, from the modem's memory (at most 255 parts) into joined files.
+sWorkload receiveParts(size_t parts);
+// A check of the parts that wait for the last part of their message.
+sWorkload checkWaitingParts(size_t parts);
+// Sends one message of a folder with so many files.
+sWorkload sendFromFolder(size_t files);
+// A write of the store, as the status writer does it: a hundred keys of which two have changed.
+sWorkload storeBatch();
+
+// Other processes that write to the store until stopped.
+class cStoreWriters {
+  public:
+    explicit cStoreWriters(size_t count);
+    ~cStoreWriters();
+    cStoreWriters(const cStoreWriters&) = delete;
+    cStoreWriters& operator=(const cStoreWriters&) = delete;
+
+  private:
+    int m_stop = -1;  // closing it ends them
+    size_t m_count;
+};
+
+size_t operatorListBytes(size_t lines);
+
+#endif

@@ -1,0 +1,39 @@
+#ifndef CLI_DAEMON_LOG_H
+#define CLI_DAEMON_LOG_H
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "cli/places.h"
+
+// What a daemon says in the system log from now on. The daemon answers some requests there only.
+// Read from the log file that the host's syslog daemon writes, else from the journal.
+class cDaemonLog {
+  public:
+    cDaemonLog(const sPlaces& places, int pid);
+
+    // Whether there is a log that this user may read.
+    bool isReadable() const;
+
+    // The daemon's messages since this object was made, without time and name. Empty also where
+    // the log cannot be read.
+    std::vector<std::string> messages() const;
+
+    // Whether one of the messages holds the text.
+    bool has(const std::string& text) const;
+    // The last message that holds one of the texts, "" when none does.
+    std::string last(const std::vector<std::string>& texts) const;
+
+  private:
+    std::vector<std::string> fromFile() const;
+    std::vector<std::string> fromJournal() const;
+
+    std::string m_path;  // "" when no log file can be read
+    long long m_start = 0;
+    bool m_journal;
+    time_t m_since;
+    int m_pid;
+};
+
+#endif

@@ -1,0 +1,108 @@
+#include "cli/data_command.h"
+
+#include <memory>
+#include <ostream>
+
+#include "cli/daemon_process.h"
+#include "cli/data_override.h"
+#include "cli/failure.h"
+#include "cli/printable_text.h"
+#include "cli/slot_option.h"
+#include "cli/status_value.h"
+#include "cli/waiting.h"
+
+namespace {
+
+constexpr unsigned WAIT_S = 30;
+constexpr const char* CONNECTED = "CONNECTED";
+
+struct sDataOptions {
+    std::string word;
+    int slot = SLOT_NOT_GIVEN;
+    unsigned timeoutS = WAIT_S;
+};
+
+struct sWord {
+    const char* word;
+    eDataOverride value;
+    const char* meaning;
+};
+
+const sWord WORDS[] = {
+    {"on", eDataOverride::ON, "data is on, whatever the configuration says"},
+    {"off", eDataOverride::OFF, "data is off, whatever the configuration says"},
+    {"auto", eDataOverride::AUTO, "the configuration decides about data"},
+    {"power-off", eDataOverride::POWER_OFF, "the modem is switched off and its daemon ends"},
+};
+
+const sWord& meant(const std::string& word) {
+    for (const sWord& row : WORDS)
+        if (row.word == word) return row;
+    throw cFailure(eExitStatus::USAGE, "say on, off, auto or power-off");
+}
+
+// Whether the daemon has done what it was told; with AUTO nothing definite is expected.
+bool isDone(const sPlaces& places, int slot, eDataOverride value) {
+    const bool runs = runningDaemon(places, slot) != 0;
+    const bool connected = statusValue(places, slot, "_QMI_STATE") == CONNECTED;
+    switch (value) {
+        case eDataOverride::AUTO:
+            return true;
+        case eDataOverride::ON:
+            return runs && connected;
+        case eDataOverride::OFF:
+            return runs && !connected;
+        case eDataOverride::POWER_OFF:
+            return !runs;
+    }
+    return true;
+}
+
+std::string state(const sPlaces& places, int slot) {
+    if (runningDaemon(places, slot) == 0) return "the daemon has ended";
+    const std::string connection = statusValue(places, slot, "_QMI_STATE");
+    const std::string shown = connection.empty() ? "not known yet" : printableLine(connection);
+    const std::string error = statusValue(places, slot, "_LAST_CONNECT_ERROR_E");
+    if (connection == CONNECTED || error.empty() || error == "0") return "connection " + shown;
+    return "connection " + shown + ", last error " + error;
+}
+
+void run(sCliContext& context, const sDataOptions& options) {
+    const sPlaces& places = context.places;
+    const sWord& word = meant(options.word);
+    const int slot = chooseSlot(places, options.slot);
+    const bool runs = runningDaemon(places, slot) != 0;
+    setDataOverride(places, slot, word.value);
+    context.out << slotName(slot) << ": " << word.meaning << "\n" << std::flush;
+    if (!runs)
+        throw cFailure(eExitStatus::NO_DAEMON,
+                       "no daemon runs for " + slotName(slot) + "; this counts when it is started");
+    const bool done = waitFor(options.timeoutS, [&] { return isDone(places, slot, word.value); });
+    context.out << slotName(slot) << ": " << state(places, slot) << "\n";
+    if (!done && options.timeoutS != 0)
+        throw cFailure(eExitStatus::TIMED_OUT, "not reached within " +
+                                                   std::to_string(options.timeoutS) +
+                                                   " s; cellslot status tells how far it is");
+}
+
+}  // namespace
+
+void addDataCommand(CLI::App& app, sCliContext& context) {
+    CLI::App* command = app.add_subcommand("data", "Switch the data connection.");
+    const auto options = std::make_shared<sDataOptions>();
+    command->add_option("STATE", options->word, "on, off, auto or power-off")
+        ->required()
+        ->check(CLI::IsMember({"on", "off", "auto", "power-off"}).description(""))
+        ->type_name("");
+    addSlotOption(*command, options->slot);
+    command->add_option("-t,--timeout", options->timeoutS, "wait for it, seconds; 0: do not [30]")
+        ->type_name("S");
+    command->footer(
+        "on, off and power-off hold until auto or until the host starts again.\n"
+        "on waits until the host has booted. After power-off say auto, then start the\n"
+        "daemon again, or it switches the modem off anew.\n"
+        "Examples:\n"
+        "  cellslot data off\n"
+        "  cellslot data on -p 2 --timeout 60");
+    command->callback([options, &context] { run(context, *options); });
+}

@@ -1,0 +1,302 @@
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+
+#include "cli/config_check.h"
+#include "cli/config_place.h"
+#include "cli/daemon_process.h"
+#include "cli/data_override.h"
+#include "cli/doctor_checks.h"
+#include "cli/quiet_run.h"
+#include "cli/sim_files.h"
+#include "cli/status_value.h"
+#include "include/utilities.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+// It is written every two seconds; the longest wait for a modem's answer is a few minutes.
+constexpr long long STATUS_LATE_S = 300;
+constexpr size_t INTERFACE_NAME_MAX = 15;
+constexpr const char* INTERFACE_CHARACTERS =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.:@-";
+
+std::string option(const sSlotSetup& setup) {
+    return " -p " + std::to_string(setup.slot);
+}
+
+std::string service(const sSlotSetup& setup) {
+    return "cellslotd@" + std::to_string(setup.slot);
+}
+
+std::string realPath(const std::string& path) {
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) == nullptr ? path : resolved;
+}
+
+std::string inForce(const sConfigReport& report, const std::string& key) {
+    for (const sConfigKeyReport& row : report.keys)
+        if (row.key == key) return row.inForce;
+    return "";
+}
+
+sFinding notKnown(const sSlotSetup& setup, const std::string& subject, const char* optionName) {
+    return {
+        eHealth::NOTE, subject, "not known while no daemon runs",
+        std::string("name it with ") + optionName + ", or in " + serviceSettingsPath(setup.slot)};
+}
+
+// What is in the place of a port. FINE when it can be one.
+sFinding portAt(const sPlaces& places, const std::string& subject, const std::string& device) {
+    struct stat info {};
+    if (stat(places.at(device).c_str(), &info) != 0)
+        return {eHealth::BROKEN, subject, device + " is not there",
+                "is the modem powered and plugged in? ls /dev/ttyUSB*, dmesg"};
+    if (!S_ISCHR(info.st_mode) && !S_ISFIFO(info.st_mode))
+        return {eHealth::BROKEN, subject, device + " is no port", "remove it, and name the port"};
+    return {eHealth::FINE, subject, device + " is there", ""};
+}
+
+bool isOpenBy(const sPlaces& places, int pid, const std::string& path) {
+    const std::string folder = places.at("/proc/" + std::to_string(pid) + "/fd");
+    std::vector<std::string> names;
+    if (readFilesInDir(folder, names) != 0) return false;
+    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+        char target[PATH_MAX];
+        const ssize_t size = readlink((folder + "/" + name).c_str(), target, sizeof target);
+        return size > 0 && path == std::string(target, static_cast<size_t>(size));
+    });
+}
+
+sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
+    const std::string name = processName(places, pid);
+    const std::string mend = name == "ModemManager" ? "systemctl mask --now ModemManager"
+                                                    : "end it, or tell it to leave the port alone";
+    return {eHealth::BROKEN, "port",
+            device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
+}
+
+bool isInterfaceName(const std::string& name) {
+    return !name.empty() && name.size() <= INTERFACE_NAME_MAX && name != "." && name != ".." &&
+           name.find_first_not_of(INTERFACE_CHARACTERS) == std::string::npos;
+}
+
+// gpsd gives up root before it opens a device.
+bool gpsdMayUse(const struct stat& device) {
+    if ((device.st_mode & 0006) == 0006) return true;
+    const passwd* user = getpwnam("gpsd");
+    if (user == nullptr) return true;  // nothing to judge by
+    if (user->pw_uid == device.st_uid) return (device.st_mode & 0600) == 0600;
+    if ((device.st_mode & 0060) != 0060) return false;
+    std::vector<gid_t> groups(64);
+    int count = static_cast<int>(groups.size());
+    if (getgrouplist("gpsd", user->pw_gid, groups.data(), &count) < 0) return true;
+    groups.resize(static_cast<size_t>(count));
+    return std::find(groups.begin(), groups.end(), device.st_gid) != groups.end();
+}
+
+void checkGpsTools(const sPlaces& places, const sSlotSetup& setup, tFindings& findings) {
+    for (const char* tool : {"gpsd", "gpsdctl"})
+        if (findOnPath(places, setup.path + ":/usr/sbin:/usr/bin", tool).empty())
+            findings.push_back({eHealth::NOTE, "gps", std::string(tool) + " is not installed",
+                                "install gpsd, or set CM_GPS_ENABLE=no"});
+    const std::string timeout = findOnPath(places, setup.path, "timeout");
+    const std::string nothing = findOnPath(places, setup.path, "true");
+    if (timeout.empty() || runQuietly({timeout, "-t", "1", nothing}, setup.path) != 0)
+        findings.push_back({eHealth::BROKEN, "gps",
+                            "timeout does not understand -t: gpsd is never given the port",
+                            "put the timeout of the host tools first on the daemon's PATH"});
+}
+
+void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& findings) {
+    if (setup.gpsDevice.empty()) {
+        findings.push_back(notKnown(setup, "gps", "--gps"));
+        return;
+    }
+    const sFinding port = portAt(places, "gps", setup.gpsDevice);
+    if (port.health != eHealth::FINE) {
+        findings.push_back({port.health, port.subject, port.text + ": data waits for it, too",
+                            port.mend + "; or set CM_GPS_ENABLE=no"});
+        return;
+    }
+    struct stat info {};
+    if (stat(places.at(setup.gpsDevice).c_str(), &info) == 0 && !gpsdMayUse(info))
+        findings.push_back({eHealth::BROKEN, "gps", "user gpsd may not use " + setup.gpsDevice,
+                            "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it"});
+}
+
+sFinding pinFile(const sPlaces& places, const std::string& path, uid_t owner) {
+    struct stat info {};
+    if (lstat(places.at(path).c_str(), &info) != 0) return {eHealth::FINE, "pin", "", ""};
+    if (S_ISLNK(info.st_mode))
+        return {eHealth::BROKEN, "pin", path + " is a link", "rm " + path + ", cellslot pin set"};
+    if (info.st_uid != owner)
+        return {eHealth::BROKEN, "pin", path + " belongs to another user",
+                "chown root " + path + "; change the PIN"};
+    if ((info.st_mode & 077) != 0)
+        return {eHealth::BROKEN, "pin", path + " can be read by others", "chmod 600 " + path};
+    return {eHealth::FINE, "pin", "", ""};
+}
+
+}  // namespace
+
+tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
+    const std::vector<int> daemons = daemonsOf(places, setup.slot);
+    if (daemons.size() > 1)
+        return {{eHealth::BROKEN, "daemon",
+                 std::to_string(daemons.size()) + " daemons run for this slot",
+                 "stop all but the service: ps -ef | grep cellslotd"}};
+    if (setup.pid != 0)
+        return {{eHealth::FINE, "daemon", "runs as " + std::to_string(setup.pid), ""}};
+    if (daemons.size() == 1)
+        return {{eHealth::BROKEN, "daemon",
+                 "process " + std::to_string(daemons.front()) + " is not in its pid file " +
+                     pidFilePath(setup.slot),
+                 "restart it; /run should be a tmpfs of the host"}};
+    return {{eHealth::BROKEN, "daemon", "no daemon runs",
+             "systemctl start " + service(setup) + "; the system log tells why it ended"}};
+}
+
+tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
+    if (setup.pid == 0) return {};
+    struct stat info {};
+    const std::string path = statusFilePath(setup.slot);
+    const std::string mend = "look for room in /var/log, and into the system log";
+    if (stat(places.at(path).c_str(), &info) != 0)
+        return {{eHealth::NOTE, "status", "no " + path + " yet", mend}};
+    const long long ageS = time(nullptr) - info.st_mtime;
+    if (ageS <= STATUS_LATE_S) return {{eHealth::FINE, "status", path + " is fresh", ""}};
+    return {{eHealth::BROKEN, "status",
+             path + " was not written for " + std::to_string(ageS / 60) + " minutes", mend}};
+}
+
+tFindings checkDevice(const sPlaces& places, const sSlotSetup& setup) {
+    if (setup.device.empty()) return {notKnown(setup, "port", "--device")};
+    return {portAt(places, "port", setup.device)};
+}
+
+// Root sees the open files of everybody, others only their own.
+tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup) {
+    tFindings findings;
+    for (const std::string& device : {setup.device, setup.gpsDevice}) {
+        const bool isGpsdsOwn = device == setup.gpsDevice;
+        if (device.empty() || access(places.at(device).c_str(), F_OK) != 0) continue;
+        const std::string path = realPath(places.at(device));
+        for (const int pid : allPids(places)) {
+            const bool isMeant = pid == setup.pid || pid == getpid() ||
+                                 (isGpsdsOwn && processName(places, pid) == "gpsd");
+            if (!isMeant && isOpenBy(places, pid, path))
+                findings.push_back(heldBy(places, device, pid));
+        }
+    }
+    if (findings.empty() && geteuid() != 0)
+        findings.push_back(
+            {eHealth::NOTE, "port", "who else holds it is only shown to root", "run this as root"});
+    return findings;
+}
+
+tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
+    const std::string& name = setup.interface;
+    if (name.empty()) return {notKnown(setup, "interface", "--interface")};
+    if (!isInterfaceName(name))
+        return {{eHealth::BROKEN, "interface", "'" + blankControlCharacters(name) + "' is no name",
+                 "start the daemon with -i wwan0 or the like"}};
+    if (access(places.at("/sys/class/net/" + name).c_str(), F_OK) != 0)
+        return {{eHealth::BROKEN, "interface", name + " does not exist",
+                 "ls /sys/class/net; is the modem's network driver loaded?"}};
+    return {{eHealth::FINE, "interface", name + " exists", ""}};
+}
+
+tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
+    const std::string path = configPlace(places, setup.slot);
+    if (access(path.c_str(), R_OK) != 0 && errno == EACCES)
+        return {
+            {eHealth::NOTE, "config", path + " cannot be read by this user", "run this as root"}};
+    const sConfigReport report = checkConfig(path);
+    if (!report.readable)
+        return {{eHealth::BROKEN, "config", path + " is missing or cannot be read: no data",
+                 "write it; cellslot.conf(5) tells how"}};
+    tFindings findings;
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0 && (info.st_mode & 022) != 0)
+        findings.push_back(
+            {eHealth::BROKEN, "config", path + " can be changed by others", "chmod go-w " + path});
+    else if ((info.st_mode & 044) != 0 && !inForce(report, "CM_PASSWORD").empty())
+        findings.push_back({eHealth::NOTE, "config",
+                            path + " has a password and can be read by others",
+                            "chmod 600 " + path});
+    if (report.findings() != 0)
+        findings.push_back({eHealth::NOTE, "config",
+                            std::to_string(report.findings()) +
+                                (report.findings() == 1 ? " finding in " : " findings in ") + path,
+                            "cellslot config check -q" + option(setup)});
+    const std::string enabled = inForce(report, "CM_ENABLE_INTERFACE");
+    if (enabled != "yes")
+        findings.push_back({eHealth::NOTE, "config", "CM_ENABLE_INTERFACE is " + enabled,
+                            "set it to yes where data is wanted"});
+    if (findings.empty())
+        findings.push_back({eHealth::FINE, "config", path + " is as it should be", ""});
+    return findings;
+}
+
+// The folder's owner is the one who may know the PINs.
+tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
+    constexpr const char* FOLDER = "/etc/vuk";
+    struct stat folder {};
+    if (stat(places.at(FOLDER).c_str(), &folder) != 0) return {};
+    if (access(places.at(FOLDER).c_str(), X_OK) != 0)
+        return {{eHealth::NOTE, "pin", "the PIN files are only shown to root", "run this as root"}};
+    tFindings findings;
+    if ((folder.st_mode & 022) != 0)
+        findings.push_back({eHealth::BROKEN, "pin", std::string("others may write to ") + FOLDER,
+                            std::string("chmod 700 ") + FOLDER});
+    for (const std::string& path :
+         {pinFilePath(setup.slot), pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
+        const sFinding finding = pinFile(places, path, folder.st_uid);
+        if (finding.health != eHealth::FINE) findings.push_back(finding);
+    }
+    if (findings.empty())
+        findings.push_back({eHealth::FINE, "pin", "no PIN can be read by others", ""});
+    return findings;
+}
+
+tFindings checkOverride(const sPlaces& places, const sSlotSetup& setup) {
+    const eDataOverride value = dataOverride(places, setup.slot);
+    const std::string path = overrideFilePath(value, setup.slot);
+    const std::string mend = "cellslot data auto" + option(setup);
+    switch (value) {
+        case eDataOverride::AUTO:
+            return {};
+        case eDataOverride::ON:
+            return {{eHealth::NOTE, "override", path + " keeps data on", mend}};
+        case eDataOverride::OFF:
+            return {{eHealth::NOTE, "override", path + " keeps data off", mend}};
+        case eDataOverride::POWER_OFF:
+            return {{eHealth::NOTE, "override", path + " keeps the modem off", mend}};
+    }
+    return {};
+}
+
+tFindings checkGps(const sPlaces& places, const sSlotSetup& setup) {
+    const sConfigReport report = checkConfig(configPlace(places, setup.slot));
+    if (!report.readable || inForce(report, "CM_GPS_ENABLE") != "yes") return {};
+    tFindings findings;
+    checkGpsPort(places, setup, findings);
+    checkGpsTools(places, setup, findings);
+    if (findings.empty()) findings.push_back({eHealth::FINE, "gps", "port and gpsd are there", ""});
+    return findings;
+}
+
+const std::vector<tCheck>& slotChecks() {
+    static const std::vector<tCheck> checks = {checkInstance,      checkStatusFile, checkDevice,
+                                               checkHolders,       checkInterface,  checkOverride,
+                                               checkConfiguration, checkPinFiles,   checkGps};
+    return checks;
+}

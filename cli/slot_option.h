@@ -1,0 +1,26 @@
+#ifndef CLI_SLOT_OPTION_H
+#define CLI_SLOT_OPTION_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "cli/places.h"
+
+constexpr int SLOT_NOT_GIVEN = 0;
+
+// Adds -p, --port; slot has to begin as SLOT_NOT_GIVEN.
+void addSlotOption(CLI::App& command, int& slot);
+
+// The slot given, else the only one that has a living daemon, else slot 1. Throws cFailure when
+// several have one: none of them is meant more than the others.
+int chooseSlot(const sPlaces& places, int given);
+
+// The pid of the slot's daemon. Throws cFailure when none runs.
+int requireDaemon(const sPlaces& places, int slot);
+
+// "slot 1"
+std::string slotName(int slot);
+// "slots 1, 3"
+std::string slotNames(const std::vector<int>& slots);
+
+#endif

@@ -1,0 +1,158 @@
+#include "cli/slot_report.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cli/config_place.h"
+#include "cli/daemon_process.h"
+#include "config/config_file.h"
+#include "config/config_reader.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+constexpr unsigned BOOT_S = 180;
+constexpr const char* BOOTED_FILE = "/var/run/poststart";
+
+bool exists(const std::string& path) {
+    struct stat info;
+    return stat(path.c_str(), &info) == 0;
+}
+
+// The daemon's own reader, without its log.
+class cQuietReader : public cConfigReader {
+  protected:
+    void writeLine(uint64_t, const std::string&) override {}
+};
+
+struct sOverrideRow {
+    const char* file;
+    eCfgDataStatus value;
+    const char* effect;
+};
+
+// The first that exists counts.
+const sOverrideRow OVERRIDES[] = {
+    {"/tmp/force_cell_con.", eCONF_DATA_CONNECT_TEMP_ENABLED, "forced on by "},
+    {"/tmp/force_cell_nocon.", eCONF_DATA_CONNECT_TEMP_DISABLED, "forced off by "},
+    {"/tmp/force_cell_tempoff.", eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "modem switched off by "},
+};
+
+void findOverride(const sPlaces& places, int slot, sDataDirectiveReport& data) {
+    for (const sOverrideRow& row : OVERRIDES) {
+        const std::string path = row.file + itos(slot);
+        if (!exists(places.at(path))) continue;
+        data.value = row.value;
+        data.why = row.effect + path;
+        return;
+    }
+}
+
+// The switch of the configuration, before anything overrides it.
+void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
+    const std::string path = places.at(data.configPath);
+    if (access(path.c_str(), F_OK) != 0) {
+        data.value = eCONF_DATA_CONNECT_DISABLED;
+        data.why = "there is no " + data.configPath;
+        return;
+    }
+    sConfigFileOpts config;
+    cQuietReader reader;
+    reader.init(path, 0);
+    if (access(path.c_str(), R_OK) != 0 || reader.readConfig(config) != eCONFIG_APPLIED) {
+        data.why = "cannot read " + data.configPath;
+        return;
+    }
+    data.configRead = true;
+    data.roamingAllowed = config.roamingAllowed;
+    const std::string source = " in " + data.configPath;
+    if (config.enableInterface == 0) {
+        data.value = eCONF_DATA_CONNECT_DISABLED;
+        data.why = "no CM_ENABLE_INTERFACE=yes" + source;
+    } else if (config.enableInterface == -1) {
+        data.value = eCONF_DATA_CONNECT_MODEM_OFF;
+        data.why = "CM_ENABLE_INTERFACE=off" + source;
+    } else {
+        data.value = eCONF_DATA_CONNECT_ENABLED;
+        data.why = "CM_ENABLE_INTERFACE=yes" + source;
+    }
+}
+
+bool isDataAllowed(eCfgDataStatus value) {
+    return value == eCONF_DATA_CONNECT_ENABLED || value == eCONF_DATA_CONNECT_TEMP_ENABLED;
+}
+
+sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
+    sDataDirectiveReport data;
+    data.configPath = configPlace(places, slot).substr(places.root.size());
+    readConfiguration(places, data);
+    findOverride(places, slot, data);
+    if (!isDataAllowed(data.value) || uptimeS > BOOT_S || exists(places.at(BOOTED_FILE)))
+        return data;
+    data.value = eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM;
+    data.why = "the host is still booting, up for " + ltos(uptimeS) + " s: data waits for " +
+               BOOTED_FILE + " or " + ltos(BOOT_S) + " s";
+    return data;
+}
+
+std::string addressText(const sockaddr* address) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address->sa_family == AF_INET)
+        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text,
+                  sizeof text);
+    if (address->sa_family == AF_INET6) {
+        const in6_addr& inner = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
+        if (!IN6_IS_ADDR_LINKLOCAL(&inner)) inet_ntop(AF_INET6, &inner, text, sizeof text);
+    }
+    return text;
+}
+
+// Those that lead somewhere: no link-local ones.
+std::vector<std::string> interfaceAddresses(const std::string& interface) {
+    std::vector<std::string> addresses;
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0) return addresses;
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || interface != entry->ifa_name) continue;
+        const std::string text = addressText(entry->ifa_addr);
+        if (!text.empty()) addresses.push_back(text);
+    }
+    freeifaddrs(list);
+    return addresses;
+}
+
+}  // namespace
+
+sMoment currentMoment() {
+    timespec uptime{};
+    clock_gettime(CLOCK_MONOTONIC, &uptime);
+    return {time(nullptr), static_cast<unsigned>(uptime.tv_sec)};
+}
+
+sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
+    sSlotReport report;
+    report.slot = slot;
+    report.daemonPid = runningDaemon(places, slot);
+    report.daemonRuns = report.daemonPid != 0;
+    report.file = readStatusFile(places, slot);
+    report.data = reportDirective(places, slot, moment.uptimeS);
+    if (!report.isGood()) return report;
+    const sStatusRecord& record = report.file.record;
+    report.ageS = moment.now - record.number("STATS_LAST_UPDATE_E").value_or(0);
+    report.portExists = exists(places.at(record.text("DEV_HANDLE_MAIN")));
+    report.addresses = interfaceAddresses(record.text("NETWORK_INTERFACE"));
+    return report;
+}
+
+std::vector<int> findSlots(const sPlaces& places) {
+    std::vector<int> slots;
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
+        if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
+            recordedPid(places, slot) != 0 || exists(places.at(slotConfigFile(itos(slot)))))
+            slots.push_back(slot);
+    return slots;
+}

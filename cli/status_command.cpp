@@ -1,0 +1,107 @@
+#include "cli/status_command.h"
+
+#include <memory>
+#include <ostream>
+
+#include "cli/daemon_process.h"
+#include "cli/failure.h"
+#include "cli/slot_report.h"
+#include "cli/status_json.h"
+#include "cli/status_metrics.h"
+#include "cli/status_screen.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+struct sStatusOptions {
+    int slot = 0;  // 0: all
+    bool json = false;
+    bool metrics = false;
+};
+
+eExitStatus statusOfFile(eStatusFile state) {
+    switch (state) {
+        case eStatusFile::GOOD:
+            return eExitStatus::OK;
+        case eStatusFile::MISSING:
+            return eExitStatus::NO_DAEMON;
+        case eStatusFile::NOT_PERMITTED:
+            return eExitStatus::NOT_PERMITTED;
+        case eStatusFile::UNREADABLE:
+        case eStatusFile::CUT_SHORT:
+        case eStatusFile::DAMAGED:
+            break;
+    }
+    return eExitStatus::STALE;
+}
+
+eExitStatus statusOfSlot(const sSlotReport& report) {
+    if (!report.isGood()) return statusOfFile(report.file.state);
+    if (!report.daemonRuns) return eExitStatus::NO_DAEMON;
+    return report.isStale() ? eExitStatus::STALE : eExitStatus::OK;
+}
+
+// One line for a slot of which nothing can be told.
+std::string failureLine(const sSlotReport& report) {
+    const std::string slot = "slot " + itos(report.slot) + ": ";
+    const sProblem problem = diagnose(report).problems.front();
+    return slot + problem.what + (problem.mend.empty() ? "" : " Try: " + problem.mend);
+}
+
+void printLines(std::ostream& out, const tLines& lines) {
+    for (const std::string& line : lines)
+        out << line << "\n";
+}
+
+void show(sCliContext& context, const sStatusOptions& options,
+          const std::vector<sSlotReport>& reports) {
+    if (options.json)
+        context.out << statusJson(reports) << "\n";
+    else if (options.metrics)
+        context.out << statusMetrics(reports);
+    else if (options.slot != 0)
+        printLines(context.out, slotScreen(reports.front()));
+    else
+        printLines(context.out, slotsScreen(reports));
+}
+
+void runStatus(sCliContext& context, const sStatusOptions& options) {
+    const std::vector<int> slots =
+        options.slot != 0 ? std::vector<int>{options.slot} : findSlots(context.places);
+    if (slots.empty())
+        throw cFailure(eExitStatus::NO_DAEMON,
+                       "no slot has a daemon, a status file or a configuration; start one: "
+                       "systemctl start cellslotd@1");
+    const sMoment moment = currentMoment();
+    std::vector<sSlotReport> reports;
+    for (const int slot : slots)
+        reports.push_back(reportSlot(context.places, slot, moment));
+    // For people a screen that says nothing but the failure is just in the way.
+    const sSlotReport& first = reports.front();
+    if (options.slot != 0 && !first.isGood() && !options.json && !options.metrics)
+        throw cFailure(statusOfSlot(first), failureLine(first));
+    show(context, options, reports);
+    for (const sSlotReport& report : reports)
+        if (context.exitStatus == eExitStatus::OK) context.exitStatus = statusOfSlot(report);
+}
+
+}  // namespace
+
+void addStatusCommand(CLI::App& app, sCliContext& context) {
+    auto options = std::make_shared<sStatusOptions>();
+    CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are.");
+    command->add_option("-p,--port", options->slot, "one slot in full; all in a table without it")
+        ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
+        ->type_name("1-3");
+    CLI::Option* json = command->add_flag("--json", options->json, "for programs, as JSON");
+    command->add_flag("--metrics", options->metrics, "for Prometheus, in its text format")
+        ->excludes(json);
+    command->footer(
+        "What is wrong stands first, with what to do about it.\n\n"
+        "Examples:\n"
+        "  cellslot status\n"
+        "  cellslot status -p 1\n"
+        "  cellslot status --json | jq '.slots[].signal'\n\n"
+        "Exit status: 0 told, 3 no daemon, 4 data old or damaged, 5 not permitted.");
+    command->callback([&context, options] { runStatus(context, *options); });
+}

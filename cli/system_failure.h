@@ -1,0 +1,12 @@
+#ifndef CLI_SYSTEM_FAILURE_H
+#define CLI_SYSTEM_FAILURE_H
+
+#include <string>
+
+#include "cli/failure.h"
+
+// The failure for a system call that failed with an errno: what could not be done, why, and, where
+// rights are missing, what to do.
+cFailure systemFailure(const std::string& cannot, int error);
+
+#endif

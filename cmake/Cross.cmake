@@ -1,0 +1,13 @@
+# What the toolchain files have in common; they set CROSS_TRIPLET and CMAKE_SYSTEM_PROCESSOR.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${CROSS_TRIPLET}-gcc)
+set(CMAKE_CXX_COMPILER ${CROSS_TRIPLET}-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE ${CROSS_TRIPLET})
+
+# Multiarch: headers are common, libraries have a folder of their own. Programs of the build host are
+# used as they are.
+set(CMAKE_FIND_ROOT_PATH /usr/${CROSS_TRIPLET})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+
+# Tests run under the emulator, which finds the multiarch libraries by itself.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${CMAKE_SYSTEM_PROCESSOR}-static)

@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# Measures the daemon: bring-up, idle cost, memory, messages, single functions and how they grow.
+# Prints a table and writes bench.json and a drawing of each curve. A quiet machine gives the best
+# figures; instruction counts are the same on a busy one.
+set -euo pipefail
+
+readonly CALLED_IN=$PWD
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly BUILD=$PWD/build/bench
+readonly JOBS=2
+
+usage() {
+    cat <<'TEXT'
+Usage: bench.sh [--quick] [--out DIR]
+       bench.sh --instructions | --renew-instructions
+  --quick                short runs: about four minutes instead of fifteen
+  --out DIR              where the results go, else build/bench/results
+  --instructions         only compare the instructions of the fixed workloads with those kept
+  --renew-instructions   keep the numbers of this build instead
+TEXT
+}
+
+build() { # TARGET...
+    cmake --preset bench >/dev/null
+    cmake --build --preset bench -j "$JOBS" --target "$@"
+}
+
+inNamespace() {
+    CELLSLOT_BIN=$BUILD/bin CELLSLOT_HOST=$PWD/host \
+        scripts/private_namespace.sh --keep "$BUILD" "$@"
+}
+
+# instructions [--renew]
+instructions() {
+    build fixed_workloads
+    scripts/private_namespace.sh --keep "$BUILD" python3 bench/instruction_guard.py \
+        --bin "$BUILD/bin" "$@"
+}
+
+measure() { # OUT QUICK(yes/no)
+    local out=$1 results=$BUILD/raw shortest=0.2 processOptions=()
+    if [[ $2 == yes ]]; then
+        shortest=0.05
+        processOptions=(--quick)
+    fi
+    build cellslotd le910sim skvs functions_bench pacing_floor host_command_timer
+    mkdir -p "$results" "$out"
+    inNamespace "$BUILD/bin/functions_bench" --benchmark_min_time="$shortest" \
+        --benchmark_out="$results/functions.json" --benchmark_out_format=json >/dev/null
+    inNamespace python3 bench/processes.py "${processOptions[@]}" --out "$results/processes.json"
+    python3 bench/report.py --functions "$results/functions.json" \
+        --processes "$results/processes.json" --out "$out"
+}
+
+main() {
+    local out=$BUILD/results quick=no
+    while (($#)); do
+        case $1 in
+        --quick) quick=yes ;;
+        --out)
+            out=$(cd "$CALLED_IN" && realpath -m -- "${2:?--out needs a folder}")
+            shift
+            ;;
+        --instructions)
+            scripts/setup.sh
+            instructions
+            return
+            ;;
+        --renew-instructions)
+            scripts/setup.sh
+            instructions --renew
+            return
+            ;;
+        -h | --help)
+            usage
+            return
+            ;;
+        *)
+            echo "bench.sh: unknown option '$1'" >&2
+            usage >&2
+            return 2
+            ;;
+        esac
+        shift
+    done
+    scripts/setup.sh
+    measure "$out" "$quick"
+}
+
+main "$@"

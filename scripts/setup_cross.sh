@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Installs what the cross builds need, as far as it is missing: compiler, libraries of the other
+# architecture beside this one's, and the emulator that its tests run under. As root or with sudo.
+set -euo pipefail
+
+usage() {
+    echo 'Usage: setup_cross.sh arm64|armhf'
+}
+
+asRoot() {
+    if ((EUID == 0)); then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+main() {
+    local architecture=${1:-} package packages=()
+    case $architecture in
+    arm64 | armhf) ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
+    for package in "crossbuild-essential-$architecture" qemu-user-static \
+        "libgmock-dev:$architecture" "libgtest-dev:$architecture" \
+        "liblmdb-dev:$architecture" "libssl-dev:$architecture" "libstdc++6:$architecture"; do
+        dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$' || packages+=("$package")
+    done
+    ((${#packages[@]})) || return 0
+    echo "setup_cross.sh: installing ${packages[*]}"
+    dpkg --print-foreign-architectures | grep -qx "$architecture" ||
+        asRoot dpkg --add-architecture "$architecture"
+    asRoot apt-get update
+    # Not all libraries can stand beside those of this architecture: rather none than theirs lost.
+    asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-remove --no-install-recommends \
+        "${packages[@]}"
+}
+
+main "$@"

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Makes the Debian package and tests it. With --all also on a fresh host: a root folder made with
+# mmdebstrap, from the mirror that this machine's apt uses; that takes a minute or so and the network.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly WORK=$PWD/build/package-test
+# Beside the smallest host: what the package depends on, and who reads its rules for devices and logs.
+readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
+
+makePackages() {
+    local version
+    version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+    scripts/package.sh --output "$WORK/old"
+    scripts/package.sh --no-build --version "$version+1" --output "$WORK/new"
+    cmake --build --preset release --target le910sim
+}
+
+# "SUITE ADDRESS" of the first Debian archive that apt is configured for.
+findMirror() {
+    # shellcheck disable=SC2016  # apt's variables, not the shell's
+    apt-get indextargets --format '$(LABEL) $(CODENAME) $(REPO_URI)' 'Created-By: Packages' |
+        awk -v suite="$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)" \
+            '$1 == "Debian" && $2 == suite { print $2, $3; exit }'
+}
+
+makeRoot() {
+    local suite address
+    read -r suite address < <(findMirror)
+    mkdir -p "$WORK/root"
+    mmdebstrap --quiet --mode=root --variant=minbase --include="$DEPENDENCIES" \
+        --skip=cleanup/tmp "$suite" - "$address" | tar -C "$WORK/root" -x --exclude='./dev/*'
+}
+
+runTests() { # CLASS
+    CELLSLOT_BIN=$PWD/build/release/bin CELLSLOT_HOST=$PWD/host CELLSLOT_PACKAGES=$WORK \
+        CELLSLOT_ROOT=$WORK/root scripts/private_namespace.sh --keep "$PWD/build" \
+        python3 tests/package/package_test.py -v "$1"
+}
+
+main() {
+    rm -rf "$WORK"
+    makePackages
+    runTests Contents
+    [[ ${1:-} == --all ]] || return 0
+    makeRoot
+    runTests Life
+    rm -rf "$WORK/root"
+}
+
+main "$@"

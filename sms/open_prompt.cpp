@@ -1,0 +1,51 @@
+#include "sms/open_prompt.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "atcmd/command.h"
+#include "sms/send.h"
+#include "sms/sms.h"
+#include "sms/spool.h"
+
+namespace {
+
+struct sPromptState {
+    bool mayBeOpen = false;
+};
+
+sPromptState g_promptState;
+
+std::string markerPath(const std::string& root) {
+    return ownSpoolFile(root, "prompt");
+}
+
+}  // namespace
+
+void markPrompt() {
+    g_promptState.mayBeOpen = true;
+    if (!isSpoolRoot(g_s_root_sms_path)) return;
+    constexpr int FLAGS = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int handle = open(markerPath(g_s_root_sms_path).c_str(), FLAGS, 0600);
+    if (handle != -1) close(handle);
+}
+
+void unmarkPrompt() {
+    g_promptState.mayBeOpen = false;
+    if (isSpoolRoot(g_s_root_sms_path)) unlink(markerPath(g_s_root_sms_path).c_str());
+}
+
+void findPrompt(const std::string& root) {
+    sFileIdentity identity;
+    g_promptState.mayBeOpen = isSpoolRoot(root) && identifyFile(markerPath(root), identity);
+}
+
+void endLeftPrompt(int port) {
+    if (!g_promptState.mayBeOpen) return;
+    debug(eLOG_NOTICE, g_i_debugMode, "Sending of an SMS message was cut short, ending its prompt");
+    if (abortPrompt(port) != ePORT_ERROR) unmarkPrompt();
+}
+
+void resetPromptState() {
+    g_promptState = {};
+}

@@ -1,0 +1,23 @@
+#ifndef SMS_OPEN_PROMPT_H
+#define SMS_OPEN_PROMPT_H
+
+#include <string>
+
+// At the prompt of AT+CMGS a modem takes all that comes for text, without end and without an
+// answer. A daemon that was killed there would leave it deaf to the next one, so a marker file
+// stands in the spool's root from the command until its prompt is surely gone.
+
+// Around a transaction with a prompt.
+void markPrompt();
+void unmarkPrompt();
+
+// Looks for what an earlier process left in the spool.
+void findPrompt(const std::string& root);
+
+// Ends a prompt that may have been left open; sends nothing otherwise.
+void endLeftPrompt(int port);
+
+// For tests: as in a process that has just started.
+void resetPromptState();
+
+#endif

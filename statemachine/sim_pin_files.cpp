@@ -1,0 +1,79 @@
+#include "statemachine/sim_pin_files.h"
+
+#include "atcmd/catalogue.h"
+#include "include/debug.h"
+#include "platform/include/file_vector.h"
+#include "platform/include/text_helpers.h"
+#include "statemachine/sim_pin.h"
+
+std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
+std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
+std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
+
+namespace {
+
+constexpr size_t CPIN_FILE_MAX = 16;
+constexpr mode_t CPIN_FILE_MODE = 0600;
+
+// The gateway's monitors take a flag and a depth.
+constexpr int MONITOR_FLAGS = 0;
+constexpr int MONITOR_DEPTH = 10;
+
+std::unique_ptr<cFileMonitor> createMonitor(const std::string& path) {
+    auto monitor = std::make_unique<cFileMonitor>();
+    monitor->imonitorInit(path, MONITOR_FLAGS, MONITOR_DEPTH);
+    return monitor;
+}
+
+}  // namespace
+
+void createCpinMonitors(const sSimInfo& sim) {
+    g_Cp_MonitorCurrentCpinFile = createMonitor(sim.s_cpin_path);
+    g_Cp_MonitorNewCpinFile = createMonitor(sim.s_cpin_new_path);
+    g_Cp_MonitorPukFile = createMonitor(sim.s_puk_path);
+}
+
+bool isChanged(const std::unique_ptr<cFileMonitor>& monitor) {
+    return monitor && monitor->GetFileStatus() == cFileMonitor::STATUS_CHANGED;
+}
+
+void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins) {
+    if (monitor) monitor->ProcessingFile(begins);
+}
+
+eGeneralErrors leaveOutcome(sSimInfo& sim, const sOutcome& outcome) {
+    sim.s_outcome = outcome.text;
+    debug(eLOG_NOTICE, g_i_debugMode, "%s", sim.s_outcome.c_str());
+    return outcome.result;
+}
+
+int verifyCpinFormat(const std::string& pin) {
+    return isStringNumeric(pin) && pin.size() >= 4 && pin.size() <= 8;
+}
+
+int verifyPukFormat(const std::string& puk) {
+    return isStringNumeric(puk) && puk.size() == 8;
+}
+
+std::string readCpinFile(const std::string& path) {
+    std::string text;
+    readFile2String(path, text, CPIN_FILE_MAX);
+    return cleanWhiteSpace(text);
+}
+
+void clearCpinFile(const std::string& path) {
+    debug(eLOG_NOTICE, g_i_debugMode, "Clearing CPIN file %s", path.c_str());
+    cFileVector file(path, CPIN_FILE_MODE);
+    file.clear();
+    file.Write();
+}
+
+void writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
+    cFileVector file(sim.s_cpin_path, CPIN_FILE_MODE);
+    file.AppendLine(pin);
+    file.Write();
+}
+
+std::string cmeText(ePortReturn result) {
+    return "CME error '" + mapText(CMEE_Map, result) + "' (" + itos(result) + ")";
+}

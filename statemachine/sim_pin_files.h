@@ -1,0 +1,32 @@
+#ifndef STATEMACHINE_SIM_PIN_FILES_H
+#define STATEMACHINE_SIM_PIN_FILES_H
+
+#include <memory>
+#include <string>
+
+#include "include/device_records.h"
+#include "platform/include/file_monitor.h"
+
+// The files behind sim_pin.h and their monitors: what unlocking and requests share.
+
+// How an operation ended, and the line that tells so.
+struct sOutcome {
+    eGeneralErrors result;
+    std::string text;
+};
+
+// Leaves the line in the record and in the log.
+eGeneralErrors leaveOutcome(sSimInfo& sim, const sOutcome& outcome);
+
+// Whether the file was written since it was used last; false without a monitor.
+bool isChanged(const std::unique_ptr<cFileMonitor>& monitor);
+// What is written between the begin and the end of its use counts as seen.
+void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins);
+
+// The PIN that unlocks the SIM from now on.
+void writeCurrentCpin(const sSimInfo& sim, const std::string& pin);
+
+// "CME error 'SIM BUSY' (14)"; the text is empty for a number that is not known.
+std::string cmeText(ePortReturn result);
+
+#endif

@@ -1,0 +1,13 @@
+# Hours in the life of a gateway on a fake clock: memory and descriptors stay flat.
+add_executable(gateway_day day/main.cpp day/remote_clock.cpp matrix/faults.cpp
+               matrix/faulty_modem.cpp matrix/host_tools.cpp matrix/waits.cpp)
+target_link_libraries(gateway_day PRIVATE cellslot_flow_support)
+target_link_options(gateway_day PRIVATE -Wl,--wrap=system)
+
+# Two hours; scripts/test.sh --all runs the whole day. The sanitizers keep what was freed.
+if(NOT SANITIZE)
+    add_test(NAME system.day
+             COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
+                     $<TARGET_FILE:gateway_day> 2)
+    set_tests_properties(system.day PROPERTIES LABELS system TIMEOUT 300 PROCESSORS 2)
+endif()

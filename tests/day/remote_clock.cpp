@@ -1,0 +1,67 @@
+#include "tests/day/remote_clock.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "include/sleep.h"
+#include "platform/include/timer_clock.h"
+#include "sms/wall_clock.h"
+#include "tests/support/captured_log.h"
+
+namespace {
+
+struct sRemoteClock {
+    int socket = -1;
+    uint64_t nowMs = 0;
+    time_t startS = 0;
+    unsigned sleeps = 0;
+};
+
+sRemoteClock g_clock;
+
+// A log that is kept would grow with the day.
+constexpr unsigned SLEEPS_PER_LOG = 1000;
+
+bool readWhole(int socket, uint64_t& value) {
+    return read(socket, &value, sizeof value) == static_cast<ssize_t>(sizeof value);
+}
+
+void remoteSleep(unsigned microseconds) {
+    const uint64_t asked = microseconds;
+    // Without the modem's process there is no time any more.
+    if (write(g_clock.socket, &asked, sizeof asked) != static_cast<ssize_t>(sizeof asked) ||
+        !readWhole(g_clock.socket, g_clock.nowMs))
+        _exit(EXIT_FAILURE);
+    if (++g_clock.sleeps % SLEEPS_PER_LOG == 0) clearCapturedLog();
+}
+
+uint64_t remoteTimer() {
+    return g_clock.nowMs;
+}
+
+timespec remoteWallClock() {
+    constexpr uint64_t MS_PER_S = 1000;
+    return {g_clock.startS + static_cast<time_t>(g_clock.nowMs / MS_PER_S),
+            static_cast<long>(g_clock.nowMs % MS_PER_S) * 1000000};
+}
+
+}  // namespace
+
+void useRemoteClock(int socket) {
+    g_clock.socket = socket;
+    g_clock.startS = time(nullptr);
+    setSleepFunction(remoteSleep);
+    setTimerClock(remoteTimer);
+    setWallClock(remoteWallClock);
+}
+
+bool takeSleep(int socket, uint64_t& microseconds) {
+    return readWhole(socket, microseconds);
+}
+
+void tellTime(int socket, uint64_t nowMs) {
+    if (write(socket, &nowMs, sizeof nowMs) != static_cast<ssize_t>(sizeof nowMs))
+        _exit(EXIT_FAILURE);
+}

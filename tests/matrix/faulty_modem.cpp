@@ -1,0 +1,314 @@
+#include "tests/matrix/faulty_modem.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "include/sleep.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/timer_clock.h"
+#include "sms/wall_clock.h"
+#include "tests/matrix/waits.h"
+
+namespace {
+
+using nlohmann::json;
+
+constexpr size_t LINE_MAX_BYTES = 64 * 1024;
+constexpr uint64_t LATE_MAX_MS = 65000;  // where no command follows
+constexpr uint64_t HANGUP_MS = 3000;
+constexpr uint64_t HANGUP_LONG_MS = 150000;  // beyond the two minutes that a port may be missing
+constexpr char ESC = '\x1b';
+constexpr char CTRL_Z = '\x1a';
+constexpr const char* ESCAPE = "+++";
+constexpr size_t TERMINAL_BYTES = 4000;  // it holds 4095 for its reader
+
+cFaultyModem* g_modem = nullptr;
+
+void sleepOnModem(unsigned microseconds) {
+    g_modem->pass(microseconds);
+}
+
+uint64_t modemClock() {
+    return g_modem->nowMs();
+}
+
+timespec modemWallClock() {
+    return g_modem->wallClock();
+}
+
+int waitingBytes(int fd) {
+    int count = 0;
+    ioctl(fd, FIONREAD, &count);
+    return count;
+}
+
+// Commands that make the SIM compare a PIN or a PUK with its own.
+bool triesSecret(const std::string& line) {
+    return startsWith(line, "AT+CPIN=") || startsWith(line, "AT+CPWD=") ||
+           startsWith(line, "AT+CLCK=\"SC\",0") || startsWith(line, "AT+CLCK=\"SC\",1");
+}
+
+// AT+CPIN=1234, AT+CPWD="SC",1234,5678, AT+CLCK="SC",0,"1234"
+std::string pinOf(const std::string& line) {
+    const bool isLock = startsWith(line, "AT+CLCK");
+    const size_t before = isLock ? line.rfind(',') : line.find_first_of("=,");
+    size_t start = line.find_first_of("0123456789", before);
+    return line.substr(start, line.find_first_not_of("0123456789", start) - start);
+}
+
+// A modem that refuses a message leaves its prompt.
+bool refusesMessage(const sFaultRow& row, const std::string& line) {
+    const bool refuses = row.fault == eERROR || row.fault == eCME_KNOWN ||
+                         row.fault == eCME_UNKNOWN || row.fault == eCME_TEXT;
+    return refuses && line.back() == CTRL_Z;
+}
+
+}  // namespace
+
+std::string commandClass(const std::string& line) {
+    return line.back() == CTRL_Z ? std::string("message") + CTRL_Z : line;
+}
+
+cFaultyModem::cFaultyModem(const json& scenario, const std::string& atPath,
+                           const std::string& gpsPath)
+    : m_modem(scenario), m_ends{sEnd(atPath), sEnd(gpsPath)} {
+    clock_gettime(CLOCK_REALTIME, &m_start);
+    g_modem = this;
+    setSleepFunction(sleepOnModem);
+    setTimerClock(modemClock);
+    setWallClock(modemWallClock);
+    comeAndGo();
+}
+
+cFaultyModem::~cFaultyModem() {
+    setSleepFunction(nullptr);
+    setTimerClock(nullptr);
+    setWallClock(nullptr);
+    g_modem = nullptr;
+}
+
+timespec cFaultyModem::wallClock() const {
+    constexpr uint64_t US_PER_S = 1000000;
+    timespec now = m_start;
+    const uint64_t us = static_cast<uint64_t>(m_start.tv_nsec) / 1000 + m_nowUs;
+    now.tv_sec += static_cast<time_t>(us / US_PER_S);
+    now.tv_nsec = static_cast<long>(us % US_PER_S * 1000);
+    return now;
+}
+
+json cFaultyModem::order(const json& request) {
+    json answer = m_modem.control(request);
+    if (!answer.value("ok", false)) throw std::runtime_error(answer.dump());
+    return answer;
+}
+
+bool cFaultyModem::isFaultOver() const {
+    if (!m_firstHitMs) return false;
+    const bool held = !m_ends[eAT_PORT].held.empty() || !m_ends[eGPS_PORT].held.empty();
+    return !held && portsPresent() && nowMs() >= *m_firstHitMs + m_plan->lastsMs;
+}
+
+void cFaultyModem::pass(uint64_t microseconds) {
+    m_nowUs += microseconds;
+    turn();
+    if (m_onTurn) m_onTurn();
+}
+
+void cFaultyModem::turn() {
+    m_modem.advance(nowMs());
+    comeAndGo();
+    for (const eModemPort port : {eAT_PORT, eGPS_PORT})
+        take(port, m_ends[port].pty.receive());
+    m_modem.advance(nowMs());
+    comeAndGo();
+    for (const eModemPort port : {eAT_PORT, eGPS_PORT}) {
+        sEnd& end = m_ends[port];
+        if (nowMs() > end.heldMs + LATE_MAX_MS) emit(end, std::exchange(end.held, ""), 0);
+        emit(end, outputOf(port), 0);
+        deliver(end);
+    }
+    if (m_firstHitMs && !isFaultOver()) m_lastEffectMs = nowMs();
+}
+
+void cFaultyModem::comeAndGo() {
+    for (sEnd& end : m_ends) {
+        if (end.pty.present() == portsPresent()) continue;
+        m_wasAway = true;
+        end.line.clear();
+        end.held.clear();
+        end.output.clear();
+        end.flush.reset();
+        if (!portsPresent()) {
+            end.pty.disappear();
+            continue;
+        }
+        end.pty.appear();
+        end.flush = cDescriptor(open(end.link.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    }
+}
+
+void cFaultyModem::take(eModemPort port, const std::string& bytes) {
+    sEnd& end = m_ends[port];
+    for (const char byte : bytes) {
+        if (!portsPresent()) return;
+        if (byte != '\r') {
+            if (end.line.size() < LINE_MAX_BYTES) end.line += byte;
+            // It has no line end, and means something only where positions are sent.
+            if (end.line != ESCAPE || port != eGPS_PORT) continue;
+        }
+        std::string line;
+        line.swap(end.line);
+        if (!line.empty()) takeLine(port, line, line == ESCAPE ? line : line + '\r');
+    }
+}
+
+void cFaultyModem::takeLine(eModemPort port, const std::string& line, const std::string& bytes) {
+    sEnd& end = m_ends[port];
+    noteDelay(line);
+    emit(end, outputOf(port), 0);  // what the modem said by itself before
+    sSent sent;
+    sent.timeMs = nowMs();
+    sent.port = port;
+    sent.command = line;
+    sent.ending = m_ending;
+    const std::string late = std::exchange(end.held, "");
+    const sFaultRow* row = faultOf(port, line);
+    std::string whole;
+    if (row == nullptr || row->executes)
+        whole = ask(port, bytes);
+    else if (refusesMessage(*row, line))
+        ask(port, std::string(1, ESC));
+    const std::string echo = startsWith(whole, bytes) ? bytes : "";
+    sent.body = whole.substr(echo.size());
+    emit(end, late, 0);
+    if (row == nullptr)
+        emit(end, whole, m_latencyMs);
+    else
+        spoil(port, *row, sent, whole);
+    m_sent.push_back(sent);
+}
+
+std::string cFaultyModem::ask(eModemPort port, const std::string& bytes) {
+    const auto give = [&] {
+        if (port == eAT_PORT)
+            m_modem.receiveAt(bytes, nowMs());
+        else
+            m_modem.receiveGps(bytes, nowMs());
+    };
+    if (triesSecret(bytes))
+        countAttempts(bytes, give);
+    else
+        give();
+    return outputOf(port);
+}
+
+void cFaultyModem::countAttempts(const std::string& line, const std::function<void()>& action) {
+    const auto attempts = [this](const char* key) {
+        return order({{"op", "dump"}}).at("state").at("sim").at(key).get<int>();
+    };
+    const int pins = attempts("pin_attempts");
+    const int puks = attempts("puk_attempts");
+    action();
+    if (attempts("pin_attempts") < pins) ++m_wrongPins[pinOf(line)];
+    if (startsWith(line, "AT+CPIN=") && attempts("puk_attempts") < puks) ++m_wrongPuks;
+}
+
+std::string cFaultyModem::outputOf(eModemPort port) {
+    return port == eAT_PORT ? m_modem.takeAtOutput() : m_modem.takeGpsOutput();
+}
+
+const sFaultRow* cFaultyModem::faultOf(eModemPort port, const std::string& command) {
+    if (!m_plan || nowMs() < m_plan->fromMs) return nullptr;
+    if (!m_plan->command.empty() &&
+        (port != m_plan->port || commandClass(command) != m_plan->command))
+        return nullptr;
+    if (m_firstHitMs) {
+        if (nowMs() >= *m_firstHitMs + m_plan->lastsMs) return nullptr;
+    } else {
+        if (m_matches++ < m_plan->occurrence) return nullptr;
+        m_random.seed(m_plan->seed);
+        m_firstHitMs = nowMs();
+    }
+    if (m_plan->oneIn > 1 && below(m_plan->oneIn, m_random) != 0) return nullptr;
+    m_lastEffectMs = nowMs();
+    if (m_plan->fault != eMIXED) return &faultRow(m_plan->fault);
+    // All but the mixture itself.
+    return &faultTable()[below(faultTable().size() - 1, m_random)];
+}
+
+void cFaultyModem::spoil(eModemPort port, const sFaultRow& row, sSent& sent,
+                         const std::string& whole) {
+    sent.faulty = true;
+    sEnd& end = m_ends[port];
+    if (row.fault == eHANGUP || row.fault == eHANGUP_LONG) {
+        sent.arrived = "(hang-up)";
+        const uint64_t away = row.fault == eHANGUP ? HANGUP_MS : HANGUP_LONG_MS;
+        order({{"op", "hangup"}, {"away_ms", away}});
+        comeAndGo();
+        return;
+    }
+    if (row.fault == eLATE) {
+        sent.arrived = "(late)";
+        end.held = whole;
+        end.heldMs = nowMs();
+        return;
+    }
+    const std::string& command = sent.command;
+    const sAnswer answer = {command == ESCAPE ? "" : command + '\r', sent.body};
+    const std::string other =
+        m_plan->others ? (*m_plan->others)[below(m_plan->others->size(), m_random)] : "";
+    sent.arrived = spoiledAnswer(row.fault, answer, other, m_random);
+    emit(end, sent.arrived, m_latencyMs);
+}
+
+void cFaultyModem::emit(sEnd& end, const std::string& bytes, uint64_t delayMs) {
+    if (bytes.empty()) return;
+    uint64_t dueMs = nowMs() + delayMs;
+    if (!end.output.empty()) dueMs = std::max(dueMs, end.output.back().dueMs);
+    end.output.push_back({dueMs, bytes});
+}
+
+// No more than the terminal holds for its reader, so that nothing is on its way when this returns:
+// a day is the same whenever it is repeated.
+void cFaultyModem::deliver(sEnd& end) {
+    if (!end.pty.present()) return;
+    const int before = waitingBytes(end.flush.get());
+    size_t room = TERMINAL_BYTES - static_cast<size_t>(before);
+    std::string bytes;
+    while (room > 0 && !end.output.empty() && end.output.front().dueMs <= nowMs()) {
+        std::string& front = end.output.front().bytes;
+        const size_t count = std::min(room, front.size());
+        bytes += front.substr(0, count);
+        front.erase(0, count);
+        room -= count;
+        if (front.empty()) end.output.pop_front();
+    }
+    if (bytes.empty()) return;
+    if (write(end.pty.descriptor(), bytes.data(), bytes.size()) !=
+        static_cast<ssize_t>(bytes.size()))
+        throw std::runtime_error("the terminal takes no more");
+    const int expected = before + static_cast<int>(bytes.size());
+    pollfd readable = {end.flush.get(), POLLIN, 0};
+    for (int i = 0; i < 2000 && waitingBytes(end.flush.get()) < expected; ++i)
+        if (poll(&readable, 1, 0) > 0 && i > 0) usleep(50);
+    if (waitingBytes(end.flush.get()) != expected)
+        throw std::runtime_error("bytes are lost in the terminal");
+}
+
+void cFaultyModem::noteDelay(const std::string& command) {
+    const std::string before = m_sent.empty() ? "" : m_sent.back().command;
+    const uint64_t passed = nowMs() - m_lastSentMs;
+    const uint64_t allowed = answerWaitMs(before);
+    if (!m_wasAway && passed > allowed && passed - allowed > m_longestDelayMs) {
+        m_longestDelayMs = passed - allowed;
+        m_delayedBehind = before + " -> " + command;
+    }
+    m_lastSentMs = nowMs();
+    m_wasAway = false;
+}

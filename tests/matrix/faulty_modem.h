@@ -1,0 +1,144 @@
+#ifndef TESTS_MATRIX_FAULTY_MODEM_H
+#define TESTS_MATRIX_FAULTY_MODEM_H
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "sim/pty.h"
+#include "sim/sim_modem.h"
+#include "tests/matrix/faults.h"
+
+enum eModemPort : size_t { eAT_PORT, eGPS_PORT };
+
+// What a line is to a fault: each message at a prompt has a number of its own.
+std::string commandClass(const std::string& line);
+
+// A command as the daemon sent it, and what it was answered.
+struct sSent {
+    uint64_t timeMs = 0;
+    eModemPort port = eAT_PORT;
+    std::string command;
+    std::string body;     // as the modem gave it, without its echo
+    std::string arrived;  // what the daemon gets; only where a fault changed it
+    bool faulty = false;
+    bool ending = false;  // the daemon was asked to end
+};
+
+// A fault of one command, or of all (command empty).
+struct sFaultPlan {
+    eModemPort port = eAT_PORT;
+    std::string command;
+    int occurrence = 0;    // so many are let through before
+    uint64_t fromMs = 0;   // none before
+    uint64_t lastsMs = 0;  // from the first one; 0: just that one
+    size_t oneIn = 1;      // of the commands that match
+    eFault fault = eSILENCE;
+    uint64_t seed = 0;
+    std::shared_ptr<const std::vector<std::string>> others;  // answers to other commands
+};
+
+// The simulated modem on two terminals, on a clock of its own that only the daemon's sleeps move
+// forward, with faults between it and the daemon. One at a time.
+class cFaultyModem {
+  public:
+    cFaultyModem(const nlohmann::json& scenario, const std::string& atPath,
+                 const std::string& gpsPath);
+    ~cFaultyModem();
+    cFaultyModem(const cFaultyModem&) = delete;
+    cFaultyModem& operator=(const cFaultyModem&) = delete;
+
+    void plan(const sFaultPlan& fault) { m_plan = fault; }
+    // Before each answer; 0 at first.
+    void setLatency(uint64_t latencyMs) { m_latencyMs = latencyMs; }
+    void noteEnding() { m_ending = true; }
+    void noteStart() {
+        m_ending = false;
+        m_wasAway = true;
+    }
+    void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
+    void pass(uint64_t microseconds);
+    uint64_t nowMs() const { return m_nowUs / 1000; }
+    timespec wallClock() const;
+
+    bool portsPresent() const { return m_modem.portsPresent(); }
+    // Throws when the modem refuses it.
+    nlohmann::json order(const nlohmann::json& request);
+    // Fails without a word in a modem that is away.
+    void powerCycle(uint64_t awayMs) { order({{"op", "restart"}, {"away_ms", awayMs}}); }
+
+    const std::vector<sSent>& sent() const { return m_sent; }
+    const std::vector<std::string>& problems() const { return m_modem.problems(); }
+    bool faultBegan() const { return m_firstHitMs.has_value(); }
+    // Nothing of the fault can come any more.
+    bool isFaultOver() const;
+    uint64_t faultEndMs() const { return m_lastEffectMs; }
+    // Attempts that the SIM counted as wrong: with each PIN, with a PUK.
+    const std::map<std::string, int>& wrongPins() const { return m_wrongPins; }
+    int wrongPuks() const { return m_wrongPuks; }
+    // The longest time without a command beyond what its predecessor may take, while the ports were
+    // there all the time; and the predecessor.
+    uint64_t longestDelayMs() const { return m_longestDelayMs; }
+    const std::string& delayedBehind() const { return m_delayedBehind; }
+
+  private:
+    struct sPortion {
+        uint64_t dueMs;
+        std::string bytes;
+    };
+    struct sEnd {
+        explicit sEnd(const std::string& path) : pty(path), link(path) {}
+        cPty pty;
+        std::string link;
+        cDescriptor flush;  // of the daemon's side: tells what waits there, and keeps it open
+        std::string line;
+        std::string held;  // of a late answer
+        uint64_t heldMs = 0;
+        std::deque<sPortion> output;
+    };
+
+    void turn();
+    void comeAndGo();
+    void take(eModemPort port, const std::string& bytes);
+    void takeLine(eModemPort port, const std::string& line, const std::string& bytes);
+    std::string ask(eModemPort port, const std::string& bytes);
+    std::string outputOf(eModemPort port);
+    void deliver(sEnd& end);
+    void emit(sEnd& end, const std::string& bytes, uint64_t delayMs);
+    const sFaultRow* faultOf(eModemPort port, const std::string& command);
+    void spoil(eModemPort port, const sFaultRow& row, sSent& sent, const std::string& whole);
+    void noteDelay(const std::string& command);
+    void countAttempts(const std::string& line, const std::function<void()>& action);
+
+    cSimModem m_modem;
+    std::array<sEnd, 2> m_ends;
+    std::function<void()> m_onTurn;
+    uint64_t m_nowUs = 0;
+    uint64_t m_latencyMs = 0;
+    timespec m_start{};
+
+    std::optional<sFaultPlan> m_plan;
+    std::mt19937_64 m_random;
+    int m_matches = 0;
+    std::optional<uint64_t> m_firstHitMs;
+    uint64_t m_lastEffectMs = 0;
+
+    std::vector<sSent> m_sent;
+    bool m_ending = false;
+    std::map<std::string, int> m_wrongPins;
+    int m_wrongPuks = 0;
+    uint64_t m_lastSentMs = 0;
+    bool m_wasAway = true;  // since the last command
+    uint64_t m_longestDelayMs = 0;
+    std::string m_delayedBehind;
+};
+
+#endif

@@ -1,0 +1,62 @@
+#include "tests/matrix/host_tools.h"
+
+#include <cstdio>
+#include <regex>
+
+namespace {
+
+std::function<void()> g_powerCycle;
+std::vector<std::string> g_refused;
+
+// What an address may look like: nothing else of the network's own text gets into a command line.
+const char* const FORMS[] = {
+    R"(setup_cellint\.sh -i wwan0 --down  &>/dev/null)",
+    R"(setup_cellint\.sh -i wwan0 --up ( --debug )?( --ptp )?( --defaultroute )? -m \d+)"
+    R"(( --address [\d.]+ --netmask [\d.]+ --gateway [\d.]+)?( --dns [\da-fA-F:.]+)*)"
+    R"(( --ipv6auto )?( --ipv6only )? &>/dev/null)",
+    R"(ping -c 1 -I wwan0 1\.2\.3\.4 &>/dev/null &)",
+    R"(timeout -t 5 gpsdctl (add|remove) /tmp/modem-gps &>/dev/null)",
+    R"re(systime\.sh --set "[\d/:, -]+" &>/dev/null)re",
+    R"(sledctl 1 off &)",
+    R"(ResetCellular now force -s 1 &)",
+    R"(mv -f /tmp/sms/send/[\w.+-]+ /tmp/sms/send_(ok|fail)/[\w.+-]+)",
+};
+
+bool isKnownForm(const std::string& line) {
+    for (const char* form : FORMS)
+        if (std::regex_match(line, std::regex(form))) return true;
+    return false;
+}
+
+void moveFile(const std::string& line) {
+    const size_t from = line.find('/');
+    const size_t blank = line.find(' ', from);
+    const std::string source = line.substr(from, blank - from);
+    const std::string target = line.substr(blank + 1);
+    rename(source.c_str(), target.c_str());
+}
+
+}  // namespace
+
+void onPowerCycle(std::function<void()> action) {
+    g_powerCycle = std::move(action);
+}
+
+const std::vector<std::string>& refusedCommandLines() {
+    return g_refused;
+}
+
+extern "C" int __wrap_system(const char* command);
+
+// Linked in the place of system().
+extern "C" int __wrap_system(const char* command) {
+    constexpr int NOT_FOUND = 127 << 8;
+    const std::string line = command;
+    if (!isKnownForm(line)) {
+        g_refused.push_back(line);
+        return NOT_FOUND;
+    }
+    if (line.compare(0, 3, "mv ") == 0) moveFile(line);
+    if (line.compare(0, 14, "ResetCellular ") == 0 && g_powerCycle) g_powerCycle();
+    return 0;
+}

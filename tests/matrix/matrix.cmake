@@ -1,0 +1,18 @@
+# The fault matrix: every command of a day with every fault, each in a process of its own.
+add_executable(fault_matrix matrix/cell.cpp matrix/faults.cpp matrix/faulty_modem.cpp
+               matrix/host_tools.cpp matrix/main.cpp matrix/matrix.cpp matrix/pool.cpp
+               matrix/waits.cpp)
+target_link_libraries(fault_matrix PRIVATE cellslot_flow_support)
+target_link_options(fault_matrix PRIVATE -Wl,--wrap=system)
+
+# cellslot_add_matrix_test(<name> <arguments>...): a sample drawn by a seed that it prints. The cells
+# use both cores.
+function(cellslot_add_matrix_test name)
+    add_test(NAME matrix.${name}
+             COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
+                     $<TARGET_FILE:fault_matrix> ${ARGN})
+    set_tests_properties(matrix.${name} PROPERTIES LABELS matrix TIMEOUT 300 PROCESSORS 2)
+endfunction()
+
+cellslot_add_matrix_test(faults --suite faults --sample 200)
+cellslot_add_matrix_test(pin --suite pin --sample 60)

@@ -1,0 +1,237 @@
+#!/usr/bin/env python3
+"""The Debian package: what is in it (Contents), and its life on a fresh host (Life), where the daemon
+runs from it against the simulated modem. Run by scripts/test_package.sh, which makes what is named by
+
+    CELLSLOT_BIN        folder with le910sim
+    CELLSLOT_PACKAGES   folder with the packages of two versions, "old" and "new"
+    CELLSLOT_ROOT       root folder of a fresh host, for Life
+"""
+
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+import unittest
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(REPO / "tests" / "system"))
+PACKAGES = pathlib.Path(os.environ["CELLSLOT_PACKAGES"])
+ROOT = pathlib.Path(os.environ.get("CELLSLOT_ROOT", "/nonexistent"))
+UNIT = "lib/systemd/system/cellslotd@.service"
+TOOLS = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "slot-of-port", "timeout")
+# What dpkg and the libraries' cache keep for themselves.
+DPKG_OWN = re.compile(r"var/(lib/dpkg/|log/(dpkg|alternatives)\.log|cache/(ldconfig|debconf)/)|"
+                      r"(dev|proc|sys)/|etc/ld\.so\.cache")
+
+
+def package(which):
+    found = list((PACKAGES / which).glob("cellslot_*.deb"))
+    if len(found) != 1:
+        raise AssertionError(f"{which}: {found}")
+    return found[0]
+
+
+def output(*command):
+    result = subprocess.run(command, capture_output=True, text=True, check=False)
+    if result.returncode != 0:
+        raise AssertionError(f"{command}: {result.returncode}\n{result.stdout}{result.stderr}")
+    return result.stdout
+
+
+class Contents(unittest.TestCase):
+    def test_lintian_findsNoError(self):
+        result = subprocess.run(["lintian", "--allow-root", "--fail-on", "error", package("old")],
+                                capture_output=True, text=True, check=False)
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
+    def test_files_areInTheirPlacesAndRootsOwn(self):
+        lines = output("dpkg-deb", "-c", str(package("old"))).splitlines()
+        modes = {line.split()[5].removeprefix("./"): line.split()[0] for line in lines}
+        self.assertEqual({line.split()[1] for line in lines}, {"root/root"})
+        for program in ("usr/sbin/cellslotd", "usr/bin/cellslot", "usr/bin/skvs",
+                        *(f"usr/lib/cellslot/{tool}" for tool in TOOLS)):
+            self.assertEqual(modes.get(program), "-rwxr-xr-x", program)
+        for file in (UNIT, "lib/udev/rules.d/60-cellslot.rules", "usr/lib/tmpfiles.d/cellslot.conf",
+                     "etc/logrotate.d/cellslot", "etc/cellslot/slots.conf",
+                     "etc/default/cellslotd.1", "etc/default/cellslotd.2", "etc/default/cellslotd.3",
+                     "usr/share/doc/cellslot/examples/cellslot.conf.example",
+                     "usr/share/doc/cellslot/installation.md"):
+            self.assertEqual(modes.get(file), "-rw-r--r--", file)
+        pages = {f"usr/share/man/man{page.suffix[1:]}/{page.name}.gz"
+                 for page in (REPO / "docs" / "man").glob("*.[158]")}
+        self.assertLessEqual(pages, set(modes))
+
+    def test_everythingUnderEtc_isAConffile(self):
+        listed = output("dpkg-deb", "-I", str(package("old")), "conffiles").split()
+        lines = output("dpkg-deb", "-c", str(package("old"))).splitlines()
+        shipped = [line.split()[5][1:] for line in lines
+                   if line.startswith("-") and "./etc/" in line]
+        self.assertEqual(sorted(listed), sorted(shipped))
+
+    def extractedUnit(self):
+        """The unit in a folder of its own, its programs those of the package, where they lie."""
+        folder = pathlib.Path("/tmp/extracted")
+        shutil.rmtree(folder, ignore_errors=True)
+        output("dpkg-deb", "-x", str(package("old")), str(folder))
+        text = re.sub(r"(?m)^(Exec\w+=-?)", rf"\g<1>{folder}", (folder / UNIT).read_text())
+        unit = folder / "cellslotd@1.service"
+        unit.write_text(text)
+        return unit
+
+    def test_unit_isUnderstoodWhole(self):
+        result = subprocess.run(["systemd-analyze", "verify", "--man=no", self.extractedUnit()],
+                                capture_output=True, text=True, check=False)
+        self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
+
+    def test_unit_keepsItsSandbox(self):
+        # In tenths, as systemd-analyze counts exposure: a directive that is lost counts 1 to 5.
+        result = subprocess.run(["systemd-analyze", "security", "--offline=true", "--threshold=40",
+                                 self.extractedUnit()], capture_output=True, text=True, check=False)
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+
+
+class Life(unittest.TestCase):
+    """One test, because each step needs the one before it."""
+
+    def inRoot(self, *command):
+        return output("chroot", str(ROOT), *command)
+
+    def files(self):
+        found = set()
+        for folder, folders, files in os.walk(ROOT):
+            for name in folders + files:
+                path = os.path.relpath(os.path.join(folder, name), ROOT)
+                if not DPKG_OWN.match(path + "/"):
+                    found.add(path)
+        return found
+
+    def install(self, which):
+        target = ROOT / "tmp" / "package.deb"
+        target.write_bytes(package(which).read_bytes())
+        self.inRoot("dpkg", "-i", "/tmp/package.deb")
+        target.unlink()
+
+    def setUp(self):
+        # A mount of its own, so that it can be made read-only.
+        subprocess.run(["mount", "--bind", ROOT, ROOT], check=True)
+        for place in ("dev", "sys", "proc"):
+            subprocess.run(["mount", "--rbind", f"/{place}", ROOT / place], check=True)
+
+    def readUnit(self):
+        """The unit's lines by key, as a service manager would take them for slot 1."""
+        lines = re.findall(r"(?m)^(\w+)=(.*)$", (ROOT / UNIT).read_text())
+        unit = {}
+        for key, value in lines:
+            unit.setdefault(key, []).append(value.replace("%i", "1"))
+        return unit
+
+    def command(self, unit):
+        values = dict(re.findall(r"(?m)^(\w+)=(.*)$",
+                                 (ROOT / unit["EnvironmentFile"][0][1:]).read_text()))
+        line = re.sub(r"\$\{?(\w+)\}?", lambda found: values[found[1]], unit["ExecStart"][0])
+        return shlex.split(line)
+
+    def sandbox(self, unit):
+        """A shell script for a mount namespace of its own: what of the unit's sandbox can be had
+        without a service manager, then the command."""
+        steps = []
+        if unit["ProtectSystem"] == ["strict"]:
+            steps += ["mount -n -o remount,bind,ro /", "! touch /usr/written 2>/dev/null"]
+            steps += [f"mount -n --bind {path} {path} && mount -n -o remount,bind,rw {path}"
+                      for path in unit["ReadWritePaths"][0].replace("-", "").split()]
+        # Followed where it is a link, as /bin/sh is.
+        steps += [f"mount -n --bind {pair.replace(':', ' ')}" for pair in unit["BindReadOnlyPaths"]]
+        capabilities = unit["CapabilityBoundingSet"][0].lower().replace("cap_", "+").split()
+        setpriv = f"setpriv --bounding-set -all,{','.join(capabilities)}"
+        if unit["NoNewPrivileges"] == ["yes"]:
+            setpriv += " --no-new-privs"
+        return " && ".join(["set -e", *steps, f'exec {setpriv} "$@"'])
+
+    def startDaemon(self):
+        from service_manager import ServiceManager
+        unit = self.readUnit()
+        environment = [*unit["Environment"], "NOTIFY_SOCKET=/run/notify", "WATCHDOG_USEC=20000000"]
+        return ServiceManager(["unshare", "--mount", "chroot", ROOT, "/bin/bash", "-c",
+                               self.sandbox(unit), "sandbox", "env", "-i", *environment,
+                               *self.command(unit)],
+                              20, "/tmp/daemon.out", str(ROOT / "run/notify"))
+
+    def stopDaemon(self, daemon):
+        self.assertEqual(daemon.end(), 2)
+        (ROOT / "run/notify").unlink()
+
+    def runToConnected(self):
+        from gateway import waitUntil
+        daemon = self.startDaemon()
+        try:
+            waitUntil(lambda: "connected" in (daemon.status() or ""), 30,
+                      lambda: f"status {daemon.status()!r}\n{pathlib.Path('/tmp/daemon.out').read_text()}")
+            self.assertEqual(daemon.starts, 1)
+            status = ROOT / "var/log/wireless.cardstats.1"
+            waitUntil(lambda: "CELLMODEM1_QMI_STATE=CONNECTED" in status.read_text(), 10,
+                      lambda: status.read_text())
+            # The package's own interface script did it, and the daemon saw its success.
+            self.assertRegex(output("ip", "-4", "address", "show", "wwan0"),
+                             r"inet 10\.64\.1\.\d+/24")
+            self.assertIn("10.0.0.1", (ROOT / "etc/resolv.conf").read_text())
+        finally:
+            self.stopDaemon(daemon)
+
+    def checkReaders(self):
+        """Those who read the package's rules for devices and logs have nothing to complain of."""
+        told = self.inRoot("sh", "-c", "udevadm test /sys/class/net/lo 2>&1")
+        about = [line for line in told.splitlines() if "60-cellslot.rules" in line]
+        shutil.rmtree(ROOT / "run/udev")  # udevadm's notes
+        self.assertEqual(about, ["Reading rules file: /usr/lib/udev/rules.d/60-cellslot.rules"])
+        told = self.inRoot("sh", "-c", "logrotate -d /etc/logrotate.d/cellslot 2>&1")
+        self.assertIn("rotating pattern: /var/log/cellslotd.log", told)
+        self.assertNotIn("error", told)
+
+    def test_installRunUpgradeRemovePurge_nothingIsLeft(self):
+        from gateway import LogCatcher, Slot, freshHost
+        freshHost()
+        log = LogCatcher()
+        self.addCleanup(log.socket.close)
+        (ROOT / "etc/resolv.conf").unlink(missing_ok=True)
+        (ROOT / "run/poststart").touch()
+        before = self.files()
+
+        self.install("old")
+        self.checkReaders()
+        oldVersion = self.inRoot("dpkg-query", "-W", "-f", "${Version}", "cellslot")
+        config = ROOT / "etc/vuk/cellular1.conf"
+        config.write_text("CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_GPS_ENABLE=no\n"
+                          "CM_SYNC_TIME=no\n")
+        config.chmod(0o600)
+        pathlib.Path("/dev/cellslot").mkdir()
+        slot = Slot(1)
+        slot.device, slot.gps = "/dev/cellslot/1-at", "/dev/cellslot/1-gps"
+        self.addCleanup(slot.end)
+        slot.startSim()
+        self.runToConnected()
+        self.assertTrue((ROOT / "run/cellslot/skvs").exists())
+
+        defaults = ROOT / "etc/default/cellslotd.1"
+        defaults.write_text(defaults.read_text() + "# ours\n")
+        self.install("new")
+        self.assertNotEqual(self.inRoot("dpkg-query", "-W", "-f", "${Version}", "cellslot"),
+                            oldVersion)
+        self.assertIn("# ours", defaults.read_text())
+        self.runToConnected()
+
+        self.inRoot("dpkg", "-r", "cellslot")
+        self.assertFalse((ROOT / "usr/sbin/cellslotd").exists())
+        self.assertFalse((ROOT / UNIT).exists())
+        self.assertTrue(config.exists() and defaults.exists())
+
+        self.inRoot("dpkg", "-P", "cellslot")
+        after = self.files()
+        self.assertEqual(sorted(after - before), [])
+        self.assertEqual(sorted(before - after), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,404 @@
+#!/usr/bin/env python3
+"""The acting half of the operator's command against the running daemon and the simulated modem. Run
+inside scripts/private_namespace.sh."""
+
+import os
+import pathlib
+import pty
+import signal
+import subprocess
+import time
+import unittest
+
+from gateway import BIN, LogCatcher, Slot, freshHost, splitDatagram, waitUntil
+
+SYSLOG = pathlib.Path("/var/log/messages")
+SPOOL = pathlib.Path("/tmp/sms")
+REQUEST = pathlib.Path("/tmp/at_cmd_in")
+
+OK, FAILED, USAGE, NO_DAEMON, STALE, NOT_PERMITTED, TIMED_OUT = range(7)
+NOBODY = 65534
+
+
+class SyslogFile(LogCatcher):
+    """The host's syslog daemon: what arrives is also written to the log file."""
+
+    def receive(self):
+        while True:
+            try:
+                data = self.socket.recv(65536)
+            except OSError:
+                return
+            self.lines.append((time.monotonic(), splitDatagram(data)[1]))
+            # "<13>Nov 21 07:00:00 cellslotd[42]: text" as it comes from the C library
+            with SYSLOG.open("ab") as file:
+                file.write(data.split(b">", 1)[-1].rstrip(b"\n") + b"\n")
+
+
+class Result:
+    def __init__(self, done):
+        self.status, self.out, self.err = done.returncode, done.stdout, done.stderr
+
+    def __repr__(self):
+        return f"status {self.status}\n{self.out}\n{self.err}"
+
+
+def cellslot(*arguments, user=None, **options):
+    return Result(subprocess.run([BIN / "cellslot", *arguments], capture_output=True, text=True,
+                                 timeout=100, check=False, user=user,
+                                 group=user, extra_groups=[] if user else None, **options))
+
+
+class Running:
+    """A cellslot in the background."""
+
+    def __init__(self, *arguments):
+        self.process = subprocess.Popen([BIN / "cellslot", *arguments], stdout=subprocess.PIPE,
+                                        stderr=subprocess.PIPE, text=True)
+
+    def result(self):
+        self.out, self.err = self.process.communicate(timeout=60)
+        self.status = self.process.returncode
+        return self
+
+
+class Gateway(unittest.TestCase):
+    """One daemon and modem for all tests of a class."""
+
+    scenario = {}
+
+    @classmethod
+    def setUpClass(cls):
+        freshHost()
+        SYSLOG.unlink(missing_ok=True)
+        cls.log = SyslogFile()
+        cls.slot = Slot(1, cls.scenario)
+        cls.slot.configure()
+        cls.slot.startSim()
+        cls.slot.startDaemon(fast=4)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.slot.end()
+        cls.log.socket.close()
+
+    def assertFails(self, result, status, *words):
+        """One line that says what is wrong, and the status."""
+        self.assertEqual(result.status, status, result)
+        self.assertRegex(result.err, r"\Acellslot: [^\n]+\n\Z")
+        for word in words:
+            self.assertIn(word, result.err)
+
+
+class Actions(Gateway):
+    """Each test leaves the modem connected."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.slot.waitConnected()
+
+    # ---- sms
+
+    def sent(self):
+        return [message["text"] for message in self.slot.order(op="dump")["state"]["sms"]["sent"]]
+
+    def test_smsSend_waitsUntilItIsSent(self):
+        result = cellslot("sms", "send", "+1 (202) 555-0123", "Pump 3 stopped", "--wait")
+        self.assertEqual((result.status, result.out), (OK, "sent\n"), result)
+        self.assertIn("Pump 3 stopped", self.sent())
+        self.assertEqual(list((SPOOL / "send").iterdir()), [])
+
+    def test_smsSend_refusedByTheNetwork_tellsTheDaemonsReason(self):
+        self.slot.order(op="fault", prefix="AT+CMGS", stage="data", kind="cms", number=500)
+        self.addCleanup(self.slot.order, op="clear-faults")
+        result = cellslot("sms", "send", "12025550123", "-", "--wait", input="never\n")
+        self.assertFails(result, FAILED, "given up after three attempts", "500")
+
+    def test_smsReceived_isListedShownAndDeleted(self):
+        waiting = Running("sms", "wait", "--timeout", "30")
+        time.sleep(0.5)
+        self.slot.order(op="inject-sms", text="Caf\u00e9 \u20ac5", **{"from": "+12025550145"})
+        shown = waiting.result()
+        self.assertEqual(shown.status, OK, shown.err)
+        self.assertIn("From: +12025550145\n", shown.out)
+        self.assertTrue(shown.out.endswith("\n\nCaf\u00e9 \u20ac5\n"), shown.out)
+        listed = cellslot("sms", "list")
+        self.assertIn("+12025550145", listed.out)
+        self.assertEqual(cellslot("sms", "read", "--delete").out, shown.out)
+        self.assertEqual(cellslot("sms", "list").out, "no messages\n")
+        self.assertFails(cellslot("sms", "read"), FAILED, "no message")
+
+    def test_smsWait_nothingComes_timesOut(self):
+        self.assertFails(cellslot("sms", "wait", "--timeout", "0.3"), TIMED_OUT, "no message")
+
+    def test_sms_asNobody_isNotPermitted(self):
+        self.assertFails(cellslot("sms", "send", "12025550123", "x", user=NOBODY), NOT_PERMITTED,
+                         "as root")
+        self.assertFails(cellslot("sms", "list", user=NOBODY), NOT_PERMITTED, "as root")
+
+    # ---- at
+
+    def test_at_printsTheAnswer(self):
+        result = cellslot("at", "AT+CGMI")
+        self.assertEqual((result.status, result.out), (OK, "Telit\nOK\n"), result)
+        self.assertFalse(REQUEST.exists())
+
+    def test_at_refusedByTheModem_failsAndShowsTheError(self):
+        self.slot.order(op="fault", match="AT+ONE", kind="cme", number=3, count=1)
+        result = cellslot("at", "AT+ONE")
+        self.assertFails(result, FAILED, "refused")
+        self.assertIn("+CME ERROR: ", result.out)
+
+    def test_at_silence_timesOut(self):
+        self.slot.order(op="fault", match="AT+TWO", kind="silence", count=1)
+        result = cellslot("at", "AT+TWO", "--timeout", "2")
+        self.assertFails(result, TIMED_OUT, "within 2 s")
+        self.slot.waitConnected(30)
+
+    def test_at_asNobody_isPermittedAsItIsToAnyProgram(self):
+        result = cellslot("at", "AT+CGMI", user=NOBODY)
+        self.assertEqual((result.status, result.out), (OK, "Telit\nOK\n"), result)
+
+    def test_at_interrupted_isTakenBack(self):
+        # A daemon that stands still takes nothing.
+        pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
+        os.kill(pid, signal.SIGSTOP)
+        try:
+            asking = Running("at", "AT+NEVER")
+            waitUntil(REQUEST.exists, 5, lambda: "no request")
+            self.assertFails(cellslot("at", "AT+OTHER"), FAILED, "of another program")
+            self.assertEqual(REQUEST.read_text(), "AT+NEVER\n")
+            asking.process.send_signal(signal.SIGINT)
+            self.assertFails(asking.result(), FAILED, "was not sent")
+            self.assertFalse(REQUEST.exists())
+        finally:
+            os.kill(pid, signal.SIGCONT)
+        self.assertNotIn("AT+NEVER", self.slot.commands())
+
+    def test_at_somethingInItsPlace_isLeftAlone(self):
+        # A folder is what the daemon does not take away.
+        REQUEST.mkdir()
+        self.addCleanup(REQUEST.rmdir)
+        self.assertFails(cellslot("at", "AT"), FAILED, "is a folder")
+
+    # ---- data
+
+    def test_data_offAndOn_showsTheResult(self):
+        result = cellslot("data", "off")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("slot 1: connection DISCONNECTED", result.out)
+        self.assertTrue(pathlib.Path("/tmp/force_cell_nocon.1").exists())
+        result = cellslot("data", "on")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("slot 1: connection CONNECTED\n", result.out)
+        self.assertEqual([path.name for path in pathlib.Path("/tmp").glob("force*")],
+                         ["force_cell_con.1"])
+        self.assertEqual(cellslot("data", "auto").status, OK)
+        self.assertEqual(list(pathlib.Path("/tmp").glob("force*")), [])
+
+    def test_data_unknownSlot_isAUsageError(self):
+        for slot in ("0", "4", "x", "-1"):
+            self.assertFails(cellslot("data", "on", "-p", slot), USAGE)
+
+    def test_data_ofASlotWithoutDaemon_saysSo(self):
+        self.addCleanup(pathlib.Path("/tmp/force_cell_nocon.3").unlink)
+        self.assertFails(cellslot("data", "off", "-p", "3"), NO_DAEMON, "slot 3")
+
+
+    # ---- reload
+
+    def config(self, **changes):
+        self.addCleanup(self.slot.configure)
+        self.slot.configure(**changes)
+
+    def test_reload_saysWhatBecameOfIt(self):
+        result = cellslot("reload")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("unchanged", result.out)
+        self.config(CM_MTU="1410")
+        result = cellslot("reload", "-p", "1")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("set up anew", result.out)
+        self.assertEqual(self.log.count("Received USR2 and config changed"), 1)
+        self.slot.configure()
+        self.assertEqual(cellslot("reload").status, OK)
+        self.slot.waitConnected()
+
+    def test_reload_withoutFile_isRefused(self):
+        path = pathlib.Path("/etc/vuk/cellular1.conf")
+        path.rename("/etc/vuk/away")
+        self.addCleanup(lambda: pathlib.Path("/etc/vuk/away").rename(path))
+        before = self.log.count("Received SIGUSR2")
+        self.assertFails(cellslot("reload"), FAILED, "there is no /etc")
+        time.sleep(1)
+        self.assertEqual(self.log.count("Received SIGUSR2"), before)
+
+    def test_reload_asNobody_isNotPermitted(self):
+        self.assertFails(cellslot("reload", user=NOBODY), NOT_PERMITTED, "as root")
+
+    def test_reload_noDaemon_saysSo(self):
+        self.assertFails(cellslot("reload", "-p", "2"), NO_DAEMON, "slot 2")
+
+    # ---- config
+
+    def test_configCheck_ofTheSlotsFile(self):
+        result = cellslot("config", "check")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("/etc/vuk/cellular1.conf\n", result.out)
+        self.config(CM_MTU="9000", CM_PASWORD="hidden")
+        result = cellslot("config", "check", "-q")
+        self.assertEqual(result.status, FAILED, result)
+        self.assertIn("is CM_PASSWORD meant?", result.out)
+        self.assertTrue(result.out.endswith("\n2 findings\n"), result.out)
+        self.assertEqual(result.err, "")
+
+    # ---- doctor
+
+    @staticmethod
+    def hostFiles():
+        """All but those that the daemon is just replacing."""
+        return sorted(str(path) for folder in ("/tmp", "/etc/vuk", "/run", "/var/log")
+                      for path in pathlib.Path(folder).rglob("*")
+                      if not path.name.startswith(".cellslot-tmp-"))
+
+    def test_doctor_findsWhatIsBroken_andChangesNothing(self):
+        pin = pathlib.Path("/etc/vuk/cellular_puk.1")
+        pin.write_text("")
+        pin.chmod(0o644)
+        self.addCleanup(pin.unlink)
+        before = self.hostFiles()
+        result = cellslot("doctor")
+        self.assertEqual((result.status, result.err), (FAILED, ""), result)
+        for line in ("  ok      shell      /bin/sh understands &>",
+                     "  ok      tools      all are on the daemon's PATH",
+                     "  ok      port       /dev/ttyCELL1 is there",
+                     "  ok      interface  wwan0 exists",
+                     "  ok      config     /etc/vuk/cellular1.conf is as it should be",
+                     "  BROKEN  pin        /etc/vuk/cellular_puk.1 can be read by others"):
+            self.assertIn(line + "\n", result.out)
+        # The modem's end of the pseudo-terminal is open in the simulator.
+        self.assertRegex(result.out, r"BROKEN  port       /dev/ttyCELL1 is also open in le910sim")
+        self.assertEqual(self.hostFiles(), before)
+
+    # ---- pin
+
+    def assertNotInLogOf(self, result, *secrets):
+        for secret in secrets:
+            self.assertNotIn(secret, result.out + result.err)
+
+    def test_pin_everyRequest_tellsItsOutcome(self):
+        files = {name: pathlib.Path(f"/etc/vuk/cellular_{name}.1") for name in
+                 ("cpin", "cpin_new", "puk")}
+        self.assertFails(cellslot("pin", "enable"), FAILED, "pin set")
+        result = cellslot("pin", "set", input="0000\n")
+        self.assertEqual(result.status, OK, result)
+        self.assertEqual(files["cpin"].stat().st_mode & 0o7777, 0o600)
+        self.assertEqual(files["cpin"].read_text().strip(), "0000")
+        # One wrong PIN is tried, and never again.
+        result = cellslot("pin", "enable")
+        self.assertFails(result, FAILED, "bad password", "attempts left: 2")
+        self.assertEqual(files["cpin"].read_text(), "")
+        cellslot("pin", "set", input="1234\n")
+        result = cellslot("pin", "enable")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("successfully enabled", result.out)
+        result = cellslot("pin", "enable")
+        self.assertEqual((result.status, result.out),
+                         (OK, "nothing to do, it is enabled already\n"), result)
+        result = cellslot("pin", "change", input="87654321\n")
+        self.assertEqual(result.status, OK, result)
+        self.assertNotInLogOf(result, "1234", "87654321")
+        self.assertEqual(files["cpin"].read_text(), "87654321\n")
+        self.assertFails(cellslot("pin", "puk", input="1\n"), FAILED, "does not ask")
+        result = cellslot("pin", "change", input="87654321\n")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("are the same", result.out)
+        result = cellslot("pin", "disable")
+        self.assertEqual(result.status, OK, result)
+        self.assertFalse(files["puk"].exists())
+
+    def test_pin_nonsense_isNotWritten(self):
+        for text in ("123", "123456789", "12a4", "", "1234 5", "x" * 5000):
+            self.assertFails(cellslot("pin", "set", "-p", "2", input=text + "\n"), USAGE)
+        self.assertFails(cellslot("pin", "set", "-p", "2", stdin=subprocess.DEVNULL), USAGE)
+        self.assertFalse(pathlib.Path("/etc/vuk/cellular_cpin.2").exists())
+
+    def test_pin_asNobody_isNotPermitted(self):
+        self.assertFails(cellslot("pin", "set", user=NOBODY, input="1234\n"), NOT_PERMITTED,
+                         "as root")
+
+    def test_pin_linkInItsPlace_isReplaced(self):
+        precious, pin = pathlib.Path("/etc/vuk/precious"), pathlib.Path("/etc/vuk/cellular_cpin.3")
+        precious.write_text("precious")
+        pin.symlink_to(precious)
+        self.addCleanup(pin.unlink)
+        self.assertEqual(cellslot("pin", "set", "-p", "3", input="1234\n").status, OK)
+        self.assertEqual(precious.read_text(), "precious")
+        self.assertFalse(pin.is_symlink())
+
+    def test_pinChange_ofASlotWithoutDaemon_writesNothing(self):
+        self.assertFails(cellslot("pin", "change", "-p", "2", input="1234\n"), NO_DAEMON)
+        self.assertFalse(pathlib.Path("/etc/vuk/cellular_cpin_new.2").exists())
+
+
+class Locked(Gateway):
+    """A SIM that is blocked, from its PUK to the modem's end."""
+
+    scenario = {"sim": {"pin": "1234", "puk": "12345678", "lock": True, "pin_attempts": 0}}
+
+    def onATerminal(self, *answers, arguments):
+        """Types each answer when it is asked for. What stood on the screen, and the status."""
+        pid, master = pty.fork()
+        if pid == 0:
+            os.execv(BIN / "cellslot", ["cellslot", *arguments])
+        screen = b""
+        for answer in [*answers, None]:
+            try:
+                while answer is None or not screen.endswith(b": "):
+                    screen += os.read(master, 1000)
+            except OSError:
+                break  # the program has ended
+            os.write(master, answer.encode() + b"\n")
+            screen += b"|"
+        os.close(master)
+        return screen.decode(), os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+
+    def test_fromPukToPowerOff(self):
+        self.slot.waitFor("_SIM_STATUS", "PUK Locked")
+        # A daemon that stands still takes nothing, and must not find it later.
+        pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
+        os.kill(pid, signal.SIGSTOP)
+        result = cellslot("pin", "puk", "-t", "1", input="12345678\n4321\n")
+        self.assertFails(result, TIMED_OUT, "taken back", "PUK Locked")
+        self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_cpin_new*")), [])
+        self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_puk*")), [])
+        os.kill(pid, signal.SIGCONT)
+        # A wrong one, from a script.
+        result = cellslot("pin", "puk", input="00000000\n4321\n")
+        self.assertFails(result, FAILED, "returned error", "attempts left: 9")
+        self.assertIn("10 attempts with its PUK left", result.out)
+        self.slot.waitFor("_SIM_REMAIN_PUK", "9")
+        # Two PINs that differ, then the right ones, typed.
+        screen, status = self.onATerminal("12345678", "4321", "4322", arguments=["pin", "puk"])
+        self.assertEqual(status, USAGE, screen)
+        self.assertIn("not the same", screen)
+        self.assertFalse(pathlib.Path("/etc/vuk/cellular_puk.1").read_text())
+        screen, status = self.onATerminal("12345678", "4321", "4321", arguments=["pin", "puk"])
+        self.assertEqual(status, OK, screen)
+        self.assertIn("9 attempts with its PUK left", screen)
+        self.assertIn("SIM PUK successfully unlocked", screen)
+        for secret in ("12345678", "4321"):
+            self.assertNotIn(secret, screen)
+        self.assertEqual(pathlib.Path("/etc/vuk/cellular_cpin.1").read_text(), "4321\n")
+        self.slot.waitConnected()
+        result = cellslot("data", "power-off")
+        self.assertEqual(result.status, OK, result)
+        self.assertIn("the daemon has ended", result.out)
+        self.assertEqual(self.slot.daemon.wait(30), 5)
+        self.assertFails(cellslot("data", "auto"), NO_DAEMON, "when it is started")
+        self.assertFalse(pathlib.Path("/tmp/force_cell_tempoff.1").exists())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,84 @@
+#!/usr/bin/env python3
+"""What a whole process meets when its host has run out of something: limits and folders as the
+system sets them. Run inside scripts/private_namespace.sh."""
+
+import pathlib
+import resource
+import shutil
+import subprocess
+import unittest
+
+from daemon_test import DaemonTest
+from gateway import BIN, waitUntil
+
+FAST = 4  # the daemon's clock
+
+
+def mountSmall(folder):
+    folder.mkdir(parents=True, exist_ok=True)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=256k", "tmpfs", folder], check=True)
+
+
+def fill(folder):
+    with (folder / "ballast").open("wb", buffering=0) as file:
+        try:
+            while True:
+                file.write(b"x" * 4096)
+        except OSError:
+            return
+
+
+class Resources(DaemonTest):
+    def mount(self, folder):
+        mountSmall(folder)
+        self.addCleanup(subprocess.run, ["umount", "-l", folder], check=True)
+
+    def test_configurationFolderMissingAtStart_connectsAfterARestart(self):
+        slot = self.slot(start=False)
+        # The folder is a file system of its own here: what lies below has its name afterwards.
+        subprocess.run(["umount", "-l", "/etc/vuk"], check=True)
+        self.addCleanup(subprocess.run, ["mount", "-t", "tmpfs", "tmpfs", "/etc/vuk"], check=True)
+        shutil.rmtree("/etc/vuk")
+        slot.startDaemon(fast=FAST)
+        # Without a SIM slot a set-up is an error; after ten the modem is reset.
+        self.assertEqual(slot.daemon.wait(60), 3)
+        self.assertGreater(self.log.count("is missing or not accessible, using defaults"), 0)
+        pathlib.Path("/etc/vuk").mkdir()
+        slot.configure()
+        slot.startDaemon(fast=FAST)
+        slot.waitConnected(30)
+
+    def test_runFolderFullAtStart_connectsAndStoresOnceThereIsRoom(self):
+        slot = self.slot(start=False)
+        store = pathlib.Path("/run/cellslot/skvs")
+        self.mount(store)
+        fill(store)
+        slot.startDaemon(fast=FAST)
+        slot.waitConnected()
+        self.assertGreater(self.log.count("Cannot write key-value store"), 0)
+        (store / "ballast").unlink()
+
+        def stored():
+            return subprocess.run([BIN / "skvs", "get", "CELLMODEM1_QMI_STATE"],
+                                  capture_output=True, text=True, check=False).stdout
+        waitUntil(lambda: stored() == "CONNECTED\n", 10, stored)
+
+    def test_noMoreDescriptors_keepsTheSessionAndPublishesAgainLater(self):
+        slot = self.connectedSlot()
+        pid = slot.daemon.pid
+        before = resource.prlimit(pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(pid, resource.RLIMIT_NOFILE, (3, before[1]))
+        old = slot.status.stat().st_ino
+        polls = slot.commands().count("AT+CEREG?")
+        waitUntil(lambda: slot.commands().count("AT+CEREG?") > polls + 5, 20,
+                  lambda: "the loop stands")
+        self.assertEqual(slot.status.stat().st_ino, old)
+        self.assertGreater(self.log.count("errno 24 (Too many open files)"), 0)
+        resource.prlimit(pid, resource.RLIMIT_NOFILE, before)
+        waitUntil(lambda: slot.status.stat().st_ino != old, 10, lambda: "nothing is published")
+        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
+        self.assertIsNone(slot.daemon.poll())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)

@@ -1,0 +1,77 @@
+"""A small stand-in for a service manager: starts the daemon with the variables of the sd_notify
+protocol, reads what it tells, and kills and starts it again when its heartbeat stays away."""
+
+import os
+import pathlib
+import select
+import socket
+import subprocess
+import threading
+import time
+
+
+class ServiceManager:
+    def __init__(self, command, watchdogS, output, socketPath="/tmp/system-test/notify"):
+        self.command = command
+        self.watchdogS = watchdogS
+        self.output = output
+        self.path = socketPath
+        self.messages = []  # (process, time, message)
+        self.starts = 0
+        self.process = None
+        self.error = None
+        self.stopping = threading.Event()
+        pathlib.Path(self.path).unlink(missing_ok=True)
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.socket.bind(self.path)
+        self.start()
+        self.thread = threading.Thread(target=self.watch)
+        self.thread.start()
+
+    def start(self):
+        with open(self.output, "w") as output:
+            self.process = subprocess.Popen(
+                self.command, stdout=output, stderr=output,
+                env={**os.environ, "NOTIFY_SOCKET": self.path,
+                     "WATCHDOG_USEC": str(int(self.watchdogS * 1e6))})
+        self.lastHeartbeat = time.monotonic()
+        self.starts += 1
+
+    def watch(self):
+        while not self.stopping.is_set():
+            if select.select([self.socket], [], [], 0.05)[0]:
+                message = self.socket.recv(4096).decode()
+                now = time.monotonic()
+                self.messages.append((self.process.pid, now, message))
+                if message == "WATCHDOG=1":
+                    self.lastHeartbeat = now
+            elif time.monotonic() - self.lastHeartbeat > self.watchdogS:
+                # As the unit does it: a signal that a stopped process cannot put off.
+                self.process.kill()
+                self.process.wait()
+                self.start()
+
+    def of(self, pid, start=""):
+        return [message for process, _, message in list(self.messages)
+                if process == pid and message.startswith(start)]
+
+    def heartbeatTimes(self, pid):
+        return [when for process, when, message in list(self.messages)
+                if process == pid and message == "WATCHDOG=1"]
+
+    def status(self):
+        """The last status line of the process that runs now."""
+        lines = self.of(self.process.pid, "STATUS=")
+        return lines[-1][len("STATUS="):] if lines else None
+
+    def end(self):
+        """Stops watching, then the process; its exit status."""
+        self.stopping.set()
+        self.thread.join()
+        self.process.terminate()
+        status = self.process.wait(30)
+        while select.select([self.socket], [], [], 0)[0]:
+            self.messages.append((self.process.pid, time.monotonic(),
+                                  self.socket.recv(4096).decode()))
+        self.socket.close()
+        return status

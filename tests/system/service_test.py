@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""What the daemon tells a service manager, and that a frozen daemon is replaced by one that
+connects. Run inside scripts/private_namespace.sh."""
+
+import os
+import pathlib
+import signal
+import time
+import unittest
+
+from gateway import BIN, LogCatcher, Slot, freshHost, waitUntil
+from service_manager import ServiceManager
+
+WATCHDOG_S = 3
+
+
+class Service(unittest.TestCase):
+    def setUp(self):
+        freshHost()
+        self.log = LogCatcher()
+        self.addCleanup(self.log.socket.close)
+        self.slot = Slot(1)
+        self.addCleanup(self.slot.end)
+        self.slot.configure()
+        self.slot.startSim()
+        self.ended = False
+
+    def start(self):
+        slot = self.slot
+        self.manager = ServiceManager(
+            [BIN / "cellslotd", "-d", slot.device, "-g", slot.gps, "-i", slot.interface, "-p", "1"],
+            WATCHDOG_S, slot.output)
+        self.addCleanup(lambda: None if self.ended else self.manager.end())
+        return self.manager
+
+    def waitStatus(self, part, seconds=20):
+        manager = self.manager
+        waitUntil(lambda: part in (manager.status() or ""), seconds,
+                  lambda: f"the status is {manager.status()!r}, without {part!r}")
+
+    def test_life_isToldFromReadyToStopping(self):
+        manager = self.start()
+        self.waitStatus("connected")
+        pid = manager.process.pid
+        self.ended = True
+        self.assertEqual(manager.end(), 2)
+        told = [message for message in manager.of(pid) if message != "WATCHDOG=1"]
+        self.assertEqual(told[0], "READY=1")
+        self.assertEqual(told[-2:], ["STOPPING=1", "STATUS=ending"])
+        statuses = manager.of(pid, "STATUS=")
+        self.assertEqual(statuses[0], "STATUS=setting up the modem")
+        self.assertIn("STATUS=registered, LTE B4, connected less than 1 min", statuses)
+        self.assertEqual(len(manager.of(pid, "READY")), 1)
+
+    def test_modemSilentForLongerThanTheWatchdog_daemonIsLeftAlone(self):
+        manager = self.start()
+        self.waitStatus("connected")
+        pid = manager.process.pid
+        request = pathlib.Path("/tmp/at_cmd_in.new")
+        self.slot.order(op="fault", match="AT+COPS=?", kind="silence", count=1)
+        request.write_text(f"AT+COPS=?::{2 * WATCHDOG_S}\n")
+        request.rename("/tmp/at_cmd_in")
+        start = time.monotonic()
+        waitUntil(lambda: pathlib.Path("/tmp/at_cmd_out_raw").exists(), 30, lambda: "no answer")
+        end = time.monotonic()
+        self.assertGreater(end - start, 2 * WATCHDOG_S)
+        self.assertEqual(manager.process.pid, pid)
+        beats = [when for when in manager.heartbeatTimes(pid) if start <= when <= end]
+        self.assertGreater(len(beats), WATCHDOG_S)
+        self.assertEqual(manager.starts, 1)
+
+    def test_frozenDaemon_isReplacedByOneThatConnects(self):
+        manager = self.start()
+        self.waitStatus("connected")
+        frozen = manager.process.pid
+        os.kill(frozen, signal.SIGSTOP)
+        stopped = time.monotonic()
+        waitUntil(lambda: manager.process.pid != frozen, 3 * WATCHDOG_S, lambda: "not replaced")
+        self.assertGreater(time.monotonic() - stopped, WATCHDOG_S - 1.5)
+        self.waitStatus("connected", 30)
+        self.slot.waitConnected()
+        self.assertEqual(manager.starts, 2)
+        self.assertEqual(len(manager.of(manager.process.pid, "READY")), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,281 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cli/doctor_checks.h"
+#include "tests/unit/cli_host.h"
+
+namespace {
+
+// The worst health of what a check finds; FINE when it finds nothing.
+eHealth worst(const tFindings& findings) {
+    eHealth health = eHealth::FINE;
+    for (const sFinding& finding : findings)
+        if (finding.health > health) health = finding.health;
+    return health;
+}
+
+bool mentions(const tFindings& findings, const std::string& text) {
+    for (const sFinding& finding : findings)
+        if ((finding.text + finding.mend).find(text) != std::string::npos) return true;
+    return false;
+}
+
+// What is not fine has its mend, and what is fine needs none.
+void expectMends(const tFindings& findings) {
+    for (const sFinding& finding : findings)
+        EXPECT_EQ(finding.health == eHealth::FINE, finding.mend.empty()) << finding.text;
+}
+
+class Doctor : public testing::Test {
+  protected:
+    Doctor() {
+        setup.slot = 1;
+        setup.path = "/tools";
+    }
+
+    void expect(eHealth health, tCheck check, const std::string& mentioned = "") {
+        const tFindings findings = check(host.places, setup);
+        expectMends(findings);
+        EXPECT_EQ(health, worst(findings)) << (findings.empty() ? "" : findings[0].text);
+        EXPECT_TRUE(mentioned.empty() || mentions(findings, mentioned)) << mentioned;
+    }
+
+    void port(const std::string& path, mode_t mode = 0660) {
+        ASSERT_EQ(0, mkfifo(host.places.at(path).c_str(), mode));
+        chmod(host.places.at(path).c_str(), mode);
+    }
+
+    void shell(const std::string& answer) {
+        host.file("/bin/sh", "#!/bin/bash\nexit " + answer + "\n", 0755);
+    }
+
+    cCliHost host;
+    sSlotSetup setup;
+};
+
+}  // namespace
+
+TEST_F(Doctor, Shell_ThatTakesTheCommandForTwo) {
+    shell("1");
+    expect(eHealth::FINE, checkShell);
+    shell("0");
+    expect(eHealth::BROKEN, checkShell, "bash or busybox");
+    unlink(host.places.at("/bin/sh").c_str());
+    expect(eHealth::BROKEN, checkShell, "cannot be run");
+}
+
+TEST_F(Doctor, Shell_OfThisMachinesDash) {
+    ASSERT_EQ(0, access("/bin/dash", X_OK));
+    ASSERT_EQ(0, symlink("/bin/dash", host.places.at("/bin/sh").c_str()));
+    expect(eHealth::BROKEN, checkShell, "does not understand");
+    unlink(host.places.at("/bin/sh").c_str());
+    ASSERT_EQ(0, symlink("/bin/bash", host.places.at("/bin/sh").c_str()));
+    expect(eHealth::FINE, checkShell);
+}
+
+TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
+    for (const char* tool :
+         {"setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "ip", "flock", "ping"})
+        host.file(std::string("/tools/") + tool, "", 0755);
+    expect(eHealth::FINE, checkTools);
+    chmod(host.places.at("/tools/sledctl").c_str(), 0644);
+    expect(eHealth::NOTE, checkTools, "sledctl is not");
+    unlink(host.places.at("/tools/setup_cellint.sh").c_str());
+    expect(eHealth::BROKEN, checkTools, "setup_cellint.sh is not");
+}
+
+TEST_F(Doctor, PowerSwitch_ThatOthersMayChange) {
+    expect(eHealth::NOTE, checkPowerSwitch, "slots.conf");
+    host.file("/etc/cellslot/slots.conf", "", 0644);
+    expect(eHealth::FINE, checkPowerSwitch);
+    chmod(host.places.at("/etc/cellslot/slots.conf").c_str(), 0664);
+    expect(eHealth::BROKEN, checkPowerSwitch, "chmod");
+}
+
+TEST_F(Doctor, Space_FolderMissing) {
+    expect(eHealth::FINE, checkSpace, "/var/log has");
+    rmdir(host.places.at("/run").c_str());
+    expect(eHealth::BROKEN, checkSpace, "/run: No such");
+}
+
+TEST_F(Doctor, Boot_ByFileOrUptime) {
+    host.file("/proc/uptime", "100.5 90\n");
+    expect(eHealth::NOTE, checkBoot, "booting");
+    host.file("/var/run/poststart", "");
+    expect(eHealth::FINE, checkBoot);
+    unlink(host.places.at("/var/run/poststart").c_str());
+    host.file("/proc/uptime", "181 90\n");
+    expect(eHealth::FINE, checkBoot);
+}
+
+TEST_F(Doctor, Messages_SpoolOfSomebodyElse) {
+    expect(eHealth::FINE, checkMessages, "no spool yet");
+    setup.pid = 42;
+    expect(eHealth::BROKEN, checkMessages, "although the daemon runs");
+    host.folderAt("/tmp/sms", 0700);
+    expect(eHealth::FINE, checkMessages);
+    chmod(host.places.at("/tmp/sms").c_str(), 0777);
+    expect(eHealth::BROKEN, checkMessages, "chmod 700");
+    rmdir(host.places.at("/tmp/sms").c_str());
+    ASSERT_EQ(0, symlink(host.places.at("/etc").c_str(), host.places.at("/tmp/sms").c_str()));
+    expect(eHealth::BROKEN, checkMessages, "is no folder");
+}
+
+TEST_F(Doctor, Requests_FolderInTheirPlace) {
+    host.file("/tmp/at_cmd_in", "AT\n");
+    expect(eHealth::FINE, checkRequests);
+    unlink(host.places.at("/tmp/at_cmd_in").c_str());
+    host.folderAt("/tmp/at_cmd_in");
+    expect(eHealth::BROKEN, checkRequests, "rmdir");
+}
+
+TEST_F(Doctor, Instance_NoneOneAndTwo) {
+    expect(eHealth::BROKEN, checkInstance, "systemctl start cellslotd@1");
+    host.process(50, "cellslotd --port=1", "cellslotd");
+    expect(eHealth::BROKEN, checkInstance, "process 50 is not in its pid file");
+    host.daemon(1, 51);
+    setup = findSlotSetup(host.places, 1);
+    EXPECT_EQ(51, setup.pid);
+    expect(eHealth::BROKEN, checkInstance, "2 daemons");
+    host.process(50, "cellslotd -p2", "cellslotd");
+    expect(eHealth::FINE, checkInstance, "runs as 51");
+}
+
+TEST_F(Doctor, Setup_OfTheRunningDaemon) {
+    host.daemon(1, 51, " -d /dev/a -g/dev/b --interface=wwan0 -d /dev/c");
+    host.file("/proc/51/environ", std::string("A=b\0PATH=/x:/y\0", 15));
+    setup = findSlotSetup(host.places, 1);
+    EXPECT_EQ("/dev/c", setup.device);
+    EXPECT_EQ("/dev/b", setup.gpsDevice);
+    EXPECT_EQ("wwan0", setup.interface);
+    EXPECT_EQ("/x:/y", setup.path);
+}
+
+TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
+    host.file("/etc/default/cellslotd.2",
+              "# ports\nCELL_DEVICE=/dev/a\nGPS_DEVICE=\"/dev/b\"\nINTERFACE=wwan1\n");
+    setup = findSlotSetup(host.places, 2);
+    EXPECT_EQ("/dev/a", setup.device);
+    EXPECT_EQ("/dev/b", setup.gpsDevice);
+    EXPECT_EQ("wwan1", setup.interface);
+    EXPECT_EQ(std::vector<int>{2}, knownSlots(host.places));
+    EXPECT_EQ(std::vector<int>{1}, knownSlots(cCliHost().places));
+}
+
+TEST_F(Doctor, Status_NotWrittenForLong) {
+    setup.pid = 42;
+    expect(eHealth::NOTE, checkStatusFile, "no /var/log");
+    host.status(1, "");
+    expect(eHealth::FINE, checkStatusFile);
+    const timespec old[2] = {{1000, 0}, {1000, 0}};
+    utimensat(AT_FDCWD, host.places.at("/var/log/wireless.cardstats.1").c_str(), old, 0);
+    expect(eHealth::BROKEN, checkStatusFile, "was not written");
+}
+
+TEST_F(Doctor, Device_MissingOrNoPort) {
+    expect(eHealth::NOTE, checkDevice, "--device");
+    setup.device = "/dev/at";
+    expect(eHealth::BROKEN, checkDevice, "is not there");
+    host.file("/dev/at", "");
+    expect(eHealth::BROKEN, checkDevice, "is no port");
+    unlink(host.places.at("/dev/at").c_str());
+    port("/dev/at");
+    expect(eHealth::FINE, checkDevice);
+}
+
+TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
+    setup.device = "/dev/modem";
+    setup.gpsDevice = "/dev/gps";
+    port("/dev/at");
+    port("/dev/gps");
+    ASSERT_EQ(0, symlink("at", host.places.at("/dev/modem").c_str()));
+    const auto opens = [&](int pid, const std::string& device) {
+        const std::string fd = host.places.at("/proc/" + std::to_string(pid) + "/fd/5");
+        ASSERT_EQ(0, symlink(host.places.at(device).c_str(), fd.c_str()));
+    };
+    host.process(60, "gpsd", "gpsd");
+    opens(60, "/dev/gps");
+    host.daemon(1, 61);
+    setup.pid = 61;
+    opens(61, "/dev/at");
+    const eHealth nothing = geteuid() == 0 ? eHealth::FINE : eHealth::NOTE;
+    expect(nothing, checkHolders);
+    host.process(62, "/usr/sbin/ModemManager", "ModemManager");
+    opens(62, "/dev/at");
+    expect(eHealth::BROKEN, checkHolders, "ModemManager (62)");
+    expect(eHealth::BROKEN, checkHolders, "mask --now");
+}
+
+TEST_F(Doctor, Interface_NameAndExistence) {
+    expect(eHealth::NOTE, checkInterface, "--interface");
+    for (const char* name : {"wwan0;reboot", "..", "sixteen-letters0"}) {
+        setup.interface = name;
+        expect(eHealth::BROKEN, checkInterface, "is no name");
+    }
+    setup.interface = "wwan0";
+    expect(eHealth::BROKEN, checkInterface, "does not exist");
+    host.folderAt("/sys/class/net/wwan0");
+    expect(eHealth::FINE, checkInterface);
+}
+
+TEST_F(Doctor, Configuration_MissingLooseOrRefused) {
+    expect(eHealth::BROKEN, checkConfiguration, "/etc/vuk/cellular1.conf is missing");
+    host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=yes\n");
+    expect(eHealth::FINE, checkConfiguration);
+    host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=no\nCM_MTU=1\n");
+    expect(eHealth::NOTE, checkConfiguration, "cellslot config check -q -p 1");
+    expect(eHealth::NOTE, checkConfiguration, "CM_ENABLE_INTERFACE is no");
+    host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=yes\nCM_USERNAME=u\nCM_PASSWORD=p\n");
+    expect(eHealth::NOTE, checkConfiguration, "chmod 600");
+    host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=yes\n", 0666);
+    expect(eHealth::BROKEN, checkConfiguration, "chmod go-w");
+}
+
+TEST_F(Doctor, PinFiles_WithLooseRights) {
+    expect(eHealth::FINE, checkPinFiles);
+    host.file("/etc/vuk/cellular_puk.1", "", 0600);
+    expect(eHealth::FINE, checkPinFiles);
+    for (const mode_t mode : {0640u, 0604u, 0620u, 0601u}) {
+        host.file("/etc/vuk/cellular_cpin_new.1", "", mode);
+        expect(eHealth::BROKEN, checkPinFiles, "cellular_cpin_new.1");
+    }
+    unlink(host.places.at("/etc/vuk/cellular_cpin_new.1").c_str());
+    ASSERT_EQ(0, symlink("/tmp/pin", host.places.at("/etc/vuk/cellular_cpin.1").c_str()));
+    expect(eHealth::BROKEN, checkPinFiles, "is a link");
+    unlink(host.places.at("/etc/vuk/cellular_cpin.1").c_str());
+    chmod(host.places.at("/etc/vuk").c_str(), 0777);
+    expect(eHealth::BROKEN, checkPinFiles, "others may write");
+}
+
+TEST_F(Doctor, Override_IsNamed) {
+    expect(eHealth::FINE, checkOverride);
+    host.file("/tmp/force_cell_nocon.1", "");
+    expect(eHealth::NOTE, checkOverride, "cellslot data auto -p 1");
+}
+
+TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
+    host.file("/etc/vuk/cellular1.conf", "CM_GPS_ENABLE=no\n");
+    expect(eHealth::FINE, checkGps);
+    host.file("/etc/vuk/cellular1.conf", "CM_GPS_ENABLE=yes\n");
+    for (const char* tool : {"gpsd", "gpsdctl"})
+        host.file(std::string("/tools/") + tool, "", 0755);
+    host.file("/tools/true", "#!/bin/bash\nexit 0\n", 0755);
+    host.file("/tools/timeout", "#!/bin/bash\n[[ $1 == -t ]]\n", 0755);
+    setup.gpsDevice = "/dev/gps";
+    expect(eHealth::BROKEN, checkGps, "data waits for it");
+    port("/dev/gps", 0666);
+    expect(eHealth::FINE, checkGps);
+    host.file("/tools/timeout", "#!/bin/bash\n[[ $1 != -t ]]\n", 0755);
+    expect(eHealth::BROKEN, checkGps, "does not understand -t");
+}
+
+TEST_F(Doctor, Command_StatusTellsWhetherSomethingIsBroken) {
+    const sCliRun run = runOn(host, {"doctor", "-p", "2", "-q"});
+    EXPECT_EQ(eExitStatus::FAILED, run.status);
+    EXPECT_NE(std::string::npos, run.out.find("slot 2\n  BROKEN  daemon     no daemon runs\n"))
+        << run.out;
+    EXPECT_EQ("", run.err);
+    EXPECT_FALSE(fileExists(host.places.at("/tmp/sms")));
+}

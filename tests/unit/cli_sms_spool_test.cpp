@@ -1,0 +1,159 @@
+#include "cli/sms_spool.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cli/failure.h"
+#include "include/utilities.h"
+#include "tests/unit/cli_host.h"
+
+namespace {
+
+class SmsSpool : public testing::Test {
+  protected:
+    SmsSpool() {
+        for (const char* folder : {"/tmp/sms", "/tmp/sms/send", "/tmp/sms/send_ok",
+                                   "/tmp/sms/send_fail", "/tmp/sms/recv"})
+            host.folderAt(folder, 0700);
+    }
+
+    std::vector<std::string> namesIn(const std::string& folder) const {
+        std::vector<std::string> names;
+        readFilesInDir(host.places.at(folder), names);
+        return names;
+    }
+
+    cCliHost host;
+};
+
+template <class tCall>
+eExitStatus statusOf(tCall call) {
+    try {
+        call();
+        return eExitStatus::OK;
+    } catch (const cFailure& failure) {
+        return failure.status;
+    }
+}
+
+}  // namespace
+
+TEST(SmsNumber, WrittenInAnyUsualWay_IsReducedToWhatTheDaemonTakes) {
+    EXPECT_EQ("+12025550123", smsNumber("+1 (202) 555-0123"));
+    EXPECT_EQ("72345", smsNumber("72345"));
+    EXPECT_EQ("12345678901234567890", smsNumber("12345678901234567890"));
+}
+
+TEST(SmsNumber, ThatCannotBeOne_IsRefused) {
+    for (const char* number : {"", "1234", "123456789012345678901", "12a45", "1234+5", "++12345",
+                               "12345\n", "12345;ls", "TO=12345"})
+        EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { smsNumber(number); })) << number;
+}
+
+TEST(SmsText, EndTrimmedAndBounded) {
+    EXPECT_EQ("a\nb", smsText("a\nb \n\n"));
+    EXPECT_EQ(std::string(918, 'x'), smsText(std::string(918, 'x')));
+    for (const std::string& text : {std::string(), std::string(" \n"), std::string(919, 'x')})
+        EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { smsText(text); })) << text.size();
+}
+
+TEST(SmsText, WithCharactersThatWouldBeSpoiled_IsRefused) {
+    for (const char* text : {"caf\xC3\xA9", "`", "a\x1b[2J", "a\tb", "a\rb", "a\x1a"})
+        EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { smsText(text); })) << text;
+}
+
+TEST_F(SmsSpool, PutMessage_IsOneWholeFileForItsOwnerOnly) {
+    const std::string name = putMessage(host.places, "+12025550123", "MSG=TO=1\nx");
+    EXPECT_EQ(std::vector<std::string>{name}, namesIn("/tmp/sms/send"));
+    const std::string path = host.places.at("/tmp/sms/send/" + name);
+    EXPECT_EQ("TO=+12025550123\nMSG=MSG=TO=1\nx\n", readFile(path));
+    struct stat info {};
+    stat(path.c_str(), &info);
+    EXPECT_EQ(0600u, info.st_mode & 07777);
+    // The draft is gone.
+    EXPECT_EQ(4u, namesIn("/tmp/sms").size());
+    EXPECT_NE(name, putMessage(host.places, "12345", "x"));
+}
+
+TEST_F(SmsSpool, LinkInThePlaceOfAFolder_IsNotFollowed) {
+    host.folderAt("/tmp/elsewhere", 0700);
+    for (const char* folder : {"/tmp/sms/send", "/tmp/sms/recv"}) {
+        rmdir(host.places.at(folder).c_str());
+        ASSERT_EQ(
+            0, symlink(host.places.at("/tmp/elsewhere").c_str(), host.places.at(folder).c_str()));
+    }
+    EXPECT_EQ(eExitStatus::FAILED, statusOf([&] { putMessage(host.places, "12345", "x"); }));
+    EXPECT_EQ(eExitStatus::FAILED, statusOf([&] { receivedMessages(host.places); }));
+    EXPECT_EQ(std::vector<std::string>{}, namesIn("/tmp/elsewhere"));
+}
+
+TEST_F(SmsSpool, NoSpool_TheDaemonIsMissing) {
+    const cCliHost empty;
+    EXPECT_EQ(eExitStatus::NO_DAEMON, statusOf([&] { putMessage(empty.places, "12345", "x"); }));
+}
+
+TEST_F(SmsSpool, SendState_ByTheFolderTheFileIsIn) {
+    EXPECT_EQ(eSendState::REFUSED, sendState(host.places, "m"));
+    host.file("/tmp/sms/send_fail/m.20260101-000000", "");
+    EXPECT_EQ(eSendState::GIVEN_UP, sendState(host.places, "m"));
+    host.file("/tmp/sms/send_ok/m.20260101-000000", "");
+    EXPECT_EQ(eSendState::SENT, sendState(host.places, "m"));
+    // The name of another message begins likewise.
+    EXPECT_EQ(eSendState::REFUSED, sendState(host.places, "m.2026"));
+    host.file("/tmp/sms/send/m", "");
+    EXPECT_EQ(eSendState::WAITING, sendState(host.places, "m"));
+}
+
+TEST_F(SmsSpool, ReceivedMessages_OldestFirstWithWhatIsNoMessagePassedOver) {
+    host.file("/tmp/sms/recv/b", "FROM=+1202\nTIME=2020-06-15 20:32:05\nMSG=one\nFROM=x\nMSG=y");
+    host.file("/tmp/sms/recv/a", "TIME=t\r\nFROM=\xe9\nMSG=");
+    host.folderAt("/tmp/sms/recv/folder");
+    ASSERT_EQ(0, mkfifo(host.places.at("/tmp/sms/recv/fifo").c_str(), 0600));
+    ASSERT_EQ(0, symlink("/etc/passwd", host.places.at("/tmp/sms/recv/link").c_str()));
+    const timespec older[2] = {{1000, 0}, {1000, 0}};
+    utimensat(AT_FDCWD, host.places.at("/tmp/sms/recv/b").c_str(), older, 0);
+    const std::vector<sReceivedMessage> messages = receivedMessages(host.places);
+    ASSERT_EQ(2u, messages.size());
+    EXPECT_EQ("b", messages[0].file);
+    EXPECT_EQ("+1202", messages[0].from);
+    EXPECT_EQ("2020-06-15 20:32:05", messages[0].time);
+    EXPECT_EQ("one\nFROM=x\nMSG=y", messages[0].text);
+    EXPECT_EQ("", messages[1].text);
+    deleteReceived(host.places, "b");
+    EXPECT_EQ(1u, receivedMessages(host.places).size());
+}
+
+TEST_F(SmsSpool, ReadCommand_ShowsByNumberAndKeepsTheTerminalSafe) {
+    host.file("/tmp/sms/recv/m1", "FROM=Evil\x1b[2J\nTIME=t\nMSG=a\x1b]0;x\x07 \xE2\x82\xAC");
+    const sCliRun run = runOn(host, {"sms", "read", "1"});
+    EXPECT_EQ(eExitStatus::OK, run.status) << run.err;
+    EXPECT_EQ("File: m1\nFrom: Evil?[2J\nTime: t\n\na?]0;x? \xE2\x82\xAC\n", run.out);
+    EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"sms", "read", "2"}).status);
+    EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"sms", "read", "../send/x"}).status);
+}
+
+TEST_F(SmsSpool, SendCommand_WithoutDaemon_WritesNothing) {
+    const sCliRun run = runOn(host, {"sms", "send", "12345", "x"});
+    EXPECT_EQ(eExitStatus::NO_DAEMON, run.status);
+    EXPECT_EQ(std::vector<std::string>{}, namesIn("/tmp/sms/send"));
+}
+
+TEST_F(SmsSpool, SendCommand_TextFromStandardInput) {
+    host.daemon(1, 42);
+    const sCliRun run = runOn(host, {"sms", "send", "12345", "-"}, "two\nlines\n");
+    EXPECT_EQ(eExitStatus::OK, run.status) << run.err;
+    const std::vector<std::string> names = namesIn("/tmp/sms/send");
+    ASSERT_EQ(1u, names.size());
+    EXPECT_EQ("TO=12345\nMSG=two\nlines\n",
+              readFile(host.places.at("/tmp/sms/send/" + names.front())));
+}
+
+TEST_F(SmsSpool, SendCommand_StillWaiting_TellsWhyFromTheStatus) {
+    host.daemon(1, 42);
+    host.status(1, "CELLMODEM1_CREG_REGISTERED=0\n");
+    const sCliRun run = runOn(host, {"sms", "send", "12345", "x", "-w", "--timeout", "0"});
+    EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
+    EXPECT_NE(std::string::npos, run.err.find("not registered")) << run.err;
+}
