@@ -12,9 +12,9 @@ readonly TESTS=(
     BringUp
     CleanStop.test_sigterm
     CleanStop.test_missingOption_printsTheUsageAndRefuses
-    Session.test_addressChange_restartsTheSession
-    Session.test_modemThatRestarts_isSetUpAgain
-    Session.test_reloadAfterAChange_setsTheInterfaceUpAnew
+    Changes.test_addressChange_restartsTheSession
+    ModemAway.test_modemThatRestarts_isSetUpAgain
+    Changes.test_reloadAfterAChange_setsTheInterfaceUpAnew
     Files.test_store_canBeReadWhileTheDaemonRuns
     Files.test_twoSlots_runSideBySide
 )
