@@ -70,7 +70,7 @@ bool isProcessRunning(int pid, const std::string& programName) {
     debug(eLOG_MAIN, g_i_debugMode, "%s(): Opened proc file %s", __func__, path.c_str());
 
     // The arguments are separated by NUL.
-    const std::string firstArgument = commandLine.c_str();
+    const std::string firstArgument = commandLine.substr(0, commandLine.find('\0'));
     if (firstArgument.find(programName) == std::string::npos) {
         debug(eLOG_MAIN, g_i_debugMode,
               "%s(): Program name '%s' from proc file does not match this name '%s'", __func__,

@@ -18,7 +18,10 @@ readonly TEST=(
     busybox
     clang
     clang-format-14
+    clang-tidy
+    cppcheck
     faketime
+    gcovr
     gpsd
     iproute2
     iputils-ping

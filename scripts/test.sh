@@ -3,7 +3,8 @@
 # and tested. Goes on after a failure, tells all of them at the end, and fails if there was one.
 # System tests mostly sleep: asan is built beside them, in what they leave of the processors.
 # Without --all each test runs once: system tests on release, unit and flow tests and a sample of the
-# fault matrix under the sanitizers. With --all every test runs on both, and the whole matrix (slow).
+# fault matrix under the sanitizers. With --all every test runs on both, the whole matrix is run,
+# clang-tidy looks at everything, and the daemon runs under valgrind (slow).
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -18,6 +19,7 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main p
 releaseTargets=(cellslot cellslotd le910sim skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow|matrix')
+lintOptions=(--quick)
 summary=
 failed=0
 asanBuild=  # pid
@@ -119,11 +121,11 @@ main() {
     case ${1:-} in
     '') ;;
     --all)
-        releaseTargets=() releaseTests=() asanTests=()
+        releaseTargets=() releaseTests=() asanTests=() lintOptions=()
         export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: every test on both builds, and the package on a fresh host)'
+        echo 'Usage: test.sh [--all]   (--all: every test on both builds, slower checks, the package on a fresh host)'
         return
         ;;
     *)
@@ -134,6 +136,7 @@ main() {
     scripts/setup.sh
     check 'shell scripts' checkShell || true
     check formatting checkFormat || true
+    check lint scripts/lint.sh "${lintOptions[@]}" || true
     trap endAsanBuild EXIT
     if check 'release build' build release "${releaseTargets[@]}"; then
         startAsanBuild
@@ -145,6 +148,7 @@ main() {
         runTests asan "$JOBS" "${asanTests[@]}"
     fi
     if [[ ${1:-} == --all ]]; then
+        check valgrind scripts/valgrind.sh || true
         check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
             build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
         check 'a day' scripts/private_namespace.sh --keep "$PWD/build" \

@@ -7,7 +7,6 @@
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/key_value_store.h"
-#include "platform/include/text_helpers.h"
 #include "statemachine/status_keys.h"
 #include "statemachine/timers.h"
 
@@ -58,11 +57,7 @@ void writeList(const tStatusList& list, const std::string& path, const std::stri
     file.Write();
 }
 
-// These hardly ever change: where /var/log is on a disk it is spared.
 void writeLine(const std::string& path, const std::string& line) {
-    std::string there;
-    const bool isThere = readFile2StringNoFollow(path, there, line.size() + 2);
-    if (isThere && there == line + "\n") return;
     cFileVector file(path);
     file.AppendLine(line);
     file.Write();

@@ -68,6 +68,7 @@ int readEntries(MDB_txn* transaction, MDB_dbi database, tEntries& entries) {
     }
     MDB_stat counted{};
     if (result == MDB_NOTFOUND) result = mdb_stat(transaction, database, &counted);
+    if (cursor != nullptr) mdb_cursor_close(cursor);
     return result == 0 && counted.ms_entries != entries.size() ? MDB_CORRUPTED : result;
 }
 

@@ -15,7 +15,6 @@
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
-#include "tests/support/temp_folder.h"
 
 // Whole status files as other programs read them, of modems in different states.
 
@@ -445,29 +444,6 @@ TEST_F(StatusFile, Readers_NeverSeeHalfAFile) {
     ASSERT_EQ(stat(SLOT_FILE_1, &after), 0);
     EXPECT_NE(after.st_ino, before.st_ino);
     close(reader);
-}
-
-// A host may have /var/log on flash memory.
-TEST_F(StatusFile, NumbersThatDidNotChange_AreNotWrittenAgain) {
-    startConnected(nlohmann::json::object(), "1");
-    write();
-    for (const char* path : {"/var/log/wireless.serialno", "/var/log/wireless.mdn"}) {
-        struct stat before;
-        struct stat after;
-        ASSERT_EQ(stat(path, &before), 0);
-        write();
-        ASSERT_EQ(stat(path, &after), 0);
-        EXPECT_EQ(after.st_ino, before.st_ino) << path;
-        const std::string content = readFile(path);
-        for (const std::string& other : {content + "x", content + "\n", std::string(), content}) {
-            writeFile(path, other);
-            write();
-            EXPECT_EQ(readFile(path), content) << path << " held " << other;
-        }
-        ASSERT_EQ(unlink(path), 0);
-        write();
-        EXPECT_EQ(readFile(path), content);
-    }
 }
 
 TEST_F(StatusFile, FolderThatCannotBeWritten_DoesNotKeepTheStoreFromBeingFilled) {

@@ -96,8 +96,8 @@ class BringUp(DaemonTest):
         slot.waitConnected(40)
 
     def test_connected_hasStayedWithinItsMemory(self):
-        if b"__asan_init" in (BIN / "cellslotd").read_bytes():
-            self.skipTest("the sanitizers' own memory")
+        if SLOW or b"__asan_init" in (BIN / "cellslotd").read_bytes():
+            self.skipTest("the sanitizers' or memcheck's own memory")
         slot = self.connectedSlot()
         status = pathlib.Path(f"/proc/{slot.daemon.pid}/status").read_text()
         self.assertLess(int(re.search(r"VmHWM:\s+(\d+) kB", status)[1]), 4096)

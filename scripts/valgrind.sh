@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# The daemon of the release build under valgrind's memcheck, through system tests: bring-up, clean
+# stop, session, files. Fails when a test does or when memcheck has anything to say; what it says lies
+# in build/valgrind. Slow: scripts/test.sh has it under --all only.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly BUILD=build/release
+readonly OUT=build/valgrind
+# Not the second instance of a slot: memcheck's process does not bear the name that is looked for.
+readonly TESTS=(
+    BringUp
+    CleanStop.test_sigterm
+    CleanStop.test_missingOption_printsTheUsageAndRefuses
+    Changes.test_addressChange_restartsTheSession
+    ModemAway.test_modemThatRestarts_isSetUpAgain
+    Changes.test_reloadAfterAChange_setsTheInterfaceUpAnew
+    Files.test_store_canBeReadWhileTheDaemonRuns
+    Files.test_twoSlots_runSideBySide
+)
+readonly PROGRAMS=(le910sim skvs)
+
+# Programs of tests are looked for in one folder; there the daemon is a script.
+makeFolder() {
+    local program
+    rm -rf "$OUT"
+    mkdir -p "$OUT/bin" "$OUT/logs"
+    for program in "${PROGRAMS[@]}"; do
+        ln -s "$PWD/$BUILD/bin/$program" "$OUT/bin/$program"
+    done
+    # Leaks are blocks that nothing points to any more. A process of the same number in another
+    # test's namespace must not take the place of a log.
+    cat >"$OUT/bin/cellslotd" <<TEXT
+#!/bin/sh
+exec valgrind --quiet --leak-check=full --show-leak-kinds=definite \\
+    --errors-for-leak-kinds=definite --error-exitcode=99 \\
+    --suppressions=$PWD/scripts/lib/valgrind.supp \\
+    --log-file=$PWD/$OUT/logs/\$(date +%s%N).%p $PWD/$BUILD/bin/cellslotd "\$@"
+TEXT
+    chmod +x "$OUT/bin/cellslotd"
+}
+
+main() {
+    local failed=0 log runs
+    cmake --preset release
+    cmake --build --preset release -j 2 --target cellslotd "${PROGRAMS[@]}"
+    makeFolder
+    CELLSLOT_BIN=$PWD/$OUT/bin CELLSLOT_HOST=$PWD/host CELLSLOT_SLOW=1 \
+        scripts/private_namespace.sh --keep "$PWD/build" \
+        python3 tests/system/daemon_test.py "${TESTS[@]}" || failed=1
+    for log in "$OUT"/logs/*; do
+        if [[ -s $log ]]; then
+            echo "== $log" >&2
+            cat "$log" >&2
+            failed=1
+        fi
+    done
+    runs=$(find "$OUT/logs" -type f | wc -l)
+    echo "valgrind.sh: $runs processes under memcheck, $( ((failed)) && echo FAILED || echo clean)"
+    ((runs > 0 && failed == 0))
+}
+
+main "$@"
