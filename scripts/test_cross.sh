@@ -28,7 +28,7 @@ main() {
     local architecture=${1:-} targets=() tests
     case ${2:-} in
     '')
-        targets=(cellslotd "${LOWEST_LAYERS[@]/%/_tests}")
+        targets=("${LOWEST_LAYERS[@]/%/_tests}")
         tests="^unit\\.($(IFS='|' && echo "${LOWEST_LAYERS[*]}"))\$"
         ;;
     --all) tests='^(unit|flow)\.' ;;
