@@ -106,6 +106,7 @@ sCell mixtureOf(int number, uint64_t seed) {
     cell.plan.lastsMs = LASTING_MS;
     cell.plan.oneIn = 3 + cell.plan.seed % 10;
     cell.plan.fault = eMIXED;
+    cell.latencyMs = number % 2 == 0 ? 0 : SLOW_MODEM_MS;
     return cell;
 }
 
@@ -120,6 +121,10 @@ std::vector<sCell> usualCells(const sOutcome& healthy, uint64_t seed) {
                 if (row.fault == eMIXED || (lasting && row.fault == eHANGUP_LONG)) continue;
                 cells.push_back(cellOf(target, row, lasting, seed));
                 cells.back().plan.others = others;
+                if (row.fault != eLATE) continue;
+                cells.push_back(cells.back());
+                cells.back().name += "/slow";
+                cells.back().latencyMs = SLOW_MODEM_MS;
             }
     }
     for (int i = 0; i < MIXTURES; ++i)

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include "device/at_port.h"
+#include "device/at_transaction.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/temp_folder.h"
 
@@ -70,6 +71,36 @@ TEST(TestPortState, Answers_OkAndErrorAreGood) {
         port.answer(row.reply);
         EXPECT_EQ(testPortState(port.handle()), row.state) << row.reply;
     }
+}
+
+// An answer that came late would otherwise stay one command behind for ever.
+TEST(TestPortState, AnswerToAnotherCommand_IsDroppedWithWhatFollowsAndThePortAskedAgain) {
+    cFakePort port;
+    port.answerInPieces({"\r\n+CSQ: 17,99\r\n\r\nOK\r\n", OK_REPLY});
+    port.answer(OK_REPLY);
+    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+    EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT", "AT"}));
+    EXPECT_LE(port.elapsedMs(), 1200u);
+    std::string rest;
+    EXPECT_EQ(readAtCommandResponse(port.handle(), rest, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(rest, "");
+}
+
+TEST(TestPortState, PortThatIsSilentBehindAnotherAnswer_IsFailed) {
+    cFakePort port;
+    port.answer("\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
+    port.silence();
+    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_FAILED);
+}
+
+TEST(TestPortState, ModemThatNeverStopsTalking_IsGoodInTime) {
+    cFakePort port;
+    port.answer("\r\nRING\r\n\r\nOK\r\n");
+    for (unsigned ms = 100; ms < 20000; ms += 100)
+        port.sayIn(ms, "\r\nRING\r\n\r\nOK\r\n");
+    port.answer(OK_REPLY);
+    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+    EXPECT_LE(port.elapsedMs(), 6000u);
 }
 
 TEST(TestPortState, ClosedPort_IsClosed) {
