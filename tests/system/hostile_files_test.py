@@ -14,7 +14,7 @@ import stat
 import unittest
 
 from daemon_test import DaemonTest
-from gateway import waitUntil
+from gateway import killGroup, waitUntil
 
 ALL = os.environ.get("CELLSLOT_TEST_ALL") == "1"
 FAST = 4  # the daemon's clock
@@ -173,8 +173,18 @@ class HostileFiles(DaemonTest):
 
     def kill(self):
         """The daemon itself: its parent is the program that changes its clock."""
-        os.killpg(self.subject.daemon.pid, signal.SIGKILL)
+        group = self.subject.daemon.pid
+        killGroup(group)
         self.subject.daemon.wait(10)
+
+        # Until it is gone the next one takes it for another instance.
+        def isGone():
+            try:
+                os.killpg(group, 0)
+            except ProcessLookupError:
+                return True
+            return False
+        waitUntil(isGone, 10, lambda: "the daemon outlives kill -9")
 
     def polls(self):
         return self.subject.commands().count("AT+CEREG?")
