@@ -74,6 +74,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
                        "systemctl start cellslotd@1");
     const sMoment moment = currentMoment();
     std::vector<sSlotReport> reports;
+    reports.reserve(slots.size());
     for (const int slot : slots)
         reports.push_back(reportSlot(context.places, slot, moment));
     // For people a screen that says nothing but the failure is just in the way.

@@ -20,6 +20,7 @@ readonly TABLE=(
     'config_fuzz 2000 config'
     'request_files_fuzz 1000 files'
     'text_fuzz 300 modem'
+    'status_file_fuzz 2000 status'
 )
 
 usage() {
