@@ -21,11 +21,14 @@ releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow|matrix')
 lintOptions=(--quick)
 summary=
+stepStart=$SECONDS
 failed=0
 asanBuild=  # pid
 
+# Each line of the summary tells how long its step took.
 record() { # WHAT RESULT
-    summary+=$(printf '%-16s %s' "$1" "$2")$'\n'
+    summary+=$(printf '%-16s %4d s  %s' "$1" "$((SECONDS - stepStart))" "$2")$'\n'
+    stepStart=$SECONDS
 }
 
 # check WHAT COMMAND...: runs it and notes how it went.
