@@ -121,7 +121,8 @@ std::vector<sCell> usualCells(const sOutcome& healthy, uint64_t seed) {
                 if (row.fault == eMIXED || (lasting && row.fault == eHANGUP_LONG)) continue;
                 cells.push_back(cellOf(target, row, lasting, seed));
                 cells.back().plan.others = others;
-                if (row.fault != eLATE) continue;
+                // A slow modem's day is over after fewer commands.
+                if (row.fault != eLATE || target.ending) continue;
                 cells.push_back(cells.back());
                 cells.back().name += "/slow";
                 cells.back().latencyMs = SLOW_MODEM_MS;
