@@ -41,7 +41,7 @@ void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins) {
     if (monitor) monitor->ProcessingFile(begins);
 }
 
-eGeneralErrors leaveOutcome(sSimInfo& sim, const sOutcome& outcome) {
+eGeneralErrors leaveOutcome(sSimInfo& sim, const sPinOutcome& outcome) {
     sim.s_outcome = outcome.text;
     debug(eLOG_NOTICE, g_i_debugMode, "%s", sim.s_outcome.c_str());
     return outcome.result;

@@ -10,13 +10,13 @@
 // The files behind sim_pin.h and their monitors: what unlocking and requests share.
 
 // How an operation ended, and the line that tells so.
-struct sOutcome {
+struct sPinOutcome {
     eGeneralErrors result;
     std::string text;
 };
 
 // Leaves the line in the record and in the log.
-eGeneralErrors leaveOutcome(sSimInfo& sim, const sOutcome& outcome);
+eGeneralErrors leaveOutcome(sSimInfo& sim, const sPinOutcome& outcome);
 
 // Whether the file was written since it was used last; false without a monitor.
 bool isChanged(const std::unique_ptr<cFileMonitor>& monitor);

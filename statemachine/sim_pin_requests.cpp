@@ -12,13 +12,13 @@ namespace {
 constexpr unsigned AFTER_PIN_CHANGE_US = 200000;
 
 // what: "current" or "new".
-sOutcome invalidPinToChange(const char* what, const std::string& pin) {
+sPinOutcome invalidPinToChange(const char* what, const std::string& pin) {
     const std::string start = std::string("Error: Cannot change SIM CPIN, ") + what + " CPIN ";
     return {eERROR_DEVICE_CPIN_FORMAT_INVALID,
             pin.empty() ? start + "is empty" : start + "'" + pin + "', not a valid format"};
 }
 
-sOutcome changePin(int port, const std::string& currentPin, const std::string& newPin) {
+sPinOutcome changePin(int port, const std::string& currentPin, const std::string& newPin) {
     const std::string pins = "'" + currentPin + "' to '" + newPin + "'";
     const std::string failed = "Error: Unable to change SIM PIN from " + pins + ", ";
     const ePortReturn result = changeCpin(port, currentPin, newPin);
@@ -52,7 +52,7 @@ const sLockOperation ENABLE_LOCK = {true, "enable", eERROR_DEVICE_CPIN_FORMAT_IN
                                     eERROR_DEVICE_SET_CPIN_FAILED};
 const sLockOperation DISABLE_LOCK = {false, "disable", eFAILURE, eERROR_DEVICE_CLEAR_CPIN_FAILED};
 
-sOutcome sendLock(int port, const std::string& pin, const sLockOperation& operation) {
+sPinOutcome sendLock(int port, const std::string& pin, const sLockOperation& operation) {
     const std::string quoted = "'" + pin + "'";
     const std::string failed = std::string("Error: Unable to ") + operation.verb + " SIM PIN";
     const ePortReturn result = setCpinState(port, pin, operation.enable);
@@ -90,7 +90,7 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
         return eERROR_DEVICE_SIM_NOT_READY;
     }
     noteTriedCpin(sim);
-    const sOutcome outcome = sendLock(port, pin, operation);
+    const sPinOutcome outcome = sendLock(port, pin, operation);
     sim.s_outcome = outcome.text;
     return outcome.result;
 }
@@ -188,7 +188,7 @@ eGeneralErrors manageCpin(int port, sSimInfo& sim) {
 eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& currentPin,
                                   const std::string& newPin) {
     traceEntry(eLOG_POLICY, __func__);
-    sOutcome outcome;
+    sPinOutcome outcome;
     if (!verifyCpinFormat(currentPin)) {
         outcome = invalidPinToChange("current", currentPin);
     } else if (!verifyCpinFormat(newPin)) {

@@ -17,7 +17,7 @@ struct sSimPinState {
 
 sSimPinState g_simPinState;
 
-const sOutcome ALREADY_READY = {eSUCCESS, "Error: Cannot unlock SIM, already in a ready state"};
+const sPinOutcome ALREADY_READY = {eSUCCESS, "Error: Cannot unlock SIM, already in a ready state"};
 
 bool isBadPassword(ePortReturn result) {
     return result == CME_INCORRECT_PASSWORD || result == CME_SIM_PUK_REQUIRED;
@@ -45,7 +45,7 @@ bool mayUseCpinAgain(const sSimInfo& sim) {
     return !pin.empty() && pin != g_simPinState.refusedPin;
 }
 
-sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
+sPinOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
     const std::string failed = "Error: Unable to unlock SIM PIN, ";
     noteTriedCpin(sim);
     const ePortReturn result = unlockCpin(port, pin);
@@ -59,7 +59,7 @@ sOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin) {
     return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + "bad password '" + pin + "'"};
 }
 
-sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
+sPinOutcome tryUnlockPin(int port, const sSimInfo& sim) {
     const std::string pin = readCpinFile(sim.s_cpin_path);
     if (verifyCpinFormat(pin) && hasFailedBefore(sim)) {
         clearCpinFile(sim.s_cpin_path);
@@ -68,7 +68,7 @@ sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
                 "Error: Unable to unlock SIM PIN, it was tried before and cost an attempt"};
     }
     if (verifyCpinFormat(pin)) {
-        sOutcome outcome = unlockWithPin(port, sim, pin);
+        sPinOutcome outcome = unlockWithPin(port, sim, pin);
         // Silence says nothing about the PIN; what the SIM has left of its attempts does.
         const bool judged = outcome.result != eERROR_DEVICE_RESPONSE_TIMEOUT;
         g_simPinState.refusedPin = judged && outcome.result != eSUCCESS ? pin : "";
@@ -80,7 +80,7 @@ sOutcome tryUnlockPin(int port, const sSimInfo& sim) {
                         : "Error: Cannot unlock SIM with CPIN '" + pin + "', not a valid format"};
 }
 
-sOutcome checkPukAndPin(const std::string& puk, const std::string& newPin) {
+sPinOutcome checkPukAndPin(const std::string& puk, const std::string& newPin) {
     if (!verifyPukFormat(puk))
         return {eERROR_DEVICE_PUK_FORMAT_INVALID,
                 puk.empty()
@@ -96,7 +96,8 @@ sOutcome checkPukAndPin(const std::string& puk, const std::string& newPin) {
 
 // The refusal comes before the time-out and takes every CME number with it, so that a wrong PUK
 // reads as an error that was returned.
-sOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk, const std::string& newPin) {
+sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
+                          const std::string& newPin) {
     const std::string failed = "Error: Unable to unlock SIM PUK, ";
     const ePortReturn result = unlockPuk(port, puk, newPin);
     if (result == ePORT_OK) {
@@ -171,7 +172,7 @@ eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim) {
     clearCpinFile(sim.s_puk_path);
     clearCpinFile(sim.s_cpin_new_path);
 
-    sOutcome outcome = checkPukAndPin(puk, newPin);
+    sPinOutcome outcome = checkPukAndPin(puk, newPin);
     if (outcome.result == eSUCCESS) outcome = unlockWithPuk(port, sim, puk, newPin);
     leaveOutcome(sim, outcome);
     markProcessing(g_Cp_MonitorPukFile, false);
