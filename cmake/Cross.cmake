@@ -9,5 +9,8 @@ set(CMAKE_LIBRARY_ARCHITECTURE ${CROSS_TRIPLET})
 set(CMAKE_FIND_ROOT_PATH /usr/${CROSS_TRIPLET})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 
+# Without it pkg-config names the build host's libraries, and they are found first.
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${CROSS_TRIPLET}/pkgconfig:/usr/share/pkgconfig)
+
 # Tests run under the emulator, which finds the multiarch libraries by itself.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-${CMAKE_SYSTEM_PROCESSOR}-static)

@@ -31,10 +31,14 @@ void writeConfig(const uint8_t* data, size_t size) {
 
 void checkTexts(const sConfigFileOpts& opts) {
     const std::string apnCharacters = "abcdefghijklmnopqrstuvwxyz0123456789 .-_!";
-    for (const std::string* apn : {&opts.apn, &opts.apn2})
-        check(apn->size() <= 104 &&
-                  stringLower(*apn).find_first_not_of(apnCharacters) == std::string::npos,
+    for (const std::string* apn : {&opts.apn, &opts.apn2}) {
+        // White space around it is kept as it was written.
+        const std::string judged = stringLower(cleanBeginEndWhiteSpace(*apn));
+        check(judged.size() <= 104 && judged.find_first_not_of(apnCharacters) == std::string::npos,
               "an APN is of its characters", *apn);
+        check(apn->find_first_of(std::string("\0\r\n\x1a\x1b", 5)) == std::string::npos,
+              "an APN ends no command", *apn);
+    }
     check(opts.username.size() <= 63 && opts.password.size() <= 63, "credentials are bounded");
     check(opts.operatorName.size() <= 28, "an operator's name is bounded", opts.operatorName);
     check(opts.operatorMode == "0" || opts.operatorMode == "1" || opts.operatorMode == "4",
