@@ -20,7 +20,8 @@ endfunction()
 cellslot_add_flow_tests(bring_up
     SOURCES flow/bring_up_flow_test.cpp flow/bring_up_steps_flow_test.cpp)
 
-cellslot_add_flow_tests(state_machine SOURCES flow/state_machine_flow_test.cpp)
+cellslot_add_flow_tests(state_machine
+    SOURCES flow/state_machine_flow_test.cpp flow/state_machine_sim_flow_test.cpp)
 cellslot_add_flow_tests(sim_pin
     SOURCES flow/sim_pin_flow_test.cpp flow/sim_pin_calls_flow_test.cpp)
 cellslot_add_flow_tests(data_session

@@ -1,0 +1,61 @@
+#ifndef TESTS_FLOW_STATE_MACHINE_FIXTURE_H
+#define TESTS_FLOW_STATE_MACHINE_FIXTURE_H
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "include/signal_flags.h"
+#include "platform/include/key_value_store.h"
+#include "tests/support/whole_daemon.h"
+
+// The whole daemon, and what is asked of its days again and again.
+class StateMachine : public cWholeDaemon {
+  protected:
+    // The status of a key at a time, filled in while the daemon runs.
+    void recordStatus(double seconds, const std::string& key, std::string& value) {
+        at(seconds, [key, &value] { value = statusOf(key); });
+    }
+
+    static void reconfigure(const std::string& more) {
+        writeFile(CONFIG_FILE, CONFIG + more);
+        b_got_sigusr2 = true;
+    }
+
+    static std::string stored(const std::string& key) {
+        char value[64];
+        return skvs_get(("CELLMODEM1" + key).c_str(), value, sizeof value) == -1 ? "(no such key)"
+                                                                                 : value;
+    }
+
+    static size_t placeInLog(const std::string& message) {
+        const std::vector<std::string>& log = capturedLog();
+        return static_cast<size_t>(std::find(log.begin(), log.end(), message) - log.begin());
+    }
+
+    void silenceOnce(const std::string& command) { fault(command, "silence"); }
+
+    size_t countOf(const tCommands& list, const std::string& command) const {
+        return static_cast<size_t>(std::count(list.begin(), list.end(), command));
+    }
+
+    std::vector<std::string> callsStartingWith(const std::string& start) const {
+        std::vector<std::string> found;
+        for (const std::string& call : shell.calls())
+            if (call.compare(0, start.size(), start) == 0) found.push_back(call);
+        return found;
+    }
+
+    // A reset without an open port: the tool runs in the background.
+    void expectPowerCycle() const {
+        const std::string call = "ResetCellular now force -s 1";
+        for (int i = 0; i < 200 && callsStartingWith(call).empty(); ++i)
+            usleep(10000);
+        EXPECT_EQ(callsStartingWith(call).size(), 1u);
+    }
+};
+
+#endif
