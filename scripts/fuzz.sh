@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for so many seconds, two at a time, from the seed corpus in fuzz/corpus and
+# Runs each fuzz target for so many seconds, two (FUZZ_JOBS) at a time, from the seed corpus in fuzz/corpus and
 # what earlier runs found in build/fuzz/corpus. Fails on a finding; the input then lies in
 # build/fuzz/findings, the output of all in build/fuzz/logs. Tells at the end how much each did.
 # The seed, which is printed, repeats a run's choices where the corpus is the same.
@@ -7,7 +7,7 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly BUILD=build/fuzz
-readonly AT_A_TIME=2
+readonly AT_A_TIME=${FUZZ_JOBS:-2}
 # Target, longest input in octets, dictionary.
 readonly TABLE=(
     'decode_pdu_fuzz 300 -'
