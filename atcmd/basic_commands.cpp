@@ -11,8 +11,7 @@ constexpr int UNSOLICITED_MAX = 1024;
 
 ePortReturn sendAT(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    std::string response;
-    return queryModem(fd, commandText(eAT_CMD_AT), response);
+    return queryModem(fd, commandText(eAT_CMD_AT));
 }
 
 ePortReturn setCmee(int fd) {

@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -17,10 +16,6 @@ constexpr size_t SHORTEST_MAKER_NAME = 4;
 
 bool isLetter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
 }
 
 struct sModelRow {
@@ -149,7 +144,7 @@ ePortReturn getDeviceFirmwareVersion(int fd, sModemInfo& modem) {
 // 20.00.402
 void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem) {
     for (const std::string& line : responseLines(response)) {
-        if (!isDigit(line[0])) continue;
+        if (!beginsWithDigit(line)) continue;
         modem.s_firmware_version = modemText(cleanWhiteSpace(line));
         return;
     }
@@ -196,7 +191,7 @@ ePortReturn getDeviceCNUM(int fd, sModemInfo& modem) {
 // +CNUM: "name","15551230000",129     3GPP TS 27.007 section 7.1
 //        0      1             2 type of number, 145 international
 void parseDeviceCNUM(const std::string& response, sModemInfo& modem) {
-    const tokenstr fields(responseField(response, "+CNUM:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "+CNUM:");
     if (fields.size() < 3) return;
     modem.s_own_number_name = modemText(cleanCharsFromString(fields[0], "\""));
     const std::string number = cleanNonNumeric(fields[1]);
@@ -215,7 +210,7 @@ ePortReturn getDeviceTemperature(int fd, sModemInfo& modem) {
 // #TEMPMEAS: -1,-32
 //            0  1 degrees Celsius
 void parseDeviceTemperature(const std::string& response, sModemInfo& modem) {
-    const tokenstr fields(responseField(response, "#TEMPMEAS:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "#TEMPMEAS:");
     if (fields.size() < 2) return;
     if (isNumericValue(fields[0])) {
         modem.e_temp_level = static_cast<eTempLevel>(textToInt(fields[0]));
@@ -237,8 +232,7 @@ ePortReturn getDeviceDualFirmware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.b_dual_firmware = false;
     setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
-    std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST), response);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST));
     modem.b_dual_firmware = result == ePORT_OK;
     return isPortError(result) ? ePORT_OK : result;
 }
@@ -279,9 +273,7 @@ ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot
               "%s(): Device ony supports FW switching slot 0 and 1, given %d", __func__, slot);
         return ePORT_ERROR;
     }
-    std::string response;
-    const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"), response);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"));
     if (result != ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Failed to switch Firmware to slot %d",
               __func__, slot);
@@ -292,9 +284,8 @@ ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     version = "-1";
     const std::string command = commandText(eAT_CMD_CFVR);
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, command, response, CFG_VERSION_TIMEOUT_S);
-    if (result == ePORT_OK) parseFirmwareCfgVer(response, version);
+    const ePortReturn result =
+        queryIntoCmx(fd, command, version, parseFirmwareCfgVer, CFG_VERSION_TIMEOUT_S);
     logFailedCommand(__func__, command, result);
     return result;
 }

@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -21,18 +20,14 @@ ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
     network.s_operator = "Unknown";
     network.e_cops_act = eCOPS_ACT_UNKNOWN;
     network.s_cops_act = mapText(telitCopsAct_Map, eCOPS_ACT_UNKNOWN);
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_COPS_GET), response);
-    if (result == ePORT_OK) parseCopsAct(response, network);
-    return result;
+    return queryIntoCmx(fd, commandText(eAT_CMD_COPS_GET), network, parseCopsAct);
 }
 
 // +COPS: 1,2,"310410",7
 //        0 1 2        3   mode, format, operator, access technology
 void parseCopsAct(const std::string& response, sNetworkInfo& network) {
-    const tokenstr fields(cleanBeginEndWhiteSpace(responseRest(response, "+COPS:")), ',',
-                          eEmptyTokens::KEEP);
-    if (isStringNumeric(fields[0].substr(0, 1))) network.i_cops_mode = textToInt(fields[0]);
+    const tokenstr fields = splitFields(cleanBeginEndWhiteSpace(responseRest(response, "+COPS:")));
+    if (beginsWithDigit(fields[0])) network.i_cops_mode = textToInt(fields[0]);
     if (fields.size() > 2) network.s_operator = unquotedText(fields[2]);
     if (fields.size() < 4) return;
     const auto technology = static_cast<eCOPS_ACCESS_TECH>(textToInt(cleanWhiteSpace(fields[3])));
@@ -55,7 +50,7 @@ ePortReturn getCarrierList(int fd) {
 void parseCarrierList(const std::string& response) {
     for (const std::string& rest : responseLinesBehind(response, "+COPN:")) {
         if (telitCarrier_list_Map.size() >= OPERATOR_LIST_MAX) return;
-        const tokenstr fields(cleanBeginEndWhiteSpace(rest), ',', eEmptyTokens::KEEP);
+        const tokenstr fields = splitFields(cleanBeginEndWhiteSpace(rest));
         if (fields.size() != 2) continue;
         const std::string plmn = unquotedText(fields[0]);
         const std::string name = unquotedText(fields[1]);

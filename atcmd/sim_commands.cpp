@@ -3,7 +3,6 @@
 #include "atcmd/command.h"
 #include "atcmd/operators.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -82,7 +81,7 @@ ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim) {
 //       0 report mode, 1 SIM inserted
 // Modems that report more states answer 2 or 3 for an inserted SIM; only 1 counts here.
 void parseDeviceSimPresent(const std::string& response, sSimInfo& sim) {
-    const tokenstr fields(responseField(response, "#QSS:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "#QSS:");
     if (fields.size() != 2) return;
     sim.i_qss_mode = static_cast<int8_t>(textToInt(fields[0]));
     sim.i_present = fields[1] == "1" ? 1 : 0;
@@ -138,7 +137,7 @@ ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
 // 310410000000002
 void parseDeviceSimIMSI(const std::string& response, sSimInfo& sim) {
     for (const std::string& line : responseLines(response)) {
-        if (!isStringNumeric(line.substr(0, 1))) continue;
+        if (!beginsWithDigit(line)) continue;
         sim.s_imsi = modemText(cleanWhiteSpace(line));
         return;
     }
@@ -222,7 +221,7 @@ ePortReturn getSimSlot(const int& fd, eSimSlot& slot) {
 // #GPIO: 1,1
 //        0 1   direction, level of the pin
 eSimSlot parseSimSlot(const std::string& response) {
-    const tokenstr fields(responseField(response, "#GPIO:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "#GPIO:");
     if (fields.size() != 2) return eSIM_SLOT_UNKNOWN;
     if (fields[1] == "1") return eSIM_SLOT_1;
     if (fields[1] == "0") return eSIM_SLOT_2;
