@@ -92,14 +92,14 @@ void resetIdentityState() {
 
 ePortReturn getModemManu(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_manufacturer = "Unknown";
+    modem.s_manufacturer = NAME_UNKNOWN;
     modem.b_manufacturer_is_telit = false;
     return queryInto(fd, commandText(eAT_CMD_ATI3), modem, parseModemManu);
 }
 
 // ATI3\r\r\nTelit\r\n\r\nOK\r\n
 void parseModemManu(const std::string& response, sModemInfo& modem) {
-    modem.s_manufacturer = "Unknown";
+    modem.s_manufacturer = NAME_UNKNOWN;
     modem.b_manufacturer_is_telit = false;
     for (const std::string& line : responseLines(response)) {
         if (!isLetter(line[0])) continue;
@@ -137,7 +137,7 @@ void parseTelitModel(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceFirmwareVersion(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_firmware_version = "00.00.00";
+    modem.s_firmware_version = FIRMWARE_VERSION_UNKNOWN;
     return queryInto(fd, commandText(eAT_CMD_CGMR), modem, parseDeviceFirmwareVersion);
 }
 
@@ -152,7 +152,7 @@ void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem) 
 
 ePortReturn getDeviceHardware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_hardware = "Unknown";
+    modem.s_hardware = NAME_UNKNOWN;
     return queryInto(fd, commandText(eAT_CMD_ATI5), modem, parseDeviceHardware);
 }
 
@@ -164,9 +164,8 @@ void parseDeviceHardware(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceIMEI(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    const sModemInfo fresh;
-    modem.s_imei = fresh.s_imei;
-    modem.s_serial_number = fresh.s_serial_number;
+    modem.s_imei = IMEI_UNKNOWN;
+    modem.s_serial_number = IMEI_UNKNOWN;
     return queryInto(fd, commandText(eAT_CMD_CGSN), modem, parseDeviceIMEI);
 }
 
@@ -183,7 +182,7 @@ void parseDeviceIMEI(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceCNUM(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_own_number = "0000000000";
+    modem.s_own_number = OWN_NUMBER_UNKNOWN;
     modem.i_own_number_type = 0;
     return queryInto(fd, commandText(eAT_CMD_CNUM), modem, parseDeviceCNUM);
 }
@@ -195,7 +194,7 @@ void parseDeviceCNUM(const std::string& response, sModemInfo& modem) {
     if (fields.size() < 3) return;
     modem.s_own_number_name = modemText(cleanCharsFromString(fields[0], "\""));
     const std::string number = cleanNonNumeric(fields[1]);
-    modem.s_own_number = number.empty() ? "0000000000" : modemText(number);
+    modem.s_own_number = number.empty() ? OWN_NUMBER_UNKNOWN : modemText(number);
     modem.i_own_number_type = static_cast<uint16_t>(textToInt(cleanNonNumeric(fields[2])));
 }
 
@@ -282,7 +281,7 @@ ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot
 
 ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    version = "-1";
+    version = CFG_VERSION_UNKNOWN;
     const std::string command = commandText(eAT_CMD_CFVR);
     const ePortReturn result =
         queryIntoCmx(fd, command, version, parseFirmwareCfgVer, CFG_VERSION_TIMEOUT_S);
@@ -292,7 +291,7 @@ ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version) {
 
 // #CFVR: 1
 void parseFirmwareCfgVer(const std::string& response, std::string& version) {
-    version = "-1";
+    version = CFG_VERSION_UNKNOWN;
     const std::string value = responseField(response, "#CFVR:");
     if (isNumericValue(value)) version = modemText(value);
 }

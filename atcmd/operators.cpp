@@ -9,15 +9,12 @@ constexpr unsigned OPERATOR_LIST_TIMEOUT_S = 10;
 // Several times the longest list of a modem.
 constexpr size_t OPERATOR_LIST_MAX = 8192;
 
-// What +COPN cannot name.
-constexpr const char* UNKNOWN_CARRIER = "Unknown";
-
 }  // namespace
 
 ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_cops_mode = -1;
-    network.s_operator = "Unknown";
+    network.s_operator = NAME_UNKNOWN;
     network.e_cops_act = eCOPS_ACT_UNKNOWN;
     network.s_cops_act = mapText(telitCopsAct_Map, eCOPS_ACT_UNKNOWN);
     return queryIntoCmx(fd, commandText(eAT_CMD_COPS_GET), network, parseCopsAct);
@@ -63,15 +60,15 @@ void parseCarrierList(const std::string& response) {
 std::string getCarrierFromPLMN(const std::string& plmn) {
     if (plmn.empty()) {
         debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Passed PLMN is empty", __func__);
-        return UNKNOWN_CARRIER;
+        return NAME_UNKNOWN;
     }
     if (!isStringNumeric(plmn)) {
         debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Passed PLMN '%s' is not a number string",
               __func__, plmn.c_str());
-        return UNKNOWN_CARRIER;
+        return NAME_UNKNOWN;
     }
     const auto carrier = telitCarrier_list_Map.find(plmn);
-    if (carrier == telitCarrier_list_Map.end()) return UNKNOWN_CARRIER;
+    if (carrier == telitCarrier_list_Map.end()) return NAME_UNKNOWN;
     debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Found match %s->%s", __func__, plmn.c_str(),
           carrier->second.c_str());
     return carrier->second;

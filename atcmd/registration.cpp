@@ -29,7 +29,7 @@ const sRegistrationRow STATES[] = {
     {eREG_ROAMING, "Registered, Roaming", "Reg Roaming", true, false},
 };
 
-const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, "Unknown", "Unknown", false, false};
+const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, NAME_UNKNOWN, NAME_UNKNOWN, false, false};
 
 const sRegistrationRow& rowOfState(int state) {
     for (const sRegistrationRow& row : STATES)

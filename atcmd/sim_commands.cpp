@@ -90,7 +90,7 @@ void parseDeviceSimPresent(const std::string& response, sSimInfo& sim) {
 ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (sim.i_present != 1) return ePORT_OK;
-    setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, "Unknown");
+    setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, NAME_UNKNOWN);
     sim.i_pin_attempts = ATTEMPTS_UNKNOWN;
     sim.i_puk_attempts = ATTEMPTS_UNKNOWN;
     sim.b_attempts_read = false;
@@ -122,10 +122,9 @@ void decodeSimCpinText(const std::string& text, sSimInfo& sim) {
 
 ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    const sSimInfo fresh;
-    sim.s_imsi = fresh.s_imsi;
-    sim.s_home_plmn = fresh.s_home_plmn;
-    sim.s_carrier = fresh.s_carrier;
+    sim.s_imsi = IMSI_UNKNOWN;
+    sim.s_home_plmn = PLMN_UNKNOWN;
+    sim.s_carrier = NAME_UNKNOWN;
     std::string response;
     const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CIMI), response);
     if (result != ePORT_OK) return result;
@@ -148,14 +147,14 @@ void getCarrierFromImsi(sSimInfo& sim) {
     for (const size_t digits : {6, 5}) {
         sim.s_home_plmn = sim.s_imsi.substr(0, digits);
         sim.s_carrier = getCarrierFromPLMN(sim.s_home_plmn);
-        if (sim.s_carrier != "Unknown") return;
+        if (sim.s_carrier != NAME_UNKNOWN) return;
     }
-    sim.s_home_plmn = "000000";
+    sim.s_home_plmn = PLMN_UNKNOWN;
 }
 
 ePortReturn getDeviceSimId(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    sim.s_iccid = sSimInfo{}.s_iccid;
+    sim.s_iccid = ICCID_UNKNOWN;
     return queryIntoCmx(fd, commandText(eAT_CMD_CCID_GET), sim, parseDeviceSimId);
 }
 
