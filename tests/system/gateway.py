@@ -46,6 +46,7 @@ class LogCatcher:
 
     def __init__(self):
         self.lines = []
+        self.datagrams = []
         self.socket = openLogSocket("/dev/log")
         threading.Thread(target=self.receive, daemon=True).start()
 
@@ -55,6 +56,7 @@ class LogCatcher:
                 data = self.socket.recv(65536)
             except OSError:
                 return
+            self.datagrams.append(data)
             self.lines.append((time.monotonic(), splitDatagram(data)[1]))
 
     def texts(self):

@@ -81,6 +81,20 @@ TEST(ReadFilesInDir, Folder_NamesWithoutDots) {
     EXPECT_EQ(names, (std::vector<std::string>{".hidden", "a", "sub"}));
 }
 
+// The order decides which message is sent first.
+TEST(ReadFilesInDir, Names_ComeInTheOrderOfTheSystem) {
+    const cTempFolder folder;
+    for (const char* name : {"m", "z", "a", "q", "b"})
+        writeFile(folder / name, "");
+    std::vector<std::string> listed;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+        listed.push_back(entry.path().filename());
+    std::vector<std::string> names;
+    EXPECT_EQ(readFilesInDir(folder.path(), names), 0);
+    EXPECT_EQ(names, listed);
+    EXPECT_EQ(names.size(), 5u);
+}
+
 TEST(ReadFilesInDir, NoFolder_GivesErrnoAndNoNames) {
     const cTempFolder folder;
     const cLogMode mode(eLOG_MAIN);
