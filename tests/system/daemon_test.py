@@ -33,7 +33,7 @@ class DaemonTest(unittest.TestCase):
     def setUp(self):
         freshHost()
         self.log = LogCatcher()
-        self.addCleanup(self.log.socket.close)
+        self.addCleanup(self.log.close)
 
     def slot(self, number=1, scenario=None, config=None, start=True, fast=1):
         slot = Slot(number, scenario)
