@@ -229,7 +229,6 @@ void parseDeviceTemperature(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceDualFirmware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.b_dual_firmware = false;
     setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
     const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST));
     modem.b_dual_firmware = result == ePORT_OK;
