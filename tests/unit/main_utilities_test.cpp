@@ -160,6 +160,14 @@ TEST(GetMd5, Texts_LowerCaseDigest) {
     EXPECT_NE(getMd5(std::string("a\0b", 3)), getMd5("a"));
 }
 
+TEST(IsInterfaceName, Texts) {
+    for (const char* name : {"wwan0", "a", "eth0.100", "br-lan", "x_y:z@w", "fifteen-letters"})
+        EXPECT_TRUE(isInterfaceName(name)) << name;
+    for (const char* name :
+         {"", ".", "..", "-i", "a/b", "a b", "a;b", "$a", "sixteen--letters", "\xc3\xa4"})
+        EXPECT_FALSE(isInterfaceName(name)) << name;
+}
+
 TEST(BlankControlCharacters, ForgedLine_BecomesOneLine) {
     EXPECT_EQ(blankControlCharacters("a\r\nPIN=1\x1b\x7f\xc3\xa4"), "a  PIN=1  \xc3\xa4");
 }
