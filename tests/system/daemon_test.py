@@ -2,6 +2,7 @@
 """The built daemon against the simulated modem: real timers, real files, the host's own interface
 script on a real interface. Run inside scripts/private_namespace.sh."""
 
+import os
 import pathlib
 import re
 import signal
@@ -169,6 +170,29 @@ class RefusedStart(DaemonTest):
                   5, self.log.texts)
         self.assertEqual(pathlib.Path("/run/cellslotd.1.pid").read_text(), str(slot.daemon.pid))
         self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
+
+
+class Console(DaemonTest):
+    def test_noDebugMode_showsNoNotice(self):
+        slot = self.connectedSlot()
+        self.assertEqual(slot.output.read_text(), "")
+
+    def test_debugMode_showsEachLineAtOnce(self):
+        slot = self.connectedSlot(config={"DEBUG_MODE": "1"})
+        self.assertIn("\nRunning command 'setup_cellint.sh -i wwan0 --up", slot.output.read_text())
+
+    def test_consoleThatIsGone_doesNotEndTheDaemon(self):
+        slot = self.slot(config={"DEBUG_MODE": "1"}, start=False)
+        os.mkfifo(slot.output)
+        reader = os.open(slot.output, os.O_RDONLY | os.O_NONBLOCK)
+        slot.startDaemon()
+        os.close(reader)
+        slot.waitConnected()
+        self.assertIsNone(slot.daemon.poll())
+        # What it runs would inherit a signal that is ignored.
+        status = pathlib.Path(f"/proc/{slot.daemon.pid}/status").read_text()
+        ignored = int(re.search(r"SigIgn:\s+(\w+)", status)[1], 16)
+        self.assertFalse(ignored & 1 << (signal.SIGPIPE - 1))
 
 
 class CleanStop(DaemonTest):
