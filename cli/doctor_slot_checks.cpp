@@ -24,9 +24,6 @@ namespace {
 
 // It is written every two seconds; the longest wait for a modem's answer is a few minutes.
 constexpr long long STATUS_LATE_S = 300;
-constexpr size_t INTERFACE_NAME_MAX = 15;
-constexpr const char* INTERFACE_CHARACTERS =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.:@-";
 
 std::string option(const sSlotSetup& setup) {
     return " -p " + std::to_string(setup.slot);
@@ -81,11 +78,6 @@ sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
                                                     : "end it, or tell it to leave the port alone";
     return {eHealth::BROKEN, "port",
             device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
-}
-
-bool isInterfaceName(const std::string& name) {
-    return !name.empty() && name.size() <= INTERFACE_NAME_MAX && name != "." && name != ".." &&
-           name.find_first_not_of(INTERFACE_CHARACTERS) == std::string::npos;
 }
 
 // gpsd gives up root before it opens a device.

@@ -26,7 +26,7 @@ class CliTest(unittest.TestCase):
     def setUp(self):
         freshHost()
         log = LogCatcher()
-        self.addCleanup(log.socket.close)
+        self.addCleanup(log.close)
 
     def slot(self, number=1, scenario=None, **config):
         slot = Slot(number, scenario)

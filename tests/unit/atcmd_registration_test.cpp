@@ -224,6 +224,7 @@ TEST(UpdateNetworkRegistrationInfo, LeavingSearch_IsLoggedLoudly) {
 TEST(UpdateNetworkRegistrationInfo, SearchingWithoutAChange_StillQuietensTheNext) {
     EXPECT_EQ(logOfStates({2, 2, 0}, 0).size(), 1u);
     EXPECT_EQ(logOfStates({2, 4, 0}, 0).size(), 3u) << "4 is not searching";
+    EXPECT_EQ(logOfStates({2, 3, 0}, 0).size(), 3u) << "nor is denied";
 }
 
 TEST(UpdateNetworkRegistrationInfo, CeregLine_GivesRoaming) {

@@ -210,7 +210,7 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
 
 TEST_F(Doctor, Interface_NameAndExistence) {
     expect(eHealth::NOTE, checkInterface, "--interface");
-    for (const char* name : {"wwan0;reboot", "..", "sixteen-letters0"}) {
+    for (const char* name : {"wwan0;reboot", "..", "-i", "sixteen-letters0"}) {
         setup.interface = name;
         expect(eHealth::BROKEN, checkInterface, "is no name");
     }
