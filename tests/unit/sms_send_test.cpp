@@ -373,6 +373,17 @@ TEST_F(SmsSendMeanwhile, FileReplacedWhileItIsSent_IsSentAsWell) {
     EXPECT_EQ(device.modem.i_sms_sent, 2U);
 }
 
+TEST_F(SmsSendMeanwhile, FileThatGetsOtherRightsWhileItIsSent_IsSentOnce) {
+    putSend("alarm", "once");
+    port.onTurn([&] {
+        if (port.modem().commands().size() == 2) chmod(in("send", "alarm").c_str(), 0440);
+    });
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(names("send").empty());
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(sentTexts(), tNames{"once"});
+}
+
 TEST_F(SmsSendMeanwhile, FileReplacedWhileItFails_StaysForItsOwnAttempts) {
     putSend("alarm", "first");
     for (int i = 0; i < 3; ++i) {
