@@ -145,6 +145,30 @@ TEST_F(CustomAt, Silence_EndsTheRequestThere) {
     EXPECT_EQ(logText().find("AT+THREE"), std::string::npos);
 }
 
+TEST_F(CustomAt, PromptForAText_IsEndedLestTheModemStayDeaf) {
+    port.answer("\r\n> ").answer("\r\nOK\r\n");
+    EXPECT_EQ(request("AT+CMGS=\"12345\"\nAT\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT+CMGS=\"12345\"", "\x1b"}));
+    EXPECT_EQ(readFile(raw), "AT+CMGS=\"12345\"\nTIMEOUT\n");
+}
+
+TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsLeftAlone) {
+    for (const char* text : {">", "\r\n+X: a>", "\r\n> x", "\r\nCONNECT\r\n"}) {
+        port.answer(text);
+        EXPECT_EQ(request("AT+X\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
+        EXPECT_EQ(port.commands().back(), "AT+X") << text;
+    }
+}
+
+TEST_F(CustomAtMeanwhile, PromptForAText_IsEndedAndTheNextRequestAnswered) {
+    writeFile(in, "AT+CMGF=1\nAT+CMGS=\"12345\"\n");
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()),
+              eERROR_DEVICE_RESPONSE_TIMEOUT);
+    writeFile(in, "AT+CSQ\n");
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_NE(readFile(raw).find("+CSQ: "), std::string::npos);
+}
+
 TEST_F(CustomAt, LowerCase_IsSentAsItIs) {
     port.answer(modemReply({"Telit"}));
     EXPECT_EQ(request("at+cgmi\n"), eSUCCESS);
