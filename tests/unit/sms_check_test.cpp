@@ -54,6 +54,7 @@ TEST_F(SmsCheck, NotRegistered_Gives201AndStillMakesTheTree) {
     EXPECT_TRUE(port.commands().empty());
     EXPECT_EQ(names("").size(), 6U);
     EXPECT_TRUE(g_C_deleteOldSmsFiles.IsTimerRunning()) << "the sweep has run";
+    EXPECT_EQ(check(), eSUCCESS) << "the next check comes after five seconds here, too";
 }
 
 TEST_F(SmsCheck, NoImsOn3gpp2_Gives202) {

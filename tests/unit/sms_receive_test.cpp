@@ -174,6 +174,19 @@ TEST_F(SmsListing, LineBeforeAnyHeader_IsTold) {
     EXPECT_TRUE(logContains("SMS start (+CMGL:) not found yet"));
 }
 
+TEST_F(SmsListing, DebugMaskOfTheCodec_ShowsWhatWasDecoded) {
+    testing::internal::CaptureStdout();
+    parse(listing({pdu}));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    g_i_debugMode = eLOG_SMS_PDU;
+    testing::internal::CaptureStdout();
+    parse(listing({pdu}));
+    parse(listing({pdu}), eSMS_3GPP2);
+    const std::string shown = testing::internal::GetCapturedStdout();
+    EXPECT_NE(shown.find("3GPP PDU: " + pdu), std::string::npos);
+    EXPECT_NE(shown.find("3GPP2 PDU refused: " + pdu), std::string::npos);
+}
+
 TEST_F(SmsListing, NotDecodable3gpp2_IsTold) {
     EXPECT_TRUE(parse(listing({pdu}), eSMS_3GPP2).empty());
     EXPECT_EQ(logCount("Error: Unable to decode SMS PDU message (3GPP2)"), 1U);

@@ -134,6 +134,16 @@ TEST_F(SmsSend, LongMessage_IsSentAsItsFirst918Characters) {
     EXPECT_EQ(device.modem.i_sms_sent, 1U);
 }
 
+TEST_F(SmsSendMeanwhile, LongMessage_ArrivesAsItsFirst918Characters) {
+    const std::string first = std::string(459, 'a') + std::string(459, 'b');
+    putSend("long", first + std::string(82, 'c'));
+    EXPECT_EQ(check(), eSUCCESS);
+    std::string arrived;
+    for (const std::string& text : sentTexts())
+        arrived += text;
+    EXPECT_EQ(arrived, first);
+}
+
 TEST_F(SmsSend, ThirdPduFails_TheWholeFileIsTriedAgain) {
     putSend("long", std::string(400, 'x'));
     port.answer(OK_REPLY).answer(PROMPT).answer(SENT).answer(PROMPT).answer(SENT).answer(PROMPT);
@@ -191,6 +201,28 @@ TEST_F(SmsSend, FailureCount_BelongsToTheFileLastRead) {
     putSend("file", "Hello");
     checkRefused();
     EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
+}
+
+TEST_F(SmsSend, AnotherFileLast_HasItsOwnAttempts) {
+    putSend("a", "Hello");
+    putSend("b", "Hello");
+    const std::string first = lastListed();
+    checkRefused();
+    checkRefused();
+    std::filesystem::rename(in("send", first), folder / first);
+    EXPECT_EQ(checkRefused(), eERROR_DEVICE_SMS_PDU_SEND_ERROR);
+    EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
+    EXPECT_TRUE(names("send_fail").empty());
+}
+
+TEST_F(SmsSend, SendFolder_IsThatOfTheFirstCall) {
+    const std::string other = folder / "other";
+    makeSmsDirs(other);
+    writeFile(other + "/send/file", "TO=12025550199\nMSG=Hello");
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(checkSendSmS(port.handle(), device.modem, other), eSUCCESS);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_TRUE(fileExists(other + "/send/file"));
 }
 
 TEST_F(SmsSend, AfterAFailure_NothingIsTriedForFiveSeconds) {
@@ -414,6 +446,23 @@ TEST_F(SmsSend, PromptRefused_EndsTheAttempt) {
     EXPECT_EQ(logCount("Error: Sending PDU encoded SMS message returned an error"), 1U);
 }
 
+TEST_F(SmsSend, PromptRefusedWithAnUnknownNumber_EndsTheAttemptToo) {
+    putSend("file", "Hello");
+    port.answer(OK_REPLY).answer(modemReply({}, "+CMS ERROR: 9999"));
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_PDU_SEND_ERROR);
+    EXPECT_EQ(port.commands().back(), "AT+CMGS=18");
+    EXPECT_EQ(logCount("sendSmsPdu(): AT command AT+CMGS=18 returned CME error -1 ()"), 1U);
+}
+
+TEST_F(SmsSend, DebugMaskOfTheCodec_ShowsWhatWasEncoded) {
+    putSend("file", "Hello");
+    g_i_debugMode = eLOG_SMS_PDU;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(checkSent(), eSUCCESS);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("1 PDUs for a message of 5 characters"),
+              std::string::npos);
+}
+
 TEST_F(SmsSend, PromptAnsweredByError_ReturnsIt) {
     port.answer(ERROR_REPLY);
     EXPECT_EQ(sendSmsPdu(port.handle(), 36, "00"), ePORT_ERROR);
@@ -492,10 +541,11 @@ TEST_F(SmsSendText, DirectCall_KeepsThePromptToo) {
 }
 
 TEST_F(SmsSendText, LongMessage_IsTruncated) {
-    putSend("file", std::string(1000, 'x'));
+    const std::string first = std::string(917, 'x') + "y";
+    putSend("file", first + std::string(82, 'z'));
     modemSendsText();
     EXPECT_EQ(check(), eSUCCESS);
-    EXPECT_EQ(port.commands().back(), std::string(918, 'x') + CTRL_Z);
+    EXPECT_EQ(port.commands().back(), first + CTRL_Z);
     EXPECT_EQ(logCount("SMS Message too long (1000 chars), truncating to 918 chars"), 1U);
 }
 

@@ -130,6 +130,22 @@ TEST_F(SmsSweep, Sweep_ExactlyOneDayOld_StaysAndOneSecondOlderGoes) {
               1U);
 }
 
+TEST_F(SmsSweep, Sweep_GoesThroughFoldersInOrderAndThroughAFolderFromItsEnd) {
+    for (const char* name : {"a", "b", "c"})
+        putAged(in("send", name), 1);
+    tNames listed;
+    listSpoolDir(in("send"), listed);
+    g_i_debugMode = eLOG_SMS;
+    cleanUpSmSFiles(root);
+    const std::string start = "DEBUG: deleteOldSmSFiles(" + root;
+    const std::string file = "DEBUG:  deleteOldSmSFiles(): Checking age of SMS file " + in("send");
+    EXPECT_EQ(capturedLog(),
+              (tNames{"DEBUG: cleanUpSmSFiles() running", start + "/recv/): running",
+                      start + "/send/): running", file + listed[2] + ", 1/86400 seconds",
+                      file + listed[1] + ", 1/86400 seconds",
+                      file + listed[0] + ", 1/86400 seconds", start + "/recv_parts/): running"}));
+}
+
 TEST_F(SmsSweep, Sweep_OtherFolders_AreNeverSwept) {
     for (const char* dir : {"send_ok", "send_fail", "recv_post"})
         putAged(in(dir, "old"), 100000);
