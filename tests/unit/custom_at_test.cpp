@@ -10,6 +10,8 @@
 #include "statemachine/custom_at_log.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fake_port.h"
+#include "tests/support/log_mode.h"
+#include "tests/support/no_unlink.h"
 #include "tests/support/simulated_port.h"
 #include "tests/support/temp_folder.h"
 
@@ -173,6 +175,19 @@ TEST_F(CustomAt, LowerCase_IsSentAsItIs) {
     port.answer(modemReply({"Telit"}));
     EXPECT_EQ(request("at+cgmi\n"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("at+cgmi", 1));
+}
+
+TEST_F(CustomAt, ControlCharacters_AreSentAsTheyAreButNotLogged) {
+    port.answer(OK_REPLY);
+    EXPECT_EQ(request("AT+X=\x1b[2J\n"), eSUCCESS);
+    EXPECT_EQ(port.commands(), list("AT+X=\x1b[2J", 1));
+    EXPECT_EQ(logCount("- Sending AT command AT+X= [2J, extra timeout 0"), 1U);
+}
+
+TEST_F(CustomAt, DebugMask_ShowsTheCheck) {
+    const cLogMode mode(0x80000);
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(capturedLog(), list("DEBUG: Entering checkCustomAtFile()", 1));
 }
 
 TEST_F(CustomAt, NoCommand_IsReportedThreeTimesAndNotSent) {
@@ -460,6 +475,14 @@ TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
     EXPECT_EQ(port.takeCommands(), std::vector<std::string>{"AT+CSQ"});
 }
 
+// It would be sent again at every poll.
+TEST_F(CustomAt, RequestThatCannotBeDeleted_IsNotCarriedOut) {
+    const cNoUnlink readOnly;
+    EXPECT_EQ(request("AT+CFUN=4\n"), eERROR_BUFFER_EMPTY);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_EQ(logCount("Error: Cannot delete '" + in + "', errno 30 (Read-only file system)"), 1U);
+}
+
 TEST_F(CustomAt, RequestIsAFifo_DoesNotHang) {
     ASSERT_EQ(mkfifo(in.c_str(), 0666), 0);
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
@@ -484,6 +507,7 @@ TEST_F(CustomAt, LogGrowsOverRequestsAndKeepsOneOldFile) {
         writeAtCmdLog("AT+X", std::string(256, 'x'), device, logs.path());
     EXPECT_LE(std::filesystem::file_size(logs / "at_cmdlog.txt"), 100U * 1024U);
     EXPECT_LE(std::filesystem::file_size(logs / "at_cmdlog.txt.1"), 100U * 1024U);
+    EXPECT_GT(std::filesystem::file_size(logs / "at_cmdlog.txt.1"), 99U * 1024U);
     EXPECT_FALSE(fileExists(logs / "at_cmdlog.txt.2"));
 }
 

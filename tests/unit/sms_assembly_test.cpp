@@ -343,6 +343,19 @@ TEST_F(SmsAssembly, UnchangedFile_IsNotReadAgain) {
         << "same inode, size and time of change";
 }
 
+TEST_F(SmsAssembly, FileThatWasAwayForACheck_IsReadAgain) {
+    const std::string path = putPart("a", 7, 1, 2, "1", "aaaa");
+    putPart("other", 8, 1, 2, "1", "x");
+    setFileTime(path, START_S);
+    join();
+    std::filesystem::rename(path, folder / "a");
+    join();
+    std::filesystem::rename(folder / "a", path);
+    putPart("a", 7, 1, 2, "1", "bbbb");
+    setFileTime(path, START_S);
+    EXPECT_EQ(lookAtPartFile(path)->attributes.message, "bbbb");
+}
+
 TEST_F(SmsAssembly, Journal_HoldsTheMessageUntilItIsWritten) {
     putPart("a", 7, 1, 2, "1", "x\n");
     putPart("b", 7, 2, 2, "1", "y");

@@ -166,6 +166,9 @@ TEST_F(SmsListing, MarkStaysUntilTheNextHeader) {
                     "\r\nOK\r\n")
                   .size(),
               1U);
+    EXPECT_EQ(parse("+CMGL: 1,0,\"\"," + length + "\r\n+CMGL: 2,0\r\n" + pdu + "\r\nOK\r\n").size(),
+              1U)
+        << "one that is not used does not count";
 }
 
 TEST_F(SmsListing, LineBeforeAnyHeader_IsTold) {
@@ -450,6 +453,20 @@ TEST_F(SmsReceive, Recovery_Refused_KeepsTheMarker) {
     EXPECT_TRUE(isListingOpen(root));
 }
 
+TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
+    const std::string told =
+        "A listing of SMS messages did not end well, listing the read ones as well";
+    for (int outage = 1; outage <= 2; ++outage) {
+        leaveMarker();
+        port.answer(OK_REPLY).answer(OK_REPLY).answer(ERROR_REPLY);
+        check();
+        port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY);
+        check();
+        EXPECT_EQ(logCount(told), static_cast<size_t>(outage));
+        EXPECT_FALSE(isListingOpen(root));
+    }
+}
+
 TEST_F(SmsReceive, ListingEndsInAnError_IsListedAgainWithTheReadOnes) {
     const std::string pdu = deliverPdu("22255", "precious");
     std::string broken = listing({pdu});
@@ -528,6 +545,14 @@ TEST_F(SmsReceive, SpoolCannotBeWritten_NothingIsListed) {
     check();
     EXPECT_TRUE(logContains("Error: Cannot write SMS folder"));
     EXPECT_EQ(capturedLog().size(), 1U) << "told once";
+    std::filesystem::remove(root);
+    makeSmsDirs(root);
+    receive({});
+    std::filesystem::remove_all(root);
+    writeFile(root, "in the way");
+    port.answer(OK_REPLY);
+    check();
+    EXPECT_EQ(capturedLog().size(), 2U) << "and again the next time";
 }
 
 TEST_F(SmsReceive, Family3gpp2_UsesItsDecoder) {

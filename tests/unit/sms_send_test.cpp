@@ -10,12 +10,14 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "include/sleep.h"
 #include "include/utilities.h"
 #include "sms/open_prompt.h"
 #include "sms/receive.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
+#include "tests/support/no_unlink.h"
 #include "tests/support/simulated_port.h"
 #include "tests/unit/sms_fixture.h"
 
@@ -43,9 +45,10 @@ class SmsSend : public cSmsFixture {
     eGeneralErrors checkRefused() {
         modemRefuses();
         const eGeneralErrors result = check();
-        g_Cp_DelaySendSMS->Stop();
+        waitForDelay();
         return result;
     }
+    static void waitForDelay() { sleepMicroseconds(5000000); }
     // The file that the daemon takes next.
     std::string lastListed() const {
         tNames found;
@@ -169,9 +172,13 @@ TEST_F(SmsSend, FailsTwiceThenSucceeds_EndsInSendOkWithTheTimeOfTheSuccess) {
     EXPECT_EQ(names("send"), tNames{"file"});
     const uint64_t passedS = port.elapsedMs() / 1000;
     EXPECT_EQ(checkSent(), eSUCCESS);
-    EXPECT_EQ(names("send_ok"), tNames{"file.20200615-20320" + std::to_string(5 + passedS)});
+    EXPECT_EQ(names("send_ok"), tNames{"file.20200615-2032" + std::to_string(5 + passedS)});
     EXPECT_EQ(device.modem.i_sms_sent, 1U);
     EXPECT_EQ(device.modem.i_sms_sent_fail, 0U);
+    EXPECT_FALSE(g_Cp_DelaySendSMS->IsTimerEnabled());
+    putSend("file", "Hello");
+    checkRefused();
+    EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
 }
 
 TEST_F(SmsSend, ThirdFailure_MovesTheFileAndCountsOnce) {
@@ -190,6 +197,35 @@ TEST_F(SmsSend, ThirdFailure_MovesTheFileAndCountsOnce) {
     EXPECT_EQ(logCount("Max send attempt, moving file to /send_fail//" + names("send_fail")[0]),
               1U);
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_DELAY_TIMER_RUNNING);
+    waitForDelay();
+    putSend("file", "Hello");
+    checkRefused();
+    EXPECT_EQ(names("send"), tNames{"file"}) << "another file, with attempts of its own";
+}
+
+TEST_F(SmsSend, InvalidFile_EndsTheAttemptsOfItsName) {
+    putSend("file", "Hello");
+    checkRefused();
+    checkRefused();
+    writeFile(in("send", "file"), "nothing");
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE);
+    putSend("file", "Hello");
+    checkRefused();
+    EXPECT_EQ(names("send"), tNames{"file"});
+}
+
+TEST_F(SmsSend, FileThatCannotBeDeleted_HoldsNobodyUp) {
+    writeFile(in("send", "file"), "nothing");
+    const cNoUnlink readOnly;
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE);
+    EXPECT_EQ(logCount("Error: Cannot delete SMS file " + in("send", "file") +
+                       ", errno 30 (Read-only file system)"),
+              1U);
+    const size_t logged = capturedLog().size();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(capturedLog().size(), logged);
+    writeFile(in("send", "file"), "TO=12345\nMSG=and now");
+    EXPECT_EQ(checkSent(), eSUCCESS) << "it has changed";
 }
 
 TEST_F(SmsSend, FailureCount_BelongsToTheFileLastRead) {
@@ -259,9 +295,14 @@ TEST_F(SmsSend, FolderMissing_IsToldOnceAndGives402) {
     std::filesystem::remove_all(in("send"));
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE);
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE);
-    EXPECT_EQ(logCount("checkSendSmS(): Unable to read SMS DIR " + in("send") +
-                       ", errno 2 (No such file or directory)"),
-              1U);
+    const std::string told = "checkSendSmS(): Unable to read SMS DIR " + in("send") +
+                             ", errno 2 (No such file or directory)";
+    EXPECT_EQ(logCount(told), 1U);
+    makeSmsDirs(root);
+    EXPECT_EQ(check(), eSUCCESS);
+    std::filesystem::remove_all(in("send"));
+    check();
+    EXPECT_EQ(logCount(told), 2U) << "and again the next time";
 }
 
 TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
@@ -324,6 +365,15 @@ TEST_F(SmsSend, PromptThatAKillLeftOpen_IsEndedOnce) {
     endLeftPrompt(port.handle());
     EXPECT_EQ(port.commands(), tNames{ESC});
     EXPECT_FALSE(fileExists(marker));
+}
+
+TEST_F(SmsSend, PromptThatCannotBeEndedYet_IsEndedOverTheNextPort) {
+    writeFile(root + "/.cellslot-prompt.1", "");
+    initSMS(root);
+    endLeftPrompt(-1);
+    port.silence();
+    endLeftPrompt(port.handle());
+    EXPECT_EQ(port.commands(), tNames{ESC});
 }
 
 TEST_F(SmsSend, HostileNames_AreMovedAndNeverExecuted) {
@@ -489,6 +539,12 @@ TEST_F(SmsSend, NoAnswerToThePdu_IsAbortedWithEsc) {
     EXPECT_NEAR(static_cast<double>(port.elapsedMs()), 63000, 200);
     EXPECT_EQ(logCount("Error: Sending PDU encoded SMS message timed out"), 1U);
     EXPECT_EQ(names("send"), tNames{"file"});
+}
+
+TEST_F(SmsSend, DirectCall_SendsNoWhiteSpaceAtTheEnd) {
+    modemSends();
+    EXPECT_EQ(sendSmSMessage(port.handle(), "12345", "", "Hello \t\r\n", eSMS_3GPP), eSUCCESS);
+    EXPECT_EQ(port.commands().back(), "00010005812143F5000005C8329BFD06" + CTRL_Z);
 }
 
 TEST_F(SmsSend, ControlCharactersInAPdu_BecomeQuestionMarks) {

@@ -68,6 +68,7 @@ TEST_F(SmsSpool, RootIsALink_NothingIsMadeOrReadWhereItLeads) {
     EXPECT_FALSE(openListing(link, leftOver));
     initSMS(link);
     EXPECT_TRUE(std::filesystem::exists(outside + "/.cellslot-tmp-aaaaaa"));
+    EXPECT_TRUE(logContains("is a link or belongs to another user"));
 }
 
 TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsTold) {
