@@ -179,9 +179,9 @@ TEST_F(CustomAt, LowerCase_IsSentAsItIs) {
 
 TEST_F(CustomAt, ControlCharacters_AreSentAsTheyAreButNotLogged) {
     port.answer(OK_REPLY);
-    EXPECT_EQ(request("AT+X=\x1b[2J\n"), eSUCCESS);
-    EXPECT_EQ(port.commands(), list("AT+X=\x1b[2J", 1));
-    EXPECT_EQ(logCount("- Sending AT command AT+X= [2J, extra timeout 0"), 1U);
+    EXPECT_EQ(request("AT+X=\t\x1b[2J\n"), eSUCCESS);
+    EXPECT_EQ(port.commands(), list("AT+X=\t\x1b[2J", 1));
+    EXPECT_EQ(logCount("- Sending AT command AT+X=  [2J, extra timeout 0"), 1U);
 }
 
 TEST_F(CustomAt, DebugMask_ShowsTheCheck) {
