@@ -147,6 +147,14 @@ TEST_F(SmsAssembly, SameReferenceOfTwoSenders_BothComplete_AreTwoMessages) {
     EXPECT_TRUE(names("recv_parts").empty());
 }
 
+TEST_F(SmsAssembly, SameReferenceOfMessagesOfOtherLengths_AreNotJoined) {
+    putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 3, "1", "b");
+    putPart("c", 7, 3, 3, "1", "c");
+    EXPECT_TRUE(join().empty());
+    EXPECT_EQ(names("recv_parts").size(), 3U);
+}
+
 TEST_F(SmsAssembly, TwoOfThreeParts_TellsNotEnoughAndDeletesNothing) {
     g_i_debugMode = eLOG_SMS;
     putPart("a", 7, 1, 3, "1", "a");
@@ -421,7 +429,10 @@ TEST_F(SmsAssembly, RepeatedParts_TheNewestStays) {
     setFileTime(putPart("new", 7, 1, 2, "+1", "a"), START_S);
     setFileTime(putPart("two", 7, 2, 2, "+1", "b"), START_S - 20);
     setFileTime(putPart("other", 7, 1, 2, "1", "c"), START_S - 20);
+    const std::string longer = putPart("longer", 7, 1, 3, "+1", "a");
     removeRepeatedParts(root, {});
+    EXPECT_TRUE(fileExists(longer)) << "a part of another message";
+    std::filesystem::remove(longer);
     EXPECT_EQ(names("recv_parts"), (tNames{"new", "other", "two"}))
         << "one digit string is not one sender";
     setFileTime(in("recv_parts", "new"), START_S - 100);
@@ -445,12 +456,14 @@ TEST_F(SmsAssembly, HopelessGroup_WithANewFile_IsTriedAgain) {
 TEST_F(SmsAssembly, SpoolCannotTakeTheMessage_KeepsThePartsAndTriesAgain) {
     putPart("a", 7, 1, 2, "1", "a");
     putPart("b", 7, 2, 2, "1", "b");
+    putPart("c", 8, 1, 2, "1", "c");
+    putPart("d", 8, 2, 2, "1", "d");
     {
         const cNoSpace noSpace;
         EXPECT_TRUE(join().empty());
-        EXPECT_EQ(names("recv_parts").size(), 2U);
+        EXPECT_EQ(names("recv_parts").size(), 4U);
     }
-    EXPECT_EQ(join().size(), 1U);
+    EXPECT_EQ(join().size(), 2U);
 }
 
 namespace {

@@ -453,6 +453,15 @@ TEST_F(SmsReceive, Recovery_Refused_KeepsTheMarker) {
     EXPECT_TRUE(isListingOpen(root));
 }
 
+TEST_F(SmsReceive, Recovery_Refused_JoinsWhatIsComplete) {
+    leaveMarker();
+    putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 2, "1", "b");
+    port.answer(OK_REPLY).answer(OK_REPLY).answer(ERROR_REPLY);
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(names("recv").size(), 1U);
+}
+
 TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
     const std::string told =
         "A listing of SMS messages did not end well, listing the read ones as well";
@@ -468,13 +477,17 @@ TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
 }
 
 TEST_F(SmsReceive, ListingEndsInAnError_IsListedAgainWithTheReadOnes) {
-    const std::string pdu = deliverPdu("22255", "precious");
-    std::string broken = listing({pdu});
-    broken.replace(broken.find("\r\nOK"), 4, "\r\nERROR");
-    port.answer(OK_REPLY).answer(broken).answer(listing({pdu}));
-    EXPECT_EQ(check(), eSUCCESS);
-    EXPECT_EQ(commands(), RECOVERING);
-    EXPECT_EQ(contents("recv"), tNames{file("22255", "precious")});
+    tNames expected;
+    for (const char* error : {"\r\nERROR", "\r\n+CMS ERROR: 500"}) {
+        const std::string pdu = deliverPdu("22255", error + 2);
+        std::string broken = listing({pdu});
+        broken.replace(broken.find("\r\nOK"), 4, error);
+        port.answer(OK_REPLY).answer(broken).answer(listing({pdu}));
+        EXPECT_EQ(check(), eSUCCESS);
+        EXPECT_EQ(commands(), RECOVERING);
+        expected.insert(expected.begin(), file("22255", error + 2));
+        EXPECT_EQ(contents("recv"), expected);
+    }
 }
 
 // The late OK of the first command is taken for the listing's end; the listing comes with the next.

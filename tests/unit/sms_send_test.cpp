@@ -105,6 +105,14 @@ TEST_F(SmsSend, NumberWithoutPlus_IsOfUnknownType) {
     EXPECT_EQ(port.commands().back(), "0001000B812120550521F3000005C8329BFD06" + CTRL_Z);
 }
 
+TEST_F(SmsSend, PduModeRefusedOrNotAnswered_SendsAllTheSame) {
+    for (const char* answer : {ERROR_REPLY, ""}) {
+        putSend("file", "Hello");
+        port.answer(answer).answer(PROMPT).answer(SENT);
+        EXPECT_EQ(check(), eSUCCESS) << answer;
+    }
+}
+
 TEST_F(SmsSend, PduSteps_HaveTheirTimes) {
     putSend("hello", "Hello");
     port.answer(OK_REPLY).answer(PROMPT).answerLate(59000, SENT);
