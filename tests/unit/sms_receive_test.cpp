@@ -6,6 +6,7 @@
 
 #include "sms/listing_marker.h"
 #include "sms/spool.h"
+#include "sms/wall_clock.h"
 #include "tests/support/reply_torture.h"
 #include "tests/unit/sms_fixture.h"
 #include "tests/unit/sms_pdu_support.h"
@@ -348,6 +349,15 @@ TEST_F(SmsReceive, DuplicatePartsLeftByAKill_DoNotHarmTheMessage) {
     putPart("2", 7, 2, 3, "1", "b");
     receive({});
     EXPECT_EQ(names("recv_parts"), (tNames{"1b", "2"}));
+}
+
+TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneGoes) {
+    receive({deliverPdu("+12025550123", "a", 7, 1, 2)});
+    const std::string older = in("recv_parts", names("recv_parts")[0]);
+    setFileTime(older, wallClockNow().tv_sec + 1000000000);
+    receive({deliverPdu("+12025550123", "a", 7, 1, 2)});
+    EXPECT_EQ(names("recv_parts").size(), 1U);
+    EXPECT_FALSE(fileExists(older));
 }
 
 TEST_F(SmsReceive, SingleAndJoinedOfOneSender_DoNotMeetInOneName) {
