@@ -72,7 +72,8 @@ target_link_options(gps_tests PRIVATE LINKER:--wrap=_Z8skvs_setPKcS0_ LINKER:--w
 
 cellslot_add_unit_tests(custom_at
     LIBS cellslot_statemachine cellslot_sim
-    SOURCES unit/custom_at_test.cpp support/simulated_port.cpp)
+    SOURCES unit/custom_at_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
+target_link_options(custom_at_tests PRIVATE LINKER:--wrap=unlink)
 
 # Debian's libgammu is an independent judge of the codec; nothing but this test links it. It cannot be
 # installed for two architectures at once, so cross builds do without this judge.
@@ -98,7 +99,8 @@ cellslot_add_unit_tests(sms
     SOURCES unit/sms_assembly_test.cpp unit/sms_check_test.cpp unit/sms_fixture.cpp
             unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
             unit/sms_receive_test.cpp unit/sms_send_test.cpp unit/sms_spool_test.cpp
-            support/simulated_port.cpp)
+            support/no_unlink.cpp support/simulated_port.cpp)
+target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
