@@ -208,7 +208,7 @@ def measureDisk(report, seconds):
                " one look at the messages every five seconds")
     report.row("idle", "the same with /var/log on the disk",
                diskBytesAnHour([*keeps, "/var/log"], seconds), "B",
-               note="the two status files, every two seconds: they hold the time")
+               note="the status files, every two seconds: they hold the time")
 
 
 def measureSystemCalls(report, seconds):

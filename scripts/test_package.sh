@@ -10,8 +10,8 @@ readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
 
 makePackages() {
     local version
-    version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
     scripts/package.sh --output "$WORK/old"
+    version=$(dpkg-deb --field "$WORK"/old/*.deb Version)
     scripts/package.sh --no-build --version "$version+1" --output "$WORK/new"
     cmake --build --preset release --target le910sim
 }

@@ -11,7 +11,6 @@ readonly OUT=build/valgrind
 readonly TESTS=(
     BringUp
     CleanStop.test_sigterm
-    CleanStop.test_missingOption_printsTheUsageAndRefuses
     Changes.test_addressChange_restartsTheSession
     ModemAway.test_modemThatRestarts_isSetUpAgain
     Changes.test_reloadAfterAChange_setsTheInterfaceUpAnew
@@ -34,7 +33,6 @@ makeFolder() {
 #!/bin/sh
 exec valgrind --quiet --leak-check=full --show-leak-kinds=definite \\
     --errors-for-leak-kinds=definite --error-exitcode=99 \\
-    --suppressions=$PWD/scripts/lib/valgrind.supp \\
     --log-file=$PWD/$OUT/logs/\$(date +%s%N).%p $PWD/$BUILD/bin/cellslotd "\$@"
 TEXT
     chmod +x "$OUT/bin/cellslotd"

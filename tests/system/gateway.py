@@ -71,9 +71,6 @@ class LogCatcher:
     def count(self, text):
         return sum(1 for line in self.texts() if text in line)
 
-    def timeOf(self, text):
-        return next((when for when, line in list(self.lines) if text in line), None)
-
 
 class Slot:
     """A modem in a slot, and the daemon that owns it."""
@@ -203,7 +200,7 @@ def waitUntil(condition, seconds, describe):
 def calls(start=""):
     path = WORK / "calls"
     lines = path.read_text().splitlines() if path.exists() else []
-    return [" ".join(line.split(" ")) for line in lines if line.startswith(start)]
+    return [line for line in lines if line.startswith(start)]
 
 
 def freshHost():

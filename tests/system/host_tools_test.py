@@ -11,7 +11,6 @@ import pathlib
 import shutil
 import subprocess
 import sys
-import time
 import unittest
 
 HOST = pathlib.Path(__file__).resolve().parents[2] / "host"
@@ -110,10 +109,9 @@ class Sledctl(Tool):
                        f"2 off run echo off >>{CALLS}\n")
         self.check(call("sledctl", "1", "reset"), 0)
         self.assertEqual(CALLS.read_text(), "reset\n")
-        start = time.monotonic()
+        stub("sleep", f'echo "sleep $1" >>{CALLS}\n')
         self.check(call("sledctl", "2", "reset"), 0)
-        self.assertGreater(time.monotonic() - start, 2.9)
-        self.assertEqual(CALLS.read_text(), "reset\noff\non\n")
+        self.assertEqual(CALLS.read_text(), "reset\noff\nsleep 3\non\n")
 
     def test_ResetWithUsbPortOnly_AuthorisationIsTakenAndGivenBack(self):
         subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/sys/bus"], check=True)
@@ -206,9 +204,7 @@ class Timeout(Tool):
     FIRST = (HOST, STUBS)
 
     def test_DaemonForm_EndsTheCommandInTime(self):
-        start = time.monotonic()
         self.check(call("timeout", "-t", "1", "sleep", "20", first=self.FIRST), 124)
-        self.assertLess(time.monotonic() - start, 5)
 
     def test_DaemonForm_StatusOfTheCommand(self):
         self.check(call("timeout", "-t", "5", "sh", "-c", "exit 7", first=self.FIRST), 7)

@@ -82,8 +82,12 @@ class Reader:
             thread.start()
 
     def run(self, look, pause):
-        while not self.stop.wait(pause):
-            look()
+        try:
+            while not self.stop.wait(pause):
+                look()
+        except Exception as problem:  # a thread that ended would find nothing more
+            self.broken.append(("the reader itself", repr(problem)))
+            raise
 
     def lookAtFiles(self):
         self.looks += 1

@@ -19,7 +19,6 @@ class ServiceManager:
         self.messages = []  # (process, time, message)
         self.starts = 0
         self.process = None
-        self.error = None
         self.stopping = threading.Event()
         pathlib.Path(self.path).unlink(missing_ok=True)
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
