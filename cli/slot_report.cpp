@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include "cli/config_place.h"
 #include "cli/daemon_process.h"
 #include "cli/silent_reader.h"
@@ -95,12 +97,16 @@ sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned u
 
 std::string addressText(const sockaddr* address) {
     char text[INET6_ADDRSTRLEN] = "";
-    if (address->sa_family == AF_INET)
-        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text,
-                  sizeof text);
+    if (address->sa_family == AF_INET) {
+        sockaddr_in inner{};
+        memcpy(&inner, address, sizeof inner);
+        inet_ntop(AF_INET, &inner.sin_addr, text, sizeof text);
+    }
     if (address->sa_family == AF_INET6) {
-        const in6_addr& inner = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
-        if (!IN6_IS_ADDR_LINKLOCAL(&inner)) inet_ntop(AF_INET6, &inner, text, sizeof text);
+        sockaddr_in6 inner{};
+        memcpy(&inner, address, sizeof inner);
+        if (!IN6_IS_ADDR_LINKLOCAL(&inner.sin6_addr))
+            inet_ntop(AF_INET6, &inner.sin6_addr, text, sizeof text);
     }
     return text;
 }

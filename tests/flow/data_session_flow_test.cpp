@@ -1,5 +1,7 @@
 #include "statemachine/data_session.h"
 
+#include <filesystem>
+
 #include "include/debug.h"
 #include "include/options.h"
 #include "statemachine/network_interface.h"
@@ -526,7 +528,7 @@ TEST_F(NetworkInterface, ByteCounters_ShowTrafficForTwoSeconds) {
     start();
     cTempFolder folder;
     const std::string statistics = folder / "wwan0/statistics";
-    std::system(("mkdir -p " + statistics).c_str());
+    std::filesystem::create_directories(statistics);
     const auto set = [&](const std::string& tx, const std::string& rx) {
         writeFile(statistics + "/tx_bytes", tx + "\n");
         writeFile(statistics + "/rx_bytes", rx + "\n");

@@ -32,7 +32,7 @@ if(PLATFORM STREQUAL "host")
     endif()
 endif()
 
-cellslot_add_unit_tests(sim
+cellslot_add_unit_tests(sim TOOL
     LIBS cellslot_sim
     SOURCES unit/sim_card_test.cpp unit/sim_faults_test.cpp unit/sim_framing_test.cpp
             unit/sim_gps_test.cpp unit/sim_health_test.cpp unit/sim_icmp_test.cpp
@@ -106,7 +106,7 @@ cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
     SOURCES unit/statemachine_service_status_test.cpp)
 
-cellslot_add_unit_tests(cli
+cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util
     SOURCES unit/cli_at_request_test.cpp unit/cli_config_check_test.cpp
             unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
