@@ -105,6 +105,11 @@ TEST_F(GpsStream, EscapeNeverTakenByAnEarlierStream_EndsInTheChipsetsTimeout) {
     // Deaf: one query and one step of enabling.
     EXPECT_EQ(sent(), joined(stopCommands(4), QUERY_COMMANDS, tTexts{ENABLE_COMMANDS[0]}));
     EXPECT_EQ(storedValue("_GPS_ENABLE_COUNT"), "1");
+    // It counts as running, so set-up of the modem ends the next time.
+    shellCommands();
+    EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
+    EXPECT_EQ(sent(), tTexts());
+    EXPECT_EQ(shellCommands(), tTexts()) << "gpsd does not get the port";
 }
 
 TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
