@@ -97,6 +97,10 @@ void parseCIREG(const std::string& response, sNetworkInfo& network) {
     if (fields.size() == 2) network.b_ims_registered = textToInt(fields[1]) != 0;
 }
 
+bool isRegisteredState(int state) {
+    return rowOfState(state).registered;
+}
+
 void updateNetworkRegistrationInfo(sNetworkInfo& network) {
     const sRegistrationRow& row = rowOfState(network.i_reg_state);
     network.b_registered = row.registered;

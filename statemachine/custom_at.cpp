@@ -33,10 +33,6 @@ struct sAnswer {
     std::string raw;
 };
 
-void notice(const char* text) {
-    debug(eLOG_NOTICE, g_i_debugMode, "%s", text);
-}
-
 // The line end of the last line does not begin another one.
 tokenstr requestLines(const std::string& request) {
     const bool ended = !request.empty() && request.back() == '\n';

@@ -179,6 +179,7 @@ TEST(UpdateNetworkRegistrationInfo, States_GiveTextsAndFlag) {
         EXPECT_EQ(network.s_registration, row.text) << row.state;
         EXPECT_EQ(network.s_registration_short, row.shortText) << row.state;
         EXPECT_EQ(network.b_registered, row.registered) << row.state;
+        EXPECT_EQ(isRegisteredState(row.state), row.registered) << row.state;
         EXPECT_EQ(network.i_reg_previous_state, row.state);
         EXPECT_EQ(network.s_previous_registration, row.text);
     }
