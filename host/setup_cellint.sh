@@ -75,9 +75,10 @@ usageError() {
     exit 2
 }
 
+# Without the lock: a service that a hook of resolvconf starts would hold it as long as it lives.
 run() {
     trace "$*"
-    "$@"
+    "$@" 9>&-
 }
 
 # ---- checks of what the options say -------------------------------------------------------------
@@ -296,7 +297,7 @@ undo() { # WORD ARGUMENT...
         removeFromResolvConf
         [ -s "$RESOLV_CONF" ] || rm -f "$RESOLV_CONF"
         ;;
-    esac 2>/dev/null
+    esac 2>/dev/null 9>&-
 }
 
 undoAll() {

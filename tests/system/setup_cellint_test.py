@@ -14,6 +14,7 @@ import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import threading
@@ -432,6 +433,17 @@ class Cases:
             stub("sleep", "exec /bin/sleep 0.1\n")
             threading.Timer(0.5, fcntl.flock, (lock, fcntl.LOCK_UN)).start()
             self.succeed(DAEMON_LINE)
+
+    def test_ServiceStartedByAHook_DoesNotKeepTheLock(self):
+        self.manageResolvConf("/run/resolvconf/resolv.conf", "resolvconf")
+        stub("resolvconf", f"[ \"$1\" != -a ] || cat >/dev/null\n"
+                           f"sleep 100 </dev/null >/dev/null 2>&1 &\necho $! >>{STUBS}/service\n")
+        try:
+            for words in (DAEMON_LINE, "-i wwan0 --down", DAEMON_LINE):
+                self.succeed(words)
+        finally:
+            for pid in (STUBS / "service").read_text().split():
+                os.kill(int(pid), signal.SIGKILL)
 
     def test_StateFolderCannotBeMade_Fails(self):
         STATE.write_text("a file\n")
