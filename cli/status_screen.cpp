@@ -18,14 +18,6 @@ bool isKnown(const std::string& text) {
            text.find_first_not_of('0') != std::string::npos;
 }
 
-// The parts that are not empty.
-std::string joined(const std::vector<std::string>& parts, const std::string& separator = ", ") {
-    std::string text;
-    for (const std::string& part : parts)
-        if (!part.empty()) text += (text.empty() ? "" : separator) + part;
-    return text;
-}
-
 std::string labelled(const std::string& label, const std::string& value) {
     return isKnown(value) ? label + printableLine(value) : "";
 }
