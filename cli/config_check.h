@@ -32,7 +32,4 @@ struct sConfigReport {
 
 sConfigReport checkConfig(const std::string& path);
 
-// The number of letters to change, add or take away, without regard to case.
-size_t editDistance(const std::string& a, const std::string& b);
-
 #endif

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/config_place.h"
+#include "cli/misspelling.h"
 #include "config/config_keys.h"
 #include "include/debug.h"
 #include "tests/support/captured_log.h"
@@ -202,10 +203,47 @@ TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
 }
 
-TEST(EditDistance, CountsSlipsWithoutRegardToCase) {
-    EXPECT_EQ(0u, editDistance("cm_apn", "CM_APN"));
+TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
+    const struct {
+        const char* written;
+        const char* meant;
+    } cases[] = {
+        {"CM_ANP", "CM_APN"},
+        {"CM_APN3", "CM_APN"},
+        {"CM_OPERATER", "CM_OPERATOR"},
+        {"CM_IP_FAMILY", "CM_IPFAMILY"},
+        {"CM_DEFAULT_ROUTE", "CM_DEFAULTROUTE"},
+        {"APN", "CM_APN"},
+        {"Username", "CM_USERNAME"},
+        {"CM_USER", "CM_USERNAME"},
+        {"CM_ENABLE", "CM_ENABLE_INTERFACE"},
+        {"DEBUG", "DEBUG_MODE"},
+        // Other words, however short the way is.
+        {"CM_PIN", ""},
+        {"CM_DNS", ""},
+        {"CM_", ""},
+        {"MODE", ""},
+    };
+    for (const auto& row : cases) {
+        const std::vector<std::string> problems = check(std::string(row.written) + "=x\n").problems;
+        ASSERT_EQ(1u, problems.size()) << row.written;
+        const std::string offer =
+            *row.meant == 0 ? "" : std::string("; is ") + row.meant + " meant?";
+        EXPECT_EQ("line 1: unknown key '" + std::string(row.written) + "' is passed over" + offer,
+                  problems.front());
+    }
+}
+
+TEST_F(ConfigCheck, UnknownKeyOfAnyLength_IsJudgedAtOnce) {
+    EXPECT_EQ(1u, check(std::string(100000, 'C') + "=x\n").problems.size());
+}
+
+TEST(EditDistance, CountsSlips) {
+    EXPECT_EQ(0u, editDistance("CM_APN", "CM_APN"));
     EXPECT_EQ(1u, editDistance("CM_APPN", "CM_APN"));
-    EXPECT_EQ(2u, editDistance("CM_PASSWROD", "CM_PASSWORD"));
+    EXPECT_EQ(1u, editDistance("CM_AN", "CM_APN"));
+    EXPECT_EQ(1u, editDistance("CM_PASSWROD", "CM_PASSWORD"));
+    EXPECT_EQ(3u, editDistance("CM_DNS", "CM_APN"));
     EXPECT_EQ(6u, editDistance("", "CM_APN"));
 }
 

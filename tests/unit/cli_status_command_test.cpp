@@ -58,7 +58,7 @@ TEST_F(StatusCommand, GoodSlot_IsToldWithStatus0) {
 
 TEST_F(StatusCommand, UnknownSlot_IsAUsageError) {
     for (const char* slot : {"0", "4", "-1", "x", "1x"})
-        expectFailure({"status", "-p", slot}, eExitStatus::USAGE, "see cellslot --help");
+        expectFailure({"status", "-p", slot}, eExitStatus::USAGE, "see cellslot status --help");
     expectFailure({"status", "--json", "--metrics"}, eExitStatus::USAGE, "excludes");
 }
 
