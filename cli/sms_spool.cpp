@@ -173,5 +173,6 @@ std::vector<sReceivedMessage> receivedMessages(const sPlaces& places) {
 
 void deleteReceived(const sPlaces& places, const std::string& file) {
     const std::string path = places.at(RECEIVED) + "/" + file;
-    if (unlink(path.c_str()) != 0) throw systemFailure("delete " + path, errno);
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
+    throw systemFailure("delete " + path, errno);
 }
