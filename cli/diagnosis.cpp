@@ -22,7 +22,7 @@ struct sSlotView {
              const std::string& mend) const {
         diagnosis.problems.push_back({severity, id, what, mend});
     }
-    bool isConnected() const { return record.text("QMI_STATE") == "CONNECTED"; }
+    bool isConnected() const { return report.saysConnected(); }
     bool isRegistered() const { return record.text("CREG_REGISTERED") == "1"; }
     bool isSimReady() const { return record.text("SIM_STATUS") == "Available"; }
 };

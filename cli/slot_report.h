@@ -50,6 +50,9 @@ struct sSlotReport {
 
     bool isGood() const { return file.state == eStatusFile::GOOD; }
     bool isStale() const { return ageS && *ageS > STALE_AFTER_S; }
+    // What the file says of the session, and a daemon that still says it.
+    bool saysConnected() const { return file.record.text("QMI_STATE") == "CONNECTED"; }
+    bool isConnected() const { return daemonRuns && saysConnected(); }
 };
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment);

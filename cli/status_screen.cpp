@@ -81,7 +81,7 @@ std::string sessionText(const sSlotReport& report) {
     const sStatusRecord& record = report.file.record;
     const std::string apn = labelled("APN ", record.text("SIM_APN_CURRENT"));
     const std::string interface = printableLine(record.text("NETWORK_INTERFACE"));
-    if (record.text("QMI_STATE") != "CONNECTED") return joined({"down", apn, interface});
+    if (!report.saysConnected()) return joined({"down", apn, interface});
     const std::string time = durationText(record.number("QMI_CALL_TIME").value_or(0));
     const bool isNow = report.daemonRuns && !report.isStale();
     const std::string addresses = joined(report.addresses);
