@@ -55,7 +55,10 @@ class LogCatcher:
                 data = self.socket.recv(65536)
             except OSError:
                 return
-            self.lines.append((time.monotonic(), splitDatagram(data)[1]))
+            self.take(data)
+
+    def take(self, data):
+        self.lines.append((time.monotonic(), splitDatagram(data)[1]))
 
     def texts(self):
         return [text for _, text in list(self.lines)]

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cli/failure.h"
 #include "include/utilities.h"
 #include "tests/unit/cli_empty_host.h"
 
@@ -27,16 +26,6 @@ class SmsSpool : public testing::Test {
 
     cEmptyHost host;
 };
-
-template <class tCall>
-eExitStatus statusOf(tCall call) {
-    try {
-        call();
-        return eExitStatus::OK;
-    } catch (const cFailure& failure) {
-        return failure.status;
-    }
-}
 
 }  // namespace
 
