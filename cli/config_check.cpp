@@ -204,6 +204,7 @@ sConfigKeyReport reportKey(const sConfigKey& key, const cListeningReader& reader
     sConfigKeyReport report = {key.name, eConfigVerdict::TAKEN, written, inForce, ""};
     if (isWithoutValue(key, written)) {
         report.verdict = eConfigVerdict::DEFAULT;
+        if (entry != reader.entries.end()) report.reason = "nothing behind the = in the file";
     } else if (isUnused(key, reader)) {
         report.verdict = eConfigVerdict::NOT_USED;
         report.reason = strcmp(key.name, "CM_OPERATOR") == 0 ? "CM_OPERATOR_MODE is not 1 or 4"

@@ -19,7 +19,7 @@ struct sConfigKeyReport {
     eConfigVerdict verdict;
     std::string written;
     std::string inForce;
-    std::string reason;  // the reader's words, for what is not taken
+    std::string reason;  // for what is not taken; "" for a default: not in the file
 };
 
 struct sConfigReport {

@@ -34,7 +34,7 @@ void printKey(std::ostream& out, const sConfigKeyReport& key) {
             out << "\n";
             return;
         case eConfigVerdict::DEFAULT:
-            out << "   (default)\n";
+            out << "   (default" << (reason.empty() ? "" : ": ") << reason << ")\n";
             return;
         case eConfigVerdict::NOT_USED:
             out << "   (" << written << " is not used: " << reason << ")\n";

@@ -56,6 +56,18 @@ TEST_F(ConfigCheck, TheExampleFile_HasNoFinding) {
     EXPECT_EQ(0u, report.findings());
 }
 
+TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
+    EXPECT_EQ("", keyOf("", "CM_APN").reason);
+    const sConfigKeyReport key = keyOf("CM_APN=\n", "CM_APN");
+    EXPECT_EQ(eConfigVerdict::DEFAULT, key.verdict);
+    EXPECT_EQ("nothing behind the = in the file", key.reason);
+    host.file("/etc/vuk/cellular1.conf", "CM_MTU= \n");
+    const std::string out = runOn(host, {"config", "check"}).out;
+    EXPECT_NE(std::string::npos, out.find(" 1500   (default: nothing behind the = in the file)\n"))
+        << out;
+    EXPECT_NE(std::string::npos, out.find(" yes   (default)\n")) << out;
+}
+
 TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "0x7f0", "7F0"},
