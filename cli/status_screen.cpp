@@ -50,9 +50,10 @@ std::string simText(const sStatusRecord& record) {
                    labelled("number ", record.text("MDN"))});
 }
 
-std::string technologyText(const sStatusRecord& record) {
-    return joined(
-        {labelled("", record.text("SERVICE_TYPE")), labelled("band ", record.text("BAND"))}, " ");
+// "LTE band 4", with another word "LTE B4".
+std::string technologyText(const sStatusRecord& record, const char* band = "band ") {
+    return joined({labelled("", record.text("SERVICE_TYPE")), labelled(band, record.text("BAND"))},
+                  " ");
 }
 
 std::string networkText(const sStatusRecord& record) {
@@ -147,8 +148,10 @@ struct sColumn {
 };
 
 // With two blanks between them they fill the screen.
+constexpr size_t NETWORK_WIDTH = 18;
 const sColumn COLUMNS[] = {
-    {"SLOT", 4}, {"STATE", 13}, {"SIM", 11}, {"NETWORK", 19}, {"SIGNAL", 12}, {"AGE", 10},
+    {"SLOT", 4},    {"STATE", 13}, {"SIM", 11}, {"NETWORK", NETWORK_WIDTH},
+    {"SIGNAL", 12}, {"AGE", 11},
 };
 
 std::string tableLine(const std::vector<std::string>& cells) {
@@ -162,7 +165,15 @@ std::string shortNetwork(const sStatusRecord& record) {
     const std::string registration = record.text("CREG_ABR");
     if (!isKnown(registration)) return "not known";
     if (record.text("CREG_REGISTERED") != "1") return stringLower(printableLine(registration));
-    return joined({labelled("", record.text("CARRIER")), technologyText(record)});
+    const std::string technology = technologyText(record, "B");
+    const size_t taken = displayWidth(technology) + 2;
+    const std::string carrier = labelled("", record.text("CARRIER"));
+    return joined({taken < NETWORK_WIDTH ? cutTo(carrier, NETWORK_WIDTH - taken) : "", technology});
+}
+
+std::string shortAge(const sSlotReport& report) {
+    if (!report.ageS) return "-";
+    return *report.ageS < 0 ? "future" : durationText(*report.ageS);
 }
 
 std::string shortSignal(const sSignal& signal) {
@@ -176,7 +187,7 @@ std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
     const sStatusRecord& record = report.file.record;
     return tableLine({slot, stateWord(diagnosis.state),
                       stringLower(simWord(record.text("SIM_STATUS"))), shortNetwork(record),
-                      shortSignal(diagnosis.signal), ageText(report)});
+                      shortSignal(diagnosis.signal), shortAge(report)});
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ class Status(CliTest):
 
         table = cellslot("status")
         self.assertEqual(table.returncode, 0)
-        self.assertRegex(table.stdout, r"(?m)^1     CONNECTED      ready        AT&T, LTE band 4 ")
+        self.assertRegex(table.stdout, r"(?m)^1     CONNECTED      ready        AT&T, LTE B4 ")
 
         told = json.loads(cellslot("status", "--json").stdout)["slots"][0]
         self.assertEqual((told["state"], told["problems"]), ("connected", []))
