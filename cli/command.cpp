@@ -62,6 +62,11 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
+    app.footer(
+        "Each has a --help of its own; the manual: man cellslot\n"
+        "Examples:\n"
+        "  cellslot status\n"
+        "  cellslot doctor -q");
     addStatusCommand(app, context);
     addWatchCommand(app, context);
     addSmsCommand(app, context);

@@ -78,6 +78,7 @@ void check(sCliContext& context, const sConfigOptions& options) {
 void addConfigCommand(CLI::App& app, sCliContext& context) {
     CLI::App* config = app.add_subcommand("config", "Check the configuration.");
     config->require_subcommand(1);
+    config->footer("Example:\n  cellslot config check");
     CLI::App* command = config->add_subcommand("check", "Show what the daemon makes of each key.");
     const auto options = std::make_shared<sConfigOptions>();
     command->add_option("FILE", options->file, "the file [that of the slot]")->type_name("");

@@ -208,6 +208,12 @@ void addSend(CLI::App& sms, sCliContext& context) {
     command->callback([options, &context] { send(context, *options); });
 }
 
+void addList(CLI::App& sms, sCliContext& context) {
+    CLI::App* command = sms.add_subcommand("list", "List the received messages, oldest first.");
+    command->footer("Example:\n  cellslot sms list | grep +12025550123");
+    command->callback([&context] { list(context); });
+}
+
 void addRead(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("read", "Show a received message.");
     const auto options = std::make_shared<sReadOptions>();
@@ -237,10 +243,10 @@ void addSmsCommand(CLI::App& app, sCliContext& context) {
     CLI::App* sms = app.add_subcommand("sms", "Send and read text messages.");
     sms->require_subcommand(1);
     addSend(*sms, context);
-    sms->add_subcommand("list", "List the received messages, oldest first.")->callback([&context] {
-        list(context);
-    });
+    addList(*sms, context);
     addRead(*sms, context);
     addWait(*sms, context);
-    sms->footer("All slots share the messages. They are deleted after a day.");
+    sms->footer(
+        "All slots share the messages. They are deleted after a day.\n"
+        "Example:\n  cellslot sms send +12025550123 'Pump 3 stopped'");
 }

@@ -53,6 +53,8 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
             EXPECT_LE(line.size(), COLUMNS_MAX) << title(command) << ": " << line;
         EXPECT_LE(lines, LINES_MAX) << title(command);
         EXPECT_NE(std::string::npos, run.out.find("Usage: cellslot")) << run.out;
+        const size_t example = run.out.find("Example");
+        EXPECT_NE(std::string::npos, run.out.find("\n  cellslot ", example)) << run.out;
     }
 }
 
