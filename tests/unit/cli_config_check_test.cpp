@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "cli/config_place.h"
-#include "cli/misspelling.h"
 #include "config/config_keys.h"
 #include "include/debug.h"
 #include "tests/support/captured_log.h"
@@ -248,15 +247,6 @@ TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
 
 TEST_F(ConfigCheck, UnknownKeyOfAnyLength_IsJudgedAtOnce) {
     EXPECT_EQ(1u, check(std::string(100000, 'C') + "=x\n").problems.size());
-}
-
-TEST(EditDistance, CountsSlips) {
-    EXPECT_EQ(0u, editDistance("CM_APN", "CM_APN"));
-    EXPECT_EQ(1u, editDistance("CM_APPN", "CM_APN"));
-    EXPECT_EQ(1u, editDistance("CM_AN", "CM_APN"));
-    EXPECT_EQ(1u, editDistance("CM_PASSWROD", "CM_PASSWORD"));
-    EXPECT_EQ(3u, editDistance("CM_DNS", "CM_APN"));
-    EXPECT_EQ(6u, editDistance("", "CM_APN"));
 }
 
 TEST(SilentReader, DebugModeOfTheFile_MakesTheStatusCommandLogNothing) {
