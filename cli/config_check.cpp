@@ -240,7 +240,7 @@ std::string keyMeant(const std::string& key) {
 
 std::string unknownKey(const std::string& key) {
     const std::string meant = keyMeant(key);
-    const std::string begin = "unknown key '" + blankControlCharacters(key) + "' is passed over";
+    std::string begin = "unknown key '" + blankControlCharacters(key) + "' is passed over";
     if (meant.empty()) return begin;
     if (stringUpper(key) == meant) return begin + "; keys are written in capitals: " + meant;
     return begin + "; is " + meant + " meant?";

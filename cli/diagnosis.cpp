@@ -39,7 +39,7 @@ bool isPowerOff(eCfgDataStatus value) {
 // A daemon whose modem is to be off ends at once when it is started.
 std::string howToStart(const sSlotReport& report) {
     const std::string slot = itos(report.slot);
-    const std::string start = "systemctl start cellslotd@" + slot;
+    std::string start = "systemctl start cellslotd@" + slot;
     if (report.data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF)
         return "cellslot data auto -p " + slot + ", then: " + start;
     if (report.data.value == eCONF_DATA_CONNECT_MODEM_OFF)

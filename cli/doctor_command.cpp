@@ -67,6 +67,7 @@ void run(sCliContext& context, const sDoctorOptions& options) {
     const std::vector<int> slots = options.slot == SLOT_NOT_GIVEN ? knownSlots(context.places)
                                                                   : std::vector<int>{options.slot};
     std::vector<sSlotSetup> setups;
+    setups.reserve(slots.size());
     for (const int slot : slots)
         setups.push_back(setupOf(context.places, slot, options));
     // The tools are those of a daemon that runs, where one does.

@@ -144,7 +144,7 @@ std::string processName(const sPlaces& places, int pid) {
 
 std::string findOnPath(const sPlaces& places, const std::string& path, const std::string& tool) {
     for (const std::string& folder : tokenstr(path, ':', eEmptyTokens::DROP)) {
-        const std::string candidate = places.at(folder + "/" + tool);
+        std::string candidate = places.at(folder + "/" + tool);
         struct stat info {};
         const bool isFile = stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode);
         if (isFile && (info.st_mode & 0111) != 0) return candidate;

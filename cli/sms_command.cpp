@@ -45,7 +45,7 @@ struct sReadOptions {
 
 // The daemons share one spool, so any of them will do.
 std::vector<int> requireAnyDaemon(const sPlaces& places) {
-    const std::vector<int> slots = runningSlots(places);
+    std::vector<int> slots = runningSlots(places);
     if (!slots.empty()) return slots;
     throw cFailure(eExitStatus::NO_DAEMON,
                    "no daemon runs, so no message goes or comes; start it first, cellslot doctor "

@@ -140,7 +140,7 @@ std::string smsText(const std::string& written) {
 std::string putMessage(const sPlaces& places, const std::string& number, const std::string& text) {
     requireFolder(places.at(SPOOL));
     requireFolder(places.at(SEND));
-    const std::string name = newName();
+    std::string name = newName();
     // The daemon takes whatever it finds in the folder of messages to send, and nothing beside it.
     cDraftFile draft(places.at(SPOOL), MESSAGE_FILE_MODE);
     draft.write("TO=" + number + "\nMSG=" + text + "\n");

@@ -140,6 +140,7 @@ std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& s
 
 std::string statusMetrics(const std::vector<sSlotReport>& reports) {
     std::vector<sSlotMetrics> slots;
+    slots.reserve(reports.size());
     for (const sSlotReport& report : reports)
         slots.push_back({report, readSignal(report.file.record)});
     std::string text;
