@@ -112,7 +112,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
             unit/cli_display_text_test.cpp unit/cli_doctor_test.cpp
             unit/cli_draft_file_test.cpp unit/cli_fixture.cpp unit/cli_help_test.cpp
-            unit/cli_pin_test.cpp unit/cli_plain_words_test.cpp
+            unit/cli_misspelling_test.cpp unit/cli_pin_test.cpp unit/cli_plain_words_test.cpp
             unit/cli_signal_quality_test.cpp unit/cli_slot_report_test.cpp
             unit/cli_sms_spool_test.cpp unit/cli_status_command_test.cpp
             unit/cli_status_file_test.cpp unit/cli_status_screen_test.cpp
