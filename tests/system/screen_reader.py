@@ -129,10 +129,6 @@ class Terminal:
     def signal(self, number):
         os.kill(self.pid, number)
 
-    def unread(self):
-        """How many bytes the program has sent that nobody took in."""
-        return struct.unpack("i", fcntl.ioctl(self.master, termios.FIONREAD, bytes(4)))[0]
-
     def hasEnded(self):
         pid, status = os.waitpid(self.pid, os.WNOHANG)
         if pid:
