@@ -46,7 +46,7 @@ constexpr int DAEMON_SOCKET = 3;
 // What is measured at the end of an hour.
 struct sMeasure {
     long rssKb = 0;
-    long privateKb = 0;  // what this process has written
+    long anonymousKb = 0;  // heap, stack and data, also what a fork still shares
     int descriptors = 0;
 };
 
@@ -57,7 +57,7 @@ long kilobytesOf(const std::string& text, const std::string& key) {
 sMeasure measure(pid_t daemon) {
     const std::string folder = "/proc/" + std::to_string(daemon);
     const std::string memory = readFile(folder + "/smaps_rollup");
-    sMeasure result{kilobytesOf(memory, "Rss"), kilobytesOf(memory, "Private_Dirty"), 0};
+    sMeasure result{kilobytesOf(memory, "Rss"), kilobytesOf(memory, "Anonymous"), 0};
     for (const auto& entry : std::filesystem::directory_iterator(folder + "/fd")) {
         (void)entry;
         ++result.descriptors;
@@ -213,8 +213,8 @@ void cDay::endHour() {
     m_sent += takeFilesAway("/tmp/sms/send_ok");
     m_measures.push_back(measure(m_daemon));
     const sMeasure& now = m_measures.back();
-    printf("hour %2d: RSS %ld kB, own %ld kB, %d descriptors; %zu messages in, %zu out\n",
-           m_hour + 1, now.rssKb, now.privateKb, now.descriptors, m_received, m_sent);
+    printf("hour %2d: RSS %ld kB, anonymous %ld kB, %d descriptors; %zu messages in, %zu out\n",
+           m_hour + 1, now.rssKb, now.anonymousKb, now.descriptors, m_received, m_sent);
     fflush(stdout);
     ++m_hour;
     m_event = 0;
@@ -251,7 +251,7 @@ int cDay::judge() {
     if (m_measures.empty()) return 1;
     const sMeasure& first = m_measures.front();
     const sMeasure& last = m_measures.back();
-    if (!isFlat(last.rssKb, first.rssKb) || !isFlat(last.privateKb, first.privateKb))
+    if (!isFlat(last.rssKb, first.rssKb) || !isFlat(last.anonymousKb, first.anonymousKb))
         fail("memory is not flat");
     if (last.descriptors != first.descriptors) fail("descriptors are not flat");
     const auto wanted = static_cast<size_t>(m_messages);
