@@ -84,7 +84,7 @@ std::string graphTimeLine(size_t width) {
     const size_t columns = columnsOf(width);
     const std::string end = "now";
     std::string start =
-        durationText(static_cast<long long>(columns * cSignalHistory::COLUMN_S)) + " ago";
+        durationText(static_cast<long long>(columns) * cSignalHistory::COLUMN_S) + " ago";
     if (start.size() + 1 + end.size() > columns) start.clear();
     return std::string(AXIS_WIDTH, ' ') + fitTo(start, columns - end.size()) + end;
 }
