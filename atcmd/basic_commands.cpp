@@ -10,8 +10,12 @@ constexpr int UNSOLICITED_MAX = 1024;
 }  // namespace
 
 ePortReturn sendAT(int fd) {
-    traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string response;
+    return sendAT(fd, response);
+}
+
+ePortReturn sendAT(int fd, std::string& response) {
+    traceEntry(eLOG_AT_FUNCTION, __func__);
     return queryModem(fd, commandText(eAT_CMD_AT), response);
 }
 

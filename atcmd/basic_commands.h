@@ -7,6 +7,8 @@
 
 // AT: whether the modem answers at all.
 ePortReturn sendAT(int fd);
+// The same with what was answered.
+ePortReturn sendAT(int fd, std::string& response);
 
 // AT+CMEE=1: errors as numbers (3GPP TS 27.007 section 9.1), which parseCMXerror needs.
 ePortReturn setCmee(int fd);

@@ -55,9 +55,14 @@ ePortReturn queryModem(int fd, const std::string& command, std::string& response
     return sendAtCommand(fd, command, response, timeoutS);
 }
 
+ePortReturn queryModem(int fd, const std::string& command, unsigned timeoutS) {
+    std::string response;
+    return queryModem(fd, command, response, timeoutS);
+}
+
 ePortReturn queryModemCmx(int fd, const std::string& command, std::string& response,
                           unsigned timeoutS) {
-    ePortReturn result = sendAtCommand(fd, command, response, timeoutS);
+    ePortReturn result = queryModem(fd, command, response, timeoutS);
     if (result != ePORT_OK) parseCMXerror(result, response);
     return result;
 }
@@ -92,6 +97,14 @@ std::string responseField(const std::string& response, const std::string& prefix
     return cleanWhiteSpace(responseRest(response, prefix));
 }
 
+tokenstr splitFields(const std::string& line) {
+    return tokenstr(line, ',', eEmptyTokens::KEEP);
+}
+
+tokenstr responseFields(const std::string& response, const std::string& prefix) {
+    return splitFields(responseField(response, prefix));
+}
+
 std::vector<std::string> responseLines(const std::string& response) {
     std::vector<std::string> lines;
     for (size_t begin = 0; begin < response.size() && lines.size() < RESPONSE_LINES_MAX;) {
@@ -122,4 +135,8 @@ std::string unquotedText(const std::string& text) {
 
 std::string doubleQuoted(const std::string& text) {
     return '"' + text + '"';
+}
+
+bool beginsWithDigit(const std::string& text) {
+    return isStringNumeric(text.substr(0, 1));
 }

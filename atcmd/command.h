@@ -7,6 +7,7 @@
 #include "atcmd/catalogue.h"
 #include "include/debug.h"
 #include "include/result_codes.h"
+#include "platform/include/tokenstr.h"
 
 // What all command functions share. A get function resets the fields it fills, sends, and hands the
 // response of an ePORT_OK to its parse function, which is pure: text in, fields out. A set function
@@ -27,6 +28,8 @@ std::string commandText(eAtCmd command, const std::string& arguments = "");
 // Sends a command and returns the transaction's result as it stands.
 ePortReturn queryModem(int fd, const std::string& command, std::string& response,
                        unsigned timeoutS = 0);
+// Where the response holds nothing but the result.
+ePortReturn queryModem(int fd, const std::string& command, unsigned timeoutS = 0);
 
 // The same, with the response of an ePORT_OK handed to a parse function.
 template <typename tRecord>
@@ -51,7 +54,7 @@ ePortReturn queryIntoCmx(int fd, const std::string& command, tRecord& record,
     return result;
 }
 
-// For commands whose response holds nothing but the result.
+// The same for commands whose response holds nothing but the result.
 ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS = 0);
 
 // The log of a failed transaction, with the function's name; nothing for a success. cmeText names
@@ -70,6 +73,12 @@ std::string responseRest(const std::string& response, const std::string& prefix)
 // The same without any white space.
 std::string responseField(const std::string& response, const std::string& prefix);
 
+// The fields of a line. Each keeps its place: an empty one counts.
+tokenstr splitFields(const std::string& line);
+
+// The fields behind the first prefix, without any white space.
+tokenstr responseFields(const std::string& response, const std::string& prefix);
+
 // The lines of a response, trimmed, without empty ones.
 std::vector<std::string> responseLines(const std::string& response);
 
@@ -85,5 +94,7 @@ std::string modemText(const std::string& text);
 std::string unquotedText(const std::string& text);
 
 std::string doubleQuoted(const std::string& text);
+
+bool beginsWithDigit(const std::string& text);
 
 #endif

@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -17,10 +16,6 @@ constexpr size_t SHORTEST_MAKER_NAME = 4;
 
 bool isLetter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
 }
 
 struct sModelRow {
@@ -97,14 +92,14 @@ void resetIdentityState() {
 
 ePortReturn getModemManu(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_manufacturer = "Unknown";
+    modem.s_manufacturer = NAME_UNKNOWN;
     modem.b_manufacturer_is_telit = false;
     return queryInto(fd, commandText(eAT_CMD_ATI3), modem, parseModemManu);
 }
 
 // ATI3\r\r\nTelit\r\n\r\nOK\r\n
 void parseModemManu(const std::string& response, sModemInfo& modem) {
-    modem.s_manufacturer = "Unknown";
+    modem.s_manufacturer = NAME_UNKNOWN;
     modem.b_manufacturer_is_telit = false;
     for (const std::string& line : responseLines(response)) {
         if (!isLetter(line[0])) continue;
@@ -142,14 +137,14 @@ void parseTelitModel(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceFirmwareVersion(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_firmware_version = "00.00.00";
+    modem.s_firmware_version = FIRMWARE_VERSION_UNKNOWN;
     return queryInto(fd, commandText(eAT_CMD_CGMR), modem, parseDeviceFirmwareVersion);
 }
 
 // 20.00.402
 void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem) {
     for (const std::string& line : responseLines(response)) {
-        if (!isDigit(line[0])) continue;
+        if (!beginsWithDigit(line)) continue;
         modem.s_firmware_version = modemText(cleanWhiteSpace(line));
         return;
     }
@@ -157,7 +152,7 @@ void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem) 
 
 ePortReturn getDeviceHardware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_hardware = "Unknown";
+    modem.s_hardware = NAME_UNKNOWN;
     return queryInto(fd, commandText(eAT_CMD_ATI5), modem, parseDeviceHardware);
 }
 
@@ -169,9 +164,8 @@ void parseDeviceHardware(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceIMEI(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    const sModemInfo fresh;
-    modem.s_imei = fresh.s_imei;
-    modem.s_serial_number = fresh.s_serial_number;
+    modem.s_imei = IMEI_UNKNOWN;
+    modem.s_serial_number = IMEI_UNKNOWN;
     return queryInto(fd, commandText(eAT_CMD_CGSN), modem, parseDeviceIMEI);
 }
 
@@ -188,7 +182,7 @@ void parseDeviceIMEI(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceCNUM(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.s_own_number = "0000000000";
+    modem.s_own_number = OWN_NUMBER_UNKNOWN;
     modem.i_own_number_type = 0;
     return queryInto(fd, commandText(eAT_CMD_CNUM), modem, parseDeviceCNUM);
 }
@@ -196,11 +190,11 @@ ePortReturn getDeviceCNUM(int fd, sModemInfo& modem) {
 // +CNUM: "name","15551230000",129     3GPP TS 27.007 section 7.1
 //        0      1             2 type of number, 145 international
 void parseDeviceCNUM(const std::string& response, sModemInfo& modem) {
-    const tokenstr fields(responseField(response, "+CNUM:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "+CNUM:");
     if (fields.size() < 3) return;
     modem.s_own_number_name = modemText(cleanCharsFromString(fields[0], "\""));
     const std::string number = cleanNonNumeric(fields[1]);
-    modem.s_own_number = number.empty() ? "0000000000" : modemText(number);
+    modem.s_own_number = number.empty() ? OWN_NUMBER_UNKNOWN : modemText(number);
     modem.i_own_number_type = static_cast<uint16_t>(textToInt(cleanNonNumeric(fields[2])));
 }
 
@@ -215,7 +209,7 @@ ePortReturn getDeviceTemperature(int fd, sModemInfo& modem) {
 // #TEMPMEAS: -1,-32
 //            0  1 degrees Celsius
 void parseDeviceTemperature(const std::string& response, sModemInfo& modem) {
-    const tokenstr fields(responseField(response, "#TEMPMEAS:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "#TEMPMEAS:");
     if (fields.size() < 2) return;
     if (isNumericValue(fields[0])) {
         modem.e_temp_level = static_cast<eTempLevel>(textToInt(fields[0]));
@@ -235,10 +229,8 @@ void parseDeviceTemperature(const std::string& response, sModemInfo& modem) {
 
 ePortReturn getDeviceDualFirmware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    modem.b_dual_firmware = false;
     setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
-    std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST), response);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST));
     modem.b_dual_firmware = result == ePORT_OK;
     return isPortError(result) ? ePORT_OK : result;
 }
@@ -279,9 +271,7 @@ ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot
               "%s(): Device ony supports FW switching slot 0 and 1, given %d", __func__, slot);
         return ePORT_ERROR;
     }
-    std::string response;
-    const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"), response);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"));
     if (result != ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Failed to switch Firmware to slot %d",
               __func__, slot);
@@ -290,18 +280,17 @@ ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot
 
 ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    version = "-1";
+    version = CFG_VERSION_UNKNOWN;
     const std::string command = commandText(eAT_CMD_CFVR);
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, command, response, CFG_VERSION_TIMEOUT_S);
-    if (result == ePORT_OK) parseFirmwareCfgVer(response, version);
+    const ePortReturn result =
+        queryIntoCmx(fd, command, version, parseFirmwareCfgVer, CFG_VERSION_TIMEOUT_S);
     logFailedCommand(__func__, command, result);
     return result;
 }
 
 // #CFVR: 1
 void parseFirmwareCfgVer(const std::string& response, std::string& version) {
-    version = "-1";
+    version = CFG_VERSION_UNKNOWN;
     const std::string value = responseField(response, "#CFVR:");
     if (isNumericValue(value)) version = modemText(value);
 }

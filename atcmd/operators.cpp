@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -10,29 +9,22 @@ constexpr unsigned OPERATOR_LIST_TIMEOUT_S = 10;
 // Several times the longest list of a modem.
 constexpr size_t OPERATOR_LIST_MAX = 8192;
 
-// What +COPN cannot name.
-constexpr const char* UNKNOWN_CARRIER = "Unknown";
-
 }  // namespace
 
 ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_cops_mode = -1;
-    network.s_operator = "Unknown";
+    network.s_operator = NAME_UNKNOWN;
     network.e_cops_act = eCOPS_ACT_UNKNOWN;
     network.s_cops_act = mapText(telitCopsAct_Map, eCOPS_ACT_UNKNOWN);
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_COPS_GET), response);
-    if (result == ePORT_OK) parseCopsAct(response, network);
-    return result;
+    return queryIntoCmx(fd, commandText(eAT_CMD_COPS_GET), network, parseCopsAct);
 }
 
 // +COPS: 1,2,"310410",7
 //        0 1 2        3   mode, format, operator, access technology
 void parseCopsAct(const std::string& response, sNetworkInfo& network) {
-    const tokenstr fields(cleanBeginEndWhiteSpace(responseRest(response, "+COPS:")), ',',
-                          eEmptyTokens::KEEP);
-    if (isStringNumeric(fields[0].substr(0, 1))) network.i_cops_mode = textToInt(fields[0]);
+    const tokenstr fields = splitFields(cleanBeginEndWhiteSpace(responseRest(response, "+COPS:")));
+    if (beginsWithDigit(fields[0])) network.i_cops_mode = textToInt(fields[0]);
     if (fields.size() > 2) network.s_operator = unquotedText(fields[2]);
     if (fields.size() < 4) return;
     const auto technology = static_cast<eCOPS_ACCESS_TECH>(textToInt(cleanWhiteSpace(fields[3])));
@@ -55,7 +47,7 @@ ePortReturn getCarrierList(int fd) {
 void parseCarrierList(const std::string& response) {
     for (const std::string& rest : responseLinesBehind(response, "+COPN:")) {
         if (telitCarrier_list_Map.size() >= OPERATOR_LIST_MAX) return;
-        const tokenstr fields(cleanBeginEndWhiteSpace(rest), ',', eEmptyTokens::KEEP);
+        const tokenstr fields = splitFields(cleanBeginEndWhiteSpace(rest));
         if (fields.size() != 2) continue;
         const std::string plmn = unquotedText(fields[0]);
         const std::string name = unquotedText(fields[1]);
@@ -68,15 +60,15 @@ void parseCarrierList(const std::string& response) {
 std::string getCarrierFromPLMN(const std::string& plmn) {
     if (plmn.empty()) {
         debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Passed PLMN is empty", __func__);
-        return UNKNOWN_CARRIER;
+        return NAME_UNKNOWN;
     }
     if (!isStringNumeric(plmn)) {
         debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Passed PLMN '%s' is not a number string",
               __func__, plmn.c_str());
-        return UNKNOWN_CARRIER;
+        return NAME_UNKNOWN;
     }
     const auto carrier = telitCarrier_list_Map.find(plmn);
-    if (carrier == telitCarrier_list_Map.end()) return UNKNOWN_CARRIER;
+    if (carrier == telitCarrier_list_Map.end()) return NAME_UNKNOWN;
     debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Found match %s->%s", __func__, plmn.c_str(),
           carrier->second.c_str());
     return carrier->second;

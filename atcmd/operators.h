@@ -16,7 +16,7 @@ void parseCopsAct(const std::string& response, sNetworkInfo& network);
 ePortReturn getCarrierList(int fd);
 void parseCarrierList(const std::string& response);
 
-// The operator name of a numeric PLMN, "Unknown" where there is none.
+// The operator name of a numeric PLMN, NAME_UNKNOWN where there is none.
 std::string getCarrierFromPLMN(const std::string& plmn);
 
 #endif

@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -77,10 +76,7 @@ const char* familyText(eIPvFamilyPref family) {
 ePortReturn getCGATT(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_attached = -1;
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CGATT_GET), response);
-    if (result == ePORT_OK) parseCGATT(response, network);
-    return result;
+    return queryIntoCmx(fd, commandText(eAT_CMD_CGATT_GET), network, parseCGATT);
 }
 
 // +CGATT: 1
@@ -91,9 +87,7 @@ void parseCGATT(const std::string& response, sNetworkInfo& network) {
 
 ePortReturn setCGATT(const int& fd, const bool& attach) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    std::string response;
-    return queryModem(fd, commandText(eAT_CMD_CGATT_SET, onOff(attach)), response,
-                      ATTACH_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_CGATT_SET, onOff(attach)), ATTACH_TIMEOUT_S);
 }
 
 ePortReturn getCGACT(int fd, bool& active, const std::string& cid, std::string& activeList) {
@@ -113,7 +107,7 @@ void parseCGACT(const std::string& response, bool& active, const std::string& ci
     active = false;
     activeList.clear();
     for (const std::string& rest : responseLinesBehind(response, "+CGACT:")) {
-        const tokenstr fields(cleanWhiteSpace(rest), ',', eEmptyTokens::KEEP);
+        const tokenstr fields = splitFields(cleanWhiteSpace(rest));
         if (fields.size() != 2) continue;
         const bool isActive = fields[1] == "1";
         const char* state = isActive ? "active" : "not active";
@@ -150,8 +144,7 @@ ePortReturn getCGPADDR(int fd, const std::string& cid, std::string& address) {
 std::string parseCGPADDR(const std::string& cid, const std::string& response) {
     for (const std::string& rest : responseLinesBehind(response, "+CGPADDR:")) {
         debug(eLOG_ADDRESS_DETAIL, g_i_debugMode, "%s(): Found needle '%s'", __func__, "+CGPADDR:");
-        const tokenstr fields(cleanCharsFromString(cleanWhiteSpace(rest), "\""), ',',
-                              eEmptyTokens::KEEP);
+        const tokenstr fields = splitFields(cleanCharsFromString(cleanWhiteSpace(rest), "\""));
         if (fields.size() < 2 || fields[0] != cid) continue;
         std::string address = modemText(fields[1]);
         debug(eLOG_ADDRESS_DETAIL, g_i_debugMode, "%s(): PDP number match '%s', Current IP '%s'",
@@ -178,7 +171,7 @@ void parseCGCONTRDP(const std::string& response, sDeviceInfo& device) {
     size_t index = 0;
     for (const std::string& rest : responseLinesBehind(response, "+CGCONTRDP:")) {
         if (index >= PDP_DYNAMIC_MAX) return;
-        const tokenstr fields(rest, ',', eEmptyTokens::KEEP);
+        const tokenstr fields = splitFields(rest);
         sPdpDynamicParams& context = device.network.pdp_dynamic[index++];
         if (fields.size() > 2) storeContextIds(fields, context);
         if (fields.size() > 3) storeAddress(fields[3], context, device.s_ipv4_address);
@@ -219,7 +212,7 @@ ePortReturn getCGDCONT(int fd, sDeviceInfo& device, const sConfigFileOpts& confi
 // +CGDCONT: 1,"IP","broadband","",0,0
 void parseCGDCONT(const std::string& response, sDeviceInfo& device, const sConfigFileOpts& config) {
     for (const std::string& rest : responseLinesBehind(response, "+CGDCONT:")) {
-        const tokenstr fields(rest, ',', eEmptyTokens::KEEP);
+        const tokenstr fields = splitFields(rest);
         if (fields.size() < 6) continue;
         if (device.modem.i_context_count >= CONTEXT_LIST_MAX) return;
         sContextList& entry = device.modem.context_list[device.modem.i_context_count++];

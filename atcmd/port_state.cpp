@@ -12,11 +12,18 @@ namespace {
 
 constexpr int DROPPED_ANSWERS_MAX = 4;
 
+bool isAnswered(ePortReturn result) {
+    return result == ePORT_OK || result == ePORT_ERROR;
+}
+
 // AT is answered by a final code alone. With anything else it is the answer to an earlier command,
-// which came late: each further command would be given the answer of the one before it.
+// which came late: each further command would be given the answer of the one before it. Split at
+// the carriage return too: on a FIFO, which has no line feeds of a modem, the echo follows the
+// answer.
 bool isAnswerToAnother(const std::string& response) {
     for (const std::string& line : responseLines(response))
-        if (line != "AT" && line != "OK" && line != "ERROR") return true;
+        for (const std::string& part : tokenstr(line, '\r', eEmptyTokens::DROP))
+            if (part != "AT" && part != "OK" && part != "ERROR") return true;
     return false;
 }
 
@@ -47,11 +54,10 @@ int getPortState(const std::string& device, int& handle) {
 int testPortState(int handle) {
     if (handle == -1) return ePORT_STATE_CLOSED;
     std::string response;
-    ePortReturn result = queryModem(handle, commandText(eAT_CMD_AT), response);
-    const bool isFinal = result == ePORT_OK || result == ePORT_ERROR;
-    if (isFinal && isAnswerToAnother(response)) {
+    ePortReturn result = sendAT(handle, response);
+    if (isAnswered(result) && isAnswerToAnother(response)) {
         dropAnswers(handle);
         result = sendAT(handle);
     }
-    return result == ePORT_OK || result == ePORT_ERROR ? ePORT_STATE_GOOD : ePORT_STATE_FAILED;
+    return isAnswered(result) ? ePORT_STATE_GOOD : ePORT_STATE_FAILED;
 }

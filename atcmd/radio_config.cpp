@@ -54,8 +54,7 @@ void prepareClock(int fd) {
                                     commandText(eAT_CMD_CCLKMODE_SET, "0"),
                                     commandText(eAT_CMD_NITZ_SET, "3,0")};
     for (const std::string& command : commands) {
-        std::string response;
-        if (queryModem(fd, command, response) != ePORT_OK)
+        if (queryModem(fd, command) != ePORT_OK)
             debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Command '%s' ERROR/TIMEOUT", "getCCLK",
                   command.c_str());
     }
@@ -81,9 +80,7 @@ ePortReturn getWS46(const int& fd, int& value) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     value = 0;
     const std::string command = commandText(eAT_CMD_WS46_GET);
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, command, response);
-    if (result == ePORT_OK) parseWS46(response, value);
+    const ePortReturn result = queryIntoCmx(fd, command, value, parseWS46);
     logFailedCommand(__func__, command, result, "CME ERROR");
     return result;
 }

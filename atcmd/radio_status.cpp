@@ -57,10 +57,6 @@ const sTextField WCDMA_OPTIONAL_TEXTS[] = {
     {7, &sNetworkInfo::s_rac},
 };
 
-tokenstr splitFields(const std::string& line) {
-    return tokenstr(line, ',', eEmptyTokens::KEEP);
-}
-
 template <size_t count>
 void storeTexts(const tokenstr& fields, const sTextField (&table)[count], sNetworkInfo& network) {
     for (const sTextField& row : table)
@@ -131,7 +127,7 @@ ePortReturn getCSQ(int fd, sNetworkInfo& network) {
 
 // +CSQ: 17,0
 void parseCSQ(const std::string& response, sNetworkInfo& network) {
-    const tokenstr fields(responseField(response, "+CSQ:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "+CSQ:");
     if (fields.size() != 2) return;
     network.i_rssi = static_cast<int8_t>(textToInt(fields[0]));
     network.i_ber = static_cast<int8_t>(textToInt(fields[1]));
@@ -158,7 +154,7 @@ void parseModemPsNetType(const std::string& response, sNetworkInfo& network) {
     if (text.empty()) return;
     debug(eLOG_RADIO_DETAIL, g_i_debugMode, "%s(): Match '%s' from '%s'", __func__, text.c_str(),
           response.c_str());
-    const tokenstr fields(cleanWhiteSpace(text), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = splitFields(cleanWhiteSpace(text));
     if (fields.size() == 1) logShortLine(__func__, 2, "+", "text ", fields.size(), text);
     if (fields.size() < 2) return;
     network.e_psnt_service_type = static_cast<ePS_NET_TYPE>(textToInt(fields[1]));

@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -30,7 +29,7 @@ const sRegistrationRow STATES[] = {
     {eREG_ROAMING, "Registered, Roaming", "Reg Roaming", true, false},
 };
 
-const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, "Unknown", "Unknown", false, false};
+const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, NAME_UNKNOWN, NAME_UNKNOWN, false, false};
 
 const sRegistrationRow& rowOfState(int state) {
     for (const sRegistrationRow& row : STATES)
@@ -42,7 +41,7 @@ const sRegistrationRow& rowOfState(int state) {
 //         0 1 2      3          4   mode, state, area, cell, access technology
 void parseRegistration(const std::string& response, const std::string& prefix,
                        sNetworkInfo& network) {
-    const tokenstr fields(responseField(response, prefix), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, prefix);
     if (fields.size() < 2) return;
     network.i_reg_mode = textToInt(fields[0]);
     network.i_reg_state = textToInt(fields[1]);
@@ -60,14 +59,12 @@ void resetRegistrationState() {
 
 ePortReturn setCREG(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    std::string response;
-    return queryModem(fd, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION), response);
+    return queryModem(fd, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION));
 }
 
 ePortReturn setCEREG(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    std::string response;
-    return queryModem(fd, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION), response);
+    return queryModem(fd, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION));
 }
 
 ePortReturn getCREG(int fd, sNetworkInfo& network) {
@@ -96,8 +93,12 @@ ePortReturn getCIREG(int fd, sNetworkInfo& network) {
 
 // +CIREG: 0,1
 void parseCIREG(const std::string& response, sNetworkInfo& network) {
-    const tokenstr fields(responseField(response, "+CIREG:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "+CIREG:");
     if (fields.size() == 2) network.b_ims_registered = textToInt(fields[1]) != 0;
+}
+
+bool isRegisteredState(int state) {
+    return rowOfState(state).registered;
 }
 
 void updateNetworkRegistrationInfo(sNetworkInfo& network) {

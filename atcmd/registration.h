@@ -22,6 +22,9 @@ void parseCEREG(const std::string& response, sNetworkInfo& network);
 ePortReturn getCIREG(int fd, sNetworkInfo& network);
 void parseCIREG(const std::string& response, sNetworkInfo& network);
 
+// Whether the modem is registered, at home or roaming.
+bool isRegisteredState(int state);
+
 // Texts and the registered flag from the state; logs a change of the state.
 void updateNetworkRegistrationInfo(sNetworkInfo& network);
 

@@ -3,7 +3,6 @@
 #include "atcmd/command.h"
 #include "atcmd/operators.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 
 namespace {
 
@@ -82,7 +81,7 @@ ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim) {
 //       0 report mode, 1 SIM inserted
 // Modems that report more states answer 2 or 3 for an inserted SIM; only 1 counts here.
 void parseDeviceSimPresent(const std::string& response, sSimInfo& sim) {
-    const tokenstr fields(responseField(response, "#QSS:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "#QSS:");
     if (fields.size() != 2) return;
     sim.i_qss_mode = static_cast<int8_t>(textToInt(fields[0]));
     sim.i_present = fields[1] == "1" ? 1 : 0;
@@ -91,7 +90,7 @@ void parseDeviceSimPresent(const std::string& response, sSimInfo& sim) {
 ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (sim.i_present != 1) return ePORT_OK;
-    setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, "Unknown");
+    setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, NAME_UNKNOWN);
     sim.i_pin_attempts = ATTEMPTS_UNKNOWN;
     sim.i_puk_attempts = ATTEMPTS_UNKNOWN;
     sim.b_attempts_read = false;
@@ -123,10 +122,9 @@ void decodeSimCpinText(const std::string& text, sSimInfo& sim) {
 
 ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    const sSimInfo fresh;
-    sim.s_imsi = fresh.s_imsi;
-    sim.s_home_plmn = fresh.s_home_plmn;
-    sim.s_carrier = fresh.s_carrier;
+    sim.s_imsi = IMSI_UNKNOWN;
+    sim.s_home_plmn = PLMN_UNKNOWN;
+    sim.s_carrier = NAME_UNKNOWN;
     std::string response;
     const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CIMI), response);
     if (result != ePORT_OK) return result;
@@ -138,7 +136,7 @@ ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
 // 310410000000002
 void parseDeviceSimIMSI(const std::string& response, sSimInfo& sim) {
     for (const std::string& line : responseLines(response)) {
-        if (!isStringNumeric(line.substr(0, 1))) continue;
+        if (!beginsWithDigit(line)) continue;
         sim.s_imsi = modemText(cleanWhiteSpace(line));
         return;
     }
@@ -149,14 +147,14 @@ void getCarrierFromImsi(sSimInfo& sim) {
     for (const size_t digits : {6, 5}) {
         sim.s_home_plmn = sim.s_imsi.substr(0, digits);
         sim.s_carrier = getCarrierFromPLMN(sim.s_home_plmn);
-        if (sim.s_carrier != "Unknown") return;
+        if (sim.s_carrier != NAME_UNKNOWN) return;
     }
-    sim.s_home_plmn = "000000";
+    sim.s_home_plmn = PLMN_UNKNOWN;
 }
 
 ePortReturn getDeviceSimId(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    sim.s_iccid = sSimInfo{}.s_iccid;
+    sim.s_iccid = ICCID_UNKNOWN;
     return queryIntoCmx(fd, commandText(eAT_CMD_CCID_GET), sim, parseDeviceSimId);
 }
 
@@ -222,7 +220,7 @@ ePortReturn getSimSlot(const int& fd, eSimSlot& slot) {
 // #GPIO: 1,1
 //        0 1   direction, level of the pin
 eSimSlot parseSimSlot(const std::string& response) {
-    const tokenstr fields(responseField(response, "#GPIO:"), ',', eEmptyTokens::KEEP);
+    const tokenstr fields = responseFields(response, "#GPIO:");
     if (fields.size() != 2) return eSIM_SLOT_UNKNOWN;
     if (fields[1] == "1") return eSIM_SLOT_1;
     if (fields[1] == "0") return eSIM_SLOT_2;

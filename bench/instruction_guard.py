@@ -4,8 +4,8 @@ instruction_counts.json: more than 10 % off, in either direction, fails. Counts 
 machine's load or speed, but on the compiler and the C library: with others than those the numbers were
 taken with nothing can be compared: exit status 77.
 
-    instruction_guard.py --bin build/bench/bin            compares
-    instruction_guard.py --bin build/bench/bin --renew    keeps the numbers of this build instead
+    instruction_guard.py --bin build/release/bin            compares
+    instruction_guard.py --bin build/release/bin --renew    keeps the numbers of this build instead
 
 A change that makes a workload cheaper or dearer on purpose renews them in the same commit, whose
 message says why. Run inside scripts/private_namespace.sh."""

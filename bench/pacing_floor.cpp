@@ -1,5 +1,6 @@
 // The least that an AT command can cost with the daemon's pacing: the same system calls and nothing
-// around them. Prints the processor time of one command, in microseconds.
+// around them. Prints the processor time of one command, in microseconds, and of its two waits
+// alone, which cost what the machine takes for going to sleep and waking up.
 //
 //     pacing_floor DEVICE COMMANDS
 
@@ -56,5 +57,11 @@ int main(int argc, char* argv[]) {
     const double start = processorTimeUs();
     for (int i = 0; i < commands; ++i)
         if (!sendCommand(port, "AT+CSQ")) return 1;
-    printf("%.3f\n", (processorTimeUs() - start) / commands);
+    const double waitsStart = processorTimeUs();
+    for (int i = 0; i < commands; ++i) {
+        usleep(WAIT_US);
+        usleep(WAIT_US);
+    }
+    const double end = processorTimeUs();
+    printf("%.3f %.3f\n", (waitsStart - start) / commands, (end - waitsStart) / commands);
 }

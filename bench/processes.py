@@ -149,13 +149,17 @@ def measureIdle(report, seconds):
         perHour = HOUR_S / used["s"]
         commands = used["commands"]
         slot.stopDaemon()
-        floorUs = float(subprocess.run(
+        printed = subprocess.run(
             [BIN / "pacing_floor", slot.device, str(min(commands, 1000))], check=True,
-            capture_output=True, text=True).stdout)
+            capture_output=True, text=True).stdout
+    floorUs, waitsUs = map(float, printed.split())
     cpuUs = used["cpuS"] * 1e6 / commands
     report.row("idle", "processor time of an AT command with all that hangs on it", cpuUs, "us",
                floorUs, "the same system calls in an empty program", CPU_GOAL_US)
+    report.row("idle", "  what the daemon adds to the floor", cpuUs - floorUs, "us")
+    report.row("idle", "  of the floor, the two waits of 10 ms alone", waitsUs, "us")
     report.row("idle", "share of a core, connected and polling", 100 * used["cpuS"] / used["s"], "%",
+               100 * floorUs * 1e-6 * commands / used["s"], "the floor of as many commands",
                goal=0.2)
     report.row("idle", "processor time an hour", used["cpuS"] * perHour, "s")
     report.row("idle", "AT commands an hour", commands * perHour, "")

@@ -7,7 +7,9 @@
 #include "cli/data_command.h"
 #include "cli/doctor_command.h"
 #include "cli/failure.h"
+#include "cli/misspelling.h"
 #include "cli/pin_command.h"
+#include "cli/printable_text.h"
 #include "cli/reload_command.h"
 #include "cli/sms_command.h"
 #include "cli/status_command.h"
@@ -15,14 +17,42 @@
 
 namespace {
 
-eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, sCliContext& context,
-                       std::ostream& err) {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-        app.exit(error, context.out, err);
-        return eExitStatus::OK;
-    }
-    err << "cellslot: " << error.what() << " (see cellslot --help)\n";
+// "cellslot sms send": as far as the words of the command line could be followed.
+std::string nameOf(const CLI::App& command) {
+    const CLI::App* parent = command.get_parent();
+    return (parent == nullptr ? "" : nameOf(*parent) + " ") + command.get_name();
+}
+
+const CLI::App& lastFollowed(const CLI::App& command) {
+    const std::vector<CLI::App*> followed = command.get_subcommands();
+    return followed.empty() ? command : lastFollowed(*followed.front());
+}
+
+// The parser says of a subcommand that it does not know that one is missing.
+std::string unknownSubcommand(const CLI::App& command) {
+    const std::vector<std::string> words = command.remaining();
+    if (words.empty() || command.get_require_subcommand_min() == 0) return "";
+    std::vector<std::string> names;
+    for (const CLI::App* subcommand : command.get_subcommands({}))
+        names.push_back(subcommand->get_name());
+    const std::string meant = likelyMeant(words.front(), names);
+    return "there is no " + nameOf(command) + " " + printableLine(words.front()) +
+           (meant.empty() ? "" : "; is " + meant + " meant?");
+}
+
+eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, std::ostream& err) {
+    const CLI::App& command = lastFollowed(app);
+    const std::string unknown = unknownSubcommand(command);
+    err << "cellslot: " << (unknown.empty() ? error.what() : unknown) << " (see " << nameOf(command)
+        << " --help)\n";
     return eExitStatus::USAGE;
+}
+
+// What was asked for and could not be printed was not told.
+eExitStatus printed(sCliContext& context, std::ostream& err) {
+    if (context.out.flush()) return context.exitStatus;
+    err << "cellslot: the output cannot be written; is there room for it?\n";
+    return eExitStatus::FAILED;
 }
 
 }  // namespace
@@ -32,6 +62,11 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
+    app.footer(
+        "Each has a --help of its own; the manual: man cellslot\n"
+        "Examples:\n"
+        "  cellslot status\n"
+        "  cellslot doctor -q");
     addStatusCommand(app, context);
     addWatchCommand(app, context);
     addSmsCommand(app, context);
@@ -43,9 +78,12 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addDoctorCommand(app, context);
     try {
         app.parse(argc, argv);
-        return context.exitStatus;
+        return printed(context, err);
+    } catch (const CLI::Success& help) {
+        app.exit(help, context.out, err);
+        return printed(context, err);
     } catch (const CLI::ParseError& error) {
-        return usageError(error, app, context, err);
+        return usageError(error, app, err);
     } catch (const cFailure& failure) {
         err << "cellslot: " << failure.what() << "\n";
         return failure.status;

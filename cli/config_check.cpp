@@ -6,8 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <numeric>
 
+#include "cli/display_text.h"
+#include "cli/misspelling.h"
 #include "cli/silent_reader.h"
 #include "config/config_keys.h"
 #include "include/utilities.h"
@@ -16,8 +17,7 @@
 namespace {
 
 constexpr size_t CONFIG_FILE_MAX = 131072;
-// A longer way is another word, not a slip.
-constexpr size_t MISSPELLING_MAX = 3;
+constexpr const char* USUAL_BEGINNING = "CM_";
 constexpr const char* MASKED = "****";
 constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
@@ -37,7 +37,7 @@ class cListeningReader : public cSilentReader {
 
     void writeLine(uint64_t category, const std::string& line) override {
         if (category != eLOG_NOTICE || keysRead.empty()) return;
-        lines[keysRead.back()].push_back(blankControlCharacters(line));
+        lines[keysRead.back()].push_back(cleanBeginEndWhiteSpace(blankControlCharacters(line)));
     }
 
     cTextLookupTable loadTable() override {
@@ -164,13 +164,6 @@ const char* undoneBy(const std::string& key) {
     return nullptr;
 }
 
-std::string joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines)
-        text += (text.empty() ? "" : "; ") + cleanBeginEndWhiteSpace(line);
-    return text;
-}
-
 // The reader's lines show a password between quotes, and a long one may be cut.
 std::string withoutPassword(const std::string& line) {
     const size_t first = line.find('\'');
@@ -186,7 +179,7 @@ std::string reasonFor(const sConfigKey& key, const cListeningReader& reader) {
             found == reader.lines.end() ? std::vector<std::string>() : found->second;
         if (strcmp(name, CM_PASSWORD) == 0)
             std::transform(lines.begin(), lines.end(), lines.begin(), withoutPassword);
-        return joined(lines);
+        return joined(lines, "; ");
     };
     const char* other = undoneBy(key.name);
     const std::string otherLines = other == nullptr ? "" : linesOf(other);
@@ -211,6 +204,7 @@ sConfigKeyReport reportKey(const sConfigKey& key, const cListeningReader& reader
     sConfigKeyReport report = {key.name, eConfigVerdict::TAKEN, written, inForce, ""};
     if (isWithoutValue(key, written)) {
         report.verdict = eConfigVerdict::DEFAULT;
+        if (entry != reader.entries.end()) report.reason = "nothing behind the = in the file";
     } else if (isUnused(key, reader)) {
         report.verdict = eConfigVerdict::NOT_USED;
         report.reason = strcmp(key.name, "CM_OPERATOR") == 0 ? "CM_OPERATOR_MODE is not 1 or 4"
@@ -234,21 +228,19 @@ bool isKnown(const std::string& key) {
                        [&](const sConfigKey& known) { return key == known.name; });
 }
 
-std::string likelyMeant(const std::string& key) {
-    size_t best = MISSPELLING_MAX + 1;
-    std::string meant;
-    for (const sConfigKey& known : configKeys()) {
-        const size_t distance = editDistance(key, known.name);
-        if (distance >= best) continue;
-        best = distance;
-        meant = known.name;
-    }
-    return meant;
+// The key that somebody may have had in mind who wrote the other.
+std::string keyMeant(const std::string& key) {
+    std::vector<std::string> keys;
+    for (const sConfigKey& known : configKeys())
+        keys.emplace_back(known.name);
+    const std::string written = stringUpper(key);
+    const std::string meant = likelyMeant(written, keys);
+    return meant.empty() ? likelyMeant(USUAL_BEGINNING + written, keys) : meant;
 }
 
 std::string unknownKey(const std::string& key) {
-    const std::string meant = likelyMeant(key);
-    const std::string begin = "unknown key '" + blankControlCharacters(key) + "' is passed over";
+    const std::string meant = keyMeant(key);
+    std::string begin = "unknown key '" + blankControlCharacters(key) + "' is passed over";
     if (meant.empty()) return begin;
     if (stringUpper(key) == meant) return begin + "; keys are written in capitals: " + meant;
     return begin + "; is " + meant + " meant?";
@@ -314,21 +306,4 @@ sConfigReport checkConfig(const std::string& path) {
     report.problems = judgeLines(path);
     judgeCredentials(options, report.problems);
     return report;
-}
-
-size_t editDistance(const std::string& a, const std::string& b) {
-    const std::string from = stringUpper(a);
-    const std::string to = stringUpper(b);
-    std::vector<size_t> row(to.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 1; i <= from.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= to.size(); ++j) {
-            const size_t changed = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row.back();
 }

@@ -19,7 +19,7 @@ struct sConfigKeyReport {
     eConfigVerdict verdict;
     std::string written;
     std::string inForce;
-    std::string reason;  // the reader's words, for what is not taken
+    std::string reason;  // for what is not taken; "" for a default: not in the file
 };
 
 struct sConfigReport {
@@ -31,8 +31,5 @@ struct sConfigReport {
 };
 
 sConfigReport checkConfig(const std::string& path);
-
-// The number of letters to change, add or take away, without regard to case.
-size_t editDistance(const std::string& a, const std::string& b);
 
 #endif

@@ -8,6 +8,7 @@
 
 #include "cli/config_check.h"
 #include "cli/config_place.h"
+#include "cli/display_text.h"
 #include "cli/failure.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
@@ -23,27 +24,23 @@ struct sConfigOptions {
     bool quiet = false;
 };
 
-std::string padded(const std::string& text, size_t width) {
-    return text + std::string(text.size() < width ? width - text.size() : 1, ' ');
-}
-
 void printKey(std::ostream& out, const sConfigKeyReport& key) {
     const std::string value = key.inForce.empty() ? "(none)" : printableLine(key.inForce);
     const std::string written = "'" + printableLine(key.written) + "'";
     const std::string reason = printableLine(key.reason);
-    out << "  " << padded(key.key, KEY_WIDTH) << value;
+    out << "  " << fitTo(key.key, KEY_WIDTH) << value;
     switch (key.verdict) {
         case eConfigVerdict::TAKEN:
             out << "\n";
             return;
         case eConfigVerdict::DEFAULT:
-            out << "   (default)\n";
+            out << "   (default" << (reason.empty() ? "" : ": ") << reason << ")\n";
             return;
         case eConfigVerdict::NOT_USED:
             out << "   (" << written << " is not used: " << reason << ")\n";
             return;
         case eConfigVerdict::REFUSED:
-            out << "\n! " << padded("", KEY_WIDTH) << "instead of " << written << ": " << reason
+            out << "\n! " << fitTo("", KEY_WIDTH) << "instead of " << written << ": " << reason
                 << "\n";
             return;
     }
@@ -81,6 +78,7 @@ void check(sCliContext& context, const sConfigOptions& options) {
 void addConfigCommand(CLI::App& app, sCliContext& context) {
     CLI::App* config = app.add_subcommand("config", "Check the configuration.");
     config->require_subcommand(1);
+    config->footer("Example:\n  cellslot config check");
     CLI::App* command = config->add_subcommand("check", "Show what the daemon makes of each key.");
     const auto options = std::make_shared<sConfigOptions>();
     command->add_option("FILE", options->file, "the file [that of the slot]")->type_name("");

@@ -6,8 +6,10 @@
 #include "cli/daemon_process.h"
 #include "cli/data_override.h"
 #include "cli/failure.h"
+#include "cli/plain_words.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
+#include "cli/slot_report.h"
 #include "cli/status_value.h"
 #include "cli/waiting.h"
 
@@ -41,11 +43,31 @@ const sWord& meant(const std::string& word) {
     throw cFailure(eExitStatus::USAGE, "say on, off, auto or power-off");
 }
 
-// Whether the daemon has done what it was told; with AUTO nothing definite is expected.
-bool isDone(const sPlaces& places, int slot, eDataOverride value) {
+// What the daemon is to reach; AUTO where that cannot be told.
+eDataOverride goalOf(const sPlaces& places, int slot, eDataOverride value) {
+    if (value != eDataOverride::AUTO) return value;
+    switch (reportSlot(places, slot, currentMoment()).data.value) {
+        case eCONF_DATA_CONNECT_ENABLED:
+            return eDataOverride::ON;
+        case eCONF_DATA_CONNECT_DISABLED:
+            return eDataOverride::OFF;
+        case eCONF_DATA_CONNECT_MODEM_OFF:
+            return eDataOverride::POWER_OFF;
+        case eCONF_DATA_CONNECT_UNKNOWN:
+        case eCONF_DATA_CONNECT_HOLDOFF:
+        case eCONF_DATA_CONNECT_TEMP_DISABLED:
+        case eCONF_DATA_CONNECT_TEMP_ENABLED:
+        case eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM:
+        case eCONF_DATA_CONNECT_TEMP_MODEM_OFF:
+            break;
+    }
+    return eDataOverride::AUTO;
+}
+
+bool isReached(const sPlaces& places, int slot, eDataOverride goal) {
     const bool runs = runningDaemon(places, slot) != 0;
     const bool connected = statusValue(places, slot, "QMI_STATE") == CONNECTED;
-    switch (value) {
+    switch (goal) {
         case eDataOverride::AUTO:
             return true;
         case eDataOverride::ON:
@@ -60,11 +82,12 @@ bool isDone(const sPlaces& places, int slot, eDataOverride value) {
 
 std::string state(const sPlaces& places, int slot) {
     if (runningDaemon(places, slot) == 0) return "the daemon has ended";
-    const std::string connection = statusValue(places, slot, "QMI_STATE");
+    const sStatusRecord record = readStatusFile(places, slot).record;
+    const std::string connection = record.text("QMI_STATE");
     const std::string shown = connection.empty() ? "not known yet" : printableLine(connection);
-    const std::string error = statusValue(places, slot, "LAST_CONNECT_ERROR_E");
-    if (connection == CONNECTED || error.empty() || error == "0") return "connection " + shown;
-    return "connection " + shown + ", last error " + error;
+    if (connection == CONNECTED || record.number("LAST_CONNECT_ERROR_E").value_or(0) == 0)
+        return "connection " + shown;
+    return "connection " + shown + "; last error: " + connectErrorWords(record).what;
 }
 
 void run(sCliContext& context, const sDataOptions& options) {
@@ -77,7 +100,8 @@ void run(sCliContext& context, const sDataOptions& options) {
     if (!runs)
         throw cFailure(eExitStatus::NO_DAEMON,
                        "no daemon runs for " + slotName(slot) + "; this counts when it is started");
-    const bool done = waitFor(options.timeoutS, [&] { return isDone(places, slot, word.value); });
+    const eDataOverride goal = goalOf(places, slot, word.value);
+    const bool done = waitFor(options.timeoutS, [&] { return isReached(places, slot, goal); });
     context.out << slotName(slot) << ": " << state(places, slot) << "\n";
     if (!done && options.timeoutS != 0)
         throw cFailure(eExitStatus::TIMED_OUT, "not reached within " +

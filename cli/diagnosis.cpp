@@ -22,7 +22,7 @@ struct sSlotView {
              const std::string& mend) const {
         diagnosis.problems.push_back({severity, id, what, mend});
     }
-    bool isConnected() const { return record.text("QMI_STATE") == "CONNECTED"; }
+    bool isConnected() const { return report.saysConnected(); }
     bool isRegistered() const { return record.text("CREG_REGISTERED") == "1"; }
     bool isSimReady() const { return record.text("SIM_STATUS") == "Available"; }
 };
@@ -39,7 +39,7 @@ bool isPowerOff(eCfgDataStatus value) {
 // A daemon whose modem is to be off ends at once when it is started.
 std::string howToStart(const sSlotReport& report) {
     const std::string slot = itos(report.slot);
-    const std::string start = "systemctl start cellslotd@" + slot;
+    std::string start = "systemctl start cellslotd@" + slot;
     if (report.data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF)
         return "cellslot data auto -p " + slot + ", then: " + start;
     if (report.data.value == eCONF_DATA_CONNECT_MODEM_OFF)

@@ -35,6 +35,13 @@ std::string withoutSecrets(const std::string& text) {
     return masked;
 }
 
+std::string joined(const std::vector<std::string>& parts, const std::string& separator) {
+    std::string text;
+    for (const std::string& part : parts)
+        if (!part.empty()) text += (text.empty() ? "" : separator) + part;
+    return text;
+}
+
 size_t displayWidth(const std::string& text) {
     size_t width = 0;
     for (const char byte : text)

@@ -7,8 +7,13 @@
 // Text laid out for a terminal. It has to be printable; widths are in characters: every one counts
 // as one column.
 
+constexpr size_t SCREEN_WIDTH = 79;  // no terminal wraps yet
+
 // Every PIN-like number in quotes becomes '****': the daemon's outcome texts name the PIN.
 std::string withoutSecrets(const std::string& text);
+
+// The parts that are not empty.
+std::string joined(const std::vector<std::string>& parts, const std::string& separator = ", ");
 
 size_t displayWidth(const std::string& text);
 // Cut to a width; a text that is cut ends in '~'.

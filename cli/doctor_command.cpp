@@ -4,6 +4,7 @@
 #include <memory>
 #include <ostream>
 
+#include "cli/display_text.h"
 #include "cli/doctor_checks.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
@@ -32,10 +33,6 @@ const char* healthText(eHealth health) {
     return "";
 }
 
-std::string padded(const std::string& text) {
-    return text + std::string(text.size() < SUBJECT_WIDTH ? SUBJECT_WIDTH - text.size() : 1, ' ');
-}
-
 struct sCount {
     size_t notes = 0;
     size_t broken = 0;
@@ -45,8 +42,8 @@ void print(std::ostream& out, const sFinding& finding, bool quiet, sCount& count
     if (finding.health == eHealth::NOTE) ++count.notes;
     if (finding.health == eHealth::BROKEN) ++count.broken;
     if (quiet && finding.health == eHealth::FINE) return;
-    out << healthText(finding.health) << padded(finding.subject) << printableLine(finding.text)
-        << "\n";
+    out << healthText(finding.health) << fitTo(finding.subject, SUBJECT_WIDTH)
+        << printableLine(finding.text) << "\n";
     if (!finding.mend.empty())
         out << std::string(10 + SUBJECT_WIDTH, ' ') << "-> " << printableLine(finding.mend) << "\n";
 }
@@ -70,6 +67,7 @@ void run(sCliContext& context, const sDoctorOptions& options) {
     const std::vector<int> slots = options.slot == SLOT_NOT_GIVEN ? knownSlots(context.places)
                                                                   : std::vector<int>{options.slot};
     std::vector<sSlotSetup> setups;
+    setups.reserve(slots.size());
     for (const int slot : slots)
         setups.push_back(setupOf(context.places, slot, options));
     // The tools are those of a daemon that runs, where one does.
@@ -93,9 +91,7 @@ void run(sCliContext& context, const sDoctorOptions& options) {
 void addDoctorCommand(CLI::App& app, sCliContext& context) {
     CLI::App* command = app.add_subcommand("doctor", "Find what keeps the host from working.");
     const auto options = std::make_shared<sDoctorOptions>();
-    command->add_option("-p,--port", options->slot, "this slot only [all that are in use]")
-        ->check(CLI::Range(1, 3).description(""))
-        ->type_name("1-3");
+    addSlotOption(*command, options->slot, "this slot only [all that are in use]");
     command
         ->add_option("-d,--device", options->device, "the modem's AT port [as the daemon has it]")
         ->type_name("DEV");

@@ -10,14 +10,15 @@
 
 #include "cli/doctor_checks.h"
 #include "cli/quiet_run.h"
+#include "cli/slot_report.h"
 
 namespace {
 
 constexpr unsigned long long MIB = 1024 * 1024;
 constexpr unsigned long long SPACE_NEEDED = MIB;
 constexpr unsigned long long SPACE_SCARCE = 8 * MIB;
+constexpr const char* SERVICE_UNIT = "/lib/systemd/system/cellslotd@.service";
 constexpr time_t CLOCK_PLAUSIBLE = 1704067200;  // 2024-01-01
-constexpr double BOOT_S = 180;
 
 struct sTool {
     const char* name;
@@ -60,10 +61,21 @@ sFinding spaceIn(const sPlaces& places, const std::string& folder) {
 }  // namespace
 
 // The daemon's commands end in "&>/dev/null". A shell that does not know it runs them in the
-// background and says that they succeeded.
+// background and says that they succeeded. The service puts bash in the place of /bin/sh, for the
+// daemon alone.
 tFindings checkShell(const sPlaces& places, const sSlotSetup& setup) {
-    const int status = runQuietly({places.at("/bin/sh"), "-c", "false &>/dev/null"}, setup.path);
+    const std::string daemonsRoot = "/proc/" + std::to_string(setup.pid) + "/root";
+    if (setup.pid != 0 && access(places.at(daemonsRoot).c_str(), X_OK) != 0 && errno == EACCES)
+        return {{eHealth::NOTE, "shell", "the daemon's /bin/sh is only shown to root",
+                 "run this as root"}};
+    const std::string daemonsShell = daemonsRoot + "/bin/sh";
+    const std::string shell = places.at(places.have(daemonsShell) ? daemonsShell : "/bin/sh");
+    const int status = runQuietly({shell, "-c", "false &>/dev/null"}, setup.path);
     if (status == 1) return {{eHealth::FINE, "shell", "/bin/sh understands &>", ""}};
+    if (setup.pid == 0 && status == 0 && places.have("/run/systemd/system") &&
+        places.have(SERVICE_UNIT))
+        return {{eHealth::NOTE, "shell", "/bin/sh does not understand &>",
+                 "start daemons as the service only, which gives them bash"}};
     return {{eHealth::BROKEN, "shell",
              status < 0 ? "/bin/sh cannot be run"
                         : "/bin/sh does not understand &>: results of host tools do not count",
@@ -114,13 +126,12 @@ tFindings checkClock(const sPlaces& /*places*/, const sSlotSetup& /*setup*/) {
 }
 
 tFindings checkBoot(const sPlaces& places, const sSlotSetup& /*setup*/) {
-    if (access(places.at("/var/run/poststart").c_str(), F_OK) == 0)
-        return {{eHealth::FINE, "boot", "the host has booted", ""}};
+    if (places.have(BOOTED_FILE)) return {{eHealth::FINE, "boot", "the host has booted", ""}};
     std::ifstream file(places.at("/proc/uptime"));
     double uptimeS = 0;
     if (file >> uptimeS && uptimeS <= BOOT_S)
         return {{eHealth::NOTE, "boot", "the host is booting, data waits for it",
-                 "wait three minutes, or create /var/run/poststart"}};
+                 std::string("wait three minutes, or create ") + BOOTED_FILE}};
     return {{eHealth::FINE, "boot", "the host has booted", ""}};
 }
 

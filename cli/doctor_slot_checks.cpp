@@ -24,9 +24,6 @@ namespace {
 
 // It is written every two seconds; the longest wait for a modem's answer is a few minutes.
 constexpr long long STATUS_LATE_S = 300;
-constexpr size_t INTERFACE_NAME_MAX = 15;
-constexpr const char* INTERFACE_CHARACTERS =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.:@-";
 
 std::string option(const sSlotSetup& setup) {
     return " -p " + std::to_string(setup.slot);
@@ -83,23 +80,38 @@ sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
             device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
 }
 
-bool isInterfaceName(const std::string& name) {
-    return !name.empty() && name.size() <= INTERFACE_NAME_MAX && name != "." && name != ".." &&
-           name.find_first_not_of(INTERFACE_CHARACTERS) == std::string::npos;
-}
-
-// gpsd gives up root before it opens a device.
-bool gpsdMayUse(const struct stat& device) {
-    if ((device.st_mode & 0006) == 0006) return true;
-    const passwd* user = getpwnam("gpsd");
-    if (user == nullptr) return true;  // nothing to judge by
+// True also where there is nothing to judge by.
+bool mayUse(const passwd* user, const struct stat& device) {
+    if (user == nullptr || user->pw_uid == 0 || (device.st_mode & 0006) == 0006) return true;
     if (user->pw_uid == device.st_uid) return (device.st_mode & 0600) == 0600;
     if ((device.st_mode & 0060) != 0060) return false;
     std::vector<gid_t> groups(64);
     int count = static_cast<int>(groups.size());
-    if (getgrouplist("gpsd", user->pw_gid, groups.data(), &count) < 0) return true;
+    if (getgrouplist(user->pw_name, user->pw_gid, groups.data(), &count) < 0) return true;
     groups.resize(static_cast<size_t>(count));
     return std::find(groups.begin(), groups.end(), device.st_gid) != groups.end();
+}
+
+// Root, unless a daemon runs as somebody else.
+uid_t daemonsUser(const sPlaces& places, const sSlotSetup& setup) {
+    struct stat info {};
+    const std::string process = places.at("/proc/" + std::to_string(setup.pid));
+    return setup.pid != 0 && stat(process.c_str(), &info) == 0 ? info.st_uid : 0;
+}
+
+sFinding rightsOf(const sPlaces& places, const sSlotSetup& setup) {
+    struct stat info {};
+    stat(places.at(setup.device).c_str(), &info);
+    const passwd* user = getpwuid(daemonsUser(places, setup));
+    const std::string rule = "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it";
+    if (!mayUse(user, info))
+        return {eHealth::BROKEN, "port",
+                std::string("the daemon's user ") + user->pw_name + " may not use " + setup.device,
+                rule};
+    if ((info.st_mode & 0006) != 0)
+        return {eHealth::NOTE, "port",
+                "everybody may use " + setup.device + ", for its messages and PIN too", rule};
+    return {eHealth::FINE, "port", setup.device + " is there", ""};
 }
 
 void checkGpsTools(const sPlaces& places, const sSlotSetup& setup, tFindings& findings) {
@@ -127,7 +139,8 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
         return;
     }
     struct stat info {};
-    if (stat(places.at(setup.gpsDevice).c_str(), &info) == 0 && !gpsdMayUse(info))
+    // gpsd gives up root before it opens a device.
+    if (stat(places.at(setup.gpsDevice).c_str(), &info) == 0 && !mayUse(getpwnam("gpsd"), info))
         findings.push_back({eHealth::BROKEN, "gps", "user gpsd may not use " + setup.gpsDevice,
                             "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it"});
 }
@@ -179,7 +192,8 @@ tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
 
 tFindings checkDevice(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.device.empty()) return {notKnown(setup, "port", "--device")};
-    return {portAt(places, "port", setup.device)};
+    const sFinding port = portAt(places, "port", setup.device);
+    return {port.health == eHealth::FINE ? rightsOf(places, setup) : port};
 }
 
 // Root sees the open files of everybody, others only their own.
@@ -187,7 +201,7 @@ tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup) {
     tFindings findings;
     for (const std::string& device : {setup.device, setup.gpsDevice}) {
         const bool isGpsdsOwn = device == setup.gpsDevice;
-        if (device.empty() || access(places.at(device).c_str(), F_OK) != 0) continue;
+        if (device.empty() || !places.have(device)) continue;
         const std::string path = realPath(places.at(device));
         for (const int pid : allPids(places)) {
             const bool isMeant = pid == setup.pid || pid == getpid() ||
@@ -208,7 +222,7 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!isInterfaceName(name))
         return {{eHealth::BROKEN, "interface", "'" + blankControlCharacters(name) + "' is no name",
                  "start the daemon with -i wwan0 or the like"}};
-    if (access(places.at("/sys/class/net/" + name).c_str(), F_OK) != 0)
+    if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "ls /sys/class/net; is the modem's network driver loaded?"}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};

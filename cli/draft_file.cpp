@@ -7,12 +7,15 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "cli/failure.h"
 #include "cli/system_failure.h"
 #include "platform/include/file_vector.h"
 
 cDraftFile::cDraftFile(const std::string& folder, mode_t mode)
     : m_path(folder + "/" + cFileVector::TEMPORARY_NAME_PREFIX + "XXXXXX") {
     m_file = mkostemp(m_path.data(), O_CLOEXEC);
+    if (m_file < 0 && errno == ENOENT)
+        throw cFailure(eExitStatus::FAILED, "there is no folder " + folder + "; make it");
     if (m_file < 0) throw systemFailure("make a file in " + folder, errno);
     if (fchmod(m_file, mode) == 0) return;
     const int error = errno;

@@ -237,21 +237,24 @@ struct sPinRow {
 
 const sPinRow ROWS[] = {
     {"set", "Store the PIN that unlocks the SIM.", set,
-     "A SIM that is locked now is tried at once. A PIN that it refuses is forgotten."},
+     "A SIM that is locked now is tried at once. A PIN that it refuses is forgotten.\n"
+     "Example:\n  cellslot pin set -p 2 <pin.txt"},
     {"change", "Change the SIM's PIN.", change,
-     "The present PIN is the one of pin set. The lock is switched on if it is off."},
+     "The present PIN is the one of pin set. The lock is switched on if it is off.\n"
+     "Example:\n  cellslot pin change <new-pin.txt"},
     {"enable", "Switch the PIN lock on.",
      [](sCliContext& context, const sPinOptions& options) {
          switchLock(context, options, "enable");
      },
-     "The PIN is the one of pin set."},
+     "The PIN is the one of pin set.\nExample:\n  cellslot pin enable -p 2"},
     {"disable", "Switch the PIN lock off.",
      [](sCliContext& context, const sPinOptions& options) {
          switchLock(context, options, "disable");
      },
-     "The PIN is the one of pin set."},
+     "The PIN is the one of pin set.\nExample:\n  cellslot pin disable -p 2"},
     {"puk", "Unblock the SIM with its PUK, and set a new PIN.", puk,
-     "PUK and new PIN are asked for; from standard input: one line each."},
+     "PUK and new PIN are asked for; from standard input: one line each.\n"
+     "Example:\n  cellslot pin puk <puk-and-new-pin.txt"},
 };
 
 void addAction(CLI::App& pin, sCliContext& context, const sPinRow& row) {
@@ -273,7 +276,7 @@ void addPinCommand(CLI::App& app, sCliContext& context) {
     for (const sPinRow& row : ROWS)
         addAction(*pin, context, row);
     pin->footer(
-        "PINs are typed unseen, or read from standard input, one a line:\n"
+        "PINs are typed unseen, or read from standard input, one a line. Examples:\n"
         "  cellslot pin set\n"
         "  cellslot pin change -p 2 <new-pin.txt\n"
         "They are never on the command line, where other users could see them.");

@@ -9,6 +9,7 @@
 
 int runQuietly(const std::vector<std::string>& command, const std::string& path) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const std::string& word : command)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);

@@ -88,7 +88,7 @@ void addReloadCommand(CLI::App& app, sCliContext& context) {
         ->type_name("S");
     command->footer(
         "A changed file interrupts the connection: the modem is set up anew. A file\n"
-        "with the same content does nothing. Check it first:\n"
+        "with the same content does nothing. Example, checked first:\n"
         "  cellslot config check && cellslot reload");
     command->callback([options, &context] { run(context, *options); });
 }

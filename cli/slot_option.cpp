@@ -3,8 +3,8 @@
 #include "cli/daemon_process.h"
 #include "cli/failure.h"
 
-void addSlotOption(CLI::App& command, int& slot) {
-    command.add_option("-p,--port", slot, "slot (only needed when several run)")
+void addSlotOption(CLI::App& command, int& slot, const std::string& help) {
+    command.add_option("-p,--port", slot, help)
         ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
         ->type_name("1-3");
 }

@@ -9,7 +9,8 @@
 constexpr int SLOT_NOT_GIVEN = 0;
 
 // Adds -p, --port; slot has to begin as SLOT_NOT_GIVEN.
-void addSlotOption(CLI::App& command, int& slot);
+void addSlotOption(CLI::App& command, int& slot,
+                   const std::string& help = "slot (only needed when several run)");
 
 // The slot given, else the only one that has a living daemon, else slot 1. Throws cFailure when
 // several have one: none of them is meant more than the others.

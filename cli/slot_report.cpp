@@ -4,52 +4,41 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netinet/in.h>
-#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cstring>
 
 #include "cli/config_place.h"
 #include "cli/daemon_process.h"
+#include "cli/data_override.h"
 #include "cli/silent_reader.h"
 #include "config/config_file.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
 
-constexpr unsigned BOOT_S = 180;
-constexpr const char* BOOTED_FILE = "/var/run/poststart";
-
-bool exists(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0;
-}
-
-struct sOverrideRow {
-    const char* file;
-    eCfgDataStatus value;
-    const char* effect;
-};
-
-// The first that exists counts.
-const sOverrideRow OVERRIDES[] = {
-    {"/tmp/force_cell_con.", eCONF_DATA_CONNECT_TEMP_ENABLED, "forced on by "},
-    {"/tmp/force_cell_nocon.", eCONF_DATA_CONNECT_TEMP_DISABLED, "forced off by "},
-    {"/tmp/force_cell_tempoff.", eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "modem switched off by "},
-};
-
 void findOverride(const sPlaces& places, int slot, sDataDirectiveReport& data) {
-    for (const sOverrideRow& row : OVERRIDES) {
-        const std::string path = row.file + itos(slot);
-        if (!exists(places.at(path))) continue;
-        data.value = row.value;
-        data.why = row.effect + path;
-        return;
+    const eDataOverride override = dataOverride(places, slot);
+    const auto take = [&](eCfgDataStatus value, const std::string& effect) {
+        data.value = value;
+        data.why = effect + " by " + overrideFilePath(override, slot);
+    };
+    switch (override) {
+        case eDataOverride::AUTO:
+            return;
+        case eDataOverride::ON:
+            return take(eCONF_DATA_CONNECT_TEMP_ENABLED, "forced on");
+        case eDataOverride::OFF:
+            return take(eCONF_DATA_CONNECT_TEMP_DISABLED, "forced off");
+        case eDataOverride::POWER_OFF:
+            return take(eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "modem switched off");
     }
 }
 
 // The switch of the configuration, before anything overrides it.
 void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
     const std::string path = places.at(data.configPath);
-    if (access(path.c_str(), F_OK) != 0) {
+    if (!places.have(data.configPath)) {
         data.value = eCONF_DATA_CONNECT_DISABLED;
         data.why = "there is no " + data.configPath;
         return;
@@ -85,8 +74,7 @@ sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned u
     data.configPath = configPlace(places, slot).substr(places.root.size());
     readConfiguration(places, data);
     findOverride(places, slot, data);
-    if (!isDataAllowed(data.value) || uptimeS > BOOT_S || exists(places.at(BOOTED_FILE)))
-        return data;
+    if (!isDataAllowed(data.value) || uptimeS > BOOT_S || places.have(BOOTED_FILE)) return data;
     data.value = eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM;
     data.why = "the host is still booting, up for " + ltos(uptimeS) + " s: data waits for " +
                BOOTED_FILE + " or " + ltos(BOOT_S) + " s";
@@ -95,12 +83,16 @@ sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned u
 
 std::string addressText(const sockaddr* address) {
     char text[INET6_ADDRSTRLEN] = "";
-    if (address->sa_family == AF_INET)
-        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text,
-                  sizeof text);
+    if (address->sa_family == AF_INET) {
+        sockaddr_in inner{};
+        memcpy(&inner, address, sizeof inner);
+        inet_ntop(AF_INET, &inner.sin_addr, text, sizeof text);
+    }
     if (address->sa_family == AF_INET6) {
-        const in6_addr& inner = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
-        if (!IN6_IS_ADDR_LINKLOCAL(&inner)) inet_ntop(AF_INET6, &inner, text, sizeof text);
+        sockaddr_in6 inner{};
+        memcpy(&inner, address, sizeof inner);
+        if (!IN6_IS_ADDR_LINKLOCAL(&inner.sin6_addr))
+            inet_ntop(AF_INET6, &inner.sin6_addr, text, sizeof text);
     }
     return text;
 }
@@ -137,7 +129,7 @@ sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
     if (!report.isGood()) return report;
     const sStatusRecord& record = report.file.record;
     report.ageS = moment.now - record.number("STATS_LAST_UPDATE_E").value_or(0);
-    report.portExists = exists(places.at(record.text("DEV_HANDLE_MAIN")));
+    report.portExists = places.have(record.text("DEV_HANDLE_MAIN"));
     report.addresses = interfaceAddresses(record.text("NETWORK_INTERFACE"));
     return report;
 }
@@ -146,7 +138,7 @@ std::vector<int> findSlots(const sPlaces& places) {
     std::vector<int> slots;
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
         if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
-            recordedPid(places, slot) != 0 || exists(places.at(slotConfigFile(itos(slot)))))
+            recordedPid(places, slot) != 0 || places.have(slotConfigFile(itos(slot))))
             slots.push_back(slot);
     return slots;
 }

@@ -16,6 +16,10 @@ constexpr long long STALE_AFTER_S = 90;
 // Older than this is worth a word: the daemon writes every two seconds.
 constexpr long long FRESH_S = 10;
 
+// Data waits until the host has booted: until it is up for longer, or the file is there.
+constexpr unsigned BOOT_S = 180;
+constexpr const char* BOOTED_FILE = "/var/run/poststart";
+
 // When a report is made.
 struct sMoment {
     time_t now = 0;
@@ -46,6 +50,9 @@ struct sSlotReport {
 
     bool isGood() const { return file.state == eStatusFile::GOOD; }
     bool isStale() const { return ageS && *ageS > STALE_AFTER_S; }
+    // What the file says of the session, and a daemon that still says it.
+    bool saysConnected() const { return file.record.text("QMI_STATE") == "CONNECTED"; }
+    bool isConnected() const { return daemonRuns && saysConnected(); }
 };
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment);

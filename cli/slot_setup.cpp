@@ -1,7 +1,6 @@
 #include "cli/slot_setup.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -71,17 +70,13 @@ void fromSettings(const sPlaces& places, sSlotSetup& setup) {
         const std::string text = withoutQuotes(value);
         if (key == "PATH")
             setup.path = text;
-        else if (key.find("GPS") != std::string::npos)
-            setup.gpsDevice = text;
-        else if (key.find("DEVICE") != std::string::npos)
+        else if (key == "DEVICE")
             setup.device = text;
-        else if (key.find("INTERFACE") != std::string::npos)
+        else if (key == "GPS_DEVICE")
+            setup.gpsDevice = text;
+        else if (key == "INTERFACE")
             setup.interface = text;
     }
-}
-
-bool exists(const std::string& path) {
-    return access(path.c_str(), F_OK) == 0;
 }
 
 // The installed service has the host tools in a folder of their own, before all others.
@@ -89,7 +84,7 @@ std::string servicePath(const sPlaces& places) {
     constexpr const char* TOOLS = "/usr/lib/cellslot";
     const char* ownPath = getenv("PATH");
     const std::string path = ownPath == nullptr ? "" : ownPath;
-    return exists(places.at(TOOLS)) ? std::string(TOOLS) + ":" + path : path;
+    return places.have(TOOLS) ? std::string(TOOLS) + ":" + path : path;
 }
 
 }  // namespace
@@ -114,7 +109,7 @@ std::vector<int> knownSlots(const sPlaces& places) {
     std::vector<int> slots = findSlots(places);
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
         const bool isFound = std::find(slots.begin(), slots.end(), slot) != slots.end();
-        if (!isFound && exists(places.at(serviceSettingsPath(slot)))) slots.push_back(slot);
+        if (!isFound && places.have(serviceSettingsPath(slot))) slots.push_back(slot);
     }
     std::sort(slots.begin(), slots.end());
     return slots.empty() ? std::vector<int>{FIRST_SLOT} : slots;
@@ -149,7 +144,7 @@ std::string processName(const sPlaces& places, int pid) {
 
 std::string findOnPath(const sPlaces& places, const std::string& path, const std::string& tool) {
     for (const std::string& folder : tokenstr(path, ':', eEmptyTokens::DROP)) {
-        const std::string candidate = places.at(folder + "/" + tool);
+        std::string candidate = places.at(folder + "/" + tool);
         struct stat info {};
         const bool isFile = stat(candidate.c_str(), &info) == 0 && S_ISREG(info.st_mode);
         if (isFile && (info.st_mode & 0111) != 0) return candidate;

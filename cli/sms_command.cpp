@@ -16,13 +16,14 @@
 #include "cli/sms_spool.h"
 #include "cli/status_value.h"
 #include "cli/waiting.h"
+#include "platform/include/text_helpers.h"
 
 namespace {
 
 // Three attempts of a minute each, and the daemon's pauses between them.
 constexpr unsigned SEND_WAIT_S = 200;
+constexpr size_t TIME_WIDTH = 19;
 constexpr size_t SENDER_WIDTH = 20;
-constexpr size_t TEXT_WIDTH = 34;
 
 // How the daemon's lines about a message that it could not send read, the best reason first.
 const char* const REASONS[] = {"returned CME error", "number '",    "does not contain",
@@ -42,15 +43,16 @@ struct sReadOptions {
     double timeoutS = FOR_EVER;
 };
 
-// ---- send
-
 // The daemons share one spool, so any of them will do.
 std::vector<int> requireAnyDaemon(const sPlaces& places) {
-    const std::vector<int> slots = runningSlots(places);
+    std::vector<int> slots = runningSlots(places);
     if (!slots.empty()) return slots;
     throw cFailure(eExitStatus::NO_DAEMON,
-                   "no daemon runs that could send it; start it first, cellslot doctor tells more");
+                   "no daemon runs, so no message goes or comes; start it first, cellslot doctor "
+                   "tells more");
 }
+
+// ---- send
 
 bool isRegistered(const sPlaces& places, int slot) {
     return statusValue(places, slot, "CREG_REGISTERED") == "1";
@@ -122,10 +124,14 @@ void send(sCliContext& context, const sSendOptions& options) {
 
 // ---- receive
 
-void printMessage(std::ostream& out, const sReceivedMessage& message) {
-    out << "File: " << printableLine(message.file) << "\nFrom: " << printableLine(message.from)
-        << "\nTime: " << printableLine(message.time) << "\n\n"
-        << printableText(message.text) << "\n";
+void showMessage(sCliContext& context, const sReceivedMessage& message, bool remove) {
+    context.out << "File: " << printableLine(message.file)
+                << "\nFrom: " << printableLine(message.from)
+                << "\nTime: " << printableLine(message.time) << "\n\n"
+                << printableText(message.text) << "\n"
+                << std::flush;
+    // What nobody saw is kept.
+    if (remove && context.out) deleteReceived(context.places, message.file);
 }
 
 void list(sCliContext& context) {
@@ -134,11 +140,14 @@ void list(sCliContext& context) {
         context.out << "no messages\n";
         return;
     }
+    const size_t numberWidth = std::to_string(messages.size()).size();
     size_t number = 0;
     for (const sReceivedMessage& message : messages) {
-        context.out << std::to_string(++number) << "  " << printableLine(message.time) << "  "
-                    << fitTo(printableLine(message.from), SENDER_WIDTH) << " "
-                    << fitTo(printableLine(message.text), TEXT_WIDTH) << "\n";
+        const std::string line = fitTo(std::to_string(++number), numberWidth) + "  " +
+                                 fitTo(printableLine(message.time), TIME_WIDTH) + "  " +
+                                 fitTo(printableLine(message.from), SENDER_WIDTH) + "  " +
+                                 printableLine(message.text);
+        context.out << cleanEndWhiteSpace(cutTo(line, SCREEN_WIDTH)) << "\n";
     }
 }
 
@@ -150,9 +159,7 @@ void read(sCliContext& context, const sReadOptions& options) {
     size_t number = 0;
     for (const sReceivedMessage& message : receivedMessages(context.places)) {
         if (!isMeant(message, ++number, options.file)) continue;
-        printMessage(context.out, message);
-        if (options.remove) deleteReceived(context.places, message.file);
-        return;
+        return showMessage(context, message, options.remove);
     }
     throw cFailure(eExitStatus::FAILED, options.file.empty()
                                             ? "there is no message"
@@ -161,6 +168,7 @@ void read(sCliContext& context, const sReadOptions& options) {
 }
 
 void wait(sCliContext& context, const sReadOptions& options) {
+    requireAnyDaemon(context.places);
     std::set<std::string> known;
     for (const sReceivedMessage& message : receivedMessages(context.places))
         known.insert(message.file);
@@ -175,8 +183,7 @@ void wait(sCliContext& context, const sReadOptions& options) {
     };
     if (!waitFor(options.timeoutS, hasCome))
         throw cFailure(eExitStatus::TIMED_OUT, "no message came in time");
-    printMessage(context.out, found);
-    if (options.remove) deleteReceived(context.places, found.file);
+    showMessage(context, found, options.remove);
 }
 
 // ---- command line
@@ -201,10 +208,16 @@ void addSend(CLI::App& sms, sCliContext& context) {
     command->callback([options, &context] { send(context, *options); });
 }
 
+void addList(CLI::App& sms, sCliContext& context) {
+    CLI::App* command = sms.add_subcommand("list", "List the received messages, oldest first.");
+    command->footer("Example:\n  cellslot sms list | grep +12025550123");
+    command->callback([&context] { list(context); });
+}
+
 void addRead(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("read", "Show a received message.");
     const auto options = std::make_shared<sReadOptions>();
-    command->add_option("FILE", options->file, "number or file of the list [the oldest]")
+    command->add_option("FILE", options->file, "its number in the list, or its file [the oldest]")
         ->type_name("");
     command->add_flag("-d,--delete", options->remove, "delete it when it was shown");
     command->footer("Example:\n  cellslot sms read --delete");
@@ -230,10 +243,10 @@ void addSmsCommand(CLI::App& app, sCliContext& context) {
     CLI::App* sms = app.add_subcommand("sms", "Send and read text messages.");
     sms->require_subcommand(1);
     addSend(*sms, context);
-    sms->add_subcommand("list", "List the received messages, oldest first.")->callback([&context] {
-        list(context);
-    });
+    addList(*sms, context);
     addRead(*sms, context);
     addWait(*sms, context);
-    sms->footer("All slots share the messages. They are deleted after a day.");
+    sms->footer(
+        "All slots share the messages. They are deleted after a day.\n"
+        "Example:\n  cellslot sms send +12025550123 'Pump 3 stopped'");
 }

@@ -140,7 +140,7 @@ std::string smsText(const std::string& written) {
 std::string putMessage(const sPlaces& places, const std::string& number, const std::string& text) {
     requireFolder(places.at(SPOOL));
     requireFolder(places.at(SEND));
-    const std::string name = newName();
+    std::string name = newName();
     // The daemon takes whatever it finds in the folder of messages to send, and nothing beside it.
     cDraftFile draft(places.at(SPOOL), MESSAGE_FILE_MODE);
     draft.write("TO=" + number + "\nMSG=" + text + "\n");
@@ -173,5 +173,6 @@ std::vector<sReceivedMessage> receivedMessages(const sPlaces& places) {
 
 void deleteReceived(const sPlaces& places, const std::string& file) {
     const std::string path = places.at(RECEIVED) + "/" + file;
-    if (unlink(path.c_str()) != 0) throw systemFailure("delete " + path, errno);
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
+    throw systemFailure("delete " + path, errno);
 }

@@ -37,6 +37,7 @@ struct sReceivedMessage {
 // The received messages, oldest first. What is no regular file is passed over.
 std::vector<sReceivedMessage> receivedMessages(const sPlaces& places);
 
+// No failure when somebody else took it away meanwhile.
 void deleteReceived(const sPlaces& places, const std::string& file);
 
 #endif

@@ -3,8 +3,8 @@
 #include <memory>
 #include <ostream>
 
-#include "cli/daemon_process.h"
 #include "cli/failure.h"
+#include "cli/slot_option.h"
 #include "cli/slot_report.h"
 #include "cli/status_json.h"
 #include "cli/status_metrics.h"
@@ -14,7 +14,7 @@
 namespace {
 
 struct sStatusOptions {
-    int slot = 0;  // 0: all
+    int slot = SLOT_NOT_GIVEN;
     bool json = false;
     bool metrics = false;
 };
@@ -59,7 +59,7 @@ void show(sCliContext& context, const sStatusOptions& options,
         context.out << statusJson(reports) << "\n";
     else if (options.metrics)
         context.out << statusMetrics(reports);
-    else if (options.slot != 0)
+    else if (options.slot != SLOT_NOT_GIVEN)
         printLines(context.out, slotScreen(reports.front()));
     else
         printLines(context.out, slotsScreen(reports));
@@ -67,7 +67,7 @@ void show(sCliContext& context, const sStatusOptions& options,
 
 void runStatus(sCliContext& context, const sStatusOptions& options) {
     const std::vector<int> slots =
-        options.slot != 0 ? std::vector<int>{options.slot} : findSlots(context.places);
+        options.slot != SLOT_NOT_GIVEN ? std::vector<int>{options.slot} : findSlots(context.places);
     if (slots.empty())
         throw cFailure(eExitStatus::NO_DAEMON,
                        "no slot has a daemon, a status file or a configuration; start one: "
@@ -79,7 +79,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
         reports.push_back(reportSlot(context.places, slot, moment));
     // For people a screen that says nothing but the failure is just in the way.
     const sSlotReport& first = reports.front();
-    if (options.slot != 0 && !first.isGood() && !options.json && !options.metrics)
+    if (options.slot != SLOT_NOT_GIVEN && !first.isGood() && !options.json && !options.metrics)
         throw cFailure(statusOfSlot(first), failureLine(first));
     show(context, options, reports);
     for (const sSlotReport& report : reports)
@@ -91,9 +91,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
 void addStatusCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sStatusOptions>();
     CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are.");
-    command->add_option("-p,--port", options->slot, "one slot in full; all in a table without it")
-        ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
-        ->type_name("1-3");
+    addSlotOption(*command, options->slot, "one slot in full; all in a table without it");
     CLI::Option* json = command->add_flag("--json", options->json, "for programs, as JSON");
     command->add_flag("--metrics", options->metrics, "for Prometheus, in its text format")
         ->excludes(json);

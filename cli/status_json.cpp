@@ -5,6 +5,7 @@
 #include "cli/diagnosis.h"
 #include "cli/display_text.h"
 #include "cli/plain_words.h"
+#include "cli/printable_text.h"
 #include "include/device_records.h"
 
 namespace {
@@ -29,7 +30,7 @@ tJson numberUnless(const sStatusRecord& record, const std::string& key, long lon
 // The daemon's words for "not known" are kept: a program may wait for them.
 tJson text(const sStatusRecord& record, const std::string& key) {
     const std::string value = record.text(key);
-    return value.empty() ? tJson(nullptr) : tJson(value);
+    return value.empty() ? tJson(nullptr) : tJson(printableLine(value));
 }
 
 tJson modemJson(const sStatusRecord& record) {
@@ -83,7 +84,7 @@ tJson signalJson(const sSignal& signal) {
 
 tJson sessionJson(const sSlotReport& report) {
     const sStatusRecord& record = report.file.record;
-    const bool isUp = record.text("QMI_STATE") == "CONNECTED";
+    const bool isUp = report.isConnected();
     return {{"connected", isUp},
             {"seconds", isUp ? orNull(record.number("QMI_CALL_TIME")) : tJson(nullptr)},
             {"interface", text(record, "NETWORK_INTERFACE")},

@@ -80,9 +80,9 @@ const sFamily FAMILIES[] = {
     {"cellslot_network_info", "gauge", "The serving network, in labels; always 1.", true,
      [](tSlot) { return flag(true); }, networkLabels},
     {"cellslot_session_connected", "gauge", "Whether the data session is up.", true,
-     [](tSlot s) { return flag(s.report.daemonRuns && textIs(s, "QMI_STATE", "CONNECTED")); }, nullptr},
+     [](tSlot s) { return flag(s.report.isConnected()); }, nullptr},
     {"cellslot_session_duration_seconds", "gauge", "Time that the data session has been up; 0 while it is down.", true,
-     [](tSlot s) { return textIs(s, "QMI_STATE", "CONNECTED") ? recordNumber(s, "QMI_CALL_TIME") : flag(false); }, nullptr},
+     [](tSlot s) { return s.report.isConnected() ? recordNumber(s, "QMI_CALL_TIME") : flag(false); }, nullptr},
     {"cellslot_session_last_error_code", "gauge", "Number of the last error of a session start; 0 for none.", true,
      [](tSlot s) { return recordNumber(s, "LAST_CONNECT_ERROR_E"); }, nullptr},
     {"cellslot_network_registered", "gauge", "Whether the modem is registered in a network.", true,
@@ -140,6 +140,7 @@ std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& s
 
 std::string statusMetrics(const std::vector<sSlotReport>& reports) {
     std::vector<sSlotMetrics> slots;
+    slots.reserve(reports.size());
     for (const sSlotReport& report : reports)
         slots.push_back({report, readSignal(report.file.record)});
     std::string text;

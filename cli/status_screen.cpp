@@ -18,14 +18,6 @@ bool isKnown(const std::string& text) {
            text.find_first_not_of('0') != std::string::npos;
 }
 
-// The parts that are not empty.
-std::string joined(const std::vector<std::string>& parts, const std::string& separator = ", ") {
-    std::string text;
-    for (const std::string& part : parts)
-        if (!part.empty()) text += (text.empty() ? "" : separator) + part;
-    return text;
-}
-
 std::string labelled(const std::string& label, const std::string& value) {
     return isKnown(value) ? label + printableLine(value) : "";
 }
@@ -58,9 +50,10 @@ std::string simText(const sStatusRecord& record) {
                    labelled("number ", record.text("MDN"))});
 }
 
-std::string technologyText(const sStatusRecord& record) {
-    return joined(
-        {labelled("", record.text("SERVICE_TYPE")), labelled("band ", record.text("BAND"))}, " ");
+// "LTE band 4", with another word "LTE B4".
+std::string technologyText(const sStatusRecord& record, const char* band = "band ") {
+    return joined({labelled("", record.text("SERVICE_TYPE")), labelled(band, record.text("BAND"))},
+                  " ");
 }
 
 std::string networkText(const sStatusRecord& record) {
@@ -89,7 +82,7 @@ std::string sessionText(const sSlotReport& report) {
     const sStatusRecord& record = report.file.record;
     const std::string apn = labelled("APN ", record.text("SIM_APN_CURRENT"));
     const std::string interface = printableLine(record.text("NETWORK_INTERFACE"));
-    if (record.text("QMI_STATE") != "CONNECTED") return joined({"down", apn, interface});
+    if (!report.saysConnected()) return joined({"down", apn, interface});
     const std::string time = durationText(record.number("QMI_CALL_TIME").value_or(0));
     const bool isNow = report.daemonRuns && !report.isStale();
     const std::string addresses = joined(report.addresses);
@@ -155,8 +148,10 @@ struct sColumn {
 };
 
 // With two blanks between them they fill the screen.
+constexpr size_t NETWORK_WIDTH = 18;
 const sColumn COLUMNS[] = {
-    {"SLOT", 4}, {"STATE", 13}, {"SIM", 11}, {"NETWORK", 19}, {"SIGNAL", 12}, {"AGE", 10},
+    {"SLOT", 4},    {"STATE", 13}, {"SIM", 11}, {"NETWORK", NETWORK_WIDTH},
+    {"SIGNAL", 12}, {"AGE", 11},
 };
 
 std::string tableLine(const std::vector<std::string>& cells) {
@@ -170,7 +165,15 @@ std::string shortNetwork(const sStatusRecord& record) {
     const std::string registration = record.text("CREG_ABR");
     if (!isKnown(registration)) return "not known";
     if (record.text("CREG_REGISTERED") != "1") return stringLower(printableLine(registration));
-    return joined({labelled("", record.text("CARRIER")), technologyText(record)});
+    const std::string technology = technologyText(record, "B");
+    const size_t taken = displayWidth(technology) + 2;
+    const std::string carrier = labelled("", record.text("CARRIER"));
+    return joined({taken < NETWORK_WIDTH ? cutTo(carrier, NETWORK_WIDTH - taken) : "", technology});
+}
+
+std::string shortAge(const sSlotReport& report) {
+    if (!report.ageS) return "-";
+    return *report.ageS < 0 ? "future" : durationText(*report.ageS);
 }
 
 std::string shortSignal(const sSignal& signal) {
@@ -184,7 +187,7 @@ std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
     const sStatusRecord& record = report.file.record;
     return tableLine({slot, stateWord(diagnosis.state),
                       stringLower(simWord(record.text("SIM_STATUS"))), shortNetwork(record),
-                      shortSignal(diagnosis.signal), ageText(report)});
+                      shortSignal(diagnosis.signal), shortAge(report)});
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 
 // The status for people, in lines of at most SCREEN_WIDTH columns, without line ends. What is wrong
 // stands first.
-constexpr size_t SCREEN_WIDTH = 79;  // no terminal wraps yet
 
 using tLines = std::vector<std::string>;
 

@@ -3,8 +3,27 @@
 #include <cerrno>
 #include <cstring>
 
+namespace {
+
+struct sRow {
+    int error;
+    eExitStatus status;
+    const char* mend;
+};
+
+const sRow ROWS[] = {
+    {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
+    {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
+    {ENOSPC, eExitStatus::FAILED, "; make room there"},
+    {EROFS, eExitStatus::FAILED, "; mount it writable"},
+    {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status tells more"},
+};
+
+}  // namespace
+
 cFailure systemFailure(const std::string& cannot, int error) {
     const std::string line = "cannot " + cannot + ": " + strerror(error);
-    if (error != EACCES && error != EPERM) return {eExitStatus::FAILED, line};
-    return {eExitStatus::NOT_PERMITTED, line + "; run it as root, with sudo for instance"};
+    for (const sRow& row : ROWS)
+        if (row.error == error) return {row.status, line + row.mend};
+    return {eExitStatus::FAILED, line};
 }

@@ -6,7 +6,7 @@
 #include "cli/failure.h"
 
 // The failure for a system call that failed with an errno: what could not be done, why, and, where
-// rights are missing, what to do.
+// it is known, what to do.
 cFailure systemFailure(const std::string& cannot, int error);
 
 #endif

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -28,24 +29,55 @@ constexpr int QUIT_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 volatile sig_atomic_t g_quit = 0;
 volatile sig_atomic_t g_resized = 0;
 
-void onQuit(int) {
-    g_quit = 1;
+termios g_before{};  // how the caller's terminal was
+
+// The first is noted. A second one comes while the terminal takes nothing any more: then all that
+// is left is to leave it usable.
+void onQuit(int number) {
+    if (g_quit == 0) {
+        g_quit = 1;
+        return;
+    }
+    tcsetattr(STDIN_FILENO, TCSANOW, &g_before);
+    signal(number, SIG_DFL);
+    raise(number);
 }
 
 void onResize(int) {
     g_resized = 1;
 }
 
-// Only while the terminal is waited for do the signals come through, so that none is missed.
 void installHandler(int number, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
     sigaction(number, &action, nullptr);
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, number);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
 }
+
+// While one lives the signals come through in a wait for input only, so that none comes between the
+// look at what they left and the wait.
+class cHeldSignals {
+  public:
+    cHeldSignals() {
+        sigset_t set;
+        sigemptyset(&set);
+        sigaddset(&set, SIGWINCH);
+        for (const int number : QUIT_SIGNALS)
+            sigaddset(&set, number);
+        sigprocmask(SIG_BLOCK, &set, &m_before);
+    }
+    ~cHeldSignals() { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
+    cHeldSignals(const cHeldSignals&) = delete;
+    cHeldSignals& operator=(const cHeldSignals&) = delete;
+
+    int waitForInput(int milliseconds) const {
+        pollfd input = {STDIN_FILENO, POLLIN, 0};
+        const timespec limit = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
+        return ppoll(&input, 1, &limit, &m_before);
+    }
+
+  private:
+    sigset_t m_before{};
+};
 
 std::string environment(const char* name) {
     const char* value = getenv(name);
@@ -88,7 +120,7 @@ size_t numberOr(size_t reported, const char* variable, size_t otherwise) {
 
 cTerminal::cTerminal(std::ostream& out) : m_out(out) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0 ||
-        tcgetattr(STDIN_FILENO, &m_before) != 0)
+        tcgetattr(STDIN_FILENO, &g_before) != 0)
         throw cFailure(eExitStatus::FAILED,
                        "watch needs a terminal; for scripts there is cellslot status");
     const std::string type = environment("TERM");
@@ -98,7 +130,7 @@ cTerminal::cTerminal(std::ostream& out) : m_out(out) {
     for (const int number : QUIT_SIGNALS)
         installHandler(number, onQuit);
     installHandler(SIGWINCH, onResize);
-    termios live = m_before;
+    termios live = g_before;
     live.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     live.c_cc[VMIN] = 0;
     live.c_cc[VTIME] = 0;
@@ -109,15 +141,13 @@ cTerminal::cTerminal(std::ostream& out) : m_out(out) {
 
 cTerminal::~cTerminal() {
     m_out << (m_isPlain ? "\n" : FORMER_SCREEN) << std::flush;
-    tcsetattr(STDIN_FILENO, TCSAFLUSH, &m_before);
+    tcsetattr(STDIN_FILENO, TCSAFLUSH, &g_before);
 }
 
 cTerminal::eEvent cTerminal::wait(int milliseconds) {
-    sigset_t none;
-    sigemptyset(&none);
-    pollfd input = {STDIN_FILENO, POLLIN, 0};
-    const timespec limit = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
-    const int ready = ppoll(&input, 1, &limit, &none);
+    const cHeldSignals signals;
+    const bool isNoted = g_quit != 0 || g_resized != 0;
+    const int ready = isNoted ? 0 : signals.waitForInput(milliseconds);
     if (g_quit != 0) return eEvent::QUIT;
     if (g_resized != 0) {
         g_resized = 0;

@@ -1,8 +1,6 @@
 #ifndef CLI_TERMINAL_H
 #define CLI_TERMINAL_H
 
-#include <termios.h>
-
 #include <iosfwd>
 #include <string>
 
@@ -34,7 +32,6 @@ class cTerminal {
     void writeLine(const std::string& line);
 
     std::ostream& m_out;
-    termios m_before{};
     bool m_isPlain;  // a serial console: no more than cursor home and clear
     bool m_isColour;
     tLines m_shown;

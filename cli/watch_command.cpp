@@ -4,7 +4,7 @@
 #include <ctime>
 #include <memory>
 
-#include "cli/daemon_process.h"
+#include "cli/slot_option.h"
 #include "cli/terminal.h"
 #include "cli/watch_screen.h"
 
@@ -13,7 +13,7 @@ namespace {
 using tClock = std::chrono::steady_clock;
 
 struct sWatchOptions {
-    int slot = 0;  // 0: all
+    int slot = SLOT_NOT_GIVEN;
     unsigned intervalS = 2;
 };
 
@@ -26,7 +26,7 @@ struct sWatch {
 void look(const sPlaces& places, int wanted, sWatch& watch) {
     watch.moment = currentMoment();
     watch.reports.clear();
-    for (const int slot : wanted != 0 ? std::vector<int>{wanted} : findSlots(places)) {
+    for (const int slot : wanted != SLOT_NOT_GIVEN ? std::vector<int>{wanted} : findSlots(places)) {
         watch.reports.push_back(reportSlot(places, slot, watch.moment));
         const sSlotReport& report = watch.reports.back();
         const bool isLive = report.isGood() && report.daemonRuns && !report.isStale();
@@ -77,9 +77,7 @@ void addWatchCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sWatchOptions>();
     CLI::App* command =
         app.add_subcommand("watch", "Show the status live, with a graph of the signal.");
-    command->add_option("-p,--port", options->slot, "one slot in full; all without it")
-        ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
-        ->type_name("1-3");
+    addSlotOption(*command, options->slot, "one slot in full; all without it");
     command->add_option("--interval", options->intervalS, "seconds between two looks (2)")
         ->check(CLI::Range(1, 3600).description(""))
         ->type_name("S");

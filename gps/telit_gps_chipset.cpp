@@ -1,5 +1,4 @@
 #include "atcmd/command.h"
-#include "device/at_transaction.h"
 #include "gps/gps_commands.h"
 #include "gps/telit_gps.h"
 #include "include/debug.h"
@@ -26,12 +25,10 @@ eGeneralErrors cTelitGps::getGpsChipset(int port) {
     m_chipset.clear();
     for (int query = 1; query <= CHIPSET_QUERIES; ++query) {
         std::string response;
-        ePortReturn result = sendAtCommand(port, AT_GPS_CHIPSET, response, CHIPSET_QUERY_TIMEOUT_S);
+        const ePortReturn result =
+            queryModemCmx(port, AT_GPS_CHIPSET, response, CHIPSET_QUERY_TIMEOUT_S);
         if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
-        if (result != ePORT_OK) {
-            parseCMXerror(result, response);
-            return eERROR_DEVICE_RESPONSE_ERROR;
-        }
+        if (result != ePORT_OK) return eERROR_DEVICE_RESPONSE_ERROR;
         const std::string chipset = chipsetOf(response);
         if (!chipset.empty()) {
             noteChipset(chipset, query);
@@ -57,16 +54,12 @@ void cTelitGps::noteChipset(const std::string& chipset, int queries) {
 
 ePortReturn cTelitGps::gpsEnable(int port) {
     trace(__func__);
-    ePortReturn result = ePORT_OK;
-    std::string response;
     for (const sGpsEnableStep& step : GPS_ENABLE_STEPS) {
-        result = sendAtCommand(port, step.command, response, ENABLE_TIMEOUT_S);
+        const ePortReturn result = tellModem(port, step.command, ENABLE_TIMEOUT_S);
         if (result == ePORT_OK) continue;
         debug(eLOG_NOTICE, m_debugMask, "%s(): Enable GPS '%s' failed", __func__, step.name);
-        break;
+        return result;
     }
-    if (result == ePORT_OK)
-        debug(eLOG_NOTICE, m_debugMask, "%s(): Success enabling GPS chipset", __func__);
-    parseCMXerror(result, response);
-    return result;
+    debug(eLOG_NOTICE, m_debugMask, "%s(): Success enabling GPS chipset", __func__);
+    return ePORT_OK;
 }

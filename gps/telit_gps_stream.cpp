@@ -43,10 +43,10 @@ eGeneralErrors cTelitGps::startGpsStream() {
     trace(__func__);
     m_streamOn = false;
     std::string response;
-    ePortReturn result = sendAtCommand(m_port, AT_GPS_START_STREAM, response, START_TIMEOUT_S);
+    const ePortReturn result =
+        queryModemCmx(m_port, AT_GPS_START_STREAM, response, START_TIMEOUT_S);
     // No final result follows "CONNECT", so silence behind it is the normal case.
     if (result != ePORT_OK && result != ePORT_NO_FINAL_RESULT) {
-        parseCMXerror(result, response);
         setSkvsStream(eSKVS_STREAM_NOT_STARTED);
         debug(eLOG_NOTICE, m_debugMask, "%s(): Start GPS stream failed", __func__);
         return eERROR_DEVICE_GPS_START_STREAM_FAILURE;

@@ -44,6 +44,11 @@ extern uint64_t g_i_debugMode;
 unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+// A notice that is a text as it stands.
+inline void notice(const char* text) {
+    debug(eLOG_NOTICE, g_i_debugMode, "%s", text);
+}
+
 // The line every operation begins with.
 inline void traceEntry(uint64_t category, const char* function) {
     debug(category, g_i_debugMode, "Entering %s()", function);

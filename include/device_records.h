@@ -16,6 +16,14 @@
 constexpr int TEMPERATURE_UNKNOWN_C = -999;
 constexpr int ATTEMPTS_UNKNOWN = 255;
 constexpr int SIGNAL_UNKNOWN = 99;  // +CSQ, 3GPP TS 27.007 section 8.5
+constexpr const char* NAME_UNKNOWN = "Unknown";
+constexpr const char* FIRMWARE_VERSION_UNKNOWN = "00.00.00";
+constexpr const char* CFG_VERSION_UNKNOWN = "-1";
+constexpr const char* IMEI_UNKNOWN = "000000000000000";
+constexpr const char* OWN_NUMBER_UNKNOWN = "0000000000";
+constexpr const char* IMSI_UNKNOWN = "000000000000000";
+constexpr const char* ICCID_UNKNOWN = "0000000000000000000000";
+constexpr const char* PLMN_UNKNOWN = "000000";
 
 // No text of the modem is stored longer than this.
 constexpr size_t MODEM_TEXT_MAX = 256;
@@ -53,20 +61,20 @@ constexpr size_t PDP_DYNAMIC_USED = 5;
 
 struct sModemInfo {
     // Static identity: what one modem keeps for as long as it runs.
-    std::string s_manufacturer = "Unknown";
+    std::string s_manufacturer = NAME_UNKNOWN;
     bool b_manufacturer_is_telit = false;
     eTelitModel e_model = eTELIT_MODEL_UNKNOWN;
-    std::string s_model = "Unknown";
+    std::string s_model = NAME_UNKNOWN;
     unsigned i_supported_net_bits = 0;  // NET_BIT_...
-    std::string s_serial_number = "000000000000000";
-    std::string s_imei = "000000000000000";
-    std::string s_firmware_version = "00.00.00";
-    std::string s_firmware_cfg_version = "-1";
-    std::string s_hardware = "Unknown";
+    std::string s_serial_number = IMEI_UNKNOWN;
+    std::string s_imei = IMEI_UNKNOWN;
+    std::string s_firmware_version = FIRMWARE_VERSION_UNKNOWN;
+    std::string s_firmware_cfg_version = CFG_VERSION_UNKNOWN;
+    std::string s_hardware = NAME_UNKNOWN;
     bool b_dual_firmware = false;
     int i_firmware_slot = eFIRMWARE_SLOT_AUTO;  // -1 not known, 0 or 1
     eFirmwareCarrier e_firmware_carrier = eFIRMWARE_CARRIER_UNKNOWN;
-    std::string s_firmware_carrier = "Unknown";
+    std::string s_firmware_carrier = NAME_UNKNOWN;
     bool b_verizon_firmware = false;
     std::string s_supported_3g_bands;
     uint32_t i_supported_3g_mask = 0;  // bit n: UMTS band number n of #BND
@@ -75,13 +83,13 @@ struct sModemInfo {
 
     // Variable: read again and again.
     std::string s_own_number_name;
-    std::string s_own_number = "0000000000";
+    std::string s_own_number = OWN_NUMBER_UNKNOWN;
     uint16_t i_own_number_type = 0;
     int i_temperature_c = TEMPERATURE_UNKNOWN_C;
     eTempLevel e_temp_level = eTEMP_LEVEL_UNKNOWN;
-    std::string s_temp_level = "Unknown";
+    std::string s_temp_level = NAME_UNKNOWN;
     int i_net_pref = 0;  // +WS46 value, 0 not known
-    std::string s_net_pref = "Unknown";
+    std::string s_net_pref = NAME_UNKNOWN;
     bool b_firmware_sim_mismatch = false;
     std::array<sContextList, CONTEXT_LIST_MAX> context_list;
     size_t i_context_count = 0;
@@ -118,9 +126,9 @@ struct sNetworkInfo {
     std::string s_reg_area;
     std::string s_reg_cell;
     std::string s_reg_access_tech;
-    std::string s_registration = "Unknown";
-    std::string s_registration_short = "Unknown";
-    std::string s_previous_registration = "Unknown";
+    std::string s_registration = NAME_UNKNOWN;
+    std::string s_registration_short = NAME_UNKNOWN;
+    std::string s_previous_registration = NAME_UNKNOWN;
     bool b_registered = false;  // home or roaming
     bool b_ims_registered = false;
 
@@ -170,7 +178,7 @@ struct sNetworkInfo {
 
     // +COPS
     int i_cops_mode = -1;
-    std::string s_operator = "Unknown";
+    std::string s_operator = NAME_UNKNOWN;
     eCOPS_ACCESS_TECH e_cops_act = eCOPS_ACT_UNKNOWN;
     std::string s_cops_act = "UNKNOWN";
 
@@ -185,14 +193,14 @@ struct sSimInfo {
     int8_t i_qss_mode = -1;
     int i_lock_class = eSIM_LOCK_UNKNOWN;  // the SIM state: an eSimLock, or any other class
     int i_lock_code = 255;
-    std::string s_status = "Unknown";
+    std::string s_status = NAME_UNKNOWN;
     uint8_t i_pin_attempts = ATTEMPTS_UNKNOWN;
     uint8_t i_puk_attempts = ATTEMPTS_UNKNOWN;
     bool b_attempts_read = false;  // the SIM told them; otherwise they are only assumed
-    std::string s_imsi = "000000000000000";
-    std::string s_iccid = "0000000000000000000000";
-    std::string s_home_plmn = "000000";
-    std::string s_carrier = "Unknown";
+    std::string s_imsi = IMSI_UNKNOWN;
+    std::string s_iccid = ICCID_UNKNOWN;
+    std::string s_home_plmn = PLMN_UNKNOWN;
+    std::string s_carrier = NAME_UNKNOWN;
     int i_pin_lock_enabled = -1;  // -1 not known, 0 no, 1 yes
     bool b_verizon = false;
 
@@ -208,8 +216,8 @@ struct sDeviceInfo {
     sModemInfo modem;
     sNetworkInfo network;
     sSimInfo sim;
-    std::string s_connection_status = "Unknown";  // or "CONNECTED", "DISCONNECTED"
-    std::string s_ipv4_address;                   // of the configured context
+    std::string s_connection_status = NAME_UNKNOWN;  // or "CONNECTED", "DISCONNECTED"
+    std::string s_ipv4_address;                      // of the configured context
     eGeneralErrors e_last_connect_error = eSUCCESS;
     bool b_shutting_down = false;
 };

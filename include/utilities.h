@@ -50,6 +50,10 @@ std::string formatConnectTime(const int& seconds);
 // MD5 (RFC 1321) as 32 lower-case hexadecimal digits.
 std::string getMd5(const std::string& text);
 
+// Whether a text can name a network interface. It stands in shell commands, where a dash in front
+// would make an option of it, and in paths.
+bool isInterfaceName(const std::string& name);
+
 // Removes control characters, so that a text from outside cannot forge a line; each becomes a
 // blank.
 std::string blankControlCharacters(const std::string& text);

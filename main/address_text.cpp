@@ -30,14 +30,10 @@ bool isIPv4(const std::string& text) {
     return inet_addr(text.c_str()) != INADDR_NONE;
 }
 
+// With its leading zeros: they go when the address is compressed.
 std::string ipv6Group(int high, int low) {
-    if (high == 0 && low == 0) return "0";
     char text[32];
-    if (high == 0)
-        snprintf(text, sizeof text, "%02x", static_cast<unsigned>(low));
-    else
-        snprintf(text, sizeof text, "%x%02x", static_cast<unsigned>(high),
-                 static_cast<unsigned>(low));
+    snprintf(text, sizeof text, "%x%02x", static_cast<unsigned>(high), static_cast<unsigned>(low));
     return text;
 }
 

@@ -5,7 +5,7 @@ void resetDeviceInfo(sDeviceInfo& device, bool full) {
     resetModemVariableInfo(device.modem);
     resetSimInfo(device.sim);
     device.network = sNetworkInfo{};
-    device.s_connection_status = "Unknown";
+    device.s_connection_status = NAME_UNKNOWN;
     device.s_ipv4_address.clear();
 }
 

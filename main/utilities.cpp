@@ -16,6 +16,10 @@
 
 namespace {
 
+constexpr size_t INTERFACE_NAME_MAX = 15;
+constexpr const char* INTERFACE_CHARACTERS =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_.:@-";
+
 bool isFolder(const std::string& path) {
     struct stat info;
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
@@ -88,6 +92,11 @@ std::string getMd5(const std::string& text) {
         hex += digits;
     }
     return hex;
+}
+
+bool isInterfaceName(const std::string& name) {
+    return !name.empty() && name.size() <= INTERFACE_NAME_MAX && name != "." && name != ".." &&
+           name.front() != '-' && name.find_first_not_of(INTERFACE_CHARACTERS) == std::string::npos;
 }
 
 std::string blankControlCharacters(const std::string& text) {

@@ -6,7 +6,8 @@ set -euo pipefail
 
 readonly CALLED_IN=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
-readonly BUILD=$PWD/build/bench
+readonly BUILD=$PWD/build/release  # what is measured is what ships
+readonly BENCH=$PWD/build/bench
 readonly JOBS=2
 
 usage() {
@@ -27,18 +28,18 @@ build() { # TARGET...
 
 inNamespace() {
     CELLSLOT_BIN=$BUILD/bin CELLSLOT_HOST=$PWD/host \
-        scripts/private_namespace.sh --keep "$BUILD" "$@"
+        scripts/private_namespace.sh --keep "$PWD/build" "$@"
 }
 
 # instructions [--renew]
 instructions() {
     build fixed_workloads
-    scripts/private_namespace.sh --keep "$BUILD" python3 bench/instruction_guard.py \
+    scripts/private_namespace.sh --keep "$PWD/build" python3 bench/instruction_guard.py \
         --bin "$BUILD/bin" "$@"
 }
 
 measure() { # OUT QUICK(yes/no)
-    local out=$1 results=$BUILD/raw shortest=0.2 processOptions=()
+    local out=$1 results=$BENCH/raw shortest=0.2 processOptions=()
     if [[ $2 == yes ]]; then
         shortest=0.05
         processOptions=(--quick)
@@ -53,7 +54,7 @@ measure() { # OUT QUICK(yes/no)
 }
 
 main() {
-    local out=$BUILD/results quick=no
+    local out=$BENCH/results quick=no
     while (($#)); do
         case $1 in
         --quick) quick=yes ;;

@@ -2,22 +2,9 @@
 
 #include <cctype>
 
+#include "platform/include/text_helpers.h"
+
 namespace {
-
-bool isDigits(const std::string& text) {
-    if (text.empty()) return false;
-    for (const char letter : text) {
-        if (std::isdigit(static_cast<unsigned char>(letter)) == 0) return false;
-    }
-    return true;
-}
-
-std::string upper(std::string text) {
-    for (char& letter : text) {
-        letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-    }
-    return text;
-}
 
 std::string trimmed(const std::string& text) {
     const size_t first = text.find_first_not_of(' ');
@@ -56,7 +43,7 @@ sCommand parseExtended(const std::string& text) {
     sCommand command;
     command.text = text;
     const size_t end = nameEnd(text);
-    command.name = upper(text.substr(0, end));
+    command.name = stringUpper(text.substr(0, end));
     const std::string rest = text.substr(end);
     if (end == 1) throw cMalformed("no command name");
     if (rest.empty()) return command;
@@ -84,7 +71,7 @@ void parseBasic(const std::string& text, std::vector<sCommand>& commands) {
             std::isalpha(static_cast<unsigned char>(text[position])) == 0) {
             throw cMalformed("not a command");
         }
-        command.name = upper(text.substr(start, ++position - start));
+        command.name = stringUpper(text.substr(start, ++position - start));
         const size_t number = position;
         while (position < text.size() &&
                std::isdigit(static_cast<unsigned char>(text[position])) != 0) {
@@ -139,7 +126,7 @@ const std::string& cArguments::quotedText(size_t index) const {
 int64_t cArguments::number(size_t index, int64_t least, int64_t most) const {
     const sArgument& argument = at(index);
     const std::string what = "argument " + std::to_string(index + 1);
-    if (argument.quoted || !isDigits(argument.text) || argument.text.size() > 18) {
+    if (argument.quoted || !isStringNumeric(argument.text) || argument.text.size() > 18) {
         throw cMalformed(what + " is not a number");
     }
     const int64_t value = std::stoll(argument.text);
@@ -152,7 +139,7 @@ int64_t cArguments::numberOr(size_t index, int64_t fallback, int64_t least, int6
 }
 
 std::vector<sCommand> parseCommandLine(const std::string& line) {
-    if (upper(line.substr(0, 2)) != "AT") throw cMalformed("does not begin with AT");
+    if (stringUpper(line.substr(0, 2)) != "AT") throw cMalformed("does not begin with AT");
     std::vector<sCommand> commands;
     const std::string body = line.substr(2);
     if (trimmed(body).empty()) return commands;

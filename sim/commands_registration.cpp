@@ -182,7 +182,7 @@ sReply selectManually(sCall& call, int64_t mode) {
     const int64_t format = call.args().number(1, 0, 2);
     const std::string text = call.args().quotedText(2);
     call.args().numberOr(3, 0, 0, 7);
-    if (format == 2 && !allDigits(text)) throw cMalformed("a PLMN is all digits");
+    if (format == 2 && !isStringNumeric(text)) throw cMalformed("a PLMN is all digits");
     if (const int obstacle = simObstacle(state)) return answerCme(obstacle);
     state.copsMode = static_cast<int>(mode);
     state.copsFormat = static_cast<int>(format);

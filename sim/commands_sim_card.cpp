@@ -6,13 +6,13 @@
 namespace {
 
 void requirePin(const std::string& pin) {
-    if (!allDigits(pin) || pin.size() < 4 || pin.size() > 8) {
+    if (!isStringNumeric(pin) || pin.size() < 4 || pin.size() > 8) {
         throw cMalformed("a PIN has 4 to 8 digits");
     }
 }
 
 void requirePuk(const std::string& puk) {
-    if (!allDigits(puk) || puk.size() != 8) throw cMalformed("a PUK has 8 digits");
+    if (!isStringNumeric(puk) || puk.size() != 8) throw cMalformed("a PUK has 8 digits");
 }
 
 // Counts an attempt with a PIN; 0 when it was right, else the error to answer.

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
-
 const std::map<std::string, eFaultKind> KINDS = {
     {"silence", eFAULT_SILENCE}, {"error", eFAULT_ERROR},   {"cme", eFAULT_CME},
     {"cms", eFAULT_CMS},         {"answer", eFAULT_ANSWER}, {"raw", eFAULT_RAW},

@@ -1,10 +1,14 @@
 #ifndef SIM_JSON_READER_H
 #define SIM_JSON_READER_H
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
 #include <vector>
+
+// The longest time that an order or a scenario may give.
+constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
 
 // Reads the keys of one JSON object and knows which were asked for, so that finish() can refuse
 // the others: a typing error in a scenario is an error and not a default. Every failure is a

@@ -39,8 +39,3 @@ void cPacedOutput::clear() {
     m_portions.clear();
     m_size = 0;
 }
-
-std::optional<uint64_t> cPacedOutput::nextDueMs() const {
-    if (m_portions.empty()) return std::nullopt;
-    return m_portions.front().dueMs;
-}

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <optional>
 #include <string>
 
 // Bytes on their way to the host: each portion has the time it is due, and the line passes only so
@@ -18,8 +17,6 @@ class cPacedOutput {
     void add(uint64_t dueMs, const std::string& bytes);
     std::string take(uint64_t nowMs);
     void clear();
-    // When the next portion becomes due.
-    std::optional<uint64_t> nextDueMs() const;
 
   private:
     struct sPortion {

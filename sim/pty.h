@@ -24,7 +24,6 @@ class cPty {
     std::string receive();
     // What the terminal cannot take now is kept for the next call.
     void send(const std::string& bytes);
-    bool sendPending() const { return !m_unsent.empty(); }
 
   private:
     void makeLink(const std::string& target);

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
-
 void readModel(cJsonReader& reader, sSimState& state) {
     if (!reader.has("model")) return;
     const std::string name = reader.requiredText("model");
@@ -373,7 +371,7 @@ void readLiveSections(cJsonReader& reader, sSimState& state) {
 
 uint32_t readPace(const std::string& text, const std::string& where) {
     if (text == "instant") return 0;
-    if (!allDigits(text) || text.size() > 9 || std::stoul(text) < 10) {
+    if (!isStringNumeric(text) || text.size() > 9 || std::stoul(text) < 10) {
         throw std::invalid_argument(where + " is neither 'instant' nor a number of bits a second");
     }
     return static_cast<uint32_t>(std::stoul(text));

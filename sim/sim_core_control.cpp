@@ -11,8 +11,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
-
 cJsonReader orderReader(const json& request) {
     cJsonReader reader(request, "order");
     reader.value("op");

@@ -38,7 +38,8 @@ tBytes semiOctets(const std::string& digits) {
 }
 
 bool isNumber(const std::string& text) {
-    return allDigits(text) || (text.size() > 1 && text[0] == '+' && allDigits(text.substr(1)));
+    return isStringNumeric(text) ||
+           (text.size() > 1 && text[0] == '+' && isStringNumeric(text.substr(1)));
 }
 
 std::string digitsOf(const std::string& number) {

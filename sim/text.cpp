@@ -34,24 +34,8 @@ std::string joined(const std::vector<std::string>& pieces, const std::string& se
     return text;
 }
 
-bool allDigits(const std::string& text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-}
-
 std::string inQuotes(const std::string& text) {
     return "\"" + text + "\"";
-}
-
-std::vector<std::string> splitText(const std::string& text, char separator) {
-    std::vector<std::string> pieces(1);
-    for (const char letter : text) {
-        if (letter == separator) {
-            pieces.emplace_back();
-        } else {
-            pieces.back() += letter;
-        }
-    }
-    return pieces;
 }
 
 std::string toHex(const std::vector<uint8_t>& bytes) {

@@ -10,10 +10,7 @@
 // A number in decimal with leading zeros.
 std::string padded(int64_t number, size_t digits);
 std::string joined(const std::vector<std::string>& pieces, const std::string& separator);
-bool allDigits(const std::string& text);
 std::string inQuotes(const std::string& text);
-// Pieces between separators, empty ones included.
-std::vector<std::string> splitText(const std::string& text, char separator);
 
 // Upper-case hexadecimal.
 std::string toHex(const std::vector<uint8_t>& bytes);

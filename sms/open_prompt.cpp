@@ -23,7 +23,6 @@ std::string markerPath(const std::string& root) {
 }  // namespace
 
 void markPrompt() {
-    g_promptState.mayBeOpen = true;
     if (!isSpoolRoot(g_s_root_sms_path)) return;
     constexpr int FLAGS = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const int handle = open(markerPath(g_s_root_sms_path).c_str(), FLAGS, 0600);

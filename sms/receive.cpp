@@ -78,15 +78,14 @@ void logListError(const std::string& command, ePortReturn error) {
 ePortReturn listMessages(int port, e3gppType type, const std::string& command, tSmsQueue& queue,
                          bool& cutOff) {
     std::string response;
-    ePortReturn result = queryModem(port, command, response, LIST_TIMEOUT_S);
+    const ePortReturn result = queryModemCmx(port, command, response, LIST_TIMEOUT_S);
     cutOff = result != ePORT_OK && response.find(LIST_PREFIX) != std::string::npos;
     if (result == ePORT_NO_FINAL_RESULT) {
         debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' TIMEOUT", command.c_str());
     } else if (result == ePORT_ERROR) {
         debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' reported ERROR",
               command.c_str());
-    } else if (result == ePORT_CMX_ERROR) {
-        parseCMXerror(result, response);
+    } else if (result != ePORT_OK) {
         logListError(command, result);
     } else {
         g_receiveState.errorLogged = false;

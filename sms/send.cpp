@@ -244,19 +244,17 @@ ePortReturn talkAtPrompt(int port, const char* function, const std::string& argu
                          const std::string& text) {
     const std::string command = commandText(eAT_CMD_CMGS_SET, arguments);
     std::string response;
-    ePortReturn result = queryModem(port, command, response, PROMPT_TIMEOUT_S);
+    ePortReturn result = queryModemCmx(port, command, response, PROMPT_TIMEOUT_S);
     if (result == ePORT_ERROR) return result;
-    if (result == ePORT_CMX_ERROR) {
-        parseCMXerror(result, response);
+    if (result >= ePORT_CMX_ERROR) {
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command %s returned CME error %d (%s)",
               function, command.c_str(), result, mapText(CMEE_Map, result).c_str());
         return result;
     }
-    result = queryModem(port, text + CTRL_Z, response, SEND_TIMEOUT_S);
+    result = queryModemCmx(port, text + CTRL_Z, response, SEND_TIMEOUT_S);
     if (result == ePORT_NO_FINAL_RESULT) {
         abortPrompt(port);
-    } else if (result == ePORT_CMX_ERROR) {
-        parseCMXerror(result, response);
+    } else if (result >= ePORT_CMX_ERROR) {
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command '%s%s' returned CME error %d (%s)",
               function, command.c_str(), oneLineText(text).c_str(), result,
               mapText(CMEE_Map, result).c_str());

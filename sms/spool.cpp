@@ -156,8 +156,8 @@ int listSpoolDir(const std::string& dir, std::vector<std::string>& names) {
 }
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b) {
-    return a.device == b.device && a.inode == b.inode && a.mode == b.mode && a.size == b.size &&
-           a.modifiedNs == b.modifiedNs;
+    return a.device == b.device && a.inode == b.inode && a.size == b.size &&
+           a.modifiedNs == b.modifiedNs && (a.mode & S_IFMT) == (b.mode & S_IFMT);
 }
 
 bool identifyFile(const std::string& path, sFileIdentity& identity) {

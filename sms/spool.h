@@ -54,7 +54,8 @@ bool isSpoolDir(const std::string& dir);
 int listSpoolRoot(const std::string& root, std::vector<std::string>& names);
 int listSpoolDir(const std::string& dir, std::vector<std::string>& names);
 
-// What tells a file from the one that had its name before, and from itself before a change.
+// What tells a file from the one that had its name before, and from itself before a change. Its
+// rights may change without its being another message.
 struct sFileIdentity {
     dev_t device = 0;
     ino_t inode = 0;

@@ -35,10 +35,6 @@ bool isVerizonImage(const sDeviceInfo& device) {
     return device.modem.e_firmware_carrier == eFIRMWARE_CARRIER_VERIZON;
 }
 
-void notice(const char* text) {
-    debug(eLOG_NOTICE, g_i_debugMode, "%s", text);
-}
-
 eGeneralErrors identifyModel(int port, sModemInfo& modem) {
     const ePortReturn asked = getTelitModel(port, modem);
     // The test mode's answer counts as an error, so it is looked at first.

@@ -13,6 +13,7 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "sms/send.h"
 #include "statemachine/custom_at_log.h"
 
 const std::string g_s_at_cmd_custom_path = "/tmp";
@@ -32,10 +33,6 @@ struct sAnswer {
     std::string raw;
 };
 
-void notice(const char* text) {
-    debug(eLOG_NOTICE, g_i_debugMode, "%s", text);
-}
-
 // The line end of the last line does not begin another one.
 tokenstr requestLines(const std::string& request) {
     const bool ended = !request.empty() && request.back() == '\n';
@@ -49,6 +46,14 @@ void refuseCommand(const std::string& command, const sDeviceInfo& device, sAnswe
     writeAtCmdLog(command, output + "\n", device, g_s_at_cmd_log_dir);
 }
 
+// "\r\n> ": the modem waits for a text, and would take for it all that the daemon says from now on.
+bool isAtPrompt(const std::string& response) {
+    const std::string prompt = "\n>";
+    const std::string text = cleanEndWhiteSpace(response);
+    return text.size() >= prompt.size() &&
+           text.compare(text.size() - prompt.size(), prompt.size(), prompt) == 0;
+}
+
 eGeneralErrors sendCustomCommand(int port, const std::string& command, int extraTimeoutS,
                                  const sDeviceInfo& device, sAnswer& answer) {
     debug(eLOG_NOTICE, g_i_debugMode, "- Sending AT command %s, extra timeout %d",
@@ -59,6 +64,7 @@ eGeneralErrors sendCustomCommand(int port, const std::string& command, int extra
         answer.pretty += prettifyAtCommand(command, "TIMEOUT");
         answer.raw += command + "\nTIMEOUT";
         writeAtCmdLog(command, "\nTIMEOUT\n", device, g_s_at_cmd_log_dir);
+        if (isAtPrompt(response)) abortPrompt(port);
         return eERROR_DEVICE_RESPONSE_TIMEOUT;
     }
     answer.pretty += prettifyAtCommand(command, response);

@@ -206,7 +206,7 @@ eGeneralErrors disconnectNetwork(int port, sDeviceInfo& device, sConfigFileOpts&
 
 bool isDataConnectionGood(int port, sDeviceInfo& device, const sConfigFileOpts& config) {
     traceEntry(eLOG_POLICY, __func__);
-    device.s_connection_status = "Unknown";
+    device.s_connection_status = NAME_UNKNOWN;
     if (!device.network.b_registered) return isUnregisteredSessionGood(device);
     g_C_checkRegTimer.Stop();
 

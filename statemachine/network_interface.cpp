@@ -3,6 +3,7 @@
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/shell.h"
+#include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/timers.h"
 
@@ -14,7 +15,6 @@ namespace {
 
 constexpr unsigned TRAFFIC_S = 2;
 constexpr size_t COUNTER_FILE_MAX = 100;
-constexpr size_t INTERFACE_NAME_MAX = 15;
 
 struct sNetworkInterfaceState {
     cTimer trafficTimer{0, TRAFFIC_S};
@@ -23,16 +23,6 @@ struct sNetworkInterfaceState {
 };
 
 sNetworkInterfaceState g_interfaceState;
-
-constexpr const char* LETTERS_DIGITS =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-
-// The name stands in shell commands, where a dash in front makes an option of it, and in a path.
-bool isInterfaceName(const std::string& name) {
-    return !name.empty() && name.size() <= INTERFACE_NAME_MAX && name != "." && name != ".." &&
-           name.front() != '-' &&
-           name.find_first_not_of(std::string(LETTERS_DIGITS) + "_.:@-") == std::string::npos;
-}
 
 // Addresses come from the network and stand in a shell command. What the utilities let through as
 // an address may still hold other text behind a blank.

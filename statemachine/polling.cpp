@@ -16,10 +16,6 @@
 
 namespace {
 
-bool isRegisteredState(int state) {
-    return state == eREG_HOME || state == eREG_ROAMING;
-}
-
 void maybeSyncClock(int port, const sDeviceInfo& device, const sConfigFileOpts& config) {
     cTimer& timer = *g_Cp_dateTimeSyncTimer;
     if (!config.syncTime || !device.network.b_registered || timer.IsTimerRunning()) return;

@@ -77,7 +77,7 @@ int requestedNetSpeed(const sNetSpeedRow& row, unsigned bits) {
 }
 
 bool isSimRead(const sSimInfo& sim) {
-    return sim.i_present == 1 && sim.s_imsi != sSimInfo{}.s_imsi;
+    return sim.i_present == 1 && sim.s_imsi != IMSI_UNKNOWN;
 }
 
 // The image that the SIM needs, or why it cannot be told.
@@ -127,7 +127,7 @@ std::string decodeNetBits(unsigned bits) {
 std::string decodeCurrentTech(int ws46) {
     for (const sTechRow& row : TECHNOLOGIES)
         if (row.ws46 == ws46) return row.name;
-    return "Unknown";
+    return NAME_UNKNOWN;
 }
 
 int determineSupportedNetSpeed(const sConfigFileOpts& config, const sDeviceInfo& device) {

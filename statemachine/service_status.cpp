@@ -17,19 +17,23 @@ std::string roughTime(unsigned seconds) {
     return ltos(seconds / DAY_S) + " d";
 }
 
+struct sLockRow {
+    int lockClass;
+    const char* words;
+};
+
+const sLockRow LOCKS[] = {
+    {eSIM_MISSING, "no SIM"},
+    {eSIM_PIN_REQUIRED, "SIM waits for its PIN"},
+    {eSIM_PUK_REQUIRED, "SIM waits for its PUK"},
+    {eSIM_LOCK_UNKNOWN, "setting up the modem"},
+};
+
+// The modem has more classes than have a name here.
 std::string describeSim(int lockClass) {
-    switch (lockClass) {
-        case eSIM_MISSING:
-            return "no SIM";
-        case eSIM_PIN_REQUIRED:
-            return "SIM waits for its PIN";
-        case eSIM_PUK_REQUIRED:
-            return "SIM waits for its PUK";
-        case eSIM_LOCK_UNKNOWN:
-            return "setting up the modem";
-        default:
-            return "SIM not ready";
-    }
+    for (const sLockRow& row : LOCKS)
+        if (row.lockClass == lockClass) return row.words;
+    return "SIM not ready";
 }
 
 // ", LTE B4": what of it is known.

@@ -80,7 +80,7 @@ ePortReturn getDeviceSimInfo(int port, sSimInfo& sim) {
         const ePortReturn result = query(port, sim);
         if (result != ePORT_OK) return result;
     }
-    if (sim.s_carrier == "Unknown") return ePORT_OK;
+    if (sim.s_carrier == NAME_UNKNOWN) return ePORT_OK;
     sim.b_verizon = isVerizonCarrier(sim.s_carrier);
     if (sim.b_verizon) debug(eLOG_POLICY, g_i_debugMode, "%s(): SIM carrier is Verizon", __func__);
     return ePORT_OK;

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include "platform/host/file_descriptor.h"
 
@@ -94,17 +96,19 @@ bool cFolderWatch::drain() {
 bool cFolderWatch::readEvents() {
     if (!m_inotify.isOpen()) return false;
     bool touched = false;
-    alignas(inotify_event) char buffer[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
+    char buffer[16 * (sizeof(inotify_event) + NAME_MAX + 1)];
     ssize_t length;
     while ((length = read(m_inotify.get(), buffer, sizeof buffer)) > 0) {
         for (const char* at = buffer; at < buffer + length;) {
-            const auto* event = reinterpret_cast<const inotify_event*>(at);
-            at += sizeof *event + event->len;
+            inotify_event event{};
+            memcpy(&event, at, offsetof(inotify_event, name));
+            const char* const name = at + offsetof(inotify_event, name);
+            at = name + event.len;
             // Of a folder that is no longer watched; a queue that ran over loses nothing that the
             // signature does not show.
-            if (event->wd != m_watch) continue;
-            if ((event->mask & IN_IGNORED) != 0) m_watch = -1;
-            if (event->len != 0 && m_name == event->name) touched = true;
+            if (event.wd != m_watch) continue;
+            if ((event.mask & IN_IGNORED) != 0) m_watch = -1;
+            if (event.len != 0 && m_name == name) touched = true;
         }
     }
     return touched;

@@ -16,8 +16,8 @@ inline std::string toText(const MDB_val& value) {
 
 // The LMDB environment of the key-value store: a folder with data.mdb and lock.mdb. Opened when it
 // is first needed, and anew when somebody removed, replaced or cut its files meanwhile. Nothing in
-// is trusted before a child process has read it all, and a
-// damaged store is put aside by the first who wants to write.
+// it is trusted before a child process has read it all, and a damaged store is put aside by the
+// first who wants to write.
 class cStoreEnvironment {
   public:
     cStoreEnvironment() = default;

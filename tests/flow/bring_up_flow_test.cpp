@@ -1,7 +1,6 @@
 #include "statemachine/bring_up.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "include/options.h"
 #include "statemachine/modem_control.h"
@@ -243,13 +242,4 @@ TEST_F(BringUp, Reset_FallsBackToTheHostOnlyWhenTheModemRefuses) {
     shell.clear();
     resetDevice(handle());
     EXPECT_TRUE(shell.calls().empty());
-}
-
-TEST_F(BringUp, FirmwareTrigger_IsConsumed) {
-    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
-    EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware"));
-    std::system("mkdir -p /tmp/cellmodem_firmware; touch /tmp/cellmodem_firmware/start_update.1");
-    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
-    EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware/start_update.1"));
-    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
 }

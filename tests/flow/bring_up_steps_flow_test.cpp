@@ -1,5 +1,3 @@
-#include <cstdlib>
-
 #include "include/debug.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
@@ -721,32 +719,4 @@ TEST_F(BringUpSteps, WaitingWithoutAPort_EndsToo) {
     waitModemReady(-1);
     EXPECT_LE(port().nowMs() - before, 10200u);
     EXPECT_FALSE(logContains("Modem Ready"));
-}
-
-TEST_F(BringUpSteps, FirmwareTriggerOfAnotherSlot_IsLeftAlone) {
-    std::system("mkdir -p /tmp/cellmodem_firmware; touch /tmp/cellmodem_firmware/start_update.2");
-    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
-    EXPECT_TRUE(fileExists("/tmp/cellmodem_firmware/start_update.2"));
-}
-
-TEST_F(BringUpSteps, FirmwareFolderThatIsALink_IsNotFollowed) {
-    std::system("mkdir -p /tmp/outside; touch /tmp/outside/start_update.1");
-    std::system("ln -s outside /tmp/cellmodem_firmware");
-    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
-    EXPECT_TRUE(fileExists("/tmp/outside/start_update.1"));
-    std::system("rm /tmp/cellmodem_firmware");
-}
-
-TEST_F(BringUpSteps, FirmwareTriggerThatIsALink_IsDeletedItself) {
-    std::system("touch /tmp/target; mkdir -p /tmp/cellmodem_firmware");
-    std::system("ln -s ../target /tmp/cellmodem_firmware/start_update.1");
-    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
-    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
-    EXPECT_TRUE(fileExists("/tmp/target"));
-}
-
-TEST_F(BringUpSteps, FirmwareTriggerThatCannotBeDeleted_CountsAndIsTold) {
-    std::system("mkdir -p /tmp/cellmodem_firmware/start_update.1/full");
-    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
-    EXPECT_TRUE(logContains("Cannot delete /tmp/cellmodem_firmware/start_update.1, errno 39"));
 }

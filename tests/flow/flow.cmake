@@ -11,14 +11,16 @@ function(cellslot_add_flow_tests subject)
     cmake_parse_arguments(ARG "" "" "SOURCES" ${ARGN})
     add_executable(${subject}_flow_tests ${ARG_SOURCES})
     target_link_libraries(${subject}_flow_tests PRIVATE cellslot_flow_support GTest::gtest_main)
+    add_dependencies(daemon_tests ${subject}_flow_tests)
     add_test(NAME flow.${subject}
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
                      ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${subject}_flow_tests>)
-    set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT 300)
+    set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT ${FLOW_TIMEOUT_S})
 endfunction()
 
 cellslot_add_flow_tests(bring_up
-    SOURCES flow/bring_up_flow_test.cpp flow/bring_up_steps_flow_test.cpp)
+    SOURCES flow/bring_up_flow_test.cpp flow/bring_up_steps_flow_test.cpp
+            flow/firmware_trigger_flow_test.cpp)
 
 cellslot_add_flow_tests(state_machine
     SOURCES flow/state_machine_flow_test.cpp flow/state_machine_sim_flow_test.cpp)

@@ -26,6 +26,7 @@ class StateMachine : public cWholeDaemon {
 
     static size_t placeInLog(const std::string& message) {
         const std::vector<std::string>& log = capturedLog();
+        EXPECT_GT(logCount(message), 0u) << message;
         return static_cast<size_t>(std::find(log.begin(), log.end(), message) - log.begin());
     }
 

@@ -1,8 +1,12 @@
 #include "statemachine/status_led.h"
 
 #include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <cstring>
 
 #include "include/debug.h"
 #include "include/options.h"
@@ -31,6 +35,16 @@ class StatusLed : public cFlowFixture {
         EXPECT_EQ(sendto(fd, "x", 1, 0, reinterpret_cast<sockaddr*>(&address), sizeof address), 1);
         close(fd);
     }
+
+    // The loopback interface of this test's own network.
+    static void setLoopback(bool up) {
+        const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        ifreq request{};
+        strcpy(request.ifr_name, "lo");
+        request.ifr_flags = up ? IFF_UP : 0;
+        EXPECT_EQ(ioctl(fd, SIOCSIFFLAGS, &request), 0);
+        close(fd);
+    }
 };
 
 }  // namespace
@@ -48,6 +62,17 @@ TEST_F(StatusLed, TrafficOnTheInterface_BlinksFastForTwoSeconds) {
     sendPacket();
     EXPECT_EQ(update(), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,1,1"}));
+}
+
+TEST_F(StatusLed, TrafficOnAnInterfaceThatIsDown_BlinksFastToo) {
+    startRegisteredOn("lo");
+    sendPacket();
+    setLoopback(false);
+    EXPECT_EQ(update(), eSUCCESS);
+    passSeconds(2);
+    EXPECT_EQ(update(), eSUCCESS);
+    setLoopback(true);
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,1,1", "AT#SLED=3,10,30"}));
 }
 
 TEST_F(StatusLed, DeniedModem_ShowsThatAlsoWithTraffic) {

@@ -1,8 +1,6 @@
 #include "tests/matrix/faulty_modem.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +12,7 @@
 #include "platform/include/timer_clock.h"
 #include "sms/wall_clock.h"
 #include "tests/matrix/waits.h"
+#include "tests/support/terminal_bytes.h"
 
 namespace {
 
@@ -40,12 +39,6 @@ uint64_t modemClock() {
 
 timespec modemWallClock() {
     return g_modem->wallClock();
-}
-
-int waitingBytes(int fd) {
-    int count = 0;
-    ioctl(fd, FIONREAD, &count);
-    return count;
 }
 
 // Commands that make the SIM compare a PIN or a PUK with its own.
@@ -294,10 +287,7 @@ void cFaultyModem::deliver(sEnd& end) {
         static_cast<ssize_t>(bytes.size()))
         throw std::runtime_error("the terminal takes no more");
     const int expected = before + static_cast<int>(bytes.size());
-    pollfd readable = {end.flush.get(), POLLIN, 0};
-    for (int i = 0; i < 2000 && waitingBytes(end.flush.get()) < expected; ++i)
-        if (poll(&readable, 1, 0) > 0 && i > 0) usleep(50);
-    if (waitingBytes(end.flush.get()) != expected)
+    if (!waitForBytes(end.flush.get(), expected))
         throw std::runtime_error("bytes are lost in the terminal");
 }
 

@@ -179,8 +179,18 @@ class Life(unittest.TestCase):
             self.assertRegex(output("ip", "-4", "address", "show", "wwan0"),
                              r"inet 10\.64\.1\.\d+/24")
             self.assertIn("10.0.0.1", (ROOT / "etc/resolv.conf").read_text())
+            self.checkCommand()
         finally:
             self.stopDaemon(daemon)
+
+    def checkCommand(self):
+        """The operator's command from the package, on the host as the package leaves it."""
+        self.assertIn("Slot 1  CONNECTED", self.inRoot("cellslot", "status", "-p", "1"))
+        self.assertEqual(self.inRoot("cellslot", "at", "AT+CGMI"), "Telit\nOK\n")
+        told = self.inRoot("sh", "-c", "cellslot doctor || true")
+        self.assertIn("ok      shell      /bin/sh understands &>\n", told)
+        self.assertIn("ok      tools      all are on the daemon's PATH\n", told)
+        self.assertEqual(self.inRoot("readlink", "-f", "/bin/sh"), "/usr/bin/dash\n")
 
     def checkReaders(self):
         """Those who read the package's rules for devices and logs have nothing to complain of."""
@@ -222,6 +232,12 @@ class Life(unittest.TestCase):
                             oldVersion)
         self.assertIn("# ours", defaults.read_text())
         self.runToConnected()
+
+        # What an operator leaves behind, and a daemon that was killed.
+        self.inRoot("sh", "-c", "cellslot data off -t 0 || true")
+        self.inRoot("touch", "/etc/vuk/.cellslot-tmp-draft", "/var/log/.cellslot-tmp-draft")
+        self.inRoot("mkdir", "/tmp/force_cell_con.2")
+        self.assertTrue((ROOT / "tmp/force_cell_nocon.1").exists())
 
         self.inRoot("dpkg", "-r", "cellslot")
         self.assertFalse((ROOT / "usr/sbin/cellslotd").exists())

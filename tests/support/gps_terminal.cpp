@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <stdlib.h>
-#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -13,6 +11,7 @@
 
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
+#include "tests/support/terminal_bytes.h"
 
 namespace {
 
@@ -102,18 +101,10 @@ void cGpsTerminal::note(const std::string& bytes) {
 
 void cGpsTerminal::deliver(const std::string& text) {
     if (text.empty()) return;
-    int before = 0;
-    ioctl(m_daemonEnd, FIONREAD, &before);
+    const int before = waitingBytes(m_daemonEnd);
     ASSERT_EQ(write(m_modemEnd, text.data(), text.size()), static_cast<ssize_t>(text.size()))
         << "the port is full";
-    // Asking for readiness moves the bytes through the terminal.
-    const int expected = before + static_cast<int>(text.size());
-    pollfd readable = {m_daemonEnd, POLLIN, 0};
-    for (int i = 0, there = 0; i < 1000 && there < expected; ++i) {
-        poll(&readable, 1, 1);
-        ioctl(m_daemonEnd, FIONREAD, &there);
-        if (there < expected) usleep(50);
-    }
+    waitForBytes(m_daemonEnd, before + static_cast<int>(text.size()));
 }
 
 void cGpsTerminal::order(const nlohmann::json& request) {

@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -13,15 +11,11 @@
 
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
+#include "tests/support/terminal_bytes.h"
 
 namespace {
 
 cSimulatedPort* g_port = nullptr;
-
-// A terminal hands bytes over in its own time: so long is it waited for, and so often.
-constexpr int TERMINAL_WAIT_MS = 1;
-constexpr int TERMINAL_PATIENCE = 3;
-constexpr int TERMINAL_TRIES = 2000;
 
 void sleepOnPort(unsigned microseconds) {
     g_port->pass(microseconds);
@@ -86,36 +80,20 @@ void cSimulatedPort::turn() {
 }
 
 std::string cSimulatedPort::readAll() {
-    if (m_isTerminal && m_patience > 0) {
-        pollfd waiting = {m_modemEnd, POLLIN, 0};
-        poll(&waiting, 1, TERMINAL_WAIT_MS);
-        --m_patience;
-    }
     std::string text;
     char piece[4096];
     ssize_t count;
     while ((count = read(m_modemEnd, piece, sizeof piece)) > 0)
         text.append(piece, static_cast<size_t>(count));
-    if (!text.empty()) m_patience = TERMINAL_PATIENCE;
     return text;
 }
 
 void cSimulatedPort::writeAll(const std::string& text) {
     if (text.empty()) return;
-    int before = 0;
-    ioctl(m_daemonEnd, FIONREAD, &before);
+    const int before = waitingBytes(m_daemonEnd);
     const ssize_t count = write(m_modemEnd, text.data(), text.size());
     ASSERT_EQ(count, static_cast<ssize_t>(text.size())) << "the port is full";
-    m_patience = TERMINAL_PATIENCE;
-    if (m_isTerminal) waitForDaemonEnd(before + static_cast<int>(count));
-}
-
-void cSimulatedPort::waitForDaemonEnd(int bytes) {
-    int there = 0;
-    for (int i = 0; i < TERMINAL_TRIES && there < bytes; ++i) {
-        ioctl(m_daemonEnd, FIONREAD, &there);
-        if (there < bytes) usleep(50);
-    }
+    if (m_isTerminal) waitForBytes(m_daemonEnd, before + static_cast<int>(count));
 }
 
 std::vector<std::string> cSimulatedPort::takeCommands() {

@@ -44,14 +44,12 @@ class cSimulatedPort {
     void turn();
     std::string readAll();
     void writeAll(const std::string& text);
-    void waitForDaemonEnd(int bytes);
 
     cSimModem m_modem;
     std::string m_path;
     int m_daemonEnd = -1;  // SOCKET: what the daemon uses; TERMINAL: kept open beside it
     int m_modemEnd = -1;
     bool m_isTerminal;
-    int m_patience = 0;  // turns in which the daemon may still have something on its way
     uint64_t m_nowUs = 0;
     size_t m_commandsTaken = 0;
     std::function<void()> m_onTurn;

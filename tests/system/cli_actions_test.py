@@ -10,7 +10,7 @@ import subprocess
 import time
 import unittest
 
-from gateway import BIN, LogCatcher, Slot, freshHost, splitDatagram, waitUntil
+from gateway import BIN, LogCatcher, Slot, freshHost, waitUntil
 
 SYSLOG = pathlib.Path("/var/log/messages")
 SPOOL = pathlib.Path("/tmp/sms")
@@ -23,16 +23,11 @@ NOBODY = 65534
 class SyslogFile(LogCatcher):
     """The host's syslog daemon: what arrives is also written to the log file."""
 
-    def receive(self):
-        while True:
-            try:
-                data = self.socket.recv(65536)
-            except OSError:
-                return
-            self.lines.append((time.monotonic(), splitDatagram(data)[1]))
-            # "<13>Nov 21 07:00:00 cellslotd[42]: text" as it comes from the C library
-            with SYSLOG.open("ab") as file:
-                file.write(data.split(b">", 1)[-1].rstrip(b"\n") + b"\n")
+    def take(self, data):
+        super().take(data)
+        # "<13>Nov 21 07:00:00 cellslotd[42]: text" as it comes from the C library
+        with SYSLOG.open("ab") as file:
+            file.write(data.split(b">", 1)[-1].rstrip(b"\n") + b"\n")
 
 
 class Result:
@@ -80,7 +75,7 @@ class Gateway(unittest.TestCase):
     @classmethod
     def tearDownClass(cls):
         cls.slot.end()
-        cls.log.socket.close()
+        cls.log.close()
 
     def assertFails(self, result, status, *words):
         """One line that says what is wrong, and the status."""

@@ -8,6 +8,7 @@ import re
 import shutil
 import signal
 import subprocess
+import time
 import unittest
 
 from gateway import BIN, LogCatcher, Slot, freshHost, waitUntil
@@ -26,7 +27,7 @@ class CliTest(unittest.TestCase):
     def setUp(self):
         freshHost()
         log = LogCatcher()
-        self.addCleanup(log.socket.close)
+        self.addCleanup(log.close)
 
     def slot(self, number=1, scenario=None, **config):
         slot = Slot(number, scenario)
@@ -56,7 +57,7 @@ class Status(CliTest):
 
         table = cellslot("status")
         self.assertEqual(table.returncode, 0)
-        self.assertRegex(table.stdout, r"(?m)^1     CONNECTED      ready        AT&T, LTE band 4 ")
+        self.assertRegex(table.stdout, r"(?m)^1     CONNECTED      ready        AT&T, LTE B4 ")
 
         told = json.loads(cellslot("status", "--json").stdout)["slots"][0]
         self.assertEqual((told["state"], told["problems"]), ("connected", []))
@@ -174,6 +175,24 @@ class Watch(CliTest):
             end(terminal)
             self.assertEqual(terminal.wait(), 0)
             self.assertEqual(terminal.settings(), terminal.before)
+
+    def test_terminalThatTakesNothing_endsWithTheSecondSignal(self):
+        pathlib.Path("/etc/vuk/cellular1.conf").touch()
+        terminal = self.watch()
+        terminal.waitFor("NO DAEMON")
+        # Far more than the terminal holds, and read by nobody: a write does not return.
+        terminal.send(" " * 1000)
+
+        def isStuck():
+            before = terminal.unread()
+            time.sleep(0.5)
+            return terminal.unread() == before > 0
+
+        waitUntil(isStuck, 20, lambda: f"{terminal.unread()} unread")
+        waitUntil(lambda: terminal.signal(signal.SIGTERM) or terminal.hasEnded(), 5,
+                  lambda: "it does not end")
+        self.assertEqual(terminal.status, -signal.SIGTERM)
+        self.assertEqual(terminal.settings(), terminal.before)
 
     def test_colours_onlyWhereTheyAreWanted(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()

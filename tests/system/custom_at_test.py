@@ -48,7 +48,7 @@ class CustomAt(unittest.TestCase):
         for path in (REQUEST, ANSWER, RAW, LOG):
             path.unlink(missing_ok=True)
         self.log = LogCatcher()
-        self.addCleanup(self.log.socket.close)
+        self.addCleanup(self.log.close)
         self.slot = Slot(1)
         self.addCleanup(self.slot.end)
         self.slot.configure()

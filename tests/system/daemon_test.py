@@ -2,14 +2,16 @@
 """The built daemon against the simulated modem: real timers, real files, the host's own interface
 script on a real interface. Run inside scripts/private_namespace.sh."""
 
+import os
 import pathlib
 import re
 import signal
+import socket
 import subprocess
 import time
 import unittest
 
-from gateway import BIN, SLOW, LogCatcher, Slot, calls, freshHost, waitUntil
+from gateway import BIN, PATIENCE, SLOW, LogCatcher, Slot, calls, freshHost, waitUntil
 
 DOWN = "setup_cellint.sh -i wwan0 --down"
 SIM = ["AT#QSS?", "AT+CPIN?;#PCT", 'AT+CLCK="SC",2', "AT+CCID?", "AT+CIMI"]
@@ -31,7 +33,7 @@ class DaemonTest(unittest.TestCase):
     def setUp(self):
         freshHost()
         self.log = LogCatcher()
-        self.addCleanup(self.log.socket.close)
+        self.addCleanup(self.log.close)
 
     def slot(self, number=1, scenario=None, config=None, start=True, fast=1):
         slot = Slot(number, scenario)
@@ -110,6 +112,79 @@ class BringUp(DaemonTest):
         slot.waitConnected()
 
 
+class RefusedStart(DaemonTest):
+    ALL_BUT_PORT = ["-d", "/dev/null", "-g", "/dev/null", "-i", "wwan0"]
+
+    def start(self, *arguments):
+        # One that starts all the same is ended.
+        result = subprocess.run([BIN / "cellslotd", *arguments], capture_output=True, text=True,
+                                timeout=10 * PATIENCE, check=False)
+        self.assertEqual((result.returncode, result.stderr), (1, ""))
+        return result.stdout
+
+    def logged(self):
+        """What was sent to the system log up to now."""
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            sender.sendto(b"the end", "/dev/log")
+        waitUntil(lambda: self.log.count("the end") == 1, 5, self.log.texts)
+        return self.log.texts()[:-1]
+
+    def test_portThatIsNoSlot_printsTheUsageAndLogsNothing(self):
+        usage = "\ncellslotd version 1.0.17\n\n\nUsage: cellslotd -d </dev/device> "
+        for port in ("0", "4", "2x"):
+            self.assertTrue(self.start(*self.ALL_BUT_PORT, "-p", port).startswith(usage), port)
+        self.assertTrue(self.start("-p", "1", "-h", *self.ALL_BUT_PORT).startswith(usage))
+        self.assertTrue(self.start("-p", "1").startswith(usage))
+        self.assertEqual(self.logged(), [])
+        self.assertEqual(list(pathlib.Path("/run").glob("*.pid")), [])
+
+    def test_pidFileThatCannotBeWritten_isToldInLogAndOnTheConsole(self):
+        place = pathlib.Path("/run/cellslotd.1.pid")
+        place.mkdir()
+        self.addCleanup(place.rmdir)
+        console = self.start(*self.ALL_BUT_PORT, "-p", "1")
+        self.assertEqual(console, "Error: Unable to write pid file, exiting\n")
+        starting, reason, end = self.logged()
+        self.assertEqual(starting, "v1.0.17 starting")
+        self.assertRegex(reason, r"^Error: Unable to write pid \d+ to pidfile "
+                                 r"'/var/run/cellslotd\.1\.pid'$")
+        self.assertEqual(end, "Error: Unable to write pid file, exiting")
+        # user.notice, with the process id
+        self.assertRegex(self.log.datagrams[0], rb"^<13>.* cellslotd\[\d+\]: v1\.0\.17 starting")
+
+    def test_secondInstanceOfASlot_leavesTheFirstAlone(self):
+        slot = self.connectedSlot()
+        console = self.start(*self.ALL_BUT_PORT, "-p", "1")
+        self.assertEqual(console, "Error: Another process is already running, exiting\n")
+        waitUntil(lambda: self.log.count("Error: Another process is already running, exiting") == 1,
+                  5, self.log.texts)
+        self.assertEqual(pathlib.Path("/run/cellslotd.1.pid").read_text(), str(slot.daemon.pid))
+        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
+
+
+class Console(DaemonTest):
+    def test_noDebugMode_showsNoNotice(self):
+        slot = self.connectedSlot()
+        self.assertEqual(slot.output.read_text(), "")
+
+    def test_debugMode_showsEachLineAtOnce(self):
+        slot = self.connectedSlot(config={"DEBUG_MODE": "1"})
+        self.assertIn("\nRunning command 'setup_cellint.sh -i wwan0 --up", slot.output.read_text())
+
+    def test_consoleThatIsGone_doesNotEndTheDaemon(self):
+        slot = self.slot(config={"DEBUG_MODE": "1"}, start=False)
+        os.mkfifo(slot.output)
+        reader = os.open(slot.output, os.O_RDONLY | os.O_NONBLOCK)
+        slot.startDaemon()
+        os.close(reader)
+        slot.waitConnected()
+        self.assertIsNone(slot.daemon.poll())
+        # What it runs would inherit a signal that is ignored.
+        status = pathlib.Path(f"/proc/{slot.daemon.pid}/status").read_text()
+        ignored = int(re.search(r"SigIgn:\s+(\w+)", status)[1], 16)
+        self.assertFalse(ignored & 1 << (signal.SIGPIPE - 1))
+
+
 class CleanStop(DaemonTest):
     def stopBy(self, number):
         slot = self.connectedSlot()
@@ -129,19 +204,6 @@ class CleanStop(DaemonTest):
 
     def test_sighup(self):
         self.stopBy(signal.SIGHUP)
-
-    def test_missingOption_printsTheUsageAndRefuses(self):
-        result = run(BIN / "cellslotd", "-d", "/dev/null", "-p", "2x")
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("Usage: cellslotd -d </dev/device>", result.stdout)
-
-    def test_secondInstanceOfASlot_isRefused(self):
-        slot = self.connectedSlot()
-        result = run(BIN / "cellslotd", "-d", "/dev/null", "-g", "/dev/null", "-i", "wwan0",
-                     "-p", "1")
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("Error: Another process is already running, exiting", result.stdout)
-        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
 
 
 class Registration(DaemonTest):

@@ -46,16 +46,24 @@ class LogCatcher:
 
     def __init__(self):
         self.lines = []
+        self.datagrams = []
         self.socket = openLogSocket("/dev/log")
-        threading.Thread(target=self.receive, daemon=True).start()
+        self.thread = threading.Thread(target=self.receive, daemon=True)
+        self.thread.start()
 
     def receive(self):
-        while True:
-            try:
-                data = self.socket.recv(65536)
-            except OSError:
-                return
-            self.lines.append((time.monotonic(), splitDatagram(data)[1]))
+        while data := self.socket.recv(65536):
+            self.take(data)
+
+    def take(self, data):
+        self.datagrams.append(data)
+        self.lines.append((time.monotonic(), splitDatagram(data)[1]))
+
+    def close(self):
+        # One that is about to receive would do so from the next catcher, which gets the same number.
+        self.socket.shutdown(socket.SHUT_RDWR)
+        self.thread.join()
+        self.socket.close()
 
     def texts(self):
         return [text for _, text in list(self.lines)]

@@ -93,7 +93,7 @@ class GpsdTest(unittest.TestCase):
         self.addCleanup(os.environ.update, PATH=path)
         os.environ["GPSD_SOCKET"] = GPSD_SOCKET
         self.log = LogCatcher()
-        self.addCleanup(self.log.socket.close)
+        self.addCleanup(self.log.close)
         pathlib.Path(GPSD_SOCKET).unlink(missing_ok=True)
         self.gpsd = Gpsd()
         self.addCleanup(self.gpsd.end)

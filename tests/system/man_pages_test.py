@@ -20,9 +20,20 @@ def formatted(page):
 
 class ManPages(unittest.TestCase):
     def test_everyProgramHasItsPage(self):
-        self.assertEqual({page.name for page in PAGES} & {"cellslot.1", "cellslotd.8",
-                                                          "cellslot.conf.5"},
-                         {"cellslot.1", "cellslotd.8", "cellslot.conf.5"})
+        programs = re.findall(r"PROGRAMS=\((.*)\)", (ROOT / "scripts" / "package.sh").read_text())
+        self.assertEqual({page.name for page in PAGES},
+                         {"cellslot.conf.5",
+                          *(name + (".8" if name.endswith("d") else ".1")
+                            for name in programs[0].split())})
+
+    def test_everyVariableOfTheEnvironmentIsExplained(self):
+        page = (ROOT / "docs" / "man" / "cellslotd.8").read_text()
+        explained = page.partition(".Sh ENVIRONMENT")[2].partition("\n.Sh ")[0]
+        source = (ROOT / "main" / "service_manager.cpp").read_text()
+        variables = re.findall(r'takeVariable\("(\w+)"\)', source)
+        self.assertEqual(len(variables), 3)
+        for variable in variables:
+            self.assertRegex(explained, rf"(?m)^\.It Ev (\w+ , )?{variable}\b")
 
     def test_mandocFindsNoWarning(self):
         for page in PAGES:

@@ -129,13 +129,21 @@ class Terminal:
     def signal(self, number):
         os.kill(self.pid, number)
 
+    def unread(self):
+        """How many bytes the program has sent that nobody took in."""
+        return struct.unpack("i", fcntl.ioctl(self.master, termios.FIONREAD, bytes(4)))[0]
+
+    def hasEnded(self):
+        pid, status = os.waitpid(self.pid, os.WNOHANG)
+        if pid:
+            self.status = os.waitstatus_to_exitcode(status)
+        return bool(pid)
+
     def wait(self, seconds=5):
         """The exit status; what it says last may scroll the screen of its shell."""
         end = time.monotonic() + seconds
         while time.monotonic() < end:
-            pid, status = os.waitpid(self.pid, os.WNOHANG)
-            if pid:
-                self.status = os.waitstatus_to_exitcode(status)
+            if self.hasEnded():
                 return self.status
             if select.select([self.master], [], [], 0.05)[0]:
                 try:

@@ -18,7 +18,7 @@ class Service(unittest.TestCase):
     def setUp(self):
         freshHost()
         self.log = LogCatcher()
-        self.addCleanup(self.log.socket.close)
+        self.addCleanup(self.log.close)
         self.slot = Slot(1)
         self.addCleanup(self.slot.end)
         self.slot.configure()

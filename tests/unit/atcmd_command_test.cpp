@@ -130,12 +130,31 @@ TEST(ResponseField, FirstOccurrence_WithoutWhiteSpace) {
     EXPECT_EQ(responseField("ERROR", "+CGATT:"), "");
 }
 
+TEST(ResponseFields, EmptyField_KeepsItsPlace) {
+    const tokenstr fields = responseFields("\r\n+CGDCONT: 1 ,\"IP\",,a,\r\n", "+CGDCONT:");
+    ASSERT_EQ(fields.size(), 5u);
+    EXPECT_EQ(fields[0], "1");
+    EXPECT_EQ(fields[2], "");
+    EXPECT_EQ(fields[3], "a");
+    EXPECT_EQ(fields[4], "");
+    EXPECT_EQ(responseFields("\r\nOK\r\n", "+CGDCONT:").size(), 0u);
+    EXPECT_EQ(splitFields(" 1 , 2").size(), 2u);
+    EXPECT_EQ(splitFields(" 1 , 2")[0], " 1 ");
+}
+
 TEST(ResponseLines, Response_TrimmedWithoutEmptyLines) {
     EXPECT_EQ(responseLines("ATI3\r\r\n Telit \r\n\r\nOK\r\n"),
               (std::vector<std::string>{"ATI3", "Telit", "OK"}));
     EXPECT_TRUE(responseLines("\r\n \r\n").empty());
     EXPECT_EQ(responseLinesBehind("\r\n+CGACT: 1,1\r\nx+CGACT: 2,1\r\n +CGACT:3,0\r\n", "+CGACT:"),
               (std::vector<std::string>{" 1,1", "3,0"}));
+}
+
+TEST(BeginsWithDigit, FirstCharacter_Decides) {
+    EXPECT_TRUE(beginsWithDigit("1x"));
+    EXPECT_FALSE(beginsWithDigit("x1"));
+    EXPECT_FALSE(beginsWithDigit("-1"));
+    EXPECT_FALSE(beginsWithDigit(""));
 }
 
 TEST(ModemText, LongText_IsCut) {

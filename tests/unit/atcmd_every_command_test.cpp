@@ -97,7 +97,7 @@ std::function<ePortReturn(int)> on(ePortReturn (*function)(int, tRecord&),
 }
 
 const sCommand COMMANDS[] = {
-    {"sendAT", sendAT, "AT", 0, eErrors::AS_IS},
+    {"sendAT", [](int fd) { return sendAT(fd); }, "AT", 0, eErrors::AS_IS},
     {"setCmee", setCmee, "AT+CMEE=1", 0, eErrors::CONVERTED},
     {"setPsnt", setPsnt, "AT#PSNT=0", 0, eErrors::CONVERTED},
 

@@ -241,10 +241,12 @@ TEST(ParseCGCONTRDP, ShortLines_FillWhatIsThere) {
 
     expectEmpty(parsedContexts({"+CGCONTRDP: 1,5"}).network.pdp_dynamic[0]);
     expectEmpty(parsedContexts({"+CGCONTRDP:"}).network.pdp_dynamic[0]);
+    const cLogMode mode;
     const sPdpDynamicParams five =
         parsedContexts({"+CGCONTRDP: 1,5,a,1.2.3.4.255.255.255.0,1.2.3.5"}).network.pdp_dynamic[0];
     EXPECT_EQ(five.s_gateway, "1.2.3.5");
     EXPECT_EQ(five.s_dns_prim_addr, "");
+    EXPECT_TRUE(capturedLog().empty()) << "a field that is not there is no bad address";
 }
 
 TEST(ParseCGCONTRDP, IdsOutOfRange_TakeTheLowEightBits) {

@@ -6,6 +6,7 @@
 #include "device/at_port.h"
 #include "device/at_transaction.h"
 #include "tests/support/fake_port.h"
+#include "tests/support/log_mode.h"
 #include "tests/support/temp_folder.h"
 
 TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutAsking) {
@@ -46,6 +47,14 @@ TEST(GetPortState, OpenPort_IsAskedWithAt) {
     port.answer(OK_REPLY);
     EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_GOOD);
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT"});
+}
+
+TEST(TestPortState, TraceCategory_NamesTheCommandFunction) {
+    cFakePort port;
+    port.answer(OK_REPLY);
+    const cLogMode mode(eLOG_AT_FUNCTION);
+    testPortState(port.handle());
+    EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: Entering sendAT()"});
 }
 
 TEST(GetPortState, OpenPortThatIsSilent_IsFailedAndStaysOpen) {
@@ -95,12 +104,28 @@ TEST(TestPortState, PortThatIsSilentBehindAnotherAnswer_IsFailed) {
 
 TEST(TestPortState, ModemThatNeverStopsTalking_IsGoodInTime) {
     cFakePort port;
-    port.answer("\r\nRING\r\n\r\nOK\r\n");
-    for (unsigned ms = 100; ms < 20000; ms += 100)
-        port.sayIn(ms, "\r\nRING\r\n\r\nOK\r\n");
-    port.answer(OK_REPLY);
+    port.silence().silence();
+    // Four readings of a second are dropped, then the modem is asked again.
+    for (unsigned ms = 100; ms < 60000; ms += 100)
+        port.sayIn(ms, ms == 100 || ms == 4500 ? "\r\nRING\r\n\r\nOK\r\n" : "\r\nRING\r\n");
     EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
-    EXPECT_LE(port.elapsedMs(), 6000u);
+    EXPECT_EQ(port.elapsedMs(), 4500u);
+}
+
+// What a bench puts into the queue stands in front of the echo, without a line feed between them.
+TEST(TestPortState, FifoWithAQueuedOk_IsGoodAndAskedOnce) {
+    const cTempFolder folder;
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    const cFakePort clockOnly;
+    int handle;
+    ASSERT_EQ(openDevice(folder / "fifo", handle), 0);
+    g_que_testAtResponses.push("OK");
+    EXPECT_EQ(testPortState(handle), ePORT_STATE_FAILED) << "only its own command comes back";
+    EXPECT_EQ(testPortState(handle), ePORT_STATE_GOOD);
+    std::string rest;
+    EXPECT_EQ(readAtCommandResponse(handle, rest, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(rest, "");
+    closeDevice(handle);
 }
 
 TEST(TestPortState, ClosedPort_IsClosed) {

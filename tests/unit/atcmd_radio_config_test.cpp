@@ -74,10 +74,12 @@ TEST(SetCOPS, ModesThatAreNoChoice_GiveWrongModeAndSendNothing) {
     sConfigFileOpts config;
     config.operatorName = "310410";
     for (const char* mode : {"3", "2", "5", "", "01", "x"}) {
-        const cFakePort port;
+        cFakePort port;
         config.operatorMode = mode;
-        EXPECT_EQ(setCOPS(-1, config, eNET_OPERATOR_FROM_CONFIG), static_cast<ePortReturn>(552))
+        EXPECT_EQ(setCOPS(port.handle(), config, eNET_OPERATOR_FROM_CONFIG),
+                  static_cast<ePortReturn>(552))
             << mode;
+        EXPECT_TRUE(port.sleepsUs().empty()) << mode;
     }
     config.operatorMode = "1";
     for (const int mode : {1, 3, 4, -2, 7}) {

@@ -163,11 +163,13 @@ TEST(ParseModemPsNetType, OneField_IsLoggedAsTooShort) {
                                  "of tokens. Expected 2+, found 1 from text ' 4'"});
 }
 
-TEST(ParseModemPsNetType, NoLine_LogsNothing) {
-    const cLogMode mode;
-    sNetworkInfo network;
-    parseModemPsNetType("", network);
-    EXPECT_TRUE(capturedLog().empty());
+TEST(ParseModemPsNetType, NoLineOrNothingOnIt_LogsNothing) {
+    for (const char* response : {"", "#PSNT:", "#PSNT:\r\n", "#PSNT: \r\nOK\r\n"}) {
+        const cLogMode mode;
+        sNetworkInfo network;
+        parseModemPsNetType(response, network);
+        EXPECT_TRUE(capturedLog().empty()) << response;
+    }
 }
 
 TEST(ParseModemPsNetType, RadioDetail_LogsEachValue) {

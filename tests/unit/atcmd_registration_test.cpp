@@ -179,6 +179,7 @@ TEST(UpdateNetworkRegistrationInfo, States_GiveTextsAndFlag) {
         EXPECT_EQ(network.s_registration, row.text) << row.state;
         EXPECT_EQ(network.s_registration_short, row.shortText) << row.state;
         EXPECT_EQ(network.b_registered, row.registered) << row.state;
+        EXPECT_EQ(isRegisteredState(row.state), row.registered) << row.state;
         EXPECT_EQ(network.i_reg_previous_state, row.state);
         EXPECT_EQ(network.s_previous_registration, row.text);
     }
@@ -224,6 +225,7 @@ TEST(UpdateNetworkRegistrationInfo, LeavingSearch_IsLoggedLoudly) {
 TEST(UpdateNetworkRegistrationInfo, SearchingWithoutAChange_StillQuietensTheNext) {
     EXPECT_EQ(logOfStates({2, 2, 0}, 0).size(), 1u);
     EXPECT_EQ(logOfStates({2, 4, 0}, 0).size(), 3u) << "4 is not searching";
+    EXPECT_EQ(logOfStates({2, 3, 0}, 0).size(), 3u) << "nor is denied";
 }
 
 TEST(UpdateNetworkRegistrationInfo, CeregLine_GivesRoaming) {

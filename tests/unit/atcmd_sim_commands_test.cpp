@@ -63,6 +63,7 @@ sSimInfo usedSim() {
     sim.s_status = "Available";
     sim.i_pin_attempts = 3;
     sim.i_puk_attempts = 10;
+    sim.b_attempts_read = true;
     sim.s_imsi = "310410000000002";
     sim.s_iccid = "89010100000000000002";
     sim.s_home_plmn = "310410";
@@ -165,6 +166,7 @@ TEST(GetDeviceSimStatus, Failure_LeavesUnknown) {
     EXPECT_EQ(sim.s_status, "Unknown");
     EXPECT_EQ(sim.i_pin_attempts, 255);
     EXPECT_EQ(sim.i_puk_attempts, 255);
+    EXPECT_FALSE(sim.b_attempts_read);
 }
 
 TEST(ParseDeviceSimStatus, CpinTexts_GiveClassCodeAndStatus) {
@@ -184,25 +186,27 @@ TEST(ParseDeviceSimStatus, Attempts_FollowTheLockClass) {
         const char* pct;
         int pin;
         int puk;
+        bool areRead;  // or only assumed
     } cases[] = {
-        {"+CPIN: READY", "#PCT: 3", 3, 10},
-        {"+CPIN: READY", "#PCT: 2", 2, 10},
-        {"+CPIN: SIM PIN", "#PCT: 1", 1, 10},
-        {"+CPIN: SIM PUK", "#PCT: 7", 0, 7},
-        {"+CPIN: SIM PUK", "#PCT: 1 0", 0, 10},
-        {"+CPIN: ANOTHER", "#PCT: 3", 255, 255},
-        {"x", "#PCT: 3", 255, 255},
-        {"+CPIN: SIM PUK", "x", 3, 10},
-        {"+CPIN: SIM PIN", "#PCT:", 3, 10},
-        {"+CPIN: SIM PIN", "#PCT: x", 3, 10},
-        {"+CPIN: SIM PIN", "#PCT: 258", 2, 10},
-        {"x", "x", 3, 10},
+        {"+CPIN: READY", "#PCT: 3", 3, 10, true},
+        {"+CPIN: READY", "#PCT: 2", 2, 10, true},
+        {"+CPIN: SIM PIN", "#PCT: 1", 1, 10, true},
+        {"+CPIN: SIM PUK", "#PCT: 7", 0, 7, true},
+        {"+CPIN: SIM PUK", "#PCT: 1 0", 0, 10, true},
+        {"+CPIN: ANOTHER", "#PCT: 3", 255, 255, true},
+        {"x", "#PCT: 3", 255, 255, true},
+        {"+CPIN: SIM PUK", "x", 3, 10, false},
+        {"+CPIN: SIM PIN", "#PCT:", 3, 10, false},
+        {"+CPIN: SIM PIN", "#PCT: x", 3, 10, false},
+        {"+CPIN: SIM PIN", "#PCT: 258", 2, 10, true},
+        {"x", "x", 3, 10, false},
     };
     for (const auto& row : cases) {
         sSimInfo sim;
         parseDeviceSimStatus(modemReply({row.cpin, "", row.pct}), sim);
         EXPECT_EQ(sim.i_pin_attempts, row.pin) << row.cpin << " " << row.pct;
         EXPECT_EQ(sim.i_puk_attempts, row.puk) << row.cpin << " " << row.pct;
+        EXPECT_EQ(sim.b_attempts_read, row.areRead) << row.cpin << " " << row.pct;
     }
     torture(parseDeviceSimStatus, modemReply({"+CPIN: SIM PIN", "", "#PCT: 3"}));
     torture(parseDeviceSimStatus, modemReply({"+CPIN: PH-OTHER PUK", "", "#PCT: 10"}));

@@ -4,20 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "cli/failure.h"
 #include "tests/unit/cli_empty_host.h"
 
 namespace {
-
-template <class tCall>
-eExitStatus statusOf(tCall call) {
-    try {
-        call();
-        return eExitStatus::OK;
-    } catch (const cFailure& failure) {
-        return failure.status;
-    }
-}
 
 class AtRequest : public testing::Test {
   protected:

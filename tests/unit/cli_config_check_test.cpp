@@ -55,6 +55,18 @@ TEST_F(ConfigCheck, TheExampleFile_HasNoFinding) {
     EXPECT_EQ(0u, report.findings());
 }
 
+TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
+    EXPECT_EQ("", keyOf("", "CM_APN").reason);
+    const sConfigKeyReport key = keyOf("CM_APN=\n", "CM_APN");
+    EXPECT_EQ(eConfigVerdict::DEFAULT, key.verdict);
+    EXPECT_EQ("nothing behind the = in the file", key.reason);
+    host.file("/etc/vuk/cellular1.conf", "CM_MTU= \n");
+    const std::string out = runOn(host, {"config", "check"}).out;
+    EXPECT_NE(std::string::npos, out.find(" 1500   (default: nothing behind the = in the file)\n"))
+        << out;
+    EXPECT_NE(std::string::npos, out.find(" yes   (default)\n")) << out;
+}
+
 TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "0x7f0", "7F0"},
@@ -202,11 +214,39 @@ TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
 }
 
-TEST(EditDistance, CountsSlipsWithoutRegardToCase) {
-    EXPECT_EQ(0u, editDistance("cm_apn", "CM_APN"));
-    EXPECT_EQ(1u, editDistance("CM_APPN", "CM_APN"));
-    EXPECT_EQ(2u, editDistance("CM_PASSWROD", "CM_PASSWORD"));
-    EXPECT_EQ(6u, editDistance("", "CM_APN"));
+TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
+    const struct {
+        const char* written;
+        const char* meant;
+    } cases[] = {
+        {"CM_ANP", "CM_APN"},
+        {"CM_APN3", "CM_APN"},
+        {"CM_OPERATER", "CM_OPERATOR"},
+        {"CM_IP_FAMILY", "CM_IPFAMILY"},
+        {"CM_DEFAULT_ROUTE", "CM_DEFAULTROUTE"},
+        {"APN", "CM_APN"},
+        {"Username", "CM_USERNAME"},
+        {"CM_USER", "CM_USERNAME"},
+        {"CM_ENABLE", "CM_ENABLE_INTERFACE"},
+        {"DEBUG", "DEBUG_MODE"},
+        // Other words, however short the way is.
+        {"CM_PIN", ""},
+        {"CM_DNS", ""},
+        {"CM_", ""},
+        {"MODE", ""},
+    };
+    for (const auto& row : cases) {
+        const std::vector<std::string> problems = check(std::string(row.written) + "=x\n").problems;
+        ASSERT_EQ(1u, problems.size()) << row.written;
+        const std::string offer =
+            *row.meant == 0 ? "" : std::string("; is ") + row.meant + " meant?";
+        EXPECT_EQ("line 1: unknown key '" + std::string(row.written) + "' is passed over" + offer,
+                  problems.front());
+    }
+}
+
+TEST_F(ConfigCheck, UnknownKeyOfAnyLength_IsJudgedAtOnce) {
+    EXPECT_EQ(1u, check(std::string(100000, 'C') + "=x\n").problems.size());
 }
 
 TEST(SilentReader, DebugModeOfTheFile_MakesTheStatusCommandLogNothing) {

@@ -66,11 +66,27 @@ TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
     EXPECT_FALSE(fileExists(pathOf(eDataOverride::OFF)));
 }
 
+TEST_F(DataOverride, Auto_WaitsForWhatTheConfigurationWants) {
+    host.daemon(1, 42);
+    host.file("/var/run/poststart", "");
+    const auto statusOfAuto = [&](const char* state, const std::string& enable) {
+        host.status(1, {{"QMI_STATE", state}});
+        host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=" + enable + "\n");
+        return runOn(host, {"data", "auto", "-t", "1"}).status;
+    };
+    EXPECT_EQ(eExitStatus::OK, statusOfAuto("CONNECTED", "yes"));
+    EXPECT_EQ(eExitStatus::TIMED_OUT, statusOfAuto("DISCONNECTED", "yes"));
+    EXPECT_EQ(eExitStatus::OK, statusOfAuto("DISCONNECTED", "no"));
+    EXPECT_EQ(eExitStatus::TIMED_OUT, statusOfAuto("CONNECTED", "no"));
+    EXPECT_EQ(eExitStatus::TIMED_OUT, statusOfAuto("DISCONNECTED", "off"));
+}
+
 TEST_F(DataOverride, CommandThatIsNotFollowedInTime_ShowsHowFarItIs) {
     host.daemon(1, 42);
     host.status(1, {{"QMI_STATE", "DISCONNECTED"}, {"LAST_CONNECT_ERROR_E", "207"}});
     const sCommandRun run = runOn(host, {"data", "on", "-t", "1"});
     EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
-    EXPECT_NE(std::string::npos, run.out.find("connection DISCONNECTED, last error 207"))
+    EXPECT_NE(std::string::npos,
+              run.out.find("connection DISCONNECTED; last error: the network gave no"))
         << run.out;
 }

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -73,6 +74,33 @@ TEST_F(Doctor, Shell_OfThisMachinesDash) {
     unlink(host.places.at("/bin/sh").c_str());
     ASSERT_EQ(0, symlink("/bin/bash", host.places.at("/bin/sh").c_str()));
     expect(eHealth::FINE, checkShell);
+}
+
+TEST_F(Doctor, Shell_ThatTheServiceGivesTheDaemon) {
+    host.process(51, "cellslotd", "cellslotd");
+    setup.pid = 51;
+    for (const char* folder : {"/proc/51/root", "/proc/51/root/bin"})
+        host.folderAt(folder);
+    shell("0");
+    host.file("/proc/51/root/bin/sh", "#!/bin/bash\nexit 1\n", 0755);
+    expect(eHealth::FINE, checkShell);
+    shell("1");
+    host.file("/proc/51/root/bin/sh", "#!/bin/bash\nexit 0\n", 0755);
+    expect(eHealth::BROKEN, checkShell, "does not understand");
+}
+
+TEST_F(Doctor, Shell_OfAHostWithTheServiceThatDoesNotRun) {
+    shell("0");
+    for (const char* folder : {"/lib", "/lib/systemd", "/lib/systemd/system"})
+        host.folderAt(folder);
+    host.file("/lib/systemd/system/cellslotd@.service", "");
+    expect(eHealth::BROKEN, checkShell);
+    for (const char* folder : {"/run/systemd", "/run/systemd/system"})
+        host.folderAt(folder);
+    expect(eHealth::NOTE, checkShell, "as the service only");
+    host.process(51, "cellslotd", "cellslotd");
+    setup.pid = 51;
+    expect(eHealth::BROKEN, checkShell);
 }
 
 TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
@@ -155,7 +183,7 @@ TEST_F(Doctor, Setup_OfTheRunningDaemon) {
 
 TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
     host.file("/etc/default/cellslotd.2",
-              "# ports\nCELL_DEVICE=/dev/a\nGPS_DEVICE=\"/dev/b\"\nINTERFACE=wwan1\n");
+              "# ports\nDEVICE=/dev/a\nGPS_DEVICE=\"/dev/b\"\nINTERFACE=wwan1\n");
     setup = findSlotSetup(host.places, 2);
     EXPECT_EQ("/dev/a", setup.device);
     EXPECT_EQ("/dev/b", setup.gpsDevice);
@@ -182,6 +210,23 @@ TEST_F(Doctor, Device_MissingOrNoPort) {
     expect(eHealth::BROKEN, checkDevice, "is no port");
     unlink(host.places.at("/dev/at").c_str());
     port("/dev/at");
+    expect(eHealth::FINE, checkDevice, "is there");
+    chmod(host.places.at("/dev/at").c_str(), 0666);
+    expect(eHealth::NOTE, checkDevice, "MODE=\"0660\"");
+}
+
+TEST_F(Doctor, Device_ThatTheDaemonsUserMayNotUse) {
+    if (geteuid() != 0) GTEST_SKIP() << "gives files away";
+    setup.device = "/dev/at";
+    port("/dev/at");
+    host.daemon(1, 51);
+    setup.pid = 51;
+    const passwd* nobody = getpwnam("nobody");
+    ASSERT_NE(nullptr, nobody);
+    const gid_t group = nobody->pw_gid;
+    ASSERT_EQ(0, chown(host.places.at("/proc/51").c_str(), nobody->pw_uid, 0));
+    expect(eHealth::BROKEN, checkDevice, "user nobody may not use /dev/at");
+    ASSERT_EQ(0, chown(host.places.at("/dev/at").c_str(), 0, group));
     expect(eHealth::FINE, checkDevice);
 }
 
@@ -210,7 +255,7 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
 
 TEST_F(Doctor, Interface_NameAndExistence) {
     expect(eHealth::NOTE, checkInterface, "--interface");
-    for (const char* name : {"wwan0;reboot", "..", "sixteen-letters0"}) {
+    for (const char* name : {"wwan0;reboot", "..", "-i", "sixteen-letters0"}) {
         setup.interface = name;
         expect(eHealth::BROKEN, checkInterface, "is no name");
     }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/failure.h"
 #include "cli/places.h"
 #include "tests/support/temp_folder.h"
 
@@ -64,6 +65,17 @@ class cEmptyHost {
   public:
     const sPlaces places{m_folder.path()};
 };
+
+// What a call that may end early would make the program leave with.
+template <class tCall>
+eExitStatus statusOf(tCall call) {
+    try {
+        call();
+        return eExitStatus::OK;
+    } catch (const cFailure& failure) {
+        return failure.status;
+    }
+}
 
 // What a command line does on that host.
 struct sCommandRun {

@@ -9,15 +9,25 @@ constexpr size_t LINES_MAX = 23;
 constexpr size_t COLUMNS_MAX = 80;
 
 const std::vector<std::vector<const char*>> COMMANDS = {
-    {"sms"},           {"sms", "send"},
-    {"sms", "list"},   {"sms", "read"},
-    {"sms", "wait"},   {"at"},
-    {"data"},          {"pin"},
-    {"pin", "set"},    {"pin", "change"},
-    {"pin", "enable"}, {"pin", "disable"},
-    {"pin", "puk"},    {"reload"},
-    {"config"},        {"config", "check"},
-    {"doctor"},        {"status"},
+    {},
+    {"sms"},
+    {"sms", "send"},
+    {"sms", "list"},
+    {"sms", "read"},
+    {"sms", "wait"},
+    {"at"},
+    {"data"},
+    {"pin"},
+    {"pin", "set"},
+    {"pin", "change"},
+    {"pin", "enable"},
+    {"pin", "disable"},
+    {"pin", "puk"},
+    {"reload"},
+    {"config"},
+    {"config", "check"},
+    {"doctor"},
+    {"status"},
     {"watch"},
 };
 
@@ -43,6 +53,8 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
             EXPECT_LE(line.size(), COLUMNS_MAX) << title(command) << ": " << line;
         EXPECT_LE(lines, LINES_MAX) << title(command);
         EXPECT_NE(std::string::npos, run.out.find("Usage: cellslot")) << run.out;
+        const size_t example = run.out.find("Example");
+        EXPECT_NE(std::string::npos, run.out.find("\n  cellslot ", example)) << run.out;
     }
 }
 
@@ -66,6 +78,41 @@ TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
         EXPECT_EQ(0u, run.err.rfind("cellslot: ", 0)) << run.err;
         EXPECT_EQ(run.err.size() - 1, run.err.find('\n')) << run.err;
     }
+}
+
+TEST(CliCommandLine, NotUnderstood_NamesTheHelpThatTells) {
+    const cEmptyHost host;
+    const auto end = [&](const std::vector<const char*>& command) {
+        const std::string text = runOn(host, command).err;
+        return text.substr(std::min(text.find(" (see "), text.size()));
+    };
+    EXPECT_EQ(" (see cellslot --help)\n", end({"nonsense"}));
+    EXPECT_EQ(" (see cellslot status --help)\n", end({"status", "-p", "9"}));
+    EXPECT_EQ(" (see cellslot sms --help)\n", end({"sms", "nonsense"}));
+    EXPECT_EQ(" (see cellslot sms send --help)\n", end({"sms", "send"}));
+}
+
+TEST(CliCommandLine, UnknownSubcommand_IsNamedWithTheOneMeant) {
+    const cEmptyHost host;
+    EXPECT_EQ("cellslot: there is no cellslot stauts; is status meant? (see cellslot --help)\n",
+              runOn(host, {"stauts"}).err);
+    EXPECT_EQ("cellslot: there is no cellslot sms sned; is send meant? (see cellslot sms --help)\n",
+              runOn(host, {"sms", "sned", "12345", "x"}).err);
+    EXPECT_EQ("cellslot: there is no cellslot a?[2Jb (see cellslot --help)\n",
+              runOn(host, {"a\x1b[2Jb"}).err);
+    EXPECT_EQ("cellslot: A subcommand is required (see cellslot pin --help)\n",
+              runOn(host, {"pin"}).err);
+}
+
+TEST(CliCommandLine, HelpThatCannotBeWritten_IsAFailure) {
+    const cEmptyHost host;
+    std::istringstream in;
+    std::ostringstream out;
+    std::ostringstream err;
+    out.setstate(std::ios::badbit);
+    sCliContext context{host.places, in, out};
+    const char* const words[] = {"cellslot", "--help"};
+    EXPECT_EQ(eExitStatus::FAILED, runCellslot(2, words, context, err));
 }
 
 TEST(CliSlot, SeveralDaemonsAndNoneNamed_IsAskedFor) {

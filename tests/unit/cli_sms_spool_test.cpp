@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "cli/failure.h"
 #include "include/utilities.h"
 #include "tests/unit/cli_empty_host.h"
 
@@ -27,16 +26,6 @@ class SmsSpool : public testing::Test {
 
     cEmptyHost host;
 };
-
-template <class tCall>
-eExitStatus statusOf(tCall call) {
-    try {
-        call();
-        return eExitStatus::OK;
-    } catch (const cFailure& failure) {
-        return failure.status;
-    }
-}
 
 }  // namespace
 
@@ -122,6 +111,7 @@ TEST_F(SmsSpool, ReceivedMessages_OldestFirstWithWhatIsNoMessagePassedOver) {
     EXPECT_EQ("one\nFROM=x\nMSG=y", messages[0].text);
     EXPECT_EQ("", messages[1].text);
     deleteReceived(host.places, "b");
+    deleteReceived(host.places, "b");
     EXPECT_EQ(1u, receivedMessages(host.places).size());
 }
 
@@ -132,6 +122,43 @@ TEST_F(SmsSpool, ReadCommand_ShowsByNumberAndKeepsTheTerminalSafe) {
     EXPECT_EQ("File: m1\nFrom: Evil?[2J\nTime: t\n\na?]0;x? \xE2\x82\xAC\n", run.out);
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"sms", "read", "2"}).status);
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"sms", "read", "../send/x"}).status);
+}
+
+TEST_F(SmsSpool, ListCommand_ManyLongMessages_StayInTheirColumns) {
+    const std::string longText(200, 'x');
+    for (int i = 1; i <= 10; ++i) {
+        const std::string file = "/tmp/sms/recv/m" + std::to_string(i);
+        host.file(file, "FROM=+12025550145\nTIME=2026-11-21 10:00:0" + std::to_string(i % 10) +
+                            "\nMSG=" + (i == 10 ? longText : "one\ntwo"));
+        const timespec times[2] = {{1000 + i, 0}, {1000 + i, 0}};
+        utimensat(AT_FDCWD, host.places.at(file).c_str(), times, 0);
+    }
+    const sCommandRun run = runOn(host, {"sms", "list"});
+    EXPECT_EQ(eExitStatus::OK, run.status) << run.err;
+    EXPECT_EQ(0u, run.out.find("1   2026-11-21 10:00:01  +12025550145          one two\n"))
+        << run.out;
+    EXPECT_NE(std::string::npos,
+              run.out.find("\n10  2026-11-21 10:00:00  +12025550145          xxx"))
+        << run.out;
+    EXPECT_EQ("xxx~\n", run.out.substr(run.out.size() - 5));
+    EXPECT_EQ(80u, run.out.size() - run.out.rfind('\n', run.out.size() - 2) - 1);
+}
+
+TEST_F(SmsSpool, WaitCommand_WithoutDaemon_DoesNotWait) {
+    EXPECT_EQ(eExitStatus::NO_DAEMON, runOn(host, {"sms", "wait"}).status);
+}
+
+TEST_F(SmsSpool, ReadCommand_ThatCannotShowIt_DeletesNothing) {
+    host.file("/tmp/sms/recv/m1", "FROM=+1202\nTIME=t\nMSG=x");
+    std::istringstream in;
+    std::ostringstream out;
+    std::ostringstream err;
+    out.setstate(std::ios::badbit);
+    sCliContext context{host.places, in, out};
+    const char* const words[] = {"cellslot", "sms", "read", "-d"};
+    EXPECT_EQ(eExitStatus::FAILED, runCellslot(4, words, context, err));
+    EXPECT_EQ("cellslot: the output cannot be written; is there room for it?\n", err.str());
+    EXPECT_EQ(1u, namesIn("/tmp/sms/recv").size());
 }
 
 TEST_F(SmsSpool, SendCommand_WithoutDaemon_WritesNothing) {

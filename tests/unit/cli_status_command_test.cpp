@@ -58,7 +58,7 @@ TEST_F(StatusCommand, GoodSlot_IsToldWithStatus0) {
 
 TEST_F(StatusCommand, UnknownSlot_IsAUsageError) {
     for (const char* slot : {"0", "4", "-1", "x", "1x"})
-        expectFailure({"status", "-p", slot}, eExitStatus::USAGE, "see cellslot --help");
+        expectFailure({"status", "-p", slot}, eExitStatus::USAGE, "see cellslot status --help");
     expectFailure({"status", "--json", "--metrics"}, eExitStatus::USAGE, "excludes");
 }
 
@@ -136,6 +136,16 @@ TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
     EXPECT_EQ(slot["modem"]["temperature_c"], 28);
 }
 
+TEST_F(StatusCommand, DaemonThatWasKilled_ProgramsAreToldNoSession) {
+    host.endDaemon(1);
+    const json session = json::parse(host.run({"status", "--json"}).out)["slots"][0]["session"];
+    EXPECT_EQ(session["connected"], false);
+    EXPECT_TRUE(session["seconds"].is_null());
+    const std::string text = statusMetrics({host.report(1)});
+    EXPECT_NE(text.find("session_connected{slot=\"1\"} 0\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("session_duration_seconds{slot=\"1\"} 0\n"), std::string::npos) << text;
+}
+
 TEST_F(StatusCommand, JsonOfABrokenFile_SaysWhatIsWrong) {
     host.writeStatus(1, "");
     const sStatusRun run = host.run({"status", "-p", "1", "--json"});
@@ -151,7 +161,7 @@ TEST_F(StatusCommand, JsonWithStrangeBytes_IsStillJsonAndHidesThePin) {
     host.writeStatus(1, status);
     const sStatusRun run = host.run({"status", "--json"});
     const json slot = json::parse(run.out)["slots"][0];
-    EXPECT_EQ(slot["network"]["operator"], "T\xef\xbf\xbdl\"\\\xef\xbf\xbd");
+    EXPECT_EQ(slot["network"]["operator"], "T\xc3\xa9l\"\\\xc3\xbf");
     EXPECT_EQ(slot["sim"]["pin_report"], "Error: Unable to unlock SIM PIN, bad password '****'");
     EXPECT_EQ(slot["problems"][0]["id"], "sim_pin");
     EXPECT_EQ(run.out.find("9999"), std::string::npos);

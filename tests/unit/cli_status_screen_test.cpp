@@ -105,6 +105,22 @@ TEST_F(StatusScreen, ThreeSlots_ProblemsStandAboveTheTable) {
         EXPECT_LE(displayWidth(line), SCREEN_WIDTH) << line;
 }
 
+TEST_F(StatusScreen, TableOfLongNamesAndAges_LosesNeitherBandNorAge) {
+    host.writeStatus(
+        1, withValue(withValue(recordedStatus("healthy"), "CARRIER", "Vodafone Italia"), "BAND",
+                     "20"));
+    host.endDaemon(1);
+    const std::string dead = slotsTable({host.report(1, 12 * 3600 + 14 * 60)}).back();
+    EXPECT_NE(dead.find("  Vodafone~, LTE B20  ["), std::string::npos) << dead;
+    EXPECT_NE(dead.find("  12 h 14 min"), std::string::npos) << dead;
+    host.startDaemon(1);
+    const std::string ahead = slotsTable({host.report(1, -60)}).back();
+    EXPECT_NE(ahead.find("  future"), std::string::npos) << ahead;
+    host.writeStatus(1,
+                     withValue(recordedStatus("healthy"), "SERVICE_TYPE", std::string(256, 'T')));
+    EXPECT_LE(displayWidth(slotsTable({host.report(1)}).back()), SCREEN_WIDTH);
+}
+
 TEST_F(StatusScreen, StrangeBytesInNames_StayHarmlessAndInTheirColumns) {
     std::string status = withValue(recordedStatus("healthy"), "CARRIER", "T\xe9l\x9b");
     status = withValue(status, "MODEL", std::string(256, 'M'));
@@ -113,6 +129,6 @@ TEST_F(StatusScreen, StrangeBytesInNames_StayHarmlessAndInTheirColumns) {
     EXPECT_NE(screen.find("T\xc3\xa9l? (310410)"), std::string::npos) << screen;
     for (const std::string& line : slotScreen(host.report(1)))
         EXPECT_LE(displayWidth(line), SCREEN_WIDTH) << line;
-    EXPECT_NE(joinLines(slotsScreen({host.report(1)})).find("T\xc3\xa9l?, LTE band 4"),
+    EXPECT_NE(joinLines(slotsScreen({host.report(1)})).find("T\xc3\xa9l?, LTE B4 "),
               std::string::npos);
 }

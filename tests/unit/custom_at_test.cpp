@@ -10,6 +10,8 @@
 #include "statemachine/custom_at_log.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fake_port.h"
+#include "tests/support/log_mode.h"
+#include "tests/support/no_unlink.h"
 #include "tests/support/simulated_port.h"
 #include "tests/support/temp_folder.h"
 
@@ -145,10 +147,47 @@ TEST_F(CustomAt, Silence_EndsTheRequestThere) {
     EXPECT_EQ(logText().find("AT+THREE"), std::string::npos);
 }
 
+TEST_F(CustomAt, PromptForAText_IsEndedLestTheModemStayDeaf) {
+    port.answer("\r\n> ").answer("\r\nOK\r\n");
+    EXPECT_EQ(request("AT+CMGS=\"12345\"\nAT\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT+CMGS=\"12345\"", "\x1b"}));
+    EXPECT_EQ(readFile(raw), "AT+CMGS=\"12345\"\nTIMEOUT\n");
+}
+
+TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsLeftAlone) {
+    for (const char* text : {">", "\r\n+X: a>", "\r\n> x", "\r\nCONNECT\r\n"}) {
+        port.answer(text);
+        EXPECT_EQ(request("AT+X\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
+        EXPECT_EQ(port.commands().back(), "AT+X") << text;
+    }
+}
+
+TEST_F(CustomAtMeanwhile, PromptForAText_IsEndedAndTheNextRequestAnswered) {
+    writeFile(in, "AT+CMGF=1\nAT+CMGS=\"12345\"\n");
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()),
+              eERROR_DEVICE_RESPONSE_TIMEOUT);
+    writeFile(in, "AT+CSQ\n");
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_NE(readFile(raw).find("+CSQ: "), std::string::npos);
+}
+
 TEST_F(CustomAt, LowerCase_IsSentAsItIs) {
     port.answer(modemReply({"Telit"}));
     EXPECT_EQ(request("at+cgmi\n"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("at+cgmi", 1));
+}
+
+TEST_F(CustomAt, ControlCharacters_AreSentAsTheyAreButNotLogged) {
+    port.answer(OK_REPLY);
+    EXPECT_EQ(request("AT+X=\t\x1b[2J\n"), eSUCCESS);
+    EXPECT_EQ(port.commands(), list("AT+X=\t\x1b[2J", 1));
+    EXPECT_EQ(logCount("- Sending AT command AT+X=  [2J, extra timeout 0"), 1U);
+}
+
+TEST_F(CustomAt, DebugMask_ShowsTheCheck) {
+    const cLogMode mode(0x80000);
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(capturedLog(), list("DEBUG: Entering checkCustomAtFile()", 1));
 }
 
 TEST_F(CustomAt, NoCommand_IsReportedThreeTimesAndNotSent) {
@@ -436,6 +475,14 @@ TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
     EXPECT_EQ(port.takeCommands(), std::vector<std::string>{"AT+CSQ"});
 }
 
+// It would be sent again at every poll.
+TEST_F(CustomAt, RequestThatCannotBeDeleted_IsNotCarriedOut) {
+    const cNoUnlink readOnly;
+    EXPECT_EQ(request("AT+CFUN=4\n"), eERROR_BUFFER_EMPTY);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_EQ(logCount("Error: Cannot delete '" + in + "', errno 30 (Read-only file system)"), 1U);
+}
+
 TEST_F(CustomAt, RequestIsAFifo_DoesNotHang) {
     ASSERT_EQ(mkfifo(in.c_str(), 0666), 0);
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
@@ -460,6 +507,7 @@ TEST_F(CustomAt, LogGrowsOverRequestsAndKeepsOneOldFile) {
         writeAtCmdLog("AT+X", std::string(256, 'x'), device, logs.path());
     EXPECT_LE(std::filesystem::file_size(logs / "at_cmdlog.txt"), 100U * 1024U);
     EXPECT_LE(std::filesystem::file_size(logs / "at_cmdlog.txt.1"), 100U * 1024U);
+    EXPECT_GT(std::filesystem::file_size(logs / "at_cmdlog.txt.1"), 99U * 1024U);
     EXPECT_FALSE(fileExists(logs / "at_cmdlog.txt.2"));
 }
 

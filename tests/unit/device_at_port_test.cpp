@@ -180,6 +180,19 @@ TEST(OpenDevice, RegularFileFolderAndSocket_AreRefused) {
     close(socketFd);
 }
 
+// One bit of the file type is looked at, and a block device has it too.
+TEST(OpenDevice, BlockDevice_PassesForACharacterDeviceUntilItIsOpened) {
+    const cTempFolder folder;
+    const std::string path = folder / "block";
+    if (mknod(path.c_str(), S_IFBLK | 0600, 0) != 0) GTEST_SKIP() << "not permitted here";
+    const cLogMode mode;
+    int handle = 7;
+    EXPECT_GT(openDevice(path, handle), 1);
+    EXPECT_EQ(handle, -1);
+    ASSERT_EQ(capturedLog().size(), 1u);
+    EXPECT_EQ(capturedLog()[0].find("Error: Cannot open '" + path + "', errno "), 0u);
+}
+
 TEST(OpenDevice, MissingNode_GivesErrno2) {
     const cTempFolder folder;
     const std::string path = folder / "ttyUSB9";

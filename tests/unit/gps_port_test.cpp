@@ -239,5 +239,9 @@ TEST_F(GpsPort, DebugMask_ShowsTheOperations) {
     gps.setDebug(0);
     gps.checkSkvsEnableCount();
     EXPECT_EQ(logCount("DEBUG: Entering checkSkvsEnableCount()"), 1U);
+    // The state machine's entries use the daemon's own.
+    sModemInfo modem;
+    maybeStopGps(modem);
+    EXPECT_EQ(logCount("DEBUG: Entering gpsStop()"), 1U);
     g_i_debugMode = 0;
 }

@@ -274,6 +274,15 @@ TEST_F(GpsStart, ConnectAmongBlanksOrWithOk_IsAStart) {
     }
 }
 
+TEST_F(GpsStart, ReceiverNoLongerFound_HasNoNameAnyMore) {
+    start(ENABLED_RECEIVER);
+    gpsStart();
+    gpsStop();
+    terminal().fault("AT$GPSSW", {{"kind", "error"}});
+    EXPECT_EQ(gpsStart(), eERROR_DEVICE_REQUIRES_RESET);
+    EXPECT_EQ(chipset, "");
+}
+
 TEST_F(GpsStart, CountCannotBeStored_IsNotEnabled) {
     start();
     s_failingKeys = {"_GPS_ENABLE_COUNT"};
@@ -326,4 +335,11 @@ TEST_F(GpsStart, DeviceThatIsNoTerminal_CannotBeOpened) {
     EXPECT_EQ(gps.openGpsDevice(), eERROR_DEVICE_GPS_DEV_OPEN_FAILURE);
     initOn("/none");
     EXPECT_EQ(gps.openGpsDevice(), eERROR_DEVICE_GPS_DEVICE_HANDLE_INVALID);
+}
+
+TEST_F(GpsStart, OpenedAgain_KeepsOneDescriptor) {
+    start();
+    EXPECT_EQ(gps.openGpsDevice(), eSUCCESS);
+    EXPECT_EQ(gps.openGpsDevice(), eSUCCESS);
+    gps.reset();
 }

@@ -105,6 +105,11 @@ TEST_F(GpsStream, EscapeNeverTakenByAnEarlierStream_EndsInTheChipsetsTimeout) {
     // Deaf: one query and one step of enabling.
     EXPECT_EQ(sent(), joined(stopCommands(4), QUERY_COMMANDS, tTexts{ENABLE_COMMANDS[0]}));
     EXPECT_EQ(storedValue("_GPS_ENABLE_COUNT"), "1");
+    // It counts as running, so set-up of the modem ends the next time.
+    shellCommands();
+    EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
+    EXPECT_EQ(sent(), tTexts());
+    EXPECT_EQ(shellCommands(), tTexts()) << "gpsd does not get the port";
 }
 
 TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
@@ -134,6 +139,13 @@ TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
         EXPECT_EQ(logContains("GPS stream still running"), test.log != nullptr);
         EXPECT_EQ(logCount(test.log != nullptr ? test.log : "none"), test.log != nullptr ? 1U : 0U);
     }
+    // So do those in front of an error.
+    terminal().fault("AT", {{"kind", "answer"}, {"lines", {"$GPGGA,1*00"}}, {"final", "ERROR"}});
+    EXPECT_TRUE(gps.isGpsStreamOn());
+    // A stream that ran is none once its start was refused.
+    terminal().fault(START_COMMANDS[0], {{"kind", "error"}});
+    EXPECT_EQ(gps.startGpsStream(), eERROR_DEVICE_GPS_START_STREAM_FAILURE);
+    EXPECT_FALSE(gps.getStreamStatus());
     // Sentences that were on their way do not matter once the modem answers.
     terminal().fault("AT", {{"kind", "answer"}, {"lines", {"$GPGGA,1*00"}}});
     EXPECT_FALSE(gps.isGpsStreamOn());

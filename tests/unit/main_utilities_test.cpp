@@ -81,6 +81,20 @@ TEST(ReadFilesInDir, Folder_NamesWithoutDots) {
     EXPECT_EQ(names, (std::vector<std::string>{".hidden", "a", "sub"}));
 }
 
+// The order decides which message is sent first.
+TEST(ReadFilesInDir, Names_ComeInTheOrderOfTheSystem) {
+    const cTempFolder folder;
+    for (const char* name : {"m", "z", "a", "q", "b"})
+        writeFile(folder / name, "");
+    std::vector<std::string> listed;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+        listed.push_back(entry.path().filename());
+    std::vector<std::string> names;
+    EXPECT_EQ(readFilesInDir(folder.path(), names), 0);
+    EXPECT_EQ(names, listed);
+    EXPECT_EQ(names.size(), 5u);
+}
+
 TEST(ReadFilesInDir, NoFolder_GivesErrnoAndNoNames) {
     const cTempFolder folder;
     const cLogMode mode(eLOG_MAIN);
@@ -144,6 +158,14 @@ TEST(GetMd5, Texts_LowerCaseDigest) {
     EXPECT_EQ(getMd5("abc"), "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(getMd5("message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
     EXPECT_NE(getMd5(std::string("a\0b", 3)), getMd5("a"));
+}
+
+TEST(IsInterfaceName, Texts) {
+    for (const char* name : {"wwan0", "a", "eth0.100", "br-lan", "x_y:z@w", "fifteen-letters"})
+        EXPECT_TRUE(isInterfaceName(name)) << name;
+    for (const char* name :
+         {"", ".", "..", "-i", "a/b", "a b", "a;b", "$a", "sixteen--letters", "\xc3\xa4"})
+        EXPECT_FALSE(isInterfaceName(name)) << name;
 }
 
 TEST(BlankControlCharacters, ForgedLine_BecomesOneLine) {

@@ -215,10 +215,11 @@ TEST_F(FileVector, KilledWriter_LeavesATemporaryFileThatItsNameTells) {
 
 TEST_F(FileVector, Readers_NeverSeeAPartOfAFile) {
     constexpr int ROUNDS = 1000;
+    constexpr int READS = 10;
     constexpr size_t LENGTH = 50'000;
     ASSERT_TRUE(writeText(m_path, std::string(LENGTH, 'a')));
     std::atomic<bool> isOver{false};
-    int reads = 0;
+    std::atomic<int> reads{0};
     int broken = 0;
     std::thread reader([&] {
         while (!isOver) {
@@ -228,12 +229,14 @@ TEST_F(FileVector, Readers_NeverSeeAPartOfAFile) {
             reads++;
         }
     });
-    for (int i = 0; i < ROUNDS; i++) {
-        ASSERT_TRUE(writeText(m_path, std::string(LENGTH, static_cast<char>('a' + i % 26))));
+    // A busy machine may not let the reader run for long.
+    bool written = true;
+    for (int i = 0; written && (i < ROUNDS || reads < READS); i++) {
+        written = writeText(m_path, std::string(LENGTH, static_cast<char>('a' + i % 26)));
     }
     isOver = true;
     reader.join();
-    EXPECT_GT(reads, 10);
+    EXPECT_TRUE(written);
     EXPECT_EQ(broken, 0) << "of " << reads;
 }
 

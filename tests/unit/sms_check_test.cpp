@@ -54,6 +54,7 @@ TEST_F(SmsCheck, NotRegistered_Gives201AndStillMakesTheTree) {
     EXPECT_TRUE(port.commands().empty());
     EXPECT_EQ(names("").size(), 6U);
     EXPECT_TRUE(g_C_deleteOldSmsFiles.IsTimerRunning()) << "the sweep has run";
+    EXPECT_EQ(check(), eSUCCESS) << "the next check comes after five seconds here, too";
 }
 
 TEST_F(SmsCheck, NoImsOn3gpp2_Gives202) {
@@ -137,6 +138,30 @@ TEST_F(SmsCheck, MessageNotWritten_DeletesNothing) {
     port.answer(OK_REPLY).answer(listing({deliverPdu("22255", "precious")}));
     EXPECT_EQ(check(), eSUCCESS);
     EXPECT_EQ(port.commands(), (tNames{"AT+CMGF=0", "AT+CMGL=0"}));
+}
+
+TEST_F(SmsCheck, SpoolCannotBeWritten_DeletesNothing) {
+    std::filesystem::remove_all(root);
+    writeFile(root, "in the way");
+    port.answer(OK_REPLY);
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE);
+    EXPECT_EQ(port.commands(), tNames{"AT+CMGF=0"});
+}
+
+// The same words in the same second at the same index of the modem: another message all the same.
+TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsNotTakenForTheOldOne) {
+    const std::string pdu = deliverPdu("22255", "alarm");
+    port.answer(OK_REPLY).answer(listing({pdu})).answer(OK_REPLY).answer(OK_REPLY);
+    EXPECT_EQ(check(), eSUCCESS);
+    ASSERT_EQ(names("recv").size(), 1U);
+    std::filesystem::remove(in("recv", names("recv")[0]));
+    g_Cp_CheckSMS->Stop();
+    port.answer(OK_REPLY).silence();
+    EXPECT_EQ(check(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    g_Cp_CheckSMS->Stop();
+    port.answer(OK_REPLY).answer(OK_REPLY).answer(listing({pdu})).answer(OK_REPLY).answer(OK_REPLY);
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(names("recv").size(), 1U);
 }
 
 TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {

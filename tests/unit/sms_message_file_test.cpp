@@ -158,6 +158,14 @@ TEST_F(SmsWrite, TreeRemoved_ComesBack) {
     EXPECT_EQ(names("recv").size(), 1U);
 }
 
+TEST_F(SmsWrite, AnotherRoot_TheTreeOfTheDaemonComesBack) {
+    std::filesystem::remove_all(root);
+    tSmsQueue queue = queueOf({singleRecord("1", "a")});
+    EXPECT_EQ(writeSmsMessages(queue, folder / "other"), 0U);
+    EXPECT_TRUE(fileExists(in("recv")));
+    EXPECT_FALSE(fileExists(folder / "other"));
+}
+
 TEST_F(SmsWrite, EmptyQueue_DoesNothing) {
     std::filesystem::remove_all(root);
     tSmsQueue queue;

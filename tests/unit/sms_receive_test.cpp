@@ -6,6 +6,7 @@
 
 #include "sms/listing_marker.h"
 #include "sms/spool.h"
+#include "sms/wall_clock.h"
 #include "tests/support/reply_torture.h"
 #include "tests/unit/sms_fixture.h"
 #include "tests/unit/sms_pdu_support.h"
@@ -166,12 +167,28 @@ TEST_F(SmsListing, MarkStaysUntilTheNextHeader) {
                     "\r\nOK\r\n")
                   .size(),
               1U);
+    EXPECT_EQ(parse("+CMGL: 1,0,\"\"," + length + "\r\n+CMGL: 2,0\r\n" + pdu + "\r\nOK\r\n").size(),
+              1U)
+        << "one that is not used does not count";
 }
 
 TEST_F(SmsListing, LineBeforeAnyHeader_IsTold) {
     g_i_debugMode = eLOG_SMS;
     EXPECT_TRUE(parse(pdu + "\r\nOK\r\n").empty());
     EXPECT_TRUE(logContains("SMS start (+CMGL:) not found yet"));
+}
+
+TEST_F(SmsListing, DebugMaskOfTheCodec_ShowsWhatWasDecoded) {
+    testing::internal::CaptureStdout();
+    parse(listing({pdu}));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    g_i_debugMode = eLOG_SMS_PDU;
+    testing::internal::CaptureStdout();
+    parse(listing({pdu}));
+    parse(listing({pdu}), eSMS_3GPP2);
+    const std::string shown = testing::internal::GetCapturedStdout();
+    EXPECT_NE(shown.find("3GPP PDU: " + pdu), std::string::npos);
+    EXPECT_NE(shown.find("3GPP2 PDU refused: " + pdu), std::string::npos);
 }
 
 TEST_F(SmsListing, NotDecodable3gpp2_IsTold) {
@@ -334,6 +351,15 @@ TEST_F(SmsReceive, DuplicatePartsLeftByAKill_DoNotHarmTheMessage) {
     EXPECT_EQ(names("recv_parts"), (tNames{"1b", "2"}));
 }
 
+TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneGoes) {
+    receive({deliverPdu("+12025550123", "a", 7, 1, 2)});
+    const std::string older = in("recv_parts", names("recv_parts")[0]);
+    setFileTime(older, wallClockNow().tv_sec + 1000000000);
+    receive({deliverPdu("+12025550123", "a", 7, 1, 2)});
+    EXPECT_EQ(names("recv_parts").size(), 1U);
+    EXPECT_FALSE(fileExists(older));
+}
+
 TEST_F(SmsReceive, SingleAndJoinedOfOneSender_DoNotMeetInOneName) {
     EXPECT_EQ(receive({deliverPdu("22255", "single"), deliverPdu("22255", "a", 7, 1, 2),
                        deliverPdu("22255", "b", 7, 2, 2)}),
@@ -437,14 +463,41 @@ TEST_F(SmsReceive, Recovery_Refused_KeepsTheMarker) {
     EXPECT_TRUE(isListingOpen(root));
 }
 
-TEST_F(SmsReceive, ListingEndsInAnError_IsListedAgainWithTheReadOnes) {
-    const std::string pdu = deliverPdu("22255", "precious");
-    std::string broken = listing({pdu});
-    broken.replace(broken.find("\r\nOK"), 4, "\r\nERROR");
-    port.answer(OK_REPLY).answer(broken).answer(listing({pdu}));
+TEST_F(SmsReceive, Recovery_Refused_JoinsWhatIsComplete) {
+    leaveMarker();
+    putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 2, "1", "b");
+    port.answer(OK_REPLY).answer(OK_REPLY).answer(ERROR_REPLY);
     EXPECT_EQ(check(), eSUCCESS);
-    EXPECT_EQ(commands(), RECOVERING);
-    EXPECT_EQ(contents("recv"), tNames{file("22255", "precious")});
+    EXPECT_EQ(names("recv").size(), 1U);
+}
+
+TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
+    const std::string told =
+        "A listing of SMS messages did not end well, listing the read ones as well";
+    for (int outage = 1; outage <= 2; ++outage) {
+        leaveMarker();
+        port.answer(OK_REPLY).answer(OK_REPLY).answer(ERROR_REPLY);
+        check();
+        port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY);
+        check();
+        EXPECT_EQ(logCount(told), static_cast<size_t>(outage));
+        EXPECT_FALSE(isListingOpen(root));
+    }
+}
+
+TEST_F(SmsReceive, ListingEndsInAnError_IsListedAgainWithTheReadOnes) {
+    tNames expected;
+    for (const char* error : {"\r\nERROR", "\r\n+CMS ERROR: 500"}) {
+        const std::string pdu = deliverPdu("22255", error + 2);
+        std::string broken = listing({pdu});
+        broken.replace(broken.find("\r\nOK"), 4, error);
+        port.answer(OK_REPLY).answer(broken).answer(listing({pdu}));
+        EXPECT_EQ(check(), eSUCCESS);
+        EXPECT_EQ(commands(), RECOVERING);
+        expected.insert(expected.begin(), file("22255", error + 2));
+        EXPECT_EQ(contents("recv"), expected);
+    }
 }
 
 // The late OK of the first command is taken for the listing's end; the listing comes with the next.
@@ -515,6 +568,14 @@ TEST_F(SmsReceive, SpoolCannotBeWritten_NothingIsListed) {
     check();
     EXPECT_TRUE(logContains("Error: Cannot write SMS folder"));
     EXPECT_EQ(capturedLog().size(), 1U) << "told once";
+    std::filesystem::remove(root);
+    makeSmsDirs(root);
+    receive({});
+    std::filesystem::remove_all(root);
+    writeFile(root, "in the way");
+    port.answer(OK_REPLY);
+    check();
+    EXPECT_EQ(capturedLog().size(), 2U) << "and again the next time";
 }
 
 TEST_F(SmsReceive, Family3gpp2_UsesItsDecoder) {

@@ -10,12 +10,14 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "include/sleep.h"
 #include "include/utilities.h"
 #include "sms/open_prompt.h"
 #include "sms/receive.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
+#include "tests/support/no_unlink.h"
 #include "tests/support/simulated_port.h"
 #include "tests/unit/sms_fixture.h"
 
@@ -43,9 +45,10 @@ class SmsSend : public cSmsFixture {
     eGeneralErrors checkRefused() {
         modemRefuses();
         const eGeneralErrors result = check();
-        g_Cp_DelaySendSMS->Stop();
+        waitForDelay();
         return result;
     }
+    static void waitForDelay() { sleepMicroseconds(5000000); }
     // The file that the daemon takes next.
     std::string lastListed() const {
         tNames found;
@@ -102,6 +105,14 @@ TEST_F(SmsSend, NumberWithoutPlus_IsOfUnknownType) {
     EXPECT_EQ(port.commands().back(), "0001000B812120550521F3000005C8329BFD06" + CTRL_Z);
 }
 
+TEST_F(SmsSend, PduModeRefusedOrNotAnswered_SendsAllTheSame) {
+    for (const char* answer : {ERROR_REPLY, ""}) {
+        putSend("file", "Hello");
+        port.answer(answer).answer(PROMPT).answer(SENT);
+        EXPECT_EQ(check(), eSUCCESS) << answer;
+    }
+}
+
 TEST_F(SmsSend, PduSteps_HaveTheirTimes) {
     putSend("hello", "Hello");
     port.answer(OK_REPLY).answer(PROMPT).answerLate(59000, SENT);
@@ -134,6 +145,16 @@ TEST_F(SmsSend, LongMessage_IsSentAsItsFirst918Characters) {
     EXPECT_EQ(device.modem.i_sms_sent, 1U);
 }
 
+TEST_F(SmsSendMeanwhile, LongMessage_ArrivesAsItsFirst918Characters) {
+    const std::string first = std::string(459, 'a') + std::string(459, 'b');
+    putSend("long", first + std::string(82, 'c'));
+    EXPECT_EQ(check(), eSUCCESS);
+    std::string arrived;
+    for (const std::string& text : sentTexts())
+        arrived += text;
+    EXPECT_EQ(arrived, first);
+}
+
 TEST_F(SmsSend, ThirdPduFails_TheWholeFileIsTriedAgain) {
     putSend("long", std::string(400, 'x'));
     port.answer(OK_REPLY).answer(PROMPT).answer(SENT).answer(PROMPT).answer(SENT).answer(PROMPT);
@@ -159,9 +180,13 @@ TEST_F(SmsSend, FailsTwiceThenSucceeds_EndsInSendOkWithTheTimeOfTheSuccess) {
     EXPECT_EQ(names("send"), tNames{"file"});
     const uint64_t passedS = port.elapsedMs() / 1000;
     EXPECT_EQ(checkSent(), eSUCCESS);
-    EXPECT_EQ(names("send_ok"), tNames{"file.20200615-20320" + std::to_string(5 + passedS)});
+    EXPECT_EQ(names("send_ok"), tNames{"file.20200615-2032" + std::to_string(5 + passedS)});
     EXPECT_EQ(device.modem.i_sms_sent, 1U);
     EXPECT_EQ(device.modem.i_sms_sent_fail, 0U);
+    EXPECT_FALSE(g_Cp_DelaySendSMS->IsTimerEnabled());
+    putSend("file", "Hello");
+    checkRefused();
+    EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
 }
 
 TEST_F(SmsSend, ThirdFailure_MovesTheFileAndCountsOnce) {
@@ -180,6 +205,35 @@ TEST_F(SmsSend, ThirdFailure_MovesTheFileAndCountsOnce) {
     EXPECT_EQ(logCount("Max send attempt, moving file to /send_fail//" + names("send_fail")[0]),
               1U);
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_DELAY_TIMER_RUNNING);
+    waitForDelay();
+    putSend("file", "Hello");
+    checkRefused();
+    EXPECT_EQ(names("send"), tNames{"file"}) << "another file, with attempts of its own";
+}
+
+TEST_F(SmsSend, InvalidFile_EndsTheAttemptsOfItsName) {
+    putSend("file", "Hello");
+    checkRefused();
+    checkRefused();
+    writeFile(in("send", "file"), "nothing");
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE);
+    putSend("file", "Hello");
+    checkRefused();
+    EXPECT_EQ(names("send"), tNames{"file"});
+}
+
+TEST_F(SmsSend, FileThatCannotBeDeleted_HoldsNobodyUp) {
+    writeFile(in("send", "file"), "nothing");
+    const cNoUnlink readOnly;
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE);
+    EXPECT_EQ(logCount("Error: Cannot delete SMS file " + in("send", "file") +
+                       ", errno 30 (Read-only file system)"),
+              1U);
+    const size_t logged = capturedLog().size();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(capturedLog().size(), logged);
+    writeFile(in("send", "file"), "TO=12345\nMSG=and now");
+    EXPECT_EQ(checkSent(), eSUCCESS) << "it has changed";
 }
 
 TEST_F(SmsSend, FailureCount_BelongsToTheFileLastRead) {
@@ -191,6 +245,28 @@ TEST_F(SmsSend, FailureCount_BelongsToTheFileLastRead) {
     putSend("file", "Hello");
     checkRefused();
     EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
+}
+
+TEST_F(SmsSend, AnotherFileLast_HasItsOwnAttempts) {
+    putSend("a", "Hello");
+    putSend("b", "Hello");
+    const std::string first = lastListed();
+    checkRefused();
+    checkRefused();
+    std::filesystem::rename(in("send", first), folder / first);
+    EXPECT_EQ(checkRefused(), eERROR_DEVICE_SMS_PDU_SEND_ERROR);
+    EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
+    EXPECT_TRUE(names("send_fail").empty());
+}
+
+TEST_F(SmsSend, SendFolder_IsThatOfTheFirstCall) {
+    const std::string other = folder / "other";
+    makeSmsDirs(other);
+    writeFile(other + "/send/file", "TO=12025550199\nMSG=Hello");
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(checkSendSmS(port.handle(), device.modem, other), eSUCCESS);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_TRUE(fileExists(other + "/send/file"));
 }
 
 TEST_F(SmsSend, AfterAFailure_NothingIsTriedForFiveSeconds) {
@@ -227,9 +303,14 @@ TEST_F(SmsSend, FolderMissing_IsToldOnceAndGives402) {
     std::filesystem::remove_all(in("send"));
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE);
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE);
-    EXPECT_EQ(logCount("checkSendSmS(): Unable to read SMS DIR " + in("send") +
-                       ", errno 2 (No such file or directory)"),
-              1U);
+    const std::string told = "checkSendSmS(): Unable to read SMS DIR " + in("send") +
+                             ", errno 2 (No such file or directory)";
+    EXPECT_EQ(logCount(told), 1U);
+    makeSmsDirs(root);
+    EXPECT_EQ(check(), eSUCCESS);
+    std::filesystem::remove_all(in("send"));
+    check();
+    EXPECT_EQ(logCount(told), 2U) << "and again the next time";
 }
 
 TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
@@ -292,6 +373,15 @@ TEST_F(SmsSend, PromptThatAKillLeftOpen_IsEndedOnce) {
     endLeftPrompt(port.handle());
     EXPECT_EQ(port.commands(), tNames{ESC});
     EXPECT_FALSE(fileExists(marker));
+}
+
+TEST_F(SmsSend, PromptThatCannotBeEndedYet_IsEndedOverTheNextPort) {
+    writeFile(root + "/.cellslot-prompt.1", "");
+    initSMS(root);
+    endLeftPrompt(-1);
+    port.silence();
+    endLeftPrompt(port.handle());
+    EXPECT_EQ(port.commands(), tNames{ESC});
 }
 
 TEST_F(SmsSend, HostileNames_AreMovedAndNeverExecuted) {
@@ -373,6 +463,17 @@ TEST_F(SmsSendMeanwhile, FileReplacedWhileItIsSent_IsSentAsWell) {
     EXPECT_EQ(device.modem.i_sms_sent, 2U);
 }
 
+TEST_F(SmsSendMeanwhile, FileThatGetsOtherRightsWhileItIsSent_IsSentOnce) {
+    putSend("alarm", "once");
+    port.onTurn([&] {
+        if (port.modem().commands().size() == 2) chmod(in("send", "alarm").c_str(), 0440);
+    });
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(names("send").empty());
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(sentTexts(), tNames{"once"});
+}
+
 TEST_F(SmsSendMeanwhile, FileReplacedWhileItFails_StaysForItsOwnAttempts) {
     putSend("alarm", "first");
     for (int i = 0; i < 3; ++i) {
@@ -403,6 +504,23 @@ TEST_F(SmsSend, PromptRefused_EndsTheAttempt) {
     EXPECT_EQ(logCount("Error: Sending PDU encoded SMS message returned an error"), 1U);
 }
 
+TEST_F(SmsSend, PromptRefusedWithAnUnknownNumber_EndsTheAttemptToo) {
+    putSend("file", "Hello");
+    port.answer(OK_REPLY).answer(modemReply({}, "+CMS ERROR: 9999"));
+    EXPECT_EQ(check(), eERROR_DEVICE_SMS_PDU_SEND_ERROR);
+    EXPECT_EQ(port.commands().back(), "AT+CMGS=18");
+    EXPECT_EQ(logCount("sendSmsPdu(): AT command AT+CMGS=18 returned CME error -1 ()"), 1U);
+}
+
+TEST_F(SmsSend, DebugMaskOfTheCodec_ShowsWhatWasEncoded) {
+    putSend("file", "Hello");
+    g_i_debugMode = eLOG_SMS_PDU;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(checkSent(), eSUCCESS);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("1 PDUs for a message of 5 characters"),
+              std::string::npos);
+}
+
 TEST_F(SmsSend, PromptAnsweredByError_ReturnsIt) {
     port.answer(ERROR_REPLY);
     EXPECT_EQ(sendSmsPdu(port.handle(), 36, "00"), ePORT_ERROR);
@@ -429,6 +547,12 @@ TEST_F(SmsSend, NoAnswerToThePdu_IsAbortedWithEsc) {
     EXPECT_NEAR(static_cast<double>(port.elapsedMs()), 63000, 200);
     EXPECT_EQ(logCount("Error: Sending PDU encoded SMS message timed out"), 1U);
     EXPECT_EQ(names("send"), tNames{"file"});
+}
+
+TEST_F(SmsSend, DirectCall_SendsNoWhiteSpaceAtTheEnd) {
+    modemSends();
+    EXPECT_EQ(sendSmSMessage(port.handle(), "12345", "", "Hello \t\r\n", eSMS_3GPP), eSUCCESS);
+    EXPECT_EQ(port.commands().back(), "00010005812143F5000005C8329BFD06" + CTRL_Z);
 }
 
 TEST_F(SmsSend, ControlCharactersInAPdu_BecomeQuestionMarks) {
@@ -481,10 +605,11 @@ TEST_F(SmsSendText, DirectCall_KeepsThePromptToo) {
 }
 
 TEST_F(SmsSendText, LongMessage_IsTruncated) {
-    putSend("file", std::string(1000, 'x'));
+    const std::string first = std::string(917, 'x') + "y";
+    putSend("file", first + std::string(82, 'z'));
     modemSendsText();
     EXPECT_EQ(check(), eSUCCESS);
-    EXPECT_EQ(port.commands().back(), std::string(918, 'x') + CTRL_Z);
+    EXPECT_EQ(port.commands().back(), first + CTRL_Z);
     EXPECT_EQ(logCount("SMS Message too long (1000 chars), truncating to 918 chars"), 1U);
 }
 

@@ -68,6 +68,7 @@ TEST_F(SmsSpool, RootIsALink_NothingIsMadeOrReadWhereItLeads) {
     EXPECT_FALSE(openListing(link, leftOver));
     initSMS(link);
     EXPECT_TRUE(std::filesystem::exists(outside + "/.cellslot-tmp-aaaaaa"));
+    EXPECT_TRUE(logContains("is a link or belongs to another user"));
 }
 
 TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsTold) {
@@ -128,6 +129,22 @@ TEST_F(SmsSweep, Sweep_ExactlyOneDayOld_StaysAndOneSecondOlderGoes) {
         EXPECT_EQ(names(dir), (tNames{"day", "future"})) << dir;
     EXPECT_EQ(logCount("Deleting SMS file '" + in("recv", "older") + "', older than 1440 minutes."),
               1U);
+}
+
+TEST_F(SmsSweep, Sweep_GoesThroughFoldersInOrderAndThroughAFolderFromItsEnd) {
+    for (const char* name : {"a", "b", "c"})
+        putAged(in("send", name), 1);
+    tNames listed;
+    listSpoolDir(in("send"), listed);
+    g_i_debugMode = eLOG_SMS;
+    cleanUpSmSFiles(root);
+    const std::string start = "DEBUG: deleteOldSmSFiles(" + root;
+    const std::string file = "DEBUG:  deleteOldSmSFiles(): Checking age of SMS file " + in("send");
+    EXPECT_EQ(capturedLog(),
+              (tNames{"DEBUG: cleanUpSmSFiles() running", start + "/recv/): running",
+                      start + "/send/): running", file + listed[2] + ", 1/86400 seconds",
+                      file + listed[1] + ", 1/86400 seconds",
+                      file + listed[0] + ", 1/86400 seconds", start + "/recv_parts/): running"}));
 }
 
 TEST_F(SmsSweep, Sweep_OtherFolders_AreNeverSwept) {

@@ -32,7 +32,7 @@ if(PLATFORM STREQUAL "host")
     endif()
 endif()
 
-cellslot_add_unit_tests(sim
+cellslot_add_unit_tests(sim TOOL
     LIBS cellslot_sim
     SOURCES unit/sim_card_test.cpp unit/sim_faults_test.cpp unit/sim_framing_test.cpp
             unit/sim_gps_test.cpp unit/sim_health_test.cpp unit/sim_icmp_test.cpp
@@ -72,7 +72,8 @@ target_link_options(gps_tests PRIVATE LINKER:--wrap=_Z8skvs_setPKcS0_ LINKER:--w
 
 cellslot_add_unit_tests(custom_at
     LIBS cellslot_statemachine cellslot_sim
-    SOURCES unit/custom_at_test.cpp support/simulated_port.cpp)
+    SOURCES unit/custom_at_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
+target_link_options(custom_at_tests PRIVATE LINKER:--wrap=unlink)
 
 # Debian's libgammu is an independent judge of the codec; nothing but this test links it. It cannot be
 # installed for two architectures at once, so cross builds do without this judge.
@@ -98,19 +99,20 @@ cellslot_add_unit_tests(sms
     SOURCES unit/sms_assembly_test.cpp unit/sms_check_test.cpp unit/sms_fixture.cpp
             unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
             unit/sms_receive_test.cpp unit/sms_send_test.cpp unit/sms_spool_test.cpp
-            support/simulated_port.cpp)
+            support/no_unlink.cpp support/simulated_port.cpp)
+target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
     SOURCES unit/statemachine_service_status_test.cpp)
 
-cellslot_add_unit_tests(cli
+cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util
     SOURCES unit/cli_at_request_test.cpp unit/cli_config_check_test.cpp
             unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
             unit/cli_display_text_test.cpp unit/cli_doctor_test.cpp
             unit/cli_draft_file_test.cpp unit/cli_fixture.cpp unit/cli_help_test.cpp
-            unit/cli_pin_test.cpp unit/cli_plain_words_test.cpp
+            unit/cli_misspelling_test.cpp unit/cli_pin_test.cpp unit/cli_plain_words_test.cpp
             unit/cli_signal_quality_test.cpp unit/cli_slot_report_test.cpp
             unit/cli_sms_spool_test.cpp unit/cli_status_command_test.cpp
             unit/cli_status_file_test.cpp unit/cli_status_screen_test.cpp

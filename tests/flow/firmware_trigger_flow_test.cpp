@@ -1,0 +1,60 @@
+#include <filesystem>
+
+#include "statemachine/modem_control.h"
+#include "tests/support/flow_fixture.h"
+
+// Another program asks for a firmware update by a file in a folder that anybody may write to.
+
+namespace {
+
+const std::string FOLDER = "/tmp/cellmodem_firmware";
+const std::string TRIGGER = FOLDER + "/start_update.1";
+
+class FirmwareTrigger : public cFlowFixture {
+  protected:
+    FirmwareTrigger() { std::filesystem::remove_all(FOLDER); }
+
+    static void makeFile(const std::string& path) {
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        writeFile(path, "");
+    }
+};
+
+}  // namespace
+
+TEST_F(FirmwareTrigger, IsConsumed) {
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_FALSE(fileExists(FOLDER));
+    makeFile(TRIGGER);
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+    EXPECT_FALSE(fileExists(TRIGGER));
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+}
+
+TEST_F(FirmwareTrigger, OfAnotherSlot_IsLeftAlone) {
+    makeFile(FOLDER + "/start_update.2");
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(fileExists(FOLDER + "/start_update.2"));
+}
+
+TEST_F(FirmwareTrigger, FolderThatIsALink_IsNotFollowed) {
+    makeFile("/tmp/outside/start_update.1");
+    std::filesystem::create_symlink("outside", FOLDER);
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(fileExists("/tmp/outside/start_update.1"));
+}
+
+TEST_F(FirmwareTrigger, ThatIsALink_IsDeletedItself) {
+    makeFile("/tmp/target");
+    std::filesystem::create_directories(FOLDER);
+    std::filesystem::create_symlink("../target", TRIGGER);
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(fileExists("/tmp/target"));
+}
+
+TEST_F(FirmwareTrigger, ThatCannotBeDeleted_CountsAndIsTold) {
+    std::filesystem::create_directories(TRIGGER + "/full");
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+    EXPECT_TRUE(logContains("Cannot delete /tmp/cellmodem_firmware/start_update.1, errno 39"));
+}

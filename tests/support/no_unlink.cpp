@@ -1,0 +1,26 @@
+#include "tests/support/no_unlink.h"
+
+#include <cerrno>
+
+namespace {
+
+bool g_readOnly = false;
+
+}  // namespace
+
+// The linker puts the second one in the place of the C library's function.
+extern "C" int __real_unlink(const char* path);
+extern "C" int __wrap_unlink(const char* path);
+extern "C" int __wrap_unlink(const char* path) {
+    if (!g_readOnly) return __real_unlink(path);
+    errno = EROFS;
+    return -1;
+}
+
+cNoUnlink::cNoUnlink() {
+    g_readOnly = true;
+}
+
+cNoUnlink::~cNoUnlink() {
+    g_readOnly = false;
+}
