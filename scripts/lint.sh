@@ -23,7 +23,7 @@ runCppcheck() {
 
 # Headers, options and the tool's version: what the result of every file depends on.
 commonState() {
-    find include "${FOLDERS[@]}" -name '*.h' -print0 | sort -z | xargs -0 cat .clang-tidy
+    find "${FOLDERS[@]}" -name '*.h' -print0 | sort -z | xargs -0 cat .clang-tidy
     clang-tidy --version
 }
 

@@ -48,8 +48,7 @@ TEST_F(BringUp, UnknownModel_IsAskedTwiceAndSetUpGoesOn) {
     order({{"op", "fault"}, {"match", "AT+GMM"}, {"kind", "answer"}, {"lines", {"LE910B4-NA"}}});
     setup();
     const tCommands sent = commands();
-    EXPECT_EQ(tCommands(sent.begin(), sent.begin() + 3),
-              (tCommands{"AT+GMM", "AT+GMM", "AT+CMEE=1"}));
+    EXPECT_EQ(firstOf(sent, 3), (tCommands{"AT+GMM", "AT+GMM", "AT+CMEE=1"}));
     EXPECT_EQ(logCount("Error: Cannot determine modem model number, iss device supported?"), 1u);
 }
 

@@ -540,10 +540,7 @@ TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
     ASSERT_NE(found, healthy.end());
     startRegistered();
     // A modem in the state after set-up names its errors by number.
-    port().modem().receiveAt("AT+CMEE=1\r", port().nowMs());
-    port().modem().advance(port().nowMs());
-    port().modem().takeAtOutput();
-    commands();
+    tell("AT+CMEE=1");
     faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
     EXPECT_EQ(poll(), kind == std::string("error") ? test.error : test.cme);
     EXPECT_EQ(commands(), test.goesOn ? healthy : tCommands(healthy.begin(), found + 1));

@@ -40,6 +40,12 @@ inline tCommands pollCommands() {
                     "AT#PSNT?;#RFSTS", "AT+CSQ");
 }
 
+// The start of a session; every command stands in it at its own place.
+inline tCommands sessionCommands() {
+    return {"AT+CGATT?", "AT+CGATT=1",   "AT+CGATT?", "AT+COPS?",       "AT#NCM=1,1",
+            "AT+CGACT?", "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", "AT+CGDATA=\"M-RAW_IP\",1"};
+}
+
 // The first count commands of a list.
 inline tCommands firstOf(const tCommands& list, size_t count) {
     return tCommands(list.begin(), list.begin() + static_cast<long>(count));

@@ -1,12 +1,8 @@
 #include "statemachine/data_session.h"
 
-#include <filesystem>
-
 #include "include/debug.h"
-#include "include/options.h"
-#include "statemachine/network_interface.h"
 #include "statemachine/timers.h"
-#include "tests/support/flow_fixture.h"
+#include "tests/flow/command_lists.h"
 
 namespace {
 
@@ -19,13 +15,6 @@ class DataSession : public cFlowFixture {
         // A healthy modem after set-up: its context defined, numeric errors.
         for (const char* command : {"AT+CMEE=1", "AT+CGDCONT=1,\"IP\",\"internet\""})
             tell(command);
-        commands();
-    }
-
-    void tell(const std::string& command) {
-        port().modem().receiveAt(command + "\r", port().nowMs());
-        port().modem().advance(port().nowMs());
-        port().modem().takeAtOutput();
     }
 
     eGeneralErrors startSession() { return startDataSession(handle(), device, config); }
@@ -35,9 +24,7 @@ class DataSession : public cFlowFixture {
     bool isGood() { return isDataConnectionGood(handle(), device, config); }
 };
 
-const tCommands SESSION = {
-    "AT+CGATT?", "AT+CGATT=1",   "AT+CGATT?", "AT+COPS?",       "AT#NCM=1,1",
-    "AT+CGACT?", "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", "AT+CGDATA=\"M-RAW_IP\",1"};
+const tCommands SESSION = sessionCommands();
 
 struct sStepCase {
     const char* name;
@@ -95,7 +82,7 @@ TEST_P(DataSessionStep, Failure_EndsTheStartThereWithItsCode) {
     fault(command, test.kind, test.number);
     EXPECT_EQ(startSession(), test.result);
     const size_t sent = test.result == eSUCCESS ? SESSION.size() : test.step + 1;
-    EXPECT_EQ(commands(), tCommands(SESSION.begin(), SESSION.begin() + static_cast<long>(sent)));
+    EXPECT_EQ(commands(), firstOf(SESSION, sent));
     EXPECT_EQ(shell.calls().size(), test.result == eSUCCESS ? 1u : 0u);
 }
 
@@ -385,170 +372,4 @@ TEST_F(DataSession, Deregistering_OnlyReportsATimeOut) {
     EXPECT_EQ(networkDeregister(handle(), config), eSUCCESS);
     fault("AT+COPS=2", "silence");
     EXPECT_EQ(networkDeregister(handle(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
-}
-
-// ---- the host's interface ---------------------------------------------------------------------
-
-namespace {
-
-sPdpDynamicParams ipv4Entry(const std::string& address) {
-    sPdpDynamicParams entry;
-    entry.ePDP_ip_type = eIP_TYPE_IPV4;
-    entry.s_ipaddr = address;
-    entry.s_mask = "255.255.255.252";
-    entry.s_gateway = "10.20.30.41";
-    entry.s_dns_prim_addr = "10.0.0.1";
-    entry.s_dns_sec_addr = "10.0.0.2";
-    return entry;
-}
-
-class NetworkInterface : public cFlowFixture {
-  protected:
-    // The command as it was logged, and that exactly it was run.
-    std::string upCommandLine() {
-        clearCapturedLog();
-        upNetworkInterface(device.network, config);
-        const std::string start = "Running command '";
-        for (const std::string& line : capturedLog())
-            if (line.compare(0, start.size(), start) == 0)
-                return line.substr(start.size(), line.size() - start.size() - 1);
-        return "";
-    }
-};
-
-}  // namespace
-
-TEST_F(NetworkInterface, OneIpv4Entry_GivesTheWholeLine) {
-    config.mtu = 1430;
-    device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
-    EXPECT_EQ(upCommandLine(),
-              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1430 --address 10.20.30.40 "
-              "--netmask 255.255.255.252 --gateway 10.20.30.41 --dns 10.0.0.1 --dns 10.0.0.2 "
-              "--ipv6auto  &>/dev/null");
-    EXPECT_EQ(shell.calls().size(), 1u);
-}
-
-TEST_F(NetworkInterface, AllFlags_StandInTheirOrder) {
-    config.ptpInterface = true;
-    config.ipFamily = eIP_FAMILY_IPV6;
-    g_i_debugMode = 1;
-    EXPECT_EQ(upCommandLine(),
-              "setup_cellint.sh -i wwan0 --up  --debug  --ptp  --defaultroute  "
-              "-m 1500 --ipv6auto  --ipv6only  &>/dev/null");
-    g_i_debugMode = 0;
-    config = sConfigFileOpts();
-    config.defaultRoute = false;
-    config.ipFamily = eIP_FAMILY_IPV4;
-    EXPECT_EQ(upCommandLine(), "setup_cellint.sh -i wwan0 --up  -m 1500 &>/dev/null");
-}
-
-TEST_F(NetworkInterface, Ipv6EntriesWithoutDns_GiveNoAddressOptions) {
-    config.useDns = false;
-    device.network.pdp_dynamic[0].ePDP_ip_type = eIP_TYPE_IPV6;
-    device.network.pdp_dynamic[0].s_ipaddr = "2001:db8::1";
-    device.network.pdp_dynamic[0].s_dns_prim_addr = "2001:db8::53";
-    EXPECT_EQ(upCommandLine(),
-              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 "
-              "--ipv6auto  &>/dev/null");
-}
-
-TEST_F(NetworkInterface, UnsetNameServers_AreLeftOutAndEmptyOnesAreNot) {
-    config.ipFamily = eIP_FAMILY_IPV4;
-    device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
-    device.network.pdp_dynamic[0].s_dns_prim_addr = "0.0.0.0";
-    device.network.pdp_dynamic[0].s_dns_sec_addr = "";
-    device.network.pdp_dynamic[1].ePDP_ip_type = eIP_TYPE_IPV6;
-    device.network.pdp_dynamic[1].s_dns_prim_addr = "::";
-    device.network.pdp_dynamic[1].s_dns_sec_addr = "2001:db8::53";
-    EXPECT_EQ(upCommandLine(),
-              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 --address 10.20.30.40 "
-              "--netmask 255.255.255.252 --gateway 10.20.30.41 --dns  --dns 2001:db8::53 "
-              "&>/dev/null");
-}
-
-TEST_F(NetworkInterface, FiveIpv4Entries_GiveFiveGroupsAndTheSixthIsNotUsed) {
-    for (size_t i = 0; i < PDP_DYNAMIC_MAX; ++i)
-        device.network.pdp_dynamic[i] = ipv4Entry("10.20.30." + std::to_string(40 + i));
-    const std::string line = upCommandLine();
-    size_t groups = 0;
-    for (size_t at = line.find(" --address "); at != std::string::npos;
-         at = line.find(" --address ", at + 1))
-        ++groups;
-    EXPECT_EQ(groups, 5u);
-    EXPECT_EQ(line.find("10.20.30.45"), std::string::npos);
-}
-
-class HostileAddress : public NetworkInterface,
-                       public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(HostileAddress, InAnyField_RunsNothing) {
-    for (std::string sPdpDynamicParams::*field :
-         {&sPdpDynamicParams::s_ipaddr, &sPdpDynamicParams::s_mask, &sPdpDynamicParams::s_gateway,
-          &sPdpDynamicParams::s_dns_prim_addr, &sPdpDynamicParams::s_dns_sec_addr}) {
-        device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
-        device.network.pdp_dynamic[0].*field = GetParam();
-        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
-    }
-    EXPECT_TRUE(shell.calls().empty());
-    EXPECT_FALSE(fileExists("/tmp/pwned"));
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, HostileAddress,
-                         ::testing::Values("1.2.3.4 $(touch /tmp/pwned)",
-                                           "1.2.3.4;touch /tmp/pwned", "1.2.3.`touch /tmp/pwned`",
-                                           "1.2.3.4\ttouch", "--down", "1.2.3.4\n", "1.2.3.4|sh",
-                                           "1.2.3.4 &"));
-
-TEST_F(NetworkInterface, HostileInterfaceName_RunsNothing) {
-    for (const char* name :
-         {"wwan0;touch /tmp/pwned", "$(x)", "", ".", "..", "a/b", "wwan0 -x", "0123456789abcdef"}) {
-        g_S_options.s_interface = name;
-        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
-        EXPECT_EQ(downNetworkInterface(), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
-        EXPECT_FALSE(checkNetworkTxRx("/sys/class/net", false));
-    }
-    EXPECT_TRUE(shell.calls().empty());
-}
-
-TEST_F(NetworkInterface, KeepAlive_PingsOnceEveryFiveMinutes) {
-    start();
-    networkKeepAlive();
-    passSeconds(299);
-    networkKeepAlive();
-    EXPECT_TRUE(shell.calls().empty());
-    passSeconds(1);
-    networkKeepAlive();
-    EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ping -c 1 -I wwan0 1.2.3.4"}));
-    passSeconds(299);
-    networkKeepAlive();
-    EXPECT_EQ(shell.calls().size(), 1u);
-}
-
-TEST_F(NetworkInterface, ByteCounters_ShowTrafficForTwoSeconds) {
-    start();
-    cTempFolder folder;
-    const std::string statistics = folder / "wwan0/statistics";
-    std::filesystem::create_directories(statistics);
-    const auto set = [&](const std::string& tx, const std::string& rx) {
-        writeFile(statistics + "/tx_bytes", tx + "\n");
-        writeFile(statistics + "/rx_bytes", rx + "\n");
-    };
-    set("0", "0");
-    EXPECT_FALSE(checkNetworkTxRx(folder.path(), false));
-    set("100", "0");
-    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
-    passSeconds(1);
-    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
-    passSeconds(1);
-    EXPECT_FALSE(checkNetworkTxRx(folder.path(), false));
-    // Beyond what 32 bits hold a counter goes on changing.
-    set("5000000000", "0");
-    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
-    passSeconds(3);
-    set("5000000100", "0");
-    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
-    EXPECT_TRUE(checkNetworkTxRx(folder.path(), false));
-    EXPECT_FALSE(checkNetworkTxRx(folder.path(), true));
-    set("not a number", "");
-    EXPECT_FALSE(checkNetworkTxRx(folder.path(), false));
 }

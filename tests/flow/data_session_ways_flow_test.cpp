@@ -17,13 +17,6 @@ class SessionWays : public cFlowFixture {
             tell(command);
     }
 
-    void tell(const std::string& command) {
-        port().modem().receiveAt(command + "\r", port().nowMs());
-        port().modem().advance(port().nowMs());
-        port().modem().takeAtOutput();
-        commands();
-    }
-
     void answer(const std::string& command, const std::vector<std::string>& lines,
                 size_t skip = 0) {
         order({{"op", "fault"},

@@ -33,7 +33,8 @@ cellslot_add_flow_tests(sms SOURCES flow/sms_flow_test.cpp)
 cellslot_add_flow_tests(radio_policy
     SOURCES flow/radio_policy_flow_test.cpp flow/radio_results_flow_test.cpp)
 cellslot_add_flow_tests(status
-    SOURCES flow/status_flow_test.cpp flow/status_file_flow_test.cpp flow/status_led_flow_test.cpp)
+    SOURCES flow/carrier_list_flow_test.cpp flow/data_connection_flow_test.cpp
+            flow/status_file_flow_test.cpp flow/status_flow_test.cpp flow/status_led_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
 
 cellslot_add_flow_tests(resources SOURCES flow/resources_flow_test.cpp)

@@ -8,6 +8,7 @@
 #include "sms/sms.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/state_machine.h"
+#include "tests/support/daemon_reset.h"
 #include "tests/support/flow_fixture.h"
 
 // No byte of the modem, the network, a message, a file name or the configuration changes which
@@ -180,10 +181,13 @@ TEST_P(HostileTextEach, TimesOfTheNetwork_OnlySetAClockOfNumbers) {
          {text, "20/06/15,20:32:05-24,1" + text, "20/06/" + text + ",20:32:05-24,1",
           text + "20/06/15,20:32:05"}) {
         g_commandLines.clear();
+        resetDaemon();
         writeConfig("CM_APN=internet\nCM_SYNC_TIME=yes\n");
         start(nlohmann::json::object(), cSimulatedPort::TERMINAL);
         answer("AT#CCLK?", {"#CCLK: \"" + time + "\""});
         run(5);
+        const tCommands sent = commands();
+        EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT#CCLK?"), 1) << time;
         expectNothingElseRan();
     }
 }
@@ -232,7 +236,6 @@ TEST_P(HostileTextEach, MessagesAndTheirFileNames_NeverReachTheShell) {
     order({{"op", "inject-sms"}, {"from", "+12025550123"}, {"text", text}});
     run(60);
     expectNothingElseRan();
-    EXPECT_FALSE(fileExists("/storage/canary"));
     // What was sent is out of the way, whatever its name.
     for (const std::string& file : {name, "-" + name})
         EXPECT_FALSE(fileExists("/tmp/sms/send/" + file)) << file;

@@ -13,6 +13,7 @@ namespace {
 
 class InterfaceLines : public cFlowFixture {
   protected:
+    // The command as it was logged, and that exactly it was run.
     std::string upLine() {
         clearCapturedLog();
         upNetworkInterface(device.network, config);
@@ -33,6 +34,17 @@ class InterfaceLines : public cFlowFixture {
 
     const std::string m_statistics = "/tmp/class/net/wwan0/statistics";
 };
+
+sPdpDynamicParams ipv4Entry(const std::string& address) {
+    sPdpDynamicParams entry;
+    entry.ePDP_ip_type = eIP_TYPE_IPV4;
+    entry.s_ipaddr = address;
+    entry.s_mask = "255.255.255.252";
+    entry.s_gateway = "10.20.30.41";
+    entry.s_dns_prim_addr = "10.0.0.1";
+    entry.s_dns_sec_addr = "10.0.0.2";
+    return entry;
+}
 
 struct sFlags {
     bool debug, pointToPoint, defaultRoute, dns;
@@ -87,6 +99,97 @@ TEST_P(UpLine, HoldsExactlyTheConfiguredOptions) {
 
 INSTANTIATE_TEST_SUITE_P(All, UpLine, ::testing::ValuesIn(allFlags()));
 
+TEST_F(InterfaceLines, OneIpv4Entry_GivesTheWholeLine) {
+    config.mtu = 1430;
+    device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
+    EXPECT_EQ(upLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1430 --address 10.20.30.40 "
+              "--netmask 255.255.255.252 --gateway 10.20.30.41 --dns 10.0.0.1 --dns 10.0.0.2 "
+              "--ipv6auto  &>/dev/null");
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
+TEST_F(InterfaceLines, AllFlags_StandInTheirOrder) {
+    config.ptpInterface = true;
+    config.ipFamily = eIP_FAMILY_IPV6;
+    g_i_debugMode = 1;
+    EXPECT_EQ(upLine(),
+              "setup_cellint.sh -i wwan0 --up  --debug  --ptp  --defaultroute  "
+              "-m 1500 --ipv6auto  --ipv6only  &>/dev/null");
+    g_i_debugMode = 0;
+    config = sConfigFileOpts();
+    config.defaultRoute = false;
+    config.ipFamily = eIP_FAMILY_IPV4;
+    EXPECT_EQ(upLine(), "setup_cellint.sh -i wwan0 --up  -m 1500 &>/dev/null");
+}
+
+TEST_F(InterfaceLines, Ipv6EntriesWithoutDns_GiveNoAddressOptions) {
+    config.useDns = false;
+    device.network.pdp_dynamic[0].ePDP_ip_type = eIP_TYPE_IPV6;
+    device.network.pdp_dynamic[0].s_ipaddr = "2001:db8::1";
+    device.network.pdp_dynamic[0].s_dns_prim_addr = "2001:db8::53";
+    EXPECT_EQ(upLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 "
+              "--ipv6auto  &>/dev/null");
+}
+
+TEST_F(InterfaceLines, UnsetNameServers_AreLeftOutAndEmptyOnesAreNot) {
+    config.ipFamily = eIP_FAMILY_IPV4;
+    device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
+    device.network.pdp_dynamic[0].s_dns_prim_addr = "0.0.0.0";
+    device.network.pdp_dynamic[0].s_dns_sec_addr = "";
+    device.network.pdp_dynamic[1].ePDP_ip_type = eIP_TYPE_IPV6;
+    device.network.pdp_dynamic[1].s_dns_prim_addr = "::";
+    device.network.pdp_dynamic[1].s_dns_sec_addr = "2001:db8::53";
+    EXPECT_EQ(upLine(),
+              "setup_cellint.sh -i wwan0 --up  --defaultroute  -m 1500 --address 10.20.30.40 "
+              "--netmask 255.255.255.252 --gateway 10.20.30.41 --dns  --dns 2001:db8::53 "
+              "&>/dev/null");
+}
+
+TEST_F(InterfaceLines, FiveIpv4Entries_GiveFiveGroupsAndTheSixthIsNotUsed) {
+    for (size_t i = 0; i < PDP_DYNAMIC_MAX; ++i)
+        device.network.pdp_dynamic[i] = ipv4Entry("10.20.30." + std::to_string(40 + i));
+    const std::string line = upLine();
+    size_t groups = 0;
+    for (size_t at = line.find(" --address "); at != std::string::npos;
+         at = line.find(" --address ", at + 1))
+        ++groups;
+    EXPECT_EQ(groups, 5u);
+    EXPECT_EQ(line.find("10.20.30.45"), std::string::npos);
+}
+
+class HostileAddress : public InterfaceLines, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(HostileAddress, InAnyField_RunsNothing) {
+    for (std::string sPdpDynamicParams::*field :
+         {&sPdpDynamicParams::s_ipaddr, &sPdpDynamicParams::s_mask, &sPdpDynamicParams::s_gateway,
+          &sPdpDynamicParams::s_dns_prim_addr, &sPdpDynamicParams::s_dns_sec_addr}) {
+        device.network.pdp_dynamic[0] = ipv4Entry("10.20.30.40");
+        device.network.pdp_dynamic[0].*field = GetParam();
+        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+    }
+    EXPECT_TRUE(shell.calls().empty());
+    EXPECT_FALSE(fileExists("/tmp/pwned"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, HostileAddress,
+                         ::testing::Values("1.2.3.4 $(touch /tmp/pwned)",
+                                           "1.2.3.4;touch /tmp/pwned", "1.2.3.`touch /tmp/pwned`",
+                                           "1.2.3.4\ttouch", "--down", "1.2.3.4\n", "1.2.3.4|sh",
+                                           "1.2.3.4 &"));
+
+TEST_F(InterfaceLines, HostileInterfaceName_RunsNothing) {
+    for (const char* name :
+         {"wwan0;touch /tmp/pwned", "$(x)", "", ".", "..", "a/b", "wwan0 -x", "0123456789abcdef"}) {
+        g_S_options.s_interface = name;
+        EXPECT_EQ(upNetworkInterface(device.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE);
+        EXPECT_EQ(downNetworkInterface(), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
+        EXPECT_FALSE(checkNetworkTxRx("/sys/class/net", false));
+    }
+    EXPECT_TRUE(shell.calls().empty());
+}
+
 TEST_F(InterfaceLines, EmptyFields_AreGivenAsTheyAre) {
     config.useDns = false;
     config.ipFamily = eIP_FAMILY_IPV4;
@@ -135,6 +238,20 @@ TEST_F(InterfaceLines, UsualInterfaceNames_AreAccepted) {
 
 // ---- keep-alive -------------------------------------------------------------------------------
 
+TEST_F(InterfaceLines, KeepAlive_PingsOnceEveryFiveMinutes) {
+    start();
+    networkKeepAlive();
+    passSeconds(299);
+    networkKeepAlive();
+    EXPECT_TRUE(shell.calls().empty());
+    passSeconds(1);
+    networkKeepAlive();
+    EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ping -c 1 -I wwan0 1.2.3.4"}));
+    passSeconds(299);
+    networkKeepAlive();
+    EXPECT_EQ(shell.calls().size(), 1u);
+}
+
 TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
     start();
     g_i_debugMode = eLOG_NETWORK_TRAFFIC;
@@ -166,6 +283,26 @@ TEST_F(InterfaceLines, FailingPing_IsNeverSeen) {
 }
 
 // ---- counters ---------------------------------------------------------------------------------
+
+TEST_F(InterfaceLines, ByteCounters_ShowTrafficForTwoSeconds) {
+    start();
+    setCounters("0", "0");
+    EXPECT_FALSE(traffic());
+    setCounters("100", "0");
+    EXPECT_TRUE(traffic());
+    passSeconds(1);
+    EXPECT_TRUE(traffic());
+    passSeconds(1);
+    EXPECT_FALSE(traffic());
+    // Beyond what 32 bits hold a counter goes on changing.
+    setCounters("5000000000", "0");
+    EXPECT_TRUE(traffic());
+    passSeconds(3);
+    setCounters("5000000100", "0");
+    EXPECT_TRUE(traffic());
+    EXPECT_TRUE(traffic());
+    EXPECT_FALSE(checkNetworkTxRx("/tmp/class/net", true));
+}
 
 TEST_F(InterfaceLines, CountersThatStandStill_AreNoTrafficAfterTwoSeconds) {
     start();

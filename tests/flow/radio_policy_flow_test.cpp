@@ -208,7 +208,6 @@ TEST_F(RadioPolicy, RefusedApn_NamesTheModemsReason) {
     start();
     device.sim.e_slot = eSIM_SLOT_1;
     fault("AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "cme", 50);
-    port().order({{"op", "count"}});
     EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(logCount("Error setting APN 'internet', error 50 (INCORRECT PARAMETERS)"), 1u);
     fault("AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "silence");

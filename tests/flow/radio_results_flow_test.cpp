@@ -11,10 +11,7 @@ class RadioResults : public cFlowFixture {
   protected:
     void startWithNumericErrors(const nlohmann::json& scenario = nlohmann::json::object()) {
         start(scenario);
-        port().modem().receiveAt("AT+CMEE=1\r", port().nowMs());
-        port().modem().advance(port().nowMs());
-        port().modem().takeAtOutput();
-        commands();
+        tell("AT+CMEE=1");
     }
     void manualBands(uint32_t bits3g, uint64_t bits4g) {
         device.modem.e_model = eTELIT_MODEL_LE910_NA_V2;

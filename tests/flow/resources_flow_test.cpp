@@ -51,12 +51,6 @@ constexpr double LOOK_S = 58;
 constexpr double BACK_S = 60;
 constexpr double WELL_S = 110;
 
-std::string stored(const std::string& key) {
-    char value[64];
-    return skvs_get(("CELLMODEM1" + key).c_str(), value, sizeof value) == -1 ? "(no such key)"
-                                                                             : value;
-}
-
 // A small file system in the place of a folder, as long as it lives.
 class cSmallDisk {
   public:
@@ -116,15 +110,15 @@ class Resources : public cWholeDaemon {
     // passes only where the daemon sleeps.
     void missFor(const std::function<void()>& take, const std::function<void()>& giveBack) {
         at(MISSED_S, [&] {
-            EXPECT_EQ(stored("_QMI_STATE"), "CONNECTED");
+            EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED");
             clearCapturedLog();
             take();
         });
         at(BACK_S, giveBack);
         at(WELL_S, [] {
             EXPECT_EQ(statusOf("_QMI_STATE"), "CONNECTED");
-            EXPECT_EQ(stored("_QMI_STATE"), "CONNECTED");
-            EXPECT_EQ(statusOf("_STATS_LAST_UPDATE_E"), stored("_STATS_LAST_UPDATE_E"));
+            EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED");
+            EXPECT_EQ(statusOf("_STATS_LAST_UPDATE_E"), stored("CELLMODEM1_STATS_LAST_UPDATE_E"));
         });
         EXPECT_EQ(run(WELL_S + 5), 2);
     }
@@ -140,7 +134,7 @@ TEST_F(Resources, FullDiskUnderTheStatusFiles_IsToldAndRecovers) {
                            "space left on device)"),
                   1U)
             << "once, not every two seconds";
-        EXPECT_EQ(stored("_QMI_STATE"), "CONNECTED");
+        EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED");
         for (const auto& entry : std::filesystem::directory_iterator("/var/log"))
             EXPECT_EQ(entry.path().string().find(".cellslot-tmp-"), std::string::npos);
     });
@@ -170,7 +164,7 @@ TEST_F(Resources, StatusFolderReadOnlyAtStart_ConnectsAndPublishesInTheStore) {
     const cSmallDisk disk("/var/log", "size=1m");
     disk.setReadOnly(true);
     startOnTerminal();
-    at(30, [] { EXPECT_EQ(stored("_QMI_STATE"), "CONNECTED"); });
+    at(30, [] { EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED"); });
     at(30.1, [&] { disk.setReadOnly(false); });
     at(40, [] { EXPECT_EQ(statusOf("_QMI_STATE"), "CONNECTED"); });
     EXPECT_EQ(run(41), 2);
@@ -223,7 +217,7 @@ TEST_F(Resources, DiskForTheStoreFullBeforeTheStart_ConnectsAndFillsItLater) {
     startOnTerminal();
     at(30, [] { EXPECT_EQ(statusOf("_QMI_STATE"), "CONNECTED"); });
     at(30.1, [&] { disk.clear(); });
-    at(40, [] { EXPECT_EQ(stored("_QMI_STATE"), "CONNECTED"); });
+    at(40, [] { EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED"); });
     EXPECT_EQ(run(41), 2);
 }
 

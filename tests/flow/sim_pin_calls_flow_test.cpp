@@ -31,9 +31,7 @@ class SimPinCalls : public cFlowFixture {
     // A modem that names its errors by number and whose SIM has been looked at.
     void startWith(const nlohmann::json& scenario) {
         start(scenario);
-        port().modem().receiveAt("AT+CMEE=1\r", port().nowMs());
-        port().modem().advance(port().nowMs());
-        port().modem().takeAtOutput();
+        tell("AT+CMEE=1");
         getDeviceSimInfo(handle(), device.sim);
         commands();
     }

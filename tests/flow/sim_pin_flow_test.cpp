@@ -25,13 +25,7 @@ class SimPin : public cFlowFixture {
     // Numeric errors, as after set-up.
     void startWith(const nlohmann::json& scenario) {
         start(scenario);
-        getSim();
-    }
-    void getSim() {
-        port().modem().receiveAt("AT+CMEE=1\r", port().nowMs());
-        port().pass(10000);
-        std::string ignored(4096, '\0');
-        [[maybe_unused]] const ssize_t count = read(handle(), ignored.data(), ignored.size());
+        tell("AT+CMEE=1");
         getDeviceSimInfo(handle(), device.sim);
         commands();
     }

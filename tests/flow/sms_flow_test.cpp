@@ -30,9 +30,9 @@ timespec portWallClock() {
     return {START_S + static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000 * 1000000)};
 }
 
-// Reproducible with the printed seed in CELLSLOT_TEST_SEED.
+// Reproducible with the printed seed in CELLSLOT_SEED.
 unsigned testSeed() {
-    const char* const given = getenv("CELLSLOT_TEST_SEED");
+    const char* const given = getenv("CELLSLOT_SEED");
     const unsigned seed =
         given != nullptr ? static_cast<unsigned>(textToLong(given)) : std::random_device()();
     printf("seed %u\n", seed);

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "include/signal_flags.h"
-#include "platform/include/key_value_store.h"
 #include "tests/support/whole_daemon.h"
 
 // The whole daemon, and what is asked of its days again and again.
@@ -23,12 +22,6 @@ class StateMachine : public cWholeDaemon {
     static void reconfigure(const std::string& more) {
         writeFile(CONFIG_FILE, CONFIG + more);
         b_got_sigusr2 = true;
-    }
-
-    static std::string stored(const std::string& key) {
-        char value[64];
-        return skvs_get(("CELLMODEM1" + key).c_str(), value, sizeof value) == -1 ? "(no such key)"
-                                                                                 : value;
     }
 
     static size_t placeInLog(const std::string& message) {

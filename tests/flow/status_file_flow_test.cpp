@@ -63,11 +63,6 @@ class StatusFile : public cFlowFixture {
         return std::regex_replace(text, TIME, "$1=\n$3=\n");
     }
 
-    static std::string stored(const std::string& key) {
-        char value[512] = "";
-        return skvs_get(key.c_str(), value, sizeof value) == -1 ? "(none)" : value;
-    }
-
     // Every key line of a file stands in the store with the same value, and no comment does.
     static void expectStored(const std::string& path) {
         std::istringstream text(readFile(path));
@@ -422,7 +417,7 @@ TEST_F(StatusFile, FullContextAndActiveSetLists_HaveALineForEach) {
     write();
     EXPECT_EQ(stored("CELLMODEM1_SIM_CONT_APN14"), "15:a14");
     EXPECT_EQ(stored("CELLMODEM1_ACT5_PSC"), "0");
-    EXPECT_EQ(stored("CELLMODEM1_ACT6_PSC"), "(none)");
+    EXPECT_EQ(stored("CELLMODEM1_ACT6_PSC"), "(no such key)");
 }
 
 TEST_F(StatusFile, Readers_NeverSeeHalfAFile) {

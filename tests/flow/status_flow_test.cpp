@@ -1,45 +1,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <ctime>
 
-#include "atcmd/catalogue.h"
-#include "include/debug.h"
 #include "include/options.h"
-#include "platform/include/key_value_store.h"
-#include "statemachine/carrier_list.h"
-#include "statemachine/data_connection.h"
 #include "statemachine/polling.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_keys.h"
-#include "statemachine/status_led.h"
-#include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
-
-namespace {
-
-unsigned g_uptimeS = 0;  // what the host says while it is not 0
-
-}  // namespace
-
-// The linker puts this in the place of the C library's function.
-extern "C" int __real_clock_gettime(clockid_t clock, timespec* now);
-extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now);
-extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now) {
-    if (g_uptimeS == 0 || clock != CLOCK_MONOTONIC) return __real_clock_gettime(clock, now);
-    *now = {static_cast<time_t>(g_uptimeS), 0};
-    return 0;
-}
 
 namespace {
 
 class Status : public cFlowFixture {
   protected:
     void useSlot(const std::string& slot) { g_S_options.s_port = slot; }
-    std::string stored(const std::string& key) {
-        char value[512] = "";
-        return skvs_get(key.c_str(), value, sizeof value) < 0 ? "(none)" : value;
-    }
 };
 
 constexpr const char* SLOT_FILE = "/var/log/wireless.cardstats.";
@@ -280,7 +253,7 @@ TEST_F(Status, SlotOne_WritesBothFilesWithTheirPrefixes) {
     EXPECT_EQ(readFile("/var/log/wireless.serialno"), "123\n");
     EXPECT_EQ(readFile("/var/log/wireless.mdn"), "12025550101\n");
     EXPECT_EQ(stored("CELLMODEM1_MODEL"), "Unknown");
-    EXPECT_EQ(stored("CELLMODEM1#Device Properties:"), "(none)");
+    EXPECT_EQ(stored("CELLMODEM1#Device Properties:"), "(no such key)");
 }
 
 TEST_F(Status, SlotTwo_LeavesThePlainFileAlone) {
@@ -346,165 +319,4 @@ TEST_F(Status, StatusLine_ReplacesOrAppends) {
     append = false;
     updateStatusFile("/storage/status", "three", append);
     EXPECT_EQ(readFile("/storage/status"), "three\n");
-}
-
-// ---- LED --------------------------------------------------------------------------------------
-
-TEST_F(Status, LedActions_SendTheirPatterns) {
-    start();
-    const std::pair<int, const char*> expected[] = {
-        {1, "AT#SLED=0"},        {2, "AT#SLED=1"},        {3, "AT#SLED=3,1,30"},
-        {4, "AT#SLED=3,5,30"},   {5, "AT#SLED=3,10,30"},  {6, "AT#SLED=1"},
-        {7, "AT#SLED=3,1,1"},    {8, "AT#SLED=3,1,1"},    {9, "AT#SLED=3,5,5"},
-        {10, "AT#SLED=3,10,10"}, {11, "AT#SLED=3,15,15"}, {12, "AT#SLED=3,20,20"}};
-    for (const auto& [action, command] : expected) {
-        EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(action), false), eSUCCESS);
-        EXPECT_EQ(commands(), (tCommands{command}));
-    }
-    EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(13), false), eFAILURE);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eSUCCESS);
-    EXPECT_EQ(commands(), (tCommands{"AT#SLED=1", "AT#SLEDSAV"}));
-}
-
-TEST_F(Status, FirstLedActionOfNone_IsIgnored) {
-    start();
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
-    EXPECT_TRUE(commands().empty());
-}
-
-TEST_F(Status, SameLedActionTwice_IsSentOnceAlsoWhenItFailed) {
-    start();
-    fault("AT#SLED=0", "silence");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eSUCCESS);
-    EXPECT_EQ(commands(), (tCommands{"AT#SLED=0"}));
-    fault("AT#SLED=1", "error");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, false), eERROR_DEVICE_RESPONSE_ERROR);
-}
-
-TEST_F(Status, RegistrationLed_ShowsDeniedUnregisteredAndRegistered) {
-    start();
-    device.network.i_reg_state = eREG_DENIED;
-    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
-    device.network.i_reg_state = eREG_SEARCHING;
-    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
-    device.network.b_registered = true;
-    device.network.i_reg_state = eREG_HOME;
-    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
-    g_S_options.s_interface = "lo";  // an interface that is up
-    EXPECT_EQ(updateRegStatLed(handle(), device.network), eSUCCESS);
-    EXPECT_EQ(commands(),
-              (tCommands{"AT#SLED=3,1,30", "AT#SLED=3,5,30", "AT#SLED=3,10,30", "AT#SLED=1"}));
-}
-
-TEST_F(Status, FactoryTestMode_NeedsANumberAboveZero) {
-    EXPECT_FALSE(getDeviceTestMode());
-    for (const auto& [value, on] : {std::pair<const char*, bool>{"1", true},
-                                    {"0", false},
-                                    {"yes", false},
-                                    {"-1", false},
-                                    {"", false},
-                                    {"12", true}}) {
-        ASSERT_EQ(skvs_set("FC_TESTMODE", value), 0);
-        EXPECT_EQ(getDeviceTestMode(), on) << value;
-    }
-    skvs_set("FC_TESTMODE", "0");
-}
-
-// ---- carrier list -----------------------------------------------------------------------------
-
-TEST_F(Status, CarrierList_IsAJsonObjectWrittenEveryFiveMinutes) {
-    start();
-    g_i_debugMode = eLOG_STATUS;
-    EXPECT_EQ(writeCarrierList("/var/log", false), 1);
-    EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n}\n");
-    EXPECT_EQ(logCount("DEBUG: writeCarrierList(): Wrote file /var/log/carrier_list.json"), 1u);
-    telitCarrier_list_Map = {{"310410", "AT&T"}, {"26201", "The \"T\""}};
-    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
-    passSeconds(299);
-    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
-    EXPECT_EQ(writeCarrierList("/var/log", true), 1);
-    EXPECT_EQ(readFile("/var/log/carrier_list.json"),
-              "{\n\"26201\":\"The \"T\"\",\n\"310410\":\"AT&T\"\n}\n");
-    passSeconds(1);
-    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
-    passSeconds(299);
-    EXPECT_EQ(writeCarrierList("/var/log", false), 1);
-}
-
-// ---- is data wanted ---------------------------------------------------------------------------
-
-TEST_F(Status, OverrideFiles_WinInTheirOrder) {
-    writeFile("/run/poststart", "");
-    useSlot("2");
-    writeFile("/tmp/force_cell_tempoff.2", "");
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_POWER_OFF);
-    writeFile("/tmp/force_cell_nocon.2", "");
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_TEMP_DISABLED);
-    writeFile("/tmp/force_cell_con.2", "");
-    config.enableInterface = 0;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
-    EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_TEMP_ENABLED");
-    useSlot("1");
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_DISABLED");
-    config.enableInterface = -1;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_POWER_OFF);
-    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_MODEM_OFF);
-    EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_TEMP_MODEM_OFF");
-}
-
-TEST_F(Status, OverrideFile_IsLoggedOnceUntilAnotherResultCameBetween) {
-    const std::string message =
-        "Connection OFF Override file appeared (/tmp/force_cell_nocon.1), stopping data connection";
-    writeFile("/tmp/force_cell_nocon.1", "");
-    getTempDataDirective("/tmp");
-    getTempDataDirective("/tmp");
-    unlink("/tmp/force_cell_nocon.1");
-    writeFile("/tmp/force_cell_nocon.1", "");
-    getTempDataDirective("/tmp");
-    EXPECT_EQ(logCount(message), 1u);
-    unlink("/tmp/force_cell_nocon.1");
-    EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_DISABLED);
-    writeFile("/tmp/force_cell_nocon.1", "");
-    getTempDataDirective("/tmp");
-    EXPECT_EQ(logCount(message), 2u);
-}
-
-TEST_F(Status, DataWaitsForTheHostToBoot) {
-    g_uptimeS = 100;
-    for (int call = 1; call <= 11; ++call)
-        EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM);
-    EXPECT_EQ(logCount("Waiting for system to finish booting up (100/180)"), 2u);
-    writeFile("/tmp/force_cell_con.1", "");
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    unlink("/tmp/force_cell_con.1");
-    g_uptimeS = 180;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    // Where no data is wanted nothing waits for the host.
-    config.enableInterface = 0;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_DISABLED);
-    config.enableInterface = -1;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_POWER_OFF);
-    config.enableInterface = 1;
-    g_uptimeS = 181;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
-    EXPECT_EQ(logCount("System uptime longer than 180 seconds, system is up"), 1u);
-    EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_ENABLED);
-    // Once booted is booted for good.
-    g_uptimeS = 10;
-    EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
-    g_uptimeS = 0;
-}
-
-TEST_F(Status, BootedFile_EndsTheWait) {
-    g_uptimeS = 10;
-    EXPECT_FALSE(checkSystemBooted());
-    writeFile("/run/poststart", "");
-    EXPECT_TRUE(checkSystemBooted());
-    EXPECT_EQ(logCount("File /var/run/poststart is present, system is up"), 1u);
-    g_uptimeS = 0;
 }

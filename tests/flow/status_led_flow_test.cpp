@@ -7,14 +7,10 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
 
-#include "atcmd/catalogue.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
-#include "statemachine/carrier_list.h"
-#include "statemachine/data_connection.h"
 #include "tests/support/flow_fixture.h"
 
 namespace {
@@ -50,8 +46,6 @@ class StatusLed : public cFlowFixture {
         close(fd);
     }
 };
-
-class WantedData : public cFlowFixture {};
 
 }  // namespace
 
@@ -137,6 +131,72 @@ TEST_F(StatusLed, ActionWithoutAPattern_IsRememberedLikeAnyOther) {
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=1", "AT#SLED=1"}));
 }
 
+TEST_F(StatusLed, LedActions_SendTheirPatterns) {
+    start();
+    const std::pair<int, const char*> expected[] = {
+        {1, "AT#SLED=0"},        {2, "AT#SLED=1"},        {3, "AT#SLED=3,1,30"},
+        {4, "AT#SLED=3,5,30"},   {5, "AT#SLED=3,10,30"},  {6, "AT#SLED=1"},
+        {7, "AT#SLED=3,1,1"},    {8, "AT#SLED=3,1,1"},    {9, "AT#SLED=3,5,5"},
+        {10, "AT#SLED=3,10,10"}, {11, "AT#SLED=3,15,15"}, {12, "AT#SLED=3,20,20"}};
+    for (const auto& [action, command] : expected) {
+        EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(action), false), eSUCCESS);
+        EXPECT_EQ(commands(), (tCommands{command}));
+    }
+    EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(13), false), eFAILURE);
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=1", "AT#SLEDSAV"}));
+}
+
+TEST_F(StatusLed, FirstLedActionOfNone_IsIgnored) {
+    start();
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
+    EXPECT_TRUE(commands().empty());
+}
+
+TEST_F(StatusLed, SameLedActionTwice_IsSentOnceAlsoWhenItFailed) {
+    start();
+    fault("AT#SLED=0", "silence");
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=0"}));
+    fault("AT#SLED=1", "error");
+    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, false), eERROR_DEVICE_RESPONSE_ERROR);
+}
+
+TEST_F(StatusLed, RegistrationLed_ShowsDeniedUnregisteredAndRegistered) {
+    start();
+    device.network.i_reg_state = eREG_DENIED;
+    EXPECT_EQ(update(), eSUCCESS);
+    device.network.i_reg_state = eREG_SEARCHING;
+    EXPECT_EQ(update(), eSUCCESS);
+    device.network.b_registered = true;
+    device.network.i_reg_state = eREG_HOME;
+    EXPECT_EQ(update(), eSUCCESS);
+    g_S_options.s_interface = "lo";  // an interface that is up, with traffic
+    sendPacket();
+    EXPECT_EQ(update(), eSUCCESS);
+    passSeconds(2);
+    EXPECT_EQ(update(), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,1,30", "AT#SLED=3,5,30", "AT#SLED=3,10,30",
+                                     "AT#SLED=3,1,1", "AT#SLED=1"}));
+}
+
+// ---- the host in its factory test mode --------------------------------------------------------
+
+TEST_F(StatusLed, FactoryTestMode_NeedsANumberAboveZero) {
+    EXPECT_FALSE(getDeviceTestMode());
+    for (const auto& [value, on] : {std::pair<const char*, bool>{"1", true},
+                                    {"0", false},
+                                    {"yes", false},
+                                    {"-1", false},
+                                    {"", false},
+                                    {"12", true}}) {
+        ASSERT_EQ(skvs_set("FC_TESTMODE", value), 0);
+        EXPECT_EQ(getDeviceTestMode(), on) << value;
+    }
+    skvs_set("FC_TESTMODE", "0");
+}
+
 TEST_F(StatusLed, FactoryTestMode_NeedsDigitsAlone) {
     // The store outlives a test.
     for (const char* value : {"0", " 1", "1 ", "0x1", "1\n", "+1", "00"}) {
@@ -147,88 +207,4 @@ TEST_F(StatusLed, FactoryTestMode_NeedsDigitsAlone) {
     EXPECT_TRUE(getDeviceTestMode());
     EXPECT_EQ(logCount("Device FC_TESTMODE is enabled"), 1u);
     skvs_set("FC_TESTMODE", "0");
-}
-
-// ---- operator names ---------------------------------------------------------------------------
-
-TEST_F(StatusLed, OperatorListThatCannotBeWritten_IsNotTriedAgainForFiveMinutes) {
-    start();
-    EXPECT_EQ(writeCarrierList("/no/such/folder", false), 1);
-    EXPECT_EQ(writeCarrierList("/var/log", false), 0);
-    passSeconds(300);
-    EXPECT_EQ(writeCarrierList("/var/log", false), 1);
-    EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n}\n");
-}
-
-// ---- is data wanted ---------------------------------------------------------------------------
-
-struct sWantedCase {
-    const char* file;  // the override file, empty for none
-    int enableInterface;
-    int answer;
-    eCfgDataStatus stored;
-    const char* text;
-};
-
-class WantedTable : public cFlowFixture, public ::testing::WithParamInterface<sWantedCase> {};
-
-TEST_P(WantedTable, GivesAnswerAndDirective) {
-    const sWantedCase& test = GetParam();
-    writeFile("/run/poststart", "");
-    if (test.file[0] != '\0') writeFile(std::string("/tmp/") + test.file + ".1", "");
-    config.enableInterface = test.enableInterface;
-    EXPECT_EQ(isDataConnectionAllowed(config, CELL_OVERRIDE_PATH), test.answer);
-    EXPECT_EQ(config.dataDirective.value, test.stored);
-    EXPECT_EQ(config.dataDirective.text, test.text);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, WantedTable,
-    ::testing::Values(
-        sWantedCase{"", 1, 1, eCONF_DATA_CONNECT_ENABLED, "eCONF_DATA_CONNECT_ENABLED"},
-        sWantedCase{"", 0, 2, eCONF_DATA_CONNECT_DISABLED, "eCONF_DATA_CONNECT_DISABLED"},
-        sWantedCase{"", -1, 8, eCONF_DATA_CONNECT_MODEM_OFF, "eCONF_DATA_CONNECT_TEMP_MODEM_OFF"},
-        sWantedCase{"", 5, 1, eCONF_DATA_CONNECT_ENABLED, "eCONF_DATA_CONNECT_ENABLED"},
-        sWantedCase{"force_cell_con", 1, 1, eCONF_DATA_CONNECT_TEMP_ENABLED,
-                    "eCONF_DATA_CONNECT_TEMP_ENABLED"},
-        sWantedCase{"force_cell_con", 0, 1, eCONF_DATA_CONNECT_TEMP_ENABLED,
-                    "eCONF_DATA_CONNECT_TEMP_ENABLED"},
-        sWantedCase{"force_cell_con", -1, 1, eCONF_DATA_CONNECT_TEMP_ENABLED,
-                    "eCONF_DATA_CONNECT_TEMP_ENABLED"},
-        sWantedCase{"force_cell_nocon", 1, 2, eCONF_DATA_CONNECT_TEMP_DISABLED,
-                    "eCONF_DATA_CONNECT_TEMP_DISABLED"},
-        sWantedCase{"force_cell_nocon", -1, 2, eCONF_DATA_CONNECT_TEMP_DISABLED,
-                    "eCONF_DATA_CONNECT_TEMP_DISABLED"},
-        sWantedCase{"force_cell_tempoff", 1, 8, eCONF_DATA_CONNECT_TEMP_MODEM_OFF,
-                    "eCONF_DATA_CONNECT_TEMP_MODEM_OFF"},
-        sWantedCase{"force_cell_tempoff", 0, 8, eCONF_DATA_CONNECT_TEMP_MODEM_OFF,
-                    "eCONF_DATA_CONNECT_TEMP_MODEM_OFF"}));
-
-TEST_F(WantedData, OverrideFile_CountsByItsExistenceAlone) {
-    std::filesystem::create_directory("/tmp/force_cell_nocon.1");
-    EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM);
-    std::filesystem::remove("/tmp/force_cell_nocon.1");
-    std::filesystem::create_symlink("/tmp/nowhere", "/tmp/force_cell_nocon.1");
-    EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_DISABLED);
-    writeFile("/tmp/force_cell_nocon.11", "");
-    writeFile("/tmp/force_cell_nocon", "");
-    EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_DISABLED);
-}
-
-TEST_F(WantedData, EveryOverride_IsToldWhenItAppears) {
-    writeFile("/tmp/force_cell_tempoff.1", "");
-    getTempDataDirective("/tmp");
-    writeFile("/tmp/force_cell_nocon.1", "");
-    getTempDataDirective("/tmp");
-    writeFile("/tmp/force_cell_con.1", "");
-    getTempDataDirective("/tmp");
-    EXPECT_EQ(capturedLog(),
-              (std::vector<std::string>{
-                  "Power OFF Override file appeared (/tmp/force_cell_tempoff.1), powering device "
-                  "off",
-                  "Connection OFF Override file appeared (/tmp/force_cell_nocon.1), stopping data "
-                  "connection",
-                  "Connection ON Override file appeared (/tmp/force_cell_con.1), starting data "
-                  "connection"}));
-    EXPECT_EQ(connectionStarted(0), 1);
 }

@@ -9,6 +9,7 @@
 
 #include "atcmd/catalogue.h"
 #include "include/options.h"
+#include "platform/include/key_value_store.h"
 #include "sms/sms.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/timers.h"
@@ -63,6 +64,7 @@ cFlowFixture::cFlowFixture() {
 cFlowFixture::~cFlowFixture() = default;
 
 void cFlowFixture::start(const nlohmann::json& scenario, cSimulatedPort::eKind kind) {
+    m_port.reset();  // the one before gives the clock back
     m_port = std::make_unique<cSimulatedPort>(scenario, kind);
     g_S_options.s_device = m_port->path();
     createTimers();
@@ -82,6 +84,18 @@ void cFlowFixture::fault(const std::string& command, const std::string& kind, in
         {"op", "fault"}, {"match", command}, {"kind", kind}, {"count", count}};
     if (kind == "cme" || kind == "cms") request["number"] = number;
     order(request);
+}
+
+void cFlowFixture::tell(const std::string& command) {
+    port().modem().receiveAt(command + "\r", port().nowMs());
+    port().modem().advance(port().nowMs());
+    port().modem().takeAtOutput();
+    commands();
+}
+
+std::string cFlowFixture::stored(const std::string& key) {
+    char value[512];
+    return skvs_get(key.c_str(), value, sizeof value) == -1 ? "(no such key)" : value;
 }
 
 tCommands simCommands() {

@@ -35,10 +35,14 @@ class cFlowFixture : public ::testing::Test {
     cSimulatedPort& port() { return *m_port; }
     tCommands commands() { return m_port->takeCommands(); }
     void order(const nlohmann::json& request) { m_port->order(request); }
+    // A command that the modem has taken before: its answer is gone, and it is none of commands().
+    void tell(const std::string& command);
     // Lets seconds pass on the daemon's clock.
     void passSeconds(unsigned seconds) { m_port->pass(uint64_t{seconds} * 1000000); }
     // A fault for the next count commands that match exactly.
     void fault(const std::string& command, const std::string& kind, int number = 0, int count = 1);
+    // A value of the store.
+    static std::string stored(const std::string& key);
     // The modem may meet commands that it does not understand.
     void allowProblems() { m_problemsAllowed = true; }
 

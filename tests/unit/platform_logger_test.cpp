@@ -72,6 +72,18 @@ TEST(Logger, WithoutTimestamps_NothingIsPutBefore) {
     EXPECT_EQ(readFile(folder / "log"), "text\n");
 }
 
+TEST(Logger, FullLogThatCannotBeEmptied_IsToldAndLosesTheMessage) {
+    const cTempFolder folder;
+    const std::string path = folder / "log";
+    cLogger logger;
+    ASSERT_TRUE(logger.LogInit(path, 0, 0, FORMAT, false));
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    clearCapturedLog();
+    EXPECT_FALSE(logger.Log("lost"));
+    EXPECT_EQ(logCount("Error: Cannot empty log " + path + ", errno 21 (Is a directory)"), 1u);
+}
+
 TEST(Logger, ExistingFile_GrowsAcrossObjects) {
     const cTempFolder folder;
     for (const char* text : {"one", "two"}) {

@@ -9,9 +9,9 @@
 
 namespace {
 
-// Another seed: CELLSLOT_TEST_SEED=n. A failing test prints the one it used.
+// Another seed: CELLSLOT_SEED=n. A failing test prints the one it used.
 uint32_t seed() {
-    const char* given = std::getenv("CELLSLOT_TEST_SEED");
+    const char* given = std::getenv("CELLSLOT_SEED");
     return given == nullptr ? 1U : static_cast<uint32_t>(std::strtoul(given, nullptr, 10));
 }
 
@@ -68,7 +68,7 @@ std::string mutated(std::string text, std::mt19937& random) {
 // Whatever comes in, the modem goes on and its records can be written out.
 TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
     std::mt19937 random(seed());
-    SCOPED_TRACE("CELLSLOT_TEST_SEED=" + std::to_string(seed()));
+    SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
     cSimDriver sim(R"({"gps": {"enabled": true}, "pace": "230400"})");
     for (int round = 0; round < 20000; ++round) {
         const std::string line = mutated(LINES[random() % LINES.size()], random);
@@ -96,7 +96,7 @@ TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
 
 TEST(SimRobustness, RandomScenarios_AreTakenOrRefusedWithAReason) {
     std::mt19937 random(seed());
-    SCOPED_TRACE("CELLSLOT_TEST_SEED=" + std::to_string(seed()));
+    SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
     const std::string scenario =
         R"({"attached": true, "sim": {"lock": false}, "signal": {"rssi": 3, "hspa": [1,0,1,0]},
             "contexts": [{"cid": 1, "active": true, "addresses": {"ipv4": "10.0.0.1"}}],

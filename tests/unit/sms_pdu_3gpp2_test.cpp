@@ -4,13 +4,6 @@
 
 namespace {
 
-void expectRefused(const sDecoded& decoded) {
-    EXPECT_EQ(decoded.result, -1);
-    EXPECT_EQ(decoded.sms.from, "");
-    EXPECT_EQ(decoded.sms.timestampUnformatted, "");
-    EXPECT_TRUE(decoded.sms.userData.empty());
-}
-
 sTest3gpp2 messageWith(const std::string& userData, bool hasHeader = false) {
     sTest3gpp2 message;
     message.userData = userData;
@@ -56,19 +49,8 @@ std::string senderOf(const std::string& address) {
 }  // namespace
 
 TEST(Sms3gpp2, Examples_GiveTheirFields) {
-    for (const sExample& example : examples3gpp2()) {
-        SCOPED_TRACE(example.name);
-        const sDecoded decoded = decode3gpp2(example.pdu, example.length);
-        EXPECT_EQ(decoded.result, 0);
-        EXPECT_EQ(decoded.sms.from, example.from);
-        EXPECT_EQ(decoded.sms.timestamp, example.timestamp);
-        EXPECT_EQ(decoded.sms.timestampUnformatted, example.seconds);
-        EXPECT_EQ(decoded.sms.reference, example.reference);
-        EXPECT_EQ(decoded.sms.partNumber, example.partNumber);
-        EXPECT_EQ(decoded.sms.numberOfParts, example.numberOfParts);
-        EXPECT_EQ(decoded.sms.dataCoding, example.dataCoding);
-        EXPECT_EQ(decoded.text(), example.userData);
-    }
+    for (const sExample& example : examples3gpp2())
+        expectExample(example, decode3gpp2(example.pdu, example.length));
 }
 
 TEST(Sms3gpp2, Line_ThatIsNotAsAnnounced) {

@@ -4,32 +4,6 @@
 
 namespace {
 
-void expectExample(const sExample& example, const sDecoded& decoded) {
-    SCOPED_TRACE(example.name);
-    EXPECT_EQ(decoded.result, 0);
-    EXPECT_EQ(decoded.sms.from, example.from);
-    EXPECT_EQ(decoded.sms.timestamp, example.timestamp);
-    EXPECT_EQ(decoded.sms.timestampUnformatted, example.seconds);
-    EXPECT_EQ(decoded.sms.reference, example.reference);
-    EXPECT_EQ(decoded.sms.partNumber, example.partNumber);
-    EXPECT_EQ(decoded.sms.numberOfParts, example.numberOfParts);
-    EXPECT_EQ(decoded.sms.dataCoding, example.dataCoding);
-    EXPECT_EQ(decoded.text(), example.userData);
-    EXPECT_EQ(decoded.sms.userDataLength, example.userData.size());
-}
-
-void expectRefused(const sDecoded& decoded) {
-    EXPECT_EQ(decoded.result, -1);
-    EXPECT_EQ(decoded.sms.from, "");
-    EXPECT_EQ(decoded.sms.timestamp, "");
-    EXPECT_EQ(decoded.sms.timestampUnformatted, "");
-    EXPECT_EQ(decoded.sms.reference, 0);
-    EXPECT_EQ(decoded.sms.partNumber, 0);
-    EXPECT_EQ(decoded.sms.numberOfParts, 0);
-    EXPECT_TRUE(decoded.sms.userData.empty());
-    EXPECT_EQ(decoded.sms.userDataLength, 0u);
-}
-
 std::string senderOf(const std::string& address) {
     sTestDeliver deliver;
     deliver.address = address;

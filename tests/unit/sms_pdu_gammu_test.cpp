@@ -182,20 +182,6 @@ GSM_Coding_Type codingOfJudge(unsigned scheme) {
     return GSM_GetMessageCoding(GSM_GetGlobalDebug(), static_cast<char>(scheme));
 }
 
-std::string digitsOf(std::mt19937& random, size_t count) {
-    std::string digits;
-    while (digits.size() < count)
-        digits += static_cast<char>('0' + randomBelow(random, 10));
-    return digits;
-}
-
-std::string swapped(std::string digits) {
-    if (digits.size() % 2 != 0) digits += 'F';
-    for (size_t i = 0; i < digits.size(); i += 2)
-        std::swap(digits[i], digits[i + 1]);
-    return digits;
-}
-
 std::string twoDigits(size_t number) {
     return {static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10)};
 }
@@ -207,7 +193,7 @@ std::string randomAddress(std::mt19937& random) {
             septet = static_cast<uint8_t>('A' + randomBelow(random, 26));
         return hexOctet((name.size() * 7 + 3) / 4) + "D0" + packedHex(name);
     }
-    const std::string number = digitsOf(random, 1 + randomBelow(random, 20));
+    const std::string number = randomDigits(random, 1 + randomBelow(random, 20));
     return hexOctet(number.size()) + (randomBelow(random, 2) == 0 ? "91" : "81") + swapped(number);
 }
 
@@ -410,7 +396,7 @@ TEST(SmsGammu, RandomSent_AreReadAsTheyWereMeant) {
     std::mt19937 random = seededRandom();
     for (int i = 0; i < ROUNDS; i++) {
         sms_encode_request_t request;
-        request.number = digitsOf(random, 1 + randomBelow(random, 20));
+        request.number = randomDigits(random, 1 + randomBelow(random, 20));
         request.international = randomBelow(random, 2) == 1;
         // The judge takes the shortest messages for cut off ones.
         for (size_t left = 10 + randomBelow(random, 909); left > 0; left--) {

@@ -2,7 +2,7 @@
 
 #include "tests/unit/sms_pdu_support.h"
 
-// Random messages there and back. SMS_PDU_SEED=<number> repeats a run.
+// Random messages there and back. CELLSLOT_SEED=<number> repeats a run.
 
 namespace {
 
@@ -41,20 +41,6 @@ sMessage randomMessage(std::mt19937& random, size_t maxSeptets) {
         message.utf8 += next.utf8;
         message.septets.insert(message.septets.end(), next.septets.begin(), next.septets.end());
     }
-}
-
-std::string randomDigits(std::mt19937& random, size_t count) {
-    std::string digits;
-    while (digits.size() < count)
-        digits += static_cast<char>('0' + randomBelow(random, 10));
-    return digits;
-}
-
-std::string swapped(std::string digits) {
-    if (digits.size() % 2 != 0) digits += 'F';
-    for (size_t i = 0; i < digits.size(); i += 2)
-        std::swap(digits[i], digits[i + 1]);
-    return digits;
 }
 
 // What a network would deliver for a SUBMIT PDU of sms_encode_pdus: number, user data and its

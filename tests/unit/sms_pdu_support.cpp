@@ -1,8 +1,13 @@
 #include "tests/unit/sms_pdu_support.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
+
+#include "fuzz/decoded_message_check.h"
 
 std::string bitsOf(unsigned value, unsigned width) {
     std::string bits;
@@ -119,8 +124,23 @@ std::string userData3gpp2(unsigned encoding, unsigned width, const std::vector<u
     return hexOfBits(bits);
 }
 
-sDecoded decode(const std::string& pdu, size_t length) {
+namespace {
+
+// A record that a message has been in before.
+sDecoded usedRecord() {
     sDecoded decoded;
+    decoded.sms.from = "left over";
+    decoded.sms.timestamp = "left over";
+    decoded.sms.reference = decoded.sms.partNumber = decoded.sms.numberOfParts = 7;
+    decoded.sms.userData = {'x'};
+    decoded.sms.userDataLength = 7;
+    return decoded;
+}
+
+}  // namespace
+
+sDecoded decode(const std::string& pdu, size_t length) {
+    sDecoded decoded = usedRecord();
     decoded.result = sms_decode_pdu(pdu, length, decoded.sms, false);
     return decoded;
 }
@@ -130,7 +150,7 @@ sDecoded decode(const sTestDeliver& deliver) {
 }
 
 sDecoded decode3gpp2(const std::string& pdu, size_t length) {
-    sDecoded decoded;
+    sDecoded decoded = usedRecord();
     decoded.result = sms_decode_3gpp2_pdu(pdu, length, decoded.sms, false);
     return decoded;
 }
@@ -140,15 +160,48 @@ sDecoded decode3gpp2(const sTest3gpp2& message) {
     return decode3gpp2(pdu, pdu.size() / 2);
 }
 
+void expectExample(const sExample& example, const sDecoded& decoded) {
+    SCOPED_TRACE(example.name);
+    EXPECT_EQ(decoded.result, 0);
+    EXPECT_EQ(decoded.sms.from, example.from);
+    EXPECT_EQ(decoded.sms.timestamp, example.timestamp);
+    EXPECT_EQ(decoded.sms.timestampUnformatted, example.seconds);
+    EXPECT_EQ(decoded.sms.reference, example.reference);
+    EXPECT_EQ(decoded.sms.partNumber, example.partNumber);
+    EXPECT_EQ(decoded.sms.numberOfParts, example.numberOfParts);
+    EXPECT_EQ(decoded.sms.dataCoding, example.dataCoding);
+    EXPECT_EQ(decoded.text(), example.userData);
+    EXPECT_EQ(decoded.sms.userDataLength, example.userData.size());
+}
+
+void expectRefused(const sDecoded& decoded) {
+    EXPECT_EQ(decoded.result, -1);
+    EXPECT_TRUE(isReset(decoded.sms));
+}
+
 std::mt19937 seededRandom() {
-    const char* wanted = getenv("SMS_PDU_SEED");
+    const char* wanted = getenv("CELLSLOT_SEED");
     const unsigned long seed = wanted != nullptr
                                    ? strtoul(wanted, nullptr, 10)
                                    : static_cast<unsigned long>(std::random_device()());
-    printf("SMS_PDU_SEED=%lu\n", seed);
+    printf("CELLSLOT_SEED=%lu\n", seed);
     return std::mt19937(static_cast<std::mt19937::result_type>(seed));
 }
 
 size_t randomBelow(std::mt19937& random, size_t end) {
     return std::uniform_int_distribution<size_t>(0, end - 1)(random);
+}
+
+std::string randomDigits(std::mt19937& random, size_t count) {
+    std::string digits;
+    while (digits.size() < count)
+        digits += static_cast<char>('0' + randomBelow(random, 10));
+    return digits;
+}
+
+std::string swapped(std::string digits) {
+    if (digits.size() % 2 != 0) digits += 'F';
+    for (size_t i = 0; i < digits.size(); i += 2)
+        std::swap(digits[i], digits[i + 1]);
+    return digits;
 }

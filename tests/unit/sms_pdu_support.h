@@ -92,8 +92,16 @@ struct sExample {
 const std::vector<sExample>& examples3gpp();
 const std::vector<sExample>& examples3gpp2();
 
-// Seeded from the environment variable SMS_PDU_SEED, else anew each time; the seed is printed.
+void expectExample(const sExample& example, const sDecoded& decoded);
+// Refused, and nothing is left in the record.
+void expectRefused(const sDecoded& decoded);
+
+// Seeded from the environment variable CELLSLOT_SEED, else anew each time; the seed is printed.
 std::mt19937 seededRandom();
 size_t randomBelow(std::mt19937& random, size_t end);
+std::string randomDigits(std::mt19937& random, size_t count);
+
+// Digits as semi-octets.
+std::string swapped(std::string digits);
 
 #endif
