@@ -10,6 +10,7 @@ readonly OUT=build/valgrind
 # Not the second instance of a slot: memcheck's process does not bear the name that is looked for.
 readonly TESTS=(
     BringUp
+    RefusedStart.test_portThatIsNoSlot_printsTheUsageAndLogsNothing
     CleanStop.test_sigterm
     Changes.test_addressChange_restartsTheSession
     ModemAway.test_modemThatRestarts_isSetUpAgain
