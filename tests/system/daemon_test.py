@@ -251,7 +251,7 @@ class ModemAway(DaemonTest):
     def test_silentModem_isConnectedAgainOnceItAnswers(self):
         slot = self.connectedSlot()
         slot.order(op="fault", prefix="AT", kind="silence")
-        slot.waitFor("_QMI_STATE", "Unknown")
+        slot.waitFor("_QMI_STATE", "Unknown", 60)
         slot.order(op="clear-faults")
         slot.waitConnected(45)
 
