@@ -160,7 +160,7 @@ main() {
     checkInstructions
     check package scripts/test_package.sh "$@" || true
     check arm64 scripts/test_cross.sh arm64 "$@" || true
-    check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
+    FUZZ_JOBS=3 check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"
 }
