@@ -66,21 +66,24 @@ std::string attemptsLeft(int attempts) {
     return attempts < 0 ? "" : "; attempts left: " + std::to_string(attempts);
 }
 
-void reportOutcome(sCliContext& context, int slot, const std::string& nothingSaid,
-                   int sSimView::*attempts) {
-    const sSimView sim = simView(context.places, slot);
-    if (sim.outcome.empty())
-        context.out << nothingSaid << "\n";
-    else if (isSuccess(sim.outcome))
-        context.out << sim.outcome << "\n";
-    else
-        fail(sim.outcome + attemptsLeft(sim.*attempts));
-}
-
 // The first status that the daemon writes after it took a request tells the outcome.
 void waitForNextStatus(const sPlaces& places, int slot) {
     const std::string edition = statusEdition(places, slot);
     waitFor(PUBLISH_S, [&] { return statusEdition(places, slot) != edition; });
+}
+
+void reportOutcome(sCliContext& context, int slot, const std::string& nothingSaid,
+                   int sSimView::*attempts) {
+    const sSimView sim = simView(context.places, slot);
+    if (sim.outcome.empty()) {
+        context.out << nothingSaid << "\n";
+    } else if (isSuccess(sim.outcome)) {
+        context.out << sim.outcome << "\n";
+    } else {
+        // The daemon asks the SIM what is left of its attempts after it has told the outcome.
+        waitForNextStatus(context.places, slot);
+        fail(sim.outcome + attemptsLeft(simView(context.places, slot).*attempts));
+    }
 }
 
 // What was handed to the daemon.
