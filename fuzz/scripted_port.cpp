@@ -1,13 +1,11 @@
 #include "fuzz/scripted_port.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdlib>
-
 #include "fuzz/check.h"
 #include "include/sleep.h"
+#include "tests/support/pseudo_terminal.h"
 
 cScriptedPort* cScriptedPort::s_current = nullptr;
 
@@ -37,12 +35,9 @@ void cScriptedPort::openSocket() {
 }
 
 void cScriptedPort::openTerminal() {
-    m_modem = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    char name[64];
-    check(m_modem != -1 && grantpt(m_modem) == 0 && unlockpt(m_modem) == 0 &&
-              ptsname_r(m_modem, name, sizeof name) == 0,
-          "a pseudo-terminal can be made");
-    m_path = name;
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    m_modem = terminal.modemEnd;
+    m_path = terminal.path;
 }
 
 void cScriptedPort::onSleep(unsigned) {

@@ -3,6 +3,9 @@
 # sudo; where nothing is missing it needs neither and takes no time.
 set -euo pipefail
 
+# shellcheck source=scripts/lib/as_root.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/as_root.sh"
+
 readonly BUILD=(
     ccache
     cmake
@@ -53,14 +56,6 @@ missing() {
             echo "$package"
         fi
     done
-}
-
-asRoot() {
-    if ((EUID == 0)); then
-        "$@"
-    else
-        sudo "$@"
-    fi
 }
 
 # The tests start gpsd by themselves; the package's service would only listen on the host.

@@ -3,16 +3,11 @@
 # architecture beside this one's, and the emulator that its tests run under. As root or with sudo.
 set -euo pipefail
 
+# shellcheck source=scripts/lib/as_root.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/as_root.sh"
+
 usage() {
     echo 'Usage: setup_cross.sh arm64|armhf'
-}
-
-asRoot() {
-    if ((EUID == 0)); then
-        "$@"
-    else
-        sudo "$@"
-    fi
 }
 
 main() {

@@ -54,7 +54,7 @@ filesOf() { # FIND-EXPRESSION...
 
 checkShell() {
     filesOf | xargs -0 awk 'FNR == 1 && (/^#!.*[\/ ](ba)?sh$/ || FILENAME ~ /completion$/) { print FILENAME }' |
-        xargs -d '\n' shellcheck
+        xargs -d '\n' shellcheck --external-sources
 }
 
 checkFormat() {

@@ -12,7 +12,7 @@
 #include "platform/include/timer_clock.h"
 #include "sms/wall_clock.h"
 #include "tests/matrix/waits.h"
-#include "tests/support/terminal_bytes.h"
+#include "tests/support/pseudo_terminal.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
+#include "tests/support/pseudo_terminal.h"
 
 const char* const OK_REPLY = "\r\nOK\r\n";
 const char* const ERROR_REPLY = "\r\nERROR\r\n";
@@ -76,12 +76,9 @@ void cFakePort::openSocket() {
 }
 
 void cFakePort::openTerminal() {
-    m_modem = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    char name[64];
-    if (m_modem == -1 || grantpt(m_modem) != 0 || unlockpt(m_modem) != 0 ||
-        ptsname_r(m_modem, name, sizeof name) != 0)
-        throw std::runtime_error("no pseudo-terminal");
-    m_path = name;
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    m_modem = terminal.modemEnd;
+    m_path = terminal.path;
 }
 
 cFakePort& cFakePort::answerInPieces(std::vector<std::string> pieces) {

@@ -1,17 +1,13 @@
 #include "tests/support/gps_terminal.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <stdexcept>
 #include <utility>
 
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
-#include "tests/support/terminal_bytes.h"
+#include "tests/support/pseudo_terminal.h"
 
 namespace {
 
@@ -31,17 +27,10 @@ std::string readAll(int fd) {
 cGpsTerminal* cGpsTerminal::s_current = nullptr;
 
 cGpsTerminal::cGpsTerminal(const nlohmann::json& scenario) : m_modem(scenario) {
-    m_modemEnd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    char name[64];
-    if (m_modemEnd == -1 || grantpt(m_modemEnd) != 0 || unlockpt(m_modemEnd) != 0 ||
-        ptsname_r(m_modemEnd, name, sizeof name) != 0)
-        throw std::runtime_error("no pseudo-terminal");
-    m_path = name;
-    m_daemonEnd = open(name, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    termios settings;
-    tcgetattr(m_daemonEnd, &settings);
-    cfmakeraw(&settings);
-    tcsetattr(m_daemonEnd, TCSANOW, &settings);
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    m_modemEnd = terminal.modemEnd;
+    m_path = terminal.path;
+    m_daemonEnd = openRawTerminal(m_path);
     s_current = this;
     setSleepFunction(onSleep);
     setTimerClock(clockMs);

@@ -1,17 +1,14 @@
 #include "tests/support/simulated_port.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <stdexcept>
 
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
-#include "tests/support/terminal_bytes.h"
+#include "tests/support/pseudo_terminal.h"
 
 namespace {
 
@@ -55,15 +52,10 @@ void cSimulatedPort::openSocket() {
 }
 
 void cSimulatedPort::openTerminal() {
-    m_modemEnd = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (m_modemEnd == -1 || grantpt(m_modemEnd) != 0 || unlockpt(m_modemEnd) != 0)
-        throw std::runtime_error("no terminal");
-    m_path = ptsname(m_modemEnd);
-    m_daemonEnd = open(m_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    termios settings;
-    tcgetattr(m_daemonEnd, &settings);
-    cfmakeraw(&settings);
-    tcsetattr(m_daemonEnd, TCSANOW, &settings);
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    m_modemEnd = terminal.modemEnd;
+    m_path = terminal.path;
+    m_daemonEnd = openRawTerminal(m_path);
 }
 
 void cSimulatedPort::pass(uint64_t microseconds) {

@@ -30,6 +30,22 @@ if(PLATFORM STREQUAL "host")
         set_tests_properties(unit.platform PROPERTIES ENVIRONMENT
             "GTEST_FILTER=-KeyValueStore.Damaged*:KeyValueStore.Killed*:KeyValueStore.Stopped*:KeyValueStore.*Writers*")
     endif()
+
+    # Debian's libgammu is an independent judge of the codec; nothing but this test links it. It cannot be
+    # installed for two architectures at once, so cross builds do without this judge.
+    set(judge)
+    if(NOT CMAKE_CROSSCOMPILING)
+        find_package(PkgConfig REQUIRED)
+        pkg_check_modules(GAMMU REQUIRED IMPORTED_TARGET gammu)
+        set(judge unit/sms_pdu_gammu_test.cpp)
+    endif()
+    cellslot_add_unit_tests(sms_pdu
+        LIBS cellslot_platform $<$<BOOL:${judge}>:PkgConfig::GAMMU>
+        SOURCES unit/sms_pdu_3gpp2_test.cpp unit/sms_pdu_deliver_test.cpp
+                unit/sms_pdu_examples.cpp ${judge}
+                unit/sms_pdu_header_test.cpp unit/sms_pdu_refusal_test.cpp
+                unit/sms_pdu_round_trip_test.cpp unit/sms_pdu_submit_test.cpp
+                unit/sms_pdu_support.cpp unit/sms_pdu_time_stamp_test.cpp)
 endif()
 
 cellslot_add_unit_tests(sim TOOL
@@ -74,24 +90,6 @@ cellslot_add_unit_tests(custom_at
     LIBS cellslot_statemachine cellslot_sim
     SOURCES unit/custom_at_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(custom_at_tests PRIVATE LINKER:--wrap=unlink)
-
-# Debian's libgammu is an independent judge of the codec; nothing but this test links it. It cannot be
-# installed for two architectures at once, so cross builds do without this judge.
-if(PLATFORM STREQUAL "host")
-    set(judge)
-    if(NOT CMAKE_CROSSCOMPILING)
-        find_package(PkgConfig REQUIRED)
-        pkg_check_modules(GAMMU REQUIRED IMPORTED_TARGET gammu)
-        set(judge unit/sms_pdu_gammu_test.cpp)
-    endif()
-    cellslot_add_unit_tests(sms_pdu
-        LIBS cellslot_platform $<$<BOOL:${judge}>:PkgConfig::GAMMU>
-        SOURCES unit/sms_pdu_3gpp2_test.cpp unit/sms_pdu_deliver_test.cpp
-                unit/sms_pdu_examples.cpp ${judge}
-                unit/sms_pdu_header_test.cpp unit/sms_pdu_refusal_test.cpp
-                unit/sms_pdu_round_trip_test.cpp unit/sms_pdu_submit_test.cpp
-                unit/sms_pdu_support.cpp unit/sms_pdu_time_stamp_test.cpp)
-endif()
 
 # PDUs come from the simulated modem, so that encoder and decoder are not each other's only judge.
 cellslot_add_unit_tests(sms
