@@ -5,7 +5,7 @@
 // can let a clock of their own run instead.
 void sleepMicroseconds(unsigned microseconds);
 
-// Puts another function behind sleepMicroseconds; a null pointer brings usleep back.
+// Puts another function behind sleepMicroseconds; a null pointer brings the system's back.
 void setSleepFunction(void (*function)(unsigned microseconds));
 
 #endif
