@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr unsigned WAIT_US = 10000;
+constexpr long WAIT_NS = 10000000;
 constexpr int POLLS_MAX = 200;
 
 double processorTimeUs() {
@@ -25,13 +25,18 @@ double processorTimeUs() {
     return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) * 1e-3;
 }
 
+void waitOnce() {
+    const timespec wait{0, WAIT_NS};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &wait, nullptr);
+}
+
 bool sendCommand(int port, const char* command) {
     char answer[4096];
     if (write(port, command, strlen(command)) < 0) return false;
-    usleep(WAIT_US);
+    waitOnce();
     if (write(port, "\r", 1) != 1) return false;
     for (int poll = 0; poll < POLLS_MAX; ++poll) {
-        usleep(WAIT_US);
+        waitOnce();
         int waiting = 0;
         if (ioctl(port, FIONREAD, &waiting) != 0) return false;
         if (waiting == 0) continue;
@@ -59,8 +64,8 @@ int main(int argc, char* argv[]) {
         if (!sendCommand(port, "AT+CSQ")) return 1;
     const double waitsStart = processorTimeUs();
     for (int i = 0; i < commands; ++i) {
-        usleep(WAIT_US);
-        usleep(WAIT_US);
+        waitOnce();
+        waitOnce();
     }
     const double end = processorTimeUs();
     printf("%.3f %.3f\n", (waitsStart - start) / commands, (end - waitsStart) / commands);

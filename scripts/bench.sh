@@ -14,7 +14,7 @@ usage() {
     cat <<'TEXT'
 Usage: bench.sh [--quick] [--out DIR]
        bench.sh --instructions | --renew-instructions
-  --quick                short runs: about four minutes instead of ten
+  --quick                short runs: about five minutes instead of twelve
   --out DIR              where the results go, else build/bench/results
   --instructions         only compare the instructions of the fixed workloads with those kept
   --renew-instructions   keep the numbers of this build instead
