@@ -41,3 +41,6 @@ cellslot_add_flow_tests(resources SOURCES flow/resources_flow_test.cpp)
 target_link_options(resources_flow_tests PRIVATE -Wl,--wrap=system -Wl,--wrap=fork)
 cellslot_add_flow_tests(hostile_text SOURCES flow/hostile_text_flow_test.cpp)
 target_link_options(hostile_text_flow_tests PRIVATE -Wl,--wrap=system)
+
+# The longest first, so that none of them runs on alone.
+set_tests_properties(flow.state_machine flow.hostile_text flow.resources PROPERTIES COST 100)
