@@ -59,8 +59,8 @@ struct sPdpDynamicParams {
 constexpr size_t PDP_DYNAMIC_MAX = 6;
 constexpr size_t PDP_DYNAMIC_USED = 5;
 
-struct sModemInfo {
-    // Static identity: what one modem keeps for as long as it runs.
+// What one modem keeps for as long as it runs.
+struct sModemStaticInfo {
     std::string s_manufacturer = NAME_UNKNOWN;
     bool b_manufacturer_is_telit = false;
     eTelitModel e_model = eTELIT_MODEL_UNKNOWN;
@@ -80,8 +80,10 @@ struct sModemInfo {
     uint32_t i_supported_3g_mask = 0;  // bit n: UMTS band number n of #BND
     std::string s_supported_4g_bands;
     uint64_t i_supported_4g_mask = 0;  // bit n - 1: LTE band n
+};
 
-    // Variable: read again and again.
+// Read again and again.
+struct sModemVariableInfo {
     std::string s_own_number_name;
     std::string s_own_number = OWN_NUMBER_UNKNOWN;
     uint16_t i_own_number_type = 0;
@@ -94,7 +96,9 @@ struct sModemInfo {
     std::array<sContextList, CONTEXT_LIST_MAX> context_list;
     size_t i_context_count = 0;
     std::string s_apn;  // APN of the configured context
+};
 
+struct sModemInfo : sModemStaticInfo, sModemVariableInfo {
     // Kept over every reset while the daemon lives.
     int i_sms_network_family = 1;  // 0 unknown, 1 3GPP, 2 3GPP2
     unsigned i_sms_sent = 0;
@@ -114,33 +118,30 @@ struct sActiveSetCell {
 
 constexpr size_t ACTIVE_SET_MAX = 6;
 
-struct sNetworkInfo {
-    // +CSQ, the modem's raw numbers
-    int8_t i_rssi = SIGNAL_UNKNOWN;
-    int8_t i_ber = SIGNAL_UNKNOWN;
-
-    // Registration
+// +CREG, +CEREG
+struct sRegistrationInfo {
     int i_reg_mode = 0;
     int i_reg_state = eREG_UNKNOWN;
-    int i_reg_previous_state = eREG_UNKNOWN;
     std::string s_reg_area;
     std::string s_reg_cell;
     std::string s_reg_access_tech;
     std::string s_registration = NAME_UNKNOWN;
     std::string s_registration_short = NAME_UNKNOWN;
-    std::string s_previous_registration = NAME_UNKNOWN;
     bool b_registered = false;  // home or roaming
-    bool b_ims_registered = false;
+};
 
-    // #PSNT
+// #PSNT
+struct sPsntInfo {
     ePS_NET_TYPE e_psnt_service_type = ePS_NET_UNKNOWN;
     std::string s_psnt_service_type = "UNKNOWN";
     int i_psnt_is_hsupa_available = 0;
     int i_psnt_is_hsupa_used = 0;
     int i_psnt_is_hsdpa_available = 0;
     int i_psnt_is_hsdpa_used = 0;
+};
 
-    // #RFSTS, texts as the modem writes them; empty where the technology does not have the value
+// #RFSTS, texts as the modem writes them; empty where the technology does not have the value.
+struct sRfstsInfo {
     std::string s_plmn;
     std::string s_mcc;
     std::string s_mnc;
@@ -175,6 +176,16 @@ struct sNetworkInfo {
     int i_active_set_reported = 0;  // as the modem says it, never used as a bound
     std::array<sActiveSetCell, ACTIVE_SET_MAX> active_set;
     size_t i_active_set_count = 0;
+};
+
+struct sNetworkInfo : sRegistrationInfo, sPsntInfo, sRfstsInfo {
+    // +CSQ, the modem's raw numbers
+    int8_t i_rssi = SIGNAL_UNKNOWN;
+    int8_t i_ber = SIGNAL_UNKNOWN;
+
+    int i_reg_previous_state = eREG_UNKNOWN;
+    std::string s_previous_registration = NAME_UNKNOWN;
+    bool b_ims_registered = false;  // +CIREG
 
     // +COPS
     int i_cops_mode = -1;
@@ -188,7 +199,8 @@ struct sNetworkInfo {
     std::array<sPdpDynamicParams, PDP_DYNAMIC_MAX> pdp_dynamic;
 };
 
-struct sSimInfo {
+// What the SIM's own queries fill.
+struct sSimAnswers {
     int i_present = 0;
     int8_t i_qss_mode = -1;
     int i_lock_class = eSIM_LOCK_UNKNOWN;  // the SIM state: an eSimLock, or any other class
@@ -203,8 +215,9 @@ struct sSimInfo {
     std::string s_carrier = NAME_UNKNOWN;
     int i_pin_lock_enabled = -1;  // -1 not known, 0 no, 1 yes
     bool b_verizon = false;
+};
 
-    // Not touched by resetSimInfo: they do not come from the SIM's own queries.
+struct sSimInfo : sSimAnswers {
     eSimSlot e_slot = eSIM_SLOT_UNKNOWN;
     std::string s_outcome;  // of the last PIN operation, in one line
     std::string s_cpin_path;
@@ -228,7 +241,7 @@ void resetDeviceInfo(sDeviceInfo& device, bool full);
 void resetModemStaticInfo(sModemInfo& modem);
 void resetModemVariableInfo(sModemInfo& modem);
 void resetModemApnList(sModemInfo& modem);
-// What the SIM's queries fill; not the slot, the outcome and the paths.
+// The sSimAnswers.
 void resetSimInfo(sSimInfo& sim);
 // Registration, with the registered flag; the previous state and text stay, so that the next
 // change is seen.
