@@ -3,8 +3,8 @@
 # sudo; where nothing is missing it needs neither and takes no time.
 set -euo pipefail
 
-# shellcheck source=scripts/lib/as_root.sh
-. "$(dirname "${BASH_SOURCE[0]}")/lib/as_root.sh"
+# shellcheck source=scripts/lib/packages.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
 readonly BUILD=(
     ccache
@@ -81,9 +81,7 @@ main() {
         return 1
     fi
     echo "setup.sh: installing ${packages[*]}"
-    asRoot apt-get update
-    asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends \
-        "${packages[@]}"
+    installPackages "${packages[@]}"
     if [[ " ${packages[*]} " == *' gpsd '* ]]; then
         stopGpsdService
     fi

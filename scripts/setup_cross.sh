@@ -3,8 +3,8 @@
 # architecture beside this one's, and the emulator that its tests run under. As root or with sudo.
 set -euo pipefail
 
-# shellcheck source=scripts/lib/as_root.sh
-. "$(dirname "${BASH_SOURCE[0]}")/lib/as_root.sh"
+# shellcheck source=scripts/lib/packages.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
 usage() {
     echo 'Usage: setup_cross.sh arm64|armhf'
@@ -32,10 +32,8 @@ main() {
     echo "setup_cross.sh: installing ${packages[*]}"
     dpkg --print-foreign-architectures | grep -qx "$architecture" ||
         asRoot dpkg --add-architecture "$architecture"
-    asRoot apt-get update
     # Not all libraries can stand beside those of this architecture: rather none than theirs lost.
-    asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-remove --no-install-recommends \
-        "${packages[@]}"
+    installPackages --no-remove "${packages[@]}"
 }
 
 main "$@"
