@@ -285,6 +285,29 @@ void judgeCredentials(tOptions options, std::vector<std::string>& problems) {
         problems.emplace_back("CM_PASSWORD has a comma, which ends it on its way to the modem");
 }
 
+bool isQuoted(const std::string& value) {
+    return value.size() > 1 && value.front() == value.back() &&
+           (value.front() == '"' || value.front() == '\'');
+}
+
+// What is used as written is also used with what a shell would take away, and on the screen neither
+// a blank at the end nor anything of a password can be seen.
+void judgeRawValue(const std::string& key, const std::string& written,
+                   std::vector<std::string>& problems) {
+    const std::string bare = cleanBeginEndWhiteSpace(written);
+    if (bare != written)
+        problems.push_back(key + " has blanks at its ends, which belong to the value");
+    if (isQuoted(bare)) problems.push_back(key + " has quotes, which belong to the value");
+}
+
+void judgeRawValues(const sConfigReport& report, const cListeningReader& reader,
+                    std::vector<std::string>& problems) {
+    for (size_t i = 0; i < report.keys.size(); ++i)
+        if (configKeys()[i].read == eConfigRead::RAW &&
+            report.keys[i].verdict == eConfigVerdict::TAKEN)
+            judgeRawValue(report.keys[i].key, reader.entries.at(report.keys[i].key), problems);
+}
+
 }  // namespace
 
 size_t sConfigReport::findings() const {
@@ -304,6 +327,7 @@ sConfigReport checkConfig(const std::string& path) {
     for (const sConfigKey& key : configKeys())
         report.keys.push_back(reportKey(key, reader, options));
     report.problems = judgeLines(path);
+    judgeRawValues(report, reader, report.problems);
     judgeCredentials(options, report.problems);
     return report;
 }

@@ -85,8 +85,9 @@ void addConfigCommand(CLI::App& app, sCliContext& context) {
     command->add_flag("-q,--quiet", options->quiet, "show findings only");
     addSlotOption(*command, options->slot);
     command->footer(
-        "Lines with ! are findings: values that are not taken, keys that are unknown\n"
-        "or there twice. Passwords are not shown. Exit status 1 when there is one.\n"
+        "Lines with ! are findings: values that are not taken, or taken with quotes or\n"
+        "outer blanks; keys that are unknown or there twice. Passwords are not shown.\n"
+        "Exit status 1 when there is a finding.\n"
         "Examples:\n"
         "  cellslot config check new.conf && mv new.conf /etc/vuk/cellular1.conf\n"
         "  cellslot config check -q -p 2");

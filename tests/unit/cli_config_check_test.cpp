@@ -180,6 +180,29 @@ TEST_F(ConfigCheck, ProblemsOfTheFile_NameTheirLine) {
     EXPECT_EQ(5u, report.findings());
 }
 
+TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) {
+    const sConfigReport report = check(
+        "CM_ENABLE_INTERFACE = yes \n"
+        "CM_APN=internet \n"
+        "CM_APN2 = second\n"
+        "CM_USERNAME='me'\n"
+        "CM_PASSWORD= \"secret\"\r\n"
+        "CM_OPERATOR_MODE= 1\n"
+        "CM_OPERATOR=\"My Net\"\n");
+    const std::vector<std::string> expected = {
+        "CM_APN has blanks at its ends, which belong to the value",
+        "CM_APN2 has blanks at its ends, which belong to the value",
+        "CM_USERNAME has quotes, which belong to the value",
+        "CM_PASSWORD has blanks at its ends, which belong to the value",
+        "CM_PASSWORD has quotes, which belong to the value",
+        "CM_OPERATOR has quotes, which belong to the value",
+    };
+    EXPECT_EQ(expected, report.problems);
+    EXPECT_EQ(0u, check("CM_USERNAME=o'neil\nCM_PASSWORD=\"\nCM_APN=\n").findings());
+    // One finding is enough for what is refused anyway.
+    EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings());
+}
+
 TEST_F(ConfigCheck, DebugModeOfTheFile_MakesThisProgramLogNothing) {
     clearCapturedLog();
     check("DEBUG_MODE=fffffffffffffff\nCM_ENABLE_INTERFACE=yes\nCM_APN=x\n");
