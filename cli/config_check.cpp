@@ -19,6 +19,8 @@ namespace {
 constexpr size_t CONFIG_FILE_MAX = 131072;
 constexpr const char* USUAL_BEGINNING = "CM_";
 constexpr const char* MASKED = "****";
+// In the reader's lines a longer value would hide the reason that stands behind it.
+constexpr size_t REASON_VALUE_MAX = 200;
 constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 // ---- the reader, listened to
@@ -211,7 +213,8 @@ sConfigKeyReport reportKey(const sConfigKey& key, const cListeningReader& reader
                                                              : "CM_BAND_MODE is not manual";
     } else if (!isTaken(key, written, inForce)) {
         report.verdict = eConfigVerdict::REFUSED;
-        report.reason = reasonFor(key, reader);
+        report.reason = written.size() > REASON_VALUE_MAX ? std::string("must be ") + key.accepted
+                                                          : reasonFor(key, reader);
     }
     if (strcmp(key.name, CM_PASSWORD) == 0) {
         if (!report.written.empty()) report.written = MASKED;

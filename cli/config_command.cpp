@@ -17,6 +17,8 @@
 namespace {
 
 constexpr size_t KEY_WIDTH = 21;
+// Of what the file holds: more than any value that is taken, and no line fills the screen.
+constexpr size_t SHOWN_MAX = 300;
 
 struct sConfigOptions {
     std::string file;
@@ -24,10 +26,14 @@ struct sConfigOptions {
     bool quiet = false;
 };
 
+std::string shown(const std::string& text) {
+    return cutTo(printableLine(text), SHOWN_MAX);
+}
+
 void printKey(std::ostream& out, const sConfigKeyReport& key) {
-    const std::string value = key.inForce.empty() ? "(none)" : printableLine(key.inForce);
-    const std::string written = "'" + printableLine(key.written) + "'";
-    const std::string reason = printableLine(key.reason);
+    const std::string value = key.inForce.empty() ? "(none)" : shown(key.inForce);
+    const std::string written = "'" + shown(key.written) + "'";
+    const std::string reason = shown(key.reason);
     out << "  " << fitTo(key.key, KEY_WIDTH) << value;
     switch (key.verdict) {
         case eConfigVerdict::TAKEN:
@@ -66,7 +72,7 @@ void check(sCliContext& context, const sConfigOptions& options) {
     for (const sConfigKeyReport& key : report.keys)
         if (!options.quiet || key.verdict == eConfigVerdict::REFUSED) printKey(context.out, key);
     for (const std::string& problem : report.problems)
-        context.out << "! " << printableLine(problem) << "\n";
+        context.out << "! " << shown(problem) << "\n";
     const size_t findings = report.findings();
     if (findings == 0) return;
     context.out << std::to_string(findings) << (findings == 1 ? " finding\n" : " findings\n");

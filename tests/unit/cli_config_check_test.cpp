@@ -227,6 +227,16 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"config", "check", "-p", "3"}).status);
 }
 
+TEST_F(ConfigCheck, Command_LinesOfAnyLength_DoNotFillTheScreen) {
+    host.file("/etc/vuk/cellular1.conf",
+              "CM_APN=" + std::string(50000, 'a') + "\n" + std::string(50000, 'B') + "=x\n");
+    const sCommandRun run = runOn(host, {"config", "check", "-q"});
+    EXPECT_NE(std::string::npos, run.out.find("instead of 'aaaa")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("must be 1 to 104 letters")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("unknown key 'BBBB")) << run.out;
+    EXPECT_GT(2000u, run.out.size());
+}
+
 TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
     cEmptyHost host;
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
