@@ -1,6 +1,7 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -145,6 +146,11 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
                             "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it"});
 }
 
+bool isReadOnly(const std::string& folder) {
+    struct statvfs info {};
+    return statvfs(folder.c_str(), &info) == 0 && (info.f_flag & ST_RDONLY) != 0;
+}
+
 sFinding pinFile(const sPlaces& places, const std::string& path, uid_t owner) {
     struct stat info {};
     if (lstat(places.at(path).c_str(), &info) != 0) return {eHealth::FINE, "pin", "", ""};
@@ -271,8 +277,14 @@ tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
     if ((folder.st_mode & 022) != 0)
         findings.push_back({eHealth::BROKEN, "pin", std::string("others may write to ") + FOLDER,
                             std::string("chmod 700 ") + FOLDER});
-    for (const std::string& path :
-         {pinFilePath(setup.slot), pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
+    const std::string pin = pinFilePath(setup.slot);
+    if (isReadOnly(places.at(FOLDER)) && !isEmptied(places, pin))
+        findings.push_back({eHealth::BROKEN, "pin",
+                            std::string(FOLDER) +
+                                " can only be read: a PIN that the SIM refuses stays in its file, "
+                                "and each start of the host costs an attempt",
+                            "mount it writable, or remove " + pin});
+    for (const std::string& path : {pin, pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
         const sFinding finding = pinFile(places, path, folder.st_uid);
         if (finding.health != eHealth::FINE) findings.push_back(finding);
     }
