@@ -135,7 +135,7 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
     }
     const sFinding port = portAt(places, "gps", setup.gpsDevice);
     if (port.health != eHealth::FINE) {
-        findings.push_back({port.health, port.subject, port.text + ": data waits for it, too",
+        findings.push_back({port.health, port.subject, port.text + ": no positions",
                             port.mend + "; or set CM_GPS_ENABLE=no"});
         return;
     }

@@ -309,7 +309,7 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
     host.file("/tools/true", "#!/bin/bash\nexit 0\n", 0755);
     host.file("/tools/timeout", "#!/bin/bash\n[[ $1 == -t ]]\n", 0755);
     setup.gpsDevice = "/dev/gps";
-    expect(eHealth::BROKEN, checkGps, "data waits for it");
+    expect(eHealth::BROKEN, checkGps, "is not there: no positions");
     port("/dev/gps", 0666);
     expect(eHealth::FINE, checkGps);
     host.file("/tools/timeout", "#!/bin/bash\n[[ $1 != -t ]]\n", 0755);
