@@ -1,4 +1,5 @@
 #include <grp.h>
+#include <net/if.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -9,6 +10,7 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
 
 #include "cli/config_check.h"
 #include "cli/config_place.h"
@@ -18,6 +20,7 @@
 #include "cli/quiet_run.h"
 #include "cli/sim_files.h"
 #include "cli/status_file.h"
+#include "cli/status_value.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 
@@ -146,6 +149,13 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
                             "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it"});
 }
 
+bool isLinkDown(const sPlaces& places, const std::string& interface) {
+    std::ifstream file(places.at("/sys/class/net/" + interface + "/flags"));
+    unsigned flags = IFF_UP;
+    file >> std::hex >> flags;
+    return file && (flags & IFF_UP) == 0;
+}
+
 bool isReadOnly(const std::string& folder) {
     struct statvfs info {};
     return statvfs(folder.c_str(), &info) == 0 && (info.f_flag & ST_RDONLY) != 0;
@@ -231,6 +241,11 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "ls /sys/class/net; is the modem's network driver loaded?"}};
+    if (setup.pid != 0 && statusValue(places, setup.slot, "QMI_STATE") == "CONNECTED" &&
+        isLinkDown(places, name))
+        return {{eHealth::BROKEN, "interface", name + " is down, although the session is up",
+                 "keep others off it (NetworkManager, a DHCP client); cellslot data off" +
+                     option(setup) + " and auto set it up anew"}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};
 }
 
