@@ -19,6 +19,8 @@ namespace {
 constexpr size_t CONFIG_FILE_MAX = 131072;
 constexpr const char* USUAL_BEGINNING = "CM_";
 constexpr const char* MASKED = "****";
+// In the reader's lines a longer value would hide the reason that stands behind it.
+constexpr size_t REASON_VALUE_MAX = 200;
 constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 // ---- the reader, listened to
@@ -211,7 +213,8 @@ sConfigKeyReport reportKey(const sConfigKey& key, const cListeningReader& reader
                                                              : "CM_BAND_MODE is not manual";
     } else if (!isTaken(key, written, inForce)) {
         report.verdict = eConfigVerdict::REFUSED;
-        report.reason = reasonFor(key, reader);
+        report.reason = written.size() > REASON_VALUE_MAX ? std::string("must be ") + key.accepted
+                                                          : reasonFor(key, reader);
     }
     if (strcmp(key.name, CM_PASSWORD) == 0) {
         if (!report.written.empty()) report.written = MASKED;
@@ -285,6 +288,29 @@ void judgeCredentials(tOptions options, std::vector<std::string>& problems) {
         problems.emplace_back("CM_PASSWORD has a comma, which ends it on its way to the modem");
 }
 
+bool isQuoted(const std::string& value) {
+    return value.size() > 1 && value.front() == value.back() &&
+           (value.front() == '"' || value.front() == '\'');
+}
+
+// What is used as written is also used with what a shell would take away, and on the screen neither
+// a blank at the end nor anything of a password can be seen.
+void judgeRawValue(const std::string& key, const std::string& written,
+                   std::vector<std::string>& problems) {
+    const std::string bare = cleanBeginEndWhiteSpace(written);
+    if (bare != written)
+        problems.push_back(key + " has blanks at its ends, which belong to the value");
+    if (isQuoted(bare)) problems.push_back(key + " has quotes, which belong to the value");
+}
+
+void judgeRawValues(const sConfigReport& report, const cListeningReader& reader,
+                    std::vector<std::string>& problems) {
+    for (size_t i = 0; i < report.keys.size(); ++i)
+        if (configKeys()[i].read == eConfigRead::RAW &&
+            report.keys[i].verdict == eConfigVerdict::TAKEN)
+            judgeRawValue(report.keys[i].key, reader.entries.at(report.keys[i].key), problems);
+}
+
 }  // namespace
 
 size_t sConfigReport::findings() const {
@@ -304,6 +330,7 @@ sConfigReport checkConfig(const std::string& path) {
     for (const sConfigKey& key : configKeys())
         report.keys.push_back(reportKey(key, reader, options));
     report.problems = judgeLines(path);
+    judgeRawValues(report, reader, report.problems);
     judgeCredentials(options, report.problems);
     return report;
 }

@@ -17,6 +17,8 @@
 namespace {
 
 constexpr size_t KEY_WIDTH = 21;
+// Of what the file holds: more than any value that is taken, and no line fills the screen.
+constexpr size_t SHOWN_MAX = 300;
 
 struct sConfigOptions {
     std::string file;
@@ -24,10 +26,14 @@ struct sConfigOptions {
     bool quiet = false;
 };
 
+std::string shown(const std::string& text) {
+    return cutTo(printableLine(text), SHOWN_MAX);
+}
+
 void printKey(std::ostream& out, const sConfigKeyReport& key) {
-    const std::string value = key.inForce.empty() ? "(none)" : printableLine(key.inForce);
-    const std::string written = "'" + printableLine(key.written) + "'";
-    const std::string reason = printableLine(key.reason);
+    const std::string value = key.inForce.empty() ? "(none)" : shown(key.inForce);
+    const std::string written = "'" + shown(key.written) + "'";
+    const std::string reason = shown(key.reason);
     out << "  " << fitTo(key.key, KEY_WIDTH) << value;
     switch (key.verdict) {
         case eConfigVerdict::TAKEN:
@@ -66,7 +72,7 @@ void check(sCliContext& context, const sConfigOptions& options) {
     for (const sConfigKeyReport& key : report.keys)
         if (!options.quiet || key.verdict == eConfigVerdict::REFUSED) printKey(context.out, key);
     for (const std::string& problem : report.problems)
-        context.out << "! " << printableLine(problem) << "\n";
+        context.out << "! " << shown(problem) << "\n";
     const size_t findings = report.findings();
     if (findings == 0) return;
     context.out << std::to_string(findings) << (findings == 1 ? " finding\n" : " findings\n");
@@ -85,8 +91,9 @@ void addConfigCommand(CLI::App& app, sCliContext& context) {
     command->add_flag("-q,--quiet", options->quiet, "show findings only");
     addSlotOption(*command, options->slot);
     command->footer(
-        "Lines with ! are findings: values that are not taken, keys that are unknown\n"
-        "or there twice. Passwords are not shown. Exit status 1 when there is one.\n"
+        "Lines with ! are findings: values that are not taken, or taken with quotes or\n"
+        "outer blanks; keys that are unknown or there twice. Passwords are not shown.\n"
+        "Exit status 1 when there is a finding.\n"
         "Examples:\n"
         "  cellslot config check new.conf && mv new.conf /etc/vuk/cellular1.conf\n"
         "  cellslot config check -q -p 2");

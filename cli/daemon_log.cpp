@@ -31,23 +31,28 @@ std::string trimmedLineEnd(std::string line) {
 }  // namespace
 
 cDaemonLog::cDaemonLog(const sPlaces& places, int pid)
-    : m_journal(places.root.empty()), m_since(time(nullptr)), m_pid(pid) {
+    : m_journal(places.at(JOURNAL)), m_since(time(nullptr)), m_pid(pid) {
     for (const char* file : LOG_FILES) {
         const std::string path = places.at(file);
         if (access(path.c_str(), R_OK) == 0) m_files.push_back({path, sizeOf(path)});
     }
 }
 
-// Users who may not read the journal are shown an empty one.
 bool cDaemonLog::isReadable() const {
-    return !m_files.empty() || (m_journal && geteuid() == 0 && access(JOURNAL, F_OK) == 0);
+    return !m_files.empty() || isJournalReadable();
+}
+
+// Users who may not read the journal are shown an empty one.
+bool cDaemonLog::isJournalReadable() const {
+    return geteuid() == 0 && access(m_journal.c_str(), F_OK) == 0;
 }
 
 std::vector<std::string> cDaemonLog::messages() const {
     std::vector<std::string> found;
     for (const sLogFile& file : m_files)
         readFile(file, found);
-    return m_files.empty() && isReadable() ? fromJournal() : found;
+    // A file may be left over from a syslog daemon that is not there any more.
+    return found.empty() && isJournalReadable() ? fromJournal() : found;
 }
 
 bool cDaemonLog::has(const std::string& text) const {

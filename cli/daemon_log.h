@@ -8,7 +8,8 @@
 #include "cli/places.h"
 
 // What a daemon says in the system log from now on. The daemon answers some requests there only.
-// Read from the log files that the host's syslog daemon writes, else from the journal.
+// Read from the log files that the host's syslog daemon writes; when they say nothing, from the
+// journal.
 class cDaemonLog {
   public:
     cDaemonLog(const sPlaces& places, int pid);
@@ -31,11 +32,12 @@ class cDaemonLog {
         long long start;  // its size when this object was made
     };
 
+    bool isJournalReadable() const;
     void readFile(const sLogFile& file, std::vector<std::string>& found) const;
     std::vector<std::string> fromJournal() const;
 
     std::vector<sLogFile> m_files;  // those that can be read
-    bool m_journal;
+    std::string m_journal;          // the socket of the journal, where the host has one
     time_t m_since;
     int m_pid;
 };

@@ -63,8 +63,10 @@ void checkAge(const sSlotView& view) {
     if (view.report.isStale())
         view.add(eSeverity::ERROR, "stale",
                  "The daemon runs but has told nothing for " + durationText(ageS) + ".",
-                 "it hangs or waits for a very long command: journalctl -t cellslotd; if it stays "
-                 "so, systemctl restart cellslotd@" +
+                 "it hangs, waits for a very long command, or cannot write to /var/log: cellslot "
+                 "doctor" +
+                     view.option() +
+                     ", journalctl -t cellslotd; if it stays so, systemctl restart cellslotd@" +
                      itos(view.report.slot));
     else if (ageS < -FRESH_S)
         view.add(eSeverity::WARNING, "clock",
@@ -267,7 +269,10 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
     if (isMissing && report.daemonRuns) {
         diagnosis.state = eSlotState::STARTING;
         diagnosis.problems.push_back(
-            {eSeverity::NOTE, "starting", "The daemon runs but has not told anything yet.", ""});
+            {eSeverity::NOTE, "starting", "The daemon runs but has not told anything yet.",
+             "right after a start that passes; later it cannot write to /var/log: cellslot doctor "
+             "-p " +
+                 slot});
         return diagnosis;
     }
     if (isMissing) {

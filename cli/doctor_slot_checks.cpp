@@ -1,6 +1,8 @@
 #include <grp.h>
+#include <net/if.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 #include <climits>
 #include <cstdlib>
 #include <ctime>
+#include <fstream>
 
 #include "cli/config_check.h"
 #include "cli/config_place.h"
@@ -17,6 +20,7 @@
 #include "cli/quiet_run.h"
 #include "cli/sim_files.h"
 #include "cli/status_file.h"
+#include "cli/status_value.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 
@@ -134,7 +138,7 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
     }
     const sFinding port = portAt(places, "gps", setup.gpsDevice);
     if (port.health != eHealth::FINE) {
-        findings.push_back({port.health, port.subject, port.text + ": data waits for it, too",
+        findings.push_back({port.health, port.subject, port.text + ": no positions",
                             port.mend + "; or set CM_GPS_ENABLE=no"});
         return;
     }
@@ -143,6 +147,18 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
     if (stat(places.at(setup.gpsDevice).c_str(), &info) == 0 && !mayUse(getpwnam("gpsd"), info))
         findings.push_back({eHealth::BROKEN, "gps", "user gpsd may not use " + setup.gpsDevice,
                             "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it"});
+}
+
+bool isLinkDown(const sPlaces& places, const std::string& interface) {
+    std::ifstream file(places.at("/sys/class/net/" + interface + "/flags"));
+    unsigned flags = IFF_UP;
+    file >> std::hex >> flags;
+    return file && (flags & IFF_UP) == 0;
+}
+
+bool isReadOnly(const std::string& folder) {
+    struct statvfs info {};
+    return statvfs(folder.c_str(), &info) == 0 && (info.f_flag & ST_RDONLY) != 0;
 }
 
 sFinding pinFile(const sPlaces& places, const std::string& path, uid_t owner) {
@@ -225,6 +241,11 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "ls /sys/class/net; is the modem's network driver loaded?"}};
+    if (setup.pid != 0 && statusValue(places, setup.slot, "QMI_STATE") == "CONNECTED" &&
+        isLinkDown(places, name))
+        return {{eHealth::BROKEN, "interface", name + " is down, although the session is up",
+                 "keep others off it (NetworkManager, a DHCP client); cellslot data off" +
+                     option(setup) + " and auto set it up anew"}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};
 }
 
@@ -271,8 +292,14 @@ tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
     if ((folder.st_mode & 022) != 0)
         findings.push_back({eHealth::BROKEN, "pin", std::string("others may write to ") + FOLDER,
                             std::string("chmod 700 ") + FOLDER});
-    for (const std::string& path :
-         {pinFilePath(setup.slot), pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
+    const std::string pin = pinFilePath(setup.slot);
+    if (isReadOnly(places.at(FOLDER)) && !isEmptied(places, pin))
+        findings.push_back({eHealth::BROKEN, "pin",
+                            std::string(FOLDER) +
+                                " can only be read: a PIN that the SIM refuses stays in its file, "
+                                "and each start of the host costs an attempt",
+                            "mount it writable, or remove " + pin});
+    for (const std::string& path : {pin, pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
         const sFinding finding = pinFile(places, path, folder.st_uid);
         if (finding.health != eHealth::FINE) findings.push_back(finding);
     }

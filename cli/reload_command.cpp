@@ -72,9 +72,10 @@ void run(sCliContext& context, const sReloadOptions& options) {
     }
     const sOutcome* outcome = nullptr;
     if (!waitFor(options.timeoutS, [&] { return (outcome = outcomeIn(log)) != nullptr; }))
-        throw cFailure(eExitStatus::TIMED_OUT,
-                       "the daemon was told, but has not read it yet; it does so as soon as the "
-                       "modem's port answers");
+        throw cFailure(
+            eExitStatus::TIMED_OUT,
+            "the daemon was told, but its log says nothing of it; it reads the file as soon "
+            "as the modem's port answers, and where that does, the system log is at fault");
     report(context, slot, *outcome);
 }
 

@@ -68,10 +68,13 @@ void show(sCliContext& context, const sStatusOptions& options,
 void runStatus(sCliContext& context, const sStatusOptions& options) {
     const std::vector<int> slots =
         options.slot != SLOT_NOT_GIVEN ? std::vector<int>{options.slot} : findSlots(context.places);
-    if (slots.empty())
+    if (slots.empty()) {
+        // A program reads the list all the same.
+        if (options.json) context.out << statusJson({}) << "\n";
         throw cFailure(eExitStatus::NO_DAEMON,
                        "no slot has a daemon, a status file or a configuration; start one: "
                        "systemctl start cellslotd@1");
+    }
     const sMoment moment = currentMoment();
     std::vector<sSlotReport> reports;
     reports.reserve(slots.size());

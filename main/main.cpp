@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -18,6 +20,16 @@ constexpr int LOG_FACILITY = 5;
 
 void ignorePipe(int) {}
 
+// Started with one of them closed, the daemon would have the modem's port or the store under the
+// number of standard output, and write its messages there.
+void occupyStandardDescriptors() {
+    int file = -1;
+    do {
+        file = open("/dev/null", O_RDWR);
+    } while (file != -1 && file <= STDERR_FILENO);
+    if (file != -1) close(file);
+}
+
 // A closed pipe behind standard output must not end the daemon. A handler instead of SIG_IGN, which
 // every command that the daemon runs would inherit.
 void prepareOutput() {
@@ -28,6 +40,7 @@ void prepareOutput() {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    occupyStandardDescriptors();
     g_i_debugMode = 0;
     const std::string programName = getProgramName();
     if (!parseArgs(argc, argv, g_S_options)) {

@@ -56,7 +56,8 @@ int verifyPukFormat(const std::string& puk);
 
 // The first 16 bytes of a file without white space; empty when there is none.
 std::string readCpinFile(const std::string& path);
-void clearCpinFile(const std::string& path);
+// False when the file keeps what is in it: in a folder that can only be read, or on a full disk.
+bool clearCpinFile(const std::string& path);
 
 // Forgets monitors and attempts.
 void resetSimPinState();

@@ -61,11 +61,11 @@ std::string readCpinFile(const std::string& path) {
     return cleanWhiteSpace(text);
 }
 
-void clearCpinFile(const std::string& path) {
+bool clearCpinFile(const std::string& path) {
     debug(eLOG_NOTICE, g_i_debugMode, "Clearing CPIN file %s", path.c_str());
     cFileVector file(path, CPIN_FILE_MODE);
     file.clear();
-    file.Write();
+    return file.Write();
 }
 
 void writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {

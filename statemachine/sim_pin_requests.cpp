@@ -151,9 +151,14 @@ eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request,
                             const std::string& currentPin) {
     if (request.empty()) return eSUCCESS;
     sim.s_outcome.clear();
-    clearCpinFile(sim.s_cpin_new_path);
+    const bool isTakenOut = clearCpinFile(sim.s_cpin_new_path);
     eGeneralErrors result;
-    if (!verifyCpinFormat(currentPin)) {
+    if (!isTakenOut) {
+        // It would be done again at each start of the daemon, with a PIN that is not the SIM's any
+        // more.
+        sim.s_outcome = "Error: Cannot change SIM CPIN, the file of the request cannot be emptied";
+        result = eERROR_DEVICE_SET_CPIN_FAILED;
+    } else if (!verifyCpinFormat(currentPin)) {
         sim.s_outcome =
             "Error: Cannot change SIM CPIN, Current CPIN " + currentPin + " is not a valid format";
         clearCpinFile(sim.s_cpin_path);

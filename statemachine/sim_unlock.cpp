@@ -80,7 +80,8 @@ sPinOutcome tryUnlockPin(int port, const sSimInfo& sim) {
                         : "Error: Cannot unlock SIM with CPIN '" + pin + "', not a valid format"};
 }
 
-sPinOutcome checkPukAndPin(const std::string& puk, const std::string& newPin) {
+// A PUK that stays in its file would be tried at each start of the daemon, until the SIM is lost.
+sPinOutcome checkPukAndPin(const std::string& puk, const std::string& newPin, bool isTakenOut) {
     if (!verifyPukFormat(puk))
         return {eERROR_DEVICE_PUK_FORMAT_INVALID,
                 puk.empty()
@@ -91,6 +92,9 @@ sPinOutcome checkPukAndPin(const std::string& puk, const std::string& newPin) {
                 newPin.empty() ? "Error: Cannot unlock SIM PUK, CPIN is not set"
                                : "Error: Cannot unlock SIM PUK, and change CPIN, CPIN '" + newPin +
                                      "', not a valid format"};
+    if (!isTakenOut)
+        return {eERROR_DEVICE_UNLOCK_PUK_FAILED,
+                "Error: Cannot unlock SIM PUK, its file cannot be emptied"};
     return {eSUCCESS, ""};
 }
 
@@ -169,10 +173,10 @@ eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim) {
     markProcessing(g_Cp_MonitorNewCpinFile, true);
     const std::string puk = readCpinFile(sim.s_puk_path);
     const std::string newPin = readCpinFile(sim.s_cpin_new_path);
-    clearCpinFile(sim.s_puk_path);
+    const bool isTakenOut = clearCpinFile(sim.s_puk_path);
     clearCpinFile(sim.s_cpin_new_path);
 
-    sPinOutcome outcome = checkPukAndPin(puk, newPin);
+    sPinOutcome outcome = checkPukAndPin(puk, newPin, isTakenOut);
     if (outcome.result == eSUCCESS) outcome = unlockWithPuk(port, sim, puk, newPin);
     leaveOutcome(sim, outcome);
     markProcessing(g_Cp_MonitorPukFile, false);

@@ -103,6 +103,19 @@ TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
     EXPECT_EQ(capturedLog(), told);
 }
 
+TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
+    start(LOCKED_SIM);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(setup(), eFAILURE);
+    for (const char* step :
+         {"Setup device CMEE reporting", "Enabled STAT_LED GPIO", "Set STAT_LED NOT_REG"})
+        EXPECT_EQ(logCount(step), 1u) << step;
+    order({{"op", "set"}, {"sim", {{"verified", true}}}});
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(setup(), eSUCCESS);
+    EXPECT_EQ(logCount("Setup device CMEE reporting"), 2u);
+}
+
 TEST_F(BringUpSteps, RefusedReports_AreTold) {
     start();
     fault("AT+CMGF=0", "error");

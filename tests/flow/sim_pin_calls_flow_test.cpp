@@ -1,7 +1,10 @@
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "include/debug.h"
@@ -51,6 +54,21 @@ class SimPinCalls : public cFlowFixture {
         return 0;
     }
     void forgetPin() { order({{"op", "set"}, {"sim", {{"verified", false}}}}); }
+};
+
+class cReadOnlyFolder {
+  public:
+    explicit cReadOnlyFolder(const char* folder) : m_folder(folder) { remount(MS_RDONLY); }
+    ~cReadOnlyFolder() { remount(0); }
+    cReadOnlyFolder(const cReadOnlyFolder&) = delete;
+    cReadOnlyFolder& operator=(const cReadOnlyFolder&) = delete;
+
+  private:
+    void remount(unsigned long flags) const {
+        EXPECT_EQ(mount(nullptr, m_folder, nullptr, MS_REMOUNT | MS_BIND | flags, nullptr), 0)
+            << strerror(errno);
+    }
+    const char* m_folder;
 };
 
 }  // namespace
@@ -114,6 +132,32 @@ TEST_F(SimPinCalls, WrongPukFromTheSim_IsReturnedAsAnErrorAndNotRepeated) {
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_EQ(unlocksSent(), 1u);
     EXPECT_EQ(device.sim.i_puk_attempts, 9);
+}
+
+// What cannot be emptied would be tried again at each start, until the SIM is blocked or lost.
+TEST_F(SimPinCalls, FilesThatCannotBeEmptied_AreNotTried) {
+    writeFile(CURRENT, "1234\n");
+    writeFile(PUK, "87654321\n");
+    writeFile(REQUEST, "4321\n");
+    startWith(BLOCKED);
+    {
+        const cReadOnlyFolder folder("/etc/vuk");
+        EXPECT_EQ(look(), eERROR_DEVICE_UNLOCK_PUK_FAILED);
+        EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM PUK, its file cannot be emptied");
+        EXPECT_EQ(look(), eFAILURE);
+        EXPECT_EQ(unlocksSent(), 0u);
+    }
+    startWith(READY_WITH_LOCK);
+    createCpinMonitors(device.sim);
+    for (const char* request : {"4321\n", "disable\n"}) {
+        writeFile(REQUEST, request);
+        const cReadOnlyFolder folder("/etc/vuk");
+        EXPECT_EQ(manage(), eERROR_DEVICE_SET_CPIN_FAILED);
+        EXPECT_EQ(device.sim.s_outcome,
+                  "Error: Cannot change SIM CPIN, the file of the request cannot be emptied");
+        EXPECT_EQ(manage(), eSUCCESS);
+        EXPECT_EQ(commands(), tCommands());
+    }
 }
 
 TEST_F(SimPinCalls, SimInAStateOfItsOwn_IsLeftAlone) {

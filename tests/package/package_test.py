@@ -8,6 +8,7 @@ runs from it against the simulated modem. Run by scripts/test_package.sh, which 
     CELLSLOT_ROOT       root folder of a fresh host, for Life
 """
 
+import fnmatch
 import os
 import pathlib
 import re
@@ -74,6 +75,14 @@ class Contents(unittest.TestCase):
         shipped = [line.split()[5][1:] for line in lines
                    if line.startswith("-") and "./etc/" in line]
         self.assertEqual(sorted(listed), sorted(shipped))
+
+    def test_overridesOfTheOperator_areLeftOutWhereTmpIsCleaned(self):
+        rules = output("sh", "-c", f"dpkg-deb --fsys-tarfile {package('old')} |"
+                                   " tar -xO ./usr/lib/tmpfiles.d/cellslot.conf")
+        kept = [line.split()[1] for line in rules.splitlines() if line.startswith("x ")]
+        for name in ("con", "nocon", "tempoff"):
+            path = f"/tmp/force_cell_{name}.3"
+            self.assertTrue(any(fnmatch.fnmatch(path, pattern) for pattern in kept), path)
 
     def extractedUnit(self):
         """The unit in a folder of its own, its programs those of the package, where they lie."""

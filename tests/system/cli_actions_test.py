@@ -276,6 +276,18 @@ class Actions(Gateway):
         self.assertRegex(result.out, r"BROKEN  port       /dev/ttyCELL1 is also open in le910sim")
         self.assertEqual(self.hostFiles(), before)
 
+    def test_doctor_pinInAFolderThatCanOnlyBeRead_isFound(self):
+        def remount(mode):
+            subprocess.run(["mount", "-o", f"remount,bind,{mode}", "/etc/vuk"], check=True)
+        self.addCleanup(pathlib.Path("/etc/vuk/cellular_cpin.1").unlink, missing_ok=True)
+        self.addCleanup(remount, "rw")
+        remount("ro")
+        self.assertNotIn("can only be read", cellslot("doctor").out)
+        remount("rw")
+        cellslot("pin", "set", input="1234\n")
+        remount("ro")
+        self.assertIn("  BROKEN  pin        /etc/vuk can only be read", cellslot("doctor").out)
+
     # ---- pin
 
     def assertNotInLogOf(self, result, *secrets):

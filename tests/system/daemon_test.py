@@ -185,6 +185,16 @@ class Console(DaemonTest):
         self.assertFalse(ignored & 1 << (signal.SIGPIPE - 1))
 
 
+    def test_startedWithClosedStandardFiles_hasNothingElseInTheirPlaces(self):
+        slot = self.slot(start=False)
+        words = [BIN / "cellslotd", "-d", slot.device, "-g", slot.gps, "-i", slot.interface, "-p", "1"]
+        slot.daemon = subprocess.Popen(["bash", "-c", 'exec "$@" <&- >&- 2>&-', "bash", *words],
+                                       process_group=0)
+        slot.waitConnected()
+        self.assertEqual([os.readlink(f"/proc/{slot.daemon.pid}/fd/{number}") for number in range(3)],
+                         ["/dev/null"] * 3)
+
+
 class CleanStop(DaemonTest):
     def stopBy(self, number):
         slot = self.connectedSlot()

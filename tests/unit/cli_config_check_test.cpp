@@ -180,6 +180,29 @@ TEST_F(ConfigCheck, ProblemsOfTheFile_NameTheirLine) {
     EXPECT_EQ(5u, report.findings());
 }
 
+TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) {
+    const sConfigReport report = check(
+        "CM_ENABLE_INTERFACE = yes \n"
+        "CM_APN=internet \n"
+        "CM_APN2 = second\n"
+        "CM_USERNAME='me'\n"
+        "CM_PASSWORD= \"secret\"\r\n"
+        "CM_OPERATOR_MODE= 1\n"
+        "CM_OPERATOR=\"My Net\"\n");
+    const std::vector<std::string> expected = {
+        "CM_APN has blanks at its ends, which belong to the value",
+        "CM_APN2 has blanks at its ends, which belong to the value",
+        "CM_USERNAME has quotes, which belong to the value",
+        "CM_PASSWORD has blanks at its ends, which belong to the value",
+        "CM_PASSWORD has quotes, which belong to the value",
+        "CM_OPERATOR has quotes, which belong to the value",
+    };
+    EXPECT_EQ(expected, report.problems);
+    EXPECT_EQ(0u, check("CM_USERNAME=o'neil\nCM_PASSWORD=\"\nCM_APN=\n").findings());
+    // One finding is enough for what is refused anyway.
+    EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings());
+}
+
 TEST_F(ConfigCheck, DebugModeOfTheFile_MakesThisProgramLogNothing) {
     clearCapturedLog();
     check("DEBUG_MODE=fffffffffffffff\nCM_ENABLE_INTERFACE=yes\nCM_APN=x\n");
@@ -202,6 +225,16 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
     EXPECT_NE(std::string::npos, run.out.find("instead of '1'")) << run.out;
     EXPECT_EQ(std::string::npos, run.out.find("CM_APN")) << run.out;
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"config", "check", "-p", "3"}).status);
+}
+
+TEST_F(ConfigCheck, Command_LinesOfAnyLength_DoNotFillTheScreen) {
+    host.file("/etc/vuk/cellular1.conf",
+              "CM_APN=" + std::string(50000, 'a') + "\n" + std::string(50000, 'B') + "=x\n");
+    const sCommandRun run = runOn(host, {"config", "check", "-q"});
+    EXPECT_NE(std::string::npos, run.out.find("instead of 'aaaa")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("must be 1 to 104 letters")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("unknown key 'BBBB")) << run.out;
+    EXPECT_GT(2000u, run.out.size());
 }
 
 TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {

@@ -265,6 +265,21 @@ TEST_F(Doctor, Interface_NameAndExistence) {
     expect(eHealth::FINE, checkInterface);
 }
 
+TEST_F(Doctor, Interface_DownWhileTheSessionIsUp) {
+    setup.interface = "wwan0";
+    host.folderAt("/sys/class/net/wwan0");
+    host.file("/sys/class/net/wwan0/flags", "0x1090\n");
+    host.status(1, {{"QMI_STATE", "CONNECTED"}});
+    expect(eHealth::FINE, checkInterface);  // what a daemon said that does not run any more
+    setup.pid = 51;
+    expect(eHealth::BROKEN, checkInterface, "wwan0 is down");
+    host.file("/sys/class/net/wwan0/flags", "0x1091\n");
+    expect(eHealth::FINE, checkInterface);
+    host.file("/sys/class/net/wwan0/flags", "0x1090\n");
+    host.status(1, {{"QMI_STATE", "DISCONNECTED"}});
+    expect(eHealth::FINE, checkInterface);
+}
+
 TEST_F(Doctor, Configuration_MissingLooseOrRefused) {
     expect(eHealth::BROKEN, checkConfiguration, "/etc/vuk/cellular1.conf is missing");
     host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=yes\n");
@@ -309,7 +324,7 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
     host.file("/tools/true", "#!/bin/bash\nexit 0\n", 0755);
     host.file("/tools/timeout", "#!/bin/bash\n[[ $1 == -t ]]\n", 0755);
     setup.gpsDevice = "/dev/gps";
-    expect(eHealth::BROKEN, checkGps, "data waits for it");
+    expect(eHealth::BROKEN, checkGps, "is not there: no positions");
     port("/dev/gps", 0666);
     expect(eHealth::FINE, checkGps);
     host.file("/tools/timeout", "#!/bin/bash\n[[ $1 != -t ]]\n", 0755);

@@ -119,6 +119,10 @@ TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
 TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     EXPECT_EQ(state(), eSlotState::STARTING);
+    // One that never tells anything has no room to: who looks for hours has to hear of it.
+    const sProblem problem = diagnose(host.report(1)).problems.front();
+    EXPECT_NE(problem.mend.find("/var/log: cellslot doctor -p 1"), std::string::npos)
+        << problem.mend;
     host.endDaemon(1);
     EXPECT_EQ(state(), eSlotState::NO_DAEMON);
 }

@@ -71,6 +71,12 @@ TEST(StatusCommandAlone, NothingOnThisHost_SaysWhatToStart) {
               "systemctl start cellslotd@1\n");
 }
 
+TEST(StatusCommandAlone, NothingOnThisHost_IsAnEmptyListForPrograms) {
+    const sStatusRun run = cStatusHost().run({"status", "--json"});
+    EXPECT_EQ(run.status, eExitStatus::NO_DAEMON);
+    EXPECT_EQ(json::parse(run.out), json({{"slots", json::array()}})) << run.out;
+}
+
 TEST_F(StatusCommand, SlotWithoutDaemonAndFile_IsNamed) {
     expectFailure({"status", "-p", "2"}, eExitStatus::NO_DAEMON,
                   "slot 2: No daemon runs. Try: systemctl start cellslotd@2");

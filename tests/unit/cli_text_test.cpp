@@ -61,6 +61,23 @@ TEST(DaemonLog, InAFileOfTheDaemonsOwn_IsFoundThereToo) {
     EXPECT_TRUE(log.has("here"));
 }
 
+TEST(DaemonLog, InAFileThatNobodyWritesAnyMore_IsLookedForInTheJournal) {
+    if (geteuid() != 0) GTEST_SKIP() << "others are shown an empty journal";
+    cEmptyHost host;
+    for (const char* folder : {"/run/systemd", "/run/systemd/journal"})
+        host.folderAt(folder);
+    host.file("/run/systemd/journal/socket", "");
+    host.file("/tools/journalctl", "#!/bin/sh\necho said there\n", 0755);
+    host.file("/var/log/messages", "an old line\n");
+    const std::string path = getenv("PATH");
+    setenv("PATH", (host.places.at("/tools") + ":" + path).c_str(), 1);
+    const cDaemonLog log(host.places, 42);
+    EXPECT_TRUE(log.has("said there"));
+    host.file("/var/log/messages", "an old line\ncellslotd[42]: said here\n");
+    EXPECT_EQ(std::vector<std::string>{"said here"}, log.messages());
+    setenv("PATH", path.c_str(), 1);
+}
+
 TEST(DaemonLog, None_IsNotReadable) {
     const cEmptyHost host;
     EXPECT_FALSE(cDaemonLog(host.places, 42).isReadable());
