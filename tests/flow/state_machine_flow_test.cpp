@@ -489,6 +489,19 @@ TEST_F(StateMachine, PortTestWithoutAnswer_SetsTheModemUpAgain) {
     EXPECT_FALSE(logContains("Device not responding, closing port"));
 }
 
+TEST_F(StateMachine, PortThatIsLost_IsPublishedAtOnce) {
+    startOnTerminal();
+    at(6.5, [this] { silenceOnce("AT"); });
+    std::string atOnce;
+    for (int tenths = 66; tenths < 100; ++tenths)
+        at(tenths / 10.0, [&] {
+            if (atOnce.empty() && logContains("Unable to open device port"))
+                atOnce = statusOf("_QMI_STATE");
+        });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(atOnce, "Unknown");
+}
+
 TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
     startOnTerminal();
     at(6, [this] { silenceOnce("AT+CSQ"); });
@@ -500,6 +513,17 @@ TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
     // A port that was just opened is not tested in the same pass.
     const tCommands reopened = {"AT+CSQ", "AT+CGSN"};
     EXPECT_NE(std::search(sent.begin(), sent.end(), reopened.begin(), reopened.end()), sent.end());
+}
+
+TEST_F(StateMachine, ModemThatFailsAndThenIsSilent_IsResetWithoutAWordToItsGps) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=480000\n");
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "error"}, {"count", 12}});
+    order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "silence"}});
+    EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
+    EXPECT_EQ(logCount("Device not responding, closing port"), 1u);
+    EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), 1u) << "the set-up's";
+    expectPowerCycle();
 }
 
 TEST_F(StateMachine, ErrorsBeforeASetUp_AreForgottenByIt) {
