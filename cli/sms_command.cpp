@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <istream>
-#include <iterator>
 #include <memory>
 #include <ostream>
 #include <set>
@@ -22,6 +21,7 @@ namespace {
 
 // Three attempts of a minute each, and the daemon's pauses between them.
 constexpr unsigned SEND_WAIT_S = 200;
+constexpr size_t INPUT_MAX = 65536;
 constexpr size_t TIME_WIDTH = 19;
 constexpr size_t SENDER_WIDTH = 20;
 
@@ -104,9 +104,13 @@ void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeo
     }
 }
 
+// Of an input without end no more than shows that it is too long.
 std::string textOrInput(sCliContext& context, const std::string& text) {
     if (text != "-") return text;
-    return {std::istreambuf_iterator<char>(context.in), std::istreambuf_iterator<char>()};
+    std::string input(INPUT_MAX, '\0');
+    context.in.read(input.data(), static_cast<std::streamsize>(input.size()));
+    input.resize(static_cast<size_t>(context.in.gcount()));
+    return input;
 }
 
 void send(sCliContext& context, const sSendOptions& options) {

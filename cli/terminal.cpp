@@ -47,9 +47,12 @@ void onResize(int) {
     g_resized = 1;
 }
 
+// A signal that comes in the middle of a write must not end it: the stream would count as broken
+// from then on. A wait for input ends with every signal.
 void installHandler(int number, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
     sigaction(number, &action, nullptr);
 }
 

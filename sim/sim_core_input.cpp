@@ -17,6 +17,11 @@ std::string withoutEscape(const std::string& line) {
     return start == std::string::npos || start < 3 ? line : line.substr(start);
 }
 
+std::string cmeLine(const sSimPort& port, int number) {
+    return "\r\n+CME ERROR: " +
+           (port.profile.cmee == 2 ? cmeText(number) : std::to_string(number)) + "\r\n";
+}
+
 }  // namespace
 
 void cSimCore::consumeInput(sSimPort& port) {
@@ -169,10 +174,7 @@ std::string cSimCore::framed(const sSimPort& port, const sReply& reply) const {
         case eFINAL_ERROR:
             return text + "\r\nERROR\r\n";
         case eFINAL_CME:
-            if (port.profile.cmee == 0) return text + "\r\nERROR\r\n";
-            return text + "\r\n+CME ERROR: " +
-                   (port.profile.cmee == 2 ? cmeText(reply.number) : std::to_string(reply.number)) +
-                   "\r\n";
+            return text + (port.profile.cmee == 0 ? "\r\nERROR\r\n" : cmeLine(port, reply.number));
         case eFINAL_CMS:
             return text + "\r\n+CMS ERROR: " + std::to_string(reply.number) + "\r\n";
         case eFINAL_CONNECT:
@@ -203,10 +205,7 @@ bool cSimCore::startFault(sSimPort& port, const std::vector<sFault>& faults,
             body = "\r\nERROR\r\n";
             return true;
         case eFAULT_CME:
-            body =
-                "\r\n+CME ERROR: " +
-                (port.profile.cmee == 2 ? cmeText(found->number) : std::to_string(found->number)) +
-                "\r\n";
+            body = cmeLine(port, found->number);
             return true;
         case eFAULT_CMS:
             body = "\r\n+CMS ERROR: " + std::to_string(found->number) + "\r\n";

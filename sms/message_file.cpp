@@ -72,9 +72,7 @@ bool writeMessageFile(const S_smsRecordRx& record, const std::string& path,
     if (!isSpoolDir(dirOf(record, root))) return false;
     cFileVector file(path, MESSAGE_FILE_MODE);
     file.SetTemporaryDirectory(root);
-    for (const std::string& line : headerLines(record))
-        file.AppendLine(line, true);
-    file.AppendLine("MSG=" + record.message, false);
+    file.AppendLine(messageFileContent(record), false);
     return file.Write();
 }
 

@@ -157,7 +157,7 @@ int listSpoolDir(const std::string& dir, std::vector<std::string>& names) {
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b) {
     return a.device == b.device && a.inode == b.inode && a.size == b.size &&
-           a.modifiedNs == b.modifiedNs && (a.mode & S_IFMT) == (b.mode & S_IFMT);
+           a.modifiedNs == b.modifiedNs;
 }
 
 bool identifyFile(const std::string& path, sFileIdentity& identity) {

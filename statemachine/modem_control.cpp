@@ -43,13 +43,15 @@ void waitModemReady(int port) {
     while (!timer.IsTimerDone()) {
         std::string piece;
         readAtCommandResponse(port, piece, 0);
-        // The announcement may come in two readings.
         announced += piece;
         if (announced.find(MODEM_READY_TEXT) != std::string::npos) {
             debug(eLOG_NOTICE, g_i_debugMode, "Modem Ready after %ld seconds",
                   static_cast<long>(timer.GetElapsedTime()));
             return;
         }
+        // The announcement may come in several readings; no more is kept of what a modem babbles.
+        const size_t begun = strlen(MODEM_READY_TEXT) - 1;
+        if (announced.size() > begun) announced.erase(0, announced.size() - begun);
         sleepMicroseconds(MODEM_READY_POLL_US);
     }
 }

@@ -4,6 +4,7 @@
 #include "statemachine/bring_up.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"
+#include "statemachine/status_files.h"
 #include "statemachine/timers.h"
 #include "tests/flow/command_lists.h"
 
@@ -182,6 +183,15 @@ INSTANTIATE_TEST_SUITE_P(
                                          sRefusalCase{"AT+COPS=0", eSUCCESS, eSUCCESS, true},
                                          sRefusalCase{"AT#AUTOBND=0", eSUCCESS, eSUCCESS, true}),
                        ::testing::Values("error", "cme")));
+
+TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverComesOfTheSim) {
+    start();
+    writeOutStatusFiles(device, config, true);
+    EXPECT_EQ(stored("CELLMODEM1_MANU"), "Unknown");
+    fault("AT#QSS?", "silence");
+    EXPECT_EQ(getModemInfo(handle(), device, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(stored("CELLMODEM1_MANU"), "Telit");
+}
 
 TEST_F(BringUpSteps, SimSlotQueryRefused_LeavesTheSlotUnknownSoThatNoApnIsSet) {
     start();

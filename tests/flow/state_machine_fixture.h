@@ -43,13 +43,15 @@ class StateMachine : public cWholeDaemon {
         return found;
     }
 
-    // A reset without an open port: the tool runs in the background.
-    void expectPowerCycle() const {
-        const std::string call = "ResetCellular now force -s 1";
-        for (int i = 0; i < 200 && callsStartingWith(call).empty(); ++i)
+    // A tool that the daemon leaves to the background at its end.
+    void expectLastCall(const std::string& call) const {
+        for (int i = 0; i < 2000 && callsStartingWith(call).empty(); ++i)
             usleep(10000);
         EXPECT_EQ(callsStartingWith(call).size(), 1u);
     }
+
+    // A reset without an open port.
+    void expectPowerCycle() const { expectLastCall("ResetCellular now force -s 1"); }
 };
 
 #endif

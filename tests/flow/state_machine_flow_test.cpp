@@ -386,9 +386,7 @@ TEST_F(StateMachine, PowerOffOverride_EndsWithStatusFiveAndSwitchesTheSlotOff) {
     EXPECT_EQ(run(60), eOUTER_EXIT_POWER_OFF);
     // After set-up, when the file appeared, and at the exit.
     EXPECT_EQ(logCount("Disconnecting from network"), 3u);
-    const auto isPowerOff = [](const std::string& call) { return call == "sledctl 1 off"; };
-    const auto calls = shell.waitForCalls(shell.calls().size() + 1);
-    EXPECT_EQ(std::count_if(calls.begin(), calls.end(), isPowerOff), 1);
+    expectLastCall("sledctl 1 off");
     EXPECT_EQ(countOf(commands(), "AT#REBOOT"), 0u);
 }
 
@@ -491,6 +489,19 @@ TEST_F(StateMachine, PortTestWithoutAnswer_SetsTheModemUpAgain) {
     EXPECT_FALSE(logContains("Device not responding, closing port"));
 }
 
+TEST_F(StateMachine, PortThatIsLost_IsPublishedAtOnce) {
+    startOnTerminal();
+    at(6.5, [this] { silenceOnce("AT"); });
+    std::string atOnce;
+    for (int tenths = 66; tenths < 100; ++tenths)
+        at(tenths / 10.0, [&] {
+            if (atOnce.empty() && logContains("Unable to open device port"))
+                atOnce = statusOf("_QMI_STATE");
+        });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    EXPECT_EQ(atOnce, "Unknown");
+}
+
 TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
     startOnTerminal();
     at(6, [this] { silenceOnce("AT+CSQ"); });
@@ -502,6 +513,17 @@ TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
     // A port that was just opened is not tested in the same pass.
     const tCommands reopened = {"AT+CSQ", "AT+CGSN"};
     EXPECT_NE(std::search(sent.begin(), sent.end(), reopened.begin(), reopened.end()), sent.end());
+}
+
+TEST_F(StateMachine, ModemThatFailsAndThenIsSilent_IsResetWithoutAWordToItsGps) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=480000\n");
+    startOnTerminal();
+    order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "error"}, {"count", 12}});
+    order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "silence"}});
+    EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
+    EXPECT_EQ(logCount("Device not responding, closing port"), 1u);
+    EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), 1u) << "the set-up's";
+    expectPowerCycle();
 }
 
 TEST_F(StateMachine, ErrorsBeforeASetUp_AreForgottenByIt) {
@@ -566,8 +588,7 @@ TEST_F(StateMachine, ModemSwitchedOffByConfiguration_EndsWithStatusFiveBeforeASe
     startOnTerminal();
     EXPECT_EQ(run(60), eOUTER_EXIT_POWER_OFF);
     EXPECT_TRUE(callsStartingWith("setup_cellint.sh -i wwan0 --up").empty());
-    shell.waitForCalls(shell.calls().size() + 1);
-    EXPECT_EQ(callsStartingWith("sledctl 1 off").size(), 1u);
+    expectLastCall("sledctl 1 off");
 }
 
 TEST_F(StateMachine, SetupErrors_CountBeforeTheSimWasReadToo) {

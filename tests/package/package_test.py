@@ -245,7 +245,7 @@ class Life(unittest.TestCase):
         # What an operator leaves behind, and a daemon that was killed.
         self.inRoot("sh", "-c", "cellslot data off -t 0 || true")
         self.inRoot("touch", "/etc/vuk/.cellslot-tmp-draft", "/var/log/.cellslot-tmp-draft")
-        self.inRoot("mkdir", "/tmp/force_cell_con.2")
+        self.inRoot("mkdir", "/tmp/force_cell_con.2", "/tmp/.cellslot-tmp-folder")
         self.assertTrue((ROOT / "tmp/force_cell_nocon.1").exists())
 
         self.inRoot("dpkg", "-r", "cellslot")

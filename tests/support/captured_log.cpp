@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -13,10 +14,18 @@ std::vector<std::string>& messages() {
     return list;
 }
 
+struct sMoment {
+    std::string text;
+    std::function<void()> action;
+};
+
+sMoment g_moment;
+
 void keep(const char* format, va_list arguments) {
     char text[8192];
     vsnprintf(text, sizeof text, format, arguments);
     messages().emplace_back(text);
+    if (g_moment.action && g_moment.text == text) std::exchange(g_moment, {}).action();
 }
 
 }  // namespace
@@ -42,6 +51,11 @@ const std::vector<std::string>& capturedLog() {
 
 void clearCapturedLog() {
     messages().clear();
+    g_moment = {};
+}
+
+void onLogged(const std::string& text, std::function<void()> action) {
+    g_moment = {text, std::move(action)};
 }
 
 size_t logCount(const std::string& text) {

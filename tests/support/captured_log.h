@@ -1,6 +1,7 @@
 #ifndef TESTS_SUPPORT_CAPTURED_LOG_H
 #define TESTS_SUPPORT_CAPTURED_LOG_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,10 @@
 // never reaches the host's log.
 const std::vector<std::string>& capturedLog();
 void clearCapturedLog();
+
+// Has something happen once, in the moment in which the program logs text: between two of its
+// steps.
+void onLogged(const std::string& text, std::function<void()> action);
 
 // How many of the captured messages are exactly text, or contain it.
 size_t logCount(const std::string& text);

@@ -44,7 +44,7 @@ std::vector<std::string> cShellStubs::calls() const {
 }
 
 std::vector<std::string> cShellStubs::waitForCalls(size_t count) const {
-    for (int i = 0; i < 200 && calls().size() < count; ++i)
+    for (int i = 0; i < 2000 && calls().size() < count; ++i)
         usleep(10000);
     return calls();
 }

@@ -17,7 +17,7 @@ class cShellStubs {
     void setStatus(const std::string& tool, int status);
     // Every call as it was made: "tool arg arg", in order.
     std::vector<std::string> calls() const;
-    // The same once there are so many, or after two seconds.
+    // The same once there are so many, or after twenty seconds.
     std::vector<std::string> waitForCalls(size_t count) const;
     void clear();
 

@@ -51,6 +51,10 @@ class Running:
         self.process = subprocess.Popen([BIN / "cellslot", *arguments], stdout=subprocess.PIPE,
                                         stderr=subprocess.PIPE, text=True)
 
+    def isAsleep(self):
+        """Between two looks at what it waits for."""
+        return "nanosleep" in pathlib.Path(f"/proc/{self.process.pid}/wchan").read_text()
+
     def result(self):
         self.out, self.err = self.process.communicate(timeout=60)
         self.status = self.process.returncode
@@ -112,7 +116,7 @@ class Actions(Gateway):
 
     def test_smsReceived_isListedShownAndDeleted(self):
         waiting = Running("sms", "wait", "--timeout", "30")
-        time.sleep(0.5)
+        waitUntil(waiting.isAsleep, 5, lambda: "it does not wait")
         self.slot.order(op="inject-sms", text="Caf\u00e9 \u20ac5", **{"from": "+12025550145"})
         shown = waiting.result()
         self.assertEqual(shown.status, OK, shown.err)

@@ -175,6 +175,19 @@ class Watch(CliTest):
             self.assertEqual(terminal.wait(), 0)
             self.assertEqual(terminal.settings(), terminal.before)
 
+    def test_signalWhileTheTerminalTakesNothing_goesOnOnceItTakesMore(self):
+        pathlib.Path("/etc/vuk/cellular1.conf").touch()
+        terminal = self.watch("--interval", "3600")
+        terminal.waitFor("q ends")
+        terminal.screen.clear()
+        terminal.send("\x13 ")  # XOFF, and a key that has the screen drawn
+        waitUntil(terminal.isWriting, 5, lambda: "it draws nothing")
+        terminal.signal(signal.SIGWINCH)
+        terminal.send("\x11")
+        terminal.waitFor("q ends", 5)
+        terminal.send("q")
+        self.assertEqual(terminal.wait(), 0)
+
     def test_terminalThatTakesNothing_endsWithTheSecondSignal(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch()

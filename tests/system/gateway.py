@@ -42,10 +42,9 @@ printf '%s\\n' "${0##*/} $*" >>/tmp/system-test/calls
 
 
 class LogCatcher:
-    """What programs send to the system log, with the time of arrival."""
+    """What programs send to the system log."""
 
     def __init__(self):
-        self.lines = []
         self.datagrams = []
         self.socket = openLogSocket("/dev/log")
         self.thread = threading.Thread(target=self.receive, daemon=True)
@@ -57,7 +56,6 @@ class LogCatcher:
 
     def take(self, data):
         self.datagrams.append(data)
-        self.lines.append((time.monotonic(), splitDatagram(data)[1]))
 
     def close(self):
         # One that is about to receive would do so from the next catcher, which gets the same number.
@@ -66,7 +64,7 @@ class LogCatcher:
         self.socket.close()
 
     def texts(self):
-        return [text for _, text in list(self.lines)]
+        return [splitDatagram(data)[1] for data in list(self.datagrams)]
 
     def count(self, text):
         return sum(1 for line in self.texts() if text in line)

@@ -3,6 +3,7 @@ send and nothing else: everything else is an error."""
 
 import fcntl
 import os
+import pathlib
 import pty
 import re
 import select
@@ -128,6 +129,11 @@ class Terminal:
 
     def signal(self, number):
         os.kill(self.pid, number)
+
+    def isWriting(self):
+        """Whether it is in the middle of a write to its terminal."""
+        call = pathlib.Path(f"/proc/{self.pid}/syscall").read_text().split()
+        return call[1:2] == ["0x1"]  # the first argument: standard output
 
     def hasEnded(self):
         pid, status = os.waitpid(self.pid, os.WNOHANG)

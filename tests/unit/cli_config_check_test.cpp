@@ -278,10 +278,6 @@ TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
     }
 }
 
-TEST_F(ConfigCheck, UnknownKeyOfAnyLength_IsJudgedAtOnce) {
-    EXPECT_EQ(1u, check(std::string(100000, 'C') + "=x\n").problems.size());
-}
-
 TEST(SilentReader, DebugModeOfTheFile_MakesTheStatusCommandLogNothing) {
     cEmptyHost host;
     host.file("/etc/vuk/cellular1.conf", "DEBUG_MODE=fffffffffffffff\nCM_ENABLE_INTERFACE=yes\n");

@@ -228,6 +228,8 @@ TEST_F(Doctor, Device_ThatTheDaemonsUserMayNotUse) {
     expect(eHealth::BROKEN, checkDevice, "user nobody may not use /dev/at");
     ASSERT_EQ(0, chown(host.places.at("/dev/at").c_str(), 0, group));
     expect(eHealth::FINE, checkDevice);
+    ASSERT_EQ(0, chown(host.places.at("/dev/at").c_str(), nobody->pw_uid, 0));
+    expect(eHealth::FINE, checkDevice);
 }
 
 TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
@@ -246,6 +248,8 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
     setup.pid = 61;
     opens(61, "/dev/at");
     const eHealth nothing = geteuid() == 0 ? eHealth::FINE : eHealth::NOTE;
+    host.process(getpid(), "cellslot doctor", "cellslot");
+    opens(getpid(), "/dev/at");
     expect(nothing, checkHolders);
     host.process(62, "/usr/sbin/ModemManager", "ModemManager");
     opens(62, "/dev/at");
@@ -305,8 +309,17 @@ TEST_F(Doctor, PinFiles_WithLooseRights) {
     ASSERT_EQ(0, symlink("/tmp/pin", host.places.at("/etc/vuk/cellular_cpin.1").c_str()));
     expect(eHealth::BROKEN, checkPinFiles, "is a link");
     unlink(host.places.at("/etc/vuk/cellular_cpin.1").c_str());
-    chmod(host.places.at("/etc/vuk").c_str(), 0777);
-    expect(eHealth::BROKEN, checkPinFiles, "others may write");
+    for (const mode_t mode : {0702u, 0720u}) {
+        chmod(host.places.at("/etc/vuk").c_str(), mode);
+        expect(eHealth::BROKEN, checkPinFiles, "others may write");
+    }
+}
+
+TEST_F(Doctor, PinFiles_OfAnotherUser) {
+    if (geteuid() != 0) GTEST_SKIP() << "gives files away";
+    host.file("/etc/vuk/cellular_cpin.1", "1234\n", 0600);
+    ASSERT_EQ(0, chown(host.places.at("/etc/vuk/cellular_cpin.1").c_str(), 65534, 0));
+    expect(eHealth::BROKEN, checkPinFiles, "belongs to another user");
 }
 
 TEST_F(Doctor, Override_IsNamed) {

@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "cli/failure.h"
+#include "cli/system_failure.h"
 #include "include/utilities.h"
 #include "tests/support/temp_folder.h"
 
@@ -63,6 +67,27 @@ TEST(DraftFile, FolderThatIsNotThere_IsAFailureThatNamesIt) {
         ADD_FAILURE();
     } catch (const cFailure& failure) {
         EXPECT_EQ(eExitStatus::FAILED, failure.status);
-        EXPECT_NE(std::string::npos, std::string(failure.what()).find(folder / "none"));
+        EXPECT_EQ("there is no folder " + (folder / "none") + "; make it",
+                  std::string(failure.what()));
+    }
+}
+
+TEST(SystemFailure, ErrorOfTheSystem_HasItsStatusAndWhatToDo) {
+    const struct {
+        int error;
+        eExitStatus status;
+        const char* end;
+    } cases[] = {
+        {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
+        {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
+        {ENOSPC, eExitStatus::FAILED, "; make room there"},
+        {EROFS, eExitStatus::FAILED, "; mount it writable"},
+        {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status tells more"},
+        {EIO, eExitStatus::FAILED, ""},
+    };
+    for (const auto& row : cases) {
+        const cFailure failure = systemFailure("do it", row.error);
+        EXPECT_EQ(row.status, failure.status) << row.error;
+        EXPECT_EQ(std::string("cannot do it: ") + strerror(row.error) + row.end, failure.what());
     }
 }

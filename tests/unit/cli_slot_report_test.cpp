@@ -113,6 +113,8 @@ TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
     EXPECT_EQ(firstProblem(91), "stale");
     EXPECT_EQ(state(-3600), eSlotState::CONNECTED);
     EXPECT_EQ(firstProblem(-3600), "clock");
+    EXPECT_EQ(firstProblem(-11), "clock");
+    EXPECT_EQ(firstProblem(-10), "");
     EXPECT_EQ(firstProblem(0), "");
 }
 
@@ -142,6 +144,15 @@ TEST_F(SlotReport, ConnectedWithoutAddress_IsAWarning) {
     report.addresses.clear();
     EXPECT_STREQ(diagnose(report).problems.front().id, "no_address");
     EXPECT_EQ(diagnose(report).state, eSlotState::CONNECTED);
+}
+
+TEST_F(SlotReport, RegistrationLostInASession_IsAWarning) {
+    std::string status = withValue(recordedStatus("healthy"), "CREG_REGISTERED", "0");
+    status = withValue(status, "CREG_ABR", "Searching");
+    host.writeStatus(1, status);
+    EXPECT_EQ(diagnose(host.report(1)).problems.front().severity, eSeverity::WARNING);
+    host.writeStatus(1, withValue(status, "QMI_STATE", "DISCONNECTED"));
+    EXPECT_EQ(diagnose(host.report(1)).problems.front().severity, eSeverity::ERROR);
 }
 
 TEST_F(SlotReport, WhatStopsItStandsBeforeWhatIsOnlyBad) {

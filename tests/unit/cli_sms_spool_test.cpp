@@ -177,6 +177,16 @@ TEST_F(SmsSpool, SendCommand_TextFromStandardInput) {
               readFile(host.places.at("/tmp/sms/send/" + names.front())));
 }
 
+TEST_F(SmsSpool, SendCommand_InputWithoutEnd_IsNotReadToItsEnd) {
+    std::istringstream in(std::string(1000000, 'x'));
+    std::ostringstream out;
+    std::ostringstream err;
+    sCliContext context{host.places, in, out};
+    const char* const words[] = {"cellslot", "sms", "send", "12345", "-"};
+    EXPECT_EQ(eExitStatus::USAGE, runCellslot(5, words, context, err));
+    EXPECT_GT(in.rdbuf()->in_avail(), 900000) << "what is left of it";
+}
+
 TEST_F(SmsSpool, SendCommand_StillWaiting_TellsWhyFromTheStatus) {
     host.daemon(1, 42);
     host.status(1, {{"CREG_REGISTERED", "0"}});

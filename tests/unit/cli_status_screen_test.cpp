@@ -118,7 +118,9 @@ TEST_F(StatusScreen, TableOfLongNamesAndAges_LosesNeitherBandNorAge) {
     EXPECT_NE(ahead.find("  future"), std::string::npos) << ahead;
     host.writeStatus(1,
                      withValue(recordedStatus("healthy"), "SERVICE_TYPE", std::string(256, 'T')));
-    EXPECT_LE(displayWidth(slotsTable({host.report(1)}).back()), SCREEN_WIDTH);
+    const std::string wide = slotsTable({host.report(1)}).back();
+    EXPECT_LE(displayWidth(wide), SCREEN_WIDTH);
+    EXPECT_NE(wide.find("  " + std::string(17, 'T') + "~  "), std::string::npos) << wide;
 }
 
 TEST_F(StatusScreen, StrangeBytesInNames_StayHarmlessAndInTheirColumns) {

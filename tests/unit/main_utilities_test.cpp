@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 
 #include "include/sleep.h"
@@ -24,7 +25,23 @@ void countSleep(unsigned microseconds) {
     g_slept += microseconds;
 }
 
+// What the system was asked for.
+struct sSystemSleep {
+    clockid_t clock = -1;
+    int flags = -1;
+    timespec wait{};
+};
+
+sSystemSleep g_systemSleep;
+
 }  // namespace
+
+// The linker puts this in the place of the C library's function.
+extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec*);
+extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec*) {
+    g_systemSleep = {clock, flags, *wait};
+    return 0;
+}
 
 TEST(Mkdir, PathUnderExistingFolder_CreatesEachMissingFolder) {
     const cTempFolder folder;
@@ -180,4 +197,15 @@ TEST(SleepMicroseconds, FunctionSet_IsCalledInsteadOfSleeping) {
     EXPECT_EQ(g_slept, 2000000000u);
     sleepMicroseconds(1);
     EXPECT_EQ(g_slept, 2000000000u);
+}
+
+TEST(SleepMicroseconds, NoFunctionSet_TheSystemSleepsSoLong) {
+    sleepMicroseconds(4000000010);
+    EXPECT_EQ(g_systemSleep.clock, CLOCK_MONOTONIC);
+    EXPECT_EQ(g_systemSleep.flags, 0);
+    EXPECT_EQ(g_systemSleep.wait.tv_sec, 4000);
+    EXPECT_EQ(g_systemSleep.wait.tv_nsec, 10000);
+    sleepMicroseconds(999999);
+    EXPECT_EQ(g_systemSleep.wait.tv_sec, 0);
+    EXPECT_EQ(g_systemSleep.wait.tv_nsec, 999999000);
 }

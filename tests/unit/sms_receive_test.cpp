@@ -472,6 +472,18 @@ TEST_F(SmsReceive, Recovery_Refused_JoinsWhatIsComplete) {
     EXPECT_EQ(names("recv").size(), 1U);
 }
 
+TEST_F(SmsReceive, Recovery_WithoutTheMessageThatCouldNotBeWritten_KeepsTheMarker) {
+    leaveMarker();
+    const std::string recv = root + "/recv";
+    std::filesystem::remove(recv);
+    writeFile(recv, "in the way");
+    onLogged("A listing of SMS messages did not end well, listing the read ones as well",
+             [&] { std::filesystem::remove(recv); });
+    port.answer(OK_REPLY).answer(listing({deliverPdu("22255", "precious")})).answer(OK_REPLY);
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(isListingOpen(root));
+}
+
 TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
     const std::string told =
         "A listing of SMS messages did not end well, listing the read ones as well";

@@ -463,6 +463,17 @@ TEST_F(SmsSendMeanwhile, FileReplacedWhileItIsSent_IsSentAsWell) {
     EXPECT_EQ(device.modem.i_sms_sent, 2U);
 }
 
+TEST_F(SmsSendMeanwhile, FileReplacedJustBeforeItIsRead_IsSentOnce) {
+    putSend("alarm", "first");
+    writeFile(folder / "next", "TO=+12025550123\nMSG=second\n");
+    onLogged("Reading SMS File " + in("send", "alarm"),
+             [&] { std::filesystem::rename(folder / "next", in("send", "alarm")); });
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(names("send").empty());
+    EXPECT_EQ(sentTexts(), tNames{"second"});
+}
+
 TEST_F(SmsSendMeanwhile, FileThatGetsOtherRightsWhileItIsSent_IsSentOnce) {
     putSend("alarm", "once");
     port.onTurn([&] {

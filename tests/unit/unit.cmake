@@ -64,6 +64,7 @@ cellslot_add_unit_tests(main
             unit/main_debug_test.cpp unit/main_device_records_test.cpp
             unit/main_pid_file_test.cpp unit/main_service_manager_test.cpp
             unit/main_utilities_test.cpp)
+target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
 cellslot_add_unit_tests(device
     LIBS cellslot_device
