@@ -53,7 +53,7 @@ class Running:
 
     def isAsleep(self):
         """Between two looks at what it waits for."""
-        return "nanosleep" in pathlib.Path(f"/proc/{self.process.pid}/wchan").read_text()
+        return "State:\tS" in pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
 
     def result(self):
         self.out, self.err = self.process.communicate(timeout=60)
