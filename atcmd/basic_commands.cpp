@@ -16,17 +16,17 @@ ePortReturn sendAT(int fd) {
 
 ePortReturn sendAT(int fd, std::string& response) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_AT), response);
+    return queryModem(fd, commandText(eAT_CMD_AT), eParseCmx::NEVER, 0, &response);
 }
 
 ePortReturn setCmee(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_CMEE_SET, "1"));
+    return queryModem(fd, commandText(eAT_CMD_CMEE_SET, "1"), eParseCmx::ON_FAILURE);
 }
 
 ePortReturn setPsnt(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_PSNT_SET, "0"));
+    return queryModem(fd, commandText(eAT_CMD_PSNT_SET, "0"), eParseCmx::ON_FAILURE);
 }
 
 void checkUnsolicitedMsg(int fd) {

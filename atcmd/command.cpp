@@ -31,6 +31,22 @@ void takeError(ePortReturn& result, ePortReturn error, const char* errorClass) {
           g_s_last_cmx_error.c_str(), error);
 }
 
+bool isParsed(eParseCmx parsing, ePortReturn result) {
+    switch (parsing) {
+        case eParseCmx::NEVER:
+            return false;
+        case eParseCmx::ON_CMX_ERROR:
+            return result == ePORT_CMX_ERROR;
+        case eParseCmx::ON_REFUSAL:
+            return isPortError(result);
+        case eParseCmx::ON_FAILURE:
+            return result != ePORT_OK;
+        case eParseCmx::ALWAYS:
+            return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 void parseCMXerror(ePortReturn& result, const std::string& response) {
@@ -50,26 +66,13 @@ std::string commandText(eAtCmd command, const std::string& arguments) {
     return atCmd_Map[command] + arguments;
 }
 
-ePortReturn queryModem(int fd, const std::string& command, std::string& response,
-                       unsigned timeoutS) {
-    return sendAtCommand(fd, command, response, timeoutS);
-}
-
-ePortReturn queryModem(int fd, const std::string& command, unsigned timeoutS) {
-    std::string response;
-    return queryModem(fd, command, response, timeoutS);
-}
-
-ePortReturn queryModemCmx(int fd, const std::string& command, std::string& response,
-                          unsigned timeoutS) {
-    ePortReturn result = queryModem(fd, command, response, timeoutS);
-    if (result != ePORT_OK) parseCMXerror(result, response);
+ePortReturn queryModem(int fd, const std::string& command, eParseCmx parsing, unsigned timeoutS,
+                       std::string* response) {
+    std::string ignored;
+    std::string& text = response != nullptr ? *response : ignored;
+    ePortReturn result = sendAtCommand(fd, command, text, timeoutS);
+    if (isParsed(parsing, result)) parseCMXerror(result, text);
     return result;
-}
-
-ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS) {
-    std::string response;
-    return queryModemCmx(fd, command, response, timeoutS);
 }
 
 void logFailedCommand(const char* function, const std::string& command, ePortReturn result,

@@ -25,37 +25,30 @@ void parseCMXerror(ePortReturn& result, const std::string& response);
 // The catalogue's text with the arguments behind it.
 std::string commandText(eAtCmd command, const std::string& arguments = "");
 
-// Sends a command and returns the transaction's result as it stands.
-ePortReturn queryModem(int fd, const std::string& command, std::string& response,
-                       unsigned timeoutS = 0);
-// Where the response holds nothing but the result.
-ePortReturn queryModem(int fd, const std::string& command, unsigned timeoutS = 0);
+// Which results of a command parseCMXerror gets to see, and so which of them replace the last
+// error.
+enum class eParseCmx {
+    NEVER,         // a +CME or +CMS error stays ePORT_CMX_ERROR
+    ON_CMX_ERROR,  // neither ERROR nor silence
+    ON_REFUSAL,    // ERROR too
+    ON_FAILURE,    // silence too
+    ALWAYS,        // OK too: it clears the last error
+};
+
+// Sends a command and returns the transaction's result, with the number of a +CME or +CMS error
+// where parsing says so. response: all that the modem said, for those who need it.
+ePortReturn queryModem(int fd, const std::string& command, eParseCmx parsing, unsigned timeoutS = 0,
+                       std::string* response = nullptr);
 
 // The same, with the response of an ePORT_OK handed to a parse function.
 template <typename tRecord>
-ePortReturn queryInto(int fd, const std::string& command, tRecord& record,
+ePortReturn queryInto(int fd, const std::string& command, eParseCmx parsing, tRecord& record,
                       void (*parse)(const std::string&, tRecord&), unsigned timeoutS = 0) {
     std::string response;
-    const ePortReturn result = queryModem(fd, command, response, timeoutS);
+    const ePortReturn result = queryModem(fd, command, parsing, timeoutS, &response);
     if (result == ePORT_OK) parse(response, record);
     return result;
 }
-
-// A query with a +CME or +CMS error turned into its number.
-ePortReturn queryModemCmx(int fd, const std::string& command, std::string& response,
-                          unsigned timeoutS = 0);
-
-template <typename tRecord>
-ePortReturn queryIntoCmx(int fd, const std::string& command, tRecord& record,
-                         void (*parse)(const std::string&, tRecord&), unsigned timeoutS = 0) {
-    std::string response;
-    const ePortReturn result = queryModemCmx(fd, command, response, timeoutS);
-    if (result == ePORT_OK) parse(response, record);
-    return result;
-}
-
-// The same for commands whose response holds nothing but the result.
-ePortReturn tellModem(int fd, const std::string& command, unsigned timeoutS = 0);
 
 // The log of a failed transaction, with the function's name; nothing for a success. cmeText names
 // the error class in the message.

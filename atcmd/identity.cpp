@@ -94,7 +94,7 @@ ePortReturn getModemManu(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_manufacturer = NAME_UNKNOWN;
     modem.b_manufacturer_is_telit = false;
-    return queryInto(fd, commandText(eAT_CMD_ATI3), modem, parseModemManu);
+    return queryInto(fd, commandText(eAT_CMD_ATI3), eParseCmx::NEVER, modem, parseModemManu);
 }
 
 // ATI3\r\r\nTelit\r\n\r\nOK\r\n
@@ -119,7 +119,8 @@ ePortReturn getTelitModel(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     setModel(modem, eTELIT_MODEL_UNKNOWN, 0);
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_GMM), response);
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_GMM), eParseCmx::NEVER, 0, &response);
     if (result != ePORT_OK) return result;
     parseTelitModel(response, modem);
     const bool isTestMode = modem.e_model == eTELIT_MODEL_UNKNOWN &&
@@ -138,7 +139,8 @@ void parseTelitModel(const std::string& response, sModemInfo& modem) {
 ePortReturn getDeviceFirmwareVersion(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_firmware_version = FIRMWARE_VERSION_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CGMR), modem, parseDeviceFirmwareVersion);
+    return queryInto(fd, commandText(eAT_CMD_CGMR), eParseCmx::NEVER, modem,
+                     parseDeviceFirmwareVersion);
 }
 
 // 20.00.402
@@ -153,7 +155,7 @@ void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem) 
 ePortReturn getDeviceHardware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_hardware = NAME_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_ATI5), modem, parseDeviceHardware);
+    return queryInto(fd, commandText(eAT_CMD_ATI5), eParseCmx::NEVER, modem, parseDeviceHardware);
 }
 
 // DOB 1.10
@@ -166,7 +168,7 @@ ePortReturn getDeviceIMEI(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_imei = IMEI_UNKNOWN;
     modem.s_serial_number = IMEI_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CGSN), modem, parseDeviceIMEI);
+    return queryInto(fd, commandText(eAT_CMD_CGSN), eParseCmx::NEVER, modem, parseDeviceIMEI);
 }
 
 // 353238060000001
@@ -184,7 +186,7 @@ ePortReturn getDeviceCNUM(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_own_number = OWN_NUMBER_UNKNOWN;
     modem.i_own_number_type = 0;
-    return queryInto(fd, commandText(eAT_CMD_CNUM), modem, parseDeviceCNUM);
+    return queryInto(fd, commandText(eAT_CMD_CNUM), eParseCmx::NEVER, modem, parseDeviceCNUM);
 }
 
 // +CNUM: "name","15551230000",129     3GPP TS 27.007 section 7.1
@@ -203,7 +205,8 @@ ePortReturn getDeviceTemperature(int fd, sModemInfo& modem) {
     modem.i_temperature_c = TEMPERATURE_UNKNOWN_C;
     modem.e_temp_level = eTEMP_LEVEL_UNKNOWN;
     modem.s_temp_level = mapText(telitTempLevel_Map, eTEMP_LEVEL_UNKNOWN);
-    return queryInto(fd, commandText(eAT_CMD_TEMPMON), modem, parseDeviceTemperature);
+    return queryInto(fd, commandText(eAT_CMD_TEMPMON), eParseCmx::NEVER, modem,
+                     parseDeviceTemperature);
 }
 
 // #TEMPMEAS: -1,-32
@@ -230,7 +233,7 @@ void parseDeviceTemperature(const std::string& response, sModemInfo& modem) {
 ePortReturn getDeviceDualFirmware(int fd, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST));
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST), eParseCmx::NEVER);
     modem.b_dual_firmware = result == ePORT_OK;
     return isPortError(result) ? ePORT_OK : result;
 }
@@ -243,7 +246,9 @@ ePortReturn getDeviceFirmwareCarrier(int fd, sModemInfo& modem) {
         return ePORT_OK;
     }
     std::string response;
-    if (queryModem(fd, commandText(eAT_CMD_FWSWITCH_GET), response) != ePORT_OK) return ePORT_ERROR;
+    if (queryModem(fd, commandText(eAT_CMD_FWSWITCH_GET), eParseCmx::NEVER, 0, &response) !=
+        ePORT_OK)
+        return ePORT_ERROR;
     parseDeviceFirmwareCarrier(response, modem);
     return ePORT_OK;
 }
@@ -271,7 +276,8 @@ ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot
               "%s(): Device ony supports FW switching slot 0 and 1, given %d", __func__, slot);
         return ePORT_ERROR;
     }
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"));
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"), eParseCmx::NEVER);
     if (result != ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Failed to switch Firmware to slot %d",
               __func__, slot);
@@ -282,8 +288,8 @@ ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     version = CFG_VERSION_UNKNOWN;
     const std::string command = commandText(eAT_CMD_CFVR);
-    const ePortReturn result =
-        queryIntoCmx(fd, command, version, parseFirmwareCfgVer, CFG_VERSION_TIMEOUT_S);
+    const ePortReturn result = queryInto(fd, command, eParseCmx::ON_CMX_ERROR, version,
+                                         parseFirmwareCfgVer, CFG_VERSION_TIMEOUT_S);
     logFailedCommand(__func__, command, result);
     return result;
 }

@@ -17,7 +17,8 @@ ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
     network.s_operator = NAME_UNKNOWN;
     network.e_cops_act = eCOPS_ACT_UNKNOWN;
     network.s_cops_act = mapText(telitCopsAct_Map, eCOPS_ACT_UNKNOWN);
-    return queryIntoCmx(fd, commandText(eAT_CMD_COPS_GET), network, parseCopsAct);
+    return queryInto(fd, commandText(eAT_CMD_COPS_GET), eParseCmx::ON_FAILURE, network,
+                     parseCopsAct);
 }
 
 // +COPS: 1,2,"310410",7
@@ -37,8 +38,8 @@ ePortReturn getCarrierList(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (!telitCarrier_list_Map.empty()) return ePORT_OK;
     std::string response;
-    const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_COPN), response, OPERATOR_LIST_TIMEOUT_S);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_COPN), eParseCmx::NEVER,
+                                          OPERATOR_LIST_TIMEOUT_S, &response);
     if (result == ePORT_OK) parseCarrierList(response);
     return result;
 }

@@ -76,7 +76,8 @@ const char* familyText(eIPvFamilyPref family) {
 ePortReturn getCGATT(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_attached = -1;
-    return queryIntoCmx(fd, commandText(eAT_CMD_CGATT_GET), network, parseCGATT);
+    return queryInto(fd, commandText(eAT_CMD_CGATT_GET), eParseCmx::ON_FAILURE, network,
+                     parseCGATT);
 }
 
 // +CGATT: 1
@@ -87,7 +88,8 @@ void parseCGATT(const std::string& response, sNetworkInfo& network) {
 
 ePortReturn setCGATT(const int& fd, const bool& attach) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CGATT_SET, onOff(attach)), ATTACH_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_CGATT_SET, onOff(attach)), eParseCmx::NEVER,
+                      ATTACH_TIMEOUT_S);
 }
 
 ePortReturn getCGACT(int fd, bool& active, const std::string& cid, std::string& activeList) {
@@ -95,7 +97,8 @@ ePortReturn getCGACT(int fd, bool& active, const std::string& cid, std::string& 
     active = false;
     activeList.clear();
     std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CGACT_GET), response);
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_CGACT_GET), eParseCmx::ON_FAILURE, 0, &response);
     if (result == ePORT_OK) parseCGACT(response, active, cid, activeList);
     return result;
 }
@@ -128,14 +131,15 @@ void parseCGACT(const std::string& response, bool& active, const std::string& ci
 
 ePortReturn setCGACT(int fd, const std::string& cid, bool activate) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_CGACT_SET, onOff(activate) + "," + cid),
-                     ACTIVATE_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_CGACT_SET, onOff(activate) + "," + cid),
+                      eParseCmx::ALWAYS, ACTIVATE_TIMEOUT_S);
 }
 
 ePortReturn getCGPADDR(int fd, const std::string& cid, std::string& address) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CGPADDR_SET, cid), response);
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_CGPADDR_SET, cid), eParseCmx::ON_FAILURE, 0, &response);
     if (result == ePORT_OK) address = parseCGPADDR(cid, response);
     return result;
 }
@@ -159,7 +163,8 @@ ePortReturn getCGCONTRDP(int fd, sDeviceInfo& device, const std::string& cid) {
     resetPdpDynamicContent(device.network);
     device.s_ipv4_address.clear();
     std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CGCONTRDP_SET, cid), response);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_CGCONTRDP_SET, cid),
+                                          eParseCmx::ON_FAILURE, 0, &response);
     if (result == ePORT_OK) parseCGCONTRDP(response, device);
     return result;
 }
@@ -181,14 +186,15 @@ void parseCGCONTRDP(const std::string& response, sDeviceInfo& device) {
 
 ePortReturn setNcmMode(int fd, const std::string& cid, bool enable) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_NCM_SET, onOff(enable) + "," + cid));
+    return queryModem(fd, commandText(eAT_CMD_NCM_SET, onOff(enable) + "," + cid),
+                      eParseCmx::ALWAYS);
 }
 
 ePortReturn setCgdataMode(int fd, const std::string& cid) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string response;
-    const ePortReturn result =
-        queryModemCmx(fd, commandText(eAT_CMD_CGDATA_SET, RAW_IP_LAYER + cid), response);
+    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_CGDATA_SET, RAW_IP_LAYER + cid),
+                                          eParseCmx::ALWAYS, 0, &response);
     // Modems of the family send nothing after CONNECT, so the wait for a final code runs out.
     const bool mayHoldConnect = result == ePORT_OK || result == ePORT_NO_FINAL_RESULT;
     return mayHoldConnect && parseCgdataMode(response) ? ePORT_CONNECT : result;
@@ -204,7 +210,8 @@ ePortReturn getCGDCONT(int fd, sDeviceInfo& device, const sConfigFileOpts& confi
     traceEntry(eLOG_AT_FUNCTION, __func__);
     resetModemApnList(device.modem);
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_CGDCONT_GET), response);
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_CGDCONT_GET), eParseCmx::NEVER, 0, &response);
     if (result == ePORT_OK) parseCGDCONT(response, device, config);
     return result;
 }
@@ -230,7 +237,7 @@ ePortReturn setCGDCONT(int fd, const std::string& cid, const std::string& apn,
     const std::string command =
         commandText(eAT_CMD_CGDCONT_SET,
                     cid + "," + doubleQuoted(familyText(family)) + "," + doubleQuoted(apn));
-    const ePortReturn result = tellModem(fd, command);
+    const ePortReturn result = queryModem(fd, command, eParseCmx::ON_REFUSAL);
     if (result == ePORT_OK)
         debug(eLOG_AT_DETAIL, g_i_debugMode, "Success setting APN with cmd '%s'", command.c_str());
     else if (result == ePORT_NO_FINAL_RESULT)
@@ -244,12 +251,14 @@ ePortReturn setCGDCONT(int fd, const std::string& cid, const std::string& apn,
 
 ePortReturn setPDPAUTH(int fd, const sConfigFileOpts& config) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(
-        fd, commandText(eAT_CMD_PDPAUTH_SET, config.profileContext + "," + itos(config.authType) +
-                                                 "," + config.username + "," + config.password));
+    return queryModem(
+        fd,
+        commandText(eAT_CMD_PDPAUTH_SET, config.profileContext + "," + itos(config.authType) + "," +
+                                             config.username + "," + config.password),
+        eParseCmx::ALWAYS);
 }
 
 ePortReturn setIMSPDPAPN(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_IMSPDPSET_SET, IMS_APN));
+    return queryModem(fd, commandText(eAT_CMD_IMSPDPSET_SET, IMS_APN), eParseCmx::ALWAYS);
 }

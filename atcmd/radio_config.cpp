@@ -54,7 +54,7 @@ void prepareClock(int fd) {
                                     commandText(eAT_CMD_CCLKMODE_SET, "0"),
                                     commandText(eAT_CMD_NITZ_SET, "3,0")};
     for (const std::string& command : commands) {
-        if (queryModem(fd, command) != ePORT_OK)
+        if (queryModem(fd, command, eParseCmx::NEVER) != ePORT_OK)
             debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Command '%s' ERROR/TIMEOUT", "getCCLK",
                   command.c_str());
     }
@@ -73,14 +73,14 @@ unsigned char boundedDuration(unsigned char duration) {
 
 ePortReturn setReboot(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_REBOOT), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_REBOOT), eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
 }
 
 ePortReturn getWS46(const int& fd, int& value) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     value = 0;
     const std::string command = commandText(eAT_CMD_WS46_GET);
-    const ePortReturn result = queryIntoCmx(fd, command, value, parseWS46);
+    const ePortReturn result = queryInto(fd, command, eParseCmx::ON_FAILURE, value, parseWS46);
     logFailedCommand(__func__, command, result, "CME ERROR");
     return result;
 }
@@ -95,7 +95,7 @@ void parseWS46(const std::string& response, int& value) {
 
 ePortReturn setWS46(const int& fd, const int& value) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_WS46_SET, itos(value)));
+    return queryModem(fd, commandText(eAT_CMD_WS46_SET, itos(value)), eParseCmx::ON_FAILURE);
 }
 
 ePortReturn setCOPS(const int& fd, const sConfigFileOpts& config, eNetOperatorMode mode) {
@@ -110,13 +110,15 @@ ePortReturn setCOPS(const int& fd, const sConfigFileOpts& config, eNetOperatorMo
         arguments = itos(mode);
     }
     if (arguments.empty()) return static_cast<ePortReturn>(CME_WRONG_MODE);
-    return tellModem(fd, commandText(eAT_CMD_COPS_SET, arguments), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_COPS_SET, arguments), eParseCmx::ON_FAILURE,
+                      SETTING_TIMEOUT_S);
 }
 
 ePortReturn setAUTOBND(const int& fd, const eBandMode& mode) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     const char* argument = mode != eBAND_MODE_AUTO ? "2" : "0";
-    return tellModem(fd, commandText(eAT_CMD_AUTOBND_SET, argument), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_AUTOBND_SET, argument), eParseCmx::ON_FAILURE,
+                      SETTING_TIMEOUT_S);
 }
 
 // AT#BND=<GSM band>,<UMTS band>,<LTE bands as decimal mask>
@@ -124,18 +126,20 @@ ePortReturn setBND(const int& fd, const sConfigFileOpts& config) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     const std::string arguments = itos(static_cast<int>(config.bandGsm)) + "," + config.band3gText +
                                   "," + ltos(static_cast<long long>(config.band4gBits));
-    return tellModem(fd, commandText(eAT_CMD_BND_SET, arguments), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_BND_SET, arguments), eParseCmx::ON_FAILURE,
+                      SETTING_TIMEOUT_S);
 }
 
 ePortReturn setTestMode(const int& fd, const bool& on) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_TESTMODE_SET, doubleQuoted(on ? "TM" : "OM")),
-                     SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_TESTMODE_SET, doubleQuoted(on ? "TM" : "OM")),
+                      eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
 }
 
 ePortReturn setStatLedGpioEnable(const int& fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_GPIO_STAT_LED), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_GPIO_STAT_LED), eParseCmx::ON_FAILURE,
+                      SETTING_TIMEOUT_S);
 }
 
 ePortReturn setATSTAT(const int& fd, const eStatLedMode& mode, unsigned char on,
@@ -148,12 +152,13 @@ ePortReturn setATSTAT(const int& fd, const eStatLedMode& mode, unsigned char on,
     std::string arguments = itos(mode);
     if (mode == eSTAT_LED_BLINK)
         arguments += "," + itos(boundedDuration(on)) + "," + itos(boundedDuration(off));
-    return tellModem(fd, commandText(eAT_CMD_SLED_SET, arguments), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_SLED_SET, arguments), eParseCmx::ON_FAILURE,
+                      SETTING_TIMEOUT_S);
 }
 
 ePortReturn setATSTATSAV(const int& fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_SLEDSAV), SETTING_TIMEOUT_S);
+    return queryModem(fd, commandText(eAT_CMD_SLEDSAV), eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
 }
 
 std::string getCCLK(int fd) {
@@ -161,7 +166,7 @@ std::string getCCLK(int fd) {
     prepareClock(fd);
     const std::string command = commandText(eAT_CMD_CCLK_GET);
     std::string response;
-    const ePortReturn result = queryModem(fd, command, response);
+    const ePortReturn result = queryModem(fd, command, eParseCmx::NEVER, 0, &response);
     if (result == ePORT_OK) return parseCCLK(response);
     debug(eLOG_NOTICE, g_i_debugMode,
           result == ePORT_NO_FINAL_RESULT ? "%s(): Command '%s' TIMEOUT"

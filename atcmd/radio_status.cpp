@@ -122,7 +122,7 @@ ePortReturn getCSQ(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_rssi = SIGNAL_UNKNOWN;
     network.i_ber = SIGNAL_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CSQ), network, parseCSQ);
+    return queryInto(fd, commandText(eAT_CMD_CSQ), eParseCmx::NEVER, network, parseCSQ);
 }
 
 // +CSQ: 17,0
@@ -138,7 +138,8 @@ ePortReturn getModemNetworkInfo(int fd, sNetworkInfo& network) {
     resetNetworkInfo(network);
     if (!network.b_registered && network.i_reg_state != eREG_DENIED) return ePORT_OK;
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_PSNT_RFSTS_GET), response);
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_PSNT_RFSTS_GET), eParseCmx::NEVER, 0, &response);
     if (result != ePORT_OK) return result;
     parseModemPsNetType(response, network);
     parseModemNetworkStatus(response, network);

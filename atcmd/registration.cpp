@@ -59,17 +59,17 @@ void resetRegistrationState() {
 
 ePortReturn setCREG(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION));
+    return queryModem(fd, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION), eParseCmx::NEVER);
 }
 
 ePortReturn setCEREG(int fd) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION));
+    return queryModem(fd, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION), eParseCmx::NEVER);
 }
 
 ePortReturn getCREG(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryInto(fd, commandText(eAT_CMD_CREG_GET), network, parseCREG);
+    return queryInto(fd, commandText(eAT_CMD_CREG_GET), eParseCmx::NEVER, network, parseCREG);
 }
 
 void parseCREG(const std::string& response, sNetworkInfo& network) {
@@ -78,7 +78,7 @@ void parseCREG(const std::string& response, sNetworkInfo& network) {
 
 ePortReturn getCEREG(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryInto(fd, commandText(eAT_CMD_CEREG_GET), network, parseCEREG);
+    return queryInto(fd, commandText(eAT_CMD_CEREG_GET), eParseCmx::NEVER, network, parseCEREG);
 }
 
 void parseCEREG(const std::string& response, sNetworkInfo& network) {
@@ -88,7 +88,7 @@ void parseCEREG(const std::string& response, sNetworkInfo& network) {
 ePortReturn getCIREG(int fd, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.b_ims_registered = false;
-    return queryInto(fd, commandText(eAT_CMD_CIREG_GET), network, parseCIREG);
+    return queryInto(fd, commandText(eAT_CMD_CIREG_GET), eParseCmx::NEVER, network, parseCIREG);
 }
 
 // +CIREG: 0,1

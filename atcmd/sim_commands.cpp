@@ -71,8 +71,8 @@ ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.i_present = 0;
     sim.i_qss_mode = -1;
-    const ePortReturn result =
-        queryIntoCmx(fd, commandText(eAT_CMD_QSS_GET), sim, parseDeviceSimPresent);
+    const ePortReturn result = queryInto(fd, commandText(eAT_CMD_QSS_GET), eParseCmx::ON_FAILURE,
+                                         sim, parseDeviceSimPresent);
     if (result == ePORT_OK && sim.i_present != 1) setLock(sim, eSIM_MISSING, 2, "Not Present");
     return result;
 }
@@ -94,7 +94,8 @@ ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
     sim.i_pin_attempts = ATTEMPTS_UNKNOWN;
     sim.i_puk_attempts = ATTEMPTS_UNKNOWN;
     sim.b_attempts_read = false;
-    return queryIntoCmx(fd, commandText(eAT_CMD_CPIN_PCT_GET), sim, parseDeviceSimStatus);
+    return queryInto(fd, commandText(eAT_CMD_CPIN_PCT_GET), eParseCmx::ON_FAILURE, sim,
+                     parseDeviceSimStatus);
 }
 
 // +CPIN: SIM PIN
@@ -126,7 +127,8 @@ ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
     sim.s_home_plmn = PLMN_UNKNOWN;
     sim.s_carrier = NAME_UNKNOWN;
     std::string response;
-    const ePortReturn result = queryModemCmx(fd, commandText(eAT_CMD_CIMI), response);
+    const ePortReturn result =
+        queryModem(fd, commandText(eAT_CMD_CIMI), eParseCmx::ON_FAILURE, 0, &response);
     if (result != ePORT_OK) return result;
     parseDeviceSimIMSI(response, sim);
     getCarrierFromImsi(sim);
@@ -155,7 +157,8 @@ void getCarrierFromImsi(sSimInfo& sim) {
 ePortReturn getDeviceSimId(int fd, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.s_iccid = ICCID_UNKNOWN;
-    return queryIntoCmx(fd, commandText(eAT_CMD_CCID_GET), sim, parseDeviceSimId);
+    return queryInto(fd, commandText(eAT_CMD_CCID_GET), eParseCmx::ON_FAILURE, sim,
+                     parseDeviceSimId);
 }
 
 // +CCID: 89010100000000000002
@@ -169,7 +172,7 @@ ePortReturn getCpinState(int fd, sSimInfo& sim) {
     sim.i_pin_lock_enabled = -1;
     const std::string command = commandText(eAT_CMD_CLCK_SET, SIM_LOCK_FACILITY + std::string("2"));
     std::string response;
-    const ePortReturn result = queryModemCmx(fd, command, response);
+    const ePortReturn result = queryModem(fd, command, eParseCmx::ON_CMX_ERROR, 0, &response);
     if (result == ePORT_OK) sim.i_pin_lock_enabled = parseCpinState(response);
     logFailedCommand(__func__, command, result);
     return result;
@@ -185,25 +188,28 @@ int parseCpinState(const std::string& response) {
 
 ePortReturn setCpinState(int fd, const std::string& pin, bool enable) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(
-        fd, commandText(eAT_CMD_CLCK_SET,
-                        SIM_LOCK_FACILITY + std::string(enable ? "1," : "0,") + doubleQuoted(pin)));
+    return queryModem(
+        fd,
+        commandText(eAT_CMD_CLCK_SET,
+                    SIM_LOCK_FACILITY + std::string(enable ? "1," : "0,") + doubleQuoted(pin)),
+        eParseCmx::ON_FAILURE);
 }
 
 // PIN and PUK stand unquoted here, unlike in +CLCK: the modem takes them so.
 ePortReturn changeCpin(int fd, const std::string& oldPin, const std::string& newPin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_CPWD_SET, SIM_LOCK_FACILITY + oldPin + "," + newPin));
+    return queryModem(fd, commandText(eAT_CMD_CPWD_SET, SIM_LOCK_FACILITY + oldPin + "," + newPin),
+                      eParseCmx::ON_FAILURE);
 }
 
 ePortReturn unlockCpin(int fd, const std::string& pin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_CPIN_SET, pin));
+    return queryModem(fd, commandText(eAT_CMD_CPIN_SET, pin), eParseCmx::ON_FAILURE);
 }
 
 ePortReturn unlockPuk(int fd, const std::string& puk, const std::string& newPin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return tellModem(fd, commandText(eAT_CMD_CPIN_SET, puk + "," + newPin));
+    return queryModem(fd, commandText(eAT_CMD_CPIN_SET, puk + "," + newPin), eParseCmx::ON_FAILURE);
 }
 
 ePortReturn getSimSlot(const int& fd, eSimSlot& slot) {
@@ -211,7 +217,8 @@ ePortReturn getSimSlot(const int& fd, eSimSlot& slot) {
     slot = eSIM_SLOT_UNKNOWN;
     const std::string command = commandText(eAT_CMD_GPIO_SET, "2,2");
     std::string response;
-    const ePortReturn result = queryModemCmx(fd, command, response, SLOT_QUERY_TIMEOUT_S);
+    const ePortReturn result =
+        queryModem(fd, command, eParseCmx::ON_CMX_ERROR, SLOT_QUERY_TIMEOUT_S, &response);
     if (result == ePORT_OK) slot = parseSimSlot(response);
     logFailedCommand(__func__, command, result);
     return result;
@@ -238,7 +245,8 @@ ePortReturn setSimSlot(const int& fd, const eSimSlot& slot) {
     }
     const std::string command =
         commandText(eAT_CMD_GPIO_SET, PIN + (slot == eSIM_SLOT_1 ? "1" : "0") + REDETECT);
-    const ePortReturn result = tellModem(fd, command, SLOT_SWITCH_TIMEOUT_S);
+    const ePortReturn result =
+        queryModem(fd, command, eParseCmx::ON_CMX_ERROR, SLOT_SWITCH_TIMEOUT_S);
     if (result == ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Command '%s' SUCCESS", __func__, command.c_str());
     logFailedCommand(__func__, command, result);

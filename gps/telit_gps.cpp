@@ -94,14 +94,13 @@ eGeneralErrors cTelitGps::enableReceiver() {
     if (setSkvsEnabled(eSKVS_GPS_NOT_ENABLED) != eSUCCESS)
         return eERROR_DEVICE_GPS_SET_SKVS_FAILURE;
     debug(eLOG_NOTICE, m_debugMask, "Enabling GPS chipset...");
-    const ePortReturn result = gpsEnable(m_port);
-    if (result == ePORT_NO_FINAL_RESULT) {
-        debug(eLOG_NOTICE, m_debugMask, "Error: Enable GPS timeout");
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    }
-    if (result != ePORT_OK) {
-        debug(eLOG_NOTICE, m_debugMask, "Error: Enable GPS chipset reported an error");
-        return eERROR_DEVICE_RESPONSE_ERROR;
+    const eGeneralErrors result = mapPortResult(gpsEnable(m_port));
+    if (result != eSUCCESS) {
+        debug(eLOG_NOTICE, m_debugMask, "%s",
+              result == eERROR_DEVICE_RESPONSE_TIMEOUT
+                  ? "Error: Enable GPS timeout"
+                  : "Error: Enable GPS chipset reported an error");
+        return result;
     }
     debug(eLOG_NOTICE, m_debugMask,
           "%s(): GPS chipset enable setting saved, device requires a reset to use GPS", "gpsStart");

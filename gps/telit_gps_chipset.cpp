@@ -25,10 +25,9 @@ eGeneralErrors cTelitGps::getGpsChipset(int port) {
     m_chipset.clear();
     for (int query = 1; query <= CHIPSET_QUERIES; ++query) {
         std::string response;
-        const ePortReturn result =
-            queryModemCmx(port, AT_GPS_CHIPSET, response, CHIPSET_QUERY_TIMEOUT_S);
-        if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
-        if (result != ePORT_OK) return eERROR_DEVICE_RESPONSE_ERROR;
+        const eGeneralErrors result = mapPortResult(queryModem(
+            port, AT_GPS_CHIPSET, eParseCmx::ON_REFUSAL, CHIPSET_QUERY_TIMEOUT_S, &response));
+        if (result != eSUCCESS) return result;
         const std::string chipset = chipsetOf(response);
         if (!chipset.empty()) {
             noteChipset(chipset, query);
@@ -55,7 +54,8 @@ void cTelitGps::noteChipset(const std::string& chipset, int queries) {
 ePortReturn cTelitGps::gpsEnable(int port) {
     trace(__func__);
     for (const sGpsEnableStep& step : GPS_ENABLE_STEPS) {
-        const ePortReturn result = tellModem(port, step.command, ENABLE_TIMEOUT_S);
+        const ePortReturn result =
+            queryModem(port, step.command, eParseCmx::ALWAYS, ENABLE_TIMEOUT_S);
         if (result == ePORT_OK) continue;
         debug(eLOG_NOTICE, m_debugMask, "%s(): Enable GPS '%s' failed", __func__, step.name);
         return result;

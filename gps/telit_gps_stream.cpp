@@ -44,7 +44,7 @@ eGeneralErrors cTelitGps::startGpsStream() {
     m_streamOn = false;
     std::string response;
     const ePortReturn result =
-        queryModemCmx(m_port, AT_GPS_START_STREAM, response, START_TIMEOUT_S);
+        queryModem(m_port, AT_GPS_START_STREAM, eParseCmx::ON_REFUSAL, START_TIMEOUT_S, &response);
     // No final result follows "CONNECT", so silence behind it is the normal case.
     if (result != ePORT_OK && result != ePORT_NO_FINAL_RESULT) {
         setSkvsStream(eSKVS_STREAM_NOT_STARTED);

@@ -110,4 +110,13 @@ enum eGeneralErrors : int {
     eERROR_DEVICE_NOT_RESPONDING = 900,
 };
 
+// What a sequence passes up for the result of one command: silence is a time-out, a refusal the
+// given error, anything else lets the sequence go on. With eSUCCESS only silence ends it: what the
+// modem refuses, the sequence does without.
+inline eGeneralErrors mapPortResult(ePortReturn result,
+                                    eGeneralErrors error = eERROR_DEVICE_RESPONSE_ERROR) {
+    if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    return isPortError(result) ? error : eSUCCESS;
+}
+
 #endif

@@ -78,7 +78,8 @@ void logListError(const std::string& command, ePortReturn error) {
 ePortReturn listMessages(int port, e3gppType type, const std::string& command, tSmsQueue& queue,
                          bool& cutOff) {
     std::string response;
-    const ePortReturn result = queryModemCmx(port, command, response, LIST_TIMEOUT_S);
+    const ePortReturn result =
+        queryModem(port, command, eParseCmx::ON_CMX_ERROR, LIST_TIMEOUT_S, &response);
     cutOff = result != ePORT_OK && response.find(LIST_PREFIX) != std::string::npos;
     if (result == ePORT_NO_FINAL_RESULT) {
         debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' TIMEOUT", command.c_str());
@@ -354,7 +355,7 @@ ePortReturn deleteSmsMsg(int port, eSmsDelType type) {
               __func__, type);
         return SMS_UNKNOWN_TYPE;
     }
-    return tellModem(port, command, DELETE_TIMEOUT_S);
+    return queryModem(port, command, eParseCmx::ALWAYS, DELETE_TIMEOUT_S);
 }
 
 void parseSmsPduMessages(e3gppType type, const std::string& response, tSmsQueue& queue) {

@@ -188,17 +188,15 @@ void truncateMessage(std::string& message) {
 }
 
 eGeneralErrors mapSendResult(ePortReturn result) {
-    if (result == ePORT_NO_FINAL_RESULT) {
+    const eGeneralErrors mapped = mapPortResult(result, eERROR_DEVICE_SMS_PDU_SEND_ERROR);
+    if (mapped == eSUCCESS)
+        debug(eLOG_NOTICE, g_i_debugMode, "Success sending PDU SMS message");
+    else if (mapped == eERROR_DEVICE_RESPONSE_TIMEOUT)
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Sending PDU encoded SMS message timed out");
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    }
-    if (isPortError(result)) {
+    else
         debug(eLOG_NOTICE, g_i_debugMode,
               "Error: Sending PDU encoded SMS message returned an error");
-        return eERROR_DEVICE_SMS_PDU_SEND_ERROR;
-    }
-    debug(eLOG_NOTICE, g_i_debugMode, "Success sending PDU SMS message");
-    return eSUCCESS;
+    return mapped;
 }
 
 eGeneralErrors sendAsPdus(int port, const std::string& number, const std::string& address,
@@ -225,13 +223,15 @@ bool breaksPrompt(char c) {
 }
 
 eGeneralErrors sendAsText(int port, const std::string& number, std::string message) {
-    if (setSmsMode(port, eSMS_MODE_TEXT) == ePORT_NO_FINAL_RESULT) {
+    eGeneralErrors result = mapPortResult(setSmsMode(port, eSMS_MODE_TEXT), eSUCCESS);
+    if (result != eSUCCESS) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Setting SMS text 'send mode' timed out");
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+        return result;
     }
-    if (setSmsTextMode(port, eSMS_TEXT_IRA) == ePORT_NO_FINAL_RESULT) {
+    result = mapPortResult(setSmsTextMode(port, eSMS_TEXT_IRA), eSUCCESS);
+    if (result != eSUCCESS) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Setting SMS text 'send mode type' timed out");
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+        return result;
     }
     truncateMessage(message);
     std::replace(message.begin(), message.end(), '\r', '\n');
@@ -243,15 +243,14 @@ eGeneralErrors sendAsText(int port, const std::string& number, std::string messa
 ePortReturn talkAtPrompt(int port, const char* function, const std::string& arguments,
                          const std::string& text) {
     const std::string command = commandText(eAT_CMD_CMGS_SET, arguments);
-    std::string response;
-    ePortReturn result = queryModemCmx(port, command, response, PROMPT_TIMEOUT_S);
+    ePortReturn result = queryModem(port, command, eParseCmx::ON_CMX_ERROR, PROMPT_TIMEOUT_S);
     if (result == ePORT_ERROR) return result;
     if (result >= ePORT_CMX_ERROR) {
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command %s returned CME error %d (%s)",
               function, command.c_str(), result, mapText(CMEE_Map, result).c_str());
         return result;
     }
-    result = queryModemCmx(port, text + CTRL_Z, response, SEND_TIMEOUT_S);
+    result = queryModem(port, text + CTRL_Z, eParseCmx::ON_CMX_ERROR, SEND_TIMEOUT_S);
     if (result == ePORT_NO_FINAL_RESULT) {
         abortPrompt(port);
     } else if (result >= ePORT_CMX_ERROR) {
@@ -299,8 +298,7 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
 }
 
 ePortReturn abortPrompt(int port) {
-    std::string ignored;
-    return queryModem(port, ESC, ignored, ABORT_TIMEOUT_S);
+    return queryModem(port, ESC, eParseCmx::NEVER, ABORT_TIMEOUT_S);
 }
 
 eGeneralErrors sendSmSMessage(int port, const std::string& number, const std::string& address,
@@ -328,8 +326,8 @@ ePortReturn setSmsTextMode(int port, eTextMode mode) {
     traceEntry(eLOG_SMS, __func__);
     for (const sTextModeRow& row : TEXT_MODES)
         if (row.mode == mode)
-            return tellModem(port, commandText(eAT_CMD_CSCS_SET, doubleQuoted(row.name)),
-                             TEXT_MODE_TIMEOUT_S);
+            return queryModem(port, commandText(eAT_CMD_CSCS_SET, doubleQuoted(row.name)),
+                              eParseCmx::ALWAYS, TEXT_MODE_TIMEOUT_S);
     debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Unknown SMS Text command Command %d", __func__,
           mode);
     return SMS_UNKNOWN_TYPE;

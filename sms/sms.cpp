@@ -52,7 +52,7 @@ eGeneralErrors receiveAndSend(int port, sModemInfo& modem, const std::string& ro
     if (deletes) {
         const ePortReturn deleted = deleteSmsMsg(port, eSMS_DELETE_READ);
         if (deleted == ePORT_OK) forgetListedMessages();
-        if (deleted == ePORT_NO_FINAL_RESULT) result = eERROR_DEVICE_RESPONSE_TIMEOUT;
+        result = mapPortResult(deleted, eSUCCESS);
     }
     if (checkSendSmS(port, modem, root) == eERROR_DEVICE_RESPONSE_TIMEOUT)
         return eERROR_DEVICE_RESPONSE_TIMEOUT;
@@ -93,7 +93,7 @@ eGeneralErrors checkSMS(int port, sDeviceInfo& device) {
 
 ePortReturn setSmsMode(int port, eSmsPduMode mode) {
     traceEntry(eLOG_SMS, __func__);
-    return tellModem(port, commandText(eAT_CMD_CMGF_SET, itos(mode)));
+    return queryModem(port, commandText(eAT_CMD_CMGF_SET, itos(mode)), eParseCmx::ALWAYS);
 }
 
 void resetSmsState() {

@@ -4,7 +4,6 @@
 #include "device/at_transaction.h"
 #include "include/debug.h"
 #include "include/options.h"
-#include "statemachine/port_result.h"
 
 namespace {
 

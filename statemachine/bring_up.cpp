@@ -14,7 +14,6 @@
 #include "statemachine/data_session.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"
-#include "statemachine/port_result.h"
 #include "statemachine/radio_policy.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/status_files.h"
@@ -89,7 +88,8 @@ eGeneralErrors setupVerizon(int port, sDeviceInfo& device, sConfigFileOpts& conf
 
 eGeneralErrors setupSms(int port) {
     const ePortReturn result = setSmsMode(port, eSMS_MODE_PDU);
-    if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    const eGeneralErrors ended = mapPortResult(result, eSUCCESS);
+    if (ended != eSUCCESS) return ended;
     notice(result == ePORT_OK
                ? "Setup device for SMS PDU mode"
                : "Error setting up device for SMS PDU mode, might not support this mode");
@@ -106,19 +106,19 @@ eGeneralErrors detachOnce(int port, sDeviceInfo& device) {
 }
 
 eGeneralErrors setupPsnt(int port) {
-    const ePortReturn result = setPsnt(port);
-    if (result == ePORT_OK) {
+    const ePortReturn answer = setPsnt(port);
+    const eGeneralErrors result = mapPortResult(answer);
+    if (result == eSUCCESS)
         notice("Setup device PSNT reporting");
-        return eSUCCESS;
-    }
-    if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    debug(eLOG_NOTICE, g_i_debugMode, "Error setting device PSNT reporting (%d)", result);
-    return eERROR_DEVICE_RESPONSE_ERROR;
+    else if (result == eERROR_DEVICE_RESPONSE_ERROR)
+        debug(eLOG_NOTICE, g_i_debugMode, "Error setting device PSNT reporting (%d)", answer);
+    return result;
 }
 
 eGeneralErrors setupAuthentication(int port, sConfigFileOpts& config) {
     const ePortReturn result = maybeSetUsernamePassword(port, config);
-    if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    const eGeneralErrors ended = mapPortResult(result, eSUCCESS);
+    if (ended != eSUCCESS) return ended;
     if (result == ePORT_OK)
         notice("Set PDP username/password/auth");
     else
@@ -129,7 +129,8 @@ eGeneralErrors setupAuthentication(int port, sConfigFileOpts& config) {
 
 eGeneralErrors setupNetworkSpeed(int port, sDeviceInfo& device, const sConfigFileOpts& config) {
     const ePortReturn result = maybeSetNetworkSpeed(port, config, device);
-    if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    const eGeneralErrors ended = mapPortResult(result, eSUCCESS);
+    if (ended != eSUCCESS) return ended;
     if (result != ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode,
               "Notice: Got an error setting network speed preference to %s (%d)",
@@ -159,7 +160,7 @@ eGeneralErrors readIdentity(int port, sModemInfo& modem) {
     if (result == eSUCCESS) result = mapPortResult(getDeviceFirmwareVersion(port, modem));
     if (result == eSUCCESS)
         result = mapPortResult(getDeviceFirmwareCfgVer(port, modem.s_firmware_cfg_version));
-    if (result == eSUCCESS) result = onlyTimeout(mapPortResult(getDeviceDualFirmware(port, modem)));
+    if (result == eSUCCESS) result = mapPortResult(getDeviceDualFirmware(port, modem), eSUCCESS);
     if (result == eSUCCESS) result = mapPortResult(getDeviceFirmwareCarrier(port, modem));
     if (result == eSUCCESS) result = mapPortResult(getDeviceHardware(port, modem));
     return result;

@@ -59,13 +59,14 @@ eGeneralErrors sendCustomCommand(int port, const std::string& command, int extra
     debug(eLOG_NOTICE, g_i_debugMode, "- Sending AT command %s, extra timeout %d",
           blankControlCharacters(command).c_str(), extraTimeoutS);
     std::string response;
-    if (sendAtCommand(port, command, response, static_cast<unsigned>(extraTimeoutS)) ==
-        ePORT_NO_FINAL_RESULT) {
+    const eGeneralErrors result = mapPortResult(
+        sendAtCommand(port, command, response, static_cast<unsigned>(extraTimeoutS)), eSUCCESS);
+    if (result != eSUCCESS) {
         answer.pretty += prettifyAtCommand(command, "TIMEOUT");
         answer.raw += command + "\nTIMEOUT";
         writeAtCmdLog(command, "\nTIMEOUT\n", device, g_s_at_cmd_log_dir);
         if (isAtPrompt(response)) abortPrompt(port);
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
+        return result;
     }
     answer.pretty += prettifyAtCommand(command, response);
     answer.raw += response;

@@ -7,7 +7,6 @@
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
 #include "statemachine/network_interface.h"
-#include "statemachine/port_result.h"
 #include "statemachine/timers.h"
 
 namespace {
@@ -275,15 +274,12 @@ bool checkNetworkRegistration(const sDeviceInfo& device, const sConfigFileOpts& 
 
 eGeneralErrors networkDeregister(const int& port, const sConfigFileOpts& config) {
     traceEntry(eLOG_POLICY, __func__);
-    const ePortReturn result = setCOPS(port, config, eNET_OPERATOR_DEREGISTER);
-    return result == ePORT_NO_FINAL_RESULT ? eERROR_DEVICE_RESPONSE_TIMEOUT : eSUCCESS;
+    return mapPortResult(setCOPS(port, config, eNET_OPERATOR_DEREGISTER), eSUCCESS);
 }
 
 eGeneralErrors packetDomainDetach(const int& port, sDeviceInfo& device) {
     traceEntry(eLOG_POLICY, __func__);
-    if (getCGATT(port, device.network) == ePORT_NO_FINAL_RESULT)
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    if (device.network.i_attached != 1) return eSUCCESS;
-    const ePortReturn result = setCGATT(port, false);
-    return result == ePORT_NO_FINAL_RESULT ? eERROR_DEVICE_RESPONSE_TIMEOUT : eSUCCESS;
+    const eGeneralErrors asked = mapPortResult(getCGATT(port, device.network), eSUCCESS);
+    if (asked != eSUCCESS || device.network.i_attached != 1) return asked;
+    return mapPortResult(setCGATT(port, false), eSUCCESS);
 }

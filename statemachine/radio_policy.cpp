@@ -5,7 +5,6 @@
 #include "atcmd/packet_data.h"
 #include "atcmd/radio_config.h"
 #include "atcmd/sim_commands.h"
-#include "statemachine/port_result.h"
 
 namespace {
 
@@ -211,19 +210,16 @@ eGeneralErrors setAPN(int port, sConfigFileOpts& config, const sSimInfo& sim) {
     }
     // A context can be defined only while it is not active; one that is not active refuses.
     setCGACT(port, config.profileContext, false);
-    const ePortReturn result =
-        setCGDCONT(port, config.profileContext, apn, static_cast<eIPvFamilyPref>(config.ipFamily));
-    if (result == ePORT_OK) {
+    const eGeneralErrors result = mapPortResult(
+        setCGDCONT(port, config.profileContext, apn, static_cast<eIPvFamilyPref>(config.ipFamily)));
+    if (result == eSUCCESS)
         afterApnSet(config, apn);
-        return eSUCCESS;
-    }
-    if (result == ePORT_NO_FINAL_RESULT) {
+    else if (result == eERROR_DEVICE_RESPONSE_TIMEOUT)
         debug(eLOG_NOTICE, g_i_debugMode, "Timeout while setting APN '%s'", apn.c_str());
-        return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    }
-    debug(eLOG_NOTICE, g_i_debugMode, "Error setting APN '%s', error %d (%s)", apn.c_str(),
-          g_e_last_cmx_error, g_s_last_cmx_error.c_str());
-    return eERROR_DEVICE_RESPONSE_ERROR;
+    else
+        debug(eLOG_NOTICE, g_i_debugMode, "Error setting APN '%s', error %d (%s)", apn.c_str(),
+              g_e_last_cmx_error, g_s_last_cmx_error.c_str());
+    return result;
 }
 
 ePortReturn maybeSetUsernamePassword(int port, sConfigFileOpts& config) {

@@ -50,8 +50,9 @@ bool isVerizonCarrier(const std::string& carrier) {
 eGeneralErrors getSimStatus(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
     // Asked twice: the second answer is the one that counts right after a SIM was inserted.
-    if (getDeviceSimInfo(port, sim) == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    if (doGetSimStatus(port, sim) == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
+    eGeneralErrors asked = mapPortResult(getDeviceSimInfo(port, sim), eSUCCESS);
+    if (asked == eSUCCESS) asked = mapPortResult(doGetSimStatus(port, sim), eSUCCESS);
+    if (asked != eSUCCESS) return asked;
     switch (sim.i_lock_class) {
         case eSIM_READY:
             return simReady(port, sim);

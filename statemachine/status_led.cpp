@@ -7,7 +7,6 @@
 #include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/network_interface.h"
-#include "statemachine/port_result.h"
 
 namespace {
 

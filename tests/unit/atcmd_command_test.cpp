@@ -95,12 +95,11 @@ TEST(ParseCMXerror, DamagedReplies_GiveKnownNumbersOnly) {
     });
 }
 
-TEST(QueryModemCmx, ErrorInPieces_IsNotConvertedToHalfItsNumber) {
+TEST(QueryModem, ErrorInPieces_IsNotConvertedToHalfItsNumber) {
     cFakePort port;
     port.setEcho(false);
     port.answerInPieces({"\r\n+CME ERROR: 1", "6\r\n"});
-    std::string response;
-    EXPECT_EQ(queryModemCmx(port.handle(), "AT+CPIN=0000", response), ePORT_CMX_ERROR);
+    EXPECT_EQ(queryModem(port.handle(), "AT+CPIN=0000", eParseCmx::ON_FAILURE), ePORT_CMX_ERROR);
 }
 
 TEST(LogFailedCommand, EachResult_HasItsText) {

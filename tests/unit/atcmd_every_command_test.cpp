@@ -28,12 +28,16 @@ class cCatalogue : public testing::Environment {
 const testing::Environment* const CATALOGUE =
     testing::AddGlobalTestEnvironment(new cCatalogue);  // owned by the test framework
 
-// What a function does with a +CME or +CMS error.
+// What a function makes of an answer: which results it has parseCMXerror see, and with it whether
+// a +CME or +CMS error becomes its number.
 enum class eErrors {
-    AS_IS,         // -1, whatever the number
-    CONVERTED,     // the number, where it is known
-    SUCCESS,       // a refusal is an answer too
-    ALWAYS_ERROR,  // -2 for everything but OK
+    AS_IS,         // none: -1, whatever the number
+    CONVERTED,     // every failure
+    CMX_ONLY,      // +CME and +CMS errors alone
+    REFUSAL,       // those and ERROR
+    EVERY,         // every result, OK among them
+    SUCCESS,       // none: a refusal is an answer too
+    ALWAYS_ERROR,  // none: -2 for everything but OK
 };
 
 struct sCommand {
@@ -128,7 +132,7 @@ const sCommand COMMANDS[] = {
          std::string version;
          return getDeviceFirmwareCfgVer(fd, version);
      },
-     "AT#CFVR", 2, eErrors::CONVERTED},
+     "AT#CFVR", 2, eErrors::CMX_ONLY},
 
     {"getCSQ", on(getCSQ), "AT+CSQ", 0, eErrors::AS_IS},
     {"setCREG", setCREG, "AT+CREG=2", 0, eErrors::AS_IS},
@@ -151,7 +155,7 @@ const sCommand COMMANDS[] = {
      eErrors::CONVERTED},
     {"getDeviceSimIMSI", on(getDeviceSimIMSI), "AT+CIMI", 0, eErrors::CONVERTED},
     {"getDeviceSimId", on(getDeviceSimId), "AT+CCID?", 0, eErrors::CONVERTED},
-    {"getCpinState", on(getCpinState), "AT+CLCK=\"SC\",2", 0, eErrors::CONVERTED},
+    {"getCpinState", on(getCpinState), "AT+CLCK=\"SC\",2", 0, eErrors::CMX_ONLY},
     {"setCpinStateOn", [](int fd) { return setCpinState(fd, "1234", true); },
      "AT+CLCK=\"SC\",1,\"1234\"", 0, eErrors::CONVERTED},
     {"setCpinStateOff", [](int fd) { return setCpinState(fd, "1234", false); },
@@ -167,11 +171,11 @@ const sCommand COMMANDS[] = {
          eSimSlot slot;
          return getSimSlot(fd, slot);
      },
-     "AT#GPIO=2,2", 2, eErrors::CONVERTED},
+     "AT#GPIO=2,2", 2, eErrors::CMX_ONLY},
     {"setSimSlot1", [](int fd) { return setSimSlot(fd, eSIM_SLOT_1); },
-     "AT#GPIO=2,1,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1", 10, eErrors::CONVERTED},
+     "AT#GPIO=2,1,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1", 10, eErrors::CMX_ONLY},
     {"setSimSlot2", [](int fd) { return setSimSlot(fd, eSIM_SLOT_2); },
-     "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1", 10, eErrors::CONVERTED},
+     "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1", 10, eErrors::CMX_ONLY},
 
     {"getCGATT", on(getCGATT), "AT+CGATT?", 0, eErrors::CONVERTED},
     {"setCGATTOn", [](int fd) { return setCGATT(fd, true); }, "AT+CGATT=1", 15, eErrors::AS_IS},
@@ -184,9 +188,9 @@ const sCommand COMMANDS[] = {
      },
      "AT+CGACT?", 0, eErrors::CONVERTED},
     {"setCGACTOn", [](int fd) { return setCGACT(fd, "3", true); }, "AT+CGACT=1,3", 5,
-     eErrors::CONVERTED},
+     eErrors::EVERY},
     {"setCGACTOff", [](int fd) { return setCGACT(fd, "3", false); }, "AT+CGACT=0,3", 5,
-     eErrors::CONVERTED},
+     eErrors::EVERY},
     {"getCGPADDR",
      [](int fd) {
          std::string address;
@@ -200,11 +204,11 @@ const sCommand COMMANDS[] = {
      },
      "AT+CGCONTRDP=3", 0, eErrors::CONVERTED},
     {"setNcmModeOn", [](int fd) { return setNcmMode(fd, "3", true); }, "AT#NCM=1,3", 0,
-     eErrors::CONVERTED},
+     eErrors::EVERY},
     {"setNcmModeOff", [](int fd) { return setNcmMode(fd, "3", false); }, "AT#NCM=0,3", 0,
-     eErrors::CONVERTED},
+     eErrors::EVERY},
     {"setCgdataMode", [](int fd) { return setCgdataMode(fd, "3"); }, "AT+CGDATA=\"M-RAW_IP\",3", 0,
-     eErrors::CONVERTED},
+     eErrors::EVERY},
     {"getCGDCONT",
      [](int fd) {
          sDeviceInfo device;
@@ -212,24 +216,24 @@ const sCommand COMMANDS[] = {
      },
      "AT+CGDCONT?", 0, eErrors::AS_IS},
     {"setCGDCONT4", [](int fd) { return setCGDCONT(fd, "3", "internet", eIP_FAMILY_IPV4); },
-     "AT+CGDCONT=3,\"IPV4\",\"internet\"", 0, eErrors::CONVERTED},
+     "AT+CGDCONT=3,\"IPV4\",\"internet\"", 0, eErrors::REFUSAL},
     {"setCGDCONT6", [](int fd) { return setCGDCONT(fd, "1", "a b", eIP_FAMILY_IPV6); },
-     "AT+CGDCONT=1,\"IPV6\",\"a b\"", 0, eErrors::CONVERTED},
+     "AT+CGDCONT=1,\"IPV6\",\"a b\"", 0, eErrors::REFUSAL},
     {"setCGDCONT46", [](int fd) { return setCGDCONT(fd, "1", "", eIP_FAMILY_IPV4V6); },
-     "AT+CGDCONT=1,\"IPV4V6\",\"\"", 0, eErrors::CONVERTED},
+     "AT+CGDCONT=1,\"IPV4V6\",\"\"", 0, eErrors::REFUSAL},
     {"setCGDCONT0",
      [](int fd) { return setCGDCONT(fd, "1", "internet", static_cast<eIPvFamilyPref>(0)); },
-     "AT+CGDCONT=1,\"IPV4V6\",\"internet\"", 0, eErrors::CONVERTED},
+     "AT+CGDCONT=1,\"IPV4V6\",\"internet\"", 0, eErrors::REFUSAL},
     {"setPDPAUTH", [](int fd) { return setPDPAUTH(fd, configuration()); },
-     "AT#PDPAUTH=3,2,user,secret", 0, eErrors::CONVERTED},
+     "AT#PDPAUTH=3,2,user,secret", 0, eErrors::EVERY},
     {"setPDPAUTHOff",
      [](int fd) {
          sConfigFileOpts config;
          config.authType = ePDP_AUTH_OFF;
          return setPDPAUTH(fd, config);
      },
-     "AT#PDPAUTH=1,0,,", 0, eErrors::CONVERTED},
-    {"setIMSPDPAPN", setIMSPDPAPN, "AT#IMSPDPSET=vzwims", 0, eErrors::CONVERTED},
+     "AT#PDPAUTH=1,0,,", 0, eErrors::EVERY},
+    {"setIMSPDPAPN", setIMSPDPAPN, "AT#IMSPDPSET=vzwims", 0, eErrors::EVERY},
 
     {"setReboot", setReboot, "AT#REBOOT", 2, eErrors::CONVERTED},
     {"getWS46",
@@ -305,6 +309,9 @@ ePortReturn expected(eErrors errors, ePortReturn asIs, ePortReturn converted) {
         case eErrors::AS_IS:
             return asIs;
         case eErrors::CONVERTED:
+        case eErrors::CMX_ONLY:
+        case eErrors::REFUSAL:
+        case eErrors::EVERY:
             return converted;
         case eErrors::SUCCESS:
             return asIs == ePORT_NO_FINAL_RESULT ? asIs : ePORT_OK;
@@ -314,6 +321,37 @@ ePortReturn expected(eErrors errors, ePortReturn asIs, ePortReturn converted) {
     return asIs;
 }
 
+bool isParsed(eErrors errors, ePortReturn result) {
+    switch (errors) {
+        case eErrors::EVERY:
+            return true;
+        case eErrors::CONVERTED:
+            return result != ePORT_OK;
+        case eErrors::REFUSAL:
+            return isPortError(result);
+        case eErrors::CMX_ONLY:
+            return result >= ePORT_CMX_ERROR;
+        case eErrors::AS_IS:
+        case eErrors::SUCCESS:
+        case eErrors::ALWAYS_ERROR:
+            return false;
+    }
+    return false;
+}
+
+constexpr ePortReturn BEFORE = static_cast<ePortReturn>(77);
+
+void forgetLastError() {
+    g_s_last_cmx_error = "before";
+    g_e_last_cmx_error = BEFORE;
+}
+
+void expectLastError(eErrors errors, ePortReturn result, const char* text) {
+    const bool parsed = isParsed(errors, result);
+    EXPECT_EQ(g_e_last_cmx_error, parsed ? result : BEFORE);
+    EXPECT_EQ(g_s_last_cmx_error, parsed ? text : "before");
+}
+
 class EveryCommand : public testing::TestWithParam<sCommand> {};
 
 }  // namespace
@@ -321,7 +359,9 @@ class EveryCommand : public testing::TestWithParam<sCommand> {};
 TEST_P(EveryCommand, Ok_IsSentOnceAndReturnsOk) {
     cFakePort port;
     port.answer(OK_REPLY);
+    forgetLastError();
     EXPECT_EQ(GetParam().call(port.handle()), ePORT_OK);
+    expectLastError(GetParam().errors, ePORT_OK, "");
     EXPECT_EQ(port.written(), GetParam().command + std::string("\r"));
     EXPECT_EQ(port.elapsedMs(), 20u);
 }
@@ -329,13 +369,12 @@ TEST_P(EveryCommand, Ok_IsSentOnceAndReturnsOk) {
 TEST_P(EveryCommand, Errors_AreConvertedOrNot) {
     for (const sAnswerCase& row : ERRORS) {
         cFakePort port;
+        SCOPED_TRACE(row.reply);
         port.answer(row.reply);
-        g_s_last_cmx_error = "before";
+        forgetLastError();
         EXPECT_EQ(GetParam().call(port.handle()),
-                  expected(GetParam().errors, row.asIs, row.converted))
-            << row.reply;
-        const bool isParsed = GetParam().errors == eErrors::CONVERTED;
-        EXPECT_EQ(g_s_last_cmx_error, isParsed ? row.cmxText : "before") << row.reply;
+                  expected(GetParam().errors, row.asIs, row.converted));
+        expectLastError(GetParam().errors, row.converted, row.cmxText);
         EXPECT_EQ(port.elapsedMs(), 20u);
     }
 }
@@ -343,8 +382,10 @@ TEST_P(EveryCommand, Errors_AreConvertedOrNot) {
 TEST_P(EveryCommand, Silence_WaitsItsTimeoutAndReturnsNoFinalResult) {
     cFakePort port;
     port.silence();
+    forgetLastError();
     EXPECT_EQ(GetParam().call(port.handle()),
               expected(GetParam().errors, ePORT_NO_FINAL_RESULT, ePORT_NO_FINAL_RESULT));
+    expectLastError(GetParam().errors, ePORT_NO_FINAL_RESULT, "");
     EXPECT_EQ(port.elapsedMs(), 10u + (GetParam().timeoutS + 1) * 1000u);
     EXPECT_EQ(port.commands().size(), 1u);
 }

@@ -384,7 +384,7 @@ TEST(SetCGDCONT, Results_AreLoggedByKind) {
 
 TEST(SetCGDCONT, KnownError_IsKeptForTheReport) {
     cFakePort port;
-    port.answer("\r\n+CME ERROR: 567\r\n").silence();
+    port.answer("\r\n+CME ERROR: 567\r\n").answer(ERROR_REPLY);
     EXPECT_EQ(setCGDCONT(port.handle(), "1", "internet", eIP_FAMILY_IPV4),
               static_cast<ePortReturn>(567));
     EXPECT_EQ(g_s_last_cmx_error, "WRONG APN");
