@@ -88,8 +88,8 @@ void logFailedCommand(const char* function, const std::string& command, ePortRet
               command.c_str(), cmeText);
 }
 
-std::string responseRest(const std::string& response, const std::string& prefix) {
-    const size_t found = response.find(prefix);
+std::string responseRest(const std::string& response, const std::string& prefix, size_t from) {
+    const size_t found = response.find(prefix, from);
     if (found == std::string::npos) return "";
     const size_t begin = found + prefix.size();
     const size_t end = std::min(response.find('\n', begin), response.size());

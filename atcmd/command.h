@@ -60,8 +60,8 @@ void logFailedCommand(const char* function, const std::string& command, ePortRet
 constexpr size_t RESPONSE_LINE_MAX = 4096;
 constexpr size_t RESPONSE_LINES_MAX = 16384;
 
-// The text behind the first prefix, up to the line end.
-std::string responseRest(const std::string& response, const std::string& prefix);
+// The text behind the first prefix that stands at from or later, up to the line end.
+std::string responseRest(const std::string& response, const std::string& prefix, size_t from = 0);
 
 // The same without any white space.
 std::string responseField(const std::string& response, const std::string& prefix);

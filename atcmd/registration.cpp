@@ -37,12 +37,23 @@ const sRegistrationRow& rowOfState(int state) {
     return UNKNOWN_STATE;
 }
 
+// The fields of the answer. A report that the modem sends by itself can stand before it, with the
+// same prefix, +CREG: 1 or +CREG: 1,"CE00","00005449": it has no state in its second field.
+tokenstr answerFields(const std::string& response, const std::string& prefix) {
+    for (size_t at = response.find(prefix); at != std::string::npos;
+         at = response.find(prefix, response.find('\n', at))) {
+        tokenstr fields = splitFields(cleanWhiteSpace(responseRest(response, prefix, at)));
+        if (isNumericValue(fields[1])) return fields;
+    }
+    return {};
+}
+
 // +CEREG: 2,1,"00AF","ABCDEF01",7
 //         0 1 2      3          4   mode, state, area, cell, access technology
 void parseRegistration(const std::string& response, const std::string& prefix,
                        sNetworkInfo& network) {
-    const tokenstr fields = responseFields(response, prefix);
-    if (fields.size() < 2) return;
+    const tokenstr fields = answerFields(response, prefix);
+    if (fields.empty()) return;
     network.i_reg_mode = textToInt(fields[0]);
     network.i_reg_state = textToInt(fields[1]);
     if (fields.size() < 5) return;
@@ -93,7 +104,7 @@ ePortReturn getCIREG(int fd, sNetworkInfo& network) {
 
 // +CIREG: 0,1
 void parseCIREG(const std::string& response, sNetworkInfo& network) {
-    const tokenstr fields = responseFields(response, "+CIREG:");
+    const tokenstr fields = answerFields(response, "+CIREG:");
     if (fields.size() == 2) network.b_ims_registered = textToInt(fields[1]) != 0;
 }
 

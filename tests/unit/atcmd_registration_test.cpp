@@ -42,7 +42,8 @@ const sRegistrationCase CASES[] = {
     {" 2,1,\"00AF\",\"01\",7,0,0", 2, 1, "00AF", "01", "7"},
     {" 1", 9, 9, "area", "cell", "tech"},  // an unsolicited report
     {"", 9, 9, "area", "cell", "tech"},
-    {" x,y", 0, 0, "area", "cell", "tech"},
+    {" x,y", 9, 9, "area", "cell", "tech"},
+    {" 1,\"CE00\",\"00005449\",7", 9, 9, "area", "cell", "tech"},  // a report of mode 2
     {" 2,99999999999", 2, 2147483647, "area", "cell", "tech"},
 };
 
@@ -97,6 +98,59 @@ std::vector<std::string> logOfStates(const std::vector<int>& states, uint64_t de
 }
 
 }  // namespace
+
+// Reports that a modem sends by itself, modes 1 and 2, before the answer. The form is documented
+// (3GPP TS 27.007 section 7.2), the numbers are made up.
+TEST(ParseRegistration, ReportsBeforeTheAnswer_AreNotTheAnswer) {
+    const struct {
+        const char* prefix;
+        void (*parse)(const std::string&, sNetworkInfo&);
+    } queries[] = {{"+CREG:", parseCREG}, {"+CEREG:", parseCEREG}};
+    const char* const reports[] = {" 1",
+                                   " 1,\"CE00\",\"00005449\"",
+                                   " 5,\"CE00\",\"00005449\",7",
+                                   " 1,\"1234\",\"5678\",0",
+                                   " 1,CE00,00005449",
+                                   " 1,"};
+    for (const auto& query : queries) {
+        for (const std::string report : reports) {
+            SCOPED_TRACE(query.prefix + report);
+            const std::string line = query.prefix + report;
+            const std::string answer = query.prefix + std::string(" 2,3,\"CE01\",\"00005450\",7");
+            const std::vector<std::string> responses = {
+                line + "\r\n" + modemReply({answer}), modemReply({line, line, answer}),
+                modemReply({line + " ", "RING", answer}), modemReply({answer, line})};
+            for (const std::string& response : responses) {
+                sNetworkInfo network = usedNetwork();
+                query.parse(response, network);
+                EXPECT_EQ(network.i_reg_mode, 2) << response;
+                EXPECT_EQ(network.i_reg_state, 3) << response;
+                EXPECT_EQ(network.s_reg_area, "CE01") << response;
+                EXPECT_EQ(network.s_reg_cell, "00005450") << response;
+            }
+        }
+    }
+}
+
+TEST(ParseCIREG, ReportBeforeTheAnswer_IsNotTheAnswer) {
+    for (const std::string report : {"+CIREG: 1", "+CIREG: 1,\"5\""}) {
+        sNetworkInfo network;
+        parseCIREG(modemReply({report, "+CIREG: 2,1"}), network);
+        EXPECT_TRUE(network.b_ims_registered) << report;
+        parseCIREG(modemReply({report, "+CIREG: 2,0"}), network);
+        EXPECT_FALSE(network.b_ims_registered) << report;
+    }
+}
+
+// A line of nothing but prefixes is looked at once, not once a prefix.
+TEST(ParseCREG, LongLineOfPrefixes_EndsSoon) {
+    std::string line;
+    while (line.size() < size_t{1} << 20)
+        line += "+CREG:";
+    sNetworkInfo network = usedNetwork();
+    parseCREG(modemReply({line, "+CREG: 0,1"}), network);
+    EXPECT_EQ(network.i_reg_state, 1);
+}
 
 TEST(ParseCREG, Lines_GiveModeStateAndPlace) {
     expectParsed(parseCREG, "+CREG");
