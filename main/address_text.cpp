@@ -30,10 +30,14 @@ bool isIPv4(const std::string& text) {
     return inet_addr(text.c_str()) != INADDR_NONE;
 }
 
-// With its leading zeros: they go when the address is compressed.
+// 32, 1 -> "2001"; 0, 1 -> "01"; 1, 0 -> "100"; 0, 0 -> "0".
 std::string ipv6Group(int high, int low) {
+    if (high == 0 && low == 0) return "0";
     char text[32];
-    snprintf(text, sizeof text, "%x%02x", static_cast<unsigned>(high), static_cast<unsigned>(low));
+    int length = 0;
+    if (high != 0) length = snprintf(text, sizeof text, "%x", static_cast<unsigned>(high));
+    snprintf(text + length, sizeof text - static_cast<size_t>(length), "%02x",
+             static_cast<unsigned>(low));
     return text;
 }
 

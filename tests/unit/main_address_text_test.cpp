@@ -130,6 +130,27 @@ TEST(ConvertIPv6IpMaskdotToHex, BadMask_ClearsBoth) {
               1u);
 }
 
+TEST(ConvertIPv6IpDotToHex, Groups_HaveNoLeadingZeroOfTheHighOctet) {
+    const struct {
+        const char* octets;
+        const char* group;
+    } cases[] = {
+        {"0.0", "0"},       {"0.1", "01"},       {"0.15", "0f"},   {"0.16", "10"},
+        {"0.255", "ff"},    {"1.0", "100"},      {"15.9", "f09"},  {"16.0", "1000"},
+        {"255.16", "ff10"}, {"255.255", "ffff"}, {"0.300", "12c"},
+    };
+    const std::string bad = ".99999.0.1.1.1.1.1.1.1.1.1.1.1.1";
+    for (const auto& row : cases) {
+        const cLogMode mode;
+        std::string address;
+        EXPECT_EQ(convertIPv6IpDotToHex(row.octets + bad, address), -1);
+        EXPECT_EQ(logCount("ERROR: compressIPv6Address(): IPV6 Addr " + std::string(row.group) +
+                           ":1869f00:101:101:101:101:101:101 is not a valid format"),
+                  1u)
+            << row.octets;
+    }
+}
+
 TEST(ConvertIPv6IpDotToHex, Octets_BecomeGroups) {
     const struct {
         const char* dotted;
