@@ -9,6 +9,9 @@
 namespace {
 
 constexpr int LTE_FIELDS = 16;
+constexpr int LTE_TX_POWER = 7;
+constexpr int LTE_CELL = 11;
+constexpr int LTE_IMSI = 12;
 constexpr int LTE_FIELDS_WITH_TIMERS = 18;
 constexpr int WCDMA_FIELDS = 19;
 constexpr int WCDMA_FIELDS_PER_CELL = 3;
@@ -31,7 +34,7 @@ const sTextField LTE_TEXTS[] = {
     {5, &sNetworkInfo::s_lac},
     {5, &sNetworkInfo::s_lac_tac},
     {6, &sNetworkInfo::s_rac},
-    {7, &sNetworkInfo::s_tx_power},
+    {LTE_TX_POWER, &sNetworkInfo::s_tx_power},
     {8, &sNetworkInfo::s_drx},
     {14, &sNetworkInfo::s_service_domain},
     {15, &sNetworkInfo::s_band},
@@ -73,6 +76,37 @@ void storeStatesAndCell(const tokenstr& fields, size_t mm, size_t cell, sNetwork
     network.s_cell_id = stringHexToStringDecimal(network.s_cell_id_hex);
     network.s_imsi = modemText(cleanNonNumeric(fields[cell + 1]));
     network.s_network_name = modemText(cleanCharsFromString(fields[cell + 2], "\""));
+}
+
+bool isQuotedNumber(const std::string& field) {
+    const std::string text = cleanBeginEndWhiteSpace(field);
+    return text.size() > 2 && text.front() == '"' && text.back() == '"' &&
+           isStringNumeric(text.substr(1, text.size() - 2));
+}
+
+// Newer modules of the family (LE910C1) write one field for RAC and transmit power, so that all
+// behind it stand one place earlier, and SINR last:
+// "286 01",1795,-101,-67,-15,2242,,128,3,1,0B5D121,"286010000000008","Turkcell",3,3,108
+//  0       1    2    3   4   5    6 7  8 9 10       11                12        13 14 15
+// Only the place of the IMSI tells them apart.
+bool lacksTransmitPower(const tokenstr& fields) {
+    return isQuotedNumber(fields[LTE_IMSI - 1]) && !isQuotedNumber(fields[LTE_IMSI]);
+}
+
+tokenstr withTransmitPower(const tokenstr& fields) {
+    std::vector<std::string> moved(fields.begin(), fields.end());
+    moved.insert(moved.begin() + LTE_TX_POWER, "");
+    moved.resize(LTE_FIELDS);
+    return tokenstr(std::move(moved));
+}
+
+void storeLteFields(const tokenstr& fields, sNetworkInfo& network) {
+    parsePlmn(fields[0], network);
+    storeTexts(fields, LTE_TEXTS, network);
+    storeStatesAndCell(fields, 9, LTE_CELL, network);
+    if (fields.size() < LTE_FIELDS_WITH_TIMERS) return;
+    network.i_t3402 = textToInt(fields[16]);
+    network.i_t3412 = textToInt(fields[17]);
 }
 
 void storeActiveSet(const tokenstr& fields, sNetworkInfo& network) {
@@ -197,21 +231,17 @@ void parseLteNetworkStatus(const std::string& line, sNetworkInfo& network) {
     const tokenstr fields = splitFields(line);
     if (fields.size() < LTE_FIELDS)
         return logShortLine(__func__, LTE_FIELDS, " or higher", "", fields.size(), line);
-    parsePlmn(fields[0], network);
-    storeTexts(fields, LTE_TEXTS, network);
-    storeStatesAndCell(fields, 9, 11, network);
-    if (fields.size() < LTE_FIELDS_WITH_TIMERS) return;
-    network.i_t3402 = textToInt(fields[16]);
-    network.i_t3412 = textToInt(fields[17]);
+    if (lacksTransmitPower(fields))
+        storeLteFields(withTransmitPower(fields), network);
+    else
+        storeLteFields(fields, network);
 }
 
-// "204 04",10564,176,-1.5,-64,-62,00AF,FF,-19,64,19,4,2,000,2DDBDAB,"204040000000000","vodafone
-// NL",3,1,...
-//  0 PLMN  1     2   3    4   5   6    7  8   9  10 11 12 13 14     15 IMSI          16         17
-//  18
-// 1 UARFCN, 2 PSC, 3 Ec/Io, 4 RSCP, 5 RSSI, 6 LAC, 7 RAC, 8 TX power, 9 DRX, 10 MM, 11 RRC, 12 NOM,
-// 13 BLER, 14 cell, 16 network, 17 service domain, 18 number of active-set cells, then channel,
-// scrambling code and Ec/Io of each
+// "204 04",10564,176,-1.5,-64,-62,00AF,FF,-19,64,19, 4, 2,000,2DDBDAB,"204040000000000","x", 3, 1
+//  0       1     2   3    4   5   6    7  8   9  10 11 12 13  14       15                16 17 18
+// 0 PLMN, 1 UARFCN, 2 PSC, 3 Ec/Io, 4 RSCP, 5 RSSI, 6 LAC, 7 RAC, 8 TX power, 9 DRX, 10 MM, 11 RRC,
+// 12 NOM, 13 BLER, 14 cell, 15 IMSI, 16 network, 17 service domain, 18 number of active-set cells,
+// then channel, scrambling code and Ec/Io of each
 void parseWcdmaNetworkStatus(const std::string& line, sNetworkInfo& network) {
     const tokenstr fields = splitFields(line);
     if (fields.size() < WCDMA_FIELDS)

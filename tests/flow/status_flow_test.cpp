@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "atcmd/radio_status.h"
 #include "include/options.h"
 #include "statemachine/polling.h"
 #include "statemachine/status_files.h"
@@ -204,6 +205,26 @@ TEST_F(Status, LteCell_FillsSummaryAndLteKeysAlike) {
         {"_CREG_REGISTERED", "1"},
         {"_QMI_CALL_FORMAT_TIME", "1D 1H 1M 1S"},
         {"_SIM_CONT_APN0", "1:broadband"}};
+    for (const auto& [key, value] : expected)
+        EXPECT_EQ(valueOf(list, key), value) << key;
+}
+
+// Recorded: LE910C1-EUX, with a test IMSI.
+TEST_F(Status, LteCellOfANewerModule_ShowsItsBandAndItsCell) {
+    device.network.e_psnt_service_type = ePS_NET_LTE;
+    parseModemNetworkStatus(
+        "#RFSTS: \"286 01\",1795,-101,-67,-15,2242,,128,3,1,0B5D121,\"286010000000008\","
+        "\"Turkcell\",3,3,108\r\n",
+        device.network);
+    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const std::pair<const char*, const char*> expected[] = {
+        {"_CARRIER_PLMN", "28601"},       {"_BAND", "3"},
+        {"_CURRENT_RSSI", "-67"},         {"_CURRENT_RSRQ", "-15"},
+        {"_CURRENT_RSRP", "-101"},        {"_CURRENT_TXPWR", ""},
+        {"_CURRENT_DRX", "128"},          {"_CURRENT_MM_E", "3"},
+        {"_CURRENT_RRC_E", "1"},          {"_SERVSYS_CELL_ID_HEX", "0B5D121"},
+        {"_SERVSYS_CELL_ID", "11915553"}, {"_CURRENT_TAC", "2242"},
+        {"_SERVICE_DOMAIN", "3"}};
     for (const auto& [key, value] : expected)
         EXPECT_EQ(valueOf(list, key), value) << key;
 }

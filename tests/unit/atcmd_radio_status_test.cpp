@@ -15,6 +15,10 @@ namespace {
 const std::string LTE_LINE =
     "\"310 410\",2225,-116,-86,-8,700D,1,,128,19,0,00001D7,\"310410000000002\",\"AT&T\",3,4";
 
+// Recorded: LE910C1-EUX, with a test IMSI. RAC and transmit power share one empty field; SINR last.
+const std::string LTE_LINE_WITH_SINR =
+    "\"286 01\",1795,-101,-67,-15,2242,,128,3,1,0B5D121,\"286010000000008\",\"Turkcell\",3,3,108";
+
 const std::string WCDMA_LINE =
     "\"204 04\",10564,176,-1.5,-64,-62,00AF,FF,-19,128,24,4,2,000,2DDBDAB,\"204040000000000\","
     "\"vodafone NL\",3,0";
@@ -225,16 +229,61 @@ TEST(ParseModemNetworkStatus, LteTimers_NeedEighteenFields) {
     EXPECT_EQ(network.i_t3412, 3240);
 }
 
-// Recorded: LE910C1-EUX, one field fewer in front and one more behind. It does no harm.
-TEST(ParseModemNetworkStatus, LteLineOfAnotherModule_IsTakenByPosition) {
-    const sNetworkInfo network = parsedStatus(
-        4,
-        "\"286 01\",1795,-101,-67,-15,2242,,128,3,1,0B5D121,\"286010000000008\",\"Turkcell\",3,3,"
-        "108");
+TEST(ParseModemNetworkStatus, LteLineWithoutTransmitPower_FillsTheCell) {
+    const sNetworkInfo network = parsedStatus(4, LTE_LINE_WITH_SINR);
     EXPECT_EQ(network.s_plmn, "28601");
+    EXPECT_EQ(network.s_channel, "1795");
+    EXPECT_EQ(network.s_rsrp, "-101");
+    EXPECT_EQ(network.s_rssi, "-67");
+    EXPECT_EQ(network.s_lte_rssi, "-67");
     EXPECT_EQ(network.s_rsrq, "-15");
-    EXPECT_EQ(network.s_band, "108");
-    expectBounded(network);
+    EXPECT_EQ(network.s_tac, "2242");
+    EXPECT_EQ(network.s_rac, "");
+    EXPECT_EQ(network.s_tx_power, "");
+    EXPECT_EQ(network.s_drx, "128");
+    EXPECT_EQ(network.i_mm, 3);
+    EXPECT_EQ(network.s_mm, "3");
+    EXPECT_EQ(network.i_rrc, 1);
+    EXPECT_EQ(network.s_rrc, "1");
+    EXPECT_EQ(network.s_cell_id_hex, "0B5D121");
+    EXPECT_EQ(network.s_cell_id, "11915553");
+    EXPECT_EQ(network.s_imsi, "286010000000008");
+    EXPECT_EQ(network.s_network_name, "Turkcell");
+    EXPECT_EQ(network.s_service_domain, "3");
+    EXPECT_EQ(network.s_band, "3");
+}
+
+TEST(ParseModemNetworkStatus, LteLineWithoutTransmitPower_HasNoTimers) {
+    const sNetworkInfo network = parsedStatus(4, LTE_LINE_WITH_SINR + ",720,3240");
+    EXPECT_EQ(network.s_band, "3");
+    EXPECT_EQ(network.i_t3402, 0);
+    EXPECT_EQ(network.i_t3412, 0);
+}
+
+// Only an IMSI in the twelfth place moves the fields: whatever else is odd, they stay where the
+// family's first modules have them.
+TEST(ParseModemNetworkStatus, PlaceOfTheImsi_DecidesWhereTheBandIs) {
+    const struct {
+        const char* twelfth;
+        const char* thirteenth;
+        const char* band;
+    } cases[] = {
+        {"00001D7", "\"310410000000002\"", "16th"},
+        {"\"310410000000002\"", "\"AT&T\"", "15th"},
+        {" \"310410000000002\" ", "\"\"", "15th"},
+        {"\"310410000000002\"", "", "15th"},
+        {"\"00001\"", "\"310410000000002\"", "16th"},
+        {"\"\"", "\"\"", "16th"},
+        {"00001", "\"AT&T\"", "16th"},
+        {"\"00001D7\"", "\"AT&T\"", "16th"},
+        {"\"", "\"", "16th"},
+        {"00001D7", "", "16th"},
+    };
+    for (const auto& row : cases) {
+        const std::string line = std::string("\"310 410\",2225,-116,-86,-8,700D,1,,128,19,0,") +
+                                 row.twelfth + "," + row.thirteenth + ",14th,15th,16th";
+        EXPECT_EQ(parsedStatus(4, line).s_band, row.band) << line;
+    }
 }
 
 TEST(ParseModemNetworkStatus, ShortLines_AreLoggedAndIgnored) {
@@ -386,6 +435,7 @@ TEST(ParseModemNetworkStatus, GsmLines_AreNotKept) {
 TEST(ParseModemNetworkStatus, DamagedReplies_DoNoHarm) {
     const cLogMode mode;
     tortureStatus(4, LTE_LINE + ",720,3240");
+    tortureStatus(4, LTE_LINE_WITH_SINR);
     tortureStatus(2, wcdmaLine("2", 2));
     tortureStatus(0, "\"204 04\",1020,-63,00DE");
     clearCapturedLog();
