@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cinttypes>
 #include <cstdlib>
 
@@ -159,11 +160,10 @@ std::string removeEvery(std::string text, const std::string& part) {
     return text;
 }
 
-// Raw values go into AT commands as they are. CR and LF would end the command there and begin
-// another, Ctrl-Z and ESC end text input, NUL cuts.
-bool breaksCommand(const std::string& value) {
-    constexpr char BREAKERS[] = {'\0', '\r', '\n', '\x1a', '\x1b'};
-    return value.find_first_of(BREAKERS, 0, sizeof BREAKERS) != std::string::npos;
+const char* allowedFor(const std::string& key) {
+    for (const sConfigKey& row : configKeys())
+        if (key == row.name) return row.accepted;
+    return "";
 }
 
 bool isManualOperatorMode(const std::string& mode) {
@@ -224,11 +224,25 @@ void cConfigReader::getConfigOptionApn2(const std::string& key, const std::strin
     storeApn(key, value, opts.apn2);
 }
 
+// Raw values go into AT commands as they are. CR and LF would end the command there and begin
+// another, Ctrl-Z and ESC end text input, NUL cuts, and a tab is invisible in an editor. The value
+// is not shown: it may be a password.
+bool cConfigReader::hasControlCharacter(const std::string& key, const std::string& value) {
+    const auto found = std::find_if(value.begin(), value.end(), isControlCharacter);
+    if (found == value.end()) return false;
+    notice(
+        "Error: Config option %s has a control character (0x%02X, character %d of %d), allowed: %s",
+        key.c_str(), static_cast<unsigned char>(*found),
+        static_cast<int>(found - value.begin()) + 1, static_cast<int>(value.size()),
+        allowedFor(key));
+    return true;
+}
+
 // Judged lowered and trimmed, stored as written: an APN keeps its case and its blanks. White space
 // other than blanks would be trimmed off before it is judged, so it is looked for in the raw text.
 void cConfigReader::storeApn(const std::string& key, const std::string& value, std::string& apn) {
     const std::string judged = stringLower(cleanBeginEndWhiteSpace(value));
-    if (!apnValidFormat(judged) || breaksCommand(value)) {
+    if (hasControlCharacter(key, value) || !apnValidFormat(judged)) {
         apn.clear();
         notice("Error:  The APN '%s' is not valid", value.c_str());
         return;
@@ -307,8 +321,7 @@ void cConfigReader::getConfigOptionUser(const std::string& key, const std::strin
         notice("Config option %s is empty, ignoring", key.c_str());
         return;
     }
-    if (breaksCommand(value)) {
-        notice("Config option %s contains control characters, ignoring", key.c_str());
+    if (hasControlCharacter(key, value)) {
         opts.username.clear();
         return;
     }
@@ -329,8 +342,7 @@ void cConfigReader::getConfigOptionPassword(const std::string& key, const std::s
     if (value.empty()) return;
     if (opts.username.empty()) {
         notice("Config option %s is empty, not using %s", CM_USERNAME, CM_PASSWORD);
-    } else if (breaksCommand(value)) {
-        notice("Config option %s contains control characters", key.c_str());
+    } else if (hasControlCharacter(key, value)) {
         notice(" - ignoring Username/Password settings");
     } else if (value.size() > CREDENTIAL_MAX) {
         notice("Config option %s='%s' is too long, max length is %d", key.c_str(), value.c_str(),
@@ -415,14 +427,8 @@ void cConfigReader::getConfigOptionOperator(const std::string& key, const std::s
                                             sConfigFileOpts& opts) {
     trace(__func__);
     if (!isManualOperatorMode(opts.operatorMode)) return;
-    if (value.empty()) {
+    if (value.empty() || hasControlCharacter(key, value)) {
         notice("Config option %s is empty/invalid, Operator Selection set to Auto Mode",
-               key.c_str());
-        opts.operatorMode = OPERATOR_AUTO;
-        return;
-    }
-    if (breaksCommand(value)) {
-        notice("Config option %s contains control characters, Operator Selection set to Auto Mode",
                key.c_str());
         opts.operatorMode = OPERATOR_AUTO;
         return;

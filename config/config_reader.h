@@ -115,6 +115,7 @@ class cConfigReader {
     void checkManualBands(sConfigFileOpts& opts);
 
     int choose(const std::string& key, const std::string& value, const sConfigChoice* choices);
+    bool hasControlCharacter(const std::string& key, const std::string& value);
     void storeApn(const std::string& key, const std::string& value, std::string& apn);
     void selectOperatorNumber(const std::string& key, const std::string& value,
                               sConfigFileOpts& opts);

@@ -54,6 +54,9 @@ std::string getMd5(const std::string& text);
 // would make an option of it, and in paths.
 bool isInterfaceName(const std::string& name);
 
+// Of ASCII: below the blank, and DEL.
+bool isControlCharacter(char c);
+
 // Removes control characters, so that a text from outside cannot forge a line; each becomes a
 // blank.
 std::string blankControlCharacters(const std::string& text);

@@ -7,6 +7,7 @@
 #include <openssl/md5.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -99,11 +100,13 @@ bool isInterfaceName(const std::string& name) {
            name.front() != '-' && name.find_first_not_of(INTERFACE_CHARACTERS) == std::string::npos;
 }
 
+bool isControlCharacter(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7f;
+}
+
 std::string blankControlCharacters(const std::string& text) {
     std::string clean = text;
-    for (char& c : clean) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7f) c = ' ';
-    }
+    std::replace_if(clean.begin(), clean.end(), isControlCharacter, ' ');
     return clean;
 }

@@ -47,11 +47,33 @@ void checkIntCases(tConfigOption option, const std::string& key,
     }
 }
 
-std::string withControlCharacter(char breaker) {
-    return std::string("ab") + breaker + "cd";
+std::string withControlCharacter(char control) {
+    return std::string("ab") + control + "cd";
 }
 
-const std::string BREAKERS("\0\r\n\x1a\x1b", 5);
+// All of them, tab and DEL among them.
+std::string controlCharacters() {
+    std::string all("\x7f");
+    for (char control = 0; control < ' '; ++control)
+        all += control;
+    return all;
+}
+
+const std::string CONTROL_CHARACTERS = controlCharacters();
+
+// What is logged of withControlCharacter.
+std::string controlLine(const std::string& key, char control, const std::string& allowed) {
+    char code[8];
+    snprintf(code, sizeof code, "0x%02X", static_cast<unsigned char>(control));
+    return "Error: Config option " + key + " has a control character (" + code +
+           ", character 3 of 5), allowed: " + allowed;
+}
+
+constexpr const char* APN_ALLOWED = "1 to 104 letters, digits, blanks and .-_!";
+constexpr const char* CREDENTIAL_ALLOWED =
+    "1 to 63 characters, no tabs or other control characters";
+constexpr const char* OPERATOR_ALLOWED =
+    "5 or 6 digits, or a name of 1 to 28 characters, no tabs or other control characters";
 
 }  // namespace
 
@@ -154,7 +176,7 @@ TEST(ConfigEnableInterface, EveryValue_SetsSwitchAndDirective) {
 
 TEST(ConfigApn, ValidApn_IsStoredAsWritten) {
     for (const std::string value :
-         {"internet", "Internet.GPRS", "  Two Words ", "a-b_c!9", "\tinternet\t", "x"}) {
+         {"internet", "Internet.GPRS", "  Two Words ", "a-b_c!9", "x"}) {
         const sOptionRun first(&cConfigReader::getConfigOptionApn, "CM_APN", value);
         EXPECT_EQ(first.opts.apn, value);
         EXPECT_EQ(first.opts.apn2, "");
@@ -206,17 +228,26 @@ TEST(ConfigApn, InvalidApn_IsLogged) {
 }
 
 TEST(ConfigApn, ControlCharacterAtTheEdge_IsRefusedAlthoughTrimmed) {
-    for (const std::string value : {"\rath0", "internet\r", "\ninternet", "internet\n"}) {
+    for (const std::string value : {"\rath0", "internet\r", "\ninternet", "internet\n",
+                                    "\tinternet", "internet\t", "\vinternet", "internet\f"}) {
         const sOptionRun run(&cConfigReader::getConfigOptionApn, "CM_APN", value);
         EXPECT_EQ(run.opts.apn, "");
-        EXPECT_EQ(run.lines.size(), 1U);
-        EXPECT_EQ(run.lines[0].find_first_of("\r\n"), std::string::npos);
+        ASSERT_EQ(run.lines.size(), 2U);
+        EXPECT_EQ(run.lines[0].find("Error: Config option CM_APN has a control character (0x0"),
+                  0U);
+        EXPECT_EQ(run.lines[1].find("Error:  The APN '"), 0U);
+        EXPECT_EQ(run.lines[1].find_first_of("\r\n\t\v\f"), std::string::npos);
     }
-    for (const char breaker : BREAKERS) {
-        EXPECT_EQ(
-            sOptionRun(&cConfigReader::getConfigOptionApn, "CM_APN", withControlCharacter(breaker))
-                .opts.apn,
-            "");
+}
+
+TEST(ConfigApn, ControlCharacter_IsRefusedAndNamed) {
+    for (const char control : CONTROL_CHARACTERS) {
+        const sOptionRun run(&cConfigReader::getConfigOptionApn2, "CM_APN2",
+                             withControlCharacter(control));
+        EXPECT_EQ(run.opts.apn2, "") << int{control};
+        const std::string shown = control == 0 ? "ab" : "ab cd";  // a log line ends at NUL
+        EXPECT_EQ(run.lines, (tLines{controlLine("CM_APN2", control, APN_ALLOWED),
+                                     "Error:  The APN '" + shown + "' is not valid"}));
     }
 }
 
@@ -431,12 +462,11 @@ TEST(ConfigUser, TooLongName_IsCleared) {
 TEST(ConfigUser, ControlCharacter_IsClearedAndNotLogged) {
     sConfigFileOpts before;
     before.username = "before";
-    for (const char breaker : BREAKERS) {
+    for (const char control : CONTROL_CHARACTERS) {
         const sOptionRun run(&cConfigReader::getConfigOptionUser, "CM_USERNAME",
-                             withControlCharacter(breaker), before);
-        EXPECT_EQ(run.opts.username, "") << int{breaker};
-        EXPECT_EQ(run.lines,
-                  tLines{"Config option CM_USERNAME contains control characters, ignoring"});
+                             withControlCharacter(control), before);
+        EXPECT_EQ(run.opts.username, "") << int{control};
+        EXPECT_EQ(run.lines, tLines{controlLine("CM_USERNAME", control, CREDENTIAL_ALLOWED)});
     }
 }
 
@@ -487,12 +517,12 @@ TEST(ConfigPassword, ControlCharacter_ClearsBothAndIsNotLogged) {
     sConfigFileOpts before;
     before.username = "user";
     before.password = "before";
-    for (const char breaker : BREAKERS) {
+    for (const char control : CONTROL_CHARACTERS) {
         const sOptionRun run(&cConfigReader::getConfigOptionPassword, "CM_PASSWORD",
-                             withControlCharacter(breaker), before);
+                             withControlCharacter(control), before);
         EXPECT_EQ(run.opts.username, "");
         EXPECT_EQ(run.opts.password, "");
-        EXPECT_EQ(run.lines, (tLines{"Config option CM_PASSWORD contains control characters",
+        EXPECT_EQ(run.lines, (tLines{controlLine("CM_PASSWORD", control, CREDENTIAL_ALLOWED),
                                      " - ignoring Username/Password settings"}));
     }
 }
@@ -700,12 +730,13 @@ TEST(ConfigOperator, EmptyOrTooLong_GivesAutomaticMode) {
 }
 
 TEST(ConfigOperator, ControlCharacter_GivesAutomaticModeAndIsNotLogged) {
-    for (const char breaker : BREAKERS) {
-        const sOptionRun run = readOperator("1", withControlCharacter(breaker));
+    for (const char control : CONTROL_CHARACTERS) {
+        const sOptionRun run = readOperator("1", withControlCharacter(control));
         EXPECT_EQ(run.opts.operatorMode, "0");
         EXPECT_EQ(run.opts.operatorName, "");
-        EXPECT_EQ(run.lines, tLines{"Config option CM_OPERATOR contains control characters, "
-                                    "Operator Selection set to Auto Mode"});
+        EXPECT_EQ(run.lines, (tLines{controlLine("CM_OPERATOR", control, OPERATOR_ALLOWED),
+                                     "Config option CM_OPERATOR is empty/invalid, Operator "
+                                     "Selection set to Auto Mode"}));
     }
 }
 
