@@ -17,6 +17,9 @@ enum class eConfigRead {
     RAW,      // as written
 };
 
+// Lists of bands are read in manual mode only, and judged together after the last.
+enum class eConfigBands { NO_LIST, LIST, LAST };
+
 // Judges the value of a key, logs the outcome and stores it.
 using tConfigOption = void (cConfigReader::*)(const std::string& key, const std::string& value,
                                               sConfigFileOpts& opts);
@@ -25,6 +28,7 @@ using tConfigOption = void (cConfigReader::*)(const std::string& key, const std:
 struct sConfigKey {
     const char* name;
     eConfigRead read;
+    eConfigBands bands;
     tConfigOption option;
     const char* defaultText;  // what applies without the key, as it would be written
     const char* accepted;     // for people

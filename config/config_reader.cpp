@@ -119,14 +119,13 @@ std::string cConfigReader::getValue(const std::string& key, const cTextLookupTab
 
 void cConfigReader::applyKeys(const cTextLookupTable& table, sConfigFileOpts& opts) {
     for (const sConfigKey& key : configKeys()) {
-        const bool isBand3g = key.option == &cConfigReader::getConfigOptionBand3g;
-        const bool isBand4g = key.option == &cConfigReader::getConfigOptionBand4g;
-        if ((isBand3g || isBand4g) && opts.bandMode != eBAND_MODE_MANUAL) continue;
+        const bool isBandList = key.bands != eConfigBands::NO_LIST;
+        if (isBandList && opts.bandMode != eBAND_MODE_MANUAL) continue;
         startKey(key);
         const std::string value =
             key.read == eConfigRead::RAW ? getRawValue(key.name, table) : getValue(key.name, table);
         (this->*key.option)(key.name, value, opts);
-        if (isBand4g) checkManualBands(opts);
+        if (key.bands == eConfigBands::LAST) checkManualBands(opts);
     }
 }
 
