@@ -1,12 +1,14 @@
 #ifndef INCLUDE_SIGNAL_FLAGS_H
 #define INCLUDE_SIGNAL_FLAGS_H
 
-// Raised by the signal handlers, looked at by the main loop.
-extern volatile bool b_got_sigint;
-extern volatile bool b_got_sigterm;
-extern volatile bool b_got_sighup;
-extern volatile bool b_got_sigusr1;
-extern volatile bool b_got_sigusr2;
+#include <csignal>
+
+// Raised by the signal handlers, looked at by the main loop. Of the type that a handler may write.
+extern volatile std::sig_atomic_t b_got_sigint;
+extern volatile std::sig_atomic_t b_got_sigterm;
+extern volatile std::sig_atomic_t b_got_sighup;
+extern volatile std::sig_atomic_t b_got_sigusr1;
+extern volatile std::sig_atomic_t b_got_sigusr2;
 
 void signalHandlerSIGINT(int signal);
 void signalHandlerSIGTERM(int signal);

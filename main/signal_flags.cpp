@@ -1,23 +1,23 @@
 #include "include/signal_flags.h"
 
-volatile bool b_got_sigint = false;
-volatile bool b_got_sigterm = false;
-volatile bool b_got_sighup = false;
-volatile bool b_got_sigusr1 = false;
-volatile bool b_got_sigusr2 = false;
+volatile std::sig_atomic_t b_got_sigint = 0;
+volatile std::sig_atomic_t b_got_sigterm = 0;
+volatile std::sig_atomic_t b_got_sighup = 0;
+volatile std::sig_atomic_t b_got_sigusr1 = 0;
+volatile std::sig_atomic_t b_got_sigusr2 = 0;
 
 void signalHandlerSIGINT(int) {
-    b_got_sigint = true;
+    b_got_sigint = 1;
 }
 void signalHandlerSIGTERM(int) {
-    b_got_sigterm = true;
+    b_got_sigterm = 1;
 }
 void signalHandlerSIGHUP(int) {
-    b_got_sighup = true;
+    b_got_sighup = 1;
 }
 void signalHandlerSIGUSR1(int) {
-    b_got_sigusr1 = true;
+    b_got_sigusr1 = 1;
 }
 void signalHandlerSIGUSR2(int) {
-    b_got_sigusr2 = true;
+    b_got_sigusr2 = 1;
 }

@@ -51,7 +51,7 @@ TEST_F(StateMachine, ConnectedSession_IsPolledAndPublished) {
 }
 
 class StateMachineSignal : public StateMachine,
-                           public ::testing::WithParamInterface<volatile bool*> {};
+                           public ::testing::WithParamInterface<volatile std::sig_atomic_t*> {};
 
 TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence) {
     startOnTerminal();

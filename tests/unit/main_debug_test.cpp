@@ -105,7 +105,7 @@ TEST(TraceEntry, CategoryOn_NamesTheFunction) {
 TEST(SignalHandlers, EachOne_RaisesItsOwnFlagOnly) {
     struct sHandlerCase {
         void (*handler)(int);
-        volatile bool* flag;
+        volatile std::sig_atomic_t* flag;
         int signal;
     };
     const sHandlerCase cases[] = {
@@ -121,7 +121,7 @@ TEST(SignalHandlers, EachOne_RaisesItsOwnFlagOnly) {
         raise(row.signal);
         signal(row.signal, before);
         for (const sHandlerCase& other : cases)
-            EXPECT_EQ(*other.flag, &other == &row);
+            EXPECT_EQ(*other.flag != 0, &other == &row);
         *row.flag = false;
     }
 }
