@@ -189,8 +189,9 @@ void parseModemPsNetType(const std::string& response, sNetworkInfo& network) {
     if (text.empty()) return;
     debug(eLOG_RADIO_DETAIL, g_i_debugMode, "%s(): Match '%s' from '%s'", __func__, text.c_str(),
           response.c_str());
-    const tokenstr fields = splitFields(cleanWhiteSpace(text));
-    if (fields.size() == 1) logShortLine(__func__, 2, "+", "text ", fields.size(), text);
+    const std::string line = cleanWhiteSpace(text);
+    const tokenstr fields = splitFields(line);
+    if (fields.size() == 1) logShortLine(__func__, 2, "+", "text ", fields.size(), line);
     if (fields.size() < 2) return;
     network.e_psnt_service_type = static_cast<ePS_NET_TYPE>(textToInt(fields[1]));
     network.s_psnt_service_type = mapText(telitNetType_Map, network.e_psnt_service_type);

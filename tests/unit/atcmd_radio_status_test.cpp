@@ -159,12 +159,15 @@ TEST(ParseModemPsNetType, Lines_GiveTypeAndHspa) {
 }
 
 TEST(ParseModemPsNetType, OneField_IsLoggedAsTooShort) {
-    const cLogMode mode;
-    sNetworkInfo network;
-    parseModemPsNetType("#PSNT: 4\n", network);
-    EXPECT_EQ(capturedLog(), std::vector<std::string>{
-                                 "parseModemPsNetType(): Error: Did not find the expected number "
-                                 "of tokens. Expected 2+, found 1 from text ' 4'"});
+    for (const char* response : {"#PSNT: 4\n", "#PSNT: 4\r\n", "#PSNT:\t4 \r\r\n"}) {
+        const cLogMode mode;
+        sNetworkInfo network;
+        parseModemPsNetType(response, network);
+        EXPECT_EQ(capturedLog(),
+                  std::vector<std::string>{"parseModemPsNetType(): Error: Did not find the "
+                                           "expected number of tokens. Expected 2+, found 1 from "
+                                           "text '4'"});
+    }
 }
 
 TEST(ParseModemPsNetType, NoLineOrNothingOnIt_LogsNothing) {
