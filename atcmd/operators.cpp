@@ -9,6 +9,11 @@ constexpr unsigned OPERATOR_LIST_TIMEOUT_S = 10;
 // Several times the longest list of a modem.
 constexpr size_t OPERATOR_LIST_MAX = 8192;
 
+// A blank inside the quotes belongs to the name.
+std::string trimmedThenUnquoted(const std::string& text) {
+    return modemText(cleanCharsFromString(cleanBeginEndWhiteSpace(text), "\""));
+}
+
 }  // namespace
 
 ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
@@ -50,8 +55,8 @@ void parseCarrierList(const std::string& response) {
         if (telitCarrier_list_Map.size() >= OPERATOR_LIST_MAX) return;
         const tokenstr fields = splitFields(cleanBeginEndWhiteSpace(rest));
         if (fields.size() != 2) continue;
-        const std::string plmn = unquotedText(fields[0]);
-        const std::string name = unquotedText(fields[1]);
+        const std::string plmn = trimmedThenUnquoted(fields[0]);
+        const std::string name = trimmedThenUnquoted(fields[1]);
         debug(eLOG_AT_DETAIL, g_i_debugMode, "%s() adding telitCarrier_list_Map[%s]='%s'",
               "getCarrierList", plmn.c_str(), name.c_str());
         telitCarrier_list_Map[plmn] = name;

@@ -87,6 +87,7 @@ TEST_F(CarrierList, Lines_WithTwoFieldsAreKept) {
         "+COPN: \"310410\",\"AT&T\"",
         "+COPN: 26201 , Telekom.de ",
         "+COPN:\"20404\",\"vodafone NL\"",
+        "+COPN: \"26202\" , \" Blank \" ",  // a blank inside the quotes belongs to the name
         "+COPN: \"1\",\"One, Two\"",
         "+COPN: \"2\"",
         "x+COPN: \"3\",\"Three\"",
@@ -94,8 +95,10 @@ TEST_F(CarrierList, Lines_WithTwoFieldsAreKept) {
     }));
     const cLogMode mode(eLOG_AT_DETAIL);
     EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
-    EXPECT_EQ(telitCarrier_list_Map,
-              (tNames{{"310410", "Later"}, {"26201", "Telekom.de"}, {"20404", "vodafone NL"}}));
+    EXPECT_EQ(telitCarrier_list_Map, (tNames{{"310410", "Later"},
+                                             {"26201", "Telekom.de"},
+                                             {"20404", "vodafone NL"},
+                                             {"26202", " Blank "}}));
     EXPECT_EQ(logCount("DEBUG: getCarrierList() adding telitCarrier_list_Map[20404]='vodafone NL'"),
               1u);
 }
