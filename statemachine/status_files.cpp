@@ -1,6 +1,8 @@
 #include "statemachine/status_files.h"
 
 #include <ctime>
+#include <set>
+#include <utility>
 
 #include "include/debug.h"
 #include "include/options.h"
@@ -20,35 +22,63 @@ constexpr const char* KEY_PREFIX = "CELLMODEM";
 constexpr const char* SLOT_WITH_PLAIN_FILE = "1";
 
 struct sStatusFilesState {
-    bool storeFails = false;
+    std::set<std::string> failing;  // what the last write to the store could not store
 };
 
 sStatusFilesState g_statusState;
 
+bool isComment(const std::string& suffix) {
+    return suffix.find('#') != std::string::npos;
+}
+
+bool isStored(const std::string& key, const std::string& value) {
+    std::string stored(value.size() + 1, '\0');
+    const int length = skvs_get(key.c_str(), stored.data(), stored.size());
+    return length == static_cast<int>(value.size()) && stored.compare(0, value.size(), value) == 0;
+}
+
+// The keys that a batch which failed could not store. A store that takes none of them is one
+// trouble, not a hundred.
+std::set<std::string> missingKeys(const tStatusList& list, const std::string& prefix) {
+    std::set<std::string> missing;
+    bool isAnyStored = false;
+    for (const auto& [suffix, value] : list) {
+        if (isComment(suffix)) continue;
+        if (isStored(prefix + suffix, value))
+            isAnyStored = true;
+        else
+            missing.insert(prefix + suffix);
+    }
+    if (isAnyStored) return missing;
+    return {prefix + "_* (every key)"};
+}
+
+// A key that goes on failing is reported once, not every two seconds.
+void reportFailing(std::set<std::string> failing) {
+    for (const std::string& key : failing)
+        debug(g_statusState.failing.count(key) != 0 ? eLOG_STATUS : eLOG_NOTICE, g_i_debugMode,
+              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", key.c_str());
+    g_statusState.failing = std::move(failing);
+}
+
 void storeList(const tStatusList& list, const std::string& prefix) {
-    bool failed = false;
-    const auto report = [&failed](const std::string& what) {
-        failed = true;
-        // A store that stays broken is told once, not a hundred times every two seconds.
-        debug(g_statusState.storeFails ? eLOG_STATUS : eLOG_NOTICE, g_i_debugMode,
-              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", what.c_str());
-    };
+    std::set<std::string> failing;
     std::string key;
     skvs_batch_begin();
     for (const auto& [suffix, value] : list) {
-        if (suffix.find('#') != std::string::npos) continue;
+        if (isComment(suffix)) continue;
         key.assign(prefix).append(suffix);
-        if (skvs_set(key.c_str(), value.c_str()) != 0) report(key);
+        if (skvs_set(key.c_str(), value.c_str()) != 0) failing.insert(key);
     }
-    if (skvs_batch_end() != 0) report(prefix);
-    g_statusState.storeFails = failed;
+    if (skvs_batch_end() != 0) failing = missingKeys(list, prefix);
+    reportFailing(std::move(failing));
 }
 
 void writeList(const tStatusList& list, const std::string& path, const std::string& prefix) {
     cFileVector file(path);
     std::string line;
     for (const auto& [suffix, value] : list) {
-        if (suffix.find('#') == std::string::npos)
+        if (!isComment(suffix))
             line.assign(prefix).append(suffix).append("=").append(value);
         else
             line = suffix;

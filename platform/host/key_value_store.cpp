@@ -131,9 +131,20 @@ int writeToFull(const tEntries& entries) {
     return result;
 }
 
+// One transaction each, so that what does not fit takes nothing else with it.
+int writeSingly(const tEntries& entries) {
+    int result = 0;
+    for (const auto& entry : entries) {
+        const int single = writeOnce({entry});
+        if (single != 0) result = single;
+    }
+    return result;
+}
+
 int write(const tEntries& entries) {
     int result = writeOnce(entries);
     if (result == MDB_MAP_FULL) result = writeToFull(entries);
+    if (result == MDB_MAP_FULL && entries.size() > 1) result = writeSingly(entries);
     if (store().environment.noteDamage(result)) result = writeOnce(entries);
     return result;
 }
@@ -154,7 +165,8 @@ tEntries changedOf(const tEntries& entries) {
 
 int save(const tEntries& entries) {
     const tEntries changed = changedOf(entries);
-    const int result = changed.empty() ? 0 : write(changed);
+    if (changed.empty()) return 0;  // which does not mean that the store can be written
+    const int result = write(changed);
     if (result != 0 && result != store().loggedResult) {
         syslog(LOG_NOTICE, "Error: Cannot write key-value store %s, errno %d (%s)",
                store().environment.folder().c_str(), result, mdb_strerror(result));

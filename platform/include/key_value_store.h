@@ -20,7 +20,8 @@ int skvs_set(const char* key, const char* value);
 
 // Between begin and end the sets of this process are gathered and written together at the end;
 // nobody reads them before. Batches do not nest. skvs_batch_end returns 0, or another value when
-// the batch was not stored. A platform without batches may define both as doing nothing.
+// not all of them could be stored; those that could are. A platform without batches may define both
+// as doing nothing.
 void skvs_batch_begin();
 int skvs_batch_end();
 

@@ -1,9 +1,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "atcmd/radio_status.h"
 #include "include/options.h"
+#include "platform/include/key_value_store.h"
 #include "statemachine/polling.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_keys.h"
@@ -329,6 +331,51 @@ TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     device.sim.s_outcome = std::string(5000, 'x');
     doWriteOutStatusFiles(device, config);
     EXPECT_EQ(logCount(message), 2u);
+}
+
+// A store that other programs have filled: what still fits is stored, and what does not is named.
+TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
+    start();
+    doWriteOutStatusFiles(device, config);
+    int filler = 0;
+    while (skvs_set(("FILLER" + std::to_string(filler)).c_str(), std::string(4000, 'x').c_str()) ==
+           0)
+        ++filler;
+    clearCapturedLog();
+    device.sim.s_outcome = std::string(4000, 'x');
+    device.network.s_network_name = "stored all the same";
+    doWriteOutStatusFiles(device, config);
+    doWriteOutStatusFiles(device, config);
+    EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "stored all the same");
+    EXPECT_EQ(stored("CELLMODEM1_SIM_EXTENDED_STATUS"), "");
+    EXPECT_EQ(
+        logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS"), 1u);
+    EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1"), 0u);
+
+    // Another key that fails later is named then.
+    device.modem.s_firmware_version = std::string(4000, 'x');
+    doWriteOutStatusFiles(device, config);
+    doWriteOutStatusFiles(device, config);
+    EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_FIRMWARE_V"), 1u);
+    EXPECT_EQ(
+        logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS"), 1u);
+}
+
+TEST_F(Status, StoreThatCannotBeWritten_IsReportedInOneLine) {
+    start();
+    std::filesystem::create_directories("/run/cellslot");
+    std::filesystem::remove_all("/run/cellslot/skvs");
+    writeFile("/run/cellslot/skvs", "no folder");
+    clearCapturedLog();
+    doWriteOutStatusFiles(device, config);
+    doWriteOutStatusFiles(device, config);
+    EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_* (every key)"), 1u);
+    const std::vector<std::string> log = capturedLog();
+    EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                            [](const std::string& line) {
+                                return line.find("Error writing SKVS") != std::string::npos;
+                            }),
+              1);
 }
 
 TEST_F(Status, StatusLine_ReplacesOrAppends) {

@@ -215,6 +215,25 @@ TEST_F(KeyValueStore, FullStore_RefusesAndSaysSoOnce) {
     EXPECT_EQ(valueOf("KEY0"), "small");
 }
 
+TEST_F(KeyValueStore, BatchThatDoesNotFitWhole_StoresWhatFits) {
+    setValue("A", "old");
+    setValue("B", "old");
+    for (int i = 0; setValue("KEY" + std::to_string(i), std::string(4096, 'v')) == 0; i++) {
+    }
+    for (int round = 0; round < 3; round++) {
+        skvs_batch_begin();
+        setValue("A", "new" + std::to_string(round));
+        setValue("LARGE", std::string(4096, 'v'));
+        setValue("B", "new" + std::to_string(round));
+        EXPECT_NE(skvs_batch_end(), 0);
+        EXPECT_EQ(valueOf("A"), "new" + std::to_string(round));
+        EXPECT_EQ(valueOf("B"), "new" + std::to_string(round));
+        EXPECT_EQ(valueOf("LARGE"), "(missing)");
+        EXPECT_EQ(setValue("A", "new" + std::to_string(round)), 0);  // stored already
+    }
+    EXPECT_EQ(capturedLog().size(), 1u) << "that it is full is told once";
+}
+
 TEST_F(KeyValueStore, TenThousandUpdates_DoNotLetItGrow) {
     for (int i = 0; i < 10'000; i++) {
         ASSERT_EQ(setValue("KEY" + std::to_string(i % 100), std::to_string(i)), 0);
