@@ -7,7 +7,8 @@
 #include "cli/exit_status.h"
 #include "cli/places.h"
 
-// What every subcommand works with.
+// What every subcommand works with. Each adds itself to the application, with its options and a
+// callback, which throws cFailure for what ends it early.
 struct sCliContext {
     sPlaces places;
     std::istream& in;
@@ -15,8 +16,6 @@ struct sCliContext {
     eExitStatus exitStatus = eExitStatus::OK;  // set by a subcommand that ran to its end
 };
 
-// Every subcommand adds itself to the application, with its options and a callback. A callback
-// throws cFailure for what ends it early.
 // Runs the command line; errors go to err as "cellslot: ..." on one line.
 eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context, std::ostream& err);
 
