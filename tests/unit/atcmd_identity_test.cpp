@@ -175,6 +175,8 @@ TEST(ParseDeviceFirmwareVersion, Replies_FirstLineThatBeginsWithADigit) {
     } cases[] = {
         {"AT+CGMR\r" + modemReply({"20.00.522"}), "20.00.522"},
         {"AT+CGMR\r" + modemReply({"17.00.503"}), "17.00.503"},  // recorded, LE910-NAG
+        {"AT+CGMR\r" + modemReply({"20.00.402"}), "20.00.402"},  // recorded, LE910 V2
+        {"AT+CGMR\r" + modemReply({"20.00.412"}), "20.00.412"},  // recorded, LE910 V2
         {modemReply({"20.00.402 - P0F"}), "20.00.402-P0F"},
         {modemReply({"x1", "1.0", "2.0"}), "1.0"},
         {modemReply({"M0F.660014"}), "00.00.00"},  // recorded, LE910C4-NF

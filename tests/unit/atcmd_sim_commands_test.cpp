@@ -91,6 +91,7 @@ TEST(ParseDeviceSimPresent, Lines_OnlyExactlyOneIsPresent) {
     } cases[] = {
         {"#QSS: 0,1", 0, 1},  // recorded
         {"#QSS: 2,3", 2, 0},  // a fixture's form
+        {"#QSS: 2", -1, 0},   // a fixture's form, unasked
         {"#QSS: 0,0", 0, 0}, {"#QSS: 1,2", 1, 0},    {"#QSS: 0,01", 0, 0},
         {"#QSS: 0,", 0, 0},  {"#QSS: 300,1", 44, 1}, {"#QSS: x,1", 0, 1},
         {"#QSS: 0", -1, 0},  {"#QSS: 0,1,1", -1, 0}, {"#QSS:", -1, 0},

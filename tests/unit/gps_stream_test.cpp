@@ -124,6 +124,8 @@ TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
         {"\r\n$GPGGA,1*00\r\n$GNRMC,1,A*00\r\n", "GPS stream still running ($GPGGA)"},
         {"xx$GPGGA,1$GNRMC,1\r\n", "GPS stream still running ($GNRMC)"},
         {"\r\n \r\n\r\n$ GP GGA,1\r\n", "GPS stream still running ($GPGGA)"},
+        // documented: a sentence without a fix
+        {"$GPGGA,,,,,,0,,,,M,,M,,*66\r\n", "GPS stream still running ($GPGGA)"},
         {"$GPRMC,1,A*00\r\n$GNGGA,1*00\r\n", nullptr},
         {"\r\nNO CARRIER\r\n", nullptr},
         {"", nullptr},
