@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "device/link_state.h"
 #include "tests/unit/gps_fixture.h"
 
 namespace {
@@ -157,6 +158,7 @@ TEST_F(GpsStream, EachCommand_IsWaitedForAsLongAsItMayTake) {
     gpsStop();
     ASSERT_EQ(gps.openGpsDevice(), eSUCCESS);
     const auto lasts = [this](auto&& operation) {
+        resetLinkState();  // nothing is left of the one before
         const uint64_t before = terminal().nowMs();
         operation();
         return terminal().nowMs() - before;
