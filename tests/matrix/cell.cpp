@@ -160,7 +160,7 @@ class cDay {
         if (m_outcome.failures.size() < 5) m_outcome.failures.push_back(why);
     }
     void end() {
-        if (m_outcome.published.empty()) m_outcome.published = publishedState();
+        if (!m_cell.faulty && m_outcome.published.empty()) m_outcome.published = publishedState();
         b_got_sigterm = true;
         m_modem.noteEnding();
         m_ended = true;

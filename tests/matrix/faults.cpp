@@ -91,11 +91,11 @@ struct sInterjectionLine {
     std::vector<std::string> answersTo;  // commands whose answer may look like it
 };
 
-// ATI3 is answered by a word alone, +CREG by the very line that is also reported.
+// ATI3 is answered by a word alone.
 const sInterjectionLine INTERJECTIONS[] = {
     {"RING", {"ATI3"}},
-    {"+CREG: 1", {"AT+CREG?"}},
-    {"+CEREG: 1", {"AT+CEREG?"}},
+    {"+CREG: 1", {}},
+    {"+CEREG: 1", {}},
     {"+CGEV: NW DETACH", {}},
     {"#NITZ: 20/06/15,20:32:05-24,1", {}},
     {"+CMTI: \"SM\",7", {}},

@@ -70,7 +70,7 @@ TEST(LinkState, SeveralLateAnswers_AreAllDropped) {
     EXPECT_EQ(ask(port, "AT+CSQ").response, "AT+CSQ\r" + CSQ_REPLY);
 }
 
-TEST(LinkState, AnswerLaterThanTheWait_IsToldFromTheNextOneByTheEcho) {
+TEST(LinkState, AnswerLaterThanTheWait_IsKeptApartByTheEcho) {
     for (const unsigned lateMs : {2500, 2900, 4000, 9000}) {
         cFakePort port;
         getInStep(port);
