@@ -89,8 +89,9 @@ bool anyLine(const std::string& response, tTest test) {
 
 // CONNECT and the prompt stand in the place of a final code.
 bool isAnsweredOtherwise(const std::string& response) {
-    return holdsPrompt(response) ||
-           anyLine(response, [](const std::string& line) { return startsWith(line, "CONNECT"); });
+    return holdsPrompt(response) || anyLine(response, [](const std::string& line) {
+               return line == "CONNECT" || startsWith(line, "CONNECT ");
+           });
 }
 
 std::string echoOf(const std::string& command) {

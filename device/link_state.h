@@ -14,7 +14,7 @@
 // How long a late answer is waited for, from the end of its transaction.
 constexpr uint64_t LATE_ANSWER_MS = 1000;
 
-// The port was opened or closed: nothing is owed there.
+// Nothing is owed there: the port was opened or closed, or took the last command for data.
 void forgetLink(int handle);
 
 // The last command got no answer, or that to another.
