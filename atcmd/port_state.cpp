@@ -5,36 +5,22 @@
 #include "atcmd/basic_commands.h"
 #include "atcmd/command.h"
 #include "device/at_port.h"
-#include "device/at_transaction.h"
-#include "include/debug.h"
+#include "device/link_state.h"
+#include "platform/include/text_helpers.h"
 
 namespace {
-
-constexpr int DROPPED_ANSWERS_MAX = 4;
 
 bool isAnswered(ePortReturn result) {
     return result == ePORT_OK || result == ePORT_ERROR;
 }
 
-// AT is answered by a final code alone. With anything else it is the answer to an earlier command,
-// which came late: each further command would be given the answer of the one before it. Split at
-// the carriage return too: on a FIFO, which has no line feeds of a modem, the echo follows the
-// answer.
+// The echo of an earlier command: this is its answer, and that to AT is still to come. Unsolicited
+// lines do not look like that. Split at the carriage return too, which alone ends an echo.
 bool isAnswerToAnother(const std::string& response) {
     for (const std::string& line : responseLines(response))
         for (const std::string& part : tokenstr(line, '\r', eEmptyTokens::DROP))
-            if (part != "AT" && part != "OK" && part != "ERROR") return true;
+            if (startsWith(part, "AT") && part != "AT") return true;
     return false;
-}
-
-// Reads until the modem has been silent for a second.
-void dropAnswers(int handle) {
-    debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Dropping what the modem answers late", __func__);
-    std::string response;
-    for (int i = 0; i < DROPPED_ANSWERS_MAX; ++i) {
-        readAtCommandResponse(handle, response, 0);
-        if (response.empty()) return;
-    }
 }
 
 }  // namespace
@@ -56,7 +42,7 @@ int testPortState(int handle) {
     std::string response;
     ePortReturn result = sendAT(handle, response);
     if (isAnswered(result) && isAnswerToAnother(response)) {
-        dropAnswers(handle);
+        noteOwedAnswer(handle);
         result = sendAT(handle);
     }
     return isAnswered(result) ? ePORT_STATE_GOOD : ePORT_STATE_FAILED;

@@ -13,8 +13,8 @@ enum ePortState : int {
 // Opens a closed port; asks an open one with "AT". A port just opened counts as good.
 int getPortState(const std::string& device, int& handle);
 
-// GOOD when the modem answers OK or ERROR, FAILED otherwise, CLOSED for a handle of -1. Where an
-// earlier command's answer comes instead, what is on its way is dropped and the modem asked again.
+// GOOD when the modem answers OK or ERROR, FAILED otherwise, CLOSED for a handle of -1. Where the
+// answer is that to an earlier command, the modem is asked again. Unsolicited lines are no reason.
 int testPortState(int handle);
 
 #endif

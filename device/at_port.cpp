@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "device/link_state.h"
 #include "include/debug.h"
 #include "include/sleep.h"
 
@@ -66,7 +67,10 @@ int openDevice(const std::string& path, int& handle) {
 int doOpenDevice(const std::string& path, int& handle) {
     // Close-on-exec, or a command in the background keeps a port that has vanished busy.
     handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (handle != -1) return 0;
+    if (handle != -1) {
+        forgetLink(handle);
+        return 0;
+    }
     const int error = errno;
     debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot open '%s', errno %d (%s)", path.c_str(), error,
           strerror(error));
@@ -92,7 +96,10 @@ int doSetupTty(int handle) {
 }
 
 void closeDevice(int& handle) {
-    if (handle != -1) close(handle);
+    if (handle != -1) {
+        forgetLink(handle);
+        close(handle);
+    }
     handle = -1;
 }
 

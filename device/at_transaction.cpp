@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "device/at_port.h"
+#include "device/link_state.h"
 #include "include/debug.h"
 #include "include/service_manager.h"
 #include "include/sleep.h"
@@ -28,7 +29,7 @@ struct sPollPlan {
 };
 
 sPollPlan makePollPlan(unsigned timeoutS) {
-    if (getenv("OVERRIDE_TEST_POLL_DELAY") != nullptr) return {TEST_POLLS, TEST_POLL_INTERVAL_US};
+    if (getenv(TEST_POLL_VARIABLE) != nullptr) return {TEST_POLLS, TEST_POLL_INTERVAL_US};
     const uint64_t seconds = uint64_t{timeoutS} + 1;
     debug(eLOG_PORT_POLL, g_i_debugMode,
           "readAtCommandResponse(): Waiting up to %llu seconds for AT command response",
@@ -70,26 +71,48 @@ ePortReturn findFinalResult(const std::string& text) {
 // with the end of what came before it, is searched.
 class cGrowingResponse {
   public:
-    explicit cGrowingResponse(std::string& response) : m_response(response) {}
+    // What is received before echo, unless that is empty, belongs to an earlier command.
+    cGrowingResponse(std::string& response, const std::string& echo)
+        : m_response(response), m_echo(echo) {}
 
     ePortReturn add(const std::string& piece) {
         if (m_response.size() < RESPONSE_MAX)
             m_response.append(piece, 0, RESPONSE_MAX - m_response.size());
+        if (!m_echo.empty()) return addBeforeEcho();
         m_window += piece;
+        return searchWindow();
+    }
+    // What was received before the echo.
+    std::string takeLate() {
+        if (!m_echo.empty()) m_late.swap(m_response);
+        return m_late;
+    }
+
+  private:
+    ePortReturn addBeforeEcho() {
+        const size_t at = m_response.find(m_echo);
+        if (at == std::string::npos) return ePORT_NO_FINAL_RESULT;
+        m_late = m_response.substr(0, at);
+        m_response.erase(0, at);
+        m_echo.clear();
+        m_window = m_response;
+        return searchWindow();
+    }
+    ePortReturn searchWindow() {
         const ePortReturn result = findFinalResult(m_window);
         if (m_window.size() > FINAL_CODE_OVERLAP)
             m_window.erase(0, m_window.size() - FINAL_CODE_OVERLAP);
         return result;
     }
 
-  private:
     std::string& m_response;
+    std::string m_echo;
+    std::string m_late;
     std::string m_window;
 };
 
-ePortReturn pollForFinalResult(int handle, std::string& response, const sPollPlan& plan) {
+ePortReturn pollForFinalResult(int handle, cGrowingResponse& growing, const sPollPlan& plan) {
     ePortReturn result = ePORT_NO_FINAL_RESULT;
-    cGrowingResponse growing(response);
     std::string piece;
     for (uint64_t poll = 0; poll < plan.polls; ++poll) {
         notifyAlive();
@@ -110,19 +133,31 @@ void writeTestResponse(int handle) {
     g_que_testAtResponses.pop();
 }
 
+// late: what was received before echo.
+ePortReturn collectResponse(int handle, std::string& response, unsigned timeoutS,
+                            const std::string& echo, std::string& late) {
+    response.clear();
+    const char* const function = "readAtCommandResponse";
+    if (handle == -1) {
+        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot read from FH %d", function, handle);
+        return ePORT_ERROR;
+    }
+    debug(eLOG_PORT, g_i_debugMode, "%s(): Reading from FH %d", function, handle);
+    cGrowingResponse growing(response, echo);
+    const ePortReturn result = pollForFinalResult(handle, growing, makePollPlan(timeoutS));
+    late = growing.takeLate();
+    debug(eLOG_RESPONSE, g_i_debugMode, "%s(): Returning string class : %s", function,
+          response.c_str());
+    writeTestResponse(handle);
+    return result;
+}
+
 }  // namespace
 
 ePortReturn readAtCommandResponse(int handle, std::string& response, unsigned timeoutS) {
-    response.clear();
-    if (handle == -1) {
-        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot read from FH %d", __func__, handle);
-        return ePORT_ERROR;
-    }
-    debug(eLOG_PORT, g_i_debugMode, "%s(): Reading from FH %d", __func__, handle);
-    const ePortReturn result = pollForFinalResult(handle, response, makePollPlan(timeoutS));
-    debug(eLOG_RESPONSE, g_i_debugMode, "%s(): Returning string class : %s", __func__,
-          response.c_str());
-    writeTestResponse(handle);
+    std::string late;
+    const ePortReturn result = collectResponse(handle, response, timeoutS, "", late);
+    if (handle != -1 && result != ePORT_NO_FINAL_RESULT) noteLateAnswer(handle);
     return result;
 }
 
@@ -130,7 +165,12 @@ ePortReturn sendAtCommand(int handle, const std::string& command, std::string& r
                           unsigned timeoutS) {
     response.clear();
     g_s_lastAtCmd = command;
+    if (!isPromptText(command)) dropLateAnswers(handle);
     const ePortReturn written = writeToPort(handle, command, true);
     if (written != ePORT_OK) return written;
-    return readAtCommandResponse(handle, response, timeoutS);
+    std::string late;
+    const ePortReturn result =
+        collectResponse(handle, response, timeoutS, requiredEcho(handle, command), late);
+    noteAnswer(handle, command, response, late, result);
+    return result;
 }

@@ -13,6 +13,9 @@ extern std::string g_s_lastAtCmd;
 // FIFO; the daemon adds nothing to it.
 extern std::queue<std::string> g_que_testAtResponses;
 
+// Where it is in the environment, with any value, a response is waited for 20 microseconds only.
+constexpr const char* TEST_POLL_VARIABLE = "OVERRIDE_TEST_POLL_DELAY";
+
 // More than so many bytes of one response are dropped. The longest honest one, the operator list,
 // has about 100 kB.
 constexpr size_t RESPONSE_MAX = 4 * 1024 * 1024;
@@ -24,7 +27,8 @@ constexpr size_t RESPONSE_MAX = 4 * 1024 * 1024;
 ePortReturn readAtCommandResponse(int handle, std::string& response, unsigned timeoutS);
 
 // One transaction: writes the command with its carriage return and collects the response. What
-// writeToPort says when it failed, otherwise as readAtCommandResponse.
+// writeToPort says when it failed, otherwise as readAtCommandResponse. Where an earlier command on
+// this port is owed its answer (link_state.h), late input is dropped first, for at most a second.
 ePortReturn sendAtCommand(int handle, const std::string& command, std::string& response,
                           unsigned timeoutS);
 

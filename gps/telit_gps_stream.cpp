@@ -4,6 +4,7 @@
 #include "atcmd/command.h"
 #include "device/at_port.h"
 #include "device/at_transaction.h"
+#include "device/link_state.h"
 #include "gps/gps_commands.h"
 #include "gps/telit_gps.h"
 #include "include/debug.h"
@@ -73,6 +74,7 @@ bool cTelitGps::isGpsStreamOn() {
     const char* sentence = streamSentence(response);
     if (sentence == nullptr) return false;
     m_streamOn = true;
+    forgetLink(m_port);  // in the stream AT is no command, and is never answered
     debug(eLOG_NOTICE, m_debugMask, "GPS stream still running (%s)", sentence);
     return true;
 }

@@ -81,6 +81,8 @@ std::optional<uint64_t> cSimCore::nextEventMs() const {
     if (m_timelineNext < m_timeline.size()) earliest(next, m_timeline[m_timelineNext].atMs);
     if (m_state.registerAtMs > m_state.nowMs) earliest(next, m_state.registerAtMs);
     if (m_away) return next;
+    for (const sBabble& line : m_babble)
+        earliest(next, line.nextMs);
     for (const sSimPort& port : m_ports) {
         if (port.running) earliest(next, port.running->resumeMs);
         if (!port.running && !port.input.empty()) earliest(next, port.busyUntilMs);
@@ -101,6 +103,7 @@ void cSimCore::stepTo(uint64_t nowMs) {
     runTimeline();
     settleAndReport();
     if (m_away) return;
+    babble();
     for (sSimPort& port : m_ports)
         stepPort(port);
 }

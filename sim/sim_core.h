@@ -36,6 +36,14 @@ class cSimCore {
     bool ownsAddress(const std::string& address) const;
 
   private:
+    // An unsolicited line that comes again and again.
+    struct sBabble {
+        eSimPort port;
+        std::string text;
+        uint64_t everyMs;
+        uint64_t nextMs;
+        uint64_t untilMs;
+    };
     using tOrder = nlohmann::json (cSimCore::*)(const nlohmann::json& request);
     struct sOrderRow {
         const char* name;
@@ -70,6 +78,7 @@ class cSimCore {
                 const std::string& body, const std::vector<sFault>& faults, uint64_t extraMs = 0);
     std::string framed(const sSimPort& port, const sReply& reply) const;
     void unsolicited(const std::string& line, uint64_t waitMs = 0);
+    void babble();
 
     // Stream of positions
     void startStream(sSimPort& port);
@@ -95,6 +104,7 @@ class cSimCore {
     nlohmann::json orderFault(const nlohmann::json& request);
     nlohmann::json orderClearFaults(const nlohmann::json& request);
     nlohmann::json orderUrc(const nlohmann::json& request);
+    nlohmann::json orderClearUrcs(const nlohmann::json& request);
     nlohmann::json orderRestart(const nlohmann::json& request);
     nlohmann::json orderHangup(const nlohmann::json& request);
     nlohmann::json orderDump(const nlohmann::json& request);
@@ -107,6 +117,7 @@ class cSimCore {
     sSimState m_state;
     std::array<sSimPort, 2> m_ports;
     cFaultList m_faults;
+    std::vector<sBabble> m_babble;
     std::vector<sTimelineEntry> m_timeline;
     size_t m_timelineNext = 0;
 

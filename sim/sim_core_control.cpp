@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr size_t BABBLE_MAX = 100;
+
 using nlohmann::json;
 
 cJsonReader orderReader(const json& request) {
@@ -67,6 +69,7 @@ const std::vector<cSimCore::sOrderRow>& cSimCore::orderTable() {
         {"fault", &cSimCore::orderFault},
         {"clear-faults", &cSimCore::orderClearFaults},
         {"urc", &cSimCore::orderUrc},
+        {"clear-urcs", &cSimCore::orderClearUrcs},
         {"restart", &cSimCore::orderRestart},
         {"hangup", &cSimCore::orderHangup},
         {"dump", &cSimCore::orderDump},
@@ -182,19 +185,35 @@ json cSimCore::orderClearFaults(const json& request) {
     return {{"ok", true}, {"cleared", m_faults.remove(id)}};
 }
 
-// A line framed as the modem frames it, or raw bytes.
+// A line framed as the modem frames it, or raw bytes; once, or again and again.
 json cSimCore::orderUrc(const json& request) {
     cJsonReader reader = orderReader(request);
     std::string port = "at";
     reader.read("port", port);
     if (port != "at" && port != "gps") reader.fail("port", "is neither 'at' nor 'gps'");
     const bool raw = reader.has("raw");
-    const std::string text = reader.requiredText(raw ? "raw" : "line");
+    const std::string given = reader.requiredText(raw ? "raw" : "line");
+    uint64_t everyMs = 0;
+    reader.readInt("every_ms", everyMs, 1, TIME_MAX_MS);
+    uint64_t forMs = TIME_MAX_MS;
+    reader.readInt("for_ms", forMs, 0, TIME_MAX_MS);
+    if (reader.has("for_ms") && everyMs == 0) reader.fail("for_ms", "needs 'every_ms'");
     reader.finish();
-    m_ports[port == "at" ? ePORT_AT : ePORT_GPS].output.add(m_state.nowMs,
-                                                            raw ? text : "\r\n" + text + "\r\n");
-    log({{"event", "unsolicited"}, {"port", port}, {"line", text}, {"due", m_state.nowMs}});
+    if (m_babble.size() >= BABBLE_MAX) return refused("order: there are too many such lines");
+    const eSimPort which = port == "at" ? ePORT_AT : ePORT_GPS;
+    const std::string text = raw ? given : "\r\n" + given + "\r\n";
+    const uint64_t nowMs = m_state.nowMs;
+    m_ports[which].output.add(nowMs, text);
+    if (everyMs != 0) m_babble.push_back({which, text, everyMs, nowMs + everyMs, nowMs + forMs});
+    log({{"event", "unsolicited"}, {"port", port}, {"line", given}, {"due", nowMs}});
     return done();
+}
+
+json cSimCore::orderClearUrcs(const json& request) {
+    orderReader(request).finish();
+    const size_t count = m_babble.size();
+    m_babble.clear();
+    return {{"ok", true}, {"cleared", count}};
 }
 
 json cSimCore::orderRestart(const json& request) {

@@ -5,7 +5,8 @@
 #include "sim/sms_pdu.h"
 #include "sim/text.h"
 
-// What the two ports do apart from commands: the stream of positions and the texts of messages.
+// What the two ports do apart from commands: the stream of positions, the texts of messages, and
+// lines that come again and again.
 
 namespace {
 
@@ -102,4 +103,17 @@ void cSimCore::storeWaitingSms() {
             unsolicited("+CMTI: \"SM\"," + std::to_string(index));
         }
     }
+}
+
+// A modem that was away says nothing of what it would have said meanwhile.
+void cSimCore::babble() {
+    const uint64_t nowMs = m_state.nowMs;
+    for (sBabble& line : m_babble) {
+        if (nowMs < line.nextMs) continue;
+        m_ports[line.port].output.add(nowMs, line.text);
+        line.nextMs = nowMs + line.everyMs;
+    }
+    m_babble.erase(std::remove_if(m_babble.begin(), m_babble.end(),
+                                  [](const sBabble& line) { return line.nextMs > line.untilMs; }),
+                   m_babble.end());
 }

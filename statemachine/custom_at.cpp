@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "device/at_transaction.h"
+#include "device/link_state.h"
 #include "include/debug.h"
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
@@ -46,14 +47,6 @@ void refuseCommand(const std::string& command, const sDeviceInfo& device, sAnswe
     writeAtCmdLog(command, output + "\n", device, g_s_at_cmd_log_dir);
 }
 
-// "\r\n> ": the modem waits for a text, and would take for it all that the daemon says from now on.
-bool isAtPrompt(const std::string& response) {
-    const std::string prompt = "\n>";
-    const std::string text = cleanEndWhiteSpace(response);
-    return text.size() >= prompt.size() &&
-           text.compare(text.size() - prompt.size(), prompt.size(), prompt) == 0;
-}
-
 eGeneralErrors sendCustomCommand(int port, const std::string& command, int extraTimeoutS,
                                  const sDeviceInfo& device, sAnswer& answer) {
     debug(eLOG_NOTICE, g_i_debugMode, "- Sending AT command %s, extra timeout %d",
@@ -65,7 +58,8 @@ eGeneralErrors sendCustomCommand(int port, const std::string& command, int extra
         answer.pretty += prettifyAtCommand(command, "TIMEOUT");
         answer.raw += command + "\nTIMEOUT";
         writeAtCmdLog(command, "\nTIMEOUT\n", device, g_s_at_cmd_log_dir);
-        if (isAtPrompt(response)) abortPrompt(port);
+        // The modem would take all that the daemon says from now on for the text it waits for.
+        if (holdsPrompt(response)) abortPrompt(port);
         return result;
     }
     answer.pretty += prettifyAtCommand(command, response);

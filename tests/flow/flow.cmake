@@ -29,6 +29,7 @@ cellslot_add_flow_tests(sim_pin
 cellslot_add_flow_tests(data_session
     SOURCES flow/data_session_flow_test.cpp flow/data_session_ways_flow_test.cpp
             flow/network_interface_flow_test.cpp)
+cellslot_add_flow_tests(link SOURCES flow/link_flow_test.cpp)
 cellslot_add_flow_tests(sms SOURCES flow/sms_flow_test.cpp)
 cellslot_add_flow_tests(radio_policy
     SOURCES flow/radio_policy_flow_test.cpp flow/radio_results_flow_test.cpp)

@@ -13,7 +13,9 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
 #include "statemachine/state_machine.h"
+#include "tests/matrix/day_difference.h"
 #include "tests/matrix/host_tools.h"
 #include "tests/matrix/waits.h"
 #include "tests/support/captured_log.h"
@@ -110,6 +112,35 @@ bool isPublishedConnected() {
     return readFile(STATUS_FILE).find("_QMI_STATE=CONNECTED\n") != std::string::npos;
 }
 
+std::string withoutTimes(const std::string& text) {
+    const char* const TIMES[] = {"_STATS_LAST_UPDATE", "_QMI_CALL_TIME", "_QMI_CALL_FORMAT_TIME",
+                                 "TIME="};
+    std::string rest;
+    for (const std::string& line : tokenstr(text, '\n', eEmptyTokens::DROP))
+        if (std::none_of(std::begin(TIMES), std::end(TIMES),
+                         [&](const char* key) { return line.find(key) != std::string::npos; }))
+            rest += line + "\n";
+    return rest;
+}
+
+std::vector<std::string> messagesOf(const std::string& folder) {
+    std::vector<std::string> messages;
+    if (!std::filesystem::exists(folder)) return messages;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        messages.push_back(withoutTimes(readFile(entry.path().string())));
+    std::sort(messages.begin(), messages.end());
+    return messages;
+}
+
+// Status and messages.
+std::string publishedState() {
+    std::string state = withoutTimes(readFile(STATUS_FILE));
+    for (const char* folder : {"/tmp/sms/recv", "/tmp/sms/send", "/tmp/sms/send_ok"})
+        for (const std::string& message : messagesOf(folder))
+            state += std::string(folder) + ": " + printable(message, 1000) + "\n";
+    return state;
+}
+
 // Runs one day: what happens when, and when it is over.
 class cDay {
   public:
@@ -117,7 +148,7 @@ class cDay {
         : m_cell(cell), m_modem(scenarioOf(cell.day), AT_PATH, GPS_PATH) {
         g_S_options = {AT_PATH, GPS_PATH, "wwan0", "1"};
         m_modem.setLatency(cell.latencyMs);
-        if (cell.faulty) m_modem.plan(cell.plan);
+        if (cell.faulty || cell.healthy) m_modem.plan(cell.plan);
         m_modem.onTurn([this] { takeTurn(); });
         onPowerCycle([this] { m_modem.powerCycle(3000); });
     }
@@ -129,6 +160,7 @@ class cDay {
         if (m_outcome.failures.size() < 5) m_outcome.failures.push_back(why);
     }
     void end() {
+        if (!m_cell.faulty && m_outcome.published.empty()) m_outcome.published = publishedState();
         b_got_sigterm = true;
         m_modem.noteEnding();
         m_ended = true;
@@ -140,6 +172,7 @@ class cDay {
     void runTroubles();
     void judgeUsual();
     void judgePin();
+    void judgeInterjected();
     void judge();
     bool messagesDone() const;
     void makeTranscript();
@@ -330,6 +363,23 @@ void cDay::judge() {
         judgeUsual();
     else
         judgePin();
+    if (m_cell.healthy) judgeInterjected();
+}
+
+// The same commands in the same order, each as soon after the one before as on the healthy day,
+// each answer read to its end before the next command, and the same published at the end.
+void cDay::judgeInterjected() {
+    m_outcome.interjections = m_modem.interjections();
+    if (m_outcome.interjections == 0) fail("nothing was interjected");
+    for (const std::string& shift : m_modem.shifted())
+        fail("shifted: " + printable(shift, 200));
+    const sDifference difference = differenceOf(m_cell.healthy->sent, m_modem.sent());
+    m_outcome.excessMs = difference.excessMs;
+    for (const std::string& one : difference.failures)
+        fail(printable(one, 300));
+    if (m_outcome.published != m_cell.healthy->published)
+        fail("published otherwise: " +
+             firstDifference(m_cell.healthy->published, m_outcome.published));
 }
 
 void cDay::makeTranscript() {
@@ -339,7 +389,7 @@ void cDay::makeTranscript() {
     const std::vector<sSent>& sent = m_modem.sent();
     size_t first = sent.size() > LINES ? sent.size() - LINES : 0;
     for (size_t i = 0; i < sent.size(); ++i)
-        if (sent[i].faulty) {
+        if (sent[i].faulty || !sent[i].arrived.empty()) {
             first = i > 5 ? i - 5 : 0;
             break;
         }
@@ -347,8 +397,10 @@ void cDay::makeTranscript() {
         const sSent& one = sent[i];
         text += "    " + std::to_string(one.timeMs) + " ms " +
                 (one.port == eAT_PORT ? "" : "gps ") + printable(one.command, 80) + " -> " +
-                printable(one.faulty ? one.arrived : one.body, 120) +
-                (one.faulty ? "   <= fault\n" : "\n");
+                printable(one.arrived.empty() ? one.body : one.arrived, 120) +
+                (one.faulty            ? "   <= fault\n"
+                 : one.arrived.empty() ? "\n"
+                                       : "   <= unsolicited line\n");
     }
     const std::vector<std::string>& log = capturedLog();
     text += "  last of its log:\n";
@@ -363,7 +415,7 @@ sOutcome cDay::run() {
     } while (startAgain(runStateMachine()));
     judge();
     makeTranscript();
-    if (!m_cell.faulty) m_outcome.sent = m_modem.sent();
+    if (!m_cell.faulty && !m_cell.healthy) m_outcome.sent = m_modem.sent();
     return m_outcome;
 }
 
@@ -403,7 +455,9 @@ json toJson(const sOutcome& outcome) {
             {"recovery_ms", outcome.recoveryMs}, {"delay_ms", outcome.delayMs},
             {"behind", outcome.delayedBehind},   {"descriptors", outcome.descriptors},
             {"wrong_pins", outcome.wrongPins},   {"wrong_puks", outcome.wrongPuks},
-            {"transcript", outcome.transcript},  {"sent", sent}};
+            {"transcript", outcome.transcript},  {"sent", sent},
+            {"published", outcome.published},    {"interjections", outcome.interjections},
+            {"excess_ms", outcome.excessMs}};
 }
 
 sOutcome outcomeFromJson(const json& json) {
@@ -417,6 +471,9 @@ sOutcome outcomeFromJson(const json& json) {
     json.at("wrong_pins").get_to(outcome.wrongPins);
     json.at("wrong_puks").get_to(outcome.wrongPuks);
     json.at("transcript").get_to(outcome.transcript);
+    json.at("published").get_to(outcome.published);
+    json.at("interjections").get_to(outcome.interjections);
+    json.at("excess_ms").get_to(outcome.excessMs);
     for (const auto& one : json.at("sent")) {
         sSent sent;
         one.at(0).get_to(sent.timeMs);

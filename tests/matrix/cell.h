@@ -2,6 +2,7 @@
 #define TESTS_MATRIX_CELL_H
 
 #include <cstdint>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -29,12 +30,16 @@ enum eTrouble {
     eALL_TROUBLE,
 };
 
+struct sOutcome;
+
 struct sCell {
     std::string name;
     eDay day = eDAY_USUAL;
     eTrouble trouble = eNO_TROUBLE;
     bool faulty = false;
     bool whileEnding = false;  // the fault meets the daemon on its way out; it is started once more
+    // Unsolicited lines beside the answers: the day has to be as the healthy one.
+    std::shared_ptr<const sOutcome> healthy;
     sFaultPlan plan;
     uint64_t latencyMs = 0;
     uint64_t boundMs = 0;  // from the end of the fault until CONNECTED
@@ -52,6 +57,9 @@ struct sOutcome {
     int wrongPuks = 0;
     std::string transcript;
     std::vector<sSent> sent;
+    std::string published;     // status and messages at the end of the day
+    size_t interjections = 0;  // unsolicited lines beside answers
+    uint64_t excessMs = 0;     // the longest that a command came later than on the healthy day
 };
 
 // Runs the daemon through the day of a cell. Meant for a process of its own: it takes the process's

@@ -86,6 +86,40 @@ std::string withUnsolicited(eFault fault, const sAnswer& answer, std::mt19937_64
     return inserted(whole, line, insideOf(answer));
 }
 
+struct sInterjectionLine {
+    const char* line;
+    std::vector<std::string> answersTo;  // commands whose answer may look like it
+};
+
+// ATI3 is answered by a word alone.
+const sInterjectionLine INTERJECTIONS[] = {
+    {"RING", {"ATI3"}},
+    {"+CREG: 1", {}},
+    {"+CEREG: 1", {}},
+    {"+CGEV: NW DETACH", {}},
+    {"#NITZ: 20/06/15,20:32:05-24,1", {}},
+    {"+CMTI: \"SM\",7", {}},
+    {"+PACSP0", {}},
+    {"NO CARRIER", {"ATI3", "+++"}},
+};
+
+// "\r\n+CSQ: 17,99\r\n\r\nOK\r\n": where the final code's empty line begins. An answer without one
+// ends there.
+size_t finalOf(const std::string& body) {
+    const size_t end = body.find_last_not_of("\r\n");
+    const size_t lineStart = end == std::string::npos ? std::string::npos : body.rfind('\n', end);
+    if (lineStart == std::string::npos || body[body.size() - 1] != '\n') return body.size();
+    return lineStart > 0 ? lineStart - 1 : 0;
+}
+
+// After the first line of several, or else before the only one.
+size_t betweenLinesOf(const std::string& body) {
+    const size_t first = body.find("\r\n", 2);
+    const size_t final = finalOf(body);
+    if (first == std::string::npos || first + 2 >= final) return 0;
+    return first + 2;
+}
+
 struct sField {
     size_t start;
     size_t length;
@@ -161,6 +195,8 @@ const std::vector<sFaultRow>& faultTable() {
 }
 
 const sFaultRow& faultRow(eFault fault) {
+    static const sFaultRow INTERJECTION = {eINTERJECTION, "unsolicited", true};
+    if (fault == eINTERJECTION) return INTERJECTION;
     for (const sFaultRow& row : faultTable())
         if (row.fault == fault) return row;
     throw std::logic_error("a fault without a row");
@@ -199,9 +235,68 @@ std::string spoiledAnswer(eFault fault, const sAnswer& answer, const std::string
             return answer.echo + withShellText(answer.body, random);
         case eLATE:
         case eMIXED:
+        case eINTERJECTION:
             break;
     }
     return whole;
+}
+
+const std::vector<sInterjectionRow>& interjectionTable() {
+    static const std::vector<sInterjectionRow> TABLE = {
+        {eBEFORE_ANSWER, "before"},        {eBEFORE_ANSWER_APART, "before-apart"},
+        {eBETWEEN_LINES, "between-lines"}, {eBETWEEN_LINES_APART, "between-lines-apart"},
+        {eBEFORE_FINAL, "before-final"},   {eBEFORE_FINAL_APART, "before-final-apart"},
+        {eAFTER_ANSWER, "after"},          {eAFTER_ANSWER_APART, "after-apart"},
+    };
+    return TABLE;
+}
+
+std::vector<std::string> interjectionsFor(eInterjectionPlace place, const std::string& command) {
+    std::vector<std::string> lines;
+    for (const sInterjectionLine& row : INTERJECTIONS) {
+        const std::vector<std::string>& alike = row.answersTo;
+        // It is read together with the answer to the next command, whichever that is.
+        const bool isAlike = place == eAFTER_ANSWER_APART
+                                 ? !alike.empty()
+                                 : std::find(alike.begin(), alike.end(), command) != alike.end();
+        if (!isAlike) lines.emplace_back(row.line);
+    }
+    return lines;
+}
+
+std::vector<std::string> interjected(eInterjectionPlace place, const sAnswer& answer,
+                                     const std::string& line) {
+    const std::string framed = "\r\n" + line + "\r\n";
+    const std::string whole = answer.echo + answer.body;
+    size_t at = 0;
+    bool apart = true;
+    switch (place) {
+        case eBEFORE_ANSWER:
+            apart = false;
+            break;
+        case eBEFORE_ANSWER_APART:
+            break;
+        case eBETWEEN_LINES:
+            apart = false;
+            [[fallthrough]];
+        case eBETWEEN_LINES_APART:
+            at = answer.echo.size() + betweenLinesOf(answer.body);
+            break;
+        case eBEFORE_FINAL:
+            apart = false;
+            [[fallthrough]];
+        case eBEFORE_FINAL_APART:
+            at = answer.echo.size() + finalOf(answer.body);
+            break;
+        case eAFTER_ANSWER:
+            apart = false;
+            [[fallthrough]];
+        case eAFTER_ANSWER_APART:
+            at = whole.size();
+            break;
+    }
+    if (!apart) return {inserted(whole, framed, at)};
+    return {whole.substr(0, at), framed, whole.substr(at)};
 }
 
 size_t below(size_t end, std::mt19937_64& random) {

@@ -26,6 +26,25 @@ enum eFault {
     eHANGUP,
     eHANGUP_LONG,
     eMIXED,  // any of those above, for each command anew
+    // No fault: an unsolicited line beside the answer, which costs nothing.
+    eINTERJECTION,
+};
+
+// Where an unsolicited line stands; apart: in a read of its own.
+enum eInterjectionPlace {
+    eBEFORE_ANSWER,
+    eBEFORE_ANSWER_APART,
+    eBETWEEN_LINES,
+    eBETWEEN_LINES_APART,
+    eBEFORE_FINAL,
+    eBEFORE_FINAL_APART,
+    eAFTER_ANSWER,
+    eAFTER_ANSWER_APART,
+};
+
+struct sInterjectionRow {
+    eInterjectionPlace place;
+    const char* name;
 };
 
 struct sFaultRow {
@@ -45,6 +64,18 @@ struct sAnswer {
 // What the modem sends instead of an answer. other: the body of an answer to another command.
 std::string spoiledAnswer(eFault fault, const sAnswer& answer, const std::string& other,
                           std::mt19937_64& random);
+
+const std::vector<sInterjectionRow>& interjectionTable();
+// Unsolicited lines as modems send them. One that is no different from an answer to the command, or
+// to the one that reads it, is left out: the daemon cannot know better.
+std::vector<std::string> interjectionsFor(eInterjectionPlace place, const std::string& command);
+
+// So long is the pause before a portion that is to be read by itself.
+constexpr uint64_t APART_MS = 20;
+
+// An answer with a line beside it, in portions.
+std::vector<std::string> interjected(eInterjectionPlace place, const sAnswer& answer,
+                                     const std::string& line);
 
 // A number from 0 to end - 1.
 size_t below(size_t end, std::mt19937_64& random);

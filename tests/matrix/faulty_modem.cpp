@@ -137,6 +137,7 @@ void cFaultyModem::comeAndGo() {
         end.held.clear();
         end.output.clear();
         end.flush.reset();
+        end.emitted = end.delivered = end.answerEnd = 0;
         if (!portsPresent()) {
             end.pty.disappear();
             continue;
@@ -164,6 +165,7 @@ void cFaultyModem::take(eModemPort port, const std::string& bytes) {
 void cFaultyModem::takeLine(eModemPort port, const std::string& line, const std::string& bytes) {
     sEnd& end = m_ends[port];
     noteDelay(line);
+    noteShift(end, line);
     emit(end, outputOf(port), 0);  // what the modem said by itself before
     sSent sent;
     sent.timeMs = nowMs();
@@ -182,8 +184,12 @@ void cFaultyModem::takeLine(eModemPort port, const std::string& line, const std:
     emit(end, late, 0);
     if (row == nullptr)
         emit(end, whole, m_latencyMs);
+    else if (row->fault == eINTERJECTION)
+        interject(port, sent, whole);
     else
         spoil(port, *row, sent, whole);
+    if (row == nullptr) end.answerEnd = end.emitted;
+    end.answered = line;
     m_sent.push_back(sent);
 }
 
@@ -260,11 +266,40 @@ void cFaultyModem::spoil(eModemPort port, const sFaultRow& row, sSent& sent,
     emit(end, sent.arrived, m_latencyMs);
 }
 
+void cFaultyModem::interject(eModemPort port, sSent& sent, const std::string& whole) {
+    sEnd& end = m_ends[port];
+    const std::vector<std::string> lines = interjectionsFor(m_plan->place, sent.command);
+    const std::string line =
+        m_plan->line.empty() ? lines[m_interjections % lines.size()] : m_plan->line;
+    const std::string echo = whole.substr(0, whole.size() - sent.body.size());
+    uint64_t delayMs = m_latencyMs;
+    for (const std::string& portion : interjected(m_plan->place, {echo, sent.body}, line)) {
+        if (portion.empty()) continue;
+        if (!sent.arrived.empty()) delayMs += APART_MS;
+        emit(end, portion, delayMs);
+        sent.arrived += portion;
+        // The line itself may be read later.
+        if (portion != "\r\n" + line + "\r\n") end.answerEnd = end.emitted;
+    }
+    sent.apartMs = delayMs - m_latencyMs;
+    ++m_interjections;
+}
+
+// Only the end of an answer may be unread when the next command comes, and nothing of it that is
+// final: what the daemon takes for the next answer would be the rest of this one.
+void cFaultyModem::noteShift(const sEnd& end, const std::string& command) {
+    if (!end.flush.open() || end.answered == ESCAPE) return;
+    const auto waiting = static_cast<uint64_t>(waitingBytes(end.flush.get()));
+    if (end.delivered - waiting >= end.answerEnd) return;
+    m_shifted.push_back(end.answered + " was not read to its end before " + command);
+}
+
 void cFaultyModem::emit(sEnd& end, const std::string& bytes, uint64_t delayMs) {
     if (bytes.empty()) return;
     uint64_t dueMs = nowMs() + delayMs;
     if (!end.output.empty()) dueMs = std::max(dueMs, end.output.back().dueMs);
     end.output.push_back({dueMs, bytes});
+    end.emitted += bytes.size();
 }
 
 // No more than the terminal holds for its reader, so that nothing is on its way when this returns:
@@ -286,6 +321,7 @@ void cFaultyModem::deliver(sEnd& end) {
     if (write(end.pty.descriptor(), bytes.data(), bytes.size()) !=
         static_cast<ssize_t>(bytes.size()))
         throw std::runtime_error("the terminal takes no more");
+    end.delivered += bytes.size();
     const int expected = before + static_cast<int>(bytes.size());
     if (!waitForBytes(end.flush.get(), expected))
         throw std::runtime_error("bytes are lost in the terminal");

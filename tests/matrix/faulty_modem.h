@@ -30,7 +30,8 @@ struct sSent {
     std::string body;     // as the modem gave it, without its echo
     std::string arrived;  // what the daemon gets; only where a fault changed it
     bool faulty = false;
-    bool ending = false;  // the daemon was asked to end
+    bool ending = false;   // the daemon was asked to end
+    uint64_t apartMs = 0;  // for what is interjected its answer took so much longer
 };
 
 // A fault of one command, or of all (command empty).
@@ -44,6 +45,9 @@ struct sFaultPlan {
     eFault fault = eSILENCE;
     uint64_t seed = 0;
     std::shared_ptr<const std::vector<std::string>> others;  // answers to other commands
+    // Of eINTERJECTION. Without a line each command gets the next one that it may get.
+    eInterjectionPlace place = eBEFORE_ANSWER;
+    std::string line;
 };
 
 // The simulated modem on two terminals, on a clock of its own that only the daemon's sleeps move
@@ -88,6 +92,10 @@ class cFaultyModem {
     // there all the time; and the predecessor.
     uint64_t longestDelayMs() const { return m_longestDelayMs; }
     const std::string& delayedBehind() const { return m_delayedBehind; }
+    // Commands that the daemon sent while it had not yet read the whole answer to the one before.
+    const std::vector<std::string>& shifted() const { return m_shifted; }
+    // So many lines were interjected.
+    size_t interjections() const { return m_interjections; }
 
   private:
     struct sPortion {
@@ -103,6 +111,12 @@ class cFaultyModem {
         std::string held;  // of a late answer
         uint64_t heldMs = 0;
         std::deque<sPortion> output;
+        // In bytes since the port appeared: what was put out, what of it went into the terminal,
+        // and where the last answer ends.
+        uint64_t emitted = 0;
+        uint64_t delivered = 0;
+        uint64_t answerEnd = 0;
+        std::string answered;  // the command of that answer
     };
 
     void turn();
@@ -115,6 +129,8 @@ class cFaultyModem {
     void emit(sEnd& end, const std::string& bytes, uint64_t delayMs);
     const sFaultRow* faultOf(eModemPort port, const std::string& command);
     void spoil(eModemPort port, const sFaultRow& row, sSent& sent, const std::string& whole);
+    void interject(eModemPort port, sSent& sent, const std::string& whole);
+    void noteShift(const sEnd& end, const std::string& command);
     void noteDelay(const std::string& command);
     void countAttempts(const std::string& line, const std::function<void()>& action);
 
@@ -139,6 +155,8 @@ class cFaultyModem {
     bool m_wasAway = true;  // since the last command
     uint64_t m_longestDelayMs = 0;
     std::string m_delayedBehind;
+    std::vector<std::string> m_shifted;
+    size_t m_interjections = 0;
 };
 
 #endif

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <random>
 
 #include "platform/include/text_helpers.h"
@@ -16,7 +17,7 @@ namespace {
 constexpr const char* USAGE =
     "Usage: fault_matrix [OPTION]...   (in scripts/private_namespace.sh)\n"
     "Runs the daemon against a modem in which each command of a healthy day meets each fault.\n"
-    "  --suite NAME   faults (default), pin, or all\n"
+    "  --suite NAME   faults (default), pin, unsolicited, or all\n"
     "  --sample N     so many cells, drawn by the seed; all without it\n"
     "  --only TEXT    cells whose name, COMMAND/FAULT/once or /45s, holds TEXT\n"
     "  --seed N       what is drawn, and what the faults are; printed, by chance without it\n"
@@ -77,7 +78,8 @@ sOptions readOptions(int argc, char** argv) {
     sOptions options;
     for (int i = 1; i < argc; ++i)
         if (takeOption(options, argv[i], i + 1 < argc ? argv[i + 1] : nullptr)) ++i;
-    if (options.suite != "faults" && options.suite != "pin" && options.suite != "all")
+    if (options.suite != "faults" && options.suite != "pin" && options.suite != "unsolicited" &&
+        options.suite != "all")
         refuse("unknown suite " + options.suite);
     if (options.jobs < 1) refuse("--jobs needs at least 1");
     return options;
@@ -104,14 +106,25 @@ std::vector<sCell> allCells(const sOptions& options) {
     const auto add = [&](const std::vector<sCell>& more) {
         cells.insert(cells.end(), more.begin(), more.end());
     };
-    if (options.suite != "pin") {
-        add(usualCells(healthyDay(eDAY_USUAL, options.limitS), options.seed));
-        add(gpsCells(healthyDay(eDAY_GPS_OFF, options.limitS), options.seed));
+    const auto isWanted = [&](const char* suite) {
+        return options.suite == suite || options.suite == "all";
+    };
+    std::map<eDay, sOutcome> healthy;
+    const auto dayOf = [&](eDay day) -> const sOutcome& {
+        if (healthy.count(day) == 0) healthy[day] = healthyDay(day, options.limitS);
+        return healthy[day];
+    };
+    if (isWanted("faults")) {
+        add(usualCells(dayOf(eDAY_USUAL), options.seed));
+        add(gpsCells(dayOf(eDAY_GPS_OFF), options.seed));
     }
-    if (options.suite == "faults") return cells;
+    if (isWanted("unsolicited"))
+        for (const eDay day : {eDAY_USUAL, eDAY_GPS_OFF, eDAY_PIN})
+            add(interjectionCells(day, dayOf(day), options.seed));
+    if (!isWanted("pin")) return cells;
     for (const eDay day :
          {eDAY_PIN, eDAY_WRONG_PIN, eDAY_WRONG_OLD_PIN, eDAY_WRONG_PIN_OFF, eDAY_WRONG_PUK})
-        add(pinCells(day, healthyDay(day, options.limitS), options.seed));
+        add(pinCells(day, dayOf(day), options.seed));
     return cells;
 }
 
@@ -137,6 +150,8 @@ struct sReport {
     std::string slowest;
     uint64_t delayMs = 0;
     std::string delayed;
+    size_t interjections = 0;
+    uint64_t excessMs = 0;
 };
 
 void take(sReport& report, const sCell& cell, const sOutcome& outcome, const sOptions& options) {
@@ -149,6 +164,8 @@ void take(sReport& report, const sCell& cell, const sOutcome& outcome, const sOp
         report.delayMs = outcome.delayMs;
         report.delayed = cell.name + ": " + outcome.delayedBehind;
     }
+    report.interjections += outcome.interjections;
+    report.excessMs = std::max(report.excessMs, outcome.excessMs);
     if (outcome.failures.empty()) {
         ++report.passed;
         if (options.verbose)
@@ -169,6 +186,10 @@ void tell(const sReport& report, size_t all) {
            static_cast<unsigned long long>(report.recoveryMs), report.slowest.c_str());
     printf("longest pause between two commands beyond the wait for the answer: %llu ms (%s)\n",
            static_cast<unsigned long long>(report.delayMs), report.delayed.c_str());
+    if (report.interjections != 0)
+        printf(
+            "%zu unsolicited lines; longest beyond the same pause on a day without them: %llu ms\n",
+            report.interjections, static_cast<unsigned long long>(report.excessMs));
     printf("%zu cells with a restart of the daemon\n", report.restarted);
     printf("%zu of %zu cells passed\n", report.passed, all);
 }

@@ -1,5 +1,5 @@
 # The fault matrix: every command of a day with every fault, each in a process of its own.
-add_executable(fault_matrix matrix/cell.cpp matrix/faults.cpp matrix/faulty_modem.cpp
+add_executable(fault_matrix matrix/cell.cpp matrix/day_difference.cpp matrix/faults.cpp matrix/faulty_modem.cpp
                matrix/host_tools.cpp matrix/main.cpp matrix/matrix.cpp matrix/pool.cpp
                matrix/waits.cpp)
 target_link_libraries(fault_matrix PRIVATE cellslot_flow_support)
@@ -16,3 +16,4 @@ endfunction()
 
 cellslot_add_matrix_test(faults --suite faults --sample 200)
 cellslot_add_matrix_test(pin --suite pin --sample 60)
+cellslot_add_matrix_test(unsolicited --suite unsolicited --sample 150)

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr uint64_t LASTING_MS = 45000;
+constexpr uint64_t WHOLE_DAY_MS = 24 * 3600 * 1000;
 constexpr uint64_t SLOW_MODEM_MS = 30;
 constexpr int MIXTURES = 60;
 constexpr int OCCURRENCES = 3;
@@ -171,6 +172,45 @@ std::vector<sCell> pinCells(eDay day, const sOutcome& healthy, uint64_t seed) {
         cell.name = NAMES.at(day) + ":" + cell.name;
         cell.boundMs = 0;
         cell.descriptors = 0;
+    }
+    return cells;
+}
+
+std::vector<sCell> interjectionCells(eDay day, const sOutcome& healthy, uint64_t seed) {
+    static const std::map<eDay, std::string> NAMES = {
+        {eDAY_USUAL, ""}, {eDAY_GPS_OFF, "gps-off:"}, {eDAY_PIN, "pin:"}};
+    sCell cell;
+    cell.day = day;
+    cell.healthy = std::make_shared<const sOutcome>(healthy);
+    cell.descriptors = healthy.descriptors;
+    cell.plan.fault = eINTERJECTION;
+    std::vector<sCell> cells;
+    for (const sInterjectionRow& row : interjectionTable()) {
+        cell.plan.place = row.place;
+        for (const sTarget& target : targetsOf(healthy.sent)) {
+            // What the other days share with the usual one is looked at there.
+            if (day == eDAY_GPS_OFF && target.port != eGPS_PORT) continue;
+            if (day == eDAY_PIN && target.occurrence != 0) continue;
+            const std::vector<std::string> lines = interjectionsFor(row.place, target.command);
+            cell.plan.port = target.port;
+            cell.plan.command = target.command;
+            cell.plan.occurrence = target.occurrence;
+            for (const bool lasting : {false, true}) {
+                if (lasting && target.occurrence != 0) continue;
+                cell.plan.lastsMs = lasting ? LASTING_MS : 0;
+                cell.name = NAMES.at(day) + nameOf(target) + "/unsolicited-" + row.name +
+                            (lasting ? "/45s" : "/once");
+                cell.plan.line = lines[mixed(seed, cell.name) % lines.size()];
+                cells.push_back(cell);
+            }
+        }
+        // Every command of the day, with each line in turn.
+        cell.plan.command.clear();
+        cell.plan.occurrence = 0;
+        cell.plan.lastsMs = WHOLE_DAY_MS;
+        cell.plan.line.clear();
+        cell.name = NAMES.at(day) + "every command/unsolicited-" + row.name;
+        cells.push_back(cell);
     }
     return cells;
 }

@@ -5,6 +5,7 @@
 #include "atcmd/registration.h"
 #include "config/config_file.h"
 #include "device/at_transaction.h"
+#include "device/link_state.h"
 #include "gps/gps.h"
 #include "include/debug.h"
 #include "include/signal_flags.h"
@@ -34,6 +35,7 @@ void resetDaemon() {
     resetGpsState();
     resetSmsState();
     telitCarrier_list_Map.clear();
+    resetLinkState();
     g_que_testAtResponses = {};
     g_i_debugMode = 0;
     b_got_sigint = b_got_sigterm = b_got_sighup = b_got_sigusr1 = b_got_sigusr2 = false;

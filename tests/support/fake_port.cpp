@@ -8,6 +8,7 @@
 
 #include <stdexcept>
 
+#include "device/link_state.h"
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
 #include "tests/support/pseudo_terminal.h"
@@ -52,6 +53,7 @@ cFakePort::cFakePort(eLink link) : m_terminalTurns(TERMINAL_TURNS) {
     else
         openTerminal();
     s_current = this;
+    resetLinkState();
     setSleepFunction(onSleep);
     setTimerClock(clockMs);
 }

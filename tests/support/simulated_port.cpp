@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 
+#include "device/link_state.h"
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
 #include "tests/support/pseudo_terminal.h"
@@ -31,6 +32,7 @@ cSimulatedPort::cSimulatedPort(const nlohmann::json& scenario, eKind kind)
     else
         openSocket();
     g_port = this;
+    resetLinkState();
     setSleepFunction(sleepOnPort);
     setTimerClock(portClock);
 }

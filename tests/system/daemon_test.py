@@ -112,6 +112,54 @@ class BringUp(DaemonTest):
         slot.waitConnected()
 
 
+class Link(DaemonTest):
+    """In step with the modem, whatever it says unasked and however late it answers."""
+
+    POLL = "AT+CEREG?"
+    PERIOD_S = 10
+
+    def pollsInTenSeconds(self, slot):
+        before = slot.commands().count(self.POLL)
+        time.sleep(self.PERIOD_S)
+        return slot.commands().count(self.POLL) - before
+
+    def endsWithin(self, slot):
+        begin = time.monotonic()
+        self.assertEqual(slot.stopDaemon(), 2)
+        return time.monotonic() - begin
+
+    def test_ringFiveTimesASecond_neitherDelaysPollsNorSigterm(self):
+        slot = self.connectedSlot()
+        quiet = self.pollsInTenSeconds(slot)
+        quietEnd = self.endsWithin(slot)
+        slot.startDaemon()
+        slot.waitConnected()
+        slot.order(op="urc", line="RING", every_ms=200)
+        asked = slot.commands().count("AT")
+        ringing = self.pollsInTenSeconds(slot)
+        asked = slot.commands().count("AT") - asked
+        ringingEnd = self.endsWithin(slot)
+        print(f"polls in {self.PERIOD_S} s: {quiet} quiet, {ringing} with RING; SIGTERM to exit:"
+              f" {quietEnd:.2f} s quiet, {ringingEnd:.2f} s with RING")
+        self.assertGreaterEqual(ringing, quiet - 1)  # where the seconds begin is chance
+        self.assertLessEqual(asked, ringing + 1, "a second AT in a pass")
+        self.assertLess(ringingEnd, quietEnd + PATIENCE)
+
+    def test_lateAnswerToTheDeactivation_doesNotHideThatTheApnIsRefused(self):
+        define = 'AT+CGDCONT=1,"IPV4V6","internet"'
+        slot = self.slot(scenario={"faults": [
+            {"match": "AT+CGACT=0,1", "kind": "delay", "delay_ms": 6500, "count": 1},
+            {"match": define, "kind": "cme", "number": 567, "count": 1}]})
+        waitUntil(lambda: slot.commands().count(define) >= 1, 20,
+                  lambda: f"{define} was not sent")
+        waitUntil(lambda: self.log.count("ting APN 'internet'") >= 1, 5,
+                  lambda: "nothing was logged about the APN")
+        self.assertEqual(self.log.count("Error setting APN 'internet', error 567 (WRONG APN)"), 1)
+        self.assertEqual(self.log.count("Success setting APN"), 0)
+        slot.waitConnected(30)  # by the set-up that follows
+        self.assertEqual(self.log.count("Success setting APN 'internet'"), 1)
+
+
 class RefusedStart(DaemonTest):
     ALL_BUT_PORT = ["-d", "/dev/null", "-g", "/dev/null", "-i", "wwan0"]
 

@@ -16,7 +16,7 @@ function(cellslot_add_system_test name file)
     endif()
 endfunction()
 
-foreach(class BringUp RefusedStart Console CleanStop Registration Changes ModemAway Files)
+foreach(class BringUp Link RefusedStart Console CleanStop Registration Changes ModemAway Files)
     cellslot_add_system_test(daemon.${class} daemon_test.py ${class})
 endforeach()
 cellslot_add_system_test(setup_cellint setup_cellint_test.py)

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "device/link_state.h"
 #include "include/options.h"
 #include "statemachine/custom_at_log.h"
 #include "tests/support/captured_log.h"
@@ -219,6 +220,7 @@ TEST_F(CustomAt, Waits_AsLongAsAskedAndASecond) {
           sCase{"AT+CSQ::0", "AT+CSQ", 1010}, sCase{"AT+CSQ::5", "AT+CSQ", 6010},
           sCase{"AT+CSQ::45", "AT+CSQ", 31010}, sCase{"AT+CSQ ::30", "AT+CSQ ", 31010}}) {
         SCOPED_TRACE(test.line);
+        resetLinkState();  // nothing is left of the one before
         const uint64_t before = port.elapsedMs();
         port.silence();
         EXPECT_EQ(request(std::string(test.line) + "\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "device/link_state.h"
 #include "tests/unit/gps_fixture.h"
 
 namespace {
@@ -154,11 +155,30 @@ TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
     gps.reset();
 }
 
+// An AT that the stream swallowed is owed no answer: another round of guard times and question is
+// all that an escape takes that was not heard.
+TEST_F(GpsStream, EscapeThatWasNotHeard_DelaysNoCommandAfterIt) {
+    const auto restartTakes = [this](int unheard) {
+        startStream();
+        terminal().pass(3000000);
+        restartDaemon();
+        if (unheard != 0) ignoreEscapes(unheard);
+        const uint64_t before = terminal().nowMs();
+        EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
+        const uint64_t took = terminal().nowMs() - before;
+        gps.reset();
+        return took;
+    };
+    const uint64_t heard = restartTakes(0);
+    EXPECT_LE(restartTakes(1), heard + 2100 + 2010 + 20);
+}
+
 TEST_F(GpsStream, EachCommand_IsWaitedForAsLongAsItMayTake) {
     startStream();
     gpsStop();
     ASSERT_EQ(gps.openGpsDevice(), eSUCCESS);
     const auto lasts = [this](auto&& operation) {
+        resetLinkState();  // nothing is left of the one before
         const uint64_t before = terminal().nowMs();
         operation();
         return terminal().nowMs() - before;

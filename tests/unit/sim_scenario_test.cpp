@@ -125,6 +125,29 @@ TEST(SimControl, UnsolicitedLine_OnEitherPort) {
     EXPECT_EQ(sim.gps(""), std::string("\0x", 2));
 }
 
+TEST(SimControl, UnsolicitedLineAtIntervals_ComesUntilItsTimeIsOverOrItIsCleared) {
+    cSimDriver sim;
+    sim.order(R"({"op": "urc", "line": "RING", "every_ms": 200, "for_ms": 500})");
+    EXPECT_EQ(sim.readAt(0), "\r\nRING\r\n");
+    EXPECT_EQ(sim.readAt(190), "");
+    EXPECT_EQ(sim.readAt(10), "\r\nRING\r\n");
+    EXPECT_EQ(sim.readAt(10000), "\r\nRING\r\n");
+    sim.order(R"({"op": "urc", "port": "gps", "raw": "x", "every_ms": 100})");
+    EXPECT_EQ(sim.gps("", 1000), "xxxxxxxxxxx");
+    EXPECT_EQ(sim.order(R"({"op": "clear-urcs"})").at("cleared"), 1);
+    EXPECT_EQ(sim.gps("", 1000), "");
+    EXPECT_EQ(sim.order(R"({"op": "urc", "line": "RING", "for_ms": 5})").at("ok"), false);
+}
+
+TEST(SimControl, UnsolicitedLineAtIntervals_IsNotSaidByAModemThatIsAway) {
+    cSimDriver sim;
+    sim.order(R"({"op": "urc", "line": "RING", "every_ms": 1000})");
+    sim.readAt(0);
+    sim.order(R"({"op": "hangup", "away_ms": 10000})");
+    EXPECT_EQ(sim.readAt(9990), "");
+    EXPECT_EQ(sim.readAt(10), "\r\nRING\r\n");
+}
+
 TEST(SimLog, Events_TellExchangesProblemsAndSentMessages) {
     cSimDriver sim;
     sim.at("AT+BAD");

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "device/link_state.h"
 #include "sms/listing_marker.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
@@ -263,6 +264,7 @@ TEST_F(SmsReceive, Timeouts_AreThoseOfTheCommands) {
     EXPECT_EQ(getSmsMsg(port.handle(), eSMS_3GPP, eSMS_READ_UNREAD, queue), ePORT_NO_FINAL_RESULT);
     EXPECT_NEAR(static_cast<double>(port.elapsedMs()), 11000, 50);
     EXPECT_EQ(logCount("getSmsMsg(): Command 'AT+CMGL=0' TIMEOUT"), 1U);
+    resetLinkState();  // nothing is left of the one before
     const uint64_t before = port.elapsedMs();
     port.silence();
     EXPECT_EQ(deleteSmsMsg(port.handle(), eSMS_DELETE_READ), ePORT_NO_FINAL_RESULT);

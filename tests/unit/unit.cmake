@@ -68,7 +68,8 @@ target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
 cellslot_add_unit_tests(device
     LIBS cellslot_device
-    SOURCES unit/device_at_port_test.cpp unit/device_at_transaction_test.cpp)
+    SOURCES unit/device_at_port_test.cpp unit/device_at_transaction_test.cpp
+            unit/device_link_state_test.cpp)
 
 cellslot_add_unit_tests(atcmd
     LIBS cellslot_atcmd

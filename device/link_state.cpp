@@ -1,0 +1,187 @@
+#include "device/link_state.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+#include "device/at_port.h"
+#include "device/at_transaction.h"
+#include "include/debug.h"
+#include "include/service_manager.h"
+#include "include/sleep.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/timer_clock.h"
+#include "platform/include/tokenstr.h"
+
+namespace {
+
+constexpr unsigned DROP_POLL_US = 10000;
+// Where no clock runs, or a modem never stops talking.
+constexpr uint64_t DROP_POLLS_MAX = LATE_ANSWER_MS * 1000 / DROP_POLL_US;
+constexpr size_t LINE_START_MAX = 256;  // of a line that is dropped; a final code is shorter
+
+constexpr char CTRL_Z = '\x1a';
+constexpr char ESC = '\x1b';
+
+struct sLink {
+    int owed = 0;  // answers that may still come
+    // The last final code came while an answer was owed and none had been dropped: it may have been
+    // the late one. The next command finds out.
+    bool doubtful = false;
+    bool echoes = false;  // the modem repeats commands
+    uint64_t lateUntilMs = 0;
+};
+
+// By handle. Only ports that are open and have been talked to are here.
+struct sLinkState {
+    std::map<int, sLink> links;
+};
+
+sLinkState g_linkState;
+
+// A bench answers when it likes, before the command too.
+bool isBench(int handle) {
+    struct stat info;
+    return getenv(TEST_POLL_VARIABLE) != nullptr ||
+           (fstat(handle, &info) == 0 && S_ISFIFO(info.st_mode));
+}
+
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+bool isFinalLine(const std::string& line) {
+    return endsWith(line, "OK") || endsWith(line, "ERROR") || startsWith(line, "+CME ERROR:") ||
+           startsWith(line, "+CMS ERROR:");
+}
+
+// Counts the final codes in what comes in pieces.
+class cFinalCodes {
+  public:
+    void add(const std::string& piece) {
+        for (const char byte : piece) {
+            if (byte != eCR && byte != eLF) {
+                m_line += byte;
+                if (m_line.size() > LINE_START_MAX) m_line.erase(0, LINE_START_MAX / 2);
+                continue;
+            }
+            if (isFinalLine(m_line)) ++m_count;
+            m_line.clear();
+        }
+    }
+    int count() const { return m_count; }
+
+  private:
+    std::string m_line;
+    int m_count = 0;
+};
+
+template <typename tTest>
+bool anyLine(const std::string& response, tTest test) {
+    const tokenstr lines(response, '\n', eEmptyTokens::DROP);
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+        return test(cleanBeginEndWhiteSpace(line));
+    });
+}
+
+// CONNECT and the prompt stand in the place of a final code.
+bool isAnsweredOtherwise(const std::string& response) {
+    return holdsPrompt(response) || anyLine(response, [](const std::string& line) {
+               return line == "CONNECT" || startsWith(line, "CONNECT ");
+           });
+}
+
+std::string echoOf(const std::string& command) {
+    return command + static_cast<char>(eCR);
+}
+
+// From the end of the first: a modem that has gone silent is not waited for after each command.
+void owe(sLink& link) {
+    if (link.owed++ == 0) link.lateUntilMs = timerClockMs() + LATE_ANSWER_MS;
+    link.doubtful = false;
+}
+
+void settle(sLink& link, int answers) {
+    link.owed -= std::min(link.owed, answers);
+    if (link.owed == 0) link.doubtful = false;
+}
+
+void doubt(sLink& link) {
+    link.owed = 1;
+    link.doubtful = true;
+    link.lateUntilMs = timerClockMs() + LATE_ANSWER_MS;
+}
+
+}  // namespace
+
+void forgetLink(int handle) {
+    g_linkState.links.erase(handle);
+}
+
+void noteOwedAnswer(int handle) {
+    if (!isBench(handle)) owe(g_linkState.links[handle]);
+}
+
+void dropLateAnswers(int handle) {
+    sLink& link = g_linkState.links[handle];
+    if (link.owed == 0) return;
+    debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Dropping what the modem answers late", __func__);
+    cFinalCodes finals;
+    std::string piece;
+    for (uint64_t poll = 0; poll < DROP_POLLS_MAX; ++poll) {
+        const int count = readFromPort(handle, piece, static_cast<int>(PORT_READ_MAX));
+        finals.add(piece);
+        const bool isOver = finals.count() >= link.owed || timerClockMs() >= link.lateUntilMs;
+        if (count < 0 || (count == 0 && isOver)) break;
+        notifyAlive();
+        sleepMicroseconds(DROP_POLL_US);
+    }
+    // Whose answer it was that is in doubt has shown by now.
+    settle(link, link.doubtful ? link.owed : finals.count());
+}
+
+std::string requiredEcho(int handle, const std::string& command) {
+    const sLink& link = g_linkState.links[handle];
+    return link.owed != 0 && link.echoes && !isPromptText(command) ? echoOf(command) : "";
+}
+
+void noteAnswer(int handle, const std::string& command, const std::string& response,
+                const std::string& late, ePortReturn result) {
+    sLink& link = g_linkState.links[handle];
+    const bool isAnswered = result != ePORT_NO_FINAL_RESULT;
+    if (isPromptText(command)) {
+        if (isAnswered)
+            settle(link, link.owed);
+        else if (link.owed == 0)
+            noteOwedAnswer(handle);
+        return;
+    }
+    const bool hasEcho = response.find(echoOf(command)) != std::string::npos;
+    if (hasEcho || (isAnswered && link.owed == 0)) link.echoes = hasEcho;
+    cFinalCodes finals;
+    finals.add(late);
+    settle(link, finals.count());
+    if (!isAnswered && !isAnsweredOtherwise(response))
+        noteOwedAnswer(handle);
+    else if (link.owed != 0)
+        doubt(link);
+}
+
+void noteLateAnswer(int handle) {
+    settle(g_linkState.links[handle], 1);
+}
+
+bool isPromptText(const std::string& command) {
+    return !command.empty() && (command.back() == CTRL_Z || command.back() == ESC);
+}
+
+bool holdsPrompt(const std::string& response) {
+    return anyLine(response, [](const std::string& line) { return line == ">"; });
+}
+
+void resetLinkState() {
+    g_linkState = {};
+}

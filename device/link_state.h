@@ -1,0 +1,48 @@
+#ifndef DEVICE_LINK_STATE_H
+#define DEVICE_LINK_STATE_H
+
+#include <cstdint>
+#include <string>
+
+#include "include/result_codes.h"
+
+// Whether commands and answers on an open port are in step. A command that ended without a final
+// code is owed its answer, and a late one would be taken for the answer to the next command, which
+// leaves its own to the one after it. Only while an answer is owed is late input dropped: what a
+// modem says unasked is no sign of being out of step and must not cost anything.
+
+// How long a late answer is waited for, from the end of its transaction.
+constexpr uint64_t LATE_ANSWER_MS = 1000;
+
+// Nothing is owed there: the port was opened or closed, or took the last command for data.
+void forgetLink(int handle);
+
+// The last command got no answer, or that to another.
+void noteOwedAnswer(int handle);
+
+// Drops what comes until as many final codes as are owed have come, for as long as a late answer is
+// waited for. Returns at once where nothing is owed.
+void dropLateAnswers(int handle);
+
+// The echo that the answer to a command has to begin with. Empty where any answer is taken: nothing
+// is owed, or the modem repeats no commands.
+std::string requiredEcho(int handle, const std::string& command);
+
+// What a transaction has shown. late: what was received before the required echo.
+void noteAnswer(int handle, const std::string& command, const std::string& response,
+                const std::string& late, ePortReturn result);
+
+// A final code was read that no command had asked for.
+void noteLateAnswer(int handle);
+
+// A text for an open prompt, or the ESC that ends it: not a command of its own, and the answer to
+// it is the one that the command before it is owed.
+bool isPromptText(const std::string& command);
+
+// The modem shows its prompt "> " and waits for a text.
+bool holdsPrompt(const std::string& response);
+
+// For tests: as if no port had been opened yet.
+void resetLinkState();
+
+#endif
