@@ -13,6 +13,7 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "sms/open_prompt.h"
 #include "sms/send.h"
 #include "statemachine/custom_at_log.h"
 
@@ -54,18 +55,28 @@ bool isAtPrompt(const std::string& response) {
            text.compare(text.size() - prompt.size(), prompt.size(), prompt) == 0;
 }
 
+// A transaction that may open a prompt, which is gone afterwards: it is marked meanwhile, since
+// which commands have one is the modem's to know.
+ePortReturn sendMarked(int port, const std::string& command, unsigned extraTimeoutS,
+                       std::string& response) {
+    markPrompt();
+    const ePortReturn result = sendAtCommand(port, command, response, extraTimeoutS);
+    if (result == ePORT_NO_FINAL_RESULT && isAtPrompt(response)) abortPrompt(port);
+    unmarkPrompt();
+    return result;
+}
+
 eGeneralErrors sendCustomCommand(int port, const std::string& command, int extraTimeoutS,
                                  const sDeviceInfo& device, sAnswer& answer) {
     debug(eLOG_NOTICE, g_i_debugMode, "- Sending AT command %s, extra timeout %d",
           blankControlCharacters(command).c_str(), extraTimeoutS);
     std::string response;
     const eGeneralErrors result = mapPortResult(
-        sendAtCommand(port, command, response, static_cast<unsigned>(extraTimeoutS)), eSUCCESS);
+        sendMarked(port, command, static_cast<unsigned>(extraTimeoutS), response), eSUCCESS);
     if (result != eSUCCESS) {
         answer.pretty += prettifyAtCommand(command, "TIMEOUT");
         answer.raw += command + "\nTIMEOUT";
         writeAtCmdLog(command, "\nTIMEOUT\n", device, g_s_at_cmd_log_dir);
-        if (isAtPrompt(response)) abortPrompt(port);
         return result;
     }
     answer.pretty += prettifyAtCommand(command, response);

@@ -109,7 +109,8 @@ TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
     recordStatus(20, "_QMI_STATE", state);
     run(20.5);
     EXPECT_EQ(state, "CONNECTED");
-    EXPECT_EQ(logCount("Sending of an SMS message was cut short, ending its prompt"), 1u);
+    EXPECT_EQ(logCount("An SMS message or a custom AT command was cut short, ending its prompt"),
+              1u);
     EXPECT_FALSE(fileExists("/tmp/sms/.cellslot-prompt.1"));
 }
 
