@@ -128,6 +128,7 @@ void prepare(sMachine& machine) {
     machine.reader.init(chooseConfigFile(g_S_options.s_port, ""), g_i_debugMode);
     readConfiguration(machine);
     createTimers();
+    sweepTemporaryFiles();
     initSMS(g_s_root_sms_path);
     setupVariableMaps();
     prepareDeviceRecord(machine.device);

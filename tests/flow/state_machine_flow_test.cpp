@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -94,6 +95,24 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
     EXPECT_FALSE(fileExists("/tmp/cellmodem_firmware/start_update.1"));
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=0", "AT#REBOOT"}));
     EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
+}
+
+TEST_F(StateMachine, TemporaryFilesOfAKilledDaemon_AreGoneAfterTheNextStart) {
+    startOnTerminal();
+    const auto anHourAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    const tCommands folders = {"/var/log", "/tmp", "/etc/vuk", "/storage", "/tmp/sms"};
+    for (const std::string& folder : folders) {
+        std::filesystem::create_directories(folder);
+        writeFile(folder + "/.cellslot-tmp-abcdef", "half a li");
+        writeFile(folder + "/.cellslot-tmp-ghijkl", "another slot's");
+        std::filesystem::last_write_time(folder + "/.cellslot-tmp-abcdef", anHourAgo);
+    }
+    run(1);
+    for (const std::string& folder : folders) {
+        EXPECT_FALSE(fileExists(folder + "/.cellslot-tmp-abcdef")) << folder;
+        EXPECT_TRUE(fileExists(folder + "/.cellslot-tmp-ghijkl")) << folder;
+        std::filesystem::remove(folder + "/.cellslot-tmp-ghijkl");
+    }
 }
 
 // A daemon was killed while it entered a message: the modem takes what comes for the message's
