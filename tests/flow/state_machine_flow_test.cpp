@@ -522,6 +522,42 @@ TEST_F(StateMachine, PortThatIsLost_IsPublishedAtOnce) {
     EXPECT_EQ(atOnce, "Unknown");
 }
 
+// The next command cannot be written, which is an error and no silence: the port is closed only
+// after ten of them.
+TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
+    startOnTerminal();
+    at(6, [this] {
+        reconfigure("CM_MTU=1400\n");
+        port().unplug();
+    });
+    std::string sim, state;
+    recordStatus(8, "_SIM_STATUS", sim);
+    recordStatus(8, "_QMI_STATE", state);
+    run(20);
+    EXPECT_EQ(sim, "Unknown");
+    EXPECT_EQ(state, "Unknown");
+    EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
+}
+
+// The command under way is waited for as if the modem were silent.
+TEST_F(StateMachine, PortThatVanishesInASetUp_IsPublishedWithTheEndOfItsCommand) {
+    startOnTerminal();
+    at(6, [this] {
+        reconfigure("CM_MTU=1400\n");
+        silenceOnce("AT+GMM");
+    });
+    at(6.8, [this] { port().unplug(); });
+    std::string atEnd;
+    for (int hundredths = 680; hundredths < 1000; ++hundredths)
+        at(hundredths / 100.0, [&] {
+            if (atEnd.empty() && logContains("Device not responding, closing port"))
+                atEnd = statusOf("_SIM_STATUS") + " after " +
+                        std::to_string((port().nowMs() - 6800) / 1000) + " s";
+        });
+    run(20);
+    EXPECT_EQ(atEnd, "Unknown after 0 s");
+}
+
 TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
     startOnTerminal();
     at(6, [this] { silenceOnce("AT+CSQ"); });
