@@ -82,7 +82,6 @@ bool isModemSilent(const sStatusRecord& record) {
 }
 
 void checkModem(const sSlotView& view) {
-    if (!isModemSilent(view.record)) return;
     const std::string port = printableLine(view.record.text("DEV_HANDLE_MAIN"));
     if (!view.report.portExists)
         view.add(eSeverity::ERROR, "modem_missing",
@@ -90,7 +89,7 @@ void checkModem(const sSlotView& view) {
                  "wait two minutes for the daemon to reset it; then check power and cable, and run "
                  "cellslot doctor" +
                      view.option());
-    else
+    else if (isModemSilent(view.record))
         view.add(eSeverity::ERROR, "modem_silent",
                  "The modem has not answered yet on " + port + ".",
                  "right after a start that takes up to a minute; later: cellslot doctor" +

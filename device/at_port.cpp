@@ -1,6 +1,7 @@
 #include "device/at_port.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <termios.h>
@@ -101,6 +102,11 @@ void closeDevice(int& handle) {
         close(handle);
     }
     handle = -1;
+}
+
+bool isPortLost(int handle) {
+    pollfd port = {handle, 0, 0};
+    return poll(&port, 1, 0) == 1 && (port.revents & POLLHUP) != 0;
 }
 
 ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageReturn) {

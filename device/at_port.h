@@ -29,6 +29,10 @@ int doSetupTty(int handle);
 // Closes the port if it is open; handle is -1 afterwards.
 void closeDevice(int& handle);
 
+// Whether an open port has hung up: what was behind it is gone, and this handle stays dead also
+// when it comes back. A closed port and a FIFO never have.
+bool isPortLost(int handle);
+
 // Writes a text at once and, 10 ms later, a carriage return. ePORT_OK, or ePORT_ERROR when the
 // handle is -1 or the text could not be written in three attempts.
 ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageReturn);

@@ -50,6 +50,7 @@ void cTelitGps::reset() {
     m_debugMask = 0;
     m_chipset.clear();
     m_streamOn = false;
+    m_lastHandOver = eGpsdHandOver::NONE;
 }
 
 eGeneralErrors cTelitGps::gpsStart(std::string& chipset, bool& streamFlag) {
@@ -57,6 +58,8 @@ eGeneralErrors cTelitGps::gpsStart(std::string& chipset, bool& streamFlag) {
     streamFlag = m_streamOn;
     if (m_streamOn) {
         debug(eLOG_NOTICE, m_debugMask, "%s(): Stream already started", __func__);
+        // A stream that could not be stopped runs on, with nobody to read it.
+        if (m_lastHandOver == eGpsdHandOver::REMOVE) updateGpsd(true);
         return eERROR_DEVICE_GPS_START_STREAM_SUCCESS;
     }
     chipset.clear();
@@ -182,6 +185,7 @@ void cTelitGps::updateGpsd(bool add) {
                                 m_devicePath + " &>/dev/null";
     debug(eLOG_NOTICE, m_debugMask, "%s(): running system command '%s'", __func__, command.c_str());
     const int status = runShellCommand(command);
+    m_lastHandOver = add ? eGpsdHandOver::ADD : eGpsdHandOver::REMOVE;
     debug(eLOG_NOTICE, m_debugMask, "%s(): command exited with return code %d", __func__,
           WIFEXITED(status) ? WEXITSTATUS(status) : status);
     maybeSleep(GPSD_SETTLE_US);

@@ -20,6 +20,9 @@ enum eSkvsStreamStatus : int {
     eSKVS_STREAM_STARTED = 1,
 };
 
+// What gpsd was last told of the port; none when it was told nothing.
+enum class eGpsdHandOver { NONE, ADD, REMOVE };
+
 // So often the receiver is enabled at most, over all runs of the daemon, until it is found.
 constexpr int GPS_ENABLE_MAX = 3;
 
@@ -43,7 +46,8 @@ class cTelitGps {
 
     // Finds the receiver, starts the stream and hands the port to gpsd. The port is open afterwards
     // in no case. streamFlag follows getStreamStatus.
-    //   START_STREAM_SUCCESS      running, or it ran already: chipset is left alone then
+    //   START_STREAM_SUCCESS      running, or it ran already: chipset is left alone then, and gpsd
+    //                             gets the port if it was taken away, as by a stop that failed
     //   DEVICE_HANDLE_INVALID, DEV_OPEN_FAILURE
     //   DEVICE_REQUIRES_RESET     not found, but enabled: it is there after a restart of the modem
     //   ENABLE_MAX_COUNT          not found, and enabled too often already
@@ -111,6 +115,7 @@ class cTelitGps {
     std::string m_gpsSlot;
     std::string m_chipset;
     bool m_streamOn = false;
+    eGpsdHandOver m_lastHandOver = eGpsdHandOver::NONE;
 };
 
 #endif

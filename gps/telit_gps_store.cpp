@@ -17,7 +17,6 @@ constexpr const char* STREAM = "_GPS_STREAM";
 
 // Four characters and the end: longer values are cut when read.
 using tValueBuffer = std::array<char, 5>;
-constexpr int LARGEST_VALUE = 9999;
 
 }  // namespace
 
@@ -31,7 +30,7 @@ eGeneralErrors cTelitGps::checkSkvsEnableCount() {
 }
 
 int cTelitGps::getSkvsEnableCount() const {
-    return stored(ENABLE_COUNT, 0, LARGEST_VALUE, 0);
+    return stored(ENABLE_COUNT, 0, GPS_ENABLE_MAX, 0);
 }
 
 eGeneralErrors cTelitGps::setSkvsEnableCount(int count) {

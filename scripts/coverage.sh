@@ -9,7 +9,12 @@ readonly BUILD=build/coverage
 readonly JOBS=2
 
 usage() {
-    echo 'Usage: coverage.sh [--all]   (--all: with the system tests)'
+    cat <<'TEXT'
+Usage: coverage.sh [--all]
+Runs the unit and flow tests and shows which lines and branches they run, by folder, and every line
+of the daemon that no test runs. The same is in build/coverage/coverage.txt.
+  --all  with the system tests
+TEXT
 }
 
 main() {
@@ -17,6 +22,10 @@ main() {
     case ${1:-} in
     '') ;;
     --all) levels='unit|flow|system' ;;
+    -h | --help)
+        usage
+        return
+        ;;
     *)
         usage >&2
         return 2

@@ -4,18 +4,53 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly LOG=build/demo.log
+readonly TARGETS=(cellslotd cellslot le910sim skvs)
 
 usage() {
     cat <<'TEXT'
-Usage: demo.sh [--seconds N] [-- SIMULATOR-OPTION...]
-  --seconds N  end by itself N seconds after the connection is up; otherwise Ctrl-C ends it
+Usage: demo.sh [--seconds N] [--verbose] [-- SIMULATOR-OPTION...]
+Shows the daemon at work with a simulated modem: how a connection comes up, messages, a position, the
+screens of the operator's command, and the clean end. About 45 s; nothing of this host is changed.
+  --seconds N  end by itself, N seconds after everything was shown, and wait for no key
+  --verbose    show each AT command with its answer, and the daemon's log
 What follows -- goes to the simulated modem, for example -- --scenario FILE.
-Exit status 0 when the connection came up and the shutdown was clean.
+Needs root, or a user who may create namespaces and open /dev/net/tun. The first run builds the
+programs and installs what is missing for that (scripts/setup.sh).
+Exit status 0: connected, the messages passed, the end was clean. 1: not so. 2: usage.
 TEXT
 }
 
+# Shows how far the build is: on a terminal in one line, which goes when it is done.
+showProgress() {
+    local line
+    while IFS= read -r line; do
+        echo "$line" >>"$LOG"
+        if [[ -t 1 && $line =~ ^\[[0-9]+/[0-9]+\] ]]; then
+            printf '\rbuilding the programs %s  ' "${BASH_REMATCH[0]}"
+        fi
+    done
+    [[ ! -t 1 ]] || printf '\r%40s\r' ''
+}
+
+build() {
+    scripts/setup.sh && cmake --preset release &&
+        cmake --build --preset release --target "${TARGETS[@]}"
+}
+
+buildQuietly() {
+    mkdir -p build
+    : >"$LOG"
+    [[ ! -t 1 ]] || printf 'building the programs ...'
+    if ! build 2>&1 </dev/null | showProgress; then
+        tail -n 20 "$LOG" >&2
+        echo "demo.sh: the programs could not be built; all that was said is in $LOG" >&2
+        return 1
+    fi
+}
+
 main() {
-    local seconds=()
+    local options=()
     while (($#)); do
         case $1 in
         --seconds)
@@ -23,9 +58,10 @@ main() {
                 echo "demo.sh: --seconds needs a number" >&2
                 return 2
             fi
-            seconds=(--seconds "$2")
-            shift 2
+            options+=(--seconds "$2")
+            shift
             ;;
+        --verbose) options+=(--verbose) ;;
         -h | --help)
             usage
             return
@@ -35,16 +71,15 @@ main() {
             break
             ;;
         *)
-            echo "demo.sh: unknown option '$1' (--help tells the options)" >&2
+            echo "demo.sh: unknown option '$1' (--help shows the options)" >&2
             return 2
             ;;
         esac
+        shift
     done
-    scripts/setup.sh
-    cmake --preset release
-    cmake --build --preset release --target cellslotd le910sim skvs
+    buildQuietly
     exec scripts/private_namespace.sh python3 scripts/lib/demo.py \
-        --bin "$PWD/build/release/bin" --host "$PWD/host" "${seconds[@]}" -- "$@"
+        --bin "$PWD/build/release/bin" --host "$PWD/host" "${options[@]}" -- "$@"
 }
 
 main "$@"

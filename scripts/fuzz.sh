@@ -24,7 +24,11 @@ readonly TABLE=(
 )
 
 usage() {
-    echo 'Usage: fuzz.sh SECONDS [SEED]   (SECONDS for each target)'
+    cat <<'TEXT'
+Usage: fuzz.sh SECONDS [SEED]
+Builds the fuzz targets and runs each for so many seconds, two (FUZZ_JOBS) at a time. A finding lies
+in build/fuzz/findings. SEED repeats the choices of an earlier run, which printed it.
+TEXT
 }
 
 runTarget() { # TARGET SECONDS SEED MAX-OCTETS DICTIONARY
@@ -58,6 +62,12 @@ tell() { # TARGET
 }
 
 main() {
+    case ${1:-} in
+    -h | --help)
+        usage
+        return
+        ;;
+    esac
     local row target seed=${2:-$((RANDOM * 32768 + RANDOM + 1))} failed=0 targets=()
     local -A running=()
     if ! [[ ${1:-} =~ ^[1-9][0-9]*$ && $seed =~ ^[1-9][0-9]*$ ]]; then

@@ -12,7 +12,11 @@ readonly CACHE=build/lint
 readonly FOLDERS=(atcmd cli config device gps include main platform sim sms statemachine)
 
 usage() {
-    echo 'Usage: lint.sh [--quick]   (--quick: cppcheck only)'
+    cat <<'TEXT'
+Usage: lint.sh [--quick]
+Runs cppcheck and clang-tidy over the programs; their findings are errors.
+  --quick  cppcheck only
+TEXT
 }
 
 runCppcheck() {
@@ -53,6 +57,10 @@ main() {
     '' | --quick) ;;
     --file) # by this script itself
         tidyOne "$2" "$3"
+        return
+        ;;
+    -h | --help)
+        usage
         return
         ;;
     *)

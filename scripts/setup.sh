@@ -46,6 +46,13 @@ readonly TEST=(
     valgrind
 )
 
+usage() {
+    cat <<'TEXT'
+Usage: setup.sh
+Installs what building and testing need on Debian 12, as far as it is missing; as root or with sudo.
+TEXT
+}
+
 # What is installed for another architecture only is missing all the same.
 missing() {
     local package architecture
@@ -67,6 +74,17 @@ stopGpsdService() {
 
 main() {
     local packages
+    case ${1:-} in
+    '') ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
     if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
         echo "setup.sh: this is no Debian; install what takes their place by hand:" \
             "${BUILD[*]} ${TEST[*]}" >&2
@@ -87,4 +105,4 @@ main() {
     fi
 }
 
-main
+main "$@"

@@ -7,7 +7,11 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
 usage() {
-    echo 'Usage: setup_cross.sh arm64|armhf'
+    cat <<'TEXT'
+Usage: setup_cross.sh arm64|armhf
+Installs what builds for that processor need, as far as it is missing: compiler, libraries and the
+emulator for their tests; as root or with sudo.
+TEXT
 }
 
 main() {

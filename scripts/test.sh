@@ -25,6 +25,14 @@ stepStart=$SECONDS
 failed=0
 asanBuild=  # pid
 
+usage() {
+    cat <<'TEXT'
+Usage: test.sh [--all]
+Builds and tests everything: what has to pass before anything lands. A summary stands at the end.
+  --all  every test on both builds, slower checks, the package on a fresh host
+TEXT
+}
+
 # Each line of the summary tells how long its step took.
 record() { # WHAT RESULT
     summary+=$(printf '%-16s %4d s  %s' "$1" "$((SECONDS - stepStart))" "$2")$'\n'
@@ -128,7 +136,7 @@ main() {
         export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
     -h | --help)
-        echo 'Usage: test.sh [--all]   (--all: every test on both builds, slower checks, the package on a fresh host)'
+        usage
         return
         ;;
     *)

@@ -26,6 +26,14 @@ readonly NATIVE_ONLY=(
     'SimRobustness.Random*'
 )
 
+usage() {
+    cat <<'TEXT'
+Usage: test_cross.sh arm64|armhf [--all]
+Builds for that processor and runs the daemon's unit and flow tests, but the longest, under qemu-user.
+  --all  with the longest, and with those of cellslot and of the simulator
+TEXT
+}
+
 filter() {
     local IFS=:
     echo "-${NATIVE_ONLY[*]}"
@@ -33,6 +41,17 @@ filter() {
 
 main() {
     local architecture=${1:-} target=daemon_tests tests=(-L 'unit|flow' -LE tool)
+    case $architecture in
+    arm64 | armhf) ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
     # The platform's configuration for a gateway's own libraries is tried with the native compiler.
     # Hostile text takes a minute under the emulator: with --all.
     tests+=(-E '^(unit\.platform_external|flow\.hostile_text)$')
@@ -43,7 +62,7 @@ main() {
         tests=(-L 'unit|flow' -E '^unit\.platform_external$')
         ;;
     *)
-        echo 'Usage: test_cross.sh arm64|armhf [--all]' >&2
+        usage >&2
         return 2
         ;;
     esac

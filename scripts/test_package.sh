@@ -8,6 +8,15 @@ readonly WORK=$PWD/build/package-test
 # Beside the smallest host: what the package depends on, and who reads its rules for devices and logs.
 readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
 
+usage() {
+    cat <<'TEXT'
+Usage: test_package.sh [--all]
+Makes the Debian package and tests what is in it.
+  --all  also installs, runs, updates and removes it on a fresh host, made with mmdebstrap; takes a
+         minute or so and the network
+TEXT
+}
+
 makePackages() {
     local version
     scripts/package.sh --output "$WORK/old"
@@ -39,6 +48,17 @@ runTests() { # CLASS
 }
 
 main() {
+    case ${1:-} in
+    '' | --all) ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
     rm -rf "$WORK"
     makePackages
     runTests Contents

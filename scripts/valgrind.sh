@@ -20,6 +20,14 @@ readonly TESTS=(
 )
 readonly PROGRAMS=(le910sim skvs)
 
+usage() {
+    cat <<'TEXT'
+Usage: valgrind.sh
+Runs system tests with the release build's daemon under valgrind's memcheck. Fails when a test does or
+when memcheck has anything to say; what it says lies in build/valgrind.
+TEXT
+}
+
 # Programs of tests are looked for in one folder; there the daemon is a script.
 makeFolder() {
     local program
@@ -41,6 +49,17 @@ TEXT
 
 main() {
     local failed=0 log runs
+    case ${1:-} in
+    '') ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
     cmake --preset release
     cmake --build --preset release -j 2 --target cellslotd "${PROGRAMS[@]}"
     makeFolder

@@ -41,7 +41,8 @@ void findPrompt(const std::string& root) {
 
 void endLeftPrompt(int port) {
     if (!g_promptState.mayBeOpen) return;
-    debug(eLOG_NOTICE, g_i_debugMode, "Sending of an SMS message was cut short, ending its prompt");
+    debug(eLOG_NOTICE, g_i_debugMode,
+          "An SMS message or a custom AT command was cut short, ending its prompt");
     if (abortPrompt(port) != ePORT_ERROR) unmarkPrompt();
 }
 

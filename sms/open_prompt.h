@@ -3,11 +3,12 @@
 
 #include <string>
 
-// At the prompt of AT+CMGS a modem takes all that comes for text, without end and without an
-// answer. A daemon that was killed there would leave it deaf to the next one, so a marker file
-// stands in the spool's root from the command until its prompt is surely gone.
+// At the prompt of AT+CMGS, and of what else an operator sends, a modem takes all that comes for
+// text, without end and without an answer. A daemon that was killed there would leave it deaf to
+// the next one, so a marker file stands in the spool's root from the command until its prompt is
+// surely gone.
 
-// Around a transaction with a prompt.
+// Around a transaction with a prompt, or with one that may have a prompt.
 void markPrompt();
 void unmarkPrompt();
 

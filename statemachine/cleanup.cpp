@@ -4,8 +4,21 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/temporary_files.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/status_files.h"
+
+namespace {
+
+// The folders, but the spool, in which this daemon and the operator's command replace files whole.
+const char* const FOLDERS_WRITTEN_TO[] = {"/var/log", "/tmp", "/etc/vuk", "/storage"};
+
+}  // namespace
+
+void sweepTemporaryFiles() {
+    for (const char* folder : FOLDERS_WRITTEN_TO)
+        removeLeftTemporaryFiles(folder);
+}
 
 void cleanup() {
     debug(eLOG_NOTICE, g_i_debugMode, "Cleaning up files");

@@ -14,6 +14,7 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "sms/open_prompt.h"
 #include "sms/send.h"
 #include "statemachine/custom_at_log.h"
 
@@ -47,19 +48,29 @@ void refuseCommand(const std::string& command, const sDeviceInfo& device, sAnswe
     writeAtCmdLog(command, output + "\n", device, g_s_at_cmd_log_dir);
 }
 
+// A transaction that may open a prompt, which is gone afterwards: the modem would take all that the
+// daemon says from now on for the text it waits for. It is marked meanwhile, since which commands
+// have one is the modem's to know.
+ePortReturn sendMarked(int port, const std::string& command, unsigned extraTimeoutS,
+                       std::string& response) {
+    markPrompt();
+    const ePortReturn result = sendAtCommand(port, command, response, extraTimeoutS);
+    if (result == ePORT_NO_FINAL_RESULT && holdsPrompt(response)) abortPrompt(port);
+    unmarkPrompt();
+    return result;
+}
+
 eGeneralErrors sendCustomCommand(int port, const std::string& command, int extraTimeoutS,
                                  const sDeviceInfo& device, sAnswer& answer) {
     debug(eLOG_NOTICE, g_i_debugMode, "- Sending AT command %s, extra timeout %d",
           blankControlCharacters(command).c_str(), extraTimeoutS);
     std::string response;
     const eGeneralErrors result = mapPortResult(
-        sendAtCommand(port, command, response, static_cast<unsigned>(extraTimeoutS)), eSUCCESS);
+        sendMarked(port, command, static_cast<unsigned>(extraTimeoutS), response), eSUCCESS);
     if (result != eSUCCESS) {
         answer.pretty += prettifyAtCommand(command, "TIMEOUT");
         answer.raw += command + "\nTIMEOUT";
         writeAtCmdLog(command, "\nTIMEOUT\n", device, g_s_at_cmd_log_dir);
-        // The modem would take all that the daemon says from now on for the text it waits for.
-        if (holdsPrompt(response)) abortPrompt(port);
         return result;
     }
     answer.pretty += prettifyAtCommand(command, response);

@@ -21,6 +21,27 @@ constexpr unsigned MODEM_READY_S = 10;
 constexpr unsigned MODEM_READY_POLL_US = 100000;
 constexpr const char* MODEM_READY_TEXT = "+PACSP0";
 
+struct sModemControlState {
+    bool linkedTriggerReported = false;  // while it lasts
+};
+
+sModemControlState g_modemControlState;
+
+// An operator who linked the folder waits for an update that never comes. The request is looked for
+// on every pass, and reported once.
+void reportLinkedTrigger(const std::string& folder, const std::string& trigger) {
+    struct stat info;
+    const std::string path = folder + "/" + trigger;
+    const bool isThere = lstat(folder.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
+                         lstat(path.c_str(), &info) == 0;
+    if (isThere && !g_modemControlState.linkedTriggerReported)
+        debug(eLOG_NOTICE, g_i_debugMode,
+              "Error: %s is not followed, since its folder is a link: make it a folder, or remove "
+              "it",
+              path.c_str());
+    g_modemControlState.linkedTriggerReported = isThere;
+}
+
 // Deletes the entry of a folder that is open, whatever it is. False when there is none.
 bool takeEntry(int handle, const std::string& folder, const std::string& name) {
     struct stat info;
@@ -75,7 +96,11 @@ bool checkFirmwareUpdate(const std::string& directory) {
     const std::string trigger = "start_update." + g_S_options.s_port;
     // Anybody may make the folder: one that is a link would have files deleted where it leads.
     const int handle = open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (handle == -1) return false;
+    if (handle == -1) {
+        reportLinkedTrigger(folder, trigger);
+        return false;
+    }
+    g_modemControlState = {};
     const bool found = takeEntry(handle, folder, trigger);
     close(handle);
     return found;
@@ -100,4 +125,8 @@ bool maybeSetSystemTime(int port) {
         debug(eLOG_NOTICE, g_i_debugMode, "Failed to update system date/time to '%s'",
               date.c_str());
     return done;
+}
+
+void resetModemControlState() {
+    g_modemControlState = {};
 }

@@ -17,6 +17,7 @@ int powerOffDevice();
 void resetDevice(int port);
 
 // Whether a firmware update of the slot was requested in the directory. The request is consumed.
+// One in a folder that is a link is none, which is reported once.
 bool checkFirmwareUpdate(const std::string& directory);
 
 // Has no effect; always 0.
@@ -25,5 +26,8 @@ int checkFirmwareStatus(int port, sModemInfo& modem);
 // Sets the host's clock from the network's time. False when the modem does not know the time or
 // the host refused it.
 bool maybeSetSystemTime(int port);
+
+// For tests: as in a process that has just started.
+void resetModemControlState();
 
 #endif

@@ -128,6 +128,7 @@ void prepare(sMachine& machine) {
     machine.reader.init(chooseConfigFile(g_S_options.s_port, ""), g_i_debugMode);
     readConfiguration(machine);
     createTimers();
+    sweepTemporaryFiles();
     initSMS(g_s_root_sms_path);
     setupVariableMaps();
     prepareDeviceRecord(machine.device);
@@ -364,7 +365,10 @@ void handleReloadSignals(sMachine& machine) {
 // Closes the port of a modem that is silent or keeps failing; one that has failed too often leaves
 // the loop to be reset.
 void endPass(sMachine& machine) {
-    publish(machine, false);
+    // What is known of a modem that was pulled out is no longer true, whatever closes its port.
+    const bool isLost = isPortLost(machine.handle);
+    if (isLost) resetDeviceInfo(machine.device, false);
+    publish(machine, isLost);
     if (machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT) {
         debug(eLOG_NOTICE, g_i_debugMode, "Device not responding, closing port");
         machine.deviceReachable = false;

@@ -7,6 +7,9 @@ import json
 import os
 import pathlib
 import queue
+import re
+import select
+import shutil
 import signal
 import subprocess
 import sys
@@ -14,6 +17,8 @@ import threading
 import time
 
 import demo_services
+from demo_screens import Watch, showCommand
+from demo_story import Story
 from log_capture import openLogSocket, splitDatagram
 
 INTERFACE = "wwan0"
@@ -25,7 +30,6 @@ TOOLS = pathlib.Path("/tmp/demo-tools")
 SIM_LOG = pathlib.Path("/tmp/le910sim.log")
 SCENARIO = pathlib.Path("/tmp/demo-scenario.json")
 
-CONNECTED = "CELLMODEM1_QMI_STATE=CONNECTED"
 INTERFACE_UP = "SUCCESS Setting up interface IP info"
 # Asked once in every pass of the daemon's loop that talks to the modem.
 ONCE_A_PASS = "AT+CGSN"
@@ -35,6 +39,17 @@ MEMORY_LIMIT_KB = 4 * 1024
 CONNECT_TIMEOUT_S = 60
 STOP_TIMEOUT_S = 20
 SIGNALLED = 2  # the daemon's exit status after a signal
+WIDEST_GRAPH = 120
+
+# Steps of the bring-up: how the log, or command and answer of the modem, say that one is done; its
+# subject; what it means.
+STEPS = (
+    (rf"Opened Char device '{AT_LINK}'", "start", "cellslotd has its configuration and opens the port"),
+    (r"Setup device CMEE", "modem", "it answers; its model and firmware are read"),
+    (r"AT\+CPIN\?.*READY", "SIM", "ready, nothing asks for a PIN"),
+    (r"Success setting APN", "set-up", "APN, technology and bands are as configured"),
+    (r"Registration switched .* to 'Registered", "network", "the modem has found one and may use it"),
+)
 
 CONFIG_TEXT = """\
 CM_ENABLE_INTERFACE=yes
@@ -62,23 +77,23 @@ class Demo:
     def __init__(self, options):
         self.options = options
         self.start = time.monotonic()
+        self.story = Story(self.now, options.verbose)
         self.events = queue.Queue()
         self.receiver = openLogSocket("/dev/log")
         self.sim = None
         self.daemon = None
-        self.showModem = True
+        self.gpsd = None
+        self.watch = None
+        self.steps = list(STEPS)
         self.commands = 0
         self.passes = 0
         self.problems = 0
-        self.upTime = None
+        self.upTimes = []
         self.upCommands = 0
         self.upPasses = 0
-        self.connectedTime = None
-        self.connectedCommands = 0
+        self.isConnected = False
         self.peakKb = 0
-        self.shutdownFaults = []
-        self.messagesShown = False
-        self.gpsd = None
+        self.faults = []
 
     # ---- events of the two programs, gathered by threads and handled one after the other
 
@@ -100,35 +115,45 @@ class Demo:
                     self.events.put((self.now(), "sim", json.loads(line)))
                 time.sleep(0.005)
 
-    def say(self, source, text, at=None):
-        print(f"{self.now() if at is None else at:8.3f}  {source:<7} {text}", flush=True)
-
     def handle(self, at, kind, event):
         if kind == "log":
-            program, text = event
-            self.say("daemon" if program.startswith("cellslotd") else program, text, at)
-            if text == INTERFACE_UP and self.upTime is None:
-                self.upTime = at
-                self.upCommands, self.upPasses = self.commands, self.passes
+            self.handleLog(at, *event)
         elif event["event"] == "exchange":
             self.handleExchange(at, event)
         elif event["event"] == "problem":
             self.problems += 1
-            self.say("modem", f"PROBLEM {event['command']}: {event['why']}", at)
-        elif self.showModem:
-            self.say("modem", event["event"] + " " + event.get("line", ""), at)
+            self.story.say("modem", f"PROBLEM {event['command']}: {event['why']}", at)
+        else:
+            self.story.detail("modem", event["event"] + " " + event.get("line", ""), at)
+
+    def handleLog(self, at, program, text):
+        isDaemon = program.startswith("cellslotd")
+        self.story.detail("daemon" if isDaemon else program, text, at)
+        if not isDaemon:
+            return
+        if text == INTERFACE_UP:
+            self.upTimes.append(at)
+            if len(self.upTimes) == 1:
+                self.upCommands, self.upPasses = self.commands, self.passes
+        self.noteStep(at, text)
+
+    def noteStep(self, at, text):
+        if self.steps and re.match(self.steps[0][0], text):
+            self.story.say(*self.steps.pop(0)[1:], at)
 
     def handleExchange(self, at, event):
         if event["port"] != "at":
             return
         self.commands += 1
         self.passes += event["command"] == ONCE_A_PASS
-        if self.showModem:
-            reply = " | ".join(line for line in event["reply"].split("\r\n") if line)
-            self.say("modem", f"{event['command']:<28} {reply[:90]}", at)
+        reply = " | ".join(line for line in event["reply"].split("\r\n") if line)
+        self.story.detail("modem", f"{event['command']:<28} {reply[:90]}", at)
+        self.noteStep(at, event["command"] + " " + reply)
 
     def pump(self, seconds):
         """Handles events for a while."""
+        if self.watch is not None:
+            self.watch.keepUp()
         end = time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
             try:
@@ -144,6 +169,23 @@ class Demo:
         except FileNotFoundError:
             pass
 
+    def value(self, key):
+        """A value of the status file; "" while there is none."""
+        if not STATUS.exists():
+            return ""
+        found = re.search(rf"^CELLMODEM1_{key}=(.*)$", STATUS.read_text(), re.MULTILINE)
+        return found[1] if found else ""
+
+    def waitUntil(self, condition, seconds):
+        """False when the daemon ended or the time is over before."""
+        end = time.monotonic() + seconds
+        while self.daemon.poll() is None and time.monotonic() < end:
+            self.pump(0.05)
+            self.sampleMemory()
+            if condition():
+                return True
+        return False
+
     # ---- the parts of the demonstration
 
     def prepare(self):
@@ -154,14 +196,19 @@ class Demo:
         for name in ("systime.sh", "sledctl", "ResetCellular"):
             (TOOLS / name).write_text(HARMLESS_TOOL)
             (TOOLS / name).chmod(0o755)
+        os.environ["PATH"] = f"{TOOLS}:{self.options.host}:{os.environ['PATH']}"
+        os.environ["GPSD_SOCKET"] = demo_services.GPSD_SOCKET
         threading.Thread(target=self.readSystemLog, daemon=True).start()
+
+    def hasOwnScenario(self):
+        return any(word.startswith("--scenario") for word in self.options.sim)
 
     # Each program in a session of its own: Ctrl-C is this program's to handle.
     def startSim(self):
         SIM_LOG.touch()
         # A receiver that was enabled before: enabling it would need a restart of the modem.
         SCENARIO.write_text('{"gps": {"enabled": true}}')
-        scenario = [] if "--scenario" in self.options.sim else ["--scenario", SCENARIO]
+        scenario = [] if self.hasOwnScenario() else ["--scenario", SCENARIO]
         words = [self.options.bin / "le910sim", "--at-link", AT_LINK, "--gps-link", GPS_LINK,
                  "--data", INTERFACE, "--log", SIM_LOG, "--control", "/tmp/le910sim.sock",
                  *scenario, *self.options.sim]
@@ -172,115 +219,150 @@ class Demo:
         threading.Thread(target=self.readSimLog, daemon=True).start()
 
     def startDaemon(self):
-        path = f"{TOOLS}:{self.options.host}:{os.environ['PATH']}"
-        os.environ["GPSD_SOCKET"] = demo_services.GPSD_SOCKET
         words = [self.options.bin / "cellslotd", "-d", AT_LINK, "-g", GPS_LINK, "-i", INTERFACE,
                  "-p", "1"]
-        print("$", " ".join([words[0].name, *words[1:]]), flush=True)
+        print("A simulated LE910 modem and the daemon, in a network of their own:\n$",
+              " ".join([words[0].name, *words[1:]]), flush=True)
         self.start = time.monotonic()
         self.daemon = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                       env={**os.environ, "PATH": path}, start_new_session=True)
+                                       start_new_session=True)
 
-    def waitConnected(self):
-        while self.daemon.poll() is None and self.now() < CONNECT_TIMEOUT_S:
-            self.pump(0.05)
-            self.sampleMemory()
-            if STATUS.exists() and CONNECTED in STATUS.read_text().splitlines():
-                self.connectedTime = self.now()
-                self.connectedCommands = self.commands
-                self.say("demo", "CONNECTED")
-                return
-        if self.daemon.poll() is None:
-            self.say("demo", f"not CONNECTED after {CONNECT_TIMEOUT_S} s")
+    def address(self):
+        text = subprocess.run(["ip", "-4", "-o", "address", "show", "dev", INTERFACE],
+                              capture_output=True, text=True, check=False).stdout
+        found = re.search(r"inet ([\d.]+)", text)
+        return found[1] if found else ""
+
+    def connect(self):
+        self.isConnected = self.waitUntil(lambda: self.value("QMI_STATE") == "CONNECTED",
+                                          CONNECT_TIMEOUT_S)
+        if self.isConnected:
+            self.showOnline()
+        elif self.daemon.poll() is None:
+            self.story.say("PROBLEM", f"not connected after {CONNECT_TIMEOUT_S} s; it says why:")
+            showCommand(self.options.bin, "status", "-p", "1")
         else:
-            self.say("demo", f"the daemon ended by itself, status {self.daemon.returncode}")
+            self.story.say("PROBLEM", f"the daemon ended by itself, status {self.daemon.returncode}")
 
-    def show(self, *words):
-        print("\n$", " ".join(words), flush=True)
-        return subprocess.run(words, stdin=subprocess.DEVNULL, check=False).returncode
+    def showOnline(self):
+        slept = max(0, self.upPasses - 1)
+        floor = self.upCommands * COMMAND_S + slept * PASS_S
+        self.story.say("online", f"{INTERFACE} has {self.address()}, route and name servers are set",
+                       self.upTimes[0])
+        self.story.more(f"({floor:.1f} s are the modem's, for {self.upCommands} answers, and fixed"
+                        f" pauses)")
+        operator = f"{self.value('CARRIER')}, {self.value('SERVICE_TYPE')} band {self.value('BAND')}"
+        self.story.say("CONNECTED", f"{operator}: published for other programs")
 
-    def showResult(self):
-        self.showModem = False
-        self.show("ip", "address", "show", "dev", INTERFACE)
-        self.show("ip", "route")
-        self.show("cat", "/etc/resolv.conf")
-        self.show("ping", "-c", "2", "-W", "2", "-I", INTERFACE, "1.2.3.4")
-        self.show("cat", str(STATUS))
+    def ping(self):
+        text = subprocess.run(["ping", "-c", "2", "-W", "2", "-I", INTERFACE, "1.2.3.4"],
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                              check=False).stdout
+        received = re.search(r"(\d) received", text)
+        average = re.search(r"= [\d.]+/([\d.]+)/", text)
+        self.story.say("ping", f"{received[1] if received else 0} of 2 answered through the modem"
+                               + (f", {float(average[1]):.1f} ms" if average else ""))
+
+    def showServices(self):
+        columns = min(shutil.get_terminal_size().columns, WIDEST_GRAPH)
+        self.watch = Watch(self.options.bin / "cellslot", columns)
+        self.ping()
+        demo_services.setSignal(-112)
+        if not demo_services.showMessages(self):
+            self.faults.append("the messages did not pass")
+        demo_services.setSignal(-88)
+        # Where the receiver is not enabled, the modem would be restarted for it.
+        if self.gpsd is not None and not self.hasOwnScenario():
+            self.showGps()
+
+    def showGps(self):
+        before = len(self.upTimes)
+        demo_services.showPosition(self, CONFIG, GPS_LINK)
+        if not self.waitUntil(lambda: len(self.upTimes) > before, CONNECT_TIMEOUT_S):
+            self.faults.append("no connection after the reload")
+            return
+        self.story.say("online", "again, with the receiver running")
+        self.waitUntil(lambda: self.value("QMI_STATE") == "CONNECTED", 5)
+
+    def isWatched(self):
+        return self.options.seconds is None and sys.stdin.isatty() and sys.stdout.isatty()
+
+    def page(self, name, meaning):
+        """At a terminal a screen at a time."""
+        if self.isWatched():
+            print(f"\n-- Enter shows {name}, Ctrl-C ends --", end="", flush=True)
+            self.waitUntil(self.isEnterPressed, float("inf"))
+        self.story.heading(f"{name}: {meaning}")
+
+    @staticmethod
+    def isEnterPressed():
+        return bool(select.select([sys.stdin], [], [], 0)[0]) and sys.stdin.readline() is not None
+
+    def showScreens(self):
+        self.page("cellslot status", "how it is, what is wrong, and what to do")
+        showCommand(self.options.bin, "status", "-p", "1")
+        self.page("cellslot watch", "the same, live; here only its graph of the signal")
+        print("\n".join(self.watch.graph() or [f"(no graph: {self.watch.fault})"]), flush=True)
+        self.page("cellslot doctor", "whether a host is fit for the daemon")
+        showCommand(self.options.bin, "doctor", "-p", "1")
         print(flush=True)
 
     def hold(self):
         seconds = self.options.seconds
-        self.say("demo", "Ctrl-C ends" if seconds is None else f"staying up for {seconds} s")
-        end = None if seconds is None else time.monotonic() + seconds
-        while self.daemon.poll() is None and (end is None or time.monotonic() < end):
-            self.pump(0.2)
-            self.sampleMemory()
+        if seconds is None:
+            print("The daemon stays up; Ctrl-C ends it.", flush=True)
+        self.waitUntil(lambda: False, float("inf") if seconds is None else seconds)
 
     def stopDaemon(self):
         if self.daemon.poll() is not None:
-            self.shutdownFaults.append(f"it had ended before, status {self.daemon.returncode}")
+            self.faults.append(f"the daemon had ended before, status {self.daemon.returncode}")
             return
-        self.showModem = True
         self.sampleMemory()
-        self.say("demo", "SIGTERM to the daemon")
+        begun = self.now()
         self.daemon.terminate()
-        end = time.monotonic() + STOP_TIMEOUT_S
-        while self.daemon.poll() is None and time.monotonic() < end:
-            self.sampleMemory()
-            self.pump(0.05)
-        if self.daemon.poll() is None:
+        if self.waitUntil(lambda: False, STOP_TIMEOUT_S) or self.daemon.poll() is None:
             self.daemon.kill()
-            self.shutdownFaults.append(f"it did not end within {STOP_TIMEOUT_S} s")
+            self.faults.append(f"it did not end within {STOP_TIMEOUT_S} s")
+        self.daemon.wait()
+        took = self.now() - begun
         self.pump(0.1)
-        self.say("demo", f"the daemon ended, status {self.daemon.wait()}")
+        self.story.say("stop", f"SIGTERM: session, {INTERFACE} and files are gone after {took:.1f} s")
         self.judgeShutdown()
 
     def judgeShutdown(self):
         if self.daemon.returncode != SIGNALLED:
-            self.shutdownFaults.append(f"exit status {self.daemon.returncode}, not {SIGNALLED}")
+            self.faults.append(f"exit status {self.daemon.returncode}, not {SIGNALLED}")
         if STATUS.exists():
-            self.shutdownFaults.append(f"{STATUS} left behind")
+            self.faults.append(f"{STATUS} left behind")
         if "cellslot" in pathlib.Path("/etc/resolv.conf").read_text():
-            self.shutdownFaults.append("name servers left behind")
-        addresses = subprocess.run(["ip", "-4", "address", "show", "dev", INTERFACE],
-                                   capture_output=True, text=True, check=False).stdout
-        if addresses.strip():
-            self.shutdownFaults.append(f"address left on {INTERFACE}")
+            self.faults.append("name servers left behind")
+        if self.address():
+            self.faults.append(f"address left on {INTERFACE}")
 
     def report(self):
-        print()
+        if not self.isConnected:
+            self.faults.append("no connection")
         if self.problems:
             print(f"commands the modem did not understand: {self.problems}")
-        if self.connectedTime is not None:
-            print(f"commands from start to CONNECTED: {self.connectedCommands}"
-                  f" ({self.connectedTime:.2f} s)")
-        if self.upTime is not None:
-            slept = max(0, self.upPasses - 1)
-            floor = self.upCommands * COMMAND_S + slept * PASS_S
-            print(f"interface up after {self.upTime:.2f} s; floor {floor:.2f} s"
-                  f" ({self.upCommands} commands of {COMMAND_S * 1000:.0f} ms,"
-                  f" {slept} passes slept of {PASS_S * 1000:.0f} ms)")
-        print(f"peak resident memory: {self.peakKb} kB, limit {MEMORY_LIMIT_KB} kB"
-              f" ({'kept' if 0 < self.peakKb <= MEMORY_LIMIT_KB else 'NOT KEPT'})")
-        print("messages:", "received, joined and sent" if self.messagesShown else "NOT SHOWN")
-        print("shutdown:", "; ".join(self.shutdownFaults) or f"clean, status {SIGNALLED}")
-        good = (self.connectedTime is not None and self.messagesShown and
-                0 < self.peakKb <= MEMORY_LIMIT_KB and not self.shutdownFaults)
-        print("result:", "good" if good else "FAILED", flush=True)
-        return 0 if good else 1
+        if not 0 < self.peakKb <= MEMORY_LIMIT_KB:
+            self.faults.append(f"{self.peakKb} kB of memory, limit {MEMORY_LIMIT_KB}")
+        if self.faults:
+            print("FAILED:", "; ".join(self.faults), flush=True)
+            return 1
+        print(f"good: connected, messages passed, clean end; at most {self.peakKb / 1024:.1f} MB of"
+              " memory", flush=True)
+        return 0
 
     def run(self):
         try:
             self.prepare()
-            self.startSim()
             self.gpsd = demo_services.startGpsd()
+            self.startSim()
             self.startDaemon()
-            self.waitConnected()
-            if self.connectedTime is not None:
-                self.showResult()
-                self.messagesShown = demo_services.showMessages(self)
-                if self.gpsd is not None:
-                    demo_services.showPosition(self, CONFIG, GPS_LINK)
+            self.connect()
+            if self.isConnected:
+                self.showServices()
+                self.showScreens()
                 self.hold()
         except Interrupted:
             print(flush=True)
@@ -290,6 +372,9 @@ class Demo:
             signal.signal(signal.SIGTERM, signal.SIG_IGN)
         if self.daemon is None:
             return 1
+        if self.watch is not None:
+            self.watch.end()
+            self.watch = None
         self.stopDaemon()
         if self.gpsd is not None:
             self.gpsd.terminate()
@@ -307,7 +392,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--bin", type=pathlib.Path, required=True, help="folder of the programs")
     parser.add_argument("--host", type=pathlib.Path, required=True, help="folder of the host tools")
-    parser.add_argument("--seconds", type=float, help="time to stay connected; else until Ctrl-C")
+    parser.add_argument("--seconds", type=float, help="time to stay up at the end; else until Ctrl-C")
+    parser.add_argument("--verbose", action="store_true", help="with the AT exchange and the log")
     parser.add_argument("sim", nargs="*", help="more options for the simulated modem")
     options = parser.parse_args()
     if os.environ.get("CELLSLOT_PRIVATE_NAMESPACE") != "1":

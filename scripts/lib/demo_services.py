@@ -28,6 +28,10 @@ def order(**request):
         return json.loads(control.makefile().readline())
 
 
+def setSignal(rsrpDbm):
+    order(op="set", signal={"rsrp_dbm": rsrpDbm})
+
+
 def waitForFile(demo, folder, known):
     """The first file of a spool folder that is not known; None when none comes."""
     end = time.monotonic() + MESSAGE_S
@@ -39,41 +43,47 @@ def waitForFile(demo, folder, known):
     return None
 
 
-def showReceived(demo, what, messages):
+def receive(demo, messages):
+    """The text of the file that the messages end in; None when none comes."""
     known = set((SPOOL / "recv").iterdir())
-    demo.say("demo", what)
     for message in messages:
         order(op="inject-sms", **{"from": SENDER}, **message)
     path = waitForFile(demo, "recv", known)
-    if path is None:
+    return None if path is None else path.read_text().partition("MSG=")[2]
+
+
+def showReceived(demo):
+    text = receive(demo, [{"text": "Hello from the network"}])
+    if text is None:
         return False
-    demo.show("cat", str(path))
-    print("\n", flush=True)
+    demo.story.say("message", f'"{text}" came, as a file in {SPOOL}/recv')
+    return True
+
+
+def showJoined(demo):
+    parts = [{"text": text, "reference": 7, "part": part, "total": 3}
+             for part, text in ((3, "one message."), (1, "Three parts "), (2, "become "))]
+    text = receive(demo, parts)
+    if text is None:
+        return False
+    demo.story.say("message", f'3 parts came as 3, 1, 2: "{text}"')
     return True
 
 
 def showSent(demo):
-    demo.say("demo", "a message is sent from /tmp/sms/send")
     draft = SPOOL / "draft"
     draft.write_text(f"TO={SENDER}\nMSG=Pump 3 stopped\n")
     draft.rename(SPOOL / "send" / "pump3")
-    path = waitForFile(demo, "send_ok", set())
-    if path is None:
+    if waitForFile(demo, "send_ok", set()) is None:
         return False
-    for message in order(op="dump")["state"]["sms"]["sent"]:
-        demo.say("modem", f"sent to {message['number']}: {message['text']}")
-    demo.say("demo", f"moved to {path}")
+    sent = order(op="dump")["state"]["sms"]["sent"]
+    demo.story.say("message", f'{SPOOL}/send/pump3 was sent: "{sent[-1]["text"]}"')
     return True
 
 
 def showMessages(demo):
     """True when a message came in, one in three parts was joined, and one went out."""
-    parts = [{"text": text, "reference": 7, "part": part, "total": 3}
-             for part, text in ((3, "and this is the third."), (1, "This is the first part, "),
-                                (2, "this the second, "))]
-    return (showReceived(demo, "a message arrives", [{"text": "Hello from the network"}]) and
-            showReceived(demo, "one in three parts arrives, in disorder", parts) and
-            showSent(demo))
+    return showReceived(demo) and showJoined(demo) and showSent(demo)
 
 
 def readPositions(positions):
@@ -87,10 +97,11 @@ def readPositions(positions):
 
 
 def startGpsd():
-    """gpsd as a host runs it; None when it is not installed."""
+    """gpsd as a host runs it; None when it is not installed. It only listens to the port (-b):
+    otherwise it tries out what is there, for longer than the daemon waits."""
     if shutil.which("gpsd") is None or shutil.which("gpsdctl") is None:
         return None
-    gpsd = subprocess.Popen(["gpsd", "-N", "-n", "-F", GPSD_SOCKET, "-S", str(GPSD_PORT)],
+    gpsd = subprocess.Popen(["gpsd", "-N", "-n", "-b", "-F", GPSD_SOCKET, "-S", str(GPSD_PORT)],
                             stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                             start_new_session=True)
     end = time.monotonic() + 5
@@ -101,18 +112,18 @@ def startGpsd():
 
 def showPosition(demo, config, gpsPort):
     """Switches the receiver on by configuration and shows what gpsd then reports."""
-    demo.say("demo", "GPS is switched on in the configuration, SIGUSR2 to the daemon")
     os.chmod(os.path.realpath(gpsPort), 0o666)  # gpsd gives up root before it opens a port
     positions = queue.Queue()
     threading.Thread(target=readPositions, args=(positions,), daemon=True).start()
     config.write_text(config.read_text().replace("CM_GPS_ENABLE=no", "CM_GPS_ENABLE=yes"))
     demo.daemon.send_signal(signal.SIGUSR2)
+    demo.story.say("reload", "CM_GPS_ENABLE=yes and SIGUSR2: the modem is set up again")
     end = time.monotonic() + POSITION_S
     while time.monotonic() < end:
         demo.pump(0.2)
         if not positions.empty():
             report = positions.get()
-            demo.say("gpsd", f"position {report['lat']:.5f} {report['lon']:.5f},"
-                             f" altitude {report.get('alt', report.get('altMSL', 0)):.0f} m")
+            demo.story.say("position", f"gpsd has {report['lat']:.5f} {report['lon']:.5f},"
+                                        " from the modem's receiver")
             return
-    demo.say("demo", f"no position from gpsd within {POSITION_S} s")
+    demo.story.say("position", f"none from gpsd within {POSITION_S} s")

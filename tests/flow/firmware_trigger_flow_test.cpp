@@ -44,6 +44,34 @@ TEST_F(FirmwareTrigger, FolderThatIsALink_IsNotFollowed) {
     EXPECT_TRUE(fileExists("/tmp/outside/start_update.1"));
 }
 
+// It is looked for on every pass.
+TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasGone) {
+    const std::string report =
+        "Error: " + TRIGGER +
+        " is not followed, since its folder is a link: make it a folder, or remove it";
+    std::filesystem::create_directories("/tmp/outside");
+    std::filesystem::create_symlink("outside", FOLDER);
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    EXPECT_EQ(logCount(report), 0u) << "nobody asks for an update";
+    for (const size_t times : {1u, 2u}) {
+        makeFile("/tmp/outside/start_update.1");
+        for (int pass = 0; pass < 3; ++pass)
+            EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+        EXPECT_EQ(logCount(report), times);
+        std::filesystem::remove("/tmp/outside/start_update.1");
+        EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    }
+}
+
+TEST_F(FirmwareTrigger, InALinkedFolder_IsTakenOnceTheFolderIsNone) {
+    makeFile("/tmp/outside/start_update.1");
+    std::filesystem::create_symlink("outside", FOLDER);
+    EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
+    std::filesystem::remove(FOLDER);
+    makeFile(TRIGGER);
+    EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
+}
+
 TEST_F(FirmwareTrigger, ThatIsALink_IsDeletedItself) {
     makeFile("/tmp/target");
     std::filesystem::create_directories(FOLDER);

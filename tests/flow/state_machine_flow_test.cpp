@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <functional>
@@ -96,6 +97,24 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
     EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
 }
 
+TEST_F(StateMachine, TemporaryFilesOfAKilledDaemon_AreGoneAfterTheNextStart) {
+    startOnTerminal();
+    const auto anHourAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    const tCommands folders = {"/var/log", "/tmp", "/etc/vuk", "/storage", "/tmp/sms"};
+    for (const std::string& folder : folders) {
+        std::filesystem::create_directories(folder);
+        writeFile(folder + "/.cellslot-tmp-abcdef", "half a li");
+        writeFile(folder + "/.cellslot-tmp-ghijkl", "another slot's");
+        std::filesystem::last_write_time(folder + "/.cellslot-tmp-abcdef", anHourAgo);
+    }
+    run(1);
+    for (const std::string& folder : folders) {
+        EXPECT_FALSE(fileExists(folder + "/.cellslot-tmp-abcdef")) << folder;
+        EXPECT_TRUE(fileExists(folder + "/.cellslot-tmp-ghijkl")) << folder;
+        std::filesystem::remove(folder + "/.cellslot-tmp-ghijkl");
+    }
+}
+
 // A daemon was killed while it entered a message: the modem takes what comes for the message's
 // text.
 TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
@@ -109,7 +128,8 @@ TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
     recordStatus(20, "_QMI_STATE", state);
     run(20.5);
     EXPECT_EQ(state, "CONNECTED");
-    EXPECT_EQ(logCount("Sending of an SMS message was cut short, ending its prompt"), 1u);
+    EXPECT_EQ(logCount("An SMS message or a custom AT command was cut short, ending its prompt"),
+              1u);
     EXPECT_FALSE(fileExists("/tmp/sms/.cellslot-prompt.1"));
 }
 
@@ -500,6 +520,42 @@ TEST_F(StateMachine, PortThatIsLost_IsPublishedAtOnce) {
         });
     EXPECT_EQ(run(20), eOUTER_EXIT);
     EXPECT_EQ(atOnce, "Unknown");
+}
+
+// The next command cannot be written, which is an error and no silence: the port is closed only
+// after ten of them.
+TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
+    startOnTerminal();
+    at(6, [this] {
+        reconfigure("CM_MTU=1400\n");
+        port().unplug();
+    });
+    std::string sim, state;
+    recordStatus(8, "_SIM_STATUS", sim);
+    recordStatus(8, "_QMI_STATE", state);
+    run(20);
+    EXPECT_EQ(sim, "Unknown");
+    EXPECT_EQ(state, "Unknown");
+    EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
+}
+
+// The command under way is waited for as if the modem were silent.
+TEST_F(StateMachine, PortThatVanishesInASetUp_IsPublishedWithTheEndOfItsCommand) {
+    startOnTerminal();
+    at(6, [this] {
+        reconfigure("CM_MTU=1400\n");
+        silenceOnce("AT+GMM");
+    });
+    at(6.8, [this] { port().unplug(); });
+    std::string atEnd;
+    for (int hundredths = 680; hundredths < 1000; ++hundredths)
+        at(hundredths / 100.0, [&] {
+            if (atEnd.empty() && logContains("Device not responding, closing port"))
+                atEnd = statusOf("_SIM_STATUS") + " after " +
+                        std::to_string((port().nowMs() - 6800) / 1000) + " s";
+        });
+    run(20);
+    EXPECT_EQ(atEnd, "Unknown after 0 s");
 }
 
 TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {

@@ -14,6 +14,7 @@
 #include "statemachine/carrier_list.h"
 #include "statemachine/data_connection.h"
 #include "statemachine/data_session.h"
+#include "statemachine/modem_control.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/status_files.h"
@@ -27,6 +28,7 @@ void resetDaemon() {
     resetCarrierListState();
     resetDataConnectionState();
     resetDataSessionState();
+    resetModemControlState();
     resetNetworkInterfaceState();
     resetSimPinState();
     resetStatusFilesState();

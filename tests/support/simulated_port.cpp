@@ -42,7 +42,7 @@ cSimulatedPort::~cSimulatedPort() {
     setTimerClock(nullptr);
     g_port = nullptr;
     if (m_daemonEnd != -1) close(m_daemonEnd);
-    close(m_modemEnd);
+    unplug();
 }
 
 void cSimulatedPort::openSocket() {
@@ -66,7 +66,13 @@ void cSimulatedPort::pass(uint64_t microseconds) {
     if (m_onTurn) m_onTurn();
 }
 
+void cSimulatedPort::unplug() {
+    if (m_modemEnd != -1) close(m_modemEnd);
+    m_modemEnd = -1;
+}
+
 void cSimulatedPort::turn() {
+    if (m_modemEnd == -1) return;
     const std::string fromDaemon = readAll();
     if (!fromDaemon.empty()) m_modem.receiveAt(fromDaemon, nowMs());
     m_modem.advance(nowMs());

@@ -33,6 +33,8 @@ class cSimulatedPort {
     void pass(uint64_t microseconds);
     // Called each time after the modem had its turn.
     void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
+    // The modem goes, and its terminal with it: what holds it open meets a hang-up.
+    void unplug();
     // The commands since the last call.
     std::vector<std::string> takeCommands();
     // Gives an order to the modem; the test fails when it is refused.

@@ -70,6 +70,17 @@ class CustomAt(unittest.TestCase):
         waitUntil(RAW.exists, seconds, lambda: "no answer")
         return ANSWER.read_bytes().decode(), RAW.read_bytes().decode()
 
+    def test_killAtAPrompt_nextDaemonEndsItAndConnects(self):
+        self.request('AT+CMGF=1\nAT+CMGS="12345"::30\n')
+        waitUntil(lambda: 'AT+CMGS="12345"' in self.slot.commands(), 15,
+                  lambda: f"not sent: {self.slot.commands()[-5:]}")
+        self.slot.daemon.kill()
+        self.slot.daemon.wait(10)
+        self.slot.status.unlink()
+        self.slot.startDaemon()
+        self.slot.waitConnected()
+        self.assertEqual(self.log.count("was cut short, ending its prompt"), 1)
+
     def test_twoRequestsInOneSecond_bothAnswered(self):
         pretty, raw = self.ask("AT+CGMI\n")
         self.assertIn("Telit", raw)

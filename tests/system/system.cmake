@@ -35,6 +35,14 @@ add_test(NAME system.man_pages
 set_tests_properties(system.man_pages PROPERTIES LABELS system TIMEOUT 60 ENVIRONMENT
     "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 
+# It judges the daemon's memory, which the sanitizers change.
+if(NOT SANITIZE)
+    cellslot_add_system_test(demo demo_test.py)
+endif()
+
+add_test(NAME system.script_help COMMAND ${CMAKE_SOURCE_DIR}/tests/system/script_help_test.sh)
+set_tests_properties(system.script_help PROPERTIES LABELS system TIMEOUT 120)
+
 # With Debian's gpsd.
 foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})

@@ -99,6 +99,16 @@ TEST_F(StatusCommand, FileWithoutRights_SaysAskAsRoot) {
     ASSERT_EQ(seteuid(before), 0);
 }
 
+// Before the daemon has noticed it.
+TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
+    host.writeStatus(1, freshStatus("healthy"));
+    EXPECT_EQ(host.run({"status", "-p", "1"}).out.find("is not there"), std::string::npos);
+    ASSERT_EQ(remove((host / "dev/ttyCELL1").c_str()), 0);
+    EXPECT_NE(
+        host.run({"status", "-p", "1"}).out.find("! The modem's port /dev/ttyCELL1 is not there"),
+        std::string::npos);
+}
+
 TEST_F(StatusCommand, OldDataOrDeadDaemon_AreToldAndShowInTheStatus) {
     host.writeStatus(
         1, withValue(recordedStatus("healthy"), "STATS_LAST_UPDATE_E", ltos(time(nullptr) - 1000)));

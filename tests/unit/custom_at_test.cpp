@@ -8,6 +8,7 @@
 
 #include "device/link_state.h"
 #include "include/options.h"
+#include "sms/sms.h"
 #include "statemachine/custom_at_log.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fake_port.h"
@@ -21,7 +22,19 @@ namespace {
 const std::string DIVIDER = "=================================================\n";
 const std::string INVALID = "\nINVALID AT COMMAND";
 
-// A shared folder and the log's folder.
+// The folder in which an open prompt is marked.
+class cSpoolRoot {
+  public:
+    explicit cSpoolRoot(const std::string& path) { g_s_root_sms_path = path; }
+    ~cSpoolRoot() { g_s_root_sms_path = m_saved; }
+    cSpoolRoot(const cSpoolRoot&) = delete;
+    cSpoolRoot& operator=(const cSpoolRoot&) = delete;
+
+  private:
+    const std::string m_saved = g_s_root_sms_path;
+};
+
+// A shared folder, the log's folder and that of the marker.
 class cCustomAtFixture : public ::testing::Test {
   protected:
     cCustomAtFixture() {
@@ -39,6 +52,8 @@ class cCustomAtFixture : public ::testing::Test {
 
     cTempFolder shared;
     cTempFolder logs;
+    cTempFolder spool;
+    const cSpoolRoot spoolRoot{spool.path()};
     const std::string in = shared / "at_cmd_in";
     const std::string out = shared / "at_cmd_out";
     const std::string raw = shared / "at_cmd_out_raw";
@@ -170,6 +185,23 @@ TEST_F(CustomAtMeanwhile, PromptForAText_IsEndedAndTheNextRequestAnswered) {
     writeFile(in, "AT+CSQ\n");
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
     EXPECT_NE(readFile(raw).find("+CSQ: "), std::string::npos);
+}
+
+// A daemon that is killed there would leave the modem deaf to the next one.
+TEST_F(CustomAtMeanwhile, PromptForAText_IsMarkedUntilItIsEnded) {
+    const std::string marker = spool / ".cellslot-prompt.2";
+    writeFile(in, "AT+CMGF=1\nAT+CMGS=\"12345\"\n");
+    int turnsAtPrompt = 0;
+    port.onTurn([&] {
+        const std::vector<sSimExchange>& exchanges = port.modem().exchanges();
+        if (exchanges.empty() || exchanges.back().command != "AT+CMGS=\"12345\"") return;
+        ++turnsAtPrompt;
+        EXPECT_TRUE(fileExists(marker));
+    });
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()),
+              eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_GT(turnsAtPrompt, 0);
+    EXPECT_FALSE(fileExists(marker));
 }
 
 TEST_F(CustomAt, LowerCase_IsSentAsItIs) {

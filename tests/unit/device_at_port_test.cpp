@@ -244,6 +244,26 @@ TEST(CloseDevice, Handle_IsClosedOnceAndMinus1) {
     EXPECT_EQ(handle, -1);
 }
 
+TEST(IsPortLost, TerminalWhoseOtherEndIsGone_IsLost) {
+    cFakePort port(eLink::TERMINAL);
+    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    EXPECT_FALSE(isPortLost(port.handle()));
+    port.say("not yet read");
+    EXPECT_FALSE(isPortLost(port.handle()));
+    port.hangUp();
+    EXPECT_TRUE(isPortLost(port.handle()));
+}
+
+TEST(IsPortLost, ClosedPortAndFifo_AreNot) {
+    EXPECT_FALSE(isPortLost(-1));
+    const cTempFolder folder;
+    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+    int handle = -1;
+    ASSERT_EQ(openDevice(folder / "fifo", handle), 0);
+    EXPECT_FALSE(isPortLost(handle));
+    closeDevice(handle);
+}
+
 TEST(WriteToPort, WithCarriageReturn_WritesItTenMillisecondsLater) {
     cFakePort port;
     port.setEcho(false);

@@ -110,7 +110,19 @@ TEST_F(GpsStream, EscapeNeverTakenByAnEarlierStream_EndsInTheChipsetsTimeout) {
     shellCommands();
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(sent(), tTexts());
-    EXPECT_EQ(shellCommands(), tTexts()) << "gpsd does not get the port";
+    EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")}) << "gpsd was told to let go";
+    EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
+    EXPECT_EQ(shellCommands(), tTexts()) << "gpsd has the port";
+}
+
+TEST_F(GpsStream, StopThatFailed_NextStartGivesThePortBackToGpsd) {
+    startStream();
+    ignoreEscapes(4);
+    EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_STOP_STREAM_FAILURE);
+    EXPECT_EQ(shellCommands(), tTexts{gpsdctl("remove")});
+    EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
+    EXPECT_EQ(logCount("gpsStart(): Stream already started"), 1U);
+    EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")});
 }
 
 TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {

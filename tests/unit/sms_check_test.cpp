@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "sms/joined_journal.h"
@@ -177,7 +178,12 @@ TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
 }
 
 TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
-    writeFile(root + "/.cellslot-tmp-abcdef", "half a fi");
+    const std::string left = root + "/.cellslot-tmp-abcdef";
+    writeFile(left, "half a fi");
+    std::filesystem::last_write_time(
+        left, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(70));
+    // Another slot's daemon is writing this one.
+    writeFile(root + "/.cellslot-tmp-ghijkl", "half a fi");
     writeFile(root + "/somebody's file", "");
     putPart("b", 7, 2, 2, "1", "y");
     S_smsRecordRx record = singleRecord("1", "xy");
@@ -185,8 +191,8 @@ TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
     initSMS(root);
     EXPECT_EQ(contents("recv"), tNames{"FROM=1\nTIME=2020-06-15 20:32:05\nMSG=xy"});
     EXPECT_TRUE(names("recv_parts").empty());
-    EXPECT_EQ(names(""), (tNames{"recv", "recv_parts", "recv_post", "send", "send_fail", "send_ok",
-                                 "somebody's file"}));
+    EXPECT_EQ(names(""), (tNames{".cellslot-tmp-ghijkl", "recv", "recv_parts", "recv_post", "send",
+                                 "send_fail", "send_ok", "somebody's file"}));
     initSMS(root);
     EXPECT_EQ(names("recv").size(), 1U);
 }

@@ -1,0 +1,49 @@
+"""The screens of the operator's command, as the demonstration shows them."""
+
+import pathlib
+import subprocess
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests" / "system"))
+from screen_reader import Terminal  # noqa: E402
+
+GRAPH_TITLE = "RSRP from"
+TALL_ENOUGH = 40  # rows, for a whole graph
+
+
+class Watch:
+    """`cellslot watch` in a terminal of its own, which it draws its graph on meanwhile."""
+
+    def __init__(self, program, columns):
+        self.fault = None
+        self.terminal = Terminal([str(program), "watch", "-p", "1", "--interval", "1"], TALL_ENOUGH,
+                                 columns, TERM="vt100")
+
+    def keepUp(self):
+        if self.fault is not None:
+            return
+        try:
+            if not self.terminal.drain(0.01):
+                self.fault = "it ended by itself"
+        except AssertionError as fault:
+            self.fault = str(fault)
+
+    def graph(self):
+        """From its title to its time line; None when there is none."""
+        lines = self.terminal.screen.lines()
+        first = next((row for row, line in enumerate(lines) if line.startswith(GRAPH_TITLE)), None)
+        if first is None or self.fault is not None:
+            return None
+        last = next((row for row in range(first, len(lines)) if not lines[row]), len(lines))
+        return [line for line in lines[first:last] if "q ends" not in line]
+
+    def end(self):
+        self.terminal.end()
+
+
+def showCommand(bin, *words):
+    """The exit status of a subcommand of cellslot that was shown."""
+    run = subprocess.run([bin / "cellslot", *words], stdin=subprocess.DEVNULL, text=True,
+                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+    print(run.stdout.rstrip(), flush=True)
+    return run.returncode

@@ -1,0 +1,39 @@
+"""What the demonstration prints: a line for each thing that happens, with its time; with --verbose
+also what the modem is asked, and the log, with a word on lines that only look like faults."""
+
+# Texts of the log that read like faults in a run in which everything is well.
+EXPLAINED = (
+    ("The APN '' is not valid", "CM_APN2, for a second SIM, is not set: no fault"),
+    ("Note: APN is empty", "CM_APN2, for a second SIM, is not set: no fault"),
+    ("CM_FW_SLOT= is not valid", "not set: the SIM's carrier decides"),
+    ("value ''", "not set: the default counts"),
+    ("unable to connect to the DBUS", "no system bus in here: gpsd does without"),
+    ("GPS_STOP_STREAM_SUCCESS", "a success: there was nothing to stop"),
+    ("GPS_START_STREAM_SUCCESS", "a success"),
+    ("return code 124", "gpsd needs more than the five seconds waited for: no fault"),
+    ("Device has No Service", "the modem still looks for a network"),
+)
+
+
+class Story:
+    def __init__(self, clock, verbose):
+        self.clock = clock
+        self.verbose = verbose
+
+    def say(self, subject, text, at=None):
+        when = self.clock() if at is None else at
+        print(f"{when:6.1f} s  {subject:<10}{text}", flush=True)
+
+    def more(self, text):
+        print(f"{'':20}{text}", flush=True)
+
+    def detail(self, source, text, at):
+        if not self.verbose:
+            return
+        notes = [note for part, note in EXPLAINED if part in text]
+        hint = f"   <- {notes[0]}" if notes else ""
+        print(f"{at:8.3f}    {source:<8}{text}{hint}", flush=True)
+
+    @staticmethod
+    def heading(text):
+        print(f"\n== {text}", flush=True)
