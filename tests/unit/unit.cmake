@@ -43,7 +43,8 @@ if(PLATFORM STREQUAL "host")
         LIBS cellslot_platform $<$<BOOL:${judge}>:PkgConfig::GAMMU>
         SOURCES unit/sms_pdu_3gpp2_test.cpp unit/sms_pdu_deliver_test.cpp
                 unit/sms_pdu_examples.cpp ${judge}
-                unit/sms_pdu_header_test.cpp unit/sms_pdu_refusal_test.cpp
+                unit/sms_pdu_header_test.cpp unit/sms_pdu_language_test.cpp
+                unit/sms_pdu_refusal_test.cpp
                 unit/sms_pdu_round_trip_test.cpp unit/sms_pdu_submit_test.cpp
                 unit/sms_pdu_support.cpp unit/sms_pdu_time_stamp_test.cpp)
 endif()
