@@ -136,6 +136,19 @@ TEST_F(SmsListing, Header_WithAndWithoutQuotes_HasFourTokens) {
     EXPECT_EQ(parseBehind("+CMGL:1,0,\"Ann\", " + length + " ").size(), 1U);
 }
 
+// 3GPP TS 27.005 lets the name of a phone book entry hold anything.
+TEST_F(SmsListing, Header_NameWithCommas_HasFourTokens) {
+    g_i_debugMode = eLOG_SMS;
+    const std::vector<S_smsRecordRx> records =
+        parseBehind("+CMGL: 7,0,\"Doe, John, Jr.\"," + length);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].index, 7U);
+    EXPECT_EQ(records[0].message, "hello");
+    EXPECT_TRUE(logContains("Found a message header, token count is 4"));
+    EXPECT_EQ(parseBehind("+CMGL: 1,0,\",\"," + length).size(), 1U);
+    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"Doe, John," + length).empty()) << "no second quote";
+}
+
 TEST_F(SmsListing, Header_WithAnotherTokenCount_IsNotUsed) {
     EXPECT_TRUE(parseBehind("+CMGL: 1,0," + length).empty());
     EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",0," + length).empty());
@@ -156,6 +169,72 @@ TEST_F(SmsListing, Length_LongerThanThePdu_IsRefused) {
     EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",25").empty());
     EXPECT_EQ(logCount("Error: Unable to decode SMS PDU message (3GPP)"), 1U);
     EXPECT_TRUE(logContains(pdu)) << "the log is the only place that keeps it";
+}
+
+// The deletion takes everything that was listed.
+TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
+    const auto told = [](const std::string& line) {
+        return logCount("SMS listing, not understood: " + line);
+    };
+    const char* const headers[] = {"+CMGL: 1,0,24", "+CMGL: 1,0,\"\",0,24",
+                                   "+CMGL:", "x +CMGL: 1,0,\"\",24", "+CMGL: 1,0,\"\",0"};
+    for (const std::string header : headers) {
+        clearCapturedLog();
+        EXPECT_TRUE(parseBehind(header).empty());
+        EXPECT_EQ(told(header), 1U) << header;
+        EXPECT_EQ(told(pdu), 1U) << header;
+    }
+    clearCapturedLog();
+    EXPECT_TRUE(parse(pdu + "\r\nOK\r\n").empty()) << "no header at all";
+    EXPECT_EQ(told(pdu), 1U);
+    EXPECT_EQ(capturedLog().size(), 1U);
+}
+
+TEST_F(SmsListing, PduDamagedOnItsWay_IsToldWithItsHeader) {
+    std::string damaged = pdu;
+    damaged[10] = 'x';
+    damaged += "\x07";
+    const std::string header = "+CMGL: 1,0,\"\"," + length;
+    EXPECT_EQ(parse(header + "\r\n" + damaged + "\r\n+CMGL: 2,0,\"\"," + length + "\r\n" + pdu +
+                    "\r\n\r\nOK\r\n")
+                  .size(),
+              1U);
+    damaged.back() = '_';
+    EXPECT_EQ(logCount("SMS listing, not understood: " + header), 1U);
+    EXPECT_EQ(logCount("SMS listing, not understood: " + damaged), 1U);
+    EXPECT_EQ(capturedLog().size(), 2U);
+}
+
+TEST_F(SmsListing, HeaderWithoutItsPdu_IsTold) {
+    const std::string header = "+CMGL: 1,0,\"\"," + length;
+    EXPECT_TRUE(parse(header + "\r\n\r\nOK\r\n").empty());
+    EXPECT_EQ(capturedLog(), tNames{"SMS listing, not understood: " + header});
+}
+
+TEST_F(SmsListing, InTextMode_EveryLineIsTold) {
+    const std::string header = "+CMGL: 1,\"REC UNREAD\",\"+12025550123\",,\"20/06/15,20:32:05-24\"";
+    EXPECT_TRUE(parse(header + "\r\nHello, world\r\nsecond\r\n\r\nOK\r\n").empty());
+    EXPECT_EQ(capturedLog(), (tNames{"SMS listing, not understood: " + header,
+                                     "SMS listing, not understood: Hello, world",
+                                     "SMS listing, not understood: second"}));
+}
+
+TEST_F(SmsListing, WhatIsToldIsBounded) {
+    std::string response = "+CMGL: 1," + std::string(5000, 'x') + "\r\n";
+    for (int i = 0; i < 100; ++i)
+        response += std::string(5000, 'y') + "\r\n";
+    EXPECT_TRUE(parse(response + "OK\r\n").empty());
+    EXPECT_LE(capturedLog().size(), 20U);
+    for (const std::string& line : capturedLog())
+        EXPECT_LE(line.size(), 1100U);
+}
+
+TEST_F(SmsListing, UnsolicitedLineBetweenHeaderAndPdu_IsNotTold) {
+    EXPECT_EQ(parse("RING\r\n+CMGL: 1,0,\"\"," + length + "\r\n+CREG: 1\r\n" + pdu +
+                    "\r\nRING\r\n\r\nOK\r\n")
+                  .size(),
+              1U);
+    EXPECT_TRUE(capturedLog().empty());
 }
 
 TEST_F(SmsListing, MarkStaysUntilTheNextHeader) {
