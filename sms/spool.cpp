@@ -156,8 +156,11 @@ int listSpoolDir(const std::string& dir, std::vector<std::string>& names) {
 }
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b) {
-    return a.device == b.device && a.inode == b.inode && a.size == b.size &&
-           a.modifiedNs == b.modifiedNs;
+    return isSameFile(a, b) && a.size == b.size && a.modifiedNs == b.modifiedNs;
+}
+
+bool isSameFile(const sFileIdentity& a, const sFileIdentity& b) {
+    return a.device == b.device && a.inode == b.inode;
 }
 
 bool identifyFile(const std::string& path, sFileIdentity& identity) {

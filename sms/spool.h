@@ -66,6 +66,10 @@ struct sFileIdentity {
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b);
 
+// The same file, though it may have changed. A number is given again only after its file was
+// deleted and closed by all.
+bool isSameFile(const sFileIdentity& a, const sFileIdentity& b);
+
 // Without following a link. False when there is no such entry.
 bool identifyFile(const std::string& path, sFileIdentity& identity);
 bool isRegularFile(const sFileIdentity& identity);
