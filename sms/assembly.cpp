@@ -283,7 +283,7 @@ void runPasses(tSmsQueue& queue, const std::string& root) {
     std::vector<std::string> names;
     size_t passes = PASSES_PER_FILE * FIRST_PASS_FILES + 1;
     for (size_t k = 0; k < passes; ++k) {
-        if (listSpoolDir(dir, names) != 0 || names.empty()) return;
+        if (listSpoolFiles(dir, names) != 0 || names.empty()) return;
         passes = PASSES_PER_FILE * names.size() + 1;
         cPass pass(root, names.size(), k == 0 ? nullptr : &hopeful, queue);
         for (const std::string& name : names)
@@ -322,7 +322,7 @@ void checkSmsParts(tSmsQueue& queue, const std::string& root) {
 void removeRepeatedParts(const std::string& root, const std::vector<std::string>& written) {
     const std::string dir = root + SMS_DIR_RECV_PARTS;
     std::vector<std::string> names;
-    if (listSpoolDir(dir, names) != 0) return;
+    if (listSpoolFiles(dir, names) != 0) return;
     std::map<std::string, size_t> order;
     for (const std::string& path : written)
         order.emplace(path, order.size() + 1);

@@ -132,7 +132,7 @@ void moveSendFile(const sSendFile& file, const std::string& root, const char* di
     if (isForShell && isSpoolDir(root + dir) && !isTaken(target))
         runShellCommand("mv -f " + file.path + " " + target);
     else if (isSpoolDir(root + dir))
-        rename(file.path.c_str(), target.c_str());
+        moveOrCopyFile(file.path, target);
     removeSendFile(file.path);
 }
 
@@ -295,7 +295,7 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     if (g_sendState.dir.empty()) g_sendState.dir = root + SMS_DIR_SEND;
 
     std::vector<std::string> names;
-    const int error = listSpoolDir(g_sendState.dir, names);
+    const int error = listSpoolFiles(g_sendState.dir, names);
     if (error != 0) {
         debug(g_sendState.dirErrorLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
               "%s(): Unable to read SMS DIR %s, errno %d (%s)", __func__, g_sendState.dir.c_str(),

@@ -1,10 +1,7 @@
 #include "sms/sms.h"
 
-#include <unistd.h>
-
 #include "atcmd/command.h"
 #include "include/utilities.h"
-#include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "sms/assembly.h"
 #include "sms/joined_journal.h"
@@ -21,15 +18,6 @@ std::string g_s_root_sms_path = "/tmp/sms";
 namespace {
 
 constexpr int NETWORK_FAMILY_3GPP2 = 2;
-
-// What a kill left of files that were being written.
-void removeTemporaryFiles(const std::string& root) {
-    std::vector<std::string> names;
-    if (listSpoolRoot(root, names) != 0) return;
-    for (const std::string& name : names)
-        if (startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX))
-            unlink((root + "/" + name).c_str());
-}
 
 void deliverJournals(const std::string& root) {
     tSmsQueue queue;

@@ -316,6 +316,16 @@ TEST_F(SmsAssembly, NotARegularFile_IsNeitherReadNorWaitedFor) {
     EXPECT_EQ(capturedLog().size(), logged) << "told once";
 }
 
+// Another slot's daemon is writing it just now.
+TEST_F(SmsAssembly, TemporaryFile_IsNoPart) {
+    writeFile(in("recv_parts", ".cellslot-tmp-abcdef"), "FROM=1\nTI");
+    putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 2, "1", "b");
+    EXPECT_EQ(join().size(), 1U);
+    EXPECT_EQ(names("recv_parts"), tNames{".cellslot-tmp-abcdef"});
+    EXPECT_TRUE(capturedLog().empty());
+}
+
 TEST_F(SmsAssembly, FolderIsALink_IsNotRead) {
     const std::string outside = folder / "outside";
     std::filesystem::create_directory(outside);

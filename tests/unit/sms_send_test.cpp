@@ -325,6 +325,13 @@ TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
     EXPECT_EQ(names("send"), (tNames{"fifo", "folder", "link"}));
 }
 
+TEST_F(SmsSend, TemporaryFile_IsNoMessageYet) {
+    writeFile(in("send", ".cellslot-tmp-abcdef"), "TO=1202");
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_EQ(names("send").size(), 1U);
+}
+
 TEST_F(SmsSend, FolderForSentFilesIsALink_FileGoesAndNothingIsPutThere) {
     const std::string outside = folder / "outside";
     std::filesystem::create_directory(outside);
