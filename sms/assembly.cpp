@@ -131,7 +131,7 @@ class cPass {
     void takeFile(const std::string& path) {
         debug(eLOG_SMS, g_i_debugMode, " %s(): Checking file %s", CHECK, path.c_str());
         const sPartFile* file = lookAtPartFile(path);
-        if (file == nullptr || file->taken) return;
+        if (file == nullptr || file->taken || !file->isRead) return;
         if (!isWholePart(file->attributes)) {
             dropFile(*file);
             return;
@@ -331,7 +331,7 @@ void removeRepeatedParts(const std::string& root, const std::vector<std::string>
     for (const std::string& name : names) {
         const std::string path = dir + name;
         const sPartFile* file = lookAtPartFile(path);
-        if (file == nullptr || file->taken) continue;
+        if (file == nullptr || file->taken || !file->isRead) continue;
         const S_partsFileAttributes& part = file->attributes;
         if (part.msgId == 0 || part.partNumber == 0 || part.partTotal == 0) continue;
         const auto place = order.find(path);

@@ -1,3 +1,4 @@
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -329,6 +330,22 @@ TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedWhole) {
         expectFiled("/send_fail", name);
     }
     EXPECT_EQ(device.modem.i_sms_sent_fail, 2U);
+}
+
+// The memory of a process begins with an address that cannot be read.
+TEST_F(SmsFlow, PartFileWithAnInputOutputError_IsNotTakenForABrokenOne) {
+    start();
+    initSMS(ROOT);
+    const std::string path = ROOT + "/recv_parts/part";
+    writeFile(path, "");
+    ASSERT_EQ(mount("/proc/self/mem", path.c_str(), nullptr, MS_BIND, nullptr), 0);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(check(), eSUCCESS);
+    umount2(path.c_str(), MNT_DETACH);
+    EXPECT_EQ(logCount("Error: Cannot read SMS file " + path + ", errno 5 (Input/output error)"),
+              1U);
+    EXPECT_FALSE(logContains("deleting"));
+    EXPECT_TRUE(fileExists(path));
 }
 
 TEST_F(SmsFlow, FullMemory_IsEmptiedInSeveralChecks) {

@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <optional>
 
 #include "include/utilities.h"
 #include "sms/joined_journal.h"
@@ -82,6 +83,22 @@ class cNoSpace {
     ~cNoSpace() { setrlimit(RLIMIT_FSIZE, &m_saved); }
     cNoSpace(const cNoSpace&) = delete;
     cNoSpace& operator=(const cNoSpace&) = delete;
+
+  private:
+    rlimit m_saved{};
+};
+
+// No file can be opened.
+class cNoFiles {
+  public:
+    cNoFiles() {
+        getrlimit(RLIMIT_NOFILE, &m_saved);
+        const rlimit none = {0, m_saved.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~cNoFiles() { setrlimit(RLIMIT_NOFILE, &m_saved); }
+    cNoFiles(const cNoFiles&) = delete;
+    cNoFiles& operator=(const cNoFiles&) = delete;
 
   private:
     rlimit m_saved{};
@@ -300,6 +317,32 @@ TEST_F(SmsAssembly, PartOfASenderWithoutDigits_IsHandedOverAsAMessage) {
     EXPECT_EQ(records[0].partTotal, 0);
     EXPECT_TRUE(fileExists(records[0].journal));
     EXPECT_TRUE(names("recv_parts").empty());
+}
+
+TEST_F(SmsAssembly, PartThatCannotBeRead_StaysAndIsReadTheNextTime) {
+    const std::string path = putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 2, "1", "b");
+    {
+        std::optional<cNoFiles> noFiles;
+        g_i_debugMode = eLOG_SMS;
+        onLogged("DEBUG:  checkSmsParts(): Checking file " + in("recv_parts", listed()[0]),
+                 [&] { noFiles.emplace(); });
+        EXPECT_TRUE(join().empty());
+        g_i_debugMode = 0;
+        EXPECT_TRUE(noFiles.has_value());
+        for (int i = 0; i < 3; ++i) {
+            beginPartCheck();
+            EXPECT_FALSE(lookAtPartFile(path)->isRead);
+        }
+    }
+    EXPECT_EQ(names("recv_parts"), (tNames{"a", "b"}));
+    EXPECT_FALSE(logContains("missing field"));
+    EXPECT_EQ(logCount("Error: Cannot read SMS file " + path + ", errno 24 (Too many open files)"),
+              1U)
+        << "told once";
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "ab");
 }
 
 TEST_F(SmsAssembly, NotARegularFile_IsNeitherReadNorWaitedFor) {
