@@ -10,6 +10,7 @@
 #include "sms/assembly.h"
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
+#include "sms/repeated_parts.h"
 #include "sms/spool.h"
 
 namespace {
@@ -35,7 +36,6 @@ struct sReceiveState {
     bool errorLogged = false;  // a refusal is told once until a listing succeeds
     // What is in files while the modem has it still: a listing of the read messages has it again.
     std::vector<S_smsRecordRx> listed;
-    bool partsRepeated = true;  // a part may lie in two files
     bool recoveryLogged = false;
     bool spoolErrorLogged = false;
 };
@@ -317,10 +317,7 @@ bool saveListed(tSmsQueue& queue, sModemInfo& modem, const std::string& root,
             continue;
         }
         ++modem.i_sms_received;
-        if (outcome.record.partTotal >= 2) {
-            partPaths.push_back(outcome.path);
-            g_receiveState.partsRepeated = true;
-        }
+        if (outcome.record.partTotal >= 2) partPaths.push_back(outcome.path);
         if (g_receiveState.listed.size() < LISTED_MAX)
             g_receiveState.listed.push_back(std::move(outcome.record));
     }
@@ -381,8 +378,7 @@ void tellSpoolError(const std::string& root) {
 // Complete messages, and those that an earlier check could not write.
 void joinParts(sModemInfo& modem, const std::string& root,
                const std::vector<std::string>& written) {
-    if (g_receiveState.partsRepeated) removeRepeatedParts(root, written);
-    g_receiveState.partsRepeated = false;
+    removeRepeatedParts(root, written);
     tSmsQueue queue;
     takeJournals(queue, root);
     checkSmsParts(queue, root);

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "sms/listing_marker.h"
+#include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 #include "tests/support/reply_torture.h"
@@ -423,11 +424,56 @@ TEST_F(SmsReceive, DuplicateParts_DoNotHarmTheMessage) {
 }
 
 TEST_F(SmsReceive, DuplicatePartsLeftByAKill_DoNotHarmTheMessage) {
-    setFileTime(putPart("1a", 7, 1, 3, "1", "a"), START_S);
-    setFileTime(putPart("1b", 7, 1, 3, "1", "a"), START_S + 1);
+    setFileTime(putPart("1a", 7, 1, 3, "22255", "a"), START_S);
+    setFileTime(putPart("1b", 7, 1, 3, "22255", "a"), START_S + 1);
+    putPart("2", 7, 2, 3, "22255", "b");
+    receive({deliverPdu("22255", "c", 7, 3, 3)});
+    EXPECT_EQ(contents("recv"), tNames{"FROM=22255\nTIME=time of 1b\nMSG=abc"});
+    EXPECT_TRUE(names("recv_parts").empty());
+}
+
+// A start is no reason to look through what waits.
+TEST_F(SmsReceive, WaitingParts_NothingReceived_AreNotTouched) {
+    putPart("1a", 7, 1, 3, "1", "a");
+    putPart("1b", 7, 1, 3, "1", "a");
+    putPart("1c", 7, 1, 3, "1", "c", "1592253130");
     putPart("2", 7, 2, 3, "1", "b");
-    receive({});
-    EXPECT_EQ(names("recv_parts"), (tNames{"1b", "2"}));
+    const tNames before = names("recv_parts");
+    for (int start = 0; start < 3; ++start) {
+        resetSmsState();
+        initSMS(root);
+        receive({});
+        receive({deliverPdu("22255", "single")});
+    }
+    EXPECT_EQ(names("recv_parts"), before);
+}
+
+TEST_F(SmsReceive, TwoMessagesOfOneReferenceInOneListing_BothArrive) {
+    EXPECT_EQ(receive({deliverPdu("22255", "A1", 7, 1, 2, "20/06/15,20:32:00+00"),
+                       deliverPdu("22255", "B2", 7, 2, 2, "20/06/15,20:32:03+00"),
+                       deliverPdu("22255", "A2", 7, 2, 2, "20/06/15,20:32:01+00"),
+                       deliverPdu("22255", "B1", 7, 1, 2, "20/06/15,20:32:02+00")}),
+              eSUCCESS);
+    EXPECT_EQ(contents("recv"), (tNames{"FROM=22255\nTIME=2020-06-15 20:32:01\nMSG=A1A2",
+                                        "FROM=22255\nTIME=2020-06-15 20:32:03\nMSG=B1B2"}));
+    EXPECT_TRUE(names("recv_parts").empty());
+    EXPECT_FALSE(logContains("came twice"));
+}
+
+TEST_F(SmsReceive, TwoMessagesOfOneReferenceInOneSecond_BothArrive) {
+    receive({deliverPdu("22255", "A1", 7, 1, 2), deliverPdu("22255", "A2", 7, 2, 2),
+             deliverPdu("22255", "B1", 7, 1, 2), deliverPdu("22255", "B2", 7, 2, 2)});
+    EXPECT_EQ(contents("recv"), (tNames{file("22255", "A1A2"), file("22255", "B1B2")}));
+}
+
+TEST_F(SmsReceive, PartThatComesAgainWhileItWaits_IsOnePart) {
+    receive({deliverPdu("22255", "a", 7, 1, 2)});
+    receive({deliverPdu("22255", "a", 7, 1, 2)});
+    EXPECT_EQ(names("recv_parts").size(), 1U);
+    EXPECT_TRUE(logContains("SMS part came twice, deleting older file"));
+    receive({deliverPdu("22255", "b", 7, 2, 2)});
+    EXPECT_EQ(contents("recv"), tNames{file("22255", "ab")});
+    EXPECT_TRUE(names("recv_parts").empty());
 }
 
 TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneGoes) {
@@ -451,6 +497,16 @@ TEST_F(SmsReceive, LongMessageOfANamedSender_IsNotThrownAway) {
     EXPECT_EQ(contents("recv"), (tNames{file("MyBank", "one"), file("MyBank", "two")}));
     EXPECT_TRUE(names("recv_parts").empty());
     EXPECT_EQ(names("").size(), 6U);
+}
+
+TEST_F(SmsReceive, LongMessageOfANamedSender_ComesInTheOrderOfItsNumbers) {
+    receive({deliverPdu("MyBank", "four", 7, 4, 4), deliverPdu("MyBank", "three", 7, 3, 4),
+             deliverPdu("MyBank", "two", 7, 2, 4), deliverPdu("MyBank", "one", 7, 1, 4)});
+    tNames texts;
+    for (const std::string& name : names("recv"))  // "...1" to "...4"
+        texts.push_back(readFile(in("recv", name)));
+    EXPECT_EQ(texts, (tNames{file("MyBank", "one"), file("MyBank", "two"), file("MyBank", "three"),
+                             file("MyBank", "four")}));
 }
 
 TEST_F(SmsReceive, HostileNamedSenders_StayInTheSpool) {

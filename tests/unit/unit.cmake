@@ -98,8 +98,8 @@ cellslot_add_unit_tests(sms
     LIBS cellslot_sms cellslot_sim
     SOURCES unit/sms_assembly_test.cpp unit/sms_check_test.cpp unit/sms_fixture.cpp
             unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
-            unit/sms_receive_test.cpp unit/sms_send_test.cpp unit/sms_spool_test.cpp
-            support/no_unlink.cpp support/simulated_port.cpp)
+            unit/sms_random_parts_test.cpp unit/sms_receive_test.cpp unit/sms_send_test.cpp
+            unit/sms_spool_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
