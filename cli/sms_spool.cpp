@@ -12,6 +12,7 @@
 #include "cli/failure.h"
 #include "cli/system_failure.h"
 #include "include/utilities.h"
+#include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
@@ -141,8 +142,8 @@ std::string putMessage(const sPlaces& places, const std::string& number, const s
     requireFolder(places.at(SPOOL));
     requireFolder(places.at(SEND));
     std::string name = newName();
-    // The daemon takes whatever it finds in the folder of messages to send, and nothing beside it.
-    cDraftFile draft(places.at(SPOOL), MESSAGE_FILE_MODE);
+    // The folder may be a file system of its own. The daemon passes over a draft's name.
+    cDraftFile draft(places.at(SEND), MESSAGE_FILE_MODE);
     draft.write("TO=" + number + "\nMSG=" + text + "\n");
     draft.replace(places.at(SEND) + "/" + name);
     return name;
@@ -161,6 +162,7 @@ std::vector<sReceivedMessage> receivedMessages(const sPlaces& places) {
     requireFolder(folder);
     std::vector<sReceivedMessage> messages;
     for (const std::string& name : namesIn(folder)) {
+        if (startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX)) continue;  // half a message
         sReceivedMessage message;
         if (readMessage(folder, name, message)) messages.push_back(message);
     }

@@ -6,6 +6,7 @@
 #include "sms/joined_journal.h"
 #include "sms/message_file.h"
 #include "sms/part_file.h"
+#include "sms/repeated_parts.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 

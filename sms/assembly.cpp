@@ -1,7 +1,7 @@
 #include "sms/assembly.h"
 
 #include <algorithm>
-#include <deque>
+#include <limits>
 #include <map>
 #include <set>
 #include <tuple>
@@ -9,6 +9,7 @@
 #include "include/debug.h"
 #include "sms/joined_journal.h"
 #include "sms/part_file.h"
+#include "sms/part_pairing.h"
 #include "sms/spool.h"
 
 namespace {
@@ -64,45 +65,37 @@ void addFile(sGroupFiles& files, const sPartFile& file) {
         files.signature = (files.signature ^ value) * MULTIPLIER;
 }
 
-using tParts = std::deque<S_partsFileAttributes>;
-
 const char* const CHECK = "checkSmsParts";
 
-bool hasEveryNumberOnce(const tParts& members, int total) {
-    std::set<int32_t> numbers;
-    for (const S_partsFileAttributes& part : members)
-        if (part.partNumber <= total) numbers.insert(part.partNumber);
-    return numbers.size() == members.size() && members.size() == static_cast<size_t>(total);
-}
-
-// Moves the parts 1, 2, 3 ... from members to taken. False when the takes are used up before the
-// last one.
-bool takeInOrder(tParts& members, int total, bool limited, tParts& taken) {
+// The parts 1, 2, 3 ... of the queue, as far as that many takes from its front find them.
+tParts takeInOrder(tParts queue, int total, int takesMax) {
+    tParts taken;
     int expected = 1;
-    for (int takes = 1; expected <= total && !members.empty(); ++takes) {
-        if (limited && takes > TAKES_MAX) return false;
-        S_partsFileAttributes part = std::move(members.front());
-        members.pop_front();
+    for (int takes = 0; expected <= total && takes < takesMax && !queue.empty(); ++takes) {
+        sWaitingPart front = std::move(queue.front());
+        queue.pop_front();
+        const S_partsFileAttributes& part = front.attributes;
         if (part.partNumber != expected) {
             debug(eLOG_SMS, g_i_debugMode, " %s(): - Requeueing Group ID %d, Message part #%d",
                   CHECK, part.msgId, part.partNumber);
-            members.push_back(std::move(part));
+            queue.push_back(std::move(front));
             continue;
         }
         debug(eLOG_SMS, g_i_debugMode,
               " %s(): - Adding Group ID %d, Message part #%d, Message '%s'", CHECK, part.msgId,
               part.partNumber, oneLineText(part.message).c_str());
-        taken.push_back(std::move(part));
+        taken.push_back(std::move(front));
         ++expected;
     }
-    return expected > total;
+    return taken;
 }
 
 // The message of all parts, with the time of the latest.
 S_smsRecordRx joined(const tParts& parts) {
     S_smsRecordRx record;
     int64_t latest = -1;
-    for (const S_partsFileAttributes& part : parts) {
+    for (const sWaitingPart& waiting : parts) {
+        const S_partsFileAttributes& part = waiting.attributes;
         record.message += part.message;
         record.from = part.from;
         if (part.timeUnformatted <= latest) continue;
@@ -114,8 +107,8 @@ S_smsRecordRx joined(const tParts& parts) {
 
 std::vector<std::string> pathsOf(const tParts& parts) {
     std::vector<std::string> paths;
-    for (const S_partsFileAttributes& part : parts)
-        paths.push_back(part.fileName);
+    for (const sWaitingPart& part : parts)
+        paths.push_back(part.attributes.fileName);
     return paths;
 }
 
@@ -131,17 +124,22 @@ class cPass {
     void takeFile(const std::string& path) {
         debug(eLOG_SMS, g_i_debugMode, " %s(): Checking file %s", CHECK, path.c_str());
         const sPartFile* file = lookAtPartFile(path);
-        if (file == nullptr || file->taken) return;
+        if (file == nullptr || file->taken || !file->isRead) return;
         if (!isWholePart(file->attributes)) {
-            dropFile(*file);
+            setAside(*file);
             return;
         }
         addFile(m_waiting[keyOf(file->attributes)], *file);
         if (m_founded)
-            join(file->attributes);
+            join(*file);
         else if (m_mayFound == nullptr || m_mayFound->count(keyOf(file->attributes)) != 0)
-            found(file->attributes);
-        if (m_open && m_members.size() == static_cast<size_t>(m_group.partTotal)) assemble();
+            found(*file);
+    }
+
+    // After the last file.
+    void finish() {
+        handOverNamed();
+        if (m_open) joinGroup();
     }
 
     bool removedAFile() const { return m_removed; }
@@ -157,17 +155,48 @@ class cPass {
         return part.msgId != 0 && part.partNumber != 0 && part.partTotal != 0 && !part.from.empty();
     }
 
-    // A part that only lacks digits in its sender's name is a message that somebody sent.
-    void dropFile(const sPartFile& file) {
-        const std::string path = file.attributes.fileName;
-        S_partsFileAttributes part = file.attributes;
-        part.from = file.fromAsWritten;
-        if (isWholePart(part) && !handOver({part})) return;
+    // A part that only lacks digits in its sender's name is a message that somebody sent. Anything
+    // else is no part.
+    void setAside(const sPartFile& file) {
+        sWaitingPart waiting = waitingPart(file);
+        waiting.attributes.from = file.fromAsWritten;
+        if (isWholePart(waiting.attributes))
+            m_named[keyOf(waiting.attributes)].push_back(std::move(waiting));
+        else
+            dropFile(waiting.attributes.fileName);
+    }
+
+    void dropFile(const std::string& path) {
         removePartFile(path);
         m_removed = true;
     }
 
-    void found(const S_partsFileAttributes& part) {
+    // Message after message, the oldest first, and each in the order of its numbers.
+    void handOverNamed() {
+        std::vector<tParts> messages;
+        for (const auto& [key, parts] : m_named) {
+            for (tParts& message : pairParts(parts)) {
+                std::sort(message.begin(), message.end(),
+                          [](const sWaitingPart& a, const sWaitingPart& b) {
+                              return a.attributes.partNumber < b.attributes.partNumber;
+                          });
+                messages.push_back(std::move(message));
+            }
+        }
+        std::sort(messages.begin(), messages.end(), [](const tParts& a, const tParts& b) {
+            return isOlder(*std::min_element(a.begin(), a.end(), isOlder),
+                           *std::min_element(b.begin(), b.end(), isOlder));
+        });
+        for (const tParts& message : messages) {
+            for (const sWaitingPart& part : message) {
+                if (!handOver({part})) return;
+                dropFile(part.attributes.fileName);
+            }
+        }
+    }
+
+    void found(const sPartFile& file) {
+        const S_partsFileAttributes& part = file.attributes;
         m_founded = true;
         m_group = keyOf(part);
         m_open = m_fileCount >= static_cast<size_t>(part.partTotal);
@@ -179,29 +208,51 @@ class cPass {
         }
         debug(eLOG_SMS, g_i_debugMode, " %s(): First file %s for message ID group %d", CHECK,
               part.fileName.c_str(), part.msgId);
-        m_members.push_back(part);
+        m_members.push_back(waitingPart(file));
     }
 
-    void join(const S_partsFileAttributes& part) {
+    void join(const sPartFile& file) {
+        const S_partsFileAttributes& part = file.attributes;
         const bool joins = m_open && keyOf(part) == m_group;
         debug(eLOG_SMS, g_i_debugMode, " %s(): %s file %s for message ID group %d", CHECK,
               joins ? "Adding" : "Skipping", part.fileName.c_str(), m_group.msgId);
-        if (joins) m_members.push_back(part);
+        if (joins) m_members.push_back(waitingPart(file));
     }
 
-    void assemble() {
+    void joinGroup() {
+        const auto total = static_cast<size_t>(m_group.partTotal);
+        tParts usable;
+        for (const sWaitingPart& part : m_members)
+            if (part.attributes.partNumber <= m_group.partTotal) usable.push_back(part);
+        bool anyComplete = false;
+        for (const tParts& message : pairParts(usable)) {
+            if (message.size() < total) break;
+            anyComplete = true;
+            if (!joinMessage(message)) return;
+        }
+        if (!anyComplete && m_members.size() >= total) tryInVain();
+    }
+
+    tParts assemble(const tParts& queue, int takesMax) const {
         debug(eLOG_SMS, g_i_debugMode, " %s(): - Have %d files for message ID group %d", CHECK,
-              static_cast<int>(m_members.size()), m_group.msgId);
-        tParts members;
-        members.swap(m_members);
-        // The limit is there to give up a message with missing pieces, not a long one.
-        const bool limited = !hasEveryNumberOnce(members, m_group.partTotal);
-        tParts taken;
-        const bool complete = takeInOrder(members, m_group.partTotal, limited, taken);
-        if (complete && !handOver(taken)) return;
-        for (const S_partsFileAttributes& part : taken)
-            removeTaken(part);
-        if (!complete) tellMissing();
+              static_cast<int>(queue.size()), m_group.msgId);
+        return takeInOrder(queue, m_group.partTotal, takesMax);
+    }
+
+    // The limit of takes is there to give up a message with missing pieces, not a long one.
+    bool joinMessage(const tParts& message) {
+        const tParts taken = assemble(message, std::numeric_limits<int>::max());
+        if (!handOver(taken)) return false;
+        for (const sWaitingPart& part : taken)
+            removeTaken(part.attributes);
+        return true;
+    }
+
+    // Files enough, but not of every number. They wait for the missing ones.
+    void tryInVain() {
+        m_members.resize(static_cast<size_t>(m_group.partTotal));
+        assemble(m_members, TAKES_MAX);
+        tellMissing();
     }
 
     // The message goes into the output queue, with a journal until it is in a file. False, with
@@ -216,9 +267,8 @@ class cPass {
     }
 
     void removeTaken(const S_partsFileAttributes& part) {
-        removePartFile(part.fileName);
+        dropFile(part.fileName);
         --m_waiting[keyOf(part)].count;
-        m_removed = true;
     }
 
     void tellMissing() const {
@@ -237,6 +287,7 @@ class cPass {
     bool m_spoolFull = false;
     sGroupKey m_group;
     tParts m_members;
+    std::map<sGroupKey, tParts> m_named;  // by the sender as written
     tGroups m_waiting;
 };
 
@@ -283,31 +334,17 @@ void runPasses(tSmsQueue& queue, const std::string& root) {
     std::vector<std::string> names;
     size_t passes = PASSES_PER_FILE * FIRST_PASS_FILES + 1;
     for (size_t k = 0; k < passes; ++k) {
-        if (listSpoolDir(dir, names) != 0 || names.empty()) return;
+        if (listSpoolFiles(dir, names) != 0 || names.empty()) return;
         passes = PASSES_PER_FILE * names.size() + 1;
         cPass pass(root, names.size(), k == 0 ? nullptr : &hopeful, queue);
         for (const std::string& name : names)
             pass.takeFile(dir + name);
+        pass.finish();
         rememberVain(pass, tried);
         forgetGone(pass.waiting());
         hopeful = hopefulGroups(pass.waiting(), tried);
         if (hopeful.empty()) return;
     }
-}
-
-// What makes two part files the same part, and how new a file is.
-using tPartKey = std::tuple<std::string, int32_t, int32_t, int32_t>;
-using tNewness = std::tuple<size_t, int64_t, std::string>;
-
-struct sNewest {
-    tNewness newness;
-    std::string path;
-};
-
-void dropRepeated(const std::string& path) {
-    debug(eLOG_NOTICE, g_i_debugMode, "SMS part came twice, deleting older file %s",
-          oneLineText(path).c_str());
-    removePartFile(path);
 }
 
 }  // namespace
@@ -317,36 +354,6 @@ void checkSmsParts(tSmsQueue& queue, const std::string& root) {
     beginPartCheck();
     runPasses(queue, root);
     endPartCheck();
-}
-
-void removeRepeatedParts(const std::string& root, const std::vector<std::string>& written) {
-    const std::string dir = root + SMS_DIR_RECV_PARTS;
-    std::vector<std::string> names;
-    if (listSpoolDir(dir, names) != 0) return;
-    std::map<std::string, size_t> order;
-    for (const std::string& path : written)
-        order.emplace(path, order.size() + 1);
-
-    std::map<tPartKey, sNewest> newest;
-    for (const std::string& name : names) {
-        const std::string path = dir + name;
-        const sPartFile* file = lookAtPartFile(path);
-        if (file == nullptr || file->taken) continue;
-        const S_partsFileAttributes& part = file->attributes;
-        if (part.msgId == 0 || part.partNumber == 0 || part.partTotal == 0) continue;
-        const auto place = order.find(path);
-        const tNewness newness{place == order.end() ? 0 : place->second, file->identity.modifiedNs,
-                               path};
-        const tPartKey key{file->fromAsWritten, part.msgId, part.partNumber, part.partTotal};
-        const auto [entry, isFirst] = newest.try_emplace(key, sNewest{newness, path});
-        if (isFirst) continue;
-        if (newness < entry->second.newness) {
-            dropRepeated(path);
-        } else {
-            dropRepeated(entry->second.path);
-            entry->second = {newness, path};
-        }
-    }
 }
 
 void resetAssemblyState() {

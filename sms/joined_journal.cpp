@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <tuple>
 
 #include "include/debug.h"
 #include "include/utilities.h"
@@ -103,7 +104,10 @@ bool writeJournal(S_smsRecordRx& record, const std::vector<std::string>& paths,
 void takeJournals(tSmsQueue& queue, const std::string& root) {
     std::vector<std::string> names;
     if (listSpoolRoot(root, names) != 0) return;
-    std::sort(names.begin(), names.end());
+    // In the order of their numbers.
+    std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+        return std::tuple(a.size(), a) < std::tuple(b.size(), b);
+    });
     const std::string prefix = baseName(journalPrefix(root));
     for (const std::string& name : names)
         if (startsWith(name, prefix)) takeJournal(root + "/" + name, queue, root);

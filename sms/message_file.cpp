@@ -187,7 +187,7 @@ bool isInRecv(const S_smsRecordRx& record, const std::string& root) {
     const std::string content = messageFileContent(record);
     const std::string dir = root + SMS_DIR_RECV;
     std::vector<std::string> names;
-    if (listSpoolDir(dir, names) != 0) return false;
+    if (listSpoolFiles(dir, names) != 0) return false;
     return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
         sFileIdentity identity;
         std::string other;

@@ -44,12 +44,26 @@ uint32_t timeField(const cTextLookupTable& table) {
     return static_cast<uint32_t>(std::clamp(time, 0LL, TIME_MAX));
 }
 
+// False, with errno set, where the file or its table could not be read.
+bool readContent(const std::string& path, std::string& content, cTextLookupTable& table) {
+    if (!readFile2StringNoFollow(path, content, SMS_FILE_MAX)) return false;
+    table = cTextLookupTable(path, '=', 1);
+    return !table.entries().empty() || content.find('=') == std::string::npos;
+}
+
+void logUnreadable(const std::string& path) {
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot read SMS file %s, errno %d (%s)",
+          oneLineText(path).c_str(), errno, strerror(errno));
+}
+
 void readPartFile(const std::string& path, sPartFile& file) {
     S_partsFileAttributes& part = file.attributes;
-    const cTextLookupTable table(isRegularFile(file.identity) ? path : "", '=', 1);
+    cTextLookupTable table("", '=', 1);
     std::string content;
-    readFile2StringNoFollow(path, content, SMS_FILE_MAX);
     part.fileName = path;
+    // What is no regular file has no fields.
+    file.isRead = !isRegularFile(file.identity) || readContent(path, content, table);
+    if (!file.isRead) return;
     part.msgId = numberField(table, path, "MSG_ID");
     part.partNumber = numberField(table, path, "MSG_PART_NUMBER");
     part.partTotal = numberField(table, path, "MSG_PART_TOTAL");
@@ -70,10 +84,14 @@ const sPartFile* lookAtPartFile(const std::string& path) {
     }
     const auto found = g_partFileState.files.try_emplace(path);
     sPartFile& file = found.first->second;
-    if (found.second || !(file.identity == identity)) {
+    const bool isNew = found.second || !(file.identity == identity);
+    if (isNew) {
         file = {};
         file.identity = identity;
+    }
+    if (isNew || (!file.isRead && file.lastLookedAt != g_partFileState.check)) {
         readPartFile(path, file);
+        if (isNew && !file.isRead) logUnreadable(path);
     }
     file.lastLookedAt = g_partFileState.check;
     return &file;

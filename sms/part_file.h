@@ -7,7 +7,7 @@
 #include "sms/spool.h"
 
 // The part files of /recv_parts/. They are looked at in every check, so a file is read again only
-// when it has changed.
+// when it has changed, or could not be read.
 
 struct S_partsFileAttributes {
     std::string fileName;  // full path
@@ -24,6 +24,8 @@ struct sPartFile {
     S_partsFileAttributes attributes;
     std::string fromAsWritten;
     sFileIdentity identity;
+    // Where it could not be, what it holds is not known: nothing above counts.
+    bool isRead = false;
     // Its message was taken, but the file could not be removed: it is as good as gone.
     bool taken = false;
     uint64_t lastLookedAt = 0;

@@ -7,10 +7,10 @@
 #include "atcmd/command.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/tokenstr.h"
 #include "sms/assembly.h"
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
+#include "sms/repeated_parts.h"
 #include "sms/spool.h"
 
 namespace {
@@ -19,7 +19,13 @@ constexpr unsigned LIST_TIMEOUT_S = 10;
 constexpr unsigned DELETE_TIMEOUT_S = 2;
 
 const char* const LIST_PREFIX = "+CMGL:";
-constexpr size_t HEADER_TOKENS = 4;
+const char* const LIST_END = "OK";
+constexpr size_t HEADER_FIELDS = 4;
+
+// So much is logged of a line that was not understood, which is more than any PDU has, and so many
+// lines after a header.
+constexpr size_t LOGGED_LINE_MAX = 1000;
+constexpr size_t LOGGED_LINES_MAX = 16;
 
 constexpr int LAST_ASCII_CHARACTER = 126;
 
@@ -30,7 +36,6 @@ struct sReceiveState {
     bool errorLogged = false;  // a refusal is told once until a listing succeeds
     // What is in files while the modem has it still: a listing of the read messages has it again.
     std::vector<S_smsRecordRx> listed;
-    bool partsRepeated = true;  // a part may lie in two files
     bool recoveryLogged = false;
     bool spoolErrorLogged = false;
 };
@@ -95,56 +100,107 @@ ePortReturn listMessages(int port, e3gppType type, const std::string& command, t
     return result;
 }
 
+// The fields of a header. The name may hold a comma: within quotes it separates nothing.
+std::vector<std::string> headerFields(const std::string& text) {
+    std::vector<std::string> fields(1);
+    bool quoted = false;
+    for (const char c : text) {
+        if (c == '"') quoted = !quoted;
+        if (c == ',' && !quoted)
+            fields.emplace_back();
+        else
+            fields.back() += c;
+    }
+    return fields;
+}
+
+// The modem deletes what it has listed: the log is the only place that has it then.
+void logLost(const char* what, const std::string& line) {
+    debug(eLOG_NOTICE, g_i_debugMode, "%s: %s", what,
+          oneLineText(line.substr(0, LOGGED_LINE_MAX)).c_str());
+}
+
+void logNotUnderstood(const std::string& line) {
+    logLost("SMS listing, not understood", line);
+}
+
 // Reads a listing line by line.
 class cListingReader {
   public:
     cListingReader(e3gppType type, tSmsQueue& queue) : m_type(type), m_queue(queue) {}
 
     void takeLine(const std::string& text) {
-        if (startsWith(text, LIST_PREFIX))
-            takeHeader(text.substr(strlen(LIST_PREFIX)));
-        else if (text.find(LIST_PREFIX) == std::string::npos)
+        if (startsWith(text, LIST_PREFIX)) {
+            endHeader();
+            takeHeader(text);
+        } else if (text.find(LIST_PREFIX) != std::string::npos) {
+            logNotUnderstood(text);
+        } else {
             takePdu(text);
+        }
     }
+
+    // After the last line.
+    void finish() { endHeader(); }
 
   private:
     // +CMGL: 1,0,"",23
     //        0 1 2  3    index, status, name in the phone book, octets of the PDU
-    void takeHeader(const std::string& rest) {
-        const tokenstr tokens(rest, ',', eEmptyTokens::KEEP);
+    void takeHeader(const std::string& text) {
+        const std::vector<std::string> fields = headerFields(text.substr(strlen(LIST_PREFIX)));
         debug(eLOG_SMS, g_i_debugMode,
               "parseSmsPduMessages(): Found a message header, token count is %d",
-              static_cast<int>(tokens.size()));
-        if (tokens.size() != HEADER_TOKENS) return;
-        const int length = textToInt(tokens[3]);
+              static_cast<int>(fields.size()));
+        m_pduMissing = true;
+        if (fields.size() != HEADER_FIELDS) {
+            logNotUnderstood(text);
+            return;
+        }
+        const int length = textToInt(fields[3]);
         m_pduExpected = length > 0;
         if (!m_pduExpected) {
             debug(eLOG_NOTICE, g_i_debugMode,
                   "parseSmsPduMessages(): Error: Received SMS in PDU format, but length was 0. "
                   "skipping");
+            logNotUnderstood(text);
             return;
         }
         m_length = static_cast<size_t>(length);
-        m_index = static_cast<uint32_t>(std::max(textToInt(tokens[0]), 0));
+        m_index = static_cast<uint32_t>(std::max(textToInt(fields[0]), 0));
+        m_unexplained.push_back(text);
+    }
+
+    // Where no PDU came, one of the lines since is what became of it. Before a PDU that came they
+    // were other reports of the modem.
+    void endHeader() {
+        if (m_pduMissing)
+            for (const std::string& line : m_unexplained)
+                logNotUnderstood(line);
+        m_pduMissing = false;
+        m_unexplained.clear();
     }
 
     void takePdu(const std::string& text) {
-        if (!m_pduExpected) {
+        if (!m_pduExpected)
             debug(eLOG_SMS, g_i_debugMode, "parseSmsPduMessages(): SMS start (%s) not found yet",
                   LIST_PREFIX);
+        const std::string pdu = cleanWhiteSpace(text);
+        if (!stringIsHex(pdu)) {
+            if (m_pduMissing && text != LIST_END && m_unexplained.size() < LOGGED_LINES_MAX)
+                m_unexplained.push_back(text);
             return;
         }
-        const std::string pdu = cleanWhiteSpace(text);
-        if (!stringIsHex(pdu)) return;
+        m_pduMissing = false;
         sms_t sms;
-        if (!decode(pdu, sms)) {
+        if (!m_pduExpected) {
+            logNotUnderstood(pdu);
+        } else if (!decode(pdu, sms)) {
             debug(eLOG_NOTICE, g_i_debugMode, "Error: Unable to decode SMS PDU message (%s)",
                   m_type == eSMS_3GPP2 ? "3GPP2" : "3GPP");
-            // The modem deletes it now: the log is the only place that has it then.
-            debug(eLOG_NOTICE, g_i_debugMode, "SMS PDU that was not decoded: %s", pdu.c_str());
-            return;
+            logLost("SMS PDU that was not decoded", pdu);
+        } else {
+            enqueue(sms);
         }
-        enqueue(sms);
     }
 
     bool decode(const std::string& pdu, sms_t& sms) const {
@@ -190,6 +246,8 @@ class cListingReader {
     e3gppType m_type;
     tSmsQueue& m_queue;
     bool m_pduExpected = false;
+    bool m_pduMissing = false;               // none came since the last header
+    std::vector<std::string> m_unexplained;  // that header, and lines since that are no PDU
     size_t m_length = 0;
     uint32_t m_index = 0;
     S_smsRecordRx m_record;
@@ -259,10 +317,7 @@ bool saveListed(tSmsQueue& queue, sModemInfo& modem, const std::string& root,
             continue;
         }
         ++modem.i_sms_received;
-        if (outcome.record.partTotal >= 2) {
-            partPaths.push_back(outcome.path);
-            g_receiveState.partsRepeated = true;
-        }
+        if (outcome.record.partTotal >= 2) partPaths.push_back(outcome.path);
         if (g_receiveState.listed.size() < LISTED_MAX)
             g_receiveState.listed.push_back(std::move(outcome.record));
     }
@@ -323,8 +378,7 @@ void tellSpoolError(const std::string& root) {
 // Complete messages, and those that an earlier check could not write.
 void joinParts(sModemInfo& modem, const std::string& root,
                const std::vector<std::string>& written) {
-    if (g_receiveState.partsRepeated) removeRepeatedParts(root, written);
-    g_receiveState.partsRepeated = false;
+    removeRepeatedParts(root, written);
     tSmsQueue queue;
     takeJournals(queue, root);
     checkSmsParts(queue, root);
@@ -362,6 +416,7 @@ void parseSmsPduMessages(e3gppType type, const std::string& response, tSmsQueue&
     cListingReader reader(type, queue);
     for (const std::string& line : responseLines(response))
         reader.takeLine(line);
+    reader.finish();
 }
 
 void decodePduUserdata(const sms_t& sms, std::string& text) {

@@ -37,7 +37,7 @@ ePortReturn getSmsMsg(int port, e3gppType type, eSmsReadType readType, tSmsQueue
 // AT+CMGD.
 ePortReturn deleteSmsMsg(int port, eSmsDelType type);
 
-// The messages of a listing. A PDU that cannot be decoded is left out.
+// The messages of a listing. What is not understood is left out and logged as it is.
 void parseSmsPduMessages(e3gppType type, const std::string& response, tSmsQueue& queue);
 
 // The text of a decoded message: bytes of it that are no text become '?', 16-bit characters beyond

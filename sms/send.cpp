@@ -1,5 +1,6 @@
 #include "sms/send.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -95,10 +96,17 @@ bool isSafeForShell(const std::string& text) {
     return text.find_first_not_of(SAFE_CHARACTERS) == std::string::npos;
 }
 
-// A writer may have put its next message under the same name meanwhile.
-bool isStillThere(const sSendFile& file) {
+// Replaced or changed since the folder was listed: what was read may be neither message.
+bool isAsListed(const sSendFile& file) {
     sFileIdentity now;
     return identifyFile(file.path, now) && now == file.identity;
+}
+
+// A writer may have put its next message under the same name meanwhile. One that only changed the
+// file in place has made no new message of it.
+bool isStillThere(const sSendFile& file) {
+    sFileIdentity now;
+    return identifyFile(file.path, now) && isSameFile(now, file.identity);
 }
 
 void removeSendFile(const std::string& path) {
@@ -124,7 +132,7 @@ void moveSendFile(const sSendFile& file, const std::string& root, const char* di
     if (isForShell && isSpoolDir(root + dir) && !isTaken(target))
         runShellCommand("mv -f " + file.path + " " + target);
     else if (isSpoolDir(root + dir))
-        rename(file.path.c_str(), target.c_str());
+        moveOrCopyFile(file.path, target);
     removeSendFile(file.path);
 }
 
@@ -163,7 +171,7 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
     g_sendState.path = file.path;
 
     const bool isValid = parseSmsFile(file.path, file.number, file.message);
-    if (!isStillThere(file)) return eSUCCESS;  // replaced or taken back while it was read
+    if (!isAsListed(file)) return eSUCCESS;
     if (!isValid) {
         debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, deleting",
               oneLineText(file.path).c_str());
@@ -177,6 +185,16 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
         finishSent(file, modem, root);
     else
         finishFailed(file, modem, root);
+    return result;
+}
+
+// A file that is kept open keeps its number: no new message can have it meanwhile.
+eGeneralErrors sendFileKeptOpen(int port, sModemInfo& modem, const std::string& root,
+                                sSendFile& file) {
+    constexpr int FLAGS = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int handle = open(file.path.c_str(), FLAGS);
+    const eGeneralErrors result = sendFile(port, modem, root, file);
+    if (handle != -1) close(handle);
     return result;
 }
 
@@ -277,7 +295,7 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     if (g_sendState.dir.empty()) g_sendState.dir = root + SMS_DIR_SEND;
 
     std::vector<std::string> names;
-    const int error = listSpoolDir(g_sendState.dir, names);
+    const int error = listSpoolFiles(g_sendState.dir, names);
     if (error != 0) {
         debug(g_sendState.dirErrorLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
               "%s(): Unable to read SMS DIR %s, errno %d (%s)", __func__, g_sendState.dir.c_str(),
@@ -294,7 +312,7 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     }
     file.path = g_sendState.dir + name;
     file.newName = archiveName(name);
-    return sendFile(port, modem, root, file);
+    return sendFileKeptOpen(port, modem, root, file);
 }
 
 ePortReturn abortPrompt(int port) {

@@ -2,6 +2,7 @@
 
 #include "atcmd/command.h"
 #include "include/temporary_files.h"
+#include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "sms/assembly.h"
 #include "sms/joined_journal.h"

@@ -11,6 +11,7 @@
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/utilities.h"
+#include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "sms/wall_clock.h"
 
@@ -72,6 +73,25 @@ std::string replaced(std::string text, bool (*unwanted)(unsigned char)) {
         text.begin(), text.end(), [&](char c) { return unwanted(static_cast<unsigned char>(c)); },
         '_');
     return text;
+}
+
+bool isTemporaryName(const std::string& name) {
+    return startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX);
+}
+
+void unlinkTemporary(const std::string& dir, const std::vector<std::string>& names) {
+    for (const std::string& name : names)
+        if (isTemporaryName(name)) unlink((dir + name).c_str());
+}
+
+bool copyFile(const std::string& from, const std::string& to) {
+    sFileIdentity identity;
+    std::string content;
+    if (!identifyFile(from, identity) || !readFile2StringNoFollow(from, content, SMS_FILE_MAX))
+        return false;
+    cFileVector file(to, identity.mode & 0777U);
+    file.AppendLine(content, false);
+    return file.Write();
 }
 
 bool isControl(unsigned char byte) {
@@ -155,9 +175,26 @@ int listSpoolDir(const std::string& dir, std::vector<std::string>& names) {
     return isLink(rootOf(dir)) ? ELOOP : listSpoolRoot(dir, names);
 }
 
+int listSpoolFiles(const std::string& dir, std::vector<std::string>& names) {
+    const int error = listSpoolDir(dir, names);
+    names.erase(std::remove_if(names.begin(), names.end(), isTemporaryName), names.end());
+    return error;
+}
+
+void removeTemporaryFiles(const std::string& root) {
+    std::vector<std::string> names;
+    if (listSpoolRoot(root, names) != 0) return;
+    unlinkTemporary(root + "/", names);
+    for (const char* dir : ALL_DIRS)
+        if (listSpoolDir(root + dir, names) == 0) unlinkTemporary(root + dir, names);
+}
+
 bool operator==(const sFileIdentity& a, const sFileIdentity& b) {
-    return a.device == b.device && a.inode == b.inode && a.size == b.size &&
-           a.modifiedNs == b.modifiedNs;
+    return isSameFile(a, b) && a.size == b.size && a.modifiedNs == b.modifiedNs;
+}
+
+bool isSameFile(const sFileIdentity& a, const sFileIdentity& b) {
+    return a.device == b.device && a.inode == b.inode;
 }
 
 bool identifyFile(const std::string& path, sFileIdentity& identity) {
@@ -173,6 +210,11 @@ bool identifyFile(const std::string& path, sFileIdentity& identity) {
 
 bool isRegularFile(const sFileIdentity& identity) {
     return S_ISREG(identity.mode);
+}
+
+bool moveOrCopyFile(const std::string& from, const std::string& to) {
+    if (rename(from.c_str(), to.c_str()) == 0) return true;
+    return errno == EXDEV && copyFile(from, to);
 }
 
 std::string oneLineText(const std::string& text) {

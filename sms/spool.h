@@ -53,6 +53,11 @@ bool isSpoolDir(const std::string& dir);
 // either is refused with ELOOP.
 int listSpoolRoot(const std::string& root, std::vector<std::string>& names);
 int listSpoolDir(const std::string& dir, std::vector<std::string>& names);
+// The same without temporary files, which are still being written.
+int listSpoolFiles(const std::string& dir, std::vector<std::string>& names);
+
+// Deletes what a kill left of files that were being written, in the root and its folders.
+void removeTemporaryFiles(const std::string& root);
 
 // What tells a file from the one that had its name before, and from itself before a change. Its
 // rights may change without its being another message.
@@ -66,9 +71,17 @@ struct sFileIdentity {
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b);
 
+// The same file, though it may have changed. A number is given again only after its file was
+// deleted and closed by all.
+bool isSameFile(const sFileIdentity& a, const sFileIdentity& b);
+
 // Without following a link. False when there is no such entry.
 bool identifyFile(const std::string& path, sFileIdentity& identity);
 bool isRegularFile(const sFileIdentity& identity);
+
+// Renames a file; into a folder that is a mount of its own, copies it so that it appears there
+// whole. The old one is then still there.
+bool moveOrCopyFile(const std::string& from, const std::string& to);
 
 // A text of somebody else for a log line or one line of a file: control characters become '_'.
 std::string oneLineText(const std::string& text);

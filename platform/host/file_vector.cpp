@@ -97,6 +97,22 @@ bool appendWhole(cFileDescriptor& file, const std::string& content) {
     return false;
 }
 
+// Writes a temporary file in folder and renames it to target. Returns what could not be done, with
+// errno set, or nullptr.
+const char* replaceFile(const std::string& folder, const std::string& target,
+                        const std::string& content, mode_t newFileMode) {
+    std::string temporary = folder + "/" + cFileVector::TEMPORARY_NAME_PREFIX + "XXXXXX";
+    cFileDescriptor file(createTemporaryFile(temporary));
+    if (!file.isOpen()) return "make a temporary file for";
+    if (fillTemporaryFile(file, content, target, newFileMode) &&
+        rename(temporary.c_str(), target.c_str()) == 0)
+        return nullptr;
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    return "write file";
+}
+
 }  // namespace
 
 cFileVector::cFileVector(const std::string& path, mode_t newFileMode)
@@ -116,20 +132,16 @@ void cFileVector::SetTemporaryDirectory(const std::string& directory) {
 }
 
 bool cFileVector::Write() {
-    std::string temporary = m_temporaryDirectory + "/" + TEMPORARY_NAME_PREFIX + "XXXXXX";
-    cFileDescriptor file(createTemporaryFile(temporary));
-    if (!file.isOpen()) {
-        tellOnce("make a temporary file for", m_path, errno);
+    const char* failed = replaceFile(m_temporaryDirectory, m_path, m_content, m_newFileMode);
+    // The target's folder is a mount of its own.
+    if (failed != nullptr && errno == EXDEV)
+        failed = replaceFile(folderOf(m_path), m_path, m_content, m_newFileMode);
+    if (failed != nullptr) {
+        tellOnce(failed, m_path, errno);
         return false;
     }
-    if (fillTemporaryFile(file, m_content, m_path, m_newFileMode) &&
-        rename(temporary.c_str(), m_path.c_str()) == 0) {
-        toldErrors().erase(m_path);
-        return true;
-    }
-    tellOnce("write file", m_path, errno);
-    unlink(temporary.c_str());
-    return false;
+    toldErrors().erase(m_path);
+    return true;
 }
 
 bool cFileVector::WriteAppend() {

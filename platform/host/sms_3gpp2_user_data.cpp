@@ -89,7 +89,7 @@ std::u16string latinText(const tOctets& octets) {
 
 // Fields of seven bits begin at the first field border behind the header, others right behind it.
 void setPayload(eForm form, const tOctets& payload, size_t fields, size_t headerOctets,
-                sms_t& sms) {
+                const sLanguages& languages, sms_t& sms) {
     const size_t headerFields = (headerOctets * 8 + 6) / 7;
     const size_t textFields = fields > headerFields ? fields - headerFields : 0;
     switch (form) {
@@ -100,8 +100,9 @@ void setPayload(eForm form, const tOctets& payload, size_t fields, size_t header
         case eFORM_LATIN:
             return setText(latinText(octetsFrom(payload, headerOctets)), sms);
         case eFORM_SEPTETS:
-            return setText(textOfSeptets(unpackSeptets(payload, headerFields * 7, textFields)),
-                           sms);
+            return setText(
+                textOfSeptets(unpackSeptets(payload, headerFields * 7, textFields), languages),
+                sms);
         case eFORM_16BIT:
             return set16BitText(octetsFrom(payload, headerOctets), sms);
     }
@@ -117,8 +118,8 @@ bool read3gpp2UserData(const tOctets& subparameter, bool hasHeader, sms_t& sms) 
     if (!readEncoding(reader, encoding) || !reader.readBits(8, fields)) return false;
     if (!readPayload(reader, encoding, fields, payload)) return false;
     const size_t headerOctets = hasHeader ? userDataHeaderOctets(payload) : 0;
-    readConcatenation(payload, headerOctets, sms);
-    setPayload(encoding.form, payload, fields, headerOctets, sms);
+    const sLanguages languages = readUserDataHeader(payload, headerOctets, sms);
+    setPayload(encoding.form, payload, fields, headerOctets, languages, sms);
     return true;
 }
 

@@ -44,7 +44,7 @@ bool readAddress(cOctetReader& reader, std::string& address) {
     if (!reader.readOctets((semiOctets + 1u) / 2, value)) return false;
     const uint8_t typeOfNumber = type >> 4 & 0x07;
     if (typeOfNumber == TYPE_ALPHANUMERIC) {
-        address = utf8OfText(textOfSeptets(unpackSeptets(value, 0, semiOctets * 4u / 7)));
+        address = utf8OfText(textOfSeptets(unpackSeptets(value, 0, semiOctets * 4u / 7), {}));
         return true;
     }
     address = digitsOf(value, semiOctets);

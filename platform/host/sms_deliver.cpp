@@ -38,10 +38,11 @@ bool takeTransferPdu(const tOctets& line, size_t length, tOctets& transferPdu) {
 }
 
 // The text begins at the first septet border behind the header.
-void setSeptetText(const tOctets& userData, size_t septets, size_t headerOctets, sms_t& sms) {
+void setSeptetText(const tOctets& userData, size_t septets, size_t headerOctets,
+                   const sLanguages& languages, sms_t& sms) {
     const size_t headerSeptets = (headerOctets * 8 + 6) / 7;
     const size_t textSeptets = septets > headerSeptets ? septets - headerSeptets : 0;
-    setText(textOfSeptets(unpackSeptets(userData, headerSeptets * 7, textSeptets)), sms);
+    setText(textOfSeptets(unpackSeptets(userData, headerSeptets * 7, textSeptets), languages), sms);
 }
 
 bool readUserData(cOctetReader& reader, int coding, bool hasHeader, sms_t& sms) {
@@ -52,13 +53,13 @@ bool readUserData(cOctetReader& reader, int coding, bool hasHeader, sms_t& sms) 
     if (length > (septets ? MAX_USER_DATA_SEPTETS : MAX_USER_DATA_OCTETS)) return false;
     if (!reader.readOctets(septets ? (length * 7u + 7) / 8 : length, userData)) return false;
     const size_t headerOctets = hasHeader ? userDataHeaderOctets(userData) : 0;
-    readConcatenation(userData, headerOctets, sms);
+    const sLanguages languages = readUserDataHeader(userData, headerOctets, sms);
     if (coding == SMS_CODING_8BIT) {
         setOctets(octetsFrom(userData, headerOctets), sms);
     } else if (coding == SMS_CODING_16BIT) {
         set16BitText(octetsFrom(userData, headerOctets), sms);
     } else {
-        setSeptetText(userData, length, headerOctets, sms);
+        setSeptetText(userData, length, headerOctets, languages, sms);
     }
     return true;
 }

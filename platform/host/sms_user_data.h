@@ -15,7 +15,8 @@ namespace sms_pdu {
 int codingOfScheme(uint8_t scheme);
 
 // Text goes out as UTF-8 as long as that is no longer than SMS_MAX_TEXT_OCTETS, else as 16-bit
-// characters; from a 3GPP PDU it always fits. text holds no surrogates.
+// characters; a 3GPP PDU brings more only where it holds many characters of three octets, which
+// national language tables have. text holds no surrogates.
 void setText(const std::u16string& text, sms_t& sms);
 void setOctets(const tOctets& octets, sms_t& sms);
 // Half a character at the end is dropped.

@@ -17,8 +17,9 @@ class cFileVector {
     void AppendLine(const std::string& text, bool withLineEnd = true);
     void clear();
 
-    // The folder that the temporary file of Write is made in, instead of the target's own. It must
-    // be on the same file system. For folders whose listing other programs act on.
+    // The folder that the temporary file of Write is made in, instead of the target's own. For
+    // folders whose listing other programs act on. Where it is not on the same file system, the
+    // target's own folder has to do.
     void SetTemporaryDirectory(const std::string& directory);
 
     // Replaces the file by the lines (none: an empty file) at once: readers see the old content or

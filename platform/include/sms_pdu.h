@@ -15,8 +15,9 @@ constexpr int SMS_CODING_TEXT = 0;   // unpacked text in UTF-8, without NUL
 constexpr int SMS_CODING_8BIT = 4;   // bytes as they came
 constexpr int SMS_CODING_16BIT = 8;  // UCS2 or UTF-16, most significant byte first
 
-// Most octets of a text in UTF-8: two for each of 160 septets. Nothing else that is decoded is
-// longer than 510 octets.
+// Most octets of a text in UTF-8: two for each of 160 septets. A text that needs more (a national
+// language table has the euro sign, of three octets) comes in 16-bit characters. Nothing else that
+// is decoded is longer than 510 octets.
 constexpr size_t SMS_MAX_TEXT_OCTETS = 320;
 
 // A message as decoded.
@@ -53,9 +54,9 @@ struct sms_encode_result_t {
 // what was found. Returns 0, or -1 with sms reset.
 //
 // What cannot be read as it should be is handed on rather than lost: compressed text and encodings
-// of other scripts as 8-bit data, reserved coding schemes and national language tables as the
-// default alphabet, a user data header that does not fit as text. An element of the header that
-// holds an impossible part number makes no part of the message.
+// of other scripts as 8-bit data, reserved coding schemes and national languages other than
+// Turkish, Spanish and Portuguese in the default alphabet, a user data header that does not fit as
+// text. An element of the header that holds an impossible part number makes no part of the message.
 int sms_decode_pdu(const std::string& pdu, size_t length, sms_t& sms, bool debugOutput);
 int sms_decode_3gpp2_pdu(const std::string& pdu, size_t length, sms_t& sms, bool debugOutput);
 

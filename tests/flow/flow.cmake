@@ -1,6 +1,7 @@
 # Sequences and policies against the simulated modem, in a namespace of their own: the daemon's
 # absolute paths are real there, and /bin/sh is bash.
 add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/flow_fixture.cpp
+                                         support/mounted_folder.cpp
                                          support/shell_stubs.cpp support/simulated_port.cpp
                                          support/whole_daemon.cpp)
 target_link_libraries(cellslot_flow_support PUBLIC cellslot_test_support cellslot_statemachine

@@ -13,6 +13,7 @@
 #include "platform/include/key_value_store.h"
 #include "platform/include/key_value_store_path.h"
 #include "sms/sms.h"
+#include "tests/support/mounted_folder.h"
 #include "tests/support/whole_daemon.h"
 
 // What the host runs out of is missed while the daemon runs, and comes back: it is told, the loop
@@ -51,44 +52,35 @@ constexpr double LOOK_S = 58;
 constexpr double BACK_S = 60;
 constexpr double WELL_S = 110;
 
-// A small file system in the place of a folder, as long as it lives.
-class cSmallDisk {
+// A small file system in the place of a folder.
+class cSmallDisk : private cMountedFolder {
   public:
-    cSmallDisk(std::string folder, const char* options) : m_folder(std::move(folder)) {
-        std::filesystem::create_directories(m_folder);
-        EXPECT_EQ(mount("tmpfs", m_folder.c_str(), "tmpfs", 0, options), 0) << strerror(errno);
-    }
-    ~cSmallDisk() { umount2(m_folder.c_str(), MNT_DETACH); }
-    cSmallDisk(const cSmallDisk&) = delete;
-    cSmallDisk& operator=(const cSmallDisk&) = delete;
+    using cMountedFolder::cMountedFolder;
 
     void fill() const {
-        const int file = open((m_folder + "/ballast").c_str(), O_WRONLY | O_CREAT, 0600);
+        const int file = open((folder() + "/ballast").c_str(), O_WRONLY | O_CREAT, 0600);
         const std::string block(4096, 'x');
         while (write(file, block.data(), block.size()) > 0) {
         }
         close(file);
         struct statvfs info {};
-        EXPECT_EQ(statvfs(m_folder.c_str(), &info), 0);
+        EXPECT_EQ(statvfs(folder().c_str(), &info), 0);
         EXPECT_EQ(info.f_bfree, 0U);
     }
     void useUpNames() const {
-        std::filesystem::create_directory(m_folder + "/ballast");
+        std::filesystem::create_directory(folder() + "/ballast");
         for (int i = 0;; ++i) {
-            const std::string path = m_folder + "/ballast/" + std::to_string(i);
+            const std::string path = folder() + "/ballast/" + std::to_string(i);
             const int file = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
             if (file == -1) return;
             close(file);
         }
     }
-    void clear() const { std::filesystem::remove_all(m_folder + "/ballast"); }
+    void clear() const { std::filesystem::remove_all(folder() + "/ballast"); }
     void setReadOnly(bool readOnly) const {
         const unsigned long flags = readOnly ? MS_REMOUNT | MS_RDONLY : MS_REMOUNT;
-        EXPECT_EQ(mount("tmpfs", m_folder.c_str(), "tmpfs", flags, nullptr), 0);
+        EXPECT_EQ(mount("tmpfs", folder().c_str(), "tmpfs", flags, nullptr), 0);
     }
-
-  private:
-    std::string m_folder;
 };
 
 class Resources : public cWholeDaemon {

@@ -1,9 +1,12 @@
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 
@@ -14,6 +17,7 @@
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/mounted_folder.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -119,7 +123,46 @@ class SmsFlow : public cFlowFixture {
         return state.at("stored").empty() && state.at("waiting").empty();
     }
 
+    static std::set<std::string> namesIn(const std::string& dir) {
+        std::set<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(ROOT + dir))
+            found.insert(entry.path().filename().string());
+        return found;
+    }
+
     std::mt19937 random;
+};
+
+// Every folder of the spool is a mount of its own, so that no file can be renamed into another.
+class SmsFlowMounts : public SmsFlow {
+  protected:
+    SmsFlowMounts() {
+        for (const char* dir : {"/recv", "/recv_parts", "/send", "/send_ok", "/send_fail"})
+            mounts.push_back(std::make_unique<cMountedFolder>(ROOT + dir));
+        start();
+        initSMS(ROOT);
+    }
+    void put(const std::string& name) {
+        writeFile(ROOT + "/send/" + name, contentOf(name));
+        chmod((ROOT + "/send/" + name).c_str(), 0640);
+    }
+    static std::string contentOf(const std::string& name) {
+        return "TO=+12025550123\nMSG=" + name + "\n" + std::string(2000, 'x') + "\n";
+    }
+    // The one file of a folder has the content of the file of that name, and its rights.
+    static void expectFiled(const std::string& dir, const std::string& name) {
+        const std::set<std::string> names = namesIn(dir);
+        ASSERT_EQ(names.size(), 1U) << dir << " " << name;
+        const std::string path = ROOT + dir + "/" + *names.begin();
+        EXPECT_TRUE(startsWith(*names.begin(), name + ".")) << *names.begin();
+        EXPECT_EQ(readFile(path), contentOf(name));
+        struct stat info {};
+        EXPECT_EQ(stat(path.c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 0777U, 0640U);
+        std::filesystem::remove(path);
+    }
+
+    std::vector<std::unique_ptr<cMountedFolder>> mounts;
 };
 
 // What can go wrong while messages are listed and deleted, without anybody losing one.
@@ -247,6 +290,62 @@ TEST_F(SmsFlow, ThreePartsFromTheNetwork_AreOneMessage) {
     EXPECT_EQ(received(), (tTexts{{"12025550123|" + message.text, 1}}));
     EXPECT_EQ(commands(), (tCommands{"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"}));
     EXPECT_TRUE(isModemEmpty());
+}
+
+TEST_F(SmsFlowMounts, Messages_AreDeliveredWhole) {
+    const sTestMessage single = makeMessage(1, 1, "+12025550123", 0);
+    const sTestMessage joined = makeMessage(2, 4, "+12025550123", 300);
+    tTexts expected;
+    for (const sTestMessage& message : {single, joined}) {
+        for (const json& part : message.orders)
+            inject(part);
+        ++expected[cleanNonNumeric(message.from) + "|" + message.text];
+    }
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(received(), expected);
+    for (const std::string& name : namesIn("/recv"))
+        EXPECT_TRUE(startsWith(name, "sms_msg_")) << name;
+    EXPECT_TRUE(namesIn("/recv_parts").empty());
+    EXPECT_EQ(namesIn("").size(), 6U) << "nothing is left in the root";
+    EXPECT_TRUE(isModemEmpty());
+}
+
+TEST_F(SmsFlowMounts, SentFiles_AreMovedWhole) {
+    for (const char* name : {"safe", "not safe; for a shell"}) {
+        put(name);
+        EXPECT_EQ(check(), eSUCCESS);
+        EXPECT_TRUE(namesIn("/send").empty());
+        expectFiled("/send_ok", name);
+    }
+    EXPECT_EQ(device.modem.i_sms_sent, 2U);
+}
+
+TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedWhole) {
+    for (const char* name : {"safe", "not safe; for a shell"}) {
+        put(name);
+        order({{"op", "fault"}, {"prefix", "AT+CMGS="}, {"kind", "error"}, {"count", 3}});
+        for (int i = 0; i < 6; ++i)
+            check();
+        EXPECT_TRUE(namesIn("/send").empty());
+        expectFiled("/send_fail", name);
+    }
+    EXPECT_EQ(device.modem.i_sms_sent_fail, 2U);
+}
+
+// The memory of a process begins with an address that cannot be read.
+TEST_F(SmsFlow, PartFileWithAnInputOutputError_IsNotTakenForABrokenOne) {
+    start();
+    initSMS(ROOT);
+    const std::string path = ROOT + "/recv_parts/part";
+    writeFile(path, "");
+    ASSERT_EQ(mount("/proc/self/mem", path.c_str(), nullptr, MS_BIND, nullptr), 0);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(check(), eSUCCESS);
+    umount2(path.c_str(), MNT_DETACH);
+    EXPECT_EQ(logCount("Error: Cannot read SMS file " + path + ", errno 5 (Input/output error)"),
+              1U);
+    EXPECT_FALSE(logContains("deleting"));
+    EXPECT_TRUE(fileExists(path));
 }
 
 TEST_F(SmsFlow, FullMemory_IsEmptiedInSeveralChecks) {

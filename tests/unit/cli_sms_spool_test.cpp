@@ -66,6 +66,18 @@ TEST_F(SmsSpool, PutMessage_IsOneWholeFileForItsOwnerOnly) {
     EXPECT_NE(name, putMessage(host.places, "12345", "x"));
 }
 
+// /tmp/sms/send may be a file system of its own.
+TEST_F(SmsSpool, PutMessage_NeedsNoOtherFolderThanThatOfMessagesToSend) {
+    const std::string root = host.places.at("/tmp/sms");
+    struct stat before {};
+    stat(root.c_str(), &before);
+    putMessage(host.places, "12345", "x");
+    struct stat after {};
+    stat(root.c_str(), &after);
+    EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec) << "nothing was made in it";
+    EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
+}
+
 TEST_F(SmsSpool, LinkInThePlaceOfAFolder_IsNotFollowed) {
     host.folderAt("/tmp/elsewhere", 0700);
     for (const char* folder : {"/tmp/sms/send", "/tmp/sms/recv"}) {
@@ -98,6 +110,7 @@ TEST_F(SmsSpool, SendState_ByTheFolderTheFileIsIn) {
 TEST_F(SmsSpool, ReceivedMessages_OldestFirstWithWhatIsNoMessagePassedOver) {
     host.file("/tmp/sms/recv/b", "FROM=+1202\nTIME=2020-06-15 20:32:05\nMSG=one\nFROM=x\nMSG=y");
     host.file("/tmp/sms/recv/a", "TIME=t\r\nFROM=\xe9\nMSG=");
+    host.file("/tmp/sms/recv/.cellslot-tmp-abcdef", "FROM=1\nTI");
     host.folderAt("/tmp/sms/recv/folder");
     ASSERT_EQ(0, mkfifo(host.places.at("/tmp/sms/recv/fifo").c_str(), 0600));
     ASSERT_EQ(0, symlink("/etc/passwd", host.places.at("/tmp/sms/recv/link").c_str()));

@@ -6,10 +6,12 @@
 
 #include <csignal>
 #include <filesystem>
+#include <optional>
 
 #include "include/utilities.h"
 #include "sms/joined_journal.h"
 #include "sms/part_file.h"
+#include "sms/repeated_parts.h"
 #include "sms/spool.h"
 #include "tests/unit/sms_fixture.h"
 
@@ -82,6 +84,22 @@ class cNoSpace {
     ~cNoSpace() { setrlimit(RLIMIT_FSIZE, &m_saved); }
     cNoSpace(const cNoSpace&) = delete;
     cNoSpace& operator=(const cNoSpace&) = delete;
+
+  private:
+    rlimit m_saved{};
+};
+
+// No file can be opened.
+class cNoFiles {
+  public:
+    cNoFiles() {
+        getrlimit(RLIMIT_NOFILE, &m_saved);
+        const rlimit none = {0, m_saved.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~cNoFiles() { setrlimit(RLIMIT_NOFILE, &m_saved); }
+    cNoFiles(const cNoFiles&) = delete;
+    cNoFiles& operator=(const cNoFiles&) = delete;
 
   private:
     rlimit m_saved{};
@@ -167,14 +185,100 @@ TEST_F(SmsAssembly, TwoOfThreeParts_TellsNotEnoughAndDeletesNothing) {
 }
 
 // 1, 1', 2 of three fill the queue: 1 and 2 are taken, then the takes run out.
-TEST_F(SmsAssembly, DuplicatePart_IsRequeuedUntilTheTakesAreUsedUp) {
+TEST_F(SmsAssembly, DuplicatePart_IsRequeuedUntilTheTakesAreUsedUpAndAllWait) {
     g_i_debugMode = eLOG_SMS;
-    putInListingOrder({1, 1, 2, 3}, 7, 3, "1");
+    putInListingOrder({1, 1, 2}, 7, 3, "1");
     EXPECT_TRUE(join().empty());
     EXPECT_EQ(logCount("DEBUG:  checkSmsParts(): - Requeueing Group ID 7, Message part #1"), 20U)
         << "22 takes, two of which found their part";
     EXPECT_EQ(logCount(MISSING), 1U);
+    EXPECT_EQ(names("recv_parts").size(), 3U) << "no part is lost with the attempt";
+    g_i_debugMode = 0;
+    putPart("three", 7, 3, 3, "1", "<3>");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "<1><2><3>");
+    EXPECT_EQ(names("recv_parts").size(), 1U);
+}
+
+TEST_F(SmsAssembly, DuplicatePartOfACompleteMessage_DoesNotHarmIt) {
+    putInListingOrder({1, 1, 2, 3}, 7, 3, "1");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "<1><2><3>");
+    EXPECT_EQ(names("recv_parts").size(), 1U);
+    EXPECT_FALSE(logContains(MISSING));
+}
+
+// Senders count their messages to 255 and begin again.
+TEST_F(SmsAssembly, TwoMessagesOfOneReference_ListedInAnyOrder_ArePairedByTime) {
+    std::vector<std::string> order = {"A1", "A2", "B1", "B2"};
+    do {
+        std::filesystem::remove_all(in("recv_parts"));
+        makeSmsDirs(root);
+        const tNames places = putInListingOrder({1, 1, 1, 1}, 7, 2, "1");
+        for (size_t i = 0; i < order.size(); ++i)
+            putPart(places[i], 7, order[i][1] - '0', 2, "1", order[i],
+                    order[i][0] == 'A' ? "100" : "101");
+        const std::vector<S_smsRecordRx> records = join();
+        ASSERT_EQ(records.size(), 2U);
+        EXPECT_EQ(records[0].message + " " + records[1].message, "A1A2 B1B2");
+        EXPECT_TRUE(names("recv_parts").empty());
+    } while (std::next_permutation(order.begin(), order.end()));
+    EXPECT_FALSE(logContains(MISSING));
+}
+
+TEST_F(SmsAssembly, MessagesOfOneReferenceInOneSecond_ArePairedByTheirArrival) {
+    for (const char* text : {"A1", "A2", "B1", "B2", "C1", "C2"}) {
+        static int s_count = 8;
+        const std::string path = putPart("sms_msg.7." + std::string(text + 1) +
+                                             ".2.20200615-203205." + std::to_string(++s_count),
+                                         7, text[1] - '0', 2, "1", text);
+        setFileTime(path, START_S);
+    }
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 3U);
+    EXPECT_EQ(records[0].message + records[1].message + records[2].message, "A1A2B1B2C1C2")
+        << "9 comes before 10";
+}
+
+TEST_F(SmsAssembly, SecondMessageOfOneReference_WaitsForItsOwnParts) {
+    putPart("b1", 7, 1, 2, "1", "B1", "101");
+    putPart("a1", 7, 1, 2, "1", "A1", "100");
+    EXPECT_TRUE(join().empty());
     EXPECT_EQ(names("recv_parts").size(), 2U);
+    putPart("a2", 7, 2, 2, "1", "A2", "100");
+    std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "A1A2");
+    EXPECT_EQ(names("recv_parts"), tNames{"b1"});
+    putPart("b2", 7, 2, 2, "1", "B2", "101");
+    records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "B1B2");
+}
+
+// The limit of takes is for missing pieces, whatever waits beside them.
+TEST_F(SmsAssembly, TwoLongMessagesOfOneReferenceInReverse_AreJoined) {
+    std::vector<int> numbers;
+    for (int i = 10; i >= 1; --i)
+        numbers.insert(numbers.end(), {i, i});
+    const tNames places = putInListingOrder(numbers, 7, 10, "1");
+    for (size_t i = 0; i < places.size(); ++i)
+        putPart(places[i], 7, numbers[i], 10, "1", "<" + std::to_string(numbers[i]) + ">",
+                i % 2 == 0 ? "101" : "100");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0].message, sequence(10));
+    EXPECT_EQ(records[1].message, sequence(10));
+}
+
+TEST_F(SmsAssembly, PartNumberBeyondTheTotal_IsNoPieceOfTheMessage) {
+    putInListingOrder({9, 2, 1}, 7, 2, "1");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "<1><2>");
+    EXPECT_EQ(names("recv_parts").size(), 1U);
 }
 
 // It stays until the day sweep and would be told every five seconds.
@@ -302,6 +406,56 @@ TEST_F(SmsAssembly, PartOfASenderWithoutDigits_IsHandedOverAsAMessage) {
     EXPECT_TRUE(names("recv_parts").empty());
 }
 
+TEST_F(SmsAssembly, PartsOfSendersWithoutDigits_ComeInTheOrderOfTheirNumbers) {
+    const tNames places = putInListingOrder({4, 3, 2, 1, 4, 3, 2, 1}, 7, 4, "MyBank");
+    const char* const texts[] = {"B4", "A3", "B2", "A1", "A4", "B3", "A2", "B1"};
+    for (size_t i = 0; i < places.size(); ++i)
+        putPart(places[i], texts[i][0] == 'A' ? 9 : 7, texts[i][1] - '0', 4, "MyBank", texts[i],
+                texts[i][0] == 'A' ? "100" : "101");
+    std::string got;
+    for (const S_smsRecordRx& record : join())
+        got += record.message + " ";
+    EXPECT_EQ(got, "A1 A2 A3 A4 B1 B2 B3 B4 ") << "the older message first";
+}
+
+TEST_F(SmsAssembly, TwoMessagesOfOneReferenceWithoutDigits_ComeOneAfterTheOther) {
+    const tNames places = putInListingOrder({1, 1, 1, 1}, 7, 2, "MyBank");
+    const char* const texts[] = {"B2", "A1", "A2", "B1"};
+    for (size_t i = 0; i < places.size(); ++i)
+        putPart(places[i], 7, texts[i][1] - '0', 2, "MyBank", texts[i],
+                texts[i][0] == 'A' ? "100" : "101");
+    std::string got;
+    for (const S_smsRecordRx& record : join())
+        got += record.message + " ";
+    EXPECT_EQ(got, "A1 A2 B1 B2 ");
+}
+
+TEST_F(SmsAssembly, PartThatCannotBeRead_StaysAndIsReadTheNextTime) {
+    const std::string path = putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 2, "1", "b");
+    {
+        std::optional<cNoFiles> noFiles;
+        g_i_debugMode = eLOG_SMS;
+        onLogged("DEBUG:  checkSmsParts(): Checking file " + in("recv_parts", listed()[0]),
+                 [&] { noFiles.emplace(); });
+        EXPECT_TRUE(join().empty());
+        g_i_debugMode = 0;
+        EXPECT_TRUE(noFiles.has_value());
+        for (int i = 0; i < 3; ++i) {
+            beginPartCheck();
+            EXPECT_FALSE(lookAtPartFile(path)->isRead);
+        }
+    }
+    EXPECT_EQ(names("recv_parts"), (tNames{"a", "b"}));
+    EXPECT_FALSE(logContains("missing field"));
+    EXPECT_EQ(logCount("Error: Cannot read SMS file " + path + ", errno 24 (Too many open files)"),
+              1U)
+        << "told once";
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "ab");
+}
+
 TEST_F(SmsAssembly, NotARegularFile_IsNeitherReadNorWaitedFor) {
     const std::string outside = folder / "outside";
     writeFile(outside, "FROM=1\nMSG_ID=7\nMSG_PART_NUMBER=1\nMSG_PART_TOTAL=1\nMSG=secret");
@@ -314,6 +468,16 @@ TEST_F(SmsAssembly, NotARegularFile_IsNeitherReadNorWaitedFor) {
     const size_t logged = capturedLog().size();
     join();
     EXPECT_EQ(capturedLog().size(), logged) << "told once";
+}
+
+// Another slot's daemon is writing it just now.
+TEST_F(SmsAssembly, TemporaryFile_IsNoPart) {
+    writeFile(in("recv_parts", ".cellslot-tmp-abcdef"), "FROM=1\nTI");
+    putPart("a", 7, 1, 2, "1", "a");
+    putPart("b", 7, 2, 2, "1", "b");
+    EXPECT_EQ(join().size(), 1U);
+    EXPECT_EQ(names("recv_parts"), tNames{".cellslot-tmp-abcdef"});
+    EXPECT_TRUE(capturedLog().empty());
 }
 
 TEST_F(SmsAssembly, FolderIsALink_IsNotRead) {
@@ -396,6 +560,21 @@ TEST_F(SmsAssembly, Journals_LeftBehind_AreTakenWithTheirParts) {
     EXPECT_EQ(names("").size(), 6U) << "no journal is left";
 }
 
+TEST_F(SmsAssembly, Journals_LeftBehind_AreTakenInTheOrderTheyWereWritten) {
+    std::string expected;
+    for (int i = 1; i <= 12; ++i) {
+        S_smsRecordRx record = singleRecord("MyBank", std::to_string(i) + " ");
+        ASSERT_TRUE(writeJournal(record, {}, root));
+        expected += record.message;
+    }
+    tSmsQueue queue;
+    takeJournals(queue, root);
+    std::string got;
+    for (const S_smsRecordRx& record : recordsOf(queue))
+        got += record.message;
+    EXPECT_EQ(got, expected);
+}
+
 TEST_F(SmsAssembly, Journal_OfAMessageThatArrived_IsOnlyRemoved) {
     S_smsRecordRx record = singleRecord("1", "text");
     tSmsQueue queue = queueOf({record});
@@ -430,7 +609,7 @@ TEST_F(SmsAssembly, RepeatedParts_TheNewestStays) {
     setFileTime(putPart("two", 7, 2, 2, "+1", "b"), START_S - 20);
     setFileTime(putPart("other", 7, 1, 2, "1", "c"), START_S - 20);
     const std::string longer = putPart("longer", 7, 1, 3, "+1", "a");
-    removeRepeatedParts(root, {});
+    removeRepeatedParts(root, {in("recv_parts", "two")});
     EXPECT_TRUE(fileExists(longer)) << "a part of another message";
     std::filesystem::remove(longer);
     EXPECT_EQ(names("recv_parts"), (tNames{"new", "other", "two"}))
@@ -439,6 +618,28 @@ TEST_F(SmsAssembly, RepeatedParts_TheNewestStays) {
     setFileTime(putPart("third", 7, 1, 2, "+1", "a"), START_S);
     removeRepeatedParts(root, {in("recv_parts", "new")});
     EXPECT_EQ(names("recv_parts"), (tNames{"new", "other", "two"})) << "just written is newer";
+}
+
+TEST_F(SmsAssembly, RepeatedParts_OnlyEqualOnesAre) {
+    putPart("a", 7, 1, 2, "+1", "text");
+    putPart("other text", 7, 1, 2, "+1", "Text");
+    putPart("other time", 7, 1, 2, "+1", "text", "1592253126");
+    putPart("other number", 7, 2, 2, "+1", "text");
+    putPart("other reference", 8, 1, 2, "+1", "text");
+    removeRepeatedParts(root, {in("recv_parts", "a"), in("recv_parts", "other reference")});
+    EXPECT_EQ(names("recv_parts").size(), 5U);
+    EXPECT_TRUE(capturedLog().empty());
+}
+
+TEST_F(SmsAssembly, RepeatedParts_OfMessagesThatNothingWasWrittenOf_AreLeftAlone) {
+    for (const char* name : {"a", "b"})
+        putPart(name, 7, 1, 2, "+1", "text");
+    for (const char* name : {"c", "d"})
+        putPart(name, 8, 1, 2, "+1", "text");
+    removeRepeatedParts(root, {});
+    EXPECT_EQ(names("recv_parts").size(), 4U);
+    removeRepeatedParts(root, {in("recv_parts", "d")});
+    EXPECT_EQ(names("recv_parts"), (tNames{"a", "b", "d"}));
 }
 
 TEST_F(SmsAssembly, HopelessGroup_WithANewFile_IsTriedAgain) {

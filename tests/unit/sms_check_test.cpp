@@ -177,6 +177,19 @@ TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
+// A folder that is a file system of its own has temporary files of its own.
+TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
+    const char* const dirs[] = {"",     "recv",      "recv_parts", "recv_post",
+                                "send", "send_fail", "send_ok"};
+    for (const char* dir : dirs)
+        writeFile(in(dir, ".cellslot-tmp-abcdef"), "half a fi");
+    writeFile(in("send", ".hidden"), "TO=12345\nMSG=x");
+    initSMS(root);
+    for (const char* dir : dirs)
+        EXPECT_FALSE(fileExists(in(dir, ".cellslot-tmp-abcdef"))) << dir;
+    EXPECT_TRUE(fileExists(in("send", ".hidden")));
+}
+
 TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
     const std::string left = root + "/.cellslot-tmp-abcdef";
     writeFile(left, "half a fi");

@@ -128,12 +128,12 @@ std::vector<S_smsRecordRx> recordsOf(tSmsQueue queue) {
 }
 
 std::string deliverPdu(const std::string& from, const std::string& text, int reference, int part,
-                       int total) {
+                       int total, const std::string& clock) {
     sDeliver message;
     message.serviceCentre = "+12025550100";
     message.from = from;
     message.text = text;
-    message.time = *parseClock("20/06/15,20:32:05+00");
+    message.time = *parseClock(clock);
     message.reference = reference;
     message.part = part;
     message.total = total;

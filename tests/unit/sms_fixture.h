@@ -57,9 +57,10 @@ S_smsRecordRx partRecord(const std::string& from, int id, int number, int total,
 tSmsQueue queueOf(const std::vector<S_smsRecordRx>& records);
 std::vector<S_smsRecordRx> recordsOf(tSmsQueue queue);
 
-// A DELIVER PDU; total 0 for a message of one part.
+// A DELIVER PDU; total 0 for a message of one part. clock: the service centre's time.
 std::string deliverPdu(const std::string& from, const std::string& text, int reference = 0,
-                       int part = 0, int total = 0);
+                       int part = 0, int total = 0,
+                       const std::string& clock = "20/06/15,20:32:05+00");
 // The answer to a listing, the messages at the indexes from 1.
 std::string listing(const std::vector<std::string>& pdus);
 

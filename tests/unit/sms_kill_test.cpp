@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "include/sleep.h"
 #include "sms/assembly.h"
 #include "sms/listing_marker.h"
 #include "sms/receive.h"
@@ -90,6 +91,32 @@ TEST_F(SmsKill, WhileAMessageIsJoined_ItIsThereExactlyOnceAfterwards) {
         checkSmsParts(queue, root);
         writeSmsMessages(queue, root);
         EXPECT_EQ(contents("recv"), tNames{"FROM=1\nTIME=time of p1\nMSG=123"}) << calls;
+        EXPECT_TRUE(names("recv_parts").empty()) << calls;
+        EXPECT_EQ(names("").size(), 6U) << calls;
+        ASSERT_LT(calls, 1000);
+    }
+    EXPECT_GT(calls, 20) << "the work was seen call by call";
+}
+
+TEST_F(SmsKill, WhileTwoMessagesOfOneReferenceAreJoined_BothAreThereExactlyOnceAfterwards) {
+    int calls = 0;
+    for (bool killed = true; killed;) {
+        renew();
+        for (const char* part : {"A2", "B1", "A1", "B2"})
+            putPart(part, 7, part[1] - '0', 2, "1", part, part[0] == 'A' ? "5" : "6");
+        const auto work = [&] {
+            tSmsQueue queue;
+            checkSmsParts(queue, root);
+            writeSmsMessages(queue, root);
+        };
+        killed = killedAt(++calls, work);
+        restart();
+        // The next check comes seconds later.
+        sleepMicroseconds(5000000);
+        work();
+        EXPECT_EQ(contents("recv"), (tNames{"FROM=1\nTIME=time of A1\nMSG=A1A2",
+                                            "FROM=1\nTIME=time of B1\nMSG=B1B2"}))
+            << calls;
         EXPECT_TRUE(names("recv_parts").empty()) << calls;
         EXPECT_EQ(names("").size(), 6U) << calls;
         ASSERT_LT(calls, 1000);

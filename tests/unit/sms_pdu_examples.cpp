@@ -60,6 +60,33 @@ const std::vector<sExample>& examples3gpp() {
     return s_examples;
 }
 
+// Made up; the texts were packed with the tables of 3GPP TS 23.038 by other means.
+const std::vector<sExample>& examplesInNationalLanguages() {
+    static const std::vector<sExample> s_examples = {
+        {"Turkish single shift",
+         "07917283010010F5440B917238880900F10000422092329595003103240101D84CD39B393BCD02E5C39BF326"
+         "BD99EF409BF47C93066D92F9340B54036DCAA00D6F337EAF373E",
+         62, "+27838890001", "2024-02-29 23:59:59", "1709251199", 0, 0, 0, SMS_CODING_TEXT,
+         "Şişli, yağış; ısı İyi, 5 € [çok]"},
+        {"Turkish single and locking shift, first of two parts",
+         "07917283010010F5440B917238880900F1000042209232959500290B00032A02012401012501010019E43228"
+         "CC088F0FEE831B74E6B3CFE5791AB441113629",
+         55, "+27838890001", "2024-02-29 23:59:59", "1709251199", 42, 1, 2, SMS_CODING_TEXT,
+         "İğde ağacının gölgesi {€}"},
+        {"Spanish single shift",
+         "07917283010010F5440B917238880900F10000422092329595002C032401020013376F37B90C2ACFE99B30A8"
+         "19966FD2E11F2838DFA459A0309BBD49EB4033D0A60C",
+         58, "+27838890001", "2024-02-29 23:59:59", "1709251199", 0, 0, 0, SMS_CODING_TEXT,
+         "¿Dónde está María? Así, allí: 3 €"},
+        {"Portuguese single and locking shift, last of two parts",
+         "07917283010010F5440B917238880900F10000422092329595003B0C080412340202250103240103A6FB3748"
+         "F9DEBF41EEFD1B549ED31FA0FF1C7463812A20CB4503066D789BCAC607AA813020CE1E",
+         71, "+27838890001", "2024-02-29 23:59:59", "1709251199", 0x1234, 2, 2, SMS_CODING_TEXT,
+         "São João não está às 7, ∞ ^\\|~ [Ω] 5 € Âã"},
+    };
+    return s_examples;
+}
+
 const std::vector<sExample>& examples3gpp2() {
     static const std::vector<sExample> s_examples = {
         // Published by others as a test vector.

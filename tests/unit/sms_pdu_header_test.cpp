@@ -51,7 +51,7 @@ TEST(SmsHeader, OtherElementsInFront_AreSteppedOver) {
         {0x2A, 2, 3});
 }
 
-TEST(SmsHeader, NationalLanguageTables_AreReadAsTheDefaultOnes) {
+TEST(SmsHeader, NationalLanguages_AreNoParts) {
     expectParts("240101", SINGLE);
     expectParts("250103", SINGLE);
     expectParts("2401FF25010000032A0302", {0x2A, 2, 3});

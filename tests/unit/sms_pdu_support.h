@@ -91,6 +91,8 @@ struct sExample {
 
 const std::vector<sExample>& examples3gpp();
 const std::vector<sExample>& examples3gpp2();
+// Apart, since the judge of the others knows no such tables.
+const std::vector<sExample>& examplesInNationalLanguages();
 
 void expectExample(const sExample& example, const sDecoded& decoded);
 // Refused, and nothing is left in the record.

@@ -6,6 +6,7 @@
 
 #include "device/link_state.h"
 #include "sms/listing_marker.h"
+#include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 #include "tests/support/reply_torture.h"
@@ -137,6 +138,19 @@ TEST_F(SmsListing, Header_WithAndWithoutQuotes_HasFourTokens) {
     EXPECT_EQ(parseBehind("+CMGL:1,0,\"Ann\", " + length + " ").size(), 1U);
 }
 
+// 3GPP TS 27.005 lets the name of a phone book entry hold anything.
+TEST_F(SmsListing, Header_NameWithCommas_HasFourTokens) {
+    g_i_debugMode = eLOG_SMS;
+    const std::vector<S_smsRecordRx> records =
+        parseBehind("+CMGL: 7,0,\"Doe, John, Jr.\"," + length);
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].index, 7U);
+    EXPECT_EQ(records[0].message, "hello");
+    EXPECT_TRUE(logContains("Found a message header, token count is 4"));
+    EXPECT_EQ(parseBehind("+CMGL: 1,0,\",\"," + length).size(), 1U);
+    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"Doe, John," + length).empty()) << "no second quote";
+}
+
 TEST_F(SmsListing, Header_WithAnotherTokenCount_IsNotUsed) {
     EXPECT_TRUE(parseBehind("+CMGL: 1,0," + length).empty());
     EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",0," + length).empty());
@@ -157,6 +171,72 @@ TEST_F(SmsListing, Length_LongerThanThePdu_IsRefused) {
     EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",25").empty());
     EXPECT_EQ(logCount("Error: Unable to decode SMS PDU message (3GPP)"), 1U);
     EXPECT_TRUE(logContains(pdu)) << "the log is the only place that keeps it";
+}
+
+// The deletion takes everything that was listed.
+TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
+    const auto told = [](const std::string& line) {
+        return logCount("SMS listing, not understood: " + line);
+    };
+    const char* const headers[] = {"+CMGL: 1,0,24", "+CMGL: 1,0,\"\",0,24",
+                                   "+CMGL:", "x +CMGL: 1,0,\"\",24", "+CMGL: 1,0,\"\",0"};
+    for (const std::string header : headers) {
+        clearCapturedLog();
+        EXPECT_TRUE(parseBehind(header).empty());
+        EXPECT_EQ(told(header), 1U) << header;
+        EXPECT_EQ(told(pdu), 1U) << header;
+    }
+    clearCapturedLog();
+    EXPECT_TRUE(parse(pdu + "\r\nOK\r\n").empty()) << "no header at all";
+    EXPECT_EQ(told(pdu), 1U);
+    EXPECT_EQ(capturedLog().size(), 1U);
+}
+
+TEST_F(SmsListing, PduDamagedOnItsWay_IsToldWithItsHeader) {
+    std::string damaged = pdu;
+    damaged[10] = 'x';
+    damaged += "\x07";
+    const std::string header = "+CMGL: 1,0,\"\"," + length;
+    EXPECT_EQ(parse(header + "\r\n" + damaged + "\r\n+CMGL: 2,0,\"\"," + length + "\r\n" + pdu +
+                    "\r\n\r\nOK\r\n")
+                  .size(),
+              1U);
+    damaged.back() = '_';
+    EXPECT_EQ(logCount("SMS listing, not understood: " + header), 1U);
+    EXPECT_EQ(logCount("SMS listing, not understood: " + damaged), 1U);
+    EXPECT_EQ(capturedLog().size(), 2U);
+}
+
+TEST_F(SmsListing, HeaderWithoutItsPdu_IsTold) {
+    const std::string header = "+CMGL: 1,0,\"\"," + length;
+    EXPECT_TRUE(parse(header + "\r\n\r\nOK\r\n").empty());
+    EXPECT_EQ(capturedLog(), tNames{"SMS listing, not understood: " + header});
+}
+
+TEST_F(SmsListing, InTextMode_EveryLineIsTold) {
+    const std::string header = "+CMGL: 1,\"REC UNREAD\",\"+12025550123\",,\"20/06/15,20:32:05-24\"";
+    EXPECT_TRUE(parse(header + "\r\nHello, world\r\nsecond\r\n\r\nOK\r\n").empty());
+    EXPECT_EQ(capturedLog(), (tNames{"SMS listing, not understood: " + header,
+                                     "SMS listing, not understood: Hello, world",
+                                     "SMS listing, not understood: second"}));
+}
+
+TEST_F(SmsListing, WhatIsToldIsBounded) {
+    std::string response = "+CMGL: 1," + std::string(5000, 'x') + "\r\n";
+    for (int i = 0; i < 100; ++i)
+        response += std::string(5000, 'y') + "\r\n";
+    EXPECT_TRUE(parse(response + "OK\r\n").empty());
+    EXPECT_LE(capturedLog().size(), 20U);
+    for (const std::string& line : capturedLog())
+        EXPECT_LE(line.size(), 1100U);
+}
+
+TEST_F(SmsListing, UnsolicitedLineBetweenHeaderAndPdu_IsNotTold) {
+    EXPECT_EQ(parse("RING\r\n+CMGL: 1,0,\"\"," + length + "\r\n+CREG: 1\r\n" + pdu +
+                    "\r\nRING\r\n\r\nOK\r\n")
+                  .size(),
+              1U);
+    EXPECT_TRUE(capturedLog().empty());
 }
 
 TEST_F(SmsListing, MarkStaysUntilTheNextHeader) {
@@ -346,11 +426,56 @@ TEST_F(SmsReceive, DuplicateParts_DoNotHarmTheMessage) {
 }
 
 TEST_F(SmsReceive, DuplicatePartsLeftByAKill_DoNotHarmTheMessage) {
-    setFileTime(putPart("1a", 7, 1, 3, "1", "a"), START_S);
-    setFileTime(putPart("1b", 7, 1, 3, "1", "a"), START_S + 1);
+    setFileTime(putPart("1a", 7, 1, 3, "22255", "a"), START_S);
+    setFileTime(putPart("1b", 7, 1, 3, "22255", "a"), START_S + 1);
+    putPart("2", 7, 2, 3, "22255", "b");
+    receive({deliverPdu("22255", "c", 7, 3, 3)});
+    EXPECT_EQ(contents("recv"), tNames{"FROM=22255\nTIME=time of 1b\nMSG=abc"});
+    EXPECT_TRUE(names("recv_parts").empty());
+}
+
+// A start is no reason to look through what waits.
+TEST_F(SmsReceive, WaitingParts_NothingReceived_AreNotTouched) {
+    putPart("1a", 7, 1, 3, "1", "a");
+    putPart("1b", 7, 1, 3, "1", "a");
+    putPart("1c", 7, 1, 3, "1", "c", "1592253130");
     putPart("2", 7, 2, 3, "1", "b");
-    receive({});
-    EXPECT_EQ(names("recv_parts"), (tNames{"1b", "2"}));
+    const tNames before = names("recv_parts");
+    for (int start = 0; start < 3; ++start) {
+        resetSmsState();
+        initSMS(root);
+        receive({});
+        receive({deliverPdu("22255", "single")});
+    }
+    EXPECT_EQ(names("recv_parts"), before);
+}
+
+TEST_F(SmsReceive, TwoMessagesOfOneReferenceInOneListing_BothArrive) {
+    EXPECT_EQ(receive({deliverPdu("22255", "A1", 7, 1, 2, "20/06/15,20:32:00+00"),
+                       deliverPdu("22255", "B2", 7, 2, 2, "20/06/15,20:32:03+00"),
+                       deliverPdu("22255", "A2", 7, 2, 2, "20/06/15,20:32:01+00"),
+                       deliverPdu("22255", "B1", 7, 1, 2, "20/06/15,20:32:02+00")}),
+              eSUCCESS);
+    EXPECT_EQ(contents("recv"), (tNames{"FROM=22255\nTIME=2020-06-15 20:32:01\nMSG=A1A2",
+                                        "FROM=22255\nTIME=2020-06-15 20:32:03\nMSG=B1B2"}));
+    EXPECT_TRUE(names("recv_parts").empty());
+    EXPECT_FALSE(logContains("came twice"));
+}
+
+TEST_F(SmsReceive, TwoMessagesOfOneReferenceInOneSecond_BothArrive) {
+    receive({deliverPdu("22255", "A1", 7, 1, 2), deliverPdu("22255", "A2", 7, 2, 2),
+             deliverPdu("22255", "B1", 7, 1, 2), deliverPdu("22255", "B2", 7, 2, 2)});
+    EXPECT_EQ(contents("recv"), (tNames{file("22255", "A1A2"), file("22255", "B1B2")}));
+}
+
+TEST_F(SmsReceive, PartThatComesAgainWhileItWaits_IsOnePart) {
+    receive({deliverPdu("22255", "a", 7, 1, 2)});
+    receive({deliverPdu("22255", "a", 7, 1, 2)});
+    EXPECT_EQ(names("recv_parts").size(), 1U);
+    EXPECT_TRUE(logContains("SMS part came twice, deleting older file"));
+    receive({deliverPdu("22255", "b", 7, 2, 2)});
+    EXPECT_EQ(contents("recv"), tNames{file("22255", "ab")});
+    EXPECT_TRUE(names("recv_parts").empty());
 }
 
 TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneGoes) {
@@ -374,6 +499,16 @@ TEST_F(SmsReceive, LongMessageOfANamedSender_IsNotThrownAway) {
     EXPECT_EQ(contents("recv"), (tNames{file("MyBank", "one"), file("MyBank", "two")}));
     EXPECT_TRUE(names("recv_parts").empty());
     EXPECT_EQ(names("").size(), 6U);
+}
+
+TEST_F(SmsReceive, LongMessageOfANamedSender_ComesInTheOrderOfItsNumbers) {
+    receive({deliverPdu("MyBank", "four", 7, 4, 4), deliverPdu("MyBank", "three", 7, 3, 4),
+             deliverPdu("MyBank", "two", 7, 2, 4), deliverPdu("MyBank", "one", 7, 1, 4)});
+    tNames texts;
+    for (const std::string& name : names("recv"))  // "...1" to "...4"
+        texts.push_back(readFile(in("recv", name)));
+    EXPECT_EQ(texts, (tNames{file("MyBank", "one"), file("MyBank", "two"), file("MyBank", "three"),
+                             file("MyBank", "four")}));
 }
 
 TEST_F(SmsReceive, HostileNamedSenders_StayInTheSpool) {

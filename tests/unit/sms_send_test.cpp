@@ -325,6 +325,13 @@ TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
     EXPECT_EQ(names("send"), (tNames{"fifo", "folder", "link"}));
 }
 
+TEST_F(SmsSend, TemporaryFile_IsNoMessageYet) {
+    writeFile(in("send", ".cellslot-tmp-abcdef"), "TO=1202");
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_EQ(names("send").size(), 1U);
+}
+
 TEST_F(SmsSend, FolderForSentFilesIsALink_FileGoesAndNothingIsPutThere) {
     const std::string outside = folder / "outside";
     std::filesystem::create_directory(outside);
@@ -461,6 +468,69 @@ TEST_F(SmsSendMeanwhile, FileReplacedWhileItIsSent_IsSentAsWell) {
     EXPECT_EQ(sentTexts(), (tNames{"first", "second"}));
     EXPECT_TRUE(names("send").empty());
     EXPECT_EQ(device.modem.i_sms_sent, 2U);
+}
+
+TEST_F(SmsSendMeanwhile, FileChangedInPlaceWhileItIsSent_IsSentOnceAndMoved) {
+    int turns = 0;
+    const auto change = [&] {
+        const std::string path = in("send", "alarm");
+        if (!fileExists(path)) return;
+        ++turns;
+        if (turns % 2 == 0)
+            putSend("alarm", "changed " + std::to_string(turns));
+        else
+            setFileTime(path, START_S + turns);
+    };
+    putSend("alarm", "once");
+    port.onTurn(change);
+    for (int call = 0; call < 5; ++call)
+        EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_GT(turns, 2);
+    EXPECT_EQ(sentTexts(), tNames{"once"});
+    EXPECT_TRUE(names("send").empty());
+    EXPECT_EQ(names("send_ok").size(), 1U);
+    EXPECT_EQ(device.modem.i_sms_sent, 1U);
+}
+
+TEST_F(SmsSendMeanwhile, FileChangedInPlaceWhileItFails_IsGivenUpAfterThreeAttempts) {
+    int turns = 0;
+    putSend("alarm", "never");
+    port.onTurn([&] {
+        if (fileExists(in("send", "alarm"))) setFileTime(in("send", "alarm"), START_S + ++turns);
+    });
+    port.order({{"op", "fault"}, {"prefix", "AT+CMGS"}, {"kind", "error"}, {"count", 5}});
+    for (int i = 0; i < 5; ++i) {
+        check();
+        g_Cp_DelaySendSMS->Stop();
+    }
+    EXPECT_TRUE(names("send").empty());
+    EXPECT_EQ(names("send_fail").size(), 1U);
+}
+
+// Some file systems give the number of a deleted file to the next one.
+TEST_F(SmsSendMeanwhile, FileDeletedAndWrittenAnewWhileItIsSent_IsANewMessage) {
+    putSend("alarm", "first");
+    bool replaced = false;
+    port.onTurn([&] {
+        if (replaced || port.modem().commands().size() != 2) return;
+        replaced = true;
+        std::filesystem::remove(in("send", "alarm"));
+        putSend("alarm", "other");
+    });
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(names("send"), tNames{"alarm"});
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(sentTexts(), (tNames{"first", "other"}));
+    EXPECT_TRUE(names("send").empty());
+}
+
+TEST_F(SmsSendMeanwhile, FileTakenBackWhileItIsSent_LeavesNothing) {
+    putSend("alarm", "once");
+    port.onTurn([&] { std::filesystem::remove(in("send", "alarm")); });
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(names("send").empty());
+    EXPECT_TRUE(names("send_ok").empty());
+    EXPECT_EQ(device.modem.i_sms_sent, 1U);
 }
 
 TEST_F(SmsSendMeanwhile, FileReplacedJustBeforeItIsRead_IsSentOnce) {

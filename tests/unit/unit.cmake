@@ -43,7 +43,8 @@ if(PLATFORM STREQUAL "host")
         LIBS cellslot_platform $<$<BOOL:${judge}>:PkgConfig::GAMMU>
         SOURCES unit/sms_pdu_3gpp2_test.cpp unit/sms_pdu_deliver_test.cpp
                 unit/sms_pdu_examples.cpp ${judge}
-                unit/sms_pdu_header_test.cpp unit/sms_pdu_refusal_test.cpp
+                unit/sms_pdu_header_test.cpp unit/sms_pdu_language_test.cpp
+                unit/sms_pdu_refusal_test.cpp
                 unit/sms_pdu_round_trip_test.cpp unit/sms_pdu_submit_test.cpp
                 unit/sms_pdu_support.cpp unit/sms_pdu_time_stamp_test.cpp)
 endif()
@@ -98,8 +99,8 @@ cellslot_add_unit_tests(sms
     LIBS cellslot_sms cellslot_sim
     SOURCES unit/sms_assembly_test.cpp unit/sms_check_test.cpp unit/sms_fixture.cpp
             unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
-            unit/sms_receive_test.cpp unit/sms_send_test.cpp unit/sms_spool_test.cpp
-            support/no_unlink.cpp support/simulated_port.cpp)
+            unit/sms_random_parts_test.cpp unit/sms_receive_test.cpp unit/sms_send_test.cpp
+            unit/sms_spool_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
