@@ -12,6 +12,7 @@
 // written; when the PIN is sent is in pin_rule.h. Every operation leaves its outcome in the SIM
 // record in one line, PINs included: administrators read there what was wrong with them.
 
+// Follows what is processed, but is not asked: a PIN outlives the process that watches its file.
 extern std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
 extern std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
 extern std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;

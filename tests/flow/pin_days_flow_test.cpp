@@ -29,7 +29,7 @@ struct sWriting {
     std::string pin;
     int sendings = 0;
     int unanswered = 0;  // since the PIN was last known to be good
-    int wrongTries = 0;  // that the SIM has seen
+    int wrongTries = 0;  // that this SIM has seen
     bool isRefused = false;
     bool isWayBack = true;         // an outage or a start since it was sent
     int attempts = -1;             // reported before it was sent, or when it was last good
@@ -146,6 +146,7 @@ void PinDays::happen() {
             m_story += " exchange";
             m_simPin = m_simPin == "1234" ? "5678" : "1234";
             setSim({{"pin", m_simPin}, {"verified", false}, {"pin_attempts", 3}});
+            m_file.wrongTries = 0;
             break;
         case 7:
             if (!isRight || attemptsLeft() < 3) break;
@@ -162,10 +163,9 @@ void PinDays::startHost() {
     setKeyValueStorePath("/run/cellslot/skvs");
     const timespec times[2] = {{1000, any(1000)}, {1000, any(1000)}};
     utimensat(AT_FDCWD, PIN_FILE, times, 0);
-    const std::string pin = m_file.pin;
     const int wrongTries = m_file.wrongTries;
     m_file = {};
-    m_file.pin = pin;
+    m_file.pin = cleanWhiteSpace(readFile(PIN_FILE));
     m_file.wrongTries = wrongTries;
     m_file.isOfEarlierHost = true;
 }
@@ -264,7 +264,9 @@ void PinDays::live(unsigned seed) {
         ASSERT_LE(m_file.wrongTries, 2);
         ASSERT_GT(attemptsLeft(), 0) << "one wrong file has blocked the SIM";
         m_file.isWayBack = true;
-        if (any(5) == 0) {
+        // Without the attempts nothing stops a PIN that is never answered over many such starts.
+        const bool isSafe = m_file.wrongTries == 0 || (m_reported != -1 && m_reported <= 3);
+        if (any(5) == 0 && isSafe) {
             m_story += " host";
             startHost();
         }
