@@ -59,6 +59,9 @@ sReply readPinState(sCall& call) {
 sReply readAttempts(sCall& call) {
     const eCardState card = call.state.simState();
     if (card == eCARD_MISSING) return answerCme(eCME_NO_SIM);
+    const std::string& text = call.state.card().pctText;
+    if (text == "none") return answerOk();
+    if (!text.empty()) return answerOk({"#PCT: " + text});
     const bool puk = card == eCARD_PUK || card == eCARD_BLOCKED;
     const int left = puk ? call.state.card().pukAttempts : call.state.card().pinAttempts;
     return answerOk({"#PCT: " + std::to_string(left)});

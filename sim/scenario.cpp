@@ -56,6 +56,7 @@ void readCard(cJsonReader& reader, sSimCard& card) {
     reader.readInt("puk_attempts", card.pukAttempts, 0, PUK_ATTEMPTS_MAX);
     reader.read("verified", card.verified);
     reader.read("cpin_text", card.cpinText);
+    reader.read("pct_text", card.pctText);
     reader.finish();
 }
 

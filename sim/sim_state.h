@@ -60,6 +60,7 @@ struct sSimCard {
     int pukAttempts = PUK_ATTEMPTS_MAX;
     bool verified = false;  // the PIN was given since power-up
     std::string cpinText;   // answered by +CPIN? instead of the real state
+    std::string pctText;    // answered by #PCT instead of what is left; "none": no such line
 };
 
 eCardState cardState(const sSimCard& card);

@@ -8,10 +8,11 @@
 #include "platform/include/file_monitor.h"
 
 // The SIM's PIN is managed through three small files of the slot: the current PIN, a request (a new
-// PIN, "enable" or "disable") and a PUK. A file is acted on once each time it is written. Every
-// operation leaves its outcome in the SIM record in one line, PINs included: administrators read
-// there what was wrong with them.
+// PIN, "enable" or "disable") and a PUK. A request or a PUK is acted on once each time its file is
+// written; when the PIN is sent is in pin_rule.h. Every operation leaves its outcome in the SIM
+// record in one line, PINs included: administrators read there what was wrong with them.
 
+// Follows what is processed, but is not asked: a PIN outlives the process that watches its file.
 extern std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
 extern std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
 extern std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
@@ -19,20 +20,11 @@ extern std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
 // Starts to watch the three files of the record.
 void createCpinMonitors(const sSimInfo& sim);
 
-// A modem that went away may come back with its SIM locked, although the PIN file was used already.
-// Called when the port is lost: one more attempt is then made with the same content, unless the
-// last attempt with it was refused, and only while the SIM has all its attempts left. A start of
-// the daemon after an attempt whose outcome it never learned allows the same and no more.
-void rearmCurrentCpin();
-
-// Called when the SIM is ready: the outage is over, and with it what it allowed.
-void disarmCurrentCpin(const sSimInfo& sim);
-
 // Applies a request when there is one; the SIM must be ready. eSUCCESS, or the result of the
 // operation that was asked for.
 eGeneralErrors manageCpin(int port, sSimInfo& sim);
 
-// eSUCCESS, eFAILURE when the file that holds the secret was not written since its last use,
+// eSUCCESS, eFAILURE when the PIN is not to be sent or the PUK file was not written since its use,
 // eERROR_DEVICE_NOT_CPIN_LOCKED or _NOT_PUK_LOCKED, _CPIN_FORMAT_INVALID, _PUK_FORMAT_INVALID,
 // _UNLOCK_CPIN_FAILED or _UNLOCK_PUK_FAILED when the modem answered ERROR,
 // _ENABLE_CPIN_FAILED when it refused the PIN, _RESPONSE_TIMEOUT.
@@ -56,10 +48,11 @@ int verifyPukFormat(const std::string& puk);
 
 // The first 16 bytes of a file without white space; empty when there is none.
 std::string readCpinFile(const std::string& path);
-// False when the file keeps what is in it: in a folder that can only be read, or on a full disk.
+// On the disk when it returns true. False when the file keeps what is in it: in a folder that can
+// only be read, or on a full disk.
 bool clearCpinFile(const std::string& path);
 
-// Forgets monitors and attempts.
+// Forgets monitors and what is known of the PIN outside the store.
 void resetSimPinState();
 
 #endif

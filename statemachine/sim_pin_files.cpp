@@ -1,5 +1,12 @@
 #include "statemachine/sim_pin_files.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "atcmd/catalogue.h"
 #include "include/debug.h"
 #include "platform/include/file_vector.h"
@@ -25,6 +32,34 @@ std::unique_ptr<cFileMonitor> createMonitor(const std::string& path) {
     return monitor;
 }
 
+void markSeen(const std::unique_ptr<cFileMonitor>& monitor) {
+    markProcessing(monitor, true);
+    markProcessing(monitor, false);
+}
+
+bool isEmptyFile(const std::string& path) {
+    struct stat info {};
+    return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size == 0;
+}
+
+// Some file systems keep everything at once and know no fsync.
+bool flushPath(const std::string& path, int flags) {
+    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags);
+    if (fd == -1) return false;
+    const bool isFlushed = fsync(fd) == 0 || errno == EINVAL;
+    close(fd);
+    return isFlushed;
+}
+
+// The file and its name, so that a power cut does not bring back a PIN that must not be used again.
+bool flushFile(const std::string& path) {
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    if (flushPath(path, 0) && flushPath(folder, O_DIRECTORY)) return true;
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot flush CPIN file %s, errno %d (%s)",
+          path.c_str(), errno, strerror(errno));
+    return false;
+}
+
 }  // namespace
 
 void createCpinMonitors(const sSimInfo& sim) {
@@ -47,6 +82,18 @@ eGeneralErrors leaveOutcome(sSimInfo& sim, const sPinOutcome& outcome) {
     return outcome.result;
 }
 
+std::string readRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path) {
+    // Seen before it is read: what is written between the two is read twice, not lost.
+    markSeen(monitor);
+    return readCpinFile(path);
+}
+
+bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path) {
+    const bool isCleared = clearCpinFile(path);
+    if (isEmptyFile(path)) markSeen(monitor);
+    return isCleared;
+}
+
 int verifyCpinFormat(const std::string& pin) {
     return isStringNumeric(pin) && pin.size() >= 4 && pin.size() <= 8;
 }
@@ -63,15 +110,17 @@ std::string readCpinFile(const std::string& path) {
 
 bool clearCpinFile(const std::string& path) {
     debug(eLOG_NOTICE, g_i_debugMode, "Clearing CPIN file %s", path.c_str());
+    // Nothing to replace: whoever has just opened it to write a PIN keeps it.
+    if (isEmptyFile(path)) return true;
     cFileVector file(path, CPIN_FILE_MODE);
     file.clear();
-    return file.Write();
+    return file.Write() && flushFile(path);
 }
 
 void writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
     cFileVector file(sim.s_cpin_path, CPIN_FILE_MODE);
     file.AppendLine(pin);
-    file.Write();
+    if (file.Write()) flushFile(sim.s_cpin_path);
 }
 
 std::string cmeText(ePortReturn result) {

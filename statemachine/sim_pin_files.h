@@ -23,6 +23,13 @@ bool isChanged(const std::unique_ptr<cFileMonitor>& monitor);
 // What is written between the begin and the end of its use counts as seen.
 void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins);
 
+// What the file asks for. What is written after this call is another request, also while the SIM
+// still works on this one.
+std::string readRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);
+
+// As clearCpinFile; the empty file is no request.
+bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);
+
 // The PIN that unlocks the SIM from now on.
 void writeCurrentCpin(const sSimInfo& sim, const std::string& pin);
 

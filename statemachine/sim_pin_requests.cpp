@@ -2,10 +2,10 @@
 #include "include/debug.h"
 #include "include/sleep.h"
 #include "platform/include/text_helpers.h"
+#include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_status.h"
-#include "statemachine/tried_pin.h"
 
 namespace {
 
@@ -18,10 +18,13 @@ sPinOutcome invalidPinToChange(const char* what, const std::string& pin) {
             pin.empty() ? start + "is empty" : start + "'" + pin + "', not a valid format"};
 }
 
-sPinOutcome changePin(int port, const std::string& currentPin, const std::string& newPin) {
+sPinOutcome changePin(int port, const sSimInfo& sim, const std::string& currentPin,
+                      const std::string& newPin) {
     const std::string pins = "'" + currentPin + "' to '" + newPin + "'";
     const std::string failed = "Error: Unable to change SIM PIN from " + pins + ", ";
+    notePinSent(sim, currentPin, false);
     const ePortReturn result = changeCpin(port, currentPin, newPin);
+    notePinAnswer(sim, result);
     switch (result) {
         case ePORT_OK:
             return {eSUCCESS, "SIM PIN successfully changed from " + pins};
@@ -52,10 +55,13 @@ const sLockOperation ENABLE_LOCK = {true, "enable", eERROR_DEVICE_CPIN_FORMAT_IN
                                     eERROR_DEVICE_SET_CPIN_FAILED};
 const sLockOperation DISABLE_LOCK = {false, "disable", eFAILURE, eERROR_DEVICE_CLEAR_CPIN_FAILED};
 
-sPinOutcome sendLock(int port, const std::string& pin, const sLockOperation& operation) {
+sPinOutcome sendLock(int port, const sSimInfo& sim, const std::string& pin,
+                     const sLockOperation& operation) {
     const std::string quoted = "'" + pin + "'";
     const std::string failed = std::string("Error: Unable to ") + operation.verb + " SIM PIN";
+    notePinSent(sim, pin, false);
     const ePortReturn result = setCpinState(port, pin, operation.enable);
+    notePinAnswer(sim, result);
     switch (result) {
         case ePORT_OK:
             return {eSUCCESS, "SIM PIN " + quoted + " successfully " + operation.verb + "d"};
@@ -89,8 +95,7 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
                         " the SIM PIN";
         return eERROR_DEVICE_SIM_NOT_READY;
     }
-    noteTriedCpin(sim);
-    const sPinOutcome outcome = sendLock(port, pin, operation);
+    const sPinOutcome outcome = sendLock(port, sim, pin, operation);
     sim.s_outcome = outcome.text;
     return outcome.result;
 }
@@ -104,7 +109,7 @@ eGeneralErrors requestLock(int port, sSimInfo& sim, const std::string& currentPi
         return eSUCCESS;
     }
     const eGeneralErrors result = setLock(port, sim, currentPin, operation);
-    if (result == eERROR_DEVICE_CPIN_BAD_PASSWORD) clearCpinFile(sim.s_cpin_path);
+    if (result == eERROR_DEVICE_CPIN_BAD_PASSWORD) takeOutPin(sim, currentPin);
     return result;
 }
 
@@ -114,6 +119,7 @@ void afterChange(int port, sSimInfo& sim, const std::string& currentPin, const s
         sleepMicroseconds(AFTER_PIN_CHANGE_US);
         doGetSimStatus(port, sim);
         writeCurrentCpin(sim, newPin);
+        notePinWritten(sim, newPin, false);
         debug(eLOG_NOTICE, g_i_debugMode, "CPIN chnage success to %s", newPin.c_str());
         debug(eLOG_NOTICE, g_i_debugMode, "Device may require a reset after CPIN change");
     } else if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
@@ -123,7 +129,7 @@ void afterChange(int port, sSimInfo& sim, const std::string& currentPin, const s
         debug(eLOG_NOTICE, g_i_debugMode,
               "Error: Cannot CHANGE CPIN from '%s' to '%s', bad password", currentPin.c_str(),
               newPin.c_str());
-        clearCpinFile(sim.s_cpin_path);
+        takeOutPin(sim, currentPin);
     } else {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Error: Cannot CHANGE CPIN from '%s' to '%s', returned an error.", currentPin.c_str(),
@@ -147,31 +153,25 @@ eGeneralErrors requestChange(int port, sSimInfo& sim, const std::string& current
     return result;
 }
 
-eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request,
-                            const std::string& currentPin) {
+eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request) {
     if (request.empty()) return eSUCCESS;
     sim.s_outcome.clear();
-    const bool isTakenOut = clearCpinFile(sim.s_cpin_new_path);
-    eGeneralErrors result;
-    if (!isTakenOut) {
+    if (!clearRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path)) {
         // It would be done again at each start of the daemon, with a PIN that is not the SIM's any
         // more.
         sim.s_outcome = "Error: Cannot change SIM CPIN, the file of the request cannot be emptied";
-        result = eERROR_DEVICE_SET_CPIN_FAILED;
-    } else if (!verifyCpinFormat(currentPin)) {
+        return eERROR_DEVICE_SET_CPIN_FAILED;
+    }
+    const std::string currentPin = readCpinFile(sim.s_cpin_path);
+    if (!verifyCpinFormat(currentPin)) {
         sim.s_outcome =
             "Error: Cannot change SIM CPIN, Current CPIN " + currentPin + " is not a valid format";
-        clearCpinFile(sim.s_cpin_path);
-        result = eERROR_DEVICE_CPIN_FORMAT_INVALID;
-    } else if (request == "disable") {
-        result = requestLock(port, sim, currentPin, DISABLE_LOCK);
-    } else if (request == "enable") {
-        result = requestLock(port, sim, currentPin, ENABLE_LOCK);
-    } else {
-        result = requestChange(port, sim, currentPin, request);
+        takeOutPin(sim, currentPin);
+        return eERROR_DEVICE_CPIN_FORMAT_INVALID;
     }
-    if (!sim.s_outcome.empty()) debug(eLOG_NOTICE, g_i_debugMode, "%s", sim.s_outcome.c_str());
-    return result;
+    if (request == "disable") return requestLock(port, sim, currentPin, DISABLE_LOCK);
+    if (request == "enable") return requestLock(port, sim, currentPin, ENABLE_LOCK);
+    return requestChange(port, sim, currentPin, request);
 }
 
 }  // namespace
@@ -179,13 +179,11 @@ eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request,
 eGeneralErrors manageCpin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
     if (!isChanged(g_Cp_MonitorNewCpinFile)) return eSUCCESS;
-    // Marked before they are read: what is written from now on counts for the next time.
-    markProcessing(g_Cp_MonitorNewCpinFile, true);
     markProcessing(g_Cp_MonitorCurrentCpinFile, true);
-    const std::string request = readCpinFile(sim.s_cpin_new_path);
-    const std::string currentPin = readCpinFile(sim.s_cpin_path);
-    const eGeneralErrors result = applyRequest(port, sim, request, currentPin);
-    markProcessing(g_Cp_MonitorNewCpinFile, false);
+    const std::string request = readRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path);
+    const eGeneralErrors result = applyRequest(port, sim, request);
+    if (!request.empty() && !sim.s_outcome.empty())
+        debug(eLOG_NOTICE, g_i_debugMode, "%s", sim.s_outcome.c_str());
     markProcessing(g_Cp_MonitorCurrentCpinFile, false);
     return result;
 }
@@ -206,8 +204,7 @@ eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& cu
             const eGeneralErrors enabled = enableCpinPassword(port, sim, currentPin);
             if (enabled != eSUCCESS) return enabled;
         }
-        noteTriedCpin(sim);
-        outcome = changePin(port, currentPin, newPin);
+        outcome = changePin(port, sim, currentPin, newPin);
     }
     sim.s_outcome = outcome.text;
     return outcome.result;

@@ -4,13 +4,14 @@
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/modem_control.h"
+#include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/timers.h"
 
 namespace {
 
 eGeneralErrors simReady(int port, sSimInfo& sim) {
-    disarmCurrentCpin(sim);
+    notePinSimReady(sim);
     if (!g_Cp_simMissingTimer->IsTimerEnabled()) return manageCpin(port, sim);
     debug(eLOG_NOTICE, g_i_debugMode, "SIM is Ready, stopping SIM missing timer");
     g_Cp_simMissingTimer->Stop();

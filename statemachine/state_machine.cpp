@@ -22,6 +22,7 @@
 #include "statemachine/data_session.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/network_interface.h"
+#include "statemachine/pin_record.h"
 #include "statemachine/polling.h"
 #include "statemachine/service_status.h"
 #include "statemachine/sim_pin.h"
@@ -304,7 +305,7 @@ bool isExitRequested() {
 // The modem may have been away: its SIM may be locked when it comes back.
 void closeLostPort(sMachine& machine) {
     closeDevice(machine.handle);
-    rearmCurrentCpin();
+    notePinOutage();
 }
 
 // Opens or tests the port. True when it can be used in this pass.
@@ -369,18 +370,19 @@ void endPass(sMachine& machine) {
     const bool isLost = isPortLost(machine.handle);
     if (isLost) resetDeviceInfo(machine.device, false);
     publish(machine, isLost);
-    if (machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT) {
+    const bool isSilent = machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT;
+    const bool isFailing = machine.errorCount > ERRORS_TO_RESTART;
+    if (isSilent) {
         debug(eLOG_NOTICE, g_i_debugMode, "Device not responding, closing port");
         machine.deviceReachable = false;
-        closeLostPort(machine);
     }
-    if (machine.errorCount > ERRORS_TO_RESTART) {
+    if (isFailing) {
         ++machine.restartCount;
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors %d times, closing port and restarting",
               machine.errorCount);
-        closeLostPort(machine);
     }
+    if (isSilent || isFailing) closeLostPort(machine);
     if (machine.restartCount > RESTARTS_TO_RESET) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors after %d attempts, requires reset", machine.errorCount);

@@ -26,7 +26,10 @@ cellslot_add_flow_tests(bring_up
 cellslot_add_flow_tests(state_machine
     SOURCES flow/state_machine_flow_test.cpp flow/state_machine_sim_flow_test.cpp)
 cellslot_add_flow_tests(sim_pin
-    SOURCES flow/sim_pin_flow_test.cpp flow/sim_pin_calls_flow_test.cpp)
+    SOURCES flow/sim_pin_flow_test.cpp flow/sim_pin_calls_flow_test.cpp
+            flow/sim_pin_life_flow_test.cpp)
+target_link_options(sim_pin_flow_tests PRIVATE LINKER:--wrap=fsync)
+cellslot_add_flow_tests(pin_days SOURCES flow/pin_days_flow_test.cpp)
 cellslot_add_flow_tests(data_session
     SOURCES flow/data_session_flow_test.cpp flow/data_session_ways_flow_test.cpp
             flow/network_interface_flow_test.cpp)

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "include/debug.h"
+#include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
@@ -549,7 +550,7 @@ TEST_P(RefusedPinAfterOutage, IsNeverTriedAgain) {
     look();
     commands();
     for (int i = 0; i < 3; ++i) {
-        rearmCurrentCpin();
+        notePinOutage();
         EXPECT_EQ(look(), eFAILURE);
     }
     EXPECT_EQ(unlocksSent(), 0u);
@@ -565,10 +566,10 @@ INSTANTIATE_TEST_SUITE_P(Each, RefusedPinAfterOutage,
 TEST_F(SimPinCalls, OutageBeforeTheFirstAttempt_DoesNotAllowASecondOne) {
     writeFile(CURRENT, "9999\n");
     startWith(LOCKED);
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
     EXPECT_EQ(look(), eFAILURE);
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_EQ(unlocksSent(), 1u);
     EXPECT_EQ(device.sim.i_pin_attempts, 2);
@@ -580,175 +581,26 @@ TEST_F(SimPinCalls, ForeignSimAfterAnOutage_LosesOneAttemptAtMost) {
     ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}}}});
     for (int i = 0; i < 4; ++i) {
-        rearmCurrentCpin();
+        notePinOutage();
         look();
     }
     EXPECT_EQ(device.sim.i_pin_attempts, 2);
 }
 
-TEST_F(SimPinCalls, AttemptsThatAreNotKnown_AreNotUsedAfterAnOutage) {
-    writeFile(CURRENT, "1234\n");
-    startWith(LOCKED);
-    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-    forgetPin();
-    rearmCurrentCpin();
-    device.sim.i_lock_class = eSIM_PIN_REQUIRED;
-    device.sim.i_pin_attempts = 255;
-    commands();
-    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eFAILURE);
-    EXPECT_TRUE(commands().empty());
-}
-
 TEST_F(SimPinCalls, OutageWithoutAPinFile_SendsNothing) {
     startWith(LOCKED);
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_EQ(unlocksSent(), 0u);
-}
-
-TEST_F(SimPinCalls, PinThatWasNotAnswered_MayBeTriedAgainAfterAnOutage) {
-    writeFile(CURRENT, "1234\n");
-    startWith(LOCKED);
-    fault("AT+CPIN=1234", "silence");
-    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(look(), eFAILURE);
-    rearmCurrentCpin();
-    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
 }
 
 TEST_F(SimPinCalls, OutageThatFoundTheSimReady_AllowsNothingLater) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-    rearmCurrentCpin();
+    notePinOutage();
     ASSERT_EQ(look(), eSUCCESS);
     forgetPin();
-    commands();
-    EXPECT_EQ(look(), eFAILURE);
-    EXPECT_EQ(unlocksSent(), 0u);
-}
-
-// ---- a start after a PIN whose outcome is not known ----
-
-class PinAfterAStart : public SimPinCalls {
-  protected:
-    // The daemon starts anew; files, store and SIM stay as they are.
-    void startAgain() {
-        resetSimPinState();
-        createCpinMonitors(device.sim);
-        commands();
-    }
-    // The PIN that cost an attempt is put aside, and it is told why.
-    void expectPutAside() {
-        startAgain();
-        EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
-        EXPECT_EQ(device.sim.s_outcome,
-                  "Error: Unable to unlock SIM PIN, it was tried before and cost an attempt");
-        EXPECT_EQ(readFile(CURRENT), "");
-        EXPECT_EQ(unlocksSent(), 0u);
-        EXPECT_EQ(device.sim.i_pin_attempts, 2);
-    }
-    // The modem takes the command, but its answer is lost.
-    void loseAnswerTo(const std::string& command) {
-        order({{"op", "fault"},
-               {"match", command},
-               {"kind", "silence"},
-               {"count", 1},
-               {"execute", true}});
-    }
-};
-
-TEST_F(PinAfterAStart, WrongPinThatWasNotAnswered_IsNotTriedAgain) {
-    writeFile(CURRENT, "9999\n");
-    startWith(LOCKED);
-    loseAnswerTo("AT+CPIN=9999");
-    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    expectPutAside();
-    for (int i = 0; i < 2; ++i) {
-        startAgain();
-        EXPECT_EQ(look(), eERROR_DEVICE_CPIN_FORMAT_INVALID);
-        EXPECT_EQ(unlocksSent(), 0u);
-    }
-    writeFile(CURRENT, "1234\n");
-    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-}
-
-TEST_F(PinAfterAStart, WrongPinThatSeemedToBeAccepted_IsNotTriedAgain) {
-    writeFile(CURRENT, "9999\n");
-    startWith(LOCKED);
-    order({{"op", "fault"},
-           {"match", "AT+CPIN=9999"},
-           {"kind", "answer"},
-           {"count", 1},
-           {"execute", true}});
-    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-    expectPutAside();
-}
-
-TEST_F(PinAfterAStart, PinThatTheSimNeverSaw_IsTriedAgainOnce) {
-    writeFile(CURRENT, "1234\n");
-    startWith(LOCKED);
-    fault("AT+CPIN=1234", "silence", 0, 2);
-    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    startAgain();
-    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(look(), eFAILURE);
-    startAgain();
-    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-}
-
-TEST_F(PinAfterAStart, PinThatOpenedTheSim_IsTriedWhateverItsAttempts) {
-    writeFile(CURRENT, "1234\n");
-    startWith(LOCKED);
-    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(look(), eSUCCESS);
-    order({{"op", "set"}, {"sim", {{"verified", false}, {"pin_attempts", 2}}}});
-    startAgain();
-    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-}
-
-TEST_F(PinAfterAStart, PinWrittenAgainWithTheSameContent_IsTried) {
-    writeFile(CURRENT, "9999\n");
-    startWith(LOCKED);
-    loseAnswerTo("AT+CPIN=9999");
-    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    usleep(20000);  // the file system's clock ticks
-    writeFile(CURRENT, "9999\n");
-    startAgain();
-    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
-    EXPECT_EQ(readFile(CURRENT), "");
-}
-
-class RequestBeforeAStart
-    : public PinAfterAStart,
-      public ::testing::WithParamInterface<std::pair<const char*, const char*>> {};
-
-TEST_P(RequestBeforeAStart, WrongPinOfARequestThatWasNotAnswered_IsNotTriedToUnlock) {
-    const auto& [request, command] = GetParam();
-    writeFile(CURRENT, "9999\n");
-    writeFile(REQUEST, request);
-    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"verified", true}}}});
-    loseAnswerTo(command);
-    EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    order({{"op", "set"}, {"sim", {{"verified", false}}}});
-    expectPutAside();
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, RequestBeforeAStart,
-                         ::testing::Values(std::pair("5678", "AT+CPWD=\"SC\",9999,5678"),
-                                           std::pair("disable", "AT+CLCK=\"SC\",0,\"9999\"")));
-
-TEST_F(SimPinCalls, AnswerWithoutTheAttempts_AllowsNothingAfterAnOutage) {
-    writeFile(CURRENT, "1234\n");
-    startWith(LOCKED);
-    ASSERT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
-    order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}, {"pin_attempts", 2}}}});
-    order({{"op", "fault"},
-           {"match", "AT+CPIN?;#PCT"},
-           {"kind", "answer"},
-           {"lines", {"+CPIN: SIM PIN", "#PC~T: 2"}},
-           {"count", 2}});
-    rearmCurrentCpin();
     commands();
     EXPECT_EQ(look(), eFAILURE);
     EXPECT_EQ(unlocksSent(), 0u);

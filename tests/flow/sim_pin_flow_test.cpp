@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "statemachine/pin_record.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
@@ -136,7 +137,7 @@ TEST_F(SimPin, OutageAfterAnUnlock_AllowsTheSamePinOnce) {
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"verified", false}}}});
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"verified", false}}}});
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
@@ -148,7 +149,7 @@ TEST_F(SimPin, OutageAfterAFailedUnlock_AllowsNothing) {
     fault("AT+CPIN=1234", "error");
     EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_UNLOCK_CPIN_FAILED);
     commands();
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
     for (const std::string& command : commands())
         EXPECT_EQ(command.find("AT+CPIN="), std::string::npos);
@@ -163,8 +164,9 @@ TEST_F(SimPin, OutageAfterASilentUnlock_AllowsTheSamePinOnceMore) {
            {"count", 1},
            {"execute", false}});
     EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    notePinOutage();  // the port is closed because of the silence
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
 }
 
@@ -172,7 +174,7 @@ TEST_F(SimPin, OutageThatEndedWithAReadySim_AllowsNothingLater) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
     // Another card with all its attempts: the PIN is not its.
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}}}});
@@ -185,7 +187,7 @@ TEST_F(SimPin, OutageWithASimThatLostAnAttempt_AllowsNothing) {
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}, {"pin_attempts", 2}}}});
     commands();
-    rearmCurrentCpin();
+    notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
     for (const std::string& command : commands())
         EXPECT_EQ(command.find("AT+CPIN="), std::string::npos);

@@ -63,7 +63,7 @@ TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither
     resetDaemon();
     EXPECT_EQ(run(40), 2);
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 0u);
-    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "");
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
 
     resetDaemon();
     at(50, [] { writeFile("/etc/vuk/cellular_cpin.1", "4321\n"); });
@@ -83,6 +83,56 @@ TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
     recordStatus(30, "_QMI_STATE", state);
     EXPECT_EQ(run(31), 2);
     EXPECT_EQ(state, "CONNECTED");
+}
+
+TEST_F(StateMachine, SilentPinCommand_IsSentOnceAndOnceMoreAfterARestartOnly) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
+    order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}});
+    EXPECT_EQ(run(16), eOUTER_EXIT);
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
+    for (const size_t sent : {1U, 0U, 0U}) {
+        resetDaemon();
+        EXPECT_EQ(run(port().nowMs() / 1000.0 + 60), eOUTER_EXIT);
+        EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), sent);
+    }
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
+}
+
+// Modems that do not report the attempts, and those that count down from ten.
+class UnusualAttempts : public StateMachine, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(UnusualAttempts, RightPin_IsSentAgainByEachLaterRun) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}, {"pct_text", GetParam()}}}});
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    for (int i = 0; i < 3; ++i) {
+        resetDaemon();
+        commands();
+        order({{"op", "set"}, {"sim", {{"verified", false}}}});
+        std::string after;
+        const double now = port().nowMs() / 1000.0;
+        recordStatus(now + 20, "_QMI_STATE", after);
+        EXPECT_EQ(run(now + 21), eOUTER_EXIT);
+        EXPECT_EQ(after, "CONNECTED");
+        EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, UnusualAttempts, ::testing::Values("none", "10"));
+
+TEST_F(StateMachine, RightPinOnASimWithTwoAttempts_IsKeptAndUsedAfterAnUnansweredCommand) {
+    writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
+    startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
+    order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}, {"count", 1}});
+    EXPECT_EQ(run(16), eOUTER_EXIT);
+    resetDaemon();
+    std::string after;
+    recordStatus(40, "_QMI_STATE", after);
+    EXPECT_EQ(run(41), eOUTER_EXIT);
+    EXPECT_EQ(after, "CONNECTED");
+    EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
+    EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
 TEST_F(StateMachine, SimMissingInOnePoll_LeavesTheSessionAloneAndIsSetUpAfterIt) {

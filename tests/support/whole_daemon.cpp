@@ -23,6 +23,7 @@ void cWholeDaemon::at(double seconds, std::function<void()> action) {
 int cWholeDaemon::run(double seconds) {
     at(seconds, [] { b_got_sigterm = true; });
     port().onTurn([this] {
+        if (m_onEachTurn) m_onEachTurn();
         for (sAction& action : m_actions) {
             if (action.done || port().nowMs() < action.timeMs) continue;
             action.done = true;

@@ -19,6 +19,9 @@ class cWholeDaemon : public cFlowFixture {
 
     void at(double seconds, std::function<void()> action);
 
+    // After each turn of the modem.
+    void onEachTurn(std::function<void()> action) { m_onEachTurn = std::move(action); }
+
     // Runs the daemon, which SIGTERM ends after so many seconds unless it ends before.
     int run(double seconds);
 
@@ -36,6 +39,7 @@ class cWholeDaemon : public cFlowFixture {
         bool done;
     };
     std::vector<sAction> m_actions;
+    std::function<void()> m_onEachTurn;
 };
 
 #endif

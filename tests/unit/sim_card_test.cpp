@@ -60,6 +60,14 @@ TEST(SimCard, WrongPins_CountDownToThePuk) {
     EXPECT_EQ(sim.reply("AT+CPWD=\"SC\",2222,3333"), OK);
 }
 
+TEST(SimCard, AttemptsOfItsOwn_AreReportedWhateverIsLeft) {
+    cSimDriver counting(R"({"sim": {"lock": true, "pct_text": "10"}})");
+    counting.reply("AT+CPIN=0000");
+    EXPECT_EQ(counting.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n#PCT: 10\r\n\r\nOK\r\n");
+    cSimDriver silent(R"({"sim": {"lock": true, "pct_text": "none"}})");
+    EXPECT_EQ(silent.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n\r\nOK\r\n");
+}
+
 TEST(SimCard, RightPinAfterAWrongOne_RestoresTheAttempts) {
     cSimDriver sim(LOCKED);
     sim.reply("AT+CPIN=0000");

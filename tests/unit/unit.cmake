@@ -105,7 +105,7 @@ target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
-    SOURCES unit/statemachine_service_status_test.cpp)
+    SOURCES unit/statemachine_pin_rule_test.cpp unit/statemachine_service_status_test.cpp)
 
 cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util

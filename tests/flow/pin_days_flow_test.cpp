@@ -1,0 +1,296 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+#include "platform/include/key_value_store_path.h"
+#include "platform/include/text_helpers.h"
+#include "statemachine/state_machine.h"
+#include "tests/support/daemon_reset.h"
+#include "tests/support/whole_daemon.h"
+
+// Days of the whole daemon with outages, starts of daemon and host, answers that are silent, late
+// or refusing, files that are rewritten and SIMs that are exchanged, all at random. A judge that
+// knows the modem's side of it only counts what each writing of the PIN file may cost.
+
+namespace {
+
+constexpr const char* PIN_FILE = "/etc/vuk/cellular_cpin.1";
+constexpr const char* PIN_COMMAND = "AT+CPIN=";
+constexpr const char* PIN_QUERY = "AT+CPIN?;#PCT";
+
+enum eAnswer { eHONEST, eLOST, eUNHEARD, eLATE, eERROR, eBUSY, eANSWERS };
+
+// What the judge knows of the present writing of the file.
+struct sWriting {
+    std::string pin;
+    int sendings = 0;
+    int unanswered = 0;  // since the PIN was last known to be good
+    int wrongTries = 0;  // that this SIM has seen
+    bool isRefused = false;
+    bool isWayBack = true;         // an outage or a start since it was sent
+    int attempts = -1;             // reported before it was sent, or when it was last good
+    bool isOfEarlierHost = false;  // and the store is empty
+};
+
+class PinDays : public cWholeDaemon {
+  protected:
+    void SetUp() override {
+        cWholeDaemon::SetUp();
+        onEachTurn([this] { judgeExchanges(); });
+    }
+
+    // A day of several runs.
+    void live(unsigned seed);
+
+  private:
+    int any(int below) { return static_cast<int>(m_random() % static_cast<unsigned>(below)); }
+    double nowS() { return static_cast<double>(port().nowMs()) / 1000; }
+    void setSim(const nlohmann::json& values) { order({{"op", "set"}, {"sim", values}}); }
+    int attemptsLeft() {
+        return port().modem().control({{"op", "dump"}})["state"]["sim"]["pin_attempts"];
+    }
+
+    void writePin(const std::string& pin) {
+        usleep(12000);  // the file system's clock ticks
+        writeFile(PIN_FILE, pin + "\n");
+        m_file = {};
+        m_file.pin = pin;
+    }
+    void happen();
+    void arrangeAnswer();
+    void startHost();
+    void judgeExchanges();
+    void judgeQuery(const std::string& reply);
+    void judgeSending(const std::string& pin);
+    void noteAnswer(const std::string& pin);
+    void judgeEnd();
+
+    std::mt19937 m_random;
+    sWriting m_file;
+    std::string m_simPin = "1234";
+    std::string m_story;
+    eAnswer m_answer = eHONEST;
+    size_t m_judged = 0;
+    int m_reported = -1;  // by the last query
+    int m_readyQueries = 0;
+    bool m_isReady = false;
+};
+
+void PinDays::arrangeAnswer() {
+    order({{"op", "clear-faults"}});
+    m_answer = static_cast<eAnswer>(any(eANSWERS));
+    nlohmann::json fault = {{"op", "fault"}, {"prefix", PIN_COMMAND}, {"count", 1}};
+    switch (m_answer) {
+        case eHONEST:
+        case eANSWERS:
+            return;
+        case eLOST:
+        case eUNHEARD:
+            fault["kind"] = "silence";
+            fault["execute"] = m_answer == eUNHEARD;
+            break;
+        case eLATE:
+            fault["kind"] = "delay";
+            fault["delay_ms"] = 2500;
+            break;
+        case eERROR:
+            fault["kind"] = "error";
+            break;
+        case eBUSY:
+            fault["kind"] = "cme";
+            fault["number"] = 14;
+            break;
+    }
+    order(fault);
+}
+
+// One thing that happens while the daemon runs.
+void PinDays::happen() {
+    const bool isRight = m_file.pin == m_simPin;
+    switch (any(8)) {
+        case 0:
+        case 1:
+            m_story += " restart";
+            order({{"op", "restart"}, {"away_ms", 2000}});
+            m_file.isWayBack = true;
+            break;
+        case 2:
+            m_story += " hangup";
+            order({{"op", "hangup"}, {"away_ms", 2000}});
+            m_file.isWayBack = true;
+            break;
+        case 3:
+            m_story += " lock";
+            setSim({{"verified", false}});
+            break;
+        case 4:
+            m_story += " answer";
+            arrangeAnswer();
+            m_story += itos(m_answer);
+            break;
+        case 5:
+            // Each SIM can pay for one wrong file.
+            if (attemptsLeft() == 3 && any(2) == 0) {
+                m_story += " wrong";
+                writePin("9999");
+            } else {
+                m_story += " right";
+                writePin(m_simPin);
+            }
+            break;
+        case 6:
+            m_story += " exchange";
+            m_simPin = m_simPin == "1234" ? "5678" : "1234";
+            setSim({{"pin", m_simPin}, {"verified", false}, {"pin_attempts", 3}});
+            m_file.wrongTries = 0;
+            break;
+        case 7:
+            if (!isRight || attemptsLeft() < 3) break;
+            m_story += " lost";
+            setSim({{"pin_attempts", 2}});
+            break;
+        default:
+            break;
+    }
+}
+
+void PinDays::startHost() {
+    std::filesystem::remove_all("/run/cellslot");
+    setKeyValueStorePath("/run/cellslot/skvs");
+    const timespec times[2] = {{1000, any(1000)}, {1000, any(1000)}};
+    utimensat(AT_FDCWD, PIN_FILE, times, 0);
+    const int wrongTries = m_file.wrongTries;
+    m_file = {};
+    m_file.pin = cleanWhiteSpace(readFile(PIN_FILE));
+    m_file.wrongTries = wrongTries;
+    m_file.isOfEarlierHost = true;
+}
+
+void PinDays::judgeQuery(const std::string& reply) {
+    const std::string attempts = cleanWhiteSpace(findNeedleString(reply, "#PCT:", "\r"));
+    m_reported = isStringNumeric(attempts) ? textToInt(attempts) : -1;
+    m_isReady = reply.find("READY") != std::string::npos;
+    m_readyQueries = m_isReady ? m_readyQueries + 1 : 0;
+    // Of three queries in a row one certainly was a look that counts.
+    if (m_readyQueries < 3 || m_file.sendings == 0 || m_file.isRefused) return;
+    m_file.unanswered = 0;
+    if (m_reported != -1) m_file.attempts = m_reported;
+}
+
+void PinDays::judgeSending(const std::string& pin) {
+    ASSERT_EQ(pin, m_file.pin);
+    ASSERT_FALSE(m_file.isRefused) << "sent again after a refusal";
+    ASSERT_LT(m_file.unanswered, 2) << "sent a third time without an answer";
+    ASSERT_TRUE(m_file.isWayBack) << "sent again without an outage or a start";
+    const bool isFirst = m_file.sendings == 0;
+    ASSERT_TRUE(isFirst || m_reported == -1 || m_reported >= m_file.attempts)
+        << m_reported << " attempts left, had " << m_file.attempts;
+    ASSERT_FALSE(m_file.isOfEarlierHost && m_reported == 1) << "the last attempt";
+    m_file.isOfEarlierHost = false;
+}
+
+void PinDays::noteAnswer(const std::string& pin) {
+    const bool isSeen = m_answer == eHONEST || m_answer == eUNHEARD || m_answer == eLATE;
+    const bool isWrong = pin != m_simPin;
+    ++m_file.sendings;
+    if (m_reported != -1 || m_file.sendings == 1) m_file.attempts = m_reported;
+    m_file.isWayBack = false;
+    m_readyQueries = 0;
+    ++m_file.unanswered;
+    if (isWrong && isSeen) ++m_file.wrongTries;
+    if (m_answer == eHONEST && !isWrong) m_file.unanswered = 0;
+    m_file.isRefused = m_answer == eERROR || m_answer == eBUSY || (m_answer == eHONEST && isWrong);
+    m_answer = eHONEST;
+}
+
+void PinDays::judgeExchanges() {
+    const std::vector<sSimExchange>& all = port().modem().exchanges();
+    for (; m_judged < all.size(); ++m_judged) {
+        const sSimExchange& exchange = all[m_judged];
+        if (exchange.command == PIN_QUERY) judgeQuery(exchange.reply);
+        if (!startsWith(exchange.command, PIN_COMMAND)) continue;
+        const std::string pin = exchange.command.substr(std::string(PIN_COMMAND).size());
+        m_story += " [" + pin + "]";
+        if (!HasFatalFailure()) judgeSending(pin);
+        noteAnswer(pin);
+    }
+}
+
+// The right PIN opens the SIM when the rule allows it, and always when it is written anew.
+void PinDays::judgeEnd() {
+    order({{"op", "clear-faults"}});
+    m_answer = eHONEST;
+    const bool isLower = m_file.sendings > 0 && m_reported != -1 && m_reported < m_file.attempts;
+    const bool isLast = m_file.isOfEarlierHost && m_reported == 1;
+    const bool isAllowed =
+        m_file.pin == m_simPin && !m_file.isRefused && m_file.unanswered < 2 && !isLower && !isLast;
+    m_story += " | end";
+    m_file.isWayBack = true;
+    resetDaemon();
+    run(nowS() + 15);
+    if (isAllowed) {
+        EXPECT_TRUE(m_isReady) << "a right PIN that may be sent";
+    }
+    m_story += " | anew";
+    at(nowS() + 1, [this] { writePin(m_simPin); });
+    m_file.isWayBack = true;
+    resetDaemon();
+    run(nowS() + 25);
+    EXPECT_TRUE(m_isReady) << "the right PIN, written anew";
+}
+
+void PinDays::live(unsigned seed) {
+    m_random.seed(seed);
+    const char* const reports[] = {"", "", "none", "10"};
+    nlohmann::json sim = {{"pin", m_simPin}, {"lock", true}, {"pct_text", reports[any(4)]}};
+    startOnTerminal({{"sim", sim}});
+    m_story = "pct '" + sim["pct_text"].get<std::string>() + "'";
+    writePin(any(3) == 0 ? "9999" : m_simPin);
+    const int runs = 3 + any(3);
+    for (int i = 0; i < runs && !HasFailure(); ++i) {
+        m_story += " | run";
+        arrangeAnswer();
+        m_story += itos(m_answer);
+        const double length = 6 + any(16);
+        const double start = nowS();
+        for (int events = any(4); events > 0; --events)
+            at(start + any(static_cast<int>(length * 10)) / 10.0, [this] { happen(); });
+        run(start + length);
+        judgeExchanges();
+        ASSERT_LE(m_file.wrongTries, 2);
+        ASSERT_GT(attemptsLeft(), 0) << "one wrong file has blocked the SIM";
+        m_file.isWayBack = true;
+        // Without the attempts nothing stops a PIN that is never answered over many such starts.
+        const bool isSafe = m_file.wrongTries == 0 || (m_reported != -1 && m_reported <= 3);
+        if (any(5) == 0 && isSafe) {
+            m_story += " host";
+            startHost();
+        }
+        resetDaemon();
+    }
+    if (!HasFailure()) judgeEnd();
+    if (HasFailure()) printf("seed %u: %s\n", seed, m_story.c_str());
+}
+
+unsigned firstSeed() {
+    const char* const given = getenv("CELLSLOT_SEED");
+    return given != nullptr ? static_cast<unsigned>(textToLong(given)) : std::random_device()();
+}
+
+}  // namespace
+
+class PinDay : public PinDays, public ::testing::WithParamInterface<int> {};
+
+TEST_P(PinDay, AtRandom_CostsNoAttemptThatTheRuleForbidsAndEndsWithTheRightPin) {
+    static const unsigned SEED = firstSeed();
+    const unsigned seed = SEED + static_cast<unsigned>(GetParam());
+    printf("CELLSLOT_SEED=%u\n", seed);
+    live(seed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, PinDay,
+                         ::testing::Range(0, getenv("CELLSLOT_TEST_ALL") != nullptr ? 200 : 12));
