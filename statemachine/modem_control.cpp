@@ -11,6 +11,7 @@
 #include "device/at_transaction.h"
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/shell.h"
 #include "include/sleep.h"
 #include "platform/include/timer.h"
@@ -20,6 +21,17 @@ namespace {
 constexpr unsigned MODEM_READY_S = 10;
 constexpr unsigned MODEM_READY_POLL_US = 100000;
 constexpr const char* MODEM_READY_TEXT = "+PACSP0";
+
+// Each attempt at a clock that cannot be set is for another time.
+void logClock(bool done, const std::string& date) {
+    const cVaryingNumbers times;
+    if (done)
+        debug(eLOG_NOTICE, g_i_debugMode, "Success updating system date/time to '%s'",
+              date.c_str());
+    else
+        debug(eLOG_NOTICE, g_i_debugMode, "Failed to update system date/time to '%s'",
+              date.c_str());
+}
 
 // Deletes the entry of a folder that is open, whatever it is. False when there is none.
 bool takeEntry(int handle, const std::string& folder, const std::string& name) {
@@ -93,11 +105,6 @@ bool maybeSetSystemTime(int port) {
     const std::string command = "systime.sh --set \"" + date + "\" &>/dev/null";
     debug(eLOG_STATE, g_i_debugMode, "%s(): Running command '%s'", __func__, command.c_str());
     const bool done = runShellCommand(command) == 0;
-    if (done)
-        debug(eLOG_NOTICE, g_i_debugMode, "Success updating system date/time to '%s'",
-              date.c_str());
-    else
-        debug(eLOG_NOTICE, g_i_debugMode, "Failed to update system date/time to '%s'",
-              date.c_str());
+    logClock(done, date);
     return done;
 }

@@ -4,6 +4,7 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/key_value_store.h"
@@ -19,19 +20,10 @@ namespace {
 constexpr const char* KEY_PREFIX = "CELLMODEM";
 constexpr const char* SLOT_WITH_PLAIN_FILE = "1";
 
-struct sStatusFilesState {
-    bool storeFails = false;
-};
-
-sStatusFilesState g_statusState;
-
 void storeList(const tStatusList& list, const std::string& prefix) {
-    bool failed = false;
-    const auto report = [&failed](const std::string& what) {
-        failed = true;
-        // A store that stays broken is told once, not a hundred times every two seconds.
-        debug(g_statusState.storeFails ? eLOG_STATUS : eLOG_NOTICE, g_i_debugMode,
-              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", what.c_str());
+    const auto report = [](const std::string& what) {
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error writing SKVS %s", "doWriteOutStatusFiles",
+              what.c_str());
     };
     std::string key;
     skvs_batch_begin();
@@ -41,7 +33,6 @@ void storeList(const tStatusList& list, const std::string& prefix) {
         if (skvs_set(key.c_str(), value.c_str()) != 0) report(key);
     }
     if (skvs_batch_end() != 0) report(prefix);
-    g_statusState.storeFails = failed;
 }
 
 void writeList(const tStatusList& list, const std::string& path, const std::string& prefix) {
@@ -65,12 +56,9 @@ void writeLine(const std::string& path, const std::string& line) {
 
 }  // namespace
 
-void resetStatusFilesState() {
-    g_statusState = {};
-}
-
 void writeOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config, bool force) {
     if (!g_Cp_cardstatsTimer->IsTimerDone() && !force) return;
+    const cRepeatedRun run(eWORK_STATUS);
     doWriteOutStatusFiles(device, config);
     g_Cp_cardstatsTimer->Start();
 }

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 
 #include "platform/host/error_log.h"
 #include "platform/host/file_descriptor.h"
@@ -20,26 +19,6 @@ std::string folderOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     if (slash == std::string::npos) return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// What could not be written, with the error that was told. Some files are written every two
-// seconds: a full disk is told once a file, until the file was written again.
-using tToldErrors = std::map<std::string, int>;
-
-constexpr size_t TOLD_MAX = 64;
-
-tToldErrors& toldErrors() {
-    static tToldErrors instance;
-    return instance;
-}
-
-void tellOnce(const char* action, const std::string& path, int error) {
-    tToldErrors& told = toldErrors();
-    const auto known = told.find(path);
-    if (known != told.end() && known->second == error) return;
-    if (told.size() >= TOLD_MAX) told.clear();
-    told[path] = error;
-    logSystemError(action, path, error);
 }
 
 // Full disks and quotas are reported by close on some file systems.
@@ -119,15 +98,13 @@ bool cFileVector::Write() {
     std::string temporary = m_temporaryDirectory + "/" + TEMPORARY_NAME_PREFIX + "XXXXXX";
     cFileDescriptor file(createTemporaryFile(temporary));
     if (!file.isOpen()) {
-        tellOnce("make a temporary file for", m_path, errno);
+        logSystemError("make a temporary file for", m_path, errno);
         return false;
     }
     if (fillTemporaryFile(file, m_content, m_path, m_newFileMode) &&
-        rename(temporary.c_str(), m_path.c_str()) == 0) {
-        toldErrors().erase(m_path);
+        rename(temporary.c_str(), m_path.c_str()) == 0)
         return true;
-    }
-    tellOnce("write file", m_path, errno);
+    logSystemError("write file", m_path, errno);
     unlink(temporary.c_str());
     return false;
 }

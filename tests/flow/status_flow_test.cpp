@@ -8,6 +8,7 @@
 #include "statemachine/status_files.h"
 #include "statemachine/status_keys.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/in_pass.h"
 
 namespace {
 
@@ -315,19 +316,22 @@ TEST_F(Status, ControlCharactersInValues_ForgeNoLine) {
 
 TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     start();
+    const auto write = [this] {
+        inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
+    };
     const std::string message =
         "doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS";
     device.sim.s_outcome = std::string(5000, 'x');
     device.network.s_network_name = "told all the same";
-    doWriteOutStatusFiles(device, config);
-    doWriteOutStatusFiles(device, config);
+    write();
+    write();
     EXPECT_EQ(logCount(message), 1u);
     EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "told all the same");
     EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_SIM_EXTENDED_STATUS=xxx"), std::string::npos);
     device.sim.s_outcome.clear();
-    doWriteOutStatusFiles(device, config);
+    write();
     device.sim.s_outcome = std::string(5000, 'x');
-    doWriteOutStatusFiles(device, config);
+    write();
     EXPECT_EQ(logCount(message), 2u);
 }
 
