@@ -40,7 +40,9 @@ extern uint64_t g_i_debugMode;
 
 // Logs a message, cut at 2047 bytes, under a category: to the system log always at LOG_NOTICE, and
 // to standard output when it is an error, when its category is enabled in mode, or when it is a
-// notice and mode is not 0. Returns the DEBUG_... bits of what was done.
+// notice and mode is not 0. Returns the DEBUG_... bits of what was done. A notice or an error that
+// a repeated work says again (include/repeated_notices.h) goes to the other bits of its category,
+// or to the category of the work.
 unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 

@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "include/repeated_notices.h"
+
 uint64_t g_i_debugMode = 0;
 
 namespace {
@@ -25,20 +27,20 @@ void blankEscapes(char* text) {
     }
 }
 
-}  // namespace
+// What is left of the category of a notice or an error that is not news: the bits that it names
+// beside that of the notice, or else what the work that repeats it names.
+uint64_t withoutRepetition(uint64_t category, const char* message) {
+    const uint64_t repeated = categoryOfRepeated(message);
+    if (repeated == 0) return category;
+    const uint64_t own = category & ~(eLOG_ERROR | eLOG_NOTICE);
+    return own != 0 ? own : repeated;
+}
 
-unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...) {
-    const bool isError = (category & eLOG_ERROR) != 0;
+unsigned char write(uint64_t category, uint64_t mode, const char* message) {
     const bool isNotice = (category & eLOG_NOTICE) != 0;
+    const bool isError = (category & eLOG_ERROR) != 0;
     const bool enabled = isEnabled(category, mode);
-    if (category == 0 || (!isError && !isNotice && !enabled)) return 0;
-
-    char message[MESSAGE_SIZE];
-    va_list arguments;
-    va_start(arguments, format);
-    vsnprintf(message, sizeof message, format, arguments);
-    va_end(arguments);
-    blankEscapes(message);
+    if (!isError && !isNotice && !enabled) return 0;
 
     unsigned char done = DEBUG_SENT_TO_SYSLOG;
     const char* prefix = "";
@@ -53,4 +55,19 @@ unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* 
         done |= DEBUG_PRINTED;
     }
     return done;
+}
+
+}  // namespace
+
+unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...) {
+    const bool isNews = (category & (eLOG_ERROR | eLOG_NOTICE)) != 0;
+    if (category == 0 || (!isNews && !isEnabled(category, mode))) return 0;
+
+    char message[MESSAGE_SIZE];
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    blankEscapes(message);
+    return write(isNews ? withoutRepetition(category, message) : category, mode, message);
 }

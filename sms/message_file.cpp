@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "include/debug.h"
+#include "include/repeated_notices.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
@@ -89,15 +90,27 @@ void logReceived(const S_smsRecordRx& record) {
               time.c_str(), message.c_str());
 }
 
-void writeRecord(sSmsOutcome& outcome, const std::string& root) {
+void logWriting(const std::string& path) {
     debug(eLOG_NOTICE, g_i_debugMode,
-          "writeSmsMessages: Writing out incoming SMS message to file %s", outcome.path.c_str());
-    outcome.written = writeMessageFile(outcome.record, outcome.path, root);
-    if (!outcome.written) {
-        debug(eLOG_NOTICE, g_i_debugMode, "Error: SMS file %s could not be written",
-              outcome.path.c_str());
-        return;
-    }
+          "writeSmsMessages: Writing out incoming SMS message to file %s", path.c_str());
+}
+
+// A message that cannot be written stays in the modem: each check tries again, with the time of the
+// check in the name.
+bool tryWriting(const sSmsOutcome& outcome, const std::string& root) {
+    const cVaryingNumbers times;
+    if (writeMessageFile(outcome.record, outcome.path, root)) return true;
+    logWriting(outcome.path);
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: SMS file %s could not be written",
+          outcome.path.c_str());
+    return false;
+}
+
+void writeRecord(sSmsOutcome& outcome, const std::string& root) {
+    outcome.written = tryWriting(outcome, root);
+    if (!outcome.written) return;
+    const cSingleEvent event;
+    logWriting(outcome.path);
     if (!outcome.record.journal.empty()) unlink(outcome.record.journal.c_str());
     logReceived(outcome.record);
 }

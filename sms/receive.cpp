@@ -33,11 +33,8 @@ constexpr int LAST_ASCII_CHARACTER = 126;
 constexpr size_t LISTED_MAX = 2000;
 
 struct sReceiveState {
-    bool errorLogged = false;  // a refusal is told once until a listing succeeds
     // What is in files while the modem has it still: a listing of the read messages has it again.
     std::vector<S_smsRecordRx> listed;
-    bool recoveryLogged = false;
-    bool spoolErrorLogged = false;
 };
 
 sReceiveState g_receiveState;
@@ -72,13 +69,6 @@ bool findCommand(const sCommandRow<tType> (&table)[SIZE], tType type, std::strin
     return false;
 }
 
-void logListError(const std::string& command, ePortReturn error) {
-    if (!g_receiveState.errorLogged)
-        debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' reported CME/CMS ERROR %d",
-              command.c_str(), error);
-    g_receiveState.errorLogged = true;
-}
-
 // A listing. cutOff: messages were listed, and so marked as read, before the modem gave up.
 ePortReturn listMessages(int port, e3gppType type, const std::string& command, tSmsQueue& queue,
                          bool& cutOff) {
@@ -92,9 +82,9 @@ ePortReturn listMessages(int port, e3gppType type, const std::string& command, t
         debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' reported ERROR",
               command.c_str());
     } else if (result != ePORT_OK) {
-        logListError(command, result);
+        debug(eLOG_NOTICE, g_i_debugMode, "getSmsMsg(): Command '%s' reported CME/CMS ERROR %d",
+              command.c_str(), result);
     } else {
-        g_receiveState.errorLogged = false;
         parseSmsPduMessages(type, response, queue);
     }
     return result;
@@ -341,9 +331,7 @@ enum class eListing { SAVED, HELD, TIMEOUT };
 // The read messages, when an earlier listing of unread ones may have been lost on its way.
 eListing recoverRead(int port, e3gppType type, sModemInfo& modem, const std::string& root,
                      std::vector<std::string>& partPaths) {
-    debug(g_receiveState.recoveryLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
-          "A listing of SMS messages did not end well, listing the read ones as well");
-    g_receiveState.recoveryLogged = true;
+    notice("A listing of SMS messages did not end well, listing the read ones as well");
     bool cutOff;
     tSmsQueue queue;
     const ePortReturn result =
@@ -370,9 +358,8 @@ eListing takeMessages(int port, e3gppType type, sModemInfo& modem, const std::st
 
 void tellSpoolError(const std::string& root) {
     const int error = errno;
-    debug(g_receiveState.spoolErrorLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
-          "Error: Cannot write SMS folder %s, errno %d (%s)", root.c_str(), error, strerror(error));
-    g_receiveState.spoolErrorLogged = true;
+    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot write SMS folder %s, errno %d (%s)",
+          root.c_str(), error, strerror(error));
 }
 
 // Complete messages, and those that an earlier check could not write.
@@ -442,15 +429,11 @@ eGeneralErrors checkReceiveSmS(int port, sModemInfo& modem, const std::string& r
         tellSpoolError(root);
         return eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE;
     }
-    g_receiveState.spoolErrorLogged = false;
     std::vector<std::string> partPaths;
     const eListing listing =
         takeMessages(port, type, modem, root, leftOver || answerAstray, partPaths);
     if (listing == eListing::TIMEOUT) return eERROR_DEVICE_RESPONSE_TIMEOUT;
-    if (listing == eListing::SAVED) {
-        closeListing(root);
-        g_receiveState.recoveryLogged = false;
-    }
+    if (listing == eListing::SAVED) closeListing(root);
     joinParts(modem, root, partPaths);
     return eSUCCESS;
 }

@@ -10,6 +10,7 @@
 #include <map>
 
 #include "atcmd/command.h"
+#include "include/repeated_notices.h"
 #include "include/shell.h"
 #include "platform/include/sms_pdu.h"
 #include "platform/include/text_helpers.h"
@@ -40,7 +41,6 @@ struct sSendState {
     std::string dir;   // /send/, since the first call
     std::string path;  // file last read
     int failures = 0;  // of that file
-    bool dirErrorLogged = false;
     // Files that are done with but could not be removed: they must not be sent again and again.
     std::map<std::string, sFileIdentity> stuck;
 };
@@ -297,13 +297,10 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     std::vector<std::string> names;
     const int error = listSpoolFiles(g_sendState.dir, names);
     if (error != 0) {
-        debug(g_sendState.dirErrorLogged ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
-              "%s(): Unable to read SMS DIR %s, errno %d (%s)", __func__, g_sendState.dir.c_str(),
-              error, strerror(error));
-        g_sendState.dirErrorLogged = true;
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Unable to read SMS DIR %s, errno %d (%s)",
+              __func__, g_sendState.dir.c_str(), error, strerror(error));
         return eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE;
     }
-    g_sendState.dirErrorLogged = false;
     std::string name;
     sSendFile file;
     if (!findLastFile(names, name, file.identity)) {
@@ -312,6 +309,7 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     }
     file.path = g_sendState.dir + name;
     file.newName = archiveName(name);
+    const cSingleEvent attempt;
     return sendFileKeptOpen(port, modem, root, file);
 }
 

@@ -1,6 +1,7 @@
 #include "sms/sms.h"
 
 #include "atcmd/command.h"
+#include "include/repeated_notices.h"
 #include "include/temporary_files.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
@@ -69,6 +70,7 @@ void initSMS(const std::string& root) {
 
 eGeneralErrors checkSMS(int port, sDeviceInfo& device) {
     if (g_Cp_CheckSMS->IsTimerRunning()) return eSUCCESS;
+    const cRepeatedRun run(eWORK_SMS);
     traceEntry(eLOG_SMS, __func__);
     g_Cp_CheckSMS->Start();
     makeSmsDirs(g_s_root_sms_path);

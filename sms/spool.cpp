@@ -10,6 +10,7 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
@@ -136,6 +137,7 @@ void warnAboutForeignSpool(const std::string& root) {
 
 void cleanUpSmSFiles(const std::string& root) {
     if (g_C_deleteOldSmsFiles.IsTimerRunning()) return;
+    const cRepeatedRun run(eWORK_SMS_SWEEP);
     debug(eLOG_SMS, g_i_debugMode, "%s() running", __func__);
     g_C_deleteOldSmsFiles.Start();
     for (const char* dir : SWEPT_DIRS)

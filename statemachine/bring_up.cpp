@@ -24,8 +24,6 @@ namespace {
 struct sBringUpState {
     // getModemInfo failed: a Verizon image, which otherwise stays attached, is to be detached once.
     bool setupModem_need_vzw_nw_detach = false;
-    // Since the last set-up that succeeded: one that waits for a SIM's PIN runs every second.
-    bool firstStepsTold = false;
 };
 
 sBringUpState g_bringUpState;
@@ -52,22 +50,17 @@ eGeneralErrors identifyModel(int port, sModemInfo& modem) {
     return eSUCCESS;
 }
 
-void tellFirstStep(const char* text) {
-    debug(g_bringUpState.firstStepsTold ? eLOG_STATE : eLOG_NOTICE, g_i_debugMode, "%s", text);
-}
-
 eGeneralErrors setupReportsAndLed(int port) {
     eGeneralErrors result = mapPortResult(setCmee(port));
     if (result != eSUCCESS) return result;
-    tellFirstStep("Setup device CMEE reporting");
+    notice("Setup device CMEE reporting");
     result = mapPortResult(setStatLedGpioEnable(port));
     if (result != eSUCCESS) return result;
-    tellFirstStep("Enabled STAT_LED GPIO");
+    notice("Enabled STAT_LED GPIO");
     result = setStatusLed(port, eSTAT_LED_ACTION_NOT_REG, false);
     if (result == eERROR_DEVICE_RESPONSE_TIMEOUT || result == eERROR_DEVICE_RESPONSE_ERROR)
         return result;
-    tellFirstStep("Set STAT_LED NOT_REG");
-    g_bringUpState.firstStepsTold = true;
+    notice("Set STAT_LED NOT_REG");
     return eSUCCESS;
 }
 
@@ -248,9 +241,7 @@ eGeneralErrors setupModem(int port, sDeviceInfo& device, sConfigFileOpts& config
     if (result != eSUCCESS) return result;
     result = setupPsnt(port);
     if (result != eSUCCESS) return result;
-    result = setupContextAndRadio(port, device, config);
-    if (result == eSUCCESS) g_bringUpState.firstStepsTold = false;
-    return result;
+    return setupContextAndRadio(port, device, config);
 }
 
 eGeneralErrors getModemInfo(int port, sDeviceInfo& device, sConfigFileOpts& config) {

@@ -4,6 +4,7 @@
 #include "atcmd/packet_data.h"
 #include "atcmd/radio_config.h"
 #include "include/debug.h"
+#include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
 #include "statemachine/network_interface.h"
@@ -16,7 +17,6 @@ struct sDataSessionState {
     // The configured context was found active once. Never cleared while the daemon runs: from then
     // on a start trusts the modem to keep the context and goes straight to its addresses.
     bool pdpActive = false;
-    const char* lastRegistrationMessage = "";
 };
 
 sDataSessionState g_sessionState;
@@ -114,24 +114,12 @@ bool isAddressUnchanged(int port, const sDeviceInfo& device, const std::string& 
     std::string address;
     getCGPADDR(port, cid, address);
     if (address == device.s_ipv4_address) return true;
+    const cVaryingNumbers addresses;
     debug(eLOG_NOTICE, g_i_debugMode, "IPv4 address changed, restarting connection");
     debug(eLOG_NOTICE, g_i_debugMode, "%s():IPv4 address changed from '%s' to '%s'",
           "isDataConnectionGood", device.s_ipv4_address.c_str(), address.c_str());
     return false;
 }
-
-// Asked on every pass: a notice only when the answer is another than last time.
-void logRegistration(const char* message) {
-    const bool isNews = message != g_sessionState.lastRegistrationMessage;
-    debug(isNews ? eLOG_NOTICE : eLOG_POLICY, g_i_debugMode, "%s", message);
-    g_sessionState.lastRegistrationMessage = message;
-}
-
-constexpr const char* NOT_REGISTERED = "Device not network registered";
-constexpr const char* REGISTERED = "Device is network registered";
-constexpr const char* ROAMING = "Device is registered roaming";
-constexpr const char* ROAMING_DISABLED =
-    "Device is registered roaming, but config roaming is disabled";
 
 }  // namespace
 
@@ -256,19 +244,16 @@ eGeneralErrors checkNoServiceTimer(const sDeviceInfo& device, cTimer& timer) {
 bool checkNetworkRegistration(const sDeviceInfo& device, const sConfigFileOpts& config) {
     traceEntry(eLOG_POLICY, __func__);
     if (!device.network.b_registered) {
-        logRegistration(NOT_REGISTERED);
+        notice("Device not network registered");
         return false;
     }
     if (device.network.i_reg_state != eREG_ROAMING) {
-        logRegistration(REGISTERED);
+        notice("Device is network registered");
         return true;
     }
-    if (config.roamingAllowed) {
-        logRegistration(ROAMING);
-        return true;
-    }
-    debug(eLOG_POLICY, g_i_debugMode, "%s", ROAMING);
-    logRegistration(ROAMING_DISABLED);
+    notice("Device is registered roaming");
+    if (config.roamingAllowed) return true;
+    notice("Device is registered roaming, but config roaming is disabled");
     return false;
 }
 

@@ -11,6 +11,7 @@
 #include "device/at_transaction.h"
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/shell.h"
 #include "include/sleep.h"
 #include "platform/include/timer.h"
@@ -21,25 +22,27 @@ constexpr unsigned MODEM_READY_S = 10;
 constexpr unsigned MODEM_READY_POLL_US = 100000;
 constexpr const char* MODEM_READY_TEXT = "+PACSP0";
 
-struct sModemControlState {
-    bool linkedTriggerReported = false;  // while it lasts
-};
-
-sModemControlState g_modemControlState;
-
-// An operator who linked the folder waits for an update that never comes. The request is looked for
-// on every pass, and reported once.
+// An operator who linked the folder waits for an update that never comes.
 void reportLinkedTrigger(const std::string& folder, const std::string& trigger) {
     struct stat info;
     const std::string path = folder + "/" + trigger;
     const bool isThere = lstat(folder.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
                          lstat(path.c_str(), &info) == 0;
-    if (isThere && !g_modemControlState.linkedTriggerReported)
-        debug(eLOG_NOTICE, g_i_debugMode,
-              "Error: %s is not followed, since its folder is a link: make it a folder, or remove "
-              "it",
-              path.c_str());
-    g_modemControlState.linkedTriggerReported = isThere;
+    if (!isThere) return;
+    debug(eLOG_NOTICE, g_i_debugMode,
+          "Error: %s is not followed, since its folder is a link: make it a folder, or remove it",
+          path.c_str());
+}
+
+// Each attempt at a clock that cannot be set is for another time.
+void logClock(bool done, const std::string& date) {
+    const cVaryingNumbers times;
+    if (done)
+        debug(eLOG_NOTICE, g_i_debugMode, "Success updating system date/time to '%s'",
+              date.c_str());
+    else
+        debug(eLOG_NOTICE, g_i_debugMode, "Failed to update system date/time to '%s'",
+              date.c_str());
 }
 
 // Deletes the entry of a folder that is open, whatever it is. False when there is none.
@@ -118,15 +121,6 @@ bool maybeSetSystemTime(int port) {
     const std::string command = "systime.sh --set \"" + date + "\" &>/dev/null";
     debug(eLOG_STATE, g_i_debugMode, "%s(): Running command '%s'", __func__, command.c_str());
     const bool done = runShellCommand(command) == 0;
-    if (done)
-        debug(eLOG_NOTICE, g_i_debugMode, "Success updating system date/time to '%s'",
-              date.c_str());
-    else
-        debug(eLOG_NOTICE, g_i_debugMode, "Failed to update system date/time to '%s'",
-              date.c_str());
+    logClock(done, date);
     return done;
-}
-
-void resetModemControlState() {
-    g_modemControlState = {};
 }

@@ -27,7 +27,4 @@ int checkFirmwareStatus(int port, sModemInfo& modem);
 // the host refused it.
 bool maybeSetSystemTime(int port);
 
-// For tests: as in a process that has just started.
-void resetModemControlState();
-
 #endif

@@ -2,6 +2,7 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/shell.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
@@ -91,6 +92,12 @@ int readCounter(const std::string& path) {
     return isStringNumeric(number) ? static_cast<int>(textToLong(number)) : 0;
 }
 
+// A session that fails again and again may have another address each time.
+void logCommand(const std::string& command) {
+    const cVaryingNumbers addresses;
+    debug(eLOG_NOTICE, g_i_debugMode, "Running command '%s'", command.c_str());
+}
+
 }  // namespace
 
 void resetNetworkInterfaceState() {
@@ -109,7 +116,7 @@ eGeneralErrors upNetworkInterface(const sNetworkInfo& network, const sConfigFile
         if (!hasUsableAddresses(network.pdp_dynamic[i])) return eERROR_DEVICE_NETWORK_SETUP_FAILURE;
 
     const std::string command = upCommand(network, config);
-    debug(eLOG_NOTICE, g_i_debugMode, "Running command '%s'", command.c_str());
+    logCommand(command);
     if (runShellCommand(command) != 0) {
         debug(eLOG_NOTICE, g_i_debugMode, "FAILED Setting up interface IP info");
         return eERROR_DEVICE_NETWORK_SETUP_FAILURE;

@@ -5,6 +5,7 @@
 #include "atcmd/radio_status.h"
 #include "atcmd/registration.h"
 #include "include/debug.h"
+#include "include/repeated_notices.h"
 #include "sms/sms.h"
 #include "statemachine/custom_at.h"
 #include "statemachine/data_session.h"
@@ -18,6 +19,7 @@ namespace {
 void maybeSyncClock(int port, const sDeviceInfo& device, const sConfigFileOpts& config) {
     cTimer& timer = *g_Cp_dateTimeSyncTimer;
     if (!config.syncTime || !device.network.b_registered || timer.IsTimerRunning()) return;
+    const cRepeatedRun run(eWORK_CLOCK);
     timer.SetTimeout(maybeSetSystemTime(port) ? DATE_TIME_SYNC_S : DATE_TIME_SYNC_RETRY_S);
     timer.Start();
 }
@@ -40,6 +42,7 @@ eGeneralErrors pollDevice(int port, sDeviceInfo& device, sConfigFileOpts& config
     result = getNetworkInfo(port, device.network);
     if (result != eSUCCESS) return result;
     result = checkSMS(port, device);
+    const cSingleEvent request;
     checkCustomAtFile(port, device, g_s_at_cmd_custom_path);
     return result;
 }

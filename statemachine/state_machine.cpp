@@ -11,9 +11,11 @@
 #include "gps/gps.h"
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/service_manager.h"
 #include "include/signal_flags.h"
 #include "include/sleep.h"
+#include "platform/include/error_sink.h"
 #include "sms/open_prompt.h"
 #include "sms/sms.h"
 #include "statemachine/bring_up.h"
@@ -126,6 +128,7 @@ void prepareDeviceRecord(sDeviceInfo& device) {
 void prepare(sMachine& machine) {
     installSignalHandlers();
     g_que_testAtResponses = {};
+    setErrorSink(notice);
     machine.reader.init(chooseConfigFile(g_S_options.s_port, ""), g_i_debugMode);
     readConfiguration(machine);
     createTimers();
@@ -191,6 +194,7 @@ void runSetup(sMachine& machine) {
 
 // Polls and judges the result. True when the pass may go on to the data session.
 bool poll(sMachine& machine) {
+    const cRepeatedRun run(eWORK_POLL);
     const eGeneralErrors result = pollDevice(machine.handle, machine.device, machine.config);
     machine.lastResult = result;
     if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
@@ -240,6 +244,7 @@ void runRegistered(sMachine& machine) {
         setModemState(machine, eMODEM_SETUP);
         return;
     }
+    cRepeatedRun run(eWORK_SESSION);
     const int allowed = isDataConnectionAllowed(machine.config, CELL_OVERRIDE_PATH);
     if (allowed == DATA_CONNECTION_NOT_NOW) return;
     if (allowed == DATA_CONNECTION_POWER_OFF) {
@@ -250,6 +255,7 @@ void runRegistered(sMachine& machine) {
     machine.lastResult =
         maybeStartDataSession(machine.handle, machine.device, machine.config, g_C_netConDelayTimer);
     judgeSessionStart(machine, machine.lastResult);
+    if (machine.lastResult == eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING) run.nothingTried();
     publish(machine, false);
 }
 
@@ -260,6 +266,7 @@ void disconnectTo(sMachine& machine, eModemState state) {
 
 void runConnected(sMachine& machine) {
     if (!poll(machine)) return;
+    const cRepeatedRun run(eWORK_SESSION);
     const int allowed = isDataConnectionAllowed(machine.config, CELL_OVERRIDE_PATH);
     if (allowed == DATA_CONNECTION_NOT_NOW) {
         disconnectTo(machine, eMODEM_SETUP);
@@ -346,6 +353,7 @@ bool isFirmwareUpdateRequested() {
 }
 
 void handleReloadSignals(sMachine& machine) {
+    const cSingleEvent event;
     if (b_got_sigusr2) {
         debug(eLOG_NOTICE, g_i_debugMode, "Received SIGUSR2");
         b_got_sigusr2 = false;
@@ -427,6 +435,7 @@ void runPass(sMachine& machine) {
         machine.outerState = eOUTER_EXIT;
         return;
     }
+    const cRepeatedRun run(eWORK_PASS);
     const bool portGood = checkPort(machine);
     if (isFirmwareUpdateRequested()) {
         machine.outerState = eOUTER_EXIT_RESET;

@@ -6,6 +6,7 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/key_value_store.h"
@@ -20,12 +21,6 @@ namespace {
 
 constexpr const char* KEY_PREFIX = "CELLMODEM";
 constexpr const char* SLOT_WITH_PLAIN_FILE = "1";
-
-struct sStatusFilesState {
-    std::set<std::string> failing;  // what the last write to the store could not store
-};
-
-sStatusFilesState g_statusState;
 
 bool isComment(const std::string& suffix) {
     return suffix.find('#') != std::string::npos;
@@ -53,12 +48,10 @@ std::set<std::string> missingKeys(const tStatusList& list, const std::string& pr
     return {prefix + "_* (every key)"};
 }
 
-// A key that goes on failing is reported once, not every two seconds.
-void reportFailing(std::set<std::string> failing) {
+void reportFailing(const std::set<std::string>& failing) {
     for (const std::string& key : failing)
-        debug(g_statusState.failing.count(key) != 0 ? eLOG_STATUS : eLOG_NOTICE, g_i_debugMode,
-              "%s(): Error writing SKVS %s", "doWriteOutStatusFiles", key.c_str());
-    g_statusState.failing = std::move(failing);
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error writing SKVS %s", "doWriteOutStatusFiles",
+              key.c_str());
 }
 
 void storeList(const tStatusList& list, const std::string& prefix) {
@@ -71,7 +64,7 @@ void storeList(const tStatusList& list, const std::string& prefix) {
         if (skvs_set(key.c_str(), value.c_str()) != 0) failing.insert(key);
     }
     if (skvs_batch_end() != 0) failing = missingKeys(list, prefix);
-    reportFailing(std::move(failing));
+    reportFailing(failing);
 }
 
 void writeList(const tStatusList& list, const std::string& path, const std::string& prefix) {
@@ -95,12 +88,9 @@ void writeLine(const std::string& path, const std::string& line) {
 
 }  // namespace
 
-void resetStatusFilesState() {
-    g_statusState = {};
-}
-
 void writeOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config, bool force) {
     if (!g_Cp_cardstatsTimer->IsTimerDone() && !force) return;
+    const cRepeatedRun run(eWORK_STATUS);
     doWriteOutStatusFiles(device, config);
     g_Cp_cardstatsTimer->Start();
 }

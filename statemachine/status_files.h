@@ -22,7 +22,4 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
 // Writes one line to a file: behind what is there with append, else in its place.
 void updateStatusFile(const std::string& path, const std::string& line, bool& append);
 
-// Forgets whether the store could be written last time.
-void resetStatusFilesState();
-
 #endif

@@ -3,7 +3,8 @@
 
 #include <string>
 
-// Sends "Error: Cannot <action> <subject>, errno <error> (<its text>)" to the system log.
+// Reports "Error: Cannot <action> <subject>, errno <error> (<its text>)":
+// platform/include/error_sink.h
 void logSystemError(const char* action, const std::string& subject, int error);
 
 #endif

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 
 #include "platform/host/error_log.h"
 #include "platform/host/file_descriptor.h"
@@ -20,26 +19,6 @@ std::string folderOf(const std::string& path) {
     const size_t slash = path.rfind('/');
     if (slash == std::string::npos) return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// What could not be written, with the error that was told. Some files are written every two
-// seconds: a full disk is told once a file, until the file was written again.
-using tToldErrors = std::map<std::string, int>;
-
-constexpr size_t TOLD_MAX = 64;
-
-tToldErrors& toldErrors() {
-    static tToldErrors instance;
-    return instance;
-}
-
-void tellOnce(const char* action, const std::string& path, int error) {
-    tToldErrors& told = toldErrors();
-    const auto known = told.find(path);
-    if (known != told.end() && known->second == error) return;
-    if (told.size() >= TOLD_MAX) told.clear();
-    told[path] = error;
-    logSystemError(action, path, error);
 }
 
 // Full disks and quotas are reported by close on some file systems.
@@ -136,12 +115,9 @@ bool cFileVector::Write() {
     // The target's folder is a mount of its own.
     if (failed != nullptr && errno == EXDEV)
         failed = replaceFile(folderOf(m_path), m_path, m_content, m_newFileMode);
-    if (failed != nullptr) {
-        tellOnce(failed, m_path, errno);
-        return false;
-    }
-    toldErrors().erase(m_path);
-    return true;
+    if (failed == nullptr) return true;
+    logSystemError(failed, m_path, errno);
+    return false;
 }
 
 bool cFileVector::WriteAppend() {

@@ -15,6 +15,7 @@
 #include "include/options.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/state_machine.h"
+#include "tests/day/lasting_faults.h"
 #include "tests/day/remote_clock.h"
 #include "tests/matrix/faulty_modem.h"
 #include "tests/support/temp_folder.h"
@@ -281,9 +282,14 @@ int main(int count, char** arguments) {
         fprintf(stderr, "it changes the host's files: run it with scripts/private_namespace.sh\n");
         return 2;
     }
+    if (count > 1 && strcmp(arguments[1], "--faults") == 0)
+        return runLastingFaults(count > 2 ? arguments[2] : nullptr);
     const int hours = count > 1 ? textToInt(arguments[1]) : HOURS;
     if (hours < 2 || hours > HOURS) {
-        fprintf(stderr, "Usage: gateway_day [HOURS]   (2 to %d)\n", HOURS);
+        fprintf(stderr,
+                "Usage: gateway_day [HOURS]   (2 to %d)\n"
+                "       gateway_day --faults [NAME]\n",
+                HOURS);
         return 2;
     }
     return cDay(hours).run();

@@ -7,6 +7,7 @@
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
 #include "tests/flow/command_lists.h"
+#include "tests/support/in_pass.h"
 
 // Every step of bring-up and polling on its own: what a silent or refusing modem leads to, what is
 // not sent any more, and the whole list where the way is another.
@@ -107,13 +108,14 @@ TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
 TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
     start(LOCKED_SIM);
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(setup(), eFAILURE);
+        inPass(eWORK_PASS, [this] { EXPECT_EQ(setup(), eFAILURE); });
     for (const char* step :
          {"Setup device CMEE reporting", "Enabled STAT_LED GPIO", "Set STAT_LED NOT_REG"})
         EXPECT_EQ(logCount(step), 1u) << step;
     order({{"op", "set"}, {"sim", {{"verified", true}}}});
-    EXPECT_EQ(setup(), eSUCCESS);
-    EXPECT_EQ(setup(), eSUCCESS);
+    inPass(eWORK_PASS, [this] { EXPECT_EQ(setup(), eSUCCESS); });
+    inPass(eWORK_PASS, [] {});
+    inPass(eWORK_PASS, [this] { EXPECT_EQ(setup(), eSUCCESS); });
     EXPECT_EQ(logCount("Setup device CMEE reporting"), 2u);
 }
 

@@ -3,6 +3,7 @@
 #include "include/debug.h"
 #include "statemachine/timers.h"
 #include "tests/flow/command_lists.h"
+#include "tests/support/in_pass.h"
 
 namespace {
 
@@ -328,19 +329,19 @@ TEST_F(DataSession, DeniedRegistration_NeverLeadsToANoServiceReset) {
 
 TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyWhereAllowed) {
     start();
-    g_i_debugMode = eLOG_NETWORK_TRAFFIC;  // another category: only what is new is told
-    for (int i = 0; i < 2; ++i)
-        EXPECT_FALSE(checkNetworkRegistration(device, config));
+    const auto permits = [this](bool expected) {
+        for (int i = 0; i < 2; ++i)
+            inPass(eWORK_SESSION,
+                   [&] { EXPECT_EQ(checkNetworkRegistration(device, config), expected); });
+    };
+    permits(false);
     device.network.b_registered = true;
     device.network.i_reg_state = eREG_HOME;
-    for (int i = 0; i < 2; ++i)
-        EXPECT_TRUE(checkNetworkRegistration(device, config));
+    permits(true);
     device.network.i_reg_state = eREG_ROAMING;
-    for (int i = 0; i < 2; ++i)
-        EXPECT_TRUE(checkNetworkRegistration(device, config));
+    permits(true);
     config.roamingAllowed = false;
-    for (int i = 0; i < 2; ++i)
-        EXPECT_FALSE(checkNetworkRegistration(device, config));
+    permits(false);
     const tCommands told = {"Device not network registered", "Device is network registered",
                             "Device is registered roaming",
                             "Device is registered roaming, but config roaming is disabled"};

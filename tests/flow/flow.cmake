@@ -24,7 +24,8 @@ cellslot_add_flow_tests(bring_up
             flow/firmware_trigger_flow_test.cpp)
 
 cellslot_add_flow_tests(state_machine
-    SOURCES flow/state_machine_flow_test.cpp flow/state_machine_sim_flow_test.cpp)
+    SOURCES flow/quiet_log_flow_test.cpp flow/state_machine_flow_test.cpp
+            flow/state_machine_sim_flow_test.cpp)
 cellslot_add_flow_tests(sim_pin
     SOURCES flow/sim_pin_flow_test.cpp flow/sim_pin_calls_flow_test.cpp
             flow/sim_pin_life_flow_test.cpp)

@@ -10,6 +10,7 @@
 #include "statemachine/status_files.h"
 #include "statemachine/status_keys.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/in_pass.h"
 
 namespace {
 
@@ -317,25 +318,31 @@ TEST_F(Status, ControlCharactersInValues_ForgeNoLine) {
 
 TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     start();
+    const auto write = [this] {
+        inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
+    };
     const std::string message =
         "doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS";
     device.sim.s_outcome = std::string(5000, 'x');
     device.network.s_network_name = "told all the same";
-    doWriteOutStatusFiles(device, config);
-    doWriteOutStatusFiles(device, config);
+    write();
+    write();
     EXPECT_EQ(logCount(message), 1u);
     EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "told all the same");
     EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_SIM_EXTENDED_STATUS=xxx"), std::string::npos);
     device.sim.s_outcome.clear();
-    doWriteOutStatusFiles(device, config);
+    write();
     device.sim.s_outcome = std::string(5000, 'x');
-    doWriteOutStatusFiles(device, config);
+    write();
     EXPECT_EQ(logCount(message), 2u);
 }
 
 // A store that other programs have filled: what still fits is stored, and what does not is named.
 TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
     start();
+    const auto write = [this] {
+        inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
+    };
     doWriteOutStatusFiles(device, config);
     int filler = 0;
     while (skvs_set(("FILLER" + std::to_string(filler)).c_str(), std::string(4000, 'x').c_str()) ==
@@ -344,8 +351,8 @@ TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
     clearCapturedLog();
     device.sim.s_outcome = std::string(4000, 'x');
     device.network.s_network_name = "stored all the same";
-    doWriteOutStatusFiles(device, config);
-    doWriteOutStatusFiles(device, config);
+    write();
+    write();
     EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "stored all the same");
     EXPECT_EQ(stored("CELLMODEM1_SIM_EXTENDED_STATUS"), "");
     EXPECT_EQ(
@@ -354,8 +361,8 @@ TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
 
     // Another key that fails later is named then.
     device.modem.s_firmware_version = std::string(4000, 'x');
-    doWriteOutStatusFiles(device, config);
-    doWriteOutStatusFiles(device, config);
+    write();
+    write();
     EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_FIRMWARE_V"), 1u);
     EXPECT_EQ(
         logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS"), 1u);
@@ -363,12 +370,15 @@ TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
 
 TEST_F(Status, StoreThatCannotBeWritten_IsReportedInOneLine) {
     start();
+    const auto write = [this] {
+        inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
+    };
     std::filesystem::create_directories("/run/cellslot");
     std::filesystem::remove_all("/run/cellslot/skvs");
     writeFile("/run/cellslot/skvs", "no folder");
     clearCapturedLog();
-    doWriteOutStatusFiles(device, config);
-    doWriteOutStatusFiles(device, config);
+    write();
+    write();
     EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_* (every key)"), 1u);
     const std::vector<std::string> log = capturedLog();
     EXPECT_EQ(std::count_if(log.begin(), log.end(),

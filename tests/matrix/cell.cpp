@@ -1,8 +1,6 @@
 #include "tests/matrix/cell.h"
 
 #include <dirent.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +15,7 @@
 #include "statemachine/state_machine.h"
 #include "tests/matrix/day_difference.h"
 #include "tests/matrix/host_tools.h"
+#include "tests/matrix/own_folders.h"
 #include "tests/matrix/waits.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/daemon_reset.h"
@@ -54,14 +53,6 @@ const char* const CONFIG =
     "CM_3G_BAND=1\n"
     "CM_4G_BAND=B4\n"
     "CM_SYNC_TIME=yes\n";
-
-void enterOwnFolders() {
-    const char* const FOLDERS[] = {"/tmp", "/var/log", "/run", "/etc/vuk", "/etc/zoq", "/storage"};
-    if (unshare(CLONE_NEWNS) != 0) throw std::runtime_error("no mount namespace of its own");
-    for (const char* folder : FOLDERS)
-        if (mount("tmpfs", folder, "tmpfs", 0, "mode=755") != 0)
-            throw std::runtime_error(std::string("cannot mount ") + folder);
-}
 
 bool isUsual(eDay day) {
     return day == eDAY_USUAL || day == eDAY_GPS_OFF;

@@ -7,6 +7,7 @@ namespace {
 
 std::function<void()> g_powerCycle;
 std::vector<std::string> g_refused;
+std::string g_failing;  // start of the commands that fail
 
 // What an address may look like: nothing else of the network's own text gets into a command line.
 // One that the network did not give is empty, which the script knows.
@@ -47,6 +48,10 @@ const std::vector<std::string>& refusedCommandLines() {
     return g_refused;
 }
 
+void failHostTool(const std::string& start) {
+    g_failing = start;
+}
+
 extern "C" int __wrap_system(const char* command);
 
 // Linked in the place of system().
@@ -57,6 +62,8 @@ extern "C" int __wrap_system(const char* command) {
         g_refused.push_back(line);
         return NOT_FOUND;
     }
+    constexpr int FAILED = 1 << 8;
+    if (!g_failing.empty() && line.compare(0, g_failing.size(), g_failing) == 0) return FAILED;
     if (line.compare(0, 3, "mv ") == 0) moveFile(line);
     if (line.compare(0, 14, "ResetCellular ") == 0 && g_powerCycle) g_powerCycle();
     return 0;

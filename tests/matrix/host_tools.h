@@ -10,5 +10,7 @@
 // ResetCellular is passed on; everything else only succeeds.
 void onPowerCycle(std::function<void()> action);
 const std::vector<std::string>& refusedCommandLines();
+// Commands that begin so fail from now on.
+void failHostTool(const std::string& start);
 
 #endif

@@ -1,8 +1,10 @@
 # The fault matrix: every command of a day with every fault, each in a process of its own.
-add_executable(fault_matrix matrix/cell.cpp matrix/day_difference.cpp matrix/faults.cpp matrix/faulty_modem.cpp
-               matrix/host_tools.cpp matrix/main.cpp matrix/matrix.cpp matrix/pool.cpp
-               matrix/waits.cpp)
-target_link_libraries(fault_matrix PRIVATE cellslot_flow_support)
+add_library(cellslot_matrix STATIC matrix/cell.cpp matrix/day_difference.cpp matrix/faults.cpp
+                                   matrix/faulty_modem.cpp matrix/host_tools.cpp matrix/matrix.cpp
+                                   matrix/own_folders.cpp matrix/pool.cpp matrix/waits.cpp)
+target_link_libraries(cellslot_matrix PUBLIC cellslot_flow_support)
+add_executable(fault_matrix matrix/main.cpp)
+target_link_libraries(fault_matrix PRIVATE cellslot_matrix)
 target_link_options(fault_matrix PRIVATE -Wl,--wrap=system)
 
 # cellslot_add_matrix_test(<name> <arguments>...): a sample drawn by a seed that it prints. The cells

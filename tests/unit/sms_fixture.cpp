@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "include/options.h"
+#include "include/repeated_notices.h"
 #include "include/sleep.h"
 #include "platform/include/timer_clock.h"
 #include "sim/sms_pdu.h"
@@ -46,6 +47,7 @@ cSmsFixture::cSmsFixture() : m_savedRoot(g_s_root_sms_path) {
     setTimerClock(sleptClock);
     setWallClock(fakeWallClock);
     resetSmsState();
+    resetRepeatedNotices();
     setupVariableMaps();
     g_S_options.s_port = "1";
     device.network.b_registered = true;

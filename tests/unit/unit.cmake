@@ -63,8 +63,9 @@ cellslot_add_unit_tests(main
     LIBS cellslot_entry
     SOURCES unit/main_address_text_test.cpp unit/main_command_line_test.cpp
             unit/main_debug_test.cpp unit/main_device_records_test.cpp
-            unit/main_pid_file_test.cpp unit/main_service_manager_test.cpp
-            unit/main_temporary_files_test.cpp unit/main_utilities_test.cpp)
+            unit/main_pid_file_test.cpp unit/main_repeated_notices_test.cpp
+            unit/main_service_manager_test.cpp unit/main_temporary_files_test.cpp
+            unit/main_utilities_test.cpp)
 target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
 cellslot_add_unit_tests(device

@@ -1,3 +1,4 @@
+#include "platform/include/error_sink.h"
 #include "platform/include/key_value_store.h"
 
 // For a gateway whose store does not gather sets: each set then stands for itself. A store that
@@ -8,3 +9,6 @@ __attribute__((weak)) void skvs_batch_begin() {}
 __attribute__((weak)) int skvs_batch_end() {
     return 0;
 }
+
+// A platform that reports its errors itself hands none over.
+__attribute__((weak)) void setErrorSink(tErrorSink) {}

@@ -1,0 +1,44 @@
+#ifndef TESTS_DAY_LASTING_FAULT_H
+#define TESTS_DAY_LASTING_FAULT_H
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/matrix/cell.h"
+
+// Something that goes wrong and stays so.
+struct sLastingFault {
+    std::string name;
+    nlohmann::json scenario = nlohmann::json::object();
+    nlohmann::json orders = nlohmann::json::array();  // to the modem, when it begins
+    unsigned fromS = 0;
+    void (*breakHost)() = nullptr;  // before the daemon starts
+};
+
+// What it wrote at mask 0 in its first twenty minutes, and in the half hour after that.
+struct sLastingOutcome {
+    unsigned firstLines;
+    unsigned laterLines;
+    unsigned runs;          // of the daemon, which a service manager starts again
+    unsigned runLinesMost;  // of one run
+    unsigned seconds;       // one that ends again and again is not watched to the end
+    bool finished;
+};
+
+constexpr unsigned FIRST_S = 20 * 60;
+constexpr unsigned LATER_S = 30 * 60;
+constexpr unsigned DAY_S = 24 * 60 * 60;
+
+// The lines of a whole day, if it goes on as it did.
+unsigned linesOfDay(const sLastingOutcome& outcome);
+
+// The command faults: each command that a healthy day knows, with each way to fail.
+std::vector<sLastingFault> commandFaults(const std::vector<sSent>& healthy);
+// All the others.
+std::vector<sLastingFault> otherFaults();
+
+// Runs the daemon under a fault. Meant for a process of its own.
+sLastingOutcome runLastingFault(const sLastingFault& fault, bool showLog);
+
+#endif
