@@ -98,6 +98,14 @@ std::string echoOf(const std::string& command) {
     return command + static_cast<char>(eCR);
 }
 
+// An answer begins with the echo, unless the modem has said something before.
+bool holdsEcho(const std::string& response, const std::string& command) {
+    const size_t size = command.size();
+    if (response.size() > size && response[size] == eCR && startsWith(response, command))
+        return true;
+    return response.find(echoOf(command)) != std::string::npos;
+}
+
 // From the end of the first: a modem that has gone silent is not waited for after each command.
 void owe(sLink& link) {
     if (link.owed++ == 0) link.lateUntilMs = timerClockMs() + LATE_ANSWER_MS;
@@ -159,8 +167,10 @@ void noteAnswer(int handle, const std::string& command, const std::string& respo
             noteOwedAnswer(handle);
         return;
     }
-    const bool hasEcho = response.find(echoOf(command)) != std::string::npos;
-    if (hasEcho || (isAnswered && link.owed == 0)) link.echoes = hasEcho;
+    const bool hasEcho = holdsEcho(response, command);
+    const bool isInStep = isAnswered && link.owed == 0;
+    if (hasEcho || isInStep) link.echoes = hasEcho;
+    if (isInStep) return;
     cFinalCodes finals;
     finals.add(late);
     settle(link, finals.count());
