@@ -295,4 +295,4 @@ TEST_P(PinDay, AtRandom_CostsNoAttemptThatTheRuleForbidsAndEndsWithTheRightPin) 
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, PinDay,
-                         ::testing::Range(0, getenv("CELLSLOT_TEST_ALL") != nullptr ? 200 : 12));
+                         ::testing::Range(0, getenv("CELLSLOT_TEST_ALL") != nullptr ? 100 : 12));
