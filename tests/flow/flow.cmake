@@ -49,4 +49,5 @@ cellslot_add_flow_tests(hostile_text SOURCES flow/hostile_text_flow_test.cpp)
 target_link_options(hostile_text_flow_tests PRIVATE -Wl,--wrap=system)
 
 # The longest first, so that none of them runs on alone.
-set_tests_properties(flow.state_machine flow.hostile_text flow.resources PROPERTIES COST 100)
+set_tests_properties(flow.state_machine flow.hostile_text flow.resources flow.pin_days
+                     PROPERTIES COST 100)
