@@ -418,6 +418,17 @@ TEST_F(SmsAssembly, PartsOfSendersWithoutDigits_ComeInTheOrderOfTheirNumbers) {
     EXPECT_EQ(got, "A1 A2 A3 A4 B1 B2 B3 B4 ") << "the older message first";
 }
 
+TEST_F(SmsAssembly, OneReferenceOfTwoSendersWithoutDigits_AreTwoMessages) {
+    putPart("a2", 7, 2, 2, "Carrier", "A2", "103");
+    putPart("b1", 7, 1, 2, "MyBank", "B1", "101");
+    putPart("b2", 7, 2, 2, "MyBank", "B2", "102");
+    putPart("a1", 7, 1, 2, "Carrier", "A1", "100");
+    std::string got;
+    for (const S_smsRecordRx& record : join())
+        got += record.message + " ";
+    EXPECT_EQ(got, "A1 A2 B1 B2 ");
+}
+
 TEST_F(SmsAssembly, TwoMessagesOfOneReferenceWithoutDigits_ComeOneAfterTheOther) {
     const tNames places = putInListingOrder({1, 1, 1, 1}, 7, 2, "MyBank");
     const char* const texts[] = {"B2", "A1", "A2", "B1"};
