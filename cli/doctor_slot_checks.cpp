@@ -267,11 +267,11 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
         findings.push_back({eHealth::NOTE, "config",
                             path + " has a password and can be read by others",
                             "chmod 600 " + path});
-    if (report.findings() != 0)
-        findings.push_back({eHealth::NOTE, "config",
-                            std::to_string(report.findings()) +
-                                (report.findings() == 1 ? " finding in " : " findings in ") + path,
-                            "cellslot config check -q" + option(setup)});
+    if (const size_t count = report.findings.size(); count != 0)
+        findings.push_back(
+            {eHealth::NOTE, "config",
+             std::to_string(count) + (count == 1 ? " finding in " : " findings in ") + path,
+             "cellslot config check -q" + option(setup)});
     const std::string enabled = inForce(report, "CM_ENABLE_INTERFACE");
     if (enabled != "yes")
         findings.push_back({eHealth::NOTE, "config", "CM_ENABLE_INTERFACE is " + enabled,
