@@ -17,6 +17,7 @@
 #include "cli/daemon_process.h"
 #include "cli/data_override.h"
 #include "cli/doctor_checks.h"
+#include "cli/no_daemon.h"
 #include "cli/quiet_run.h"
 #include "cli/sim_files.h"
 #include "cli/status_file.h"
@@ -189,7 +190,7 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
                  "process " + std::to_string(daemons.front()) + " is not in its pid file " +
                      pidFilePath(setup.slot),
                  "restart it; /run should be a tmpfs of the host"}};
-    return {{eHealth::BROKEN, "daemon", "no daemon runs",
+    return {{eHealth::BROKEN, "daemon", noDaemonText(setup.slot),
              "systemctl start " + service(setup) + "; the system log tells why it ended"}};
 }
 

@@ -10,6 +10,7 @@
 #include "cli/daemon_process.h"
 #include "cli/display_text.h"
 #include "cli/failure.h"
+#include "cli/no_daemon.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
 #include "cli/sms_spool.h"
@@ -47,9 +48,7 @@ struct sReadOptions {
 std::vector<int> requireAnyDaemon(const sPlaces& places) {
     std::vector<int> slots = runningSlots(places);
     if (!slots.empty()) return slots;
-    throw cFailure(eExitStatus::NO_DAEMON,
-                   "no daemon runs, so no message goes or comes; start it first, cellslot doctor "
-                   "tells more");
+    throw noDaemonAtAll();
 }
 
 // ---- send

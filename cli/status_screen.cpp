@@ -129,7 +129,7 @@ std::string smsText(const sStatusRecord& record) {
 
 std::string daemonText(const sSlotReport& report) {
     const std::string pid =
-        report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "does not run";
+        report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "no daemon runs";
     return pid + ", last update " + printableLine(report.file.record.text("STATS_LAST_UPDATE"));
 }
 

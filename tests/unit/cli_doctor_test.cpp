@@ -347,7 +347,8 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
 TEST_F(Doctor, Command_StatusTellsWhetherSomethingIsBroken) {
     const sCommandRun run = runOn(host, {"doctor", "-p", "2", "-q"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
-    EXPECT_NE(std::string::npos, run.out.find("slot 2\n  BROKEN  daemon     no daemon runs\n"))
+    EXPECT_NE(std::string::npos,
+              run.out.find("slot 2\n  BROKEN  daemon     no daemon runs for slot 2\n"))
         << run.out;
     EXPECT_EQ("", run.err);
     EXPECT_FALSE(fileExists(host.places.at("/tmp/sms")));
