@@ -276,9 +276,44 @@ class Actions(Gateway):
                      "  ok      config     /etc/vuk/cellular1.conf is as it should be",
                      "  BROKEN  pin        /etc/vuk/cellular_puk.1 can be read by others"):
             self.assertIn(line + "\n", result.out)
-        # The modem's end of the pseudo-terminal is open in the simulator.
-        self.assertRegex(result.out, r"BROKEN  port       /dev/ttyCELL1 is also open in le910sim")
+        self.assertTrue(result.out.endswith("\n1 broken, 0 notes\n"), result.out)
         self.assertEqual(self.hostFiles(), before)
+
+    def portLines(self):
+        return [line for line in cellslot("doctor").out.splitlines() if "also open" in line]
+
+    def test_doctor_whoHasThePortOpen_isNamed(self):
+        # The simulator serves the port and has both ends of it open: no intruder.
+        self.assertEqual(self.portLines(), [])
+        port = os.open("/dev/ttyCELL1", os.O_RDWR | os.O_NOCTTY)
+        self.addCleanup(os.close, port)
+        name = pathlib.Path("/proc/self/comm").read_text().strip()
+        self.assertEqual(self.portLines(), ["  BROKEN  port       /dev/ttyCELL1 is also open in "
+                                            f"{name} ({os.getpid()})"])
+
+    def test_doctor_terminalOfTheSameNameElsewhere_isNotAccused(self):
+        # In a container, and for a shell that came into one, /dev/pts/N is another terminal.
+        name = os.path.realpath("/dev/ttyCELL1")
+        program = f"""
+import os, time
+ends = []
+while not ends or os.ttyname(ends[-1][1]) != "{name}":
+    ends.append(os.openpty())
+if os.fork() == 0:
+    for master, _ in ends:  # they stay open in the parent
+        os.close(master)
+    print(os.getpid(), ends[-1][1], flush=True)
+time.sleep(60)
+"""
+        other = subprocess.Popen(
+            ["unshare", "--mount", "bash", "-c",
+             "mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts && exec python3 -c \"$0\"",
+             program], stdout=subprocess.PIPE, text=True, process_group=0)
+        self.addCleanup(other.wait)
+        self.addCleanup(os.killpg, other.pid, signal.SIGKILL)
+        pid, terminal = other.stdout.readline().split()
+        self.assertEqual(os.readlink(f"/proc/{pid}/fd/{terminal}"), name)
+        self.assertEqual(self.portLines(), [])
 
     def test_doctor_pinInAFolderThatCanOnlyBeRead_isFound(self):
         def remount(mode):

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "cli/doctor_checks.h"
+#include "tests/support/pseudo_terminal.h"
 #include "tests/unit/cli_empty_host.h"
 
 namespace {
@@ -115,11 +117,36 @@ TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
 }
 
 TEST_F(Doctor, PowerSwitch_ThatOthersMayChange) {
-    expect(eHealth::NOTE, checkPowerSwitch, "slots.conf");
     host.file("/etc/cellslot/slots.conf", "", 0644);
-    expect(eHealth::FINE, checkPowerSwitch);
+    expect(eHealth::FINE, checkSlotsFile);
     chmod(host.places.at("/etc/cellslot/slots.conf").c_str(), 0664);
-    expect(eHealth::BROKEN, checkPowerSwitch, "chmod");
+    expect(eHealth::BROKEN, checkSlotsFile, "chmod");
+}
+
+TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
+    host.file("/tools/sledctl", "CONFIG=/etc/cellslot/slots.conf\n", 0755);
+    expect(eHealth::NOTE, checkPowerSwitch, "one modem works without");
+    const struct {
+        const char* lines;
+        eHealth health;
+    } cases[] = {
+        {"#1 usb 1-1.2\n", eHealth::NOTE},
+        {"2 usb 1-1.2\n", eHealth::NOTE},
+        {"1 off sleep 1\n", eHealth::NOTE},
+        {"1 on sleep 1\n", eHealth::NOTE},
+        {" 1\tusb 1-1.2 4 3\n", eHealth::FINE},
+        {"1 reset run x\n", eHealth::FINE},
+        {"1 on sleep 1\n# x\n1 off sleep 1\n", eHealth::FINE},
+    };
+    for (const auto& row : cases) {
+        host.file("/etc/cellslot/slots.conf", row.lines);
+        SCOPED_TRACE(row.lines);
+        expect(row.health, checkPowerSwitch);
+    }
+    // A gateway's own tools know their slots themselves.
+    host.file("/etc/cellslot/slots.conf", "");
+    host.file("/tools/sledctl", "#!/bin/sh\n", 0755);
+    expect(eHealth::FINE, checkPowerSwitch);
 }
 
 TEST_F(Doctor, Space_FolderMissing) {
@@ -169,6 +196,14 @@ TEST_F(Doctor, Instance_NoneOneAndTwo) {
     expect(eHealth::BROKEN, checkInstance, "2 daemons");
     host.process(50, "cellslotd -p2", "cellslotd");
     expect(eHealth::FINE, checkInstance, "runs as 51");
+}
+
+TEST_F(Doctor, Instance_ThatEndedAsIsWanted_IsNoFault) {
+    host.file("/tmp/force_cell_tempoff.1", "");
+    expect(eHealth::NOTE, checkInstance, "cellslot data auto -p 1");
+    unlink(host.places.at("/tmp/force_cell_tempoff.1").c_str());
+    host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=off\n");
+    expect(eHealth::NOTE, checkInstance, "CM_ENABLE_INTERFACE=yes");
 }
 
 TEST_F(Doctor, Setup_OfTheRunningDaemon) {
@@ -255,6 +290,50 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
     opens(62, "/dev/at");
     expect(eHealth::BROKEN, checkHolders, "ModemManager (62)");
     expect(eHealth::BROKEN, checkHolders, "mask --now");
+}
+
+TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNoIntruder) {
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    const eHealth nothing = geteuid() == 0 ? eHealth::FINE : eHealth::NOTE;
+    setup.device = "/dev/modem";
+    const std::string& slave = terminal.path;
+    ASSERT_EQ(0, symlink(slave.c_str(), host.places.at("/dev/modem").c_str()));
+    host.process(62, "le910sim", "le910sim");
+    const std::string process = host.places.at("/proc/62");
+    ASSERT_EQ(0, symlink("/dev/ptmx", (process + "/fd/4").c_str()));
+    ASSERT_EQ(0, symlink(slave.c_str(), (process + "/fd/5").c_str()));
+    host.folderAt("/proc/62/fdinfo");
+    const std::string number = slave.substr(slave.rfind('/') + 1);
+    host.file("/proc/62/fdinfo/4", "pos:\t0\nflags:\t0100002\ntty-index:\t" + number + "\n");
+    expect(nothing, checkHolders);
+    // A shell on the terminal serves none, or another one.
+    host.file("/proc/62/fdinfo/4", "pos:\t0\ntty-index:\t1" + number + "\n");
+    expect(eHealth::BROKEN, checkHolders, "le910sim (62)");
+    host.file("/proc/62/fdinfo/4", "pos:\t0\n");
+    expect(eHealth::BROKEN, checkHolders, "le910sim (62)");
+    close(terminal.modemEnd);
+}
+
+TEST_F(Doctor, Holders_DeviceNumber_MeansThePortUnlessItIsOfAPseudoTerminal) {
+    if (geteuid() != 0) GTEST_SKIP() << "makes device nodes";
+    constexpr unsigned USB_SERIAL_MAJOR = 188;
+    constexpr unsigned PSEUDO_TERMINAL_MAJOR = 136;
+    setup.device = "/dev/at";
+    host.process(62, "socat", "socat");
+    ASSERT_EQ(
+        0, symlink(host.places.at("/dev/other").c_str(), host.places.at("/proc/62/fd/5").c_str()));
+    const auto makeBoth = [&](unsigned major) {
+        for (const char* node : {"/dev/at", "/dev/other"}) {
+            unlink(host.places.at(node).c_str());
+            if (mknod(host.places.at(node).c_str(), S_IFCHR | 0600, makedev(major, 2)) != 0)
+                return false;
+        }
+        return true;
+    };
+    if (!makeBoth(USB_SERIAL_MAJOR)) GTEST_SKIP() << "may not make device nodes";
+    expect(eHealth::BROKEN, checkHolders, "socat (62)");
+    ASSERT_TRUE(makeBoth(PSEUDO_TERMINAL_MAJOR));
+    expect(eHealth::FINE, checkHolders);
 }
 
 TEST_F(Doctor, Interface_NameAndExistence) {
