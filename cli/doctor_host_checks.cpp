@@ -155,11 +155,15 @@ tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
 }
 
 tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {
-    struct stat info {};
-    const std::string name = "/tmp/at_cmd_in";
-    if (lstat(places.at(name).c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return {};
-    return {{eHealth::BROKEN, "requests", name + " is a folder: no AT command can be sent",
-             "rmdir " + name}};
+    tFindings findings;
+    for (const char* suffix : {"", ".1", ".2", ".3"}) {
+        struct stat info {};
+        const std::string name = std::string("/tmp/at_cmd_in") + suffix;
+        if (lstat(places.at(name).c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+            findings.push_back({eHealth::BROKEN, "requests",
+                                name + " is a folder: no AT command can be sent", "rmdir " + name});
+    }
+    return findings;
 }
 
 const std::vector<tCheck>& hostChecks() {

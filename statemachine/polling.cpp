@@ -5,6 +5,7 @@
 #include "atcmd/radio_status.h"
 #include "atcmd/registration.h"
 #include "include/debug.h"
+#include "include/options.h"
 #include "sms/sms.h"
 #include "statemachine/custom_at.h"
 #include "statemachine/data_session.h"
@@ -41,6 +42,7 @@ eGeneralErrors pollDevice(int port, sDeviceInfo& device, sConfigFileOpts& config
     if (result != eSUCCESS) return result;
     result = checkSMS(port, device);
     checkCustomAtFile(port, device, g_s_at_cmd_custom_path);
+    checkCustomAtFile(port, device, g_s_at_cmd_custom_path, "." + g_S_options.s_port);
     return result;
 }
 

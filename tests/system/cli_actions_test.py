@@ -14,7 +14,7 @@ from gateway import BIN, LogCatcher, Slot, freshHost, waitUntil
 
 SYSLOG = pathlib.Path("/var/log/messages")
 SPOOL = pathlib.Path("/tmp/sms")
-REQUEST = pathlib.Path("/tmp/at_cmd_in")
+REQUEST = pathlib.Path("/tmp/at_cmd_in.1")
 
 OK, FAILED, USAGE, NO_DAEMON, STALE, NOT_PERMITTED, TIMED_OUT = range(7)
 NOBODY = 65534
@@ -309,6 +309,7 @@ time.sleep(60)
             ["unshare", "--mount", "bash", "-c",
              "mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts && exec python3 -c \"$0\"",
              program], stdout=subprocess.PIPE, text=True, process_group=0)
+        self.addCleanup(other.stdout.close)
         self.addCleanup(other.wait)
         self.addCleanup(os.killpg, other.pid, signal.SIGKILL)
         pid, terminal = other.stdout.readline().split()
@@ -386,6 +387,48 @@ time.sleep(60)
     def test_pinChange_ofASlotWithoutDaemon_writesNothing(self):
         self.assertFails(cellslot("pin", "change", "-p", "2", input="1234\n"), NO_DAEMON)
         self.assertFalse(pathlib.Path("/etc/vuk/cellular_cpin_new.2").exists())
+
+
+class TwoSlots(unittest.TestCase):
+    """Daemons of two slots side by side."""
+
+    def setUp(self):
+        freshHost()
+        self.slots = []
+        for number, imei in ((1, "111111111111111"), (2, "222222222222222")):
+            slot = Slot(number, {"identity": {"imei": imei}})
+            self.addCleanup(slot.end)
+            slot.configure()
+            slot.startSim()
+            slot.startDaemon(fast=4)
+            self.slots.append(slot)
+        for slot in self.slots:
+            slot.waitConnected()
+
+    def test_at_reachesTheModemOfTheSlotThatIsMeant(self):
+        for number, imei in ((1, "111111111111111"), (2, "222222222222222")) * 5:
+            result = cellslot("at", "AT+CGSN", "-p", str(number))
+            self.assertEqual((result.status, result.out), (OK, imei + "\nOK\n"), result)
+        cellslot("at", "AT+CGMM", "-p", "2")
+        self.assertIn("AT+CGMM", self.slots[1].commands())
+        self.assertEqual(self.slots[0].commands().count("AT+CGMM"), self.slots[1].commands().count(
+            "AT+CGMM") - 1)
+        result = cellslot("at", "AT")
+        self.assertEqual(result.status, USAGE, result)
+        self.assertIn("slots 1, 2", result.err)
+
+    def test_at_whileAnotherProgramAsks_eachGetsItsOwnAnswer(self):
+        pathlib.Path("/tmp/new").write_text("AT+CGMI\n")
+        pathlib.Path("/tmp/new").rename("/tmp/at_cmd_in")
+        self.assertEqual(cellslot("at", "AT+CGSN", "-p", "2").out, "222222222222222\nOK\n")
+        raw = pathlib.Path("/tmp/at_cmd_out_raw")
+        waitUntil(raw.exists, 20, lambda: "no answer")
+        self.assertIn("Telit", raw.read_text())
+
+    def test_doctor_accusesNobody(self):
+        result = cellslot("doctor", "-q")
+        self.assertEqual((result.status, result.err), (OK, ""), result)
+        self.assertTrue(result.out.endswith("0 broken, 0 notes\n"), result.out)
 
 
 class Locked(Gateway):

@@ -33,6 +33,7 @@ UPDATE_STATUS = pathlib.Path("/storage/cellmodem.firmware.upd.status.1")
 # What the daemon reads, writes or deletes. Those of /tmp are anybody's; the others only root's, but
 # a slip of another program of the gateway must not stop the daemon either.
 TMP_PLACES = ("/tmp/force_cell_con.1", "/tmp/at_cmd_in", "/tmp/at_cmd_out", "/tmp/at_cmd_out_raw",
+              "/tmp/at_cmd_in.1", "/tmp/at_cmd_out.1", "/tmp/at_cmd_out_raw.1",
               "/tmp/cellmodem_firmware")
 SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
     # The daemon takes the first free number: not the one of its own file.

@@ -182,8 +182,11 @@ TEST_F(Doctor, Requests_FolderInTheirPlace) {
     host.file("/tmp/at_cmd_in", "AT\n");
     expect(eHealth::FINE, checkRequests);
     unlink(host.places.at("/tmp/at_cmd_in").c_str());
-    host.folderAt("/tmp/at_cmd_in");
-    expect(eHealth::BROKEN, checkRequests, "rmdir");
+    for (const char* place : {"/tmp/at_cmd_in", "/tmp/at_cmd_in.3"}) {
+        host.folderAt(place);
+        expect(eHealth::BROKEN, checkRequests, std::string("rmdir ") + place);
+        rmdir(host.places.at(place).c_str());
+    }
 }
 
 TEST_F(Doctor, Instance_NoneOneAndTwo) {
