@@ -1,10 +1,13 @@
 #include "statemachine/state_machine.h"
 
+#include <unistd.h>
+
 #include <csignal>
 
 #include "atcmd/catalogue.h"
 #include "atcmd/port_state.h"
 #include "config/config_file.h"
+#include "config/config_look.h"
 #include "config/config_reader.h"
 #include "device/at_port.h"
 #include "device/at_transaction.h"
@@ -57,6 +60,8 @@ struct sMachine {
     sDeviceInfo device;
     sConfigFileOpts config;
     cConfigReader reader;
+    std::string configFile;
+    unsigned configLooks = 0;
 
     int openAttempts = 0;
     int timeoutCount = 0;
@@ -91,6 +96,9 @@ void publish(sMachine& machine, bool force) {
 unsigned readConfiguration(sMachine& machine) {
     const unsigned result = machine.reader.readConfig(machine.config);
     g_i_debugMode = machine.config.debugMode;
+    publishConfigLook(
+        configLookPath(g_S_options.s_port),
+        {getpid(), ++machine.configLooks, static_cast<eConfigResult>(result), machine.configFile});
     return result;
 }
 
@@ -125,7 +133,8 @@ void prepareDeviceRecord(sDeviceInfo& device) {
 void prepare(sMachine& machine) {
     installSignalHandlers();
     g_que_testAtResponses = {};
-    machine.reader.init(chooseConfigFile(g_S_options.s_port, ""), g_i_debugMode);
+    machine.configFile = chooseConfigFile(g_S_options.s_port, "");
+    machine.reader.init(machine.configFile, g_i_debugMode);
     readConfiguration(machine);
     createTimers();
     initSMS(g_s_root_sms_path);

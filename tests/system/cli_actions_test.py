@@ -394,6 +394,7 @@ class TwoSlots(unittest.TestCase):
 
     def setUp(self):
         freshHost()
+        SYSLOG.unlink(missing_ok=True)
         self.slots = []
         for number, imei in ((1, "111111111111111"), (2, "222222222222222")):
             slot = Slot(number, {"identity": {"imei": imei}})
@@ -424,6 +425,22 @@ class TwoSlots(unittest.TestCase):
         raw = pathlib.Path("/tmp/at_cmd_out_raw")
         waitUntil(raw.exists, 20, lambda: "no answer")
         self.assertIn("Telit", raw.read_text())
+
+    def test_reload_whereNoLogCanBeRead_saysWhatBecameOfIt(self):
+        self.assertFalse(SYSLOG.exists())
+        path = "/etc/vuk/cellular2.conf"
+        result = cellslot("reload", "-p", "2")
+        self.assertEqual((result.status, result.out),
+                         (OK, f"slot 2: {path} is unchanged since it was read last, nothing to do\n"),
+                         result)
+        self.slots[1].configure(CM_MTU="1410")
+        result = cellslot("reload", "-p", "2")
+        self.assertEqual((result.status, result.out),
+                         (OK, f"slot 2: {path} is read, the modem is set up anew\n"), result)
+        pathlib.Path(path).write_bytes(b"#" * 131073)
+        result = cellslot("reload", "-p", "2")
+        self.assertEqual(result.status, FAILED, result)
+        self.assertIn("uses its defaults now", result.err)
 
     def test_doctor_accusesNobody(self):
         result = cellslot("doctor", "-q")

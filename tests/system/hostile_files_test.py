@@ -41,7 +41,7 @@ SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
 ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/var/log/wireless.serialno", "/var/log/wireless.mdn", "/var/log/carrier_list.json",
                "/etc/vuk/cellular_cpin.1", "/etc/vuk/cellular_cpin_new.1",
-               "/etc/vuk/cellular_puk.1", "/storage/vault")
+               "/etc/vuk/cellular_puk.1", "/storage/vault", "/run/cellslotd.1.config")
 PID_PLACE = "/run/cellslotd.1.pid"
 STORE_PLACES = tuple(f"/run/cellslot/skvs/{name}" for name in ("data.mdb", "lock.mdb", "open.lock"))
 MOUNTS = ("/tmp", "/var/log", "/etc/vuk", "/storage", "/run")
