@@ -121,7 +121,10 @@ void checkSim(const sSlotView& view) {
     if (status == "Not Present")
         view.add(eSeverity::ERROR, "sim_missing", "The modem finds no SIM card.",
                  "insert it; where the modem has two holders check CM_SIM_SLOT, it uses number " +
-                     printableLine(view.record.text("SIM_SLOT")));
+                     printableLine(view.record.text("SIM_SLOT")) +
+                     ". A modem whose #QSS mode is 2 seems to have none, too: cellslot doctor "
+                     "--ask-modem" +
+                     view.option());
     else if (status == "PIN Locked")
         addPinLocked(view);
     else if (status == "PUK Locked")

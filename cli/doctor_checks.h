@@ -48,6 +48,7 @@ tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkOverride(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkGps(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup);  // as far as published
 
 using tCheck = tFindings (*)(const sPlaces& places, const sSlotSetup& setup);
 

@@ -349,10 +349,8 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
     const auto has = [&](const char* action) { return actions.count(action) != 0; };
     if (has("reset") || has("usb") || (has("off") && has("on")))
         return {{eHealth::FINE, "power", std::string(SLOTS_FILE) + " says how it is switched", ""}};
-    return {{eHealth::NOTE, "power",
-             "a modem that hangs and does not take its restart command is not reset",
-             "one modem works without a line in " + std::string(SLOTS_FILE) +
-                 "; one that says how its power is switched mends this (host-tools.md)"}};
+    return {{eHealth::NOTE, "power", "a modem that hangs cannot be power-cycled",
+             "one modem works without; host-tools.md: " + std::string(SLOTS_FILE)}};
 }
 
 const std::vector<tCheck>& slotChecks() {

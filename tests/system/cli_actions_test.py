@@ -442,6 +442,25 @@ class TwoSlots(unittest.TestCase):
         self.assertEqual(result.status, FAILED, result)
         self.assertIn("uses its defaults now", result.err)
 
+    def test_doctor_asksTheModem_andNamesWhatItsHabitsNeed(self):
+        self.slots[0].order(op="set", sim={"iccid": "8949020000012345678F"})
+        self.assertEqual(cellslot("at", "AT#QSS=2", "-p", "1").status, OK)
+        self.slots[0].waitFor("_SIM_STATUS", "Not Present")
+        self.assertIn("cellslot doctor --ask-modem -p 1",
+                      " ".join(cellslot("status", "-p", "1").out.split()))
+        result = cellslot("doctor", "-q", "-p", "1")
+        self.assertIn("#QSS mode is 2, which hides it\n", result.out)
+        result = cellslot("doctor", "-q", "--ask-modem", "-p", "1")
+        self.assertEqual(result.status, FAILED, result)
+        self.assertIn("  BROKEN  sim        the modem's #QSS mode is 2", result.out)
+        self.assertIn("-> cellslot at AT#QSS=0 -p 1; to keep it: cellslot at 'AT&W0' -p 1\n",
+                      result.out)
+        self.assertIn("8949020000012345678F has more than digits", result.out)
+        for command in ("AT#QSS=0", "AT&W0"):
+            self.assertEqual(cellslot("at", command, "-p", "1").status, OK)
+        self.slots[0].waitFor("_SIM_STATUS", "Available")
+        self.assertIn("ICCID not shown", cellslot("status", "-p", "1").out)
+
     def test_doctor_accusesNobody(self):
         result = cellslot("doctor", "-q")
         self.assertEqual((result.status, result.err), (OK, ""), result)
