@@ -79,7 +79,7 @@ cFailure noAnswer(bool isTaken) {
         return {eExitStatus::TIMED_OUT, "the daemon took the command, but does not answer"};
     return {eExitStatus::TIMED_OUT,
             "the daemon did not take the command, and it was not sent; it looks for commands only "
-            "while the modem is set up, cellslot status tells"};
+            "while the modem is set up, cellslot status shows how it is"};
 }
 
 }  // namespace

@@ -69,7 +69,7 @@ cFailure unreadable(const std::string& path) {
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT)
         return {eExitStatus::FAILED, "there is no " + path +
                                          "; without one the daemon starts no data connection, "
-                                         "cellslot.conf(5) tells what to write"};
+                                         "cellslot.conf(5) says what to write"};
     if (access(path.c_str(), R_OK) != 0) return systemFailure("read " + path, errno);
     return {eExitStatus::FAILED,
             path + " is no file, or longer than 128 KB: for the daemon it is missing"};

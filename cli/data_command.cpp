@@ -107,7 +107,7 @@ void run(sCliContext& context, const sDataOptions& options) {
     if (!done && options.timeoutS != 0)
         throw cFailure(eExitStatus::TIMED_OUT, "not reached within " +
                                                    std::to_string(options.timeoutS) +
-                                                   " s; cellslot status tells how far it is");
+                                                   " s; cellslot status shows how far it is");
 }
 
 }  // namespace

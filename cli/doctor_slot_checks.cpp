@@ -61,7 +61,7 @@ sFinding portAt(const sPlaces& places, const std::string& subject, const std::st
 sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
     const std::string name = processName(places, pid);
     const std::string mend = name == "ModemManager" ? "systemctl mask --now ModemManager"
-                                                    : "end it, or tell it to leave the port alone";
+                                                    : "end it, or have it leave the port alone";
     return {eHealth::BROKEN, "port",
             device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
 }
@@ -264,7 +264,7 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
     const sConfigReport report = checkConfig(path);
     if (!report.readable)
         return {{eHealth::BROKEN, "config", path + " is missing or cannot be read: no data",
-                 "write it; cellslot.conf(5) tells how"}};
+                 "write it; cellslot.conf(5) says how"}};
     tFindings findings;
     struct stat info {};
     if (stat(path.c_str(), &info) == 0 && (info.st_mode & 022) != 0)

@@ -33,7 +33,7 @@ const sRow CONNECT_ERRORS[] = {
     {eERROR_DEVICE_NETWORK_NOT_ATTACHED, "the network does not let the modem attach for data", CHECK_SUBSCRIPTION},
     {eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE, "the network refuses the session (context activation failed)", CHECK_APN},
     {eERROR_DEVICE_PDP_CONTEXT_NOT_ACTIVE, "the network dropped the session at once", CHECK_APN},
-    {eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR, "the modem does not tell its addresses", WAIT_FOR_IT},
+    {eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR, "the modem does not give its addresses", WAIT_FOR_IT},
     {eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE, "the network gave no address that can be used", "check CM_IPFAMILY and CM_APN: a network may have IPv6 only, or a mask of 255.255.255.255, which cannot be used (cellslot doctor --ask-modem)"},
     {eERROR_DEVICE_NMC_DATA_SET_ERROR, "the modem refuses its network mode", WAIT_FOR_IT},
     {eERROR_DEVICE_RAW_DATA_SET_ERROR, "the modem refuses to pass data to the host", WAIT_FOR_IT},

@@ -75,7 +75,7 @@ std::string reasonInLog(const std::vector<cDaemonLog>& logs) {
             if (!line.empty()) return printableLine(line.substr(line.find(reason)));
         }
     }
-    return "the system log tells why (look for cellslotd)";
+    return "the system log says why (look for cellslotd)";
 }
 
 void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeoutS,
@@ -207,7 +207,7 @@ void addSend(CLI::App& sms, sCliContext& context) {
         "Examples:\n"
         "  cellslot sms send +12025550123 'Pump 3 stopped'\n"
         "  df -h / | cellslot sms send --wait 72345 -\n"
-        "A text that begins with - goes behind --:  cellslot sms send 72345 -- -3C");
+        "A text that begins with - goes after --:  cellslot sms send 72345 -- -3C");
     command->callback([options, &context] { send(context, *options); });
 }
 

@@ -100,7 +100,7 @@ void addStatusCommand(CLI::App& app, sCliContext& context) {
     command->add_flag("--metrics", options->metrics, "for Prometheus, in its text format")
         ->excludes(json);
     command->footer(
-        "One slot is shown in full, several in a table. What is wrong stands first,\n"
+        "One slot is shown in full, several in a table. What is wrong comes first,\n"
         "with what to do about it.\n\n"
         "Examples:\n"
         "  cellslot status\n"
