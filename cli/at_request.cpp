@@ -10,15 +10,22 @@
 #include "cli/draft_file.h"
 #include "cli/failure.h"
 #include "cli/printable_text.h"
+#include "cli/slot_option.h"
 #include "cli/system_failure.h"
+#include "cli/waiting.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
 
 namespace {
 
 constexpr const char* FOLDER = "/tmp";
-constexpr const char* REQUEST = "/tmp/at_cmd_in";
-constexpr const char* ANSWER = "/tmp/at_cmd_out_raw";
+constexpr const char* REQUEST = "/tmp/at_cmd_in.";
+constexpr const char* ANSWER = "/tmp/at_cmd_out_raw.";
+
+// A poll of the modem and everything that it does before it looks for requests.
+constexpr unsigned PICK_UP_S = 45;
+// The commands of the poll that may come between.
+constexpr unsigned ANSWER_MARGIN_S = 5;
 
 constexpr const char* TIMEOUT_SEPARATOR = "::";
 constexpr size_t REQUEST_MAX = 512;     // what the daemon reads
@@ -57,6 +64,24 @@ void requireNoRequest(const std::string& path) {
                                             "; try again, or remove it when nobody wants it");
 }
 
+uid_t userOf(const sPlaces& places, int pid) {
+    struct stat info {};
+    const std::string path = places.at("/proc/" + std::to_string(pid));
+    if (stat(path.c_str(), &info) != 0) throw systemFailure("look at " + path, errno);
+    return info.st_uid;
+}
+
+cFailure noAnswer(bool isTaken) {
+    if (cInterruption::signalSeen() != 0)
+        return {eExitStatus::FAILED, isTaken ? "interrupted; the command was sent nevertheless"
+                                             : "interrupted; the command was not sent"};
+    if (isTaken)
+        return {eExitStatus::TIMED_OUT, "the daemon took the command, but does not answer"};
+    return {eExitStatus::TIMED_OUT,
+            "the daemon did not take the command, and it was not sent; it looks for commands only "
+            "while the modem is set up, cellslot status shows how it is"};
+}
+
 }  // namespace
 
 std::string atRequest(const std::string& command, unsigned timeoutS) {
@@ -77,8 +102,11 @@ std::string atRequest(const std::string& command, unsigned timeoutS) {
     return request;
 }
 
-cAtRequest::cAtRequest(const sPlaces& places, const std::string& request, uid_t daemonUser)
-    : m_requestPath(places.at(REQUEST)), m_answerPath(places.at(ANSWER)), m_daemonUser(daemonUser) {
+cAtRequest::cAtRequest(const sPlaces& places, int slot, const std::string& request,
+                       uid_t daemonUser)
+    : m_requestPath(places.at(REQUEST + std::to_string(slot))),
+      m_answerPath(places.at(ANSWER + std::to_string(slot))),
+      m_daemonUser(daemonUser) {
     requireNoRequest(m_requestPath);
     lstat(m_answerPath.c_str(), &m_oldAnswer);
     cDraftFile draft(places.at(FOLDER), REQUEST_MODE);
@@ -104,6 +132,19 @@ bool cAtRequest::readAnswer(std::string& answer) const {
     if (!S_ISREG(info.st_mode) || info.st_uid != m_daemonUser) return false;
     if (isSameFile(info, m_oldAnswer)) return false;
     return readFile2StringNoFollow(m_answerPath, answer, ANSWER_MAX);
+}
+
+std::string askModem(const sPlaces& places, int slot, const std::string& request,
+                     unsigned answerS) {
+    const int pid = requireDaemon(places, slot);
+    const cInterruption interruption;
+    const cAtRequest waiting(places, slot, request, userOf(places, pid));
+    waitFor(PICK_UP_S, [&] { return waiting.isTaken(); });
+    std::string answer;
+    const unsigned restS = waiting.isTaken() ? answerS + ANSWER_MARGIN_S : 0;
+    if (!waitFor(restS, [&] { return waiting.readAnswer(answer); }))
+        throw noAnswer(waiting.isTaken());
+    return answer;
 }
 
 std::string atOutput(const std::string& answer, const std::string& command) {

@@ -7,8 +7,8 @@
 
 #include "cli/places.h"
 
-// One AT command through the daemon: a request file in /tmp, which everybody may write to, answered
-// by a file beside it.
+// AT commands through the daemon of one slot: a request file in /tmp, which everybody may write to,
+// answered by a file beside it. Their names carry the slot, so no other slot's daemon takes it.
 
 constexpr unsigned AT_TIMEOUT_MIN_S = 1;
 constexpr unsigned AT_TIMEOUT_MAX_S = 31;
@@ -22,7 +22,7 @@ class cAtRequest {
   public:
     // daemonUser: who writes the answer; a file of anybody else is none. Throws cFailure when
     // another request is waiting.
-    cAtRequest(const sPlaces& places, const std::string& request, uid_t daemonUser);
+    cAtRequest(const sPlaces& places, int slot, const std::string& request, uid_t daemonUser);
     ~cAtRequest();
     cAtRequest(const cAtRequest&) = delete;
     cAtRequest& operator=(const cAtRequest&) = delete;
@@ -39,6 +39,10 @@ class cAtRequest {
     struct stat m_request {};
     struct stat m_oldAnswer {};  // all 0 when there was none
 };
+
+// Hands a request to the slot's daemon and waits for what the modem sends; answerS: how long its
+// commands may take. Throws cFailure without a daemon or an answer.
+std::string askModem(const sPlaces& places, int slot, const std::string& request, unsigned answerS);
 
 enum class eAtResult { OK, ERROR, TIMEOUT };
 

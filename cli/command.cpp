@@ -40,19 +40,30 @@ std::string unknownSubcommand(const CLI::App& command) {
            (meant.empty() ? "" : "; is " + meant + " meant?");
 }
 
-eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, std::ostream& err) {
-    const CLI::App& command = lastFollowed(app);
-    const std::string unknown = unknownSubcommand(command);
-    err << "cellslot: " << (unknown.empty() ? error.what() : unknown) << " (see " << nameOf(command)
-        << " --help)\n";
-    return eExitStatus::USAGE;
-}
-
-// What was asked for and could not be printed was not told.
+// What was asked for and could not be printed was not shown.
 eExitStatus printed(sCliContext& context, std::ostream& err) {
     if (context.out.flush()) return context.exitStatus;
     err << "cellslot: the output cannot be written; is there room for it?\n";
     return eExitStatus::FAILED;
+}
+
+// Only the words before a subcommand were given.
+bool isIncomplete(const CLI::App& command) {
+    return command.get_require_subcommand_min() != 0 && command.remaining().empty() &&
+           command.get_subcommands().empty();
+}
+
+eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, sCliContext& context,
+                       std::ostream& err) {
+    const CLI::App& command = lastFollowed(app);
+    const std::string unknown = unknownSubcommand(command);
+    if (isIncomplete(command) && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        context.out << app.help();
+        return printed(context, err) == eExitStatus::OK ? eExitStatus::USAGE : eExitStatus::FAILED;
+    }
+    err << "cellslot: " << (unknown.empty() ? error.what() : unknown) << " (see " << nameOf(command)
+        << " --help)\n";
+    return eExitStatus::USAGE;
 }
 
 }  // namespace
@@ -80,10 +91,12 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
         app.parse(argc, argv);
         return printed(context, err);
     } catch (const CLI::Success& help) {
+        if (!unknownSubcommand(lastFollowed(app)).empty())
+            return usageError(help, app, context, err);
         app.exit(help, context.out, err);
         return printed(context, err);
     } catch (const CLI::ParseError& error) {
-        return usageError(error, app, err);
+        return usageError(error, app, context, err);
     } catch (const cFailure& failure) {
         err << "cellslot: " << failure.what() << "\n";
         return failure.status;

@@ -16,7 +16,9 @@ struct sCliContext {
     eExitStatus exitStatus = eExitStatus::OK;  // set by a subcommand that ran to its end
 };
 
-// Runs the command line; errors go to err as "cellslot: ..." on one line.
+// Runs the command line; errors go to err as "cellslot: ..." on one line. Every subcommand adds
+// itself to the application, with its options and a callback; a callback throws cFailure for what
+// ends it early.
 eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context, std::ostream& err);
 
 #endif

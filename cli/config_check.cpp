@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 #include <map>
 
-#include "cli/display_text.h"
 #include "cli/misspelling.h"
 #include "cli/silent_reader.h"
 #include "config/config_keys.h"
@@ -19,15 +19,15 @@ namespace {
 constexpr size_t CONFIG_FILE_MAX = 131072;
 constexpr const char* USUAL_BEGINNING = "CM_";
 constexpr const char* MASKED = "****";
-// In the reader's lines a longer value would hide the reason that stands behind it.
-constexpr size_t REASON_VALUE_MAX = 200;
+constexpr size_t CREDENTIAL_MAX = 63;
 constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+
+using tFindingList = std::vector<sConfigFinding>;
 
 // ---- the reader, listened to
 
 class cListeningReader : public cSilentReader {
   public:
-    std::map<std::string, std::vector<std::string>> lines;  // by key
     std::map<std::string, std::string> entries;
     std::vector<std::string> keysRead;
 
@@ -35,11 +35,6 @@ class cListeningReader : public cSilentReader {
     void startKey(const sConfigKey& key) override {
         cSilentReader::startKey(key);
         keysRead.emplace_back(key.name);
-    }
-
-    void writeLine(uint64_t category, const std::string& line) override {
-        if (category != eLOG_NOTICE || keysRead.empty()) return;
-        lines[keysRead.back()].push_back(cleanBeginEndWhiteSpace(blankControlCharacters(line)));
     }
 
     cTextLookupTable loadTable() override {
@@ -158,67 +153,129 @@ bool isWithoutValue(const sConfigKey& key, const std::string& written) {
 
 // ---- reasons
 
-// A key that is fine by itself is undone by one that is read behind it.
-const char* undoneBy(const std::string& key) {
-    if (key == "CM_OPERATOR_MODE") return "CM_OPERATOR";
-    if (key == CM_USERNAME) return CM_PASSWORD;
-    if (key == CM_BAND_MODE || key == "CM_3G_BAND") return "CM_4G_BAND";
-    return nullptr;
+std::string canonicalEntry(const cListeningReader& reader, const std::string& key) {
+    const auto entry = reader.entries.find(key);
+    return entry == reader.entries.end() ? "" : canonical(key, entry->second);
 }
 
-// The reader's lines show a password between quotes, and a long one may be cut.
-std::string withoutPassword(const std::string& line) {
-    const size_t first = line.find('\'');
-    if (first == std::string::npos) return line;
-    const size_t last = line.rfind('\'');
-    return line.substr(0, first + 1) + MASKED + (last == first ? "" : line.substr(last));
+bool isCredential(const std::string& value) {
+    return !value.empty() && value.size() <= CREDENTIAL_MAX &&
+           blankControlCharacters(value) == value;
 }
 
-std::string reasonFor(const sConfigKey& key, const cListeningReader& reader) {
-    const auto linesOf = [&](const char* name) {
-        const auto found = reader.lines.find(name);
-        std::vector<std::string> lines =
-            found == reader.lines.end() ? std::vector<std::string>() : found->second;
-        if (strcmp(name, CM_PASSWORD) == 0)
-            std::transform(lines.begin(), lines.end(), lines.begin(), withoutPassword);
-        return joined(lines, "; ");
-    };
-    const char* other = undoneBy(key.name);
-    const std::string otherLines = other == nullptr ? "" : linesOf(other);
-    const std::string lines = otherLines.empty() ? linesOf(key.name) : otherLines;
-    return lines.empty() ? std::string("must be ") + key.accepted : lines;
+bool isOneOf(const std::string& value, std::initializer_list<const char*> words) {
+    return std::find(words.begin(), words.end(), value) != words.end();
+}
+
+bool isManual(const std::string& value) {
+    return isOneOf(value, {"1", "4"});
+}
+
+// A value that is fine by itself, and what else it needs.
+struct sNeedRow {
+    const char* key;
+    bool (*isFine)(const std::string& value);
+    const char* need;
+};
+
+constexpr const char* BOTH_BANDS =
+    "manual needs CM_3G_BAND and CM_4G_BAND, and one is missing or not accepted";
+
+const sNeedRow NEEDS[] = {
+    {"CM_OPERATOR_MODE", isManual, "1 and 4 need CM_OPERATOR, which is missing or not accepted"},
+    {CM_USERNAME, isCredential, "CM_PASSWORD is not accepted, and the two are used together"},
+    {CM_PASSWORD, isCredential, "it needs CM_USERNAME, which is missing or not accepted"},
+    {"CM_AUTH_TYPE", [](const std::string& value) { return value == "off"; },
+     "off is for a file without CM_USERNAME and CM_PASSWORD"},
+    {"CM_AUTH_TYPE",
+     [](const std::string& value) {
+         return isOneOf(value, {"pap", "chap"});
+     },
+     "pap and chap need CM_USERNAME and CM_PASSWORD"},
+    {CM_BAND_MODE, [](const std::string& value) { return value == "manual"; }, BOTH_BANDS},
+    {"CM_3G_BAND",
+     [](const std::string& value) {
+         return value.size() == 1 && value[0] >= '0' && value[0] <= '7';
+     },
+     BOTH_BANDS},
+};
+
+// Of a list with a wrong entry the bands before it count; without CM_3G_BAND none does.
+std::string needOfBands(tOptions options) {
+    return options.bandMode == eBAND_MODE_MANUAL ? "the list ends before its first wrong entry"
+                                                 : BOTH_BANDS;
+}
+
+// The other key without which this one's value does not count, "" when the value is at fault.
+std::string needOf(const sConfigKey& key, const std::string& written, tOptions options) {
+    if (strcmp(key.name, "CM_4G_BAND") == 0) return needOfBands(options);
+    const std::string value = key.read == eConfigRead::RAW ? written : canonical(key.name, written);
+    for (const sNeedRow& row : NEEDS)
+        if (strcmp(row.key, key.name) == 0 && row.isFine(value)) return row.need;
+    return "";
+}
+
+bool isQuoted(const std::string& value) {
+    return value.size() > 1 && value.front() == value.back() &&
+           (value.front() == '"' || value.front() == '\'');
+}
+
+// Where a comment begins as a shell would have it: a # at the start or after a blank.
+size_t commentIn(const std::string& value) {
+    for (size_t at = value.find('#'); at != std::string::npos; at = value.find('#', at + 1))
+        if (at == 0 || value[at - 1] == ' ' || value[at - 1] == '\t') return at;
+    return std::string::npos;
+}
+
+// What a shell would take away, and this file does not.
+std::vector<std::string> misreadings(const std::string& written) {
+    std::vector<std::string> lines;
+    const std::string bare = cleanBeginEndWhiteSpace(written);
+    const size_t comment = commentIn(bare);
+    if (isQuoted(cleanBeginEndWhiteSpace(bare.substr(0, comment))))
+        lines.emplace_back("the quotes count as part of the value: write it without them");
+    if (comment != std::string::npos)
+        lines.emplace_back(
+            "the # and what follows count as part of the value: a comment needs a "
+            "line of its own");
+    if (blankControlCharacters(bare) != bare)
+        lines.emplace_back("it has control characters: type it anew");
+    return lines;
 }
 
 bool isUnused(const sConfigKey& key, const cListeningReader& reader) {
     const auto& read = reader.keysRead;
     if (std::find(read.begin(), read.end(), key.name) == read.end()) return true;
     // Read, but not looked at.
-    return strcmp(key.name, "CM_OPERATOR") == 0 && reader.lines.count(key.name) == 0;
+    return strcmp(key.name, "CM_OPERATOR") == 0 &&
+           !isManual(canonicalEntry(reader, "CM_OPERATOR_MODE"));
 }
 
 // ---- one key
+
+constexpr const char* NO_VALUE = "nothing follows the = in the file";
+
+std::string masked(const sConfigKey& key, const std::string& value) {
+    return strcmp(key.name, CM_PASSWORD) == 0 && !value.empty() ? MASKED : value;
+}
 
 sConfigKeyReport reportKey(const sConfigKey& key, const cListeningReader& reader,
                            tOptions options) {
     const auto entry = reader.entries.find(key.name);
     const std::string written = entry == reader.entries.end() ? "" : entry->second;
     const std::string inForce = inForceText(key.name, options);
-    sConfigKeyReport report = {key.name, eConfigVerdict::TAKEN, written, inForce, ""};
+    sConfigKeyReport report = {key.name, eConfigVerdict::TAKEN, masked(key, written),
+                               masked(key, inForce), ""};
     if (isWithoutValue(key, written)) {
         report.verdict = eConfigVerdict::DEFAULT;
-        if (entry != reader.entries.end()) report.reason = "nothing behind the = in the file";
+        if (entry != reader.entries.end()) report.reason = NO_VALUE;
     } else if (isUnused(key, reader)) {
         report.verdict = eConfigVerdict::NOT_USED;
         report.reason = strcmp(key.name, "CM_OPERATOR") == 0 ? "CM_OPERATOR_MODE is not 1 or 4"
                                                              : "CM_BAND_MODE is not manual";
     } else if (!isTaken(key, written, inForce)) {
         report.verdict = eConfigVerdict::REFUSED;
-        report.reason = written.size() > REASON_VALUE_MAX ? std::string("must be ") + key.accepted
-                                                          : reasonFor(key, reader);
-    }
-    if (strcmp(key.name, CM_PASSWORD) == 0) {
-        if (!report.written.empty()) report.written = MASKED;
-        if (!report.inForce.empty()) report.inForce = MASKED;
+        report.reason = needOf(key, written, options);
     }
     return report;
 }
@@ -243,82 +300,96 @@ std::string keyMeant(const std::string& key) {
 
 std::string unknownKey(const std::string& key) {
     const std::string meant = keyMeant(key);
-    std::string begin = "unknown key '" + blankControlCharacters(key) + "' is passed over";
+    std::string begin = "unknown key '" + blankControlCharacters(key) + "', not used";
     if (meant.empty()) return begin;
     if (stringUpper(key) == meant) return begin + "; keys are written in capitals: " + meant;
     return begin + "; is " + meant + " meant?";
 }
 
+// The first line of each key.
+using tLineNumbers = std::map<std::string, int>;
+
 // The rules of the reader's table, line by line.
-void judgeLine(const std::string& line, const std::string& place,
-               std::map<std::string, std::string>& seen, std::vector<std::string>& problems) {
+void judgeLine(const std::string& line, int number, tLineNumbers& seen, tFindingList& findings) {
     const std::string text = cleanBeginEndWhiteSpace(line);
     if (text.empty() || startsWith(text, "#")) return;
     const size_t split = text.find('=');
     if (split == std::string::npos) {
-        problems.push_back(place + ": no = in it, the line is passed over");
+        findings.push_back({number, "there is no = in it, so it is not used", {}});
         return;
     }
     const std::string key = cleanBeginEndWhiteSpace(text.substr(0, split));
-    const auto first = seen.emplace(key, place);
+    const auto first = seen.emplace(key, number);
     if (!first.second)
-        problems.push_back(place + ": " + blankControlCharacters(key) + " once more, only " +
-                           first.first->second + " counts");
+        findings.push_back({number,
+                            blankControlCharacters(key) + " a second time, only line " +
+                                std::to_string(first.first->second) + " counts",
+                            {}});
     else if (!isKnown(key))
-        problems.push_back(place + ": " + unknownKey(key));
+        findings.push_back({number, unknownKey(key), {}});
 }
 
-std::vector<std::string> judgeLines(const std::string& path) {
-    std::vector<std::string> problems;
+tLineNumbers judgeLines(const std::string& path, tFindingList& findings) {
+    tLineNumbers seen;
     std::string content;
-    if (!readFile2String(path, content, CONFIG_FILE_MAX)) return problems;
+    if (!readFile2String(path, content, CONFIG_FILE_MAX)) return seen;
     if (startsWith(content, BYTE_ORDER_MARK)) content.erase(0, strlen(BYTE_ORDER_MARK));
-    std::map<std::string, std::string> seen;
     int number = 0;
     for (const std::string& line : tokenstr(content, '\n', eEmptyTokens::KEEP))
-        judgeLine(line, "line " + std::to_string(++number), seen, problems);
-    return problems;
+        judgeLine(line, ++number, seen, findings);
+    return seen;
 }
 
-// They go into a command of the modem, in which these end the value.
-void judgeCredentials(tOptions options, std::vector<std::string>& problems) {
-    if (options.username.find(',') != std::string::npos)
-        problems.emplace_back("CM_USERNAME has a comma, which ends it on its way to the modem");
-    if (options.password.find(',') != std::string::npos)
-        problems.emplace_back("CM_PASSWORD has a comma, which ends it on its way to the modem");
+bool isCredentialKey(const sConfigKey& key) {
+    return strcmp(key.name, CM_USERNAME) == 0 || strcmp(key.name, CM_PASSWORD) == 0;
 }
 
-bool isQuoted(const std::string& value) {
-    return value.size() > 1 && value.front() == value.back() &&
-           (value.front() == '"' || value.front() == '\'');
+// What is used as written is also used with what somebody did not mean.
+std::vector<std::string> doubtsAbout(const sConfigKey& key, const std::string& written) {
+    std::vector<std::string> lines;
+    if (key.read != eConfigRead::RAW) return lines;
+    lines = misreadings(written);
+    if (cleanBeginEndWhiteSpace(written) != written)
+        lines.emplace_back("the blanks at its ends count as part of the value");
+    // It goes into a command of the modem, in which a comma ends it.
+    if (isCredentialKey(key) && written.find(',') != std::string::npos)
+        lines.emplace_back("the comma ends it on its way to the modem");
+    return lines;
 }
 
-// What is used as written is also used with what a shell would take away, and on the screen neither
-// a blank at the end nor anything of a password can be seen.
-void judgeRawValue(const std::string& key, const std::string& written,
-                   std::vector<std::string>& problems) {
-    const std::string bare = cleanBeginEndWhiteSpace(written);
-    if (bare != written)
-        problems.push_back(key + " has blanks at its ends, which belong to the value");
-    if (isQuoted(bare)) problems.push_back(key + " has quotes, which belong to the value");
+std::vector<std::string> refusal(const sConfigKey& key, const sConfigKeyReport& report,
+                                 const std::string& written) {
+    std::vector<std::string> lines;
+    lines.push_back(std::string("allowed: ") + key.accepted);
+    lines.push_back("taken instead: " + (report.inForce.empty() ? "(none)" : report.inForce));
+    if (!report.reason.empty()) lines.push_back(report.reason);
+    for (const std::string& line : misreadings(written))
+        lines.push_back(line);
+    return lines;
 }
 
-void judgeRawValues(const sConfigReport& report, const cListeningReader& reader,
-                    std::vector<std::string>& problems) {
-    for (size_t i = 0; i < report.keys.size(); ++i)
-        if (configKeys()[i].read == eConfigRead::RAW &&
-            report.keys[i].verdict == eConfigVerdict::TAKEN)
-            judgeRawValue(report.keys[i].key, reader.entries.at(report.keys[i].key), problems);
+void judgeKey(const sConfigKey& key, const sConfigKeyReport& report, const std::string& written,
+              int line, tFindingList& findings) {
+    std::vector<std::string> details;
+    if (report.verdict == eConfigVerdict::REFUSED) details = refusal(key, report, written);
+    if (report.verdict == eConfigVerdict::TAKEN) details = doubtsAbout(key, written);
+    if (details.empty()) return;
+    const std::string shown = strcmp(key.name, CM_PASSWORD) == 0 ? MASKED : written;
+    findings.push_back({line, std::string(key.name) + " is '" + shown + "'", details});
+}
+
+void judgeKeys(const cListeningReader& reader, const tLineNumbers& lines, sConfigReport& report) {
+    for (size_t i = 0; i < report.keys.size(); ++i) {
+        const sConfigKey& key = configKeys()[i];
+        const auto entry = reader.entries.find(key.name);
+        const auto line = lines.find(key.name);
+        if (entry != reader.entries.end())
+            judgeKey(key, report.keys[i], entry->second, line == lines.end() ? 0 : line->second,
+                     report.findings);
+    }
 }
 
 }  // namespace
-
-size_t sConfigReport::findings() const {
-    const auto refused = std::count_if(keys.begin(), keys.end(), [](const sConfigKeyReport& key) {
-        return key.verdict == eConfigVerdict::REFUSED;
-    });
-    return static_cast<size_t>(refused) + problems.size();
-}
 
 sConfigReport checkConfig(const std::string& path) {
     cListeningReader reader;
@@ -329,8 +400,9 @@ sConfigReport checkConfig(const std::string& path) {
     if (!report.readable) return report;
     for (const sConfigKey& key : configKeys())
         report.keys.push_back(reportKey(key, reader, options));
-    report.problems = judgeLines(path);
-    judgeRawValues(report, reader, report.problems);
-    judgeCredentials(options, report.problems);
+    judgeKeys(reader, judgeLines(path, report.findings), report);
+    std::stable_sort(
+        report.findings.begin(), report.findings.end(),
+        [](const sConfigFinding& a, const sConfigFinding& b) { return a.line < b.line; });
     return report;
 }

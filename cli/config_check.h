@@ -19,15 +19,20 @@ struct sConfigKeyReport {
     eConfigVerdict verdict;
     std::string written;
     std::string inForce;
-    std::string reason;  // for what is not taken; "" for a default: not in the file
+    std::string reason;  // what else it depends on; "" for a key that is not in the file
+};
+
+// A line that is not used as its writer is likely to have meant it.
+struct sConfigFinding {
+    int line;                          // the first is 1
+    std::string what;                  // "CM_MTU is '9000'"
+    std::vector<std::string> details;  // what is allowed, what is taken instead, and why
 };
 
 struct sConfigReport {
     bool readable = false;
     std::vector<sConfigKeyReport> keys;
-    std::vector<std::string> problems;  // of the file itself: unknown keys and the like
-
-    size_t findings() const;  // refused values and problems
+    std::vector<sConfigFinding> findings;  // in the order of their lines
 };
 
 sConfigReport checkConfig(const std::string& path);

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <ostream>
@@ -19,6 +20,7 @@ namespace {
 constexpr size_t KEY_WIDTH = 21;
 // Of what the file holds: more than any value that is taken, and no line fills the screen.
 constexpr size_t SHOWN_MAX = 300;
+constexpr size_t FINDINGS_MAX = 50;
 
 struct sConfigOptions {
     std::string file;
@@ -30,33 +32,44 @@ std::string shown(const std::string& text) {
     return cutTo(printableLine(text), SHOWN_MAX);
 }
 
-void printKey(std::ostream& out, const sConfigKeyReport& key) {
-    const std::string value = key.inForce.empty() ? "(none)" : shown(key.inForce);
+void printFindings(std::ostream& out, const std::vector<sConfigFinding>& findings) {
+    const size_t count = std::min(findings.size(), FINDINGS_MAX);
+    for (size_t i = 0; i < count; ++i) {
+        out << "! line " << findings[i].line << ": " << shown(findings[i].what) << "\n";
+        for (const std::string& detail : findings[i].details)
+            out << "    " << shown(detail) << "\n";
+    }
+    if (findings.size() > count) out << "! and " << findings.size() - count << " more\n";
+}
+
+// Why it is in force, where that is not what the file says.
+std::string origin(const sConfigKeyReport& key) {
     const std::string written = "'" + shown(key.written) + "'";
-    const std::string reason = shown(key.reason);
-    out << "  " << fitTo(key.key, KEY_WIDTH) << value;
     switch (key.verdict) {
         case eConfigVerdict::TAKEN:
-            out << "\n";
-            return;
+            return "";
         case eConfigVerdict::DEFAULT:
-            out << "   (default" << (reason.empty() ? "" : ": ") << reason << ")\n";
-            return;
+            return "default" + (key.reason.empty() ? "" : ": " + shown(key.reason));
         case eConfigVerdict::NOT_USED:
-            out << "   (" << written << " is not used: " << reason << ")\n";
-            return;
+            return written + " is not used: " + shown(key.reason);
         case eConfigVerdict::REFUSED:
-            out << "\n! " << fitTo("", KEY_WIDTH) << "instead of " << written << ": " << reason
-                << "\n";
-            return;
+            return "instead of " + written;
     }
+    return "";
+}
+
+void printKey(std::ostream& out, const sConfigKeyReport& key) {
+    const std::string why = origin(key);
+    out << (key.verdict == eConfigVerdict::REFUSED ? "! " : "  ") << fitTo(key.key, KEY_WIDTH)
+        << (key.inForce.empty() ? "(none)" : shown(key.inForce))
+        << (why.empty() ? "" : "   (" + why + ")") << "\n";
 }
 
 cFailure unreadable(const std::string& path) {
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT)
         return {eExitStatus::FAILED, "there is no " + path +
                                          "; without one the daemon starts no data connection, "
-                                         "cellslot.conf(5) tells what to write"};
+                                         "cellslot.conf(5) says what to write"};
     if (access(path.c_str(), R_OK) != 0) return systemFailure("read " + path, errno);
     return {eExitStatus::FAILED,
             path + " is no file, or longer than 128 KB: for the daemon it is missing"};
@@ -68,14 +81,18 @@ void check(sCliContext& context, const sConfigOptions& options) {
                              : options.file;
     const sConfigReport report = checkConfig(path);
     if (!report.readable) throw unreadable(path);
+    const size_t count = report.findings.size();
+    if (count == 0 && options.quiet) return;
     context.out << path << "\n";
-    for (const sConfigKeyReport& key : report.keys)
-        if (!options.quiet || key.verdict == eConfigVerdict::REFUSED) printKey(context.out, key);
-    for (const std::string& problem : report.problems)
-        context.out << "! " << shown(problem) << "\n";
-    const size_t findings = report.findings();
-    if (findings == 0) return;
-    context.out << std::to_string(findings) << (findings == 1 ? " finding\n" : " findings\n");
+    printFindings(context.out, report.findings);
+    if (!options.quiet)
+        for (const sConfigKeyReport& key : report.keys)
+            printKey(context.out, key);
+    if (count == 0) {
+        context.out << "ok: nothing to correct\n";
+        return;
+    }
+    context.out << count << (count == 1 ? " finding\n" : " findings\n");
     context.exitStatus = eExitStatus::FAILED;
 }
 
@@ -88,12 +105,12 @@ void addConfigCommand(CLI::App& app, sCliContext& context) {
     CLI::App* command = config->add_subcommand("check", "Show what the daemon makes of each key.");
     const auto options = std::make_shared<sConfigOptions>();
     command->add_option("FILE", options->file, "the file [that of the slot]")->type_name("");
-    command->add_flag("-q,--quiet", options->quiet, "show findings only");
+    command->add_flag("-q,--quiet", options->quiet, "show findings, or nothing");
     addSlotOption(*command, options->slot);
     command->footer(
-        "Lines with ! are findings: values that are not taken, or taken with quotes or\n"
-        "outer blanks; keys that are unknown or there twice. Passwords are not shown.\n"
-        "Exit status 1 when there is a finding.\n"
+        "Findings have !: values that are not taken, or taken with quotes, blanks or a\n"
+        "comment; keys that are unknown or repeated. No passwords are shown. Exit\n"
+        "status 1 when there is a finding; -q then shows no more, and nothing if not.\n"
         "Examples:\n"
         "  cellslot config check new.conf && mv new.conf /etc/vuk/cellular1.conf\n"
         "  cellslot config check -q -p 2");

@@ -7,7 +7,7 @@
 
 #include "cli/places.h"
 
-// What a daemon says in the system log from now on. The daemon answers some requests there only.
+// What a daemon says in the system log from now on. Why a message could not be sent is only there.
 // Read from the log files that the host's syslog daemon writes; when they say nothing, from the
 // journal.
 class cDaemonLog {

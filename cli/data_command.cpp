@@ -6,6 +6,7 @@
 #include "cli/daemon_process.h"
 #include "cli/data_override.h"
 #include "cli/failure.h"
+#include "cli/no_daemon.h"
 #include "cli/plain_words.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
@@ -96,17 +97,17 @@ void run(sCliContext& context, const sDataOptions& options) {
     const int slot = chooseSlot(places, options.slot);
     const bool runs = runningDaemon(places, slot) != 0;
     setDataOverride(places, slot, word.value);
-    context.out << slotName(slot) << ": " << word.meaning << "\n" << std::flush;
     if (!runs)
         throw cFailure(eExitStatus::NO_DAEMON,
-                       "no daemon runs for " + slotName(slot) + "; this counts when it is started");
+                       noDaemonText(slot) + "; when it is started, " + word.meaning);
+    context.out << slotName(slot) << ": " << word.meaning << "\n" << std::flush;
     const eDataOverride goal = goalOf(places, slot, word.value);
     const bool done = waitFor(options.timeoutS, [&] { return isReached(places, slot, goal); });
     context.out << slotName(slot) << ": " << state(places, slot) << "\n";
     if (!done && options.timeoutS != 0)
         throw cFailure(eExitStatus::TIMED_OUT, "not reached within " +
                                                    std::to_string(options.timeoutS) +
-                                                   " s; cellslot status tells how far it is");
+                                                   " s; cellslot status shows how far it is");
 }
 
 }  // namespace

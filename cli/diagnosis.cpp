@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "cli/display_text.h"
+#include "cli/no_daemon.h"
 #include "cli/plain_words.h"
 #include "cli/printable_text.h"
 #include "cli/status_file.h"
@@ -32,29 +33,16 @@ bool isDataWanted(eCfgDataStatus value) {
            value != eCONF_DATA_CONNECT_TEMP_MODEM_OFF && value != eCONF_DATA_CONNECT_MODEM_OFF;
 }
 
-bool isPowerOff(eCfgDataStatus value) {
-    return value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF || value == eCONF_DATA_CONNECT_MODEM_OFF;
-}
-
-// A daemon whose modem is to be off ends at once when it is started.
-std::string howToStart(const sSlotReport& report) {
-    const std::string slot = itos(report.slot);
-    std::string start = "systemctl start cellslotd@" + slot;
-    if (report.data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF)
-        return "cellslot data auto -p " + slot + ", then: " + start;
-    if (report.data.value == eCONF_DATA_CONNECT_MODEM_OFF)
-        return "CM_ENABLE_INTERFACE=yes in " + report.data.configPath + ", then: " + start;
-    return start;
-}
-
 // ---- the source of it all: daemon and file ---------------------------------------------------
 
 void checkDaemon(const sSlotView& view) {
     if (view.report.daemonRuns) return;
     const std::string age = durationText(view.report.ageS.value_or(0));
     view.add(eSeverity::ERROR, "no_daemon",
-             "The daemon does not run; what stands here is its last word, " + age + " old.",
-             howToStart(view.report) + ", then look why it ended: journalctl -t cellslotd");
+             capitalized(noDaemonText(view.report.slot)) + "; these are the last known values, " +
+                 age + " old.",
+             howToStart(view.report.slot, view.report.data) +
+                 ", then look why it ended: journalctl -t cellslotd");
 }
 
 void checkAge(const sSlotView& view) {
@@ -62,7 +50,7 @@ void checkAge(const sSlotView& view) {
     const long long ageS = *view.report.ageS;
     if (view.report.isStale())
         view.add(eSeverity::ERROR, "stale",
-                 "The daemon runs but has told nothing for " + durationText(ageS) + ".",
+                 "The daemon runs, but there was no status update for " + durationText(ageS) + ".",
                  "it hangs, waits for a very long command, or cannot write to /var/log: cellslot "
                  "doctor" +
                      view.option() +
@@ -132,7 +120,10 @@ void checkSim(const sSlotView& view) {
     if (status == "Not Present")
         view.add(eSeverity::ERROR, "sim_missing", "The modem finds no SIM card.",
                  "insert it; where the modem has two holders check CM_SIM_SLOT, it uses number " +
-                     printableLine(view.record.text("SIM_SLOT")));
+                     printableLine(view.record.text("SIM_SLOT")) +
+                     ". A modem whose #QSS mode is 2 seems to have none, too: cellslot doctor "
+                     "--ask-modem" +
+                     view.option());
     else if (status == "PIN Locked")
         addPinLocked(view);
     else if (status == "PUK Locked")
@@ -268,7 +259,7 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
     if (isMissing && report.daemonRuns) {
         diagnosis.state = eSlotState::STARTING;
         diagnosis.problems.push_back(
-            {eSeverity::NOTE, "starting", "The daemon runs but has not told anything yet.",
+            {eSeverity::NOTE, "starting", "The daemon runs but has not written its status yet.",
              "right after a start that passes; later it cannot write to /var/log: cellslot doctor "
              "-p " +
                  slot});
@@ -276,10 +267,9 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
     }
     if (isMissing) {
         diagnosis.state = eSlotState::NO_DAEMON;
-        const std::string why =
-            isPowerOff(report.data.value) ? ", as is wanted: " + report.data.why : "";
-        diagnosis.problems.push_back(
-            {eSeverity::ERROR, "no_daemon", "No daemon runs" + why + ".", howToStart(report)});
+        diagnosis.problems.push_back({eSeverity::ERROR, "no_daemon",
+                                      capitalized(noDaemonReason(report)) + ".",
+                                      howToStart(report.slot, report.data)});
         return diagnosis;
     }
     diagnosis.problems.push_back(

@@ -1,6 +1,7 @@
 #include "cli/display_text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 
@@ -47,6 +48,11 @@ size_t displayWidth(const std::string& text) {
     for (const char byte : text)
         if (!isContinuation(static_cast<unsigned char>(byte))) ++width;
     return width;
+}
+
+std::string capitalized(std::string text) {
+    if (!text.empty()) text[0] = static_cast<char>(toupper(static_cast<unsigned char>(text[0])));
+    return text;
 }
 
 std::string cutTo(const std::string& text, size_t width) {

@@ -16,6 +16,8 @@ std::string withoutSecrets(const std::string& text);
 std::string joined(const std::vector<std::string>& parts, const std::string& separator = ", ");
 
 size_t displayWidth(const std::string& text);
+// "no daemon runs" as the beginning of a sentence.
+std::string capitalized(std::string text);
 // Cut to a width; a text that is cut ends in '~'.
 std::string cutTo(const std::string& text, size_t width);
 // Cut or filled with blanks to a width.

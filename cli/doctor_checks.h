@@ -24,10 +24,13 @@ struct sFinding {
 
 using tFindings = std::vector<sFinding>;
 
+// How the slots are wired.
+constexpr const char* SLOTS_FILE = "/etc/cellslot/slots.conf";
+
 // Of the host, whatever the slot.
 tFindings checkShell(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkTools(const sPlaces& places, const sSlotSetup& setup);
-tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkSlotsFile(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkSpace(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkClock(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkBoot(const sPlaces& places, const sSlotSetup& setup);
@@ -44,6 +47,8 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkOverride(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkGps(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup);  // as far as published
 
 using tCheck = tFindings (*)(const sPlaces& places, const sSlotSetup& setup);
 

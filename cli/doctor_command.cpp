@@ -6,6 +6,7 @@
 
 #include "cli/display_text.h"
 #include "cli/doctor_checks.h"
+#include "cli/modem_checks.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
 
@@ -19,6 +20,7 @@ struct sDoctorOptions {
     std::string gpsDevice;
     std::string interface;
     bool quiet = false;
+    bool askModem = false;
 };
 
 const char* healthText(eHealth health) {
@@ -80,6 +82,8 @@ void run(sCliContext& context, const sDoctorOptions& options) {
     for (const sSlotSetup& setup : setups) {
         context.out << slotName(setup.slot) << "\n";
         runChecks(context, slotChecks(), setup, options.quiet, count);
+        runChecks(context, {options.askModem ? askAboutModem : checkModemHabits}, setup,
+                  options.quiet, count);
     }
     context.out << std::to_string(count.broken) << " broken, " << std::to_string(count.notes)
                 << (count.notes == 1 ? " note\n" : " notes\n");
@@ -100,9 +104,11 @@ void addDoctorCommand(CLI::App& app, sCliContext& context) {
     command->add_option("-i,--interface", options->interface, "the network interface [likewise]")
         ->type_name("IF");
     command->add_flag("-q,--quiet", options->quiet, "do not show what is fine");
+    command->add_flag("--ask-modem", options->askModem, "ask the modem about SIM and addresses");
     command->footer(
         "Looks and changes nothing. Run it as root: others do not see everything.\n"
-        "Each finding has its mend behind ->. Exit status 1 when something is broken.\n"
+        "Each finding is followed by -> and what mends it. Exit status 1 when something\n"
+        "is broken.\n"
         "Example:\n"
         "  cellslot doctor -q -p 1");
     command->callback([options, &context] { run(context, *options); });

@@ -95,19 +95,15 @@ tFindings checkTools(const sPlaces& places, const sSlotSetup& setup) {
     return findings;
 }
 
-tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& /*setup*/) {
-    constexpr const char* SLOTS = "/etc/cellslot/slots.conf";
-    const std::string path = places.at(SLOTS);
-    const std::string name = SLOTS;
+tFindings checkSlotsFile(const sPlaces& places, const sSlotSetup& /*setup*/) {
+    const std::string name = SLOTS_FILE;
     struct stat info {};
-    if (stat(path.c_str(), &info) != 0)
-        return {{eHealth::NOTE, "power", "no " + name + ": a modem that hangs is not reset",
-                 "write there how a slot is switched; host-tools.md tells how"}};
-    if ((info.st_mode & 022) != 0)
-        return {{eHealth::BROKEN, "power",
-                 name + " can be changed by others, and its commands run as root",
-                 "chmod go-w " + name}};
-    return {{eHealth::FINE, "power", name + " tells how slots are switched", ""}};
+    if (stat(places.at(name).c_str(), &info) != 0) return {};
+    if ((info.st_mode & 022) == 0)
+        return {{eHealth::FINE, "power", name + " is only root's to change", ""}};
+    return {{eHealth::BROKEN, "power",
+             name + " can be changed by others, and its commands run as root",
+             "chmod go-w " + name}};
 }
 
 tFindings checkSpace(const sPlaces& places, const sSlotSetup& /*setup*/) {
@@ -159,15 +155,19 @@ tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
 }
 
 tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {
-    struct stat info {};
-    const std::string name = "/tmp/at_cmd_in";
-    if (lstat(places.at(name).c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return {};
-    return {{eHealth::BROKEN, "requests", name + " is a folder: no AT command can be sent",
-             "rmdir " + name}};
+    tFindings findings;
+    for (const char* suffix : {"", ".1", ".2", ".3"}) {
+        struct stat info {};
+        const std::string name = std::string("/tmp/at_cmd_in") + suffix;
+        if (lstat(places.at(name).c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+            findings.push_back({eHealth::BROKEN, "requests",
+                                name + " is a folder: no AT command can be sent", "rmdir " + name});
+    }
+    return findings;
 }
 
 const std::vector<tCheck>& hostChecks() {
-    static const std::vector<tCheck> checks = {checkShell,    checkTools,   checkPowerSwitch,
+    static const std::vector<tCheck> checks = {checkShell,    checkTools,   checkSlotsFile,
                                                checkSpace,    checkClock,   checkBoot,
                                                checkMessages, checkRequests};
     return checks;

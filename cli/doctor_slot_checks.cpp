@@ -7,16 +7,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <ctime>
 #include <fstream>
+#include <set>
+#include <sstream>
 
 #include "cli/config_check.h"
 #include "cli/config_place.h"
 #include "cli/daemon_process.h"
 #include "cli/data_override.h"
 #include "cli/doctor_checks.h"
+#include "cli/no_daemon.h"
+#include "cli/port_holders.h"
 #include "cli/quiet_run.h"
 #include "cli/sim_files.h"
 #include "cli/status_file.h"
@@ -31,15 +33,6 @@ constexpr long long STATUS_LATE_S = 300;
 
 std::string option(const sSlotSetup& setup) {
     return " -p " + std::to_string(setup.slot);
-}
-
-std::string service(const sSlotSetup& setup) {
-    return "cellslotd@" + std::to_string(setup.slot);
-}
-
-std::string realPath(const std::string& path) {
-    char resolved[PATH_MAX];
-    return realpath(path.c_str(), resolved) == nullptr ? path : resolved;
 }
 
 std::string inForce(const sConfigReport& report, const std::string& key) {
@@ -65,21 +58,10 @@ sFinding portAt(const sPlaces& places, const std::string& subject, const std::st
     return {eHealth::FINE, subject, device + " is there", ""};
 }
 
-bool isOpenBy(const sPlaces& places, int pid, const std::string& path) {
-    const std::string folder = places.at("/proc/" + std::to_string(pid) + "/fd");
-    std::vector<std::string> names;
-    if (readFilesInDir(folder, names) != 0) return false;
-    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-        char target[PATH_MAX];
-        const ssize_t size = readlink((folder + "/" + name).c_str(), target, sizeof target);
-        return size > 0 && path == std::string(target, static_cast<size_t>(size));
-    });
-}
-
 sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
     const std::string name = processName(places, pid);
     const std::string mend = name == "ModemManager" ? "systemctl mask --now ModemManager"
-                                                    : "end it, or tell it to leave the port alone";
+                                                    : "end it, or have it leave the port alone";
     return {eHealth::BROKEN, "port",
             device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
 }
@@ -174,6 +156,30 @@ sFinding pinFile(const sPlaces& places, const std::string& path, uid_t owner) {
     return {eHealth::FINE, "pin", "", ""};
 }
 
+// ---- power
+
+// The tool of a gateway's own maker has its own idea of slots.
+bool mentionsSlotsFile(const std::string& tool) {
+    constexpr size_t TOOL_MAX = 65536;
+    std::string text;
+    return readFile2String(tool, text, TOOL_MAX) && text.find(SLOTS_FILE) != std::string::npos;
+}
+
+using tActions = std::set<std::string>;
+
+// The second words of a slot's lines.
+tActions slotsFileActions(const sPlaces& places, int slot) {
+    tActions actions;
+    std::ifstream file(places.at(SLOTS_FILE));
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string action;
+        if (words >> number >> action && number == std::to_string(slot)) actions.insert(action);
+    }
+    return actions;
+}
+
 }  // namespace
 
 tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
@@ -189,8 +195,12 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
                  "process " + std::to_string(daemons.front()) + " is not in its pid file " +
                      pidFilePath(setup.slot),
                  "restart it; /run should be a tmpfs of the host"}};
-    return {{eHealth::BROKEN, "daemon", "no daemon runs",
-             "systemctl start " + service(setup) + "; the system log tells why it ended"}};
+    const sSlotReport report = reportSlot(places, setup.slot, currentMoment());
+    const std::string start = howToStart(setup.slot, report.data);
+    if (isPowerOff(report.data.value))
+        return {{eHealth::NOTE, "daemon", noDaemonReason(report), start}};
+    return {{eHealth::BROKEN, "daemon", noDaemonReason(report),
+             start + "; the system log says why it ended"}};
 }
 
 tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
@@ -212,18 +222,15 @@ tFindings checkDevice(const sPlaces& places, const sSlotSetup& setup) {
     return {port.health == eHealth::FINE ? rightsOf(places, setup) : port};
 }
 
-// Root sees the open files of everybody, others only their own.
 tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup) {
     tFindings findings;
     for (const std::string& device : {setup.device, setup.gpsDevice}) {
+        if (device.empty()) continue;
         const bool isGpsdsOwn = device == setup.gpsDevice;
-        if (device.empty() || !places.have(device)) continue;
-        const std::string path = realPath(places.at(device));
-        for (const int pid : allPids(places)) {
+        for (const int pid : portHolders(places, device)) {
             const bool isMeant = pid == setup.pid || pid == getpid() ||
                                  (isGpsdsOwn && processName(places, pid) == "gpsd");
-            if (!isMeant && isOpenBy(places, pid, path))
-                findings.push_back(heldBy(places, device, pid));
+            if (!isMeant) findings.push_back(heldBy(places, device, pid));
         }
     }
     if (findings.empty() && geteuid() != 0)
@@ -257,7 +264,7 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
     const sConfigReport report = checkConfig(path);
     if (!report.readable)
         return {{eHealth::BROKEN, "config", path + " is missing or cannot be read: no data",
-                 "write it; cellslot.conf(5) tells how"}};
+                 "write it; cellslot.conf(5) says how"}};
     tFindings findings;
     struct stat info {};
     if (stat(path.c_str(), &info) == 0 && (info.st_mode & 022) != 0)
@@ -267,11 +274,11 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
         findings.push_back({eHealth::NOTE, "config",
                             path + " has a password and can be read by others",
                             "chmod 600 " + path});
-    if (report.findings() != 0)
-        findings.push_back({eHealth::NOTE, "config",
-                            std::to_string(report.findings()) +
-                                (report.findings() == 1 ? " finding in " : " findings in ") + path,
-                            "cellslot config check -q" + option(setup)});
+    if (const size_t count = report.findings.size(); count != 0)
+        findings.push_back(
+            {eHealth::NOTE, "config",
+             std::to_string(count) + (count == 1 ? " finding in " : " findings in ") + path,
+             "cellslot config check -q" + option(setup)});
     const std::string enabled = inForce(report, "CM_ENABLE_INTERFACE");
     if (enabled != "yes")
         findings.push_back({eHealth::NOTE, "config", "CM_ENABLE_INTERFACE is " + enabled,
@@ -335,9 +342,20 @@ tFindings checkGps(const sPlaces& places, const sSlotSetup& setup) {
     return findings;
 }
 
+tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
+    const std::string tool = findOnPath(places, setup.path, "sledctl");
+    if (tool.empty() || !mentionsSlotsFile(tool)) return {};
+    const tActions actions = slotsFileActions(places, setup.slot);
+    const auto has = [&](const char* action) { return actions.count(action) != 0; };
+    if (has("reset") || has("usb") || (has("off") && has("on")))
+        return {{eHealth::FINE, "power", std::string(SLOTS_FILE) + " says how it is switched", ""}};
+    return {{eHealth::NOTE, "power", "a modem that hangs cannot be power-cycled",
+             "one modem works without; host-tools.md: " + std::string(SLOTS_FILE)}};
+}
+
 const std::vector<tCheck>& slotChecks() {
-    static const std::vector<tCheck> checks = {checkInstance,      checkStatusFile, checkDevice,
-                                               checkHolders,       checkInterface,  checkOverride,
-                                               checkConfiguration, checkPinFiles,   checkGps};
+    static const std::vector<tCheck> checks = {
+        checkInstance, checkStatusFile,    checkDevice,   checkHolders, checkInterface,
+        checkOverride, checkConfiguration, checkPinFiles, checkGps,     checkPowerSwitch};
     return checks;
 }

@@ -167,7 +167,7 @@ int requireReady(const sPlaces& places, const sPinOptions& options) {
     const sSimView sim = simView(places, slot);
     if (!sim.isReady())
         fail("the SIM is not ready" + (sim.status.empty() ? "" : ", but: " + sim.status) +
-             "; cellslot status tells more");
+             "; cellslot status shows more");
     if (sim.pinAttempts == 1 && !options.force)
         fail(
             "the SIM has one attempt left: if the stored PIN is wrong, it is blocked until the PUK "

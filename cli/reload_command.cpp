@@ -8,11 +8,12 @@
 #include <ostream>
 
 #include "cli/config_place.h"
-#include "cli/daemon_log.h"
 #include "cli/failure.h"
+#include "cli/printable_text.h"
 #include "cli/slot_option.h"
 #include "cli/system_failure.h"
 #include "cli/waiting.h"
+#include "config/config_look.h"
 
 namespace {
 
@@ -24,25 +25,10 @@ struct sReloadOptions {
     unsigned timeoutS = WAIT_S;
 };
 
-// What the daemon says after the signal, and what it means.
-struct sOutcome {
-    const char* line;
-    eExitStatus status;
-    const char* meaning;
-};
-
-const sOutcome OUTCOMES[] = {
-    {"Received USR2 and config changed", eExitStatus::OK, "read, the modem is set up anew"},
-    {"MD5 did not change", eExitStatus::OK, "unchanged since it was read last, nothing to do"},
-    {"is missing or not accessible", eExitStatus::FAILED,
-     "the file cannot be read, the daemon dropped to its defaults: no data. Write the file, with a "
-     "comment more or less than before, and reload again"},
-};
-
-const sOutcome* outcomeIn(const cDaemonLog& log) {
-    for (const sOutcome& outcome : OUTCOMES)
-        if (log.has(outcome.line)) return &outcome;
-    return nullptr;
+// What the daemon published, and nothing that another one left.
+sConfigLook lookOf(const sPlaces& places, int slot, int pid) {
+    const sConfigLook look = readConfigLook(places.at(configLookPath(std::to_string(slot))));
+    return look.pid == pid ? look : sConfigLook();
 }
 
 // Without a file the daemon would drop to its defaults at once, and stay there when the same
@@ -54,29 +40,41 @@ void requireFile(const std::string& path) {
                                             "to read it");
 }
 
-void report(sCliContext& context, int slot, const sOutcome& outcome) {
-    if (outcome.status != eExitStatus::OK) throw cFailure(outcome.status, outcome.meaning);
-    context.out << slotName(slot) << ": configuration " << outcome.meaning << "\n";
+const char* meaningOf(eConfigResult result) {
+    switch (result) {
+        case eCONFIG_APPLIED:
+            return "is read, the modem is set up anew";
+        case eCONFIG_UNCHANGED:
+            return "is unchanged since it was read last, nothing to do";
+        case eCONFIG_MISSING:
+            break;
+    }
+    return "cannot be read: the daemon uses its defaults now, so there is no data. Write it, with "
+           "a "
+           "comment more or less than before, and reload again";
 }
 
 void run(sCliContext& context, const sReloadOptions& options) {
-    const int slot = chooseSlot(context.places, options.slot);
-    const int pid = requireDaemon(context.places, slot);
-    requireFile(configPlace(context.places, slot));
-    const cDaemonLog log(context.places, pid);
+    const sPlaces& places = context.places;
+    const int slot = chooseSlot(places, options.slot);
+    const int pid = requireDaemon(places, slot);
+    const sConfigLook before = lookOf(places, slot, pid);
+    // A daemon that started on the file of an older installation stays there.
+    requireFile(before.file.empty() ? configPlace(places, slot) : places.at(before.file));
     if (kill(pid, SIGUSR2) != 0) throw systemFailure("signal the daemon", errno);
-    if (!log.isReadable()) {
-        context.out << slotName(slot) << ": the daemon was told; its log, which tells what came of "
-                    << "it, cannot be read here\n";
-        return;
-    }
-    const sOutcome* outcome = nullptr;
-    if (!waitFor(options.timeoutS, [&] { return (outcome = outcomeIn(log)) != nullptr; }))
-        throw cFailure(
-            eExitStatus::TIMED_OUT,
-            "the daemon was told, but its log says nothing of it; it reads the file as soon "
-            "as the modem's port answers, and where that does, the system log is at fault");
-    report(context, slot, *outcome);
+    sConfigLook look;
+    const auto hasLooked = [&] {
+        look = lookOf(places, slot, pid);
+        return look.pid != 0 && look.count != before.count;
+    };
+    if (!waitFor(options.timeoutS, hasLooked))
+        throw cFailure(eExitStatus::TIMED_OUT,
+                       "the daemon has not read the file within " +
+                           std::to_string(options.timeoutS) +
+                           " s; it does as soon as the modem's port answers: cellslot status");
+    const std::string line = printableLine(look.file) + " " + meaningOf(look.result);
+    if (look.result == eCONFIG_MISSING) throw cFailure(eExitStatus::FAILED, line);
+    context.out << slotName(slot) << ": " << line << "\n";
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "cli/daemon_process.h"
 #include "cli/failure.h"
+#include "cli/no_daemon.h"
 
 void addSlotOption(CLI::App& command, int& slot, const std::string& help) {
     command.add_option("-p,--port", slot, help)
@@ -21,8 +22,7 @@ int chooseSlot(const sPlaces& places, int given) {
 int requireDaemon(const sPlaces& places, int slot) {
     const int pid = runningDaemon(places, slot);
     if (pid != 0) return pid;
-    throw cFailure(eExitStatus::NO_DAEMON, "no daemon runs for " + slotName(slot) +
-                                               "; start it first, cellslot doctor tells more");
+    throw noDaemon(reportSlot(places, slot, currentMoment()));
 }
 
 std::string slotName(int slot) {

@@ -10,6 +10,7 @@
 #include "cli/daemon_process.h"
 #include "cli/display_text.h"
 #include "cli/failure.h"
+#include "cli/no_daemon.h"
 #include "cli/printable_text.h"
 #include "cli/slot_option.h"
 #include "cli/sms_spool.h"
@@ -47,9 +48,7 @@ struct sReadOptions {
 std::vector<int> requireAnyDaemon(const sPlaces& places) {
     std::vector<int> slots = runningSlots(places);
     if (!slots.empty()) return slots;
-    throw cFailure(eExitStatus::NO_DAEMON,
-                   "no daemon runs, so no message goes or comes; start it first, cellslot doctor "
-                   "tells more");
+    throw noDaemonAtAll();
 }
 
 // ---- send
@@ -76,7 +75,7 @@ std::string reasonInLog(const std::vector<cDaemonLog>& logs) {
             if (!line.empty()) return printableLine(line.substr(line.find(reason)));
         }
     }
-    return "the system log tells why (look for cellslotd)";
+    return "the system log says why (look for cellslotd)";
 }
 
 void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeoutS,
@@ -208,7 +207,7 @@ void addSend(CLI::App& sms, sCliContext& context) {
         "Examples:\n"
         "  cellslot sms send +12025550123 'Pump 3 stopped'\n"
         "  df -h / | cellslot sms send --wait 72345 -\n"
-        "A text that begins with - goes behind --:  cellslot sms send 72345 -- -3C");
+        "A text that begins with - goes after --:  cellslot sms send 72345 -- -3C");
     command->callback([options, &context] { send(context, *options); });
 }
 

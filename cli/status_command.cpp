@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "cli/failure.h"
+#include "cli/no_daemon.h"
 #include "cli/slot_option.h"
 #include "cli/slot_report.h"
 #include "cli/status_json.h"
@@ -43,8 +44,10 @@ eExitStatus statusOfSlot(const sSlotReport& report) {
 
 // One line for a slot of which nothing can be told.
 std::string failureLine(const sSlotReport& report) {
-    const std::string slot = "slot " + itos(report.slot) + ": ";
+    if (!report.daemonRuns && report.file.state == eStatusFile::MISSING)
+        return noDaemon(report).what();
     const sProblem problem = diagnose(report).problems.front();
+    const std::string slot = slotName(report.slot) + ": ";
     return slot + problem.what + (problem.mend.empty() ? "" : " Try: " + problem.mend);
 }
 
@@ -59,7 +62,7 @@ void show(sCliContext& context, const sStatusOptions& options,
         context.out << statusJson(reports) << "\n";
     else if (options.metrics)
         context.out << statusMetrics(reports);
-    else if (options.slot != SLOT_NOT_GIVEN)
+    else if (reports.size() == 1)
         printLines(context.out, slotScreen(reports.front()));
     else
         printLines(context.out, slotsScreen(reports));
@@ -71,9 +74,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
     if (slots.empty()) {
         // A program reads the list all the same.
         if (options.json) context.out << statusJson({}) << "\n";
-        throw cFailure(eExitStatus::NO_DAEMON,
-                       "no slot has a daemon, a status file or a configuration; start one: "
-                       "systemctl start cellslotd@1");
+        throw noDaemonAtAll();
     }
     const sMoment moment = currentMoment();
     std::vector<sSlotReport> reports;
@@ -82,7 +83,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
         reports.push_back(reportSlot(context.places, slot, moment));
     // For people a screen that says nothing but the failure is just in the way.
     const sSlotReport& first = reports.front();
-    if (options.slot != SLOT_NOT_GIVEN && !first.isGood() && !options.json && !options.metrics)
+    if (reports.size() == 1 && !first.isGood() && !options.json && !options.metrics)
         throw cFailure(statusOfSlot(first), failureLine(first));
     show(context, options, reports);
     for (const sSlotReport& report : reports)
@@ -94,16 +95,17 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
 void addStatusCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sStatusOptions>();
     CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are.");
-    addSlotOption(*command, options->slot, "one slot in full; all in a table without it");
+    addSlotOption(*command, options->slot, "this slot only [all that are in use]");
     CLI::Option* json = command->add_flag("--json", options->json, "for programs, as JSON");
     command->add_flag("--metrics", options->metrics, "for Prometheus, in its text format")
         ->excludes(json);
     command->footer(
-        "What is wrong stands first, with what to do about it.\n\n"
+        "One slot is shown in full, several in a table. What is wrong comes first,\n"
+        "with what to do about it.\n\n"
         "Examples:\n"
         "  cellslot status\n"
         "  cellslot status -p 1\n"
         "  cellslot status --json | jq '.slots[].signal'\n\n"
-        "Exit status: 0 told, 3 no daemon, 4 data old or damaged, 5 not permitted.");
+        "Exit status: 0 shown, 3 no daemon, 4 data old or damaged, 5 not permitted.");
     command->callback([&context, options] { runStatus(context, *options); });
 }

@@ -43,10 +43,15 @@ std::string simWord(const std::string& status) {
     return isKnown(status) ? printableLine(status) : "not known";
 }
 
+// The daemon publishes digits only.
+std::string iccidText(const sStatusRecord& record) {
+    if (isKnown(record.text("SIM_ID"))) return labelled("ICCID ", record.text("SIM_ID"));
+    return record.text("SIM_STATUS") == "Available" ? "ICCID not shown (a filler F?)" : "";
+}
+
 std::string simText(const sStatusRecord& record) {
     const std::string status = record.text("SIM_STATUS");
-    return joined({simWord(status), labelled("", record.text("SIM_CARRIER")),
-                   labelled("ICCID ", record.text("SIM_ID")),
+    return joined({simWord(status), labelled("", record.text("SIM_CARRIER")), iccidText(record),
                    labelled("number ", record.text("MDN"))});
 }
 
@@ -129,7 +134,7 @@ std::string smsText(const sStatusRecord& record) {
 
 std::string daemonText(const sSlotReport& report) {
     const std::string pid =
-        report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "does not run";
+        report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "no daemon runs";
     return pid + ", last update " + printableLine(report.file.record.text("STATS_LAST_UPDATE"));
 }
 

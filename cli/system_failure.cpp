@@ -16,7 +16,7 @@ const sRow ROWS[] = {
     {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
     {ENOSPC, eExitStatus::FAILED, "; make room there"},
     {EROFS, eExitStatus::FAILED, "; mount it writable"},
-    {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status tells more"},
+    {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status shows more"},
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 
@@ -73,6 +74,14 @@ bool parseArgs(int argc, char* argv[], sOptionArgs& options) {
     const bool complete = !options.s_device.empty() && !options.s_gps_device.empty() &&
                           !options.s_interface.empty() && !options.s_port.empty();
     return mayStart && complete;
+}
+
+bool isVersionRequest(int argc, char* argv[]) {
+    return argc == 2 && strcmp(argv[1], "--version") == 0;
+}
+
+void printVersion(const std::string& programName) {
+    printf("%s version %s\n", programName.c_str(), PROGRAM_VERSION);
 }
 
 void usage(const std::string& programName) {

@@ -14,6 +14,11 @@ std::string getProgramName();
 // mandatory options are there and -h was not given after the last valid -p.
 bool parseArgs(int argc, char* argv[], sOptionArgs& options);
 
+// Whether --version is all that is asked. Beside other options it is one that is not known, and the
+// daemon starts.
+bool isVersionRequest(int argc, char* argv[]);
+void printVersion(const std::string& programName);
+
 void usage(const std::string& programName);
 
 #endif

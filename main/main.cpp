@@ -15,6 +15,7 @@
 namespace {
 
 constexpr int EXIT_REFUSED = 1;
+constexpr int EXIT_ANSWERED = 0;
 // Not a facility: the C library then keeps LOG_USER.
 constexpr int LOG_FACILITY = 5;
 
@@ -43,6 +44,10 @@ int main(int argc, char* argv[]) {
     occupyStandardDescriptors();
     g_i_debugMode = 0;
     const std::string programName = getProgramName();
+    if (isVersionRequest(argc, argv)) {
+        printVersion(programName);
+        return EXIT_ANSWERED;
+    }
     if (!parseArgs(argc, argv, g_S_options)) {
         usage(programName);
         return EXIT_REFUSED;

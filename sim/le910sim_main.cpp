@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int EXIT_USAGE = 2;
+
 volatile std::sig_atomic_t g_stop = 0;
 
 void onSignal(int) {
@@ -64,8 +66,8 @@ void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
 }
 
 void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
-    app.add_option("--at-link", options.atLink, "link to make for the AT port")->required();
-    app.add_option("--gps-link", options.gpsLink, "link to make for the GPS port")->required();
+    app.add_option("--at-link", options.atLink, "link to make for the AT port");
+    app.add_option("--gps-link", options.gpsLink, "link to make for the GPS port");
     app.add_option("--scenario", texts.scenarioPath, "start state and timeline, JSON");
     app.add_option("--control", options.controlPath, "control socket to make");
     app.add_option("--log", options.logPath, "file for what happened, JSON lines");
@@ -76,12 +78,36 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
     app.add_option("--track", texts.trackPath, "file of positions, one a second");
 }
 
+int usageError(const std::string& text) {
+    std::fprintf(stderr, "le910sim: %s (see le910sim --help)\n", text.c_str());
+    return EXIT_USAGE;
+}
+
+// Both links, by name; "" when they are there.
+std::string missingLinks(const sSimulatorOptions& options) {
+    const bool noAt = options.atLink.empty();
+    const bool noGps = options.gpsLink.empty();
+    if (!noAt && !noGps) return "";
+    const std::string names = std::string(noAt ? "--at-link" : "") +
+                              (noAt && noGps ? " and " : "") + (noGps ? "--gps-link" : "") +
+                              (noAt && noGps ? " are" : " is");
+    return names + " missing; for example: le910sim --at-link /tmp/at --gps-link /tmp/gps";
+}
+
 int runProgram(int argc, char** argv) {
-    CLI::App app("A simulated Telit LE910 modem");
+    CLI::App app("A simulated Telit LE910 modem", "le910sim");
     sSimulatorOptions options;
     sArgumentTexts texts;
     defineOptions(app, options, texts);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+        return usageError(error.what());
+    }
+    const std::string missing = missingLinks(options);
+    if (!missing.empty()) return usageError(missing);
     catchSignals();
     applyTexts(texts, options.scenario);
     cSimulator simulator(options);

@@ -11,7 +11,7 @@
 namespace {
 
 // The folders, but the spool, in which this daemon and the operator's command replace files whole.
-const char* const FOLDERS_WRITTEN_TO[] = {"/var/log", "/tmp", "/etc/vuk", "/storage"};
+const char* const FOLDERS_WRITTEN_TO[] = {"/var/log", "/tmp", "/etc/vuk", "/storage", "/var/run"};
 
 }  // namespace
 

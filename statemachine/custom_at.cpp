@@ -93,36 +93,38 @@ eGeneralErrors processLine(int port, const std::string& text, const sDeviceInfo&
 }
 
 // Both appear whole; programs wait for one or the other.
-void writeAnswer(const sAnswer& answer, const std::string& directory) {
-    cFileVector pretty(directory + ANSWER_NAME);
+void writeAnswer(const sAnswer& answer, const std::string& directory, const std::string& suffix) {
+    cFileVector pretty(directory + ANSWER_NAME + suffix);
     pretty.AppendLine(answer.pretty);
     pretty.Write();
-    cFileVector raw(directory + RAW_ANSWER_NAME);
+    cFileVector raw(directory + RAW_ANSWER_NAME + suffix);
     raw.AppendLine(answer.raw);
     raw.Write();
 }
 
 }  // namespace
 
-eGeneralErrors checkCustomAtFile(int port, sDeviceInfo& device, const std::string& directory) {
+eGeneralErrors checkCustomAtFile(int port, sDeviceInfo& device, const std::string& directory,
+                                 const std::string& suffix) {
     traceEntry(eLOG_STATE, __func__);
-    if (!atCommandFilesExist(directory)) return eSUCCESS;
+    if (!atCommandFilesExist(directory, suffix)) return eSUCCESS;
     std::string request;
-    if (readAtCommandFile(request, directory) == 0) {
+    if (readAtCommandFile(request, directory, suffix) == 0) {
         notice("Error: Custom AT command file is empty, nothing to do");
         return eERROR_BUFFER_EMPTY;
     }
     notice("Processing custom AT command file");
-    return sendAtCommandBuff(port, request, device, directory);
+    return sendAtCommandBuff(port, request, device, directory, suffix);
 }
 
-bool atCommandFilesExist(const std::string& directory) {
+bool atCommandFilesExist(const std::string& directory, const std::string& suffix) {
     struct stat info;
-    return lstat((directory + REQUEST_NAME).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+    return lstat((directory + REQUEST_NAME + suffix).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
-size_t readAtCommandFile(std::string& text, const std::string& directory) {
-    const std::string path = directory + REQUEST_NAME;
+size_t readAtCommandFile(std::string& text, const std::string& directory,
+                         const std::string& suffix) {
+    const std::string path = directory + REQUEST_NAME + suffix;
     // One byte more shows whether there is more.
     readFile2StringNoFollow(path, text, AT_REQUEST_MAX + 1);
     if (unlink(path.c_str()) != 0) {
@@ -153,14 +155,14 @@ bool validateAtCmdFormat(const std::string& command) {
 }
 
 eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDeviceInfo& device,
-                                 const std::string& directory) {
+                                 const std::string& directory, const std::string& suffix) {
     if (request.size() < REQUEST_MIN) {
         notice("Error: Custom AT command file does not contain enough characters");
         return eERROR_BUFFER_EMPTY;
     }
     // The answers of an earlier request must not be taken for this one's.
-    unlink((directory + ANSWER_NAME).c_str());
-    unlink((directory + RAW_ANSWER_NAME).c_str());
+    unlink((directory + ANSWER_NAME + suffix).c_str());
+    unlink((directory + RAW_ANSWER_NAME + suffix).c_str());
 
     eGeneralErrors result = eSUCCESS;
     sAnswer answer;
@@ -175,6 +177,6 @@ eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDe
         result = processLine(port, line, device, answer);
         if (result != eSUCCESS) break;
     }
-    writeAnswer(answer, directory);
+    writeAnswer(answer, directory, suffix);
     return result;
 }

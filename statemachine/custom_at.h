@@ -7,7 +7,10 @@
 #include "include/result_codes.h"
 
 // AT commands of other programs: a request file in a shared folder, answered by two files beside it
-// and recorded in a log that stays. Every instance of the daemon looks for the same file.
+// and recorded in a log that stays. Every instance of the daemon looks for the same file, and the
+// first one takes it. A request that is meant for one slot has the slot behind its name, and so
+// have its answers: at_cmd_in.2. In the functions below suffix is what follows the names, ".2" or
+// nothing.
 
 // Where requests and answers are exchanged.
 extern const std::string g_s_at_cmd_custom_path;
@@ -20,14 +23,16 @@ constexpr int AT_REQUEST_LINES = 10;
 // eERROR_BUFFER_EMPTY for one that holds less than three characters;
 // eERROR_DEVICE_RESPONSE_TIMEOUT when a command was not answered, which ends the request. What the
 // modem answers, errors included, is no failure.
-eGeneralErrors checkCustomAtFile(int port, sDeviceInfo& device, const std::string& directory);
+eGeneralErrors checkCustomAtFile(int port, sDeviceInfo& device, const std::string& directory,
+                                 const std::string& suffix = "");
 
 // Whether something that can be taken away has the request's name: a folder there is none.
-bool atCommandFilesExist(const std::string& directory);
+bool atCommandFilesExist(const std::string& directory, const std::string& suffix = "");
 
 // Reads the request and deletes it. Returns the number of bytes. What is no regular file, or could
 // not be deleted and would come back at every poll, is not read: 0.
-size_t readAtCommandFile(std::string& text, const std::string& directory);
+size_t readAtCommandFile(std::string& text, const std::string& directory,
+                         const std::string& suffix = "");
 
 // "AT+CSQ::5": a command, and how many seconds more than one its answer may take, 0 to 30.
 void parseAtCmdCustomLine(const std::string& line, std::string& command, int& extraTimeoutS);
@@ -37,6 +42,6 @@ bool validateAtCmdFormat(const std::string& command);
 
 // Sends a request's commands and writes the answer files. As checkCustomAtFile.
 eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDeviceInfo& device,
-                                 const std::string& directory);
+                                 const std::string& directory, const std::string& suffix = "");
 
 #endif

@@ -103,7 +103,6 @@ bool checkFirmwareUpdate(const std::string& directory) {
         reportLinkedTrigger(folder, trigger);
         return false;
     }
-    g_modemControlState = {};
     const bool found = takeEntry(handle, folder, trigger);
     close(handle);
     return found;

@@ -5,6 +5,7 @@
 #include "atcmd/radio_status.h"
 #include "atcmd/registration.h"
 #include "include/debug.h"
+#include "include/options.h"
 #include "include/repeated_notices.h"
 #include "sms/sms.h"
 #include "statemachine/custom_at.h"
@@ -44,6 +45,7 @@ eGeneralErrors pollDevice(int port, sDeviceInfo& device, sConfigFileOpts& config
     result = checkSMS(port, device);
     const cSingleEvent request;
     checkCustomAtFile(port, device, g_s_at_cmd_custom_path);
+    checkCustomAtFile(port, device, g_s_at_cmd_custom_path, "." + g_S_options.s_port);
     return result;
 }
 

@@ -1,10 +1,13 @@
 #include "statemachine/state_machine.h"
 
+#include <unistd.h>
+
 #include <csignal>
 
 #include "atcmd/catalogue.h"
 #include "atcmd/port_state.h"
 #include "config/config_file.h"
+#include "config/config_look.h"
 #include "config/config_reader.h"
 #include "device/at_port.h"
 #include "device/at_transaction.h"
@@ -60,6 +63,8 @@ struct sMachine {
     sDeviceInfo device;
     sConfigFileOpts config;
     cConfigReader reader;
+    std::string configFile;
+    unsigned configLooks = 0;
 
     int openAttempts = 0;
     int timeoutCount = 0;
@@ -94,6 +99,9 @@ void publish(sMachine& machine, bool force) {
 unsigned readConfiguration(sMachine& machine) {
     const unsigned result = machine.reader.readConfig(machine.config);
     g_i_debugMode = machine.config.debugMode;
+    publishConfigLook(
+        configLookPath(g_S_options.s_port),
+        {getpid(), ++machine.configLooks, static_cast<eConfigResult>(result), machine.configFile});
     return result;
 }
 
@@ -129,7 +137,8 @@ void prepare(sMachine& machine) {
     installSignalHandlers();
     g_que_testAtResponses = {};
     setErrorSink(notice);
-    machine.reader.init(chooseConfigFile(g_S_options.s_port, ""), g_i_debugMode);
+    machine.configFile = chooseConfigFile(g_S_options.s_port, "");
+    machine.reader.init(machine.configFile, g_i_debugMode);
     readConfiguration(machine);
     createTimers();
     sweepTemporaryFiles();

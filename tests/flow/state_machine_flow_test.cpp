@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "config/config_look.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/signal_flags.h"
@@ -226,6 +227,31 @@ TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
     // Down after each set-up and twice at the exit.
     const auto calls = callsStartingWith("setup_cellint.sh");
     EXPECT_EQ(calls, (std::vector<std::string>{DOWN, up[0], DOWN, up[1], DOWN, DOWN}));
+}
+
+TEST_F(StateMachine, EveryLookAtTheConfiguration_IsPublished) {
+    startOnTerminal();
+    std::vector<std::string> results;
+    const auto look = [&results] {
+        const sConfigLook seen = readConfigLook(configLookPath("1"));
+        EXPECT_EQ(seen.pid, getpid());
+        results.push_back(std::to_string(seen.count) + " " + std::to_string(seen.result) + " " +
+                          seen.file);
+    };
+    at(3, look);
+    at(4, [this] { reconfigure(""); });
+    at(6, look);
+    at(7, [this] { reconfigure("CM_MTU=1400\n"); });
+    at(9, look);
+    at(10, [] {
+        unlink(CONFIG_FILE);
+        b_got_sigusr2 = true;
+    });
+    at(14, look);
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    const std::string file = std::string(" ") + CONFIG_FILE;
+    EXPECT_EQ(results,
+              (std::vector<std::string>{"1 2" + file, "2 1" + file, "3 2" + file, "4 0" + file}));
 }
 
 TEST_F(StateMachine, ReloadWithoutAPort_WaitsForThePort) {

@@ -14,7 +14,7 @@ from gateway import BIN, LogCatcher, Slot, freshHost, waitUntil
 
 SYSLOG = pathlib.Path("/var/log/messages")
 SPOOL = pathlib.Path("/tmp/sms")
-REQUEST = pathlib.Path("/tmp/at_cmd_in")
+REQUEST = pathlib.Path("/tmp/at_cmd_in.1")
 
 OK, FAILED, USAGE, NO_DAEMON, STALE, NOT_PERMITTED, TIMED_OUT = range(7)
 NOBODY = 65534
@@ -276,9 +276,45 @@ class Actions(Gateway):
                      "  ok      config     /etc/vuk/cellular1.conf is as it should be",
                      "  BROKEN  pin        /etc/vuk/cellular_puk.1 can be read by others"):
             self.assertIn(line + "\n", result.out)
-        # The modem's end of the pseudo-terminal is open in the simulator.
-        self.assertRegex(result.out, r"BROKEN  port       /dev/ttyCELL1 is also open in le910sim")
+        self.assertTrue(result.out.endswith("\n1 broken, 0 notes\n"), result.out)
         self.assertEqual(self.hostFiles(), before)
+
+    def portLines(self):
+        return [line for line in cellslot("doctor").out.splitlines() if "also open" in line]
+
+    def test_doctor_whoHasThePortOpen_isNamed(self):
+        # The simulator serves the port and has both ends of it open: no intruder.
+        self.assertEqual(self.portLines(), [])
+        port = os.open("/dev/ttyCELL1", os.O_RDWR | os.O_NOCTTY)
+        self.addCleanup(os.close, port)
+        name = pathlib.Path("/proc/self/comm").read_text().strip()
+        self.assertEqual(self.portLines(), ["  BROKEN  port       /dev/ttyCELL1 is also open in "
+                                            f"{name} ({os.getpid()})"])
+
+    def test_doctor_terminalOfTheSameNameElsewhere_isNotAccused(self):
+        # In a container, and for a shell that came into one, /dev/pts/N is another terminal.
+        name = os.path.realpath("/dev/ttyCELL1")
+        program = f"""
+import os, time
+ends = []
+while not ends or os.ttyname(ends[-1][1]) != "{name}":
+    ends.append(os.openpty())
+if os.fork() == 0:
+    for master, _ in ends:  # they stay open in the parent
+        os.close(master)
+    print(os.getpid(), ends[-1][1], flush=True)
+time.sleep(60)
+"""
+        other = subprocess.Popen(
+            ["unshare", "--mount", "bash", "-c",
+             "mount -t devpts -o newinstance,ptmxmode=0666 devpts /dev/pts && exec python3 -c \"$0\"",
+             program], stdout=subprocess.PIPE, text=True, process_group=0)
+        self.addCleanup(other.stdout.close)
+        self.addCleanup(other.wait)
+        self.addCleanup(os.killpg, other.pid, signal.SIGKILL)
+        pid, terminal = other.stdout.readline().split()
+        self.assertEqual(os.readlink(f"/proc/{pid}/fd/{terminal}"), name)
+        self.assertEqual(self.portLines(), [])
 
     def test_doctor_pinInAFolderThatCanOnlyBeRead_isFound(self):
         def remount(mode):
@@ -351,6 +387,84 @@ class Actions(Gateway):
     def test_pinChange_ofASlotWithoutDaemon_writesNothing(self):
         self.assertFails(cellslot("pin", "change", "-p", "2", input="1234\n"), NO_DAEMON)
         self.assertFalse(pathlib.Path("/etc/vuk/cellular_cpin_new.2").exists())
+
+
+class TwoSlots(unittest.TestCase):
+    """Daemons of two slots side by side."""
+
+    def setUp(self):
+        freshHost()
+        SYSLOG.unlink(missing_ok=True)
+        self.slots = []
+        for number, imei in ((1, "111111111111111"), (2, "222222222222222")):
+            slot = Slot(number, {"identity": {"imei": imei}})
+            self.addCleanup(slot.end)
+            slot.configure()
+            slot.startSim()
+            slot.startDaemon(fast=4)
+            self.slots.append(slot)
+        for slot in self.slots:
+            slot.waitConnected()
+
+    def test_at_reachesTheModemOfTheSlotThatIsMeant(self):
+        for number, imei in ((1, "111111111111111"), (2, "222222222222222")) * 5:
+            result = cellslot("at", "AT+CGSN", "-p", str(number))
+            self.assertEqual((result.status, result.out), (OK, imei + "\nOK\n"), result)
+        cellslot("at", "AT+CGMM", "-p", "2")
+        self.assertIn("AT+CGMM", self.slots[1].commands())
+        self.assertEqual(self.slots[0].commands().count("AT+CGMM"), self.slots[1].commands().count(
+            "AT+CGMM") - 1)
+        result = cellslot("at", "AT")
+        self.assertEqual(result.status, USAGE, result)
+        self.assertIn("slots 1, 2", result.err)
+
+    def test_at_whileAnotherProgramAsks_eachGetsItsOwnAnswer(self):
+        pathlib.Path("/tmp/new").write_text("AT+CGMI\n")
+        pathlib.Path("/tmp/new").rename("/tmp/at_cmd_in")
+        self.assertEqual(cellslot("at", "AT+CGSN", "-p", "2").out, "222222222222222\nOK\n")
+        raw = pathlib.Path("/tmp/at_cmd_out_raw")
+        waitUntil(raw.exists, 20, lambda: "no answer")
+        self.assertIn("Telit", raw.read_text())
+
+    def test_reload_whereNoLogCanBeRead_saysWhatBecameOfIt(self):
+        self.assertFalse(SYSLOG.exists())
+        path = "/etc/vuk/cellular2.conf"
+        result = cellslot("reload", "-p", "2")
+        self.assertEqual((result.status, result.out),
+                         (OK, f"slot 2: {path} is unchanged since it was read last, nothing to do\n"),
+                         result)
+        self.slots[1].configure(CM_MTU="1410")
+        result = cellslot("reload", "-p", "2")
+        self.assertEqual((result.status, result.out),
+                         (OK, f"slot 2: {path} is read, the modem is set up anew\n"), result)
+        pathlib.Path(path).write_bytes(b"#" * 131073)
+        result = cellslot("reload", "-p", "2")
+        self.assertEqual(result.status, FAILED, result)
+        self.assertIn("uses its defaults now", result.err)
+
+    def test_doctor_asksTheModem_andNamesWhatItsHabitsNeed(self):
+        self.slots[0].order(op="set", sim={"iccid": "8949020000012345678F"})
+        self.assertEqual(cellslot("at", "AT#QSS=2", "-p", "1").status, OK)
+        self.slots[0].waitFor("_SIM_STATUS", "Not Present")
+        self.assertIn("cellslot doctor --ask-modem -p 1",
+                      " ".join(cellslot("status", "-p", "1").out.split()))
+        result = cellslot("doctor", "-q", "-p", "1")
+        self.assertIn("#QSS mode is 2, which hides it\n", result.out)
+        result = cellslot("doctor", "-q", "--ask-modem", "-p", "1")
+        self.assertEqual(result.status, FAILED, result)
+        self.assertIn("  BROKEN  sim        the modem's #QSS mode is 2", result.out)
+        self.assertIn("-> cellslot at AT#QSS=0 -p 1; to keep it: cellslot at 'AT&W0' -p 1\n",
+                      result.out)
+        self.assertIn("8949020000012345678F has more than digits", result.out)
+        for command in ("AT#QSS=0", "AT&W0"):
+            self.assertEqual(cellslot("at", command, "-p", "1").status, OK)
+        self.slots[0].waitFor("_SIM_STATUS", "Available")
+        self.assertIn("ICCID not shown", cellslot("status", "-p", "1").out)
+
+    def test_doctor_accusesNobody(self):
+        result = cellslot("doctor", "-q")
+        self.assertEqual((result.status, result.err), (OK, ""), result)
+        self.assertTrue(result.out.endswith("0 broken, 0 notes\n"), result.out)
 
 
 class Locked(Gateway):

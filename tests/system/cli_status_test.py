@@ -54,9 +54,11 @@ class Status(CliTest):
         self.assertIn(f"runs as process {slot.daemon.pid}", run.stdout)
         self.assertNotIn("  ! ", run.stdout)
 
-        table = cellslot("status")
-        self.assertEqual(table.returncode, 0)
-        self.assertRegex(table.stdout, r"(?m)^1     CONNECTED      ready        AT&T, LTE B4 ")
+        # The only slot is shown in full without being named.
+        alone = cellslot("status")
+        self.assertEqual(alone.returncode, 0)
+        self.assertRegex(alone.stdout, r"\ASlot 1  CONNECTED ")
+        self.assertIn("\nSIM          ready, AT&T, ", alone.stdout)
 
         told = json.loads(cellslot("status", "--json").stdout)["slots"][0]
         self.assertEqual((told["state"], told["problems"]), ("connected", []))
@@ -72,7 +74,8 @@ class Status(CliTest):
 
         # An end as it should be leaves no file, a kill leaves the last word.
         slot.stopDaemon()
-        self.assertOneLine(cellslot("status", "-p", "1"), NO_DAEMON, "No daemon runs.")
+        self.assertOneLine(cellslot("status", "-p", "1"), NO_DAEMON,
+                           "no daemon runs for slot 1; start it: ")
 
     def test_severalSlots_metricsHaveASeriesEachAndTheTableSaysWhatIsWrong(self):
         first = self.slot(1)
@@ -101,7 +104,7 @@ class Status(CliTest):
         first.daemon.wait(10)
         dead = cellslot("status", "-p", "1")
         self.assertEqual(dead.returncode, NO_DAEMON)
-        self.assertIn("The daemon does not run; what stands here is its last word", dead.stdout)
+        self.assertIn("No daemon runs for slot", dead.stdout)
 
     def checkWithPromtool(self, text):
         if shutil.which("promtool"):  # too heavy to be asked for; readMetrics always looks

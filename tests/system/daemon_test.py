@@ -177,6 +177,13 @@ class RefusedStart(DaemonTest):
         waitUntil(lambda: self.log.count("the end") == 1, 5, self.log.texts)
         return self.log.texts()[:-1]
 
+    def test_version_isShownAndNothingElseHappens(self):
+        result = subprocess.run([BIN / "cellslotd", "--version"], capture_output=True, text=True,
+                                timeout=10 * PATIENCE, check=False)
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (0, "cellslotd version 1.0.17\n", ""))
+        self.assertEqual(self.logged(), [])
+
     def test_portThatIsNoSlot_printsTheUsageAndLogsNothing(self):
         usage = "\ncellslotd version 1.0.17\n\n\nUsage: cellslotd -d </dev/device> "
         for port in ("0", "4", "2x"):

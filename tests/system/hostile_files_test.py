@@ -33,6 +33,7 @@ UPDATE_STATUS = pathlib.Path("/storage/cellmodem.firmware.upd.status.1")
 # What the daemon reads, writes or deletes. Those of /tmp are anybody's; the others only root's, but
 # a slip of another program of the gateway must not stop the daemon either.
 TMP_PLACES = ("/tmp/force_cell_con.1", "/tmp/at_cmd_in", "/tmp/at_cmd_out", "/tmp/at_cmd_out_raw",
+              "/tmp/at_cmd_in.1", "/tmp/at_cmd_out.1", "/tmp/at_cmd_out_raw.1",
               "/tmp/cellmodem_firmware", "/tmp/.cellslot-tmp-aaaaaa")
 SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
     # The daemon takes the first free number: not the one of its own file.
@@ -40,8 +41,9 @@ SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
 ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/var/log/wireless.serialno", "/var/log/wireless.mdn", "/var/log/carrier_list.json",
                "/etc/vuk/cellular_cpin.1", "/etc/vuk/cellular_cpin_new.1",
-               "/etc/vuk/cellular_puk.1", "/storage/vault", "/var/log/.cellslot-tmp-aaaaaa",
-              "/etc/vuk/.cellslot-tmp-aaaaaa", "/storage/.cellslot-tmp-aaaaaa")
+               "/etc/vuk/cellular_puk.1", "/storage/vault", "/run/cellslotd.1.config",
+               "/var/log/.cellslot-tmp-aaaaaa", "/etc/vuk/.cellslot-tmp-aaaaaa",
+               "/storage/.cellslot-tmp-aaaaaa")
 PID_PLACE = "/run/cellslotd.1.pid"
 STORE_PLACES = tuple(f"/run/cellslot/skvs/{name}" for name in ("data.mdb", "lock.mdb", "open.lock"))
 MOUNTS = ("/tmp", "/var/log", "/etc/vuk", "/storage", "/run")

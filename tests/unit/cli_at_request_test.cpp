@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <thread>
+
 #include "tests/unit/cli_empty_host.h"
 
 namespace {
@@ -11,11 +13,11 @@ namespace {
 class AtRequest : public testing::Test {
   protected:
     cEmptyHost host;
-    const std::string requestPath = host.places.at("/tmp/at_cmd_in");
-    const std::string answerPath = host.places.at("/tmp/at_cmd_out_raw");
+    const std::string requestPath = host.places.at("/tmp/at_cmd_in.2");
+    const std::string answerPath = host.places.at("/tmp/at_cmd_out_raw.2");
 
     eExitStatus make() {
-        return statusOf([&] { const cAtRequest request(host.places, "AT\n", getuid()); });
+        return statusOf([&] { const cAtRequest request(host.places, 2, "AT\n", getuid()); });
     }
 };
 
@@ -36,7 +38,7 @@ TEST(AtRequestText, ThatWouldBeSpoiledOrRefused_IsRefusedHere) {
 
 TEST_F(AtRequest, IsThereWholeForItsOwnerOnlyAndTakenBackAtTheEnd) {
     {
-        const cAtRequest request(host.places, "AT+CGMI\n", getuid());
+        const cAtRequest request(host.places, 2, "AT+CGMI\n", getuid());
         EXPECT_EQ("AT+CGMI\n", readFile(requestPath));
         struct stat info {};
         lstat(requestPath.c_str(), &info);
@@ -74,7 +76,7 @@ TEST_F(AtRequest, LinkFifoOrFolderInItsPlace_IsNotFollowed) {
 
 TEST_F(AtRequest, OldAnswer_IsNotTakenForTheNewOne) {
     writeFile(answerPath, "old\n");
-    const cAtRequest request(host.places, "AT\n", getuid());
+    const cAtRequest request(host.places, 2, "AT\n", getuid());
     std::string answer;
     EXPECT_FALSE(request.readAnswer(answer));
     unlink(requestPath.c_str());
@@ -87,12 +89,12 @@ TEST_F(AtRequest, OldAnswer_IsNotTakenForTheNewOne) {
 }
 
 TEST_F(AtRequest, AnswerOfAnotherUserOrThroughALink_DoesNotCount) {
-    const cAtRequest request(host.places, "AT\n", getuid() + 1);
+    const cAtRequest request(host.places, 2, "AT\n", getuid() + 1);
     unlink(requestPath.c_str());
     writeFile(answerPath, "forged\n");
     std::string answer;
     EXPECT_FALSE(request.readAnswer(answer));
-    const cAtRequest other(host.places, "AT\n", getuid());
+    const cAtRequest other(host.places, 2, "AT\n", getuid());
     unlink(requestPath.c_str());
     unlink(answerPath.c_str());
     writeFile(host.places.at("/tmp/forged"), "forged\n");
@@ -102,7 +104,7 @@ TEST_F(AtRequest, AnswerOfAnotherUserOrThroughALink_DoesNotCount) {
 
 TEST_F(AtRequest, RequestThatTookItsPlace_IsNotTakenBack) {
     {
-        const cAtRequest request(host.places, "AT\n", getuid());
+        const cAtRequest request(host.places, 2, "AT\n", getuid());
         unlink(requestPath.c_str());
         writeFile(requestPath, "AT+OTHER\n");
         EXPECT_TRUE(request.isTaken());
@@ -131,11 +133,23 @@ TEST_F(AtRequest, CommandWithoutDaemon_WritesNothing) {
     EXPECT_FALSE(fileExists(requestPath));
 }
 
-TEST_F(AtRequest, CommandWithDaemonsOfTwoSlots_IsRefused) {
+TEST_F(AtRequest, CommandWithDaemonsOfTwoSlots_GoesToTheOneThatIsMeant) {
     host.daemon(1, 101);
     host.daemon(2, 102);
-    const sCommandRun run = runOn(host, {"at", "AT", "-p", "2"});
-    EXPECT_EQ(eExitStatus::FAILED, run.status);
-    EXPECT_NE(std::string::npos, run.err.find("slots 1, 2")) << run.err;
-    EXPECT_FALSE(fileExists(requestPath));
+    EXPECT_EQ(eExitStatus::USAGE, runOn(host, {"at", "AT"}).status);
+    // What the daemon of the slot does, as soon as it sees its request.
+    std::thread daemon([&] {
+        while (!fileExists(requestPath))
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        EXPECT_FALSE(fileExists(host.places.at("/tmp/at_cmd_in")));
+        EXPECT_FALSE(fileExists(host.places.at("/tmp/at_cmd_in.1")));
+        EXPECT_EQ("AT+CGMI\n", readFile(requestPath));
+        unlink(requestPath.c_str());
+        writeFile(answerPath + ".new", "AT+CGMI\r\r\nTelit\r\n\r\nOK\r\n\n");
+        rename((answerPath + ".new").c_str(), answerPath.c_str());
+    });
+    const sCommandRun run = runOn(host, {"at", "AT+CGMI", "-p", "2"});
+    daemon.join();
+    EXPECT_EQ(eExitStatus::OK, run.status) << run.err;
+    EXPECT_EQ("Telit\nOK\n", run.out);
 }

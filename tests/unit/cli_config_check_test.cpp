@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "cli/config_place.h"
 #include "config/config_keys.h"
 #include "include/debug.h"
@@ -25,6 +27,18 @@ class ConfigCheck : public testing::Test {
         return {};
     }
 
+    // The findings as one text, a line each: "line: what; detail; detail".
+    std::string findings(const std::string& content) {
+        std::string text;
+        for (const sConfigFinding& finding : check(content).findings) {
+            text += std::to_string(finding.line) + ": " + finding.what;
+            for (const std::string& detail : finding.details)
+                text += "; " + detail;
+            text += "\n";
+        }
+        return text;
+    }
+
     cEmptyHost host;
 };
 
@@ -46,23 +60,23 @@ TEST_F(ConfigCheck, EveryKeyOfTheReaderIsReported) {
         // Where the table of keys names a default, it has to be what is in force.
         EXPECT_EQ(configKeys()[i].defaultText, report.keys[i].inForce) << report.keys[i].key;
     }
-    EXPECT_EQ(0u, report.findings());
+    EXPECT_TRUE(report.findings.empty());
 }
 
 TEST_F(ConfigCheck, TheExampleFile_HasNoFinding) {
     const sConfigReport report = checkConfig(DOCS_FOLDER "/cellslot.conf.example");
     ASSERT_TRUE(report.readable);
-    EXPECT_EQ(0u, report.findings());
+    EXPECT_TRUE(report.findings.empty());
 }
 
 TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
     EXPECT_EQ("", keyOf("", "CM_APN").reason);
     const sConfigKeyReport key = keyOf("CM_APN=\n", "CM_APN");
     EXPECT_EQ(eConfigVerdict::DEFAULT, key.verdict);
-    EXPECT_EQ("nothing behind the = in the file", key.reason);
+    EXPECT_EQ("nothing follows the = in the file", key.reason);
     host.file("/etc/vuk/cellular1.conf", "CM_MTU= \n");
     const std::string out = runOn(host, {"config", "check"}).out;
-    EXPECT_NE(std::string::npos, out.find(" 1500   (default: nothing behind the = in the file)\n"))
+    EXPECT_NE(std::string::npos, out.find(" 1500   (default: nothing follows the = in the file)\n"))
         << out;
     EXPECT_NE(std::string::npos, out.find(" yes   (default)\n")) << out;
 }
@@ -99,7 +113,7 @@ TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
     }
 }
 
-TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsRefusedWithTheReadersReason) {
+TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsNamedWithLineAllowedAndTaken) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "verbose", "0"},    {"CM_ENABLE_INTERFACE", "on", "no"},
         {"CM_APN", "\"internet\"", ""},    {"CM_SYNC_TIME", "1", "yes"},
@@ -113,21 +127,64 @@ TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsRefusedWithTheReadersReason) {
         {"CM_PASSWORD", "secret", ""},
     };
     for (const sTakenCase& row : cases) {
-        const sConfigKeyReport key =
-            keyOf(std::string(row.key) + "=" + row.written + "\n", row.key);
+        const std::string line = std::string(row.key) + "=" + row.written + "\n";
+        const sConfigKeyReport key = keyOf(line, row.key);
         EXPECT_EQ(eConfigVerdict::REFUSED, key.verdict) << row.key << "=" << row.written;
         EXPECT_EQ(row.inForce, key.inForce) << row.key;
-        EXPECT_NE("", key.reason) << row.key;
+        const std::string shown = strcmp(row.key, "CM_PASSWORD") == 0 ? "****" : row.written;
+        const std::string taken = *row.inForce == 0 ? "(none)" : row.inForce;
+        const std::string text = findings("# one\n" + line);
+        EXPECT_EQ(0u, text.find("2: " + std::string(row.key) + " is '" + shown + "'; allowed: "))
+            << text;
+        EXPECT_NE(std::string::npos, text.find("; taken instead: " + taken)) << text;
     }
 }
 
-TEST_F(ConfigCheck, KeyThatAnotherOneUndoes_TellsTheOtherOnesReason) {
-    const std::string bands = "CM_BAND_MODE=manual\nCM_3G_BAND=2\n";
-    EXPECT_NE(std::string::npos,
-              keyOf(bands, "CM_3G_BAND").reason.find("CM_BAND_MODE set to Auto Mode"));
-    EXPECT_EQ("auto", keyOf(bands, "CM_BAND_MODE").inForce);
-    const std::string number = "CM_OPERATOR_MODE=1\nCM_OPERATOR=1234\n";
-    EXPECT_NE(std::string::npos, keyOf(number, "CM_OPERATOR_MODE").reason.find("length not 5-6"));
+TEST_F(ConfigCheck, ValueThatIsNotAccepted_ReadsAsASentence) {
+    EXPECT_EQ(
+        "1: CM_ENABLE_INTERFACE is 'true'; allowed: yes, no or off; taken instead: no\n"
+        "2: CM_MTU is '9000'; allowed: 60 to 1500; taken instead: 1500\n",
+        findings("CM_ENABLE_INTERFACE=true\nCM_MTU=9000\n"));
+}
+
+TEST_F(ConfigCheck, QuotesAndTrailingComment_AreNamed) {
+    const std::string quotes = "; the quotes count as part of the value: write it without them";
+    const std::string comment =
+        "; the # and what follows count as part of the value: a comment needs a line of its own";
+    const std::string mtu = "; allowed: 60 to 1500; taken instead: 1500";
+    EXPECT_EQ("1: CM_MTU is '\"1400\"'" + mtu + quotes + "\n", findings("CM_MTU=\"1400\"\n"));
+    EXPECT_EQ("1: CM_MTU is '1400 # bytes'" + mtu + comment + "\n",
+              findings("CM_MTU=1400 # bytes\n"));
+    EXPECT_EQ("1: CM_MTU is ''1400' # bytes'" + mtu + quotes + comment + "\n",
+              findings("CM_MTU='1400' # bytes\n"));
+    // Of a value that is taken with it, too.
+    EXPECT_EQ("1: CM_USERNAME is 'me #x'" + comment + "\n", findings("CM_USERNAME=me #x\n"));
+}
+
+TEST_F(ConfigCheck, KeyThatAnotherOneUndoes_NamesTheOtherOne) {
+    const struct {
+        const char* content;
+        const char* key;
+        const char* need;
+    } cases[] = {
+        {"CM_BAND_MODE=manual\nCM_3G_BAND=2\n", "CM_3G_BAND", "needs CM_3G_BAND and CM_4G_BAND"},
+        {"CM_BAND_MODE=manual\nCM_3G_BAND=2\n", "CM_BAND_MODE", "needs CM_3G_BAND and CM_4G_BAND"},
+        {"CM_BAND_MODE=manual\nCM_4G_BAND=B3\n", "CM_4G_BAND", "needs CM_3G_BAND and CM_4G_BAND"},
+        {"CM_OPERATOR_MODE=1\nCM_OPERATOR=1234\n", "CM_OPERATOR_MODE", "need CM_OPERATOR"},
+        {"CM_PASSWORD=x\n", "CM_PASSWORD", "needs CM_USERNAME"},
+        {"CM_AUTH_TYPE=pap\n", "CM_AUTH_TYPE", "need CM_USERNAME and CM_PASSWORD"},
+        {"CM_USERNAME=u\nCM_PASSWORD=p\nCM_AUTH_TYPE=off\n", "CM_AUTH_TYPE",
+         "without CM_USERNAME and CM_PASSWORD"},
+    };
+    for (const auto& row : cases)
+        EXPECT_NE(std::string::npos, keyOf(row.content, row.key).reason.find(row.need))
+            << row.content << keyOf(row.content, row.key).reason;
+    const std::string tooLong = "CM_USERNAME=u\nCM_PASSWORD=" + std::string(64, 'p') + "\n";
+    EXPECT_NE(std::string::npos, keyOf(tooLong, "CM_USERNAME").reason.find("CM_PASSWORD is not"));
+    // What is at fault itself blames nobody else.
+    EXPECT_EQ("", keyOf(tooLong, "CM_PASSWORD").reason);
+    EXPECT_EQ("", keyOf("CM_OPERATOR_MODE=1\nCM_OPERATOR=1234\n", "CM_OPERATOR").reason);
+    EXPECT_EQ("", keyOf("CM_OPERATOR_MODE=2\n", "CM_OPERATOR_MODE").reason);
 }
 
 TEST_F(ConfigCheck, BandListWithAWrongEntry_ShowsTheBandsBeforeIt) {
@@ -140,7 +197,7 @@ TEST_F(ConfigCheck, BandListWithAWrongEntry_ShowsTheBandsBeforeIt) {
 TEST_F(ConfigCheck, KeyWithoutMeaning_IsNotAFinding) {
     EXPECT_EQ(eConfigVerdict::NOT_USED, keyOf("CM_3G_BAND=2\n", "CM_3G_BAND").verdict);
     EXPECT_EQ(eConfigVerdict::NOT_USED, keyOf("CM_OPERATOR=26201\n", "CM_OPERATOR").verdict);
-    EXPECT_EQ(0u, check("CM_3G_BAND=2\nCM_OPERATOR=26201\n").findings());
+    EXPECT_EQ("", findings("CM_3G_BAND=2\nCM_OPERATOR=26201\n"));
 }
 
 TEST_F(ConfigCheck, Passwords_AreNowhereInTheReport) {
@@ -152,55 +209,50 @@ TEST_F(ConfigCheck, Passwords_AreNowhereInTheReport) {
             for (const sConfigKeyReport& key : report.keys)
                 for (const std::string& text : {key.written, key.inForce, key.reason})
                     EXPECT_EQ(std::string::npos, text.find(password.substr(0, 5))) << text;
-            for (const std::string& problem : report.problems)
-                EXPECT_EQ(std::string::npos, problem.find(password.substr(0, 4))) << problem;
+            const std::string all = findings(std::string(user) + "CM_PASSWORD=" + password +
+                                             "\nCM_PASSWORD=" + password + "\n");
+            EXPECT_EQ(std::string::npos, all.find(password.substr(0, 4))) << all;
         }
     }
 }
 
-TEST_F(ConfigCheck, ProblemsOfTheFile_NameTheirLine) {
-    const sConfigReport report = check(
-        "\xEF\xBB\xBF"
-        "CM_APN=a\r\n"
-        "# comment\n"
-        "\n"
-        "CM_APN=b\n"
-        "nothing\n"
-        "CM_PASSWROD=x\n"
-        "cm_mtu=1400\n"
-        "LANGUAGE=en\n");
-    const std::vector<std::string> expected = {
-        "line 4: CM_APN once more, only line 1 counts",
-        "line 5: no = in it, the line is passed over",
-        "line 6: unknown key 'CM_PASSWROD' is passed over; is CM_PASSWORD meant?",
-        "line 7: unknown key 'cm_mtu' is passed over; keys are written in capitals: CM_MTU",
-        "line 8: unknown key 'LANGUAGE' is passed over",
-    };
-    EXPECT_EQ(expected, report.problems);
-    EXPECT_EQ(5u, report.findings());
+TEST_F(ConfigCheck, FindingsOfTheFile_NameTheirLine) {
+    EXPECT_EQ(
+        "4: CM_APN a second time, only line 1 counts\n"
+        "5: there is no = in it, so it is not used\n"
+        "6: unknown key 'CM_PASSWROD', not used; is CM_PASSWORD meant?\n"
+        "7: unknown key 'cm_mtu', not used; keys are written in capitals: CM_MTU\n"
+        "8: unknown key 'LANGUAGE', not used\n",
+        findings("\xEF\xBB\xBF"
+                 "CM_APN=a\r\n"
+                 "# comment\n"
+                 "\n"
+                 "CM_APN=b\n"
+                 "nothing\n"
+                 "CM_PASSWROD=x\n"
+                 "cm_mtu=1400\n"
+                 "LANGUAGE=en\n"));
 }
 
 TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) {
-    const sConfigReport report = check(
-        "CM_ENABLE_INTERFACE = yes \n"
-        "CM_APN=internet \n"
-        "CM_APN2 = second\n"
-        "CM_USERNAME='me'\n"
-        "CM_PASSWORD= \"secret\"\r\n"
-        "CM_OPERATOR_MODE= 1\n"
-        "CM_OPERATOR=\"My Net\"\n");
-    const std::vector<std::string> expected = {
-        "CM_APN has blanks at its ends, which belong to the value",
-        "CM_APN2 has blanks at its ends, which belong to the value",
-        "CM_USERNAME has quotes, which belong to the value",
-        "CM_PASSWORD has blanks at its ends, which belong to the value",
-        "CM_PASSWORD has quotes, which belong to the value",
-        "CM_OPERATOR has quotes, which belong to the value",
-    };
-    EXPECT_EQ(expected, report.problems);
-    EXPECT_EQ(0u, check("CM_USERNAME=o'neil\nCM_PASSWORD=\"\nCM_APN=\n").findings());
+    const std::string blanks = "; the blanks at its ends count as part of the value";
+    const std::string quotes = "; the quotes count as part of the value: write it without them";
+    EXPECT_EQ("2: CM_APN is 'internet '" + blanks + "\n3: CM_APN2 is ' second'" + blanks +
+                  "\n4: CM_USERNAME is ''me''" + quotes + "\n5: CM_PASSWORD is '****'" + quotes +
+                  blanks + "\n7: CM_OPERATOR is '\"My Net\"'" + quotes + "\n",
+              findings("CM_ENABLE_INTERFACE = yes \n"
+                       "CM_APN=internet \n"
+                       "CM_APN2 = second\n"
+                       "CM_USERNAME='me'\n"
+                       "CM_PASSWORD= \"secret\"\r\n"
+                       "CM_OPERATOR_MODE= 1\n"
+                       "CM_OPERATOR=\"My Net\"\n"));
+    EXPECT_EQ("", findings("CM_USERNAME=o'neil\nCM_PASSWORD=\"#1\nCM_APN=\n"));
+    // In these it ends the value on its way to the modem.
+    EXPECT_EQ("1: CM_USERNAME is 'a,b'; the comma ends it on its way to the modem\n",
+              findings("CM_USERNAME=a,b\n"));
     // One finding is enough for what is refused anyway.
-    EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings());
+    EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings.size());
 }
 
 TEST_F(ConfigCheck, DebugModeOfTheFile_MakesThisProgramLogNothing) {
@@ -222,19 +274,31 @@ TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
     host.file("/etc/vuk/cellular2.conf", "CM_MTU=1\n");
     const sCommandRun run = runOn(host, {"config", "check", "-q", "-p", "2"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
-    EXPECT_NE(std::string::npos, run.out.find("instead of '1'")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("! line 1: CM_MTU is '1'\n    allowed: 60 to 1500\n"))
+        << run.out;
     EXPECT_EQ(std::string::npos, run.out.find("CM_APN")) << run.out;
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"config", "check", "-p", "3"}).status);
+    host.file("/etc/vuk/cellular2.conf", "CM_APN=internet\n");
+    EXPECT_NE(std::string::npos,
+              runOn(host, {"config", "check", "-p", "2"}).out.find("\nok: nothing to correct\n"));
+    EXPECT_EQ("", runOn(host, {"config", "check", "-q", "-p", "2"}).out);
 }
 
 TEST_F(ConfigCheck, Command_LinesOfAnyLength_DoNotFillTheScreen) {
     host.file("/etc/vuk/cellular1.conf",
               "CM_APN=" + std::string(50000, 'a') + "\n" + std::string(50000, 'B') + "=x\n");
     const sCommandRun run = runOn(host, {"config", "check", "-q"});
-    EXPECT_NE(std::string::npos, run.out.find("instead of 'aaaa")) << run.out;
-    EXPECT_NE(std::string::npos, run.out.find("must be 1 to 104 letters")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("CM_APN is 'aaaa")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("allowed: 1 to 104 letters")) << run.out;
     EXPECT_NE(std::string::npos, run.out.find("unknown key 'BBBB")) << run.out;
     EXPECT_GT(2000u, run.out.size());
+    std::string lines;
+    for (int i = 0; i < 5000; ++i)
+        lines += "nonsense\n";
+    host.file("/etc/vuk/cellular1.conf", lines);
+    const std::string out = runOn(host, {"config", "check", "-q"}).out;
+    EXPECT_NE(std::string::npos, out.find("! and 4950 more\n5000 findings\n")) << out;
+    EXPECT_GT(5000u, out.size());
 }
 
 TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
@@ -269,12 +333,10 @@ TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
         {"MODE", ""},
     };
     for (const auto& row : cases) {
-        const std::vector<std::string> problems = check(std::string(row.written) + "=x\n").problems;
-        ASSERT_EQ(1u, problems.size()) << row.written;
         const std::string offer =
             *row.meant == 0 ? "" : std::string("; is ") + row.meant + " meant?";
-        EXPECT_EQ("line 1: unknown key '" + std::string(row.written) + "' is passed over" + offer,
-                  problems.front());
+        EXPECT_EQ("1: unknown key '" + std::string(row.written) + "', not used" + offer + "\n",
+                  findings(std::string(row.written) + "=x\n"));
     }
 }
 

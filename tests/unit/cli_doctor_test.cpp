@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "cli/doctor_checks.h"
+#include "cli/modem_checks.h"
+#include "tests/support/pseudo_terminal.h"
 #include "tests/unit/cli_empty_host.h"
 
 namespace {
@@ -115,11 +118,36 @@ TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
 }
 
 TEST_F(Doctor, PowerSwitch_ThatOthersMayChange) {
-    expect(eHealth::NOTE, checkPowerSwitch, "slots.conf");
     host.file("/etc/cellslot/slots.conf", "", 0644);
-    expect(eHealth::FINE, checkPowerSwitch);
+    expect(eHealth::FINE, checkSlotsFile);
     chmod(host.places.at("/etc/cellslot/slots.conf").c_str(), 0664);
-    expect(eHealth::BROKEN, checkPowerSwitch, "chmod");
+    expect(eHealth::BROKEN, checkSlotsFile, "chmod");
+}
+
+TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
+    host.file("/tools/sledctl", "CONFIG=/etc/cellslot/slots.conf\n", 0755);
+    expect(eHealth::NOTE, checkPowerSwitch, "one modem works without");
+    const struct {
+        const char* lines;
+        eHealth health;
+    } cases[] = {
+        {"#1 usb 1-1.2\n", eHealth::NOTE},
+        {"2 usb 1-1.2\n", eHealth::NOTE},
+        {"1 off sleep 1\n", eHealth::NOTE},
+        {"1 on sleep 1\n", eHealth::NOTE},
+        {" 1\tusb 1-1.2 4 3\n", eHealth::FINE},
+        {"1 reset run x\n", eHealth::FINE},
+        {"1 on sleep 1\n# x\n1 off sleep 1\n", eHealth::FINE},
+    };
+    for (const auto& row : cases) {
+        host.file("/etc/cellslot/slots.conf", row.lines);
+        SCOPED_TRACE(row.lines);
+        expect(row.health, checkPowerSwitch);
+    }
+    // A gateway's own tools know their slots themselves.
+    host.file("/etc/cellslot/slots.conf", "");
+    host.file("/tools/sledctl", "#!/bin/sh\n", 0755);
+    expect(eHealth::FINE, checkPowerSwitch);
 }
 
 TEST_F(Doctor, Space_FolderMissing) {
@@ -155,8 +183,11 @@ TEST_F(Doctor, Requests_FolderInTheirPlace) {
     host.file("/tmp/at_cmd_in", "AT\n");
     expect(eHealth::FINE, checkRequests);
     unlink(host.places.at("/tmp/at_cmd_in").c_str());
-    host.folderAt("/tmp/at_cmd_in");
-    expect(eHealth::BROKEN, checkRequests, "rmdir");
+    for (const char* place : {"/tmp/at_cmd_in", "/tmp/at_cmd_in.3"}) {
+        host.folderAt(place);
+        expect(eHealth::BROKEN, checkRequests, std::string("rmdir ") + place);
+        rmdir(host.places.at(place).c_str());
+    }
 }
 
 TEST_F(Doctor, Instance_NoneOneAndTwo) {
@@ -169,6 +200,14 @@ TEST_F(Doctor, Instance_NoneOneAndTwo) {
     expect(eHealth::BROKEN, checkInstance, "2 daemons");
     host.process(50, "cellslotd -p2", "cellslotd");
     expect(eHealth::FINE, checkInstance, "runs as 51");
+}
+
+TEST_F(Doctor, Instance_ThatEndedAsIsWanted_IsNoFault) {
+    host.file("/tmp/force_cell_tempoff.1", "");
+    expect(eHealth::NOTE, checkInstance, "cellslot data auto -p 1");
+    unlink(host.places.at("/tmp/force_cell_tempoff.1").c_str());
+    host.file("/etc/vuk/cellular1.conf", "CM_ENABLE_INTERFACE=off\n");
+    expect(eHealth::NOTE, checkInstance, "CM_ENABLE_INTERFACE=yes");
 }
 
 TEST_F(Doctor, Setup_OfTheRunningDaemon) {
@@ -255,6 +294,50 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
     opens(62, "/dev/at");
     expect(eHealth::BROKEN, checkHolders, "ModemManager (62)");
     expect(eHealth::BROKEN, checkHolders, "mask --now");
+}
+
+TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNoIntruder) {
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    const eHealth nothing = geteuid() == 0 ? eHealth::FINE : eHealth::NOTE;
+    setup.device = "/dev/modem";
+    const std::string& slave = terminal.path;
+    ASSERT_EQ(0, symlink(slave.c_str(), host.places.at("/dev/modem").c_str()));
+    host.process(62, "le910sim", "le910sim");
+    const std::string process = host.places.at("/proc/62");
+    ASSERT_EQ(0, symlink("/dev/ptmx", (process + "/fd/4").c_str()));
+    ASSERT_EQ(0, symlink(slave.c_str(), (process + "/fd/5").c_str()));
+    host.folderAt("/proc/62/fdinfo");
+    const std::string number = slave.substr(slave.rfind('/') + 1);
+    host.file("/proc/62/fdinfo/4", "pos:\t0\nflags:\t0100002\ntty-index:\t" + number + "\n");
+    expect(nothing, checkHolders);
+    // A shell on the terminal serves none, or another one.
+    host.file("/proc/62/fdinfo/4", "pos:\t0\ntty-index:\t1" + number + "\n");
+    expect(eHealth::BROKEN, checkHolders, "le910sim (62)");
+    host.file("/proc/62/fdinfo/4", "pos:\t0\n");
+    expect(eHealth::BROKEN, checkHolders, "le910sim (62)");
+    close(terminal.modemEnd);
+}
+
+TEST_F(Doctor, Holders_DeviceNumber_MeansThePortUnlessItIsOfAPseudoTerminal) {
+    if (geteuid() != 0) GTEST_SKIP() << "makes device nodes";
+    constexpr unsigned USB_SERIAL_MAJOR = 188;
+    constexpr unsigned PSEUDO_TERMINAL_MAJOR = 136;
+    setup.device = "/dev/at";
+    host.process(62, "socat", "socat");
+    ASSERT_EQ(
+        0, symlink(host.places.at("/dev/other").c_str(), host.places.at("/proc/62/fd/5").c_str()));
+    const auto makeBoth = [&](unsigned major) {
+        for (const char* node : {"/dev/at", "/dev/other"}) {
+            unlink(host.places.at(node).c_str());
+            if (mknod(host.places.at(node).c_str(), S_IFCHR | 0600, makedev(major, 2)) != 0)
+                return false;
+        }
+        return true;
+    };
+    if (!makeBoth(USB_SERIAL_MAJOR)) GTEST_SKIP() << "may not make device nodes";
+    expect(eHealth::BROKEN, checkHolders, "socat (62)");
+    ASSERT_TRUE(makeBoth(PSEUDO_TERMINAL_MAJOR));
+    expect(eHealth::FINE, checkHolders);
 }
 
 TEST_F(Doctor, Interface_NameAndExistence) {
@@ -344,10 +427,84 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
     expect(eHealth::BROKEN, checkGps, "does not understand -t");
 }
 
+TEST_F(Doctor, ModemHabits_AsFarAsTheyArePublished) {
+    const std::string iccid = "89014100000000000015";
+    host.status(1, {{"SIM_STATUS", "Not Present"}});
+    expect(eHealth::FINE, checkModemHabits);  // of a daemon that does not run any more
+    setup.pid = 42;
+    expect(eHealth::NOTE, checkModemHabits, "#QSS mode is 2");
+    expect(eHealth::NOTE, checkModemHabits, "cellslot doctor --ask-modem -p 1");
+    host.status(1, {{"SIM_STATUS", "Available"}, {"SIM_ID", iccid}});
+    expect(eHealth::FINE, checkModemHabits);
+    host.status(1, {{"SIM_STATUS", "Available"}, {"SIM_ID", std::string(22, '0')}});
+    expect(eHealth::NOTE, checkModemHabits, "filler F");
+    const auto failed = [&](const char* state, const char* error) {
+        host.status(1, {{"SIM_STATUS", "Available"},
+                        {"SIM_ID", iccid},
+                        {"QMI_STATE", state},
+                        {"LAST_CONNECT_ERROR_E", error}});
+    };
+    failed("DISCONNECTED", "207");
+    expect(eHealth::NOTE, checkModemHabits, "the mask 255.255.255.255");
+    failed("CONNECTED", "207");
+    expect(eHealth::FINE, checkModemHabits);
+    failed("DISCONNECTED", "206");
+    expect(eHealth::FINE, checkModemHabits);
+}
+
+TEST_F(Doctor, ModemsAnswer_IsJudged) {
+    const struct {
+        const char* answer;
+        eHealth health;
+        const char* mentioned;
+    } cases[] = {
+        {"AT#QSS?\r\r\n#QSS: 0,1\r\n\r\nOK\r\n", eHealth::FINE, "finds it"},
+        {"#QSS: 1\r\n#QSS: 2,3\r\nOK\r\n", eHealth::BROKEN, "cellslot at AT#QSS=0 -p 1"},
+        {"#QSS: 2,2\r\nOK\r\n", eHealth::BROKEN, "#QSS mode is 2"},
+        {"#QSS: 1,0\r\nOK\r\n", eHealth::BROKEN, "finds no SIM"},
+        {"#QSS: 0,1\r\n+CCID: 8949020000012345678F\r\nOK\r\n", eHealth::NOTE,
+         "8949020000012345678F has more than digits"},
+        {"#QSS: 0,1\r\n+CCID: 89490200000123456785\r\nOK\r\n", eHealth::FINE, "finds it"},
+        {"+CGCONTRDP: 1,5,\"internet\",\"10.64.1.8.255.255.255.255\",\"10.64.1.9\"\r\nOK\r\n",
+         eHealth::BROKEN, "CM_IPFAMILY=ipv6"},
+        {"+CGCONTRDP: 1,5,internet,10.64.1.8.255.255.255.252,10.64.1.9\r\nOK\r\n", eHealth::FINE,
+         "mask can be used"},
+        // The beginning of an IPv6 prefix.
+        {"+CGCONTRDP: 1,5,i,32.1.13.184.0.0.0.0.0.0.0.0.0.0.0.1.255.255.255.255.255.255.255.255.0."
+         "0.0.0.0.0.0.0\r\nOK\r\n",
+         eHealth::FINE, "mask can be used"},
+        {"AT#QSS?\nTIMEOUT\n", eHealth::NOTE, "nothing that can be judged"},
+        {"", eHealth::NOTE, "nothing that can be judged"},
+    };
+    for (const auto& row : cases) {
+        const tFindings findings = judgeModemAnswer(row.answer, setup);
+        expectMends(findings);
+        EXPECT_EQ(row.health, worst(findings)) << row.answer;
+        EXPECT_TRUE(mentions(findings, row.mentioned)) << row.answer << findings[0].text;
+    }
+    const std::string endless = "+CCID: F" + std::string(5000, 'x') + "\n";
+    EXPECT_GT(200u, judgeModemAnswer(endless, setup).front().text.size());
+}
+
+TEST_F(Doctor, ModemsQuestions_AreOneRequestOfTheContextInUse) {
+    EXPECT_EQ("AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=3::5\n", modemQuestions("3"));
+    for (const char* context : {"", "x", "1\nAT+CFUN=4", "123"})
+        EXPECT_EQ("AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=1::5\n", modemQuestions(context));
+}
+
+TEST_F(Doctor, AskModem_WithoutADaemon_IsANote) {
+    const sCommandRun run = runOn(host, {"doctor", "--ask-modem", "-p", "2"});
+    EXPECT_NE(std::string::npos,
+              run.out.find("  note    modem      it was not asked: no daemon runs for slot 2\n"
+                           "                     -> start it: systemctl start cellslotd@2\n"))
+        << run.out;
+}
+
 TEST_F(Doctor, Command_StatusTellsWhetherSomethingIsBroken) {
     const sCommandRun run = runOn(host, {"doctor", "-p", "2", "-q"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
-    EXPECT_NE(std::string::npos, run.out.find("slot 2\n  BROKEN  daemon     no daemon runs\n"))
+    EXPECT_NE(std::string::npos,
+              run.out.find("slot 2\n  BROKEN  daemon     no daemon runs for slot 2\n"))
         << run.out;
     EXPECT_EQ("", run.err);
     EXPECT_FALSE(fileExists(host.places.at("/tmp/sms")));

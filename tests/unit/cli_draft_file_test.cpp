@@ -82,7 +82,7 @@ TEST(SystemFailure, ErrorOfTheSystem_HasItsStatusAndWhatToDo) {
         {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
         {ENOSPC, eExitStatus::FAILED, "; make room there"},
         {EROFS, eExitStatus::FAILED, "; mount it writable"},
-        {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status tells more"},
+        {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status shows more"},
         {EIO, eExitStatus::FAILED, ""},
     };
     for (const auto& row : cases) {

@@ -60,16 +60,15 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
 
 TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
     const cEmptyHost host;
-    const std::vector<std::vector<const char*>> wrong = {{},
-                                                         {"nonsense"},
-                                                         {"sms"},
+    const std::vector<std::vector<const char*>> wrong = {{"nonsense"},
+                                                         {"nonsense", "--help"},
+                                                         {"sms", "nonsense", "-h"},
                                                          {"sms", "send", "12025550123"},
                                                          {"data"},
                                                          {"data", "maybe"},
                                                          {"pin", "guess"},
                                                          {"at", "AT", "-t", "32"},
                                                          {"reload", "-p", "4"},
-                                                         {"config"},
                                                          {"doctor", "-p", "0"}};
     for (const std::vector<const char*>& command : wrong) {
         const sCommandRun run = runOn(host, command);
@@ -100,8 +99,57 @@ TEST(CliCommandLine, UnknownSubcommand_IsNamedWithTheOneMeant) {
               runOn(host, {"sms", "sned", "12345", "x"}).err);
     EXPECT_EQ("cellslot: there is no cellslot a?[2Jb (see cellslot --help)\n",
               runOn(host, {"a\x1b[2Jb"}).err);
-    EXPECT_EQ("cellslot: A subcommand is required (see cellslot pin --help)\n",
-              runOn(host, {"pin"}).err);
+    EXPECT_EQ("cellslot: there is no cellslot frob (see cellslot --help)\n",
+              runOn(host, {"frob", "--help"}).err);
+}
+
+TEST(CliCommandLine, WithoutASubcommand_ListsThem) {
+    const cEmptyHost host;
+    for (const std::vector<const char*>& command :
+         std::vector<std::vector<const char*>>{{}, {"sms"}, {"pin"}, {"config"}}) {
+        std::vector<const char*> help = command;
+        help.push_back("--help");
+        const sCommandRun run = runOn(host, command);
+        EXPECT_EQ(eExitStatus::USAGE, run.status) << title(command);
+        EXPECT_NE(std::string::npos, run.out.find("\nSubcommands:\n")) << run.out;
+        EXPECT_EQ(runOn(host, help).out, run.out) << title(command);
+        EXPECT_EQ("", run.err) << title(command);
+    }
+}
+
+TEST(CliCommandLine, SlotWithoutDaemon_HasOneWording) {
+    cEmptyHost host;
+    const std::vector<std::vector<const char*>> commands = {
+        {"at", "AT", "-p", "2"}, {"data", "on", "-p", "2"}, {"pin", "change", "-p", "2"},
+        {"reload", "-p", "2"},   {"status", "-p", "2"},     {"doctor", "-p", "2"}};
+    for (const std::vector<const char*>& command : commands) {
+        const sCommandRun run = runOn(host, command);
+        EXPECT_NE(std::string::npos, (run.out + run.err).find("no daemon runs for slot 2"))
+            << title(command) << run.out << run.err;
+    }
+    const std::string start =
+        "cellslot: no daemon runs for slot 2; start it: "
+        "systemctl start cellslotd@2\n";
+    for (const char* command : {"reload", "status"})
+        EXPECT_EQ(start, runOn(host, {command, "-p", "2"}).err);
+    for (const std::vector<const char*>& command :
+         std::vector<std::vector<const char*>>{{"sms", "send", "12025550123", "x"}, {"status"}}) {
+        cEmptyHost nothing;
+        EXPECT_EQ("cellslot: no daemon runs for any slot; start one: systemctl start cellslotd@1\n",
+                  runOn(nothing, command).err);
+    }
+}
+
+TEST(CliData, SlotWithoutDaemon_DoesNotClaimThatDataIsOn) {
+    cEmptyHost host;
+    const sCommandRun run = runOn(host, {"data", "on", "-p", "2"});
+    EXPECT_EQ(eExitStatus::NO_DAEMON, run.status);
+    EXPECT_EQ("", run.out);
+    EXPECT_EQ(
+        "cellslot: no daemon runs for slot 2; when it is started, data is on, whatever the "
+        "configuration says\n",
+        run.err);
+    EXPECT_TRUE(fileExists(host.places.at("/tmp/force_cell_con.2")));
 }
 
 TEST(CliCommandLine, HelpThatCannotBeWritten_IsAFailure) {

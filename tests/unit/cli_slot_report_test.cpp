@@ -135,7 +135,8 @@ TEST_F(SlotReport, ModemSwitchedOff_SaysWhatBringsItBack) {
     touch("tmp/force_cell_tempoff.1");
     const sProblem problem = diagnose(host.report(1)).problems.front();
     EXPECT_EQ(problem.what,
-              "No daemon runs, as is wanted: modem switched off by /tmp/force_cell_tempoff.1.");
+              "No daemon runs for slot 1, as is wanted: modem switched off by "
+              "/tmp/force_cell_tempoff.1.");
     EXPECT_EQ(problem.mend, "cellslot data auto -p 1, then: systemctl start cellslotd@1");
 }
 

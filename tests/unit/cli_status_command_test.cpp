@@ -51,9 +51,14 @@ TEST_F(StatusCommand, GoodSlot_IsToldWithStatus0) {
     EXPECT_EQ(one.status, eExitStatus::OK);
     EXPECT_EQ(one.out.rfind("Slot 1  CONNECTED", 0), 0u) << one.out;
     EXPECT_EQ(one.err, "");
+    // The only slot is shown in full, named or not; several are a table.
     const sStatusRun all = host.run({"status"});
     EXPECT_EQ(all.status, eExitStatus::OK);
-    EXPECT_NE(all.out.find("\n1     CONNECTED"), std::string::npos) << all.out;
+    EXPECT_EQ(all.out, one.out);
+    host.addSlot(2, "healthy");
+    host.writeStatus(2, freshStatus("healthy", 2));
+    const sStatusRun two = host.run({"status"});
+    EXPECT_NE(two.out.find("\n1     CONNECTED"), std::string::npos) << two.out;
 }
 
 TEST_F(StatusCommand, UnknownSlot_IsAUsageError) {
@@ -67,8 +72,7 @@ TEST(StatusCommandAlone, NothingOnThisHost_SaysWhatToStart) {
     EXPECT_EQ(run.status, eExitStatus::NO_DAEMON);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err,
-              "cellslot: no slot has a daemon, a status file or a configuration; start one: "
-              "systemctl start cellslotd@1\n");
+              "cellslot: no daemon runs for any slot; start one: systemctl start cellslotd@1\n");
 }
 
 TEST(StatusCommandAlone, NothingOnThisHost_IsAnEmptyListForPrograms) {
@@ -79,7 +83,7 @@ TEST(StatusCommandAlone, NothingOnThisHost_IsAnEmptyListForPrograms) {
 
 TEST_F(StatusCommand, SlotWithoutDaemonAndFile_IsNamed) {
     expectFailure({"status", "-p", "2"}, eExitStatus::NO_DAEMON,
-                  "slot 2: No daemon runs. Try: systemctl start cellslotd@2");
+                  "no daemon runs for slot 2; start it: systemctl start cellslotd@2\n");
 }
 
 TEST_F(StatusCommand, FileThatCannotBeUsed_IsOneLine) {

@@ -54,6 +54,22 @@ TEST_F(StatusScreen, PukLocked_AsksForThePuk) {
     expectScreen("puk_locked", "puk_locked");
 }
 
+TEST_F(StatusScreen, IccidWithALetter_IsNamedWhereItWouldStand) {
+    host.writeStatus(1, withValue(recordedStatus("healthy"), "SIM_ID", std::string(22, '0')));
+    const std::string screen = joinLines(slotScreen(host.report(1)));
+    EXPECT_NE(screen.find("\nSIM          ready, AT&T, ICCID not shown (a filler F?), number "),
+              std::string::npos)
+        << screen;
+}
+
+TEST_F(StatusScreen, NetworkMaskThatCannotBeUsed_IsNamedWithTheFailure) {
+    host.writeStatus(1, withValue(withValue(recordedStatus("healthy"), "QMI_STATE", "DISCONNECTED"),
+                                  "LAST_CONNECT_ERROR_E", "207"));
+    const std::string screen = joinLines(slotScreen(host.report(1)));
+    EXPECT_NE(screen.find("255.255.255.255"), std::string::npos) << screen;
+    EXPECT_NE(screen.find("cellslot doctor --ask-modem"), std::string::npos) << screen;
+}
+
 TEST_F(StatusScreen, NoSim_SaysSo) {
     expectScreen("no_sim", "no_sim");
 }

@@ -109,6 +109,24 @@ TEST_F(CustomAt, NoRequest_DoesNothing) {
     EXPECT_TRUE(std::filesystem::is_empty(shared.path()));
 }
 
+TEST_F(CustomAt, RequestOfOneSlot_IsTakenByItsDaemonOnly) {
+    writeFile(in + ".2", "AT+CSQ\n");
+    writeFile(in + ".1", "AT+CGMI\n");
+    writeFile(raw, "of another request\n");
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(port.commands(), std::vector<std::string>());
+    port.answer(modemReply({"+CSQ: 20,99"}));
+    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path(), ".2"), eSUCCESS);
+    EXPECT_EQ(port.commands(), list("AT+CSQ", 1));
+    EXPECT_FALSE(fileExists(in + ".2"));
+    EXPECT_EQ(readFile(in + ".1"), "AT+CGMI\n");
+    EXPECT_EQ(readFile(out + ".2"), record("AT+CSQ", csqResponse()) + "\n");
+    EXPECT_EQ(readFile(raw + ".2"), csqResponse() + "\n");
+    // The answers of the shared request stay.
+    EXPECT_EQ(readFile(raw), "of another request\n");
+    EXPECT_FALSE(fileExists(out));
+}
+
 TEST_F(CustomAt, OneCommand_AnswerFilesAndLog) {
     port.answer(modemReply({"+CSQ: 20,99"}));
     EXPECT_EQ(request("AT+CSQ\n"), eSUCCESS);

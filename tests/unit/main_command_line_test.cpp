@@ -142,6 +142,23 @@ TEST(ParseArgs, CalledTwice_StartsAgainAtTheFirstArgument) {
     EXPECT_EQ(second.options.s_port, "3");
 }
 
+TEST(VersionRequest, OnlyWhereItStandsAlone) {
+    const auto asks = [](std::vector<std::string> words) {
+        std::vector<char*> argv;
+        for (std::string& word : words)
+            argv.push_back(word.data());
+        return isVersionRequest(static_cast<int>(argv.size()), argv.data());
+    };
+    EXPECT_TRUE(asks({"cellslotd", "--version"}));
+    EXPECT_FALSE(asks({"cellslotd"}));
+    EXPECT_FALSE(asks({"cellslotd", "--versions"}));
+    // An option that is not known is passed over, and the daemon starts.
+    EXPECT_FALSE(asks({"cellslotd", "--version", "-p", "1"}));
+    testing::internal::CaptureStdout();
+    printVersion("cellslotd");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "cellslotd version 1.0.17\n");
+}
+
 TEST(Usage, Text_IsTheHelp) {
     testing::internal::CaptureStdout();
     usage("cellslotd");

@@ -62,6 +62,8 @@ void awaitLink(const std::string& path, bool present) {
 // The program, started with its ports in a folder of its own.
 class cProgram {
   public:
+    // Started with these words alone.
+    static cProgram bare(const std::vector<std::string>& words) { return cProgram(words, sBare()); }
     explicit cProgram(const std::vector<std::string>& extra = {}, bool ownAtLink = true) {
         std::vector<std::string> words = {LE910SIM,     "--gps-link", gps(),    "--control",
                                           socketPath(), "--log",      logPath()};
@@ -115,6 +117,13 @@ class cProgram {
     }
 
   private:
+    struct sBare {};
+    cProgram(const std::vector<std::string>& words, sBare /*bare*/) {
+        std::vector<std::string> line = {LE910SIM};
+        line.insert(line.end(), words.begin(), words.end());
+        start(line);
+    }
+
     void start(const std::vector<std::string>& words) {
         std::vector<char*> argv;
         for (const std::string& word : words)
@@ -285,6 +294,30 @@ TEST(SimProgram, Seconds_EndItByItself) {
     EXPECT_EQ(ask(fd, "AT+GMM", "OK\r\n"), "AT+GMM\r\r\nLE910-EU V2\r\n\r\nOK\r\n");
     close(fd);
     EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(SimProgram, CommandLineThatIsIncompleteOrWrong_NamesTheProgramAndWhatIsMissing) {
+    const std::string example =
+        "; for example: le910sim --at-link /tmp/at --gps-link /tmp/gps (see le910sim --help)\n";
+    const struct {
+        std::vector<std::string> words;
+        std::string text;
+    } cases[] = {
+        {{}, "le910sim: --at-link and --gps-link are missing" + example},
+        {{"--at-link", "/tmp/at"}, "le910sim: --gps-link is missing" + example},
+        {{"--gps-link", "/tmp/gps"}, "le910sim: --at-link is missing" + example},
+        {{"--nonsense"},
+         "le910sim: The following argument was not expected: --nonsense (see "
+         "le910sim --help)\n"},
+    };
+    for (const auto& row : cases) {
+        cProgram program = cProgram::bare(row.words);
+        EXPECT_EQ(program.said("\n"), row.text);
+        EXPECT_EQ(program.wait(), 2);
+    }
+    cProgram help = cProgram::bare({"--help"});
+    EXPECT_NE(help.said("--track").find("le910sim"), std::string::npos);
+    EXPECT_EQ(help.wait(), 0);
 }
 
 TEST(SimProgram, WrongScenario_IsNamedAndFails) {

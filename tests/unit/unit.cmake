@@ -3,7 +3,7 @@
 cellslot_add_unit_tests(config
     LIBS cellslot_config
     SOURCES unit/config_data_directive_test.cpp unit/config_file_test.cpp
-            unit/config_options_test.cpp unit/config_reader_test.cpp)
+            unit/config_look_test.cpp unit/config_options_test.cpp unit/config_reader_test.cpp)
 target_compile_definitions(config_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
 
 # They test the host implementation; a gateway's own libraries are not ours to test.

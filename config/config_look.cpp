@@ -1,0 +1,45 @@
+#include "config/config_look.h"
+
+#include <iterator>
+
+#include "platform/include/file_vector.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/text_lookup_table.h"
+
+namespace {
+
+// By eConfigResult.
+const char* const RESULTS[] = {"missing", "unchanged", "applied"};
+
+}  // namespace
+
+std::string configLookPath(const std::string& slot) {
+    return "/var/run/cellslotd." + slot + ".config";
+}
+
+void publishConfigLook(const std::string& path, const sConfigLook& look) {
+    cFileVector file(path);
+    file.AppendLine("PID=" + itos(look.pid));
+    file.AppendLine("COUNT=" + std::to_string(look.count));
+    file.AppendLine(std::string("RESULT=") + RESULTS[look.result]);
+    file.AppendLine("FILE=" + look.file);
+    file.Write();
+}
+
+sConfigLook readConfigLook(const std::string& path) {
+    const cTextLookupTable table(path, '=');
+    const auto value = [&](const char* key) {
+        const auto entry = table.entries().find(key);
+        return entry == table.entries().end() ? std::string() : entry->second;
+    };
+    sConfigLook look;
+    const std::string result = value("RESULT");
+    for (unsigned i = 0; i < std::size(RESULTS); ++i) {
+        if (result != RESULTS[i]) continue;
+        look.result = static_cast<eConfigResult>(i);
+        look.pid = textToInt(value("PID"));
+    }
+    look.count = static_cast<unsigned>(textToInt(value("COUNT")));
+    look.file = value("FILE");
+    return look;
+}
