@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "include/repeated_notices.h"
-#include "include/temporary_files.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "sms/assembly.h"
@@ -60,7 +59,7 @@ void initSMS(const std::string& root) {
     traceEntry(eLOG_SMS, __func__);
     makeSmsDirs(root);
     warnAboutForeignSpool(root);
-    if (isSpoolRoot(root)) removeLeftTemporaryFiles(root);
+    removeTemporaryFiles(root);
     deliverJournals(root);
     findPrompt(root);
     g_Cp_CheckSMS->Start();

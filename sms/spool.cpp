@@ -11,6 +11,7 @@
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
+#include "include/temporary_files.h"
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
@@ -78,11 +79,6 @@ std::string replaced(std::string text, bool (*unwanted)(unsigned char)) {
 
 bool isTemporaryName(const std::string& name) {
     return startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX);
-}
-
-void unlinkTemporary(const std::string& dir, const std::vector<std::string>& names) {
-    for (const std::string& name : names)
-        if (isTemporaryName(name)) unlink((dir + name).c_str());
 }
 
 bool copyFile(const std::string& from, const std::string& to) {
@@ -184,11 +180,10 @@ int listSpoolFiles(const std::string& dir, std::vector<std::string>& names) {
 }
 
 void removeTemporaryFiles(const std::string& root) {
-    std::vector<std::string> names;
-    if (listSpoolRoot(root, names) != 0) return;
-    unlinkTemporary(root + "/", names);
+    if (!isSpoolRoot(root)) return;
+    removeLeftTemporaryFiles(root);
     for (const char* dir : ALL_DIRS)
-        if (listSpoolDir(root + dir, names) == 0) unlinkTemporary(root + dir, names);
+        if (!isLink(root + dir)) removeLeftTemporaryFiles(root + dir);
 }
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b) {

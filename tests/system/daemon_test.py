@@ -336,7 +336,9 @@ class ModemAway(DaemonTest):
         slot.sim.wait(10)
         slot.sim.stdout.close()
         slot.waitFor("_QMI_STATE", "Unknown")
-        self.assertEqual(self.log.count("Unable to open device port, starting 2 minute timer"), 1)
+        # That is published before the lost port is closed and its two minutes begin.
+        waitUntil(lambda: self.log.count("Unable to open device port, starting 2 minute timer") == 1,
+                  20, lambda: self.log.texts()[-5:])
         slot.startSim()
         slot.waitConnected(30)
 

@@ -22,7 +22,14 @@ class SmsCheck : public cSmsFixture {
 
 const tNames USUAL = {"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"};
 
-class SmsInit : public cSmsFixture {};
+class SmsInit : public cSmsFixture {
+  protected:
+    // Than what another process may be writing just now.
+    static void makeOlder(const std::string& path) {
+        std::filesystem::last_write_time(
+            path, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(70));
+    }
+};
 
 }  // namespace
 
@@ -181,20 +188,24 @@ TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
 TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
     const char* const dirs[] = {"",     "recv",      "recv_parts", "recv_post",
                                 "send", "send_fail", "send_ok"};
-    for (const char* dir : dirs)
+    for (const char* dir : dirs) {
         writeFile(in(dir, ".cellslot-tmp-abcdef"), "half a fi");
+        makeOlder(in(dir, ".cellslot-tmp-abcdef"));
+        writeFile(in(dir, ".cellslot-tmp-ghijkl"), "another slot is writing it");
+    }
     writeFile(in("send", ".hidden"), "TO=12345\nMSG=x");
     initSMS(root);
-    for (const char* dir : dirs)
+    for (const char* dir : dirs) {
         EXPECT_FALSE(fileExists(in(dir, ".cellslot-tmp-abcdef"))) << dir;
+        EXPECT_TRUE(fileExists(in(dir, ".cellslot-tmp-ghijkl"))) << dir;
+    }
     EXPECT_TRUE(fileExists(in("send", ".hidden")));
 }
 
 TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
     const std::string left = root + "/.cellslot-tmp-abcdef";
     writeFile(left, "half a fi");
-    std::filesystem::last_write_time(
-        left, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(70));
+    makeOlder(left);
     // Another slot's daemon is writing this one.
     writeFile(root + "/.cellslot-tmp-ghijkl", "half a fi");
     writeFile(root + "/somebody's file", "");
