@@ -1,6 +1,6 @@
 #include <iostream>
 
-#include "cli/command.h"
+#include "cli/cellslot.h"
 
 int main(int argc, char** argv) {
     sCliContext context{{}, std::cin, std::cout};

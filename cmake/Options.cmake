@@ -3,7 +3,7 @@ option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF
 option(BENCH "Build the benchmarks (needs BUILD_TESTING)" OFF)
 option(COVERAGE "Count the lines and branches that run (gcov)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)
-set(PLATFORM "host" CACHE STRING "host: the libraries of platform/host; external: the gateway's own")
+set(PLATFORM "host" CACHE STRING "host: our libraries in platform/; external: the gateway's own")
 set_property(CACHE PLATFORM PROPERTY STRINGS host external)
 set(PLATFORM_LIBS "" CACHE STRING "With PLATFORM=external: the gateway's libraries to link")
 set(PLATFORM_INCLUDE_DIR "" CACHE PATH "With PLATFORM=external: folder of the gateway's own headers")

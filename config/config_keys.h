@@ -2,7 +2,6 @@
 #define CONFIG_CONFIG_KEYS_H
 
 #include <string>
-#include <vector>
 
 #include "include/config_options.h"
 
@@ -33,8 +32,5 @@ struct sConfigKey {
     const char* defaultText;  // what applies without the key, as it would be written
     const char* accepted;     // for people
 };
-
-// Every key, in the order in which the keys are read: some depend on what came before them.
-const std::vector<sConfigKey>& configKeys();
 
 #endif

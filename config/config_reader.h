@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "config/band_tables.h"
 #include "config/config_keys.h"
@@ -131,5 +132,8 @@ class cConfigReader {
     tBandTable m_bands4g;
     tBandTable m_bands3g;
 };
+
+// Every key, in the order in which the keys are read: some depend on what came before them.
+const std::vector<sConfigKey>& configKeys();
 
 #endif

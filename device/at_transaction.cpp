@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "device/at_port.h"
+#include "device/late_answers.h"
 #include "device/link_state.h"
 #include "include/debug.h"
 #include "include/service_manager.h"

@@ -13,9 +13,6 @@ extern std::string g_s_lastAtCmd;
 // FIFO; the daemon adds nothing to it.
 extern std::queue<std::string> g_que_testAtResponses;
 
-// Where it is in the environment, with any value, a response is waited for 20 microseconds only.
-constexpr const char* TEST_POLL_VARIABLE = "OVERRIDE_TEST_POLL_DELAY";
-
 // More than so many bytes of one response are dropped. The longest honest one, the operator list,
 // has about 100 kB.
 constexpr size_t RESPONSE_MAX = 4 * 1024 * 1024;

@@ -6,20 +6,12 @@
 #include <cstdlib>
 #include <map>
 
-#include "device/at_port.h"
-#include "device/at_transaction.h"
-#include "include/debug.h"
-#include "include/service_manager.h"
-#include "include/sleep.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/timer_clock.h"
 #include "platform/include/tokenstr.h"
 
 namespace {
 
-constexpr unsigned DROP_POLL_US = 10000;
-// Where no clock runs, or a modem never stops talking.
-constexpr uint64_t DROP_POLLS_MAX = LATE_ANSWER_MS * 1000 / DROP_POLL_US;
 constexpr size_t LINE_START_MAX = 256;  // of a line that is dropped; a final code is shorter
 
 constexpr char CTRL_Z = '\x1a';
@@ -58,27 +50,6 @@ bool isFinalLine(const std::string& line) {
            startsWith(line, "+CMS ERROR:");
 }
 
-// Counts the final codes in what comes in pieces.
-class cFinalCodes {
-  public:
-    void add(const std::string& piece) {
-        for (const char byte : piece) {
-            if (byte != eCR && byte != eLF) {
-                m_line += byte;
-                if (m_line.size() > LINE_START_MAX) m_line.erase(0, LINE_START_MAX / 2);
-                continue;
-            }
-            if (isFinalLine(m_line)) ++m_count;
-            m_line.clear();
-        }
-    }
-    int count() const { return m_count; }
-
-  private:
-    std::string m_line;
-    int m_count = 0;
-};
-
 template <typename tTest>
 bool anyLine(const std::string& response, tTest test) {
     const tokenstr lines(response, '\n', eEmptyTokens::DROP);
@@ -95,13 +66,13 @@ bool isAnsweredOtherwise(const std::string& response) {
 }
 
 std::string echoOf(const std::string& command) {
-    return command + static_cast<char>(eCR);
+    return command + '\r';
 }
 
 // An answer begins with the echo, unless the modem has said something before.
 bool holdsEcho(const std::string& response, const std::string& command) {
     const size_t size = command.size();
-    if (response.size() > size && response[size] == eCR && startsWith(response, command))
+    if (response.size() > size && response[size] == '\r' && startsWith(response, command))
         return true;
     return response.find(echoOf(command)) != std::string::npos;
 }
@@ -125,6 +96,18 @@ void doubt(sLink& link) {
 
 }  // namespace
 
+void cFinalCodes::add(const std::string& piece) {
+    for (const char byte : piece) {
+        if (byte != '\r' && byte != '\n') {
+            m_line += byte;
+            if (m_line.size() > LINE_START_MAX) m_line.erase(0, LINE_START_MAX / 2);
+            continue;
+        }
+        if (isFinalLine(m_line)) ++m_count;
+        m_line.clear();
+    }
+}
+
 void forgetLink(int handle) {
     g_linkState.links.erase(handle);
 }
@@ -133,22 +116,19 @@ void noteOwedAnswer(int handle) {
     if (!isBench(handle)) owe(g_linkState.links[handle]);
 }
 
-void dropLateAnswers(int handle) {
+bool isAnswerOwed(int handle) {
+    return g_linkState.links[handle].owed != 0;
+}
+
+bool isLateInputOver(int handle, int finalCodes) {
+    const sLink& link = g_linkState.links[handle];
+    return finalCodes >= link.owed || timerClockMs() >= link.lateUntilMs;
+}
+
+void noteDroppedAnswers(int handle, int finalCodes) {
     sLink& link = g_linkState.links[handle];
-    if (link.owed == 0) return;
-    debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Dropping what the modem answers late", __func__);
-    cFinalCodes finals;
-    std::string piece;
-    for (uint64_t poll = 0; poll < DROP_POLLS_MAX; ++poll) {
-        const int count = readFromPort(handle, piece, static_cast<int>(PORT_READ_MAX));
-        finals.add(piece);
-        const bool isOver = finals.count() >= link.owed || timerClockMs() >= link.lateUntilMs;
-        if (count < 0 || (count == 0 && isOver)) break;
-        notifyAlive();
-        sleepMicroseconds(DROP_POLL_US);
-    }
     // Whose answer it was that is in doubt has shown by now.
-    settle(link, link.doubtful ? link.owed : finals.count());
+    settle(link, link.doubtful ? link.owed : finalCodes);
 }
 
 std::string requiredEcho(int handle, const std::string& command) {

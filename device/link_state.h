@@ -14,15 +14,34 @@
 // How long a late answer is waited for, from the end of its transaction.
 constexpr uint64_t LATE_ANSWER_MS = 1000;
 
+// Where it is in the environment, with any value, a response is waited for 20 microseconds only.
+constexpr const char* TEST_POLL_VARIABLE = "OVERRIDE_TEST_POLL_DELAY";
+
+// Counts the final codes in what comes in pieces.
+class cFinalCodes {
+  public:
+    void add(const std::string& piece);
+    int count() const { return m_count; }
+
+  private:
+    std::string m_line;
+    int m_count = 0;
+};
+
 // Nothing is owed there: the port was opened or closed, or took the last command for data.
 void forgetLink(int handle);
 
 // The last command got no answer, or that to another.
 void noteOwedAnswer(int handle);
 
-// Drops what comes until as many final codes as are owed have come, for as long as a late answer is
-// waited for. Returns at once where nothing is owed.
-void dropLateAnswers(int handle);
+bool isAnswerOwed(int handle);
+
+// Whether there is nothing more to drop: as many final codes have come as are owed, or a late
+// answer has been waited for long enough.
+bool isLateInputOver(int handle, int finalCodes);
+
+// Late input was dropped, with so many final codes in it.
+void noteDroppedAnswers(int handle, int finalCodes);
 
 // The echo that the answer to a command has to begin with. Empty where any answer is taken: nothing
 // is owed, or the modem repeats no commands.

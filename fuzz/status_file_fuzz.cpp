@@ -1,4 +1,4 @@
-#include "cli/status_file.h"
+#include "cli/status/status_file.h"
 
 #include "fuzz/check.h"
 

@@ -27,7 +27,7 @@ build() { # TARGET...
 }
 
 inNamespace() {
-    CELLSLOT_BIN=$BUILD/bin CELLSLOT_HOST=$PWD/host \
+    CELLSLOT_BIN=$BUILD/bin CELLSLOT_HOST=$PWD/gateway-tools \
         scripts/private_namespace.sh --keep "$PWD/build" "$@"
 }
 

@@ -79,7 +79,7 @@ main() {
     done
     buildQuietly
     exec scripts/private_namespace.sh python3 scripts/lib/demo.py \
-        --bin "$PWD/build/release/bin" --host "$PWD/host" "${options[@]}" -- "$@"
+        --bin "$PWD/build/release/bin" --host "$PWD/gateway-tools" "${options[@]}" -- "$@"
 }
 
 main "$@"

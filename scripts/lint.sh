@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# cppcheck and clang-tidy over what runs on the gateway and over the simulator. Their findings are
-# errors; what is left out stands with its reason in .cppcheck-suppressions and .clang-tidy.
+# The includes of the product code, which form no circle and never go upwards (scripts/lib/includes.py),
+# then cppcheck and clang-tidy over what runs on the gateway and over the simulator. Their findings are
+# errors; what is left out is in .cppcheck-suppressions and .clang-tidy, with its reason.
 # clang-tidy takes some seconds a file: a file that was clean is looked at again when it, a header
 # or the configuration has changed. --quick leaves clang-tidy out.
 set -euo pipefail
@@ -9,13 +10,13 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
-readonly FOLDERS=(atcmd cli config device gps include main platform sim sms statemachine)
+readonly FOLDERS=(atcmd cli config device gps include le910sim main platform sms statemachine)
 
 usage() {
     cat <<'TEXT'
 Usage: lint.sh [--quick]
-Runs cppcheck and clang-tidy over the programs; their findings are errors.
-  --quick  cppcheck only
+Checks the includes and runs cppcheck and clang-tidy over the programs; findings are errors.
+  --quick  without clang-tidy
 TEXT
 }
 
@@ -68,6 +69,7 @@ main() {
         return 2
         ;;
     esac
+    python3 scripts/lib/includes.py
     runCppcheck
     if [[ ${1:-} != --quick ]]; then
         runClangTidy

@@ -35,7 +35,7 @@ putPrograms() {
     "$strip" --strip-unneeded "$tree/usr/sbin/cellslotd" "$tree/usr/bin/cellslot" "$tree/usr/bin/skvs"
     local tool
     for tool in "${TOOLS[@]}"; do
-        put 755 "host/$tool" "/usr/lib/cellslot/$tool"
+        put 755 "gateway-tools/$tool" "/usr/lib/cellslot/$tool"
     done
 }
 

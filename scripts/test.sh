@@ -12,8 +12,8 @@ readonly JOBS=2
 readonly SYSTEM_JOBS=6
 readonly FUZZ_S=20  # for each target
 readonly ASAN_LOG=build/asan.log
-readonly FOLDERS=(.ci atcmd bench cli config device fuzz gps host include main packaging platform
-    scripts sim sms statemachine tests)
+readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps include le910sim main
+    packaging platform scripts sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
 releaseTargets=(cellslot cellslotd gateway_day le910sim skvs platform_tests)

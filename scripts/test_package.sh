@@ -42,7 +42,7 @@ makeRoot() {
 }
 
 runTests() { # CLASS
-    CELLSLOT_BIN=$PWD/build/release/bin CELLSLOT_HOST=$PWD/host CELLSLOT_PACKAGES=$WORK \
+    CELLSLOT_BIN=$PWD/build/release/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_PACKAGES=$WORK \
         CELLSLOT_ROOT=$WORK/root scripts/private_namespace.sh --keep "$PWD/build" \
         python3 tests/package/package_test.py -v "$1"
 }

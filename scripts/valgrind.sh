@@ -63,7 +63,7 @@ main() {
     cmake --preset release
     cmake --build --preset release -j 2 --target cellslotd "${PROGRAMS[@]}"
     makeFolder
-    CELLSLOT_BIN=$PWD/$OUT/bin CELLSLOT_HOST=$PWD/host CELLSLOT_SLOW=1 \
+    CELLSLOT_BIN=$PWD/$OUT/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_SLOW=1 \
         scripts/private_namespace.sh --keep "$PWD/build" \
         python3 tests/system/daemon_test.py "${TESTS[@]}" || failed=1
     for log in "$OUT"/logs/*; do

@@ -10,7 +10,6 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
-#include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 

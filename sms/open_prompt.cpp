@@ -4,11 +4,12 @@
 #include <unistd.h>
 
 #include "atcmd/command.h"
-#include "sms/send.h"
-#include "sms/sms.h"
 #include "sms/spool.h"
 
 namespace {
+
+const char* const ESC = "\x1b";  // ends a prompt, and sends nothing
+constexpr unsigned ABORT_TIMEOUT_S = 0;
 
 struct sPromptState {
     bool mayBeOpen = false;
@@ -37,6 +38,10 @@ void unmarkPrompt() {
 void findPrompt(const std::string& root) {
     sFileIdentity identity;
     g_promptState.mayBeOpen = isSpoolRoot(root) && identifyFile(markerPath(root), identity);
+}
+
+ePortReturn abortPrompt(int port) {
+    return queryModem(port, ESC, eParseCmx::NEVER, ABORT_TIMEOUT_S);
 }
 
 void endLeftPrompt(int port) {

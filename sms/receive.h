@@ -6,7 +6,7 @@
 #include "include/device_records.h"
 #include "platform/include/sms_pdu.h"
 #include "sms/message_file.h"
-#include "sms/sms.h"
+#include "sms/sms_mode.h"
 
 // From the modem's message memory to the spool.
 
@@ -25,11 +25,6 @@ enum eSmsDelType : int {
     eSMS_DELETE_READ_SENT_UNSENT = 2,
     eSMS_DELETE_ALL = 3,
 };
-
-// What an unknown read, delete or character-set type gives. The number means something else among
-// the daemon's results; the message commands have always used it so.
-constexpr ePortReturn SMS_UNKNOWN_TYPE =
-    static_cast<ePortReturn>(eERROR_DEVICE_NETWORK_IPV4_IP_SET_FAILURE);
 
 // AT+CMGL in PDU mode: appends what was listed to the queue. The modem marks it as read.
 ePortReturn getSmsMsg(int port, e3gppType type, eSmsReadType readType, tSmsQueue& queue);

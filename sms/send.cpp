@@ -16,7 +16,6 @@
 #include "platform/include/text_helpers.h"
 #include "sms/message_file.h"
 #include "sms/open_prompt.h"
-#include "sms/receive.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 
@@ -24,11 +23,9 @@ namespace {
 
 constexpr unsigned PROMPT_TIMEOUT_S = 0;
 constexpr unsigned SEND_TIMEOUT_S = 60;
-constexpr unsigned ABORT_TIMEOUT_S = 0;
 constexpr unsigned TEXT_MODE_TIMEOUT_S = 2;
 
 const char* const CTRL_Z = "\x1a";  // ends the text at the prompt, and sends it
-const char* const ESC = "\x1b";     // ends it, and sends nothing
 
 constexpr int ATTEMPTS_MAX = 3;
 constexpr size_t LOGGED_MAX = 50;
@@ -311,10 +308,6 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
     file.newName = archiveName(name);
     const cSingleEvent attempt;
     return sendFileKeptOpen(port, modem, root, file);
-}
-
-ePortReturn abortPrompt(int port) {
-    return queryModem(port, ESC, eParseCmx::NEVER, ABORT_TIMEOUT_S);
 }
 
 eGeneralErrors sendSmSMessage(int port, const std::string& number, const std::string& address,

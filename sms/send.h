@@ -4,7 +4,7 @@
 #include <string>
 
 #include "include/device_records.h"
-#include "sms/sms.h"
+#include "sms/sms_mode.h"
 
 // From the files of /send/ to the modem.
 
@@ -42,9 +42,6 @@ ePortReturn sendSmsText(int port, const std::string& number, const std::string& 
 
 // AT+CSCS. SMS_UNKNOWN_TYPE for an unknown character set.
 ePortReturn setSmsTextMode(int port, eTextMode mode);
-
-// ESC, which ends a prompt unsent; without one the modem answers nothing.
-ePortReturn abortPrompt(int port);
 
 void resetSendState();
 

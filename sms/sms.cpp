@@ -12,13 +12,10 @@
 #include "sms/part_file.h"
 #include "sms/receive.h"
 #include "sms/send.h"
+#include "sms/sms_mode.h"
 #include "sms/spool.h"
 
-std::string g_s_root_sms_path = "/tmp/sms";
-
 namespace {
-
-constexpr int NETWORK_FAMILY_3GPP2 = 2;
 
 void deliverJournals(const std::string& root) {
     tSmsQueue queue;
@@ -51,10 +48,6 @@ eGeneralErrors receiveAndSend(int port, sModemInfo& modem, const std::string& ro
 
 }  // namespace
 
-e3gppType smsTypeOf(const sModemInfo& modem) {
-    return modem.i_sms_network_family == NETWORK_FAMILY_3GPP2 ? eSMS_3GPP2 : eSMS_3GPP;
-}
-
 void initSMS(const std::string& root) {
     traceEntry(eLOG_SMS, __func__);
     makeSmsDirs(root);
@@ -75,15 +68,9 @@ eGeneralErrors checkSMS(int port, sDeviceInfo& device) {
     makeSmsDirs(g_s_root_sms_path);
     cleanUpSmSFiles(g_s_root_sms_path);
     if (!device.network.b_registered) return eERROR_DEVICE_NETWORK_NOT_REGISTERED;
-    if (device.modem.i_sms_network_family == NETWORK_FAMILY_3GPP2 &&
-        !device.network.b_ims_registered)
+    if (smsTypeOf(device.modem) == eSMS_3GPP2 && !device.network.b_ims_registered)
         return eERROR_DEVICE_NETWORK_NOT_IMS_REGISTERED;
     return receiveAndSend(port, device.modem, g_s_root_sms_path);
-}
-
-ePortReturn setSmsMode(int port, eSmsPduMode mode) {
-    traceEntry(eLOG_SMS, __func__);
-    return queryModem(port, commandText(eAT_CMD_CMGF_SET, itos(mode)), eParseCmx::ALWAYS);
 }
 
 void resetSmsState() {

@@ -7,19 +7,6 @@
 
 // The SMS gateway between the modem and the spool folders.
 
-// Root of the spool, "/tmp/sms". Only tests change it.
-extern std::string g_s_root_sms_path;
-
-// Which network family a message is coded for, and so which half of the codec and of the modem's
-// commands is used.
-enum e3gppType : int {
-    eSMS_3GPP = 0,
-    eSMS_3GPP2 = 1,
-};
-
-// By the network family of the modem record.
-e3gppType smsTypeOf(const sModemInfo& modem);
-
 // Prepares the spool and the timers, and delivers what a killed daemon left behind. Once at start.
 void initSMS(const std::string& root);
 
@@ -28,9 +15,6 @@ void initSMS(const std::string& root);
 // ..._NOT_IMS_REGISTERED when messages cannot come; eERROR_DEVICE_RESPONSE_TIMEOUT when the modem
 // did not answer; eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE when the spool cannot be written.
 eGeneralErrors checkSMS(int port, sDeviceInfo& device);
-
-// AT+CMGF: message format.
-ePortReturn setSmsMode(int port, eSmsPduMode mode);
 
 // For tests: all that the gateway keeps between calls, as in a process that has just started.
 void resetSmsState();

@@ -24,6 +24,8 @@ const char* const SMS_DIR_SEND = "/send/";
 const char* const SMS_DIR_SEND_FAIL = "/send_fail/";
 const char* const SMS_DIR_SEND_OK = "/send_ok/";
 
+std::string g_s_root_sms_path = "/tmp/sms";
+
 namespace {
 
 constexpr unsigned DELETE_OLD_FILES_S = 900;

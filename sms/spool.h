@@ -10,6 +10,9 @@
 
 #include "platform/include/timer.h"
 
+// Root of the spool, "/tmp/sms". Only tests change it.
+extern std::string g_s_root_sms_path;
+
 // The spool: a root folder with six folders below. Other programs put files in and take files out,
 // so every name and every entry found there is checked before it is used.
 

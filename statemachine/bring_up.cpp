@@ -8,7 +8,7 @@
 #include "atcmd/radio_config.h"
 #include "gps/gps.h"
 #include "include/debug.h"
-#include "sms/sms.h"
+#include "sms/sms_mode.h"
 #include "statemachine/bands.h"
 #include "statemachine/carrier_list.h"
 #include "statemachine/data_session.h"

@@ -15,7 +15,6 @@
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
 #include "sms/open_prompt.h"
-#include "sms/send.h"
 #include "statemachine/custom_at_log.h"
 
 const std::string g_s_at_cmd_custom_path = "/tmp";

@@ -21,6 +21,7 @@
 #include "platform/include/error_sink.h"
 #include "sms/open_prompt.h"
 #include "sms/sms.h"
+#include "sms/spool.h"
 #include "statemachine/bring_up.h"
 #include "statemachine/cleanup.h"
 #include "statemachine/data_connection.h"

@@ -5,7 +5,7 @@ add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/flow_f
                                          support/shell_stubs.cpp support/simulated_port.cpp
                                          support/whole_daemon.cpp)
 target_link_libraries(cellslot_flow_support PUBLIC cellslot_test_support cellslot_statemachine
-                                                   cellslot_sim)
+                                                   cellslot_le910sim)
 
 # cellslot_add_flow_tests(<subject> SOURCES <files>)
 function(cellslot_add_flow_tests subject)

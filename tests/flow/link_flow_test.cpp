@@ -135,8 +135,9 @@ TEST_F(Link, ConnectWithoutOk_OwesNothing) {
         run(9);
         const uint64_t dataMs = firstTimeOf("AT+CGDATA=\"M-RAW_IP\",1");
         const auto& all = port().modem().exchanges();
-        const auto next = std::find_if(
-            all.begin(), all.end(), [&](const sSimExchange& one) { return one.timeMs > dataMs; });
+        const auto next = std::find_if(all.begin(), all.end(), [&](const le910sim::sExchange& one) {
+            return one.timeMs > dataMs;
+        });
         ASSERT_NE(next, all.end());
         endMs[withOk ? 0 : 1] = next->timeMs - dataMs;
     }

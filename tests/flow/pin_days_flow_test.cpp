@@ -210,9 +210,9 @@ void PinDays::noteAnswer(const std::string& pin) {
 }
 
 void PinDays::judgeExchanges() {
-    const std::vector<sSimExchange>& all = port().modem().exchanges();
+    const std::vector<le910sim::sExchange>& all = port().modem().exchanges();
     for (; m_judged < all.size(); ++m_judged) {
-        const sSimExchange& exchange = all[m_judged];
+        const le910sim::sExchange& exchange = all[m_judged];
         if (exchange.command == PIN_QUERY) judgeQuery(exchange.reply);
         if (!startsWith(exchange.command, PIN_COMMAND)) continue;
         const std::string pin = exchange.command.substr(std::string(PIN_COMMAND).size());

@@ -49,7 +49,7 @@ class SimPinCalls : public cFlowFixture {
     }
     // Until the next command, in milliseconds.
     uint64_t pauseAfter(const std::string& command) {
-        const std::vector<sSimExchange>& all = port().modem().exchanges();
+        const std::vector<le910sim::sExchange>& all = port().modem().exchanges();
         for (size_t i = 0; i + 1 < all.size(); ++i)
             if (all[i].command == command) return all[i + 1].timeMs - all[i].timeMs;
         return 0;

@@ -31,7 +31,7 @@ TEST_F(StateMachine, ColdStart_TakesTheFixedWaitsOfItsCommandsAndOnePass) {
     ASSERT_GE(sent.size(), expected.size());
     EXPECT_EQ(firstOf(sent, expected.size()), expected);
     // 20 ms a command, and one sleep between two passes.
-    const sSimExchange& last = port().modem().exchanges()[expected.size() - 1];
+    const le910sim::sExchange& last = port().modem().exchanges()[expected.size() - 1];
     EXPECT_EQ(last.command, "AT+CGDATA=\"M-RAW_IP\",1");
     EXPECT_EQ(last.timeMs, 20 * expected.size() + 500);
 }

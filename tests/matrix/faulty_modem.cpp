@@ -143,7 +143,8 @@ void cFaultyModem::comeAndGo() {
             continue;
         }
         end.pty.appear();
-        end.flush = cDescriptor(open(end.link.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        end.flush = le910sim::cDescriptor(
+            open(end.link.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     }
 }
 

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "sim/pty.h"
-#include "sim/sim_modem.h"
+#include "le910sim/modem.h"
+#include "le910sim/pty.h"
 #include "tests/matrix/faults.h"
 
 enum eModemPort : size_t { eAT_PORT, eGPS_PORT };
@@ -104,9 +104,10 @@ class cFaultyModem {
     };
     struct sEnd {
         explicit sEnd(const std::string& path) : pty(path), link(path) {}
-        cPty pty;
+        le910sim::cPty pty;
         std::string link;
-        cDescriptor flush;  // of the daemon's side: tells what waits there, and keeps it open
+        le910sim::cDescriptor
+            flush;  // of the daemon's side: tells what waits there, and keeps it open
         std::string line;
         std::string held;  // of a late answer
         uint64_t heldMs = 0;
@@ -134,7 +135,7 @@ class cFaultyModem {
     void noteDelay(const std::string& command);
     void countAttempts(const std::string& line, const std::function<void()>& action);
 
-    cSimModem m_modem;
+    le910sim::cModem m_modem;
     std::array<sEnd, 2> m_ends;
     std::function<void()> m_onTurn;
     uint64_t m_nowUs = 0;

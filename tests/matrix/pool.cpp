@@ -10,7 +10,7 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "sim/descriptor.h"
+#include "le910sim/descriptor.h"
 
 namespace {
 
@@ -21,8 +21,8 @@ constexpr size_t COMPLAINT_MAX = 6000;
 struct sJob {
     const sCell* cell = nullptr;
     pid_t pid = -1;
-    cDescriptor result;
-    cDescriptor complaint;  // what it wrote to standard error
+    le910sim::cDescriptor result;
+    le910sim::cDescriptor complaint;  // what it wrote to standard error
     std::string text;
     tClock::time_point deadline;
     bool tooLong = false;
@@ -61,9 +61,9 @@ sJob startJob(const sCell& cell, unsigned limitS) {
     if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
     sJob job;
     job.cell = &cell;
-    job.result = cDescriptor(ends[0]);
-    cDescriptor childEnd(ends[1]);
-    job.complaint = cDescriptor(memfd_create("complaint", MFD_CLOEXEC));
+    job.result = le910sim::cDescriptor(ends[0]);
+    le910sim::cDescriptor childEnd(ends[1]);
+    job.complaint = le910sim::cDescriptor(memfd_create("complaint", MFD_CLOEXEC));
     job.deadline = tClock::now() + std::chrono::seconds(limitS);
     job.pid = fork();
     if (job.pid < 0) throw std::runtime_error("no process");

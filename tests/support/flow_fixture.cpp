@@ -11,6 +11,7 @@
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "sms/sms.h"
+#include "sms/spool.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/timers.h"
 #include "tests/support/daemon_reset.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/sim_modem.h"
+#include "le910sim/modem.h"
 
 // The GPS port of the simulated modem as a terminal that the daemon opens by its path, on a clock
 // of its own: whenever the daemon sleeps, the clock advances by as much and the modem gets its
@@ -19,7 +19,7 @@ class cGpsTerminal {
     cGpsTerminal& operator=(const cGpsTerminal&) = delete;
 
     const std::string& path() const { return m_path; }
-    cSimModem& modem() { return m_modem; }
+    le910sim::cModem& modem() { return m_modem; }
     uint64_t nowMs() const { return m_nowUs / 1000; }
 
     // What the daemon sent since the last call: commands without their carriage return, and "+++".
@@ -44,7 +44,7 @@ class cGpsTerminal {
     void deliver(const std::string& text);
 
     static cGpsTerminal* s_current;
-    cSimModem m_modem;
+    le910sim::cModem m_modem;
     std::string m_path;
     int m_modemEnd = -1;
     int m_daemonEnd = -1;  // kept open beside the daemon's, so that nothing hangs up

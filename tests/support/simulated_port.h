@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "sim/sim_modem.h"
+#include "le910sim/modem.h"
 
 // The simulated modem behind a port of this process, on a clock of its own: whenever the daemon
 // sleeps, the clock advances by as much and the modem gets its turn. No threads, no real time; the
@@ -24,7 +24,7 @@ class cSimulatedPort {
     cSimulatedPort(const cSimulatedPort&) = delete;
     cSimulatedPort& operator=(const cSimulatedPort&) = delete;
 
-    cSimModem& modem() { return m_modem; }
+    le910sim::cModem& modem() { return m_modem; }
     int handle() const { return m_daemonEnd; }
     const std::string& path() const { return m_path; }
     uint64_t nowMs() const { return m_nowUs / 1000; }
@@ -47,7 +47,7 @@ class cSimulatedPort {
     std::string readAll();
     void writeAll(const std::string& text);
 
-    cSimModem m_modem;
+    le910sim::cModem m_modem;
     std::string m_path;
     int m_daemonEnd = -1;  // SOCKET: what the daemon uses; TERMINAL: kept open beside it
     int m_modemEnd = -1;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of host/systime.sh, sledctl, ResetCellular, slot-of-port and timeout, in a private namespace:
+"""Tests of gateway-tools/systime.sh, sledctl, ResetCellular, slot-of-port and timeout, in a private namespace:
 
     scripts/private_namespace.sh python3 tests/system/host_tools_test.py
 
@@ -13,7 +13,7 @@ import subprocess
 import sys
 import unittest
 
-HOST = pathlib.Path(__file__).resolve().parents[2] / "host"
+HOST = pathlib.Path(__file__).resolve().parents[2] / "gateway-tools"
 STUBS = pathlib.Path("/tmp/stubs")
 CALLS = pathlib.Path("/tmp/calls")
 SLOTS = pathlib.Path("/etc/cellslot/slots.conf")

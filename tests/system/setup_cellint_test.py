@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tests of host/setup_cellint.sh on a TUN device, in a private namespace:
+"""Tests of gateway-tools/setup_cellint.sh on a TUN device, in a private namespace:
 
     scripts/private_namespace.sh python3 tests/system/setup_cellint_test.py
 
@@ -20,7 +20,7 @@ import sys
 import threading
 import unittest
 
-SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "host" / "setup_cellint.sh"
+SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "gateway-tools" / "setup_cellint.sh"
 INTERFACE = "wwan0"
 RESOLV_CONF = pathlib.Path("/etc/resolv.conf")
 STATE = pathlib.Path("/run/cellslot")

@@ -8,7 +8,7 @@ function(cellslot_add_system_test name file)
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
                      ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/${file} ${ARGN})
     set_tests_properties(system.${name} PROPERTIES LABELS system TIMEOUT 300 ENVIRONMENT
-        "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};CELLSLOT_HOST=${CMAKE_SOURCE_DIR}/host")
+        "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};CELLSLOT_HOST=${CMAKE_SOURCE_DIR}/gateway-tools")
     if(SANITIZE)
         # faketime is loaded in front of AddressSanitizer's library.
         set_property(TEST system.${name} APPEND PROPERTY ENVIRONMENT

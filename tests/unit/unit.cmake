@@ -2,19 +2,23 @@
 
 cellslot_add_unit_tests(config
     LIBS cellslot_config
-    SOURCES unit/config_data_directive_test.cpp unit/config_file_test.cpp
-            unit/config_look_test.cpp unit/config_options_test.cpp unit/config_reader_test.cpp)
+    SOURCES unit/config/data_directive_test.cpp unit/config/config_file_test.cpp
+            unit/config/config_look_test.cpp unit/config/config_options_test.cpp
+            unit/config/config_reader_test.cpp)
 target_compile_definitions(config_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
 
 # They test the host implementation; a gateway's own libraries are not ours to test.
 if(PLATFORM STREQUAL "host")
     cellslot_add_unit_tests(platform
         LIBS cellslot_platform
-        SOURCES unit/platform_file_monitor_test.cpp unit/platform_file_vector_test.cpp
-                unit/platform_interface_info_test.cpp unit/platform_key_value_store_test.cpp
-                unit/platform_logger_test.cpp unit/platform_skvs_test.cpp
-                unit/platform_text_helpers_test.cpp unit/platform_text_lookup_table_test.cpp
-                unit/platform_timer_test.cpp unit/platform_tokenstr_test.cpp)
+        SOURCES unit/platform/files/file_monitor_test.cpp unit/platform/files/file_vector_test.cpp
+            unit/platform/files/interface_info_test.cpp
+            unit/platform/store/key_value_store_test.cpp unit/platform/files/logger_test.cpp
+            unit/platform/store/skvs_command_test.cpp
+            unit/platform/text_and_time/text_helpers_test.cpp
+            unit/platform/text_and_time/text_lookup_table_test.cpp
+            unit/platform/text_and_time/timer_test.cpp
+            unit/platform/text_and_time/tokenstr_test.cpp)
     target_compile_definitions(platform_tests PRIVATE SKVS="$<TARGET_FILE:skvs>")
     add_dependencies(platform_tests skvs)
 
@@ -37,87 +41,91 @@ if(PLATFORM STREQUAL "host")
     if(NOT CMAKE_CROSSCOMPILING)
         find_package(PkgConfig REQUIRED)
         pkg_check_modules(GAMMU REQUIRED IMPORTED_TARGET gammu)
-        set(judge unit/sms_pdu_gammu_test.cpp)
+        set(judge unit/platform/sms_pdu/deliver_gammu_test.cpp)
     endif()
     cellslot_add_unit_tests(sms_pdu
         LIBS cellslot_platform $<$<BOOL:${judge}>:PkgConfig::GAMMU>
-        SOURCES unit/sms_pdu_3gpp2_test.cpp unit/sms_pdu_deliver_test.cpp
-                unit/sms_pdu_examples.cpp ${judge}
-                unit/sms_pdu_header_test.cpp unit/sms_pdu_language_test.cpp
-                unit/sms_pdu_refusal_test.cpp
-                unit/sms_pdu_round_trip_test.cpp unit/sms_pdu_submit_test.cpp
-                unit/sms_pdu_support.cpp unit/sms_pdu_time_stamp_test.cpp)
+        SOURCES unit/platform/sms_pdu/3gpp2_test.cpp unit/platform/sms_pdu/deliver_test.cpp
+                unit/platform/sms_pdu/examples.cpp ${judge}
+                unit/platform/sms_pdu/user_data_header_test.cpp unit/platform/sms_pdu/language_test.cpp
+                unit/platform/sms_pdu/deliver_refusal_test.cpp
+                unit/platform/sms_pdu/submit_round_trip_test.cpp unit/platform/sms_pdu/submit_test.cpp
+                unit/platform/sms_pdu/support.cpp unit/platform/sms_pdu/time_stamp_test.cpp)
 endif()
 
 cellslot_add_unit_tests(sim TOOL
-    LIBS cellslot_sim
-    SOURCES unit/sim_card_test.cpp unit/sim_faults_test.cpp unit/sim_framing_test.cpp
-            unit/sim_gps_test.cpp unit/sim_health_test.cpp unit/sim_icmp_test.cpp
-            unit/sim_packet_test.cpp unit/sim_program_test.cpp unit/sim_registration_test.cpp
-            unit/sim_restart_test.cpp unit/sim_robustness_test.cpp unit/sim_scenario_test.cpp
-            unit/sim_sms_test.cpp)
+    LIBS cellslot_le910sim
+    SOURCES unit/le910sim/commands_sim_card_test.cpp unit/le910sim/faults_test.cpp
+            unit/le910sim/modem_core_input_test.cpp unit/le910sim/commands_gps_test.cpp
+            unit/le910sim/modem_health_test.cpp unit/le910sim/icmp_echo_test.cpp
+            unit/le910sim/commands_packet_test.cpp unit/le910sim/main_test.cpp
+            unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
+            unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp
+            unit/le910sim/commands_sms_test.cpp)
 target_compile_definitions(sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
 add_dependencies(sim_tests le910sim)
 
 cellslot_add_unit_tests(main
     LIBS cellslot_entry
-    SOURCES unit/main_address_text_test.cpp unit/main_command_line_test.cpp
-            unit/main_debug_test.cpp unit/main_device_records_test.cpp
-            unit/main_pid_file_test.cpp unit/main_repeated_notices_test.cpp
-            unit/main_service_manager_test.cpp unit/main_temporary_files_test.cpp
-            unit/main_utilities_test.cpp)
+    SOURCES unit/main/address_text_test.cpp unit/main/command_line_test.cpp
+            unit/main/debug_test.cpp unit/main/device_records_test.cpp unit/main/pid_file_test.cpp
+            unit/main/repeated_notices_test.cpp unit/main/service_manager_test.cpp
+            unit/main/temporary_files_test.cpp unit/main/utilities_test.cpp)
 target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
 cellslot_add_unit_tests(device
     LIBS cellslot_device
-    SOURCES unit/device_at_port_test.cpp unit/device_at_transaction_test.cpp
-            unit/device_link_state_test.cpp)
+    SOURCES unit/device/at_port_test.cpp unit/device/at_transaction_test.cpp
+            unit/device/link_state_test.cpp)
 
 cellslot_add_unit_tests(atcmd
     LIBS cellslot_atcmd
-    SOURCES unit/atcmd_catalogue_test.cpp unit/atcmd_command_test.cpp
-            unit/atcmd_every_command_test.cpp unit/atcmd_identity_test.cpp
-            unit/atcmd_operators_test.cpp unit/atcmd_packet_data_test.cpp
-            unit/atcmd_port_state_test.cpp unit/atcmd_radio_config_test.cpp
-            unit/atcmd_radio_status_test.cpp unit/atcmd_registration_test.cpp
-            unit/atcmd_reply_size_test.cpp
-            unit/atcmd_sim_commands_test.cpp support/heap_peak.cpp support/reply_parsers.cpp)
+    SOURCES unit/atcmd/catalogue_test.cpp unit/atcmd/command_test.cpp
+            unit/atcmd/command_every_query_test.cpp unit/atcmd/identity_test.cpp
+            unit/atcmd/operators_test.cpp unit/atcmd/packet_data_test.cpp
+            unit/atcmd/port_state_test.cpp unit/atcmd/radio_config_test.cpp
+            unit/atcmd/radio_status_test.cpp unit/atcmd/registration_test.cpp
+            unit/atcmd/command_reply_size_test.cpp unit/atcmd/sim_commands_test.cpp
+            support/heap_peak.cpp support/reply_parsers.cpp)
 
 # Writes to the store and shell commands are noted on their way; the latter are not run.
 cellslot_add_unit_tests(gps
-    LIBS cellslot_gps cellslot_sim
-    SOURCES unit/gps_port_test.cpp unit/gps_start_test.cpp unit/gps_store_test.cpp
-            unit/gps_stream_test.cpp unit/gps_fixture.cpp support/gps_terminal.cpp)
+    LIBS cellslot_gps cellslot_le910sim
+    SOURCES unit/gps/telit_gps_port_test.cpp unit/gps/telit_gps_start_test.cpp
+            unit/gps/telit_gps_store_test.cpp unit/gps/telit_gps_stream_test.cpp
+            unit/gps/fixture.cpp support/gps_terminal.cpp)
 target_link_options(gps_tests PRIVATE LINKER:--wrap=_Z8skvs_setPKcS0_ LINKER:--wrap=system)
 
 cellslot_add_unit_tests(custom_at
-    LIBS cellslot_statemachine cellslot_sim
-    SOURCES unit/custom_at_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
+    LIBS cellslot_statemachine cellslot_le910sim
+    SOURCES unit/statemachine/custom_at_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(custom_at_tests PRIVATE LINKER:--wrap=unlink)
 
 # PDUs come from the simulated modem, so that encoder and decoder are not each other's only judge.
 cellslot_add_unit_tests(sms
-    LIBS cellslot_sms cellslot_sim
-    SOURCES unit/sms_assembly_test.cpp unit/sms_check_test.cpp unit/sms_fixture.cpp
-            unit/sms_kill_test.cpp unit/sms_message_file_test.cpp unit/sms_pdu_support.cpp
-            unit/sms_random_parts_test.cpp unit/sms_receive_test.cpp unit/sms_send_test.cpp
-            unit/sms_spool_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
+    LIBS cellslot_sms cellslot_le910sim
+    SOURCES unit/sms/assembly_test.cpp unit/sms/sms_check_test.cpp unit/sms/fixture.cpp
+            unit/sms/receive_kill_test.cpp unit/sms/message_file_test.cpp
+            unit/platform/sms_pdu/support.cpp unit/sms/assembly_random_parts_test.cpp
+            unit/sms/receive_test.cpp unit/sms/send_test.cpp unit/sms/spool_test.cpp
+            support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
-    SOURCES unit/statemachine_pin_rule_test.cpp unit/statemachine_service_status_test.cpp)
+    SOURCES unit/statemachine/pin_rule_test.cpp unit/statemachine/service_status_test.cpp)
 
 cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util
-    SOURCES unit/cli_at_request_test.cpp unit/cli_config_check_test.cpp
-            unit/cli_daemon_process_test.cpp unit/cli_data_override_test.cpp
-            unit/cli_display_text_test.cpp unit/cli_doctor_test.cpp
-            unit/cli_draft_file_test.cpp unit/cli_fixture.cpp unit/cli_help_test.cpp
-            unit/cli_misspelling_test.cpp unit/cli_pin_test.cpp unit/cli_plain_words_test.cpp
-            unit/cli_signal_quality_test.cpp unit/cli_slot_report_test.cpp
-            unit/cli_sms_spool_test.cpp unit/cli_status_command_test.cpp
-            unit/cli_status_file_test.cpp unit/cli_status_screen_test.cpp
-            unit/cli_text_test.cpp unit/cli_watch_screen_test.cpp)
+    SOURCES unit/cli/at/at_request_test.cpp unit/cli/config/config_check_test.cpp
+            unit/cli/base/daemon_process_test.cpp unit/cli/base/data_override_test.cpp
+            unit/cli/base/display_text_test.cpp unit/cli/doctor/doctor_checks_test.cpp
+            unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
+            unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
+            unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
+            unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
+            unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp
+            unit/cli/status/status_screen_test.cpp unit/cli/base/printable_text_test.cpp
+            unit/cli/status/watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
                                              STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")

@@ -1,0 +1,171 @@
+#include "cli/at/at_request.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "cli/base/draft_file.h"
+#include "cli/base/failure.h"
+#include "cli/base/printable_text.h"
+#include "cli/base/slot_option.h"
+#include "cli/base/system_failure.h"
+#include "cli/base/waiting.h"
+#include "cli/status/no_daemon.h"
+#include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
+
+namespace {
+
+constexpr const char* FOLDER = "/tmp";
+constexpr const char* REQUEST = "/tmp/at_cmd_in.";
+constexpr const char* ANSWER = "/tmp/at_cmd_out_raw.";
+
+// A poll of the modem and everything that it does before it looks for requests.
+constexpr unsigned PICK_UP_S = 45;
+// The commands of the poll that may come between.
+constexpr unsigned ANSWER_MARGIN_S = 5;
+
+constexpr const char* TIMEOUT_SEPARATOR = "::";
+constexpr size_t REQUEST_MAX = 512;     // what the daemon reads
+constexpr size_t ANSWER_MAX = 1 << 20;  // the modem's longest lists have some ten thousand bytes
+constexpr mode_t REQUEST_MODE = 0600;   // a command may hold a PIN
+
+[[noreturn]] void refuse(const std::string& line) {
+    throw cFailure(eExitStatus::USAGE, line);
+}
+
+bool isSameFile(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_mtim.tv_sec == b.st_mtim.tv_sec &&
+           a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+bool isPrintable(char c) {
+    return c >= 0x20 && c < 0x7F;
+}
+
+std::vector<std::string> answerLines(const std::string& answer) {
+    std::vector<std::string> lines;
+    for (const std::string& line : tokenstr(answer, '\n', eEmptyTokens::DROP)) {
+        const std::string text = cleanBeginEndWhiteSpace(line);
+        if (!text.empty()) lines.push_back(text);
+    }
+    return lines;
+}
+
+void requireNoRequest(const std::string& path) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) != 0) return;
+    if (S_ISDIR(info.st_mode))
+        throw cFailure(eExitStatus::FAILED,
+                       path + " is a folder, where the daemon expects requests; remove it");
+    throw cFailure(eExitStatus::FAILED, "a request of another program is waiting in " + path +
+                                            "; try again, or remove it when nobody wants it");
+}
+
+uid_t userOf(const sPlaces& places, int pid) {
+    struct stat info {};
+    const std::string path = places.at("/proc/" + std::to_string(pid));
+    if (stat(path.c_str(), &info) != 0) throw systemFailure("look at " + path, errno);
+    return info.st_uid;
+}
+
+cFailure noAnswer(bool isTaken) {
+    if (cInterruption::signalSeen() != 0)
+        return {eExitStatus::FAILED, isTaken ? "interrupted; the command was sent nevertheless"
+                                             : "interrupted; the command was not sent"};
+    if (isTaken)
+        return {eExitStatus::TIMED_OUT, "the daemon took the command, but does not answer"};
+    return {eExitStatus::TIMED_OUT,
+            "the daemon did not take the command, and it was not sent; it looks for commands only "
+            "while the modem is set up, cellslot status shows how it is"};
+}
+
+}  // namespace
+
+std::string atRequest(const std::string& command, unsigned timeoutS) {
+    const std::string text = cleanBeginEndWhiteSpace(command);
+    if (!std::all_of(text.begin(), text.end(), isPrintable))
+        refuse("the command has characters that are not printable ASCII");
+    if (!startsWith(stringUpper(text), "AT"))
+        refuse("'" + text + "' is no AT command, it has to begin with AT");
+    if (text.find(TIMEOUT_SEPARATOR) != std::string::npos)
+        refuse("the daemon takes :: for the beginning of a time; use --timeout");
+    std::string request = text;
+    if (timeoutS > AT_TIMEOUT_MIN_S)
+        request += TIMEOUT_SEPARATOR + std::to_string(timeoutS - AT_TIMEOUT_MIN_S);
+    request += "\n";
+    if (request.size() > REQUEST_MAX)
+        refuse("the command is too long, the daemon reads " + std::to_string(REQUEST_MAX) +
+               " bytes");
+    return request;
+}
+
+cAtRequest::cAtRequest(const sPlaces& places, int slot, const std::string& request,
+                       uid_t daemonUser)
+    : m_requestPath(places.at(REQUEST + std::to_string(slot))),
+      m_answerPath(places.at(ANSWER + std::to_string(slot))),
+      m_daemonUser(daemonUser) {
+    requireNoRequest(m_requestPath);
+    lstat(m_answerPath.c_str(), &m_oldAnswer);
+    cDraftFile draft(places.at(FOLDER), REQUEST_MODE);
+    draft.write(request);
+    draft.describe(m_request);
+    // A name that was taken since then is not overwritten.
+    if (!draft.putWhereFree(m_requestPath)) requireNoRequest(m_requestPath);
+}
+
+cAtRequest::~cAtRequest() {
+    if (!isTaken()) unlink(m_requestPath.c_str());
+}
+
+bool cAtRequest::isTaken() const {
+    struct stat info {};
+    return lstat(m_requestPath.c_str(), &info) != 0 || !isSameFile(info, m_request);
+}
+
+bool cAtRequest::readAnswer(std::string& answer) const {
+    struct stat info {};
+    // The old answer is deleted when a request is taken up, and the new one appears whole.
+    if (!isTaken() || lstat(m_answerPath.c_str(), &info) != 0) return false;
+    if (!S_ISREG(info.st_mode) || info.st_uid != m_daemonUser) return false;
+    if (isSameFile(info, m_oldAnswer)) return false;
+    return readFile2StringNoFollow(m_answerPath, answer, ANSWER_MAX);
+}
+
+std::string askModem(const sPlaces& places, int slot, const std::string& request,
+                     unsigned answerS) {
+    const int pid = requireDaemon(places, slot);
+    const cInterruption interruption;
+    const cAtRequest waiting(places, slot, request, userOf(places, pid));
+    waitFor(PICK_UP_S, [&] { return waiting.isTaken(); });
+    std::string answer;
+    const unsigned restS = waiting.isTaken() ? answerS + ANSWER_MARGIN_S : 0;
+    if (!waitFor(restS, [&] { return waiting.readAnswer(answer); }))
+        throw noAnswer(waiting.isTaken());
+    return answer;
+}
+
+std::string atOutput(const std::string& answer, const std::string& command) {
+    std::string output;
+    const std::string echo = cleanBeginEndWhiteSpace(command);
+    bool first = true;
+    for (const std::string& line : answerLines(answer)) {
+        if (!(first && line == echo)) output += printableLine(line) + "\n";
+        first = false;
+    }
+    return output;
+}
+
+eAtResult atResult(const std::string& answer) {
+    for (const std::string& line : answerLines(answer)) {
+        const bool isError =
+            line == "ERROR" || startsWith(line, "+CME ERROR:") || startsWith(line, "+CMS ERROR:");
+        if (isError) return eAtResult::ERROR;
+    }
+    const std::vector<std::string> lines = answerLines(answer);
+    if (!lines.empty() && lines.back() == "OK") return eAtResult::OK;
+    return eAtResult::TIMEOUT;
+}

@@ -1,9 +1,0 @@
-#ifndef CLI_AT_COMMAND_H
-#define CLI_AT_COMMAND_H
-
-#include "cli/command.h"
-
-// at COMMAND: an AT command through the daemon
-void addAtCommand(CLI::App& app, sCliContext& context);
-
-#endif

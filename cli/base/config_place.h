@@ -1,0 +1,12 @@
+#ifndef CLI_BASE_CONFIG_PLACE_H
+#define CLI_BASE_CONFIG_PLACE_H
+
+#include <string>
+
+#include "cli/base/places.h"
+
+// The configuration file that a daemon that starts now would read for the slot, with the root of
+// places; where there is none, the file that should be there.
+std::string configPlace(const sPlaces& places, int slot);
+
+#endif

@@ -1,0 +1,45 @@
+#include "cli/base/daemon_process.h"
+
+#include <fstream>
+
+namespace {
+
+constexpr const char* DAEMON_NAME = "cellslotd";
+
+std::string fileNameOf(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+}  // namespace
+
+std::string pidFilePath(int slot) {
+    return std::string("/var/run/") + DAEMON_NAME + "." + std::to_string(slot) + ".pid";
+}
+
+int recordedPid(const sPlaces& places, int slot) {
+    std::ifstream file(places.at(pidFilePath(slot)));
+    int pid = 0;
+    return file >> pid && pid > 0 ? pid : 0;
+}
+
+bool isDaemon(const sPlaces& places, int pid) {
+    if (pid <= 0) return false;
+    // The arguments are separated by NUL; a process that has ended has none.
+    std::ifstream file(places.at("/proc/" + std::to_string(pid) + "/cmdline"), std::ios::binary);
+    std::string program;
+    std::getline(file, program, '\0');
+    return fileNameOf(program) == DAEMON_NAME;
+}
+
+int runningDaemon(const sPlaces& places, int slot) {
+    const int pid = recordedPid(places, slot);
+    return isDaemon(places, pid) ? pid : 0;
+}
+
+std::vector<int> runningSlots(const sPlaces& places) {
+    std::vector<int> slots;
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
+        if (runningDaemon(places, slot) != 0) slots.push_back(slot);
+    }
+    return slots;
+}

@@ -1,0 +1,73 @@
+#include "cli/base/data_override.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "cli/base/failure.h"
+#include "cli/base/system_failure.h"
+
+namespace {
+
+struct sOverrideRow {
+    eDataOverride value;
+    const char* path;
+};
+
+// The first that exists counts.
+const sOverrideRow OVERRIDES[] = {
+    {eDataOverride::ON, "/tmp/force_cell_con."},
+    {eDataOverride::OFF, "/tmp/force_cell_nocon."},
+    {eDataOverride::POWER_OFF, "/tmp/force_cell_tempoff."},
+};
+
+void removeOverride(const std::string& path) {
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
+    if (errno == EISDIR)
+        throw cFailure(eExitStatus::FAILED, path +
+                                                " is a folder, and the daemon heeds it; remove "
+                                                "it with rmdir");
+    throw systemFailure("remove " + path, errno);
+}
+
+// A link in its place counts for the daemon only while it leads somewhere: a file of our own takes
+// its place.
+void makeOverride(const std::string& path) {
+    constexpr int FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    struct stat info {};
+    if (lstat(path.c_str(), &info) == 0) {
+        if (!S_ISLNK(info.st_mode)) return;
+        removeOverride(path);
+    }
+    const int file = open(path.c_str(), FLAGS, 0644);
+    if (file < 0) throw systemFailure("make " + path, errno);
+    close(file);
+}
+
+}  // namespace
+
+std::string overrideFilePath(eDataOverride value, int slot) {
+    for (const sOverrideRow& row : OVERRIDES)
+        if (row.value == value) return row.path + std::to_string(slot);
+    return "";
+}
+
+eDataOverride dataOverride(const sPlaces& places, int slot) {
+    struct stat info {};
+    for (const sOverrideRow& row : OVERRIDES)
+        if (stat(places.at(row.path + std::to_string(slot)).c_str(), &info) == 0) return row.value;
+    return eDataOverride::AUTO;
+}
+
+void setDataOverride(const sPlaces& places, int slot, eDataOverride value) {
+    const auto pathOf = [&](eDataOverride other) {
+        return places.at(overrideFilePath(other, slot));
+    };
+    if (value != eDataOverride::AUTO) makeOverride(pathOf(value));
+    // The weakest first: what is removed while a stronger one is there was without effect.
+    for (const eDataOverride other :
+         {eDataOverride::POWER_OFF, eDataOverride::OFF, eDataOverride::ON})
+        if (other != value) removeOverride(pathOf(other));
+}

@@ -1,0 +1,110 @@
+#include "cli/base/display_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+constexpr size_t PIN_MIN = 4;
+constexpr size_t PIN_MAX = 8;
+
+bool isContinuation(unsigned char byte) {
+    return (byte & 0xc0) == 0x80;
+}
+
+size_t digitsAt(const std::string& text, size_t at) {
+    const size_t end = text.find_first_not_of("0123456789", at);
+    return (end == std::string::npos ? text.size() : end) - at;
+}
+
+}  // namespace
+
+std::string withoutSecrets(const std::string& text) {
+    std::string masked;
+    for (size_t at = 0; at < text.size();) {
+        const size_t digits = text[at] == '\'' ? digitsAt(text, at + 1) : 0;
+        const size_t close = at + 1 + digits;
+        const bool isPin =
+            digits >= PIN_MIN && digits <= PIN_MAX && close < text.size() && text[close] == '\'';
+        masked += isPin ? "'****'" : text.substr(at, 1);
+        at = isPin ? close + 1 : at + 1;
+    }
+    return masked;
+}
+
+std::string joined(const std::vector<std::string>& parts, const std::string& separator) {
+    std::string text;
+    for (const std::string& part : parts)
+        if (!part.empty()) text += (text.empty() ? "" : separator) + part;
+    return text;
+}
+
+size_t displayWidth(const std::string& text) {
+    size_t width = 0;
+    for (const char byte : text)
+        if (!isContinuation(static_cast<unsigned char>(byte))) ++width;
+    return width;
+}
+
+std::string capitalized(std::string text) {
+    if (!text.empty()) text[0] = static_cast<char>(toupper(static_cast<unsigned char>(text[0])));
+    return text;
+}
+
+std::string cutTo(const std::string& text, size_t width) {
+    if (displayWidth(text) <= width) return text;
+    if (width == 0) return "";
+    size_t end = 0;
+    for (size_t characters = 0; end < text.size(); ++end) {
+        if (isContinuation(static_cast<unsigned char>(text[end]))) continue;
+        if (++characters == width) break;
+    }
+    return text.substr(0, end) + "~";
+}
+
+std::string fitTo(const std::string& text, size_t width) {
+    const std::string cut = cutTo(text, width);
+    return cut + std::string(width - displayWidth(cut), ' ');
+}
+
+std::vector<std::string> wrapText(const std::string& text, size_t width, size_t indent) {
+    std::vector<std::string> lines;
+    const size_t begin = std::min(text.find_first_not_of(' '), text.size());
+    std::string line = text.substr(0, begin);
+    bool isFirstWord = true;
+    for (size_t start = begin; start <= text.size();) {
+        const size_t end = std::min(text.find(' ', start), text.size());
+        const std::string word = text.substr(start, end - start);
+        start = end + 1;
+        if (!isFirstWord && displayWidth(line) + 1 + displayWidth(word) > width) {
+            lines.push_back(line);
+            line = std::string(indent, ' ') + word;
+        } else {
+            line += (isFirstWord ? "" : " ") + word;
+        }
+        isFirstWord = false;
+    }
+    lines.push_back(line);
+    return lines;
+}
+
+std::string durationText(long long seconds) {
+    const long long minutes = seconds / 60;
+    const long long hours = minutes / 60;
+    const long long days = hours / 24;
+    if (minutes == 0) return ltos(seconds) + " s";
+    if (hours == 0) return ltos(minutes) + " min";
+    if (days == 0) return ltos(hours) + " h " + ltos(minutes % 60) + " min";
+    return ltos(days) + " d " + ltos(hours % 24) + " h";
+}
+
+std::string shortNumber(double value) {
+    char text[32];
+    const bool isWhole = std::fabs(value - std::round(value)) < 0.05;
+    snprintf(text, sizeof text, isWhole ? "%.0f" : "%.1f", value);
+    return text;
+}

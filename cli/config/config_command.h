@@ -1,0 +1,9 @@
+#ifndef CLI_CONFIG_CONFIG_COMMAND_H
+#define CLI_CONFIG_CONFIG_COMMAND_H
+
+#include "cli/base/command.h"
+
+// config check
+void addConfigCommand(CLI::App& app, sCliContext& context);
+
+#endif

@@ -1,0 +1,9 @@
+#ifndef CLI_CONFIG_RELOAD_COMMAND_H
+#define CLI_CONFIG_RELOAD_COMMAND_H
+
+#include "cli/base/command.h"
+
+// reload: the daemon reads its configuration again
+void addReloadCommand(CLI::App& app, sCliContext& context);
+
+#endif

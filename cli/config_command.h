@@ -1,9 +1,0 @@
-#ifndef CLI_CONFIG_COMMAND_H
-#define CLI_CONFIG_COMMAND_H
-
-#include "cli/command.h"
-
-// config check
-void addConfigCommand(CLI::App& app, sCliContext& context);
-
-#endif

@@ -1,0 +1,9 @@
+#ifndef CLI_DATA_DATA_COMMAND_H
+#define CLI_DATA_DATA_COMMAND_H
+
+#include "cli/base/command.h"
+
+// data on, off, auto, power-off
+void addDataCommand(CLI::App& app, sCliContext& context);
+
+#endif

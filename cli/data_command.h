@@ -1,9 +1,0 @@
-#ifndef CLI_DATA_COMMAND_H
-#define CLI_DATA_COMMAND_H
-
-#include "cli/command.h"
-
-// data on, off, auto, power-off
-void addDataCommand(CLI::App& app, sCliContext& context);
-
-#endif

@@ -1,0 +1,116 @@
+#include "cli/doctor/doctor_command.h"
+
+#include <algorithm>
+#include <memory>
+#include <ostream>
+
+#include "cli/base/display_text.h"
+#include "cli/base/printable_text.h"
+#include "cli/base/slot_name.h"
+#include "cli/base/slot_option.h"
+#include "cli/doctor/doctor_checks.h"
+#include "cli/doctor/modem_checks.h"
+
+namespace {
+
+constexpr size_t SUBJECT_WIDTH = 11;
+
+struct sDoctorOptions {
+    int slot = SLOT_NOT_GIVEN;
+    std::string device;
+    std::string gpsDevice;
+    std::string interface;
+    bool quiet = false;
+    bool askModem = false;
+};
+
+const char* healthText(eHealth health) {
+    switch (health) {
+        case eHealth::FINE:
+            return "  ok      ";
+        case eHealth::NOTE:
+            return "  note    ";
+        case eHealth::BROKEN:
+            return "  BROKEN  ";
+    }
+    return "";
+}
+
+struct sCount {
+    size_t notes = 0;
+    size_t broken = 0;
+};
+
+void print(std::ostream& out, const sFinding& finding, bool quiet, sCount& count) {
+    if (finding.health == eHealth::NOTE) ++count.notes;
+    if (finding.health == eHealth::BROKEN) ++count.broken;
+    if (quiet && finding.health == eHealth::FINE) return;
+    out << healthText(finding.health) << fitTo(finding.subject, SUBJECT_WIDTH)
+        << printableLine(finding.text) << "\n";
+    if (!finding.mend.empty())
+        out << std::string(10 + SUBJECT_WIDTH, ' ') << "-> " << printableLine(finding.mend) << "\n";
+}
+
+void runChecks(sCliContext& context, const std::vector<tCheck>& checks, const sSlotSetup& setup,
+               bool quiet, sCount& count) {
+    for (const tCheck check : checks)
+        for (const sFinding& finding : check(context.places, setup))
+            print(context.out, finding, quiet, count);
+}
+
+sSlotSetup setupOf(const sPlaces& places, int slot, const sDoctorOptions& options) {
+    sSlotSetup setup = findSlotSetup(places, slot);
+    if (!options.device.empty()) setup.device = options.device;
+    if (!options.gpsDevice.empty()) setup.gpsDevice = options.gpsDevice;
+    if (!options.interface.empty()) setup.interface = options.interface;
+    return setup;
+}
+
+void run(sCliContext& context, const sDoctorOptions& options) {
+    const std::vector<int> slots = options.slot == SLOT_NOT_GIVEN ? knownSlots(context.places)
+                                                                  : std::vector<int>{options.slot};
+    std::vector<sSlotSetup> setups;
+    setups.reserve(slots.size());
+    for (const int slot : slots)
+        setups.push_back(setupOf(context.places, slot, options));
+    // The tools are those of a daemon that runs, where one does.
+    const auto running = std::find_if(setups.begin(), setups.end(),
+                                      [](const sSlotSetup& setup) { return setup.pid != 0; });
+    sCount count;
+    context.out << "host\n";
+    runChecks(context, hostChecks(), running == setups.end() ? setups.front() : *running,
+              options.quiet, count);
+    for (const sSlotSetup& setup : setups) {
+        context.out << slotName(setup.slot) << "\n";
+        runChecks(context, slotChecks(), setup, options.quiet, count);
+        runChecks(context, {options.askModem ? askAboutModem : checkModemHabits}, setup,
+                  options.quiet, count);
+    }
+    context.out << std::to_string(count.broken) << " broken, " << std::to_string(count.notes)
+                << (count.notes == 1 ? " note\n" : " notes\n");
+    if (count.broken != 0) context.exitStatus = eExitStatus::FAILED;
+}
+
+}  // namespace
+
+void addDoctorCommand(CLI::App& app, sCliContext& context) {
+    CLI::App* command = app.add_subcommand("doctor", "Find what keeps the host from working.");
+    const auto options = std::make_shared<sDoctorOptions>();
+    addSlotOption(*command, options->slot, "this slot only [all that are in use]");
+    command
+        ->add_option("-d,--device", options->device, "the modem's AT port [as the daemon has it]")
+        ->type_name("DEV");
+    command->add_option("-g,--gps", options->gpsDevice, "the modem's GPS port [likewise]")
+        ->type_name("DEV");
+    command->add_option("-i,--interface", options->interface, "the network interface [likewise]")
+        ->type_name("IF");
+    command->add_flag("-q,--quiet", options->quiet, "do not show what is fine");
+    command->add_flag("--ask-modem", options->askModem, "ask the modem about SIM and addresses");
+    command->footer(
+        "Looks and changes nothing. Run it as root: others do not see everything.\n"
+        "Each finding is followed by -> and what mends it. Exit status 1 when something\n"
+        "is broken.\n"
+        "Example:\n"
+        "  cellslot doctor -q -p 1");
+    command->callback([options, &context] { run(context, *options); });
+}

@@ -1,0 +1,9 @@
+#ifndef CLI_DOCTOR_DOCTOR_COMMAND_H
+#define CLI_DOCTOR_DOCTOR_COMMAND_H
+
+#include "cli/base/command.h"
+
+// doctor: what keeps the host from working
+void addDoctorCommand(CLI::App& app, sCliContext& context);
+
+#endif

@@ -1,0 +1,174 @@
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+
+#include "cli/doctor/doctor_checks.h"
+#include "cli/doctor/quiet_run.h"
+#include "cli/status/slot_report.h"
+
+namespace {
+
+constexpr unsigned long long MIB = 1024 * 1024;
+constexpr unsigned long long SPACE_NEEDED = MIB;
+constexpr unsigned long long SPACE_SCARCE = 8 * MIB;
+constexpr const char* SERVICE_UNIT = "/lib/systemd/system/cellslotd@.service";
+constexpr time_t CLOCK_PLAUSIBLE = 1704067200;  // 2024-01-01
+
+struct sTool {
+    const char* name;
+    eHealth missing;
+    const char* without;  // what does not work
+};
+
+const sTool TOOLS[] = {
+    {"setup_cellint.sh", eHealth::BROKEN, "no session can start"},
+    {"ip", eHealth::BROKEN, "the interface cannot be set up"},
+    {"flock", eHealth::BROKEN, "the interface cannot be set up"},
+    {"ping", eHealth::NOTE, "a dead session is not noticed"},
+    {"systime.sh", eHealth::NOTE, "the clock is not set from the network"},
+    {"ResetCellular", eHealth::NOTE, "a modem that hangs stays so"},
+    {"sledctl", eHealth::NOTE, "the modem's power cannot be switched"},
+};
+
+const char* const FOLDERS[] = {"/tmp", "/var/log", "/run"};
+
+std::string mib(unsigned long long bytes) {
+    return std::to_string(bytes / MIB) + " MB free";
+}
+
+sFinding spaceIn(const sPlaces& places, const std::string& folder) {
+    const std::string mend = "delete what is not needed, or give " + folder + " more room";
+    struct statvfs info {};
+    if (statvfs(places.at(folder).c_str(), &info) != 0)
+        return {eHealth::BROKEN, "space", folder + ": " + strerror(errno), "make the folder"};
+    if ((info.f_flag & ST_RDONLY) != 0)
+        return {eHealth::BROKEN, "space", folder + " can only be read",
+                "mount it writable, or put a tmpfs there"};
+    const unsigned long long free = static_cast<unsigned long long>(info.f_bavail) * info.f_frsize;
+    if (free < SPACE_NEEDED) return {eHealth::BROKEN, "space", folder + " is full", mend};
+    if (info.f_files != 0 && info.f_favail == 0)
+        return {eHealth::BROKEN, "space", folder + " has no room for another file", mend};
+    if (free < SPACE_SCARCE) return {eHealth::NOTE, "space", folder + " has " + mib(free), mend};
+    return {eHealth::FINE, "space", folder + " has " + mib(free), ""};
+}
+
+}  // namespace
+
+// The daemon's commands end in "&>/dev/null". A shell that does not know it runs them in the
+// background and says that they succeeded. The service puts bash in the place of /bin/sh, for the
+// daemon alone.
+tFindings checkShell(const sPlaces& places, const sSlotSetup& setup) {
+    const std::string daemonsRoot = "/proc/" + std::to_string(setup.pid) + "/root";
+    if (setup.pid != 0 && access(places.at(daemonsRoot).c_str(), X_OK) != 0 && errno == EACCES)
+        return {{eHealth::NOTE, "shell", "the daemon's /bin/sh is only shown to root",
+                 "run this as root"}};
+    const std::string daemonsShell = daemonsRoot + "/bin/sh";
+    const std::string shell = places.at(places.have(daemonsShell) ? daemonsShell : "/bin/sh");
+    const int status = runQuietly({shell, "-c", "false &>/dev/null"}, setup.path);
+    if (status == 1) return {{eHealth::FINE, "shell", "/bin/sh understands &>", ""}};
+    if (setup.pid == 0 && status == 0 && places.have("/run/systemd/system") &&
+        places.have(SERVICE_UNIT))
+        return {{eHealth::NOTE, "shell", "/bin/sh does not understand &>",
+                 "start daemons as the service only, which gives them bash"}};
+    return {{eHealth::BROKEN, "shell",
+             status < 0 ? "/bin/sh cannot be run"
+                        : "/bin/sh does not understand &>: results of host tools do not count",
+             "link /bin/sh to bash or busybox"}};
+}
+
+tFindings checkTools(const sPlaces& places, const sSlotSetup& setup) {
+    tFindings findings;
+    for (const sTool& tool : TOOLS)
+        if (findOnPath(places, setup.path, tool.name).empty())
+            findings.push_back(
+                {tool.missing, "tools",
+                 std::string(tool.name) + " is not on the daemon's PATH: " + tool.without,
+                 "install it, or put its folder into the daemon's PATH"});
+    if (findings.empty())
+        findings.push_back({eHealth::FINE, "tools", "all are on the daemon's PATH", ""});
+    return findings;
+}
+
+tFindings checkSlotsFile(const sPlaces& places, const sSlotSetup& /*setup*/) {
+    const std::string name = SLOTS_FILE;
+    struct stat info {};
+    if (stat(places.at(name).c_str(), &info) != 0) return {};
+    if ((info.st_mode & 022) == 0)
+        return {{eHealth::FINE, "power", name + " is only root's to change", ""}};
+    return {{eHealth::BROKEN, "power",
+             name + " can be changed by others, and its commands run as root",
+             "chmod go-w " + name}};
+}
+
+tFindings checkSpace(const sPlaces& places, const sSlotSetup& /*setup*/) {
+    tFindings findings;
+    for (const char* folder : FOLDERS)
+        findings.push_back(spaceIn(places, folder));
+    return findings;
+}
+
+tFindings checkClock(const sPlaces& /*places*/, const sSlotSetup& /*setup*/) {
+    const time_t now = time(nullptr);
+    if (now >= CLOCK_PLAUSIBLE) return {{eHealth::FINE, "clock", "it is set", ""}};
+    return {{eHealth::NOTE, "clock",
+             "it is before 2024; messages are deleted as too old when it jumps",
+             "wait for the network's time (CM_SYNC_TIME=yes), or set it"}};
+}
+
+tFindings checkBoot(const sPlaces& places, const sSlotSetup& /*setup*/) {
+    if (places.have(BOOTED_FILE)) return {{eHealth::FINE, "boot", "the host has booted", ""}};
+    std::ifstream file(places.at("/proc/uptime"));
+    double uptimeS = 0;
+    if (file >> uptimeS && uptimeS <= BOOT_S)
+        return {{eHealth::NOTE, "boot", "the host is booting, data waits for it",
+                 std::string("wait three minutes, or create ") + BOOTED_FILE}};
+    return {{eHealth::FINE, "boot", "the host has booted", ""}};
+}
+
+tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
+    constexpr const char* SPOOL = "/tmp/sms";
+    struct stat info {};
+    const std::string name = SPOOL;
+    if (lstat(places.at(SPOOL).c_str(), &info) != 0) {
+        if (setup.pid == 0) return {{eHealth::FINE, "messages", "no spool yet", ""}};
+        return {{eHealth::BROKEN, "messages", "no " + name + ", although the daemon runs",
+                 "look for room and rights in /tmp; restart the daemon"}};
+    }
+    struct stat parent {};
+    stat(places.at("/tmp").c_str(), &parent);
+    const std::string mend = "stop the daemon, rm -r " + name + ", start it again";
+    if (!S_ISDIR(info.st_mode))
+        return {{eHealth::BROKEN, "messages", name + " is no folder", mend}};
+    if (info.st_uid != parent.st_uid)
+        return {{eHealth::BROKEN, "messages",
+                 name + " belongs to another user, who can read and forge messages", mend}};
+    if ((info.st_mode & 022) != 0)
+        return {{eHealth::BROKEN, "messages", name + " can be written to by others",
+                 "chmod 700 " + name}};
+    return {{eHealth::FINE, "messages", name + " is the daemon's", ""}};
+}
+
+tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {
+    tFindings findings;
+    for (const char* suffix : {"", ".1", ".2", ".3"}) {
+        struct stat info {};
+        const std::string name = std::string("/tmp/at_cmd_in") + suffix;
+        if (lstat(places.at(name).c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+            findings.push_back({eHealth::BROKEN, "requests",
+                                name + " is a folder: no AT command can be sent", "rmdir " + name});
+    }
+    return findings;
+}
+
+const std::vector<tCheck>& hostChecks() {
+    static const std::vector<tCheck> checks = {checkShell,    checkTools,   checkSlotsFile,
+                                               checkSpace,    checkClock,   checkBoot,
+                                               checkMessages, checkRequests};
+    return checks;
+}

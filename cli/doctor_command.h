@@ -1,9 +1,0 @@
-#ifndef CLI_DOCTOR_COMMAND_H
-#define CLI_DOCTOR_COMMAND_H
-
-#include "cli/command.h"
-
-// doctor: what keeps the host from working
-void addDoctorCommand(CLI::App& app, sCliContext& context);
-
-#endif

@@ -1,0 +1,114 @@
+#include "cli/pin/secret.h"
+
+#include <string.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <iterator>
+
+#include "cli/base/failure.h"
+#include "cli/base/system_failure.h"
+
+namespace {
+
+constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+volatile sig_atomic_t s_endingSignal = 0;
+
+void noteEndingSignal(int number) {
+    s_endingSignal = number;
+}
+
+// While one lives the terminal does not show what is typed. A signal that would end the program
+// ends the read instead, and the program when the terminal is as before.
+class cSilentTerminal {
+  public:
+    explicit cSilentTerminal(int terminal) : m_terminal(terminal) {
+        s_endingSignal = 0;
+        struct sigaction action {};
+        action.sa_handler = noteEndingSignal;
+        for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i)
+            sigaction(ENDING_SIGNALS[i], &action, &m_signals[i]);
+        // Stopped here, the program would leave the terminal without echo.
+        m_stop = signal(SIGTSTP, SIG_IGN);
+        tcgetattr(m_terminal, &m_before);
+        termios silent = m_before;
+        silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        silent.c_lflag |= ECHONL;
+        tcsetattr(m_terminal, TCSAFLUSH, &silent);
+    }
+
+    ~cSilentTerminal() {
+        tcsetattr(m_terminal, TCSAFLUSH, &m_before);
+        for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i)
+            sigaction(ENDING_SIGNALS[i], &m_signals[i], nullptr);
+        signal(SIGTSTP, m_stop);
+        if (s_endingSignal != 0) raise(s_endingSignal);
+    }
+
+    cSilentTerminal(const cSilentTerminal&) = delete;
+    cSilentTerminal& operator=(const cSilentTerminal&) = delete;
+
+  private:
+    int m_terminal;
+    termios m_before{};
+    struct sigaction m_signals[std::size(ENDING_SIGNALS)]{};
+    void (*m_stop)(int) = SIG_DFL;
+};
+
+bool readLine(int input, cSecret& secret) {
+    secret.clear();
+    char c = 0;
+    bool any = false;
+    while (true) {
+        const ssize_t count = read(input, &c, 1);
+        if (count < 0 && errno == EINTR && s_endingSignal == 0) continue;
+        if (count < 0 && errno != EINTR) throw systemFailure("read the secret", errno);
+        if (count <= 0) break;
+        any = true;
+        if (c == '\n') break;
+        if (c != '\r') secret.add(c);
+    }
+    explicit_bzero(&c, sizeof c);
+    return any;
+}
+
+}  // namespace
+
+cSecret::~cSecret() {
+    clear();
+}
+
+void cSecret::add(char c) {
+    if (m_size == m_text.size())
+        m_overlong = true;
+    else
+        m_text[m_size++] = c;
+}
+
+void cSecret::clear() {
+    explicit_bzero(m_text.data(), m_text.size());
+    m_size = 0;
+    m_overlong = false;
+}
+
+bool cSecret::hasDigits(size_t least, size_t most) const {
+    return !m_overlong && m_size >= least && m_size <= most &&
+           std::all_of(m_text.begin(), m_text.begin() + static_cast<ptrdiff_t>(m_size),
+                       [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool cSecret::operator==(const cSecret& other) const {
+    return m_overlong == other.m_overlong && m_size == other.m_size && m_text == other.m_text;
+}
+
+bool readSecret(int input, const std::string& prompt, cSecret& secret) {
+    if (isatty(input) == 0) return readLine(input, secret);
+    const cSilentTerminal silence(input);
+    if (write(STDERR_FILENO, prompt.data(), prompt.size()) < 0)
+        throw systemFailure("write to the terminal", errno);
+    return readLine(input, secret) && s_endingSignal == 0;
+}

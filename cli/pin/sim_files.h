@@ -1,0 +1,27 @@
+#ifndef CLI_PIN_SIM_FILES_H
+#define CLI_PIN_SIM_FILES_H
+
+#include <string>
+
+#include "cli/base/places.h"
+#include "cli/pin/secret.h"
+
+// The files by which the daemon is given PIN and PUK. Each is written whole, for its owner only,
+// and is on the disk when the call returns. Failures throw cFailure.
+
+// The PIN that unlocks the SIM. It stays.
+std::string pinFilePath(int slot);
+// A request: a new PIN, "enable" or "disable". The daemon empties it when it takes it up.
+std::string pinRequestPath(int slot);
+// The PUK of a blocked SIM, with the new PIN in the file of requests. Emptied likewise.
+std::string pukFilePath(int slot);
+
+void writeSimFile(const sPlaces& places, const std::string& path, const char* data, size_t size);
+
+// Whether the slot has a PIN that can be one.
+bool hasUsablePin(const sPlaces& places, int slot);
+
+// Whether the file holds nothing, or is not there: what the daemon does with a request.
+bool isEmptied(const sPlaces& places, const std::string& path);
+
+#endif

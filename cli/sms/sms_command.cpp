@@ -1,0 +1,255 @@
+#include "cli/sms/sms_command.h"
+
+#include <algorithm>
+#include <istream>
+#include <memory>
+#include <ostream>
+#include <set>
+
+#include "cli/base/daemon_log.h"
+#include "cli/base/daemon_process.h"
+#include "cli/base/display_text.h"
+#include "cli/base/failure.h"
+#include "cli/base/printable_text.h"
+#include "cli/base/slot_option.h"
+#include "cli/base/waiting.h"
+#include "cli/sms/sms_spool.h"
+#include "cli/status/no_daemon.h"
+#include "cli/status/status_value.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+// Three attempts of a minute each, and the daemon's pauses between them.
+constexpr unsigned SEND_WAIT_S = 200;
+constexpr size_t INPUT_MAX = 65536;
+constexpr size_t TIME_WIDTH = 19;
+constexpr size_t SENDER_WIDTH = 20;
+
+// How the daemon's lines about a message that it could not send read, the best reason first.
+const char* const REASONS[] = {"returned CME error", "number '",    "does not contain",
+                               "Contains an",        "Sending PDU", "Failed to PDU",
+                               "Setting SMS text"};
+
+struct sSendOptions {
+    std::string number;
+    std::string text;
+    bool wait = false;
+    unsigned timeoutS = SEND_WAIT_S;
+};
+
+struct sReadOptions {
+    std::string file;
+    bool remove = false;
+    double timeoutS = FOR_EVER;
+};
+
+// The daemons share one spool, so any of them will do.
+std::vector<int> requireAnyDaemon(const sPlaces& places) {
+    std::vector<int> slots = runningSlots(places);
+    if (!slots.empty()) return slots;
+    throw noDaemonAtAll();
+}
+
+// ---- send
+
+bool isRegistered(const sPlaces& places, int slot) {
+    return statusValue(places, slot, "CREG_REGISTERED") == "1";
+}
+
+std::string whyStillWaiting(const sPlaces& places) {
+    const std::vector<int> slots = runningSlots(places);
+    if (slots.empty()) return "the daemon has ended";
+    const bool registered = std::any_of(slots.begin(), slots.end(),
+                                        [&](int slot) { return isRegistered(places, slot); });
+    return registered ? "the modem is registered, but busy or refused it so far"
+                      : "the modem is not registered in a network";
+}
+
+// The daemon tells why in the system log only.
+std::string reasonInLog(const std::vector<cDaemonLog>& logs) {
+    for (const char* reason : REASONS) {
+        for (const cDaemonLog& log : logs) {
+            const std::string line = log.last({reason});
+            // The message and its number stand before it.
+            if (!line.empty()) return printableLine(line.substr(line.find(reason)));
+        }
+    }
+    return "the system log says why (look for cellslotd)";
+}
+
+void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeoutS,
+                   const std::vector<cDaemonLog>& logs) {
+    eSendState state = eSendState::WAITING;
+    const auto isDone = [&] {
+        state = sendState(context.places, name);
+        return state != eSendState::WAITING;
+    };
+    waitFor(timeoutS, isDone);
+    switch (state) {
+        case eSendState::SENT:
+            context.out << "sent\n";
+            return;
+        case eSendState::GIVEN_UP:
+            throw cFailure(eExitStatus::FAILED,
+                           "not sent, given up after three attempts: " + reasonInLog(logs));
+        case eSendState::REFUSED:
+            throw cFailure(eExitStatus::FAILED,
+                           "not sent, the daemon did not take it: " + reasonInLog(logs));
+        case eSendState::WAITING:
+            throw cFailure(eExitStatus::TIMED_OUT,
+                           "not sent yet, " + whyStillWaiting(context.places) +
+                               "; it stays in the queue: /tmp/sms/send/" + name);
+    }
+}
+
+// Of an input without end no more than shows that it is too long.
+std::string textOrInput(sCliContext& context, const std::string& text) {
+    if (text != "-") return text;
+    std::string input(INPUT_MAX, '\0');
+    context.in.read(input.data(), static_cast<std::streamsize>(input.size()));
+    input.resize(static_cast<size_t>(context.in.gcount()));
+    return input;
+}
+
+void send(sCliContext& context, const sSendOptions& options) {
+    const std::string number = smsNumber(options.number);
+    const std::string text = smsText(textOrInput(context, options.text));
+    std::vector<cDaemonLog> logs;
+    for (const int slot : requireAnyDaemon(context.places))
+        logs.emplace_back(context.places, runningDaemon(context.places, slot));
+    const std::string name = putMessage(context.places, number, text);
+    if (options.wait)
+        waitUntilSent(context, name, options.timeoutS, logs);
+    else
+        context.out << "queued as " << name << "\n";
+}
+
+// ---- receive
+
+void showMessage(sCliContext& context, const sReceivedMessage& message, bool remove) {
+    context.out << "File: " << printableLine(message.file)
+                << "\nFrom: " << printableLine(message.from)
+                << "\nTime: " << printableLine(message.time) << "\n\n"
+                << printableText(message.text) << "\n"
+                << std::flush;
+    // What nobody saw is kept.
+    if (remove && context.out) deleteReceived(context.places, message.file);
+}
+
+void list(sCliContext& context) {
+    const std::vector<sReceivedMessage> messages = receivedMessages(context.places);
+    if (messages.empty()) {
+        context.out << "no messages\n";
+        return;
+    }
+    const size_t numberWidth = std::to_string(messages.size()).size();
+    size_t number = 0;
+    for (const sReceivedMessage& message : messages) {
+        const std::string line = fitTo(std::to_string(++number), numberWidth) + "  " +
+                                 fitTo(printableLine(message.time), TIME_WIDTH) + "  " +
+                                 fitTo(printableLine(message.from), SENDER_WIDTH) + "  " +
+                                 printableLine(message.text);
+        context.out << cleanEndWhiteSpace(cutTo(line, SCREEN_WIDTH)) << "\n";
+    }
+}
+
+bool isMeant(const sReceivedMessage& message, size_t number, const std::string& wanted) {
+    return wanted.empty() || message.file == wanted || std::to_string(number) == wanted;
+}
+
+void read(sCliContext& context, const sReadOptions& options) {
+    size_t number = 0;
+    for (const sReceivedMessage& message : receivedMessages(context.places)) {
+        if (!isMeant(message, ++number, options.file)) continue;
+        return showMessage(context, message, options.remove);
+    }
+    throw cFailure(eExitStatus::FAILED, options.file.empty()
+                                            ? "there is no message"
+                                            : "there is no message " + printableLine(options.file) +
+                                                  "; cellslot sms list shows those that are there");
+}
+
+void wait(sCliContext& context, const sReadOptions& options) {
+    requireAnyDaemon(context.places);
+    std::set<std::string> known;
+    for (const sReceivedMessage& message : receivedMessages(context.places))
+        known.insert(message.file);
+    sReceivedMessage found;
+    const auto hasCome = [&] {
+        for (const sReceivedMessage& message : receivedMessages(context.places)) {
+            if (known.count(message.file) != 0) continue;
+            found = message;
+            return true;
+        }
+        return false;
+    };
+    if (!waitFor(options.timeoutS, hasCome))
+        throw cFailure(eExitStatus::TIMED_OUT, "no message came in time");
+    showMessage(context, found, options.remove);
+}
+
+// ---- command line
+
+void addSend(CLI::App& sms, sCliContext& context) {
+    CLI::App* command = sms.add_subcommand("send", "Send a message.");
+    const auto options = std::make_shared<sSendOptions>();
+    command->add_option("NUMBER", options->number, "5 to 20 digits; + in front: international")
+        ->required()
+        ->type_name("");
+    command->add_option("TEXT", options->text, "up to 918 ASCII characters; -: standard input")
+        ->required()
+        ->type_name("");
+    command->add_flag("-w,--wait", options->wait, "wait until it is sent or given up");
+    command->add_option("--timeout", options->timeoutS, "wait at most so long, seconds [200]")
+        ->type_name("S");
+    command->footer(
+        "Examples:\n"
+        "  cellslot sms send +12025550123 'Pump 3 stopped'\n"
+        "  df -h / | cellslot sms send --wait 72345 -\n"
+        "A text that begins with - goes after --:  cellslot sms send 72345 -- -3C");
+    command->callback([options, &context] { send(context, *options); });
+}
+
+void addList(CLI::App& sms, sCliContext& context) {
+    CLI::App* command = sms.add_subcommand("list", "List the received messages, oldest first.");
+    command->footer("Example:\n  cellslot sms list | grep +12025550123");
+    command->callback([&context] { list(context); });
+}
+
+void addRead(CLI::App& sms, sCliContext& context) {
+    CLI::App* command = sms.add_subcommand("read", "Show a received message.");
+    const auto options = std::make_shared<sReadOptions>();
+    command->add_option("FILE", options->file, "its number in the list, or its file [the oldest]")
+        ->type_name("");
+    command->add_flag("-d,--delete", options->remove, "delete it when it was shown");
+    command->footer("Example:\n  cellslot sms read --delete");
+    command->callback([options, &context] { read(context, *options); });
+}
+
+void addWait(CLI::App& sms, sCliContext& context) {
+    CLI::App* command = sms.add_subcommand("wait", "Wait for the next message and show it.");
+    const auto options = std::make_shared<sReadOptions>();
+    command->add_option("--timeout", options->timeoutS, "give up after so long [never]")
+        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
+        ->type_name("S");
+    command->add_flag("-d,--delete", options->remove, "delete it when it was shown");
+    command->footer(
+        "Messages that are there already do not count.\n"
+        "Example:\n  cellslot sms wait --timeout 60 || echo 'nobody wrote'");
+    command->callback([options, &context] { wait(context, *options); });
+}
+
+}  // namespace
+
+void addSmsCommand(CLI::App& app, sCliContext& context) {
+    CLI::App* sms = app.add_subcommand("sms", "Send and read text messages.");
+    sms->require_subcommand(1);
+    addSend(*sms, context);
+    addList(*sms, context);
+    addRead(*sms, context);
+    addWait(*sms, context);
+    sms->footer(
+        "All slots share the messages. They are deleted after a day.\n"
+        "Example:\n  cellslot sms send +12025550123 'Pump 3 stopped'");
+}

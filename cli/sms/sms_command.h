@@ -1,0 +1,9 @@
+#ifndef CLI_SMS_SMS_COMMAND_H
+#define CLI_SMS_SMS_COMMAND_H
+
+#include "cli/base/command.h"
+
+// sms send, list, read, wait
+void addSmsCommand(CLI::App& app, sCliContext& context);
+
+#endif

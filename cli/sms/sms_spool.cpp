@@ -1,0 +1,180 @@
+#include "cli/sms/sms_spool.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+#include "cli/base/draft_file.h"
+#include "cli/base/failure.h"
+#include "cli/base/system_failure.h"
+#include "include/utilities.h"
+#include "platform/include/file_vector.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+constexpr const char* SPOOL = "/tmp/sms";
+constexpr const char* SEND = "/tmp/sms/send";
+constexpr const char* SENT = "/tmp/sms/send_ok";
+constexpr const char* GIVEN_UP = "/tmp/sms/send_fail";
+constexpr const char* RECEIVED = "/tmp/sms/recv";
+
+constexpr size_t DIGITS_MIN = 5;
+constexpr size_t DIGITS_MAX = 20;  // of an address on its way through the network
+constexpr size_t TEXT_MAX = 918;   // six messages that the telephone joins
+constexpr size_t MESSAGE_FILE_MAX = 131072;
+constexpr mode_t MESSAGE_FILE_MODE = 0600;
+constexpr long long NS_PER_S = 1000000000;
+
+[[noreturn]] void refuse(const std::string& line) {
+    throw cFailure(eExitStatus::USAGE, line);
+}
+
+// Who owns a link in the place of a spool folder decides what is read and written there.
+void requireFolder(const std::string& path) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) != 0) {
+        if (errno != ENOENT) throw systemFailure("look into " + path, errno);
+        throw cFailure(eExitStatus::NO_DAEMON,
+                       "there is no " + path + "; the daemon makes it when it starts");
+    }
+    if (S_ISDIR(info.st_mode)) return;
+    throw cFailure(eExitStatus::FAILED, path +
+                                            " is no folder, somebody else put it there; remove it, "
+                                            "then start the daemon again");
+}
+
+bool exists(const std::string& path) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) == 0) return true;
+    if (errno == ENOENT || errno == ENOTDIR) return false;
+    throw systemFailure("look for " + path, errno);
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    const int error = readFilesInDir(folder, names);
+    if (error != 0) throw systemFailure("read " + folder, error);
+    return names;
+}
+
+// The daemon files a message that is done with under its name, with the time behind it.
+bool isFiledIn(const std::string& folder, const std::string& name) {
+    const std::vector<std::string> names = namesIn(folder);
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::string& filed) { return startsWith(filed, name + "."); });
+}
+
+// No two calls give the same; nothing in it needs quoting in a shell.
+std::string newName() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto us = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    return "cellslot-" + std::to_string(us) + "-" + std::to_string(getpid());
+}
+
+bool isSendable(char c) {
+    // A backquote is in ASCII, but not in the alphabet of telephones.
+    return c == '\n' || (c >= 0x20 && c < 0x7F && c != '`');
+}
+
+// "FROM=...", "TIME=..." and then "MSG=", behind which everything is text.
+sReceivedMessage parseMessage(const std::string& content) {
+    sReceivedMessage message;
+    size_t start = 0;
+    while (start < content.size()) {
+        const size_t end = std::min(content.find('\n', start), content.size());
+        const std::string line = content.substr(start, end - start);
+        if (startsWith(line, "MSG=")) {
+            message.text = content.substr(start + 4);
+            break;
+        }
+        if (startsWith(line, "FROM=")) message.from = line.substr(5);
+        if (startsWith(line, "TIME=")) message.time = line.substr(5);
+        start = end + 1;
+    }
+    return message;
+}
+
+bool readMessage(const std::string& folder, const std::string& name, sReceivedMessage& message) {
+    const std::string path = folder + "/" + name;
+    struct stat info {};
+    std::string content;
+    if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    if (!readFile2StringNoFollow(path, content, MESSAGE_FILE_MAX)) return false;
+    message = parseMessage(content);
+    message.file = name;
+    message.receivedNs = info.st_mtim.tv_sec * NS_PER_S + info.st_mtim.tv_nsec;
+    return true;
+}
+
+}  // namespace
+
+std::string smsNumber(const std::string& written) {
+    std::string number;
+    for (const char c : written) {
+        if ((c >= '0' && c <= '9') || (c == '+' && number.empty()))
+            number += c;
+        else if (std::string(" -().").find(c) == std::string::npos)
+            refuse("the number may hold digits, a + in front, blanks, dashes and brackets only");
+    }
+    const size_t digits = cleanNonNumeric(number).size();
+    if (digits < DIGITS_MIN || digits > DIGITS_MAX)
+        refuse("the number has " + std::to_string(digits) + " digits; it needs 5 to 20");
+    return number;
+}
+
+std::string smsText(const std::string& written) {
+    std::string text = cleanEndWhiteSpace(written);
+    if (text.empty()) refuse("the text is empty");
+    if (text.size() > TEXT_MAX)
+        refuse("the text has " + std::to_string(text.size()) + " characters; it may have 918");
+    if (!std::all_of(text.begin(), text.end(), isSendable))
+        refuse(
+            "the text has characters that would arrive as ?; write it in plain ASCII, without `");
+    return text;
+}
+
+std::string putMessage(const sPlaces& places, const std::string& number, const std::string& text) {
+    requireFolder(places.at(SPOOL));
+    requireFolder(places.at(SEND));
+    std::string name = newName();
+    // The folder may be a file system of its own. The daemon passes over a draft's name.
+    cDraftFile draft(places.at(SEND), MESSAGE_FILE_MODE);
+    draft.write("TO=" + number + "\nMSG=" + text + "\n");
+    draft.replace(places.at(SEND) + "/" + name);
+    return name;
+}
+
+eSendState sendState(const sPlaces& places, const std::string& name) {
+    if (exists(places.at(SEND) + "/" + name)) return eSendState::WAITING;
+    if (isFiledIn(places.at(SENT), name)) return eSendState::SENT;
+    if (isFiledIn(places.at(GIVEN_UP), name)) return eSendState::GIVEN_UP;
+    return eSendState::REFUSED;
+}
+
+std::vector<sReceivedMessage> receivedMessages(const sPlaces& places) {
+    const std::string folder = places.at(RECEIVED);
+    requireFolder(places.at(SPOOL));
+    requireFolder(folder);
+    std::vector<sReceivedMessage> messages;
+    for (const std::string& name : namesIn(folder)) {
+        if (startsWith(name, cFileVector::TEMPORARY_NAME_PREFIX)) continue;  // half a message
+        sReceivedMessage message;
+        if (readMessage(folder, name, message)) messages.push_back(message);
+    }
+    std::sort(
+        messages.begin(), messages.end(), [](const sReceivedMessage& a, const sReceivedMessage& b) {
+            return a.receivedNs != b.receivedNs ? a.receivedNs < b.receivedNs : a.file < b.file;
+        });
+    return messages;
+}
+
+void deleteReceived(const sPlaces& places, const std::string& file) {
+    const std::string path = places.at(RECEIVED) + "/" + file;
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
+    throw systemFailure("delete " + path, errno);
+}

@@ -1,9 +1,0 @@
-#ifndef CLI_SMS_COMMAND_H
-#define CLI_SMS_COMMAND_H
-
-#include "cli/command.h"
-
-// sms send, list, read, wait
-void addSmsCommand(CLI::App& app, sCliContext& context);
-
-#endif

@@ -1,0 +1,357 @@
+#include "cli/status/diagnosis.h"
+
+#include <algorithm>
+
+#include "cli/base/display_text.h"
+#include "cli/base/printable_text.h"
+#include "cli/status/no_daemon.h"
+#include "cli/status/plain_words.h"
+#include "cli/status/status_file.h"
+#include "include/device_records.h"
+#include "include/modem_types.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+struct sSlotView {
+    const sSlotReport& report;
+    const sStatusRecord& record;
+    sDiagnosis& diagnosis;
+
+    std::string option() const { return " -p " + itos(report.slot); }
+    void add(eSeverity severity, const char* id, const std::string& what,
+             const std::string& mend) const {
+        diagnosis.problems.push_back({severity, id, what, mend});
+    }
+    bool isConnected() const { return report.saysConnected(); }
+    bool isRegistered() const { return record.text("CREG_REGISTERED") == "1"; }
+    bool isSimReady() const { return record.text("SIM_STATUS") == "Available"; }
+};
+
+bool isDataWanted(eCfgDataStatus value) {
+    return value != eCONF_DATA_CONNECT_DISABLED && value != eCONF_DATA_CONNECT_TEMP_DISABLED &&
+           value != eCONF_DATA_CONNECT_TEMP_MODEM_OFF && value != eCONF_DATA_CONNECT_MODEM_OFF;
+}
+
+// ---- the source of it all: daemon and file ---------------------------------------------------
+
+void checkDaemon(const sSlotView& view) {
+    if (view.report.daemonRuns) return;
+    const std::string age = durationText(view.report.ageS.value_or(0));
+    view.add(eSeverity::ERROR, "no_daemon",
+             capitalized(noDaemonText(view.report.slot)) + "; these are the last known values, " +
+                 age + " old.",
+             howToStart(view.report.slot, view.report.data) +
+                 ", then look why it ended: journalctl -t cellslotd");
+}
+
+void checkAge(const sSlotView& view) {
+    if (!view.report.ageS || !view.report.daemonRuns) return;
+    const long long ageS = *view.report.ageS;
+    if (view.report.isStale())
+        view.add(eSeverity::ERROR, "stale",
+                 "The daemon runs, but there was no status update for " + durationText(ageS) + ".",
+                 "it hangs, waits for a very long command, or cannot write to /var/log: cellslot "
+                 "doctor" +
+                     view.option() +
+                     ", journalctl -t cellslotd; if it stays so, systemctl restart cellslotd@" +
+                     itos(view.report.slot));
+    else if (ageS < -FRESH_S)
+        view.add(eSeverity::WARNING, "clock",
+                 "The data are " + durationText(-ageS) + " ahead of this host's clock.",
+                 "the clock was set back; it passes when the daemon writes again");
+}
+
+// ---- modem and SIM ---------------------------------------------------------------------------
+
+bool isModemSilent(const sStatusRecord& record) {
+    return record.text("SIM_STATUS") == "Unknown" &&
+           record.number("TEMPERATURE").value_or(TEMPERATURE_UNKNOWN_C) == TEMPERATURE_UNKNOWN_C;
+}
+
+void checkModem(const sSlotView& view) {
+    const std::string port = printableLine(view.record.text("DEV_HANDLE_MAIN"));
+    if (!view.report.portExists)
+        view.add(eSeverity::ERROR, "modem_missing",
+                 "The modem's port " + port + " is not there: it is off, restarting or unplugged.",
+                 "wait two minutes for the daemon to reset it; then check power and cable, and run "
+                 "cellslot doctor" +
+                     view.option());
+    else if (isModemSilent(view.record))
+        view.add(eSeverity::ERROR, "modem_silent",
+                 "The modem has not answered yet on " + port + ".",
+                 "right after a start that takes up to a minute; later: cellslot doctor" +
+                     view.option());
+}
+
+std::string attemptsText(const sStatusRecord& record, const std::string& key) {
+    const long long attempts = record.number(key).value_or(ATTEMPTS_UNKNOWN);
+    if (attempts == ATTEMPTS_UNKNOWN) return "";
+    return ", " + ltos(attempts) + (attempts == 1 ? " attempt" : " attempts") + " left";
+}
+
+bool isPinRefused(const sStatusRecord& record) {
+    return record.text("SIM_EXTENDED_STATUS").find("bad password") != std::string::npos;
+}
+
+void addPinLocked(const sSlotView& view) {
+    const std::string attempts = attemptsText(view.record, "SIM_REMAIN_CPIN");
+    const std::string pinSet = "cellslot pin set" + view.option();
+    if (isPinRefused(view.record))
+        view.add(eSeverity::ERROR, "sim_pin",
+                 "The SIM refused the PIN that was given" + attempts + ".",
+                 "make sure of the right PIN, then: " + pinSet +
+                     " (after the last attempt the SIM asks for its PUK)");
+    else
+        view.add(eSeverity::ERROR, "sim_pin", "The SIM waits for its PIN" + attempts + ".", pinSet);
+}
+
+void addPukLocked(const sSlotView& view) {
+    view.add(eSeverity::ERROR, "sim_puk",
+             "The SIM is blocked after wrong PINs and waits for its PUK" +
+                 attemptsText(view.record, "SIM_REMAIN_PUK") + ".",
+             "get the PUK from the operator, then: cellslot pin puk" + view.option() +
+                 " (after the last attempt the SIM is lost)");
+}
+
+void checkSim(const sSlotView& view) {
+    const std::string status = view.record.text("SIM_STATUS");
+    if (view.isSimReady() || isModemSilent(view.record)) return;
+    if (status == "Not Present")
+        view.add(eSeverity::ERROR, "sim_missing", "The modem finds no SIM card.",
+                 "insert it; where the modem has two holders check CM_SIM_SLOT, it uses number " +
+                     printableLine(view.record.text("SIM_SLOT")) +
+                     ". A modem whose #QSS mode is 2 seems to have none, too: cellslot doctor "
+                     "--ask-modem" +
+                     view.option());
+    else if (status == "PIN Locked")
+        addPinLocked(view);
+    else if (status == "PUK Locked")
+        addPukLocked(view);
+    else if (status == "Unknown")
+        view.add(eSeverity::ERROR, "sim_unknown", "The state of the SIM cannot be read.",
+                 "right after a start that passes; else take the card out and put it in again");
+    else
+        view.add(eSeverity::ERROR, "sim_locked",
+                 "The SIM or the modem is locked: " + printableLine(status) + ".",
+                 "a SIM or modem tied to another network or device: ask who sold it");
+}
+
+// ---- data wanted, network, session -----------------------------------------------------------
+
+void addDataOff(const sSlotView& view) {
+    const sDataDirectiveReport& data = view.report.data;
+    const bool isOverride = data.value == eCONF_DATA_CONNECT_TEMP_DISABLED ||
+                            data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF;
+    view.add(eSeverity::NOTE, "data_off", "Data is off: " + printableLine(data.why) + ".",
+             isOverride
+                 ? "to follow the configuration again: cellslot data auto" + view.option()
+                 : "set CM_ENABLE_INTERFACE=yes there, then: cellslot reload" + view.option());
+}
+
+void checkDataWanted(const sSlotView& view) {
+    const sDataDirectiveReport& data = view.report.data;
+    if (!isDataWanted(data.value)) return addDataOff(view);
+    if (data.value == eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM && !view.isConnected())
+        view.add(eSeverity::NOTE, "booting", "Data waits: " + data.why + ".", "");
+}
+
+void addNotRegistered(const sSlotView& view) {
+    const std::string state = view.record.text("CREG_ABR");
+    const eSeverity severity = view.isConnected() ? eSeverity::WARNING : eSeverity::ERROR;
+    const std::string mode = view.record.text("CONF_OPERATOR_MODE");
+    const std::string only = mode == "1" ? " Only operator " +
+                                               printableLine(view.record.text("CONF_OPERATOR")) +
+                                               " is allowed (CM_OPERATOR)."
+                                         : "";
+    if (state == "Reg Denied")
+        view.add(severity, "denied", "The network refuses this SIM (registration denied)." + only,
+                 "ask the operator whether the SIM is active and may roam here; check CM_OPERATOR");
+    else if (state == "Searching")
+        view.add(severity, "searching", "No network yet, the modem searches." + only,
+                 "check antenna and place; CM_BAND_MODE, CM_DATA_SPEED and CM_OPERATOR may shut "
+                 "out what is there; after 5 minutes the modem is reset");
+    else if (state == "Not Reg")
+        view.add(
+            severity, "not_registered", "No network, and the modem does not search." + only,
+            "after 5 minutes the modem is reset; if it stays so: cellslot doctor" + view.option());
+    else
+        view.add(severity, "registration_unknown", "The registration is not known yet.",
+                 "right after a start that passes");
+}
+
+void checkRegistration(const sSlotView& view) {
+    if (!view.isSimReady()) return;
+    if (!view.isRegistered()) return addNotRegistered(view);
+    const sDataDirectiveReport& data = view.report.data;
+    if (view.record.text("CREG_ABR") != "Reg Roaming" || data.roamingAllowed || view.isConnected())
+        return;
+    view.add(eSeverity::ERROR, "roaming_refused",
+             "The SIM roams in another network (" + printableLine(view.record.text("CARRIER")) +
+                 "), and CM_ROAMING=home forbids data there.",
+             "where roaming charges are accepted: CM_ROAMING=auto in " +
+                 printableLine(data.configPath) + ", then: cellslot reload" + view.option());
+}
+
+void checkSession(const sSlotView& view) {
+    if (view.isConnected()) {
+        if (view.report.daemonRuns && view.report.addresses.empty())
+            view.add(eSeverity::WARNING, "no_address",
+                     "The session is up, but " +
+                         printableLine(view.record.text("NETWORK_INTERFACE")) +
+                         " has no address on this host.",
+                     "cellslot doctor" + view.option());
+        return;
+    }
+    if (!view.isSimReady() || !view.isRegistered() || !isDataWanted(view.report.data.value)) return;
+    if (view.record.number("LAST_CONNECT_ERROR_E").value_or(0) == eSUCCESS) return;
+    const sPlainWords words = connectErrorWords(view.record);
+    view.add(eSeverity::ERROR, "session_failed",
+             "The data session did not start: " + words.what + ".", words.mend);
+}
+
+// ---- what works but not as it should ---------------------------------------------------------
+
+void checkSignal(const sSlotView& view) {
+    const sSignal& signal = view.diagnosis.signal;
+    if (signal.quality != eSignalQuality::POOR) return;
+    view.add(eSeverity::WARNING, "signal_poor",
+             signal.isDisturbed ? "The signal is disturbed (" + signalFigures(signal) + ")."
+                                : "The signal is poor (" + signalFigures(signal) + ").",
+             "check antenna, cable and place: cellslot watch" + view.option());
+}
+
+void checkTemperature(const sSlotView& view) {
+    const long long level = view.record.number("TEMPERATURE_LEVEL_E").value_or(0);
+    if (level == eTEMP_LEVEL_NORMAL || level == eTEMP_LEVEL_UNKNOWN) return;
+    const bool isExtreme = level == eTEMP_LEVEL_EXTREME_LOWER || level == eTEMP_LEVEL_EXTREME_UPPER;
+    view.add(eSeverity::WARNING, "temperature",
+             std::string("The modem is ") + (isExtreme ? "far " : "") + "too " +
+                 (level > 0 ? "hot" : "cold") + " (" +
+                 printableLine(view.record.text("TEMPERATURE")) + " C).",
+             isExtreme ? "it may switch itself off" : "");
+}
+
+void checkGps(const sSlotView& view) {
+    if (!isGpsFault(view.record)) return;
+    const sPlainWords words = gpsWords(view.record);
+    view.add(eSeverity::WARNING, "gps", "GPS: " + words.what + ".", words.mend);
+}
+
+bool hasError(const sDiagnosis& diagnosis) {
+    for (const sProblem& problem : diagnosis.problems)
+        if (problem.severity == eSeverity::ERROR) return true;
+    return false;
+}
+
+eSlotState judgeState(const sSlotView& view) {
+    if (!view.report.daemonRuns) return eSlotState::NO_DAEMON;
+    if (view.report.isStale()) return eSlotState::STALE;
+    if (view.isConnected()) return eSlotState::CONNECTED;
+    if (hasError(view.diagnosis)) return eSlotState::NOT_CONNECTED;
+    return isDataWanted(view.report.data.value) ? eSlotState::STARTING : eSlotState::DATA_OFF;
+}
+
+sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
+    sDiagnosis diagnosis;
+    const std::string slot = itos(report.slot);
+    const bool isMissing = report.file.state == eStatusFile::MISSING;
+    if (isMissing && report.daemonRuns) {
+        diagnosis.state = eSlotState::STARTING;
+        diagnosis.problems.push_back(
+            {eSeverity::NOTE, "starting", "The daemon runs but has not written its status yet.",
+             "right after a start that passes; later it cannot write to /var/log: cellslot doctor "
+             "-p " +
+                 slot});
+        return diagnosis;
+    }
+    if (isMissing) {
+        diagnosis.state = eSlotState::NO_DAEMON;
+        diagnosis.problems.push_back({eSeverity::ERROR, "no_daemon",
+                                      capitalized(noDaemonReason(report)) + ".",
+                                      howToStart(report.slot, report.data)});
+        return diagnosis;
+    }
+    diagnosis.problems.push_back(
+        {eSeverity::ERROR, "status_file",
+         "The status file " + statusFilePath(report.slot) + " " + report.file.defect + ".",
+         report.file.state == eStatusFile::NOT_PERMITTED
+             ? "ask as root"
+             : "check free space and rights of /var/log: cellslot doctor -p " + slot});
+    return diagnosis;
+}
+
+}  // namespace
+
+sDiagnosis diagnose(const sSlotReport& report) {
+    if (!report.isGood()) return diagnoseWithoutData(report);
+    sDiagnosis diagnosis;
+    diagnosis.signal = readSignal(report.file.record);
+    const sSlotView view = {report, report.file.record, diagnosis};
+    checkDaemon(view);
+    checkAge(view);
+    checkModem(view);
+    checkSim(view);
+    checkRegistration(view);
+    checkDataWanted(view);
+    checkSession(view);
+    checkSignal(view);
+    checkTemperature(view);
+    checkGps(view);
+    std::stable_sort(diagnosis.problems.begin(), diagnosis.problems.end(),
+                     [](const sProblem& a, const sProblem& b) { return a.severity < b.severity; });
+    diagnosis.state = judgeState(view);
+    return diagnosis;
+}
+
+const char* stateWord(eSlotState state) {
+    switch (state) {
+        case eSlotState::CONNECTED:
+            return "CONNECTED";
+        case eSlotState::NOT_CONNECTED:
+            return "NOT CONNECTED";
+        case eSlotState::DATA_OFF:
+            return "DATA OFF";
+        case eSlotState::STARTING:
+            return "STARTING";
+        case eSlotState::STALE:
+            return "NO NEWS";
+        case eSlotState::NO_DAEMON:
+            return "NO DAEMON";
+        case eSlotState::NO_DATA:
+            break;
+    }
+    return "NO DATA";
+}
+
+const char* stateId(eSlotState state) {
+    switch (state) {
+        case eSlotState::CONNECTED:
+            return "connected";
+        case eSlotState::NOT_CONNECTED:
+            return "not_connected";
+        case eSlotState::DATA_OFF:
+            return "data_off";
+        case eSlotState::STARTING:
+            return "starting";
+        case eSlotState::STALE:
+            return "stale";
+        case eSlotState::NO_DAEMON:
+            return "no_daemon";
+        case eSlotState::NO_DATA:
+            break;
+    }
+    return "no_data";
+}
+
+const char* severityId(eSeverity severity) {
+    switch (severity) {
+        case eSeverity::ERROR:
+            return "error";
+        case eSeverity::WARNING:
+            return "warning";
+        case eSeverity::NOTE:
+            break;
+    }
+    return "note";
+}

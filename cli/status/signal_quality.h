@@ -1,0 +1,40 @@
+#ifndef CLI_STATUS_SIGNAL_QUALITY_H
+#define CLI_STATUS_SIGNAL_QUALITY_H
+
+#include <optional>
+#include <string>
+
+#include "cli/status/status_file.h"
+
+enum class eSignalQuality { UNKNOWN, POOR, FAIR, GOOD };
+
+// The measurements that a status file has, and what they are worth.
+struct sSignal {
+    std::optional<double> rsrpDbm;  // LTE
+    std::optional<double> rsrqDb;   // LTE
+    std::optional<double> rscpDbm;  // WCDMA
+    std::optional<double> ecioDb;   // WCDMA
+    std::optional<double> rssiDbm;
+
+    // The worse of strength and clearness. Strength is RSRP, else RSCP, else RSSI; clearness is
+    // RSRQ, else Ec/Io.
+    eSignalQuality quality = eSignalQuality::UNKNOWN;
+    bool isDisturbed = false;  // the clearness is what makes it worse than its strength
+    int strengthPercent = 0;   // for the bar
+
+    // What the strength was taken from, and its scale: 0 and 100 percent, and the limits.
+    std::string strengthName;
+    double emptyDbm = 0;
+    double fullDbm = 0;
+    int goodPercent = 0;
+    int fairPercent = 0;
+};
+
+sSignal readSignal(const sStatusRecord& record);
+const char* qualityWord(eSignalQuality quality);
+// "[######----]"
+std::string signalBar(const sSignal& signal, size_t cells);
+// "RSRP -98 dBm, RSRQ -9 dB, RSSI -68 dBm", those that are known.
+std::string signalFigures(const sSignal& signal);
+
+#endif

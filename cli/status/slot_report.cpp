@@ -1,0 +1,144 @@
+#include "cli/status/slot_report.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "cli/base/config_place.h"
+#include "cli/base/daemon_process.h"
+#include "cli/base/data_override.h"
+#include "cli/base/silent_reader.h"
+#include "config/config_file.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+void findOverride(const sPlaces& places, int slot, sDataDirectiveReport& data) {
+    const eDataOverride override = dataOverride(places, slot);
+    const auto take = [&](eCfgDataStatus value, const std::string& effect) {
+        data.value = value;
+        data.why = effect + " by " + overrideFilePath(override, slot);
+    };
+    switch (override) {
+        case eDataOverride::AUTO:
+            return;
+        case eDataOverride::ON:
+            return take(eCONF_DATA_CONNECT_TEMP_ENABLED, "forced on");
+        case eDataOverride::OFF:
+            return take(eCONF_DATA_CONNECT_TEMP_DISABLED, "forced off");
+        case eDataOverride::POWER_OFF:
+            return take(eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "modem switched off");
+    }
+}
+
+// The switch of the configuration, before anything overrides it.
+void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
+    const std::string path = places.at(data.configPath);
+    if (!places.have(data.configPath)) {
+        data.value = eCONF_DATA_CONNECT_DISABLED;
+        data.why = "there is no " + data.configPath;
+        return;
+    }
+    sConfigFileOpts config;
+    cSilentReader reader;
+    reader.init(path, 0);
+    if (access(path.c_str(), R_OK) != 0 || reader.readConfig(config) != eCONFIG_APPLIED) {
+        data.why = "cannot read " + data.configPath;
+        return;
+    }
+    data.configRead = true;
+    data.roamingAllowed = config.roamingAllowed;
+    const std::string source = " in " + data.configPath;
+    if (config.enableInterface == 0) {
+        data.value = eCONF_DATA_CONNECT_DISABLED;
+        data.why = "no CM_ENABLE_INTERFACE=yes" + source;
+    } else if (config.enableInterface == -1) {
+        data.value = eCONF_DATA_CONNECT_MODEM_OFF;
+        data.why = "CM_ENABLE_INTERFACE=off" + source;
+    } else {
+        data.value = eCONF_DATA_CONNECT_ENABLED;
+        data.why = "CM_ENABLE_INTERFACE=yes" + source;
+    }
+}
+
+bool isDataAllowed(eCfgDataStatus value) {
+    return value == eCONF_DATA_CONNECT_ENABLED || value == eCONF_DATA_CONNECT_TEMP_ENABLED;
+}
+
+sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
+    sDataDirectiveReport data;
+    data.configPath = configPlace(places, slot).substr(places.root.size());
+    readConfiguration(places, data);
+    findOverride(places, slot, data);
+    if (!isDataAllowed(data.value) || uptimeS > BOOT_S || places.have(BOOTED_FILE)) return data;
+    data.value = eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM;
+    data.why = "the host is still booting, up for " + ltos(uptimeS) + " s: data waits for " +
+               BOOTED_FILE + " or " + ltos(BOOT_S) + " s";
+    return data;
+}
+
+std::string addressText(const sockaddr* address) {
+    char text[INET6_ADDRSTRLEN] = "";
+    if (address->sa_family == AF_INET) {
+        sockaddr_in inner{};
+        memcpy(&inner, address, sizeof inner);
+        inet_ntop(AF_INET, &inner.sin_addr, text, sizeof text);
+    }
+    if (address->sa_family == AF_INET6) {
+        sockaddr_in6 inner{};
+        memcpy(&inner, address, sizeof inner);
+        if (!IN6_IS_ADDR_LINKLOCAL(&inner.sin6_addr))
+            inet_ntop(AF_INET6, &inner.sin6_addr, text, sizeof text);
+    }
+    return text;
+}
+
+// Those that lead somewhere: no link-local ones.
+std::vector<std::string> interfaceAddresses(const std::string& interface) {
+    std::vector<std::string> addresses;
+    ifaddrs* list = nullptr;
+    if (getifaddrs(&list) != 0) return addresses;
+    for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+        if (entry->ifa_addr == nullptr || interface != entry->ifa_name) continue;
+        const std::string text = addressText(entry->ifa_addr);
+        if (!text.empty()) addresses.push_back(text);
+    }
+    freeifaddrs(list);
+    return addresses;
+}
+
+}  // namespace
+
+sMoment currentMoment() {
+    timespec uptime{};
+    clock_gettime(CLOCK_MONOTONIC, &uptime);
+    return {time(nullptr), static_cast<unsigned>(uptime.tv_sec)};
+}
+
+sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
+    sSlotReport report;
+    report.slot = slot;
+    report.daemonPid = runningDaemon(places, slot);
+    report.daemonRuns = report.daemonPid != 0;
+    report.file = readStatusFile(places, slot);
+    report.data = reportDirective(places, slot, moment.uptimeS);
+    if (!report.isGood()) return report;
+    const sStatusRecord& record = report.file.record;
+    report.ageS = moment.now - record.number("STATS_LAST_UPDATE_E").value_or(0);
+    report.portExists = places.have(record.text("DEV_HANDLE_MAIN"));
+    report.addresses = interfaceAddresses(record.text("NETWORK_INTERFACE"));
+    return report;
+}
+
+std::vector<int> findSlots(const sPlaces& places) {
+    std::vector<int> slots;
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
+        if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
+            recordedPid(places, slot) != 0 || places.have(slotConfigFile(itos(slot))))
+            slots.push_back(slot);
+    return slots;
+}

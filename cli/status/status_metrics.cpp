@@ -1,0 +1,150 @@
+#include "cli/status/status_metrics.h"
+
+#include "cli/base/display_text.h"
+#include "cli/base/printable_text.h"
+#include "cli/status/diagnosis.h"
+#include "include/device_records.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+struct sSlotMetrics {
+    const sSlotReport& report;
+    const sSignal signal;
+};
+
+using tValue = std::optional<double>;
+using tSlot = const sSlotMetrics&;
+
+tValue flag(bool value) {
+    return value ? 1 : 0;
+}
+
+tValue recordNumber(tSlot slot, const char* key) {
+    const std::optional<long long> value = slot.report.file.record.number(key);
+    return value ? tValue(static_cast<double>(*value)) : std::nullopt;
+}
+
+tValue numberUnless(tSlot slot, const char* key, double unknown) {
+    const tValue value = recordNumber(slot, key);
+    return value && *value != unknown ? value : std::nullopt;
+}
+
+bool textIs(tSlot slot, const char* key, const char* text) {
+    return slot.report.file.record.text(key) == text;
+}
+
+// Label values: backslash, quote and line feed escaped. They are UTF-8 whatever the modem says.
+std::string label(const std::string& name, const std::string& value) {
+    std::string escaped;
+    for (const char character : printableLine(value)) {
+        if (character == '\\' || character == '"') escaped += '\\';
+        escaped += character;
+    }
+    return "," + name + "=\"" + escaped + "\"";
+}
+
+std::string recordLabel(tSlot slot, const char* name, const char* key) {
+    return label(name, slot.report.file.record.text(key));
+}
+
+std::string modemLabels(tSlot slot) {
+    return recordLabel(slot, "model", "MODEL") + recordLabel(slot, "firmware", "FIRMWARE_V") +
+           recordLabel(slot, "imei", "IMEI") + recordLabel(slot, "interface", "NETWORK_INTERFACE");
+}
+
+std::string networkLabels(tSlot slot) {
+    return recordLabel(slot, "operator", "CARRIER") + recordLabel(slot, "plmn", "CARRIER_PLMN") +
+           recordLabel(slot, "technology", "SERVICE_TYPE") + recordLabel(slot, "band", "BAND");
+}
+
+struct sFamily {
+    const char* name;
+    const char* type;
+    const char* help;
+    bool needsRecord;  // no series without a good status file
+    tValue (*value)(tSlot);
+    std::string (*labels)(tSlot);  // more than the slot; may be null
+};
+
+// clang-format off
+const sFamily FAMILIES[] = {
+    {"cellslot_daemon_running", "gauge", "Whether the daemon of the slot runs.", false,
+     [](tSlot s) { return flag(s.report.daemonRuns); }, nullptr},
+    {"cellslot_status_valid", "gauge", "Whether the status file of the slot is there and whole.", false,
+     [](tSlot s) { return flag(s.report.isGood()); }, nullptr},
+    {"cellslot_status_age_seconds", "gauge", "Age of the status file by the clock of the host.", true,
+     [](tSlot s) -> tValue { return static_cast<double>(s.report.ageS.value_or(0)); }, nullptr},
+    {"cellslot_modem_info", "gauge", "The modem, in labels; always 1.", true,
+     [](tSlot) { return flag(true); }, modemLabels},
+    {"cellslot_network_info", "gauge", "The serving network, in labels; always 1.", true,
+     [](tSlot) { return flag(true); }, networkLabels},
+    {"cellslot_session_connected", "gauge", "Whether the data session is up.", true,
+     [](tSlot s) { return flag(s.report.isConnected()); }, nullptr},
+    {"cellslot_session_duration_seconds", "gauge", "Time that the data session has been up; 0 while it is down.", true,
+     [](tSlot s) { return s.report.isConnected() ? recordNumber(s, "QMI_CALL_TIME") : flag(false); }, nullptr},
+    {"cellslot_session_last_error_code", "gauge", "Number of the last error of a session start; 0 for none.", true,
+     [](tSlot s) { return recordNumber(s, "LAST_CONNECT_ERROR_E"); }, nullptr},
+    {"cellslot_network_registered", "gauge", "Whether the modem is registered in a network.", true,
+     [](tSlot s) { return flag(textIs(s, "CREG_REGISTERED", "1")); }, nullptr},
+    {"cellslot_network_roaming", "gauge", "Whether the modem is registered in a network that is not its home.", true,
+     [](tSlot s) { return flag(textIs(s, "CREG_ABR", "Reg Roaming")); }, nullptr},
+    {"cellslot_signal_rsrp_dbm", "gauge", "Reference signal received power (LTE).", true,
+     [](tSlot s) { return s.signal.rsrpDbm; }, nullptr},
+    {"cellslot_signal_rsrq_db", "gauge", "Reference signal received quality (LTE).", true,
+     [](tSlot s) { return s.signal.rsrqDb; }, nullptr},
+    {"cellslot_signal_rssi_dbm", "gauge", "Received signal strength.", true,
+     [](tSlot s) { return s.signal.rssiDbm; }, nullptr},
+    {"cellslot_signal_rscp_dbm", "gauge", "Received signal code power (WCDMA).", true,
+     [](tSlot s) { return s.signal.rscpDbm; }, nullptr},
+    {"cellslot_signal_ecio_db", "gauge", "Ratio of received energy to noise (WCDMA).", true,
+     [](tSlot s) { return s.signal.ecioDb; }, nullptr},
+    {"cellslot_sim_ready", "gauge", "Whether the SIM is there and unlocked.", true,
+     [](tSlot s) { return flag(textIs(s, "SIM_STATUS", "Available")); }, nullptr},
+    {"cellslot_sim_pin_attempts", "gauge", "Attempts left for the PIN.", true,
+     [](tSlot s) { return numberUnless(s, "SIM_REMAIN_CPIN", ATTEMPTS_UNKNOWN); }, nullptr},
+    {"cellslot_sim_puk_attempts", "gauge", "Attempts left for the PUK.", true,
+     [](tSlot s) { return numberUnless(s, "SIM_REMAIN_PUK", ATTEMPTS_UNKNOWN); }, nullptr},
+    {"cellslot_modem_temperature_celsius", "gauge", "Temperature of the modem.", true,
+     [](tSlot s) { return numberUnless(s, "TEMPERATURE", TEMPERATURE_UNKNOWN_C); }, nullptr},
+    {"cellslot_modem_temperature_level", "gauge", "Temperature level, -2 far too cold to 2 far too hot, 0 normal.", true,
+     [](tSlot s) { return numberUnless(s, "TEMPERATURE_LEVEL_E", eTEMP_LEVEL_UNKNOWN); }, nullptr},
+    {"cellslot_gps_streaming", "gauge", "Whether positions go to gpsd.", true,
+     [](tSlot s) { return flag(textIs(s, "GPS_STREAM_ON", "1")); }, nullptr},
+    {"cellslot_sms_received_total", "counter", "Messages received since the daemon was started.", true,
+     [](tSlot s) { return recordNumber(s, "SMS_RECV"); }, nullptr},
+    {"cellslot_sms_sent_total", "counter", "Messages sent since the daemon was started.", true,
+     [](tSlot s) { return recordNumber(s, "SMS_SENT"); }, nullptr},
+    {"cellslot_sms_send_failures_total", "counter", "Messages that could not be sent since the daemon was started.", true,
+     [](tSlot s) { return recordNumber(s, "SMS_SENT_FAIL"); }, nullptr},
+};
+// clang-format on
+
+std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& slots) {
+    std::string series;
+    for (const sSlotMetrics& slot : slots) {
+        if (family.needsRecord && !slot.report.isGood()) continue;
+        const tValue value = family.value(slot);
+        if (!value) continue;
+        const std::string labels =
+            "slot=\"" + itos(slot.report.slot) + "\"" + (family.labels ? family.labels(slot) : "");
+        series += std::string(family.name) + "{" + labels + "} " + shortNumber(*value) + "\n";
+    }
+    if (series.empty()) return "";
+    const std::string name = family.name;
+    return "# HELP " + name + " " + family.help + "\n# TYPE " + name + " " + family.type + "\n" +
+           series;
+}
+
+}  // namespace
+
+std::string statusMetrics(const std::vector<sSlotReport>& reports) {
+    std::vector<sSlotMetrics> slots;
+    slots.reserve(reports.size());
+    for (const sSlotReport& report : reports)
+        slots.push_back({report, readSignal(report.file.record)});
+    std::string text;
+    for (const sFamily& family : FAMILIES)
+        text += familyText(family, slots);
+    return text;
+}

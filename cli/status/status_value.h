@@ -1,0 +1,13 @@
+#ifndef CLI_STATUS_STATUS_VALUE_H
+#define CLI_STATUS_STATUS_VALUE_H
+
+#include <string>
+
+#include "cli/status/status_file.h"
+
+// One value that the slot's daemon published, the key as "QMI_STATE". Empty when there is none.
+inline std::string statusValue(const sPlaces& places, int slot, const std::string& key) {
+    return readStatusFile(places, slot).record.text(key);
+}
+
+#endif

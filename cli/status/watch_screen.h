@@ -1,0 +1,25 @@
+#ifndef CLI_STATUS_WATCH_SCREEN_H
+#define CLI_STATUS_WATCH_SCREEN_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/status/signal_history.h"
+#include "cli/status/slot_report.h"
+#include "cli/status/status_screen.h"
+
+struct sTerminalSize {
+    size_t rows = 24;
+    size_t columns = 80;
+};
+
+// By slot.
+using tHistories = std::map<int, cSignalHistory>;
+
+// The live screen: never more than size.rows lines, nor wider than size.columns - 1. What is wrong
+// stands first and stays when there is no room for all. footer is the last line.
+tLines watchScreen(const std::vector<sSlotReport>& reports, const tHistories& histories,
+                   unsigned nowS, const sTerminalSize& size, const std::string& footer);
+
+#endif

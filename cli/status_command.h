@@ -1,9 +1,0 @@
-#ifndef CLI_STATUS_COMMAND_H
-#define CLI_STATUS_COMMAND_H
-
-#include "cli/command.h"
-
-// cellslot status [-p N] [--json | --metrics]
-void addStatusCommand(CLI::App& app, sCliContext& context);
-
-#endif

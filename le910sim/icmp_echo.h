@@ -1,0 +1,24 @@
+#ifndef LE910SIM_ICMP_ECHO_H
+#define LE910SIM_ICMP_ECHO_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace le910sim {
+
+// The answer to a ping, RFC 792 and RFC 4443: an IPv4 or IPv6 packet that holds an echo request
+// gives the packet of its reply. Anything else gives nothing, and so does a source that the
+// network would not carry.
+std::optional<std::vector<uint8_t>> echoReply(
+    const std::vector<uint8_t>& packet,
+    const std::function<bool(const std::string& source)>& carries);
+
+// Ones' complement sum, RFC 1071.
+uint16_t internetChecksum(const std::vector<uint8_t>& bytes);
+
+}  // namespace le910sim
+
+#endif

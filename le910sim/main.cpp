@@ -1,0 +1,128 @@
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+#include "le910sim/simulator.h"
+
+namespace le910sim {
+namespace {
+
+constexpr int EXIT_USAGE = 2;
+
+volatile std::sig_atomic_t g_stop = 0;
+
+void onSignal(int) {
+    g_stop = 1;
+}
+
+void catchSignals() {
+    struct sigaction action = {};
+    action.sa_handler = onSignal;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+nlohmann::json readJsonFile(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) throw std::runtime_error("cannot read " + path);
+    try {
+        return nlohmann::json::parse(file);
+    } catch (const nlohmann::json::parse_error& problem) {
+        throw std::runtime_error(path + ": " + problem.what());
+    }
+}
+
+struct sArgumentTexts {
+    std::string scenarioPath;
+    std::string trackPath;
+    std::string model;
+    std::string pace;
+};
+
+// A track: one "latitude,longitude[,metres]" a line, one line a second; '#' begins a comment.
+nlohmann::json readTrack(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) throw std::runtime_error("cannot read " + path);
+    nlohmann::json track = nlohmann::json::array();
+    std::string line;
+    while (std::getline(file, line)) {
+        if (line.empty() || line[0] == '#') continue;
+        const nlohmann::json point = nlohmann::json::parse("[" + line + "]", nullptr, false);
+        if (point.is_discarded()) throw std::runtime_error(path + ": not a point: " + line);
+        track.push_back(point);
+    }
+    return track;
+}
+
+void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
+    if (!texts.scenarioPath.empty()) scenario = readJsonFile(texts.scenarioPath);
+    if (!scenario.is_object()) return;
+    if (!texts.model.empty()) scenario["model"] = texts.model;
+    if (!texts.pace.empty()) scenario["pace"] = texts.pace;
+    if (!texts.trackPath.empty()) scenario["gps"]["track"] = readTrack(texts.trackPath);
+}
+
+void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
+    app.add_option("--at-link", options.atLink, "link to make for the AT port");
+    app.add_option("--gps-link", options.gpsLink, "link to make for the GPS port");
+    app.add_option("--scenario", texts.scenarioPath, "start state and timeline, JSON");
+    app.add_option("--control", options.controlPath, "control socket to make");
+    app.add_option("--log", options.logPath, "file for what happened, JSON lines");
+    app.add_option("--pace", texts.pace, "'instant' or bits a second");
+    app.add_option("--data", options.dataInterface, "network interface to make, as wwan0");
+    app.add_option("--seconds", options.seconds, "end after so many seconds");
+    app.add_option("--model", texts.model, "LE910-NA1, 'LE910-NA V2' or 'LE910-EU V2'");
+    app.add_option("--track", texts.trackPath, "file of positions, one a second");
+}
+
+int usageError(const std::string& text) {
+    std::fprintf(stderr, "le910sim: %s (see le910sim --help)\n", text.c_str());
+    return EXIT_USAGE;
+}
+
+// Both links, by name; "" when they are there.
+std::string missingLinks(const sSimulatorOptions& options) {
+    const bool noAt = options.atLink.empty();
+    const bool noGps = options.gpsLink.empty();
+    if (!noAt && !noGps) return "";
+    const std::string names = std::string(noAt ? "--at-link" : "") +
+                              (noAt && noGps ? " and " : "") + (noGps ? "--gps-link" : "") +
+                              (noAt && noGps ? " are" : " is");
+    return names + " missing; for example: le910sim --at-link /tmp/at --gps-link /tmp/gps";
+}
+
+int runProgram(int argc, char** argv) {
+    CLI::App app("A simulated Telit LE910 modem", "le910sim");
+    sSimulatorOptions options;
+    sArgumentTexts texts;
+    defineOptions(app, options, texts);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+        return usageError(error.what());
+    }
+    const std::string missing = missingLinks(options);
+    if (!missing.empty()) return usageError(missing);
+    catchSignals();
+    applyTexts(texts, options.scenario);
+    cSimulator simulator(options);
+    std::cout << "ready" << std::endl;
+    simulator.run(g_stop);
+    return 0;
+}
+
+}  // namespace
+}  // namespace le910sim
+
+int main(int argc, char** argv) try {
+    return le910sim::runProgram(argc, argv);
+} catch (const std::exception& problem) {
+    std::fprintf(stderr, "le910sim: %s\n", problem.what());
+    return 1;
+}

@@ -1,0 +1,114 @@
+#include "le910sim/simulator.h"
+
+#include <poll.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "le910sim/icmp_echo.h"
+
+namespace le910sim {
+
+namespace {
+
+// Answers become due at any moment; the daemon looks every 10 ms.
+constexpr int TICK_MS = 5;
+// Packets taken in one pass, so that a flood does not keep the ports waiting.
+constexpr int PACKETS_PER_PASS = 64;
+
+}  // namespace
+
+cSimulator::cSimulator(const sSimulatorOptions& options)
+    : m_modem(options.scenario),
+      m_atPort(options.atLink),
+      m_gpsPort(options.gpsLink),
+      m_endMs(options.seconds * 1000),
+      m_start(std::chrono::steady_clock::now()) {
+    if (!options.logPath.empty()) {
+        m_log.open(options.logPath, std::ios::trunc);
+        if (!m_log) throw std::runtime_error("cannot write " + options.logPath);
+    }
+    if (!options.dataInterface.empty()) {
+        m_data = std::make_unique<cTunInterface>(options.dataInterface);
+    }
+    m_atPort.appear();
+    m_gpsPort.appear();
+    if (options.controlPath.empty()) return;
+    m_control =
+        std::make_unique<cControlSocket>(options.controlPath, [this](const nlohmann::json& order) {
+            m_modem.advance(nowMs());
+            nlohmann::json answer = m_modem.control(order);
+            // The answer is not seen before its effect.
+            movePorts();
+            writeLog();
+            return answer;
+        });
+}
+
+uint64_t cSimulator::nowMs() const {
+    const auto passed = std::chrono::steady_clock::now() - m_start;
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+}
+
+void cSimulator::run(const volatile std::sig_atomic_t& stop) {
+    while (stop == 0 && (m_endMs == 0 || nowMs() < m_endMs)) {
+        pass();
+        waitForInput();
+    }
+    writeLog();
+}
+
+void cSimulator::pass() {
+    m_modem.advance(nowMs());
+    if (m_atPort.present()) m_modem.receiveAt(m_atPort.receive(), nowMs());
+    if (m_gpsPort.present()) m_modem.receiveGps(m_gpsPort.receive(), nowMs());
+    movePorts();
+    if (m_control) m_control->serve();
+    answerPings();
+    writeLog();
+}
+
+void cSimulator::movePorts() {
+    if (!m_modem.portsPresent()) {
+        m_atPort.disappear();
+        m_gpsPort.disappear();
+        return;
+    }
+    m_atPort.appear();
+    m_gpsPort.appear();
+    m_atPort.send(m_modem.takeAtOutput());
+    m_gpsPort.send(m_modem.takeGpsOutput());
+}
+
+void cSimulator::answerPings() {
+    if (!m_data) return;
+    const auto carries = [this](const std::string& source) { return m_modem.ownsAddress(source); };
+    for (int i = 0; i < PACKETS_PER_PASS; ++i) {
+        const std::optional<std::vector<uint8_t>> packet = m_data->receive();
+        if (!packet) return;
+        if (!m_modem.answersPings()) continue;
+        const std::optional<std::vector<uint8_t>> reply = echoReply(*packet, carries);
+        if (reply) m_data->send(*reply);
+    }
+}
+
+void cSimulator::writeLog() {
+    for (const nlohmann::json& event : m_modem.takeLog()) {
+        if (m_log.is_open()) m_log << jsonLine(event) << std::flush;
+    }
+}
+
+void cSimulator::waitForInput() const {
+    std::vector<pollfd> watched;
+    if (m_atPort.present()) watched.push_back({m_atPort.descriptor(), POLLIN, 0});
+    if (m_gpsPort.present()) watched.push_back({m_gpsPort.descriptor(), POLLIN, 0});
+    if (m_data) watched.push_back({m_data->descriptor(), POLLIN, 0});
+    if (m_control) {
+        for (const int fd : m_control->descriptors())
+            watched.push_back({fd, POLLIN, 0});
+    }
+    poll(watched.data(), watched.size(), TICK_MS);
+}
+
+}  // namespace le910sim

@@ -1,0 +1,31 @@
+#ifndef LE910SIM_TEXT_H
+#define LE910SIM_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/include/text_helpers.h"
+
+namespace le910sim {
+
+// A number in decimal with leading zeros.
+std::string padded(int64_t number, size_t digits);
+std::string joined(const std::vector<std::string>& pieces, const std::string& separator);
+std::string inQuotes(const std::string& text);
+
+// Upper-case hexadecimal.
+std::string toHex(const std::vector<uint8_t>& bytes);
+// False when text is not pairs of hexadecimal digits.
+bool fromHex(const std::string& text, std::vector<uint8_t>& bytes);
+
+// An IPv6 address as sixteen decimal octets, 3GPP TS 27.007 section 10.1.23; empty when the text
+// is not an address.
+std::string ipv6Dotted(const std::string& address);
+std::string ipv6MaskDotted(int prefixBits);
+bool isIpv4(const std::string& text);
+bool isIpv6(const std::string& text);
+
+}  // namespace le910sim
+
+#endif

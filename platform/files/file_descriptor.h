@@ -1,0 +1,47 @@
+#ifndef PLATFORM_FILES_FILE_DESCRIPTOR_H
+#define PLATFORM_FILES_FILE_DESCRIPTOR_H
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+// Closes a descriptor at the end of its scope; errno is left alone, so that it still tells why the
+// scope is left.
+class cFileDescriptor {
+  public:
+    explicit cFileDescriptor(int fd = -1) : m_fd(fd) {}
+    ~cFileDescriptor() { reset(); }
+    cFileDescriptor(const cFileDescriptor&) = delete;
+    cFileDescriptor& operator=(const cFileDescriptor&) = delete;
+
+    bool isOpen() const { return m_fd >= 0; }
+    int get() const { return m_fd; }
+    int release() { return std::exchange(m_fd, -1); }
+
+    void reset(int fd = -1) {
+        const int error = errno;
+        if (m_fd >= 0) close(m_fd);
+        m_fd = fd;
+        errno = error;
+    }
+
+  private:
+    int m_fd;
+};
+
+// Writes everything, however often the system takes only a part. Returns false, with errno set,
+// when it does not take the rest.
+inline bool writeAll(int fd, const std::string& content) {
+    size_t done = 0;
+    while (done < content.size()) {
+        const ssize_t count = write(fd, content.data() + done, content.size() - done);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return false;
+        done += static_cast<size_t>(count);
+    }
+    return true;
+}
+
+#endif

@@ -1,0 +1,128 @@
+#include "platform/include/file_vector.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/files/error_log.h"
+#include "platform/files/file_descriptor.h"
+
+namespace {
+
+constexpr mode_t PERMISSION_BITS = 0777;
+
+std::string folderOf(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Full disks and quotas are reported by close on some file systems.
+bool closeChecked(cFileDescriptor& file) {
+    return close(file.release()) == 0;
+}
+
+// Mode and owner of the regular file at path, else newFileMode and our own owner.
+bool takeOverOwnerAndMode(int fd, const std::string& path, mode_t newFileMode) {
+    struct stat old {};
+    if (lstat(path.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) {
+        return fchmod(fd, newFileMode) == 0;
+    }
+    // Only root can give a file away; for anybody else new content under their own name is better
+    // than none. Set-uid bits are never handed on.
+    const bool given = fchown(fd, old.st_uid, old.st_gid) == 0;
+    if (!given && geteuid() == 0) return false;
+    return fchmod(fd, old.st_mode & PERMISSION_BITS) == 0;
+}
+
+// A new file under a name that did not exist, which also keeps links from being followed.
+int createTemporaryFile(std::string& path) {
+    return mkostemp(path.data(), O_CLOEXEC | O_NOFOLLOW);
+}
+
+bool fillTemporaryFile(cFileDescriptor& file, const std::string& content, const std::string& target,
+                       mode_t newFileMode) {
+    return writeAll(file.get(), content) && takeOverOwnerAndMode(file.get(), target, newFileMode) &&
+           closeChecked(file);
+}
+
+// The end of an existing file, or a new one. Never a link, a FIFO or a device.
+int openForAppend(const std::string& path, mode_t newFileMode) {
+    constexpr int FLAGS = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    cFileDescriptor file(open(path.c_str(), FLAGS | O_CREAT | O_EXCL, 0600));
+    if (file.isOpen()) return fchmod(file.get(), newFileMode) == 0 ? file.release() : -1;
+    if (errno != EEXIST) return -1;
+    file.reset(open(path.c_str(), FLAGS));
+    struct stat status {};
+    if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
+    if (S_ISREG(status.st_mode)) return file.release();
+    errno = EINVAL;
+    return -1;
+}
+
+// All of content or nothing: half a line would run into the next one.
+bool appendWhole(cFileDescriptor& file, const std::string& content) {
+    const off_t oldSize = lseek(file.get(), 0, SEEK_END);
+    if (writeAll(file.get(), content)) return closeChecked(file);
+    const int error = errno;
+    if (oldSize >= 0 && ftruncate(file.get(), oldSize) != 0) {
+        logSystemError("remove a part of a line from", "a file that could not be extended", errno);
+    }
+    errno = error;
+    return false;
+}
+
+// Writes a temporary file in folder and renames it to target. Returns what could not be done, with
+// errno set, or nullptr.
+const char* replaceFile(const std::string& folder, const std::string& target,
+                        const std::string& content, mode_t newFileMode) {
+    std::string temporary = folder + "/" + cFileVector::TEMPORARY_NAME_PREFIX + "XXXXXX";
+    cFileDescriptor file(createTemporaryFile(temporary));
+    if (!file.isOpen()) return "make a temporary file for";
+    if (fillTemporaryFile(file, content, target, newFileMode) &&
+        rename(temporary.c_str(), target.c_str()) == 0)
+        return nullptr;
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    return "write file";
+}
+
+}  // namespace
+
+cFileVector::cFileVector(const std::string& path, mode_t newFileMode)
+    : m_path(path), m_temporaryDirectory(folderOf(path)), m_newFileMode(newFileMode) {}
+
+void cFileVector::AppendLine(const std::string& text, bool withLineEnd) {
+    m_content += text;
+    if (withLineEnd) m_content += '\n';
+}
+
+void cFileVector::clear() {
+    m_content.clear();
+}
+
+void cFileVector::SetTemporaryDirectory(const std::string& directory) {
+    m_temporaryDirectory = directory;
+}
+
+bool cFileVector::Write() {
+    const char* failed = replaceFile(m_temporaryDirectory, m_path, m_content, m_newFileMode);
+    // The target's folder is a mount of its own.
+    if (failed != nullptr && errno == EXDEV)
+        failed = replaceFile(folderOf(m_path), m_path, m_content, m_newFileMode);
+    if (failed == nullptr) return true;
+    logSystemError(failed, m_path, errno);
+    return false;
+}
+
+bool cFileVector::WriteAppend() {
+    cFileDescriptor file(openForAppend(m_path, m_newFileMode));
+    if (file.isOpen() && appendWhole(file, m_content)) return true;
+    logSystemError("append to file", m_path, errno);
+    return false;
+}

@@ -1,0 +1,15 @@
+#ifndef PLATFORM_FILES_MAKE_FOLDER_H
+#define PLATFORM_FILES_MAKE_FOLDER_H
+
+#include <sys/types.h>
+
+#include <string>
+
+// Makes a folder and its missing parents, each with exactly this mode. Returns false, with errno
+// set, when it does not exist afterwards.
+bool makeFolder(const std::string& path, mode_t mode);
+
+// The same for the folder that a file stands in.
+bool makeFolderOf(const std::string& filePath, mode_t mode);
+
+#endif

@@ -1,5 +1,0 @@
-#include "platform/host/skvs_command.h"
-
-int main(int argc, char* argv[]) {
-    return runSkvsCommand(argc, argv);
-}

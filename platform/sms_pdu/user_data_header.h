@@ -1,0 +1,26 @@
+#ifndef PLATFORM_SMS_PDU_USER_DATA_HEADER_H
+#define PLATFORM_SMS_PDU_USER_DATA_HEADER_H
+
+#include "platform/include/sms_pdu.h"
+#include "platform/sms_pdu/language.h"
+#include "platform/sms_pdu/octets.h"
+
+namespace sms_pdu {
+
+// The header in front of the user data, 3GPP TS 23.040 section 9.2.3.24. Of its elements those of a
+// concatenated message (8-bit and 16-bit reference) and those of national languages (single and
+// locking shift) are read.
+
+// Octets of the header with its length octet. 0 where it would be longer than the user data: it is
+// no header then, and all of the user data is text.
+size_t userDataHeaderOctets(const tOctets& userData);
+
+// Sets reference, part number and number of parts of sms, and returns what its septets are written
+// in. Both are left alone where no element says them and where the elements do not add up to the
+// header; the parts also for a message of a single part. Of several elements of a kind the last
+// sound one counts.
+sLanguages readUserDataHeader(const tOctets& userData, size_t headerOctets, sms_t& sms);
+
+}  // namespace sms_pdu
+
+#endif

@@ -1,0 +1,233 @@
+#include "platform/include/key_value_store.h"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <unordered_map>
+
+#include "platform/include/key_value_store_path.h"
+#include "platform/store/store_environment.h"
+
+namespace {
+
+constexpr size_t MAX_KEY_BYTES = 500;  // LMDB takes 511
+constexpr size_t MAX_VALUE_BYTES = 4096;
+constexpr int FULL_ATTEMPTS = 10;
+constexpr useconds_t FULL_WAIT_US = 2000;
+
+using tEntries = std::unordered_map<std::string, std::string>;
+
+// What the library keeps between calls.
+struct sStore {
+    cStoreEnvironment environment;
+    bool isBatch = false;
+    tEntries pending;      // the sets of the batch
+    int loggedResult = 0;  // of the last write, so that a full store is told once, not every time
+};
+
+sStore& store() {
+    static sStore instance;
+    return instance;
+}
+
+// A transaction that is undone unless it is committed.
+class cTransaction {
+  public:
+    cTransaction(MDB_env* environment, unsigned flags) {
+        m_result = mdb_txn_begin(environment, nullptr, flags, &m_handle);
+        if (m_result == 0) m_result = mdb_dbi_open(m_handle, nullptr, 0, &m_database);
+    }
+    ~cTransaction() { mdb_txn_abort(m_handle); }
+    cTransaction(const cTransaction&) = delete;
+    cTransaction& operator=(const cTransaction&) = delete;
+
+    // 0 or the error of LMDB that the transaction could not be begun for.
+    int result() const { return m_result; }
+
+    int get(const std::string& key, std::string& text) const {
+        MDB_val keyValue = toValue(key);
+        MDB_val value{};
+        const int result = mdb_get(m_handle, m_database, &keyValue, &value);
+        if (result == 0) text = toText(value);
+        return result;
+    }
+
+    int put(const std::string& key, const std::string& text) {
+        MDB_val keyValue = toValue(key);
+        MDB_val value = toValue(text);
+        return mdb_put(m_handle, m_database, &keyValue, &value, 0);
+    }
+
+    // The entries whose key starts with prefix, in the order of their bytes.
+    int list(const std::string& prefix,
+             std::vector<std::pair<std::string, std::string>>& out) const {
+        MDB_cursor* cursor = nullptr;
+        int result = mdb_cursor_open(m_handle, m_database, &cursor);
+        if (result != 0) return result;
+        MDB_val key = toValue(prefix);
+        MDB_val value{};
+        MDB_cursor_op operation = prefix.empty() ? MDB_FIRST : MDB_SET_RANGE;
+        while ((result = mdb_cursor_get(cursor, &key, &value, operation)) == 0) {
+            const std::string name = toText(key);
+            if (name.compare(0, prefix.size(), prefix) != 0) break;
+            out.emplace_back(name, toText(value));
+            operation = MDB_NEXT;
+        }
+        mdb_cursor_close(cursor);
+        return result == MDB_NOTFOUND ? 0 : result;
+    }
+
+    int commit() { return mdb_txn_commit(std::exchange(m_handle, nullptr)); }
+
+  private:
+    MDB_txn* m_handle = nullptr;
+    MDB_dbi m_database = 0;
+    int m_result;
+};
+
+// Runs work in a read-only transaction. ENOENT when nothing was ever stored.
+template <typename tWork>
+int read(tWork work) {
+    cStoreEnvironment& environment = store().environment;
+    int result = environment.openToRead();
+    if (result != 0) return result;
+    const auto readOnce = [&] {
+        const cTransaction transaction(environment.handle(), MDB_RDONLY);
+        return transaction.result() == 0 ? work(transaction) : transaction.result();
+    };
+    result = readOnce();
+    if (result == MDB_READERS_FULL && environment.clearStaleReaders()) result = readOnce();
+    environment.noteDamage(result);
+    return result;
+}
+
+int writeOnce(const tEntries& entries) {
+    cStoreEnvironment& environment = store().environment;
+    const int result = environment.openToWrite();
+    if (result != 0) return result;
+    cTransaction transaction(environment.handle(), 0);
+    if (transaction.result() != 0) return transaction.result();
+    for (const auto& [key, value] : entries) {
+        const int putResult = transaction.put(key, value);
+        if (putResult != 0) return putResult;
+    }
+    return transaction.commit();
+}
+
+// A full store is often only one whose old pages a reader holds: one that was killed, which is
+// cleared away, or one that lost the processor for a moment, which is waited for. A store that is
+// known to be full is not waited for again.
+int writeToFull(const tEntries& entries) {
+    const int attempts = store().loggedResult == MDB_MAP_FULL ? 1 : FULL_ATTEMPTS;
+    int result = MDB_MAP_FULL;
+    for (int i = 0; i < attempts && result == MDB_MAP_FULL; i++) {
+        if (!store().environment.clearStaleReaders() && i > 0) usleep(FULL_WAIT_US);
+        result = writeOnce(entries);
+    }
+    return result;
+}
+
+// One transaction each, so that what does not fit takes nothing else with it.
+int writeSingly(const tEntries& entries) {
+    int result = 0;
+    for (const auto& entry : entries) {
+        const int single = writeOnce({entry});
+        if (single != 0) result = single;
+    }
+    return result;
+}
+
+int write(const tEntries& entries) {
+    int result = writeOnce(entries);
+    if (result == MDB_MAP_FULL) result = writeToFull(entries);
+    if (result == MDB_MAP_FULL && entries.size() > 1) result = writeSingly(entries);
+    if (store().environment.noteDamage(result)) result = writeOnce(entries);
+    return result;
+}
+
+// Those of the entries that are not stored with this value yet.
+tEntries changedOf(const tEntries& entries) {
+    tEntries changed;
+    const int result = read([&](const cTransaction& transaction) {
+        std::string stored;
+        for (const auto& entry : entries) {
+            const bool isStored = transaction.get(entry.first, stored) == 0;
+            if (!isStored || stored != entry.second) changed.insert(entry);
+        }
+        return 0;
+    });
+    return result == 0 ? changed : entries;
+}
+
+int save(const tEntries& entries) {
+    const tEntries changed = changedOf(entries);
+    if (changed.empty()) return 0;  // which does not mean that the store can be written
+    const int result = write(changed);
+    if (result != 0 && result != store().loggedResult) {
+        syslog(LOG_NOTICE, "Error: Cannot write key-value store %s, errno %d (%s)",
+               store().environment.folder().c_str(), result, mdb_strerror(result));
+    }
+    store().loggedResult = result;
+    return result;
+}
+
+bool isValidKey(const char* key) {
+    if (key == nullptr) return false;
+    const size_t length = strnlen(key, MAX_KEY_BYTES + 1);
+    return length >= 1 && length <= MAX_KEY_BYTES;
+}
+
+}  // namespace
+
+void setKeyValueStorePath(const std::string& folder) {
+    store().environment.setFolder(folder);
+    store().isBatch = false;
+    store().pending.clear();
+    store().loggedResult = 0;
+}
+
+int skvs_get(const char* key, char* buffer, size_t size) {
+    const bool hasRoom = buffer != nullptr && size > 0;
+    if (hasRoom) buffer[0] = '\0';
+    if (!isValidKey(key)) return -1;
+    std::string value;
+    const auto work = [&](const cTransaction& transaction) { return transaction.get(key, value); };
+    if (read(work) != 0) return -1;
+    if (hasRoom) {
+        const size_t length = std::min(value.size(), size - 1);
+        memcpy(buffer, value.data(), length);
+        buffer[length] = '\0';
+    }
+    return static_cast<int>(value.size());
+}
+
+int skvs_set(const char* key, const char* value) {
+    if (!isValidKey(key) || value == nullptr) return EINVAL;
+    if (strnlen(value, MAX_VALUE_BYTES + 1) > MAX_VALUE_BYTES) return EINVAL;
+    if (!store().isBatch) return save({{key, value}});
+    store().pending[key] = value;
+    return 0;
+}
+
+void skvs_batch_begin() {
+    store().isBatch = true;
+}
+
+int skvs_batch_end() {
+    store().isBatch = false;
+    const tEntries entries = std::exchange(store().pending, {});
+    return entries.empty() ? 0 : save(entries);
+}
+
+bool skvs_list(const std::string& prefix, std::vector<std::pair<std::string, std::string>>& out) {
+    out.clear();
+    if (prefix.size() > MAX_KEY_BYTES) return true;
+    const int result =
+        read([&](const cTransaction& transaction) { return transaction.list(prefix, out); });
+    errno = result > 0 ? result : 0;
+    return result == 0 || result == ENOENT;
+}

@@ -1,0 +1,293 @@
+#include "platform/store/store_environment.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <iterator>
+#include <utility>
+#include <vector>
+
+#include "platform/files/file_descriptor.h"
+#include "platform/files/make_folder.h"
+
+namespace {
+
+constexpr size_t MAP_BYTES = 4 * 1024 * 1024;
+constexpr off_t LOCK_FILE_BYTES = 8192;  // what LMDB makes for its usual number of readers
+constexpr int OPEN_ATTEMPTS = 5;
+constexpr mode_t FOLDER_MODE = 0755;
+constexpr mode_t FILE_MODE = 0600;            // who may read may also hold locks that stop a writer
+constexpr unsigned WRITE_FLAGS = MDB_NOSYNC;  // in memory there is no disk to wait for
+constexpr rlim_t EXAMINATION_CPU_S = 2;       // a damaged tree may run in circles
+
+using tEntries = std::vector<std::pair<std::string, std::string>>;
+
+int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& handle) {
+    int result = mdb_env_create(&handle);
+    if (result != 0) return result;
+    result = mdb_env_set_mapsize(handle, MAP_BYTES);
+    if (result == 0) result = mdb_env_open(handle, folder.c_str(), flags, FILE_MODE);
+    if (result == 0) return 0;
+    mdb_env_close(std::exchange(handle, nullptr));
+    return result;
+}
+
+constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of the pages that may be used again
+
+// The numbers of free pages that one transaction left: their count, then the numbers, falling.
+bool isPageList(const std::string& value, size_t lastPage) {
+    std::vector<size_t> numbers(value.size() / sizeof(size_t));
+    if (numbers.empty()) return false;
+    memcpy(numbers.data(), value.data(), numbers.size() * sizeof(size_t));
+    if (numbers[0] != numbers.size() - 1) return false;
+    const auto first = numbers.begin() + 1;
+    const auto isInFile = [&](size_t page) { return page > 1 && page <= lastPage; };
+    return std::is_sorted(first, numbers.end(), std::greater<>()) &&
+           std::all_of(first, numbers.end(), isInFile);
+}
+
+// Every entry in a copy, so that each of their bytes has been read.
+int readEntries(MDB_txn* transaction, MDB_dbi database, tEntries& entries) {
+    MDB_cursor* cursor = nullptr;
+    int result = mdb_cursor_open(transaction, database, &cursor);
+    MDB_val key{};
+    MDB_val value{};
+    while (result == 0 && (result = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
+        entries.emplace_back(toText(key), toText(value));
+    }
+    MDB_stat counted{};
+    if (result == MDB_NOTFOUND) result = mdb_stat(transaction, database, &counted);
+    if (cursor != nullptr) mdb_cursor_close(cursor);
+    return result == 0 && counted.ms_entries != entries.size() ? MDB_CORRUPTED : result;
+}
+
+int readFreePages(MDB_txn* transaction, size_t lastPage) {
+    tEntries entries;
+    const int result = readEntries(transaction, FREE_PAGES, entries);
+    const bool areLists = std::all_of(entries.begin(), entries.end(), [&](const auto& entry) {
+        return isPageList(entry.second, lastPage);
+    });
+    return result == 0 && !areLists ? MDB_CORRUPTED : result;
+}
+
+int readEverything(MDB_env* environment) {
+    MDB_txn* transaction = nullptr;
+    MDB_dbi database = FREE_PAGES;
+    MDB_envinfo info{};
+    MDB_stat pages{};
+    int result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
+    // After the transaction began: what others add meanwhile only makes the last page a later one.
+    if (result == 0) result = mdb_env_info(environment, &info);
+    if (result == 0) result = mdb_env_stat(environment, &pages);
+    if (result == 0 && info.me_last_pgno >= MAP_BYTES / pages.ms_psize) return MDB_CORRUPTED;
+    if (result == 0) result = readFreePages(transaction, info.me_last_pgno);
+    if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
+    if (result != 0) return result;
+    tEntries entries;
+    return readEntries(transaction, database, entries);
+}
+
+bool tellsOfDamage(int result) {
+    return result == MDB_INVALID || result == MDB_VERSION_MISMATCH || result == MDB_CORRUPTED ||
+           result == MDB_PAGE_NOTFOUND || result == MDB_PANIC || result == MDB_BAD_TXN ||
+           result == MDB_CURSOR_FULL || result == MDB_MAP_RESIZED || result == MDB_INCOMPATIBLE;
+}
+
+// How the examining child ends when it meets what LMDB was not made for.
+constexpr int DAMAGE_SIGNALS[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGXCPU};
+constexpr int EXIT_SOUND = 0;
+constexpr int EXIT_DAMAGED = 1;
+
+void limitChild() {
+    for (const int signal : DAMAGE_SIGNALS) {
+        std::signal(signal, SIG_DFL);
+    }
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    const rlimit cpuTime{EXAMINATION_CPU_S, EXAMINATION_CPU_S + 1};
+    setrlimit(RLIMIT_CPU, &cpuTime);
+}
+
+// The child: whatever damaged pages make of LMDB ends here. A failure that says nothing about the
+// files, such as missing rights, is for the parent to meet.
+[[noreturn]] void examineAndExit(const std::string& folder) {
+    limitChild();
+    MDB_env* environment = nullptr;
+    int result = openEnvironment(folder, MDB_RDONLY, environment);
+    if (result == ENOMEM) result = MDB_CORRUPTED;  // it is said to be larger than all memory
+    if (result == 0) {
+        mdb_env_set_assert(environment, [](MDB_env*, const char*) { _exit(EXIT_DAMAGED); });
+        result = readEverything(environment);
+    }
+    _exit(tellsOfDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
+}
+
+// Whether the files can be trusted. Where that cannot be found out they are.
+bool isSound(const std::string& folder) {
+    const pid_t child = fork();
+    if (child == 0) examineAndExit(folder);
+    int status = 0;
+    while (child > 0 && waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) return true;
+    }
+    if (child < 0) return true;
+    if (WIFEXITED(status)) return WEXITSTATUS(status) != EXIT_DAMAGED;
+    return std::find(std::begin(DAMAGE_SIGNALS), std::end(DAMAGE_SIGNALS), WTERMSIG(status)) ==
+           std::end(DAMAGE_SIGNALS);
+}
+
+}  // namespace
+
+void cStoreEnvironment::setFolder(const std::string& folder) {
+    close();
+    m_isSuspect = false;
+    m_folder = folder;
+}
+
+void cStoreEnvironment::close() {
+    if (m_handle != nullptr) mdb_env_close(std::exchange(m_handle, nullptr));
+    m_isWritable = false;
+}
+
+int cStoreEnvironment::lookAt(const std::string& path, sMappedFile& file) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return errno;
+    file = {status.st_dev, status.st_ino, status.st_size};
+    return 0;
+}
+
+bool cStoreEnvironment::isUnharmed(const std::string& path, sMappedFile& known) {
+    sMappedFile now;
+    if (lookAt(path, now) != 0) return false;
+    if (!now.isSameFile(known) || now.size < known.size) return false;
+    known.size = now.size;
+    return true;
+}
+
+bool cStoreEnvironment::isUsable(bool forWriting) {
+    if (m_handle == nullptr || (forWriting && !m_isWritable)) return false;
+    return isUnharmed(dataPath(), m_data) && isUnharmed(lockPath(), m_lock);
+}
+
+int cStoreEnvironment::openToRead() {
+    if (isUsable(false)) return 0;
+    close();
+    // No lock here: a writer that was stopped while it holds it must not stop the readers. So the
+    // files may be replaced meanwhile.
+    int result = EAGAIN;
+    for (int i = 0; i < OPEN_ATTEMPTS && result == EAGAIN; i++) {
+        result = openUnlocked();
+    }
+    return result;
+}
+
+// EAGAIN when a writer replaced the files in between: they need not belong together then.
+int cStoreEnvironment::openUnlocked() {
+    sMappedFile data;
+    sMappedFile lock;
+    int result = lookAt(dataPath(), data);
+    if (result != 0) return result;
+    if (data.size == 0) return ENOENT;
+    const bool hadLockFile = lookAt(lockPath(), lock) == 0;
+    result = openChecked(false);
+    if (result != 0) return result;
+    if (m_data.isSameFile(data) && (!hadLockFile || m_lock.isSameFile(lock))) return 0;
+    close();
+    return EAGAIN;
+}
+
+int cStoreEnvironment::openToWrite() {
+    if (isUsable(true)) return 0;
+    close();
+    if (!makeFolder(m_folder, FOLDER_MODE)) return errno;
+    const cFileDescriptor lock(lockOpening());
+    if (!lock.isOpen()) return errno;
+    int result = m_isSuspect ? MDB_CORRUPTED : openChecked(true);
+    if (tellsOfDamage(result)) {
+        result = putAside();
+        if (result == 0) result = openChecked(true);
+    }
+    if (result == 0) clearStaleReaders();
+    return result;
+}
+
+// Writers open, make and put aside the files under this lock: none may get the lock file of one
+// store together with the data of another.
+int cStoreEnvironment::lockOpening() const {
+    const std::string path = m_folder + "/open.lock";
+    cFileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
+    if (!file.isOpen()) return -1;
+    while (flock(file.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) return -1;
+    }
+    return file.release();
+}
+
+// LMDB opens and writes what has the name, also where a link leads to: only a file of its own may
+// have it.
+int cStoreEnvironment::clearPlace(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
+    if (S_ISREG(status.st_mode) && status.st_nlink == 1) return 0;
+    return unlink(path.c_str()) == 0 ? 0 : errno;
+}
+
+// Room for the lock file: LMDB only sets its size and writes to it through memory, which on a full
+// file system ends the process with SIGBUS. What may not be written here is only read by LMDB too.
+int cStoreEnvironment::reserveLockFile() const {
+    constexpr int FLAGS = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const cFileDescriptor file(open(lockPath().c_str(), FLAGS, FILE_MODE));
+    if (!file.isOpen()) return errno == ENOSPC ? ENOSPC : 0;
+    return posix_fallocate(file.get(), 0, LOCK_FILE_BYTES) == ENOSPC ? ENOSPC : 0;
+}
+
+// Opens the environment once the files have been examined; a new one needs no examination.
+int cStoreEnvironment::openChecked(bool forWriting) {
+    for (const std::string& path : {dataPath(), lockPath()})
+        if (const int error = clearPlace(path)) return error;
+    if (const int error = reserveLockFile()) return error;
+    sMappedFile data;
+    const bool isNew = lookAt(dataPath(), data) != 0 || data.size == 0;
+    if (!isNew && !isSound(m_folder)) return MDB_CORRUPTED;
+    int result = openEnvironment(m_folder, forWriting ? WRITE_FLAGS : MDB_RDONLY, m_handle);
+    if (result != 0) return result;
+    m_isWritable = forWriting;
+    result = lookAt(dataPath(), m_data);
+    if (result == 0) result = lookAt(lockPath(), m_lock);
+    if (result != 0) close();
+    return result;
+}
+
+int cStoreEnvironment::putAside() {
+    const std::string aside = dataPath() + ".broken";
+    const bool isMoved = rename(dataPath().c_str(), aside.c_str()) == 0 || errno == ENOENT;
+    if (!isMoved) return errno;
+    // A lock file holds nothing worth keeping.
+    if (unlink(lockPath().c_str()) != 0 && errno != ENOENT) return errno;
+    m_isSuspect = false;
+    syslog(LOG_NOTICE, "Error: Key-value store was damaged, put aside as %s", aside.c_str());
+    return 0;
+}
+
+bool cStoreEnvironment::noteDamage(int result) {
+    if (!tellsOfDamage(result)) return false;
+    m_isSuspect = true;
+    close();
+    return true;
+}
+
+bool cStoreEnvironment::clearStaleReaders() {
+    int dead = 0;
+    return mdb_reader_check(m_handle, &dead) == 0 && dead > 0;
+}

@@ -1,0 +1,153 @@
+#!/usr/bin/env python3
+"""Reads the includes of the product code and fails on a circle between files or rooms, on an
+include that goes upwards, and on a unit test that mirrors no source file.
+
+    scripts/lib/includes.py           check
+    scripts/lib/includes.py --draw    the rooms, top first, with what each one includes
+"""
+import argparse
+import os
+import re
+import sys
+from pathlib import Path
+
+# Each room and the rooms below it that its files may include, bottom first.
+ROOMS = {
+    "include": [],
+    "platform/include": [],
+    "platform/files": ["platform/include"],
+    "platform/text_and_time": ["platform/include", "platform/files"],
+    "platform/sms_pdu": ["platform/include"],
+    "platform/store": ["platform/include", "platform/files"],
+    "platform/external": ["platform/include"],
+    "main": ["include", "platform/include"],
+    "device": ["include", "platform/include"],
+    "atcmd": ["include", "platform/include", "device"],
+    "config": ["include", "platform/include"],
+    "sms": ["include", "platform/include", "device", "atcmd"],
+    "gps": ["include", "platform/include", "device", "atcmd"],
+    "statemachine": ["include", "platform/include", "device", "atcmd", "config", "sms", "gps"],
+    "le910sim": ["include", "platform/include"],
+    "cli/base": ["include", "platform/include", "config"],
+    "cli/status": ["include", "platform/include", "config", "cli/base"],
+    "cli/config": ["include", "platform/include", "config", "cli/base", "cli/status"],
+    "cli/at": ["platform/include", "cli/base", "cli/status"],
+    "cli/data": ["cli/base", "cli/status"],
+    "cli/pin": ["cli/base", "cli/status"],
+    "cli/sms": ["include", "platform/include", "cli/base", "cli/status"],
+    "cli/doctor": ["include", "platform/include", "cli/base", "cli/at", "cli/status", "cli/config",
+                   "cli/data", "cli/pin"],
+    "cli": ["cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
+            "cli/doctor"],
+}
+
+# The entry of the daemon puts the libraries together.
+TOP = {"main/main.cpp": list(ROOMS)}
+
+INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
+
+
+def sources(root):
+    for room in ROOMS:
+        for path in sorted((root / room).glob("*")):
+            if path.suffix in (".h", ".cpp"):
+                yield path.relative_to(root).as_posix()
+
+
+def unit(path):
+    """A header and its source are one."""
+    return os.path.splitext(path)[0]
+
+
+def room_of(path):
+    return os.path.dirname(path)
+
+
+def read_includes(root):
+    return {path: INCLUDE.findall((root / path).read_text()) for path in sources(root)}
+
+
+def upward_includes(includes):
+    for path, names in includes.items():
+        allowed = TOP.get(path, ROOMS[room_of(path)])
+        for name in names:
+            if room_of(name) != room_of(path) and room_of(name) not in allowed:
+                yield f"{path} includes {name}: {room_of(path)} stands below it or beside it"
+
+
+def circles(graph):
+    """The strongly connected parts of more than one node, by Tarjan's algorithm."""
+    index, low, stack, found = {}, {}, [], []
+
+    def visit(node):
+        index[node] = low[node] = len(index)
+        stack.append(node)
+        for following in graph.get(node, ()):
+            if following not in index:
+                visit(following)
+                low[node] = min(low[node], low[following])
+            elif following in stack:
+                low[node] = min(low[node], index[following])
+        if low[node] == index[node]:
+            part = stack[stack.index(node):]
+            del stack[stack.index(node):]
+            if len(part) > 1:
+                found.append(sorted(part))
+
+    for node in graph:
+        if node not in index:
+            visit(node)
+    return found
+
+
+def graph_by(includes, name_of):
+    graph = {}
+    for path, names in includes.items():
+        edges = graph.setdefault(name_of(path), set())
+        edges.update(name_of(name) for name in names if name_of(name) != name_of(path))
+    return graph
+
+
+def unmirrored_tests(root, includes):
+    """tests/unit/ROOM/FILE_test.cpp, or FILE_SUBJECT_test.cpp where a file's tests are several."""
+    units = {unit(path) for path in includes}
+    for path in sorted((root / "tests/unit").rglob("*_test.cpp")):
+        name = path.relative_to(root / "tests/unit").as_posix()[: -len("_test.cpp")]
+        while name and name not in units:
+            name = name.rpartition("_")[0] if "_" in os.path.basename(name) else ""
+        if not name:
+            yield f"{path.relative_to(root)} mirrors no source file"
+
+
+def draw(includes):
+    rooms = graph_by({p: n for p, n in includes.items() if p not in TOP}, room_of)
+    width = max(map(len, ROOMS))
+    for room in reversed(list(ROOMS)):
+        print(f"{room:{width}}  ->  {' '.join(sorted(rooms.get(room, ()))) or '-'}")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__,
+                                     formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--draw", action="store_true", help="show the rooms and what they include")
+    parser.add_argument("--root", type=Path, default=Path(__file__).resolve().parents[2])
+    arguments = parser.parse_args()
+    sys.setrecursionlimit(10000)
+    includes = read_includes(arguments.root)
+    if not includes:
+        sys.exit("includes: no source file found")
+    if arguments.draw:
+        draw(includes)
+        return 0
+    problems = list(upward_includes(includes))
+    problems += ["a circle of files: " + " ".join(part) for part in circles(graph_by(includes, unit))]
+    inner = {path: names for path, names in includes.items() if path not in TOP}
+    problems += ["a circle of rooms: " + " ".join(part) for part in circles(graph_by(inner, room_of))]
+    problems += list(unmirrored_tests(arguments.root, includes))
+    for problem in problems:
+        print(f"includes: {problem}", file=sys.stderr)
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,41 @@
+#include "cli/base/display_text.h"
+
+#include <gtest/gtest.h>
+
+TEST(WithoutSecrets, QuotedPins_AreMasked) {
+    EXPECT_EQ(withoutSecrets("bad password '1234'"), "bad password '****'");
+    EXPECT_EQ(withoutSecrets("from '1234' to '12345678', error (16)"),
+              "from '****' to '****', error (16)");
+    EXPECT_EQ(withoutSecrets("'123' '123456789' 'READY' 1234 '"),
+              "'123' '123456789' 'READY' 1234 '");
+}
+
+TEST(CutTo, LongText_EndsInTildeAtACharacter) {
+    EXPECT_EQ(cutTo("abc", 3), "abc");
+    EXPECT_EQ(cutTo("abcd", 3), "ab~");
+    EXPECT_EQ(cutTo("\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9", 3), "\xc3\xa9\xc3\xa9~");
+    EXPECT_EQ(cutTo("abc", 0), "");
+    EXPECT_EQ(fitTo("\xc3\xa9", 3), "\xc3\xa9  ");
+}
+
+TEST(WrapText, LongText_BreaksAtBlanksAndIndents) {
+    const std::vector<std::string> expected = {"  one two", "    three", "    four"};
+    EXPECT_EQ(wrapText("  one two three four", 9, 4), expected);
+    EXPECT_EQ(wrapText("", 9, 4), std::vector<std::string>{""});
+    EXPECT_EQ(wrapText("anextremelylongword", 9, 4),
+              std::vector<std::string>{"anextremelylongword"});
+}
+
+TEST(DurationText, EveryMagnitude_IsShort) {
+    EXPECT_EQ(durationText(0), "0 s");
+    EXPECT_EQ(durationText(59), "59 s");
+    EXPECT_EQ(durationText(60), "1 min");
+    EXPECT_EQ(durationText(8040), "2 h 14 min");
+    EXPECT_EQ(durationText(273600), "3 d 4 h");
+}
+
+TEST(ShortNumber, OneDigitBehindThePointAtMost) {
+    EXPECT_EQ(shortNumber(-98), "-98");
+    EXPECT_EQ(shortNumber(-9.5), "-9.5");
+    EXPECT_EQ(shortNumber(-9.99), "-10");
+}

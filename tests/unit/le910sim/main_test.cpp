@@ -1,0 +1,350 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/temp_folder.h"
+
+namespace le910sim {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr int DEADLINE_MS = 10000;
+
+void sleepMs(int ms) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+// Reads until the text holds what is wanted or the deadline is over.
+std::string readUntil(int fd, const std::string& wanted) {
+    std::string text;
+    std::array<char, 4096> buffer = {};
+    for (int left = DEADLINE_MS; left > 0 && text.find(wanted) == std::string::npos; left -= 10) {
+        pollfd watched = {fd, POLLIN, 0};
+        if (poll(&watched, 1, 10) <= 0) continue;
+        const ssize_t count = read(fd, buffer.data(), buffer.size());
+        if (count <= 0) break;
+        text.append(buffer.data(), static_cast<size_t>(count));
+    }
+    return text;
+}
+
+bool isLink(const std::string& path) {
+    struct stat info = {};
+    return lstat(path.c_str(), &info) == 0 && S_ISLNK(info.st_mode);
+}
+
+bool isThere(const std::string& path) {
+    struct stat info = {};
+    return lstat(path.c_str(), &info) == 0;
+}
+
+void awaitLink(const std::string& path, bool present) {
+    for (int left = DEADLINE_MS; left > 0 && isLink(path) != present; left -= 5)
+        sleepMs(5);
+    EXPECT_EQ(isLink(path), present) << path;
+}
+
+// The program, started with its ports in a folder of its own.
+class cProgram {
+  public:
+    // Started with these words alone.
+    static cProgram bare(const std::vector<std::string>& words) { return cProgram(words, sBare()); }
+    explicit cProgram(const std::vector<std::string>& extra = {}, bool ownAtLink = true) {
+        std::vector<std::string> words = {LE910SIM,     "--gps-link", gps(),    "--control",
+                                          socketPath(), "--log",      logPath()};
+        if (ownAtLink) words.insert(words.end(), {"--at-link", at()});
+        words.insert(words.end(), extra.begin(), extra.end());
+        start(words);
+    }
+    ~cProgram() {
+        if (m_pid > 0) stop(SIGKILL);
+        close(m_output);
+    }
+    cProgram(const cProgram&) = delete;
+    cProgram& operator=(const cProgram&) = delete;
+
+    std::string at() const { return m_folder / "at"; }
+    std::string gps() const { return m_folder / "gps"; }
+    std::string socketPath() const { return m_folder / "control"; }
+    std::string logPath() const { return m_folder / "log"; }
+    std::string said(const std::string& wanted) const { return readUntil(m_output, wanted); }
+
+    int open(const std::string& path) const {
+        const int fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_GE(fd, 0) << path;
+        return fd;
+    }
+    int connect() const {
+        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, socketPath().c_str(), sizeof(address.sun_path) - 1);
+        EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        return fd;
+    }
+    json order(const std::string& line) const {
+        const int fd = connect();
+        EXPECT_GT(write(fd, (line + "\n").data(), line.size() + 1), 0);
+        const std::string answer = readUntil(fd, "\n");
+        close(fd);
+        return json::parse(answer);
+    }
+    // Its exit status, or minus the signal that ended it.
+    int stop(int signal) {
+        kill(m_pid, signal);
+        return wait();
+    }
+    int wait() {
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+        m_pid = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+  private:
+    struct sBare {};
+    cProgram(const std::vector<std::string>& words, sBare /*bare*/) {
+        std::vector<std::string> line = {LE910SIM};
+        line.insert(line.end(), words.begin(), words.end());
+        start(line);
+    }
+
+    void start(const std::vector<std::string>& words) {
+        std::vector<char*> argv;
+        for (const std::string& word : words)
+            argv.push_back(const_cast<char*>(word.c_str()));
+        argv.push_back(nullptr);
+        int ends[2] = {-1, -1};
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        m_pid = fork();
+        ASSERT_GE(m_pid, 0);
+        if (m_pid == 0) {
+            dup2(ends[1], 1);
+            dup2(ends[1], 2);
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        close(ends[1]);
+        m_output = ends[0];
+    }
+
+    cTempFolder m_folder;
+    pid_t m_pid = 0;
+    int m_output = -1;
+};
+
+std::string ask(int fd, const std::string& command, const std::string& until) {
+    EXPECT_GT(write(fd, command.data(), command.size()), 0);
+    sleepMs(10);
+    EXPECT_EQ(write(fd, "\r", 1), 1);
+    return readUntil(fd, until);
+}
+
+}  // namespace
+
+TEST(SimProgram, SaysReady_AndAnswersOnBothPorts) {
+    cProgram program;
+    ASSERT_EQ(program.said("\n"), "ready\n");
+    const int at = program.open(program.at());
+    EXPECT_EQ(ask(at, "AT+CMEE=1", "OK\r\n"), "AT+CMEE=1\r\r\nOK\r\n");
+    EXPECT_EQ(ask(at, "AT+CSQ", "OK\r\n"), "AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
+    const int gps = program.open(program.gps());
+    EXPECT_EQ(ask(gps, "AT$GPSSW", "OK\r\n"), "AT$GPSSW\r\r\n$GPSSW: \r\n\r\nOK\r\n");
+    close(at);
+    close(gps);
+}
+
+TEST(SimProgram, OpenedAndClosedAgainAndAgain_KeepsAnswering) {
+    cProgram program;
+    program.said("ready");
+    for (int i = 0; i < 20; ++i) {
+        const int fd = program.open(program.at());
+        EXPECT_EQ(ask(fd, "AT", "OK\r\n"), "AT\r\r\nOK\r\n");
+        close(fd);
+    }
+}
+
+TEST(SimProgram, WhatCameWhileThePortWasClosed_IsReadLater) {
+    cProgram program;
+    program.said("ready");
+    EXPECT_EQ(program.order(R"({"op": "urc", "line": "RING"})").at("ok"), true);
+    const int fd = program.open(program.at());
+    EXPECT_EQ(readUntil(fd, "RING\r\n"), "\r\nRING\r\n");
+    close(fd);
+}
+
+TEST(SimProgram, SlowReader_GetsEveryByte) {
+    cProgram program;
+    program.said("ready");
+    const int fd = program.open(program.at());
+    std::string expected;
+    const std::string one = ask(fd, "AT+COPN", "OK\r\n");
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(write(fd, "AT+COPN\r", 8), 8);
+        expected += one;
+    }
+    std::string text;
+    std::array<char, 777> buffer = {};
+    for (int idle = 0; text.size() < expected.size() && idle < 1000;) {
+        const ssize_t count = read(fd, buffer.data(), buffer.size());
+        if (count > 0) text.append(buffer.data(), static_cast<size_t>(count));
+        idle = count > 0 ? 0 : idle + 1;
+        if (count <= 0) sleepMs(5);
+    }
+    EXPECT_EQ(text, expected);
+    close(fd);
+}
+
+TEST(SimProgram, NobodyReads_ItLivesOn) {
+    cProgram program;
+    program.said("ready");
+    const int fd = program.open(program.at());
+    for (int i = 0; i < 3000; ++i) {
+        if (write(fd, "AT+COPN\r", 8) != 8) sleepMs(5);
+    }
+    EXPECT_GT(program.order(R"({"op": "count"})").at("exchanges"), 100);
+    close(fd);
+}
+
+TEST(SimProgram, RebootCommand_HangsUpAndReturns) {
+    cProgram program;
+    program.said("ready");
+    EXPECT_EQ(program
+                  .order(R"({"op": "set", "timings": {"restart_ms": 300,)"
+                         R"( "restart_grace_ms": 100, "ready_ms": 100}})")
+                  .at("ok"),
+              true);
+    const int fd = program.open(program.at());
+    EXPECT_EQ(ask(fd, "AT#REBOOT", "OK\r\n"), "AT#REBOOT\r\r\nOK\r\n");
+    awaitLink(program.at(), false);
+    EXPECT_FALSE(isLink(program.gps()));
+    char byte = 0;
+    EXPECT_LE(read(fd, &byte, 1), 0);
+    EXPECT_EQ(write(fd, "AT\r", 3), -1);
+    close(fd);
+    awaitLink(program.at(), true);
+    const int again = program.open(program.at());
+    EXPECT_EQ(readUntil(again, "PACSP0\r\n"), "\r\n+PACSP0\r\n");
+    EXPECT_EQ(ask(again, "AT", "OK\r\n"), "AT\r\r\nOK\r\n");
+    close(again);
+}
+
+TEST(SimProgram, ControlSocket_SurvivesBadInput) {
+    cProgram program;
+    program.said("ready");
+    EXPECT_EQ(program.order("nonsense"), (json{{"ok", false}, {"error", "not JSON"}}));
+    EXPECT_EQ(program.order("[1]").at("error"), "order: not an object");
+    const int half = program.connect();
+    EXPECT_EQ(write(half, "{\"op\": ", 7), 7);
+    close(half);
+    const int two = program.connect();
+    const std::string lines = "{\"op\": \"count\"}\n\n{\"op\": \"count\"}\n{\"op\"";
+    EXPECT_GT(write(two, lines.data(), lines.size()), 0);
+    readUntil(two, "\n");
+    EXPECT_GT(write(two, ": 1}\n", 5), 0);
+    EXPECT_NE(readUntil(two, "key 'op' is not a text").find("not a text"), std::string::npos);
+    close(two);
+    EXPECT_EQ(program.order(R"({"op": "count"})").at("ok"), true);
+}
+
+TEST(SimProgram, Terminated_LeavesNothingBehindButTheLog) {
+    cProgram program;
+    program.said("ready");
+    const int fd = program.open(program.at());
+    ask(fd, "AT+BAD", "ERROR\r\n");
+    EXPECT_EQ(program.stop(SIGTERM), 0);
+    close(fd);
+    EXPECT_FALSE(isThere(program.at()));
+    EXPECT_FALSE(isThere(program.gps()));
+    EXPECT_FALSE(isThere(program.socketPath()));
+    std::istringstream log(readFile(program.logPath()));
+    std::vector<std::string> events;
+    for (std::string line; std::getline(log, line);) {
+        events.push_back(json::parse(line).at("event"));
+    }
+    EXPECT_EQ(events, (std::vector<std::string>{"problem", "exchange"}));
+}
+
+TEST(SimProgram, Interrupted_EndsCleanly) {
+    cProgram program;
+    program.said("ready");
+    EXPECT_EQ(program.stop(SIGINT), 0);
+    EXPECT_FALSE(isThere(program.at()));
+}
+
+TEST(SimProgram, Seconds_EndItByItself) {
+    cProgram program({"--seconds", "1", "--model", "LE910-EU V2", "--pace", "115200"});
+    program.said("ready");
+    const int fd = program.open(program.at());
+    EXPECT_EQ(ask(fd, "AT+GMM", "OK\r\n"), "AT+GMM\r\r\nLE910-EU V2\r\n\r\nOK\r\n");
+    close(fd);
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(SimProgram, CommandLineThatIsIncompleteOrWrong_NamesTheProgramAndWhatIsMissing) {
+    const std::string example =
+        "; for example: le910sim --at-link /tmp/at --gps-link /tmp/gps (see le910sim --help)\n";
+    const struct {
+        std::vector<std::string> words;
+        std::string text;
+    } cases[] = {
+        {{}, "le910sim: --at-link and --gps-link are missing" + example},
+        {{"--at-link", "/tmp/at"}, "le910sim: --gps-link is missing" + example},
+        {{"--gps-link", "/tmp/gps"}, "le910sim: --at-link is missing" + example},
+        {{"--nonsense"},
+         "le910sim: The following argument was not expected: --nonsense (see "
+         "le910sim --help)\n"},
+    };
+    for (const auto& row : cases) {
+        cProgram program = cProgram::bare(row.words);
+        EXPECT_EQ(program.said("\n"), row.text);
+        EXPECT_EQ(program.wait(), 2);
+    }
+    cProgram help = cProgram::bare({"--help"});
+    EXPECT_NE(help.said("--track").find("le910sim"), std::string::npos);
+    EXPECT_EQ(help.wait(), 0);
+}
+
+TEST(SimProgram, WrongScenario_IsNamedAndFails) {
+    cTempFolder folder;
+    writeFile(folder / "scenario.json", R"({"sim": {"pim": "1234"}})");
+    cProgram program({"--scenario", folder / "scenario.json"});
+    EXPECT_EQ(program.said("\n"), "le910sim: scenario.sim: unknown key 'pim'\n");
+    EXPECT_EQ(program.wait(), 1);
+    EXPECT_FALSE(isThere(program.at()));
+}
+
+TEST(SimProgram, ScenarioThatIsNoJson_IsNamedAndFails) {
+    cTempFolder folder;
+    writeFile(folder / "scenario.json", "{");
+    cProgram program({"--scenario", folder / "scenario.json"});
+    EXPECT_EQ(program.said("\n").rfind("le910sim: " + (folder / "scenario.json") + ": ", 0), 0U);
+    EXPECT_EQ(program.wait(), 1);
+}
+
+TEST(SimProgram, FileInPlaceOfTheLink_IsNotTouched) {
+    cTempFolder folder;
+    writeFile(folder / "at", "mine");
+    cProgram program({"--at-link", folder / "at"}, false);
+    EXPECT_EQ(program.wait(), 1);
+    EXPECT_EQ(readFile(folder / "at"), "mine");
+}
+
+}  // namespace le910sim

@@ -1,0 +1,123 @@
+#include "tests/unit/platform/sms_pdu/support.h"
+
+const std::vector<sExample>& examples3gpp() {
+    static const std::vector<sExample> s_examples = {
+        // Published by others: in explanations of the format and as test vectors.
+        {"national number, zone east",
+         "07917283010010F5040BC87238880900F10000993092516195800AE8329BFD4697D9EC37", 28,
+         "27838890001", "1999-03-29 15:16:59", "922713419", 0, 0, 0, SMS_CODING_TEXT, "hellohello"},
+        {"HE910, zone west",
+         "07916163838428F9040B916121021021F700005190514164220A23C4B0BCFD5E8740C4B0BCFD5E83C26E3248"
+         "196687C9A0301D440DBBC3677918",
+         50, "+16122001127", "2015-09-15 14:46:22", "1442346382", 0, 0, 0, SMS_CODING_TEXT,
+         "Darmok! Darmok and Jalad at Tanagra"},
+        {"zone of minus nothing",
+         "07911326040000F0040B911346610089F60000208062917314080CC8F71D14969741F977FD07", 30,
+         "+31641600986", "2002-08-26 19:37:41", "1030390661", 0, 0, 0, SMS_CODING_TEXT,
+         "How are you?"},
+        {"lower-case digits", "07914151551512f2040B916105551511f100006060605130308A04D4F29C0E", 23,
+         "+16505551111", "2006-06-06 15:03:03", "1149631383", 0, 0, 0, SMS_CODING_TEXT, "Test"},
+        {"UCS2",
+         "07912160130300f4040b914151245584f600087010807121352b10212200a900ae00680065006c006c006f",
+         35, "+14154255486", "2007-01-08 17:12:53", "1168305173", 0, 0, 0, SMS_CODING_16BIT,
+         octetsOfHexText("212200A900AE00680065006C006C006F")},
+        {"status report wanted",
+         "07911326040011F5240B911326880736F40000111081017362401654747A0E4ACF41F4329E0E6A97E7F3F0B9"
+         "0C8A01",
+         39, "+31628870634", "2011-01-18 10:37:26", "1295343446", 0, 0, 0, SMS_CODING_TEXT,
+         "This is text message 1"},
+        {"alphanumeric sender, header announced but not there",
+         "0791448720003023440DD0E474D81C0EBB010000111011315214000BE474D81C0EBB5DE3771B", 30,
+         "diafaan", "2011-01-11 13:25:41", "1294752341", 0, 0, 0, SMS_CODING_TEXT, "diafaan.com"},
+        // Made up.
+        {"second of three parts, 8-bit reference",
+         "07917283010010F5440B917238880900F1000042209232959580180500032A0302E061391D44BFBF416F3388"
+         "8E9697CB",
+         40, "+27838890001", "2024-02-29 23:59:59", "1709243999", 42, 2, 3, SMS_CODING_TEXT,
+         "part two of three"},
+        {"no service centre; class 0; port address, then 16-bit reference; UCS2, a surrogate pair",
+         "00400A812143658709001852507041022322170C0504158200000804BEEF0201041404300020D83DDE00", 41,
+         "1234567890", "2025-05-07 14:20:32", "1746607832", 0xBEEF, 1, 2, SMS_CODING_16BIT,
+         octetsOfHexText("041404300020D83DDE00")},
+        {"service centre left out; 8-bit data of class 1",
+         "04039121F300F51321130000008C0500017F80FF", 20, "+123", "2031-12-31 00:00:00",
+         "1956484800", 0, 0, 0, SMS_CODING_8BIT, octetsOfHexText("00017F80FF")},
+        {"alphanumeric sender, extension table, latest year",
+         "0891947122380000F10409D054BF1CC00500F198102030405000191BDEA6BCF18136A8F00628DEA436BDCD6B"
+         "430114360A",
+         40, "Tür@Ö", "2089-01-02 03:04:05", "3755473445", 0, 0, 0, SMS_CODING_TEXT,
+         "[€] {a|b}~\\^@é\f"},
+        {"short code; full part; reference 0; earliest year",
+         "07917283010010F54404812705000009101000000097A00500030002016031D98C56B3DD7039584C36A3D56C"
+         "375C0E1693CD6835DB0D9783C564335ACD76C3E56031D98C56B3DD7039584C36A3D56C375C0E1693CD6835DB"
+         "0D9783C564335ACD76C3E56031D98C56B3DD7039584C36A3D56C375C0E1693CD6835DB0D9783C564335ACD76"
+         "C3E56031D98C56B3DD7039584C36A3D56C375C0E1693CD6835DB0D9783C564",
+         155, "7250", "1990-01-01 00:00:00", "631080900", 65536, 1, 2, SMS_CODING_TEXT,
+         std::string(
+             "0123456789012345678901234567890123456789012345678901234567890123456789012345678901"
+             "23456789012345678901234567890123456789012345678901234567890123456789012")},
+    };
+    return s_examples;
+}
+
+// Made up; the texts were packed with the tables of 3GPP TS 23.038 by other means.
+const std::vector<sExample>& examplesInNationalLanguages() {
+    static const std::vector<sExample> s_examples = {
+        {"Turkish single shift",
+         "07917283010010F5440B917238880900F10000422092329595003103240101D84CD39B393BCD02E5C39BF326"
+         "BD99EF409BF47C93066D92F9340B54036DCAA00D6F337EAF373E",
+         62, "+27838890001", "2024-02-29 23:59:59", "1709251199", 0, 0, 0, SMS_CODING_TEXT,
+         "Şişli, yağış; ısı İyi, 5 € [çok]"},
+        {"Turkish single and locking shift, first of two parts",
+         "07917283010010F5440B917238880900F1000042209232959500290B00032A02012401012501010019E43228"
+         "CC088F0FEE831B74E6B3CFE5791AB441113629",
+         55, "+27838890001", "2024-02-29 23:59:59", "1709251199", 42, 1, 2, SMS_CODING_TEXT,
+         "İğde ağacının gölgesi {€}"},
+        {"Spanish single shift",
+         "07917283010010F5440B917238880900F10000422092329595002C032401020013376F37B90C2ACFE99B30A8"
+         "19966FD2E11F2838DFA459A0309BBD49EB4033D0A60C",
+         58, "+27838890001", "2024-02-29 23:59:59", "1709251199", 0, 0, 0, SMS_CODING_TEXT,
+         "¿Dónde está María? Así, allí: 3 €"},
+        {"Portuguese single and locking shift, last of two parts",
+         "07917283010010F5440B917238880900F10000422092329595003B0C080412340202250103240103A6FB3748"
+         "F9DEBF41EEFD1B549ED31FA0FF1C7463812A20CB4503066D789BCAC607AA813020CE1E",
+         71, "+27838890001", "2024-02-29 23:59:59", "1709251199", 0x1234, 2, 2, SMS_CODING_TEXT,
+         "São João não está às 7, ∞ ^\\|~ [Ω] 5 € Âã"},
+    };
+    return s_examples;
+}
+
+const std::vector<sExample>& examples3gpp2() {
+    static const std::vector<sExample> s_examples = {
+        // Published by others as a test vector.
+        {"7-bit ASCII",
+         "00000210020207028CE95DCC65800601FC08150003168D3001061024183060800306101004044847", 40,
+         "3305773196", "2010-10-04 04:48:47", "1286167727", 0, 0, 0, SMS_CODING_TEXT, "AAAA"},
+        // Published bearer data in a transport message of our own.
+        {"GSM alphabet",
+         "00000210020207029C9686A8A640082100031040900112488EA794E070D436CB638BC5E035CE2F9790030609"
+         "1130165010",
+         49, "7250100299", "2009-11-30 16:50:10", "1259599810", 0, 0, 0, SMS_CODING_TEXT,
+         "Test Callback nbr"},
+        // Made up.
+        {"octets, international number, earliest year",
+         "0000021002020E8885991B9C199C1C1C98181818800601FC081900031ABCD001070028000BFC07F803069602"
+         "292359590D0101",
+         51, "+27838890001", "1996-02-29 23:59:59", "825638399", 0, 0, 0, SMS_CODING_8BIT,
+         octetsOfHexText("00017F80FF")},
+        {"unicode, 16-bit reference 0",
+         "00000210020207029C9686A8A6400601FC082200031ABCD80110203830402000001008074EC1EEF000000306"
+         "3101010000000D0101",
+         53, "7250100299", "2031-01-01 00:00:00", "1924992000", 65536, 1, 2, SMS_CODING_16BIT,
+         octetsOfHexText("00E9D83DDE00")},
+        {"7-bit ASCII, last of three parts",
+         "00000210020207029C9686A8A6400601FC082600031ABCD8011410A028001838181BA68CA83661E7D1070C3C"
+         "BA0003060306221015300D0101",
+         57, "7250100299", "2003-06-22 10:15:30", "1056276930", 7, 3, 3, SMS_CODING_TEXT,
+         "the last part"},
+        {"Latin, from electronic mail, without a time stamp",
+         "0000021002020DD05B0A0311732BC30B6B8363280601FC081100031ABCD00107402A3B97E6FB280D0101", 42,
+         "a@b.example", "", "0", 0, 0, 0, SMS_CODING_TEXT, "Grüße"},
+    };
+    return s_examples;
+}
