@@ -53,7 +53,7 @@ class ManPages(unittest.TestCase):
 
     def test_everyKeyIsExplained(self):
         keys = re.findall(r'\{(?:"(\w+)"|(CM_\w+)), +(?:TRIMMED|RAW)',
-                          (ROOT / "config" / "config_keys.cpp").read_text())
+                          (ROOT / "config" / "config_reader.cpp").read_text())
         keys = [first or second for first, second in keys]
         self.assertGreater(len(keys), 20)
         page = (ROOT / "docs" / "man" / "cellslot.conf.5").read_text()
@@ -71,7 +71,7 @@ class ManPages(unittest.TestCase):
             self.assertRegex(text, rf"(?m)^ +(cellslot )?{name}\b", name)
 
     def test_everyExitStatusIsListed(self):
-        header = (ROOT / "cli" / "exit_status.h").read_text()
+        header = (ROOT / "cli" / "base" / "exit_status.h").read_text()
         numbers = re.findall(r"^    [A-Z_]+ = (\d+),", header, re.MULTILINE)
         self.assertGreater(len(numbers), 5)
         page = (ROOT / "docs" / "man" / "cellslot.1").read_text()
