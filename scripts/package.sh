@@ -66,7 +66,8 @@ putDocuments() {
     for document in docs/*.md; do
         [[ $document == */le910sim.md ]] || put 644 "$document" "$doc/${document##*/}"
     done
-    put 644 packaging/deb/copyright "$doc/copyright"
+    put 644 LICENSE "$doc/copyright"
+    put 644 CHANGELOG.md "$doc/CHANGELOG.md"
     put 644 docs/cellslot.conf.example "$doc/examples/cellslot.conf.example"
     put 644 packaging/rsyslog.conf "$doc/examples/rsyslog.conf"
     printf '%s (%s) stable; urgency=medium\n\n  * Built from %s.\n\n -- %s  %s\n' "$NAME" "$version" \

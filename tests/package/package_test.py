@@ -63,7 +63,9 @@ class Contents(unittest.TestCase):
                      "etc/logrotate.d/cellslot", "etc/cellslot/slots.conf",
                      "etc/default/cellslotd.1", "etc/default/cellslotd.2", "etc/default/cellslotd.3",
                      "usr/share/doc/cellslot/examples/cellslot.conf.example",
-                     "usr/share/doc/cellslot/installation.md"):
+                     "usr/share/doc/cellslot/installation.md",
+                     "usr/share/doc/cellslot/troubleshooting.md",
+                     "usr/share/doc/cellslot/copyright", "usr/share/doc/cellslot/CHANGELOG.md"):
             self.assertEqual(modes.get(file), "-rw-r--r--", file)
         pages = {f"usr/share/man/man{page.suffix[1:]}/{page.name}.gz"
                  for page in (REPO / "docs" / "man").glob("*.[158]")}
