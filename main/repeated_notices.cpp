@@ -98,7 +98,7 @@ bool isPassHeld() {
     return std::any_of(std::begin(WORKS), std::end(WORKS), holdsPass);
 }
 
-// Of the works that ran in the pass that ends.
+// Of the activities that ran in the pass that ends.
 void noteConsequences(bool passSpoke) {
     for (sWorkMemory& memory : g_repeatedState.works)
         if (memory.lastPass == g_repeatedState.pass) memory.hasConsequences = passSpoke;
