@@ -4,10 +4,10 @@
 #include <cstdint>
 
 // What stays the same is said once. Most of what the daemon does it does again: each pass, each
-// check of the messages, each start of a session. Each of these works remembers the notices and
-// errors of its last runs; one that comes again is a debug message of that work, until a run goes
-// by without it. The works lie inside a pass: outside of one nothing is remembered, and every
-// notice is one.
+// check of the messages, each start of a session. Each of these activities remembers the notices
+// and errors of its last runs; one that comes again is a debug message of that activity, until a
+// run goes by without it. The activities lie inside a pass: outside of one nothing is remembered
+// but what the process before logged (include/repeated_starts.h).
 
 enum eRepeatedWork : int {
     eWORK_PASS,       // of the main loop; the others lie in it

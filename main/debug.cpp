@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "include/repeated_notices.h"
+#include "include/repeated_starts.h"
 
 uint64_t g_i_debugMode = 0;
 
@@ -57,6 +58,17 @@ unsigned char write(uint64_t category, uint64_t mode, const char* message) {
     return done;
 }
 
+// A log in which the start of a run is missing has to say why.
+void logStartsInARow(uint64_t mode) {
+    const sStartsInARow row = takeStartsInARow();
+    if (row.starts == 0) return;
+    char line[MESSAGE_SIZE];
+    snprintf(line, sizeof line, "Start %u in a row after a reset: %s", row.starts + 1,
+             row.isLoggedWhole ? "everything is logged again, once a day"
+                               : "what the run before logged, too, is not logged again");
+    write(eLOG_NOTICE, mode, line);
+}
+
 }  // namespace
 
 unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...) {
@@ -69,5 +81,8 @@ unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* 
     vsnprintf(message, sizeof message, format, arguments);
     va_end(arguments);
     blankEscapes(message);
-    return write(isNews ? withoutRepetition(category, message) : category, mode, message);
+    if (!isNews) return write(category, mode, message);
+    const uint64_t left = withoutRepetition(category, message);
+    if (left == category) logStartsInARow(mode);
+    return write(left, mode, message);
 }

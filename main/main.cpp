@@ -7,6 +7,8 @@
 
 #include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_notices.h"
+#include "include/repeated_starts.h"
 #include "include/service_manager.h"
 #include "main/command_line.h"
 #include "main/pid_file.h"
@@ -38,6 +40,16 @@ void prepareOutput() {
     setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 
+// To the system log alone, whatever the debug mode.
+void logStart() {
+    const std::string line = std::string("v") + PROGRAM_VERSION + " starting";
+    const uint64_t repeated = categoryOfRepeated(line.c_str());
+    if (repeated == 0)
+        syslog(LOG_NOTICE, "%s", line.c_str());
+    else
+        debug(repeated, g_i_debugMode, "%s", line.c_str());
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -55,7 +67,8 @@ int main(int argc, char* argv[]) {
     prepareOutput();
     connectServiceManager();
     openlog(nullptr, LOG_PID, LOG_FACILITY);
-    syslog(LOG_NOTICE, "v%s starting", PROGRAM_VERSION);
+    beginStart(loggedFilePath(g_S_options.s_port));
+    logStart();
 
     switch (writePidFile(programName, g_S_options.s_port, g_s_pidfile_path)) {
         case PID_FILE_WRITTEN:

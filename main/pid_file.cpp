@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "include/debug.h"
+#include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
 
 std::string g_s_pidfile_path = "/var/run";
@@ -41,6 +42,7 @@ int writePidFile(const std::string& programName, const std::string& port,
     }
 
     const std::string pid = itos(getpid());
+    const cVaryingNumbers pids;
     // A new file, whatever was there: nothing behind a link is written, and a FIFO does not block.
     unlink(path.c_str());
     if (!writeText(path, pid)) {

@@ -5,12 +5,15 @@
 #include <cstddef>
 
 #include "include/debug.h"
+#include "include/repeated_starts.h"
 #include "platform/include/timer_clock.h"
 
 namespace {
 
 constexpr int NO_WORK = -1;
 constexpr size_t NOTICES_MAX = 128;  // of one work
+// What the run before logged outside of a pass, too.
+constexpr uint64_t CATEGORY_OUTSIDE = eLOG_STATE;
 
 struct sWorkRow {
     eRepeatedWork work;
@@ -60,6 +63,7 @@ struct sWorkMemory {
 struct sRepeatedNoticesState {
     std::array<sWorkMemory, eREPEATED_WORKS> works;
     int current = NO_WORK;
+    int singleEvents = 0;  // that nest
     uint64_t pass = 0;
     bool numbersVary = false;
 };
@@ -94,7 +98,7 @@ bool isPassHeld() {
     return std::any_of(std::begin(WORKS), std::end(WORKS), holdsPass);
 }
 
-// Of the works that ran in the pass that ends.
+// Of the activities that ran in the pass that ends.
 void noteConsequences(bool passSpoke) {
     for (sWorkMemory& memory : g_repeatedState.works)
         if (memory.lastPass == g_repeatedState.pass) memory.hasConsequences = passSpoke;
@@ -183,9 +187,11 @@ cRepeatedRun::~cRepeatedRun() {
 
 cSingleEvent::cSingleEvent() : m_outer(g_repeatedState.current) {
     g_repeatedState.current = NO_WORK;
+    ++g_repeatedState.singleEvents;
 }
 
 cSingleEvent::~cSingleEvent() {
+    --g_repeatedState.singleEvents;
     g_repeatedState.current = m_outer;
 }
 
@@ -198,12 +204,15 @@ cVaryingNumbers::~cVaryingNumbers() {
 }
 
 uint64_t categoryOfRepeated(const char* message) {
+    if (g_repeatedState.singleEvents != 0) return 0;
     const int work = g_repeatedState.current;
-    if (work == NO_WORK) return 0;
     const uint64_t hash = hashOf(message, g_repeatedState.numbersVary);
-    return note(g_repeatedState.works[work], hash) ? WORKS[work].category : 0;
+    if (work == NO_WORK) return wasLoggedByLastRun(hash) ? CATEGORY_OUTSIDE : 0;
+    const bool isRepeated = note(g_repeatedState.works[work], hash) || wasLoggedByLastRun(hash);
+    return isRepeated ? WORKS[work].category : 0;
 }
 
 void resetRepeatedNotices() {
     g_repeatedState = {};
+    resetRepeatedStarts();
 }

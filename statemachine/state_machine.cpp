@@ -15,6 +15,7 @@
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
+#include "include/repeated_starts.h"
 #include "include/service_manager.h"
 #include "include/signal_flags.h"
 #include "include/sleep.h"
@@ -276,6 +277,7 @@ void disconnectTo(sMachine& machine, eModemState state) {
 
 void runConnected(sMachine& machine) {
     if (!poll(machine)) return;
+    if (g_Cp_connectedTimer->GetElapsedTime() >= WORKING_AFTER_S) noteWorkingRun();
     const cRepeatedRun run(eWORK_SESSION);
     const int allowed = isDataConnectionAllowed(machine.config, CELL_OVERRIDE_PATH);
     if (allowed == DATA_CONNECTION_NOT_NOW) {
@@ -459,6 +461,11 @@ void runPass(sMachine& machine) {
 
 // ---- exit -----------------------------------------------------------------------------------
 
+// The service manager starts the daemon again after these, and after no other end that it chose.
+bool isStartedAgain(int outerState) {
+    return outerState == eOUTER_EXIT_RESET || outerState == eOUTER_EXIT_AS_IT_IS;
+}
+
 int leave(sMachine& machine) {
     notifyStopping();
     machine.device.b_shutting_down = true;
@@ -475,6 +482,7 @@ int leave(sMachine& machine) {
     if (machine.outerState == eOUTER_EXIT_RESET) resetDevice(machine.handle);
     closeDevice(machine.handle);
     debug(eLOG_NOTICE, g_i_debugMode, "Exiting");
+    if (isStartedAgain(machine.outerState)) keepForNextStart();
     return machine.outerState;
 }
 

@@ -8,7 +8,9 @@
 #include <map>
 #include <stdexcept>
 
+#include "include/debug.h"
 #include "include/options.h"
+#include "include/repeated_starts.h"
 #include "include/signal_flags.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/state_machine.h"
@@ -31,8 +33,6 @@ constexpr const char* CONFIG =
     "CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_USERNAME=user\nCM_PASSWORD=secret\n"
     "CM_DATA_SPEED=4g\nCM_BAND_MODE=manual\nCM_3G_BAND=1\nCM_4G_BAND=B4\nCM_SYNC_TIME=yes\n";
 
-constexpr unsigned LINES_OF_START = 2;  // main's own: the version, the pid file
-constexpr unsigned RUNS_MAX = 6;
 constexpr uint64_t RESTART_AFTER_MS = 5000;
 constexpr uint64_t BEGUN_S = 120;  // of a fault that finds the session up
 constexpr int POLLED_OFTEN = 4;    // commands that a healthy day sends more often belong to a poll
@@ -260,14 +260,16 @@ class cLastingDay {
     bool m_showLog;
     cFaultyModem m_modem;
     bool m_done[3] = {};
-    unsigned m_runLines = 0;
     sLastingOutcome m_outcome{};
 };
 
 void cLastingDay::countLines() {
     const auto lines = static_cast<unsigned>(capturedLog().size());
-    m_runLines += lines;
-    (nowS() < FIRST_S ? m_outcome.firstLines : m_outcome.laterLines) += lines;
+    // What comes before the fault is the healthy start's.
+    if (nowS() >= m_fault.fromS) {
+        m_outcome.runLines[m_outcome.runs - 1] += lines;
+        (nowS() < FIRST_S ? m_outcome.firstLines : m_outcome.laterLines) += lines;
+    }
     if (m_showLog)
         for (const std::string& line : capturedLog())
             printf("%8.1f %s\n", static_cast<double>(m_modem.nowMs()) / 1000, line.c_str());
@@ -293,12 +295,15 @@ void cLastingDay::takeTurn() {
 
 sLastingOutcome cLastingDay::run() {
     for (;;) {
-        m_runLines = LINES_OF_START;
-        (nowS() < FIRST_S ? m_outcome.firstLines : m_outcome.laterLines) += LINES_OF_START;
         ++m_outcome.runs;
+        beginStart(loggedFilePath(g_S_options.s_port));
+        const uint64_t beginS = nowS();
+        // What main itself logs.
+        for (const char* line : {"starting", "Writing pid"})
+            notice(line);
         runStateMachine();
         if (!b_got_sigterm) countLines();
-        m_outcome.runLinesMost = std::max(m_outcome.runLinesMost, m_runLines);
+        m_outcome.lastRunS = static_cast<unsigned>(nowS() - beginS);
         if (b_got_sigterm || m_outcome.runs == RUNS_MAX) break;
         for (uint64_t ms = 0; ms < RESTART_AFTER_MS; ms += 100)
             m_modem.pass(100000);
@@ -310,12 +315,27 @@ sLastingOutcome cLastingDay::run() {
     return m_outcome;
 }
 
+// The first run, and as many like the last ones as the day has. The second may still differ.
+unsigned linesOfRestarts(const sLastingOutcome& outcome) {
+    const unsigned others = outcome.runs > 2 ? 2 : 1;
+    unsigned lines = 0;
+    for (unsigned i = 0; i < others; ++i)
+        lines += outcome.runLines[i];
+    unsigned later = 0;
+    for (unsigned i = others; i < outcome.runs; ++i)
+        later += outcome.runLines[i];
+    const unsigned runsOfDay = DAY_S * outcome.runs / outcome.seconds;
+    return lines + later * (runsOfDay - others) / (outcome.runs - others);
+}
+
 }  // namespace
 
+bool isStartedAgainAndAgain(const sLastingOutcome& outcome) {
+    return outcome.runs > 1 && outcome.lastRunS < LATER_S;
+}
+
 unsigned linesOfDay(const sLastingOutcome& outcome) {
-    // A daemon that is started again and again has no beginning and no rest of the day.
-    const uint64_t lines = outcome.firstLines + outcome.laterLines;
-    if (outcome.runs > 1) return static_cast<unsigned>(lines * DAY_S / outcome.seconds);
+    if (isStartedAgainAndAgain(outcome)) return linesOfRestarts(outcome);
     return outcome.firstLines + outcome.laterLines * (DAY_S - FIRST_S) / LATER_S;
 }
 

@@ -16,19 +16,25 @@ struct sLastingFault {
     void (*breakHost)() = nullptr;  // before the daemon starts
 };
 
+constexpr unsigned RUNS_MAX = 6;
+
 // What it wrote at mask 0 in its first twenty minutes, and in the half hour after that.
 struct sLastingOutcome {
     unsigned firstLines;
     unsigned laterLines;
-    unsigned runs;          // of the daemon, which a service manager starts again
-    unsigned runLinesMost;  // of one run
-    unsigned seconds;       // one that ends again and again is not watched to the end
+    unsigned runs;  // of the daemon, which a service manager starts again
+    unsigned runLines[RUNS_MAX];
+    unsigned lastRunS;
+    unsigned seconds;  // one that ends again and again is not watched to the end
     bool finished;
 };
 
 constexpr unsigned FIRST_S = 20 * 60;
 constexpr unsigned LATER_S = 30 * 60;
 constexpr unsigned DAY_S = 24 * 60 * 60;
+
+// Otherwise its last run went on, whatever the ones before ended for.
+bool isStartedAgainAndAgain(const sLastingOutcome& outcome);
 
 // The lines of a whole day, if it goes on as it did.
 unsigned linesOfDay(const sLastingOutcome& outcome);

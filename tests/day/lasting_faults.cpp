@@ -77,15 +77,21 @@ pid_t startFault(const sLastingFault& fault, sLastingOutcome* outcome, bool show
     _exit(0);
 }
 
+void printRuns(const sLastingOutcome& outcome) {
+    printf(", a run each %u s:", outcome.seconds / outcome.runs);
+    for (unsigned i = 0; i < outcome.runs; ++i)
+        printf(" %u", outcome.runLines[i]);
+    printf(" lines");
+}
+
 // True when the fault writes no more than it may.
 bool report(const sLastingFault& fault, const sLastingOutcome& outcome) {
     const unsigned ofDay = linesOfDay(outcome);
-    const bool restarts = outcome.runs > 1;
-    const bool good = outcome.finished && (restarts ? outcome.runLinesMost : ofDay) < LINES_MAX;
+    const bool restarts = isStartedAgainAndAgain(outcome);
+    const bool good = outcome.finished && ofDay < LINES_MAX;
     printf("%s %-55s %7u a day", good ? "ok    " : "FAILED", fault.name.c_str(), ofDay);
     if (restarts)
-        printf(", a run each %u s of at most %u lines", outcome.seconds / outcome.runs,
-               outcome.runLinesMost);
+        printRuns(outcome);
     else
         printf(" (%u, then %u in %u minutes)", outcome.firstLines, outcome.laterLines,
                LATER_S / 60);

@@ -107,9 +107,10 @@ class Slot:
         if line.strip() != "ready":
             raise AssertionError(f"le910sim said {line!r}")
 
-    def startDaemon(self, *more, fast=1):
-        """fast: how many times faster than the clock the daemon's sleeps and timers run."""
-        clock = ["faketime", "-f", f"+0 x{fast}"] if fast != 1 else []
+    def startDaemon(self, *more, fast=1, ahead=0):
+        """fast: how many times faster than the clock the daemon's sleeps and timers run; ahead: by
+        how many seconds its clock is ahead when it starts."""
+        clock = ["faketime", "-f", f"+{ahead} x{fast}"] if fast != 1 else []
         command = [*clock, BIN / "cellslotd", "-d", self.device, "-g", self.gps, "-i", self.interface,
                    "-p", str(self.number), *more]
         with self.output.open("w") as output:
@@ -211,7 +212,7 @@ def freshHost():
                     "storage/cellmodem.*"):
         for entry in pathlib.Path("/").glob(pattern):
             entry.unlink()
-    for entry in list(pathlib.Path("/run").glob("*.pid")) + list(pathlib.Path("/tmp").glob("force*")):
+    for entry in list(pathlib.Path("/run").glob("cellslotd.*")) + list(pathlib.Path("/tmp").glob("force*")):
         entry.unlink()
     shutil.rmtree(WORK, ignore_errors=True)
     WORK.mkdir()
