@@ -719,12 +719,45 @@ TEST_F(PinWithoutAStore, SimThatMayHaveLostAttempts_IsNotSentThePin) {
     for (int i = 0; i < 3; ++i)
         expectNotSent();
     EXPECT_EQ(device.sim.s_outcome,
-              "Error: SIM PIN not sent, it cannot be noted in the key-value store");
+              "Error: SIM PIN not sent, it cannot be noted in the key-value store; write the PIN "
+              "file again to use it");
     EXPECT_EQ(logCount(device.sim.s_outcome), 1u);
-    setSim({{"pct_text", "none"}});
-    expectNotSent();
     resetStoreFolder();
     startAgain();
+    expectUnlocked();
+}
+
+TEST_F(PinWithoutAStore, SimThatReportsNoAttempts_IsUnlockedAtEachStart) {
+    writeFile(CURRENT, "1234\n");
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pct_text", "none"}}}});
+    for (int start = 0; start < 4; ++start) {
+        expectUnlocked();
+        setSim({{"verified", false}});
+        expectNotSent();
+        startAgain();
+    }
+}
+
+// Each writing once, which this run remembers by itself; the next run does not know what came of
+// it.
+TEST_F(PinWithoutAStore, FileWrittenWhileTheDaemonRuns_IsTriedOnceWithFewerAttempts) {
+    writeFile(CURRENT, "1234\n");
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
+    expectNotSent();
+    writeAgain();
+    order({{"op", "fault"},
+           {"match", "AT+CPIN=1234"},
+           {"kind", "cme"},
+           {"number", 14},
+           {"count", 1}});
+    commands();
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(unlocksSent(), 1u);
+    notePinOutage();
+    expectNotSent();
+    startAgain();
+    expectNotSent();
+    writeAgain();
     expectUnlocked();
 }
 
