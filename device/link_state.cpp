@@ -23,6 +23,7 @@ struct sLink {
     // the late one. The next command finds out.
     bool doubtful = false;
     bool echoes = false;  // the modem repeats commands
+    int echoMisses = 0;   // commands in a row that got answers, but none that repeats a command
     uint64_t lateUntilMs = 0;
 };
 
@@ -75,6 +76,22 @@ bool holdsEcho(const std::string& response, const std::string& command) {
     if (response.size() > size && response[size] == '\r' && startsWith(response, command))
         return true;
     return response.find(echoOf(command)) != std::string::npos;
+}
+
+bool repeatsCommands(const std::string& text) {
+    return anyLine(text,
+                   [](const std::string& line) { return startsWith(stringUpper(line), "AT"); });
+}
+
+// late: what came instead of the answer that begins with the command. The commands that are owed
+// their answers may have been repeated at their time; more answers than these without a command in
+// front are those of a modem that has ceased to repeat them.
+void noteMissedEcho(sLink& link, const std::string& late, int finalCodes) {
+    if (finalCodes == 0) return;
+    link.echoMisses = repeatsCommands(late) ? 0 : link.echoMisses + 1;
+    if (link.echoMisses <= link.owed) return;
+    link.echoes = false;
+    link.echoMisses = 0;
 }
 
 // From the end of the first: a modem that has gone silent is not waited for after each command.
@@ -149,10 +166,14 @@ void noteAnswer(int handle, const std::string& command, const std::string& respo
     }
     const bool hasEcho = holdsEcho(response, command);
     const bool isInStep = isAnswered && link.owed == 0;
-    if (hasEcho || isInStep) link.echoes = hasEcho;
+    if (hasEcho || isInStep) {
+        link.echoes = hasEcho;
+        link.echoMisses = 0;
+    }
     if (isInStep) return;
     cFinalCodes finals;
     finals.add(late);
+    if (!isAnswered) noteMissedEcho(link, late, finals.count());
     settle(link, finals.count());
     if (!isAnswered && !isAnsweredOtherwise(response))
         noteOwedAnswer(handle);

@@ -24,6 +24,7 @@ struct sPinRecordState {
     bool isLoaded = false;
     sPinRecord record;
     bool isStored = true;      // else it lasts as long as the process only
+    sFileStamp atStart;        // the writing that an earlier process may have sent
     sPinFile used;             // by the command that is under way
     sPinRecord before;         // as it was before that
     int outages = 0;           // in this process
@@ -61,6 +62,14 @@ int attemptsOf(const sSimInfo& sim) {
     return sim.b_attempts_read ? sim.i_pin_attempts : ATTEMPTS_NOT_READ;
 }
 
+// A record that ends with the process allows one more sending at each start. No attempt but the
+// first is spent so, where the SIM reports them: a SIM that reports none would stay locked for
+// good. A writing that this process has seen is known to be new.
+bool mayBeSentWithoutStore(const sFileStamp& file, int attempts) {
+    return file != g_pinRecordState.atStart || attempts == ATTEMPTS_NOT_READ ||
+           attempts >= PIN_ATTEMPTS_FULL;
+}
+
 // By the wall clock, which the daemon may have set meanwhile: a stamp in the future is of an
 // earlier start.
 bool isOlderThanHost(const sFileStamp& file) {
@@ -91,6 +100,10 @@ sFileStamp fileStamp(const std::string& path) {
     return {info.st_ino, info.st_size, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
 }
 
+void notePinFileAtStart(const sSimInfo& sim) {
+    g_pinRecordState.atStart = fileStamp(sim.s_cpin_path);
+}
+
 sPinSituation pinSituation(const sSimInfo& sim) {
     sPinSituation situation{};
     situation.record = pinRecord();
@@ -111,9 +124,8 @@ ePinNote notePinSent(const sSimInfo& sim, const std::string& pin, bool opens) {
     state.before = pinRecord();
     const bool isStored =
         storeRecord(pinSent(state.before, state.used.stamp, attemptsOf(sim), opens));
-    // A record that ends with the process allows one more attempt at each start: no attempt but
-    // the first is spent so. A request is gone from its file and cannot come back.
-    if (!isStored && opens && attemptsOf(sim) < PIN_ATTEMPTS_FULL) {
+    // A request is gone from its file and cannot come back.
+    if (!isStored && opens && !mayBeSentWithoutStore(state.used.stamp, attemptsOf(sim))) {
         state.record = state.before;
         return ePinNote::NOT_STORED;
     }

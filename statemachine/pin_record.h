@@ -11,13 +11,16 @@
 
 sFileStamp fileStamp(const std::string& path);
 
+// Remembers the writing of the file that this process has found.
+void notePinFileAtStart(const sSimInfo& sim);
+
 // What the rule judges by.
 sPinSituation pinSituation(const sSimInfo& sim);
 
 enum class ePinNote {
     DONE,
     FILE_CHANGED,  // it holds another PIN meanwhile
-    NOT_STORED,    // and the SIM does not say that it has all its attempts
+    NOT_STORED,    // the SIM says that attempts are gone, and the file is older than the process
 };
 
 // Before a command that shows the SIM this PIN of the file. opens: AT+CPIN, which is only sent when

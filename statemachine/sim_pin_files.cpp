@@ -11,6 +11,7 @@
 #include "include/debug.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
+#include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 
 std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
@@ -66,6 +67,7 @@ void createCpinMonitors(const sSimInfo& sim) {
     g_Cp_MonitorCurrentCpinFile = createMonitor(sim.s_cpin_path);
     g_Cp_MonitorNewCpinFile = createMonitor(sim.s_cpin_new_path);
     g_Cp_MonitorPukFile = createMonitor(sim.s_puk_path);
+    notePinFileAtStart(sim);
 }
 
 bool isChanged(const std::unique_ptr<cFileMonitor>& monitor) {

@@ -22,7 +22,9 @@ sPinOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin)
     const ePinNote note = notePinSent(sim, pin, true);
     if (note == ePinNote::FILE_CHANGED) return {eFAILURE, ""};
     if (note == ePinNote::NOT_STORED)
-        return {eFAILURE, "Error: SIM PIN not sent, it cannot be noted in the key-value store"};
+        return {eFAILURE,
+                "Error: SIM PIN not sent, it cannot be noted in the key-value store; write the PIN "
+                "file again to use it"};
     const sFileStamp request = fileStamp(sim.s_cpin_new_path);
     const ePortReturn result = unlockCpin(port, pin);
     notePinAnswer(sim, result);

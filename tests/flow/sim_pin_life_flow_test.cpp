@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 #include "platform/include/key_value_store.h"
 #include "platform/include/key_value_store_path.h"
@@ -93,8 +95,8 @@ class PinLife : public cFlowFixture {
         usleep(20000);  // the file system's clock ticks
         writeFile(CURRENT, content);
     }
-    static void makeOld(const char* path) {
-        const timespec times[2] = {{1000, 0}, {1000, 0}};
+    static void makeOld(const char* path, time_t seconds = 1000) {
+        const timespec times[2] = {{seconds, 0}, {seconds, 0}};
         ASSERT_EQ(utimensat(AT_FDCWD, path, times, 0), 0);
     }
 };
@@ -103,6 +105,7 @@ class PinLife : public cFlowFixture {
 struct sFlushed {
     std::vector<ino_t> inodes;
     int error = 0;
+    std::function<void()> hook;  // once
 
     bool has(const char* path) const {
         struct stat info {};
@@ -141,6 +144,7 @@ extern "C" int __real_fsync(int fd);
 extern "C" int __wrap_fsync(int fd) {
     struct stat info {};
     if (fstat(fd, &info) == 0) g_flushed.inodes.push_back(info.st_ino);
+    if (g_flushed.hook) std::exchange(g_flushed.hook, nullptr)();
     if (g_flushed.error == 0) return __real_fsync(fd);
     errno = g_flushed.error;
     return -1;
@@ -517,6 +521,15 @@ TEST_F(PinOnDisk, WrongPin_IsGoneFromTheDiskToo) {
     EXPECT_TRUE(g_flushed.has("/etc/vuk"));
 }
 
+TEST_F(PinOnDisk, PinWrittenWhileAWrongOneIsEmptied_IsSent) {
+    writeFile(CURRENT, "9999\n");
+    startWith(LOCKED);
+    g_flushed.hook = [] { writeFile(CURRENT, "1234\n"); };
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(readFile(CURRENT), "1234\n");
+    expectUnlocked();
+}
+
 TEST_F(PinOnDisk, RequestAndPuk_AreGoneFromTheDiskBeforeTheSimSeesThem) {
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, "disable\n");
@@ -664,6 +677,14 @@ TEST_F(PinLife, EmptyStoreAfterAStartOfTheHost_SparesTheLastAttempt) {
     expectUnlocked();
 }
 
+// The host's clock was ahead before it was started, or is not set yet.
+TEST_F(PinLife, FileFromTheFuture_IsOlderThanTheHostsStart) {
+    writeFile(CURRENT, "1234\n");
+    makeOld(CURRENT, time(nullptr) + 86400);
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 1}}}});
+    expectNotSent();
+}
+
 TEST_F(PinLife, WrongPinThatIsNeverAnswered_DoesNotBlockTheSimHoweverOftenTheHostStarts) {
     writeFile(CURRENT, "9999\n");
     makeOld(CURRENT);
@@ -719,12 +740,56 @@ TEST_F(PinWithoutAStore, SimThatMayHaveLostAttempts_IsNotSentThePin) {
     for (int i = 0; i < 3; ++i)
         expectNotSent();
     EXPECT_EQ(device.sim.s_outcome,
-              "Error: SIM PIN not sent, it cannot be noted in the key-value store");
+              "Error: SIM PIN not sent, it cannot be noted in the key-value store; write the PIN "
+              "file again to use it");
     EXPECT_EQ(logCount(device.sim.s_outcome), 1u);
-    setSim({{"pct_text", "none"}});
-    expectNotSent();
     resetStoreFolder();
     startAgain();
+    expectUnlocked();
+}
+
+TEST_F(PinWithoutAStore, PinThatWasHeldBack_IsNoPinThatWasSent) {
+    writeFile(CURRENT, "1234\n");
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
+    for (int outage = 0; outage < 3; ++outage) {
+        expectNotSent();
+        notePinOutage();
+    }
+    resetStoreFolder();
+    expectUnlocked();
+}
+
+TEST_F(PinWithoutAStore, SimThatReportsNoAttempts_IsUnlockedAtEachStart) {
+    writeFile(CURRENT, "1234\n");
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pct_text", "none"}}}});
+    for (int start = 0; start < 4; ++start) {
+        expectUnlocked();
+        setSim({{"verified", false}});
+        expectNotSent();
+        startAgain();
+    }
+}
+
+// Each writing once, which this run remembers by itself; the next run does not know what came of
+// it.
+TEST_F(PinWithoutAStore, FileWrittenWhileTheDaemonRuns_IsTriedOnceWithFewerAttempts) {
+    writeFile(CURRENT, "1234\n");
+    startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
+    expectNotSent();
+    writeAgain();
+    order({{"op", "fault"},
+           {"match", "AT+CPIN=1234"},
+           {"kind", "cme"},
+           {"number", 14},
+           {"count", 1}});
+    commands();
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(unlocksSent(), 1u);
+    notePinOutage();
+    expectNotSent();
+    startAgain();
+    expectNotSent();
+    writeAgain();
     expectUnlocked();
 }
 

@@ -76,7 +76,7 @@ target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 cellslot_add_unit_tests(device
     LIBS cellslot_device
     SOURCES unit/device/at_port_test.cpp unit/device/at_transaction_test.cpp
-            unit/device/link_state_test.cpp)
+            unit/device/link_state_random_test.cpp unit/device/link_state_test.cpp)
 
 cellslot_add_unit_tests(atcmd
     LIBS cellslot_atcmd

@@ -96,6 +96,17 @@ TEST(TestPortState, AnswerToAnotherCommand_IsDroppedWithWhatFollowsAndThePortAsk
     EXPECT_EQ(rest, "");
 }
 
+TEST(TestPortState, OwnAnswerThatFollowsLate_IsNotLeftForTheNextCommand) {
+    cFakePort port;
+    port.setEcho(false);
+    port.say("AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
+    port.answerLate(500, "AT\r\r\nOK\r\n").answer("AT\r\r\nOK\r\n");
+    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+    std::string rest;
+    EXPECT_EQ(readAtCommandResponse(port.handle(), rest, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(rest, "");
+}
+
 TEST(TestPortState, PortThatIsSilentAfterAnotherAnswer_IsFailed) {
     cFakePort port;
     port.setEcho(false);

@@ -115,6 +115,55 @@ TEST(LinkState, WithoutEcho_AtMostOneCommandGetsAnothersAnswer) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS) << "in step again";
 }
 
+TEST(LinkState, EchoSwitchedOffAndSeenToBe_IsNotRequired) {
+    cFakePort port;
+    port.answer(OK_REPLY);
+    ask(port, "ATE0");
+    port.setEcho(false);
+    port.answer(OK_REPLY).silence().answer(CSQ_REPLY);
+    ask(port, "AT");
+    ask(port, "AT+A");
+    EXPECT_EQ(ask(port, "AT+CSQ").response, CSQ_REPLY);
+}
+
+// An operator's ATE0, and then commands that get no answer.
+TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForGood) {
+    for (const int silent : {1, 2, 5}) {
+        cFakePort port;
+        port.answer(OK_REPLY);
+        ask(port, "ATE0");
+        port.setEcho(false);
+        for (int i = 0; i < silent; ++i) {
+            port.silence();
+            ask(port, "AT+A");
+        }
+        for (int i = 0; i <= silent; ++i) {
+            port.answer(CSQ_REPLY);
+            EXPECT_EQ(ask(port, "AT+CSQ").result, ePORT_NO_FINAL_RESULT) << silent;
+        }
+        port.answer(CSQ_REPLY);
+        EXPECT_EQ(ask(port, "AT+CSQ").response, CSQ_REPLY) << silent;
+        port.answer(OK_REPLY);
+        EXPECT_EQ(ask(port, "AT").result, ePORT_OK) << silent;
+    }
+}
+
+// Each repeated at its time, all answered later than the wait.
+TEST(LinkState, LateAnswersWithoutTheirCommands_AreNoSignThatTheEchoIsOff) {
+    cFakePort port;
+    getInStep(port);
+    port.silence().silence();
+    ask(port, "AT+A");
+    ask(port, "AT+B");
+    port.setEcho(false);
+    port.answerLate(1500, OK_REPLY);
+    EXPECT_EQ(ask(port, "AT+C").result, ePORT_NO_FINAL_RESULT);
+    port.answerLate(1500, OK_REPLY);
+    EXPECT_EQ(ask(port, "AT+D", 1).result, ePORT_NO_FINAL_RESULT);
+    port.answerLate(1500, "AT+C\r\r\nERROR\r\nAT+D\r\r\nERROR\r\nAT+CSQ\r" + CSQ_REPLY);
+    EXPECT_EQ(ask(port, "AT+CSQ", 1).response, "AT+CSQ\r" + CSQ_REPLY);
+}
+
 TEST(LinkState, AnswerThatNeverComes_IsWaitedForOneSecondAndOnceMoreWhereInDoubt) {
     cFakePort port;
     port.silence();
@@ -218,6 +267,19 @@ TEST(LinkState, FinalCodeReadWithoutACommand_Settles) {
     const uint64_t before = port.elapsedMs();
     ask(port, "AT");
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
+}
+
+TEST(LinkState, FinalCodeThatNobodyIsOwed_OwesNothing) {
+    cFakePort port;
+    std::string response;
+    port.say(OK_REPLY);
+    readAtCommandResponse(port.handle(), response, 0);
+    for (int i = 0; i < 2; ++i) {
+        port.answer(OK_REPLY);
+        const uint64_t before = port.elapsedMs();
+        EXPECT_EQ(ask(port, "AT").result, ePORT_OK);
+        EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
+    }
 }
 
 TEST(LinkState, PortOpenedAnew_OwesNothing) {
