@@ -1,6 +1,7 @@
 #include "sms/send.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -185,12 +186,19 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
     return result;
 }
 
+// Daemons of several slots share the spool: the one that has the lock sends the file, and it is
+// gone from its place before the lock is.
+bool isSentByAnother(int handle) {
+    return handle != -1 && flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
 // A file that is kept open keeps its number: no new message can have it meanwhile.
 eGeneralErrors sendFileKeptOpen(int port, sModemInfo& modem, const std::string& root,
                                 sSendFile& file) {
     constexpr int FLAGS = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const int handle = open(file.path.c_str(), FLAGS);
-    const eGeneralErrors result = sendFile(port, modem, root, file);
+    const eGeneralErrors result =
+        isSentByAnother(handle) ? eSUCCESS : sendFile(port, modem, root, file);
     if (handle != -1) close(handle);
     return result;
 }

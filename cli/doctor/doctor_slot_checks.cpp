@@ -349,8 +349,8 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
     const auto has = [&](const char* action) { return actions.count(action) != 0; };
     if (has("reset") || has("usb") || (has("off") && has("on")))
         return {{eHealth::FINE, "power", std::string(SLOTS_FILE) + " says how it is switched", ""}};
-    return {{eHealth::NOTE, "power", "a modem that hangs cannot be power-cycled",
-             "one modem works without; host-tools.md: " + std::string(SLOTS_FILE)}};
+    return {{eHealth::NOTE, "power", "no way to reset a modem that hangs; it works without",
+             "write how into " + std::string(SLOTS_FILE) + " (host-tools.md)"}};
 }
 
 const std::vector<tCheck>& slotChecks() {

@@ -87,6 +87,22 @@ std::string servicePath(const sPlaces& places) {
     return places.have(TOOLS) ? std::string(TOOLS) + ":" + path : path;
 }
 
+bool isServiceEnabled(const sPlaces& places, int slot) {
+    const std::string link = places.at("/etc/systemd/system/multi-user.target.wants/cellslotd@" +
+                                       std::to_string(slot) + ".service");
+    struct stat info {};
+    return lstat(link.c_str(), &info) == 0;
+}
+
+// The package installs settings for every slot, so these alone say nothing.
+bool isServicePrepared(const sPlaces& places, int slot) {
+    if (isServiceEnabled(places, slot)) return true;
+    sSlotSetup setup;
+    setup.slot = slot;
+    fromSettings(places, setup);
+    return !setup.device.empty() && places.have(setup.device);
+}
+
 }  // namespace
 
 std::string serviceSettingsPath(int slot) {
@@ -109,7 +125,7 @@ std::vector<int> knownSlots(const sPlaces& places) {
     std::vector<int> slots = findSlots(places);
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
         const bool isFound = std::find(slots.begin(), slots.end(), slot) != slots.end();
-        if (!isFound && places.have(serviceSettingsPath(slot))) slots.push_back(slot);
+        if (!isFound && isServicePrepared(places, slot)) slots.push_back(slot);
     }
     std::sort(slots.begin(), slots.end());
     return slots.empty() ? std::vector<int>{FIRST_SLOT} : slots;

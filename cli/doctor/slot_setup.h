@@ -19,7 +19,8 @@ struct sSlotSetup {
 // From the living daemon; without one from the service's settings in /etc/default.
 sSlotSetup findSlotSetup(const sPlaces& places, int slot);
 
-// Those of findSlots and those with service settings; slot 1 when there is none.
+// Those of findSlots and those whose service is enabled or has its modem's port; slot 1 when there
+// is none.
 std::vector<int> knownSlots(const sPlaces& places);
 
 // The settings of the slot's service, without the root of places.

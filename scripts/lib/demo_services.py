@@ -67,6 +67,7 @@ def showJoined(demo):
     if text is None:
         return False
     demo.story.say("message", f'3 parts came as 3, 1, 2: "{text}"')
+    demo.story.more("(the status counts five: each part is one, too)")
     return True
 
 

@@ -8,6 +8,7 @@ EXPLAINED = (
     ("CM_FW_SLOT= is not valid", "not set: the SIM's carrier decides"),
     ("value ''", "not set: the default counts"),
     ("unable to connect to the DBUS", "no system bus in here: gpsd does without"),
+    (f"{'AT#FWSWITCH=?':<28} ERROR", "this model has one firmware image: no fault"),
     ("GPS_STOP_STREAM_SUCCESS", "a success: there was nothing to stop"),
     ("GPS_START_STREAM_SUCCESS", "a success"),
     ("return code 124", "gpsd needs more than the five seconds waited for: no fault"),

@@ -202,6 +202,7 @@ class Life(unittest.TestCase):
         self.assertIn("ok      shell      /bin/sh understands &>\n", told)
         self.assertIn("ok      tools      all are on the daemon's PATH\n", told)
         self.assertEqual(self.inRoot("readlink", "-f", "/bin/sh"), "/usr/bin/dash\n")
+        self.assertEqual([line for line in told.splitlines() if "BROKEN" in line], [], told)
 
     def checkReaders(self):
         """Those who read the package's rules for devices and logs have nothing to complain of."""

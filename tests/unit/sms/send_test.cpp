@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -332,6 +333,19 @@ TEST_F(SmsSend, TemporaryFile_IsNoMessageYet) {
     EXPECT_EQ(check(), eSUCCESS);
     EXPECT_TRUE(port.commands().empty());
     EXPECT_EQ(names("send").size(), 1U);
+}
+
+// The daemon of another slot shares the spool.
+TEST_F(SmsSend, FileThatAnotherDaemonSends_IsLeftToIt) {
+    putSend("file", "Hello");
+    const int other = open(in("send", "file").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(port.commands().empty());
+    EXPECT_EQ(names("send"), tNames{"file"});
+    close(other);
+    EXPECT_EQ(checkSent(), eSUCCESS);
+    EXPECT_TRUE(names("send").empty());
 }
 
 TEST_F(SmsSend, FolderForSentFilesIsALink_FileGoesAndNothingIsPutThere) {

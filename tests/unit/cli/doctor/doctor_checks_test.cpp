@@ -126,7 +126,7 @@ TEST_F(Doctor, PowerSwitch_ThatOthersMayChange) {
 
 TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
     host.file("/tools/sledctl", "CONFIG=/etc/cellslot/slots.conf\n", 0755);
-    expect(eHealth::NOTE, checkPowerSwitch, "one modem works without");
+    expect(eHealth::NOTE, checkPowerSwitch, "slots.conf (host-tools.md)");
     const struct {
         const char* lines;
         eHealth health;
@@ -227,8 +227,34 @@ TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
     EXPECT_EQ("/dev/a", setup.device);
     EXPECT_EQ("/dev/b", setup.gpsDevice);
     EXPECT_EQ("wwan1", setup.interface);
+}
+
+// What the package installs for every slot.
+void packageSettings(cEmptyHost& host) {
+    for (const std::string slot : {"1", "2", "3"})
+        host.file("/etc/default/cellslotd." + slot, "DEVICE=/dev/" + slot + "-at\n");
+}
+
+TEST_F(Doctor, Slots_SettingsOfThePackageAlone_AreNoSlotInUse) {
+    packageSettings(host);
+    EXPECT_EQ(std::vector<int>{1}, knownSlots(host.places));
+    host.file("/etc/vuk/cellular1.conf", "");
+    EXPECT_EQ(std::vector<int>{1}, knownSlots(host.places));
+}
+
+TEST_F(Doctor, Slots_SettingsWithTheirModemOrAnEnabledService_AreInUse) {
+    packageSettings(host);
+    host.file("/dev/2-at", "");
     EXPECT_EQ(std::vector<int>{2}, knownSlots(host.places));
-    EXPECT_EQ(std::vector<int>{1}, knownSlots(cEmptyHost().places));
+    for (const char* folder :
+         {"/etc/systemd", "/etc/systemd/system", "/etc/systemd/system/multi-user.target.wants"})
+        host.folderAt(folder);
+    // systemd's link leads to a unit that need not be there below the test's folder.
+    ASSERT_EQ(0, symlink("/nowhere", host.places
+                                         .at("/etc/systemd/system/multi-user.target.wants/"
+                                             "cellslotd@3.service")
+                                         .c_str()));
+    EXPECT_EQ((std::vector<int>{2, 3}), knownSlots(host.places));
 }
 
 TEST_F(Doctor, Status_NotWrittenForLong) {
