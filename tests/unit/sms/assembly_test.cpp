@@ -72,23 +72,6 @@ class SmsAssembly : public cSmsFixture {
     }
 };
 
-// Files cannot get any content, as on a full file system.
-class cNoSpace {
-  public:
-    cNoSpace() {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_saved);
-        const rlimit none = {0, m_saved.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~cNoSpace() { setrlimit(RLIMIT_FSIZE, &m_saved); }
-    cNoSpace(const cNoSpace&) = delete;
-    cNoSpace& operator=(const cNoSpace&) = delete;
-
-  private:
-    rlimit m_saved{};
-};
-
 // No file can be opened.
 class cNoFiles {
   public:
@@ -266,6 +249,14 @@ TEST_F(SmsAssembly, PartLeftFromLongAgo_IsNotJoinedWithAMessageThatIsWhole) {
     const std::vector<S_smsRecordRx> records = join();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].message, "B1B2");
+    EXPECT_EQ(names("recv_parts"), tNames{"a2"});
+}
+
+TEST_F(SmsAssembly, PartLeftFromJustOverAnHour_IsNotJoinedWithAMessageThatIsWhole) {
+    putPart("a2", 7, 2, 2, "1", "A2", "10000");
+    putPart("b2", 7, 2, 2, "1", "B2", "13601");
+    putPart("b1", 7, 1, 2, "1", "B1", "13601");
+    ASSERT_EQ(join().size(), 1U);
     EXPECT_EQ(names("recv_parts"), tNames{"a2"});
 }
 
