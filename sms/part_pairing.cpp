@@ -74,9 +74,11 @@ void placeWholeMessages(const tPointers& byAge, size_t& count, tPlaces& places) 
 // Of each number the oldest that has no place yet belongs to the first message, and so on.
 void placeOthers(const tPointers& byAge, size_t first, tPlaces& places) {
     std::map<int32_t, size_t> olderOnes;  // of each number
-    for (const sWaitingPart* part : byAge)
-        if (places.count(part) == 0)
-            places[part] = first + olderOnes[part->attributes.partNumber]++;
+    for (const sWaitingPart* part : byAge) {
+        if (places.count(part) != 0) continue;
+        const size_t place = first + olderOnes[part->attributes.partNumber]++;
+        places.emplace(part, place);
+    }
 }
 
 }  // namespace
