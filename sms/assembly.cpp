@@ -1,6 +1,8 @@
 #include "sms/assembly.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <set>
@@ -38,6 +40,19 @@ bool operator==(const sGroupKey& a, const sGroupKey& b) {
 
 sGroupKey keyOf(const S_partsFileAttributes& part) {
     return {part.msgId, part.partTotal, part.from};
+}
+
+bool isPartOfName(char c) {
+    return isdigit(static_cast<unsigned char>(c)) == 0 && strchr(" +-().", c) == nullptr;
+}
+
+// Of a number only the digits count; a name with digits in it is another sender than other names
+// with the same ones.
+sGroupKey groupOf(const sPartFile& file) {
+    sGroupKey key = keyOf(file.attributes);
+    const std::string& name = file.fromAsWritten;
+    if (std::any_of(name.begin(), name.end(), isPartOfName)) key.from = name;
+    return key;
 }
 
 // The files of a group as they are listed: how many, and what they are.
@@ -129,11 +144,12 @@ class cPass {
             setAside(*file);
             return;
         }
-        addFile(m_waiting[keyOf(file->attributes)], *file);
+        const sGroupKey group = groupOf(*file);
+        addFile(m_waiting[group], *file);
         if (m_founded)
-            join(*file);
-        else if (m_mayFound == nullptr || m_mayFound->count(keyOf(file->attributes)) != 0)
-            found(*file);
+            join(*file, group);
+        else if (m_mayFound == nullptr || m_mayFound->count(group) != 0)
+            found(*file, group);
     }
 
     // After the last file.
@@ -195,10 +211,10 @@ class cPass {
         }
     }
 
-    void found(const sPartFile& file) {
+    void found(const sPartFile& file, const sGroupKey& group) {
         const S_partsFileAttributes& part = file.attributes;
         m_founded = true;
-        m_group = keyOf(part);
+        m_group = group;
         m_open = m_fileCount >= static_cast<size_t>(part.partTotal);
         if (!m_open) {
             debug(eLOG_SMS, g_i_debugMode,
@@ -211,9 +227,9 @@ class cPass {
         m_members.push_back(waitingPart(file));
     }
 
-    void join(const sPartFile& file) {
+    void join(const sPartFile& file, const sGroupKey& group) {
         const S_partsFileAttributes& part = file.attributes;
-        const bool joins = m_open && keyOf(part) == m_group;
+        const bool joins = m_open && group == m_group;
         debug(eLOG_SMS, g_i_debugMode, " %s(): %s file %s for message ID group %d", CHECK,
               joins ? "Adding" : "Skipping", part.fileName.c_str(), m_group.msgId);
         if (joins) m_members.push_back(waitingPart(file));
@@ -268,7 +284,7 @@ class cPass {
 
     void removeTaken(const S_partsFileAttributes& part) {
         dropFile(part.fileName);
-        --m_waiting[keyOf(part)].count;
+        --m_waiting[m_group].count;
     }
 
     void tellMissing() const {

@@ -1,6 +1,7 @@
 #include "sms/part_pairing.h"
 
 #include <algorithm>
+#include <deque>
 #include <map>
 #include <tuple>
 
@@ -8,15 +9,82 @@
 
 namespace {
 
+// The service centre stamps a part when it takes it from the sender, who sends one after the other.
+constexpr uint32_t SPAN_MAX_S = 3600;
+
+using tPointers = std::vector<const sWaitingPart*>;
+using tPlaces = std::map<const sWaitingPart*, size_t>;  // the message that a part belongs to
+using tRows = std::map<int32_t, std::deque<const sWaitingPart*>>;
+
 // The counter at the end of a part's file name, which is the order of a listing.
 int placeInListing(const std::string& path) {
     return textToInt(path.substr(path.rfind('.') + 1));
 }
 
+// The parts of each sender as written, in their order.
+std::map<std::string, tPointers> bySender(const tPointers& parts) {
+    std::map<std::string, tPointers> senders;
+    for (const sWaitingPart* part : parts)
+        senders[part->fromAsWritten].push_back(part);
+    return senders;
+}
+
+// The parts of each number from 1 to the total, in their order.
+tRows rowsOf(const tPointers& parts) {
+    const int32_t total = parts.front()->attributes.partTotal;
+    tRows rows;
+    for (int32_t number = 1; number <= total; ++number)
+        rows[number];
+    for (const sWaitingPart* part : parts) {
+        const auto row = rows.find(part->attributes.partNumber);
+        if (row != rows.end()) row->second.push_back(part);
+    }
+    return rows;
+}
+
+bool isAnyEmpty(const tRows& rows) {
+    return std::any_of(rows.begin(), rows.end(),
+                       [](const auto& row) { return row.second.empty(); });
+}
+
+bool isFrontOlder(const tRows::value_type& a, const tRows::value_type& b) {
+    return isOlder(*a.second.front(), *b.second.front());
+}
+
+// Where the oldest parts of the numbers cannot be one message, the oldest of all is passed over: no
+// other part comes nearer to it.
+void placeWholeMessages(const tPointers& byAge, size_t& count, tPlaces& places) {
+    tRows rows = rowsOf(byAge);
+    while (!isAnyEmpty(rows)) {
+        const auto [oldest, newest] = std::minmax_element(rows.begin(), rows.end(), isFrontOlder);
+        const uint32_t spanS = newest->second.front()->attributes.timeUnformatted -
+                               oldest->second.front()->attributes.timeUnformatted;
+        if (spanS > SPAN_MAX_S) {
+            oldest->second.pop_front();
+            continue;
+        }
+        for (auto& [number, row] : rows) {
+            places[row.front()] = count;
+            row.pop_front();
+        }
+        ++count;
+    }
+}
+
+// Of each number the oldest that has no place yet belongs to the first message, and so on.
+void placeOthers(const tPointers& byAge, size_t first, tPlaces& places) {
+    std::map<int32_t, size_t> olderOnes;  // of each number
+    for (const sWaitingPart* part : byAge) {
+        if (places.count(part) != 0) continue;
+        const size_t place = first + olderOnes[part->attributes.partNumber]++;
+        places.emplace(part, place);
+    }
+}
+
 }  // namespace
 
 sWaitingPart waitingPart(const sPartFile& file) {
-    return {file.attributes, file.identity.modifiedNs};
+    return {file.attributes, file.fromAsWritten, file.identity.modifiedNs};
 }
 
 bool isOlder(const sWaitingPart& a, const sWaitingPart& b) {
@@ -28,15 +96,16 @@ bool isOlder(const sWaitingPart& a, const sWaitingPart& b) {
 }
 
 std::vector<tParts> pairParts(const tParts& parts) {
-    std::vector<const sWaitingPart*> byAge;
+    tPointers byAge;
     for (const sWaitingPart& part : parts)
         byAge.push_back(&part);
     std::sort(byAge.begin(), byAge.end(),
               [](const sWaitingPart* a, const sWaitingPart* b) { return isOlder(*a, *b); });
-    std::map<int32_t, size_t> olderOnes;  // of each number
-    std::map<const sWaitingPart*, size_t> places;
-    for (const sWaitingPart* part : byAge)
-        places[part] = olderOnes[part->attributes.partNumber]++;
+    tPlaces places;
+    size_t count = 0;
+    for (const auto& [sender, sent] : bySender(byAge))
+        placeWholeMessages(sent, count, places);
+    placeOthers(byAge, count, places);
 
     std::vector<tParts> messages;
     for (const sWaitingPart& part : parts) {

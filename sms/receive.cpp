@@ -90,12 +90,14 @@ ePortReturn listMessages(int port, e3gppType type, const std::string& command, t
     return result;
 }
 
-// The fields of a header. The name may hold a comma: within quotes it separates nothing.
+// The fields of a header. The name may hold a comma: within quotes it separates nothing. Where the
+// name holds a quote, too, nobody can say what is within quotes.
 std::vector<std::string> headerFields(const std::string& text) {
+    const bool balanced = std::count(text.begin(), text.end(), '"') % 2 == 0;
     std::vector<std::string> fields(1);
     bool quoted = false;
     for (const char c : text) {
-        if (c == '"') quoted = !quoted;
+        if (c == '"') quoted = balanced && !quoted;
         if (c == ',' && !quoted)
             fields.emplace_back();
         else

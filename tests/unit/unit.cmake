@@ -106,6 +106,7 @@ cellslot_add_unit_tests(sms
     LIBS cellslot_sms cellslot_le910sim
     SOURCES unit/sms/assembly_test.cpp unit/sms/sms_check_test.cpp unit/sms/fixture.cpp
             unit/sms/receive_kill_test.cpp unit/sms/message_file_test.cpp
+            unit/sms/receive_modem_model_test.cpp
             unit/platform/sms_pdu/support.cpp unit/sms/assembly_random_parts_test.cpp
             unit/sms/receive_test.cpp unit/sms/send_test.cpp unit/sms/spool_test.cpp
             support/no_unlink.cpp support/simulated_port.cpp)

@@ -72,23 +72,6 @@ class SmsAssembly : public cSmsFixture {
     }
 };
 
-// Files cannot get any content, as on a full file system.
-class cNoSpace {
-  public:
-    cNoSpace() {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_saved);
-        const rlimit none = {0, m_saved.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &none);
-    }
-    ~cNoSpace() { setrlimit(RLIMIT_FSIZE, &m_saved); }
-    cNoSpace(const cNoSpace&) = delete;
-    cNoSpace& operator=(const cNoSpace&) = delete;
-
-  private:
-    rlimit m_saved{};
-};
-
 // No file can be opened.
 class cNoFiles {
   public:
@@ -256,6 +239,70 @@ TEST_F(SmsAssembly, SecondMessageOfOneReference_WaitsForItsOwnParts) {
     records = join();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].message, "B1B2");
+}
+
+// A network repeats a part after its message was joined; the sender comes to the same reference.
+TEST_F(SmsAssembly, PartLeftFromLongAgo_IsNotJoinedWithAMessageThatIsWhole) {
+    putPart("a2", 7, 2, 2, "1", "A2", "10000");
+    putPart("b2", 7, 2, 2, "1", "B2", "50000");
+    putPart("b1", 7, 1, 2, "1", "B1", "50000");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "B1B2");
+    EXPECT_EQ(names("recv_parts"), tNames{"a2"});
+}
+
+TEST_F(SmsAssembly, PartLeftFromJustOverAnHour_IsNotJoinedWithAMessageThatIsWhole) {
+    putPart("a2", 7, 2, 2, "1", "A2", "10000");
+    putPart("b2", 7, 2, 2, "1", "B2", "13601");
+    putPart("b1", 7, 1, 2, "1", "B1", "13601");
+    ASSERT_EQ(join().size(), 1U);
+    EXPECT_EQ(names("recv_parts"), tNames{"a2"});
+}
+
+TEST_F(SmsAssembly, PartsOfSeveralDays_TheWholeMessageIsJoinedFirstAndTheOthersAfterIt) {
+    const tNames places = putInListingOrder({1, 1, 1, 1, 1, 1}, 7, 3, "1");
+    const char* const texts[] = {"C3", "B2", "A1", "B3", "A2", "B1"};
+    for (size_t i = 0; i < places.size(); ++i)
+        putPart(places[i], 7, texts[i][1] - '0', 3, "1", texts[i],
+                std::to_string(100000 * (texts[i][0] - '@') + i * 100));
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 2U);
+    EXPECT_EQ(records[0].message, "B1B2B3");
+    EXPECT_EQ(records[1].message, "A1A2C3") << "every part ends up in a message";
+    EXPECT_TRUE(names("recv_parts").empty());
+}
+
+TEST_F(SmsAssembly, PartsWithinTheHour_TheOldestOfEachNumberAreJoined) {
+    putPart("b1", 7, 1, 2, "1", "B1", "13700");
+    putPart("a2", 7, 2, 2, "1", "A2", "13600");
+    putPart("a1", 7, 1, 2, "1", "A1", "10000");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].message, "A1A2") << "its parts need not be the nearest ones";
+    EXPECT_EQ(names("recv_parts"), tNames{"b1"});
+}
+
+TEST_F(SmsAssembly, OneReferenceOfANumberWithAndWithoutPlus_EachHasItsOwnParts) {
+    putPart("a1", 7, 1, 2, "+111", "A1", "100");
+    putPart("b1", 7, 1, 2, "111", "B1", "101");
+    putPart("b2", 7, 2, 2, "111", "B2", "101");
+    putPart("a2", 7, 2, 2, "+111", "A2", "102");
+    tNames texts;
+    for (const S_smsRecordRx& record : join())
+        texts.push_back(record.from + " " + record.message);
+    EXPECT_EQ(texts, (tNames{"111 A1A2", "111 B1B2"}));
+}
+
+TEST_F(SmsAssembly, OneReferenceOfTwoNamesWithTheSameDigits_AreNotJoined) {
+    putPart("a1", 7, 1, 2, "Shop24", "A1", "100");
+    putPart("b2", 7, 2, 2, "Bank24", "B2", "100");
+    EXPECT_TRUE(join().empty());
+    putPart("b1", 7, 1, 2, "Bank24", "B1", "100");
+    const std::vector<S_smsRecordRx> records = join();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].from + " " + records[0].message, "24 B1B2");
+    EXPECT_EQ(names("recv_parts"), tNames{"a1"});
 }
 
 // The limit of takes is for missing pieces, whatever waits beside them.

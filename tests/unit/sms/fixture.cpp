@@ -1,7 +1,11 @@
 #include "tests/unit/sms/fixture.h"
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/ptrace.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -149,4 +153,37 @@ std::string listing(const std::vector<std::string>& pdus) {
         text += "+CMGL: " + std::to_string(index++) + ",0,\"\"," +
                 std::to_string(le910sim::pduLength(pdu)) + "\r\n" + pdu + "\r\n";
     return text + "\r\nOK\r\n";
+}
+
+bool killedAtCall(int calls, const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        raise(SIGSTOP);
+        work();
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    // Each call stops twice: before and after.
+    for (int stop = 0; WIFSTOPPED(status) && stop < 2 * calls - 1; ++stop) {
+        EXPECT_EQ(ptrace(PTRACE_SYSCALL, child, nullptr, nullptr), 0);
+        waitpid(child, &status, 0);
+    }
+    if (WIFEXITED(status)) return false;
+    kill(child, SIGKILL);
+    waitpid(child, &status, 0);
+    return true;
+}
+
+cNoSpace::cNoSpace() {
+    signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &m_saved);
+    const rlimit none = {0, m_saved.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &none);
+}
+
+cNoSpace::~cNoSpace() {
+    setrlimit(RLIMIT_FSIZE, &m_saved);
 }

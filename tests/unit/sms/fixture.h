@@ -2,9 +2,11 @@
 #define TESTS_UNIT_SMS_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <ctime>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -63,5 +65,21 @@ std::string deliverPdu(const std::string& from, const std::string& text, int ref
                        const std::string& clock = "20/06/15,20:32:05+00");
 // The answer to a listing, the messages at the indexes from 1.
 std::string listing(const std::vector<std::string>& pdus);
+
+// Runs work in a process that is killed when it is about to make its system call number calls.
+// False when it was done before.
+bool killedAtCall(int calls, const std::function<void()>& work);
+
+// Files cannot get any content, as on a full file system.
+class cNoSpace {
+  public:
+    cNoSpace();
+    ~cNoSpace();
+    cNoSpace(const cNoSpace&) = delete;
+    cNoSpace& operator=(const cNoSpace&) = delete;
+
+  private:
+    rlimit m_saved{};
+};
 
 #endif

@@ -1,12 +1,7 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/ptrace.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
 
 #include "include/sleep.h"
 #include "sms/assembly.h"
@@ -23,30 +18,6 @@ using tNames = std::vector<std::string>;
 
 class SmsKill : public cSmsFixture {
   protected:
-    // Runs work in a process that is killed when it is about to make its system call number calls.
-    // False when it was done before.
-    static bool killedAt(int calls, const std::function<void()>& work) {
-        const pid_t child = fork();
-        if (child == 0) {
-            ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-            raise(SIGSTOP);
-            work();
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSTOPPED(status));
-        // Each call stops twice: before and after.
-        for (int stop = 0; WIFSTOPPED(status) && stop < 2 * calls - 1; ++stop) {
-            EXPECT_EQ(ptrace(PTRACE_SYSCALL, child, nullptr, nullptr), 0);
-            waitpid(child, &status, 0);
-        }
-        if (WIFEXITED(status)) return false;
-        kill(child, SIGKILL);
-        waitpid(child, &status, 0);
-        return true;
-    }
-
     // A new spool, and a daemon that has just started.
     void renew() {
         std::filesystem::remove_all(root);
@@ -81,7 +52,7 @@ TEST_F(SmsKill, WhileAMessageIsJoined_ItIsThereExactlyOnceAfterwards) {
         renew();
         for (int part = 1; part <= 3; ++part)
             putPart("p" + std::to_string(part), 7, part, 3, "1", std::to_string(part), "5");
-        killed = killedAt(++calls, [&] {
+        killed = killedAtCall(++calls, [&] {
             tSmsQueue queue;
             checkSmsParts(queue, root);
             writeSmsMessages(queue, root);
@@ -109,7 +80,7 @@ TEST_F(SmsKill, WhileTwoMessagesOfOneReferenceAreJoined_BothAreThereExactlyOnceA
             checkSmsParts(queue, root);
             writeSmsMessages(queue, root);
         };
-        killed = killedAt(++calls, work);
+        killed = killedAtCall(++calls, work);
         restart();
         // The next check comes seconds later.
         sleepMicroseconds(5000000);
@@ -133,7 +104,7 @@ TEST_F(SmsKill, WhileAListingIsWritten_EveryMessageIsThereAfterwards) {
     for (bool killed = true; killed;) {
         renew();
         // The modem answers in advance, so that the work is the same in every run.
-        killed = killedAt(++calls, [&] {
+        killed = killedAtCall(++calls, [&] {
             cFakePort port;
             port.answer(OK_REPLY).answer(listing(pdus));
             checkReceiveSmS(port.handle(), device.modem, root);

@@ -193,6 +193,19 @@ TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
     EXPECT_EQ(capturedLog().size(), 1U);
 }
 
+// A quote within the name: the commas behind it separate all the same.
+TEST_F(SmsListing, NameWithAnOddQuote_IsTaken) {
+    EXPECT_EQ(parseBehind("+CMGL: 1,0,\"5\" TV\",24").size(), 1U);
+    EXPECT_EQ(parseBehind("+CMGL: 1,0,\"Doe,24").size(), 1U);
+    EXPECT_TRUE(capturedLog().empty());
+}
+
+TEST_F(SmsListing, NameLikeAnAnswer_IsTaken) {
+    for (const char* name : {"OK", "ERROR", "+CMGL: 2,0,", "+CME ERROR: 3", ",,,"})
+        EXPECT_EQ(parseBehind("+CMGL: 1,0,\"" + std::string(name) + "\",24").size(), 1U) << name;
+    EXPECT_TRUE(capturedLog().empty());
+}
+
 TEST_F(SmsListing, PduDamagedOnItsWay_IsToldWithItsHeader) {
     std::string damaged = pdu;
     damaged[10] = 'x';
