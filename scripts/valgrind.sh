@@ -18,7 +18,7 @@ readonly TESTS=(
     Files.test_store_canBeReadWhileTheDaemonRuns
     Files.test_twoSlots_runSideBySide
 )
-readonly PROGRAMS=(le910sim skvs)
+readonly PROGRAMS=(le910sim skvs print_commands)
 
 usage() {
     cat <<'TEXT'

@@ -6,7 +6,7 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"
 #include "statemachine/timers.h"
-#include "tests/flow/command_lists.h"
+#include "tests/support/set_up_commands.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include "statemachine/polling.h"
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
-#include "tests/flow/command_lists.h"
 #include "tests/support/in_pass.h"
+#include "tests/support/set_up_commands.h"
 
 // Every step of bring-up and polling on its own: what a silent or refusing modem leads to, what is
 // not sent any more, and the whole list where the way is another.
@@ -45,14 +45,19 @@ constexpr const char* SWITCH_TO_SLOT_2 =
 const nlohmann::json VERIZON_IMAGE = {{"firmware", {{"dual", true}, {"slot", 1}}}};
 const nlohmann::json LOCKED_SIM = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
 
-tCommands dualIdentityCommands() {
-    return {"ATI3", "AT+CGMR", "AT#CFVR", "AT#FWSWITCH=?", "AT#FWSWITCH?", "ATI5"};
+tCommands verizonSetupUpToTheSim() {
+    return sequence(commandsBeforeTheSim(true), simCommands(), simCommands(),
+                    commandsOf(operatorSteps()), pollInfoCommands(), IMS_APN_COMMAND, "AT+CMGF=0",
+                    simCommands(), simCommands());
 }
 
-tCommands verizonSetupUpToTheSim() {
-    return sequence(modelCommands(), dualIdentityCommands(), "AT#GPIO=2,2", simCommands(),
-                    simCommands(), operatorCommands(), pollInfoCommands(), IMS_APN_COMMAND,
-                    "AT+CMGF=0", simCommands(), simCommands());
+tCommands without(tCommands list, const std::string& command) {
+    list.erase(std::find(list.begin(), list.end(), command));
+    return list;
+}
+
+std::string placeName(const ::testing::TestParamInfo<sPlace>& place) {
+    return testName(place.param.command) + "_at_" + std::to_string(place.param.index);
 }
 
 tCommands verizonContextAndRadio() {
@@ -64,24 +69,24 @@ tCommands verizonContextAndRadio() {
 
 // ---- set-up, every command silent -------------------------------------------------------------
 
-class SetupSilence : public BringUpSteps, public ::testing::WithParamInterface<size_t> {};
+class SetupSilence : public BringUpSteps, public ::testing::WithParamInterface<sPlace> {};
 
 TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
     const tCommands healthy = setupCommands();
-    ASSERT_LT(GetParam(), healthy.size());
     start();
-    faultAt(healthy, GetParam(), "silence");
+    faultAt(healthy, GetParam().index, "silence");
     // A context that is not active refuses to be deactivated, so nothing is read into that answer.
-    if (healthy[GetParam()] == "AT+CGACT=0,1") {
+    if (GetParam().command == "AT+CGACT=0,1") {
         EXPECT_EQ(setup(), eSUCCESS);
         EXPECT_EQ(commands(), healthy);
         return;
     }
     EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(commands(), firstOf(healthy, GetParam() + 1));
+    EXPECT_EQ(commands(), firstOf(healthy, GetParam().index + 1));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::Range<size_t>(0, 63));
+INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::ValuesIn(placesOf(setupCommands())),
+                         placeName);
 
 TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
     start();
@@ -129,21 +134,21 @@ TEST_F(BringUpSteps, RefusedReports_AreTold) {
     EXPECT_EQ(logCount("Error setting device PSNT reporting (-2)"), 1u);
 }
 
-TEST_F(BringUpSteps, Setup_HasSixtyThreeCommands) {
-    EXPECT_EQ(setupCommands().size(), 63u);
-}
-
 // ---- set-up, every command refused ------------------------------------------------------------
 
-struct sRefusalCase {
-    const char* command;
-    eGeneralErrors error;  // the answer is ERROR
-    eGeneralErrors cme;    // the answer is a CME error
-    bool goesOn;
-};
+using tRefusalCase = std::tuple<sStep, const char*>;
 
-class SetupRefusal : public BringUpSteps,
-                     public ::testing::WithParamInterface<std::tuple<sRefusalCase, const char*>> {};
+std::string refusalName(const ::testing::TestParamInfo<tRefusalCase>& test) {
+    return testName(std::get<0>(test.param).command) + "_" + std::get<1>(test.param);
+}
+
+eGeneralErrors refusalResult(const sStep& step, const std::string& kind) {
+    if (step.refusal == eRefusal::GOES_ON) return eSUCCESS;
+    if (step.refusal == eRefusal::OWN_NUMBER && kind == "cme") return eERROR_DEVICE_SIM_LOCKED_CNUM;
+    return eERROR_DEVICE_RESPONSE_ERROR;
+}
+
+class SetupRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
 
 TEST_P(SetupRefusal, AtACommand_EndsThereOrIsGotOver) {
     const auto& [test, kind] = GetParam();
@@ -152,39 +157,15 @@ TEST_P(SetupRefusal, AtACommand_EndsThereOrIsGotOver) {
     ASSERT_NE(found, healthy.end());
     start();
     faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
-    EXPECT_EQ(setup(), kind == std::string("error") ? test.error : test.cme);
-    EXPECT_EQ(commands(), test.goesOn ? healthy : tCommands(healthy.begin(), found + 1));
+    EXPECT_EQ(setup(), refusalResult(test, kind));
+    EXPECT_EQ(commands(),
+              test.refusal == eRefusal::GOES_ON ? healthy : tCommands(healthy.begin(), found + 1));
 }
 
-constexpr eGeneralErrors REFUSED = eERROR_DEVICE_RESPONSE_ERROR;
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, SetupRefusal,
-    ::testing::Combine(::testing::Values(sRefusalCase{"AT+GMM", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CMEE=1", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#GPIO=1,0,2", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#SLED=3,5,30", REFUSED, REFUSED, false},
-                                         sRefusalCase{"ATI3", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CGMR", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#CFVR", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#FWSWITCH=?", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"ATI5", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+COPN", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CGSN", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#TEMPMON=1", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CNUM", REFUSED,
-                                                      eERROR_DEVICE_SIM_LOCKED_CNUM, false},
-                                         sRefusalCase{"AT+CGDCONT?", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CMGF=0", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"AT+CGATT?", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"AT#PSNT=0", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CGACT=0,1", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"AT+CGDCONT=1,\"IPV4V6\",\"internet\"",
-                                                      REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+WS46?", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"AT+COPS=0", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"AT#AUTOBND=0", eSUCCESS, eSUCCESS, true}),
-                       ::testing::Values("error", "cme")));
+INSTANTIATE_TEST_SUITE_P(Each, SetupRefusal,
+                         ::testing::Combine(::testing::ValuesIn(refusalsOf(setupSteps())),
+                                            ::testing::Values("error", "cme")),
+                         refusalName);
 
 TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverComesOfTheSim) {
     start();
@@ -209,32 +190,51 @@ TEST_F(BringUpSteps, SimSlotQueryRefused_LeavesTheSlotUnknownSoThatNoApnIsSet) {
 
 // The SIM is looked at eight times. A look that only serves getSimStatus may fail: what counts is
 // the state that the second of its two looks found. The other two looks must succeed.
-class SetupSimRefusal
-    : public BringUpSteps,
-      public ::testing::WithParamInterface<std::tuple<size_t, size_t, const char*>> {
+struct sLook {
+    size_t look;
+    sPlace query;
+};
+
+void PrintTo(const sLook& look, std::ostream* out) {
+    *out << look.query.command << " of look " << look.look;
+}
+
+// Where set-up looks at the SIM, as often as its list says.
+std::vector<sLook> looksAtTheSim() {
+    const tCommands sent = setupCommands();
+    const tCommands queries = simCommands();
+    std::vector<sLook> looks;
+    const auto count = static_cast<size_t>(std::count(sent.begin(), sent.end(), queries.front()));
+    for (size_t look = 0; look < count; ++look)
+        for (const sPlace& query : placesOf(queries))
+            looks.push_back({look, query});
+    return looks;
+}
+
+class SetupSimRefusal : public BringUpSteps, public ::testing::WithParamInterface<sLook> {
   protected:
     // simCommands() of a look, cut behind the refused command.
     tCommands look(size_t index) const {
-        const auto& [refusedLook, refusedQuery, kind] = GetParam();
-        return index == refusedLook ? firstOf(simCommands(), refusedQuery + 1) : simCommands();
+        const auto& [refusedLook, query] = GetParam();
+        return index == refusedLook ? firstOf(simCommands(), query.index + 1) : simCommands();
     }
     bool isStateLost(size_t index) const {
-        const auto& [refusedLook, refusedQuery, kind] = GetParam();
-        return index == refusedLook && refusedQuery < 2;
+        const auto& [refusedLook, query] = GetParam();
+        return index == refusedLook && query.index < 2;
     }
 };
 
 TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
-    const auto& [refusedLook, refusedQuery, kind] = GetParam();
+    const auto& [refusedLook, query] = GetParam();
     start();
     order({{"op", "fault"},
-           {"match", simCommands()[refusedQuery]},
-           {"kind", kind},
+           {"match", query.command},
+           {"kind", "cme"},
            {"number", 13},
            {"skip", refusedLook},
            {"count", 1}});
     // Looks that a lost state leaves out are those of the later ones.
-    tCommands expected = sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", look(0));
+    tCommands expected = sequence(commandsBeforeTheSim(), look(0));
     eGeneralErrors result = eSUCCESS;
     append(expected, look(1));
     const bool withoutOperators = isStateLost(1);
@@ -243,7 +243,8 @@ TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
     size_t next = withoutOperators ? 2 : 3;
     const size_t first = next;  // of the poll information
     if (result == eSUCCESS) {
-        append(expected, sequence("AT+CGSN", "AT#TEMPMON=1", look(first), look(first + 1)));
+        append(expected,
+               sequence(commandsOf(numberAndTemperatureSteps()), look(first), look(first + 1)));
         next = first + 2;
         if (!isStateLost(4) || withoutOperators) {
             append(expected, sequence("AT+CNUM", look(first + 2)));
@@ -255,16 +256,17 @@ TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
     if (result == eSUCCESS) {
         append(expected, sequence("AT+CMGF=0", look(next), look(next + 1)));
         if (!isStateLost(next + 1))
-            append(expected, sequence("AT+CGATT?", contextAndRadioCommands()));
+            append(expected, sequence("AT+CGATT?", commandsOf(contextAndRadioSteps())));
     }
     EXPECT_EQ(setup(), result);
     EXPECT_EQ(commands(), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, SetupSimRefusal,
-                         ::testing::Combine(::testing::Range<size_t>(0, 8),
-                                            ::testing::Range<size_t>(0, 5),
-                                            ::testing::Values("cme")));
+INSTANTIATE_TEST_SUITE_P(Each, SetupSimRefusal, ::testing::ValuesIn(looksAtTheSim()),
+                         [](const ::testing::TestParamInfo<sLook>& look) {
+                             return testName(look.param.query.command) + "_in_look_" +
+                                    std::to_string(look.param.look);
+                         });
 
 // ---- other ways through set-up ----------------------------------------------------------------
 
@@ -272,24 +274,24 @@ TEST_F(BringUpSteps, LockedSimWithoutPinFile_ReturnsTwoAfterThePollInformation) 
     start(LOCKED_SIM);
     EXPECT_EQ(setup(), eFAILURE);
     EXPECT_EQ(commands(),
-              sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", simCommands(),
-                       simCommands(), "AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands()));
+              sequence(commandsBeforeTheSim(), simCommands(), simCommands(),
+                       commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands()));
 }
 
 TEST_F(BringUpSteps, SimUnlockedInSetup_EndsRightAfterAnotherLookAtIt) {
     writeFile(CURRENT_PIN, "1234\n");
     start(LOCKED_SIM);
     EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(commands(), sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2",
-                                   simCommands(), simCommands(), "AT+CPIN=1234", simCommands()));
+    EXPECT_EQ(commands(), sequence(commandsBeforeTheSim(), simCommands(), simCommands(),
+                                   "AT+CPIN=1234", simCommands()));
     EXPECT_TRUE(logContains("Modem Ready after "));
 }
 
 TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
     start({{"sim", {{"present", false}}}});
     const tCommands withoutSim =
-        sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", "AT#QSS?", "AT#QSS?",
-                 "AT+CGSN", "AT#TEMPMON=1", "AT#QSS?", "AT#QSS?");
+        sequence(commandsBeforeTheSim(), "AT#QSS?", "AT#QSS?",
+                 commandsOf(numberAndTemperatureSteps()), "AT#QSS?", "AT#QSS?");
     EXPECT_EQ(setup(), eSUCCESS);
     EXPECT_EQ(commands(), sequence(withoutSim, "AT+CMGF=0", "AT#QSS?", "AT#QSS?"));
     passSeconds(590);
@@ -298,8 +300,7 @@ TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
     passSeconds(10);
     EXPECT_EQ(setup(), eERROR_DEVICE_REQUIRES_RESET);
     // The LED shows "not registered" already, so it is not told again.
-    tCommands expected = withoutSim;
-    expected.erase(expected.begin() + 3);
+    const tCommands expected = without(withoutSim, "AT#SLED=3,5,30");
     EXPECT_EQ(commands(), expected);
     EXPECT_EQ(logCount("SIM not detected after 10 minutes, device requires reset"), 2u);
 }
@@ -323,10 +324,10 @@ TEST_F(BringUpSteps, VerizonImageAfterAnUnlock_IsDetachedOnce) {
     commands();
     order({{"op", "set"}, {"attached", true}});
     EXPECT_EQ(setup(), eSUCCESS);
-    tCommands expected =
-        sequence(verizonSetupUpToTheSim(), "AT+CGATT?", "AT+CGATT=0", verizonContextAndRadio());
-    expected.erase(expected.begin() + 3);  // the LED is as it should be
-    EXPECT_EQ(commands(), expected);
+    // The LED is as it should be.
+    EXPECT_EQ(commands(), without(sequence(verizonSetupUpToTheSim(), "AT+CGATT?", "AT+CGATT=0",
+                                           verizonContextAndRadio()),
+                                  "AT#SLED=3,5,30"));
 }
 
 TEST_F(BringUpSteps, VerizonImageWhoseDetachIsRefused_IsNotDetachedAgain) {
@@ -373,9 +374,8 @@ TEST_F(BringUpSteps, VerizonSimOnTheOtherImage_SwitchesTheImage) {
     EXPECT_EQ(setup(), eERROR_DEVICE_SHOULD_RESET);
     EXPECT_TRUE(logContains("DEBUG: getDeviceSimInfo(): SIM carrier is Verizon"));
     EXPECT_EQ(logCount("DEBUG: getModemInfo() SIM Slot not changed"), 1u);
-    EXPECT_EQ(commands(),
-              sequence(modelCommands(), dualIdentityCommands(), "AT#GPIO=2,2", simCommands(),
-                       simCommands(), operatorCommands(), "AT#FWSWITCH=1,1"));
+    EXPECT_EQ(commands(), sequence(commandsBeforeTheSim(true), simCommands(), simCommands(),
+                                   commandsOf(operatorSteps()), "AT#FWSWITCH=1,1"));
     EXPECT_TRUE(device.modem.b_firmware_sim_mismatch);
     EXPECT_EQ(logCount("Firmware Slot is Auto, SIM carrier is Verizon Wireless, setting FW Slot 1"),
               1u);
@@ -396,8 +396,7 @@ TEST_F(BringUpSteps, WrongSimSlot_IsSwitchedBeforeTheSimIsLookedAt) {
     config.apn2 = "second";
     start({{"sim2", {{"imsi", "310260000000001"}}}});
     EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(commands(),
-              sequence(modelCommands(), identityCommands(), "AT#GPIO=2,2", SWITCH_TO_SLOT_2));
+    EXPECT_EQ(commands(), sequence(commandsBeforeTheSim(), SWITCH_TO_SLOT_2));
     EXPECT_EQ(logCount("Switched SIM Slot to Slot #2"), 1u);
     EXPECT_EQ(setup(), eSUCCESS);
     EXPECT_EQ(device.sim.s_carrier, "T-Mobile");
@@ -537,26 +536,21 @@ TEST_F(BringUpSteps, TestModeNotAnswered_IsReportedAllTheSame) {
 
 // ---- polling ----------------------------------------------------------------------------------
 
-class PollSilence : public BringUpSteps, public ::testing::WithParamInterface<size_t> {};
+class PollSilence : public BringUpSteps, public ::testing::WithParamInterface<sPlace> {};
 
 TEST_P(PollSilence, AtAnyCommand_EndsThereAsATimeOut) {
     const tCommands healthy = pollCommands();
-    ASSERT_LT(GetParam(), healthy.size());
     startRegistered();
-    faultAt(healthy, GetParam(), "silence");
+    faultAt(healthy, GetParam().index, "silence");
     EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    tCommands expected = firstOf(healthy, GetParam() + 1);
+    tCommands expected = firstOf(healthy, GetParam().index + 1);
     EXPECT_EQ(commands(), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, PollSilence, ::testing::Range<size_t>(0, 24));
+INSTANTIATE_TEST_SUITE_P(Each, PollSilence, ::testing::ValuesIn(placesOf(pollCommands())),
+                         placeName);
 
-TEST_F(BringUpSteps, Poll_HasTwentyFourCommands) {
-    EXPECT_EQ(pollCommands().size(), 24u);
-}
-
-class PollRefusal : public BringUpSteps,
-                    public ::testing::WithParamInterface<std::tuple<sRefusalCase, const char*>> {};
+class PollRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
 
 TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
     const auto& [test, kind] = GetParam();
@@ -567,23 +561,15 @@ TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
     // A modem in the state after set-up names its errors by number.
     tell("AT+CMEE=1");
     faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
-    EXPECT_EQ(poll(), kind == std::string("error") ? test.error : test.cme);
-    EXPECT_EQ(commands(), test.goesOn ? healthy : tCommands(healthy.begin(), found + 1));
+    EXPECT_EQ(poll(), refusalResult(test, kind));
+    EXPECT_EQ(commands(),
+              test.refusal == eRefusal::GOES_ON ? healthy : tCommands(healthy.begin(), found + 1));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Each, PollRefusal,
-    ::testing::Combine(::testing::Values(sRefusalCase{"AT+CGSN", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#TEMPMON=1", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CNUM", REFUSED,
-                                                      eERROR_DEVICE_SIM_LOCKED_CNUM, false},
-                                         sRefusalCase{"AT+CGDCONT?", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CEREG?", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CIREG?", eSUCCESS, eSUCCESS, true},
-                                         sRefusalCase{"AT#SLED=3,10,30", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT#PSNT?;#RFSTS", REFUSED, REFUSED, false},
-                                         sRefusalCase{"AT+CSQ", REFUSED, REFUSED, false}),
-                       ::testing::Values("error", "cme")));
+INSTANTIATE_TEST_SUITE_P(Each, PollRefusal,
+                         ::testing::Combine(::testing::ValuesIn(refusalsOf(pollSteps())),
+                                            ::testing::Values("error", "cme")),
+                         refusalName);
 
 TEST_F(BringUpSteps, FallBackRegistrationThatFails_EndsThePollAndForgetsTheState) {
     const tCommands sent = sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?");
@@ -623,22 +609,24 @@ TEST_F(BringUpSteps, DeniedRegistration_ShowsItsLedAndReadsTheCell) {
 TEST_F(BringUpSteps, PollOfALockedSim_ReturnsTwoAfterItsStatus) {
     start(LOCKED_SIM);
     EXPECT_EQ(poll(), eFAILURE);
-    EXPECT_EQ(commands(), sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands()));
+    EXPECT_EQ(commands(),
+              sequence(commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands()));
 }
 
 TEST_F(BringUpSteps, PollThatUnlocksTheSim_ReturnsOneRightAway) {
     writeFile(CURRENT_PIN, "1234\n");
     start(LOCKED_SIM);
     EXPECT_EQ(poll(), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(commands(), sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(),
-                                   "AT+CPIN=1234", simCommands()));
+    EXPECT_EQ(commands(), sequence(commandsOf(numberAndTemperatureSteps()), simCommands(),
+                                   simCommands(), "AT+CPIN=1234", simCommands()));
 }
 
 TEST_F(BringUpSteps, PollWithoutSim_GoesOnToRegistration) {
     start({{"sim", {{"present", false}}}});
     EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(), (tCommands{"AT+CGSN", "AT#TEMPMON=1", "AT#QSS?", "AT#QSS?", "AT+CEREG?",
-                                     "AT+CREG?", "AT+CIREG?", "AT#SLED=3,5,30", "AT+CSQ"}));
+    EXPECT_EQ(commands(),
+              sequence(commandsOf(numberAndTemperatureSteps()), "AT#QSS?", "AT#QSS?", "AT+CEREG?",
+                       "AT+CREG?", "AT+CIREG?", "AT#SLED=3,5,30", "AT+CSQ"));
 }
 
 TEST_F(BringUpSteps, FiveMinutesWithoutService_AskForAResetBeforeRegistrationIsRead) {
@@ -683,7 +671,7 @@ TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
               1u);
     const tCommands sent = commands();
     const tCommands expected =
-        sequence("AT+CGSN", "AT#TEMPMON=1", simCommands(), simCommands(), "AT+CSDF=1",
+        sequence(commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands(), "AT+CSDF=1",
                  "AT#CCLKMODE=0", "AT#NITZ=3,0", "AT#CCLK?", "AT+CNUM");
     EXPECT_EQ(firstOf(sent, expected.size()), expected);
     EXPECT_EQ(logCount("Success updating system date/time to '6/15/20 20:32:5'"), 1u);

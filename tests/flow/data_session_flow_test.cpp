@@ -2,8 +2,8 @@
 
 #include "include/debug.h"
 #include "statemachine/timers.h"
-#include "tests/flow/command_lists.h"
 #include "tests/support/in_pass.h"
+#include "tests/support/set_up_commands.h"
 
 namespace {
 

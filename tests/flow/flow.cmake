@@ -41,6 +41,7 @@ cellslot_add_flow_tests(radio_policy
 cellslot_add_flow_tests(status
     SOURCES flow/carrier_list_flow_test.cpp flow/data_connection_flow_test.cpp
             flow/status_file_flow_test.cpp flow/status_flow_test.cpp flow/status_led_flow_test.cpp)
+cellslot_add_flow_tests(status_recordings SOURCES flow/status_recordings_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
 
 cellslot_add_flow_tests(resources SOURCES flow/resources_flow_test.cpp)

@@ -12,7 +12,7 @@
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
-#include "tests/flow/command_lists.h"
+#include "tests/support/set_up_commands.h"
 
 // The operations on PIN and PUK called one by one, their guards, what is left in the files and in
 // the monitors, and the whole lists that a look at the SIM sends.

@@ -15,7 +15,7 @@
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_status.h"
-#include "tests/flow/command_lists.h"
+#include "tests/support/set_up_commands.h"
 
 // The life of a PIN over answers, outages and starts of the daemon, against the simulated SIM.
 

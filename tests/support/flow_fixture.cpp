@@ -98,7 +98,3 @@ std::string cFlowFixture::stored(const std::string& key) {
     char value[512];
     return skvs_get(key.c_str(), value, sizeof value) == -1 ? "(no such key)" : value;
 }
-
-tCommands simCommands() {
-    return {"AT#QSS?", "AT+CPIN?;#PCT", "AT+CLCK=\"SC\",2", "AT+CCID?", "AT+CIMI"};
-}

@@ -55,9 +55,6 @@ class cFlowFixture : public ::testing::Test {
     bool m_problemsAllowed = false;
 };
 
-// The commands of one look at a SIM that is ready.
-tCommands simCommands();
-
 // Commands and lists of them in one list.
 inline void append(tCommands& list, const char* command) {
     list.emplace_back(command);

@@ -2,6 +2,7 @@
 """The built daemon against the simulated modem: real timers, real files, the host's own interface
 script on a real interface. Run inside scripts/private_namespace.sh."""
 
+import json
 import os
 import pathlib
 import re
@@ -14,15 +15,8 @@ import unittest
 from gateway import BIN, PATIENCE, SLOW, LogCatcher, Slot, calls, freshHost, waitUntil
 
 DOWN = "setup_cellint.sh -i wwan0 --down"
-SIM = ["AT#QSS?", "AT+CPIN?;#PCT", 'AT+CLCK="SC",2', "AT+CCID?", "AT+CIMI"]
-POLL_INFO = ["AT+CGSN", "AT#TEMPMON=1", *SIM, *SIM, "AT+CNUM", *SIM, "AT+CGDCONT?"]
-SETUP = ["AT+GMM", "AT+CMEE=1", "AT#GPIO=1,0,2", "AT#SLED=3,5,30", "ATI3", "AT+CGMR", "AT#CFVR",
-         "AT#FWSWITCH=?", "ATI5", "AT#GPIO=2,2", *SIM, *SIM, "AT+COPN", *SIM, *POLL_INFO,
-         "AT+CMGF=0", *SIM, *SIM, "AT+CGATT?", "AT#PSNT=0", "AT+CGACT=0,1",
-         'AT+CGDCONT=1,"IPV4V6","internet"', "AT+WS46?", "AT+COPS=0", "AT#AUTOBND=0"]
-POLL = ["AT", *POLL_INFO, "AT+CEREG?", "AT+CIREG?", "AT#SLED=3,10,30", "AT#PSNT?;#RFSTS", "AT+CSQ"]
-SESSION = ["AT+CGATT?", "AT+CGATT=1", "AT+CGATT?", "AT+COPS?", "AT#NCM=1,1", "AT+CGACT?",
-           "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", 'AT+CGDATA="M-RAW_IP",1']
+# What the daemon sends to a healthy modem: tests/support/set_up_commands.h.
+COMMANDS = json.loads(subprocess.check_output([BIN / "print_commands"]))
 
 
 def run(*command):
@@ -59,7 +53,7 @@ class DaemonTest(unittest.TestCase):
 class BringUp(DaemonTest):
     def test_coldStart_sendsExactlyTheSequenceAndSetsTheInterfaceUp(self):
         slot = self.connectedSlot()
-        expected = SETUP + POLL + SESSION
+        expected = COMMANDS["set_up"] + ["AT"] + COMMANDS["poll"] + COMMANDS["session"]
         self.assertEqual(slot.commands()[:len(expected)], expected)
         self.assertEqual(slot.value("_LAST_CONNECT_ERROR"), "eSUCCESS")
         up = calls("setup_cellint.sh -i wwan0 --up")

@@ -16,6 +16,8 @@ function(cellslot_add_system_test name file)
     endif()
 endfunction()
 
+add_executable(print_commands support/print_commands.cpp)
+target_link_libraries(print_commands PRIVATE cellslot_flow_support)
 foreach(class BringUp Link RefusedStart Console CleanStop Registration Changes ModemAway Files)
     cellslot_add_system_test(daemon.${class} daemon_test.py ${class})
 endforeach()

@@ -14,9 +14,11 @@
 #include "atcmd/sim_commands.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"
+#include "tests/unit/atcmd/every_command.h"
 
 // Every get and set function against a port: the bytes it sends, how long it waits, and what it
-// makes of each kind of answer. All replies here are made up.
+// makes of each kind of answer. All replies here are made up. The rows of identity stand in
+// identity_test.cpp.
 
 namespace {
 
@@ -27,36 +29,6 @@ class cCatalogue : public testing::Environment {
 
 const testing::Environment* const CATALOGUE =
     testing::AddGlobalTestEnvironment(new cCatalogue);  // owned by the test framework
-
-// What a function makes of an answer: which results it has parseCMXerror see, and with it whether
-// a +CME or +CMS error becomes its number.
-enum class eErrors {
-    AS_IS,         // none: -1, whatever the number
-    CONVERTED,     // every failure
-    CMX_ONLY,      // +CME and +CMS errors alone
-    REFUSAL,       // those and ERROR
-    EVERY,         // every result, OK among them
-    SUCCESS,       // none: a refusal is an answer too
-    ALWAYS_ERROR,  // none: -2 for everything but OK
-};
-
-struct sCommand {
-    const char* function;
-    std::function<ePortReturn(int)> call;
-    const char* command;
-    unsigned timeoutS;
-    eErrors errors;
-};
-
-void PrintTo(const sCommand& command, std::ostream* out) {
-    *out << command.function;
-}
-
-sModemInfo dualModem() {
-    sModemInfo modem;
-    modem.b_dual_firmware = true;
-    return modem;
-}
 
 sNetworkInfo registeredNetwork() {
     sNetworkInfo network;
@@ -91,48 +63,10 @@ sConfigFileOpts operatorChoice(const std::string& mode, const std::string& name)
     return config;
 }
 
-template <typename tRecord>
-std::function<ePortReturn(int)> on(ePortReturn (*function)(int, tRecord&),
-                                   const tRecord& initial = {}) {
-    return [=](int fd) {
-        tRecord record = initial;
-        return function(fd, record);
-    };
-}
-
 const sCommand COMMANDS[] = {
     {"sendAT", [](int fd) { return sendAT(fd); }, "AT", 0, eErrors::AS_IS},
     {"setCmee", setCmee, "AT+CMEE=1", 0, eErrors::CONVERTED},
     {"setPsnt", setPsnt, "AT#PSNT=0", 0, eErrors::CONVERTED},
-
-    {"getModemManu", on(getModemManu), "ATI3", 0, eErrors::AS_IS},
-    {"getTelitModel", on(getTelitModel), "AT+GMM", 0, eErrors::AS_IS},
-    {"getDeviceFirmwareVersion", on(getDeviceFirmwareVersion), "AT+CGMR", 0, eErrors::AS_IS},
-    {"getDeviceHardware", on(getDeviceHardware), "ATI5", 0, eErrors::AS_IS},
-    {"getDeviceIMEI", on(getDeviceIMEI), "AT+CGSN", 0, eErrors::AS_IS},
-    {"getDeviceCNUM", on(getDeviceCNUM), "AT+CNUM", 0, eErrors::AS_IS},
-    {"getDeviceTemperature", on(getDeviceTemperature), "AT#TEMPMON=1", 0, eErrors::AS_IS},
-    {"getDeviceDualFirmware", on(getDeviceDualFirmware), "AT#FWSWITCH=?", 0, eErrors::SUCCESS},
-    {"getDeviceFirmwareCarrier", on(getDeviceFirmwareCarrier, dualModem()), "AT#FWSWITCH?", 0,
-     eErrors::ALWAYS_ERROR},
-    {"switchDeviceDualFirmware0",
-     [](int fd) {
-         sModemInfo modem = dualModem();
-         return switchDeviceDualFirmware(fd, modem, 0);
-     },
-     "AT#FWSWITCH=0,1", 0, eErrors::AS_IS},
-    {"switchDeviceDualFirmware1",
-     [](int fd) {
-         sModemInfo modem = dualModem();
-         return switchDeviceDualFirmware(fd, modem, 1);
-     },
-     "AT#FWSWITCH=1,1", 0, eErrors::AS_IS},
-    {"getDeviceFirmwareCfgVer",
-     [](int fd) {
-         std::string version;
-         return getDeviceFirmwareCfgVer(fd, version);
-     },
-     "AT#CFVR", 2, eErrors::CMX_ONLY},
 
     {"getCSQ", on(getCSQ), "AT+CSQ", 0, eErrors::AS_IS},
     {"setCREG", setCREG, "AT+CREG=2", 0, eErrors::AS_IS},
@@ -352,8 +286,6 @@ void expectLastError(eErrors errors, ePortReturn result, const char* text) {
     EXPECT_EQ(g_s_last_cmx_error, parsed ? text : "before");
 }
 
-class EveryCommand : public testing::TestWithParam<sCommand> {};
-
 }  // namespace
 
 TEST_P(EveryCommand, Ok_IsSentOnceAndReturnsOk) {
@@ -409,7 +341,4 @@ TEST_P(EveryCommand, TraceCategory_NamesTheFunctionOnEntry) {
     EXPECT_EQ(entry.substr(entry.size() - 2), "()");
 }
 
-INSTANTIATE_TEST_SUITE_P(Catalogue, EveryCommand, testing::ValuesIn(COMMANDS),
-                         [](const testing::TestParamInfo<sCommand>& command) {
-                             return command.param.function;
-                         });
+INSTANTIATE_TEST_SUITE_P(Catalogue, EveryCommand, testing::ValuesIn(COMMANDS), functionOf);

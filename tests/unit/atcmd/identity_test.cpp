@@ -6,6 +6,7 @@
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"
 #include "tests/support/reply_torture.h"
+#include "tests/unit/atcmd/every_command.h"
 
 // Replies are made up unless a case says that it was recorded.
 
@@ -541,3 +542,48 @@ TEST(IdentityQueries, SilentModem_LeavesTheDefaults) {
     EXPECT_EQ(afterSilence(getDeviceFirmwareCarrier).i_firmware_slot, -1);
     EXPECT_FALSE(afterSilence(getDeviceFirmwareCarrier).b_verizon_firmware);
 }
+
+// ---- every command against a port -------------------------------------------------------------
+
+namespace {
+
+sModemInfo twoImages() {
+    sModemInfo modem;
+    modem.b_dual_firmware = true;
+    return modem;
+}
+
+const sCommand IDENTITY_COMMANDS[] = {
+    {"getModemManu", on(getModemManu), "ATI3", 0, eErrors::AS_IS},
+    {"getTelitModel", on(getTelitModel), "AT+GMM", 0, eErrors::AS_IS},
+    {"getDeviceFirmwareVersion", on(getDeviceFirmwareVersion), "AT+CGMR", 0, eErrors::AS_IS},
+    {"getDeviceHardware", on(getDeviceHardware), "ATI5", 0, eErrors::AS_IS},
+    {"getDeviceIMEI", on(getDeviceIMEI), "AT+CGSN", 0, eErrors::AS_IS},
+    {"getDeviceCNUM", on(getDeviceCNUM), "AT+CNUM", 0, eErrors::AS_IS},
+    {"getDeviceTemperature", on(getDeviceTemperature), "AT#TEMPMON=1", 0, eErrors::AS_IS},
+    {"getDeviceDualFirmware", on(getDeviceDualFirmware), "AT#FWSWITCH=?", 0, eErrors::SUCCESS},
+    {"getDeviceFirmwareCarrier", on(getDeviceFirmwareCarrier, twoImages()), "AT#FWSWITCH?", 0,
+     eErrors::ALWAYS_ERROR},
+    {"switchDeviceDualFirmware0",
+     [](int fd) {
+         sModemInfo modem = twoImages();
+         return switchDeviceDualFirmware(fd, modem, 0);
+     },
+     "AT#FWSWITCH=0,1", 0, eErrors::AS_IS},
+    {"switchDeviceDualFirmware1",
+     [](int fd) {
+         sModemInfo modem = twoImages();
+         return switchDeviceDualFirmware(fd, modem, 1);
+     },
+     "AT#FWSWITCH=1,1", 0, eErrors::AS_IS},
+    {"getDeviceFirmwareCfgVer",
+     [](int fd) {
+         std::string version;
+         return getDeviceFirmwareCfgVer(fd, version);
+     },
+     "AT#CFVR", 2, eErrors::CMX_ONLY},
+};
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(Identity, EveryCommand, testing::ValuesIn(IDENTITY_COMMANDS), functionOf);

@@ -83,12 +83,6 @@ std::string recordedStatus(const std::string& recording, int slot) {
     return withValue(text, "SLED_SLOT", itos(slot));
 }
 
-std::string expectedText(const std::string& name) {
-    const std::string text = readFile(std::string(STATUS_DATA) + "/" + name);
-    EXPECT_FALSE(text.empty()) << name;
-    return text;
-}
-
 std::string withValue(const std::string& status, const std::string& key, const std::string& value) {
     std::istringstream lines(status);
     std::string changed;

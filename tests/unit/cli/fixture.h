@@ -44,8 +44,6 @@ class cStatusHost {
 
 // A recorded status file, as if the slot had written it.
 std::string recordedStatus(const std::string& recording, int slot = 1);
-// An expected text that stands beside the recordings.
-std::string expectedText(const std::string& name);
 // With the value of a key replaced, the key without prefix.
 std::string withValue(const std::string& status, const std::string& key, const std::string& value);
 

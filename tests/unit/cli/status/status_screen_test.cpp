@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/base/display_text.h"
+#include "tests/support/recorded_text.h"
 #include "tests/unit/cli/fixture.h"
 
 namespace {
@@ -17,7 +18,7 @@ class StatusScreen : public testing::Test {
 
     void expectSlot(const sSlotReport& report, const std::string& screen) {
         const tLines lines = slotScreen(report);
-        EXPECT_EQ(joinLines(lines), expectedText(screen + ".screen"));
+        expectRecorded("status/" + screen + ".screen", joinLines(lines));
         for (const std::string& line : lines)
             EXPECT_LE(displayWidth(line), SCREEN_WIDTH) << line;
         EXPECT_LE(lines.size(), 23u);  // with the prompt on a terminal of 24 lines
@@ -116,7 +117,7 @@ TEST_F(StatusScreen, ThreeSlots_ProblemsStandAboveTheTable) {
     host.addSlot(3, "healthy");
     host.endDaemon(3);
     const tLines lines = slotsScreen({host.report(1), host.report(2), host.report(3, 7200)});
-    EXPECT_EQ(joinLines(lines), expectedText("three_slots.screen"));
+    expectRecorded("status/three_slots.screen", joinLines(lines));
     for (const std::string& line : lines)
         EXPECT_LE(displayWidth(line), SCREEN_WIDTH) << line;
 }

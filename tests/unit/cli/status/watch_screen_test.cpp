@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "cli/base/display_text.h"
+#include "tests/support/recorded_text.h"
 #include "tests/unit/cli/fixture.h"
 
 namespace {
@@ -38,19 +39,19 @@ bool has(const tLines& lines, const std::string& part) {
 }  // namespace
 
 TEST_F(WatchScreen, OneSlotOn24Lines_HasDetailsAndGraph) {
-    EXPECT_EQ(joinLines(screen({host.report(1)})), expectedText("watch_healthy.screen"));
+    expectRecorded("status/watch_healthy.screen", joinLines(screen({host.report(1)})));
 }
 
 TEST_F(WatchScreen, ProblemsNeedRoom_DetailsGiveWay) {
     host.writeStatus(1, recordedStatus("session_refused"));
-    EXPECT_EQ(joinLines(screen({host.report(1)})), expectedText("watch_refused.screen"));
+    expectRecorded("status/watch_refused.screen", joinLines(screen({host.report(1)})));
 }
 
 TEST_F(WatchScreen, ThreeSlots_HaveTableAndAGraphEach) {
     host.addSlot(2, "pin_locked");
     host.addSlot(3, "wcdma");
-    EXPECT_EQ(joinLines(screen({host.report(1), host.report(2), host.report(3)})),
-              expectedText("watch_three.screen"));
+    expectRecorded("status/watch_three.screen",
+                   joinLines(screen({host.report(1), host.report(2), host.report(3)})));
 }
 
 TEST_F(WatchScreen, AnySize_IsKeptAndSaysFirstWhatIsWrong) {

@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# Makes the recorded status files and screens below tests/data again and shows what became different.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+usage() {
+    cat <<'TEXT'
+Usage: renew_status_data.sh
+Builds the tests that own the files of tests/data/status and tests/data/status_file, has them write
+the files again, and shows the difference to what is committed. Read it: each line has to be meant.
+Then run the tests without it.
+  -h, --help  this text
+TEXT
+}
+
+# record PROGRAM FILTER: the tests that FILTER chooses write their files.
+record() {
+    CELLSLOT_RENEW_RECORDINGS=1 scripts/private_namespace.sh --keep "$PWD/build" \
+        "build/debug/bin/$1" --gtest_brief=1 --gtest_filter="$2"
+}
+
+main() {
+    case ${1:-} in
+    "") ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
+    cmake --preset debug
+    cmake --build --preset debug -j 2 \
+        --target status_flow_tests status_recordings_flow_tests cli_tests
+    record status_flow_tests 'StatusFile.Connected*:Status.Keys*'
+    record status_recordings_flow_tests '*'
+    # The screens after the recordings that they show.
+    record cli_tests 'StatusScreen.*:WatchScreen.*'
+    git --no-pager diff --stat -p -- tests/data
+}
+
+main "$@"

@@ -1,0 +1,53 @@
+#ifndef TESTS_UNIT_ATCMD_EVERY_COMMAND_H
+#define TESTS_UNIT_ATCMD_EVERY_COMMAND_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "include/result_codes.h"
+
+// The tests of command_every_query_test.cpp, for rows that stand beside the tests of their subject.
+
+// What a function makes of an answer: which results it has parseCMXerror see, and with it whether
+// a +CME or +CMS error becomes its number.
+enum class eErrors {
+    AS_IS,         // none: -1, whatever the number
+    CONVERTED,     // every failure
+    CMX_ONLY,      // +CME and +CMS errors alone
+    REFUSAL,       // those and ERROR
+    EVERY,         // every result, OK among them
+    SUCCESS,       // none: a refusal is an answer too
+    ALWAYS_ERROR,  // none: -2 for everything but OK
+};
+
+struct sCommand {
+    const char* function;
+    std::function<ePortReturn(int)> call;
+    const char* command;
+    unsigned timeoutS;
+    eErrors errors;
+};
+
+inline void PrintTo(const sCommand& command, std::ostream* out) {
+    *out << command.function;
+}
+
+template <typename tRecord>
+std::function<ePortReturn(int)> on(ePortReturn (*function)(int, tRecord&),
+                                   const tRecord& initial = {}) {
+    return [=](int fd) {
+        tRecord record = initial;
+        return function(fd, record);
+    };
+}
+
+class EveryCommand : public testing::TestWithParam<sCommand> {};
+
+inline std::string functionOf(const testing::TestParamInfo<sCommand>& command) {
+    return command.param.function;
+}
+
+#endif
