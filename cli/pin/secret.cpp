@@ -1,5 +1,6 @@
 #include "cli/pin/secret.h"
 
+#include <poll.h>
 #include <string.h>
 #include <termios.h>
 #include <unistd.h>
@@ -23,11 +24,14 @@ void noteEndingSignal(int number) {
 }
 
 // While one lives the terminal does not show what is typed. A signal that would end the program
-// ends the read instead, and the program when the terminal is as before.
+// ends the wait for input instead, and the program when the terminal is as before. Such signals are
+// taken during that wait only: one that came just before a read would be noted, and the read would
+// wait on.
 class cSilentTerminal {
   public:
     explicit cSilentTerminal(int terminal) : m_terminal(terminal) {
         s_endingSignal = 0;
+        blockEndingSignals();
         struct sigaction action {};
         action.sa_handler = noteEndingSignal;
         for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i)
@@ -46,28 +50,47 @@ class cSilentTerminal {
         for (size_t i = 0; i < std::size(ENDING_SIGNALS); ++i)
             sigaction(ENDING_SIGNALS[i], &m_signals[i], nullptr);
         signal(SIGTSTP, m_stop);
+        sigprocmask(SIG_SETMASK, &m_maskBefore, nullptr);
         if (s_endingSignal != 0) raise(s_endingSignal);
     }
 
     cSilentTerminal(const cSilentTerminal&) = delete;
     cSilentTerminal& operator=(const cSilentTerminal&) = delete;
 
+    // False when a signal came instead that ends the program.
+    bool waitForInput() const {
+        pollfd input = {m_terminal, POLLIN, 0};
+        while (ppoll(&input, 1, nullptr, &m_maskBefore) < 0 && errno == EINTR)
+            if (s_endingSignal != 0) return false;
+        return true;
+    }
+
   private:
+    void blockEndingSignals() {
+        sigset_t ending;
+        sigemptyset(&ending);
+        for (const int number : ENDING_SIGNALS)
+            sigaddset(&ending, number);
+        sigprocmask(SIG_BLOCK, &ending, &m_maskBefore);
+    }
+
     int m_terminal;
+    sigset_t m_maskBefore{};
     termios m_before{};
     struct sigaction m_signals[std::size(ENDING_SIGNALS)]{};
     void (*m_stop)(int) = SIG_DFL;
 };
 
-bool readLine(int input, cSecret& secret) {
+// terminal: nullptr where the input is none.
+bool readLine(int input, cSecret& secret, const cSilentTerminal* terminal) {
     secret.clear();
     char c = 0;
     bool any = false;
-    while (true) {
+    while (terminal == nullptr || terminal->waitForInput()) {
         const ssize_t count = read(input, &c, 1);
-        if (count < 0 && errno == EINTR && s_endingSignal == 0) continue;
-        if (count < 0 && errno != EINTR) throw systemFailure("read the secret", errno);
-        if (count <= 0) break;
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) throw systemFailure("read the secret", errno);
+        if (count == 0) break;
         any = true;
         if (c == '\n') break;
         if (c != '\r') secret.add(c);
@@ -106,9 +129,9 @@ bool cSecret::operator==(const cSecret& other) const {
 }
 
 bool readSecret(int input, const std::string& prompt, cSecret& secret) {
-    if (isatty(input) == 0) return readLine(input, secret);
+    if (isatty(input) == 0) return readLine(input, secret, nullptr);
     const cSilentTerminal silence(input);
     if (write(STDERR_FILENO, prompt.data(), prompt.size()) < 0)
         throw systemFailure("write to the terminal", errno);
-    return readLine(input, secret) && s_endingSignal == 0;
+    return readLine(input, secret, &silence) && s_endingSignal == 0;
 }
