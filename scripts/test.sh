@@ -16,7 +16,7 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps inclu
     packaging platform scripts sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
-releaseTargets=(cellslot cellslotd gateway_day le910sim skvs platform_tests)
+releaseTargets=(cellslot cellslotd gateway_day le910sim print_commands skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow|matrix')
 lintOptions=(--quick)
