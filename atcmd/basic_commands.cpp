@@ -9,34 +9,34 @@ constexpr int UNSOLICITED_MAX = 1024;
 
 }  // namespace
 
-ePortReturn sendAT(int fd) {
+ePortReturn sendAT(int port) {
     std::string response;
-    return sendAT(fd, response);
+    return sendAT(port, response);
 }
 
-ePortReturn sendAT(int fd, std::string& response) {
+ePortReturn sendAT(int port, std::string& response) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_AT), eParseCmx::NEVER, 0, &response);
+    return queryModem(port, commandText(eAT_CMD_AT), eParseCmx::NEVER, 0, &response);
 }
 
-ePortReturn setCmee(int fd) {
+ePortReturn setCmee(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CMEE_SET, "1"), eParseCmx::ON_FAILURE);
+    return queryModem(port, commandText(eAT_CMD_CMEE_SET, "1"), eParseCmx::ON_FAILURE);
 }
 
-ePortReturn setPsnt(int fd) {
+ePortReturn setPsnt(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_PSNT_SET, "0"), eParseCmx::ON_FAILURE);
+    return queryModem(port, commandText(eAT_CMD_PSNT_SET, "0"), eParseCmx::ON_FAILURE);
 }
 
-void checkUnsolicitedMsg(int fd) {
+void checkUnsolicitedMsg(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string text;
-    if (getUnsolicitedMsg(fd, text) <= 0) return;
+    if (getUnsolicitedMsg(port, text) <= 0) return;
     for (const std::string& line : responseLines(text))
         debug(eLOG_AT_DETAIL, g_i_debugMode, "Unsolicited message: '%s'", line.c_str());
 }
 
-int getUnsolicitedMsg(int fd, std::string& text) {
-    return readFromPort(fd, text, UNSOLICITED_MAX);
+int getUnsolicitedMsg(int port, std::string& text) {
+    return readFromPort(port, text, UNSOLICITED_MAX);
 }

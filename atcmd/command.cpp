@@ -66,11 +66,11 @@ std::string commandText(eAtCmd command, const std::string& arguments) {
     return atCmd_Map[command] + arguments;
 }
 
-ePortReturn queryModem(int fd, const std::string& command, eParseCmx parsing, unsigned timeoutS,
+ePortReturn queryModem(int port, const std::string& command, eParseCmx parsing, unsigned timeoutS,
                        std::string* response) {
     std::string ignored;
     std::string& text = response != nullptr ? *response : ignored;
-    ePortReturn result = sendAtCommand(fd, command, text, timeoutS);
+    ePortReturn result = sendAtCommand(port, command, text, timeoutS);
     if (isParsed(parsing, result)) parseCMXerror(result, text);
     return result;
 }

@@ -37,15 +37,15 @@ enum class eParseCmx {
 
 // Sends a command and returns the transaction's result, with the number of a +CME or +CMS error
 // where parsing says so. response: all that the modem said, for those who need it.
-ePortReturn queryModem(int fd, const std::string& command, eParseCmx parsing, unsigned timeoutS = 0,
-                       std::string* response = nullptr);
+ePortReturn queryModem(int port, const std::string& command, eParseCmx parsing,
+                       unsigned timeoutS = 0, std::string* response = nullptr);
 
 // The same, with the response of an ePORT_OK handed to a parse function.
 template <typename tRecord>
-ePortReturn queryInto(int fd, const std::string& command, eParseCmx parsing, tRecord& record,
+ePortReturn queryInto(int port, const std::string& command, eParseCmx parsing, tRecord& record,
                       void (*parse)(const std::string&, tRecord&), unsigned timeoutS = 0) {
     std::string response;
-    const ePortReturn result = queryModem(fd, command, parsing, timeoutS, &response);
+    const ePortReturn result = queryModem(port, command, parsing, timeoutS, &response);
     if (result == ePORT_OK) parse(response, record);
     return result;
 }

@@ -90,11 +90,11 @@ void resetIdentityState() {
     g_identityState = {};
 }
 
-ePortReturn getModemManu(int fd, sModemInfo& modem) {
+ePortReturn getModemManu(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_manufacturer = NAME_UNKNOWN;
     modem.b_manufacturer_is_telit = false;
-    return queryInto(fd, commandText(eAT_CMD_ATI3), eParseCmx::NEVER, modem, parseModemManu);
+    return queryInto(port, commandText(eAT_CMD_ATI3), eParseCmx::NEVER, modem, parseModemManu);
 }
 
 // ATI3\r\r\nTelit\r\n\r\nOK\r\n
@@ -115,12 +115,12 @@ void parseModemManu(const std::string& response, sModemInfo& modem) {
     }
 }
 
-ePortReturn getTelitModel(int fd, sModemInfo& modem) {
+ePortReturn getTelitModel(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     setModel(modem, eTELIT_MODEL_UNKNOWN, 0);
     std::string response;
     const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_GMM), eParseCmx::NEVER, 0, &response);
+        queryModem(port, commandText(eAT_CMD_GMM), eParseCmx::NEVER, 0, &response);
     if (result != ePORT_OK) return result;
     parseTelitModel(response, modem);
     const bool isTestMode = modem.e_model == eTELIT_MODEL_UNKNOWN &&
@@ -136,10 +136,10 @@ void parseTelitModel(const std::string& response, sModemInfo& modem) {
         if (takeModel(line, modem)) return;
 }
 
-ePortReturn getDeviceFirmwareVersion(int fd, sModemInfo& modem) {
+ePortReturn getDeviceFirmwareVersion(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_firmware_version = FIRMWARE_VERSION_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CGMR), eParseCmx::NEVER, modem,
+    return queryInto(port, commandText(eAT_CMD_CGMR), eParseCmx::NEVER, modem,
                      parseDeviceFirmwareVersion);
 }
 
@@ -152,10 +152,10 @@ void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem) 
     }
 }
 
-ePortReturn getDeviceHardware(int fd, sModemInfo& modem) {
+ePortReturn getDeviceHardware(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_hardware = NAME_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_ATI5), eParseCmx::NEVER, modem, parseDeviceHardware);
+    return queryInto(port, commandText(eAT_CMD_ATI5), eParseCmx::NEVER, modem, parseDeviceHardware);
 }
 
 // DOB 1.10
@@ -164,11 +164,11 @@ void parseDeviceHardware(const std::string& response, sModemInfo& modem) {
     modem.s_hardware = modemText(cleanBeginEndWhiteSpace(responseRest(response, "DOB")));
 }
 
-ePortReturn getDeviceIMEI(int fd, sModemInfo& modem) {
+ePortReturn getDeviceIMEI(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_imei = IMEI_UNKNOWN;
     modem.s_serial_number = IMEI_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CGSN), eParseCmx::NEVER, modem, parseDeviceIMEI);
+    return queryInto(port, commandText(eAT_CMD_CGSN), eParseCmx::NEVER, modem, parseDeviceIMEI);
 }
 
 // 353238060000001
@@ -182,11 +182,11 @@ void parseDeviceIMEI(const std::string& response, sModemInfo& modem) {
     }
 }
 
-ePortReturn getDeviceCNUM(int fd, sModemInfo& modem) {
+ePortReturn getDeviceCNUM(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.s_own_number = OWN_NUMBER_UNKNOWN;
     modem.i_own_number_type = 0;
-    return queryInto(fd, commandText(eAT_CMD_CNUM), eParseCmx::NEVER, modem, parseDeviceCNUM);
+    return queryInto(port, commandText(eAT_CMD_CNUM), eParseCmx::NEVER, modem, parseDeviceCNUM);
 }
 
 // +CNUM: "name","15551230000",129     3GPP TS 27.007 section 7.1
@@ -200,12 +200,12 @@ void parseDeviceCNUM(const std::string& response, sModemInfo& modem) {
     modem.i_own_number_type = static_cast<uint16_t>(textToInt(cleanNonNumeric(fields[2])));
 }
 
-ePortReturn getDeviceTemperature(int fd, sModemInfo& modem) {
+ePortReturn getDeviceTemperature(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     modem.i_temperature_c = TEMPERATURE_UNKNOWN_C;
     modem.e_temp_level = eTEMP_LEVEL_UNKNOWN;
     modem.s_temp_level = mapText(telitTempLevel_Map, eTEMP_LEVEL_UNKNOWN);
-    return queryInto(fd, commandText(eAT_CMD_TEMPMON), eParseCmx::NEVER, modem,
+    return queryInto(port, commandText(eAT_CMD_TEMPMON), eParseCmx::NEVER, modem,
                      parseDeviceTemperature);
 }
 
@@ -230,15 +230,16 @@ void parseDeviceTemperature(const std::string& response, sModemInfo& modem) {
     logTemperatureChange(modem);
 }
 
-ePortReturn getDeviceDualFirmware(int fd, sModemInfo& modem) {
+ePortReturn getDeviceDualFirmware(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_FWSWITCH_TEST), eParseCmx::NEVER);
+    const ePortReturn result =
+        queryModem(port, commandText(eAT_CMD_FWSWITCH_TEST), eParseCmx::NEVER);
     modem.b_dual_firmware = result == ePORT_OK;
     return isPortError(result) ? ePORT_OK : result;
 }
 
-ePortReturn getDeviceFirmwareCarrier(int fd, sModemInfo& modem) {
+ePortReturn getDeviceFirmwareCarrier(int port, sModemInfo& modem) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
     if (!modem.b_dual_firmware) {
@@ -246,7 +247,7 @@ ePortReturn getDeviceFirmwareCarrier(int fd, sModemInfo& modem) {
         return ePORT_OK;
     }
     std::string response;
-    if (queryModem(fd, commandText(eAT_CMD_FWSWITCH_GET), eParseCmx::NEVER, 0, &response) !=
+    if (queryModem(port, commandText(eAT_CMD_FWSWITCH_GET), eParseCmx::NEVER, 0, &response) !=
         ePORT_OK)
         return ePORT_ERROR;
     parseDeviceFirmwareCarrier(response, modem);
@@ -264,7 +265,7 @@ void parseDeviceFirmwareCarrier(const std::string& response, sModemInfo& modem) 
         setFirmwareCarrier(modem, eFIRMWARE_CARRIER_UNKNOWN, eFIRMWARE_SLOT_AUTO);
 }
 
-ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot) {
+ePortReturn switchDeviceDualFirmware(int port, sModemInfo& modem, signed char slot) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (!modem.b_dual_firmware) {
         debug(eLOG_NOTICE, g_i_debugMode,
@@ -277,18 +278,18 @@ ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot
         return ePORT_ERROR;
     }
     const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"), eParseCmx::NEVER);
+        queryModem(port, commandText(eAT_CMD_FWSWITCH_SET, itos(slot) + ",1"), eParseCmx::NEVER);
     if (result != ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Failed to switch Firmware to slot %d",
               __func__, slot);
     return result;
 }
 
-ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version) {
+ePortReturn getDeviceFirmwareCfgVer(const int& port, std::string& version) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     version = CFG_VERSION_UNKNOWN;
     const std::string command = commandText(eAT_CMD_CFVR);
-    const ePortReturn result = queryInto(fd, command, eParseCmx::ON_CMX_ERROR, version,
+    const ePortReturn result = queryInto(port, command, eParseCmx::ON_CMX_ERROR, version,
                                          parseFirmwareCfgVer, CFG_VERSION_TIMEOUT_S);
     logFailedCommand(__func__, command, result);
     return result;

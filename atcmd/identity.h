@@ -9,45 +9,45 @@
 // line leaves the defaults; results are those of the transaction, a CME error stays
 // ePORT_CMX_ERROR except where told.
 
-ePortReturn getModemManu(int fd, sModemInfo& modem);
+ePortReturn getModemManu(int port, sModemInfo& modem);
 void parseModemManu(const std::string& response, sModemInfo& modem);
 
 // ePORT_ERROR with model eTELIT_MODEL_NOT_INITED when the modem answers that its software is not
 // initialised, although the transaction succeeded.
-ePortReturn getTelitModel(int fd, sModemInfo& modem);
+ePortReturn getTelitModel(int port, sModemInfo& modem);
 void parseTelitModel(const std::string& response, sModemInfo& modem);
 
-ePortReturn getDeviceFirmwareVersion(int fd, sModemInfo& modem);
+ePortReturn getDeviceFirmwareVersion(int port, sModemInfo& modem);
 void parseDeviceFirmwareVersion(const std::string& response, sModemInfo& modem);
 
-ePortReturn getDeviceHardware(int fd, sModemInfo& modem);
+ePortReturn getDeviceHardware(int port, sModemInfo& modem);
 void parseDeviceHardware(const std::string& response, sModemInfo& modem);
 
 // AT+CGSN is the product serial number (3GPP TS 27.007 section 5.4), in these modems the IMEI: both
 // fields are filled.
-ePortReturn getDeviceIMEI(int fd, sModemInfo& modem);
+ePortReturn getDeviceIMEI(int port, sModemInfo& modem);
 void parseDeviceIMEI(const std::string& response, sModemInfo& modem);
 
-ePortReturn getDeviceCNUM(int fd, sModemInfo& modem);
+ePortReturn getDeviceCNUM(int port, sModemInfo& modem);
 void parseDeviceCNUM(const std::string& response, sModemInfo& modem);
 
-ePortReturn getDeviceTemperature(int fd, sModemInfo& modem);
+ePortReturn getDeviceTemperature(int port, sModemInfo& modem);
 void parseDeviceTemperature(const std::string& response, sModemInfo& modem);
 
 // A modem that refuses the command has one firmware image: that is ePORT_OK too.
-ePortReturn getDeviceDualFirmware(int fd, sModemInfo& modem);
+ePortReturn getDeviceDualFirmware(int port, sModemInfo& modem);
 
 // Asks a modem with two images; one with a single image is known by its model and not asked.
 // ePORT_ERROR for every failed transaction.
-ePortReturn getDeviceFirmwareCarrier(int fd, sModemInfo& modem);
+ePortReturn getDeviceFirmwareCarrier(int port, sModemInfo& modem);
 void parseDeviceFirmwareCarrier(const std::string& response, sModemInfo& modem);
 
 // Slot 0 or 1. ePORT_ERROR without sending for another slot and for a modem with one image. The
 // record is not changed; the modem restarts itself.
-ePortReturn switchDeviceDualFirmware(int fd, sModemInfo& modem, signed char slot);
+ePortReturn switchDeviceDualFirmware(int port, sModemInfo& modem, signed char slot);
 
 // version is "-1" when it cannot be read. A CME error is returned as its number.
-ePortReturn getDeviceFirmwareCfgVer(const int& fd, std::string& version);
+ePortReturn getDeviceFirmwareCfgVer(const int& port, std::string& version);
 void parseFirmwareCfgVer(const std::string& response, std::string& version);
 
 // Forgets the temperature level that was logged last.

@@ -16,13 +16,13 @@ std::string trimmedThenUnquoted(const std::string& text) {
 
 }  // namespace
 
-ePortReturn getCopsAct(int fd, sNetworkInfo& network) {
+ePortReturn getCopsAct(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_cops_mode = -1;
     network.s_operator = NAME_UNKNOWN;
     network.e_cops_act = eCOPS_ACT_UNKNOWN;
     network.s_cops_act = mapText(telitCopsAct_Map, eCOPS_ACT_UNKNOWN);
-    return queryInto(fd, commandText(eAT_CMD_COPS_GET), eParseCmx::ON_FAILURE, network,
+    return queryInto(port, commandText(eAT_CMD_COPS_GET), eParseCmx::ON_FAILURE, network,
                      parseCopsAct);
 }
 
@@ -39,11 +39,11 @@ void parseCopsAct(const std::string& response, sNetworkInfo& network) {
     network.s_cops_act = mapText(telitCopsAct_Map, technology);
 }
 
-ePortReturn getCarrierList(int fd) {
+ePortReturn getCarrierList(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (!telitCarrier_list_Map.empty()) return ePORT_OK;
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_COPN), eParseCmx::NEVER,
+    const ePortReturn result = queryModem(port, commandText(eAT_CMD_COPN), eParseCmx::NEVER,
                                           OPERATOR_LIST_TIMEOUT_S, &response);
     if (result == ePORT_OK) parseCarrierList(response);
     return result;

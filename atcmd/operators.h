@@ -9,11 +9,11 @@
 // sections 7.3 and 7.21.
 
 // A CME error is returned as its number.
-ePortReturn getCopsAct(int fd, sNetworkInfo& network);
+ePortReturn getCopsAct(int port, sNetworkInfo& network);
 void parseCopsAct(const std::string& response, sNetworkInfo& network);
 
 // Fills telitCarrier_list_Map, once per process: a list that is there is not asked for again.
-ePortReturn getCarrierList(int fd);
+ePortReturn getCarrierList(int port);
 void parseCarrierList(const std::string& response);
 
 // The operator name of a numeric PLMN, NAME_UNKNOWN where there is none.

@@ -73,10 +73,10 @@ const char* familyText(eIPvFamilyPref family) {
 
 }  // namespace
 
-ePortReturn getCGATT(int fd, sNetworkInfo& network) {
+ePortReturn getCGATT(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_attached = -1;
-    return queryInto(fd, commandText(eAT_CMD_CGATT_GET), eParseCmx::ON_FAILURE, network,
+    return queryInto(port, commandText(eAT_CMD_CGATT_GET), eParseCmx::ON_FAILURE, network,
                      parseCGATT);
 }
 
@@ -86,19 +86,19 @@ void parseCGATT(const std::string& response, sNetworkInfo& network) {
     network.i_attached = state == "1" ? 1 : state == "0" ? 0 : -1;
 }
 
-ePortReturn setCGATT(const int& fd, const bool& attach) {
+ePortReturn setCGATT(const int& port, const bool& attach) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CGATT_SET, onOff(attach)), eParseCmx::NEVER,
+    return queryModem(port, commandText(eAT_CMD_CGATT_SET, onOff(attach)), eParseCmx::NEVER,
                       ATTACH_TIMEOUT_S);
 }
 
-ePortReturn getCGACT(int fd, bool& active, const std::string& cid, std::string& activeList) {
+ePortReturn getCGACT(int port, bool& active, const std::string& cid, std::string& activeList) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     active = false;
     activeList.clear();
     std::string response;
     const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_CGACT_GET), eParseCmx::ON_FAILURE, 0, &response);
+        queryModem(port, commandText(eAT_CMD_CGACT_GET), eParseCmx::ON_FAILURE, 0, &response);
     if (result == ePORT_OK) parseCGACT(response, active, cid, activeList);
     return result;
 }
@@ -129,17 +129,17 @@ void parseCGACT(const std::string& response, bool& active, const std::string& ci
     }
 }
 
-ePortReturn setCGACT(int fd, const std::string& cid, bool activate) {
+ePortReturn setCGACT(int port, const std::string& cid, bool activate) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CGACT_SET, onOff(activate) + "," + cid),
+    return queryModem(port, commandText(eAT_CMD_CGACT_SET, onOff(activate) + "," + cid),
                       eParseCmx::ALWAYS, ACTIVATE_TIMEOUT_S);
 }
 
-ePortReturn getCGPADDR(int fd, const std::string& cid, std::string& address) {
+ePortReturn getCGPADDR(int port, const std::string& cid, std::string& address) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string response;
-    const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_CGPADDR_SET, cid), eParseCmx::ON_FAILURE, 0, &response);
+    const ePortReturn result = queryModem(port, commandText(eAT_CMD_CGPADDR_SET, cid),
+                                          eParseCmx::ON_FAILURE, 0, &response);
     if (result == ePORT_OK) address = parseCGPADDR(cid, response);
     return result;
 }
@@ -158,12 +158,12 @@ std::string parseCGPADDR(const std::string& cid, const std::string& response) {
     return "";
 }
 
-ePortReturn getCGCONTRDP(int fd, sDeviceInfo& device, const std::string& cid) {
+ePortReturn getCGCONTRDP(int port, sDeviceInfo& device, const std::string& cid) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     resetPdpDynamicContent(device.network);
     device.s_ipv4_address.clear();
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_CGCONTRDP_SET, cid),
+    const ePortReturn result = queryModem(port, commandText(eAT_CMD_CGCONTRDP_SET, cid),
                                           eParseCmx::ON_FAILURE, 0, &response);
     if (result == ePORT_OK) parseCGCONTRDP(response, device);
     return result;
@@ -184,16 +184,16 @@ void parseCGCONTRDP(const std::string& response, sDeviceInfo& device) {
     }
 }
 
-ePortReturn setNcmMode(int fd, const std::string& cid, bool enable) {
+ePortReturn setNcmMode(int port, const std::string& cid, bool enable) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_NCM_SET, onOff(enable) + "," + cid),
+    return queryModem(port, commandText(eAT_CMD_NCM_SET, onOff(enable) + "," + cid),
                       eParseCmx::ALWAYS);
 }
 
-ePortReturn setCgdataMode(int fd, const std::string& cid) {
+ePortReturn setCgdataMode(int port, const std::string& cid) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string response;
-    const ePortReturn result = queryModem(fd, commandText(eAT_CMD_CGDATA_SET, RAW_IP_LAYER + cid),
+    const ePortReturn result = queryModem(port, commandText(eAT_CMD_CGDATA_SET, RAW_IP_LAYER + cid),
                                           eParseCmx::ALWAYS, 0, &response);
     // Modems of the family send nothing after CONNECT, so the wait for a final code runs out.
     const bool mayHoldConnect = result == ePORT_OK || result == ePORT_NO_FINAL_RESULT;
@@ -206,12 +206,12 @@ bool parseCgdataMode(const std::string& response) {
     return false;
 }
 
-ePortReturn getCGDCONT(int fd, sDeviceInfo& device, const sConfigFileOpts& config) {
+ePortReturn getCGDCONT(int port, sDeviceInfo& device, const sConfigFileOpts& config) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     resetModemApnList(device.modem);
     std::string response;
     const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_CGDCONT_GET), eParseCmx::NEVER, 0, &response);
+        queryModem(port, commandText(eAT_CMD_CGDCONT_GET), eParseCmx::NEVER, 0, &response);
     if (result == ePORT_OK) parseCGDCONT(response, device, config);
     return result;
 }
@@ -231,13 +231,13 @@ void parseCGDCONT(const std::string& response, sDeviceInfo& device, const sConfi
     }
 }
 
-ePortReturn setCGDCONT(int fd, const std::string& cid, const std::string& apn,
+ePortReturn setCGDCONT(int port, const std::string& cid, const std::string& apn,
                        eIPvFamilyPref family) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     const std::string command =
         commandText(eAT_CMD_CGDCONT_SET,
                     cid + "," + doubleQuoted(familyText(family)) + "," + doubleQuoted(apn));
-    const ePortReturn result = queryModem(fd, command, eParseCmx::ON_REFUSAL);
+    const ePortReturn result = queryModem(port, command, eParseCmx::ON_REFUSAL);
     if (result == ePORT_OK)
         debug(eLOG_AT_DETAIL, g_i_debugMode, "Success setting APN with cmd '%s'", command.c_str());
     else if (result == ePORT_NO_FINAL_RESULT)
@@ -249,16 +249,16 @@ ePortReturn setCGDCONT(int fd, const std::string& cid, const std::string& apn,
     return result;
 }
 
-ePortReturn setPDPAUTH(int fd, const sConfigFileOpts& config) {
+ePortReturn setPDPAUTH(int port, const sConfigFileOpts& config) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     return queryModem(
-        fd,
+        port,
         commandText(eAT_CMD_PDPAUTH_SET, config.profileContext + "," + itos(config.authType) + "," +
                                              config.username + "," + config.password),
         eParseCmx::ALWAYS);
 }
 
-ePortReturn setIMSPDPAPN(int fd) {
+ePortReturn setIMSPDPAPN(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_IMSPDPSET_SET, IMS_APN), eParseCmx::ALWAYS);
+    return queryModem(port, commandText(eAT_CMD_IMSPDPSET_SET, IMS_APN), eParseCmx::ALWAYS);
 }

@@ -25,9 +25,9 @@ bool isAnswerToAnother(const std::string& response) {
 
 }  // namespace
 
-int getPortState(const std::string& device, int& handle) {
-    if (handle != -1) return testPortState(handle);
-    switch (openDevice(device, handle)) {
+int getPortState(const std::string& device, int& port) {
+    if (port != -1) return testPortState(port);
+    switch (openDevice(device, port)) {
         case 0:
             return ePORT_STATE_GOOD;
         case ENOENT:
@@ -37,13 +37,13 @@ int getPortState(const std::string& device, int& handle) {
     }
 }
 
-int testPortState(int handle) {
-    if (handle == -1) return ePORT_STATE_CLOSED;
+int testPortState(int port) {
+    if (port == -1) return ePORT_STATE_CLOSED;
     std::string response;
-    ePortReturn result = sendAT(handle, response);
+    ePortReturn result = sendAT(port, response);
     if (isAnswered(result) && isAnswerToAnother(response)) {
-        noteOwedAnswer(handle);
-        result = sendAT(handle);
+        noteOwedAnswer(port);
+        result = sendAT(port);
     }
     return isAnswered(result) ? ePORT_STATE_GOOD : ePORT_STATE_FAILED;
 }

@@ -11,10 +11,11 @@ enum ePortState : int {
 };
 
 // Opens a closed port; asks an open one with "AT". A port just opened counts as good.
-int getPortState(const std::string& device, int& handle);
+int getPortState(const std::string& device, int& port);
 
-// GOOD when the modem answers OK or ERROR, FAILED otherwise, CLOSED for a handle of -1. Where the
-// answer is that to an earlier command, the modem is asked again. Unsolicited lines are no reason.
-int testPortState(int handle);
+// GOOD when the modem answers OK or ERROR, FAILED otherwise, CLOSED for a port of -1. If the
+// answer belongs to an earlier command, the modem is asked again; unsolicited lines are no reason
+// to.
+int testPortState(int port);
 
 #endif

@@ -49,12 +49,12 @@ int readClock(const std::string& text, sClockFields& clock) {
 }
 
 // The modem keeps the network's time only after these.
-void prepareClock(int fd) {
+void prepareClock(int port) {
     const std::string commands[] = {commandText(eAT_CMD_CSDF_SET, "1"),
                                     commandText(eAT_CMD_CCLKMODE_SET, "0"),
                                     commandText(eAT_CMD_NITZ_SET, "3,0")};
     for (const std::string& command : commands) {
-        if (queryModem(fd, command, eParseCmx::NEVER) != ePORT_OK)
+        if (queryModem(port, command, eParseCmx::NEVER) != ePORT_OK)
             debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Command '%s' ERROR/TIMEOUT", "getCCLK",
                   command.c_str());
     }
@@ -71,16 +71,16 @@ unsigned char boundedDuration(unsigned char duration) {
 
 }  // namespace
 
-ePortReturn setReboot(int fd) {
+ePortReturn setReboot(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_REBOOT), eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
+    return queryModem(port, commandText(eAT_CMD_REBOOT), eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
 }
 
-ePortReturn getWS46(const int& fd, int& value) {
+ePortReturn getWS46(const int& port, int& value) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     value = 0;
     const std::string command = commandText(eAT_CMD_WS46_GET);
-    const ePortReturn result = queryInto(fd, command, eParseCmx::ON_FAILURE, value, parseWS46);
+    const ePortReturn result = queryInto(port, command, eParseCmx::ON_FAILURE, value, parseWS46);
     logFailedCommand(__func__, command, result, "CME ERROR");
     return result;
 }
@@ -93,12 +93,12 @@ void parseWS46(const std::string& response, int& value) {
     debug(eLOG_AT_DETAIL, g_i_debugMode, "%s(): Found value %s", __func__, text.c_str());
 }
 
-ePortReturn setWS46(const int& fd, const int& value) {
+ePortReturn setWS46(const int& port, const int& value) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_WS46_SET, itos(value)), eParseCmx::ON_FAILURE);
+    return queryModem(port, commandText(eAT_CMD_WS46_SET, itos(value)), eParseCmx::ON_FAILURE);
 }
 
-ePortReturn setCOPS(const int& fd, const sConfigFileOpts& config, eNetOperatorMode mode) {
+ePortReturn setCOPS(const int& port, const sConfigFileOpts& config, eNetOperatorMode mode) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     std::string arguments;
     if (mode == eNET_OPERATOR_FROM_CONFIG) {
@@ -110,39 +110,39 @@ ePortReturn setCOPS(const int& fd, const sConfigFileOpts& config, eNetOperatorMo
         arguments = itos(mode);
     }
     if (arguments.empty()) return static_cast<ePortReturn>(CME_WRONG_MODE);
-    return queryModem(fd, commandText(eAT_CMD_COPS_SET, arguments), eParseCmx::ON_FAILURE,
+    return queryModem(port, commandText(eAT_CMD_COPS_SET, arguments), eParseCmx::ON_FAILURE,
                       SETTING_TIMEOUT_S);
 }
 
-ePortReturn setAUTOBND(const int& fd, const eBandMode& mode) {
+ePortReturn setAUTOBND(const int& port, const eBandMode& mode) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     const char* argument = mode != eBAND_MODE_AUTO ? "2" : "0";
-    return queryModem(fd, commandText(eAT_CMD_AUTOBND_SET, argument), eParseCmx::ON_FAILURE,
+    return queryModem(port, commandText(eAT_CMD_AUTOBND_SET, argument), eParseCmx::ON_FAILURE,
                       SETTING_TIMEOUT_S);
 }
 
 // AT#BND=<GSM band>,<UMTS band>,<LTE bands as decimal mask>
-ePortReturn setBND(const int& fd, const sConfigFileOpts& config) {
+ePortReturn setBND(const int& port, const sConfigFileOpts& config) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     const std::string arguments = itos(static_cast<int>(config.bandGsm)) + "," + config.band3gText +
                                   "," + ltos(static_cast<long long>(config.band4gBits));
-    return queryModem(fd, commandText(eAT_CMD_BND_SET, arguments), eParseCmx::ON_FAILURE,
+    return queryModem(port, commandText(eAT_CMD_BND_SET, arguments), eParseCmx::ON_FAILURE,
                       SETTING_TIMEOUT_S);
 }
 
-ePortReturn setTestMode(const int& fd, const bool& on) {
+ePortReturn setTestMode(const int& port, const bool& on) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_TESTMODE_SET, doubleQuoted(on ? "TM" : "OM")),
+    return queryModem(port, commandText(eAT_CMD_TESTMODE_SET, doubleQuoted(on ? "TM" : "OM")),
                       eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
 }
 
-ePortReturn setStatLedGpioEnable(const int& fd) {
+ePortReturn setStatLedGpioEnable(const int& port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_GPIO_STAT_LED), eParseCmx::ON_FAILURE,
+    return queryModem(port, commandText(eAT_CMD_GPIO_STAT_LED), eParseCmx::ON_FAILURE,
                       SETTING_TIMEOUT_S);
 }
 
-ePortReturn setATSTAT(const int& fd, const eStatLedMode& mode, unsigned char on,
+ePortReturn setATSTAT(const int& port, const eStatLedMode& mode, unsigned char on,
                       unsigned char off) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (mode == eSTAT_LED_NO_ACTION) {
@@ -152,21 +152,21 @@ ePortReturn setATSTAT(const int& fd, const eStatLedMode& mode, unsigned char on,
     std::string arguments = itos(mode);
     if (mode == eSTAT_LED_BLINK)
         arguments += "," + itos(boundedDuration(on)) + "," + itos(boundedDuration(off));
-    return queryModem(fd, commandText(eAT_CMD_SLED_SET, arguments), eParseCmx::ON_FAILURE,
+    return queryModem(port, commandText(eAT_CMD_SLED_SET, arguments), eParseCmx::ON_FAILURE,
                       SETTING_TIMEOUT_S);
 }
 
-ePortReturn setATSTATSAV(const int& fd) {
+ePortReturn setATSTATSAV(const int& port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_SLEDSAV), eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
+    return queryModem(port, commandText(eAT_CMD_SLEDSAV), eParseCmx::ON_FAILURE, SETTING_TIMEOUT_S);
 }
 
-std::string getCCLK(int fd) {
+std::string getCCLK(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    prepareClock(fd);
+    prepareClock(port);
     const std::string command = commandText(eAT_CMD_CCLK_GET);
     std::string response;
-    const ePortReturn result = queryModem(fd, command, eParseCmx::NEVER, 0, &response);
+    const ePortReturn result = queryModem(port, command, eParseCmx::NEVER, 0, &response);
     if (result == ePORT_OK) return parseCCLK(response);
     debug(eLOG_NOTICE, g_i_debugMode,
           result == ePORT_NO_FINAL_RESULT ? "%s(): Command '%s' TIMEOUT"

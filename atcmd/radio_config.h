@@ -14,33 +14,34 @@ constexpr unsigned char g_ui_stat_led_duration_min = 1;
 constexpr unsigned char g_ui_stat_led_duration_max = 100;
 constexpr unsigned char g_ui_stat_led_duration_default = 10;
 
-ePortReturn setReboot(int fd);
+ePortReturn setReboot(int port);
 
 // +WS46 (3GPP TS 27.007 section 5.9); value is 0 when it could not be read.
-ePortReturn getWS46(const int& fd, int& value);
+ePortReturn getWS46(const int& port, int& value);
 void parseWS46(const std::string& response, int& value);
-ePortReturn setWS46(const int& fd, const int& value);
+ePortReturn setWS46(const int& port, const int& value);
 
 // Operator selection by configuration (mode -1), automatic (0) or deregister (2). CME_WRONG_MODE
 // without sending for any other mode, of the call or of the configuration.
-ePortReturn setCOPS(const int& fd, const sConfigFileOpts& config, eNetOperatorMode mode);
+ePortReturn setCOPS(const int& port, const sConfigFileOpts& config, eNetOperatorMode mode);
 
-ePortReturn setAUTOBND(const int& fd, const eBandMode& mode);
-ePortReturn setBND(const int& fd, const sConfigFileOpts& config);
+ePortReturn setAUTOBND(const int& port, const eBandMode& mode);
+ePortReturn setBND(const int& port, const sConfigFileOpts& config);
 
 // Factory test mode (on) or operating mode.
-ePortReturn setTestMode(const int& fd, const bool& on);
+ePortReturn setTestMode(const int& port, const bool& on);
 
-ePortReturn setStatLedGpioEnable(const int& fd);
+ePortReturn setStatLedGpioEnable(const int& port);
 
 // on, off: durations of blinking, kept within g_ui_stat_led_duration_min and _max. ePORT_OK without
 // sending for eSTAT_LED_NO_ACTION.
-ePortReturn setATSTAT(const int& fd, const eStatLedMode& mode, unsigned char on, unsigned char off);
-ePortReturn setATSTATSAV(const int& fd);
+ePortReturn setATSTAT(const int& port, const eStatLedMode& mode, unsigned char on,
+                      unsigned char off);
+ePortReturn setATSTATSAV(const int& port);
 
 // Network time as "month/day/year hour:minute:second", built from numbers alone; empty when the
 // modem does not know it.
-std::string getCCLK(int fd);
+std::string getCCLK(int port);
 std::string parseCCLK(const std::string& response);
 
 #endif

@@ -152,11 +152,11 @@ void storeHspa(const tokenstr& fields, const char* function, sNetworkInfo& netwo
 
 }  // namespace
 
-ePortReturn getCSQ(int fd, sNetworkInfo& network) {
+ePortReturn getCSQ(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.i_rssi = SIGNAL_UNKNOWN;
     network.i_ber = SIGNAL_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CSQ), eParseCmx::NEVER, network, parseCSQ);
+    return queryInto(port, commandText(eAT_CMD_CSQ), eParseCmx::NEVER, network, parseCSQ);
 }
 
 // +CSQ: 17,0
@@ -167,13 +167,13 @@ void parseCSQ(const std::string& response, sNetworkInfo& network) {
     network.i_ber = static_cast<int8_t>(textToInt(fields[1]));
 }
 
-ePortReturn getModemNetworkInfo(int fd, sNetworkInfo& network) {
+ePortReturn getModemNetworkInfo(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     resetNetworkInfo(network);
     if (!network.b_registered && network.i_reg_state != eREG_DENIED) return ePORT_OK;
     std::string response;
     const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_PSNT_RFSTS_GET), eParseCmx::NEVER, 0, &response);
+        queryModem(port, commandText(eAT_CMD_PSNT_RFSTS_GET), eParseCmx::NEVER, 0, &response);
     if (result != ePORT_OK) return result;
     parseModemPsNetType(response, network);
     parseModemNetworkStatus(response, network);

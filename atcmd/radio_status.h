@@ -8,11 +8,11 @@
 // Signal (+CSQ, 3GPP TS 27.007 section 8.5) and the serving cell (#PSNT, #RFSTS). Results are those
 // of the transaction; a line that is short leaves its fields at their defaults.
 
-ePortReturn getCSQ(int fd, sNetworkInfo& network);
+ePortReturn getCSQ(int port, sNetworkInfo& network);
 void parseCSQ(const std::string& response, sNetworkInfo& network);
 
 // Asks only a modem that is registered or denied; others get the defaults and ePORT_OK.
-ePortReturn getModemNetworkInfo(int fd, sNetworkInfo& network);
+ePortReturn getModemNetworkInfo(int port, sNetworkInfo& network);
 void parseModemPsNetType(const std::string& response, sNetworkInfo& network);
 // Reads #RFSTS by the network type that stands in the record.
 void parseModemNetworkStatus(const std::string& response, sNetworkInfo& network);

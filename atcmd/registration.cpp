@@ -68,38 +68,38 @@ void resetRegistrationState() {
     g_registrationState = {};
 }
 
-ePortReturn setCREG(int fd) {
+ePortReturn setCREG(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION), eParseCmx::NEVER);
+    return queryModem(port, commandText(eAT_CMD_CREG_SET, REPORT_WITH_LOCATION), eParseCmx::NEVER);
 }
 
-ePortReturn setCEREG(int fd) {
+ePortReturn setCEREG(int port) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION), eParseCmx::NEVER);
+    return queryModem(port, commandText(eAT_CMD_CEREG_SET, REPORT_WITH_LOCATION), eParseCmx::NEVER);
 }
 
-ePortReturn getCREG(int fd, sNetworkInfo& network) {
+ePortReturn getCREG(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryInto(fd, commandText(eAT_CMD_CREG_GET), eParseCmx::NEVER, network, parseCREG);
+    return queryInto(port, commandText(eAT_CMD_CREG_GET), eParseCmx::NEVER, network, parseCREG);
 }
 
 void parseCREG(const std::string& response, sNetworkInfo& network) {
     parseRegistration(response, "+CREG:", network);
 }
 
-ePortReturn getCEREG(int fd, sNetworkInfo& network) {
+ePortReturn getCEREG(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryInto(fd, commandText(eAT_CMD_CEREG_GET), eParseCmx::NEVER, network, parseCEREG);
+    return queryInto(port, commandText(eAT_CMD_CEREG_GET), eParseCmx::NEVER, network, parseCEREG);
 }
 
 void parseCEREG(const std::string& response, sNetworkInfo& network) {
     parseRegistration(response, "+CEREG:", network);
 }
 
-ePortReturn getCIREG(int fd, sNetworkInfo& network) {
+ePortReturn getCIREG(int port, sNetworkInfo& network) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     network.b_ims_registered = false;
-    return queryInto(fd, commandText(eAT_CMD_CIREG_GET), eParseCmx::NEVER, network, parseCIREG);
+    return queryInto(port, commandText(eAT_CMD_CIREG_GET), eParseCmx::NEVER, network, parseCIREG);
 }
 
 // +CIREG: 0,1

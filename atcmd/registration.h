@@ -9,17 +9,17 @@
 // 27.007 sections 7.2, 10.1.22 and 8.71. Results are those of the transaction.
 
 // Report mode 2: state with location.
-ePortReturn setCREG(int fd);
-ePortReturn setCEREG(int fd);
+ePortReturn setCREG(int port);
+ePortReturn setCEREG(int port);
 
 // Both write the same fields: the query that runs last decides. An answer without location leaves
 // area and cell as they were.
-ePortReturn getCREG(int fd, sNetworkInfo& network);
+ePortReturn getCREG(int port, sNetworkInfo& network);
 void parseCREG(const std::string& response, sNetworkInfo& network);
-ePortReturn getCEREG(int fd, sNetworkInfo& network);
+ePortReturn getCEREG(int port, sNetworkInfo& network);
 void parseCEREG(const std::string& response, sNetworkInfo& network);
 
-ePortReturn getCIREG(int fd, sNetworkInfo& network);
+ePortReturn getCIREG(int port, sNetworkInfo& network);
 void parseCIREG(const std::string& response, sNetworkInfo& network);
 
 // Whether the modem is registered, at home or roaming.

@@ -67,11 +67,11 @@ void setAttempts(sSimInfo& sim, uint8_t remaining) {
 
 }  // namespace
 
-ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim) {
+ePortReturn getDeviceSimPresent(int port, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.i_present = 0;
     sim.i_qss_mode = -1;
-    const ePortReturn result = queryInto(fd, commandText(eAT_CMD_QSS_GET), eParseCmx::ON_FAILURE,
+    const ePortReturn result = queryInto(port, commandText(eAT_CMD_QSS_GET), eParseCmx::ON_FAILURE,
                                          sim, parseDeviceSimPresent);
     if (result == ePORT_OK && sim.i_present != 1) setLock(sim, eSIM_MISSING, 2, "Not Present");
     return result;
@@ -87,14 +87,14 @@ void parseDeviceSimPresent(const std::string& response, sSimInfo& sim) {
     sim.i_present = fields[1] == "1" ? 1 : 0;
 }
 
-ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim) {
+ePortReturn getDeviceSimStatus(int port, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     if (sim.i_present != 1) return ePORT_OK;
     setLock(sim, eSIM_LOCK_UNKNOWN, LOCK_CODE_UNKNOWN, NAME_UNKNOWN);
     sim.i_pin_attempts = ATTEMPTS_UNKNOWN;
     sim.i_puk_attempts = ATTEMPTS_UNKNOWN;
     sim.b_attempts_read = false;
-    return queryInto(fd, commandText(eAT_CMD_CPIN_PCT_GET), eParseCmx::ON_FAILURE, sim,
+    return queryInto(port, commandText(eAT_CMD_CPIN_PCT_GET), eParseCmx::ON_FAILURE, sim,
                      parseDeviceSimStatus);
 }
 
@@ -121,14 +121,14 @@ void decodeSimCpinText(const std::string& text, sSimInfo& sim) {
     setLock(sim, lock, lock, modemText(text));
 }
 
-ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim) {
+ePortReturn getDeviceSimIMSI(int port, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.s_imsi = IMSI_UNKNOWN;
     sim.s_home_plmn = PLMN_UNKNOWN;
     sim.s_carrier = NAME_UNKNOWN;
     std::string response;
     const ePortReturn result =
-        queryModem(fd, commandText(eAT_CMD_CIMI), eParseCmx::ON_FAILURE, 0, &response);
+        queryModem(port, commandText(eAT_CMD_CIMI), eParseCmx::ON_FAILURE, 0, &response);
     if (result != ePORT_OK) return result;
     parseDeviceSimIMSI(response, sim);
     getCarrierFromImsi(sim);
@@ -154,10 +154,10 @@ void getCarrierFromImsi(sSimInfo& sim) {
     sim.s_home_plmn = PLMN_UNKNOWN;
 }
 
-ePortReturn getDeviceSimId(int fd, sSimInfo& sim) {
+ePortReturn getDeviceSimId(int port, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.s_iccid = ICCID_UNKNOWN;
-    return queryInto(fd, commandText(eAT_CMD_CCID_GET), eParseCmx::ON_FAILURE, sim,
+    return queryInto(port, commandText(eAT_CMD_CCID_GET), eParseCmx::ON_FAILURE, sim,
                      parseDeviceSimId);
 }
 
@@ -167,12 +167,12 @@ void parseDeviceSimId(const std::string& response, sSimInfo& sim) {
     if (isStringNumeric(iccid)) sim.s_iccid = modemText(iccid);
 }
 
-ePortReturn getCpinState(int fd, sSimInfo& sim) {
+ePortReturn getCpinState(int port, sSimInfo& sim) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     sim.i_pin_lock_enabled = -1;
     const std::string command = commandText(eAT_CMD_CLCK_SET, SIM_LOCK_FACILITY + std::string("2"));
     std::string response;
-    const ePortReturn result = queryModem(fd, command, eParseCmx::ON_CMX_ERROR, 0, &response);
+    const ePortReturn result = queryModem(port, command, eParseCmx::ON_CMX_ERROR, 0, &response);
     if (result == ePORT_OK) sim.i_pin_lock_enabled = parseCpinState(response);
     logFailedCommand(__func__, command, result);
     return result;
@@ -186,39 +186,41 @@ int parseCpinState(const std::string& response) {
     return -1;
 }
 
-ePortReturn setCpinState(int fd, const std::string& pin, bool enable) {
+ePortReturn setCpinState(int port, const std::string& pin, bool enable) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     return queryModem(
-        fd,
+        port,
         commandText(eAT_CMD_CLCK_SET,
                     SIM_LOCK_FACILITY + std::string(enable ? "1," : "0,") + doubleQuoted(pin)),
         eParseCmx::ON_FAILURE);
 }
 
 // PIN and PUK stand unquoted here, unlike in +CLCK: the modem takes them so.
-ePortReturn changeCpin(int fd, const std::string& oldPin, const std::string& newPin) {
+ePortReturn changeCpin(int port, const std::string& oldPin, const std::string& newPin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CPWD_SET, SIM_LOCK_FACILITY + oldPin + "," + newPin),
+    return queryModem(port,
+                      commandText(eAT_CMD_CPWD_SET, SIM_LOCK_FACILITY + oldPin + "," + newPin),
                       eParseCmx::ON_FAILURE);
 }
 
-ePortReturn unlockCpin(int fd, const std::string& pin) {
+ePortReturn unlockCpin(int port, const std::string& pin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CPIN_SET, pin), eParseCmx::ON_FAILURE);
+    return queryModem(port, commandText(eAT_CMD_CPIN_SET, pin), eParseCmx::ON_FAILURE);
 }
 
-ePortReturn unlockPuk(int fd, const std::string& puk, const std::string& newPin) {
+ePortReturn unlockPuk(int port, const std::string& puk, const std::string& newPin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    return queryModem(fd, commandText(eAT_CMD_CPIN_SET, puk + "," + newPin), eParseCmx::ON_FAILURE);
+    return queryModem(port, commandText(eAT_CMD_CPIN_SET, puk + "," + newPin),
+                      eParseCmx::ON_FAILURE);
 }
 
-ePortReturn getSimSlot(const int& fd, eSimSlot& slot) {
+ePortReturn getSimSlot(const int& port, eSimSlot& slot) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     slot = eSIM_SLOT_UNKNOWN;
     const std::string command = commandText(eAT_CMD_GPIO_SET, "2,2");
     std::string response;
     const ePortReturn result =
-        queryModem(fd, command, eParseCmx::ON_CMX_ERROR, SLOT_QUERY_TIMEOUT_S, &response);
+        queryModem(port, command, eParseCmx::ON_CMX_ERROR, SLOT_QUERY_TIMEOUT_S, &response);
     if (result == ePORT_OK) slot = parseSimSlot(response);
     logFailedCommand(__func__, command, result);
     return result;
@@ -234,7 +236,7 @@ eSimSlot parseSimSlot(const std::string& response) {
     return eSIM_SLOT_UNKNOWN;
 }
 
-ePortReturn setSimSlot(const int& fd, const eSimSlot& slot) {
+ePortReturn setSimSlot(const int& port, const eSimSlot& slot) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     // The pin, then SIM detection forced off and on again so that the modem reads the other card.
     static const std::string PIN = "2,";
@@ -246,7 +248,7 @@ ePortReturn setSimSlot(const int& fd, const eSimSlot& slot) {
     const std::string command =
         commandText(eAT_CMD_GPIO_SET, PIN + (slot == eSIM_SLOT_1 ? "1" : "0") + REDETECT);
     const ePortReturn result =
-        queryModem(fd, command, eParseCmx::ON_CMX_ERROR, SLOT_SWITCH_TIMEOUT_S);
+        queryModem(port, command, eParseCmx::ON_CMX_ERROR, SLOT_SWITCH_TIMEOUT_S);
     if (result == ePORT_OK)
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Command '%s' SUCCESS", __func__, command.c_str());
     logFailedCommand(__func__, command, result);

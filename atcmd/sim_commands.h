@@ -10,38 +10,38 @@
 // as its number.
 
 // A SIM that is not there sets lock class and code 2 and the status "Not Present".
-ePortReturn getDeviceSimPresent(int fd, sSimInfo& sim);
+ePortReturn getDeviceSimPresent(int port, sSimInfo& sim);
 void parseDeviceSimPresent(const std::string& response, sSimInfo& sim);
 
 // ePORT_OK without asking when no SIM is there.
-ePortReturn getDeviceSimStatus(int fd, sSimInfo& sim);
+ePortReturn getDeviceSimStatus(int port, sSimInfo& sim);
 void parseDeviceSimStatus(const std::string& response, sSimInfo& sim);
 // text: upper case, trimmed.
 void decodeSimCpinText(const std::string& text, sSimInfo& sim);
 
-ePortReturn getDeviceSimIMSI(int fd, sSimInfo& sim);
+ePortReturn getDeviceSimIMSI(int port, sSimInfo& sim);
 void parseDeviceSimIMSI(const std::string& response, sSimInfo& sim);
 // Home PLMN and carrier by the first six digits of the IMSI, or else the first five.
 void getCarrierFromImsi(sSimInfo& sim);
 
-ePortReturn getDeviceSimId(int fd, sSimInfo& sim);
+ePortReturn getDeviceSimId(int port, sSimInfo& sim);
 void parseDeviceSimId(const std::string& response, sSimInfo& sim);
 
 // Whether the PIN lock is on: -1 unknown, 0, 1.
-ePortReturn getCpinState(int fd, sSimInfo& sim);
+ePortReturn getCpinState(int port, sSimInfo& sim);
 int parseCpinState(const std::string& response);
 
 // The lock operations return a CME error as its number, for example CME_INCORRECT_PASSWORD, and log
 // no secret of their own. PIN and PUK must have been checked to be digits.
-ePortReturn setCpinState(int fd, const std::string& pin, bool enable);
-ePortReturn changeCpin(int fd, const std::string& oldPin, const std::string& newPin);
-ePortReturn unlockCpin(int fd, const std::string& pin);
-ePortReturn unlockPuk(int fd, const std::string& puk, const std::string& newPin);
+ePortReturn setCpinState(int port, const std::string& pin, bool enable);
+ePortReturn changeCpin(int port, const std::string& oldPin, const std::string& newPin);
+ePortReturn unlockCpin(int port, const std::string& pin);
+ePortReturn unlockPuk(int port, const std::string& puk, const std::string& newPin);
 
-ePortReturn getSimSlot(const int& fd, eSimSlot& slot);
+ePortReturn getSimSlot(const int& port, eSimSlot& slot);
 eSimSlot parseSimSlot(const std::string& response);
 
 // CME_INVALID_INDEX without sending for any slot but 1 and 2.
-ePortReturn setSimSlot(const int& fd, const eSimSlot& slot);
+ePortReturn setSimSlot(const int& port, const eSimSlot& slot);
 
 #endif

@@ -39,8 +39,8 @@ void makeRaw(termio& settings) {
 
 }  // namespace
 
-int openDevice(const std::string& path, int& handle) {
-    handle = -1;
+int openDevice(const std::string& path, int& port) {
+    port = -1;
     struct stat info;
     if (stat(path.c_str(), &info) != 0) {
         const int error = errno;
@@ -49,14 +49,14 @@ int openDevice(const std::string& path, int& handle) {
         return error;
     }
     if ((info.st_mode & CHARACTER_DEVICE_BIT) != 0) {
-        if (const int error = doOpenDevice(path, handle)) return error;
+        if (const int error = doOpenDevice(path, port)) return error;
         debug(eLOG_NOTICE, g_i_debugMode, "Opened Char device '%s'", path.c_str());
-        const int error = doSetupTty(handle);
-        if (error != 0) closeDevice(handle);
+        const int error = doSetupTty(port);
+        if (error != 0) closeDevice(port);
         return error;
     }
     if ((info.st_mode & FIFO_BIT) != 0) {
-        if (const int error = doOpenDevice(path, handle)) return error;
+        if (const int error = doOpenDevice(path, port)) return error;
         debug(eLOG_NOTICE, g_i_debugMode, "Opened FIFO device '%s'", path.c_str());
         return 0;
     }
@@ -65,11 +65,11 @@ int openDevice(const std::string& path, int& handle) {
     return 1;
 }
 
-int doOpenDevice(const std::string& path, int& handle) {
+int doOpenDevice(const std::string& path, int& port) {
     // Close-on-exec, or a command in the background keeps a port that has vanished busy.
-    handle = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (handle != -1) {
-        forgetLink(handle);
+    port = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (port != -1) {
+        forgetLink(port);
         return 0;
     }
     const int error = errno;
@@ -78,45 +78,45 @@ int doOpenDevice(const std::string& path, int& handle) {
     return error;
 }
 
-int doSetupTty(int handle) {
+int doSetupTty(int port) {
     termio settings;
-    if (ioctl(handle, TCGETA, &settings) != 0) {
+    if (ioctl(port, TCGETA, &settings) != 0) {
         const int error = errno;
-        debug(eLOG_NOTICE, g_i_debugMode, "Unable to read ioctl from FH %d, errno %d (%s)", handle,
+        debug(eLOG_NOTICE, g_i_debugMode, "Unable to read ioctl from FH %d, errno %d (%s)", port,
               error, strerror(error));
         return error;
     }
     makeRaw(settings);
-    if (ioctl(handle, TCSETA, &settings) != 0) {
+    if (ioctl(port, TCSETA, &settings) != 0) {
         const int error = errno;
-        debug(eLOG_NOTICE, g_i_debugMode, "Unable to write ioctl to FH %d, errno %d (%s)", handle,
+        debug(eLOG_NOTICE, g_i_debugMode, "Unable to write ioctl to FH %d, errno %d (%s)", port,
               error, strerror(error));
         return error;
     }
     return 0;
 }
 
-void closeDevice(int& handle) {
-    if (handle != -1) {
-        forgetLink(handle);
-        close(handle);
+void closeDevice(int& port) {
+    if (port != -1) {
+        forgetLink(port);
+        close(port);
     }
-    handle = -1;
+    port = -1;
 }
 
-bool isPortLost(int handle) {
-    pollfd port = {handle, 0, 0};
-    return poll(&port, 1, 0) == 1 && (port.revents & POLLHUP) != 0;
+bool isPortLost(int port) {
+    pollfd polled = {port, 0, 0};
+    return poll(&polled, 1, 0) == 1 && (polled.revents & POLLHUP) != 0;
 }
 
-ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageReturn) {
-    if (handle == -1) {
-        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot send to FH %d", __func__, handle);
+ePortReturn writeToPort(int port, const std::string& text, bool withCarriageReturn) {
+    if (port == -1) {
+        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot send to FH %d", __func__, port);
         return ePORT_ERROR;
     }
     debug(eLOG_PORT, g_i_debugMode, "%s(): Sending AT command: '%s'", __func__, text.c_str());
     for (int attempt = 0; attempt < WRITE_ATTEMPTS; ++attempt) {
-        if (write(handle, text.data(), text.size()) != -1) {
+        if (write(port, text.data(), text.size()) != -1) {
             if (!withCarriageReturn) {
                 debug(eLOG_PORT, g_i_debugMode, "%s(): NOT Sending end CR after '%s'", __func__,
                       text.c_str());
@@ -126,7 +126,7 @@ ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageRe
             sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
             const char end = eCR;
             // A carriage return that got lost shows as silence of the modem.
-            [[maybe_unused]] const ssize_t ignored = write(handle, &end, 1);
+            [[maybe_unused]] const ssize_t ignored = write(port, &end, 1);
             return ePORT_OK;
         }
         if (errno != EAGAIN) {
@@ -139,16 +139,16 @@ ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageRe
     return ePORT_ERROR;
 }
 
-int readFromPort(int handle, std::string& buffer, int maxBytes) {
+int readFromPort(int port, std::string& buffer, int maxBytes) {
     buffer.clear();
     int waiting = 0;
-    if (ioctl(handle, FIONREAD, &waiting) != 0) {
+    if (ioctl(port, FIONREAD, &waiting) != 0) {
         debug(eLOG_PORT, g_i_debugMode, "%s(): No Response from device", __func__);
         return -1;
     }
     if (waiting <= 0) return 0;
     buffer.resize(static_cast<size_t>(std::min(waiting, maxBytes)));
-    const ssize_t count = read(handle, buffer.data(), buffer.size());
+    const ssize_t count = read(port, buffer.data(), buffer.size());
     buffer.resize(count > 0 ? static_cast<size_t>(count) : 0);
     return static_cast<int>(count);
 }

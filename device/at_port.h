@@ -5,8 +5,8 @@
 
 #include "include/result_codes.h"
 
-// The modem's port: a serial character device, or a FIFO for bench tests. A handle is a file
-// descriptor, -1 while the port is closed.
+// The modem's port: a serial character device, or a FIFO for bench tests. In all code
+// `port` is its file descriptor, -1 while it is closed.
 
 enum eLineEnd : char {
     eCR = 13,
@@ -17,28 +17,28 @@ enum eLineEnd : char {
 constexpr size_t PORT_READ_MAX = 131072;
 
 // Opens a port; a terminal is set to raw 230400 baud, 8N1. 0, an errno value (2: the node does not
-// exist), or 1 for a file that is neither a character device nor a FIFO. handle is -1 on failure.
-int openDevice(const std::string& path, int& handle);
+// exist), or 1 for a file that is neither a character device nor a FIFO. port is -1 on failure.
+int openDevice(const std::string& path, int& port);
 
 // Opens read-write, non-blocking and not as controlling terminal. 0 or errno.
-int doOpenDevice(const std::string& path, int& handle);
+int doOpenDevice(const std::string& path, int& port);
 
 // Raw mode, through the 16-bit terminal requests. 0 or errno.
-int doSetupTty(int handle);
+int doSetupTty(int port);
 
-// Closes the port if it is open; handle is -1 afterwards.
-void closeDevice(int& handle);
+// Closes the port if it is open; port is -1 afterwards.
+void closeDevice(int& port);
 
-// Whether an open port has hung up: what was behind it is gone, and this handle stays dead also
-// when it comes back. A closed port and a FIFO never have.
-bool isPortLost(int handle);
+// Whether an open port has hung up: its device is gone, and this descriptor stays dead
+// even if the device comes back. A closed port and a FIFO never have.
+bool isPortLost(int port);
 
 // Writes a text at once and, 10 ms later, a carriage return. ePORT_OK, or ePORT_ERROR when the
-// handle is -1 or the text could not be written in three attempts.
-ePortReturn writeToPort(int handle, const std::string& text, bool withCarriageReturn);
+// port is -1 or the text could not be written in three attempts.
+ePortReturn writeToPort(int port, const std::string& text, bool withCarriageReturn);
 
 // Takes what is waiting, at most maxBytes. The number of bytes, 0 when nothing is waiting, -1 on
 // failure.
-int readFromPort(int handle, std::string& buffer, int maxBytes);
+int readFromPort(int port, std::string& buffer, int maxBytes);
 
 #endif

@@ -112,13 +112,13 @@ class cGrowingResponse {
     std::string m_window;
 };
 
-ePortReturn pollForFinalResult(int handle, cGrowingResponse& growing, const sPollPlan& plan) {
+ePortReturn pollForFinalResult(int port, cGrowingResponse& growing, const sPollPlan& plan) {
     ePortReturn result = ePORT_NO_FINAL_RESULT;
     std::string piece;
     for (uint64_t poll = 0; poll < plan.polls; ++poll) {
         notifyAlive();
         sleepMicroseconds(plan.intervalUs);
-        const int count = readFromPort(handle, piece, static_cast<int>(PORT_READ_MAX));
+        const int count = readFromPort(port, piece, static_cast<int>(PORT_READ_MAX));
         debug(count != 0 ? eLOG_PORT : eLOG_PORT_POLL, g_i_debugMode,
               "readAtCommandResponse(): Read %d bytes from port", count);
         if (count == 0) continue;
@@ -128,50 +128,50 @@ ePortReturn pollForFinalResult(int handle, cGrowingResponse& growing, const sPol
     return result;
 }
 
-void writeTestResponse(int handle) {
+void writeTestResponse(int port) {
     if (g_que_testAtResponses.empty()) return;
-    writeToPort(handle, g_que_testAtResponses.front(), true);
+    writeToPort(port, g_que_testAtResponses.front(), true);
     g_que_testAtResponses.pop();
 }
 
 // late: what was received before echo.
-ePortReturn collectResponse(int handle, std::string& response, unsigned timeoutS,
+ePortReturn collectResponse(int port, std::string& response, unsigned timeoutS,
                             const std::string& echo, std::string& late) {
     response.clear();
     const char* const function = "readAtCommandResponse";
-    if (handle == -1) {
-        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot read from FH %d", function, handle);
+    if (port == -1) {
+        debug(eLOG_PORT, g_i_debugMode, "%s(): Error: Cannot read from FH %d", function, port);
         return ePORT_ERROR;
     }
-    debug(eLOG_PORT, g_i_debugMode, "%s(): Reading from FH %d", function, handle);
+    debug(eLOG_PORT, g_i_debugMode, "%s(): Reading from FH %d", function, port);
     cGrowingResponse growing(response, echo);
-    const ePortReturn result = pollForFinalResult(handle, growing, makePollPlan(timeoutS));
+    const ePortReturn result = pollForFinalResult(port, growing, makePollPlan(timeoutS));
     late = growing.takeLate();
     debug(eLOG_RESPONSE, g_i_debugMode, "%s(): Returning string class : %s", function,
           response.c_str());
-    writeTestResponse(handle);
+    writeTestResponse(port);
     return result;
 }
 
 }  // namespace
 
-ePortReturn readAtCommandResponse(int handle, std::string& response, unsigned timeoutS) {
+ePortReturn readAtCommandResponse(int port, std::string& response, unsigned timeoutS) {
     std::string late;
-    const ePortReturn result = collectResponse(handle, response, timeoutS, "", late);
-    if (handle != -1 && result != ePORT_NO_FINAL_RESULT) noteLateAnswer(handle);
+    const ePortReturn result = collectResponse(port, response, timeoutS, "", late);
+    if (port != -1 && result != ePORT_NO_FINAL_RESULT) noteLateAnswer(port);
     return result;
 }
 
-ePortReturn sendAtCommand(int handle, const std::string& command, std::string& response,
+ePortReturn sendAtCommand(int port, const std::string& command, std::string& response,
                           unsigned timeoutS) {
     response.clear();
     g_s_lastAtCmd = command;
-    if (!isPromptText(command)) dropLateAnswers(handle);
-    const ePortReturn written = writeToPort(handle, command, true);
+    if (!isPromptText(command)) dropLateAnswers(port);
+    const ePortReturn written = writeToPort(port, command, true);
     if (written != ePORT_OK) return written;
     std::string late;
     const ePortReturn result =
-        collectResponse(handle, response, timeoutS, requiredEcho(handle, command), late);
-    noteAnswer(handle, command, response, late, result);
+        collectResponse(port, response, timeoutS, requiredEcho(port, command), late);
+    noteAnswer(port, command, response, late, result);
     return result;
 }

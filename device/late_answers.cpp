@@ -17,17 +17,17 @@ constexpr uint64_t DROP_POLLS_MAX = LATE_ANSWER_MS * 1000 / DROP_POLL_US;
 
 }  // namespace
 
-void dropLateAnswers(int handle) {
-    if (!isAnswerOwed(handle)) return;
+void dropLateAnswers(int port) {
+    if (!isAnswerOwed(port)) return;
     debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Dropping what the modem answers late", __func__);
     cFinalCodes finals;
     std::string piece;
     for (uint64_t poll = 0; poll < DROP_POLLS_MAX; ++poll) {
-        const int count = readFromPort(handle, piece, static_cast<int>(PORT_READ_MAX));
+        const int count = readFromPort(port, piece, static_cast<int>(PORT_READ_MAX));
         finals.add(piece);
-        if (count < 0 || (count == 0 && isLateInputOver(handle, finals.count()))) break;
+        if (count < 0 || (count == 0 && isLateInputOver(port, finals.count()))) break;
         notifyAlive();
         sleepMicroseconds(DROP_POLL_US);
     }
-    noteDroppedAnswers(handle, finals.count());
+    noteDroppedAnswers(port, finals.count());
 }

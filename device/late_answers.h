@@ -3,6 +3,6 @@
 
 // Drops what comes until as many final codes as are owed have come, for as long as a late answer is
 // waited for. Returns at once where nothing is owed.
-void dropLateAnswers(int handle);
+void dropLateAnswers(int port);
 
 #endif

@@ -27,7 +27,7 @@ struct sLink {
     uint64_t lateUntilMs = 0;
 };
 
-// By handle. Only ports that are open and have been talked to are here.
+// By port: only open ones that have had a command.
 struct sLinkState {
     std::map<int, sLink> links;
 };
@@ -35,10 +35,10 @@ struct sLinkState {
 sLinkState g_linkState;
 
 // A bench answers when it likes, before the command too.
-bool isBench(int handle) {
+bool isBench(int port) {
     struct stat info;
     return getenv(TEST_POLL_VARIABLE) != nullptr ||
-           (fstat(handle, &info) == 0 && S_ISFIFO(info.st_mode));
+           (fstat(port, &info) == 0 && S_ISFIFO(info.st_mode));
 }
 
 bool endsWith(const std::string& text, const std::string& end) {
@@ -125,43 +125,43 @@ void cFinalCodes::add(const std::string& piece) {
     }
 }
 
-void forgetLink(int handle) {
-    g_linkState.links.erase(handle);
+void forgetLink(int port) {
+    g_linkState.links.erase(port);
 }
 
-void noteOwedAnswer(int handle) {
-    if (!isBench(handle)) owe(g_linkState.links[handle]);
+void noteOwedAnswer(int port) {
+    if (!isBench(port)) owe(g_linkState.links[port]);
 }
 
-bool isAnswerOwed(int handle) {
-    return g_linkState.links[handle].owed != 0;
+bool isAnswerOwed(int port) {
+    return g_linkState.links[port].owed != 0;
 }
 
-bool isLateInputOver(int handle, int finalCodes) {
-    const sLink& link = g_linkState.links[handle];
+bool isLateInputOver(int port, int finalCodes) {
+    const sLink& link = g_linkState.links[port];
     return finalCodes >= link.owed || timerClockMs() >= link.lateUntilMs;
 }
 
-void noteDroppedAnswers(int handle, int finalCodes) {
-    sLink& link = g_linkState.links[handle];
+void noteDroppedAnswers(int port, int finalCodes) {
+    sLink& link = g_linkState.links[port];
     // Whose answer it was that is in doubt has shown by now.
     settle(link, link.doubtful ? link.owed : finalCodes);
 }
 
-std::string requiredEcho(int handle, const std::string& command) {
-    const sLink& link = g_linkState.links[handle];
+std::string requiredEcho(int port, const std::string& command) {
+    const sLink& link = g_linkState.links[port];
     return link.owed != 0 && link.echoes && !isPromptText(command) ? echoOf(command) : "";
 }
 
-void noteAnswer(int handle, const std::string& command, const std::string& response,
+void noteAnswer(int port, const std::string& command, const std::string& response,
                 const std::string& late, ePortReturn result) {
-    sLink& link = g_linkState.links[handle];
+    sLink& link = g_linkState.links[port];
     const bool isAnswered = result != ePORT_NO_FINAL_RESULT;
     if (isPromptText(command)) {
         if (isAnswered)
             settle(link, link.owed);
         else if (link.owed == 0)
-            noteOwedAnswer(handle);
+            noteOwedAnswer(port);
         return;
     }
     const bool hasEcho = holdsEcho(response, command);
@@ -176,13 +176,13 @@ void noteAnswer(int handle, const std::string& command, const std::string& respo
     if (!isAnswered) noteMissedEcho(link, late, finals.count());
     settle(link, finals.count());
     if (!isAnswered && !isAnsweredOtherwise(response))
-        noteOwedAnswer(handle);
+        noteOwedAnswer(port);
     else if (link.owed != 0)
         doubt(link);
 }
 
-void noteLateAnswer(int handle) {
-    settle(g_linkState.links[handle], 1);
+void noteLateAnswer(int port) {
+    settle(g_linkState.links[port], 1);
 }
 
 bool isPromptText(const std::string& command) {

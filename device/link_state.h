@@ -29,30 +29,30 @@ class cFinalCodes {
 };
 
 // Nothing is owed there: the port was opened or closed, or took the last command for data.
-void forgetLink(int handle);
+void forgetLink(int port);
 
 // The last command got no answer, or that to another.
-void noteOwedAnswer(int handle);
+void noteOwedAnswer(int port);
 
-bool isAnswerOwed(int handle);
+bool isAnswerOwed(int port);
 
 // Whether there is nothing more to drop: as many final codes have come as are owed, or a late
 // answer has been waited for long enough.
-bool isLateInputOver(int handle, int finalCodes);
+bool isLateInputOver(int port, int finalCodes);
 
 // Late input was dropped, with so many final codes in it.
-void noteDroppedAnswers(int handle, int finalCodes);
+void noteDroppedAnswers(int port, int finalCodes);
 
 // The echo that the answer to a command has to begin with. Empty where any answer is taken: nothing
 // is owed, or the modem repeats no commands.
-std::string requiredEcho(int handle, const std::string& command);
+std::string requiredEcho(int port, const std::string& command);
 
 // What a transaction has shown. late: what was received before the required echo.
-void noteAnswer(int handle, const std::string& command, const std::string& response,
+void noteAnswer(int port, const std::string& command, const std::string& response,
                 const std::string& late, ePortReturn result);
 
 // A final code was read that no command had asked for.
-void noteLateAnswer(int handle);
+void noteLateAnswer(int port);
 
 // A text for an open prompt, or the ESC that ends it: not a command of its own, and the answer to
 // it is the one that the command before it is owed.

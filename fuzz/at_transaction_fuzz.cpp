@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (atCmd_Map.empty()) setupVariableMaps();
-    resetLinkState();  // a port of its own, although the number of its handle comes again
+    resetLinkState();  // a new port, although its number comes again
     std::vector<std::string> pieces = cInput(data, size).takePieces();
     // More do not come in the time of a short command; the first comes while it is being written.
     constexpr size_t PIECES_MAX = 50;

@@ -91,7 +91,7 @@ struct sNetwork {
     uint64_t timeSetMs = 0;
 };
 
-struct sSignal {
+struct sRadioSignal {
     int rssi = 17;  // +CSQ number
     int ber = 99;
     int rsrpDbm = -98;
@@ -246,7 +246,7 @@ struct sModemState {
     uint64_t registerAtMs = 0;
     sNetwork network;
     bool attached = false;
-    sSignal signal;
+    sRadioSignal signal;
     int temperatureC = 28;
     int temperatureLevel = 0;
     sAddressPlan addresses;

@@ -134,7 +134,7 @@ void readRegistration(cJsonReader& parent, sNetwork& network) {
     reader.finish();
 }
 
-void readSignal(cJsonReader& parent, sSignal& signal) {
+void readSignal(cJsonReader& parent, sRadioSignal& signal) {
     if (!parent.has("signal")) return;
     cJsonReader reader = parent.child("signal");
     reader.readInt("rssi", signal.rssi, 0, 99);

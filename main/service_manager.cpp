@@ -20,7 +20,7 @@ constexpr uint64_t HEARTBEATS_A_PERIOD = 4;  // at least, so that a late one doe
 constexpr uint64_t US_PER_MS = 1000;
 
 struct sServiceManager {
-    int handle = -1;
+    int fd = -1;
     sockaddr_un address = {};
     socklen_t addressSize = 0;
     bool heartbeatWanted = false;
@@ -64,21 +64,21 @@ void readWatchdog(sServiceManager& manager, const std::string& period, const std
 
 void tell(const std::string& message) {
     const sServiceManager& manager = g_serviceManager;
-    if (manager.handle == -1) return;
-    sendto(manager.handle, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+    if (manager.fd == -1) return;
+    sendto(manager.fd, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
            reinterpret_cast<const sockaddr*>(&manager.address), manager.addressSize);
 }
 
 }  // namespace
 
 void connectServiceManager() {
-    if (g_serviceManager.handle != -1) close(g_serviceManager.handle);
+    if (g_serviceManager.fd != -1) close(g_serviceManager.fd);
     g_serviceManager = {};
     const std::string name = takeVariable("NOTIFY_SOCKET");
     const std::string period = takeVariable("WATCHDOG_USEC");
     const std::string pid = takeVariable("WATCHDOG_PID");
     if (!setAddress(g_serviceManager, name)) return;
-    g_serviceManager.handle = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    g_serviceManager.fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     readWatchdog(g_serviceManager, period, pid);
 }
 

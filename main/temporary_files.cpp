@@ -39,12 +39,12 @@ bool isOldFile(int folder, const char* name, time_t now) {
 void removeLeftTemporaryFiles(const std::string& folder) {
     DIR* entries = opendir(folder.c_str());
     if (entries == nullptr) return;
-    const int handle = dirfd(entries);
+    const int fd = dirfd(entries);
     const time_t now = time(nullptr);
     while (const dirent* entry = readdir(entries)) {
         const char* name = entry->d_name;
-        if (!isTemporaryName(name) || !isOldFile(handle, name, now)) continue;
-        if (unlinkat(handle, name, 0) == 0)
+        if (!isTemporaryName(name) || !isOldFile(fd, name, now)) continue;
+        if (unlinkat(fd, name, 0) == 0)
             debug(eLOG_NOTICE, g_i_debugMode, "Removed %s/%s, left by a write that was interrupted",
                   folder.c_str(), name);
     }

@@ -127,14 +127,14 @@ std::vector<std::string> pathsOf(const tParts& parts) {
     return paths;
 }
 
-// One walk through the folder, in which at most one group of parts is gathered: that of the first
-// file which may found one.
+// One walk through the folder. It gathers at most one group of parts: the group of the first file
+// that is allowed.
 class cPass {
   public:
-    // mayFound: groups that may be gathered; null for all.
-    cPass(const std::string& root, size_t fileCount, const std::set<sGroupKey>* mayFound,
+    // mayBegin: the groups that may be gathered; null: all of them.
+    cPass(const std::string& root, size_t fileCount, const std::set<sGroupKey>* mayBegin,
           tSmsQueue& queue)
-        : m_root(root), m_fileCount(fileCount), m_mayFound(mayFound), m_queue(queue) {}
+        : m_root(root), m_fileCount(fileCount), m_mayBegin(mayBegin), m_queue(queue) {}
 
     void takeFile(const std::string& path) {
         debug(eLOG_SMS, g_i_debugMode, " %s(): Checking file %s", CHECK, path.c_str());
@@ -146,10 +146,10 @@ class cPass {
         }
         const sGroupKey group = groupOf(*file);
         addFile(m_waiting[group], *file);
-        if (m_founded)
-            join(*file, group);
-        else if (m_mayFound == nullptr || m_mayFound->count(group) != 0)
-            found(*file, group);
+        if (m_hasGroup)
+            addMember(*file, group);
+        else if (m_mayBegin == nullptr || m_mayBegin->count(group) != 0)
+            beginGroup(*file, group);
     }
 
     // After the last file.
@@ -159,7 +159,7 @@ class cPass {
     }
 
     bool removedAFile() const { return m_removed; }
-    bool isFounded() const { return m_founded; }
+    bool hasGroup() const { return m_hasGroup; }
     // A message is complete, but the spool could not take it.
     bool isSpoolFull() const { return m_spoolFull; }
     const sGroupKey& group() const { return m_group; }
@@ -211,9 +211,9 @@ class cPass {
         }
     }
 
-    void found(const sPartFile& file, const sGroupKey& group) {
+    void beginGroup(const sPartFile& file, const sGroupKey& group) {
         const S_partsFileAttributes& part = file.attributes;
-        m_founded = true;
+        m_hasGroup = true;
         m_group = group;
         m_open = m_fileCount >= static_cast<size_t>(part.partTotal);
         if (!m_open) {
@@ -227,7 +227,7 @@ class cPass {
         m_members.push_back(waitingPart(file));
     }
 
-    void join(const sPartFile& file, const sGroupKey& group) {
+    void addMember(const sPartFile& file, const sGroupKey& group) {
         const S_partsFileAttributes& part = file.attributes;
         const bool joins = m_open && group == m_group;
         debug(eLOG_SMS, g_i_debugMode, " %s(): %s file %s for message ID group %d", CHECK,
@@ -295,9 +295,9 @@ class cPass {
 
     const std::string& m_root;
     size_t m_fileCount;
-    const std::set<sGroupKey>* m_mayFound;
+    const std::set<sGroupKey>* m_mayBegin;
     tSmsQueue& m_queue;
-    bool m_founded = false;
+    bool m_hasGroup = false;
     bool m_open = false;  // more files may join the group
     bool m_removed = false;
     bool m_spoolFull = false;
@@ -335,14 +335,14 @@ void forgetGone(const tGroups& waiting) {
 }
 
 void rememberVain(const cPass& pass, std::set<sGroupKey>& tried) {
-    if (!pass.isFounded() || pass.removedAFile()) return;
+    if (!pass.hasGroup() || pass.removedAFile()) return;
     tried.insert(pass.group());
     if (!pass.isSpoolFull())
         g_assemblyState.hopeless[pass.group()] = pass.waiting().at(pass.group()).signature;
 }
 
-// A pass that removed nothing would be the same again, so each later one is founded by a group that
-// was not tried yet; without one there is nothing left to do.
+// A pass that removed nothing would be the same again, so each later pass gathers a group that was
+// not tried yet. When there is none, nothing is left to do.
 void runPasses(tSmsQueue& queue, const std::string& root) {
     const std::string dir = root + SMS_DIR_RECV_PARTS;
     std::set<sGroupKey> tried;

@@ -26,8 +26,8 @@ std::string markerPath(const std::string& root) {
 void markPrompt() {
     if (!isSpoolRoot(g_s_root_sms_path)) return;
     constexpr int FLAGS = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int handle = open(markerPath(g_s_root_sms_path).c_str(), FLAGS, 0600);
-    if (handle != -1) close(handle);
+    const int fd = open(markerPath(g_s_root_sms_path).c_str(), FLAGS, 0600);
+    if (fd != -1) close(fd);
 }
 
 void unmarkPrompt() {

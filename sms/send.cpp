@@ -188,18 +188,18 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
 
 // Daemons of several slots share the spool: the one that has the lock sends the file, and it is
 // gone from its place before the lock is.
-bool isSentByAnother(int handle) {
-    return handle != -1 && flock(handle, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+bool isSentByAnother(int fd) {
+    return fd != -1 && flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
 // A file that is kept open keeps its number: no new message can have it meanwhile.
 eGeneralErrors sendFileKeptOpen(int port, sModemInfo& modem, const std::string& root,
                                 sSendFile& file) {
     constexpr int FLAGS = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int handle = open(file.path.c_str(), FLAGS);
+    const int fd = open(file.path.c_str(), FLAGS);
     const eGeneralErrors result =
-        isSentByAnother(handle) ? eSUCCESS : sendFile(port, modem, root, file);
-    if (handle != -1) close(handle);
+        isSentByAnother(fd) ? eSUCCESS : sendFile(port, modem, root, file);
+    if (fd != -1) close(fd);
     return result;
 }
 

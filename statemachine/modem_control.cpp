@@ -46,11 +46,11 @@ void logClock(bool done, const std::string& date) {
 }
 
 // Deletes the entry of a folder that is open, whatever it is. False when there is none.
-bool takeEntry(int handle, const std::string& folder, const std::string& name) {
+bool takeEntry(int fd, const std::string& folder, const std::string& name) {
     struct stat info;
-    if (fstatat(handle, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (fstatat(fd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
     const int flags = S_ISDIR(info.st_mode) ? AT_REMOVEDIR : 0;
-    if (unlinkat(handle, name.c_str(), flags) != 0)
+    if (unlinkat(fd, name.c_str(), flags) != 0)
         debug(eLOG_NOTICE, g_i_debugMode,
               "checkFirmwareUpdate(): Error: Cannot delete %s/%s, errno %d (%s)", folder.c_str(),
               name.c_str(), errno, strerror(errno));
@@ -98,13 +98,13 @@ bool checkFirmwareUpdate(const std::string& directory) {
     const std::string folder = directory + "/cellmodem_firmware";
     const std::string trigger = "start_update." + g_S_options.s_port;
     // Anybody may make the folder: one that is a link would have files deleted where it leads.
-    const int handle = open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    if (handle == -1) {
+    const int fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd == -1) {
         reportLinkedTrigger(folder, trigger);
         return false;
     }
-    const bool found = takeEntry(handle, folder, trigger);
-    close(handle);
+    const bool found = takeEntry(fd, folder, trigger);
+    close(fd);
     return found;
 }
 

@@ -213,7 +213,7 @@ void checkSession(const sSlotView& view) {
 // ---- what works but not as it should ---------------------------------------------------------
 
 void checkSignal(const sSlotView& view) {
-    const sSignal& signal = view.diagnosis.signal;
+    const sSignalReading& signal = view.diagnosis.signal;
     if (signal.quality != eSignalQuality::POOR) return;
     view.add(eSeverity::WARNING, "signal_poor",
              signal.isDisturbed ? "The signal is disturbed (" + signalFigures(signal) + ")."

@@ -35,7 +35,7 @@ struct sProblem {
 
 struct sDiagnosis {
     eSlotState state = eSlotState::NO_DATA;
-    sSignal signal;
+    sSignalReading signal;
     std::vector<sProblem> problems;  // the one that matters most first
 };
 

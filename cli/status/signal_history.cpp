@@ -16,7 +16,7 @@ bool isFilled(const std::optional<int>& percent, size_t row, size_t rows) {
     return rowsBelow == 0 || *percent * static_cast<int>(rows) > 100 * rowsBelow;
 }
 
-const char* wordOfRow(const sSignal& signal, size_t row, size_t rows) {
+const char* wordOfRow(const sSignalReading& signal, size_t row, size_t rows) {
     const size_t middle = (2 * (rows - row) - 1) * 50 / rows;
     const int percent = static_cast<int>(middle);
     if (percent >= signal.goodPercent) return "good";
@@ -24,13 +24,13 @@ const char* wordOfRow(const sSignal& signal, size_t row, size_t rows) {
 }
 
 // The word stands at the uppermost of its rows.
-std::string axisLabel(const sSignal& signal, size_t row, size_t rows) {
+std::string axisLabel(const sSignalReading& signal, size_t row, size_t rows) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "";
     const std::string word = wordOfRow(signal, row, rows);
     return row > 0 && word == wordOfRow(signal, row - 1, rows) ? "" : word;
 }
 
-std::string graphTitle(const sSignal& signal) {
+std::string graphTitle(const sSignalReading& signal) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "Signal: none";
     return signal.strengthName + " from " + shortNumber(signal.emptyDbm) + " to " +
            shortNumber(signal.fullDbm) + " dBm";
@@ -67,7 +67,7 @@ std::vector<std::optional<int>> cSignalHistory::columns(unsigned nowS, size_t co
     return columns;
 }
 
-std::vector<std::string> signalGraph(const cSignalHistory& history, const sSignal& signal,
+std::vector<std::string> signalGraph(const cSignalHistory& history, const sSignalReading& signal,
                                      unsigned nowS, size_t rows, size_t width) {
     const std::vector<std::optional<int>> columns = history.columns(nowS, columnsOf(width));
     std::vector<std::string> lines = {graphTitle(signal)};

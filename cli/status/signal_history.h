@@ -30,7 +30,7 @@ class cSignalHistory {
 
 // A title and rows from strong to weak. width: of the whole, at least 20. The scale is that of
 // signal.
-std::vector<std::string> signalGraph(const cSignalHistory& history, const sSignal& signal,
+std::vector<std::string> signalGraph(const cSignalHistory& history, const sSignalReading& signal,
                                      unsigned nowS, size_t rows, size_t width);
 // The line below it: how long ago its left end is.
 std::string graphTimeLine(size_t width);

@@ -18,7 +18,7 @@ constexpr double MOST = 50;
 struct sMeasure {
     const char* name;
     const char* unit;
-    std::optional<double> sSignal::*value;
+    std::optional<double> sSignalReading::*value;
     double good;  // from here up
     double fair;  // from here up; below is poor
     double barEmpty;
@@ -27,11 +27,11 @@ struct sMeasure {
 
 // The manual names these limits.
 // clang-format off
-const sMeasure RSRP  = {"RSRP",  "dBm", &sSignal::rsrpDbm, -95, -110, -125, -75};
-const sMeasure RSCP  = {"RSCP",  "dBm", &sSignal::rscpDbm, -85, -100, -115, -65};
-const sMeasure RSSI  = {"RSSI",  "dBm", &sSignal::rssiDbm, -75,  -90, -110, -60};
-const sMeasure RSRQ  = {"RSRQ",  "dB",  &sSignal::rsrqDb,  -10,  -15,    0,   0};
-const sMeasure ECIO  = {"Ec/Io", "dB",  &sSignal::ecioDb,   -8,  -12,    0,   0};
+const sMeasure RSRP  = {"RSRP",  "dBm", &sSignalReading::rsrpDbm, -95, -110, -125, -75};
+const sMeasure RSCP  = {"RSCP",  "dBm", &sSignalReading::rscpDbm, -85, -100, -115, -65};
+const sMeasure RSSI  = {"RSSI",  "dBm", &sSignalReading::rssiDbm, -75,  -90, -110, -60};
+const sMeasure RSRQ  = {"RSRQ",  "dB",  &sSignalReading::rsrqDb,  -10,  -15,    0,   0};
+const sMeasure ECIO  = {"Ec/Io", "dB",  &sSignalReading::ecioDb,   -8,  -12,    0,   0};
 // clang-format on
 
 // The first that is known decides.
@@ -59,7 +59,7 @@ int percentOf(const sMeasure& measure, double value) {
     return static_cast<int>(100 * std::clamp(part, 0.0, 1.0));
 }
 
-void judgeStrength(sSignal& signal) {
+void judgeStrength(sSignalReading& signal) {
     for (const sMeasure* measure : STRENGTHS) {
         const std::optional<double>& value = signal.*(measure->value);
         if (!value) continue;
@@ -74,7 +74,7 @@ void judgeStrength(sSignal& signal) {
     }
 }
 
-void judgeClearness(sSignal& signal) {
+void judgeClearness(sSignalReading& signal) {
     if (signal.quality == eSignalQuality::UNKNOWN) return;
     for (const sMeasure* measure : CLEARNESSES) {
         const std::optional<double>& value = signal.*(measure->value);
@@ -88,8 +88,8 @@ void judgeClearness(sSignal& signal) {
 
 }  // namespace
 
-sSignal readSignal(const sStatusRecord& record) {
-    sSignal signal;
+sSignalReading readSignal(const sStatusRecord& record) {
+    sSignalReading signal;
     signal.rsrpDbm = plausible(record.decimal("CURRENT_RSRP"));
     signal.rsrqDb = plausible(record.decimal("CURRENT_RSRQ"));
     signal.rscpDbm = plausible(record.decimal("CURRENT_RSCP"));
@@ -115,12 +115,12 @@ const char* qualityWord(eSignalQuality quality) {
     return "unknown";
 }
 
-std::string signalBar(const sSignal& signal, size_t cells) {
+std::string signalBar(const sSignalReading& signal, size_t cells) {
     const size_t full = (static_cast<size_t>(signal.strengthPercent) * cells + 50) / 100;
     return "[" + std::string(full, '#') + std::string(cells - full, '-') + "]";
 }
 
-std::string signalFigures(const sSignal& signal) {
+std::string signalFigures(const sSignalReading& signal) {
     std::string text;
     for (const sMeasure* measure : IN_ORDER) {
         const std::optional<double>& value = signal.*(measure->value);

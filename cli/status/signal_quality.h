@@ -9,7 +9,7 @@
 enum class eSignalQuality { UNKNOWN, POOR, FAIR, GOOD };
 
 // The measurements that a status file has, and what they are worth.
-struct sSignal {
+struct sSignalReading {
     std::optional<double> rsrpDbm;  // LTE
     std::optional<double> rsrqDb;   // LTE
     std::optional<double> rscpDbm;  // WCDMA
@@ -30,11 +30,11 @@ struct sSignal {
     int fairPercent = 0;
 };
 
-sSignal readSignal(const sStatusRecord& record);
+sSignalReading readSignal(const sStatusRecord& record);
 const char* qualityWord(eSignalQuality quality);
 // "[######----]"
-std::string signalBar(const sSignal& signal, size_t cells);
+std::string signalBar(const sSignalReading& signal, size_t cells);
 // "RSRP -98 dBm, RSRQ -9 dB, RSSI -68 dBm", those that are known.
-std::string signalFigures(const sSignal& signal);
+std::string signalFigures(const sSignalReading& signal);
 
 #endif

@@ -71,7 +71,7 @@ tJson networkJson(const sStatusRecord& record) {
             {"area", text(record, "CURRENT_LAC_TAC")}};
 }
 
-tJson signalJson(const sSignal& signal) {
+tJson signalJson(const sSignalReading& signal) {
     const bool isKnown = signal.quality != eSignalQuality::UNKNOWN;
     return {{"quality", isKnown ? tJson(qualityWord(signal.quality)) : tJson(nullptr)},
             {"strength_percent", isKnown ? tJson(signal.strengthPercent) : tJson(nullptr)},

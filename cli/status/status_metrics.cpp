@@ -10,7 +10,7 @@ namespace {
 
 struct sSlotMetrics {
     const sSlotReport& report;
-    const sSignal signal;
+    const sSignalReading signal;
 };
 
 using tValue = std::optional<double>;

@@ -77,7 +77,7 @@ std::string cellText(const sStatusRecord& record) {
                    labelled("channel ", record.text("CURRENT_CHAN"))});
 }
 
-std::string signalText(const sSignal& signal) {
+std::string signalText(const sSignalReading& signal) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "none";
     return signalBar(signal, BAR_CELLS) + " " + qualityWord(signal.quality) +
            (signal.isDisturbed ? " (disturbed)" : "") + ": " + signalFigures(signal);
@@ -181,7 +181,7 @@ std::string shortAge(const sSlotReport& report) {
     return *report.ageS < 0 ? "future" : durationText(*report.ageS);
 }
 
-std::string shortSignal(const sSignal& signal) {
+std::string shortSignal(const sSignalReading& signal) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "-";
     return signalBar(signal, TABLE_BAR_CELLS) + " " + qualityWord(signal.quality);
 }

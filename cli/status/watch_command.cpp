@@ -30,7 +30,7 @@ void look(const sPlaces& places, int wanted, sWatch& watch) {
         watch.reports.push_back(reportSlot(places, slot, watch.moment));
         const sSlotReport& report = watch.reports.back();
         const bool isLive = report.isGood() && report.daemonRuns && !report.isStale();
-        const sSignal signal = isLive ? readSignal(report.file.record) : sSignal();
+        const sSignalReading signal = isLive ? readSignal(report.file.record) : sSignalReading();
         const bool isKnown = signal.quality != eSignalQuality::UNKNOWN;
         watch.histories[slot].add(watch.moment.uptimeS,
                                   isKnown ? std::optional(signal.strengthPercent) : std::nullopt);

@@ -31,8 +31,8 @@ const cSignalHistory& historyOf(const tHistories& histories, int slot) {
     return found == histories.end() ? NONE : found->second;
 }
 
-sSignal signalOf(const sSlotReport& report) {
-    return report.isGood() ? readSignal(report.file.record) : sSignal();
+sSignalReading signalOf(const sSlotReport& report) {
+    return report.isGood() ? readSignal(report.file.record) : sSignalReading();
 }
 
 // The details give way to the problems and to a small graph.

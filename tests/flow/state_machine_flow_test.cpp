@@ -798,6 +798,17 @@ TEST_F(StateMachine, PortThatCannotBeOpened_IsTracedWithItsAttempts) {
         logContains("DEBUG: runStateMachine(): Port '" + path + "' is open and good with FH "));
 }
 
+TEST_F(StateMachine, StatesThatChange_AreTracedByName) {
+    writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=80000\n");
+    startOnTerminal();
+    at(10, [] { b_got_sigterm = true; });
+    EXPECT_EQ(run(20), eOUTER_EXIT);
+    for (const char* change :
+         {"Modem state set-up -> registered", "Modem state registered -> connected",
+          "Outer state running -> exit"})
+        EXPECT_EQ(logCount(std::string("DEBUG: ") + change), 1u) << change;
+}
+
 TEST_F(StateMachine, FailuresOfEachState_AreTracedWithTheirNumbers) {
     writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=10000\n");
     startOnTerminal();

@@ -4,7 +4,7 @@
 
 namespace {
 
-sSignal signalOf(const std::map<std::string, std::string>& values) {
+sSignalReading signalOf(const std::map<std::string, std::string>& values) {
     return readSignal(sStatusRecord{values});
 }
 
@@ -34,7 +34,7 @@ TEST(SignalQuality, Limits_SeparateGoodFairAndPoor) {
 }
 
 TEST(SignalQuality, WeakClearness_PullsAStrongSignalDown) {
-    const sSignal fair = signalOf({{"CURRENT_RSRP", "-80"}, {"CURRENT_RSRQ", "-11"}});
+    const sSignalReading fair = signalOf({{"CURRENT_RSRP", "-80"}, {"CURRENT_RSRQ", "-11"}});
     EXPECT_EQ(fair.quality, eSignalQuality::FAIR);
     EXPECT_TRUE(fair.isDisturbed);
     EXPECT_EQ(fair.strengthPercent, 90);
@@ -43,7 +43,7 @@ TEST(SignalQuality, WeakClearness_PullsAStrongSignalDown) {
     EXPECT_EQ(signalOf({{"CURRENT_RSCP", "-70"}, {"CURRENT_ECIO", "-12.5"}}).quality,
               eSignalQuality::POOR);
     // Strength stays the judge where it is the worse.
-    const sSignal poor = signalOf({{"CURRENT_RSRP", "-120"}, {"CURRENT_RSRQ", "-5"}});
+    const sSignalReading poor = signalOf({{"CURRENT_RSRP", "-120"}, {"CURRENT_RSRQ", "-5"}});
     EXPECT_EQ(poor.quality, eSignalQuality::POOR);
     EXPECT_FALSE(poor.isDisturbed);
 }
@@ -57,7 +57,7 @@ TEST(SignalQuality, OnlyCsq_BecomesRssi) {
 
 TEST(SignalQuality, NonsenseOfTheModem_IsUnknown) {
     for (const char* value : {"", "-", "9999", "-1e300", "nan", "x"}) {
-        const sSignal signal = signalOf({{"CURRENT_RSRP", value}});
+        const sSignalReading signal = signalOf({{"CURRENT_RSRP", value}});
         EXPECT_EQ(signal.quality, eSignalQuality::UNKNOWN) << value;
         EXPECT_EQ(signalFigures(signal), "") << value;
     }

@@ -93,7 +93,7 @@ TEST(SignalHistory, OldSamples_AreForgottenAndTheRestStays) {
 }
 
 TEST(SignalGraph, EveryStrength_FillsItsRows) {
-    const sSignal signal = readSignal({{{"CURRENT_RSRP", "-98"}}});
+    const sSignalReading signal = readSignal({{{"CURRENT_RSRP", "-98"}}});
     cSignalHistory history;
     for (unsigned column = 0; column <= 10; ++column)
         history.add(column * cSignalHistory::COLUMN_S, static_cast<int>(column * 10));
