@@ -20,6 +20,7 @@
 #include "include/signal_flags.h"
 #include "include/sleep.h"
 #include "platform/include/error_sink.h"
+#include "published/paths.h"
 #include "sms/open_prompt.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
@@ -43,12 +44,6 @@ constexpr unsigned PASS_SLEEP_US = 500000;
 constexpr unsigned NO_PORT_SLEEP_US = 2000000;
 constexpr int ERRORS_TO_RESTART = 9;
 constexpr int RESTARTS_TO_RESET = 3;
-
-constexpr const char* TEMPORARY_DIRECTORY = "/tmp";
-constexpr const char* CPIN_FILE = "/etc/vuk/cellular_cpin.";
-constexpr const char* CPIN_NEW_FILE = "/etc/vuk/cellular_cpin_new.";
-constexpr const char* PUK_FILE = "/etc/vuk/cellular_puk.";
-constexpr const char* FIRMWARE_STATUS_FILE = "/storage/cellmodem.firmware.upd.status.";
 
 enum eModemState : int {
     eMODEM_RESTART = 0,
@@ -130,9 +125,9 @@ void installSignalHandlers() {
 void prepareDeviceRecord(sDeviceInfo& device) {
     const std::string& slot = g_S_options.s_port;
     resetDeviceInfo(device, true);
-    device.sim.s_cpin_path = CPIN_FILE + slot;
-    device.sim.s_cpin_new_path = CPIN_NEW_FILE + slot;
-    device.sim.s_puk_path = PUK_FILE + slot;
+    device.sim.s_cpin_path = pinFilePath(slot);
+    device.sim.s_cpin_new_path = pinRequestPath(slot);
+    device.sim.s_puk_path = pukFilePath(slot);
 }
 
 void prepare(sMachine& machine) {
@@ -357,10 +352,10 @@ bool checkPort(sMachine& machine) {
 bool isFirmwareUpdateRequested() {
     static const std::string MESSAGE =
         "Firmware file trigger is present,\nresetting device to start firmware update\n";
-    if (!checkFirmwareUpdate(TEMPORARY_DIRECTORY)) return false;
+    if (!checkFirmwareUpdate(SHARED_FOLDER)) return false;
     debug(eLOG_NOTICE, g_i_debugMode, "%s", MESSAGE.c_str());
     bool append = false;
-    updateStatusFile(FIRMWARE_STATUS_FILE + g_S_options.s_port, MESSAGE, append);
+    updateStatusFile(firmwareStatusPath(g_S_options.s_port), MESSAGE, append);
     return true;
 }
 
