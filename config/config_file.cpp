@@ -2,10 +2,9 @@
 
 #include <unistd.h>
 
-namespace {
+#include "published/paths.h"
 
-const char* const SLOT_DIRECTORY = "/etc/vuk";
-const char* const OLD_DIRECTORY = "/etc/zoq/wireless";
+namespace {
 
 struct sConfigFileChoice {
     bool made = false;
@@ -14,14 +13,6 @@ struct sConfigFileChoice {
 };
 
 sConfigFileChoice s_choice;
-
-std::string slotFileIn(const std::string& directory, const std::string& slot) {
-    return directory + "/cellular" + slot + ".conf";
-}
-
-std::string oldFileIn(const std::string& directory) {
-    return directory + "/cellmodem_ppp.conf";
-}
 
 std::string withoutTrailingSlashes(std::string directory) {
     while (!directory.empty() && directory.back() == '/') {
@@ -32,23 +23,15 @@ std::string withoutTrailingSlashes(std::string directory) {
 
 }  // namespace
 
-std::string slotConfigFile(const std::string& slot) {
-    return slotFileIn(SLOT_DIRECTORY, slot);
-}
-
-std::string oldConfigFile() {
-    return oldFileIn(OLD_DIRECTORY);
-}
-
 std::string chooseConfigFile(const std::string& slot, const std::string& directory) {
     if (!s_choice.made) {
         s_choice = {true, slotConfigFile(slot), oldConfigFile()};
     }
     const std::string otherDirectory = withoutTrailingSlashes(directory);
     if (!otherDirectory.empty()) {
-        s_choice = {true, slotFileIn(otherDirectory, slot), oldFileIn(otherDirectory)};
+        s_choice = {true, slotConfigFileIn(otherDirectory, slot), oldConfigFileIn(otherDirectory)};
     }
-    if (slot == "1" && access(s_choice.slotFile.c_str(), F_OK) != 0) {
+    if (hasOldConfigFile(slot) && access(s_choice.slotFile.c_str(), F_OK) != 0) {
         s_choice.slotFile = s_choice.oldFile;
     }
     return s_choice.slotFile;

@@ -3,11 +3,6 @@
 
 #include <string>
 
-// /etc/vuk/cellularSLOT.conf
-std::string slotConfigFile(const std::string& slot);
-// The place of older installations, for slot "1" only: /etc/zoq/wireless/cellmodem_ppp.conf
-std::string oldConfigFile();
-
 // The configuration file of a modem slot: /etc/vuk/cellularSLOT.conf. Slot "1" falls back to
 // /etc/zoq/wireless/cellmodem_ppp.conf, the place of older installations, when its own file does
 // not exist. A directory that is not empty takes the place of both.

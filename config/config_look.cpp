@@ -13,10 +13,6 @@ const char* const RESULTS[] = {"missing", "unchanged", "applied"};
 
 }  // namespace
 
-std::string configLookPath(const std::string& slot) {
-    return "/var/run/cellslotd." + slot + ".config";
-}
-
 void publishConfigLook(const std::string& path, const sConfigLook& look) {
     cFileVector file(path);
     file.AppendLine("PID=" + itos(look.pid));

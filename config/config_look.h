@@ -5,16 +5,14 @@
 
 #include "config/config_reader.h"
 
-// A daemon's last look at its configuration file, published for whoever asked for it with SIGUSR2.
+// A daemon's last look at its configuration file, published in configLookPath for whoever
+// asked for it with SIGUSR2.
 struct sConfigLook {
     int pid = 0;         // of the daemon; 0 when nothing was published
     unsigned count = 0;  // looks since it was started
     eConfigResult result = eCONFIG_MISSING;
     std::string file;
 };
-
-// /var/run/cellslotd.SLOT.config
-std::string configLookPath(const std::string& slot);
 
 // Replaces what was published. A failure is in the log.
 void publishConfigLook(const std::string& path, const sConfigLook& look);

@@ -5,6 +5,7 @@
 #include "fuzz/scratch_folder.h"
 #include "fuzz/scripted_port.h"
 #include "platform/include/text_helpers.h"
+#include "published/at_request.h"
 #include "statemachine/custom_at.h"
 #include "statemachine/custom_at_log.h"
 #include "statemachine/sim_pin.h"

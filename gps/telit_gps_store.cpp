@@ -4,16 +4,12 @@
 #include "include/debug.h"
 #include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
+#include "published/store_keys.h"
 
 // What outlives the daemon: a receiver that never shows must not be enabled, and the modem
 // restarted for it, again at every start.
 
 namespace {
-
-constexpr const char* ENABLE_COUNT = "_GPS_ENABLE_COUNT";
-constexpr const char* ENABLE = "_GPS_ENABLE";
-constexpr const char* CHIPSET = "_GPS_CHIPSET";
-constexpr const char* STREAM = "_GPS_STREAM";
 
 // Four characters and the end: longer values are cut when read.
 using tValueBuffer = std::array<char, 5>;
@@ -30,11 +26,11 @@ eGeneralErrors cTelitGps::checkSkvsEnableCount() {
 }
 
 int cTelitGps::getSkvsEnableCount() const {
-    return stored(ENABLE_COUNT, 0, GPS_ENABLE_MAX, 0);
+    return stored(STORE_GPS_ENABLE_COUNT, 0, GPS_ENABLE_MAX, 0);
 }
 
 eGeneralErrors cTelitGps::setSkvsEnableCount(int count) {
-    return store(ENABLE_COUNT, itos(count));
+    return store(STORE_GPS_ENABLE_COUNT, itos(count));
 }
 
 eGeneralErrors cTelitGps::clearSkvsEnabled() {
@@ -42,29 +38,29 @@ eGeneralErrors cTelitGps::clearSkvsEnabled() {
 }
 
 eGeneralErrors cTelitGps::setSkvsEnabled(eSkvsEnableStatus status) {
-    return store(ENABLE, itos(status));
+    return store(STORE_GPS_ENABLE, itos(status));
 }
 
 eSkvsEnableStatus cTelitGps::getSkvsEnabled() const {
     return static_cast<eSkvsEnableStatus>(
-        stored(ENABLE, eSKVS_GPS_NOT_ENABLED, eSKVS_GPS_ENABLED, eSKVS_GPS_NOT_ENABLED));
+        stored(STORE_GPS_ENABLE, eSKVS_GPS_NOT_ENABLED, eSKVS_GPS_ENABLED, eSKVS_GPS_NOT_ENABLED));
 }
 
 eGeneralErrors cTelitGps::setSkvsChipset(const std::string& chipset) {
-    return store(CHIPSET, chipset);
+    return store(STORE_GPS_CHIPSET, chipset);
 }
 
 eGeneralErrors cTelitGps::setSkvsStream(eSkvsStreamStatus status) {
-    return store(STREAM, itos(status));
+    return store(STORE_GPS_STREAM, itos(status));
 }
 
 eSkvsStreamStatus cTelitGps::getSkvsStream() const {
-    return static_cast<eSkvsStreamStatus>(
-        stored(STREAM, eSKVS_STREAM_NOT_STARTED, eSKVS_STREAM_STARTED, eSKVS_STREAM_STOPPED));
+    return static_cast<eSkvsStreamStatus>(stored(STORE_GPS_STREAM, eSKVS_STREAM_NOT_STARTED,
+                                                 eSKVS_STREAM_STARTED, eSKVS_STREAM_STOPPED));
 }
 
 std::string cTelitGps::storeKey(const char* name) const {
-    return "CELLULAR_SLOT" + m_gpsSlot + name;
+    return slotStoreKey(m_gpsSlot, name);
 }
 
 eGeneralErrors cTelitGps::store(const char* name, const std::string& value) {

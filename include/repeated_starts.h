@@ -9,9 +9,6 @@
 // hashes of what was news in it, and the next run logs only what differs. Whatever is wrong with
 // the file, the next run logs everything.
 
-// /var/run/cellslotd.SLOT.logged
-std::string loggedFilePath(const std::string& slot);
-
 // Takes what the run before left in the file, and deletes it. From here on the news of this run is
 // noted.
 void beginStart(const std::string& path);

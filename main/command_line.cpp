@@ -11,6 +11,7 @@
 
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
+#include "published/slot.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ const option LONG_OPTIONS[] = {
 
 bool isSlot(const std::string& text) {
     const int value = textToInt(text);
-    return isStringNumeric(text) && value >= 1 && value <= 3;
+    return isStringNumeric(text) && value >= FIRST_SLOT && value <= LAST_SLOT;
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "include/service_manager.h"
 #include "main/command_line.h"
 #include "main/pid_file.h"
+#include "published/paths.h"
 #include "statemachine/state_machine.h"
 
 namespace {

@@ -8,8 +8,9 @@
 #include "include/debug.h"
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
+#include "published/paths.h"
 
-std::string g_s_pidfile_path = "/var/run";
+std::string g_s_pidfile_path = RUN_FOLDER;
 
 namespace {
 
@@ -32,7 +33,7 @@ int writePidFile(const std::string& programName, const std::string& port,
               "Error: Invalid program name given, cannot write pid file");
         return PID_FILE_ERROR;
     }
-    const std::string path = directory + "/" + programName + "." + port + ".pid";
+    const std::string path = pidFileIn(directory, programName, port);
     debug(eLOG_MAIN, g_i_debugMode, "%s(): Looking for pid file %s", __func__, path.c_str());
     if (access(path.c_str(), F_OK) == 0) {
         const int oldPid = readPidFile(path);

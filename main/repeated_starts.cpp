@@ -147,10 +147,6 @@ bool takeText(std::vector<sLoggedText>& texts, uint64_t hash) {
 
 }  // namespace
 
-std::string loggedFilePath(const std::string& slot) {
-    return "/var/run/cellslotd." + slot + ".logged";
-}
-
 void beginStart(const std::string& path) {
     sRepeatedStartsState& state = g_startsState;
     state = {};

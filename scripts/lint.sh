@@ -10,7 +10,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
-readonly FOLDERS=(atcmd cli config device gps include le910sim main platform sms statemachine)
+readonly FOLDERS=(atcmd cli config device gps include le910sim main platform published sms
+    statemachine)
 
 usage() {
     cat <<'TEXT'

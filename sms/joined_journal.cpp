@@ -59,9 +59,9 @@ bool parseJournal(const std::string& content, std::vector<std::string>& names,
         names.push_back(rest.substr(0, slash));
     }
     rest.erase(0, 1);
-    const std::string textKey = "MSG=";
-    if (!takeLine(rest, "FROM=", record.from) || !takeLine(rest, "TIME=", record.time) ||
-        !startsWith(rest, textKey))
+    const std::string textKey = smsFieldStart(SMS_FIELD_TEXT);
+    if (!takeLine(rest, smsFieldStart(SMS_FIELD_FROM), record.from) ||
+        !takeLine(rest, smsFieldStart(SMS_FIELD_TIME), record.time) || !startsWith(rest, textKey))
         return false;
     record.message = rest.substr(textKey.size());
     return true;

@@ -16,8 +16,6 @@
 namespace {
 
 constexpr mode_t MESSAGE_FILE_MODE = 0600;
-constexpr size_t NUMBER_DIGITS_MIN = 5;
-constexpr size_t NUMBER_DIGITS_MAX = 50;
 
 // The kind of number stands beside the file's result: a number itself is digits only.
 struct sMessageFileState {
@@ -53,15 +51,19 @@ std::string pathOf(const S_smsRecordRx& record, const std::string& root, const s
            (isPart(record) ? partName(record, time, counter) : singleName(record, time, counter));
 }
 
+std::string fieldLine(const char* field, const std::string& value) {
+    return smsFieldStart(field) + value;
+}
+
 // All lines but the last, which has the text and no line end.
 std::vector<std::string> headerLines(const S_smsRecordRx& record) {
-    std::vector<std::string> lines = {"FROM=" + oneLineText(record.from),
-                                      "TIME=" + oneLineText(record.time)};
+    std::vector<std::string> lines = {fieldLine(SMS_FIELD_FROM, oneLineText(record.from)),
+                                      fieldLine(SMS_FIELD_TIME, oneLineText(record.time))};
     if (isPart(record)) {
-        lines.push_back("TIMEUF=" + oneLineText(record.timeUnformatted));
-        lines.push_back("MSG_ID=" + itos(record.msgId));
-        lines.push_back("MSG_PART_NUMBER=" + itos(record.partNumber));
-        lines.push_back("MSG_PART_TOTAL=" + itos(record.partTotal));
+        lines.push_back(fieldLine(SMS_FIELD_TIME_UNFORMATTED, oneLineText(record.timeUnformatted)));
+        lines.push_back(fieldLine(SMS_FIELD_ID, itos(record.msgId)));
+        lines.push_back(fieldLine(SMS_FIELD_PART_NUMBER, itos(record.partNumber)));
+        lines.push_back(fieldLine(SMS_FIELD_PART_TOTAL, itos(record.partTotal)));
     }
     return lines;
 }
@@ -126,12 +128,12 @@ bool parseNumber(const std::string& path, const std::string& value, std::string&
     const std::string written = cleanWhiteSpace(value);
     number = cleanNonNumeric(written);
     g_messageFileState = {number, startsWith(written, "+")};
-    if (number.size() < NUMBER_DIGITS_MIN) {
+    if (number.size() < SMS_NUMBER_DIGITS_MIN) {
         debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, number '%s' is too short",
               oneLineText(path).c_str(), number.c_str());
         return false;
     }
-    if (number.size() > NUMBER_DIGITS_MAX) {
+    if (number.size() > SMS_NUMBER_DIGITS_MAX) {
         debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, number '%s' is too long",
               oneLineText(path).c_str(), number.c_str());
         return false;
@@ -140,7 +142,7 @@ bool parseNumber(const std::string& path, const std::string& value, std::string&
 }
 
 bool parseText(const std::string& path, const std::string& content, std::string& message) {
-    const std::string key = "MSG=";
+    const std::string key = smsFieldStart(SMS_FIELD_TEXT);
     const size_t found = content.find(key);
     if (found == std::string::npos) return false;
     message = cleanEndWhiteSpace(content.substr(found + key.size()));
@@ -163,7 +165,7 @@ std::string messageFileContent(const S_smsRecordRx& record) {
     std::string content;
     for (const std::string& line : headerLines(record))
         content += line + "\n";
-    return content + "MSG=" + record.message;
+    return content + fieldLine(SMS_FIELD_TEXT, record.message);
 }
 
 std::vector<sSmsOutcome> writeSmsBatch(tSmsQueue& queue, const std::string& root) {
@@ -214,13 +216,13 @@ bool parseSmsFile(const std::string& path, std::string& number, std::string& mes
     std::string content;
     if (!readFile2StringNoFollow(path, content, SMS_FILE_MAX)) return false;
     const cTextLookupTable table(path, '=', 1);
-    if (!table.DoesEntryExist("TO")) {
+    if (!table.DoesEntryExist(SMS_FIELD_TO)) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "SMS send file %s is invalid, does not contain a '%s' field.",
-              oneLineText(path).c_str(), "TO");
+              oneLineText(path).c_str(), SMS_FIELD_TO);
         return false;
     }
-    return parseNumber(path, table.GetEntryByLabel("TO")[1], number) &&
+    return parseNumber(path, table.GetEntryByLabel(SMS_FIELD_TO)[1], number) &&
            parseText(path, content, message);
 }
 

@@ -24,15 +24,8 @@ void resetSmsRecord(S_smsRecordRx& record);
 
 using tSmsQueue = std::queue<S_smsRecordRx>;
 
-// A file of a message or a part:
-//   FROM=+12025550123            FROM=+12025550123
-//   TIME=2020-06-15 20:32:05     TIME=2020-06-15 20:32:05
-//   MSG=any text                 TIMEUF=1592253125
-//                                MSG_ID=7
-//                                MSG_PART_NUMBER=1
-//                                MSG_PART_TOTAL=3
-//                                MSG=any text
-// The text goes on to the end of the file and has no line end of its own.
+// The file of a message or a part, as published/sms_spool.h describes it. The text has no line end
+// of its own.
 std::string messageFileContent(const S_smsRecordRx& record);
 
 // What became of one record.

@@ -40,7 +40,7 @@ int32_t numberField(const cTextLookupTable& table, const std::string& path, cons
 
 uint32_t timeField(const cTextLookupTable& table) {
     constexpr long long TIME_MAX = std::numeric_limits<uint32_t>::max();
-    const long long time = textToLong(table.GetEntryByLabel("TIMEUF")[1]);
+    const long long time = textToLong(table.GetEntryByLabel(SMS_FIELD_TIME_UNFORMATTED)[1]);
     return static_cast<uint32_t>(std::clamp(time, 0LL, TIME_MAX));
 }
 
@@ -64,13 +64,13 @@ void readPartFile(const std::string& path, sPartFile& file) {
     // What is no regular file has no fields.
     file.isRead = !isRegularFile(file.identity) || readContent(path, content, table);
     if (!file.isRead) return;
-    part.msgId = numberField(table, path, "MSG_ID");
-    part.partNumber = numberField(table, path, "MSG_PART_NUMBER");
-    part.partTotal = numberField(table, path, "MSG_PART_TOTAL");
-    part.message = findNeedleString(content, "MSG=", "");
-    file.fromAsWritten = field(table, path, "FROM");
+    part.msgId = numberField(table, path, SMS_FIELD_ID);
+    part.partNumber = numberField(table, path, SMS_FIELD_PART_NUMBER);
+    part.partTotal = numberField(table, path, SMS_FIELD_PART_TOTAL);
+    part.message = findNeedleString(content, smsFieldStart(SMS_FIELD_TEXT), "");
+    file.fromAsWritten = field(table, path, SMS_FIELD_FROM);
     part.from = cleanNonNumeric(file.fromAsWritten);
-    part.time = table.GetEntryByLabel("TIME")[1];
+    part.time = table.GetEntryByLabel(SMS_FIELD_TIME)[1];
     part.timeUnformatted = timeField(table);
 }
 

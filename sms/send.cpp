@@ -84,12 +84,6 @@ bool findLastFile(const std::vector<std::string>& names, std::string& name,
     return true;
 }
 
-// The file's name with the time behind it, within what a name may have.
-std::string archiveName(const std::string& name) {
-    const std::string suffix = "." + fileTimeText();
-    return name.substr(0, SMS_NAME_MAX - suffix.size()) + suffix;
-}
-
 bool isSafeForShell(const std::string& text) {
     return text.find_first_not_of(SAFE_CHARACTERS) == std::string::npos;
 }
@@ -313,7 +307,7 @@ eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root
         return eSUCCESS;
     }
     file.path = g_sendState.dir + name;
-    file.newName = archiveName(name);
+    file.newName = filedSmsName(name, fileTimeText());
     const cSingleEvent attempt;
     return sendFileKeptOpen(port, modem, root, file);
 }

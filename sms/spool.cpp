@@ -17,14 +17,7 @@
 #include "platform/include/text_helpers.h"
 #include "sms/wall_clock.h"
 
-const char* const SMS_DIR_RECV = "/recv/";
-const char* const SMS_DIR_RECV_PARTS = "/recv_parts/";
-const char* const SMS_DIR_RECV_POST = "/recv_post/";
-const char* const SMS_DIR_SEND = "/send/";
-const char* const SMS_DIR_SEND_FAIL = "/send_fail/";
-const char* const SMS_DIR_SEND_OK = "/send_ok/";
-
-std::string g_s_root_sms_path = "/tmp/sms";
+std::string g_s_root_sms_path = SMS_SPOOL_ROOT;
 
 namespace {
 

@@ -9,24 +9,13 @@
 #include <vector>
 
 #include "platform/include/timer.h"
+#include "published/sms_spool.h"
 
-// Root of the spool, "/tmp/sms". Only tests change it.
+// Root of the spool, SMS_SPOOL_ROOT. Only tests change it.
 extern std::string g_s_root_sms_path;
 
-// The spool: a root folder with six folders below. Other programs put files in and take files out,
-// so every name and every entry found there is checked before it is used.
-
-extern const char* const SMS_DIR_RECV;        // complete received messages
-extern const char* const SMS_DIR_RECV_PARTS;  // parts that wait for the rest of their message
-extern const char* const SMS_DIR_RECV_POST;   // for other programs
-extern const char* const SMS_DIR_SEND;        // to be sent
-extern const char* const SMS_DIR_SEND_FAIL;   // given up
-extern const char* const SMS_DIR_SEND_OK;     // sent
-
-// A message file, in or out, is at most so long.
-constexpr size_t SMS_FILE_MAX = 131072;
-// And its name (NAME_MAX).
-constexpr size_t SMS_NAME_MAX = 255;
+// The spool: a root folder with six folders below (published/sms_spool.h). Other programs put files
+// in and take files out, so every name and every entry found there is checked before it is used.
 
 extern cTimer g_C_deleteOldSmsFiles;               // until the next sweep
 extern std::unique_ptr<cTimer> g_Cp_CheckSMS;      // until the next check

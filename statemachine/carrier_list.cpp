@@ -4,8 +4,9 @@
 #include "include/debug.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/timer.h"
+#include "published/paths.h"
 
-const std::string g_s_var_log_dir = "/var/log";
+const std::string g_s_var_log_dir = STATUS_FOLDER;
 
 namespace {
 
@@ -24,7 +25,7 @@ void resetCarrierListState() {
 }
 
 int writeCarrierList(const std::string& directory, bool force) {
-    const std::string path = directory + "/carrier_list.json";
+    const std::string path = directory + "/" + CARRIER_LIST_NAME;
     cTimer& timer = g_carrierListState.timer;
     if (force) timer.Stop();
     if (timer.IsTimerRunning()) return 0;

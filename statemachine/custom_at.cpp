@@ -14,19 +14,16 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "published/at_request.h"
+#include "published/paths.h"
 #include "sms/open_prompt.h"
 #include "statemachine/custom_at_log.h"
 
-const std::string g_s_at_cmd_custom_path = "/tmp";
+const std::string g_s_at_cmd_custom_path = SHARED_FOLDER;
 
 namespace {
 
-constexpr const char* REQUEST_NAME = "/at_cmd_in";
-constexpr const char* ANSWER_NAME = "/at_cmd_out";
-constexpr const char* RAW_ANSWER_NAME = "/at_cmd_out_raw";
-
 constexpr size_t REQUEST_MIN = 3;
-constexpr int EXTRA_TIMEOUT_MAX_S = 30;
 
 // What the answer files will hold.
 struct sAnswer {
@@ -93,10 +90,10 @@ eGeneralErrors processLine(int port, const std::string& text, const sDeviceInfo&
 
 // Both appear whole; programs wait for one or the other.
 void writeAnswer(const sAnswer& answer, const std::string& directory, const std::string& suffix) {
-    cFileVector pretty(directory + ANSWER_NAME + suffix);
+    cFileVector pretty(atAnswerFile(directory, suffix));
     pretty.AppendLine(answer.pretty);
     pretty.Write();
-    cFileVector raw(directory + RAW_ANSWER_NAME + suffix);
+    cFileVector raw(atRawAnswerFile(directory, suffix));
     raw.AppendLine(answer.raw);
     raw.Write();
 }
@@ -118,12 +115,12 @@ eGeneralErrors checkCustomAtFile(int port, sDeviceInfo& device, const std::strin
 
 bool atCommandFilesExist(const std::string& directory, const std::string& suffix) {
     struct stat info;
-    return lstat((directory + REQUEST_NAME + suffix).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+    return lstat(atRequestFile(directory, suffix).c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
 }
 
 size_t readAtCommandFile(std::string& text, const std::string& directory,
                          const std::string& suffix) {
-    const std::string path = directory + REQUEST_NAME + suffix;
+    const std::string path = atRequestFile(directory, suffix);
     // One byte more shows whether there is more.
     readFile2StringNoFollow(path, text, AT_REQUEST_MAX + 1);
     if (unlink(path.c_str()) != 0) {
@@ -140,17 +137,17 @@ size_t readAtCommandFile(std::string& text, const std::string& directory,
 }
 
 void parseAtCmdCustomLine(const std::string& line, std::string& command, int& extraTimeoutS) {
-    const tokenstr tokens(cleanBeginEndWhiteSpace(line), "::", eEmptyTokens::DROP);
+    const tokenstr tokens(cleanBeginEndWhiteSpace(line), AT_TIMEOUT_SEPARATOR, eEmptyTokens::DROP);
     command = tokens[0];
     extraTimeoutS = isStringNumeric(tokens[1]) ? textToInt(tokens[1]) : 0;
-    if (extraTimeoutS <= EXTRA_TIMEOUT_MAX_S) return;
+    if (extraTimeoutS <= AT_EXTRA_TIMEOUT_MAX_S) return;
     debug(eLOG_NOTICE, g_i_debugMode, "%s(): Line '%s' timeout > %d, setting it to %d", __func__,
-          blankControlCharacters(line).c_str(), EXTRA_TIMEOUT_MAX_S, EXTRA_TIMEOUT_MAX_S);
-    extraTimeoutS = EXTRA_TIMEOUT_MAX_S;
+          blankControlCharacters(line).c_str(), AT_EXTRA_TIMEOUT_MAX_S, AT_EXTRA_TIMEOUT_MAX_S);
+    extraTimeoutS = AT_EXTRA_TIMEOUT_MAX_S;
 }
 
 bool validateAtCmdFormat(const std::string& command) {
-    return startsWith(stringUpper(command), "AT");
+    return isAtCommand(command);
 }
 
 eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDeviceInfo& device,
@@ -160,8 +157,8 @@ eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDe
         return eERROR_BUFFER_EMPTY;
     }
     // The answers of an earlier request must not be taken for this one's.
-    unlink((directory + ANSWER_NAME + suffix).c_str());
-    unlink((directory + RAW_ANSWER_NAME + suffix).c_str());
+    unlink(atAnswerFile(directory, suffix).c_str());
+    unlink(atRawAnswerFile(directory, suffix).c_str());
 
     eGeneralErrors result = eSUCCESS;
     sAnswer answer;

@@ -8,16 +8,11 @@
 
 // AT commands of other programs: a request file in a shared folder, answered by two files beside it
 // and recorded in a log that stays. Every instance of the daemon looks for the same file, and the
-// first one takes it. A request that is meant for one slot has the slot behind its name, and so
-// have its answers: at_cmd_in.2. In the functions below suffix is what follows the names, ".2" or
-// nothing.
+// first one takes it; published/at_request.h has the names and what a request holds. In the
+// functions below suffix is what follows the names, ".2" or nothing.
 
 // Where requests and answers are exchanged.
 extern const std::string g_s_at_cmd_custom_path;
-
-// At most so many bytes of a request are read, and so many of its lines looked at.
-constexpr size_t AT_REQUEST_MAX = 512;
-constexpr int AT_REQUEST_LINES = 10;
 
 // Carries out the request, when there is one. eSUCCESS without a request;
 // eERROR_BUFFER_EMPTY for one that holds less than three characters;

@@ -4,12 +4,12 @@
 
 #include "include/options.h"
 #include "platform/include/logger.h"
+#include "published/paths.h"
 
-std::string g_s_at_cmd_log_dir = "/storage/vault/system/logs/";
+std::string g_s_at_cmd_log_dir = AT_LOG_FOLDER;
 
 namespace {
 
-constexpr const char* LOG_NAME = "/at_cmdlog.txt";
 constexpr int LOG_KILOBYTES = 100;
 constexpr int LOG_OLD_FILES = 1;
 constexpr const char* LOG_TIME_FORMAT = "%m/%d/%Y %H:%M:%S";
@@ -41,7 +41,8 @@ std::string prettifyAtCommand(const std::string& command, const std::string& out
 void writeAtCmdLog(const std::string& command, const std::string& output, const sDeviceInfo& device,
                    const std::string& logDirectory) {
     cLogger& log = atCommandLog();
-    log.LogInit(logDirectory + LOG_NAME, LOG_KILOBYTES, LOG_OLD_FILES, LOG_TIME_FORMAT, true);
+    log.LogInit(logDirectory + "/" + AT_LOG_NAME, LOG_KILOBYTES, LOG_OLD_FILES, LOG_TIME_FORMAT,
+                true);
     log.Log(" ");  // carries the time of the record
     for (const std::string& text :
          {deviceHeader(device.modem), prettifyAtCommand(command, cutForLog(output))}) {

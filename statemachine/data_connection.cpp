@@ -1,72 +1,73 @@
 #include "statemachine/data_connection.h"
 
-#include <sys/stat.h>
-
-#include <ctime>
-
 #include "include/debug.h"
 #include "include/options.h"
+#include "published/data_override.h"
+#include "published/host_boot.h"
+#include "published/paths.h"
 
-const std::string CELL_OVERRIDE_PATH = "/tmp";
-const std::string CELL_CONNECT_OVERRIDE_FILE = "force_cell_con";
-const std::string CELL_NOCONNECT_OVERRIDE_FILE = "force_cell_nocon";
-const std::string CELL_POWER_OFF_OVERRIDE_FILE = "force_cell_tempoff";
+const std::string CELL_OVERRIDE_PATH = SHARED_FOLDER;
+const std::string CELL_CONNECT_OVERRIDE_FILE = OVERRIDE_ON_NAME;
+const std::string CELL_NOCONNECT_OVERRIDE_FILE = OVERRIDE_OFF_NAME;
+const std::string CELL_POWER_OFF_OVERRIDE_FILE = OVERRIDE_POWER_OFF_NAME;
 
 namespace {
 
-constexpr unsigned BOOT_S = 180;
 constexpr unsigned BOOT_MESSAGE_EVERY = 10;
-constexpr const char* BOOTED_FILE = "/var/run/poststart";
 
 // The answers of getTempDataDirective that have another meaning as stored directives.
 constexpr eCfgDataStatus OVERRIDE_CONNECTION_OFF = eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM;
 constexpr eCfgDataStatus OVERRIDE_NONE = eCONF_DATA_CONNECT_TEMP_DISABLED;
 
 struct sDataConnectionState {
-    eCfgDataStatus previousOverride = eCONF_DATA_CONNECT_DISABLED;
+    eDataOverride previousOverride = eDataOverride::AUTO;
     bool booted = false;
     unsigned bootCalls = 0;
 };
 
 sDataConnectionState g_dataState;
 
-bool exists(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0;
-}
-
 struct sOverrideRow {
-    const std::string& file;
-    eCfgDataStatus value;
+    eDataOverride value;
+    eCfgDataStatus answer;  // of getTempDataDirective
     const char* what;
     const char* effect;
 };
 
-// The first that exists counts.
 const sOverrideRow OVERRIDES[] = {
-    {CELL_CONNECT_OVERRIDE_FILE, eCONF_DATA_CONNECT_TEMP_ENABLED, "Connection ON",
+    {eDataOverride::ON, eCONF_DATA_CONNECT_TEMP_ENABLED, "Connection ON",
      "starting data connection"},
-    {CELL_NOCONNECT_OVERRIDE_FILE, OVERRIDE_CONNECTION_OFF, "Connection OFF",
-     "stopping data connection"},
-    {CELL_POWER_OFF_OVERRIDE_FILE, eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "Power OFF",
+    {eDataOverride::OFF, OVERRIDE_CONNECTION_OFF, "Connection OFF", "stopping data connection"},
+    {eDataOverride::POWER_OFF, eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "Power OFF",
      "powering device off"},
 };
 
-struct sDirective {
-    eCfgDataStatus stored;
-    int answer;
-};
+// What is in force; logged when it is new.
+eDataOverride currentOverride(const std::string& directory) {
+    const eDataOverride found = findOverride(directory, g_S_options.s_port);
+    for (const sOverrideRow& row : OVERRIDES)
+        if (row.value == found && found != g_dataState.previousOverride)
+            debug(eLOG_NOTICE, g_i_debugMode, "%s Override file appeared (%s), %s", row.what,
+                  overrideFileIn(directory, found, g_S_options.s_port).c_str(), row.effect);
+    return g_dataState.previousOverride = found;
+}
 
-sDirective decide(eCfgDataStatus overridden, int enableInterface) {
-    if (overridden == eCONF_DATA_CONNECT_TEMP_ENABLED)
-        return {eCONF_DATA_CONNECT_TEMP_ENABLED, DATA_CONNECTION_ALLOWED};
-    if (overridden == OVERRIDE_CONNECTION_OFF)
-        return {eCONF_DATA_CONNECT_TEMP_DISABLED, DATA_CONNECTION_NOT_NOW};
-    if (overridden == eCONF_DATA_CONNECT_TEMP_MODEM_OFF)
-        return {eCONF_DATA_CONNECT_TEMP_MODEM_OFF, DATA_CONNECTION_POWER_OFF};
-    if (enableInterface == 0) return {eCONF_DATA_CONNECT_DISABLED, DATA_CONNECTION_NOT_NOW};
-    if (enableInterface == -1) return {eCONF_DATA_CONNECT_MODEM_OFF, DATA_CONNECTION_POWER_OFF};
-    return {eCONF_DATA_CONNECT_ENABLED, DATA_CONNECTION_ALLOWED};
+int answerTo(eCfgDataStatus wanted) {
+    switch (wanted) {
+        case eCONF_DATA_CONNECT_ENABLED:
+        case eCONF_DATA_CONNECT_TEMP_ENABLED:
+            return DATA_CONNECTION_ALLOWED;
+        case eCONF_DATA_CONNECT_MODEM_OFF:
+        case eCONF_DATA_CONNECT_TEMP_MODEM_OFF:
+            return DATA_CONNECTION_POWER_OFF;
+        case eCONF_DATA_CONNECT_UNKNOWN:
+        case eCONF_DATA_CONNECT_DISABLED:
+        case eCONF_DATA_CONNECT_HOLDOFF:
+        case eCONF_DATA_CONNECT_TEMP_DISABLED:
+        case eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM:
+            break;
+    }
+    return DATA_CONNECTION_NOT_NOW;
 }
 
 }  // namespace
@@ -77,50 +78,43 @@ void resetDataConnectionState() {
 
 int isDataConnectionAllowed(sConfigFileOpts& config, const std::string& overrideDirectory) {
     traceEntry(eLOG_STATE, __func__);
-    const sDirective directive =
-        decide(getTempDataDirective(overrideDirectory), config.enableInterface);
-    setDataDirective(config, directive.stored);
-    if (directive.answer != DATA_CONNECTION_ALLOWED || checkSystemBooted()) return directive.answer;
+    const eCfgDataStatus wanted =
+        wantedData(currentOverride(overrideDirectory), config.enableInterface);
+    setDataDirective(config, wanted);
+    if (!waitsForBoot(wanted) || checkSystemBooted()) return answerTo(wanted);
     setDataDirective(config, eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM);
     return DATA_CONNECTION_NOT_NOW;
 }
 
 eCfgDataStatus getTempDataDirective(const std::string& overrideDirectory) {
-    eCfgDataStatus found = OVERRIDE_NONE;
-    for (const sOverrideRow& row : OVERRIDES) {
-        const std::string path = overrideDirectory + "/" + row.file + "." + g_S_options.s_port;
-        if (!exists(path)) continue;
-        found = row.value;
-        if (found != g_dataState.previousOverride)
-            debug(eLOG_NOTICE, g_i_debugMode, "%s Override file appeared (%s), %s", row.what,
-                  path.c_str(), row.effect);
-        break;
-    }
-    g_dataState.previousOverride = found;
-    return found;
+    const eDataOverride found = currentOverride(overrideDirectory);
+    for (const sOverrideRow& row : OVERRIDES)
+        if (row.value == found) return row.answer;
+    return OVERRIDE_NONE;
 }
 
 bool checkSystemBooted() {
     if (g_dataState.booted) return true;
-    if (exists(BOOTED_FILE)) {
-        debug(eLOG_NOTICE, g_i_debugMode, "File %s is present, system is up", BOOTED_FILE);
-        return g_dataState.booted = true;
-    }
     const unsigned uptimeS = getSystemUptime();
-    if (uptimeS <= BOOT_S) {
-        if (g_dataState.bootCalls++ % BOOT_MESSAGE_EVERY == 0)
-            debug(eLOG_NOTICE, g_i_debugMode, "Waiting for system to finish booting up (%ld/%d)",
-                  static_cast<long>(uptimeS), static_cast<int>(BOOT_S));
-        return false;
+    switch (hostBoot("", uptimeS)) {
+        case eHostBoot::FILE_IS_THERE:
+            debug(eLOG_NOTICE, g_i_debugMode, "File %s is present, system is up", BOOTED_FILE);
+            return g_dataState.booted = true;
+        case eHostBoot::UP_FOR_LONG:
+            debug(eLOG_NOTICE, g_i_debugMode, "System uptime longer than %d seconds, system is up",
+                  static_cast<int>(BOOT_S));
+            return g_dataState.booted = true;
+        case eHostBoot::BOOTING:
+            break;
     }
-    debug(eLOG_NOTICE, g_i_debugMode, "System uptime longer than %d seconds, system is up",
-          static_cast<int>(BOOT_S));
-    return g_dataState.booted = true;
+    if (g_dataState.bootCalls++ % BOOT_MESSAGE_EVERY == 0)
+        debug(eLOG_NOTICE, g_i_debugMode, "Waiting for system to finish booting up (%ld/%d)",
+              static_cast<long>(uptimeS), static_cast<int>(BOOT_S));
+    return false;
 }
 
 unsigned getSystemUptime() {
-    timespec now;
-    return clock_gettime(CLOCK_MONOTONIC, &now) == 0 ? static_cast<unsigned>(now.tv_sec) : 0;
+    return hostUptimeS();
 }
 
 int connectionStarted(int) {

@@ -5,6 +5,7 @@
 #include "config/config_look.h"
 #include "include/debug.h"
 #include "include/options.h"
+#include "published/paths.h"
 #include "include/service_manager.h"
 #include "statemachine/service_status.h"
 #include "statemachine/status_files.h"

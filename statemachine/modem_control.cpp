@@ -15,6 +15,7 @@
 #include "include/shell.h"
 #include "include/sleep.h"
 #include "platform/include/timer.h"
+#include "published/paths.h"
 
 namespace {
 
@@ -95,8 +96,8 @@ void resetDevice(int port) {
 }
 
 bool checkFirmwareUpdate(const std::string& directory) {
-    const std::string folder = directory + "/cellmodem_firmware";
-    const std::string trigger = "start_update." + g_S_options.s_port;
+    const std::string folder = directory + "/" + FIRMWARE_FOLDER_NAME;
+    const std::string trigger = firmwareTriggerName(g_S_options.s_port);
     // Anybody may make the folder: one that is a link would have files deleted where it leads.
     const int fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd == -1) {

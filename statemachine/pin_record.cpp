@@ -7,7 +7,8 @@
 
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
-#include "statemachine/data_connection.h"
+#include "published/host_boot.h"
+#include "published/store_keys.h"
 #include "statemachine/sim_pin.h"
 
 namespace {
@@ -36,7 +37,7 @@ sPinRecordState g_pinRecordState;
 
 // The name is that of the versions that noted a PIN without a sure outcome.
 std::string recordKey() {
-    return "CELLULAR_SLOT" + g_S_options.s_port + "_CPIN_TRIED";
+    return slotStoreKey(g_S_options.s_port, STORE_PIN_TRIED);
 }
 
 sPinRecord& pinRecord() {
@@ -74,7 +75,7 @@ bool mayBeSentWithoutStore(const sFileStamp& file, int attempts) {
 // earlier start.
 bool isOlderThanHost(const sFileStamp& file) {
     const int64_t now = time(nullptr);
-    const int64_t started = now - static_cast<int64_t>(getSystemUptime());
+    const int64_t started = now - static_cast<int64_t>(hostUptimeS());
     return file.modifiedS < started || file.modifiedS > now;
 }
 

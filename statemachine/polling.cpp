@@ -7,6 +7,7 @@
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
+#include "published/at_request.h"
 #include "sms/sms.h"
 #include "statemachine/custom_at.h"
 #include "statemachine/data_session.h"
@@ -45,7 +46,7 @@ eGeneralErrors pollDevice(int port, sDeviceInfo& device, sConfigFileOpts& config
     result = checkSMS(port, device);
     const cSingleEvent request;
     checkCustomAtFile(port, device, g_s_at_cmd_custom_path);
-    checkCustomAtFile(port, device, g_s_at_cmd_custom_path, "." + g_S_options.s_port);
+    checkCustomAtFile(port, device, g_s_at_cmd_custom_path, atSlotSuffix(g_S_options.s_port));
     return result;
 }
 

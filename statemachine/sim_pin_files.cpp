@@ -11,6 +11,7 @@
 #include "include/debug.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
+#include "published/pin_format.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 
@@ -20,7 +21,6 @@ std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
 
 namespace {
 
-constexpr size_t CPIN_FILE_MAX = 16;
 constexpr mode_t CPIN_FILE_MODE = 0600;
 
 // The gateway's monitors take a flag and a depth.
@@ -97,16 +97,16 @@ bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::strin
 }
 
 int verifyCpinFormat(const std::string& pin) {
-    return isStringNumeric(pin) && pin.size() >= 4 && pin.size() <= 8;
+    return isStringNumeric(pin) && pin.size() >= PIN_DIGITS_MIN && pin.size() <= PIN_DIGITS_MAX;
 }
 
 int verifyPukFormat(const std::string& puk) {
-    return isStringNumeric(puk) && puk.size() == 8;
+    return isStringNumeric(puk) && puk.size() == PUK_DIGITS;
 }
 
 std::string readCpinFile(const std::string& path) {
     std::string text;
-    readFile2String(path, text, CPIN_FILE_MAX);
+    readFile2String(path, text, PIN_FILE_MAX);
     return cleanWhiteSpace(text);
 }
 

@@ -2,6 +2,7 @@
 #include "include/debug.h"
 #include "include/sleep.h"
 #include "platform/include/text_helpers.h"
+#include "published/pin_format.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
@@ -169,8 +170,8 @@ eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request)
         takeOutPin(sim, currentPin);
         return eERROR_DEVICE_CPIN_FORMAT_INVALID;
     }
-    if (request == "disable") return requestLock(port, sim, currentPin, DISABLE_LOCK);
-    if (request == "enable") return requestLock(port, sim, currentPin, ENABLE_LOCK);
+    if (request == PIN_REQUEST_DISABLE) return requestLock(port, sim, currentPin, DISABLE_LOCK);
+    if (request == PIN_REQUEST_ENABLE) return requestLock(port, sim, currentPin, ENABLE_LOCK);
     return requestChange(port, sim, currentPin, request);
 }
 

@@ -13,6 +13,7 @@
 #include "include/service_manager.h"
 #include "include/signal_flags.h"
 #include "platform/include/error_sink.h"
+#include "published/paths.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "statemachine/cleanup.h"
@@ -23,10 +24,6 @@
 #include "statemachine/timers.h"
 
 namespace {
-
-constexpr const char* CPIN_FILE = "/etc/vuk/cellular_cpin.";
-constexpr const char* CPIN_NEW_FILE = "/etc/vuk/cellular_cpin_new.";
-constexpr const char* PUK_FILE = "/etc/vuk/cellular_puk.";
 
 void installSignalHandlers() {
     signal(SIGINT, signalHandlerSIGINT);
@@ -39,9 +36,9 @@ void installSignalHandlers() {
 void prepareDeviceRecord(sDeviceInfo& device) {
     const std::string& slot = g_S_options.s_port;
     resetDeviceInfo(device, true);
-    device.sim.s_cpin_path = CPIN_FILE + slot;
-    device.sim.s_cpin_new_path = CPIN_NEW_FILE + slot;
-    device.sim.s_puk_path = PUK_FILE + slot;
+    device.sim.s_cpin_path = pinFilePath(slot);
+    device.sim.s_cpin_new_path = pinRequestPath(slot);
+    device.sim.s_puk_path = pukFilePath(slot);
 }
 
 // After these ends the service manager starts the daemon again; the others it asked for itself.

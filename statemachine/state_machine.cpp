@@ -9,6 +9,7 @@
 #include "include/service_manager.h"
 #include "include/signal_flags.h"
 #include "include/sleep.h"
+#include "published/paths.h"
 #include "sms/open_prompt.h"
 #include "statemachine/machine.h"
 #include "statemachine/modem_control.h"
@@ -24,9 +25,6 @@ constexpr unsigned PASS_SLEEP_US = 500000;
 constexpr unsigned NO_PORT_SLEEP_US = 2000000;
 constexpr int ERRORS_TO_RESTART = 9;
 constexpr int RESTARTS_TO_RESET = 3;
-
-constexpr const char* TEMPORARY_DIRECTORY = "/tmp";
-constexpr const char* FIRMWARE_STATUS_FILE = "/storage/cellmodem.firmware.upd.status.";
 
 bool isExitRequested() {
     if (!b_got_sigterm && !b_got_sigint && !b_got_sighup) return false;
@@ -69,10 +67,10 @@ bool checkPort(sMachine& machine) {
 bool isFirmwareUpdateRequested() {
     static const std::string MESSAGE =
         "Firmware file trigger is present,\nresetting device to start firmware update\n";
-    if (!checkFirmwareUpdate(TEMPORARY_DIRECTORY)) return false;
+    if (!checkFirmwareUpdate(SHARED_FOLDER)) return false;
     debug(eLOG_NOTICE, g_i_debugMode, "%s", MESSAGE.c_str());
     bool append = false;
-    updateStatusFile(FIRMWARE_STATUS_FILE + g_S_options.s_port, MESSAGE, append);
+    updateStatusFile(firmwareStatusPath(g_S_options.s_port), MESSAGE, append);
     return true;
 }
 

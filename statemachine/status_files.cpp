@@ -10,17 +10,17 @@
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/key_value_store.h"
+#include "published/paths.h"
 #include "statemachine/status_keys.h"
 #include "statemachine/timers.h"
 
-const std::string g_s_cardstats_path = "/var/log/wireless.cardstats";
-const std::string g_s_serialno_path = "/var/log/wireless.serialno";
-const std::string g_s_mdn_path = "/var/log/wireless.mdn";
+const std::string g_s_cardstats_path = PLAIN_STATUS_FILE;
+const std::string g_s_serialno_path = SERIAL_NUMBER_FILE;
+const std::string g_s_mdn_path = OWN_NUMBER_FILE;
 
 namespace {
 
 constexpr const char* KEY_PREFIX = "CELLMODEM";
-constexpr const char* SLOT_WITH_PLAIN_FILE = "1";
 
 bool isComment(const std::string& suffix) {
     return suffix.find('#') != std::string::npos;
@@ -106,8 +106,8 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
 
     const std::string slotPrefix = KEY_PREFIX + slot;
     storeList(list, slotPrefix);
-    writeList(list, g_s_cardstats_path + "." + slot, slotPrefix);
-    if (slot == SLOT_WITH_PLAIN_FILE) writeList(list, g_s_cardstats_path, KEY_PREFIX);
+    writeList(list, statusFilePath(slot), slotPrefix);
+    if (hasPlainStatusFile(slot)) writeList(list, g_s_cardstats_path, KEY_PREFIX);
     writeLine(g_s_serialno_path, device.modem.s_serial_number);
     writeLine(g_s_mdn_path, device.modem.s_own_number);
 }

@@ -6,6 +6,7 @@
 #include "platform/include/interface_info.h"
 #include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
+#include "published/store_keys.h"
 #include "statemachine/network_interface.h"
 
 namespace {
@@ -16,7 +17,6 @@ struct sStatusLedState {
 
 sStatusLedState g_ledState;
 
-constexpr const char* TEST_MODE_KEY = "FC_TESTMODE";
 constexpr unsigned char UNUSED_DURATION = g_ui_stat_led_duration_default;
 
 struct sLedPattern {
@@ -98,8 +98,8 @@ eGeneralErrors updateRegStatLed(const int& port, const sNetworkInfo& network) {
 
 bool getDeviceTestMode() {
     char value[10] = {};
-    if (skvs_get(TEST_MODE_KEY, value, sizeof value) == -1) return false;
+    if (skvs_get(STORE_TEST_MODE, value, sizeof value) == -1) return false;
     if (!isStringNumeric(value) || textToInt(value) <= 0) return false;
-    debug(eLOG_NOTICE, g_i_debugMode, "Device %s is enabled", TEST_MODE_KEY);
+    debug(eLOG_NOTICE, g_i_debugMode, "Device %s is enabled", STORE_TEST_MODE);
     return true;
 }

@@ -16,20 +16,15 @@
 #include "cli/status/no_daemon.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "published/paths.h"
 
 namespace {
-
-constexpr const char* FOLDER = "/tmp";
-constexpr const char* REQUEST = "/tmp/at_cmd_in.";
-constexpr const char* ANSWER = "/tmp/at_cmd_out_raw.";
 
 // A poll of the modem and everything that it does before it looks for requests.
 constexpr unsigned PICK_UP_S = 45;
 // The commands of the poll that may come between.
 constexpr unsigned ANSWER_MARGIN_S = 5;
 
-constexpr const char* TIMEOUT_SEPARATOR = "::";
-constexpr size_t REQUEST_MAX = 512;     // what the daemon reads
 constexpr size_t ANSWER_MAX = 1 << 20;  // the modem's longest lists have some ten thousand bytes
 constexpr mode_t REQUEST_MODE = 0600;   // a command may hold a PIN
 
@@ -89,28 +84,25 @@ std::string atRequest(const std::string& command, unsigned timeoutS) {
     const std::string text = cleanBeginEndWhiteSpace(command);
     if (!std::all_of(text.begin(), text.end(), isPrintable))
         refuse("the command has characters that are not printable ASCII");
-    if (!startsWith(stringUpper(text), "AT"))
-        refuse("'" + text + "' is no AT command, it has to begin with AT");
-    if (text.find(TIMEOUT_SEPARATOR) != std::string::npos)
+    if (!isAtCommand(text)) refuse("'" + text + "' is no AT command, it has to begin with AT");
+    if (text.find(AT_TIMEOUT_SEPARATOR) != std::string::npos)
         refuse("the daemon takes :: for the beginning of a time; use --timeout");
-    std::string request = text;
-    if (timeoutS > AT_TIMEOUT_MIN_S)
-        request += TIMEOUT_SEPARATOR + std::to_string(timeoutS - AT_TIMEOUT_MIN_S);
-    request += "\n";
-    if (request.size() > REQUEST_MAX)
-        refuse("the command is too long, the daemon reads " + std::to_string(REQUEST_MAX) +
+    std::string request =
+        atRequestLine(text, timeoutS > AT_TIMEOUT_MIN_S ? timeoutS - AT_TIMEOUT_MIN_S : 0);
+    if (request.size() > AT_REQUEST_MAX)
+        refuse("the command is too long, the daemon reads " + std::to_string(AT_REQUEST_MAX) +
                " bytes");
     return request;
 }
 
 cAtRequest::cAtRequest(const sPlaces& places, int slot, const std::string& request,
                        uid_t daemonUser)
-    : m_requestPath(places.at(REQUEST + std::to_string(slot))),
-      m_answerPath(places.at(ANSWER + std::to_string(slot))),
+    : m_requestPath(atRequestFile(places.at(SHARED_FOLDER), atSlotSuffix(slot))),
+      m_answerPath(atRawAnswerFile(places.at(SHARED_FOLDER), atSlotSuffix(slot))),
       m_daemonUser(daemonUser) {
     requireNoRequest(m_requestPath);
     lstat(m_answerPath.c_str(), &m_oldAnswer);
-    cDraftFile draft(places.at(FOLDER), REQUEST_MODE);
+    cDraftFile draft(places.at(SHARED_FOLDER), REQUEST_MODE);
     draft.write(request);
     draft.describe(m_request);
     // A name that was taken since then is not overwritten.

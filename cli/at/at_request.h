@@ -6,12 +6,13 @@
 #include <string>
 
 #include "cli/base/places.h"
+#include "published/at_request.h"
 
 // AT commands through the daemon of one slot: a request file in /tmp, which everybody may write to,
 // answered by a file beside it. Their names carry the slot, so no other slot's daemon takes it.
 
 constexpr unsigned AT_TIMEOUT_MIN_S = 1;
-constexpr unsigned AT_TIMEOUT_MAX_S = 31;
+constexpr unsigned AT_TIMEOUT_MAX_S = AT_TIMEOUT_MIN_S + AT_EXTRA_TIMEOUT_MAX_S;
 
 // The request of a command that may take timeoutS for its answer. Throws cFailure for a command
 // that does not begin with AT, is too long, or could not be sent as it stands.

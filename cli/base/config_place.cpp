@@ -1,9 +1,9 @@
 #include "cli/base/config_place.h"
 
-#include "config/config_file.h"
+#include "published/paths.h"
 
 std::string configPlace(const sPlaces& places, int slot) {
-    const std::string own = slotConfigFile(std::to_string(slot));
-    const bool isOld = slot == 1 && !places.have(own) && places.have(oldConfigFile());
+    const std::string own = slotConfigFile(slot);
+    const bool isOld = hasOldConfigFile(slot) && !places.have(own) && places.have(oldConfigFile());
     return places.at(isOld ? oldConfigFile() : own);
 }

@@ -4,17 +4,11 @@
 
 namespace {
 
-constexpr const char* DAEMON_NAME = "cellslotd";
-
 std::string fileNameOf(const std::string& path) {
     return path.substr(path.rfind('/') + 1);
 }
 
 }  // namespace
-
-std::string pidFilePath(int slot) {
-    return std::string("/var/run/") + DAEMON_NAME + "." + std::to_string(slot) + ".pid";
-}
 
 int recordedPid(const sPlaces& places, int slot) {
     std::ifstream file(places.at(pidFilePath(slot)));

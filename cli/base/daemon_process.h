@@ -5,12 +5,7 @@
 #include <vector>
 
 #include "cli/base/places.h"
-
-constexpr int FIRST_SLOT = 1;
-constexpr int LAST_SLOT = 3;
-
-// Where the daemon of a slot leaves its pid, without the root of places.
-std::string pidFilePath(int slot);
+#include "published/paths.h"
 
 // The pid in the slot's pid file, whether that process lives or not; 0 when there is none.
 int recordedPid(const sPlaces& places, int slot);

@@ -8,20 +8,9 @@
 
 #include "cli/base/failure.h"
 #include "cli/base/system_failure.h"
+#include "published/paths.h"
 
 namespace {
-
-struct sOverrideRow {
-    eDataOverride value;
-    const char* path;
-};
-
-// The first that exists counts.
-const sOverrideRow OVERRIDES[] = {
-    {eDataOverride::ON, "/tmp/force_cell_con."},
-    {eDataOverride::OFF, "/tmp/force_cell_nocon."},
-    {eDataOverride::POWER_OFF, "/tmp/force_cell_tempoff."},
-};
 
 void removeOverride(const std::string& path) {
     if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
@@ -48,17 +37,8 @@ void makeOverride(const std::string& path) {
 
 }  // namespace
 
-std::string overrideFilePath(eDataOverride value, int slot) {
-    for (const sOverrideRow& row : OVERRIDES)
-        if (row.value == value) return row.path + std::to_string(slot);
-    return "";
-}
-
 eDataOverride dataOverride(const sPlaces& places, int slot) {
-    struct stat info {};
-    for (const sOverrideRow& row : OVERRIDES)
-        if (stat(places.at(row.path + std::to_string(slot)).c_str(), &info) == 0) return row.value;
-    return eDataOverride::AUTO;
+    return findOverride(places.at(SHARED_FOLDER), slot);
 }
 
 void setDataOverride(const sPlaces& places, int slot, eDataOverride value) {

@@ -16,6 +16,7 @@
 #include "cli/base/waiting.h"
 #include "cli/status/no_daemon.h"
 #include "config/config_look.h"
+#include "published/paths.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ struct sReloadOptions {
 
 // What the daemon published, and nothing that another one left.
 sConfigLook lookOf(const sPlaces& places, int slot, int pid) {
-    const sConfigLook look = readConfigLook(places.at(configLookPath(std::to_string(slot))));
+    const sConfigLook look = readConfigLook(places.at(configLookPath(slot)));
     return look.pid == pid ? look : sConfigLook();
 }
 

@@ -10,7 +10,10 @@
 
 #include "cli/doctor/doctor_checks.h"
 #include "cli/doctor/quiet_run.h"
-#include "cli/status/slot_report.h"
+#include "published/at_request.h"
+#include "published/host_boot.h"
+#include "published/paths.h"
+#include "published/sms_spool.h"
 
 namespace {
 
@@ -36,7 +39,7 @@ const sTool TOOLS[] = {
     {"sledctl", eHealth::NOTE, "the modem's power cannot be switched"},
 };
 
-const char* const FOLDERS[] = {"/tmp", "/var/log", "/run"};
+const char* const FOLDERS[] = {SHARED_FOLDER, STATUS_FOLDER, "/run"};
 
 std::string mib(unsigned long long bytes) {
     return std::to_string(bytes / MIB) + " MB free";
@@ -122,26 +125,24 @@ tFindings checkClock(const sPlaces& /*places*/, const sSlotSetup& /*setup*/) {
 }
 
 tFindings checkBoot(const sPlaces& places, const sSlotSetup& /*setup*/) {
-    if (places.have(BOOTED_FILE)) return {{eHealth::FINE, "boot", "the host has booted", ""}};
     std::ifstream file(places.at("/proc/uptime"));
     double uptimeS = 0;
-    if (file >> uptimeS && uptimeS <= BOOT_S)
+    if (file >> uptimeS && hostBoot(places.root, uptimeS) == eHostBoot::BOOTING)
         return {{eHealth::NOTE, "boot", "the host is booting, data waits for it",
                  std::string("wait three minutes, or create ") + BOOTED_FILE}};
     return {{eHealth::FINE, "boot", "the host has booted", ""}};
 }
 
 tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
-    constexpr const char* SPOOL = "/tmp/sms";
+    const std::string name = SMS_SPOOL_ROOT;
     struct stat info {};
-    const std::string name = SPOOL;
-    if (lstat(places.at(SPOOL).c_str(), &info) != 0) {
+    if (lstat(places.at(name).c_str(), &info) != 0) {
         if (setup.pid == 0) return {{eHealth::FINE, "messages", "no spool yet", ""}};
         return {{eHealth::BROKEN, "messages", "no " + name + ", although the daemon runs",
                  "look for room and rights in /tmp; restart the daemon"}};
     }
     struct stat parent {};
-    stat(places.at("/tmp").c_str(), &parent);
+    stat(places.at(SHARED_FOLDER).c_str(), &parent);
     const std::string mend = "stop the daemon, rm -r " + name + ", start it again";
     if (!S_ISDIR(info.st_mode))
         return {{eHealth::BROKEN, "messages", name + " is no folder", mend}};
@@ -156,9 +157,12 @@ tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
 
 tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {
     tFindings findings;
-    for (const char* suffix : {"", ".1", ".2", ".3"}) {
+    std::vector<std::string> suffixes = {""};
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
+        suffixes.push_back(atSlotSuffix(slot));
+    for (const std::string& suffix : suffixes) {
         struct stat info {};
-        const std::string name = std::string("/tmp/at_cmd_in") + suffix;
+        const std::string name = atRequestFile(SHARED_FOLDER, suffix);
         if (lstat(places.at(name).c_str(), &info) == 0 && S_ISDIR(info.st_mode))
             findings.push_back({eHealth::BROKEN, "requests",
                                 name + " is a folder: no AT command can be sent", "rmdir " + name});

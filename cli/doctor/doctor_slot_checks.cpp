@@ -290,19 +290,19 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
 
 // The folder's owner is the one who may know the PINs.
 tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
-    constexpr const char* FOLDER = "/etc/vuk";
     struct stat folder {};
-    if (stat(places.at(FOLDER).c_str(), &folder) != 0) return {};
-    if (access(places.at(FOLDER).c_str(), X_OK) != 0)
+    if (stat(places.at(SETTINGS_FOLDER).c_str(), &folder) != 0) return {};
+    if (access(places.at(SETTINGS_FOLDER).c_str(), X_OK) != 0)
         return {{eHealth::NOTE, "pin", "the PIN files are only shown to root", "run this as root"}};
     tFindings findings;
     if ((folder.st_mode & 022) != 0)
-        findings.push_back({eHealth::BROKEN, "pin", std::string("others may write to ") + FOLDER,
-                            std::string("chmod 700 ") + FOLDER});
-    const std::string pin = pinFilePath(setup.slot);
-    if (isReadOnly(places.at(FOLDER)) && !isEmptied(places, pin))
         findings.push_back({eHealth::BROKEN, "pin",
-                            std::string(FOLDER) +
+                            std::string("others may write to ") + SETTINGS_FOLDER,
+                            std::string("chmod 700 ") + SETTINGS_FOLDER});
+    const std::string pin = pinFilePath(setup.slot);
+    if (isReadOnly(places.at(SETTINGS_FOLDER)) && !isEmptied(places, pin))
+        findings.push_back({eHealth::BROKEN, "pin",
+                            std::string(SETTINGS_FOLDER) +
                                 " can only be read: a PIN that the SIM refuses stays in its file, "
                                 "and each start of the host costs an attempt",
                             "mount it writable, or remove " + pin});

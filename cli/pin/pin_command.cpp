@@ -249,12 +249,12 @@ const sPinRow ROWS[] = {
      "Example:\n  cellslot pin change <new-pin.txt"},
     {"enable", "Switch the PIN lock on.",
      [](sCliContext& context, const sPinOptions& options) {
-         switchLock(context, options, "enable");
+         switchLock(context, options, PIN_REQUEST_ENABLE);
      },
      "The PIN is the one of pin set.\nExample:\n  cellslot pin enable -p 2"},
     {"disable", "Switch the PIN lock off.",
      [](sCliContext& context, const sPinOptions& options) {
-         switchLock(context, options, "disable");
+         switchLock(context, options, PIN_REQUEST_DISABLE);
      },
      "The PIN is the one of pin set.\nExample:\n  cellslot pin disable -p 2"},
     {"puk", "Unblock the SIM with its PUK, and set a new PIN.", puk,

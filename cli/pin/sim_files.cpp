@@ -12,30 +12,12 @@
 
 namespace {
 
-constexpr const char* FOLDER = "/etc/vuk";
 constexpr mode_t SECRET_MODE = 0600;
-constexpr size_t READ_MAX = 16;  // what the daemon reads
-
-std::string slotFile(const char* name, int slot) {
-    return std::string(FOLDER) + "/" + name + std::to_string(slot);
-}
 
 }  // namespace
 
-std::string pinFilePath(int slot) {
-    return slotFile("cellular_cpin.", slot);
-}
-
-std::string pinRequestPath(int slot) {
-    return slotFile("cellular_cpin_new.", slot);
-}
-
-std::string pukFilePath(int slot) {
-    return slotFile("cellular_puk.", slot);
-}
-
 void writeSimFile(const sPlaces& places, const std::string& path, const char* data, size_t size) {
-    cDraftFile draft(places.at(FOLDER), SECRET_MODE);
+    cDraftFile draft(places.at(SETTINGS_FOLDER), SECRET_MODE);
     draft.write(data, size);
     draft.replace(places.at(path));
 }
@@ -47,7 +29,7 @@ bool hasUsablePin(const sPlaces& places, int slot) {
     if (file < 0) return false;
     cSecret pin;
     char c = 0;
-    for (size_t i = 0; i < READ_MAX && read(file, &c, 1) == 1; ++i)
+    for (size_t i = 0; i < PIN_FILE_MAX && read(file, &c, 1) == 1; ++i)
         if (c != ' ' && (c < '\t' || c > '\r')) pin.add(c);
     close(file);
     return isPin(pin);

@@ -5,17 +5,10 @@
 
 #include "cli/base/places.h"
 #include "cli/pin/secret.h"
+#include "published/paths.h"
 
-// The files by which the daemon is given PIN and PUK. Each is written whole, for its owner only,
-// and is on the disk when the call returns. Failures throw cFailure.
-
-// The PIN that unlocks the SIM. It stays.
-std::string pinFilePath(int slot);
-// A request: a new PIN, "enable" or "disable". The daemon empties it when it takes it up.
-std::string pinRequestPath(int slot);
-// The PUK of a blocked SIM, with the new PIN in the file of requests. Emptied likewise.
-std::string pukFilePath(int slot);
-
+// The files by which the daemon is given PIN and PUK (published/paths.h). Each is written whole,
+// for its owner only, and is on the disk when the call returns. Failures throw cFailure.
 void writeSimFile(const sPlaces& places, const std::string& path, const char* data, size_t size);
 
 // Whether the slot has a PIN that can be one.

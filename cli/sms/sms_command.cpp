@@ -17,6 +17,7 @@
 #include "cli/status/no_daemon.h"
 #include "cli/status/status_value.h"
 #include "platform/include/text_helpers.h"
+#include "published/sms_spool.h"
 
 namespace {
 
@@ -99,7 +100,7 @@ void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeo
         case eSendState::WAITING:
             throw cFailure(eExitStatus::TIMED_OUT,
                            "not sent yet, " + whyStillWaiting(context.places) +
-                               "; it stays in the queue: /tmp/sms/send/" + name);
+                               "; it stays in the queue: " + SMS_SPOOL_ROOT + SMS_DIR_SEND + name);
     }
 }
 

@@ -14,21 +14,18 @@
 #include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
+#include "published/sms_spool.h"
 
 namespace {
 
-constexpr const char* SPOOL = "/tmp/sms";
-constexpr const char* SEND = "/tmp/sms/send";
-constexpr const char* SENT = "/tmp/sms/send_ok";
-constexpr const char* GIVEN_UP = "/tmp/sms/send_fail";
-constexpr const char* RECEIVED = "/tmp/sms/recv";
-
-constexpr size_t DIGITS_MIN = 5;
 constexpr size_t DIGITS_MAX = 20;  // of an address on its way through the network
 constexpr size_t TEXT_MAX = 918;   // six messages that the telephone joins
-constexpr size_t MESSAGE_FILE_MAX = 131072;
 constexpr mode_t MESSAGE_FILE_MODE = 0600;
 constexpr long long NS_PER_S = 1000000000;
+
+std::string folderOf(const sPlaces& places, const char* dir) {
+    return smsFolder(places.at(SMS_SPOOL_ROOT), dir);
+}
 
 [[noreturn]] void refuse(const std::string& line) {
     throw cFailure(eExitStatus::USAGE, line);
@@ -66,7 +63,7 @@ std::vector<std::string> namesIn(const std::string& folder) {
 bool isFiledIn(const std::string& folder, const std::string& name) {
     const std::vector<std::string> names = namesIn(folder);
     return std::any_of(names.begin(), names.end(),
-                       [&](const std::string& filed) { return startsWith(filed, name + "."); });
+                       [&](const std::string& filed) { return isFiledSmsName(filed, name); });
 }
 
 // No two calls give the same; nothing in it needs quoting in a shell.
@@ -81,31 +78,16 @@ bool isSendable(char c) {
     return c == '\n' || (c >= 0x20 && c < 0x7F && c != '`');
 }
 
-// "FROM=...", "TIME=..." and then "MSG=", behind which everything is text.
-sReceivedMessage parseMessage(const std::string& content) {
-    sReceivedMessage message;
-    size_t start = 0;
-    while (start < content.size()) {
-        const size_t end = std::min(content.find('\n', start), content.size());
-        const std::string line = content.substr(start, end - start);
-        if (startsWith(line, "MSG=")) {
-            message.text = content.substr(start + 4);
-            break;
-        }
-        if (startsWith(line, "FROM=")) message.from = line.substr(5);
-        if (startsWith(line, "TIME=")) message.time = line.substr(5);
-        start = end + 1;
-    }
-    return message;
-}
-
 bool readMessage(const std::string& folder, const std::string& name, sReceivedMessage& message) {
     const std::string path = folder + "/" + name;
     struct stat info {};
     std::string content;
     if (lstat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
-    if (!readFile2StringNoFollow(path, content, MESSAGE_FILE_MAX)) return false;
-    message = parseMessage(content);
+    if (!readFile2StringNoFollow(path, content, SMS_FILE_MAX)) return false;
+    const sReceivedText received = parseReceivedText(content);
+    message.from = received.from;
+    message.time = received.time;
+    message.text = received.text;
     message.file = name;
     message.receivedNs = info.st_mtim.tv_sec * NS_PER_S + info.st_mtim.tv_nsec;
     return true;
@@ -122,7 +104,7 @@ std::string smsNumber(const std::string& written) {
             refuse("the number may hold digits, a + in front, blanks, dashes and brackets only");
     }
     const size_t digits = cleanNonNumeric(number).size();
-    if (digits < DIGITS_MIN || digits > DIGITS_MAX)
+    if (digits < SMS_NUMBER_DIGITS_MIN || digits > DIGITS_MAX)
         refuse("the number has " + std::to_string(digits) + " digits; it needs 5 to 20");
     return number;
 }
@@ -139,26 +121,26 @@ std::string smsText(const std::string& written) {
 }
 
 std::string putMessage(const sPlaces& places, const std::string& number, const std::string& text) {
-    requireFolder(places.at(SPOOL));
-    requireFolder(places.at(SEND));
+    requireFolder(places.at(SMS_SPOOL_ROOT));
+    requireFolder(folderOf(places, SMS_DIR_SEND));
     std::string name = newName();
     // The folder may be a file system of its own. The daemon passes over a draft's name.
-    cDraftFile draft(places.at(SEND), MESSAGE_FILE_MODE);
-    draft.write("TO=" + number + "\nMSG=" + text + "\n");
-    draft.replace(places.at(SEND) + "/" + name);
+    cDraftFile draft(folderOf(places, SMS_DIR_SEND), MESSAGE_FILE_MODE);
+    draft.write(sendFileText(number, text));
+    draft.replace(folderOf(places, SMS_DIR_SEND) + "/" + name);
     return name;
 }
 
 eSendState sendState(const sPlaces& places, const std::string& name) {
-    if (exists(places.at(SEND) + "/" + name)) return eSendState::WAITING;
-    if (isFiledIn(places.at(SENT), name)) return eSendState::SENT;
-    if (isFiledIn(places.at(GIVEN_UP), name)) return eSendState::GIVEN_UP;
+    if (exists(folderOf(places, SMS_DIR_SEND) + "/" + name)) return eSendState::WAITING;
+    if (isFiledIn(folderOf(places, SMS_DIR_SEND_OK), name)) return eSendState::SENT;
+    if (isFiledIn(folderOf(places, SMS_DIR_SEND_FAIL), name)) return eSendState::GIVEN_UP;
     return eSendState::REFUSED;
 }
 
 std::vector<sReceivedMessage> receivedMessages(const sPlaces& places) {
-    const std::string folder = places.at(RECEIVED);
-    requireFolder(places.at(SPOOL));
+    const std::string folder = folderOf(places, SMS_DIR_RECV);
+    requireFolder(places.at(SMS_SPOOL_ROOT));
     requireFolder(folder);
     std::vector<sReceivedMessage> messages;
     for (const std::string& name : namesIn(folder)) {
@@ -174,7 +156,7 @@ std::vector<sReceivedMessage> receivedMessages(const sPlaces& places) {
 }
 
 void deleteReceived(const sPlaces& places, const std::string& file) {
-    const std::string path = places.at(RECEIVED) + "/" + file;
+    const std::string path = folderOf(places, SMS_DIR_RECV) + "/" + file;
     if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
     throw systemFailure("delete " + path, errno);
 }

@@ -12,26 +12,27 @@
 #include "cli/base/daemon_process.h"
 #include "cli/base/data_override.h"
 #include "cli/base/silent_reader.h"
-#include "config/config_file.h"
 #include "platform/include/text_helpers.h"
+#include "published/host_boot.h"
+#include "published/paths.h"
 
 namespace {
 
 void findOverride(const sPlaces& places, int slot, sDataDirectiveReport& data) {
     const eDataOverride override = dataOverride(places, slot);
-    const auto take = [&](eCfgDataStatus value, const std::string& effect) {
-        data.value = value;
+    const auto take = [&](const std::string& effect) {
+        data.value = wantedData(override, 0);
         data.why = effect + " by " + overrideFilePath(override, slot);
     };
     switch (override) {
         case eDataOverride::AUTO:
             return;
         case eDataOverride::ON:
-            return take(eCONF_DATA_CONNECT_TEMP_ENABLED, "forced on");
+            return take("forced on");
         case eDataOverride::OFF:
-            return take(eCONF_DATA_CONNECT_TEMP_DISABLED, "forced off");
+            return take("forced off");
         case eDataOverride::POWER_OFF:
-            return take(eCONF_DATA_CONNECT_TEMP_MODEM_OFF, "modem switched off");
+            return take("modem switched off");
     }
 }
 
@@ -53,20 +54,13 @@ void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
     data.configRead = true;
     data.roamingAllowed = config.roamingAllowed;
     const std::string source = " in " + data.configPath;
-    if (config.enableInterface == 0) {
-        data.value = eCONF_DATA_CONNECT_DISABLED;
+    data.value = wantedData(eDataOverride::AUTO, config.enableInterface);
+    if (data.value == eCONF_DATA_CONNECT_DISABLED)
         data.why = "no CM_ENABLE_INTERFACE=yes" + source;
-    } else if (config.enableInterface == -1) {
-        data.value = eCONF_DATA_CONNECT_MODEM_OFF;
+    else if (data.value == eCONF_DATA_CONNECT_MODEM_OFF)
         data.why = "CM_ENABLE_INTERFACE=off" + source;
-    } else {
-        data.value = eCONF_DATA_CONNECT_ENABLED;
+    else
         data.why = "CM_ENABLE_INTERFACE=yes" + source;
-    }
-}
-
-bool isDataAllowed(eCfgDataStatus value) {
-    return value == eCONF_DATA_CONNECT_ENABLED || value == eCONF_DATA_CONNECT_TEMP_ENABLED;
 }
 
 sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
@@ -74,7 +68,8 @@ sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned u
     data.configPath = configPlace(places, slot).substr(places.root.size());
     readConfiguration(places, data);
     findOverride(places, slot, data);
-    if (!isDataAllowed(data.value) || uptimeS > BOOT_S || places.have(BOOTED_FILE)) return data;
+    if (!waitsForBoot(data.value) || hostBoot(places.root, uptimeS) != eHostBoot::BOOTING)
+        return data;
     data.value = eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM;
     data.why = "the host is still booting, up for " + ltos(uptimeS) + " s: data waits for " +
                BOOTED_FILE + " or " + ltos(BOOT_S) + " s";
@@ -114,9 +109,7 @@ std::vector<std::string> interfaceAddresses(const std::string& interface) {
 }  // namespace
 
 sMoment currentMoment() {
-    timespec uptime{};
-    clock_gettime(CLOCK_MONOTONIC, &uptime);
-    return {time(nullptr), static_cast<unsigned>(uptime.tv_sec)};
+    return {time(nullptr), hostUptimeS()};
 }
 
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
@@ -138,7 +131,7 @@ std::vector<int> findSlots(const sPlaces& places) {
     std::vector<int> slots;
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot)
         if (readStatusFile(places, slot).state != eStatusFile::MISSING ||
-            recordedPid(places, slot) != 0 || places.have(slotConfigFile(itos(slot))))
+            recordedPid(places, slot) != 0 || places.have(slotConfigFile(slot)))
             slots.push_back(slot);
     return slots;
 }

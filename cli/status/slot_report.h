@@ -16,10 +16,6 @@ constexpr long long STALE_AFTER_S = 90;
 // Older than this is worth a word: the daemon writes every two seconds.
 constexpr long long FRESH_S = 10;
 
-// Data waits until the host has booted: until it is up for longer, or the file is there.
-constexpr unsigned BOOT_S = 180;
-constexpr const char* BOOTED_FILE = "/var/run/poststart";
-
 // When a report is made.
 struct sMoment {
     time_t now = 0;

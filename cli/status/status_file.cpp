@@ -107,10 +107,6 @@ sStatusFile parseStatus(const std::string& text, int slot) {
     return file;
 }
 
-std::string statusFilePath(int slot) {
-    return "/var/log/wireless.cardstats." + itos(slot);
-}
-
 sStatusFile readStatusFile(const sPlaces& places, int slot) {
     std::string text;
     if (!readFile2StringNoFollow(places.at(statusFilePath(slot)), text, FILE_MAX + 1)) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli/base/places.h"
+#include "published/paths.h"
 
 // What a daemon published, by key without "CELLMODEMn_". A key that is not there reads as empty
 // text and as no number; so does a text that is no number.
@@ -37,9 +38,7 @@ struct sStatusFile {
 // the last key is the last. Bytes above 127 are left as they are.
 sStatusFile parseStatus(const std::string& text, int slot);
 
-// The status file of a slot, without the root of places.
-std::string statusFilePath(int slot);
-// Never follows a link and never blocks.
+// The status file of a slot. Never follows a link and never blocks.
 sStatusFile readStatusFile(const sPlaces& places, int slot);
 
 #endif

@@ -8,7 +8,8 @@ import pathlib
 import sys
 
 # What runs on the gateway. The simulator is a tool of the tests.
-DAEMON = ("atcmd", "config", "device", "gps", "include", "main", "platform", "sms", "statemachine")
+DAEMON = ("atcmd", "config", "device", "gps", "include", "main", "platform", "published", "sms",
+          "statemachine")
 
 
 class Count:

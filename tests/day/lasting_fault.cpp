@@ -13,6 +13,7 @@
 #include "include/repeated_starts.h"
 #include "include/signal_flags.h"
 #include "platform/include/text_helpers.h"
+#include "published/paths.h"
 #include "statemachine/state_machine.h"
 #include "tests/matrix/host_tools.h"
 #include "tests/matrix/own_folders.h"

@@ -14,6 +14,7 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "platform/include/key_value_store.h"
+#include "published/paths.h"
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/set_up_commands.h"
 

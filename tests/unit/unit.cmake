@@ -65,6 +65,12 @@ cellslot_add_unit_tests(sim TOOL
 target_compile_definitions(sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
 add_dependencies(sim_tests le910sim)
 
+cellslot_add_unit_tests(published
+    LIBS cellslot_published
+    SOURCES unit/published/at_request_test.cpp unit/published/data_override_test.cpp
+            unit/published/host_boot_test.cpp unit/published/paths_test.cpp
+            unit/published/sms_spool_test.cpp unit/published/store_keys_test.cpp)
+
 cellslot_add_unit_tests(main
     LIBS cellslot_entry
     SOURCES unit/main/address_text_test.cpp unit/main/command_line_test.cpp

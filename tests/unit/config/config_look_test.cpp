@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "published/paths.h"
 #include "tests/support/temp_folder.h"
 
 namespace {

@@ -1,0 +1,22 @@
+#ifndef PUBLISHED_HOST_BOOT_H
+#define PUBLISHED_HOST_BOOT_H
+
+#include <string>
+
+// Data waits until the host has booted: until the file is there, or the host is up for longer.
+constexpr unsigned BOOT_S = 180;
+constexpr const char* BOOTED_FILE = "/var/run/poststart";
+
+enum class eHostBoot {
+    BOOTING,
+    FILE_IS_THERE,
+    UP_FOR_LONG,
+};
+
+// root: put before the path of the file, "" on a real host.
+eHostBoot hostBoot(const std::string& root, double uptimeS);
+
+// Seconds since the host was started, 0 when they are not known.
+unsigned hostUptimeS();
+
+#endif

@@ -1,0 +1,12 @@
+#include "published/store_keys.h"
+
+#include <gtest/gtest.h>
+
+TEST(StoreKeys, AreThoseThatOtherProgramsKnow) {
+    EXPECT_EQ(slotStoreKey(2, STORE_PIN_TRIED), "CELLULAR_SLOT2_CPIN_TRIED");
+    EXPECT_EQ(slotStoreKey(2, STORE_GPS_ENABLE_COUNT), "CELLULAR_SLOT2_GPS_ENABLE_COUNT");
+    EXPECT_EQ(slotStoreKey(2, STORE_GPS_ENABLE), "CELLULAR_SLOT2_GPS_ENABLE");
+    EXPECT_EQ(slotStoreKey(2, STORE_GPS_CHIPSET), "CELLULAR_SLOT2_GPS_CHIPSET");
+    EXPECT_EQ(slotStoreKey(2, STORE_GPS_STREAM), "CELLULAR_SLOT2_GPS_STREAM");
+    EXPECT_STREQ(STORE_TEST_MODE, "FC_TESTMODE");
+}
