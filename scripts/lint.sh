@@ -7,6 +7,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
@@ -60,14 +62,7 @@ main() {
         tidyOne "$2" "$3"
         return
         ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     python3 scripts/lib/includes.py
     runCppcheck

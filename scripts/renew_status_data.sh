@@ -2,6 +2,8 @@
 # Makes the recorded status files and screens below tests/data again and shows what became different.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 
 usage() {
     cat <<'TEXT'
@@ -22,14 +24,7 @@ record() {
 main() {
     case ${1:-} in
     "") ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     cmake --preset debug
     cmake --build --preset debug -j 2 \
