@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The includes of the product code, which form no circle and never go upwards (scripts/lib/includes.py),
-# then cppcheck and clang-tidy over what runs on the gateway and over the simulator. Their findings are
-# errors; what is left out is in .cppcheck-suppressions and .clang-tidy, with its reason.
+# and its lines, of which no six stand twice (scripts/lib/repeats.py); then cppcheck and clang-tidy over
+# what runs on the gateway and over the simulator. Their findings are errors; what is left out is in
+# .cppcheck-suppressions and .clang-tidy, with its reason.
 # clang-tidy takes some seconds a file: a file that was clean is looked at again when it, a header
 # or the configuration has changed. --quick leaves clang-tidy out.
 set -euo pipefail
@@ -17,7 +18,7 @@ readonly FOLDERS=(atcmd cli config device gps include le910sim main platform sms
 usage() {
     cat <<'TEXT'
 Usage: lint.sh [--quick]
-Checks the includes and runs cppcheck and clang-tidy over the programs; findings are errors.
+Checks the includes, looks for repeated lines, and runs cppcheck and clang-tidy over the programs; findings are errors.
   --quick  without clang-tidy
 TEXT
 }
@@ -65,6 +66,7 @@ main() {
     *) helpOrRefuse "$1" ;;
     esac
     python3 scripts/lib/includes.py
+    python3 scripts/lib/repeats.py
     runCppcheck
     if [[ ${1:-} != --quick ]]; then
         runClangTidy
