@@ -53,6 +53,29 @@ sReply testSetting(const sSettingRow& row) {
     return answerOk({std::string(row.name) + ": " + joined(texts, ",")});
 }
 
+struct sObstacles {
+    int noSim;
+    int pin;
+    int puk;
+    int failure;
+};
+
+int obstacleOf(const sModemState& state, const sObstacles& numbers) {
+    switch (state.simState()) {
+        case eCARD_READY:
+            return 0;
+        case eCARD_MISSING:
+            return numbers.noSim;
+        case eCARD_PIN:
+            return numbers.pin;
+        case eCARD_PUK:
+            return numbers.puk;
+        case eCARD_BLOCKED:
+            break;
+    }
+    return numbers.failure;
+}
+
 }  // namespace
 
 sReply runCommand(sCall& call) {
@@ -111,35 +134,11 @@ std::string cmeText(int number) {
 }
 
 int simObstacle(const sModemState& state) {
-    switch (state.simState()) {
-        case eCARD_READY:
-            return 0;
-        case eCARD_MISSING:
-            return eCME_NO_SIM;
-        case eCARD_PIN:
-            return eCME_PIN_REQUIRED;
-        case eCARD_PUK:
-            return eCME_PUK_REQUIRED;
-        case eCARD_BLOCKED:
-            return eCME_SIM_FAILURE;
-    }
-    return eCME_SIM_FAILURE;
+    return obstacleOf(state, {eCME_NO_SIM, eCME_PIN_REQUIRED, eCME_PUK_REQUIRED, eCME_SIM_FAILURE});
 }
 
 int simObstacleSms(const sModemState& state) {
-    switch (state.simState()) {
-        case eCARD_READY:
-            return 0;
-        case eCARD_MISSING:
-            return eCMS_NO_SIM;
-        case eCARD_PIN:
-            return eCMS_PIN_REQUIRED;
-        case eCARD_PUK:
-            return eCMS_PUK_REQUIRED;
-        case eCARD_BLOCKED:
-            return eCMS_SIM_FAILURE;
-    }
-    return eCMS_SIM_FAILURE;
+    return obstacleOf(state, {eCMS_NO_SIM, eCMS_PIN_REQUIRED, eCMS_PUK_REQUIRED, eCMS_SIM_FAILURE});
 }
 
 }  // namespace le910sim

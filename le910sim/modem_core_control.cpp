@@ -126,9 +126,7 @@ json cModemCore::orderDetach(const json& request) {
 
 json cModemCore::orderDeactivate(const json& request) {
     cJsonReader reader = orderReader(request);
-    int id = 0;
-    reader.required("cid");
-    reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
+    const int id = readContextId(reader);
     reader.finish();
     const auto found = m_state.contexts.find(id);
     const bool changed = found != m_state.contexts.end() && found->second.active;
@@ -139,9 +137,7 @@ json cModemCore::orderDeactivate(const json& request) {
 // The network gives an active context another address.
 json cModemCore::orderAddress(const json& request) {
     cJsonReader reader = orderReader(request);
-    int id = 0;
-    reader.required("cid");
-    reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
+    const int id = readContextId(reader);
     std::string ipv4;
     std::string ipv6;
     reader.read("ipv4", ipv4);

@@ -202,9 +202,7 @@ void readAddressPlan(cJsonReader& reader, sAddressPlan& plan) {
 }
 
 void readContext(cJsonReader& reader, sModemState& state) {
-    reader.required("cid");
-    int id = 0;
-    reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
+    const int id = readContextId(reader);
     sContext& context = state.contexts[id];
     reader.read("type", context.type);
     reader.read("apn", context.apn);
@@ -354,6 +352,13 @@ std::vector<sTimelineEntry> readTimeline(cJsonReader& reader) {
 }
 
 }  // namespace
+
+int readContextId(cJsonReader& reader) {
+    int id = 0;
+    reader.required("cid");
+    reader.readInt("cid", id, 1, CONTEXT_ID_MAX);
+    return id;
+}
 
 void readLiveSections(cJsonReader& reader, sModemState& state) {
     readCards(reader, state);

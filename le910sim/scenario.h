@@ -29,6 +29,8 @@ struct sScenario {
 sScenario readScenario(const nlohmann::json& json);
 // The sections that may also change while the simulation runs; those absent stay as they are.
 void readLiveSections(cJsonReader& reader, sModemState& state);
+// The number of a context, which must be there.
+int readContextId(cJsonReader& reader);
 // "instant" or a number of bits a second.
 uint32_t readPace(const std::string& text, const std::string& where);
 

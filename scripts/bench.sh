@@ -6,6 +6,8 @@ set -euo pipefail
 
 readonly CALLED_IN=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly BUILD=$PWD/build/release  # what is measured is what ships
 readonly BENCH=$PWD/build/bench
 readonly JOBS=2
@@ -72,15 +74,7 @@ main() {
             instructions --renew
             return
             ;;
-        -h | --help)
-            usage
-            return
-            ;;
-        *)
-            echo "bench.sh: unknown option '$1'" >&2
-            usage >&2
-            return 2
-            ;;
+        *) helpOrRefuse "$1" ;;
         esac
         shift
     done

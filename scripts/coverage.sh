@@ -5,6 +5,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly BUILD=build/coverage
 readonly JOBS=2
 
@@ -22,14 +24,7 @@ main() {
     case ${1:-} in
     '') ;;
     --all) levels='unit|flow|system' ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     cmake --preset coverage
     cmake --build --preset coverage -j "$JOBS"

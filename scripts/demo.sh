@@ -4,6 +4,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly LOG=build/demo.log
 readonly TARGETS=(cellslotd cellslot le910sim skvs)
 
@@ -62,18 +64,11 @@ main() {
             shift
             ;;
         --verbose) options+=(--verbose) ;;
-        -h | --help)
-            usage
-            return
-            ;;
         --)
             shift
             break
             ;;
-        *)
-            echo "demo.sh: unknown option '$1' (--help shows the options)" >&2
-            return 2
-            ;;
+        *) helpOrRefuse "$1" ;;
         esac
         shift
     done

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # The includes of the product code, which form no circle and never go upwards (scripts/lib/includes.py),
-# then cppcheck and clang-tidy over what runs on the gateway and over the simulator. Their findings are
-# errors; what is left out is in .cppcheck-suppressions and .clang-tidy, with its reason.
+# and its lines, of which no six stand twice (scripts/lib/repeats.py); then cppcheck and clang-tidy over
+# what runs on the gateway and over the simulator. Their findings are errors; what is left out is in
+# .cppcheck-suppressions and .clang-tidy, with its reason.
 # clang-tidy takes some seconds a file: a file that was clean is looked at again when it, a header
 # or the configuration has changed. --quick leaves clang-tidy out.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
@@ -16,7 +19,7 @@ readonly FOLDERS=(atcmd cli config device gps include le910sim main platform pub
 usage() {
     cat <<'TEXT'
 Usage: lint.sh [--quick]
-Checks the includes and runs cppcheck and clang-tidy over the programs; findings are errors.
+Checks the includes, looks for repeated lines, and runs cppcheck and clang-tidy over the programs; findings are errors.
   --quick  without clang-tidy
 TEXT
 }
@@ -61,16 +64,10 @@ main() {
         tidyOne "$2" "$3"
         return
         ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     python3 scripts/lib/includes.py
+    python3 scripts/lib/repeats.py
     runCppcheck
     if [[ ${1:-} != --quick ]]; then
         runClangTidy

@@ -2,6 +2,8 @@
 # Makes the recorded status files and screens below tests/data again and shows what became different.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 
 usage() {
     cat <<'TEXT'
@@ -19,26 +21,33 @@ record() {
         "build/debug/bin/$1" --gtest_brief=1 --gtest_filter="$2"
 }
 
+# New files too, which git diff leaves out.
+showDifference() {
+    local changes
+    changes=$(git status --short -- tests/data)
+    if [[ -z $changes ]]; then
+        echo 'renew_status_data.sh: nothing is different from what is committed'
+        return
+    fi
+    git --no-pager diff -- tests/data
+    echo "$changes"
+}
+
 main() {
     case ${1:-} in
     "") ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
-    cmake --preset debug
+    cmake --preset debug >/dev/null
     cmake --build --preset debug -j 2 \
         --target status_flow_tests status_recordings_flow_tests cli_tests
+    # A file that no test makes any more is gone.
+    rm -f tests/data/status/*.status tests/data/status/*.screen
     record status_flow_tests 'StatusFile.Connected*:Status.Keys*'
-    record status_recordings_flow_tests '*'
+    record status_recordings_flow_tests 'Each/StatusRecording.*'
     # The screens after the recordings that they show.
     record cli_tests 'StatusScreen.*:WatchScreen.*'
-    git --no-pager diff --stat -p -- tests/data
+    showDifference
 }
 
 main "$@"

@@ -3,6 +3,8 @@
 # sudo; where nothing is missing it needs neither and takes no time.
 set -euo pipefail
 
+# shellcheck source=scripts/lib/options.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/options.sh"
 # shellcheck source=scripts/lib/packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
@@ -76,14 +78,7 @@ main() {
     local packages
     case ${1:-} in
     '') ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
         echo "setup.sh: this is no Debian; install what takes their place by hand:" \

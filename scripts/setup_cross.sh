@@ -3,6 +3,8 @@
 # architecture beside this one's, and the emulator that its tests run under. As root or with sudo.
 set -euo pipefail
 
+# shellcheck source=scripts/lib/options.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/options.sh"
 # shellcheck source=scripts/lib/packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
@@ -18,14 +20,7 @@ main() {
     local architecture=${1:-} package packages=()
     case $architecture in
     arm64 | armhf) ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$architecture" ;;
     esac
     for package in "crossbuild-essential-$architecture" qemu-user-static \
         "libgmock-dev:$architecture" "libgtest-dev:$architecture" \

@@ -8,6 +8,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly JOBS=2
 readonly SYSTEM_JOBS=6
 readonly FUZZ_S=20  # for each target
@@ -135,14 +137,7 @@ main() {
         releaseTargets=() releaseTests=() asanTests=() lintOptions=()
         export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
         ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        echo "test.sh: unknown option '$1' (--all or none)" >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     scripts/setup.sh
     check 'shell scripts' checkShell || true

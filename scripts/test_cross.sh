@@ -4,6 +4,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly JOBS=2
 
 # What runs natively only.
@@ -44,14 +46,7 @@ main() {
     local architecture=${1:-} target=daemon_tests tests=(-L 'unit|flow' -LE tool)
     case $architecture in
     arm64 | armhf) ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$architecture" ;;
     esac
     # The platform's configuration for a gateway's own libraries is tried with the native compiler.
     # Hostile text takes a minute under the emulator: with --all.
@@ -62,10 +57,7 @@ main() {
         target=unit_and_flow_tests
         tests=(-L 'unit|flow' -E '^unit\.platform_external$')
         ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$2" ;;
     esac
     scripts/setup_cross.sh "$architecture"
     cmake --preset "$architecture"

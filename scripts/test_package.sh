@@ -4,6 +4,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly WORK=$PWD/build/package-test
 # Beside the smallest host: what the package depends on, and who reads its rules for devices and logs.
 readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
@@ -50,14 +52,7 @@ runTests() { # CLASS
 main() {
     case ${1:-} in
     '' | --all) ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     rm -rf "$WORK"
     makePackages

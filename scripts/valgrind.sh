@@ -5,6 +5,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly BUILD=build/release
 readonly OUT=build/valgrind
 # Not the second instance of a slot: memcheck's process does not bear the name that is looked for.
@@ -51,14 +53,7 @@ main() {
     local failed=0 log runs
     case ${1:-} in
     '') ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     cmake --preset release
     cmake --build --preset release -j 2 --target cellslotd "${PROGRAMS[@]}"

@@ -304,44 +304,24 @@ sDiagnosis diagnose(const sSlotReport& report) {
     return diagnosis;
 }
 
-const char* stateWord(eSlotState state) {
+sStateNames stateNames(eSlotState state) {
     switch (state) {
         case eSlotState::CONNECTED:
-            return "CONNECTED";
+            return {"CONNECTED", "connected"};
         case eSlotState::NOT_CONNECTED:
-            return "NOT CONNECTED";
+            return {"NOT CONNECTED", "not_connected"};
         case eSlotState::DATA_OFF:
-            return "DATA OFF";
+            return {"DATA OFF", "data_off"};
         case eSlotState::STARTING:
-            return "STARTING";
+            return {"STARTING", "starting"};
         case eSlotState::STALE:
-            return "NO NEWS";
+            return {"NO NEWS", "stale"};
         case eSlotState::NO_DAEMON:
-            return "NO DAEMON";
+            return {"NO DAEMON", "no_daemon"};
         case eSlotState::NO_DATA:
             break;
     }
-    return "NO DATA";
-}
-
-const char* stateId(eSlotState state) {
-    switch (state) {
-        case eSlotState::CONNECTED:
-            return "connected";
-        case eSlotState::NOT_CONNECTED:
-            return "not_connected";
-        case eSlotState::DATA_OFF:
-            return "data_off";
-        case eSlotState::STARTING:
-            return "starting";
-        case eSlotState::STALE:
-            return "stale";
-        case eSlotState::NO_DAEMON:
-            return "no_daemon";
-        case eSlotState::NO_DATA:
-            break;
-    }
-    return "no_data";
+    return {"NO DATA", "no_data"};
 }
 
 const char* severityId(eSeverity severity) {

@@ -41,10 +41,12 @@ struct sDiagnosis {
 
 sDiagnosis diagnose(const sSlotReport& report);
 
-// "NOT CONNECTED"
-const char* stateWord(eSlotState state);
-// For programs: "not_connected"
-const char* stateId(eSlotState state);
+struct sStateNames {
+    const char* word;  // "NOT CONNECTED"
+    const char* id;    // for programs: "not_connected"
+};
+
+sStateNames stateNames(eSlotState state);
 const char* severityId(eSeverity severity);
 
 #endif

@@ -147,7 +147,7 @@ tJson slotJson(const sSlotReport& report) {
     const sDiagnosis diagnosis = diagnose(report);
     tJson slot = {
         {"slot", report.slot},
-        {"state", stateId(diagnosis.state)},
+        {"state", stateNames(diagnosis.state).id},
         {"daemon_running", report.daemonRuns},
         {"age_seconds", orNull(report.ageS)},
         {"stale", report.isStale()},

@@ -188,9 +188,10 @@ std::string shortSignal(const sSignalReading& signal) {
 
 std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
     const std::string slot = itos(report.slot);
-    if (!report.isGood()) return tableLine({slot, stateWord(diagnosis.state), "-", "-", "-", "-"});
+    if (!report.isGood())
+        return tableLine({slot, stateNames(diagnosis.state).word, "-", "-", "-", "-"});
     const sStatusRecord& record = report.file.record;
-    return tableLine({slot, stateWord(diagnosis.state),
+    return tableLine({slot, stateNames(diagnosis.state).word,
                       stringLower(simWord(record.text("SIM_STATUS"))), shortNetwork(record),
                       shortSignal(diagnosis.signal), shortAge(report)});
 }
@@ -198,7 +199,7 @@ std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
 }  // namespace
 
 std::string slotHeadline(const sSlotReport& report, const sDiagnosis& diagnosis) {
-    const std::string left = "Slot " + itos(report.slot) + "  " + stateWord(diagnosis.state);
+    const std::string left = "Slot " + itos(report.slot) + "  " + stateNames(diagnosis.state).word;
     const std::string age = ageText(report);
     const std::string right = age.empty() ? "" : "data " + age + (*report.ageS < 0 ? "" : " old");
     return cleanEndWhiteSpace(fitTo(left, SCREEN_WIDTH - displayWidth(right)) + right);
@@ -254,7 +255,7 @@ tLines slotsProblems(const std::vector<sSlotReport>& reports) {
     for (const sSlotReport& report : reports) {
         const sDiagnosis diagnosis = diagnose(report);
         if (diagnosis.problems.empty()) continue;
-        lines.push_back("Slot " + itos(report.slot) + "  " + stateWord(diagnosis.state));
+        lines.push_back("Slot " + itos(report.slot) + "  " + stateNames(diagnosis.state).word);
         for (const std::string& line : problemLines(diagnosis))
             lines.push_back(line);
     }

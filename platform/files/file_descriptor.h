@@ -1,6 +1,7 @@
 #ifndef PLATFORM_FILES_FILE_DESCRIPTOR_H
 #define PLATFORM_FILES_FILE_DESCRIPTOR_H
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,6 +31,15 @@ class cFileDescriptor {
   private:
     int m_fd;
 };
+
+// The descriptor, handed over, of a regular file; -1 with errno for anything else and for none.
+inline int releaseRegularFile(cFileDescriptor& file) {
+    struct stat status {};
+    if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
+    if (S_ISREG(status.st_mode)) return file.release();
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return -1;
+}
 
 // Writes everything, however often the system takes only a part. Returns false, with errno set,
 // when it does not take the rest.

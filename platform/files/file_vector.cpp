@@ -57,11 +57,7 @@ int openForAppend(const std::string& path, mode_t newFileMode) {
     if (file.isOpen()) return fchmod(file.get(), newFileMode) == 0 ? file.release() : -1;
     if (errno != EEXIST) return -1;
     file.reset(open(path.c_str(), FLAGS));
-    struct stat status {};
-    if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
-    if (S_ISREG(status.st_mode)) return file.release();
-    errno = EINVAL;
-    return -1;
+    return releaseRegularFile(file);
 }
 
 // All of content or nothing: half a line would run into the next one.

@@ -23,11 +23,7 @@ constexpr mode_t FILE_MODE = 0600;  // what is logged may hold a PIN or a passwo
 int openLog(const std::string& path) {
     constexpr int FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
     cFileDescriptor file(open(path.c_str(), FLAGS | O_CLOEXEC, FILE_MODE));
-    struct stat status {};
-    if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
-    if (S_ISREG(status.st_mode)) return file.release();
-    errno = EINVAL;
-    return -1;
+    return releaseRegularFile(file);
 }
 
 long long fileSize(const std::string& path) {

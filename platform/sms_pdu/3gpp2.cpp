@@ -1,8 +1,8 @@
 #include "platform/include/sms_pdu.h"
 #include "platform/sms_pdu/3gpp2_address.h"
 #include "platform/sms_pdu/3gpp2_user_data.h"
+#include "platform/sms_pdu/decode_line.h"
 #include "platform/sms_pdu/octets.h"
-#include "platform/sms_pdu/print.h"
 #include "platform/sms_pdu/time_stamp.h"
 
 // The point-to-point message of 3GPP2 C.S0015: a transport layer message (section 3.4.2.1) with the
@@ -90,18 +90,15 @@ bool readTransportMessage(const sTransportMessage& message, sms_t& sms) {
     return takeBearerData(message.bearerData, bearerData) && readBearerData(bearerData, sms);
 }
 
+bool readLine(const tOctets& line, size_t length, sms_t& sms) {
+    sTransportMessage message;
+    return takeTransportMessage(line, length, message) && readTransportMessage(message, sms);
+}
+
 }  // namespace
 
 }  // namespace sms_pdu
 
 int sms_decode_3gpp2_pdu(const std::string& pdu, size_t length, sms_t& sms, bool debugOutput) {
-    sms_pdu::tOctets line;
-    sms_pdu::sTransportMessage message;
-    sms = sms_t{};
-    const bool decoded = sms_pdu::octetsOfHex(pdu, line) &&
-                         sms_pdu::takeTransportMessage(line, length, message) &&
-                         sms_pdu::readTransportMessage(message, sms);
-    if (!decoded) sms = sms_t{};
-    if (debugOutput) sms_pdu::printDecoded("3GPP2", pdu, decoded, sms);
-    return decoded ? 0 : -1;
+    return sms_pdu::decodeLine("3GPP2", sms_pdu::readLine, pdu, length, sms, debugOutput);
 }

@@ -2,8 +2,8 @@
 #include "platform/sms_pdu/address.h"
 #include "platform/sms_pdu/alphabet.h"
 #include "platform/sms_pdu/bits.h"
+#include "platform/sms_pdu/decode_line.h"
 #include "platform/sms_pdu/octets.h"
-#include "platform/sms_pdu/print.h"
 #include "platform/sms_pdu/time_stamp.h"
 #include "platform/sms_pdu/user_data.h"
 #include "platform/sms_pdu/user_data_header.h"
@@ -82,18 +82,15 @@ bool readDeliver(const tOctets& transferPdu, sms_t& sms) {
     return readUserData(reader, codingOfScheme(scheme), hasHeader, sms);
 }
 
+bool readLine(const tOctets& line, size_t length, sms_t& sms) {
+    tOctets transferPdu;
+    return takeTransferPdu(line, length, transferPdu) && readDeliver(transferPdu, sms);
+}
+
 }  // namespace
 
 }  // namespace sms_pdu
 
 int sms_decode_pdu(const std::string& pdu, size_t length, sms_t& sms, bool debugOutput) {
-    sms_pdu::tOctets line;
-    sms_pdu::tOctets transferPdu;
-    sms = sms_t{};
-    const bool decoded = sms_pdu::octetsOfHex(pdu, line) &&
-                         sms_pdu::takeTransferPdu(line, length, transferPdu) &&
-                         sms_pdu::readDeliver(transferPdu, sms);
-    if (!decoded) sms = sms_t{};
-    if (debugOutput) sms_pdu::printDecoded("3GPP", pdu, decoded, sms);
-    return decoded ? 0 : -1;
+    return sms_pdu::decodeLine("3GPP", sms_pdu::readLine, pdu, length, sms, debugOutput);
 }

@@ -1,7 +1,6 @@
 #include "platform/include/text_helpers.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -69,12 +68,7 @@ long long saturatedNumber(const std::string& text, long long minimum, long long 
 int openRegularFile(const std::string& path, int extraFlags) {
     cFileDescriptor file(
         open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | extraFlags));
-    if (!file.isOpen()) return -1;
-    struct stat status {};
-    if (fstat(file.get(), &status) != 0) return -1;
-    if (S_ISREG(status.st_mode)) return file.release();
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return -1;
+    return releaseRegularFile(file);
 }
 
 // Until the end or maxBytes: the size that stat reports of a file in /sys or /proc is no measure.

@@ -7,6 +7,7 @@
 
 #include "include/options.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/shown_case.h"
 
 // Whether data is wanted: configuration, override files, and a host that is still booting.
 
@@ -115,6 +116,8 @@ struct sWantedCase {
     eCfgDataStatus stored;
     const char* text;
 };
+
+SHOW_CASE(sWantedCase, "file '" << row.file << "', CM_ENABLE_INTERFACE " << row.enableInterface)
 
 class WantedTable : public cFlowFixture, public ::testing::WithParamInterface<sWantedCase> {};
 

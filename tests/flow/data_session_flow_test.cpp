@@ -4,6 +4,7 @@
 #include "statemachine/timers.h"
 #include "tests/support/in_pass.h"
 #include "tests/support/set_up_commands.h"
+#include "tests/support/shown_case.h"
 
 namespace {
 
@@ -34,6 +35,8 @@ struct sStepCase {
     int number;
     eGeneralErrors result;
 };
+
+SHOW_CASE(sStepCase, row.name)
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include "platform/include/tokenstr.h"
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/shown_case.h"
 
 // The interface's command lines in every combination of the configuration, and its counters.
 
@@ -68,6 +69,10 @@ struct sFlags {
     bool debug, pointToPoint, defaultRoute, dns;
     int family;
 };
+
+SHOW_CASE(sFlags, "debug " << row.debug << ", point to point " << row.pointToPoint
+                           << ", default route " << row.defaultRoute << ", DNS " << row.dns
+                           << ", family " << row.family)
 
 class UpLine : public InterfaceLines, public ::testing::WithParamInterface<sFlags> {};
 

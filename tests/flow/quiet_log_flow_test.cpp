@@ -2,6 +2,7 @@
 
 #include "statemachine/state_machine.h"
 #include "tests/flow/state_machine_fixture.h"
+#include "tests/support/shown_case.h"
 
 // What a daemon without a debug mode writes while something stays wrong: it is said once, and again
 // when it comes back after it was gone.
@@ -16,6 +17,8 @@ struct sQuietCase {
     const char* notice;  // part of a line
     size_t times;        // in 60 seconds
 };
+
+SHOW_CASE(sQuietCase, row.name)
 
 json answersWith(const char* command, const json& fault) {
     json order = fault;

@@ -3,6 +3,7 @@
 #include "include/debug.h"
 #include "statemachine/bands.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/shown_case.h"
 
 namespace {
 
@@ -25,6 +26,8 @@ struct sSpeedCase {
     int ws46;
     const char* log;
 };
+
+SHOW_CASE(sSpeedCase, "preference " << row.preference << ", bits " << row.bits)
 
 class NetSpeed : public RadioPolicy, public ::testing::WithParamInterface<sSpeedCase> {};
 

@@ -1,18 +1,25 @@
 #include <regex>
+#include <set>
 
 #include "include/options.h"
 #include "tests/support/recorded_text.h"
+#include "tests/support/temp_folder.h"
 #include "tests/support/whole_daemon.h"
 
 // The status files that the tests of cellslot read (tests/data/status), as the daemon writes them.
 
 namespace {
 
+constexpr const char* PIN_FILE = "/etc/vuk/cellular_cpin.1";
+constexpr double NEVER_S = 1e9;
+
 struct sRecording {
     const char* name;
     nlohmann::json scenario;
     double atS;             // when the file is taken
     std::string more = "";  // configuration
+    std::string pin = "";   // that the daemon is given
+    double unplugAtS = NEVER_S;
 };
 
 void PrintTo(const sRecording& recording, std::ostream* out) {
@@ -33,6 +40,12 @@ std::vector<sRecording> recordings() {
          {{"registration", {{"state", "roaming"}, {"plmn", "26201"}, {"operator", "Telekom.de"}}}},
          10,
          "CM_ROAMING=home\n"},
+        {"pin_locked", {{"sim", {{"pin", "1234"}, {"lock", true}}}}, 10, "", "9999"},
+        {"puk_locked",
+         {{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 0}, {"puk_attempts", 9}}}},
+         10},
+        {"modem_gone", nlohmann::json::object(), 12, "", "", 10},
+        {"session_refused", {{"registration", {{"accepts_activation", false}}}}, 10},
     };
 }
 
@@ -59,7 +72,9 @@ std::string withPorts(std::string text) {
 TEST_P(StatusRecording, IsWhatTheDaemonWrites) {
     const sRecording& recording = GetParam();
     writeFile(CONFIG_FILE, CONFIG + recording.more);
+    if (!recording.pin.empty()) writeFile(PIN_FILE, recording.pin + "\n");
     startOnTerminal(recording.scenario);
+    at(recording.unplugAtS, [this] { port().unplug(); });
     std::string text;
     at(recording.atS, [&text] { text = readFile(STATUS_FILE); });
     run(recording.atS + 1);
@@ -71,3 +86,10 @@ INSTANTIATE_TEST_SUITE_P(Each, StatusRecording, ::testing::ValuesIn(recordings()
                          [](const ::testing::TestParamInfo<sRecording>& recording) {
                              return std::string(recording.param.name);
                          });
+
+TEST(StatusRecordings, EachFile_HasAScenario) {
+    std::set<std::string> names;
+    for (const sRecording& recording : recordings())
+        names.insert(recording.name);
+    EXPECT_EQ(recordedNames("status", ".status"), names);
+}

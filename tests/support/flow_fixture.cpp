@@ -12,9 +12,12 @@
 #include "platform/include/key_value_store.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
+#include "statemachine/bring_up.h"
+#include "statemachine/polling.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/timers.h"
 #include "tests/support/daemon_reset.h"
+#include "tests/support/set_up_commands.h"
 
 namespace {
 
@@ -42,10 +45,38 @@ void requireNamespace() {
     abort();
 }
 
+std::string atPlace(const tCommands& list, size_t place) {
+    return place < list.size() ? "\"" + list[place] + "\"" : "nothing";
+}
+
+// The first command that differs; empty when none does.
+std::string difference(const std::string& work, const tCommands& sent, const tCommands& listed) {
+    size_t place = 0;
+    while (place < sent.size() && place < listed.size() && sent[place] == listed[place])
+        ++place;
+    if (place == sent.size() && place == listed.size()) return "";
+    return work + " sends " + atPlace(sent, place) + " where tests/support/set_up_commands.h has " +
+           atPlace(listed, place);
+}
+
+// A test whose constructor fails or skips it has no body.
+void refuseToRun(const std::string& problem) {
+    static bool isReported = false;
+    if (isReported) GTEST_SKIP() << "see the first test";
+    isReported = true;
+    FAIL() << problem;
+}
+
 }  // namespace
 
 cFlowFixture::cFlowFixture() {
     requireNamespace();
+    static const std::string problem = trySetUp();
+    prepare();
+    if (!problem.empty()) refuseToRun(problem);
+}
+
+void cFlowFixture::prepare() {
     for (const char* folder : {"/etc/vuk", "/etc/zoq", "/var/log", "/storage", "/tmp", "/run"})
         emptyFolder(folder);
     resetDaemon();
@@ -60,6 +91,25 @@ cFlowFixture::cFlowFixture() {
     config.enableInterface = 1;
     config.syncTime = false;
     config.gpsEnable = false;
+}
+
+// Says what is wrong with a set-up and a poll; empty when nothing is.
+std::string cFlowFixture::trySetUp() {
+    prepare();
+    start();
+    setupModem(handle(), device, config);
+    std::string problem = difference("set-up", commands(), setupCommands());
+    device.network.b_registered = true;
+    pollDevice(handle(), device, config);
+    if (problem.empty()) problem = difference("a poll", commands(), pollCommands());
+    const std::vector<std::string> unknown = m_port->modem().problems();
+    if (!unknown.empty())
+        problem =
+            "the simulated modem (le910sim/commands_*.cpp) does not understand: " + unknown[0];
+    m_port.reset();
+    device = {};
+    config = {};
+    return problem;
 }
 
 cFlowFixture::~cFlowFixture() = default;

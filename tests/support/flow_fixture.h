@@ -19,6 +19,9 @@ using tCommands = std::vector<std::string>;
 // The state of a daemon for slot 1 that has just started, the simulated modem on its port, and host
 // tools that only record. A scenario states only what differs from a healthy modem. At the end the
 // modem must have understood every command.
+// Before the first test of a program, a set-up and a poll of a healthy modem are compared with
+// set_up_commands.h. Where they differ the first test says which command, and no other runs: they
+// would all fail.
 class cFlowFixture : public ::testing::Test {
   public:
     cFlowFixture();
@@ -51,6 +54,9 @@ class cFlowFixture : public ::testing::Test {
     cShellStubs shell;
 
   private:
+    void prepare();
+    std::string trySetUp();
+
     std::unique_ptr<cSimulatedPort> m_port;
     bool m_problemsAllowed = false;
 };

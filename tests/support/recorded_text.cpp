@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 #include "tests/support/temp_folder.h"
 
@@ -11,4 +12,11 @@ void expectRecorded(const std::string& name, const std::string& text) {
     if (getenv("CELLSLOT_RENEW_RECORDINGS") != nullptr) writeFile(path, text);
     EXPECT_EQ(readFile(path), text)
         << path << ": where the change is meant, run scripts/renew_status_data.sh";
+}
+
+std::set<std::string> recordedNames(const std::string& folder, const std::string& extension) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(TESTS_DATA "/" + folder))
+        if (entry.path().extension() == extension) names.insert(entry.path().stem());
+    return names;
 }

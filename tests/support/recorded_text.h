@@ -1,10 +1,14 @@
 #ifndef TESTS_SUPPORT_RECORDED_TEXT_H
 #define TESTS_SUPPORT_RECORDED_TEXT_H
 
+#include <set>
 #include <string>
 
 // The text is word for word that of a file below tests/data. With CELLSLOT_RENEW_RECORDINGS set in
 // the environment the file is written instead (scripts/renew_status_data.sh).
 void expectRecorded(const std::string& name, const std::string& text);
+
+// The names, without the extension, of the files of a folder below tests/data.
+std::set<std::string> recordedNames(const std::string& folder, const std::string& extension);
 
 #endif

@@ -46,6 +46,10 @@ endif()
 add_test(NAME system.script_help COMMAND ${CMAKE_SOURCE_DIR}/tests/system/script_help_test.sh)
 set_tests_properties(system.script_help PROPERTIES LABELS system TIMEOUT 120)
 
+add_test(NAME system.repeats
+         COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/repeats_test.py)
+set_tests_properties(system.repeats PROPERTIES LABELS system TIMEOUT 60)
+
 # With Debian's gpsd.
 foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})

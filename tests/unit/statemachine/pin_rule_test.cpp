@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "include/modem_types.h"
+#include "tests/support/shown_case.h"
 
 namespace {
 
@@ -105,6 +106,8 @@ struct sDecisionCase {
     ePinDecision decision;
 };
 
+SHOW_CASE(sDecisionCase, row.name)
+
 class PinDecision : public ::testing::TestWithParam<sDecisionCase> {};
 
 TEST_P(PinDecision, IsGivenWithItsReason) {
@@ -187,6 +190,8 @@ struct sAnswerCase {
     ePinState before;
     ePinState after;
 };
+
+SHOW_CASE(sAnswerCase, "result " << row.result << " in state " << static_cast<int>(row.before))
 
 class PinAnswer : public ::testing::TestWithParam<sAnswerCase> {};
 
