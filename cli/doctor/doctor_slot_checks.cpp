@@ -25,6 +25,7 @@
 #include "cli/status/status_value.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -248,7 +249,7 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "ls /sys/class/net; is the modem's network driver loaded?"}};
-    if (setup.pid != 0 && statusValue(places, setup.slot, "QMI_STATE") == "CONNECTED" &&
+    if (setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED &&
         isLinkDown(places, name))
         return {{eHealth::BROKEN, "interface", name + " is down, although the session is up",
                  "keep others off it (NetworkManager, a DHCP client); cellslot data off" +

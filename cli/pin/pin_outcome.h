@@ -4,6 +4,7 @@
 #include <string>
 
 #include "cli/base/places.h"
+#include "published/status_values.h"
 
 // What the daemon says about a slot's SIM.
 struct sSimView {
@@ -12,15 +13,12 @@ struct sSimView {
     int pinAttempts = -1;  // left, -1 not known
     int pukAttempts = -1;
 
-    bool isReady() const { return status == "Available"; }
-    bool wantsPin() const { return status == "PIN Locked"; }
-    bool wantsPuk() const { return status == "PUK Locked"; }
+    bool isReady() const { return status == SIM_STATUS_AVAILABLE; }
+    bool wantsPin() const { return status == SIM_STATUS_PIN_LOCKED; }
+    bool wantsPuk() const { return status == SIM_STATUS_PUK_LOCKED; }
 };
 
 sSimView simView(const sPlaces& places, int slot);
-
-// Whether the outcome of an operation tells success, or that there was nothing to do.
-bool isSuccess(const std::string& outcome);
 
 // Tells one state of the slot's status file from the next, which replaces it.
 std::string statusEdition(const sPlaces& places, int slot);
