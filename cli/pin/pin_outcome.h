@@ -8,7 +8,7 @@
 
 // What the daemon says about a slot's SIM.
 struct sSimView {
-    std::string status;    // "Available", "PIN Locked", "PUK Locked" and the like; "" not known
+    std::string status;    // SIM_STATUS_... or another; "" not known
     std::string outcome;   // of the last operation, its PINs masked
     int pinAttempts = -1;  // left, -1 not known
     int pukAttempts = -1;

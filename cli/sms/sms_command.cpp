@@ -18,6 +18,7 @@
 #include "cli/status/status_file.h"
 #include "platform/include/text_helpers.h"
 #include "published/outcome_texts.h"
+#include "published/paths.h"
 #include "published/sms_spool.h"
 #include "published/status_keys.h"
 
@@ -78,7 +79,7 @@ std::string reasonInLog(const std::vector<cDaemonLog>& logs) {
             if (!line.empty()) return printableLine(line.substr(line.find(reason)));
         }
     }
-    return "the system log says why (look for cellslotd)";
+    return std::string("the system log says why (look for ") + DAEMON_NAME + ")";
 }
 
 void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeoutS,

@@ -10,6 +10,7 @@
 #include "include/device_records.h"
 #include "include/modem_types.h"
 #include "platform/include/text_helpers.h"
+#include "published/installation.h"
 #include "published/outcome_texts.h"
 #include "published/status_values.h"
 
@@ -44,7 +45,7 @@ void checkDaemon(const sSlotView& view) {
              capitalized(noDaemonText(view.report.slot)) + "; these are the last known values, " +
                  age + " old.",
              howToStart(view.report.slot, view.report.data) +
-                 ", then look why it ended: journalctl -t cellslotd");
+                 ", then look why it ended: journalctl -t " + DAEMON_NAME);
 }
 
 void checkAge(const sSlotView& view) {
@@ -53,11 +54,10 @@ void checkAge(const sSlotView& view) {
     if (view.report.isStale())
         view.add(eSeverity::ERROR, "stale",
                  "The daemon runs, but there was no status update for " + durationText(ageS) + ".",
-                 "it hangs, waits for a very long command, or cannot write to /var/log: cellslot "
-                 "doctor" +
-                     view.option() +
-                     ", journalctl -t cellslotd; if it stays so, systemctl restart cellslotd@" +
-                     itos(view.report.slot));
+                 std::string("it hangs, waits for a very long command, or cannot write to ") +
+                     STATUS_FOLDER + ": cellslot doctor" + view.option() + ", journalctl -t " +
+                     DAEMON_NAME + "; if it stays so, systemctl restart " +
+                     serviceName(view.report.slot));
     else if (ageS < -FRESH_S)
         view.add(eSeverity::WARNING, "clock",
                  "The data are " + durationText(-ageS) + " ahead of this host's clock.",
@@ -265,9 +265,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
         diagnosis.state = eSlotState::STARTING;
         diagnosis.problems.push_back(
             {eSeverity::NOTE, "starting", "The daemon runs but has not written its status yet.",
-             "right after a start that passes; later it cannot write to /var/log: cellslot doctor "
-             "-p " +
-                 slot});
+             std::string("right after a start that passes; later it cannot write to ") +
+                 STATUS_FOLDER + ": cellslot doctor -p " + slot});
         return diagnosis;
     }
     if (isMissing) {
@@ -282,7 +281,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
          "The status file " + statusFilePath(report.slot) + " " + report.file.defect + ".",
          report.file.state == eStatusFile::NOT_PERMITTED
              ? "ask as root"
-             : "check free space and rights of /var/log: cellslot doctor -p " + slot});
+             : std::string("check free space and rights of ") + STATUS_FOLDER +
+                   ": cellslot doctor -p " + slot});
     return diagnosis;
 }
 
