@@ -2,6 +2,7 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -22,11 +23,11 @@ struct sRegistrationRow {
 };
 
 const sRegistrationRow STATES[] = {
-    {eREG_NOT_SEARCHING, "Not Registered, Not Searching", "Not Reg", false, true},
-    {eREG_HOME, "Registered, Home Network", "Reg Home", true, false},
-    {eREG_SEARCHING, "Not registered, Searching", "Searching", false, true},
-    {eREG_DENIED, "Registration Denied", "Reg Denied", false, false},
-    {eREG_ROAMING, "Registered, Roaming", "Reg Roaming", true, false},
+    {eREG_NOT_SEARCHING, "Not Registered, Not Searching", REGISTRATION_NONE, false, true},
+    {eREG_HOME, "Registered, Home Network", REGISTRATION_HOME, true, false},
+    {eREG_SEARCHING, "Not registered, Searching", REGISTRATION_SEARCHING, false, true},
+    {eREG_DENIED, "Registration Denied", REGISTRATION_DENIED, false, false},
+    {eREG_ROAMING, "Registered, Roaming", REGISTRATION_ROAMING, true, false},
 };
 
 const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, NAME_UNKNOWN, NAME_UNKNOWN, false, false};

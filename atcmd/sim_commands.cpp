@@ -3,6 +3,7 @@
 #include "atcmd/command.h"
 #include "atcmd/operators.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -22,9 +23,9 @@ struct sCpinRow {
 
 // clang-format off
 const sCpinRow CPIN_TEXTS[] = {
-    {"READY",         eSIM_READY,        0,  "Available"},
-    {"SIM PIN",       eSIM_PIN_REQUIRED, 3,  "PIN Locked"},
-    {"SIM PUK",       eSIM_PUK_REQUIRED, 5,  "PUK Locked"},
+    {"READY",         eSIM_READY,        0,  SIM_STATUS_AVAILABLE},
+    {"SIM PIN",       eSIM_PIN_REQUIRED, 3,  SIM_STATUS_PIN_LOCKED},
+    {"SIM PUK",       eSIM_PUK_REQUIRED, 5,  SIM_STATUS_PUK_LOCKED},
     {"PH-SIM PIN",    eSIM_PIN_REQUIRED, 8,  "Phone-to-SIM First SIM PIN"},
     {"PH-FSIM PIN",   eSIM_PIN_REQUIRED, 10, "Phone-to-very First SIM PIN"},
     {"PH-FSIM PUK",   eSIM_PUK_REQUIRED, 11, "Phone-to-very First SIM PUK"},
@@ -73,7 +74,8 @@ ePortReturn getDeviceSimPresent(int port, sSimInfo& sim) {
     sim.i_qss_mode = -1;
     const ePortReturn result = queryInto(port, commandText(eAT_CMD_QSS_GET), eParseCmx::ON_FAILURE,
                                          sim, parseDeviceSimPresent);
-    if (result == ePORT_OK && sim.i_present != 1) setLock(sim, eSIM_MISSING, 2, "Not Present");
+    if (result == ePORT_OK && sim.i_present != 1)
+        setLock(sim, eSIM_MISSING, 2, SIM_STATUS_NOT_PRESENT);
     return result;
 }
 

@@ -9,7 +9,7 @@
 // 8.3), IMSI, ICCID and the slot that one of the modem's GPIO pins selects. A CME error is returned
 // as its number.
 
-// A SIM that is not there sets lock class and code 2 and the status "Not Present".
+// A SIM that is not there sets lock class and code 2 and SIM_STATUS_NOT_PRESENT.
 ePortReturn getDeviceSimPresent(int port, sSimInfo& sim);
 void parseDeviceSimPresent(const std::string& response, sSimInfo& sim);
 

@@ -17,6 +17,7 @@ constexpr int TEMPERATURE_UNKNOWN_C = -999;
 constexpr int ATTEMPTS_UNKNOWN = 255;
 constexpr int SIGNAL_UNKNOWN = 99;  // +CSQ, 3GPP TS 27.007 section 8.5
 constexpr const char* NAME_UNKNOWN = "Unknown";
+constexpr const char* TECHNOLOGY_UNKNOWN = "UNKNOWN";
 constexpr const char* FIRMWARE_VERSION_UNKNOWN = "00.00.00";
 constexpr const char* CFG_VERSION_UNKNOWN = "-1";
 constexpr const char* IMEI_UNKNOWN = "000000000000000";
@@ -133,7 +134,7 @@ struct sRegistrationInfo {
 // #PSNT
 struct sPsntInfo {
     ePS_NET_TYPE e_psnt_service_type = ePS_NET_UNKNOWN;
-    std::string s_psnt_service_type = "UNKNOWN";
+    std::string s_psnt_service_type = TECHNOLOGY_UNKNOWN;
     int i_psnt_is_hsupa_available = 0;
     int i_psnt_is_hsupa_used = 0;
     int i_psnt_is_hsdpa_available = 0;
@@ -191,7 +192,7 @@ struct sNetworkInfo : sRegistrationInfo, sPsntInfo, sRfstsInfo {
     int i_cops_mode = -1;
     std::string s_operator = NAME_UNKNOWN;
     eCOPS_ACCESS_TECH e_cops_act = eCOPS_ACT_UNKNOWN;
-    std::string s_cops_act = "UNKNOWN";
+    std::string s_cops_act = TECHNOLOGY_UNKNOWN;
 
     // Packet domain
     int i_attached = -1;            // +CGATT: -1 not known, 0 no, 1 yes
@@ -229,7 +230,7 @@ struct sDeviceInfo {
     sModemInfo modem;
     sNetworkInfo network;
     sSimInfo sim;
-    std::string s_connection_status = NAME_UNKNOWN;  // or "CONNECTED", "DISCONNECTED"
+    std::string s_connection_status = NAME_UNKNOWN;  // or SESSION_CONNECTED, _DISCONNECTED
     std::string s_ipv4_address;                      // of the configured context
     eGeneralErrors e_last_connect_error = eSUCCESS;
     bool b_shutting_down = false;

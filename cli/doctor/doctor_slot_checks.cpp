@@ -25,6 +25,8 @@
 #include "cli/status/status_value.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
+#include "published/installation.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -187,7 +189,7 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
     if (daemons.size() > 1)
         return {{eHealth::BROKEN, "daemon",
                  std::to_string(daemons.size()) + " daemons run for this slot",
-                 "stop all but the service: ps -ef | grep cellslotd"}};
+                 std::string("stop all but the service: ps -ef | grep ") + DAEMON_NAME}};
     if (setup.pid != 0)
         return {{eHealth::FINE, "daemon", "runs as " + std::to_string(setup.pid), ""}};
     if (daemons.size() == 1)
@@ -207,7 +209,8 @@ tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.pid == 0) return {};
     struct stat info {};
     const std::string path = statusFilePath(setup.slot);
-    const std::string mend = "look for room in /var/log, and into the system log";
+    const std::string mend =
+        std::string("look for room in ") + STATUS_FOLDER + ", and into the system log";
     if (stat(places.at(path).c_str(), &info) != 0)
         return {{eHealth::NOTE, "status", "no " + path + " yet", mend}};
     const long long ageS = time(nullptr) - info.st_mtime;
@@ -248,7 +251,7 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "ls /sys/class/net; is the modem's network driver loaded?"}};
-    if (setup.pid != 0 && statusValue(places, setup.slot, "QMI_STATE") == "CONNECTED" &&
+    if (setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED &&
         isLinkDown(places, name))
         return {{eHealth::BROKEN, "interface", name + " is down, although the session is up",
                  "keep others off it (NetworkManager, a DHCP client); cellslot data off" +

@@ -10,6 +10,9 @@
 #include "include/device_records.h"
 #include "include/modem_types.h"
 #include "platform/include/text_helpers.h"
+#include "published/installation.h"
+#include "published/outcome_texts.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -24,8 +27,8 @@ struct sSlotView {
         diagnosis.problems.push_back({severity, id, what, mend});
     }
     bool isConnected() const { return report.saysConnected(); }
-    bool isRegistered() const { return record.text("CREG_REGISTERED") == "1"; }
-    bool isSimReady() const { return record.text("SIM_STATUS") == "Available"; }
+    bool isRegistered() const { return record.isSet(STATUS_CREG_REGISTERED); }
+    bool isSimReady() const { return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE; }
 };
 
 bool isDataWanted(eCfgDataStatus value) {
@@ -42,7 +45,7 @@ void checkDaemon(const sSlotView& view) {
              capitalized(noDaemonText(view.report.slot)) + "; these are the last known values, " +
                  age + " old.",
              howToStart(view.report.slot, view.report.data) +
-                 ", then look why it ended: journalctl -t cellslotd");
+                 ", then look why it ended: journalctl -t " + DAEMON_NAME);
 }
 
 void checkAge(const sSlotView& view) {
@@ -51,11 +54,10 @@ void checkAge(const sSlotView& view) {
     if (view.report.isStale())
         view.add(eSeverity::ERROR, "stale",
                  "The daemon runs, but there was no status update for " + durationText(ageS) + ".",
-                 "it hangs, waits for a very long command, or cannot write to /var/log: cellslot "
-                 "doctor" +
-                     view.option() +
-                     ", journalctl -t cellslotd; if it stays so, systemctl restart cellslotd@" +
-                     itos(view.report.slot));
+                 std::string("it hangs, waits for a very long command, or cannot write to ") +
+                     STATUS_FOLDER + ": cellslot doctor" + view.option() + ", journalctl -t " +
+                     DAEMON_NAME + "; if it stays so, systemctl restart " +
+                     serviceName(view.report.slot));
     else if (ageS < -FRESH_S)
         view.add(eSeverity::WARNING, "clock",
                  "The data are " + durationText(-ageS) + " ahead of this host's clock.",
@@ -65,12 +67,13 @@ void checkAge(const sSlotView& view) {
 // ---- modem and SIM ---------------------------------------------------------------------------
 
 bool isModemSilent(const sStatusRecord& record) {
-    return record.text("SIM_STATUS") == "Unknown" &&
-           record.number("TEMPERATURE").value_or(TEMPERATURE_UNKNOWN_C) == TEMPERATURE_UNKNOWN_C;
+    return record.text(STATUS_SIM_STATUS) == NAME_UNKNOWN &&
+           record.number(STATUS_TEMPERATURE).value_or(TEMPERATURE_UNKNOWN_C) ==
+               TEMPERATURE_UNKNOWN_C;
 }
 
 void checkModem(const sSlotView& view) {
-    const std::string port = printableLine(view.record.text("DEV_HANDLE_MAIN"));
+    const std::string port = printableLine(view.record.text(STATUS_DEV_HANDLE_MAIN));
     if (!view.report.portExists)
         view.add(eSeverity::ERROR, "modem_missing",
                  "The modem's port " + port + " is not there: it is off, restarting or unplugged.",
@@ -84,18 +87,18 @@ void checkModem(const sSlotView& view) {
                      view.option());
 }
 
-std::string attemptsText(const sStatusRecord& record, const std::string& key) {
+std::string attemptsText(const sStatusRecord& record, const sStatusKey& key) {
     const long long attempts = record.number(key).value_or(ATTEMPTS_UNKNOWN);
     if (attempts == ATTEMPTS_UNKNOWN) return "";
     return ", " + ltos(attempts) + (attempts == 1 ? " attempt" : " attempts") + " left";
 }
 
 bool isPinRefused(const sStatusRecord& record) {
-    return record.text("SIM_EXTENDED_STATUS").find("bad password") != std::string::npos;
+    return isPinOutcomeRefused(record.text(STATUS_SIM_EXTENDED_STATUS));
 }
 
 void addPinLocked(const sSlotView& view) {
-    const std::string attempts = attemptsText(view.record, "SIM_REMAIN_CPIN");
+    const std::string attempts = attemptsText(view.record, STATUS_SIM_REMAIN_CPIN);
     const std::string pinSet = "cellslot pin set" + view.option();
     if (isPinRefused(view.record))
         view.add(eSeverity::ERROR, "sim_pin",
@@ -109,26 +112,26 @@ void addPinLocked(const sSlotView& view) {
 void addPukLocked(const sSlotView& view) {
     view.add(eSeverity::ERROR, "sim_puk",
              "The SIM is blocked after wrong PINs and waits for its PUK" +
-                 attemptsText(view.record, "SIM_REMAIN_PUK") + ".",
+                 attemptsText(view.record, STATUS_SIM_REMAIN_PUK) + ".",
              "get the PUK from the operator, then: cellslot pin puk" + view.option() +
                  " (after the last attempt the SIM is lost)");
 }
 
 void checkSim(const sSlotView& view) {
-    const std::string status = view.record.text("SIM_STATUS");
+    const std::string status = view.record.text(STATUS_SIM_STATUS);
     if (view.isSimReady() || isModemSilent(view.record)) return;
-    if (status == "Not Present")
+    if (status == SIM_STATUS_NOT_PRESENT)
         view.add(eSeverity::ERROR, "sim_missing", "The modem finds no SIM card.",
                  "insert it; where the modem has two holders check CM_SIM_SLOT, it uses number " +
-                     printableLine(view.record.text("SIM_SLOT")) +
+                     printableLine(view.record.text(STATUS_SIM_SLOT)) +
                      ". A modem whose #QSS mode is 2 seems to have none, too: cellslot doctor "
                      "--ask-modem" +
                      view.option());
-    else if (status == "PIN Locked")
+    else if (status == SIM_STATUS_PIN_LOCKED)
         addPinLocked(view);
-    else if (status == "PUK Locked")
+    else if (status == SIM_STATUS_PUK_LOCKED)
         addPukLocked(view);
-    else if (status == "Unknown")
+    else if (status == NAME_UNKNOWN)
         view.add(eSeverity::ERROR, "sim_unknown", "The state of the SIM cannot be read.",
                  "right after a start that passes; else take the card out and put it in again");
     else
@@ -157,21 +160,21 @@ void checkDataWanted(const sSlotView& view) {
 }
 
 void addNotRegistered(const sSlotView& view) {
-    const std::string state = view.record.text("CREG_ABR");
+    const std::string state = view.record.text(STATUS_CREG_ABR);
     const eSeverity severity = view.isConnected() ? eSeverity::WARNING : eSeverity::ERROR;
-    const std::string mode = view.record.text("CONF_OPERATOR_MODE");
-    const std::string only = mode == "1" ? " Only operator " +
-                                               printableLine(view.record.text("CONF_OPERATOR")) +
-                                               " is allowed (CM_OPERATOR)."
-                                         : "";
-    if (state == "Reg Denied")
+    const std::string only = view.record.number(STATUS_CONF_OPERATOR_MODE) == eNET_OPERATOR_MANUAL
+                                 ? " Only operator " +
+                                       printableLine(view.record.text(STATUS_CONF_OPERATOR)) +
+                                       " is allowed (CM_OPERATOR)."
+                                 : "";
+    if (state == REGISTRATION_DENIED)
         view.add(severity, "denied", "The network refuses this SIM (registration denied)." + only,
                  "ask the operator whether the SIM is active and may roam here; check CM_OPERATOR");
-    else if (state == "Searching")
+    else if (state == REGISTRATION_SEARCHING)
         view.add(severity, "searching", "No network yet, the modem searches." + only,
                  "check antenna and place; CM_BAND_MODE, CM_DATA_SPEED and CM_OPERATOR may shut "
                  "out what is there; after 5 minutes the modem is reset");
-    else if (state == "Not Reg")
+    else if (state == REGISTRATION_NONE)
         view.add(
             severity, "not_registered", "No network, and the modem does not search." + only,
             "after 5 minutes the modem is reset; if it stays so: cellslot doctor" + view.option());
@@ -184,10 +187,12 @@ void checkRegistration(const sSlotView& view) {
     if (!view.isSimReady()) return;
     if (!view.isRegistered()) return addNotRegistered(view);
     const sDataDirectiveReport& data = view.report.data;
-    if (view.record.text("CREG_ABR") != "Reg Roaming" || data.roamingAllowed || view.isConnected())
+    if (view.record.text(STATUS_CREG_ABR) != REGISTRATION_ROAMING || data.roamingAllowed ||
+        view.isConnected())
         return;
     view.add(eSeverity::ERROR, "roaming_refused",
-             "The SIM roams in another network (" + printableLine(view.record.text("CARRIER")) +
+             "The SIM roams in another network (" +
+                 printableLine(view.record.text(STATUS_CARRIER)) +
                  "), and CM_ROAMING=home forbids data there.",
              "where roaming charges are accepted: CM_ROAMING=auto in " +
                  printableLine(data.configPath) + ", then: cellslot reload" + view.option());
@@ -198,13 +203,13 @@ void checkSession(const sSlotView& view) {
         if (view.report.daemonRuns && view.report.addresses.empty())
             view.add(eSeverity::WARNING, "no_address",
                      "The session is up, but " +
-                         printableLine(view.record.text("NETWORK_INTERFACE")) +
+                         printableLine(view.record.text(STATUS_NETWORK_INTERFACE)) +
                          " has no address on this host.",
                      "cellslot doctor" + view.option());
         return;
     }
     if (!view.isSimReady() || !view.isRegistered() || !isDataWanted(view.report.data.value)) return;
-    if (view.record.number("LAST_CONNECT_ERROR_E").value_or(0) == eSUCCESS) return;
+    if (view.record.number(STATUS_LAST_CONNECT_ERROR_E).value_or(0) == eSUCCESS) return;
     const sPlainWords words = connectErrorWords(view.record);
     view.add(eSeverity::ERROR, "session_failed",
              "The data session did not start: " + words.what + ".", words.mend);
@@ -222,13 +227,13 @@ void checkSignal(const sSlotView& view) {
 }
 
 void checkTemperature(const sSlotView& view) {
-    const long long level = view.record.number("TEMPERATURE_LEVEL_E").value_or(0);
+    const long long level = view.record.number(STATUS_TEMPERATURE_LEVEL_E).value_or(0);
     if (level == eTEMP_LEVEL_NORMAL || level == eTEMP_LEVEL_UNKNOWN) return;
     const bool isExtreme = level == eTEMP_LEVEL_EXTREME_LOWER || level == eTEMP_LEVEL_EXTREME_UPPER;
     view.add(eSeverity::WARNING, "temperature",
              std::string("The modem is ") + (isExtreme ? "far " : "") + "too " +
                  (level > 0 ? "hot" : "cold") + " (" +
-                 printableLine(view.record.text("TEMPERATURE")) + " C).",
+                 printableLine(view.record.text(STATUS_TEMPERATURE)) + " C).",
              isExtreme ? "it may switch itself off" : "");
 }
 
@@ -260,9 +265,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
         diagnosis.state = eSlotState::STARTING;
         diagnosis.problems.push_back(
             {eSeverity::NOTE, "starting", "The daemon runs but has not written its status yet.",
-             "right after a start that passes; later it cannot write to /var/log: cellslot doctor "
-             "-p " +
-                 slot});
+             std::string("right after a start that passes; later it cannot write to ") +
+                 STATUS_FOLDER + ": cellslot doctor -p " + slot});
         return diagnosis;
     }
     if (isMissing) {
@@ -277,7 +281,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
          "The status file " + statusFilePath(report.slot) + " " + report.file.defect + ".",
          report.file.state == eStatusFile::NOT_PERMITTED
              ? "ask as root"
-             : "check free space and rights of /var/log: cellslot doctor -p " + slot});
+             : std::string("check free space and rights of ") + STATUS_FOLDER +
+                   ": cellslot doctor -p " + slot});
     return diagnosis;
 }
 

@@ -9,6 +9,7 @@
 #include "cli/base/places.h"
 #include "cli/status/status_file.h"
 #include "include/config_options.h"
+#include "published/status_values.h"
 
 // Older than this and the daemon is not just waiting for its modem: sending a message may take a
 // minute, reading the list of networks too.
@@ -47,7 +48,7 @@ struct sSlotReport {
     bool isGood() const { return file.state == eStatusFile::GOOD; }
     bool isStale() const { return ageS && *ageS > STALE_AFTER_S; }
     // What the file says of the session, and a daemon that still says it.
-    bool saysConnected() const { return file.record.text("QMI_STATE") == "CONNECTED"; }
+    bool saysConnected() const { return file.record.text(STATUS_QMI_STATE) == SESSION_CONNECTED; }
     bool isConnected() const { return daemonRuns && saysConnected(); }
 };
 

@@ -68,8 +68,12 @@ add_dependencies(sim_tests le910sim)
 cellslot_add_unit_tests(published
     LIBS cellslot_published
     SOURCES unit/published/at_request_test.cpp unit/published/data_override_test.cpp
-            unit/published/host_boot_test.cpp unit/published/paths_test.cpp
-            unit/published/sms_spool_test.cpp unit/published/store_keys_test.cpp)
+            unit/published/host_boot_test.cpp unit/published/installation_test.cpp
+            unit/published/outcome_texts_test.cpp unit/published/paths_test.cpp
+            unit/published/sms_spool_test.cpp
+            unit/published/status_keys_test.cpp unit/published/status_values_test.cpp
+            unit/published/store_keys_test.cpp)
+target_compile_definitions(published_tests PRIVATE SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
 
 cellslot_add_unit_tests(main
     LIBS cellslot_entry
