@@ -3,8 +3,11 @@
 cellslot_add_unit_tests(config
     LIBS cellslot_config
     SOURCES unit/config/data_directive_test.cpp unit/config/config_file_test.cpp
-            unit/config/config_look_test.cpp unit/config/config_options_test.cpp
-            unit/config/config_reader_test.cpp)
+            unit/config/config_keys_test.cpp unit/config/config_look_test.cpp
+            unit/config/config_options_apn_test.cpp unit/config/config_options_bands_test.cpp
+            unit/config/config_options_credentials_test.cpp
+            unit/config/config_options_operator_test.cpp unit/config/config_options_test.cpp
+            unit/config/config_reader_odd_files_test.cpp unit/config/config_reader_test.cpp)
 target_compile_definitions(config_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
 
 # They test the host implementation; a gateway's own libraries are not ours to test.
@@ -110,11 +113,15 @@ target_link_options(custom_at_tests PRIVATE LINKER:--wrap=unlink)
 # PDUs come from the simulated modem, so that encoder and decoder are not each other's only judge.
 cellslot_add_unit_tests(sms
     LIBS cellslot_sms cellslot_le910sim
-    SOURCES unit/sms/assembly_test.cpp unit/sms/sms_check_test.cpp unit/sms/fixture.cpp
-            unit/sms/receive_kill_test.cpp unit/sms/message_file_test.cpp
-            unit/sms/receive_modem_model_test.cpp
-            unit/platform/sms_pdu/support.cpp unit/sms/assembly_random_parts_test.cpp
-            unit/sms/receive_test.cpp unit/sms/send_test.cpp unit/sms/spool_test.cpp
+    SOURCES unit/sms/assembly_random_parts_test.cpp unit/sms/assembly_test.cpp
+            unit/sms/fixture.cpp unit/sms/joined_journal_test.cpp unit/sms/message_file_test.cpp
+            unit/sms/part_file_test.cpp unit/sms/part_pairing_test.cpp
+            unit/sms/receive_kill_test.cpp unit/sms/receive_listing_test.cpp
+            unit/sms/receive_modem_model_test.cpp unit/sms/receive_recovery_test.cpp
+            unit/sms/receive_test.cpp unit/sms/repeated_parts_test.cpp
+            unit/sms/send_file_changes_test.cpp unit/sms/send_prompt_test.cpp
+            unit/sms/send_test.cpp unit/sms/sms_check_test.cpp unit/sms/spool_test.cpp
+            unit/platform/sms_pdu/support.cpp
             support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 

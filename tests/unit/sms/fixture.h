@@ -17,6 +17,8 @@
 #include "tests/support/log_mode.h"
 #include "tests/support/temp_folder.h"
 
+using tNames = std::vector<std::string>;
+
 // A spool of its own with a gateway that has just started. The wall clock shows 2020-06-15 20:32:05
 // UTC at first and runs with the sleeps of the daemon, on a fake port or without one.
 class cSmsFixture : public ::testing::Test {

@@ -10,8 +10,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsWrite : public cSmsFixture {};
 
 class SmsParseFile : public cSmsFixture {

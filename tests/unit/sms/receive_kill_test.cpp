@@ -14,8 +14,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsKill : public cSmsFixture {
   protected:
     // A new spool, and a daemon that has just started.

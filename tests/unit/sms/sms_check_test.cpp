@@ -11,8 +11,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsCheck : public cSmsFixture {
   protected:
     eGeneralErrors check() { return checkSMS(port.handle(), device); }

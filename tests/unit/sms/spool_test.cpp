@@ -12,8 +12,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsSpool : public cSmsFixture {};
 class SmsSweep : public cSmsFixture {
   protected:
