@@ -1,49 +1,20 @@
 #include "include/debug.h"
 #include "include/options.h"
-#include "platform/include/key_value_store.h"
-#include "statemachine/bring_up.h"
 #include "statemachine/modem_control.h"
-#include "statemachine/polling.h"
 #include "statemachine/status_files.h"
-#include "statemachine/timers.h"
+#include "tests/flow/bring_up_steps_fixture.h"
 #include "tests/support/in_pass.h"
-#include "tests/support/set_up_commands.h"
 
-// Every step of bring-up and polling on its own: what a silent or refusing modem leads to, what is
-// not sent any more, and the whole list where the way is another.
+// Each step of bring-up: what a silent or refusing modem leads to, what is then not sent, and the
+// whole list of commands where the sequence differs.
 
 namespace {
 
-class BringUpSteps : public cFlowFixture {
-  protected:
-    eGeneralErrors setup() { return setupModem(handle(), device, config); }
-    eGeneralErrors poll() { return pollDevice(handle(), device, config); }
-
-    // The index-th command of list meets the fault, earlier ones of the same text do not.
-    void faultAt(const tCommands& list, size_t index, const std::string& kind) {
-        nlohmann::json request = {{"op", "fault"},
-                                  {"match", list[index]},
-                                  {"kind", kind},
-                                  {"skip", earlierOccurrences(list, index)},
-                                  {"count", 1}};
-        if (kind == "cme") request["number"] = 3;
-        order(request);
-    }
-
-    void startRegistered() {
-        start();
-        device.network.b_registered = true;
-        device.network.i_reg_state = eREG_HOME;
-    }
-};
-
-constexpr const char* CURRENT_PIN = "/etc/vuk/cellular_cpin.1";
 constexpr const char* IMS_APN_COMMAND = "AT#IMSPDPSET=vzwims";
 constexpr const char* SWITCH_TO_SLOT_2 =
     "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1";
 
 const nlohmann::json VERIZON_IMAGE = {{"firmware", {{"dual", true}, {"slot", 1}}}};
-const nlohmann::json LOCKED_SIM = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
 
 tCommands verizonSetupUpToTheSim() {
     return sequence(commandsBeforeTheSim(true), simCommands(), simCommands(),
@@ -54,10 +25,6 @@ tCommands verizonSetupUpToTheSim() {
 tCommands without(tCommands list, const std::string& command) {
     list.erase(std::find(list.begin(), list.end(), command));
     return list;
-}
-
-std::string placeName(const ::testing::TestParamInfo<sPlace>& place) {
-    return testName(place.param.command) + "_at_" + std::to_string(place.param.index);
 }
 
 tCommands verizonContextAndRadio() {
@@ -135,18 +102,6 @@ TEST_F(BringUpSteps, RefusedReports_AreTold) {
 }
 
 // ---- set-up, every command refused ------------------------------------------------------------
-
-using tRefusalCase = std::tuple<sStep, const char*>;
-
-std::string refusalName(const ::testing::TestParamInfo<tRefusalCase>& test) {
-    return testName(std::get<0>(test.param).command) + "_" + std::get<1>(test.param);
-}
-
-eGeneralErrors refusalResult(const sStep& step, const std::string& kind) {
-    if (step.refusal == eRefusal::GOES_ON) return eSUCCESS;
-    if (step.refusal == eRefusal::OWN_NUMBER && kind == "cme") return eERROR_DEVICE_SIM_LOCKED_CNUM;
-    return eERROR_DEVICE_RESPONSE_ERROR;
-}
 
 class SetupRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
 
@@ -532,182 +487,6 @@ TEST_F(BringUpSteps, TestModeNotAnswered_IsReportedAllTheSame) {
     EXPECT_EQ(
         logCount("Error: Device is in TEST MODE, which must be turned off and the device reset"),
         1u);
-}
-
-// ---- polling ----------------------------------------------------------------------------------
-
-class PollSilence : public BringUpSteps, public ::testing::WithParamInterface<sPlace> {};
-
-TEST_P(PollSilence, AtAnyCommand_EndsThereAsATimeOut) {
-    const tCommands healthy = pollCommands();
-    startRegistered();
-    faultAt(healthy, GetParam().index, "silence");
-    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    tCommands expected = firstOf(healthy, GetParam().index + 1);
-    EXPECT_EQ(commands(), expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, PollSilence, ::testing::ValuesIn(placesOf(pollCommands())),
-                         placeName);
-
-class PollRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
-
-TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
-    const auto& [test, kind] = GetParam();
-    const tCommands healthy = pollCommands();
-    const auto found = std::find(healthy.begin(), healthy.end(), test.command);
-    ASSERT_NE(found, healthy.end());
-    startRegistered();
-    // A modem in the state after set-up names its errors by number.
-    tell("AT+CMEE=1");
-    faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
-    EXPECT_EQ(poll(), refusalResult(test, kind));
-    EXPECT_EQ(commands(),
-              test.refusal == eRefusal::GOES_ON ? healthy : tCommands(healthy.begin(), found + 1));
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, PollRefusal,
-                         ::testing::Combine(::testing::ValuesIn(refusalsOf(pollSteps())),
-                                            ::testing::Values("error", "cme")),
-                         refusalName);
-
-TEST_F(BringUpSteps, FallBackRegistrationThatFails_EndsThePollAndForgetsTheState) {
-    const tCommands sent = sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?");
-    start({{"registration", {{"tech", "WCDMA"}}}});
-    ASSERT_EQ(poll(), eSUCCESS);
-    ASSERT_TRUE(device.network.b_registered);
-    for (const auto& [kind, result] :
-         {std::pair<const char*, eGeneralErrors>{"error", eERROR_DEVICE_RESPONSE_ERROR},
-          {"silence", eERROR_DEVICE_RESPONSE_TIMEOUT}}) {
-        commands();
-        fault("AT+CREG?", kind);
-        EXPECT_EQ(poll(), result);
-        EXPECT_EQ(commands(), sent);
-        EXPECT_FALSE(device.network.b_registered);
-        EXPECT_EQ(device.network.i_reg_state, eREG_UNKNOWN);
-        ASSERT_EQ(poll(), eSUCCESS);
-        EXPECT_TRUE(device.network.b_registered);
-    }
-}
-
-TEST_F(BringUpSteps, RegistrationInTheOtherDomain_CountsAsRegistered) {
-    start({{"registration", {{"tech", "WCDMA"}, {"state", "roaming"}}}});
-    EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
-                                   "AT#SLED=3,10,30", "AT#PSNT?;#RFSTS", "AT+CSQ"));
-    EXPECT_TRUE(device.network.b_registered);
-    EXPECT_EQ(device.network.i_reg_state, eREG_ROAMING);
-}
-
-TEST_F(BringUpSteps, DeniedRegistration_ShowsItsLedAndReadsTheCell) {
-    start({{"registration", {{"state", "denied"}}}});
-    EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
-                                   "AT#SLED=3,1,30", "AT#PSNT?;#RFSTS", "AT+CSQ"));
-}
-
-TEST_F(BringUpSteps, PollOfALockedSim_ReturnsTwoAfterItsStatus) {
-    start(LOCKED_SIM);
-    EXPECT_EQ(poll(), eFAILURE);
-    EXPECT_EQ(commands(),
-              sequence(commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands()));
-}
-
-TEST_F(BringUpSteps, PollThatUnlocksTheSim_ReturnsOneRightAway) {
-    writeFile(CURRENT_PIN, "1234\n");
-    start(LOCKED_SIM);
-    EXPECT_EQ(poll(), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(commands(), sequence(commandsOf(numberAndTemperatureSteps()), simCommands(),
-                                   simCommands(), "AT+CPIN=1234", simCommands()));
-}
-
-TEST_F(BringUpSteps, PollWithoutSim_GoesOnToRegistration) {
-    start({{"sim", {{"present", false}}}});
-    EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(),
-              sequence(commandsOf(numberAndTemperatureSteps()), "AT#QSS?", "AT#QSS?", "AT+CEREG?",
-                       "AT+CREG?", "AT+CIREG?", "AT#SLED=3,5,30", "AT+CSQ"));
-}
-
-TEST_F(BringUpSteps, FiveMinutesWithoutService_AskForAResetBeforeRegistrationIsRead) {
-    start({{"registration", {{"state", "searching"}}}});
-    ASSERT_EQ(poll(), eSUCCESS);
-    commands();
-    passSeconds(298);
-    // Without registration no messages can come.
-    ASSERT_EQ(poll(), eERROR_DEVICE_NETWORK_NOT_REGISTERED);
-    commands();
-    passSeconds(2);
-    EXPECT_EQ(poll(), eERROR_DEVICE_REQUIRES_RESET);
-    EXPECT_EQ(commands(), pollInfoCommands());
-}
-
-TEST_F(BringUpSteps, RequestsOfOtherPrograms_AreServedEvenWhenMessagesTimeOut) {
-    startRegistered();
-    passSeconds(5);
-    writeFile("/tmp/at_cmd_in", "AT+CSQ\n");
-    fault("AT+CMGL=0", "silence");
-    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(commands().back(), "AT+CSQ");
-    EXPECT_TRUE(fileExists("/tmp/at_cmd_out"));
-}
-
-TEST_F(BringUpSteps, RequestThatIsNotAnswered_DoesNotFailThePoll) {
-    startRegistered();
-    writeFile("/tmp/at_cmd_in", "AT+CGMM\n");
-    fault("AT+CGMM", "silence");
-    EXPECT_EQ(poll(), eSUCCESS);
-}
-
-// ---- the clock --------------------------------------------------------------------------------
-
-TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
-    config.syncTime = true;
-    startRegistered();
-    g_i_debugMode = eLOG_STATE;
-    ASSERT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(logCount("DEBUG: maybeSetSystemTime(): Running command 'systime.sh --set "
-                       "\"6/15/20 20:32:5\" &>/dev/null'"),
-              1u);
-    const tCommands sent = commands();
-    const tCommands expected =
-        sequence(commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands(), "AT+CSDF=1",
-                 "AT#CCLKMODE=0", "AT#NITZ=3,0", "AT#CCLK?", "AT+CNUM");
-    EXPECT_EQ(firstOf(sent, expected.size()), expected);
-    EXPECT_EQ(logCount("Success updating system date/time to '6/15/20 20:32:5'"), 1u);
-}
-
-TEST_F(BringUpSteps, Clock_IsLeftAloneWhileUnregisteredOrNotWanted) {
-    config.syncTime = true;
-    start();
-    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    device.network.b_registered = true;
-    config.syncTime = false;
-    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), pollInfoCommands()));
-    EXPECT_FALSE(g_Cp_dateTimeSyncTimer->IsTimerEnabled());
-}
-
-TEST_F(BringUpSteps, ClockThatCouldNotBeSet_IsTriedAgainAfterThreeHundredSeconds) {
-    config.syncTime = true;
-    start();
-    device.network.b_registered = true;
-    shell.setStatus("systime.sh", 1);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_TRUE(logContains("Failed to update system date/time to '"));
-    passSeconds(299);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 1u);
-    passSeconds(1);
-    shell.setStatus("systime.sh", 0);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 2u);
-    passSeconds(14399);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 2u);
-    passSeconds(1);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 3u);
 }
 
 // ---- the modem as a whole ---------------------------------------------------------------------

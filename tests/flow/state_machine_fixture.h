@@ -4,12 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "include/signal_flags.h"
 #include "tests/support/whole_daemon.h"
+
+constexpr const char* DOWN = "setup_cellint.sh -i wwan0 --down";
 
 // The whole daemon, and what is asked of its days again and again.
 class StateMachine : public cWholeDaemon {
