@@ -71,7 +71,7 @@ TEST(ReplyParsers, HonestReply_LeavesASoundRecord) {
 
 TEST(ResponseLines, MoreThanAnyHonestReplyHas_AreDropped) {
     EXPECT_EQ(responseLines(repeated("a\r\n")).size(), RESPONSE_LINES_MAX);
-    EXPECT_EQ(responseLinesBehind(repeated("a\r\n"), "a").size(), RESPONSE_LINES_MAX);
+    EXPECT_EQ(responseLinesAfter(repeated("a\r\n"), "a").size(), RESPONSE_LINES_MAX);
     EXPECT_EQ(responseLines(repeated("\r\n").substr(10) + "a\r\n"), std::vector<std::string>{"a"});
 }
 

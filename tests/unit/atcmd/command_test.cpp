@@ -145,7 +145,7 @@ TEST(ResponseLines, Response_TrimmedWithoutEmptyLines) {
     EXPECT_EQ(responseLines("ATI3\r\r\n Telit \r\n\r\nOK\r\n"),
               (std::vector<std::string>{"ATI3", "Telit", "OK"}));
     EXPECT_TRUE(responseLines("\r\n \r\n").empty());
-    EXPECT_EQ(responseLinesBehind("\r\n+CGACT: 1,1\r\nx+CGACT: 2,1\r\n +CGACT:3,0\r\n", "+CGACT:"),
+    EXPECT_EQ(responseLinesAfter("\r\n+CGACT: 1,1\r\nx+CGACT: 2,1\r\n +CGACT:3,0\r\n", "+CGACT:"),
               (std::vector<std::string>{" 1,1", "3,0"}));
 }
 
