@@ -6,8 +6,8 @@
 #include "platform/include/text_helpers.h"
 #include "published/store_keys.h"
 
-// What outlives the daemon: a receiver that never shows must not be enabled, and the modem
-// restarted for it, again at every start.
+// What survives the daemon: if a receiver never appears, not every start may enable it and restart
+// the modem again.
 
 namespace {
 
