@@ -153,7 +153,7 @@ TEST(SimPdu, SubmitCutAnywhereOrTooLong_IsRefused) {
         EXPECT_FALSE(why.empty());
     }
     EXPECT_FALSE(readSubmit(SUBMIT + "00", why));
-    EXPECT_EQ(why, "octets left behind the user data");
+    EXPECT_EQ(why, "octets left after the user data");
     EXPECT_FALSE(readSubmit(HELLO, why));
     EXPECT_EQ(why, "not a SUBMIT");
     EXPECT_FALSE(readSubmit("00110", why));
