@@ -14,7 +14,7 @@ class BringUpSteps : public cFlowFixture {
     eGeneralErrors setup() { return setupModem(handle(), device, config); }
     eGeneralErrors poll() { return pollDevice(handle(), device, config); }
 
-    // The index-th command of list meets the fault, earlier ones of the same text do not.
+    // A fault at the index-th command of list; earlier commands with the same text succeed.
     void faultAt(const tCommands& list, size_t index, const std::string& kind) {
         nlohmann::json request = {{"op", "fault"},
                                   {"match", list[index]},

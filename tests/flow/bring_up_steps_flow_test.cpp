@@ -42,7 +42,7 @@ TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
     const tCommands healthy = setupCommands();
     start();
     faultAt(healthy, GetParam().index, "silence");
-    // A context that is not active refuses to be deactivated, so nothing is read into that answer.
+    // Deactivating an inactive context is refused, so that answer means nothing.
     if (GetParam().command == "AT+CGACT=0,1") {
         EXPECT_EQ(setup(), eSUCCESS);
         EXPECT_EQ(commands(), healthy);
@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::ValuesIn(placesOf(setupC
 TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
     start();
     EXPECT_EQ(setup(), eSUCCESS);
-    const std::vector<std::string> told = {
+    const std::vector<std::string> expectedLog = {
         "Setup device CMEE reporting",
         "Enabled STAT_LED GPIO",
         "Set STAT_LED NOT_REG",
@@ -74,7 +74,7 @@ TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
         "determineSupportedNetSpeed(): Network speed config is set to ignore, nothing to do",
         "maybeSetNetworkSpeed(): No new network pref setting to change",
         "Success setting device Band settings to Auto"};
-    EXPECT_EQ(capturedLog(), told);
+    EXPECT_EQ(capturedLog(), expectedLog);
 }
 
 TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
@@ -143,8 +143,8 @@ TEST_F(BringUpSteps, SimSlotQueryRefused_LeavesTheSlotUnknownSoThatNoApnIsSet) {
 
 // ---- set-up, every SIM query refused ----------------------------------------------------------
 
-// The SIM is looked at eight times. A look that only serves getSimStatus may fail: what counts is
-// the state that the second of its two looks found. The other two looks must succeed.
+// The SIM is queried eight times. A query that only serves getSimStatus may fail: what counts is
+// the state that the second of its two queries found. The other two queries must succeed.
 struct sLook {
     size_t look;
     sPlace query;
@@ -154,7 +154,7 @@ void PrintTo(const sLook& look, std::ostream* out) {
     *out << look.query.command << " of look " << look.look;
 }
 
-// Where set-up looks at the SIM, as often as its list says.
+// Where set-up queries the SIM, as often as in its list.
 std::vector<sLook> looksAtTheSim() {
     const tCommands sent = setupCommands();
     const tCommands queries = simCommands();
@@ -168,7 +168,7 @@ std::vector<sLook> looksAtTheSim() {
 
 class SetupSimRefusal : public BringUpSteps, public ::testing::WithParamInterface<sLook> {
   protected:
-    // simCommands() of a look, cut behind the refused command.
+    // simCommands() of a query, cut after the refused command.
     tCommands look(size_t index) const {
         const auto& [refusedLook, query] = GetParam();
         return index == refusedLook ? firstOf(simCommands(), query.index + 1) : simCommands();
@@ -188,7 +188,7 @@ TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
            {"number", 13},
            {"skip", refusedLook},
            {"count", 1}});
-    // Looks that a lost state leaves out are those of the later ones.
+    // If the state is unknown, later queries are left out.
     tCommands expected = sequence(commandsBeforeTheSim(), look(0));
     eGeneralErrors result = eSUCCESS;
     append(expected, look(1));
@@ -254,7 +254,7 @@ TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
     commands();
     passSeconds(10);
     EXPECT_EQ(setup(), eERROR_DEVICE_REQUIRES_RESET);
-    // The LED shows "not registered" already, so it is not told again.
+    // The LED already shows "not registered", so it is not set again.
     const tCommands expected = without(withoutSim, "AT#SLED=3,5,30");
     EXPECT_EQ(commands(), expected);
     EXPECT_EQ(logCount("SIM not detected after 10 minutes, device requires reset"), 2u);
@@ -279,7 +279,7 @@ TEST_F(BringUpSteps, VerizonImageAfterAnUnlock_IsDetachedOnce) {
     commands();
     order({{"op", "set"}, {"attached", true}});
     EXPECT_EQ(setup(), eSUCCESS);
-    // The LED is as it should be.
+    // The LED needs no change.
     EXPECT_EQ(commands(), without(sequence(verizonSetupUpToTheSim(), "AT+CGATT?", "AT+CGATT=0",
                                            verizonContextAndRadio()),
                                   "AT#SLED=3,5,30"));
@@ -369,7 +369,7 @@ TEST_F(BringUpSteps, SimSlotSwitchNotAnswered_IsATimeOutAndARefusedOneKeepsTheSl
     EXPECT_EQ(logCount("ERROR: Unable to switch SIM Slot to Slot #2, command timeout"), 1u);
     fault(SWITCH_TO_SLOT_2, "error");
     EXPECT_EQ(setup(), eSUCCESS);
-    // The APN is that of the slot that is in use.
+    // The APN is that of the active slot.
     const tCommands sent = commands();
     EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT+CGDCONT=1,\"IPV4V6\",\"internet\""), 1);
 }

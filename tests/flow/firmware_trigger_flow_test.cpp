@@ -4,7 +4,7 @@
 #include "statemachine/modem_control.h"
 #include "tests/support/flow_fixture.h"
 
-// Another program asks for a firmware update by a file in a folder that anybody may write to.
+// Another program requests a firmware update by a file in a folder that every user can write to.
 
 namespace {
 
@@ -45,7 +45,7 @@ TEST_F(FirmwareTrigger, FolderThatIsALink_IsNotFollowed) {
     EXPECT_TRUE(fileExists("/tmp/outside/start_update.1"));
 }
 
-// It is looked for on every pass.
+// Every pass checks for the file.
 TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasGone) {
     const std::string report =
         "Error: " + TRIGGER +

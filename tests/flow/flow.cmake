@@ -1,5 +1,5 @@
-# Sequences and policies against the simulated modem, in a namespace of their own: the daemon's
-# absolute paths are real there, and /bin/sh is bash.
+# Sequences and policies against the simulated modem, in a private namespace with the daemon's real
+# paths, where /bin/sh is bash.
 add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/flow_fixture.cpp
                                          support/mounted_folder.cpp
                                          support/shell_stubs.cpp support/simulated_port.cpp
@@ -52,6 +52,6 @@ target_link_options(resources_flow_tests PRIVATE -Wl,--wrap=system -Wl,--wrap=fo
 cellslot_add_flow_tests(hostile_text SOURCES flow/hostile_text_flow_test.cpp)
 target_link_options(hostile_text_flow_tests PRIVATE -Wl,--wrap=system)
 
-# The longest first, so that none of them runs on alone.
+# The longest first, so that none runs alone at the end.
 set_tests_properties(flow.state_machine flow.hostile_text flow.resources flow.pin_days
                      PROPERTIES COST 100)

@@ -27,8 +27,8 @@ TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
     const auto found = std::find(healthy.begin(), healthy.end(), test.command);
     ASSERT_NE(found, healthy.end());
     startRegistered();
-    // A modem in the state after set-up names its errors by number.
-    tell("AT+CMEE=1");
+    // After set-up a modem reports its errors by number.
+    sendEarlier("AT+CMEE=1");
     faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
     EXPECT_EQ(poll(), refusalResult(test, kind));
     EXPECT_EQ(commands(),

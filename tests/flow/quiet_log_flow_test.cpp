@@ -4,8 +4,8 @@
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/shown_case.h"
 
-// What a daemon without a debug mode writes while something stays wrong: it is said once, and again
-// when it comes back after it was gone.
+// The log of a daemon without a debug mode during a lasting fault: the fault is logged once, and
+// again if it comes back later.
 
 namespace {
 

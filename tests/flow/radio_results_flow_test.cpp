@@ -3,7 +3,7 @@
 #include "statemachine/radio_policy.h"
 #include "tests/support/flow_fixture.h"
 
-// What the radio policies make of silence and refusal, and what they then send no more.
+// How the radio policies react to silence and refusal, and what they then do not send.
 
 namespace {
 
@@ -11,7 +11,7 @@ class RadioResults : public cFlowFixture {
   protected:
     void startWithNumericErrors(const nlohmann::json& scenario = nlohmann::json::object()) {
         start(scenario);
-        tell("AT+CMEE=1");
+        sendEarlier("AT+CMEE=1");
     }
     void manualBands(uint32_t bits3g, uint64_t bits4g) {
         device.modem.e_model = eTELIT_MODEL_LE910_NA_V2;
@@ -45,7 +45,7 @@ TEST_F(RadioResults, PreferenceThatCannotBeRead_IsSetAllTheSame) {
     fault("AT+WS46?", "error");
     EXPECT_EQ(speed(), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT+WS46?", "AT+WS46=28"}));
-    // What was read last stays.
+    // The last known value stays.
     EXPECT_EQ(device.modem.i_net_pref, 22);
     EXPECT_EQ(device.modem.s_net_pref, "3G");
 }

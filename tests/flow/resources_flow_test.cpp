@@ -16,8 +16,8 @@
 #include "tests/support/mounted_folder.h"
 #include "tests/support/whole_daemon.h"
 
-// What the host runs out of is missed while the daemon runs, and comes back: it is told, the loop
-// goes round, and afterwards everything is as it should be.
+// The host runs out of a resource while the daemon runs, and gets it back: the daemon logs it, the
+// loop goes on, and afterwards everything works again.
 
 namespace {
 
@@ -32,7 +32,7 @@ int __wrap_system(const char* command);
 pid_t __wrap_fork();
 }
 
-// The C library gives -1 when it cannot make the process for the shell.
+// The C library returns -1 if it cannot create the process for the shell.
 int __wrap_system(const char* command) {
     if (!g_forkFails) return __real_system(command);
     errno = EAGAIN;
@@ -47,12 +47,12 @@ pid_t __wrap_fork() {
 
 namespace {
 
-constexpr double MISSED_S = 20;  // connected long since
+constexpr double MISSED_S = 20;  // start of the shortage, well after the connection
 constexpr double LOOK_S = 58;
 constexpr double BACK_S = 60;
 constexpr double WELL_S = 110;
 
-// A small file system in the place of a folder.
+// A small file system mounted over a folder.
 class cSmallDisk : private cMountedFolder {
   public:
     using cMountedFolder::cMountedFolder;
@@ -98,8 +98,8 @@ class Resources : public cWholeDaemon {
         return count;
     }
 
-    // Runs with something missed for a while. That the loop goes round is seen by the time: it
-    // passes only where the daemon sleeps.
+    // Runs with a shortage for a while. Time passes only while the daemon sleeps, so the time shows
+    // that the loop goes on.
     void missFor(const std::function<void()>& take, const std::function<void()>& giveBack) {
         at(MISSED_S, [&] {
             EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED");
@@ -196,7 +196,7 @@ TEST_F(Resources, FullDiskUnderTheStore_IsToldAndRecovers) {
     missFor(
         [&] {
             disk.fill();
-            // More than the pages that the store has already.
+            // More pages than the store already has.
             for (int i = 0; i < 200; ++i)
                 skvs_set(("BALLAST" + std::to_string(i)).c_str(), std::string(2000, 'x').c_str());
         },
@@ -238,7 +238,7 @@ TEST_F(Resources, NoMoreDescriptors_IsToldAndRecovers) {
     at(LOOK_S, [] { EXPECT_TRUE(logContains("errno 24 (Too many open files)")); });
     missFor(
         [&] {
-            // The port is open already: a modem that is silent once has it closed and opened.
+            // The port is already open: a time-out of the modem makes the daemon close and open it.
             rlimit none = before;
             none.rlim_cur = 3;
             EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);

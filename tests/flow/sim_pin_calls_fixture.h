@@ -10,7 +10,7 @@
 class SimPinCalls : public cSimPinFixture {
   protected:
     eGeneralErrors manage() { return manageCpin(handle(), device.sim); }
-    // Until the next command, in milliseconds.
+    // Time from the command to the next one, in milliseconds.
     uint64_t pauseAfter(const std::string& command) {
         const std::vector<le910sim::sExchange>& all = port().modem().exchanges();
         for (size_t i = 0; i + 1 < all.size(); ++i)

@@ -33,7 +33,7 @@ class cReadOnlyFolder {
 
 }  // namespace
 
-// ---- a look at the SIM ------------------------------------------------------------------------
+// ---- a check of the SIM -----------------------------------------------------------------------
 
 TEST_F(SimPinCalls, ReadySim_IsLookedAtTwiceAndNothingIsReported) {
     startWith(OPEN);
@@ -62,10 +62,10 @@ TEST_F(SimPinCalls, BlockedSim_IsUnlockedWithItsPukAndKeepsTheNewPin) {
     EXPECT_GE(pauseAfter("AT+CPIN=12345678,4321"), 1000u);
     EXPECT_LT(pauseAfter("AT+CPIN=12345678,4321"), 1100u);
     EXPECT_EQ(readFile(CURRENT), "4321\n");
-    // The new PIN is no request of its own afterwards ...
+    // The new PIN does not count as a request afterwards ...
     EXPECT_EQ(look(), eSUCCESS);
     EXPECT_EQ(commands(), sequence(simCommands(), simCommands()));
-    // ... and is used when the SIM locks again.
+    // ... and is used when the SIM is locked again.
     forgetPin();
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(unlocksSent(), 1u);
@@ -94,7 +94,8 @@ TEST_F(SimPinCalls, WrongPukFromTheSim_IsReturnedAsAnErrorAndNotRepeated) {
     EXPECT_EQ(device.sim.i_puk_attempts, 9);
 }
 
-// What cannot be emptied would be tried again at each start, until the SIM is blocked or lost.
+// A file that cannot be emptied would be used again at each start, until the SIM is blocked or
+// lost.
 TEST_F(SimPinCalls, FilesThatCannotBeEmptied_AreNotTried) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "87654321\n");
@@ -232,7 +233,7 @@ class ChangeFormat : public SimPinCalls, public ::testing::WithParamInterface<sF
 
 TEST_P(ChangeFormat, InvalidPin_IsNamedAndNothingIsSent) {
     startWith(READY_WITH_LOCK);
-    device.sim.i_lock_class = eSIM_MISSING;  // the format is looked at first
+    device.sim.i_lock_class = eSIM_MISSING;  // the format is checked first
     EXPECT_EQ(changeCpinPassword(handle(), device.sim, GetParam().current, GetParam().wanted),
               eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
@@ -292,7 +293,7 @@ TEST_F(SimPinCalls, WrongPin_EmptiesBothFilesAndNoOther) {
     EXPECT_EQ(readFile(PUK), "12345678\n");
     EXPECT_EQ(logCount("Clearing CPIN file /etc/vuk/cellular_cpin.1"), 1u);
     EXPECT_EQ(logCount("Clearing CPIN file /etc/vuk/cellular_cpin_new.1"), 1u);
-    // The right PIN works at once: emptying the request is no request.
+    // The right PIN works at once: emptying the request file is no new request.
     writeFile(CURRENT, "1234\n");
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(look(), eSUCCESS);
@@ -394,7 +395,7 @@ TEST_P(RefusedPinAfterOutage, IsNeverTriedAgain) {
         EXPECT_EQ(look(), eFAILURE);
     }
     EXPECT_EQ(unlocksSent(), 0u);
-    // Only the administrator can ask for it once more.
+    // Only the administrator can request it again.
     writeFile(CURRENT, "1234\n");
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
 }

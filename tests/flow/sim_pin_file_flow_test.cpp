@@ -1,6 +1,6 @@
 #include "tests/flow/sim_pin_life_fixture.h"
 
-// Which changes of the PIN file make its PIN new.
+// Which changes of the PIN file count as a new PIN.
 
 TEST_F(PinLife, FileOfTheSameContent_IsNewAfterEachWriting) {
     writeFile(CURRENT, "1234\n");
@@ -44,7 +44,7 @@ TEST_F(PinLife, FileThatOnlyGetsAnotherMode_IsNotNew) {
     expectNotSent();
 }
 
-// A file system's clock ticks every few milliseconds; the second writing has the first one's time.
+// The clock of a file system ticks every few milliseconds, so two writings can have the same time.
 TEST_F(PinLife, FileRewrittenUnderTheSameTimeWhileTheSimWorks_IsNew) {
     writeFile(CURRENT, "9999\n");
     struct stat before {};

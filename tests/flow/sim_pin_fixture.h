@@ -25,7 +25,7 @@ class cSimPinFixture : public cFlowFixture {
     // A modem that reports its errors by number, and a SIM that has been read once.
     void startWith(const nlohmann::json& scenario) {
         start(scenario);
-        tell("AT+CMEE=1");
+        sendEarlier("AT+CMEE=1");
         getDeviceSimInfo(handle(), device.sim);
         commands();
     }

@@ -156,7 +156,7 @@ TEST_F(SimPin, OutageThatEndedWithAReadySim_AllowsNothingLater) {
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
-    // Another card with all its attempts: the PIN is not its.
+    // Another card with all its attempts: the PIN belongs to another card.
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}}}});
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
 }
@@ -243,7 +243,8 @@ TEST_P(SimPinRequest, Request_IsAppliedOnceWithItsOutcome) {
     EXPECT_EQ(manageCpin(handle(), device.sim), test.result);
     EXPECT_EQ(device.sim.s_outcome, test.outcome);
     tCommands sent = commands();
-    if (sent.size() > test.sent.size()) sent.resize(test.sent.size());  // a look at the SIM follows
+    if (sent.size() > test.sent.size())
+        sent.resize(test.sent.size());  // a check of the SIM follows
     EXPECT_EQ(sent, test.sent);
     EXPECT_EQ(content(REQUEST), "");
     EXPECT_EQ(content(CURRENT), test.currentAfter);

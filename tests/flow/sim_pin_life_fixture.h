@@ -19,16 +19,16 @@ constexpr const char* KEY = "CELLULAR_SLOT1_CPIN_TRIED";
 class PinLife : public cSimPinFixture {
   protected:
     void setSim(const nlohmann::json& values) { order({{"op", "set"}, {"sim", values}}); }
-    // The SIM asks for its PIN again, with these attempts left.
+    // The SIM requires its PIN again, with these attempts left.
     void lockAgain(int attempts = 3) { setSim({{"verified", false}, {"pin_attempts", attempts}}); }
-    // The daemon starts anew; files, store and SIM stay as they are.
+    // Restarts the daemon; files, store and SIM stay unchanged.
     void startAgain() {
         resetSimPinState();
         createCpinMonitors(device.sim);
         device.sim.s_outcome.clear();
         commands();
     }
-    // The host starts anew: the store is empty.
+    // Restarts the host: the store is empty.
     void startHostAgain() {
         resetStoreFolder();
         startAgain();
@@ -37,7 +37,7 @@ class PinLife : public cSimPinFixture {
         std::filesystem::remove_all("/run/cellslot");
         setKeyValueStorePath(STORE_FOLDER);
     }
-    // isSeen: the modem takes the command and its answer is lost; else the command is lost.
+    // isSeen: the modem executes the command and its answer is lost; else the command is lost.
     void silence(const std::string& command, bool isSeen, int count = 1) {
         order({{"op", "fault"},
                {"match", command},
@@ -50,7 +50,7 @@ class PinLife : public cSimPinFixture {
         EXPECT_EQ(look(), eERROR_DEVICE_RESPONSE_TIMEOUT);
         notePinOutage();
     }
-    // A look that must not send anything.
+    // A check of the SIM that must not send the PIN.
     void expectNotSent() {
         commands();
         EXPECT_EQ(look(), eFAILURE);
@@ -61,7 +61,7 @@ class PinLife : public cSimPinFixture {
         EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
         EXPECT_EQ(unlocksSent(), 1u);
     }
-    // As an editor does, with nothing changed but the time.
+    // Writes the file as an editor does; only its time changes.
     static void writeAgain() {
         const std::string content = readFile(CURRENT);
         usleep(20000);  // the file system's clock ticks

@@ -8,11 +8,12 @@
 
 #include "tests/flow/sim_pin_life_fixture.h"
 
-// What is on the disk before the SIM sees a PIN or PUK, so that a power cut repeats none.
+// What must be on the disk before the SIM gets a PIN or PUK, so that none is repeated after a power
+// cut.
 
 namespace {
 
-// What was brought to the disk, and whether the disk takes it.
+// Which files were flushed to the disk, and the error of the flush.
 struct sFlushed {
     std::vector<ino_t> inodes;
     int error = 0;

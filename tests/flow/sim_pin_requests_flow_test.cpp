@@ -117,7 +117,7 @@ TEST_P(RequestDuringACommand, IsTakenAfterIt) {
     commands();
     EXPECT_EQ(look(), eSUCCESS);
     tCommands sent = commands();
-    sent.erase(sent.begin(), sent.begin() + 10);  // two looks at the SIM
+    sent.erase(sent.begin(), sent.begin() + 10);  // two checks of the SIM
     sent.resize(test.sent.size());                // another one follows a change
     EXPECT_EQ(sent, test.sent);
     EXPECT_EQ(readFile(REQUEST), "");

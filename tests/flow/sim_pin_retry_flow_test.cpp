@@ -6,7 +6,7 @@
 
 namespace {
 
-// What ends an outage, and what begins a run.
+// What allows the PIN to be sent again.
 enum class eWayBack { OUTAGE, OUTAGES, START };
 
 class PinAfter : public PinLife, public ::testing::WithParamInterface<eWayBack> {
@@ -29,7 +29,7 @@ class PinAfter : public PinLife, public ::testing::WithParamInterface<eWayBack> 
 
 }  // namespace
 
-// ---- good ----
+// ---- a good PIN ----
 
 TEST_P(PinAfter, GoodPin_IsSentAgainEachTime) {
     writeFile(CURRENT, "1234\n");
@@ -75,7 +75,7 @@ TEST_P(PinAfter, GoodPinOfASimThatHadTwoAttempts_ComparesWithWhatItHadWhenGood) 
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
     expectUnlocked();
-    EXPECT_EQ(look(), eSUCCESS);  // the right PIN gave it all three back
+    EXPECT_EQ(look(), eSUCCESS);  // the right PIN restored all three
     lockAgain(2);
     goThrough();
     expectNotSent();
@@ -189,7 +189,7 @@ TEST_P(PinAfter, RightPinOnASimWithTwoAttempts_IsSentOnceMore) {
     EXPECT_EQ(readFile(CURRENT), "1234\n");
 }
 
-// The modem was slow, and has done it.
+// The modem was slow, but executed the command.
 TEST_P(PinAfter, PinWhoseAnswerWasLostAndThatOpenedTheSim_IsGood) {
     for (const char* attempts : {"", "none", "1"}) {
         writeFile(CURRENT, "1234\n");
@@ -282,7 +282,7 @@ TEST_F(PinLife, CloseAfterTheSilence_IsNoOutage) {
         expectNotSent();
 }
 
-// Known answers that the SIM itself contradicts: the command went to another one.
+// The answer contradicts the state of the SIM: it belonged to another command.
 TEST_F(PinLife, WrongPinThatSeemedToBeAccepted_IsNotSentAgain) {
     writeFile(CURRENT, "9999\n");
     startWith(LOCKED);

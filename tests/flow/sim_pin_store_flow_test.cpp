@@ -21,7 +21,8 @@ TEST_F(PinLife, RecordIsStoredBeforeTheCommand_WithoutThePin) {
     EXPECT_EQ(parsePinRecord(stored(KEY)).file, file);
     sPinRecord same = parsePinRecord(stored(KEY));
     writeFile("/etc/vuk/other", "9876\n");
-    EXPECT_EQ(pinRecordText(same), stored(KEY));  // nothing in it comes from the content
+    EXPECT_EQ(pinRecordText(same),
+              stored(KEY));  // the record contains nothing of the file's content
 }
 
 TEST_F(PinLife, ReadySim_WritesNothingToTheStoreOnItsPolls) {
@@ -35,7 +36,7 @@ TEST_F(PinLife, ReadySim_WritesNothingToTheStoreOnItsPolls) {
     EXPECT_EQ(stored(KEY), "touched");
 }
 
-// The note of an earlier version: the PIN was sent, and it was not learned what came of it.
+// The record of an earlier version: the PIN was sent, with an unknown result.
 TEST_F(PinLife, NoteOfAnEarlierVersion_AllowsOneSendingUnlessAnAttemptIsGone) {
     for (const int attempts : {3, 2}) {
         writeFile(CURRENT, "1234\n");
@@ -95,7 +96,7 @@ TEST_F(PinLife, EmptyStoreAfterAStartOfTheHost_SparesTheLastAttempt) {
     expectUnlocked();
 }
 
-// The host's clock was ahead before it was started, or is not set yet.
+// The host's clock was ahead before the restart, or is not set yet.
 TEST_F(PinLife, FileFromTheFuture_IsOlderThanTheHostsStart) {
     writeFile(CURRENT, "1234\n");
     makeOld(CURRENT, time(nullptr) + 86400);
@@ -188,8 +189,7 @@ TEST_F(PinWithoutAStore, SimThatReportsNoAttempts_IsUnlockedAtEachStart) {
     }
 }
 
-// Each writing once, which this run remembers by itself; the next run does not know what came of
-// it.
+// Each writing is tried once; this run remembers that. The next run does not know the result.
 TEST_F(PinWithoutAStore, FileWrittenWhileTheDaemonRuns_IsTriedOnceWithFewerAttempts) {
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});

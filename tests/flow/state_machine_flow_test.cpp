@@ -20,7 +20,7 @@ TEST_F(StateMachine, ColdStart_TakesTheFixedWaitsOfItsCommandsAndOnePass) {
     const tCommands expected = sequence(setupCommands(), "AT", pollCommands(), sessionCommands());
     ASSERT_GE(sent.size(), expected.size());
     EXPECT_EQ(firstOf(sent, expected.size()), expected);
-    // 20 ms a command, and one sleep between two passes.
+    // 20 ms per command, and one sleep between two passes.
     const le910sim::sExchange& last = port().modem().exchanges()[expected.size() - 1];
     EXPECT_EQ(last.command, "AT+CGDATA=\"M-RAW_IP\",1");
     EXPECT_EQ(last.timeMs, 20 * expected.size() + 500);
@@ -49,7 +49,7 @@ TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence
     startOnTerminal();
     at(5, [] { *GetParam() = true; });
     EXPECT_EQ(run(60), eOUTER_EXIT);
-    EXPECT_LE(port().nowMs(), 7000u);  // by this signal, and not by the one that ends every test
+    EXPECT_LE(port().nowMs(), 7000u);  // ended by this signal, not by the one that ends every test
     const tCommands sent = commands();
     EXPECT_EQ(sent.back(), "AT#SLED=0");
     EXPECT_EQ(countOf(sent, "AT#REBOOT"), 0u);
@@ -64,7 +64,7 @@ TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence
     EXPECT_EQ(logCount("Received SIGTERM/SIGINT/SIGHUP"), 1u);
     EXPECT_LT(placeInLog("Received SIGTERM/SIGINT/SIGHUP"), placeInLog("Cleaning up files"));
     EXPECT_EQ(capturedLog().back(), "Exiting");
-    // The last view, which the store keeps.
+    // The store keeps the last status.
     EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "Unknown");
     EXPECT_EQ(stored("CELLMODEM1_QMI_CALL_TIME"), "0");
     EXPECT_EQ(stored("CELLMODEM1_SIM_CONT_APN0"), "");
@@ -106,8 +106,7 @@ TEST_F(StateMachine, TemporaryFilesOfAKilledDaemon_AreGoneAfterTheNextStart) {
     }
 }
 
-// A daemon was killed while it entered a message: the modem takes what comes for the message's
-// text.
+// A daemon was killed while it entered a message: the modem takes all input for the message's text.
 TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
     startOnTerminal();
     const std::string command = "AT+CMGS=18\r";
@@ -148,7 +147,7 @@ TEST_F(StateMachine, HostInTestMode_EndsWithStatusSixWithoutTouchingTheModem) {
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), 0u);
     EXPECT_EQ(shell.calls(), (std::vector<std::string>{DOWN, DOWN}));
-    // The final status was written, and its files are gone again.
+    // The final status was written, and its files were removed again.
     EXPECT_EQ(stored("CELLMODEM1_SLED_SLOT"), "1");
     EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "Unknown");
     EXPECT_FALSE(fileExists(STATUS_FILE));
@@ -187,7 +186,7 @@ TEST_F(StateMachine, AddressChange_RestartsTheSessionWithAnotherAddress) {
     EXPECT_EQ(after, "CONNECTED");
     const auto up = callsStartingWith("setup_cellint.sh -i wwan0 --up");
     ASSERT_EQ(up.size(), 2u);
-    // The new start detaches, so that the network assigns once more.
+    // The new start detaches, so that the network assigns an address again.
     EXPECT_NE(up[0].find("--address 10.64.1.8 "), std::string::npos);
     EXPECT_NE(up[1].find("--address 10.64.1.9 "), std::string::npos);
 }
@@ -234,8 +233,8 @@ TEST_F(StateMachine, FirmwareTriggerWithoutPort_EndsAtOnceAndPowerCyclesTheSlot)
 
 TEST_F(StateMachine, SetupThatAsksForAReset_EndsWithStatusThreeAndResetsTheModem) {
     startOnTerminal({{"sim", {{"present", false}}}});
-    // Set-up fails from shortly before the ten minutes without a SIM until shortly after, so that
-    // it is set-up that finds them over.
+    // Set-up fails from shortly before the end of the ten minutes without a SIM until shortly after
+    // it, so that set-up notices the end.
     at(597, [this] {
         fault("AT+GMM", "error", 0, 9);
         reconfigure("CM_MTU=1400\n");

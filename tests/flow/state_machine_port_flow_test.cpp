@@ -55,7 +55,7 @@ TEST_F(StateMachine, ModemThatOnlyReportsErrors_IsResetAfterTenErrorsAndFourRest
     startOnTerminal();
     order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "error"}});
     EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
-    // Errors 10 to 13 close the port and count a restart each.
+    // Errors 10 to 13 close the port, and each counts as a restart.
     EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
     EXPECT_EQ(logCount("Device responded with errors 13 times, closing port and restarting"), 1u);
     EXPECT_EQ(logCount("Device responded with errors after 13 attempts, requires reset"), 1u);
@@ -111,8 +111,8 @@ TEST_F(StateMachine, PortThatIsLost_IsPublishedAtOnce) {
     EXPECT_EQ(atOnce, "Unknown");
 }
 
-// The next command cannot be written, which is an error and no silence: the port is closed only
-// after ten of them.
+// The next command cannot be written. That is an error, not a time-out: only ten errors close the
+// port.
 TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
     startOnTerminal();
     at(6, [this] {
@@ -128,7 +128,7 @@ TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
     EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
 }
 
-// The command under way is waited for as if the modem were silent.
+// The daemon waits for the current command as if the modem were silent.
 TEST_F(StateMachine, PortThatVanishesInASetUp_IsPublishedWithTheEndOfItsCommand) {
     startOnTerminal();
     at(6, [this] {
@@ -188,7 +188,7 @@ TEST_F(StateMachine, ErrorsWithGoodPollsBetween_AddUpAndThenEveryPassCountsARest
     at(30, [this] { fault("AT+CSQ", "error", 0, 5); });
     EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
     EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
-    // The tenth error and the three passes after it, which are good.
+    // The tenth error and the three good passes after it.
     EXPECT_EQ(logCount("DEBUG: Device responded with errors 10 times, closing port and restarting"),
               3u);
     EXPECT_EQ(logCount("Device responded with errors after 10 attempts, requires reset"), 1u);
@@ -254,7 +254,7 @@ TEST_F(StateMachine, PortThatCannotBeOpened_IsTracedWithItsAttempts) {
     writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=C0000\n");
     startOnTerminal();
     const std::string path = g_S_options.s_device;
-    g_S_options.s_device = CONFIG_FILE;  // there, but no port
+    g_S_options.s_device = CONFIG_FILE;  // exists, but is no port
     at(3, [&] { g_S_options.s_device = path; });
     at(20, [this] {
         g_S_options.s_device = CONFIG_FILE;
@@ -263,7 +263,7 @@ TEST_F(StateMachine, PortThatCannotBeOpened_IsTracedWithItsAttempts) {
     EXPECT_EQ(run(25), eOUTER_EXIT);
     const std::string attempt =
         "DEBUG: Error opening port '" + std::string(CONFIG_FILE) + "', attempt ";
-    // Counted from one again after the port was good; a port test without answer counts too.
+    // The count starts again after the port was good; a port test without answer counts too.
     EXPECT_EQ(logCount(attempt + "1"), 2u);
     EXPECT_EQ(logCount(attempt + "2"), 2u);
     EXPECT_TRUE(

@@ -114,13 +114,13 @@ TEST_F(StateMachine, OtherSlotWithoutItsFile_RunsOnDefaults) {
     EXPECT_EQ(logCount("Config file /etc/vuk/cellular2.conf is missing or not accessible, using "
                        "defaults"),
               1u);
-    // No SIM slot is configured, so none is asked for.
+    // No SIM slot is configured, so the slot is not queried.
     EXPECT_EQ(countOf(commands(), "AT#GPIO=2,2"), 0u);
 }
 
 TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
     startOnTerminal();
-    // Written again with what it holds.
+    // Written again with the same content.
     at(6, [this] { reconfigure(""); });
     EXPECT_EQ(run(12), eOUTER_EXIT);
     EXPECT_EQ(logCount("Received SIGUSR2"), 1u);
@@ -167,7 +167,7 @@ TEST_F(StateMachine, ConnectionOffOverride_EndsTheSessionUntilItIsRemoved) {
     EXPECT_EQ(run(31), eOUTER_EXIT);
     EXPECT_EQ(during, "DISCONNECTED");
     EXPECT_EQ(after, "CONNECTED");
-    // At once, and not only when the new set-up is done.
+    // At once, not only after the new set-up.
     const std::vector<std::string>& log = capturedLog();
     const auto appeared = std::find(log.begin(), log.end(),
                                     "Connection OFF Override file appeared "

@@ -3,7 +3,7 @@
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/daemon_reset.h"
 
-// What the main loop makes of a SIM that is locked, missing, busy or refused.
+// How the main loop reacts to a SIM that is locked, missing, busy or refused.
 
 TEST_F(StateMachine, SimMissingForTenMinutes_ResetsTheModem) {
     startOnTerminal({{"sim", {{"present", false}}}});
@@ -47,7 +47,7 @@ TEST_F(StateMachine, WrongPin_IsTriedOnceAndNeverAgain) {
     EXPECT_EQ(attempts, "2");
 }
 
-// The modem judges the PIN, and its answer is lost; then the daemon is started anew.
+// The modem checks the PIN, but its answer is lost; then the daemon is restarted.
 TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither) {
     startOnTerminal({{"sim", {{"pin", "4321"}, {"lock", true}}}});
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
@@ -99,7 +99,7 @@ TEST_F(StateMachine, SilentPinCommand_IsSentOnceAndOnceMoreAfterARestartOnly) {
     EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
 }
 
-// Modems that do not report the attempts, and those that count down from ten.
+// Modems that do not report the attempts, and modems that count down from ten.
 class UnusualAttempts : public StateMachine, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(UnusualAttempts, RightPin_IsSentAgainByEachLaterRun) {
@@ -176,7 +176,7 @@ TEST_F(StateMachine, SimMissingDuringASession_EndsItWithTheResetOnly) {
     EXPECT_LE(port().nowMs(), 610000u);
     const tCommands sent = commands();
     EXPECT_EQ(sent.back(), "AT#REBOOT");
-    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is looked at all the time
+    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is checked all the time
 }
 
 TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {

@@ -218,11 +218,11 @@ TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     const std::string message =
         "doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS";
     device.sim.s_outcome = std::string(5000, 'x');
-    device.network.s_network_name = "told all the same";
+    device.network.s_network_name = "stored nevertheless";
     write();
     write();
     EXPECT_EQ(logCount(message), 1u);
-    EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "told all the same");
+    EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "stored nevertheless");
     EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_SIM_EXTENDED_STATUS=xxx"), std::string::npos);
     device.sim.s_outcome.clear();
     write();
@@ -231,7 +231,8 @@ TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     EXPECT_EQ(logCount(message), 2u);
 }
 
-// A store that other programs have filled: what still fits is stored, and what does not is named.
+// A store that other programs have filled: values that still fit are stored, the others are named
+// in the log.
 TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
     start();
     const auto write = [this] {
@@ -253,7 +254,7 @@ TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
         logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS"), 1u);
     EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1"), 0u);
 
-    // Another key that fails later is named then.
+    // A key that fails later is named then.
     device.modem.s_firmware_version = std::string(4000, 'x');
     write();
     write();

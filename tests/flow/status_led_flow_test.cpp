@@ -25,7 +25,7 @@ class StatusLed : public cFlowFixture {
     }
     eGeneralErrors update() { return updateRegStatLed(handle(), device.network); }
 
-    // A packet over the loopback interface, so that its counters move.
+    // A packet over the loopback interface, so that its counters change.
     static void sendPacket() {
         const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_in address{};
@@ -36,7 +36,7 @@ class StatusLed : public cFlowFixture {
         close(fd);
     }
 
-    // The loopback interface of this test's own network.
+    // The loopback interface of this test's private network.
     static void setLoopback(bool up) {
         const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         ifreq request{};
@@ -198,7 +198,7 @@ TEST_F(StatusLed, FactoryTestMode_NeedsANumberAboveZero) {
 }
 
 TEST_F(StatusLed, FactoryTestMode_NeedsDigitsAlone) {
-    // The store outlives a test.
+    // The store survives a test.
     for (const char* value : {"0", " 1", "1 ", "0x1", "1\n", "+1", "00"}) {
         skvs_set("FC_TESTMODE", value);
         EXPECT_FALSE(getDeviceTestMode()) << value;

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The acting half of the operator's command against the running daemon and the simulated modem. Run
-inside scripts/private_namespace.sh."""
+"""The subcommands of the operator's command that change something, with the running daemon and the
+simulated modem. Run inside scripts/private_namespace.sh."""
 
 import os
 import pathlib
@@ -21,7 +21,7 @@ NOBODY = 65534
 
 
 class SyslogFile(LogCatcher):
-    """The host's syslog daemon: what arrives is also written to the log file."""
+    """The host's syslog daemon: also writes every message to the log file."""
 
     def take(self, data):
         super().take(data)
@@ -52,7 +52,7 @@ class Running:
                                         stderr=subprocess.PIPE, text=True)
 
     def isAsleep(self):
-        """Between two looks at what it waits for."""
+        """Between two checks of what it waits for."""
         return "State:\tS" in pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
 
     def result(self):
@@ -82,7 +82,7 @@ class Gateway(unittest.TestCase):
         cls.log.close()
 
     def assertFails(self, result, status, *words):
-        """One line that says what is wrong, and the status."""
+        """Expects one line that says what is wrong, and the status."""
         self.assertEqual(result.status, status, result)
         self.assertRegex(result.err, r"\Acellslot: [^\n]+\n\Z")
         for word in words:
@@ -90,7 +90,7 @@ class Gateway(unittest.TestCase):
 
 
 class Actions(Gateway):
-    """Each test leaves the modem connected."""
+    """The modem is connected after each test."""
 
     @classmethod
     def setUpClass(cls):
@@ -160,7 +160,7 @@ class Actions(Gateway):
         self.assertEqual((result.status, result.out), (OK, "Telit\nOK\n"), result)
 
     def test_at_interrupted_isTakenBack(self):
-        # A daemon that stands still takes nothing.
+        # A stopped daemon accepts nothing.
         pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
         os.kill(pid, signal.SIGSTOP)
         try:
@@ -176,7 +176,7 @@ class Actions(Gateway):
         self.assertNotIn("AT+NEVER", self.slot.commands())
 
     def test_at_somethingInItsPlace_isLeftAlone(self):
-        # A folder is what the daemon does not take away.
+        # The daemon does not remove a folder.
         REQUEST.mkdir()
         self.addCleanup(REQUEST.rmdir)
         self.assertFails(cellslot("at", "AT"), FAILED, "is a folder")
@@ -256,7 +256,7 @@ class Actions(Gateway):
 
     @staticmethod
     def hostFiles():
-        """All but those that the daemon is just replacing."""
+        """All files but those that the daemon is replacing."""
         return sorted(str(path) for folder in ("/tmp", "/etc/vuk", "/run", "/var/log")
                       for path in pathlib.Path(folder).rglob("*")
                       if not path.name.startswith(".cellslot-tmp-"))
@@ -283,7 +283,7 @@ class Actions(Gateway):
         return [line for line in cellslot("doctor").out.splitlines() if "also open" in line]
 
     def test_doctor_whoHasThePortOpen_isNamed(self):
-        # The simulator serves the port and has both ends of it open: no intruder.
+        # The simulator serves the port and has both ends open: it must not be reported.
         self.assertEqual(self.portLines(), [])
         port = os.open("/dev/ttyCELL1", os.O_RDWR | os.O_NOCTTY)
         self.addCleanup(os.close, port)
@@ -292,7 +292,7 @@ class Actions(Gateway):
                                             f"{name} ({os.getpid()})"])
 
     def test_doctor_terminalOfTheSameNameElsewhere_isNotAccused(self):
-        # In a container, and for a shell that came into one, /dev/pts/N is another terminal.
+        # In a container, and for a shell that enters one, /dev/pts/N is another terminal.
         name = os.path.realpath("/dev/ttyCELL1")
         program = f"""
 import os, time
@@ -468,12 +468,12 @@ class TwoSlots(unittest.TestCase):
 
 
 class Locked(Gateway):
-    """A SIM that is blocked, from its PUK to the modem's end."""
+    """A blocked SIM, from its PUK to the end of the modem."""
 
     scenario = {"sim": {"pin": "1234", "puk": "12345678", "lock": True, "pin_attempts": 0}}
 
     def onATerminal(self, *answers, arguments):
-        """Types each answer when it is asked for. What stood on the screen, and the status."""
+        """Types each answer when asked. Returns the text on the screen and the status."""
         pid, master = pty.fork()
         if pid == 0:
             os.execv(BIN / "cellslot", ["cellslot", *arguments])
@@ -491,7 +491,7 @@ class Locked(Gateway):
 
     def test_fromPukToPowerOff(self):
         self.slot.waitFor("_SIM_STATUS", "PUK Locked")
-        # A daemon that stands still takes nothing, and must not find it later.
+        # A stopped daemon accepts nothing, and must not find the request later.
         pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
         os.kill(pid, signal.SIGSTOP)
         result = cellslot("pin", "puk", "-t", "1", input="12345678\n4321\n")
@@ -499,12 +499,12 @@ class Locked(Gateway):
         self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_cpin_new*")), [])
         self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_puk*")), [])
         os.kill(pid, signal.SIGCONT)
-        # A wrong one, from a script.
+        # A wrong PUK, from a script.
         result = cellslot("pin", "puk", input="00000000\n4321\n")
         self.assertFails(result, FAILED, "returned error", "attempts left: 9")
         self.assertIn("10 attempts with its PUK left", result.out)
         self.slot.waitFor("_SIM_REMAIN_PUK", "9")
-        # Two PINs that differ, then the right ones, typed.
+        # Two different PINs, then equal ones, typed.
         screen, status = self.onATerminal("12345678", "4321", "4322", arguments=["pin", "puk"])
         self.assertEqual(status, USAGE, screen)
         self.assertIn("not the same", screen)

@@ -60,11 +60,11 @@ class Status(CliTest):
         self.assertRegex(alone.stdout, r"\ASlot 1  CONNECTED ")
         self.assertIn("\nSIM          ready, AT&T, ", alone.stdout)
 
-        told = json.loads(cellslot("status", "--json").stdout)["slots"][0]
-        self.assertEqual((told["state"], told["problems"]), ("connected", []))
-        self.assertIn("10.64.1.8", told["session"]["addresses"])
+        shown = json.loads(cellslot("status", "--json").stdout)["slots"][0]
+        self.assertEqual((shown["state"], shown["problems"]), ("connected", []))
+        self.assertIn("10.64.1.8", shown["session"]["addresses"])
 
-        # Data forced off shows within two passes, with what brings it back.
+        # Data forced off is shown within two passes, with the command that ends it.
         pathlib.Path("/tmp/force_cell_nocon.1").touch()
         slot.waitFor("_QMI_STATE", "DISCONNECTED")
         off = cellslot("status", "-p", "1")
@@ -72,7 +72,7 @@ class Status(CliTest):
         self.assertTrue(off.stdout.startswith("Slot 1  DATA OFF"), off.stdout)
         self.assertIn("Data is off: forced off by /tmp/force_cell_nocon.1.", off.stdout)
 
-        # An end as it should be leaves no file, a kill leaves the last word.
+        # A normal end leaves no file; after a kill the last known values remain.
         slot.stopDaemon()
         self.assertOneLine(cellslot("status", "-p", "1"), NO_DAEMON,
                            "no daemon runs for slot 1; start it: ")
@@ -107,7 +107,7 @@ class Status(CliTest):
         self.assertIn("No daemon runs for slot", dead.stdout)
 
     def checkWithPromtool(self, text):
-        if shutil.which("promtool"):  # too heavy to be asked for; readMetrics always looks
+        if shutil.which("promtool"):  # too large a dependency; readMetrics always checks
             run = subprocess.run(["promtool", "check", "metrics"], input=text, text=True,
                                  capture_output=True, check=False)
             self.assertEqual((run.returncode, run.stdout + run.stderr), (0, ""))
@@ -144,7 +144,7 @@ class Watch(CliTest):
         self.assertIn("  ! The signal is poor", terminal.screen.lines()[1])
         slot.order(op="set", signal={"rsrp_dbm": -90})
         terminal.waitFor("RSRP -90 dBm")
-        # What only the changed lines were sent for looks as if all were sent.
+        # A screen of which only the changed lines were sent looks like one that was sent whole.
         changed = self.still(terminal)
         terminal.screen.clear()
         terminal.send(" ")
@@ -183,7 +183,7 @@ class Watch(CliTest):
         terminal = self.watch("--interval", "3600")
         terminal.waitFor("q ends")
         terminal.screen.clear()
-        terminal.send("\x13 ")  # XOFF, and a key that has the screen drawn
+        terminal.send("\x13 ")  # XOFF, and a key that redraws the screen
         waitUntil(terminal.isWriting, 5, lambda: "it draws nothing")
         terminal.signal(signal.SIGWINCH)
         terminal.send("\x11")
@@ -195,7 +195,7 @@ class Watch(CliTest):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch()
         terminal.waitFor("NO DAEMON")
-        # XOFF: from here on no write returns, be it of the screen or of the end.
+        # XOFF: from here on no write returns, neither of the screen nor at the end.
         terminal.send("\x13")
         waitUntil(lambda: terminal.signal(signal.SIGTERM) or terminal.hasEnded(), 5,
                   lambda: "it does not end")

@@ -58,7 +58,7 @@ class CustomAt(unittest.TestCase):
 
     @staticmethod
     def request(text):
-        """Complete when it appears."""
+        """The file is complete when it appears."""
         REQUEST.with_suffix(".new").write_text(text)
         REQUEST.with_suffix(".new").rename(REQUEST)
 
@@ -66,7 +66,7 @@ class CustomAt(unittest.TestCase):
         for path in (ANSWER, RAW):
             path.unlink(missing_ok=True)
         self.request(text)
-        # Written after the other one.
+        # It is written after the other one.
         waitUntil(RAW.exists, seconds, lambda: "no answer")
         return ANSWER.read_bytes().decode(), RAW.read_bytes().decode()
 

@@ -3,7 +3,7 @@
 
     scripts/private_namespace.sh python3 tests/system/host_tools_test.py
 
-The clock is never set: a date that only notes its arguments stands first on PATH.
+The clock is never set: a "date" that only records its arguments is first on PATH.
 """
 
 import os
@@ -167,13 +167,13 @@ class SlotOfPort(Tool):
         SLOTS.parent.mkdir(exist_ok=True)
         SLOTS.write_text(text)
 
-    def tell(self, path):
+    def slotOfPort(self, path):
         result = call("slot-of-port", path)
         self.check(result, 0)
         return result.stdout.splitlines()
 
     def port(self, usbPort, interface):
-        return self.tell(f"{self.USB}/{usbPort}/{usbPort}:1.{interface}/ttyUSB7/tty/ttyUSB7")
+        return self.slotOfPort(f"{self.USB}/{usbPort}/{usbPort}:1.{interface}/ttyUSB7/tty/ttyUSB7")
 
     def test_NothingConfigured_EveryModemIsOfSlotOne(self):
         self.assertEqual(self.port("1-1.2", 4), ["CELLSLOT=1", "CELLSLOT_ROLE=at"])
@@ -189,18 +189,18 @@ class SlotOfPort(Tool):
                          ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2", "CELLSLOT_ROLE=at"])
         self.assertEqual(self.port("1-1.3", 0),
                          ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2", "CELLSLOT_ROLE=gps"])
-        self.assertEqual(self.tell(f"{self.USB}/1-1.3/1-1.3:1.8/net/wwan0"),
+        self.assertEqual(self.slotOfPort(f"{self.USB}/1-1.3/1-1.3:1.8/net/wwan0"),
                          ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2"])
         for other in ("1-1.4", "1-1.22"):
             self.assertEqual(self.port(other, 4), [])
 
     def test_NoUsbDevice_NothingTold(self):
         for path in ("", "/devices/platform/serial/tty/ttyS0", f"{self.USB}/1-1.2/power"):
-            self.assertEqual(self.tell(path), [])
+            self.assertEqual(self.slotOfPort(path), [])
 
 
 class Timeout(Tool):
-    # As on the daemon's PATH: our folder, then the system's.
+    # As on the daemon's PATH: our folder, then those of the system.
     FIRST = (HOST, STUBS)
 
     def test_DaemonForm_EndsTheCommandInTime(self):

@@ -3,8 +3,8 @@
 
     scripts/private_namespace.sh python3 tests/system/setup_cellint_test.py
 
-Every case runs twice: with bash as the shell, and with busybox as the shell and as the tools the
-script calls (ip apart).
+Every case runs twice: with bash, and with busybox as the shell and as the tools of the script (except
+ip).
 """
 
 import fcntl
@@ -28,7 +28,7 @@ BEFORE = "search lan\nnameserver 192.0.2.9\n"
 BUSYBOX_TOOLS = pathlib.Path("/tmp/busybox")
 STUBS = pathlib.Path("/tmp/stubs")
 IPV6_SETTINGS = ("disable_ipv6", "accept_ra", "autoconf", "accept_ra_defrtr", "ra_defrtr_metric")
-# As the daemon writes it, doubled blanks included.
+# As the daemon writes it, including double blanks.
 DAEMON_LINE = (
     " -i wwan0 --up  --defaultroute  -m 1430 --address 10.20.30.40 --netmask 255.255.255.252"
     " --gateway 10.20.30.41 --dns 10.0.0.1 --dns 10.0.0.2 --ipv6auto "
@@ -117,7 +117,7 @@ class Cases:
         run("ip", "link", "delete", INTERFACE)
 
     def call(self, words):
-        """Words is text, split at blanks as the shell does it, or a list."""
+        """words: a text, split at blanks as in the shell, or a list."""
         if isinstance(words, str):
             words = words.split()
         path = ":".join([str(STUBS), *self.tools, os.environ["PATH"]])

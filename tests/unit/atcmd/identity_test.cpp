@@ -22,7 +22,7 @@ void torture(tParse parse, const std::string& reply) {
     });
 }
 
-// A record in which every field that these functions reset holds something else.
+// A record in which every field that these functions reset has another value.
 sModemInfo usedModem() {
     sModemInfo modem;
     modem.s_manufacturer = "Telit";

@@ -216,7 +216,7 @@ TEST(ParseCGCONTRDP, IPv6Line_GivesAddressMaskAndGateway) {
     EXPECT_EQ(device.s_ipv4_address, "") << "only an IPv4 address is the device's";
 }
 
-// Recorded: no mask, no gateway. An empty gateway must not pull the name servers forward.
+// Recorded: no mask, no gateway. An empty gateway must not shift the name servers.
 TEST(ParseCGCONTRDP, NoMaskAndEmptyGateway_LeavesTypeUnknownAndReadsTheRest) {
     const sDeviceInfo device =
         parsedContexts({"+CGCONTRDP: 1,5,\"catm\",\"10.0.0.9\",,\"10.0.0.1\",\"10.0.0.2\""});

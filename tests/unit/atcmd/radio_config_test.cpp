@@ -219,7 +219,7 @@ TEST(ParseCCLK, UnusableLines_GiveNothingAndSayHowFarTheyWereRead) {
     }
 }
 
-// The result goes to the command that sets the host's clock.
+// The result is passed to the command that sets the host's clock.
 TEST(ParseCCLK, DamagedReplies_GiveNumbersAndSeparatorsOnly) {
     tortureReply(modemReply({"#CCLK: \"20/06/15,20:32:05-24,1\""}),
                  [](const std::string& response) {

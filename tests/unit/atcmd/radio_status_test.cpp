@@ -263,8 +263,8 @@ TEST(ParseModemNetworkStatus, LteLineWithoutTransmitPower_HasNoTimers) {
     EXPECT_EQ(network.i_t3412, 0);
 }
 
-// Only an IMSI in the twelfth place moves the fields: whatever else is odd, they stay where the
-// family's first modules have them.
+// Only an IMSI in the twelfth place moves the fields. With any other oddity they stay where the
+// first modules of the family have them.
 TEST(ParseModemNetworkStatus, PlaceOfTheImsi_DecidesWhereTheBandIs) {
     const struct {
         const char* twelfth;

@@ -4,7 +4,7 @@
 
 namespace {
 
-// A screen that has a prompt below the text.
+// A screen with a prompt below the text.
 constexpr size_t LINES_MAX = 23;
 constexpr size_t COLUMNS_MAX = 80;
 

@@ -13,7 +13,7 @@ std::string document(const std::string& name) {
     return readFile(std::string(DOCS_FOLDER) + "/" + name);
 }
 
-// The example with its commented settings switched on, as its own text says to do.
+// The example with its commented settings switched on, as its own text explains.
 std::vector<std::string> exampleSettings() {
     std::istringstream lines(document("cellslot.conf.example"));
     std::vector<std::string> settings;

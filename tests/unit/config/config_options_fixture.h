@@ -14,7 +14,7 @@
 
 using tLines = std::vector<std::string>;
 
-// Calls one option function as readConfig does and keeps what became of it.
+// Calls one option function as readConfig does and keeps record and log.
 struct sOptionRun {
     explicit sOptionRun(tConfigOption option, const std::string& key, const std::string& value,
                         const sConfigFileOpts& before = {}, uint64_t mask = 0)
@@ -51,7 +51,7 @@ inline std::string withControlCharacter(char control) {
     return std::string("ab") + control + "cd";
 }
 
-// All of them, tab and DEL among them.
+// All control characters, including tab and DEL.
 inline std::string controlCharacters() {
     std::string all("\x7f");
     for (char control = 0; control < ' '; ++control)
@@ -61,7 +61,7 @@ inline std::string controlCharacters() {
 
 inline const std::string CONTROL_CHARACTERS = controlCharacters();
 
-// What is logged of withControlCharacter.
+// The log line for withControlCharacter.
 inline std::string controlLine(const std::string& key, char control, const std::string& allowed) {
     char code[8];
     snprintf(code, sizeof code, "0x%02X", static_cast<unsigned char>(control));

@@ -97,7 +97,7 @@ TEST(ConfigEnableInterface, EveryValue_SetsSwitchAndDirective) {
     }
 }
 
-// Texts with one meaning each
+// Keys with a fixed set of texts
 
 TEST(ConfigSyncTime, EveryValue_SetsFlagAndLine) {
     checkIntCases(
@@ -303,7 +303,7 @@ TEST(ConfigMtu, NotANumber_StaysAndIsLogged) {
     }
 }
 
-// All options alike
+// All options
 
 TEST(ConfigOptions, EachOne_TracesItsEntryAtItsCategory) {
     const std::vector<std::string> names = {

@@ -33,7 +33,7 @@ inline std::string describe(const sConfigFileOpts& o) {
     return text.str();
 }
 
-// Lines in the order of keys that set every key to something that is not its default.
+// Lines that set every key, in order, to a value that is not its default.
 const char* const FULL_FILE =
     "DEBUG_MODE=0\n"
     "CM_ENABLE_INTERFACE=yes\n"

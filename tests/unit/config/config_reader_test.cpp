@@ -10,7 +10,7 @@
 
 namespace {
 
-// The record after a reset, written out once more so that a change of a default is noticed.
+// The record after a reset, repeated here so that a change of a default is noticed.
 const char* const DEFAULTS =
     "debugMode 0\nconfigRead 0\nsyncTime 1\nroamingAllowed 1\napn \napn2 \nenableInterface 0\n"
     "dataDirective 1 eCONF_DATA_CONNECT_ENABLED\ndefaultRoute 1\nspare 0\nprofileContext 1\n"
@@ -276,7 +276,7 @@ TEST_F(cConfigReaderTest, FolderOrFifoInItsPlace_CountsAsMissing) {
 
 namespace {
 
-// Runs something right after a table was built.
+// Runs an action right after a table was built.
 class cDisturbedReader : public cConfigReader {
   public:
     std::vector<std::function<void()>> disturbances;

@@ -22,7 +22,8 @@ namespace {
 
 using eLink = cFakePort::eLink;
 
-// Settings that are wrong for a modem in every bit that matters, and right in some that do not.
+// Settings that are wrong for a modem in every bit that matters, and right in some that must not
+// change.
 void spoilTerminal(int fd) {
     termios settings;
     ASSERT_EQ(tcgetattr(fd, &settings), 0);
@@ -72,7 +73,7 @@ size_t g_sleeps;
 size_t g_drainAt;
 std::string g_drained;
 
-// Lets the pipe run empty at a given sleep.
+// Empties the pipe at a given sleep.
 void drainingSleep(unsigned microseconds) {
     EXPECT_EQ(microseconds, 10000u);
     if (++g_sleeps == g_drainAt) g_drained += g_pipe->drain();
@@ -123,7 +124,7 @@ TEST(OpenDevice, Terminal_IsSetToRaw230400) {
     EXPECT_EQ(settings.c_lflag, static_cast<tcflag_t>(ECHOK | IEXTEN));
     EXPECT_EQ(settings.c_cc[VMIN], 0);
     EXPECT_EQ(settings.c_cc[VTIME], 0);
-    // Flow control is not ours.
+    // Flow control is not changed.
     EXPECT_EQ(settings.c_cflag & CRTSCTS, before.c_cflag & CRTSCTS);
     EXPECT_EQ(settings.c_cflag & HUPCL, before.c_cflag & HUPCL);
     close(other);
@@ -180,7 +181,7 @@ TEST(OpenDevice, RegularFileFolderAndSocket_AreRefused) {
     close(socketFd);
 }
 
-// One bit of the file type is looked at, and a block device has it too.
+// One bit of the file type is tested, and a block device has it too.
 TEST(OpenDevice, BlockDevice_PassesForACharacterDeviceUntilItIsOpened) {
     const cTempFolder folder;
     const std::string path = folder / "block";

@@ -17,7 +17,7 @@ const std::string CSQ_REPLY = "\r\n+CSQ: 17,0\r\n\r\nOK\r\n";
 const char* const REFUSED_REPLY = "\r\n+CME ERROR: 567\r\n";
 const char* const RING = "\r\nRING\r\n";
 
-constexpr uint64_t COMMAND_MS = 20;  // of a modem that answers at once
+constexpr uint64_t COMMAND_MS = 20;  // time of a command if the modem answers at once
 constexpr uint64_t TIMEOUT_MS = 1010;
 
 struct sAnswered {
@@ -31,7 +31,7 @@ sAnswered ask(cFakePort& port, const std::string& command, unsigned timeoutS = 0
     return answered;
 }
 
-// A command that the modem has repeated and answered.
+// A command that the modem has echoed and answered.
 void getInStep(cFakePort& port) {
     port.answer(OK_REPLY);
     ASSERT_EQ(ask(port, "AT").result, ePORT_OK);
@@ -77,7 +77,7 @@ TEST(LinkState, AnswerLaterThanTheWait_IsKeptApartByTheEcho) {
         getInStep(port);
         port.silence();
         ask(port, "AT+A");
-        port.setEcho(false);  // the modem is busy: it repeats the command when it comes to it
+        port.setEcho(false);  // the modem is busy: it echoes the command when it processes it
         port.answerLate(lateMs, OK_REPLY + std::string("AT+CSQ\r") + REFUSED_REPLY);
         const sAnswered next = ask(port, "AT+CSQ", 10);
         EXPECT_EQ(next.result, ePORT_CMX_ERROR) << lateMs;
@@ -148,7 +148,7 @@ TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForGood) {
     }
 }
 
-// Each repeated at its time, all answered later than the wait.
+// Each command is echoed in time, and all are answered later than the wait.
 TEST(LinkState, LateAnswersWithoutTheirCommands_AreNoSignThatTheEchoIsOff) {
     cFakePort port;
     getInStep(port);
@@ -236,7 +236,8 @@ TEST(LinkState, ConnectAndPrompt_StandInThePlaceOfAFinalCode) {
     }
 }
 
-// A prompt may come after its wait; what follows is its text and not dropped for.
+// A prompt may come after its wait; what follows is the message's text, and no input is dropped
+// before it.
 TEST(LinkState, TextForAPrompt_IsSentWithoutDelayAndItsAnswerSettles) {
     for (const char* text : {"0011000B91\x1a", "\x1b"}) {
         cFakePort port;
@@ -316,7 +317,7 @@ TEST(LinkState, HungUpPort_IsNotWaitedFor) {
     EXPECT_LE(port.elapsedMs() - before, COMMAND_MS);
 }
 
-// A bench writes its answers before the commands, too.
+// A bench may write its answers before the commands.
 TEST(LinkState, Fifo_NeverDropsAnything) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);

@@ -11,14 +11,14 @@
 #include "tests/support/log_mode.h"
 #include "tests/unit/gps/fixture.h"
 
-// The kinds of path, the hand-over to gpsd, and the two entries of the state machine.
+// The kinds of path, the hand-over to gpsd, and the two functions for the state machine.
 
 namespace {
 
 class GpsPort : public cGpsFixture {};
 
-// A FIFO in the port's place. The response to a command is what stood in the FIFO before it: the
-// daemon reads back what it wrote, behind what was put there after the command before.
+// A FIFO in place of the port. The response to a command is the earlier content of the FIFO: the
+// daemon reads back its own command, after the text that was put there since the previous command.
 class GpsFifo : public cGpsFixture {
   protected:
     void SetUp() override {
@@ -46,7 +46,7 @@ class GpsFifo : public cGpsFixture {
         const ssize_t count = read(m_reader, text, sizeof text);
         return {text, count > 0 ? static_cast<size_t>(count) : 0};
     }
-    // What the modem says behind each command, in order.
+    // What the modem sends after each command, in order.
     static void answers(std::initializer_list<const char*> texts) {
         for (const char* text : texts)
             g_que_testAtResponses.push(text);
@@ -145,7 +145,7 @@ TEST_F(GpsPort, PathThatReadsAsAnOption_GetsNoCommand) {
 }
 
 TEST_F(GpsFifo, StartAndStop_WithoutPausesAndGpsd) {
-    cGpsTerminal clock;  // notes the pauses
+    cGpsTerminal clock;  // records the pauses
     answers({"\r\n$GPSSW: BENCH\r\n\r\nOK\r", "\r\nCONNECT\r\n"});
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(chipset, "BENCH");
@@ -239,7 +239,7 @@ TEST_F(GpsPort, DebugMask_ShowsTheOperations) {
     gps.setDebug(0);
     gps.checkSkvsEnableCount();
     EXPECT_EQ(logCount("DEBUG: Entering checkSkvsEnableCount()"), 1U);
-    // The state machine's entries use the daemon's own.
+    // The functions for the state machine use the daemon's own port.
     sModemInfo modem;
     maybeStopGps(modem);
     EXPECT_EQ(logCount("DEBUG: Entering gpsStop()"), 1U);

@@ -81,7 +81,7 @@ TEST_F(GpsStore, CheckCount_CountsToThree) {
     EXPECT_EQ(logCount("GPS chipset Enable attempted 3 times, aborting"), 1U);
 }
 
-// A count that nobody can have counted to must not keep the receiver off for good.
+// An impossible count must not keep the receiver off forever.
 TEST_F(GpsStore, CheckCountBeyondItsLimit_CountsFromZero) {
     storeValue("_GPS_ENABLE_COUNT", "250");
     EXPECT_EQ(gps.checkSkvsEnableCount(), eERROR_DEVICE_GPS_OK_TO_ENABLE);

@@ -147,7 +147,7 @@ TEST(SimCard, PulledAndInserted_NeedsThePinAgain) {
     EXPECT_EQ(sim.reply("AT+CPIN=4711", 500), "\r\nOK\r\n\r\n+PACSP0\r\n");
 }
 
-// The line the daemon sends: both waits count, 0.5 s and 5 s, and the other card answers after it.
+// The line that the daemon sends: both waits count, 0.5 s and 5 s; then the other card answers.
 TEST(SimCard, SlotSwitch_TakesEffectWithTheDetection) {
     cModemDriver sim(R"({"sim2": {"iccid": "89011480000000000021", "imsi": "311480000000021"}})");
     EXPECT_EQ(sim.reply("AT#GPIO=2,2"), "\r\n#GPIO: 1,1\r\n\r\nOK\r\n");

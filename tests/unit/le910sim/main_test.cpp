@@ -31,7 +31,7 @@ void sleepMs(int ms) {
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
-// Reads until the text holds what is wanted or the deadline is over.
+// Reads until the text contains the expected part or the deadline is over.
 std::string readUntil(int fd, const std::string& wanted) {
     std::string text;
     std::array<char, 4096> buffer = {};
@@ -64,7 +64,7 @@ void awaitLink(const std::string& path, bool present) {
 // The program, started with its ports in a folder of its own.
 class cProgram {
   public:
-    // Started with these words alone.
+    // Started with only these arguments.
     static cProgram bare(const std::vector<std::string>& words) { return cProgram(words, sBare()); }
     explicit cProgram(const std::vector<std::string>& extra = {}, bool ownAtLink = true) {
         std::vector<std::string> words = {LE910SIM,     "--gps-link", gps(),    "--control",

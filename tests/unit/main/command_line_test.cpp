@@ -21,7 +21,7 @@ sParsed parse(std::vector<std::string> arguments) {
     argv.push_back(nullptr);
     g_i_debugMode = 0;
     sParsed parsed{};
-    testing::internal::CaptureStderr();  // getopt tells the user of unknown options there
+    testing::internal::CaptureStderr();  // getopt reports unknown options there
     parsed.mayStart = parseArgs(static_cast<int>(arguments.size()), argv.data(), parsed.options);
     testing::internal::GetCapturedStderr();
     parsed.debugMode = g_i_debugMode;
@@ -152,7 +152,7 @@ TEST(VersionRequest, OnlyWhereItStandsAlone) {
     EXPECT_TRUE(asks({"cellslotd", "--version"}));
     EXPECT_FALSE(asks({"cellslotd"}));
     EXPECT_FALSE(asks({"cellslotd", "--versions"}));
-    // An option that is not known is passed over, and the daemon starts.
+    // An unknown option is ignored, and the daemon starts.
     EXPECT_FALSE(asks({"cellslotd", "--version", "-p", "1"}));
     testing::internal::CaptureStdout();
     printVersion("cellslotd");

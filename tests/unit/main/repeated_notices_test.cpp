@@ -166,7 +166,7 @@ TEST_F(RepeatedNotices, PassThatFollowsFromASessionThatWaits_IsLoggedOnce) {
     EXPECT_EQ(capturedLog(), (std::vector<std::string>{"failed", "closing port", "opened port"}));
 }
 
-// Nothing of the pass follows from it, so the pass is on its own.
+// It has no consequences in the pass, so the pass is compared by itself.
 TEST_F(RepeatedNotices, PassBesideAWorkThatFails_IsLoggedAgain) {
     for (const char* text : {SILENT, "lost", SILENT, "lost"}) {
         const cRepeatedRun pass(eWORK_PASS);
@@ -179,7 +179,7 @@ TEST_F(RepeatedNotices, PassBesideAWorkThatFails_IsLoggedAgain) {
     EXPECT_EQ(logCount("no answer"), 1U);
 }
 
-// The port is closed after messages could not be listed, which is tried every five seconds.
+// Messages are listed every five seconds; when that fails, the port is closed.
 TEST_F(RepeatedNotices, WhatFollowsFromAWorkThatIsNotDoneInEachPass_IsLoggedOnce) {
     for (int i = 0; i < 100; ++i) {
         g_nowMs += 500;
@@ -187,7 +187,7 @@ TEST_F(RepeatedNotices, WhatFollowsFromAWorkThatIsNotDoneInEachPass_IsLoggedOnce
         if (i % 10 != 0) continue;
         const cRepeatedRun check(eWORK_SMS);
         notice("no answer");
-        const cRepeatedRun none(eWORK_PASS);  // is in one already
+        const cRepeatedRun none(eWORK_PASS);  // already in one
         EXPECT_EQ(logCount("no answer"), 1U);
     }
     for (int i = 0; i < 100; ++i) {

@@ -42,7 +42,7 @@ class RepeatedStarts : public ::testing::Test {
         resetRepeatedNotices();
     }
 
-    // A process from its start on: what it logged.
+    // Starts a process with these messages; returns what it logged.
     tTexts start(const tTexts& texts) {
         clearCapturedLog();
         resetRepeatedNotices();
@@ -52,7 +52,7 @@ class RepeatedStarts : public ::testing::Test {
         return capturedLog();
     }
 
-    // A process that ends with a reset a minute later, and is started again ten seconds after that.
+    // The process ends with a reset a minute later and is started again ten seconds after that.
     tTexts runToReset(const tTexts& texts) {
         tTexts logged = start(texts);
         g_nowMs += MINUTE_MS;
@@ -156,7 +156,7 @@ TEST_F(RepeatedStarts, OnceADay_EverythingIsLogged) {
         g_nowMs += 8 * MINUTE_MS;
     }
     EXPECT_EQ(whole, DAYS);
-    // Each but the first with a line that says why.
+    // Each but the first has a line that says why.
     EXPECT_EQ(lines, 3u * DAYS + DAYS - 1);
 }
 
@@ -203,7 +203,7 @@ TEST_F(RepeatedStarts, PidFile_IsNoNewsWhateverThePid) {
     runToReset({});
     start({});
     writePidFile(program, "1", m_folder.path());
-    EXPECT_EQ(capturedLog().size(), 2u);  // with the line that says which start it is
+    EXPECT_EQ(capturedLog().size(), 2u);  // including the line that says which start it is
     keepForNextStart();
     const pid_t child = fork();
     if (child == 0) {
@@ -280,7 +280,7 @@ TEST_F(RepeatedStarts, FileWithAChangedByte_NeverDoesMoreThanForgetOrKeep) {
             changed[i] = byte;
             writeFile(m_path, changed);
             chmod(m_path.c_str(), 0600);
-            // A text that nobody logged before is logged, whatever the file holds.
+            // A new text is logged, whatever the file contains.
             EXPECT_EQ(start({"other"}).back(), "other") << i;
         }
 }
@@ -298,7 +298,7 @@ TEST_F(RepeatedStarts, FileThatIsSomethingElse_LogsEverything) {
         },
         [](const std::string& path) {
             std::string text = readFile(path);
-            text.replace(12, 8, "00000000");  // of the boot before
+            text.replace(12, 8, "00000000");  // of the previous boot
             writeFile(path, text);
         },
         [&](const std::string& path) {

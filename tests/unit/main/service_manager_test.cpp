@@ -144,7 +144,7 @@ TEST_F(ServiceManager, ShellCommand_HeartbeatBeforeAndAfter) {
 
 TEST_F(ServiceManager, FullQueue_IsNotWaitedFor) {
     connect("1000");
-    // More than any receiver's queue holds; a call that waits would hang here.
+    // More than fits into the receiver's queue; a call that waits would hang here.
     for (int i = 0; i < 2000; ++i)
         notifyStatus("state " + std::to_string(i));
     const tMessages arrived = socket->messages();

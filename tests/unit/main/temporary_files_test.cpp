@@ -91,7 +91,7 @@ TEST_F(TemporaryFiles, NoFolder_IsNoFault) {
 TEST_F(TemporaryFiles, LeftByAKilledWriter_IsRemoved) {
     const pid_t child = fork();
     if (child == 0) {
-        // With the default action the signal of a full disk kills in the middle of the write.
+        // By default the signal for a full disk kills the process in the middle of the write.
         const rlimit limit{4096, RLIM_INFINITY};
         std::signal(SIGXFSZ, SIG_DFL);
         setrlimit(RLIMIT_FSIZE, &limit);

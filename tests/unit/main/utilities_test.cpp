@@ -25,7 +25,7 @@ void countSleep(unsigned microseconds) {
     g_slept += microseconds;
 }
 
-// What the system was asked for.
+// The requests to the system.
 struct sSystemSleep {
     clockid_t clock = -1;
     int flags = -1;
@@ -36,7 +36,7 @@ sSystemSleep g_systemSleep;
 
 }  // namespace
 
-// The linker puts this in the place of the C library's function.
+// The linker replaces the C library's function by this one.
 extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec*);
 extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec*) {
     g_systemSleep = {clock, flags, *wait};

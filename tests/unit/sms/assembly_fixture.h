@@ -8,7 +8,7 @@
 #include "sms/assembly.h"
 #include "tests/unit/sms/fixture.h"
 
-// Part files in a spool, and what a check joins of them.
+// Part files in a spool, and the messages that a check joins.
 class SmsAssembly : public cSmsFixture {
   protected:
     std::vector<S_smsRecordRx> join() {
@@ -16,13 +16,13 @@ class SmsAssembly : public cSmsFixture {
         checkSmsParts(queue, root);
         return recordsOf(queue);
     }
-    // Names as the system lists them, which is the order the daemon meets them in.
+    // Names in the order of the system, in which the daemon reads them.
     tNames listed() const {
         tNames found;
         readFilesInDir(in("recv_parts"), found);
         return found;
     }
-    // Puts parts so that they are listed in the order of numbers, whatever that order is here.
+    // Writes part files so that the system lists them in the order of numbers.
     tNames putInListingOrder(const std::vector<int>& numbers, int id, int total,
                              const std::string& from) {
         for (size_t i = 0; i < numbers.size(); ++i)
@@ -33,15 +33,14 @@ class SmsAssembly : public cSmsFixture {
                     std::to_string(numbers[i]));
         return order;
     }
-    // The part numbers of the file "f" texts joined, "<1><2>...".
+    // The joined text of all parts: "<1><2>...".
     static std::string sequence(int total) {
         std::string text;
         for (int i = 1; i <= total; ++i)
             text += "<" + std::to_string(i) + ">";
         return text;
     }
-    // How many files a check looked at, one that is looked at twice counted twice, and how often it
-    // tried to put a message together.
+    // How often a check looked at a file, and how often it tried to join a message.
     struct sEffort {
         size_t looks = 0;
         size_t assemblies = 0;
@@ -49,7 +48,7 @@ class SmsAssembly : public cSmsFixture {
     sEffort effortOfCheck() {
         clearCapturedLog();
         g_i_debugMode = eLOG_SMS;
-        testing::internal::CaptureStdout();  // which shows the log, too
+        testing::internal::CaptureStdout();  // the log is also printed there
         join();
         testing::internal::GetCapturedStdout();
         g_i_debugMode = 0;

@@ -51,7 +51,7 @@ TEST_F(SmsAssembly, TwoOfThreeParts_TellsNotEnoughAndDeletesNothing) {
     EXPECT_FALSE(logContains(MISSING));
 }
 
-// 1, 1', 2 of three fill the queue: 1 and 2 are taken, then the takes run out.
+// 1, 1', 2 of three fill the queue: 1 and 2 are used, then the limit of takes is reached.
 TEST_F(SmsAssembly, DuplicatePart_IsRequeuedUntilTheTakesAreUsedUpAndAllWait) {
     g_i_debugMode = eLOG_SMS;
     putInListingOrder({1, 1, 2}, 7, 3, "1");
@@ -77,7 +77,7 @@ TEST_F(SmsAssembly, DuplicatePartOfACompleteMessage_DoesNotHarmIt) {
     EXPECT_FALSE(logContains(MISSING));
 }
 
-// It stays until the day sweep and would be told every five seconds.
+// It stays until the daily clean-up and would be logged every five seconds.
 TEST_F(SmsAssembly, GroupThatCannotBeJoined_IsToldOnce) {
     putInListingOrder({2, 2, 3}, 7, 3, "1");
     join();
@@ -133,7 +133,7 @@ TEST_F(SmsAssembly, OrphanAsFirstFile_DoesNotBlockTheOthers) {
     EXPECT_EQ(names("recv_parts").size(), 2U);
 }
 
-// No group can have it, since digits are all that counts of a sender.
+// It fits no group, because only the digits of a sender count.
 TEST_F(SmsAssembly, PartOfASenderWithoutDigits_IsHandedOverAsAMessage) {
     putPart("a", 7, 1, 3, "My/Bank", "first part");
     const std::vector<S_smsRecordRx> records = join();
@@ -185,7 +185,7 @@ TEST_F(SmsAssembly, SpoolCannotTakeTheMessage_KeepsThePartsAndTriesAgain) {
 
 namespace {
 
-// 40 groups of three files none of which can be joined: two are the same part.
+// 40 groups of three files that cannot be joined: two are the same part.
 void putHopelessGroups(const cSmsFixture& fixture) {
     for (int i = 0; i < 40; ++i) {
         const std::string name = std::to_string(i);

@@ -98,7 +98,7 @@ TEST_F(SmsAssembly, PartThatCannotBeRead_StaysAndIsReadTheNextTime) {
     EXPECT_FALSE(logContains("missing field"));
     EXPECT_EQ(logCount("Error: Cannot read SMS file " + path + ", errno 24 (Too many open files)"),
               1U)
-        << "told once";
+        << "logged once";
     const std::vector<S_smsRecordRx> records = join();
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].message, "ab");
@@ -115,10 +115,10 @@ TEST_F(SmsAssembly, NotARegularFile_IsNeitherReadNorWaitedFor) {
     EXPECT_TRUE(fileExists(outside));
     const size_t logged = capturedLog().size();
     join();
-    EXPECT_EQ(capturedLog().size(), logged) << "told once";
+    EXPECT_EQ(capturedLog().size(), logged) << "logged once";
 }
 
-// Another slot's daemon is writing it just now.
+// The daemon of another slot is writing it.
 TEST_F(SmsAssembly, TemporaryFile_IsNoPart) {
     writeFile(in("recv_parts", ".cellslot-tmp-abcdef"), "FROM=1\nTI");
     putPart("a", 7, 1, 2, "1", "a");

@@ -34,7 +34,7 @@ TEST_F(SmsAssembly, SameReferenceOfMessagesOfOtherLengths_AreNotJoined) {
     EXPECT_EQ(names("recv_parts").size(), 3U);
 }
 
-// Senders count their messages to 255 and begin again.
+// Senders number their messages up to 255 and start again.
 TEST_F(SmsAssembly, TwoMessagesOfOneReference_ListedInAnyOrder_ArePairedByTime) {
     std::vector<std::string> order = {"A1", "A2", "B1", "B2"};
     do {
@@ -82,7 +82,8 @@ TEST_F(SmsAssembly, SecondMessageOfOneReference_WaitsForItsOwnParts) {
     EXPECT_EQ(records[0].message, "B1B2");
 }
 
-// A network repeats a part after its message was joined; the sender comes to the same reference.
+// A network repeats a part after its message was joined, and later the sender uses the same
+// reference again.
 TEST_F(SmsAssembly, PartLeftFromLongAgo_IsNotJoinedWithAMessageThatIsWhole) {
     putPart("a2", 7, 2, 2, "1", "A2", "10000");
     putPart("b2", 7, 2, 2, "1", "B2", "50000");
@@ -146,7 +147,7 @@ TEST_F(SmsAssembly, OneReferenceOfTwoNamesWithTheSameDigits_AreNotJoined) {
     EXPECT_EQ(names("recv_parts"), tNames{"a1"});
 }
 
-// The limit of takes is for missing pieces, whatever waits beside them.
+// The limit of takes applies to missing pieces, whatever else waits.
 TEST_F(SmsAssembly, TwoLongMessagesOfOneReferenceInReverse_AreJoined) {
     std::vector<int> numbers;
     for (int i = 10; i >= 1; --i)

@@ -12,7 +12,7 @@
 class SmsReceive : public cSmsFixture {
   protected:
     eGeneralErrors check() { return checkReceiveSmS(port.handle(), device.modem, root); }
-    // One check with this listing; its result and the number of commands.
+    // One check with this listing; returns its result.
     eGeneralErrors receive(const tNames& pdus) {
         port.answer(OK_REPLY).answer(listing(pdus));
         return check();

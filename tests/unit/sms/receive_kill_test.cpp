@@ -10,7 +10,7 @@
 #include "sms/sms.h"
 #include "tests/unit/sms/fixture.h"
 
-// The daemon is killed at every single system call of a piece of work, and started again.
+// The daemon is killed at every single system call of an operation, and started again.
 
 namespace {
 
@@ -27,7 +27,7 @@ class SmsKill : public cSmsFixture {
             std::filesystem::create_directories(root + "/" + dir);
     }
 
-    // What is younger may be another slot's.
+    // Younger files may belong to another slot.
     void passAMinute() const {
         for (const auto& entry : std::filesystem::directory_iterator(root))
             if (entry.is_regular_file())
@@ -109,7 +109,7 @@ TEST_F(SmsKill, WhileAListingIsWritten_EveryMessageIsThereAfterwards) {
         });
         restart();
         {
-            // What was not listed is unread still; what was is listed as read.
+            // Messages that were not listed are still unread; the others are listed as read.
             cFakePort port;
             port.answer(OK_REPLY);
             if (isListingOpen(root))

@@ -4,7 +4,7 @@
 #include "tests/unit/platform/sms_pdu/support.h"
 #include "tests/unit/sms/fixture.h"
 
-// What is taken from the text of a listing.
+// Which messages the parser finds in the text of a listing.
 
 namespace {
 
@@ -29,7 +29,7 @@ class SmsListing : public cSmsFixture {
         parseSmsPduMessages(type, response, queue);
         return recordsOf(queue);
     }
-    // A listing with another header in front of the PDU.
+    // A listing with another header before the PDU.
     std::vector<S_smsRecordRx> parseBehind(const std::string& header) {
         return parse("\r\n" + header + "\r\n" + pdu + "\r\n\r\nOK\r\n");
     }
@@ -98,7 +98,7 @@ TEST_F(SmsListing, Header_WithAndWithoutQuotes_HasFourTokens) {
     EXPECT_EQ(parseBehind("+CMGL:1,0,\"Ann\", " + length + " ").size(), 1U);
 }
 
-// 3GPP TS 27.005 lets the name of a phone book entry hold anything.
+// In 3GPP TS 27.005 the name of a phone book entry may contain any text.
 TEST_F(SmsListing, Header_NameWithCommas_HasFourTokens) {
     g_i_debugMode = eLOG_SMS;
     const std::vector<S_smsRecordRx> records =
@@ -133,9 +133,9 @@ TEST_F(SmsListing, Length_LongerThanThePdu_IsRefused) {
     EXPECT_TRUE(logContains(pdu)) << "the log is the only place that keeps it";
 }
 
-// The deletion takes everything that was listed.
+// The deletion removes everything that was listed.
 TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
-    const auto told = [](const std::string& line) {
+    const auto timesLogged = [](const std::string& line) {
         return logCount("SMS listing, not understood: " + line);
     };
     const char* const headers[] = {"+CMGL: 1,0,24", "+CMGL: 1,0,\"\",0,24",
@@ -143,16 +143,16 @@ TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
     for (const std::string header : headers) {
         clearCapturedLog();
         EXPECT_TRUE(parseBehind(header).empty());
-        EXPECT_EQ(told(header), 1U) << header;
-        EXPECT_EQ(told(pdu), 1U) << header;
+        EXPECT_EQ(timesLogged(header), 1U) << header;
+        EXPECT_EQ(timesLogged(pdu), 1U) << header;
     }
     clearCapturedLog();
     EXPECT_TRUE(parse(pdu + "\r\nOK\r\n").empty()) << "no header at all";
-    EXPECT_EQ(told(pdu), 1U);
+    EXPECT_EQ(timesLogged(pdu), 1U);
     EXPECT_EQ(capturedLog().size(), 1U);
 }
 
-// A quote within the name: the commas behind it separate all the same.
+// A quote within the name: commas after it still separate fields.
 TEST_F(SmsListing, NameWithAnOddQuote_IsTaken) {
     EXPECT_EQ(parseBehind("+CMGL: 1,0,\"5\" TV\",24").size(), 1U);
     EXPECT_EQ(parseBehind("+CMGL: 1,0,\"Doe,24").size(), 1U);

@@ -25,7 +25,7 @@ TEST_F(SmsReceive, ListingCutOff_IsListedAgainWithTheReadOnes) {
     EXPECT_EQ(commands(), USUAL);
 }
 
-// The first listing marks as read, so the second has it again.
+// The first listing marks the message as read, so the second lists it again.
 TEST_F(SmsReceive, Recovery_MessageInBothListings_IsWrittenOnce) {
     leaveMarker();
     const std::string fresh = deliverPdu("22255", "fresh");
@@ -95,7 +95,7 @@ TEST_F(SmsReceive, Recovery_WithoutTheMessageThatCouldNotBeWritten_KeepsTheMarke
 }
 
 TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
-    const std::string told =
+    const std::string logLine =
         "A listing of SMS messages did not end well, listing the read ones as well";
     for (int outage = 1; outage <= 2; ++outage) {
         leaveMarker();
@@ -108,7 +108,7 @@ TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
         inPass(eWORK_SMS, [&] { check(); });
         port.answer(OK_REPLY).answer(OK_REPLY);
         inPass(eWORK_SMS, [&] { check(); });
-        EXPECT_EQ(logCount(told), static_cast<size_t>(outage));
+        EXPECT_EQ(logCount(logLine), static_cast<size_t>(outage));
         EXPECT_FALSE(isListingOpen(root));
     }
 }
@@ -127,7 +127,8 @@ TEST_F(SmsReceive, ListingEndsInAnError_IsListedAgainWithTheReadOnes) {
     }
 }
 
-// The late OK of the first command is taken for the listing's end; the listing comes with the next.
+// The late OK of the first command is taken for the end of the listing; the listing itself is read
+// with the next command.
 TEST_F(SmsReceive, ModeAnswerIsLate_ListingIsNotLost) {
     const std::string pdu = deliverPdu("22255", "precious");
     port.silence().answer(OK_REPLY).answer(listing({pdu}));

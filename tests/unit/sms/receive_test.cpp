@@ -51,7 +51,7 @@ TEST_F(SmsReceive, Timeouts_AreThoseOfTheCommands) {
     EXPECT_EQ(getSmsMsg(port.handle(), eSMS_3GPP, eSMS_READ_UNREAD, queue), ePORT_NO_FINAL_RESULT);
     EXPECT_NEAR(static_cast<double>(port.elapsedMs()), 11000, 50);
     EXPECT_EQ(logCount("getSmsMsg(): Command 'AT+CMGL=0' TIMEOUT"), 1U);
-    resetLinkState();  // nothing is left of the one before
+    resetLinkState();  // forgets the previous port
     const uint64_t before = port.elapsedMs();
     port.silence();
     EXPECT_EQ(deleteSmsMsg(port.handle(), eSMS_DELETE_READ), ePORT_NO_FINAL_RESULT);
@@ -64,10 +64,10 @@ TEST_F(SmsReceive, Refusals_AreTurnedIntoTheirNumber) {
         port.answer(modemReply({}, line));
         return getSmsMsg(port.handle(), eSMS_3GPP, eSMS_READ_UNREAD, queue);
     };
-    const std::string told = "getSmsMsg(): Command 'AT+CMGL=0' reported CME/CMS ERROR 10";
+    const std::string logLine = "getSmsMsg(): Command 'AT+CMGL=0' reported CME/CMS ERROR 10";
     EXPECT_EQ(refuse("+CME ERROR: 10"), 10);
     EXPECT_EQ(refuse("+CME ERROR: 10"), 10);
-    EXPECT_EQ(logCount(told), 2U);
+    EXPECT_EQ(logCount(logLine), 2U);
     EXPECT_EQ(refuse("ERROR"), ePORT_ERROR);
     EXPECT_EQ(logCount("getSmsMsg(): Command 'AT+CMGL=0' reported ERROR"), 1U);
     EXPECT_EQ(refuse("OK"), ePORT_OK);
@@ -137,7 +137,7 @@ TEST_F(SmsReceive, DuplicatePartsLeftByAKill_DoNotHarmTheMessage) {
     EXPECT_TRUE(names("recv_parts").empty());
 }
 
-// A start is no reason to look through what waits.
+// A start alone does not cause a check of the waiting parts.
 TEST_F(SmsReceive, WaitingParts_NothingReceived_AreNotTouched) {
     putPart("1a", 7, 1, 3, "1", "a");
     putPart("1b", 7, 1, 3, "1", "a");
@@ -294,7 +294,7 @@ TEST_F(SmsReceive, SpoolCannotBeWritten_NothingIsListed) {
     port.answer(OK_REPLY);
     inPass(eWORK_SMS, [&] { check(); });
     EXPECT_TRUE(logContains("Error: Cannot write SMS folder"));
-    EXPECT_EQ(capturedLog().size(), 1U) << "told once";
+    EXPECT_EQ(capturedLog().size(), 1U) << "logged once";
     std::filesystem::remove(root);
     makeSmsDirs(root);
     inPass(eWORK_SMS, [&] { receive({}); });

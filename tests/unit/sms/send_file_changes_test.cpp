@@ -13,11 +13,11 @@
 
 namespace {
 
-// Something happens in the folder while the modem is waited for.
+// Something happens in the folder while the daemon waits for the modem.
 class SmsSendMeanwhile : public cSmsFixture {
   protected:
     eGeneralErrors check() { return checkSendSmS(port.handle(), device.modem, root); }
-    // What the modem was given to send.
+    // The texts that the modem got to send.
     tNames sentTexts() {
         tNames texts;
         const nlohmann::json dump = port.modem().control({{"op", "dump"}});
@@ -42,7 +42,7 @@ TEST_F(SmsSendMeanwhile, LongMessage_ArrivesAsItsFirst918Characters) {
     EXPECT_EQ(arrived, first);
 }
 
-// The writer renames its next message over the one that is just being sent.
+// The writer renames its next message over the file that is being sent.
 TEST_F(SmsSendMeanwhile, FileReplacedWhileItIsSent_IsSentAsWell) {
     putSend("alarm", "first");
     writeFile(folder / "next", "TO=+12025550123\nMSG=second\n");
@@ -95,7 +95,7 @@ TEST_F(SmsSendMeanwhile, FileChangedInPlaceWhileItFails_IsGivenUpAfterThreeAttem
     EXPECT_EQ(names("send_fail").size(), 1U);
 }
 
-// Some file systems give the number of a deleted file to the next one.
+// Some file systems give the inode number of a deleted file to the next one.
 TEST_F(SmsSendMeanwhile, FileDeletedAndWrittenAnewWhileItIsSent_IsANewMessage) {
     putSend("alarm", "first");
     bool replaced = false;

@@ -34,7 +34,7 @@ class SmsSend : public cSmsFixture {
         return result;
     }
     static void waitForDelay() { sleepMicroseconds(5000000); }
-    // The file that the daemon takes next.
+    // The file that the daemon sends next.
     std::string lastListed() const {
         tNames found;
         readFilesInDir(in("send"), found);

@@ -224,14 +224,14 @@ TEST_F(SmsSend, FolderMissing_IsToldOnceAndGives402) {
     const auto failing = [&] { EXPECT_EQ(check(), eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE); };
     inPass(eWORK_SMS, failing);
     inPass(eWORK_SMS, failing);
-    const std::string told = "checkSendSmS(): Unable to read SMS DIR " + in("send") +
-                             ", errno 2 (No such file or directory)";
-    EXPECT_EQ(logCount(told), 1U);
+    const std::string logLine = "checkSendSmS(): Unable to read SMS DIR " + in("send") +
+                                ", errno 2 (No such file or directory)";
+    EXPECT_EQ(logCount(logLine), 1U);
     makeSmsDirs(root);
     inPass(eWORK_SMS, [&] { EXPECT_EQ(check(), eSUCCESS); });
     std::filesystem::remove_all(in("send"));
     inPass(eWORK_SMS, failing);
-    EXPECT_EQ(logCount(told), 2U) << "and again the next time";
+    EXPECT_EQ(logCount(logLine), 2U) << "and again the next time";
 }
 
 TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
@@ -338,7 +338,7 @@ TEST_F(SmsSend, HostileNames_ThatFail_EndInSendFail) {
 }
 
 TEST_F(SmsSend, SafeName_IsMovedByTheCommand) {
-    // A stub in the command's place tells how it was called.
+    // A stub in place of the command records how it was called.
     const std::string stub = folder / "mv";
     writeFile(stub, "#!/bin/sh\necho \"$*\" >" + (folder / "called") + "\n");
     ASSERT_EQ(chmod(stub.c_str(), 0755), 0);

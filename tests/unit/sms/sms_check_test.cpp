@@ -22,7 +22,7 @@ const tNames USUAL = {"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"};
 
 class SmsInit : public cSmsFixture {
   protected:
-    // Than what another process may be writing just now.
+    // Older than files that another process may still be writing.
     static void makeOlder(const std::string& path) {
         std::filesystem::last_write_time(
             path, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(70));
@@ -123,7 +123,7 @@ TEST_F(SmsCheck, ModemRefusesTheListing_StillDeletes) {
     EXPECT_EQ(port.commands(), USUAL);
 }
 
-// What was listed and not written is only on the modem.
+// A message that was listed but not written is only on the modem.
 TEST_F(SmsCheck, RecoveryRefused_DeletesNothing) {
     bool leftOver;
     openListing(root, leftOver);
@@ -154,7 +154,7 @@ TEST_F(SmsCheck, SpoolCannotBeWritten_DeletesNothing) {
     EXPECT_EQ(port.commands(), tNames{"AT+CMGF=0"});
 }
 
-// The same words in the same second at the same index of the modem: another message all the same.
+// The same text in the same second at the same index of the modem is still another message.
 TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsNotTakenForTheOldOne) {
     const std::string pdu = deliverPdu("22255", "alarm");
     port.answer(OK_REPLY).answer(listing({pdu})).answer(OK_REPLY).answer(OK_REPLY);
@@ -182,7 +182,7 @@ TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-// A folder that is a file system of its own has temporary files of its own.
+// A folder that is a separate file system has its own temporary files.
 TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
     const char* const dirs[] = {"",     "recv",      "recv_parts", "recv_post",
                                 "send", "send_fail", "send_ok"};
@@ -204,7 +204,7 @@ TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
     const std::string left = root + "/.cellslot-tmp-abcdef";
     writeFile(left, "half a fi");
     makeOlder(left);
-    // Another slot's daemon is writing this one.
+    // The daemon of another slot is writing this one.
     writeFile(root + "/.cellslot-tmp-ghijkl", "half a fi");
     writeFile(root + "/somebody's file", "");
     putPart("b", 7, 2, 2, "1", "y");

@@ -79,7 +79,7 @@ TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsTold) {
 
 TEST_F(SmsSpool, WarnAboutForeignSpool_ForeignOwner_IsTold) {
     if (geteuid() != 0) {
-        // Only root can give a folder away; the folder of another user is found instead.
+        // Only root can change the owner of a folder; other users test with a folder of root.
         warnAboutForeignSpool("/usr");
     } else {
         ASSERT_EQ(chown(root.c_str(), 1, 1), 0);
@@ -164,8 +164,8 @@ TEST_F(SmsSweep, Sweep_TimerRunning_WaitsFor900Seconds) {
     EXPECT_TRUE(names("recv").empty());
 }
 
-// The clock of a gateway without a battery starts in 1970: what came before the network told the
-// time is fifty years old after it.
+// The clock of a gateway without a battery starts in 1970. A file from before the network time was
+// set is fifty years old afterwards.
 TEST_F(SmsSweep, Sweep_AfterTheFirstNetworkTime_DeletesWhatCameBefore) {
     writeFile(in("recv", "fresh"), "MSG=x");
     setFileTime(in("recv", "fresh"), 100);

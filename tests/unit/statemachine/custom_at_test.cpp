@@ -23,7 +23,7 @@ namespace {
 const std::string DIVIDER = "=================================================\n";
 const std::string INVALID = "\nINVALID AT COMMAND";
 
-// The folder in which an open prompt is marked.
+// The folder with the marker of an open prompt.
 class cSpoolRoot {
   public:
     explicit cSpoolRoot(const std::string& path) { g_s_root_sms_path = path; }
@@ -35,7 +35,7 @@ class cSpoolRoot {
     const std::string m_saved = g_s_root_sms_path;
 };
 
-// A shared folder, the log's folder and that of the marker.
+// A shared folder, the folder of the log and that of the marker.
 class cCustomAtFixture : public ::testing::Test {
   protected:
     cCustomAtFixture() {
@@ -72,7 +72,7 @@ class CustomAt : public cCustomAtFixture {
     cFakePort port;
 };
 
-// Something happens in the shared folder while the modem is waited for.
+// Something happens in the shared folder while the daemon waits for the modem.
 class CustomAtMeanwhile : public cCustomAtFixture {
   protected:
     cSimulatedPort port{nlohmann::json::object()};
@@ -136,7 +136,7 @@ TEST_F(CustomAt, OneCommand_AnswerFilesAndLog) {
     EXPECT_EQ(readFile(out), record("AT+CSQ", csqResponse()) + "\n");
     EXPECT_EQ(readFile(raw), csqResponse() + "\n");
     const std::string log = logText();
-    // The record's time stands on a line of its own.
+    // The time of a record is on a line of its own.
     const size_t stampEnd = log.find('\n');
     std::string stamp = log.substr(0, stampEnd);
     for (char& letter : stamp)
@@ -206,7 +206,7 @@ TEST_F(CustomAtMeanwhile, PromptForAText_IsEndedAndTheNextRequestAnswered) {
     EXPECT_NE(readFile(raw).find("+CSQ: "), std::string::npos);
 }
 
-// A daemon that is killed there would leave the modem deaf to the next one.
+// If the daemon were killed there, the modem would ignore the commands of the next one.
 TEST_F(CustomAtMeanwhile, PromptForAText_IsMarkedUntilItIsEnded) {
     const std::string marker = spool / ".cellslot-prompt.2";
     writeFile(in, "AT+CMGF=1\nAT+CMGS=\"12345\"\n");
@@ -265,13 +265,13 @@ TEST_F(CustomAt, Waits_AsLongAsAskedAndASecond) {
         const char* command;
         uint64_t waitMs;
     };
-    // 10 ms go by between a command and its carriage return.
+    // 10 ms pass between a command and its carriage return.
     for (const sCase& test :
          {sCase{"AT+CSQ", "AT+CSQ", 1010}, sCase{"AT+CSQ::x", "AT+CSQ", 1010},
           sCase{"AT+CSQ::0", "AT+CSQ", 1010}, sCase{"AT+CSQ::5", "AT+CSQ", 6010},
           sCase{"AT+CSQ::45", "AT+CSQ", 31010}, sCase{"AT+CSQ ::30", "AT+CSQ ", 31010}}) {
         SCOPED_TRACE(test.line);
-        resetLinkState();  // nothing is left of the one before
+        resetLinkState();  // forgets the previous port
         const uint64_t before = port.elapsedMs();
         port.silence();
         EXPECT_EQ(request(std::string(test.line) + "\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -453,7 +453,7 @@ TEST_F(CustomAt, TwoRequestsOneAfterTheOther_AnswersAreOfTheLast) {
     EXPECT_EQ(port.commands().size(), 2U);
 }
 
-// What waits for an answer file must find neither an old one nor one that is not complete.
+// A program that waits for an answer file must find neither an old nor an incomplete one.
 TEST_F(CustomAtMeanwhile, AnswerFiles_AppearWhenAllIsDone) {
     writeFile(out, "old");
     writeFile(raw, "old");
@@ -480,7 +480,7 @@ TEST_F(CustomAt, RequestIsALink_IsRemovedNotFollowed) {
     EXPECT_FALSE(std::filesystem::is_symlink(in));
     EXPECT_EQ(readFile(target), "AT+CFUN=0\n");
     EXPECT_TRUE(port.commands().empty());
-    // One that leads nowhere goes, too.
+    // A dangling link is removed too.
     ASSERT_EQ(symlink("nowhere", in.c_str()), 0);
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
     EXPECT_FALSE(std::filesystem::is_symlink(in));
@@ -514,7 +514,7 @@ TEST_F(CustomAtMeanwhile, AnswersBecomeLinks_AreReplacedNotFollowed) {
     EXPECT_NE(readFile(raw).find("OK"), std::string::npos);
 }
 
-// The request that came while another one was under way has its turn in the next poll.
+// A request that comes while another one is processed is handled in the next poll.
 TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
     writeFile(in, "AT\n");
     bool written = false;
@@ -528,7 +528,7 @@ TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
     EXPECT_EQ(port.takeCommands(), std::vector<std::string>{"AT+CSQ"});
 }
 
-// It would be sent again at every poll.
+// Otherwise it would be sent again at every poll.
 TEST_F(CustomAt, RequestThatCannotBeDeleted_IsNotCarriedOut) {
     const cNoUnlink readOnly;
     EXPECT_EQ(request("AT+CFUN=4\n"), eERROR_BUFFER_EMPTY);

@@ -17,7 +17,7 @@ sPinRecord recordOf(ePinState state, int attempts = 3, int sendings = 0, bool op
     return {FILE_A, state, attempts, sendings, opens};
 }
 
-// Every situation that there is, up to what cannot make a difference.
+// Every possible situation, as far as values make a difference.
 std::vector<sPinSituation> allSituations() {
     std::vector<sPinSituation> all;
     std::vector<sPinRecord> records = {{}};
@@ -51,7 +51,8 @@ bool isLower(const sPinSituation& situation) {
            situation.attempts < situation.record.attempts;
 }
 
-// The rule in the words of the operator: each sentence, and no sending that none of them allows.
+// The rule in the operator's words: every sentence holds, and the PIN is never sent unless a
+// sentence allows it.
 bool mayBeSent(const sPinSituation& s) {
     const bool isAsked = s.lockClass == eSIM_PIN_REQUIRED && s.file.exists();
     const bool isAfterAnOutage = s.outages >= 1;
@@ -153,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 // clang-format on
 
-// ---- what events make of the record ----
+// ---- how events change the record ----
 
 TEST(PinRule, Sending_IsCountedAndKeepsTheAttemptsFromBefore) {
     const sPinRecord first = pinSent({}, FILE_A, 2, true);
@@ -275,7 +276,7 @@ TEST(PinRule, TextThatIsNotUnderstood_IsNoRecord) {
         EXPECT_EQ(parsePinRecord(text), sPinRecord{}) << text;
 }
 
-// ---- what the operator reads ----
+// ---- texts for the operator ----
 
 TEST(PinRule, RefusalText_NamesOnlyAttemptsThatWereRead) {
     const sPinSituation lost = {recordOf(ePinState::GOOD), FILE_A, false, eSIM_PIN_REQUIRED, 1, 1};

@@ -62,7 +62,7 @@ TEST_F(AtRequest, LinkFifoOrFolderInItsPlace_IsNotFollowed) {
     EXPECT_EQ(eExitStatus::FAILED, make());
     EXPECT_EQ("precious", readFile(precious));
     unlink(requestPath.c_str());
-    // Dangling: it would be made where it leads.
+    // A dangling link: a file would be created at its target.
     ASSERT_EQ(0, symlink(host.places.at("/tmp/nothing").c_str(), requestPath.c_str()));
     EXPECT_EQ(eExitStatus::FAILED, make());
     EXPECT_FALSE(fileExists(host.places.at("/tmp/nothing")));
@@ -137,7 +137,7 @@ TEST_F(AtRequest, CommandWithDaemonsOfTwoSlots_GoesToTheOneThatIsMeant) {
     host.daemon(1, 101);
     host.daemon(2, 102);
     EXPECT_EQ(eExitStatus::USAGE, runOn(host, {"at", "AT"}).status);
-    // What the daemon of the slot does, as soon as it sees its request.
+    // Acts as the daemon of the slot when it sees its request.
     std::thread daemon([&] {
         while (!fileExists(requestPath))
             std::this_thread::sleep_for(std::chrono::milliseconds(5));

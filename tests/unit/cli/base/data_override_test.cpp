@@ -55,10 +55,10 @@ TEST_F(DataOverride, FolderThatWouldWin_IsAFailure) {
     EXPECT_NE(std::string::npos, run.err.find("rmdir")) << run.err;
 }
 
-// What is removed while a stronger one is there was without effect; the other way round the daemon
-// could see what nobody asked for.
+// Removing a weaker file while a stronger one exists has no effect. In the other order, the daemon
+// could see a state that nobody requested.
 TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
-    host.folderAt("/tmp/force_cell_con.1");  // it cannot be removed, and stops the removing
+    host.folderAt("/tmp/force_cell_con.1");  // it cannot be removed, so the removal stops
     writeFile(pathOf(eDataOverride::OFF), "");
     writeFile(pathOf(eDataOverride::POWER_OFF), "");
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"data", "auto", "-p", "1"}).status);

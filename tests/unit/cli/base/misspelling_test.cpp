@@ -15,9 +15,9 @@ TEST(LikelyMeant, WordWithFewSlips) {
     const std::vector<std::string> words = {"status", "watch", "sms", "at"};
     EXPECT_EQ("status", likelyMeant("stauts", words));
     EXPECT_EQ("watch", likelyMeant("watc", words));
-    // The only one that begins like that, however much is missing.
+    // The only word with this beginning, however much is missing.
     EXPECT_EQ("status", likelyMeant("st", words));
-    // Short words: one slip makes another of them.
+    // Short words: a single typing error turns one into another.
     EXPECT_EQ("", likelyMeant("smx", words));
     EXPECT_EQ("", likelyMeant("s", words));
     EXPECT_EQ("", likelyMeant("", words));

@@ -19,7 +19,7 @@ class ConfigCheck : public testing::Test {
         return checkConfig(host.places.at("/conf"));
     }
 
-    // Of one key; what the report lacks fails the test.
+    // The findings of one key; the test fails if the report has none.
     sConfigKeyReport keyOf(const std::string& content, const std::string& key) {
         for (const sConfigKeyReport& row : check(content).keys)
             if (row.key == key) return row;
@@ -27,7 +27,7 @@ class ConfigCheck : public testing::Test {
         return {};
     }
 
-    // The findings as one text, a line each: "line: what; detail; detail".
+    // The findings as one text, one line each: "line: what; detail; detail".
     std::string findings(const std::string& content) {
         std::string text;
         for (const sConfigFinding& finding : check(content).findings) {
@@ -57,7 +57,7 @@ TEST_F(ConfigCheck, EveryKeyOfTheReaderIsReported) {
     for (size_t i = 0; i < report.keys.size(); ++i) {
         EXPECT_EQ(configKeys()[i].name, report.keys[i].key);
         EXPECT_EQ(eConfigVerdict::DEFAULT, report.keys[i].verdict) << report.keys[i].key;
-        // Where the table of keys names a default, it has to be what is in force.
+        // If the table of keys names a default, that must be the value in force.
         EXPECT_EQ(configKeys()[i].defaultText, report.keys[i].inForce) << report.keys[i].key;
     }
     EXPECT_TRUE(report.findings.empty());
@@ -157,7 +157,7 @@ TEST_F(ConfigCheck, QuotesAndTrailingComment_AreNamed) {
               findings("CM_MTU=1400 # bytes\n"));
     EXPECT_EQ("1: CM_MTU is ''1400' # bytes'" + mtu + quotes + comment + "\n",
               findings("CM_MTU='1400' # bytes\n"));
-    // Of a value that is taken with it, too.
+    // Also for a value that is accepted with it.
     EXPECT_EQ("1: CM_USERNAME is 'me #x'" + comment + "\n", findings("CM_USERNAME=me #x\n"));
 }
 
@@ -181,7 +181,7 @@ TEST_F(ConfigCheck, KeyThatAnotherOneUndoes_NamesTheOtherOne) {
             << row.content << keyOf(row.content, row.key).reason;
     const std::string tooLong = "CM_USERNAME=u\nCM_PASSWORD=" + std::string(64, 'p') + "\n";
     EXPECT_NE(std::string::npos, keyOf(tooLong, "CM_USERNAME").reason.find("CM_PASSWORD is not"));
-    // What is at fault itself blames nobody else.
+    // A wrong value does not blame another key.
     EXPECT_EQ("", keyOf(tooLong, "CM_PASSWORD").reason);
     EXPECT_EQ("", keyOf("CM_OPERATOR_MODE=1\nCM_OPERATOR=1234\n", "CM_OPERATOR").reason);
     EXPECT_EQ("", keyOf("CM_OPERATOR_MODE=2\n", "CM_OPERATOR_MODE").reason);
@@ -248,10 +248,10 @@ TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) 
                        "CM_OPERATOR_MODE= 1\n"
                        "CM_OPERATOR=\"My Net\"\n"));
     EXPECT_EQ("", findings("CM_USERNAME=o'neil\nCM_PASSWORD=\"#1\nCM_APN=\n"));
-    // In these it ends the value on its way to the modem.
+    // In these keys it would end the value in the command to the modem.
     EXPECT_EQ("1: CM_USERNAME is 'a,b'; the comma ends it on its way to the modem\n",
               findings("CM_USERNAME=a,b\n"));
-    // One finding is enough for what is refused anyway.
+    // One finding is enough for a value that is refused anyway.
     EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings.size());
 }
 
@@ -326,7 +326,7 @@ TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
         {"CM_USER", "CM_USERNAME"},
         {"CM_ENABLE", "CM_ENABLE_INTERFACE"},
         {"DEBUG", "DEBUG_MODE"},
-        // Other words, however short the way is.
+        // Other words, however similar they are.
         {"CM_PIN", ""},
         {"CM_DNS", ""},
         {"CM_", ""},

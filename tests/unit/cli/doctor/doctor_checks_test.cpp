@@ -12,7 +12,7 @@
 
 namespace {
 
-// The worst health of what a check finds; FINE when it finds nothing.
+// The worst health among the findings of a check; FINE if it finds nothing.
 eHealth worst(const tFindings& findings) {
     eHealth health = eHealth::FINE;
     for (const sFinding& finding : findings)
@@ -26,7 +26,7 @@ bool mentions(const tFindings& findings, const std::string& text) {
     return false;
 }
 
-// What is not fine has its mend, and what is fine needs none.
+// Every finding that is not fine says what to do; fine findings do not.
 void expectMends(const tFindings& findings) {
     for (const sFinding& finding : findings)
         EXPECT_EQ(finding.health == eHealth::FINE, finding.mend.empty()) << finding.text;
@@ -144,7 +144,7 @@ TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
         SCOPED_TRACE(row.lines);
         expect(row.health, checkPowerSwitch);
     }
-    // A gateway's own tools know their slots themselves.
+    // A gateway's own tools have their own list of slots.
     host.file("/etc/cellslot/slots.conf", "");
     host.file("/tools/sledctl", "#!/bin/sh\n", 0755);
     expect(eHealth::FINE, checkPowerSwitch);
@@ -229,7 +229,7 @@ TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
     EXPECT_EQ("wwan1", setup.interface);
 }
 
-// What the package installs for every slot.
+// The file that the package installs for every slot.
 void packageSettings(cEmptyHost& host) {
     for (const std::string slot : {"1", "2", "3"})
         host.file("/etc/default/cellslotd." + slot, "DEVICE=/dev/" + slot + "-at\n");
@@ -249,7 +249,7 @@ TEST_F(Doctor, Slots_SettingsWithTheirModemOrAnEnabledService_AreInUse) {
     for (const char* folder :
          {"/etc/systemd", "/etc/systemd/system", "/etc/systemd/system/multi-user.target.wants"})
         host.folderAt(folder);
-    // systemd's link leads to a unit that need not be there below the test's folder.
+    // systemd's link points to a unit that need not exist below the test's folder.
     ASSERT_EQ(0, symlink("/nowhere", host.places
                                          .at("/etc/systemd/system/multi-user.target.wants/"
                                              "cellslotd@3.service")
@@ -336,7 +336,7 @@ TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNoIntruder) {
     const std::string number = slave.substr(slave.rfind('/') + 1);
     host.file("/proc/62/fdinfo/4", "pos:\t0\nflags:\t0100002\ntty-index:\t" + number + "\n");
     expect(nothing, checkHolders);
-    // A shell on the terminal serves none, or another one.
+    // A shell on the terminal that serves no slot, or another one.
     host.file("/proc/62/fdinfo/4", "pos:\t0\ntty-index:\t1" + number + "\n");
     expect(eHealth::BROKEN, checkHolders, "le910sim (62)");
     host.file("/proc/62/fdinfo/4", "pos:\t0\n");
@@ -383,7 +383,7 @@ TEST_F(Doctor, Interface_DownWhileTheSessionIsUp) {
     host.folderAt("/sys/class/net/wwan0");
     host.file("/sys/class/net/wwan0/flags", "0x1090\n");
     host.status(1, {{"QMI_STATE", "CONNECTED"}});
-    expect(eHealth::FINE, checkInterface);  // what a daemon said that does not run any more
+    expect(eHealth::FINE, checkInterface);  // from a daemon that no longer runs
     setup.pid = 51;
     expect(eHealth::BROKEN, checkInterface, "wwan0 is down");
     host.file("/sys/class/net/wwan0/flags", "0x1091\n");
@@ -456,7 +456,7 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
 TEST_F(Doctor, ModemHabits_AsFarAsTheyArePublished) {
     const std::string iccid = "89014100000000000015";
     host.status(1, {{"SIM_STATUS", "Not Present"}});
-    expect(eHealth::FINE, checkModemHabits);  // of a daemon that does not run any more
+    expect(eHealth::FINE, checkModemHabits);  // from a daemon that no longer runs
     setup.pid = 42;
     expect(eHealth::NOTE, checkModemHabits, "#QSS mode is 2");
     expect(eHealth::NOTE, checkModemHabits, "cellslot doctor --ask-modem -p 1");

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Something to read secrets from.
+// An input from which secrets are read.
 class cPipe {
   public:
     explicit cPipe(const std::string& text) {
@@ -47,7 +47,7 @@ void waitForEcho(int terminal, bool wanted) {
     EXPECT_EQ(wanted, isEchoing(terminal));
 }
 
-// A process of its own that asks for a secret on a terminal, and says what it read as exit status.
+// A child process that asks for a secret on a terminal; its exit status says what it read.
 class cAsking {
   public:
     cAsking() {

@@ -61,12 +61,12 @@ TEST_F(SmsSpool, PutMessage_IsOneWholeFileForItsOwnerOnly) {
     struct stat info {};
     stat(path.c_str(), &info);
     EXPECT_EQ(0600u, info.st_mode & 07777);
-    // The draft is gone.
+    // The draft was removed.
     EXPECT_EQ(4u, namesIn("/tmp/sms").size());
     EXPECT_NE(name, putMessage(host.places, "12345", "x"));
 }
 
-// /tmp/sms/send may be a file system of its own.
+// /tmp/sms/send may be a separate file system.
 TEST_F(SmsSpool, PutMessage_NeedsNoOtherFolderThanThatOfMessagesToSend) {
     const std::string root = host.places.at("/tmp/sms");
     struct stat before {};
@@ -101,7 +101,7 @@ TEST_F(SmsSpool, SendState_ByTheFolderTheFileIsIn) {
     EXPECT_EQ(eSendState::GIVEN_UP, sendState(host.places, "m"));
     host.file("/tmp/sms/send_ok/m.20260101-000000", "");
     EXPECT_EQ(eSendState::SENT, sendState(host.places, "m"));
-    // The name of another message begins likewise.
+    // The name of another message has the same beginning.
     EXPECT_EQ(eSendState::REFUSED, sendState(host.places, "m.2026"));
     host.file("/tmp/sms/send/m", "");
     EXPECT_EQ(eSendState::WAITING, sendState(host.places, "m"));

@@ -42,7 +42,7 @@ TEST(SignalQuality, WeakClearness_PullsAStrongSignalDown) {
               eSignalQuality::POOR);
     EXPECT_EQ(signalOf({{"CURRENT_RSCP", "-70"}, {"CURRENT_ECIO", "-12.5"}}).quality,
               eSignalQuality::POOR);
-    // Strength stays the judge where it is the worse.
+    // Strength decides if it is the worse value.
     const sSignalReading poor = signalOf({{"CURRENT_RSRP", "-120"}, {"CURRENT_RSRQ", "-5"}});
     EXPECT_EQ(poor.quality, eSignalQuality::POOR);
     EXPECT_FALSE(poor.isDisturbed);

@@ -121,7 +121,7 @@ TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
 TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     EXPECT_EQ(state(), eSlotState::STARTING);
-    // One that never tells anything has no room to: who looks for hours has to hear of it.
+    // A daemon that never writes its file may have no disk space: the user gets the check for that.
     const sProblem problem = diagnose(host.report(1)).problems.front();
     EXPECT_NE(problem.mend.find("/var/log: cellslot doctor -p 1"), std::string::npos)
         << problem.mend;

@@ -30,7 +30,7 @@ class StatusCommand : public testing::Test {
         host.writeStatus(1, freshStatus("healthy"));
     }
 
-    // Nothing on standard output, one line on the other, and a status.
+    // Nothing on standard output, one line on standard error, and a status.
     void expectFailure(const std::vector<std::string>& arguments, eExitStatus status,
                        const std::string& text) {
         const sStatusRun run = host.run(arguments);
@@ -103,7 +103,7 @@ TEST_F(StatusCommand, FileWithoutRights_SaysAskAsRoot) {
     ASSERT_EQ(seteuid(before), 0);
 }
 
-// Before the daemon has noticed it.
+// Before the daemon has noticed the change.
 TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
     host.writeStatus(1, freshStatus("healthy"));
     EXPECT_EQ(host.run({"status", "-p", "1"}).out.find("is not there"), std::string::npos);

@@ -23,7 +23,7 @@ std::string withLine(const std::string& line) {
     return "#File generated \n" + line + "\n" + recordedStatus("healthy");
 }
 
-// Runs something as a user without rights; a root shell would be let in everywhere.
+// Runs action as a user without rights; root may read everything.
 template <typename tWork>
 void asNobody(const tWork& work) {
     constexpr uid_t NOBODY = 65534;
@@ -83,7 +83,7 @@ TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
          eStatusFile::DAMAGED, "is damaged: it does not say when it was written"},
         {"too big", healthy + std::string(65536, '#') + "\n", eStatusFile::DAMAGED,
          "is too big for a status file"},
-        {"a line behind the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
+        {"a line after the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
          "is cut short"},
         {"nothing", "", eStatusFile::CUT_SHORT, "is empty"},
     };

@@ -15,7 +15,7 @@ class WatchScreen : public testing::Test {
   protected:
     void SetUp() override {
         host.addSlot(1, "healthy");
-        // Two minutes of a signal that comes out of the ground.
+        // Two minutes of a signal that rises from nothing.
         for (unsigned s = 0; s <= 120; s += 2)
             histories[1].add(NOW_S - 120 + s, static_cast<int>(s * 100 / 120));
     }

@@ -32,7 +32,7 @@ size_t filesIn(const std::string& folder) {
     return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
 }
 
-// While it lives no file may grow beyond so many bytes: what a full disk does, for a test.
+// While it exists, no file may grow beyond this size, as on a full disk.
 class cFullDisk {
   public:
     explicit cFullDisk(rlim_t bytes) {
@@ -196,7 +196,7 @@ TEST_F(FileVector, TemporaryDirectory_IsUsedInsteadOfTheTargets) {
 TEST_F(FileVector, KilledWriter_LeavesATemporaryFileThatItsNameTells) {
     const pid_t child = fork();
     if (child == 0) {
-        // With the default action the signal of a full disk kills in the middle of the write.
+        // By default the signal for a full disk kills the process in the middle of the write.
         const rlimit limit{4096, RLIM_INFINITY};
         std::signal(SIGXFSZ, SIG_DFL);
         setrlimit(RLIMIT_FSIZE, &limit);

@@ -13,7 +13,7 @@
 namespace {
 
 const char FORMAT[] = "%m/%d/%Y %H:%M:%S";
-// The content of a log with each stamp, which must be of the last minute, as "<stamp>".
+// The content of a log with "<stamp>" for each time stamp, which must be of the last minute.
 std::string readStamped(const std::string& path) {
     constexpr size_t LENGTH = sizeof "06/15/2020 20:32:05 " - 1;
     std::istringstream lines(readFile(path));
@@ -116,7 +116,7 @@ TEST(Logger, FullFile_IsPutAsideBeforeTheMessage) {
     const std::string path = folder / "log";
     cLogger logger;
     logger.LogInit(path, 1, 2, FORMAT, false);
-    const std::string half(511, 'a');  // with its line end 512 bytes
+    const std::string half(511, 'a');  // 512 bytes with its line end
     logger.Log(half);
     logger.Log(half);
     EXPECT_FALSE(fileExists(path + ".1"));  // exactly 1 kB fits

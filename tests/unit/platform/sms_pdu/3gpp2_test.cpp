@@ -13,7 +13,7 @@ sTest3gpp2 messageWith(const std::string& userData, bool hasHeader = false) {
 
 const std::string HELLO = userData3gpp2(2, 7, {'h', 'e', 'l', 'l', 'o'});
 
-// Septets packed from the low end, behind the bits of the encoding.
+// Septets packed from the low end, after the bits of the encoding.
 std::string packedUserData(const std::string& encodingBits, size_t fields,
                            const std::string& packed) {
     std::string bits = encodingBits + bitsOf(static_cast<unsigned>(fields), 8);

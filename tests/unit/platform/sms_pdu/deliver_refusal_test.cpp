@@ -3,8 +3,8 @@
 #include "fuzz/decoded_message_check.h"
 #include "tests/unit/platform/sms_pdu/support.h"
 
-// PDUs that were cut or changed on their way. Run under the address sanitizer this also finds a
-// read beyond the end of any of them.
+// PDUs that were cut or changed in transit. Under the address sanitizer this also finds a read
+// beyond the end of a PDU.
 
 namespace {
 
@@ -25,7 +25,7 @@ void expectRefused(tDecoder decoder, const std::string& pdu, size_t length) {
     EXPECT_TRUE(isReset(sms)) << pdu << " " << length;
 }
 
-// Cut, with the length that was announced for the whole.
+// Cut, with the announced length of the whole PDU.
 void expectCutRefused(tDecoder decoder, const std::vector<sExample>& examples) {
     for (const sExample& example : examples) {
         for (size_t digits = 0; digits < example.pdu.size(); digits++) {
@@ -53,7 +53,7 @@ TEST(SmsRefusal, CutAnywhere_IsRefused) {
     expectCutRefused(sms_decode_3gpp2_pdu, examples3gpp2());
 }
 
-// The announced length is cut, too, so only the lengths within the PDU tell.
+// The announced length is cut too, so only the lengths within the PDU show the cut.
 TEST(SmsRefusal, CutAndAnnouncedSo_IsRefused3gpp) {
     for (const sExample& example : examples3gpp()) {
         const size_t prefixDigits = example.pdu.size() - example.length * 2;
@@ -63,7 +63,7 @@ TEST(SmsRefusal, CutAndAnnouncedSo_IsRefused3gpp) {
     }
 }
 
-// A cut between two elements of a 3GPP2 message leaves a sound one, though perhaps without a text.
+// A cut between two elements of a 3GPP2 message leaves a valid one, though perhaps without text.
 TEST(SmsRefusal, CutAndAnnouncedSo_IsSound3gpp2) {
     for (const sExample& example : examples3gpp2()) {
         size_t taken = 0;

@@ -127,7 +127,7 @@ TEST(SmsDeliver, Sender_Numbers) {
 
 TEST(SmsDeliver, Sender_Names) {
     EXPECT_EQ(senderOf("0DD0E474D81C0EBB01"), "diafaan");
-    // Seven septets are 13 halves of an octet; those who round up announce an eighth septet.
+    // Seven septets are 13 halves of an octet; senders that round up announce an eighth septet.
     EXPECT_EQ(senderOf("0ED0E474D81C0EBB01"), "diafaan@");
     EXPECT_EQ(senderOf("02D041"), "A");
     EXPECT_EQ(senderOf("01D001"), "");

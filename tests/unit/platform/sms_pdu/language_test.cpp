@@ -2,8 +2,8 @@
 
 #include "tests/unit/platform/sms_pdu/support.h"
 
-// National language tables, 3GPP TS 23.038 annex A. What is expected is written down here once more
-// from the standard, as differences from the default tables.
+// National language tables, 3GPP TS 23.038 annex A. The expected tables were written again from the
+// standard, as differences from the default tables.
 
 namespace {
 
@@ -30,7 +30,7 @@ std::string read(const std::string& header, const std::vector<uint8_t>& septets)
     return decoded.text();
 }
 
-// A header without an element of its own stands for the default tables.
+// A header without an element means the default tables.
 std::string expected(uint8_t septet, bool extended, const tDifferences& differences) {
     for (const sDifference& difference : differences)
         if (difference.septet == septet) return difference.utf8;
@@ -145,7 +145,7 @@ TEST(SmsLanguage, ElementsThatDoNotAddUp_AreAllIgnored) {
     EXPECT_EQ(read(std::string(TURKISH_SINGLE) + "7005AA", {ESCAPE, 0x73}), "s");
 }
 
-// The text begins at the first septet border behind all of the header.
+// The text begins at the first septet border after the whole header.
 TEST(SmsLanguage, BesideAConcatenation_BothCount) {
     const std::string parts[] = {"00032A0302", "08041234" + std::string("0302")};
     for (const std::string& part : parts) {
@@ -187,7 +187,7 @@ TEST(SmsLanguage, LongestText_StaysWhole) {
     EXPECT_EQ(read(TURKISH_LOCKING, std::vector<uint8_t>(155, 0x1D)), text);
 }
 
-// Three octets each: more than the text may have. The characters are still all there.
+// Three octets each: more than the limit of a text. No character is lost.
 TEST(SmsLanguage, TextOfNothingButEuroSigns_IsGivenInSixteenBits) {
     const sDecoded decoded =
         decode(deliverWithHeader(TURKISH_LOCKING, std::vector<uint8_t>(150, 0x04)));

@@ -67,7 +67,7 @@ TEST(SmsHeader, ImpossiblePart_IsIgnored) {
     expectParts(
         "00032A0302"
         "0003010200",
-        {0x2A, 2, 3});  // the sound one stays
+        {0x2A, 2, 3});  // the valid one stays
 }
 
 TEST(SmsHeader, PartOneOfOne_IsASingleMessage) {
@@ -159,7 +159,7 @@ TEST(SmsHeader, FillsTheUserData_LeavesAnEmptyText) {
     }
 }
 
-// The septets announced end within the header, though its octets are there.
+// The announced septets end within the header, although all octets of the header exist.
 TEST(SmsHeader, LongerThanTheSeptetsButNotTheOctets_LeavesAnEmptyText) {
     sTestDeliver deliver;
     deliver.firstOctet = "44";

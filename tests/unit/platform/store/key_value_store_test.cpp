@@ -33,13 +33,13 @@ int setValue(const std::string& key, const std::string& value) {
     return skvs_set(key.c_str(), value.c_str());
 }
 
-// A process that runs work and ends with its result. The parent's store must be closed meanwhile:
-// a process does not share its open store with its children.
+// A child process that runs work and exits with its result. The parent's store must be closed
+// meanwhile: a process must not share its open store with its children.
 pid_t startProcess(const std::function<int()>& work) {
     const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");  // never to be taken for a process id
+    if (child < 0) throw std::runtime_error("no process");  // -1 must never be used as a process id
     if (child > 0) return child;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is ended leaves no writers behind
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // no writer survives a test that is ended
     _exit(work());
 }
 
@@ -231,7 +231,7 @@ TEST_F(KeyValueStore, BatchThatDoesNotFitWhole_StoresWhatFits) {
         EXPECT_EQ(valueOf("LARGE"), "(missing)");
         EXPECT_EQ(setValue("A", "new" + std::to_string(round)), 0);  // stored already
     }
-    EXPECT_EQ(capturedLog().size(), 1u) << "that it is full is told once";
+    EXPECT_EQ(capturedLog().size(), 1u) << "a full store is logged once";
 }
 
 TEST_F(KeyValueStore, TenThousandUpdates_DoNotLetItGrow) {
@@ -310,7 +310,7 @@ TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
     writeFile(m_store + "/data.mdb", garbage);
     reopen();
     EXPECT_EQ(valueOf("KEY"), "(missing)");
-    EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));  // a reader leaves it alone
+    EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));  // a reader does not move it
     EXPECT_EQ(setValue("KEY", "new"), 0);
     EXPECT_EQ(valueOf("KEY"), "new");
     EXPECT_EQ(readFile(m_store + "/data.mdb.broken"), garbage);
@@ -328,7 +328,7 @@ TEST_F(KeyValueStore, DamagedLockFile_IsGotOver) {
     EXPECT_EQ(valueOf("OTHER"), "new");
 }
 
-// Pages lost, overwritten or cut off: values may be gone, but nothing crashes, and the store can be
+// Pages lost, overwritten or cut off: values may be lost, but nothing crashes, and the store can be
 // written afterwards.
 TEST_F(KeyValueStore, DamagedPages_NeverCrash) {
     constexpr size_t PAGE = 4096;
@@ -417,8 +417,7 @@ TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
     }
 }
 
-// Each batch sets two keys to the same text, so a store that shows two different ones was caught
-// half way.
+// Each batch sets two keys to the same text; two different texts would show a half-written batch.
 TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
     setKeyValueStorePath("/nonexistent");
     std::set<std::string> seen;
@@ -436,7 +435,7 @@ TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
                     setValue("FIRST", value);
                     setValue("MIDDLE" + std::to_string(i % 50), value);
                     setValue("LAST", value);
-                    // Readers that lose the processor may hold all pages for a moment.
+                    // Readers that lose the processor may keep all pages in use for a moment.
                     const int result = skvs_batch_end();
                     if (result != 0 && result != MDB_MAP_FULL) return 1;
                     if (i == 0 && write(working[1], "", 1) != 1) return 2;
@@ -464,7 +463,7 @@ TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
     }
     close(working[0]);
     close(working[1]);
-    EXPECT_GT(seen.size(), 20u);  // nearly every round got to work
+    EXPECT_GT(seen.size(), 20u);  // nearly every round wrote something
     EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));
 }
 

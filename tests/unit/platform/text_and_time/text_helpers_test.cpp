@@ -235,7 +235,7 @@ TEST(ReadFile2String, WhatIsNoRegularFile_IsRefusedAtOnceWithACause) {
     close(listening);
 }
 
-// The first page of a process is mapped nowhere.
+// The first page of a process is never mapped.
 TEST(ReadFile2String, FileThatCannotBeRead_IsAFailureWithItsCause) {
     std::string text = "before";
     EXPECT_FALSE(readFile2String("/proc/self/mem", text, 100));
