@@ -16,7 +16,7 @@ readonly TESTS=(
     CleanStop.test_sigterm
     Changes.test_addressChange_restartsTheSession
     ModemAway.test_modemThatRestarts_isSetUpAgain
-    Changes.test_reloadAfterAChange_setsTheInterfaceUpAnew
+    Changes.test_reloadAfterAChange_setsTheInterfaceUpAgain
     Files.test_store_canBeReadWhileTheDaemonRuns
     Files.test_twoSlots_runSideBySide
 )

@@ -55,7 +55,7 @@ TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
 INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::ValuesIn(placesOf(setupCommands())),
                          placeName);
 
-TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
+TEST_F(BringUpSteps, Setup_LogsEachStepThatChangesTheModem) {
     start();
     EXPECT_EQ(setup(), eSUCCESS);
     const std::vector<std::string> expectedLog = {
@@ -77,7 +77,7 @@ TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
     EXPECT_EQ(capturedLog(), expectedLog);
 }
 
-TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
+TEST_F(BringUpSteps, SetupThatWaitsForThePin_LogsItsStepsOnce) {
     start(LOCKED_SIM);
     for (int i = 0; i < 3; ++i)
         inPass(eWORK_PASS, [this] { EXPECT_EQ(setup(), eFAILURE); });
@@ -91,7 +91,7 @@ TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
     EXPECT_EQ(logCount("Setup device CMEE reporting"), 2u);
 }
 
-TEST_F(BringUpSteps, RefusedReports_AreTold) {
+TEST_F(BringUpSteps, RefusedReports_AreLogged) {
     start();
     fault("AT+CMGF=0", "error");
     fault("AT#PSNT=0", "error");
@@ -105,7 +105,7 @@ TEST_F(BringUpSteps, RefusedReports_AreTold) {
 
 class SetupRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
 
-TEST_P(SetupRefusal, AtACommand_EndsThereOrIsGotOver) {
+TEST_P(SetupRefusal, AtACommand_EndsThereOrContinues) {
     const auto& [test, kind] = GetParam();
     const tCommands healthy = setupCommands();
     const auto found = std::find(healthy.begin(), healthy.end(), test.command);
@@ -122,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SetupRefusal,
                                             ::testing::Values("error", "cme")),
                          refusalName);
 
-TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverComesOfTheSim) {
+TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverTheStateOfTheSim) {
     start();
     writeOutStatusFiles(device, config, true);
     EXPECT_EQ(stored("CELLMODEM1_MANU"), "Unknown");
@@ -179,7 +179,7 @@ class SetupSimRefusal : public BringUpSteps, public ::testing::WithParamInterfac
     }
 };
 
-TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
+TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyIfTheStateOfTheSimIsNeeded) {
     const auto& [refusedLook, query] = GetParam();
     start();
     order({{"op", "fault"},
@@ -233,7 +233,7 @@ TEST_F(BringUpSteps, LockedSimWithoutPinFile_ReturnsTwoAfterThePollInformation) 
                        commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands()));
 }
 
-TEST_F(BringUpSteps, SimUnlockedInSetup_EndsRightAfterAnotherLookAtIt) {
+TEST_F(BringUpSteps, SimUnlockedInSetup_EndsAfterAnotherCheckOfIt) {
     writeFile(CURRENT_PIN, "1234\n");
     start(LOCKED_SIM);
     EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
@@ -242,7 +242,7 @@ TEST_F(BringUpSteps, SimUnlockedInSetup_EndsRightAfterAnotherLookAtIt) {
     EXPECT_TRUE(logContains("Modem Ready after "));
 }
 
-TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
+TEST_F(BringUpSteps, SimMissingForTenMinutes_RequestsAReset) {
     start({{"sim", {{"present", false}}}});
     const tCommands withoutSim =
         sequence(commandsBeforeTheSim(), "AT#QSS?", "AT#QSS?",
@@ -336,7 +336,7 @@ TEST_F(BringUpSteps, VerizonSimOnTheOtherImage_SwitchesTheImage) {
               1u);
 }
 
-TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsGotOver) {
+TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsIgnored) {
     config.firmwareSlot = 1;
     start({{"firmware", {{"dual", true}, {"slot", 0}}}});
     fault("AT#FWSWITCH=1,1", "silence");
@@ -346,7 +346,7 @@ TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsGotOver) {
     EXPECT_EQ(logCount("Error: Device Firmware switch to FW slot 1 had an error"), 1u);
 }
 
-TEST_F(BringUpSteps, WrongSimSlot_IsSwitchedBeforeTheSimIsLookedAt) {
+TEST_F(BringUpSteps, WrongSimSlot_IsSwitchedBeforeTheSimIsQueried) {
     config.simSlot = 2;
     config.apn2 = "second";
     start({{"sim2", {{"imsi", "310260000000001"}}}});
@@ -410,7 +410,7 @@ TEST_F(BringUpSteps, WholeConfiguration_IsAppliedInItsOrder) {
     EXPECT_EQ(logCount("Set network speed preference to 4g"), 1u);
 }
 
-TEST_F(BringUpSteps, RefusedPreferences_AreToldAndDoNotEndSetup) {
+TEST_F(BringUpSteps, RefusedPreferences_AreLoggedAndDoNotEndSetup) {
     config.username = "user";
     config.password = "secret";
     config.authType = ePDP_AUTH_PAP;
@@ -452,7 +452,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SetupPreferenceSilence,
                          ::testing::Values("AT#PDPAUTH=1,1,user,secret", "AT+WS46=28",
                                            "AT#AUTOBND=2", "AT#BND=0,1,0"));
 
-TEST_F(BringUpSteps, Identity_IsPublishedBeforeTheSimIsAsked) {
+TEST_F(BringUpSteps, Identity_IsPublishedBeforeTheSimIsQueried) {
     start();
     fault("AT#QSS?", "silence");
     EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -467,7 +467,7 @@ TEST_F(BringUpSteps, OperatorNames_ArePublishedInSetup) {
     EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n\"310410\":\"AT&T\"\n}\n");
 }
 
-TEST_F(BringUpSteps, GpsWithoutAPort_IsToldAndGotOver) {
+TEST_F(BringUpSteps, GpsWithoutAPort_IsLoggedAndIgnored) {
     config.gpsEnable = true;
     g_S_options.s_gps_device = "/dev/no-such-port";
     start();
@@ -480,7 +480,7 @@ TEST_F(BringUpSteps, GpsWithoutAPort_IsToldAndGotOver) {
         1u);
 }
 
-TEST_F(BringUpSteps, TestModeNotAnswered_IsReportedAllTheSame) {
+TEST_F(BringUpSteps, TestModeNotAnswered_IsStillReported) {
     start({{"test_mode", true}});
     fault("AT#TESTMODE=\"OM\"", "silence");
     EXPECT_EQ(setup(), eERROR_DEVICE_IN_TEST_MODE);

@@ -36,7 +36,7 @@ class WantedData : public cFlowFixture {
 
 }  // namespace
 
-TEST_F(WantedData, OverrideFiles_WinInTheirOrder) {
+TEST_F(WantedData, OverrideFiles_ApplyInTheirOrder) {
     writeFile("/run/poststart", "");
     useSlot("2");
     writeFile("/tmp/force_cell_tempoff.2", "");
@@ -57,7 +57,7 @@ TEST_F(WantedData, OverrideFiles_WinInTheirOrder) {
     EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_TEMP_MODEM_OFF");
 }
 
-TEST_F(WantedData, OverrideFile_IsLoggedOnceUntilAnotherResultCameBetween) {
+TEST_F(WantedData, OverrideFile_IsLoggedOnceUntilTheResultChanges) {
     const std::string message =
         "Connection OFF Override file appeared (/tmp/force_cell_nocon.1), stopping data connection";
     writeFile("/tmp/force_cell_nocon.1", "");
@@ -164,7 +164,7 @@ TEST_F(WantedData, OverrideFile_CountsByItsExistenceAlone) {
     EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_DISABLED);
 }
 
-TEST_F(WantedData, EveryOverride_IsToldWhenItAppears) {
+TEST_F(WantedData, EveryOverride_IsLoggedWhenItAppears) {
     writeFile("/tmp/force_cell_tempoff.1", "");
     getTempDataDirective("/tmp");
     writeFile("/tmp/force_cell_nocon.1", "");

@@ -48,7 +48,7 @@ TEST_F(DataSession, HealthyModem_IsStartedWithTheWholeSequence) {
     EXPECT_EQ(shell.calls().size(), 1u);
 }
 
-TEST_F(DataSession, Start_TellsWhatItDoesWithEachContext) {
+TEST_F(DataSession, Start_LogsWhatItDoesWithEachContext) {
     startRegistered();
     g_i_debugMode = eLOG_POLICY;
     const auto activeContexts = [this](const nlohmann::json& lines) {
@@ -70,7 +70,7 @@ TEST_F(DataSession, Start_TellsWhatItDoesWithEachContext) {
     EXPECT_FALSE(logContains("activating it now"));
 }
 
-TEST_F(DataSession, ConnectWithoutOk_IsTakenAfterTheWait) {
+TEST_F(DataSession, ConnectWithoutOk_CountsAfterTheWait) {
     startRegistered({{"cgdata_ok", false}});
     const uint64_t before = port().nowMs();
     EXPECT_EQ(startSession(), eSUCCESS);
@@ -295,7 +295,7 @@ TEST_F(DataSession, Ipv6Only_ComparesNoIpv4Address) {
     EXPECT_EQ(commands(), (tCommands{"AT+CGACT?"}));
 }
 
-TEST_F(DataSession, NoServiceTimer_AsksForAResetAfterFiveMinutes) {
+TEST_F(DataSession, NoServiceTimer_RequestsAResetAfterFiveMinutes) {
     start();
     g_i_debugMode = eLOG_POLICY;
     device.sim.i_lock_class = eSIM_READY;
@@ -330,7 +330,7 @@ TEST_F(DataSession, DeniedRegistration_NeverLeadsToANoServiceReset) {
     EXPECT_FALSE(g_C_noServiceTimer.IsTimerEnabled());
 }
 
-TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyWhereAllowed) {
+TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyIfAllowed) {
     start();
     const auto permits = [this](bool expected) {
         for (int i = 0; i < 2; ++i)

@@ -124,7 +124,7 @@ TEST_F(SessionWays, VerizonContext_IsUsedInEveryCommand) {
     EXPECT_EQ(commands(), (tCommands{"AT+CGACT?", "AT+CGPADDR=3"}));
 }
 
-TEST_F(SessionWays, FirstEntryWithoutAddress_IsNotMadeGoodByTheSecond) {
+TEST_F(SessionWays, FirstEntryWithoutAddress_IsNotReplacedByTheSecond) {
     startRegistered();
     answer(ADDRESSES, {"+CGCONTRDP: 1,5,\"internet\",\"\"",
                        "+CGCONTRDP: 1,5,\"internet\",\"10.1.2.3.255.255.255.0\",\"10.1.2.1\""});
@@ -133,7 +133,7 @@ TEST_F(SessionWays, FirstEntryWithoutAddress_IsNotMadeGoodByTheSecond) {
     EXPECT_TRUE(shell.calls().empty());
 }
 
-TEST_F(SessionWays, NoAddressLineAtAll_Gives207AndForgetsOldAddresses) {
+TEST_F(SessionWays, NoAddressLine_Gives207AndForgetsOldAddresses) {
     startRegistered();
     device.network.pdp_dynamic[0].ePDP_ip_type = eIP_TYPE_IPV4;
     device.network.pdp_dynamic[3].s_ipaddr = "192.0.2.1";
@@ -231,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SessionQuery,
                          ::testing::Combine(::testing::Values("AT+CGACT?", "AT+CGPADDR=1"),
                                             ::testing::Values("silence", "error")));
 
-TEST_F(SessionWays, RegistrationThatComesBack_StartsTheGracePeriodAnew) {
+TEST_F(SessionWays, RegistrationThatComesBack_RestartsTheGracePeriod) {
     startRegistered();
     ASSERT_EQ(startSession(), eSUCCESS);
     g_C_checkRegTimer.Stop();
@@ -261,7 +261,7 @@ TEST_F(SessionWays, Ipv6Bearer_WithBothFamiliesWanted_IsDroppedForItsAddress) {
     EXPECT_TRUE(isGood());
 }
 
-TEST_F(SessionWays, Disconnecting_LeavesOtherStatesOfTheSessionAlone) {
+TEST_F(SessionWays, Disconnecting_KeepsOtherStatesOfTheSession) {
     start();
     for (const char* status : {"Unknown", "DISCONNECTED"}) {
         device.s_connection_status = status;

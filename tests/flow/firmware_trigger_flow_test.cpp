@@ -46,7 +46,7 @@ TEST_F(FirmwareTrigger, FolderThatIsALink_IsNotFollowed) {
 }
 
 // Every pass checks for the file.
-TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasGone) {
+TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasRemoved) {
     const std::string report =
         "Error: " + TRIGGER +
         " is not followed, since its folder is a link: make it a folder, or remove it";
@@ -68,7 +68,7 @@ TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasGone) {
     }
 }
 
-TEST_F(FirmwareTrigger, InALinkedFolder_IsTakenOnceTheFolderIsNone) {
+TEST_F(FirmwareTrigger, InALinkedFolder_CountsOnceTheFolderIsNoLink) {
     makeFile("/tmp/outside/start_update.1");
     std::filesystem::create_symlink("outside", FOLDER);
     EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
@@ -86,7 +86,7 @@ TEST_F(FirmwareTrigger, ThatIsALink_IsDeletedItself) {
     EXPECT_TRUE(fileExists("/tmp/target"));
 }
 
-TEST_F(FirmwareTrigger, ThatCannotBeDeleted_CountsAndIsTold) {
+TEST_F(FirmwareTrigger, ThatCannotBeDeleted_CountsAndIsLogged) {
     std::filesystem::create_directories(TRIGGER + "/full");
     EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
     EXPECT_TRUE(logContains("Cannot delete /tmp/cellmodem_firmware/start_update.1, errno 39"));

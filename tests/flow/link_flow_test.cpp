@@ -51,7 +51,7 @@ class Link : public StateMachine {
     }
 };
 
-TEST_F(Link, UnsolicitedLinesFiveTimesASecond_LeaveThePollsAsManyAsInAQuietModem) {
+TEST_F(Link, UnsolicitedLinesFiveTimesASecond_DoNotReduceTheNumberOfPolls) {
     startOnTerminal();
     run(16);
     const int quiet = pollsInTenSeconds();
@@ -80,7 +80,7 @@ TEST_F(Link, UnsolicitedLinesFiveTimesASecond_DoNotDelaySigterm) {
 
 // A modem that sends unsolicited lines all the time and never answers a command whose time-out does
 // not end the pass.
-TEST_F(Link, BabblingModemThatOwesAnAnswer_DelaysThePassByASecondAtMost) {
+TEST_F(Link, UnsolicitedLinesWhileAnAnswerIsOwed_DelayThePassByASecondAtMost) {
     startOnTerminal();
     order({{"op", "fault"}, {"match", "AT+CCLK?"}, {"kind", "silence"}});
     babble(4, "RING");
@@ -108,7 +108,7 @@ TEST_F(Link, LateAnswerToTheDeactivation_DoesNotHideThatTheApnIsRefused) {
 
 // The answer comes after the wait for it. The modem echoes commands, so text before the echo
 // belongs to an earlier command.
-TEST_F(Link, AnswerLaterThanItIsWaitedFor_DoesNotHideThatTheApnIsRefused) {
+TEST_F(Link, AnswerLaterThanItsTimeout_DoesNotHideThatTheApnIsRefused) {
     start();
     sendEarlier("AT");
     device.sim.e_slot = eSIM_SLOT_1;

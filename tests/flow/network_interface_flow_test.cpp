@@ -132,7 +132,7 @@ TEST_F(InterfaceLines, OneIpv4Entry_GivesTheWholeLine) {
     EXPECT_EQ(shell.calls().size(), 1u);
 }
 
-TEST_F(InterfaceLines, AllFlags_StandInTheirOrder) {
+TEST_F(InterfaceLines, AllFlags_AreInTheirOrder) {
     config.ptpInterface = true;
     config.ipFamily = eIP_FAMILY_IPV6;
     g_i_debugMode = 1;
@@ -213,7 +213,7 @@ TEST_F(InterfaceLines, HostileInterfaceName_RunsNothing) {
     EXPECT_TRUE(shell.calls().empty());
 }
 
-TEST_F(InterfaceLines, EmptyFields_AreGivenAsTheyAre) {
+TEST_F(InterfaceLines, EmptyFields_AreGivenEmpty) {
     config.useDns = false;
     config.ipFamily = eIP_FAMILY_IPV4;
     device.network.pdp_dynamic[2].ePDP_ip_type = eIP_TYPE_IPV4;
@@ -223,7 +223,7 @@ TEST_F(InterfaceLines, EmptyFields_AreGivenAsTheyAre) {
               "--netmask  --gateway  &>/dev/null");
 }
 
-TEST_F(InterfaceLines, HostileTextInAnUnusedEntry_HarmsNothing) {
+TEST_F(InterfaceLines, HostileTextInAnUnusedEntry_IsIgnored) {
     device.network.pdp_dynamic[0].s_ipaddr = "$(touch /tmp/pwned)";  // no type
     device.network.pdp_dynamic[5].ePDP_ip_type = eIP_TYPE_IPV4;      // the sixth is never used
     device.network.pdp_dynamic[5].s_ipaddr = "$(touch /tmp/pwned)";
@@ -277,7 +277,7 @@ TEST_F(InterfaceLines, KeepAlive_PingsOnceEveryFiveMinutes) {
     EXPECT_EQ(pings(), 1u);
 }
 
-TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
+TEST_F(InterfaceLines, KeepAliveTimeThatExpiredMeanwhile_PingsAtOnce) {
     start();
     g_i_debugMode = eLOG_NETWORK_TRAFFIC;
     networkKeepAlive();
@@ -295,7 +295,7 @@ TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
     EXPECT_EQ(pings(), 1u);
 }
 
-TEST_F(InterfaceLines, FailingPing_IsNeverSeen) {
+TEST_F(InterfaceLines, FailingPing_HasNoEffect) {
     start();
     shell.setStatus("ping", 1);
     networkKeepAlive();
@@ -329,7 +329,7 @@ TEST_F(InterfaceLines, ByteCounters_ShowTrafficForTwoSeconds) {
     EXPECT_FALSE(checkNetworkTxRx("/tmp/class/net", true));
 }
 
-TEST_F(InterfaceLines, CountersThatStandStill_AreNoTrafficAfterTwoSeconds) {
+TEST_F(InterfaceLines, UnchangedCounters_AreNoTrafficAfterTwoSeconds) {
     start();
     setCounters("100\n", "200\n");
     EXPECT_TRUE(traffic());
@@ -388,7 +388,7 @@ TEST_F(InterfaceLines, CountersOfZero_AreNoTrafficAndAreRemembered) {
     EXPECT_TRUE(traffic());
 }
 
-TEST_F(InterfaceLines, CountersBeyondThirtyTwoBits_GoOnShowingTraffic) {
+TEST_F(InterfaceLines, CountersBeyondThirtyTwoBits_StillShowTraffic) {
     start();
     for (const char* value :
          {"2147483647", "2147483648", "4294967295", "4294967297", "9223372036854775807"}) {
@@ -409,7 +409,7 @@ TEST_F(InterfaceLines, TextThatIsNoCounter_CountsAsZero) {
     EXPECT_TRUE(traffic());
 }
 
-TEST_F(InterfaceLines, EmptyInterfaceName_IsNoTrafficWithoutALook) {
+TEST_F(InterfaceLines, EmptyInterfaceName_IsNoTrafficAndReadsNoCounter) {
     start();
     std::filesystem::create_directories("/tmp/class/net/statistics");
     writeFile("/tmp/class/net/statistics/tx_bytes", "100");

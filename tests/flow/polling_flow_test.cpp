@@ -21,7 +21,7 @@ INSTANTIATE_TEST_SUITE_P(Each, PollSilence, ::testing::ValuesIn(placesOf(pollCom
 
 class PollRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
 
-TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
+TEST_P(PollRefusal, AtACommand_EndsThereOrContinues) {
     const auto& [test, kind] = GetParam();
     const tCommands healthy = pollCommands();
     const auto found = std::find(healthy.begin(), healthy.end(), test.command);
@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(Each, PollRefusal,
                                             ::testing::Values("error", "cme")),
                          refusalName);
 
-TEST_F(BringUpSteps, FallBackRegistrationThatFails_EndsThePollAndForgetsTheState) {
+TEST_F(BringUpSteps, SecondRegistrationQueryThatFails_EndsThePollAndForgetsTheState) {
     const tCommands sent = sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?");
     start({{"registration", {{"tech", "WCDMA"}}}});
     ASSERT_EQ(poll(), eSUCCESS);
@@ -90,7 +90,7 @@ TEST_F(BringUpSteps, PollThatUnlocksTheSim_ReturnsOneRightAway) {
                                    simCommands(), "AT+CPIN=1234", simCommands()));
 }
 
-TEST_F(BringUpSteps, PollWithoutSim_GoesOnToRegistration) {
+TEST_F(BringUpSteps, PollWithoutSim_ContinuesWithRegistration) {
     start({{"sim", {{"present", false}}}});
     EXPECT_EQ(poll(), eSUCCESS);
     EXPECT_EQ(commands(),
@@ -98,7 +98,7 @@ TEST_F(BringUpSteps, PollWithoutSim_GoesOnToRegistration) {
                        "AT+CREG?", "AT+CIREG?", "AT#SLED=3,5,30", "AT+CSQ"));
 }
 
-TEST_F(BringUpSteps, FiveMinutesWithoutService_AskForAResetBeforeRegistrationIsRead) {
+TEST_F(BringUpSteps, FiveMinutesWithoutService_RequestAResetBeforeRegistrationIsRead) {
     start({{"registration", {{"state", "searching"}}}});
     ASSERT_EQ(poll(), eSUCCESS);
     commands();
@@ -146,7 +146,7 @@ TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
     EXPECT_EQ(logCount("Success updating system date/time to '6/15/20 20:32:5'"), 1u);
 }
 
-TEST_F(BringUpSteps, Clock_IsLeftAloneWhileUnregisteredOrNotWanted) {
+TEST_F(BringUpSteps, Clock_IsNotSetWhileUnregisteredOrNotConfigured) {
     config.syncTime = true;
     start();
     EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);

@@ -175,7 +175,7 @@ TEST_F(RadioPolicy, SimSlot_IsQueriedOnlyWhenConfiguredAndSwitchedOnlyWhenWrong)
 
 // ---- context and operator ---------------------------------------------------------------------
 
-TEST_F(RadioPolicy, Apn_GoesByTheSimsSlot) {
+TEST_F(RadioPolicy, Apn_DependsOnTheSlotOfTheSim) {
     start();
     config.apn = "first";
     config.apn2 = "second one";
@@ -259,7 +259,7 @@ TEST_F(RadioPolicy, Operator_IsSetByConfiguration) {
 
 // ---- bands ------------------------------------------------------------------------------------
 
-TEST_F(RadioPolicy, Bands_GoByModelAndImage) {
+TEST_F(RadioPolicy, Bands_DependOnModelAndImage) {
     model(eTELIT_MODEL_LE910_NA1, eFIRMWARE_CARRIER_GENERIC_NA);
     EXPECT_EQ(getSupportedBands(device.modem, config), eSUCCESS);
     EXPECT_EQ(device.modem.s_supported_3g_bands, "1,2,4");

@@ -36,7 +36,7 @@ constexpr const char* SWITCH_TO_SLOT_2 =
 
 // ---- technology -------------------------------------------------------------------------------
 
-TEST_F(RadioResults, PreferenceThatCannotBeRead_IsSetAllTheSame) {
+TEST_F(RadioResults, PreferenceThatCannotBeRead_IsStillSet) {
     startWithNumericErrors();
     config.netPref = eNET_PREF_4G;
     device.modem.i_supported_net_bits = NET_BIT_3G | NET_BIT_4G;
@@ -221,7 +221,7 @@ TEST_F(RadioResults, RefusedAuthentication_GivesTheModemsResult) {
               2u);
 }
 
-TEST_F(RadioResults, OperatorRefusedByNumber_IsToldApart) {
+TEST_F(RadioResults, OperatorRefusedByNumber_IsLoggedDifferently) {
     startWithNumericErrors();
     fault("AT+COPS=0", "cme", 30);
     EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_ERROR);
@@ -233,7 +233,7 @@ TEST_F(RadioResults, OperatorRefusedByNumber_IsToldApart) {
 
 // ---- bands ------------------------------------------------------------------------------------
 
-TEST_F(RadioResults, UnsupportedBands_AreToldAndNothingIsSent) {
+TEST_F(RadioResults, UnsupportedBands_AreLoggedAndNothingIsSent) {
     startWithNumericErrors();
     manualBands(6, 2);
     EXPECT_EQ(bands(), eERROR_DEVICE_INVALID_OPTION);
@@ -252,7 +252,7 @@ TEST_F(RadioResults, UnsupportedBands_AreToldAndNothingIsSent) {
     EXPECT_TRUE(commands().empty());
 }
 
-TEST_F(RadioResults, RefusedSelection_IsToldByItsMode) {
+TEST_F(RadioResults, RefusedSelection_IsLoggedWithItsMode) {
     startWithNumericErrors();
     manualBands(2, 2);
     fault("AT#AUTOBND=2", "cme", 3);

@@ -118,7 +118,7 @@ class Resources : public cWholeDaemon {
 
 }  // namespace
 
-TEST_F(Resources, FullDiskUnderTheStatusFiles_IsToldAndRecovers) {
+TEST_F(Resources, FullDiskUnderTheStatusFiles_IsLoggedAndRecovers) {
     const cSmallDisk disk("/var/log", "size=128k");
     startOnTerminal();
     at(LOOK_S, [] {
@@ -133,7 +133,7 @@ TEST_F(Resources, FullDiskUnderTheStatusFiles_IsToldAndRecovers) {
     missFor([&] { disk.fill(); }, [&] { disk.clear(); });
 }
 
-TEST_F(Resources, NoMoreInodesUnderTheStatusFiles_IsToldAndRecovers) {
+TEST_F(Resources, NoMoreInodesUnderTheStatusFiles_IsLoggedAndRecovers) {
     const cSmallDisk disk("/var/log", "nr_inodes=40");
     startOnTerminal();
     at(LOOK_S,
@@ -141,7 +141,7 @@ TEST_F(Resources, NoMoreInodesUnderTheStatusFiles_IsToldAndRecovers) {
     missFor([&] { disk.useUpNames(); }, [&] { disk.clear(); });
 }
 
-TEST_F(Resources, StatusFolderReadOnly_IsToldAndRecovers) {
+TEST_F(Resources, StatusFolderReadOnly_IsLoggedAndRecovers) {
     const cSmallDisk disk("/var/log", "size=1m");
     startOnTerminal();
     at(LOOK_S, [] {
@@ -186,7 +186,7 @@ TEST_F(Resources, SpoolWithoutInodes_KeepsMessagesOnTheModemUntilThereAreSome) {
     missFor([&] { disk.useUpNames(); }, [&] { disk.clear(); });
 }
 
-TEST_F(Resources, FullDiskUnderTheStore_IsToldAndRecovers) {
+TEST_F(Resources, FullDiskUnderTheStore_IsLoggedAndRecovers) {
     const cSmallDisk disk("/run/cellslot", "size=256k");
     startOnTerminal();
     at(LOOK_S, [] {
@@ -231,7 +231,7 @@ TEST_F(Resources, ConfigurationFolderMissing_SimStaysLockedUntilItIsBack) {
         });
 }
 
-TEST_F(Resources, NoMoreDescriptors_IsToldAndRecovers) {
+TEST_F(Resources, NoMoreDescriptors_IsLoggedAndRecovers) {
     startOnTerminal();
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
@@ -246,7 +246,7 @@ TEST_F(Resources, NoMoreDescriptors_IsToldAndRecovers) {
         [&] { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0); });
 }
 
-TEST_F(Resources, NoMoreDescriptorsWhenThePortIsOpenedAnew_IsToldAndRecovers) {
+TEST_F(Resources, NoMoreDescriptorsWhenThePortIsOpenedAgain_IsLoggedAndRecovers) {
     startOnTerminal();
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
@@ -261,7 +261,7 @@ TEST_F(Resources, NoMoreDescriptorsWhenThePortIsOpenedAnew_IsToldAndRecovers) {
         [&] { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0); });
 }
 
-TEST_F(Resources, NoMoreProcesses_SessionThatCannotBeSetUpIsToldAndComesLater) {
+TEST_F(Resources, NoMoreProcesses_SessionThatCannotBeSetUpIsLoggedAndStartsLater) {
     startOnTerminal();
     at(MISSED_S + 1, [this] { order({{"op", "address"}, {"cid", 1}, {"ipv4", "10.99.1.7"}}); });
     at(LOOK_S, [] {

@@ -35,13 +35,13 @@ class cReadOnlyFolder {
 
 // ---- a check of the SIM -----------------------------------------------------------------------
 
-TEST_F(SimPinCalls, ReadySim_IsLookedAtTwiceAndNothingIsReported) {
+TEST_F(SimPinCalls, ReadySim_IsQueriedTwiceAndNothingIsReported) {
     startWith(OPEN);
     EXPECT_EQ(look(), eSUCCESS);
     EXPECT_EQ(commands(), sequence(simCommands(), simCommands()));
 }
 
-TEST_F(SimPinCalls, LockedSim_IsUnlockedAndLookedAtAgain) {
+TEST_F(SimPinCalls, LockedSim_IsUnlockedAndQueriedAgain) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
@@ -121,7 +121,7 @@ TEST_F(SimPinCalls, FilesThatCannotBeEmptied_AreNotTried) {
     }
 }
 
-TEST_F(SimPinCalls, SimInAStateOfItsOwn_IsLeftAlone) {
+TEST_F(SimPinCalls, SimInAnUnknownState_IsNotChanged) {
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"cpin_text", "BUSY"}}}});
     EXPECT_EQ(look(), eSUCCESS);
@@ -151,7 +151,7 @@ TEST_F(SimPinCalls, UnlockThatIsNotAnswered_IsATimeOut) {
     EXPECT_EQ(readFile(CURRENT), "1234\n");
 }
 
-TEST_F(SimPinCalls, MissingSim_IsAReasonForAResetAfterTenMinutesUntilItIsThere) {
+TEST_F(SimPinCalls, MissingSim_RequestsAResetAfterTenMinutesUntilItAppears) {
     start({{"sim", {{"present", false}}}});
     EXPECT_EQ(look(), eSUCCESS);
     passSeconds(599);
@@ -169,7 +169,7 @@ TEST_F(SimPinCalls, MissingSim_IsAReasonForAResetAfterTenMinutesUntilItIsThere) 
 
 // ---- guards -----------------------------------------------------------------------------------
 
-TEST_F(SimPinCalls, UnlockOfAReadySim_OnlyLeavesAnOutcome) {
+TEST_F(SimPinCalls, UnlockOfAReadySim_OnlySetsAnOutcome) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "12345678\n");
     startWith(OPEN);
@@ -250,7 +250,7 @@ INSTANTIATE_TEST_SUITE_P(
         sFormatCase{"1234", "123456789",
                     "Error: Cannot change SIM CPIN, new CPIN '123456789', not a valid format"}));
 
-TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithCodesOfItsOwn) {
+TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithItsOwnCodes) {
     startWith(OPEN);
     EXPECT_EQ(enableCpinPassword(handle(), device.sim, ""), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot enable SIM CPIN, CPIN is empty");
@@ -310,7 +310,7 @@ TEST_F(SimPinCalls, FilesWrittenByTheDaemon_AreForItsUserOnly) {
     EXPECT_EQ(info.st_mode & 0777U, 0600U);
 }
 
-TEST_F(SimPinCalls, AppliedRequest_UsesUpTheCurrentPinFileToo) {
+TEST_F(SimPinCalls, AppliedRequest_CountsTheCurrentPinFileAsUsedToo) {
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, "enable\n");
     startWith(OPEN);
@@ -348,7 +348,7 @@ TEST_F(SimPinCalls, PinFileOfAnotherSlot_IsNotRead) {
     EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.2"), "1234\n");
 }
 
-TEST_F(SimPinCalls, PipesInPlaceOfTheFiles_NeitherHangNorUnlock) {
+TEST_F(SimPinCalls, FifosInPlaceOfTheFiles_NeitherHangNorUnlock) {
     for (const char* path : {CURRENT, REQUEST, PUK})
         ASSERT_EQ(mkfifo(path, 0600), 0);
     startWith(LOCKED);

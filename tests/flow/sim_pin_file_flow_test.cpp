@@ -2,7 +2,7 @@
 
 // Which changes of the PIN file count as a new PIN.
 
-TEST_F(PinLife, FileOfTheSameContent_IsNewAfterEachWriting) {
+TEST_F(PinLife, FileWithTheSameContent_IsNewAfterEachWriting) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     fault("AT+CPIN=1234", "error", 0, 3);
@@ -15,7 +15,7 @@ TEST_F(PinLife, FileOfTheSameContent_IsNewAfterEachWriting) {
     expectUnlocked();
 }
 
-TEST_F(PinLife, FileRewrittenInPlaceWithinASecond_IsKnownByTheNanoseconds) {
+TEST_F(PinLife, FileRewrittenInPlaceWithinASecond_IsRecognisedByTheNanoseconds) {
     writeFile(CURRENT, "9999\n");
     struct stat before {};
     ASSERT_EQ(stat(CURRENT, &before), 0);
@@ -33,7 +33,7 @@ TEST_F(PinLife, FileRewrittenInPlaceWithinASecond_IsKnownByTheNanoseconds) {
     expectUnlocked();
 }
 
-TEST_F(PinLife, FileThatOnlyGetsAnotherMode_IsNotNew) {
+TEST_F(PinLife, FileWhoseModeChanges_IsNotNew) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     fault("AT+CPIN=1234", "error");
@@ -45,7 +45,7 @@ TEST_F(PinLife, FileThatOnlyGetsAnotherMode_IsNotNew) {
 }
 
 // The clock of a file system ticks every few milliseconds, so two writings can have the same time.
-TEST_F(PinLife, FileRewrittenUnderTheSameTimeWhileTheSimWorks_IsNew) {
+TEST_F(PinLife, FileRewrittenWithTheSameTimeDuringTheCommand_IsNew) {
     writeFile(CURRENT, "9999\n");
     struct stat before {};
     ASSERT_EQ(stat(CURRENT, &before), 0);

@@ -74,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SimPinFormat,
                          ::testing::Values("123", "123456789", "12a4", "", "  \n", "1234;AT",
                                            "                 1234", "12345678901234567890"));
 
-TEST_F(SimPin, RejectedPin_IsNamedUnlessThereIsNone) {
+TEST_F(SimPin, RejectedPin_IsLoggedUnlessItIsEmpty) {
     startWith(LOCKED);
     const std::pair<const char*, const char*> expected[] = {
         {" \n", "Error: Cannot unlock SIM, CPIN is not set"},
@@ -87,7 +87,7 @@ TEST_F(SimPin, RejectedPin_IsNamedUnlessThereIsNone) {
     }
 }
 
-TEST_F(SimPin, FilesThatAreNoFiles_CountAsEmptyAndDoNotHang) {
+TEST_F(SimPin, FoldersAndFifosInPlaceOfTheFiles_CountAsEmptyAndDoNotHang) {
     ASSERT_EQ(mkfifo(CURRENT, 0600), 0);
     EXPECT_EQ(readCpinFile(CURRENT), "");
     EXPECT_EQ(readCpinFile("/etc/vuk"), "");
@@ -374,7 +374,7 @@ TEST_F(SimPin, InvalidCurrentPin_IsRejectedBeforeTheRequest) {
     EXPECT_TRUE(commands().empty());
 }
 
-TEST_F(SimPin, MissingSim_IsToldAsTenMinutesAndResetsAfterItsTimer) {
+TEST_F(SimPin, MissingSim_IsLoggedAsTenMinutesAndResetsAfterItsTimer) {
     start({{"sim", {{"present", false}}}});
     g_Cp_simMissingTimer->SetTimeout(120);
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);

@@ -68,7 +68,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "Error: Unable to enable SIM PIN, CME error 'OPERATION NOT ALLOWED' (3)",
                   "1234\n"}));
 
-TEST_F(SimPinCalls, ChangedPin_IsWrittenAfterAnotherLookAtTheSim) {
+TEST_F(SimPinCalls, ChangedPin_IsWrittenAfterAnotherCheckOfTheSim) {
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, "87654321\n");
     startWith(READY_WITH_LOCK);
@@ -96,7 +96,7 @@ TEST_F(SimPinCalls, LogOfAFailedChange_NamesBothPins) {
     }
 }
 
-TEST_F(SimPinCalls, WordsOfARequest_AreTakenInLowerCaseOnly) {
+TEST_F(SimPinCalls, WordsOfARequest_AreAcceptedInLowerCaseOnly) {
     writeFile(CURRENT, "1234\n");
     startWith(OPEN);
     for (const char* word : {"Enable", "ENABLE", "enabled"}) {
@@ -108,7 +108,7 @@ TEST_F(SimPinCalls, WordsOfARequest_AreTakenInLowerCaseOnly) {
 
 // ---- a lock that is not known -----------------------------------------------------------------
 
-TEST_F(SimPinCalls, UnknownLock_IsNeverTakenForDoneAlready) {
+TEST_F(SimPinCalls, UnknownLock_NeverCountsAsAlreadyDone) {
     startWith(OPEN);
     for (const auto& [request, command] :
          {std::pair<const char*, const char*>{"disable", "AT+CLCK=\"SC\",0,\"1234\""},

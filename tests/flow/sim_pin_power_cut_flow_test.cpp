@@ -50,7 +50,7 @@ class PinOnDisk : public PinLife {
     }
 };
 
-TEST_F(PinOnDisk, WrongPin_IsGoneFromTheDiskToo) {
+TEST_F(PinOnDisk, WrongPin_IsRemovedFromTheDiskToo) {
     writeFile(CURRENT, "9999\n");
     startWith(LOCKED);
     EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
@@ -68,7 +68,7 @@ TEST_F(PinOnDisk, PinWrittenWhileAWrongOneIsEmptied_IsSent) {
     expectUnlocked();
 }
 
-TEST_F(PinOnDisk, RequestAndPuk_AreGoneFromTheDiskBeforeTheSimSeesThem) {
+TEST_F(PinOnDisk, RequestAndPuk_AreRemovedFromTheDiskBeforeTheyAreSent) {
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, "disable\n");
     startWith(READY_WITH_LOCK);
@@ -103,7 +103,7 @@ TEST_F(PinOnDisk, ChangedPin_IsOnTheDisk) {
     EXPECT_TRUE(g_flushed.has(CURRENT));
 }
 
-TEST_F(PinOnDisk, PukThatTheDiskMayBringBack_IsNotUsed) {
+TEST_F(PinOnDisk, PukThatAPowerCutMayBringBack_IsNotUsed) {
     writeFile(PUK, "12345678\n");
     writeFile(REQUEST, "4321\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 0}}}});
@@ -114,7 +114,7 @@ TEST_F(PinOnDisk, PukThatTheDiskMayBringBack_IsNotUsed) {
     EXPECT_TRUE(logContains("Error: Cannot flush CPIN file /etc/vuk/cellular_puk.1, errno 5"));
 }
 
-TEST_F(PinOnDisk, FileSystemThatKnowsNoFsync_IsTakenAsItIs) {
+TEST_F(PinOnDisk, FileSystemWithoutFsync_IsAccepted) {
     writeFile(PUK, "12345678\n");
     writeFile(REQUEST, "4321\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 0}}}});

@@ -66,7 +66,7 @@ class UnansweredRequest
     : public PinLife,
       public ::testing::WithParamInterface<std::pair<const char*, const char*>> {};
 
-TEST_P(UnansweredRequest, WithAWrongPin_ReadySimIsNoProofAndThePinIsNotSent) {
+TEST_P(UnansweredRequest, WithAWrongPin_ReadySimProvesNothingAndThePinIsNotSent) {
     const auto& [request, command] = GetParam();
     writeFile(CURRENT, "9999\n");
     writeFile(REQUEST, request);
@@ -94,7 +94,7 @@ struct sOverlapCase {
 
 class RequestDuringACommand : public PinLife, public ::testing::WithParamInterface<sOverlapCase> {};
 
-TEST_P(RequestDuringACommand, IsTakenAfterIt) {
+TEST_P(RequestDuringACommand, IsHandledAfterIt) {
     const sOverlapCase& test = GetParam();
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, test.first);
@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(Each, RequestDuringACommand,
                                                         {"AT+CLCK=\"SC\",1,\"1234\""}}),
                          [](const auto& test) { return test.param.name; });
 
-TEST_F(PinLife, PukWrittenDuringAChange_IsTakenWhenTheSimAsksForIt) {
+TEST_F(PinLife, PukWrittenDuringAChange_IsUsedWhenTheSimRequiresIt) {
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, "4321\n");
     startWith(READY_WITH_LOCK);
@@ -164,7 +164,7 @@ TEST_F(PinLife, PukWrittenDuringAChange_IsTakenWhenTheSimAsksForIt) {
     EXPECT_EQ(look(), eSUCCESS);
 }
 
-TEST_F(PinLife, PukWrittenWhileTheSimRefusesAnother_IsTakenAfterIt) {
+TEST_F(PinLife, PukWrittenWhileTheSimRefusesAnother_IsUsedAfterIt) {
     writeFile(PUK, "87654321\n");
     writeFile(REQUEST, "4321\n");
     startWith(

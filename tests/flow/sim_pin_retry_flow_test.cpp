@@ -71,7 +71,7 @@ TEST_P(PinAfter, GoodPinOfASimWithFewerAttempts_IsOnlySentWhenItIsWrittenAgain) 
     expectUnlocked();
 }
 
-TEST_P(PinAfter, GoodPinOfASimThatHadTwoAttempts_ComparesWithWhatItHadWhenGood) {
+TEST_P(PinAfter, GoodPinOfASimThatHadTwoAttempts_IsComparedWithTheAttemptsWhenGood) {
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
     expectUnlocked();
@@ -94,7 +94,7 @@ TEST_P(PinAfter, GoodPinOfASimThatReportsNoAttempts_IsSentAgainEachTime) {
     }
 }
 
-TEST_P(PinAfter, GoodPinOfAnExchangedSim_CostsOneAttemptAndIsEmptied) {
+TEST_P(PinAfter, GoodPinAfterAnExchangeOfTheSim_CostsOneAttemptAndIsEmptied) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     expectUnlocked();
@@ -142,7 +142,7 @@ TEST_P(PinAfter, GoodPinThatIsNotAnswered_IsSentOnceMore) {
 
 // ---- sent without an answer ----
 
-TEST_P(PinAfter, PinThatIsNeverAnswered_IsSentOnceMoreInAll) {
+TEST_P(PinAfter, PinThatIsNeverAnswered_IsSentOnlyOnceMore) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     silence("AT+CPIN=1234", false, 100);
@@ -190,7 +190,7 @@ TEST_P(PinAfter, RightPinOnASimWithTwoAttempts_IsSentOnceMore) {
 }
 
 // The modem was slow, but executed the command.
-TEST_P(PinAfter, PinWhoseAnswerWasLostAndThatOpenedTheSim_IsGood) {
+TEST_P(PinAfter, PinThatUnlockedTheSimWithoutAnAnswer_IsGood) {
     for (const char* attempts : {"", "none", "1"}) {
         writeFile(CURRENT, "1234\n");
         startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pct_text", attempts}}}});
@@ -205,7 +205,7 @@ TEST_P(PinAfter, PinWhoseAnswerWasLostAndThatOpenedTheSim_IsGood) {
     }
 }
 
-TEST_P(PinAfter, SecondSendingThatOpenedTheSim_IsGoodToo) {
+TEST_P(PinAfter, SecondSendingThatUnlockedTheSim_IsGoodToo) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     silence("AT+CPIN=1234", false);

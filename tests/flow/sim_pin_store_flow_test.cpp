@@ -37,7 +37,7 @@ TEST_F(PinLife, ReadySim_WritesNothingToTheStoreOnItsPolls) {
 }
 
 // The record of an earlier version: the PIN was sent, with an unknown result.
-TEST_F(PinLife, NoteOfAnEarlierVersion_AllowsOneSendingUnlessAnAttemptIsGone) {
+TEST_F(PinLife, RecordOfAnEarlierVersion_AllowsOneSendingUnlessAnAttemptIsLost) {
     for (const int attempts : {3, 2}) {
         writeFile(CURRENT, "1234\n");
         startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", attempts}}}});
@@ -56,7 +56,7 @@ TEST_F(PinLife, NoteOfAnEarlierVersion_AllowsOneSendingUnlessAnAttemptIsGone) {
     }
 }
 
-TEST_F(PinLife, NoteOfAnEarlierVersionOnAModemWithoutAttempts_LosesNoUnlock) {
+TEST_F(PinLife, RecordOfAnEarlierVersionOnAModemWithoutAttempts_StillUnlocks) {
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pct_text", "none"}}}});
     const std::string record = pinRecordText(pinSent({}, fileStamp(CURRENT), 3, true));
@@ -68,7 +68,7 @@ TEST_F(PinLife, NoteOfAnEarlierVersionOnAModemWithoutAttempts_LosesNoUnlock) {
     expectUnlocked();
 }
 
-TEST_F(PinLife, EmptyStoreAfterAStartOfTheHost_LetsTheFileBeSentOnce) {
+TEST_F(PinLife, EmptyStoreAfterARestartOfTheHost_AllowsOneSending) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     expectUnlocked();
@@ -80,7 +80,7 @@ TEST_F(PinLife, EmptyStoreAfterAStartOfTheHost_LetsTheFileBeSentOnce) {
     }
 }
 
-TEST_F(PinLife, EmptyStoreAfterAStartOfTheHost_SparesTheLastAttempt) {
+TEST_F(PinLife, EmptyStoreAfterARestartOfTheHost_SparesTheLastAttempt) {
     writeFile(CURRENT, "1234\n");
     makeOld(CURRENT);
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 1}}}});
@@ -104,7 +104,7 @@ TEST_F(PinLife, FileFromTheFuture_IsOlderThanTheHostsStart) {
     expectNotSent();
 }
 
-TEST_F(PinLife, WrongPinThatIsNeverAnswered_DoesNotBlockTheSimHoweverOftenTheHostStarts) {
+TEST_F(PinLife, WrongPinThatIsNeverAnswered_DoesNotBlockTheSimHoweverOftenTheHostRestarts) {
     writeFile(CURRENT, "9999\n");
     makeOld(CURRENT);
     startWith(LOCKED);
@@ -133,7 +133,7 @@ class PinWithoutAStore : public PinLife {
     }
 };
 
-TEST_F(PinWithoutAStore, SimWithAllItsAttempts_IsUnlockedAndTheRuleHoldsInThisRun) {
+TEST_F(PinWithoutAStore, SimWithAllItsAttempts_IsUnlockedAndTheRuleAppliesInThisRun) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     silence("AT+CPIN=1234", false);
@@ -167,7 +167,7 @@ TEST_F(PinWithoutAStore, SimThatMayHaveLostAttempts_IsNotSentThePin) {
     expectUnlocked();
 }
 
-TEST_F(PinWithoutAStore, PinThatWasHeldBack_IsNoPinThatWasSent) {
+TEST_F(PinWithoutAStore, PinThatWasHeldBack_DoesNotCountAsSent) {
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"pin", "1234"}, {"lock", true}, {"pin_attempts", 2}}}});
     for (int outage = 0; outage < 3; ++outage) {

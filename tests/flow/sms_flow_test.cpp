@@ -241,7 +241,7 @@ TEST_F(SmsFlowReceive, TwoHundredMessages_EachIsFoundExactlyOnce) {
         EXPECT_TRUE(entry.is_regular_file()) << "only parts that came again after their message";
 }
 
-TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesNoneAndDoublesNone) {
+TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesAndDuplicatesNone) {
     start();
     initSMS(ROOT);
     makeMessages();
@@ -266,7 +266,7 @@ TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesNoneAndDoublesNone) {
     EXPECT_TRUE(std::filesystem::is_empty(ROOT + "/recv_parts"));
 }
 
-TEST_F(SmsFlowReceive, DaemonRestartedBetweenAllChecks_LosesNoneAndDoublesNone) {
+TEST_F(SmsFlowReceive, DaemonRestartedBetweenAllChecks_LosesAndDuplicatesNone) {
     start();
     makeMessages();
     size_t delivered = 0;
@@ -333,7 +333,7 @@ TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedWhole) {
 }
 
 // The first address of a process's memory cannot be read.
-TEST_F(SmsFlow, PartFileWithAnInputOutputError_IsNotTakenForABrokenOne) {
+TEST_F(SmsFlow, PartFileWithAnInputOutputError_IsNotTreatedAsBroken) {
     start();
     initSMS(ROOT);
     const std::string path = ROOT + "/recv_parts/part";

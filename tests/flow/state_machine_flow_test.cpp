@@ -88,7 +88,7 @@ TEST_F(StateMachine, FirmwareTriggerAtStart_EndsTheFirstPassWithStatusThree) {
     EXPECT_TRUE(callsStartingWith("ResetCellular").empty());
 }
 
-TEST_F(StateMachine, TemporaryFilesOfAKilledDaemon_AreGoneAfterTheNextStart) {
+TEST_F(StateMachine, TemporaryFilesOfAKilledDaemon_AreRemovedByTheNextStart) {
     startOnTerminal();
     const auto anHourAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
     const tCommands folders = {"/var/log", "/tmp", "/etc/vuk", "/storage", "/tmp/sms"};
@@ -123,7 +123,7 @@ TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
     EXPECT_FALSE(fileExists("/tmp/sms/.cellslot-prompt.1"));
 }
 
-TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndLeavesTheLedAlone) {
+TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndDoesNotSetTheLed) {
     writeFile(CONFIG_FILE, CONFIG + "CM_FW_SLOT=1\n");
     startOnTerminal({{"firmware", {{"dual", true}, {"slot", 0}}}});
     EXPECT_EQ(run(60), eOUTER_EXIT_AS_IT_IS);
@@ -132,13 +132,13 @@ TEST_F(StateMachine, FirmwareImageSwitched_EndsWithStatusFourAndLeavesTheLedAlon
     EXPECT_EQ(countOf(sent, "AT#REBOOT"), 0u);
 }
 
-TEST_F(StateMachine, ModemInTestMode_IsToldToLeaveItAndReset) {
+TEST_F(StateMachine, ModemInTestMode_IsSwitchedBackAndReset) {
     startOnTerminal({{"test_mode", true}});
     EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
     EXPECT_EQ(commands(), (tCommands{"AT+GMM", "AT#TESTMODE=\"OM\"", "AT#SLED=0", "AT#REBOOT"}));
 }
 
-TEST_F(StateMachine, HostInTestMode_EndsWithStatusSixWithoutTouchingTheModem) {
+TEST_F(StateMachine, HostInTestMode_EndsWithStatusSixAndSendsNothing) {
     writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=400000\n");
     startOnTerminal();
     ASSERT_EQ(skvs_set("FC_TESTMODE", "1"), 0);
@@ -211,7 +211,7 @@ TEST_F(StateMachine, ExitSignal_StopsGpsOnceMore) {
     EXPECT_EQ(logCount("DEBUG: Entering maybeStopGps()"), before + 1);
 }
 
-TEST_F(StateMachine, FirmwareImageSwitched_LeavesGpsAlone) {
+TEST_F(StateMachine, FirmwareImageSwitched_DoesNotStopGps) {
     writeFile(CONFIG_FILE, CONFIG + "CM_FW_SLOT=1\nDEBUG_MODE=400000\n");
     startOnTerminal({{"firmware", {{"dual", true}, {"slot", 0}}}});
     EXPECT_EQ(run(60), eOUTER_EXIT_AS_IT_IS);
@@ -231,7 +231,7 @@ TEST_F(StateMachine, FirmwareTriggerWithoutPort_EndsAtOnceAndPowerCyclesTheSlot)
     expectPowerCycle();
 }
 
-TEST_F(StateMachine, SetupThatAsksForAReset_EndsWithStatusThreeAndResetsTheModem) {
+TEST_F(StateMachine, SetupThatRequestsAReset_EndsWithStatusThreeAndResetsTheModem) {
     startOnTerminal({{"sim", {{"present", false}}}});
     // Set-up fails from shortly before the end of the ten minutes without a SIM until shortly after
     // it, so that set-up notices the end.

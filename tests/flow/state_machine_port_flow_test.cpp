@@ -98,7 +98,7 @@ TEST_F(StateMachine, PortTestWithoutAnswer_SetsTheModemUpAgain) {
     EXPECT_FALSE(logContains("Device not responding, closing port"));
 }
 
-TEST_F(StateMachine, PortThatIsLost_IsPublishedAtOnce) {
+TEST_F(StateMachine, LostPort_IsPublishedAtOnce) {
     startOnTerminal();
     at(6.5, [this] { silenceOnce("AT"); });
     std::string atOnce;
@@ -160,7 +160,7 @@ TEST_F(StateMachine, OnePollWithoutAnswer_ReopensThePortAndKeepsTheSession) {
     EXPECT_NE(std::search(sent.begin(), sent.end(), reopened.begin(), reopened.end()), sent.end());
 }
 
-TEST_F(StateMachine, ModemThatFailsAndThenIsSilent_IsResetWithoutAWordToItsGps) {
+TEST_F(StateMachine, ModemThatFailsAndThenIsSilent_IsResetAndItsGpsPortIsNotUsed) {
     writeFile(CONFIG_FILE, CONFIG + "DEBUG_MODE=480000\n");
     startOnTerminal();
     order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "error"}, {"count", 12}});

@@ -50,7 +50,7 @@ TEST_F(StateMachine, ReloadWithChange_SetsTheModemUpAgainAndReconnects) {
     EXPECT_EQ(calls, (std::vector<std::string>{DOWN, up[0], DOWN, up[1], DOWN, DOWN}));
 }
 
-TEST_F(StateMachine, EveryLookAtTheConfiguration_IsPublished) {
+TEST_F(StateMachine, EveryReadOfTheConfiguration_IsPublished) {
     startOnTerminal();
     std::vector<std::string> results;
     const auto look = [&results] {
@@ -91,7 +91,7 @@ TEST_F(StateMachine, ReloadWithoutAPort_WaitsForThePort) {
     EXPECT_NE(up[0].find(" -m 1400 "), std::string::npos);
 }
 
-TEST_F(StateMachine, SlotOneWithoutItsFile_StaysOnTheOldOne) {
+TEST_F(StateMachine, SlotOneWithoutItsFile_KeepsTheOlderFile) {
     unlink(CONFIG_FILE);
     std::filesystem::create_directories("/etc/zoq/wireless");
     writeFile("/etc/zoq/wireless/cellmodem_ppp.conf", CONFIG + "CM_MTU=1300\n");
@@ -105,7 +105,7 @@ TEST_F(StateMachine, SlotOneWithoutItsFile_StaysOnTheOldOne) {
     EXPECT_NE(up[0].find(" -m 1300 "), std::string::npos);
 }
 
-TEST_F(StateMachine, OtherSlotWithoutItsFile_RunsOnDefaults) {
+TEST_F(StateMachine, OtherSlotWithoutItsFile_UsesDefaults) {
     std::filesystem::create_directories("/etc/zoq/wireless");
     writeFile("/etc/zoq/wireless/cellmodem_ppp.conf", CONFIG);
     startOnTerminal();
@@ -118,7 +118,7 @@ TEST_F(StateMachine, OtherSlotWithoutItsFile_RunsOnDefaults) {
     EXPECT_EQ(countOf(commands(), "AT#GPIO=2,2"), 0u);
 }
 
-TEST_F(StateMachine, ReloadWithoutChange_LeavesTheSessionAlone) {
+TEST_F(StateMachine, ReloadWithoutChange_KeepsTheSession) {
     startOnTerminal();
     // Written again with the same content.
     at(6, [this] { reconfigure(""); });

@@ -73,7 +73,7 @@ TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither
     EXPECT_EQ(state, "CONNECTED");
 }
 
-TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
+TEST_F(StateMachine, RightPinWhoseAttemptWasInterrupted_IsTriedAgain) {
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}, {"count", 1}});
@@ -85,7 +85,7 @@ TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
     EXPECT_EQ(state, "CONNECTED");
 }
 
-TEST_F(StateMachine, SilentPinCommand_IsSentOnceAndOnceMoreAfterARestartOnly) {
+TEST_F(StateMachine, UnansweredPinCommand_IsSentOnceAndOnceMoreAfterARestart) {
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
     order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}});
@@ -135,7 +135,7 @@ TEST_F(StateMachine, RightPinOnASimWithTwoAttempts_IsKeptAndUsedAfterAnUnanswere
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
-TEST_F(StateMachine, SimMissingInOnePoll_LeavesTheSessionAloneAndIsSetUpAfterIt) {
+TEST_F(StateMachine, SimMissingInOnePoll_KeepsTheSessionAndIsSetUpAfterIt) {
     startOnTerminal();
     at(6, [this] {
         order({{"op", "fault"},
@@ -190,7 +190,7 @@ TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
-TEST_F(StateMachine, ModemThatComesBackWithAnAttemptLess_IsNotUnlockedAgain) {
+TEST_F(StateMachine, ModemThatComesBackWithOneAttemptLess_IsNotUnlockedAgain) {
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
     at(10, [this] {
@@ -213,7 +213,7 @@ TEST_F(StateMachine, SimThatIsLockedAgainWithoutAnOutage_WaitsForTheFile) {
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
-TEST_F(StateMachine, SimThatIsBusyDuringSetUp_IsSetUpOnceMoreWhenItIsReady) {
+TEST_F(StateMachine, SimThatIsBusyDuringSetUp_IsSetUpAgainWhenItIsReady) {
     startOnTerminal();
     order({{"op", "fault"},
            {"match", "AT+CPIN?;#PCT"},

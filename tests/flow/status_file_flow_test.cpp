@@ -103,7 +103,7 @@ const nlohmann::json WCDMA = {{"model", "LE910-EU V2"},
 
 }  // namespace
 
-TEST_F(StatusFile, ConnectedLteModem_ReadsWordForWordInBothFilesOfSlotOne) {
+TEST_F(StatusFile, ConnectedLteModem_GivesTheRecordedTextInBothFilesOfSlotOne) {
     startConnected(nlohmann::json::object(), "1");
     write();
     const std::string text = withoutTime(SLOT_FILE_1);
@@ -115,7 +115,7 @@ TEST_F(StatusFile, ConnectedLteModem_ReadsWordForWordInBothFilesOfSlotOne) {
     expectStored(SLOT_FILE_1);
 }
 
-TEST_F(StatusFile, ConnectedWcdmaModem_ReadsWordForWordInTheFileOfSlotTwo) {
+TEST_F(StatusFile, ConnectedWcdmaModem_GivesTheRecordedTextInTheFileOfSlotTwo) {
     startConnected(WCDMA, "2");
     write();
     expectRecorded("status_file/wcdma.status", withoutTime(SLOT_FILE_2));
@@ -231,7 +231,7 @@ TEST_F(StatusFile, FolderThatCannotBeWritten_DoesNotKeepTheStoreFromBeingFilled)
               std::string::npos);
 }
 
-TEST_F(StatusFile, ForcedWrite_StartsTheTwoSecondsAnew) {
+TEST_F(StatusFile, ForcedWrite_RestartsTheTwoSeconds) {
     start();
     writeOutStatusFiles(device, config, true);
     passSeconds(1);

@@ -31,7 +31,7 @@ std::string valueOf(const tStatusList& list, const std::string& key) {
 
 }  // namespace
 
-TEST_F(Status, Keys_StandInTheirOrder) {
+TEST_F(Status, Keys_AreInTheirOrder) {
     std::string keys;
     for (const auto& [key, value] : buildStatusList(device, config, 0, 0))
         keys += key + "\n";
@@ -126,7 +126,7 @@ TEST_F(Status, LteCellOfANewerModule_ShowsItsBandAndItsCell) {
         EXPECT_EQ(valueOf(list, key), value) << key;
 }
 
-TEST_F(Status, ActiveSet_HasThreeKeysACellBehindTheServingCell) {
+TEST_F(Status, ActiveSet_HasThreeKeysPerCellAfterTheServingCell) {
     device.network.i_active_set_count = 2;
     device.network.active_set[1] = {10564, 176, -1.5};
     const tStatusList list = buildStatusList(device, config, 0, 0);
@@ -174,7 +174,7 @@ TEST_F(Status, SlotOne_WritesBothFilesWithTheirPrefixes) {
     EXPECT_EQ(stored("CELLMODEM1#Device Properties:"), "(no such key)");
 }
 
-TEST_F(Status, SlotTwo_LeavesThePlainFileAlone) {
+TEST_F(Status, SlotTwo_DoesNotWriteThePlainFile) {
     start();
     useSlot("2");
     writeFile(PLAIN_FILE, "of slot 1");
@@ -210,7 +210,7 @@ TEST_F(Status, ControlCharactersInValues_ForgeNoLine) {
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
 }
 
-TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
+TEST_F(Status, ValueThatCannotBeStored_IsLoggedOnceAndNothingElseIsLost) {
     start();
     const auto write = [this] {
         inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
@@ -233,7 +233,7 @@ TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
 
 // A store that other programs have filled: values that still fit are stored, the others are named
 // in the log.
-TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
+TEST_F(Status, FullStore_StoresWhatFitsAndLogsTheRest) {
     start();
     const auto write = [this] {
         inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });

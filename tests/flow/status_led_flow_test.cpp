@@ -75,7 +75,7 @@ TEST_F(StatusLed, TrafficOnAnInterfaceThatIsDown_BlinksFastToo) {
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,1,1", "AT#SLED=3,10,30"}));
 }
 
-TEST_F(StatusLed, DeniedModem_ShowsThatAlsoWithTraffic) {
+TEST_F(StatusLed, DeniedModem_ShowsItsLedAlsoWithTraffic) {
     startRegisteredOn("lo");
     device.network.b_registered = false;
     device.network.i_reg_state = eREG_DENIED;
@@ -104,13 +104,13 @@ TEST_F(StatusLed, Choice_IsTraced) {
     EXPECT_EQ(logCount("DEBUG: updateRegStatLed(): Set STAT_LED REG_DENIED"), 1u);
 }
 
-TEST_F(StatusLed, InterfaceNameBeyondAllBounds_IsNoInterface) {
+TEST_F(StatusLed, OverlongInterfaceName_IsNoInterface) {
     startRegisteredOn(std::string(5000, 'x'));
     EXPECT_EQ(update(), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,10,30"}));
 }
 
-TEST_F(StatusLed, Saving_HasAResultOfItsOwn) {
+TEST_F(StatusLed, Saving_HasItsOwnResult) {
     start();
     fault("AT#SLEDSAV", "silence");
     EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eERROR_DEVICE_RESPONSE_TIMEOUT);

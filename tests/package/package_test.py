@@ -78,7 +78,7 @@ class Contents(unittest.TestCase):
                    if line.startswith("-") and "./etc/" in line]
         self.assertEqual(sorted(listed), sorted(shipped))
 
-    def test_overridesOfTheOperator_areLeftOutWhereTmpIsCleaned(self):
+    def test_overridesOfTheOperator_areKeptWhenTmpIsCleaned(self):
         rules = output("sh", "-c", f"dpkg-deb --fsys-tarfile {package('old')} |"
                                    " tar -xO ./usr/lib/tmpfiles.d/cellslot.conf")
         kept = [line.split()[1] for line in rules.splitlines() if line.startswith("x ")]
@@ -96,7 +96,7 @@ class Contents(unittest.TestCase):
         unit.write_text(text)
         return unit
 
-    def test_unit_isUnderstoodWhole(self):
+    def test_unit_isAcceptedCompletely(self):
         result = subprocess.run(["systemd-analyze", "verify", "--man=no", self.extractedUnit()],
                                 capture_output=True, text=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))

@@ -65,7 +65,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(complete("status", "-p", ""), {"2"})
         self.assertEqual(complete("pin", "set", "--port", ""), {"2"})
 
-    def test_beginning_isCompleted(self):
+    def test_beginningOfAWord_isCompleted(self):
         self.assertEqual(complete("st"), {"status"})
         self.assertEqual(complete("data", "o"), {"on", "off"})
         self.assertEqual(complete("status", "--j"), {"--json"})

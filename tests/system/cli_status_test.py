@@ -43,7 +43,7 @@ class CliTest(unittest.TestCase):
 
 
 class Status(CliTest):
-    def test_connectedSlot_isToldToPeopleAndPrograms(self):
+    def test_connectedSlot_isShownAsTextAndJson(self):
         slot = self.slot()
         slot.waitConnected()
         run = cellslot("status", "-p", "1")
@@ -158,7 +158,7 @@ class Watch(CliTest):
         self.assertEqual(terminal.wait(), 0)
         self.assertEqual(terminal.settings(), terminal.before)
 
-    def test_windowOfAnotherSize_isFilledAtOnce(self):
+    def test_resizedWindow_isFilledAtOnce(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch("--interval", "3600")
         terminal.waitFor("q ends")
@@ -178,7 +178,7 @@ class Watch(CliTest):
             self.assertEqual(terminal.wait(), 0)
             self.assertEqual(terminal.settings(), terminal.before)
 
-    def test_signalWhileTheTerminalTakesNothing_goesOnOnceItTakesMore(self):
+    def test_signalWhileTheTerminalIsStopped_screenContinuesAfterwards(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch("--interval", "3600")
         terminal.waitFor("q ends")
@@ -191,7 +191,7 @@ class Watch(CliTest):
         terminal.send("q")
         self.assertEqual(terminal.wait(), 0)
 
-    def test_terminalThatTakesNothing_endsWithTheSecondSignal(self):
+    def test_stoppedTerminal_endsWithTheSecondSignal(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch()
         terminal.waitFor("NO DAEMON")
@@ -202,7 +202,7 @@ class Watch(CliTest):
         self.assertEqual(terminal.status, -signal.SIGTERM)
         self.assertEqual(terminal.settings(), terminal.before)
 
-    def test_colours_onlyWhereTheyAreWanted(self):
+    def test_colours_onlyIfRequested(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         coloured = self.watch("-p", "1", TERM="xterm-256color", NO_COLOR="")
         coloured.waitFor("NO DAEMON")
@@ -212,7 +212,7 @@ class Watch(CliTest):
         plain.waitFor("NO DAEMON")
         self.assertEqual(plain.screen.colours, 0)
 
-    def test_noTerminal_isOneLine(self):
+    def test_noTerminal_givesOneLine(self):
         for standardInput in (subprocess.DEVNULL, None):
             run = subprocess.run([CELLSLOT, "watch"], stdin=standardInput, capture_output=True,
                                  text=True, check=False)

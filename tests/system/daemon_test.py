@@ -81,7 +81,7 @@ class BringUp(DaemonTest):
         slot.startDaemon()
         slot.waitConnected(40)
 
-    def test_connected_hasStayedWithinItsMemory(self):
+    def test_connected_staysWithinItsMemoryLimit(self):
         if SLOW or b"__asan_init" in (BIN / "cellslotd").read_bytes():
             self.skipTest("the sanitizers' or memcheck's own memory")
         slot = self.connectedSlot()
@@ -187,7 +187,7 @@ class RefusedStart(DaemonTest):
         self.assertEqual(self.logged(), [])
         self.assertEqual(list(pathlib.Path("/run").glob("*.pid")), [])
 
-    def test_pidFileThatCannotBeWritten_isToldInLogAndOnTheConsole(self):
+    def test_pidFileThatCannotBeWritten_isReportedInLogAndOnTheConsole(self):
         place = pathlib.Path("/run/cellslotd.1.pid")
         place.mkdir()
         self.addCleanup(place.rmdir)
@@ -201,7 +201,7 @@ class RefusedStart(DaemonTest):
         # user.notice, with the process id
         self.assertRegex(self.log.datagrams[0], rb"^<13>.* cellslotd\[\d+\]: v1\.0\.17 starting")
 
-    def test_secondInstanceOfASlot_leavesTheFirstAlone(self):
+    def test_secondInstanceOfASlot_doesNotDisturbTheFirst(self):
         slot = self.connectedSlot()
         console = self.start(*self.ALL_BUT_PORT, "-p", "1")
         self.assertEqual(console, "Error: Another process is already running, exiting\n")
@@ -220,7 +220,7 @@ class Console(DaemonTest):
         slot = self.connectedSlot(config={"DEBUG_MODE": "1"})
         self.assertIn("\nRunning command 'setup_cellint.sh -i wwan0 --up", slot.output.read_text())
 
-    def test_consoleThatIsGone_doesNotEndTheDaemon(self):
+    def test_closedConsole_doesNotEndTheDaemon(self):
         slot = self.slot(config={"DEBUG_MODE": "1"}, start=False)
         os.mkfifo(slot.output)
         reader = os.open(slot.output, os.O_RDONLY | os.O_NONBLOCK)
@@ -234,7 +234,7 @@ class Console(DaemonTest):
         self.assertFalse(ignored & 1 << (signal.SIGPIPE - 1))
 
 
-    def test_startedWithClosedStandardFiles_hasNothingElseInTheirPlaces(self):
+    def test_startedWithClosedStandardFiles_hasNoOtherFilesInTheirPlace(self):
         slot = self.slot(start=False)
         words = [BIN / "cellslotd", "-d", slot.device, "-g", slot.gps, "-i", slot.interface, "-p", "1"]
         slot.daemon = subprocess.Popen(["bash", "-c", 'exec "$@" <&- >&- 2>&-', "bash", *words],
@@ -296,7 +296,7 @@ class Changes(DaemonTest):
         slot.waitConnected()
         self.assertEqual(self.log.count("IPv4 address changed, restarting connection"), 1)
 
-    def test_reloadAfterAChange_setsTheInterfaceUpAnew(self):
+    def test_reloadAfterAChange_setsTheInterfaceUpAgain(self):
         slot = self.connectedSlot()
         slot.configure(CM_MTU="1400")
         slot.daemon.send_signal(signal.SIGUSR2)
@@ -324,7 +324,7 @@ class ModemAway(DaemonTest):
         # The SIM came back locked; the same PIN file opened it again.
         self.assertEqual(slot.commands().count("AT+CPIN=1234"), 2)
 
-    def test_modemThatIsGoneAndComesBack_isSetUpAgain(self):
+    def test_modemThatDisappearsAndComesBack_isSetUpAgain(self):
         slot = self.connectedSlot()
         slot.sim.terminate()
         slot.sim.wait(10)

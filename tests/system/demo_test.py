@@ -17,7 +17,7 @@ NOISE = re.compile(r"error|return code|Config option|AT\+|PROBLEM", re.IGNORECAS
 
 
 class Demo(unittest.TestCase):
-    def test_goodRun_showsItsStoryInOneScreenAndEndsWith0(self):
+    def test_goodRun_fitsOnOneScreenAndEndsWith0(self):
         run = subprocess.run([sys.executable, DEMO, "--bin", os.environ["CELLSLOT_BIN"], "--host",
                               os.environ["CELLSLOT_HOST"], "--seconds", "0"], check=False,
                              stdin=subprocess.DEVNULL, capture_output=True, text=True)

@@ -189,7 +189,7 @@ class HandOver(GpsdTest):
         self.assertEqual(self.stored("_GPS_STREAM"), "0")
         self.assertEqual(slot.order(op="dump")["state"]["problems"], [])
 
-    def test_daemonKilledAndStartedAgain_positionsGoOn(self):
+    def test_daemonKilledAndStartedAgain_positionsContinue(self):
         slot = self.slot(enabled=True)
         client = self.client()
         slot.startDaemon()
@@ -224,7 +224,7 @@ class Enabling(GpsdTest):
         self.assertOnTrack(client.nextPosition())
         self.assertEqual(self.stored("_GPS_ENABLE_COUNT"), "0")
 
-    def test_receiverThatNeverComes_isEnabledThreeTimesInThreeRuns(self):
+    def test_receiverThatNeverAppears_isEnabledThreeTimesInThreeRuns(self):
         slot = self.slot(chipset="")
         for run in range(1, 4):
             slot.startDaemon()

@@ -270,16 +270,16 @@ class HostileFiles(DaemonTest):
 
 
 class Tmp(HostileFiles):
-    def test_obstacles_touchNothingOutsideAndDoNotStopTheDaemon(self):
+    def test_obstacles_changeNothingOutsideAndDoNotStopTheDaemon(self):
         self.standRounds(TMP_PLACES + SPOOL_PLACES, 3)
 
-    def test_spoolThatIsALinkOrAFile_touchesNothingOutside(self):
+    def test_spoolThatIsALinkOrAFile_changesNothingOutside(self):
         kinds = [kind for kind in KINDS if kind != "folder"]
         self.random.shuffle(kinds)
         for kind in {"linkToFolder", *(kinds if ALL else kinds[:1])}:
             self.stand({"/tmp/sms": kind}, False)
 
-    def test_everyKindInTheFoldersOfTheSpool_touchesNothingOutside(self):
+    def test_everyKindOfFileInTheSpool_changesNothingOutside(self):
         self.stand({f"/tmp/sms/{folder}/{kind}": kind for folder in SPOOL_FOLDERS
                     for kind in KINDS}, True)
 
@@ -311,7 +311,7 @@ class Triggers(HostileFiles):
         self.assertIn("Firmware file trigger is present", UPDATE_STATUS.read_text())
         self.assertOutsideIsUntouched(what)
 
-    def test_firmwareTriggerOfAnyKind_isDeletedItselfAndNothingElse(self):
+    def test_firmwareTriggerOfAnyKind_isDeletedAndNothingElse(self):
         for kind in KINDS:
             if kind == "folder":
                 continue
@@ -329,7 +329,7 @@ class Triggers(HostileFiles):
         self.start()
         self.subject.waitConnected()
 
-    def test_updateStatusPlaceThatIsALink_isReplaced(self):
+    def test_updateStatusFileThatIsALink_isReplaced(self):
         self.plant({UPDATE_STATUS: "linkToFile"}, True)
         self.plant({TRIGGER: "fifo"}, True)
         self.assertReset("link")

@@ -229,7 +229,7 @@ class Day:
 
 
 class ReaderTest(DaemonTest):
-    def test_halfFilesOfEachKind_areSeen(self):
+    def test_halfWrittenFilesOfEachKind_areDetected(self):
         (SPOOL / "recv").mkdir(parents=True)
         halves = {"/var/log/wireless.cardstats.1": "#File generated \nCELLMODEM1_MODEL=LE",
                   "/var/log/wireless.mdn": "+1202", "/var/log/carrier_list.json": "{\n",
@@ -334,7 +334,7 @@ class Kill(DaemonTest):
             parts = [part for part in submitted if part and part in text]
             self.assertEqual(sum(map(len, parts)), len(text), f"not sent whole: {text}")
 
-    def test_killsOfABusyDay_loseNothingAndLeaveNothingBroken(self):
+    def test_killsOnABusyDay_loseAndBreakNothing(self):
         self.start()
         self.waitConnected()
         while self.kills < KILLS:

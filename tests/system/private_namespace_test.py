@@ -91,7 +91,7 @@ class PrivateNamespace(unittest.TestCase):
         self.assertIn("wwan0", result.stdout)
         self.assertIn("/dev/pts/", result.stdout)
 
-    def test_VarRun_LeadsToRun(self):
+    def test_VarRun_PointsToRun(self):
         self.assertEqual(shell("touch /run/x && ls /var/run").stdout, "x\n")
 
     def test_Processes_OnlyOwn(self):
@@ -132,7 +132,7 @@ class PrivateNamespace(unittest.TestCase):
     def test_Input_Passed(self):
         self.assertEqual(inside("cat", stdin=None, input="text\n").stdout, "text\n")
 
-    def test_NoInputAtAll_Works(self):
+    def test_NoInput_Works(self):
         result = subprocess.run(["bash", "-c", 'exec "$0" echo works <&-', SCRIPT],
                                 capture_output=True, text=True, check=False)
         self.assertEqual(result.stdout, "works\n", result.stderr)

@@ -47,7 +47,7 @@ class RepeatedStarts(DaemonTest):
         self.assertIn("Device missing after 2 minutes, resetting", first)
         return subject, first
 
-    def test_portMissing_isLoggedByTheFirstRunAlone(self):
+    def test_portMissing_isLoggedByTheFirstRunOnly(self):
         subject, _ = self.portMissing()
         for _ in range(3):
             self.assertEqual(self.reset(subject), [])

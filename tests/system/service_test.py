@@ -38,7 +38,7 @@ class Service(unittest.TestCase):
         waitUntil(lambda: part in (manager.status() or ""), seconds,
                   lambda: f"the status is {manager.status()!r}, without {part!r}")
 
-    def test_life_isToldFromReadyToStopping(self):
+    def test_lifeOfTheDaemon_isReportedFromReadyToStopping(self):
         manager = self.start()
         self.waitStatus("connected")
         pid = manager.process.pid
@@ -52,7 +52,7 @@ class Service(unittest.TestCase):
         self.assertIn("STATUS=registered, LTE B4, connected less than 1 min", statuses)
         self.assertEqual(len(manager.of(pid, "READY")), 1)
 
-    def test_modemSilentForLongerThanTheWatchdog_daemonIsLeftAlone(self):
+    def test_modemSilentForLongerThanTheWatchdog_daemonIsNotKilled(self):
         manager = self.start()
         self.waitStatus("connected")
         pid = manager.process.pid

@@ -246,7 +246,7 @@ tTable asTable(const std::map<tKey, std::string>& map) {
 
 }  // namespace
 
-TEST(SetupVariableMaps, Commands_AreNumberedFromNoughtAndEachHasATextOfItsOwn) {
+TEST(SetupVariableMaps, Commands_AreNumberedFromZeroAndEachHasItsOwnText) {
     int next = 0;
     std::set<std::string> texts;
     for (const eAtCmd number : COMMAND_NUMBERS) {

@@ -63,13 +63,13 @@ TEST(ReplySize, ReplyRepeated_CostsNoMoreThanTwiceItsLength) {
     }
 }
 
-TEST(ReplyParsers, HonestReply_LeavesASoundRecord) {
+TEST(ReplyParsers, ValidReply_GivesAValidRecord) {
     setupVariableMaps();
     for (const sReplyParser& parser : replyParsers())
         EXPECT_STREQ(parser.parse(parser.reply), nullptr) << parser.name;
 }
 
-TEST(ResponseLines, MoreThanAnyHonestReplyHas_AreDropped) {
+TEST(ResponseLines, MoreLinesThanAnyValidReply_AreDropped) {
     EXPECT_EQ(responseLines(repeated("a\r\n")).size(), RESPONSE_LINES_MAX);
     EXPECT_EQ(responseLinesAfter(repeated("a\r\n"), "a").size(), RESPONSE_LINES_MAX);
     EXPECT_EQ(responseLines(repeated("\r\n").substr(10) + "a\r\n"), std::vector<std::string>{"a"});

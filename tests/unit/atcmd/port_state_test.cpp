@@ -9,7 +9,7 @@
 #include "tests/support/log_mode.h"
 #include "tests/support/temp_folder.h"
 
-TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutAsking) {
+TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutATest) {
     cFakePort port(cFakePort::eLink::TERMINAL);
     EXPECT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);
     EXPECT_NE(port.handle(), -1);
@@ -42,7 +42,7 @@ TEST(GetPortState, OtherFailures_AreFailed) {
     }
 }
 
-TEST(GetPortState, OpenPort_IsAskedWithAt) {
+TEST(GetPortState, OpenPort_IsTestedWithAt) {
     cFakePort port;
     port.answer(OK_REPLY);
     EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_GOOD);
@@ -83,7 +83,7 @@ TEST(TestPortState, Answers_OkAndErrorAreGood) {
 }
 
 // Otherwise, after one late answer, every answer would be read for the next command.
-TEST(TestPortState, AnswerToAnotherCommand_IsDroppedWithWhatFollowsAndThePortAskedAgain) {
+TEST(TestPortState, AnswerToAnotherCommand_IsDroppedAndThePortTestedAgain) {
     cFakePort port;
     port.setEcho(false);
     port.answerInPieces({"AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n", "AT\r\r\nOK\r\n"});
@@ -133,7 +133,7 @@ TEST(TestPortState, UnsolicitedLinesBesideTheAnswer_CostNothing) {
 }
 
 // Text that a bench puts into the queue comes before the echo, without a line feed between them.
-TEST(TestPortState, FifoWithAQueuedOk_IsGoodAndAskedOnce) {
+TEST(TestPortState, FifoWithAQueuedOk_IsGoodAndTestedOnce) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     const cFakePort clockOnly;

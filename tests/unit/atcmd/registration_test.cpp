@@ -143,7 +143,7 @@ TEST(ParseCIREG, ReportBeforeTheAnswer_IsNotTheAnswer) {
 }
 
 // A line of nothing but prefixes is searched once, not once per prefix.
-TEST(ParseCREG, LongLineOfPrefixes_EndsSoon) {
+TEST(ParseCREG, LongLineOfPrefixes_IsParsedQuickly) {
     std::string line;
     while (line.size() < size_t{1} << 20)
         line += "+CREG:";
@@ -255,7 +255,7 @@ TEST(UpdateNetworkRegistrationInfo, Change_IsLoggedOnceWithBothTexts) {
               }));
 }
 
-TEST(UpdateNetworkRegistrationInfo, FlippingBetweenSearchingStates_IsQuiet) {
+TEST(UpdateNetworkRegistrationInfo, AlternatingSearchingStates_AreDebugMessages) {
     EXPECT_EQ(logOfStates({2, 0, 2, 0}, 0),
               std::vector<std::string>{
                   "Registration switched from 'Unknown' to 'Not registered, Searching'"});
@@ -264,7 +264,7 @@ TEST(UpdateNetworkRegistrationInfo, FlippingBetweenSearchingStates_IsQuiet) {
               "Not Searching'");
 }
 
-TEST(UpdateNetworkRegistrationInfo, LeavingSearch_IsLoggedLoudly) {
+TEST(UpdateNetworkRegistrationInfo, EndOfSearch_IsLoggedAsANotice) {
     EXPECT_EQ(logOfStates({2, 0, 1, 2, 0}, 0),
               (std::vector<std::string>{
                   "Registration switched from 'Unknown' to 'Not registered, Searching'",
@@ -276,7 +276,7 @@ TEST(UpdateNetworkRegistrationInfo, LeavingSearch_IsLoggedLoudly) {
 }
 
 // The flag of the previous call is kept although that call logged nothing.
-TEST(UpdateNetworkRegistrationInfo, SearchingWithoutAChange_StillQuietensTheNext) {
+TEST(UpdateNetworkRegistrationInfo, SearchingWithoutAChange_MakesTheNextOneADebugMessage) {
     EXPECT_EQ(logOfStates({2, 2, 0}, 0).size(), 1u);
     EXPECT_EQ(logOfStates({2, 4, 0}, 0).size(), 3u) << "4 is not searching";
     EXPECT_EQ(logOfStates({2, 3, 0}, 0).size(), 3u) << "nor is denied";

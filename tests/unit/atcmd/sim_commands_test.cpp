@@ -127,7 +127,7 @@ TEST(GetDeviceSimPresent, Sim_LeavesTheLock) {
     EXPECT_EQ(sim.s_status, "Available");
 }
 
-TEST(GetDeviceSimPresent, Failure_IsNotTakenForAMissingSim) {
+TEST(GetDeviceSimPresent, Failure_DoesNotCountAsAMissingSim) {
     cFakePort port;
     port.answer(ERROR_REPLY);
     sSimInfo sim = usedSim();
@@ -138,7 +138,7 @@ TEST(GetDeviceSimPresent, Failure_IsNotTakenForAMissingSim) {
 }
 
 // Recorded: a modem without SIM.
-TEST(GetDeviceSimPresent, LineBesideCmeError_IsNotRead) {
+TEST(GetDeviceSimPresent, LineWithACmeError_IsNotRead) {
     cFakePort port;
     port.answer(modemReply({"#QSS: 0,1"}, "+CME ERROR: 10"));
     sSimInfo sim;

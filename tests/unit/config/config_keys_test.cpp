@@ -46,7 +46,7 @@ TEST(ConfigKeys, Names_AreUniqueAndInReadingOrder) {
     EXPECT_EQ(names, expected);
 }
 
-TEST(ConfigKeys, RawOnes_AreThoseThatReachTheModemAsText) {
+TEST(ConfigKeys, RawKeys_AreThoseSentToTheModemAsText) {
     const std::set<std::string> raw = {"CM_APN", "CM_APN2", "CM_USERNAME", "CM_PASSWORD",
                                        "CM_OPERATOR"};
     for (const sConfigKey& key : configKeys()) {
@@ -72,7 +72,7 @@ TEST(ConfigDocuments, ExampleFile_HasEveryKeyOnceInOrder) {
     }
 }
 
-TEST_F(cConfigReaderTest, ExampleFile_IsAcceptedAsItStandsAndSwitchedOn) {
+TEST_F(cConfigReaderTest, ExampleFile_IsAcceptedUnchangedAndWithSettingsSwitchedOn) {
     EXPECT_EQ(read(document("cellslot.conf.example")), eCONFIG_APPLIED);
     EXPECT_EQ(opts.enableInterface, 1);
     EXPECT_EQ(opts.apn, "internet");

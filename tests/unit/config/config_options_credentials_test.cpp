@@ -81,7 +81,7 @@ TEST(ConfigPassword, WithoutUser_ClearsBoth) {
     EXPECT_EQ(run.lines, tLines{"Config option CM_USERNAME is empty, not using CM_PASSWORD"});
 }
 
-TEST(ConfigPassword, Empty_DoesNothingAtAll) {
+TEST(ConfigPassword, Empty_ChangesAndLogsNothing) {
     sConfigFileOpts before;
     before.username = "user";
     const sOptionRun run(&cConfigReader::getConfigOptionPassword, "CM_PASSWORD", "", before);

@@ -53,7 +53,7 @@ TEST_F(cConfigDebugMode, NotHex_TurnsAllDebugOutputOff) {
     }
 }
 
-TEST_F(cConfigDebugMode, NewMask_RulesTheReadersOwnLines) {
+TEST_F(cConfigDebugMode, NewMask_AppliesToTheReadersOwnLines) {
     read("10");
     clearCapturedLog();
     reader.apnValidFormat("internet");
@@ -292,7 +292,7 @@ TEST(ConfigMtu, EveryValue_SetsMtuAndLine) {
                    {std::string(40, '9'), 1500, outOfRange}});
 }
 
-TEST(ConfigMtu, NotANumber_StaysAndIsLogged) {
+TEST(ConfigMtu, NotANumber_KeepsTheMtuAndIsLogged) {
     sConfigFileOpts before;
     before.mtu = 1200;
     for (const std::string value : {"abc", "-1", "+1400", "1400b", "14 00", "0x100"}) {
@@ -305,7 +305,7 @@ TEST(ConfigMtu, NotANumber_StaysAndIsLogged) {
 
 // All options
 
-TEST(ConfigOptions, EachOne_TracesItsEntryAtItsCategory) {
+TEST(ConfigOptions, EachOption_TracesItsEntryUnderItsCategory) {
     const std::vector<std::string> names = {
         "getConfigOptionDebug",     "getConfigOptionEnableInt",    "getConfigOptionApn",
         "getConfigOptionApn2",      "getConfigOptionSyncTime",     "getConfigOptionNetPref",

@@ -27,7 +27,7 @@ TEST_F(cConfigReaderTest, ByteOrderMark_DoesNotHideTheFirstKey) {
     EXPECT_EQ(opts.apn, "net");
 }
 
-TEST_F(cConfigReaderTest, CommentsRepeatedKeysAndOtherLines_AreTakenAsDocumented) {
+TEST_F(cConfigReaderTest, CommentsRepeatedKeysAndOtherLines_AreReadAsDocumented) {
     read(
         "# CM_APN=commented\n  #CM_MTU=60\nno separator\n=value\nCM_APN=first\nCM_APN=second\n"
         "cm_mtu=100\nCM_USERNAME=a#b\nUNKNOWN=1\n");

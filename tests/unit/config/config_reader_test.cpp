@@ -151,7 +151,7 @@ TEST_F(cConfigReaderTest, EmptyFile_IsAppliedWithDefaultsAndSimSlot1) {
     EXPECT_EQ(describe(opts), describe(expected));
 }
 
-TEST_F(cConfigReaderTest, EmptyFile_NamesEveryKeyThatSpeaks) {
+TEST_F(cConfigReaderTest, EmptyFile_LogsEveryKeyThatLogsItsDefault) {
     read("");
     const std::vector<std::string> expected = {
         "Config " + path + " MD5 changed from: '' to 'd41d8cd98f00b204e9800998ecf8427e'",
@@ -234,7 +234,7 @@ TEST_F(cConfigReaderTest, MissingFile_RestoresDefaultsAndKeepsTheDigest) {
               1U);
 }
 
-TEST_F(cConfigReaderTest, FileGoneAndBackWithTheSameContent_IsNotAppliedAgain) {
+TEST_F(cConfigReaderTest, FileRemovedAndRestored_IsNotAppliedAgain) {
     read(FULL_FILE);
     ASSERT_EQ(unlink(path.c_str()), 0);
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_MISSING);
@@ -264,7 +264,7 @@ TEST_F(cConfigReaderTest, FileOneByteTooLong_CountsAsMissing) {
     EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
 }
 
-TEST_F(cConfigReaderTest, FolderOrFifoInItsPlace_CountsAsMissing) {
+TEST_F(cConfigReaderTest, FolderOrFifoInPlaceOfTheFile_CountsAsMissing) {
     ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_MISSING);
     ASSERT_EQ(rmdir(path.c_str()), 0);
@@ -307,7 +307,7 @@ struct cDisturbedRead : testing::Test {
 
 }  // namespace
 
-TEST_F(cDisturbedRead, FileChangedMeanwhile_IsReadOnceMore) {
+TEST_F(cDisturbedRead, FileChangedMeanwhile_IsReadAgain) {
     reader.disturbances = {[&] { writeFile(path, "CM_APN=second\n"); }};
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_APPLIED);
     EXPECT_EQ(opts.apn, "second");
@@ -318,7 +318,7 @@ TEST_F(cDisturbedRead, FileChangedMeanwhile_IsReadOnceMore) {
               1U);
 }
 
-TEST_F(cDisturbedRead, FileGoneMeanwhile_CountsAsMissingAndIsReadWhenItComesBack) {
+TEST_F(cDisturbedRead, FileRemovedMeanwhile_CountsAsMissingAndIsReadWhenItComesBack) {
     reader.disturbances = {[&] { unlink(path.c_str()); }};
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_MISSING);
     EXPECT_EQ(opts.apn, "");
@@ -394,7 +394,7 @@ TEST_F(cConfigReaderTest, PasswordAlone_IsNotUsed) {
     EXPECT_FALSE(logContains("secret"));
 }
 
-TEST_F(cConfigReaderTest, TooLongUsername_TakesThePasswordWithIt) {
+TEST_F(cConfigReaderTest, TooLongUsername_ClearsThePasswordToo) {
     read("CM_USERNAME=" + std::string(64, 'u') + "\nCM_PASSWORD=secret\n");
     EXPECT_EQ(opts.username, "");
     EXPECT_EQ(opts.password, "");
@@ -413,7 +413,7 @@ TEST_F(cConfigReaderTest, ParsedFile_NeverLeavesSimSlot0) {
     }
 }
 
-TEST_F(cConfigReaderTest, TrimmedKeys_TakeAnyCaseAndBlanks) {
+TEST_F(cConfigReaderTest, TrimmedKeys_AcceptAnyCaseAndBlanks) {
     read("CM_ENABLE_INTERFACE =  YES \nCM_DATA_SPEED=\tAuto\t\nCM_SIM_SLOT= 2\n");
     EXPECT_EQ(opts.enableInterface, 1);
     EXPECT_EQ(opts.netPref, eNET_PREF_AUTO);
@@ -423,7 +423,7 @@ TEST_F(cConfigReaderTest, TrimmedKeys_TakeAnyCaseAndBlanks) {
 
 // Debug mode
 
-TEST_F(cConfigReaderTest, DebugModeInTheFile_IsInForceFromThenOn) {
+TEST_F(cConfigReaderTest, DebugModeInTheFile_AppliesFromThenOn) {
     read("DEBUG_MODE=0x80\n");
     EXPECT_EQ(opts.debugMode, 0x80U);
     EXPECT_EQ(g_i_debugMode, 0x80U);
@@ -431,7 +431,7 @@ TEST_F(cConfigReaderTest, DebugModeInTheFile_IsInForceFromThenOn) {
     EXPECT_FALSE(logContains("Entering readConfig()"));
 }
 
-TEST_F(cConfigReaderTest, NoDebugMode_EndsTheOneGivenAtStart) {
+TEST_F(cConfigReaderTest, NoDebugMode_EndsThatOfTheCommandLine) {
     g_i_debugMode = 0xff;
     reader.init(path, 0xff);
     read("CM_APN=internet\n");

@@ -182,7 +182,7 @@ TEST(OpenDevice, RegularFileFolderAndSocket_AreRefused) {
 }
 
 // One bit of the file type is tested, and a block device has it too.
-TEST(OpenDevice, BlockDevice_PassesForACharacterDeviceUntilItIsOpened) {
+TEST(OpenDevice, BlockDevice_CountsAsACharacterDeviceUntilItIsOpened) {
     const cTempFolder folder;
     const std::string path = folder / "block";
     if (mknod(path.c_str(), S_IFBLK | 0600, 0) != 0) GTEST_SKIP() << "not permitted here";
@@ -245,7 +245,7 @@ TEST(CloseDevice, Handle_IsClosedOnceAndMinus1) {
     EXPECT_EQ(handle, -1);
 }
 
-TEST(IsPortLost, TerminalWhoseOtherEndIsGone_IsLost) {
+TEST(IsPortLost, TerminalWithoutItsOtherEnd_IsLost) {
     cFakePort port(eLink::TERMINAL);
     ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
     EXPECT_FALSE(isPortLost(port.handle()));
@@ -318,7 +318,7 @@ TEST(WriteToPort, PortFullTwice_SucceedsAtTheThirdAttempt) {
     EXPECT_EQ(full.drain(), "AT\r");
 }
 
-TEST(WriteToPort, ShortWrite_IsTakenAsItIs) {
+TEST(WriteToPort, ShortWrite_CountsAsSuccess) {
     sPipe small;
     ASSERT_EQ(fcntl(small.writer, F_SETPIPE_SZ, 4096), 4096);
     const sDrainingSleep sleep(small, 1);

@@ -103,7 +103,7 @@ TEST(SendAtCommand, PieceWithoutFinalCode_IsLoggedAsSuch) {
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Did not get OK/ERROR yet from modem"), 1u);
 }
 
-TEST(SendAtCommand, FinalCodes_AreLookedForInTheirOrder) {
+TEST(SendAtCommand, FinalCodes_AreSearchedInTheirOrder) {
     const struct {
         const char* reply;
         ePortReturn result;
@@ -152,7 +152,7 @@ TEST(SendAtCommand, FinalCodes_AreLookedForInTheirOrder) {
 }
 
 // Recorded: two results in one read.
-TEST(SendAtCommand, UnsolicitedLineBehindOk_IsPartOfTheResponse) {
+TEST(SendAtCommand, UnsolicitedLineAfterOk_IsPartOfTheResponse) {
     cFakePort port;
     port.answer("\r\nOK\r\n\r\nSRING: 2,86\r\n");
     std::string response;
@@ -221,7 +221,7 @@ TEST(SendAtCommand, ReplyOnePollTooLate_IsNotInTheNextResponse) {
     EXPECT_EQ(response, OK_REPLY);
 }
 
-TEST(SendAtCommand, BytesBehindTheFinalCode_OpenTheNextResponse) {
+TEST(SendAtCommand, BytesAfterTheFinalCode_BeginTheNextResponse) {
     cFakePort port;
     port.setEcho(false);
     port.answerInPieces({"\r\n+CME ERROR: ", "16\r\n"});
@@ -233,7 +233,7 @@ TEST(SendAtCommand, BytesBehindTheFinalCode_OpenTheNextResponse) {
     EXPECT_EQ(response, "16\r\n\r\nOK\r\n");
 }
 
-TEST(SendAtCommand, BytesWaitingBefore_AreNotThrownAway) {
+TEST(SendAtCommand, BytesThatWaitedBefore_AreNotDropped) {
     cFakePort port;
     port.say("\r\n+CREG: 1\r\n");
     port.answer(OK_REPLY);

@@ -96,7 +96,7 @@ void expectBackInStep(cMoodyModem& modem) {
 
 }  // namespace
 
-TEST(RandomModem, WithEcho_NoAnswerIsEverTakenForAnothersAndItIsSoonInStepAgain) {
+TEST(RandomModem, WithEcho_NoCommandGetsAnothersAnswerAndBothAreSoonInStepAgain) {
     for (unsigned seed = 0; seed < SEEDS; ++seed) {
         SCOPED_TRACE(seed);
         cMoodyModem modem(seed, true);
@@ -108,7 +108,7 @@ TEST(RandomModem, WithEcho_NoAnswerIsEverTakenForAnothersAndItIsSoonInStepAgain)
     }
 }
 
-TEST(RandomModem, WithoutEcho_NoCommandTakesLongerAndItIsSoonInStepAgain) {
+TEST(RandomModem, WithoutEcho_NoCommandTakesLongerAndBothAreSoonInStepAgain) {
     for (unsigned seed = 0; seed < SEEDS; ++seed) {
         SCOPED_TRACE(seed);
         cMoodyModem modem(seed, false);

@@ -71,7 +71,7 @@ TEST(LinkState, SeveralLateAnswers_AreAllDropped) {
     EXPECT_EQ(ask(port, "AT+CSQ").response, "AT+CSQ\r" + CSQ_REPLY);
 }
 
-TEST(LinkState, AnswerLaterThanTheWait_IsKeptApartByTheEcho) {
+TEST(LinkState, AnswerLaterThanTheWait_IsRecognisedByItsEcho) {
     for (const unsigned lateMs : {2500, 2900, 4000, 9000}) {
         cFakePort port;
         getInStep(port);
@@ -115,7 +115,7 @@ TEST(LinkState, WithoutEcho_AtMostOneCommandGetsAnothersAnswer) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS) << "in step again";
 }
 
-TEST(LinkState, EchoSwitchedOffAndSeenToBe_IsNotRequired) {
+TEST(LinkState, EchoSeenToBeOff_IsNotRequired) {
     cFakePort port;
     port.answer(OK_REPLY);
     ask(port, "ATE0");
@@ -127,7 +127,7 @@ TEST(LinkState, EchoSwitchedOffAndSeenToBe_IsNotRequired) {
 }
 
 // An operator's ATE0, and then commands that get no answer.
-TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForGood) {
+TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForever) {
     for (const int silent : {1, 2, 5}) {
         cFakePort port;
         port.answer(OK_REPLY);
@@ -164,7 +164,7 @@ TEST(LinkState, LateAnswersWithoutTheirCommands_AreNoSignThatTheEchoIsOff) {
     EXPECT_EQ(ask(port, "AT+CSQ", 1).response, "AT+CSQ\r" + CSQ_REPLY);
 }
 
-TEST(LinkState, AnswerThatNeverComes_IsWaitedForOneSecondAndOnceMoreWhereInDoubt) {
+TEST(LinkState, AnswerThatNeverComes_CostsOneSecondAndAnotherIfInDoubt) {
     cFakePort port;
     port.silence();
     ask(port, "AT+A");
@@ -188,7 +188,7 @@ TEST(LinkState, SilentModem_IsWaitedForOnceAndNotBeforeEachCommand) {
     EXPECT_EQ(port.elapsedMs(), 5 * TIMEOUT_MS + 1000);
 }
 
-TEST(LinkState, TimeThatPassedAnyhow_IsNotWaitedForAgain) {
+TEST(LinkState, TimeThatHasPassed_CountsForTheWait) {
     cFakePort port;
     port.silence().answer(OK_REPLY);
     ask(port, "AT+A");
@@ -199,7 +199,7 @@ TEST(LinkState, TimeThatPassedAnyhow_IsNotWaitedForAgain) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
 }
 
-TEST(LinkState, ModemThatBabblesWhileAnAnswerIsOwed_DelaysByASecondAtMost) {
+TEST(LinkState, UnsolicitedLinesWhileAnAnswerIsOwed_DelayByASecondAtMost) {
     for (const unsigned everyMs : {1, 10, 200}) {
         cFakePort port;
         port.silence();
@@ -226,7 +226,7 @@ TEST(LinkState, UnsolicitedLines_OweNothing) {
     EXPECT_EQ(port.elapsedMs() - before, 50 * COMMAND_MS);
 }
 
-TEST(LinkState, ConnectAndPrompt_StandInThePlaceOfAFinalCode) {
+TEST(LinkState, ConnectAndPrompt_CountAsFinalCodes) {
     for (const char* reply : {"\r\nCONNECT\r\n", "\r\n> ", "\r\n> \r\nRING\r\n"}) {
         cFakePort port;
         port.answer(reply).answer(OK_REPLY);
@@ -270,7 +270,7 @@ TEST(LinkState, FinalCodeReadWithoutACommand_Settles) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
 }
 
-TEST(LinkState, FinalCodeThatNobodyIsOwed_OwesNothing) {
+TEST(LinkState, UnexpectedFinalCode_OwesNothing) {
     cFakePort port;
     std::string response;
     port.say(OK_REPLY);
@@ -283,7 +283,7 @@ TEST(LinkState, FinalCodeThatNobodyIsOwed_OwesNothing) {
     }
 }
 
-TEST(LinkState, PortOpenedAnew_OwesNothing) {
+TEST(LinkState, PortOpenedAgain_OwesNothing) {
     cFakePort port(cFakePort::eLink::TERMINAL);
     ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
     port.silence().answer(OK_REPLY);

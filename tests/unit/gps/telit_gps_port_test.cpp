@@ -110,14 +110,14 @@ TEST_F(GpsPort, UpdateGpsd_LogsTheExitStatusOnly) {
     EXPECT_EQ(terminal().takePausesUs(), std::vector<unsigned>(4, 500000));
 }
 
-TEST_F(GpsPort, GpsdFails_StartsAllTheSame) {
+TEST_F(GpsPort, GpsdFails_StartSucceeds) {
     start(ENABLED_RECEIVER);
     s_shellStatus = 125 << 8;
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_STOP_STREAM_SUCCESS);
 }
 
-TEST_F(GpsPort, PathThatTheShellWouldRead_GetsNoCommand) {
+TEST_F(GpsPort, PathWithShellSyntax_GetsNoCommand) {
     start(ENABLED_RECEIVER);
     const cTempFolder folder;
     const std::string port = terminal().path();
@@ -137,7 +137,7 @@ TEST_F(GpsPort, PathThatTheShellWouldRead_GetsNoCommand) {
     EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")});
 }
 
-TEST_F(GpsPort, PathThatReadsAsAnOption_GetsNoCommand) {
+TEST_F(GpsPort, PathThatLooksLikeAnOption_GetsNoCommand) {
     start(ENABLED_RECEIVER);
     initOn("-h");
     gps.updateGpsd(true);
@@ -167,7 +167,7 @@ TEST_F(GpsFifo, NotFound_NoPausesBetweenTheQueries) {
     expectNoPauses(clock);
 }
 
-TEST_F(GpsFifo, StreamDetection_WorksOnWhatTheFifoDelivers) {
+TEST_F(GpsFifo, StreamDetection_UsesTheContentOfTheFifo) {
     const cGpsTerminal clock;
     ASSERT_EQ(gps.openGpsDevice(), eSUCCESS);
     put("$GPGGA,142917.000,5049.5326,N,00555.9750,E,1,04,3.25,192.0,M,,M,,0000*74\r\n");
@@ -181,7 +181,7 @@ TEST_F(GpsFifo, StreamDetection_WorksOnWhatTheFifoDelivers) {
     gps.reset();
 }
 
-TEST_F(GpsPort, FifoReplacedByATerminal_IsNoTestAnyMore) {
+TEST_F(GpsPort, FifoReplacedByATerminal_EndsFifoMode) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     EXPECT_EQ(gps.checkFileHandle(folder / "fifo"), 0);
@@ -218,7 +218,7 @@ TEST_F(GpsPort, MaybeEnable_FollowsTheConfigurationAndFillsTheRecord) {
     EXPECT_EQ(logCount("gpsStop(): Stream already stopped"), 1U);
 }
 
-TEST_F(GpsPort, MaybeEnable_FailureStandsInTheRecord) {
+TEST_F(GpsPort, MaybeEnable_FailureIsInTheRecord) {
     g_S_options.s_gps_device = "/none";
     g_S_options.s_port = "2";
     sModemInfo modem;

@@ -65,7 +65,7 @@ TEST_F(GpsStart, StreamOfAnEarlierRun_IsStoppedFirst) {
     EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERY_COMMANDS, START_COMMANDS));
 }
 
-TEST_F(GpsStart, ReceiverOff_IsEnabledAndThereAfterAModemRestart) {
+TEST_F(GpsStart, ReceiverOff_IsEnabledAndAppearsAfterAModemRestart) {
     start();
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_REQUIRES_RESET);
     EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERIES_COMMANDS, ENABLE_COMMANDS));
@@ -130,7 +130,7 @@ TEST_F(GpsStart, ChipsetOfBlanksOnly_CountsAsNotFound) {
     EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERIES_COMMANDS, ENABLE_COMMANDS));
 }
 
-TEST_F(GpsStart, ChipsetComesLate_IsFoundByALaterQuery) {
+TEST_F(GpsStart, ChipsetThatAppearsLate_IsFoundByALaterQuery) {
     start(ENABLED_RECEIVER);
     // An OK alone, and one without the line.
     terminal().fault("AT$GPSSW", {{"kind", "answer"}, {"lines", nlohmann::json::array()}}, 3);
@@ -159,7 +159,7 @@ TEST_F(GpsStart, ChipsetText_IsBounded) {
 }
 
 // A failed query is not repeated, and the receiver is enabled although it may be on.
-TEST_F(GpsStart, QueryAnsweredBadly_GoesOnToEnabling) {
+TEST_F(GpsStart, QueryAnsweredBadly_ContinuesWithEnabling) {
     start(ENABLED_RECEIVER);
     for (const sBadAnswer& bad : badAnswers()) {
         SCOPED_TRACE(bad.name);
@@ -300,7 +300,7 @@ TEST_F(GpsStart, StateCannotBeStored_IsNotEnabled) {
     EXPECT_EQ(logCount("Enabling GPS chipset..."), 0U);
 }
 
-TEST_F(GpsStart, StoreFails_StartsAllTheSame) {
+TEST_F(GpsStart, StoreFails_StartSucceeds) {
     start(ENABLED_RECEIVER);
     s_failingKeys = {"_GPS_ENABLE", "_GPS_ENABLE_COUNT", "_GPS_CHIPSET", "_GPS_STREAM"};
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);

@@ -65,7 +65,7 @@ TEST_F(GpsStream, StopTwice_SecondDoesNothing) {
     EXPECT_FALSE(streamFlag);
 }
 
-TEST_F(GpsStream, StartedAgainAfterAStop) {
+TEST_F(GpsStream, StartAfterAStop_Streams) {
     startStream();
     gpsStop();
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
@@ -98,7 +98,7 @@ TEST_F(GpsStream, ModemIgnoresAllEscapes_StopFails) {
     EXPECT_FALSE(streamFlag);
 }
 
-TEST_F(GpsStream, EscapeNeverTakenByAnEarlierStream_EndsInTheChipsetsTimeout) {
+TEST_F(GpsStream, EarlierStreamThatIgnoresTheEscape_EndsInATimeOutOfTheChipset) {
     start(ENABLED_RECEIVER);
     startStreamAtModem(terminal());
     ignoreEscapes(4);
@@ -125,7 +125,7 @@ TEST_F(GpsStream, StopThatFailed_NextStartGivesThePortBackToGpsd) {
     EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")});
 }
 
-TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
+TEST_F(GpsStream, SentencesInTheAnswer_ShowARunningStream) {
     startStream();
     // A line with both counts as the one that is searched first.
     struct sCase {
@@ -169,7 +169,7 @@ TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
 
 // A stream ignores AT, so no answer is owed: an escape that was missed costs only another round of
 // guard times and query.
-TEST_F(GpsStream, EscapeThatWasNotHeard_DelaysNoCommandAfterIt) {
+TEST_F(GpsStream, EscapeThatWasMissed_DelaysNoLaterCommand) {
     const auto restartTakes = [this](int unheard) {
         startStream();
         terminal().pass(3000000);
@@ -185,7 +185,7 @@ TEST_F(GpsStream, EscapeThatWasNotHeard_DelaysNoCommandAfterIt) {
     EXPECT_LE(restartTakes(1), heard + 2100 + 2010 + 20);
 }
 
-TEST_F(GpsStream, EachCommand_IsWaitedForAsLongAsItMayTake) {
+TEST_F(GpsStream, EachCommand_HasItsTimeout) {
     startStream();
     gpsStop();
     ASSERT_EQ(gps.openGpsDevice(), eSUCCESS);
@@ -231,7 +231,7 @@ TEST_F(GpsStream, StopWithoutSlot_IsRefused) {
     EXPECT_TRUE(streamFlag);
 }
 
-TEST_F(GpsStream, StopOnAPathThatWent_IsRefusedAndTheStreamStillCounts) {
+TEST_F(GpsStream, StopOnAMissingPath_IsRefusedAndTheStreamStillCounts) {
     startStream();
     initOn("/none");
     EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_DEVICE_HANDLE_INVALID);

@@ -62,7 +62,7 @@ TEST(SimCard, WrongPins_CountDownToThePuk) {
     EXPECT_EQ(sim.reply("AT+CPWD=\"SC\",2222,3333"), OK);
 }
 
-TEST(SimCard, AttemptsOfItsOwn_AreReportedWhateverIsLeft) {
+TEST(SimCard, ConfiguredAttempts_AreReportedWhateverTheRealNumber) {
     cModemDriver counting(R"({"sim": {"lock": true, "pct_text": "10"}})");
     counting.reply("AT+CPIN=0000");
     EXPECT_EQ(counting.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n#PCT: 10\r\n\r\nOK\r\n");
@@ -110,7 +110,7 @@ TEST(SimCard, ThreeWrongPinsWhileReady_LockThePukAndEndService) {
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, NoCard_IsTold) {
+TEST(SimCard, NoCard_IsReported) {
     cModemDriver sim(R"({"sim": {"present": false}})");
     prepare(sim);
     EXPECT_EQ(sim.reply("AT#QSS?"), "\r\n#QSS: 0,0\r\n\r\nOK\r\n");

@@ -171,7 +171,7 @@ TEST(SimProgram, SaysReady_AndAnswersOnBothPorts) {
     close(gps);
 }
 
-TEST(SimProgram, OpenedAndClosedAgainAndAgain_KeepsAnswering) {
+TEST(SimProgram, OpenedAndClosedRepeatedly_KeepsAnswering) {
     cProgram program;
     program.said("ready");
     for (int i = 0; i < 20; ++i) {
@@ -181,7 +181,7 @@ TEST(SimProgram, OpenedAndClosedAgainAndAgain_KeepsAnswering) {
     }
 }
 
-TEST(SimProgram, WhatCameWhileThePortWasClosed_IsReadLater) {
+TEST(SimProgram, OutputWhileThePortWasClosed_IsReadLater) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program.order(R"({"op": "urc", "line": "RING"})").at("ok"), true);
@@ -212,7 +212,7 @@ TEST(SimProgram, SlowReader_GetsEveryByte) {
     close(fd);
 }
 
-TEST(SimProgram, NobodyReads_ItLivesOn) {
+TEST(SimProgram, NobodyReads_KeepsRunning) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());
@@ -264,7 +264,7 @@ TEST(SimProgram, ControlSocket_SurvivesBadInput) {
     EXPECT_EQ(program.order(R"({"op": "count"})").at("ok"), true);
 }
 
-TEST(SimProgram, Terminated_LeavesNothingBehindButTheLog) {
+TEST(SimProgram, Terminated_LeavesOnlyTheLog) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());

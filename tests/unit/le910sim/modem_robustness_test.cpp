@@ -96,7 +96,7 @@ TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
     EXPECT_FALSE(sim.modem.problems().empty());
 }
 
-TEST(SimRobustness, RandomScenarios_AreTakenOrRefusedWithAReason) {
+TEST(SimRobustness, RandomScenarios_AreAcceptedOrRefusedWithAReason) {
     std::mt19937 random(seed());
     SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
     const std::string scenario =

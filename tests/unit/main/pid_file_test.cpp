@@ -117,7 +117,7 @@ TEST(WritePidFile, PlaceOfTheFileIsAFifo_IsReplacedWithoutWaiting) {
     EXPECT_EQ(readFile(path), OWN_PID);
 }
 
-TEST(WritePidFile, PlaceOfTheFileIsALink_TargetStaysAsItIs) {
+TEST(WritePidFile, PlaceOfTheFileIsALink_TargetIsNotChanged) {
     const cTempFolder folder;
     writeFile(folder / "target", "precious");
     ASSERT_EQ(symlink((folder / "target").c_str(), (folder / "cellslotd.1.pid").c_str()), 0);
@@ -186,7 +186,7 @@ TEST(IsProcessRunning, NameAnywhereInFirstArgument_Matches) {
     EXPECT_FALSE(isProcessRunning(other.pid(), "cellslotd2"));
 }
 
-TEST(IsProcessRunning, NameBehindTheFirst255Bytes_DoesNotMatch) {
+TEST(IsProcessRunning, NameAfterTheFirst255Bytes_DoesNotMatch) {
     const cOtherProcess at246(std::string(246, 'x') + "cellslotd");
     EXPECT_TRUE(isProcessRunning(at246.pid(), "cellslotd"));
     const cOtherProcess at247(std::string(247, 'x') + "cellslotd");

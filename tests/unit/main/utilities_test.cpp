@@ -199,7 +199,7 @@ TEST(SleepMicroseconds, FunctionSet_IsCalledInsteadOfSleeping) {
     EXPECT_EQ(g_slept, 2000000000u);
 }
 
-TEST(SleepMicroseconds, NoFunctionSet_TheSystemSleepsSoLong) {
+TEST(SleepMicroseconds, NoFunctionSet_CallsTheSystemsSleep) {
     sleepMicroseconds(4000000010);
     EXPECT_EQ(g_systemSleep.clock, CLOCK_MONOTONIC);
     EXPECT_EQ(g_systemSleep.flags, 0);

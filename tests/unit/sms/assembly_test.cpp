@@ -40,7 +40,7 @@ TEST_F(SmsAssembly, Time_NoTimeStamps_IsThatOfTheFirstPart) {
     EXPECT_EQ(records[0].time, "time of a");
 }
 
-TEST_F(SmsAssembly, TwoOfThreeParts_TellsNotEnoughAndDeletesNothing) {
+TEST_F(SmsAssembly, TwoOfThreeParts_LogsNotEnoughAndDeletesNothing) {
     g_i_debugMode = eLOG_SMS;
     putPart("a", 7, 1, 3, "1", "a");
     putPart("b", 7, 2, 3, "1", "b");
@@ -78,7 +78,7 @@ TEST_F(SmsAssembly, DuplicatePartOfACompleteMessage_DoesNotHarmIt) {
 }
 
 // It stays until the daily clean-up and would be logged every five seconds.
-TEST_F(SmsAssembly, GroupThatCannotBeJoined_IsToldOnce) {
+TEST_F(SmsAssembly, GroupThatCannotBeJoined_IsLoggedOnce) {
     putInListingOrder({2, 2, 3}, 7, 3, "1");
     join();
     join();
@@ -117,7 +117,7 @@ TEST_F(SmsAssembly, LongestMessage_IsJoined) {
     EXPECT_EQ(records[0].message, sequence(255));
 }
 
-TEST_F(SmsAssembly, OrphanAsFirstFile_DoesNotBlockTheOthers) {
+TEST_F(SmsAssembly, IncompleteMessageListedFirst_DoesNotBlockTheOthers) {
     putInListingOrder({1, 1, 1, 1, 1, 1}, 9, 2, "1");
     const tNames order = listed();
     putPart(order[1], 7, 2, 2, "5", "B");
@@ -134,7 +134,7 @@ TEST_F(SmsAssembly, OrphanAsFirstFile_DoesNotBlockTheOthers) {
 }
 
 // It fits no group, because only the digits of a sender count.
-TEST_F(SmsAssembly, PartOfASenderWithoutDigits_IsHandedOverAsAMessage) {
+TEST_F(SmsAssembly, PartOfASenderWithoutDigits_IsDeliveredAsAMessage) {
     putPart("a", 7, 1, 3, "My/Bank", "first part");
     const std::vector<S_smsRecordRx> records = join();
     ASSERT_EQ(records.size(), 1U);
@@ -146,7 +146,7 @@ TEST_F(SmsAssembly, PartOfASenderWithoutDigits_IsHandedOverAsAMessage) {
     EXPECT_TRUE(names("recv_parts").empty());
 }
 
-TEST_F(SmsAssembly, PartsOfSendersWithoutDigits_ComeInTheOrderOfTheirNumbers) {
+TEST_F(SmsAssembly, PartsOfSendersWithoutDigits_AreDeliveredInTheOrderOfTheirNumbers) {
     const tNames places = putInListingOrder({4, 3, 2, 1, 4, 3, 2, 1}, 7, 4, "MyBank");
     const char* const texts[] = {"B4", "A3", "B2", "A1", "A4", "B3", "A2", "B1"};
     for (size_t i = 0; i < places.size(); ++i)
@@ -158,7 +158,7 @@ TEST_F(SmsAssembly, PartsOfSendersWithoutDigits_ComeInTheOrderOfTheirNumbers) {
     EXPECT_EQ(got, "A1 A2 A3 A4 B1 B2 B3 B4 ") << "the older message first";
 }
 
-TEST_F(SmsAssembly, HopelessGroup_WithANewFile_IsTriedAgain) {
+TEST_F(SmsAssembly, GroupThatCannotBeJoined_IsTriedAgainWithANewFile) {
     putInListingOrder({9, 9}, 8, 3, "5");
     putPart("x", 7, 2, 2, "1", "b");
     putPart("y", 7, 3, 2, "1", "b");
@@ -170,7 +170,7 @@ TEST_F(SmsAssembly, HopelessGroup_WithANewFile_IsTriedAgain) {
     EXPECT_EQ(join().size(), 1U);
 }
 
-TEST_F(SmsAssembly, SpoolCannotTakeTheMessage_KeepsThePartsAndTriesAgain) {
+TEST_F(SmsAssembly, MessageCannotBeWritten_PartsAreKeptAndTriedAgain) {
     putPart("a", 7, 1, 2, "1", "a");
     putPart("b", 7, 2, 2, "1", "b");
     putPart("c", 8, 1, 2, "1", "c");
@@ -197,7 +197,7 @@ void putHopelessGroups(const cSmsFixture& fixture) {
 
 }  // namespace
 
-TEST_F(SmsAssembly, PartsOfHopelessGroups_AreLookedAtOnceAfterTheFirstCheck) {
+TEST_F(SmsAssembly, PartsOfGroupsThatCannotBeJoined_AreReadOnceAfterTheFirstCheck) {
     putHopelessGroups(*this);
     const sEffort first = effortOfCheck();
     EXPECT_EQ(first.looks, 120U * 40U) << "each group is tried in a pass of its own";
@@ -208,7 +208,7 @@ TEST_F(SmsAssembly, PartsOfHopelessGroups_AreLookedAtOnceAfterTheFirstCheck) {
     EXPECT_EQ(names("recv_parts").size(), 120U);
 }
 
-TEST_F(SmsAssembly, Orphans_AreLookedAtOnce) {
+TEST_F(SmsAssembly, PartsWithoutTheRest_AreReadOncePerCheck) {
     for (int i = 0; i < 100; ++i)
         putPart("sms_msg." + std::to_string(i) + ".1.2.20200615-203205.1", i + 1, 1, 2,
                 "+1202555" + std::to_string(100 + i), "x");

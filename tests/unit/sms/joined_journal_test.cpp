@@ -15,7 +15,7 @@ TEST_F(SmsAssembly, Journal_HoldsTheMessageUntilItIsWritten) {
     EXPECT_EQ(contents("recv"), tNames{"FROM=1\nTIME=time of a\nMSG=x\ny"});
 }
 
-TEST_F(SmsAssembly, Journals_LeftBehind_AreTakenWithTheirParts) {
+TEST_F(SmsAssembly, JournalsOfAKilledDaemon_AreDeliveredAndTheirPartsRemoved) {
     putPart("b\nc", 7, 2, 2, "1", "y");
     S_smsRecordRx record = singleRecord("1", "x/y\nMSG=z");
     ASSERT_TRUE(writeJournal(record, {in("recv_parts", "a"), in("recv_parts", "b\nc")}, root));
@@ -34,7 +34,7 @@ TEST_F(SmsAssembly, Journals_LeftBehind_AreTakenWithTheirParts) {
     EXPECT_EQ(names("").size(), 6U) << "no journal is left";
 }
 
-TEST_F(SmsAssembly, Journals_LeftBehind_AreTakenInTheOrderTheyWereWritten) {
+TEST_F(SmsAssembly, JournalsOfAKilledDaemon_AreDeliveredInTheOrderOfTheirWriting) {
     std::string expected;
     for (int i = 1; i <= 12; ++i) {
         S_smsRecordRx record = singleRecord("MyBank", std::to_string(i) + " ");
@@ -49,7 +49,7 @@ TEST_F(SmsAssembly, Journals_LeftBehind_AreTakenInTheOrderTheyWereWritten) {
     EXPECT_EQ(got, expected);
 }
 
-TEST_F(SmsAssembly, Journal_OfAMessageThatArrived_IsOnlyRemoved) {
+TEST_F(SmsAssembly, JournalOfADeliveredMessage_IsOnlyRemoved) {
     S_smsRecordRx record = singleRecord("1", "text");
     tSmsQueue queue = queueOf({record});
     writeSmsMessages(queue, root);

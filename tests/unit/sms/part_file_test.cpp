@@ -28,7 +28,7 @@ class cNoFiles {
 
 }  // namespace
 
-TEST_F(SmsAssembly, MissingFields_DeleteTheFileAndAreTold) {
+TEST_F(SmsAssembly, MissingFields_DeleteTheFileAndAreLogged) {
     const char* const lines[] = {"MSG_ID=7\n", "MSG_PART_NUMBER=1\n", "MSG_PART_TOTAL=2\n",
                                  "FROM=123\n"};
     const char* const keys[] = {"MSG_ID", "MSG_PART_NUMBER", "MSG_PART_TOTAL", "FROM"};
@@ -104,7 +104,7 @@ TEST_F(SmsAssembly, PartThatCannotBeRead_StaysAndIsReadTheNextTime) {
     EXPECT_EQ(records[0].message, "ab");
 }
 
-TEST_F(SmsAssembly, NotARegularFile_IsNeitherReadNorWaitedFor) {
+TEST_F(SmsAssembly, NotARegularFile_IsNotReadAndDoesNotBlock) {
     const std::string outside = folder / "outside";
     writeFile(outside, "FROM=1\nMSG_ID=7\nMSG_PART_NUMBER=1\nMSG_PART_TOTAL=1\nMSG=secret");
     std::filesystem::create_symlink(outside, in("recv_parts", "link"));
@@ -163,7 +163,7 @@ TEST_F(SmsAssembly, UnchangedFile_IsNotReadAgain) {
         << "same inode, size and time of change";
 }
 
-TEST_F(SmsAssembly, FileThatWasAwayForACheck_IsReadAgain) {
+TEST_F(SmsAssembly, FileThatWasMissingInOneCheck_IsReadAgain) {
     const std::string path = putPart("a", 7, 1, 2, "1", "aaaa");
     putPart("other", 8, 1, 2, "1", "x");
     setFileTime(path, START_S);

@@ -84,7 +84,7 @@ TEST_F(SmsAssembly, SecondMessageOfOneReference_WaitsForItsOwnParts) {
 
 // A network repeats a part after its message was joined, and later the sender uses the same
 // reference again.
-TEST_F(SmsAssembly, PartLeftFromLongAgo_IsNotJoinedWithAMessageThatIsWhole) {
+TEST_F(SmsAssembly, OldPart_IsNotJoinedWithACompleteMessage) {
     putPart("a2", 7, 2, 2, "1", "A2", "10000");
     putPart("b2", 7, 2, 2, "1", "B2", "50000");
     putPart("b1", 7, 1, 2, "1", "B1", "50000");
@@ -94,7 +94,7 @@ TEST_F(SmsAssembly, PartLeftFromLongAgo_IsNotJoinedWithAMessageThatIsWhole) {
     EXPECT_EQ(names("recv_parts"), tNames{"a2"});
 }
 
-TEST_F(SmsAssembly, PartLeftFromJustOverAnHour_IsNotJoinedWithAMessageThatIsWhole) {
+TEST_F(SmsAssembly, PartJustOverAnHourOld_IsNotJoinedWithACompleteMessage) {
     putPart("a2", 7, 2, 2, "1", "A2", "10000");
     putPart("b2", 7, 2, 2, "1", "B2", "13601");
     putPart("b1", 7, 1, 2, "1", "B1", "13601");
@@ -102,7 +102,7 @@ TEST_F(SmsAssembly, PartLeftFromJustOverAnHour_IsNotJoinedWithAMessageThatIsWhol
     EXPECT_EQ(names("recv_parts"), tNames{"a2"});
 }
 
-TEST_F(SmsAssembly, PartsOfSeveralDays_TheWholeMessageIsJoinedFirstAndTheOthersAfterIt) {
+TEST_F(SmsAssembly, PartsOfSeveralDays_CompleteMessageIsJoinedFirstThenTheOthers) {
     const tNames places = putInListingOrder({1, 1, 1, 1, 1, 1}, 7, 3, "1");
     const char* const texts[] = {"C3", "B2", "A1", "B3", "A2", "B1"};
     for (size_t i = 0; i < places.size(); ++i)
@@ -162,7 +162,7 @@ TEST_F(SmsAssembly, TwoLongMessagesOfOneReferenceInReverse_AreJoined) {
     EXPECT_EQ(records[1].message, sequence(10));
 }
 
-TEST_F(SmsAssembly, PartNumberBeyondTheTotal_IsNoPieceOfTheMessage) {
+TEST_F(SmsAssembly, PartNumberBeyondTheTotal_IsNotPartOfTheMessage) {
     putInListingOrder({9, 2, 1}, 7, 2, "1");
     const std::vector<S_smsRecordRx> records = join();
     ASSERT_EQ(records.size(), 1U);
@@ -187,7 +187,7 @@ TEST_F(SmsAssembly, OneReferenceOfTwoSendersWithoutDigits_AreTwoMessages) {
     EXPECT_EQ(got, "A1 A2 B1 B2 ");
 }
 
-TEST_F(SmsAssembly, TwoMessagesOfOneReferenceWithoutDigits_ComeOneAfterTheOther) {
+TEST_F(SmsAssembly, TwoMessagesOfOneReferenceWithoutDigits_AreDeliveredOneAfterTheOther) {
     const tNames places = putInListingOrder({1, 1, 1, 1}, 7, 2, "MyBank");
     const char* const texts[] = {"B2", "A1", "A2", "B1"};
     for (size_t i = 0; i < places.size(); ++i)

@@ -44,7 +44,7 @@ class SmsKill : public cSmsFixture {
 
 }  // namespace
 
-TEST_F(SmsKill, WhileAMessageIsJoined_ItIsThereExactlyOnceAfterwards) {
+TEST_F(SmsKill, KilledWhileAMessageIsJoined_MessageExistsExactlyOnce) {
     int calls = 0;
     for (bool killed = true; killed;) {
         renew();
@@ -67,7 +67,7 @@ TEST_F(SmsKill, WhileAMessageIsJoined_ItIsThereExactlyOnceAfterwards) {
     EXPECT_GT(calls, 20) << "the work was seen call by call";
 }
 
-TEST_F(SmsKill, WhileTwoMessagesOfOneReferenceAreJoined_BothAreThereExactlyOnceAfterwards) {
+TEST_F(SmsKill, KilledWhileTwoMessagesOfOneReferenceAreJoined_BothExistExactlyOnce) {
     int calls = 0;
     for (bool killed = true; killed;) {
         renew();
@@ -93,7 +93,7 @@ TEST_F(SmsKill, WhileTwoMessagesOfOneReferenceAreJoined_BothAreThereExactlyOnceA
     EXPECT_GT(calls, 20) << "the work was seen call by call";
 }
 
-TEST_F(SmsKill, WhileAListingIsWritten_EveryMessageIsThereAfterwards) {
+TEST_F(SmsKill, KilledWhileAListingIsWritten_EveryMessageExists) {
     const tNames pdus = {deliverPdu("22255", "single"), deliverPdu("22255", "a", 7, 1, 2),
                          deliverPdu("22255", "b", 7, 2, 2)};
     const tNames expected = {"FROM=22255\nTIME=2020-06-15 20:32:05\nMSG=ab",

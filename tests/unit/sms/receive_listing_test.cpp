@@ -55,14 +55,14 @@ TEST(SmsUserData, EightBit_AboveAscii_BecomesQuestionMarks) {
               std::string("A~???\n\0z", 8));
 }
 
-TEST(SmsUserData, Unpacked_IsTakenUpToItsEnd) {
+TEST(SmsUserData, UnpackedText_IsReadToItsEnd) {
     EXPECT_EQ(textOf(decoded(SMS_CODING_TEXT, "caf\xc3\xa9 @")), "caf\xc3\xa9 @");
     EXPECT_EQ(textOf(decoded(SMS_CODING_TEXT, {"ab\0cd", 5})), "ab");
     EXPECT_EQ(textOf(decoded(SMS_CODING_TEXT, std::string(1000, 'x'))).size(), 321U);
     EXPECT_EQ(textOf(decoded(1, "any other")), "any other");
 }
 
-TEST(SmsUserData, Length_IsNotBelievedBeyondTheData) {
+TEST(SmsUserData, LengthBeyondTheData_IsLimitedToTheData) {
     sms_t sms = decoded(SMS_CODING_TEXT, "abc");
     sms.userDataLength = 100;
     EXPECT_EQ(textOf(sms), "abc");
@@ -74,7 +74,7 @@ TEST(SmsUserData, Length_IsNotBelievedBeyondTheData) {
         EXPECT_EQ(textOf(decoded(coding, "")), "");
 }
 
-TEST_F(SmsListing, TwoMessages_AreBothTaken) {
+TEST_F(SmsListing, TwoMessages_AreBothRead) {
     const std::vector<S_smsRecordRx> records =
         parse("AT+CMGL=0\r" + listing({pdu, deliverPdu("MyBank", "part", 5, 2, 3)}));
     ASSERT_EQ(records.size(), 2U);
@@ -134,7 +134,7 @@ TEST_F(SmsListing, Length_LongerThanThePdu_IsRefused) {
 }
 
 // The deletion removes everything that was listed.
-TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
+TEST_F(SmsListing, UnreadableMessage_IsLoggedWithItsLines) {
     const auto timesLogged = [](const std::string& line) {
         return logCount("SMS listing, not understood: " + line);
     };
@@ -153,19 +153,19 @@ TEST_F(SmsListing, NotUnderstood_IsToldWithItsLines) {
 }
 
 // A quote within the name: commas after it still separate fields.
-TEST_F(SmsListing, NameWithAnOddQuote_IsTaken) {
+TEST_F(SmsListing, NameWithAnOddQuote_IsRead) {
     EXPECT_EQ(parseBehind("+CMGL: 1,0,\"5\" TV\",24").size(), 1U);
     EXPECT_EQ(parseBehind("+CMGL: 1,0,\"Doe,24").size(), 1U);
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST_F(SmsListing, NameLikeAnAnswer_IsTaken) {
+TEST_F(SmsListing, NameThatLooksLikeAnAnswer_IsRead) {
     for (const char* name : {"OK", "ERROR", "+CMGL: 2,0,", "+CME ERROR: 3", ",,,"})
         EXPECT_EQ(parseBehind("+CMGL: 1,0,\"" + std::string(name) + "\",24").size(), 1U) << name;
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST_F(SmsListing, PduDamagedOnItsWay_IsToldWithItsHeader) {
+TEST_F(SmsListing, DamagedPdu_IsLoggedWithItsHeader) {
     std::string damaged = pdu;
     damaged[10] = 'x';
     damaged += "\x07";
@@ -180,13 +180,13 @@ TEST_F(SmsListing, PduDamagedOnItsWay_IsToldWithItsHeader) {
     EXPECT_EQ(capturedLog().size(), 2U);
 }
 
-TEST_F(SmsListing, HeaderWithoutItsPdu_IsTold) {
+TEST_F(SmsListing, HeaderWithoutItsPdu_IsLogged) {
     const std::string header = "+CMGL: 1,0,\"\"," + length;
     EXPECT_TRUE(parse(header + "\r\n\r\nOK\r\n").empty());
     EXPECT_EQ(capturedLog(), tNames{"SMS listing, not understood: " + header});
 }
 
-TEST_F(SmsListing, InTextMode_EveryLineIsTold) {
+TEST_F(SmsListing, InTextMode_EveryLineIsLogged) {
     const std::string header = "+CMGL: 1,\"REC UNREAD\",\"+12025550123\",,\"20/06/15,20:32:05-24\"";
     EXPECT_TRUE(parse(header + "\r\nHello, world\r\nsecond\r\n\r\nOK\r\n").empty());
     EXPECT_EQ(capturedLog(), (tNames{"SMS listing, not understood: " + header,
@@ -194,7 +194,7 @@ TEST_F(SmsListing, InTextMode_EveryLineIsTold) {
                                      "SMS listing, not understood: second"}));
 }
 
-TEST_F(SmsListing, WhatIsToldIsBounded) {
+TEST_F(SmsListing, LoggedTextIsBounded) {
     std::string response = "+CMGL: 1," + std::string(5000, 'x') + "\r\n";
     for (int i = 0; i < 100; ++i)
         response += std::string(5000, 'y') + "\r\n";
@@ -204,7 +204,7 @@ TEST_F(SmsListing, WhatIsToldIsBounded) {
         EXPECT_LE(line.size(), 1100U);
 }
 
-TEST_F(SmsListing, UnsolicitedLineBetweenHeaderAndPdu_IsNotTold) {
+TEST_F(SmsListing, UnsolicitedLineBetweenHeaderAndPdu_IsNotLogged) {
     EXPECT_EQ(parse("RING\r\n+CMGL: 1,0,\"\"," + length + "\r\n+CREG: 1\r\n" + pdu +
                     "\r\nRING\r\n\r\nOK\r\n")
                   .size(),
@@ -212,7 +212,7 @@ TEST_F(SmsListing, UnsolicitedLineBetweenHeaderAndPdu_IsNotTold) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST_F(SmsListing, MarkStaysUntilTheNextHeader) {
+TEST_F(SmsListing, Header_AppliesUntilTheNextHeader) {
     EXPECT_EQ(
         parse("+CMGL: 1,0,\"\"," + length + "\r\n+CREG: 1\r\n" + pdu + "\r\n" + pdu + "\r\nOK\r\n")
             .size(),
@@ -226,7 +226,7 @@ TEST_F(SmsListing, MarkStaysUntilTheNextHeader) {
         << "one that is not used does not count";
 }
 
-TEST_F(SmsListing, LineBeforeAnyHeader_IsTold) {
+TEST_F(SmsListing, LineBeforeAnyHeader_IsLogged) {
     g_i_debugMode = eLOG_SMS;
     EXPECT_TRUE(parse(pdu + "\r\nOK\r\n").empty());
     EXPECT_TRUE(logContains("SMS start (+CMGL:) not found yet"));
@@ -245,12 +245,12 @@ TEST_F(SmsListing, DebugMaskOfTheCodec_ShowsWhatWasDecoded) {
     EXPECT_NE(shown.find("3GPP2 PDU refused: " + pdu), std::string::npos);
 }
 
-TEST_F(SmsListing, NotDecodable3gpp2_IsTold) {
+TEST_F(SmsListing, NotDecodable3gpp2_IsLogged) {
     EXPECT_TRUE(parse(listing({pdu}), eSMS_3GPP2).empty());
     EXPECT_EQ(logCount("Error: Unable to decode SMS PDU message (3GPP2)"), 1U);
 }
 
-TEST_F(SmsListing, Decoded3gpp2_IsTaken) {
+TEST_F(SmsListing, Decoded3gpp2_IsRead) {
     sTest3gpp2 message;
     message.address = hexOfBits("00" + bitsOf(5, 8) + "00010010001101000101");  // 12345
     message.userData = userData3gpp2(2, 7, {'H', 'i'});                         // 7-bit ASCII
@@ -265,7 +265,7 @@ TEST_F(SmsListing, Decoded3gpp2_IsTaken) {
     EXPECT_EQ(records[0].time, "2003-06-22 10:15:30");
 }
 
-TEST_F(SmsListing, TorturedListing_GivesNothingWrong) {
+TEST_F(SmsListing, DamagedListings_GiveNoInvalidMessage) {
     tortureReply(listing({pdu}), [&](const std::string& reply) {
         for (const S_smsRecordRx& record : parse(reply)) {
             EXPECT_LE(record.message.size(), 512U);

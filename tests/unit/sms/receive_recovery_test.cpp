@@ -53,7 +53,7 @@ TEST_F(SmsReceive, Recovery_MessageWrittenBeforeTheKill_IsNotWrittenAgain) {
     EXPECT_EQ(contents("recv"), tNames{file("22255", "alarm")});
 }
 
-TEST_F(SmsReceive, Recovery_TimesOut_KeepsWhatIsThereAndTheMarker) {
+TEST_F(SmsReceive, Recovery_TimesOut_KeepsMessagesAndMarker) {
     leaveMarker();
     const std::string fresh = deliverPdu("22255", "fresh");
     port.answer(OK_REPLY).answer(listing({fresh})).silence();
@@ -94,7 +94,7 @@ TEST_F(SmsReceive, Recovery_WithoutTheMessageThatCouldNotBeWritten_KeepsTheMarke
     EXPECT_TRUE(isListingOpen(root));
 }
 
-TEST_F(SmsReceive, Recovery_IsToldOnceUntilItSucceeded) {
+TEST_F(SmsReceive, Recovery_IsLoggedOnceUntilItSucceeded) {
     const std::string logLine =
         "A listing of SMS messages did not end well, listing the read ones as well";
     for (int outage = 1; outage <= 2; ++outage) {

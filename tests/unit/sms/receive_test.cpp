@@ -94,7 +94,7 @@ TEST_F(SmsReceive, ThreePartsInOneListing_AreJoinedAndAllCounted) {
     EXPECT_EQ(device.modem.i_sms_received, 4U) << "three parts and the message";
 }
 
-TEST_F(SmsReceive, PartsInSeveralChecks_AreJoinedWhenTheLastCame) {
+TEST_F(SmsReceive, PartsInSeveralChecks_AreJoinedAfterTheLastOne) {
     receive({deliverPdu("+12025550123", "b", 7, 2, 2)});
     EXPECT_TRUE(names("recv").empty());
     receive({deliverPdu("+12025550199", "x", 7, 1, 2)});
@@ -104,7 +104,7 @@ TEST_F(SmsReceive, PartsInSeveralChecks_AreJoinedWhenTheLastCame) {
     EXPECT_EQ(names("recv_parts").size(), 1U);
 }
 
-TEST_F(SmsReceive, PartsThatAreThereAlready_AreJoinedWithoutAnyMessage) {
+TEST_F(SmsReceive, CompletePartsInTheSpool_AreJoinedWithoutANewMessage) {
     putPart("a", 7, 1, 2, "1", "a");
     putPart("b", 7, 2, 2, "1", "b");
     receive({});
@@ -171,7 +171,7 @@ TEST_F(SmsReceive, TwoMessagesOfOneReferenceInOneSecond_BothArrive) {
     EXPECT_EQ(contents("recv"), (tNames{file("22255", "A1A2"), file("22255", "B1B2")}));
 }
 
-TEST_F(SmsReceive, PartThatComesAgainWhileItWaits_IsOnePart) {
+TEST_F(SmsReceive, PartReceivedTwiceWhileItWaits_IsOnePart) {
     receive({deliverPdu("22255", "a", 7, 1, 2)});
     receive({deliverPdu("22255", "a", 7, 1, 2)});
     EXPECT_EQ(names("recv_parts").size(), 1U);
@@ -181,7 +181,7 @@ TEST_F(SmsReceive, PartThatComesAgainWhileItWaits_IsOnePart) {
     EXPECT_TRUE(names("recv_parts").empty());
 }
 
-TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneGoes) {
+TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneIsRemoved) {
     receive({deliverPdu("+12025550123", "a", 7, 1, 2)});
     const std::string older = in("recv_parts", names("recv_parts")[0]);
     setFileTime(older, wallClockNow().tv_sec + 1000000000);
@@ -190,21 +190,21 @@ TEST_F(SmsReceive, DuplicatePartAfterTheClockWentBack_OlderOneGoes) {
     EXPECT_FALSE(fileExists(older));
 }
 
-TEST_F(SmsReceive, SingleAndJoinedOfOneSender_DoNotMeetInOneName) {
+TEST_F(SmsReceive, SingleAndJoinedMessageOfOneSender_HaveDifferentNames) {
     EXPECT_EQ(receive({deliverPdu("22255", "single"), deliverPdu("22255", "a", 7, 1, 2),
                        deliverPdu("22255", "b", 7, 2, 2)}),
               eSUCCESS);
     EXPECT_EQ(contents("recv"), (tNames{file("22255", "ab"), file("22255", "single")}));
 }
 
-TEST_F(SmsReceive, LongMessageOfANamedSender_IsNotThrownAway) {
+TEST_F(SmsReceive, LongMessageOfANamedSender_IsNotLost) {
     receive({deliverPdu("MyBank", "one", 7, 1, 2), deliverPdu("MyBank", "two", 7, 2, 2)});
     EXPECT_EQ(contents("recv"), (tNames{file("MyBank", "one"), file("MyBank", "two")}));
     EXPECT_TRUE(names("recv_parts").empty());
     EXPECT_EQ(names("").size(), 6U);
 }
 
-TEST_F(SmsReceive, LongMessageOfANamedSender_ComesInTheOrderOfItsNumbers) {
+TEST_F(SmsReceive, LongMessageOfANamedSender_IsDeliveredInTheOrderOfItsNumbers) {
     receive({deliverPdu("MyBank", "four", 7, 4, 4), deliverPdu("MyBank", "three", 7, 3, 4),
              deliverPdu("MyBank", "two", 7, 2, 4), deliverPdu("MyBank", "one", 7, 1, 4)});
     tNames texts;
@@ -256,7 +256,7 @@ TEST_F(SmsReceive, MessageThatCannotBeWritten_StaysOnTheModemUntilItCan) {
     EXPECT_FALSE(isListingOpen(root));
 }
 
-TEST_F(SmsReceive, SpoolIsDeletedWhileAMessageIsHeld_MessageComesNevertheless) {
+TEST_F(SmsReceive, SpoolIsDeletedWhileAMessageWaits_MessageIsStillDelivered) {
     std::filesystem::remove(root + "/recv");
     writeFile(root + "/recv", "in the way");
     const std::string pdu = deliverPdu("22255", "precious");
@@ -271,7 +271,7 @@ TEST_F(SmsReceive, SpoolIsDeletedWhileAMessageIsHeld_MessageComesNevertheless) {
     EXPECT_FALSE(isListingOpen(root));
 }
 
-TEST_F(SmsReceive, JoinedMessageThatCannotBeWritten_ComesWithALaterCheck) {
+TEST_F(SmsReceive, JoinedMessageThatCannotBeWritten_IsDeliveredByALaterCheck) {
     putPart("a", 7, 1, 2, "1", "a");
     putPart("b", 7, 2, 2, "1", "b");
     std::filesystem::remove(root + "/recv");

@@ -21,7 +21,7 @@ TEST_F(SmsAssembly, RepeatedParts_TheNewestStays) {
     EXPECT_EQ(names("recv_parts"), (tNames{"new", "other", "two"})) << "just written is newer";
 }
 
-TEST_F(SmsAssembly, RepeatedParts_OnlyEqualOnesAre) {
+TEST_F(SmsAssembly, RepeatedParts_OnlyEqualPartsCount) {
     putPart("a", 7, 1, 2, "+1", "text");
     putPart("other text", 7, 1, 2, "+1", "Text");
     putPart("other time", 7, 1, 2, "+1", "text", "1592253126");
@@ -32,7 +32,7 @@ TEST_F(SmsAssembly, RepeatedParts_OnlyEqualOnesAre) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST_F(SmsAssembly, RepeatedParts_OfMessagesThatNothingWasWrittenOf_AreLeftAlone) {
+TEST_F(SmsAssembly, RepeatedParts_OfMessagesWithoutANewPart_AreNotTouched) {
     for (const char* name : {"a", "b"})
         putPart(name, 7, 1, 2, "+1", "text");
     for (const char* name : {"c", "d"})

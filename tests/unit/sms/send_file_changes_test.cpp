@@ -96,7 +96,7 @@ TEST_F(SmsSendMeanwhile, FileChangedInPlaceWhileItFails_IsGivenUpAfterThreeAttem
 }
 
 // Some file systems give the inode number of a deleted file to the next one.
-TEST_F(SmsSendMeanwhile, FileDeletedAndWrittenAnewWhileItIsSent_IsANewMessage) {
+TEST_F(SmsSendMeanwhile, FileDeletedAndWrittenAgainWhileItIsSent_IsANewMessage) {
     putSend("alarm", "first");
     bool replaced = false;
     port.onTurn([&] {
@@ -112,7 +112,7 @@ TEST_F(SmsSendMeanwhile, FileDeletedAndWrittenAnewWhileItIsSent_IsANewMessage) {
     EXPECT_TRUE(names("send").empty());
 }
 
-TEST_F(SmsSendMeanwhile, FileTakenBackWhileItIsSent_LeavesNothing) {
+TEST_F(SmsSendMeanwhile, FileDeletedWhileItIsSent_LeavesNothing) {
     putSend("alarm", "once");
     port.onTurn([&] { std::filesystem::remove(in("send", "alarm")); });
     EXPECT_EQ(check(), eSUCCESS);
@@ -132,7 +132,7 @@ TEST_F(SmsSendMeanwhile, FileReplacedJustBeforeItIsRead_IsSentOnce) {
     EXPECT_EQ(sentTexts(), tNames{"second"});
 }
 
-TEST_F(SmsSendMeanwhile, FileThatGetsOtherRightsWhileItIsSent_IsSentOnce) {
+TEST_F(SmsSendMeanwhile, FileWhoseModeChangesWhileItIsSent_IsSentOnce) {
     putSend("alarm", "once");
     port.onTurn([&] {
         if (port.modem().commands().size() == 2) chmod(in("send", "alarm").c_str(), 0440);

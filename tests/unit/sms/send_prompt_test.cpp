@@ -38,7 +38,7 @@ TEST_F(SmsSend, Prompt_IsMarkedWhileItMayBeOpen) {
     EXPECT_EQ(port.commands().back().back(), '\x1a') << "nothing is sent without a reason";
 }
 
-TEST_F(SmsSend, PromptThatAKillLeftOpen_IsEndedOnce) {
+TEST_F(SmsSend, PromptOpenAfterAKill_IsEndedOnce) {
     const std::string marker = root + "/.cellslot-prompt.1";
     writeFile(marker, "");
     initSMS(root);
@@ -49,7 +49,7 @@ TEST_F(SmsSend, PromptThatAKillLeftOpen_IsEndedOnce) {
     EXPECT_FALSE(fileExists(marker));
 }
 
-TEST_F(SmsSend, PromptThatCannotBeEndedYet_IsEndedOverTheNextPort) {
+TEST_F(SmsSend, PromptThatCannotBeEndedYet_IsEndedOnTheNextPort) {
     writeFile(root + "/.cellslot-prompt.1", "");
     initSMS(root);
     endLeftPrompt(-1);
@@ -152,7 +152,7 @@ TEST_F(SmsSendText, Message_IsSentInTextMode) {
     EXPECT_EQ(names("send_ok").size(), 1U);
 }
 
-TEST_F(SmsSendText, PromptBreakers_BecomeQuestionMarks) {
+TEST_F(SmsSendText, CharactersThatEndThePrompt_BecomeQuestionMarks) {
     putSend("file", std::string("a\x1a") + "AT+CFUN=0\rb\x1b\x08\t\x7f" + "end");
     modemSendsText();
     EXPECT_EQ(check(), eSUCCESS);
@@ -162,7 +162,7 @@ TEST_F(SmsSendText, PromptBreakers_BecomeQuestionMarks) {
                   CTRL_Z);
 }
 
-TEST_F(SmsSendText, DirectCall_KeepsThePromptToo) {
+TEST_F(SmsSendText, DirectCall_ReplacesCharactersThatEndThePrompt) {
     port.answer(PROMPT).answer(SENT);
     EXPECT_EQ(sendSmsText(port.handle(), "12345", "x\x1aY"), ePORT_OK);
     EXPECT_EQ(port.commands(), (tNames{"AT+CMGS=\"12345\"", "x?Y" + CTRL_Z}));

@@ -35,7 +35,7 @@ TEST_F(SmsSend, NumberWithoutPlus_IsOfUnknownType) {
     EXPECT_EQ(port.commands().back(), "0001000B812120550521F3000005C8329BFD06" + CTRL_Z);
 }
 
-TEST_F(SmsSend, PduModeRefusedOrNotAnswered_SendsAllTheSame) {
+TEST_F(SmsSend, PduModeRefusedOrNotAnswered_SendsAnyway) {
     for (const char* answer : {ERROR_REPLY, ""}) {
         putSend("file", "Hello");
         port.answer(answer).answer(PROMPT).answer(SENT);
@@ -50,7 +50,7 @@ TEST_F(SmsSend, PduSteps_HaveTheirTimes) {
     EXPECT_GE(port.elapsedMs(), 60000U) << "a second for the prompt, and the answer";
 }
 
-TEST_F(SmsSend, ThreeFiles_AreSentLastEntryFirstOnePerCall) {
+TEST_F(SmsSend, ThreeFiles_AreSentOnePerCallBeginningWithTheLastEntry) {
     for (const char* name : {"a", "b", "c"})
         putSend(name, name);
     for (int i = 0; i < 3; ++i) {
@@ -131,7 +131,7 @@ TEST_F(SmsSend, ThirdFailure_MovesTheFileAndCountsOnce) {
     EXPECT_EQ(names("send"), tNames{"file"}) << "another file, with attempts of its own";
 }
 
-TEST_F(SmsSend, InvalidFile_EndsTheAttemptsOfItsName) {
+TEST_F(SmsSend, InvalidFile_ResetsTheAttemptsOfItsName) {
     putSend("file", "Hello");
     checkRefused();
     checkRefused();
@@ -142,7 +142,7 @@ TEST_F(SmsSend, InvalidFile_EndsTheAttemptsOfItsName) {
     EXPECT_EQ(names("send"), tNames{"file"});
 }
 
-TEST_F(SmsSend, FileThatCannotBeDeleted_HoldsNobodyUp) {
+TEST_F(SmsSend, FileThatCannotBeDeleted_DoesNotBlockOthers) {
     writeFile(in("send", "file"), "nothing");
     const cNoUnlink readOnly;
     EXPECT_EQ(check(), eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE);
@@ -167,7 +167,7 @@ TEST_F(SmsSend, FailureCount_BelongsToTheFileLastRead) {
     EXPECT_EQ(logCount("Send #1 Failed: TO=12025550123, MSG=Hello (truncated)"), 2U);
 }
 
-TEST_F(SmsSend, AnotherFileLast_HasItsOwnAttempts) {
+TEST_F(SmsSend, AnotherFile_HasItsOwnAttempts) {
     putSend("a", "Hello");
     putSend("b", "Hello");
     const std::string first = lastListed();
@@ -208,7 +208,7 @@ TEST_F(SmsSend, InvalidFile_IsDeletedAtOnce) {
     EXPECT_TRUE(port.commands().empty());
 }
 
-TEST_F(SmsSend, NumberThatNoNetworkTakes_IsGivenUpAfterThreeAttempts) {
+TEST_F(SmsSend, NumberThatNoNetworkAccepts_IsGivenUpAfterThreeAttempts) {
     writeFile(in("send", "file"), "TO=" + std::string(50, '7') + "\nMSG=x");
     for (int i = 0; i < 3; ++i) {
         port.answer(OK_REPLY);
@@ -219,7 +219,7 @@ TEST_F(SmsSend, NumberThatNoNetworkTakes_IsGivenUpAfterThreeAttempts) {
     EXPECT_EQ(names("send_fail").size(), 1U);
 }
 
-TEST_F(SmsSend, FolderMissing_IsToldOnceAndGives402) {
+TEST_F(SmsSend, FolderMissing_IsLoggedOnceAndGives402) {
     std::filesystem::remove_all(in("send"));
     const auto failing = [&] { EXPECT_EQ(check(), eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE); };
     inPass(eWORK_SMS, failing);
@@ -234,7 +234,7 @@ TEST_F(SmsSend, FolderMissing_IsToldOnceAndGives402) {
     EXPECT_EQ(logCount(logLine), 2U) << "and again the next time";
 }
 
-TEST_F(SmsSend, WhatIsNoFile_IsPassedOver) {
+TEST_F(SmsSend, NotARegularFile_IsSkipped) {
     std::filesystem::create_directory(in("send", "folder"));
     ASSERT_EQ(mkfifo(in("send", "fifo").c_str(), 0600), 0);
     writeFile(folder / "outside", "TO=12345\nMSG=secret");
@@ -254,7 +254,7 @@ TEST_F(SmsSend, TemporaryFile_IsNoMessageYet) {
 }
 
 // The daemon of another slot shares the spool.
-TEST_F(SmsSend, FileThatAnotherDaemonSends_IsLeftToIt) {
+TEST_F(SmsSend, FileThatAnotherDaemonSends_IsSkipped) {
     putSend("file", "Hello");
     const int other = open(in("send", "file").c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
@@ -266,7 +266,7 @@ TEST_F(SmsSend, FileThatAnotherDaemonSends_IsLeftToIt) {
     EXPECT_TRUE(names("send").empty());
 }
 
-TEST_F(SmsSend, FolderForSentFilesIsALink_FileGoesAndNothingIsPutThere) {
+TEST_F(SmsSend, FolderForSentFilesIsALink_FileIsDeletedAndNothingIsWrittenThere) {
     const std::string outside = folder / "outside";
     std::filesystem::create_directory(outside);
     for (const char* name : {"file", "not safe for a shell"}) {
@@ -328,7 +328,7 @@ TEST_F(SmsSend, HostileNames_AreMovedAndNeverExecuted) {
         EXPECT_EQ(line.find('\n'), std::string::npos) << line;
 }
 
-TEST_F(SmsSend, HostileNames_ThatFail_EndInSendFail) {
+TEST_F(SmsSend, HostileNamesWhoseMessageFails_EndInSendFail) {
     putSend("$(touch pwned) ;", "Hello");
     for (int i = 0; i < 3; ++i)
         checkRefused();

@@ -43,7 +43,7 @@ TEST_F(SmsCheck, Usual_ReceivesDeletesSendsDeletes) {
     EXPECT_EQ(names("send_ok").size(), 1U);
 }
 
-TEST_F(SmsCheck, AtMostEveryFiveSeconds) {
+TEST_F(SmsCheck, SecondCheckWithinFiveSeconds_DoesNothing) {
     for (int i = 0; i < 4; ++i)
         port.answer(OK_REPLY);
     EXPECT_EQ(check(), eSUCCESS);
@@ -53,7 +53,7 @@ TEST_F(SmsCheck, AtMostEveryFiveSeconds) {
     EXPECT_TRUE(g_Cp_CheckSMS->IsTimerRunning());
 }
 
-TEST_F(SmsCheck, NotRegistered_Gives201AndStillMakesTheTree) {
+TEST_F(SmsCheck, NotRegistered_Gives201AndStillMakesTheFolders) {
     device.network.b_registered = false;
     std::filesystem::remove_all(root);
     EXPECT_EQ(check(), eERROR_DEVICE_NETWORK_NOT_REGISTERED);
@@ -103,12 +103,12 @@ TEST_F(SmsCheck, SendTimesOut_SkipsTheSecondDeletion) {
     EXPECT_EQ(port.commands().back(), "\x1b");
 }
 
-TEST_F(SmsCheck, SecondDeletion_IsNotLookedAt) {
+TEST_F(SmsCheck, ResultOfTheSecondDeletion_IsIgnored) {
     port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY).silence();
     EXPECT_EQ(check(), eSUCCESS);
 }
 
-TEST_F(SmsCheck, OtherSendResults_AreNotPassedUp) {
+TEST_F(SmsCheck, OtherSendResults_DoNotChangeTheResult) {
     writeFile(in("send", "file"), "nothing");
     for (int i = 0; i < 4; ++i)
         port.answer(OK_REPLY);
@@ -155,7 +155,7 @@ TEST_F(SmsCheck, SpoolCannotBeWritten_DeletesNothing) {
 }
 
 // The same text in the same second at the same index of the modem is still another message.
-TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsNotTakenForTheOldOne) {
+TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsANewMessage) {
     const std::string pdu = deliverPdu("22255", "alarm");
     port.answer(OK_REPLY).answer(listing({pdu})).answer(OK_REPLY).answer(OK_REPLY);
     EXPECT_EQ(check(), eSUCCESS);
@@ -170,7 +170,7 @@ TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsNotTakenForTheOldOne) {
     EXPECT_EQ(names("recv").size(), 1U);
 }
 
-TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
+TEST_F(SmsInit, Init_StartsTheTimersAndMakesTheFolders) {
     std::filesystem::remove_all(root);
     g_Cp_DelaySendSMS->Start();
     initSMS(root);
@@ -183,7 +183,7 @@ TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
 }
 
 // A folder that is a separate file system has its own temporary files.
-TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
+TEST_F(SmsInit, TemporaryFilesOfAKilledDaemon_AreRemovedFromEveryFolder) {
     const char* const dirs[] = {"",     "recv",      "recv_parts", "recv_post",
                                 "send", "send_fail", "send_ok"};
     for (const char* dir : dirs) {
@@ -200,7 +200,7 @@ TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
     EXPECT_TRUE(fileExists(in("send", ".hidden")));
 }
 
-TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
+TEST_F(SmsInit, MessagesOfAKilledDaemon_AreDelivered) {
     const std::string left = root + "/.cellslot-tmp-abcdef";
     writeFile(left, "half a fi");
     makeOlder(left);

@@ -110,7 +110,7 @@ TEST_F(CustomAt, NoRequest_DoesNothing) {
     EXPECT_TRUE(std::filesystem::is_empty(shared.path()));
 }
 
-TEST_F(CustomAt, RequestOfOneSlot_IsTakenByItsDaemonOnly) {
+TEST_F(CustomAt, RequestOfOneSlot_IsHandledByItsDaemonOnly) {
     writeFile(in + ".2", "AT+CSQ\n");
     writeFile(in + ".1", "AT+CGMI\n");
     writeFile(raw, "of another request\n");
@@ -182,14 +182,14 @@ TEST_F(CustomAt, Silence_EndsTheRequestThere) {
     EXPECT_EQ(logText().find("AT+THREE"), std::string::npos);
 }
 
-TEST_F(CustomAt, PromptForAText_IsEndedLestTheModemStayDeaf) {
+TEST_F(CustomAt, PromptForAText_IsEndedSoThatTheModemAcceptsCommands) {
     port.answer("\r\n> ").answer("\r\nOK\r\n");
     EXPECT_EQ(request("AT+CMGS=\"12345\"\nAT\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
     EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT+CMGS=\"12345\"", "\x1b"}));
     EXPECT_EQ(readFile(raw), "AT+CMGS=\"12345\"\nTIMEOUT\n");
 }
 
-TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsLeftAlone) {
+TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsNotEnded) {
     for (const char* text : {">", "\r\n+X: a>", "\r\n> x", "\r\nCONNECT\r\n"}) {
         port.answer(text);
         EXPECT_EQ(request("AT+X\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -223,13 +223,13 @@ TEST_F(CustomAtMeanwhile, PromptForAText_IsMarkedUntilItIsEnded) {
     EXPECT_FALSE(fileExists(marker));
 }
 
-TEST_F(CustomAt, LowerCase_IsSentAsItIs) {
+TEST_F(CustomAt, LowerCase_IsSentUnchanged) {
     port.answer(modemReply({"Telit"}));
     EXPECT_EQ(request("at+cgmi\n"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("at+cgmi", 1));
 }
 
-TEST_F(CustomAt, ControlCharacters_AreSentAsTheyAreButNotLogged) {
+TEST_F(CustomAt, ControlCharacters_AreSentUnchangedButNotLogged) {
     port.answer(OK_REPLY);
     EXPECT_EQ(request("AT+X=\t\x1b[2J\n"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("AT+X=\t\x1b[2J", 1));
@@ -259,7 +259,7 @@ TEST_F(CustomAt, CommandThatIsEmpty_IsNeverSent) {
               record("5", INVALID) + record("", INVALID) + record("", INVALID) + "\n");
 }
 
-TEST_F(CustomAt, Waits_AsLongAsAskedAndASecond) {
+TEST_F(CustomAt, Timeout_IsTheRequestedTimeAndASecond) {
     struct sCase {
         const char* line;
         const char* command;
@@ -283,7 +283,7 @@ TEST_F(CustomAt, Waits_AsLongAsAskedAndASecond) {
               1U);
 }
 
-TEST_F(CustomAt, LateAnswer_IsWaitedFor) {
+TEST_F(CustomAt, LateAnswer_IsReceived) {
     port.answerLate(10900, OK_REPLY);
     EXPECT_EQ(request("AT+COPS=?::10\n"), eSUCCESS);
     EXPECT_NE(readFile(raw).find("OK"), std::string::npos);
@@ -356,7 +356,7 @@ TEST_F(CustomAt, EmptyLines_CountToo) {
     EXPECT_EQ(logCount("Custom AT command count >10, not processing remaining commands"), 1U);
 }
 
-TEST_F(CustomAt, ShortRequest_IsDeletedAndLeavesTheAnswersAlone) {
+TEST_F(CustomAt, ShortRequest_IsDeletedAndTheAnswersStay) {
     writeFile(out, "old");
     writeFile(raw, "old raw");
     EXPECT_EQ(request("AT"), eERROR_BUFFER_EMPTY);
@@ -376,7 +376,7 @@ TEST_F(CustomAt, EmptyRequest_IsDeleted) {
     EXPECT_EQ(logCount("Error: Custom AT command file is empty, nothing to do"), 1U);
 }
 
-TEST_F(CustomAt, NothingToSend_WritesBothFilesAllTheSame) {
+TEST_F(CustomAt, NothingToSend_StillWritesBothFiles) {
     EXPECT_EQ(request(" \n\n "), eSUCCESS);
     EXPECT_EQ(readFile(out), "\n");
     EXPECT_EQ(readFile(raw), "\n");
@@ -454,7 +454,7 @@ TEST_F(CustomAt, TwoRequestsOneAfterTheOther_AnswersAreOfTheLast) {
 }
 
 // A program that waits for an answer file must find neither an old nor an incomplete one.
-TEST_F(CustomAtMeanwhile, AnswerFiles_AppearWhenAllIsDone) {
+TEST_F(CustomAtMeanwhile, AnswerFiles_AppearAfterTheLastCommand) {
     writeFile(out, "old");
     writeFile(raw, "old");
     writeFile(in, "AT\nAT+CSQ\n");
@@ -564,7 +564,7 @@ TEST_F(CustomAt, LogGrowsOverRequestsAndKeepsOneOldFile) {
     EXPECT_FALSE(fileExists(logs / "at_cmdlog.txt.2"));
 }
 
-TEST_F(CustomAt, LogCannotBeWritten_AnswersAllTheSame) {
+TEST_F(CustomAt, LogCannotBeWritten_StillAnswers) {
     writeFile(logs / "file", "");
     g_s_at_cmd_log_dir = logs / "file/logs/";
     port.answer(OK_REPLY);

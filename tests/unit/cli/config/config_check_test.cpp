@@ -69,7 +69,7 @@ TEST_F(ConfigCheck, TheExampleFile_HasNoFinding) {
     EXPECT_TRUE(report.findings.empty());
 }
 
-TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
+TEST_F(ConfigCheck, MissingKeyOrValue_ShowsTheDefault) {
     EXPECT_EQ("", keyOf("", "CM_APN").reason);
     const sConfigKeyReport key = keyOf("CM_APN=\n", "CM_APN");
     EXPECT_EQ(eConfigVerdict::DEFAULT, key.verdict);
@@ -81,7 +81,7 @@ TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
     EXPECT_NE(std::string::npos, out.find(" yes   (default)\n")) << out;
 }
 
-TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
+TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsAccepted) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "0x7f0", "7F0"},
         {"CM_ENABLE_INTERFACE", " Yes ", "yes"},
@@ -113,7 +113,7 @@ TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
     }
 }
 
-TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsNamedWithLineAllowedAndTaken) {
+TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsNamedWithLineAllowedValuesAndDefault) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "verbose", "0"},    {"CM_ENABLE_INTERFACE", "on", "no"},
         {"CM_APN", "\"internet\"", ""},    {"CM_SYNC_TIME", "1", "yes"},
@@ -161,7 +161,7 @@ TEST_F(ConfigCheck, QuotesAndTrailingComment_AreNamed) {
     EXPECT_EQ("1: CM_USERNAME is 'me #x'" + comment + "\n", findings("CM_USERNAME=me #x\n"));
 }
 
-TEST_F(ConfigCheck, KeyThatAnotherOneUndoes_NamesTheOtherOne) {
+TEST_F(ConfigCheck, KeyOverriddenByAnother_NamesTheOther) {
     const struct {
         const char* content;
         const char* key;
@@ -234,7 +234,7 @@ TEST_F(ConfigCheck, FindingsOfTheFile_NameTheirLine) {
                  "LANGUAGE=en\n"));
 }
 
-TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) {
+TEST_F(ConfigCheck, BlanksQuotesAndCommas_AreAFindingIfTheyBelongToTheValue) {
     const std::string blanks = "; the blanks at its ends count as part of the value";
     const std::string quotes = "; the quotes count as part of the value: write it without them";
     EXPECT_EQ("2: CM_APN is 'internet '" + blanks + "\n3: CM_APN2 is ' second'" + blanks +
@@ -262,13 +262,13 @@ TEST_F(ConfigCheck, DebugModeOfTheFile_MakesThisProgramLogNothing) {
     EXPECT_EQ(0u, g_i_debugMode);
 }
 
-TEST_F(ConfigCheck, FileThatTheDaemonTakesForMissing_IsNotReadable) {
+TEST_F(ConfigCheck, FileThatCountsAsMissing_IsNotReadable) {
     EXPECT_FALSE(checkConfig(host.places.at("/none")).readable);
     EXPECT_FALSE(checkConfig(host.places.at("/tmp")).readable);
     EXPECT_FALSE(check(std::string(131073, '#')).readable);
 }
 
-TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
+TEST_F(ConfigCheck, Command_StatusShowsWhetherThereAreFindings) {
     host.file("/etc/vuk/cellular2.conf", "CM_APN=internet\n");
     EXPECT_EQ(eExitStatus::OK, runOn(host, {"config", "check", "-p", "2"}).status);
     host.file("/etc/vuk/cellular2.conf", "CM_MTU=1\n");
@@ -301,7 +301,7 @@ TEST_F(ConfigCheck, Command_LinesOfAnyLength_DoNotFillTheScreen) {
     EXPECT_GT(5000u, out.size());
 }
 
-TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
+TEST(ConfigPlace, SlotOne_UsesTheOlderFileIfItExists) {
     cEmptyHost host;
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
     host.file("/etc/zoq/wireless/cellmodem_ppp.conf", "");
@@ -311,7 +311,7 @@ TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
 }
 
-TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
+TEST_F(ConfigCheck, UnknownKey_SuggestsOnlySimilarKeys) {
     const struct {
         const char* written;
         const char* meant;

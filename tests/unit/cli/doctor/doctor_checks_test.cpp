@@ -61,7 +61,7 @@ class Doctor : public testing::Test {
 
 }  // namespace
 
-TEST_F(Doctor, Shell_ThatTakesTheCommandForTwo) {
+TEST_F(Doctor, Shell_ThatReadsTheCommandAsTwo_IsBroken) {
     shell("1");
     expect(eHealth::FINE, checkShell);
     shell("0");
@@ -106,7 +106,7 @@ TEST_F(Doctor, Shell_OfAHostWithTheServiceThatDoesNotRun) {
     expect(eHealth::BROKEN, checkShell);
 }
 
-TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
+TEST_F(Doctor, Tools_MissingOrNotExecutable) {
     for (const char* tool :
          {"setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "ip", "flock", "ping"})
         host.file(std::string("/tools/") + tool, "", 0755);
@@ -117,14 +117,14 @@ TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
     expect(eHealth::BROKEN, checkTools, "setup_cellint.sh is not");
 }
 
-TEST_F(Doctor, PowerSwitch_ThatOthersMayChange) {
+TEST_F(Doctor, PowerSwitch_WritableForOthers) {
     host.file("/etc/cellslot/slots.conf", "", 0644);
     expect(eHealth::FINE, checkSlotsFile);
     chmod(host.places.at("/etc/cellslot/slots.conf").c_str(), 0664);
     expect(eHealth::BROKEN, checkSlotsFile, "chmod");
 }
 
-TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
+TEST_F(Doctor, PowerSwitch_OfASlot_FollowsItsLines) {
     host.file("/tools/sledctl", "CONFIG=/etc/cellslot/slots.conf\n", 0755);
     expect(eHealth::NOTE, checkPowerSwitch, "slots.conf (host-tools.md)");
     const struct {
@@ -166,7 +166,7 @@ TEST_F(Doctor, Boot_ByFileOrUptime) {
     expect(eHealth::FINE, checkBoot);
 }
 
-TEST_F(Doctor, Messages_SpoolOfSomebodyElse) {
+TEST_F(Doctor, Messages_SpoolOfAnotherUser) {
     expect(eHealth::FINE, checkMessages, "no spool yet");
     setup.pid = 42;
     expect(eHealth::BROKEN, checkMessages, "although the daemon runs");
@@ -202,7 +202,7 @@ TEST_F(Doctor, Instance_NoneOneAndTwo) {
     expect(eHealth::FINE, checkInstance, "runs as 51");
 }
 
-TEST_F(Doctor, Instance_ThatEndedAsIsWanted_IsNoFault) {
+TEST_F(Doctor, Instance_ThatEndedOnRequest_IsNoFault) {
     host.file("/tmp/force_cell_tempoff.1", "");
     expect(eHealth::NOTE, checkInstance, "cellslot data auto -p 1");
     unlink(host.places.at("/tmp/force_cell_tempoff.1").c_str());
@@ -297,7 +297,7 @@ TEST_F(Doctor, Device_ThatTheDaemonsUserMayNotUse) {
     expect(eHealth::FINE, checkDevice);
 }
 
-TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
+TEST_F(Doctor, Holders_OtherProgramsWithThePortOpen) {
     setup.device = "/dev/modem";
     setup.gpsDevice = "/dev/gps";
     port("/dev/at");
@@ -322,7 +322,7 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
     expect(eHealth::BROKEN, checkHolders, "mask --now");
 }
 
-TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNoIntruder) {
+TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNotReported) {
     const sPseudoTerminal terminal = openPseudoTerminal();
     const eHealth nothing = geteuid() == 0 ? eHealth::FINE : eHealth::NOTE;
     setup.device = "/dev/modem";
@@ -437,7 +437,7 @@ TEST_F(Doctor, Override_IsNamed) {
     expect(eHealth::NOTE, checkOverride, "cellslot data auto -p 1");
 }
 
-TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
+TEST_F(Doctor, Gps_OnlyIfItIsConfigured) {
     host.file("/etc/vuk/cellular1.conf", "CM_GPS_ENABLE=no\n");
     expect(eHealth::FINE, checkGps);
     host.file("/etc/vuk/cellular1.conf", "CM_GPS_ENABLE=yes\n");
@@ -453,7 +453,7 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
     expect(eHealth::BROKEN, checkGps, "does not understand -t");
 }
 
-TEST_F(Doctor, ModemHabits_AsFarAsTheyArePublished) {
+TEST_F(Doctor, ModemHabits_AsFarAsPublished) {
     const std::string iccid = "89014100000000000015";
     host.status(1, {{"SIM_STATUS", "Not Present"}});
     expect(eHealth::FINE, checkModemHabits);  // from a daemon that no longer runs
@@ -478,7 +478,7 @@ TEST_F(Doctor, ModemHabits_AsFarAsTheyArePublished) {
     expect(eHealth::FINE, checkModemHabits);
 }
 
-TEST_F(Doctor, ModemsAnswer_IsJudged) {
+TEST_F(Doctor, ModemsAnswer_IsChecked) {
     const struct {
         const char* answer;
         eHealth health;
@@ -512,7 +512,7 @@ TEST_F(Doctor, ModemsAnswer_IsJudged) {
     EXPECT_GT(200u, judgeModemAnswer(endless, setup).front().text.size());
 }
 
-TEST_F(Doctor, ModemsQuestions_AreOneRequestOfTheContextInUse) {
+TEST_F(Doctor, ModemQueries_AreOneRequestForTheActiveContext) {
     EXPECT_EQ("AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=3::5\n", modemQuestions("3"));
     for (const char* context : {"", "x", "1\nAT+CFUN=4", "123"})
         EXPECT_EQ("AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=1::5\n", modemQuestions(context));
@@ -526,7 +526,7 @@ TEST_F(Doctor, AskModem_WithoutADaemon_IsANote) {
         << run.out;
 }
 
-TEST_F(Doctor, Command_StatusTellsWhetherSomethingIsBroken) {
+TEST_F(Doctor, Command_StatusShowsWhetherSomethingIsBroken) {
     const sCommandRun run = runOn(host, {"doctor", "-p", "2", "-q"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos,

@@ -86,7 +86,7 @@ class cAsking {
 
 }  // namespace
 
-TEST(Secret, OneLineIsReadAndNothingBehindIt) {
+TEST(Secret, OneLine_IsReadAndNothingAfterIt) {
     const cPipe input("1234\r\n5678\n");
     cSecret secret;
     ASSERT_TRUE(readSecret(input.reader(), "", secret));
@@ -121,7 +121,7 @@ TEST(Secret, OverlongLine_IsNeverAPin) {
     EXPECT_FALSE(secret.hasDigits(4, 100));
 }
 
-TEST(Secret, Cleared_IsWipedFromItsPlace) {
+TEST(Secret, Cleared_IsOverwrittenInMemory) {
     cSecret secret;
     for (const char c : std::string("1234"))
         secret.add(c);
@@ -181,7 +181,7 @@ TEST(SimFiles, UsablePin_AsTheDaemonReadsIt) {
     }
 }
 
-TEST(PinCommand, PukThatIsNotAskedFor_WritesNothing) {
+TEST(PinCommand, PukThatIsNotRequired_WritesNothing) {
     cEmptyHost host;
     host.daemon(1, 42);
     host.status(1, {{"SIM_STATUS", "Available"}});

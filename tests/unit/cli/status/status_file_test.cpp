@@ -35,7 +35,7 @@ void asNobody(const tWork& work) {
 
 }  // namespace
 
-TEST(StatusFile, EveryRecording_IsGoodAndTellsItsKeys) {
+TEST(StatusFile, EveryRecording_IsGoodAndGivesItsKeys) {
     for (const auto& entry : std::filesystem::directory_iterator(STATUS_DATA)) {
         if (entry.path().extension() != ".status") continue;
         const sStatusFile file = parseStatus(readFile(entry.path()), 1);
@@ -54,7 +54,7 @@ TEST(StatusFile, CutAtAnyByte_IsCutShortAndHasNoRecord) {
     }
 }
 
-TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
+TEST(StatusFile, TextThatNoDaemonWrites_IsDamagedAndSaysWhere) {
     const std::string healthy = recordedStatus("healthy");
     const sDefectCase cases[] = {
         {"other slot", recordedStatus("healthy", 2), eStatusFile::DAMAGED,
@@ -117,7 +117,7 @@ TEST(StatusRecord, TextThatIsNoNumber_ReadsAsNone) {
     EXPECT_EQ(record.text("MISSING"), "");
 }
 
-TEST(ReadStatusFile, MissingLinkFifoFolder_AreToldApartWithoutBlocking) {
+TEST(ReadStatusFile, MissingLinkFifoFolder_AreDistinguishedWithoutBlocking) {
     const cStatusHost host;
     const std::string path = (host / "var/log/wireless.cardstats.1");
     EXPECT_EQ(readStatusFile(host.places(), 1).state, eStatusFile::MISSING);

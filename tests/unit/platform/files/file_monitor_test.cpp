@@ -136,7 +136,7 @@ const sChange CHANGES[] = {
 
 }  // namespace
 
-TEST_F(FileMonitor, EachKindOfChange_IsJudged) {
+TEST_F(FileMonitor, EachKindOfChange_IsClassified) {
     for (const sChange& change : CHANGES) {
         const cTempFolder folder;
         writeFile(folder / "pin.1", "1234");
@@ -152,7 +152,7 @@ TEST_F(FileMonitor, EachKindOfChange_IsJudged) {
     }
 }
 
-TEST_F(FileMonitor, WithoutInotify_EachKindOfChangeIsJudgedAlike) {
+TEST_F(FileMonitor, WithoutInotify_EachKindOfChangeIsClassifiedAlike) {
     for (const sChange& change : CHANGES) {
         const cTempFolder folder;
         writeFile(folder / "pin.1", "1234");
@@ -244,7 +244,7 @@ TEST_F(FileMonitor, ContentChangedUnderARestoredTime_IsSeen) {
     EXPECT_EQ(m_monitor.GetFileStatus(), CHANGED);
 }
 
-TEST_F(FileMonitor, FileThatWentAndCameBackTheSame_CountsAsChanged) {
+TEST_F(FileMonitor, FileRemovedAndRestored_CountsAsChanged) {
     writeFile(m_path, "1234");
     m_monitor.imonitorInit(m_path, 0, 10);
     process(m_monitor);
@@ -324,7 +324,7 @@ TEST_F(FileMonitor, LinkedFile_IsWatchedThroughItsLink) {
     EXPECT_EQ(m_monitor.GetFileStatus(), CHANGED);
 }
 
-TEST_F(FileMonitor, ManyEventsOfNeighbours_DrownNothing) {
+TEST_F(FileMonitor, ManyEventsOfOtherFiles_HideNoChange) {
     writeFile(m_path, "1234");
     m_monitor.imonitorInit(m_path, 0, 10);
     process(m_monitor);

@@ -52,7 +52,7 @@ TEST(GetInterfaceInfo, InterfaceThatIsDown_ExistsButIsNotActive) {
     EXPECT_EQ(WEXITSTATUS(status), 0) << "255: no namespace to be had";
 }
 
-TEST(GetInterfaceInfo, NamesThatAreNone_AreRefused) {
+TEST(GetInterfaceInfo, InvalidNames_AreRefused) {
     for (const std::string& name : {std::string("nosuchif0"), std::string(), std::string(16, 'l'),
                                     std::string(17, 'l'), std::string(18, 'l')}) {
         sInterfaceInfo info{};

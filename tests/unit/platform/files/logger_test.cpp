@@ -35,7 +35,7 @@ std::string readStamped(const std::string& path) {
 
 }  // namespace
 
-TEST(Logger, Message_IsStampedOnALineOfItsOwn) {
+TEST(Logger, Message_HasItsOwnLineWithATimeStamp) {
     const cTempFolder folder;
     cLogger logger;
     ASSERT_TRUE(logger.LogInit(folder / "log", 100, 1, FORMAT, true));
@@ -72,7 +72,7 @@ TEST(Logger, WithoutTimestamps_NothingIsPutBefore) {
     EXPECT_EQ(readFile(folder / "log"), "text\n");
 }
 
-TEST(Logger, FullLogThatCannotBeEmptied_IsToldAndLosesTheMessage) {
+TEST(Logger, FullLogThatCannotBeEmptied_IsReportedAndLosesTheMessage) {
     const cTempFolder folder;
     const std::string path = folder / "log";
     cLogger logger;
@@ -111,7 +111,7 @@ TEST(Logger, NewFile_IsForItsOwnerOnly) {
     EXPECT_EQ(status.st_mode & 07777, 0600u);
 }
 
-TEST(Logger, FullFile_IsPutAsideBeforeTheMessage) {
+TEST(Logger, FullFile_IsRotatedBeforeTheMessage) {
     const cTempFolder folder;
     const std::string path = folder / "log";
     cLogger logger;
@@ -155,7 +155,7 @@ TEST(Logger, NoOldFiles_FullFileIsEmptied) {
     EXPECT_FALSE(fileExists(folder / "log.1"));
 }
 
-TEST(Logger, LinkOrFifoInTheFilesPlace_IsRefusedWithACause) {
+TEST(Logger, LinkOrFifoInPlaceOfTheFile_IsRefusedWithACause) {
     const cTempFolder folder;
     writeFile(folder / "victim", "untouched");
     ASSERT_EQ(symlink("victim", (folder / "link").c_str()), 0);
@@ -184,7 +184,7 @@ TEST(Logger, FifoThatSomebodyReads_GetsNothing) {
     close(reader);
 }
 
-TEST(Logger, OldFileThatCannotBeReplaced_IsToldWithItsCause) {
+TEST(Logger, OldFileThatCannotBeReplaced_IsReportedWithItsCause) {
     const cTempFolder folder;
     writeFile(folder / "log", std::string(2048, 'x'));
     ASSERT_EQ(mkdir((folder / "log.1").c_str(), 0700), 0);

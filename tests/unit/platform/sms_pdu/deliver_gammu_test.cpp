@@ -262,7 +262,7 @@ sTestDeliver randomDeliver(std::mt19937& random) {
 
 }  // namespace
 
-TEST(SmsGammu, Examples_AreReadAlikeButForTheDifferencesTold) {
+TEST(SmsGammu, Examples_AreReadAlikeExceptForTheListedDifferences) {
     for (const sExample& example : examples3gpp()) {
         SCOPED_TRACE(example.name);
         // The judge requires the length of a service centre, even if it is 0.
@@ -314,7 +314,7 @@ TEST(SmsGammu, EscapeWithoutAMeaning_IsReadDifferently) {
 
 // If TS 23.038 reserves a scheme, a receiver reads it as the default alphabet (section 4); the
 // judge reads it as 8-bit data.
-TEST(SmsGammu, CodingSchemes_AreReadAlikeWhereTheyAreNotReserved) {
+TEST(SmsGammu, CodingSchemes_AreReadAlikeUnlessReserved) {
     for (unsigned scheme = 0; scheme < 256; scheme++) {
         sTestDeliver deliver;
         deliver.scheme = hexOctet(scheme);
@@ -382,7 +382,7 @@ TEST(SmsGammu, WideTildes_AreReadDifferently) {
     EXPECT_EQ(decode(deliver).hex(), "0041000100420043");
 }
 
-TEST(SmsGammu, RandomDelivered_AreReadAlike) {
+TEST(SmsGammu, RandomDeliveredMessages_AreReadAlike) {
     std::mt19937 random = seededRandom();
     for (int i = 0; i < ROUNDS; i++) {
         const sTestDeliver deliver = randomDeliver(random);
@@ -391,7 +391,7 @@ TEST(SmsGammu, RandomDelivered_AreReadAlike) {
     }
 }
 
-TEST(SmsGammu, RandomSent_AreReadAsTheyWereMeant) {
+TEST(SmsGammu, RandomSentMessages_AreReadCorrectly) {
     static const char SENDABLE[] = "@$\n\r_ !\"#%&'()*+,-./019:;<=>?AMZamz^{}\\[~]|";
     std::mt19937 random = seededRandom();
     for (int i = 0; i < ROUNDS; i++) {

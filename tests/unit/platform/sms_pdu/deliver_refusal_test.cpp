@@ -54,7 +54,7 @@ TEST(SmsRefusal, CutAnywhere_IsRefused) {
 }
 
 // The announced length is cut too, so only the lengths within the PDU show the cut.
-TEST(SmsRefusal, CutAndAnnouncedSo_IsRefused3gpp) {
+TEST(SmsRefusal, CutWithTheAnnouncedLengthCutToo_IsRefused3gpp) {
     for (const sExample& example : examples3gpp()) {
         const size_t prefixDigits = example.pdu.size() - example.length * 2;
         for (size_t octets = 0; octets < example.length; octets++) {
@@ -64,7 +64,7 @@ TEST(SmsRefusal, CutAndAnnouncedSo_IsRefused3gpp) {
 }
 
 // A cut between two elements of a 3GPP2 message leaves a valid one, though perhaps without text.
-TEST(SmsRefusal, CutAndAnnouncedSo_IsSound3gpp2) {
+TEST(SmsRefusal, CutWithTheAnnouncedLengthCutToo_IsValid3gpp2) {
     for (const sExample& example : examples3gpp2()) {
         size_t taken = 0;
         for (size_t octets = 0; octets < example.length; octets++) {
@@ -77,7 +77,7 @@ TEST(SmsRefusal, CutAndAnnouncedSo_IsSound3gpp2) {
     }
 }
 
-TEST(SmsRefusal, AnyOctetChanged_IsRefusedOrSound) {
+TEST(SmsRefusal, AnyOctetChanged_IsRefusedOrValid) {
     expectChangesSound(sms_decode_pdu, examples3gpp());
     expectChangesSound(sms_decode_3gpp2_pdu, examples3gpp2());
 }
@@ -97,7 +97,7 @@ TEST(SmsRefusal, AnnouncedLonger_IsRefused) {
     }
 }
 
-TEST(SmsRefusal, ForeignDecoder_IsSound) {
+TEST(SmsRefusal, DecoderOfTheOtherFamily_RefusesOrGivesAValidMessage) {
     for (const sExample& example : examples3gpp()) {
         expectSound(sms_decode_3gpp2_pdu, example.pdu, example.pdu.size() / 2);
     }
@@ -106,7 +106,7 @@ TEST(SmsRefusal, ForeignDecoder_IsSound) {
     }
 }
 
-TEST(SmsRefusal, RandomOctets_AreRefusedOrSound) {
+TEST(SmsRefusal, RandomOctets_AreRefusedOrValid) {
     std::mt19937 random = seededRandom();
     for (int i = 0; i < 20000; i++) {
         const size_t octets = randomBelow(random, 200);

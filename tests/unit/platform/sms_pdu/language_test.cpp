@@ -102,7 +102,7 @@ TEST(SmsLanguage, LockingShift_ReplacesTheMainTable) {
                  {0x5C, "Õ"}, {0x5D, "Ú"}, {0x60, "~"},  {0x7B, "ã"}, {0x7C, "õ"}, {0x7D, "`"}});
 }
 
-TEST(SmsLanguage, EachShift_LeavesTheOtherTableAlone) {
+TEST(SmsLanguage, EachShift_KeepsTheOtherTable) {
     for (const char* header : {TURKISH_SINGLE, SPANISH_SINGLE, PORTUGUESE_SINGLE})
         expectTable(header, false, {});
     EXPECT_EQ(read(TURKISH_LOCKING, {ESCAPE, 0x65, ESCAPE, 0x3C, ESCAPE, 0x69}), "€[i");
@@ -146,7 +146,7 @@ TEST(SmsLanguage, ElementsThatDoNotAddUp_AreAllIgnored) {
 }
 
 // The text begins at the first septet border after the whole header.
-TEST(SmsLanguage, BesideAConcatenation_BothCount) {
+TEST(SmsLanguage, TogetherWithAConcatenation_BothCount) {
     const std::string parts[] = {"00032A0302", "08041234" + std::string("0302")};
     for (const std::string& part : parts) {
         for (const std::string& header :
@@ -161,7 +161,7 @@ TEST(SmsLanguage, BesideAConcatenation_BothCount) {
     }
 }
 
-TEST(SmsLanguage, OtherCodings_AreNotTouched) {
+TEST(SmsLanguage, OtherCodings_AreNotAffected) {
     sTestDeliver deliver;
     deliver.firstOctet = "44";
     deliver.userData = std::string("03") + TURKISH_LOCKING + "0107";
@@ -180,7 +180,7 @@ TEST(SmsLanguage, SenderName_IsInTheDefaultAlphabet) {
     EXPECT_EQ(decoded.text(), "ı");
 }
 
-TEST(SmsLanguage, LongestText_StaysWhole) {
+TEST(SmsLanguage, LongestText_IsComplete) {
     std::string text;
     for (int i = 0; i < 155; i++)
         text += "ş";
@@ -198,7 +198,7 @@ TEST(SmsLanguage, TextOfNothingButEuroSigns_IsGivenInSixteenBits) {
     EXPECT_EQ(decoded.hex(), hex);
 }
 
-TEST(SmsLanguage, In3gpp2_GsmAlphabetKnowsThemToo) {
+TEST(SmsLanguage, In3gpp2_GsmAlphabetSupportsThemToo) {
     sTest3gpp2 message;
     message.hasHeader = true;
     const std::string header = std::string("03") + TURKISH_SINGLE;

@@ -166,7 +166,7 @@ TEST(SmsSubmit, LongestMessages) {
         EXPECT_EQ(partOf(pdu).header.substr(8, 2), "0D");
 }
 
-TEST(SmsSubmit, EscapePairs_AreNotDivided) {
+TEST(SmsSubmit, EscapePairs_AreNotSplit) {
     for (size_t before = 140; before < 160; before++) {
         const std::string message =
             std::string(before, 'a') + "{" + std::string(160, 'b') + "€}" + std::string(20, 'c');
@@ -206,7 +206,7 @@ TEST(SmsSubmit, SameNumberSentTwice_TakesANewReference) {
     EXPECT_EQ(encode("short"), encode("short"));
 }
 
-TEST(SmsSubmit, DebugOutput_TellsThePdus) {
+TEST(SmsSubmit, DebugOutput_PrintsThePdus) {
     sms_encode_request_t request;
     request.number = "1234";
     request.message = "hi";

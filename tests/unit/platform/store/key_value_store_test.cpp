@@ -71,7 +71,7 @@ class KeyValueStore : public testing::Test {
 
 }  // namespace
 
-TEST_F(KeyValueStore, Value_IsReadBackByThisAndLaterOpenings) {
+TEST_F(KeyValueStore, Value_IsReadByThisAndLaterProcesses) {
     EXPECT_EQ(setValue("KEY", "value"), 0);
     EXPECT_EQ(valueOf("KEY"), "value");
     reopen();
@@ -83,7 +83,7 @@ TEST_F(KeyValueStore, Value_IsReadBackByThisAndLaterOpenings) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST_F(KeyValueStore, MissingStore_IsEmptyAndReadingMakesNone) {
+TEST_F(KeyValueStore, MissingStore_IsEmptyAndReadingDoesNotCreateIt) {
     char buffer[5] = "abcd";
     EXPECT_EQ(skvs_get("KEY", buffer, sizeof buffer), -1);
     EXPECT_STREQ(buffer, "");
@@ -123,7 +123,7 @@ TEST_F(KeyValueStore, LongestKeyAndValue_AreStored) {
     EXPECT_EQ(valueOf(key), value);
 }
 
-TEST_F(KeyValueStore, UnfitKeyOrValue_IsRefusedAndNothingStored) {
+TEST_F(KeyValueStore, InvalidKeyOrValue_IsRefusedAndNothingStored) {
     const std::string longKey(501, 'k');
     char buffer[5];
     EXPECT_NE(setValue("", "value"), 0);
@@ -199,7 +199,7 @@ TEST_F(KeyValueStore, EmptyOrUnbegunBatch_IsWithoutEffect) {
     EXPECT_FALSE(fileExists(m_store));
 }
 
-TEST_F(KeyValueStore, FullStore_RefusesAndSaysSoOnce) {
+TEST_F(KeyValueStore, FullStore_RefusesAndLogsItOnce) {
     int stored = 0;
     while (stored < 5000 && setValue("KEY" + std::to_string(stored), std::string(4096, 'v')) == 0) {
         stored++;
@@ -215,7 +215,7 @@ TEST_F(KeyValueStore, FullStore_RefusesAndSaysSoOnce) {
     EXPECT_EQ(valueOf("KEY0"), "small");
 }
 
-TEST_F(KeyValueStore, BatchThatDoesNotFitWhole_StoresWhatFits) {
+TEST_F(KeyValueStore, BatchThatDoesNotFitCompletely_StoresWhatFits) {
     setValue("A", "old");
     setValue("B", "old");
     for (int i = 0; setValue("KEY" + std::to_string(i), std::string(4096, 'v')) == 0; i++) {
@@ -253,7 +253,7 @@ TEST_F(KeyValueStore, UnusableFolder_FailsWithItsCause) {
     EXPECT_EQ(errno, ENOTDIR);
 }
 
-TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsMadeAnew) {
+TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsCreatedAgain) {
     setValue("KEY", "value");
     EXPECT_EQ(valueOf("KEY"), "value");
     std::filesystem::remove_all(m_store);
@@ -263,7 +263,7 @@ TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsMadeAnew) {
     EXPECT_EQ(valueOf("KEY"), "value");
 }
 
-TEST_F(KeyValueStore, LockFileThatIsRemovedWhileOpen_IsMadeAnew) {
+TEST_F(KeyValueStore, LockFileThatIsRemovedWhileOpen_IsCreatedAgain) {
     setValue("KEY", "value");
     ASSERT_EQ(unlink((m_store + "/lock.mdb").c_str()), 0);
     EXPECT_EQ(valueOf("KEY"), "value");
@@ -284,7 +284,7 @@ TEST_F(KeyValueStore, FileCutWhileOpen_NeverCrashes) {
     }
 }
 
-TEST_F(KeyValueStore, LinkInThePlaceOfAFile_IsReplacedAndNotFollowed) {
+TEST_F(KeyValueStore, LinkInPlaceOfAFile_IsReplacedAndNotFollowed) {
     const std::string outside = m_folder / "outside";
     for (const char* name : {"/data.mdb", "/lock.mdb"}) {
         for (const bool hard : {false, true}) {
@@ -303,7 +303,7 @@ TEST_F(KeyValueStore, LinkInThePlaceOfAFile_IsReplacedAndNotFollowed) {
     }
 }
 
-TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
+TEST_F(KeyValueStore, DamagedFile_IsMovedAwayByTheNextWriter) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
     const std::string garbage(20'000, '\xA5');
@@ -319,7 +319,7 @@ TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
               1u);
 }
 
-TEST_F(KeyValueStore, DamagedLockFile_IsGotOver) {
+TEST_F(KeyValueStore, DamagedLockFile_IsReplaced) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
     writeFile(m_store + "/lock.mdb", std::string(8192, '\xA5'));
@@ -394,7 +394,7 @@ TEST_F(KeyValueStore, SeveralWritersAtOnce_LoseNothing) {
     EXPECT_EQ(entries.size(), static_cast<size_t>(WRITERS * KEYS));
 }
 
-TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
+TEST_F(KeyValueStore, SeveralProcessesThatFindItDamaged_ShareOneNewStore) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
     for (int round = 0; round < 10; round++) {
@@ -418,7 +418,7 @@ TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
 }
 
 // Each batch sets two keys to the same text; two different texts would show a half-written batch.
-TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
+TEST_F(KeyValueStore, KilledWriters_LeaveACompleteStoreAndBlockNobody) {
     setKeyValueStorePath("/nonexistent");
     std::set<std::string> seen;
     int working[2];
