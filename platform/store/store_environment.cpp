@@ -100,7 +100,7 @@ int readEverything(MDB_env* environment) {
     return readEntries(transaction, database, entries);
 }
 
-bool tellsOfDamage(int result) {
+bool showsDamage(int result) {
     return result == MDB_INVALID || result == MDB_VERSION_MISMATCH || result == MDB_CORRUPTED ||
            result == MDB_PAGE_NOTFOUND || result == MDB_PANIC || result == MDB_BAD_TXN ||
            result == MDB_CURSOR_FULL || result == MDB_MAP_RESIZED || result == MDB_INCOMPATIBLE;
@@ -132,7 +132,7 @@ void limitChild() {
         mdb_env_set_assert(environment, [](MDB_env*, const char*) { _exit(EXIT_DAMAGED); });
         result = readEverything(environment);
     }
-    _exit(tellsOfDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
+    _exit(showsDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
 }
 
 // Whether the files can be trusted. If that cannot be found out, they are.
@@ -216,7 +216,7 @@ int cStoreEnvironment::openToWrite() {
     const cFileDescriptor lock(lockOpening());
     if (!lock.isOpen()) return errno;
     int result = m_isSuspect ? MDB_CORRUPTED : openChecked(true);
-    if (tellsOfDamage(result)) {
+    if (showsDamage(result)) {
         result = putAside();
         if (result == 0) result = openChecked(true);
     }
@@ -284,7 +284,7 @@ int cStoreEnvironment::putAside() {
 }
 
 bool cStoreEnvironment::noteDamage(int result) {
-    if (!tellsOfDamage(result)) return false;
+    if (!showsDamage(result)) return false;
     m_isSuspect = true;
     close();
     return true;

@@ -292,7 +292,7 @@ TEST_F(SmsFlow, ThreePartsFromTheNetwork_AreOneMessage) {
     EXPECT_TRUE(isModemEmpty());
 }
 
-TEST_F(SmsFlowMounts, Messages_AreDeliveredWhole) {
+TEST_F(SmsFlowMounts, Messages_AreDeliveredComplete) {
     const sTestMessage single = makeMessage(1, 1, "+12025550123", 0);
     const sTestMessage joined = makeMessage(2, 4, "+12025550123", 300);
     tTexts expected;
@@ -310,7 +310,7 @@ TEST_F(SmsFlowMounts, Messages_AreDeliveredWhole) {
     EXPECT_TRUE(isModemEmpty());
 }
 
-TEST_F(SmsFlowMounts, SentFiles_AreMovedWhole) {
+TEST_F(SmsFlowMounts, SentFiles_AreMovedComplete) {
     for (const char* name : {"safe", "not safe; for a shell"}) {
         put(name);
         EXPECT_EQ(check(), eSUCCESS);
@@ -320,7 +320,7 @@ TEST_F(SmsFlowMounts, SentFiles_AreMovedWhole) {
     EXPECT_EQ(device.modem.i_sms_sent, 2U);
 }
 
-TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedWhole) {
+TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedComplete) {
     for (const char* name : {"safe", "not safe; for a shell"}) {
         put(name);
         order({{"op", "fault"}, {"prefix", "AT+CMGS="}, {"kind", "error"}, {"count", 3}});

@@ -334,7 +334,7 @@ void cFaultyModem::noteDelay(const std::string& command) {
     const uint64_t allowed = answerWaitMs(before);
     if (!m_wasAway && passed > allowed && passed - allowed > m_longestDelayMs) {
         m_longestDelayMs = passed - allowed;
-        m_delayedBehind = before + " -> " + command;
+        m_delayedAfter = before + " -> " + command;
     }
     m_lastSentMs = nowMs();
     m_wasAway = false;

@@ -91,7 +91,7 @@ class cFaultyModem {
     // The longest time that a command came later than its predecessor may take, with the ports
     // present all the time; and the predecessor.
     uint64_t longestDelayMs() const { return m_longestDelayMs; }
-    const std::string& delayedAfter() const { return m_delayedBehind; }
+    const std::string& delayedAfter() const { return m_delayedAfter; }
     // Commands that the daemon sent before it had read the whole answer to the previous one.
     const std::vector<std::string>& shifted() const { return m_shifted; }
     // How many lines were interjected.
@@ -155,7 +155,7 @@ class cFaultyModem {
     uint64_t m_lastSentMs = 0;
     bool m_wasAway = true;  // since the last command
     uint64_t m_longestDelayMs = 0;
-    std::string m_delayedBehind;
+    std::string m_delayedAfter;
     std::vector<std::string> m_shifted;
     size_t m_interjections = 0;
 };

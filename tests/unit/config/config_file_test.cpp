@@ -25,12 +25,12 @@ TEST_F(cChooseConfigFile, NoDirectory_TakesTheSystemsFile) {
                                              : "/etc/zoq/wireless/cellmodem_ppp.conf");
 }
 
-TEST_F(cChooseConfigFile, DirectoryOfSlashesOnly_IsNone) {
+TEST_F(cChooseConfigFile, DirectoryOfSlashesOnly_IsIgnored) {
     EXPECT_EQ(chooseConfigFile("2", "/"), "/etc/vuk/cellular2.conf");
     EXPECT_EQ(chooseConfigFile("2", "///"), "/etc/vuk/cellular2.conf");
 }
 
-TEST_F(cChooseConfigFile, SlotFileExists_IsTaken) {
+TEST_F(cChooseConfigFile, SlotFileExists_IsUsed) {
     writeFile(slot1, "");
     writeFile(old, "");
     EXPECT_EQ(chooseConfigFile("1", folder.path()), slot1);

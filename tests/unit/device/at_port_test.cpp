@@ -354,7 +354,7 @@ TEST(ReadFromPort, NothingWaiting_GivesZeroAndClearsTheBuffer) {
     EXPECT_EQ(buffer, "");
 }
 
-TEST(ReadFromPort, Bytes_AreTakenWhole) {
+TEST(ReadFromPort, Bytes_AreReadCompletely) {
     cFakePort port;
     const std::string bytes("a\0b\xff\r\n", 6);
     port.say(bytes);

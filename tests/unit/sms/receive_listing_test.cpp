@@ -30,7 +30,7 @@ class SmsListing : public cSmsFixture {
         return recordsOf(queue);
     }
     // A listing with another header before the PDU.
-    std::vector<S_smsRecordRx> parseBehind(const std::string& header) {
+    std::vector<S_smsRecordRx> parseWithHeader(const std::string& header) {
         return parse("\r\n" + header + "\r\n" + pdu + "\r\n\r\nOK\r\n");
     }
 
@@ -93,42 +93,42 @@ TEST_F(SmsListing, TwoMessages_AreBothRead) {
 
 TEST_F(SmsListing, Header_WithAndWithoutQuotes_HasFourTokens) {
     ASSERT_EQ(pdu.size() / 2 - 8, 24U);
-    EXPECT_EQ(parseBehind("+CMGL: 1,0,\"\"," + length).size(), 1U);
-    EXPECT_EQ(parseBehind("+CMGL: 1,0,," + length).size(), 1U);
-    EXPECT_EQ(parseBehind("+CMGL:1,0,\"Ann\", " + length + " ").size(), 1U);
+    EXPECT_EQ(parseWithHeader("+CMGL: 1,0,\"\"," + length).size(), 1U);
+    EXPECT_EQ(parseWithHeader("+CMGL: 1,0,," + length).size(), 1U);
+    EXPECT_EQ(parseWithHeader("+CMGL:1,0,\"Ann\", " + length + " ").size(), 1U);
 }
 
 // In 3GPP TS 27.005 the name of a phone book entry may contain any text.
 TEST_F(SmsListing, Header_NameWithCommas_HasFourTokens) {
     g_i_debugMode = eLOG_SMS;
     const std::vector<S_smsRecordRx> records =
-        parseBehind("+CMGL: 7,0,\"Doe, John, Jr.\"," + length);
+        parseWithHeader("+CMGL: 7,0,\"Doe, John, Jr.\"," + length);
     ASSERT_EQ(records.size(), 1U);
     EXPECT_EQ(records[0].index, 7U);
     EXPECT_EQ(records[0].message, "hello");
     EXPECT_TRUE(logContains("Found a message header, token count is 4"));
-    EXPECT_EQ(parseBehind("+CMGL: 1,0,\",\"," + length).size(), 1U);
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"Doe, John," + length).empty()) << "no second quote";
+    EXPECT_EQ(parseWithHeader("+CMGL: 1,0,\",\"," + length).size(), 1U);
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0,\"Doe, John," + length).empty()) << "no second quote";
 }
 
 TEST_F(SmsListing, Header_WithAnotherTokenCount_IsNotUsed) {
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0," + length).empty());
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",0," + length).empty());
-    EXPECT_TRUE(parseBehind("+CMGL:").empty());
-    EXPECT_TRUE(parseBehind("x +CMGL: 1,0,\"\"," + length).empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0," + length).empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0,\"\",0," + length).empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL:").empty());
+    EXPECT_TRUE(parseWithHeader("x +CMGL: 1,0,\"\"," + length).empty());
 }
 
 TEST_F(SmsListing, Header_LengthZero_SkipsTheMessage) {
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",0").empty());
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",-1").empty());
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",x").empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0,\"\",0").empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0,\"\",-1").empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0,\"\",x").empty());
     EXPECT_EQ(logCount("parseSmsPduMessages(): Error: Received SMS in PDU format, but length was "
                        "0. skipping"),
               3U);
 }
 
 TEST_F(SmsListing, Length_LongerThanThePdu_IsRefused) {
-    EXPECT_TRUE(parseBehind("+CMGL: 1,0,\"\",25").empty());
+    EXPECT_TRUE(parseWithHeader("+CMGL: 1,0,\"\",25").empty());
     EXPECT_EQ(logCount("Error: Unable to decode SMS PDU message (3GPP)"), 1U);
     EXPECT_TRUE(logContains(pdu)) << "the log is the only place that keeps it";
 }
@@ -142,7 +142,7 @@ TEST_F(SmsListing, UnreadableMessage_IsLoggedWithItsLines) {
                                    "+CMGL:", "x +CMGL: 1,0,\"\",24", "+CMGL: 1,0,\"\",0"};
     for (const std::string header : headers) {
         clearCapturedLog();
-        EXPECT_TRUE(parseBehind(header).empty());
+        EXPECT_TRUE(parseWithHeader(header).empty());
         EXPECT_EQ(timesLogged(header), 1U) << header;
         EXPECT_EQ(timesLogged(pdu), 1U) << header;
     }
@@ -154,14 +154,15 @@ TEST_F(SmsListing, UnreadableMessage_IsLoggedWithItsLines) {
 
 // A quote within the name: commas after it still separate fields.
 TEST_F(SmsListing, NameWithAnOddQuote_IsRead) {
-    EXPECT_EQ(parseBehind("+CMGL: 1,0,\"5\" TV\",24").size(), 1U);
-    EXPECT_EQ(parseBehind("+CMGL: 1,0,\"Doe,24").size(), 1U);
+    EXPECT_EQ(parseWithHeader("+CMGL: 1,0,\"5\" TV\",24").size(), 1U);
+    EXPECT_EQ(parseWithHeader("+CMGL: 1,0,\"Doe,24").size(), 1U);
     EXPECT_TRUE(capturedLog().empty());
 }
 
 TEST_F(SmsListing, NameThatLooksLikeAnAnswer_IsRead) {
     for (const char* name : {"OK", "ERROR", "+CMGL: 2,0,", "+CME ERROR: 3", ",,,"})
-        EXPECT_EQ(parseBehind("+CMGL: 1,0,\"" + std::string(name) + "\",24").size(), 1U) << name;
+        EXPECT_EQ(parseWithHeader("+CMGL: 1,0,\"" + std::string(name) + "\",24").size(), 1U)
+            << name;
     EXPECT_TRUE(capturedLog().empty());
 }
 

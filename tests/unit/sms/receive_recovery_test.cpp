@@ -73,7 +73,7 @@ TEST_F(SmsReceive, Recovery_Refused_KeepsTheMarker) {
     EXPECT_TRUE(isListingOpen(root));
 }
 
-TEST_F(SmsReceive, Recovery_Refused_JoinsWhatIsComplete) {
+TEST_F(SmsReceive, Recovery_Refused_JoinsCompleteMessages) {
     leaveMarker();
     putPart("a", 7, 1, 2, "1", "a");
     putPart("b", 7, 2, 2, "1", "b");

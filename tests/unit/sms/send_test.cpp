@@ -35,7 +35,7 @@ TEST_F(SmsSend, NumberWithoutPlus_IsOfUnknownType) {
     EXPECT_EQ(port.commands().back(), "0001000B812120550521F3000005C8329BFD06" + CTRL_Z);
 }
 
-TEST_F(SmsSend, PduModeRefusedOrNotAnswered_SendsAnyway) {
+TEST_F(SmsSend, PduModeRefusedOrNotAnswered_StillSends) {
     for (const char* answer : {ERROR_REPLY, ""}) {
         putSend("file", "Hello");
         port.answer(answer).answer(PROMPT).answer(SENT);

@@ -383,7 +383,7 @@ TEST_F(CustomAt, NothingToSend_StillWritesBothFiles) {
     EXPECT_TRUE(port.commands().empty());
 }
 
-TEST_F(CustomAt, RequestOf512Bytes_IsReadWhole) {
+TEST_F(CustomAt, RequestOf512Bytes_IsReadCompletely) {
     const std::string command = "AT+X=" + std::string(506, '1');
     port.answer(OK_REPLY);
     EXPECT_EQ(request(command + "\n"), eSUCCESS);
@@ -430,7 +430,7 @@ TEST_F(CustomAt, LogOutput_OfExactly256IsNotCut) {
     EXPECT_NE(log.find(record("AT", output + "\n(truncated)\n")), std::string::npos);
 }
 
-TEST_F(CustomAt, Reply100Kilobytes_IsAnsweredWhole) {
+TEST_F(CustomAt, Reply100Kilobytes_IsAnsweredCompletely) {
     std::string lines;
     while (lines.size() < 100 * 1024)
         lines += "+COPN: \"310410\",\"AT&T\"\r\n";
@@ -542,7 +542,7 @@ TEST_F(CustomAt, RequestIsAFifo_DoesNotHang) {
     EXPECT_FALSE(fileExists(in));
 }
 
-TEST_F(CustomAt, RequestIsAFolder_IsNone) {
+TEST_F(CustomAt, RequestIsAFolder_IsIgnored) {
     std::filesystem::create_directory(in);
     EXPECT_FALSE(atCommandFilesExist(shared.path()));
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
