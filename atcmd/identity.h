@@ -37,7 +37,7 @@ void parseDeviceTemperature(const std::string& response, sModemInfo& modem);
 // A modem that refuses the command has one firmware image; that returns ePORT_OK too.
 ePortReturn getDeviceDualFirmware(int port, sModemInfo& modem);
 
-// Asks a modem with two images. That of a modem with one image follows from its model.
+// Queries a modem with two images; the image of a modem with only one follows from its model.
 // ePORT_ERROR for every failed transaction.
 ePortReturn getDeviceFirmwareCarrier(int port, sModemInfo& modem);
 void parseDeviceFirmwareCarrier(const std::string& response, sModemInfo& modem);

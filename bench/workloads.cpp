@@ -336,8 +336,8 @@ cStoreWriters::cStoreWriters(size_t count) : m_count(count) {
         require(child >= 0, "no process");
         if (child != 0) continue;
         close(stop[1]);
-        setKeyValueStorePath(
-            "/run/cellslot/skvs");  // an LMDB environment must not be used across a fork
+        // An LMDB environment must not be used across a fork.
+        setKeyValueStorePath("/run/cellslot/skvs");
         writeUntil(stop[0], i);
     }
     close(stop[0]);

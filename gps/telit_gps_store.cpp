@@ -6,8 +6,8 @@
 #include "platform/include/text_helpers.h"
 #include "published/store_keys.h"
 
-// What survives the daemon: if a receiver never appears, not every start may enable it and restart
-// the modem again.
+// State that survives the daemon: without it, every start would enable a receiver that never
+// appears and restart the modem.
 
 namespace {
 

@@ -27,11 +27,9 @@ constexpr size_t MAP_BYTES = 4 * 1024 * 1024;
 constexpr off_t LOCK_FILE_BYTES = 8192;  // size that LMDB makes for its usual number of readers
 constexpr int OPEN_ATTEMPTS = 5;
 constexpr mode_t FOLDER_MODE = 0755;
-constexpr mode_t FILE_MODE =
-    0600;  // a process that may read can also hold locks that stop a writer
-constexpr unsigned WRITE_FLAGS =
-    MDB_NOSYNC;                          // the store is in memory: there is no disk to wait for
-constexpr rlim_t EXAMINATION_CPU_S = 2;  // a damaged tree may run in circles
+constexpr mode_t FILE_MODE = 0600;            // a reader could hold locks that stop a writer
+constexpr unsigned WRITE_FLAGS = MDB_NOSYNC;  // in memory there is no disk to wait for
+constexpr rlim_t EXAMINATION_CPU_S = 2;       // a damaged tree may contain a circle
 
 using tEntries = std::vector<std::pair<std::string, std::string>>;
 

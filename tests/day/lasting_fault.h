@@ -33,7 +33,8 @@ constexpr unsigned FIRST_S = 20 * 60;
 constexpr unsigned LATER_S = 30 * 60;
 constexpr unsigned DAY_S = 24 * 60 * 60;
 
-// False if the last run went on, even if earlier runs ended.
+// True if the daemon ends again and again; false if its last run went on, even if earlier runs
+// ended.
 bool isStartedAgainAndAgain(const sLastingOutcome& outcome);
 
 // The lines of a whole day at the same rate.
