@@ -32,7 +32,7 @@ class cFileDescriptor {
     int m_fd;
 };
 
-// The descriptor, handed over, of a regular file; -1 with errno for anything else and for none.
+// Releases the descriptor of a regular file; -1 with errno for any other file and for none.
 inline int releaseRegularFile(cFileDescriptor& file) {
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;

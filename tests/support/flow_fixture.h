@@ -20,8 +20,8 @@ using tCommands = std::vector<std::string>;
 // tools that only record their calls. A scenario states only what differs from a healthy modem. At
 // the end the modem must have understood every command.
 // Before the first test of a program, a set-up and a poll of a healthy modem are compared with
-// set_up_commands.h. Where they differ the first test says which command, and no other runs: they
-// would all fail.
+// set_up_commands.h. If they differ, the first test names the command and no other test runs,
+// because all would fail.
 class cFlowFixture : public ::testing::Test {
   public:
     cFlowFixture();
