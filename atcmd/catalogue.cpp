@@ -33,7 +33,7 @@ struct sModemErrorRow {
 };
 
 // 0 to 150: 3GPP TS 27.007 section 9.2. 300 to 500: 3GPP TS 27.005 section 3.2.5. 512 and 550 to
-// 704: the modem maker's own. One table for +CME and +CMS.
+// 704: the modem maker's own. One table serves +CME and +CMS.
 const sModemErrorRow MODEM_ERRORS[] = {
     {0, "PHONE FAILURE"},
     {1, "NO CONNECTION TO PHONE"},

@@ -38,8 +38,8 @@ const sRegistrationRow& rowOfState(int state) {
     return UNKNOWN_STATE;
 }
 
-// The fields of the answer. A report that the modem sends by itself can stand before it, with the
-// same prefix, +CREG: 1 or +CREG: 1,"CE00","00005449": it has no state in its second field.
+// The fields of the answer. An unsolicited report with the same prefix can come before it, such as
+// +CREG: 1 or +CREG: 1,"CE00","00005449"; it has no state in its second field.
 tokenstr answerFields(const std::string& response, const std::string& prefix) {
     for (size_t at = response.find(prefix); at != std::string::npos;
          at = response.find(prefix, response.find('\n', at))) {
@@ -120,7 +120,7 @@ void updateNetworkRegistrationInfo(sNetworkInfo& network) {
     network.s_registration_short = row.shortText;
 
     if (network.i_reg_state != network.i_reg_previous_state) {
-        // A modem that flips between not searching and searching must not flood the log.
+        // A modem that alternates between searching and not searching must not flood the log.
         const bool quiet = row.searching && g_registrationState.wasSearching;
         debug(quiet ? eLOG_AT_DETAIL : eLOG_NOTICE, g_i_debugMode,
               "Registration switched from '%s' to '%s'", network.s_previous_registration.c_str(),

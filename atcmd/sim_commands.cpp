@@ -48,7 +48,7 @@ void setLock(sSimInfo& sim, int lockClass, int lockCode, const std::string& stat
     sim.s_status = status;
 }
 
-// remaining: of the PIN or of the PUK, whichever the SIM waits for.
+// remaining: attempts for the PIN or the PUK, whichever the SIM waits for.
 void setAttempts(sSimInfo& sim, uint8_t remaining) {
     switch (sim.i_lock_class) {
         case eSIM_READY:
@@ -197,7 +197,7 @@ ePortReturn setCpinState(int port, const std::string& pin, bool enable) {
         eParseCmx::ON_FAILURE);
 }
 
-// PIN and PUK stand unquoted here, unlike in +CLCK: the modem takes them so.
+// PIN and PUK are not quoted here, unlike in +CLCK: the modem expects them so.
 ePortReturn changeCpin(int port, const std::string& oldPin, const std::string& newPin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     return queryModem(port,
@@ -240,7 +240,7 @@ eSimSlot parseSimSlot(const std::string& response) {
 
 ePortReturn setSimSlot(const int& port, const eSimSlot& slot) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    // The pin, then SIM detection forced off and on again so that the modem reads the other card.
+    // Sets the pin, then forces SIM detection off and on so that the modem reads the other card.
     static const std::string PIN = "2,";
     static const std::string REDETECT = ",1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1";
     if (slot != eSIM_SLOT_1 && slot != eSIM_SLOT_2) {

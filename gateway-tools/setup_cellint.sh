@@ -1,19 +1,20 @@
 #!/bin/sh
-# Brings the cellular network interface up with the addresses that the modem reported, or takes down
-# again what an earlier --up set. Run by cellslotd; --help tells the options.
+# Brings the cellular network interface up with the addresses that the modem reported, or removes what
+# an earlier --up set. Run by cellslotd; --help shows the options.
 #
-# What --up changes is noted in /run/cellslot/cellint.IF before it is changed, one line each, so that
-# --down (or a failed --up) undoes exactly that, last change first. A second --up begins by undoing
-# the first. The words of the options come from the network: each is checked before anything is
-# touched, and none is evaluated.
+# --up notes each change in /run/cellslot/cellint.IF before it makes it, one line each, so that --down
+# (or a failed --up) undoes exactly these changes, the last one first. A second --up first undoes the
+# previous one. The words of the options come from the network: each is checked before anything is
+# changed, and none is evaluated.
 set -u
 export LC_ALL=C
 
 PROGRAM=setup_cellint.sh
 STATE_FOLDER=/run/cellslot
 RESOLV_CONF=/etc/resolv.conf
-# Behind the default routes that wired interfaces usually get (100; the kernel's own for IPv6: 1024),
-# so that those stay preferred. The interface's number is added, so that several modems keep apart.
+# Higher than the metric of default routes of wired interfaces (usually 100; the kernel's for IPv6:
+# 1024), so that those stay preferred. The interface's number is added, so that modems have different
+# metrics.
 IPV4_METRIC=700
 IPV6_METRIC=1724
 LOCK_SECONDS=30
@@ -50,17 +51,17 @@ Sets a cellular network interface up, or undoes what an earlier --up changed.
   --defaultroute  a default route through the first group's gateway, or through the device
   --ipv6auto      take IPv6 addresses and routes from router advertisements
   --ipv6only      no IPv4: the address groups are ignored
-  --debug         tell each step
+  --debug         show each step
   -h, --help      this text
 
-Name servers go to systemd-resolved or resolvconf where one of them manages /etc/resolv.conf,
-otherwise into that file: before the servers that are there with --defaultroute, else behind them.
-Messages go to standard error and to the system log. Exit status: 0 done, 1 failed (what was changed
-has been undone), 2 wrong usage.
+Name servers go to systemd-resolved or resolvconf if one of them manages /etc/resolv.conf, otherwise
+into that file: with --defaultroute before the servers that are there, else after them. Messages go to
+standard error and to the system log. Exit status: 0 done, 1 failed (all changes have been undone),
+2 wrong usage.
 TEXT
 }
 
-# The daemon throws the script's output away, so the system log gets a copy.
+# The daemon discards the script's output, so the system log gets a copy.
 say() {
     echo "$PROGRAM: $*" >&2
     logger -t "$PROGRAM" -- "$*" 2>/dev/null || true
@@ -75,15 +76,15 @@ usageError() {
     exit 2
 }
 
-# Without the lock: a service that a hook of resolvconf starts would hold it as long as it lives.
+# Closes the lock: a service that a hook of resolvconf starts would hold it as long as it runs.
 run() {
     trace "$*"
     "$@" 9>&-
 }
 
-# ---- checks of what the options say -------------------------------------------------------------
+# ---- checks of the options ----------------------------------------------------------------------
 
-# Without leading zeros, which the tools would read as octal.
+# Without leading zeros, because the tools would read the number as octal.
 isNumber() { # TEXT HIGHEST
     case $1 in
     '' | *[!0-9]* | 0?* | ??????*) return 1 ;;
@@ -120,8 +121,8 @@ isIpv6() {
     [ "${#1}" -le 45 ]
 }
 
-# Bits of a dotted mask; fails when the ones are not all in front. 0.0.0.0 and an empty mask say
-# nothing about a subnet, so only the address itself is ours.
+# Bits of a dotted mask; fails if a one follows a zero. 0.0.0.0 and an empty mask give no subnet, so
+# only the address itself is ours.
 prefixOf() { # MASK
     case $1 in
     - | 0.0.0.0)
@@ -173,7 +174,7 @@ closeGroup() {
     gateway=-
 }
 
-# Takes one option with its value; an empty value stands for "none".
+# Stores one option with its value; an empty value means "none".
 takeValue() { # OPTION VALUE
     case $1 in
     -i)
@@ -184,7 +185,7 @@ takeValue() { # OPTION VALUE
         if ! isNumber "$2" 65535 || [ "$2" -lt 60 ]; then
             usageError "-m: '$2' is no MTU (60 to 65535)"
         fi
-        # The daemon takes 60 and more, IPv4 needs 68 (RFC 791): better that than no connection.
+        # The daemon accepts 60 and more, but IPv4 needs 68 (RFC 791): better 68 than no connection.
         mtu=$2
         [ "$mtu" -ge 68 ] || mtu=68
         ;;
@@ -203,7 +204,7 @@ takeValue() { # OPTION VALUE
     --gateway)
         [ "$groupOpen" = yes ] || usageError "$1 without --address"
         [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 address"
-        # Some modems give 0.0.0.0 or the address itself where there is no gateway.
+        # Some modems report 0.0.0.0 or the address itself if there is no gateway.
         case $2 in
         '' | 0.0.0.0 | "$address") gateway=- ;;
         *) gateway=$2 ;;
@@ -238,7 +239,7 @@ parseArguments() {
             exit 0
             ;;
         -i | -m | --address | --netmask | --gateway | --dns)
-            # An empty value leaves no word: what follows is the next option.
+            # An empty value leaves no word, so the next word is the next option.
             case ${2:-} in
             -* | '')
                 takeValue "$1" ''
@@ -252,7 +253,7 @@ parseArguments() {
                 ;;
             esac
             ;;
-        *) usageError "unknown word '$1' (--help tells the options)" ;;
+        *) usageError "unknown word '$1' (--help shows the options)" ;;
         esac
         shift
     done
@@ -261,7 +262,7 @@ parseArguments() {
     [ -n "$action" ] || usageError "neither --up nor --down"
 }
 
-# ---- notes of what was changed ------------------------------------------------------------------
+# ---- notes of changes ---------------------------------------------------------------------------
 
 note() {
     if ! echo "$*" >>"$state"; then
@@ -274,8 +275,8 @@ ipv6Setting() { # NAME: path of the interface's setting
     echo "/proc/sys/net/ipv6/conf/$interface/$1"
 }
 
-# Undoes one noted change. What is gone already (the modem was unplugged, somebody removed the
-# address) needs no undoing, so failures of the single commands do not matter.
+# Undoes one noted change. Something may already be gone (the modem was unplugged, somebody removed the
+# address), so failures of the single commands do not matter.
 undo() { # WORD ARGUMENT...
     trace "undo: $*"
     case $1 in
@@ -316,7 +317,7 @@ TEXT
 
 # ---- name servers -------------------------------------------------------------------------------
 
-# One kind of resolvconf has the file lead to its own, the other writes in place and says so.
+# One kind of resolvconf makes the file a link to its own; the other writes in place and says so.
 isResolvconfs() { # FILE
     case $1 in
     */resolvconf/*) return 0 ;;
@@ -341,8 +342,8 @@ resolvConfManager() {
     echo file
 }
 
-# The draft becomes the file, which keeps its mode and owner. A container's file is a mount point and
-# cannot be replaced, only overwritten.
+# Replaces the file by the draft and keeps mode and owner. A container's file is a mount point and can
+# only be overwritten.
 replaceResolvConf() {
     target=$(readlink -f "$RESOLV_CONF") || return 1
     if [ ! -e "$target" ] || cp -p "$target" "$target.cellslot" 2>/dev/null; then
@@ -366,7 +367,7 @@ serverLines() {
     done
 }
 
-# awk compares whole lines, so that dots in the interface's name stay dots.
+# awk compares whole lines, so that dots in the interface's name match only dots.
 removeFromResolvConf() {
     [ -e "$RESOLV_CONF" ] || return 0
     awk -v first="# cellslot $interface begin" -v last="# cellslot $interface end" '
@@ -417,7 +418,7 @@ isLinkUp() {
     flags=$(cat "/sys/class/net/$interface/flags") && [ $((flags & 1)) -ne 0 ]
 }
 
-# cat, because busybox's read takes single bytes, and a setting gives all of itself or nothing.
+# cat, because busybox's read reads single bytes, and a setting must be read at once.
 setSetting() { # NAME VALUE
     file=$(ipv6Setting "$1")
     before=$(cat "$file") || return 1
@@ -427,8 +428,8 @@ setSetting() { # NAME VALUE
     echo "$2" >"$file"
 }
 
-# accept_ra 2 also holds while the host forwards packets, which gateways do. The interface is taken
-# down meanwhile: the kernel asks for advertisements only when it comes up.
+# accept_ra 2 also works while the host forwards packets, which gateways do. The interface is taken
+# down meanwhile because the kernel requests advertisements only when the interface comes up.
 prepareIpv6() {
     [ "$ipv6auto" = yes ] || return 0
     if [ ! -d "$(ipv6Setting '')" ]; then
@@ -499,7 +500,7 @@ setDefaultRoute() { # GATEWAY
     fi
 }
 
-# The first group's address takes the default route.
+# The address of the first group gets the default route.
 setIpv4() {
     [ "$ipv6only" = no ] || return 0
     routeWanted=$defaultRoute
@@ -565,9 +566,9 @@ main() {
         say "cannot make $STATE_FOLDER"
         exit 1
     fi
-    # Two slots' daemons may run this at the same moment, and /etc/resolv.conf is common to both.
+    # The daemons of two slots may run this at the same time, and both change /etc/resolv.conf.
     exec 9>"$STATE_FOLDER/cellint.lock"
-    # A script that hangs must not hang the daemon with it.
+    # A script that hangs must not make the daemon hang.
     tries=0
     until flock -n 9; do
         tries=$((tries + 1))

@@ -1,6 +1,6 @@
 #!/bin/sh
 # Sets the system clock to the network's time. cellslotd runs
-# systime.sh --set "MONTH/DAY/YEAR HOUR:MINUTE:SECOND" with what the modem's clock says: numbers
+# systime.sh --set "MONTH/DAY/YEAR HOUR:MINUTE:SECOND" with the time of the modem's clock: numbers
 # without leading zeros, a year of two digits, local time.
 set -u
 
@@ -10,7 +10,7 @@ usage() {
     cat <<'TEXT'
 Usage: systime.sh --set "M/D/YY H:M:S"
 Sets the system clock. The text is taken as local time of this host's time zone; years are 20 to 69
-(2020 to 2069), because modems start at 1980 or 2000 until the network tells them the time.
+(2020 to 2069), because modems start at 1980 or 2000 until they get the time from the network.
 Exit status: 0 set, 1 the clock could not be set, 2 the text is no such time or wrong usage.
 TEXT
 }
@@ -48,8 +48,8 @@ setClock() { # TEXT
         ! isWithin "$minute" 0 59 || ! isWithin "$second" 0 59; then
         usageError "'$1' is no time between 1/1/20 0:0:0 and 12/31/69 23:59:59"
     fi
-    # GNU's and busybox's date both take this form; a day that the month does not have is refused by
-    # the first and moved into the next month by the second.
+    # date of GNU and of busybox both accept this form. A day that the month does not have is refused
+    # by GNU and moved into the next month by busybox.
     if ! date -s "20$year-$month-$day $hour:$minute:$second" >/dev/null; then
         echo "$PROGRAM: the clock could not be set" >&2
         exit 1
@@ -62,5 +62,5 @@ case ${1:-} in
     setClock "$2"
     ;;
 -h | --help) usage ;;
-*) usageError "unknown or missing option (--help tells the usage)" ;;
+*) usageError "unknown or missing option (--help shows the usage)" ;;
 esac

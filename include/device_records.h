@@ -11,7 +11,7 @@
 #include "include/utilities.h"
 
 // What the daemon knows about modem, SIM and network. Every field has a default that means "not
-// known"; the reset functions put it back.
+// known"; the reset functions restore it.
 
 constexpr int TEMPERATURE_UNKNOWN_C = -999;
 constexpr int ATTEMPTS_UNKNOWN = 255;
@@ -60,7 +60,7 @@ struct sPdpDynamicParams {
 constexpr size_t PDP_DYNAMIC_MAX = 6;
 constexpr size_t PDP_DYNAMIC_USED = 5;
 
-// What one modem keeps for as long as it runs.
+// Values that a modem keeps while it runs.
 struct sModemStaticInfo {
     std::string s_manufacturer = NAME_UNKNOWN;
     bool b_manufacturer_is_telit = false;
@@ -83,7 +83,7 @@ struct sModemStaticInfo {
     uint64_t i_supported_4g_mask = 0;  // bit n - 1: LTE band n
 };
 
-// Read again and again.
+// Values that are read again and again.
 struct sModemVariableInfo {
     std::string s_own_number_name;
     std::string s_own_number = OWN_NUMBER_UNKNOWN;
@@ -100,7 +100,7 @@ struct sModemVariableInfo {
 };
 
 struct sModemInfo : sModemStaticInfo, sModemVariableInfo {
-    // Kept over every reset while the daemon lives.
+    // Kept over every reset while the daemon runs.
     int i_sms_network_family = 1;  // 0 unknown, 1 3GPP, 2 3GPP2
     unsigned i_sms_sent = 0;
     unsigned i_sms_sent_fail = 0;
@@ -141,7 +141,7 @@ struct sPsntInfo {
     int i_psnt_is_hsdpa_used = 0;
 };
 
-// #RFSTS, texts as the modem writes them; empty where the technology does not have the value.
+// #RFSTS, texts as the modem writes them; empty if the technology does not have the value.
 struct sRfstsInfo {
     std::string s_plmn;
     std::string s_mcc;
@@ -174,7 +174,7 @@ struct sRfstsInfo {
     std::string s_rscp;
     std::string s_nom;
     std::string s_bler;
-    int i_active_set_reported = 0;  // as the modem says it, never used as a bound
+    int i_active_set_reported = 0;  // the modem's number, never used as a bound
     std::array<sActiveSetCell, ACTIVE_SET_MAX> active_set;
     size_t i_active_set_count = 0;
 };
@@ -200,7 +200,7 @@ struct sNetworkInfo : sRegistrationInfo, sPsntInfo, sRfstsInfo {
     std::array<sPdpDynamicParams, PDP_DYNAMIC_MAX> pdp_dynamic;
 };
 
-// What the SIM's own queries fill.
+// Answers of the SIM queries.
 struct sSimAnswers {
     int i_present = 0;
     int8_t i_qss_mode = -1;
@@ -209,7 +209,7 @@ struct sSimAnswers {
     std::string s_status = NAME_UNKNOWN;
     uint8_t i_pin_attempts = ATTEMPTS_UNKNOWN;
     uint8_t i_puk_attempts = ATTEMPTS_UNKNOWN;
-    bool b_attempts_read = false;  // the SIM told them; otherwise they are only assumed
+    bool b_attempts_read = false;  // the SIM reported them; otherwise they are assumed
     std::string s_imsi = IMSI_UNKNOWN;
     std::string s_iccid = ICCID_UNKNOWN;
     std::string s_home_plmn = PLMN_UNKNOWN;
@@ -236,19 +236,19 @@ struct sDeviceInfo {
     bool b_shutting_down = false;
 };
 
-// full: the modem's static identity too. Without it what a modem keeps while it runs, the SMS
-// counters, the GPS state, the last connect error, SIM slot, outcome and file paths stay.
+// full: resets the modem's static values too. Otherwise these stay: the static values, SMS
+// counters, GPS state, last connect error, SIM slot, outcome and file paths.
 void resetDeviceInfo(sDeviceInfo& device, bool full);
 void resetModemStaticInfo(sModemInfo& modem);
 void resetModemVariableInfo(sModemInfo& modem);
 void resetModemApnList(sModemInfo& modem);
-// The sSimAnswers.
+// Resets sSimAnswers.
 void resetSimInfo(sSimInfo& sim);
-// Registration, with the registered flag; the previous state and text stay, so that the next
-// change is seen.
+// Resets the registration and its flag; previous state and text stay, so that the next change is
+// noticed.
 void resetCregInfo(sNetworkInfo& network);
 void resetPsntInfo(sNetworkInfo& network);
-// The #PSNT and #RFSTS fields, and nothing else.
+// Resets the #PSNT and #RFSTS fields only.
 void resetNetworkInfo(sNetworkInfo& network);
 void resetPdpDynamicContent(sNetworkInfo& network);
 

@@ -43,7 +43,7 @@ struct sArgumentTexts {
     std::string pace;
 };
 
-// A track: one "latitude,longitude[,metres]" a line, one line a second; '#' begins a comment.
+// A track: one "latitude,longitude[,metres]" per line, one line per second; '#' begins a comment.
 nlohmann::json readTrack(const std::string& path) {
     std::ifstream file(path);
     if (!file) throw std::runtime_error("cannot read " + path);
@@ -84,7 +84,7 @@ int usageError(const std::string& text) {
     return EXIT_USAGE;
 }
 
-// Both links, by name; "" when they are there.
+// The names of the missing links; "" if both exist.
 std::string missingLinks(const sSimulatorOptions& options) {
     const bool noAt = options.atLink.empty();
     const bool noGps = options.gpsLink.empty();

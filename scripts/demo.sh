@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the daemon at work with a simulated modem: builds both, runs them in a private namespace and
-# follows the bring-up, the connection and the shutdown. Nothing of the host is changed.
+# shows the bring-up, the connection and the shutdown. It changes nothing on the host.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -23,7 +23,7 @@ Exit status 0: connected, the messages passed, the end was clean. 1: not so. 2: 
 TEXT
 }
 
-# Shows how far the build is: on a terminal in one line, which goes when it is done.
+# Shows the progress of the build; on a terminal in one line, which disappears at the end.
 showProgress() {
     local line
     while IFS= read -r line; do

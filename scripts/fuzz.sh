@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for so many seconds, two (FUZZ_JOBS) at a time, from the seed corpus in
-# fuzz/corpus and what earlier runs found in build/fuzz/corpus. Fails on a finding; the input then lies
-# in build/fuzz/findings, the output of all in build/fuzz/logs. Tells at the end how much each did.
-# The seed, which is printed, repeats a run's choices where the corpus is the same.
+# Runs each fuzz target for the given number of seconds, two (FUZZ_JOBS) at a time, from the seeds in
+# fuzz/corpus and the inputs of earlier runs in build/fuzz/corpus. Fails on a finding: its input is in
+# build/fuzz/findings, the output of all targets in build/fuzz/logs. At the end shows how much each did.
+# The printed seed repeats the choices of a run with the same corpus.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -37,21 +37,21 @@ runTarget() { # TARGET SECONDS SEED MAX-OCTETS DICTIONARY
     if [[ $5 != - ]]; then
         options+=("-dict=fuzz/dictionaries/$5.dict")
     fi
-    # The daemon's standard output is closed: its errors would be most of the time.
+    # The daemon's standard output is closed: printing its errors would take most of the time.
     "$BUILD/bin/$target" -max_total_time="$2" -seed="$3" -max_len="$4" "${options[@]}" \
         -timeout=10 -close_fd_mask=1 -print_final_stats=1 \
         -artifact_prefix="$BUILD/findings/$target-" "$found" "fuzz/corpus/$target" \
         >"$BUILD/logs/$target.log" 2>&1
 }
 
-# Its lines about every input that it keeps, and the dictionary it recommends, are left out.
+# Without the lines about every kept input and the recommended dictionary.
 showFinding() { # TARGET
     echo "fuzz.sh: $1 found something, see $BUILD/findings:" >&2
     grep -vE '^(#[0-9]+[[:space:]]+(NEW|REDUCE|RELOAD|pulse|INITED|READ)|"|###### )' \
         "$BUILD/logs/$1.log" >&2
 }
 
-tell() { # TARGET
+showCounts() { # TARGET
     awk -v target="$1" '
         { for (i = 1; i < NF; i++) if ($i == "cov:") covered = $(i + 1) }
         { for (i = 1; i < NF; i++) if ($i == "ft:") features = $(i + 1) }
@@ -95,12 +95,12 @@ main() {
     done
     printf '%-24s %12s %8s %8s %9s\n' target executions 'per s' edges features
     for target in "${targets[@]}"; do
-        tell "$target"
+        showCounts "$target"
     done
     return "$failed"
 }
 
-# Takes the next target that ends out of running, and notes in failed how it went.
+# Waits for the next target to end, removes it from running, and adds it to failed if it failed.
 waitForOne() {
     local pid status=0
     wait -n -p pid || status=$?

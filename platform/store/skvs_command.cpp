@@ -29,7 +29,7 @@ int fail(const std::string& message) {
     return SKVS_FAILED;
 }
 
-// errno where skvs_list found a cause in the system.
+// errno is set if skvs_list got a cause from the system.
 int failToRead() {
     return fail(std::string("cannot read the store") +
                 (errno != 0 ? std::string(": ") + strerror(errno) : ""));
@@ -40,12 +40,12 @@ int wrongUsage() {
     return SKVS_FAILED;
 }
 
-// A pipe or disk that took nothing is a failure too.
+// A pipe or disk that accepts nothing is a failure too.
 int printed() {
     return fflush(stdout) == 0 && ferror(stdout) == 0 ? SKVS_OK : fail("cannot print");
 }
 
-// Missing and unreadable are told apart by the list, of which the key would be the first entry.
+// The list distinguishes a missing key from an unreadable store; the key would be its first entry.
 int getKey(const tArguments& arguments) {
     const std::string& key = arguments[0];
     std::vector<std::pair<std::string, std::string>> entries;

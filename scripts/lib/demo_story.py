@@ -1,7 +1,7 @@
-"""What the demonstration prints: a line for each thing that happens, with its time; with --verbose
-also what the modem is asked, and the log, with a word on lines that only look like faults."""
+"""Output of the demonstration: a line for each event, with its time; with --verbose also the commands
+to the modem and the log, with an explanation of lines that only look like faults."""
 
-# Texts of the log that read like faults in a run in which everything is well.
+# Log texts that look like faults although everything works.
 EXPLAINED = (
     ("The APN '' is not valid", "CM_APN2, for a second SIM, is not set: no fault"),
     ("Note: APN is empty", "CM_APN2, for a second SIM, is not set: no fault"),

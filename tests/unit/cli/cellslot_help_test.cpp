@@ -4,7 +4,7 @@
 
 namespace {
 
-// A screen that has a prompt below the text.
+// A screen with a prompt below the text.
 constexpr size_t LINES_MAX = 23;
 constexpr size_t COLUMNS_MAX = 80;
 
@@ -58,7 +58,7 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
     }
 }
 
-TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
+TEST(CliCommandLine, InvalidArguments_GiveOneLineAndTheUsageStatus) {
     const cEmptyHost host;
     const std::vector<std::vector<const char*>> wrong = {{"nonsense"},
                                                          {"nonsense", "--help"},
@@ -79,7 +79,7 @@ TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
     }
 }
 
-TEST(CliCommandLine, NotUnderstood_NamesTheHelpThatTells) {
+TEST(CliCommandLine, InvalidArguments_NameTheHelpToRead) {
     const cEmptyHost host;
     const auto end = [&](const std::vector<const char*>& command) {
         const std::string text = runOn(host, command).err;
@@ -91,7 +91,7 @@ TEST(CliCommandLine, NotUnderstood_NamesTheHelpThatTells) {
     EXPECT_EQ(" (see cellslot sms send --help)\n", end({"sms", "send"}));
 }
 
-TEST(CliCommandLine, UnknownSubcommand_IsNamedWithTheOneMeant) {
+TEST(CliCommandLine, UnknownSubcommand_IsNamedWithASuggestion) {
     const cEmptyHost host;
     EXPECT_EQ("cellslot: there is no cellslot stauts; is status meant? (see cellslot --help)\n",
               runOn(host, {"stauts"}).err);
@@ -163,7 +163,7 @@ TEST(CliCommandLine, HelpThatCannotBeWritten_IsAFailure) {
     EXPECT_EQ(eExitStatus::FAILED, runCellslot(2, words, context, err));
 }
 
-TEST(CliSlot, SeveralDaemonsAndNoneNamed_IsAskedFor) {
+TEST(CliSlot, SeveralDaemonsAndNoSlotNamed_RequiresOne) {
     cEmptyHost host;
     host.daemon(1, 101);
     host.daemon(3, 103);
@@ -173,7 +173,7 @@ TEST(CliSlot, SeveralDaemonsAndNoneNamed_IsAskedFor) {
     EXPECT_FALSE(fileExists(host.places.at("/tmp/force_cell_nocon.1")));
 }
 
-TEST(CliSlot, OneDaemonAndNoneNamed_IsMeant) {
+TEST(CliSlot, OneDaemonAndNoSlotNamed_IsUsed) {
     cEmptyHost host;
     host.daemon(2, 102);
     EXPECT_EQ(eExitStatus::OK, runOn(host, {"data", "off", "-t", "0"}).status);

@@ -87,7 +87,7 @@ TEST_F(SlotReport, OverrideOfAnotherSlot_DoesNotCount) {
     EXPECT_EQ(data().value, eCONF_DATA_CONNECT_ENABLED);
 }
 
-TEST_F(SlotReport, BootingHost_HoldsDataBackButNotForEver) {
+TEST_F(SlotReport, BootingHost_DelaysDataButNotForever) {
     std::filesystem::remove(host / "var/run/poststart");
     EXPECT_EQ(data(180).value, eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM);
     EXPECT_EQ(data(181).value, eCONF_DATA_CONNECT_ENABLED);
@@ -107,7 +107,7 @@ TEST_F(SlotReport, BootingHost_IsStartingAndNoError) {
     EXPECT_STREQ(diagnosis.problems.front().id, "booting");
 }
 
-TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
+TEST_F(SlotReport, Age_MakesItStaleOrReportsTheClock) {
     EXPECT_EQ(state(90), eSlotState::CONNECTED);
     EXPECT_EQ(state(91), eSlotState::STALE);
     EXPECT_EQ(firstProblem(91), "stale");
@@ -121,7 +121,7 @@ TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
 TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     EXPECT_EQ(state(), eSlotState::STARTING);
-    // One that never tells anything has no room to: who looks for hours has to hear of it.
+    // A daemon that never writes its file may have no disk space: the user gets the check for that.
     const sProblem problem = diagnose(host.report(1)).problems.front();
     EXPECT_NE(problem.mend.find("/var/log: cellslot doctor -p 1"), std::string::npos)
         << problem.mend;
@@ -129,7 +129,7 @@ TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     EXPECT_EQ(state(), eSlotState::NO_DAEMON);
 }
 
-TEST_F(SlotReport, ModemSwitchedOff_SaysWhatBringsItBack) {
+TEST_F(SlotReport, ModemSwitchedOff_SaysHowToSwitchItOn) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     host.endDaemon(1);
     touch("tmp/force_cell_tempoff.1");
@@ -156,7 +156,7 @@ TEST_F(SlotReport, RegistrationLostInASession_IsAWarning) {
     EXPECT_EQ(diagnose(host.report(1)).problems.front().severity, eSeverity::ERROR);
 }
 
-TEST_F(SlotReport, WhatStopsItStandsBeforeWhatIsOnlyBad) {
+TEST_F(SlotReport, ProblemThatStopsTheSession_ComesBeforeAWarning) {
     std::string status = withValue(recordedStatus("denied"), "CURRENT_RSRP", "-120");
     status = withValue(status, "TEMPERATURE_LEVEL_E", "2");
     host.writeStatus(1, status);

@@ -30,7 +30,7 @@ class StatusCommand : public testing::Test {
         host.writeStatus(1, freshStatus("healthy"));
     }
 
-    // Nothing on standard output, one line on the other, and a status.
+    // Nothing on standard output, one line on standard error, and a status.
     void expectFailure(const std::vector<std::string>& arguments, eExitStatus status,
                        const std::string& text) {
         const sStatusRun run = host.run(arguments);
@@ -46,7 +46,7 @@ class StatusCommand : public testing::Test {
 
 }  // namespace
 
-TEST_F(StatusCommand, GoodSlot_IsToldWithStatus0) {
+TEST_F(StatusCommand, GoodSlot_IsShownWithStatus0) {
     const sStatusRun one = host.run({"status", "-p", "1"});
     EXPECT_EQ(one.status, eExitStatus::OK);
     EXPECT_EQ(one.out.rfind("Slot 1  CONNECTED", 0), 0u) << one.out;
@@ -94,7 +94,7 @@ TEST_F(StatusCommand, FileThatCannotBeUsed_IsOneLine) {
     expectFailure({"status", "-p", "1"}, eExitStatus::STALE, "holds control characters");
 }
 
-TEST_F(StatusCommand, FileWithoutRights_SaysAskAsRoot) {
+TEST_F(StatusCommand, FileWithoutRights_SaysToRunAsRoot) {
     ASSERT_EQ(chmod(host.places().root.c_str(), 0755), 0);
     ASSERT_EQ(chmod((host / "var/log/wireless.cardstats.1").c_str(), 0), 0);
     const uid_t before = geteuid();
@@ -103,7 +103,7 @@ TEST_F(StatusCommand, FileWithoutRights_SaysAskAsRoot) {
     ASSERT_EQ(seteuid(before), 0);
 }
 
-// Before the daemon has noticed it.
+// Before the daemon has noticed the change.
 TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
     host.writeStatus(1, freshStatus("healthy"));
     EXPECT_EQ(host.run({"status", "-p", "1"}).out.find("is not there"), std::string::npos);
@@ -113,7 +113,7 @@ TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
         std::string::npos);
 }
 
-TEST_F(StatusCommand, OldDataOrDeadDaemon_AreToldAndShowInTheStatus) {
+TEST_F(StatusCommand, OldDataOrDeadDaemon_AreShownAndChangeTheExitStatus) {
     host.writeStatus(
         1, withValue(recordedStatus("healthy"), "STATS_LAST_UPDATE_E", ltos(time(nullptr) - 1000)));
     const sStatusRun stale = host.run({"status", "-p", "1"});
@@ -135,7 +135,7 @@ TEST_F(StatusCommand, OneBadSlotOfTwo_DoesNotHideTheOther) {
     EXPECT_NE(run.out.find("cardstats.2 is empty."), std::string::npos) << run.out;
 }
 
-TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
+TEST_F(StatusCommand, Json_ShowsTheSameForPrograms) {
     const sStatusRun run = host.run({"status", "-p", "1", "--json"});
     EXPECT_EQ(run.status, eExitStatus::OK);
     const json slot = json::parse(run.out)["slots"][0];
@@ -156,7 +156,7 @@ TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
     EXPECT_EQ(slot["modem"]["temperature_c"], 28);
 }
 
-TEST_F(StatusCommand, DaemonThatWasKilled_ProgramsAreToldNoSession) {
+TEST_F(StatusCommand, DaemonThatWasKilled_JsonShowsNoSession) {
     host.endDaemon(1);
     const json session = json::parse(host.run({"status", "--json"}).out)["slots"][0]["session"];
     EXPECT_EQ(session["connected"], false);
@@ -187,7 +187,7 @@ TEST_F(StatusCommand, JsonWithStrangeBytes_IsStillJsonAndHidesThePin) {
     EXPECT_EQ(run.out.find("9999"), std::string::npos);
 }
 
-TEST_F(StatusCommand, Metrics_HaveHelpTypeAndASeriesASlot) {
+TEST_F(StatusCommand, Metrics_HaveHelpTypeAndASeriesPerSlot) {
     host.addSlot(2, "no_sim");
     const std::string text = statusMetrics({host.report(1), host.report(2, 30)});
     const std::vector<std::string> expected = {
@@ -206,7 +206,7 @@ TEST_F(StatusCommand, Metrics_HaveHelpTypeAndASeriesASlot) {
         EXPECT_NE(text.find(part), std::string::npos) << part << text;
 }
 
-TEST_F(StatusCommand, MetricsOfABrokenFile_TellOnlyThatItIsBroken) {
+TEST_F(StatusCommand, MetricsOfABrokenFile_ShowOnlyThatItIsBroken) {
     host.writeStatus(1, "");
     const std::string text = statusMetrics({host.report(1)});
     EXPECT_NE(text.find("cellslot_status_valid{slot=\"1\"} 0\n"), std::string::npos);

@@ -23,7 +23,7 @@ std::string withLine(const std::string& line) {
     return "#File generated \n" + line + "\n" + recordedStatus("healthy");
 }
 
-// Runs something as a user without rights; a root shell would be let in everywhere.
+// Runs action as a user without rights; root may read everything.
 template <typename tWork>
 void asNobody(const tWork& work) {
     constexpr uid_t NOBODY = 65534;
@@ -35,7 +35,7 @@ void asNobody(const tWork& work) {
 
 }  // namespace
 
-TEST(StatusFile, EveryRecording_IsGoodAndTellsItsKeys) {
+TEST(StatusFile, EveryRecording_IsGoodAndGivesItsKeys) {
     for (const auto& entry : std::filesystem::directory_iterator(STATUS_DATA)) {
         if (entry.path().extension() != ".status") continue;
         const sStatusFile file = parseStatus(readFile(entry.path()), 1);
@@ -54,7 +54,7 @@ TEST(StatusFile, CutAtAnyByte_IsCutShortAndHasNoRecord) {
     }
 }
 
-TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
+TEST(StatusFile, TextThatNoDaemonWrites_IsDamagedAndSaysWhere) {
     const std::string healthy = recordedStatus("healthy");
     const sDefectCase cases[] = {
         {"other slot", recordedStatus("healthy", 2), eStatusFile::DAMAGED,
@@ -83,7 +83,7 @@ TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
          eStatusFile::DAMAGED, "is damaged: it does not say when it was written"},
         {"too big", healthy + std::string(65536, '#') + "\n", eStatusFile::DAMAGED,
          "is too big for a status file"},
-        {"a line behind the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
+        {"a line after the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
          "is cut short"},
         {"nothing", "", eStatusFile::CUT_SHORT, "is empty"},
     };
@@ -117,7 +117,7 @@ TEST(StatusRecord, TextThatIsNoNumber_ReadsAsNone) {
     EXPECT_EQ(record.text({"MISSING"}), "");
 }
 
-TEST(ReadStatusFile, MissingLinkFifoFolder_AreToldApartWithoutBlocking) {
+TEST(ReadStatusFile, MissingLinkFifoFolder_AreDistinguishedWithoutBlocking) {
     const cStatusHost host;
     const std::string path = (host / "var/log/wireless.cardstats.1");
     EXPECT_EQ(readStatusFile(host.places(), 1).state, eStatusFile::MISSING);
