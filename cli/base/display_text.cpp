@@ -21,6 +21,31 @@ size_t digitsAt(const std::string& text, size_t at) {
     return (end == std::string::npos ? text.size() : end) - at;
 }
 
+// Breaks at the blanks that stand after such a text.
+std::vector<std::string> wrap(const std::string& text, size_t width, size_t indent,
+                              const std::string& after) {
+    const std::string separator = after + " ";
+    std::vector<std::string> lines;
+    const size_t begin = std::min(text.find_first_not_of(' '), text.size());
+    std::string line = text.substr(0, begin);
+    bool isFirst = true;
+    for (size_t start = begin; start <= text.size();) {
+        const size_t found = text.find(separator, start);
+        const size_t end = found == std::string::npos ? text.size() : found + after.size();
+        const std::string piece = text.substr(start, end - start);
+        start = end + 1;
+        if (!isFirst && displayWidth(line) + 1 + displayWidth(piece) > width) {
+            lines.push_back(line);
+            line = std::string(indent, ' ') + piece;
+        } else {
+            line += (isFirst ? "" : " ") + piece;
+        }
+        isFirst = false;
+    }
+    lines.push_back(line);
+    return lines;
+}
+
 }  // namespace
 
 std::string withoutSecrets(const std::string& text) {
@@ -72,24 +97,15 @@ std::string fitTo(const std::string& text, size_t width) {
 }
 
 std::vector<std::string> wrapText(const std::string& text, size_t width, size_t indent) {
-    std::vector<std::string> lines;
-    const size_t begin = std::min(text.find_first_not_of(' '), text.size());
-    std::string line = text.substr(0, begin);
-    bool isFirstWord = true;
-    for (size_t start = begin; start <= text.size();) {
-        const size_t end = std::min(text.find(' ', start), text.size());
-        const std::string word = text.substr(start, end - start);
-        start = end + 1;
-        if (!isFirstWord && displayWidth(line) + 1 + displayWidth(word) > width) {
-            lines.push_back(line);
-            line = std::string(indent, ' ') + word;
-        } else {
-            line += (isFirstWord ? "" : " ") + word;
-        }
-        isFirstWord = false;
-    }
-    lines.push_back(line);
-    return lines;
+    return wrap(text, width, indent, "");
+}
+
+std::vector<std::string> wrapList(const std::string& text, size_t width, size_t indent) {
+    const std::vector<std::string> lines = wrap(text, width, indent, ",");
+    const bool fits = std::all_of(lines.begin(), lines.end(), [width](const std::string& line) {
+        return displayWidth(line) <= width;
+    });
+    return fits ? lines : wrapText(text, width, indent);
 }
 
 std::string durationText(long long seconds) {

@@ -27,6 +27,10 @@ std::string fitTo(const std::string& text, size_t width);
 // indent blanks. A word that is longer than a line stands alone and is not broken.
 std::vector<std::string> wrapText(const std::string& text, size_t width, size_t indent);
 
+// The same for a list: breaks after commas, so that a label stays with its value; at blanks where
+// an item is longer than a line.
+std::vector<std::string> wrapList(const std::string& text, size_t width, size_t indent);
+
 // "45 s", "12 min", "2 h 14 min", "3 d 4 h".
 std::string durationText(long long seconds);
 

@@ -146,7 +146,7 @@ std::string daemonText(const sSlotReport& report) {
 void addRow(tLines& lines, const std::string& label, const std::string& value) {
     if (value.empty()) return;
     const std::string start = fitTo(label, LABEL_WIDTH);
-    for (const std::string& line : wrapText(start + value, SCREEN_WIDTH, LABEL_WIDTH))
+    for (const std::string& line : wrapList(start + value, SCREEN_WIDTH, LABEL_WIDTH))
         lines.push_back(cutTo(line, SCREEN_WIDTH));
 }
 

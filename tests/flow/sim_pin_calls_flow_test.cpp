@@ -10,6 +10,7 @@
 #include "statemachine/timers.h"
 #include "tests/flow/sim_pin_calls_fixture.h"
 #include "tests/support/set_up_commands.h"
+#include "tests/support/shown_case.h"
 
 // Single operations on PIN and PUK: their guards, the commands that a check of the SIM sends, and
 // what they leave in files and monitors.
@@ -228,6 +229,8 @@ struct sFormatCase {
     const char* wanted;
     const char* outcome;
 };
+
+SHOW_CASE(sFormatCase, "current '" << row.current << "', wanted '" << row.wanted << "'")
 
 class ChangeFormat : public SimPinCalls, public ::testing::WithParamInterface<sFormatCase> {};
 

@@ -5,6 +5,7 @@
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
 #include "tests/flow/sim_pin_fixture.h"
+#include "tests/support/shown_case.h"
 
 namespace {
 
@@ -22,6 +23,8 @@ struct sUnlockCase {
     const char* outcome;
     bool emptied;
 };
+
+SHOW_CASE(sUnlockCase, row.name)
 
 }  // namespace
 
@@ -183,6 +186,8 @@ struct sPukCase {
     const char* outcome;
 };
 
+SHOW_CASE(sPukCase, row.name)
+
 class SimPuk : public SimPin, public ::testing::WithParamInterface<sPukCase> {};
 
 TEST_P(SimPuk, Answer_GivesItsResultAndEmptiesBothFiles) {
@@ -231,6 +236,8 @@ struct sRequestCase {
     tCommands sent;
     const char* currentAfter;
 };
+
+SHOW_CASE(sRequestCase, row.name)
 
 class SimPinRequest : public SimPin, public ::testing::WithParamInterface<sRequestCase> {};
 

@@ -1,5 +1,6 @@
 #include "tests/flow/sim_pin_calls_fixture.h"
 #include "tests/support/set_up_commands.h"
+#include "tests/support/shown_case.h"
 
 // The lock of the SIM: answers to "disable", the lock that a change of the PIN needs, and a lock of
 // unknown state.
@@ -13,6 +14,8 @@ struct sLockCase {
     const char* outcome;
     const char* currentAfter;
 };
+
+SHOW_CASE(sLockCase, row.kind << " " << row.number)
 
 class DisableAnswer : public SimPinCalls, public ::testing::WithParamInterface<sLockCase> {};
 

@@ -4,6 +4,7 @@
 
 #include "tests/flow/sim_pin_life_fixture.h"
 #include "tests/support/set_up_commands.h"
+#include "tests/support/shown_case.h"
 
 // Requests to change the PIN or its lock: those without an answer, and those that overlap.
 
@@ -91,6 +92,8 @@ struct sOverlapCase {
     const char* second;
     tCommands sent;
 };
+
+SHOW_CASE(sOverlapCase, row.name)
 
 class RequestDuringACommand : public PinLife, public ::testing::WithParamInterface<sOverlapCase> {};
 

@@ -26,6 +26,18 @@ TEST(WrapText, LongText_BreaksAtBlanksAndIndents) {
               std::vector<std::string>{"anextremelylongword"});
 }
 
+TEST(WrapList, LongList_KeepsEachItemTogether) {
+    const std::vector<std::string> expected = {"one, number 2,", "  IMEI 35, x"};
+    EXPECT_EQ(wrapList("one, number 2, IMEI 35, x", 20, 2), expected);
+    EXPECT_EQ(wrapList("one, two", 20, 2), std::vector<std::string>{"one, two"});
+    EXPECT_EQ(wrapList("", 20, 2), std::vector<std::string>{""});
+}
+
+TEST(WrapList, ItemLongerThanALine_BreaksAtBlanks) {
+    const std::vector<std::string> expected = {"one, an item that", "  is long, x"};
+    EXPECT_EQ(wrapList("one, an item that is long, x", 17, 2), expected);
+}
+
 TEST(DurationText, EveryMagnitude_IsShort) {
     EXPECT_EQ(durationText(0), "0 s");
     EXPECT_EQ(durationText(59), "59 s");

@@ -35,6 +35,12 @@ TEST_F(StatusScreen, Healthy_NothingIsWrong) {
     expectScreen("healthy", "healthy");
 }
 
+TEST_F(StatusScreen, LongLine_KeepsEachValueWithItsLabel) {
+    host.writeStatus(1, withValue(recordedStatus("healthy"), "FIRMWARE_V", "20.00.402-B012"));
+    const std::string screen = joinLines(slotScreen(host.report(1)));
+    EXPECT_NE(screen.find("\n             IMEI 356938035643809\n"), std::string::npos) << screen;
+}
+
 TEST_F(StatusScreen, Wcdma_ShowsItsOwnValues) {
     expectScreen("wcdma", "wcdma");
 }
