@@ -5,7 +5,7 @@
 
 #include "cli/base/places.h"
 
-// What the daemon says about a slot's SIM.
+// What the daemon publishes about a slot's SIM.
 struct sSimView {
     std::string status;    // "Available", "PIN Locked", "PUK Locked" and the like; "" not known
     std::string outcome;   // of the last operation, its PINs masked
@@ -19,10 +19,10 @@ struct sSimView {
 
 sSimView simView(const sPlaces& places, int slot);
 
-// Whether the outcome of an operation tells success, or that there was nothing to do.
+// Whether the operation succeeded or had nothing to do, by its outcome text.
 bool isSuccess(const std::string& outcome);
 
-// Tells one state of the slot's status file from the next, which replaces it.
+// Changes each time the daemon replaces the slot's status file.
 std::string statusEdition(const sPlaces& places, int slot);
 
 #endif

@@ -12,7 +12,7 @@ constexpr size_t LABEL_WIDTH = 13;
 constexpr size_t BAR_CELLS = 10;
 constexpr size_t TABLE_BAR_CELLS = 5;
 
-// What the daemon writes where it does not know.
+// The daemon publishes such values for what it does not know.
 bool isKnown(const std::string& text) {
     return !text.empty() && text != "Unknown" && text != "UNKNOWN" &&
            text.find_first_not_of('0') != std::string::npos;
@@ -24,7 +24,7 @@ std::string labelled(const std::string& label, const std::string& value) {
 
 std::string ageText(const sSlotReport& report) {
     if (!report.ageS) return "";
-    return *report.ageS < 0 ? "from the future" : durationText(*report.ageS);
+    return *report.ageS < 0 ? "in the future" : durationText(*report.ageS) + " ago";
 }
 
 // ---- the lines of one slot -------------------------------------------------------------------
@@ -37,7 +37,7 @@ std::string modemText(const sStatusRecord& record) {
                    labelled("IMEI ", record.text("IMEI"))});
 }
 
-// The daemon's own words but two, of which people need not know what they mean.
+// The daemon's own words, except for "ready" and "not known", which are clearer.
 std::string simWord(const std::string& status) {
     if (status == "Available") return "ready";
     return isKnown(status) ? printableLine(status) : "not known";
@@ -46,7 +46,7 @@ std::string simWord(const std::string& status) {
 // The daemon publishes digits only.
 std::string iccidText(const sStatusRecord& record) {
     if (isKnown(record.text("SIM_ID"))) return labelled("ICCID ", record.text("SIM_ID"));
-    return record.text("SIM_STATUS") == "Available" ? "ICCID not shown (a filler F?)" : "";
+    return record.text("SIM_STATUS") == "Available" ? "ICCID not published (a filler F?)" : "";
 }
 
 std::string simText(const sStatusRecord& record) {
@@ -80,7 +80,7 @@ std::string cellText(const sStatusRecord& record) {
 std::string signalText(const sSignalReading& signal) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "none";
     return signalBar(signal, BAR_CELLS) + " " + qualityWord(signal.quality) +
-           (signal.isDisturbed ? " (disturbed)" : "") + ": " + signalFigures(signal);
+           (signal.isDisturbed ? " (interference)" : "") + ": " + signalFigures(signal);
 }
 
 std::string sessionText(const sSlotReport& report) {
@@ -106,10 +106,10 @@ std::string dataText(const sDataDirectiveReport& data) {
             return "not wanted" + why;
         case eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM:
         case eCONF_DATA_CONNECT_HOLDOFF:
-            return "waits" + why;
+            return "waiting" + why;
         case eCONF_DATA_CONNECT_TEMP_MODEM_OFF:
         case eCONF_DATA_CONNECT_MODEM_OFF:
-            return "modem is to be off" + why;
+            return "not wanted, modem off" + why;
         case eCONF_DATA_CONNECT_UNKNOWN:
             break;
     }
@@ -134,7 +134,7 @@ std::string smsText(const sStatusRecord& record) {
 
 std::string daemonText(const sSlotReport& report) {
     const std::string pid =
-        report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "no daemon runs";
+        report.daemonRuns ? "running as process " + itos(report.daemonPid) : "not running";
     return pid + ", last update " + printableLine(report.file.record.text("STATS_LAST_UPDATE"));
 }
 
@@ -152,7 +152,7 @@ struct sColumn {
     size_t width;
 };
 
-// With two blanks between them they fill the screen.
+// With two blanks between them the columns fill the screen.
 constexpr size_t NETWORK_WIDTH = 18;
 const sColumn COLUMNS[] = {
     {"SLOT", 4},    {"STATE", 13}, {"SIM", 11}, {"NETWORK", NETWORK_WIDTH},
@@ -201,7 +201,7 @@ std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
 std::string slotHeadline(const sSlotReport& report, const sDiagnosis& diagnosis) {
     const std::string left = "Slot " + itos(report.slot) + "  " + stateNames(diagnosis.state).word;
     const std::string age = ageText(report);
-    const std::string right = age.empty() ? "" : "data " + age + (*report.ageS < 0 ? "" : " old");
+    const std::string right = age.empty() ? "" : "updated " + age;
     return cleanEndWhiteSpace(fitTo(left, SCREEN_WIDTH - displayWidth(right)) + right);
 }
 

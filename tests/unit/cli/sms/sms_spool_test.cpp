@@ -170,7 +170,7 @@ TEST_F(SmsSpool, ReadCommand_ThatCannotShowIt_DeletesNothing) {
     sCliContext context{host.places, in, out};
     const char* const words[] = {"cellslot", "sms", "read", "-d"};
     EXPECT_EQ(eExitStatus::FAILED, runCellslot(4, words, context, err));
-    EXPECT_EQ("cellslot: the output cannot be written; is there room for it?\n", err.str());
+    EXPECT_EQ("cellslot: cannot write the output; check the free disk space\n", err.str());
     EXPECT_EQ(1u, namesIn("/tmp/sms/recv").size());
 }
 

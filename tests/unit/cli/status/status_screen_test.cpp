@@ -58,7 +58,7 @@ TEST_F(StatusScreen, PukLocked_AsksForThePuk) {
 TEST_F(StatusScreen, IccidWithALetter_IsNamedWhereItWouldStand) {
     host.writeStatus(1, withValue(recordedStatus("healthy"), "SIM_ID", std::string(22, '0')));
     const std::string screen = joinLines(slotScreen(host.report(1)));
-    EXPECT_NE(screen.find("\nSIM          ready, AT&T, ICCID not shown (a filler F?), number "),
+    EXPECT_NE(screen.find("\nSIM          ready, AT&T, ICCID not published (a filler F?), number "),
               std::string::npos)
         << screen;
 }
