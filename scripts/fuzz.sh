@@ -26,8 +26,8 @@ readonly TABLE=(
 usage() {
     cat <<'TEXT'
 Usage: fuzz.sh SECONDS [SEED]
-Builds the fuzz targets and runs each for so many seconds, two (FUZZ_JOBS) at a time. A finding lies
-in build/fuzz/findings. SEED repeats the choices of an earlier run, which printed it.
+Builds the fuzz targets and runs each for SECONDS, two (FUZZ_JOBS) at a time. Findings are in
+build/fuzz/findings. SEED, which an earlier run printed, repeats that run's choices.
 TEXT
 }
 
@@ -51,7 +51,7 @@ showFinding() { # TARGET
         "$BUILD/logs/$1.log" >&2
 }
 
-tell() { # TARGET
+report() { # TARGET
     awk -v target="$1" '
         { for (i = 1; i < NF; i++) if ($i == "cov:") covered = $(i + 1) }
         { for (i = 1; i < NF; i++) if ($i == "ft:") features = $(i + 1) }
@@ -95,7 +95,7 @@ main() {
     done
     printf '%-24s %12s %8s %8s %9s\n' target executions 'per s' edges features
     for target in "${targets[@]}"; do
-        tell "$target"
+        report "$target"
     done
     return "$failed"
 }

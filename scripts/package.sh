@@ -13,8 +13,8 @@ readonly MAINTAINER=${CELLSLOT_MAINTAINER:-cellslotd developers <cellslotd@cells
 usage() {
     cat <<'TEXT'
 Usage: package.sh [--preset release|arm64|armhf] [--version VERSION] [--output FOLDER] [--no-build]
-Makes FOLDER/cellslot_VERSION_ARCHITECTURE.deb (build/packages unless told, version from
-CMakeLists.txt). --no-build takes the programs as the preset's build folder has them.
+Builds the programs and the package FOLDER/cellslot_VERSION_ARCHITECTURE.deb. Defaults: folder
+build/packages, version from CMakeLists.txt. --no-build packs the programs already built.
 TEXT
 }
 
@@ -151,7 +151,7 @@ main() {
             usage
             return
             ;;
-        *) fail "unknown option '$1' (--help tells the options)" ;;
+        *) fail "unknown option '$1' (see --help)" ;;
         esac
         printf -v "${1#--}" %s "$2"
         shift 2

@@ -515,14 +515,14 @@ class Cases:
 
     def test_OptionsOutOfPlace_Refused(self):
         for words, message in (
-                ("--up --ipv6auto", "-i is missing"),
-                ("-i wwan0", "neither --up nor --down"),
+                ("--up --ipv6auto", "-i IF is missing"),
+                ("-i wwan0", "--up or --down is missing"),
                 ("-i wwan0 --up --down", "together"),
                 ("-i wwan0 --up --netmask 255.0.0.0", "--netmask without --address"),
                 ("-i wwan0 --up --gateway 10.0.0.1", "--gateway without --address"),
-                ("-i wwan0 --up --fast", "unknown word '--fast'"),
-                ("-i wwan0 --up reboot", "unknown word 'reboot'"),
-                ("", "-i is missing"),
+                ("-i wwan0 --up --fast", "unknown argument '--fast'"),
+                ("-i wwan0 --up reboot", "unknown argument 'reboot'"),
+                ("", "-i IF is missing"),
         ):
             with self.subTest(words=words):
                 self.refuse(words, 2, message)
