@@ -74,7 +74,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "cellslot SUBCOMMAND --help explains a subcommand, man cellslot everything.\n"
+        "Details: cellslot SUBCOMMAND --help, man cellslot\n"
         "Examples:\n"
         "  cellslot status\n"
         "  cellslot doctor -q");

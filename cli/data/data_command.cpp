@@ -100,7 +100,7 @@ void run(sCliContext& context, const sDataOptions& options) {
     setDataOverride(places, slot, word.value);
     if (!runs)
         throw cFailure(eExitStatus::NO_DAEMON,
-                       noDaemonText(slot) + "; after its next start " + word.meaning);
+                       noDaemonText(slot) + "; after its next start, " + word.meaning);
     context.out << slotName(slot) << ": " << word.meaning << "\n" << std::flush;
     const eDataOverride goal = goalOf(places, slot, word.value);
     const bool done = waitFor(options.timeoutS, [&] { return isReached(places, slot, goal); });
@@ -121,14 +121,12 @@ void addDataCommand(CLI::App& app, sCliContext& context) {
         ->check(CLI::IsMember({"on", "off", "auto", "power-off"}).description(""))
         ->type_name("");
     addSlotOption(*command, options->slot);
-    command
-        ->add_option("-t,--timeout", options->timeoutS,
-                     "seconds to wait for the result, 0: none [30]")
+    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [30]")
         ->type_name("S");
     command->footer(
-        "on, off and power-off apply until auto, or until the host restarts. on waits\n"
-        "until the host has booted. After power-off, use auto before you start the\n"
-        "daemon again; otherwise it switches the modem off once more.\n"
+        "on, off and power-off stay in force until auto or a restart of the host. on\n"
+        "takes effect once the host has booted. After power-off, use auto before you\n"
+        "start the daemon again; otherwise it switches the modem off once more.\n"
         "Examples:\n"
         "  cellslot data off\n"
         "  cellslot data on -p 2 --timeout 60");

@@ -94,7 +94,8 @@ void run(sCliContext& context, const sDoctorOptions& options) {
 }  // namespace
 
 void addDoctorCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command = app.add_subcommand("doctor", "Check the host, and show how to fix it.");
+    CLI::App* command =
+        app.add_subcommand("doctor", "Check the host and show how to fix problems.");
     const auto options = std::make_shared<sDoctorOptions>();
     addSlotOption(*command, options->slot, "only this slot [all slots in use]");
     command->add_option("-d,--device", options->device, "the modem's AT port [the daemon's]")

@@ -56,7 +56,7 @@ sFinding spaceIn(const sPlaces& places, const std::string& folder) {
     const unsigned long long free = static_cast<unsigned long long>(info.f_bavail) * info.f_frsize;
     if (free < SPACE_NEEDED) return {eHealth::BROKEN, "space", folder + " is full", mend};
     if (info.f_files != 0 && info.f_favail == 0)
-        return {eHealth::BROKEN, "space", folder + " has no free inode for another file", mend};
+        return {eHealth::BROKEN, "space", folder + " has no free inodes", mend};
     if (free < SPACE_SCARCE) return {eHealth::NOTE, "space", folder + " has " + mib(free), mend};
     return {eHealth::FINE, "space", folder + " has " + mib(free), ""};
 }
@@ -68,8 +68,8 @@ sFinding spaceIn(const sPlaces& places, const std::string& folder) {
 tFindings checkShell(const sPlaces& places, const sSlotSetup& setup) {
     const std::string daemonsRoot = "/proc/" + std::to_string(setup.pid) + "/root";
     if (setup.pid != 0 && access(places.at(daemonsRoot).c_str(), X_OK) != 0 && errno == EACCES)
-        return {
-            {eHealth::NOTE, "shell", "only root can see the daemon's /bin/sh", "run this as root"}};
+        return {{eHealth::NOTE, "shell", "only root can see the daemon's /bin/sh",
+                 "run cellslot doctor as root"}};
     const std::string daemonsShell = daemonsRoot + "/bin/sh";
     const std::string shell = places.at(places.have(daemonsShell) ? daemonsShell : "/bin/sh");
     const int status = runQuietly({shell, "-c", "false &>/dev/null"}, setup.path);
@@ -103,8 +103,8 @@ tFindings checkSlotsFile(const sPlaces& places, const sSlotSetup& /*setup*/) {
     if (stat(places.at(name).c_str(), &info) != 0) return {};
     if ((info.st_mode & 022) == 0)
         return {{eHealth::FINE, "power", "only root can change " + name, ""}};
-    return {{eHealth::BROKEN, "power",
-             "others can change " + name + ", and its commands run as root", "chmod go-w " + name}};
+    return {{eHealth::BROKEN, "power", "others can change " + name + ", whose commands run as root",
+             "chmod go-w " + name}};
 }
 
 tFindings checkSpace(const sPlaces& places, const sSlotSetup& /*setup*/) {
@@ -118,7 +118,7 @@ tFindings checkClock(const sPlaces& /*places*/, const sSlotSetup& /*setup*/) {
     const time_t now = time(nullptr);
     if (now >= CLOCK_PLAUSIBLE) return {{eHealth::FINE, "clock", "the clock is set", ""}};
     return {{eHealth::NOTE, "clock",
-             "the clock is before 2024; messages are deleted as too old when it is set",
+             "the clock shows a time before 2024; messages are deleted as too old when it is set",
              "wait for the network time (CM_SYNC_TIME=yes), or set the clock"}};
 }
 
@@ -126,7 +126,7 @@ tFindings checkBoot(const sPlaces& places, const sSlotSetup& /*setup*/) {
     std::ifstream file(places.at("/proc/uptime"));
     double uptimeS = 0;
     if (file >> uptimeS && hostBoot(places.root, uptimeS) == eHostBoot::BOOTING)
-        return {{eHealth::NOTE, "boot", "the host is still booting, and data waits for that",
+        return {{eHealth::NOTE, "boot", "the host is still booting; data waits until it has booted",
                  std::string("wait three minutes, or create ") + BOOTED_FILE}};
     return {{eHealth::FINE, "boot", "the host has booted", ""}};
 }
@@ -135,7 +135,7 @@ tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
     const std::string name = SMS_SPOOL_ROOT;
     struct stat info {};
     if (lstat(places.at(name).c_str(), &info) != 0) {
-        if (setup.pid == 0) return {{eHealth::FINE, "messages", "no spool yet", ""}};
+        if (setup.pid == 0) return {{eHealth::FINE, "messages", "no message spool yet", ""}};
         return {{eHealth::BROKEN, "messages",
                  name + " does not exist, although the daemon is running",
                  "check free space and permissions of /tmp, then restart the daemon"}};

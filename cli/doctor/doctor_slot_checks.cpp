@@ -99,7 +99,7 @@ sFinding rightsOf(const sPlaces& places, const sSlotSetup& setup) {
             rule};
     if ((info.st_mode & 0006) != 0)
         return {eHealth::NOTE, "port",
-                "every user has access to " + setup.device + ", and so to messages and PIN", rule};
+                "every user can access " + setup.device + ", and with it messages and PIN", rule};
     return {eHealth::FINE, "port", setup.device + " exists", ""};
 }
 
@@ -128,7 +128,7 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
         return;
     }
     struct stat info {};
-    // gpsd gives up root before it opens a device.
+    // gpsd drops root before it opens a device.
     if (stat(places.at(setup.gpsDevice).c_str(), &info) == 0 && !mayUse(getpwnam("gpsd"), info))
         findings.push_back({eHealth::BROKEN, "gps", "user gpsd has no access to " + setup.gpsDevice,
                             "add a udev rule with GROUP=\"dialout\", MODE=\"0660\""});
@@ -198,7 +198,7 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
         return {{eHealth::BROKEN, "daemon",
                  "process " + std::to_string(daemons.front()) +
                      " is running, but is not in its pid file " + pidFilePath(setup.slot),
-                 "restart it; /run should be a tmpfs"}};
+                 "restart the daemon; /run should be a tmpfs"}};
     const sSlotReport report = reportSlot(places, setup.slot, currentMoment());
     const std::string start = howToStart(setup.slot, report.data);
     if (isPowerOff(report.data.value))
@@ -239,7 +239,7 @@ tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup) {
     }
     if (findings.empty() && geteuid() != 0)
         findings.push_back({eHealth::NOTE, "port", "only root can see which programs have it open",
-                            "run this as root"});
+                            "run cellslot doctor as root"});
     return findings;
 }
 
@@ -266,11 +266,12 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
 tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
     const std::string path = configPlace(places, setup.slot);
     if (access(path.c_str(), R_OK) != 0 && errno == EACCES)
-        return {
-            {eHealth::NOTE, "config", path + " cannot be read by this user", "run this as root"}};
+        return {{eHealth::NOTE, "config", path + " cannot be read by this user",
+                 "run cellslot doctor as root"}};
     const sConfigReport report = checkConfig(path);
     if (!report.readable)
-        return {{eHealth::BROKEN, "config", path + " is missing or cannot be read: no data",
+        return {{eHealth::BROKEN, "config",
+                 path + " is missing or cannot be read, so there is no data",
                  "create it as cellslot.conf(5) describes"}};
     tFindings findings;
     struct stat info {};
@@ -300,7 +301,8 @@ tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
     struct stat folder {};
     if (stat(places.at(SETTINGS_FOLDER).c_str(), &folder) != 0) return {};
     if (access(places.at(SETTINGS_FOLDER).c_str(), X_OK) != 0)
-        return {{eHealth::NOTE, "pin", "only root can see the PIN files", "run this as root"}};
+        return {{eHealth::NOTE, "pin", "only root can see the PIN files",
+                 "run cellslot doctor as root"}};
     tFindings findings;
     if ((folder.st_mode & 022) != 0)
         findings.push_back({eHealth::BROKEN, "pin",
@@ -356,11 +358,11 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
     const tActions actions = slotsFileActions(places, setup.slot);
     const auto has = [&](const char* action) { return actions.count(action) != 0; };
     if (has("reset") || has("usb") || (has("off") && has("on")))
-        return {
-            {eHealth::FINE, "power", std::string(SLOTS_FILE) + " describes how to switch it", ""}};
-    return {{eHealth::NOTE, "power",
-             "the power of a modem that hangs cannot be switched; it works without that",
-             "describe the slot in " + std::string(SLOTS_FILE) + " (host-tools.md)"}};
+        return {{eHealth::FINE, "power",
+                 std::string(SLOTS_FILE) + " describes the slot's power switch", ""}};
+    return {
+        {eHealth::NOTE, "power", "a modem that hangs cannot be power-cycled; everything else works",
+         "describe the slot's power switch in " + std::string(SLOTS_FILE) + " (host-tools.md)"}};
 }
 
 const std::vector<tCheck>& slotChecks() {

@@ -70,7 +70,7 @@ void judgeIccid(const std::string& answer, tFindings& findings) {
         findings.push_back({eHealth::NOTE, "sim",
                             "the ICCID " + cutTo(printableLine(fields.front()), SHOWN_MAX) +
                                 " contains more than digits and is not published",
-                            "nothing to do, this has no effect"});
+                            "nothing to do, it does no harm"});
     }
 }
 
@@ -150,8 +150,7 @@ tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup) {
         findings.push_back(
             {eHealth::NOTE, "sim",
              "the ICCID is not published: it has a filler F, or the modem reported none",
-             "nothing to do, this has no effect; to see it: cellslot at 'AT+CCID?'" +
-                 option(setup)});
+             "nothing to do, it does no harm; to see it: cellslot at 'AT+CCID?'" + option(setup)});
     if (record.text("QMI_STATE") != "CONNECTED" &&
         record.number("LAST_CONNECT_ERROR_E") == eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE)
         findings.push_back({eHealth::NOTE, "session",

@@ -272,9 +272,7 @@ void addAction(CLI::App& pin, sCliContext& context, const sPinRow& row) {
     CLI::App* command = pin.add_subcommand(row.name, row.description);
     const auto options = std::make_shared<sPinOptions>();
     addSlotOption(*command, options->slot);
-    command
-        ->add_option("-t,--timeout", options->timeoutS,
-                     "seconds to wait for the result, 0: none [60]")
+    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [60]")
         ->type_name("S");
     command->add_flag("--force", options->force, "use even the last remaining attempt");
     command->footer(row.footer);
@@ -289,8 +287,8 @@ void addPinCommand(CLI::App& app, sCliContext& context) {
     for (const sPinRow& row : ROWS)
         addAction(*pin, context, row);
     pin->footer(
-        "PINs are typed without echo, or read from standard input, one per line. They\n"
-        "are never on the command line, where other users could see them.\n"
+        "Type PINs when asked, without echo, or pass them on standard input, one per\n"
+        "line. The command line takes none, because other users could see them there.\n"
         "Examples:\n"
         "  cellslot pin set\n"
         "  cellslot pin change -p 2 <new-pin.txt");

@@ -63,7 +63,7 @@ std::string whyStillWaiting(const sPlaces& places) {
     if (slots.empty()) return "the daemon has ended";
     const bool registered = std::any_of(slots.begin(), slots.end(),
                                         [&](int slot) { return isRegistered(places, slot); });
-    return registered ? "the modem is registered, but busy, or it refused the message so far"
+    return registered ? "the modem is registered, but is busy or has refused the message so far"
                       : "the modem is not registered with a network";
 }
 
@@ -99,8 +99,8 @@ void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeo
                            "not sent, the daemon refused it: " + reasonInLog(logs));
         case eSendState::WAITING:
             throw cFailure(eExitStatus::TIMED_OUT,
-                           "not sent yet, " + whyStillWaiting(context.places) +
-                               "; it stays in the queue: " + SMS_SPOOL_ROOT + SMS_DIR_SEND + name);
+                           "not sent yet: " + whyStillWaiting(context.places) +
+                               "; it stays queued as " + SMS_SPOOL_ROOT + SMS_DIR_SEND + name);
     }
 }
 
@@ -195,21 +195,21 @@ void wait(sCliContext& context, const sReadOptions& options) {
 void addSend(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("send", "Send a message.");
     const auto options = std::make_shared<sSendOptions>();
-    command->add_option("NUMBER", options->number, "5 to 20 digits; a leading +: international")
+    command->add_option("NUMBER", options->number, "5 to 20 digits, with + if international")
         ->required()
         ->type_name("");
-    command->add_option("TEXT", options->text, "up to 918 ASCII characters; -: standard input")
+    command->add_option("TEXT", options->text, "up to 918 ASCII characters; - is standard input")
         ->required()
         ->type_name("");
     command->add_flag("-w,--wait", options->wait, "wait until it is sent or has failed");
     command
-        ->add_option("--timeout", options->timeoutS, "with --wait: seconds to wait at most [200]")
+        ->add_option("--timeout", options->timeoutS, "with --wait: at most this many seconds [200]")
         ->type_name("S");
     command->footer(
         "Examples:\n"
         "  cellslot sms send +12025550123 'Pump 3 stopped'\n"
         "  df -h / | cellslot sms send --wait 72345 -\n"
-        "  cellslot sms send 72345 -- -3C      a text that begins with - needs the --");
+        "  cellslot sms send 72345 -- -3C      # -- before a text that begins with -");
     command->callback([options, &context] { send(context, *options); });
 }
 
@@ -232,7 +232,7 @@ void addRead(CLI::App& sms, sCliContext& context) {
 void addWait(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("wait", "Wait for the next message and show it.");
     const auto options = std::make_shared<sReadOptions>();
-    command->add_option("--timeout", options->timeoutS, "seconds to wait at most [no limit]")
+    command->add_option("--timeout", options->timeoutS, "wait at most this many seconds [no limit]")
         ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
         ->type_name("S");
     command->add_flag("-d,--delete", options->remove, "delete it after showing it");

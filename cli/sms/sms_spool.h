@@ -22,7 +22,7 @@ std::string putMessage(const sPlaces& places, const std::string& number, const s
 
 enum class eSendState { WAITING, SENT, GIVEN_UP, REFUSED };
 
-// What has become of a file that putMessage made.
+// The state of a file that putMessage made.
 eSendState sendState(const sPlaces& places, const std::string& name);
 
 struct sReceivedMessage {

@@ -84,7 +84,8 @@ void checkModem(const sSlotView& view) {
     else if (isModemSilent(view.record))
         view.add(eSeverity::ERROR, "modem_silent",
                  "The modem has not answered yet on " + port + ".",
-                 "normal for up to a minute after a start; later: cellslot doctor" + view.option());
+                 "normal for up to a minute after a start; if it lasts: cellslot doctor" +
+                     view.option());
 }
 
 std::string attemptsText(const sStatusRecord& record, const std::string& key) {
@@ -132,11 +133,11 @@ void checkSim(const sSlotView& view) {
         addPukLocked(view);
     else if (status == "Unknown")
         view.add(eSeverity::ERROR, "sim_unknown", "The SIM state cannot be read.",
-                 "normal right after a start; later: remove the card and insert it again");
+                 "normal right after a start; if it lasts, remove the card and insert it again");
     else
         view.add(eSeverity::ERROR, "sim_locked",
                  "The SIM or the modem is locked: " + printableLine(status) + ".",
-                 "the SIM or the modem is tied to a network or device: ask its seller");
+                 "it is tied to another network or device: ask its seller");
 }
 
 // ---- data wanted, network, session -----------------------------------------------------------
@@ -266,7 +267,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
         diagnosis.problems.push_back(
             {eSeverity::NOTE, "starting",
              "The daemon is running, but has not written its status yet.",
-             "normal right after a start; later, it cannot write to /var/log: cellslot doctor -p " +
+             "normal right after a start; if it lasts, the daemon cannot write to /var/log: "
+             "cellslot doctor -p " +
                  slot});
         return diagnosis;
     }

@@ -152,7 +152,8 @@ TEST(CliData, SlotWithoutDaemon_DoesNotClaimThatDataIsOn) {
     EXPECT_EQ(eExitStatus::NO_DAEMON, run.status);
     EXPECT_EQ("", run.out);
     EXPECT_EQ(
-        "cellslot: no daemon is running for slot 2; after its next start data is on, regardless of "
+        "cellslot: no daemon is running for slot 2; after its next start, data is on, regardless "
+        "of "
         "the "
         "configuration\n",
         run.err);

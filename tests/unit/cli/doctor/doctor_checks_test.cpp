@@ -167,7 +167,7 @@ TEST_F(Doctor, Boot_ByFileOrUptime) {
 }
 
 TEST_F(Doctor, Messages_SpoolOfSomebodyElse) {
-    expect(eHealth::FINE, checkMessages, "no spool yet");
+    expect(eHealth::FINE, checkMessages, "no message spool yet");
     setup.pid = 42;
     expect(eHealth::BROKEN, checkMessages, "although the daemon is running");
     host.folderAt("/tmp/sms", 0700);
