@@ -108,7 +108,7 @@ class Actions(Gateway):
         self.assertIn("Pump 3 stopped", self.sent())
         self.assertEqual(list((SPOOL / "send").iterdir()), [])
 
-    def test_smsSend_refusedByTheNetwork_tellsTheDaemonsReason(self):
+    def test_smsSend_refusedByTheNetwork_showsTheDaemonsReason(self):
         self.slot.order(op="fault", prefix="AT+CMGS", stage="data", kind="cms", number=500)
         self.addCleanup(self.slot.order, op="clear-faults")
         result = cellslot("sms", "send", "12025550123", "-", "--wait", input="never\n")
@@ -211,7 +211,7 @@ class Actions(Gateway):
         self.addCleanup(self.slot.configure)
         self.slot.configure(**changes)
 
-    def test_reload_saysWhatBecameOfIt(self):
+    def test_reload_showsTheResult(self):
         result = cellslot("reload")
         self.assertEqual(result.status, OK, result)
         self.assertIn("has not changed", result.out)
@@ -334,7 +334,7 @@ time.sleep(60)
         for secret in secrets:
             self.assertNotIn(secret, result.out + result.err)
 
-    def test_pin_everyRequest_tellsItsOutcome(self):
+    def test_pin_everyRequest_showsItsOutcome(self):
         files = {name: pathlib.Path(f"/etc/vuk/cellular_{name}.1") for name in
                  ("cpin", "cpin_new", "puk")}
         self.assertFails(cellslot("pin", "enable"), FAILED, "pin set")

@@ -77,7 +77,7 @@ class Systime(Tool):
         stub("date", "exit 1\n")
         self.check(call("systime.sh", "--set", "2/30/24 7:8:9"), 1, "could not be set")
 
-    def test_Help_TellsTheForm(self):
+    def test_Help_ShowsTheForm(self):
         self.assertIn('--set "M/D/YY H:M:S"', call("systime.sh", "--help").stdout)
 
 
@@ -195,7 +195,7 @@ class SlotOfPort(Tool):
         for other in ("1-1.4", "1-1.22"):
             self.assertEqual(self.port(other, 4), [])
 
-    def test_NoUsbDevice_NothingTold(self):
+    def test_NoUsbDevice_NothingPrinted(self):
         for path in ("", "/devices/platform/serial/tty/ttyS0", f"{self.USB}/1-1.2/power"):
             self.assertEqual(self.tell(path), [])
 

@@ -150,7 +150,7 @@ class Cases:
         self.assertEqual(ipv6Settings()["disable_ipv6"], 0)
         self.assertEqual(ipv6Settings()["accept_ra_defrtr"], 1)
 
-    def test_NoDefaultRoute_NoneSetAndNameServersBehind(self):
+    def test_NoDefaultRoute_NoneSetAndNameServersLast(self):
         self.succeed("-i wwan0 --up -m 1500 --address 10.1.1.2 --netmask 255.255.255.0"
                      " --gateway 10.1.1.1 --dns 10.0.0.1")
         self.assertNotIn("default", routes())
@@ -274,7 +274,7 @@ class Cases:
                      " --dns 10.0.0.1 --dns 10.0.0.11")
         self.assertEqual(nameServers(), ["192.0.2.9", "10.0.0.1", "10.0.0.11"])
 
-    def test_Debug_TellsTheSteps(self):
+    def test_Debug_ReportsTheSteps(self):
         self.assertEqual(self.succeed(DAEMON_LINE).stderr, "")
         self.assertIn("ip -4 address add 10.20.30.40/30 dev wwan0",
                       self.succeed(DAEMON_LINE + " --debug ").stderr)
@@ -527,7 +527,7 @@ class Cases:
             with self.subTest(words=words):
                 self.refuse(words, 2, message)
 
-    def test_Help_TellsTheOptions(self):
+    def test_Help_ShowsTheOptions(self):
         text = self.succeed("--help").stdout
         for option in ("-i IF", "--up", "--down", "--debug", "--ptp", "--defaultroute", "-m MTU",
                        "--address", "--netmask", "--gateway", "--dns", "--ipv6auto", "--ipv6only"):

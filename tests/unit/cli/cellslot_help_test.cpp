@@ -79,7 +79,7 @@ TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
     }
 }
 
-TEST(CliCommandLine, NotUnderstood_NamesTheHelpThatTells) {
+TEST(CliCommandLine, NotUnderstood_NamesTheRightHelp) {
     const cEmptyHost host;
     const auto end = [&](const std::vector<const char*>& command) {
         const std::string text = runOn(host, command).err;

@@ -21,7 +21,7 @@ size_t entriesIn(const cTempFolder& folder) {
 
 }  // namespace
 
-TEST(DraftFile, PutNowhere_LeavesNothingBehind) {
+TEST(DraftFile, PutNowhere_LeavesNothing) {
     const cTempFolder folder;
     {
         cDraftFile draft(folder.path(), 0600);

@@ -268,7 +268,7 @@ TEST_F(ConfigCheck, FileThatTheDaemonTakesForMissing_IsNotReadable) {
     EXPECT_FALSE(check(std::string(131073, '#')).readable);
 }
 
-TEST_F(ConfigCheck, Command_StatusTellsWhetherThereAreFindings) {
+TEST_F(ConfigCheck, Command_StatusShowsWhetherThereAreFindings) {
     host.file("/etc/vuk/cellular2.conf", "CM_APN=internet\n");
     EXPECT_EQ(eExitStatus::OK, runOn(host, {"config", "check", "-p", "2"}).status);
     host.file("/etc/vuk/cellular2.conf", "CM_MTU=1\n");

@@ -527,7 +527,7 @@ TEST_F(Doctor, AskModem_WithoutADaemon_IsANote) {
         << run.out;
 }
 
-TEST_F(Doctor, Command_StatusTellsWhetherSomethingIsBroken) {
+TEST_F(Doctor, Command_StatusShowsWhetherSomethingIsBroken) {
     const sCommandRun run = runOn(host, {"doctor", "-p", "2", "-q"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos,

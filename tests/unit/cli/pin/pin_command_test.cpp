@@ -86,7 +86,7 @@ class cAsking {
 
 }  // namespace
 
-TEST(Secret, OneLineIsReadAndNothingBehindIt) {
+TEST(Secret, OneLineIsReadAndNothingAfterIt) {
     const cPipe input("1234\r\n5678\n");
     cSecret secret;
     ASSERT_TRUE(readSecret(input.reader(), "", secret));

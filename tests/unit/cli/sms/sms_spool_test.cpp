@@ -200,7 +200,7 @@ TEST_F(SmsSpool, SendCommand_InputWithoutEnd_IsNotReadToItsEnd) {
     EXPECT_GT(in.rdbuf()->in_avail(), 900000) << "what is left of it";
 }
 
-TEST_F(SmsSpool, SendCommand_StillWaiting_TellsWhyFromTheStatus) {
+TEST_F(SmsSpool, SendCommand_StillWaiting_ShowsWhyFromTheStatus) {
     host.daemon(1, 42);
     host.status(1, {{"CREG_REGISTERED", "0"}});
     const sCommandRun run = runOn(host, {"sms", "send", "12345", "x", "-w", "--timeout", "0"});

@@ -107,7 +107,7 @@ TEST_F(SlotReport, BootingHost_IsStartingAndNoError) {
     EXPECT_STREQ(diagnosis.problems.front().id, "booting");
 }
 
-TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
+TEST_F(SlotReport, Age_MakesItStaleOrReportsTheClock) {
     EXPECT_EQ(state(90), eSlotState::CONNECTED);
     EXPECT_EQ(state(91), eSlotState::STALE);
     EXPECT_EQ(firstProblem(91), "stale");
@@ -121,7 +121,8 @@ TEST_F(SlotReport, Age_MakesItStaleOrTellsOfTheClock) {
 TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     EXPECT_EQ(state(), eSlotState::STARTING);
-    // One that never tells anything has no room to: who looks for hours has to hear of it.
+    // A daemon that never publishes anything has no free space: a user who looks later must see
+    // that.
     const sProblem problem = diagnose(host.report(1)).problems.front();
     EXPECT_NE(problem.mend.find("/var/log: cellslot doctor -p 1"), std::string::npos)
         << problem.mend;

@@ -46,7 +46,7 @@ class StatusCommand : public testing::Test {
 
 }  // namespace
 
-TEST_F(StatusCommand, GoodSlot_IsToldWithStatus0) {
+TEST_F(StatusCommand, GoodSlot_IsShownWithStatus0) {
     const sStatusRun one = host.run({"status", "-p", "1"});
     EXPECT_EQ(one.status, eExitStatus::OK);
     EXPECT_EQ(one.out.rfind("Slot 1  CONNECTED", 0), 0u) << one.out;
@@ -114,7 +114,7 @@ TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
         std::string::npos);
 }
 
-TEST_F(StatusCommand, OldDataOrDeadDaemon_AreToldAndShowInTheStatus) {
+TEST_F(StatusCommand, OldDataOrDeadDaemon_AreShownAndInTheExitStatus) {
     host.writeStatus(
         1, withValue(recordedStatus("healthy"), "STATS_LAST_UPDATE_E", ltos(time(nullptr) - 1000)));
     const sStatusRun stale = host.run({"status", "-p", "1"});
@@ -157,7 +157,7 @@ TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
     EXPECT_EQ(slot["modem"]["temperature_c"], 28);
 }
 
-TEST_F(StatusCommand, DaemonThatWasKilled_ProgramsAreToldNoSession) {
+TEST_F(StatusCommand, DaemonThatWasKilled_ProgramsSeeNoSession) {
     host.endDaemon(1);
     const json session = json::parse(host.run({"status", "--json"}).out)["slots"][0]["session"];
     EXPECT_EQ(session["connected"], false);
@@ -207,7 +207,7 @@ TEST_F(StatusCommand, Metrics_HaveHelpTypeAndASeriesASlot) {
         EXPECT_NE(text.find(part), std::string::npos) << part << text;
 }
 
-TEST_F(StatusCommand, MetricsOfABrokenFile_TellOnlyThatItIsBroken) {
+TEST_F(StatusCommand, MetricsOfABrokenFile_ShowOnlyThatItIsBroken) {
     host.writeStatus(1, "");
     const std::string text = statusMetrics({host.report(1)});
     EXPECT_NE(text.find("cellslot_status_valid{slot=\"1\"} 0\n"), std::string::npos);

@@ -35,7 +35,7 @@ void asNobody(const tWork& work) {
 
 }  // namespace
 
-TEST(StatusFile, EveryRecording_IsGoodAndTellsItsKeys) {
+TEST(StatusFile, EveryRecording_IsGoodAndHasItsKeys) {
     for (const auto& entry : std::filesystem::directory_iterator(STATUS_DATA)) {
         if (entry.path().extension() != ".status") continue;
         const sStatusFile file = parseStatus(readFile(entry.path()), 1);
@@ -83,7 +83,7 @@ TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
          eStatusFile::DAMAGED, "is damaged: its time of writing is missing or invalid"},
         {"too big", healthy + std::string(65536, '#') + "\n", eStatusFile::DAMAGED,
          "is too long for a status file"},
-        {"a line behind the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
+        {"a line after the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
          "is truncated"},
         {"nothing", "", eStatusFile::CUT_SHORT, "is empty"},
     };
@@ -117,7 +117,7 @@ TEST(StatusRecord, TextThatIsNoNumber_ReadsAsNone) {
     EXPECT_EQ(record.text("MISSING"), "");
 }
 
-TEST(ReadStatusFile, MissingLinkFifoFolder_AreToldApartWithoutBlocking) {
+TEST(ReadStatusFile, MissingLinkFifoFolder_AreDistinguishedWithoutBlocking) {
     const cStatusHost host;
     const std::string path = (host / "var/log/wireless.cardstats.1");
     EXPECT_EQ(readStatusFile(host.places(), 1).state, eStatusFile::MISSING);

@@ -10,7 +10,7 @@ namespace {
 
 class StatusScreen : public testing::Test {
   protected:
-    // The screen of slot 1 as a recording tells it, against the text that stands beside it.
+    // Compares the screen of slot 1 for a recording with the text file next to it.
     void expectScreen(const std::string& recording, const std::string& screen) {
         host.writeStatus(1, recordedStatus(recording));
         expectSlot(host.report(1), screen);
