@@ -52,7 +52,9 @@ nlohmann::json readTrack(const std::string& path) {
     while (std::getline(file, line)) {
         if (line.empty() || line[0] == '#') continue;
         const nlohmann::json point = nlohmann::json::parse("[" + line + "]", nullptr, false);
-        if (point.is_discarded()) throw std::runtime_error(path + ": expected 'latitude,longitude[,metres]', found: " + line);
+        if (point.is_discarded())
+            throw std::runtime_error(path +
+                                     ": expected 'latitude,longitude[,metres]', found: " + line);
         track.push_back(point);
     }
     return track;
@@ -67,8 +69,10 @@ void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
 }
 
 void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
-    app.add_option("--at-link", options.atLink, "symbolic link to create for the AT port (required)");
-    app.add_option("--gps-link", options.gpsLink, "symbolic link to create for the GPS port (required)");
+    app.add_option("--at-link", options.atLink,
+                   "symbolic link to create for the AT port (required)");
+    app.add_option("--gps-link", options.gpsLink,
+                   "symbolic link to create for the GPS port (required)");
     app.add_option("--scenario", texts.scenarioPath, "JSON file with initial state and timeline");
     app.add_option("--control", options.controlPath, "control socket to create");
     app.add_option("--log", options.logPath, "log file, one JSON object per line");

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for so many seconds, two (FUZZ_JOBS) at a time, from the seed corpus in
-# fuzz/corpus and what earlier runs found in build/fuzz/corpus. Fails on a finding; the input then lies
-# in build/fuzz/findings, the output of all in build/fuzz/logs. Tells at the end how much each did.
-# The seed, which is printed, repeats a run's choices where the corpus is the same.
+# Runs each fuzz target for a number of seconds, two (FUZZ_JOBS) at a time, from the seed corpus in
+# fuzz/corpus and what earlier runs found in build/fuzz/corpus. Fails on a finding; its input is then
+# in build/fuzz/findings. All output is in build/fuzz/logs. Ends with a table of what each target did.
+# The printed seed repeats a run's choices if the corpus is the same.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

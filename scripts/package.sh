@@ -100,15 +100,15 @@ Installed-Size: $(du -sk --exclude=DEBIAN "$tree" | cut -f1)
 Depends: $depends, iproute2, iputils-ping
 Recommends: gpsd, logrotate, udev
 Description: cellular modem manager for gateways with Telit LE910 modems
- One daemon owns one LTE modem in one of three slots: it unlocks the SIM,
- applies the configuration, starts the data session, hands the addresses to
- the host's network interface, and from then on polls, judges, publishes and
- recovers. Messages, the modem's GPS receiver and AT commands of other
- programs go through it.
+ One daemon owns one LTE modem in one of three slots. It unlocks the SIM,
+ applies the configuration, starts the data session, sets up the host's
+ network interface, polls the modem, publishes its state and recovers from
+ faults. It also relays text messages, passes the modem's GPS receiver to
+ gpsd and runs AT commands for other programs.
  .
- With the operator's command, the host tools that the daemon runs, a service
- for systemd with watchdog and sandbox, and udev rules that name the modem's
- ports by slot.
+ The package also contains the operator's command, the host tools that the
+ daemon runs, a systemd service with watchdog and sandbox, and udev rules that
+ name the modem's ports by slot.
 TEXT
     for script in postinst prerm postrm; do
         install -m 755 "packaging/deb/$script" "$tree/DEBIAN/$script"

@@ -22,7 +22,8 @@ const char USAGE[] =
     "       skvs --help\n"
     "\n"
     "The store exists until the host restarts.\n"
-    "Exit status: 0 done; 1 the key is missing; 2 wrong usage, or the store or the output failed.\n";
+    "Exit status: 0 done; 1 the key is missing; 2 wrong usage, or the store or the output "
+    "failed.\n";
 
 int fail(const std::string& message) {
     fprintf(stderr, "skvs: %s\n", message.c_str());
@@ -45,7 +46,8 @@ int printed() {
     return fflush(stdout) == 0 && ferror(stdout) == 0 ? SKVS_OK : fail("cannot write the output");
 }
 
-// The list, whose first entry would be the key, distinguishes a missing key from an unreadable store.
+// The list, whose first entry would be the key, distinguishes a missing key from an unreadable
+// store.
 int getKey(const tArguments& arguments) {
     const std::string& key = arguments[0];
     std::vector<std::pair<std::string, std::string>> entries;

@@ -333,9 +333,9 @@ class Demo:
         if self.daemon.returncode != SIGNALLED:
             self.faults.append(f"exit status {self.daemon.returncode}, not {SIGNALLED}")
         if STATUS.exists():
-            self.faults.append(f"{STATUS} left behind")
+            self.faults.append(f"{STATUS} was not removed")
         if "cellslot" in pathlib.Path("/etc/resolv.conf").read_text():
-            self.faults.append("name servers left behind")
+            self.faults.append("name servers were not removed")
         if self.address():
             self.faults.append(f"address left on {INTERFACE}")
 
