@@ -1,5 +1,7 @@
 #include "atcmd/catalogue.h"
 
+#include "include/device_records.h"
+
 std::map<eAtCmd, std::string> atCmd_Map;
 std::map<ePortReturn, std::string> CMEE_Map;
 std::map<eGeneralErrors, std::string> GeneralError_Map;
@@ -31,7 +33,7 @@ struct sModemErrorRow {
 };
 
 // 0 to 150: 3GPP TS 27.007 section 9.2. 300 to 500: 3GPP TS 27.005 section 3.2.5. 512 and 550 to
-// 704: the modem maker's own. One table for +CME and +CMS.
+// 704: the modem maker's own. One table serves +CME and +CMS.
 const sModemErrorRow MODEM_ERRORS[] = {
     {0, "PHONE FAILURE"},
     {1, "NO CONNECTION TO PHONE"},
@@ -254,10 +256,10 @@ void setupVariableMaps() {
     };
     telitNetType_Map = {
         {ePS_NET_GPRS, "GPRS"},   {ePS_NET_EGPRS, "EGPRS"}, {ePS_NET_WCDMA, "WCDMA"},
-        {ePS_NET_HSDPA, "HSDPA"}, {ePS_NET_LTE, "LTE"},     {ePS_NET_UNKNOWN, "UNKNOWN"},
+        {ePS_NET_HSDPA, "HSDPA"}, {ePS_NET_LTE, "LTE"},     {ePS_NET_UNKNOWN, TECHNOLOGY_UNKNOWN},
     };
     telitCopsAct_Map = {
-        {eCOPS_ACT_UNKNOWN, "UNKNOWN"},
+        {eCOPS_ACT_UNKNOWN, TECHNOLOGY_UNKNOWN},
         {eCOPS_ACT_GSM, "GSM"},
         {eCOPS_ACT_UTRAN, "UTRAN"},
         {eCOPS_ACT_GSM_EGPRS, "GSM w/EGPRS"},

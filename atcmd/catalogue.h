@@ -7,11 +7,11 @@
 #include "include/modem_types.h"
 #include "include/result_codes.h"
 
-// Every AT command that the daemon sends, and the texts of the codes that the modem and the daemon
-// use. 3GPP TS 27.007 and 27.005, and the modem maker's own commands ('#', '$').
+// Every AT command that the daemon sends, and the texts of the codes that modem and daemon use.
+// Commands are from 3GPP TS 27.007 and 27.005; those with '#' or '$' are the modem maker's own.
 
-// Each command: its name, its number, its text. eAT_CMD_CIREG_SET has no text: the IMS registration
-// report is never switched on. A new command goes to the end.
+// Each command: its name, its number, its text. eAT_CMD_CIREG_SET has no text because the IMS
+// registration report is never enabled. Add new commands at the end.
 // clang-format off
 #define AT_COMMANDS(X) \
     X(eAT_CMD_AT, 0, "AT") \
@@ -121,8 +121,8 @@ extern std::map<std::string, std::string> telitCarrier_list_Map;
 // Fills every table but the operator names. Must run before the first command.
 void setupVariableMaps();
 
-// The text of a code, empty for a code without one. Unlike the subscript it adds no row: numbers
-// that the modem sends must not grow a table, nor become known errors.
+// The text of a code, empty for a code without one. Unlike operator[] it adds no row: numbers that
+// the modem sends must not grow a table or become known errors.
 template <typename tKey>
 std::string mapText(const std::map<tKey, std::string>& table, tKey key) {
     const auto row = table.find(key);

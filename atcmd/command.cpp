@@ -12,8 +12,8 @@ ePortReturn g_e_last_cmx_error = ePORT_OK;
 
 namespace {
 
-// The number behind prefix. A line whose end has not arrived yet may hold only the first digits of
-// its number, so it is not read. False where there is no known number.
+// The number after prefix. A line without its line end may hold only the first digits of the
+// number, so it is not read. False if there is no known number.
 bool findKnownError(const std::string& response, const std::string& prefix, ePortReturn& error) {
     const size_t start = response.find(prefix);
     if (start == std::string::npos || response.find('\n', start) == std::string::npos) return false;
@@ -120,8 +120,8 @@ std::vector<std::string> responseLines(const std::string& response) {
     return lines;
 }
 
-std::vector<std::string> responseLinesBehind(const std::string& response,
-                                             const std::string& prefix) {
+std::vector<std::string> responseLinesAfter(const std::string& response,
+                                            const std::string& prefix) {
     std::vector<std::string> rests;
     for (const std::string& line : responseLines(response))
         if (startsWith(line, prefix)) rests.push_back(line.substr(prefix.size()));

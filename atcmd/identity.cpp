@@ -24,7 +24,7 @@ struct sModelRow {
     const char* technologies;
 };
 
-// The models that are told from the response, in the order in which they are tried.
+// The models that the response can name, in the order in which they are tried.
 const sModelRow MODELS[] = {
     {eTELIT_MODEL_LE910_NA_V2, NET_BIT_3G | NET_BIT_4G, "3G/4G"},
     {eTELIT_MODEL_LE910_NA1, NET_BIT_3G | NET_BIT_4G, "3G/4G"},
@@ -55,7 +55,7 @@ void setFirmwareCarrier(sModemInfo& modem, eFirmwareCarrier carrier, int slot) {
     modem.b_verizon_firmware = carrier == eFIRMWARE_CARRIER_VERIZON;
 }
 
-// The one image of a model.
+// The image of a model that has only one.
 eFirmwareCarrier carrierOfModel(eTelitModel model) {
     switch (model) {
         case eTELIT_MODEL_LE910_NA1:

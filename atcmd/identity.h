@@ -5,15 +5,15 @@
 
 #include "include/device_records.h"
 
-// Who the modem is: maker, model, firmware, numbers, temperature. A response without the expected
-// line leaves the defaults; results are those of the transaction, a CME error stays
-// ePORT_CMX_ERROR except where told.
+// Identity of the modem: maker, model, firmware, numbers; and its temperature. A response without
+// the expected line leaves the defaults. Results are those of the transaction; a CME error stays
+// ePORT_CMX_ERROR unless stated otherwise.
 
 ePortReturn getModemManu(int port, sModemInfo& modem);
 void parseModemManu(const std::string& response, sModemInfo& modem);
 
-// ePORT_ERROR with model eTELIT_MODEL_NOT_INITED when the modem answers that its software is not
-// initialised, although the transaction succeeded.
+// If the modem answers that its software is not initialised: ePORT_ERROR and model
+// eTELIT_MODEL_NOT_INITED, although the transaction succeeded.
 ePortReturn getTelitModel(int port, sModemInfo& modem);
 void parseTelitModel(const std::string& response, sModemInfo& modem);
 
@@ -34,23 +34,23 @@ void parseDeviceCNUM(const std::string& response, sModemInfo& modem);
 ePortReturn getDeviceTemperature(int port, sModemInfo& modem);
 void parseDeviceTemperature(const std::string& response, sModemInfo& modem);
 
-// A modem that refuses the command has one firmware image: that is ePORT_OK too.
+// A modem that refuses the command has one firmware image; that returns ePORT_OK too.
 ePortReturn getDeviceDualFirmware(int port, sModemInfo& modem);
 
-// Asks a modem with two images; one with a single image is known by its model and not asked.
+// Queries a modem with two images; the image of a modem with only one follows from its model.
 // ePORT_ERROR for every failed transaction.
 ePortReturn getDeviceFirmwareCarrier(int port, sModemInfo& modem);
 void parseDeviceFirmwareCarrier(const std::string& response, sModemInfo& modem);
 
-// Slot 0 or 1. ePORT_ERROR without sending for another slot and for a modem with one image. The
-// record is not changed; the modem restarts itself.
+// Slot 0 or 1. For another slot, or a modem with one image, returns ePORT_ERROR and sends nothing.
+// The record does not change; the modem restarts by itself.
 ePortReturn switchDeviceDualFirmware(int port, sModemInfo& modem, signed char slot);
 
-// version is "-1" when it cannot be read. A CME error is returned as its number.
+// version is "-1" if it cannot be read. A CME error is returned as its number.
 ePortReturn getDeviceFirmwareCfgVer(const int& port, std::string& version);
 void parseFirmwareCfgVer(const std::string& response, std::string& version);
 
-// Forgets the temperature level that was logged last.
+// Forgets the last logged temperature level.
 void resetIdentityState();
 
 #endif

@@ -6,7 +6,7 @@
 namespace {
 
 constexpr unsigned OPERATOR_LIST_TIMEOUT_S = 10;
-// Several times the longest list of a modem.
+// Several times as long as the longest list of a modem.
 constexpr size_t OPERATOR_LIST_MAX = 8192;
 
 // A blank inside the quotes belongs to the name.
@@ -51,7 +51,7 @@ ePortReturn getCarrierList(int port) {
 
 // +COPN: "310410","AT&T"
 void parseCarrierList(const std::string& response) {
-    for (const std::string& rest : responseLinesBehind(response, "+COPN:")) {
+    for (const std::string& rest : responseLinesAfter(response, "+COPN:")) {
         if (telitCarrier_list_Map.size() >= OPERATOR_LIST_MAX) return;
         const tokenstr fields = splitFields(cleanBeginEndWhiteSpace(rest));
         if (fields.size() != 2) continue;

@@ -12,11 +12,11 @@
 ePortReturn getCopsAct(int port, sNetworkInfo& network);
 void parseCopsAct(const std::string& response, sNetworkInfo& network);
 
-// Fills telitCarrier_list_Map, once per process: a list that is there is not asked for again.
+// Fills telitCarrier_list_Map once per process; a list that has been read is not requested again.
 ePortReturn getCarrierList(int port);
 void parseCarrierList(const std::string& response);
 
-// The operator name of a numeric PLMN, NAME_UNKNOWN where there is none.
+// The operator name of a numeric PLMN, NAME_UNKNOWN if the list has none.
 std::string getCarrierFromPLMN(const std::string& plmn);
 
 #endif

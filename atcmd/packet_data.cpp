@@ -33,7 +33,7 @@ void storeAddress(const std::string& field, sPdpDynamicParams& context, std::str
     logValue("ePDP_ip_type", itos(context.ePDP_ip_type));
     logValue("s_ipaddr", context.s_ipaddr);
     logValue("s_mask", context.s_mask);
-    // +CGPADDR answers the first address of a context too, so a second one must not replace it.
+    // +CGPADDR too answers the first address of a context, so a second one must not replace it.
     if (context.ePDP_ip_type == eIP_TYPE_IPV4 && ipv4Address.empty())
         ipv4Address = context.s_ipaddr;
 }
@@ -42,7 +42,7 @@ struct sServerField {
     size_t index;
     const char* name;
     std::string sPdpDynamicParams::*member;
-    bool dotted;  // to be turned into an ordinary address
+    bool dotted;  // to be converted into an ordinary address
 };
 
 const sServerField SERVER_FIELDS[] = {
@@ -109,7 +109,7 @@ void parseCGACT(const std::string& response, bool& active, const std::string& ci
                 std::string& activeList) {
     active = false;
     activeList.clear();
-    for (const std::string& rest : responseLinesBehind(response, "+CGACT:")) {
+    for (const std::string& rest : responseLinesAfter(response, "+CGACT:")) {
         const tokenstr fields = splitFields(cleanWhiteSpace(rest));
         if (fields.size() != 2) continue;
         const bool isActive = fields[1] == "1";
@@ -146,7 +146,7 @@ ePortReturn getCGPADDR(int port, const std::string& cid, std::string& address) {
 
 // +CGPADDR: 1,"10.20.30.40"
 std::string parseCGPADDR(const std::string& cid, const std::string& response) {
-    for (const std::string& rest : responseLinesBehind(response, "+CGPADDR:")) {
+    for (const std::string& rest : responseLinesAfter(response, "+CGPADDR:")) {
         debug(eLOG_ADDRESS_DETAIL, g_i_debugMode, "%s(): Found needle '%s'", __func__, "+CGPADDR:");
         const tokenstr fields = splitFields(cleanCharsFromString(cleanWhiteSpace(rest), "\""));
         if (fields.size() < 2 || fields[0] != cid) continue;
@@ -174,7 +174,7 @@ ePortReturn getCGCONTRDP(int port, sDeviceInfo& device, const std::string& cid) 
 // 0 context, 1 bearer. Some modems write the values without quotes; any may be empty.
 void parseCGCONTRDP(const std::string& response, sDeviceInfo& device) {
     size_t index = 0;
-    for (const std::string& rest : responseLinesBehind(response, "+CGCONTRDP:")) {
+    for (const std::string& rest : responseLinesAfter(response, "+CGCONTRDP:")) {
         if (index >= PDP_DYNAMIC_MAX) return;
         const tokenstr fields = splitFields(rest);
         sPdpDynamicParams& context = device.network.pdp_dynamic[index++];
@@ -195,7 +195,7 @@ ePortReturn setCgdataMode(int port, const std::string& cid) {
     std::string response;
     const ePortReturn result = queryModem(port, commandText(eAT_CMD_CGDATA_SET, RAW_IP_LAYER + cid),
                                           eParseCmx::ALWAYS, 0, &response);
-    // Modems of the family send nothing after CONNECT, so the wait for a final code runs out.
+    // Modems of the family send nothing after CONNECT, so the wait for a final code times out.
     const bool mayHoldConnect = result == ePORT_OK || result == ePORT_NO_FINAL_RESULT;
     return mayHoldConnect && parseCgdataMode(response) ? ePORT_CONNECT : result;
 }
@@ -218,7 +218,7 @@ ePortReturn getCGDCONT(int port, sDeviceInfo& device, const sConfigFileOpts& con
 
 // +CGDCONT: 1,"IP","broadband","",0,0
 void parseCGDCONT(const std::string& response, sDeviceInfo& device, const sConfigFileOpts& config) {
-    for (const std::string& rest : responseLinesBehind(response, "+CGDCONT:")) {
+    for (const std::string& rest : responseLinesAfter(response, "+CGDCONT:")) {
         const tokenstr fields = splitFields(rest);
         if (fields.size() < 6) continue;
         if (device.modem.i_context_count >= CONTEXT_LIST_MAX) return;

@@ -6,31 +6,32 @@
 #include "include/config_options.h"
 #include "include/device_records.h"
 
-// Packet domain and PDP contexts (3GPP TS 27.007 section 10.1). A context is named by its id as
-// text. A CME error is returned as its number except by setCGATT and getCGDCONT.
+// Packet domain and PDP contexts (3GPP TS 27.007 section 10.1). cid is the context id as text. All
+// but setCGATT and getCGDCONT return a CME error as its number.
 
 ePortReturn getCGATT(int port, sNetworkInfo& network);
 void parseCGATT(const std::string& response, sNetworkInfo& network);
 ePortReturn setCGATT(const int& port, const bool& attach);
 
-// active: the context cid. activeList: the ids of all active contexts, a comma behind each.
+// active: whether context cid is active. activeList: the ids of all active contexts, a comma after
+// each.
 ePortReturn getCGACT(int port, bool& active, const std::string& cid, std::string& activeList);
 void parseCGACT(const std::string& response, bool& active, const std::string& cid,
                 std::string& activeList);
 ePortReturn setCGACT(int port, const std::string& cid, bool activate);
 
-// address is left alone unless the result is ePORT_OK; it is empty when the context has none.
+// address changes only if the result is ePORT_OK; it is empty if the context has none.
 ePortReturn getCGPADDR(int port, const std::string& cid, std::string& address);
 std::string parseCGPADDR(const std::string& cid, const std::string& response);
 
-// Addresses, gateway and name servers that the network assigned. The first IPv4 address becomes the
-// device record's.
+// Addresses, gateway and name servers that the network assigned. The first IPv4 address is stored
+// as the address of the device.
 ePortReturn getCGCONTRDP(int port, sDeviceInfo& device, const std::string& cid);
 void parseCGCONTRDP(const std::string& response, sDeviceInfo& device);
 
 ePortReturn setNcmMode(int port, const std::string& cid, bool enable);
 
-// ePORT_CONNECT when the modem entered data mode.
+// ePORT_CONNECT if the modem entered data mode.
 ePortReturn setCgdataMode(int port, const std::string& cid);
 bool parseCgdataMode(const std::string& response);
 

@@ -14,8 +14,9 @@ bool isAnswered(ePortReturn result) {
     return result == ePORT_OK || result == ePORT_ERROR;
 }
 
-// The echo of an earlier command: this is its answer, and that to AT is still to come. Unsolicited
-// lines do not look like that. Split at the carriage return too, which alone ends an echo.
+// True if the response holds the echo of an earlier command: then it answers that command, and the
+// answer to AT is still to come. No unsolicited line looks like an echo. The text is split at
+// carriage returns too, because nothing else ends an echo.
 bool isAnswerToAnother(const std::string& response) {
     for (const std::string& line : responseLines(response))
         for (const std::string& part : tokenstr(line, '\r', eEmptyTokens::DROP))

@@ -10,12 +10,11 @@ enum ePortState : int {
     ePORT_STATE_MISSING = 2,  // the device node does not exist
 };
 
-// Opens a closed port; asks an open one with "AT". A port just opened counts as good.
+// Opens a closed port; tests an open one with "AT". A port that was just opened counts as good.
 int getPortState(const std::string& device, int& port);
 
-// GOOD when the modem answers OK or ERROR, FAILED otherwise, CLOSED for a port of -1. If the
-// answer belongs to an earlier command, the modem is asked again; unsolicited lines are no reason
-// to.
+// GOOD if the modem answers OK or ERROR, CLOSED for a port of -1, FAILED otherwise. If the answer
+// belongs to an earlier command, AT is sent again; unsolicited lines do not cause that.
 int testPortState(int port);
 
 #endif

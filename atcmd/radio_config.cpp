@@ -10,8 +10,8 @@ namespace {
 
 constexpr unsigned SETTING_TIMEOUT_S = 2;
 
-// Reads one number as "%d" does: blanks, a sign, digits. A number that does not fit ends at the
-// nearest one that does, so that no text of the modem overflows.
+// Reads one number as "%d" does: blanks, a sign, digits. A number out of range becomes the nearest
+// limit, so that no text of the modem overflows.
 bool readNumber(const std::string& text, size_t& at, int& value) {
     while (at < text.size() && isspace(static_cast<unsigned char>(text[at])))
         ++at;
@@ -30,7 +30,8 @@ struct sClockFields {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
 };
 
-// "%d/%d/%d,%d:%d:%d": how many of the six numbers were read, -1 for an empty text, as sscanf says.
+// "%d/%d/%d,%d:%d:%d": how many of the six numbers were read, -1 for an empty text, as sscanf
+// returns.
 int readClock(const std::string& text, sClockFields& clock) {
     if (cleanWhiteSpace(text).empty()) return -1;
     int* const numbers[] = {&clock.year, &clock.month,  &clock.day,

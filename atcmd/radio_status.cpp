@@ -23,7 +23,7 @@ struct sTextField {
     std::string sNetworkInfo::*member;
 };
 
-// Fields that are stored as they stand.
+// Fields that are stored unchanged.
 const sTextField LTE_TEXTS[] = {
     {1, &sNetworkInfo::s_channel},  // EARFCN
     {2, &sNetworkInfo::s_rsrp},
@@ -53,7 +53,7 @@ const sTextField WCDMA_TEXTS[] = {
     {17, &sNetworkInfo::s_service_domain},
 };
 
-// Stored only when the modem knows them.
+// Stored only if the modem knows them.
 const sTextField WCDMA_OPTIONAL_TEXTS[] = {
     {6, &sNetworkInfo::s_lac},
     {6, &sNetworkInfo::s_lac_tac},
@@ -66,7 +66,7 @@ void storeTexts(const tokenstr& fields, const sTextField (&table)[count], sNetwo
         network.*row.member = modemText(fields[row.index]);
 }
 
-// What LTE and WCDMA lines both hold, from the field of the mobility management state on.
+// The fields that LTE and WCDMA lines have in common, from the mobility management state on.
 void storeStatesAndCell(const tokenstr& fields, size_t mm, size_t cell, sNetworkInfo& network) {
     network.i_mm = textToInt(fields[mm]);
     network.s_mm = modemText(fields[mm]);
@@ -84,11 +84,11 @@ bool isQuotedNumber(const std::string& field) {
            isStringNumeric(text.substr(1, text.size() - 2));
 }
 
-// Newer modules of the family (LE910C1) write one field for RAC and transmit power, so that all
-// behind it stand one place earlier, and SINR last:
+// Newer modules of the family (LE910C1) write one field for RAC and transmit power, so all later
+// fields are one place earlier, and they add SINR at the end:
 // "286 01",1795,-101,-67,-15,2242,,128,3,1,0B5D121,"286010000000008","Turkcell",3,3,108
 //  0       1    2    3   4   5    6 7  8 9 10       11                12        13 14 15
-// Only the place of the IMSI tells them apart.
+// Only the place of the IMSI distinguishes the two forms.
 bool lacksTransmitPower(const tokenstr& fields) {
     return isQuotedNumber(fields[LTE_IMSI - 1]) && !isQuotedNumber(fields[LTE_IMSI]);
 }
@@ -207,7 +207,7 @@ void parseModemNetworkStatus(const std::string& response, sNetworkInfo& network)
     const std::string text = responseRest(response, "#RFSTS:");
     debug(eLOG_RADIO_DETAIL, g_i_debugMode, "%s(): Match '%s' from '%s'", __func__, text.c_str(),
           response.c_str());
-    // The PLMN holds a blank: only the ends are trimmed.
+    // The PLMN contains a blank, so only the ends are trimmed.
     const std::string line = cleanBeginEndWhiteSpace(text);
     switch (static_cast<int>(network.e_psnt_service_type)) {
         case ePS_NET_GPRS:

@@ -11,10 +11,11 @@
 ePortReturn getCSQ(int port, sNetworkInfo& network);
 void parseCSQ(const std::string& response, sNetworkInfo& network);
 
-// Asks only a modem that is registered or denied; others get the defaults and ePORT_OK.
+// Queries only a modem that is registered or denied; otherwise sets the defaults and returns
+// ePORT_OK.
 ePortReturn getModemNetworkInfo(int port, sNetworkInfo& network);
 void parseModemPsNetType(const std::string& response, sNetworkInfo& network);
-// Reads #RFSTS by the network type that stands in the record.
+// Reads #RFSTS in the form of the network type in the record.
 void parseModemNetworkStatus(const std::string& response, sNetworkInfo& network);
 
 // One #RFSTS line without its prefix.
@@ -23,7 +24,7 @@ void parseWcdmaNetworkStatus(const std::string& line, sNetworkInfo& network);
 // GSM values are not kept; a short line is logged.
 void parseGsmNetworkStatus(const std::string& line, sNetworkInfo& network);
 
-// "310 410": country and network code. Another form changes nothing.
+// "310 410": country and network code. Any other form changes nothing.
 void parsePlmn(const std::string& text, sNetworkInfo& network);
 
 #endif

@@ -2,6 +2,7 @@
 
 #include "atcmd/command.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -22,11 +23,11 @@ struct sRegistrationRow {
 };
 
 const sRegistrationRow STATES[] = {
-    {eREG_NOT_SEARCHING, "Not Registered, Not Searching", "Not Reg", false, true},
-    {eREG_HOME, "Registered, Home Network", "Reg Home", true, false},
-    {eREG_SEARCHING, "Not registered, Searching", "Searching", false, true},
-    {eREG_DENIED, "Registration Denied", "Reg Denied", false, false},
-    {eREG_ROAMING, "Registered, Roaming", "Reg Roaming", true, false},
+    {eREG_NOT_SEARCHING, "Not Registered, Not Searching", REGISTRATION_NONE, false, true},
+    {eREG_HOME, "Registered, Home Network", REGISTRATION_HOME, true, false},
+    {eREG_SEARCHING, "Not registered, Searching", REGISTRATION_SEARCHING, false, true},
+    {eREG_DENIED, "Registration Denied", REGISTRATION_DENIED, false, false},
+    {eREG_ROAMING, "Registered, Roaming", REGISTRATION_ROAMING, true, false},
 };
 
 const sRegistrationRow UNKNOWN_STATE = {eREG_UNKNOWN, NAME_UNKNOWN, NAME_UNKNOWN, false, false};
@@ -37,8 +38,8 @@ const sRegistrationRow& rowOfState(int state) {
     return UNKNOWN_STATE;
 }
 
-// The fields of the answer. A report that the modem sends by itself can stand before it, with the
-// same prefix, +CREG: 1 or +CREG: 1,"CE00","00005449": it has no state in its second field.
+// The fields of the answer. An unsolicited report with the same prefix can come before it, such as
+// +CREG: 1 or +CREG: 1,"CE00","00005449"; it has no state in its second field.
 tokenstr answerFields(const std::string& response, const std::string& prefix) {
     for (size_t at = response.find(prefix); at != std::string::npos;
          at = response.find(prefix, response.find('\n', at))) {
@@ -119,7 +120,7 @@ void updateNetworkRegistrationInfo(sNetworkInfo& network) {
     network.s_registration_short = row.shortText;
 
     if (network.i_reg_state != network.i_reg_previous_state) {
-        // A modem that flips between not searching and searching must not flood the log.
+        // A modem that alternates between searching and not searching must not flood the log.
         const bool quiet = row.searching && g_registrationState.wasSearching;
         debug(quiet ? eLOG_AT_DETAIL : eLOG_NOTICE, g_i_debugMode,
               "Registration switched from '%s' to '%s'", network.s_previous_registration.c_str(),

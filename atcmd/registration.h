@@ -12,8 +12,8 @@
 ePortReturn setCREG(int port);
 ePortReturn setCEREG(int port);
 
-// Both write the same fields: the query that runs last decides. An answer without location leaves
-// area and cell as they were.
+// Both write the same fields, so the last query decides. An answer without location leaves area and
+// cell unchanged.
 ePortReturn getCREG(int port, sNetworkInfo& network);
 void parseCREG(const std::string& response, sNetworkInfo& network);
 ePortReturn getCEREG(int port, sNetworkInfo& network);
@@ -25,7 +25,7 @@ void parseCIREG(const std::string& response, sNetworkInfo& network);
 // Whether the modem is registered, at home or roaming.
 bool isRegisteredState(int state);
 
-// Texts and the registered flag from the state; logs a change of the state.
+// Sets the texts and the registered flag from the state, and logs a change of the state.
 void updateNetworkRegistrationInfo(sNetworkInfo& network);
 
 // Forgets whether the modem was searching at the last update.

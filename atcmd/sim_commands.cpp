@@ -3,6 +3,7 @@
 #include "atcmd/command.h"
 #include "atcmd/operators.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -22,9 +23,9 @@ struct sCpinRow {
 
 // clang-format off
 const sCpinRow CPIN_TEXTS[] = {
-    {"READY",         eSIM_READY,        0,  "Available"},
-    {"SIM PIN",       eSIM_PIN_REQUIRED, 3,  "PIN Locked"},
-    {"SIM PUK",       eSIM_PUK_REQUIRED, 5,  "PUK Locked"},
+    {"READY",         eSIM_READY,        0,  SIM_STATUS_AVAILABLE},
+    {"SIM PIN",       eSIM_PIN_REQUIRED, 3,  SIM_STATUS_PIN_LOCKED},
+    {"SIM PUK",       eSIM_PUK_REQUIRED, 5,  SIM_STATUS_PUK_LOCKED},
     {"PH-SIM PIN",    eSIM_PIN_REQUIRED, 8,  "Phone-to-SIM First SIM PIN"},
     {"PH-FSIM PIN",   eSIM_PIN_REQUIRED, 10, "Phone-to-very First SIM PIN"},
     {"PH-FSIM PUK",   eSIM_PUK_REQUIRED, 11, "Phone-to-very First SIM PUK"},
@@ -47,7 +48,7 @@ void setLock(sSimInfo& sim, int lockClass, int lockCode, const std::string& stat
     sim.s_status = status;
 }
 
-// remaining: of the PIN or of the PUK, whichever the SIM waits for.
+// remaining: attempts for the PIN or the PUK, whichever the SIM waits for.
 void setAttempts(sSimInfo& sim, uint8_t remaining) {
     switch (sim.i_lock_class) {
         case eSIM_READY:
@@ -73,7 +74,8 @@ ePortReturn getDeviceSimPresent(int port, sSimInfo& sim) {
     sim.i_qss_mode = -1;
     const ePortReturn result = queryInto(port, commandText(eAT_CMD_QSS_GET), eParseCmx::ON_FAILURE,
                                          sim, parseDeviceSimPresent);
-    if (result == ePORT_OK && sim.i_present != 1) setLock(sim, eSIM_MISSING, 2, "Not Present");
+    if (result == ePORT_OK && sim.i_present != 1)
+        setLock(sim, eSIM_MISSING, 2, SIM_STATUS_NOT_PRESENT);
     return result;
 }
 
@@ -195,7 +197,7 @@ ePortReturn setCpinState(int port, const std::string& pin, bool enable) {
         eParseCmx::ON_FAILURE);
 }
 
-// PIN and PUK stand unquoted here, unlike in +CLCK: the modem takes them so.
+// PIN and PUK are not quoted here, unlike in +CLCK: the modem expects them so.
 ePortReturn changeCpin(int port, const std::string& oldPin, const std::string& newPin) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
     return queryModem(port,
@@ -238,7 +240,7 @@ eSimSlot parseSimSlot(const std::string& response) {
 
 ePortReturn setSimSlot(const int& port, const eSimSlot& slot) {
     traceEntry(eLOG_AT_FUNCTION, __func__);
-    // The pin, then SIM detection forced off and on again so that the modem reads the other card.
+    // Sets the pin, then forces SIM detection off and on so that the modem reads the other card.
     static const std::string PIN = "2,";
     static const std::string REDETECT = ",1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1";
     if (slot != eSIM_SLOT_1 && slot != eSIM_SLOT_2) {

@@ -9,11 +9,11 @@
 // 8.3), IMSI, ICCID and the slot that one of the modem's GPIO pins selects. A CME error is returned
 // as its number.
 
-// A SIM that is not there sets lock class and code 2 and the status "Not Present".
+// Without a SIM sets lock class and code to 2 and the status to SIM_STATUS_NOT_PRESENT.
 ePortReturn getDeviceSimPresent(int port, sSimInfo& sim);
 void parseDeviceSimPresent(const std::string& response, sSimInfo& sim);
 
-// ePORT_OK without asking when no SIM is there.
+// Without a SIM returns ePORT_OK and sends nothing.
 ePortReturn getDeviceSimStatus(int port, sSimInfo& sim);
 void parseDeviceSimStatus(const std::string& response, sSimInfo& sim);
 // text: upper case, trimmed.
@@ -21,7 +21,7 @@ void decodeSimCpinText(const std::string& text, sSimInfo& sim);
 
 ePortReturn getDeviceSimIMSI(int port, sSimInfo& sim);
 void parseDeviceSimIMSI(const std::string& response, sSimInfo& sim);
-// Home PLMN and carrier by the first six digits of the IMSI, or else the first five.
+// Home PLMN and carrier from the first six digits of the IMSI, or else the first five.
 void getCarrierFromImsi(sSimInfo& sim);
 
 ePortReturn getDeviceSimId(int port, sSimInfo& sim);
@@ -31,8 +31,8 @@ void parseDeviceSimId(const std::string& response, sSimInfo& sim);
 ePortReturn getCpinState(int port, sSimInfo& sim);
 int parseCpinState(const std::string& response);
 
-// The lock operations return a CME error as its number, for example CME_INCORRECT_PASSWORD, and log
-// no secret of their own. PIN and PUK must have been checked to be digits.
+// The lock operations return a CME error as its number, for example CME_INCORRECT_PASSWORD, and do
+// not log PIN or PUK themselves. The caller must have checked that PIN and PUK are digits.
 ePortReturn setCpinState(int port, const std::string& pin, bool enable);
 ePortReturn changeCpin(int port, const std::string& oldPin, const std::string& newPin);
 ePortReturn unlockCpin(int port, const std::string& pin);
@@ -41,7 +41,7 @@ ePortReturn unlockPuk(int port, const std::string& puk, const std::string& newPi
 ePortReturn getSimSlot(const int& port, eSimSlot& slot);
 eSimSlot parseSimSlot(const std::string& response);
 
-// CME_INVALID_INDEX without sending for any slot but 1 and 2.
+// For any slot but 1 and 2 returns CME_INVALID_INDEX and sends nothing.
 ePortReturn setSimSlot(const int& port, const eSimSlot& slot);
 
 #endif

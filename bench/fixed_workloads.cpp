@@ -31,8 +31,8 @@ const sFixedWorkload WORKLOADS[] = {
 };
 // clang-format on
 
-// What the counts depend on, as JSON.
-void tellToolchain() {
+// Prints, as JSON, what the counts depend on.
+void printToolchain() {
     printf("{\"compiler\": \"%s\", \"flags\": \"%s\", \"libc\": \"%s\", \"machine\": \"%s\"}\n",
            __VERSION__, BENCH_FLAGS, gnu_get_libc_version(), BENCH_MACHINE);
 }
@@ -41,13 +41,13 @@ void tellToolchain() {
 
 int main(int argc, char* argv[]) {
     if (argc > 1 && std::string(argv[1]) == "--toolchain") {
-        tellToolchain();
+        printToolchain();
         return 0;
     }
     connectGateway();
     for (const sFixedWorkload& row : WORKLOADS) {
         const sWorkload workload = row.make();
-        // The first run is not counted: it makes files and fills tables that later ones find.
+        // The first run is not counted: it makes files and fills tables for the later ones.
         workload.prepare();
         workload.run();
         CALLGRIND_ZERO_STATS;

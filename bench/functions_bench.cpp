@@ -1,4 +1,4 @@
-// Google Benchmark rows: the processor time of single pieces of work and how it grows.
+// Google Benchmark rows: the processor time of single workloads and how it grows.
 
 #include <benchmark/benchmark.h>
 
@@ -12,7 +12,7 @@ namespace {
 using benchmark::Counter;
 using benchmark::State;
 
-// The daemon's processor time is the row's time. wallUs: what passed on the clock meanwhile.
+// The row's time is the daemon's processor time. wallUs: elapsed time.
 void runWorkload(State& state, const sWorkload& workload) {
     double wallS = 0;
     for (auto _ : state) {

@@ -1,5 +1,5 @@
-// Preloaded into the daemon: notes when it waits for a host command, so that such waits can be told
-// apart from its own time. A line for each: begin and end on the steady clock, in seconds.
+// Preloaded into the daemon: records when it waits for a host command, so that these waits can be
+// subtracted from its own time. One line each: begin and end on the steady clock, in seconds.
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ void note(double begin, double end) {
     fclose(log);
 }
 
-// What the daemon starts is not to be timed.
+// Programs that the daemon starts must not be timed.
 __attribute__((constructor)) void keepFromChildren() {
     unsetenv("LD_PRELOAD");
 }

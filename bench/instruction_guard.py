@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
-"""Counts the instructions of the fixed workloads under callgrind and compares them with those kept in
-instruction_counts.json: more than 10 % off, in either direction, fails. Counts do not depend on the
-machine's load or speed, but on the compiler and the C library: with others than those the numbers were
-taken with nothing can be compared: exit status 77.
+"""Counts the instructions of the fixed workloads under callgrind and compares them with those in
+instruction_counts.json. A difference of more than 10 %, in either direction, fails. The counts do not
+depend on load or speed of the machine, but on compiler and C library: if these differ from the recorded
+ones, nothing can be compared, and the exit status is 77.
 
     instruction_guard.py --bin build/release/bin            compares
-    instruction_guard.py --bin build/release/bin --renew    keeps the numbers of this build instead
+    instruction_guard.py --bin build/release/bin --renew    stores the numbers of this build
 
-A change that makes a workload cheaper or dearer on purpose renews them in the same commit, whose
-message says why. Run inside scripts/private_namespace.sh."""
+If a change makes a workload cheaper or more expensive on purpose, renew the numbers in the same commit
+and give the reason in its message. Run inside scripts/private_namespace.sh."""
 
 import argparse
 import json
@@ -23,7 +23,7 @@ KEPT = pathlib.Path(__file__).resolve().parent / "instruction_counts.json"
 TOLERANCE = 0.10
 NOT_COMPARED = 77
 RENEW = "scripts/bench.sh --renew-instructions"
-# The C library has its text functions once for each kind of processor: everybody the plainest.
+# The C library has variants of its text functions for each processor type: always use the plainest.
 TUNABLES = "glibc.cpu.hwcaps=-AVX2,-AVX512F,-AVX512VL,-AVX512BW,-EVEX,-ERMS,-FSRM,-BMI2,-SSE4_2"
 
 
@@ -55,7 +55,7 @@ def countInstructions(program, folder):
 
 
 def compare(counts, kept):
-    """How many are out of bounds."""
+    """How many counts are out of bounds."""
     bad = 0
     print(f"{'workload':<16} {'instructions':>14} {'kept':>14} {'ratio':>7}")
     for name in sorted(set(counts) | set(kept)):

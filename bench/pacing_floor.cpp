@@ -1,6 +1,6 @@
 // The least that an AT command can cost with the daemon's pacing: the same system calls and nothing
-// around them. Prints the processor time of one command, in microseconds, and of its two waits
-// alone, which cost what the machine takes for going to sleep and waking up.
+// else. Prints the processor time of one command, in microseconds, and of its two waits alone,
+// which is the machine's cost of falling asleep and waking up.
 //
 //     pacing_floor DEVICE COMMANDS
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Rows of whole processes: the daemon against the simulated modem at instant pace, as the kernel
-accounts for them. Run by scripts/bench.sh inside scripts/private_namespace.sh; CELLSLOT_BIN and
+"""Rows of whole processes: the daemon against the simulated modem at instant pace, with the figures of
+the kernel's accounting. Run by scripts/bench.sh inside scripts/private_namespace.sh; CELLSLOT_BIN and
 CELLSLOT_HOST as for the system tests.
 
     processes.py [--quick] --out FILE"""
@@ -21,11 +21,11 @@ from rows import Report, machine  # noqa: E402
 
 COMMAND_S = 0.020  # 10 ms before the carriage return, one poll of 10 ms
 PASS_S = 0.500
-PROMPT_S = 1.0     # the wait for the prompt of AT+CMGS ends by itself only
-CHECK_S = 5.0      # between two looks at the messages
+PROMPT_S = 1.0     # the wait for the prompt of AT+CMGS always takes its full time
+CHECK_S = 5.0      # between two checks of the messages
 HOUR_S = 3600
 
-CPU_GOAL_US = 50   # for an AT command with all that hangs on it
+CPU_GOAL_US = 50   # for an AT command and all work that it causes
 RESIDENT_GOAL_KB = 4096
 SIZE_GOAL_KB = 1000
 
@@ -39,14 +39,14 @@ LIBRARIES = {
 
 
 def pacingS(commands):
-    """The fixed waits behind a list of commands, as long as the first pass has no AT."""
+    """The fixed waits of a list of commands. Assumes that the first pass sends no AT."""
     waits = sum(PROMPT_S + COMMAND_S if command.startswith("AT+CMGS") else 0
                 for command in commands)
     return waits + len(commands) * COMMAND_S + commands.count("AT") * PASS_S
 
 
 class Gateway:
-    """One to three slots that are connected, and their end."""
+    """Runs one to three connected slots and ends them."""
 
     def __init__(self, slots=1, scenario=None, start=None):
         freshHost()
@@ -95,7 +95,7 @@ def field(path, name):
 
 
 def usage(slot):
-    """What the daemon has used so far, without its children."""
+    """Processor time of the daemon so far, without its children."""
     folder = process(slot)
     return {"s": time.monotonic(), "commands": len(slot.commands()),
             "cpuS": int((folder / "schedstat").read_text().split()[0]) * 1e-9,
@@ -142,8 +142,8 @@ def measureBringUp(report, runs):
 # ---- idle
 
 class KeptAwake:
-    """The processors as programs that always have work keep them: none goes to sleep, and none is
-    given to somebody else by a host of virtual machines. Idle priority takes nothing from others."""
+    """Keeps the processors busy, so that none goes to sleep and no host of virtual machines assigns
+    one to another guest. The idle priority takes no time from other processes."""
 
     SPIN = ("import os\n"
             "os.sched_setscheduler(0, os.SCHED_IDLE, os.sched_param(0))\n"
@@ -162,7 +162,8 @@ class KeptAwake:
 
 
 def usedConnected(seconds):
-    """What the daemon used, and the floor of a command and of its two waits, in microseconds."""
+    """Processor time of the daemon, and the floors of a command and of its two waits, in
+    microseconds."""
     with Gateway() as slot:
         slot.waitConnected(60)
         time.sleep(3)
@@ -205,7 +206,7 @@ def measureIdle(report, seconds):
 
 
 class OnDisk:
-    """Folders of the host that lie on a disk instead of in memory for a while."""
+    """Puts folders of the host on a disk instead of in memory for a while."""
 
     def __init__(self, folders):
         self.folders = folders
@@ -236,7 +237,7 @@ def diskBytesAnHour(folders, seconds):
 
 def measureDisk(report, seconds):
     if isInMemory(BIN):
-        print("bench: the build is in memory, disk writes cannot be told", file=sys.stderr)
+        print("bench: the build is in memory, disk writes cannot be measured", file=sys.stderr)
         return
     keeps = ["/etc/vuk", "/storage"]
     report.row("idle", "bytes written to a disk an hour: /run, /tmp and /var/log in memory",
@@ -363,10 +364,10 @@ def sent(slot):
 
 
 def measureLatencyIn(report, slot, messages):
-    """Injected to file. The floor is when the daemon asked for messages, as often as it may."""
+    """Time from injection to file. The floor is the time until the daemon's next permitted check."""
     total = toAsking = 0
     for number in range(messages):
-        time.sleep(0.37 * number)  # another phase of the checks each time
+        time.sleep(0.37 * number)  # at another point between two checks each time
         start, startMs = time.monotonic(), modemMs(slot)
         had = received()
         slot.order(op="inject-sms", **{"from": "+12025550123", "text": f"message {number}"})

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Puts the rows of Google Benchmark and of the processes together: a table on standard output, one
-JSON file, and a drawing (SVG) of each curve.
+"""Combines the rows of Google Benchmark and of the processes: prints a table, and writes one JSON file
+and a drawing (SVG) of each curve.
 
     report.py --functions FILE --processes FILE --out DIR"""
 
@@ -12,10 +12,10 @@ import re
 import svg
 from rows import Report
 
-# What an item may cost at most, compared with fewer of them, where work must not grow faster.
+# Highest cost of an item, relative to the cost with fewer items, for work that must not grow faster.
 LINEAR = 1.5
 
-# Benchmark: group, what it measures, what its argument counts.
+# Benchmark: group, what it measures, unit of its argument.
 SINGLE = {
     "Poll": ("pass", "pollDevice, connected, nothing to do"),
     "BringUp": ("pass", "set-up, poll and start of a session"),
@@ -52,8 +52,8 @@ def addFunctions(report, results):
 
 
 def addSized(report, group, what, unit, measured, perItem):
-    """Compared with the smallest size, and for work that is done for each item, with its cost an
-    item at the second smallest: there the fixed part is shared out."""
+    """The cost relative to the smallest size; for work per item, relative to the cost of an item at the
+    second smallest size, where the fixed part is spread over the items."""
     reference = measured[1 if perItem and len(measured) > 2 else 0]
     for size, result in measured:
         cost = result["real_time"]

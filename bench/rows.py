@@ -1,4 +1,4 @@
-"""What a benchmark reports: rows of a figure with the floor it is compared with, and curves."""
+"""Results of a benchmark: rows, each a figure with the floor that it is compared with, and curves."""
 
 import json
 import os
@@ -12,8 +12,8 @@ class Report:
 
     def row(self, group, what, figure, unit, floor=None, floorIs="", goal=None, goalRatio=None,
             note=""):
-        """floor: the least that is possible, in the same unit; goal, goalRatio: the most that is
-        wanted of the figure, or of its ratio to the floor."""
+        """floor: the least possible figure, in the same unit; goal, goalRatio: upper limit of the
+        figure, or of its ratio to the floor."""
         ratio = figure / floor if floor else None
         if goalRatio is not None:
             met = ratio is not None and ratio <= goalRatio
@@ -38,7 +38,7 @@ class Report:
 
 
 def machine():
-    """The machine in general terms, and how busy it was."""
+    """A general description of the machine, and its load."""
     info = pathlib.Path("/proc/cpuinfo").read_text()
     fields = dict(line.split(":", 1) for line in info.splitlines() if ":" in line)
     fields = {key.strip(): value.strip() for key, value in fields.items()}

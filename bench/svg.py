@@ -1,5 +1,5 @@
-"""Draws a curve on logarithmic scales: what grows with the number of items is a straight line under
-45 degrees there, and what grows with its square is steeper. The dashed line is growth in proportion."""
+"""Draws a curve on logarithmic scales: linear growth is a straight line at 45 degrees there, and
+quadratic growth is steeper. The dashed line shows linear growth."""
 
 import math
 from xml.sax.saxutils import escape

@@ -41,7 +41,7 @@ namespace fs = std::filesystem;
 
 constexpr size_t PIECE_BYTES = 64;
 constexpr unsigned LIST_TIMEOUT_S = 600;
-constexpr size_t OPERATORS_KEPT = 8192;  // more are not taken
+constexpr size_t OPERATORS_KEPT = 8192;  // the parser stores no more
 constexpr int PARTS_OF_A_MESSAGE = 3;
 constexpr int CHECKS_MAX = 5;
 constexpr int STORE_KEYS = 100;
@@ -71,7 +71,7 @@ void letModemWork(unsigned microseconds) {
     unmeasured([microseconds] { gateway().port->pass(microseconds); });
 }
 
-// The operator's programs that the daemon runs: present and doing nothing.
+// The host programs that the daemon runs: present, but they do nothing.
 void makeStubs() {
     fs::create_directories(FOLDER_OF_STUBS);
     for (const char* name : {"/setup_cellint.sh", "/systime.sh"}) {
@@ -91,7 +91,7 @@ void startSession() {
             "no session");
 }
 
-// "001010","Operator 00000": as wide as an honest line.
+// "001010","Operator 00000": as long as a real line.
 std::string operatorList(size_t lines) {
     std::string text = "AT+COPN\r";
     char line[64];
@@ -102,7 +102,7 @@ std::string operatorList(size_t lines) {
     return text + "\r\n\r\nOK\r\n";
 }
 
-// A socket whose other end hands a text over, a piece whenever the daemon sleeps.
+// A socket whose other end sends a text, one piece whenever the daemon sleeps.
 struct sPiecewisePort {
     int ends[2] = {-1, -1};
     std::string text;
@@ -141,7 +141,7 @@ void injectParts(size_t parts) {
                     {"total", PARTS_OF_A_MESSAGE}});
 }
 
-// Two parts of three, of as many messages as it takes.
+// Writes two parts of three for as many messages as needed.
 void writeWaitingParts(size_t parts) {
     tSmsQueue queue;
     for (size_t i = 0; i < parts; ++i) {
@@ -225,7 +225,7 @@ sWorkload bringUp() {
 sWorkload poll() {
     return {[] {
                 setSleepFunction(letModemWork);
-                g_Cp_CheckSMS->Start();  // not the turn of the messages
+                g_Cp_CheckSMS->Start();  // no check of the messages is due
             },
             [] {
                 sGateway& self = gateway();
@@ -284,7 +284,7 @@ sWorkload receiveParts(size_t parts) {
                 const unsigned before = self.device.modem.i_sms_received;
                 const unsigned all =
                     before + static_cast<unsigned>(parts + parts / PARTS_OF_A_MESSAGE);
-                // One check joins at most as many messages as its passes are.
+                // One check joins at most one message in each of its passes.
                 for (int checks = 0; checks < CHECKS_MAX && self.device.modem.i_sms_received < all;
                      ++checks)
                     checkReceiveSmS(self.port->handle(), self.device.modem, g_s_root_sms_path);
@@ -299,7 +299,7 @@ sWorkload checkWaitingParts(size_t parts) {
                 emptySpool();
                 writeWaitingParts(parts);
                 tSmsQueue queue;
-                checkSmsParts(queue, g_s_root_sms_path);  // the first look reads them all
+                checkSmsParts(queue, g_s_root_sms_path);  // the first check reads them all
                 written = true;
             },
             [] {
@@ -336,7 +336,8 @@ cStoreWriters::cStoreWriters(size_t count) : m_count(count) {
         require(child >= 0, "no process");
         if (child != 0) continue;
         close(stop[1]);
-        setKeyValueStorePath("/run/cellslot/skvs");  // an environment is not shared over a fork
+        // An LMDB environment must not be used across a fork.
+        setKeyValueStorePath("/run/cellslot/skvs");
         writeUntil(stop[0], i);
     }
     close(stop[0]);

@@ -4,29 +4,29 @@
 #include <cstddef>
 #include <functional>
 
-// Pieces of the daemon's work on a gateway that is set up and connected. They use the daemon's real
-// paths: run them in scripts/private_namespace.sh. One piece at a time; its size is a number of
-// lines, files or parts, whichever its name tells.
+// Workloads of the daemon on a gateway that is set up and connected. They use the daemon's real
+// paths, so run them in scripts/private_namespace.sh, one at a time. The size of a workload is a
+// number of lines, files or parts, according to its name.
 
 struct sWorkload {
     std::function<void()> prepare;  // before each run, not measured
     std::function<void()> run;
 };
 
-// Brings the simulated modem up and connects; everything else needs it. Once.
+// Brings the simulated modem up and connects. Call it once, before everything else.
 void connectGateway();
 
 // A whole bring-up: modem set-up, a poll, the start of a session.
 sWorkload bringUp();
-// One poll of a connected modem in the middle of a quiet time: no message, no custom command.
+// One poll of a connected modem without messages and custom commands.
 sWorkload poll();
-// All status files and the store; only the time has changed since the last write.
+// A write of all status files and the store; only the time has changed since the last write.
 sWorkload statusFiles();
-// The transaction of an operator list that arrives in pieces of 64 bytes.
+// The transaction that reads an operator list, which arrives in pieces of 64 bytes.
 sWorkload readOperatorList(size_t lines);
-// Its parser.
+// The parser of the list.
 sWorkload parseOperatorList(size_t lines);
-// The file made from it.
+// The file that is written from the list.
 sWorkload writeOperatorFile(size_t lines);
 // Messages of three parts each, from the modem's memory (at most 255 parts) into joined files.
 sWorkload receiveParts(size_t parts);
@@ -34,7 +34,7 @@ sWorkload receiveParts(size_t parts);
 sWorkload checkWaitingParts(size_t parts);
 // Sends one message of a folder with so many files.
 sWorkload sendFromFolder(size_t files);
-// A write of the store, as the status writer does it: a hundred keys of which two have changed.
+// A write to the store as the status writer does it: a hundred keys, of which two have changed.
 sWorkload storeBatch();
 
 // Other processes that write to the store until stopped.

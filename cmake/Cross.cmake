@@ -4,12 +4,12 @@ set(CMAKE_C_COMPILER ${CROSS_TRIPLET}-gcc)
 set(CMAKE_CXX_COMPILER ${CROSS_TRIPLET}-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE ${CROSS_TRIPLET})
 
-# Multiarch: headers are common, libraries have a folder of their own. Programs of the build host are
-# used as they are.
+# Multiarch: headers are common, libraries have a folder of their own. Programs come from the build
+# host.
 set(CMAKE_FIND_ROOT_PATH /usr/${CROSS_TRIPLET})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 
-# Without it pkg-config names the build host's libraries, and they are found first.
+# Without it pkg-config finds the build host's libraries first.
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/${CROSS_TRIPLET}/pkgconfig:/usr/share/pkgconfig)
 
 # Tests run under the emulator, which finds the multiarch libraries by itself.

@@ -14,15 +14,15 @@ if(CCACHE_PROGRAM)
 endif()
 
 if(SANITIZE)
-    # GCC 12 takes std::regex under the sanitizers for uninitialised.
+    # Under the sanitizers GCC 12 warns that std::regex is uninitialised.
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined
                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
-# A program of the gateway carries what it needs of the C++ library: the shared one costs a process
-# more than a megabyte of memory, most of it locales that nothing here uses. A gateway's own
-# libraries may bring the shared one with them, and two of them in a process do not go together.
+# Programs of the gateway link the C++ library statically: the shared one costs a process more than a
+# megabyte of memory, mostly for unused locales. A gateway's own libraries may load the shared one, and
+# a process cannot use both.
 function(cellslot_slim_program name)
     if(PLATFORM STREQUAL "host" AND NOT SANITIZE)
         target_link_options(${name} PRIVATE -static-libstdc++ -static-libgcc -Wl,--gc-sections)
@@ -36,7 +36,7 @@ if(COVERAGE)
 endif()
 
 if(FUZZ)
-    # Everything, so that the fuzzer sees the way an input takes through the daemon.
+    # Everything is instrumented, so that the fuzzer sees the path of an input through the daemon.
     add_compile_options(-O1 -g -fno-omit-frame-pointer -fsanitize=fuzzer-no-link,address,undefined
                         -fno-sanitize-recover=undefined)
     add_link_options(-fsanitize=address,undefined)

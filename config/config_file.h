@@ -3,12 +3,12 @@
 
 #include <string>
 
-// The configuration file of a modem slot: /etc/vuk/cellularSLOT.conf. Slot "1" falls back to
-// /etc/zoq/wireless/cellmodem_ppp.conf, the place of older installations, when its own file does
-// not exist. A directory that is not empty takes the place of both.
+// The configuration file of a modem slot: /etc/vuk/cellularSLOT.conf. If that does not exist, slot
+// "1" uses /etc/zoq/wireless/cellmodem_ppp.conf, the path of older installations. A directory that
+// is not empty replaces the directories of both.
 //
-// The choice is made once: the first call fixes the names for the life of the process, and slot
-// "1", once on the older file, stays there. Only a later call with a directory changes them.
+// The first call chooses for the life of the process: once slot "1" uses the older file, it keeps
+// it. Only a later call with a directory changes the choice.
 std::string chooseConfigFile(const std::string& slot, const std::string& directory);
 
 // Forgets the choice. For tests.

@@ -12,14 +12,14 @@ constexpr const char* CM_PASSWORD = "CM_PASSWORD";
 constexpr const char* CM_BAND_MODE = "CM_BAND_MODE";
 
 enum class eConfigRead {
-    TRIMMED,  // white space at both ends removed, letters lowered
+    TRIMMED,  // white space at both ends removed, in lower case
     RAW,      // as written
 };
 
-// Lists of bands are read in manual mode only, and judged together after the last.
+// Lists of bands are read in manual mode only, and checked together after the last.
 enum class eConfigBands { NO_LIST, LIST, LAST };
 
-// Judges the value of a key, logs the outcome and stores it.
+// Checks the value of a key, logs the outcome and stores it.
 using tConfigOption = void (cConfigReader::*)(const std::string& key, const std::string& value,
                                               sConfigFileOpts& opts);
 
@@ -30,7 +30,7 @@ struct sConfigKey {
     eConfigBands bands;
     tConfigOption option;
     const char* defaultText;  // what applies without the key, as it would be written
-    const char* accepted;     // for people
+    const char* accepted;     // description for users
 };
 
 #endif

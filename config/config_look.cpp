@@ -8,7 +8,7 @@
 
 namespace {
 
-// By eConfigResult.
+// Indexed by eConfigResult.
 const char* const RESULTS[] = {"missing", "unchanged", "applied"};
 
 }  // namespace

@@ -5,19 +5,19 @@
 
 #include "config/config_reader.h"
 
-// A daemon's last look at its configuration file, published in configLookPath for whoever
-// asked for it with SIGUSR2.
+// The daemon's last read of its configuration file, published in configLookPath for the program
+// that requested it with SIGUSR2.
 struct sConfigLook {
-    int pid = 0;         // of the daemon; 0 when nothing was published
-    unsigned count = 0;  // looks since it was started
+    int pid = 0;         // of the daemon; 0 if nothing was published
+    unsigned count = 0;  // reads since its start
     eConfigResult result = eCONFIG_MISSING;
     std::string file;
 };
 
-// Replaces what was published. A failure is in the log.
+// Replaces what was published. A failure is logged.
 void publishConfigLook(const std::string& path, const sConfigLook& look);
 
-// What was published last. Without it, or with something else in its place, pid is 0.
+// What was published last. pid is 0 if the file is missing or holds something else.
 sConfigLook readConfigLook(const std::string& path);
 
 #endif

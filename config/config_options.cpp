@@ -7,9 +7,9 @@
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 
-// One accepted text of a key, what it means, and the line that tells so: its %s are the key and
-// the value, in this order; without a line nothing is logged. The row without text ends a list and
-// stands for everything else.
+// One accepted text of a key, what it means, and its log line, whose %s are the key and the value,
+// in this order. Without a line nothing is logged. The row without text ends a list and applies to
+// every other value.
 struct sConfigChoice {
     const char* text;
     int meaning;
@@ -32,7 +32,7 @@ constexpr const char* OPERATOR_MANUAL_THEN_AUTO = "4";
 
 constexpr const char* APN_CHARACTERS = "abcdefghijklmnopqrstuvwxyz0123456789 .-_!";
 
-// The error, the notice and two spare bits above them are no debug categories.
+// The top four bits are no debug categories: error, notice and two spare bits.
 constexpr uint64_t DEBUG_MODE_BITS = 0x0FFFFFFFFFFFFFFF;
 
 constexpr int NO = 0;
@@ -74,8 +74,8 @@ constexpr sConfigChoice DEFAULT_ROUTE_CHOICES[] = {
     {nullptr, YES, "Config option %s is '%s' (enabled)"},
 };
 
-// "off" has two meanings: it clears what the modem holds when there is nothing to log in with, and
-// is refused when there is.
+// "off" has two meanings: without credentials it clears what the modem has stored; with credentials
+// it is refused.
 constexpr sConfigChoice AUTH_CHOICES_WITHOUT_CREDENTIALS[] = {
     {"off",   ePDP_AUTH_OFF,      "Config option %s set to 'OFF', authentication will be cleared"},
     {nullptr, ePDP_AUTH_NOT_USED, "Config option ignored, username/password empty"},
@@ -139,7 +139,7 @@ constexpr sConfigChoice IP_FAMILY_CHOICES[] = {
 };
 // clang-format on
 
-// The line with the key in the place of its first %s and the value in that of its second.
+// The line with the key in place of its first %s and the value in place of its second.
 std::string fillIn(const std::string& line, const std::string& key, const std::string& value) {
     const std::string mark = "%s";
     const size_t first = line.find(mark);
@@ -191,7 +191,7 @@ void cConfigReader::getConfigOptionDebug(const std::string& key, const std::stri
         m_debugMask = 0;
         return;
     }
-    // More than 16 digits end at the highest number.
+    // More than 16 digits give the highest number.
     const uint64_t mask = strtoull(digits.c_str(), nullptr, 16) & DEBUG_MODE_BITS;
     notice("%s set to 0x%016" PRIX64, key.c_str(), mask);
     opts.debugMode = mask;
@@ -224,9 +224,9 @@ void cConfigReader::getConfigOptionApn2(const std::string& key, const std::strin
     storeApn(key, value, opts.apn2);
 }
 
-// Raw values go into AT commands as they are. CR and LF would end the command there and begin
-// another, Ctrl-Z and ESC end text input, NUL cuts, and a tab is invisible in an editor. The value
-// is not shown: it may be a password.
+// Raw values go into AT commands unchanged. CR and LF would end the command and begin another,
+// Ctrl-Z and ESC end text input, NUL cuts the text, and a tab is invisible in an editor. The value
+// is not logged because it may be a password.
 bool cConfigReader::hasControlCharacter(const std::string& key, const std::string& value) {
     const auto found = std::find_if(value.begin(), value.end(), isControlCharacter);
     if (found == value.end()) return false;
@@ -238,8 +238,8 @@ bool cConfigReader::hasControlCharacter(const std::string& key, const std::strin
     return true;
 }
 
-// Judged lowered and trimmed, stored as written: an APN keeps its case and its blanks. White space
-// other than blanks would be trimmed off before it is judged, so it is looked for in the raw text.
+// Checked in lower case and trimmed, stored as written: an APN keeps its case and its blanks.
+// Trimming would remove tabs and line ends before the check, so the raw text is searched for them.
 void cConfigReader::storeApn(const std::string& key, const std::string& value, std::string& apn) {
     const std::string judged = stringLower(cleanBeginEndWhiteSpace(value));
     if (hasControlCharacter(key, value) || !apnValidFormat(judged)) {
@@ -335,7 +335,7 @@ void cConfigReader::getConfigOptionUser(const std::string& key, const std::strin
     opts.username = value;
 }
 
-// A password that cannot be used takes the user name with it.
+// A password that cannot be used clears the user name too.
 void cConfigReader::getConfigOptionPassword(const std::string& key, const std::string& value,
                                             sConfigFileOpts& opts) {
     trace(__func__);
@@ -481,8 +481,8 @@ void cConfigReader::getConfigOptionBand(const std::string& key, const std::strin
     detail("%s(): Band mode is %d", __func__, opts.bandMode);
 }
 
-// Several writings of a number are in range, but only the plain one has bits: "07" is stored and
-// gives none.
+// A number can be written in several ways, but only the plain one has bits: "07" is in range and
+// stored, but sets no bit.
 void cConfigReader::getConfigOptionBand3g(const std::string& key, const std::string& value,
                                           sConfigFileOpts& opts) {
     trace(__func__);
@@ -504,7 +504,7 @@ void cConfigReader::getConfigOptionBand3g(const std::string& key, const std::str
     notice("Config option %s is %s", key.c_str(), number.c_str());
 }
 
-// The bits of a list that is refused stay up to the first entry that is wrong; its text does not.
+// A refused list keeps the bits of the entries before the first wrong one; its text is not stored.
 void cConfigReader::getConfigOptionBand4g(const std::string& key, const std::string& value,
                                           sConfigFileOpts& opts) {
     trace(__func__);

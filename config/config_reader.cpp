@@ -10,7 +10,7 @@
 
 namespace {
 
-// A longer file is no configuration and counts as missing.
+// A longer file cannot be a configuration and counts as missing.
 constexpr size_t CONFIG_FILE_MAX = 131072;
 
 // debug() cuts there anyway.
@@ -92,9 +92,9 @@ cTextLookupTable cConfigReader::loadTable() {
     return cTextLookupTable(m_configPath, '=');
 }
 
-// The table reads the file by itself. If the file was changed after its digest was taken, the new
-// content would stand under the old digest and never be read again, so it is read once more now.
-// False when it has gone meanwhile.
+// The table reads the file by itself. If the file changed after its digest was computed, the new
+// content would be stored under the old digest and never be read again, so it is read once more.
+// False if the file has been removed meanwhile.
 bool cConfigReader::loadStableTable(sConfigFileOpts& opts, cTextLookupTable& table) {
     std::string digest;
     if (!readDigest(digest)) return false;
@@ -129,7 +129,7 @@ void cConfigReader::applyKeys(const cTextLookupTable& table, sConfigFileOpts& op
     }
 }
 
-// AT#BND sets the bands of all technologies at once, so one band list alone is of no use.
+// AT#BND sets the bands of all technologies at once, so one band list alone is useless.
 void cConfigReader::checkManualBands(sConfigFileOpts& opts) {
     if (opts.band3gBits != 0 && opts.band4gBits != 0) {
         notice("Config band options for 3G/4G options are valid");

@@ -13,17 +13,16 @@
 // What readConfig did.
 enum eConfigResult : unsigned {
     eCONFIG_MISSING = 0,    // no file, or one that cannot be used: the defaults apply
-    eCONFIG_UNCHANGED = 1,  // the content of the last read: nothing was touched
+    eCONFIG_UNCHANGED = 1,  // same content as at the last read: nothing was changed
     eCONFIG_APPLIED = 2,
 };
 
 struct sConfigChoice;
 
-// Reads the configuration file, lines of KEY=value, into sConfigFileOpts. Every key is optional.
-// A value that is not accepted is logged and its default applies; it never fails the read.
+// Reads the configuration file, lines of KEY=value, into sConfigFileOpts. Every key is optional. A
+// value that is not accepted is logged and its default applies; the read does not fail.
 //
-// The log lines carry values as they are written, passwords too; control characters in them are
-// shown as blanks.
+// The log lines contain values as written, including passwords; control characters become blanks.
 class cConfigReader {
   public:
     cConfigReader();
@@ -33,19 +32,19 @@ class cConfigReader {
     // without a path.
     bool init(const std::string& path, uint64_t mask);
 
-    // Every default, except that md5 and netPref stay as they are.
+    // Sets every default, but leaves md5 and netPref unchanged.
     void resetConfigValues(sConfigFileOpts& opts);
 
-    // Reads the file when its content differs from that of the last read. The digest outlives a
-    // missing file: the same content coming back counts as unchanged, and the defaults stay.
+    // Parses the file if its content differs from that of the last read. The digest survives a
+    // missing file: if the same content comes back, it counts as unchanged and the defaults stay.
     unsigned readConfig(sConfigFileOpts& opts);
 
-    // The value of a key as written, "" when the key is missing.
+    // The value of a key as written, "" if the key is missing.
     std::string getRawValue(const std::string& key, const cTextLookupTable& table);
-    // The same, trimmed and lowered.
+    // The same, trimmed and in lower case.
     std::string getValue(const std::string& key, const cTextLookupTable& table);
 
-    // One for each key. They take the values that getValue or getRawValue give, and rely on the
+    // One for each key. They take the values that getValue or getRawValue return, and rely on the
     // keys before them having been read (see configKeys).
     void getConfigOptionDebug(const std::string& key, const std::string& value,
                               sConfigFileOpts& opts);
@@ -94,18 +93,19 @@ class cConfigReader {
     void getConfigOptionIpFamily(const std::string& key, const std::string& value,
                                  sConfigFileOpts& opts);
 
-    // Whether an APN that was lowered before can go into a command: 1 to 104 characters, letters,
+    // Whether an APN, already in lower case, can go into a command: 1 to 104 characters, letters,
     // digits, blanks and ".-_!", not blanks alone.
     bool apnValidFormat(const std::string& apn);
-    // Upper or lower case; eNET_PREF_IGNORE for a text that is empty or not known.
+    // Accepts upper and lower case; eNET_PREF_IGNORE for an empty or unknown text.
     void decodeConfigNetPref(const std::string& text, eNetPref& netPref);
 
   protected:
-    // The key that is judged next; the lines that follow are about it.
+    // Announces the key that is checked next; the lines that follow are about it.
     virtual void startKey(const sConfigKey& /*key*/) {}
-    // Every log line of the reader passes here. A tool that checks a file shows them instead.
+    // Every log line of the reader passes through here. A tool that checks a file shows the lines
+    // instead.
     virtual void writeLine(uint64_t category, const std::string& line);
-    // The key table of the file, read from its path once more.
+    // Reads the key table from the file again.
     virtual cTextLookupTable loadTable();
 
   private:
@@ -133,7 +133,7 @@ class cConfigReader {
     tBandTable m_bands3g;
 };
 
-// Every key, in the order in which the keys are read: some depend on what came before them.
+// Every key, in reading order: some keys depend on earlier ones.
 const std::vector<sConfigKey>& configKeys();
 
 #endif

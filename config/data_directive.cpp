@@ -5,7 +5,7 @@
 
 namespace {
 
-// Both ways of switching the modem off are reported alike.
+// Both ways of switching the modem off have the same text.
 constexpr std::array<const char*, 8> DIRECTIVE_TEXTS = {
     "eCONF_DATA_CONNECT_DISABLED",             // 0
     "eCONF_DATA_CONNECT_ENABLED",              // 1

@@ -8,7 +8,7 @@
 #include "fuzz/input.h"
 #include "fuzz/scripted_port.h"
 
-// The input is what the modem sends, in pieces: one arrives at each look at the port.
+// The input is what the modem sends, in pieces: one arrives at each read of the port.
 
 namespace {
 
@@ -25,7 +25,7 @@ bool holdsLine(const std::string& text, const std::string& code) {
     return false;
 }
 
-// The result of all that has come, searched from its start.
+// The result of all received text, searched from its start.
 ePortReturn finalResultOf(const std::string& text) {
     if (holdsLine(text, "OK")) return ePORT_OK;
     if (holdsLine(text, "ERROR")) return ePORT_ERROR;
@@ -34,7 +34,7 @@ ePortReturn finalResultOf(const std::string& text) {
     return isCmx ? ePORT_CMX_ERROR : ePORT_NO_FINAL_RESULT;
 }
 
-// What the transaction must say: pieces are taken until there is a result.
+// The expected result of the transaction: pieces are read until there is a result.
 ePortReturn expected(const std::vector<std::string>& pieces, std::string& response) {
     ePortReturn result = ePORT_NO_FINAL_RESULT;
     for (const std::string& piece : pieces) {
@@ -54,7 +54,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (atCmd_Map.empty()) setupVariableMaps();
     resetLinkState();  // a new port, although its number comes again
     std::vector<std::string> pieces = cInput(data, size).takePieces();
-    // More do not come in the time of a short command; the first comes while it is being written.
+    // No more arrive in the time of a short command; the first arrives while it is written.
     constexpr size_t PIECES_MAX = 50;
     pieces.resize(std::min(pieces.size(), PIECES_MAX));
 

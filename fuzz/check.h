@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-// Stops the program where something that always holds does not; libFuzzer keeps the input.
+// Aborts the program if an invariant is broken; libFuzzer keeps the input.
 inline void check(bool holds, const char* what, const std::string& text = "") {
     if (holds) return;
     fprintf(stderr, "does not hold: %s\n", what);
@@ -18,7 +18,7 @@ inline void check(bool holds, const char* what, const std::string& text = "") {
     abort();
 }
 
-// wrong: what is wrong, null where nothing is.
+// wrong: what is wrong, null if nothing is.
 inline void checkNothingWrong(const char* wrong, const std::string& text = "") {
     check(wrong == nullptr, wrong != nullptr ? wrong : "", text);
 }

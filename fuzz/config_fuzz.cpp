@@ -32,7 +32,7 @@ void writeConfig(const uint8_t* data, size_t size) {
 void checkTexts(const sConfigFileOpts& opts) {
     const std::string apnCharacters = "abcdefghijklmnopqrstuvwxyz0123456789 .-_!";
     for (const std::string* apn : {&opts.apn, &opts.apn2}) {
-        // White space around it is kept as it was written.
+        // White space around it is kept as written.
         const std::string judged = stringLower(cleanBeginEndWhiteSpace(*apn));
         check(judged.size() <= 104 && judged.find_first_not_of(apnCharacters) == std::string::npos,
               "an APN is of its characters", *apn);
@@ -85,7 +85,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(reader.readConfig(opts) == eCONFIG_UNCHANGED, "the same file is left alone");
     check(sameOptions(opts, before), "the same file changes nothing");
 
-    // Nothing of what was in force before stays.
+    // No earlier setting survives.
     cLookedAtReader second;
     second.init(path, 0);
     sConfigFileOpts other;

@@ -1,7 +1,7 @@
 #include "fuzz/fuzz_support.h"
 
-// The input is the line of a modem, as octets: a point-to-point message. It is also taken for
-// bearer data alone, which saves the fuzzer the search for the layer around it.
+// The input is the line of a modem, as octets: a point-to-point message. It is also used as bearer
+// data alone, so that the fuzzer need not find the layer around it.
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 

@@ -6,12 +6,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string pdu = hexOf(data, size);
-    // As announced with a service centre in front, without one, and wrongly.
+    // Length announced with a service centre in front, without one, and wrongly.
     if (size > 0 && size > data[0]) decodeAndCheck(sms_decode_pdu, pdu, size - 1 - data[0]);
     decodeAndCheck(sms_decode_pdu, pdu, size);
     decodeAndCheck(sms_decode_pdu, pdu, size + 1);
     if (size > 0) decodeAndCheck(sms_decode_pdu, pdu, data[0]);
-    // Not hexadecimal for the most part.
+    // Mostly not hexadecimal.
     decodeAndCheck(sms_decode_pdu, std::string(data, data + size), size / 2);
     return 0;
 }

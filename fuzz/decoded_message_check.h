@@ -7,7 +7,7 @@
 
 #include "platform/include/sms_pdu.h"
 
-// What holds of every message that a decoder takes or refuses, whatever it was given.
+// Invariants of every message that a decoder accepts or refuses.
 
 constexpr size_t MAX_SENDER_OCTETS = 255;
 constexpr size_t MAX_USER_DATA_OCTETS = 510;
@@ -55,7 +55,7 @@ inline const char* wrongInUserData(const sms_t& sms) {
     }
 }
 
-// What is wrong with the result of a decoder; null where nothing is.
+// What is wrong with the result of a decoder; null if nothing is.
 inline const char* wrongInDecoded(int result, const sms_t& sms) {
     if (result == -1) return isReset(sms) ? nullptr : "refused, but not reset";
     if (result != 0) return "neither taken nor refused";

@@ -20,8 +20,8 @@ inline std::string hexOf(const uint8_t* data, size_t size) {
     return hex;
 }
 
-// Stops the program where the result of a decoder is not sound, or where a PDU that is shorter than
-// announced was taken.
+// Aborts the program if the result of a decoder is invalid, or if it accepted a PDU shorter than
+// announced.
 inline void decodeAndCheck(tDecoder decoder, const std::string& pdu, size_t length) {
     sms_t sms;
     sms.from = "left over";

@@ -9,7 +9,7 @@
 #include "platform/include/key_value_store.h"
 #include "tests/support/record_bounds.h"
 
-// The input is what comes from the GPS port, in pieces, while the receiver is started and stopped.
+// The input is what the GPS port sends, in pieces, while the receiver is started and stopped.
 
 namespace {
 
@@ -18,7 +18,7 @@ std::string g_shellPath;
 
 }  // namespace
 
-// These take the place of the platform's and the daemon's own: nothing leaves the process.
+// These replace functions of the platform and the daemon, so that nothing leaves the process.
 
 int skvs_set(const char* key, const char* value) {
     check(!hasControlCharacter(value), "no control character in the store", value);
@@ -43,7 +43,7 @@ int runShellCommand(const std::string& command) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    // Two looks at the port for each answer, as on the bench.
+    // Two reads of the port for each answer, as on the bench.
     setenv("OVERRIDE_TEST_POLL_DELAY", "1", 1);
     g_store.clear();
     cScriptedPort port(cInput(data, size).takePieces(), cScriptedPort::eLink::TERMINAL);
@@ -54,10 +54,10 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::string chipset;
     bool streamOn = false;
     const eGeneralErrors started = gps.gpsStart(chipset, streamOn);
-    // A stream that could not be stopped runs on after a start that failed.
+    // After a failed start, a stream that could not be stopped still runs.
     check(streamOn || started != eERROR_DEVICE_GPS_START_STREAM_SUCCESS,
           "the stream is on when its start succeeded");
-    check(gps.getStreamStatus() == streamOn, "the stream's state is told");
+    check(gps.getStreamStatus() == streamOn, "the state of the stream is reported");
     check(!hasControlCharacter(chipset), "no control character in the chipset", chipset);
     checkNothingWrong(wrongInText(chipset), chipset);
     check(gps.getSkvsEnableCount() <= GPS_ENABLE_MAX, "attempts to enable are counted");

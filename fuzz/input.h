@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// What a target takes from the fuzzer's octets, front to back. What is not there is zero or empty.
+// Reads values from the fuzzer's octets, front to back. Missing values are zero or empty.
 class cInput {
   public:
     cInput(const uint8_t* data, size_t size) : m_text(data, data + size) {}
@@ -19,7 +19,7 @@ class cInput {
 
     std::string takeRest() { return std::move(m_text); }
 
-    // The rest, split where a 0xFF stands: no text of a modem or a file needs one.
+    // The rest, split at each 0xFF: no text of a modem or a file needs that octet.
     std::vector<std::string> takePieces() {
         std::vector<std::string> pieces(1);
         for (const char c : m_text) {

@@ -1,6 +1,6 @@
 #include <syslog.h>
 
-// These take the place of the C library's functions: a fuzzer makes thousands of lines a second.
+// These replace the C library's functions: a fuzzer produces thousands of lines a second.
 
 extern "C" void syslog(int, const char*, ...) {}
 

@@ -14,7 +14,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string response = input.takeRest();
     checkNothingWrong(parser.parse(response), response);
     checkNothingWrong(parser.parse(response + "\r\n\r\nOK\r\n"), response);
-    // Behind an honest reply, as when one comes late.
+    // After a valid reply, as when one comes late.
     checkNothingWrong(parser.parse(parser.reply + response), response);
     return 0;
 }

@@ -10,8 +10,8 @@
 #include "statemachine/custom_at_log.h"
 #include "statemachine/sim_pin.h"
 
-// Files by which other programs ask something of the daemon. The first octet says which: AT
-// commands, with what the modem answers behind the request, or a PIN.
+// Files with requests of other programs to the daemon. The first octet chooses: AT commands,
+// followed by the modem's answers, or a PIN.
 
 namespace {
 

@@ -3,10 +3,10 @@
 
 #include <string>
 
-// A folder of this process below TMPDIR, removed at its end.
+// A folder of this process below TMPDIR, removed when the process ends.
 const std::string& scratchFolder();
 
-// Removes what is in a folder, not the folder.
+// Removes the content of a folder, not the folder.
 void emptyFolder(const std::string& folder);
 
 void writeScratchFile(const std::string& path, const std::string& content);

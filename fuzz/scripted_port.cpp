@@ -47,7 +47,7 @@ void cScriptedPort::onSleep(unsigned) {
 void cScriptedPort::takeTurn() {
     written();
     if (m_pieces.empty()) return;
-    // Longer pieces than the link takes are cut: the fuzzer has shorter ones.
+    // Pieces that are too long for the link are cut; the fuzzer also tries shorter ones.
     [[maybe_unused]] const ssize_t ignored =
         write(m_modem, m_pieces.front().data(), m_pieces.front().size());
     m_pieces.pop_front();

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// The daemon's end of a modem port whose other end says the pieces, one at each sleep of the
+// The daemon's end of a modem port. The other end sends the pieces, one at each sleep of the
 // daemon, whatever the daemon writes. No real time passes.
 class cScriptedPort {
   public:
@@ -19,9 +19,9 @@ class cScriptedPort {
 
     int handle() const { return m_handle; }
     const std::string& path() const { return m_path; }
-    // Everything that the daemon wrote so far.
+    // Everything that the daemon has written so far.
     const std::string& written();
-    // How many of the pieces were said.
+    // How many pieces were sent.
     size_t said() const { return m_said; }
 
   private:

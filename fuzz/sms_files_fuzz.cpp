@@ -10,8 +10,8 @@
 #include "sms/sms.h"
 #include "sms/spool.h"
 
-// Files that other programs put into the spool. The first octet says what they are: a message to be
-// sent, the parts of received messages, or journals of joined ones.
+// Files that other programs put into the spool. The first octet chooses: a message to send, parts
+// of received messages, or journals of joined ones.
 
 namespace {
 
@@ -43,7 +43,7 @@ void checkPart(const std::string& path) {
     check(part.from.empty() || isStringNumeric(part.from), "a sender is digits", part.from);
 }
 
-// Joined messages go to /recv/; a journal does not outlive its message.
+// Joined messages go to /recv/; the journal is removed with its message.
 void joinAll(const std::string& root, size_t messagesMax) {
     tSmsQueue queue;
     takeJournals(queue, root);
@@ -67,7 +67,7 @@ void fuzzParts(const std::string& root, const std::vector<std::string>& contents
     joinAll(root, paths.size());
 }
 
-// The names of a journal lead to no file outside the folder of the parts.
+// The names in a journal must not lead to a file outside the folder of the parts.
 void fuzzJournals(const std::string& root, const std::vector<std::string>& contents) {
     const std::string outside = root + "/outside";
     writeScratchFile(outside, "");

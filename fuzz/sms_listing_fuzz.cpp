@@ -8,7 +8,7 @@
 
 namespace {
 
-// Two octets of hexadecimal digits make a character at most; text of 7 bits, unpacked, fits too.
+// Two hexadecimal digits give at most one character; unpacked text of 7 bits fits too.
 constexpr size_t MESSAGE_MAX = 512;
 
 void checkRecord(const S_smsRecordRx& record) {
@@ -21,8 +21,7 @@ void checkRecord(const S_smsRecordRx& record) {
     checkNothingWrong(wrongInParts(parts));
 }
 
-// Lines in front of the text, which goes on to the end; what stands in a line has no end of its
-// own.
+// The lines before the text must not contain line ends of their own; the text goes on to the end.
 void checkContent(const S_smsRecordRx& record) {
     const std::string content = messageFileContent(record);
     const std::string header = content.substr(0, content.size() - record.message.size());

@@ -2,7 +2,7 @@
 
 #include "fuzz/check.h"
 
-// The input is a status file of slot 1, as the operator's command finds it.
+// The input is a status file of slot 1, as the operator's command reads it.
 
 namespace {
 
@@ -40,7 +40,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!good) return 0;
     check(size <= FILE_MAX, "a good file is bounded");
     checkRecord(file.record, text);
-    // Cut anywhere it is not good: its last line says that it is whole.
+    // A cut file is never good: the last line marks a file as complete.
     for (const size_t cut : {size - 1, size / 2, size / 4})
         check(parseStatus(text.substr(0, cut), 1).state != eStatusFile::GOOD, "half a file is seen",
               text);

@@ -15,7 +15,7 @@
 #include "platform/include/tokenstr.h"
 #include "statemachine/network_interface.h"
 
-// What the parsers are made of, and the way of an address from the modem into a shell command. The
+// The helpers of the parsers, and the path of an address from the modem into a shell command. The
 // first octet chooses.
 
 namespace {
@@ -39,7 +39,7 @@ void fuzzTokens(const std::string& separator, const std::string& text) {
               static_cast<size_t>(std::count_if(kept.begin(), kept.end(),
                                                 [](const std::string& t) { return !t.empty(); })),
           "only empty tokens are dropped", text);
-    check(kept[kept.size()].empty(), "there is nothing behind the last token");
+    check(kept[kept.size()].empty(), "there is nothing after the last token");
 }
 
 void fuzzTrimming(const std::string& text) {
@@ -57,7 +57,7 @@ void fuzzTrimming(const std::string& text) {
     check(blankControlCharacters(text).size() == text.size(), "and become blanks", text);
 }
 
-// The C library is the judge.
+// Compared with the C library.
 void fuzzNumbers(const std::string& text) {
     const long long number = strtoll(text.c_str(), nullptr, 10);
     check(textToLong(text) == number, "a number is read as by strtoll", text);
@@ -100,7 +100,7 @@ void fuzzAddress(const std::string& text) {
           "the shortest form is the shortest", text);
 }
 
-// Whatever the network gives: one command, its options and nothing else.
+// Whatever the network sends, the shell must see one command with its options and nothing else.
 void fuzzSetup(const std::string& response) {
     sDeviceInfo device;
     parseCGCONTRDP(response, device);
@@ -126,7 +126,7 @@ void fuzzSetup(const std::string& response) {
 
 }  // namespace
 
-// In the place of the daemon's own.
+// Replaces the daemon's own.
 int runShellCommand(const std::string& command) {
     g_shellCommand = command;
     return 0;

@@ -83,7 +83,7 @@ run() {
 
 # ---- checks of option values --------------------------------------------------------------------
 
-# Without leading zeros, which the tools would read as octal.
+# Without leading zeros, because the tools would read the number as octal.
 isNumber() { # TEXT HIGHEST
     case $1 in
     '' | *[!0-9]* | 0?* | ??????*) return 1 ;;
@@ -173,7 +173,7 @@ closeGroup() {
     gateway=-
 }
 
-# Takes one option with its value; an empty value stands for "none".
+# Stores one option with its value; an empty value means "none".
 takeValue() { # OPTION VALUE
     case $1 in
     -i)
@@ -203,7 +203,7 @@ takeValue() { # OPTION VALUE
     --gateway)
         [ "$groupOpen" = yes ] || usageError "$1 without --address"
         [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is not an IPv4 address"
-        # Some modems give 0.0.0.0 or the address itself where there is no gateway.
+        # Some modems report 0.0.0.0 or the address itself if there is no gateway.
         case $2 in
         '' | 0.0.0.0 | "$address") gateway=- ;;
         *) gateway=$2 ;;
@@ -341,8 +341,8 @@ resolvConfManager() {
     echo file
 }
 
-# The draft becomes the file, which keeps its mode and owner. A container's file is a mount point and
-# cannot be replaced, only overwritten.
+# Replaces the file by the draft and keeps mode and owner. A container's file is a mount point and can
+# only be overwritten.
 replaceResolvConf() {
     target=$(readlink -f "$RESOLV_CONF") || return 1
     if [ ! -e "$target" ] || cp -p "$target" "$target.cellslot" 2>/dev/null; then
@@ -366,7 +366,7 @@ serverLines() {
     done
 }
 
-# awk compares whole lines, so that dots in the interface's name stay dots.
+# awk compares whole lines, so that dots in the interface's name match only dots.
 removeFromResolvConf() {
     [ -e "$RESOLV_CONF" ] || return 0
     awk -v first="# cellslot $interface begin" -v last="# cellslot $interface end" '
@@ -417,7 +417,7 @@ isLinkUp() {
     flags=$(cat "/sys/class/net/$interface/flags") && [ $((flags & 1)) -ne 0 ]
 }
 
-# cat, because busybox's read takes single bytes, and a setting gives all of itself or nothing.
+# cat, because busybox's read reads single bytes, and a setting must be read at once.
 setSetting() { # NAME VALUE
     file=$(ipv6Setting "$1")
     before=$(cat "$file") || return 1
@@ -427,8 +427,8 @@ setSetting() { # NAME VALUE
     echo "$2" >"$file"
 }
 
-# accept_ra 2 also holds while the host forwards packets, which gateways do. The interface is taken
-# down meanwhile: the kernel asks for advertisements only when it comes up.
+# accept_ra 2 also works while the host forwards packets, which gateways do. The interface is taken
+# down meanwhile because the kernel requests advertisements only when the interface comes up.
 prepareIpv6() {
     [ "$ipv6auto" = yes ] || return 0
     if [ ! -d "$(ipv6Setting '')" ]; then
@@ -499,7 +499,7 @@ setDefaultRoute() { # GATEWAY
     fi
 }
 
-# The first group's address takes the default route.
+# The address of the first group gets the default route.
 setIpv4() {
     [ "$ipv6only" = no ] || return 0
     routeWanted=$defaultRoute
@@ -565,9 +565,9 @@ main() {
         say "cannot make $STATE_FOLDER"
         exit 1
     fi
-    # Two slots' daemons may run this at the same moment, and /etc/resolv.conf is common to both.
+    # The daemons of two slots may run this at the same time, and both change /etc/resolv.conf.
     exec 9>"$STATE_FOLDER/cellint.lock"
-    # A script that hangs must not hang the daemon with it.
+    # A script that hangs must not make the daemon hang.
     tries=0
     until flock -n 9; do
         tries=$((tries + 1))

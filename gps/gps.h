@@ -9,17 +9,17 @@
 // The daemon's one GPS port.
 extern cTelitGps g_C_telitGps;
 
-// Both work on the GPS port and slot of the command line and leave their result in the modem
-// record, with the state of the stream.
+// Both use the GPS port and slot of the command line and store their result and the state of the
+// stream in the modem record.
 
-// Starts GPS and hands its port to gpsd, or stops it where the configuration does not want it. The
-// AT port is not used. Results as gpsStart and gpsStop.
+// Starts GPS and hands its port to gpsd, or stops GPS if the configuration disables it. The AT port
+// is not used. Returns what gpsStart or gpsStop returns.
 eGeneralErrors maybeEnableGps(int port, const sConfigFileOpts& config, sModemInfo& modem);
 
-// Takes the port back from gpsd and stops the stream, when this process started one.
+// Takes the port back from gpsd and stops the stream if this process started one.
 eGeneralErrors maybeStopGps(sModemInfo& modem);
 
-// As in a process that has just started.
+// Resets the state to that of a process that has just started.
 void resetGpsState();
 
 #endif

@@ -1,7 +1,7 @@
 #ifndef GPS_GPS_COMMANDS_H
 #define GPS_GPS_COMMANDS_H
 
-// What is sent to the GPS port: commands of the Telit LE910 AT reference, "GNSS" chapter.
+// Commands sent to the GPS port, from the Telit LE910 AT reference, chapter "GNSS".
 
 struct sGpsEnableStep {
     const char* command;
@@ -12,16 +12,17 @@ struct sGpsEnableStep {
 constexpr const char* AT_GPS_CHIPSET = "AT$GPSSW";
 constexpr const char* GPS_CHIPSET_PREFIX = "$GPSSW:";
 
-// Mode 3 turns this port into a stream of sentences: GGA on, GLL, GSA and GSV off, RMC on, VTG off.
-// Answered by "CONNECT" without a final result.
+// Mode 3 makes this port a stream of sentences: GGA on, GLL, GSA and GSV off, RMC on, VTG off. The
+// modem answers "CONNECT" without a final result.
 constexpr const char* AT_GPS_START_STREAM = "AT$GPSNMUN=3,1,0,0,0,1,0";
 constexpr const char* GPS_STREAM_STARTED = "CONNECT";
 
-// Ends a stream, alone between two guard times (ITU-T V.250's escape). Answered by "NO CARRIER".
+// Ends a stream: the escape of ITU-T V.250, sent alone between two guard times. The modem answers
+// "NO CARRIER".
 constexpr const char* GPS_ESCAPE = "+++";
 constexpr const char* AT_GPS_PROBE = "AT";
 
-// What a running stream shows, in the order in which a line is searched.
+// Sentences that show a running stream, in search order.
 constexpr const char* GPS_STREAM_SENTENCES[] = {"$GNRMC", "$GPGGA"};
 
 // Switches the receiver on; it starts with the modem's next restart.

@@ -12,17 +12,18 @@
 
 namespace {
 
-// Single bits of the file type, tested in this order: a block device passes as character device.
+// Single bits of the file type, tested in this order, so a block device passes as a character
+// device.
 constexpr mode_t CHARACTER_DEVICE_BIT = 0x2000;
 constexpr mode_t FIFO_BIT = 0x1000;
 
-// gpsd needs a moment to open or to let go of the port.
+// gpsd needs a moment to open or release the port.
 constexpr unsigned GPSD_SETTLE_US = 500000;
 
 constexpr const char* LETTERS_OF_A_SAFE_PATH =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:@+,-";
 
-// The path goes through a shell, where a dash in front makes an option of it.
+// The path is passed through a shell, where a leading dash would make it an option.
 bool isSafePath(const std::string& path) {
     return !path.empty() && path.front() != '-' &&
            path.find_first_not_of(LETTERS_OF_A_SAFE_PATH) == std::string::npos;
@@ -41,7 +42,7 @@ void cTelitGps::trace(const char* function) const {
 void cTelitGps::init(const std::string& devicePath, const std::string& slot) {
     m_devicePath = devicePath;
     m_gpsSlot = slot;
-    m_fifoMode = false;  // checkFileHandle finds out
+    m_fifoMode = false;  // checkFileHandle sets it
 }
 
 void cTelitGps::reset() {
@@ -58,7 +59,7 @@ eGeneralErrors cTelitGps::gpsStart(std::string& chipset, bool& streamFlag) {
     streamFlag = m_streamOn;
     if (m_streamOn) {
         debug(eLOG_NOTICE, m_debugMask, "%s(): Stream already started", __func__);
-        // A stream that could not be stopped runs on, with nobody to read it.
+        // A stream that could not be stopped still runs, but nobody reads it.
         if (m_lastHandOver == eGpsdHandOver::REMOVE) updateGpsd(true);
         return eERROR_DEVICE_GPS_START_STREAM_SUCCESS;
     }
@@ -68,7 +69,7 @@ eGeneralErrors cTelitGps::gpsStart(std::string& chipset, bool& streamFlag) {
     eGeneralErrors result = openGpsDevice();
     if (result != eSUCCESS) return result;
     result = startOnOpenPort();
-    // A port that gpsd does not get is of no use open, and the next start opens it anew.
+    // If gpsd does not get the port, it need not stay open: the next start opens it again.
     closeDevice(m_port);
     if (result == eERROR_DEVICE_GPS_START_STREAM_SUCCESS) updateGpsd(true);
     if (result == eERROR_DEVICE_RESPONSE_TIMEOUT)
@@ -82,7 +83,7 @@ eGeneralErrors cTelitGps::gpsStart(std::string& chipset, bool& streamFlag) {
 }
 
 eGeneralErrors cTelitGps::startOnOpenPort() {
-    // A stream may still run from before. Where it cannot be stopped, the chipset does not answer.
+    // An earlier stream may still run. If it cannot be stopped, the chipset does not answer.
     stopGpsStream();
     if (getGpsChipset(m_port) != eERROR_DEVICE_GPS_ENABLED) return enableReceiver();
     setSkvsEnableCount(0);

@@ -20,15 +20,15 @@ enum eSkvsStreamStatus : int {
     eSKVS_STREAM_STARTED = 1,
 };
 
-// What gpsd was last told of the port; none when it was told nothing.
+// The last command to gpsd about the port; NONE if there was none.
 enum class eGpsdHandOver { NONE, ADD, REMOVE };
 
-// So often the receiver is enabled at most, over all runs of the daemon, until it is found.
+// How often the receiver is enabled at most, over all runs of the daemon, until it is found.
 constexpr int GPS_ENABLE_MAX = 3;
 
-// The modem's second serial port. It takes AT commands until the stream of positions is started;
-// from then on it belongs to the host's gpsd, until the stream is stopped with "+++". A FIFO in its
-// place is for tests on the bench: no waits and no gpsd.
+// The modem's second serial port. It accepts AT commands until the stream of positions is started;
+// then it belongs to the host's gpsd until "+++" stops the stream. A FIFO in its place is for bench
+// tests: no waits and no gpsd.
 class cTelitGps {
   public:
     cTelitGps() = default;
@@ -37,19 +37,19 @@ class cTelitGps {
     cTelitGps& operator=(const cTelitGps&) = delete;
 
     void setDebug(uint64_t mask) { m_debugMask = mask; }
-    // The stream is still what it was.
+    // Does not change the state of the stream.
     void init(const std::string& devicePath, const std::string& slot);
-    // As constructed; an open port is closed.
+    // Resets to the constructed state; closes an open port.
     void reset();
 
     bool getStreamStatus() const { return m_streamOn; }
 
-    // Finds the receiver, starts the stream and hands the port to gpsd. The port is open afterwards
-    // in no case. streamFlag follows getStreamStatus.
-    //   START_STREAM_SUCCESS      running, or it ran already: chipset is left alone then, and gpsd
-    //                             gets the port if it was taken away, as by a stop that failed
+    // Finds the receiver, starts the stream and hands the port to gpsd. The port is always closed
+    // afterwards. streamFlag follows getStreamStatus.
+    //   START_STREAM_SUCCESS      running. If it ran before, chipset does not change, and gpsd gets
+    //                             the port if it was taken away, for example by a failed stop
     //   DEVICE_HANDLE_INVALID, DEV_OPEN_FAILURE
-    //   DEVICE_REQUIRES_RESET     not found, but enabled: it is there after a restart of the modem
+    //   DEVICE_REQUIRES_RESET     not found, but enabled: it appears after a restart of the modem
     //   ENABLE_MAX_COUNT          not found, and enabled too often already
     //   SET_SKVS_FAILURE          not found, and the store could not be written
     //   RESPONSE_TIMEOUT, RESPONSE_ERROR, START_STREAM_FAILURE
@@ -62,11 +62,10 @@ class cTelitGps {
 
     // eSUCCESS, DEVICE_HANDLE_INVALID or DEV_OPEN_FAILURE.
     eGeneralErrors openGpsDevice();
-    // 0 for a character device or a FIFO, which is noted; errno when the path cannot be looked at;
-    // -1 for anything else.
+    // 0 for a character device or a FIFO (a FIFO switches to FIFO mode), errno if stat fails, -1
+    // for anything else.
     int checkFileHandle(const std::string& path);
-    // Hands the port to gpsd, or takes it away. gpsd's own success is not known: gpsdctl does not
-    // tell it.
+    // Hands the port to gpsd, or takes it away. gpsdctl does not report whether gpsd succeeded.
     void updateGpsd(bool add);
     void maybeSleep(unsigned microseconds) const;
 
@@ -79,8 +78,8 @@ class cTelitGps {
     // Counts an attempt. OK_TO_ENABLE, or ENABLE_MAX_COUNT, also when it cannot be counted.
     eGeneralErrors checkSkvsEnableCount();
 
-    // The store. Setters return eSUCCESS or SET_SKVS_FAILURE. Getters return 0, not enabled and
-    // stopped for an entry that is missing or holds something else.
+    // The store. Setters return eSUCCESS or SET_SKVS_FAILURE. For an entry that is missing or
+    // invalid, getters return 0, not enabled, and stopped.
     int getSkvsEnableCount() const;
     eGeneralErrors setSkvsEnableCount(int count);
     eGeneralErrors clearSkvsEnabled();
@@ -92,7 +91,7 @@ class cTelitGps {
 
     // START_STREAM_SUCCESS, START_STREAM_FAILURE, or RESPONSE_TIMEOUT without "CONNECT".
     eGeneralErrors startGpsStream();
-    // Asks the port: false when it takes commands, or shows no sentence.
+    // Tests the port: false if it accepts commands or shows no sentence.
     bool isGpsStreamOn();
     // STOP_STREAM_SUCCESS or STOP_STREAM_FAILURE.
     eGeneralErrors stopGpsStream();

@@ -4,7 +4,7 @@
 #include "include/debug.h"
 #include "include/utilities.h"
 
-// The receiver: whether it is there, and switching it on.
+// Finding and enabling the receiver.
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr unsigned CHIPSET_QUERY_TIMEOUT_S = 0;
 constexpr unsigned CHIPSET_QUERY_PAUSE_US = 300000;
 constexpr unsigned ENABLE_TIMEOUT_S = 2;
 
-// "$GPSSW: GSW3.5.0" -> "GSW3.5.0". The echo has no colon, so it is not taken for the answer.
+// "$GPSSW: GSW3.5.0" -> "GSW3.5.0". The echo has no colon, so it is not mistaken for the answer.
 std::string chipsetOf(const std::string& response) {
     return blankControlCharacters(modemText(responseField(response, GPS_CHIPSET_PREFIX)));
 }

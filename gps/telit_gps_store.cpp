@@ -6,8 +6,8 @@
 #include "platform/include/text_helpers.h"
 #include "published/store_keys.h"
 
-// What outlives the daemon: a receiver that never shows must not be enabled, and the modem
-// restarted for it, again at every start.
+// State that survives the daemon: without it, every start would enable a receiver that never
+// appears and restart the modem.
 
 namespace {
 

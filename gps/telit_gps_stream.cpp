@@ -10,7 +10,7 @@
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
 
-// The stream of positions: start, look and stop.
+// The stream of positions: start, test and stop.
 
 namespace {
 
@@ -18,7 +18,7 @@ constexpr unsigned START_TIMEOUT_S = 2;
 constexpr unsigned PROBE_TIMEOUT_S = 1;
 constexpr int STOP_ATTEMPTS = 4;
 
-// The modem asks for a second of silence on both sides of the escape; after it some time to act.
+// The modem requires a second of silence before and after the escape, and then time to act.
 constexpr unsigned GUARD_BEFORE_US = 1000000;
 constexpr unsigned GUARD_AFTER_US = 1100000;
 
@@ -30,7 +30,7 @@ std::vector<std::string> compactLines(const std::string& response) {
     return lines;
 }
 
-// The first sentence of a running stream, nullptr where there is none.
+// The first sentence of a running stream, nullptr if there is none.
 const char* streamSentence(const std::string& response) {
     for (const std::string& line : compactLines(response))
         for (const char* sentence : GPS_STREAM_SENTENCES)
@@ -46,7 +46,7 @@ eGeneralErrors cTelitGps::startGpsStream() {
     std::string response;
     const ePortReturn result =
         queryModem(m_port, AT_GPS_START_STREAM, eParseCmx::ON_REFUSAL, START_TIMEOUT_S, &response);
-    // No final result follows "CONNECT", so silence behind it is the normal case.
+    // No final result follows "CONNECT", so silence after it is the normal case.
     if (result != ePORT_OK && result != ePORT_NO_FINAL_RESULT) {
         setSkvsStream(eSKVS_STREAM_NOT_STARTED);
         debug(eLOG_NOTICE, m_debugMask, "%s(): Start GPS stream failed", __func__);
@@ -74,7 +74,7 @@ bool cTelitGps::isGpsStreamOn() {
     const char* sentence = streamSentence(response);
     if (sentence == nullptr) return false;
     m_streamOn = true;
-    forgetLink(m_port);  // in the stream AT is no command, and is never answered
+    forgetLink(m_port);  // a stream does not answer AT, so no answer is owed
     debug(eLOG_NOTICE, m_debugMask, "GPS stream still running (%s)", sentence);
     return true;
 }

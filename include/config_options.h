@@ -16,7 +16,7 @@ enum eCfgDataStatus : int {
     eCONF_DATA_CONNECT_TEMP_ENABLED = 4,
     eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM = 5,
     eCONF_DATA_CONNECT_TEMP_MODEM_OFF = 6,
-    eCONF_DATA_CONNECT_MODEM_OFF = 7,  // by configuration; reported under the text of 6
+    eCONF_DATA_CONNECT_MODEM_OFF = 7,  // by configuration; reported with the text of 6
 };
 
 struct sDataDirective {
@@ -45,7 +45,7 @@ enum ePdpAuthType : int {
     ePDP_AUTH_CHAP = 2,
 };
 
-// The configuration in force. The key that sets a field stands behind it.
+// The configuration in force. The comment of a field names its key.
 struct sConfigFileOpts {
     uint64_t debugMode = 0;        // DEBUG_MODE
     bool configRead = false;       // a changed file has been parsed
@@ -76,7 +76,7 @@ struct sConfigFileOpts {
     uint32_t bandGsm = 0;                  // no key: GSM band number of AT#BND
     uint32_t band3gBits = 0;               // CM_3G_BAND, bit n: UMTS band number n
     uint64_t band4gBits = 0;               // CM_4G_BAND, bit n - 1: LTE band n
-    std::string md5;                       // of the last file parsed
+    std::string md5;                       // of the last parsed file
     int32_t simSlot = 0;                   // CM_SIM_SLOT: 1 or 2, 0 when no file was read
     bool gpsEnable = true;                 // CM_GPS_ENABLE
     bool ptpInterface = false;             // CM_PTP_INT

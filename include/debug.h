@@ -38,20 +38,20 @@ constexpr unsigned char DEBUG_PREFIXED = 4;
 
 extern uint64_t g_i_debugMode;
 
-// Logs a message, cut at 2047 bytes, under a category: to the system log always at LOG_NOTICE, and
-// to standard output when it is an error, when its category is enabled in mode, or when it is a
-// notice and mode is not 0. Returns the DEBUG_... bits of what was done. A notice or an error that
-// a repeated work says again (include/repeated_notices.h) goes to the other bits of its category,
-// or to the category of the work.
+// Logs a message, cut at 2047 bytes, under a category: to the system log, always at LOG_NOTICE, and
+// to standard output if it is an error, if its category is enabled in mode, or if it is a notice
+// and mode is not 0. Returns the DEBUG_... bits of what was done. A notice or an error that a
+// repeated work logs again (include/repeated_notices.h) is logged under the remaining bits of its
+// category, or else under the category of the work.
 unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
-// A notice that is a text as it stands.
+// Logs a text unchanged as a notice.
 inline void notice(const char* text) {
     debug(eLOG_NOTICE, g_i_debugMode, "%s", text);
 }
 
-// The line every operation begins with.
+// The trace line at the start of every operation.
 inline void traceEntry(uint64_t category, const char* function) {
     debug(category, g_i_debugMode, "Entering %s()", function);
 }

@@ -11,12 +11,13 @@
 #include "include/utilities.h"
 
 // What the daemon knows about modem, SIM and network. Every field has a default that means "not
-// known"; the reset functions put it back.
+// known"; the reset functions restore it.
 
 constexpr int TEMPERATURE_UNKNOWN_C = -999;
 constexpr int ATTEMPTS_UNKNOWN = 255;
 constexpr int SIGNAL_UNKNOWN = 99;  // +CSQ, 3GPP TS 27.007 section 8.5
 constexpr const char* NAME_UNKNOWN = "Unknown";
+constexpr const char* TECHNOLOGY_UNKNOWN = "UNKNOWN";
 constexpr const char* FIRMWARE_VERSION_UNKNOWN = "00.00.00";
 constexpr const char* CFG_VERSION_UNKNOWN = "-1";
 constexpr const char* IMEI_UNKNOWN = "000000000000000";
@@ -59,7 +60,7 @@ struct sPdpDynamicParams {
 constexpr size_t PDP_DYNAMIC_MAX = 6;
 constexpr size_t PDP_DYNAMIC_USED = 5;
 
-// What one modem keeps for as long as it runs.
+// Values that a modem keeps while it runs.
 struct sModemStaticInfo {
     std::string s_manufacturer = NAME_UNKNOWN;
     bool b_manufacturer_is_telit = false;
@@ -82,7 +83,7 @@ struct sModemStaticInfo {
     uint64_t i_supported_4g_mask = 0;  // bit n - 1: LTE band n
 };
 
-// Read again and again.
+// Values that are read again and again.
 struct sModemVariableInfo {
     std::string s_own_number_name;
     std::string s_own_number = OWN_NUMBER_UNKNOWN;
@@ -99,7 +100,7 @@ struct sModemVariableInfo {
 };
 
 struct sModemInfo : sModemStaticInfo, sModemVariableInfo {
-    // Kept over every reset while the daemon lives.
+    // Kept over every reset while the daemon runs.
     int i_sms_network_family = 1;  // 0 unknown, 1 3GPP, 2 3GPP2
     unsigned i_sms_sent = 0;
     unsigned i_sms_sent_fail = 0;
@@ -133,14 +134,14 @@ struct sRegistrationInfo {
 // #PSNT
 struct sPsntInfo {
     ePS_NET_TYPE e_psnt_service_type = ePS_NET_UNKNOWN;
-    std::string s_psnt_service_type = "UNKNOWN";
+    std::string s_psnt_service_type = TECHNOLOGY_UNKNOWN;
     int i_psnt_is_hsupa_available = 0;
     int i_psnt_is_hsupa_used = 0;
     int i_psnt_is_hsdpa_available = 0;
     int i_psnt_is_hsdpa_used = 0;
 };
 
-// #RFSTS, texts as the modem writes them; empty where the technology does not have the value.
+// #RFSTS, texts as the modem writes them; empty if the technology does not have the value.
 struct sRfstsInfo {
     std::string s_plmn;
     std::string s_mcc;
@@ -173,7 +174,7 @@ struct sRfstsInfo {
     std::string s_rscp;
     std::string s_nom;
     std::string s_bler;
-    int i_active_set_reported = 0;  // as the modem says it, never used as a bound
+    int i_active_set_reported = 0;  // the modem's number, never used as a bound
     std::array<sActiveSetCell, ACTIVE_SET_MAX> active_set;
     size_t i_active_set_count = 0;
 };
@@ -191,7 +192,7 @@ struct sNetworkInfo : sRegistrationInfo, sPsntInfo, sRfstsInfo {
     int i_cops_mode = -1;
     std::string s_operator = NAME_UNKNOWN;
     eCOPS_ACCESS_TECH e_cops_act = eCOPS_ACT_UNKNOWN;
-    std::string s_cops_act = "UNKNOWN";
+    std::string s_cops_act = TECHNOLOGY_UNKNOWN;
 
     // Packet domain
     int i_attached = -1;            // +CGATT: -1 not known, 0 no, 1 yes
@@ -199,7 +200,7 @@ struct sNetworkInfo : sRegistrationInfo, sPsntInfo, sRfstsInfo {
     std::array<sPdpDynamicParams, PDP_DYNAMIC_MAX> pdp_dynamic;
 };
 
-// What the SIM's own queries fill.
+// Answers of the SIM queries.
 struct sSimAnswers {
     int i_present = 0;
     int8_t i_qss_mode = -1;
@@ -208,7 +209,7 @@ struct sSimAnswers {
     std::string s_status = NAME_UNKNOWN;
     uint8_t i_pin_attempts = ATTEMPTS_UNKNOWN;
     uint8_t i_puk_attempts = ATTEMPTS_UNKNOWN;
-    bool b_attempts_read = false;  // the SIM told them; otherwise they are only assumed
+    bool b_attempts_read = false;  // the SIM reported them; otherwise they are assumed
     std::string s_imsi = IMSI_UNKNOWN;
     std::string s_iccid = ICCID_UNKNOWN;
     std::string s_home_plmn = PLMN_UNKNOWN;
@@ -229,25 +230,25 @@ struct sDeviceInfo {
     sModemInfo modem;
     sNetworkInfo network;
     sSimInfo sim;
-    std::string s_connection_status = NAME_UNKNOWN;  // or "CONNECTED", "DISCONNECTED"
+    std::string s_connection_status = NAME_UNKNOWN;  // or SESSION_CONNECTED, _DISCONNECTED
     std::string s_ipv4_address;                      // of the configured context
     eGeneralErrors e_last_connect_error = eSUCCESS;
     bool b_shutting_down = false;
 };
 
-// full: the modem's static identity too. Without it what a modem keeps while it runs, the SMS
-// counters, the GPS state, the last connect error, SIM slot, outcome and file paths stay.
+// full: resets the modem's static values too. Otherwise these stay: the static values, SMS
+// counters, GPS state, last connect error, SIM slot, outcome and file paths.
 void resetDeviceInfo(sDeviceInfo& device, bool full);
 void resetModemStaticInfo(sModemInfo& modem);
 void resetModemVariableInfo(sModemInfo& modem);
 void resetModemApnList(sModemInfo& modem);
-// The sSimAnswers.
+// Resets sSimAnswers.
 void resetSimInfo(sSimInfo& sim);
-// Registration, with the registered flag; the previous state and text stay, so that the next
-// change is seen.
+// Resets the registration and its flag; previous state and text stay, so that the next change is
+// noticed.
 void resetCregInfo(sNetworkInfo& network);
 void resetPsntInfo(sNetworkInfo& network);
-// The #PSNT and #RFSTS fields, and nothing else.
+// Resets the #PSNT and #RFSTS fields only.
 void resetNetworkInfo(sNetworkInfo& network);
 void resetPdpDynamicContent(sNetworkInfo& network);
 

@@ -53,7 +53,7 @@ enum eRegistrationState : int {
     eREG_ROAMING = 5,
 };
 
-// Level of #TEMPMEAS; negative levels but -3 are readings in the cold.
+// Level of #TEMPMEAS; negative levels other than -3 mean cold.
 enum eTempLevel : int {
     eTEMP_LEVEL_UNKNOWN = -3,
     eTEMP_LEVEL_EXTREME_LOWER = -2,
@@ -80,14 +80,14 @@ enum eFirmwareSlot : int {
     eFIRMWARE_SLOT_1 = 1,
 };
 
-// The SIM slot; in the configuration 0 means that none was configured.
+// The SIM slot; in the configuration 0 means that none is configured.
 enum eSimSlot : int {
     eSIM_SLOT_UNKNOWN = -1,
     eSIM_SLOT_1 = 1,
     eSIM_SLOT_2 = 2,
 };
 
-// What the SIM waits for, by classes of +CPIN? answers.
+// What the SIM waits for, in classes of +CPIN? answers.
 enum eSimLock : int {
     eSIM_READY = 0,
     eSIM_MISSING = 2,
@@ -120,8 +120,7 @@ enum eNetOperatorMode : int {
     eNET_OPERATOR_MANUAL_THEN_AUTO = 4,
 };
 
-// Address family of a PDP context; any value but 1 and 2 stands for both. Bit 0 is IPv4, bit 1
-// IPv6.
+// Address family of a PDP context: bit 0 is IPv4, bit 1 IPv6. Any value but 1 and 2 means both.
 enum eIPvFamilyPref : int {
     eIP_FAMILY_IPV4 = 1,
     eIP_FAMILY_IPV6 = 2,

@@ -3,7 +3,7 @@
 
 #include <string>
 
-// The command line. All four are mandatory.
+// The command line. All four options are mandatory.
 struct sOptionArgs {
     std::string s_device;      // -d: the modem's AT port, a character device or a FIFO
     std::string s_gps_device;  // -g: the modem's GPS port

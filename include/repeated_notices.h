@@ -3,16 +3,16 @@
 
 #include <cstdint>
 
-// What stays the same is said once. Most of what the daemon does it does again: each pass, each
-// check of the messages, each start of a session. Each of these activities remembers the notices
-// and errors of its last runs; one that comes again is a debug message of that activity, until a
-// run goes by without it. The activities lie inside a pass: outside of one nothing is remembered
-// but what the process before logged (include/repeated_starts.h).
+// What stays the same is logged once. The daemon repeats most of its work: each pass, each check of
+// the messages, each start of a session. Each kind of work remembers the notices and errors of its
+// last runs; one that comes again is only a debug message of that work until a run passes without
+// it. All work is done in a pass: outside of one nothing is remembered except what the previous
+// process logged (include/repeated_starts.h).
 
 enum eRepeatedWork : int {
-    eWORK_PASS,       // of the main loop; the others lie in it
-    eWORK_POLL,       // of a modem that is set up
-    eWORK_SESSION,    // start of the data session, or the look at one that is up
+    eWORK_PASS,       // pass of the main loop; it contains the others
+    eWORK_POLL,       // poll of a modem that is set up
+    eWORK_SESSION,    // start of the data session, or check of a running one
     eWORK_SMS,        // check of the messages
     eWORK_SMS_SWEEP,  // search for messages that are too old
     eWORK_STATUS,     // write of the status files
@@ -20,7 +20,7 @@ enum eRepeatedWork : int {
     eREPEATED_WORKS,
 };
 
-// One run of a work, from its construction to its end. They nest; a notice belongs to the
+// One run of a work, from construction to destruction. Runs nest; a notice belongs to the
 // innermost.
 class cRepeatedRun {
   public:
@@ -29,7 +29,7 @@ class cRepeatedRun {
     cRepeatedRun(const cRepeatedRun&) = delete;
     cRepeatedRun& operator=(const cRepeatedRun&) = delete;
 
-    // The run only waited: that it said nothing does not mean that all is well.
+    // The run only waited: that it logged nothing does not mean that all is well.
     void nothingTried() { m_tried = false; }
 
   private:
@@ -39,7 +39,7 @@ class cRepeatedRun {
     bool m_tried = true;
 };
 
-// Something that somebody asked for, or that happened once: what it says is never a repetition.
+// Something that was requested or happened once: what it logs never counts as a repetition.
 class cSingleEvent {
   public:
     cSingleEvent();
@@ -51,8 +51,8 @@ class cSingleEvent {
     int m_outer;
 };
 
-// What is said meanwhile has other numbers each time, such as a time in the name of a file: without
-// them it is the same.
+// While one exists, messages are compared without their numbers, which change each time, such as a
+// time in the name of a file.
 class cVaryingNumbers {
   public:
     cVaryingNumbers();
@@ -64,11 +64,11 @@ class cVaryingNumbers {
     bool m_outer;
 };
 
-// For debug(): notes a notice or an error. 0 when it is news, otherwise the debug category of the
-// work that repeats it.
+// For debug(): notes a notice or an error. Returns 0 if it is new, otherwise the debug category of
+// the work that repeats it.
 uint64_t categoryOfRepeated(const char* message);
 
-// For tests: nothing was said yet.
+// For tests: forgets everything logged.
 void resetRepeatedNotices();
 
 #endif

@@ -1,14 +1,14 @@
 #ifndef INCLUDE_RESULT_CODES_H
 #define INCLUDE_RESULT_CODES_H
 
-// Result of one AT transaction and of every command function. The modem's own +CME and +CMS error
-// numbers (3GPP TS 27.007 section 9.2, TS 27.005 section 3.2.5) stand for themselves, from 0 up.
+// Result of one AT transaction and of every command function. Values from 0 up are the modem's own
+// +CME and +CMS error numbers (3GPP TS 27.007 section 9.2, TS 27.005 section 3.2.5).
 enum ePortReturn : int {
     ePORT_CONNECT = -5,          // data mode entered: a line "CONNECT" was answered
     ePORT_NO_FINAL_RESULT = -4,  // the wait ended without a final result code
     ePORT_OK = -3,
     ePORT_ERROR = -2,      // "ERROR" was answered, or the port could not be used
-    ePORT_CMX_ERROR = -1,  // "+CME ERROR:" or "+CMS ERROR:" with a number that is not known
+    ePORT_CMX_ERROR = -1,  // "+CME ERROR:" or "+CMS ERROR:" with an unknown number
 };
 
 // CME numbers that policies act on.
@@ -110,9 +110,9 @@ enum eGeneralErrors : int {
     eERROR_DEVICE_NOT_RESPONDING = 900,
 };
 
-// What a sequence passes up for the result of one command: silence is a time-out, a refusal the
-// given error, anything else lets the sequence go on. With eSUCCESS only silence ends it: what the
-// modem refuses, the sequence does without.
+// Turns the result of one command into that of its sequence: silence is a time-out, a refusal is
+// the given error, after anything else the sequence continues. With eSUCCESS only silence ends the
+// sequence; it continues without what the modem refuses.
 inline eGeneralErrors mapPortResult(ePortReturn result,
                                     eGeneralErrors error = eERROR_DEVICE_RESPONSE_ERROR) {
     if (result == ePORT_NO_FINAL_RESULT) return eERROR_DEVICE_RESPONSE_TIMEOUT;

@@ -3,22 +3,23 @@
 
 #include <string>
 
-// What the daemon tells the service manager that started it: datagrams of the sd_notify protocol to
-// the socket that NOTIFY_SOCKET names, heartbeats where WATCHDOG_USEC asks for them. Without these
-// variables everything here does nothing. Nothing here ever waits: a message that the service
-// manager's queue has no room for is lost.
+// Messages to the service manager that started the daemon: datagrams of the sd_notify protocol to
+// the socket in NOTIFY_SOCKET, with heartbeats if WATCHDOG_USEC requests them. Without these
+// variables the functions do nothing. They never wait: if the service manager's queue is full, the
+// message is lost.
 
-// Reads the variables, and removes them from the environment: what the daemon runs is not to speak
-// for it. Without this call the rest does nothing.
+// Reads the variables and removes them from the environment, so that no program that the daemon
+// runs can send messages in its name. Without this call the rest does nothing.
 void connectServiceManager();
 
 void notifyReady();
 void notifyStopping();
 
-// One line about the present state; only a change is sent.
+// One line about the current state; only a change is sent.
 void notifyStatus(const std::string& line);
 
-// A heartbeat, at most one a second: call it wherever the daemon makes progress or waits lawfully.
+// A heartbeat, at most one per second. Call it wherever the daemon makes progress or has a reason
+// to wait.
 void notifyAlive();
 
 #endif

@@ -3,8 +3,8 @@
 
 #include <string>
 
-// Runs a command line through the shell and returns what system() returned. Nothing that came from
-// outside may stand in it unchecked.
+// Runs a command line in the shell and returns what system() returned. It must not contain
+// unchecked text from outside.
 int runShellCommand(const std::string& command);
 
 #endif

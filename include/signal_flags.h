@@ -3,7 +3,7 @@
 
 #include <csignal>
 
-// Raised by the signal handlers, looked at by the main loop. Of the type that a handler may write.
+// Set by the signal handlers, read by the main loop. Of the type that a handler may write.
 extern volatile std::sig_atomic_t b_got_sigint;
 extern volatile std::sig_atomic_t b_got_sigterm;
 extern volatile std::sig_atomic_t b_got_sighup;

@@ -1,11 +1,11 @@
 #ifndef INCLUDE_SLEEP_H
 #define INCLUDE_SLEEP_H
 
-// Suspends the daemon; a signal ends the sleep early. The one place where it sleeps, so that tests
-// can let a clock of their own run instead.
+// Suspends the daemon; a signal ends the sleep early. The daemon sleeps nowhere else, so tests can
+// run a fake clock instead.
 void sleepMicroseconds(unsigned microseconds);
 
-// Puts another function behind sleepMicroseconds; a null pointer brings the system's back.
+// Replaces the function that sleepMicroseconds calls; a null pointer restores the system's.
 void setSleepFunction(void (*function)(unsigned microseconds));
 
 #endif

@@ -3,12 +3,12 @@
 
 #include <string>
 
-// A file that is replaced whole is first written under a temporary name. A kill in between leaves
-// that name behind, and on a disk it stays for good.
+// A file that is replaced whole is first written under a temporary name. If the process is killed
+// meanwhile, the temporary file remains.
 
-// Removes what earlier processes left of such files in a folder: regular files with exactly the
-// form of our temporary names, older than a minute. A younger one is being written just now, by the
-// daemon of another slot or by an operator's command.
+// Removes such files of earlier processes from a folder: regular files, older than a minute, whose
+// names have exactly the form of our temporary names. A younger one may be in use by the daemon of
+// another slot or by an operator's command.
 void removeLeftTemporaryFiles(const std::string& folder);
 
 #endif

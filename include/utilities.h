@@ -14,8 +14,8 @@ enum eIpType : int {
 // The modem writes addresses as decimal octets separated by dots (3GPP TS 27.007 section 10.1.23):
 // 4 for an IPv4 address, 8 with its mask, 16 for an IPv6 address, 32 with its mask.
 
-// Address and mask of an 8- or 32-octet text. Other counts give eIP_TYPE_NONE and leave the
-// outputs alone.
+// Address and mask of an 8- or 32-octet text. Other counts give eIP_TYPE_NONE and leave the outputs
+// unchanged.
 int parseIpMaskDotted(const std::string& dotted, std::string& address, std::string& mask);
 
 // Address and mask of an 8-octet text. 0, or -1 with both outputs cleared. 255.255.255.255 is
@@ -25,17 +25,17 @@ int splitIPv4IpMaskdot(const std::string& dotted, std::string& address, std::str
 // Address and mask of a 32-octet text in the compressed form of RFC 5952. 0 or -1.
 int convertIPv6IpMaskdotToHex(const std::string& dotted, std::string& address, std::string& mask);
 
-// A 16-octet text as IPv6 address. 0 or -1.
+// A 16-octet text as an IPv6 address. 0 or -1.
 int convertIPv6IpDotToHex(const std::string& dotted, std::string& address);
 
-// The shortest form of an IPv6 address. 0, or -1 when the text is none.
+// The shortest form of an IPv6 address. 0, or -1 if the text is no IPv6 address.
 int compressIPv6Address(const std::string& text, std::string& compressed);
 
-// A 4-octet text as it stands, a 16-octet text as IPv6 address, anything else empty.
+// A 4-octet text unchanged, a 16-octet text as an IPv6 address, otherwise empty.
 void decodeIpFormatFromDotted(const std::string& dotted, std::string& address);
 
-// Creates a path with mode 0700 for each missing folder, except its first component. 0 when all
-// exist afterwards, else -1; a file in a folder's place is a failure.
+// Creates the missing folders of a path with mode 0700, except its first component. 0 if all exist
+// afterwards, else -1; a file in place of a folder is a failure.
 int _mkdir(const std::string& path);
 
 // The names in a folder, without "." and "..", in the order of the system. 0, or errno.
@@ -50,15 +50,14 @@ std::string formatConnectTime(const int& seconds);
 // MD5 (RFC 1321) as 32 lower-case hexadecimal digits.
 std::string getMd5(const std::string& text);
 
-// Whether a text can name a network interface. It stands in shell commands, where a dash in front
-// would make an option of it, and in paths.
+// Whether a text can name a network interface. The name is used in paths and in shell commands,
+// where a leading dash would make it an option.
 bool isInterfaceName(const std::string& name);
 
-// Of ASCII: below the blank, and DEL.
+// ASCII control characters: those below the blank, and DEL.
 bool isControlCharacter(char c);
 
-// Removes control characters, so that a text from outside cannot forge a line; each becomes a
-// blank.
+// Replaces each control character by a blank, so that a text from outside cannot forge a line.
 std::string blankControlCharacters(const std::string& text);
 
 #endif

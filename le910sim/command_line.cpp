@@ -14,7 +14,7 @@ std::string trimmed(const std::string& text) {
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-// The pieces of text between separators that stand outside double quotes.
+// The pieces of text between separators outside of double quotes.
 std::vector<std::string> splitOutsideQuotes(const std::string& text, char separator) {
     std::vector<std::string> pieces(1);
     bool quoted = false;

@@ -10,7 +10,7 @@ namespace le910sim {
 
 // The syntax of an AT command line, ITU-T V.250 section 5.2 and 5.4.
 
-// A command that the modem does not know or that is badly formed: answered by ERROR, and noted.
+// An unknown or badly formed command: the modem answers ERROR, and the command is noted.
 struct cMalformed : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -31,7 +31,7 @@ struct sArgument {
 
 class cArguments {
   public:
-    // Splits at commas outside double quotes.
+    // Splits at commas outside of double quotes.
     static cArguments parse(const std::string& text);
 
     size_t count() const { return m_items.size(); }
@@ -40,7 +40,7 @@ class cArguments {
     const sArgument& at(size_t index) const;
     // A text; with or without quotes.
     const std::string& text(size_t index) const { return at(index).text; }
-    // A text that must stand in double quotes.
+    // A text that must be in double quotes.
     const std::string& quotedText(size_t index) const;
     // A decimal number without quotes.
     int64_t number(size_t index, int64_t least, int64_t most) const;
@@ -53,7 +53,7 @@ class cArguments {
 struct sCommand {
     std::string name;  // "+CSQ", "#GPIO", "E", "&F"
     eCommandForm form = eFORM_EXECUTE;
-    cArguments args;  // of eFORM_SET; of a basic command its number
+    cArguments args;  // of eFORM_SET; for a basic command its number
     std::string text;
 };
 

@@ -12,7 +12,7 @@ sReply setEcho(sCall& call) {
     return answerOk();
 }
 
-// Only the forms of result that a program can use: V1, Q0.
+// Only the result formats that a program can use: V1, Q0.
 sReply acceptResultForm(sCall& call) {
     const bool words = call.command.name == "V";
     if (call.args().numberOr(0, 0, 0, 1) != (words ? 1 : 0)) {

@@ -7,7 +7,7 @@ namespace le910sim {
 
 namespace {
 
-// Before the receiver was enabled, saved and the modem restarted there is nothing to name.
+// Without a name until the receiver was enabled, the setting saved, and the modem restarted.
 sReply chipset(sCall& call) {
     const sGpsReceiver& gps = call.state.gps;
     return answerOk({"$GPSSW: " + (gps.running ? gps.chipset : std::string())});

@@ -3,7 +3,7 @@
 
 namespace le910sim {
 
-// Who the modem is: maker, model, versions, firmware images, own number, temperature.
+// Identity of the modem: maker, model, versions, firmware images, own number; and its temperature.
 
 namespace {
 
@@ -62,7 +62,7 @@ sReply temperature(sCall& call) {
                      std::to_string(call.state.temperatureC)});
 }
 
-// A modem with one image does not know the command at all; that is no mistake of the asker.
+// A modem with one image does not know the command; that is no error of the caller.
 sReply testFirmwareSwitch(sCall& call) {
     if (!call.state.firmware.dual) return answerError();
     return answerOk({"#FWSWITCH: (0,1),(0,1)"});

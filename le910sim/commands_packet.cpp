@@ -96,7 +96,7 @@ sReply readActive(sCall& call) {
     return reply;
 }
 
-// 0 when the context is up, else the error to answer.
+// 0 if the context is up, else the error to answer.
 int bringUp(sModemState& state, int id) {
     if (findContext(state, id) == nullptr) return eCME_INVALID_INDEX;
     if (findContext(state, id)->active) return 0;
@@ -143,8 +143,7 @@ std::string element(const std::vector<std::string>& list, size_t index) {
     return index < list.size() ? list[index] : "";
 }
 
-// One line of +CGCONTRDP, 3GPP TS 27.007 section 10.1.23; fields at the end that are empty are
-// left out.
+// One line of +CGCONTRDP, 3GPP TS 27.007 section 10.1.23; empty fields at the end are left out.
 std::string dynamicLine(const sModemState& state, int id, const std::vector<std::string>& fields) {
     size_t used = fields.size();
     while (used > 1 && fields[used - 1].empty())

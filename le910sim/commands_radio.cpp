@@ -6,7 +6,7 @@
 
 namespace le910sim {
 
-// Radio preferences, the status LED's memory, the clock.
+// Radio preferences, the setting of the status LED, the clock.
 
 namespace {
 

@@ -7,7 +7,7 @@ namespace le910sim {
 
 namespace {
 
-// With mode 2 the place stands behind the state; 3GPP TS 27.007 section 7.2 and 10.1.22.
+// In mode 2 the location follows the state; 3GPP TS 27.007 section 7.2 and 10.1.22.
 std::string registrationLine(const sModemState& state, const std::string& name, int stat) {
     const int64_t mode = state.setting(name);
     std::string line = name + ": " + std::to_string(mode) + "," + std::to_string(stat);
@@ -54,7 +54,7 @@ sReply readNetworkType(sCall& call) {
     return answerOk({line});
 }
 
-// MCC and MNC apart, as #RFSTS writes them.
+// MCC and MNC separated, as #RFSTS writes them.
 std::string spacedPlmn(const std::string& plmn) {
     if (plmn.size() < 5) return inQuotes(plmn);
     return inQuotes(plmn.substr(0, 3) + " " + plmn.substr(3));

@@ -17,7 +17,7 @@ void requirePuk(const std::string& puk) {
     if (!isStringNumeric(puk) || puk.size() != 8) throw cMalformed("a PUK has 8 digits");
 }
 
-// Counts an attempt with a PIN; 0 when it was right, else the error to answer.
+// Counts an attempt with a PIN; 0 if it was right, else the error to answer.
 int tryPin(sSimCard& card, const std::string& pin) {
     if (card.pinAttempts <= 0) return eCME_PUK_REQUIRED;
     if (pin == card.pin) {
@@ -164,7 +164,7 @@ sReply gpio(sCall& call) {
     return answerOk();
 }
 
-// The modem looks at the slot that its slot pin selects only when it detects a card anew.
+// The modem reads the slot that its slot pin selects only when it detects a card again.
 sReply detectSim(sCall& call) {
     call.args().expectCount(1, 1);
     const int64_t mode = call.args().number(0, 0, 2);

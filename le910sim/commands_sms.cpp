@@ -7,11 +7,11 @@
 
 namespace le910sim {
 
-// Messages in the modem's memory and the way into the sending prompt, 3GPP TS 27.005.
+// Messages in the modem's memory and the commands that open the prompt, 3GPP TS 27.005.
 
 namespace {
 
-// By status number: the words of text mode.
+// The words of text mode, indexed by status number.
 const std::vector<std::string> STATUS_WORDS = {"REC UNREAD", "REC READ", "STO UNSENT", "STO SENT",
                                                "ALL"};
 constexpr int STATUS_ALL = 4;
@@ -47,7 +47,7 @@ void appendMessage(const sModemState& state, const std::string& head, const sSto
     }
 }
 
-// The status asked for: a number in PDU mode, a word in text mode.
+// The requested status: a number in PDU mode, a word in text mode.
 int wantedStatus(const sCall& call) {
     call.args().expectCount(1, 1);
     if (!textMode(call.state)) return static_cast<int>(call.args().number(0, 0, STATUS_ALL));
@@ -109,7 +109,7 @@ sReply deleteMessages(sCall& call) {
     return answerOk();
 }
 
-// The text follows at the prompt.
+// The text of the message follows at the prompt.
 sReply sendMessage(sCall& call) {
     sReply prompt;
     prompt.final = eFINAL_PROMPT;

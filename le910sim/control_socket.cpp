@@ -30,7 +30,7 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-// A socket left over by a run that was killed.
+// A socket that a killed run left.
 void removeOldSocket(const std::string& path) {
     struct stat info = {};
     if (lstat(path.c_str(), &info) != 0) return;

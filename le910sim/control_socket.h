@@ -11,7 +11,7 @@
 
 namespace le910sim {
 
-// A local stream socket: each line in is one JSON order, each line out its answer.
+// A local stream socket: each input line is one JSON order, each output line its answer.
 class cControlSocket {
   public:
     using tHandler = std::function<nlohmann::json(const nlohmann::json& order)>;
@@ -22,7 +22,7 @@ class cControlSocket {
     cControlSocket& operator=(const cControlSocket&) = delete;
 
     std::vector<int> descriptors() const;
-    // Takes in what is waiting and sends what can be sent; never blocks.
+    // Reads what is waiting and sends what can be sent; never blocks.
     void serve();
 
   private:
@@ -30,7 +30,7 @@ class cControlSocket {
         cDescriptor socket;
         std::string input;
         std::string output;
-        bool ended = false;  // sends no more
+        bool ended = false;  // the client sends no more
     };
 
     void accept();

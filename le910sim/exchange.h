@@ -6,7 +6,7 @@
 
 namespace le910sim {
 
-// A command and what was answered, without the echo.
+// A command and its answer, without the echo.
 struct sExchange {
     uint64_t timeMs = 0;
     std::string port;  // "at" or "gps"

@@ -60,7 +60,7 @@ void readTarget(cJsonReader& reader, sFault& fault) {
     fault.dataStage = stage == "data";
 }
 
-// The keys that the kind needs.
+// Reads the keys that the kind needs.
 void readKind(cJsonReader& reader, sFault& fault) {
     reader.required("kind");
     fault.kind = choice(reader, "kind", KINDS, fault.kind);
@@ -111,7 +111,7 @@ void readKind(cJsonReader& reader, sFault& fault) {
     }
 }
 
-// Behind the first line of an answer, or where the answer ends when it has only a final code.
+// The position after the first line of an answer, or its end if it has only a final code.
 size_t insidePosition(const std::string& answer) {
     const size_t end = answer.find("\r\n", 2);
     return end == std::string::npos ? answer.size() : end + 2;

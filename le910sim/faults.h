@@ -11,7 +11,7 @@ namespace le910sim {
 // Misbehaviour that a test orders for some commands.
 
 enum eFaultKind {
-    // These answer in the modem's place; the first that matches wins.
+    // These replace the modem's answer; the first that matches wins.
     eFAULT_SILENCE,
     eFAULT_ERROR,
     eFAULT_CME,
@@ -44,11 +44,11 @@ struct sFault {
     std::vector<std::string> lines;  // answer, unsolicited line
     std::string final;               // of an answer; empty: none
     std::string raw;
-    bool execute = false;  // the command takes effect although its answer is replaced
+    bool execute = false;  // the command is executed although its answer is replaced
     bool echo = true;
-    int skip = 0;          // matches that are let through first
-    int left = -1;         // matches that are still hit, -1 without end
-    uint64_t untilMs = 0;  // 0 without end
+    int skip = 0;          // the first matches, which are not hit
+    int left = -1;         // number of matches still to hit, -1 for no limit
+    uint64_t untilMs = 0;  // 0 for no limit
     int hits = 0;
 
     bool replaces() const { return kind <= eFAULT_HANGUP; }
@@ -61,9 +61,9 @@ nlohmann::json faultToJson(const sFault& fault);
 class cFaultList {
   public:
     int add(sFault fault);
-    // Removes one, or all with id 0. How many went.
+    // Removes one fault, or all with id 0. Returns how many were removed.
     size_t remove(int id);
-    // The faults that hit this command, counted as hit.
+    // Returns the faults that hit this command, and counts the hit.
     std::vector<sFault> hit(const std::string& port, const std::string& command, bool dataStage,
                             uint64_t nowMs);
     const std::vector<sFault>& all() const { return m_faults; }
@@ -73,13 +73,13 @@ class cFaultList {
     int m_nextId = 1;
 };
 
-// An answer as it goes out: portions with the wait before each.
+// A piece of an answer as it is sent, with the wait before it.
 struct sPortion {
     uint64_t waitMs;
     std::string bytes;
 };
 std::vector<sPortion> shapeAnswer(const std::vector<sFault>& faults, const std::string& answer);
-// n bytes from a seed; none of them is a line end, so garbage does not make a line.
+// count bytes from a seed, without line ends, so that garbage does not form a line.
 std::string garbage(size_t count, uint32_t seed);
 
 }  // namespace le910sim

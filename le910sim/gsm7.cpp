@@ -62,7 +62,7 @@ uint32_t extended(uint8_t septet) {
     return ALPHABET[septet & 0x7FU];
 }
 
-// Bytes that follow the first one of a UTF-8 character, -1 when it cannot begin one.
+// Number of bytes after the first one of a UTF-8 character, -1 if it cannot begin one.
 int followers(uint8_t first) {
     if (first < 0x80) return 0;
     if (first >= 0xC2 && first < 0xE0) return 1;

@@ -9,9 +9,9 @@
 
 namespace le910sim {
 
-// The answer to a ping, RFC 792 and RFC 4443: an IPv4 or IPv6 packet that holds an echo request
-// gives the packet of its reply. Anything else gives nothing, and so does a source that the
-// network would not carry.
+// The answer to a ping, RFC 792 and RFC 4443: for an IPv4 or IPv6 packet with an echo request, the
+// packet of the reply. Nothing for any other packet or for a source that the network would not
+// carry.
 std::optional<std::vector<uint8_t>> echoReply(
     const std::vector<uint8_t>& packet,
     const std::function<bool(const std::string& source)>& carries);

@@ -12,19 +12,19 @@ namespace le910sim {
 // The longest time that an order or a scenario may give.
 constexpr int64_t TIME_MAX_MS = 1000LL * 3600 * 24 * 365;
 
-// Reads the keys of one JSON object and knows which were asked for, so that finish() can refuse
-// the others: a typing error in a scenario is an error and not a default. Every failure is a
+// Reads the keys of one JSON object and notes which were read, so that finish() can refuse the
+// others: a typing error in a scenario is an error, not a default. Every failure is a
 // std::invalid_argument whose text names the object and the key.
 class cJsonReader {
   public:
     cJsonReader(const nlohmann::json& object, std::string where);
 
     bool has(const char* key);
-    // The value of a key, nullptr when it is absent.
+    // The value of a key, nullptr if it is absent.
     const nlohmann::json* value(const char* key);
     const nlohmann::json& required(const char* key);
 
-    // Each leaves the target alone when the key is absent.
+    // Each leaves the target unchanged if the key is absent.
     void read(const char* key, bool& target);
     void read(const char* key, std::string& target);
     void read(const char* key, std::vector<std::string>& target);

@@ -13,8 +13,8 @@ namespace le910sim {
 
 class cModemCore;
 
-// A Telit LE910 with its SIM cards and its network, without threads, files or time of its own:
-// bytes and the time go in, bytes come out. Times are milliseconds since the start.
+// A Telit LE910 with its SIM cards and its network. It has no threads, files or clock: the caller
+// passes bytes and the time and gets bytes back. Times are milliseconds since the start.
 class cModem {
   public:
     // Throws std::invalid_argument that names the wrong key.
@@ -28,24 +28,24 @@ class cModem {
     void receiveGps(const std::string& bytes, uint64_t nowMs);
     // Does what is due up to nowMs: timeline, delayed answers, unsolicited lines, restarts.
     void advance(uint64_t nowMs);
-    // What is due for the host by now.
+    // The output that is due by now.
     std::string takeAtOutput();
     std::string takeGpsOutput();
     // False while the modem restarts or has hung up.
     bool portsPresent() const;
-    // An order as on the control socket, and its answer.
+    // Executes an order as on the control socket and returns the answer.
     nlohmann::json control(const nlohmann::json& request);
 
     const std::vector<sExchange>& exchanges() const;
-    // Every line received on the AT port, in order, without CR; the text given to a prompt counts
-    // as a line and keeps its Ctrl-Z or ESC.
+    // Every line received on the AT port, in order, without CR. Text sent to a prompt counts as a
+    // line and keeps its Ctrl-Z or ESC.
     std::vector<std::string> commands() const;
-    // Commands that were unknown or badly formed, with the reason.
+    // Unknown or badly formed commands, with the reason.
     const std::vector<std::string>& problems() const;
 
-    // What happened since the last call, one object an event; for a log file.
+    // The events since the last call, one object each, for a log file.
     std::vector<nlohmann::json> takeLog();
-    // True when an active context holds this address, so that the network would carry its packets.
+    // True if an active context has this address, so that the network would carry its packets.
     bool ownsAddress(const std::string& address) const;
     bool answersPings() const;
 

@@ -9,7 +9,7 @@ namespace le910sim {
 
 namespace {
 
-// Older records of a long run go, half of them at a time.
+// Above this number the older half of the records is deleted.
 constexpr size_t RECORDS_MAX = 200000;
 constexpr size_t PROBLEMS_MAX = 1000;
 

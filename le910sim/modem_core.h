@@ -18,7 +18,7 @@ namespace le910sim {
 
 enum ePort : size_t { ePORT_AT = 0, ePORT_GPS = 1 };
 
-// The modem behind cModem. A plain value: a copy is used to try an order before it counts.
+// The implementation of cModem. A plain value, so that an order can be tried on a copy first.
 class cModemCore {
   public:
     explicit cModemCore(const nlohmann::json& scenario);
@@ -31,14 +31,14 @@ class cModemCore {
 
     const sModemState& state() const { return m_state; }
     const std::vector<sExchange>& exchanges() const { return m_exchanges; }
-    // Each line as it was received, answered or not.
+    // Every received line, answered or not.
     const std::vector<sExchange>& received() const { return m_received; }
     const std::vector<std::string>& problems() const { return m_problems; }
     std::vector<nlohmann::json> takeLog();
     bool ownsAddress(const std::string& address) const;
 
   private:
-    // An unsolicited line that comes again and again.
+    // An unsolicited line that is sent again and again.
     struct sBabble {
         ePort port;
         std::string text;
@@ -129,7 +129,7 @@ class cModemCore {
     uint64_t m_awayMs = 0;
     bool m_restarting = false;
 
-    // What unsolicited lines last told.
+    // What unsolicited lines last reported.
     int m_lastRegistration = 0;
     eCardState m_lastCard = eCARD_READY;
 

@@ -94,7 +94,7 @@ json cModemCore::control(const json& request) {
     }
 }
 
-// Tries every order of the timeline on a copy, so that a typing error shows at the start.
+// Tries every order of the timeline on a copy, so that a typing error is found at the start.
 void cModemCore::checkTimeline() {
     cModemCore copy(*this);
     for (const sTimelineEntry& entry : m_timeline) {
@@ -134,7 +134,7 @@ json cModemCore::orderDeactivate(const json& request) {
     return {{"ok", true}, {"changed", changed}};
 }
 
-// The network gives an active context another address.
+// The network assigns another address to an active context.
 json cModemCore::orderAddress(const json& request) {
     cJsonReader reader = orderReader(request);
     const int id = readContextId(reader);
@@ -183,7 +183,7 @@ json cModemCore::orderClearFaults(const json& request) {
     return {{"ok", true}, {"cleared", m_faults.remove(id)}};
 }
 
-// A line framed as the modem frames it, or raw bytes; once, or again and again.
+// A line framed as the modem frames it, or raw bytes; once or repeatedly.
 json cModemCore::orderUrc(const json& request) {
     cJsonReader reader = orderReader(request);
     std::string port = "at";
@@ -253,7 +253,7 @@ json cModemCore::orderCount(const json& request) {
             {"now_ms", m_state.nowMs}};
 }
 
-// The exchanges from a number on; the numbers count from 0 and are never used again.
+// The exchanges from a number on; numbers start at 0 and are never reused.
 json cModemCore::orderExchanges(const json& request) {
     cJsonReader reader = orderReader(request);
     uint64_t since = 0;

@@ -5,7 +5,7 @@
 
 namespace le910sim {
 
-// The way of a command line through the modem: from bytes to the framed answer.
+// The path of a command line through the modem: from bytes to the framed answer.
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr size_t LINE_LENGTH_MAX = 4096;
 constexpr char CTRL_Z = 26;
 constexpr char ESC = 27;
 
-// A modem looks for AT; an escape sequence sent in command mode stands before it and is no harm.
+// A modem searches for AT, so an escape sequence before it, sent in command mode, does no harm.
 std::string withoutEscape(const std::string& line) {
     const size_t start = line.find_first_not_of('+');
     return start == std::string::npos || start < 3 ? line : line.substr(start);
@@ -80,7 +80,7 @@ void cModemCore::consumePromptByte(sPort& port, char byte) {
 
 void cModemCore::startLine(sPort& port, const std::string& line) {
     noteReceived(port, line);
-    // The text for a prompt that never came, or ESC after it: nothing a modem would answer.
+    // The text for a prompt that never came, or an ESC after it: a modem would not answer.
     const bool stray = line.back() == CTRL_Z && startsWith(port.lastCommand, "AT+CMGS=");
     if (stray || line == std::string(1, ESC)) {
         noteExchange(port, line, "");
@@ -189,7 +189,7 @@ std::string cModemCore::framed(const sPort& port, const sReply& reply) const {
     return text;
 }
 
-// The text that a replacing fault puts in an answer's place. False: nothing is sent at all.
+// The text with which a fault replaces the answer. False: nothing is sent.
 bool cModemCore::startFault(sPort& port, const std::vector<sFault>& faults, const std::string& line,
                             std::string& body) {
     const auto found = std::find_if(faults.begin(), faults.end(),

@@ -7,8 +7,8 @@
 
 namespace le910sim {
 
-// What the two ports do apart from commands: the stream of positions, the texts of messages, and
-// lines that come again and again.
+// What the two ports do besides commands: the stream of positions, the texts of messages, and
+// repeated unsolicited lines.
 
 namespace {
 
@@ -23,7 +23,7 @@ void cModemCore::startStream(sPort& port) {
     port.plusCount = 0;
 }
 
-// Deaf to everything but +++ that stands alone, a guard time of silence before it and one after.
+// Ignores everything but +++ alone, with a guard time of silence before and after it.
 void cModemCore::receiveInStream(sPort& port, const std::string& bytes) {
     const uint64_t nowMs = m_state.nowMs;
     for (const char byte : bytes) {
@@ -91,7 +91,7 @@ std::string cModemCore::promptAnswer(sPort& port, const sPrompt& prompt) {
     return framed(port, answerOk({"+CMGS: " + std::to_string(reference)}));
 }
 
-// What the network holds back comes in as soon as there is room.
+// Messages that wait in the network are stored as soon as there is room.
 void cModemCore::storeWaitingSms() {
     sSmsStore& store = m_state.sms;
     if (store.waiting.empty() || m_state.simState() != eCARD_READY || !isRegistered(m_state)) {
@@ -107,7 +107,7 @@ void cModemCore::storeWaitingSms() {
     }
 }
 
-// A modem that was away says nothing of what it would have said meanwhile.
+// A modem that was away does not send the lines that were due meanwhile.
 void cModemCore::babble() {
     const uint64_t nowMs = m_state.nowMs;
     for (sBabble& line : m_babble) {

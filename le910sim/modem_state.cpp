@@ -58,7 +58,7 @@ int64_t daysFromCivil(int year, int month, int day) {
     return timegm(&date) / 86400;
 }
 
-// The numbers of a text whose every separator is one of the letters allowed at its place.
+// Reads the numbers of a text; each separator must be one of the characters allowed at its place.
 bool readNumbers(const std::string& text, const std::vector<std::string>& separators,
                  std::vector<int>& numbers, std::string& found) {
     std::string digits;
@@ -148,8 +148,8 @@ bool isRegistered(const sModemState& state) {
     return stat == 1 || stat == 5;
 }
 
-// A modem that only lost coverage and searches keeps its attachment and its contexts: the network
-// holds them until it says otherwise.
+// A modem that has only lost coverage and searches stays attached and keeps its contexts: the
+// network keeps them until it ends them explicitly.
 void settle(sModemState& state) {
     if (isRegistered(state)) {
         if (state.network.autoAttach) state.attached = true;

@@ -10,13 +10,13 @@
 
 namespace le910sim {
 
-// Everything the simulated modem knows. Plain values: a copy is a second modem in the same state.
+// The whole state of the simulated modem. Plain values: a copy is a second modem in the same state.
 
 enum eModel { eMODEL_NA1, eMODEL_NA_V2, eMODEL_EU_V2 };
 
 struct sModelRow {
     eModel model;
-    const char* name;  // as +GMM answers and as --model takes it
+    const char* name;  // as in the answer to +GMM and in --model
     const char* defaultVersion;
     uint32_t umtsBands;     // bit n: UMTS band number n of #BND
     uint64_t lteBands;      // bit n - 1: LTE band n
@@ -27,7 +27,7 @@ struct sModelRow {
 const std::vector<sModelRow>& modelTable();
 const sModelRow& modelRow(eModel model);
 
-// A radio technology and the numbers the commands give it.
+// A radio technology and its numbers in the commands.
 struct sTechRow {
     const char* name;
     int psnt;     // #PSNT
@@ -62,7 +62,7 @@ struct sSimCard {
     int pukAttempts = PUK_ATTEMPTS_MAX;
     bool verified = false;  // the PIN was given since power-up
     std::string cpinText;   // answered by +CPIN? instead of the real state
-    std::string pctText;    // answered by #PCT instead of what is left; "none": no such line
+    std::string pctText;    // answered by #PCT instead of the real number; "none": no such line
 };
 
 eCardState cardState(const sSimCard& card);
@@ -72,7 +72,7 @@ struct sOperator {
     std::string name;
 };
 
-// What the network would do for this modem; registrationState() says what has come of it.
+// What the network offers to this modem; registrationState() is the resulting state.
 struct sNetwork {
     int state = 1;    // +CREG stat
     size_t tech = 0;  // row of techTable()
@@ -86,7 +86,7 @@ struct sNetwork {
     bool autoAttach = false;
     bool acceptsAttach = true;
     bool acceptsActivation = true;
-    std::vector<sOperator> visible;               // others that manual selection finds
+    std::vector<sOperator> visible;               // others that manual selection can find
     std::string time = "20/06/15,20:32:05-24,1";  // empty: none received
     uint64_t timeSetMs = 0;
 };
@@ -100,15 +100,15 @@ struct sRadioSignal {
     int rscpDbm = -85;
     std::string ecioDb = "-4.5";
     std::vector<std::string> activeSet;  // "channel,code,ecio"
-    std::vector<int> hspa;               // the four values behind #PSNT's type in WCDMA
+    std::vector<int> hspa;               // the four values after the type of #PSNT in WCDMA
 };
 
 enum eContextFamily { eIPV4 = 1, eIPV6 = 2, eIPV4V6 = 3 };
 
-// What a context is given when it comes up. Empty lists and texts: made up by the simulator.
+// What a context gets at activation. If a list or text is empty, the simulator makes a value up.
 struct sAddressPlan {
     int families = eIPV4;
-    std::vector<std::string> ipv4;  // one per activation, the last one stays
+    std::vector<std::string> ipv4;  // one per activation; the last one is reused
     std::string ipv4Mask = "255.255.255.0";
     std::optional<std::string> ipv4Gateway;
     std::vector<std::string> ipv4Dns = {"10.0.0.1", "10.0.0.2"};
@@ -132,7 +132,7 @@ struct sContext {
     std::string user;
     std::string password;
     bool ncm = false;
-    std::optional<sAddressPlan> plan;  // else the network's
+    std::optional<sAddressPlan> plan;  // without one the network's plan applies
 };
 
 constexpr int CONTEXT_ID_MAX = 16;
@@ -154,7 +154,7 @@ struct sStoredSms {
 
 struct sSentSms {
     uint64_t timeMs = 0;
-    std::string pdu;  // empty when sent in text mode
+    std::string pdu;  // empty if sent in text mode
     std::string number;
     std::string text;
     std::string coding;  // gsm7, 8bit, ucs2, or the character set of text mode
@@ -165,14 +165,14 @@ struct sSentSms {
 
 struct sSmsStore {
     std::map<int, sStoredSms> slots;   // by index, from 1
-    std::vector<std::string> waiting;  // PDUs the network keeps while the memory is full
+    std::vector<std::string> waiting;  // PDUs that the network keeps while the memory is full
     std::vector<sSentSms> sent;
     int capacity = 20;
     int nextReference = 1;
     bool bareAlpha = false;  // +CMGL: 1,0,,24 instead of 1,0,"",24
     std::string characterSet = "IRA";
     std::string serviceCentre = "+12025550100";
-    uint64_t promptTimeoutMs = 0;  // 0: the prompt waits for ever
+    uint64_t promptTimeoutMs = 0;  // 0: the prompt waits forever
     uint64_t sendDelayMs = 0;
 };
 
@@ -192,7 +192,7 @@ struct sGpsReceiver {
     double hdop = 1.1;
     double speedKnots = 0.0;
     double courseDeg = 0.0;
-    std::vector<sGpsPoint> track = {{50.825543, 5.93291667, 192.0}};  // one point a second
+    std::vector<sGpsPoint> track = {{50.825543, 5.93291667, 192.0}};  // one point per second
     std::string ggaTalker = "GP";
     std::string rmcTalker = "GN";
     std::string escapeReply = "NO CARRIER";
@@ -201,7 +201,7 @@ struct sGpsReceiver {
 struct sFirmware {
     bool dual = false;
     int slot = 0;
-    std::array<std::string, 2> version;  // empty: the model's
+    std::array<std::string, 2> version;  // empty: that of the model
     int configVersion = 1;
 };
 
@@ -223,7 +223,7 @@ struct sBehaviour {
     bool cgdataOk = true;
     bool quoted = true;  // fields of +CGCONTRDP and +CGDCONT
     bool echoPings = true;
-    bool anySource = false;  // answer pings from addresses no context holds
+    bool anySource = false;  // answer pings from addresses that no context has
     std::vector<std::string> bootLines = {"+PACSP0"};
 };
 
@@ -231,7 +231,7 @@ struct sModemState {
     uint64_t nowMs = 0;
     eModel model = eMODEL_NA_V2;
     bool testMode = false;
-    bool testModeNext = false;  // after the next restart
+    bool testModeNext = false;  // test mode after the next restart
     sIdentity identity;
     sFirmware firmware;
     std::array<sSimCard, 2> cards;  // slot 1 and slot 2
@@ -242,7 +242,7 @@ struct sModemState {
     bool deregistered = false;  // +COPS=2
     int copsMode = 0;
     int copsFormat = 0;
-    std::string manualPlmn;  // +COPS=1, when not the current network's
+    std::string manualPlmn;  // +COPS=1, if another network's
     uint64_t registerAtMs = 0;
     sNetwork network;
     bool attached = false;
@@ -272,18 +272,18 @@ struct sModemState {
     int64_t setting(const std::string& name, size_t index = 0) const;
 };
 
-// +CREG stat that holds now: the network's wish, unless SIM, radio or operator selection forbid it.
+// Current +CREG stat: that of the network, unless SIM, radio or operator selection prevents it.
 int registrationState(const sModemState& state);
 bool isRegistered(const sModemState& state);
 
-// Puts right what depends on something else: no network, no attach; no attach, no context.
+// Updates dependent states: no network, no attach; no attach, no context.
 void settle(sModemState& state);
 
-// Gives a context its addresses. False when its type and the network's families do not meet.
+// Gives a context its addresses. False if the network supports no address family of its type.
 bool activateContext(sModemState& state, int contextId);
 void deactivateContext(sContext& context);
 
-// What a restart forgets and what it takes up.
+// Resets what a restart forgets and applies what takes effect at a restart.
 void resetAtPowerUp(sModemState& state);
 
 // Seconds since 1970 of the modem's clock, in network local time, and its zone in quarter hours.
@@ -292,7 +292,7 @@ struct sClock {
     int zoneQuarters = 0;
     int daylightSaving = 0;
 };
-// Reads "yy/MM/dd,hh:mm:ss-zz,d"; nothing when the text is not such a time.
+// Reads "yy/MM/dd,hh:mm:ss-zz,d"; nothing if the text is no such time.
 std::optional<sClock> parseClock(const std::string& text);
 sClock modemClock(const sModemState& state);
 // "yy/MM/dd,hh:mm:ss-zz"

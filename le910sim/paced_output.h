@@ -7,13 +7,13 @@
 
 namespace le910sim {
 
-// Bytes on their way to the host: each portion has the time it is due, and the line passes only so
-// many bytes a second. What nobody collects is bounded: the oldest goes.
+// Bytes on their way to the host: each portion has a due time, and the line passes a limited number
+// of bytes per second. If nobody reads, the oldest bytes are dropped.
 class cPacedOutput {
   public:
     static constexpr size_t BYTES_MAX = 256 * 1024;
 
-    // Bits a second with ten bits a byte; 0 is an instant line.
+    // Bits per second, ten bits per byte; 0 is an instant line.
     void setBaud(uint32_t baud) { m_baud = baud; }
 
     void add(uint64_t dueMs, const std::string& bytes);

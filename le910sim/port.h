@@ -12,16 +12,16 @@
 
 namespace le910sim {
 
-// Silence asked before and after +++; ITU-T V.250's escape, 1 second on these modems.
+// Required silence before and after +++, the escape of ITU-T V.250: 1 second on these modems.
 constexpr uint64_t ESCAPE_GUARD_MS = 1000;
 
 enum ePortMode {
     eMODE_COMMAND,
-    eMODE_PROMPT,  // takes the text of a message
-    eMODE_NMEA,    // streams positions, deaf to commands
+    eMODE_PROMPT,  // reads the text of a message
+    eMODE_NMEA,    // streams positions, ignores commands
 };
 
-// A command line on its way: commands run one after the other and may wait in between.
+// A command line in progress: commands run one after the other and may wait in between.
 struct sRunningLine {
     std::string line;
     std::string echo;
@@ -34,12 +34,12 @@ struct sRunningLine {
 };
 
 struct sPrompt {
-    int length = -1;     // octets of the PDU behind the service centre; -1 in text mode
+    int length = -1;     // octets of the PDU after the service centre; -1 in text mode
     std::string number;  // of text mode
     std::string command;
     std::string text;
     uint64_t sinceMs = 0;
-    bool deaf = false;  // a fault swallowed the text, only ESC leads out
+    bool deaf = false;  // a fault dropped the text; only ESC ends the prompt
 };
 
 // One of the modem's two serial ports.
@@ -47,7 +47,7 @@ struct sPort {
     std::string name;
     sPortProfile profile;
     ePortMode mode = eMODE_COMMAND;
-    std::string input;  // not looked at yet
+    std::string input;  // not processed yet
     std::string line;   // the command line so far
     bool lineTooLong = false;
     std::string lastCommand;

@@ -59,7 +59,7 @@ void cPty::disappear() {
     if (!present()) return;
     std::array<char, 256> target = {};
     const ssize_t length = readlink(m_link.c_str(), target.data(), target.size());
-    // Somebody else's link of the same name stays.
+    // A foreign link of the same name stays.
     if (length > 0 && m_target == std::string(target.data(), static_cast<size_t>(length))) {
         unlink(m_link.c_str());
     }
@@ -88,7 +88,7 @@ void cPty::send(const std::string& bytes) {
         if (count <= 0) break;
         m_unsent.erase(0, static_cast<size_t>(count));
     }
-    // Nobody reads: the oldest goes.
+    // Nobody reads: the oldest bytes are dropped.
     if (m_unsent.size() > UNSENT_MAX) m_unsent.erase(0, m_unsent.size() - UNSENT_MAX);
 }
 

@@ -7,8 +7,8 @@
 
 namespace le910sim {
 
-// A pseudo-terminal that stands in for a serial port of the modem, reached through a link of a
-// fixed name. Nothing is echoed or translated. It lives on while no program has it open.
+// A pseudo-terminal that replaces a serial port of the modem, reached through a link with a fixed
+// name. Nothing is echoed or translated. It keeps running while no program has it open.
 class cPty {
   public:
     explicit cPty(std::string link) : m_link(std::move(link)) {}
@@ -16,15 +16,16 @@ class cPty {
     cPty(const cPty&) = delete;
     cPty& operator=(const cPty&) = delete;
 
-    // Throws std::runtime_error. A link that stands there already is replaced, a file is not.
+    // Throws std::runtime_error. An existing link is replaced, a file is not.
     void appear();
-    // As a modem that restarts: the link goes, and who has the port open gets a hang-up.
+    // As at a restart of a modem: the link is removed, and programs that have the port open get a
+    // hang-up.
     void disappear();
     bool present() const { return m_master.open(); }
     int descriptor() const { return m_master.get(); }
 
     std::string receive();
-    // What the terminal cannot take now is kept for the next call.
+    // What the terminal cannot accept now is kept for the next call.
     void send(const std::string& bytes);
 
   private:
@@ -33,7 +34,7 @@ class cPty {
     std::string m_link;
     std::string m_target;
     cDescriptor m_master;
-    // Held so that the master sees no hang-up between two users.
+    // Kept open so that the master sees no hang-up between two users.
     cDescriptor m_slave;
     std::string m_unsent;
 };

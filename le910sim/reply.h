@@ -20,7 +20,7 @@ enum eFinalCode {
     eFINAL_PROMPT,          // "> "
 };
 
-// What a command answers: information lines and a final code.
+// The answer to a command: information lines and a final code.
 struct sReply {
     std::vector<std::string> lines;
     eFinalCode final = eFINAL_OK;
@@ -71,14 +71,14 @@ enum eCmsNumber {
     eCMS_NO_SERVICE = 331,
 };
 
-// What belongs to one of the two ports and not to the modem.
+// Settings of one of the two ports, not of the modem.
 struct sPortProfile {
     bool echo = true;
     int cmee = 0;
     std::vector<int64_t> nmea = {0, 0, 0, 0, 0, 0, 0};  // $GPSNMUN
 };
 
-// What a command sets off beside its answer.
+// Effects of a command besides its answer.
 struct sEffects {
     uint64_t waitMs = 0;  // before the next command of the line, and before the final code
     bool restart = false;
@@ -119,7 +119,7 @@ sReply runCommand(sCall& call);
 // The text of a CME number, 3GPP TS 27.007 section 9.2.
 std::string cmeText(int number);
 
-// The CME or CMS number a command answers while the SIM is not usable, 0 when it is.
+// The CME or CMS number that a command answers while the SIM is not usable, 0 if it is usable.
 int simObstacle(const sModemState& state);
 int simObstacleSms(const sModemState& state);
 

@@ -62,7 +62,7 @@ void readCard(cJsonReader& reader, sSimCard& card) {
     reader.finish();
 }
 
-// A card that goes in or out forgets that its PIN was given.
+// A card that is inserted or removed forgets that its PIN was given.
 void readCards(cJsonReader& reader, sModemState& state) {
     const char* const keys[] = {"sim", "sim2"};
     for (size_t i = 0; i < 2; ++i) {
@@ -97,7 +97,7 @@ void readTech(cJsonReader& reader, sNetwork& network) {
     network.tech = static_cast<size_t>(row - table.begin());
 }
 
-// The state by number or by word.
+// The state as a number or as a word.
 void readRegistrationState(cJsonReader& reader, sNetwork& network) {
     static const std::vector<std::string> WORDS = {"none",   "home",    "searching",
                                                    "denied", "unknown", "roaming"};
@@ -239,7 +239,7 @@ void readTemperature(cJsonReader& parent, sModemState& state) {
     reader.finish();
 }
 
-// A text sets the clock that the network sent, null takes it away.
+// A text sets the time that the network sent; null removes it.
 void readNetworkTime(cJsonReader& reader, sModemState& state) {
     const nlohmann::json* value = reader.value("network_time");
     if (value == nullptr) return;

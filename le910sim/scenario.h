@@ -11,7 +11,7 @@
 
 namespace le910sim {
 
-// The start of a simulation and what happens in it, from JSON. docs/le910sim.md has the keys.
+// The initial state of a simulation and its events, from JSON. docs/le910sim.md lists the keys.
 
 struct sTimelineEntry {
     uint64_t atMs = 0;
@@ -21,17 +21,17 @@ struct sTimelineEntry {
 struct sScenario {
     sModemState state;
     uint32_t baud = 0;
-    std::vector<sTimelineEntry> timeline;  // by time
+    std::vector<sTimelineEntry> timeline;  // sorted by time
     std::vector<nlohmann::json> faults;
 };
 
 // Both throw std::invalid_argument with a text that names the key.
 sScenario readScenario(const nlohmann::json& json);
-// The sections that may also change while the simulation runs; those absent stay as they are.
+// Reads the sections that may also change while the simulation runs; absent ones stay unchanged.
 void readLiveSections(cJsonReader& reader, sModemState& state);
 // The number of a context, which must be there.
 int readContextId(cJsonReader& reader);
-// "instant" or a number of bits a second.
+// "instant" or a number of bits per second.
 uint32_t readPace(const std::string& text, const std::string& where);
 
 nlohmann::json stateToJson(const sModemState& state);

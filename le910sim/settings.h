@@ -8,7 +8,7 @@
 
 namespace le910sim {
 
-// Commands that do nothing but keep the numbers they were given: +NAME=a,b and +NAME?.
+// Commands that only store the numbers they are given: +NAME=a,b and +NAME?.
 
 struct sSettingField {
     int64_t least;
@@ -18,9 +18,9 @@ struct sSettingField {
 
 struct sSettingRow {
     const char* name;
-    size_t required;  // arguments that must be given; the others keep what they were
+    size_t required;  // arguments that must be given; the others keep their values
     std::vector<sSettingField> fields;
-    bool kept;      // over a restart
+    bool kept;      // survives a restart
     bool readable;  // answered to +NAME? in the plain form
 };
 

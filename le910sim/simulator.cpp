@@ -11,9 +11,9 @@ namespace le910sim {
 
 namespace {
 
-// Answers become due at any moment; the daemon looks every 10 ms.
+// Answers become due at any moment; the daemon reads every 10 ms.
 constexpr int TICK_MS = 5;
-// Packets taken in one pass, so that a flood does not keep the ports waiting.
+// Packets per pass, so that a flood does not keep the ports waiting.
 constexpr int PACKETS_PER_PASS = 64;
 
 }  // namespace
@@ -38,7 +38,7 @@ cSimulator::cSimulator(const sSimulatorOptions& options)
         std::make_unique<cControlSocket>(options.controlPath, [this](const nlohmann::json& order) {
             m_modem.advance(nowMs());
             nlohmann::json answer = m_modem.control(order);
-            // The answer is not seen before its effect.
+            // The effect must be visible before the answer.
             movePorts();
             writeLog();
             return answer;

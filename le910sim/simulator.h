@@ -25,13 +25,13 @@ struct sSimulatorOptions {
     nlohmann::json scenario = nlohmann::json::object();
 };
 
-// The simulated modem in real time, on pseudo-terminals and, where wanted, a network interface.
+// The simulated modem in real time, on pseudo-terminals and, if requested, a network interface.
 class cSimulator {
   public:
-    // Throws std::invalid_argument for a wrong scenario, std::runtime_error for the rest.
+    // Throws std::invalid_argument for a wrong scenario, std::runtime_error for other failures.
     explicit cSimulator(const sSimulatorOptions& options);
 
-    // Works until stop becomes non-zero or the time is over.
+    // Runs until stop becomes non-zero or the time is over.
     void run(const volatile std::sig_atomic_t& stop);
 
   private:

@@ -185,7 +185,7 @@ tBytes userData(const sDeliver& message, const tBytes& header, uint8_t& coding) 
     return octetData(header, utf16(points));
 }
 
-// Reads a PDU from front to back; every take throws when the PDU ends too early.
+// Reads a PDU from front to back; every read throws if the PDU ends too early.
 class cPduReader {
   public:
     explicit cPduReader(tBytes bytes) : m_bytes(std::move(bytes)) {}
@@ -228,7 +228,7 @@ std::string readAddress(cPduReader& reader) {
     return ((type & 0x70U) == 0x10U ? "+" : "") + readDigits(bytes, count);
 }
 
-// The concatenation elements of a user data header.
+// Reads the concatenation elements of a user data header.
 void readHeader(const tBytes& header, sSentSms& sms) {
     cPduReader reader(header);
     while (reader.left() != 0) {
@@ -305,7 +305,7 @@ sSentSms parseSubmit(const tBytes& bytes) {
             break;
     }
     readUserData(reader, (first & 0x40U) != 0, coding, sms);
-    if (reader.left() != 0) throw std::invalid_argument("octets left behind the user data");
+    if (reader.left() != 0) throw std::invalid_argument("octets left after the user data");
     return sms;
 }
 

@@ -16,11 +16,11 @@ std::string inQuotes(const std::string& text);
 
 // Upper-case hexadecimal.
 std::string toHex(const std::vector<uint8_t>& bytes);
-// False when text is not pairs of hexadecimal digits.
+// False if text is not pairs of hexadecimal digits.
 bool fromHex(const std::string& text, std::vector<uint8_t>& bytes);
 
-// An IPv6 address as sixteen decimal octets, 3GPP TS 27.007 section 10.1.23; empty when the text
-// is not an address.
+// An IPv6 address as sixteen decimal octets, 3GPP TS 27.007 section 10.1.23; empty if the text is
+// no address.
 std::string ipv6Dotted(const std::string& address);
 std::string ipv6MaskDotted(int prefixBits);
 bool isIpv4(const std::string& text);

@@ -10,15 +10,15 @@
 
 namespace le910sim {
 
-// The modem's network interface: a TUN device of a given name, made here and gone with the object.
-// Its addresses are the host's affair.
+// The modem's network interface: a TUN device with a given name that exists as long as the object.
+// The host sets its addresses.
 class cTunInterface {
   public:
     // Needs CAP_NET_ADMIN; throws std::runtime_error.
     explicit cTunInterface(const std::string& name);
 
     int descriptor() const { return m_device.get(); }
-    // A packet that the host sent, nothing when none is waiting.
+    // A packet that the host sent, nothing if none is waiting.
     std::optional<std::vector<uint8_t>> receive();
     void send(const std::vector<uint8_t>& packet);
 

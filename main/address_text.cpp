@@ -25,7 +25,7 @@ std::string joinOctets(const tokenstr& octets, size_t first, size_t count) {
     return text;
 }
 
-// inet_addr says the same for 255.255.255.255 and for an error.
+// inet_addr returns the same for 255.255.255.255 and for an error.
 bool isIPv4(const std::string& text) {
     return inet_addr(text.c_str()) != INADDR_NONE;
 }

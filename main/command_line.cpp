@@ -60,7 +60,7 @@ bool parseArgs(int argc, char* argv[], sOptionArgs& options) {
             case 'p':
                 if (!isSlot(optarg)) break;
                 options.s_port = optarg;
-                mayStart = true;  // takes back a -h before it
+                mayStart = true;  // overrides an earlier -h
                 break;
             case 'i':
                 options.s_interface = optarg;
@@ -68,7 +68,7 @@ bool parseArgs(int argc, char* argv[], sOptionArgs& options) {
             case 'h':
                 mayStart = false;
                 break;
-            default:  // unknown option or missing argument: getopt has told the user
+            default:  // unknown option or missing argument: getopt has printed the error
                 break;
         }
     }

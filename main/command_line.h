@@ -7,15 +7,15 @@
 
 constexpr const char* PROGRAM_VERSION = "1.0.17";
 
-// The file name of the running program; empty when it cannot be told.
+// The file name of the running program; empty if it cannot be found out.
 std::string getProgramName();
 
-// Fills options and g_i_debugMode from the command line. True when the daemon may start: all four
-// mandatory options are there and -h was not given after the last valid -p.
+// Fills options and g_i_debugMode from the command line. True if the daemon may start: all four
+// mandatory options are given, and no -h after the last valid -p.
 bool parseArgs(int argc, char* argv[], sOptionArgs& options);
 
-// Whether --version is all that is asked. Beside other options it is one that is not known, and the
-// daemon starts.
+// Whether --version is the only argument. Together with other options it counts as an unknown
+// option, and the daemon starts.
 bool isVersionRequest(int argc, char* argv[]);
 void printVersion(const std::string& programName);
 

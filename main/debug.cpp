@@ -18,8 +18,8 @@ bool isEnabled(uint64_t category, uint64_t mode) {
     return (category & mode) == category;
 }
 
-// Text of the modem and the network stands in messages: no escape sequence of theirs may reach a
-// terminal or a log viewer.
+// Messages contain text from modem and network. No escape sequence in it may reach a terminal or a
+// log viewer.
 void blankEscapes(char* text) {
     for (; *text != '\0'; ++text) {
         const auto byte = static_cast<unsigned char>(*text);
@@ -28,8 +28,8 @@ void blankEscapes(char* text) {
     }
 }
 
-// What is left of the category of a notice or an error that is not news: the bits that it names
-// beside that of the notice, or else what the work that repeats it names.
+// The category of a repeated notice or error: the remaining bits of its own category, or else the
+// category of the work that repeats it.
 uint64_t withoutRepetition(uint64_t category, const char* message) {
     const uint64_t repeated = categoryOfRepeated(message);
     if (repeated == 0) return category;
@@ -58,7 +58,7 @@ unsigned char write(uint64_t category, uint64_t mode, const char* message) {
     return done;
 }
 
-// A log in which the start of a run is missing has to say why.
+// If the start of a run is missing in the log, the log must say why.
 void logStartsInARow(uint64_t mode) {
     const sStartsInARow row = takeStartsInARow();
     if (row.starts == 0) return;

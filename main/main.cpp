@@ -19,13 +19,13 @@ namespace {
 
 constexpr int EXIT_REFUSED = 1;
 constexpr int EXIT_ANSWERED = 0;
-// Not a facility: the C library then keeps LOG_USER.
+// Not a valid facility, so the C library keeps LOG_USER.
 constexpr int LOG_FACILITY = 5;
 
 void ignorePipe(int) {}
 
-// Started with one of them closed, the daemon would have the modem's port or the store under the
-// number of standard output, and write its messages there.
+// If the daemon is started with one of them closed, the modem's port or the store could get the
+// number of standard output, and the daemon would write its messages there.
 void occupyStandardDescriptors() {
     int file = -1;
     do {
@@ -34,14 +34,14 @@ void occupyStandardDescriptors() {
     if (file != -1) close(file);
 }
 
-// A closed pipe behind standard output must not end the daemon. A handler instead of SIG_IGN, which
-// every command that the daemon runs would inherit.
+// A closed pipe on standard output must not end the daemon. This is a handler because every command
+// that the daemon runs would inherit SIG_IGN.
 void prepareOutput() {
     signal(SIGPIPE, ignorePipe);
     setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 
-// To the system log alone, whatever the debug mode.
+// Writes to the system log only, in any debug mode.
 void logStart() {
     const std::string line = std::string("v") + PROGRAM_VERSION + " starting";
     const uint64_t repeated = categoryOfRepeated(line.c_str());

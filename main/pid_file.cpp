@@ -44,7 +44,7 @@ int writePidFile(const std::string& programName, const std::string& port,
 
     const std::string pid = itos(getpid());
     const cVaryingNumbers pids;
-    // A new file, whatever was there: nothing behind a link is written, and a FIFO does not block.
+    // Always a new file, so that no link is followed and no FIFO blocks.
     unlink(path.c_str());
     if (!writeText(path, pid)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Unable to write pid %s to pidfile '%s'",

@@ -12,20 +12,19 @@ namespace {
 
 constexpr int NO_WORK = -1;
 constexpr size_t NOTICES_MAX = 128;  // of one work
-// What the run before logged outside of a pass, too.
+// Category of what the previous process logged outside of a pass too.
 constexpr uint64_t CATEGORY_OUTSIDE = eLOG_STATE;
 
 struct sWorkRow {
     eRepeatedWork work;
-    uint64_t category;  // of what it repeats
-    // Runs that may say something else in between: a fault can show another side in each pass,
-    // such as a session that starts in one and is found bad in the next.
+    uint64_t category;  // of its repetitions
+    // How many runs without a notice may lie between its repetitions: a fault can show itself
+    // differently in each pass, such as a session that starts in one and fails in the next.
     uint8_t otherRuns;
-    bool isSlow;  // it is not run in each pass
-    // After so long without a run, or without a word, there is nothing to repeat. Beyond every
-    // pause between two attempts: 30 s after a session that could not be started, and the time-outs
-    // of its commands; five minutes after the clock could not be set, a quarter of an hour of
-    // sweeps.
+    bool isSlow;  // not run in each pass
+    // After this time without a run or a message, everything is new again. Longer than every pause
+    // between two attempts: 30 s after a failed start of the session, plus the time-outs of its
+    // commands; five minutes after the clock could not be set; fifteen minutes between sweeps.
     uint64_t keptMs;
 };
 
@@ -40,30 +39,30 @@ constexpr sWorkRow WORKS[] = {
 };
 static_assert(sizeof WORKS / sizeof WORKS[0] == eREPEATED_WORKS, "a row for each work, in order");
 
-// A notice is known by the hash of its text.
+// A notice is identified by the hash of its text.
 struct sNotice {
     uint64_t hash;
     uint8_t runsWithout;
-    bool saidNow;     // in the run that goes on
-    bool saidBefore;  // in an earlier one
+    bool saidNow;     // in the current run
+    bool saidBefore;  // in an earlier run
 };
 
 struct sWorkMemory {
     std::array<sNotice, NOTICES_MAX> notices;
     size_t count = 0;
     bool running = false;
-    bool spoke = false;       // in the run that goes on
-    bool overflows = false;   // the run that goes on says more than fits
-    bool overflowed = false;  // the one before did
+    bool spoke = false;       // in the current run
+    bool overflows = false;   // the current run logs more than fits
+    bool overflowed = false;  // the previous run did
     uint64_t spokeMs = 0;
-    uint64_t lastPass = 0;         // in which it tried something
-    bool hasConsequences = false;  // the pass said something, too, when this work failed
+    uint64_t lastPass = 0;         // the last pass in which it tried something
+    bool hasConsequences = false;  // when this work failed, its pass logged something too
 };
 
 struct sRepeatedNoticesState {
     std::array<sWorkMemory, eREPEATED_WORKS> works;
     int current = NO_WORK;
-    int singleEvents = 0;  // that nest
+    int singleEvents = 0;  // depth of nesting
     uint64_t pass = 0;
     bool numbersVary = false;
 };
@@ -87,8 +86,8 @@ void forget(sWorkMemory& memory) {
     memory.hasConsequences = false;
 }
 
-// Something that is not tried in each pass failed when it was tried last, and the pass said
-// something about it: until it is tried again, passes in which nothing happens mean nothing.
+// Work that is not tried in each pass failed last time, and its pass logged something about it.
+// Until the next try, a pass without messages does not mean that the fault is over.
 bool holdsPass(const sWorkRow& row) {
     const sWorkMemory& memory = g_repeatedState.works[row.work];
     return row.isSlow && memory.count != 0 && memory.hasConsequences;
@@ -98,7 +97,7 @@ bool isPassHeld() {
     return std::any_of(std::begin(WORKS), std::end(WORKS), holdsPass);
 }
 
-// Of the activities that ran in the pass that ends.
+// For the work that ran in the pass that ends.
 void noteConsequences(bool passSpoke) {
     for (sWorkMemory& memory : g_repeatedState.works)
         if (memory.lastPass == g_repeatedState.pass) memory.hasConsequences = passSpoke;
@@ -152,7 +151,7 @@ void endRun(int work, bool tried) {
         forget(memory);
 }
 
-// True when an earlier run said it, too.
+// True if an earlier run logged it too.
 bool note(sWorkMemory& memory, uint64_t hash) {
     memory.spoke = true;
     sNotice* const end = memory.notices.data() + memory.count;

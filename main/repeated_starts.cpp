@@ -18,10 +18,10 @@ namespace {
 
 constexpr uint64_t MINUTE_MS = 60000;
 constexpr uint64_t KEPT_MS = 30 * MINUTE_MS;  // from an end to the next start
-// Beyond the ten minutes after which a missing SIM resets the modem: a run that ends after longer
-// does not end for what was wrong at its start.
+// More than the ten minutes after which a missing SIM resets the modem. A longer run did not end
+// because of a fault at its start.
 constexpr uint64_t RUN_MAX_MS = 60 * MINUTE_MS;
-// Once a day everything is logged: the log may have been rotated since.
+// Once a day everything is logged, because the log may have been rotated.
 constexpr uint64_t WHOLE_EACH_MS = 24 * 60 * MINUTE_MS;
 
 constexpr size_t TEXTS_MAX = 256;
@@ -41,8 +41,8 @@ struct sLoggedText {
 // What is in the file.
 struct sLoggedRun {
     uint64_t endMs = 0;
-    uint64_t wholeMs = 0;  // when a start last logged everything
-    unsigned starts = 0;   // in a row after a reset, without the first
+    uint64_t wholeMs = 0;  // when a run last logged everything
+    unsigned starts = 0;   // starts in a row after a reset, without the first
     std::vector<sLoggedText> texts;
 };
 
@@ -58,14 +58,14 @@ struct sRepeatedStartsState {
 
 sRepeatedStartsState g_startsState;
 
-// Where /var/run outlives a boot, the clock of the one before says nothing.
+// If /var/run survives a boot, a time of the previous boot means nothing.
 std::string bootId() {
     std::string id;
     readFile2String(BOOT_ID_FILE, id, BOOT_ID_LENGTH);
     return id;
 }
 
-// One line with what the file is, then one a text.
+// One line that identifies the file, then one line per text.
 std::string fileTextOf(const sLoggedRun& run) {
     char line[160];
     snprintf(line, sizeof line, "cellslotd 1 %s %" PRIu64 " %" PRIu64 " %u %zu\n", bootId().c_str(),
@@ -91,8 +91,8 @@ uint64_t takeNumber(const std::string& text, size_t& at, uint64_t maximum) {
     return number < 0 ? 0 : std::min(static_cast<uint64_t>(number), maximum);
 }
 
-// Numbers are bounded on the way in, so that anything but a file of ours, whole and of this boot,
-// differs from the text that its content would have.
+// Numbers are limited when read. So any file other than a complete one of ours of this boot differs
+// from the text that would be written for its content.
 bool parseFileText(const std::string& text, sLoggedRun& run) {
     size_t at = 0;
     for (int word = 0; word < 3; ++word)
@@ -108,7 +108,7 @@ bool parseFileText(const std::string& text, sLoggedRun& run) {
     return fileTextOf(run) == text;
 }
 
-// Written by us and by nobody else.
+// Whether only our own user could have written the file.
 bool isOurs(const std::string& path) {
     struct stat info;
     return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == geteuid() &&
@@ -129,7 +129,7 @@ sLoggedText* findText(std::vector<sLoggedText>& texts, uint64_t hash) {
     return found == texts.end() ? nullptr : &*found;
 }
 
-// What does not fit is news of the next run, too.
+// A text that does not fit is logged by the next run too.
 void noteText(std::vector<sLoggedText>& texts, uint64_t hash) {
     sLoggedText* const known = findText(texts, hash);
     if (known != nullptr)
@@ -192,7 +192,7 @@ void keepForNextStart() {
     sRepeatedStartsState& state = g_startsState;
     state.now.endMs = timerClockMs();
     if (!state.begun || state.works || state.now.endMs - state.beginMs > RUN_MAX_MS) return;
-    // Not the mode and owner of whatever somebody put there.
+    // A new file, so that mode and owner of a foreign one are not kept.
     unlink(state.path.c_str());
     cFileVector file(state.path, FILE_MODE);
     file.AppendLine(fileTextOf(state.now), false);

@@ -16,7 +16,7 @@
 namespace {
 
 constexpr uint64_t HEARTBEAT_MS = 1000;
-constexpr uint64_t HEARTBEATS_A_PERIOD = 4;  // at least, so that a late one does no harm
+constexpr uint64_t HEARTBEATS_A_PERIOD = 4;  // at least, so that one may be late
 constexpr uint64_t US_PER_MS = 1000;
 
 struct sServiceManager {
@@ -39,7 +39,8 @@ std::string takeVariable(const char* name) {
     return text;
 }
 
-// A path, or with a leading @ a name in the abstract namespace, which begins with a zero byte.
+// A path, or with a leading @ a name in the abstract namespace; such an address begins with a zero
+// byte.
 bool setAddress(sServiceManager& manager, const std::string& name) {
     sockaddr_un& address = manager.address;
     address.sun_family = AF_UNIX;
@@ -53,7 +54,7 @@ bool setAddress(sServiceManager& manager, const std::string& name) {
     return true;
 }
 
-// Another process's period is not ours: WATCHDOG_PID says whose it is, if anyone's.
+// WATCHDOG_PID, if set, names the process that the period applies to.
 void readWatchdog(sServiceManager& manager, const std::string& period, const std::string& pid) {
     if (!isStringNumeric(period) || (!pid.empty() && pid != ltos(getpid()))) return;
     const uint64_t periodMs = strtoull(period.c_str(), nullptr, 10) / US_PER_MS;
@@ -62,7 +63,7 @@ void readWatchdog(sServiceManager& manager, const std::string& period, const std
     manager.heartbeatMs = std::min(HEARTBEAT_MS, periodMs / HEARTBEATS_A_PERIOD);
 }
 
-void tell(const std::string& message) {
+void sendMessage(const std::string& message) {
     const sServiceManager& manager = g_serviceManager;
     if (manager.fd == -1) return;
     sendto(manager.fd, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
@@ -83,18 +84,18 @@ void connectServiceManager() {
 }
 
 void notifyReady() {
-    tell("READY=1");
+    sendMessage("READY=1");
 }
 
 void notifyStopping() {
-    tell("STOPPING=1");
+    sendMessage("STOPPING=1");
 }
 
 void notifyStatus(const std::string& line) {
     if (line == g_serviceManager.status) return;
     g_serviceManager.status = line;
     // A line end would begin another message.
-    tell("STATUS=" + blankControlCharacters(line));
+    sendMessage("STATUS=" + blankControlCharacters(line));
 }
 
 void notifyAlive() {
@@ -104,5 +105,5 @@ void notifyAlive() {
     if (manager.heartbeatSent && now - manager.lastHeartbeatMs < manager.heartbeatMs) return;
     manager.heartbeatSent = true;
     manager.lastHeartbeatMs = now;
-    tell("WATCHDOG=1");
+    sendMessage("WATCHDOG=1");
 }

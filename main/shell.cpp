@@ -5,7 +5,7 @@
 #include "include/service_manager.h"
 
 int runShellCommand(const std::string& command) {
-    // The daemon waits for the command, and the watchdog's patience is sized to one of them.
+    // The daemon waits for the command; the watchdog period allows for one command.
     notifyAlive();
     const int status = system(command.c_str());
     notifyAlive();

@@ -4,8 +4,8 @@
 
 namespace {
 
-// The system call's own function: usleep comes to it over two others, and the daemon does hardly
-// anything as often as this, each time with cold caches.
+// usleep reaches this function through two others. The daemon sleeps more often than it does almost
+// anything else, each time with cold caches.
 void systemSleep(unsigned microseconds) {
     constexpr unsigned US_PER_S = 1000000;
     constexpr unsigned NS_PER_US = 1000;

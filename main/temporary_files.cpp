@@ -19,14 +19,14 @@ constexpr size_t RANDOM_PART_LENGTH = 6;
 constexpr const char* RANDOM_PART_LETTERS =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 
-// ".cellslot-tmp-a1B2c3": the prefix and what mkstemp makes of "XXXXXX".
+// ".cellslot-tmp-a1B2c3": the prefix and what mkstemp puts in place of "XXXXXX".
 bool isTemporaryName(const std::string& name) {
     const std::string prefix = cFileVector::TEMPORARY_NAME_PREFIX;
     return startsWith(name, prefix) && name.size() == prefix.size() + RANDOM_PART_LENGTH &&
            name.find_first_not_of(RANDOM_PART_LETTERS, prefix.size()) == std::string::npos;
 }
 
-// Not a link, whatever it leads to.
+// A link is never old, whatever it points to.
 bool isOldFile(int folder, const char* name, time_t now) {
     struct stat info;
     return fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode) &&
@@ -35,7 +35,7 @@ bool isOldFile(int folder, const char* name, time_t now) {
 
 }  // namespace
 
-// Entry by entry: how many there are in /tmp is up to anybody.
+// Entry by entry, because any user can create any number of files in /tmp.
 void removeLeftTemporaryFiles(const std::string& folder) {
     DIR* entries = opendir(folder.c_str());
     if (entries == nullptr) return;

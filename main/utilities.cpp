@@ -1,4 +1,4 @@
-// MD5 only tells whether a file changed; OpenSSL 3 marks its own MD5 calls as old.
+// MD5 only shows whether a file changed; OpenSSL 3 marks its own MD5 calls as deprecated.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
 #include "include/utilities.h"
@@ -38,7 +38,7 @@ int _mkdir(const std::string& path) {
     if (!folder.empty() && folder.back() == '/') folder.pop_back();
     if (folder.empty()) return -1;
 
-    // The callers' paths lie under a folder that every system has: it is not created.
+    // The first component of the callers' paths exists on every system and is not created.
     size_t separator = folder.find('/', 1);
     if (separator == std::string::npos) return -1;
     if (isFolder(folder)) return 0;

@@ -18,13 +18,13 @@ constexpr const char* OVERRIDE_POWER_OFF_NAME = "force_cell_tempoff";
 std::string overrideFilePath(eDataOverride value, const cSlotText& slot);
 std::string overrideFileIn(const std::string& folder, eDataOverride value, const cSlotText& slot);
 
-// The first that exists counts: on, off, power-off. A link that leads nowhere does not exist.
+// The first that exists counts: on, off, power-off. A dangling link does not exist.
 eDataOverride findOverride(const std::string& folder, const cSlotText& slot);
 
-// What the override and the configuration's switch (1 yes, 0 no, -1 modem off) say together.
+// The result of the override and the configuration's switch (1 yes, 0 no, -1 modem off).
 eCfgDataStatus wantedData(eDataOverride value, int enableInterface);
 
-// Whether it has to wait while the host boots (host_boot.h); the directive is then
+// Whether data must wait while the host boots (host_boot.h); the directive is then
 // eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM.
 bool waitsForBoot(eCfgDataStatus wanted);
 

@@ -3,7 +3,8 @@
 
 #include <string>
 
-// Data waits until the host has booted: until the file is there, or the host is up for longer.
+// Data waits until the host has booted: until the file exists or the host has been up for this
+// time.
 constexpr unsigned BOOT_S = 180;
 constexpr const char* BOOTED_FILE = "/var/run/poststart";
 
@@ -16,7 +17,7 @@ enum class eHostBoot {
 // root: put before the path of the file, "" on a real host.
 eHostBoot hostBoot(const std::string& root, double uptimeS);
 
-// Seconds since the host was started, 0 when they are not known.
+// Seconds since the host was started, 0 if not known.
 unsigned hostUptimeS();
 
 #endif

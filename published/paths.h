@@ -5,12 +5,12 @@
 
 #include "published/slot.h"
 
-// Where the daemon and other programs of the gateway meet. Every path is absolute.
+// The paths that the daemon shares with other programs of the gateway. Every path is absolute.
 
-// The name that processes, pid files and the system log have of the daemon.
+// The daemon's name in the process list, pid files and the system log.
 constexpr const char* DAEMON_NAME = "cellslotd";
 
-constexpr const char* SHARED_FOLDER = "/tmp";  // anybody may write to it
+constexpr const char* SHARED_FOLDER = "/tmp";  // every user can write to it
 constexpr const char* STATUS_FOLDER = "/var/log";
 constexpr const char* RUN_FOLDER = "/var/run";
 constexpr const char* STORAGE_FOLDER = "/storage";
@@ -23,14 +23,14 @@ std::string oldConfigFile();
 // The same with other folders.
 std::string slotConfigFileIn(const std::string& folder, const cSlotText& slot);
 std::string oldConfigFileIn(const std::string& folder);
-// Whether a slot has an older place at all.
+// Whether a slot has an older path.
 bool hasOldConfigFile(const cSlotText& slot);
 
-// The PIN that unlocks the SIM. It stays.
+// The PIN that unlocks the SIM. The file is kept.
 std::string pinFilePath(const cSlotText& slot);
-// A request: a new PIN, "enable" or "disable". The daemon empties it when it takes it up.
+// A request: a new PIN, "enable" or "disable". The daemon empties the file before it acts.
 std::string pinRequestPath(const cSlotText& slot);
-// The PUK of a blocked SIM, with the new PIN in the file of requests. Emptied likewise.
+// The PUK of a blocked SIM; the new PIN is in the request file. Emptied in the same way.
 std::string pukFilePath(const cSlotText& slot);
 
 // The status of a slot; slot 1 also writes it under the name without a slot.
@@ -43,16 +43,16 @@ constexpr const char* OWN_NUMBER_FILE = "/var/log/wireless.mdn";
 // The operators that are known by name; in STATUS_FOLDER.
 constexpr const char* CARRIER_LIST_NAME = "carrier_list.json";
 
-// Where the daemon of a slot leaves its pid. It outlives the daemon.
+// The pid file of a slot's daemon. It remains when the daemon ends.
 std::string pidFilePath(const cSlotText& slot);
 std::string pidFileIn(const std::string& folder, const std::string& program, const cSlotText& slot);
-// What became of the last reading of the configuration.
+// The result of the last read of the configuration.
 std::string configLookPath(const cSlotText& slot);
 // What the last run logged, for the next start.
 std::string loggedFilePath(const cSlotText& slot);
 
-// Whoever wants the modem's firmware updated puts the trigger into the folder, which is in
-// SHARED_FOLDER; the daemon takes it away and leaves a line in the status file.
+// A program that requests a firmware update of the modem puts the trigger into this folder in
+// SHARED_FOLDER; the daemon removes it and writes a line into the status file.
 constexpr const char* FIRMWARE_FOLDER_NAME = "cellmodem_firmware";
 std::string firmwareTriggerName(const cSlotText& slot);
 std::string firmwareStatusPath(const cSlotText& slot);

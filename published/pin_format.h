@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-// What the files of PIN, request and PUK (paths.h) hold: digits, or a word as a request. White
-// space does not count; of a longer file only the first bytes are read.
+// Content of the files of PIN, request and PUK (paths.h): digits, or a word as a request. White
+// space is ignored; only the first bytes of a longer file are read.
 constexpr size_t PIN_FILE_MAX = 16;
 
 constexpr size_t PIN_DIGITS_MIN = 4;

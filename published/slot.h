@@ -3,11 +3,11 @@
 
 #include <string>
 
-// The slots of a gateway. Each has a daemon of its own, and its number ends the names of its files.
+// The slots of a gateway. Each has its own daemon, and the names of its files end with its number.
 constexpr int FIRST_SLOT = 1;
 constexpr int LAST_SLOT = 3;
 
-// A slot as names carry it: the daemon has it as text, other programs as a number.
+// The text of a slot in names: the daemon has it as text, other programs as a number.
 class cSlotText {
   public:
     // cppcheck-suppress noExplicitConstructor

@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char* BEFORE_TIME = ".";
 
-// Whether the line is of the field; then value has what follows.
+// Whether the line belongs to the field; then value is the rest of the line.
 bool takeField(const std::string& line, const char* field, std::string& value) {
     const std::string start = smsFieldStart(field);
     if (!startsWith(line, start)) return false;

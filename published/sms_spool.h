@@ -15,19 +15,19 @@ constexpr const char* SMS_DIR_SEND = "/send/";              // to be sent
 constexpr const char* SMS_DIR_SEND_FAIL = "/send_fail/";    // given up
 constexpr const char* SMS_DIR_SEND_OK = "/send_ok/";        // sent
 
-// A folder's path without a slash at its end, after which the system would follow a link.
+// A folder's path without a slash at its end, because with one the system would follow a link.
 std::string smsFolder(const std::string& root, const char* dir);
 
-// A message file, in or out, is at most so long.
+// Longest message file, received or to be sent.
 constexpr size_t SMS_FILE_MAX = 131072;
-// And its name (NAME_MAX).
+// Longest name of a message file (NAME_MAX).
 constexpr size_t SMS_NAME_MAX = 255;
 
-// A file that is done with keeps its name in its new folder, with the time after it.
+// A processed file keeps its name in its new folder, with the time after it.
 std::string filedSmsName(const std::string& name, const std::string& time);
 bool isFiledSmsName(const std::string& filed, const std::string& name);
 
-// Message files are lines of "FIELD=value"; the text is last and goes on to the end of the file:
+// Message files are lines of "FIELD=value"; the text is last and extends to the end of the file:
 //   TO=+12025550123              FROM=+12025550123            FROM=+12025550123
 //   MSG=any text                 TIME=2020-06-15 20:32:05     TIME=2020-06-15 20:32:05
 //                                MSG=any text                 TIMEUF=1592253125
@@ -35,7 +35,7 @@ bool isFiledSmsName(const std::string& filed, const std::string& name);
 //                                                             MSG_PART_NUMBER=1
 //                                                             MSG_PART_TOTAL=3
 //                                                             MSG=any text
-// one to be sent, one received, and a part of one received.
+// a message to send, a received message, and a part of a received message.
 constexpr const char* SMS_FIELD_TO = "TO";
 constexpr const char* SMS_FIELD_FROM = "FROM";
 constexpr const char* SMS_FIELD_TIME = "TIME";
@@ -48,20 +48,20 @@ constexpr const char* SMS_FIELD_TEXT = "MSG";
 // "FIELD=": how the line of a field begins.
 std::string smsFieldStart(const std::string& field);
 
-// The number of a message to be sent has so many digits, and a "+" before them or not.
+// Number of digits in the number of a message to send, with or without a "+" before them.
 constexpr size_t SMS_NUMBER_DIGITS_MIN = 5;
 constexpr size_t SMS_NUMBER_DIGITS_MAX = 50;
 
 std::string sendFileText(const std::string& number, const std::string& text);
 
-// A received message as its file holds it.
+// A received message as in its file.
 struct sReceivedText {
     std::string from;
     std::string time;
     std::string text;
 };
 
-// Fields that are missing are empty.
+// Missing fields are empty.
 sReceivedText parseReceivedText(const std::string& content);
 
 #endif

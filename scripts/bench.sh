@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # Measures the daemon: bring-up, idle cost, memory, messages, single functions and how they grow.
-# Prints a table and writes bench.json and a drawing of each curve. A quiet machine gives the best
-# figures; instruction counts are the same on a busy one.
+# Prints a table and writes bench.json and a drawing of each curve. Use an idle machine; instruction
+# counts are the same on a busy one.
 set -euo pipefail
 
 readonly CALLED_IN=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
-readonly BUILD=$PWD/build/release  # what is measured is what ships
+readonly BUILD=$PWD/build/release  # measure the programs that ship
 readonly BENCH=$PWD/build/bench
 readonly JOBS=2
 

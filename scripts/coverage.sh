@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Which lines and branches the tests run: of each folder and in total, and every line of the daemon
-# and its libraries that no test runs. Unit and flow tests; with --all the system tests too. Fails
-# when a test does. The table and the lines are also in build/coverage/coverage.txt.
+# Shows which lines and branches the tests run, by folder and in total, and every line of the daemon
+# and its libraries that no test runs. Runs unit and flow tests; with --all the system tests too. Fails
+# if a test fails. Table and lines are also in build/coverage/coverage.txt.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

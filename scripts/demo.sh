@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Shows the daemon at work with a simulated modem: builds both, runs them in a private namespace and
-# follows the bring-up, the connection and the shutdown. Nothing of the host is changed.
+# shows the bring-up, the connection and the shutdown. It changes nothing on the host.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -24,7 +24,7 @@ Exit status: 0 all of it worked, 1 a step failed, 2 wrong usage.
 TEXT
 }
 
-# Shows how far the build is: on a terminal in one line, which goes when it is done.
+# Shows the progress of the build; on a terminal in one line, which disappears at the end.
 showProgress() {
     local line
     while IFS= read -r line; do

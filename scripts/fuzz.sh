@@ -37,14 +37,14 @@ runTarget() { # TARGET SECONDS SEED MAX-OCTETS DICTIONARY
     if [[ $5 != - ]]; then
         options+=("-dict=fuzz/dictionaries/$5.dict")
     fi
-    # The daemon's standard output is closed: its errors would be most of the time.
+    # The daemon's standard output is closed: printing its errors would take most of the time.
     "$BUILD/bin/$target" -max_total_time="$2" -seed="$3" -max_len="$4" "${options[@]}" \
         -timeout=10 -close_fd_mask=1 -print_final_stats=1 \
         -artifact_prefix="$BUILD/findings/$target-" "$found" "fuzz/corpus/$target" \
         >"$BUILD/logs/$target.log" 2>&1
 }
 
-# Its lines about every input that it keeps, and the dictionary it recommends, are left out.
+# Without the lines about every kept input and the recommended dictionary.
 showFinding() { # TARGET
     echo "fuzz.sh: $1 found something, see $BUILD/findings:" >&2
     grep -vE '^(#[0-9]+[[:space:]]+(NEW|REDUCE|RELOAD|pulse|INITED|READ)|"|###### )' \
@@ -100,7 +100,7 @@ main() {
     return "$failed"
 }
 
-# Takes the next target that ends out of running, and notes in failed how it went.
+# Waits for the next target to end, removes it from running, and adds it to failed if it failed.
 waitForOne() {
     local pid status=0
     wait -n -p pid || status=$?

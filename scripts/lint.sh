@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# The includes of the product code, which form no circle and never go upwards (scripts/lib/includes.py),
-# and its lines, of which no six stand twice (scripts/lib/repeats.py); then cppcheck and clang-tidy over
-# what runs on the gateway and over the simulator. Their findings are errors; what is left out is in
-# .cppcheck-suppressions and .clang-tidy, with its reason.
-# clang-tidy takes some seconds a file: a file that was clean is looked at again when it, a header
-# or the configuration has changed. --quick leaves clang-tidy out.
+# Checks that the includes of the product code form no circle and never go upwards
+# (scripts/lib/includes.py) and that no six of its lines are repeated (scripts/lib/repeats.py), then runs
+# cppcheck and clang-tidy on the programs of the gateway and on the simulator. Their findings are errors;
+# .cppcheck-suppressions and .clang-tidy list the exceptions with their reasons. clang-tidy takes some
+# seconds per file: it checks a clean file again only if the file, a header or the configuration has
+# changed. --quick leaves clang-tidy out.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -31,7 +31,7 @@ runCppcheck() {
         --suppressions-list=.cppcheck-suppressions "${FOLDERS[@]}"
 }
 
-# Headers, options and the tool's version: what the result of every file depends on.
+# The result of every file depends on headers, options and the tool's version.
 commonState() {
     find "${FOLDERS[@]}" -name '*.h' -print0 | sort -z | xargs -0 cat .clang-tidy
     clang-tidy --version
@@ -43,7 +43,7 @@ tidyOne() { # COMMON-STATE FILE
     if [[ -e $stamp ]]; then
         return
     fi
-    # What it counts in the system's headers goes to standard error.
+    # Its counts for the system's headers go to standard error.
     clang-tidy --quiet -p "$BUILD" "$2" 2>/dev/null
     touch "$stamp"
 }
@@ -53,7 +53,7 @@ runClangTidy() {
     cmake --preset release >/dev/null
     mkdir -p "$CACHE"
     state=$(commonState | sha256sum)
-    # Only what is compiled: the fallback for a gateway's own platform is not, here.
+    # Only compiled files: the fallback for a gateway's own platform is not compiled here.
     find "${FOLDERS[@]}" -name '*.cpp' -not -path 'platform/external/*' -print0 | sort -z |
         xargs -0 -P "$JOBS" -n 1 scripts/lint.sh --file "$state"
 }

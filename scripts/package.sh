@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# Builds the programs and makes a Debian package of them: daemon, operator's command, host tools,
-# service, udev rules, documents. Prints the package's path at the end.
+# Builds the programs and a Debian package: daemon, operator's command, host tools, service, udev rules,
+# documents. At the end prints the package's path.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly NAME=cellslot
 readonly PROGRAMS=(cellslotd cellslot skvs)
 readonly TOOLS=(setup_cellint.sh systime.sh sledctl ResetCellular slot-of-port timeout)
-# Who answers for the package; a gateway's maker sets this to an address of their own.
+# The maintainer of the package; the maker of a gateway sets their own address.
 readonly MAINTAINER=${CELLSLOT_MAINTAINER:-cellslotd developers <cellslotd@cellslot.invalid>}
 
 usage() {
@@ -55,7 +55,7 @@ putServices() {
     (cd "$tree" && find etc -type f -printf '/%p\n' | sort) >"$tree/DEBIAN/conffiles"
 }
 
-# Man pages and completion come with the command; what is there is taken along.
+# Man pages and completion, as far as they exist.
 putDocuments() {
     local page document completion=cli/cellslot.bash-completion
     local doc=/usr/share/doc/$NAME
@@ -122,7 +122,7 @@ fail() {
     exit 1
 }
 
-# The architecture that a preset builds for, and the strip program that knows it.
+# The architecture that a preset builds for, and its strip program.
 chooseArchitecture() {
     case $preset in
     arm64) architecture=arm64 strip=aarch64-linux-gnu-strip ;;
@@ -160,7 +160,7 @@ main() {
     chooseArchitecture
     bin=build/$preset/bin
     [[ $build == no ]] || build >&2
-    # The same source gives the same package.
+    # The same source must give the same package.
     SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CMakeLists.txt)
     export SOURCE_DATE_EPOCH
     umask 022

@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
-# Runs a command in private mount, network and pid namespaces in which nothing it does to the host's
-# files, interfaces or processes is seen outside:
-#   - fresh tmpfs on /tmp /var/log /run /storage /etc/vuk /etc/zoq; the rest of /etc is writable, and
-#     what is written there is gone at the end
+# Runs a command in private mount, network and pid namespaces, so that its changes to files, interfaces
+# and processes do not affect the host:
+#   - fresh tmpfs on /tmp /var/log /run /storage /etc/vuk /etc/zoq; the rest of /etc is writable, but
+#     changes are lost at the end
 #   - /dev of its own, with the usual nodes, a tun node and room for a socket at /dev/log
 #   - a network of its own with lo up; /sys/class/net shows it
 #   - /bin/sh is bash, because the daemon's shell commands contain "&>"
 #   - the checkout, the working directory, the command's own folder and every --keep folder stay
-#     visible at their own paths, also where they lie below one of the fresh places
+#     visible at their own paths, also if these are below one of the fresh folders
 # Everything else of the host (/usr, /home, ...) is the host's own.
-# As root it needs nothing more; an ordinary user becomes root of a user namespace, and gets a
-# /dev/net/tun only as far as the host lets that user open it.
+# Root needs nothing more. An ordinary user becomes root of a user namespace and can use /dev/net/tun
+# only if the host lets that user open it.
 set -euo pipefail
 
-# The new root is put together on /sys: it exists everywhere, nothing is read from it meanwhile, and
-# the new root gets a /sys of its own.
+# The new root is built on /sys: that exists everywhere, nothing reads from it meanwhile, and the new
+# root gets a /sys of its own.
 readonly NEW=/sys
 
 usage() {
@@ -34,8 +34,8 @@ fail() {
 }
 
 # startAndWait CMD...: runs CMD, passes signals on to it and exits with its status.
-# On a terminal CMD stays in the terminal's own process group, so that it can read from it and gets
-# Ctrl-C from there; elsewhere it has a group of its own and gets exactly the signals passed on.
+# On a terminal CMD stays in the terminal's process group, so that it can read from the terminal and
+# gets Ctrl-C; otherwise it has a group of its own and gets only the signals that are passed on.
 startAndWait() {
     local status=0
     if [[ -t 0 ]]; then
@@ -49,7 +49,7 @@ startAndWait() {
     child=$!
     trap 'kill -TERM "$child" 2>/dev/null' TERM
     trap 'kill -HUP "$child" 2>/dev/null' HUP
-    # A signal ends wait early; the status counts only once the child is gone.
+    # A signal ends wait early; the status is valid only after the child has ended.
     while kill -0 "$child" 2>/dev/null; do
         wait "$child" || true
     done
@@ -57,7 +57,7 @@ startAndWait() {
     exit "$status"
 }
 
-# The mounts to make, as lines of a mount table: one mount program for all of them saves time.
+# The mounts to make, as lines of a mount table: a single call of mount saves time.
 table=
 plan() { # SOURCE PLACE TYPE OPTIONS: PLACE is a path of the new root
     local place=$2
@@ -77,7 +77,7 @@ bind() { # PATH: the host's PATH at the same place of the new root
     plan "$1" "$1" none rbind
 }
 
-# The host's top-level entries, except those that are made anew.
+# The host's top-level entries, except those that get new content.
 planHostFolders() {
     local entry folders=() links=()
     for entry in /*; do
@@ -106,8 +106,8 @@ planShell() {
     esac
 }
 
-# /etc: the host's, with what is written kept in memory. Where the kernel has no overlay for us, a
-# copy of what can be read does the same.
+# /etc: the host's, with changes kept in memory. If the kernel allows no overlay, a copy of the readable
+# files replaces it.
 makeEtc() {
     local upper=$NEW/.etc/upper work=$NEW/.etc/work file
     mkdir -p "$NEW/etc" "$upper" "$work"
@@ -161,7 +161,7 @@ makeDev() {
     done
 }
 
-# The folders that one of the fresh places would hide.
+# The folders that a fresh folder would hide.
 planKept() { # FOLDER...
     local folder
     for folder in "$@"; do
@@ -174,20 +174,20 @@ planKept() { # FOLDER...
     done
 }
 
-# First stage: in the namespaces, but still with the host's process numbers. Its first child becomes
-# process 1 of the pid namespace, so nothing else may be started here before it.
+# First stage: in the namespaces, but with the host's process numbers. Its first child becomes process
+# 1 of the pid namespace, so nothing else may be started here before it.
 stage1() {
     startAndWait setpriv --pdeathsig KILL bash "$0" --stage2 "$@"
 }
 
-# Second stage: process 1 of the pid namespace. Puts the new root together and moves into it.
+# Second stage: process 1 of the pid namespace. Builds the new root and moves into it.
 stage2() { # USER-NAMESPACE(yes/no) WORKING-FOLDER KEEP-COUNT KEEP... CMD...
     userNamespace=$1
     local cwd=$2 count=$3
     local keep=("${@:4:count}")
     shift $((3 + count))
 
-    # Process 1 ignores what it has no handler for.
+    # Process 1 ignores signals without a handler.
     trap 'exit 129' HUP
     trap 'exit 130' INT
     trap 'exit 143' TERM

@@ -41,11 +41,11 @@ main() {
     cmake --preset debug >/dev/null
     cmake --build --preset debug -j 2 \
         --target status_flow_tests status_recordings_flow_tests cli_tests
-    # A file that no test makes any more is gone.
+    # A file that no test makes any more is removed.
     rm -f tests/data/status/*.status tests/data/status/*.screen
     record status_flow_tests 'StatusFile.Connected*:Status.Keys*'
     record status_recordings_flow_tests 'Each/StatusRecording.*'
-    # The screens after the recordings that they show.
+    # The screens after the recordings, because they show them.
     record cli_tests 'StatusScreen.*:WatchScreen.*'
     showDifference
 }

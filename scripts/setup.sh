@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what building and testing need on Debian 12, as far as it is missing. As root or with
-# sudo; where nothing is missing it needs neither and takes no time.
+# Installs the missing packages that building and testing need on Debian 12. Needs root or sudo only if
+# something is missing.
 set -euo pipefail
 
 # shellcheck source=scripts/lib/options.sh
@@ -55,7 +55,7 @@ Installs the missing packages for building and testing on Debian 12, as root or 
 TEXT
 }
 
-# What is installed for another architecture only is missing all the same.
+# A package that is installed only for another architecture counts as missing.
 missing() {
     local package architecture
     architecture=$(dpkg --print-architecture)
@@ -67,7 +67,7 @@ missing() {
     done
 }
 
-# The tests start gpsd by themselves; the package's service would only listen on the host.
+# The tests start gpsd themselves; the package's service would only listen on the host.
 stopGpsdService() {
     if [[ -d /run/systemd/system ]]; then
         asRoot systemctl disable --now gpsd.socket gpsd.service

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the cross builds need, as far as it is missing: compiler, libraries of the other
-# architecture beside this one's, and the emulator that its tests run under. As root or with sudo.
+# Installs the missing packages that cross builds need: compiler, libraries of the other architecture
+# beside the native ones, and the emulator for the tests. As root or with sudo.
 set -euo pipefail
 
 # shellcheck source=scripts/lib/options.sh
@@ -31,7 +31,7 @@ main() {
     echo "setup_cross.sh: installing ${packages[*]}"
     dpkg --print-foreign-architectures | grep -qx "$architecture" ||
         asRoot dpkg --add-architecture "$architecture"
-    # Not all libraries can stand beside those of this architecture: rather none than theirs lost.
+    # Some libraries cannot be installed beside the native ones: better none than to lose those.
     installPackages --no-remove "${packages[@]}"
 }
 

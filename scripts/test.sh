@@ -4,7 +4,7 @@
 # System tests mostly sleep: asan is built beside them, in what they leave of the processors.
 # Without --all each test runs once: system tests on release, unit and flow tests and a sample of the
 # fault matrix under the sanitizers. With --all every test runs on both, the whole matrix is run,
-# clang-tidy looks at everything, and the daemon runs under valgrind (slow).
+# clang-tidy checks everything, and the daemon runs under valgrind (slow).
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -17,7 +17,7 @@ readonly ASAN_LOG=build/asan.log
 readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps include le910sim main
     packaging platform published scripts sms statemachine tests)
 
-# Unit and flow tests run under the sanitizers, system tests with the programs as they ship.
+# Unit and flow tests run under the sanitizers, system tests with the programs that ship.
 releaseTargets=(cellslot cellslotd gateway_day le910sim print_commands skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTests=(-L 'unit|flow|matrix')
@@ -41,7 +41,7 @@ record() { # WHAT RESULT
     stepStart=$SECONDS
 }
 
-# check WHAT COMMAND...: runs it and notes how it went.
+# check WHAT COMMAND...: runs the command and records its result.
 check() {
     local what=$1
     shift
@@ -78,7 +78,7 @@ build() { # PRESET [TARGET]...
         cmake --build --preset "$preset" -j "$JOBS" --target "${@:-all}"
 }
 
-# ctest's closing line stands in its output, and again in the summary.
+# ctest's closing line is in its output, and again in the summary.
 runTests() { # PRESET JOBS CTEST-OPTION...
     local preset=$1 jobs=$2 log=build/$1/test.log line
     shift 2
@@ -107,10 +107,10 @@ checkInstructions() {
 
 startAsanBuild() {
     mkdir -p build
-    set -m # a process group of its own, to be ended as a whole
+    set -m # a process group of its own, so that it can be ended as a whole
     (
         renice -n 19 "$BASHPID" >/dev/null
-        chrt --idle --pid 0 "$BASHPID" || true # only a courtesy
+        chrt --idle --pid 0 "$BASHPID" || true # optional
         build asan
     ) >"$ASAN_LOG" 2>&1 &
     asanBuild=$!
@@ -135,7 +135,7 @@ main() {
     '') ;;
     --all)
         releaseTargets=() releaseTests=() asanTests=() lintOptions=()
-        export CELLSLOT_TEST_ALL=1  # tests that draw a sample run the whole
+        export CELLSLOT_TEST_ALL=1  # tests that use a sample run everything
         ;;
     *) helpOrRefuse "$1" ;;
     esac

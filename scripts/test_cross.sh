@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds for another processor and runs the unit and flow tests under qemu-user: those of the daemon but
-# the longest one, with --all also that and those of the operator's command and of the simulator.
+# Builds for another processor and runs the unit and flow tests under qemu-user: those of the daemon
+# except the longest; with --all that one too, and those of the operator's command and of the simulator.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -8,12 +8,12 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/options.sh
 readonly JOBS=2
 
-# What runs natively only.
+# Tests that run natively only.
 readonly NATIVE_ONLY=(
     # The emulator passes on four bytes of a terminal's settings (TCGETA) and keeps the rest.
     'OpenDevice.Terminal_*'
     'SendAtCommand.Terminal_*'
-    # They start programs of the other processor, which this machine's kernel does not know.
+    # They start programs of the other processor, which this machine's kernel cannot run.
     'Skvs.Program_*'
     'SimProgram.*'
     # The emulator has a thread of its own, and a process with threads gets no user namespace.
@@ -22,7 +22,7 @@ readonly NATIVE_ONLY=(
     'SmsKill.*'
     'SmsModel.*'
     # Every reply cut at every byte, every octet of a PDU changed, megabytes of commas, thousands of
-    # random lines: text only, and minutes under the emulator.
+    # random lines: they only process text, and take minutes under the emulator.
     '*.DamagedReplies_*'
     'SmsRefusal.AnyOctetChanged_*'
     'ReplySize.*'
@@ -49,7 +49,7 @@ main() {
     arm64 | armhf) ;;
     *) helpOrRefuse "$architecture" ;;
     esac
-    # The platform's configuration for a gateway's own libraries is tried with the native compiler.
+    # The build with a gateway's own libraries is tested with the native compiler.
     # Hostile text takes a minute under the emulator: with --all.
     tests+=(-E '^(unit\.platform_external|flow\.hostile_text)$')
     case ${2:-} in

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Makes the Debian package and tests it. With --all also on a fresh host: a root folder made with
-# mmdebstrap, from the mirror that this machine's apt uses; that takes a minute or so and the network.
+# mmdebstrap from the mirror of this machine's apt. That takes about a minute and needs the network.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
 readonly WORK=$PWD/build/package-test
-# Beside the smallest host: what the package depends on, and who reads its rules for devices and logs.
+# Besides a minimal host: the dependencies of the package, and the programs that read its rules for
+# devices and logs.
 readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
 
 usage() {
@@ -27,7 +28,7 @@ makePackages() {
     cmake --build --preset release --target le910sim
 }
 
-# "SUITE ADDRESS" of the first Debian archive that apt is configured for.
+# "SUITE ADDRESS" of the first Debian archive in apt's configuration.
 findMirror() {
     # shellcheck disable=SC2016  # apt's variables, not the shell's
     apt-get indextargets --format '$(LABEL) $(CODENAME) $(REPO_URI)' 'Created-By: Packages' |

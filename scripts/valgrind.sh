@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The daemon of the release build under valgrind's memcheck, through system tests: bring-up, clean
-# stop, session, files. Fails when a test does or when memcheck has anything to say; what it says lies
-# in build/valgrind. Slow: scripts/test.sh has it under --all only.
+# Runs the daemon of the release build under valgrind's memcheck in system tests: bring-up, clean stop,
+# session, files. Fails if a test fails or memcheck reports anything; its reports are in build/valgrind.
+# Slow, so scripts/test.sh runs it only with --all.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -9,14 +9,14 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/options.sh
 readonly BUILD=build/release
 readonly OUT=build/valgrind
-# Not the second instance of a slot: memcheck's process does not bear the name that is looked for.
+# Without the second instance of a slot: memcheck's process does not have the expected name.
 readonly TESTS=(
     BringUp
     RefusedStart.test_portThatIsNoSlot_printsTheUsageAndLogsNothing
     CleanStop.test_sigterm
     Changes.test_addressChange_restartsTheSession
     ModemAway.test_modemThatRestarts_isSetUpAgain
-    Changes.test_reloadAfterAChange_setsTheInterfaceUpAnew
+    Changes.test_reloadAfterAChange_setsTheInterfaceUpAgain
     Files.test_store_canBeReadWhileTheDaemonRuns
     Files.test_twoSlots_runSideBySide
 )
@@ -30,7 +30,7 @@ memcheck reports anything; its reports are in build/valgrind.
 TEXT
 }
 
-# Programs of tests are looked for in one folder; there the daemon is a script.
+# The tests search all programs in one folder; there the daemon is a script.
 makeFolder() {
     local program
     rm -rf "$OUT"
@@ -38,8 +38,8 @@ makeFolder() {
     for program in "${PROGRAMS[@]}"; do
         ln -s "$PWD/$BUILD/bin/$program" "$OUT/bin/$program"
     done
-    # Leaks are blocks that nothing points to any more. A process of the same number in another
-    # test's namespace must not take the place of a log.
+    # Leaks are blocks that nothing points to any more. A process with the same number in another
+    # test's namespace must not overwrite a log.
     cat >"$OUT/bin/cellslotd" <<TEXT
 #!/bin/sh
 exec valgrind --quiet --leak-check=full --show-leak-kinds=definite \\

@@ -10,6 +10,7 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
+#include "published/outcome_texts.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 
@@ -129,13 +130,13 @@ bool parseNumber(const std::string& path, const std::string& value, std::string&
     number = cleanNonNumeric(written);
     g_messageFileState = {number, startsWith(written, "+")};
     if (number.size() < SMS_NUMBER_DIGITS_MIN) {
-        debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, number '%s' is too short",
-              oneLineText(path).c_str(), number.c_str());
+        debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, %s%s' is too short",
+              oneLineText(path).c_str(), SMS_LOG_NUMBER, number.c_str());
         return false;
     }
     if (number.size() > SMS_NUMBER_DIGITS_MAX) {
-        debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, number '%s' is too long",
-              oneLineText(path).c_str(), number.c_str());
+        debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, %s%s' is too long",
+              oneLineText(path).c_str(), SMS_LOG_NUMBER, number.c_str());
         return false;
     }
     return true;
@@ -148,8 +149,8 @@ bool parseText(const std::string& path, const std::string& content, std::string&
     message = cleanEndWhiteSpace(content.substr(found + key.size()));
     stripNonLatinBasic(message);
     if (!message.empty()) return true;
-    debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, Contains an empty '%s' field",
-          oneLineText(path).c_str(), key.c_str());
+    debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, %s empty '%s' field",
+          oneLineText(path).c_str(), SMS_LOG_EMPTY_FIELD, key.c_str());
     return false;
 }
 
@@ -217,9 +218,8 @@ bool parseSmsFile(const std::string& path, std::string& number, std::string& mes
     if (!readFile2StringNoFollow(path, content, SMS_FILE_MAX)) return false;
     const cTextLookupTable table(path, '=', 1);
     if (!table.DoesEntryExist(SMS_FIELD_TO)) {
-        debug(eLOG_NOTICE, g_i_debugMode,
-              "SMS send file %s is invalid, does not contain a '%s' field.",
-              oneLineText(path).c_str(), SMS_FIELD_TO);
+        debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, %s a '%s' field.",
+              oneLineText(path).c_str(), SMS_LOG_NO_FIELD, SMS_FIELD_TO);
         return false;
     }
     return parseNumber(path, table.GetEntryByLabel(SMS_FIELD_TO)[1], number) &&

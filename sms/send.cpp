@@ -15,6 +15,7 @@
 #include "include/shell.h"
 #include "platform/include/sms_pdu.h"
 #include "platform/include/text_helpers.h"
+#include "published/outcome_texts.h"
 #include "sms/message_file.h"
 #include "sms/open_prompt.h"
 #include "sms/spool.h"
@@ -209,10 +210,11 @@ eGeneralErrors mapSendResult(ePortReturn result) {
     if (mapped == eSUCCESS)
         debug(eLOG_NOTICE, g_i_debugMode, "Success sending PDU SMS message");
     else if (mapped == eERROR_DEVICE_RESPONSE_TIMEOUT)
-        debug(eLOG_NOTICE, g_i_debugMode, "Error: Sending PDU encoded SMS message timed out");
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: %s encoded SMS message timed out",
+              SMS_LOG_PDU_NOT_SENT);
     else
-        debug(eLOG_NOTICE, g_i_debugMode,
-              "Error: Sending PDU encoded SMS message returned an error");
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: %s encoded SMS message returned an error",
+              SMS_LOG_PDU_NOT_SENT);
     return mapped;
 }
 
@@ -222,7 +224,8 @@ eGeneralErrors sendAsPdus(int port, const std::string& number, const std::string
     setSmsMode(port, eSMS_MODE_PDU);
     sms_encode_result_t encoded;
     if (sms_encode_pdus(request, 0, (g_i_debugMode & eLOG_SMS_PDU) != 0, encoded) != 0) {
-        debug(eLOG_NOTICE, g_i_debugMode, "Error: Failed to PDU Encode SMS message, cannot send");
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: %s Encode SMS message, cannot send",
+              SMS_LOG_PDU_NOT_ENCODED);
         return eERROR_DEVICE_SMS_PDU_ENCODE_FAILURE;
     }
     for (const std::string& pdu : encoded.pdus) {
@@ -242,12 +245,13 @@ bool breaksPrompt(char c) {
 eGeneralErrors sendAsText(int port, const std::string& number, std::string message) {
     eGeneralErrors result = mapPortResult(setSmsMode(port, eSMS_MODE_TEXT), eSUCCESS);
     if (result != eSUCCESS) {
-        debug(eLOG_NOTICE, g_i_debugMode, "Error: Setting SMS text 'send mode' timed out");
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: %s 'send mode' timed out", SMS_LOG_MODE_NOT_SET);
         return result;
     }
     result = mapPortResult(setSmsTextMode(port, eSMS_TEXT_IRA), eSUCCESS);
     if (result != eSUCCESS) {
-        debug(eLOG_NOTICE, g_i_debugMode, "Error: Setting SMS text 'send mode type' timed out");
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: %s 'send mode type' timed out",
+              SMS_LOG_MODE_NOT_SET);
         return result;
     }
     truncateMessage(message);
@@ -263,16 +267,16 @@ ePortReturn talkAtPrompt(int port, const char* function, const std::string& argu
     ePortReturn result = queryModem(port, command, eParseCmx::ON_CMX_ERROR, PROMPT_TIMEOUT_S);
     if (result == ePORT_ERROR) return result;
     if (result >= ePORT_CMX_ERROR) {
-        debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command %s returned CME error %d (%s)",
-              function, command.c_str(), result, mapText(CMEE_Map, result).c_str());
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command %s %s %d (%s)", function,
+              command.c_str(), SMS_LOG_CME_ERROR, result, mapText(CMEE_Map, result).c_str());
         return result;
     }
     result = queryModem(port, text + CTRL_Z, eParseCmx::ON_CMX_ERROR, SEND_TIMEOUT_S);
     if (result == ePORT_NO_FINAL_RESULT) {
         abortPrompt(port);
     } else if (result >= ePORT_CMX_ERROR) {
-        debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command '%s%s' returned CME error %d (%s)",
-              function, command.c_str(), oneLineText(text).c_str(), result,
+        debug(eLOG_NOTICE, g_i_debugMode, "%s(): AT command '%s%s' %s %d (%s)", function,
+              command.c_str(), oneLineText(text).c_str(), SMS_LOG_CME_ERROR, result,
               mapText(CMEE_Map, result).c_str());
     }
     return result;

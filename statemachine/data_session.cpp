@@ -7,6 +7,7 @@
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "published/status_values.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/timers.h"
 
@@ -94,7 +95,7 @@ eGeneralErrors enterRawIp(int port, const std::string& cid) {
 }
 
 bool dropConnection(sDeviceInfo& device) {
-    device.s_connection_status = "DISCONNECTED";
+    device.s_connection_status = SESSION_DISCONNECTED;
     return false;
 }
 
@@ -102,7 +103,7 @@ bool dropConnection(sDeviceInfo& device) {
 bool isUnregisteredSessionGood(sDeviceInfo& device) {
     if (!g_C_checkRegTimer.IsTimerEnabled()) g_C_checkRegTimer.Start();
     if (!g_C_checkRegTimer.IsTimerDone()) {
-        device.s_connection_status = "CONNECTED";
+        device.s_connection_status = SESSION_CONNECTED;
         return true;
     }
     g_C_checkRegTimer.Stop();
@@ -186,7 +187,8 @@ eGeneralErrors disconnectNetwork(int port, sDeviceInfo& device, sConfigFileOpts&
               stopped);
     resetPdpDynamicContent(device.network);
     // Readers must not be told that a link is up which is being taken down.
-    if (device.s_connection_status == "CONNECTED") device.s_connection_status = "DISCONNECTED";
+    if (device.s_connection_status == SESSION_CONNECTED)
+        device.s_connection_status = SESSION_DISCONNECTED;
     debug(eLOG_NOTICE, g_i_debugMode, "Clearing network interface IP info");
     return downNetworkInterface();
 }
@@ -208,7 +210,7 @@ bool isDataConnectionGood(int port, sDeviceInfo& device, const sConfigFileOpts& 
     const bool wantsIPv4 = (config.ipFamily & eIP_FAMILY_IPV4) != 0;
     if (wantsIPv4 && !isAddressUnchanged(port, device, config.profileContext))
         return dropConnection(device);
-    device.s_connection_status = "CONNECTED";
+    device.s_connection_status = SESSION_CONNECTED;
     return true;
 }
 

@@ -2,6 +2,7 @@
 #include "include/debug.h"
 #include "include/sleep.h"
 #include "platform/include/text_helpers.h"
+#include "published/outcome_texts.h"
 #include "published/pin_format.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
@@ -28,7 +29,8 @@ sPinOutcome changePin(int port, const sSimInfo& sim, const std::string& currentP
     notePinAnswer(sim, result);
     switch (result) {
         case ePORT_OK:
-            return {eSUCCESS, "SIM PIN successfully changed from " + pins};
+            return {eSUCCESS,
+                    std::string("SIM PIN ") + PIN_OUTCOME_SUCCESS + " changed from " + pins};
         case ePORT_NO_FINAL_RESULT:
             return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "AT command timed out"};
         case ePORT_ERROR:
@@ -39,7 +41,7 @@ sPinOutcome changePin(int port, const sSimInfo& sim, const std::string& currentP
             break;
     }
     if (result == CME_INCORRECT_PASSWORD)
-        return {eERROR_DEVICE_CPIN_BAD_PASSWORD, failed + "bad password."};
+        return {eERROR_DEVICE_CPIN_BAD_PASSWORD, failed + PIN_OUTCOME_REFUSED + "."};
     return {eERROR_DEVICE_CHANGE_CPIN_FAILED,
             "Error: Unable to change SIM PIN from" + pins + ", " + cmeText(result)};
 }
@@ -65,7 +67,8 @@ sPinOutcome sendLock(int port, const sSimInfo& sim, const std::string& pin,
     notePinAnswer(sim, result);
     switch (result) {
         case ePORT_OK:
-            return {eSUCCESS, "SIM PIN " + quoted + " successfully " + operation.verb + "d"};
+            return {eSUCCESS,
+                    "SIM PIN " + quoted + " " + PIN_OUTCOME_SUCCESS + " " + operation.verb + "d"};
         case ePORT_NO_FINAL_RESULT:
             return {eERROR_DEVICE_RESPONSE_TIMEOUT,
                     failed + " " + quoted + ", AT command timed out"};
@@ -78,7 +81,8 @@ sPinOutcome sendLock(int port, const sSimInfo& sim, const std::string& pin,
             break;
     }
     if (result == CME_INCORRECT_PASSWORD)
-        return {eERROR_DEVICE_CPIN_BAD_PASSWORD, failed + ", bad password " + quoted};
+        return {eERROR_DEVICE_CPIN_BAD_PASSWORD,
+                failed + ", " + PIN_OUTCOME_REFUSED + " " + quoted};
     return {eERROR_DEVICE_DISABLE_CPIN_FAILED, failed + ", " + cmeText(result)};
 }
 
@@ -127,9 +131,8 @@ void afterChange(int port, sSimInfo& sim, const std::string& currentPin, const s
         debug(eLOG_NOTICE, g_i_debugMode,
               "Warning: Device timeout while trying to change CPIN password to %s", newPin.c_str());
     } else if (result == eERROR_DEVICE_CPIN_BAD_PASSWORD) {
-        debug(eLOG_NOTICE, g_i_debugMode,
-              "Error: Cannot CHANGE CPIN from '%s' to '%s', bad password", currentPin.c_str(),
-              newPin.c_str());
+        debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot CHANGE CPIN from '%s' to '%s', %s",
+              currentPin.c_str(), newPin.c_str(), PIN_OUTCOME_REFUSED);
         takeOutPin(sim, currentPin);
     } else {
         debug(eLOG_NOTICE, g_i_debugMode,
@@ -141,7 +144,8 @@ void afterChange(int port, sSimInfo& sim, const std::string& currentPin, const s
 eGeneralErrors requestChange(int port, sSimInfo& sim, const std::string& currentPin,
                              const std::string& newPin) {
     if (newPin == currentPin) {
-        sim.s_outcome = "OLD/NEW CPINs '" + newPin + "' are the same, ignoring";
+        sim.s_outcome =
+            "OLD/NEW CPINs '" + newPin + "' " + PIN_OUTCOME_NOTHING_TO_DO + ", ignoring";
         return eSUCCESS;
     }
     if (!verifyCpinFormat(newPin)) {

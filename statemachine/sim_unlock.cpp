@@ -1,6 +1,7 @@
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
 #include "include/sleep.h"
+#include "published/outcome_texts.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
@@ -11,6 +12,11 @@ namespace {
 constexpr unsigned AFTER_PUK_UNLOCK_US = 1000000;
 
 const sPinOutcome ALREADY_READY = {eSUCCESS, "Error: Cannot unlock SIM, already in a ready state"};
+
+// what: "PIN" or "PUK".
+std::string unlocked(const char* what) {
+    return std::string("SIM ") + what + " " + PIN_OUTCOME_SUCCESS + " unlocked";
+}
 
 // A request that was written for a PIN that turns out to be wrong cannot be met.
 void dropRequest(const sSimInfo& sim, const sFileStamp& asItWas) {
@@ -28,14 +34,14 @@ sPinOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin)
     const sFileStamp request = fileStamp(sim.s_cpin_new_path);
     const ePortReturn result = unlockCpin(port, pin);
     notePinAnswer(sim, result);
-    if (result == ePORT_OK) return {eSUCCESS, "SIM PIN successfully unlocked"};
+    if (result == ePORT_OK) return {eSUCCESS, unlocked("PIN")};
     if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
     if (result == ePORT_NO_FINAL_RESULT)
         return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "command time out"};
     if (!isBadPassword(result)) return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + cmeText(result)};
     takeOutPin(sim, pin);
     dropRequest(sim, request);
-    return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + "bad password '" + pin + "'"};
+    return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + PIN_OUTCOME_REFUSED + " '" + pin + "'"};
 }
 
 sPinOutcome tryUnlockPin(int port, const sSimInfo& sim) {
@@ -90,7 +96,7 @@ sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
         sleepMicroseconds(AFTER_PUK_UNLOCK_US);
         doGetSimStatus(port, sim);
         notePinWritten(sim, newPin, true);
-        return {eSUCCESS, "SIM PUK successfully unlocked"};
+        return {eSUCCESS, unlocked("PUK")};
     }
     if (isPortError(result)) return {eERROR_DEVICE_UNLOCK_PUK_FAILED, failed + "returned error"};
     if (result == ePORT_NO_FINAL_RESULT)

@@ -11,6 +11,7 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/key_value_store.h"
 #include "published/paths.h"
+#include "published/status_keys.h"
 #include "statemachine/status_keys.h"
 #include "statemachine/timers.h"
 
@@ -19,8 +20,6 @@ const std::string g_s_serialno_path = SERIAL_NUMBER_FILE;
 const std::string g_s_mdn_path = OWN_NUMBER_FILE;
 
 namespace {
-
-constexpr const char* KEY_PREFIX = "CELLMODEM";
 
 bool isComment(const std::string& suffix) {
     return suffix.find('#') != std::string::npos;
@@ -45,7 +44,7 @@ std::set<std::string> missingKeys(const tStatusList& list, const std::string& pr
             missing.insert(prefix + suffix);
     }
     if (isAnyStored) return missing;
-    return {prefix + "_* (every key)"};
+    return {prefix + STATUS_KEY_SEPARATOR + "* (every key)"};
 }
 
 void reportFailing(const std::set<std::string>& failing) {
@@ -104,10 +103,10 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
     for (auto& [suffix, value] : list)
         value = blankControlCharacters(value);
 
-    const std::string slotPrefix = KEY_PREFIX + slot;
+    const std::string slotPrefix = statusKeyStart(slot);
     storeList(list, slotPrefix);
     writeList(list, statusFilePath(slot), slotPrefix);
-    if (hasPlainStatusFile(slot)) writeList(list, g_s_cardstats_path, KEY_PREFIX);
+    if (hasPlainStatusFile(slot)) writeList(list, g_s_cardstats_path, PLAIN_STATUS_KEY_START);
     writeLine(g_s_serialno_path, device.modem.s_serial_number);
     writeLine(g_s_mdn_path, device.modem.s_own_number);
 }

@@ -28,7 +28,7 @@ eGeneralErrors setStatusLed(const int& port, const eStatLedAction& action, bool 
 // The action for registration, interface and traffic. As setStatusLed.
 eGeneralErrors updateRegStatLed(const int& port, const sNetworkInfo& network);
 
-// Whether the host is in its factory test mode ("FC_TESTMODE" in the key-value store).
+// Whether the host is in its factory test mode (STORE_TEST_MODE).
 bool getDeviceTestMode();
 
 // Forgets the last action.

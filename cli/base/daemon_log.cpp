@@ -9,11 +9,13 @@
 #include <fstream>
 #include <memory>
 
+#include "published/installation.h"
+
 namespace {
 
 // Where syslog daemons write: the file of our rsyslog rule; busybox and rsyslog of other systems;
 // rsyslog of Debian. A line may be in several.
-const char* const LOG_FILES[] = {"/var/log/cellslotd.log", "/var/log/messages", "/var/log/syslog"};
+const char* const LOG_FILES[] = {DAEMON_LOG_FILE, "/var/log/messages", "/var/log/syslog"};
 
 constexpr const char* JOURNAL = "/run/systemd/journal/socket";
 

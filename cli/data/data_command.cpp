@@ -14,11 +14,11 @@
 #include "cli/status/plain_words.h"
 #include "cli/status/slot_report.h"
 #include "cli/status/status_value.h"
+#include "published/status_values.h"
 
 namespace {
 
 constexpr unsigned WAIT_S = 30;
-constexpr const char* CONNECTED = "CONNECTED";
 
 struct sDataOptions {
     std::string word;
@@ -68,7 +68,7 @@ eDataOverride goalOf(const sPlaces& places, int slot, eDataOverride value) {
 
 bool isReached(const sPlaces& places, int slot, eDataOverride goal) {
     const bool runs = runningDaemon(places, slot) != 0;
-    const bool connected = statusValue(places, slot, "QMI_STATE") == CONNECTED;
+    const bool connected = statusValue(places, slot, STATUS_QMI_STATE) == SESSION_CONNECTED;
     switch (goal) {
         case eDataOverride::AUTO:
             return true;
@@ -85,9 +85,10 @@ bool isReached(const sPlaces& places, int slot, eDataOverride goal) {
 std::string state(const sPlaces& places, int slot) {
     if (runningDaemon(places, slot) == 0) return "the daemon has ended";
     const sStatusRecord record = readStatusFile(places, slot).record;
-    const std::string connection = record.text("QMI_STATE");
+    const std::string connection = record.text(STATUS_QMI_STATE);
     const std::string shown = connection.empty() ? "not known yet" : printableLine(connection);
-    if (connection == CONNECTED || record.number("LAST_CONNECT_ERROR_E").value_or(0) == 0)
+    if (connection == SESSION_CONNECTED ||
+        record.number(STATUS_LAST_CONNECT_ERROR_E).value_or(0) == 0)
         return "connection " + shown;
     return "connection " + shown + "; last error: " + connectErrorWords(record).what;
 }

@@ -24,9 +24,6 @@ struct sFinding {
 
 using tFindings = std::vector<sFinding>;
 
-// How the slots are wired.
-constexpr const char* SLOTS_FILE = "/etc/cellslot/slots.conf";
-
 // Of the host.
 tFindings checkShell(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkTools(const sPlaces& places, const sSlotSetup& setup);

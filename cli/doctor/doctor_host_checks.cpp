@@ -12,6 +12,7 @@
 #include "cli/doctor/quiet_run.h"
 #include "published/at_request.h"
 #include "published/host_boot.h"
+#include "published/installation.h"
 #include "published/paths.h"
 #include "published/sms_spool.h"
 
@@ -20,7 +21,6 @@ namespace {
 constexpr unsigned long long MIB = 1024 * 1024;
 constexpr unsigned long long SPACE_NEEDED = MIB;
 constexpr unsigned long long SPACE_SCARCE = 8 * MIB;
-constexpr const char* SERVICE_UNIT = "/lib/systemd/system/cellslotd@.service";
 constexpr time_t CLOCK_PLAUSIBLE = 1704067200;  // 2024-01-01
 
 struct sTool {
@@ -138,7 +138,8 @@ tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
         if (setup.pid == 0) return {{eHealth::FINE, "messages", "no message spool yet", ""}};
         return {{eHealth::BROKEN, "messages",
                  name + " does not exist, although the daemon is running",
-                 "check free space and permissions of /tmp, then restart the daemon"}};
+                 std::string("check free space and permissions of ") + SHARED_FOLDER +
+                     ", then restart the daemon"}};
     }
     struct stat parent {};
     stat(places.at(SHARED_FOLDER).c_str(), &parent);

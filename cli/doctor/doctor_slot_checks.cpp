@@ -25,6 +25,8 @@
 #include "cli/status/status_value.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
+#include "published/installation.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -191,7 +193,7 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
     if (daemons.size() > 1)
         return {{eHealth::BROKEN, "daemon",
                  std::to_string(daemons.size()) + " daemons are running for this slot",
-                 "stop all but the service: ps -ef | grep cellslotd"}};
+                 std::string("stop all but the service: ps -ef | grep ") + DAEMON_NAME}};
     if (setup.pid != 0)
         return {{eHealth::FINE, "daemon", "running as process " + std::to_string(setup.pid), ""}};
     if (daemons.size() == 1)
@@ -204,14 +206,15 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
     if (isPowerOff(report.data.value))
         return {{eHealth::NOTE, "daemon", noDaemonReason(report), start}};
     return {{eHealth::BROKEN, "daemon", noDaemonReason(report),
-             start + "; to see why it ended: journalctl -t cellslotd"}};
+             start + "; to see why it ended: journalctl -t " + DAEMON_NAME}};
 }
 
 tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.pid == 0) return {};
     struct stat info {};
     const std::string path = statusFilePath(setup.slot);
-    const std::string mend = "check free space in /var/log, and journalctl -t cellslotd";
+    const std::string mend =
+        std::string("check free space in ") + STATUS_FOLDER + ", and journalctl -t " + DAEMON_NAME;
     if (stat(places.at(path).c_str(), &info) != 0)
         return {{eHealth::NOTE, "status", path + " does not exist yet", mend}};
     const long long ageS = time(nullptr) - info.st_mtime;
@@ -253,7 +256,7 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "check the name (ls /sys/class/net) and the modem's network driver"}};
-    if (setup.pid != 0 && statusValue(places, setup.slot, "QMI_STATE") == "CONNECTED" &&
+    if (setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED &&
         isLinkDown(places, name))
         return {
             {eHealth::BROKEN, "interface", name + " is down, although the session is up",

@@ -11,6 +11,7 @@
 #include "include/result_codes.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -106,15 +107,16 @@ sFinding notAsked(const std::string& why, const sSlotSetup& setup) {
 }
 
 bool isWithoutIccid(const sStatusRecord& record) {
-    return record.text("SIM_STATUS") == "Available" &&
-           record.text("SIM_ID").find_first_not_of('0') == std::string::npos;
+    return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE &&
+           record.text(STATUS_SIM_ID).find_first_not_of('0') == std::string::npos;
 }
 
 }  // namespace
 
 std::string modemQuestions(const std::string& context) {
     const bool isContext = isStringNumeric(context) && context.size() <= 2;
-    return "AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=" + (isContext ? context : "1") + "::5\n";
+    return atRequestLine("AT#QSS?", 0) + atRequestLine("AT+CCID?", 0) +
+           atRequestLine("AT+CGCONTRDP=" + (isContext ? context : "1"), 5);
 }
 
 tFindings judgeModemAnswer(const std::string& answer, const sSlotSetup& setup) {
@@ -130,7 +132,7 @@ tFindings judgeModemAnswer(const std::string& answer, const sSlotSetup& setup) {
 
 tFindings askAboutModem(const sPlaces& places, const sSlotSetup& setup) {
     try {
-        const std::string context = statusValue(places, setup.slot, "SIM_CONT_CURRENT");
+        const std::string context = statusValue(places, setup.slot, STATUS_SIM_CONT_CURRENT);
         return judgeModemAnswer(
             askModem(places, setup.slot, modemQuestions(context), MODEM_QUESTIONS_S), setup);
     } catch (const cFailure& failure) {
@@ -142,7 +144,7 @@ tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.pid == 0) return {};
     tFindings findings;
     const sStatusRecord record = readStatusFile(places, setup.slot).record;
-    if (record.text("SIM_STATUS") == "Not Present")
+    if (record.text(STATUS_SIM_STATUS) == SIM_STATUS_NOT_PRESENT)
         findings.push_back({eHealth::NOTE, "sim",
                             "there is no SIM, or the modem's #QSS mode is 2, which hides it",
                             askFor(setup)});
@@ -151,8 +153,8 @@ tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup) {
             {eHealth::NOTE, "sim",
              "the ICCID is not published: it has a filler F, or the modem reported none",
              "nothing to do, it does no harm; to see it: cellslot at 'AT+CCID?'" + option(setup)});
-    if (record.text("QMI_STATE") != "CONNECTED" &&
-        record.number("LAST_CONNECT_ERROR_E") == eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE)
+    if (record.text(STATUS_QMI_STATE) != SESSION_CONNECTED &&
+        record.number(STATUS_LAST_CONNECT_ERROR_E) == eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE)
         findings.push_back({eHealth::NOTE, "session",
                             "the network assigned no address, or one with the mask "
                             "255.255.255.255, which is not usable",

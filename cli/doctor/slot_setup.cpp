@@ -12,6 +12,7 @@
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
+#include "published/installation.h"
 
 namespace {
 
@@ -81,15 +82,13 @@ void fromSettings(const sPlaces& places, sSlotSetup& setup) {
 
 // The installed service has the folder of the host tools first on its PATH.
 std::string servicePath(const sPlaces& places) {
-    constexpr const char* TOOLS = "/usr/lib/cellslot";
     const char* ownPath = getenv("PATH");
     const std::string path = ownPath == nullptr ? "" : ownPath;
-    return places.have(TOOLS) ? std::string(TOOLS) + ":" + path : path;
+    return places.have(HOST_TOOLS_FOLDER) ? std::string(HOST_TOOLS_FOLDER) + ":" + path : path;
 }
 
 bool isServiceEnabled(const sPlaces& places, int slot) {
-    const std::string link = places.at("/etc/systemd/system/multi-user.target.wants/cellslotd@" +
-                                       std::to_string(slot) + ".service");
+    const std::string link = places.at(enabledServicePath(slot));
     struct stat info {};
     return lstat(link.c_str(), &info) == 0;
 }
@@ -104,10 +103,6 @@ bool isServicePrepared(const sPlaces& places, int slot) {
 }
 
 }  // namespace
-
-std::string serviceSettingsPath(int slot) {
-    return "/etc/default/cellslotd." + std::to_string(slot);
-}
 
 sSlotSetup findSlotSetup(const sPlaces& places, int slot) {
     sSlotSetup setup;

@@ -23,9 +23,6 @@ sSlotSetup findSlotSetup(const sPlaces& places, int slot);
 // if there is none.
 std::vector<int> knownSlots(const sPlaces& places);
 
-// The settings of the slot's service, without the root of places.
-std::string serviceSettingsPath(int slot);
-
 // Pids of the running processes that were started as cellslotd for the slot.
 std::vector<int> daemonsOf(const sPlaces& places, int slot);
 

@@ -16,6 +16,7 @@
 #include "cli/pin/pin_outcome.h"
 #include "cli/pin/sim_files.h"
 #include "cli/status/no_daemon.h"
+#include "published/outcome_texts.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ void reportOutcome(sCliContext& context, int slot, const std::string& nothingSai
     const sSimView sim = simView(context.places, slot);
     if (sim.outcome.empty()) {
         context.out << nothingSaid << "\n";
-    } else if (isSuccess(sim.outcome)) {
+    } else if (isPinOutcomeGood(sim.outcome)) {
         context.out << sim.outcome << "\n";
     } else {
         // The daemon publishes the outcome before it reads the remaining attempts from the SIM.

@@ -8,7 +8,7 @@
 
 namespace {
 
-int attempts(const sStatusRecord& record, const char* key) {
+int attempts(const sStatusRecord& record, const sStatusKey& key) {
     return static_cast<int>(record.number(key).value_or(-1));
 }
 
@@ -17,16 +17,11 @@ int attempts(const sStatusRecord& record, const char* key) {
 sSimView simView(const sPlaces& places, int slot) {
     const sStatusRecord record = readStatusFile(places, slot).record;
     sSimView view;
-    view.status = printableLine(record.text("SIM_STATUS"));
-    view.outcome = withoutSecrets(printableLine(record.text("SIM_EXTENDED_STATUS")));
-    view.pinAttempts = attempts(record, "SIM_REMAIN_CPIN");
-    view.pukAttempts = attempts(record, "SIM_REMAIN_PUK");
+    view.status = printableLine(record.text(STATUS_SIM_STATUS));
+    view.outcome = withoutSecrets(printableLine(record.text(STATUS_SIM_EXTENDED_STATUS)));
+    view.pinAttempts = attempts(record, STATUS_SIM_REMAIN_CPIN);
+    view.pukAttempts = attempts(record, STATUS_SIM_REMAIN_PUK);
     return view;
-}
-
-bool isSuccess(const std::string& outcome) {
-    return outcome.find("successfully") != std::string::npos ||
-           outcome.find("are the same") != std::string::npos;
 }
 
 std::string statusEdition(const sPlaces& places, int slot) {

@@ -4,17 +4,18 @@
 #include <string>
 
 #include "cli/base/places.h"
+#include "published/status_values.h"
 
 // What the daemon publishes about a slot's SIM.
 struct sSimView {
-    std::string status;    // "Available", "PIN Locked", "PUK Locked" and the like; "" not known
+    std::string status;    // SIM_STATUS_... or another; "" not known
     std::string outcome;   // of the last operation, its PINs masked
     int pinAttempts = -1;  // left, -1 not known
     int pukAttempts = -1;
 
-    bool isReady() const { return status == "Available"; }
-    bool wantsPin() const { return status == "PIN Locked"; }
-    bool wantsPuk() const { return status == "PUK Locked"; }
+    bool isReady() const { return status == SIM_STATUS_AVAILABLE; }
+    bool wantsPin() const { return status == SIM_STATUS_PIN_LOCKED; }
+    bool wantsPuk() const { return status == SIM_STATUS_PUK_LOCKED; }
 };
 
 sSimView simView(const sPlaces& places, int slot);

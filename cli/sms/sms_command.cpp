@@ -15,9 +15,12 @@
 #include "cli/base/waiting.h"
 #include "cli/sms/sms_spool.h"
 #include "cli/status/no_daemon.h"
-#include "cli/status/status_value.h"
+#include "cli/status/status_file.h"
 #include "platform/include/text_helpers.h"
+#include "published/outcome_texts.h"
+#include "published/paths.h"
 #include "published/sms_spool.h"
+#include "published/status_keys.h"
 
 namespace {
 
@@ -28,9 +31,9 @@ constexpr size_t TIME_WIDTH = 19;
 constexpr size_t SENDER_WIDTH = 20;
 
 // Parts of the daemon's log lines about a message that it could not send, the best reason first.
-const char* const REASONS[] = {"returned CME error", "number '",    "does not contain",
-                               "Contains an",        "Sending PDU", "Failed to PDU",
-                               "Setting SMS text"};
+const char* const REASONS[] = {SMS_LOG_CME_ERROR,   SMS_LOG_NUMBER,       SMS_LOG_NO_FIELD,
+                               SMS_LOG_EMPTY_FIELD, SMS_LOG_PDU_NOT_SENT, SMS_LOG_PDU_NOT_ENCODED,
+                               SMS_LOG_MODE_NOT_SET};
 
 struct sSendOptions {
     std::string number;
@@ -55,7 +58,7 @@ std::vector<int> requireAnyDaemon(const sPlaces& places) {
 // ---- send
 
 bool isRegistered(const sPlaces& places, int slot) {
-    return statusValue(places, slot, "CREG_REGISTERED") == "1";
+    return readStatusFile(places, slot).record.isSet(STATUS_CREG_REGISTERED);
 }
 
 std::string whyStillWaiting(const sPlaces& places) {
@@ -76,7 +79,7 @@ std::string reasonInLog(const std::vector<cDaemonLog>& logs) {
             if (!line.empty()) return printableLine(line.substr(line.find(reason)));
         }
     }
-    return "the system log shows why: journalctl -t cellslotd";
+    return std::string("the system log shows why: journalctl -t ") + DAEMON_NAME;
 }
 
 void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeoutS,

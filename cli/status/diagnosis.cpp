@@ -10,6 +10,9 @@
 #include "include/device_records.h"
 #include "include/modem_types.h"
 #include "platform/include/text_helpers.h"
+#include "published/installation.h"
+#include "published/outcome_texts.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -24,8 +27,8 @@ struct sSlotView {
         diagnosis.problems.push_back({severity, id, what, mend});
     }
     bool isConnected() const { return report.saysConnected(); }
-    bool isRegistered() const { return record.text("CREG_REGISTERED") == "1"; }
-    bool isSimReady() const { return record.text("SIM_STATUS") == "Available"; }
+    bool isRegistered() const { return record.isSet(STATUS_CREG_REGISTERED); }
+    bool isSimReady() const { return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE; }
 };
 
 bool isDataWanted(eCfgDataStatus value) {
@@ -42,7 +45,7 @@ void checkDaemon(const sSlotView& view) {
              capitalized(noDaemonText(view.report.slot)) + "; the last known values are " + age +
                  " old.",
              howToStart(view.report.slot, view.report.data) +
-                 "; to see why it ended: journalctl -t cellslotd");
+                 "; to see why it ended: journalctl -t " + DAEMON_NAME);
 }
 
 void checkAge(const sSlotView& view) {
@@ -52,12 +55,9 @@ void checkAge(const sSlotView& view) {
         view.add(
             eSeverity::ERROR, "stale",
             "The daemon is running, but has not updated its status for " + durationText(ageS) + ".",
-            "it hangs, runs a very long command, or cannot write to /var/log: check cellslot "
-            "doctor" +
-                view.option() +
-                " and journalctl -t cellslotd; if it does not recover: systemctl restart "
-                "cellslotd@" +
-                itos(view.report.slot));
+            std::string("it hangs, runs a very long command, or cannot write to ") + STATUS_FOLDER +
+                ": check cellslot doctor" + view.option() + " and journalctl -t " + DAEMON_NAME +
+                "; if it does not recover: systemctl restart " + serviceName(view.report.slot));
     else if (ageS < -FRESH_S)
         view.add(eSeverity::WARNING, "clock",
                  "The status is " + durationText(-ageS) + " ahead of this host's clock.",
@@ -67,12 +67,13 @@ void checkAge(const sSlotView& view) {
 // ---- modem and SIM ---------------------------------------------------------------------------
 
 bool isModemSilent(const sStatusRecord& record) {
-    return record.text("SIM_STATUS") == "Unknown" &&
-           record.number("TEMPERATURE").value_or(TEMPERATURE_UNKNOWN_C) == TEMPERATURE_UNKNOWN_C;
+    return record.text(STATUS_SIM_STATUS) == NAME_UNKNOWN &&
+           record.number(STATUS_TEMPERATURE).value_or(TEMPERATURE_UNKNOWN_C) ==
+               TEMPERATURE_UNKNOWN_C;
 }
 
 void checkModem(const sSlotView& view) {
-    const std::string port = printableLine(view.record.text("DEV_HANDLE_MAIN"));
+    const std::string port = printableLine(view.record.text(STATUS_DEV_HANDLE_MAIN));
     if (!view.report.portExists)
         view.add(
             eSeverity::ERROR, "modem_missing",
@@ -88,18 +89,18 @@ void checkModem(const sSlotView& view) {
                      view.option());
 }
 
-std::string attemptsText(const sStatusRecord& record, const std::string& key) {
+std::string attemptsText(const sStatusRecord& record, const sStatusKey& key) {
     const long long attempts = record.number(key).value_or(ATTEMPTS_UNKNOWN);
     if (attempts == ATTEMPTS_UNKNOWN) return "";
     return ", " + ltos(attempts) + (attempts == 1 ? " attempt" : " attempts") + " left";
 }
 
 bool isPinRefused(const sStatusRecord& record) {
-    return record.text("SIM_EXTENDED_STATUS").find("bad password") != std::string::npos;
+    return isPinOutcomeRefused(record.text(STATUS_SIM_EXTENDED_STATUS));
 }
 
 void addPinLocked(const sSlotView& view) {
-    const std::string attempts = attemptsText(view.record, "SIM_REMAIN_CPIN");
+    const std::string attempts = attemptsText(view.record, STATUS_SIM_REMAIN_CPIN);
     const std::string pinSet = "cellslot pin set" + view.option();
     if (isPinRefused(view.record))
         view.add(eSeverity::ERROR, "sim_pin", "The SIM refused the PIN" + attempts + ".",
@@ -112,26 +113,26 @@ void addPinLocked(const sSlotView& view) {
 void addPukLocked(const sSlotView& view) {
     view.add(eSeverity::ERROR, "sim_puk",
              "The SIM is blocked after wrong PINs and needs its PUK" +
-                 attemptsText(view.record, "SIM_REMAIN_PUK") + ".",
+                 attemptsText(view.record, STATUS_SIM_REMAIN_PUK) + ".",
              "get the PUK from the operator, then: cellslot pin puk" + view.option() +
                  " (after the last failed attempt the SIM can never be used again)");
 }
 
 void checkSim(const sSlotView& view) {
-    const std::string status = view.record.text("SIM_STATUS");
+    const std::string status = view.record.text(STATUS_SIM_STATUS);
     if (view.isSimReady() || isModemSilent(view.record)) return;
-    if (status == "Not Present")
+    if (status == SIM_STATUS_NOT_PRESENT)
         view.add(eSeverity::ERROR, "sim_missing", "The modem detects no SIM card.",
                  "insert it; if the modem has two holders, check CM_SIM_SLOT (in use: " +
-                     printableLine(view.record.text("SIM_SLOT")) +
+                     printableLine(view.record.text(STATUS_SIM_SLOT)) +
                      "). A modem in #QSS mode 2 also reports no SIM: cellslot doctor "
                      "--ask-modem" +
                      view.option());
-    else if (status == "PIN Locked")
+    else if (status == SIM_STATUS_PIN_LOCKED)
         addPinLocked(view);
-    else if (status == "PUK Locked")
+    else if (status == SIM_STATUS_PUK_LOCKED)
         addPukLocked(view);
-    else if (status == "Unknown")
+    else if (status == NAME_UNKNOWN)
         view.add(eSeverity::ERROR, "sim_unknown", "The SIM state cannot be read.",
                  "normal right after a start; if it lasts, remove the card and insert it again");
     else
@@ -160,21 +161,21 @@ void checkDataWanted(const sSlotView& view) {
 }
 
 void addNotRegistered(const sSlotView& view) {
-    const std::string state = view.record.text("CREG_ABR");
+    const std::string state = view.record.text(STATUS_CREG_ABR);
     const eSeverity severity = view.isConnected() ? eSeverity::WARNING : eSeverity::ERROR;
-    const std::string mode = view.record.text("CONF_OPERATOR_MODE");
-    const std::string only = mode == "1" ? " Only operator " +
-                                               printableLine(view.record.text("CONF_OPERATOR")) +
-                                               " is allowed (CM_OPERATOR)."
-                                         : "";
-    if (state == "Reg Denied")
+    const std::string only = view.record.number(STATUS_CONF_OPERATOR_MODE) == eNET_OPERATOR_MANUAL
+                                 ? " Only operator " +
+                                       printableLine(view.record.text(STATUS_CONF_OPERATOR)) +
+                                       " is allowed (CM_OPERATOR)."
+                                 : "";
+    if (state == REGISTRATION_DENIED)
         view.add(severity, "denied", "The network refuses this SIM (registration denied)." + only,
                  "ask the operator whether the SIM is active and may roam here; check CM_OPERATOR");
-    else if (state == "Searching")
+    else if (state == REGISTRATION_SEARCHING)
         view.add(severity, "searching", "No network yet; the modem is searching." + only,
                  "check antenna and location; CM_BAND_MODE, CM_DATA_SPEED and CM_OPERATOR can "
                  "exclude the available networks; the daemon resets the modem after 5 minutes");
-    else if (state == "Not Reg")
+    else if (state == REGISTRATION_NONE)
         view.add(
             severity, "not_registered", "No network, and the modem is not searching." + only,
             "the daemon resets the modem after 5 minutes; if that does not help: cellslot doctor" +
@@ -188,11 +189,12 @@ void checkRegistration(const sSlotView& view) {
     if (!view.isSimReady()) return;
     if (!view.isRegistered()) return addNotRegistered(view);
     const sDataDirectiveReport& data = view.report.data;
-    if (view.record.text("CREG_ABR") != "Reg Roaming" || data.roamingAllowed || view.isConnected())
+    if (view.record.text(STATUS_CREG_ABR) != REGISTRATION_ROAMING || data.roamingAllowed ||
+        view.isConnected())
         return;
     view.add(eSeverity::ERROR, "roaming_refused",
              "The SIM is roaming in another network (" +
-                 printableLine(view.record.text("CARRIER")) +
+                 printableLine(view.record.text(STATUS_CARRIER)) +
                  "), and CM_ROAMING=home forbids data there.",
              "if roaming charges are acceptable, set CM_ROAMING=auto in " +
                  printableLine(data.configPath) + ", then: cellslot reload" + view.option());
@@ -203,13 +205,13 @@ void checkSession(const sSlotView& view) {
         if (view.report.daemonRuns && view.report.addresses.empty())
             view.add(eSeverity::WARNING, "no_address",
                      "The session is up, but " +
-                         printableLine(view.record.text("NETWORK_INTERFACE")) +
+                         printableLine(view.record.text(STATUS_NETWORK_INTERFACE)) +
                          " has no address on this host.",
                      "cellslot doctor" + view.option());
         return;
     }
     if (!view.isSimReady() || !view.isRegistered() || !isDataWanted(view.report.data.value)) return;
-    if (view.record.number("LAST_CONNECT_ERROR_E").value_or(0) == eSUCCESS) return;
+    if (view.record.number(STATUS_LAST_CONNECT_ERROR_E).value_or(0) == eSUCCESS) return;
     const sPlainWords words = connectErrorWords(view.record);
     view.add(eSeverity::ERROR, "session_failed",
              "The data session did not start: " + words.what + ".", words.mend);
@@ -228,13 +230,13 @@ void checkSignal(const sSlotView& view) {
 }
 
 void checkTemperature(const sSlotView& view) {
-    const long long level = view.record.number("TEMPERATURE_LEVEL_E").value_or(0);
+    const long long level = view.record.number(STATUS_TEMPERATURE_LEVEL_E).value_or(0);
     if (level == eTEMP_LEVEL_NORMAL || level == eTEMP_LEVEL_UNKNOWN) return;
     const bool isExtreme = level == eTEMP_LEVEL_EXTREME_LOWER || level == eTEMP_LEVEL_EXTREME_UPPER;
     view.add(eSeverity::WARNING, "temperature",
              std::string("The modem is ") + (isExtreme ? "far " : "") + "too " +
                  (level > 0 ? "hot" : "cold") + " (" +
-                 printableLine(view.record.text("TEMPERATURE")) + " C).",
+                 printableLine(view.record.text(STATUS_TEMPERATURE)) + " C).",
              isExtreme ? "the modem may switch itself off" : "");
 }
 
@@ -267,9 +269,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
         diagnosis.problems.push_back(
             {eSeverity::NOTE, "starting",
              "The daemon is running, but has not written its status yet.",
-             "normal right after a start; if it lasts, the daemon cannot write to /var/log: "
-             "cellslot doctor -p " +
-                 slot});
+             std::string("normal right after a start; if it lasts, the daemon cannot write to ") +
+                 STATUS_FOLDER + ": cellslot doctor -p " + slot});
         return diagnosis;
     }
     if (isMissing) {
@@ -284,7 +285,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
          "The status file " + statusFilePath(report.slot) + " " + report.file.defect + ".",
          report.file.state == eStatusFile::NOT_PERMITTED
              ? "run cellslot as root"
-             : "check free space and permissions of /var/log: cellslot doctor -p " + slot});
+             : std::string("check free space and permissions of ") + STATUS_FOLDER +
+                   ": cellslot doctor -p " + slot});
     return diagnosis;
 }
 

@@ -3,6 +3,15 @@
 #include "cli/base/daemon_process.h"
 #include "cli/base/printable_text.h"
 #include "cli/base/slot_name.h"
+#include "published/installation.h"
+
+namespace {
+
+std::string startService(int slot) {
+    return "systemctl start " + serviceName(slot);
+}
+
+}  // namespace
 
 std::string noDaemonText(int slot) {
     return "no daemon is running for " + slotName(slot);
@@ -16,7 +25,7 @@ std::string noDaemonReason(const sSlotReport& report) {
 
 cFailure noDaemonAtAll() {
     return {eExitStatus::NO_DAEMON,
-            "no daemon is running for any slot; to start one: systemctl start cellslotd@1"};
+            "no daemon is running for any slot; to start one: " + startService(FIRST_SLOT)};
 }
 
 cFailure noDaemon(const sSlotReport& report) {
@@ -30,7 +39,7 @@ bool isPowerOff(eCfgDataStatus value) {
 
 std::string howToStart(int slot, const sDataDirectiveReport& data) {
     const std::string number = std::to_string(slot);
-    const std::string start = "systemctl start cellslotd@" + number;
+    const std::string start = startService(slot);
     if (data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF)
         return "cellslot data auto -p " + number + ", then: " + start;
     if (data.value == eCONF_DATA_CONNECT_MODEM_OFF)

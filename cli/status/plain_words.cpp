@@ -71,23 +71,23 @@ const sRow GPS_STATES[] = {
 
 template <size_t count>
 sPlainWords wordsFor(const sRow (&rows)[count], const sStatusRecord& record,
-                     const std::string& key) {
-    const std::optional<long long> code = record.number(key + "_E");
+                     const sStatusKey& codeKey, const sStatusKey& nameKey) {
+    const std::optional<long long> code = record.number(codeKey);
     if (!code) return {"unknown", ""};
     for (const sRow& row : rows)
         if (row.code == *code) return {row.what, row.mend};
-    const std::string name = printableLine(record.text(key));
+    const std::string name = printableLine(record.text(nameKey));
     return {"error " + ltos(*code) + (name.empty() ? "" : " (" + name + ")"), ""};
 }
 
 }  // namespace
 
 sPlainWords connectErrorWords(const sStatusRecord& record) {
-    return wordsFor(CONNECT_ERRORS, record, "LAST_CONNECT_ERROR");
+    return wordsFor(CONNECT_ERRORS, record, STATUS_LAST_CONNECT_ERROR_E, STATUS_LAST_CONNECT_ERROR);
 }
 
 sPlainWords gpsWords(const sStatusRecord& record) {
-    return wordsFor(GPS_STATES, record, "GPS_LAST_STATUS");
+    return wordsFor(GPS_STATES, record, STATUS_GPS_LAST_STATUS_E, STATUS_GPS_LAST_STATUS);
 }
 
 bool isGpsFault(const sStatusRecord& record) {

@@ -44,7 +44,7 @@ std::optional<double> plausible(std::optional<double> value) {
 }
 
 std::optional<double> rssiOfCsq(const sStatusRecord& record) {
-    const long long csq = record.number("CURRENT_CSQ").value_or(-1);
+    const long long csq = record.number(STATUS_CURRENT_CSQ).value_or(-1);
     if (csq < 0 || csq > CSQ_MAX) return std::nullopt;
     return CSQ_ZERO_DBM + CSQ_STEP_DB * static_cast<double>(csq);
 }
@@ -90,11 +90,11 @@ void judgeClearness(sSignalReading& signal) {
 
 sSignalReading readSignal(const sStatusRecord& record) {
     sSignalReading signal;
-    signal.rsrpDbm = plausible(record.decimal("CURRENT_RSRP"));
-    signal.rsrqDb = plausible(record.decimal("CURRENT_RSRQ"));
-    signal.rscpDbm = plausible(record.decimal("CURRENT_RSCP"));
-    signal.ecioDb = plausible(record.decimal("CURRENT_ECIO"));
-    signal.rssiDbm = plausible(record.decimal("CURRENT_RSSI"));
+    signal.rsrpDbm = plausible(record.decimal(STATUS_CURRENT_RSRP));
+    signal.rsrqDb = plausible(record.decimal(STATUS_CURRENT_RSRQ));
+    signal.rscpDbm = plausible(record.decimal(STATUS_CURRENT_RSCP));
+    signal.ecioDb = plausible(record.decimal(STATUS_CURRENT_ECIO));
+    signal.rssiDbm = plausible(record.decimal(STATUS_CURRENT_RSSI));
     if (!signal.rssiDbm) signal.rssiDbm = rssiOfCsq(record);
     judgeStrength(signal);
     judgeClearness(signal);

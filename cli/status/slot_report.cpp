@@ -121,9 +121,9 @@ sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
     report.data = reportDirective(places, slot, moment.uptimeS);
     if (!report.isGood()) return report;
     const sStatusRecord& record = report.file.record;
-    report.ageS = moment.now - record.number("STATS_LAST_UPDATE_E").value_or(0);
-    report.portExists = places.have(record.text("DEV_HANDLE_MAIN"));
-    report.addresses = interfaceAddresses(record.text("NETWORK_INTERFACE"));
+    report.ageS = moment.now - record.number(STATUS_STATS_LAST_UPDATE_E).value_or(0);
+    report.portExists = places.have(record.text(STATUS_DEV_HANDLE_MAIN));
+    report.addresses = interfaceAddresses(record.text(STATUS_NETWORK_INTERFACE));
     return report;
 }
 

@@ -9,6 +9,7 @@
 #include "cli/base/places.h"
 #include "cli/status/status_file.h"
 #include "include/config_options.h"
+#include "published/status_values.h"
 
 // A status older than this means more than a daemon that waits for its modem: sending a message or
 // listing the networks can take a minute.
@@ -47,7 +48,7 @@ struct sSlotReport {
     bool isGood() const { return file.state == eStatusFile::GOOD; }
     bool isStale() const { return ageS && *ageS > STALE_AFTER_S; }
     // The session as in the file, and as a running daemon reports it.
-    bool saysConnected() const { return file.record.text("QMI_STATE") == "CONNECTED"; }
+    bool saysConnected() const { return file.record.text(STATUS_QMI_STATE) == SESSION_CONNECTED; }
     bool isConnected() const { return daemonRuns && saysConnected(); }
 };
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -13,7 +14,6 @@ namespace {
 constexpr size_t FILE_MAX = 64 * 1024;
 constexpr size_t KEY_MAX = 64;
 constexpr long long TIME_MAX = 1LL << 40;
-constexpr const char* LAST_KEY = "SMS_RECV";
 constexpr const char* KEY_LETTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
 
 template <typename tNumber>
@@ -64,16 +64,20 @@ std::string defectOfErrno(int error) {
 
 }  // namespace
 
-std::string sStatusRecord::text(const std::string& key) const {
-    const auto found = values.find(key);
+std::string sStatusRecord::text(const sStatusKey& key) const {
+    const auto found = values.find(key.name);
     return found == values.end() ? std::string() : found->second;
 }
 
-std::optional<long long> sStatusRecord::number(const std::string& key) const {
+bool sStatusRecord::isSet(const sStatusKey& key) const {
+    return text(key) == STATUS_YES;
+}
+
+std::optional<long long> sStatusRecord::number(const sStatusKey& key) const {
     return wholeTextAsNumber<long long>(text(key));
 }
 
-std::optional<double> sStatusRecord::decimal(const std::string& key) const {
+std::optional<double> sStatusRecord::decimal(const sStatusKey& key) const {
     const std::optional<double> number = wholeTextAsNumber<double>(text(key));
     return number && std::isfinite(*number) ? number : std::nullopt;
 }
@@ -82,7 +86,7 @@ sStatusFile parseStatus(const std::string& text, int slot) {
     if (text.empty()) return failed(eStatusFile::CUT_SHORT, "is empty");
     if (text.size() > FILE_MAX)
         return failed(eStatusFile::DAMAGED, "is too long for a status file");
-    const std::string prefix = "CELLMODEM" + itos(slot) + "_";
+    const std::string prefix = statusKeyStart(slot) + STATUS_KEY_SEPARATOR;
     sStatusFile file{eStatusFile::GOOD, "", {}};
     std::string last;
     int lineNumber = 0;
@@ -101,9 +105,9 @@ sStatusFile parseStatus(const std::string& text, int slot) {
                           "is damaged: line " + itos(lineNumber) + " " + defect);
         last = line;
     }
-    if (!startsWith(last, prefix + LAST_KEY + "="))
+    if (!startsWith(last, prefix + LAST_STATUS_KEY.name + "="))
         return failed(eStatusFile::CUT_SHORT, "is truncated");
-    const long long written = file.record.number("STATS_LAST_UPDATE_E").value_or(-1);
+    const long long written = file.record.number(STATUS_STATS_LAST_UPDATE_E).value_or(-1);
     if (written < 0 || written > TIME_MAX)
         return failed(eStatusFile::DAMAGED,
                       "is damaged: its time of writing is missing or invalid");

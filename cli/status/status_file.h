@@ -7,15 +7,17 @@
 
 #include "cli/base/places.h"
 #include "published/paths.h"
+#include "published/status_keys.h"
 
 // What a daemon published, by key without "CELLMODEMn_". A missing key reads as empty text and as
 // no number; a text that is not a number also reads as no number.
 struct sStatusRecord {
     std::map<std::string, std::string> values;
 
-    std::string text(const std::string& key) const;
-    std::optional<long long> number(const std::string& key) const;
-    std::optional<double> decimal(const std::string& key) const;
+    std::string text(const sStatusKey& key) const;
+    bool isSet(const sStatusKey& key) const;  // of a key that is on or off
+    std::optional<long long> number(const sStatusKey& key) const;
+    std::optional<double> decimal(const sStatusKey& key) const;
 };
 
 enum class eStatusFile {

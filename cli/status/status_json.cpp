@@ -7,6 +7,7 @@
 #include "cli/status/diagnosis.h"
 #include "cli/status/plain_words.h"
 #include "include/device_records.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -22,53 +23,53 @@ tJson orNull(const std::optional<long long>& value) {
     return value ? tJson(*value) : tJson(nullptr);
 }
 
-tJson numberUnless(const sStatusRecord& record, const std::string& key, long long unknown) {
+tJson numberUnless(const sStatusRecord& record, const sStatusKey& key, long long unknown) {
     const std::optional<long long> value = record.number(key);
     return value && *value != unknown ? tJson(*value) : tJson(nullptr);
 }
 
 // Keeps the daemon's words for "not known", because programs may compare with them.
-tJson text(const sStatusRecord& record, const std::string& key) {
+tJson text(const sStatusRecord& record, const sStatusKey& key) {
     const std::string value = record.text(key);
     return value.empty() ? tJson(nullptr) : tJson(printableLine(value));
 }
 
 tJson modemJson(const sStatusRecord& record) {
-    return {{"model", text(record, "MODEL")},
-            {"manufacturer", text(record, "MANU")},
-            {"imei", text(record, "IMEI")},
-            {"firmware", text(record, "FIRMWARE_V")},
-            {"firmware_carrier", text(record, "FIRMWARE_CARRIER")},
-            {"temperature_c", numberUnless(record, "TEMPERATURE", TEMPERATURE_UNKNOWN_C)},
-            {"temperature_level", text(record, "TEMPERATURE_LEVEL")},
-            {"device", text(record, "DEV_HANDLE_MAIN")}};
+    return {{"model", text(record, STATUS_MODEL)},
+            {"manufacturer", text(record, STATUS_MANU)},
+            {"imei", text(record, STATUS_IMEI)},
+            {"firmware", text(record, STATUS_FIRMWARE_V)},
+            {"firmware_carrier", text(record, STATUS_FIRMWARE_CARRIER)},
+            {"temperature_c", numberUnless(record, STATUS_TEMPERATURE, TEMPERATURE_UNKNOWN_C)},
+            {"temperature_level", text(record, STATUS_TEMPERATURE_LEVEL)},
+            {"device", text(record, STATUS_DEV_HANDLE_MAIN)}};
 }
 
 tJson simJson(const sStatusRecord& record) {
-    return {{"status", text(record, "SIM_STATUS")},
-            {"ready", record.text("SIM_STATUS") == "Available"},
-            {"pin_report", withoutSecrets(record.text("SIM_EXTENDED_STATUS"))},
-            {"pin_lock", record.text("SIM_CPIN_ENABLED") == "1"},
-            {"pin_attempts", numberUnless(record, "SIM_REMAIN_CPIN", ATTEMPTS_UNKNOWN)},
-            {"puk_attempts", numberUnless(record, "SIM_REMAIN_PUK", ATTEMPTS_UNKNOWN)},
-            {"iccid", text(record, "SIM_ID")},
-            {"imsi", text(record, "SIM_IMSI")},
-            {"number", text(record, "MDN")},
-            {"carrier", text(record, "SIM_CARRIER")},
-            {"holder", orNull(record.number("SIM_SLOT"))}};
+    return {{"status", text(record, STATUS_SIM_STATUS)},
+            {"ready", record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE},
+            {"pin_report", withoutSecrets(record.text(STATUS_SIM_EXTENDED_STATUS))},
+            {"pin_lock", record.isSet(STATUS_SIM_CPIN_ENABLED)},
+            {"pin_attempts", numberUnless(record, STATUS_SIM_REMAIN_CPIN, ATTEMPTS_UNKNOWN)},
+            {"puk_attempts", numberUnless(record, STATUS_SIM_REMAIN_PUK, ATTEMPTS_UNKNOWN)},
+            {"iccid", text(record, STATUS_SIM_ID)},
+            {"imsi", text(record, STATUS_SIM_IMSI)},
+            {"number", text(record, STATUS_MDN)},
+            {"carrier", text(record, STATUS_SIM_CARRIER)},
+            {"holder", orNull(record.number(STATUS_SIM_SLOT))}};
 }
 
 tJson networkJson(const sStatusRecord& record) {
-    return {{"registration", text(record, "CREG")},
-            {"registered", record.text("CREG_REGISTERED") == "1"},
-            {"roaming", record.text("CREG_ABR") == "Reg Roaming"},
-            {"operator", text(record, "CARRIER")},
-            {"plmn", text(record, "CARRIER_PLMN")},
-            {"technology", text(record, "SERVICE_TYPE")},
-            {"band", text(record, "BAND")},
-            {"channel", text(record, "CURRENT_CHAN")},
-            {"cell", text(record, "SERVSYS_CELL_ID")},
-            {"area", text(record, "CURRENT_LAC_TAC")}};
+    return {{"registration", text(record, STATUS_CREG)},
+            {"registered", record.isSet(STATUS_CREG_REGISTERED)},
+            {"roaming", record.text(STATUS_CREG_ABR) == REGISTRATION_ROAMING},
+            {"operator", text(record, STATUS_CARRIER)},
+            {"plmn", text(record, STATUS_CARRIER_PLMN)},
+            {"technology", text(record, STATUS_SERVICE_TYPE)},
+            {"band", text(record, STATUS_BAND)},
+            {"channel", text(record, STATUS_CURRENT_CHAN)},
+            {"cell", text(record, STATUS_SERVSYS_CELL_ID)},
+            {"area", text(record, STATUS_CURRENT_LAC_TAC)}};
 }
 
 tJson signalJson(const sSignalReading& signal) {
@@ -86,12 +87,12 @@ tJson sessionJson(const sSlotReport& report) {
     const sStatusRecord& record = report.file.record;
     const bool isUp = report.isConnected();
     return {{"connected", isUp},
-            {"seconds", isUp ? orNull(record.number("QMI_CALL_TIME")) : tJson(nullptr)},
-            {"interface", text(record, "NETWORK_INTERFACE")},
+            {"seconds", isUp ? orNull(record.number(STATUS_QMI_CALL_TIME)) : tJson(nullptr)},
+            {"interface", text(record, STATUS_NETWORK_INTERFACE)},
             {"addresses", report.addresses},
-            {"apn", text(record, "SIM_APN_CURRENT")},
-            {"last_error", orNull(record.number("LAST_CONNECT_ERROR_E"))},
-            {"last_error_name", text(record, "LAST_CONNECT_ERROR")},
+            {"apn", text(record, STATUS_SIM_APN_CURRENT)},
+            {"last_error", orNull(record.number(STATUS_LAST_CONNECT_ERROR_E))},
+            {"last_error_name", text(record, STATUS_LAST_CONNECT_ERROR)},
             {"last_error_words", connectErrorWords(record).what}};
 }
 
@@ -135,12 +136,12 @@ void addRecord(tJson& slot, const sSlotReport& report, const sDiagnosis& diagnos
     slot["network"] = networkJson(record);
     slot["signal"] = signalJson(diagnosis.signal);
     slot["session"] = sessionJson(report);
-    slot["gps"] = {{"streaming", record.text("GPS_STREAM_ON") == "1"},
+    slot["gps"] = {{"streaming", record.isSet(STATUS_GPS_STREAM_ON)},
                    {"state", gpsWords(record).what},
-                   {"receiver", text(record, "GPS_CHIPSET")}};
-    slot["sms"] = {{"received", orNull(record.number("SMS_RECV"))},
-                   {"sent", orNull(record.number("SMS_SENT"))},
-                   {"failed", orNull(record.number("SMS_SENT_FAIL"))}};
+                   {"receiver", text(record, STATUS_GPS_CHIPSET)}};
+    slot["sms"] = {{"received", orNull(record.number(STATUS_SMS_RECV))},
+                   {"sent", orNull(record.number(STATUS_SMS_SENT))},
+                   {"failed", orNull(record.number(STATUS_SMS_SENT_FAIL))}};
 }
 
 tJson slotJson(const sSlotReport& report) {

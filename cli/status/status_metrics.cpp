@@ -5,6 +5,7 @@
 #include "cli/status/diagnosis.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -20,17 +21,17 @@ tValue flag(bool value) {
     return value ? 1 : 0;
 }
 
-tValue recordNumber(tSlot slot, const char* key) {
+tValue recordNumber(tSlot slot, const sStatusKey& key) {
     const std::optional<long long> value = slot.report.file.record.number(key);
     return value ? tValue(static_cast<double>(*value)) : std::nullopt;
 }
 
-tValue numberUnless(tSlot slot, const char* key, double unknown) {
+tValue numberUnless(tSlot slot, const sStatusKey& key, double unknown) {
     const tValue value = recordNumber(slot, key);
     return value && *value != unknown ? value : std::nullopt;
 }
 
-bool textIs(tSlot slot, const char* key, const char* text) {
+bool textIs(tSlot slot, const sStatusKey& key, const char* text) {
     return slot.report.file.record.text(key) == text;
 }
 
@@ -44,18 +45,22 @@ std::string label(const std::string& name, const std::string& value) {
     return "," + name + "=\"" + escaped + "\"";
 }
 
-std::string recordLabel(tSlot slot, const char* name, const char* key) {
+std::string recordLabel(tSlot slot, const char* name, const sStatusKey& key) {
     return label(name, slot.report.file.record.text(key));
 }
 
 std::string modemLabels(tSlot slot) {
-    return recordLabel(slot, "model", "MODEL") + recordLabel(slot, "firmware", "FIRMWARE_V") +
-           recordLabel(slot, "imei", "IMEI") + recordLabel(slot, "interface", "NETWORK_INTERFACE");
+    return recordLabel(slot, "model", STATUS_MODEL) +
+           recordLabel(slot, "firmware", STATUS_FIRMWARE_V) +
+           recordLabel(slot, "imei", STATUS_IMEI) +
+           recordLabel(slot, "interface", STATUS_NETWORK_INTERFACE);
 }
 
 std::string networkLabels(tSlot slot) {
-    return recordLabel(slot, "operator", "CARRIER") + recordLabel(slot, "plmn", "CARRIER_PLMN") +
-           recordLabel(slot, "technology", "SERVICE_TYPE") + recordLabel(slot, "band", "BAND");
+    return recordLabel(slot, "operator", STATUS_CARRIER) +
+           recordLabel(slot, "plmn", STATUS_CARRIER_PLMN) +
+           recordLabel(slot, "technology", STATUS_SERVICE_TYPE) +
+           recordLabel(slot, "band", STATUS_BAND);
 }
 
 struct sFamily {
@@ -82,13 +87,13 @@ const sFamily FAMILIES[] = {
     {"cellslot_session_connected", "gauge", "Whether the data session is up.", true,
      [](tSlot s) { return flag(s.report.isConnected()); }, nullptr},
     {"cellslot_session_duration_seconds", "gauge", "Time that the data session has been up; 0 while it is down.", true,
-     [](tSlot s) { return s.report.isConnected() ? recordNumber(s, "QMI_CALL_TIME") : flag(false); }, nullptr},
+     [](tSlot s) { return s.report.isConnected() ? recordNumber(s, STATUS_QMI_CALL_TIME) : flag(false); }, nullptr},
     {"cellslot_session_last_error_code", "gauge", "Number of the last error of a session start; 0 for none.", true,
-     [](tSlot s) { return recordNumber(s, "LAST_CONNECT_ERROR_E"); }, nullptr},
+     [](tSlot s) { return recordNumber(s, STATUS_LAST_CONNECT_ERROR_E); }, nullptr},
     {"cellslot_network_registered", "gauge", "Whether the modem is registered in a network.", true,
-     [](tSlot s) { return flag(textIs(s, "CREG_REGISTERED", "1")); }, nullptr},
+     [](tSlot s) { return flag(s.report.file.record.isSet(STATUS_CREG_REGISTERED)); }, nullptr},
     {"cellslot_network_roaming", "gauge", "Whether the modem is registered in a network that is not its home.", true,
-     [](tSlot s) { return flag(textIs(s, "CREG_ABR", "Reg Roaming")); }, nullptr},
+     [](tSlot s) { return flag(textIs(s, STATUS_CREG_ABR, REGISTRATION_ROAMING)); }, nullptr},
     {"cellslot_signal_rsrp_dbm", "gauge", "Reference signal received power (LTE).", true,
      [](tSlot s) { return s.signal.rsrpDbm; }, nullptr},
     {"cellslot_signal_rsrq_db", "gauge", "Reference signal received quality (LTE).", true,
@@ -100,23 +105,23 @@ const sFamily FAMILIES[] = {
     {"cellslot_signal_ecio_db", "gauge", "Ratio of received energy to noise (WCDMA).", true,
      [](tSlot s) { return s.signal.ecioDb; }, nullptr},
     {"cellslot_sim_ready", "gauge", "Whether the SIM is present and unlocked.", true,
-     [](tSlot s) { return flag(textIs(s, "SIM_STATUS", "Available")); }, nullptr},
+     [](tSlot s) { return flag(textIs(s, STATUS_SIM_STATUS, SIM_STATUS_AVAILABLE)); }, nullptr},
     {"cellslot_sim_pin_attempts", "gauge", "Attempts left for the PIN.", true,
-     [](tSlot s) { return numberUnless(s, "SIM_REMAIN_CPIN", ATTEMPTS_UNKNOWN); }, nullptr},
+     [](tSlot s) { return numberUnless(s, STATUS_SIM_REMAIN_CPIN, ATTEMPTS_UNKNOWN); }, nullptr},
     {"cellslot_sim_puk_attempts", "gauge", "Attempts left for the PUK.", true,
-     [](tSlot s) { return numberUnless(s, "SIM_REMAIN_PUK", ATTEMPTS_UNKNOWN); }, nullptr},
+     [](tSlot s) { return numberUnless(s, STATUS_SIM_REMAIN_PUK, ATTEMPTS_UNKNOWN); }, nullptr},
     {"cellslot_modem_temperature_celsius", "gauge", "Temperature of the modem.", true,
-     [](tSlot s) { return numberUnless(s, "TEMPERATURE", TEMPERATURE_UNKNOWN_C); }, nullptr},
+     [](tSlot s) { return numberUnless(s, STATUS_TEMPERATURE, TEMPERATURE_UNKNOWN_C); }, nullptr},
     {"cellslot_modem_temperature_level", "gauge", "Temperature level, -2 far too cold to 2 far too hot, 0 normal.", true,
-     [](tSlot s) { return numberUnless(s, "TEMPERATURE_LEVEL_E", eTEMP_LEVEL_UNKNOWN); }, nullptr},
+     [](tSlot s) { return numberUnless(s, STATUS_TEMPERATURE_LEVEL_E, eTEMP_LEVEL_UNKNOWN); }, nullptr},
     {"cellslot_gps_streaming", "gauge", "Whether positions go to gpsd.", true,
-     [](tSlot s) { return flag(textIs(s, "GPS_STREAM_ON", "1")); }, nullptr},
+     [](tSlot s) { return flag(s.report.file.record.isSet(STATUS_GPS_STREAM_ON)); }, nullptr},
     {"cellslot_sms_received_total", "counter", "Messages received since the daemon was started.", true,
-     [](tSlot s) { return recordNumber(s, "SMS_RECV"); }, nullptr},
+     [](tSlot s) { return recordNumber(s, STATUS_SMS_RECV); }, nullptr},
     {"cellslot_sms_sent_total", "counter", "Messages sent since the daemon was started.", true,
-     [](tSlot s) { return recordNumber(s, "SMS_SENT"); }, nullptr},
+     [](tSlot s) { return recordNumber(s, STATUS_SMS_SENT); }, nullptr},
     {"cellslot_sms_send_failures_total", "counter", "Messages that could not be sent since the daemon was started.", true,
-     [](tSlot s) { return recordNumber(s, "SMS_SENT_FAIL"); }, nullptr},
+     [](tSlot s) { return recordNumber(s, STATUS_SMS_SENT_FAIL); }, nullptr},
 };
 // clang-format on
 

@@ -5,6 +5,7 @@
 #include "cli/status/plain_words.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
+#include "published/status_values.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ constexpr size_t TABLE_BAR_CELLS = 5;
 
 // The daemon publishes such values for what it does not know.
 bool isKnown(const std::string& text) {
-    return !text.empty() && text != "Unknown" && text != "UNKNOWN" &&
+    return !text.empty() && text != NAME_UNKNOWN && text != TECHNOLOGY_UNKNOWN &&
            text.find_first_not_of('0') != std::string::npos;
 }
 
@@ -30,41 +31,44 @@ std::string ageText(const sSlotReport& report) {
 // ---- the lines of one slot -------------------------------------------------------------------
 
 std::string modemText(const sStatusRecord& record) {
-    const std::string carrier = record.text("FIRMWARE_CARRIER");
-    return joined({labelled("", record.text("MODEL")),
-                   labelled("firmware ", record.text("FIRMWARE_V")) +
+    const std::string carrier = record.text(STATUS_FIRMWARE_CARRIER);
+    return joined({labelled("", record.text(STATUS_MODEL)),
+                   labelled("firmware ", record.text(STATUS_FIRMWARE_V)) +
                        (isKnown(carrier) ? " (" + printableLine(carrier) + ")" : ""),
-                   labelled("IMEI ", record.text("IMEI"))});
+                   labelled("IMEI ", record.text(STATUS_IMEI))});
 }
 
 // The daemon's own words, except for "ready" and "not known", which are clearer.
 std::string simWord(const std::string& status) {
-    if (status == "Available") return "ready";
+    if (status == SIM_STATUS_AVAILABLE) return "ready";
     return isKnown(status) ? printableLine(status) : "not known";
 }
 
 // The daemon publishes digits only.
 std::string iccidText(const sStatusRecord& record) {
-    if (isKnown(record.text("SIM_ID"))) return labelled("ICCID ", record.text("SIM_ID"));
-    return record.text("SIM_STATUS") == "Available" ? "ICCID not published (a filler F?)" : "";
+    if (isKnown(record.text(STATUS_SIM_ID))) return labelled("ICCID ", record.text(STATUS_SIM_ID));
+    return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE
+               ? "ICCID not published (a filler F?)"
+               : "";
 }
 
 std::string simText(const sStatusRecord& record) {
-    const std::string status = record.text("SIM_STATUS");
-    return joined({simWord(status), labelled("", record.text("SIM_CARRIER")), iccidText(record),
-                   labelled("number ", record.text("MDN"))});
+    const std::string status = record.text(STATUS_SIM_STATUS);
+    return joined({simWord(status), labelled("", record.text(STATUS_SIM_CARRIER)),
+                   iccidText(record), labelled("number ", record.text(STATUS_MDN))});
 }
 
 // "LTE band 4", with another word "LTE B4".
 std::string technologyText(const sStatusRecord& record, const char* band = "band ") {
-    return joined({labelled("", record.text("SERVICE_TYPE")), labelled(band, record.text("BAND"))},
-                  " ");
+    return joined(
+        {labelled("", record.text(STATUS_SERVICE_TYPE)), labelled(band, record.text(STATUS_BAND))},
+        " ");
 }
 
 std::string networkText(const sStatusRecord& record) {
-    const std::string plmn = record.text("CARRIER_PLMN");
-    const std::string carrier = labelled("", record.text("CARRIER"));
-    const std::string registration = record.text("CREG");
+    const std::string plmn = record.text(STATUS_CARRIER_PLMN);
+    const std::string carrier = labelled("", record.text(STATUS_CARRIER));
+    const std::string registration = record.text(STATUS_CREG);
     return joined(
         {isKnown(registration) ? printableLine(registration) : "not known",
          carrier + (isKnown(plmn) && !carrier.empty() ? " (" + printableLine(plmn) + ")" : ""),
@@ -72,9 +76,9 @@ std::string networkText(const sStatusRecord& record) {
 }
 
 std::string cellText(const sStatusRecord& record) {
-    return joined({labelled("cell ", record.text("SERVSYS_CELL_ID")),
-                   labelled("area ", record.text("CURRENT_LAC_TAC")),
-                   labelled("channel ", record.text("CURRENT_CHAN"))});
+    return joined({labelled("cell ", record.text(STATUS_SERVSYS_CELL_ID)),
+                   labelled("area ", record.text(STATUS_CURRENT_LAC_TAC)),
+                   labelled("channel ", record.text(STATUS_CURRENT_CHAN))});
 }
 
 std::string signalText(const sSignalReading& signal) {
@@ -85,10 +89,10 @@ std::string signalText(const sSignalReading& signal) {
 
 std::string sessionText(const sSlotReport& report) {
     const sStatusRecord& record = report.file.record;
-    const std::string apn = labelled("APN ", record.text("SIM_APN_CURRENT"));
-    const std::string interface = printableLine(record.text("NETWORK_INTERFACE"));
+    const std::string apn = labelled("APN ", record.text(STATUS_SIM_APN_CURRENT));
+    const std::string interface = printableLine(record.text(STATUS_NETWORK_INTERFACE));
     if (!report.saysConnected()) return joined({"down", apn, interface});
-    const std::string time = durationText(record.number("QMI_CALL_TIME").value_or(0));
+    const std::string time = durationText(record.number(STATUS_QMI_CALL_TIME).value_or(0));
     const bool isNow = report.daemonRuns && !report.isStale();
     const std::string addresses = joined(report.addresses);
     return joined({(isNow ? "up for " : "was up for ") + time, apn,
@@ -117,25 +121,27 @@ std::string dataText(const sDataDirectiveReport& data) {
 }
 
 std::string temperatureText(const sStatusRecord& record) {
-    const long long degrees = record.number("TEMPERATURE").value_or(TEMPERATURE_UNKNOWN_C);
+    const long long degrees = record.number(STATUS_TEMPERATURE).value_or(TEMPERATURE_UNKNOWN_C);
     if (degrees == TEMPERATURE_UNKNOWN_C) return "not known";
-    return ltos(degrees) + " C, " + stringLower(printableLine(record.text("TEMPERATURE_LEVEL")));
+    return ltos(degrees) + " C, " +
+           stringLower(printableLine(record.text(STATUS_TEMPERATURE_LEVEL)));
 }
 
 std::string gpsText(const sStatusRecord& record) {
-    return joined({gpsWords(record).what, labelled("receiver ", record.text("GPS_CHIPSET"))});
+    return joined({gpsWords(record).what, labelled("receiver ", record.text(STATUS_GPS_CHIPSET))});
 }
 
 std::string smsText(const sStatusRecord& record) {
-    return printableLine(record.text("SMS_RECV")) + " received, " +
-           printableLine(record.text("SMS_SENT")) + " sent, " +
-           printableLine(record.text("SMS_SENT_FAIL")) + " failed";
+    return printableLine(record.text(STATUS_SMS_RECV)) + " received, " +
+           printableLine(record.text(STATUS_SMS_SENT)) + " sent, " +
+           printableLine(record.text(STATUS_SMS_SENT_FAIL)) + " failed";
 }
 
 std::string daemonText(const sSlotReport& report) {
     const std::string pid =
         report.daemonRuns ? "running as process " + itos(report.daemonPid) : "not running";
-    return pid + ", last update " + printableLine(report.file.record.text("STATS_LAST_UPDATE"));
+    return pid + ", last update " +
+           printableLine(report.file.record.text(STATUS_STATS_LAST_UPDATE));
 }
 
 void addRow(tLines& lines, const std::string& label, const std::string& value) {
@@ -167,12 +173,12 @@ std::string tableLine(const std::vector<std::string>& cells) {
 }
 
 std::string shortNetwork(const sStatusRecord& record) {
-    const std::string registration = record.text("CREG_ABR");
+    const std::string registration = record.text(STATUS_CREG_ABR);
     if (!isKnown(registration)) return "not known";
-    if (record.text("CREG_REGISTERED") != "1") return stringLower(printableLine(registration));
+    if (!record.isSet(STATUS_CREG_REGISTERED)) return stringLower(printableLine(registration));
     const std::string technology = technologyText(record, "B");
     const size_t taken = displayWidth(technology) + 2;
-    const std::string carrier = labelled("", record.text("CARRIER"));
+    const std::string carrier = labelled("", record.text(STATUS_CARRIER));
     return joined({taken < NETWORK_WIDTH ? cutTo(carrier, NETWORK_WIDTH - taken) : "", technology});
 }
 
@@ -192,7 +198,7 @@ std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
         return tableLine({slot, stateNames(diagnosis.state).word, "-", "-", "-", "-"});
     const sStatusRecord& record = report.file.record;
     return tableLine({slot, stateNames(diagnosis.state).word,
-                      stringLower(simWord(record.text("SIM_STATUS"))), shortNetwork(record),
+                      stringLower(simWord(record.text(STATUS_SIM_STATUS))), shortNetwork(record),
                       shortSignal(diagnosis.signal), shortAge(report)});
 }
 
@@ -229,7 +235,8 @@ tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis) {
     addRow(lines, "Data", dataText(report.data));
     addRow(lines, "Last error", connectErrorWords(record).what);
     addRow(lines, "SIM", simText(record));
-    addRow(lines, "PIN report", printableLine(withoutSecrets(record.text("SIM_EXTENDED_STATUS"))));
+    addRow(lines, "PIN report",
+           printableLine(withoutSecrets(record.text(STATUS_SIM_EXTENDED_STATUS))));
     addRow(lines, "Modem", modemText(record));
     addRow(lines, "Temperature", temperatureText(record));
     addRow(lines, "GPS", gpsText(record));

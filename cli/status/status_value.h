@@ -5,8 +5,8 @@
 
 #include "cli/status/status_file.h"
 
-// One value that the slot's daemon published, the key as "QMI_STATE". Empty when there is none.
-inline std::string statusValue(const sPlaces& places, int slot, const std::string& key) {
+// One value that the slot's daemon published. Empty when there is none.
+inline std::string statusValue(const sPlaces& places, int slot, const sStatusKey& key) {
     return readStatusFile(places, slot).record.text(key);
 }
 

@@ -1,8 +1,8 @@
 #include "platform/include/error_sink.h"
 #include "platform/include/key_value_store.h"
 
-// For a gateway whose store does not gather sets: each set then stands for itself. A store that
-// does brings its own two functions, which take the place of these.
+// For a gateway whose store has no batches: each set is then written at once. A store with batches
+// defines its own two functions, which replace these.
 
 __attribute__((weak)) void skvs_batch_begin() {}
 
@@ -10,5 +10,5 @@ __attribute__((weak)) int skvs_batch_end() {
     return 0;
 }
 
-// A platform that reports its errors itself hands none over.
+// A platform that reports its errors itself passes none to the sink.
 __attribute__((weak)) void setErrorSink(tErrorSink) {}

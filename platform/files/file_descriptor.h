@@ -8,8 +8,8 @@
 #include <string>
 #include <utility>
 
-// Closes a descriptor at the end of its scope; errno is left alone, so that it still tells why the
-// scope is left.
+// Closes a descriptor at the end of its scope and preserves errno, so that the caller still sees
+// why the scope was left.
 class cFileDescriptor {
   public:
     explicit cFileDescriptor(int fd = -1) : m_fd(fd) {}
@@ -32,7 +32,7 @@ class cFileDescriptor {
     int m_fd;
 };
 
-// The descriptor, handed over, of a regular file; -1 with errno for anything else and for none.
+// Releases the descriptor of a regular file; -1 with errno for any other file and for none.
 inline int releaseRegularFile(cFileDescriptor& file) {
     struct stat status {};
     if (!file.isOpen() || fstat(file.get(), &status) != 0) return -1;
@@ -41,8 +41,8 @@ inline int releaseRegularFile(cFileDescriptor& file) {
     return -1;
 }
 
-// Writes everything, however often the system takes only a part. Returns false, with errno set,
-// when it does not take the rest.
+// Writes everything, in several calls if the system accepts only a part. Returns false, with errno
+// set, if the rest cannot be written.
 inline bool writeAll(int fd, const std::string& content) {
     size_t done = 0;
     while (done < content.size()) {

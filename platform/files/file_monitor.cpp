@@ -13,8 +13,8 @@
 
 namespace {
 
-// What tells one state of a file from another. Not the ctime: a chmod changes nothing that could
-// be read.
+// What distinguishes two states of a file. ctime is left out because a chmod does not change the
+// content.
 struct sSignature {
     bool exists = false;
     dev_t device = 0;
@@ -36,13 +36,13 @@ sSignature signatureOf(const std::string& path) {
             status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
-// The events on a folder that concern one name in it. The signature is the truth about a file; the
-// events add what it cannot show: new content of the same length within one tick of the file
-// system's clock, or under a time stamp that was put back.
+// The events on a folder that concern one name in it. The signature decides whether a file changed;
+// the events add what it cannot show: new content of the same length within one tick of the file
+// system's clock, or with a time stamp that was set back.
 class cFolderWatch {
   public:
     void start(const std::string& path);
-    // Whether the name was written or put in place since the last call.
+    // Whether the file was written or moved here since the last call.
     bool drain();
 
   private:
@@ -73,8 +73,8 @@ void cFolderWatch::stop() {
     m_watch = -1;
 }
 
-// Watches the folder that bears the name now, which need not be the one of the last call. Without
-// a folder, or without inotify, the signature has to do.
+// Watches the folder that has the name now, which may be another one than at the last call. Without
+// a folder, or without inotify, only the signature is used.
 void cFolderWatch::follow() {
     struct stat status {};
     if (stat(m_folder.c_str(), &status) != 0) return stop();
@@ -104,8 +104,8 @@ bool cFolderWatch::readEvents() {
             memcpy(&event, at, offsetof(inotify_event, name));
             const char* const name = at + offsetof(inotify_event, name);
             at = name + event.len;
-            // Of a folder that is no longer watched; a queue that ran over loses nothing that the
-            // signature does not show.
+            // An event of a folder that is no longer watched, or a queue overflow. What an overflow
+            // loses, the signature shows.
             if (event.wd != m_watch) continue;
             if ((event.mask & IN_IGNORED) != 0) m_watch = -1;
             if (event.len != 0 && m_name == name) touched = true;
@@ -119,8 +119,8 @@ bool cFolderWatch::readEvents() {
 struct cFileMonitor::sState {
     std::string path;
     cFolderWatch watch;
-    sSignature seen;       // of the file when it was last processed, or found missing
-    bool touched = false;  // an event came since then
+    sSignature seen;       // the file when it was last processed or found missing
+    bool touched = false;  // an event has come since then
     bool processing = false;
 };
 
@@ -140,7 +140,7 @@ int cFileMonitor::GetFileStatus() {
     if (m_state->watch.drain()) m_state->touched = true;
     const sSignature now = signatureOf(m_state->path);
     if (!now.exists) {
-        // Noted, so that the same file counts as new when it comes back.
+        // Noted so that the same file counts as new if it comes back.
         m_state->seen = now;
         m_state->touched = false;
         return STATUS_UNCHANGED;
@@ -155,7 +155,7 @@ void cFileMonitor::ProcessingFile(bool begins) {
     }
     if (!m_state->processing) return;
     m_state->processing = false;
-    // The events first: what happens between the two calls is then reported, not lost.
+    // The events first, so that a change between the two calls is reported and not lost.
     m_state->watch.drain();
     m_state->seen = signatureOf(m_state->path);
     m_state->touched = false;

@@ -21,25 +21,25 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// Full disks and quotas are reported by close on some file systems.
+// Some file systems report a full disk or an exceeded quota only at close.
 bool closeChecked(cFileDescriptor& file) {
     return close(file.release()) == 0;
 }
 
-// Mode and owner of the regular file at path, else newFileMode and our own owner.
+// Sets mode and owner to those of the regular file at path, else to newFileMode and our own user.
 bool takeOverOwnerAndMode(int fd, const std::string& path, mode_t newFileMode) {
     struct stat old {};
     if (lstat(path.c_str(), &old) != 0 || !S_ISREG(old.st_mode)) {
         return fchmod(fd, newFileMode) == 0;
     }
-    // Only root can give a file away; for anybody else new content under their own name is better
-    // than none. Set-uid bits are never handed on.
+    // Only root can change the owner; for other users new content under their own name is better
+    // than none. Set-uid bits are never copied.
     const bool given = fchown(fd, old.st_uid, old.st_gid) == 0;
     if (!given && geteuid() == 0) return false;
     return fchmod(fd, old.st_mode & PERMISSION_BITS) == 0;
 }
 
-// A new file under a name that did not exist, which also keeps links from being followed.
+// A new file under a name that did not exist, so no link is followed.
 int createTemporaryFile(std::string& path) {
     return mkostemp(path.data(), O_CLOEXEC | O_NOFOLLOW);
 }
@@ -50,7 +50,7 @@ bool fillTemporaryFile(cFileDescriptor& file, const std::string& content, const 
            closeChecked(file);
 }
 
-// The end of an existing file, or a new one. Never a link, a FIFO or a device.
+// Opens the end of an existing file, or a new file. Never a link, a FIFO or a device.
 int openForAppend(const std::string& path, mode_t newFileMode) {
     constexpr int FLAGS = O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     cFileDescriptor file(open(path.c_str(), FLAGS | O_CREAT | O_EXCL, 0600));
@@ -60,7 +60,7 @@ int openForAppend(const std::string& path, mode_t newFileMode) {
     return releaseRegularFile(file);
 }
 
-// All of content or nothing: half a line would run into the next one.
+// Appends all of content or nothing: half a line would merge with the next one.
 bool appendWhole(cFileDescriptor& file, const std::string& content) {
     const off_t oldSize = lseek(file.get(), 0, SEEK_END);
     if (writeAll(file.get(), content)) return closeChecked(file);
@@ -72,7 +72,7 @@ bool appendWhole(cFileDescriptor& file, const std::string& content) {
     return false;
 }
 
-// Writes a temporary file in folder and renames it to target. Returns what could not be done, with
+// Writes a temporary file in folder and renames it to target. Returns the action that failed, with
 // errno set, or nullptr.
 const char* replaceFile(const std::string& folder, const std::string& target,
                         const std::string& content, mode_t newFileMode) {
@@ -108,7 +108,7 @@ void cFileVector::SetTemporaryDirectory(const std::string& directory) {
 
 bool cFileVector::Write() {
     const char* failed = replaceFile(m_temporaryDirectory, m_path, m_content, m_newFileMode);
-    // The target's folder is a mount of its own.
+    // The target's folder is on another file system.
     if (failed != nullptr && errno == EXDEV)
         failed = replaceFile(folderOf(m_path), m_path, m_content, m_newFileMode);
     if (failed == nullptr) return true;

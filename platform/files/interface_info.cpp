@@ -13,7 +13,7 @@ int GetInterfaceInfo(sInterfaceInfo& info) {
     info.flags = 0;
     const size_t length = strnlen(info.name, sizeof info.name);
     ifreq request{};
-    // The kernel's names are shorter than ours may be; a longer one names no interface.
+    // The kernel's names are shorter than ours may be; no interface has a longer name.
     if (length == 0 || length >= sizeof request.ifr_name) return -1;
     memcpy(request.ifr_name, info.name, length);
 

@@ -18,7 +18,7 @@ namespace {
 constexpr int MOST_OLD_FILES = 99;
 constexpr size_t STAMP_BYTES = 128;
 constexpr mode_t FOLDER_MODE = 0755;
-constexpr mode_t FILE_MODE = 0600;  // what is logged may hold a PIN or a password
+constexpr mode_t FILE_MODE = 0600;  // messages may contain a PIN or a password
 
 int openLog(const std::string& path) {
     constexpr int FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
@@ -31,7 +31,7 @@ long long fileSize(const std::string& path) {
     return lstat(path.c_str(), &status) == 0 ? status.st_size : 0;
 }
 
-// The format is the caller's: a setting of the log, never text from outside.
+// The format comes from the caller; it is a setting of the log, never text from outside.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 std::string stamp(const std::string& format) {
@@ -58,7 +58,7 @@ bool cLogger::LogInit(const std::string& path, int maxKilobytes, int oldFiles,
     m_oldFiles = std::min(oldFiles, MOST_OLD_FILES);
     m_timeFormat = timeFormat;
     m_timestamps = timestamps;
-    makeFolderOf(path, FOLDER_MODE);  // where it fails, opening the file tells the cause
+    makeFolderOf(path, FOLDER_MODE);  // if this fails, opening the file reports the cause
     const cFileDescriptor file(openLog(path));
     if (!file.isOpen()) logSystemError("open log", path, errno);
     return file.isOpen();
@@ -81,7 +81,7 @@ bool cLogger::Log(const std::string& message) {
     return false;
 }
 
-// Moves path.1 to path.2 and so on, path to path.1; the oldest is lost.
+// Moves path.1 to path.2 and so on, and path to path.1; the oldest file is deleted.
 bool cLogger::rotate() {
     const auto oldName = [this](int number) {
         return number == 0 ? m_path : m_path + "." + std::to_string(number);

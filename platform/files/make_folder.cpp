@@ -7,7 +7,7 @@
 bool makeFolder(const std::string& path, mode_t mode) {
     for (size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
         const std::string part = path.substr(0, end);
-        // chmod, since the umask may have taken something away.
+        // chmod, because the umask may have removed bits.
         if (mkdir(part.c_str(), mode) == 0) {
             if (chmod(part.c_str(), mode) != 0) return false;
         } else if (errno != EEXIST) {

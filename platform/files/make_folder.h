@@ -6,10 +6,10 @@
 #include <string>
 
 // Makes a folder and its missing parents, each with exactly this mode. Returns false, with errno
-// set, when it does not exist afterwards.
+// set, if the folder does not exist afterwards.
 bool makeFolder(const std::string& path, mode_t mode);
 
-// The same for the folder that a file stands in.
+// The same for the folder of a file.
 bool makeFolderOf(const std::string& filePath, mode_t mode);
 
 #endif

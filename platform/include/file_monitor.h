@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-// Tells whether a file was written since it was last processed. The name is watched, not the
+// Detects whether a file was written since it was last processed. It watches the name, not the
 // inode, so a file that an editor or an agent replaces by rename counts as changed too.
 class cFileMonitor {
   public:
@@ -16,17 +16,17 @@ class cFileMonitor {
     cFileMonitor(const cFileMonitor&) = delete;
     cFileMonitor& operator=(const cFileMonitor&) = delete;
 
-    // Starts to watch path; a file that exists now counts as changed. The two numbers are the
-    // gateway library's and mean nothing here. Returns 0; a folder that does not exist (yet) is no
-    // error, the file is then looked at on every call.
+    // Starts to watch path; a file that exists now counts as changed. The two numbers are for the
+    // gateway's library and are ignored here. Returns 0. A folder that does not exist (yet) is no
+    // error; the file is then checked on every call.
     int imonitorInit(const std::string& path, int flags, int depth);
 
-    // STATUS_CHANGED when the file was created, written, replaced or touched since imonitorInit or
+    // STATUS_CHANGED if the file was created, written, replaced or touched since imonitorInit or
     // since the last ProcessingFile(false). A deletion, a chmod or a chown is no change.
     int GetFileStatus();
 
-    // true: processing begins. false: processing ends; everything that happened to the file up to
-    // now counts as seen. false without true before it does nothing.
+    // true: processing begins. false: processing ends; all earlier changes of the file count as
+    // seen. false without an earlier true does nothing.
     void ProcessingFile(bool begins);
 
   private:

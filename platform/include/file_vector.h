@@ -5,10 +5,11 @@
 
 #include <string>
 
-// The lines of a text file that is written whole. It starts empty, whatever the file holds.
+// The lines of a text file that is written whole. It starts empty, whatever the file contains.
 class cFileVector {
   public:
-    // Names of temporary files begin so; whoever owns a folder may remove what a kill left there.
+    // Prefix of the names of temporary files; the owner of a folder may remove those that a killed
+    // process left.
     static constexpr const char* TEMPORARY_NAME_PREFIX = ".cellslot-tmp-";
 
     // newFileMode: mode of a file that does not exist yet; an existing file keeps mode and owner.
@@ -17,20 +18,19 @@ class cFileVector {
     void AppendLine(const std::string& text, bool withLineEnd = true);
     void clear();
 
-    // The folder that the temporary file of Write is made in, instead of the target's own. For
-    // folders whose listing other programs act on. Where it is not on the same file system, the
-    // target's own folder has to do.
+    // The folder in which Write makes its temporary file, instead of the target's folder. Use it if
+    // other programs act on every file in the target's folder. If it is on another file system, the
+    // target's folder is used.
     void SetTemporaryDirectory(const std::string& directory);
 
-    // Replaces the file by the lines (none: an empty file) at once: readers see the old content or
-    // the new, never a part. A symbolic link in the target's place is replaced, not followed.
-    // Returns false, with the cause in the system log, when the file could not be written whole;
-    // it is then as it was.
+    // Replaces the file by the lines (none: an empty file) atomically: readers see the old content
+    // or the new, never a part. A symbolic link in the target's place is replaced, not followed. If
+    // the file cannot be written whole, returns false, logs the cause, and leaves the file
+    // unchanged.
     bool Write();
 
-    // Adds the lines at the end of the file, which is created when missing. A symbolic link in its
-    // place is not followed. Returns false, with the cause in the system log, on failure; nothing
-    // is added then.
+    // Adds the lines at the end of the file; creates a missing file. Does not follow a symbolic
+    // link. On failure returns false, logs the cause, and adds nothing.
     bool WriteAppend();
 
   private:

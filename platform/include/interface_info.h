@@ -8,7 +8,7 @@ struct sInterfaceInfo {
     unsigned flags;  // IFF_... of <net/if.h>
 };
 
-// Looks up the network interface named in info.name. Returns 0, or -1 with info.active false when
+// Looks up the network interface named in info.name. Returns 0, or -1 with info.active false if
 // there is no such interface.
 int GetInterfaceInfo(sInterfaceInfo& info);
 

@@ -6,28 +6,28 @@
 #include <utility>
 #include <vector>
 
-// The host's key-value store: it outlives the daemon, not the host. Several processes may read and
-// write it at once.
+// The host's key-value store. It survives a restart of the daemon, but not of the host. Several
+// processes may read and write it at once.
 
 // Puts the value into buffer, cut to size - 1 bytes and always terminated. Returns the length of
-// the stored value, -1 with an empty text when the key is missing or the store cannot be read.
+// the stored value, or -1 with an empty text if the key is missing or the store cannot be read.
 int skvs_get(const char* key, char* buffer, size_t size);
 
-// Returns 0, or another value when the key could not be stored; a store that cannot be written is
-// told once in the system log. A value that is stored already is not written again. A key is 1 to
-// 500 bytes long, a value at most 4096.
+// Returns 0, or another value if the key could not be stored; a store that cannot be written is
+// logged once. A value that is already stored is not written again. A key is 1 to 500 bytes long, a
+// value at most 4096.
 int skvs_set(const char* key, const char* value);
 
-// Between begin and end the sets of this process are gathered and written together at the end;
-// nobody reads them before. Batches do not nest. skvs_batch_end returns 0, or another value when
-// not all of them could be stored; those that could are. A platform without batches may define both
-// as doing nothing.
+// Between begin and end the sets of this process are collected; the end writes them together, and
+// nobody can read them before. Batches do not nest. skvs_batch_end returns 0, or another value if
+// some could not be stored; the others are stored. In a platform without batches both may do
+// nothing.
 void skvs_batch_begin();
 int skvs_batch_end();
 
-// Every key that starts with prefix, with its value, in the order of the keys. Returns false when
-// the store cannot be read (errno tells the cause where the system gave one); a store that was
-// never written is empty.
+// Every key that starts with prefix, with its value, in the order of the keys. Returns false if the
+// store cannot be read (errno holds the cause if the system gave one); a store that was never
+// written is empty.
 bool skvs_list(const std::string& prefix, std::vector<std::pair<std::string, std::string>>& out);
 
 #endif

@@ -3,9 +3,9 @@
 
 #include <string>
 
-// For tests only: the folder of the host implementation's store, instead of /run/cellslot/skvs.
-// The store that was in use before is closed and a batch that was begun is dropped, so the same
-// path again lets a test look at the store as another process would.
+// For tests only: sets the folder of the store, instead of /run/cellslot/skvs. The previous store
+// is closed and an unfinished batch is dropped, so setting the same path again lets a test see the
+// store as another process would.
 void setKeyValueStorePath(const std::string& folder);
 
 #endif

@@ -5,22 +5,22 @@
 #include <cstdint>
 #include <string>
 
-// White space is blank, TAB, LF, VT, FF and CR everywhere here; letters and digits are ASCII.
+// White space here is blank, TAB, LF, VT, FF and CR; letters and digits are ASCII.
 
-// What follows the first needle in text, up to the next terminator (not included) or to the end of
-// the text where there is none. Empty when the needle is not there. Blanks and CR are kept.
+// The text after the first needle, up to the next terminator (not included) or to the end of the
+// text if there is none. Empty if the needle is missing. Blanks and CR are kept.
 std::string findNeedleString(const std::string& text, const std::string& needle,
                              const std::string& terminator);
 
-// All white space removed.
+// Removes all white space.
 std::string cleanWhiteSpace(const std::string& text);
-// White space at both ends removed.
+// Removes white space at both ends.
 std::string cleanBeginEndWhiteSpace(const std::string& text);
-// White space at the end removed.
+// Removes white space at the end.
 std::string cleanEndWhiteSpace(const std::string& text);
-// Every character that stands in characters removed.
+// Removes every character that is in characters.
 std::string cleanCharsFromString(const std::string& text, const std::string& characters);
-// Everything but the digits removed.
+// Removes everything but the digits.
 std::string cleanNonNumeric(const std::string& text);
 
 std::string stringLower(const std::string& text);
@@ -35,8 +35,8 @@ bool isNumericValue(const std::string& text);
 std::string itos(int value);
 std::string ltos(long long value);
 
-// As atoi (leading white space, a sign, digits, whatever follows is ignored; 0 where there is no
-// number), but a number that does not fit ends at the nearest one that does.
+// As atoi (leading white space, a sign, digits; the rest is ignored; 0 if there is no number), but
+// a number out of range becomes the nearest limit.
 int textToInt(const std::string& text);
 long long textToLong(const std::string& text);
 
@@ -44,9 +44,9 @@ long long textToLong(const std::string& text);
 // or not hexadecimal.
 std::string stringHexToStringDecimal(const std::string& text);
 
-// Reads at most maxBytes of a regular file; a longer one is cut, not refused. Never blocks on a
-// FIFO or a device: what is not a regular file is not read (errno EISDIR or EINVAL). Returns false,
-// with errno set and out empty, when the file could not be read.
+// Reads at most maxBytes of a regular file; a longer one is cut, not refused. Reads regular files
+// only (otherwise errno is EISDIR or EINVAL), so it never blocks on a FIFO or a device. If the file
+// cannot be read, returns false with errno set and out empty.
 bool readFile2String(const std::string& path, std::string& out, size_t maxBytes);
 // The same for folders that others write to: a symbolic link as last component is refused (ELOOP).
 bool readFile2StringNoFollow(const std::string& path, std::string& out, size_t maxBytes);

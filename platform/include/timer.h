@@ -3,22 +3,22 @@
 
 #include <cstdint>
 
-// A timer counted in whole seconds of a clock that neither suspend nor a change of the wall clock
-// disturbs. A timer is stopped when constructed. Three questions, three answers:
+// A timer in whole seconds, on a clock that neither suspend nor a change of the wall clock affects.
+// A new timer is stopped. Its three functions answer:
 //
 //              stopped   started, period left   started, period over
 //   enabled    no        yes                    yes
 //   running    no        yes                    no
 //   done       yes       no                     yes
 //
-// A caller that means "has run out" therefore asks for enabled first. A period of 0 is over at
-// once and still counts its elapsed time.
+// So a caller that means "has run out" must check enabled first. A period of 0 is over at once, but
+// its elapsed time is still counted.
 class cTimer {
   public:
-    // type: 0 is the only one in use. periodS: seconds.
+    // type: only 0 is in use. periodS: seconds.
     explicit cTimer(int type = 0, unsigned periodS = 0);
 
-    // Counts anew from 0, also when the timer is running or has run out.
+    // Restarts from 0, also if the timer is running or has run out.
     void Start();
     void Stop();
 
@@ -30,7 +30,7 @@ class cTimer {
     bool IsTimerRunning() const;
     bool IsTimerDone() const;
 
-    // Whole seconds since Start, also beyond the period; 0 when stopped.
+    // Whole seconds since Start, also beyond the period; 0 if stopped.
     unsigned GetElapsedTime() const;
 
   private:

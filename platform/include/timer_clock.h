@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-// The clock behind every cTimer, in milliseconds from any fixed point. Tests put their own in its
-// place; a null pointer brings the steady clock back.
+// The clock that every cTimer reads, in milliseconds from any fixed point. Tests set their own; a
+// null pointer restores the steady clock.
 using tTimerClock = uint64_t (*)();
 
 void setTimerClock(tTimerClock clock);

@@ -6,12 +6,12 @@
 #include <utility>
 #include <vector>
 
-// Positional fields need their empty neighbours kept ("1,,3" has three fields); lists of words and
-// lines of text do not. There is no default: a wrong choice moves every field behind a gap.
+// Positional fields must keep their empty neighbours ("1,,3" has three fields); lists of words and
+// lines of text need not. There is no default: a wrong choice moves every field after a gap.
 enum class eEmptyTokens { KEEP, DROP };
 
-// A text split at a separator. With KEEP a text without separator is one token, an empty text is
-// none, and a trailing separator makes a last empty token.
+// A text split at a separator. With KEEP a text without separator is one token, an empty text has
+// none, and a trailing separator adds an empty token.
 class tokenstr {
   public:
     tokenstr() = default;
@@ -22,7 +22,7 @@ class tokenstr {
 
     size_t size() const { return m_tokens.size(); }
     bool empty() const { return m_tokens.empty(); }
-    // The token, or an empty text when there are not so many.
+    // The token, or an empty text if there are fewer tokens.
     const std::string& operator[](size_t index) const;
 
     std::vector<std::string>::const_iterator begin() const { return m_tokens.begin(); }

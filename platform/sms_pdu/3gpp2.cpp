@@ -6,8 +6,8 @@
 #include "platform/sms_pdu/time_stamp.h"
 
 // The point-to-point message of 3GPP2 C.S0015: a transport layer message (section 3.4.2.1) with the
-// bearer data of a deliver message (section 4.4.1) in it. Both are a row of elements, of which
-// those that are not known here are passed over; where one comes twice, the last one counts.
+// bearer data of a deliver message (section 4.4.1) in it. Both are a sequence of elements. Unknown
+// elements are skipped; if one comes twice, the last one counts.
 
 namespace sms_pdu {
 
@@ -77,7 +77,7 @@ bool readBearerData(const sBearerData& bearerData, sms_t& sms) {
     const sTimeStamp time = readMessageCentreTime(bearerData.messageCentreTime);
     sms.timestamp = time.local;
     sms.timestampUnformatted = time.secondsSinceEpoch;
-    // A notice of waiting messages comes without a text.
+    // A notification of waiting messages has no text.
     if (bearerData.userData.empty()) return true;
     const bool hasHeader = (identifier[2] & HAS_USER_DATA_HEADER) != 0;
     return read3gpp2UserData(bearerData.userData, hasHeader, sms);

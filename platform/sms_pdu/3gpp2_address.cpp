@@ -17,7 +17,7 @@ struct sAddressKind {
     unsigned numberPlan = 0;
 };
 
-// The type stands only in front of 8-bit characters, and the plan only in a telephone number.
+// The type precedes only 8-bit characters, and only a telephone number has a plan.
 bool readKind(cBitReader& reader, sAddressKind& kind) {
     if (!reader.readBits(1, kind.eightBit) || !reader.readBits(1, kind.otherNetwork)) return false;
     if (kind.eightBit == 0) return true;
@@ -25,7 +25,7 @@ bool readKind(cBitReader& reader, sAddressKind& kind) {
     return kind.otherNetwork != 0 || reader.readBits(4, kind.numberPlan);
 }
 
-// Reserved codes and what cannot be printed are left out.
+// Reserved codes and unprintable characters are left out.
 std::string characterOf(const sAddressKind& kind, unsigned code) {
     static const char DTMF[] = "?1234567890*#???";
     const char character = kind.eightBit != 0 ? static_cast<char>(code) : DTMF[code & 0x0F];

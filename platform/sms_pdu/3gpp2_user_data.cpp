@@ -19,7 +19,7 @@ struct sEncoding {
     eForm form;
 };
 
-constexpr unsigned CODE_GSM_SCHEME = 10;  // the octet behind it is a 3GPP data coding scheme
+constexpr unsigned CODE_GSM_SCHEME = 10;  // the next octet is a 3GPP data coding scheme
 
 // IS-91 (1) has a structure of its own, with fields of six bits, and is refused.
 const sEncoding ENCODINGS[] = {
@@ -65,7 +65,7 @@ bool readPayload(cBitReader& reader, const sEncoding& encoding, size_t fields, t
     return reader.readAligned(packed ? std::min(wholeOctets, reader.remaining()) : bits, payload);
 }
 
-// NUL is no character of a text; its readers may take it for the end.
+// NUL is dropped: readers of the text may take it for the end.
 void appendUnlessNul(unsigned character, std::u16string& text) {
     if (character != 0) text += static_cast<char16_t>(character);
 }
@@ -87,7 +87,7 @@ std::u16string latinText(const tOctets& octets) {
     return text;
 }
 
-// Fields of seven bits begin at the first field border behind the header, others right behind it.
+// Fields of seven bits begin at the first field border after the header, others right after it.
 void setPayload(eForm form, const tOctets& payload, size_t fields, size_t headerOctets,
                 const sLanguages& languages, sms_t& sms) {
     const size_t headerFields = (headerOctets * 8 + 6) / 7;

@@ -7,8 +7,8 @@
 namespace sms_pdu {
 
 // The user data subparameter, 3GPP2 C.S0015 section 4.5.2 with the encodings of C.R1001 table
-// 9.1-1. hasHeader: it begins with a header as of 3GPP TS 23.040. Returns false for a subparameter
-// that is shorter than it says and for an encoding whose fields are not known.
+// 9.1-1. hasHeader: it begins with a header of 3GPP TS 23.040. Returns false for a subparameter
+// that is shorter than its own length fields say, and for an encoding whose fields are unknown.
 bool read3gpp2UserData(const tOctets& subparameter, bool hasHeader, sms_t& sms);
 
 }  // namespace sms_pdu

@@ -9,8 +9,7 @@ namespace {
 
 constexpr uint8_t ESCAPE = 0x1B;
 
-// Sixteen septets a row. The escape stands as the blank that it is to be shown as where nothing
-// follows it.
+// Sixteen septets per row. The escape is a blank here: that is how it is shown if nothing follows.
 const char16_t DEFAULT_ALPHABET[] =
     u"@£$¥èéùìòÇ\nØø\rÅå"
     u"Δ_ΦΓΛΩΠΨΣΘΞ ÆæßÉ"
@@ -24,14 +23,14 @@ static_assert(std::size(DEFAULT_ALPHABET) == ALPHABET_SEPTETS + 1, "one characte
 
 const sExtension EXTENSIONS[] = {
     {0x0A, u'\f'},                // page break
-    {0x14, u'^'},  {0x1B, u' '},  // reserved for a further table; a blank until there is one
+    {0x14, u'^'},  {0x1B, u' '},  // reserved for another table; a blank until one is defined
     {0x28, u'{'},  {0x29, u'}'}, {0x2F, u'\\'}, {0x3C, u'['},
     {0x3D, u'~'},  {0x3E, u']'}, {0x40, u'|'},  {0x65, u'€'},
 };
 
 const sExtensionTable EXTENSION_TABLE = {EXTENSIONS, std::size(EXTENSIONS)};
 
-// A receiver that finds nothing in the extension table takes the character of the main table.
+// If the extension table has no entry, the receiver takes the character of the main table.
 char16_t extendedCharacter(uint8_t septet, const char16_t* alphabet,
                            const sExtensionTable& extensions) {
     const sExtension* const end = extensions.entries + extensions.count;
@@ -61,7 +60,8 @@ std::u16string textOfSeptets(const tOctets& septets, const sLanguages& languages
 tOctets septetsOfCharacter(char character) {
     const char16_t wanted = static_cast<unsigned char>(character);
     const bool ascii = wanted < 0x80;
-    // The escape's place in the main table is no blank to send, and the real one comes behind it.
+    // The escape is a blank in the main table but must not be sent as one; the real blank comes
+    // after it.
     const char16_t* const end = DEFAULT_ALPHABET + ALPHABET_SEPTETS;
     const char16_t* found =
         wanted == u' ' ? DEFAULT_ALPHABET + 0x20 : std::find(DEFAULT_ALPHABET, end, wanted);

@@ -9,15 +9,15 @@
 namespace sms_pdu {
 
 // The GSM 7-bit default alphabet and its extension table, 3GPP TS 23.038 section 6.2.1, and the
-// national language tables that may stand in their places. A text in a language without a table is
-// read with the default ones, as the standard wants it of a receiver that does not know it.
+// national language tables that can replace them. A text in a language without a table is read with
+// the default ones, as the standard requires of a receiver that does not know the language.
 
-// Every character is one unit; none of them is NUL.
+// Every character is one unit; none is NUL.
 std::u16string textOfSeptets(const tOctets& septets, const sLanguages& languages);
-// The one or two septets of an ASCII character; those of '?' for one that is in neither table.
+// The one or two septets of an ASCII character; the septet of '?' for one that is in neither table.
 tOctets septetsOfCharacter(char character);
 
-// text holds no surrogates.
+// text must contain no surrogates.
 std::string utf8OfText(const std::u16string& text);
 
 }  // namespace sms_pdu

@@ -5,8 +5,8 @@
 
 namespace sms_pdu {
 
-// Fields that are not aligned to octets, most significant bit first (3GPP2 C.S0015). Where fewer
-// bits are left than are asked for, a read returns false and takes nothing.
+// Fields that are not aligned to octets, most significant bit first (3GPP2 C.S0015). If fewer bits
+// are left than requested, a read returns false and consumes nothing.
 class cBitReader {
   public:
     explicit cBitReader(const tOctets& octets) : m_octets(octets) {}
@@ -14,8 +14,8 @@ class cBitReader {
     size_t remaining() const { return m_octets.size() * 8 - m_at; }
     // At most 16 bits.
     bool readBits(unsigned count, unsigned& value);
-    // As octets, the first bit becoming the most significant one; the last octet is filled with
-    // zeros.
+    // Reads into octets: the first bit becomes the most significant one, and the last octet is
+    // filled with zeros.
     bool readAligned(size_t count, tOctets& values);
     bool skipBits(size_t count);
 
@@ -24,10 +24,10 @@ class cBitReader {
     size_t m_at = 0;
 };
 
-// Seven bits a septet, least significant bit first, over octet borders (3GPP TS 23.038 section
-// 6.1.2.1). firstBit: where the first septet begins. Septets that are not there are not returned.
+// Seven bits per septet, least significant bit first, across octet borders (3GPP TS 23.038 section
+// 6.1.2.1). firstBit: where the first septet begins. Returns fewer septets if packed ends early.
 tOctets unpackSeptets(const tOctets& packed, size_t firstBit, size_t count);
-// The bits in front of firstBit and those behind the last septet are zero.
+// The bits before firstBit and those after the last septet are zero.
 tOctets packSeptets(const tOctets& septets, size_t firstBit);
 
 }  // namespace sms_pdu

@@ -8,7 +8,7 @@
 
 namespace sms_pdu {
 
-// Reads the message out of a line's octets; false when they are none of its kind.
+// Reads the message from a line's octets; false if they are no message of its kind.
 using tMessageReader = bool (*)(const tOctets& line, size_t length, sms_t& sms);
 
 // What the decoding functions of both kinds ("3GPP", "3GPP2") have in common: returns 0, or -1 with

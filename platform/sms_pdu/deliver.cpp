@@ -22,8 +22,8 @@ constexpr size_t TIME_STAMP_OCTETS = 7;
 constexpr size_t MAX_USER_DATA_OCTETS = 140;
 constexpr size_t MAX_USER_DATA_SEPTETS = 160;
 
-// In front of the transfer PDU stands the service centre's address behind its length, or a length
-// of 0, or (where the line is as long as was announced) nothing. What stands behind is not read.
+// Before the transfer PDU come the length and the service centre's address, or a length of 0, or
+// (if the line is as long as announced) nothing. Octets after the PDU are not read.
 bool takeTransferPdu(const tOctets& line, size_t length, tOctets& transferPdu) {
     if (line.size() == length) {
         transferPdu = line;
@@ -37,7 +37,7 @@ bool takeTransferPdu(const tOctets& line, size_t length, tOctets& transferPdu) {
            reader.readOctets(length, transferPdu);
 }
 
-// The text begins at the first septet border behind the header.
+// The text begins at the first septet border after the header.
 void setSeptetText(const tOctets& userData, size_t septets, size_t headerOctets,
                    const sLanguages& languages, sms_t& sms) {
     const size_t headerSeptets = (headerOctets * 8 + 6) / 7;
@@ -67,7 +67,7 @@ bool readUserData(cOctetReader& reader, int coding, bool hasHeader, sms_t& sms) 
 bool readDeliver(const tOctets& transferPdu, sms_t& sms) {
     cOctetReader reader(transferPdu);
     uint8_t firstOctet = 0;
-    uint8_t protocol = 0;  // says how the message came and is of no interest here
+    uint8_t protocol = 0;  // how the message was sent; not used
     uint8_t scheme = 0;
     tOctets stamp;
     if (!reader.readOctet(firstOctet)) return false;

@@ -6,8 +6,8 @@ namespace sms_pdu {
 
 namespace {
 
-// The tables have sixteen septets a row. The escape stands as the blank that it is to be shown as
-// where nothing follows it.
+// The tables have sixteen septets per row. The escape is a blank here: that is how it is shown if
+// nothing follows.
 
 // 3GPP TS 23.038 annex A.3.1.
 const char16_t TURKISH_LOCKING[] =

@@ -6,7 +6,7 @@ namespace {
 
 const char HEX_DIGITS[] = "0123456789ABCDEF";
 
-// -1 for what is no hexadecimal digit.
+// -1 for anything but a hexadecimal digit.
 int hexDigitValue(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;

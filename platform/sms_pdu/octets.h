@@ -6,20 +6,20 @@
 #include <string>
 #include <vector>
 
-// The pieces of the short message codec stand in a namespace of their own: test tools that are
-// linked into one program with it know an alphabet and an address, too.
+// The parts of the short message codec have a namespace of their own because test tools that are
+// linked with it define an alphabet and an address too.
 namespace sms_pdu {
 
 using tOctets = std::vector<uint8_t>;
 
-// Two hexadecimal digits of either case an octet. Returns false, with octets empty, for anything
-// else.
+// Two hexadecimal digits per octet, in either case. For anything else returns false with octets
+// empty.
 bool octetsOfHex(const std::string& hex, tOctets& octets);
 // Upper case.
 std::string hexOfOctets(const tOctets& octets);
 
-// Takes a PDU apart from front to back. Where less is left than is asked for, a read returns false
-// and takes nothing.
+// Reads a PDU from front to back. If less is left than requested, a read returns false and consumes
+// nothing.
 class cOctetReader {
   public:
     explicit cOctetReader(const tOctets& octets) : m_octets(octets) {}
@@ -27,7 +27,7 @@ class cOctetReader {
     size_t remaining() const { return m_octets.size() - m_at; }
     bool readOctet(uint8_t& value);
     bool readOctets(size_t count, tOctets& values);
-    // An identifier, the length of what follows in octets, and that.
+    // An identifier, a length in octets, and data of that length.
     bool readElement(uint8_t& identifier, tOctets& data);
 
   private:

@@ -9,7 +9,7 @@ namespace sms_pdu {
 
 namespace {
 
-// The sender's name is somebody else's text: it shall not move the cursor of a terminal.
+// The sender's name comes from outside: it must not move the cursor of a terminal.
 std::string printable(std::string text) {
     std::replace_if(
         text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, '_');

@@ -5,7 +5,7 @@
 
 namespace sms_pdu {
 
-// What the debug flags of the codec show on standard output. kind: "3GPP" or "3GPP2".
+// Output of the codec's debug flags on standard output. kind: "3GPP" or "3GPP2".
 void printDecoded(const char* kind, const std::string& pdu, bool decoded, const sms_t& sms);
 void printEncoded(const sms_encode_request_t& request, bool encoded,
                   const sms_encode_result_t& result);

@@ -10,7 +10,7 @@
 #include "platform/sms_pdu/print.h"
 
 // The SUBMIT transfer PDU, 3GPP TS 23.040 section 9.2.2.2, in the default alphabet and without a
-// validity period: the service centre's own applies.
+// validity period: that of the service centre applies.
 
 namespace sms_pdu {
 
@@ -29,15 +29,16 @@ constexpr uint8_t SCHEME_DEFAULT_ALPHABET = 0x00;
 
 constexpr unsigned REFERENCES = 255;  // 1 to 255; some receivers take 0 for "none"
 
-// Two messages in a row never get the same one. The first one of a run comes from the clock, so
-// that parts of a message from before a restart are not taken for parts of one from after it.
+// Two messages in a row never get the same reference. The first one of a run comes from the clock,
+// so that parts sent before a restart are not joined with parts sent after it.
 uint8_t nextReference() {
     static std::atomic<unsigned> s_count{static_cast<unsigned>(
         std::chrono::system_clock::now().time_since_epoch() / std::chrono::milliseconds(1))};
     return static_cast<uint8_t>(s_count++ % REFERENCES + 1);
 }
 
-// One part of at most limit septets after the other. The septets of one character stay together.
+// Splits the message into parts of at most limit septets. The septets of one character stay
+// together.
 std::vector<tOctets> septetsOfParts(const std::string& message, size_t limit) {
     std::vector<tOctets> parts(1);
     for (const char character : message) {
@@ -48,7 +49,7 @@ std::vector<tOctets> septetsOfParts(const std::string& message, size_t limit) {
     return parts;
 }
 
-// Everything in front of the user data's length; empty for a number that cannot be dialled.
+// Everything before the length of the user data; empty for a number that cannot be dialled.
 tOctets beginningOf(const sms_encode_request_t& request, uint8_t firstOctet) {
     tOctets pdu = {SERVICE_CENTRE_OF_MODEM, firstOctet, REFERENCE_BY_MODEM};
     if (!appendAddress(request.number, request.international, pdu)) return {};

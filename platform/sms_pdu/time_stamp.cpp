@@ -32,7 +32,7 @@ int daysOfMonth(int year, int month) {
     return DAYS[month - 1] + (month == 2 && isLeapYear(year) ? 1 : 0);
 }
 
-// timegm cannot do it: time_t ends in 2038 on 32-bit systems.
+// timegm is not enough: time_t ends in 2038 on 32-bit systems.
 int64_t daysSinceEpoch(int year, int month, int day) {
     int64_t days = day - 1;
     for (int y = 1970; y < year; y++)

@@ -32,7 +32,7 @@ int codingOfAlphabetBits(uint8_t scheme) {
 
 int codingOfScheme(uint8_t scheme) {
     const unsigned group = scheme >> 4;
-    if (group < 0x8) {  // 00xx general, 01xx the same marked for automatic deletion
+    if (group < 0x8) {  // 00xx general, 01xx the same, marked for automatic deletion
         return (scheme & COMPRESSED) != 0 ? SMS_CODING_8BIT : codingOfAlphabetBits(scheme);
     }
     if (group == 0xE) return SMS_CODING_16BIT;  // message waiting, with a text in UCS2

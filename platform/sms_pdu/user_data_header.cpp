@@ -8,7 +8,7 @@ constexpr uint8_t ELEMENT_CONCATENATED_8BIT = 0x00;
 constexpr uint8_t ELEMENT_CONCATENATED_16BIT = 0x08;
 constexpr uint8_t ELEMENT_SINGLE_SHIFT = 0x24;
 constexpr uint8_t ELEMENT_LOCKING_SHIFT = 0x25;
-// Readers of the message take a 0 for "none"; this one cannot come with 16 bits.
+// For readers of the message 0 means "none". No reference of 16 bits has this value.
 constexpr int REFERENCE_ZERO = 65536;
 
 struct sConcatenation {
@@ -35,7 +35,7 @@ void useLanguage(const tOctets& data, uint8_t& language) {
     if (data.size() == 1) language = data[0];
 }
 
-// An element of another kind, or one that holds what it may not hold, changes nothing.
+// An element of another kind, or with invalid content, changes nothing.
 void useElement(uint8_t identifier, const tOctets& data, sHeaderElements& elements) {
     switch (identifier) {
         case ELEMENT_CONCATENATED_8BIT:

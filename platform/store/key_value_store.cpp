@@ -21,12 +21,12 @@ constexpr useconds_t FULL_WAIT_US = 2000;
 
 using tEntries = std::unordered_map<std::string, std::string>;
 
-// What the library keeps between calls.
+// State between calls.
 struct sStore {
     cStoreEnvironment environment;
     bool isBatch = false;
     tEntries pending;      // the sets of the batch
-    int loggedResult = 0;  // of the last write, so that a full store is told once, not every time
+    int loggedResult = 0;  // of the last write, so that a full store is logged once
 };
 
 sStore& store() {
@@ -34,7 +34,7 @@ sStore& store() {
     return instance;
 }
 
-// A transaction that is undone unless it is committed.
+// A transaction that is rolled back unless it is committed.
 class cTransaction {
   public:
     cTransaction(MDB_env* environment, unsigned flags) {
@@ -45,7 +45,7 @@ class cTransaction {
     cTransaction(const cTransaction&) = delete;
     cTransaction& operator=(const cTransaction&) = delete;
 
-    // 0 or the error of LMDB that the transaction could not be begun for.
+    // 0, or the LMDB error that kept the transaction from starting.
     int result() const { return m_result; }
 
     int get(const std::string& key, std::string& text) const {
@@ -89,7 +89,7 @@ class cTransaction {
     int m_result;
 };
 
-// Runs work in a read-only transaction. ENOENT when nothing was ever stored.
+// Runs work in a read-only transaction. ENOENT if nothing was ever stored.
 template <typename tWork>
 int read(tWork work) {
     cStoreEnvironment& environment = store().environment;
@@ -118,9 +118,9 @@ int writeOnce(const tEntries& entries) {
     return transaction.commit();
 }
 
-// A full store is often only one whose old pages a reader holds: one that was killed, which is
-// cleared away, or one that lost the processor for a moment, which is waited for. A store that is
-// known to be full is not waited for again.
+// A store is often full only because a reader holds old pages. A killed reader is removed; for one
+// that lost the processor for a moment, the writer waits. If the store is known to be full, the
+// writer does not wait again.
 int writeToFull(const tEntries& entries) {
     const int attempts = store().loggedResult == MDB_MAP_FULL ? 1 : FULL_ATTEMPTS;
     int result = MDB_MAP_FULL;
@@ -131,7 +131,7 @@ int writeToFull(const tEntries& entries) {
     return result;
 }
 
-// One transaction each, so that what does not fit takes nothing else with it.
+// One transaction per entry, so that an entry that does not fit does not affect the others.
 int writeSingly(const tEntries& entries) {
     int result = 0;
     for (const auto& entry : entries) {
@@ -149,7 +149,7 @@ int write(const tEntries& entries) {
     return result;
 }
 
-// Those of the entries that are not stored with this value yet.
+// The entries that are not yet stored with this value.
 tEntries changedOf(const tEntries& entries) {
     tEntries changed;
     const int result = read([&](const cTransaction& transaction) {
@@ -165,7 +165,7 @@ tEntries changedOf(const tEntries& entries) {
 
 int save(const tEntries& entries) {
     const tEntries changed = changedOf(entries);
-    if (changed.empty()) return 0;  // which does not mean that the store can be written
+    if (changed.empty()) return 0;  // this does not mean that the store can be written
     const int result = write(changed);
     if (result != 0 && result != store().loggedResult) {
         syslog(LOG_NOTICE, "Error: Cannot write key-value store %s, errno %d (%s)",

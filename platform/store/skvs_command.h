@@ -1,7 +1,7 @@
 #ifndef PLATFORM_STORE_SKVS_COMMAND_H
 #define PLATFORM_STORE_SKVS_COMMAND_H
 
-// The program skvs: arguments as those of main. Returns its exit status, one of those below.
+// The program skvs, with the arguments of main. Returns one of the exit statuses below.
 int runSkvsCommand(int argc, const char* const argv[]);
 
 constexpr int SKVS_OK = 0;

@@ -24,12 +24,12 @@
 namespace {
 
 constexpr size_t MAP_BYTES = 4 * 1024 * 1024;
-constexpr off_t LOCK_FILE_BYTES = 8192;  // what LMDB makes for its usual number of readers
+constexpr off_t LOCK_FILE_BYTES = 8192;  // size that LMDB makes for its usual number of readers
 constexpr int OPEN_ATTEMPTS = 5;
 constexpr mode_t FOLDER_MODE = 0755;
-constexpr mode_t FILE_MODE = 0600;            // who may read may also hold locks that stop a writer
+constexpr mode_t FILE_MODE = 0600;            // a reader could hold locks that stop a writer
 constexpr unsigned WRITE_FLAGS = MDB_NOSYNC;  // in memory there is no disk to wait for
-constexpr rlim_t EXAMINATION_CPU_S = 2;       // a damaged tree may run in circles
+constexpr rlim_t EXAMINATION_CPU_S = 2;       // a damaged tree may contain a circle
 
 using tEntries = std::vector<std::pair<std::string, std::string>>;
 
@@ -43,9 +43,9 @@ int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& handle)
     return result;
 }
 
-constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of the pages that may be used again
+constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of reusable pages
 
-// The numbers of free pages that one transaction left: their count, then the numbers, falling.
+// The pages that one transaction freed: their count, then their numbers in descending order.
 bool isPageList(const std::string& value, size_t lastPage) {
     std::vector<size_t> numbers(value.size() / sizeof(size_t));
     if (numbers.empty()) return false;
@@ -57,7 +57,7 @@ bool isPageList(const std::string& value, size_t lastPage) {
            std::all_of(first, numbers.end(), isInFile);
 }
 
-// Every entry in a copy, so that each of their bytes has been read.
+// Copies every entry, so that each byte is read.
 int readEntries(MDB_txn* transaction, MDB_dbi database, tEntries& entries) {
     MDB_cursor* cursor = nullptr;
     int result = mdb_cursor_open(transaction, database, &cursor);
@@ -87,7 +87,7 @@ int readEverything(MDB_env* environment) {
     MDB_envinfo info{};
     MDB_stat pages{};
     int result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
-    // After the transaction began: what others add meanwhile only makes the last page a later one.
+    // After the transaction has begun: pages that others add meanwhile only raise the last page.
     if (result == 0) result = mdb_env_info(environment, &info);
     if (result == 0) result = mdb_env_stat(environment, &pages);
     if (result == 0 && info.me_last_pgno >= MAP_BYTES / pages.ms_psize) return MDB_CORRUPTED;
@@ -98,13 +98,13 @@ int readEverything(MDB_env* environment) {
     return readEntries(transaction, database, entries);
 }
 
-bool tellsOfDamage(int result) {
+bool showsDamage(int result) {
     return result == MDB_INVALID || result == MDB_VERSION_MISMATCH || result == MDB_CORRUPTED ||
            result == MDB_PAGE_NOTFOUND || result == MDB_PANIC || result == MDB_BAD_TXN ||
            result == MDB_CURSOR_FULL || result == MDB_MAP_RESIZED || result == MDB_INCOMPATIBLE;
 }
 
-// How the examining child ends when it meets what LMDB was not made for.
+// Signals that end the examining child when LMDB meets damaged data.
 constexpr int DAMAGE_SIGNALS[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGXCPU};
 constexpr int EXIT_SOUND = 0;
 constexpr int EXIT_DAMAGED = 1;
@@ -119,21 +119,21 @@ void limitChild() {
     setrlimit(RLIMIT_CPU, &cpuTime);
 }
 
-// The child: whatever damaged pages make of LMDB ends here. A failure that says nothing about the
-// files, such as missing rights, is for the parent to meet.
+// The child: if damaged pages crash LMDB, only this process ends. A failure that says nothing about
+// the files, such as missing rights, is left to the parent.
 [[noreturn]] void examineAndExit(const std::string& folder) {
     limitChild();
     MDB_env* environment = nullptr;
     int result = openEnvironment(folder, MDB_RDONLY, environment);
-    if (result == ENOMEM) result = MDB_CORRUPTED;  // it is said to be larger than all memory
+    if (result == ENOMEM) result = MDB_CORRUPTED;  // its header claims more than all memory
     if (result == 0) {
         mdb_env_set_assert(environment, [](MDB_env*, const char*) { _exit(EXIT_DAMAGED); });
         result = readEverything(environment);
     }
-    _exit(tellsOfDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
+    _exit(showsDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
 }
 
-// Whether the files can be trusted. Where that cannot be found out they are.
+// Whether the files can be trusted. If that cannot be found out, they are.
 bool isSound(const std::string& folder) {
     const pid_t child = fork();
     if (child == 0) examineAndExit(folder);
@@ -183,8 +183,8 @@ bool cStoreEnvironment::isUsable(bool forWriting) {
 int cStoreEnvironment::openToRead() {
     if (isUsable(false)) return 0;
     close();
-    // No lock here: a writer that was stopped while it holds it must not stop the readers. So the
-    // files may be replaced meanwhile.
+    // No lock here: a writer that was stopped while it holds the lock must not block the readers.
+    // So the files may be replaced meanwhile.
     int result = EAGAIN;
     for (int i = 0; i < OPEN_ATTEMPTS && result == EAGAIN; i++) {
         result = openUnlocked();
@@ -192,7 +192,7 @@ int cStoreEnvironment::openToRead() {
     return result;
 }
 
-// EAGAIN when a writer replaced the files in between: they need not belong together then.
+// EAGAIN if a writer replaced the files meanwhile: then they may not belong together.
 int cStoreEnvironment::openUnlocked() {
     sMappedFile data;
     sMappedFile lock;
@@ -214,7 +214,7 @@ int cStoreEnvironment::openToWrite() {
     const cFileDescriptor lock(lockOpening());
     if (!lock.isOpen()) return errno;
     int result = m_isSuspect ? MDB_CORRUPTED : openChecked(true);
-    if (tellsOfDamage(result)) {
+    if (showsDamage(result)) {
         result = putAside();
         if (result == 0) result = openChecked(true);
     }
@@ -222,8 +222,8 @@ int cStoreEnvironment::openToWrite() {
     return result;
 }
 
-// Writers open, make and put aside the files under this lock: none may get the lock file of one
-// store together with the data of another.
+// Writers open, make and move the files under this lock, so that none gets the lock file of one
+// store with the data of another.
 int cStoreEnvironment::lockOpening() const {
     const std::string path = m_folder + "/open.lock";
     cFileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
@@ -234,8 +234,8 @@ int cStoreEnvironment::lockOpening() const {
     return file.release();
 }
 
-// LMDB opens and writes what has the name, also where a link leads to: only a file of its own may
-// have it.
+// LMDB follows links: it opens and writes whatever has the name. So only a regular file of our own
+// may have it.
 int cStoreEnvironment::clearPlace(const std::string& path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? 0 : errno;
@@ -243,8 +243,9 @@ int cStoreEnvironment::clearPlace(const std::string& path) {
     return unlink(path.c_str()) == 0 ? 0 : errno;
 }
 
-// Room for the lock file: LMDB only sets its size and writes to it through memory, which on a full
-// file system ends the process with SIGBUS. What may not be written here is only read by LMDB too.
+// Allocates the lock file. LMDB only sets its size and writes to it through a memory map, which on
+// a full file system ends the process with SIGBUS. A file that cannot be written here is only read
+// by LMDB too.
 int cStoreEnvironment::reserveLockFile() const {
     constexpr int FLAGS = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const cFileDescriptor file(open(lockPath().c_str(), FLAGS, FILE_MODE));
@@ -273,7 +274,7 @@ int cStoreEnvironment::putAside() {
     const std::string aside = dataPath() + ".broken";
     const bool isMoved = rename(dataPath().c_str(), aside.c_str()) == 0 || errno == ENOENT;
     if (!isMoved) return errno;
-    // A lock file holds nothing worth keeping.
+    // A lock file contains nothing worth keeping.
     if (unlink(lockPath().c_str()) != 0 && errno != ENOENT) return errno;
     m_isSuspect = false;
     syslog(LOG_NOTICE, "Error: Key-value store was damaged, put aside as %s", aside.c_str());
@@ -281,7 +282,7 @@ int cStoreEnvironment::putAside() {
 }
 
 bool cStoreEnvironment::noteDamage(int result) {
-    if (!tellsOfDamage(result)) return false;
+    if (!showsDamage(result)) return false;
     m_isSuspect = true;
     close();
     return true;

@@ -6,7 +6,7 @@
 
 #include <string>
 
-// Texts as LMDB's values. toValue refers to the text it is given.
+// Conversion between texts and LMDB values. The value of toValue points into the given text.
 inline MDB_val toValue(const std::string& text) {
     return {text.size(), const_cast<char*>(text.data())};
 }
@@ -14,10 +14,9 @@ inline std::string toText(const MDB_val& value) {
     return {static_cast<const char*>(value.mv_data), value.mv_size};
 }
 
-// The LMDB environment of the key-value store: a folder with data.mdb and lock.mdb. Opened when it
-// is first needed, and anew when somebody removed, replaced or cut its files meanwhile. Nothing in
-// it is trusted before a child process has read it all, and a damaged store is put aside by the
-// first who wants to write.
+// The LMDB environment of the key-value store: a folder with data.mdb and lock.mdb. It is opened at
+// first use, and again if its files were removed, replaced or cut. It is trusted only after a child
+// process has read all of it; the first writer moves a damaged store away.
 class cStoreEnvironment {
   public:
     cStoreEnvironment() = default;
@@ -28,23 +27,23 @@ class cStoreEnvironment {
     const std::string& folder() const { return m_folder; }
     void setFolder(const std::string& folder);
 
-    // Both return 0 or an error of LMDB or of the system; ENOENT of openToRead: nothing was ever
-    // stored. Called before each transaction; an environment that is in order stays open.
+    // Both return 0 or an error of LMDB or of the system; openToRead returns ENOENT if nothing was
+    // ever stored. Call one before each transaction; a valid environment stays open.
     int openToRead();
     int openToWrite();
 
     // The open environment.
     MDB_env* handle() const { return m_handle; }
 
-    // Takes a transaction's result and returns whether it is a sign of damage: then the environment
-    // was closed, and opening it to write makes a new one.
+    // Returns whether the result of a transaction shows damage. If so, it has closed the
+    // environment, and opening it for writing makes a new one.
     bool noteDamage(int result);
 
-    // Frees what killed processes hold. Returns whether there was any.
+    // Removes readers that were killed. Returns whether there were any.
     bool clearStaleReaders();
 
   private:
-    // What a file was when last looked at. It is mapped, so it may never get shorter.
+    // The file as last seen. It is mapped, so it must never get shorter.
     struct sMappedFile {
         dev_t device = 0;
         ino_t inode = 0;
@@ -72,7 +71,7 @@ class cStoreEnvironment {
     std::string m_folder = "/run/cellslot/skvs";
     MDB_env* m_handle = nullptr;
     bool m_isWritable = false;
-    bool m_isSuspect = false;  // damage was met in use
+    bool m_isSuspect = false;  // damage was found in use
     sMappedFile m_data;
     sMappedFile m_lock;
 };

@@ -45,13 +45,13 @@ int hexDigitValue(char c) {
     return -1;
 }
 
-// The number at the start of text as atoi reads it, but held between minimum and maximum.
+// The number at the start of text as atoi reads it, but limited to minimum and maximum.
 long long saturatedNumber(const std::string& text, long long minimum, long long maximum) {
     size_t at = text.find_first_not_of(WHITE_SPACE);
     if (at == std::string::npos) return 0;
     const bool negative = text[at] == '-';
     if (negative || text[at] == '+') at++;
-    // Counted downwards, since the negative range is the larger one.
+    // Counted downwards because the negative range is larger.
     long long value = 0;
     for (; at < text.size() && isDigit(text[at]); at++) {
         const int digit = text[at] - '0';
@@ -64,14 +64,14 @@ long long saturatedNumber(const std::string& text, long long minimum, long long 
     return value < -maximum ? maximum : -value;
 }
 
-// Opens a regular file for reading without ever waiting; -1 with errno for anything else.
+// Opens a regular file for reading and never waits; -1 with errno for anything else.
 int openRegularFile(const std::string& path, int extraFlags) {
     cFileDescriptor file(
         open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | extraFlags));
     return releaseRegularFile(file);
 }
 
-// Until the end or maxBytes: the size that stat reports of a file in /sys or /proc is no measure.
+// Reads to the end or maxBytes: stat does not report the real size of a file in /sys or /proc.
 bool readOpenFile(int fd, std::string& out, size_t maxBytes) {
     char buffer[4096];
     while (out.size() < maxBytes) {

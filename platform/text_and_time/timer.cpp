@@ -62,7 +62,7 @@ bool cTimer::IsTimerDone() const {
 unsigned cTimer::GetElapsedTime() const {
     if (!m_enabled) return 0;
     const uint64_t now = timerClockMs();
-    if (now < m_startedMs) return 0;  // only a test's clock goes back
+    if (now < m_startedMs) return 0;  // only the clock of a test goes back
     const uint64_t elapsedS = (now - m_startedMs) / MS_PER_S;
     return static_cast<unsigned>(
         std::min<uint64_t>(elapsedS, std::numeric_limits<unsigned>::max()));

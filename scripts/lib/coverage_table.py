@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Prints what a gcovr JSON report says: lines and branches by folder, and the lines of the daemon
-that nothing ran."""
+"""Prints a gcovr JSON report: lines and branches by folder, and the lines of the daemon that did not
+run."""
 
 import collections
 import json

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The inside of scripts/demo.sh: runs the simulated modem and the daemon in the private namespace
-that it was started in, shows what they do, and judges it."""
+"""The main part of scripts/demo.sh: runs the simulated modem and the daemon in the current private
+namespace, shows what they do, and checks it."""
 
 import argparse
 import json
@@ -31,7 +31,7 @@ SIM_LOG = pathlib.Path("/tmp/le910sim.log")
 SCENARIO = pathlib.Path("/tmp/demo-scenario.json")
 
 INTERFACE_UP = "SUCCESS Setting up interface IP info"
-# Asked once in every pass of the daemon's loop that talks to the modem.
+# Sent once in every pass of the daemon's loop that uses the modem.
 ONCE_A_PASS = "AT+CGSN"
 COMMAND_S = 0.020
 PASS_S = 0.500
@@ -41,7 +41,7 @@ STOP_TIMEOUT_S = 20
 SIGNALLED = 2  # the daemon's exit status after a signal
 WIDEST_GRAPH = 120
 
-# Steps of the bring-up: how the log, or command and answer of the modem, say that one is done; its
+# Steps of the bring-up: the log line, or command and answer, that shows the end of the step; its
 # subject; what it means.
 STEPS = (
     (rf"Opened Char device '{AT_LINK}'", "start", "cellslotd has its configuration and opens the port"),
@@ -95,7 +95,7 @@ class Demo:
         self.peakKb = 0
         self.faults = []
 
-    # ---- events of the two programs, gathered by threads and handled one after the other
+    # ---- events of the two programs, collected by threads and handled one after the other
 
     def now(self):
         return time.monotonic() - self.start
@@ -170,14 +170,14 @@ class Demo:
             pass
 
     def value(self, key):
-        """A value of the status file; "" while there is none."""
+        """A value of the status file; "" if there is none."""
         if not STATUS.exists():
             return ""
         found = re.search(rf"^CELLMODEM1_{key}=(.*)$", STATUS.read_text(), re.MULTILINE)
         return found[1] if found else ""
 
     def waitUntil(self, condition, seconds):
-        """False when the daemon ended or the time is over before."""
+        """False if the daemon ended or the time was over first."""
         end = time.monotonic() + seconds
         while self.daemon.poll() is None and time.monotonic() < end:
             self.pump(0.05)
@@ -190,7 +190,7 @@ class Demo:
 
     def prepare(self):
         CONFIG.write_text(CONFIG_TEXT)
-        # Otherwise the daemon waits with data until the host is up for three minutes.
+        # Otherwise the daemon starts data only after the host has been up for three minutes.
         pathlib.Path("/run/poststart").touch()
         TOOLS.mkdir()
         for name in ("systime.sh", "sledctl", "ResetCellular"):
@@ -203,10 +203,10 @@ class Demo:
     def hasOwnScenario(self):
         return any(word.startswith("--scenario") for word in self.options.sim)
 
-    # Each program in a session of its own: Ctrl-C is this program's to handle.
+    # Each program has its own session, so that only this program gets Ctrl-C.
     def startSim(self):
         SIM_LOG.touch()
-        # A receiver that was enabled before: enabling it would need a restart of the modem.
+        # A receiver that is already enabled: enabling it would need a restart of the modem.
         SCENARIO.write_text('{"gps": {"enabled": true}}')
         scenario = [] if self.hasOwnScenario() else ["--scenario", SCENARIO]
         words = [self.options.bin / "le910sim", "--at-link", AT_LINK, "--gps-link", GPS_LINK,
@@ -271,7 +271,7 @@ class Demo:
         if not demo_services.showMessages(self):
             self.faults.append("the messages did not pass")
         demo_services.setSignal(-88)
-        # Where the receiver is not enabled, the modem would be restarted for it.
+        # If the receiver is not enabled, the daemon would restart the modem for it.
         if self.gpsd is not None and not self.hasOwnScenario():
             self.showGps()
 
@@ -288,7 +288,7 @@ class Demo:
         return self.options.seconds is None and sys.stdin.isatty() and sys.stdout.isatty()
 
     def page(self, name, meaning):
-        """At a terminal a screen at a time."""
+        """On a terminal, one screen at a time."""
         if self.isWatched():
             print(f"\n-- Enter shows {name}, Ctrl-C quits --", end="", flush=True)
             self.waitUntil(self.isEnterPressed, float("inf"))
@@ -367,7 +367,7 @@ class Demo:
         except Interrupted:
             print(flush=True)
         finally:
-            # Once is enough: the shutdown is what the signal asked for.
+            # Once is enough: the signal requested the shutdown.
             signal.signal(signal.SIGINT, signal.SIG_IGN)
             signal.signal(signal.SIGTERM, signal.SIG_IGN)
         if self.daemon is None:

@@ -12,7 +12,7 @@ TALL_ENOUGH = 40  # rows, for a whole graph
 
 
 class Watch:
-    """`cellslot watch` in a terminal of its own, which it draws its graph on meanwhile."""
+    """`cellslot watch` in a terminal of its own, where it draws its graph meanwhile."""
 
     def __init__(self, program, columns):
         self.fault = None
@@ -29,7 +29,7 @@ class Watch:
             self.fault = str(fault)
 
     def graph(self):
-        """From its title to its time line; None when there is none."""
+        """From its title to its time line; None if there is none."""
         lines = self.terminal.screen.lines()
         first = next((row for row, line in enumerate(lines) if line.startswith(GRAPH_TITLE)), None)
         if first is None or self.fault is not None:
@@ -42,7 +42,7 @@ class Watch:
 
 
 def showCommand(bin, *words):
-    """The exit status of a subcommand of cellslot that was shown."""
+    """Runs a subcommand of cellslot, shows it, and returns its exit status."""
     run = subprocess.run([bin / "cellslot", *words], stdin=subprocess.DEVNULL, text=True,
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     print(run.stdout.rstrip(), flush=True)

@@ -16,7 +16,7 @@ CONTROL = "/tmp/le910sim.sock"
 GPSD_SOCKET = "/run/gpsd.sock"
 GPSD_PORT = 2947
 SENDER = "+12025550123"
-# The daemon looks for messages every five seconds.
+# The daemon checks for messages every five seconds.
 MESSAGE_S = 15
 POSITION_S = 45
 
@@ -33,7 +33,7 @@ def setSignal(rsrpDbm):
 
 
 def waitForFile(demo, folder, known):
-    """The first file of a spool folder that is not known; None when none comes."""
+    """The first unknown file in a spool folder; None if none comes."""
     end = time.monotonic() + MESSAGE_S
     while time.monotonic() < end:
         demo.pump(0.1)
@@ -44,7 +44,7 @@ def waitForFile(demo, folder, known):
 
 
 def receive(demo, messages):
-    """The text of the file that the messages end in; None when none comes."""
+    """The text of the file that is made from the messages; None if none comes."""
     known = set((SPOOL / "recv").iterdir())
     for message in messages:
         order(op="inject-sms", **{"from": SENDER}, **message)
@@ -83,7 +83,7 @@ def showSent(demo):
 
 
 def showMessages(demo):
-    """True when a message came in, one in three parts was joined, and one went out."""
+    """True if a message was received, one of three parts was joined, and one was sent."""
     return showReceived(demo) and showJoined(demo) and showSent(demo)
 
 
@@ -98,8 +98,8 @@ def readPositions(positions):
 
 
 def startGpsd():
-    """gpsd as a host runs it; None when it is not installed. It only listens to the port (-b):
-    otherwise it tries out what is there, for longer than the daemon waits."""
+    """gpsd as a host runs it; None if it is not installed. It only listens to the port (-b): otherwise
+    it would probe the device for longer than the daemon waits."""
     if shutil.which("gpsd") is None or shutil.which("gpsdctl") is None:
         return None
     gpsd = subprocess.Popen(["gpsd", "-N", "-n", "-b", "-F", GPSD_SOCKET, "-S", str(GPSD_PORT)],
@@ -113,7 +113,7 @@ def startGpsd():
 
 def showPosition(demo, config, gpsPort):
     """Switches the receiver on by configuration and shows what gpsd then reports."""
-    os.chmod(os.path.realpath(gpsPort), 0o666)  # gpsd gives up root before it opens a port
+    os.chmod(os.path.realpath(gpsPort), 0o666)  # gpsd drops root before it opens a port
     positions = queue.Queue()
     threading.Thread(target=readPositions, args=(positions,), daemon=True).start()
     config.write_text(config.read_text().replace("CM_GPS_ENABLE=no", "CM_GPS_ENABLE=yes"))

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Reads the includes of the product code and fails on a circle between files or rooms, on an
+"""Reads the includes of the product code and fails on a circle between files or folders, on an
 include that goes upwards, and on a unit test that mirrors no source file.
 
     scripts/lib/includes.py           check
-    scripts/lib/includes.py --draw    the rooms, top first, with what each one includes
+    scripts/lib/includes.py --draw    the folders, top first, with what each one includes
 """
 import argparse
 import os
@@ -11,7 +11,7 @@ import re
 import sys
 from pathlib import Path
 
-# Each room and the rooms below it that its files may include, bottom first.
+# Each folder and the folders below it that its files may include, bottom first.
 ROOMS = {
     "include": [],
     "platform/include": [],
@@ -57,7 +57,7 @@ def sources(root):
 
 
 def unit(path):
-    """A header and its source are one."""
+    """A header and its source are one unit."""
     return os.path.splitext(path)[0]
 
 
@@ -111,7 +111,7 @@ def graph_by(includes, name_of):
 
 
 def unmirrored_tests(root, includes):
-    """tests/unit/ROOM/FILE_test.cpp, or FILE_SUBJECT_test.cpp where a file's tests are several."""
+    """tests/unit/FOLDER/FILE_test.cpp, or FILE_SUBJECT_test.cpp if a file has several test files."""
     units = {unit(path) for path in includes}
     for path in sorted((root / "tests/unit").rglob("*_test.cpp")):
         name = path.relative_to(root / "tests/unit").as_posix()[: -len("_test.cpp")]

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Receives what programs send to the system log and prints it, each line with the seconds since the
-start. Run inside scripts/private_namespace.sh, where nothing else listens at /dev/log:
+"""Receives messages to the system log and prints them, each line with the seconds since the start. Run
+inside scripts/private_namespace.sh, where nothing else listens at /dev/log:
 
     log_capture.py [--socket /dev/log] [--to FILE]
 """
@@ -27,7 +27,7 @@ def openLogSocket(path):
 
 
 def splitDatagram(data):
-    """(program, text) of a datagram; the program is "" when there is none."""
+    """(program, text) of a datagram; the program is "" if there is none."""
     text = data.decode("utf-8", "replace").rstrip("\n\0")
     match = DATAGRAM.fullmatch(text)
     return (match[1], match[2]) if match else ("", text)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # To be sourced by a script that has a function "usage".
 
-# Shows the usage to who asks for it, refuses any other argument, and ends the script.
+# Shows the usage on request, refuses any other argument, and ends the script.
 helpOrRefuse() { # ARGUMENT
     case $1 in
     -h | --help)

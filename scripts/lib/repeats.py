@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Finds lines of the product code that stand twice: six or more in a row, alike but for white space.
-Blank lines, comments, includes, punctuation and bare shell keywords do not count.
+"""Finds repeated lines of the product code: six or more in a row that differ only in white space. Blank
+lines, comments, includes, punctuation and bare shell keywords do not count.
 
-    scripts/lib/repeats.py    prints each such run with its two places, and fails if there is one
+    scripts/lib/repeats.py    prints each repetition with its two places; fails if there is one
 """
 import argparse
 import re
@@ -11,10 +11,10 @@ from pathlib import Path
 
 RUN = 6
 
-# Tests and measurements may say the same thing twice; documents are no code.
+# Tests and benchmarks may repeat lines; documents are no code.
 NOT_PRODUCT = {".cache", ".git", "bench", "build", "docs", "fuzz", "tests"}
 
-# (file, file): the reason why both have the same lines. An entry that is not needed fails too.
+# (file, file): why both have the same lines. An entry that is not needed fails too.
 EXCEPTIONS = {}
 
 C_SUFFIXES = {".c", ".cpp", ".h"}
@@ -29,7 +29,7 @@ LETTER_OR_DIGIT = re.compile(r"[^\W_]")
 def is_code(path):
     if path.suffix in C_SUFFIXES | OTHER_SUFFIXES or path.name == "CMakeLists.txt":
         return True
-    with path.open("rb") as file:  # scripts without an ending
+    with path.open("rb") as file:  # scripts without an extension
         return not path.suffix and file.read(2) == b"#!"
 
 
@@ -54,7 +54,7 @@ def lines_that_count(path):
 
 
 def repeated_windows(lines):
-    """{((file, file), distance): [position in the first file]} of RUN lines that stand before."""
+    """{((file, file), distance): [position in the first file]} of RUN lines that occur before."""
     first_places, windows = {}, {}
     for name, counted in lines.items():
         texts = [text for _, text in counted]
@@ -62,7 +62,7 @@ def repeated_windows(lines):
             window = tuple(texts[at:at + RUN])
             first_name, first_at = first_places.setdefault(window, (name, at))
             apart = at - first_at
-            # A run inside of which every line is the same stands beside itself.
+            # A run of identical lines would match itself.
             if first_name != name or apart >= RUN:
                 windows.setdefault(((first_name, name), apart), []).append(first_at)
     return windows

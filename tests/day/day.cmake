@@ -1,17 +1,17 @@
-# Hours in the life of a gateway on a fake clock: memory and descriptors stay flat.
+# Hours of a gateway on a fake clock: memory and descriptors must not grow.
 add_executable(gateway_day day/lasting_fault.cpp day/lasting_faults.cpp day/main.cpp
                            day/remote_clock.cpp)
 target_link_libraries(gateway_day PRIVATE cellslot_matrix)
 target_link_options(gateway_day PRIVATE -Wl,--wrap=system)
 
-# Two hours; scripts/test.sh --all runs the whole day. The sanitizers keep what was freed.
+# Two hours; scripts/test.sh --all runs the whole day. The sanitizers keep freed memory.
 if(NOT SANITIZE)
     add_test(NAME system.day
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
                      $<TARGET_FILE:gateway_day> 2)
     set_tests_properties(system.day PROPERTIES LABELS system TIMEOUT 300 PROCESSORS 2)
 
-    # What a fault that lasts the whole day writes to the log: a sample; all with
+    # What a fault that lasts the whole day writes to the log: a sample of the faults, or all with
     # CELLSLOT_TEST_ALL=1.
     add_test(NAME system.lasting_faults
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}

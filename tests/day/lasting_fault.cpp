@@ -35,7 +35,7 @@ constexpr const char* CONFIG =
     "CM_DATA_SPEED=4g\nCM_BAND_MODE=manual\nCM_3G_BAND=1\nCM_4G_BAND=B4\nCM_SYNC_TIME=yes\n";
 
 constexpr uint64_t RESTART_AFTER_MS = 5000;
-constexpr uint64_t BEGUN_S = 120;  // of a fault that finds the session up
+constexpr uint64_t BEGUN_S = 120;  // start of a fault that hits a running session
 constexpr int POLLED_OFTEN = 4;    // commands that a healthy day sends more often belong to a poll
 
 // ---- what can go wrong with a command ---------------------------------------------------------
@@ -57,7 +57,7 @@ std::vector<std::string> linesOf(const std::string& body) {
     return lines;
 }
 
-// The answer broken off behind its first field.
+// The answer cut off after its first field.
 json shortened(const std::string& body) {
     std::vector<std::string> lines = linesOf(body);
     for (std::string& line : lines) {
@@ -67,7 +67,7 @@ json shortened(const std::string& body) {
     return {{"kind", "answer"}, {"lines", lines}, {"final", "OK"}};
 }
 
-// The prefix of each line, and nothing that can be read after it.
+// The prefix of each line, followed by unreadable text.
 json garbled(const std::string& body) {
     std::vector<std::string> lines = linesOf(body);
     for (std::string& line : lines) {
@@ -123,7 +123,7 @@ json faultOrder(const sCommandUse& use, json order) {
     return order;
 }
 
-// ---- what can go wrong beside it --------------------------------------------------------------
+// ---- what else can go wrong -------------------------------------------------------------------
 
 void mountReadOnly(const char* folder) {
     mkdir(folder, 0755);
@@ -266,7 +266,7 @@ class cLastingDay {
 
 void cLastingDay::countLines() {
     const auto lines = static_cast<unsigned>(capturedLog().size());
-    // What comes before the fault is the healthy start's.
+    // Lines before the fault belong to the healthy start.
     if (nowS() >= m_fault.fromS) {
         m_outcome.runLines[m_outcome.runs - 1] += lines;
         (nowS() < FIRST_S ? m_outcome.firstLines : m_outcome.laterLines) += lines;
@@ -278,13 +278,13 @@ void cLastingDay::countLines() {
 }
 
 void cLastingDay::takeTurn() {
-    // The lines of an end that was asked for are none of the fault's.
+    // Lines of a requested end do not come from the fault.
     if (b_got_sigterm) return;
     countLines();
     if (isDue(0, m_fault.fromS))
         for (const json& order : m_fault.orders)
             m_modem.order(order);
-    // Messages that come and go meet what is wrong with them.
+    // Messages in both directions, so that faults of messages show.
     if (isDue(1, 60)) {
         for (const char* text : {"one", "two"})
             m_modem.order({{"op", "inject-sms"}, {"from", SENDER}, {"text", text}});
@@ -316,7 +316,7 @@ sLastingOutcome cLastingDay::run() {
     return m_outcome;
 }
 
-// The first run, and as many like the last ones as the day has. The second may still differ.
+// The first run, and as many like the last ones as fit into the day. The second may still differ.
 unsigned linesOfRestarts(const sLastingOutcome& outcome) {
     const unsigned others = outcome.runs > 2 ? 2 : 1;
     unsigned lines = 0;

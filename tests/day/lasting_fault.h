@@ -7,7 +7,7 @@
 
 #include "tests/matrix/cell.h"
 
-// Something that goes wrong and stays so.
+// A fault that stays.
 struct sLastingFault {
     std::string name;
     nlohmann::json scenario = nlohmann::json::object();
@@ -18,14 +18,14 @@ struct sLastingFault {
 
 constexpr unsigned RUNS_MAX = 6;
 
-// What it wrote at mask 0 in its first twenty minutes, and in the half hour after that.
+// The lines that it caused at mask 0 in its first twenty minutes and in the half hour after that.
 struct sLastingOutcome {
     unsigned firstLines;
     unsigned laterLines;
     unsigned runs;  // of the daemon, which a service manager starts again
     unsigned runLines[RUNS_MAX];
     unsigned lastRunS;
-    unsigned seconds;  // one that ends again and again is not watched to the end
+    unsigned seconds;  // a daemon that ends again and again is not watched to the end
     bool finished;
 };
 
@@ -33,15 +33,16 @@ constexpr unsigned FIRST_S = 20 * 60;
 constexpr unsigned LATER_S = 30 * 60;
 constexpr unsigned DAY_S = 24 * 60 * 60;
 
-// Otherwise its last run went on, whatever the ones before ended for.
+// True if the daemon ends again and again; false if its last run went on, even if earlier runs
+// ended.
 bool isStartedAgainAndAgain(const sLastingOutcome& outcome);
 
-// The lines of a whole day, if it goes on as it did.
+// The lines of a whole day at the same rate.
 unsigned linesOfDay(const sLastingOutcome& outcome);
 
-// The command faults: each command that a healthy day knows, with each way to fail.
+// Faults of commands: each command of a healthy day with each way to fail.
 std::vector<sLastingFault> commandFaults(const std::vector<sSent>& healthy);
-// All the others.
+// All other faults.
 std::vector<sLastingFault> otherFaults();
 
 // Runs the daemon under a fault. Meant for a process of its own.

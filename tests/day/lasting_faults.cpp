@@ -35,7 +35,7 @@ std::vector<sSent> healthyCommands() {
     return commands;
 }
 
-// All that are not about a command, and of those about a command as many as the sample has.
+// All faults that do not concern a command, and a sample of those that do.
 std::vector<sLastingFault> chosenFaults(const char* name) {
     std::vector<sLastingFault> faults = otherFaults();
     std::vector<sLastingFault> commands = commandFaults(healthyCommands());
@@ -84,7 +84,7 @@ void printRuns(const sLastingOutcome& outcome) {
     printf(" lines");
 }
 
-// True when the fault writes no more than it may.
+// True if the fault stays below its limit of lines.
 bool report(const sLastingFault& fault, const sLastingOutcome& outcome) {
     const unsigned ofDay = linesOfDay(outcome);
     const bool restarts = isStartedAgainAndAgain(outcome);

@@ -20,9 +20,9 @@
 #include "tests/matrix/faulty_modem.h"
 #include "tests/support/temp_folder.h"
 
-// A day of the daemon on a clock that only its sleeps move: losses, roaming, other addresses, the
-// SIM out and in, restarts of the modem, reloads and messages. Its memory and its descriptors must
-// be after the last hour what they were after the first.
+// A day of the daemon on a clock that only its sleeps move: network losses, roaming, other
+// addresses, SIM removed and inserted, restarts of the modem, reloads and messages. After the last
+// hour it must use the same memory and descriptors as after the first.
 
 namespace {
 
@@ -39,15 +39,15 @@ constexpr const char* SENDER = "+12025550123";
 constexpr uint64_t MS_PER_S = 1000;
 constexpr uint64_t HOUR_S = 3600;
 constexpr int HOURS = 24;
-constexpr int MESSAGES_A_DAY = 1010;  // in, and as many out
+constexpr int MESSAGES_A_DAY = 1010;  // in each direction
 constexpr double TOLERANCE = 0.02;
-constexpr double SINGLE_PAGES_KB = 16;  // which the stack and the heap touch sooner or later
+constexpr double SINGLE_PAGES_KB = 16;  // that stack and heap use sooner or later
 constexpr int DAEMON_SOCKET = 3;
 
-// What is measured at the end of an hour.
+// Measured at the end of an hour.
 struct sMeasure {
     long rssKb = 0;
-    long anonymousKb = 0;  // heap, stack and data, also what a fork still shares
+    long anonymousKb = 0;  // heap, stack and data, including pages that a fork still shares
     int descriptors = 0;
 };
 
@@ -81,7 +81,7 @@ size_t takeFilesAway(const std::string& folder) {
     return count;
 }
 
-// Puts a file in its place whole, as other programs do.
+// Puts a complete file in place, as other programs do.
 void put(const std::string& path, const std::string& text) {
     const std::string draft = "/tmp/draft";
     writeFile(draft, text);
@@ -95,7 +95,7 @@ void put(const std::string& path, const std::string& text) {
     _exit(runStateMachine());
 }
 
-// What happens in each hour, at its second.
+// The events of each hour, by second.
 class cDay {
   public:
     explicit cDay(int hours)
@@ -182,7 +182,7 @@ void cDay::reloads() {
     if (m_daemon != -1) kill(m_daemon, SIGUSR2);
 }
 
-// Executed anew, so that nothing of this process is in its memory.
+// Executes the program again, so that its memory contains nothing of this process.
 void cDay::fork() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) abort();
@@ -231,7 +231,7 @@ void cDay::takeTurn() {
         const auto happen = events()[m_event++].happen;
         (this->*happen)();
     }
-    // The last minutes of the hour are for what is still on its way.
+    // In the last minutes of the hour, messages under way are still processed.
     if (second < HOUR_S - 120) exchangeMessages(second);
     if (second >= HOUR_S) endHour();
 }

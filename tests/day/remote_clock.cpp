@@ -21,7 +21,7 @@ struct sRemoteClock {
 
 sRemoteClock g_clock;
 
-// A log that is kept would grow with the day.
+// The captured log would otherwise grow with the day.
 constexpr unsigned SLEEPS_PER_LOG = 1000;
 
 bool readWhole(int socket, uint64_t& value) {
@@ -30,7 +30,7 @@ bool readWhole(int socket, uint64_t& value) {
 
 void remoteSleep(unsigned microseconds) {
     const uint64_t asked = microseconds;
-    // Without the modem's process there is no time any more.
+    // Without the modem's process the clock stands still.
     if (write(g_clock.socket, &asked, sizeof asked) != static_cast<ssize_t>(sizeof asked) ||
         !readWhole(g_clock.socket, g_clock.nowMs))
         _exit(EXIT_FAILURE);

@@ -3,13 +3,13 @@
 
 #include <cstdint>
 
-// The clock of a daemon in a process of its own, so that its memory can be measured alone: whenever
-// it sleeps it tells the process of the modem how long, and goes on with the time that it is told.
+// The clock of a daemon in a process of its own, so that its memory can be measured alone. Whenever
+// the daemon sleeps, it sends the duration to the process of the modem and gets the new time back.
 
-// Of the daemon's process. The socket's other end is the modem's.
+// For the daemon's process. The modem has the other end of the socket.
 void useRemoteClock(int socket);
 
-// Of the modem's process: the time that the daemon wants to sleep. False when it has ended.
+// For the modem's process: reads how long the daemon wants to sleep. False if the daemon has ended.
 bool takeSleep(int socket, uint64_t& microseconds);
 void tellTime(int socket, uint64_t nowMs);
 

@@ -37,13 +37,13 @@ TEST_F(BringUp, HealthyModem_SendsTheWholeSequenceAndSucceeds) {
     EXPECT_EQ(device.modem.s_supported_4g_bands, "B2,B4,B5,B12,B13,B17");
 }
 
-TEST_F(BringUp, ModemInTestMode_IsToldToLeaveItAndReported) {
+TEST_F(BringUp, ModemInTestMode_IsSwitchedBackAndReported) {
     start({{"test_mode", true}});
     EXPECT_EQ(setup(), eERROR_DEVICE_IN_TEST_MODE);
     EXPECT_EQ(commands(), (tCommands{"AT+GMM", "AT#TESTMODE=\"OM\""}));
 }
 
-TEST_F(BringUp, UnknownModel_IsAskedTwiceAndSetUpGoesOn) {
+TEST_F(BringUp, UnknownModel_IsQueriedTwiceAndSetUpContinues) {
     start();
     order({{"op", "fault"}, {"match", "AT+GMM"}, {"kind", "answer"}, {"lines", {"LE910B4-NA"}}});
     setup();
@@ -52,7 +52,7 @@ TEST_F(BringUp, UnknownModel_IsAskedTwiceAndSetUpGoesOn) {
     EXPECT_EQ(logCount("Error: Cannot determine modem model number, iss device supported?"), 1u);
 }
 
-TEST_F(BringUp, SimUnlockedOnTheWay_EndsBeforeTheApn) {
+TEST_F(BringUp, SimUnlockedDuringSetUp_EndsBeforeTheApn) {
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     start(withSim({{"pin", "1234"}, {"lock", true}}));
     EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
@@ -75,14 +75,14 @@ TEST_F(BringUp, MissingSim_EndsAfterItsStatusWithSuccess) {
     EXPECT_FALSE(contains(sent, "AT#PSNT=0"));
 }
 
-TEST_F(BringUp, WrongSimSlot_IsSwitchedAndSetUpStartsOver) {
+TEST_F(BringUp, WrongSimSlot_IsSwitchedAndSetUpStartsAgain) {
     config.simSlot = 2;
     start({{"sim2", {{"present", true}}}});
     EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(commands().back(), "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1");
 }
 
-TEST_F(BringUp, OtherFirmwareImageWanted_IsSwitched) {
+TEST_F(BringUp, OtherFirmwareImageConfigured_IsSwitched) {
     config.firmwareSlot = 1;
     start({{"firmware", {{"dual", true}, {"slot", 0}}}});
     EXPECT_EQ(setup(), eERROR_DEVICE_SHOULD_RESET);
@@ -129,7 +129,7 @@ TEST_F(BringUp, Poll_ReadsEverythingInItsOrder) {
     EXPECT_EQ(device.network.s_plmn, "310410");
 }
 
-TEST_F(BringUp, Poll_GivesMessagesTheirTurnEveryFiveSeconds) {
+TEST_F(BringUp, Poll_ChecksMessagesEveryFiveSeconds) {
     start();
     ASSERT_EQ(poll(), eSUCCESS);
     EXPECT_FALSE(contains(commands(), "AT+CMGL=0"));
@@ -182,7 +182,7 @@ TEST_F(BringUp, Clock_IsSetOnceInFourHoursAndTriedAgainAfterFiveMinutes) {
     EXPECT_EQ(g_Cp_dateTimeSyncTimer->GetTimeout(), 300u);
 }
 
-TEST_F(BringUp, EmptyNetworkTime_LeavesTheClockAloneForFiveMinutes) {
+TEST_F(BringUp, EmptyNetworkTime_IsTriedAgainAfterFiveMinutes) {
     config.syncTime = true;
     start();
     device.network.b_registered = true;

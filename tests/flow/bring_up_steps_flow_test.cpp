@@ -1,49 +1,20 @@
 #include "include/debug.h"
 #include "include/options.h"
-#include "platform/include/key_value_store.h"
-#include "statemachine/bring_up.h"
 #include "statemachine/modem_control.h"
-#include "statemachine/polling.h"
 #include "statemachine/status_files.h"
-#include "statemachine/timers.h"
+#include "tests/flow/bring_up_steps_fixture.h"
 #include "tests/support/in_pass.h"
-#include "tests/support/set_up_commands.h"
 
-// Every step of bring-up and polling on its own: what a silent or refusing modem leads to, what is
-// not sent any more, and the whole list where the way is another.
+// Each step of bring-up: what a silent or refusing modem leads to, what is then not sent, and the
+// whole list of commands where the sequence differs.
 
 namespace {
 
-class BringUpSteps : public cFlowFixture {
-  protected:
-    eGeneralErrors setup() { return setupModem(handle(), device, config); }
-    eGeneralErrors poll() { return pollDevice(handle(), device, config); }
-
-    // The index-th command of list meets the fault, earlier ones of the same text do not.
-    void faultAt(const tCommands& list, size_t index, const std::string& kind) {
-        nlohmann::json request = {{"op", "fault"},
-                                  {"match", list[index]},
-                                  {"kind", kind},
-                                  {"skip", earlierOccurrences(list, index)},
-                                  {"count", 1}};
-        if (kind == "cme") request["number"] = 3;
-        order(request);
-    }
-
-    void startRegistered() {
-        start();
-        device.network.b_registered = true;
-        device.network.i_reg_state = eREG_HOME;
-    }
-};
-
-constexpr const char* CURRENT_PIN = "/etc/vuk/cellular_cpin.1";
 constexpr const char* IMS_APN_COMMAND = "AT#IMSPDPSET=vzwims";
 constexpr const char* SWITCH_TO_SLOT_2 =
     "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1";
 
 const nlohmann::json VERIZON_IMAGE = {{"firmware", {{"dual", true}, {"slot", 1}}}};
-const nlohmann::json LOCKED_SIM = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
 
 tCommands verizonSetupUpToTheSim() {
     return sequence(commandsBeforeTheSim(true), simCommands(), simCommands(),
@@ -54,10 +25,6 @@ tCommands verizonSetupUpToTheSim() {
 tCommands without(tCommands list, const std::string& command) {
     list.erase(std::find(list.begin(), list.end(), command));
     return list;
-}
-
-std::string placeName(const ::testing::TestParamInfo<sPlace>& place) {
-    return testName(place.param.command) + "_at_" + std::to_string(place.param.index);
 }
 
 tCommands verizonContextAndRadio() {
@@ -75,7 +42,7 @@ TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
     const tCommands healthy = setupCommands();
     start();
     faultAt(healthy, GetParam().index, "silence");
-    // A context that is not active refuses to be deactivated, so nothing is read into that answer.
+    // Deactivating an inactive context is refused, so that answer means nothing.
     if (GetParam().command == "AT+CGACT=0,1") {
         EXPECT_EQ(setup(), eSUCCESS);
         EXPECT_EQ(commands(), healthy);
@@ -88,10 +55,10 @@ TEST_P(SetupSilence, AtAnyCommand_EndsThereAsATimeOut) {
 INSTANTIATE_TEST_SUITE_P(Each, SetupSilence, ::testing::ValuesIn(placesOf(setupCommands())),
                          placeName);
 
-TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
+TEST_F(BringUpSteps, Setup_LogsEachStepThatChangesTheModem) {
     start();
     EXPECT_EQ(setup(), eSUCCESS);
-    const std::vector<std::string> told = {
+    const std::vector<std::string> expectedLog = {
         "Setup device CMEE reporting",
         "Enabled STAT_LED GPIO",
         "Set STAT_LED NOT_REG",
@@ -107,10 +74,10 @@ TEST_F(BringUpSteps, Setup_TellsEachStepThatChangesTheModem) {
         "determineSupportedNetSpeed(): Network speed config is set to ignore, nothing to do",
         "maybeSetNetworkSpeed(): No new network pref setting to change",
         "Success setting device Band settings to Auto"};
-    EXPECT_EQ(capturedLog(), told);
+    EXPECT_EQ(capturedLog(), expectedLog);
 }
 
-TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
+TEST_F(BringUpSteps, SetupThatWaitsForThePin_LogsItsStepsOnce) {
     start(LOCKED_SIM);
     for (int i = 0; i < 3; ++i)
         inPass(eWORK_PASS, [this] { EXPECT_EQ(setup(), eFAILURE); });
@@ -124,7 +91,7 @@ TEST_F(BringUpSteps, SetupThatWaitsForThePin_TellsItsStepsOnce) {
     EXPECT_EQ(logCount("Setup device CMEE reporting"), 2u);
 }
 
-TEST_F(BringUpSteps, RefusedReports_AreTold) {
+TEST_F(BringUpSteps, RefusedReports_AreLogged) {
     start();
     fault("AT+CMGF=0", "error");
     fault("AT#PSNT=0", "error");
@@ -136,21 +103,9 @@ TEST_F(BringUpSteps, RefusedReports_AreTold) {
 
 // ---- set-up, every command refused ------------------------------------------------------------
 
-using tRefusalCase = std::tuple<sStep, const char*>;
-
-std::string refusalName(const ::testing::TestParamInfo<tRefusalCase>& test) {
-    return testName(std::get<0>(test.param).command) + "_" + std::get<1>(test.param);
-}
-
-eGeneralErrors refusalResult(const sStep& step, const std::string& kind) {
-    if (step.refusal == eRefusal::GOES_ON) return eSUCCESS;
-    if (step.refusal == eRefusal::OWN_NUMBER && kind == "cme") return eERROR_DEVICE_SIM_LOCKED_CNUM;
-    return eERROR_DEVICE_RESPONSE_ERROR;
-}
-
 class SetupRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
 
-TEST_P(SetupRefusal, AtACommand_EndsThereOrIsGotOver) {
+TEST_P(SetupRefusal, AtACommand_EndsThereOrContinues) {
     const auto& [test, kind] = GetParam();
     const tCommands healthy = setupCommands();
     const auto found = std::find(healthy.begin(), healthy.end(), test.command);
@@ -167,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SetupRefusal,
                                             ::testing::Values("error", "cme")),
                          refusalName);
 
-TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverComesOfTheSim) {
+TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverTheStateOfTheSim) {
     start();
     writeOutStatusFiles(device, config, true);
     EXPECT_EQ(stored("CELLMODEM1_MANU"), "Unknown");
@@ -188,8 +143,8 @@ TEST_F(BringUpSteps, SimSlotQueryRefused_LeavesTheSlotUnknownSoThatNoApnIsSet) {
 
 // ---- set-up, every SIM query refused ----------------------------------------------------------
 
-// The SIM is looked at eight times. A look that only serves getSimStatus may fail: what counts is
-// the state that the second of its two looks found. The other two looks must succeed.
+// The SIM is queried eight times. A query that only serves getSimStatus may fail: what counts is
+// the state that the second of its two queries found. The other two queries must succeed.
 struct sLook {
     size_t look;
     sPlace query;
@@ -199,7 +154,7 @@ void PrintTo(const sLook& look, std::ostream* out) {
     *out << look.query.command << " of look " << look.look;
 }
 
-// Where set-up looks at the SIM, as often as its list says.
+// Where set-up queries the SIM, as often as in its list.
 std::vector<sLook> looksAtTheSim() {
     const tCommands sent = setupCommands();
     const tCommands queries = simCommands();
@@ -213,7 +168,7 @@ std::vector<sLook> looksAtTheSim() {
 
 class SetupSimRefusal : public BringUpSteps, public ::testing::WithParamInterface<sLook> {
   protected:
-    // simCommands() of a look, cut behind the refused command.
+    // simCommands() of a query, cut after the refused command.
     tCommands look(size_t index) const {
         const auto& [refusedLook, query] = GetParam();
         return index == refusedLook ? firstOf(simCommands(), query.index + 1) : simCommands();
@@ -224,7 +179,7 @@ class SetupSimRefusal : public BringUpSteps, public ::testing::WithParamInterfac
     }
 };
 
-TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
+TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyIfTheStateOfTheSimIsNeeded) {
     const auto& [refusedLook, query] = GetParam();
     start();
     order({{"op", "fault"},
@@ -233,7 +188,7 @@ TEST_P(SetupSimRefusal, AtAQuery_CountsOnlyWhereTheStateOfTheSimIsNeeded) {
            {"number", 13},
            {"skip", refusedLook},
            {"count", 1}});
-    // Looks that a lost state leaves out are those of the later ones.
+    // If the state is unknown, later queries are left out.
     tCommands expected = sequence(commandsBeforeTheSim(), look(0));
     eGeneralErrors result = eSUCCESS;
     append(expected, look(1));
@@ -278,7 +233,7 @@ TEST_F(BringUpSteps, LockedSimWithoutPinFile_ReturnsTwoAfterThePollInformation) 
                        commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands()));
 }
 
-TEST_F(BringUpSteps, SimUnlockedInSetup_EndsRightAfterAnotherLookAtIt) {
+TEST_F(BringUpSteps, SimUnlockedInSetup_EndsAfterAnotherCheckOfIt) {
     writeFile(CURRENT_PIN, "1234\n");
     start(LOCKED_SIM);
     EXPECT_EQ(setup(), eSUCCESS_DEVICE_UNLOCK);
@@ -287,7 +242,7 @@ TEST_F(BringUpSteps, SimUnlockedInSetup_EndsRightAfterAnotherLookAtIt) {
     EXPECT_TRUE(logContains("Modem Ready after "));
 }
 
-TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
+TEST_F(BringUpSteps, SimMissingForTenMinutes_RequestsAReset) {
     start({{"sim", {{"present", false}}}});
     const tCommands withoutSim =
         sequence(commandsBeforeTheSim(), "AT#QSS?", "AT#QSS?",
@@ -299,7 +254,7 @@ TEST_F(BringUpSteps, SimMissingForTenMinutes_AsksForAReset) {
     commands();
     passSeconds(10);
     EXPECT_EQ(setup(), eERROR_DEVICE_REQUIRES_RESET);
-    // The LED shows "not registered" already, so it is not told again.
+    // The LED already shows "not registered", so it is not set again.
     const tCommands expected = without(withoutSim, "AT#SLED=3,5,30");
     EXPECT_EQ(commands(), expected);
     EXPECT_EQ(logCount("SIM not detected after 10 minutes, device requires reset"), 2u);
@@ -324,7 +279,7 @@ TEST_F(BringUpSteps, VerizonImageAfterAnUnlock_IsDetachedOnce) {
     commands();
     order({{"op", "set"}, {"attached", true}});
     EXPECT_EQ(setup(), eSUCCESS);
-    // The LED is as it should be.
+    // The LED needs no change.
     EXPECT_EQ(commands(), without(sequence(verizonSetupUpToTheSim(), "AT+CGATT?", "AT+CGATT=0",
                                            verizonContextAndRadio()),
                                   "AT#SLED=3,5,30"));
@@ -381,7 +336,7 @@ TEST_F(BringUpSteps, VerizonSimOnTheOtherImage_SwitchesTheImage) {
               1u);
 }
 
-TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsGotOver) {
+TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsIgnored) {
     config.firmwareSlot = 1;
     start({{"firmware", {{"dual", true}, {"slot", 0}}}});
     fault("AT#FWSWITCH=1,1", "silence");
@@ -391,7 +346,7 @@ TEST_F(BringUpSteps, ImageSwitchNotAnswered_IsATimeOutAndARefusedOneIsGotOver) {
     EXPECT_EQ(logCount("Error: Device Firmware switch to FW slot 1 had an error"), 1u);
 }
 
-TEST_F(BringUpSteps, WrongSimSlot_IsSwitchedBeforeTheSimIsLookedAt) {
+TEST_F(BringUpSteps, WrongSimSlot_IsSwitchedBeforeTheSimIsQueried) {
     config.simSlot = 2;
     config.apn2 = "second";
     start({{"sim2", {{"imsi", "310260000000001"}}}});
@@ -414,7 +369,7 @@ TEST_F(BringUpSteps, SimSlotSwitchNotAnswered_IsATimeOutAndARefusedOneKeepsTheSl
     EXPECT_EQ(logCount("ERROR: Unable to switch SIM Slot to Slot #2, command timeout"), 1u);
     fault(SWITCH_TO_SLOT_2, "error");
     EXPECT_EQ(setup(), eSUCCESS);
-    // The APN is that of the slot that is in use.
+    // The APN is that of the active slot.
     const tCommands sent = commands();
     EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT+CGDCONT=1,\"IPV4V6\",\"internet\""), 1);
 }
@@ -455,7 +410,7 @@ TEST_F(BringUpSteps, WholeConfiguration_IsAppliedInItsOrder) {
     EXPECT_EQ(logCount("Set network speed preference to 4g"), 1u);
 }
 
-TEST_F(BringUpSteps, RefusedPreferences_AreToldAndDoNotEndSetup) {
+TEST_F(BringUpSteps, RefusedPreferences_AreLoggedAndDoNotEndSetup) {
     config.username = "user";
     config.password = "secret";
     config.authType = ePDP_AUTH_PAP;
@@ -497,7 +452,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SetupPreferenceSilence,
                          ::testing::Values("AT#PDPAUTH=1,1,user,secret", "AT+WS46=28",
                                            "AT#AUTOBND=2", "AT#BND=0,1,0"));
 
-TEST_F(BringUpSteps, Identity_IsPublishedBeforeTheSimIsAsked) {
+TEST_F(BringUpSteps, Identity_IsPublishedBeforeTheSimIsQueried) {
     start();
     fault("AT#QSS?", "silence");
     EXPECT_EQ(setup(), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -512,7 +467,7 @@ TEST_F(BringUpSteps, OperatorNames_ArePublishedInSetup) {
     EXPECT_EQ(readFile("/var/log/carrier_list.json"), "{\n\"310410\":\"AT&T\"\n}\n");
 }
 
-TEST_F(BringUpSteps, GpsWithoutAPort_IsToldAndGotOver) {
+TEST_F(BringUpSteps, GpsWithoutAPort_IsLoggedAndIgnored) {
     config.gpsEnable = true;
     g_S_options.s_gps_device = "/dev/no-such-port";
     start();
@@ -525,189 +480,13 @@ TEST_F(BringUpSteps, GpsWithoutAPort_IsToldAndGotOver) {
         1u);
 }
 
-TEST_F(BringUpSteps, TestModeNotAnswered_IsReportedAllTheSame) {
+TEST_F(BringUpSteps, TestModeNotAnswered_IsStillReported) {
     start({{"test_mode", true}});
     fault("AT#TESTMODE=\"OM\"", "silence");
     EXPECT_EQ(setup(), eERROR_DEVICE_IN_TEST_MODE);
     EXPECT_EQ(
         logCount("Error: Device is in TEST MODE, which must be turned off and the device reset"),
         1u);
-}
-
-// ---- polling ----------------------------------------------------------------------------------
-
-class PollSilence : public BringUpSteps, public ::testing::WithParamInterface<sPlace> {};
-
-TEST_P(PollSilence, AtAnyCommand_EndsThereAsATimeOut) {
-    const tCommands healthy = pollCommands();
-    startRegistered();
-    faultAt(healthy, GetParam().index, "silence");
-    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    tCommands expected = firstOf(healthy, GetParam().index + 1);
-    EXPECT_EQ(commands(), expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, PollSilence, ::testing::ValuesIn(placesOf(pollCommands())),
-                         placeName);
-
-class PollRefusal : public BringUpSteps, public ::testing::WithParamInterface<tRefusalCase> {};
-
-TEST_P(PollRefusal, AtACommand_EndsThereOrIsGotOver) {
-    const auto& [test, kind] = GetParam();
-    const tCommands healthy = pollCommands();
-    const auto found = std::find(healthy.begin(), healthy.end(), test.command);
-    ASSERT_NE(found, healthy.end());
-    startRegistered();
-    // A modem in the state after set-up names its errors by number.
-    tell("AT+CMEE=1");
-    faultAt(healthy, static_cast<size_t>(found - healthy.begin()), kind);
-    EXPECT_EQ(poll(), refusalResult(test, kind));
-    EXPECT_EQ(commands(),
-              test.refusal == eRefusal::GOES_ON ? healthy : tCommands(healthy.begin(), found + 1));
-}
-
-INSTANTIATE_TEST_SUITE_P(Each, PollRefusal,
-                         ::testing::Combine(::testing::ValuesIn(refusalsOf(pollSteps())),
-                                            ::testing::Values("error", "cme")),
-                         refusalName);
-
-TEST_F(BringUpSteps, FallBackRegistrationThatFails_EndsThePollAndForgetsTheState) {
-    const tCommands sent = sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?");
-    start({{"registration", {{"tech", "WCDMA"}}}});
-    ASSERT_EQ(poll(), eSUCCESS);
-    ASSERT_TRUE(device.network.b_registered);
-    for (const auto& [kind, result] :
-         {std::pair<const char*, eGeneralErrors>{"error", eERROR_DEVICE_RESPONSE_ERROR},
-          {"silence", eERROR_DEVICE_RESPONSE_TIMEOUT}}) {
-        commands();
-        fault("AT+CREG?", kind);
-        EXPECT_EQ(poll(), result);
-        EXPECT_EQ(commands(), sent);
-        EXPECT_FALSE(device.network.b_registered);
-        EXPECT_EQ(device.network.i_reg_state, eREG_UNKNOWN);
-        ASSERT_EQ(poll(), eSUCCESS);
-        EXPECT_TRUE(device.network.b_registered);
-    }
-}
-
-TEST_F(BringUpSteps, RegistrationInTheOtherDomain_CountsAsRegistered) {
-    start({{"registration", {{"tech", "WCDMA"}, {"state", "roaming"}}}});
-    EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
-                                   "AT#SLED=3,10,30", "AT#PSNT?;#RFSTS", "AT+CSQ"));
-    EXPECT_TRUE(device.network.b_registered);
-    EXPECT_EQ(device.network.i_reg_state, eREG_ROAMING);
-}
-
-TEST_F(BringUpSteps, DeniedRegistration_ShowsItsLedAndReadsTheCell) {
-    start({{"registration", {{"state", "denied"}}}});
-    EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), "AT+CEREG?", "AT+CREG?", "AT+CIREG?",
-                                   "AT#SLED=3,1,30", "AT#PSNT?;#RFSTS", "AT+CSQ"));
-}
-
-TEST_F(BringUpSteps, PollOfALockedSim_ReturnsTwoAfterItsStatus) {
-    start(LOCKED_SIM);
-    EXPECT_EQ(poll(), eFAILURE);
-    EXPECT_EQ(commands(),
-              sequence(commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands()));
-}
-
-TEST_F(BringUpSteps, PollThatUnlocksTheSim_ReturnsOneRightAway) {
-    writeFile(CURRENT_PIN, "1234\n");
-    start(LOCKED_SIM);
-    EXPECT_EQ(poll(), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(commands(), sequence(commandsOf(numberAndTemperatureSteps()), simCommands(),
-                                   simCommands(), "AT+CPIN=1234", simCommands()));
-}
-
-TEST_F(BringUpSteps, PollWithoutSim_GoesOnToRegistration) {
-    start({{"sim", {{"present", false}}}});
-    EXPECT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(commands(),
-              sequence(commandsOf(numberAndTemperatureSteps()), "AT#QSS?", "AT#QSS?", "AT+CEREG?",
-                       "AT+CREG?", "AT+CIREG?", "AT#SLED=3,5,30", "AT+CSQ"));
-}
-
-TEST_F(BringUpSteps, FiveMinutesWithoutService_AskForAResetBeforeRegistrationIsRead) {
-    start({{"registration", {{"state", "searching"}}}});
-    ASSERT_EQ(poll(), eSUCCESS);
-    commands();
-    passSeconds(298);
-    // Without registration no messages can come.
-    ASSERT_EQ(poll(), eERROR_DEVICE_NETWORK_NOT_REGISTERED);
-    commands();
-    passSeconds(2);
-    EXPECT_EQ(poll(), eERROR_DEVICE_REQUIRES_RESET);
-    EXPECT_EQ(commands(), pollInfoCommands());
-}
-
-TEST_F(BringUpSteps, RequestsOfOtherPrograms_AreServedEvenWhenMessagesTimeOut) {
-    startRegistered();
-    passSeconds(5);
-    writeFile("/tmp/at_cmd_in", "AT+CSQ\n");
-    fault("AT+CMGL=0", "silence");
-    EXPECT_EQ(poll(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(commands().back(), "AT+CSQ");
-    EXPECT_TRUE(fileExists("/tmp/at_cmd_out"));
-}
-
-TEST_F(BringUpSteps, RequestThatIsNotAnswered_DoesNotFailThePoll) {
-    startRegistered();
-    writeFile("/tmp/at_cmd_in", "AT+CGMM\n");
-    fault("AT+CGMM", "silence");
-    EXPECT_EQ(poll(), eSUCCESS);
-}
-
-// ---- the clock --------------------------------------------------------------------------------
-
-TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
-    config.syncTime = true;
-    startRegistered();
-    g_i_debugMode = eLOG_STATE;
-    ASSERT_EQ(poll(), eSUCCESS);
-    EXPECT_EQ(logCount("DEBUG: maybeSetSystemTime(): Running command 'systime.sh --set "
-                       "\"6/15/20 20:32:5\" &>/dev/null'"),
-              1u);
-    const tCommands sent = commands();
-    const tCommands expected =
-        sequence(commandsOf(numberAndTemperatureSteps()), simCommands(), simCommands(), "AT+CSDF=1",
-                 "AT#CCLKMODE=0", "AT#NITZ=3,0", "AT#CCLK?", "AT+CNUM");
-    EXPECT_EQ(firstOf(sent, expected.size()), expected);
-    EXPECT_EQ(logCount("Success updating system date/time to '6/15/20 20:32:5'"), 1u);
-}
-
-TEST_F(BringUpSteps, Clock_IsLeftAloneWhileUnregisteredOrNotWanted) {
-    config.syncTime = true;
-    start();
-    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    device.network.b_registered = true;
-    config.syncTime = false;
-    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(commands(), sequence(pollInfoCommands(), pollInfoCommands()));
-    EXPECT_FALSE(g_Cp_dateTimeSyncTimer->IsTimerEnabled());
-}
-
-TEST_F(BringUpSteps, ClockThatCouldNotBeSet_IsTriedAgainAfterThreeHundredSeconds) {
-    config.syncTime = true;
-    start();
-    device.network.b_registered = true;
-    shell.setStatus("systime.sh", 1);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_TRUE(logContains("Failed to update system date/time to '"));
-    passSeconds(299);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 1u);
-    passSeconds(1);
-    shell.setStatus("systime.sh", 0);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 2u);
-    passSeconds(14399);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 2u);
-    passSeconds(1);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
-    EXPECT_EQ(shell.calls().size(), 3u);
 }
 
 // ---- the modem as a whole ---------------------------------------------------------------------

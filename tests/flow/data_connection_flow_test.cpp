@@ -13,11 +13,11 @@
 
 namespace {
 
-unsigned g_uptimeS = 0;  // what the host says while it is not 0
+unsigned g_uptimeS = 0;  // reported uptime of the host, unless 0
 
 }  // namespace
 
-// The linker puts this in the place of the C library's function.
+// The linker replaces the C library's function by this one.
 extern "C" int __real_clock_gettime(clockid_t clock, timespec* now);
 extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now);
 extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* now) {
@@ -36,7 +36,7 @@ class WantedData : public cFlowFixture {
 
 }  // namespace
 
-TEST_F(WantedData, OverrideFiles_WinInTheirOrder) {
+TEST_F(WantedData, OverrideFiles_ApplyInTheirOrder) {
     writeFile("/run/poststart", "");
     useSlot("2");
     writeFile("/tmp/force_cell_tempoff.2", "");
@@ -57,7 +57,7 @@ TEST_F(WantedData, OverrideFiles_WinInTheirOrder) {
     EXPECT_EQ(config.dataDirective.text, "eCONF_DATA_CONNECT_TEMP_MODEM_OFF");
 }
 
-TEST_F(WantedData, OverrideFile_IsLoggedOnceUntilAnotherResultCameBetween) {
+TEST_F(WantedData, OverrideFile_IsLoggedOnceUntilTheResultChanges) {
     const std::string message =
         "Connection OFF Override file appeared (/tmp/force_cell_nocon.1), stopping data connection";
     writeFile("/tmp/force_cell_nocon.1", "");
@@ -85,7 +85,7 @@ TEST_F(WantedData, DataWaitsForTheHostToBoot) {
     unlink("/tmp/force_cell_con.1");
     g_uptimeS = 180;
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
-    // Where no data is wanted nothing waits for the host.
+    // If no data is wanted, nothing waits for the host.
     config.enableInterface = 0;
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_NOT_NOW);
     EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_DISABLED);
@@ -96,7 +96,7 @@ TEST_F(WantedData, DataWaitsForTheHostToBoot) {
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
     EXPECT_EQ(logCount("System uptime longer than 180 seconds, system is up"), 1u);
     EXPECT_EQ(config.dataDirective.value, eCONF_DATA_CONNECT_ENABLED);
-    // Once booted is booted for good.
+    // A booted host stays booted.
     g_uptimeS = 10;
     EXPECT_EQ(isDataConnectionAllowed(config, "/tmp"), DATA_CONNECTION_ALLOWED);
 }
@@ -164,7 +164,7 @@ TEST_F(WantedData, OverrideFile_CountsByItsExistenceAlone) {
     EXPECT_EQ(getTempDataDirective("/tmp"), eCONF_DATA_CONNECT_TEMP_DISABLED);
 }
 
-TEST_F(WantedData, EveryOverride_IsToldWhenItAppears) {
+TEST_F(WantedData, EveryOverride_IsLoggedWhenItAppears) {
     writeFile("/tmp/force_cell_tempoff.1", "");
     getTempDataDirective("/tmp");
     writeFile("/tmp/force_cell_nocon.1", "");

@@ -16,7 +16,7 @@ class DataSession : public cFlowFixture {
         device.network.i_reg_state = eREG_HOME;
         // A healthy modem after set-up: its context defined, numeric errors.
         for (const char* command : {"AT+CMEE=1", "AT+CGDCONT=1,\"IP\",\"internet\""})
-            tell(command);
+            sendEarlier(command);
     }
 
     eGeneralErrors startSession() { return startDataSession(handle(), device, config); }
@@ -48,7 +48,7 @@ TEST_F(DataSession, HealthyModem_IsStartedWithTheWholeSequence) {
     EXPECT_EQ(shell.calls().size(), 1u);
 }
 
-TEST_F(DataSession, Start_TellsWhatItDoesWithEachContext) {
+TEST_F(DataSession, Start_LogsWhatItDoesWithEachContext) {
     startRegistered();
     g_i_debugMode = eLOG_POLICY;
     const auto activeContexts = [this](const nlohmann::json& lines) {
@@ -58,7 +58,7 @@ TEST_F(DataSession, Start_TellsWhatItDoesWithEachContext) {
                {"count", 1},
                {"lines", lines}});
     };
-    tell("AT+CGDCONT=2,\"IP\",\"other\"");
+    sendEarlier("AT+CGDCONT=2,\"IP\",\"other\"");
     activeContexts({"+CGACT: 2,1"});
     EXPECT_EQ(startSession(), eSUCCESS);
     EXPECT_EQ(logCount("startDataSession(): Deactivating PDP context 2"), 1u);
@@ -70,7 +70,7 @@ TEST_F(DataSession, Start_TellsWhatItDoesWithEachContext) {
     EXPECT_FALSE(logContains("activating it now"));
 }
 
-TEST_F(DataSession, ConnectWithoutOk_IsTakenAfterTheWait) {
+TEST_F(DataSession, ConnectWithoutOk_CountsAfterTheWait) {
     startRegistered({{"cgdata_ok", false}});
     const uint64_t before = port().nowMs();
     EXPECT_EQ(startSession(), eSUCCESS);
@@ -172,8 +172,8 @@ TEST_F(DataSession, ContextSeenActiveOnce_IsNeverActivatedAgain) {
            {"lines", {"+CGACT: 1,1"}}});
     startSession();
     commands();
-    tell("AT+CGATT=1");
-    tell("AT+CGACT=0,1");
+    sendEarlier("AT+CGATT=1");
+    sendEarlier("AT+CGACT=0,1");
     const eGeneralErrors result = startSession();
     EXPECT_TRUE(result == eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR ||
                 result == eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE)
@@ -238,7 +238,7 @@ TEST_F(DataSession, FailedStart_IsNotRepeatedForThirtySeconds) {
     EXPECT_EQ(maybeStart(), eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING);
     EXPECT_EQ(logCount("DEBUG: maybeStartDataSession(): Network Delay Timer running 29/30"), 1u);
     EXPECT_TRUE(commands().empty());
-    // The wait does not hide why the attempt failed.
+    // The wait must not hide why the attempt failed.
     EXPECT_EQ(device.e_last_connect_error, eERROR_DEVICE_NMC_DATA_SET_ERROR);
     passSeconds(1);
     EXPECT_EQ(maybeStart(), eSUCCESS);
@@ -295,7 +295,7 @@ TEST_F(DataSession, Ipv6Only_ComparesNoIpv4Address) {
     EXPECT_EQ(commands(), (tCommands{"AT+CGACT?"}));
 }
 
-TEST_F(DataSession, NoServiceTimer_AsksForAResetAfterFiveMinutes) {
+TEST_F(DataSession, NoServiceTimer_RequestsAResetAfterFiveMinutes) {
     start();
     g_i_debugMode = eLOG_POLICY;
     device.sim.i_lock_class = eSIM_READY;
@@ -306,7 +306,7 @@ TEST_F(DataSession, NoServiceTimer_AsksForAResetAfterFiveMinutes) {
     EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
     passSeconds(9);
     EXPECT_EQ(checkNoServiceTimer(device, g_C_noServiceTimer), eSUCCESS);
-    // Told every ten seconds.
+    // Logged every ten seconds.
     const std::string running = "DEBUG: checkNoServiceTimer(): No Service Timer running ";
     EXPECT_EQ(logCount(running + "290/300 seconds"), 1u);
     EXPECT_EQ(logCount(running + "299/300 seconds"), 0u);
@@ -330,7 +330,7 @@ TEST_F(DataSession, DeniedRegistration_NeverLeadsToANoServiceReset) {
     EXPECT_FALSE(g_C_noServiceTimer.IsTimerEnabled());
 }
 
-TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyWhereAllowed) {
+TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyIfAllowed) {
     start();
     const auto permits = [this](bool expected) {
         for (int i = 0; i < 2; ++i)
@@ -345,10 +345,10 @@ TEST_F(DataSession, Registration_PermitsDataAtHomeAndRoamingOnlyWhereAllowed) {
     permits(true);
     config.roamingAllowed = false;
     permits(false);
-    const tCommands told = {"Device not network registered", "Device is network registered",
-                            "Device is registered roaming",
-                            "Device is registered roaming, but config roaming is disabled"};
-    EXPECT_EQ(capturedLog(), told);
+    const tCommands expectedLog = {"Device not network registered", "Device is network registered",
+                                   "Device is registered roaming",
+                                   "Device is registered roaming, but config roaming is disabled"};
+    EXPECT_EQ(capturedLog(), expectedLog);
 }
 
 TEST_F(DataSession, Disconnecting_SendsNothingAndTakesTheInterfaceDown) {

@@ -2,8 +2,8 @@
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
 
-// Ways through a session's start that a healthy modem does not take, and what a running session is
-// judged by.
+// Sequences at the start of a session that do not occur with a healthy modem, and the checks of a
+// running session.
 
 namespace {
 
@@ -14,7 +14,7 @@ class SessionWays : public cFlowFixture {
         device.network.b_registered = true;
         device.network.i_reg_state = eREG_HOME;
         for (const char* command : {"AT+CMEE=1", "AT+CGDCONT=1,\"IPV4V6\",\"internet\""})
-            tell(command);
+            sendEarlier(command);
     }
 
     void answer(const std::string& command, const std::vector<std::string>& lines,
@@ -90,8 +90,8 @@ TEST_F(SessionWays, ForeignContexts_AreDeactivatedInTheirOrderAndTheOwnOneIsKept
     answer("AT+CGACT?", {"+CGACT: 3,1", "+CGACT: 1,1", "+CGACT: 2,0", "+CGACT: 5,1"});
     for (const char* command : {"AT+CGACT=0,3", "AT+CGACT=0,5"})
         answer(command, {});
-    tell("AT+CGATT=1");
-    tell("AT+CGACT=1,1");
+    sendEarlier("AT+CGATT=1");
+    sendEarlier("AT+CGACT=1,1");
     answer("AT+CGATT?", {"+CGATT: 0"});
     EXPECT_EQ(startSession(), eSUCCESS);
     EXPECT_EQ(commands(),
@@ -112,7 +112,7 @@ TEST_F(SessionWays, ContextWithALeadingZero_IsAForeignOne) {
 
 TEST_F(SessionWays, VerizonContext_IsUsedInEveryCommand) {
     startRegistered();
-    tell("AT+CGDCONT=3,\"IP\",\"vzwinternet\"");
+    sendEarlier("AT+CGDCONT=3,\"IP\",\"vzwinternet\"");
     config.profileContext = "3";
     device.modem.e_firmware_carrier = eFIRMWARE_CARRIER_VERIZON;
     EXPECT_EQ(startSession(), eSUCCESS);
@@ -124,7 +124,7 @@ TEST_F(SessionWays, VerizonContext_IsUsedInEveryCommand) {
     EXPECT_EQ(commands(), (tCommands{"AT+CGACT?", "AT+CGPADDR=3"}));
 }
 
-TEST_F(SessionWays, FirstEntryWithoutAddress_IsNotMadeGoodByTheSecond) {
+TEST_F(SessionWays, FirstEntryWithoutAddress_IsNotReplacedByTheSecond) {
     startRegistered();
     answer(ADDRESSES, {"+CGCONTRDP: 1,5,\"internet\",\"\"",
                        "+CGCONTRDP: 1,5,\"internet\",\"10.1.2.3.255.255.255.0\",\"10.1.2.1\""});
@@ -133,7 +133,7 @@ TEST_F(SessionWays, FirstEntryWithoutAddress_IsNotMadeGoodByTheSecond) {
     EXPECT_TRUE(shell.calls().empty());
 }
 
-TEST_F(SessionWays, NoAddressLineAtAll_Gives207AndForgetsOldAddresses) {
+TEST_F(SessionWays, NoAddressLine_Gives207AndForgetsOldAddresses) {
     startRegistered();
     device.network.pdp_dynamic[0].ePDP_ip_type = eIP_TYPE_IPV4;
     device.network.pdp_dynamic[3].s_ipaddr = "192.0.2.1";
@@ -152,8 +152,7 @@ TEST_F(SessionWays, BothFamilies_ReachTheInterface) {
                        {"ipv6", "2001:db8::1"},
                        {"ipv6_dns", {"2001:db8::53"}}}}});
     EXPECT_EQ(startSession(), eSUCCESS);
-    // What a shell makes of the line: a name server that is not given stays an option without
-    // value.
+    // How a shell splits the line: a missing name server leaves an option without value.
     EXPECT_EQ(shell.calls(),
               (std::vector<std::string>{
                   "setup_cellint.sh -i wwan0 --up --defaultroute -m 1500 --address 10.20.30.40 "
@@ -232,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SessionQuery,
                          ::testing::Combine(::testing::Values("AT+CGACT?", "AT+CGPADDR=1"),
                                             ::testing::Values("silence", "error")));
 
-TEST_F(SessionWays, RegistrationThatComesBack_StartsTheGracePeriodAnew) {
+TEST_F(SessionWays, RegistrationThatComesBack_RestartsTheGracePeriod) {
     startRegistered();
     ASSERT_EQ(startSession(), eSUCCESS);
     g_C_checkRegTimer.Stop();
@@ -262,7 +261,7 @@ TEST_F(SessionWays, Ipv6Bearer_WithBothFamiliesWanted_IsDroppedForItsAddress) {
     EXPECT_TRUE(isGood());
 }
 
-TEST_F(SessionWays, Disconnecting_LeavesOtherStatesOfTheSessionAlone) {
+TEST_F(SessionWays, Disconnecting_KeepsOtherStatesOfTheSession) {
     start();
     for (const char* status : {"Unknown", "DISCONNECTED"}) {
         device.s_connection_status = status;

@@ -4,7 +4,7 @@
 #include "statemachine/modem_control.h"
 #include "tests/support/flow_fixture.h"
 
-// Another program asks for a firmware update by a file in a folder that anybody may write to.
+// Another program requests a firmware update by a file in a folder that every user can write to.
 
 namespace {
 
@@ -45,8 +45,8 @@ TEST_F(FirmwareTrigger, FolderThatIsALink_IsNotFollowed) {
     EXPECT_TRUE(fileExists("/tmp/outside/start_update.1"));
 }
 
-// It is looked for on every pass.
-TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasGone) {
+// Every pass checks for the file.
+TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasRemoved) {
     const std::string report =
         "Error: " + TRIGGER +
         " is not followed, since its folder is a link: make it a folder, or remove it";
@@ -68,7 +68,7 @@ TEST_F(FirmwareTrigger, InALinkedFolder_IsReportedOnceAndAgainAfterItWasGone) {
     }
 }
 
-TEST_F(FirmwareTrigger, InALinkedFolder_IsTakenOnceTheFolderIsNone) {
+TEST_F(FirmwareTrigger, InALinkedFolder_CountsOnceTheFolderIsNoLink) {
     makeFile("/tmp/outside/start_update.1");
     std::filesystem::create_symlink("outside", FOLDER);
     EXPECT_FALSE(checkFirmwareUpdate("/tmp"));
@@ -86,7 +86,7 @@ TEST_F(FirmwareTrigger, ThatIsALink_IsDeletedItself) {
     EXPECT_TRUE(fileExists("/tmp/target"));
 }
 
-TEST_F(FirmwareTrigger, ThatCannotBeDeleted_CountsAndIsTold) {
+TEST_F(FirmwareTrigger, ThatCannotBeDeleted_CountsAndIsLogged) {
     std::filesystem::create_directories(TRIGGER + "/full");
     EXPECT_TRUE(checkFirmwareUpdate("/tmp"));
     EXPECT_TRUE(logContains("Cannot delete /tmp/cellmodem_firmware/start_update.1, errno 39"));

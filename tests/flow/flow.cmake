@@ -1,5 +1,5 @@
-# Sequences and policies against the simulated modem, in a namespace of their own: the daemon's
-# absolute paths are real there, and /bin/sh is bash.
+# Sequences and policies against the simulated modem, in a private namespace with the daemon's real
+# paths, where /bin/sh is bash.
 add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/flow_fixture.cpp
                                          support/mounted_folder.cpp
                                          support/shell_stubs.cpp support/simulated_port.cpp
@@ -21,14 +21,17 @@ endfunction()
 
 cellslot_add_flow_tests(bring_up
     SOURCES flow/bring_up_flow_test.cpp flow/bring_up_steps_flow_test.cpp
-            flow/firmware_trigger_flow_test.cpp)
+            flow/firmware_trigger_flow_test.cpp flow/polling_flow_test.cpp)
 
 cellslot_add_flow_tests(state_machine
     SOURCES flow/quiet_log_flow_test.cpp flow/state_machine_flow_test.cpp
+            flow/state_machine_port_flow_test.cpp flow/state_machine_reload_flow_test.cpp
             flow/state_machine_sim_flow_test.cpp)
 cellslot_add_flow_tests(sim_pin
-    SOURCES flow/sim_pin_flow_test.cpp flow/sim_pin_calls_flow_test.cpp
-            flow/sim_pin_life_flow_test.cpp)
+    SOURCES flow/sim_pin_calls_flow_test.cpp flow/sim_pin_file_flow_test.cpp
+            flow/sim_pin_flow_test.cpp flow/sim_pin_lock_flow_test.cpp
+            flow/sim_pin_power_cut_flow_test.cpp flow/sim_pin_requests_flow_test.cpp
+            flow/sim_pin_retry_flow_test.cpp flow/sim_pin_store_flow_test.cpp)
 target_link_options(sim_pin_flow_tests PRIVATE LINKER:--wrap=fsync)
 cellslot_add_flow_tests(pin_days SOURCES flow/pin_days_flow_test.cpp)
 cellslot_add_flow_tests(data_session
@@ -49,6 +52,6 @@ target_link_options(resources_flow_tests PRIVATE -Wl,--wrap=system -Wl,--wrap=fo
 cellslot_add_flow_tests(hostile_text SOURCES flow/hostile_text_flow_test.cpp)
 target_link_options(hostile_text_flow_tests PRIVATE -Wl,--wrap=system)
 
-# The longest first, so that none of them runs on alone.
+# The longest first, so that none runs alone at the end.
 set_tests_properties(flow.state_machine flow.hostile_text flow.resources flow.pin_days
                      PROPERTIES COST 100)

@@ -12,7 +12,7 @@
 #include "tests/support/flow_fixture.h"
 
 // No byte of the modem, the network, a message, a file name or the configuration changes which
-// commands the shell runs. The shell is the real one: what it were made to run would show.
+// commands the shell runs. The tests use the real shell, so an injected command would be noticed.
 
 namespace {
 
@@ -23,7 +23,7 @@ std::vector<std::string> g_commandLines;
 extern "C" int __real_system(const char* command);
 extern "C" int __wrap_system(const char* command);
 
-// Linked in the place of system(): notes the line, and runs it.
+// Replaces system() at link time: records the line and runs it.
 extern "C" int __wrap_system(const char* command) {
     g_commandLines.emplace_back(command);
     return __real_system(command);
@@ -60,7 +60,7 @@ const char* const PAYLOADS[] = {
 const char* const HEALTHY_FORMS[] = {
     R"(setup_cellint\.sh -i wwan0 --down  &>/dev/null)",
     R"(setup_cellint\.sh -i wwan0 --up  --defaultroute  -m \d+)"
-    // What the network did not give is empty; the script knows that.
+    // Values that the network did not assign are empty; the script accepts that.
     R"(( --address [\d.]+ --netmask [\d.]* --gateway [\d.]*)?( --dns [\da-fA-F:.]*)*)"
     R"(( --ipv6auto )? &>/dev/null)",
     R"re(systime\.sh --set "\d+/\d+/\d+ \d+:\d+:\d+" &>/dev/null)re",
@@ -88,7 +88,7 @@ class HostileText : public cFlowFixture {
         });
         runStateMachine();
     }
-    // The answer of a command for as long as the test runs.
+    // Sets the answer to a command for the whole test.
     void answer(const std::string& command, const std::vector<std::string>& lines) {
         order({{"op", "fault"}, {"match", command}, {"kind", "answer"}, {"lines", lines}});
     }
@@ -107,7 +107,7 @@ class HostileText : public cFlowFixture {
 
 class HostileTextEach : public HostileText, public ::testing::WithParamInterface<const char*> {};
 
-// One field of the addresses at a time, the others as they should be.
+// One field of the addresses at a time; the others are valid.
 std::string addressesWith(size_t field, const std::string& text) {
     std::vector<std::string> fields = {"10.64.1.1.255.255.255.0", "10.64.1.254", "10.0.0.1",
                                        "10.0.0.2"};
@@ -133,7 +133,7 @@ TEST_F(HostileText, HealthyDay_RunsLinesOfTheHealthyForms) {
 TEST_P(HostileTextEach, AddressesOfTheNetwork_NeverReachTheShell) {
     for (size_t field = 0; field < 4; ++field) {
         g_commandLines.clear();
-        const std::string behind = std::string("10.64.1.1") + GetParam();
+        const std::string appended = std::string("10.64.1.1") + GetParam();
         sDeviceInfo fresh;
         fresh.sim = device.sim;
         fresh.network.pdp_dynamic[0].ePDP_ip_type = eIP_TYPE_IPV4;
@@ -142,7 +142,7 @@ TEST_P(HostileTextEach, AddressesOfTheNetwork_NeverReachTheShell) {
         context.s_dns_prim_addr = context.s_dns_sec_addr = "10.0.0.1";
         std::string* const places[] = {&context.s_ipaddr, &context.s_gateway,
                                        &context.s_dns_prim_addr, &context.s_dns_sec_addr};
-        for (const std::string& text : {std::string(GetParam()), behind}) {
+        for (const std::string& text : {std::string(GetParam()), appended}) {
             *places[field] = text;
             EXPECT_EQ(setupNetwork(fresh.network, config), eERROR_DEVICE_NETWORK_SETUP_FAILURE)
                 << text;
@@ -210,7 +210,7 @@ TEST_P(HostileTextEach, ValuesOfTheConfiguration_NeverReachTheShell) {
 TEST_P(HostileTextEach, InterfaceOfThatName_IsNeverSetUp) {
     const std::string text = GetParam();
     std::vector<std::string> names = {text};
-    // Behind other letters a dash is one of them.
+    // After other characters a dash is an ordinary character.
     if (!std::regex_match(text, std::regex(R"([\w-]+)"))) names.push_back("wwan0" + text);
     for (const std::string& name : names) {
         g_S_options.s_interface = name;
@@ -228,7 +228,7 @@ TEST_P(HostileTextEach, MessagesAndTheirFileNames_NeverReachTheShell) {
     writeConfig("CM_APN=internet\nCM_SYNC_TIME=no\n");
     start(nlohmann::json::object(), cSimulatedPort::TERMINAL);
     allowProblems();
-    // touch without a path would leave its file in the working folder.
+    // touch without a path would create its file in the working folder.
     ASSERT_EQ(chdir("/storage"), 0);
     for (const std::string& file : {name, "touch" + name + "canary", "-" + name})
         writeFile("/tmp/sms/send/" + file, "TO=+12025550124\nMSG=" + text + "\n");
@@ -236,7 +236,7 @@ TEST_P(HostileTextEach, MessagesAndTheirFileNames_NeverReachTheShell) {
     order({{"op", "inject-sms"}, {"from", "+12025550123"}, {"text", text}});
     run(60);
     expectNothingElseRan();
-    // What was sent is out of the way, whatever its name.
+    // A sent file has been moved, whatever its name.
     for (const std::string& file : {name, "-" + name})
         EXPECT_FALSE(fileExists("/tmp/sms/send/" + file)) << file;
 }

@@ -6,8 +6,8 @@
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/daemon_reset.h"
 
-// In step with the modem: what it says unasked costs nothing, and an answer that comes late is not
-// taken for that to another command.
+// In step with the modem: unsolicited lines cost nothing, and a late answer is not taken for the
+// answer to another command.
 
 namespace {
 
@@ -51,7 +51,7 @@ class Link : public StateMachine {
     }
 };
 
-TEST_F(Link, UnsolicitedLinesFiveTimesASecond_LeaveThePollsAsManyAsInAQuietModem) {
+TEST_F(Link, UnsolicitedLinesFiveTimesASecond_DoNotReduceTheNumberOfPolls) {
     startOnTerminal();
     run(16);
     const int quiet = pollsInTenSeconds();
@@ -78,8 +78,9 @@ TEST_F(Link, UnsolicitedLinesFiveTimesASecond_DoNotDelaySigterm) {
     EXPECT_LE(port().nowMs(), quietMs + 20);
 }
 
-// A modem that babbles, and never answers a command whose time-out does not end the pass.
-TEST_F(Link, BabblingModemThatOwesAnAnswer_DelaysThePassByASecondAtMost) {
+// A modem that sends unsolicited lines all the time and never answers a command whose time-out does
+// not end the pass.
+TEST_F(Link, UnsolicitedLinesWhileAnAnswerIsOwed_DelayThePassByASecondAtMost) {
     startOnTerminal();
     order({{"op", "fault"}, {"match", "AT+CCLK?"}, {"kind", "silence"}});
     babble(4, "RING");
@@ -87,7 +88,8 @@ TEST_F(Link, BabblingModemThatOwesAnAnswer_DelaysThePassByASecondAtMost) {
         at(seconds, [] { writeFile("/tmp/at_cmd_in", "AT+CCLK?\n"); });
     EXPECT_EQ(run(20.3), eOUTER_EXIT);
     EXPECT_LE(port().nowMs(), 20300u + 3500);
-    // A pass of a quiet modem, the second that the command may take, and one for its late answer.
+    // A pass with a quiet modem, the second that the command may take, and a second for its late
+    // answer.
     EXPECT_GE(countIn(REGISTRATION_POLL, BEGIN_MS, BEGIN_MS + PERIOD_MS), 3);
 }
 
@@ -104,10 +106,11 @@ TEST_F(Link, LateAnswerToTheDeactivation_DoesNotHideThatTheApnIsRefused) {
     }
 }
 
-// Beyond the wait for it: the modem repeats commands, and what comes before the echo is not theirs.
-TEST_F(Link, AnswerLaterThanItIsWaitedFor_DoesNotHideThatTheApnIsRefused) {
+// The answer comes after the wait for it. The modem echoes commands, so text before the echo
+// belongs to an earlier command.
+TEST_F(Link, AnswerLaterThanItsTimeout_DoesNotHideThatTheApnIsRefused) {
     start();
-    tell("AT");
+    sendEarlier("AT");
     device.sim.e_slot = eSIM_SLOT_1;
     answerLate(DEACTIVATE, 7500);
     fault(DEFINE_APN, "cme", 567);
@@ -126,7 +129,7 @@ TEST_F(Link, LateAnswerToTheDeactivation_LeavesTheWholeSetUpInStep) {
     EXPECT_EQ(countIn(DEFINE_APN, 0, firstTimeOf(DEACTIVATE) + 6600), 1);
 }
 
-// No answer comes after CONNECT, so none is waited for.
+// No answer comes after CONNECT, so the daemon does not wait for one.
 TEST_F(Link, ConnectWithoutOk_OwesNothing) {
     uint64_t endMs[2] = {};
     for (const bool withOk : {true, false}) {

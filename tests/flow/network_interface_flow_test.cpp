@@ -9,13 +9,13 @@
 #include "tests/support/flow_fixture.h"
 #include "tests/support/shown_case.h"
 
-// The interface's command lines in every combination of the configuration, and its counters.
+// The command lines for the interface in every combination of the configuration, and its counters.
 
 namespace {
 
 class InterfaceLines : public cFlowFixture {
   protected:
-    // The command as it was logged, which is the one that was run.
+    // The command from the log, which is the one that was run.
     std::string upLine() {
         clearCapturedLog();
         shell.clear();
@@ -30,7 +30,7 @@ class InterfaceLines : public cFlowFixture {
         return "";
     }
 
-    // What the shell makes of it, without the redirection.
+    // The words that the shell makes of it, without the redirection.
     static std::string wordsOf(const std::string& command) {
         std::string words;
         for (const std::string& word : tokenstr(command, ' ', eEmptyTokens::DROP))
@@ -38,14 +38,14 @@ class InterfaceLines : public cFlowFixture {
         return words;
     }
 
-    // Counter files of wwan0 below a folder of the test's own.
+    // Counter files of wwan0 in a folder of the test.
     void setCounters(const std::string& tx, const std::string& rx) {
         std::filesystem::create_directories(m_statistics);
         writeFile(m_statistics + "/tx_bytes", tx);
         writeFile(m_statistics + "/rx_bytes", rx);
     }
     bool traffic() { return checkNetworkTxRx("/tmp/class/net", false); }
-    // As logged before each: what runs in the background may not have been written down yet.
+    // The commands from the log: calls of background tools may not have been recorded yet.
     static size_t pings() {
         const std::string command = "ping -c 1 -I wwan0 1.2.3.4 &>/dev/null &";
         return logCount("DEBUG: networkKeepAlive(): running command '" + command + "'");
@@ -132,7 +132,7 @@ TEST_F(InterfaceLines, OneIpv4Entry_GivesTheWholeLine) {
     EXPECT_EQ(shell.calls().size(), 1u);
 }
 
-TEST_F(InterfaceLines, AllFlags_StandInTheirOrder) {
+TEST_F(InterfaceLines, AllFlags_AreInTheirOrder) {
     config.ptpInterface = true;
     config.ipFamily = eIP_FAMILY_IPV6;
     g_i_debugMode = 1;
@@ -213,7 +213,7 @@ TEST_F(InterfaceLines, HostileInterfaceName_RunsNothing) {
     EXPECT_TRUE(shell.calls().empty());
 }
 
-TEST_F(InterfaceLines, EmptyFields_AreGivenAsTheyAre) {
+TEST_F(InterfaceLines, EmptyFields_AreGivenEmpty) {
     config.useDns = false;
     config.ipFamily = eIP_FAMILY_IPV4;
     device.network.pdp_dynamic[2].ePDP_ip_type = eIP_TYPE_IPV4;
@@ -223,7 +223,7 @@ TEST_F(InterfaceLines, EmptyFields_AreGivenAsTheyAre) {
               "--netmask  --gateway  &>/dev/null");
 }
 
-TEST_F(InterfaceLines, HostileTextInAnUnusedEntry_HarmsNothing) {
+TEST_F(InterfaceLines, HostileTextInAnUnusedEntry_IsIgnored) {
     device.network.pdp_dynamic[0].s_ipaddr = "$(touch /tmp/pwned)";  // no type
     device.network.pdp_dynamic[5].ePDP_ip_type = eIP_TYPE_IPV4;      // the sixth is never used
     device.network.pdp_dynamic[5].s_ipaddr = "$(touch /tmp/pwned)";
@@ -277,16 +277,16 @@ TEST_F(InterfaceLines, KeepAlive_PingsOnceEveryFiveMinutes) {
     EXPECT_EQ(pings(), 1u);
 }
 
-TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
+TEST_F(InterfaceLines, KeepAliveTimeThatExpiredMeanwhile_PingsAtOnce) {
     start();
     g_i_debugMode = eLOG_NETWORK_TRAFFIC;
     networkKeepAlive();
     passSeconds(1000);
     networkKeepAlive();
-    const std::vector<std::string> told = {
+    const std::vector<std::string> expectedLog = {
         "DEBUG: networkKeepAlive(): Timer count 0", "DEBUG: networkKeepAlive(): Timer count 1000",
         "DEBUG: networkKeepAlive(): running command 'ping -c 1 -I wwan0 1.2.3.4 &>/dev/null &'"};
-    EXPECT_EQ(capturedLog(), told);
+    EXPECT_EQ(capturedLog(), expectedLog);
     EXPECT_EQ(shell.waitForCalls(1).size(), 1u);
     g_C_networkKeepAliveTimer.Stop();
     networkKeepAlive();
@@ -295,7 +295,7 @@ TEST_F(InterfaceLines, KeepAliveTimeThatRanOutMeanwhile_PingsAtOnce) {
     EXPECT_EQ(pings(), 1u);
 }
 
-TEST_F(InterfaceLines, FailingPing_IsNeverSeen) {
+TEST_F(InterfaceLines, FailingPing_HasNoEffect) {
     start();
     shell.setStatus("ping", 1);
     networkKeepAlive();
@@ -319,7 +319,7 @@ TEST_F(InterfaceLines, ByteCounters_ShowTrafficForTwoSeconds) {
     EXPECT_TRUE(traffic());
     passSeconds(1);
     EXPECT_FALSE(traffic());
-    // Beyond what 32 bits hold a counter goes on changing.
+    // A counter beyond 32 bits still shows changes.
     setCounters("5000000000", "0");
     EXPECT_TRUE(traffic());
     passSeconds(3);
@@ -329,7 +329,7 @@ TEST_F(InterfaceLines, ByteCounters_ShowTrafficForTwoSeconds) {
     EXPECT_FALSE(checkNetworkTxRx("/tmp/class/net", true));
 }
 
-TEST_F(InterfaceLines, CountersThatStandStill_AreNoTrafficAfterTwoSeconds) {
+TEST_F(InterfaceLines, UnchangedCounters_AreNoTrafficAfterTwoSeconds) {
     start();
     setCounters("100\n", "200\n");
     EXPECT_TRUE(traffic());
@@ -349,14 +349,14 @@ TEST_F(InterfaceLines, Counters_AreTraced) {
     setCounters("150", "20");
     clearCapturedLog();
     traffic();
-    // Each new value stands before its old one.
+    // Each new value comes before its old one.
     const std::string start = "DEBUG: checkNetworkTxRx(): ";
-    const std::vector<std::string> told = {
+    const std::vector<std::string> expectedLog = {
         start + "read 150 from " + m_statistics + "/tx_bytes",
         start + "read 20 from " + m_statistics + "/rx_bytes", start + "Both TX/RX are >0",
         start + "TX and/or RX have new values (OLD/NEW TX: 150/100, RX: 20/0), starting timer",
         start + "Timer is running"};
-    EXPECT_EQ(capturedLog(), told);
+    EXPECT_EQ(capturedLog(), expectedLog);
     EXPECT_FALSE(checkNetworkTxRx("/tmp/class/net", true));
     EXPECT_EQ(logCount(start + "Stopping timer for testing"), 1u);
 }
@@ -388,7 +388,7 @@ TEST_F(InterfaceLines, CountersOfZero_AreNoTrafficAndAreRemembered) {
     EXPECT_TRUE(traffic());
 }
 
-TEST_F(InterfaceLines, CountersBeyondThirtyTwoBits_GoOnShowingTraffic) {
+TEST_F(InterfaceLines, CountersBeyondThirtyTwoBits_StillShowTraffic) {
     start();
     for (const char* value :
          {"2147483647", "2147483648", "4294967295", "4294967297", "9223372036854775807"}) {
@@ -409,7 +409,7 @@ TEST_F(InterfaceLines, TextThatIsNoCounter_CountsAsZero) {
     EXPECT_TRUE(traffic());
 }
 
-TEST_F(InterfaceLines, EmptyInterfaceName_IsNoTrafficWithoutALook) {
+TEST_F(InterfaceLines, EmptyInterfaceName_IsNoTrafficAndReadsNoCounter) {
     start();
     std::filesystem::create_directories("/tmp/class/net/statistics");
     writeFile("/tmp/class/net/statistics/tx_bytes", "100");

@@ -12,9 +12,9 @@
 #include "tests/support/daemon_reset.h"
 #include "tests/support/whole_daemon.h"
 
-// Days of the whole daemon with outages, starts of daemon and host, answers that are silent, late
-// or refusing, files that are rewritten and SIMs that are exchanged, all at random. A judge that
-// knows the modem's side of it only counts what each writing of the PIN file may cost.
+// Random days of the whole daemon: outages, restarts of daemon and host, missing, late and refusing
+// answers, rewritten files and exchanged SIMs. A judge that sees only the modem's side counts the
+// attempts that each writing of the PIN file may cost.
 
 namespace {
 
@@ -24,14 +24,14 @@ constexpr const char* PIN_QUERY = "AT+CPIN?;#PCT";
 
 enum eAnswer { eHONEST, eLOST, eUNHEARD, eLATE, eERROR, eBUSY, eANSWERS };
 
-// What the judge knows of the present writing of the file.
+// What the judge knows about the current writing of the file.
 struct sWriting {
     std::string pin;
     int sendings = 0;
-    int unanswered = 0;  // since the PIN was last known to be good
-    int wrongTries = 0;  // that this SIM has seen
+    int unanswered = 0;  // attempts without an answer since the PIN was last known to be good
+    int wrongTries = 0;  // wrong attempts on this SIM
     bool isRefused = false;
-    bool isWayBack = true;         // an outage or a start since it was sent
+    bool isWayBack = true;         // an outage or a restart since the PIN was sent
     int attempts = -1;             // reported before it was sent, or when it was last good
     bool isOfEarlierHost = false;  // and the store is empty
 };
@@ -76,7 +76,7 @@ class PinDays : public cWholeDaemon {
     eAnswer m_answer = eHONEST;
     int m_answersLeft = 0;
     size_t m_judged = 0;
-    int m_reported = -1;  // by the last query
+    int m_reported = -1;  // attempts reported by the last query
     int m_readyQueries = 0;
     bool m_isReady = false;
 };
@@ -110,7 +110,7 @@ void PinDays::arrangeAnswer() {
     order(fault);
 }
 
-// One thing that happens while the daemon runs.
+// An event while the daemon runs.
 void PinDays::happen() {
     const bool isRight = m_file.pin == m_simPin;
     switch (any(8)) {
@@ -135,7 +135,7 @@ void PinDays::happen() {
             m_story += itos(m_answer);
             break;
         case 5:
-            // Each SIM can pay for one wrong file.
+            // Each SIM can spare the attempt of one wrong file.
             if (attemptsLeft() == 3 && any(2) == 0) {
                 m_story += " wrong";
                 writePin("9999");
@@ -177,7 +177,7 @@ void PinDays::judgeQuery(const std::string& reply) {
     m_reported = isStringNumeric(attempts) ? textToInt(attempts) : -1;
     m_isReady = reply.find("READY") != std::string::npos;
     m_readyQueries = m_isReady ? m_readyQueries + 1 : 0;
-    // Of three queries in a row one certainly was a look that counts.
+    // At least one of three queries in a row belonged to a check of the SIM.
     if (m_readyQueries < 3 || m_file.sendings == 0 || m_file.isRefused) return;
     m_file.unanswered = 0;
     if (m_reported != -1) m_file.attempts = m_reported;
@@ -222,7 +222,7 @@ void PinDays::judgeExchanges() {
     }
 }
 
-// The right PIN opens the SIM when the rule allows it, and always when it is written anew.
+// The right PIN unlocks the SIM if the rule allows it, and always after it is written again.
 void PinDays::judgeEnd() {
     order({{"op", "clear-faults"}});
     m_answer = eHONEST;
@@ -266,7 +266,8 @@ void PinDays::live(unsigned seed) {
         ASSERT_LE(m_file.wrongTries, 2);
         ASSERT_GT(attemptsLeft(), 0) << "one wrong file has blocked the SIM";
         m_file.isWayBack = true;
-        // Without the attempts nothing stops a PIN that is never answered over many such starts.
+        // If the SIM does not report attempts, nothing stops an unanswered PIN over many such
+        // starts.
         const bool isSafe = m_file.wrongTries == 0 || (m_reported != -1 && m_reported <= 3);
         if (any(5) == 0 && isSafe) {
             m_story += " host";

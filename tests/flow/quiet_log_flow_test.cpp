@@ -4,8 +4,8 @@
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/shown_case.h"
 
-// What a daemon without a debug mode writes while something stays wrong: it is said once, and again
-// when it comes back after it was gone.
+// The log of a daemon without a debug mode during a lasting fault: the fault is logged once, and
+// again if it comes back later.
 
 namespace {
 
@@ -45,7 +45,7 @@ const sQuietCase QUIET_CASES[] = {
 
 class QuietLog : public StateMachine, public ::testing::WithParamInterface<sQuietCase> {};
 
-TEST_P(QuietLog, LastingFault_SaysNothingAfterItsFirstPasses) {
+TEST_P(QuietLog, LastingFault_LogsNothingAfterItsFirstPasses) {
     startOnTerminal(GetParam().scenario);
     size_t first = 0;
     at(15, [&first] { first = capturedLog().size(); });
@@ -64,7 +64,7 @@ TEST_P(QuietLog, LastingFault_SaysNothingAfterItsFirstPasses) {
 INSTANTIATE_TEST_SUITE_P(Each, QuietLog, ::testing::ValuesIn(QUIET_CASES),
                          [](const auto& one) { return std::string(one.param.name); });
 
-TEST_F(StateMachine, FaultThatWasGone_IsSaidAgain) {
+TEST_F(StateMachine, FaultThatComesBack_IsLoggedAgain) {
     startOnTerminal();
     const std::string notice =
         "parseModemNetworkStatus(): Error: Unknown Network Technology type '17'";
@@ -79,7 +79,7 @@ TEST_F(StateMachine, FaultThatWasGone_IsSaidAgain) {
     EXPECT_EQ(logCount(notice), 2u) << notice;
 }
 
-TEST_F(StateMachine, SessionLostAgain_IsSaidAgainWithItsStart) {
+TEST_F(StateMachine, SessionLostAgain_IsLoggedAgainWithItsStart) {
     startOnTerminal();
     order({{"op", "fault"}, {"match", "AT+CGACT=1,1"}, {"kind", "error"}, {"count", 3}});
     const auto drop = [this] { order({{"op", "deactivate"}, {"cid", 1}}); };
@@ -91,7 +91,7 @@ TEST_F(StateMachine, SessionLostAgain_IsSaidAgainWithItsStart) {
     EXPECT_GE(logCount("SUCCESS Setting up interface IP info"), 1u);
 }
 
-TEST_F(StateMachine, SpoolThatTakesNoMessage_IsSaidOnceForEach) {
+TEST_F(StateMachine, SpoolThatCannotBeWritten_IsLoggedOncePerMessage) {
     startOnTerminal();
     at(10, [this] {
         std::filesystem::remove_all("/tmp/sms/recv");
@@ -109,7 +109,7 @@ TEST_F(StateMachine, SpoolThatTakesNoMessage_IsSaidOnceForEach) {
     EXPECT_EQ(tried, 2u);
 }
 
-TEST_F(StateMachine, RequestsOfOperators_AreSaidEachTime) {
+TEST_F(StateMachine, RequestsOfOperators_AreLoggedEachTime) {
     startOnTerminal();
     for (const double second : {20.0, 23.0, 26.0})
         at(second, [] { b_got_sigusr2 = true; });

@@ -125,14 +125,14 @@ TEST_F(RadioPolicy, FirmwareImage_FollowsConfigurationOrTheSimsCarrier) {
     device.sim.s_imsi = "310410000000001";
     EXPECT_EQ(change(eFIRMWARE_SLOT_AUTO), eERROR_DEVICE_FIRMWARE_ALREADY_SET);
     EXPECT_TRUE(commands().empty());
-    const tCommands told = {
+    const tCommands expectedLog = {
         "maybeSwitchDeviceFirmware(): Dual firmware is not supported on this device",
         "maybeSwitchDeviceFirmware(): firmware_slot previous error switching",
         "Firmware Slot is Auto, but SIM is not present or not ready, cannot determine needed "
         "Firmware slot",
         "Firmware Slot is Auto, SIM carrier is Unknown, setting FW Slot 0",
         "Firmware slot is already set to 0"};
-    EXPECT_EQ(capturedLog(), told);
+    EXPECT_EQ(capturedLog(), expectedLog);
     fault("AT#FWSWITCH=1,1", "error");
     EXPECT_EQ(change(eFIRMWARE_SLOT_1), eERROR_DEVICE_RESPONSE_ERROR);
     fault("AT#FWSWITCH=1,1", "silence");
@@ -175,7 +175,7 @@ TEST_F(RadioPolicy, SimSlot_IsQueriedOnlyWhenConfiguredAndSwitchedOnlyWhenWrong)
 
 // ---- context and operator ---------------------------------------------------------------------
 
-TEST_F(RadioPolicy, Apn_GoesByTheSimsSlot) {
+TEST_F(RadioPolicy, Apn_DependsOnTheSlotOfTheSim) {
     start();
     config.apn = "first";
     config.apn2 = "second one";
@@ -188,10 +188,10 @@ TEST_F(RadioPolicy, Apn_GoesByTheSimsSlot) {
     config.apn2.clear();
     EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
     EXPECT_TRUE(commands().empty());
-    const tCommands told = {"Notice: Current SIM slot unknown, not setting APN",
-                            "Success setting APN 'second one'",
-                            "Notice: APN is empty, nothing to set"};
-    EXPECT_EQ(capturedLog(), told);
+    const tCommands expectedLog = {"Notice: Current SIM slot unknown, not setting APN",
+                                   "Success setting APN 'second one'",
+                                   "Notice: APN is empty, nothing to set"};
+    EXPECT_EQ(capturedLog(), expectedLog);
 }
 
 TEST_F(RadioPolicy, WriteOnceApn_IsClearedAfterTheFirstSuccess) {
@@ -231,11 +231,11 @@ TEST_F(RadioPolicy, Authentication_IsSentOnlyWhenConfigured) {
     EXPECT_EQ(commands(), (tCommands{"AT#PDPAUTH=1,0,,"}));
     EXPECT_EQ(config.username, "");
     EXPECT_EQ(config.password, "");
-    const tCommands told = {
+    const tCommands expectedLog = {
         "Not setting PDP auth type, not configured",
         "Setting PDP username 'user', password 'secret', auth type '2' for profile context 1",
         "PDP Auth settings are Off, clearing them for profile context 1"};
-    EXPECT_EQ(capturedLog(), told);
+    EXPECT_EQ(capturedLog(), expectedLog);
 }
 
 TEST_F(RadioPolicy, Operator_IsSetByConfiguration) {
@@ -259,7 +259,7 @@ TEST_F(RadioPolicy, Operator_IsSetByConfiguration) {
 
 // ---- bands ------------------------------------------------------------------------------------
 
-TEST_F(RadioPolicy, Bands_GoByModelAndImage) {
+TEST_F(RadioPolicy, Bands_DependOnModelAndImage) {
     model(eTELIT_MODEL_LE910_NA1, eFIRMWARE_CARRIER_GENERIC_NA);
     EXPECT_EQ(getSupportedBands(device.modem, config), eSUCCESS);
     EXPECT_EQ(device.modem.s_supported_3g_bands, "1,2,4");
@@ -307,11 +307,12 @@ TEST_F(RadioPolicy, ManualBands_AreSentAfterTheSelectionMode) {
     config.band4gBits = 10;
     EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#AUTOBND=2", "AT#BND=0,1,10"}));
-    const tCommands told = {"getSupportedBands(): Manual Mode - 3G Band option 2/22 is Valid",
-                            "getSupportedBands(): Manual Mode - 4G Band option 10/71706 is Valid",
-                            "Last Cmd: AT#BND=0,1,10",
-                            "Success setting device Band settings to Manual, 3G: 1, 4G: B2,B4"};
-    EXPECT_EQ(capturedLog(), told);
+    const tCommands expectedLog = {
+        "getSupportedBands(): Manual Mode - 3G Band option 2/22 is Valid",
+        "getSupportedBands(): Manual Mode - 4G Band option 10/71706 is Valid",
+        "Last Cmd: AT#BND=0,1,10",
+        "Success setting device Band settings to Manual, 3G: 1, 4G: B2,B4"};
+    EXPECT_EQ(capturedLog(), expectedLog);
     fault("AT#BND=0,1,10", "error");
     EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eERROR_DEVICE_RESPONSE_ERROR);
     fault("AT#AUTOBND=2", "silence");

@@ -3,7 +3,7 @@
 #include "statemachine/radio_policy.h"
 #include "tests/support/flow_fixture.h"
 
-// What the radio policies make of silence and refusal, and what they then send no more.
+// How the radio policies react to silence and refusal, and what they then do not send.
 
 namespace {
 
@@ -11,7 +11,7 @@ class RadioResults : public cFlowFixture {
   protected:
     void startWithNumericErrors(const nlohmann::json& scenario = nlohmann::json::object()) {
         start(scenario);
-        tell("AT+CMEE=1");
+        sendEarlier("AT+CMEE=1");
     }
     void manualBands(uint32_t bits3g, uint64_t bits4g) {
         device.modem.e_model = eTELIT_MODEL_LE910_NA_V2;
@@ -36,7 +36,7 @@ constexpr const char* SWITCH_TO_SLOT_2 =
 
 // ---- technology -------------------------------------------------------------------------------
 
-TEST_F(RadioResults, PreferenceThatCannotBeRead_IsSetAllTheSame) {
+TEST_F(RadioResults, PreferenceThatCannotBeRead_IsStillSet) {
     startWithNumericErrors();
     config.netPref = eNET_PREF_4G;
     device.modem.i_supported_net_bits = NET_BIT_3G | NET_BIT_4G;
@@ -45,7 +45,7 @@ TEST_F(RadioResults, PreferenceThatCannotBeRead_IsSetAllTheSame) {
     fault("AT+WS46?", "error");
     EXPECT_EQ(speed(), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT+WS46?", "AT+WS46=28"}));
-    // What was read last stays.
+    // The last known value stays.
     EXPECT_EQ(device.modem.i_net_pref, 22);
     EXPECT_EQ(device.modem.s_net_pref, "3G");
 }
@@ -221,7 +221,7 @@ TEST_F(RadioResults, RefusedAuthentication_GivesTheModemsResult) {
               2u);
 }
 
-TEST_F(RadioResults, OperatorRefusedByNumber_IsToldApart) {
+TEST_F(RadioResults, OperatorRefusedByNumber_IsLoggedDifferently) {
     startWithNumericErrors();
     fault("AT+COPS=0", "cme", 30);
     EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_ERROR);
@@ -233,7 +233,7 @@ TEST_F(RadioResults, OperatorRefusedByNumber_IsToldApart) {
 
 // ---- bands ------------------------------------------------------------------------------------
 
-TEST_F(RadioResults, UnsupportedBands_AreToldAndNothingIsSent) {
+TEST_F(RadioResults, UnsupportedBands_AreLoggedAndNothingIsSent) {
     startWithNumericErrors();
     manualBands(6, 2);
     EXPECT_EQ(bands(), eERROR_DEVICE_INVALID_OPTION);
@@ -252,7 +252,7 @@ TEST_F(RadioResults, UnsupportedBands_AreToldAndNothingIsSent) {
     EXPECT_TRUE(commands().empty());
 }
 
-TEST_F(RadioResults, RefusedSelection_IsToldByItsMode) {
+TEST_F(RadioResults, RefusedSelection_IsLoggedWithItsMode) {
     startWithNumericErrors();
     manualBands(2, 2);
     fault("AT#AUTOBND=2", "cme", 3);

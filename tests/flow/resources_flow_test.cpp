@@ -16,8 +16,8 @@
 #include "tests/support/mounted_folder.h"
 #include "tests/support/whole_daemon.h"
 
-// What the host runs out of is missed while the daemon runs, and comes back: it is told, the loop
-// goes round, and afterwards everything is as it should be.
+// The host runs out of a resource while the daemon runs, and gets it back: the daemon logs it, the
+// loop goes on, and afterwards everything works again.
 
 namespace {
 
@@ -32,7 +32,7 @@ int __wrap_system(const char* command);
 pid_t __wrap_fork();
 }
 
-// The C library gives -1 when it cannot make the process for the shell.
+// The C library returns -1 if it cannot create the process for the shell.
 int __wrap_system(const char* command) {
     if (!g_forkFails) return __real_system(command);
     errno = EAGAIN;
@@ -47,12 +47,12 @@ pid_t __wrap_fork() {
 
 namespace {
 
-constexpr double MISSED_S = 20;  // connected long since
+constexpr double MISSED_S = 20;  // start of the shortage, well after the connection
 constexpr double LOOK_S = 58;
 constexpr double BACK_S = 60;
 constexpr double WELL_S = 110;
 
-// A small file system in the place of a folder.
+// A small file system mounted over a folder.
 class cSmallDisk : private cMountedFolder {
   public:
     using cMountedFolder::cMountedFolder;
@@ -98,8 +98,8 @@ class Resources : public cWholeDaemon {
         return count;
     }
 
-    // Runs with something missed for a while. That the loop goes round is seen by the time: it
-    // passes only where the daemon sleeps.
+    // Runs with a shortage for a while. Time passes only while the daemon sleeps, so the time shows
+    // that the loop goes on.
     void missFor(const std::function<void()>& take, const std::function<void()>& giveBack) {
         at(MISSED_S, [&] {
             EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "CONNECTED");
@@ -118,7 +118,7 @@ class Resources : public cWholeDaemon {
 
 }  // namespace
 
-TEST_F(Resources, FullDiskUnderTheStatusFiles_IsToldAndRecovers) {
+TEST_F(Resources, FullDiskUnderTheStatusFiles_IsLoggedAndRecovers) {
     const cSmallDisk disk("/var/log", "size=128k");
     startOnTerminal();
     at(LOOK_S, [] {
@@ -133,7 +133,7 @@ TEST_F(Resources, FullDiskUnderTheStatusFiles_IsToldAndRecovers) {
     missFor([&] { disk.fill(); }, [&] { disk.clear(); });
 }
 
-TEST_F(Resources, NoMoreInodesUnderTheStatusFiles_IsToldAndRecovers) {
+TEST_F(Resources, NoMoreInodesUnderTheStatusFiles_IsLoggedAndRecovers) {
     const cSmallDisk disk("/var/log", "nr_inodes=40");
     startOnTerminal();
     at(LOOK_S,
@@ -141,7 +141,7 @@ TEST_F(Resources, NoMoreInodesUnderTheStatusFiles_IsToldAndRecovers) {
     missFor([&] { disk.useUpNames(); }, [&] { disk.clear(); });
 }
 
-TEST_F(Resources, StatusFolderReadOnly_IsToldAndRecovers) {
+TEST_F(Resources, StatusFolderReadOnly_IsLoggedAndRecovers) {
     const cSmallDisk disk("/var/log", "size=1m");
     startOnTerminal();
     at(LOOK_S, [] {
@@ -186,7 +186,7 @@ TEST_F(Resources, SpoolWithoutInodes_KeepsMessagesOnTheModemUntilThereAreSome) {
     missFor([&] { disk.useUpNames(); }, [&] { disk.clear(); });
 }
 
-TEST_F(Resources, FullDiskUnderTheStore_IsToldAndRecovers) {
+TEST_F(Resources, FullDiskUnderTheStore_IsLoggedAndRecovers) {
     const cSmallDisk disk("/run/cellslot", "size=256k");
     startOnTerminal();
     at(LOOK_S, [] {
@@ -196,7 +196,7 @@ TEST_F(Resources, FullDiskUnderTheStore_IsToldAndRecovers) {
     missFor(
         [&] {
             disk.fill();
-            // More than the pages that the store has already.
+            // More pages than the store already has.
             for (int i = 0; i < 200; ++i)
                 skvs_set(("BALLAST" + std::to_string(i)).c_str(), std::string(2000, 'x').c_str());
         },
@@ -231,14 +231,14 @@ TEST_F(Resources, ConfigurationFolderMissing_SimStaysLockedUntilItIsBack) {
         });
 }
 
-TEST_F(Resources, NoMoreDescriptors_IsToldAndRecovers) {
+TEST_F(Resources, NoMoreDescriptors_IsLoggedAndRecovers) {
     startOnTerminal();
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
     at(LOOK_S, [] { EXPECT_TRUE(logContains("errno 24 (Too many open files)")); });
     missFor(
         [&] {
-            // The port is open already: a modem that is silent once has it closed and opened.
+            // The port is already open: a time-out of the modem makes the daemon close and open it.
             rlimit none = before;
             none.rlim_cur = 3;
             EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
@@ -246,7 +246,7 @@ TEST_F(Resources, NoMoreDescriptors_IsToldAndRecovers) {
         [&] { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0); });
 }
 
-TEST_F(Resources, NoMoreDescriptorsWhenThePortIsOpenedAnew_IsToldAndRecovers) {
+TEST_F(Resources, NoMoreDescriptorsWhenThePortIsOpenedAgain_IsLoggedAndRecovers) {
     startOnTerminal();
     rlimit before{};
     getrlimit(RLIMIT_NOFILE, &before);
@@ -261,7 +261,7 @@ TEST_F(Resources, NoMoreDescriptorsWhenThePortIsOpenedAnew_IsToldAndRecovers) {
         [&] { EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0); });
 }
 
-TEST_F(Resources, NoMoreProcesses_SessionThatCannotBeSetUpIsToldAndComesLater) {
+TEST_F(Resources, NoMoreProcesses_SessionThatCannotBeSetUpIsLoggedAndStartsLater) {
     startOnTerminal();
     at(MISSED_S + 1, [this] { order({{"op", "address"}, {"cid", 1}, {"ipv4", "10.99.1.7"}}); });
     at(LOOK_S, [] {

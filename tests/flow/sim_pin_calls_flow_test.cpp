@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,54 +7,14 @@
 #include <filesystem>
 
 #include "include/debug.h"
-#include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
-#include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
+#include "tests/flow/sim_pin_calls_fixture.h"
 #include "tests/support/set_up_commands.h"
 
-// The operations on PIN and PUK called one by one, their guards, what is left in the files and in
-// the monitors, and the whole lists that a look at the SIM sends.
+// Single operations on PIN and PUK: their guards, the commands that a check of the SIM sends, and
+// what they leave in files and monitors.
 
 namespace {
-
-constexpr const char* CURRENT = "/etc/vuk/cellular_cpin.1";
-constexpr const char* REQUEST = "/etc/vuk/cellular_cpin_new.1";
-constexpr const char* PUK = "/etc/vuk/cellular_puk.1";
-
-const nlohmann::json LOCKED = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
-const nlohmann::json OPEN = {{"sim", {{"pin", "1234"}, {"lock", false}}}};
-const nlohmann::json READY_WITH_LOCK = {
-    {"sim", {{"pin", "1234"}, {"lock", true}, {"verified", true}}}};
-const nlohmann::json BLOCKED = {
-    {"sim", {{"pin", "1234"}, {"puk", "12345678"}, {"lock", true}, {"pin_attempts", 0}}}};
-
-class SimPinCalls : public cFlowFixture {
-  protected:
-    // A modem that names its errors by number and whose SIM has been looked at.
-    void startWith(const nlohmann::json& scenario) {
-        start(scenario);
-        tell("AT+CMEE=1");
-        getDeviceSimInfo(handle(), device.sim);
-        commands();
-    }
-    eGeneralErrors look() { return getSimStatus(handle(), device.sim); }
-    eGeneralErrors manage() { return manageCpin(handle(), device.sim); }
-    size_t unlocksSent() {
-        size_t count = 0;
-        for (const std::string& command : commands())
-            if (command.compare(0, 8, "AT+CPIN=") == 0) ++count;
-        return count;
-    }
-    // Until the next command, in milliseconds.
-    uint64_t pauseAfter(const std::string& command) {
-        const std::vector<le910sim::sExchange>& all = port().modem().exchanges();
-        for (size_t i = 0; i + 1 < all.size(); ++i)
-            if (all[i].command == command) return all[i + 1].timeMs - all[i].timeMs;
-        return 0;
-    }
-    void forgetPin() { order({{"op", "set"}, {"sim", {{"verified", false}}}}); }
-};
 
 class cReadOnlyFolder {
   public:
@@ -74,15 +33,15 @@ class cReadOnlyFolder {
 
 }  // namespace
 
-// ---- a look at the SIM ------------------------------------------------------------------------
+// ---- a check of the SIM -----------------------------------------------------------------------
 
-TEST_F(SimPinCalls, ReadySim_IsLookedAtTwiceAndNothingIsReported) {
+TEST_F(SimPinCalls, ReadySim_IsQueriedTwiceAndNothingIsReported) {
     startWith(OPEN);
     EXPECT_EQ(look(), eSUCCESS);
     EXPECT_EQ(commands(), sequence(simCommands(), simCommands()));
 }
 
-TEST_F(SimPinCalls, LockedSim_IsUnlockedAndLookedAtAgain) {
+TEST_F(SimPinCalls, LockedSim_IsUnlockedAndQueriedAgain) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
@@ -103,10 +62,10 @@ TEST_F(SimPinCalls, BlockedSim_IsUnlockedWithItsPukAndKeepsTheNewPin) {
     EXPECT_GE(pauseAfter("AT+CPIN=12345678,4321"), 1000u);
     EXPECT_LT(pauseAfter("AT+CPIN=12345678,4321"), 1100u);
     EXPECT_EQ(readFile(CURRENT), "4321\n");
-    // The new PIN is no request of its own afterwards ...
+    // The new PIN does not count as a request afterwards ...
     EXPECT_EQ(look(), eSUCCESS);
     EXPECT_EQ(commands(), sequence(simCommands(), simCommands()));
-    // ... and is used when the SIM locks again.
+    // ... and is used when the SIM is locked again.
     forgetPin();
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(unlocksSent(), 1u);
@@ -135,7 +94,8 @@ TEST_F(SimPinCalls, WrongPukFromTheSim_IsReturnedAsAnErrorAndNotRepeated) {
     EXPECT_EQ(device.sim.i_puk_attempts, 9);
 }
 
-// What cannot be emptied would be tried again at each start, until the SIM is blocked or lost.
+// A file that cannot be emptied would be used again at each start, until the SIM is blocked or
+// lost.
 TEST_F(SimPinCalls, FilesThatCannotBeEmptied_AreNotTried) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "87654321\n");
@@ -161,7 +121,7 @@ TEST_F(SimPinCalls, FilesThatCannotBeEmptied_AreNotTried) {
     }
 }
 
-TEST_F(SimPinCalls, SimInAStateOfItsOwn_IsLeftAlone) {
+TEST_F(SimPinCalls, SimInAnUnknownState_IsNotChanged) {
     writeFile(CURRENT, "1234\n");
     startWith({{"sim", {{"cpin_text", "BUSY"}}}});
     EXPECT_EQ(look(), eSUCCESS);
@@ -191,7 +151,7 @@ TEST_F(SimPinCalls, UnlockThatIsNotAnswered_IsATimeOut) {
     EXPECT_EQ(readFile(CURRENT), "1234\n");
 }
 
-TEST_F(SimPinCalls, MissingSim_IsAReasonForAResetAfterTenMinutesUntilItIsThere) {
+TEST_F(SimPinCalls, MissingSim_RequestsAResetAfterTenMinutesUntilItAppears) {
     start({{"sim", {{"present", false}}}});
     EXPECT_EQ(look(), eSUCCESS);
     passSeconds(599);
@@ -209,7 +169,7 @@ TEST_F(SimPinCalls, MissingSim_IsAReasonForAResetAfterTenMinutesUntilItIsThere) 
 
 // ---- guards -----------------------------------------------------------------------------------
 
-TEST_F(SimPinCalls, UnlockOfAReadySim_OnlyLeavesAnOutcome) {
+TEST_F(SimPinCalls, UnlockOfAReadySim_OnlySetsAnOutcome) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "12345678\n");
     startWith(OPEN);
@@ -273,7 +233,7 @@ class ChangeFormat : public SimPinCalls, public ::testing::WithParamInterface<sF
 
 TEST_P(ChangeFormat, InvalidPin_IsNamedAndNothingIsSent) {
     startWith(READY_WITH_LOCK);
-    device.sim.i_lock_class = eSIM_MISSING;  // the format is looked at first
+    device.sim.i_lock_class = eSIM_MISSING;  // the format is checked first
     EXPECT_EQ(changeCpinPassword(handle(), device.sim, GetParam().current, GetParam().wanted),
               eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
@@ -290,7 +250,7 @@ INSTANTIATE_TEST_SUITE_P(
         sFormatCase{"1234", "123456789",
                     "Error: Cannot change SIM CPIN, new CPIN '123456789', not a valid format"}));
 
-TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithCodesOfItsOwn) {
+TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithItsOwnCodes) {
     startWith(OPEN);
     EXPECT_EQ(enableCpinPassword(handle(), device.sim, ""), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot enable SIM CPIN, CPIN is empty");
@@ -320,125 +280,6 @@ TEST_F(SimPinCalls, SimThatIsNotReady_IsNeitherLockedNorChanged) {
     EXPECT_TRUE(commands().empty());
 }
 
-// ---- the answers to "disable", and to the lock that a change needs ----------------------------
-
-struct sLockCase {
-    const char* kind;
-    int number;
-    eGeneralErrors result;
-    const char* outcome;
-    const char* currentAfter;
-};
-
-class DisableAnswer : public SimPinCalls, public ::testing::WithParamInterface<sLockCase> {};
-
-TEST_P(DisableAnswer, GivesItsResultAndOutcome) {
-    writeFile(CURRENT, "1234\n");
-    writeFile(REQUEST, "disable\n");
-    startWith(READY_WITH_LOCK);
-    fault("AT+CLCK=\"SC\",0,\"1234\"", GetParam().kind, GetParam().number);
-    EXPECT_EQ(manage(), GetParam().result);
-    EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
-    EXPECT_EQ(readFile(CURRENT), GetParam().currentAfter);
-    EXPECT_EQ(logCount(GetParam().outcome), 1u);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, DisableAnswer,
-    ::testing::Values(
-        sLockCase{"silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT,
-                  "Error: Unable to disable SIM PIN '1234', AT command timed out", "1234\n"},
-        sLockCase{"error", 0, eERROR_DEVICE_CLEAR_CPIN_FAILED,
-                  "Error: Unable to disable SIM PIN '1234', AT command returned an error",
-                  "1234\n"},
-        sLockCase{"cme", 16, eERROR_DEVICE_CPIN_BAD_PASSWORD,
-                  "Error: Unable to disable SIM PIN, bad password '1234'", ""},
-        sLockCase{"cme", 12, eERROR_DEVICE_DISABLE_CPIN_FAILED,
-                  "Error: Unable to disable SIM PIN, CME error 'SIM PUK REQUIRED' (12)", "1234\n"},
-        sLockCase{"cme", 999, eERROR_DEVICE_DISABLE_CPIN_FAILED,
-                  "Error: Unable to disable SIM PIN, CME error '' (-1)", "1234\n"}));
-
-class LockBeforeChange : public SimPinCalls, public ::testing::WithParamInterface<sLockCase> {};
-
-TEST_P(LockBeforeChange, ThatFails_EndsTheChangeWithItsOwnResult) {
-    writeFile(CURRENT, "1234\n");
-    writeFile(REQUEST, "4321\n");
-    startWith(OPEN);
-    fault("AT+CLCK=\"SC\",1,\"1234\"", GetParam().kind, GetParam().number);
-    EXPECT_EQ(manage(), GetParam().result);
-    EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
-    EXPECT_EQ(commands(), (tCommands{"AT+CLCK=\"SC\",1,\"1234\""}));
-    EXPECT_EQ(readFile(CURRENT), GetParam().currentAfter);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Each, LockBeforeChange,
-    ::testing::Values(
-        sLockCase{"silence", 0, eERROR_DEVICE_RESPONSE_TIMEOUT,
-                  "Error: Unable to enable SIM PIN '1234', AT command timed out", "1234\n"},
-        sLockCase{"error", 0, eERROR_DEVICE_SET_CPIN_FAILED,
-                  "Error: Unable to enable SIM PIN '1234', AT command returned an error", "1234\n"},
-        sLockCase{"cme", 16, eERROR_DEVICE_CPIN_BAD_PASSWORD,
-                  "Error: Unable to enable SIM PIN, bad password '1234'", ""},
-        sLockCase{"cme", 3, eERROR_DEVICE_DISABLE_CPIN_FAILED,
-                  "Error: Unable to enable SIM PIN, CME error 'OPERATION NOT ALLOWED' (3)",
-                  "1234\n"}));
-
-TEST_F(SimPinCalls, ChangedPin_IsWrittenAfterAnotherLookAtTheSim) {
-    writeFile(CURRENT, "1234\n");
-    writeFile(REQUEST, "87654321\n");
-    startWith(READY_WITH_LOCK);
-    EXPECT_EQ(manage(), eSUCCESS);
-    EXPECT_EQ(commands(), sequence("AT+CPWD=\"SC\",1234,87654321", simCommands()));
-    EXPECT_GE(pauseAfter("AT+CPWD=\"SC\",1234,87654321"), 200u);
-    EXPECT_LT(pauseAfter("AT+CPWD=\"SC\",1234,87654321"), 300u);
-    EXPECT_EQ(readFile(CURRENT), "87654321\n");
-    EXPECT_EQ(logCount("CPIN chnage success to 87654321"), 1u);
-    EXPECT_EQ(logCount("Device may require a reset after CPIN change"), 1u);
-}
-
-TEST_F(SimPinCalls, LogOfAFailedChange_NamesBothPins) {
-    startWith(READY_WITH_LOCK);
-    const std::pair<const char*, const char*> expected[] = {
-        {"silence", "Warning: Device timeout while trying to change CPIN password to 4321"},
-        {"error", "Error: Cannot CHANGE CPIN from '1234' to '4321', returned an error."},
-        {"cme", "Error: Cannot CHANGE CPIN from '1234' to '4321', bad password"}};
-    for (const auto& [kind, message] : expected) {
-        writeFile(CURRENT, "1234\n");
-        writeFile(REQUEST, "4321\n");
-        fault("AT+CPWD=\"SC\",1234,4321", kind, 16);
-        EXPECT_NE(manage(), eSUCCESS);
-        EXPECT_EQ(logCount(message), 1u) << message;
-    }
-}
-
-TEST_F(SimPinCalls, WordsOfARequest_AreTakenInLowerCaseOnly) {
-    writeFile(CURRENT, "1234\n");
-    startWith(OPEN);
-    for (const char* word : {"Enable", "ENABLE", "enabled"}) {
-        writeFile(REQUEST, word);
-        EXPECT_EQ(manage(), eERROR_DEVICE_CPIN_FORMAT_INVALID);
-    }
-    EXPECT_TRUE(commands().empty());
-}
-
-// ---- a lock that is not known -----------------------------------------------------------------
-
-TEST_F(SimPinCalls, UnknownLock_IsNeverTakenForDoneAlready) {
-    startWith(OPEN);
-    for (const auto& [request, command] :
-         {std::pair<const char*, const char*>{"disable", "AT+CLCK=\"SC\",0,\"1234\""},
-          {"enable", "AT+CLCK=\"SC\",1,\"1234\""},
-          {"4321", "AT+CPWD=\"SC\",1234,4321"}}) {
-        writeFile(CURRENT, "1234\n");
-        writeFile(REQUEST, request);
-        device.sim.i_pin_lock_enabled = -1;
-        manage();
-        EXPECT_EQ(commands().front(), command);
-    }
-    EXPECT_FALSE(logContains("Notice: CPIN already"));
-}
-
 // ---- what is left in files and monitors -------------------------------------------------------
 
 TEST_F(SimPinCalls, WrongPin_EmptiesBothFilesAndNoOther) {
@@ -452,7 +293,7 @@ TEST_F(SimPinCalls, WrongPin_EmptiesBothFilesAndNoOther) {
     EXPECT_EQ(readFile(PUK), "12345678\n");
     EXPECT_EQ(logCount("Clearing CPIN file /etc/vuk/cellular_cpin.1"), 1u);
     EXPECT_EQ(logCount("Clearing CPIN file /etc/vuk/cellular_cpin_new.1"), 1u);
-    // The right PIN works at once: emptying the request is no request.
+    // The right PIN works at once: emptying the request file is no new request.
     writeFile(CURRENT, "1234\n");
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(look(), eSUCCESS);
@@ -469,7 +310,7 @@ TEST_F(SimPinCalls, FilesWrittenByTheDaemon_AreForItsUserOnly) {
     EXPECT_EQ(info.st_mode & 0777U, 0600U);
 }
 
-TEST_F(SimPinCalls, AppliedRequest_UsesUpTheCurrentPinFileToo) {
+TEST_F(SimPinCalls, AppliedRequest_CountsTheCurrentPinFileAsUsedToo) {
     writeFile(CURRENT, "1234\n");
     writeFile(REQUEST, "enable\n");
     startWith(OPEN);
@@ -507,7 +348,7 @@ TEST_F(SimPinCalls, PinFileOfAnotherSlot_IsNotRead) {
     EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.2"), "1234\n");
 }
 
-TEST_F(SimPinCalls, PipesInPlaceOfTheFiles_NeitherHangNorUnlock) {
+TEST_F(SimPinCalls, FifosInPlaceOfTheFiles_NeitherHangNorUnlock) {
     for (const char* path : {CURRENT, REQUEST, PUK})
         ASSERT_EQ(mkfifo(path, 0600), 0);
     startWith(LOCKED);
@@ -554,7 +395,7 @@ TEST_P(RefusedPinAfterOutage, IsNeverTriedAgain) {
         EXPECT_EQ(look(), eFAILURE);
     }
     EXPECT_EQ(unlocksSent(), 0u);
-    // Only the administrator can ask for it once more.
+    // Only the administrator can request it again.
     writeFile(CURRENT, "1234\n");
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
 }

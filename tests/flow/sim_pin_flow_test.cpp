@@ -1,35 +1,15 @@
 #include "statemachine/sim_pin.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include "statemachine/pin_record.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
-#include "tests/support/flow_fixture.h"
+#include "tests/flow/sim_pin_fixture.h"
 
 namespace {
 
-constexpr const char* CURRENT = "/etc/vuk/cellular_cpin.1";
-constexpr const char* REQUEST = "/etc/vuk/cellular_cpin_new.1";
-constexpr const char* PUK = "/etc/vuk/cellular_puk.1";
-
-const nlohmann::json LOCKED = {{"sim", {{"pin", "1234"}, {"lock", true}}}};
-const nlohmann::json UNLOCKED = {{"sim", {{"pin", "1234"}, {"lock", false}}}};
-const nlohmann::json BLOCKED = {
-    {"sim", {{"pin", "1234"}, {"puk", "12345678"}, {"lock", true}, {"pin_attempts", 0}}}};
-const nlohmann::json READY_WITH_LOCK = {
-    {"sim", {{"pin", "1234"}, {"lock", true}, {"verified", true}}}};
-
-class SimPin : public cFlowFixture {
+class SimPin : public cSimPinFixture {
   protected:
-    // Numeric errors, as after set-up.
-    void startWith(const nlohmann::json& scenario) {
-        start(scenario);
-        tell("AT+CMEE=1");
-        getDeviceSimInfo(handle(), device.sim);
-        commands();
-    }
     static std::string content(const char* path) { return readFile(path); }
     void request(const std::string& text) { writeFile(REQUEST, text); }
 };
@@ -94,7 +74,7 @@ INSTANTIATE_TEST_SUITE_P(Each, SimPinFormat,
                          ::testing::Values("123", "123456789", "12a4", "", "  \n", "1234;AT",
                                            "                 1234", "12345678901234567890"));
 
-TEST_F(SimPin, RejectedPin_IsNamedUnlessThereIsNone) {
+TEST_F(SimPin, RejectedPin_IsLoggedUnlessItIsEmpty) {
     startWith(LOCKED);
     const std::pair<const char*, const char*> expected[] = {
         {" \n", "Error: Cannot unlock SIM, CPIN is not set"},
@@ -107,7 +87,7 @@ TEST_F(SimPin, RejectedPin_IsNamedUnlessThereIsNone) {
     }
 }
 
-TEST_F(SimPin, FilesThatAreNoFiles_CountAsEmptyAndDoNotHang) {
+TEST_F(SimPin, FoldersAndFifosInPlaceOfTheFiles_CountAsEmptyAndDoNotHang) {
     ASSERT_EQ(mkfifo(CURRENT, 0600), 0);
     EXPECT_EQ(readCpinFile(CURRENT), "");
     EXPECT_EQ(readCpinFile("/etc/vuk"), "");
@@ -176,7 +156,7 @@ TEST_F(SimPin, OutageThatEndedWithAReadySim_AllowsNothingLater) {
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     notePinOutage();
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
-    // Another card with all its attempts: the PIN is not its.
+    // Another card with all its attempts: the PIN belongs to another card.
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}}}});
     EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
 }
@@ -263,7 +243,8 @@ TEST_P(SimPinRequest, Request_IsAppliedOnceWithItsOutcome) {
     EXPECT_EQ(manageCpin(handle(), device.sim), test.result);
     EXPECT_EQ(device.sim.s_outcome, test.outcome);
     tCommands sent = commands();
-    if (sent.size() > test.sent.size()) sent.resize(test.sent.size());  // a look at the SIM follows
+    if (sent.size() > test.sent.size())
+        sent.resize(test.sent.size());  // a check of the SIM follows
     EXPECT_EQ(sent, test.sent);
     EXPECT_EQ(content(REQUEST), "");
     EXPECT_EQ(content(CURRENT), test.currentAfter);
@@ -279,33 +260,25 @@ const tCommands CHANGE = {"AT+CPWD=\"SC\",1234,4321"};
 INSTANTIATE_TEST_SUITE_P(
     Each, SimPinRequest,
     ::testing::Values(
-        sRequestCase{"Enable", UNLOCKED, "enable\n", nullptr, nullptr, 0, eSUCCESS,
+        sRequestCase{"Enable", OPEN, "enable\n", nullptr, nullptr, 0, eSUCCESS,
                      "SIM PIN '1234' successfully enabled", ENABLE, "1234\n"},
-        sRequestCase{"EnableError", UNLOCKED, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "error", 0,
+        sRequestCase{"EnableError", OPEN, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "error", 0,
                      eERROR_DEVICE_SET_CPIN_FAILED,
                      "Error: Unable to enable SIM PIN '1234', AT command returned an error", ENABLE,
                      "1234\n"},
-        sRequestCase{"EnableSilence", UNLOCKED, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "silence", 0,
+        sRequestCase{"EnableSilence", OPEN, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "silence", 0,
                      eERROR_DEVICE_RESPONSE_TIMEOUT,
                      "Error: Unable to enable SIM PIN '1234', AT command timed out", ENABLE,
                      "1234\n"},
-        sRequestCase{"EnableWrongPin", UNLOCKED, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "cme", 16,
+        sRequestCase{"EnableWrongPin", OPEN, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "cme", 16,
                      eERROR_DEVICE_CPIN_BAD_PASSWORD,
                      "Error: Unable to enable SIM PIN, bad password '1234'", ENABLE, ""},
-        sRequestCase{"EnableOtherCme", UNLOCKED, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "cme", 14,
+        sRequestCase{"EnableOtherCme", OPEN, "enable", "AT+CLCK=\"SC\",1,\"1234\"", "cme", 14,
                      eERROR_DEVICE_DISABLE_CPIN_FAILED,
                      "Error: Unable to enable SIM PIN, CME error 'SIM BUSY' (14)", ENABLE,
                      "1234\n"},
-        sRequestCase{"DisableAlreadyOff",
-                     UNLOCKED,
-                     "disable",
-                     nullptr,
-                     nullptr,
-                     0,
-                     eSUCCESS,
-                     "",
-                     {},
-                     "1234\n"},
+        sRequestCase{
+            "DisableAlreadyOff", OPEN, "disable", nullptr, nullptr, 0, eSUCCESS, "", {}, "1234\n"},
         sRequestCase{"Disable", READY_WITH_LOCK, "disable", nullptr, nullptr, 0, eSUCCESS,
                      "SIM PIN '1234' successfully disabled", DISABLE, "1234\n"},
         sRequestCase{"DisableError", READY_WITH_LOCK, "disable", "AT+CLCK=\"SC\",0,\"1234\"",
@@ -324,7 +297,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "1234\n"},
         sRequestCase{"Change", READY_WITH_LOCK, "4321\n", nullptr, nullptr, 0, eSUCCESS,
                      "SIM PIN successfully changed from '1234' to '4321'", CHANGE, "4321\n"},
-        sRequestCase{"ChangeWhileTheLockIsOff", UNLOCKED, "4321", nullptr, nullptr, 0, eSUCCESS,
+        sRequestCase{"ChangeWhileTheLockIsOff", OPEN, "4321", nullptr, nullptr, 0, eSUCCESS,
                      "SIM PIN successfully changed from '1234' to '4321'", sequence(ENABLE, CHANGE),
                      "4321\n"},
         sRequestCase{"ChangeError", READY_WITH_LOCK, "4321", "AT+CPWD=\"SC\",1234,4321", "error", 0,
@@ -370,7 +343,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(SimPin, RequestOfWhiteSpace_DoesNothing) {
     writeFile(CURRENT, "1234\n");
     request(" \n\t\n");
-    startWith(UNLOCKED);
+    startWith(OPEN);
     device.sim.s_outcome = "what was before";
     EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
     EXPECT_EQ(device.sim.s_outcome, "what was before");
@@ -380,7 +353,7 @@ TEST_F(SimPin, RequestOfWhiteSpace_DoesNothing) {
 TEST_F(SimPin, LockThatIsAsRequested_OnlyLogsANotice) {
     writeFile(CURRENT, "1234\n");
     request("disable");
-    startWith(UNLOCKED);
+    startWith(OPEN);
     EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
     EXPECT_EQ(logCount("Notice: CPIN already disabled, cannot change"), 1u);
     request("enable");
@@ -393,7 +366,7 @@ TEST_F(SimPin, LockThatIsAsRequested_OnlyLogsANotice) {
 TEST_F(SimPin, InvalidCurrentPin_IsRejectedBeforeTheRequest) {
     writeFile(CURRENT, "12\n");
     request("enable");
-    startWith(UNLOCKED);
+    startWith(OPEN);
     EXPECT_EQ(manageCpin(handle(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome,
               "Error: Cannot change SIM CPIN, Current CPIN 12 is not a valid format");
@@ -401,7 +374,7 @@ TEST_F(SimPin, InvalidCurrentPin_IsRejectedBeforeTheRequest) {
     EXPECT_TRUE(commands().empty());
 }
 
-TEST_F(SimPin, MissingSim_IsToldAsTenMinutesAndResetsAfterItsTimer) {
+TEST_F(SimPin, MissingSim_IsLoggedAsTenMinutesAndResetsAfterItsTimer) {
     start({{"sim", {{"present", false}}}});
     g_Cp_simMissingTimer->SetTimeout(120);
     EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);

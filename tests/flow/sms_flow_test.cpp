@@ -27,7 +27,7 @@ using tTexts = std::map<std::string, int>;
 
 const std::string ROOT = "/tmp/sms";
 
-// The wall clock runs with the daemon's.
+// The wall clock runs with the daemon's clock.
 timespec portWallClock() {
     constexpr time_t START_S = 1592253125;
     const uint64_t ms = timerClockMs();
@@ -43,7 +43,7 @@ unsigned testSeed() {
     return seed;
 }
 
-// A message that is to arrive, as the parts that the network delivers.
+// A message to receive, as the parts that the network delivers.
 struct sTestMessage {
     std::string from;
     std::string text;
@@ -65,8 +65,8 @@ class SmsFlow : public cFlowFixture {
 
     int below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random); }
 
-    // One check, five seconds after the last. A modem that did not answer has its port closed,
-    // which drops what comes late.
+    // One check, five seconds after the last. If the modem did not answer, its port is closed,
+    // which drops a late answer.
     eGeneralErrors check() {
         passSeconds(6);
         const eGeneralErrors result = checkSMS(handle(), device);
@@ -105,7 +105,7 @@ class SmsFlow : public cFlowFixture {
         return message;
     }
 
-    // What arrived, "digits of the sender|text", with how often.
+    // The received messages, "digits of the sender|text", and how often each was received.
     tTexts received() const {
         tTexts texts;
         for (const auto& entry : std::filesystem::directory_iterator(ROOT + "/recv")) {
@@ -149,7 +149,7 @@ class SmsFlowMounts : public SmsFlow {
     static std::string contentOf(const std::string& name) {
         return "TO=+12025550123\nMSG=" + name + "\n" + std::string(2000, 'x') + "\n";
     }
-    // The one file of a folder has the content of the file of that name, and its rights.
+    // The only file of a folder has the content and the rights of the file with that name.
     static void expectFiled(const std::string& dir, const std::string& name) {
         const std::set<std::string> names = namesIn(dir);
         ASSERT_EQ(names.size(), 1U) << dir << " " << name;
@@ -165,7 +165,7 @@ class SmsFlowMounts : public SmsFlow {
     std::vector<std::unique_ptr<cMountedFolder>> mounts;
 };
 
-// What can go wrong while messages are listed and deleted, without anybody losing one.
+// Faults while messages are listed and deleted, none of which may lose a message.
 const json FAULTS[] = {
     {{"match", "AT+CMGL=0"}, {"kind", "silence"}, {"execute", true}},
     {{"match", "AT+CMGL=0"}, {"kind", "silence"}},
@@ -241,7 +241,7 @@ TEST_F(SmsFlowReceive, TwoHundredMessages_EachIsFoundExactlyOnce) {
         EXPECT_TRUE(entry.is_regular_file()) << "only parts that came again after their message";
 }
 
-TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesNoneAndDoublesNone) {
+TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesAndDuplicatesNone) {
     start();
     initSMS(ROOT);
     makeMessages();
@@ -266,7 +266,7 @@ TEST_F(SmsFlowReceive, ModemThatFailsNowAndThen_LosesNoneAndDoublesNone) {
     EXPECT_TRUE(std::filesystem::is_empty(ROOT + "/recv_parts"));
 }
 
-TEST_F(SmsFlowReceive, DaemonRestartedBetweenAllChecks_LosesNoneAndDoublesNone) {
+TEST_F(SmsFlowReceive, DaemonRestartedBetweenAllChecks_LosesAndDuplicatesNone) {
     start();
     makeMessages();
     size_t delivered = 0;
@@ -292,7 +292,7 @@ TEST_F(SmsFlow, ThreePartsFromTheNetwork_AreOneMessage) {
     EXPECT_TRUE(isModemEmpty());
 }
 
-TEST_F(SmsFlowMounts, Messages_AreDeliveredWhole) {
+TEST_F(SmsFlowMounts, Messages_AreDeliveredComplete) {
     const sTestMessage single = makeMessage(1, 1, "+12025550123", 0);
     const sTestMessage joined = makeMessage(2, 4, "+12025550123", 300);
     tTexts expected;
@@ -310,7 +310,7 @@ TEST_F(SmsFlowMounts, Messages_AreDeliveredWhole) {
     EXPECT_TRUE(isModemEmpty());
 }
 
-TEST_F(SmsFlowMounts, SentFiles_AreMovedWhole) {
+TEST_F(SmsFlowMounts, SentFiles_AreMovedComplete) {
     for (const char* name : {"safe", "not safe; for a shell"}) {
         put(name);
         EXPECT_EQ(check(), eSUCCESS);
@@ -320,7 +320,7 @@ TEST_F(SmsFlowMounts, SentFiles_AreMovedWhole) {
     EXPECT_EQ(device.modem.i_sms_sent, 2U);
 }
 
-TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedWhole) {
+TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedComplete) {
     for (const char* name : {"safe", "not safe; for a shell"}) {
         put(name);
         order({{"op", "fault"}, {"prefix", "AT+CMGS="}, {"kind", "error"}, {"count", 3}});
@@ -332,8 +332,8 @@ TEST_F(SmsFlowMounts, FilesGivenUp_AreMovedWhole) {
     EXPECT_EQ(device.modem.i_sms_sent_fail, 2U);
 }
 
-// The memory of a process begins with an address that cannot be read.
-TEST_F(SmsFlow, PartFileWithAnInputOutputError_IsNotTakenForABrokenOne) {
+// The first address of a process's memory cannot be read.
+TEST_F(SmsFlow, PartFileWithAnInputOutputError_IsNotTreatedAsBroken) {
     start();
     initSMS(ROOT);
     const std::string path = ROOT + "/recv_parts/part";
@@ -387,7 +387,7 @@ TEST_F(SmsFlow, FiftyFiles_ArriveOnceOrEndInSendFail) {
         }
         check();
     }
-    // Of a long message only the last part counts: the others may have gone with an attempt before.
+    // Of a long message only the last part counts: an earlier attempt may have sent the others.
     tTexts arrived;
     const json state = sms();
     for (const json& one : state.at("sent")) {

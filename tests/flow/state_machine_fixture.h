@@ -4,17 +4,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "include/signal_flags.h"
 #include "tests/support/whole_daemon.h"
 
-// The whole daemon, and what is asked of its days again and again.
+constexpr const char* DOWN = "setup_cellint.sh -i wwan0 --down";
+
+// The whole daemon, with common checks of its runs.
 class StateMachine : public cWholeDaemon {
   protected:
-    // The status of a key at a time, filled in while the daemon runs.
+    // Stores the status of a key at a time while the daemon runs.
     void recordStatus(double seconds, const std::string& key, std::string& value) {
         at(seconds, [key, &value] { value = statusOf(key); });
     }
@@ -43,7 +44,7 @@ class StateMachine : public cWholeDaemon {
         return found;
     }
 
-    // A tool that the daemon leaves to the background at its end.
+    // A tool that still runs in the background when the daemon ends.
     void expectLastCall(const std::string& call) const {
         for (int i = 0; i < 2000 && callsStartingWith(call).empty(); ++i)
             usleep(10000);

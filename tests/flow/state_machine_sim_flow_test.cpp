@@ -3,7 +3,7 @@
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/daemon_reset.h"
 
-// What the main loop makes of a SIM that is locked, missing, busy or refused.
+// How the main loop reacts to a SIM that is locked, missing, busy or refused.
 
 TEST_F(StateMachine, SimMissingForTenMinutes_ResetsTheModem) {
     startOnTerminal({{"sim", {{"present", false}}}});
@@ -47,7 +47,7 @@ TEST_F(StateMachine, WrongPin_IsTriedOnceAndNeverAgain) {
     EXPECT_EQ(attempts, "2");
 }
 
-// The modem judges the PIN, and its answer is lost; then the daemon is started anew.
+// The modem checks the PIN, but its answer is lost; then the daemon is restarted.
 TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither) {
     startOnTerminal({{"sim", {{"pin", "4321"}, {"lock", true}}}});
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
@@ -73,7 +73,7 @@ TEST_F(StateMachine, WrongPinWhoseAnswerWasLost_IsNotTriedByTheNextProcessEither
     EXPECT_EQ(state, "CONNECTED");
 }
 
-TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
+TEST_F(StateMachine, RightPinWhoseAttemptWasInterrupted_IsTriedAgain) {
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}, {"count", 1}});
@@ -85,7 +85,7 @@ TEST_F(StateMachine, RightPinWhoseAttemptWasCutShort_IsTriedAgain) {
     EXPECT_EQ(state, "CONNECTED");
 }
 
-TEST_F(StateMachine, SilentPinCommand_IsSentOnceAndOnceMoreAfterARestartOnly) {
+TEST_F(StateMachine, UnansweredPinCommand_IsSentOnceAndOnceMoreAfterARestart) {
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
     order({{"op", "fault"}, {"prefix", "AT+CPIN="}, {"kind", "silence"}});
@@ -99,7 +99,7 @@ TEST_F(StateMachine, SilentPinCommand_IsSentOnceAndOnceMoreAfterARestartOnly) {
     EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
 }
 
-// Modems that do not report the attempts, and those that count down from ten.
+// Modems that do not report the attempts, and modems that count down from ten.
 class UnusualAttempts : public StateMachine, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(UnusualAttempts, RightPin_IsSentAgainByEachLaterRun) {
@@ -135,7 +135,7 @@ TEST_F(StateMachine, RightPinOnASimWithTwoAttempts_IsKeptAndUsedAfterAnUnanswere
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
-TEST_F(StateMachine, SimMissingInOnePoll_LeavesTheSessionAloneAndIsSetUpAfterIt) {
+TEST_F(StateMachine, SimMissingInOnePoll_KeepsTheSessionAndIsSetUpAfterIt) {
     startOnTerminal();
     at(6, [this] {
         order({{"op", "fault"},
@@ -176,7 +176,7 @@ TEST_F(StateMachine, SimMissingDuringASession_EndsItWithTheResetOnly) {
     EXPECT_LE(port().nowMs(), 610000u);
     const tCommands sent = commands();
     EXPECT_EQ(sent.back(), "AT#REBOOT");
-    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is looked at all the time
+    EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is checked all the time
 }
 
 TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {
@@ -190,7 +190,7 @@ TEST_F(StateMachine, ModemThatComesBackLocked_IsUnlockedWithTheSamePin) {
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
-TEST_F(StateMachine, ModemThatComesBackWithAnAttemptLess_IsNotUnlockedAgain) {
+TEST_F(StateMachine, ModemThatComesBackWithOneAttemptLess_IsNotUnlockedAgain) {
     writeFile("/etc/vuk/cellular_cpin.1", "1234\n");
     startOnTerminal({{"sim", {{"pin", "1234"}, {"lock", true}}}});
     at(10, [this] {
@@ -213,7 +213,7 @@ TEST_F(StateMachine, SimThatIsLockedAgainWithoutAnOutage_WaitsForTheFile) {
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
 }
 
-TEST_F(StateMachine, SimThatIsBusyDuringSetUp_IsSetUpOnceMoreWhenItIsReady) {
+TEST_F(StateMachine, SimThatIsBusyDuringSetUp_IsSetUpAgainWhenItIsReady) {
     startOnTerminal();
     order({{"op", "fault"},
            {"match", "AT+CPIN?;#PCT"},

@@ -17,7 +17,7 @@
 #include "tests/support/flow_fixture.h"
 #include "tests/support/recorded_text.h"
 
-// Whole status files as other programs read them, of modems in different states.
+// Complete status files of modems in different states, as other programs read them.
 
 namespace {
 
@@ -58,13 +58,13 @@ class StatusFile : public cFlowFixture {
         EXPECT_LE(std::abs(static_cast<long>(time(nullptr) - written)), 5);
         tm local{};
         localtime_r(&written, &local);
-        char told[32];
-        strftime(told, sizeof told, "%Y-%m-%d %H:%M:%S", &local);
-        EXPECT_EQ(match[2], told);
+        char shown[32];
+        strftime(shown, sizeof shown, "%Y-%m-%d %H:%M:%S", &local);
+        EXPECT_EQ(match[2], shown);
         return std::regex_replace(text, TIME, "$1=\n$3=\n");
     }
 
-    // Every key line of a file stands in the store with the same value, and no comment does.
+    // Every key line of a file is in the store with the same value; comments are not.
     static void expectStored(const std::string& path) {
         std::istringstream text(readFile(path));
         size_t lines = 0;
@@ -78,7 +78,7 @@ class StatusFile : public cFlowFixture {
     }
 };
 
-// A roaming modem in the cold.
+// A roaming modem at a low temperature.
 const nlohmann::json WCDMA = {{"model", "LE910-EU V2"},
                               {"sim", {{"imsi", "204040000000001"}, {"own_number", "31600000001"}}},
                               {"registration",
@@ -103,7 +103,7 @@ const nlohmann::json WCDMA = {{"model", "LE910-EU V2"},
 
 }  // namespace
 
-TEST_F(StatusFile, ConnectedLteModem_ReadsWordForWordInBothFilesOfSlotOne) {
+TEST_F(StatusFile, ConnectedLteModem_GivesTheRecordedTextInBothFilesOfSlotOne) {
     startConnected(nlohmann::json::object(), "1");
     write();
     const std::string text = withoutTime(SLOT_FILE_1);
@@ -115,7 +115,7 @@ TEST_F(StatusFile, ConnectedLteModem_ReadsWordForWordInBothFilesOfSlotOne) {
     expectStored(SLOT_FILE_1);
 }
 
-TEST_F(StatusFile, ConnectedWcdmaModem_ReadsWordForWordInTheFileOfSlotTwo) {
+TEST_F(StatusFile, ConnectedWcdmaModem_GivesTheRecordedTextInTheFileOfSlotTwo) {
     startConnected(WCDMA, "2");
     write();
     expectRecorded("status_file/wcdma.status", withoutTime(SLOT_FILE_2));
@@ -146,7 +146,7 @@ TEST_F(StatusFile, LastFileBeforeTheEnd_EmptiesEveryContextAndForgetsTheNetwork)
           "_SIM_APN_CURRENT=", "_CARRIER=Unknown", "_CREG_REGISTERED=0", "_QMI_STATE=Unknown",
           "_QMI_CALL_TIME=0", "_QMI_CALL_FORMAT_TIME=N/A", "_SMS_RECV=7", "_SIM_STATUS=Unknown"})
         EXPECT_NE(text.find(std::string("\nCELLMODEM1") + line + "\n"), std::string::npos) << line;
-    // What is left behind when the files are gone.
+    // What remains after the files are removed.
     cleanup();
     for (const char* path :
          {SLOT_FILE_1, PLAIN_FILE, "/var/log/wireless.mdn", "/var/log/wireless.serialno"})
@@ -191,7 +191,7 @@ TEST_F(StatusFile, FullContextAndActiveSetLists_HaveALineForEach) {
         device.modem.context_list[i].s_cid = std::to_string(i + 1);
         device.modem.context_list[i].s_apn = "a" + std::to_string(i);
     }
-    device.network.i_active_set_count = 1000000;  // more than there can be
+    device.network.i_active_set_count = 1000000;  // more than possible
     write();
     EXPECT_EQ(stored("CELLMODEM1_SIM_CONT_APN14"), "15:a14");
     EXPECT_EQ(stored("CELLMODEM1_ACT5_PSC"), "0");
@@ -208,7 +208,7 @@ TEST_F(StatusFile, Readers_NeverSeeHalfAFile) {
     const std::string old = readFile(SLOT_FILE_1);
     device.modem.s_model = "another model";
     write();
-    // Whoever had the old file open still reads all of it; the name leads to a new one.
+    // A program with the old file open still reads all of it; the name points to the new file.
     std::string text(static_cast<size_t>(before.st_size) + 1, '\0');
     EXPECT_EQ(read(reader, text.data(), text.size()), before.st_size);
     text.resize(static_cast<size_t>(before.st_size));
@@ -224,14 +224,14 @@ TEST_F(StatusFile, FolderThatCannotBeWritten_DoesNotKeepTheStoreFromBeingFilled)
     const std::string blocked = std::string(SLOT_FILE_1) + "/full";
     ASSERT_EQ(mkdir(SLOT_FILE_1, 0700), 0);
     writeFile(blocked, "x");
-    device.modem.s_model = "told by the store";
+    device.modem.s_model = "value from the store";
     write();
-    EXPECT_EQ(stored("CELLMODEM1_MODEL"), "told by the store");
-    EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_MODEL=told by the store\n"),
+    EXPECT_EQ(stored("CELLMODEM1_MODEL"), "value from the store");
+    EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_MODEL=value from the store\n"),
               std::string::npos);
 }
 
-TEST_F(StatusFile, ForcedWrite_StartsTheTwoSecondsAnew) {
+TEST_F(StatusFile, ForcedWrite_RestartsTheTwoSeconds) {
     start();
     writeOutStatusFiles(device, config, true);
     passSeconds(1);

@@ -31,7 +31,7 @@ std::string valueOf(const tStatusList& list, const std::string& key) {
 
 }  // namespace
 
-TEST_F(Status, Keys_StandInTheirOrder) {
+TEST_F(Status, Keys_AreInTheirOrder) {
     std::string keys;
     for (const auto& [key, value] : buildStatusList(device, config, 0, 0))
         keys += key + "\n";
@@ -126,7 +126,7 @@ TEST_F(Status, LteCellOfANewerModule_ShowsItsBandAndItsCell) {
         EXPECT_EQ(valueOf(list, key), value) << key;
 }
 
-TEST_F(Status, ActiveSet_HasThreeKeysACellBehindTheServingCell) {
+TEST_F(Status, ActiveSet_HasThreeKeysPerCellAfterTheServingCell) {
     device.network.i_active_set_count = 2;
     device.network.active_set[1] = {10564, 176, -1.5};
     const tStatusList list = buildStatusList(device, config, 0, 0);
@@ -174,7 +174,7 @@ TEST_F(Status, SlotOne_WritesBothFilesWithTheirPrefixes) {
     EXPECT_EQ(stored("CELLMODEM1#Device Properties:"), "(no such key)");
 }
 
-TEST_F(Status, SlotTwo_LeavesThePlainFileAlone) {
+TEST_F(Status, SlotTwo_DoesNotWriteThePlainFile) {
     start();
     useSlot("2");
     writeFile(PLAIN_FILE, "of slot 1");
@@ -210,7 +210,7 @@ TEST_F(Status, ControlCharactersInValues_ForgeNoLine) {
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
 }
 
-TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
+TEST_F(Status, ValueThatCannotBeStored_IsLoggedOnceAndNothingElseIsLost) {
     start();
     const auto write = [this] {
         inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
@@ -218,11 +218,11 @@ TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     const std::string message =
         "doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS";
     device.sim.s_outcome = std::string(5000, 'x');
-    device.network.s_network_name = "told all the same";
+    device.network.s_network_name = "stored nevertheless";
     write();
     write();
     EXPECT_EQ(logCount(message), 1u);
-    EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "told all the same");
+    EXPECT_EQ(stored("CELLMODEM1_CARRIER"), "stored nevertheless");
     EXPECT_NE(readFile(PLAIN_FILE).find("\nCELLMODEM_SIM_EXTENDED_STATUS=xxx"), std::string::npos);
     device.sim.s_outcome.clear();
     write();
@@ -231,8 +231,9 @@ TEST_F(Status, ValueThatCannotBeStored_IsToldOnceAndNothingElseIsLost) {
     EXPECT_EQ(logCount(message), 2u);
 }
 
-// A store that other programs have filled: what still fits is stored, and what does not is named.
-TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
+// A store that other programs have filled: values that still fit are stored, the others are named
+// in the log.
+TEST_F(Status, FullStore_StoresWhatFitsAndLogsTheRest) {
     start();
     const auto write = [this] {
         inPass(eWORK_STATUS, [this] { doWriteOutStatusFiles(device, config); });
@@ -253,7 +254,7 @@ TEST_F(Status, FullStore_TakesWhatFitsAndNamesTheRest) {
         logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1_SIM_EXTENDED_STATUS"), 1u);
     EXPECT_EQ(logCount("doWriteOutStatusFiles(): Error writing SKVS CELLMODEM1"), 0u);
 
-    // Another key that fails later is named then.
+    // A key that fails later is named then.
     device.modem.s_firmware_version = std::string(4000, 'x');
     write();
     write();

@@ -25,7 +25,7 @@ class StatusLed : public cFlowFixture {
     }
     eGeneralErrors update() { return updateRegStatLed(handle(), device.network); }
 
-    // A packet over the loopback interface, so that its counters move.
+    // A packet over the loopback interface, so that its counters change.
     static void sendPacket() {
         const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_in address{};
@@ -36,7 +36,7 @@ class StatusLed : public cFlowFixture {
         close(fd);
     }
 
-    // The loopback interface of this test's own network.
+    // The loopback interface of this test's private network.
     static void setLoopback(bool up) {
         const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         ifreq request{};
@@ -75,7 +75,7 @@ TEST_F(StatusLed, TrafficOnAnInterfaceThatIsDown_BlinksFastToo) {
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,1,1", "AT#SLED=3,10,30"}));
 }
 
-TEST_F(StatusLed, DeniedModem_ShowsThatAlsoWithTraffic) {
+TEST_F(StatusLed, DeniedModem_ShowsItsLedAlsoWithTraffic) {
     startRegisteredOn("lo");
     device.network.b_registered = false;
     device.network.i_reg_state = eREG_DENIED;
@@ -104,13 +104,13 @@ TEST_F(StatusLed, Choice_IsTraced) {
     EXPECT_EQ(logCount("DEBUG: updateRegStatLed(): Set STAT_LED REG_DENIED"), 1u);
 }
 
-TEST_F(StatusLed, InterfaceNameBeyondAllBounds_IsNoInterface) {
+TEST_F(StatusLed, OverlongInterfaceName_IsNoInterface) {
     startRegisteredOn(std::string(5000, 'x'));
     EXPECT_EQ(update(), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=3,10,30"}));
 }
 
-TEST_F(StatusLed, Saving_HasAResultOfItsOwn) {
+TEST_F(StatusLed, Saving_HasItsOwnResult) {
     start();
     fault("AT#SLEDSAV", "silence");
     EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -198,7 +198,7 @@ TEST_F(StatusLed, FactoryTestMode_NeedsANumberAboveZero) {
 }
 
 TEST_F(StatusLed, FactoryTestMode_NeedsDigitsAlone) {
-    // The store outlives a test.
+    // The store survives a test.
     for (const char* value : {"0", " 1", "1 ", "0x1", "1\n", "+1", "00"}) {
         skvs_set("FC_TESTMODE", value);
         EXPECT_FALSE(getDeviceTestMode()) << value;

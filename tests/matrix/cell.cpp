@@ -34,8 +34,8 @@ constexpr const char* PUK_FILE = "/etc/vuk/cellular_puk.1";
 
 constexpr int STATUS_ENDED = 2;
 constexpr int STATUS_RESET = 3;
-// Each reset follows ten errors, a pass of half a second each, or more; a modem takes seconds to
-// come back.
+// A reset comes after at least ten errors, each in a pass of half a second; a modem takes seconds
+// to come back.
 constexpr int STARTS_MAX = 4;
 constexpr int STARTS_OF_LASTING_MAX = 8;
 constexpr uint64_t RESTART_AFTER_MS = 5000;  // as a service manager does
@@ -96,7 +96,7 @@ int openDescriptors() {
         (void)entry;
         ++count;
     }
-    return count - 1;  // the listing's own
+    return count - 1;  // without the descriptor of the listing
 }
 
 bool isPublishedConnected() {
@@ -132,7 +132,7 @@ std::string publishedState() {
     return state;
 }
 
-// Runs one day: what happens when, and when it is over.
+// Runs one day: its events, and when it is over.
 class cDay {
   public:
     explicit cDay(const sCell& cell)
@@ -169,7 +169,7 @@ class cDay {
     void makeTranscript();
     bool startAgain(int status);
 
-    // An action that is due once, so long after a moment.
+    // Whether an action is due: once, afterMs after sinceMs.
     bool isDue(size_t event, uint64_t sinceMs, uint64_t afterMs) {
         if (m_done.size() <= event) m_done.resize(event + 1);
         if (m_done[event] || m_modem.nowMs() < sinceMs + afterMs) return false;
@@ -180,9 +180,9 @@ class cDay {
     cFaultyModem m_modem;
     sOutcome m_outcome;
     std::vector<bool> m_done;
-    size_t m_looked = 0;         // of the commands sent
+    size_t m_looked = 0;         // how many of the sent commands were checked
     uint64_t m_connectedMs = 0;  // first time, 0 not yet
-    int m_goodChecks = 0;        // of the session since the fault, and since the last start
+    int m_goodChecks = 0;        // good checks of the session since the fault and the last start
     uint64_t m_firstGoodMs = 0;
     uint64_t m_recoveredMs = 0;
     bool m_ended = false;
@@ -209,13 +209,13 @@ void cDay::takeTurn() {
     }
 }
 
-// A fault that is to meet the daemon on its way out waits for the end of a healthy day.
+// A fault for the daemon's exit waits for the end of a healthy day.
 bool cDay::isFaultAwaited() const {
     return m_cell.faulty && (!m_cell.whileEnding || m_endedOnce);
 }
 
-// A session counts once the daemon has found it good in so many passes that nothing of the fault is
-// left: four passes with too many errors behind it end with a reset of the modem.
+// A session counts once the daemon has found it good in enough passes to exclude an effect of the
+// fault: after too many errors, four more passes end with a reset of the modem.
 void cDay::lookAtSession() {
     constexpr int GOOD_CHECKS = 6;
     const std::vector<sSent>& sent = m_modem.sent();
@@ -251,8 +251,8 @@ void cDay::runMessages() {
         writeFile("/tmp/sms/send/long", "TO=+12025550124\nMSG=" + std::string(300, 'x') + "\n");
 }
 
-// A healthy day runs to its end. One with a fault ends when the session is back, but a fault among
-// the messages has to leave the messages whole.
+// A healthy day runs to its end. One with a fault ends when the session is back; after a fault in
+// the messages, all messages must also be complete.
 bool cDay::messagesDone() const {
     constexpr uint64_t LAST_MS = 32000;
     constexpr uint64_t AFTER_FAULT_MS = 16000;
@@ -275,7 +275,7 @@ void cDay::runTroubles() {
     if (has(eRESTART) && isDue(4, 0, 60000)) b_got_sigterm = true;
     if (has(ePOWER_CYCLE) && isDue(5, 0, 75000)) m_modem.powerCycle(3000);
     if (has(eRESTART) && isDue(6, 0, 85000)) b_got_sigterm = true;
-    // The right PIN, written once more, opens whatever the fault has left closed.
+    // The right PIN, written again, unlocks the SIM if the fault left it locked.
     if (m_cell.day == eDAY_PIN && m_modem.nowMs() > 100000 &&
         isDue(7, m_modem.faultEndMs(), 5000)) {
         m_goodChecks = 0;
@@ -287,7 +287,7 @@ void cDay::runTroubles() {
     if (!m_ended && isDue(9, 0, 400000)) end();
 }
 
-// True when the daemon is to be started again, as a service manager would.
+// True if the daemon is to be started again, as a service manager would.
 bool cDay::startAgain(int status) {
     m_outcome.statuses.push_back(status);
     const bool asked = b_got_sigterm;
@@ -340,11 +340,11 @@ void cDay::judgePin() {
 
 void cDay::judge() {
     m_outcome.delayMs = m_modem.longestDelayMs();
-    m_outcome.delayedBehind = printable(m_modem.delayedBehind(), 80);
+    m_outcome.delayedAfter = printable(m_modem.delayedAfter(), 80);
     const uint64_t delayMax =
         isUsual(m_cell.day) ? PAUSE_MAX_MS : PAUSE_MAX_MS + MODEM_READY_MAX_MS;
     if (m_outcome.delayMs > delayMax)
-        fail("a pause of " + std::to_string(m_outcome.delayMs) + " ms: " + m_outcome.delayedBehind);
+        fail("a pause of " + std::to_string(m_outcome.delayMs) + " ms: " + m_outcome.delayedAfter);
     for (const auto& [pin, count] : m_modem.wrongPins())
         m_outcome.wrongPins = std::max(m_outcome.wrongPins, count);
     m_outcome.wrongPuks = m_modem.wrongPuks();
@@ -357,8 +357,8 @@ void cDay::judge() {
     if (m_cell.healthy) judgeInterjected();
 }
 
-// The same commands in the same order, each as soon after the one before as on the healthy day,
-// each answer read to its end before the next command, and the same published at the end.
+// Expects the same commands in the same order and with the same pauses as on the healthy day, each
+// answer read to its end before the next command, and the same published values at the end.
 void cDay::judgeInterjected() {
     m_outcome.interjections = m_modem.interjections();
     if (m_outcome.interjections == 0) fail("nothing was interjected");
@@ -444,7 +444,7 @@ json toJson(const sOutcome& outcome) {
         sent.push_back({one.timeMs, static_cast<int>(one.port), one.command, one.body, one.ending});
     return {{"failures", outcome.failures},      {"statuses", outcome.statuses},
             {"recovery_ms", outcome.recoveryMs}, {"delay_ms", outcome.delayMs},
-            {"behind", outcome.delayedBehind},   {"descriptors", outcome.descriptors},
+            {"after", outcome.delayedAfter},     {"descriptors", outcome.descriptors},
             {"wrong_pins", outcome.wrongPins},   {"wrong_puks", outcome.wrongPuks},
             {"transcript", outcome.transcript},  {"sent", sent},
             {"published", outcome.published},    {"interjections", outcome.interjections},
@@ -457,7 +457,7 @@ sOutcome outcomeFromJson(const json& json) {
     json.at("statuses").get_to(outcome.statuses);
     json.at("recovery_ms").get_to(outcome.recoveryMs);
     json.at("delay_ms").get_to(outcome.delayMs);
-    json.at("behind").get_to(outcome.delayedBehind);
+    json.at("after").get_to(outcome.delayedAfter);
     json.at("descriptors").get_to(outcome.descriptors);
     json.at("wrong_pins").get_to(outcome.wrongPins);
     json.at("wrong_puks").get_to(outcome.wrongPuks);

@@ -9,18 +9,18 @@
 
 #include "tests/matrix/faulty_modem.h"
 
-// A day in the life of a gateway: how the modem starts, what lies in the files, what happens.
+// A day of a gateway: how the modem starts, what is in the files, what happens.
 enum eDay {
     eDAY_USUAL,          // bring-up, session, positions, messages in and out
-    eDAY_GPS_OFF,        // the same, with a receiver that has to be switched on first
-    eDAY_PIN,            // the SIM wants the PIN that the file holds
-    eDAY_WRONG_PIN,      // ... another than the file holds
-    eDAY_WRONG_OLD_PIN,  // the PIN is to be changed, and the one in the file is wrong
-    eDAY_WRONG_PIN_OFF,  // the lock is to be switched off, and the PIN in the file is wrong
-    eDAY_WRONG_PUK,      // the SIM wants another PUK than the file holds
+    eDAY_GPS_OFF,        // the same, with a receiver that must be enabled first
+    eDAY_PIN,            // the file contains the right PIN
+    eDAY_WRONG_PIN,      // the file contains a wrong PIN
+    eDAY_WRONG_OLD_PIN,  // a request to change the PIN, but the PIN in the file is wrong
+    eDAY_WRONG_PIN_OFF,  // a request to disable the lock, but the PIN in the file is wrong
+    eDAY_WRONG_PUK,      // the file contains a wrong PUK
 };
 
-// What befalls the modem and the daemon on the days with a PIN, beside the fault.
+// What else happens to modem and daemon on the days with a PIN.
 enum eTrouble {
     eNO_TROUBLE,
     ePOWER_CYCLE,
@@ -37,8 +37,8 @@ struct sCell {
     eDay day = eDAY_USUAL;
     eTrouble trouble = eNO_TROUBLE;
     bool faulty = false;
-    bool whileEnding = false;  // the fault meets the daemon on its way out; it is started once more
-    // Unsolicited lines beside the answers: the day has to be as the healthy one.
+    bool whileEnding = false;  // the fault hits the daemon's exit; then it is started once more
+    // With unsolicited lines beside the answers the day must be like the healthy one.
     std::shared_ptr<const sOutcome> healthy;
     sFaultPlan plan;
     uint64_t latencyMs = 0;
@@ -48,28 +48,28 @@ struct sCell {
 
 struct sOutcome {
     std::vector<std::string> failures;  // empty: passed
-    std::vector<int> statuses;          // with which the daemon left, the last one on request
+    std::vector<int> statuses;          // exit statuses of the daemon, the last one on request
     uint64_t recoveryMs = 0;            // from the end of the fault until CONNECTED
-    uint64_t delayMs = 0;               // the longest beyond what the commands may take
-    std::string delayedBehind;
+    uint64_t delayMs = 0;               // longest time that a command took beyond its limit
+    std::string delayedAfter;
     int descriptors = 0;
-    int wrongPins = 0;  // attempts with the same one, of the one that was tried most
+    int wrongPins = 0;  // attempts with the wrong PIN that was tried most often
     int wrongPuks = 0;
     std::string transcript;
     std::vector<sSent> sent;
     std::string published;     // status and messages at the end of the day
     size_t interjections = 0;  // unsolicited lines beside answers
-    uint64_t excessMs = 0;     // the longest that a command came later than on the healthy day
+    uint64_t excessMs = 0;     // longest delay of a command compared with the healthy day
 };
 
-// Runs the daemon through the day of a cell. Meant for a process of its own: it takes the process's
-// view of the file system, its clock and its state.
+// Runs the daemon through the day of a cell. Meant for a process of its own, because it changes the
+// process's view of the file system, its clock and its state.
 sOutcome runCell(const sCell& cell);
 
 nlohmann::json toJson(const sOutcome& outcome);
 sOutcome outcomeFromJson(const nlohmann::json& json);
 
-// Bytes as they can be shown.
+// The bytes in printable form.
 std::string printable(const std::string& bytes, size_t most);
 
 #endif

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr uint64_t POLL_MS = 10;  // the daemon's own, by which an answer may be seen later
+constexpr uint64_t POLL_MS = 10;  // of the daemon; an answer may be read this much later
 
 using tStep = std::pair<std::string, std::string>;
 
@@ -15,7 +15,7 @@ std::string nameOf(const sSent& one) {
     return (one.port == eGPS_PORT ? "gps:" : "") + commandClass(one.command);
 }
 
-// A line that comes after an answer holds up the one behind it.
+// A line that comes after an answer delays the next one.
 uint64_t apartMs(const std::vector<sSent>& sent, size_t at) {
     return sent[at].apartMs + (at > 0 ? sent[at - 1].apartMs : 0);
 }
@@ -24,7 +24,7 @@ uint64_t pauseBefore(const std::vector<sSent>& sent, size_t at) {
     return sent[at].timeMs - sent[at - 1].timeMs;
 }
 
-// The longest pauses of a day: between two commands, and after one whatever followed.
+// The longest pauses of a day: between two given commands, and after a command in general.
 struct sPauses {
     std::map<tStep, uint64_t> ofStep;
     std::map<std::string, uint64_t> after;
@@ -41,7 +41,7 @@ sPauses pausesOf(const std::vector<sSent>& sent) {
     return pauses;
 }
 
-// Where no answer took longer, the two days are the same to the millisecond.
+// If no answer took longer, the two days are the same to the millisecond.
 void compareSame(const std::vector<sSent>& healthy, const std::vector<sSent>& sent,
                  sDifference& difference) {
     for (size_t i = 0; i < std::max(healthy.size(), sent.size()); ++i) {
@@ -58,8 +58,8 @@ void compareSame(const std::vector<sSent>& healthy, const std::vector<sSent>& se
     }
 }
 
-// Where answers took longer, something that has its own time may come a pass earlier or later; a
-// command may follow another than before, but not itself.
+// If answers took longer, timed work may come a pass earlier or later; a command may then follow
+// another command than before, but not itself.
 void compareStep(const sPauses& pauses, const std::vector<sSent>& sent, size_t at,
                  sDifference& difference) {
     const tStep step = {nameOf(sent[at - 1]), nameOf(sent[at])};

@@ -9,11 +9,11 @@
 
 struct sDifference {
     std::vector<std::string> failures;
-    uint64_t excessMs = 0;  // the longest that a command came later than it ever did on that day
+    uint64_t excessMs = 0;  // longest delay of a command compared with that day
 };
 
 // How a day with unsolicited lines differs from the one without: other commands, or longer pauses
-// between them. What an answer was itself delayed by does not count.
+// between them. The delay of an answer itself does not count.
 sDifference differenceOf(const std::vector<sSent>& healthy, const std::vector<sSent>& sent);
 
 std::string firstDifference(const std::string& expected, const std::string& actual);

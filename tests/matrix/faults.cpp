@@ -65,14 +65,14 @@ std::string inserted(const std::string& text, const std::string& extra, size_t a
     return text.substr(0, at) + extra + text.substr(at);
 }
 
-// Instead of the answer, or anywhere in it, echo and ends included.
+// Garbage instead of the answer, or anywhere in it, including echo and line ends.
 std::string withGarbage(eFault fault, const std::string& whole, std::mt19937_64& random) {
     const std::string bytes = garbage(garbageSize(fault, random), random);
     if (below(4, random) == 0) return bytes;
     return inserted(whole, bytes, below(whole.size() + 1, random));
 }
 
-// Behind a line of the answer that is not its last.
+// The position after a line of the answer that is not its last.
 size_t insideOf(const sAnswer& answer) {
     const size_t lineEnd = answer.body.find("\r\n", 2);
     return answer.echo.size() + (lineEnd == std::string::npos ? 0 : lineEnd + 2);
@@ -88,10 +88,10 @@ std::string withUnsolicited(eFault fault, const sAnswer& answer, std::mt19937_64
 
 struct sInterjectionLine {
     const char* line;
-    std::vector<std::string> answersTo;  // commands whose answer may look like it
+    std::vector<std::string> answersTo;  // commands whose answer may look like the line
 };
 
-// ATI3 is answered by a word alone.
+// The answer to ATI3 is a single word.
 const sInterjectionLine INTERJECTIONS[] = {
     {"RING", {"ATI3"}},
     {"+CREG: 1", {}},
@@ -144,18 +144,18 @@ std::vector<sField> fieldsOf(const std::string& body) {
     return fields;
 }
 
-// In one field or in all of them: instead of it, or behind it.
+// In one field or in all of them: replacing it, or after it.
 std::string withShellText(const std::string& body, std::mt19937_64& random) {
     std::string text = body;
     const std::string extra = oneOf(SHELL_TEXTS, random);
     const std::vector<sField> fields = fieldsOf(body);
     if (fields.empty()) return "\r\n" + extra + body;
-    const bool behind = below(2, random) == 0;
+    const bool isAfter = below(2, random) == 0;
     const bool inAll = below(3, random) == 0;
     const size_t chosen = below(fields.size(), random);
     for (size_t i = fields.size(); i-- > 0;) {
         if (!inAll && i != chosen) continue;
-        if (behind)
+        if (isAfter)
             text.insert(fields[i].start + fields[i].length, extra);
         else
             text.replace(fields[i].start, fields[i].length, extra);
@@ -255,7 +255,7 @@ std::vector<std::string> interjectionsFor(eInterjectionPlace place, const std::s
     std::vector<std::string> lines;
     for (const sInterjectionLine& row : INTERJECTIONS) {
         const std::vector<std::string>& alike = row.answersTo;
-        // It is read together with the answer to the next command, whichever that is.
+        // It is read together with the answer to the next command.
         const bool isAlike = place == eAFTER_ANSWER_APART
                                  ? !alike.empty()
                                  : std::find(alike.begin(), alike.end(), command) != alike.end();

@@ -8,7 +8,7 @@
 // What can go wrong with the answer to one command.
 enum eFault {
     eSILENCE,
-    eANSWER_LOST,  // as silence, but the command took effect
+    eANSWER_LOST,  // as silence, but the command is executed
     eERROR,
     eCME_KNOWN,
     eCME_UNKNOWN,
@@ -25,12 +25,12 @@ enum eFault {
     eSHELL_TEXT,  // shell syntax in the fields of the answer
     eHANGUP,
     eHANGUP_LONG,
-    eMIXED,  // any of those above, for each command anew
-    // No fault: an unsolicited line beside the answer, which costs nothing.
+    eMIXED,  // any of those above, chosen for each command
+    // Not a fault: an unsolicited line beside the answer, which must cost nothing.
     eINTERJECTION,
 };
 
-// Where an unsolicited line stands; apart: in a read of its own.
+// The position of an unsolicited line; APART: in a read of its own.
 enum eInterjectionPlace {
     eBEFORE_ANSWER,
     eBEFORE_ANSWER_APART,
@@ -66,14 +66,14 @@ std::string spoiledAnswer(eFault fault, const sAnswer& answer, const std::string
                           std::mt19937_64& random);
 
 const std::vector<sInterjectionRow>& interjectionTable();
-// Unsolicited lines as modems send them. One that is no different from an answer to the command, or
-// to the one that reads it, is left out: the daemon cannot know better.
+// Unsolicited lines as modems send them. Lines that look like an answer to the command, or to the
+// command that reads them, are left out: the daemon cannot distinguish them.
 std::vector<std::string> interjectionsFor(eInterjectionPlace place, const std::string& command);
 
-// So long is the pause before a portion that is to be read by itself.
+// Pause before a portion that must be read by itself.
 constexpr uint64_t APART_MS = 20;
 
-// An answer with a line beside it, in portions.
+// An answer with an added line, in portions.
 std::vector<std::string> interjected(eInterjectionPlace place, const sAnswer& answer,
                                      const std::string& line);
 

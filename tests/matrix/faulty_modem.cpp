@@ -19,13 +19,13 @@ namespace {
 using nlohmann::json;
 
 constexpr size_t LINE_MAX_BYTES = 64 * 1024;
-constexpr uint64_t LATE_MAX_MS = 65000;  // where no command follows
+constexpr uint64_t LATE_MAX_MS = 65000;  // if no command follows
 constexpr uint64_t HANGUP_MS = 3000;
 constexpr uint64_t HANGUP_LONG_MS = 150000;  // beyond the two minutes that a port may be missing
 constexpr char ESC = '\x1b';
 constexpr char CTRL_Z = '\x1a';
 constexpr const char* ESCAPE = "+++";
-constexpr size_t TERMINAL_BYTES = 4000;  // it holds 4095 for its reader
+constexpr size_t TERMINAL_BYTES = 4000;  // a terminal buffers 4095 for its reader
 
 cFaultyModem* g_modem = nullptr;
 
@@ -41,7 +41,7 @@ timespec modemWallClock() {
     return g_modem->wallClock();
 }
 
-// Commands that make the SIM compare a PIN or a PUK with its own.
+// Commands with which the SIM checks a PIN or a PUK.
 bool triesSecret(const std::string& line) {
     return startsWith(line, "AT+CPIN=") || startsWith(line, "AT+CPWD=") ||
            startsWith(line, "AT+CLCK=\"SC\",0") || startsWith(line, "AT+CLCK=\"SC\",1");
@@ -55,7 +55,7 @@ std::string pinOf(const std::string& line) {
     return line.substr(start, line.find_first_not_of("0123456789", start) - start);
 }
 
-// A modem that refuses a message leaves its prompt.
+// A modem that refuses a message closes its prompt.
 bool refusesMessage(const sFaultRow& row, const std::string& line) {
     const bool refuses = row.fault == eERROR || row.fault == eCME_KNOWN ||
                          row.fault == eCME_UNKNOWN || row.fault == eCME_TEXT;
@@ -154,7 +154,7 @@ void cFaultyModem::take(eModemPort port, const std::string& bytes) {
         if (!portsPresent()) return;
         if (byte != '\r') {
             if (end.line.size() < LINE_MAX_BYTES) end.line += byte;
-            // It has no line end, and means something only where positions are sent.
+            // It has no line end, and has a meaning only on the GPS port.
             if (end.line != ESCAPE || port != eGPS_PORT) continue;
         }
         std::string line;
@@ -167,7 +167,7 @@ void cFaultyModem::takeLine(eModemPort port, const std::string& line, const std:
     sEnd& end = m_ends[port];
     noteDelay(line);
     noteShift(end, line);
-    emit(end, outputOf(port), 0);  // what the modem said by itself before
+    emit(end, outputOf(port), 0);  // earlier unsolicited output
     sSent sent;
     sent.timeMs = nowMs();
     sent.port = port;
@@ -238,7 +238,7 @@ const sFaultRow* cFaultyModem::faultOf(eModemPort port, const std::string& comma
     if (m_plan->oneIn > 1 && below(m_plan->oneIn, m_random) != 0) return nullptr;
     m_lastEffectMs = nowMs();
     if (m_plan->fault != eMIXED) return &faultRow(m_plan->fault);
-    // All but the mixture itself.
+    // Any row but the mixture itself.
     return &faultTable()[below(faultTable().size() - 1, m_random)];
 }
 
@@ -286,8 +286,8 @@ void cFaultyModem::interject(eModemPort port, sSent& sent, const std::string& wh
     ++m_interjections;
 }
 
-// Only the end of an answer may be unread when the next command comes, and nothing of it that is
-// final: what the daemon takes for the next answer would be the rest of this one.
+// When the next command comes, only the end of an answer may be unread, and no final code:
+// otherwise the daemon would take the rest of this answer for the next one.
 void cFaultyModem::noteShift(const sEnd& end, const std::string& command) {
     if (!end.flush.open() || end.answered == ESCAPE) return;
     const auto waiting = static_cast<uint64_t>(waitingBytes(end.flush.get()));
@@ -303,8 +303,8 @@ void cFaultyModem::emit(sEnd& end, const std::string& bytes, uint64_t delayMs) {
     end.emitted += bytes.size();
 }
 
-// No more than the terminal holds for its reader, so that nothing is on its way when this returns:
-// a day is the same whenever it is repeated.
+// Writes no more than the terminal buffers, so that nothing is under way when this returns and
+// every repetition of a day is the same.
 void cFaultyModem::deliver(sEnd& end) {
     if (!end.pty.present()) return;
     const int before = waitingBytes(end.flush.get());
@@ -334,7 +334,7 @@ void cFaultyModem::noteDelay(const std::string& command) {
     const uint64_t allowed = answerWaitMs(before);
     if (!m_wasAway && passed > allowed && passed - allowed > m_longestDelayMs) {
         m_longestDelayMs = passed - allowed;
-        m_delayedBehind = before + " -> " + command;
+        m_delayedAfter = before + " -> " + command;
     }
     m_lastSentMs = nowMs();
     m_wasAway = false;

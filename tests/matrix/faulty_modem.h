@@ -19,39 +19,39 @@
 
 enum eModemPort : size_t { eAT_PORT, eGPS_PORT };
 
-// What a line is to a fault: each message at a prompt has a number of its own.
+// The class of a line that faults refer to: each message at a prompt has a number of its own.
 std::string commandClass(const std::string& line);
 
-// A command as the daemon sent it, and what it was answered.
+// A command as the daemon sent it, and its answer.
 struct sSent {
     uint64_t timeMs = 0;
     eModemPort port = eAT_PORT;
     std::string command;
-    std::string body;     // as the modem gave it, without its echo
-    std::string arrived;  // what the daemon gets; only where a fault changed it
+    std::string body;     // the modem's answer without its echo
+    std::string arrived;  // what the daemon gets, if a fault changed it
     bool faulty = false;
     bool ending = false;   // the daemon was asked to end
-    uint64_t apartMs = 0;  // for what is interjected its answer took so much longer
+    uint64_t apartMs = 0;  // delay of its answer by interjected lines
 };
 
 // A fault of one command, or of all (command empty).
 struct sFaultPlan {
     eModemPort port = eAT_PORT;
     std::string command;
-    int occurrence = 0;    // so many are let through before
-    uint64_t fromMs = 0;   // none before
-    uint64_t lastsMs = 0;  // from the first one; 0: just that one
-    size_t oneIn = 1;      // of the commands that match
+    int occurrence = 0;    // number of matches before the fault begins
+    uint64_t fromMs = 0;   // no fault before this time
+    uint64_t lastsMs = 0;  // duration from the first fault; 0: only that one
+    size_t oneIn = 1;      // the fault hits one in so many matching commands
     eFault fault = eSILENCE;
     uint64_t seed = 0;
     std::shared_ptr<const std::vector<std::string>> others;  // answers to other commands
-    // Of eINTERJECTION. Without a line each command gets the next one that it may get.
+    // For eINTERJECTION. Without a line each command gets the next one that is possible for it.
     eInterjectionPlace place = eBEFORE_ANSWER;
     std::string line;
 };
 
-// The simulated modem on two terminals, on a clock of its own that only the daemon's sleeps move
-// forward, with faults between it and the daemon. One at a time.
+// The simulated modem on two terminals, with faults between it and the daemon. Its clock advances
+// only while the daemon sleeps. Only one object at a time.
 class cFaultyModem {
   public:
     cFaultyModem(const nlohmann::json& scenario, const std::string& atPath,
@@ -61,7 +61,7 @@ class cFaultyModem {
     cFaultyModem& operator=(const cFaultyModem&) = delete;
 
     void plan(const sFaultPlan& fault) { m_plan = fault; }
-    // Before each answer; 0 at first.
+    // Delay before each answer; 0 at first.
     void setLatency(uint64_t latencyMs) { m_latencyMs = latencyMs; }
     void noteEnding() { m_ending = true; }
     void noteStart() {
@@ -74,27 +74,27 @@ class cFaultyModem {
     timespec wallClock() const;
 
     bool portsPresent() const { return m_modem.portsPresent(); }
-    // Throws when the modem refuses it.
+    // Throws if the modem refuses the order.
     nlohmann::json order(const nlohmann::json& request);
-    // Fails without a word in a modem that is away.
+    // Does nothing if the modem is away.
     void powerCycle(uint64_t awayMs) { order({{"op", "restart"}, {"away_ms", awayMs}}); }
 
     const std::vector<sSent>& sent() const { return m_sent; }
     const std::vector<std::string>& problems() const { return m_modem.problems(); }
     bool faultBegan() const { return m_firstHitMs.has_value(); }
-    // Nothing of the fault can come any more.
+    // The fault cannot have any further effect.
     bool isFaultOver() const;
     uint64_t faultEndMs() const { return m_lastEffectMs; }
-    // Attempts that the SIM counted as wrong: with each PIN, with a PUK.
+    // Attempts that the SIM counted as wrong, for each PIN, and for the PUK.
     const std::map<std::string, int>& wrongPins() const { return m_wrongPins; }
     int wrongPuks() const { return m_wrongPuks; }
-    // The longest time without a command beyond what its predecessor may take, while the ports were
-    // there all the time; and the predecessor.
+    // The longest time that a command came later than its predecessor may take, with the ports
+    // present all the time; and the predecessor.
     uint64_t longestDelayMs() const { return m_longestDelayMs; }
-    const std::string& delayedBehind() const { return m_delayedBehind; }
-    // Commands that the daemon sent while it had not yet read the whole answer to the one before.
+    const std::string& delayedAfter() const { return m_delayedAfter; }
+    // Commands that the daemon sent before it had read the whole answer to the previous one.
     const std::vector<std::string>& shifted() const { return m_shifted; }
-    // So many lines were interjected.
+    // How many lines were interjected.
     size_t interjections() const { return m_interjections; }
 
   private:
@@ -107,13 +107,13 @@ class cFaultyModem {
         le910sim::cPty pty;
         std::string link;
         le910sim::cDescriptor
-            flush;  // of the daemon's side: tells what waits there, and keeps it open
+            flush;  // of the daemon's side: shows what waits there, and keeps it open
         std::string line;
         std::string held;  // of a late answer
         uint64_t heldMs = 0;
         std::deque<sPortion> output;
-        // In bytes since the port appeared: what was put out, what of it went into the terminal,
-        // and where the last answer ends.
+        // In bytes since the port appeared: what was sent, how much of it is in the terminal, and
+        // where the last answer ends.
         uint64_t emitted = 0;
         uint64_t delivered = 0;
         uint64_t answerEnd = 0;
@@ -155,7 +155,7 @@ class cFaultyModem {
     uint64_t m_lastSentMs = 0;
     bool m_wasAway = true;  // since the last command
     uint64_t m_longestDelayMs = 0;
-    std::string m_delayedBehind;
+    std::string m_delayedAfter;
     std::vector<std::string> m_shifted;
     size_t m_interjections = 0;
 };

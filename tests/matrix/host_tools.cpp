@@ -9,8 +9,8 @@ std::function<void()> g_powerCycle;
 std::vector<std::string> g_refused;
 std::string g_failing;  // start of the commands that fail
 
-// What an address may look like: nothing else of the network's own text gets into a command line.
-// One that the network did not give is empty, which the script knows.
+// The permitted forms of an address: no other text of the network may get into a command line. An
+// address that the network did not assign is empty; the script accepts that.
 const char* const FORMS[] = {
     R"(setup_cellint\.sh -i wwan0 --down  &>/dev/null)",
     R"(setup_cellint\.sh -i wwan0 --up ( --debug )?( --ptp )?( --defaultroute )? -m \d+)"
@@ -54,7 +54,7 @@ void failHostTool(const std::string& start) {
 
 extern "C" int __wrap_system(const char* command);
 
-// Linked in the place of system().
+// Replaces system() at link time.
 extern "C" int __wrap_system(const char* command) {
     constexpr int NOT_FOUND = 127 << 8;
     const std::string line = command;

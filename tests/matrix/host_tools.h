@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-// The host tools that the daemon runs: its system() ends here. A command line that is not exactly
-// of the form of a healthy day is noted as refused, and nothing is run; mv moves its file;
-// ResetCellular is passed on; everything else only succeeds.
+// The host tools: replaces the daemon's system(). A command line that does not have exactly the
+// form of a healthy day is recorded as refused and not run; mv moves its file; ResetCellular is
+// passed on; everything else succeeds without an effect.
 void onPowerCycle(std::function<void()> action);
 const std::vector<std::string>& refusedCommandLines();
-// Commands that begin so fail from now on.
+// Commands that begin with start fail from now on.
 void failHostTool(const std::string& start);
 
 #endif

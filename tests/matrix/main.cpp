@@ -10,7 +10,7 @@
 #include "tests/matrix/matrix.h"
 #include "tests/matrix/pool.h"
 
-// The fault matrix: the daemon through days in which one command, or many, go wrong.
+// The fault matrix: runs the daemon through days in which one or many commands fail.
 
 namespace {
 
@@ -49,7 +49,7 @@ uint64_t number(const std::string& option, const char* text) {
     return strtoull(text, nullptr, 10);
 }
 
-// True when the option took the value behind it.
+// True if the option consumed the value after it.
 bool takeOption(sOptions& options, const std::string& name, const char* value) {
     if (name == "--list") return !(options.list = true);
     if (name == "--verbose") return !(options.verbose = true);
@@ -85,7 +85,7 @@ sOptions readOptions(int argc, char** argv) {
     return options;
 }
 
-// A day without a fault: the list of commands, and what is normal.
+// A day without a fault: gives the list of commands and the normal values.
 sOutcome healthyDay(eDay day, unsigned limitS) {
     sCell cell;
     cell.name = "a healthy day";
@@ -162,7 +162,7 @@ void take(sReport& report, const sCell& cell, const sOutcome& outcome, const sOp
     }
     if (outcome.delayMs > report.delayMs) {
         report.delayMs = outcome.delayMs;
-        report.delayed = cell.name + ": " + outcome.delayedBehind;
+        report.delayed = cell.name + ": " + outcome.delayedAfter;
     }
     report.interjections += outcome.interjections;
     report.excessMs = std::max(report.excessMs, outcome.excessMs);
@@ -181,7 +181,7 @@ void take(sReport& report, const sCell& cell, const sOutcome& outcome, const sOp
     fflush(stdout);
 }
 
-void tell(const sReport& report, size_t all) {
+void printReport(const sReport& report, size_t all) {
     printf("longest from the end of a fault to CONNECTED: %llu ms (%s)\n",
            static_cast<unsigned long long>(report.recoveryMs), report.slowest.c_str());
     printf("longest pause between two commands beyond the wait for the answer: %llu ms (%s)\n",
@@ -214,6 +214,6 @@ int main(int argc, char** argv) {
     runCells(cells, options.jobs, options.limitS, [&](const sCell& cell, const sOutcome& outcome) {
         take(report, cell, outcome, options);
     });
-    tell(report, cells.size());
+    printReport(report, cells.size());
     return report.failed == 0 ? 0 : 1;
 }

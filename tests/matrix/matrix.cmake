@@ -7,8 +7,8 @@ add_executable(fault_matrix matrix/main.cpp)
 target_link_libraries(fault_matrix PRIVATE cellslot_matrix)
 target_link_options(fault_matrix PRIVATE -Wl,--wrap=system)
 
-# cellslot_add_matrix_test(<name> <arguments>...): a sample drawn by a seed that it prints. The cells
-# use both cores.
+# cellslot_add_matrix_test(<name> <arguments>...): a random sample; it prints its seed. The cells use
+# both cores.
 function(cellslot_add_matrix_test name)
     add_test(NAME matrix.${name}
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}

@@ -17,8 +17,8 @@ constexpr uint64_t SLOW_MODEM_MS = 30;
 constexpr int MIXTURES = 60;
 constexpr int OCCURRENCES = 3;
 
-// After a failed start of the session the daemon waits 30 s; then a bring-up of its own time, a
-// pass, and once again what a message at its prompt may take.
+// After a failed start of the session the daemon waits 30 s; then come a bring-up, a pass, and
+// again the time that a message at its prompt may take.
 constexpr uint64_t RECOVERY_MAX_MS = 30000 + 61000 + 30000;
 
 struct sTarget {
@@ -40,12 +40,12 @@ std::shared_ptr<const std::vector<std::string>> bodiesOf(const std::vector<sSent
     return std::make_shared<const std::vector<std::string>>(bodies.begin(), bodies.end());
 }
 
-// Where a pass begins: it asks an open port with AT.
+// A pass begins with AT to an open port.
 bool beginsPass(const sSent& one) {
     return one.port == eAT_PORT && one.command == "AT";
 }
 
-// Every command of every pass whose list of commands was not seen before: a day repeats itself.
+// Every command of every pass with a new list of commands: a day has many equal passes.
 std::vector<sTarget> targetsOf(const std::vector<sSent>& sent) {
     std::vector<sTarget> targets;
     std::map<std::pair<eModemPort, std::string>, int> occurrences;
@@ -122,7 +122,7 @@ std::vector<sCell> usualCells(const sOutcome& healthy, uint64_t seed) {
                 if (row.fault == eMIXED || (lasting && row.fault == eHANGUP_LONG)) continue;
                 cells.push_back(cellOf(target, row, lasting, seed));
                 cells.back().plan.others = others;
-                // A slow modem's day is over after fewer commands.
+                // The day of a slow modem has fewer commands.
                 if (row.fault != eLATE || target.ending) continue;
                 cells.push_back(cells.back());
                 cells.back().name += "/slow";
@@ -156,7 +156,7 @@ std::vector<sCell> pinCells(eDay day, const sOutcome& healthy, uint64_t seed) {
                                                       {eDAY_WRONG_PIN_OFF, "wrong-pin-off"},
                                                       {eDAY_WRONG_PUK, "wrong-puk"}};
     std::vector<sCell> cells = usualCells(healthy, seed);
-    // A repetition of the day's polls tells nothing new about a PIN.
+    // Repeated polls show nothing new about a PIN.
     cells.erase(std::remove_if(cells.begin(), cells.end(),
                                [](const sCell& cell) {
                                    return cell.whileEnding || cell.plan.occurrence > OCCURRENCES;
@@ -164,7 +164,8 @@ std::vector<sCell> pinCells(eDay day, const sOutcome& healthy, uint64_t seed) {
                 cells.end());
     size_t number = 0;
     for (sCell& cell : cells) {
-        // Which trouble comes with which fault changes from cell to cell; all of them come most.
+        // The trouble that accompanies a fault changes from cell to cell; "all" is the most
+        // frequent.
         static const eTrouble TROUBLES[] = {eALL_TROUBLE, ePOWER_CYCLE, eALL_TROUBLE, eCARD_OUT,
                                             eALL_TROUBLE, ePORT_LOST,   eALL_TROUBLE, eRESTART};
         cell.day = day;
@@ -188,7 +189,7 @@ std::vector<sCell> interjectionCells(eDay day, const sOutcome& healthy, uint64_t
     for (const sInterjectionRow& row : interjectionTable()) {
         cell.plan.place = row.place;
         for (const sTarget& target : targetsOf(healthy.sent)) {
-            // What the other days share with the usual one is looked at there.
+            // What the other days share with the usual one is tested there.
             if (day == eDAY_GPS_OFF && target.port != eGPS_PORT) continue;
             if (day == eDAY_PIN && target.occurrence != 0) continue;
             const std::vector<std::string> lines = interjectionsFor(row.place, target.command);

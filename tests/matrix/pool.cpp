@@ -42,7 +42,7 @@ void writeAll(int fd, const std::string& text) {
     const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
     dup2(nowhere, STDOUT_FILENO);
     dup2(nowhere, STDIN_FILENO);
-    // Nothing of the other cells: descriptors are counted.
+    // Closes the descriptors of the other cells, because descriptors are counted.
     constexpr int RESULT = 3;
     dup2(result, RESULT);
     close_range(RESULT + 1, ~0U, 0);
@@ -97,7 +97,7 @@ sOutcome finishJob(const sJob& job) {
     return outcome;
 }
 
-// False once nothing more can come.
+// False when nothing more can come.
 bool readFrom(sJob& job) {
     char piece[65536];
     const ssize_t count = read(job.result.get(), piece, sizeof piece);

@@ -7,7 +7,7 @@ struct sWaitRow {
     uint64_t timeoutS;
 };
 
-// The first row that matches counts; what is not named here has a time-out of 0.
+// The first row that matches counts; other commands have a time-out of 0.
 const sWaitRow WAITS[] = {
     {"AT#CFVR", 2},    {"AT+COPN", 10},       {"AT#GPIO=2,2", 2}, {"AT#GPIO=2,", 10},
     {"AT#GPIO=1,", 2}, {"AT#SLED", 2},        {"AT+COPS=?", 0},   {"AT+COPS=", 2},

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The Debian package: what is in it (Contents), and its life on a fresh host (Life), where the daemon
-runs from it against the simulated modem. Run by scripts/test_package.sh, which makes what is named by
+"""The Debian package: its content (Contents), and its life on a fresh host (Life), where the daemon from
+the package runs against the simulated modem. Run by scripts/test_package.sh, which sets
 
     CELLSLOT_BIN        folder with le910sim
     CELLSLOT_HOST       folder with the host tools
@@ -27,7 +27,7 @@ PACKAGES = pathlib.Path(os.environ["CELLSLOT_PACKAGES"])
 ROOT = pathlib.Path(os.environ.get("CELLSLOT_ROOT", "/nonexistent"))
 UNIT = "lib/systemd/system/cellslotd@.service"
 TOOLS = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "slot-of-port", "timeout")
-# What dpkg and the libraries' cache keep for themselves.
+# Files of dpkg and of the libraries' cache.
 DPKG_OWN = re.compile(r"var/(lib/dpkg/|log/(dpkg|alternatives)\.log|cache/(ldconfig|debconf)/)|"
                       r"(dev|proc|sys)/|etc/ld\.so\.cache")
 
@@ -78,7 +78,7 @@ class Contents(unittest.TestCase):
                    if line.startswith("-") and "./etc/" in line]
         self.assertEqual(sorted(listed), sorted(shipped))
 
-    def test_overridesOfTheOperator_areLeftOutWhereTmpIsCleaned(self):
+    def test_overridesOfTheOperator_areKeptWhenTmpIsCleaned(self):
         rules = output("sh", "-c", f"dpkg-deb --fsys-tarfile {package('old')} |"
                                    " tar -xO ./usr/lib/tmpfiles.d/cellslot.conf")
         kept = [line.split()[1] for line in rules.splitlines() if line.startswith("x ")]
@@ -87,7 +87,7 @@ class Contents(unittest.TestCase):
             self.assertTrue(any(fnmatch.fnmatch(path, pattern) for pattern in kept), path)
 
     def extractedUnit(self):
-        """The unit in a folder of its own, its programs those of the package, where they lie."""
+        """The unit in a folder of its own, with the paths of the package's programs."""
         folder = pathlib.Path("/tmp/extracted")
         shutil.rmtree(folder, ignore_errors=True)
         output("dpkg-deb", "-x", str(package("old")), str(folder))
@@ -96,13 +96,13 @@ class Contents(unittest.TestCase):
         unit.write_text(text)
         return unit
 
-    def test_unit_isUnderstoodWhole(self):
+    def test_unit_isAcceptedCompletely(self):
         result = subprocess.run(["systemd-analyze", "verify", "--man=no", self.extractedUnit()],
                                 capture_output=True, text=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
 
     def test_unit_keepsItsSandbox(self):
-        # In tenths, as systemd-analyze counts exposure: a directive that is lost counts 1 to 5.
+        # In tenths, as systemd-analyze counts exposure: a missing directive counts 1 to 5.
         result = subprocess.run(["systemd-analyze", "security", "--offline=true", "--threshold=40",
                                  self.extractedUnit()], capture_output=True, text=True, check=False)
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
@@ -130,13 +130,13 @@ class Life(unittest.TestCase):
         target.unlink()
 
     def setUp(self):
-        # A mount of its own, so that it can be made read-only.
+        # A separate mount, so that it can be made read-only.
         subprocess.run(["mount", "--bind", ROOT, ROOT], check=True)
         for place in ("dev", "sys", "proc"):
             subprocess.run(["mount", "--rbind", f"/{place}", ROOT / place], check=True)
 
     def readUnit(self):
-        """The unit's lines by key, as a service manager would take them for slot 1."""
+        """The unit's lines by key, as a service manager would read them for slot 1."""
         lines = re.findall(r"(?m)^(\w+)=(.*)$", (ROOT / UNIT).read_text())
         unit = {}
         for key, value in lines:
@@ -150,14 +150,14 @@ class Life(unittest.TestCase):
         return shlex.split(line)
 
     def sandbox(self, unit):
-        """A shell script for a mount namespace of its own: what of the unit's sandbox can be had
+        """A shell script for a private mount namespace: the part of the unit's sandbox that works
         without a service manager, then the command."""
         steps = []
         if unit["ProtectSystem"] == ["strict"]:
             steps += ["mount -n -o remount,bind,ro /", "! touch /usr/written 2>/dev/null"]
             steps += [f"mount -n --bind {path} {path} && mount -n -o remount,bind,rw {path}"
                       for path in unit["ReadWritePaths"][0].replace("-", "").split()]
-        # Followed where it is a link, as /bin/sh is.
+        # A link, such as /bin/sh, is followed.
         steps += [f"mount -n --bind {pair.replace(':', ' ')}" for pair in unit["BindReadOnlyPaths"]]
         capabilities = unit["CapabilityBoundingSet"][0].lower().replace("cap_", "+").split()
         setpriv = f"setpriv --bounding-set -all,{','.join(capabilities)}"
@@ -186,7 +186,7 @@ class Life(unittest.TestCase):
             status = ROOT / "var/log/wireless.cardstats.1"
             waitUntil(lambda: "CELLMODEM1_QMI_STATE=CONNECTED" in status.read_text(), 10,
                       lambda: status.read_text())
-            # The package's own interface script did it, and the daemon saw its success.
+            # The package's interface script set the interface up, and the daemon saw its success.
             self.assertRegex(output("ip", "-4", "address", "show", "wwan0"),
                              r"inet 10\.64\.1\.\d+/24")
             self.assertIn("10.0.0.1", (ROOT / "etc/resolv.conf").read_text())
@@ -195,24 +195,24 @@ class Life(unittest.TestCase):
             self.stopDaemon(daemon)
 
     def checkCommand(self):
-        """The operator's command from the package, on the host as the package leaves it."""
+        """The operator's command from the package, on the installed host."""
         self.assertIn("Slot 1  CONNECTED", self.inRoot("cellslot", "status", "-p", "1"))
         self.assertEqual(self.inRoot("cellslot", "at", "AT+CGMI"), "Telit\nOK\n")
-        told = self.inRoot("sh", "-c", "cellslot doctor || true")
-        self.assertIn("ok      shell      /bin/sh understands &>\n", told)
-        self.assertIn("ok      tools      all are on the daemon's PATH\n", told)
+        printed = self.inRoot("sh", "-c", "cellslot doctor || true")
+        self.assertIn("ok      shell      /bin/sh understands &>\n", printed)
+        self.assertIn("ok      tools      all are on the daemon's PATH\n", printed)
         self.assertEqual(self.inRoot("readlink", "-f", "/bin/sh"), "/usr/bin/dash\n")
-        self.assertEqual([line for line in told.splitlines() if "BROKEN" in line], [], told)
+        self.assertEqual([line for line in printed.splitlines() if "BROKEN" in line], [], output)
 
     def checkReaders(self):
-        """Those who read the package's rules for devices and logs have nothing to complain of."""
-        told = self.inRoot("sh", "-c", "udevadm test /sys/class/net/lo 2>&1")
-        about = [line for line in told.splitlines() if "60-cellslot.rules" in line]
+        """The readers of the package's rules for devices and logs report no error."""
+        printed = self.inRoot("sh", "-c", "udevadm test /sys/class/net/lo 2>&1")
+        about = [line for line in printed.splitlines() if "60-cellslot.rules" in line]
         shutil.rmtree(ROOT / "run/udev")  # udevadm's notes
         self.assertEqual(about, ["Reading rules file: /usr/lib/udev/rules.d/60-cellslot.rules"])
-        told = self.inRoot("sh", "-c", "logrotate -d /etc/logrotate.d/cellslot 2>&1")
-        self.assertIn("rotating pattern: /var/log/cellslotd.log", told)
-        self.assertNotIn("error", told)
+        printed = self.inRoot("sh", "-c", "logrotate -d /etc/logrotate.d/cellslot 2>&1")
+        self.assertIn("rotating pattern: /var/log/cellslotd.log", printed)
+        self.assertNotIn("error", printed)
 
     def test_installRunUpgradeRemovePurge_nothingIsLeft(self):
         freshHost()
@@ -245,7 +245,7 @@ class Life(unittest.TestCase):
         self.assertIn("# ours", defaults.read_text())
         self.runToConnected()
 
-        # What an operator leaves behind, and a daemon that was killed.
+        # Files that an operator and a killed daemon leave.
         self.inRoot("sh", "-c", "cellslot data off -t 0 || true")
         self.inRoot("touch", "/etc/vuk/.cellslot-tmp-draft", "/var/log/.cellslot-tmp-draft")
         self.inRoot("mkdir", "/tmp/force_cell_con.2", "/tmp/.cellslot-tmp-folder")

@@ -30,7 +30,7 @@ void keep(const char* format, va_list arguments) {
 
 }  // namespace
 
-// These take the place of the C library's functions in a test program.
+// These replace the C library's functions in a test program.
 extern "C" void syslog(int, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

@@ -10,8 +10,7 @@
 const std::vector<std::string>& capturedLog();
 void clearCapturedLog();
 
-// Has something happen once, in the moment in which the program logs text: between two of its
-// steps.
+// Runs action once, at the moment when the program logs text: between two of its steps.
 void onLogged(const std::string& text, std::function<void()> action);
 
 // How many of the captured messages are exactly text, or contain it.

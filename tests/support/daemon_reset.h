@@ -1,7 +1,7 @@
 #ifndef TESTS_SUPPORT_DAEMON_RESET_H
 #define TESTS_SUPPORT_DAEMON_RESET_H
 
-// Forgets what the daemon keeps between calls, as in a process that has just started.
+// Resets what the daemon keeps between calls, as in a process that has just started.
 void resetDaemon();
 
 #endif

@@ -18,11 +18,11 @@ const char* const ERROR_REPLY = "\r\nERROR\r\n";
 
 namespace {
 
-// The clock does not begin at 0, so that a time that was never set shows.
+// The clock does not begin at 0, so that a time that was never set is noticed.
 constexpr uint64_t CLOCK_START_MS = 1000000;
 
-// The kernel hands on what is written to a terminal when it comes to it, and the clock of the tests
-// does not wait for that: so many turns after something passed are given so much real time.
+// The kernel passes on bytes of a terminal with a delay, and the fake clock does not wait for that.
+// So a few turns after a transfer get some real time.
 constexpr int TERMINAL_TURNS = 3;
 constexpr int TERMINAL_WAIT_MS = 50;
 
@@ -166,7 +166,7 @@ void cFakePort::deliver() {
     m_pieces.pop_front();
 }
 
-// The link takes only so much at once; the rest waits for the daemon to read.
+// The link accepts a limited amount at once; the rest waits until the daemon reads.
 void cFakePort::flush() {
     while (!m_out.empty() && m_modem != -1) {
         const ssize_t count = write(m_modem, m_out.data(), m_out.size());

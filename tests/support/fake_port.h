@@ -16,10 +16,10 @@ extern const char* const OK_REPLY;
 extern const char* const ERROR_REPLY;
 
 // The daemon's end of a modem port, with a scripted modem at the other end and a clock of its own.
-// While it lives, every sleep of the daemon lets that clock run, the timers' too, and gives the
-// modem its turn: it reads what the daemon wrote and writes what the script says. No threads and no
-// real time. The modem is strict: a command that the script does not expect fails the test, and so
-// does an answer that no command asked for.
+// While the object exists, every sleep of the daemon advances that clock and the timers, and then
+// the modem has its turn: it reads what the daemon wrote and writes what the script says. No
+// threads and no real time. The modem is strict: an unexpected command fails the test, and so does
+// an answer that no command used.
 class cFakePort {
   public:
     enum class eLink { SOCKET, TERMINAL };
@@ -33,17 +33,17 @@ class cFakePort {
     int& handle() { return m_handle; }
     const std::string& path() const { return m_path; }
 
-    // A modem echoes every command unless told otherwise.
+    // By default the modem echoes every command.
     void setEcho(bool echo) { m_echo = echo; }
 
-    // What the next command that has no answer yet gets, behind the echo. In pieces: one a wait.
+    // The answer to the next command without one, sent after the echo. In pieces: one per wait.
     cFakePort& answer(const std::string& text) { return answerInPieces({text}); }
     cFakePort& answerInPieces(std::vector<std::string> pieces);
     cFakePort& silence() { return answerInPieces({}); }
-    // The next command gets its answer only so much later.
+    // The next command gets its answer with this delay.
     cFakePort& answerLate(unsigned delayMs, const std::string& text);
 
-    // Sends something unasked, now or in the turn of a time to come.
+    // Sends unsolicited text, now or at a later time.
     void say(const std::string& text);
     void sayIn(unsigned delayMs, const std::string& text);
 
@@ -83,7 +83,7 @@ class cFakePort {
     int m_handle = -1;
     int m_modem = -1;
     std::string m_path;
-    int m_terminalTurns;  // that are still given time, on a terminal
+    int m_terminalTurns;  // turns that still get real time, on a terminal
     bool m_echo = true;
     std::deque<sAnswer> m_script;
     std::deque<sPiece> m_pieces;

@@ -22,12 +22,12 @@
 namespace {
 
 int removeEntry(const char* path, const struct stat*, int, FTW*) {
-    remove(path);  // a folder that holds another file system stays
+    remove(path);  // a folder that contains another file system stays
     return 0;
 }
 
-// The folders belong to this test alone: flow tests run in a namespace of their own. What is
-// mounted below them, such as the checkout, is another file system and not touched.
+// The folders belong to this test alone: flow tests run in a namespace of their own. File systems
+// mounted below them, such as the checkout, are not changed.
 void emptyFolder(const std::string& path) {
     constexpr int DESCRIPTORS = 16;
     std::filesystem::create_directories(path);
@@ -115,7 +115,7 @@ std::string cFlowFixture::trySetUp() {
 cFlowFixture::~cFlowFixture() = default;
 
 void cFlowFixture::start(const nlohmann::json& scenario, cSimulatedPort::eKind kind) {
-    m_port.reset();  // the one before gives the clock back
+    m_port.reset();  // the previous port restores the clock
     m_port = std::make_unique<cSimulatedPort>(scenario, kind);
     g_S_options.s_device = m_port->path();
     createTimers();
@@ -137,7 +137,7 @@ void cFlowFixture::fault(const std::string& command, const std::string& kind, in
     order(request);
 }
 
-void cFlowFixture::tell(const std::string& command) {
+void cFlowFixture::sendEarlier(const std::string& command) {
     port().modem().receiveAt(command + "\r", port().nowMs());
     port().modem().advance(port().nowMs());
     port().modem().takeAtOutput();

@@ -17,11 +17,11 @@
 using tCommands = std::vector<std::string>;
 
 // The state of a daemon for slot 1 that has just started, the simulated modem on its port, and host
-// tools that only record. A scenario states only what differs from a healthy modem. At the end the
-// modem must have understood every command.
+// tools that only record their calls. A scenario states only what differs from a healthy modem. At
+// the end the modem must have understood every command.
 // Before the first test of a program, a set-up and a poll of a healthy modem are compared with
-// set_up_commands.h. Where they differ the first test says which command, and no other runs: they
-// would all fail.
+// set_up_commands.h. If they differ, the first test names the command and no other test runs,
+// because all would fail.
 class cFlowFixture : public ::testing::Test {
   public:
     cFlowFixture();
@@ -38,15 +38,16 @@ class cFlowFixture : public ::testing::Test {
     cSimulatedPort& port() { return *m_port; }
     tCommands commands() { return m_port->takeCommands(); }
     void order(const nlohmann::json& request) { m_port->order(request); }
-    // A command that the modem has taken before: its answer is gone, and it is none of commands().
-    void tell(const std::string& command);
+    // A command that the modem received earlier: its answer is discarded, and commands() does not
+    // show it.
+    void sendEarlier(const std::string& command);
     // Lets seconds pass on the daemon's clock.
     void passSeconds(unsigned seconds) { m_port->pass(uint64_t{seconds} * 1000000); }
     // A fault for the next count commands that match exactly.
     void fault(const std::string& command, const std::string& kind, int number = 0, int count = 1);
     // A value of the store.
     static std::string stored(const std::string& key);
-    // The modem may meet commands that it does not understand.
+    // The modem may receive commands that it does not understand.
     void allowProblems() { m_problemsAllowed = true; }
 
     sDeviceInfo device;
@@ -61,7 +62,7 @@ class cFlowFixture : public ::testing::Test {
     bool m_problemsAllowed = false;
 };
 
-// Commands and lists of them in one list.
+// Joins commands and lists of them.
 inline void append(tCommands& list, const char* command) {
     list.emplace_back(command);
 }

@@ -73,7 +73,7 @@ void cGpsTerminal::pass(uint64_t microseconds) {
 }
 
 void cGpsTerminal::takeTurn() {
-    // Reading fetches what is still on its way inside the terminal.
+    // Reading also fetches what is still under way inside the terminal.
     const std::string bytes = readAll(m_modemEnd);
     note(bytes);
     if (!bytes.empty()) m_modem.receiveGps(bytes, nowMs());

@@ -8,9 +8,9 @@
 
 #include "le910sim/modem.h"
 
-// The GPS port of the simulated modem as a terminal that the daemon opens by its path, on a clock
-// of its own: whenever the daemon sleeps, the clock advances by as much and the modem gets its
-// turn. No threads, no real time.
+// The GPS port of the simulated modem as a terminal that the daemon opens by its path. Whenever the
+// daemon sleeps, the fake clock advances by that time and the modem has its turn. No threads, no
+// real time.
 class cGpsTerminal {
   public:
     explicit cGpsTerminal(const nlohmann::json& scenario = nlohmann::json::object());
@@ -24,14 +24,14 @@ class cGpsTerminal {
 
     // What the daemon sent since the last call: commands without their carriage return, and "+++".
     std::vector<std::string> takeSent();
-    // The sleeps since the last call that are no waits for an answer (those last 10 ms).
+    // The sleeps since the last call, without waits for an answer (those last 10 ms).
     std::vector<unsigned> takePausesUs();
-    // What the modem has sent and nobody has read yet.
+    // What the modem has sent and the daemon has not read.
     std::string takeUnread();
 
     // Lets time pass as if the daemon slept.
     void pass(uint64_t microseconds);
-    // Gives an order to the modem; the test fails when it is refused.
+    // Gives an order to the modem; the test fails if it is refused.
     void order(const nlohmann::json& request);
     // A fault of the GPS port for the next count lines that match; see the simulator's faults.
     void fault(const std::string& line, nlohmann::json what, int count = 1);
@@ -47,7 +47,7 @@ class cGpsTerminal {
     le910sim::cModem m_modem;
     std::string m_path;
     int m_modemEnd = -1;
-    int m_daemonEnd = -1;  // kept open beside the daemon's, so that nothing hangs up
+    int m_daemonEnd = -1;  // a second handle of the daemon's end, so that there is no hang-up
     uint64_t m_nowUs = 0;
     std::string m_line;
     std::vector<std::string> m_sent;

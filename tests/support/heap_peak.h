@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <functional>
 
-// The most bytes that were allocated with new at one time while action ran, beyond those from
-// before it. A program that links heap_peak.cpp has its operator new and delete replaced.
+// The most bytes that were allocated with new at one time while action ran, without those allocated
+// before. heap_peak.cpp replaces operator new and delete of the program.
 size_t heapPeakOf(const std::function<void()>& action);
 
 #endif

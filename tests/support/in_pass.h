@@ -3,7 +3,7 @@
 
 #include "include/repeated_notices.h"
 
-// Does something as the main loop does it: in a pass, as a run of one of its works.
+// Runs action as the main loop does: in a pass, as a run of one of its works.
 template <typename tAction>
 void inPass(eRepeatedWork work, const tAction& action) {
     const cRepeatedRun pass(eWORK_PASS);

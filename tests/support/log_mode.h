@@ -6,7 +6,7 @@
 #include "include/debug.h"
 #include "tests/support/captured_log.h"
 
-// An empty captured log and a debug mode of its own for one test; afterwards no mode is set.
+// Empties the captured log and sets a debug mode for one test; afterwards no mode is set.
 class cLogMode {
   public:
     explicit cLogMode(uint64_t mode = 0) {

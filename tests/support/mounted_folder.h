@@ -3,11 +3,11 @@
 
 #include <string>
 
-// A file system in memory in the place of a folder, as long as it lives. For tests in a namespace
-// of their own.
+// Mounts a file system in memory over a folder as long as the object exists. For tests in a
+// namespace of their own.
 class cMountedFolder {
   public:
-    // options: of tmpfs, "size=64k" for instance.
+    // options: of tmpfs, for example "size=64k".
     explicit cMountedFolder(std::string folder, const char* options = nullptr);
     ~cMountedFolder();
     cMountedFolder(const cMountedFolder&) = delete;

@@ -8,7 +8,7 @@ bool g_readOnly = false;
 
 }  // namespace
 
-// The linker puts the second one in the place of the C library's function.
+// The linker replaces the C library's function by the second one.
 extern "C" int __real_unlink(const char* path);
 extern "C" int __wrap_unlink(const char* path);
 extern "C" int __wrap_unlink(const char* path) {

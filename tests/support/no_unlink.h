@@ -1,8 +1,8 @@
 #ifndef TESTS_SUPPORT_NO_UNLINK_H
 #define TESTS_SUPPORT_NO_UNLINK_H
 
-// While one lives no file can be deleted with unlink(), as on a file system that became read-only;
-// root has no other way to see that. For programs linked with "--wrap=unlink".
+// While the object exists, unlink() fails, as on a file system that became read-only; root cannot
+// provoke that in another way. For programs linked with "--wrap=unlink".
 class cNoUnlink {
   public:
     cNoUnlink();

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-// The socket of a service manager, and the variables that tell a daemon of it. The variables are
-// gone again at the end.
+// The socket of a service manager, and the environment variables that name it to a daemon. The
+// variables are removed at the end.
 class cNotifySocket {
   public:
     // name: a path, or with a leading @ a name in the abstract namespace.
@@ -14,7 +14,7 @@ class cNotifySocket {
     cNotifySocket(const cNotifySocket&) = delete;
     cNotifySocket& operator=(const cNotifySocket&) = delete;
 
-    // The messages that came since the last call.
+    // The messages since the last call.
     std::vector<std::string> messages();
 
   private:

@@ -2,7 +2,7 @@
 
 #include "tests/support/set_up_commands.h"
 
-// Prints what the daemon sends to a healthy modem, for the tests that are not written in C++.
+// Prints the commands that the daemon sends to a healthy modem, for tests in other languages.
 int main() {
     const nlohmann::json lists = {
         {"set_up", setupCommands()}, {"poll", pollCommands()}, {"session", sessionCommands()}};

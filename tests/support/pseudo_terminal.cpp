@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int TERMINAL_HOLDS = 4095;  // for its reader; the rest is kept further back
+constexpr int TERMINAL_HOLDS = 4095;  // bytes for its reader; the rest waits at the writer's side
 constexpr int TRIES = 100000;
 constexpr useconds_t TRY_US = 50;
 
@@ -45,7 +45,7 @@ int waitingBytes(int end) {
 
 bool waitForBytes(int end, int expected) {
     expected = std::min(expected, TERMINAL_HOLDS);
-    // Where nothing waits yet, asking for readiness fetches what is on its way.
+    // If nothing waits yet, poll fetches what is under way.
     pollfd readable = {end, POLLIN, 0};
     for (int i = 0; i < TRIES && waitingBytes(end) < expected; ++i)
         if (poll(&readable, 1, 0) > 0 && i > 0) usleep(TRY_US);

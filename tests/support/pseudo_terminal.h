@@ -3,8 +3,8 @@
 
 #include <string>
 
-// The modem's end of a serial port, non-blocking and the caller's to close, and the name under
-// which the daemon opens the other.
+// The modem's end of a serial port, non-blocking, which the caller closes, and the name under which
+// the daemon opens the other end.
 struct sPseudoTerminal {
     int modemEnd;
     std::string path;
@@ -19,9 +19,8 @@ int openRawTerminal(const std::string& path);
 // The bytes that wait at an end of a terminal to be read.
 int waitingBytes(int end);
 
-// The kernel brings bytes through a terminal in its own time, which on a busy machine may be long,
-// while the time of a test is made up. Waits until so many have come; false when they do not within
-// seconds.
+// On a busy machine the kernel may take long to pass bytes through a terminal, while the clock of a
+// test is fake. Waits until the expected number has come; false if they do not come within seconds.
 bool waitForBytes(int end, int expected);
 
 #endif

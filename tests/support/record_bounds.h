@@ -5,8 +5,8 @@
 
 #include "include/device_records.h"
 
-// What holds of the records whatever a modem sends: no text is longer than MODEM_TEXT_MAX, no count
-// larger than its table. Each says what is beyond its bound; null where nothing is.
+// Limits of the records, whatever a modem sends: no text is longer than MODEM_TEXT_MAX, no count
+// larger than its table. Each function says what exceeds its limit; null if nothing does.
 const char* wrongInText(const std::string& text);
 const char* wrongInRecord(const sModemInfo& modem);
 const char* wrongInRecord(const sNetworkInfo& network);

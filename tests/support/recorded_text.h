@@ -4,8 +4,8 @@
 #include <set>
 #include <string>
 
-// The text is word for word that of a file below tests/data. With CELLSLOT_RENEW_RECORDINGS set in
-// the environment the file is written instead (scripts/renew_status_data.sh).
+// Expects exactly the text of a file below tests/data. If CELLSLOT_RENEW_RECORDINGS is set in the
+// environment, the file is written instead (scripts/renew_status_data.sh).
 void expectRecorded(const std::string& name, const std::string& text);
 
 // The names, without the extension, of the files of a folder below tests/data.

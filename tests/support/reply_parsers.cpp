@@ -15,7 +15,7 @@
 namespace {
 
 constexpr const char* CONTEXT_ID = "1";
-// Of the process's table; parseCarrierList keeps it.
+// Limit of the process's operator table, which parseCarrierList enforces.
 constexpr size_t CARRIERS_MAX = 8192;
 
 template <typename tRecord, void (*function)(const std::string&, tRecord&)>
@@ -33,7 +33,7 @@ const char* networkStatus(const std::string& response) {
     return wrongInRecord(network);
 }
 
-// The type is what the modem said just before.
+// The network type comes from the preceding reply.
 const char* networkTypeAndStatus(const std::string& response) {
     sNetworkInfo network;
     parseModemPsNetType(response, network);
@@ -135,7 +135,7 @@ const char* netPreference(const std::string& response) {
     return nullptr;
 }
 
-// The text goes into a shell command.
+// The text is used in a shell command.
 const char* networkTime(const std::string& response) {
     const std::string text = parseCCLK(response);
     if (text.find_first_not_of("0123456789-/: ") != std::string::npos) return "not digits alone";
@@ -143,7 +143,7 @@ const char* networkTime(const std::string& response) {
     return text.size() > SIX_NUMBERS ? "time too long" : nullptr;
 }
 
-// A number is taken only when the catalogue knows it.
+// A number is accepted only if the catalogue contains it.
 const char* cmxError(const std::string& response) {
     ePortReturn result = ePORT_CMX_ERROR;
     parseCMXerror(result, response);

@@ -7,12 +7,12 @@
 // Every parse function of modem text, each on a fresh record.
 struct sReplyParser {
     const char* name;
-    const char* reply;  // an honest one, without the final result code
-    // Says what is wrong with what the reply left behind; null where nothing is.
+    const char* reply;  // a valid one, without the final result code
+    // Says what is wrong with the record after the reply; null if nothing is.
     const char* (*parse)(const std::string& response);
 };
 
-// New parsers go to the end: the fuzzer's inputs choose theirs by its place.
+// Add new parsers at the end: the fuzzer's inputs choose theirs by its position.
 const std::vector<sReplyParser>& replyParsers();
 
 #endif

@@ -41,8 +41,8 @@ std::string repeated(const std::string& text, size_t size) {
     return result;
 }
 
-// A megabyte of digits where each field begins; of other things in the first and in the last field;
-// and the reply itself again and again.
+// A megabyte of digits at the start of each field, of other characters in the first and last field,
+// and the reply itself repeated.
 void makeOverLong(const std::string& reply, const tParse& parse) {
     const std::string separators = ",: ";
     for (size_t at = reply.find_first_of(separators); at != std::string::npos;

@@ -6,10 +6,10 @@
 
 #include "include/device_records.h"
 
-// Gives a parse function what a modem may send in the worst case, made from an honest reply: the
-// reply cut at every byte, behind garbage, with an unsolicited line before, inside and behind it,
-// empty, a megabyte long in several ways, and with NUL and high bytes at every place. parse runs
-// the function on a fresh record and checks what it left there, with the functions below.
+// Passes the worst input to a parse function, made from a valid reply: the reply cut at every byte,
+// after garbage, with an unsolicited line before, in and after it, empty, a megabyte long in
+// several ways, and with NUL and high bytes at every place. parse runs the function on a fresh
+// record and checks the record with the functions below.
 void tortureReply(const std::string& reply, const std::function<void(const std::string&)>& parse);
 
 // No text of the record is longer than MODEM_TEXT_MAX, no count larger than its table.

@@ -6,18 +6,18 @@
 
 #include "tests/support/temp_folder.h"
 
-// Host tools that only write down how they were called, first on PATH for as long as this lives.
-// What runs in the background is waited for until it has written.
+// Host tools that only record how they were called, first on PATH while the object exists. Tools in
+// the background are waited for until they have recorded their call.
 class cShellStubs {
   public:
     cShellStubs();
     ~cShellStubs();
 
-    // The exit status of a tool from now on; 0 at first.
+    // Sets the exit status of a tool; 0 at first.
     void setStatus(const std::string& tool, int status);
-    // Every call as it was made: "tool arg arg", in order.
+    // Every call in order: "tool arg arg".
     std::vector<std::string> calls() const;
-    // The same once there are so many, or after twenty seconds.
+    // The same after count calls, or after twenty seconds.
     std::vector<std::string> waitForCalls(size_t count) const;
     void clear();
 

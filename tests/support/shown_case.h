@@ -3,8 +3,8 @@
 
 #include <ostream>
 
-// What a failing test says of its parameter, in place of its bytes: SHOW_CASE(sSpeedCase, row.name)
-// after the type, in the same namespace.
+// Shows a parameter of a failing test as text instead of its bytes: put SHOW_CASE(sSpeedCase,
+// row.name) after the type, in the same namespace.
 #define SHOW_CASE(tCase, ...)                              \
     void PrintTo(const tCase& row, std::ostream* output) { \
         *output << __VA_ARGS__;                            \

@@ -9,9 +9,9 @@
 
 #include "le910sim/modem.h"
 
-// The simulated modem behind a port of this process, on a clock of its own: whenever the daemon
-// sleeps, the clock advances by as much and the modem gets its turn. No threads, no real time; the
-// timers of the daemon run on the same clock.
+// The simulated modem on a port of this process. Whenever the daemon sleeps, the fake clock
+// advances by that time and the modem has its turn. No threads, no real time; the timers of the
+// daemon run on the same clock.
 class cSimulatedPort {
   public:
     enum eKind {
@@ -31,13 +31,13 @@ class cSimulatedPort {
 
     // Lets time pass as if the daemon slept.
     void pass(uint64_t microseconds);
-    // Called each time after the modem had its turn.
+    // Called after each turn of the modem.
     void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
-    // The modem goes, and its terminal with it: what holds it open meets a hang-up.
+    // Removes the modem and its terminal; programs that have it open get a hang-up.
     void unplug();
     // The commands since the last call.
     std::vector<std::string> takeCommands();
-    // Gives an order to the modem; the test fails when it is refused.
+    // Gives an order to the modem; the test fails if it is refused.
     void order(const nlohmann::json& request);
 
   private:
@@ -49,7 +49,7 @@ class cSimulatedPort {
 
     le910sim::cModem m_modem;
     std::string m_path;
-    int m_daemonEnd = -1;  // SOCKET: what the daemon uses; TERMINAL: kept open beside it
+    int m_daemonEnd = -1;  // SOCKET: the daemon's handle; TERMINAL: a second handle of its end
     int m_modemEnd = -1;
     bool m_isTerminal;
     uint64_t m_nowUs = 0;

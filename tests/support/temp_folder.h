@@ -3,7 +3,7 @@
 
 #include <string>
 
-// A folder of its own for one test, removed with everything in it at the end.
+// A folder for one test, removed with its content at the end.
 class cTempFolder {
   public:
     cTempFolder();
@@ -19,7 +19,7 @@ class cTempFolder {
 };
 
 void writeFile(const std::string& path, const std::string& content);
-// The content of a file, empty when there is none.
+// The content of a file, empty if there is no file.
 std::string readFile(const std::string& path);
 bool fileExists(const std::string& path);
 

@@ -7,8 +7,8 @@
 
 #include "tests/support/flow_fixture.h"
 
-// The whole daemon on a simulated terminal. What is to happen while it runs is said beforehand with
-// its time on the daemon's clock.
+// The whole daemon on a simulated terminal. Events during its run are scheduled beforehand, with
+// their time on the daemon's clock.
 class cWholeDaemon : public cFlowFixture {
   protected:
     void SetUp() override;
@@ -22,7 +22,7 @@ class cWholeDaemon : public cFlowFixture {
     // After each turn of the modem.
     void onEachTurn(std::function<void()> action) { m_onEachTurn = std::move(action); }
 
-    // Runs the daemon, which SIGTERM ends after so many seconds unless it ends before.
+    // Runs the daemon and ends it with SIGTERM after this time unless it ends before.
     int run(double seconds);
 
     // A value of the status file.

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The acting half of the operator's command against the running daemon and the simulated modem. Run
-inside scripts/private_namespace.sh."""
+"""The subcommands of the operator's command that change something, with the running daemon and the
+simulated modem. Run inside scripts/private_namespace.sh."""
 
 import os
 import pathlib
@@ -21,7 +21,7 @@ NOBODY = 65534
 
 
 class SyslogFile(LogCatcher):
-    """The host's syslog daemon: what arrives is also written to the log file."""
+    """The host's syslog daemon: also writes every message to the log file."""
 
     def take(self, data):
         super().take(data)
@@ -52,7 +52,7 @@ class Running:
                                         stderr=subprocess.PIPE, text=True)
 
     def isAsleep(self):
-        """Between two looks at what it waits for."""
+        """Between two checks of what it waits for."""
         return "State:\tS" in pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
 
     def result(self):
@@ -82,7 +82,7 @@ class Gateway(unittest.TestCase):
         cls.log.close()
 
     def assertFails(self, result, status, *words):
-        """One line that says what is wrong, and the status."""
+        """Expects one line that says what is wrong, and the status."""
         self.assertEqual(result.status, status, result)
         self.assertRegex(result.err, r"\Acellslot: [^\n]+\n\Z")
         for word in words:
@@ -90,7 +90,7 @@ class Gateway(unittest.TestCase):
 
 
 class Actions(Gateway):
-    """Each test leaves the modem connected."""
+    """The modem is connected after each test."""
 
     @classmethod
     def setUpClass(cls):
@@ -155,12 +155,12 @@ class Actions(Gateway):
         self.assertFails(result, TIMED_OUT, "within 2 s")
         self.slot.waitConnected(30)
 
-    def test_at_asNobody_isPermittedAsItIsToAnyProgram(self):
+    def test_at_asNobody_isPermitted(self):
         result = cellslot("at", "AT+CGMI", user=NOBODY)
         self.assertEqual((result.status, result.out), (OK, "Telit\nOK\n"), result)
 
-    def test_at_interrupted_isTakenBack(self):
-        # A daemon that stands still takes nothing.
+    def test_at_interrupted_removesTheRequest(self):
+        # A stopped daemon accepts nothing.
         pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
         os.kill(pid, signal.SIGSTOP)
         try:
@@ -175,8 +175,8 @@ class Actions(Gateway):
             os.kill(pid, signal.SIGCONT)
         self.assertNotIn("AT+NEVER", self.slot.commands())
 
-    def test_at_somethingInItsPlace_isLeftAlone(self):
-        # A folder is what the daemon does not take away.
+    def test_at_foreignFileInPlaceOfTheRequest_isNotTouched(self):
+        # The daemon does not remove a folder.
         REQUEST.mkdir()
         self.addCleanup(REQUEST.rmdir)
         self.assertFails(cellslot("at", "AT"), FAILED, "is a folder")
@@ -256,7 +256,7 @@ class Actions(Gateway):
 
     @staticmethod
     def hostFiles():
-        """All but those that the daemon is just replacing."""
+        """All files but those that the daemon is replacing."""
         return sorted(str(path) for folder in ("/tmp", "/etc/vuk", "/run", "/var/log")
                       for path in pathlib.Path(folder).rglob("*")
                       if not path.name.startswith(".cellslot-tmp-"))
@@ -282,8 +282,8 @@ class Actions(Gateway):
     def portLines(self):
         return [line for line in cellslot("doctor").out.splitlines() if "also open" in line]
 
-    def test_doctor_whoHasThePortOpen_isNamed(self):
-        # The simulator serves the port and has both ends of it open: no intruder.
+    def test_doctor_programWithThePortOpen_isNamed(self):
+        # The simulator serves the port and has both ends open: it must not be reported.
         self.assertEqual(self.portLines(), [])
         port = os.open("/dev/ttyCELL1", os.O_RDWR | os.O_NOCTTY)
         self.addCleanup(os.close, port)
@@ -291,8 +291,8 @@ class Actions(Gateway):
         self.assertEqual(self.portLines(), ["  BROKEN  port       /dev/ttyCELL1 is also open in "
                                             f"{name} ({os.getpid()})"])
 
-    def test_doctor_terminalOfTheSameNameElsewhere_isNotAccused(self):
-        # In a container, and for a shell that came into one, /dev/pts/N is another terminal.
+    def test_doctor_terminalOfTheSameNameElsewhere_isNotReported(self):
+        # In a container, and for a shell that enters one, /dev/pts/N is another terminal.
         name = os.path.realpath("/dev/ttyCELL1")
         program = f"""
 import os, time
@@ -316,7 +316,7 @@ time.sleep(60)
         self.assertEqual(os.readlink(f"/proc/{pid}/fd/{terminal}"), name)
         self.assertEqual(self.portLines(), [])
 
-    def test_doctor_pinInAFolderThatCanOnlyBeRead_isFound(self):
+    def test_doctor_pinInAReadOnlyFolder_isFound(self):
         def remount(mode):
             subprocess.run(["mount", "-o", f"remount,bind,{mode}", "/etc/vuk"], check=True)
         self.addCleanup(pathlib.Path("/etc/vuk/cellular_cpin.1").unlink, missing_ok=True)
@@ -365,7 +365,7 @@ time.sleep(60)
         self.assertEqual(result.status, OK, result)
         self.assertFalse(files["puk"].exists())
 
-    def test_pin_nonsense_isNotWritten(self):
+    def test_pin_invalidText_isNotWritten(self):
         for text in ("123", "123456789", "12a4", "", "1234 5", "x" * 5000):
             self.assertFails(cellslot("pin", "set", "-p", "2", input=text + "\n"), USAGE)
         self.assertFails(cellslot("pin", "set", "-p", "2", stdin=subprocess.DEVNULL), USAGE)
@@ -375,7 +375,7 @@ time.sleep(60)
         self.assertFails(cellslot("pin", "set", user=NOBODY, input="1234\n"), NOT_PERMITTED,
                          "as root")
 
-    def test_pin_linkInItsPlace_isReplaced(self):
+    def test_pin_linkInPlaceOfTheFile_isReplaced(self):
         precious, pin = pathlib.Path("/etc/vuk/precious"), pathlib.Path("/etc/vuk/cellular_cpin.3")
         precious.write_text("precious")
         pin.symlink_to(precious)
@@ -406,7 +406,7 @@ class TwoSlots(unittest.TestCase):
         for slot in self.slots:
             slot.waitConnected()
 
-    def test_at_reachesTheModemOfTheSlotThatIsMeant(self):
+    def test_at_reachesTheModemOfTheNamedSlot(self):
         for number, imei in ((1, "111111111111111"), (2, "222222222222222")) * 5:
             result = cellslot("at", "AT+CGSN", "-p", str(number))
             self.assertEqual((result.status, result.out), (OK, imei + "\nOK\n"), result)
@@ -418,7 +418,7 @@ class TwoSlots(unittest.TestCase):
         self.assertEqual(result.status, USAGE, result)
         self.assertIn("slots 1, 2", result.err)
 
-    def test_at_whileAnotherProgramAsks_eachGetsItsOwnAnswer(self):
+    def test_at_duringAnotherRequest_eachGetsItsOwnAnswer(self):
         pathlib.Path("/tmp/new").write_text("AT+CGMI\n")
         pathlib.Path("/tmp/new").rename("/tmp/at_cmd_in")
         self.assertEqual(cellslot("at", "AT+CGSN", "-p", "2").out, "222222222222222\nOK\n")
@@ -426,7 +426,7 @@ class TwoSlots(unittest.TestCase):
         waitUntil(raw.exists, 20, lambda: "no answer")
         self.assertIn("Telit", raw.read_text())
 
-    def test_reload_whereNoLogCanBeRead_saysWhatBecameOfIt(self):
+    def test_reload_withoutReadableLog_showsItsResult(self):
         self.assertFalse(SYSLOG.exists())
         path = "/etc/vuk/cellular2.conf"
         result = cellslot("reload", "-p", "2")
@@ -443,7 +443,7 @@ class TwoSlots(unittest.TestCase):
         self.assertEqual(result.status, FAILED, result)
         self.assertIn("now uses its defaults", result.err)
 
-    def test_doctor_asksTheModem_andNamesWhatItsHabitsNeed(self):
+    def test_doctor_queriesTheModem_andNamesTheSettingsItNeeds(self):
         self.slots[0].order(op="set", sim={"iccid": "8949020000012345678F"})
         self.assertEqual(cellslot("at", "AT#QSS=2", "-p", "1").status, OK)
         self.slots[0].waitFor("_SIM_STATUS", "Not Present")
@@ -462,19 +462,19 @@ class TwoSlots(unittest.TestCase):
         self.slots[0].waitFor("_SIM_STATUS", "Available")
         self.assertIn("ICCID not published", cellslot("status", "-p", "1").out)
 
-    def test_doctor_accusesNobody(self):
+    def test_doctor_healthyHost_isFine(self):
         result = cellslot("doctor", "-q")
         self.assertEqual((result.status, result.err), (OK, ""), result)
         self.assertTrue(result.out.endswith("0 broken, 0 notes\n"), result.out)
 
 
 class Locked(Gateway):
-    """A SIM that is blocked, from its PUK to the modem's end."""
+    """A blocked SIM, from its PUK to the end of the modem."""
 
     scenario = {"sim": {"pin": "1234", "puk": "12345678", "lock": True, "pin_attempts": 0}}
 
     def onATerminal(self, *answers, arguments):
-        """Types each answer when it is asked for. What stood on the screen, and the status."""
+        """Types each answer when asked. Returns the text on the screen and the status."""
         pid, master = pty.fork()
         if pid == 0:
             os.execv(BIN / "cellslot", ["cellslot", *arguments])
@@ -492,7 +492,7 @@ class Locked(Gateway):
 
     def test_fromPukToPowerOff(self):
         self.slot.waitFor("_SIM_STATUS", "PUK Locked")
-        # A daemon that stands still takes nothing, and must not find it later.
+        # A stopped daemon accepts nothing, and must not find the request later.
         pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
         os.kill(pid, signal.SIGSTOP)
         result = cellslot("pin", "puk", "-t", "1", input="12345678\n4321\n")
@@ -500,12 +500,12 @@ class Locked(Gateway):
         self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_cpin_new*")), [])
         self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_puk*")), [])
         os.kill(pid, signal.SIGCONT)
-        # A wrong one, from a script.
+        # A wrong PUK, from a script.
         result = cellslot("pin", "puk", input="00000000\n4321\n")
         self.assertFails(result, FAILED, "returned error", "attempts left: 9")
         self.assertIn("10 PUK attempts left", result.out)
         self.slot.waitFor("_SIM_REMAIN_PUK", "9")
-        # Two PINs that differ, then the right ones, typed.
+        # Two different PINs, then equal ones, typed.
         screen, status = self.onATerminal("12345678", "4321", "4322", arguments=["pin", "puk"])
         self.assertEqual(status, USAGE, screen)
         self.assertIn("the two PINs differ", screen)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The completion for bash: it knows every subcommand and every option that the command itself
-knows. Run inside scripts/private_namespace.sh."""
+"""The completion for bash: it offers every subcommand and every option of the command. Run inside
+scripts/private_namespace.sh."""
 
 import pathlib
 import re
@@ -14,7 +14,7 @@ STATES = {"data": {"on", "off", "auto", "power-off"}}
 
 
 def complete(*words):
-    """What bash offers for the last of the words behind cellslot."""
+    """What bash offers for the last of the words after cellslot."""
     run = subprocess.run(
         ["bash", "-c", 'source "$0"; COMP_WORDS=(cellslot "$@"); COMP_CWORD=$#; _cellslot;'
          ' printf "%s\\n" "${COMPREPLY[@]}"', SCRIPT, *words],
@@ -65,7 +65,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(complete("status", "-p", ""), {"2"})
         self.assertEqual(complete("pin", "set", "--port", ""), {"2"})
 
-    def test_beginning_isCompleted(self):
+    def test_beginningOfAWord_isCompleted(self):
         self.assertEqual(complete("st"), {"status"})
         self.assertEqual(complete("data", "o"), {"on", "off"})
         self.assertEqual(complete("status", "--j"), {"--json"})

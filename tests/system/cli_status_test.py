@@ -64,7 +64,7 @@ class Status(CliTest):
         self.assertEqual((shown["state"], shown["problems"]), ("connected", []))
         self.assertIn("10.64.1.8", shown["session"]["addresses"])
 
-        # Data forced off shows within two passes, with what brings it back.
+        # Data forced off is shown within two passes, with the command that ends it.
         pathlib.Path("/tmp/force_cell_nocon.1").touch()
         slot.waitFor("_QMI_STATE", "DISCONNECTED")
         off = cellslot("status", "-p", "1")
@@ -107,7 +107,7 @@ class Status(CliTest):
         self.assertIn("No daemon is running for slot", dead.stdout)
 
     def checkWithPromtool(self, text):
-        if shutil.which("promtool"):  # too heavy to be asked for; readMetrics always looks
+        if shutil.which("promtool"):  # too large a dependency; readMetrics always checks
             run = subprocess.run(["promtool", "check", "metrics"], input=text, text=True,
                                  capture_output=True, check=False)
             self.assertEqual((run.returncode, run.stdout + run.stderr), (0, ""))
@@ -144,7 +144,7 @@ class Watch(CliTest):
         self.assertIn("  ! The signal is poor", terminal.screen.lines()[1])
         slot.order(op="set", signal={"rsrp_dbm": -90})
         terminal.waitFor("RSRP -90 dBm")
-        # What only the changed lines were sent for looks as if all were sent.
+        # A screen of which only the changed lines were sent looks like one that was sent whole.
         changed = self.still(terminal)
         terminal.screen.clear()
         terminal.send(" ")
@@ -158,7 +158,7 @@ class Watch(CliTest):
         self.assertEqual(terminal.wait(), 0)
         self.assertEqual(terminal.settings(), terminal.before)
 
-    def test_windowOfAnotherSize_isFilledAtOnce(self):
+    def test_resizedWindow_isFilledAtOnce(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch("--interval", "3600")
         terminal.waitFor("q quits")
@@ -178,12 +178,12 @@ class Watch(CliTest):
             self.assertEqual(terminal.wait(), 0)
             self.assertEqual(terminal.settings(), terminal.before)
 
-    def test_signalWhileTheTerminalTakesNothing_goesOnOnceItTakesMore(self):
+    def test_signalWhileTheTerminalIsStopped_screenContinuesAfterwards(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch("--interval", "3600")
         terminal.waitFor("q quits")
         terminal.screen.clear()
-        terminal.send("\x13 ")  # XOFF, and a key that has the screen drawn
+        terminal.send("\x13 ")  # XOFF, and a key that redraws the screen
         waitUntil(terminal.isWriting, 5, lambda: "it draws nothing")
         terminal.signal(signal.SIGWINCH)
         terminal.send("\x11")
@@ -191,18 +191,18 @@ class Watch(CliTest):
         terminal.send("q")
         self.assertEqual(terminal.wait(), 0)
 
-    def test_terminalThatTakesNothing_endsWithTheSecondSignal(self):
+    def test_stoppedTerminal_endsWithTheSecondSignal(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch()
         terminal.waitFor("NO DAEMON")
-        # XOFF: from here on no write returns, be it of the screen or of the end.
+        # XOFF: from here on no write returns, neither of the screen nor at the end.
         terminal.send("\x13")
         waitUntil(lambda: terminal.signal(signal.SIGTERM) or terminal.hasEnded(), 5,
                   lambda: "it does not end")
         self.assertEqual(terminal.status, -signal.SIGTERM)
         self.assertEqual(terminal.settings(), terminal.before)
 
-    def test_colours_onlyWhereTheyAreWanted(self):
+    def test_colours_onlyIfRequested(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         coloured = self.watch("-p", "1", TERM="xterm-256color", NO_COLOR="")
         coloured.waitFor("NO DAEMON")
@@ -212,7 +212,7 @@ class Watch(CliTest):
         plain.waitFor("NO DAEMON")
         self.assertEqual(plain.screen.colours, 0)
 
-    def test_noTerminal_isOneLine(self):
+    def test_noTerminal_givesOneLine(self):
         for standardInput in (subprocess.DEVNULL, None):
             run = subprocess.run([CELLSLOT, "watch"], stdin=standardInput, capture_output=True,
                                  text=True, check=False)

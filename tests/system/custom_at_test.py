@@ -58,7 +58,7 @@ class CustomAt(unittest.TestCase):
 
     @staticmethod
     def request(text):
-        """Complete when it appears."""
+        """The file is complete when it appears."""
         REQUEST.with_suffix(".new").write_text(text)
         REQUEST.with_suffix(".new").rename(REQUEST)
 
@@ -66,7 +66,7 @@ class CustomAt(unittest.TestCase):
         for path in (ANSWER, RAW):
             path.unlink(missing_ok=True)
         self.request(text)
-        # Written after the other one.
+        # It is written after the other one.
         waitUntil(RAW.exists, seconds, lambda: "no answer")
         return ANSWER.read_bytes().decode(), RAW.read_bytes().decode()
 
@@ -96,7 +96,7 @@ class CustomAt(unittest.TestCase):
         for command in ("AT+CGMI", "at+csq", "+CSQ"):
             self.assertEqual(log.count(f" Sending : {command}\n"), 1)
 
-    def test_longReply_isNeverSeenHalf(self):
+    def test_longReply_isNeverSeenHalfWritten(self):
         lines = [f'+COPN: "{310000 + i}","Some operator"' for i in range(4000)]
         reply = "\r\n" + "".join(f"{line}\r\n" for line in lines) + "\r\nOK\r\n"
         self.assertGreater(len(reply), 100 * 1024)
@@ -117,7 +117,7 @@ class CustomAt(unittest.TestCase):
         self.assertEqual(self.slot.value("_QMI_STATE"), "CONNECTED")
         self.assertEqual(self.slot.daemon.poll(), None)
 
-    def test_linksOfSomebodyElse_areNotFollowed(self):
+    def test_linksOfAnotherUser_areNotFollowed(self):
         precious = pathlib.Path("/tmp/precious")
         precious.write_text("AT+CFUN=4\n")
         for path in (ANSWER, RAW):

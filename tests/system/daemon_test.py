@@ -45,7 +45,7 @@ class DaemonTest(unittest.TestCase):
         return slot
 
     def assertUnderstood(self, slot):
-        """The modem met nothing that it does not know, or that is malformed."""
+        """The modem received no unknown or malformed command."""
         if slot.sim and slot.sim.poll() is None:
             self.assertEqual(slot.order(op="dump")["state"]["problems"], [])
 
@@ -81,7 +81,7 @@ class BringUp(DaemonTest):
         slot.startDaemon()
         slot.waitConnected(40)
 
-    def test_connected_hasStayedWithinItsMemory(self):
+    def test_connected_staysWithinItsMemoryLimit(self):
         if SLOW or b"__asan_init" in (BIN / "cellslotd").read_bytes():
             self.skipTest("the sanitizers' or memcheck's own memory")
         slot = self.connectedSlot()
@@ -107,7 +107,7 @@ class BringUp(DaemonTest):
 
 
 class Link(DaemonTest):
-    """In step with the modem, whatever it says unasked and however late it answers."""
+    """In step with the modem, whatever unsolicited lines it sends and however late it answers."""
 
     POLL = "AT+CEREG?"
     PERIOD_S = 10
@@ -135,7 +135,7 @@ class Link(DaemonTest):
         ringingEnd = self.endsWithin(slot)
         print(f"polls in {self.PERIOD_S} s: {quiet} quiet, {ringing} with RING; SIGTERM to exit:"
               f" {quietEnd:.2f} s quiet, {ringingEnd:.2f} s with RING")
-        self.assertGreaterEqual(ringing, quiet - 1)  # where the seconds begin is chance
+        self.assertGreaterEqual(ringing, quiet - 1)  # the start of the first second is random
         self.assertLessEqual(asked, ringing + 1, "a second AT in a pass")
         self.assertLess(ringingEnd, quietEnd + PATIENCE)
 
@@ -158,14 +158,14 @@ class RefusedStart(DaemonTest):
     ALL_BUT_PORT = ["-d", "/dev/null", "-g", "/dev/null", "-i", "wwan0"]
 
     def start(self, *arguments):
-        # One that starts all the same is ended.
+        # A second instance that starts nevertheless is ended.
         result = subprocess.run([BIN / "cellslotd", *arguments], capture_output=True, text=True,
                                 timeout=10 * PATIENCE, check=False)
         self.assertEqual((result.returncode, result.stderr), (1, ""))
         return result.stdout
 
     def logged(self):
-        """What was sent to the system log up to now."""
+        """The messages to the system log so far."""
         with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
             sender.sendto(b"the end", "/dev/log")
         waitUntil(lambda: self.log.count("the end") == 1, 5, self.log.texts)
@@ -187,7 +187,7 @@ class RefusedStart(DaemonTest):
         self.assertEqual(self.logged(), [])
         self.assertEqual(list(pathlib.Path("/run").glob("*.pid")), [])
 
-    def test_pidFileThatCannotBeWritten_isToldInLogAndOnTheConsole(self):
+    def test_pidFileThatCannotBeWritten_isReportedInLogAndOnTheConsole(self):
         place = pathlib.Path("/run/cellslotd.1.pid")
         place.mkdir()
         self.addCleanup(place.rmdir)
@@ -201,7 +201,7 @@ class RefusedStart(DaemonTest):
         # user.notice, with the process id
         self.assertRegex(self.log.datagrams[0], rb"^<13>.* cellslotd\[\d+\]: v1\.0\.17 starting")
 
-    def test_secondInstanceOfASlot_leavesTheFirstAlone(self):
+    def test_secondInstanceOfASlot_doesNotDisturbTheFirst(self):
         slot = self.connectedSlot()
         console = self.start(*self.ALL_BUT_PORT, "-p", "1")
         self.assertEqual(console, "Error: Another process is already running, exiting\n")
@@ -220,7 +220,7 @@ class Console(DaemonTest):
         slot = self.connectedSlot(config={"DEBUG_MODE": "1"})
         self.assertIn("\nRunning command 'setup_cellint.sh -i wwan0 --up", slot.output.read_text())
 
-    def test_consoleThatIsGone_doesNotEndTheDaemon(self):
+    def test_closedConsole_doesNotEndTheDaemon(self):
         slot = self.slot(config={"DEBUG_MODE": "1"}, start=False)
         os.mkfifo(slot.output)
         reader = os.open(slot.output, os.O_RDONLY | os.O_NONBLOCK)
@@ -228,13 +228,13 @@ class Console(DaemonTest):
         os.close(reader)
         slot.waitConnected()
         self.assertIsNone(slot.daemon.poll())
-        # What it runs would inherit a signal that is ignored.
+        # Its child processes would inherit an ignored signal.
         status = pathlib.Path(f"/proc/{slot.daemon.pid}/status").read_text()
         ignored = int(re.search(r"SigIgn:\s+(\w+)", status)[1], 16)
         self.assertFalse(ignored & 1 << (signal.SIGPIPE - 1))
 
 
-    def test_startedWithClosedStandardFiles_hasNothingElseInTheirPlaces(self):
+    def test_startedWithClosedStandardFiles_hasNoOtherFilesInTheirPlace(self):
         slot = self.slot(start=False)
         words = [BIN / "cellslotd", "-d", slot.device, "-g", slot.gps, "-i", slot.interface, "-p", "1"]
         slot.daemon = subprocess.Popen(["bash", "-c", 'exec "$@" <&- >&- 2>&-', "bash", *words],
@@ -296,7 +296,7 @@ class Changes(DaemonTest):
         slot.waitConnected()
         self.assertEqual(self.log.count("IPv4 address changed, restarting connection"), 1)
 
-    def test_reloadAfterAChange_setsTheInterfaceUpAnew(self):
+    def test_reloadAfterAChange_setsTheInterfaceUpAgain(self):
         slot = self.connectedSlot()
         slot.configure(CM_MTU="1400")
         slot.daemon.send_signal(signal.SIGUSR2)
@@ -324,13 +324,13 @@ class ModemAway(DaemonTest):
         # The SIM came back locked; the same PIN file opened it again.
         self.assertEqual(slot.commands().count("AT+CPIN=1234"), 2)
 
-    def test_modemThatIsGoneAndComesBack_isSetUpAgain(self):
+    def test_modemThatDisappearsAndComesBack_isSetUpAgain(self):
         slot = self.connectedSlot()
         slot.sim.terminate()
         slot.sim.wait(10)
         slot.sim.stdout.close()
         slot.waitFor("_QMI_STATE", "Unknown")
-        # That is published before the lost port is closed and its two minutes begin.
+        # This is published before the lost port is closed and the two minutes begin.
         waitUntil(lambda: self.log.count("Unable to open device port, starting 2 minute timer") == 1,
                   20, lambda: self.log.texts()[-5:])
         slot.startSim()
@@ -347,7 +347,7 @@ class Files(DaemonTest):
             self.assertTrue(text.startswith("#File generated \n"), text)
             self.assertRegex(text, r"(?m)^CELLMODEM1_SMS_RECV=\d+\n\Z")
             seen.add(text)
-        # Replaced every two seconds: a reader that looks all the time saw more than one.
+        # The file is replaced every two seconds, so a permanent reader saw more than one.
         self.assertGreaterEqual(len(seen), 2)
 
     def test_store_canBeReadWhileTheDaemonRuns(self):

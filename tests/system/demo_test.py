@@ -12,24 +12,24 @@ DEMO = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "lib" / "demo.p
 SCREEN_LINES, SCREEN_COLUMNS = 24, 80
 SUBJECTS = ("start", "modem", "SIM", "set-up", "network", "online", "CONNECTED", "ping", "message",
             "message", "message", "reload", "position", "online", "stop")
-# What is no fault but reads like one, and what the daemon logs.
+# Lines that look like faults, and the log of the daemon.
 NOISE = re.compile(r"error|return code|Config option|AT\+|PROBLEM", re.IGNORECASE)
 
 
 class Demo(unittest.TestCase):
-    def test_goodRun_showsItsStoryInOneScreenAndEndsWith0(self):
+    def test_goodRun_fitsOnOneScreenAndEndsWith0(self):
         run = subprocess.run([sys.executable, DEMO, "--bin", os.environ["CELLSLOT_BIN"], "--host",
                               os.environ["CELLSLOT_HOST"], "--seconds", "0"], check=False,
                              stdin=subprocess.DEVNULL, capture_output=True, text=True)
         self.assertEqual((run.returncode, run.stderr), (0, ""), run.stdout)
         story, status, watch, doctor = run.stdout.split("\n== cellslot ")
         end = doctor.split("\n\n")[-1]
-        told = story + "\n" + end
-        self.assertEqual(tuple(re.findall(r"^ *[\d.]+ s  (\S+)", told, re.MULTILINE)), SUBJECTS)
-        times = [float(time) for time in re.findall(r"^ *([\d.]+) s  ", told, re.MULTILINE)]
+        shown = story + "\n" + end
+        self.assertEqual(tuple(re.findall(r"^ *[\d.]+ s  (\S+)", shown, re.MULTILINE)), SUBJECTS)
+        times = [float(time) for time in re.findall(r"^ *([\d.]+) s  ", shown, re.MULTILINE)]
         self.assertEqual(times, sorted(times))
-        self.assertLessEqual(len(told.splitlines()), SCREEN_LINES)
-        for line in (told + status + watch).splitlines():
+        self.assertLessEqual(len(shown.splitlines()), SCREEN_LINES)
+        for line in (shown + status + watch).splitlines():
             self.assertLessEqual(len(line), SCREEN_COLUMNS, line)
         self.assertNotRegex(story + watch, NOISE)
         self.assertIn("Slot 1  CONNECTED", status)

@@ -1,6 +1,6 @@
 """A gateway on this machine: simulated modems and daemons on the daemon's real paths. Used inside
-scripts/private_namespace.sh only; the folders of the programs come in CELLSLOT_BIN and
-CELLSLOT_HOST."""
+scripts/private_namespace.sh only; CELLSLOT_BIN and CELLSLOT_HOST name the folders of the
+programs."""
 
 import json
 import os
@@ -18,8 +18,8 @@ from log_capture import openLogSocket, splitDatagram  # noqa: E402
 
 BIN = pathlib.Path(os.environ["CELLSLOT_BIN"])
 HOST = pathlib.Path(os.environ["CELLSLOT_HOST"])
-# Programs that are made to be looked at, not to be fast: under sanitizers or valgrind. What a test
-# waits for may take so much longer.
+# Under sanitizers or valgrind programs are slow: what a test waits for may take this many times
+# longer.
 SLOW = "CELLSLOT_SLOW" in os.environ
 PATIENCE = 4 if SLOW else 1
 WORK = pathlib.Path("/tmp/system-test")
@@ -34,7 +34,7 @@ CONFIG = {
     "CM_MTU": "1430",
 }
 
-# Writes down how a host tool was called; setup_cellint.sh then does its real work.
+# Records how a host tool was called; setup_cellint.sh then does its real work.
 RECORDER = """\
 #!/bin/bash
 printf '%s\\n' "${0##*/} $*" >>/tmp/system-test/calls
@@ -42,7 +42,7 @@ printf '%s\\n' "${0##*/} $*" >>/tmp/system-test/calls
 
 
 class LogCatcher:
-    """What programs send to the system log."""
+    """Receives the messages to the system log."""
 
     def __init__(self):
         self.datagrams = []
@@ -58,7 +58,7 @@ class LogCatcher:
         self.datagrams.append(data)
 
     def close(self):
-        # One that is about to receive would do so from the next catcher, which gets the same number.
+        # A thread that still receives would read from the next catcher, which gets the same number.
         self.socket.shutdown(socket.SHUT_RDWR)
         self.thread.join()
         self.socket.close()
@@ -108,13 +108,13 @@ class Slot:
             raise AssertionError(f"le910sim said {line!r}")
 
     def startDaemon(self, *more, fast=1, ahead=0):
-        """fast: how many times faster than the clock the daemon's sleeps and timers run; ahead: by
-        how many seconds its clock is ahead when it starts."""
+        """fast: how many times faster than real time the daemon's sleeps and timers run; ahead: how
+        many seconds its clock is ahead at the start."""
         clock = ["faketime", "-f", f"+{ahead} x{fast}"] if fast != 1 else []
         command = [*clock, BIN / "cellslotd", "-d", self.device, "-g", self.gps, "-i", self.interface,
                    "-p", str(self.number), *more]
         with self.output.open("w") as output:
-            # A group of its own: faketime stays the daemon's parent and has to go with it.
+            # A group of its own: faketime remains the daemon's parent and must end with it.
             self.daemon = subprocess.Popen(command, stdout=output, stderr=output,
                                            process_group=0)
 
@@ -137,7 +137,7 @@ class Slot:
     # ---- what can be seen
 
     def value(self, key):
-        """A value of the status file; None while there is none."""
+        """A value of the status file; None if there is none."""
         start = f"CELLMODEM{self.number}{key}="
         try:
             text = self.status.read_text()
@@ -203,7 +203,7 @@ def calls(start=""):
 
 
 def freshHost():
-    """Everything as on a host that has just booted."""
+    """Resets everything to the state of a host that has just booted."""
     if os.environ.get("CELLSLOT_PRIVATE_NAMESPACE") != "1":
         sys.exit("system tests change the host's files: run them with scripts/private_namespace.sh")
     shutil.rmtree("/run/cellslot", ignore_errors=True)

@@ -88,7 +88,7 @@ class GpsdTest(unittest.TestCase):
         freshHost()
         tools = os.environ["PATH"].split(":")[0]
         path = os.environ["PATH"]
-        # The folder with "timeout" as the daemon calls it stands before the system's.
+        # The folder with the daemon's "timeout" comes before the system's.
         os.environ["PATH"] = f"{tools}:{HOST}:{path.removeprefix(tools + ':')}:/usr/sbin"
         self.addCleanup(os.environ.update, PATH=path)
         os.environ["GPSD_SOCKET"] = GPSD_SOCKET
@@ -108,7 +108,7 @@ class GpsdTest(unittest.TestCase):
 
     @staticmethod
     def openToGpsd(slot):
-        """What a host's udev rule does: gpsd drops root before it opens a device."""
+        """As the udev rule of a host: gpsd drops root before it opens a device."""
         waitUntil(lambda: os.path.exists(slot.gps), 10, lambda: f"{slot.gps} is not there")
         os.chmod(os.path.realpath(slot.gps), 0o666)
 
@@ -189,7 +189,7 @@ class HandOver(GpsdTest):
         self.assertEqual(self.stored("_GPS_STREAM"), "0")
         self.assertEqual(slot.order(op="dump")["state"]["problems"], [])
 
-    def test_daemonKilledAndStartedAgain_positionsGoOn(self):
+    def test_daemonKilledAndStartedAgain_positionsContinue(self):
         slot = self.slot(enabled=True)
         client = self.client()
         slot.startDaemon()
@@ -224,7 +224,7 @@ class Enabling(GpsdTest):
         self.assertOnTrack(client.nextPosition())
         self.assertEqual(self.stored("_GPS_ENABLE_COUNT"), "0")
 
-    def test_receiverThatNeverComes_isEnabledThreeTimesInThreeRuns(self):
+    def test_receiverThatNeverAppears_isEnabledThreeTimesInThreeRuns(self):
         slot = self.slot(chipset="")
         for run in range(1, 4):
             slot.startDaemon()
@@ -232,7 +232,7 @@ class Enabling(GpsdTest):
             self.assertEqual(self.stored("_GPS_ENABLE_COUNT"), str(run))
             waitUntil(lambda: not os.path.exists(slot.gps), 10, lambda: "the modem did not restart")
             self.openToGpsd(slot)
-        # From then on the modem does without.
+        # From then on the modem has no GPS.
         slot.startDaemon()
         slot.waitConnected(60)
         self.assertEqual(slot.value("_GPS_LAST_STATUS"), "eERROR_DEVICE_GPS_ENABLE_MAX_COUNT")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The programs as they are built to ship: what a distribution's hardening leaves in them, read with
-readelf. Where hardening-check is installed it judges too."""
+"""The programs as they ship: readelf shows whether they have a distribution's hardening. If
+hardening-check is installed, it checks them too."""
 
 import os
 import pathlib
@@ -11,8 +11,8 @@ import unittest
 
 BIN = pathlib.Path(os.environ.get("CELLSLOT_BIN", "build/release/bin"))
 PROGRAMS = ("cellslotd", "cellslot", "le910sim", "skvs")
-# Programs that give the C library buffers of a size the compiler knows. The others leave buffers to
-# the C++ library: there is nothing to fortify in them.
+# Programs that pass buffers of known size to the C library. The others use only buffers of the C++
+# library, so there is nothing to fortify.
 FORTIFIED = ("cellslotd", "le910sim")
 
 
@@ -24,7 +24,7 @@ def readelf(program, *options):
 def onEachProgram(test):
     def run(self):
         for program in PROGRAMS:
-            # A build of some targets only has some programs; the daemon is always looked at.
+            # A build of some targets has only some programs; the daemon is always checked.
             if program != PROGRAMS[0] and not (BIN / program).exists():
                 continue
             with self.subTest(program):
@@ -76,7 +76,7 @@ class Hardening(unittest.TestCase):
     @unittest.skipUnless(shutil.which("hardening-check"), "hardening-check is not installed")
     @onEachProgram
     def testHardeningCheckIsClean(self, program):
-        # Control flow integrity hangs on the C library's start files as well.
+        # Control flow integrity also depends on the C library's start files.
         options = ["--nocfprotection"] + ([] if program in FORTIFIED else ["--nofortify"])
         result = subprocess.run(["hardening-check", *options, str(BIN / program)],
                                 capture_output=True, text=True, check=False)

@@ -3,7 +3,7 @@
 
     scripts/private_namespace.sh python3 tests/system/host_tools_test.py
 
-The clock is never set: a date that only notes its arguments stands first on PATH.
+The clock is never set: a "date" that only records its arguments is first on PATH.
 """
 
 import os
@@ -57,7 +57,7 @@ class Systime(Tool):
                 self.check(call("systime.sh", "--set", text), 0)
                 self.assertEqual(CALLS.read_text(), expected + "\n")
 
-    def test_WrongTexts_ClockLeftAlone(self):
+    def test_WrongTexts_ClockNotSet(self):
         for text in ("", "3/5/24", "7:8:9", "3/5/24  7:8:9", "13/5/24 7:8:9", "0/5/24 7:8:9",
                      "3/32/24 7:8:9", "3/0/24 7:8:9", "3/5/24 24:8:9", "3/5/24 7:60:9",
                      "3/5/24 7:8:60", "1/6/80 0:0:0", "1/1/0 0:0:0", "1/1/19 0:0:0",
@@ -113,7 +113,7 @@ class Sledctl(Tool):
         self.check(call("sledctl", "2", "reset"), 0)
         self.assertEqual(CALLS.read_text(), "reset\noff\nsleep 3\non\n")
 
-    def test_ResetWithUsbPortOnly_AuthorisationIsTakenAndGivenBack(self):
+    def test_ResetWithUsbPortOnly_AuthorisationIsRemovedAndRestored(self):
         subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/sys/bus"], check=True)
         self.addCleanup(subprocess.run, ["umount", "/sys/bus"], check=True)
         switch = pathlib.Path("/sys/bus/usb/devices/1-1.4/authorized")
@@ -168,15 +168,15 @@ class SlotOfPort(Tool):
         SLOTS.parent.mkdir(exist_ok=True)
         SLOTS.write_text(text)
 
-    def tell(self, path):
+    def slotOfPort(self, path):
         result = call("slot-of-port", path)
         self.check(result, 0)
         return result.stdout.splitlines()
 
     def port(self, usbPort, interface):
-        return self.tell(f"{self.USB}/{usbPort}/{usbPort}:1.{interface}/ttyUSB7/tty/ttyUSB7")
+        return self.slotOfPort(f"{self.USB}/{usbPort}/{usbPort}:1.{interface}/ttyUSB7/tty/ttyUSB7")
 
-    def test_NothingConfigured_EveryModemIsOfSlotOne(self):
+    def test_NothingConfigured_EveryModemBelongsToSlotOne(self):
         self.assertEqual(self.port("1-1.2", 4), ["CELLSLOT=1", "CELLSLOT_ROLE=at"])
         self.configure("1 off run true\n# 2 usb 1-1.2\n")
         self.assertEqual(self.port("1-1.2", 3), ["CELLSLOT=1", "CELLSLOT_ROLE=gps"])
@@ -190,18 +190,18 @@ class SlotOfPort(Tool):
                          ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2", "CELLSLOT_ROLE=at"])
         self.assertEqual(self.port("1-1.3", 0),
                          ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2", "CELLSLOT_ROLE=gps"])
-        self.assertEqual(self.tell(f"{self.USB}/1-1.3/1-1.3:1.8/net/wwan0"),
+        self.assertEqual(self.slotOfPort(f"{self.USB}/1-1.3/1-1.3:1.8/net/wwan0"),
                          ["CELLSLOT=2", "CELLSLOT_INTERFACE=cell2"])
         for other in ("1-1.4", "1-1.22"):
             self.assertEqual(self.port(other, 4), [])
 
     def test_NoUsbDevice_NothingPrinted(self):
         for path in ("", "/devices/platform/serial/tty/ttyS0", f"{self.USB}/1-1.2/power"):
-            self.assertEqual(self.tell(path), [])
+            self.assertEqual(self.slotOfPort(path), [])
 
 
 class Timeout(Tool):
-    # As on the daemon's PATH: our folder, then the system's.
+    # As on the daemon's PATH: our folder, then those of the system.
     FIRST = (HOST, STUBS)
 
     def test_DaemonForm_EndsTheCommandInTime(self):

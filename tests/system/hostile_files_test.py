@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Anybody may write to /tmp: what other programs put in the daemon's places there, and in its other
-folders, must not reach anything outside, stop the daemon, or outlive its removal. Run inside
-scripts/private_namespace.sh."""
+"""Every user can write to /tmp. Whatever other programs put in place of the daemon's files there, and
+in its other folders, it must not change anything outside, must not stop the daemon, and must have no
+effect after its removal. Run inside scripts/private_namespace.sh."""
 
 import hashlib
 import os
@@ -18,7 +18,7 @@ from gateway import killGroup, waitUntil
 
 ALL = os.environ.get("CELLSLOT_TEST_ALL") == "1"
 FAST = 4  # the daemon's clock
-CHECK_POLLS = 8  # longer than from one look at the messages to the next
+CHECK_POLLS = 8  # longer than the time between two checks of the messages
 FOREIGN = 65534
 HUGE = 8 << 30  # bytes, none of them written
 CANARY_NAME = "canary"
@@ -30,13 +30,13 @@ TRIGGER_FOLDER = pathlib.Path("/tmp/cellmodem_firmware")
 TRIGGER = TRIGGER_FOLDER / "start_update.1"
 UPDATE_STATUS = pathlib.Path("/storage/cellmodem.firmware.upd.status.1")
 
-# What the daemon reads, writes or deletes. Those of /tmp are anybody's; the others only root's, but
-# a slip of another program of the gateway must not stop the daemon either.
+# Files that the daemon reads, writes or deletes. Every user can change those in /tmp, only root the
+# others; but an error of another program of the gateway must not stop the daemon either.
 TMP_PLACES = ("/tmp/force_cell_con.1", "/tmp/at_cmd_in", "/tmp/at_cmd_out", "/tmp/at_cmd_out_raw",
               "/tmp/at_cmd_in.1", "/tmp/at_cmd_out.1", "/tmp/at_cmd_out_raw.1",
               "/tmp/cellmodem_firmware", "/tmp/.cellslot-tmp-aaaaaa")
 SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
-    # The daemon takes the first free number: not the one of its own file.
+    # The daemon takes the first free number, not that of its own file.
     "/tmp/sms/.cellslot-listing.1", "/tmp/sms/.cellslot-joined.1.9", "/tmp/sms/.cellslot-tmp-aaaaaa")
 ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/var/log/wireless.serialno", "/var/log/wireless.mdn", "/var/log/carrier_list.json",
@@ -51,7 +51,8 @@ MOUNTS = ("/tmp", "/var/log", "/etc/vuk", "/storage", "/run")
 
 
 def canaryFolder(place):
-    """A folder beside the daemon's places, on the same file system, so that it can be linked to."""
+    """A folder beside those of the daemon, on the same file system, so that hard links to it are
+    possible."""
     mount = next(mount for mount in MOUNTS if str(place).startswith(mount + "/"))
     return pathlib.Path(mount, CANARY_NAME)
 
@@ -103,7 +104,7 @@ def identify(path):
 
 
 def snapshot():
-    """What is outside, with its content and its times."""
+    """Files outside of the daemon's folders, with content and times."""
     found = {}
     for mount in MOUNTS:
         folder = pathlib.Path(mount, CANARY_NAME)
@@ -116,7 +117,7 @@ def makeCanaries():
     for mount in MOUNTS:
         folder = pathlib.Path(mount, CANARY_NAME)
         shutil.rmtree(folder, ignore_errors=True)
-        # The names of what the daemon makes and removes: a link to here must not find them.
+        # The names that the daemon makes and removes: a link to here must not reach them.
         for name in ("folder", *(f"folder/{name}" for name in SPOOL_FOLDERS)):
             (folder / name).mkdir(parents=True)
         (folder / "file").write_text(f"TO=+12025550123\nMSG=of {mount}, not to be touched\n")
@@ -136,7 +137,7 @@ def remove(place):
 
 
 def message(name, text):
-    """A message to be sent, put in place as the documents say."""
+    """Writes a message to send as the documents say."""
     draft = SPOOL / f"draft-{name}"
     draft.write_text(f"TO=+12025550123\nMSG={text}\n")
     draft.rename(SPOOL / "send" / name)
@@ -168,7 +169,7 @@ class HostileFiles(DaemonTest):
 
     def clear(self, obstacles):
         for name, kind in obstacles.items():
-            # A folder of the spool may hold messages by now.
+            # A folder of the spool may contain messages by now.
             if kind != "folder" or name not in SPOOL_PLACES:
                 remove(pathlib.Path(name))
 
@@ -176,12 +177,12 @@ class HostileFiles(DaemonTest):
         self.subject.startDaemon(fast=FAST)
 
     def kill(self):
-        """The daemon itself: its parent is the program that changes its clock."""
+        """The daemon's own process: its parent is the program that changes its clock."""
         group = self.subject.daemon.pid
         killGroup(group)
         self.subject.daemon.wait(10)
 
-        # Until it is gone the next one takes it for another instance.
+        # Until it has ended, the next daemon takes it for another instance.
         def isGone():
             try:
                 os.killpg(group, 0)
@@ -194,14 +195,14 @@ class HostileFiles(DaemonTest):
         return self.subject.commands().count("AT+CEREG?")
 
     def waitPolls(self, count, seconds=15):
-        """The loop goes round: told by the modem, since the status file may be what is in the way."""
+        """The loop goes on, as the modem sees: the status file itself may be blocked."""
         wanted = self.polls() + count
         waitUntil(lambda: self.polls() >= wanted, seconds,
                   lambda: f"the loop stands: {self.polls()} polls, {wanted} wanted; the daemon's"
                           f" exit status is {self.subject.daemon.poll()}")
 
     def exercise(self):
-        """Something for each place to do. Whether it succeeds is the obstacle's affair."""
+        """Uses each place. An obstacle decides whether that succeeds."""
         self.number += 1
         slot, number = self.subject, self.number
         slot.order(op="inject-sms", text=f"single {number}", **{"from": "+12025550123"})
@@ -218,7 +219,7 @@ class HostileFiles(DaemonTest):
         self.assertEqual(changed, {}, what)
 
     def assertAllWorks(self, number, what):
-        """The messages that came meanwhile, a message out, an AT command, the status files."""
+        """Checks messages that came meanwhile, a sent message, an AT command, and the status files."""
         slot = self.subject
         waitUntil(lambda: all((SPOOL / name).is_dir() for name in SPOOL_FOLDERS), 10,
                   lambda: f"{what}: no spool")
@@ -240,7 +241,7 @@ class HostileFiles(DaemonTest):
                   lambda: f"{what}: the status file is not renewed")
 
     def stand(self, obstacles, foreign):
-        """Obstacles before the start and for some passes, then none."""
+        """Runs with obstacles before the start and for some passes, then without."""
         what = f"{obstacles} of {'another user' if foreign else 'root'}"
         with self.subTest(what):
             remove(SPOOL)
@@ -248,7 +249,7 @@ class HostileFiles(DaemonTest):
             self.start()
             number = self.exercise()
             self.waitPolls(CHECK_POLLS)
-            # Again while the daemon runs: it has removed what it could.
+            # Again while the daemon runs, because it has removed what it could.
             self.plant(obstacles, foreign)
             self.waitPolls(CHECK_POLLS)
             self.assertOutsideIsUntouched(what)
@@ -259,7 +260,7 @@ class HostileFiles(DaemonTest):
         self.clear(obstacles)
 
     def standRounds(self, places, rounds):
-        """Each round another kind of obstacle at each place, or none at every second."""
+        """In each round another kind of obstacle at each place; at every second place none."""
         kinds = list(KINDS)
         self.random.shuffle(kinds)
         for index in range(rounds * (8 if ALL else 1)):
@@ -269,16 +270,16 @@ class HostileFiles(DaemonTest):
 
 
 class Tmp(HostileFiles):
-    def test_obstacles_touchNothingOutsideAndDoNotStopTheDaemon(self):
+    def test_obstacles_changeNothingOutsideAndDoNotStopTheDaemon(self):
         self.standRounds(TMP_PLACES + SPOOL_PLACES, 3)
 
-    def test_spoolThatIsALinkOrAFile_touchesNothingOutside(self):
+    def test_spoolThatIsALinkOrAFile_changesNothingOutside(self):
         kinds = [kind for kind in KINDS if kind != "folder"]
         self.random.shuffle(kinds)
         for kind in {"linkToFolder", *(kinds if ALL else kinds[:1])}:
             self.stand({"/tmp/sms": kind}, False)
 
-    def test_everyKindInTheFoldersOfTheSpool_touchesNothingOutside(self):
+    def test_everyKindOfFileInTheSpool_changesNothingOutside(self):
         self.stand({f"/tmp/sms/{folder}/{kind}": kind for folder in SPOOL_FOLDERS
                     for kind in KINDS}, True)
 
@@ -302,7 +303,7 @@ class RootsPlaces(HostileFiles):
 
 
 class Triggers(HostileFiles):
-    """Files whose presence alone is an order."""
+    """Files that act by their presence."""
 
     def assertReset(self, what):
         self.start()
@@ -310,7 +311,7 @@ class Triggers(HostileFiles):
         self.assertIn("Firmware file trigger is present", UPDATE_STATUS.read_text())
         self.assertOutsideIsUntouched(what)
 
-    def test_firmwareTriggerOfAnyKind_isDeletedItselfAndNothingElse(self):
+    def test_firmwareTriggerOfAnyKind_isDeletedAndNothingElse(self):
         for kind in KINDS:
             if kind == "folder":
                 continue
@@ -328,7 +329,7 @@ class Triggers(HostileFiles):
         self.start()
         self.subject.waitConnected()
 
-    def test_updateStatusPlaceThatIsALink_isReplaced(self):
+    def test_updateStatusFileThatIsALink_isReplaced(self):
         self.plant({UPDATE_STATUS: "linkToFile"}, True)
         self.plant({TRIGGER: "fifo"}, True)
         self.assertReset("link")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""kill -9 at random moments of a busy day: after each the daemon connects again, nothing that others
-read is ever half written, and no message is lost or doubled. Run inside
+"""kill -9 at random moments of a busy day: after each kill the daemon connects again, other programs
+never see half-written files, and no message is lost or duplicated. Run inside
 scripts/private_namespace.sh; CELLSLOT_SEED repeats a run."""
 
 import collections
@@ -22,11 +22,11 @@ ALL = os.environ.get("CELLSLOT_TEST_ALL") == "1"
 KILLS = int(os.environ.get("CELLSLOT_KILLS", 300 if ALL else 8))
 FAST = 4  # the daemon's clock
 CONNECT_S = 25
-AFTER_CONNECT_S = 4.0  # a kill comes so late at most: three looks at the messages
+AFTER_CONNECT_S = 4.0  # latest time of a kill: three checks of the messages
 IN_BRING_UP_S = 1.2
-IN_BRING_UP = 0.3      # of the kills
-EVENT = 0.4              # of something in each fifth of a second
-SETTLED_S = 15         # a file that is so old was dealt with by the modem too
+IN_BRING_UP = 0.3      # share of the kills
+EVENT = 0.4              # probability of an event in each fifth of a second
+SETTLED_S = 15         # the modem too has processed a file of this age
 
 SPOOL = pathlib.Path("/tmp/sms")
 CONSUMED = pathlib.Path("/tmp/consumed")
@@ -35,7 +35,7 @@ NEW_PIN_FILE = pathlib.Path("/etc/vuk/cellular_cpin_new.1")
 PINS = ("1234", "4321", "8888")
 SENDER = "+12025550123"
 
-# What a whole file looks like.
+# The form of a complete file.
 STATUS = re.compile(r"#File generated \n.*^CELLMODEM1?_SMS_RECV=\d+\n\Z", re.DOTALL | re.MULTILINE)
 ONE_LINE = re.compile(r"[^\n]*\n\Z")
 RECEIVED = re.compile(r"FROM=\+?12025550123\nTIME=[^\n]+\nMSG=<(\d+)\.[a-z ]*>\Z")
@@ -54,8 +54,8 @@ WHOLE = (("/var/log/wireless.cardstats*", STATUS), ("/var/log/wireless.serialno"
 
 
 class FastSlot(Slot):
-    """Its daemon is a child of its own, without a helper process between, so that kill reaches it
-    alone and what it has started goes on."""
+    """Its daemon is a direct child, without a helper process, so that a kill ends only the daemon and
+    the programs that it started continue."""
 
     def startDaemon(self, *more, fast=FAST):
         library = glob.glob("/usr/lib/*/faketime/libfaketime.so.1")[0]
@@ -69,7 +69,7 @@ class FastSlot(Slot):
 
 
 class Reader:
-    """Looks at everything that others read, all the while."""
+    """Permanently checks all files that other programs read."""
 
     def __init__(self):
         self.broken = []
@@ -85,7 +85,7 @@ class Reader:
         try:
             while not self.stop.wait(pause):
                 look()
-        except Exception as problem:  # a thread that ended would find nothing more
+        except Exception as problem:  # a thread that ends would find nothing more
             self.broken.append(("the reader itself", repr(problem)))
             raise
 
@@ -116,7 +116,7 @@ class Reader:
         except subprocess.TimeoutExpired:
             self.broken.append(("store", "locked"))
             return
-        # All keys come with one transaction.
+        # All keys are written in one transaction.
         keys = result.stdout.count("\n")
         if result.returncode > 1 or result.stderr or (keys and "_SMS_RECV=" not in result.stdout):
             self.broken.append(("store", result.returncode, result.stderr, result.stdout[-300:]))
@@ -128,15 +128,15 @@ class Reader:
 
 
 class Day:
-    """What happens on the gateway: messages, PINs, configurations. Knows what must come of it."""
+    """Events on the gateway (messages, PINs, configurations) and their expected results."""
 
     def __init__(self, slot, chance):
         self.slot = slot
         self.random = chance
         self.number = 0
-        self.received = set()                       # numbers that have to be in recv
+        self.received = set()                       # numbers that must be in recv
         self.sent = {}                              # number -> text
-        self.again = collections.Counter()          # texts that the modem had when a kill came
+        self.again = collections.Counter()          # texts that the modem had at a kill
         self.lostPins = 0
 
     def words(self, most, least=0):
@@ -174,14 +174,14 @@ class Day:
         self.sent[self.number] = text
 
     def sendLong(self):
-        self.send(200, 280)  # two parts, and enough of the second one to know it by
+        self.send(200, 280)  # two parts; the second is long enough to be recognised
 
     def changePin(self):
         self.put(NEW_PIN_FILE, self.random.choice(PINS) + "\n")
 
     def reload(self):
         self.slot.configure(CM_MTU=str(self.random.randrange(1300, 1500)))
-        # Before it has its handlers the signal would end it.
+        # Before the handlers are installed the signal would end the daemon.
         status = pathlib.Path(f"/proc/{self.slot.daemon.pid}/status").read_text()
         caught = int(re.search(r"^SigCgt:\s*(\w+)", status, re.MULTILINE).group(1), 16)
         if caught >> (signal.SIGUSR2 - 1) & 1:
@@ -197,15 +197,15 @@ class Day:
         draft.rename(path)
 
     def submitted(self):
-        """(joined) texts that the modem sent, each with how often its parts went."""
+        """(Joined) texts that the modem sent, and how often it sent their parts."""
         parts = collections.Counter()
         for message in self.slot.order(op="dump")["state"]["sms"]["sent"]:
             parts[message["text"]] += 1
         return parts
 
     def noteKill(self):
-        """The modem has sent a message, the daemon is killed before it could move the file: nobody
-        can know any more, and the file is sent again. What was sent in vain is counted here."""
+        """If the daemon is killed after the modem has sent a message and before the file is moved,
+        nobody knows that it was sent, and it is sent again. These repetitions are counted here."""
         waiting = [path.read_text().partition("MSG=")[2].strip()
                    for path in (SPOOL / "send").glob("m*")]
         for text, count in self.submitted().items():
@@ -214,7 +214,7 @@ class Day:
                 self.again[text] = count
 
     def repairPin(self):
-        """As the operator would after a PIN change that was cut short."""
+        """Does what the operator would do after an interrupted PIN change."""
         sim = self.slot.order(op="dump")["state"]["sim"]
         if PIN_FILE.read_text().strip() != sim["pin"]:
             self.lostPins += 1
@@ -222,14 +222,14 @@ class Day:
         return sim
 
     def consume(self):
-        """Takes away what is settled, as a consumer does."""
+        """Removes processed files, as a consumer does."""
         for path in (SPOOL / "recv").glob("sms_msg_*"):
             if time.time() - path.stat().st_mtime > SETTLED_S:
                 path.rename(CONSUMED / f"{path.name}.{path.stat().st_ino}")
 
 
 class ReaderTest(DaemonTest):
-    def test_halfFilesOfEachKind_areSeen(self):
+    def test_halfWrittenFilesOfEachKind_areDetected(self):
         (SPOOL / "recv").mkdir(parents=True)
         halves = {"/var/log/wireless.cardstats.1": "#File generated \nCELLMODEM1_MODEL=LE",
                   "/var/log/wireless.mdn": "+1202", "/var/log/carrier_list.json": "{\n",
@@ -270,7 +270,7 @@ class Kill(DaemonTest):
         self.subject.startDaemon()
 
     def isConnected(self):
-        """By the daemon that runs now: the status file is still there from the one before."""
+        """Connected by the current daemon: the status file of the previous one still exists."""
         if self.subject.value("_QMI_STATE") != "CONNECTED":
             return False
         exchanges = self.subject.order(op="exchanges", since=self.startedAt)["exchanges"]
@@ -284,7 +284,7 @@ class Kill(DaemonTest):
                           f"; log {self.log.texts()[-6:]}")
 
     def waitAMoment(self, seconds):
-        """Something happens now and then."""
+        """Causes an event now and then."""
         end = time.monotonic() + self.random.random() * seconds
         while time.monotonic() < end:
             if self.random.random() < EVENT:
@@ -296,7 +296,7 @@ class Kill(DaemonTest):
         self.assertIsNone(self.subject.daemon.poll(), "it left by itself")
         self.subject.daemon.kill()
         self.subject.daemon.wait(10)
-        time.sleep(0.1)  # what it has started ends
+        time.sleep(0.1)  # the programs that it started end
         self.day.noteKill()
         self.assertStoreIsFree()
 
@@ -334,7 +334,7 @@ class Kill(DaemonTest):
             parts = [part for part in submitted if part and part in text]
             self.assertEqual(sum(map(len, parts)), len(text), f"not sent whole: {text}")
 
-    def test_killsOfABusyDay_loseNothingAndLeaveNothingBroken(self):
+    def test_killsOnABusyDay_loseAndBreakNothing(self):
         self.start()
         self.waitConnected()
         while self.kills < KILLS:

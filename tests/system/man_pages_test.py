@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The manual pages: both formatters take them without a warning, and they name every program, key
+"""The manual pages: both formatters accept them without a warning, and they name every program, key
 and subcommand."""
 
 import os

@@ -1,5 +1,5 @@
-"""A strict reader of the Prometheus text format, version 0.0.4, with the habits that promtool asks
-for: what a server might still take is an error here."""
+"""A strict reader of the Prometheus text format, version 0.0.4, with the conventions that promtool
+checks. Text that a server might accept is still an error here."""
 
 import re
 
@@ -29,7 +29,7 @@ def readLabels(text):
 
 
 def readMetrics(text):
-    """{(name, slot): value}; FormatError for anything that is not as it should be."""
+    """{(name, slot): value}; raises FormatError for any violation of the format."""
     if not text.endswith("\n"):
         raise FormatError("no line feed at the end")
     lines = text[:-1].split("\n")

@@ -28,7 +28,7 @@ def shell(text, **options):
 
 class PrivateNamespace(unittest.TestCase):
     def setUp(self):
-        # Below /tmp, which is fresh inside: what has to stay visible has to be kept.
+        # Below /tmp, which is empty inside: only kept folders stay visible.
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="private namespace ", dir="/tmp"))
         self.addCleanup(shutil.rmtree, self.folder)
 
@@ -57,7 +57,7 @@ class PrivateNamespace(unittest.TestCase):
                 result = shell(f"cd {folder} && stat -f -c %T . && touch new && ls", cwd="/")
                 lines = result.stdout.splitlines()
                 self.assertEqual((lines[0], result.stderr), ("tmpfs", ""))
-                # The checkout is visible where it lies below one of them.
+                # The checkout is visible if it is below one of them.
                 self.assertIn("new", lines[1:])
                 self.assertLessEqual(len(lines), 3)
                 self.assertNotIn(self.folder.name, lines)
@@ -91,7 +91,7 @@ class PrivateNamespace(unittest.TestCase):
         self.assertIn("wwan0", result.stdout)
         self.assertIn("/dev/pts/", result.stdout)
 
-    def test_VarRun_LeadsToRun(self):
+    def test_VarRun_PointsToRun(self):
         self.assertEqual(shell("touch /run/x && ls /var/run").stdout, "x\n")
 
     def test_Processes_OnlyOwn(self):
@@ -132,7 +132,7 @@ class PrivateNamespace(unittest.TestCase):
     def test_Input_Passed(self):
         self.assertEqual(inside("cat", stdin=None, input="text\n").stdout, "text\n")
 
-    def test_NoInputAtAll_Works(self):
+    def test_NoInput_Works(self):
         result = subprocess.run(["bash", "-c", 'exec "$0" echo works <&-', SCRIPT],
                                 capture_output=True, text=True, check=False)
         self.assertEqual(result.stdout, "works\n", result.stderr)

@@ -11,7 +11,7 @@ from daemon_test import DaemonTest
 from gateway import killGroup, waitUntil
 
 FAST = 60  # the daemon's clock
-AHEAD_S = 1000  # a run of it takes less on that clock
+AHEAD_S = 1000  # a run takes less time on that clock
 EXIT_RESET = 3
 LOGGED = pathlib.Path("/run/cellslotd.1.logged")
 ROW = "in a row after a reset"
@@ -23,19 +23,19 @@ class RepeatedStarts(DaemonTest):
         self.runs = 0
 
     def start(self, subject, fast=FAST):
-        """The clock of each run goes on after that of the one before."""
+        """The clock of each run continues after that of the previous run."""
         self.runs += 1
         subject.startDaemon(fast=fast, ahead=self.runs * AHEAD_S)
 
     def reset(self, subject):
-        """A run until it resets the modem: its lines."""
+        """Runs the daemon until it resets the modem; returns its lines."""
         before = len(self.log.texts())
         self.start(subject)
         self.assertEqual(subject.daemon.wait(60), EXIT_RESET)
         return self.linesSince(before, "Exiting")
 
     def linesSince(self, before, last):
-        """A run without a line has nothing to wait for."""
+        """A run without a line gives nothing to wait for."""
         if self.runs == 1:
             waitUntil(lambda: last in self.log.texts()[before:], 5, self.log.texts)
         return self.log.texts()[before:]
@@ -47,7 +47,7 @@ class RepeatedStarts(DaemonTest):
         self.assertIn("Device missing after 2 minutes, resetting", first)
         return subject, first
 
-    def test_portMissing_isLoggedByTheFirstRunAlone(self):
+    def test_portMissing_isLoggedByTheFirstRunOnly(self):
         subject, _ = self.portMissing()
         for _ in range(3):
             self.assertEqual(self.reset(subject), [])
@@ -79,7 +79,7 @@ class RepeatedStarts(DaemonTest):
             killGroup(subject.daemon.pid)
             subject.daemon.wait(10)
         else:
-            # To the daemon: its parent is the program that changes its clock.
+            # The signal is for the daemon: its parent is the program that changes its clock.
             pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
             os.kill(pid, number)
             self.assertEqual(subject.daemon.wait(20), 2)

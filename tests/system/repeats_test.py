@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""scripts/lib/repeats.py: which lines of a tree count as standing twice."""
+"""scripts/lib/repeats.py: which lines of a tree count as repeated."""
 import contextlib
 import importlib.util
 import io

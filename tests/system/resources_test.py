@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What a whole process meets when its host has run out of something: limits and folders as the
-system sets them. Run inside scripts/private_namespace.sh."""
+"""The whole daemon on a host without free resources: limits and folders as the system sets them. Run
+inside scripts/private_namespace.sh."""
 
 import pathlib
 import resource
@@ -35,12 +35,12 @@ class Resources(DaemonTest):
 
     def test_configurationFolderMissingAtStart_connectsAfterARestart(self):
         slot = self.slot(start=False)
-        # The folder is a file system of its own here: what lies below has its name afterwards.
+        # The folder is a separate file system here; after an unmount the folder below has its name.
         subprocess.run(["umount", "-l", "/etc/vuk"], check=True)
         self.addCleanup(subprocess.run, ["mount", "-t", "tmpfs", "tmpfs", "/etc/vuk"], check=True)
         shutil.rmtree("/etc/vuk")
         slot.startDaemon(fast=FAST)
-        # Without a SIM slot a set-up is an error; after ten the modem is reset.
+        # Without a SIM slot each set-up is an error; after ten errors the modem is reset.
         self.assertEqual(slot.daemon.wait(60), 3)
         self.assertGreater(self.log.count("is missing or not accessible, using defaults"), 0)
         pathlib.Path("/etc/vuk").mkdir()

@@ -1,5 +1,5 @@
-"""A program in a pseudo-terminal, and what stands on its screen. Knows what `cellslot watch` may
-send and nothing else: everything else is an error."""
+"""A program in a pseudo-terminal, and the content of its screen. Accepts what `cellslot watch` may
+send; everything else is an error."""
 
 import fcntl
 import os
@@ -37,7 +37,7 @@ class Screen:
             if text[at] == "\x1b":
                 match = ESCAPE.match(text, at)
                 if not match:
-                    return text[at:]  # the rest of it is still on its way
+                    return text[at:]  # the rest will arrive later
                 self.escape(match[1], match[2])
                 at = match.end()
             else:
@@ -107,7 +107,7 @@ class Terminal:
         os.write(self.master, keys.encode())
 
     def drain(self, seconds):
-        """Takes in what the program sends for that long; False when it has closed the terminal."""
+        """Reads the program's output for that long; False if it has closed the terminal."""
         end = time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
             if select.select([self.master], [], [], left)[0]:
@@ -131,7 +131,7 @@ class Terminal:
         os.kill(self.pid, number)
 
     def isWriting(self):
-        """Whether it is in the middle of a write to its terminal."""
+        """Whether the program is in the middle of a write to its terminal."""
         call = pathlib.Path(f"/proc/{self.pid}/syscall").read_text().split()
         return call[1:2] == ["0x1"]  # the first argument: standard output
 
@@ -142,7 +142,7 @@ class Terminal:
         return bool(pid)
 
     def wait(self, seconds=5):
-        """The exit status; what it says last may scroll the screen of its shell."""
+        """The exit status; the last output may scroll the screen of the shell."""
         end = time.monotonic() + seconds
         while time.monotonic() < end:
             if self.hasEnded():

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Every script shows its help within a second and does nothing else; an option that it does not know
-# is refused without anything being done, too. They run in a copy of the folder, with recorders in
-# the place of the programs that build, install and change.
+# Every script shows its help within a second and does nothing else; an unknown option is refused and
+# nothing is done either. The scripts run in a copy of the folder, with recorders in place of the
+# programs that build, install and change.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
@@ -32,7 +32,7 @@ listing() {
     find "$work/checkout" -printf '%p %s %T@\n' | sort
 }
 
-# Runs a script in the copy; its exit status is in status, 124 when it took too long.
+# Runs a script in the copy; its exit status is in status, 124 if it took too long.
 runScript() { # SCRIPT OPTION
     status=0
     (cd "$work/checkout" && HOME=$work/checkout PATH=$work/tools:$PATH \

@@ -1,5 +1,5 @@
-"""A small stand-in for a service manager: starts the daemon with the variables of the sd_notify
-protocol, reads what it tells, and kills and starts it again when its heartbeat stays away."""
+"""A small replacement for a service manager: starts the daemon with the variables of the sd_notify
+protocol, reads its messages, and kills and restarts it if its heartbeat is missing."""
 
 import os
 import pathlib
@@ -45,7 +45,7 @@ class ServiceManager:
                 if message == "WATCHDOG=1":
                     self.lastHeartbeat = now
             elif time.monotonic() - self.lastHeartbeat > self.watchdogS:
-                # As the unit does it: a signal that a stopped process cannot put off.
+                # As in the unit: a signal that a stopped process cannot delay.
                 self.process.kill()
                 self.process.wait()
                 self.start()
@@ -59,12 +59,12 @@ class ServiceManager:
                 if process == pid and message == "WATCHDOG=1"]
 
     def status(self):
-        """The last status line of the process that runs now."""
+        """The last status line of the current process."""
         lines = self.of(self.process.pid, "STATUS=")
         return lines[-1][len("STATUS="):] if lines else None
 
     def end(self):
-        """Stops watching, then the process; its exit status."""
+        """Ends the watch, then the process; returns its exit status."""
         self.stopping.set()
         self.thread.join()
         self.process.terminate()

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""What the daemon tells a service manager, and that a frozen daemon is replaced by one that
-connects. Run inside scripts/private_namespace.sh."""
+"""The daemon's messages to a service manager, and the restart of a frozen daemon. Run inside
+scripts/private_namespace.sh."""
 
 import os
 import pathlib
@@ -38,21 +38,21 @@ class Service(unittest.TestCase):
         waitUntil(lambda: part in (manager.status() or ""), seconds,
                   lambda: f"the status is {manager.status()!r}, without {part!r}")
 
-    def test_life_isToldFromReadyToStopping(self):
+    def test_lifeOfTheDaemon_isReportedFromReadyToStopping(self):
         manager = self.start()
         self.waitStatus("connected")
         pid = manager.process.pid
         self.ended = True
         self.assertEqual(manager.end(), 2)
-        told = [message for message in manager.of(pid) if message != "WATCHDOG=1"]
-        self.assertEqual(told[0], "READY=1")
-        self.assertEqual(told[-2:], ["STOPPING=1", "STATUS=ending"])
+        sent = [message for message in manager.of(pid) if message != "WATCHDOG=1"]
+        self.assertEqual(sent[0], "READY=1")
+        self.assertEqual(sent[-2:], ["STOPPING=1", "STATUS=ending"])
         statuses = manager.of(pid, "STATUS=")
         self.assertEqual(statuses[0], "STATUS=setting up the modem")
         self.assertIn("STATUS=registered, LTE B4, connected less than 1 min", statuses)
         self.assertEqual(len(manager.of(pid, "READY")), 1)
 
-    def test_modemSilentForLongerThanTheWatchdog_daemonIsLeftAlone(self):
+    def test_modemSilentForLongerThanTheWatchdog_daemonIsNotKilled(self):
         manager = self.start()
         self.waitStatus("connected")
         pid = manager.process.pid

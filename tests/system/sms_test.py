@@ -19,7 +19,7 @@ ATTEMPT_S = 5
 
 
 def received():
-    """(sender, text) of each file in /recv/, as often as it is there."""
+    """(sender, text) of each file in /recv/, with its number of occurrences."""
     found = collections.Counter()
     for path in (SPOOL / "recv").glob("sms_msg_*"):
         text = path.read_text()
@@ -41,13 +41,13 @@ class SmsTest(DaemonTest):
         self.random = random.Random(seed)
 
     def text(self, length):
-        # No blank at the ends: what is compared is the text, not what a file does to its ends.
+        # No blank at the ends, because the files do not keep blanks there.
         return "x" + "".join(self.random.choice(ALPHABET) for _ in range(length - 2)) + "x"
 
 
 class Receiving(SmsTest):
     def makeMessages(self):
-        """Orders for the modem, shuffled, and what has to be found in the end."""
+        """Orders for the modem in random order, and the expected messages."""
         orders, expected = [], collections.Counter()
         for number in range(MESSAGES):
             # Two senders use every reference.
@@ -64,10 +64,10 @@ class Receiving(SmsTest):
                 order = {"from": sender, "text": part, "reference": reference, "part": index,
                          "total": total, "coding": "gsm7"}
                 orders.append(order)
-                # Networks do deliver a part twice. All parts twice would be the message twice.
+                # Networks deliver parts twice. All parts twice would be two messages.
                 if index > 1 and self.random.randrange(8) == 0:
                     orders.append(dict(order))
-            # A joined message names its sender by the digits that its parts were compared by.
+            # A joined message has the digits of its sender, by which its parts were compared.
             expected[(sender.lstrip("+"), "".join(parts))] += 1
         self.random.shuffle(orders)
         return orders, expected
@@ -76,7 +76,7 @@ class Receiving(SmsTest):
         slot = self.connectedSlot(scenario={"sms": {"capacity": 255}})
         orders, expected = self.makeMessages()
         for order in orders:
-            # More than the modem can hold: the network keeps the rest and delivers it later.
+            # More than the modem can store: the network keeps the rest and delivers it later.
             slot.order(op="inject-sms", **order)
         waitUntil(lambda: sum(received().values()) >= MESSAGES, 90,
                   lambda: f"{sum(received().values())} of {MESSAGES} messages are there")

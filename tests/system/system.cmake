@@ -1,5 +1,5 @@
-# The built programs on real paths, with real timers, in a namespace of their own. A test class a
-# CTest entry, so that they can run beside each other.
+# The built programs on real paths, with real timers, in a private namespace. One CTest entry per test
+# class, so that they can run at the same time.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 
 # cellslot_add_system_test(<name> <file> [<test class or arguments>...])
@@ -10,7 +10,7 @@ function(cellslot_add_system_test name file)
     set_tests_properties(system.${name} PROPERTIES LABELS system TIMEOUT 300 ENVIRONMENT
         "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY};CELLSLOT_HOST=${CMAKE_SOURCE_DIR}/gateway-tools")
     if(SANITIZE)
-        # faketime is loaded in front of AddressSanitizer's library.
+        # faketime is loaded before AddressSanitizer's library.
         set_property(TEST system.${name} APPEND PROPERTY ENVIRONMENT
                      CELLSLOT_SLOW=1 ASAN_OPTIONS=verify_asan_link_order=0)
     endif()
@@ -38,7 +38,7 @@ add_test(NAME system.man_pages
 set_tests_properties(system.man_pages PROPERTIES LABELS system TIMEOUT 60 ENVIRONMENT
     "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 
-# It judges the daemon's memory, which the sanitizers change.
+# It checks the daemon's memory, which the sanitizers change.
 if(NOT SANITIZE)
     cellslot_add_system_test(demo demo_test.py)
 endif()
@@ -55,7 +55,7 @@ foreach(class HandOver Enabling)
     cellslot_add_system_test(gpsd.${class} gpsd_test.py ${class})
 endforeach()
 cellslot_add_system_test(sms.Receiving sms_test.py Receiving)
-# Its accelerated clock wants a processor for itself: two such tests at a time.
+# Its accelerated clock needs a processor for itself: two such tests at a time.
 cellslot_add_system_test(sms.Sending sms_test.py Sending)
 set_tests_properties(system.sms.Sending PROPERTIES PROCESSORS 3)
 
@@ -65,7 +65,7 @@ foreach(class Tmp RootsPlaces Triggers)
     set_tests_properties(system.hostile_files.${class} PROPERTIES PROCESSORS 3 TIMEOUT 1200)
 endforeach()
 
-# kill -9 again and again; with CELLSLOT_TEST_ALL=1 300 times, a quarter of an hour.
+# Repeated kill -9; with CELLSLOT_TEST_ALL=1 300 times, which takes a quarter of an hour.
 cellslot_add_system_test(kill kill_test.py)
 set_tests_properties(system.kill PROPERTIES PROCESSORS 3 TIMEOUT 3000)
 
@@ -80,7 +80,7 @@ cellslot_add_system_test(cli_completion cli_completion_test.py)
 cellslot_add_system_test(resources resources_test.py)
 set_tests_properties(system.resources PROPERTIES PROCESSORS 3)
 
-# The programs as they ship; hardening-check looks too where it is installed.
+# The programs as they ship; uses hardening-check too if it is installed.
 if(HARDENED)
     add_test(NAME system.hardening
              COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/hardening_test.py)

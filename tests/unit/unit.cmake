@@ -1,13 +1,16 @@
-# One block a folder of the source tree.
+# One block per folder of the source tree.
 
 cellslot_add_unit_tests(config
     LIBS cellslot_config
     SOURCES unit/config/data_directive_test.cpp unit/config/config_file_test.cpp
-            unit/config/config_look_test.cpp unit/config/config_options_test.cpp
-            unit/config/config_reader_test.cpp)
+            unit/config/config_keys_test.cpp unit/config/config_look_test.cpp
+            unit/config/config_options_apn_test.cpp unit/config/config_options_bands_test.cpp
+            unit/config/config_options_credentials_test.cpp
+            unit/config/config_options_operator_test.cpp unit/config/config_options_test.cpp
+            unit/config/config_reader_odd_files_test.cpp unit/config/config_reader_test.cpp)
 target_compile_definitions(config_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
 
-# They test the host implementation; a gateway's own libraries are not ours to test.
+# They test the host implementation, not a gateway's own libraries.
 if(PLATFORM STREQUAL "host")
     cellslot_add_unit_tests(platform
         LIBS cellslot_platform
@@ -22,21 +25,21 @@ if(PLATFORM STREQUAL "host")
     target_compile_definitions(platform_tests PRIVATE SKVS="$<TARGET_FILE:skvs>")
     add_dependencies(platform_tests skvs)
 
-    # The build against a gateway's libraries has to configure; ours stand in for one.
+    # The build with a gateway's libraries must configure; ours are used for this.
     add_test(NAME unit.platform_external
         COMMAND ${CMAKE_COMMAND} -G ${CMAKE_GENERATOR} -S ${CMAKE_SOURCE_DIR}
                 -B ${CMAKE_CURRENT_BINARY_DIR}/external -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}
                 -DPLATFORM=external -DPLATFORM_LIBS=$<TARGET_FILE:cellslot_platform>)
     set_tests_properties(unit.platform_external PROPERTIES LABELS unit TIMEOUT 120)
-    # Tests with hundreds of processes run in a plain build only: the sanitizers make them crawl.
+    # Tests with hundreds of processes run in a plain build only: the sanitizers make them too slow.
     set_tests_properties(unit.platform PROPERTIES LABELS "unit;processes")
     if(SANITIZE)
         set_tests_properties(unit.platform PROPERTIES ENVIRONMENT
             "GTEST_FILTER=-KeyValueStore.Damaged*:KeyValueStore.Killed*:KeyValueStore.Stopped*:KeyValueStore.*Writers*")
     endif()
 
-    # Debian's libgammu is an independent judge of the codec; nothing but this test links it. It cannot be
-    # installed for two architectures at once, so cross builds do without this judge.
+    # Debian's libgammu is an independent reference for the codec; only this test links it. It cannot be
+    # installed for two architectures at once, so cross builds leave this test out.
     set(judge)
     if(NOT CMAKE_CROSSCOMPILING)
         find_package(PkgConfig REQUIRED)
@@ -68,8 +71,12 @@ add_dependencies(sim_tests le910sim)
 cellslot_add_unit_tests(published
     LIBS cellslot_published
     SOURCES unit/published/at_request_test.cpp unit/published/data_override_test.cpp
-            unit/published/host_boot_test.cpp unit/published/paths_test.cpp
-            unit/published/sms_spool_test.cpp unit/published/store_keys_test.cpp)
+            unit/published/host_boot_test.cpp unit/published/installation_test.cpp
+            unit/published/outcome_texts_test.cpp unit/published/paths_test.cpp
+            unit/published/sms_spool_test.cpp
+            unit/published/status_keys_test.cpp unit/published/status_values_test.cpp
+            unit/published/store_keys_test.cpp)
+target_compile_definitions(published_tests PRIVATE SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
 
 cellslot_add_unit_tests(main
     LIBS cellslot_entry
@@ -94,7 +101,7 @@ cellslot_add_unit_tests(atcmd
             unit/atcmd/command_reply_size_test.cpp unit/atcmd/sim_commands_test.cpp
             support/heap_peak.cpp support/reply_parsers.cpp)
 
-# Writes to the store and shell commands are noted on their way; the latter are not run.
+# Writes to the store and shell commands are intercepted and recorded; the commands are not run.
 cellslot_add_unit_tests(gps
     LIBS cellslot_gps cellslot_le910sim
     SOURCES unit/gps/telit_gps_port_test.cpp unit/gps/telit_gps_start_test.cpp
@@ -107,14 +114,18 @@ cellslot_add_unit_tests(custom_at
     SOURCES unit/statemachine/custom_at_test.cpp support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(custom_at_tests PRIVATE LINKER:--wrap=unlink)
 
-# PDUs come from the simulated modem, so that encoder and decoder are not each other's only judge.
+# PDUs come from the simulated modem, so that encoder and decoder do not only test each other.
 cellslot_add_unit_tests(sms
     LIBS cellslot_sms cellslot_le910sim
-    SOURCES unit/sms/assembly_test.cpp unit/sms/sms_check_test.cpp unit/sms/fixture.cpp
-            unit/sms/receive_kill_test.cpp unit/sms/message_file_test.cpp
-            unit/sms/receive_modem_model_test.cpp
-            unit/platform/sms_pdu/support.cpp unit/sms/assembly_random_parts_test.cpp
-            unit/sms/receive_test.cpp unit/sms/send_test.cpp unit/sms/spool_test.cpp
+    SOURCES unit/sms/assembly_random_parts_test.cpp unit/sms/assembly_test.cpp
+            unit/sms/fixture.cpp unit/sms/joined_journal_test.cpp unit/sms/message_file_test.cpp
+            unit/sms/part_file_test.cpp unit/sms/part_pairing_test.cpp
+            unit/sms/receive_kill_test.cpp unit/sms/receive_listing_test.cpp
+            unit/sms/receive_modem_model_test.cpp unit/sms/receive_recovery_test.cpp
+            unit/sms/receive_test.cpp unit/sms/repeated_parts_test.cpp
+            unit/sms/send_file_changes_test.cpp unit/sms/send_prompt_test.cpp
+            unit/sms/send_test.cpp unit/sms/sms_check_test.cpp unit/sms/spool_test.cpp
+            unit/platform/sms_pdu/support.cpp
             support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 

@@ -11,7 +11,7 @@ namespace {
 using tTable = std::map<int, std::string>;
 
 // clang-format off
-// Commands that no function sends; the text of every other one is compared where it is sent
+// Commands that no function sends. The texts of all others are compared in the tests that send them
 // (command_every_query_test.cpp and the flow tests).
 const tTable UNSENT_COMMANDS = {
     {14, "AT#QSS="},
@@ -246,7 +246,7 @@ tTable asTable(const std::map<tKey, std::string>& map) {
 
 }  // namespace
 
-TEST(SetupVariableMaps, Commands_AreNumberedFromNoughtAndEachHasATextOfItsOwn) {
+TEST(SetupVariableMaps, Commands_AreNumberedFromZeroAndEachHasItsOwnText) {
     int next = 0;
     std::set<std::string> texts;
     for (const eAtCmd number : COMMAND_NUMBERS) {

@@ -16,8 +16,8 @@
 #include "tests/support/log_mode.h"
 #include "tests/unit/atcmd/every_command.h"
 
-// Every get and set function against a port: the bytes it sends, how long it waits, and what it
-// makes of each kind of answer. All replies here are made up. The rows of identity stand in
+// Every get and set function against a port: the bytes that it sends, how long it waits, and its
+// result for each kind of answer. All replies here are made up. The rows of identity are in
 // identity_test.cpp.
 
 namespace {

@@ -6,11 +6,11 @@
 #include "tests/support/heap_peak.h"
 #include "tests/support/reply_parsers.h"
 
-// What the longest response that a transaction takes costs the parsers.
+// What the longest response of a transaction costs the parsers.
 
 namespace {
 
-// The lines, and what stands behind their prefixes: two copies of the response.
+// The lines, and the text after their prefixes: two copies of the response.
 constexpr size_t HEAP_MAX = 2 * RESPONSE_MAX;
 
 std::string repeated(const std::string& text) {
@@ -20,7 +20,7 @@ std::string repeated(const std::string& text) {
     return result;
 }
 
-// What stands in front of the first field.
+// The text before the first field.
 std::string prefixOf(const sReplyParser& parser) {
     const std::string reply = parser.reply;
     return reply.substr(0, reply.find_first_of(":\"") + 1);
@@ -63,15 +63,15 @@ TEST(ReplySize, ReplyRepeated_CostsNoMoreThanTwiceItsLength) {
     }
 }
 
-TEST(ReplyParsers, HonestReply_LeavesASoundRecord) {
+TEST(ReplyParsers, ValidReply_GivesAValidRecord) {
     setupVariableMaps();
     for (const sReplyParser& parser : replyParsers())
         EXPECT_STREQ(parser.parse(parser.reply), nullptr) << parser.name;
 }
 
-TEST(ResponseLines, MoreThanAnyHonestReplyHas_AreDropped) {
+TEST(ResponseLines, MoreLinesThanAnyValidReply_AreDropped) {
     EXPECT_EQ(responseLines(repeated("a\r\n")).size(), RESPONSE_LINES_MAX);
-    EXPECT_EQ(responseLinesBehind(repeated("a\r\n"), "a").size(), RESPONSE_LINES_MAX);
+    EXPECT_EQ(responseLinesAfter(repeated("a\r\n"), "a").size(), RESPONSE_LINES_MAX);
     EXPECT_EQ(responseLines(repeated("\r\n").substr(10) + "a\r\n"), std::vector<std::string>{"a"});
 }
 

@@ -46,10 +46,10 @@ const sErrorCase CASES[] = {
     // an unusable +CME line does not hide a +CMS line
     {ePORT_CMX_ERROR, "+CME ERROR: x\r\n+CMS ERROR: 500\r\n", number(500), "UNKNOWN ERROR"},
     {ePORT_CMX_ERROR, "+CMS ERROR: 500\r\n+CME ERROR: 10\r\n", number(10), "SIM NOT INSERTED"},
-    // the rest of the number may still be on its way
+    // the rest of the number may still arrive
     {ePORT_CMX_ERROR, "\r\n+CME ERROR: 1", ePORT_CMX_ERROR, ""},
     {ePORT_CMX_ERROR, "\r\n+CME ERROR: 1\r", ePORT_CMX_ERROR, ""},
-    // other results are left alone
+    // other results do not change
     {ePORT_ERROR, "\r\n+CME ERROR: 3\r\n", ePORT_ERROR, ""},
     {ePORT_OK, "\r\n+CME ERROR: 3\r\n", ePORT_OK, ""},
     {ePORT_NO_FINAL_RESULT, "\r\n+CME ERROR: 3\r\n", ePORT_NO_FINAL_RESULT, ""},
@@ -145,7 +145,7 @@ TEST(ResponseLines, Response_TrimmedWithoutEmptyLines) {
     EXPECT_EQ(responseLines("ATI3\r\r\n Telit \r\n\r\nOK\r\n"),
               (std::vector<std::string>{"ATI3", "Telit", "OK"}));
     EXPECT_TRUE(responseLines("\r\n \r\n").empty());
-    EXPECT_EQ(responseLinesBehind("\r\n+CGACT: 1,1\r\nx+CGACT: 2,1\r\n +CGACT:3,0\r\n", "+CGACT:"),
+    EXPECT_EQ(responseLinesAfter("\r\n+CGACT: 1,1\r\nx+CGACT: 2,1\r\n +CGACT:3,0\r\n", "+CGACT:"),
               (std::vector<std::string>{" 1,1", "3,0"}));
 }
 

@@ -9,10 +9,10 @@
 
 #include "include/result_codes.h"
 
-// The tests of command_every_query_test.cpp, for rows that stand beside the tests of their subject.
+// The tests of command_every_query_test.cpp, for rows that are beside the tests of their subject.
 
-// What a function makes of an answer: which results it has parseCMXerror see, and with it whether
-// a +CME or +CMS error becomes its number.
+// Which results a function passes to parseCMXerror, and so whether a +CME or +CMS error becomes its
+// number.
 enum class eErrors {
     AS_IS,         // none: -1, whatever the number
     CONVERTED,     // every failure

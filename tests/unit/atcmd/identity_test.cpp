@@ -22,7 +22,7 @@ void torture(tParse parse, const std::string& reply) {
     });
 }
 
-// A record in which every field that these functions reset holds something else.
+// A record in which every field that these functions reset has another value.
 sModemInfo usedModem() {
     sModemInfo modem;
     modem.s_manufacturer = "Telit";
@@ -137,7 +137,7 @@ TEST(ParseTelitModel, TwoLines_FirstLineWins) {
     EXPECT_EQ(modem.e_model, eTELIT_MODEL_LE910_EU_V2);
 }
 
-TEST(ParseTelitModel, DamagedReplies_DoNoHarm) {
+TEST(ParseTelitModel, DamagedReplies_GiveAValidRecord) {
     torture(parseTelitModel, modemReply({"LE910-NA V2"}));
 }
 
@@ -153,7 +153,7 @@ TEST(GetTelitModel, NotInited_IsTestModeAndAnError) {
     }
 }
 
-TEST(GetTelitModel, NotInitedBesideAModel_IsTheModel) {
+TEST(GetTelitModel, NotInitedTogetherWithAModel_IsTheModel) {
     cFakePort port;
     port.answer(modemReply({"LE910-NA1", "not inited"}));
     sModemInfo modem;
@@ -191,7 +191,7 @@ TEST(ParseDeviceFirmwareVersion, Replies_FirstLineThatBeginsWithADigit) {
     torture(parseDeviceFirmwareVersion, modemReply({"20.00.522"}));
 }
 
-TEST(ParseDeviceHardware, Replies_TextBehindDob) {
+TEST(ParseDeviceHardware, Replies_TextAfterDob) {
     const struct {
         std::string reply;
         const char* hardware;
@@ -339,7 +339,7 @@ TEST(ParseDeviceTemperature, Change_IsLoggedOnce) {
     resetIdentityState();
 }
 
-TEST(GetDeviceDualFirmware, Answers_TellTheFlag) {
+TEST(GetDeviceDualFirmware, Answers_SetTheFlag) {
     const struct {
         std::string reply;
         ePortReturn result;
@@ -387,7 +387,7 @@ TEST(ParseDeviceFirmwareCarrier, Lines_GiveImageAndSlot) {
     torture(parseDeviceFirmwareCarrier, modemReply({"#FWSWITCH: 1"}));
 }
 
-TEST(GetDeviceFirmwareCarrier, TwoImages_AsksTheModem) {
+TEST(GetDeviceFirmwareCarrier, TwoImages_QueriesTheModem) {
     cFakePort port;
     port.answer(modemReply({"#FWSWITCH: 1"}));
     sModemInfo modem;
@@ -398,7 +398,7 @@ TEST(GetDeviceFirmwareCarrier, TwoImages_AsksTheModem) {
     EXPECT_TRUE(modem.b_verizon_firmware);
 }
 
-TEST(GetDeviceFirmwareCarrier, SingleImage_FollowsTheModelWithoutAsking) {
+TEST(GetDeviceFirmwareCarrier, SingleImage_FollowsFromTheModelWithoutAQuery) {
     const struct {
         int model;
         int carrier;
@@ -449,7 +449,7 @@ TEST(SwitchDeviceDualFirmware, OtherSlot_SendsNothing) {
     }
 }
 
-TEST(SwitchDeviceDualFirmware, Refused_SaysSoAndLeavesTheRecord) {
+TEST(SwitchDeviceDualFirmware, Refused_IsLoggedAndTheRecordStays) {
     for (const char* reply : {ERROR_REPLY, "\r\n+CME ERROR: 4\r\n", ""}) {
         cFakePort port;
         port.answer(reply);

@@ -103,7 +103,7 @@ TEST_F(CarrierList, Lines_WithTwoFieldsAreKept) {
               1u);
 }
 
-TEST_F(CarrierList, CalledTwice_AsksOnce) {
+TEST_F(CarrierList, CalledTwice_QueriesOnce) {
     cFakePort port;
     port.answer(modemReply({"+COPN: \"310410\",\"AT&T\""}));
     EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
@@ -112,7 +112,7 @@ TEST_F(CarrierList, CalledTwice_AsksOnce) {
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT+COPN"});
 }
 
-TEST_F(CarrierList, EmptyAnswerOrFailure_IsAskedAgain) {
+TEST_F(CarrierList, EmptyAnswerOrFailure_IsQueriedAgain) {
     cFakePort port;
     port.answer(OK_REPLY).answer(ERROR_REPLY).answer(modemReply({"+COPN: \"310410\",\"AT&T\""}));
     EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
@@ -121,7 +121,7 @@ TEST_F(CarrierList, EmptyAnswerOrFailure_IsAskedAgain) {
     EXPECT_EQ(telitCarrier_list_Map.size(), 1u);
 }
 
-TEST_F(CarrierList, LinesBesideAnError_AreNotKept) {
+TEST_F(CarrierList, LinesWithAnError_AreNotKept) {
     cFakePort port;
     port.answer(modemReply({"+COPN: \"310410\",\"AT&T\""}, "ERROR"));
     EXPECT_EQ(getCarrierList(port.handle()), ePORT_ERROR);
@@ -138,7 +138,7 @@ TEST_F(CarrierList, EndlessList_IsBounded) {
         expectBounded(row.second);
 }
 
-TEST_F(CarrierList, DamagedReplies_DoNoHarm) {
+TEST_F(CarrierList, DamagedReplies_GiveAValidRecord) {
     tortureReply(modemReply({"+COPN: \"310410\",\"AT&T\""}), [](const std::string& response) {
         telitCarrier_list_Map.clear();
         parseCarrierList(response);

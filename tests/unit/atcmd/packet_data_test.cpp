@@ -216,7 +216,7 @@ TEST(ParseCGCONTRDP, IPv6Line_GivesAddressMaskAndGateway) {
     EXPECT_EQ(device.s_ipv4_address, "") << "only an IPv4 address is the device's";
 }
 
-// Recorded: no mask, no gateway. An empty gateway must not pull the name servers forward.
+// Recorded: no mask, no gateway. An empty gateway must not shift the name servers.
 TEST(ParseCGCONTRDP, NoMaskAndEmptyGateway_LeavesTypeUnknownAndReadsTheRest) {
     const sDeviceInfo device =
         parsedContexts({"+CGCONTRDP: 1,5,\"catm\",\"10.0.0.9\",,\"10.0.0.1\",\"10.0.0.2\""});
@@ -230,7 +230,7 @@ TEST(ParseCGCONTRDP, NoMaskAndEmptyGateway_LeavesTypeUnknownAndReadsTheRest) {
     EXPECT_EQ(device.s_ipv4_address, "");
 }
 
-TEST(ParseCGCONTRDP, ShortLines_FillWhatIsThere) {
+TEST(ParseCGCONTRDP, ShortLines_FillTheFieldsThatExist) {
     const sPdpDynamicParams three =
         parsedContexts({"+CGCONTRDP: 1,5,\"apn\""}).network.pdp_dynamic[0];
     EXPECT_EQ(three.i_p_cid, 1);
@@ -291,7 +291,7 @@ TEST(ParseCGCONTRDP, AddressDetail_LogsEachValue) {
                              }));
 }
 
-TEST(ParseCGCONTRDP, DamagedReplies_DoNoHarm) {
+TEST(ParseCGCONTRDP, DamagedReplies_GiveAValidRecord) {
     const auto parse = [](const std::string& response) {
         sDeviceInfo device;
         parseCGCONTRDP(response, device);
@@ -316,7 +316,7 @@ TEST(GetCGCONTRDP, Failure_ClearsEntriesAndAddress) {
     expectEmpty(device.network.pdp_dynamic[0]);
 }
 
-TEST(SetCgdataMode, Answers_TellDataMode) {
+TEST(SetCgdataMode, Answers_ShowDataMode) {
     const struct {
         std::string reply;
         ePortReturn result;
@@ -346,7 +346,7 @@ TEST(SetCgdataMode, ConnectAlone_StillWaitsItsSecond) {
     EXPECT_EQ(port.elapsedMs(), 1010u);
 }
 
-TEST(ParseCgdataMode, DamagedReplies_DoNoHarm) {
+TEST(ParseCgdataMode, DamagedReplies_GiveAValidRecord) {
     EXPECT_TRUE(parseCgdataMode("\r\nCONNECT\r\n"));
     EXPECT_FALSE(parseCgdataMode("\r\nconnect\r\n"));
     EXPECT_FALSE(parseCgdataMode("AT+CGDATA=CONNECT"));
@@ -431,7 +431,7 @@ TEST(ParseCGDCONT, SixteenLines_YieldFifteenEntries) {
     EXPECT_EQ(device.modem.context_list[14].s_cid, "15");
 }
 
-TEST(ParseCGDCONT, DamagedReplies_DoNoHarm) {
+TEST(ParseCGDCONT, DamagedReplies_GiveAValidRecord) {
     tortureReply(modemReply({"+CGDCONT: 1,\"IP\",\"broadband\",\"\",0,0"}),
                  [](const std::string& response) {
                      sDeviceInfo device;
@@ -440,7 +440,7 @@ TEST(ParseCGDCONT, DamagedReplies_DoNoHarm) {
                  });
 }
 
-TEST(GetCGDCONT, AskedAgain_ListIsNewAndFailureEmptiesIt) {
+TEST(GetCGDCONT, QueriedAgain_ListIsNewAndAFailureEmptiesIt) {
     cFakePort port;
     port.answer(
             modemReply({"+CGDCONT: 1,\"IP\",\"a\",\"\",0,0", "+CGDCONT: 2,\"IP\",\"b\",\"\",0,0"}))

@@ -9,7 +9,7 @@
 #include "tests/support/log_mode.h"
 #include "tests/support/temp_folder.h"
 
-TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutAsking) {
+TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutATest) {
     cFakePort port(cFakePort::eLink::TERMINAL);
     EXPECT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);
     EXPECT_NE(port.handle(), -1);
@@ -42,7 +42,7 @@ TEST(GetPortState, OtherFailures_AreFailed) {
     }
 }
 
-TEST(GetPortState, OpenPort_IsAskedWithAt) {
+TEST(GetPortState, OpenPort_IsTestedWithAt) {
     cFakePort port;
     port.answer(OK_REPLY);
     EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_GOOD);
@@ -82,8 +82,8 @@ TEST(TestPortState, Answers_OkAndErrorAreGood) {
     }
 }
 
-// An answer that came late would otherwise stay one command behind for ever.
-TEST(TestPortState, AnswerToAnotherCommand_IsDroppedWithWhatFollowsAndThePortAskedAgain) {
+// Otherwise, after one late answer, every answer would be read for the next command.
+TEST(TestPortState, AnswerToAnotherCommand_IsDroppedAndThePortTestedAgain) {
     cFakePort port;
     port.setEcho(false);
     port.answerInPieces({"AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n", "AT\r\r\nOK\r\n"});
@@ -120,10 +120,10 @@ TEST(TestPortState, UnsolicitedLinesBesideTheAnswer_CostNothing) {
     const char* const lines[] = {"RING", "+CREG: 1", "+CGEV: NW DETACH", "#NITZ: 20/06/15,20:32:05",
                                  "+CMTI: \"SM\",7"};
     for (const std::string line : lines) {
-        const std::string told = "\r\n" + line + "\r\n";
+        const std::string report = "\r\n" + line + "\r\n";
         cFakePort port;
-        port.say(told);
-        port.answer(told + OK_REPLY + told);
+        port.say(report);
+        port.answer(report + OK_REPLY + report);
         port.answer(OK_REPLY);
         EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD) << line;
         EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD) << line;
@@ -132,8 +132,8 @@ TEST(TestPortState, UnsolicitedLinesBesideTheAnswer_CostNothing) {
     }
 }
 
-// What a bench puts into the queue stands in front of the echo, without a line feed between them.
-TEST(TestPortState, FifoWithAQueuedOk_IsGoodAndAskedOnce) {
+// Text that a bench puts into the queue comes before the echo, without a line feed between them.
+TEST(TestPortState, FifoWithAQueuedOk_IsGoodAndTestedOnce) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     const cFakePort clockOnly;
@@ -154,7 +154,7 @@ TEST(TestPortState, ClosedPort_IsClosed) {
     EXPECT_TRUE(port.sleepsUs().empty());
 }
 
-// A write that fails counts as an answer: the main loop's error count closes such a port.
+// A failed write counts as an answer: the error count of the main loop closes such a port.
 TEST(TestPortState, HungUpPort_CountsAsAnswering) {
     cFakePort port(cFakePort::eLink::TERMINAL);
     ASSERT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);

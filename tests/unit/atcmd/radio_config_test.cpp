@@ -71,7 +71,7 @@ TEST(GetWS46, Failures_GiveZeroAndTheirLog) {
     EXPECT_EQ(value, 31);
 }
 
-TEST(SetCOPS, ModesThatAreNoChoice_GiveWrongModeAndSendNothing) {
+TEST(SetCOPS, InvalidModes_GiveWrongModeAndSendNothing) {
     sConfigFileOpts config;
     config.operatorName = "310410";
     for (const char* mode : {"3", "2", "5", "", "01", "x"}) {
@@ -157,7 +157,7 @@ TEST(GetCCLK, RefusedSetUp_GoesOn) {
                              }));
 }
 
-TEST(GetCCLK, SilentModem_AsksFourTimesForASecondEachAndWaitsOneForLateAnswers) {
+TEST(GetCCLK, SilentModem_TakesFourQueriesOfASecondAndOneForLateAnswers) {
     cFakePort port;
     port.silence().silence().silence().silence();
     const cLogMode mode;
@@ -166,7 +166,7 @@ TEST(GetCCLK, SilentModem_AsksFourTimesForASecondEachAndWaitsOneForLateAnswers) 
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"getCCLK(): Command 'AT#CCLK?' TIMEOUT"});
 }
 
-TEST(GetCCLK, RefusedQuestion_IsLogged) {
+TEST(GetCCLK, RefusedQuery_IsLogged) {
     for (const char* reply : {ERROR_REPLY, "\r\n+CME ERROR: 4\r\n"}) {
         cFakePort port;
         port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY).answer(reply);
@@ -198,7 +198,7 @@ TEST(ParseCCLK, Lines_GivePlainNumbers) {
     }
 }
 
-TEST(ParseCCLK, UnusableLines_GiveNothingAndSayHowFarTheyWereRead) {
+TEST(ParseCCLK, UnusableLines_GiveNothingAndLogHowFarTheyWereRead) {
     const struct {
         const char* line;
         int count;
@@ -219,7 +219,7 @@ TEST(ParseCCLK, UnusableLines_GiveNothingAndSayHowFarTheyWereRead) {
     }
 }
 
-// The result goes to the command that sets the host's clock.
+// The result is passed to the command that sets the host's clock.
 TEST(ParseCCLK, DamagedReplies_GiveNumbersAndSeparatorsOnly) {
     tortureReply(modemReply({"#CCLK: \"20/06/15,20:32:05-24,1\""}),
                  [](const std::string& response) {

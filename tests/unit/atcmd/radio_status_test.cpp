@@ -170,7 +170,7 @@ TEST(ParseModemPsNetType, OneField_IsLoggedAsTooShort) {
     }
 }
 
-TEST(ParseModemPsNetType, NoLineOrNothingOnIt_LogsNothing) {
+TEST(ParseModemPsNetType, MissingOrEmptyLine_LogsNothing) {
     for (const char* response : {"", "#PSNT:", "#PSNT:\r\n", "#PSNT: \r\nOK\r\n"}) {
         const cLogMode mode;
         sNetworkInfo network;
@@ -263,8 +263,8 @@ TEST(ParseModemNetworkStatus, LteLineWithoutTransmitPower_HasNoTimers) {
     EXPECT_EQ(network.i_t3412, 0);
 }
 
-// Only an IMSI in the twelfth place moves the fields: whatever else is odd, they stay where the
-// family's first modules have them.
+// Only an IMSI in the twelfth place moves the fields. With any other oddity they stay where the
+// first modules of the family have them.
 TEST(ParseModemNetworkStatus, PlaceOfTheImsi_DecidesWhereTheBandIs) {
     const struct {
         const char* twelfth;
@@ -319,12 +319,12 @@ TEST(ParseModemNetworkStatus, ShortLines_AreLoggedAndIgnored) {
     }
 }
 
-TEST(ParseModemNetworkStatus, FifteenAndSixteenLteFields_AreTheBorder) {
+TEST(ParseModemNetworkStatus, FifteenLteFieldsAreTooFew_SixteenAreEnough) {
     EXPECT_EQ(parsedStatus(4, LTE_LINE.substr(0, LTE_LINE.size() - 2)).s_channel, "");
     EXPECT_EQ(parsedStatus(4, LTE_LINE).s_channel, "2225");
 }
 
-TEST(ParseModemNetworkStatus, UnknownType_IsLeftAlone) {
+TEST(ParseModemNetworkStatus, UnknownType_ChangesNothing) {
     const cLogMode mode(eLOG_RADIO_DETAIL);
     sNetworkInfo network;
     parseModemNetworkStatus("#RFSTS: " + LTE_LINE + "\n", network);
@@ -367,7 +367,7 @@ TEST(ParseModemNetworkStatus, WcdmaLineWithoutActiveSet_FillsTheNineteenFields) 
     EXPECT_EQ(network.i_active_set_count, 0u);
 }
 
-TEST(ParseModemNetworkStatus, WcdmaLineWithEmptyLacAndRac_KeepsWhatIsThere) {
+TEST(ParseModemNetworkStatus, WcdmaLineWithEmptyLacAndRac_KeepsTheirValues) {
     sNetworkInfo network;
     network.e_psnt_service_type = ePS_NET_HSDPA;
     network.s_lac = "1234";
@@ -435,7 +435,7 @@ TEST(ParseModemNetworkStatus, GsmLines_AreNotKept) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST(ParseModemNetworkStatus, DamagedReplies_DoNoHarm) {
+TEST(ParseModemNetworkStatus, DamagedReplies_GiveAValidRecord) {
     const cLogMode mode;
     tortureStatus(4, LTE_LINE + ",720,3240");
     tortureStatus(4, LTE_LINE_WITH_SINR);

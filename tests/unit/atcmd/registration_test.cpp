@@ -11,7 +11,7 @@
 namespace {
 
 struct sRegistrationCase {
-    const char* line;  // behind the prefix
+    const char* line;  // the text after the prefix
     int mode;
     int state;
     const char* area;
@@ -19,7 +19,7 @@ struct sRegistrationCase {
     const char* technology;
 };
 
-// What stands in the record before.
+// The content of the record before.
 sNetworkInfo usedNetwork() {
     sNetworkInfo network;
     network.i_reg_mode = 9;
@@ -84,7 +84,7 @@ const sStateCase STATES[] = {
     {2147483647, "Unknown", "Unknown", false},
 };
 
-// The states one after another; the log that came of it.
+// Passes through the states and returns the log.
 std::vector<std::string> logOfStates(const std::vector<int>& states, uint64_t debugMode) {
     resetRegistrationState();
     const cLogMode mode(debugMode);
@@ -99,8 +99,8 @@ std::vector<std::string> logOfStates(const std::vector<int>& states, uint64_t de
 
 }  // namespace
 
-// Reports that a modem sends by itself, modes 1 and 2, before the answer. The form is documented
-// (3GPP TS 27.007 section 7.2), the numbers are made up.
+// Unsolicited reports of modes 1 and 2 before the answer. The form is documented (3GPP TS 27.007
+// section 7.2), the numbers are made up.
 TEST(ParseRegistration, ReportsBeforeTheAnswer_AreNotTheAnswer) {
     const struct {
         const char* prefix;
@@ -142,8 +142,8 @@ TEST(ParseCIREG, ReportBeforeTheAnswer_IsNotTheAnswer) {
     }
 }
 
-// A line of nothing but prefixes is looked at once, not once a prefix.
-TEST(ParseCREG, LongLineOfPrefixes_EndsSoon) {
+// A line of nothing but prefixes is searched once, not once per prefix.
+TEST(ParseCREG, LongLineOfPrefixes_IsParsedQuickly) {
     std::string line;
     while (line.size() < size_t{1} << 20)
         line += "+CREG:";
@@ -185,7 +185,7 @@ TEST(GetCEREG, ThenCreg_TheLastOneDecides) {
     EXPECT_EQ(network.i_reg_state, 1);
     getCREG(port.handle(), network);
     EXPECT_EQ(network.i_reg_state, 2);
-    EXPECT_EQ(network.s_reg_area, "00AF") << "a place that is not told anew stays";
+    EXPECT_EQ(network.s_reg_area, "00AF") << "a location that is not reported again stays";
     EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT+CEREG?", "AT+CREG?"}));
 }
 
@@ -255,7 +255,7 @@ TEST(UpdateNetworkRegistrationInfo, Change_IsLoggedOnceWithBothTexts) {
               }));
 }
 
-TEST(UpdateNetworkRegistrationInfo, FlippingBetweenSearchingStates_IsQuiet) {
+TEST(UpdateNetworkRegistrationInfo, AlternatingSearchingStates_AreDebugMessages) {
     EXPECT_EQ(logOfStates({2, 0, 2, 0}, 0),
               std::vector<std::string>{
                   "Registration switched from 'Unknown' to 'Not registered, Searching'"});
@@ -264,7 +264,7 @@ TEST(UpdateNetworkRegistrationInfo, FlippingBetweenSearchingStates_IsQuiet) {
               "Not Searching'");
 }
 
-TEST(UpdateNetworkRegistrationInfo, LeavingSearch_IsLoggedLoudly) {
+TEST(UpdateNetworkRegistrationInfo, EndOfSearch_IsLoggedAsANotice) {
     EXPECT_EQ(logOfStates({2, 0, 1, 2, 0}, 0),
               (std::vector<std::string>{
                   "Registration switched from 'Unknown' to 'Not registered, Searching'",
@@ -275,8 +275,8 @@ TEST(UpdateNetworkRegistrationInfo, LeavingSearch_IsLoggedLoudly) {
               }));
 }
 
-// The flag of the call before is kept although that call logged nothing.
-TEST(UpdateNetworkRegistrationInfo, SearchingWithoutAChange_StillQuietensTheNext) {
+// The flag of the previous call is kept although that call logged nothing.
+TEST(UpdateNetworkRegistrationInfo, SearchingWithoutAChange_MakesTheNextOneADebugMessage) {
     EXPECT_EQ(logOfStates({2, 2, 0}, 0).size(), 1u);
     EXPECT_EQ(logOfStates({2, 4, 0}, 0).size(), 3u) << "4 is not searching";
     EXPECT_EQ(logOfStates({2, 3, 0}, 0).size(), 3u) << "nor is denied";

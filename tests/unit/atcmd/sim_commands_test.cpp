@@ -53,7 +53,7 @@ const sCpinCase CPIN_CASES[] = {
     {"SIM  PIN", 3, 3, "SIM  PIN"},
 };
 
-// Everything known, nothing as after a reset.
+// Every value is known and differs from its value after a reset.
 sSimInfo usedSim() {
     sSimInfo sim;
     sim.i_present = 1;
@@ -127,7 +127,7 @@ TEST(GetDeviceSimPresent, Sim_LeavesTheLock) {
     EXPECT_EQ(sim.s_status, "Available");
 }
 
-TEST(GetDeviceSimPresent, Failure_IsNotTakenForAMissingSim) {
+TEST(GetDeviceSimPresent, Failure_DoesNotCountAsAMissingSim) {
     cFakePort port;
     port.answer(ERROR_REPLY);
     sSimInfo sim = usedSim();
@@ -138,7 +138,7 @@ TEST(GetDeviceSimPresent, Failure_IsNotTakenForAMissingSim) {
 }
 
 // Recorded: a modem without SIM.
-TEST(GetDeviceSimPresent, LineBesideCmeError_IsNotRead) {
+TEST(GetDeviceSimPresent, LineWithACmeError_IsNotRead) {
     cFakePort port;
     port.answer(modemReply({"#QSS: 0,1"}, "+CME ERROR: 10"));
     sSimInfo sim;
@@ -187,7 +187,7 @@ TEST(ParseDeviceSimStatus, Attempts_FollowTheLockClass) {
         const char* pct;
         int pin;
         int puk;
-        bool areRead;  // or only assumed
+        bool areRead;  // otherwise assumed
     } cases[] = {
         {"+CPIN: READY", "#PCT: 3", 3, 10, true},
         {"+CPIN: READY", "#PCT: 2", 2, 10, true},
@@ -351,7 +351,7 @@ TEST(GetCpinState, Answers_SetTheStateAndAreLogged) {
     }
 }
 
-// Only the trace of the link itself shows what is sent.
+// Only the trace of the port shows what is sent.
 TEST(LockOperations, AnyResult_LogNoSecret) {
     for (const char* reply : {OK_REPLY, ERROR_REPLY, "\r\n+CME ERROR: 16\r\n", ""}) {
         cFakePort port;

@@ -4,7 +4,7 @@
 
 namespace {
 
-// A screen that has a prompt below the text.
+// A screen with a prompt below the text.
 constexpr size_t LINES_MAX = 23;
 constexpr size_t COLUMNS_MAX = 80;
 
@@ -58,7 +58,7 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
     }
 }
 
-TEST(CliCommandLine, NotUnderstood_OneLineAndUsageStatus) {
+TEST(CliCommandLine, InvalidArguments_GiveOneLineAndTheUsageStatus) {
     const cEmptyHost host;
     const std::vector<std::vector<const char*>> wrong = {{"nonsense"},
                                                          {"nonsense", "--help"},
@@ -91,7 +91,7 @@ TEST(CliCommandLine, NotUnderstood_NamesTheRightHelp) {
     EXPECT_EQ(" (see cellslot sms send --help)\n", end({"sms", "send"}));
 }
 
-TEST(CliCommandLine, UnknownSubcommand_IsNamedWithTheOneMeant) {
+TEST(CliCommandLine, UnknownSubcommand_IsNamedWithASuggestion) {
     const cEmptyHost host;
     EXPECT_EQ(
         "cellslot: unknown subcommand: cellslot stauts; did you mean status? (see cellslot "
@@ -171,7 +171,7 @@ TEST(CliCommandLine, HelpThatCannotBeWritten_IsAFailure) {
     EXPECT_EQ(eExitStatus::FAILED, runCellslot(2, words, context, err));
 }
 
-TEST(CliSlot, SeveralDaemonsAndNoneNamed_IsAskedFor) {
+TEST(CliSlot, SeveralDaemonsAndNoSlotNamed_RequiresOne) {
     cEmptyHost host;
     host.daemon(1, 101);
     host.daemon(3, 103);
@@ -181,7 +181,7 @@ TEST(CliSlot, SeveralDaemonsAndNoneNamed_IsAskedFor) {
     EXPECT_FALSE(fileExists(host.places.at("/tmp/force_cell_nocon.1")));
 }
 
-TEST(CliSlot, OneDaemonAndNoneNamed_IsMeant) {
+TEST(CliSlot, OneDaemonAndNoSlotNamed_IsUsed) {
     cEmptyHost host;
     host.daemon(2, 102);
     EXPECT_EQ(eExitStatus::OK, runOn(host, {"data", "off", "-t", "0"}).status);

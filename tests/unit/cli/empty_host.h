@@ -13,7 +13,7 @@
 #include "cli/cellslot.h"
 #include "tests/support/temp_folder.h"
 
-// A host below a folder of its own, with the folders in which the command looks.
+// A host in a temporary folder, with the folders that the command searches.
 class cEmptyHost {
   public:
     cEmptyHost() {
@@ -66,7 +66,7 @@ class cEmptyHost {
     const sPlaces places{m_folder.path()};
 };
 
-// What a call that may end early would make the program leave with.
+// The exit status with which a call that may end early would end the program.
 template <class tCall>
 eExitStatus statusOf(tCall call) {
     try {
@@ -77,7 +77,7 @@ eExitStatus statusOf(tCall call) {
     }
 }
 
-// What a command line does on that host.
+// Runs a command line on that host.
 struct sCommandRun {
     eExitStatus status;
     std::string out;

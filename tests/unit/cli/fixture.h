@@ -8,7 +8,7 @@
 #include "cli/status/slot_report.h"
 #include "tests/support/temp_folder.h"
 
-// A host in a folder: booted, with configurations, status files and daemons as a test puts them
+// A booted host in a folder, with the configurations, status files and daemons that a test puts
 // there. The recorded status files were written at RECORDED_S.
 constexpr time_t RECORDED_S = 1795246938;
 constexpr unsigned LONG_UP_S = 100000;
@@ -26,7 +26,7 @@ class cStatusHost {
     sPlaces places() const { return {m_folder.path()}; }
     std::string operator/(const std::string& path) const { return m_folder / path; }
 
-    // A process that was started as cellslotd, with its pid file.
+    // A process with the command line of cellslotd, and its pid file.
     void startDaemon(int slot);
     void endDaemon(int slot);
     void configure(int slot, const std::string& text);
@@ -34,7 +34,7 @@ class cStatusHost {
     // A healthy slot, or one from another recording; with the modem's port.
     void addSlot(int slot, const std::string& recording);
 
-    // Some seconds after the recordings were made. No interface of this machine is looked at.
+    // Some seconds after the recordings were made. Interfaces of this machine are not read.
     sSlotReport report(int slot, long long ageS = 1) const;
     sStatusRun run(const std::vector<std::string>& arguments) const;
 
@@ -42,7 +42,7 @@ class cStatusHost {
     cTempFolder m_folder;
 };
 
-// A recorded status file, as if the slot had written it.
+// A recorded status file, as if the daemon of the slot had written it.
 std::string recordedStatus(const std::string& recording, int slot = 1);
 // With the value of a key replaced, the key without prefix.
 std::string withValue(const std::string& status, const std::string& key, const std::string& value);

@@ -25,12 +25,12 @@ TEST_F(cChooseConfigFile, NoDirectory_TakesTheSystemsFile) {
                                              : "/etc/zoq/wireless/cellmodem_ppp.conf");
 }
 
-TEST_F(cChooseConfigFile, DirectoryOfSlashesOnly_IsNone) {
+TEST_F(cChooseConfigFile, DirectoryOfSlashesOnly_IsIgnored) {
     EXPECT_EQ(chooseConfigFile("2", "/"), "/etc/vuk/cellular2.conf");
     EXPECT_EQ(chooseConfigFile("2", "///"), "/etc/vuk/cellular2.conf");
 }
 
-TEST_F(cChooseConfigFile, SlotFileExists_IsTaken) {
+TEST_F(cChooseConfigFile, SlotFileExists_IsUsed) {
     writeFile(slot1, "");
     writeFile(old, "");
     EXPECT_EQ(chooseConfigFile("1", folder.path()), slot1);
@@ -38,11 +38,11 @@ TEST_F(cChooseConfigFile, SlotFileExists_IsTaken) {
     EXPECT_EQ(chooseConfigFile("1", folder.path() + "//"), slot1);
 }
 
-TEST_F(cChooseConfigFile, SlotOneWithoutItsFile_FallsBack) {
+TEST_F(cChooseConfigFile, SlotOneWithoutItsFile_UsesTheOlderFile) {
     EXPECT_EQ(chooseConfigFile("1", folder.path()), old);
 }
 
-TEST_F(cChooseConfigFile, OtherSlotsWithoutTheirFile_NeverFallBack) {
+TEST_F(cChooseConfigFile, OtherSlotsWithoutTheirFile_NeverUseTheOlderFile) {
     writeFile(old, "");
     EXPECT_EQ(chooseConfigFile("2", folder.path()), slot2);
     EXPECT_EQ(chooseConfigFile("3", folder.path()), folder / "cellular3.conf");
@@ -66,7 +66,7 @@ TEST_F(cChooseConfigFile, FirstCall_FixesTheSlot) {
     EXPECT_EQ(chooseConfigFile("3", ""), "/etc/vuk/cellular2.conf");
 }
 
-TEST_F(cChooseConfigFile, LaterDirectory_ReplacesTheNamesForGood) {
+TEST_F(cChooseConfigFile, LaterDirectory_ReplacesTheNamesPermanently) {
     EXPECT_EQ(chooseConfigFile("2", ""), "/etc/vuk/cellular2.conf");
     EXPECT_EQ(chooseConfigFile("2", folder.path()), slot2);
     EXPECT_EQ(chooseConfigFile("2", ""), slot2);

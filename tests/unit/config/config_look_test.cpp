@@ -15,7 +15,7 @@ struct cConfigLook : testing::Test {
 
 }  // namespace
 
-TEST_F(cConfigLook, Place_CarriesTheSlot) {
+TEST_F(cConfigLook, Path_ContainsTheSlot) {
     EXPECT_EQ(configLookPath("2"), "/var/run/cellslotd.2.config");
 }
 
@@ -31,7 +31,7 @@ TEST_F(cConfigLook, EveryResult_IsReadAsItWasPublished) {
     EXPECT_EQ(readFile(path), "PID=42\nCOUNT=7\nRESULT=applied\nFILE=/etc/vuk/cellular1.conf\n");
 }
 
-TEST_F(cConfigLook, NothingOrSomethingElse_IsNoLook) {
+TEST_F(cConfigLook, MissingOrForeignFile_GivesNoPid) {
     EXPECT_EQ(readConfigLook(path).pid, 0);
     for (const char* text : {"", "PID=42\n", "PID=42\nRESULT=else\nCOUNT=1\n", "\xff\n"}) {
         writeFile(path, text);
@@ -42,7 +42,7 @@ TEST_F(cConfigLook, NothingOrSomethingElse_IsNoLook) {
     EXPECT_EQ(readConfigLook(path).pid, 0);
 }
 
-TEST_F(cConfigLook, LinkInItsPlace_IsReplaced) {
+TEST_F(cConfigLook, LinkInPlaceOfTheFile_IsReplaced) {
     const std::string precious = folder / "precious";
     writeFile(precious, "kept");
     ASSERT_EQ(symlink(precious.c_str(), path.c_str()), 0);

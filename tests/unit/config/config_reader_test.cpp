@@ -1,44 +1,16 @@
 #include "config/config_reader.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <functional>
-#include <set>
-#include <sstream>
 
-#include "include/debug.h"
 #include "include/utilities.h"
-#include "tests/support/captured_log.h"
-#include "tests/support/temp_folder.h"
+#include "tests/unit/config/config_reader_fixture.h"
 
 namespace {
 
-constexpr size_t LARGEST_FILE = 131072;
-
-// Every field of the record, so that two records can be compared as a whole.
-std::string describe(const sConfigFileOpts& o) {
-    std::ostringstream text;
-    text << "debugMode " << o.debugMode << "\nconfigRead " << o.configRead << "\nsyncTime "
-         << o.syncTime << "\nroamingAllowed " << o.roamingAllowed << "\napn " << o.apn << "\napn2 "
-         << o.apn2 << "\nenableInterface " << o.enableInterface << "\ndataDirective "
-         << o.dataDirective.value << " " << o.dataDirective.text << "\ndefaultRoute "
-         << o.defaultRoute << "\nspare " << o.spare << "\nprofileContext " << o.profileContext
-         << "\napnDirective " << o.apnDirective << "\nusername " << o.username << "\npassword "
-         << o.password << "\nauthType " << o.authType << "\nnetPrefChanged " << o.netPrefChanged
-         << "\nfirmwareSlot " << o.firmwareSlot << "\nnetPref " << o.netPref << "\nnetPrefText "
-         << o.netPrefText << "\nuseDns " << o.useDns << "\nmtu " << o.mtu << "\noperatorMode "
-         << o.operatorMode << "\noperatorName " << o.operatorName << "\nbandMode " << o.bandMode
-         << "\nband3gText " << o.band3gText << "\nband4gText " << o.band4gText << "\nbandGsm "
-         << o.bandGsm << "\nband3gBits " << o.band3gBits << "\nband4gBits " << o.band4gBits
-         << "\nmd5 " << o.md5 << "\nsimSlot " << o.simSlot << "\ngpsEnable " << o.gpsEnable
-         << "\nptpInterface " << o.ptpInterface << "\nipFamily " << o.ipFamily << "\n";
-    return text.str();
-}
-
-// The record after a reset, written out once more so that a change of a default is noticed.
+// The record after a reset, repeated here so that a change of a default is noticed.
 const char* const DEFAULTS =
     "debugMode 0\nconfigRead 0\nsyncTime 1\nroamingAllowed 1\napn \napn2 \nenableInterface 0\n"
     "dataDirective 1 eCONF_DATA_CONNECT_ENABLED\ndefaultRoute 1\nspare 0\nprofileContext 1\n"
@@ -72,52 +44,6 @@ sConfigFileOpts changedRecord() {
     o.ipFamily = 1;
     return o;
 }
-
-// Lines in the order of keys that set every key to something that is not its default.
-const char* const FULL_FILE =
-    "DEBUG_MODE=0\n"
-    "CM_ENABLE_INTERFACE=yes\n"
-    "CM_APN=Internet.Example\n"
-    "CM_APN2=second\n"
-    "CM_SYNC_TIME=no\n"
-    "CM_DATA_SPEED=4G\n"
-    "CM_ROAMING=home\n"
-    "CM_DEFAULTROUTE=no\n"
-    "CM_USERNAME=User\n"
-    "CM_PASSWORD=Pass=Word\n"
-    "CM_AUTH_TYPE=PAP\n"
-    "CM_FW_SLOT=1\n"
-    "CM_USE_DNS=no\n"
-    "CM_MTU=1400\n"
-    "CM_OPERATOR_MODE=4\n"
-    "CM_OPERATOR=26201\n"
-    "CM_BAND_MODE=manual\n"
-    "CM_3G_BAND=2\n"
-    "CM_4G_BAND=B3,B7\n"
-    "CM_SIM_SLOT=2\n"
-    "CM_GPS_ENABLE=no\n"
-    "CM_PTP_INT=yes\n"
-    "CM_IPFAMILY=ipv4\n";
-
-struct cConfigReaderTest : testing::Test {
-    cConfigReaderTest() {
-        g_i_debugMode = 0;
-        reader.init(path, 0);
-        clearCapturedLog();
-    }
-    ~cConfigReaderTest() override { g_i_debugMode = 0; }
-
-    unsigned read(const std::string& content) {
-        writeFile(path, content);
-        clearCapturedLog();
-        return reader.readConfig(opts);
-    }
-
-    cTempFolder folder;
-    const std::string path = folder / "cellular1.conf";
-    cConfigReader reader;
-    sConfigFileOpts opts;
-};
 
 }  // namespace
 
@@ -225,7 +151,7 @@ TEST_F(cConfigReaderTest, EmptyFile_IsAppliedWithDefaultsAndSimSlot1) {
     EXPECT_EQ(describe(opts), describe(expected));
 }
 
-TEST_F(cConfigReaderTest, EmptyFile_NamesEveryKeyThatSpeaks) {
+TEST_F(cConfigReaderTest, EmptyFile_LogsEveryKeyThatLogsItsDefault) {
     read("");
     const std::vector<std::string> expected = {
         "Config " + path + " MD5 changed from: '' to 'd41d8cd98f00b204e9800998ecf8427e'",
@@ -308,7 +234,7 @@ TEST_F(cConfigReaderTest, MissingFile_RestoresDefaultsAndKeepsTheDigest) {
               1U);
 }
 
-TEST_F(cConfigReaderTest, FileGoneAndBackWithTheSameContent_IsNotAppliedAgain) {
+TEST_F(cConfigReaderTest, FileRemovedAndRestored_IsNotAppliedAgain) {
     read(FULL_FILE);
     ASSERT_EQ(unlink(path.c_str()), 0);
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_MISSING);
@@ -338,7 +264,7 @@ TEST_F(cConfigReaderTest, FileOneByteTooLong_CountsAsMissing) {
     EXPECT_TRUE(logContains("is missing or not accessible, using defaults"));
 }
 
-TEST_F(cConfigReaderTest, FolderOrFifoInItsPlace_CountsAsMissing) {
+TEST_F(cConfigReaderTest, FolderOrFifoInPlaceOfTheFile_CountsAsMissing) {
     ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_MISSING);
     ASSERT_EQ(rmdir(path.c_str()), 0);
@@ -350,7 +276,7 @@ TEST_F(cConfigReaderTest, FolderOrFifoInItsPlace_CountsAsMissing) {
 
 namespace {
 
-// Runs something right after a table was built.
+// Runs an action right after a table was built.
 class cDisturbedReader : public cConfigReader {
   public:
     std::vector<std::function<void()>> disturbances;
@@ -381,7 +307,7 @@ struct cDisturbedRead : testing::Test {
 
 }  // namespace
 
-TEST_F(cDisturbedRead, FileChangedMeanwhile_IsReadOnceMore) {
+TEST_F(cDisturbedRead, FileChangedMeanwhile_IsReadAgain) {
     reader.disturbances = {[&] { writeFile(path, "CM_APN=second\n"); }};
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_APPLIED);
     EXPECT_EQ(opts.apn, "second");
@@ -392,7 +318,7 @@ TEST_F(cDisturbedRead, FileChangedMeanwhile_IsReadOnceMore) {
               1U);
 }
 
-TEST_F(cDisturbedRead, FileGoneMeanwhile_CountsAsMissingAndIsReadWhenItComesBack) {
+TEST_F(cDisturbedRead, FileRemovedMeanwhile_CountsAsMissingAndIsReadWhenItComesBack) {
     reader.disturbances = {[&] { unlink(path.c_str()); }};
     EXPECT_EQ(reader.readConfig(opts), eCONFIG_MISSING);
     EXPECT_EQ(opts.apn, "");
@@ -468,7 +394,7 @@ TEST_F(cConfigReaderTest, PasswordAlone_IsNotUsed) {
     EXPECT_FALSE(logContains("secret"));
 }
 
-TEST_F(cConfigReaderTest, TooLongUsername_TakesThePasswordWithIt) {
+TEST_F(cConfigReaderTest, TooLongUsername_ClearsThePasswordToo) {
     read("CM_USERNAME=" + std::string(64, 'u') + "\nCM_PASSWORD=secret\n");
     EXPECT_EQ(opts.username, "");
     EXPECT_EQ(opts.password, "");
@@ -487,7 +413,7 @@ TEST_F(cConfigReaderTest, ParsedFile_NeverLeavesSimSlot0) {
     }
 }
 
-TEST_F(cConfigReaderTest, TrimmedKeys_TakeAnyCaseAndBlanks) {
+TEST_F(cConfigReaderTest, TrimmedKeys_AcceptAnyCaseAndBlanks) {
     read("CM_ENABLE_INTERFACE =  YES \nCM_DATA_SPEED=\tAuto\t\nCM_SIM_SLOT= 2\n");
     EXPECT_EQ(opts.enableInterface, 1);
     EXPECT_EQ(opts.netPref, eNET_PREF_AUTO);
@@ -497,7 +423,7 @@ TEST_F(cConfigReaderTest, TrimmedKeys_TakeAnyCaseAndBlanks) {
 
 // Debug mode
 
-TEST_F(cConfigReaderTest, DebugModeInTheFile_IsInForceFromThenOn) {
+TEST_F(cConfigReaderTest, DebugModeInTheFile_AppliesFromThenOn) {
     read("DEBUG_MODE=0x80\n");
     EXPECT_EQ(opts.debugMode, 0x80U);
     EXPECT_EQ(g_i_debugMode, 0x80U);
@@ -505,7 +431,7 @@ TEST_F(cConfigReaderTest, DebugModeInTheFile_IsInForceFromThenOn) {
     EXPECT_FALSE(logContains("Entering readConfig()"));
 }
 
-TEST_F(cConfigReaderTest, NoDebugMode_EndsTheOneGivenAtStart) {
+TEST_F(cConfigReaderTest, NoDebugMode_EndsThatOfTheCommandLine) {
     g_i_debugMode = 0xff;
     reader.init(path, 0xff);
     read("CM_APN=internet\n");
@@ -515,173 +441,4 @@ TEST_F(cConfigReaderTest, NoDebugMode_EndsTheOneGivenAtStart) {
     EXPECT_EQ(logCount("DEBUG: readConfig(): Passing file '" + path + "' to cTextLookupTable"), 1U);
     EXPECT_EQ(logCount("DEBUG: Entering resetConfigValues()"), 1U);
     EXPECT_FALSE(logContains("Entering getConfigOptionApn"));
-}
-
-// Hostile and odd files
-
-TEST_F(cConfigReaderTest, MissingFinalNewline_LosesNothing) {
-    read("CM_APN=a\nCM_MTU=1400");
-    EXPECT_EQ(opts.apn, "a");
-    EXPECT_EQ(opts.mtu, 1400);
-}
-
-TEST_F(cConfigReaderTest, CrLfLineEnds_ArePartOfNoValue) {
-    read("CM_APN=Net\r\nCM_USERNAME=user\r\nCM_PASSWORD=pw\r\nCM_MTU=1400\r\n");
-    EXPECT_EQ(opts.apn, "Net");
-    EXPECT_EQ(opts.username, "user");
-    EXPECT_EQ(opts.password, "pw");
-    EXPECT_EQ(opts.mtu, 1400);
-}
-
-TEST_F(cConfigReaderTest, ByteOrderMark_DoesNotHideTheFirstKey) {
-    read(
-        "\xEF\xBB\xBF"
-        "CM_APN=net\n");
-    EXPECT_EQ(opts.apn, "net");
-}
-
-TEST_F(cConfigReaderTest, CommentsRepeatedKeysAndOtherLines_AreTakenAsDocumented) {
-    read(
-        "# CM_APN=commented\n  #CM_MTU=60\nno separator\n=value\nCM_APN=first\nCM_APN=second\n"
-        "cm_mtu=100\nCM_USERNAME=a#b\nUNKNOWN=1\n");
-    EXPECT_EQ(opts.apn, "first");
-    EXPECT_EQ(opts.mtu, 1500);
-    EXPECT_EQ(opts.username, "a#b");
-}
-
-TEST_F(cConfigReaderTest, ControlCharactersInRawValues_AreRefused) {
-    for (const std::string& breaker :
-         {std::string(1, '\0'), std::string("\r"), std::string("\x1a"), std::string("\x1b")}) {
-        const std::string value = "ab" + breaker + "cd\n";
-        EXPECT_EQ(read("CM_APN=" + value + "CM_USERNAME=" + value + "CM_PASSWORD=pw\n" +
-                       "CM_OPERATOR_MODE=1\nCM_OPERATOR=" + value),
-                  eCONFIG_APPLIED);
-        EXPECT_EQ(opts.apn, "");
-        EXPECT_EQ(opts.username, "");
-        EXPECT_EQ(opts.password, "");
-        EXPECT_EQ(opts.operatorMode, "0");
-        EXPECT_EQ(opts.operatorName, "");
-    }
-}
-
-TEST_F(cConfigReaderTest, VeryLongLines_FallBackToDefaults) {
-    sConfigFileOpts expected;
-    read("");
-    expected = opts;
-    for (const sConfigKey& key : configKeys()) {
-        const std::string name = key.name;
-        EXPECT_EQ(read("CM_OPERATOR_MODE=1\n" + name + "=" + std::string(100000, '9') + "\n"),
-                  eCONFIG_APPLIED)
-            << name;
-        expected.md5 = opts.md5;
-        expected.debugMode = name == "DEBUG_MODE" ? 0x0fffffffffffffff : 0;
-        expected.netPrefText = name == "CM_DATA_SPEED" ? std::string(100000, '9') : "";
-        expected.operatorMode = "0";
-        EXPECT_EQ(describe(opts), describe(expected)) << name;
-    }
-}
-
-TEST_F(cConfigReaderTest, ArbitraryBytes_NeverFailTheRead) {
-    std::string content;
-    for (unsigned i = 0; i < LARGEST_FILE; ++i) {
-        content += static_cast<char>(i * 2654435761U >> 13);
-    }
-    EXPECT_EQ(read(content), eCONFIG_APPLIED);
-    for (const sConfigKey& key : configKeys()) {
-        EXPECT_EQ(read(std::string(key.name) + "=" + content.substr(0, 4096)), eCONFIG_APPLIED);
-    }
-}
-
-// The list of keys
-
-TEST(ConfigKeys, Names_AreUniqueAndInReadingOrder) {
-    const std::vector<std::string> expected = {"DEBUG_MODE",       "CM_ENABLE_INTERFACE",
-                                               "CM_APN",           "CM_APN2",
-                                               "CM_SYNC_TIME",     "CM_DATA_SPEED",
-                                               "CM_ROAMING",       "CM_DEFAULTROUTE",
-                                               "CM_USERNAME",      "CM_PASSWORD",
-                                               "CM_AUTH_TYPE",     "CM_FW_SLOT",
-                                               "CM_USE_DNS",       "CM_MTU",
-                                               "CM_OPERATOR_MODE", "CM_OPERATOR",
-                                               "CM_BAND_MODE",     "CM_3G_BAND",
-                                               "CM_4G_BAND",       "CM_SIM_SLOT",
-                                               "CM_GPS_ENABLE",    "CM_PTP_INT",
-                                               "CM_IPFAMILY"};
-    std::vector<std::string> names;
-    for (const sConfigKey& key : configKeys()) {
-        names.emplace_back(key.name);
-    }
-    EXPECT_EQ(names, expected);
-}
-
-TEST(ConfigKeys, RawOnes_AreThoseThatReachTheModemAsText) {
-    const std::set<std::string> raw = {"CM_APN", "CM_APN2", "CM_USERNAME", "CM_PASSWORD",
-                                       "CM_OPERATOR"};
-    for (const sConfigKey& key : configKeys()) {
-        EXPECT_EQ(key.read == eConfigRead::RAW, raw.count(key.name) == 1) << key.name;
-    }
-}
-
-TEST_F(cConfigReaderTest, DefaultsOfTheKeyList_GiveWhatMissingKeysGive) {
-    read("");
-    const sConfigFileOpts missing = opts;
-    for (const sConfigKey& key : configKeys()) {
-        read(std::string(key.name) + "=" + key.defaultText + "\n");
-        opts.md5 = missing.md5;
-        EXPECT_EQ(describe(opts), describe(missing)) << key.name;
-    }
-}
-
-// The documents
-
-namespace {
-
-std::string document(const std::string& name) {
-    return readFile(std::string(DOCS_FOLDER) + "/" + name);
-}
-
-// The example with its commented settings switched on, as its own text says to do.
-std::vector<std::string> exampleSettings() {
-    std::istringstream lines(document("cellslot.conf.example"));
-    std::vector<std::string> settings;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.compare(0, 1, "#") == 0 && line.compare(0, 2, "# ") != 0) line.erase(0, 1);
-        if (line.find('=') != std::string::npos && line[0] != '#') settings.push_back(line);
-    }
-    return settings;
-}
-
-}  // namespace
-
-TEST(ConfigDocuments, ExampleFile_HasEveryKeyOnceInOrder) {
-    const std::vector<std::string> settings = exampleSettings();
-    ASSERT_EQ(settings.size(), configKeys().size());
-    for (size_t i = 0; i < settings.size(); ++i) {
-        EXPECT_EQ(settings[i].substr(0, settings[i].find('=')), configKeys()[i].name);
-    }
-}
-
-TEST_F(cConfigReaderTest, ExampleFile_IsAcceptedAsItStandsAndSwitchedOn) {
-    EXPECT_EQ(read(document("cellslot.conf.example")), eCONFIG_APPLIED);
-    EXPECT_EQ(opts.enableInterface, 1);
-    EXPECT_EQ(opts.apn, "internet");
-    EXPECT_EQ(opts.simSlot, 1);
-
-    std::string all;
-    for (const std::string& setting : exampleSettings()) {
-        all += setting + "\n";
-    }
-    EXPECT_EQ(read(all), eCONFIG_APPLIED);
-    for (const char* complaint : {"invalid", "not valid", "unknown", "NOT supported", "ignor",
-                                  "too long", "not a number", "missing"}) {
-        EXPECT_FALSE(logContains(complaint)) << complaint;
-    }
-}
-
-TEST(ConfigDocuments, Manual_HasARowForEveryKey) {
-    const std::string manual = document("configuration.md");
-    for (const sConfigKey& key : configKeys()) {
-        EXPECT_NE(manual.find("| `" + std::string(key.name) + "` |"), std::string::npos)
-            << key.name;
-    }
 }

@@ -22,7 +22,8 @@ namespace {
 
 using eLink = cFakePort::eLink;
 
-// Settings that are wrong for a modem in every bit that matters, and right in some that do not.
+// Settings that are wrong for a modem in every bit that matters, and right in some that must not
+// change.
 void spoilTerminal(int fd) {
     termios settings;
     ASSERT_EQ(tcgetattr(fd, &settings), 0);
@@ -72,7 +73,7 @@ size_t g_sleeps;
 size_t g_drainAt;
 std::string g_drained;
 
-// Lets the pipe run empty at a given sleep.
+// Empties the pipe at a given sleep.
 void drainingSleep(unsigned microseconds) {
     EXPECT_EQ(microseconds, 10000u);
     if (++g_sleeps == g_drainAt) g_drained += g_pipe->drain();
@@ -123,7 +124,7 @@ TEST(OpenDevice, Terminal_IsSetToRaw230400) {
     EXPECT_EQ(settings.c_lflag, static_cast<tcflag_t>(ECHOK | IEXTEN));
     EXPECT_EQ(settings.c_cc[VMIN], 0);
     EXPECT_EQ(settings.c_cc[VTIME], 0);
-    // Flow control is not ours.
+    // Flow control is not changed.
     EXPECT_EQ(settings.c_cflag & CRTSCTS, before.c_cflag & CRTSCTS);
     EXPECT_EQ(settings.c_cflag & HUPCL, before.c_cflag & HUPCL);
     close(other);
@@ -180,8 +181,8 @@ TEST(OpenDevice, RegularFileFolderAndSocket_AreRefused) {
     close(socketFd);
 }
 
-// One bit of the file type is looked at, and a block device has it too.
-TEST(OpenDevice, BlockDevice_PassesForACharacterDeviceUntilItIsOpened) {
+// One bit of the file type is tested, and a block device has it too.
+TEST(OpenDevice, BlockDevice_CountsAsACharacterDeviceUntilItIsOpened) {
     const cTempFolder folder;
     const std::string path = folder / "block";
     if (mknod(path.c_str(), S_IFBLK | 0600, 0) != 0) GTEST_SKIP() << "not permitted here";
@@ -244,7 +245,7 @@ TEST(CloseDevice, Handle_IsClosedOnceAndMinus1) {
     EXPECT_EQ(handle, -1);
 }
 
-TEST(IsPortLost, TerminalWhoseOtherEndIsGone_IsLost) {
+TEST(IsPortLost, TerminalWithoutItsOtherEnd_IsLost) {
     cFakePort port(eLink::TERMINAL);
     ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
     EXPECT_FALSE(isPortLost(port.handle()));
@@ -317,7 +318,7 @@ TEST(WriteToPort, PortFullTwice_SucceedsAtTheThirdAttempt) {
     EXPECT_EQ(full.drain(), "AT\r");
 }
 
-TEST(WriteToPort, ShortWrite_IsTakenAsItIs) {
+TEST(WriteToPort, ShortWrite_CountsAsSuccess) {
     sPipe small;
     ASSERT_EQ(fcntl(small.writer, F_SETPIPE_SZ, 4096), 4096);
     const sDrainingSleep sleep(small, 1);
@@ -353,7 +354,7 @@ TEST(ReadFromPort, NothingWaiting_GivesZeroAndClearsTheBuffer) {
     EXPECT_EQ(buffer, "");
 }
 
-TEST(ReadFromPort, Bytes_AreTakenWhole) {
+TEST(ReadFromPort, Bytes_AreReadCompletely) {
     cFakePort port;
     const std::string bytes("a\0b\xff\r\n", 6);
     port.say(bytes);

@@ -14,7 +14,7 @@ namespace {
 
 using eLink = cFakePort::eLink;
 
-// Of every command: the pause before its carriage return.
+// The pause before the carriage return of every command.
 constexpr uint64_t COMMAND_US = 10000;
 constexpr uint64_t POLL_US = 10000;
 
@@ -56,7 +56,7 @@ TEST(SendAtCommand, WholeReply_EndsWithThePollThatDeliversIt) {
 
 TEST(SendAtCommand, ReplyInTwoPieces_WaitsForTheFinalCode) {
     const std::string whole = "AT#CCID\r" + CCID_REPLY;
-    const size_t enough = whole.size() - 1;  // with the CR behind OK
+    const size_t enough = whole.size() - 1;  // including the CR after OK
     for (size_t cut = 1; cut < whole.size(); ++cut) {
         cFakePort port;
         port.setEcho(false);
@@ -103,7 +103,7 @@ TEST(SendAtCommand, PieceWithoutFinalCode_IsLoggedAsSuch) {
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Did not get OK/ERROR yet from modem"), 1u);
 }
 
-TEST(SendAtCommand, FinalCodes_AreLookedForInTheirOrder) {
+TEST(SendAtCommand, FinalCodes_AreSearchedInTheirOrder) {
     const struct {
         const char* reply;
         ePortReturn result;
@@ -117,7 +117,7 @@ TEST(SendAtCommand, FinalCodes_AreLookedForInTheirOrder) {
         {"\r\n+CMS ERROR: 500\r\n", ePORT_CMX_ERROR},
         {"\r\n+CME ERROR: SIM not inserted\r\n", ePORT_CMX_ERROR},
         {"+CME ERROR:", ePORT_CMX_ERROR},
-        // OK before ERROR before +CME, wherever they stand
+        // OK before ERROR before +CME, wherever they are
         {"\r\nERROR\r\n\r\nOK\r\n", ePORT_OK},
         {"\r\nOK\r\n\r\nERROR\r\n", ePORT_OK},
         {"\r\n+CME ERROR: 3\r\n\r\nOK\r\n", ePORT_OK},
@@ -152,7 +152,7 @@ TEST(SendAtCommand, FinalCodes_AreLookedForInTheirOrder) {
 }
 
 // Recorded: two results in one read.
-TEST(SendAtCommand, UnsolicitedLineBehindOk_IsPartOfTheResponse) {
+TEST(SendAtCommand, UnsolicitedLineAfterOk_IsPartOfTheResponse) {
     cFakePort port;
     port.answer("\r\nOK\r\n\r\nSRING: 2,86\r\n");
     std::string response;
@@ -221,7 +221,7 @@ TEST(SendAtCommand, ReplyOnePollTooLate_IsNotInTheNextResponse) {
     EXPECT_EQ(response, OK_REPLY);
 }
 
-TEST(SendAtCommand, BytesBehindTheFinalCode_OpenTheNextResponse) {
+TEST(SendAtCommand, BytesAfterTheFinalCode_BeginTheNextResponse) {
     cFakePort port;
     port.setEcho(false);
     port.answerInPieces({"\r\n+CME ERROR: ", "16\r\n"});
@@ -233,7 +233,7 @@ TEST(SendAtCommand, BytesBehindTheFinalCode_OpenTheNextResponse) {
     EXPECT_EQ(response, "16\r\n\r\nOK\r\n");
 }
 
-TEST(SendAtCommand, BytesWaitingBefore_AreNotThrownAway) {
+TEST(SendAtCommand, BytesThatWaitedBefore_AreNotDropped) {
     cFakePort port;
     port.say("\r\n+CREG: 1\r\n");
     port.answer(OK_REPLY);
@@ -371,7 +371,7 @@ TEST(SendAtCommand, TestResponseQueue_WritesOneTextAfterEachResponse) {
               (std::vector<std::string>{"AT+ONE", "FIRST", "AT+TWO", "SECOND", "AT"}));
 }
 
-// A FIFO opened for reading and writing gives back what is written to it.
+// A FIFO opened for reading and writing returns what is written to it.
 TEST(SendAtCommand, Fifo_ReadsItsOwnCommandAndTheQueuedText) {
     const cTempFolder folder;
     const std::string path = folder / "fifo";

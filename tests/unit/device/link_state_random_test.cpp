@@ -7,26 +7,26 @@
 #include "device/link_state.h"
 #include "tests/support/fake_port.h"
 
-// A modem of moods: prompt, late, silent, talkative. What it does is drawn from a seed, so that a
-// run that fails can be repeated.
+// A modem that is randomly prompt, late, silent or talkative. Its behaviour depends on a seed, so
+// that a failed run can be repeated.
 
 namespace {
 
 constexpr unsigned SEEDS = 60;
 constexpr int COMMANDS = 30;
-constexpr uint64_t PROMPT_MS = 20;     // of a modem that answers at once
+constexpr uint64_t PROMPT_MS = 20;     // delay of a modem that answers at once
 constexpr uint64_t RECOVERY_MAX = 3;   // commands until the two are in step again
-constexpr uint64_t QUIET_MS = 100000;  // longer than all answers of a run are late together
+constexpr uint64_t QUIET_MS = 100000;  // longer than the delays of all answers of a run together
 constexpr unsigned LATE_MS[] = {0, 500, 900, 1100, 1900, 2100, 3500, 9000, 61000};
 
 class cMoodyModem {
   public:
     cMoodyModem(unsigned seed, bool echoes) : m_random(seed), m_echoes(echoes) {
-        // It repeats a command when it comes to it, not while it is busy with another.
+        // It echoes a command when it processes it, not while it is busy with another.
         m_port.setEcho(false);
     }
 
-    // True when the answer was the command's own, or there was none.
+    // True if the answer belonged to the command, or there was none.
     bool ask(bool isMoody) {
         const std::string name = "+C" + std::to_string(++m_number) + "X";
         const std::string command = (draw(2) == 0 ? "AT" : "at ") + name;
@@ -40,7 +40,7 @@ class cMoodyModem {
         return m_result == ePORT_NO_FINAL_RESULT || isOwn(response, name);
     }
     bool isPrompt() const { return m_result != ePORT_NO_FINAL_RESULT && m_tookMs == PROMPT_MS; }
-    // All that is late comes, and is left in the port.
+    // All late answers arrive and stay in the port.
     void waitForQuiet() {
         std::string nothing;
         for (uint64_t waited = 0; waited < QUIET_MS; waited += 1000)
@@ -96,11 +96,11 @@ void expectBackInStep(cMoodyModem& modem) {
 
 }  // namespace
 
-TEST(RandomModem, WithEcho_NoAnswerIsEverTakenForAnothersAndItIsSoonInStepAgain) {
+TEST(RandomModem, WithEcho_NoCommandGetsAnothersAnswerAndBothAreSoonInStepAgain) {
     for (unsigned seed = 0; seed < SEEDS; ++seed) {
         SCOPED_TRACE(seed);
         cMoodyModem modem(seed, true);
-        EXPECT_TRUE(modem.ask(false));  // has shown that it repeats commands
+        EXPECT_TRUE(modem.ask(false));  // has shown that it echoes commands
         for (int command = 0; command < COMMANDS; ++command)
             EXPECT_TRUE(modem.ask(true)) << command;
         expectBackInStep(modem);
@@ -108,7 +108,7 @@ TEST(RandomModem, WithEcho_NoAnswerIsEverTakenForAnothersAndItIsSoonInStepAgain)
     }
 }
 
-TEST(RandomModem, WithoutEcho_NoCommandTakesLongerAndItIsSoonInStepAgain) {
+TEST(RandomModem, WithoutEcho_NoCommandTakesLongerAndBothAreSoonInStepAgain) {
     for (unsigned seed = 0; seed < SEEDS; ++seed) {
         SCOPED_TRACE(seed);
         cMoodyModem modem(seed, false);

@@ -17,7 +17,7 @@ const std::string CSQ_REPLY = "\r\n+CSQ: 17,0\r\n\r\nOK\r\n";
 const char* const REFUSED_REPLY = "\r\n+CME ERROR: 567\r\n";
 const char* const RING = "\r\nRING\r\n";
 
-constexpr uint64_t COMMAND_MS = 20;  // of a modem that answers at once
+constexpr uint64_t COMMAND_MS = 20;  // time of a command if the modem answers at once
 constexpr uint64_t TIMEOUT_MS = 1010;
 
 struct sAnswered {
@@ -31,7 +31,7 @@ sAnswered ask(cFakePort& port, const std::string& command, unsigned timeoutS = 0
     return answered;
 }
 
-// A command that the modem has repeated and answered.
+// A command that the modem has echoed and answered.
 void getInStep(cFakePort& port) {
     port.answer(OK_REPLY);
     ASSERT_EQ(ask(port, "AT").result, ePORT_OK);
@@ -71,13 +71,13 @@ TEST(LinkState, SeveralLateAnswers_AreAllDropped) {
     EXPECT_EQ(ask(port, "AT+CSQ").response, "AT+CSQ\r" + CSQ_REPLY);
 }
 
-TEST(LinkState, AnswerLaterThanTheWait_IsKeptApartByTheEcho) {
+TEST(LinkState, AnswerLaterThanTheWait_IsRecognisedByItsEcho) {
     for (const unsigned lateMs : {2500, 2900, 4000, 9000}) {
         cFakePort port;
         getInStep(port);
         port.silence();
         ask(port, "AT+A");
-        port.setEcho(false);  // the modem is busy: it repeats the command when it comes to it
+        port.setEcho(false);  // the modem is busy: it echoes the command when it processes it
         port.answerLate(lateMs, OK_REPLY + std::string("AT+CSQ\r") + REFUSED_REPLY);
         const sAnswered next = ask(port, "AT+CSQ", 10);
         EXPECT_EQ(next.result, ePORT_CMX_ERROR) << lateMs;
@@ -115,7 +115,7 @@ TEST(LinkState, WithoutEcho_AtMostOneCommandGetsAnothersAnswer) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS) << "in step again";
 }
 
-TEST(LinkState, EchoSwitchedOffAndSeenToBe_IsNotRequired) {
+TEST(LinkState, EchoSeenToBeOff_IsNotRequired) {
     cFakePort port;
     port.answer(OK_REPLY);
     ask(port, "ATE0");
@@ -127,7 +127,7 @@ TEST(LinkState, EchoSwitchedOffAndSeenToBe_IsNotRequired) {
 }
 
 // An operator's ATE0, and then commands that get no answer.
-TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForGood) {
+TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForever) {
     for (const int silent : {1, 2, 5}) {
         cFakePort port;
         port.answer(OK_REPLY);
@@ -148,7 +148,7 @@ TEST(LinkState, EchoSwitchedOffBeforeSilence_IsNotRequiredForGood) {
     }
 }
 
-// Each repeated at its time, all answered later than the wait.
+// Each command is echoed in time, and all are answered later than the wait.
 TEST(LinkState, LateAnswersWithoutTheirCommands_AreNoSignThatTheEchoIsOff) {
     cFakePort port;
     getInStep(port);
@@ -164,7 +164,7 @@ TEST(LinkState, LateAnswersWithoutTheirCommands_AreNoSignThatTheEchoIsOff) {
     EXPECT_EQ(ask(port, "AT+CSQ", 1).response, "AT+CSQ\r" + CSQ_REPLY);
 }
 
-TEST(LinkState, AnswerThatNeverComes_IsWaitedForOneSecondAndOnceMoreWhereInDoubt) {
+TEST(LinkState, AnswerThatNeverComes_CostsOneSecondAndAnotherIfInDoubt) {
     cFakePort port;
     port.silence();
     ask(port, "AT+A");
@@ -188,7 +188,7 @@ TEST(LinkState, SilentModem_IsWaitedForOnceAndNotBeforeEachCommand) {
     EXPECT_EQ(port.elapsedMs(), 5 * TIMEOUT_MS + 1000);
 }
 
-TEST(LinkState, TimeThatPassedAnyhow_IsNotWaitedForAgain) {
+TEST(LinkState, TimeThatHasPassed_CountsForTheWait) {
     cFakePort port;
     port.silence().answer(OK_REPLY);
     ask(port, "AT+A");
@@ -199,7 +199,7 @@ TEST(LinkState, TimeThatPassedAnyhow_IsNotWaitedForAgain) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
 }
 
-TEST(LinkState, ModemThatBabblesWhileAnAnswerIsOwed_DelaysByASecondAtMost) {
+TEST(LinkState, UnsolicitedLinesWhileAnAnswerIsOwed_DelayByASecondAtMost) {
     for (const unsigned everyMs : {1, 10, 200}) {
         cFakePort port;
         port.silence();
@@ -226,7 +226,7 @@ TEST(LinkState, UnsolicitedLines_OweNothing) {
     EXPECT_EQ(port.elapsedMs() - before, 50 * COMMAND_MS);
 }
 
-TEST(LinkState, ConnectAndPrompt_StandInThePlaceOfAFinalCode) {
+TEST(LinkState, ConnectAndPrompt_CountAsFinalCodes) {
     for (const char* reply : {"\r\nCONNECT\r\n", "\r\n> ", "\r\n> \r\nRING\r\n"}) {
         cFakePort port;
         port.answer(reply).answer(OK_REPLY);
@@ -236,7 +236,8 @@ TEST(LinkState, ConnectAndPrompt_StandInThePlaceOfAFinalCode) {
     }
 }
 
-// A prompt may come after its wait; what follows is its text and not dropped for.
+// A prompt may come after its wait; what follows is the message's text, and no input is dropped
+// before it.
 TEST(LinkState, TextForAPrompt_IsSentWithoutDelayAndItsAnswerSettles) {
     for (const char* text : {"0011000B91\x1a", "\x1b"}) {
         cFakePort port;
@@ -269,7 +270,7 @@ TEST(LinkState, FinalCodeReadWithoutACommand_Settles) {
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
 }
 
-TEST(LinkState, FinalCodeThatNobodyIsOwed_OwesNothing) {
+TEST(LinkState, UnexpectedFinalCode_OwesNothing) {
     cFakePort port;
     std::string response;
     port.say(OK_REPLY);
@@ -282,7 +283,7 @@ TEST(LinkState, FinalCodeThatNobodyIsOwed_OwesNothing) {
     }
 }
 
-TEST(LinkState, PortOpenedAnew_OwesNothing) {
+TEST(LinkState, PortOpenedAgain_OwesNothing) {
     cFakePort port(cFakePort::eLink::TERMINAL);
     ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
     port.silence().answer(OK_REPLY);
@@ -316,7 +317,7 @@ TEST(LinkState, HungUpPort_IsNotWaitedFor) {
     EXPECT_LE(port.elapsedMs() - before, COMMAND_MS);
 }
 
-// A bench writes its answers before the commands, too.
+// A bench may write its answers before the commands.
 TEST(LinkState, Fifo_NeverDropsAnything) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);

@@ -8,7 +8,7 @@
 #include "platform/include/key_value_store.h"
 #include "platform/include/key_value_store_path.h"
 
-// The linker puts these two in the place of the real ones ("--wrap").
+// The linker replaces the real functions by these two ("--wrap").
 int wrappedSkvsSet(const char* key, const char* value) __asm__("__wrap__Z8skvs_setPKcS0_");
 int realSkvsSet(const char* key, const char* value) __asm__("__real__Z8skvs_setPKcS0_");
 
@@ -17,7 +17,7 @@ namespace {
 constexpr const char* KEY_START = "CELLULAR_SLOT2";
 constexpr size_t KEY_START_LENGTH = 14;
 
-// All but those of the store, which opens and closes its files when it likes.
+// All descriptors but those of the store, which opens and closes its files at any time.
 size_t openDescriptors() {
     size_t count = 0;
     std::error_code ignored;  // of the descriptor that lists the folder

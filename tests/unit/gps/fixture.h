@@ -16,18 +16,18 @@
 
 using tTexts = std::vector<std::string>;
 
-// Key, without "CELLULAR_SLOT", and value of an entry of the store.
+// Key (without "CELLULAR_SLOT") and value of an entry of the store.
 using tEntry = std::pair<std::string, std::string>;
 using tEntries = std::vector<tEntry>;
 
-// The daemon's GPS port for slot 2 with a store of its own. Every write to the store is noted, and
-// so is every shell command, none of which is run. At the end no descriptor may be left open.
+// The daemon's GPS port for slot 2 with a store of its own. Writes to the store and shell commands
+// are recorded; the commands are not run. At the end no descriptor may be left open.
 class cGpsFixture : public ::testing::Test {
   public:
     cGpsFixture();
     ~cGpsFixture() override;
 
-    // What the next writes to the store and the next shell commands come to.
+    // Results of the next writes to the store and of the next shell commands.
     static std::set<std::string> s_failingKeys;
     static int s_shellStatus;
     static tEntries s_writes;
@@ -37,12 +37,12 @@ class cGpsFixture : public ::testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    // Connects the simulated modem, and tells the port its path.
+    // Connects the simulated modem and gives its path to the port.
     void start(const nlohmann::json& scenario = nlohmann::json::object());
     cGpsTerminal& terminal() { return *m_terminal; }
-    // The port on any other path.
+    // Uses any other path for the port.
     void initOn(const std::string& path);
-    // As after a restart of the daemon: only the store is left.
+    // Restarts the daemon: only the store survives.
     void restartDaemon();
 
     eGeneralErrors gpsStart() { return gps.gpsStart(chipset, streamFlag); }
@@ -68,10 +68,10 @@ class cGpsFixture : public ::testing::Test {
 
 // A receiver that is on.
 extern const nlohmann::json ENABLED_RECEIVER;
-// Its modem in the middle of a stream.
+// A modem that is streaming.
 void startStreamAtModem(cGpsTerminal& terminal);
 
-// What is sent up to the chipset's query, when no stream runs.
+// Commands up to the query of the chipset, if no stream runs.
 extern const tTexts STOP_COMMANDS;
 extern const tTexts QUERY_COMMANDS;    // one
 extern const tTexts QUERIES_COMMANDS;  // all five
@@ -85,7 +85,7 @@ tTexts joined(const tLists&... lists) {
     return all;
 }
 
-// Every way in which the modem can answer a command other than it should, with a name.
+// Every wrong answer that the modem can give to a command, with a name.
 struct sBadAnswer {
     const char* name;
     nlohmann::json fault;

@@ -11,14 +11,14 @@
 #include "tests/support/log_mode.h"
 #include "tests/unit/gps/fixture.h"
 
-// The kinds of path, the hand-over to gpsd, and the two entries of the state machine.
+// The kinds of path, the hand-over to gpsd, and the two functions for the state machine.
 
 namespace {
 
 class GpsPort : public cGpsFixture {};
 
-// A FIFO in the port's place. The response to a command is what stood in the FIFO before it: the
-// daemon reads back what it wrote, behind what was put there after the command before.
+// A FIFO in place of the port. The response to a command is the earlier content of the FIFO: the
+// daemon reads back its own command, after the text that was put there since the previous command.
 class GpsFifo : public cGpsFixture {
   protected:
     void SetUp() override {
@@ -46,7 +46,7 @@ class GpsFifo : public cGpsFixture {
         const ssize_t count = read(m_reader, text, sizeof text);
         return {text, count > 0 ? static_cast<size_t>(count) : 0};
     }
-    // What the modem says behind each command, in order.
+    // What the modem sends after each command, in order.
     static void answers(std::initializer_list<const char*> texts) {
         for (const char* text : texts)
             g_que_testAtResponses.push(text);
@@ -110,14 +110,14 @@ TEST_F(GpsPort, UpdateGpsd_LogsTheExitStatusOnly) {
     EXPECT_EQ(terminal().takePausesUs(), std::vector<unsigned>(4, 500000));
 }
 
-TEST_F(GpsPort, GpsdFails_StartsAllTheSame) {
+TEST_F(GpsPort, GpsdFails_StartSucceeds) {
     start(ENABLED_RECEIVER);
     s_shellStatus = 125 << 8;
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_STOP_STREAM_SUCCESS);
 }
 
-TEST_F(GpsPort, PathThatTheShellWouldRead_GetsNoCommand) {
+TEST_F(GpsPort, PathWithShellSyntax_GetsNoCommand) {
     start(ENABLED_RECEIVER);
     const cTempFolder folder;
     const std::string port = terminal().path();
@@ -137,7 +137,7 @@ TEST_F(GpsPort, PathThatTheShellWouldRead_GetsNoCommand) {
     EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")});
 }
 
-TEST_F(GpsPort, PathThatReadsAsAnOption_GetsNoCommand) {
+TEST_F(GpsPort, PathThatLooksLikeAnOption_GetsNoCommand) {
     start(ENABLED_RECEIVER);
     initOn("-h");
     gps.updateGpsd(true);
@@ -145,7 +145,7 @@ TEST_F(GpsPort, PathThatReadsAsAnOption_GetsNoCommand) {
 }
 
 TEST_F(GpsFifo, StartAndStop_WithoutPausesAndGpsd) {
-    cGpsTerminal clock;  // notes the pauses
+    cGpsTerminal clock;  // records the pauses
     answers({"\r\n$GPSSW: BENCH\r\n\r\nOK\r", "\r\nCONNECT\r\n"});
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(chipset, "BENCH");
@@ -167,7 +167,7 @@ TEST_F(GpsFifo, NotFound_NoPausesBetweenTheQueries) {
     expectNoPauses(clock);
 }
 
-TEST_F(GpsFifo, StreamDetection_WorksOnWhatTheFifoDelivers) {
+TEST_F(GpsFifo, StreamDetection_UsesTheContentOfTheFifo) {
     const cGpsTerminal clock;
     ASSERT_EQ(gps.openGpsDevice(), eSUCCESS);
     put("$GPGGA,142917.000,5049.5326,N,00555.9750,E,1,04,3.25,192.0,M,,M,,0000*74\r\n");
@@ -181,7 +181,7 @@ TEST_F(GpsFifo, StreamDetection_WorksOnWhatTheFifoDelivers) {
     gps.reset();
 }
 
-TEST_F(GpsPort, FifoReplacedByATerminal_IsNoTestAnyMore) {
+TEST_F(GpsPort, FifoReplacedByATerminal_EndsFifoMode) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     EXPECT_EQ(gps.checkFileHandle(folder / "fifo"), 0);
@@ -218,7 +218,7 @@ TEST_F(GpsPort, MaybeEnable_FollowsTheConfigurationAndFillsTheRecord) {
     EXPECT_EQ(logCount("gpsStop(): Stream already stopped"), 1U);
 }
 
-TEST_F(GpsPort, MaybeEnable_FailureStandsInTheRecord) {
+TEST_F(GpsPort, MaybeEnable_FailureIsInTheRecord) {
     g_S_options.s_gps_device = "/none";
     g_S_options.s_port = "2";
     sModemInfo modem;
@@ -239,7 +239,7 @@ TEST_F(GpsPort, DebugMask_ShowsTheOperations) {
     gps.setDebug(0);
     gps.checkSkvsEnableCount();
     EXPECT_EQ(logCount("DEBUG: Entering checkSkvsEnableCount()"), 1U);
-    // The state machine's entries use the daemon's own.
+    // The functions for the state machine use the daemon's own port.
     sModemInfo modem;
     maybeStopGps(modem);
     EXPECT_EQ(logCount("DEBUG: Entering gpsStop()"), 1U);

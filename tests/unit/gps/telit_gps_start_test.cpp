@@ -37,7 +37,7 @@ TEST_F(GpsStart, ReceiverOn_StartsTheStreamAndHandsThePortToGpsd) {
           "updateGpsd(): command exited with return code 0"})
         EXPECT_EQ(logCount(text), 1U + (text[0] == 'u')) << text;
     EXPECT_EQ(logCount("updateGpsd(): running system command '" + gpsdctl("add") + "'"), 1U);
-    // What comes from now on is gpsd's to read.
+    // From now on gpsd reads the input.
     terminal().pass(1000000);
     EXPECT_NE(terminal().takeUnread().find("$GNRMC"), std::string::npos);
 }
@@ -65,7 +65,7 @@ TEST_F(GpsStart, StreamOfAnEarlierRun_IsStoppedFirst) {
     EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERY_COMMANDS, START_COMMANDS));
 }
 
-TEST_F(GpsStart, ReceiverOff_IsEnabledAndThereAfterAModemRestart) {
+TEST_F(GpsStart, ReceiverOff_IsEnabledAndAppearsAfterAModemRestart) {
     start();
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_REQUIRES_RESET);
     EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERIES_COMMANDS, ENABLE_COMMANDS));
@@ -109,14 +109,14 @@ TEST_F(GpsStart, NeverFound_IsEnabledThreeTimesOverAllRunsOfTheDaemon) {
     sent();
     for (int run = 4; run <= 5; ++run) {
         EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_ENABLE_MAX_COUNT) << run;
-        // Asked once more, since it may have come, but not enabled.
+        // Queried again, because it may have appeared, but not enabled.
         EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERIES_COMMANDS));
         EXPECT_EQ(storedValue("_GPS_ENABLE_COUNT"), "3");
         restartDaemon();
     }
     EXPECT_EQ(logCount("GPS chipset Enable attempted 3 times, aborting"), 2U);
 
-    // A restart of the modem that somebody else asked for brings the receiver up at last.
+    // A restart of the modem for another reason finally makes the receiver appear.
     terminal().order({{"op", "restart"}, {"away_ms", 0}});
     terminal().pass(1000000);
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
@@ -130,7 +130,7 @@ TEST_F(GpsStart, ChipsetOfBlanksOnly_CountsAsNotFound) {
     EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERIES_COMMANDS, ENABLE_COMMANDS));
 }
 
-TEST_F(GpsStart, ChipsetComesLate_IsFoundByALaterQuery) {
+TEST_F(GpsStart, ChipsetThatAppearsLate_IsFoundByALaterQuery) {
     start(ENABLED_RECEIVER);
     // An OK alone, and one without the line.
     terminal().fault("AT$GPSSW", {{"kind", "answer"}, {"lines", nlohmann::json::array()}}, 3);
@@ -158,8 +158,8 @@ TEST_F(GpsStart, ChipsetText_IsBounded) {
     EXPECT_EQ(chipset, std::string(256, 'x'));
 }
 
-// A query that fails is not repeated, and the receiver is enabled although it may be on.
-TEST_F(GpsStart, QueryAnsweredBadly_GoesOnToEnabling) {
+// A failed query is not repeated, and the receiver is enabled although it may be on.
+TEST_F(GpsStart, QueryAnsweredBadly_ContinuesWithEnabling) {
     start(ENABLED_RECEIVER);
     for (const sBadAnswer& bad : badAnswers()) {
         SCOPED_TRACE(bad.name);
@@ -213,7 +213,7 @@ TEST_F(GpsStart, EnableStepAnsweredBadly_EndsThereWithItsName) {
             EXPECT_EQ(logCount("gpsEnable(): Enable GPS '" + names[step] + "' failed"), 1U);
             EXPECT_EQ(logCount(results[i].log), 1U);
             EXPECT_EQ(logCount("gpsEnable(): Success enabling GPS chipset"), 0U);
-            // Only a result that keeps set-up from ending tells the way out.
+            // Only a result that does not end set-up shows how the start ended.
             EXPECT_EQ(logContains("CM_GPS_ENABLE=no"),
                       results[i].result == eERROR_DEVICE_RESPONSE_TIMEOUT);
             EXPECT_EQ(storedValue("_GPS_ENABLE_COUNT"), "1");
@@ -300,7 +300,7 @@ TEST_F(GpsStart, StateCannotBeStored_IsNotEnabled) {
     EXPECT_EQ(logCount("Enabling GPS chipset..."), 0U);
 }
 
-TEST_F(GpsStart, StoreFails_StartsAllTheSame) {
+TEST_F(GpsStart, StoreFails_StartSucceeds) {
     start(ENABLED_RECEIVER);
     s_failingKeys = {"_GPS_ENABLE", "_GPS_ENABLE_COUNT", "_GPS_CHIPSET", "_GPS_STREAM"};
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
@@ -328,7 +328,7 @@ TEST_F(GpsStart, UnusablePath_NothingIsTried) {
 }
 
 TEST_F(GpsStart, DeviceThatIsNoTerminal_CannotBeOpened) {
-    const cGpsTerminal clock;  // lets the pauses pass
+    const cGpsTerminal clock;  // the pauses pass on it
     initOn("/dev/null");
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_DEV_OPEN_FAILURE);
     EXPECT_EQ(shellCommands(), tTexts{gpsdctl("remove")});

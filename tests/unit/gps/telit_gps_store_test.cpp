@@ -36,14 +36,14 @@ TEST_F(GpsStore, SetAndRead) {
     EXPECT_EQ(storedValue("_GPS_ENABLE"), "0");
 }
 
-TEST_F(GpsStore, EntryOfAnotherSlot_IsNotOurs) {
+TEST_F(GpsStore, EntryOfAnotherSlot_IsIgnored) {
     gps.setSkvsEnableCount(2);
     gps.init("/none", "3");
     EXPECT_EQ(gps.getSkvsEnableCount(), 0);
 }
 
 // Four characters are read.
-TEST_F(GpsStore, StrangeValues_AreDefaultsWhereTheyMakeNoSense) {
+TEST_F(GpsStore, InvalidValues_GiveDefaults) {
     struct sCase {
         const char* value;
         int count;
@@ -81,14 +81,14 @@ TEST_F(GpsStore, CheckCount_CountsToThree) {
     EXPECT_EQ(logCount("GPS chipset Enable attempted 3 times, aborting"), 1U);
 }
 
-// A count that nobody can have counted to must not keep the receiver off for good.
+// An impossible count must not keep the receiver off forever.
 TEST_F(GpsStore, CheckCountBeyondItsLimit_CountsFromZero) {
     storeValue("_GPS_ENABLE_COUNT", "250");
     EXPECT_EQ(gps.checkSkvsEnableCount(), eERROR_DEVICE_GPS_OK_TO_ENABLE);
     EXPECT_EQ(gps.getSkvsEnableCount(), 1);
 }
 
-TEST_F(GpsStore, StoreThatFails_IsToldAndNamed) {
+TEST_F(GpsStore, StoreThatFails_IsLoggedWithItsKey) {
     s_failingKeys = {"_GPS_CHIPSET", "_GPS_STREAM", "_GPS_ENABLE", "_GPS_ENABLE_COUNT"};
     EXPECT_EQ(gps.setSkvsChipset("x"), eERROR_DEVICE_GPS_SET_SKVS_FAILURE);
     EXPECT_EQ(gps.setSkvsStream(eSKVS_STREAM_STARTED), eERROR_DEVICE_GPS_SET_SKVS_FAILURE);

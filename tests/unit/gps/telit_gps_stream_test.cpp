@@ -8,7 +8,7 @@ namespace {
 
 class GpsStream : public cGpsFixture {
   protected:
-    // The stream as a start leaves it, with nothing noted yet.
+    // The stream after a start, with nothing recorded yet.
     void startStream() {
         start(ENABLED_RECEIVER);
         ASSERT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
@@ -19,7 +19,7 @@ class GpsStream : public cGpsFixture {
         clearCapturedLog();
     }
 
-    // The modem goes on streaming after so many of the next "+++".
+    // The modem ignores this number of "+++" and keeps streaming.
     void ignoreEscapes(int count) { terminal().fault("+++", {{"kind", "silence"}}, count); }
 };
 
@@ -65,7 +65,7 @@ TEST_F(GpsStream, StopTwice_SecondDoesNothing) {
     EXPECT_FALSE(streamFlag);
 }
 
-TEST_F(GpsStream, StartedAgainAfterAStop) {
+TEST_F(GpsStream, StartAfterAStop_Streams) {
     startStream();
     gpsStop();
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
@@ -79,7 +79,7 @@ TEST_F(GpsStream, ModemIgnoresEscapes_IsTriedFourTimesInAll) {
         ignoreEscapes(ignored);
         EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_STOP_STREAM_SUCCESS);
         EXPECT_EQ(sent(), stopCommands(ignored + 1));
-        // The answer to the probe begins with the first whole sentence of an epoch.
+        // The answer to the probe begins with the first complete sentence of an epoch.
         EXPECT_EQ(logCount("GPS stream still running ($GPGGA)"), static_cast<size_t>(ignored));
         EXPECT_FALSE(streamFlag);
     }
@@ -98,19 +98,19 @@ TEST_F(GpsStream, ModemIgnoresAllEscapes_StopFails) {
     EXPECT_FALSE(streamFlag);
 }
 
-TEST_F(GpsStream, EscapeNeverTakenByAnEarlierStream_EndsInTheChipsetsTimeout) {
+TEST_F(GpsStream, EarlierStreamThatIgnoresTheEscape_EndsInATimeOutOfTheChipset) {
     start(ENABLED_RECEIVER);
     startStreamAtModem(terminal());
     ignoreEscapes(4);
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    // Deaf: one query and one step of enabling.
+    // The modem ignores one query and one step of enabling.
     EXPECT_EQ(sent(), joined(stopCommands(4), QUERY_COMMANDS, tTexts{ENABLE_COMMANDS[0]}));
     EXPECT_EQ(storedValue("_GPS_ENABLE_COUNT"), "1");
-    // It counts as running, so set-up of the modem ends the next time.
+    // The stream counts as running, so the next set-up of the modem stops it.
     shellCommands();
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(sent(), tTexts());
-    EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")}) << "gpsd was told to let go";
+    EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")}) << "gpsd had to release the port";
     EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
     EXPECT_EQ(shellCommands(), tTexts()) << "gpsd has the port";
 }
@@ -125,9 +125,9 @@ TEST_F(GpsStream, StopThatFailed_NextStartGivesThePortBackToGpsd) {
     EXPECT_EQ(shellCommands(), tTexts{gpsdctl("add")});
 }
 
-TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
+TEST_F(GpsStream, SentencesInTheAnswer_ShowARunningStream) {
     startStream();
-    // A line with both counts by the first of the two that is looked for.
+    // A line with both counts as the one that is searched first.
     struct sCase {
         const char* text;
         const char* log;  // nullptr: no stream
@@ -154,22 +154,22 @@ TEST_F(GpsStream, SentencesInTheAnswer_TellTheStream) {
         EXPECT_EQ(logContains("GPS stream still running"), test.log != nullptr);
         EXPECT_EQ(logCount(test.log != nullptr ? test.log : "none"), test.log != nullptr ? 1U : 0U);
     }
-    // So do those in front of an error.
+    // So do sentences before an error.
     terminal().fault("AT", {{"kind", "answer"}, {"lines", {"$GPGGA,1*00"}}, {"final", "ERROR"}});
     EXPECT_TRUE(gps.isGpsStreamOn());
-    // A stream that ran is none once its start was refused.
+    // If the start is refused, an earlier stream no longer counts.
     terminal().fault(START_COMMANDS[0], {{"kind", "error"}});
     EXPECT_EQ(gps.startGpsStream(), eERROR_DEVICE_GPS_START_STREAM_FAILURE);
     EXPECT_FALSE(gps.getStreamStatus());
-    // Sentences that were on their way do not matter once the modem answers.
+    // Sentences that were still under way do not matter once the modem answers.
     terminal().fault("AT", {{"kind", "answer"}, {"lines", {"$GPGGA,1*00"}}});
     EXPECT_FALSE(gps.isGpsStreamOn());
     gps.reset();
 }
 
-// An AT that the stream swallowed is owed no answer: another round of guard times and question is
-// all that an escape takes that was not heard.
-TEST_F(GpsStream, EscapeThatWasNotHeard_DelaysNoCommandAfterIt) {
+// A stream ignores AT, so no answer is owed: an escape that was missed costs only another round of
+// guard times and query.
+TEST_F(GpsStream, EscapeThatWasMissed_DelaysNoLaterCommand) {
     const auto restartTakes = [this](int unheard) {
         startStream();
         terminal().pass(3000000);
@@ -185,12 +185,12 @@ TEST_F(GpsStream, EscapeThatWasNotHeard_DelaysNoCommandAfterIt) {
     EXPECT_LE(restartTakes(1), heard + 2100 + 2010 + 20);
 }
 
-TEST_F(GpsStream, EachCommand_IsWaitedForAsLongAsItMayTake) {
+TEST_F(GpsStream, EachCommand_HasItsTimeout) {
     startStream();
     gpsStop();
     ASSERT_EQ(gps.openGpsDevice(), eSUCCESS);
     const auto lasts = [this](auto&& operation) {
-        resetLinkState();  // nothing is left of the one before
+        resetLinkState();  // forgets the previous modem
         const uint64_t before = terminal().nowMs();
         operation();
         return terminal().nowMs() - before;
@@ -231,14 +231,14 @@ TEST_F(GpsStream, StopWithoutSlot_IsRefused) {
     EXPECT_TRUE(streamFlag);
 }
 
-TEST_F(GpsStream, StopOnAPathThatWent_IsRefusedAndTheStreamStillCounts) {
+TEST_F(GpsStream, StopOnAMissingPath_IsRefusedAndTheStreamStillCounts) {
     startStream();
     initOn("/none");
     EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_DEVICE_HANDLE_INVALID);
     EXPECT_EQ(shellCommands(), tTexts());
     EXPECT_EQ(writes(), (tEntries{{"_GPS_STREAM", "-1"}}));
     EXPECT_TRUE(streamFlag);
-    // The port is back.
+    // The port exists again.
     initOn(terminal().path());
     EXPECT_EQ(gpsStop(), eERROR_DEVICE_GPS_STOP_STREAM_SUCCESS);
 }

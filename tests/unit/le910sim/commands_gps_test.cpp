@@ -30,7 +30,7 @@ TEST(SimNmea, Epoch_SouthAndWestAndRounding) {
               nmeaSentence("GPGGA,070809.000,0100.0000,S,17930.0000,W,1,08,1.10,-3.3,M,,M,,0000"));
 }
 
-TEST(SimGps, Chipset_IsThereOnlyAfterEnablingAndARestart) {
+TEST(SimGps, Chipset_AppearsOnlyAfterEnablingAndARestart) {
     cModemDriver sim;
     EXPECT_EQ(sim.gps("AT$GPSSW\r"), answered("AT$GPSSW\r", "\r\n$GPSSW: \r\n" + OK));
     for (const std::string command : {"AT#PORTCFG=11", "AT$GPSD=5", "AT$GPSGPIO=5,6,8,7",
@@ -50,7 +50,7 @@ TEST(SimGps, NotSaved_IsForgotten) {
     EXPECT_EQ(sim.gps("AT$GPSSW\r"), answered("AT$GPSSW\r", "\r\n$GPSSW: \r\n" + OK));
 }
 
-TEST(SimGps, Stream_AnEpochASecondAndDeaf) {
+TEST(SimGps, Stream_SendsOneEpochPerSecondAndIgnoresCommands) {
     cModemDriver sim(ENABLED);
     EXPECT_EQ(sim.gps(START), answered(START, "\r\nCONNECT\r\n"));
     EXPECT_EQ(sim.gps("", 990), "");
@@ -62,7 +62,7 @@ TEST(SimGps, Stream_AnEpochASecondAndDeaf) {
     EXPECT_EQ(sim.reply("AT"), OK);
 }
 
-TEST(SimGps, EscapeWithGuardTimes_LeadsBackToCommands) {
+TEST(SimGps, EscapeWithGuardTimes_EndsTheStream) {
     cModemDriver sim(ENABLED);
     sim.gps(START, 1000);
     EXPECT_EQ(sim.gps("+++", 990), "");
@@ -72,7 +72,7 @@ TEST(SimGps, EscapeWithGuardTimes_LeadsBackToCommands) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimGps, EscapeWithoutGuardTime_IsNotOne) {
+TEST(SimGps, EscapeWithoutGuardTime_IsIgnored) {
     cModemDriver sim(ENABLED);
     sim.gps(START, 1500);
     sim.gps("x", 500);
@@ -102,7 +102,7 @@ TEST(SimGps, EscapeUnderAFault_StaysInTheStream) {
     EXPECT_EQ(sim.gps("AT\r"), "AT\r" + OK);
 }
 
-TEST(SimGps, HangUpWhileStreaming_GoesOnAfterItWithoutABurst) {
+TEST(SimGps, HangUpWhileStreaming_ContinuesAfterItWithoutABurst) {
     cModemDriver sim(ENABLED);
     sim.gps(START);
     sim.order(R"({"op": "hangup", "away_ms": 10000})");
@@ -131,7 +131,7 @@ TEST(SimGps, NoFix_GivesEmptySentences) {
     EXPECT_EQ(sim.gps("", 1000), "$GPGGA,,,,,,0,,,,M,,M,,*66\r\n$GNRMC,,V,,,,,,,,,,N*4D\r\n");
 }
 
-TEST(SimGps, Track_MovesAPointASecondAndRepeats) {
+TEST(SimGps, Track_MovesOnePointPerSecondAndRepeats) {
     cModemDriver sim(R"({"gps": {"enabled": true, "track": [[10, 20], [11, 21]]}})");
     sim.gps("AT$GPSNMUN=3,1\r");
     EXPECT_NE(sim.gps("", 1000).find(",1100.0000,N,02100.0000,E,"), std::string::npos);

@@ -55,7 +55,7 @@ TEST(SimPacket, NetworkDetachAndDeactivate_ByOrder) {
               "\r\n+CGATT: 0\r\n+CGACT: 1,0\r\n+CGACT: 2,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimPacket, Addresses_OnePerActivationThenTheLastStays) {
+TEST(SimPacket, Addresses_OnePerActivationThenTheLastIsReused) {
     cModemDriver sim(R"({"attached": true, "addresses": {"ipv4": ["10.0.0.9", "10.0.0.21"]}})");
     const char* const expected[] = {"10.0.0.9", "10.0.0.21", "10.0.0.21"};
     for (const std::string address : expected) {
@@ -140,7 +140,7 @@ TEST(SimPacket, CgdataWithoutOk_WhenAsked) {
     EXPECT_EQ(sim.reply("AT"), OK);
 }
 
-TEST(SimPacket, ImsContext_StandsBesideTheOwn) {
+TEST(SimPacket, ImsContext_IsActiveBesideTheConfiguredOne) {
     cModemDriver sim(R"({"attached": true, "firmware": {"dual": true, "slot": 1},
         "contexts": [{"cid": 1, "type": "IPV6", "apn": "vzwims", "active": true,
                       "addresses": {"families": "ipv6", "ipv6_pcscf": ["2001:db8::5060"]}},

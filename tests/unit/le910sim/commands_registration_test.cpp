@@ -121,7 +121,7 @@ TEST(SimRegistration, Signal_ChangesWhileRunning) {
     EXPECT_EQ(sim.reply("AT+CSQ"), "\r\n+CSQ: 31,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Ims_IsTold) {
+TEST(SimRegistration, Ims_IsReported) {
     cModemDriver sim(R"({"registration": {"ims": true}})");
     EXPECT_EQ(sim.reply("AT+CIREG?"), "\r\n+CIREG: 0,1\r\n\r\nOK\r\n");
 }

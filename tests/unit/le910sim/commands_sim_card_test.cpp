@@ -62,7 +62,7 @@ TEST(SimCard, WrongPins_CountDownToThePuk) {
     EXPECT_EQ(sim.reply("AT+CPWD=\"SC\",2222,3333"), OK);
 }
 
-TEST(SimCard, AttemptsOfItsOwn_AreReportedWhateverIsLeft) {
+TEST(SimCard, ConfiguredAttempts_AreReportedWhateverTheRealNumber) {
     cModemDriver counting(R"({"sim": {"lock": true, "pct_text": "10"}})");
     counting.reply("AT+CPIN=0000");
     EXPECT_EQ(counting.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n#PCT: 10\r\n\r\nOK\r\n");
@@ -110,7 +110,7 @@ TEST(SimCard, ThreeWrongPinsWhileReady_LockThePukAndEndService) {
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, NoCard_IsTold) {
+TEST(SimCard, NoCard_IsReported) {
     cModemDriver sim(R"({"sim": {"present": false}})");
     prepare(sim);
     EXPECT_EQ(sim.reply("AT#QSS?"), "\r\n#QSS: 0,0\r\n\r\nOK\r\n");
@@ -147,7 +147,7 @@ TEST(SimCard, PulledAndInserted_NeedsThePinAgain) {
     EXPECT_EQ(sim.reply("AT+CPIN=4711", 500), "\r\nOK\r\n\r\n+PACSP0\r\n");
 }
 
-// The line the daemon sends: both waits count, 0.5 s and 5 s, and the other card answers after it.
+// The line that the daemon sends: both waits count, 0.5 s and 5 s; then the other card answers.
 TEST(SimCard, SlotSwitch_TakesEffectWithTheDetection) {
     cModemDriver sim(R"({"sim2": {"iccid": "89011480000000000021", "imsi": "311480000000021"}})");
     EXPECT_EQ(sim.reply("AT#GPIO=2,2"), "\r\n#GPIO: 1,1\r\n\r\nOK\r\n");

@@ -153,13 +153,13 @@ TEST(SimPdu, SubmitCutAnywhereOrTooLong_IsRefused) {
         EXPECT_FALSE(why.empty());
     }
     EXPECT_FALSE(readSubmit(SUBMIT + "00", why));
-    EXPECT_EQ(why, "octets left behind the user data");
+    EXPECT_EQ(why, "octets left after the user data");
     EXPECT_FALSE(readSubmit(HELLO, why));
     EXPECT_EQ(why, "not a SUBMIT");
     EXPECT_FALSE(readSubmit("00110", why));
 }
 
-TEST(SimPdu, EveryCharacterOfTheAlphabet_SurvivesTheWayThereAndBack) {
+TEST(SimPdu, EveryCharacterOfTheAlphabet_SurvivesEncodingAndDecoding) {
     std::vector<uint8_t> all;
     for (uint8_t septet = 0; septet < 128; ++septet) {
         if (septet != 0x1B) all.push_back(septet);
@@ -233,7 +233,7 @@ TEST(SimSms, MemoryFull_TheNetworkKeepsTheMessage) {
     EXPECT_EQ(sim.reply("AT+CMGL=0"), "\r\n+CMGL: 1,0,\"\",28\r\n" + HELLO + "\r\n" + OK);
 }
 
-TEST(SimSms, InjectedPdu_IsStoredAsItIs) {
+TEST(SimSms, InjectedPdu_IsStoredUnchanged) {
     cModemDriver sim;
     EXPECT_TRUE(sim.order(R"({"op": "inject-sms", "pdu": "00FFEE"})").at("ok"));
     EXPECT_EQ(sim.reply("AT+CMGL=0"), "\r\n+CMGL: 1,0,\"\",2\r\n00FFEE\r\n" + OK);
@@ -326,7 +326,7 @@ TEST(SimSms, SilenceAtTheData_LeavesThePromptToEscape) {
     EXPECT_TRUE(sim.state().at("sms").at("sent").empty());
 }
 
-TEST(SimSms, SilenceInsteadOfThePrompt_MakesNoProblemOfTheText) {
+TEST(SimSms, SilenceInsteadOfThePrompt_DoesNotNoteTheTextAsAProblem) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "prefix": "AT+CMGS", "kind": "silence"})");
     EXPECT_EQ(sim.at("AT+CMGS=19", 1000), "");

@@ -59,7 +59,7 @@ TEST(SimFaults, CmeAndCms_AreSentWithTheirNumber) {
     EXPECT_EQ(sim.reply("AT+CIMI"), "\r\n+CME ERROR: SIM busy\r\n");
 }
 
-TEST(SimFaults, Delay_HoldsTheAnswerAndTheCommandsBehindIt) {
+TEST(SimFaults, Delay_HoldsTheAnswerAndLaterCommands) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "delay", "delay_ms": 300})");
     EXPECT_EQ(sim.at("AT+CSQ", 290), "AT+CSQ\r");

@@ -7,7 +7,8 @@ namespace le910sim {
 
 namespace {
 
-// 10.0.0.9 pings 10.0.0.1: identifier 0x1234, sequence 1, data "ping"; checksums worked out apart.
+// 10.0.0.9 pings 10.0.0.1: identifier 0x1234, sequence 1, data "ping"; checksums computed
+// separately.
 const char* const PING4 =
     "45000020000100004001"
     "66d3"

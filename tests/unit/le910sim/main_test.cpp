@@ -31,7 +31,7 @@ void sleepMs(int ms) {
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
-// Reads until the text holds what is wanted or the deadline is over.
+// Reads until the text contains the expected part or the deadline is over.
 std::string readUntil(int fd, const std::string& wanted) {
     std::string text;
     std::array<char, 4096> buffer = {};
@@ -64,7 +64,7 @@ void awaitLink(const std::string& path, bool present) {
 // The program, started with its ports in a folder of its own.
 class cProgram {
   public:
-    // Started with these words alone.
+    // Started with only these arguments.
     static cProgram bare(const std::vector<std::string>& words) { return cProgram(words, sBare()); }
     explicit cProgram(const std::vector<std::string>& extra = {}, bool ownAtLink = true) {
         std::vector<std::string> words = {LE910SIM,     "--gps-link", gps(),    "--control",
@@ -171,7 +171,7 @@ TEST(SimProgram, SaysReady_AndAnswersOnBothPorts) {
     close(gps);
 }
 
-TEST(SimProgram, OpenedAndClosedAgainAndAgain_KeepsAnswering) {
+TEST(SimProgram, OpenedAndClosedRepeatedly_KeepsAnswering) {
     cProgram program;
     program.said("ready");
     for (int i = 0; i < 20; ++i) {
@@ -181,7 +181,7 @@ TEST(SimProgram, OpenedAndClosedAgainAndAgain_KeepsAnswering) {
     }
 }
 
-TEST(SimProgram, WhatCameWhileThePortWasClosed_IsReadLater) {
+TEST(SimProgram, OutputWhileThePortWasClosed_IsReadLater) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program.order(R"({"op": "urc", "line": "RING"})").at("ok"), true);
@@ -212,7 +212,7 @@ TEST(SimProgram, SlowReader_GetsEveryByte) {
     close(fd);
 }
 
-TEST(SimProgram, NobodyReads_ItLivesOn) {
+TEST(SimProgram, NobodyReads_KeepsRunning) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());
@@ -264,7 +264,7 @@ TEST(SimProgram, ControlSocket_SurvivesBadInput) {
     EXPECT_EQ(program.order(R"({"op": "count"})").at("ok"), true);
 }
 
-TEST(SimProgram, Terminated_LeavesNothingBehindButTheLog) {
+TEST(SimProgram, Terminated_LeavesOnlyTheLog) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());

@@ -10,7 +10,7 @@ TEST(SimFraming, BareAt_AnswersEchoAndOk) {
 }
 
 // The recorded framing: echo and CR, CR LF, line, CR LF, CR LF, OK, CR LF.
-TEST(SimFraming, OneLine_StandsBetweenEchoAndOk) {
+TEST(SimFraming, OneLine_IsBetweenEchoAndOk) {
     cModemDriver sim(R"({"sim": {"iccid": "89010100000000000002"}})");
     EXPECT_EQ(sim.at("AT#CCID"), "AT#CCID\r\r\n#CCID: 89010100000000000002\r\n\r\nOK\r\n");
 }
@@ -99,7 +99,7 @@ TEST(SimFraming, OverlongLine_AnswersErrorAndIsNoted) {
     EXPECT_EQ(sim.at("AT"), "AT\r\r\nOK\r\n");
 }
 
-TEST(SimFraming, EveryByteValue_NeverHurts) {
+TEST(SimFraming, EveryByteValue_IsHandled) {
     cModemDriver sim;
     std::string bytes;
     for (int value = 0; value < 256; ++value)
@@ -123,7 +123,7 @@ TEST(SimFraming, Cmee_ChoosesTheFormOfErrors) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimFraming, EscapeBeforeACommand_IsPassedOver) {
+TEST(SimFraming, EscapeBeforeACommand_IsSkipped) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("+++AT"), "+++AT\r\r\nOK\r\n");
     EXPECT_TRUE(sim.modem.problems().empty());

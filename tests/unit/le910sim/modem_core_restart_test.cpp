@@ -10,7 +10,7 @@ const std::string OK = "\r\nOK\r\n";
 
 }  // namespace
 
-TEST(SimRestart, Reboot_AnswersThenGoesAndComesBack) {
+TEST(SimRestart, Reboot_AnswersThenRemovesThePortsAndComesBack) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT#REBOOT"), OK);
     EXPECT_TRUE(sim.modem.portsPresent());
@@ -28,7 +28,7 @@ TEST(SimRestart, Reboot_AnswersThenGoesAndComesBack) {
     EXPECT_EQ(sim.modem.commands(), (std::vector<std::string>{"AT#REBOOT", "AT"}));
 }
 
-TEST(SimRestart, Reboot_ForgetsAndKeepsWhatAModemDoes) {
+TEST(SimRestart, Reboot_ForgetsAndKeepsTheSameAsAModem) {
     cModemDriver sim(R"({"attached": true, "sim": {"lock": true, "verified": true},
                        "contexts": [{"cid": 1, "apn": "kept.apn", "active": true}]})");
     for (const char* command : {"AT+CMEE=1", "ATE0", "AT+CREG=2", "AT+CMGF=1", "AT#SLED=3,1,9",

@@ -11,7 +11,7 @@ namespace le910sim {
 
 namespace {
 
-// Another seed: CELLSLOT_SEED=n. A failing test prints the one it used.
+// CELLSLOT_SEED=n sets the seed. A failing test prints the seed that it used.
 uint32_t seed() {
     const char* given = std::getenv("CELLSLOT_SEED");
     return given == nullptr ? 1U : static_cast<uint32_t>(std::strtoul(given, nullptr, 10));
@@ -45,7 +45,7 @@ const std::vector<std::string> ORDERS = {
     R"({"op": "dump"})",
 };
 
-// A text with some of its bytes changed, put in or taken out.
+// A text with some bytes changed, inserted or removed.
 std::string mutated(std::string text, std::mt19937& random) {
     for (unsigned changes = random() % 4; changes > 0 && !text.empty(); --changes) {
         const size_t at = random() % text.size();
@@ -67,7 +67,7 @@ std::string mutated(std::string text, std::mt19937& random) {
 
 }  // namespace
 
-// Whatever comes in, the modem goes on and its records can be written out.
+// Whatever it receives, the modem keeps running and its records can be written.
 TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
     std::mt19937 random(seed());
     SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
@@ -96,7 +96,7 @@ TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
     EXPECT_FALSE(sim.modem.problems().empty());
 }
 
-TEST(SimRobustness, RandomScenarios_AreTakenOrRefusedWithAReason) {
+TEST(SimRobustness, RandomScenarios_AreAcceptedOrRefusedWithAReason) {
     std::mt19937 random(seed());
     SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
     const std::string scenario =

@@ -127,7 +127,7 @@ TEST(SimControl, UnsolicitedLine_OnEitherPort) {
     EXPECT_EQ(sim.gps(""), std::string("\0x", 2));
 }
 
-TEST(SimControl, UnsolicitedLineAtIntervals_ComesUntilItsTimeIsOverOrItIsCleared) {
+TEST(SimControl, UnsolicitedLineAtIntervals_IsSentUntilItsTimeIsOverOrItIsCleared) {
     cModemDriver sim;
     sim.order(R"({"op": "urc", "line": "RING", "every_ms": 200, "for_ms": 500})");
     EXPECT_EQ(sim.readAt(0), "\r\nRING\r\n");
@@ -141,7 +141,7 @@ TEST(SimControl, UnsolicitedLineAtIntervals_ComesUntilItsTimeIsOverOrItIsCleared
     EXPECT_EQ(sim.order(R"({"op": "urc", "line": "RING", "for_ms": 5})").at("ok"), false);
 }
 
-TEST(SimControl, UnsolicitedLineAtIntervals_IsNotSaidByAModemThatIsAway) {
+TEST(SimControl, UnsolicitedLineAtIntervals_IsNotSentWhileTheModemIsAway) {
     cModemDriver sim;
     sim.order(R"({"op": "urc", "line": "RING", "every_ms": 1000})");
     sim.readAt(0);
@@ -150,7 +150,7 @@ TEST(SimControl, UnsolicitedLineAtIntervals_IsNotSaidByAModemThatIsAway) {
     EXPECT_EQ(sim.readAt(10), "\r\nRING\r\n");
 }
 
-TEST(SimLog, Events_TellExchangesProblemsAndSentMessages) {
+TEST(SimLog, Events_ShowExchangesProblemsAndSentMessages) {
     cModemDriver sim;
     sim.at("AT+BAD");
     sim.at("AT+CMGS=19");

@@ -14,7 +14,7 @@ using nlohmann::json;
 // reads in steps of 10 ms of a clock of its own.
 class cModemDriver {
   public:
-    // The scenario as in a file; order() below takes the same text.
+    // The scenario as in a file; order() below accepts the same text.
     explicit cModemDriver(const std::string& scenario = "{}") : modem(json::parse(scenario)) {}
 
     std::string at(const std::string& command, uint64_t waitMs = 0) {

@@ -37,7 +37,7 @@ TEST(ParseIpMaskDotted, Texts_GiveTypeAddressAndMask) {
     }
 }
 
-TEST(ParseIpMaskDotted, OtherCounts_TouchNothing) {
+TEST(ParseIpMaskDotted, OtherCounts_ChangeNothing) {
     for (const std::string& dotted :
          {std::string(), std::string("10.1.2.3"), std::string("1.2.3.4.5.6.7"),
           std::string("1.2.3.4.5.6.7.8.9"), V6, V6 + "." + V6_MASK + ".1", std::string("....")}) {
@@ -59,7 +59,7 @@ TEST(ParseIpMaskDotted, ThirtyTwoOctets_AreIPv6) {
     EXPECT_EQ(mask, "ffff:ffff:ffff:ffff::");
 }
 
-TEST(ParseIpMaskDotted, ThirtyTwoOctetsThatAreNoAddress_AreRefused) {
+TEST(ParseIpMaskDotted, ThirtyTwoOctetsWithoutAnAddress_AreRefused) {
     std::string address;
     std::string mask;
     EXPECT_EQ(parseIpMaskDotted("99999." + V6.substr(3) + "." + V6_MASK, address, mask),

@@ -21,7 +21,7 @@ sParsed parse(std::vector<std::string> arguments) {
     argv.push_back(nullptr);
     g_i_debugMode = 0;
     sParsed parsed{};
-    testing::internal::CaptureStderr();  // getopt tells the user of unknown options there
+    testing::internal::CaptureStderr();  // getopt reports unknown options there
     parsed.mayStart = parseArgs(static_cast<int>(arguments.size()), argv.data(), parsed.options);
     testing::internal::GetCapturedStderr();
     parsed.debugMode = g_i_debugMode;
@@ -62,7 +62,7 @@ TEST(ParseArgs, LongOptions_AreTheShortOnes) {
     EXPECT_FALSE(parse(ALL_BUT_PORT + std::vector<std::string>{"-p", "1", "--help"}).mayStart);
 }
 
-TEST(ParseArgs, PortArgument_OnlyOneToThreeAreTaken) {
+TEST(ParseArgs, PortArgument_OnlyOneToThreeAreAccepted) {
     struct sCase {
         const char* argument;
         const char* port;  // empty: ignored
@@ -80,21 +80,21 @@ TEST(ParseArgs, PortArgument_OnlyOneToThreeAreTaken) {
     }
 }
 
-TEST(ParseArgs, InvalidPortBehindValidOne_LeavesTheValidOne) {
+TEST(ParseArgs, InvalidPortAfterAValidOne_KeepsTheValidOne) {
     const sParsed parsed = parse(ALL_BUT_PORT + std::vector<std::string>{"-p", "2", "-p", "4"});
     EXPECT_TRUE(parsed.mayStart);
     EXPECT_EQ(parsed.options.s_port, "2");
 }
 
-TEST(ParseArgs, HelpBeforeValidPort_IsTakenBack) {
+TEST(ParseArgs, HelpBeforeAValidPort_IsOverridden) {
     EXPECT_TRUE(parse(std::vector<std::string>{"-h", "-p", "2"} + ALL_BUT_PORT).mayStart);
 }
 
-TEST(ParseArgs, HelpBehindValidPort_Stands) {
+TEST(ParseArgs, HelpAfterAValidPort_PreventsTheStart) {
     EXPECT_FALSE(parse(std::vector<std::string>{"-p", "2", "-h"} + ALL_BUT_PORT).mayStart);
 }
 
-TEST(ParseArgs, HelpBeforeInvalidPort_Stands) {
+TEST(ParseArgs, HelpBeforeAnInvalidPort_PreventsTheStart) {
     EXPECT_FALSE(
         parse(std::vector<std::string>{"-p", "1", "-h", "-p", "4"} + ALL_BUT_PORT).mayStart);
 }
@@ -142,7 +142,7 @@ TEST(ParseArgs, CalledTwice_StartsAgainAtTheFirstArgument) {
     EXPECT_EQ(second.options.s_port, "3");
 }
 
-TEST(VersionRequest, OnlyWhereItStandsAlone) {
+TEST(VersionRequest, OnlyWithoutOtherArguments) {
     const auto asks = [](std::vector<std::string> words) {
         std::vector<char*> argv;
         for (std::string& word : words)
@@ -152,7 +152,7 @@ TEST(VersionRequest, OnlyWhereItStandsAlone) {
     EXPECT_TRUE(asks({"cellslotd", "--version"}));
     EXPECT_FALSE(asks({"cellslotd"}));
     EXPECT_FALSE(asks({"cellslotd", "--versions"}));
-    // An option that is not known is passed over, and the daemon starts.
+    // An unknown option is ignored, and the daemon starts.
     EXPECT_FALSE(asks({"cellslotd", "--version", "-p", "1"}));
     testing::internal::CaptureStdout();
     printVersion("cellslotd");

@@ -102,7 +102,7 @@ TEST(TraceEntry, CategoryOn_NamesTheFunction) {
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: Entering someFunction()"});
 }
 
-TEST(SignalHandlers, EachOne_RaisesItsOwnFlagOnly) {
+TEST(SignalHandlers, EachHandler_SetsItsOwnFlagOnly) {
     struct sHandlerCase {
         void (*handler)(int);
         volatile std::sig_atomic_t* flag;

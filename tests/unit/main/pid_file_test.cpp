@@ -14,7 +14,7 @@
 
 namespace {
 
-// A shell that waits for its standard input to end, under a command line of the test's choice.
+// A shell with the given command line that waits for the end of its standard input.
 class cOtherProcess {
   public:
     explicit cOtherProcess(const std::string& name, const std::string& lastArgument = "x") {
@@ -32,7 +32,7 @@ class cOtherProcess {
         close(started[1]);
         m_input = input[1];
         char nothing;
-        // Ends when the other process has its new command line.
+        // Returns when the other process has its new command line.
         while (read(started[0], &nothing, 1) > 0) {
         }
         close(started[0]);
@@ -117,7 +117,7 @@ TEST(WritePidFile, PlaceOfTheFileIsAFifo_IsReplacedWithoutWaiting) {
     EXPECT_EQ(readFile(path), OWN_PID);
 }
 
-TEST(WritePidFile, PlaceOfTheFileIsALink_TargetStaysAsItIs) {
+TEST(WritePidFile, PlaceOfTheFileIsALink_TargetIsNotChanged) {
     const cTempFolder folder;
     writeFile(folder / "target", "precious");
     ASSERT_EQ(symlink((folder / "target").c_str(), (folder / "cellslotd.1.pid").c_str()), 0);
@@ -142,7 +142,7 @@ TEST(WritePidFile, StaleAndBrokenFiles_AreOverwritten) {
     }
 }
 
-// A container starts its processes with the same numbers every time.
+// A container gives its processes the same numbers at every start.
 TEST(WritePidFile, OwnPidInFile_CountsAsRunning) {
     const cTempFolder folder;
     writeFile(folder / "main_tests.1.pid", OWN_PID);
@@ -186,7 +186,7 @@ TEST(IsProcessRunning, NameAnywhereInFirstArgument_Matches) {
     EXPECT_FALSE(isProcessRunning(other.pid(), "cellslotd2"));
 }
 
-TEST(IsProcessRunning, NameBehindTheFirst255Bytes_DoesNotMatch) {
+TEST(IsProcessRunning, NameAfterTheFirst255Bytes_DoesNotMatch) {
     const cOtherProcess at246(std::string(246, 'x') + "cellslotd");
     EXPECT_TRUE(isProcessRunning(at246.pid(), "cellslotd"));
     const cOtherProcess at247(std::string(247, 'x') + "cellslotd");

@@ -75,7 +75,7 @@ TEST_F(RepeatedNotices, OtherContent_IsLogged) {
     EXPECT_EQ(capturedLog(), (std::vector<std::string>{"error 10", "error 11"}));
 }
 
-TEST_F(RepeatedNotices, PollThatFailsInAnotherWayBetween_IsLoggedEachTime) {
+TEST_F(RepeatedNotices, PollThatFailsDifferentlyInBetween_IsLoggedEachTime) {
     for (const char* text : {"one", "other", "one"})
         poll(text);
     EXPECT_EQ(capturedLog().size(), 3U);
@@ -98,7 +98,7 @@ TEST_F(RepeatedNotices, TwiceInOneRun_IsLoggedTwiceTheFirstTimeOnly) {
     EXPECT_EQ(logCount("refused"), 2U);
 }
 
-TEST_F(RepeatedNotices, Repetition_GoesToTheCategoryOfTheWork) {
+TEST_F(RepeatedNotices, Repetition_IsLoggedUnderTheCategoryOfTheWork) {
     poll("refused");
     g_i_debugMode = eLOG_AT_DETAIL;
     testing::internal::CaptureStdout();
@@ -110,7 +110,7 @@ TEST_F(RepeatedNotices, Repetition_GoesToTheCategoryOfTheWork) {
     EXPECT_EQ(capturedLog().size(), 2U);
 }
 
-TEST_F(RepeatedNotices, Repetition_GoesToTheCategoryThatTheNoticeNames) {
+TEST_F(RepeatedNotices, Repetition_IsLoggedUnderTheOtherCategoryOfTheNotice) {
     const uint64_t category = eLOG_NOTICE | eLOG_GPS;
     unsigned char done = 0;
     const auto run = [&] {
@@ -127,7 +127,7 @@ TEST_F(RepeatedNotices, Repetition_GoesToTheCategoryThatTheNoticeNames) {
     EXPECT_EQ(done, DEBUG_SENT_TO_SYSLOG | DEBUG_PRINTED | DEBUG_PREFIXED);
 }
 
-TEST_F(RepeatedNotices, ErrorsAreTreatedAlike) {
+TEST_F(RepeatedNotices, Errors_AreTreatedLikeNotices) {
     testing::internal::CaptureStdout();
     for (int i = 0; i < 3; ++i)
         inPass(eWORK_PASS, [] { debug(eLOG_ERROR, g_i_debugMode, "broken"); });
@@ -149,7 +149,7 @@ TEST_F(RepeatedNotices, RunThatOnlyWaited_ForgetsNothing) {
     EXPECT_EQ(logCount("failed"), 1U);
 }
 
-TEST_F(RepeatedNotices, PassThatFollowsFromASessionThatWaits_IsLoggedOnce) {
+TEST_F(RepeatedNotices, MessagesOfAPassCausedByAWaitingSession_AreLoggedOnce) {
     for (int i = 0; i < 200; ++i) {
         g_nowMs += 500;
         const cRepeatedRun pass(eWORK_PASS);
@@ -166,8 +166,8 @@ TEST_F(RepeatedNotices, PassThatFollowsFromASessionThatWaits_IsLoggedOnce) {
     EXPECT_EQ(capturedLog(), (std::vector<std::string>{"failed", "closing port", "opened port"}));
 }
 
-// Nothing of the pass follows from it, so the pass is on its own.
-TEST_F(RepeatedNotices, PassBesideAWorkThatFails_IsLoggedAgain) {
+// It has no consequences in the pass, so the pass is compared by itself.
+TEST_F(RepeatedNotices, MessagesOfAPassNotCausedByAFailingWork_AreLoggedAgain) {
     for (const char* text : {SILENT, "lost", SILENT, "lost"}) {
         const cRepeatedRun pass(eWORK_PASS);
         say(text);
@@ -179,15 +179,15 @@ TEST_F(RepeatedNotices, PassBesideAWorkThatFails_IsLoggedAgain) {
     EXPECT_EQ(logCount("no answer"), 1U);
 }
 
-// The port is closed after messages could not be listed, which is tried every five seconds.
-TEST_F(RepeatedNotices, WhatFollowsFromAWorkThatIsNotDoneInEachPass_IsLoggedOnce) {
+// Messages are listed every five seconds; when that fails, the port is closed.
+TEST_F(RepeatedNotices, ConsequencesOfAWorkThatIsNotDoneInEachPass_AreLoggedOnce) {
     for (int i = 0; i < 100; ++i) {
         g_nowMs += 500;
         const cRepeatedRun pass(eWORK_PASS);
         if (i % 10 != 0) continue;
         const cRepeatedRun check(eWORK_SMS);
         notice("no answer");
-        const cRepeatedRun none(eWORK_PASS);  // is in one already
+        const cRepeatedRun none(eWORK_PASS);  // already in one
         EXPECT_EQ(logCount("no answer"), 1U);
     }
     for (int i = 0; i < 100; ++i) {
@@ -235,7 +235,7 @@ TEST_F(RepeatedNotices, SingleEvent_IsLoggedEachTime) {
     EXPECT_EQ(logCount("held"), 1U);
 }
 
-TEST_F(RepeatedNotices, VaryingNumbers_DoNotMakeNews) {
+TEST_F(RepeatedNotices, MessagesThatDifferInNumbersOnly_AreRepetitions) {
     for (int i = 0; i < 3; ++i)
         inPass(eWORK_SMS, [&] {
             const cVaryingNumbers times;
@@ -246,7 +246,7 @@ TEST_F(RepeatedNotices, VaryingNumbers_DoNotMakeNews) {
     EXPECT_EQ(capturedLog().size(), 2U);
 }
 
-TEST_F(RepeatedNotices, MoreThanIsRemembered_IsLoggedOnceToo) {
+TEST_F(RepeatedNotices, MoreMessagesThanFit_AreLoggedOnceToo) {
     constexpr int MANY = 500;
     const auto flood = [] {
         for (int i = 0; i < MANY; ++i)

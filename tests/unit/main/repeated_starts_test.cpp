@@ -42,7 +42,7 @@ class RepeatedStarts : public ::testing::Test {
         resetRepeatedNotices();
     }
 
-    // A process from its start on: what it logged.
+    // Starts a process with these messages; returns what it logged.
     tTexts start(const tTexts& texts) {
         clearCapturedLog();
         resetRepeatedNotices();
@@ -52,7 +52,7 @@ class RepeatedStarts : public ::testing::Test {
         return capturedLog();
     }
 
-    // A process that ends with a reset a minute later, and is started again ten seconds after that.
+    // The process ends with a reset a minute later and is started again ten seconds after that.
     tTexts runToReset(const tTexts& texts) {
         tTexts logged = start(texts);
         g_nowMs += MINUTE_MS;
@@ -73,7 +73,7 @@ class RepeatedStarts : public ::testing::Test {
     std::string m_path = m_folder / "logged";
 };
 
-TEST_F(RepeatedStarts, RunThatIsLikeTheOneBefore_LogsNothing) {
+TEST_F(RepeatedStarts, RunLikeThePreviousOne_LogsNothing) {
     const tTexts texts = {"starting", "fault", "fault", "exiting"};
     EXPECT_EQ(runToReset(texts), texts);
     for (int i = 0; i < 5; ++i)
@@ -88,14 +88,14 @@ TEST_F(RepeatedStarts, NeverBegun_NeitherFiltersNorWrites) {
     EXPECT_FALSE(fileExists(m_path));
 }
 
-TEST_F(RepeatedStarts, WhatDiffers_IsLoggedAfterALineThatSaysWhy) {
+TEST_F(RepeatedStarts, NewMessage_IsLoggedAfterALineThatExplainsTheStart) {
     for (int i = 0; i < 3; ++i)
         runToReset({"starting", "no SIM"});
     EXPECT_EQ(start({"starting", "SIM ready", "registered"}),
               (tTexts{rowLine(4), "SIM ready", "registered"}));
 }
 
-TEST_F(RepeatedStarts, SaidOnceMoreThanBefore_IsLoggedThatOnce) {
+TEST_F(RepeatedStarts, MessageLoggedOnceMoreThanBefore_IsLoggedThatOnce) {
     runToReset({"fault", "fault"});
     EXPECT_EQ(runToReset({"fault", "fault", "fault"}), (tTexts{rowLine(2), "fault"}));
     EXPECT_EQ(runToReset({"fault", "fault", "fault"}), tTexts());
@@ -122,7 +122,7 @@ TEST_F(RepeatedStarts, StartAfterHalfAnHour_LogsEverything) {
     EXPECT_EQ(start({"fault"}), tTexts{"fault"});
 }
 
-TEST_F(RepeatedStarts, FileOfTheFuture_LogsEverything) {
+TEST_F(RepeatedStarts, FileFromTheFuture_LogsEverything) {
     runToReset({"fault"});
     g_nowMs -= HOUR_MS;
     EXPECT_EQ(start({"fault"}), tTexts{"fault"});
@@ -135,7 +135,7 @@ TEST_F(RepeatedStarts, RunOfMoreThanAnHour_LogsEverythingNextTime) {
     EXPECT_EQ(start({"fault"}), tTexts{"fault"});
 }
 
-TEST_F(RepeatedStarts, RunThatWorked_LogsEverythingFromThereOnAndNextTime) {
+TEST_F(RepeatedStarts, RunThatWorked_LogsEverythingFromThenOnAndNextTime) {
     runToReset({"starting", "lost"});
     EXPECT_EQ(start({"starting"}), tTexts());
     noteWorkingRun();
@@ -156,11 +156,11 @@ TEST_F(RepeatedStarts, OnceADay_EverythingIsLogged) {
         g_nowMs += 8 * MINUTE_MS;
     }
     EXPECT_EQ(whole, DAYS);
-    // Each but the first with a line that says why.
+    // Each but the first has a line that says why.
     EXPECT_EQ(lines, 3u * DAYS + DAYS - 1);
 }
 
-TEST_F(RepeatedStarts, OnceADay_SaysThatItIsTheSameRow) {
+TEST_F(RepeatedStarts, OnceADay_TheLineCountsAllStartsInARow) {
     const uint64_t end = g_nowMs + 24 * HOUR_MS;
     runToReset({"fault"});
     int starts = 1;
@@ -185,7 +185,7 @@ TEST_F(RepeatedStarts, Repetition_IsADebugMessage) {
     testing::internal::GetCapturedStdout();
 }
 
-TEST_F(RepeatedStarts, VaryingNumbers_DoNotMakeNews) {
+TEST_F(RepeatedStarts, MessagesThatDifferInNumbersOnly_AreRepetitions) {
     const auto addresses = [&](const char* text) {
         start({});
         const cVaryingNumbers numbers;
@@ -198,12 +198,12 @@ TEST_F(RepeatedStarts, VaryingNumbers_DoNotMakeNews) {
     EXPECT_EQ(addresses("address 10.99.7.12"), tTexts());
 }
 
-TEST_F(RepeatedStarts, PidFile_IsNoNewsWhateverThePid) {
+TEST_F(RepeatedStarts, MessageAboutThePidFile_IsARepetitionWhateverThePid) {
     const std::string program = "no-such-program";
     runToReset({});
     start({});
     writePidFile(program, "1", m_folder.path());
-    EXPECT_EQ(capturedLog().size(), 2u);  // with the line that says which start it is
+    EXPECT_EQ(capturedLog().size(), 2u);  // including the line that says which start it is
     keepForNextStart();
     const pid_t child = fork();
     if (child == 0) {
@@ -251,7 +251,7 @@ TEST_F(RepeatedStarts, MoreTextsThanFit_LogsOnlyTheRest) {
 
 // ---- the file -----------------------------------------------------------------------------------
 
-TEST_F(RepeatedStarts, File_IsOfItsOwnerAloneAndTakenByTheStart) {
+TEST_F(RepeatedStarts, File_IsForItsOwnerOnlyAndDeletedByTheStart) {
     runToReset({"fault"});
     struct stat info;
     ASSERT_EQ(stat(m_path.c_str(), &info), 0);
@@ -271,7 +271,7 @@ TEST_F(RepeatedStarts, FileCutAtEachByte_LogsEverything) {
     }
 }
 
-TEST_F(RepeatedStarts, FileWithAChangedByte_NeverDoesMoreThanForgetOrKeep) {
+TEST_F(RepeatedStarts, FileWithAChangedByte_HidesNoNewMessage) {
     runToReset({"fault"});
     const std::string whole = readFile(m_path);
     for (size_t i = 0; i < whole.size(); ++i)
@@ -280,7 +280,7 @@ TEST_F(RepeatedStarts, FileWithAChangedByte_NeverDoesMoreThanForgetOrKeep) {
             changed[i] = byte;
             writeFile(m_path, changed);
             chmod(m_path.c_str(), 0600);
-            // A text that nobody logged before is logged, whatever the file holds.
+            // A new text is logged, whatever the file contains.
             EXPECT_EQ(start({"other"}).back(), "other") << i;
         }
 }
@@ -298,7 +298,7 @@ TEST_F(RepeatedStarts, FileThatIsSomethingElse_LogsEverything) {
         },
         [](const std::string& path) {
             std::string text = readFile(path);
-            text.replace(12, 8, "00000000");  // of the boot before
+            text.replace(12, 8, "00000000");  // of the previous boot
             writeFile(path, text);
         },
         [&](const std::string& path) {
@@ -325,7 +325,7 @@ TEST_F(RepeatedStarts, FileThatIsSomethingElse_LogsEverything) {
     }
 }
 
-TEST_F(RepeatedStarts, FileOfSomebodyElse_LogsEverything) {
+TEST_F(RepeatedStarts, FileOfAnotherUser_LogsEverything) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
     expectIsLoggedAfter(
         [](const std::string& path) { EXPECT_EQ(chown(path.c_str(), 65534, 65534), 0); });

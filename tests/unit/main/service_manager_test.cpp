@@ -82,7 +82,7 @@ TEST_F(ServiceManager, NoSocket_NothingIsSentAndNothingFails) {
     EXPECT_EQ(socket->messages(), tMessages{});
 }
 
-TEST_F(ServiceManager, AddressesThatAreNone_AreLeftAlone) {
+TEST_F(ServiceManager, InvalidAddresses_AreIgnored) {
     for (const std::string& name : {std::string(""), std::string("/"), std::string("relative"),
                                     std::string("vsock:2:1234"), "/" + std::string(200, 'x')}) {
         setenv("NOTIFY_SOCKET", name.c_str(), 1);
@@ -105,7 +105,7 @@ TEST_F(ServiceManager, Status_OnlyChangesAreSentAndNoLineCanBeForged) {
     EXPECT_EQ(socket->messages(), (tMessages{"STATUS=searching", "STATUS=on WATCHDOG=1"}));
 }
 
-TEST_F(ServiceManager, Watchdog_OnlyWhereAPeriodIsSetForThisProcess) {
+TEST_F(ServiceManager, Watchdog_OnlyIfAPeriodIsSetForThisProcess) {
     const std::string self = std::to_string(getpid());
     EXPECT_EQ(heartbeatsOf("60000000"), HEARTBEAT);
     setenv("NOTIFY_SOCKET", (folder / "notify").c_str(), 1);
@@ -142,9 +142,9 @@ TEST_F(ServiceManager, ShellCommand_HeartbeatBeforeAndAfter) {
     EXPECT_EQ(socket->messages(), (tMessages{"WATCHDOG=1", "WATCHDOG=1"}));
 }
 
-TEST_F(ServiceManager, FullQueue_IsNotWaitedFor) {
+TEST_F(ServiceManager, FullQueue_DoesNotBlock) {
     connect("1000");
-    // More than any receiver's queue holds; a call that waits would hang here.
+    // More than fits into the receiver's queue; a call that waits would hang here.
     for (int i = 0; i < 2000; ++i)
         notifyStatus("state " + std::to_string(i));
     const tMessages arrived = socket->messages();

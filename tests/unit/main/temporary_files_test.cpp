@@ -46,7 +46,7 @@ TEST_F(TemporaryFiles, OlderThanAMinute_IsRemovedAndReported) {
     EXPECT_EQ(logCount("Removed " + path + ", left by a write that was interrupted"), 1U);
 }
 
-TEST_F(TemporaryFiles, YoungerOrOfTheFuture_IsBeingWrittenAndStays) {
+TEST_F(TemporaryFiles, YoungerOrFromTheFuture_Stays) {
     const std::string young = makeFile(".cellslot-tmp-aaaaaa", 50);
     const std::string future = makeFile(".cellslot-tmp-bbbbbb", -3600);
     removeLeftTemporaryFiles(folder.path());
@@ -83,7 +83,7 @@ TEST_F(TemporaryFiles, LinksFoldersAndFifos_Stay) {
         EXPECT_TRUE(std::filesystem::exists(std::filesystem::symlink_status(path))) << path;
 }
 
-TEST_F(TemporaryFiles, NoFolder_IsNoFault) {
+TEST_F(TemporaryFiles, MissingFolder_IsNoError) {
     removeLeftTemporaryFiles(folder / "none");
     EXPECT_TRUE(capturedLog().empty());
 }
@@ -91,7 +91,7 @@ TEST_F(TemporaryFiles, NoFolder_IsNoFault) {
 TEST_F(TemporaryFiles, LeftByAKilledWriter_IsRemoved) {
     const pid_t child = fork();
     if (child == 0) {
-        // With the default action the signal of a full disk kills in the middle of the write.
+        // By default the signal for a full disk kills the process in the middle of the write.
         const rlimit limit{4096, RLIM_INFINITY};
         std::signal(SIGXFSZ, SIG_DFL);
         setrlimit(RLIMIT_FSIZE, &limit);

@@ -25,7 +25,7 @@ void countSleep(unsigned microseconds) {
     g_slept += microseconds;
 }
 
-// What the system was asked for.
+// The requests to the system.
 struct sSystemSleep {
     clockid_t clock = -1;
     int flags = -1;
@@ -36,7 +36,7 @@ sSystemSleep g_systemSleep;
 
 }  // namespace
 
-// The linker puts this in the place of the C library's function.
+// The linker replaces the C library's function by this one.
 extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec*);
 extern "C" int __wrap_clock_nanosleep(clockid_t clock, int flags, const timespec* wait, timespec*) {
     g_systemSleep = {clock, flags, *wait};
@@ -199,7 +199,7 @@ TEST(SleepMicroseconds, FunctionSet_IsCalledInsteadOfSleeping) {
     EXPECT_EQ(g_slept, 2000000000u);
 }
 
-TEST(SleepMicroseconds, NoFunctionSet_TheSystemSleepsSoLong) {
+TEST(SleepMicroseconds, NoFunctionSet_CallsTheSystemsSleep) {
     sleepMicroseconds(4000000010);
     EXPECT_EQ(g_systemSleep.clock, CLOCK_MONOTONIC);
     EXPECT_EQ(g_systemSleep.flags, 0);

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-// Literal on purpose: other programs have these paths, too.
+// Literal on purpose: other programs use these paths too.
 
 TEST(Paths, OfASlot_AreThoseThatOtherProgramsKnow) {
     EXPECT_EQ(slotConfigFile(2), "/etc/vuk/cellular2.conf");

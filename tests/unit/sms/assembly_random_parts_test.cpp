@@ -11,8 +11,8 @@
 #include "tests/unit/platform/sms_pdu/support.h"
 #include "tests/unit/sms/fixture.h"
 
-// Parts of long messages in any order over any number of checks and restarts, with references that
-// several messages share. CELLSLOT_SEED=<number> repeats a run.
+// Parts of long messages in random order over several checks and restarts; several messages share a
+// reference. CELLSLOT_SEED=<number> repeats a run.
 
 namespace {
 
@@ -67,8 +67,8 @@ class SmsRandomParts : public cSmsFixture {
         ASSERT_EQ(checkReceiveSmS(port.handle(), device.modem, root), eSUCCESS);
     }
 
-    // The next few parts, some of which the network delivers twice at once or while the first one
-    // still waits.
+    // The next few parts. The network delivers some twice: at once, or while the first one still
+    // waits.
     tTexts nextListing(tTexts& pdus) {
         tTexts batch;
         for (size_t left = below(7); left > 0 && !pdus.empty(); --left) {
@@ -80,7 +80,7 @@ class SmsRandomParts : public cSmsFixture {
         return batch;
     }
 
-    // Of those that were delivered, the ones that no message has yet.
+    // The delivered parts that are not yet in a message.
     void findWaiting(const tTexts& delivered) {
         const tTexts files = contents("recv_parts");
         waiting.clear();
@@ -103,7 +103,7 @@ class SmsRandomParts : public cSmsFixture {
         }
     }
 
-    // Every part stands in one message, and every message has each number once, in order.
+    // Every part is in one message, and every message has each number once, in order.
     void expectEveryPartOnce() {
         takeAway();
         std::map<std::string, int> parts;

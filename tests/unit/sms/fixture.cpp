@@ -22,7 +22,7 @@
 
 namespace {
 
-// A fake port starts its clock here as well.
+// The clock of a fake port starts here too.
 constexpr uint64_t CLOCK_START_MS = 1000000;
 
 uint64_t g_sleptUs;

@@ -17,8 +17,10 @@
 #include "tests/support/log_mode.h"
 #include "tests/support/temp_folder.h"
 
-// A spool of its own with a gateway that has just started. The wall clock shows 2020-06-15 20:32:05
-// UTC at first and runs with the sleeps of the daemon, on a fake port or without one.
+using tNames = std::vector<std::string>;
+
+// A spool in a temporary folder, on a gateway that has just started. The wall clock starts at
+// 2020-06-15 20:32:05 UTC and advances with the sleeps of the daemon, with or without a fake port.
 class cSmsFixture : public ::testing::Test {
   public:
     cSmsFixture();
@@ -63,14 +65,14 @@ std::vector<S_smsRecordRx> recordsOf(tSmsQueue queue);
 std::string deliverPdu(const std::string& from, const std::string& text, int reference = 0,
                        int part = 0, int total = 0,
                        const std::string& clock = "20/06/15,20:32:05+00");
-// The answer to a listing, the messages at the indexes from 1.
+// The answer to a listing; the indexes of the messages start at 1.
 std::string listing(const std::vector<std::string>& pdus);
 
-// Runs work in a process that is killed when it is about to make its system call number calls.
-// False when it was done before.
+// Runs work in a process that is killed just before its system call number calls. False if work
+// ended before.
 bool killedAtCall(int calls, const std::function<void()>& work);
 
-// Files cannot get any content, as on a full file system.
+// No file can get any content, as on a full file system.
 class cNoSpace {
   public:
     cNoSpace();

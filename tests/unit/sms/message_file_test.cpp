@@ -10,8 +10,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsWrite : public cSmsFixture {};
 
 class SmsParseFile : public cSmsFixture {
@@ -64,14 +62,14 @@ TEST_F(SmsWrite, TotalOfOne_IsASingleMessage) {
     EXPECT_TRUE(names("recv_parts").empty());
 }
 
-TEST_F(SmsWrite, TwoOfOneSenderInABatch_EndInOneAndTwo) {
+TEST_F(SmsWrite, TwoMessagesOfOneSenderInABatch_AreNumberedOneAndTwo) {
     tSmsQueue queue = queueOf({singleRecord("1", "a"), singleRecord("1", "b")});
     EXPECT_EQ(writeSmsMessages(queue, root), 2U);
     const std::string base = std::string("sms_msg_1_") + START_TEXT;
     EXPECT_EQ(names("recv"), (tNames{base + ".1", base + ".2"}));
 }
 
-TEST_F(SmsWrite, TwoBatchesInASecond_SecondTakesThePlaceOfTheFirst) {
+TEST_F(SmsWrite, TwoBatchesInASecond_SecondReplacesTheFirst) {
     tSmsQueue queue = queueOf({singleRecord("1", "a")});
     writeSmsMessages(queue, root);
     queue = queueOf({singleRecord("1", "b")});
@@ -140,7 +138,7 @@ TEST_F(SmsWrite, FolderIsALink_NothingIsWrittenNorCounted) {
     EXPECT_EQ(names("recv_parts").size(), 1U);
 }
 
-TEST_F(SmsWrite, LinkInTheFilesPlace_IsReplaced) {
+TEST_F(SmsWrite, LinkInPlaceOfTheFile_IsReplaced) {
     const std::string outside = folder / "outside";
     writeFile(outside, "untouched");
     const std::string name = std::string("sms_msg_1_") + START_TEXT + ".1";
@@ -151,14 +149,14 @@ TEST_F(SmsWrite, LinkInTheFilesPlace_IsReplaced) {
     EXPECT_FALSE(std::filesystem::is_symlink(in("recv", name)));
 }
 
-TEST_F(SmsWrite, TreeRemoved_ComesBack) {
+TEST_F(SmsWrite, RemovedFolders_AreMadeAgain) {
     std::filesystem::remove_all(root);
     tSmsQueue queue = queueOf({singleRecord("1", "a")});
     EXPECT_EQ(writeSmsMessages(queue, root), 1U);
     EXPECT_EQ(names("recv").size(), 1U);
 }
 
-TEST_F(SmsWrite, AnotherRoot_TheTreeOfTheDaemonComesBack) {
+TEST_F(SmsWrite, WriteToAnotherRoot_MakesTheDaemonsFoldersAgain) {
     std::filesystem::remove_all(root);
     tSmsQueue queue = queueOf({singleRecord("1", "a")});
     EXPECT_EQ(writeSmsMessages(queue, folder / "other"), 0U);
@@ -218,7 +216,7 @@ TEST_F(SmsParseFile, NumberLength_FromFiveToFiftyDigits) {
     }
 }
 
-TEST_F(SmsParseFile, NoDestination_IsTold) {
+TEST_F(SmsParseFile, NoDestination_IsLogged) {
     EXPECT_FALSE(parse("NUMBER=12345\nMSG=x"));
     EXPECT_EQ(logCount("SMS send file " + path + " is invalid, does not contain a 'TO' field."),
               1U);
@@ -226,7 +224,7 @@ TEST_F(SmsParseFile, NoDestination_IsTold) {
     EXPECT_TRUE(logContains("number '' is too short"));
 }
 
-TEST_F(SmsParseFile, EmptyText_IsTold) {
+TEST_F(SmsParseFile, EmptyText_IsLogged) {
     EXPECT_FALSE(parse("TO=12345\nMSG= \t\r\n \n"));
     EXPECT_EQ(logCount("SMS send file " + path + " is invalid, Contains an empty 'MSG=' field"),
               1U);

@@ -10,11 +10,9 @@
 #include "sms/sms.h"
 #include "tests/unit/sms/fixture.h"
 
-// The daemon is killed at every single system call of a piece of work, and started again.
+// The daemon is killed at every single system call of an operation, and started again.
 
 namespace {
-
-using tNames = std::vector<std::string>;
 
 class SmsKill : public cSmsFixture {
   protected:
@@ -29,7 +27,7 @@ class SmsKill : public cSmsFixture {
             std::filesystem::create_directories(root + "/" + dir);
     }
 
-    // What is younger may be another slot's.
+    // Younger files may belong to another slot.
     void passAMinute() const {
         for (const auto& entry : std::filesystem::directory_iterator(root))
             if (entry.is_regular_file())
@@ -46,7 +44,7 @@ class SmsKill : public cSmsFixture {
 
 }  // namespace
 
-TEST_F(SmsKill, WhileAMessageIsJoined_ItIsThereExactlyOnceAfterwards) {
+TEST_F(SmsKill, KilledWhileAMessageIsJoined_MessageExistsExactlyOnce) {
     int calls = 0;
     for (bool killed = true; killed;) {
         renew();
@@ -69,7 +67,7 @@ TEST_F(SmsKill, WhileAMessageIsJoined_ItIsThereExactlyOnceAfterwards) {
     EXPECT_GT(calls, 20) << "the work was seen call by call";
 }
 
-TEST_F(SmsKill, WhileTwoMessagesOfOneReferenceAreJoined_BothAreThereExactlyOnceAfterwards) {
+TEST_F(SmsKill, KilledWhileTwoMessagesOfOneReferenceAreJoined_BothExistExactlyOnce) {
     int calls = 0;
     for (bool killed = true; killed;) {
         renew();
@@ -95,7 +93,7 @@ TEST_F(SmsKill, WhileTwoMessagesOfOneReferenceAreJoined_BothAreThereExactlyOnceA
     EXPECT_GT(calls, 20) << "the work was seen call by call";
 }
 
-TEST_F(SmsKill, WhileAListingIsWritten_EveryMessageIsThereAfterwards) {
+TEST_F(SmsKill, KilledWhileAListingIsWritten_EveryMessageExists) {
     const tNames pdus = {deliverPdu("22255", "single"), deliverPdu("22255", "a", 7, 1, 2),
                          deliverPdu("22255", "b", 7, 2, 2)};
     const tNames expected = {"FROM=22255\nTIME=2020-06-15 20:32:05\nMSG=ab",
@@ -111,7 +109,7 @@ TEST_F(SmsKill, WhileAListingIsWritten_EveryMessageIsThereAfterwards) {
         });
         restart();
         {
-            // What was not listed is unread still; what was is listed as read.
+            // Messages that were not listed are still unread; the others are listed as read.
             cFakePort port;
             port.answer(OK_REPLY);
             if (isListingOpen(root))

@@ -17,8 +17,8 @@
 #include "tests/unit/platform/sms_pdu/support.h"
 #include "tests/unit/sms/fixture.h"
 
-// A modem with a message store that outlives the daemon, and a daemon that is killed at any system
-// call, restarted, and left without space. What the modem was given arrives, each part once.
+// A modem whose message store survives the daemon, and a daemon that is killed at any system call,
+// restarted, and left without disk space. All messages of the modem arrive, each part once.
 // CELLSLOT_SEED=<number> repeats a run.
 
 namespace {
@@ -34,8 +34,8 @@ struct sStored {
     char pdu[PDU_MAX];
 };
 
-// The modem at the other end of a socket, on the clock of the fixture. The store is shared with the
-// daemon's process, so that it keeps what a killed one made of it.
+// The modem at the other end of a socket, on the clock of the fixture. Its store is shared with the
+// daemon's process, so that changes by a killed process are kept.
 class cModelModem {
   public:
     cModelModem() {
@@ -115,7 +115,7 @@ class cModelModem {
             if (m_store[i].state != state) continue;
             m_store[i].state = eREAD;
             const std::string pdu = m_store[i].pdu;
-            // The service centre's address stands in front: its length, and so many octets.
+            // The service centre's address comes first: its length, then its octets.
             const size_t octets = pdu.size() / 2 - 1 - std::stoul(pdu.substr(0, 2), nullptr, 16);
             text += "\r\n+CMGL: " + std::to_string(i + 1) + ",0,\"\"," + std::to_string(octets) +
                     "\r\n" + pdu;
@@ -142,7 +142,7 @@ class SmsModel : public cSmsFixture {
   protected:
     size_t below(size_t end) { return randomBelow(random, end); }
 
-    // Messages of four kinds of senders that share two references; of each sender two or three.
+    // Two or three messages of each of four kinds of senders, which share two references.
     void makePdus() {
         pdus.clear();
         expected.clear();
@@ -172,7 +172,7 @@ class SmsModel : public cSmsFixture {
     void restart() {
         modem.disconnect();
         modem.connect();
-        // A daemon that was killed lived in a later time.
+        // The clock of the killed daemon was ahead.
         sleepMicroseconds(60000000);
         resetSmsState();
         for (const auto& entry : std::filesystem::directory_iterator(root))
@@ -180,7 +180,7 @@ class SmsModel : public cSmsFixture {
         initSMS(root);
     }
 
-    // One check, disturbed or not.
+    // One check, with or without a fault.
     void step() {
         switch (below(4)) {
             case 0:

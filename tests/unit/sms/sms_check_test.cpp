@@ -11,8 +11,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsCheck : public cSmsFixture {
   protected:
     eGeneralErrors check() { return checkSMS(port.handle(), device); }
@@ -24,7 +22,7 @@ const tNames USUAL = {"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"};
 
 class SmsInit : public cSmsFixture {
   protected:
-    // Than what another process may be writing just now.
+    // Older than files that another process may still be writing.
     static void makeOlder(const std::string& path) {
         std::filesystem::last_write_time(
             path, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(70));
@@ -45,7 +43,7 @@ TEST_F(SmsCheck, Usual_ReceivesDeletesSendsDeletes) {
     EXPECT_EQ(names("send_ok").size(), 1U);
 }
 
-TEST_F(SmsCheck, AtMostEveryFiveSeconds) {
+TEST_F(SmsCheck, SecondCheckWithinFiveSeconds_DoesNothing) {
     for (int i = 0; i < 4; ++i)
         port.answer(OK_REPLY);
     EXPECT_EQ(check(), eSUCCESS);
@@ -55,7 +53,7 @@ TEST_F(SmsCheck, AtMostEveryFiveSeconds) {
     EXPECT_TRUE(g_Cp_CheckSMS->IsTimerRunning());
 }
 
-TEST_F(SmsCheck, NotRegistered_Gives201AndStillMakesTheTree) {
+TEST_F(SmsCheck, NotRegistered_Gives201AndStillMakesTheFolders) {
     device.network.b_registered = false;
     std::filesystem::remove_all(root);
     EXPECT_EQ(check(), eERROR_DEVICE_NETWORK_NOT_REGISTERED);
@@ -105,12 +103,12 @@ TEST_F(SmsCheck, SendTimesOut_SkipsTheSecondDeletion) {
     EXPECT_EQ(port.commands().back(), "\x1b");
 }
 
-TEST_F(SmsCheck, SecondDeletion_IsNotLookedAt) {
+TEST_F(SmsCheck, ResultOfTheSecondDeletion_IsIgnored) {
     port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY).silence();
     EXPECT_EQ(check(), eSUCCESS);
 }
 
-TEST_F(SmsCheck, OtherSendResults_AreNotPassedUp) {
+TEST_F(SmsCheck, OtherSendResults_DoNotChangeTheResult) {
     writeFile(in("send", "file"), "nothing");
     for (int i = 0; i < 4; ++i)
         port.answer(OK_REPLY);
@@ -125,7 +123,7 @@ TEST_F(SmsCheck, ModemRefusesTheListing_StillDeletes) {
     EXPECT_EQ(port.commands(), USUAL);
 }
 
-// What was listed and not written is only on the modem.
+// A message that was listed but not written is only on the modem.
 TEST_F(SmsCheck, RecoveryRefused_DeletesNothing) {
     bool leftOver;
     openListing(root, leftOver);
@@ -156,8 +154,8 @@ TEST_F(SmsCheck, SpoolCannotBeWritten_DeletesNothing) {
     EXPECT_EQ(port.commands(), tNames{"AT+CMGF=0"});
 }
 
-// The same words in the same second at the same index of the modem: another message all the same.
-TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsNotTakenForTheOldOne) {
+// The same text in the same second at the same index of the modem is still another message.
+TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsANewMessage) {
     const std::string pdu = deliverPdu("22255", "alarm");
     port.answer(OK_REPLY).answer(listing({pdu})).answer(OK_REPLY).answer(OK_REPLY);
     EXPECT_EQ(check(), eSUCCESS);
@@ -172,7 +170,7 @@ TEST_F(SmsCheck, EqualMessageAfterTheDeletion_IsNotTakenForTheOldOne) {
     EXPECT_EQ(names("recv").size(), 1U);
 }
 
-TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
+TEST_F(SmsInit, Init_StartsTheTimersAndMakesTheFolders) {
     std::filesystem::remove_all(root);
     g_Cp_DelaySendSMS->Start();
     initSMS(root);
@@ -184,8 +182,8 @@ TEST_F(SmsInit, StartsTheTimersAndMakesTheTree) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-// A folder that is a file system of its own has temporary files of its own.
-TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
+// A folder that is a separate file system has its own temporary files.
+TEST_F(SmsInit, TemporaryFilesOfAKilledDaemon_AreRemovedFromEveryFolder) {
     const char* const dirs[] = {"",     "recv",      "recv_parts", "recv_post",
                                 "send", "send_fail", "send_ok"};
     for (const char* dir : dirs) {
@@ -202,11 +200,11 @@ TEST_F(SmsInit, TemporaryFilesOfAKill_AreRemovedFromEveryFolder) {
     EXPECT_TRUE(fileExists(in("send", ".hidden")));
 }
 
-TEST_F(SmsInit, LeftoversOfAKill_AreRemovedAndDelivered) {
+TEST_F(SmsInit, MessagesOfAKilledDaemon_AreDelivered) {
     const std::string left = root + "/.cellslot-tmp-abcdef";
     writeFile(left, "half a fi");
     makeOlder(left);
-    // Another slot's daemon is writing this one.
+    // The daemon of another slot is writing this one.
     writeFile(root + "/.cellslot-tmp-ghijkl", "half a fi");
     writeFile(root + "/somebody's file", "");
     putPart("b", 7, 2, 2, "1", "y");

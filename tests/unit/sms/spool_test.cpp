@@ -12,8 +12,6 @@
 
 namespace {
 
-using tNames = std::vector<std::string>;
-
 class SmsSpool : public cSmsFixture {};
 class SmsSweep : public cSmsFixture {
   protected:
@@ -51,7 +49,7 @@ TEST_F(SmsSpool, MakeSmsDirs_RootIsAFile_CountsAll) {
     EXPECT_EQ(makeSmsDirs(folder / "file"), 6);
 }
 
-TEST_F(SmsSpool, RootIsALink_NothingIsMadeOrReadWhereItLeads) {
+TEST_F(SmsSpool, RootIsALink_NothingIsWrittenOrReadAtItsTarget) {
     const std::string outside = folder / "outside";
     std::filesystem::create_directories(outside + "/recv");
     writeFile(outside + "/recv/name", "");
@@ -71,7 +69,7 @@ TEST_F(SmsSpool, RootIsALink_NothingIsMadeOrReadWhereItLeads) {
     EXPECT_TRUE(logContains("is a link or belongs to another user"));
 }
 
-TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsTold) {
+TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsLogged) {
     warnAboutForeignSpool(root);
     EXPECT_TRUE(capturedLog().empty());
     std::filesystem::create_symlink(root, folder / "link");
@@ -79,9 +77,9 @@ TEST_F(SmsSpool, WarnAboutForeignSpool_LinkAsRoot_IsTold) {
     EXPECT_TRUE(logContains("is a link or belongs to another user"));
 }
 
-TEST_F(SmsSpool, WarnAboutForeignSpool_ForeignOwner_IsTold) {
+TEST_F(SmsSpool, WarnAboutForeignSpool_ForeignOwner_IsLogged) {
     if (geteuid() != 0) {
-        // Only root can give a folder away; the folder of another user is found instead.
+        // Only root can change the owner of a folder; other users test with a folder of root.
         warnAboutForeignSpool("/usr");
     } else {
         ASSERT_EQ(chown(root.c_str(), 1, 1), 0);
@@ -90,7 +88,7 @@ TEST_F(SmsSpool, WarnAboutForeignSpool_ForeignOwner_IsTold) {
     EXPECT_TRUE(logContains("is a link or belongs to another user"));
 }
 
-TEST_F(SmsSpool, ListSpoolDir_LinkInItsPlace_IsRefused) {
+TEST_F(SmsSpool, ListSpoolDir_LinkInPlaceOfTheFolder_IsRefused) {
     std::filesystem::create_symlink("/etc", root + "/link");
     tNames found;
     EXPECT_EQ(listSpoolDir(root + "/link/", found), ELOOP);
@@ -118,7 +116,7 @@ TEST_F(SmsSpool, SleepToNextSecond_SleepsUntilTheSecondChanges) {
     EXPECT_EQ(wallClockNow().tv_sec, before.tv_sec + 1);
 }
 
-TEST_F(SmsSweep, Sweep_ExactlyOneDayOld_StaysAndOneSecondOlderGoes) {
+TEST_F(SmsSweep, Sweep_FileOfExactlyOneDayStays_OneSecondOlderIsRemoved) {
     for (const char* dir : {"recv", "send", "recv_parts"}) {
         putAged(in(dir, "day"), 86400);
         putAged(in(dir, "older"), 86401);
@@ -131,7 +129,7 @@ TEST_F(SmsSweep, Sweep_ExactlyOneDayOld_StaysAndOneSecondOlderGoes) {
               1U);
 }
 
-TEST_F(SmsSweep, Sweep_GoesThroughFoldersInOrderAndThroughAFolderFromItsEnd) {
+TEST_F(SmsSweep, Sweep_FoldersInOrder_FilesFromTheLastEntry) {
     for (const char* name : {"a", "b", "c"})
         putAged(in("send", name), 1);
     tNames listed;
@@ -166,16 +164,16 @@ TEST_F(SmsSweep, Sweep_TimerRunning_WaitsFor900Seconds) {
     EXPECT_TRUE(names("recv").empty());
 }
 
-// The clock of a gateway without a battery starts in 1970: what came before the network told the
-// time is fifty years old after it.
-TEST_F(SmsSweep, Sweep_AfterTheFirstNetworkTime_DeletesWhatCameBefore) {
+// The clock of a gateway without a battery starts in 1970. A file from before the network time was
+// set is fifty years old afterwards.
+TEST_F(SmsSweep, Sweep_AfterTheFirstNetworkTime_DeletesEarlierFiles) {
     writeFile(in("recv", "fresh"), "MSG=x");
     setFileTime(in("recv", "fresh"), 100);
     cleanUpSmSFiles(root);
     EXPECT_TRUE(names("recv").empty());
 }
 
-TEST_F(SmsSweep, Sweep_FoldersAndLinks_DoNoHarm) {
+TEST_F(SmsSweep, Sweep_FoldersAndTargetsOfLinks_AreNotDeleted) {
     const std::string outside = folder / "outside";
     putAged(outside, 100000);
     std::filesystem::create_directory(in("recv", "folder"));
@@ -187,7 +185,7 @@ TEST_F(SmsSweep, Sweep_FoldersAndLinks_DoNoHarm) {
     EXPECT_TRUE(fileExists(outside));
 }
 
-TEST_F(SmsSweep, DeleteOldFiles_MissingFolder_IsTold) {
+TEST_F(SmsSweep, DeleteOldFiles_MissingFolder_IsLogged) {
     deleteOldSmSFiles(root + "/missing/");
     EXPECT_EQ(logCount(" deleteOldSmSFiles():  Cannot read dir " + root +
                        "/missing/, errno 2 (No such file or directory)"),

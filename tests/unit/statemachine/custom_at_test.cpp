@@ -23,7 +23,7 @@ namespace {
 const std::string DIVIDER = "=================================================\n";
 const std::string INVALID = "\nINVALID AT COMMAND";
 
-// The folder in which an open prompt is marked.
+// The folder with the marker of an open prompt.
 class cSpoolRoot {
   public:
     explicit cSpoolRoot(const std::string& path) { g_s_root_sms_path = path; }
@@ -35,7 +35,7 @@ class cSpoolRoot {
     const std::string m_saved = g_s_root_sms_path;
 };
 
-// A shared folder, the log's folder and that of the marker.
+// A shared folder, the folder of the log and that of the marker.
 class cCustomAtFixture : public ::testing::Test {
   protected:
     cCustomAtFixture() {
@@ -72,7 +72,7 @@ class CustomAt : public cCustomAtFixture {
     cFakePort port;
 };
 
-// Something happens in the shared folder while the modem is waited for.
+// Something happens in the shared folder while the daemon waits for the modem.
 class CustomAtMeanwhile : public cCustomAtFixture {
   protected:
     cSimulatedPort port{nlohmann::json::object()};
@@ -110,7 +110,7 @@ TEST_F(CustomAt, NoRequest_DoesNothing) {
     EXPECT_TRUE(std::filesystem::is_empty(shared.path()));
 }
 
-TEST_F(CustomAt, RequestOfOneSlot_IsTakenByItsDaemonOnly) {
+TEST_F(CustomAt, RequestOfOneSlot_IsHandledByItsDaemonOnly) {
     writeFile(in + ".2", "AT+CSQ\n");
     writeFile(in + ".1", "AT+CGMI\n");
     writeFile(raw, "of another request\n");
@@ -136,7 +136,7 @@ TEST_F(CustomAt, OneCommand_AnswerFilesAndLog) {
     EXPECT_EQ(readFile(out), record("AT+CSQ", csqResponse()) + "\n");
     EXPECT_EQ(readFile(raw), csqResponse() + "\n");
     const std::string log = logText();
-    // The record's time stands on a line of its own.
+    // The time of a record is on a line of its own.
     const size_t stampEnd = log.find('\n');
     std::string stamp = log.substr(0, stampEnd);
     for (char& letter : stamp)
@@ -182,14 +182,14 @@ TEST_F(CustomAt, Silence_EndsTheRequestThere) {
     EXPECT_EQ(logText().find("AT+THREE"), std::string::npos);
 }
 
-TEST_F(CustomAt, PromptForAText_IsEndedLestTheModemStayDeaf) {
+TEST_F(CustomAt, PromptForAText_IsEndedSoThatTheModemAcceptsCommands) {
     port.answer("\r\n> ").answer("\r\nOK\r\n");
     EXPECT_EQ(request("AT+CMGS=\"12345\"\nAT\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
     EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT+CMGS=\"12345\"", "\x1b"}));
     EXPECT_EQ(readFile(raw), "AT+CMGS=\"12345\"\nTIMEOUT\n");
 }
 
-TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsLeftAlone) {
+TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsNotEnded) {
     for (const char* text : {">", "\r\n+X: a>", "\r\n> x", "\r\nCONNECT\r\n"}) {
         port.answer(text);
         EXPECT_EQ(request("AT+X\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -206,7 +206,7 @@ TEST_F(CustomAtMeanwhile, PromptForAText_IsEndedAndTheNextRequestAnswered) {
     EXPECT_NE(readFile(raw).find("+CSQ: "), std::string::npos);
 }
 
-// A daemon that is killed there would leave the modem deaf to the next one.
+// If the daemon were killed there, the modem would ignore the commands of the next one.
 TEST_F(CustomAtMeanwhile, PromptForAText_IsMarkedUntilItIsEnded) {
     const std::string marker = spool / ".cellslot-prompt.2";
     writeFile(in, "AT+CMGF=1\nAT+CMGS=\"12345\"\n");
@@ -223,13 +223,13 @@ TEST_F(CustomAtMeanwhile, PromptForAText_IsMarkedUntilItIsEnded) {
     EXPECT_FALSE(fileExists(marker));
 }
 
-TEST_F(CustomAt, LowerCase_IsSentAsItIs) {
+TEST_F(CustomAt, LowerCase_IsSentUnchanged) {
     port.answer(modemReply({"Telit"}));
     EXPECT_EQ(request("at+cgmi\n"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("at+cgmi", 1));
 }
 
-TEST_F(CustomAt, ControlCharacters_AreSentAsTheyAreButNotLogged) {
+TEST_F(CustomAt, ControlCharacters_AreSentUnchangedButNotLogged) {
     port.answer(OK_REPLY);
     EXPECT_EQ(request("AT+X=\t\x1b[2J\n"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("AT+X=\t\x1b[2J", 1));
@@ -259,19 +259,19 @@ TEST_F(CustomAt, CommandThatIsEmpty_IsNeverSent) {
               record("5", INVALID) + record("", INVALID) + record("", INVALID) + "\n");
 }
 
-TEST_F(CustomAt, Waits_AsLongAsAskedAndASecond) {
+TEST_F(CustomAt, Timeout_IsTheRequestedTimeAndASecond) {
     struct sCase {
         const char* line;
         const char* command;
         uint64_t waitMs;
     };
-    // 10 ms go by between a command and its carriage return.
+    // 10 ms pass between a command and its carriage return.
     for (const sCase& test :
          {sCase{"AT+CSQ", "AT+CSQ", 1010}, sCase{"AT+CSQ::x", "AT+CSQ", 1010},
           sCase{"AT+CSQ::0", "AT+CSQ", 1010}, sCase{"AT+CSQ::5", "AT+CSQ", 6010},
           sCase{"AT+CSQ::45", "AT+CSQ", 31010}, sCase{"AT+CSQ ::30", "AT+CSQ ", 31010}}) {
         SCOPED_TRACE(test.line);
-        resetLinkState();  // nothing is left of the one before
+        resetLinkState();  // forgets the previous port
         const uint64_t before = port.elapsedMs();
         port.silence();
         EXPECT_EQ(request(std::string(test.line) + "\n"), eERROR_DEVICE_RESPONSE_TIMEOUT);
@@ -283,7 +283,7 @@ TEST_F(CustomAt, Waits_AsLongAsAskedAndASecond) {
               1U);
 }
 
-TEST_F(CustomAt, LateAnswer_IsWaitedFor) {
+TEST_F(CustomAt, LateAnswer_IsReceived) {
     port.answerLate(10900, OK_REPLY);
     EXPECT_EQ(request("AT+COPS=?::10\n"), eSUCCESS);
     EXPECT_NE(readFile(raw).find("OK"), std::string::npos);
@@ -356,7 +356,7 @@ TEST_F(CustomAt, EmptyLines_CountToo) {
     EXPECT_EQ(logCount("Custom AT command count >10, not processing remaining commands"), 1U);
 }
 
-TEST_F(CustomAt, ShortRequest_IsDeletedAndLeavesTheAnswersAlone) {
+TEST_F(CustomAt, ShortRequest_IsDeletedAndTheAnswersStay) {
     writeFile(out, "old");
     writeFile(raw, "old raw");
     EXPECT_EQ(request("AT"), eERROR_BUFFER_EMPTY);
@@ -376,14 +376,14 @@ TEST_F(CustomAt, EmptyRequest_IsDeleted) {
     EXPECT_EQ(logCount("Error: Custom AT command file is empty, nothing to do"), 1U);
 }
 
-TEST_F(CustomAt, NothingToSend_WritesBothFilesAllTheSame) {
+TEST_F(CustomAt, NothingToSend_StillWritesBothFiles) {
     EXPECT_EQ(request(" \n\n "), eSUCCESS);
     EXPECT_EQ(readFile(out), "\n");
     EXPECT_EQ(readFile(raw), "\n");
     EXPECT_TRUE(port.commands().empty());
 }
 
-TEST_F(CustomAt, RequestOf512Bytes_IsReadWhole) {
+TEST_F(CustomAt, RequestOf512Bytes_IsReadCompletely) {
     const std::string command = "AT+X=" + std::string(506, '1');
     port.answer(OK_REPLY);
     EXPECT_EQ(request(command + "\n"), eSUCCESS);
@@ -430,7 +430,7 @@ TEST_F(CustomAt, LogOutput_OfExactly256IsNotCut) {
     EXPECT_NE(log.find(record("AT", output + "\n(truncated)\n")), std::string::npos);
 }
 
-TEST_F(CustomAt, Reply100Kilobytes_IsAnsweredWhole) {
+TEST_F(CustomAt, Reply100Kilobytes_IsAnsweredCompletely) {
     std::string lines;
     while (lines.size() < 100 * 1024)
         lines += "+COPN: \"310410\",\"AT&T\"\r\n";
@@ -453,8 +453,8 @@ TEST_F(CustomAt, TwoRequestsOneAfterTheOther_AnswersAreOfTheLast) {
     EXPECT_EQ(port.commands().size(), 2U);
 }
 
-// What waits for an answer file must find neither an old one nor one that is not complete.
-TEST_F(CustomAtMeanwhile, AnswerFiles_AppearWhenAllIsDone) {
+// A program that waits for an answer file must find neither an old nor an incomplete one.
+TEST_F(CustomAtMeanwhile, AnswerFiles_AppearAfterTheLastCommand) {
     writeFile(out, "old");
     writeFile(raw, "old");
     writeFile(in, "AT\nAT+CSQ\n");
@@ -480,7 +480,7 @@ TEST_F(CustomAt, RequestIsALink_IsRemovedNotFollowed) {
     EXPECT_FALSE(std::filesystem::is_symlink(in));
     EXPECT_EQ(readFile(target), "AT+CFUN=0\n");
     EXPECT_TRUE(port.commands().empty());
-    // One that leads nowhere goes, too.
+    // A dangling link is removed too.
     ASSERT_EQ(symlink("nowhere", in.c_str()), 0);
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
     EXPECT_FALSE(std::filesystem::is_symlink(in));
@@ -514,7 +514,7 @@ TEST_F(CustomAtMeanwhile, AnswersBecomeLinks_AreReplacedNotFollowed) {
     EXPECT_NE(readFile(raw).find("OK"), std::string::npos);
 }
 
-// The request that came while another one was under way has its turn in the next poll.
+// A request that comes while another one is processed is handled in the next poll.
 TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
     writeFile(in, "AT\n");
     bool written = false;
@@ -528,7 +528,7 @@ TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
     EXPECT_EQ(port.takeCommands(), std::vector<std::string>{"AT+CSQ"});
 }
 
-// It would be sent again at every poll.
+// Otherwise it would be sent again at every poll.
 TEST_F(CustomAt, RequestThatCannotBeDeleted_IsNotCarriedOut) {
     const cNoUnlink readOnly;
     EXPECT_EQ(request("AT+CFUN=4\n"), eERROR_BUFFER_EMPTY);
@@ -542,7 +542,7 @@ TEST_F(CustomAt, RequestIsAFifo_DoesNotHang) {
     EXPECT_FALSE(fileExists(in));
 }
 
-TEST_F(CustomAt, RequestIsAFolder_IsNone) {
+TEST_F(CustomAt, RequestIsAFolder_IsIgnored) {
     std::filesystem::create_directory(in);
     EXPECT_FALSE(atCommandFilesExist(shared.path()));
     EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
@@ -564,7 +564,7 @@ TEST_F(CustomAt, LogGrowsOverRequestsAndKeepsOneOldFile) {
     EXPECT_FALSE(fileExists(logs / "at_cmdlog.txt.2"));
 }
 
-TEST_F(CustomAt, LogCannotBeWritten_AnswersAllTheSame) {
+TEST_F(CustomAt, LogCannotBeWritten_StillAnswers) {
     writeFile(logs / "file", "");
     g_s_at_cmd_log_dir = logs / "file/logs/";
     port.answer(OK_REPLY);

@@ -17,7 +17,7 @@ sPinRecord recordOf(ePinState state, int attempts = 3, int sendings = 0, bool op
     return {FILE_A, state, attempts, sendings, opens};
 }
 
-// Every situation that there is, up to what cannot make a difference.
+// Every possible situation, as far as values make a difference.
 std::vector<sPinSituation> allSituations() {
     std::vector<sPinSituation> all;
     std::vector<sPinRecord> records = {{}};
@@ -51,7 +51,8 @@ bool isLower(const sPinSituation& situation) {
            situation.attempts < situation.record.attempts;
 }
 
-// The rule in the words of the operator: each sentence, and no sending that none of them allows.
+// The rule in the operator's words: every sentence holds, and the PIN is never sent unless a
+// sentence allows it.
 bool mayBeSent(const sPinSituation& s) {
     const bool isAsked = s.lockClass == eSIM_PIN_REQUIRED && s.file.exists();
     const bool isAfterAnOutage = s.outages >= 1;
@@ -68,7 +69,7 @@ bool mayBeSent(const sPinSituation& s) {
 
 }  // namespace
 
-TEST(PinRule, EverySituation_IsDecidedAsTheRuleSays) {
+TEST(PinRule, EverySituation_FollowsTheRule) {
     size_t sent = 0;
     const std::vector<sPinSituation> all = allSituations();
     for (const sPinSituation& situation : all) {
@@ -82,7 +83,7 @@ TEST(PinRule, EverySituation_IsDecidedAsTheRuleSays) {
     EXPECT_GT(sent, 1000u);
 }
 
-TEST(PinRule, EverySituation_KeepsWhatMustNeverBreak) {
+TEST(PinRule, EverySituation_KeepsTheInvariants) {
     for (const sPinSituation& situation : allSituations()) {
         if (situation.lockClass != eSIM_PIN_REQUIRED || !situation.file.exists()) {
             ASSERT_FALSE(isSent(situation));
@@ -153,7 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& test) { return test.param.name; });
 // clang-format on
 
-// ---- what events make of the record ----
+// ---- how events change the record ----
 
 TEST(PinRule, Sending_IsCountedAndKeepsTheAttemptsFromBefore) {
     const sPinRecord first = pinSent({}, FILE_A, 2, true);
@@ -169,7 +170,7 @@ TEST(PinRule, Sending_IsCountedAndKeepsTheAttemptsFromBefore) {
               recordOf(ePinState::SENT, ATTEMPTS_NOT_READ, 1, false));
 }
 
-TEST(PinRule, SendingOfAnotherWriting_StartsAnew) {
+TEST(PinRule, SendingOfAnotherWriting_StartsANewRecord) {
     for (const ePinState state : {ePinState::SENT, ePinState::GOOD, ePinState::FAILED}) {
         const sPinRecord sent = pinSent(recordOf(state, 3, 2), FILE_B, ATTEMPTS_NOT_READ, true);
         EXPECT_EQ(sent, (sPinRecord{FILE_B, ePinState::SENT, ATTEMPTS_NOT_READ, 1, true}));
@@ -230,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(
         sAnswerCase{12,                    false, ePinState::GOOD, ePinState::FAILED}));
 // clang-format on
 
-TEST(PinRule, ReadySim_ProvesThePinThatItAskedForWhateverItsAttempts) {
+TEST(PinRule, ReadySim_ProvesTheRequestedPinWhateverItsAttempts) {
     for (const int attempts : {0, 1, 2, 3, 10})
         EXPECT_EQ(pinSimReady(recordOf(ePinState::SENT, 3, 2, true), attempts),
                   recordOf(ePinState::GOOD, attempts));
@@ -239,7 +240,7 @@ TEST(PinRule, ReadySim_ProvesThePinThatItAskedForWhateverItsAttempts) {
     EXPECT_EQ(pinSimReady(recordOf(ePinState::GOOD, 2), 3), recordOf(ePinState::GOOD, 3));
 }
 
-TEST(PinRule, ReadySim_ProvesNoPinThatItDidNotAskFor) {
+TEST(PinRule, ReadySim_DoesNotProveAPinThatWasNotRequested) {
     for (const sPinRecord& record :
          {sPinRecord{}, recordOf(ePinState::SENT, 3, 1, false), recordOf(ePinState::FAILED, 3, 1)})
         EXPECT_EQ(pinSimReady(record, 3), record);
@@ -260,7 +261,7 @@ TEST(PinRule, RecordText_IsReadAsItWasWritten) {
               "131.5.1790000000.123456789 sent 3 1 1");
 }
 
-TEST(PinRule, NoteOfAnEarlierVersion_IsAPinThatWasSentWithAllAttempts) {
+TEST(PinRule, RecordOfAnEarlierVersion_CountsAsSentWithAllAttempts) {
     const sPinRecord record = parsePinRecord("131.5.1790000000.123456789");
     EXPECT_EQ(record, recordOf(ePinState::SENT, 3, 1, false));
     EXPECT_EQ(decidePin({record, FILE_A, false, eSIM_PIN_REQUIRED, 2, 1}),
@@ -268,14 +269,14 @@ TEST(PinRule, NoteOfAnEarlierVersion_IsAPinThatWasSentWithAllAttempts) {
     EXPECT_EQ(decidePin({record, FILE_A, false, eSIM_PIN_REQUIRED, 3, 1}), ePinDecision::SEND);
 }
 
-TEST(PinRule, TextThatIsNotUnderstood_IsNoRecord) {
+TEST(PinRule, InvalidText_IsNoRecord) {
     for (const char* text : {"", " ", "x", "1.2.3", "1.2.3.4.5", "1.2.3.x", "1.2.3.4 sent",
                              "1.2.3.4 sent 3 1", "1.2.3.4 sent 3 1 1 1", "1.2.3.4 Sent 3 1 1",
                              "1.2.3.4 sent 3 x 1", "1.2.3.4 sent 3 1 ", "1.2.3.4  3 1 1"})
         EXPECT_EQ(parsePinRecord(text), sPinRecord{}) << text;
 }
 
-// ---- what the operator reads ----
+// ---- texts for the operator ----
 
 TEST(PinRule, RefusalText_NamesOnlyAttemptsThatWereRead) {
     const sPinSituation lost = {recordOf(ePinState::GOOD), FILE_A, false, eSIM_PIN_REQUIRED, 1, 1};

@@ -67,7 +67,7 @@ TEST(ServiceStatus, NotRegistered_TheRegistrationAndAnOutlivingSession) {
     EXPECT_EQ(describeService(device, true, false, 0), "setting up the modem");
 }
 
-TEST(ServiceStatus, SimNotReady_TellsWhatItWaitsFor) {
+TEST(ServiceStatus, SimNotReady_SaysWhatItWaitsFor) {
     const struct {
         int lockClass;
         const char* text;

@@ -29,14 +29,14 @@ TEST(AtRequestText, CommandAndExtraTime) {
     EXPECT_EQ(512u, atRequest("AT" + std::string(509, 'x'), 1).size());
 }
 
-TEST(AtRequestText, ThatWouldBeSpoiledOrRefused_IsRefusedHere) {
+TEST(AtRequestText, TextThatTheDaemonWouldChangeOrRefuse_IsRefused) {
     for (const std::string& command :
          {std::string(), std::string("CSQ"), std::string("AT\nAT+CFUN=4"), std::string("AT\x1a"),
           std::string("AT+CSQ::5"), std::string("AT\xC3\xA9"), "AT" + std::string(510, 'x')})
         EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { atRequest(command, 1); })) << command;
 }
 
-TEST_F(AtRequest, IsThereWholeForItsOwnerOnlyAndTakenBackAtTheEnd) {
+TEST_F(AtRequest, IsWrittenCompleteForItsOwnerOnlyAndRemovedAtTheEnd) {
     {
         const cAtRequest request(host.places, 2, "AT+CGMI\n", getuid());
         EXPECT_EQ("AT+CGMI\n", readFile(requestPath));
@@ -55,14 +55,14 @@ TEST_F(AtRequest, RequestOfAnotherProgram_IsNotTouched) {
     EXPECT_EQ("AT+OTHER\n", readFile(requestPath));
 }
 
-TEST_F(AtRequest, LinkFifoOrFolderInItsPlace_IsNotFollowed) {
+TEST_F(AtRequest, LinkFifoOrFolderInPlaceOfTheFile_IsNotFollowed) {
     const std::string precious = host.places.at("/tmp/precious");
     writeFile(precious, "precious");
     ASSERT_EQ(0, symlink(precious.c_str(), requestPath.c_str()));
     EXPECT_EQ(eExitStatus::FAILED, make());
     EXPECT_EQ("precious", readFile(precious));
     unlink(requestPath.c_str());
-    // Dangling: it would be made where it leads.
+    // A dangling link: a file would be created at its target.
     ASSERT_EQ(0, symlink(host.places.at("/tmp/nothing").c_str(), requestPath.c_str()));
     EXPECT_EQ(eExitStatus::FAILED, make());
     EXPECT_FALSE(fileExists(host.places.at("/tmp/nothing")));
@@ -74,7 +74,7 @@ TEST_F(AtRequest, LinkFifoOrFolderInItsPlace_IsNotFollowed) {
     EXPECT_EQ(eExitStatus::FAILED, make());
 }
 
-TEST_F(AtRequest, OldAnswer_IsNotTakenForTheNewOne) {
+TEST_F(AtRequest, OldAnswer_IsNotShownAsTheNewOne) {
     writeFile(answerPath, "old\n");
     const cAtRequest request(host.places, 2, "AT\n", getuid());
     std::string answer;
@@ -102,7 +102,7 @@ TEST_F(AtRequest, AnswerOfAnotherUserOrThroughALink_DoesNotCount) {
     EXPECT_FALSE(other.readAnswer(answer));
 }
 
-TEST_F(AtRequest, RequestThatTookItsPlace_IsNotTakenBack) {
+TEST_F(AtRequest, RequestThatReplacedIt_IsNotRemoved) {
     {
         const cAtRequest request(host.places, 2, "AT\n", getuid());
         unlink(requestPath.c_str());
@@ -133,11 +133,11 @@ TEST_F(AtRequest, CommandWithoutDaemon_WritesNothing) {
     EXPECT_FALSE(fileExists(requestPath));
 }
 
-TEST_F(AtRequest, CommandWithDaemonsOfTwoSlots_GoesToTheOneThatIsMeant) {
+TEST_F(AtRequest, CommandWithDaemonsOfTwoSlots_GoesToTheNamedSlot) {
     host.daemon(1, 101);
     host.daemon(2, 102);
     EXPECT_EQ(eExitStatus::USAGE, runOn(host, {"at", "AT"}).status);
-    // What the daemon of the slot does, as soon as it sees its request.
+    // Acts as the daemon of the slot when it sees its request.
     std::thread daemon([&] {
         while (!fileExists(requestPath))
             std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -9,7 +9,7 @@ using std::string_literals::operator""s;
 
 namespace {
 
-// A host whose /proc has the processes that a test puts there.
+// A host whose /proc contains the processes that a test puts there.
 class DaemonProcess : public testing::Test {
   protected:
     DaemonProcess() {

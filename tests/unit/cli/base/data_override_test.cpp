@@ -40,7 +40,7 @@ TEST_F(DataOverride, OfAnotherSlot_Stays) {
     EXPECT_EQ(eDataOverride::OFF, dataOverride(host.places, 2));
 }
 
-TEST_F(DataOverride, LinkInItsPlace_IsReplacedAndNotFollowed) {
+TEST_F(DataOverride, LinkInPlaceOfTheFile_IsReplacedAndNotFollowed) {
     const std::string elsewhere = host.places.at("/tmp/elsewhere");
     ASSERT_EQ(0, symlink(elsewhere.c_str(), pathOf(eDataOverride::OFF).c_str()));
     setDataOverride(host.places, 1, eDataOverride::OFF);
@@ -48,17 +48,17 @@ TEST_F(DataOverride, LinkInItsPlace_IsReplacedAndNotFollowed) {
     EXPECT_EQ(eDataOverride::OFF, dataOverride(host.places, 1));
 }
 
-TEST_F(DataOverride, FolderThatWouldWin_IsAFailure) {
+TEST_F(DataOverride, FolderInPlaceOfAStrongerOverride_IsAFailure) {
     host.folderAt("/tmp/force_cell_con.1");
     const sCommandRun run = runOn(host, {"data", "off", "-p", "1"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos, run.err.find("rmdir")) << run.err;
 }
 
-// What is removed while a stronger one is there was without effect; the other way round the daemon
-// could see what nobody asked for.
-TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
-    host.folderAt("/tmp/force_cell_con.1");  // it cannot be removed, and stops the removing
+// Removing a weaker file while a stronger one exists has no effect. In the other order, the daemon
+// could see a state that nobody requested.
+TEST_F(DataOverride, Removal_BeginsWithTheWeakestOverride) {
+    host.folderAt("/tmp/force_cell_con.1");  // it cannot be removed, so the removal stops
     writeFile(pathOf(eDataOverride::OFF), "");
     writeFile(pathOf(eDataOverride::POWER_OFF), "");
     EXPECT_EQ(eExitStatus::FAILED, runOn(host, {"data", "auto", "-p", "1"}).status);
@@ -66,7 +66,7 @@ TEST_F(DataOverride, TheWeakestIsRemovedFirst) {
     EXPECT_FALSE(fileExists(pathOf(eDataOverride::OFF)));
 }
 
-TEST_F(DataOverride, Auto_WaitsForWhatTheConfigurationWants) {
+TEST_F(DataOverride, Auto_WaitsForTheStateOfTheConfiguration) {
     host.daemon(1, 42);
     host.file("/var/run/poststart", "");
     const auto statusOfAuto = [&](const char* state, const std::string& enable) {
@@ -81,7 +81,7 @@ TEST_F(DataOverride, Auto_WaitsForWhatTheConfigurationWants) {
     EXPECT_EQ(eExitStatus::TIMED_OUT, statusOfAuto("DISCONNECTED", "off"));
 }
 
-TEST_F(DataOverride, CommandThatIsNotFollowedInTime_ShowsHowFarItIs) {
+TEST_F(DataOverride, CommandWithoutEffectInTime_ShowsTheCurrentState) {
     host.daemon(1, 42);
     host.status(1, {{"QMI_STATE", "DISCONNECTED"}, {"LAST_CONNECT_ERROR_E", "207"}});
     const sCommandRun run = runOn(host, {"data", "on", "-t", "1"});

@@ -31,7 +31,7 @@ TEST(DraftFile, PutNowhere_LeavesNothing) {
     EXPECT_EQ(0u, entriesIn(folder));
 }
 
-TEST(DraftFile, Replace_TakesTheNameOfALinkAndNotOfWhereItLeads) {
+TEST(DraftFile, Replace_ReplacesALinkAndNotItsTarget) {
     const cTempFolder folder;
     writeFile(folder / "precious", "precious");
     ASSERT_EQ(0, symlink((folder / "precious").c_str(), (folder / "name").c_str()));
@@ -46,7 +46,7 @@ TEST(DraftFile, Replace_TakesTheNameOfALinkAndNotOfWhereItLeads) {
     EXPECT_EQ(2u, entriesIn(folder));
 }
 
-TEST(DraftFile, PutWhereFree_NeverTakesANameThatIsTaken) {
+TEST(DraftFile, PutWhereFree_NeverReplacesAFile) {
     const cTempFolder folder;
     writeFile(folder / "name", "other");
     {
@@ -60,7 +60,7 @@ TEST(DraftFile, PutWhereFree_NeverTakesANameThatIsTaken) {
     EXPECT_EQ(2u, entriesIn(folder));
 }
 
-TEST(DraftFile, FolderThatIsNotThere_IsAFailureThatNamesIt) {
+TEST(DraftFile, MissingFolder_IsAFailureThatNamesIt) {
     const cTempFolder folder;
     try {
         const cDraftFile draft(folder / "none", 0600);

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(EditDistance, CountsSlips) {
+TEST(EditDistance, TypingErrors_AreCounted) {
     EXPECT_EQ(0u, editDistance("CM_APN", "CM_APN"));
     EXPECT_EQ(1u, editDistance("CM_APPN", "CM_APN"));
     EXPECT_EQ(1u, editDistance("CM_AN", "CM_APN"));
@@ -11,13 +11,13 @@ TEST(EditDistance, CountsSlips) {
     EXPECT_EQ(6u, editDistance("", "CM_APN"));
 }
 
-TEST(LikelyMeant, WordWithFewSlips) {
+TEST(LikelyMeant, WordWithFewTypingErrors_IsFound) {
     const std::vector<std::string> words = {"status", "watch", "sms", "at"};
     EXPECT_EQ("status", likelyMeant("stauts", words));
     EXPECT_EQ("watch", likelyMeant("watc", words));
-    // The only one that begins like that, however much is missing.
+    // The only word with this beginning, however much is missing.
     EXPECT_EQ("status", likelyMeant("st", words));
-    // Short words: one slip makes another of them.
+    // Short words: a single typing error turns one into another.
     EXPECT_EQ("", likelyMeant("smx", words));
     EXPECT_EQ("", likelyMeant("s", words));
     EXPECT_EQ("", likelyMeant("", words));

@@ -12,7 +12,7 @@ TEST(PrintableText, Utf8StaysAndEverythingElseIsLatin1) {
     EXPECT_EQ("caf\xC3\xA9", printableText("caf\xE9"));
 }
 
-TEST(PrintableText, WhatIsNoValidUtf8_IsLatin1) {
+TEST(PrintableText, InvalidUtf8_IsLatin1) {
     // Cut short, too long a form, a surrogate, beyond the last code point, a byte out of place.
     for (const char* bytes : {"\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\x80\x41",
                               "\xE2\x82", "\xFF\xFE"}) {
@@ -29,7 +29,7 @@ TEST(PrintableText, ControlCharacters_DoNotReachTheTerminal) {
     EXPECT_EQ("a b c", printableLine("a\nb\tc"));
 }
 
-TEST(DaemonLog, OnlyWhatTheDaemonSaidSince) {
+TEST(DaemonLog, OnlyLinesOfTheDaemonSinceTheStart) {
     cEmptyHost host;
     const std::string path = host.places.at("/var/log/messages");
     host.file("/var/log/messages", "Nov 21 07:00:00 gw cellslotd[42]: Received SIGUSR2\n");
@@ -52,7 +52,7 @@ TEST(DaemonLog, RotatedMeanwhile_IsReadFromItsBeginning) {
     EXPECT_TRUE(log.has("new"));
 }
 
-TEST(DaemonLog, InAFileOfTheDaemonsOwn_IsFoundThereToo) {
+TEST(DaemonLog, SeparateFileOfTheDaemon_IsReadToo) {
     cEmptyHost host;
     host.file("/var/log/messages", "");
     host.file("/var/log/cellslotd.log", "");
@@ -61,7 +61,7 @@ TEST(DaemonLog, InAFileOfTheDaemonsOwn_IsFoundThereToo) {
     EXPECT_TRUE(log.has("here"));
 }
 
-TEST(DaemonLog, InAFileThatNobodyWritesAnyMore_IsLookedForInTheJournal) {
+TEST(DaemonLog, OldLogFile_IsIgnoredAndTheJournalIsRead) {
     if (geteuid() != 0) GTEST_SKIP() << "others are shown an empty journal";
     cEmptyHost host;
     for (const char* folder : {"/run/systemd", "/run/systemd/journal"})

@@ -19,7 +19,7 @@ class ConfigCheck : public testing::Test {
         return checkConfig(host.places.at("/conf"));
     }
 
-    // Of one key; what the report lacks fails the test.
+    // The findings of one key; the test fails if the report has none.
     sConfigKeyReport keyOf(const std::string& content, const std::string& key) {
         for (const sConfigKeyReport& row : check(content).keys)
             if (row.key == key) return row;
@@ -27,7 +27,7 @@ class ConfigCheck : public testing::Test {
         return {};
     }
 
-    // The findings as one text, a line each: "line: what; detail; detail".
+    // The findings as one text, one line each: "line: what; detail; detail".
     std::string findings(const std::string& content) {
         std::string text;
         for (const sConfigFinding& finding : check(content).findings) {
@@ -57,7 +57,7 @@ TEST_F(ConfigCheck, EveryKeyOfTheReaderIsReported) {
     for (size_t i = 0; i < report.keys.size(); ++i) {
         EXPECT_EQ(configKeys()[i].name, report.keys[i].key);
         EXPECT_EQ(eConfigVerdict::DEFAULT, report.keys[i].verdict) << report.keys[i].key;
-        // Where the table of keys names a default, it has to be what is in force.
+        // If the table of keys names a default, that must be the value in force.
         EXPECT_EQ(configKeys()[i].defaultText, report.keys[i].inForce) << report.keys[i].key;
     }
     EXPECT_TRUE(report.findings.empty());
@@ -69,7 +69,7 @@ TEST_F(ConfigCheck, TheExampleFile_HasNoFinding) {
     EXPECT_TRUE(report.findings.empty());
 }
 
-TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
+TEST_F(ConfigCheck, MissingKeyOrValue_ShowsTheDefault) {
     EXPECT_EQ("", keyOf("", "CM_APN").reason);
     const sConfigKeyReport key = keyOf("CM_APN=\n", "CM_APN");
     EXPECT_EQ(eConfigVerdict::DEFAULT, key.verdict);
@@ -81,7 +81,7 @@ TEST_F(ConfigCheck, DefaultThatIsUsed_ForWantOfTheKeyOrOfItsValue) {
     EXPECT_NE(std::string::npos, out.find(" yes   (default)\n")) << out;
 }
 
-TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
+TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsAccepted) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "0x7f0", "7F0"},
         {"CM_ENABLE_INTERFACE", " Yes ", "yes"},
@@ -113,7 +113,7 @@ TEST_F(ConfigCheck, ValueInAnyAcceptedForm_IsTaken) {
     }
 }
 
-TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsNamedWithLineAllowedAndTaken) {
+TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsNamedWithLineAllowedValuesAndDefault) {
     const sTakenCase cases[] = {
         {"DEBUG_MODE", "verbose", "0"},    {"CM_ENABLE_INTERFACE", "on", "no"},
         {"CM_APN", "\"internet\"", ""},    {"CM_SYNC_TIME", "1", "yes"},
@@ -157,11 +157,11 @@ TEST_F(ConfigCheck, QuotesAndTrailingComment_AreNamed) {
               findings("CM_MTU=1400 # bytes\n"));
     EXPECT_EQ("1: CM_MTU is ''1400' # bytes'" + mtu + quotes + comment + "\n",
               findings("CM_MTU='1400' # bytes\n"));
-    // Of a value that is taken with it, too.
+    // Also for a value that is accepted with it.
     EXPECT_EQ("1: CM_USERNAME is 'me #x'" + comment + "\n", findings("CM_USERNAME=me #x\n"));
 }
 
-TEST_F(ConfigCheck, KeyThatAnotherOneUndoes_NamesTheOtherOne) {
+TEST_F(ConfigCheck, KeyOverriddenByAnother_NamesTheOther) {
     const struct {
         const char* content;
         const char* key;
@@ -181,7 +181,7 @@ TEST_F(ConfigCheck, KeyThatAnotherOneUndoes_NamesTheOtherOne) {
             << row.content << keyOf(row.content, row.key).reason;
     const std::string tooLong = "CM_USERNAME=u\nCM_PASSWORD=" + std::string(64, 'p') + "\n";
     EXPECT_NE(std::string::npos, keyOf(tooLong, "CM_USERNAME").reason.find("CM_PASSWORD is not"));
-    // What is at fault itself blames nobody else.
+    // A wrong value does not blame another key.
     EXPECT_EQ("", keyOf(tooLong, "CM_PASSWORD").reason);
     EXPECT_EQ("", keyOf("CM_OPERATOR_MODE=1\nCM_OPERATOR=1234\n", "CM_OPERATOR").reason);
     EXPECT_EQ("", keyOf("CM_OPERATOR_MODE=2\n", "CM_OPERATOR_MODE").reason);
@@ -234,7 +234,7 @@ TEST_F(ConfigCheck, FindingsOfTheFile_NameTheirLine) {
                  "LANGUAGE=en\n"));
 }
 
-TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) {
+TEST_F(ConfigCheck, BlanksQuotesAndCommas_AreAFindingIfTheyBelongToTheValue) {
     const std::string blanks = "; the blanks around it are part of the value";
     const std::string quotes = "; the quotes are part of the value; write it without them";
     EXPECT_EQ("2: CM_APN is 'internet '" + blanks + "\n3: CM_APN2 is ' second'" + blanks +
@@ -248,10 +248,10 @@ TEST_F(ConfigCheck, WhatAShellWouldTakeAway_IsAFindingWhereItBelongsToTheValue) 
                        "CM_OPERATOR_MODE= 1\n"
                        "CM_OPERATOR=\"My Net\"\n"));
     EXPECT_EQ("", findings("CM_USERNAME=o'neil\nCM_PASSWORD=\"#1\nCM_APN=\n"));
-    // In these it ends the value on its way to the modem.
+    // In these keys it would end the value in the command to the modem.
     EXPECT_EQ("1: CM_USERNAME is 'a,b'; the modem takes only the part before the comma\n",
               findings("CM_USERNAME=a,b\n"));
-    // One finding is enough for what is refused anyway.
+    // One finding is enough for a value that is refused anyway.
     EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings.size());
 }
 
@@ -262,7 +262,7 @@ TEST_F(ConfigCheck, DebugModeOfTheFile_MakesThisProgramLogNothing) {
     EXPECT_EQ(0u, g_i_debugMode);
 }
 
-TEST_F(ConfigCheck, FileThatTheDaemonTakesForMissing_IsNotReadable) {
+TEST_F(ConfigCheck, FileThatCountsAsMissing_IsNotReadable) {
     EXPECT_FALSE(checkConfig(host.places.at("/none")).readable);
     EXPECT_FALSE(checkConfig(host.places.at("/tmp")).readable);
     EXPECT_FALSE(check(std::string(131073, '#')).readable);
@@ -301,7 +301,7 @@ TEST_F(ConfigCheck, Command_LinesOfAnyLength_DoNotFillTheScreen) {
     EXPECT_GT(5000u, out.size());
 }
 
-TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
+TEST(ConfigPlace, SlotOne_UsesTheOlderFileIfItExists) {
     cEmptyHost host;
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
     host.file("/etc/zoq/wireless/cellmodem_ppp.conf", "");
@@ -311,7 +311,7 @@ TEST(ConfigPlace, SlotOne_FallsBackToTheOlderFileWhereThereIsOne) {
     EXPECT_EQ(host.places.at("/etc/vuk/cellular1.conf"), configPlace(host.places, 1));
 }
 
-TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
+TEST_F(ConfigCheck, UnknownKey_SuggestsOnlySimilarKeys) {
     const struct {
         const char* written;
         const char* meant;
@@ -326,7 +326,7 @@ TEST_F(ConfigCheck, UnknownKey_OnlyWhatIsMeantIsOffered) {
         {"CM_USER", "CM_USERNAME"},
         {"CM_ENABLE", "CM_ENABLE_INTERFACE"},
         {"DEBUG", "DEBUG_MODE"},
-        // Other words, however short the way is.
+        // Other words, however similar they are.
         {"CM_PIN", ""},
         {"CM_DNS", ""},
         {"CM_", ""},

@@ -12,7 +12,7 @@
 
 namespace {
 
-// The worst health of what a check finds; FINE when it finds nothing.
+// The worst health among the findings of a check; FINE if it finds nothing.
 eHealth worst(const tFindings& findings) {
     eHealth health = eHealth::FINE;
     for (const sFinding& finding : findings)
@@ -26,7 +26,7 @@ bool mentions(const tFindings& findings, const std::string& text) {
     return false;
 }
 
-// What is not fine has its mend, and what is fine needs none.
+// Every finding that is not fine says what to do; fine findings do not.
 void expectMends(const tFindings& findings) {
     for (const sFinding& finding : findings)
         EXPECT_EQ(finding.health == eHealth::FINE, finding.mend.empty()) << finding.text;
@@ -61,7 +61,7 @@ class Doctor : public testing::Test {
 
 }  // namespace
 
-TEST_F(Doctor, Shell_ThatTakesTheCommandForTwo) {
+TEST_F(Doctor, Shell_ThatReadsTheCommandAsTwo_IsBroken) {
     shell("1");
     expect(eHealth::FINE, checkShell);
     shell("0");
@@ -106,7 +106,7 @@ TEST_F(Doctor, Shell_OfAHostWithTheServiceThatDoesNotRun) {
     expect(eHealth::BROKEN, checkShell);
 }
 
-TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
+TEST_F(Doctor, Tools_MissingOrNotExecutable) {
     for (const char* tool :
          {"setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "ip", "flock", "ping"})
         host.file(std::string("/tools/") + tool, "", 0755);
@@ -117,14 +117,14 @@ TEST_F(Doctor, Tools_MissingOrNotToBeRun) {
     expect(eHealth::BROKEN, checkTools, "setup_cellint.sh is not");
 }
 
-TEST_F(Doctor, PowerSwitch_ThatOthersMayChange) {
+TEST_F(Doctor, PowerSwitch_WritableForOthers) {
     host.file("/etc/cellslot/slots.conf", "", 0644);
     expect(eHealth::FINE, checkSlotsFile);
     chmod(host.places.at("/etc/cellslot/slots.conf").c_str(), 0664);
     expect(eHealth::BROKEN, checkSlotsFile, "chmod");
 }
 
-TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
+TEST_F(Doctor, PowerSwitch_OfASlot_FollowsItsLines) {
     host.file("/tools/sledctl", "CONFIG=/etc/cellslot/slots.conf\n", 0755);
     expect(eHealth::NOTE, checkPowerSwitch, "slots.conf (host-tools.md)");
     const struct {
@@ -144,7 +144,7 @@ TEST_F(Doctor, PowerSwitch_OfASlot_IsWhatItsLinesSay) {
         SCOPED_TRACE(row.lines);
         expect(row.health, checkPowerSwitch);
     }
-    // A gateway's own tools know their slots themselves.
+    // A gateway's own tools have their own list of slots.
     host.file("/etc/cellslot/slots.conf", "");
     host.file("/tools/sledctl", "#!/bin/sh\n", 0755);
     expect(eHealth::FINE, checkPowerSwitch);
@@ -166,7 +166,7 @@ TEST_F(Doctor, Boot_ByFileOrUptime) {
     expect(eHealth::FINE, checkBoot);
 }
 
-TEST_F(Doctor, Messages_SpoolOfSomebodyElse) {
+TEST_F(Doctor, Messages_SpoolOfAnotherUser) {
     expect(eHealth::FINE, checkMessages, "no message spool yet");
     setup.pid = 42;
     expect(eHealth::BROKEN, checkMessages, "although the daemon is running");
@@ -202,7 +202,7 @@ TEST_F(Doctor, Instance_NoneOneAndTwo) {
     expect(eHealth::FINE, checkInstance, "running as process 51");
 }
 
-TEST_F(Doctor, Instance_ThatEndedAsIsWanted_IsNoFault) {
+TEST_F(Doctor, Instance_ThatEndedOnRequest_IsNoFault) {
     host.file("/tmp/force_cell_tempoff.1", "");
     expect(eHealth::NOTE, checkInstance, "cellslot data auto -p 1");
     unlink(host.places.at("/tmp/force_cell_tempoff.1").c_str());
@@ -229,7 +229,7 @@ TEST_F(Doctor, Setup_OfTheServiceWithoutADaemon) {
     EXPECT_EQ("wwan1", setup.interface);
 }
 
-// What the package installs for every slot.
+// The file that the package installs for every slot.
 void packageSettings(cEmptyHost& host) {
     for (const std::string slot : {"1", "2", "3"})
         host.file("/etc/default/cellslotd." + slot, "DEVICE=/dev/" + slot + "-at\n");
@@ -249,7 +249,7 @@ TEST_F(Doctor, Slots_SettingsWithTheirModemOrAnEnabledService_AreInUse) {
     for (const char* folder :
          {"/etc/systemd", "/etc/systemd/system", "/etc/systemd/system/multi-user.target.wants"})
         host.folderAt(folder);
-    // systemd's link leads to a unit that need not be there below the test's folder.
+    // systemd's link points to a unit that need not exist below the test's folder.
     ASSERT_EQ(0, symlink("/nowhere", host.places
                                          .at("/etc/systemd/system/multi-user.target.wants/"
                                              "cellslotd@3.service")
@@ -297,7 +297,7 @@ TEST_F(Doctor, Device_ThatTheDaemonsUserMayNotUse) {
     expect(eHealth::FINE, checkDevice);
 }
 
-TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
+TEST_F(Doctor, Holders_OtherProgramsWithThePortOpen) {
     setup.device = "/dev/modem";
     setup.gpsDevice = "/dev/gps";
     port("/dev/at");
@@ -322,7 +322,7 @@ TEST_F(Doctor, Holders_WhoeverElseHasThePortOpen) {
     expect(eHealth::BROKEN, checkHolders, "mask --now");
 }
 
-TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNoIntruder) {
+TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNotReported) {
     const sPseudoTerminal terminal = openPseudoTerminal();
     const eHealth nothing = geteuid() == 0 ? eHealth::FINE : eHealth::NOTE;
     setup.device = "/dev/modem";
@@ -336,7 +336,7 @@ TEST_F(Doctor, Holders_ServerOfAPseudoTerminal_IsNoIntruder) {
     const std::string number = slave.substr(slave.rfind('/') + 1);
     host.file("/proc/62/fdinfo/4", "pos:\t0\nflags:\t0100002\ntty-index:\t" + number + "\n");
     expect(nothing, checkHolders);
-    // A shell on the terminal serves none, or another one.
+    // A shell on the terminal that serves no slot, or another one.
     host.file("/proc/62/fdinfo/4", "pos:\t0\ntty-index:\t1" + number + "\n");
     expect(eHealth::BROKEN, checkHolders, "le910sim (62)");
     host.file("/proc/62/fdinfo/4", "pos:\t0\n");
@@ -383,7 +383,7 @@ TEST_F(Doctor, Interface_DownWhileTheSessionIsUp) {
     host.folderAt("/sys/class/net/wwan0");
     host.file("/sys/class/net/wwan0/flags", "0x1090\n");
     host.status(1, {{"QMI_STATE", "CONNECTED"}});
-    expect(eHealth::FINE, checkInterface);  // what a daemon said that does not run any more
+    expect(eHealth::FINE, checkInterface);  // from a daemon that no longer runs
     setup.pid = 51;
     expect(eHealth::BROKEN, checkInterface, "wwan0 is down");
     host.file("/sys/class/net/wwan0/flags", "0x1091\n");
@@ -437,7 +437,7 @@ TEST_F(Doctor, Override_IsNamed) {
     expect(eHealth::NOTE, checkOverride, "cellslot data auto -p 1");
 }
 
-TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
+TEST_F(Doctor, Gps_OnlyIfItIsConfigured) {
     host.file("/etc/vuk/cellular1.conf", "CM_GPS_ENABLE=no\n");
     expect(eHealth::FINE, checkGps);
     host.file("/etc/vuk/cellular1.conf", "CM_GPS_ENABLE=yes\n");
@@ -453,10 +453,10 @@ TEST_F(Doctor, Gps_OnlyWhereItIsWanted) {
     expect(eHealth::BROKEN, checkGps, "does not accept -t");
 }
 
-TEST_F(Doctor, ModemHabits_AsFarAsTheyArePublished) {
+TEST_F(Doctor, ModemHabits_AsFarAsPublished) {
     const std::string iccid = "89014100000000000015";
     host.status(1, {{"SIM_STATUS", "Not Present"}});
-    expect(eHealth::FINE, checkModemHabits);  // of a daemon that does not run any more
+    expect(eHealth::FINE, checkModemHabits);  // from a daemon that no longer runs
     setup.pid = 42;
     expect(eHealth::NOTE, checkModemHabits, "#QSS mode is 2");
     expect(eHealth::NOTE, checkModemHabits, "cellslot doctor --ask-modem -p 1");
@@ -478,7 +478,7 @@ TEST_F(Doctor, ModemHabits_AsFarAsTheyArePublished) {
     expect(eHealth::FINE, checkModemHabits);
 }
 
-TEST_F(Doctor, ModemsAnswer_IsJudged) {
+TEST_F(Doctor, ModemsAnswer_IsChecked) {
     const struct {
         const char* answer;
         eHealth health;
@@ -512,7 +512,7 @@ TEST_F(Doctor, ModemsAnswer_IsJudged) {
     EXPECT_GT(200u, judgeModemAnswer(endless, setup).front().text.size());
 }
 
-TEST_F(Doctor, ModemsQuestions_AreOneRequestOfTheContextInUse) {
+TEST_F(Doctor, ModemQueries_AreOneRequestForTheActiveContext) {
     EXPECT_EQ("AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=3::5\n", modemQuestions("3"));
     for (const char* context : {"", "x", "1\nAT+CFUN=4", "123"})
         EXPECT_EQ("AT#QSS?\nAT+CCID?\nAT+CGCONTRDP=1::5\n", modemQuestions(context));

@@ -14,7 +14,7 @@
 
 namespace {
 
-// Something to read secrets from.
+// An input from which secrets are read.
 class cPipe {
   public:
     explicit cPipe(const std::string& text) {
@@ -47,7 +47,7 @@ void waitForEcho(int terminal, bool wanted) {
     EXPECT_EQ(wanted, isEchoing(terminal));
 }
 
-// A process of its own that asks for a secret on a terminal, and says what it read as exit status.
+// A child process that asks for a secret on a terminal; its exit status says what it read.
 class cAsking {
   public:
     cAsking() {
@@ -121,7 +121,7 @@ TEST(Secret, OverlongLine_IsNeverAPin) {
     EXPECT_FALSE(secret.hasDigits(4, 100));
 }
 
-TEST(Secret, Cleared_IsWipedFromItsPlace) {
+TEST(Secret, Cleared_IsOverwrittenInMemory) {
     cSecret secret;
     for (const char c : std::string("1234"))
         secret.add(c);
@@ -181,7 +181,7 @@ TEST(SimFiles, UsablePin_AsTheDaemonReadsIt) {
     }
 }
 
-TEST(PinCommand, PukThatIsNotAskedFor_WritesNothing) {
+TEST(PinCommand, PukThatIsNotRequired_WritesNothing) {
     cEmptyHost host;
     host.daemon(1, 42);
     host.status(1, {{"SIM_STATUS", "Available"}});

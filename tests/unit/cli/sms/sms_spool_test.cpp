@@ -29,31 +29,31 @@ class SmsSpool : public testing::Test {
 
 }  // namespace
 
-TEST(SmsNumber, WrittenInAnyUsualWay_IsReducedToWhatTheDaemonTakes) {
+TEST(SmsNumber, NumberInAnyUsualForm_IsReducedToTheFormOfTheDaemon) {
     EXPECT_EQ("+12025550123", smsNumber("+1 (202) 555-0123"));
     EXPECT_EQ("72345", smsNumber("72345"));
     EXPECT_EQ("12345678901234567890", smsNumber("12345678901234567890"));
 }
 
-TEST(SmsNumber, ThatCannotBeOne_IsRefused) {
+TEST(SmsNumber, InvalidNumber_IsRefused) {
     for (const char* number : {"", "1234", "123456789012345678901", "12a45", "1234+5", "++12345",
                                "12345\n", "12345;ls", "TO=12345"})
         EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { smsNumber(number); })) << number;
 }
 
-TEST(SmsText, EndTrimmedAndBounded) {
+TEST(SmsText, Text_IsTrimmedAtTheEndAndLimited) {
     EXPECT_EQ("a\nb", smsText("a\nb \n\n"));
     EXPECT_EQ(std::string(918, 'x'), smsText(std::string(918, 'x')));
     for (const std::string& text : {std::string(), std::string(" \n"), std::string(919, 'x')})
         EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { smsText(text); })) << text.size();
 }
 
-TEST(SmsText, WithCharactersThatWouldBeSpoiled_IsRefused) {
+TEST(SmsText, TextWithCharactersThatTheDaemonWouldReplace_IsRefused) {
     for (const char* text : {"caf\xC3\xA9", "`", "a\x1b[2J", "a\tb", "a\rb", "a\x1a"})
         EXPECT_EQ(eExitStatus::USAGE, statusOf([&] { smsText(text); })) << text;
 }
 
-TEST_F(SmsSpool, PutMessage_IsOneWholeFileForItsOwnerOnly) {
+TEST_F(SmsSpool, PutMessage_IsOneCompleteFileForItsOwnerOnly) {
     const std::string name = putMessage(host.places, "+12025550123", "MSG=TO=1\nx");
     EXPECT_EQ(std::vector<std::string>{name}, namesIn("/tmp/sms/send"));
     const std::string path = host.places.at("/tmp/sms/send/" + name);
@@ -61,13 +61,13 @@ TEST_F(SmsSpool, PutMessage_IsOneWholeFileForItsOwnerOnly) {
     struct stat info {};
     stat(path.c_str(), &info);
     EXPECT_EQ(0600u, info.st_mode & 07777);
-    // The draft is gone.
+    // The draft was removed.
     EXPECT_EQ(4u, namesIn("/tmp/sms").size());
     EXPECT_NE(name, putMessage(host.places, "12345", "x"));
 }
 
-// /tmp/sms/send may be a file system of its own.
-TEST_F(SmsSpool, PutMessage_NeedsNoOtherFolderThanThatOfMessagesToSend) {
+// /tmp/sms/send may be a separate file system.
+TEST_F(SmsSpool, PutMessage_NeedsOnlyTheFolderOfMessagesToSend) {
     const std::string root = host.places.at("/tmp/sms");
     struct stat before {};
     stat(root.c_str(), &before);
@@ -78,7 +78,7 @@ TEST_F(SmsSpool, PutMessage_NeedsNoOtherFolderThanThatOfMessagesToSend) {
     EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
 }
 
-TEST_F(SmsSpool, LinkInThePlaceOfAFolder_IsNotFollowed) {
+TEST_F(SmsSpool, LinkInPlaceOfAFolder_IsNotFollowed) {
     host.folderAt("/tmp/elsewhere", 0700);
     for (const char* folder : {"/tmp/sms/send", "/tmp/sms/recv"}) {
         rmdir(host.places.at(folder).c_str());
@@ -101,13 +101,13 @@ TEST_F(SmsSpool, SendState_ByTheFolderTheFileIsIn) {
     EXPECT_EQ(eSendState::GIVEN_UP, sendState(host.places, "m"));
     host.file("/tmp/sms/send_ok/m.20260101-000000", "");
     EXPECT_EQ(eSendState::SENT, sendState(host.places, "m"));
-    // The name of another message begins likewise.
+    // The name of another message has the same beginning.
     EXPECT_EQ(eSendState::REFUSED, sendState(host.places, "m.2026"));
     host.file("/tmp/sms/send/m", "");
     EXPECT_EQ(eSendState::WAITING, sendState(host.places, "m"));
 }
 
-TEST_F(SmsSpool, ReceivedMessages_OldestFirstWithWhatIsNoMessagePassedOver) {
+TEST_F(SmsSpool, ReceivedMessages_OldestFirstAndOtherFilesSkipped) {
     host.file("/tmp/sms/recv/b", "FROM=+1202\nTIME=2020-06-15 20:32:05\nMSG=one\nFROM=x\nMSG=y");
     host.file("/tmp/sms/recv/a", "TIME=t\r\nFROM=\xe9\nMSG=");
     host.file("/tmp/sms/recv/.cellslot-tmp-abcdef", "FROM=1\nTI");

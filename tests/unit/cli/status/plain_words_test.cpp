@@ -10,7 +10,7 @@ sStatusRecord resultRecord(const std::string& key, int code, const std::string& 
     return {{{key + "_E", itos(code)}, {key, name}}};
 }
 
-// Every result that a session start and the GPS start and stop can end with.
+// Every result of a session start and of a start or stop of GPS.
 const int CONNECT_RESULTS[] = {0, 6, 200, 203, 204, 205, 206, 207, 208, 209, 210, 300};
 const int GPS_RESULTS[] = {0, 6, 7, 8, 525, 526, 527, 529, 531, 532, 533, 534};
 

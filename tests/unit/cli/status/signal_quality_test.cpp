@@ -33,7 +33,7 @@ TEST(SignalQuality, Limits_SeparateGoodFairAndPoor) {
         EXPECT_EQ(signalOf({{row.key, row.value}}).quality, row.quality) << row.key << row.value;
 }
 
-TEST(SignalQuality, WeakClearness_PullsAStrongSignalDown) {
+TEST(SignalQuality, PoorQuality_LowersAStrongSignal) {
     const sSignalReading fair = signalOf({{"CURRENT_RSRP", "-80"}, {"CURRENT_RSRQ", "-11"}});
     EXPECT_EQ(fair.quality, eSignalQuality::FAIR);
     EXPECT_TRUE(fair.isDisturbed);
@@ -42,7 +42,7 @@ TEST(SignalQuality, WeakClearness_PullsAStrongSignalDown) {
               eSignalQuality::POOR);
     EXPECT_EQ(signalOf({{"CURRENT_RSCP", "-70"}, {"CURRENT_ECIO", "-12.5"}}).quality,
               eSignalQuality::POOR);
-    // Strength stays the judge where it is the worse.
+    // Strength decides if it is the worse value.
     const sSignalReading poor = signalOf({{"CURRENT_RSRP", "-120"}, {"CURRENT_RSRQ", "-5"}});
     EXPECT_EQ(poor.quality, eSignalQuality::POOR);
     EXPECT_FALSE(poor.isDisturbed);
@@ -63,7 +63,7 @@ TEST(SignalQuality, NonsenseOfTheModem_IsUnknown) {
     }
 }
 
-TEST(SignalBar, Strength_FillsIt) {
+TEST(SignalBar, Strength_FillsTheBar) {
     EXPECT_EQ(signalBar(signalOf({{"CURRENT_RSRP", "-140"}}), 10), "[----------]");
     EXPECT_EQ(signalBar(signalOf({{"CURRENT_RSRP", "-100"}}), 10), "[#####-----]");
     EXPECT_EQ(signalBar(signalOf({{"CURRENT_RSRP", "-44"}}), 10), "[##########]");

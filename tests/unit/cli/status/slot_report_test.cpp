@@ -87,7 +87,7 @@ TEST_F(SlotReport, OverrideOfAnotherSlot_DoesNotCount) {
     EXPECT_EQ(data().value, eCONF_DATA_CONNECT_ENABLED);
 }
 
-TEST_F(SlotReport, BootingHost_HoldsDataBackButNotForEver) {
+TEST_F(SlotReport, BootingHost_DelaysDataButNotForever) {
     std::filesystem::remove(host / "var/run/poststart");
     EXPECT_EQ(data(180).value, eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM);
     EXPECT_EQ(data(181).value, eCONF_DATA_CONNECT_ENABLED);
@@ -130,7 +130,7 @@ TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     EXPECT_EQ(state(), eSlotState::NO_DAEMON);
 }
 
-TEST_F(SlotReport, ModemSwitchedOff_SaysWhatBringsItBack) {
+TEST_F(SlotReport, ModemSwitchedOff_SaysHowToSwitchItOn) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     host.endDaemon(1);
     touch("tmp/force_cell_tempoff.1");
@@ -157,7 +157,7 @@ TEST_F(SlotReport, RegistrationLostInASession_IsAWarning) {
     EXPECT_EQ(diagnose(host.report(1)).problems.front().severity, eSeverity::ERROR);
 }
 
-TEST_F(SlotReport, WhatStopsItStandsBeforeWhatIsOnlyBad) {
+TEST_F(SlotReport, ProblemThatStopsTheSession_ComesBeforeAWarning) {
     std::string status = withValue(recordedStatus("denied"), "CURRENT_RSRP", "-120");
     status = withValue(status, "TEMPERATURE_LEVEL_E", "2");
     host.writeStatus(1, status);

@@ -30,7 +30,7 @@ class StatusCommand : public testing::Test {
         host.writeStatus(1, freshStatus("healthy"));
     }
 
-    // Nothing on standard output, one line on the other, and a status.
+    // Nothing on standard output, one line on standard error, and a status.
     void expectFailure(const std::vector<std::string>& arguments, eExitStatus status,
                        const std::string& text) {
         const sStatusRun run = host.run(arguments);
@@ -104,7 +104,7 @@ TEST_F(StatusCommand, FileWithoutRights_SaysRunAsRoot) {
     ASSERT_EQ(seteuid(before), 0);
 }
 
-// Before the daemon has noticed it.
+// Before the daemon has noticed the change.
 TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
     host.writeStatus(1, freshStatus("healthy"));
     EXPECT_EQ(host.run({"status", "-p", "1"}).out.find("is not there"), std::string::npos);
@@ -136,7 +136,7 @@ TEST_F(StatusCommand, OneBadSlotOfTwo_DoesNotHideTheOther) {
     EXPECT_NE(run.out.find("cardstats.2 is empty."), std::string::npos) << run.out;
 }
 
-TEST_F(StatusCommand, Json_SaysTheSameForPrograms) {
+TEST_F(StatusCommand, Json_ShowsTheSameForPrograms) {
     const sStatusRun run = host.run({"status", "-p", "1", "--json"});
     EXPECT_EQ(run.status, eExitStatus::OK);
     const json slot = json::parse(run.out)["slots"][0];
@@ -188,7 +188,7 @@ TEST_F(StatusCommand, JsonWithStrangeBytes_IsStillJsonAndHidesThePin) {
     EXPECT_EQ(run.out.find("9999"), std::string::npos);
 }
 
-TEST_F(StatusCommand, Metrics_HaveHelpTypeAndASeriesASlot) {
+TEST_F(StatusCommand, Metrics_HaveHelpTypeAndASeriesPerSlot) {
     host.addSlot(2, "no_sim");
     const std::string text = statusMetrics({host.report(1), host.report(2, 30)});
     const std::vector<std::string> expected = {

@@ -23,7 +23,7 @@ std::string withLine(const std::string& line) {
     return "#File generated \n" + line + "\n" + recordedStatus("healthy");
 }
 
-// Runs something as a user without rights; a root shell would be let in everywhere.
+// Runs action as a user without rights; root may read everything.
 template <typename tWork>
 void asNobody(const tWork& work) {
     constexpr uid_t NOBODY = 65534;
@@ -40,8 +40,8 @@ TEST(StatusFile, EveryRecording_IsGoodAndHasItsKeys) {
         if (entry.path().extension() != ".status") continue;
         const sStatusFile file = parseStatus(readFile(entry.path()), 1);
         EXPECT_EQ(file.state, eStatusFile::GOOD) << entry.path() << file.defect;
-        EXPECT_EQ(file.record.text("MODEL"), "LE910-NA V2") << entry.path();
-        EXPECT_EQ(file.record.number("SMS_RECV"), 0) << entry.path();
+        EXPECT_EQ(file.record.text({"MODEL"}), "LE910-NA V2") << entry.path();
+        EXPECT_EQ(file.record.number({"SMS_RECV"}), 0) << entry.path();
     }
 }
 
@@ -54,7 +54,7 @@ TEST(StatusFile, CutAtAnyByte_IsCutShortAndHasNoRecord) {
     }
 }
 
-TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
+TEST(StatusFile, TextThatNoDaemonWrites_IsDamagedAndSaysWhere) {
     const std::string healthy = recordedStatus("healthy");
     const sDefectCase cases[] = {
         {"other slot", recordedStatus("healthy", 2), eStatusFile::DAMAGED,
@@ -98,7 +98,7 @@ TEST(StatusFile, NotWhatADaemonWrites_IsDamagedAndSaysWhere) {
 TEST(StatusFile, BytesAbove127_AreKept) {
     const std::string text =
         withValue(recordedStatus("healthy"), "CARRIER", "T\xe9l\xc3\xa9 Mobile");
-    EXPECT_EQ(parseStatus(text, 1).record.text("CARRIER"), "T\xe9l\xc3\xa9 Mobile");
+    EXPECT_EQ(parseStatus(text, 1).record.text({"CARRIER"}), "T\xe9l\xc3\xa9 Mobile");
 }
 
 TEST(StatusRecord, TextThatIsNoNumber_ReadsAsNone) {
@@ -106,15 +106,15 @@ TEST(StatusRecord, TextThatIsNoNumber_ReadsAsNone) {
         "", "-", "12x", " 1", "1 ", "+1", "nan", "inf", "0x10", "99999999999999999999"};
     for (const std::string& text : notNumbers) {
         const sStatusRecord record{{{"KEY", text}}};
-        EXPECT_FALSE(record.number("KEY")) << text;
+        EXPECT_FALSE(record.number({"KEY"})) << text;
     }
     const sStatusRecord record{{{"A", "-98"}, {"B", "-9.5"}, {"C", "nan"}, {"D", "1e999"}}};
-    EXPECT_EQ(record.number("A"), -98);
-    EXPECT_EQ(record.decimal("B"), -9.5);
-    EXPECT_FALSE(record.decimal("C"));
-    EXPECT_FALSE(record.decimal("D"));
-    EXPECT_FALSE(record.number("MISSING"));
-    EXPECT_EQ(record.text("MISSING"), "");
+    EXPECT_EQ(record.number({"A"}), -98);
+    EXPECT_EQ(record.decimal({"B"}), -9.5);
+    EXPECT_FALSE(record.decimal({"C"}));
+    EXPECT_FALSE(record.decimal({"D"}));
+    EXPECT_FALSE(record.number({"MISSING"}));
+    EXPECT_EQ(record.text({"MISSING"}), "");
 }
 
 TEST(ReadStatusFile, MissingLinkFifoFolder_AreDistinguishedWithoutBlocking) {

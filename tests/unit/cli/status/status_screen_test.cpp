@@ -35,7 +35,7 @@ TEST_F(StatusScreen, Healthy_NothingIsWrong) {
     expectScreen("healthy", "healthy");
 }
 
-TEST_F(StatusScreen, Wcdma_ShowsItsOwnFigures) {
+TEST_F(StatusScreen, Wcdma_ShowsItsOwnValues) {
     expectScreen("wcdma", "wcdma");
 }
 
@@ -44,18 +44,18 @@ TEST_F(StatusScreen, PinRefused_SaysHowManyAttemptsAndNotThePin) {
     EXPECT_EQ(joinLines(slotScreen(host.report(1))).find("9999"), std::string::npos);
 }
 
-TEST_F(StatusScreen, PinMissing_AsksForIt) {
+TEST_F(StatusScreen, PinMissing_SaysHowToEnterIt) {
     host.writeStatus(1,
                      withValue(withValue(recordedStatus("pin_locked"), "SIM_EXTENDED_STATUS", ""),
                                "SIM_REMAIN_CPIN", "3"));
     expectSlot(host.report(1), "pin_missing");
 }
 
-TEST_F(StatusScreen, PukLocked_AsksForThePuk) {
+TEST_F(StatusScreen, PukLocked_SaysHowToEnterThePuk) {
     expectScreen("puk_locked", "puk_locked");
 }
 
-TEST_F(StatusScreen, IccidWithALetter_IsNamedWhereItWouldStand) {
+TEST_F(StatusScreen, UnreadableIccid_IsExplainedInItsPlace) {
     host.writeStatus(1, withValue(recordedStatus("healthy"), "SIM_ID", std::string(22, '0')));
     const std::string screen = joinLines(slotScreen(host.report(1)));
     EXPECT_NE(screen.find("\nSIM          ready, AT&T, ICCID not published (a filler F?), number "),
@@ -84,7 +84,7 @@ TEST_F(StatusScreen, Searching_NamesAntennaAndSettings) {
     expectScreen("searching", "searching");
 }
 
-TEST_F(StatusScreen, Denied_SendsToTheOperator) {
+TEST_F(StatusScreen, Denied_SaysToAskTheOperator) {
     expectScreen("denied", "denied");
 }
 
@@ -112,7 +112,7 @@ TEST_F(StatusScreen, DataSwitchedOff_IsNamedAndIsNoError) {
     expectSlot(host.report(1), "data_off");
 }
 
-TEST_F(StatusScreen, ThreeSlots_ProblemsStandAboveTheTable) {
+TEST_F(StatusScreen, ThreeSlots_ProblemsAreAboveTheTable) {
     host.addSlot(2, "pin_locked");
     host.addSlot(3, "healthy");
     host.endDaemon(3);
@@ -140,7 +140,7 @@ TEST_F(StatusScreen, TableOfLongNamesAndAges_LosesNeitherBandNorAge) {
     EXPECT_NE(wide.find("  " + std::string(17, 'T') + "~  "), std::string::npos) << wide;
 }
 
-TEST_F(StatusScreen, StrangeBytesInNames_StayHarmlessAndInTheirColumns) {
+TEST_F(StatusScreen, StrangeBytesInNames_AreHarmlessAndStayInTheirColumns) {
     std::string status = withValue(recordedStatus("healthy"), "CARRIER", "T\xe9l\x9b");
     status = withValue(status, "MODEL", std::string(256, 'M'));
     host.writeStatus(1, status);

@@ -15,7 +15,7 @@ class WatchScreen : public testing::Test {
   protected:
     void SetUp() override {
         host.addSlot(1, "healthy");
-        // Two minutes of a signal that comes out of the ground.
+        // Two minutes of a signal that rises from nothing.
         for (unsigned s = 0; s <= 120; s += 2)
             histories[1].add(NOW_S - 120 + s, static_cast<int>(s * 100 / 120));
     }
@@ -42,7 +42,7 @@ TEST_F(WatchScreen, OneSlotOn24Lines_HasDetailsAndGraph) {
     expectRecorded("status/watch_healthy.screen", joinLines(screen({host.report(1)})));
 }
 
-TEST_F(WatchScreen, ProblemsNeedRoom_DetailsGiveWay) {
+TEST_F(WatchScreen, ProblemsNeedRoom_DetailsAreLeftOut) {
     host.writeStatus(1, recordedStatus("session_refused"));
     expectRecorded("status/watch_refused.screen", joinLines(screen({host.report(1)})));
 }
@@ -54,7 +54,7 @@ TEST_F(WatchScreen, ThreeSlots_HaveTableAndAGraphEach) {
                    joinLines(screen({host.report(1), host.report(2), host.report(3)})));
 }
 
-TEST_F(WatchScreen, AnySize_IsKeptAndSaysFirstWhatIsWrong) {
+TEST_F(WatchScreen, AnySize_IsFilledAndShowsProblemsFirst) {
     host.addSlot(2, "pin_locked");
     for (size_t rows = 2; rows < 60; ++rows)
         for (const size_t columns : {20, 40, 80, 200}) {
@@ -66,14 +66,14 @@ TEST_F(WatchScreen, AnySize_IsKeptAndSaysFirstWhatIsWrong) {
         }
 }
 
-TEST_F(WatchScreen, DaemonDead_KeepsTheGraph) {
+TEST_F(WatchScreen, DeadDaemon_KeepsTheGraph) {
     host.endDaemon(1);
     const tLines lines = screen({host.report(1)});
     EXPECT_TRUE(has(lines, "NO DAEMON"));
     EXPECT_TRUE(has(lines, "|") && has(lines, "#"));
 }
 
-TEST(SignalHistory, Samples_BecomeMeansOfTheirColumn) {
+TEST(SignalHistory, Samples_AreAveragedPerColumn) {
     cSignalHistory history;
     history.add(100, 10);
     history.add(102, 20);
@@ -84,7 +84,7 @@ TEST(SignalHistory, Samples_BecomeMeansOfTheirColumn) {
     EXPECT_EQ(history.columns(119, 5), expected);
 }
 
-TEST(SignalHistory, OldSamples_AreForgottenAndTheRestStays) {
+TEST(SignalHistory, OldSamples_AreRemovedAndTheOthersStay) {
     cSignalHistory history;
     for (unsigned s = 0; s < 100000; ++s)
         history.add(s, 50);

@@ -21,7 +21,7 @@ void process(cFileMonitor& monitor) {
     monitor.ProcessingFile(false);
 }
 
-// While it lives the process gets no new descriptor, so no inotify either.
+// While it exists, the process gets no new descriptor, so no inotify either.
 class cNoDescriptors {
   public:
     cNoDescriptors() {
@@ -60,7 +60,7 @@ struct sChange {
     std::function<void(const cTempFolder& folder, const std::string& path)> happen;
 };
 
-// What happens to a file "1234" that was processed, and what the monitor says then.
+// What happens to a processed file "1234", and what the monitor then reports.
 const sChange CHANGES[] = {
     {"nothing", UNCHANGED, [](const cTempFolder&, const std::string&) {}},
     {"rewrite", CHANGED,
@@ -136,7 +136,7 @@ const sChange CHANGES[] = {
 
 }  // namespace
 
-TEST_F(FileMonitor, EachKindOfChange_IsJudged) {
+TEST_F(FileMonitor, EachKindOfChange_IsClassified) {
     for (const sChange& change : CHANGES) {
         const cTempFolder folder;
         writeFile(folder / "pin.1", "1234");
@@ -152,7 +152,7 @@ TEST_F(FileMonitor, EachKindOfChange_IsJudged) {
     }
 }
 
-TEST_F(FileMonitor, WithoutInotify_EachKindOfChangeIsJudgedAlike) {
+TEST_F(FileMonitor, WithoutInotify_EachKindOfChangeIsClassifiedAlike) {
     for (const sChange& change : CHANGES) {
         const cTempFolder folder;
         writeFile(folder / "pin.1", "1234");
@@ -165,7 +165,7 @@ TEST_F(FileMonitor, WithoutInotify_EachKindOfChangeIsJudgedAlike) {
             ASSERT_EQ(monitor.GetFileStatus(), UNCHANGED) << change.name;
         }
         change.happen(folder, folder / "pin.1");
-        // With times alone the one replacement that hides its time is known by its inode.
+        // Without events, a replacement with the same time is recognised by its inode.
         const cNoDescriptors noDescriptors;
         EXPECT_EQ(monitor.GetFileStatus(), change.expected) << change.name;
         process(monitor);
@@ -244,7 +244,7 @@ TEST_F(FileMonitor, ContentChangedUnderARestoredTime_IsSeen) {
     EXPECT_EQ(m_monitor.GetFileStatus(), CHANGED);
 }
 
-TEST_F(FileMonitor, FileThatWentAndCameBackTheSame_CountsAsChanged) {
+TEST_F(FileMonitor, FileRemovedAndRestored_CountsAsChanged) {
     writeFile(m_path, "1234");
     m_monitor.imonitorInit(m_path, 0, 10);
     process(m_monitor);
@@ -324,7 +324,7 @@ TEST_F(FileMonitor, LinkedFile_IsWatchedThroughItsLink) {
     EXPECT_EQ(m_monitor.GetFileStatus(), CHANGED);
 }
 
-TEST_F(FileMonitor, ManyEventsOfNeighbours_DrownNothing) {
+TEST_F(FileMonitor, ManyEventsOfOtherFiles_HideNoChange) {
     writeFile(m_path, "1234");
     m_monitor.imonitorInit(m_path, 0, 10);
     process(m_monitor);

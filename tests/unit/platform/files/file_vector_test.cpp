@@ -32,7 +32,7 @@ size_t filesIn(const std::string& folder) {
     return static_cast<size_t>(std::distance(begin, std::filesystem::directory_iterator()));
 }
 
-// While it lives no file may grow beyond so many bytes: what a full disk does, for a test.
+// While it exists, no file may grow beyond this size, as on a full disk.
 class cFullDisk {
   public:
     explicit cFullDisk(rlim_t bytes) {
@@ -99,7 +99,7 @@ TEST_F(FileVector, BytesOfAnyKind_AreKept) {
     EXPECT_EQ(readFile(m_path), text);
 }
 
-TEST_F(FileVector, NewFile_HasTheModeAskedForWhateverTheUmask) {
+TEST_F(FileVector, NewFile_HasTheRequestedModeWhateverTheUmask) {
     const mode_t oldMask = umask(077);
     EXPECT_TRUE(cFileVector(m_folder / "default").Write());
     EXPECT_TRUE(cFileVector(m_folder / "secret", 0600).Write());
@@ -124,14 +124,14 @@ TEST_F(FileVector, ExistingFile_KeepsModeAndOwner) {
     EXPECT_EQ(statusOf(m_path).st_gid, isRoot ? 12346 : getegid());
 }
 
-TEST_F(FileVector, SetUidBit_IsNotHandedOn) {
+TEST_F(FileVector, SetUidBit_IsNotCopied) {
     writeFile(m_path, "old");
     ASSERT_EQ(chmod(m_path.c_str(), 04755), 0);
     EXPECT_TRUE(writeText(m_path, "new"));
     EXPECT_EQ(modeOf(m_path), 0755u);
 }
 
-TEST_F(FileVector, LinkInTheTargetsPlace_IsReplacedNotFollowed) {
+TEST_F(FileVector, LinkInPlaceOfTheTarget_IsReplacedNotFollowed) {
     writeFile(m_folder / "victim", "untouched");
     ASSERT_EQ(chmod((m_folder / "victim").c_str(), 0600), 0);
     for (const char* target : {"victim", "nowhere"}) {
@@ -159,7 +159,7 @@ TEST_F(FileVector, MissingFolder_FailsWithItsCause) {
               1u);
 }
 
-TEST_F(FileVector, FolderInTheTargetsPlace_FailsAndLeavesNothingBehind) {
+TEST_F(FileVector, FolderInPlaceOfTheTarget_FailsAndLeavesNoFile) {
     ASSERT_EQ(mkdir(m_path.c_str(), 0755), 0);
     EXPECT_FALSE(writeText(m_path, "text"));
     EXPECT_EQ(logCount("Error: Cannot write file " + m_path + ", errno 21 (Is a directory)"), 1u);
@@ -193,10 +193,10 @@ TEST_F(FileVector, TemporaryDirectory_IsUsedInsteadOfTheTargets) {
     EXPECT_EQ(filesIn(m_folder / "listed"), 1u);
 }
 
-TEST_F(FileVector, KilledWriter_LeavesATemporaryFileThatItsNameTells) {
+TEST_F(FileVector, KilledWriter_LeavesATemporaryFileWithThePrefix) {
     const pid_t child = fork();
     if (child == 0) {
-        // With the default action the signal of a full disk kills in the middle of the write.
+        // By default the signal for a full disk kills the process in the middle of the write.
         const rlimit limit{4096, RLIM_INFINITY};
         std::signal(SIGXFSZ, SIG_DFL);
         setrlimit(RLIMIT_FSIZE, &limit);

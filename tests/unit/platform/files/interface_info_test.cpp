@@ -20,8 +20,8 @@ int ask(const std::string& name, sInterfaceInfo& info) {
     return GetInterfaceInfo(info);
 }
 
-// In a network namespace of its own: 0 when a fresh loopback interface, which is down, was told
-// apart from one that is up; -1 where namespaces are not allowed.
+// In a private network namespace: 0 if a fresh loopback interface, which is down, was distinguished
+// from one that is up; -1 if namespaces are not allowed.
 int compareDownAndUp() {
     if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return -1;
     sInterfaceInfo info{};
@@ -52,7 +52,7 @@ TEST(GetInterfaceInfo, InterfaceThatIsDown_ExistsButIsNotActive) {
     EXPECT_EQ(WEXITSTATUS(status), 0) << "255: no namespace to be had";
 }
 
-TEST(GetInterfaceInfo, NamesThatAreNone_AreRefused) {
+TEST(GetInterfaceInfo, InvalidNames_AreRefused) {
     for (const std::string& name : {std::string("nosuchif0"), std::string(), std::string(16, 'l'),
                                     std::string(17, 'l'), std::string(18, 'l')}) {
         sInterfaceInfo info{};

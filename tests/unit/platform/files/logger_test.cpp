@@ -13,7 +13,7 @@
 namespace {
 
 const char FORMAT[] = "%m/%d/%Y %H:%M:%S";
-// The content of a log with each stamp, which must be of the last minute, as "<stamp>".
+// The content of a log with "<stamp>" for each time stamp, which must be of the last minute.
 std::string readStamped(const std::string& path) {
     constexpr size_t LENGTH = sizeof "06/15/2020 20:32:05 " - 1;
     std::istringstream lines(readFile(path));
@@ -35,7 +35,7 @@ std::string readStamped(const std::string& path) {
 
 }  // namespace
 
-TEST(Logger, Message_IsStampedOnALineOfItsOwn) {
+TEST(Logger, Message_HasItsOwnLineWithATimeStamp) {
     const cTempFolder folder;
     cLogger logger;
     ASSERT_TRUE(logger.LogInit(folder / "log", 100, 1, FORMAT, true));
@@ -72,7 +72,7 @@ TEST(Logger, WithoutTimestamps_NothingIsPutBefore) {
     EXPECT_EQ(readFile(folder / "log"), "text\n");
 }
 
-TEST(Logger, FullLogThatCannotBeEmptied_IsToldAndLosesTheMessage) {
+TEST(Logger, FullLogThatCannotBeEmptied_IsReportedAndLosesTheMessage) {
     const cTempFolder folder;
     const std::string path = folder / "log";
     cLogger logger;
@@ -111,12 +111,12 @@ TEST(Logger, NewFile_IsForItsOwnerOnly) {
     EXPECT_EQ(status.st_mode & 07777, 0600u);
 }
 
-TEST(Logger, FullFile_IsPutAsideBeforeTheMessage) {
+TEST(Logger, FullFile_IsRotatedBeforeTheMessage) {
     const cTempFolder folder;
     const std::string path = folder / "log";
     cLogger logger;
     logger.LogInit(path, 1, 2, FORMAT, false);
-    const std::string half(511, 'a');  // with its line end 512 bytes
+    const std::string half(511, 'a');  // 512 bytes with its line end
     logger.Log(half);
     logger.Log(half);
     EXPECT_FALSE(fileExists(path + ".1"));  // exactly 1 kB fits
@@ -155,7 +155,7 @@ TEST(Logger, NoOldFiles_FullFileIsEmptied) {
     EXPECT_FALSE(fileExists(folder / "log.1"));
 }
 
-TEST(Logger, LinkOrFifoInTheFilesPlace_IsRefusedWithACause) {
+TEST(Logger, LinkOrFifoInPlaceOfTheFile_IsRefusedWithACause) {
     const cTempFolder folder;
     writeFile(folder / "victim", "untouched");
     ASSERT_EQ(symlink("victim", (folder / "link").c_str()), 0);
@@ -184,7 +184,7 @@ TEST(Logger, FifoThatSomebodyReads_GetsNothing) {
     close(reader);
 }
 
-TEST(Logger, OldFileThatCannotBeReplaced_IsToldWithItsCause) {
+TEST(Logger, OldFileThatCannotBeReplaced_IsReportedWithItsCause) {
     const cTempFolder folder;
     writeFile(folder / "log", std::string(2048, 'x'));
     ASSERT_EQ(mkdir((folder / "log.1").c_str(), 0700), 0);

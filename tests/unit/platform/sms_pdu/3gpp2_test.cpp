@@ -13,7 +13,7 @@ sTest3gpp2 messageWith(const std::string& userData, bool hasHeader = false) {
 
 const std::string HELLO = userData3gpp2(2, 7, {'h', 'e', 'l', 'l', 'o'});
 
-// Septets packed from the low end, behind the bits of the encoding.
+// Septets packed from the low end, after the bits of the encoding.
 std::string packedUserData(const std::string& encodingBits, size_t fields,
                            const std::string& packed) {
     std::string bits = encodingBits + bitsOf(static_cast<unsigned>(fields), 8);
@@ -89,7 +89,7 @@ TEST(Sms3gpp2, MessageIdentifier_MissingOrShortIsRefused) {
     expectRefused(decode3gpp2("000002100202024048", 9));  // no bearer data at all
 }
 
-TEST(Sms3gpp2, MessageIdentifier_MayComeBehindTheUserData) {
+TEST(Sms3gpp2, MessageIdentifier_MayComeAfterTheUserData) {
     const std::string bits = "00010" + bitsOf(12, 8) + bitsOf(0x05, 8) + bitsOf(0x00, 8) +
                              bitsOf(0x03, 8) + bitsOf(0x2A, 8) + bitsOf(0x03, 8) + bitsOf(0x02, 8) +
                              "0" + bitsOf('h', 7) + bitsOf('e', 7) + bitsOf('l', 7) +
@@ -103,7 +103,7 @@ TEST(Sms3gpp2, MessageIdentifier_MayComeBehindTheUserData) {
     EXPECT_EQ(decoded.sms.numberOfParts, 3);
 }
 
-TEST(Sms3gpp2, ElementsThatRunOverTheEnd_AreRefused) {
+TEST(Sms3gpp2, ElementsThatExceedTheEnd_AreRefused) {
     const std::string pdu = messageWith(HELLO).pdu();
     expectRefused(decode3gpp2(pdu + "0A", pdu.size() / 2 + 1));
     expectRefused(decode3gpp2(pdu + "0A01", pdu.size() / 2 + 2));
@@ -197,7 +197,7 @@ TEST(Sms3gpp2, LatinText_BecomesUtf8) {
     EXPECT_EQ(decoded.sms.dataCoding, SMS_CODING_TEXT);
 }
 
-TEST(Sms3gpp2, TextThatIsTooLongForItsBound_ComesIn16Bits) {
+TEST(Sms3gpp2, TextBeyondTheLimit_IsGivenIn16Bits) {
     const sDecoded fits =
         decode3gpp2(messageWith(userData3gpp2(8, 8, std::vector<unsigned>(160, 0xE9))));
     EXPECT_EQ(fits.sms.dataCoding, SMS_CODING_TEXT);
@@ -222,7 +222,7 @@ TEST(Sms3gpp2, GsmText_ArePackedSeptets) {
     }
 }
 
-TEST(Sms3gpp2, GsmScheme_SaysHowTheFieldsAreRead) {
+TEST(Sms3gpp2, GsmScheme_DecidesHowTheFieldsAreRead) {
     const std::string septets = packedHex(plainSeptets("hello"));
     EXPECT_EQ(decode3gpp2(messageWith(packedUserData("0101000000000", 5, septets))).text(),
               "hello");
@@ -243,7 +243,7 @@ TEST(Sms3gpp2, UnknownEncodings_AreRefused) {
     }
 }
 
-TEST(Sms3gpp2, FieldsThatAreNotThere_AreRefused) {
+TEST(Sms3gpp2, MissingFields_AreRefused) {
     for (const char* userData :
          {"10", "1008", "1010", "1020834C", "001000", "20100041", "4808", "50", "5000", "500008"}) {
         expectRefused(decode3gpp2(messageWith(userData)));
@@ -275,7 +275,7 @@ TEST(Sms3gpp2, HeaderIndicator_WithoutAHeaderThatFits) {
     EXPECT_EQ(decode3gpp2(messageWith("1000", true)).result, 0);
 }
 
-TEST(Sms3gpp2, DebugOutput_TellsWhatWasFound) {
+TEST(Sms3gpp2, DebugOutput_PrintsTheDecodedMessage) {
     const std::string pdu = messageWith(HELLO).pdu();
     sms_t sms;
     testing::internal::CaptureStdout();

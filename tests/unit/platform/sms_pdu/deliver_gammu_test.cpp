@@ -5,8 +5,8 @@
 
 #include "tests/unit/platform/sms_pdu/support.h"
 
-// libgammu's decoder as an independent judge of ours. It reads beyond the end of PDUs that are not
-// well-formed, so it sees only those that ours has taken, with zeros behind them.
+// libgammu's decoder as an independent judge of ours. It reads beyond the end of malformed PDUs, so
+// it gets only PDUs that ours has accepted, followed by zeros.
 
 namespace {
 
@@ -33,8 +33,8 @@ std::string utf8Of(const unsigned char* unicode) {
     return utf8;
 }
 
-// Length counts what was in the PDU, characters or octets; of a text with pairs from the extension
-// table that is more than Text holds.
+// Length counts the characters or octets in the PDU; with pairs from the extension table it is more
+// than the length of Text.
 void setUserData(const GSM_SMSMessage& message, sVerdict& verdict) {
     const size_t length = static_cast<size_t>(message.Length);
     switch (message.Coding) {
@@ -144,20 +144,20 @@ struct sDifference {
 const char LEFT_OUT[] = "service centre left out; 8-bit data of class 1";
 
 const sDifference DIFFERENCES[] = {
-    // The judge adds 1990 to the years 90 to 99, which makes 2080 to 2089 of them.
+    // The judge adds 1990 to the years 90 to 99, which gives 2080 to 2089.
     {"national number, zone east", "time", "2089-03-29 15:16:59"},
     {"national number, zone east", "seconds", "3762940619"},
     {"short code; full part; reference 0; earliest year", "time", "2080-01-01 00:00:00"},
     {"short code; full part; reference 0; earliest year", "seconds", "3471221700"},
-    // It tells a reference of 0 as it is.
+    // It returns a reference of 0 unchanged.
     {"short code; full part; reference 0; earliest year", "reference", "0"},
-    // It gives up on a header that is longer than the user data, and the sender with it.
+    // It refuses a header that is longer than the user data, and then loses the sender too.
     {"alphanumeric sender, header announced but not there", "from", ""},
     {"alphanumeric sender, header announced but not there", "reference", "-1"},
     {"alphanumeric sender, header announced but not there", "part", "-1"},
     {"alphanumeric sender, header announced but not there", "parts", "-1"},
     {"alphanumeric sender, header announced but not there", "data", ""},
-    // It knows a concatenated message only by a header that holds nothing else.
+    // It recognises a concatenated message only by a header without other elements.
     {"no service centre; class 0; port address, then 16-bit reference; UCS2, a surrogate pair",
      "reference", "-1"},
     {"no service centre; class 0; port address, then 16-bit reference; UCS2, a surrogate pair",
@@ -197,7 +197,7 @@ std::string randomAddress(std::mt19937& random) {
     return hexOctet(number.size()) + (randomBelow(random, 2) == 0 ? "91" : "81") + swapped(number);
 }
 
-// Of the years that both read alike.
+// Years that both read alike.
 std::string randomStamp(std::mt19937& random) {
     const std::string zone = twoDigits(randomBelow(random, 80));
     const std::string stamp =
@@ -208,7 +208,7 @@ std::string randomStamp(std::mt19937& random) {
     return swapped(stamp) + zone[1] + tens;
 }
 
-// Escapes only where the extension table has something for them.
+// Escapes only before entries of the extension table.
 std::vector<uint8_t> randomSeptets(std::mt19937& random, size_t count) {
     static const uint8_t EXTENDED[] = {0x0A, 0x14, 0x28, 0x29, 0x2F, 0x3C, 0x3D, 0x3E, 0x40, 0x65};
     std::vector<uint8_t> septets;
@@ -221,7 +221,7 @@ std::vector<uint8_t> randomSeptets(std::mt19937& random, size_t count) {
     return septets;
 }
 
-// A reference other than 0 and more than one part: the judge tells those as they are.
+// A reference other than 0 and more than one part: the judge returns those unchanged.
 std::string randomHeader(std::mt19937& random) {
     const size_t parts = 2 + randomBelow(random, 254);
     const std::string numbers = hexOctet(parts) + hexOctet(1 + randomBelow(random, parts));
@@ -262,10 +262,10 @@ sTestDeliver randomDeliver(std::mt19937& random) {
 
 }  // namespace
 
-TEST(SmsGammu, Examples_AreReadAlikeButForTheDifferencesTold) {
+TEST(SmsGammu, Examples_AreReadAlikeExceptForTheListedDifferences) {
     for (const sExample& example : examples3gpp()) {
         SCOPED_TRACE(example.name);
-        // The judge wants the length of a service centre, though it be 0.
+        // The judge requires the length of a service centre, even if it is 0.
         const std::string prefix = std::string(example.name) == LEFT_OUT ? "00" : "";
         const sDecoded decoded = decode(example.pdu, example.length);
         const sVerdict verdict = judge(prefix + example.pdu);
@@ -298,8 +298,8 @@ TEST(SmsGammu, Alphabet_IsTheSame) {
     }
 }
 
-// For the judge an escape that means nothing is a superscript one in front of the character; TS
-// 23.038 wants it passed over, and a blank for an escape that is alone.
+// For the judge an undefined escape is a superscript one before the character. TS 23.038 requires
+// that it is skipped, and that an escape alone is a blank.
 TEST(SmsGammu, EscapeWithoutAMeaning_IsReadDifferently) {
     sTestDeliver deliver;
     deliver.length = 4;
@@ -312,9 +312,9 @@ TEST(SmsGammu, EscapeWithoutAMeaning_IsReadDifferently) {
     EXPECT_EQ(decode(deliver).text(), "a ");
 }
 
-// Where TS 23.038 reserves a scheme, a receiver takes it for the default alphabet (section 4); the
-// judge takes it for 8-bit data.
-TEST(SmsGammu, CodingSchemes_AreReadAlikeWhereTheyAreNotReserved) {
+// If TS 23.038 reserves a scheme, a receiver reads it as the default alphabet (section 4); the
+// judge reads it as 8-bit data.
+TEST(SmsGammu, CodingSchemes_AreReadAlikeUnlessReserved) {
     for (unsigned scheme = 0; scheme < 256; scheme++) {
         sTestDeliver deliver;
         deliver.scheme = hexOctet(scheme);
@@ -326,7 +326,7 @@ TEST(SmsGammu, CodingSchemes_AreReadAlikeWhereTheyAreNotReserved) {
         const bool groupReserved = group >= 0x8 && group <= 0xB;
         const bool bitReserved =
             (group >= 0xC && group <= 0xE && (scheme & 0x04) != 0) || (scheme & 0xF8) == 0xF8;
-        // Neither of us unpacks compressed text: it is 8-bit data here, a kind of its own there.
+        // Neither decoder unpacks compressed text: here it is 8-bit data, there a separate kind.
         const bool compressed = group < 0x8 && (scheme & 0x20) != 0;
         if (compressed) {
             EXPECT_EQ(ours, SMS_CODING_8BIT) << scheme;
@@ -345,8 +345,8 @@ TEST(SmsGammu, CodingSchemes_AreReadAlikeWhereTheyAreNotReserved) {
     }
 }
 
-// The judge tells what the element says; a part that cannot be makes the element none (TS 23.040
-// section 9.2.3.24.1), and a message of one part is a message.
+// The judge returns the values of the element. Here an impossible part number invalidates the
+// element (TS 23.040 section 9.2.3.24.1), and a message of one part is an ordinary message.
 TEST(SmsGammu, ImpossiblePart_IsReadDifferently) {
     for (const char* header : {"00032A0300", "00032A0304", "00032A0101"}) {
         const sTestDeliver deliver = deliverWithHeader(header, plainSeptets("text"));
@@ -356,7 +356,7 @@ TEST(SmsGammu, ImpossiblePart_IsReadDifferently) {
     }
 }
 
-// '*', '#' and the letters of a number are digits of TS 23.040; the judge has no number then.
+// '*', '#' and some letters are digits of a number in TS 23.040; the judge then returns no number.
 TEST(SmsGammu, DigitsAboveNine_AreReadDifferently) {
     sTestDeliver deliver;
     deliver.address = "0681BADCFE";
@@ -364,7 +364,7 @@ TEST(SmsGammu, DigitsAboveNine_AreReadDifferently) {
     EXPECT_EQ(decode(deliver).sms.from, "*#abc");
 }
 
-// An eighth septet of 0 is '@' here, the end of the text there.
+// An eighth septet of 0 is '@' here, but the end of the text there.
 TEST(SmsGammu, NameThatEndsInAnAt_IsReadDifferently) {
     sTestDeliver deliver;
     deliver.address = "0ED0E474D81C0EBB01";
@@ -372,7 +372,7 @@ TEST(SmsGammu, NameThatEndsInAnAt_IsReadDifferently) {
     EXPECT_EQ(decode(deliver).sms.from, "diafaan@");
 }
 
-// In 16-bit text the judge finds a private coding of old phones, in which 0001 leads in a '~'.
+// In 16-bit text the judge applies a private coding of old phones, in which 0001 introduces a '~'.
 TEST(SmsGammu, WideTildes_AreReadDifferently) {
     sTestDeliver deliver;
     deliver.scheme = "08";
@@ -382,7 +382,7 @@ TEST(SmsGammu, WideTildes_AreReadDifferently) {
     EXPECT_EQ(decode(deliver).hex(), "0041000100420043");
 }
 
-TEST(SmsGammu, RandomDelivered_AreReadAlike) {
+TEST(SmsGammu, RandomDeliveredMessages_AreReadAlike) {
     std::mt19937 random = seededRandom();
     for (int i = 0; i < ROUNDS; i++) {
         const sTestDeliver deliver = randomDeliver(random);
@@ -391,14 +391,14 @@ TEST(SmsGammu, RandomDelivered_AreReadAlike) {
     }
 }
 
-TEST(SmsGammu, RandomSent_AreReadAsTheyWereMeant) {
+TEST(SmsGammu, RandomSentMessages_AreReadCorrectly) {
     static const char SENDABLE[] = "@$\n\r_ !\"#%&'()*+,-./019:;<=>?AMZamz^{}\\[~]|";
     std::mt19937 random = seededRandom();
     for (int i = 0; i < ROUNDS; i++) {
         sms_encode_request_t request;
         request.number = randomDigits(random, 1 + randomBelow(random, 20));
         request.international = randomBelow(random, 2) == 1;
-        // The judge takes the shortest messages for cut off ones.
+        // The judge treats the shortest messages as cut off.
         for (size_t left = 10 + randomBelow(random, 909); left > 0; left--) {
             request.message += SENDABLE[randomBelow(random, sizeof SENDABLE - 1)];
         }

@@ -3,8 +3,8 @@
 #include "fuzz/decoded_message_check.h"
 #include "tests/unit/platform/sms_pdu/support.h"
 
-// PDUs that were cut or changed on their way. Run under the address sanitizer this also finds a
-// read beyond the end of any of them.
+// PDUs that were cut or changed in transit. Under the address sanitizer this also finds a read
+// beyond the end of a PDU.
 
 namespace {
 
@@ -25,7 +25,7 @@ void expectRefused(tDecoder decoder, const std::string& pdu, size_t length) {
     EXPECT_TRUE(isReset(sms)) << pdu << " " << length;
 }
 
-// Cut, with the length that was announced for the whole.
+// Cut, with the announced length of the whole PDU.
 void expectCutRefused(tDecoder decoder, const std::vector<sExample>& examples) {
     for (const sExample& example : examples) {
         for (size_t digits = 0; digits < example.pdu.size(); digits++) {
@@ -53,8 +53,8 @@ TEST(SmsRefusal, CutAnywhere_IsRefused) {
     expectCutRefused(sms_decode_3gpp2_pdu, examples3gpp2());
 }
 
-// The announced length is cut, too, so only the lengths within the PDU tell.
-TEST(SmsRefusal, CutAndAnnouncedSo_IsRefused3gpp) {
+// The announced length is cut too, so only the lengths within the PDU show the cut.
+TEST(SmsRefusal, CutWithTheAnnouncedLengthCutToo_IsRefused3gpp) {
     for (const sExample& example : examples3gpp()) {
         const size_t prefixDigits = example.pdu.size() - example.length * 2;
         for (size_t octets = 0; octets < example.length; octets++) {
@@ -63,8 +63,8 @@ TEST(SmsRefusal, CutAndAnnouncedSo_IsRefused3gpp) {
     }
 }
 
-// A cut between two elements of a 3GPP2 message leaves a sound one, though perhaps without a text.
-TEST(SmsRefusal, CutAndAnnouncedSo_IsSound3gpp2) {
+// A cut between two elements of a 3GPP2 message leaves a valid one, though perhaps without text.
+TEST(SmsRefusal, CutWithTheAnnouncedLengthCutToo_IsValid3gpp2) {
     for (const sExample& example : examples3gpp2()) {
         size_t taken = 0;
         for (size_t octets = 0; octets < example.length; octets++) {
@@ -77,7 +77,7 @@ TEST(SmsRefusal, CutAndAnnouncedSo_IsSound3gpp2) {
     }
 }
 
-TEST(SmsRefusal, AnyOctetChanged_IsRefusedOrSound) {
+TEST(SmsRefusal, AnyOctetChanged_IsRefusedOrValid) {
     expectChangesSound(sms_decode_pdu, examples3gpp());
     expectChangesSound(sms_decode_3gpp2_pdu, examples3gpp2());
 }
@@ -97,7 +97,7 @@ TEST(SmsRefusal, AnnouncedLonger_IsRefused) {
     }
 }
 
-TEST(SmsRefusal, ForeignDecoder_IsSound) {
+TEST(SmsRefusal, DecoderOfTheOtherFamily_RefusesOrGivesAValidMessage) {
     for (const sExample& example : examples3gpp()) {
         expectSound(sms_decode_3gpp2_pdu, example.pdu, example.pdu.size() / 2);
     }
@@ -106,7 +106,7 @@ TEST(SmsRefusal, ForeignDecoder_IsSound) {
     }
 }
 
-TEST(SmsRefusal, RandomOctets_AreRefusedOrSound) {
+TEST(SmsRefusal, RandomOctets_AreRefusedOrValid) {
     std::mt19937 random = seededRandom();
     for (int i = 0; i < 20000; i++) {
         const size_t octets = randomBelow(random, 200);

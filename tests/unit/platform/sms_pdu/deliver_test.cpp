@@ -36,7 +36,7 @@ TEST(SmsDeliver, Examples_GiveTheirFields) {
     }
 }
 
-TEST(SmsDeliver, ServiceCentre_OfAnyLengthIsSteppedOver) {
+TEST(SmsDeliver, ServiceCentre_OfAnyLengthIsSkipped) {
     const std::string centres[] = {"07917283010010F5", "00", "", "0181",
                                    "0B91729912345678901234F5"};
     for (const std::string& centre : centres) {
@@ -99,7 +99,7 @@ TEST(SmsDeliver, StatusReport_IsRefused) {
                25));
 }
 
-TEST(SmsDeliver, Protocol_IsOfNoInterest) {
+TEST(SmsDeliver, Protocol_IsIgnored) {
     for (unsigned protocol = 0; protocol < 256; protocol++) {
         sTestDeliver deliver;
         deliver.protocol = hexOctet(protocol);
@@ -127,7 +127,7 @@ TEST(SmsDeliver, Sender_Numbers) {
 
 TEST(SmsDeliver, Sender_Names) {
     EXPECT_EQ(senderOf("0DD0E474D81C0EBB01"), "diafaan");
-    // Seven septets are 13 halves of an octet; those who round up announce an eighth septet.
+    // Seven septets are 13 halves of an octet; senders that round up announce an eighth septet.
     EXPECT_EQ(senderOf("0ED0E474D81C0EBB01"), "diafaan@");
     EXPECT_EQ(senderOf("02D041"), "A");
     EXPECT_EQ(senderOf("01D001"), "");
@@ -166,7 +166,7 @@ TEST(SmsDeliver, ExtensionTable) {
     EXPECT_EQ(decodeSeptets({'a', 0x1B, 0x1B, 0x65}).text(), "a e");
 }
 
-TEST(SmsDeliver, AtSign_IsNoNul) {
+TEST(SmsDeliver, AtSign_IsNotTreatedAsNul) {
     const sDecoded decoded = decodeSeptets({0x00, 'a', 0x00, 0x00});
     EXPECT_EQ(decoded.text(), "@a@@");
     EXPECT_EQ(decoded.sms.userDataLength, 4u);
@@ -181,7 +181,7 @@ TEST(SmsDeliver, Septets_OfEveryLength) {
     }
 }
 
-TEST(SmsDeliver, LongestText_FitsItsBound) {
+TEST(SmsDeliver, LongestText_FitsIntoTheLimit) {
     const sDecoded decoded = decodeSeptets(std::vector<uint8_t>(160, 0x10));
     EXPECT_EQ(decoded.sms.userDataLength, SMS_MAX_TEXT_OCTETS);
     EXPECT_EQ(decoded.text().substr(316), "ΔΔ");
@@ -253,7 +253,7 @@ TEST(SmsDeliver, Empty_IsAMessage) {
     EXPECT_EQ(decoded.sms.from, "+27838890001");
 }
 
-TEST(SmsDeliver, EarlierResult_IsForgotten) {
+TEST(SmsDeliver, ResultOfAnEarlierCall_IsReset) {
     const sExample& part = examples3gpp()[7];
     sms_t sms;
     ASSERT_EQ(sms_decode_pdu(part.pdu, part.length, sms, false), 0);
@@ -266,7 +266,7 @@ TEST(SmsDeliver, EarlierResult_IsForgotten) {
     EXPECT_EQ(sms.userDataLength, 10u);
 }
 
-TEST(SmsDeliver, DebugOutput_TellsWithoutControlCharacters) {
+TEST(SmsDeliver, DebugOutput_HasNoControlCharacters) {
     sTestDeliver deliver;
     deliver.address = "07D0" + packedHex({'A', 0x0A, 'B', 0x0D});
     sms_t sms;

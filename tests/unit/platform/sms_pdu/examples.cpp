@@ -60,7 +60,7 @@ const std::vector<sExample>& examples3gpp() {
     return s_examples;
 }
 
-// Made up; the texts were packed with the tables of 3GPP TS 23.038 by other means.
+// Made up; the texts were packed by other means with the tables of 3GPP TS 23.038.
 const std::vector<sExample>& examplesInNationalLanguages() {
     static const std::vector<sExample> s_examples = {
         {"Turkish single shift",

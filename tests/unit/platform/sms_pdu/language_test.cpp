@@ -2,8 +2,8 @@
 
 #include "tests/unit/platform/sms_pdu/support.h"
 
-// National language tables, 3GPP TS 23.038 annex A. What is expected is written down here once more
-// from the standard, as differences from the default tables.
+// National language tables, 3GPP TS 23.038 annex A. The expected tables were written again from the
+// standard, as differences from the default tables.
 
 namespace {
 
@@ -30,7 +30,7 @@ std::string read(const std::string& header, const std::vector<uint8_t>& septets)
     return decoded.text();
 }
 
-// A header without an element of its own stands for the default tables.
+// A header without an element means the default tables.
 std::string expected(uint8_t septet, bool extended, const tDifferences& differences) {
     for (const sDifference& difference : differences)
         if (difference.septet == septet) return difference.utf8;
@@ -102,7 +102,7 @@ TEST(SmsLanguage, LockingShift_ReplacesTheMainTable) {
                  {0x5C, "Õ"}, {0x5D, "Ú"}, {0x60, "~"},  {0x7B, "ã"}, {0x7C, "õ"}, {0x7D, "`"}});
 }
 
-TEST(SmsLanguage, EachShift_LeavesTheOtherTableAlone) {
+TEST(SmsLanguage, EachShift_KeepsTheOtherTable) {
     for (const char* header : {TURKISH_SINGLE, SPANISH_SINGLE, PORTUGUESE_SINGLE})
         expectTable(header, false, {});
     EXPECT_EQ(read(TURKISH_LOCKING, {ESCAPE, 0x65, ESCAPE, 0x3C, ESCAPE, 0x69}), "€[i");
@@ -145,8 +145,8 @@ TEST(SmsLanguage, ElementsThatDoNotAddUp_AreAllIgnored) {
     EXPECT_EQ(read(std::string(TURKISH_SINGLE) + "7005AA", {ESCAPE, 0x73}), "s");
 }
 
-// The text begins at the first septet border behind all of the header.
-TEST(SmsLanguage, BesideAConcatenation_BothCount) {
+// The text begins at the first septet border after the whole header.
+TEST(SmsLanguage, TogetherWithAConcatenation_BothCount) {
     const std::string parts[] = {"00032A0302", "08041234" + std::string("0302")};
     for (const std::string& part : parts) {
         for (const std::string& header :
@@ -161,7 +161,7 @@ TEST(SmsLanguage, BesideAConcatenation_BothCount) {
     }
 }
 
-TEST(SmsLanguage, OtherCodings_AreNotTouched) {
+TEST(SmsLanguage, OtherCodings_AreNotAffected) {
     sTestDeliver deliver;
     deliver.firstOctet = "44";
     deliver.userData = std::string("03") + TURKISH_LOCKING + "0107";
@@ -180,14 +180,14 @@ TEST(SmsLanguage, SenderName_IsInTheDefaultAlphabet) {
     EXPECT_EQ(decoded.text(), "ı");
 }
 
-TEST(SmsLanguage, LongestText_StaysWhole) {
+TEST(SmsLanguage, LongestText_IsComplete) {
     std::string text;
     for (int i = 0; i < 155; i++)
         text += "ş";
     EXPECT_EQ(read(TURKISH_LOCKING, std::vector<uint8_t>(155, 0x1D)), text);
 }
 
-// Three octets each: more than the text may have. The characters are still all there.
+// Three octets each: more than the limit of a text. No character is lost.
 TEST(SmsLanguage, TextOfNothingButEuroSigns_IsGivenInSixteenBits) {
     const sDecoded decoded =
         decode(deliverWithHeader(TURKISH_LOCKING, std::vector<uint8_t>(150, 0x04)));
@@ -198,7 +198,7 @@ TEST(SmsLanguage, TextOfNothingButEuroSigns_IsGivenInSixteenBits) {
     EXPECT_EQ(decoded.hex(), hex);
 }
 
-TEST(SmsLanguage, In3gpp2_GsmAlphabetKnowsThemToo) {
+TEST(SmsLanguage, In3gpp2_GsmAlphabetSupportsThemToo) {
     sTest3gpp2 message;
     message.hasHeader = true;
     const std::string header = std::string("03") + TURKISH_SINGLE;

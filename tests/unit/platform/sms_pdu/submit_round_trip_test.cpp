@@ -8,8 +8,7 @@ namespace {
 
 constexpr int ROUNDS = 2000;
 
-// Characters of the default alphabet with the septets that stand for them, the extension table's
-// last.
+// Characters of the default alphabet with their septets; those of the extension table come last.
 struct sCharacter {
     const char* utf8;
     std::vector<uint8_t> septets;
@@ -44,7 +43,7 @@ sMessage randomMessage(std::mt19937& random, size_t maxSeptets) {
 }
 
 // What a network would deliver for a SUBMIT PDU of sms_encode_pdus: number, user data and its
-// length stand in both.
+// length are in both.
 sDecoded decodeSubmitted(const std::string& pdu, size_t numberDigits) {
     const size_t addressDigits = 4 + (numberDigits + 1) / 2 * 2;
     const size_t lengthAt = 6 + addressDigits + 4;

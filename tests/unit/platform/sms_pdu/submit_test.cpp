@@ -25,7 +25,7 @@ void expectRefused(const sms_encode_request_t& request, int type = 0) {
     EXPECT_TRUE(result.pdus.empty());
 }
 
-// What stands in front of TP-UDL for the number of encode().
+// The octets before TP-UDL for the number of encode().
 const char SINGLE[] = "0001000B916407281553F80000";
 const char PART[] = "0041000B916407281553F80000";
 
@@ -43,7 +43,7 @@ sPart partOf(const std::string& pdu) {
     const std::string userData = pdu.substr(28);
     EXPECT_EQ(userData.size() / 2, (part.length * 7 + 7) / 8);
     EXPECT_LE(userData.size() / 2, 140u);
-    // The last fill bit and what is left behind the last septet are zero.
+    // The last fill bit and the bits after the last septet are zero.
     EXPECT_EQ(std::stoul(userData.substr(12, 2), nullptr, 16) & 1, 0u);
     part.septets = septetsOfHex(userData, 49, part.length - 7);
     EXPECT_EQ(userData.substr(12), packedHex(part.septets, 1));
@@ -166,7 +166,7 @@ TEST(SmsSubmit, LongestMessages) {
         EXPECT_EQ(partOf(pdu).header.substr(8, 2), "0D");
 }
 
-TEST(SmsSubmit, EscapePairs_AreNotDivided) {
+TEST(SmsSubmit, EscapePairs_AreNotSplit) {
     for (size_t before = 140; before < 160; before++) {
         const std::string message =
             std::string(before, 'a') + "{" + std::string(160, 'b') + "€}" + std::string(20, 'c');
@@ -206,7 +206,7 @@ TEST(SmsSubmit, SameNumberSentTwice_TakesANewReference) {
     EXPECT_EQ(encode("short"), encode("short"));
 }
 
-TEST(SmsSubmit, DebugOutput_TellsThePdus) {
+TEST(SmsSubmit, DebugOutput_PrintsThePdus) {
     sms_encode_request_t request;
     request.number = "1234";
     request.message = "hi";

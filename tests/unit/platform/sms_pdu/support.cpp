@@ -126,7 +126,7 @@ std::string userData3gpp2(unsigned encoding, unsigned width, const std::vector<u
 
 namespace {
 
-// A record that a message has been in before.
+// A record that contained a message before.
 sDecoded usedRecord() {
     sDecoded decoded;
     decoded.sms.from = "left over";

@@ -8,8 +8,8 @@
 
 #include "platform/include/sms_pdu.h"
 
-// PDUs for the tests of the short message codec, put together without any of the codec's own code,
-// with texts of ones and zeros in place of shifts.
+// PDUs for the tests of the short message codec, built without code of the codec, with texts of
+// ones and zeros instead of shifts.
 
 // Bits as '0' and '1', most significant first.
 std::string bitsOf(unsigned value, unsigned width);
@@ -19,7 +19,7 @@ std::string hexOfText(const std::string& octets);
 std::string octetsOfHexText(const std::string& hex);
 std::string hexOctet(size_t value);
 
-// Septets packed from the low end, behind fillBits zero bits.
+// Septets packed from the low end, after fillBits zero bits.
 std::string packedHex(const std::vector<uint8_t>& septets, unsigned fillBits = 0);
 // Septets of characters whose code is the same in ASCII and in the default alphabet.
 std::vector<uint8_t> plainSeptets(const std::string& text);
@@ -42,7 +42,7 @@ struct sTestDeliver {
     size_t announced() const;
 };
 
-// With a header (its octets without the length, in hexadecimal) and septets behind it.
+// With a header (its octets without the length, in hexadecimal), followed by septets.
 sTestDeliver deliverWithHeader(const std::string& header, const std::vector<uint8_t>& septets);
 
 // A 3GPP2 point-to-point message, element by element in hexadecimal.
@@ -59,7 +59,7 @@ struct sTest3gpp2 {
 
 std::string element(unsigned identifier, const std::string& hex);
 std::string transportMessage(const std::string& addressHex, const std::string& bearerDataHex);
-// The user data subparameter of fields of a width.
+// The user data subparameter with fields of the given width.
 std::string userData3gpp2(unsigned encoding, unsigned width, const std::vector<unsigned>& fields);
 
 struct sDecoded {
@@ -74,7 +74,7 @@ sDecoded decode(const sTestDeliver& deliver);
 sDecoded decode3gpp2(const std::string& pdu, size_t length);
 sDecoded decode3gpp2(const sTest3gpp2& message);
 
-// A whole PDU with what is to come out of it.
+// A complete PDU with the expected message.
 struct sExample {
     const char* name;
     std::string pdu;
@@ -91,14 +91,14 @@ struct sExample {
 
 const std::vector<sExample>& examples3gpp();
 const std::vector<sExample>& examples3gpp2();
-// Apart, since the judge of the others knows no such tables.
+// Separate, because the judge of the others does not support these tables.
 const std::vector<sExample>& examplesInNationalLanguages();
 
 void expectExample(const sExample& example, const sDecoded& decoded);
-// Refused, and nothing is left in the record.
+// Expects that the PDU is refused and the record is empty.
 void expectRefused(const sDecoded& decoded);
 
-// Seeded from the environment variable CELLSLOT_SEED, else anew each time; the seed is printed.
+// Seeded from the environment variable CELLSLOT_SEED, or else at random; the seed is printed.
 std::mt19937 seededRandom();
 size_t randomBelow(std::mt19937& random, size_t end);
 std::string randomDigits(std::mt19937& random, size_t count);

@@ -39,7 +39,7 @@ TEST(SmsHeader, ReferenceZero_IsReportedAs65536) {
     expectParts("080400000202", {65536, 2, 2});
 }
 
-TEST(SmsHeader, OtherElementsInFront_AreSteppedOver) {
+TEST(SmsHeader, OtherElementsBefore_AreSkipped) {
     expectParts("050423F0000000032A0302", {0x2A, 2, 3});
     expectParts(
         "24010125010170007F0008041234"
@@ -51,7 +51,7 @@ TEST(SmsHeader, OtherElementsInFront_AreSteppedOver) {
         {0x2A, 2, 3});
 }
 
-TEST(SmsHeader, NationalLanguages_AreNoParts) {
+TEST(SmsHeader, NationalLanguageElements_DoNotMakeParts) {
     expectParts("240101", SINGLE);
     expectParts("250103", SINGLE);
     expectParts("2401FF25010000032A0302", {0x2A, 2, 3});
@@ -67,7 +67,7 @@ TEST(SmsHeader, ImpossiblePart_IsIgnored) {
     expectParts(
         "00032A0302"
         "0003010200",
-        {0x2A, 2, 3});  // the sound one stays
+        {0x2A, 2, 3});  // the valid one stays
 }
 
 TEST(SmsHeader, PartOneOfOne_IsASingleMessage) {
@@ -159,7 +159,7 @@ TEST(SmsHeader, FillsTheUserData_LeavesAnEmptyText) {
     }
 }
 
-// The septets announced end within the header, though its octets are there.
+// The announced septets end within the header, although all octets of the header exist.
 TEST(SmsHeader, LongerThanTheSeptetsButNotTheOctets_LeavesAnEmptyText) {
     sTestDeliver deliver;
     deliver.firstOctet = "44";
@@ -181,7 +181,7 @@ TEST(SmsHeader, AnnouncedWithoutUserData_IsAnEmptyMessage) {
     EXPECT_EQ(decoded.sms.userDataLength, 0u);
 }
 
-TEST(SmsHeader, InFrontOfOctetsAndWideText) {
+TEST(SmsHeader, BeforeOctetsAndWideText_IsRead) {
     sTestDeliver deliver;
     deliver.firstOctet = "44";
     deliver.scheme = "04";

@@ -33,13 +33,13 @@ int setValue(const std::string& key, const std::string& value) {
     return skvs_set(key.c_str(), value.c_str());
 }
 
-// A process that runs work and ends with its result. The parent's store must be closed meanwhile:
-// a process does not share its open store with its children.
+// A child process that runs work and exits with its result. The parent's store must be closed
+// meanwhile: a process must not share its open store with its children.
 pid_t startProcess(const std::function<int()>& work) {
     const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("no process");  // never to be taken for a process id
+    if (child < 0) throw std::runtime_error("no process");  // -1 must never be used as a process id
     if (child > 0) return child;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that is ended leaves no writers behind
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // no writer survives a test that is ended
     _exit(work());
 }
 
@@ -71,7 +71,7 @@ class KeyValueStore : public testing::Test {
 
 }  // namespace
 
-TEST_F(KeyValueStore, Value_IsReadBackByThisAndLaterOpenings) {
+TEST_F(KeyValueStore, Value_IsReadByThisAndLaterProcesses) {
     EXPECT_EQ(setValue("KEY", "value"), 0);
     EXPECT_EQ(valueOf("KEY"), "value");
     reopen();
@@ -83,7 +83,7 @@ TEST_F(KeyValueStore, Value_IsReadBackByThisAndLaterOpenings) {
     EXPECT_TRUE(capturedLog().empty());
 }
 
-TEST_F(KeyValueStore, MissingStore_IsEmptyAndReadingMakesNone) {
+TEST_F(KeyValueStore, MissingStore_IsEmptyAndReadingDoesNotCreateIt) {
     char buffer[5] = "abcd";
     EXPECT_EQ(skvs_get("KEY", buffer, sizeof buffer), -1);
     EXPECT_STREQ(buffer, "");
@@ -123,7 +123,7 @@ TEST_F(KeyValueStore, LongestKeyAndValue_AreStored) {
     EXPECT_EQ(valueOf(key), value);
 }
 
-TEST_F(KeyValueStore, UnfitKeyOrValue_IsRefusedAndNothingStored) {
+TEST_F(KeyValueStore, InvalidKeyOrValue_IsRefusedAndNothingStored) {
     const std::string longKey(501, 'k');
     char buffer[5];
     EXPECT_NE(setValue("", "value"), 0);
@@ -199,7 +199,7 @@ TEST_F(KeyValueStore, EmptyOrUnbegunBatch_IsWithoutEffect) {
     EXPECT_FALSE(fileExists(m_store));
 }
 
-TEST_F(KeyValueStore, FullStore_RefusesAndSaysSoOnce) {
+TEST_F(KeyValueStore, FullStore_RefusesAndLogsItOnce) {
     int stored = 0;
     while (stored < 5000 && setValue("KEY" + std::to_string(stored), std::string(4096, 'v')) == 0) {
         stored++;
@@ -215,7 +215,7 @@ TEST_F(KeyValueStore, FullStore_RefusesAndSaysSoOnce) {
     EXPECT_EQ(valueOf("KEY0"), "small");
 }
 
-TEST_F(KeyValueStore, BatchThatDoesNotFitWhole_StoresWhatFits) {
+TEST_F(KeyValueStore, BatchThatDoesNotFitCompletely_StoresWhatFits) {
     setValue("A", "old");
     setValue("B", "old");
     for (int i = 0; setValue("KEY" + std::to_string(i), std::string(4096, 'v')) == 0; i++) {
@@ -231,7 +231,7 @@ TEST_F(KeyValueStore, BatchThatDoesNotFitWhole_StoresWhatFits) {
         EXPECT_EQ(valueOf("LARGE"), "(missing)");
         EXPECT_EQ(setValue("A", "new" + std::to_string(round)), 0);  // stored already
     }
-    EXPECT_EQ(capturedLog().size(), 1u) << "that it is full is told once";
+    EXPECT_EQ(capturedLog().size(), 1u) << "a full store is logged once";
 }
 
 TEST_F(KeyValueStore, TenThousandUpdates_DoNotLetItGrow) {
@@ -253,7 +253,7 @@ TEST_F(KeyValueStore, UnusableFolder_FailsWithItsCause) {
     EXPECT_EQ(errno, ENOTDIR);
 }
 
-TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsMadeAnew) {
+TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsCreatedAgain) {
     setValue("KEY", "value");
     EXPECT_EQ(valueOf("KEY"), "value");
     std::filesystem::remove_all(m_store);
@@ -263,7 +263,7 @@ TEST_F(KeyValueStore, StoreThatIsRemovedWhileOpen_IsMadeAnew) {
     EXPECT_EQ(valueOf("KEY"), "value");
 }
 
-TEST_F(KeyValueStore, LockFileThatIsRemovedWhileOpen_IsMadeAnew) {
+TEST_F(KeyValueStore, LockFileThatIsRemovedWhileOpen_IsCreatedAgain) {
     setValue("KEY", "value");
     ASSERT_EQ(unlink((m_store + "/lock.mdb").c_str()), 0);
     EXPECT_EQ(valueOf("KEY"), "value");
@@ -284,7 +284,7 @@ TEST_F(KeyValueStore, FileCutWhileOpen_NeverCrashes) {
     }
 }
 
-TEST_F(KeyValueStore, LinkInThePlaceOfAFile_IsReplacedAndNotFollowed) {
+TEST_F(KeyValueStore, LinkInPlaceOfAFile_IsReplacedAndNotFollowed) {
     const std::string outside = m_folder / "outside";
     for (const char* name : {"/data.mdb", "/lock.mdb"}) {
         for (const bool hard : {false, true}) {
@@ -303,14 +303,14 @@ TEST_F(KeyValueStore, LinkInThePlaceOfAFile_IsReplacedAndNotFollowed) {
     }
 }
 
-TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
+TEST_F(KeyValueStore, DamagedFile_IsMovedAwayByTheNextWriter) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
     const std::string garbage(20'000, '\xA5');
     writeFile(m_store + "/data.mdb", garbage);
     reopen();
     EXPECT_EQ(valueOf("KEY"), "(missing)");
-    EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));  // a reader leaves it alone
+    EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));  // a reader does not move it
     EXPECT_EQ(setValue("KEY", "new"), 0);
     EXPECT_EQ(valueOf("KEY"), "new");
     EXPECT_EQ(readFile(m_store + "/data.mdb.broken"), garbage);
@@ -319,7 +319,7 @@ TEST_F(KeyValueStore, DamagedFile_IsPutAsideByTheNextWriter) {
               1u);
 }
 
-TEST_F(KeyValueStore, DamagedLockFile_IsGotOver) {
+TEST_F(KeyValueStore, DamagedLockFile_IsReplaced) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
     writeFile(m_store + "/lock.mdb", std::string(8192, '\xA5'));
@@ -328,7 +328,7 @@ TEST_F(KeyValueStore, DamagedLockFile_IsGotOver) {
     EXPECT_EQ(valueOf("OTHER"), "new");
 }
 
-// Pages lost, overwritten or cut off: values may be gone, but nothing crashes, and the store can be
+// Pages lost, overwritten or cut off: values may be lost, but nothing crashes, and the store can be
 // written afterwards.
 TEST_F(KeyValueStore, DamagedPages_NeverCrash) {
     constexpr size_t PAGE = 4096;
@@ -394,7 +394,7 @@ TEST_F(KeyValueStore, SeveralWritersAtOnce_LoseNothing) {
     EXPECT_EQ(entries.size(), static_cast<size_t>(WRITERS * KEYS));
 }
 
-TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
+TEST_F(KeyValueStore, SeveralProcessesThatFindItDamaged_ShareOneNewStore) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
     for (int round = 0; round < 10; round++) {
@@ -417,9 +417,8 @@ TEST_F(KeyValueStore, SeveralWhoFindItDamaged_ShareOneNewStore) {
     }
 }
 
-// Each batch sets two keys to the same text, so a store that shows two different ones was caught
-// half way.
-TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
+// Each batch sets two keys to the same text; two different texts would show a half-written batch.
+TEST_F(KeyValueStore, KilledWriters_LeaveACompleteStoreAndBlockNobody) {
     setKeyValueStorePath("/nonexistent");
     std::set<std::string> seen;
     int working[2];
@@ -436,7 +435,7 @@ TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
                     setValue("FIRST", value);
                     setValue("MIDDLE" + std::to_string(i % 50), value);
                     setValue("LAST", value);
-                    // Readers that lose the processor may hold all pages for a moment.
+                    // Readers that lose the processor may keep all pages in use for a moment.
                     const int result = skvs_batch_end();
                     if (result != 0 && result != MDB_MAP_FULL) return 1;
                     if (i == 0 && write(working[1], "", 1) != 1) return 2;
@@ -464,7 +463,7 @@ TEST_F(KeyValueStore, KilledWriters_LeaveAWholeStoreAndBlockNobody) {
     }
     close(working[0]);
     close(working[1]);
-    EXPECT_GT(seen.size(), 20u);  // nearly every round got to work
+    EXPECT_GT(seen.size(), 20u);  // nearly every round wrote something
     EXPECT_FALSE(fileExists(m_store + "/data.mdb.broken"));
 }
 

@@ -198,7 +198,7 @@ TEST(ReadFile2String, LongFile_IsCut) {
     }
 }
 
-TEST(ReadFile2String, FileOfTheKernel_IsReadWhateverItsSizeSays) {
+TEST(ReadFile2String, FileOfTheKernel_IsReadWhateverItsReportedSize) {
     std::string text;
     ASSERT_TRUE(readFile2String("/proc/self/stat", text, NO_LIMIT));  // stat says 0 bytes
     EXPECT_EQ(text.substr(0, text.find(' ')), std::to_string(getpid()));
@@ -206,7 +206,7 @@ TEST(ReadFile2String, FileOfTheKernel_IsReadWhateverItsSizeSays) {
     EXPECT_TRUE(isStringNumeric(cleanWhiteSpace(text))) << text;
 }
 
-TEST(ReadFile2String, WhatIsNoRegularFile_IsRefusedAtOnceWithACause) {
+TEST(ReadFile2String, NotARegularFile_IsRefusedAtOnceWithACause) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     ASSERT_EQ(symlink("nowhere", (folder / "dangling").c_str()), 0);
@@ -235,7 +235,7 @@ TEST(ReadFile2String, WhatIsNoRegularFile_IsRefusedAtOnceWithACause) {
     close(listening);
 }
 
-// The first page of a process is mapped nowhere.
+// The first page of a process is never mapped.
 TEST(ReadFile2String, FileThatCannotBeRead_IsAFailureWithItsCause) {
     std::string text = "before";
     EXPECT_FALSE(readFile2String("/proc/self/mem", text, 100));
@@ -243,7 +243,7 @@ TEST(ReadFile2String, FileThatCannotBeRead_IsAFailureWithItsCause) {
     EXPECT_EQ(text, "");
 }
 
-TEST(ReadFile2String, Link_IsFollowedOnlyWhereAllowed) {
+TEST(ReadFile2String, Link_IsFollowedOnlyIfAllowed) {
     const cTempFolder folder;
     writeFile(folder / "file", "content");
     ASSERT_EQ(symlink("file", (folder / "link").c_str()), 0);

@@ -49,7 +49,7 @@ TEST_F(Timer, Started_RunsUntilItsPeriodIsOver) {
     expect(timer, true, false, true, 10);
 }
 
-TEST_F(Timer, Expired_StaysEnabledAndGoesOnCounting) {
+TEST_F(Timer, Expired_StaysEnabledAndKeepsCounting) {
     cTimer timer(0, 10);
     timer.Start();
     g_nowMs += 3'600'000;
@@ -108,7 +108,7 @@ TEST_F(Timer, SetTimeout_NeitherStartsNorStops) {
     EXPECT_EQ(timer.GetTimeout(), 30u);
 }
 
-TEST_F(Timer, LongestTime_IsHeldAtTheLargestNumber) {
+TEST_F(Timer, LongestTime_IsLimitedToTheLargestNumber) {
     cTimer timer(0, ~0u);
     timer.Start();
     g_nowMs += 5'000'000'000'000'000;
