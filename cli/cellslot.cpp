@@ -17,7 +17,7 @@
 
 namespace {
 
-// "cellslot sms send": as far as the words of the command line could be followed.
+// "cellslot sms send": the part of the command line that was recognised.
 std::string nameOf(const CLI::App& command) {
     const CLI::App* parent = command.get_parent();
     return (parent == nullptr ? "" : nameOf(*parent) + " ") + command.get_name();
@@ -28,7 +28,7 @@ const CLI::App& lastFollowed(const CLI::App& command) {
     return followed.empty() ? command : lastFollowed(*followed.front());
 }
 
-// The parser says of a subcommand that it does not know that one is missing.
+// For an unknown subcommand the parser only reports that one is missing.
 std::string unknownSubcommand(const CLI::App& command) {
     const std::vector<std::string> words = command.remaining();
     if (words.empty() || command.get_require_subcommand_min() == 0) return "";
@@ -36,18 +36,18 @@ std::string unknownSubcommand(const CLI::App& command) {
     for (const CLI::App* subcommand : command.get_subcommands({}))
         names.push_back(subcommand->get_name());
     const std::string meant = likelyMeant(words.front(), names);
-    return "there is no " + nameOf(command) + " " + printableLine(words.front()) +
-           (meant.empty() ? "" : "; is " + meant + " meant?");
+    return "unknown subcommand: " + nameOf(command) + " " + printableLine(words.front()) +
+           (meant.empty() ? "" : "; did you mean " + meant + "?");
 }
 
-// What was asked for and could not be printed was not shown.
+// Output that cannot be written is a failure, even if the subcommand succeeded.
 eExitStatus printed(sCliContext& context, std::ostream& err) {
     if (context.out.flush()) return context.exitStatus;
-    err << "cellslot: the output cannot be written; is there room for it?\n";
+    err << "cellslot: cannot write the output; check the free disk space\n";
     return eExitStatus::FAILED;
 }
 
-// Only the words before a subcommand were given.
+// The command line ends before a subcommand that is required.
 bool isIncomplete(const CLI::App& command) {
     return command.get_require_subcommand_min() != 0 && command.remaining().empty() &&
            command.get_subcommands().empty();
@@ -70,11 +70,11 @@ eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, sCliCo
 
 eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
                         std::ostream& err) {
-    CLI::App app("Shows and steers the cellular modems of this gateway.", "cellslot");
+    CLI::App app("Show and control the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Each has a --help of its own; the manual: man cellslot\n"
+        "Details: cellslot SUBCOMMAND --help, man cellslot\n"
         "Examples:\n"
         "  cellslot status\n"
         "  cellslot doctor -q");

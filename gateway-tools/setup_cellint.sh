@@ -1,20 +1,19 @@
 #!/bin/sh
-# Brings the cellular network interface up with the addresses that the modem reported, or removes what
-# an earlier --up set. Run by cellslotd; --help shows the options.
+# Brings the cellular network interface up with the addresses that the modem reported, or undoes what
+# an earlier --up changed. cellslotd runs it; --help lists the options.
 #
-# --up notes each change in /run/cellslot/cellint.IF before it makes it, one line each, so that --down
-# (or a failed --up) undoes exactly these changes, the last one first. A second --up first undoes the
-# previous one. The words of the options come from the network: each is checked before anything is
-# changed, and none is evaluated.
+# --up notes each change in /run/cellslot/cellint.IF before it makes it, one per line, so that --down
+# (or a failed --up) undoes exactly these, last change first. A second --up first undoes the earlier
+# one. Option values come from the network: all are checked before anything is changed, and none is
+# evaluated.
 set -u
 export LC_ALL=C
 
 PROGRAM=setup_cellint.sh
 STATE_FOLDER=/run/cellslot
 RESOLV_CONF=/etc/resolv.conf
-# Higher than the metric of default routes of wired interfaces (usually 100; the kernel's for IPv6:
-# 1024), so that those stay preferred. The interface's number is added, so that modems have different
-# metrics.
+# Larger than the metrics of wired default routes (usually 100; the kernel's own for IPv6: 1024), so
+# that those stay preferred. The interface's number is added, so that several modems do not collide.
 IPV4_METRIC=700
 IPV6_METRIC=1724
 LOCK_SECONDS=30
@@ -40,24 +39,24 @@ Usage: setup_cellint.sh -i IF --up [OPTION]...
 Sets a cellular network interface up, or undoes what an earlier --up changed.
 
   -i IF           the interface
-  --up            set up; an earlier set-up of the same interface is undone first
-  --down          undo; nothing to undo is no error
-  -m MTU          60 to 65535; IPv4 needs 68, so less becomes 68
+  --up            set the interface up; an earlier --up is undone first
+  --down          undo an earlier --up; nothing to undo is not an error
+  -m MTU          60 to 65535; less than 68 becomes 68, which IPv4 needs
   --address A --netmask M --gateway G
-                  an IPv4 address, mask and gateway; may be repeated. Mask and gateway may be empty
-                  (the next option follows): then /32, and routes lead to the device itself
-  --dns D         a name server, IPv4 or IPv6; may be repeated, may be empty (then ignored)
-  --ptp           point-to-point: the gateway becomes the address's peer, the mask is not used
+                  an IPv4 address, mask and gateway; may be repeated. Mask and gateway may have no
+                  value: the prefix is then /32, and routes lead to the device itself
+  --dns D         a name server, IPv4 or IPv6; may be repeated; ignored without a value
+  --ptp           point-to-point: the gateway is the peer of the address, the mask is not used
   --defaultroute  a default route through the first group's gateway, or through the device
   --ipv6auto      take IPv6 addresses and routes from router advertisements
   --ipv6only      no IPv4: the address groups are ignored
-  --debug         show each step
-  -h, --help      this text
+  --debug         report each step
+  -h, --help      show this text
 
 Name servers go to systemd-resolved or resolvconf if one of them manages /etc/resolv.conf, otherwise
-into that file: with --defaultroute before the servers that are there, else after them. Messages go to
-standard error and to the system log. Exit status: 0 done, 1 failed (all changes have been undone),
-2 wrong usage.
+into that file: with --defaultroute before the existing servers, without it after them.
+Messages go to standard error and the system log.
+Exit status: 0 done, 1 failed (all changes were undone), 2 wrong usage.
 TEXT
 }
 
@@ -76,13 +75,13 @@ usageError() {
     exit 2
 }
 
-# Closes the lock: a service that a hook of resolvconf starts would hold it as long as it runs.
+# Without the lock: a service started by a hook of resolvconf would hold it for its lifetime.
 run() {
     trace "$*"
     "$@" 9>&-
 }
 
-# ---- checks of the options ----------------------------------------------------------------------
+# ---- checks of option values --------------------------------------------------------------------
 
 # Without leading zeros, because the tools would read the number as octal.
 isNumber() { # TEXT HIGHEST
@@ -121,8 +120,8 @@ isIpv6() {
     [ "${#1}" -le 45 ]
 }
 
-# Bits of a dotted mask; fails if a one follows a zero. 0.0.0.0 and an empty mask give no subnet, so
-# only the address itself is ours.
+# Prefix length of a dotted mask; fails if the mask has a one after a zero. 0.0.0.0 and an empty mask
+# describe no subnet, so the prefix is that of the address alone.
 prefixOf() { # MASK
     case $1 in
     - | 0.0.0.0)
@@ -178,12 +177,12 @@ closeGroup() {
 takeValue() { # OPTION VALUE
     case $1 in
     -i)
-        isInterfaceName "$2" || usageError "-i: '$2' is no interface name"
+        isInterfaceName "$2" || usageError "-i: '$2' is not an interface name"
         interface=$2
         ;;
     -m)
         if ! isNumber "$2" 65535 || [ "$2" -lt 60 ]; then
-            usageError "-m: '$2' is no MTU (60 to 65535)"
+            usageError "-m: '$2' is not an MTU (60 to 65535)"
         fi
         # The daemon accepts 60 and more, but IPv4 needs 68 (RFC 791): better 68 than no connection.
         mtu=$2
@@ -191,19 +190,19 @@ takeValue() { # OPTION VALUE
         ;;
     --address)
         closeGroup
-        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 address"
+        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is not an IPv4 address"
         groupOpen=yes
         address=${2:--}
         ;;
     --netmask)
         [ "$groupOpen" = yes ] || usageError "$1 without --address"
-        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 mask"
+        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is not an IPv4 mask"
         mask=${2:--}
-        prefixOf "$mask" >/dev/null || usageError "$1: '$2' is no IPv4 mask"
+        prefixOf "$mask" >/dev/null || usageError "$1: '$2' is not an IPv4 mask"
         ;;
     --gateway)
         [ "$groupOpen" = yes ] || usageError "$1 without --address"
-        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is no IPv4 address"
+        [ -z "$2" ] || isIpv4 "$2" || usageError "$1: '$2' is not an IPv4 address"
         # Some modems report 0.0.0.0 or the address itself if there is no gateway.
         case $2 in
         '' | 0.0.0.0 | "$address") gateway=- ;;
@@ -212,7 +211,7 @@ takeValue() { # OPTION VALUE
         ;;
     --dns)
         if [ -n "$2" ]; then
-            isIpv4 "$2" || isIpv6 "$2" || usageError "$1: '$2' is no IP address"
+            isIpv4 "$2" || isIpv6 "$2" || usageError "$1: '$2' is not an IP address"
             case $NEWLINE$nameServers in
             *"$NEWLINE$2$NEWLINE"*) ;;
             *) nameServers=$nameServers$2$NEWLINE ;;
@@ -239,7 +238,7 @@ parseArguments() {
             exit 0
             ;;
         -i | -m | --address | --netmask | --gateway | --dns)
-            # An empty value leaves no word, so the next word is the next option.
+            # An empty value leaves no argument: the next one is the next option.
             case ${2:-} in
             -* | '')
                 takeValue "$1" ''
@@ -253,16 +252,16 @@ parseArguments() {
                 ;;
             esac
             ;;
-        *) usageError "unknown word '$1' (--help shows the options)" ;;
+        *) usageError "unknown argument '$1' (see --help)" ;;
         esac
         shift
     done
     closeGroup
-    [ -n "$interface" ] || usageError "-i is missing"
-    [ -n "$action" ] || usageError "neither --up nor --down"
+    [ -n "$interface" ] || usageError "-i IF is missing (see --help)"
+    [ -n "$action" ] || usageError "--up or --down is missing (see --help)"
 }
 
-# ---- notes of changes ---------------------------------------------------------------------------
+# ---- notes of the changes -----------------------------------------------------------------------
 
 note() {
     if ! echo "$*" >>"$state"; then
@@ -275,8 +274,8 @@ ipv6Setting() { # NAME: path of the interface's setting
     echo "/proc/sys/net/ipv6/conf/$interface/$1"
 }
 
-# Undoes one noted change. Something may already be gone (the modem was unplugged, somebody removed the
-# address), so failures of the single commands do not matter.
+# Undoes one noted change. Something may already be gone (the modem was unplugged, the address was
+# removed), so failures of single commands do not matter.
 undo() { # WORD ARGUMENT...
     trace "undo: $*"
     case $1 in
@@ -317,7 +316,7 @@ TEXT
 
 # ---- name servers -------------------------------------------------------------------------------
 
-# One kind of resolvconf makes the file a link to its own; the other writes in place and says so.
+# One kind of resolvconf links the file to its own; the other writes it in place, with a note in it.
 isResolvconfs() { # FILE
     case $1 in
     */resolvconf/*) return 0 ;;
@@ -434,10 +433,10 @@ prepareIpv6() {
     [ "$ipv6auto" = yes ] || return 0
     if [ ! -d "$(ipv6Setting '')" ]; then
         if [ "$ipv6only" = yes ]; then
-            say "this host has no IPv6"
+            say "this host has no IPv6, which --ipv6only needs"
             return 1
         fi
-        trace "this host has no IPv6, going on without"
+        trace "this host has no IPv6, continuing without it"
         return 0
     fi
     acceptDefault=0

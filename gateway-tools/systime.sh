@@ -9,9 +9,9 @@ PROGRAM=systime.sh
 usage() {
     cat <<'TEXT'
 Usage: systime.sh --set "M/D/YY H:M:S"
-Sets the system clock. The text is taken as local time of this host's time zone; years are 20 to 69
-(2020 to 2069), because modems start at 1980 or 2000 until they get the time from the network.
-Exit status: 0 set, 1 the clock could not be set, 2 the text is no such time or wrong usage.
+Sets the system clock. The time is local time in this host's time zone. Years are 20 to 69 (2020 to
+2069): a modem without network time reports 1980 or 2000.
+Exit status: 0 set, 1 the clock could not be set, 2 not a valid time or wrong usage.
 TEXT
 }
 
@@ -31,7 +31,7 @@ isWithin() { # TEXT LOW HIGH
 setClock() { # TEXT
     case $1 in
     */*/*\ *:*:*) ;;
-    *) usageError "'$1' is not of the form M/D/YY H:M:S" ;;
+    *) usageError "'$1' does not have the form M/D/YY H:M:S" ;;
     esac
     date=${1%% *}
     time=${1#* }
@@ -46,10 +46,10 @@ setClock() { # TEXT
     if [ "$month/$day/$year $hour:$minute:$second" != "$1" ] || ! isWithin "$month" 1 12 ||
         ! isWithin "$day" 1 31 || ! isWithin "$year" 20 69 || ! isWithin "$hour" 0 23 ||
         ! isWithin "$minute" 0 59 || ! isWithin "$second" 0 59; then
-        usageError "'$1' is no time between 1/1/20 0:0:0 and 12/31/69 23:59:59"
+        usageError "'$1' is not a time from 1/1/20 0:0:0 to 12/31/69 23:59:59"
     fi
-    # date of GNU and of busybox both accept this form. A day that the month does not have is refused
-    # by GNU and moved into the next month by busybox.
+    # GNU's and busybox's date both accept this form. For a day that the month does not have, GNU's
+    # fails, and busybox's moves it into the next month.
     if ! date -s "20$year-$month-$day $hour:$minute:$second" >/dev/null; then
         echo "$PROGRAM: the clock could not be set" >&2
         exit 1
@@ -58,9 +58,9 @@ setClock() { # TEXT
 
 case ${1:-} in
 --set)
-    [ $# -eq 2 ] || usageError "--set needs one text"
+    [ $# -eq 2 ] || usageError "--set needs one argument, \"M/D/YY H:M:S\""
     setClock "$2"
     ;;
 -h | --help) usage ;;
-*) usageError "unknown or missing option (--help shows the usage)" ;;
+*) usageError "unknown or missing option (see --help)" ;;
 esac

@@ -52,7 +52,9 @@ nlohmann::json readTrack(const std::string& path) {
     while (std::getline(file, line)) {
         if (line.empty() || line[0] == '#') continue;
         const nlohmann::json point = nlohmann::json::parse("[" + line + "]", nullptr, false);
-        if (point.is_discarded()) throw std::runtime_error(path + ": not a point: " + line);
+        if (point.is_discarded())
+            throw std::runtime_error(path +
+                                     ": expected 'latitude,longitude[,metres]', found: " + line);
         track.push_back(point);
     }
     return track;
@@ -67,16 +69,18 @@ void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
 }
 
 void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
-    app.add_option("--at-link", options.atLink, "link to make for the AT port");
-    app.add_option("--gps-link", options.gpsLink, "link to make for the GPS port");
-    app.add_option("--scenario", texts.scenarioPath, "start state and timeline, JSON");
-    app.add_option("--control", options.controlPath, "control socket to make");
-    app.add_option("--log", options.logPath, "file for what happened, JSON lines");
-    app.add_option("--pace", texts.pace, "'instant' or bits a second");
-    app.add_option("--data", options.dataInterface, "network interface to make, as wwan0");
-    app.add_option("--seconds", options.seconds, "end after so many seconds");
+    app.add_option("--at-link", options.atLink,
+                   "symbolic link to create for the AT port (required)");
+    app.add_option("--gps-link", options.gpsLink,
+                   "symbolic link to create for the GPS port (required)");
+    app.add_option("--scenario", texts.scenarioPath, "JSON file with initial state and timeline");
+    app.add_option("--control", options.controlPath, "control socket to create");
+    app.add_option("--log", options.logPath, "log file, one JSON object per line");
+    app.add_option("--pace", texts.pace, "'instant' or bits per second");
+    app.add_option("--data", options.dataInterface, "network interface to create, such as wwan0");
+    app.add_option("--seconds", options.seconds, "end after this many seconds");
     app.add_option("--model", texts.model, "LE910-NA1, 'LE910-NA V2' or 'LE910-EU V2'");
-    app.add_option("--track", texts.trackPath, "file of positions, one a second");
+    app.add_option("--track", texts.trackPath, "file of positions, one line per second");
 }
 
 int usageError(const std::string& text) {
@@ -84,7 +88,7 @@ int usageError(const std::string& text) {
     return EXIT_USAGE;
 }
 
-// The names of the missing links; "" if both exist.
+// Names the missing link options; "" if both are given.
 std::string missingLinks(const sSimulatorOptions& options) {
     const bool noAt = options.atLink.empty();
     const bool noGps = options.gpsLink.empty();

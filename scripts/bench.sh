@@ -17,9 +17,9 @@ usage() {
 Usage: bench.sh [--quick] [--out DIR]
        bench.sh --instructions | --renew-instructions
   --quick                short runs: about five minutes instead of twelve
-  --out DIR              where the results go, else build/bench/results
-  --instructions         only compare the instructions of the fixed workloads with those kept
-  --renew-instructions   keep the numbers of this build instead
+  --out DIR              folder of the results (build/bench/results)
+  --instructions         only compare the instruction counts of the fixed workloads
+  --renew-instructions   record the counts of this build as the new ones
 TEXT
 }
 

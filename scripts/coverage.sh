@@ -13,9 +13,9 @@ readonly JOBS=2
 usage() {
     cat <<'TEXT'
 Usage: coverage.sh [--all]
-Runs the unit and flow tests and shows which lines and branches they run, by folder, and every line
-of the daemon that no test runs. The same is in build/coverage/coverage.txt.
-  --all  with the system tests
+Runs the unit and flow tests and shows the covered lines and branches by folder, and every line of
+the daemon that no test runs. build/coverage/coverage.txt contains the same.
+  --all  also run the system tests
 TEXT
 }
 

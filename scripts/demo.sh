@@ -12,14 +12,15 @@ readonly TARGETS=(cellslotd cellslot le910sim skvs)
 usage() {
     cat <<'TEXT'
 Usage: demo.sh [--seconds N] [--verbose] [-- SIMULATOR-OPTION...]
-Shows the daemon at work with a simulated modem: how a connection comes up, messages, a position, the
-screens of the operator's command, and the clean end. About 45 s; nothing of this host is changed.
-  --seconds N  end by itself, N seconds after everything was shown, and wait for no key
+Shows the daemon at work with a simulated modem: a connection comes up, messages pass, a position
+arrives, then the screens of the operator's command and a clean shutdown. Takes about 45 s and
+changes nothing on this host.
+  --seconds N  wait for no key, and end N seconds after everything was shown
   --verbose    show each AT command with its answer, and the daemon's log
-What follows -- goes to the simulated modem, for example -- --scenario FILE.
+Arguments after -- go to the simulated modem, for example -- --scenario FILE.
 Needs root, or a user who may create namespaces and open /dev/net/tun. The first run builds the
 programs and installs what is missing for that (scripts/setup.sh).
-Exit status 0: connected, the messages passed, the end was clean. 1: not so. 2: usage.
+Exit status: 0 all of it worked, 1 a step failed, 2 wrong usage.
 TEXT
 }
 
@@ -46,7 +47,7 @@ buildQuietly() {
     [[ ! -t 1 ]] || printf 'building the programs ...'
     if ! build 2>&1 </dev/null | showProgress; then
         tail -n 20 "$LOG" >&2
-        echo "demo.sh: the programs could not be built; all that was said is in $LOG" >&2
+        echo "demo.sh: cannot build the programs; the output is in $LOG" >&2
         return 1
     fi
 }

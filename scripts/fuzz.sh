@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs each fuzz target for the given number of seconds, two (FUZZ_JOBS) at a time, from the seeds in
-# fuzz/corpus and the inputs of earlier runs in build/fuzz/corpus. Fails on a finding: its input is in
-# build/fuzz/findings, the output of all targets in build/fuzz/logs. At the end shows how much each did.
-# The printed seed repeats the choices of a run with the same corpus.
+# Runs each fuzz target for a number of seconds, two (FUZZ_JOBS) at a time, from the seed corpus in
+# fuzz/corpus and what earlier runs found in build/fuzz/corpus. Fails on a finding; its input is then
+# in build/fuzz/findings. All output is in build/fuzz/logs. Ends with a table of what each target did.
+# The printed seed repeats a run's choices if the corpus is the same.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -26,8 +26,8 @@ readonly TABLE=(
 usage() {
     cat <<'TEXT'
 Usage: fuzz.sh SECONDS [SEED]
-Builds the fuzz targets and runs each for so many seconds, two (FUZZ_JOBS) at a time. A finding lies
-in build/fuzz/findings. SEED repeats the choices of an earlier run, which printed it.
+Builds the fuzz targets and runs each for SECONDS, two (FUZZ_JOBS) at a time. Findings are in
+build/fuzz/findings. SEED, which an earlier run printed, repeats that run's choices.
 TEXT
 }
 
@@ -51,7 +51,7 @@ showFinding() { # TARGET
         "$BUILD/logs/$1.log" >&2
 }
 
-showCounts() { # TARGET
+report() { # TARGET
     awk -v target="$1" '
         { for (i = 1; i < NF; i++) if ($i == "cov:") covered = $(i + 1) }
         { for (i = 1; i < NF; i++) if ($i == "ft:") features = $(i + 1) }
@@ -95,7 +95,7 @@ main() {
     done
     printf '%-24s %12s %8s %8s %9s\n' target executions 'per s' edges features
     for target in "${targets[@]}"; do
-        showCounts "$target"
+        report "$target"
     done
     return "$failed"
 }

@@ -19,7 +19,8 @@ readonly FOLDERS=(atcmd cli config device gps include le910sim main platform pub
 usage() {
     cat <<'TEXT'
 Usage: lint.sh [--quick]
-Checks the includes, looks for repeated lines, and runs cppcheck and clang-tidy over the programs; findings are errors.
+Checks the includes, looks for repeated lines, and runs cppcheck and clang-tidy on the programs. Every
+finding is an error.
   --quick  without clang-tidy
 TEXT
 }

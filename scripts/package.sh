@@ -13,8 +13,8 @@ readonly MAINTAINER=${CELLSLOT_MAINTAINER:-cellslotd developers <cellslotd@cells
 usage() {
     cat <<'TEXT'
 Usage: package.sh [--preset release|arm64|armhf] [--version VERSION] [--output FOLDER] [--no-build]
-Makes FOLDER/cellslot_VERSION_ARCHITECTURE.deb (build/packages by default, version from
-CMakeLists.txt). --no-build takes the programs as the preset's build folder has them.
+Builds the programs and the package FOLDER/cellslot_VERSION_ARCHITECTURE.deb. Defaults: folder
+build/packages, version from CMakeLists.txt. --no-build packs the programs already built.
 TEXT
 }
 
@@ -100,15 +100,15 @@ Installed-Size: $(du -sk --exclude=DEBIAN "$tree" | cut -f1)
 Depends: $depends, iproute2, iputils-ping
 Recommends: gpsd, logrotate, udev
 Description: cellular modem manager for gateways with Telit LE910 modems
- One daemon owns one LTE modem in one of three slots: it unlocks the SIM,
- applies the configuration, starts the data session, hands the addresses to
- the host's network interface, and from then on polls, judges, publishes and
- recovers. Messages, the modem's GPS receiver and AT commands of other
- programs go through it.
+ One daemon owns one LTE modem in one of three slots. It unlocks the SIM,
+ applies the configuration, starts the data session, sets up the host's
+ network interface, polls the modem, publishes its state and recovers from
+ faults. It also relays text messages, passes the modem's GPS receiver to
+ gpsd and runs AT commands for other programs.
  .
- With the operator's command, the host tools that the daemon runs, a service
- for systemd with watchdog and sandbox, and udev rules that name the modem's
- ports by slot.
+ The package also contains the operator's command, the host tools that the
+ daemon runs, a systemd service with watchdog and sandbox, and udev rules that
+ name the modem's ports by slot.
 TEXT
     for script in postinst prerm postrm; do
         install -m 755 "packaging/deb/$script" "$tree/DEBIAN/$script"
@@ -151,7 +151,7 @@ main() {
             usage
             return
             ;;
-        *) fail "unknown option '$1' (--help shows the options)" ;;
+        *) fail "unknown option '$1' (see --help)" ;;
         esac
         printf -v "${1#--}" %s "$2"
         shift 2

@@ -21,10 +21,10 @@ usage() {
     cat <<'TEXT'
 Usage: private_namespace.sh [--keep DIR]... CMD [ARG]...
 Runs CMD in private mount, network and pid namespaces and exits with its status.
-  --keep DIR  keep DIR visible although it lies below a place that is fresh inside
-  -h, --help  this text
-Inside, CELLSLOT_PRIVATE_NAMESPACE=1 is set. SIGINT, SIGTERM and SIGHUP are passed on to CMD, and
-nothing that CMD started outlives it.
+  --keep DIR  keep DIR visible, although it is below a folder that is fresh inside
+  -h, --help  show this text
+CMD sees CELLSLOT_PRIVATE_NAMESPACE=1 and gets SIGINT, SIGTERM and SIGHUP. All processes that it
+started end with it.
 TEXT
 }
 
@@ -95,7 +95,7 @@ planHostFolders() {
     ((${#links[@]} == 0)) || cp -P "${links[@]}" "$NEW/"
 }
 
-# Makes /bin/sh bash (or busybox), whatever file it points to.
+# bash (or busybox) as /bin/sh, also if that is a link.
 planShell() {
     local shell bash
     shell=$(readlink -f /bin/sh)
@@ -233,14 +233,14 @@ main() {
             shift
             break
             ;;
-        -*) fail "unknown option $1 (--help shows the options)" ;;
+        -*) fail "unknown option $1 (see --help)" ;;
         *) break ;;
         esac
     done
     if ! { : <&0; } 2>/dev/null; then
         exec </dev/null
     fi
-    (($#)) || fail "no command given (--help shows the usage)"
+    (($#)) || fail "no command given (see --help)"
     if [[ $1 == */* ]] && folder=$(cd "$(dirname "$1")" 2>/dev/null && pwd); then
         keep+=("$folder")
     fi

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the recorded status files and screens below tests/data again and shows the differences.
+# Makes the recorded status files and screens in tests/data again and shows the differences.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 # shellcheck source=scripts/lib/options.sh
@@ -8,10 +8,10 @@ cd "$(dirname "$0")/.."
 usage() {
     cat <<'TEXT'
 Usage: renew_status_data.sh
-Builds the tests that own the files of tests/data/status and tests/data/status_file, has them write
-the files again, and shows the difference to what is committed. Read it: each line has to be meant.
-Then run the tests without it.
-  -h, --help  this text
+Builds the tests that own the files of tests/data/status and tests/data/status_file, makes them write
+the files again, and shows the difference to the committed ones. Check that each changed line is
+intended, then run the tests.
+  -h, --help  show this text
 TEXT
 }
 

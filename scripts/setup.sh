@@ -51,7 +51,7 @@ readonly TEST=(
 usage() {
     cat <<'TEXT'
 Usage: setup.sh
-Installs what building and testing need on Debian 12, as far as it is missing; as root or with sudo.
+Installs the missing packages for building and testing on Debian 12, as root or with sudo.
 TEXT
 }
 
@@ -81,7 +81,7 @@ main() {
     *) helpOrRefuse "$1" ;;
     esac
     if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
-        echo "setup.sh: this is no Debian; install what takes their place by hand:" \
+        echo "setup.sh: this is not Debian; install the equivalents of these packages by hand:" \
             "${BUILD[*]} ${TEST[*]}" >&2
         return 1
     fi
@@ -90,7 +90,7 @@ main() {
         return
     fi
     if ((EUID != 0)) && ! command -v sudo >/dev/null; then
-        echo "setup.sh: neither root nor sudo here; as root: apt-get install ${packages[*]}" >&2
+        echo "setup.sh: needs root or sudo; as root, run: apt-get install ${packages[*]}" >&2
         return 1
     fi
     echo "setup.sh: installing ${packages[*]}"

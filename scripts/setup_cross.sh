@@ -11,8 +11,8 @@ set -euo pipefail
 usage() {
     cat <<'TEXT'
 Usage: setup_cross.sh arm64|armhf
-Installs what builds for that processor need, as far as it is missing: compiler, libraries and the
-emulator for their tests; as root or with sudo.
+Installs what is missing to build for that processor, as root or with sudo: compiler, libraries, and
+the emulator for the tests.
 TEXT
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Everything that must pass: checks shell scripts and formatting, builds and tests the presets release
-# and asan. Continues after a failure, lists all failures at the end, and fails if there was one.
-# System tests mostly sleep, so asan is built beside them on the idle processors.
+# Everything that has to pass: shell scripts and formatting checked, presets release and asan built
+# and tested. Continues after a failure, lists all failures at the end, and fails if there was one.
+# System tests mostly sleep: asan is built beside them, in what they leave of the processors.
 # Without --all each test runs once: system tests on release, unit and flow tests and a sample of the
 # fault matrix under the sanitizers. With --all every test runs on both, the whole matrix is run,
 # clang-tidy checks everything, and the daemon runs under valgrind (slow).
@@ -30,12 +30,12 @@ asanBuild=  # pid
 usage() {
     cat <<'TEXT'
 Usage: test.sh [--all]
-Builds and tests everything: what has to pass before anything lands. A summary stands at the end.
+Builds and tests everything. It must pass before a change lands. Ends with a summary.
   --all  every test on both builds, slower checks, the package on a fresh host
 TEXT
 }
 
-# Each line of the summary shows how long its step took.
+# Each line of the summary shows the duration of its step.
 record() { # WHAT RESULT
     summary+=$(printf '%-16s %4d s  %s' "$1" "$((SECONDS - stepStart))" "$2")$'\n'
     stepStart=$SECONDS
@@ -90,7 +90,7 @@ runTests() { # PRESET JOBS CTEST-OPTION...
     record "$preset tests" "$line"
 }
 
-# Compilers make different numbers of instructions from the same code: reported, but no failure.
+# Compilers differ in the instructions they make of the same code: reported, but not a failure.
 checkInstructions() {
     local status=0
     echo '== instructions'

@@ -32,8 +32,9 @@ readonly NATIVE_ONLY=(
 usage() {
     cat <<'TEXT'
 Usage: test_cross.sh arm64|armhf [--all]
-Builds for that processor and runs the daemon's unit and flow tests, but the longest, under qemu-user.
-  --all  with the longest, and with those of cellslot and of the simulator
+Builds for that processor and runs the daemon's unit and flow tests, except the longest, under
+qemu-user.
+  --all  also run the longest, and those of cellslot and the simulator
 TEXT
 }
 

@@ -14,9 +14,9 @@ readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
 usage() {
     cat <<'TEXT'
 Usage: test_package.sh [--all]
-Makes the Debian package and tests what is in it.
-  --all  also installs, runs, updates and removes it on a fresh host, made with mmdebstrap; takes a
-         minute or so and the network
+Builds the Debian package and tests its content.
+  --all  also install, run, upgrade and remove it on a fresh host, made with mmdebstrap; takes about a
+         minute and needs the network
 TEXT
 }
 

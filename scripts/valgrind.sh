@@ -25,8 +25,8 @@ readonly PROGRAMS=(le910sim skvs print_commands)
 usage() {
     cat <<'TEXT'
 Usage: valgrind.sh
-Runs system tests with the release build's daemon under valgrind's memcheck. Fails when a test does or
-when memcheck has anything to say; what it says lies in build/valgrind.
+Runs system tests with the release build's daemon under valgrind's memcheck. Fails if a test fails or
+memcheck reports anything; its reports are in build/valgrind.
 TEXT
 }
 

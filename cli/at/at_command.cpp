@@ -25,12 +25,12 @@ void judge(eAtResult result, const sAtOptions& options) {
         case eAtResult::TIMEOUT:
             throw cFailure(eExitStatus::TIMED_OUT, "the modem gave no final answer within " +
                                                        std::to_string(options.timeoutS) +
-                                                       " s; --timeout gives it longer");
+                                                       " s; use --timeout to wait longer");
     }
 }
 
 void run(sCliContext& context, const sAtOptions& options) {
-    // What is wrong with the command line itself comes first.
+    // Errors of the command line come before those of the daemon.
     const std::string request = atRequest(options.command, options.timeoutS);
     const int slot = chooseSlot(context.places, options.slot);
     const std::string answer = askModem(context.places, slot, request, options.timeoutS);
@@ -43,20 +43,22 @@ void run(sCliContext& context, const sAtOptions& options) {
 void addAtCommand(CLI::App& app, sCliContext& context) {
     CLI::App* command = app.add_subcommand("at", "Send an AT command to the modem.");
     const auto options = std::make_shared<sAtOptions>();
-    command->add_option("COMMAND", options->command, "the command, AT included")
+    command->add_option("COMMAND", options->command, "the command, including AT")
         ->required()
         ->type_name("");
-    command->add_option("-t,--timeout", options->timeoutS, "time for the answer, 1 to 31 s [1]")
+    command
+        ->add_option("-t,--timeout", options->timeoutS,
+                     "seconds to wait for the answer, 1 to 31 [1]")
         ->check(CLI::Range(AT_TIMEOUT_MIN_S, AT_TIMEOUT_MAX_S).description(""))
         ->type_name("S");
-    command->add_flag("--raw", options->raw, "print what the modem sent, byte by byte");
+    command->add_flag("--raw", options->raw, "print the answer exactly as the modem sent it");
     addSlotOption(*command, options->slot);
     command->footer(
         "Examples:\n"
         "  cellslot at AT+CSQ\n"
         "  cellslot at 'AT+COPS=?' --timeout 31\n"
-        "Only the slot's own daemon takes it, and does nothing else until the answer is\n"
-        "there. Commands and answers are in its log, PINs too. Exit status: 0 OK, 1 the\n"
-        "modem refused, 6 silence.");
+        "The slot's daemon sends the command and does nothing else until the answer\n"
+        "arrives. It logs commands and answers, including PINs.\n"
+        "Exit status: 0 OK, 1 the modem refused the command, 6 no answer in time.");
     command->callback([options, &context] { run(context, *options); });
 }

@@ -20,9 +20,9 @@
 
 namespace {
 
-// A poll of the modem and everything that it does before it looks for requests.
+// The longest poll: the daemon looks for requests at its end.
 constexpr unsigned PICK_UP_S = 45;
-// The commands of the poll that may come between.
+// Commands of the poll may come first.
 constexpr unsigned ANSWER_MARGIN_S = 5;
 
 constexpr size_t ANSWER_MAX = 1 << 20;  // the modem's longest lists have some ten thousand bytes
@@ -54,28 +54,29 @@ void requireNoRequest(const std::string& path) {
     struct stat info {};
     if (lstat(path.c_str(), &info) != 0) return;
     if (S_ISDIR(info.st_mode))
-        throw cFailure(eExitStatus::FAILED,
-                       path + " is a folder, where the daemon expects requests; remove it");
-    throw cFailure(eExitStatus::FAILED, "a request of another program is waiting in " + path +
-                                            "; try again, or remove it when nobody wants it");
+        throw cFailure(eExitStatus::FAILED, path + " is a folder, but must be a file; remove it");
+    throw cFailure(eExitStatus::FAILED, "the request of another program is waiting in " + path +
+                                            "; try again later, or remove it if nobody needs it");
 }
 
 uid_t userOf(const sPlaces& places, int pid) {
     struct stat info {};
     const std::string path = places.at("/proc/" + std::to_string(pid));
-    if (stat(path.c_str(), &info) != 0) throw systemFailure("look at " + path, errno);
+    if (stat(path.c_str(), &info) != 0) throw systemFailure("access " + path, errno);
     return info.st_uid;
 }
 
 cFailure noAnswer(bool isTaken) {
     if (cInterruption::signalSeen() != 0)
-        return {eExitStatus::FAILED, isTaken ? "interrupted; the command was sent nevertheless"
-                                             : "interrupted; the command was not sent"};
+        return {eExitStatus::FAILED, isTaken
+                                         ? "interrupted; the daemon had already taken the command"
+                                         : "interrupted; the command was not sent"};
     if (isTaken)
-        return {eExitStatus::TIMED_OUT, "the daemon took the command, but does not answer"};
-    return {eExitStatus::TIMED_OUT,
-            "the daemon did not take the command, and it was not sent; it looks for commands only "
-            "while the modem is set up, cellslot status shows how it is"};
+        return {eExitStatus::TIMED_OUT, "the daemon took the command, but did not answer in time"};
+    return {
+        eExitStatus::TIMED_OUT,
+        "the command was not sent: the daemon takes commands only while the modem is set up; see "
+        "cellslot status"};
 }
 
 }  // namespace
@@ -83,15 +84,15 @@ cFailure noAnswer(bool isTaken) {
 std::string atRequest(const std::string& command, unsigned timeoutS) {
     const std::string text = cleanBeginEndWhiteSpace(command);
     if (!std::all_of(text.begin(), text.end(), isPrintable))
-        refuse("the command has characters that are not printable ASCII");
-    if (!isAtCommand(text)) refuse("'" + text + "' is no AT command, it has to begin with AT");
+        refuse("the command contains characters other than printable ASCII");
+    if (!isAtCommand(text)) refuse("'" + text + "' is not an AT command: it must begin with AT");
     if (text.find(AT_TIMEOUT_SEPARATOR) != std::string::npos)
-        refuse("the daemon takes :: for the beginning of a time; use --timeout");
+        refuse("the command contains ::, which the daemon reads as a time; use --timeout");
     std::string request =
         atRequestLine(text, timeoutS > AT_TIMEOUT_MIN_S ? timeoutS - AT_TIMEOUT_MIN_S : 0);
     if (request.size() > AT_REQUEST_MAX)
-        refuse("the command is too long, the daemon reads " + std::to_string(AT_REQUEST_MAX) +
-               " bytes");
+        refuse("the command is too long: the daemon reads at most " +
+               std::to_string(AT_REQUEST_MAX) + " bytes");
     return request;
 }
 
@@ -105,7 +106,7 @@ cAtRequest::cAtRequest(const sPlaces& places, int slot, const std::string& reque
     cDraftFile draft(places.at(SHARED_FOLDER), REQUEST_MODE);
     draft.write(request);
     draft.describe(m_request);
-    // A name that was taken since then is not overwritten.
+    // A request that appeared meanwhile is not overwritten.
     if (!draft.putWhereFree(m_requestPath)) requireNoRequest(m_requestPath);
 }
 
@@ -120,7 +121,7 @@ bool cAtRequest::isTaken() const {
 
 bool cAtRequest::readAnswer(std::string& answer) const {
     struct stat info {};
-    // The old answer is deleted when a request is taken up, and the new one appears whole.
+    // The daemon deletes the old answer when it takes a request; the new one appears whole.
     if (!isTaken() || lstat(m_answerPath.c_str(), &info) != 0) return false;
     if (!S_ISREG(info.st_mode) || info.st_uid != m_daemonUser) return false;
     if (isSameFile(info, m_oldAnswer)) return false;

@@ -8,13 +8,12 @@
 #include "cli/base/places.h"
 
 // What every subcommand works with. Each adds itself to the application, with its options and a
-// callback; a callback throws cFailure for what ends it early. Each adds itself to the application,
-// with its options and a callback, which throws cFailure for what ends it early.
+// callback; the callback throws cFailure to end early.
 struct sCliContext {
     sPlaces places;
     std::istream& in;
     std::ostream& out;
-    eExitStatus exitStatus = eExitStatus::OK;  // set by a subcommand that ran to its end
+    eExitStatus exitStatus = eExitStatus::OK;  // set by a subcommand that did not throw
 };
 
 #endif

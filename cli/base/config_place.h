@@ -5,8 +5,8 @@
 
 #include "cli/base/places.h"
 
-// The configuration file that a daemon that starts now would read for the slot, with the root of
-// places; where there is none, the file that should be there.
+// The configuration file that a daemon started now would read for the slot, with the root of
+// places; if there is none, the file that should exist.
 std::string configPlace(const sPlaces& places, int slot);
 
 #endif

@@ -13,8 +13,8 @@
 
 namespace {
 
-// Where syslog daemons write: with the rule for the daemon's own file, busybox and rsyslog of other
-// systems, rsyslog of Debian. A line may be in several.
+// Where syslog daemons write: the file of our rsyslog rule; busybox and rsyslog of other systems;
+// rsyslog of Debian. A line may be in several.
 const char* const LOG_FILES[] = {DAEMON_LOG_FILE, "/var/log/messages", "/var/log/syslog"};
 
 constexpr const char* JOURNAL = "/run/systemd/journal/socket";
@@ -44,7 +44,7 @@ bool cDaemonLog::isReadable() const {
     return !m_files.empty() || isJournalReadable();
 }
 
-// Users who may not read the journal are shown an empty one.
+// For users without permission, the journal seems to be empty.
 bool cDaemonLog::isJournalReadable() const {
     return geteuid() == 0 && access(m_journal.c_str(), F_OK) == 0;
 }
@@ -53,7 +53,7 @@ std::vector<std::string> cDaemonLog::messages() const {
     std::vector<std::string> found;
     for (const sLogFile& file : m_files)
         readFile(file, found);
-    // A file may be left over from a syslog daemon that is not there any more.
+    // A file may be left over from a syslog daemon that no longer runs.
     return found.empty() && isJournalReadable() ? fromJournal() : found;
 }
 
@@ -73,7 +73,7 @@ std::string cDaemonLog::last(const std::vector<std::string>& texts) const {
 
 void cDaemonLog::readFile(const sLogFile& logFile, std::vector<std::string>& found) const {
     std::ifstream file(logFile.path);
-    // A smaller file is another one: the log was rotated.
+    // A smaller file is a new one: the log was rotated.
     file.seekg(sizeOf(logFile.path) < logFile.start ? 0 : logFile.start);
     const std::string tag = "[" + std::to_string(m_pid) + "]: ";
     for (std::string line; std::getline(file, line);) {
@@ -82,7 +82,7 @@ void cDaemonLog::readFile(const sLogFile& logFile, std::vector<std::string>& fou
     }
 }
 
-// Two numbers are all that goes into the command.
+// Only two numbers go into the command.
 std::vector<std::string> cDaemonLog::fromJournal() const {
     const std::string command = "journalctl -q --no-pager -o cat --since=@" +
                                 std::to_string(m_since) + " _PID=" + std::to_string(m_pid) +

@@ -7,8 +7,8 @@
 
 #include "cli/base/places.h"
 
-// What a daemon says in the system log from now on. Why a message could not be sent is only there.
-// Read from the log files that the host's syslog daemon writes; when they say nothing, from the
+// What a daemon writes to the system log from now on: the only place that says why a message was
+// not sent. Read from the files of the host's syslog daemon; if they have nothing, from the
 // journal.
 class cDaemonLog {
   public:
@@ -17,13 +17,13 @@ class cDaemonLog {
     // Whether there is a log that this user may read.
     bool isReadable() const;
 
-    // The daemon's messages since this object was made, without time and name. Empty also where
-    // the log cannot be read.
+    // The daemon's messages since this object was made, without time and name. Also empty if the
+    // log cannot be read.
     std::vector<std::string> messages() const;
 
-    // Whether one of the messages holds the text.
+    // Whether one of the messages contains the text.
     bool has(const std::string& text) const;
-    // The last message that holds one of the texts, "" when none does.
+    // The last message that contains one of the texts; "" if none does.
     std::string last(const std::vector<std::string>& texts) const;
 
   private:
@@ -37,7 +37,7 @@ class cDaemonLog {
     std::vector<std::string> fromJournal() const;
 
     std::vector<sLogFile> m_files;  // those that can be read
-    std::string m_journal;          // the socket of the journal, where the host has one
+    std::string m_journal;          // the socket of the journal, if the host has one
     time_t m_since;
     int m_pid;
 };

@@ -18,7 +18,7 @@ int recordedPid(const sPlaces& places, int slot) {
 
 bool isDaemon(const sPlaces& places, int pid) {
     if (pid <= 0) return false;
-    // The arguments are separated by NUL; a process that has ended has none.
+    // NUL separates the arguments; a zombie has none.
     std::ifstream file(places.at("/proc/" + std::to_string(pid) + "/cmdline"), std::ios::binary);
     std::string program;
     std::getline(file, program, '\0');

@@ -16,13 +16,12 @@ void removeOverride(const std::string& path) {
     if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
     if (errno == EISDIR)
         throw cFailure(eExitStatus::FAILED, path +
-                                                " is a folder, and the daemon heeds it; remove "
-                                                "it with rmdir");
+                                                " is a folder, which overrides the configuration "
+                                                "like a file; remove it with rmdir");
     throw systemFailure("remove " + path, errno);
 }
 
-// A link in its place counts for the daemon only while it leads somewhere: a file of our own takes
-// its place.
+// To the daemon a link counts only while its target exists, so a regular file replaces it.
 void makeOverride(const std::string& path) {
     constexpr int FLAGS = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     struct stat info {};
@@ -31,7 +30,7 @@ void makeOverride(const std::string& path) {
         removeOverride(path);
     }
     const int file = open(path.c_str(), FLAGS, 0644);
-    if (file < 0) throw systemFailure("make " + path, errno);
+    if (file < 0) throw systemFailure("create " + path, errno);
     close(file);
 }
 
@@ -46,7 +45,7 @@ void setDataOverride(const sPlaces& places, int slot, eDataOverride value) {
         return places.at(overrideFilePath(other, slot));
     };
     if (value != eDataOverride::AUTO) makeOverride(pathOf(value));
-    // The weakest first: what is removed while a stronger one is there was without effect.
+    // The weakest first: removing it has no effect while a stronger one exists.
     for (const eDataOverride other :
          {eDataOverride::POWER_OFF, eDataOverride::OFF, eDataOverride::ON})
         if (other != value) removeOverride(pathOf(other));

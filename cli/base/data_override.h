@@ -4,11 +4,11 @@
 #include "cli/base/places.h"
 #include "published/data_override.h"
 
-// What is in force.
+// The override in force.
 eDataOverride dataOverride(const sPlaces& places, int slot);
 
-// Makes the file of value and removes the others, in an order in which the daemon sees the old
-// state or the new one, and nothing between. Throws cFailure.
+// Creates the file of value and removes the others, in an order in which the daemon sees either the
+// old state or the new one. Throws cFailure.
 void setDataOverride(const sPlaces& places, int slot, eDataOverride value);
 
 #endif

@@ -15,13 +15,13 @@ cDraftFile::cDraftFile(const std::string& folder, mode_t mode)
     : m_path(folder + "/" + cFileVector::TEMPORARY_NAME_PREFIX + "XXXXXX") {
     m_file = mkostemp(m_path.data(), O_CLOEXEC);
     if (m_file < 0 && errno == ENOENT)
-        throw cFailure(eExitStatus::FAILED, "there is no folder " + folder + "; make it");
-    if (m_file < 0) throw systemFailure("make a file in " + folder, errno);
+        throw cFailure(eExitStatus::FAILED, "the folder " + folder + " does not exist; create it");
+    if (m_file < 0) throw systemFailure("create a file in " + folder, errno);
     if (fchmod(m_file, mode) == 0) return;
     const int error = errno;
     close(m_file);
     unlink(m_path.c_str());
-    throw systemFailure("make a file in " + folder, error);
+    throw systemFailure("create a file in " + folder, error);
 }
 
 cDraftFile::~cDraftFile() {
@@ -40,13 +40,13 @@ void cDraftFile::write(const char* data, size_t size) {
 }
 
 void cDraftFile::describe(struct stat& info) const {
-    if (fstat(m_file, &info) != 0) throw systemFailure("look at " + m_path, errno);
+    if (fstat(m_file, &info) != 0) throw systemFailure("access " + m_path, errno);
 }
 
 void cDraftFile::replace(const std::string& path) {
     if (rename(m_path.c_str(), path.c_str()) != 0) throw systemFailure("write " + path, errno);
     m_path.clear();
-    // The new name survives a power cut only when its folder is on the disk as well.
+    // The new name survives a power cut only if the folder is written to the disk too.
     const std::string folder = path.substr(0, path.rfind('/') + 1);
     const int handle = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (handle < 0) return;

@@ -5,27 +5,27 @@
 
 #include <string>
 
-// A file that appears under its name whole or not at all: it is written beside its place, under a
-// name of its own, and then put there. A draft that is not put anywhere is removed again. Links are
-// neither followed nor overwritten in what they lead to. Failures throw cFailure.
+// Makes a file appear under its name whole or not at all: it is written under a temporary name and
+// then renamed. A draft that is not renamed is removed. Links are not followed: the draft replaces
+// the link, not its target. Failures throw cFailure.
 class cDraftFile {
   public:
-    // folder: on the same file system as the place, where nobody takes the draft for the file.
+    // folder: on the file system of the final name, and one whose readers ignore the draft's name.
     cDraftFile(const std::string& folder, mode_t mode);
     ~cDraftFile();
     cDraftFile(const cDraftFile&) = delete;
     cDraftFile& operator=(const cDraftFile&) = delete;
 
-    // All of it, on the disk before it returns. No copy is made: it may be a secret.
+    // Writes all of it to the disk before it returns. Makes no copy: the data may be a secret.
     void write(const char* data, size_t size);
     void write(const std::string& text) { write(text.data(), text.size()); }
 
-    // What tells it from other files, also once it is in its place.
+    // Its device, inode and times, by which it is recognised after the rename too.
     void describe(struct stat& info) const;
 
-    // Takes the place of what has the name now.
+    // Renames the draft to path; replaces an existing file.
     void replace(const std::string& path);
-    // Only when nothing has the name; false when something has.
+    // Links the draft to path only if nothing has that name; otherwise returns false.
     bool putWhereFree(const std::string& path);
 
   private:

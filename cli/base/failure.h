@@ -6,7 +6,7 @@
 
 #include "cli/base/exit_status.h"
 
-// Ends a subcommand: one line for standard error, which says what to do, and the exit status.
+// Ends a subcommand: one line for standard error that says what to do, and the exit status.
 class cFailure : public std::runtime_error {
   public:
     cFailure(eExitStatus exitStatus, const std::string& line)

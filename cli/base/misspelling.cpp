@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr size_t WORD_MAX = 64;  // no known word is as long, nor is a misspelt one
+constexpr size_t WORD_MAX = 64;  // longer words are neither known nor misspelt
 constexpr size_t LETTERS_A_SLIP = 4;
 
 }  // namespace
@@ -28,7 +28,7 @@ std::string likelyMeant(const std::string& written, const std::vector<std::strin
 }
 
 size_t editDistance(const std::string& a, const std::string& b) {
-    // ways[i][j]: from the first i letters of a to the first j of b.
+    // ways[i][j]: edits from the first i letters of a to the first j of b.
     std::vector<std::vector<size_t>> ways(a.size() + 1, std::vector<size_t>(b.size() + 1));
     for (size_t i = 0; i <= a.size(); ++i) {
         for (size_t j = 0; j <= b.size(); ++j) {

@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-// Which of the known words is meant by one that is none of them: the only one that begins with it,
-// else the one with the fewest slips, at most one in four letters. "" when none is.
+// The known word that an unknown one probably means: the only one that begins with it, otherwise
+// the one with the smallest edit distance, at most one edit in four letters. "" if there is none.
 std::string likelyMeant(const std::string& written, const std::vector<std::string>& known);
 
-// The number of slips: letters changed, added, left out, or two that changed places.
+// The number of edits: letters changed, added or left out, or two neighbours swapped.
 size_t editDistance(const std::string& a, const std::string& b);
 
 #endif

@@ -5,12 +5,12 @@
 
 #include <string>
 
-// Where the daemon's files are. Only tests change it.
+// The root of the daemon's files. Only tests change it.
 struct sPlaces {
     std::string root;  // put before every path; "" on a real host
 
     std::string at(const std::string& absolutePath) const { return root + absolutePath; }
-    // Whether there is anything; a link that leads nowhere is nothing.
+    // Whether the path exists; a dangling link does not.
     bool have(const std::string& absolutePath) const {
         return access(at(absolutePath).c_str(), F_OK) == 0;
     }

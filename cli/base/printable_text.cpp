@@ -47,7 +47,7 @@ std::optional<sUtf8Lead> utf8Lead(unsigned char byte) {
     return std::nullopt;
 }
 
-// The code point at a place of valid UTF-8, and the place behind it.
+// The code point at a place, which moves past it; nothing if that is not valid UTF-8.
 std::optional<uint32_t> decodeAt(const std::string& bytes, size_t& at) {
     const std::optional<sUtf8Lead> lead = utf8Lead(static_cast<unsigned char>(bytes[at]));
     if (!lead || bytes.size() - at <= lead->more) return std::nullopt;

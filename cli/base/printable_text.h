@@ -3,8 +3,8 @@
 
 #include <string>
 
-// Text of somebody else as UTF-8 for a terminal: taken as UTF-8 where it is valid, else as Latin-1.
-// Control characters, which could steer the terminal, become '?'; line feeds and tabs stay.
+// Foreign text as UTF-8 for a terminal: read as UTF-8 if valid, otherwise as Latin-1. Control
+// characters, which could control the terminal, become '?'; line feeds and tabs stay.
 std::string printableText(const std::string& bytes);
 
 // The same on one line: line feeds and tabs become blanks.

@@ -4,8 +4,8 @@
 #include "config/config_reader.h"
 #include "include/debug.h"
 
-// The daemon's own reader, without its log: neither what it says nor what the file's DEBUG_MODE
-// would make other parts of the program say.
+// The daemon's own reader without a log: neither its own messages nor those that the file's
+// DEBUG_MODE would enable in other parts of the program.
 class cSilentReader : public cConfigReader {
   protected:
     void startKey(const sConfigKey& /*key*/) override { g_i_debugMode = 0; }

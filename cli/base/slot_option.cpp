@@ -15,6 +15,6 @@ int chooseSlot(const sPlaces& places, int given) {
     const std::vector<int> slots = runningSlots(places);
     if (slots.size() > 1)
         throw cFailure(eExitStatus::USAGE,
-                       "daemons of " + slotNames(slots) + " run; say with -p which one is meant");
+                       "daemons are running for " + slotNames(slots) + "; select one with -p");
     return slots.empty() ? FIRST_SLOT : slots.front();
 }

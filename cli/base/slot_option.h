@@ -10,10 +10,10 @@ constexpr int SLOT_NOT_GIVEN = 0;
 
 // Adds -p, --port; slot has to begin as SLOT_NOT_GIVEN.
 void addSlotOption(CLI::App& command, int& slot,
-                   const std::string& help = "slot (only needed when several run)");
+                   const std::string& help = "slot; needed only if several daemons run");
 
-// The slot given, else the only one that has a living daemon, else slot 1. Throws cFailure when
-// several have one: none of them is meant more than the others.
+// The given slot; otherwise the only slot whose daemon runs; otherwise slot 1. Throws cFailure if
+// several daemons run, because then there is no reason to prefer one.
 int chooseSlot(const sPlaces& places, int given);
 
 #endif

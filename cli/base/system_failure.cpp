@@ -12,11 +12,11 @@ struct sRow {
 };
 
 const sRow ROWS[] = {
-    {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
-    {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
-    {ENOSPC, eExitStatus::FAILED, "; make room there"},
-    {EROFS, eExitStatus::FAILED, "; mount it writable"},
-    {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status shows more"},
+    {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, for example with sudo"},
+    {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, for example with sudo"},
+    {ENOSPC, eExitStatus::FAILED, "; free some space there"},
+    {EROFS, eExitStatus::FAILED, "; mount the file system writable"},
+    {ESRCH, eExitStatus::NO_DAEMON, "; the daemon has just ended, see cellslot status"},
 };
 
 }  // namespace

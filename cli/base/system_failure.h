@@ -5,8 +5,8 @@
 
 #include "cli/base/failure.h"
 
-// The failure for a system call that failed with an errno: what could not be done, why, and, where
-// it is known, what to do.
+// The failure for a system call that failed with an errno: what could not be done, why, and, if
+// known, what to do. cannot: "read /etc/x".
 cFailure systemFailure(const std::string& cannot, int error);
 
 #endif

@@ -19,7 +19,8 @@ void noteSignal(int number) {
 cInterruption::cInterruption() {
     s_signalSeen = 0;
     struct sigaction action {};
-    action.sa_handler = noteSignal;  // without SA_RESTART: a read from the terminal ends, too
+    action.sa_handler =
+        noteSignal;  // without SA_RESTART, so that it also ends a read from the terminal
     for (size_t i = 0; i < std::size(SIGNALS); ++i)
         sigaction(SIGNALS[i], &action, &m_before[i]);
 }

@@ -6,12 +6,12 @@
 
 constexpr double FOR_EVER = -1;
 
-// Asks for the condition ten times a second. False when it did not come true within the time, or
-// when an interruption came (see cInterruption).
+// Checks the condition ten times a second. False if it did not come true in time, or if a signal
+// came (see cInterruption).
 bool waitFor(double seconds, const std::function<bool()>& condition);
 
-// While one lives, SIGINT, SIGTERM and SIGHUP do not end the program but are noted, so that what
-// was begun can be taken back.
+// For its lifetime, SIGINT, SIGTERM and SIGHUP are noted instead of ending the program, so that it
+// can withdraw what it has begun.
 class cInterruption {
   public:
     cInterruption();
@@ -19,7 +19,7 @@ class cInterruption {
     cInterruption(const cInterruption&) = delete;
     cInterruption& operator=(const cInterruption&) = delete;
 
-    // The signal that came, 0 for none.
+    // The signal that came; 0 if none.
     static int signalSeen();
 
     static constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};

@@ -24,7 +24,7 @@ constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 using tFindingList = std::vector<sConfigFinding>;
 
-// ---- the reader, listened to
+// ---- the reader and what it reads
 
 class cListeningReader : public cSilentReader {
   public:
@@ -44,7 +44,7 @@ class cListeningReader : public cSilentReader {
     }
 };
 
-// ---- what is in force, as it would be written
+// ---- the values in force, as they would be written
 
 std::string yesNo(bool value) {
     return value ? "yes" : "no";
@@ -79,7 +79,7 @@ std::string word(const sWordRow (&rows)[count], int value) {
 
 using tOptions = const sConfigFileOpts&;
 
-// Of a list with a wrong entry the bands before it stay in force, but not its text.
+// The bands before a wrong entry of a list are in force, but the text of the list is not kept.
 std::string bandList(tOptions options) {
     if (!options.band4gText.empty()) return options.band4gText;
     std::string list;
@@ -130,7 +130,7 @@ std::string inForceText(const std::string& key, tOptions options) {
 
 // ---- written and in force compared
 
-// Other ways to write the same.
+// Makes different ways to write the same value equal.
 std::string canonical(const std::string& key, const std::string& value) {
     std::string text = stringLower(cleanWhiteSpace(value));
     if (key == "CM_DATA_SPEED" && (text == "3g4g" || text == "2g3g4g")) return "auto";
@@ -171,7 +171,7 @@ bool isManual(const std::string& value) {
     return isOneOf(value, {"1", "4"});
 }
 
-// A value that is fine by itself, and what else it needs.
+// A value that is valid by itself, and what else it needs.
 struct sNeedRow {
     const char* key;
     bool (*isFine)(const std::string& value);
@@ -183,10 +183,10 @@ constexpr const char* BOTH_BANDS =
 
 const sNeedRow NEEDS[] = {
     {"CM_OPERATOR_MODE", isManual, "1 and 4 need CM_OPERATOR, which is missing or not accepted"},
-    {CM_USERNAME, isCredential, "CM_PASSWORD is not accepted, and the two are used together"},
+    {CM_USERNAME, isCredential, "CM_PASSWORD is not accepted, and the two are only used together"},
     {CM_PASSWORD, isCredential, "it needs CM_USERNAME, which is missing or not accepted"},
     {"CM_AUTH_TYPE", [](const std::string& value) { return value == "off"; },
-     "off is for a file without CM_USERNAME and CM_PASSWORD"},
+     "off is allowed only without CM_USERNAME and CM_PASSWORD"},
     {"CM_AUTH_TYPE",
      [](const std::string& value) {
          return isOneOf(value, {"pap", "chap"});
@@ -200,13 +200,13 @@ const sNeedRow NEEDS[] = {
      BOTH_BANDS},
 };
 
-// Of a list with a wrong entry the bands before it count; without CM_3G_BAND none does.
+// The bands before a wrong entry of the list are used; without CM_3G_BAND none are.
 std::string needOfBands(tOptions options) {
-    return options.bandMode == eBAND_MODE_MANUAL ? "the list ends before its first wrong entry"
+    return options.bandMode == eBAND_MODE_MANUAL ? "the list is used up to its first wrong entry"
                                                  : BOTH_BANDS;
 }
 
-// The other key without which this one's value does not count, "" when the value is at fault.
+// What else a valid value needs to be used; "" if the value itself is wrong.
 std::string needOf(const sConfigKey& key, const std::string& written, tOptions options) {
     if (strcmp(key.name, "CM_4G_BAND") == 0) return needOfBands(options);
     const std::string value = key.read == eConfigRead::RAW ? written : canonical(key.name, written);
@@ -220,40 +220,40 @@ bool isQuoted(const std::string& value) {
            (value.front() == '"' || value.front() == '\'');
 }
 
-// Where a comment begins as a shell would have it: a # at the start or after a blank.
+// Where a comment would begin in a shell: at a # at the start or after a blank.
 size_t commentIn(const std::string& value) {
     for (size_t at = value.find('#'); at != std::string::npos; at = value.find('#', at + 1))
         if (at == 0 || value[at - 1] == ' ' || value[at - 1] == '\t') return at;
     return std::string::npos;
 }
 
-// What a shell would take away, and this file does not.
+// What a shell would remove, and the daemon does not.
 std::vector<std::string> misreadings(const std::string& written) {
     std::vector<std::string> lines;
     const std::string bare = cleanBeginEndWhiteSpace(written);
     const size_t comment = commentIn(bare);
     if (isQuoted(cleanBeginEndWhiteSpace(bare.substr(0, comment))))
-        lines.emplace_back("the quotes count as part of the value: write it without them");
+        lines.emplace_back("the quotes are part of the value; write it without them");
     if (comment != std::string::npos)
         lines.emplace_back(
-            "the # and what follows count as part of the value: a comment needs a "
-            "line of its own");
+            "the # and the text after it are part of the value; put comments on their "
+            "own lines");
     if (blankControlCharacters(bare) != bare)
-        lines.emplace_back("it has control characters: type it anew");
+        lines.emplace_back("it contains control characters; type it again");
     return lines;
 }
 
 bool isUnused(const sConfigKey& key, const cListeningReader& reader) {
     const auto& read = reader.keysRead;
     if (std::find(read.begin(), read.end(), key.name) == read.end()) return true;
-    // Read, but not looked at.
+    // Read, but not used.
     return strcmp(key.name, "CM_OPERATOR") == 0 &&
            !isManual(canonicalEntry(reader, "CM_OPERATOR_MODE"));
 }
 
 // ---- one key
 
-constexpr const char* NO_VALUE = "nothing follows the = in the file";
+constexpr const char* NO_VALUE = "no value after the = in the file";
 
 std::string masked(const sConfigKey& key, const std::string& value) {
     return strcmp(key.name, CM_PASSWORD) == 0 && !value.empty() ? MASKED : value;
@@ -288,7 +288,7 @@ bool isKnown(const std::string& key) {
                        [&](const sConfigKey& known) { return key == known.name; });
 }
 
-// The key that somebody may have had in mind who wrote the other.
+// The known key that the writer of an unknown one probably meant.
 std::string keyMeant(const std::string& key) {
     std::vector<std::string> keys;
     for (const sConfigKey& known : configKeys())
@@ -300,10 +300,10 @@ std::string keyMeant(const std::string& key) {
 
 std::string unknownKey(const std::string& key) {
     const std::string meant = keyMeant(key);
-    std::string begin = "unknown key '" + blankControlCharacters(key) + "', not used";
+    std::string begin = "unknown key '" + blankControlCharacters(key) + "', ignored";
     if (meant.empty()) return begin;
-    if (stringUpper(key) == meant) return begin + "; keys are written in capitals: " + meant;
-    return begin + "; is " + meant + " meant?";
+    if (stringUpper(key) == meant) return begin + "; write keys in capitals: " + meant;
+    return begin + "; did you mean " + meant + "?";
 }
 
 // The first line of each key.
@@ -315,15 +315,15 @@ void judgeLine(const std::string& line, int number, tLineNumbers& seen, tFinding
     if (text.empty() || startsWith(text, "#")) return;
     const size_t split = text.find('=');
     if (split == std::string::npos) {
-        findings.push_back({number, "there is no = in it, so it is not used", {}});
+        findings.push_back({number, "no = in this line, ignored", {}});
         return;
     }
     const std::string key = cleanBeginEndWhiteSpace(text.substr(0, split));
     const auto first = seen.emplace(key, number);
     if (!first.second)
         findings.push_back({number,
-                            blankControlCharacters(key) + " a second time, only line " +
-                                std::to_string(first.first->second) + " counts",
+                            blankControlCharacters(key) + " appears again, ignored; line " +
+                                std::to_string(first.first->second) + " is used",
                             {}});
     else if (!isKnown(key))
         findings.push_back({number, unknownKey(key), {}});
@@ -344,16 +344,16 @@ bool isCredentialKey(const sConfigKey& key) {
     return strcmp(key.name, CM_USERNAME) == 0 || strcmp(key.name, CM_PASSWORD) == 0;
 }
 
-// What is used as written is also used with what somebody did not mean.
+// A raw value is used as written, including what its writer did not mean to be part of it.
 std::vector<std::string> doubtsAbout(const sConfigKey& key, const std::string& written) {
     std::vector<std::string> lines;
     if (key.read != eConfigRead::RAW) return lines;
     lines = misreadings(written);
     if (cleanBeginEndWhiteSpace(written) != written)
-        lines.emplace_back("the blanks at its ends count as part of the value");
-    // It goes into a command of the modem, in which a comma ends it.
+        lines.emplace_back("the blanks around it are part of the value");
+    // It becomes part of a modem command, in which a comma ends it.
     if (isCredentialKey(key) && written.find(',') != std::string::npos)
-        lines.emplace_back("the comma ends it on its way to the modem");
+        lines.emplace_back("the modem takes only the part before the comma");
     return lines;
 }
 
@@ -361,7 +361,7 @@ std::vector<std::string> refusal(const sConfigKey& key, const sConfigKeyReport& 
                                  const std::string& written) {
     std::vector<std::string> lines;
     lines.push_back(std::string("allowed: ") + key.accepted);
-    lines.push_back("taken instead: " + (report.inForce.empty() ? "(none)" : report.inForce));
+    lines.push_back("used instead: " + (report.inForce.empty() ? "(none)" : report.inForce));
     if (!report.reason.empty()) lines.push_back(report.reason);
     for (const std::string& line : misreadings(written))
         lines.push_back(line);

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-// What the daemon makes of a configuration file, found out with its own reader. Passwords are
-// masked everywhere.
+// How the daemon reads a configuration file, found out with its own reader. Passwords are always
+// masked.
 
 enum class eConfigVerdict {
     TAKEN,     // as written
     DEFAULT,   // not in the file, or without a value
-    REFUSED,   // something else applies than what is written
+    REFUSED,   // not accepted; another value is in force
     NOT_USED,  // another key makes it meaningless
 };
 
@@ -19,14 +19,14 @@ struct sConfigKeyReport {
     eConfigVerdict verdict;
     std::string written;
     std::string inForce;
-    std::string reason;  // what else it depends on; "" for a key that is not in the file
+    std::string reason;  // why the value is not used, if known
 };
 
-// A line that is not used as its writer is likely to have meant it.
+// A line that is not used as its writer probably meant it.
 struct sConfigFinding {
     int line;                          // the first is 1
     std::string what;                  // "CM_MTU is '9000'"
-    std::vector<std::string> details;  // what is allowed, what is taken instead, and why
+    std::vector<std::string> details;  // what is allowed, what is used instead, and why
 };
 
 struct sConfigReport {

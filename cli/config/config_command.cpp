@@ -18,7 +18,7 @@
 namespace {
 
 constexpr size_t KEY_WIDTH = 21;
-// Of what the file holds: more than any value that is taken, and no line fills the screen.
+// Longer than any accepted value, and short enough for the screen.
 constexpr size_t SHOWN_MAX = 300;
 constexpr size_t FINDINGS_MAX = 50;
 
@@ -42,7 +42,7 @@ void printFindings(std::ostream& out, const std::vector<sConfigFinding>& finding
     if (findings.size() > count) out << "! and " << findings.size() - count << " more\n";
 }
 
-// Why it is in force, where that is not what the file says.
+// Why a value is in force that differs from the file.
 std::string origin(const sConfigKeyReport& key) {
     const std::string written = "'" + shown(key.written) + "'";
     switch (key.verdict) {
@@ -67,12 +67,13 @@ void printKey(std::ostream& out, const sConfigKeyReport& key) {
 
 cFailure unreadable(const std::string& path) {
     if (access(path.c_str(), F_OK) != 0 && errno == ENOENT)
-        return {eExitStatus::FAILED, "there is no " + path +
-                                         "; without one the daemon starts no data connection, "
-                                         "cellslot.conf(5) says what to write"};
+        return {eExitStatus::FAILED, path +
+                                         " does not exist; without it the daemon starts no data "
+                                         "connection. Create it as cellslot.conf(5) describes"};
     if (access(path.c_str(), R_OK) != 0) return systemFailure("read " + path, errno);
-    return {eExitStatus::FAILED,
-            path + " is no file, or longer than 128 KB: for the daemon it is missing"};
+    return {
+        eExitStatus::FAILED,
+        path + " is not a regular file, or is longer than 128 KB: the daemon treats it as missing"};
 }
 
 void check(sCliContext& context, const sConfigOptions& options) {
@@ -102,15 +103,15 @@ void addConfigCommand(CLI::App& app, sCliContext& context) {
     CLI::App* config = app.add_subcommand("config", "Check the configuration.");
     config->require_subcommand(1);
     config->footer("Example:\n  cellslot config check");
-    CLI::App* command = config->add_subcommand("check", "Show what the daemon makes of each key.");
+    CLI::App* command = config->add_subcommand("check", "Show how the daemon reads the file.");
     const auto options = std::make_shared<sConfigOptions>();
-    command->add_option("FILE", options->file, "the file [that of the slot]")->type_name("");
-    command->add_flag("-q,--quiet", options->quiet, "show findings, or nothing");
+    command->add_option("FILE", options->file, "the file to check [the slot's own]")->type_name("");
+    command->add_flag("-q,--quiet", options->quiet, "show only findings");
     addSlotOption(*command, options->slot);
     command->footer(
-        "Findings have !: values that are not taken, or taken with quotes, blanks or a\n"
-        "comment; keys that are unknown or repeated. No passwords are shown. Exit\n"
-        "status 1 when there is a finding; -q then shows no more, and nothing if not.\n"
+        "Findings begin with !: values that are not accepted, or that include quotes,\n"
+        "blanks or a comment; keys that are unknown or repeated. Then come the values in\n"
+        "force, without passwords. Exit status 1 if there is a finding.\n"
         "Examples:\n"
         "  cellslot config check new.conf && mv new.conf /etc/vuk/cellular1.conf\n"
         "  cellslot config check -q -p 2");

@@ -20,7 +20,7 @@
 
 namespace {
 
-// The daemon looks once a pass, and a pass may hold a set-up of the modem.
+// The daemon looks once per pass, and a pass may include a set-up of the modem.
 constexpr unsigned WAIT_S = 60;
 
 struct sReloadOptions {
@@ -28,33 +28,33 @@ struct sReloadOptions {
     unsigned timeoutS = WAIT_S;
 };
 
-// What the daemon published, and nothing that another one left.
+// What this daemon published; ignores what an earlier one left.
 sConfigLook lookOf(const sPlaces& places, int slot, int pid) {
     const sConfigLook look = readConfigLook(places.at(configLookPath(slot)));
     return look.pid == pid ? look : sConfigLook();
 }
 
-// Without a file the daemon would drop to its defaults at once, and stay there when the same
+// Without a file the daemon would fall back to its defaults at once, and keep them when the same
 // content comes back.
 void requireFile(const std::string& path) {
     if (access(path.c_str(), F_OK) == 0) return;
-    throw cFailure(eExitStatus::FAILED, "there is no " + path +
-                                            ", and the daemon would end the connection; not asked "
-                                            "to read it");
+    throw cFailure(eExitStatus::FAILED, path +
+                                            " does not exist; not reloaded, because without it the "
+                                            "daemon would end the connection");
 }
 
 const char* meaningOf(eConfigResult result) {
     switch (result) {
         case eCONFIG_APPLIED:
-            return "is read, the modem is set up anew";
+            return "was read; the modem is set up again";
         case eCONFIG_UNCHANGED:
-            return "is unchanged since it was read last, nothing to do";
+            return "has not changed since it was last read; nothing to do";
         case eCONFIG_MISSING:
             break;
     }
-    return "cannot be read: the daemon uses its defaults now, so there is no data. Write it, with "
-           "a "
-           "comment more or less than before, and reload again";
+    return "cannot be read: the daemon now uses its defaults, so data is off. Write the file, "
+           "change "
+           "at least a comment in it, and reload again";
 }
 
 void run(sCliContext& context, const sReloadOptions& options) {
@@ -62,7 +62,7 @@ void run(sCliContext& context, const sReloadOptions& options) {
     const int slot = chooseSlot(places, options.slot);
     const int pid = requireDaemon(places, slot);
     const sConfigLook before = lookOf(places, slot, pid);
-    // A daemon that started on the file of an older installation stays there.
+    // A daemon that started with the file of an older installation keeps using it.
     requireFile(before.file.empty() ? configPlace(places, slot) : places.at(before.file));
     if (kill(pid, SIGUSR2) != 0) throw systemFailure("signal the daemon", errno);
     sConfigLook look;
@@ -74,7 +74,7 @@ void run(sCliContext& context, const sReloadOptions& options) {
         throw cFailure(eExitStatus::TIMED_OUT,
                        "the daemon has not read the file within " +
                            std::to_string(options.timeoutS) +
-                           " s; it does as soon as the modem's port answers: cellslot status");
+                           " s; it will when the modem's port answers, see cellslot status");
     const std::string line = printableLine(look.file) + " " + meaningOf(look.result);
     if (look.result == eCONFIG_MISSING) throw cFailure(eExitStatus::FAILED, line);
     context.out << slotName(slot) << ": " << line << "\n";
@@ -83,14 +83,15 @@ void run(sCliContext& context, const sReloadOptions& options) {
 }  // namespace
 
 void addReloadCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command = app.add_subcommand("reload", "Have the configuration read again.");
+    CLI::App* command =
+        app.add_subcommand("reload", "Make the daemon read its configuration again.");
     const auto options = std::make_shared<sReloadOptions>();
     addSlotOption(*command, options->slot);
-    command->add_option("-t,--timeout", options->timeoutS, "wait for it, seconds [60]")
+    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait for the result [60]")
         ->type_name("S");
     command->footer(
-        "A changed file interrupts the connection: the modem is set up anew. A file\n"
-        "with the same content does nothing. Example, checked first:\n"
+        "If the file has changed, the modem is set up again, which interrupts the\n"
+        "connection; otherwise nothing happens. Example, with a check first:\n"
         "  cellslot config check && cellslot reload");
     command->callback([options, &context] { run(context, *options); });
 }

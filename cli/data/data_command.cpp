@@ -33,19 +33,19 @@ struct sWord {
 };
 
 const sWord WORDS[] = {
-    {"on", eDataOverride::ON, "data is on, whatever the configuration says"},
-    {"off", eDataOverride::OFF, "data is off, whatever the configuration says"},
-    {"auto", eDataOverride::AUTO, "the configuration decides about data"},
+    {"on", eDataOverride::ON, "data is on, regardless of the configuration"},
+    {"off", eDataOverride::OFF, "data is off, regardless of the configuration"},
+    {"auto", eDataOverride::AUTO, "the configuration decides whether data is on"},
     {"power-off", eDataOverride::POWER_OFF, "the modem is switched off and its daemon ends"},
 };
 
 const sWord& meant(const std::string& word) {
     for (const sWord& row : WORDS)
         if (row.word == word) return row;
-    throw cFailure(eExitStatus::USAGE, "say on, off, auto or power-off");
+    throw cFailure(eExitStatus::USAGE, "the state must be on, off, auto or power-off");
 }
 
-// What the daemon is to reach; AUTO where that cannot be told.
+// The state that the daemon should reach; AUTO if that is not known.
 eDataOverride goalOf(const sPlaces& places, int slot, eDataOverride value) {
     if (value != eDataOverride::AUTO) return value;
     switch (reportSlot(places, slot, currentMoment()).data.value) {
@@ -101,33 +101,33 @@ void run(sCliContext& context, const sDataOptions& options) {
     setDataOverride(places, slot, word.value);
     if (!runs)
         throw cFailure(eExitStatus::NO_DAEMON,
-                       noDaemonText(slot) + "; when it is started, " + word.meaning);
+                       noDaemonText(slot) + "; after its next start, " + word.meaning);
     context.out << slotName(slot) << ": " << word.meaning << "\n" << std::flush;
     const eDataOverride goal = goalOf(places, slot, word.value);
     const bool done = waitFor(options.timeoutS, [&] { return isReached(places, slot, goal); });
     context.out << slotName(slot) << ": " << state(places, slot) << "\n";
     if (!done && options.timeoutS != 0)
-        throw cFailure(eExitStatus::TIMED_OUT, "not reached within " +
-                                                   std::to_string(options.timeoutS) +
-                                                   " s; cellslot status shows how far it is");
+        throw cFailure(
+            eExitStatus::TIMED_OUT,
+            "not reached within " + std::to_string(options.timeoutS) + " s; see cellslot status");
 }
 
 }  // namespace
 
 void addDataCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command = app.add_subcommand("data", "Switch the data connection.");
+    CLI::App* command = app.add_subcommand("data", "Switch the data connection on or off.");
     const auto options = std::make_shared<sDataOptions>();
     command->add_option("STATE", options->word, "on, off, auto or power-off")
         ->required()
         ->check(CLI::IsMember({"on", "off", "auto", "power-off"}).description(""))
         ->type_name("");
     addSlotOption(*command, options->slot);
-    command->add_option("-t,--timeout", options->timeoutS, "wait for it, seconds; 0: do not [30]")
+    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [30]")
         ->type_name("S");
     command->footer(
-        "on, off and power-off hold until auto or until the host starts again.\n"
-        "on waits until the host has booted. After power-off say auto, then start the\n"
-        "daemon again, or it switches the modem off anew.\n"
+        "on, off and power-off stay in force until auto or a restart of the host. on\n"
+        "takes effect once the host has booted. After power-off, use auto before you\n"
+        "start the daemon again; otherwise it switches the modem off once more.\n"
         "Examples:\n"
         "  cellslot data off\n"
         "  cellslot data on -p 2 --timeout 60");

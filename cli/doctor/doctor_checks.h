@@ -7,24 +7,24 @@
 #include "cli/base/places.h"
 #include "cli/doctor/slot_setup.h"
 
-// What keeps a host from working. A check looks and changes nothing.
+// What keeps a host from working. Checks change nothing.
 
 enum class eHealth {
     FINE,
-    NOTE,    // worth to know; it may be meant so
-    BROKEN,  // something does not work like that
+    NOTE,    // worth knowing; may be intended
+    BROKEN,  // something does not work
 };
 
 struct sFinding {
     eHealth health;
     std::string subject;
     std::string text;
-    std::string mend;  // what to do; "" for what is fine
+    std::string mend;  // what to do; "" if fine
 };
 
 using tFindings = std::vector<sFinding>;
 
-// Of the host, whatever the slot.
+// Of the host.
 tFindings checkShell(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkTools(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkSlotsFile(const sPlaces& places, const sSlotSetup& setup);

@@ -73,7 +73,7 @@ void run(sCliContext& context, const sDoctorOptions& options) {
     setups.reserve(slots.size());
     for (const int slot : slots)
         setups.push_back(setupOf(context.places, slot, options));
-    // The tools are those of a daemon that runs, where one does.
+    // The tools of a running daemon, if there is one.
     const auto running = std::find_if(setups.begin(), setups.end(),
                                       [](const sSlotSetup& setup) { return setup.pid != 0; });
     sCount count;
@@ -94,22 +94,23 @@ void run(sCliContext& context, const sDoctorOptions& options) {
 }  // namespace
 
 void addDoctorCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command = app.add_subcommand("doctor", "Find what keeps the host from working.");
+    CLI::App* command =
+        app.add_subcommand("doctor", "Check the host and show how to fix problems.");
     const auto options = std::make_shared<sDoctorOptions>();
-    addSlotOption(*command, options->slot, "this slot only [all that are in use]");
+    addSlotOption(*command, options->slot, "only this slot [all slots in use]");
+    command->add_option("-d,--device", options->device, "the modem's AT port [the daemon's]")
+        ->type_name("DEV");
+    command->add_option("-g,--gps", options->gpsDevice, "the modem's GPS port [the daemon's]")
+        ->type_name("DEV");
     command
-        ->add_option("-d,--device", options->device, "the modem's AT port [as the daemon has it]")
-        ->type_name("DEV");
-    command->add_option("-g,--gps", options->gpsDevice, "the modem's GPS port [likewise]")
-        ->type_name("DEV");
-    command->add_option("-i,--interface", options->interface, "the network interface [likewise]")
+        ->add_option("-i,--interface", options->interface, "the network interface [the daemon's]")
         ->type_name("IF");
-    command->add_flag("-q,--quiet", options->quiet, "do not show what is fine");
-    command->add_flag("--ask-modem", options->askModem, "ask the modem about SIM and addresses");
+    command->add_flag("-q,--quiet", options->quiet, "hide what is ok");
+    command->add_flag("--ask-modem", options->askModem,
+                      "also ask the modem about SIM and addresses");
     command->footer(
-        "Looks and changes nothing. Run it as root: others do not see everything.\n"
-        "Each finding is followed by -> and what mends it. Exit status 1 when something\n"
-        "is broken.\n"
+        "Changes nothing. Run it as root, because other users cannot see everything.\n"
+        "-> shows how to fix a finding. Exit status 1 if something is broken.\n"
         "Example:\n"
         "  cellslot doctor -q -p 1");
     command->callback([options, &context] { run(context, *options); });

@@ -35,7 +35,7 @@ const sTool TOOLS[] = {
     {"flock", eHealth::BROKEN, "the interface cannot be set up"},
     {"ping", eHealth::NOTE, "a dead session is not noticed"},
     {"systime.sh", eHealth::NOTE, "the clock is not set from the network"},
-    {"ResetCellular", eHealth::NOTE, "a modem that hangs stays so"},
+    {"ResetCellular", eHealth::NOTE, "a modem that hangs is not reset"},
     {"sledctl", eHealth::NOTE, "the modem's power cannot be switched"},
 };
 
@@ -46,31 +46,30 @@ std::string mib(unsigned long long bytes) {
 }
 
 sFinding spaceIn(const sPlaces& places, const std::string& folder) {
-    const std::string mend = "delete what is not needed, or give " + folder + " more room";
+    const std::string mend = "delete files that are not needed, or enlarge " + folder;
     struct statvfs info {};
     if (statvfs(places.at(folder).c_str(), &info) != 0)
-        return {eHealth::BROKEN, "space", folder + ": " + strerror(errno), "make the folder"};
+        return {eHealth::BROKEN, "space", folder + ": " + strerror(errno), "create the folder"};
     if ((info.f_flag & ST_RDONLY) != 0)
-        return {eHealth::BROKEN, "space", folder + " can only be read",
-                "mount it writable, or put a tmpfs there"};
+        return {eHealth::BROKEN, "space", folder + " is read-only",
+                "mount it writable, or mount a tmpfs there"};
     const unsigned long long free = static_cast<unsigned long long>(info.f_bavail) * info.f_frsize;
     if (free < SPACE_NEEDED) return {eHealth::BROKEN, "space", folder + " is full", mend};
     if (info.f_files != 0 && info.f_favail == 0)
-        return {eHealth::BROKEN, "space", folder + " has no room for another file", mend};
+        return {eHealth::BROKEN, "space", folder + " has no free inodes", mend};
     if (free < SPACE_SCARCE) return {eHealth::NOTE, "space", folder + " has " + mib(free), mend};
     return {eHealth::FINE, "space", folder + " has " + mib(free), ""};
 }
 
 }  // namespace
 
-// The daemon's commands end in "&>/dev/null". A shell that does not know it runs them in the
-// background and says that they succeeded. The service puts bash in the place of /bin/sh, for the
-// daemon alone.
+// The daemon's commands end in "&>/dev/null". A shell that does not know "&>" runs them in the
+// background and reports success. The service replaces /bin/sh by bash, for the daemon alone.
 tFindings checkShell(const sPlaces& places, const sSlotSetup& setup) {
     const std::string daemonsRoot = "/proc/" + std::to_string(setup.pid) + "/root";
     if (setup.pid != 0 && access(places.at(daemonsRoot).c_str(), X_OK) != 0 && errno == EACCES)
-        return {{eHealth::NOTE, "shell", "the daemon's /bin/sh is only shown to root",
-                 "run this as root"}};
+        return {{eHealth::NOTE, "shell", "only root can see the daemon's /bin/sh",
+                 "run cellslot doctor as root"}};
     const std::string daemonsShell = daemonsRoot + "/bin/sh";
     const std::string shell = places.at(places.have(daemonsShell) ? daemonsShell : "/bin/sh");
     const int status = runQuietly({shell, "-c", "false &>/dev/null"}, setup.path);
@@ -78,10 +77,10 @@ tFindings checkShell(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.pid == 0 && status == 0 && places.have("/run/systemd/system") &&
         places.have(SERVICE_UNIT))
         return {{eHealth::NOTE, "shell", "/bin/sh does not understand &>",
-                 "start daemons as the service only, which gives them bash"}};
+                 "start the daemon only as a service, which gives it bash"}};
     return {{eHealth::BROKEN, "shell",
              status < 0 ? "/bin/sh cannot be run"
-                        : "/bin/sh does not understand &>: results of host tools do not count",
+                        : "/bin/sh does not understand &>: failures of host tools go unnoticed",
              "link /bin/sh to bash or busybox"}};
 }
 
@@ -92,9 +91,9 @@ tFindings checkTools(const sPlaces& places, const sSlotSetup& setup) {
             findings.push_back(
                 {tool.missing, "tools",
                  std::string(tool.name) + " is not on the daemon's PATH: " + tool.without,
-                 "install it, or put its folder into the daemon's PATH"});
+                 "install it, or add its folder to the daemon's PATH"});
     if (findings.empty())
-        findings.push_back({eHealth::FINE, "tools", "all are on the daemon's PATH", ""});
+        findings.push_back({eHealth::FINE, "tools", "all host tools are on the daemon's PATH", ""});
     return findings;
 }
 
@@ -103,9 +102,8 @@ tFindings checkSlotsFile(const sPlaces& places, const sSlotSetup& /*setup*/) {
     struct stat info {};
     if (stat(places.at(name).c_str(), &info) != 0) return {};
     if ((info.st_mode & 022) == 0)
-        return {{eHealth::FINE, "power", name + " is only root's to change", ""}};
-    return {{eHealth::BROKEN, "power",
-             name + " can be changed by others, and its commands run as root",
+        return {{eHealth::FINE, "power", "only root can change " + name, ""}};
+    return {{eHealth::BROKEN, "power", "others can change " + name + ", whose commands run as root",
              "chmod go-w " + name}};
 }
 
@@ -118,17 +116,17 @@ tFindings checkSpace(const sPlaces& places, const sSlotSetup& /*setup*/) {
 
 tFindings checkClock(const sPlaces& /*places*/, const sSlotSetup& /*setup*/) {
     const time_t now = time(nullptr);
-    if (now >= CLOCK_PLAUSIBLE) return {{eHealth::FINE, "clock", "it is set", ""}};
+    if (now >= CLOCK_PLAUSIBLE) return {{eHealth::FINE, "clock", "the clock is set", ""}};
     return {{eHealth::NOTE, "clock",
-             "it is before 2024; messages are deleted as too old when it jumps",
-             "wait for the network's time (CM_SYNC_TIME=yes), or set it"}};
+             "the clock shows a time before 2024; messages are deleted as too old when it is set",
+             "wait for the network time (CM_SYNC_TIME=yes), or set the clock"}};
 }
 
 tFindings checkBoot(const sPlaces& places, const sSlotSetup& /*setup*/) {
     std::ifstream file(places.at("/proc/uptime"));
     double uptimeS = 0;
     if (file >> uptimeS && hostBoot(places.root, uptimeS) == eHostBoot::BOOTING)
-        return {{eHealth::NOTE, "boot", "the host is booting, data waits for it",
+        return {{eHealth::NOTE, "boot", "the host is still booting; data waits until it has booted",
                  std::string("wait three minutes, or create ") + BOOTED_FILE}};
     return {{eHealth::FINE, "boot", "the host has booted", ""}};
 }
@@ -137,23 +135,23 @@ tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup) {
     const std::string name = SMS_SPOOL_ROOT;
     struct stat info {};
     if (lstat(places.at(name).c_str(), &info) != 0) {
-        if (setup.pid == 0) return {{eHealth::FINE, "messages", "no spool yet", ""}};
-        return {
-            {eHealth::BROKEN, "messages", "no " + name + ", although the daemon runs",
-             std::string("look for room and rights in ") + SHARED_FOLDER + "; restart the daemon"}};
+        if (setup.pid == 0) return {{eHealth::FINE, "messages", "no message spool yet", ""}};
+        return {{eHealth::BROKEN, "messages",
+                 name + " does not exist, although the daemon is running",
+                 std::string("check free space and permissions of ") + SHARED_FOLDER +
+                     ", then restart the daemon"}};
     }
     struct stat parent {};
     stat(places.at(SHARED_FOLDER).c_str(), &parent);
     const std::string mend = "stop the daemon, rm -r " + name + ", start it again";
     if (!S_ISDIR(info.st_mode))
-        return {{eHealth::BROKEN, "messages", name + " is no folder", mend}};
+        return {{eHealth::BROKEN, "messages", name + " is not a folder", mend}};
     if (info.st_uid != parent.st_uid)
         return {{eHealth::BROKEN, "messages",
                  name + " belongs to another user, who can read and forge messages", mend}};
     if ((info.st_mode & 022) != 0)
-        return {{eHealth::BROKEN, "messages", name + " can be written to by others",
-                 "chmod 700 " + name}};
-    return {{eHealth::FINE, "messages", name + " is the daemon's", ""}};
+        return {{eHealth::BROKEN, "messages", "others can write to " + name, "chmod 700 " + name}};
+    return {{eHealth::FINE, "messages", name + " belongs to the daemon alone", ""}};
 }
 
 tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {

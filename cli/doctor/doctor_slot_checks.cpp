@@ -30,7 +30,7 @@
 
 namespace {
 
-// It is written every two seconds; the longest wait for a modem's answer is a few minutes.
+// The daemon writes it every two seconds; its longest wait for a modem takes a few minutes.
 constexpr long long STATUS_LATE_S = 300;
 
 std::string option(const sSlotSetup& setup) {
@@ -45,30 +45,32 @@ std::string inForce(const sConfigReport& report, const std::string& key) {
 
 sFinding notKnown(const sSlotSetup& setup, const std::string& subject, const char* optionName) {
     return {
-        eHealth::NOTE, subject, "not known while no daemon runs",
-        std::string("name it with ") + optionName + ", or in " + serviceSettingsPath(setup.slot)};
+        eHealth::NOTE, subject, "not known, because no daemon is running",
+        std::string("set it with ") + optionName + ", or in " + serviceSettingsPath(setup.slot)};
 }
 
-// What is in the place of a port. FINE when it can be one.
+// Checks the path of a port. FINE if it can be a port.
 sFinding portAt(const sPlaces& places, const std::string& subject, const std::string& device) {
     struct stat info {};
     if (stat(places.at(device).c_str(), &info) != 0)
-        return {eHealth::BROKEN, subject, device + " is not there",
-                "is the modem powered and plugged in? ls /dev/ttyUSB*, dmesg"};
+        return {eHealth::BROKEN, subject, device + " does not exist",
+                "check the modem's power and cable: ls /dev/ttyUSB*, dmesg"};
     if (!S_ISCHR(info.st_mode) && !S_ISFIFO(info.st_mode))
-        return {eHealth::BROKEN, subject, device + " is no port", "remove it, and name the port"};
-    return {eHealth::FINE, subject, device + " is there", ""};
+        return {eHealth::BROKEN, subject, device + " is not a serial port",
+                "remove it, or name the right port"};
+    return {eHealth::FINE, subject, device + " exists", ""};
 }
 
 sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
     const std::string name = processName(places, pid);
-    const std::string mend = name == "ModemManager" ? "systemctl mask --now ModemManager"
-                                                    : "end it, or have it leave the port alone";
+    const std::string mend = name == "ModemManager"
+                                 ? "systemctl mask --now ModemManager"
+                                 : "end that program, or exclude the port in its settings";
     return {eHealth::BROKEN, "port",
             device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
 }
 
-// True also where there is nothing to judge by.
+// True also if the user or its groups are not known.
 bool mayUse(const passwd* user, const struct stat& device) {
     if (user == nullptr || user->pw_uid == 0 || (device.st_mode & 0006) == 0006) return true;
     if (user->pw_uid == device.st_uid) return (device.st_mode & 0600) == 0600;
@@ -80,7 +82,7 @@ bool mayUse(const passwd* user, const struct stat& device) {
     return std::find(groups.begin(), groups.end(), device.st_gid) != groups.end();
 }
 
-// Root, unless a daemon runs as somebody else.
+// Root, unless the daemon runs as another user.
 uid_t daemonsUser(const sPlaces& places, const sSlotSetup& setup) {
     struct stat info {};
     const std::string process = places.at("/proc/" + std::to_string(setup.pid));
@@ -91,15 +93,16 @@ sFinding rightsOf(const sPlaces& places, const sSlotSetup& setup) {
     struct stat info {};
     stat(places.at(setup.device).c_str(), &info);
     const passwd* user = getpwuid(daemonsUser(places, setup));
-    const std::string rule = "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it";
+    const std::string rule = "add a udev rule with GROUP=\"dialout\", MODE=\"0660\"";
     if (!mayUse(user, info))
-        return {eHealth::BROKEN, "port",
-                std::string("the daemon's user ") + user->pw_name + " may not use " + setup.device,
-                rule};
+        return {
+            eHealth::BROKEN, "port",
+            std::string("the daemon's user ") + user->pw_name + " has no access to " + setup.device,
+            rule};
     if ((info.st_mode & 0006) != 0)
         return {eHealth::NOTE, "port",
-                "everybody may use " + setup.device + ", for its messages and PIN too", rule};
-    return {eHealth::FINE, "port", setup.device + " is there", ""};
+                "every user can access " + setup.device + ", and with it messages and PIN", rule};
+    return {eHealth::FINE, "port", setup.device + " exists", ""};
 }
 
 void checkGpsTools(const sPlaces& places, const sSlotSetup& setup, tFindings& findings) {
@@ -111,8 +114,8 @@ void checkGpsTools(const sPlaces& places, const sSlotSetup& setup, tFindings& fi
     const std::string nothing = findOnPath(places, setup.path, "true");
     if (timeout.empty() || runQuietly({timeout, "-t", "1", nothing}, setup.path) != 0)
         findings.push_back({eHealth::BROKEN, "gps",
-                            "timeout does not understand -t: gpsd is never given the port",
-                            "put the timeout of the host tools first on the daemon's PATH"});
+                            "timeout does not accept -t: gpsd never gets the port",
+                            "put the folder of the host tools first on the daemon's PATH"});
 }
 
 void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& findings) {
@@ -127,10 +130,10 @@ void checkGpsPort(const sPlaces& places, const sSlotSetup& setup, tFindings& fin
         return;
     }
     struct stat info {};
-    // gpsd gives up root before it opens a device.
+    // gpsd drops root before it opens a device.
     if (stat(places.at(setup.gpsDevice).c_str(), &info) == 0 && !mayUse(getpwnam("gpsd"), info))
-        findings.push_back({eHealth::BROKEN, "gps", "user gpsd may not use " + setup.gpsDevice,
-                            "a udev rule with GROUP=\"dialout\", MODE=\"0660\" for it"});
+        findings.push_back({eHealth::BROKEN, "gps", "user gpsd has no access to " + setup.gpsDevice,
+                            "add a udev rule with GROUP=\"dialout\", MODE=\"0660\""});
 }
 
 bool isLinkDown(const sPlaces& places, const std::string& interface) {
@@ -149,18 +152,19 @@ sFinding pinFile(const sPlaces& places, const std::string& path, uid_t owner) {
     struct stat info {};
     if (lstat(places.at(path).c_str(), &info) != 0) return {eHealth::FINE, "pin", "", ""};
     if (S_ISLNK(info.st_mode))
-        return {eHealth::BROKEN, "pin", path + " is a link", "rm " + path + ", cellslot pin set"};
+        return {eHealth::BROKEN, "pin", path + " is a link",
+                "rm " + path + ", then: cellslot pin set"};
     if (info.st_uid != owner)
         return {eHealth::BROKEN, "pin", path + " belongs to another user",
                 "chown root " + path + "; change the PIN"};
     if ((info.st_mode & 077) != 0)
-        return {eHealth::BROKEN, "pin", path + " can be read by others", "chmod 600 " + path};
+        return {eHealth::BROKEN, "pin", "others can read " + path, "chmod 600 " + path};
     return {eHealth::FINE, "pin", "", ""};
 }
 
 // ---- power
 
-// The tool of a gateway's own maker has its own idea of slots.
+// A tool of the gateway's maker may not use slots.conf.
 bool mentionsSlotsFile(const std::string& tool) {
     constexpr size_t TOOL_MAX = 65536;
     std::string text;
@@ -169,7 +173,7 @@ bool mentionsSlotsFile(const std::string& tool) {
 
 using tActions = std::set<std::string>;
 
-// The second words of a slot's lines.
+// The actions that slots.conf has for a slot: the second words of its lines.
 tActions slotsFileActions(const sPlaces& places, int slot) {
     tActions actions;
     std::ifstream file(places.at(SLOTS_FILE));
@@ -188,21 +192,21 @@ tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup) {
     const std::vector<int> daemons = daemonsOf(places, setup.slot);
     if (daemons.size() > 1)
         return {{eHealth::BROKEN, "daemon",
-                 std::to_string(daemons.size()) + " daemons run for this slot",
+                 std::to_string(daemons.size()) + " daemons are running for this slot",
                  std::string("stop all but the service: ps -ef | grep ") + DAEMON_NAME}};
     if (setup.pid != 0)
-        return {{eHealth::FINE, "daemon", "runs as " + std::to_string(setup.pid), ""}};
+        return {{eHealth::FINE, "daemon", "running as process " + std::to_string(setup.pid), ""}};
     if (daemons.size() == 1)
         return {{eHealth::BROKEN, "daemon",
-                 "process " + std::to_string(daemons.front()) + " is not in its pid file " +
-                     pidFilePath(setup.slot),
-                 "restart it; /run should be a tmpfs of the host"}};
+                 "process " + std::to_string(daemons.front()) +
+                     " is running, but is not in its pid file " + pidFilePath(setup.slot),
+                 "restart the daemon; /run should be a tmpfs"}};
     const sSlotReport report = reportSlot(places, setup.slot, currentMoment());
     const std::string start = howToStart(setup.slot, report.data);
     if (isPowerOff(report.data.value))
         return {{eHealth::NOTE, "daemon", noDaemonReason(report), start}};
     return {{eHealth::BROKEN, "daemon", noDaemonReason(report),
-             start + "; the system log says why it ended"}};
+             start + "; to see why it ended: journalctl -t " + DAEMON_NAME}};
 }
 
 tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
@@ -210,13 +214,13 @@ tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
     struct stat info {};
     const std::string path = statusFilePath(setup.slot);
     const std::string mend =
-        std::string("look for room in ") + STATUS_FOLDER + ", and into the system log";
+        std::string("check free space in ") + STATUS_FOLDER + ", and journalctl -t " + DAEMON_NAME;
     if (stat(places.at(path).c_str(), &info) != 0)
-        return {{eHealth::NOTE, "status", "no " + path + " yet", mend}};
+        return {{eHealth::NOTE, "status", path + " does not exist yet", mend}};
     const long long ageS = time(nullptr) - info.st_mtime;
-    if (ageS <= STATUS_LATE_S) return {{eHealth::FINE, "status", path + " is fresh", ""}};
+    if (ageS <= STATUS_LATE_S) return {{eHealth::FINE, "status", path + " is up to date", ""}};
     return {{eHealth::BROKEN, "status",
-             path + " was not written for " + std::to_string(ageS / 60) + " minutes", mend}};
+             path + " has not been updated for " + std::to_string(ageS / 60) + " minutes", mend}};
 }
 
 tFindings checkDevice(const sPlaces& places, const sSlotSetup& setup) {
@@ -237,8 +241,8 @@ tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup) {
         }
     }
     if (findings.empty() && geteuid() != 0)
-        findings.push_back(
-            {eHealth::NOTE, "port", "who else holds it is only shown to root", "run this as root"});
+        findings.push_back({eHealth::NOTE, "port", "only root can see which programs have it open",
+                            "run cellslot doctor as root"});
     return findings;
 }
 
@@ -246,36 +250,40 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     const std::string& name = setup.interface;
     if (name.empty()) return {notKnown(setup, "interface", "--interface")};
     if (!isInterfaceName(name))
-        return {{eHealth::BROKEN, "interface", "'" + blankControlCharacters(name) + "' is no name",
-                 "start the daemon with -i wwan0 or the like"}};
+        return {{eHealth::BROKEN, "interface",
+                 "'" + blankControlCharacters(name) + "' is not an interface name",
+                 "start the daemon with a valid name, such as -i wwan0"}};
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
-                 "ls /sys/class/net; is the modem's network driver loaded?"}};
+                 "check the name (ls /sys/class/net) and the modem's network driver"}};
     if (setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED &&
         isLinkDown(places, name))
-        return {{eHealth::BROKEN, "interface", name + " is down, although the session is up",
-                 "keep others off it (NetworkManager, a DHCP client); cellslot data off" +
-                     option(setup) + " and auto set it up anew"}};
+        return {
+            {eHealth::BROKEN, "interface", name + " is down, although the session is up",
+             "exclude it from NetworkManager and DHCP clients; to set it up again: cellslot data "
+             "off" +
+                 option(setup) + ", then cellslot data auto" + option(setup)}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};
 }
 
 tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
     const std::string path = configPlace(places, setup.slot);
     if (access(path.c_str(), R_OK) != 0 && errno == EACCES)
-        return {
-            {eHealth::NOTE, "config", path + " cannot be read by this user", "run this as root"}};
+        return {{eHealth::NOTE, "config", path + " cannot be read by this user",
+                 "run cellslot doctor as root"}};
     const sConfigReport report = checkConfig(path);
     if (!report.readable)
-        return {{eHealth::BROKEN, "config", path + " is missing or cannot be read: no data",
-                 "write it; cellslot.conf(5) says how"}};
+        return {{eHealth::BROKEN, "config",
+                 path + " is missing or cannot be read, so there is no data",
+                 "create it as cellslot.conf(5) describes"}};
     tFindings findings;
     struct stat info {};
     if (stat(path.c_str(), &info) == 0 && (info.st_mode & 022) != 0)
         findings.push_back(
-            {eHealth::BROKEN, "config", path + " can be changed by others", "chmod go-w " + path});
+            {eHealth::BROKEN, "config", "others can change " + path, "chmod go-w " + path});
     else if ((info.st_mode & 044) != 0 && !inForce(report, "CM_PASSWORD").empty())
         findings.push_back({eHealth::NOTE, "config",
-                            path + " has a password and can be read by others",
+                            path + " contains a password, and others can read it",
                             "chmod 600 " + path});
     if (const size_t count = report.findings.size(); count != 0)
         findings.push_back(
@@ -285,36 +293,37 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
     const std::string enabled = inForce(report, "CM_ENABLE_INTERFACE");
     if (enabled != "yes")
         findings.push_back({eHealth::NOTE, "config", "CM_ENABLE_INTERFACE is " + enabled,
-                            "set it to yes where data is wanted"});
+                            "set it to yes if data is wanted"});
     if (findings.empty())
-        findings.push_back({eHealth::FINE, "config", path + " is as it should be", ""});
+        findings.push_back({eHealth::FINE, "config", "no findings in " + path, ""});
     return findings;
 }
 
-// The folder's owner is the one who may know the PINs.
+// Only the folder's owner may know the PINs.
 tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
     struct stat folder {};
     if (stat(places.at(SETTINGS_FOLDER).c_str(), &folder) != 0) return {};
     if (access(places.at(SETTINGS_FOLDER).c_str(), X_OK) != 0)
-        return {{eHealth::NOTE, "pin", "the PIN files are only shown to root", "run this as root"}};
+        return {{eHealth::NOTE, "pin", "only root can see the PIN files",
+                 "run cellslot doctor as root"}};
     tFindings findings;
     if ((folder.st_mode & 022) != 0)
         findings.push_back({eHealth::BROKEN, "pin",
-                            std::string("others may write to ") + SETTINGS_FOLDER,
+                            std::string("others can write to ") + SETTINGS_FOLDER,
                             std::string("chmod 700 ") + SETTINGS_FOLDER});
     const std::string pin = pinFilePath(setup.slot);
     if (isReadOnly(places.at(SETTINGS_FOLDER)) && !isEmptied(places, pin))
         findings.push_back({eHealth::BROKEN, "pin",
                             std::string(SETTINGS_FOLDER) +
-                                " can only be read: a PIN that the SIM refuses stays in its file, "
-                                "and each start of the host costs an attempt",
+                                " is read-only: a PIN that the SIM refuses stays in its file and "
+                                "costs an attempt at each start of the host",
                             "mount it writable, or remove " + pin});
     for (const std::string& path : {pin, pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
         const sFinding finding = pinFile(places, path, folder.st_uid);
         if (finding.health != eHealth::FINE) findings.push_back(finding);
     }
     if (findings.empty())
-        findings.push_back({eHealth::FINE, "pin", "no PIN can be read by others", ""});
+        findings.push_back({eHealth::FINE, "pin", "others cannot read any PIN", ""});
     return findings;
 }
 
@@ -341,7 +350,8 @@ tFindings checkGps(const sPlaces& places, const sSlotSetup& setup) {
     tFindings findings;
     checkGpsPort(places, setup, findings);
     checkGpsTools(places, setup, findings);
-    if (findings.empty()) findings.push_back({eHealth::FINE, "gps", "port and gpsd are there", ""});
+    if (findings.empty())
+        findings.push_back({eHealth::FINE, "gps", "port and gpsd are present", ""});
     return findings;
 }
 
@@ -351,9 +361,11 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
     const tActions actions = slotsFileActions(places, setup.slot);
     const auto has = [&](const char* action) { return actions.count(action) != 0; };
     if (has("reset") || has("usb") || (has("off") && has("on")))
-        return {{eHealth::FINE, "power", std::string(SLOTS_FILE) + " says how it is switched", ""}};
-    return {{eHealth::NOTE, "power", "no way to reset a modem that hangs; it works without",
-             "write how into " + std::string(SLOTS_FILE) + " (host-tools.md)"}};
+        return {{eHealth::FINE, "power",
+                 std::string(SLOTS_FILE) + " describes the slot's power switch", ""}};
+    return {
+        {eHealth::NOTE, "power", "a modem that hangs cannot be power-cycled; everything else works",
+         "describe the slot's power switch in " + std::string(SLOTS_FILE) + " (host-tools.md)"}};
 }
 
 const std::vector<tCheck>& slotChecks() {

@@ -24,7 +24,7 @@ std::string option(const sSlotSetup& setup) {
 }
 
 std::string askFor(const sSlotSetup& setup) {
-    return "cellslot doctor --ask-modem" + option(setup) + " says which";
+    return "cellslot doctor --ask-modem" + option(setup) + " shows which";
 }
 
 // The fields of each line that begins with the prefix, without blanks and quotes.
@@ -44,7 +44,7 @@ std::vector<std::vector<std::string>> linesOf(const std::string& answer,
 }
 
 // #QSS: 2,3
-//       2 report mode, 3 SIM state; a report that stands between has the state alone
+//       2 report mode, 3 SIM state; an unsolicited report among the answers has only the state
 void judgePresence(const std::string& answer, const sSlotSetup& setup, tFindings& findings) {
     for (const std::vector<std::string>& fields : linesOf(answer, "#QSS:")) {
         if (fields.size() != 2) continue;
@@ -53,14 +53,14 @@ void judgePresence(const std::string& answer, const sSlotSetup& setup, tFindings
                 {eHealth::BROKEN, "sim",
                  "the modem's #QSS mode is 2: its SIM states 2 and 3 count as no SIM",
                  "cellslot at AT#QSS=0" + option(setup) +
-                     "; to keep it: cellslot at "
+                     "; to store that: cellslot at "
                      "'AT&W0'" +
                      option(setup)});
         else if (fields[1] == "0")
-            findings.push_back({eHealth::BROKEN, "sim", "the modem finds no SIM",
-                                "insert it, or choose the other holder with CM_SIM_SLOT"});
+            findings.push_back({eHealth::BROKEN, "sim", "the modem detects no SIM",
+                                "insert it, or select the other holder with CM_SIM_SLOT"});
         else
-            findings.push_back({eHealth::FINE, "sim", "the modem finds it", ""});
+            findings.push_back({eHealth::FINE, "sim", "the modem detects the SIM", ""});
     }
 }
 
@@ -70,8 +70,8 @@ void judgeIccid(const std::string& answer, tFindings& findings) {
         if (isStringNumeric(fields.front())) continue;
         findings.push_back({eHealth::NOTE, "sim",
                             "the ICCID " + cutTo(printableLine(fields.front()), SHOWN_MAX) +
-                                " has more than digits and is not shown",
-                            "it does no harm"});
+                                " contains more than digits and is not published",
+                            "nothing to do, it does no harm"});
     }
 }
 
@@ -90,18 +90,19 @@ void judgeMask(const std::string& answer, tFindings& findings) {
         return std::any_of(fields.begin(), fields.end(), hasFullMask);
     });
     if (isFull)
-        findings.push_back({eHealth::BROKEN, "session",
-                            "the network's mask is 255.255.255.255, with which no session starts",
-                            "ask the operator for an APN with another mask, or set "
-                            "CM_IPFAMILY=ipv6 where the network has IPv6"});
+        findings.push_back(
+            {eHealth::BROKEN, "session",
+             "the network's mask is 255.255.255.255, and no session can start with it",
+             "ask the operator for an APN with another mask, or set "
+             "CM_IPFAMILY=ipv6 if the network has IPv6"});
     else
-        findings.push_back({eHealth::FINE, "session", "the network's mask can be used", ""});
+        findings.push_back({eHealth::FINE, "session", "the network's mask is usable", ""});
 }
 
-// "no daemon runs for slot 1; start it: ..."
+// "no daemon is running for slot 1; to start it: ..."
 sFinding notAsked(const std::string& why, const sSlotSetup& setup) {
     const size_t end = why.find("; ");
-    return {eHealth::NOTE, "modem", "it was not asked: " + why.substr(0, end),
+    return {eHealth::NOTE, "modem", "the modem was not asked: " + why.substr(0, end),
             end == std::string::npos ? "cellslot status" + option(setup) : why.substr(end + 2)};
 }
 
@@ -124,7 +125,7 @@ tFindings judgeModemAnswer(const std::string& answer, const sSlotSetup& setup) {
     judgeIccid(answer, findings);
     judgeMask(answer, findings);
     if (findings.empty())
-        findings.push_back({eHealth::NOTE, "modem", "it answered nothing that can be judged",
+        findings.push_back({eHealth::NOTE, "modem", "the modem did not answer as expected",
                             "cellslot at AT#QSS?" + option(setup)});
     return findings;
 }
@@ -148,14 +149,15 @@ tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup) {
                             "there is no SIM, or the modem's #QSS mode is 2, which hides it",
                             askFor(setup)});
     if (isWithoutIccid(record))
-        findings.push_back({eHealth::NOTE, "sim",
-                            "the ICCID is not published: it has a filler F, or the modem gave none",
-                            "it does no harm; to see it: cellslot at 'AT+CCID?'" + option(setup)});
+        findings.push_back(
+            {eHealth::NOTE, "sim",
+             "the ICCID is not published: it has a filler F, or the modem reported none",
+             "nothing to do, it does no harm; to see it: cellslot at 'AT+CCID?'" + option(setup)});
     if (record.text(STATUS_QMI_STATE) != SESSION_CONNECTED &&
         record.number(STATUS_LAST_CONNECT_ERROR_E) == eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE)
         findings.push_back({eHealth::NOTE, "session",
-                            "the network gave no address, or one with the mask 255.255.255.255, "
-                            "which cannot be used",
+                            "the network assigned no address, or one with the mask "
+                            "255.255.255.255, which is not usable",
                             askFor(setup)});
     return findings;
 }

@@ -5,17 +5,17 @@
 
 #include "cli/doctor/doctor_checks.h"
 
-// Habits of some modems and networks with which the daemon cannot work, and what mends them.
+// Behaviour of some modems and networks that the daemon cannot work with, and how to fix it.
 
-// What the modem has to be asked, as one request of custom AT commands, and how long the answer may
-// take. context: the data context in use, anything but a small number is 1.
+// The questions to the modem as one request of custom AT commands, and the time for the answer.
+// context: the data context in use; anything but a small number counts as 1.
 std::string modemQuestions(const std::string& context);
 constexpr unsigned MODEM_QUESTIONS_S = 8;
 
-// What its answer shows.
+// The findings in its answer.
 tFindings judgeModemAnswer(const std::string& answer, const sSlotSetup& setup);
 
-// Asks the slot's modem. A modem that cannot be asked is a finding, too.
+// Asks the slot's modem. A modem that cannot be asked is a finding too.
 tFindings askAboutModem(const sPlaces& places, const sSlotSetup& setup);
 
 #endif

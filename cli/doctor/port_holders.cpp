@@ -17,7 +17,7 @@ constexpr unsigned TERMINAL_MAJOR_FIRST = 136;  // slaves of pseudo-terminals, a
 constexpr unsigned TERMINAL_MAJOR_LAST = 143;
 constexpr const char* SERVED_TERMINAL = "tty-index:";
 
-// Asks no file server: one that does not answer would keep the caller waiting for ever.
+// Without a request to a file server: one that does not answer would block for ever.
 bool lookAt(const std::string& path, struct statx& info) {
     return statx(AT_FDCWD, path.c_str(), AT_STATX_DONT_SYNC, STATX_BASIC_STATS, &info) == 0;
 }
@@ -37,13 +37,13 @@ bool isPseudoTerminal(const struct statx& info) {
            info.stx_rdev_major <= TERMINAL_MAJOR_LAST;
 }
 
-// A device number means one device on the whole host, whatever node it was opened by. Only
-// pseudo-terminals are numbered anew in each devpts file system, and so in each container.
+// A device number identifies one device on the whole host, whichever node opened it. Only
+// pseudo-terminals have numbers per devpts file system, and so per container.
 bool isSamePort(const struct statx& a, const struct statx& b) {
     return isSameFile(a, b) || (isSameNumber(a, b) && !isPseudoTerminal(a));
 }
 
-// The number of the terminal of which the descriptor is the serving end; -1 when it is none.
+// The number of the terminal whose serving end the descriptor is; -1 if it is not one.
 int servedTerminal(const std::string& process, const std::string& descriptor) {
     std::ifstream file(process + "/fdinfo/" + descriptor);
     for (std::string line; std::getline(file, line);)

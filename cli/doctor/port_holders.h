@@ -6,9 +6,9 @@
 
 #include "cli/base/places.h"
 
-// The processes that have a port open, in the order of their numbers. A process that serves the
-// port, as the program at the other end of a pseudo-terminal does, is none of them. Root sees the
-// open files of everybody, others only their own.
+// The processes that have a port open, in the order of their pids, without one that serves the
+// port, such as the program at the other end of a pseudo-terminal. Root sees the open files of all
+// users, others only their own.
 std::vector<int> portHolders(const sPlaces& places, const std::string& device);
 
 #endif

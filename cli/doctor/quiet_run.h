@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-// Runs a program with its arguments and PATH, without input and with its output thrown away. Its
-// exit status, or -1 when it could not be run or was ended by a signal.
+// Runs a program with its arguments and PATH, without input, and discards its output. Returns its
+// exit status, or -1 if it could not be run or a signal ended it.
 int runQuietly(const std::vector<std::string>& command, const std::string& path);
 
 #endif

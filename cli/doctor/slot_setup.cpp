@@ -18,7 +18,7 @@ namespace {
 
 using tWords = std::vector<std::string>;
 
-// Words that end in NUL, as /proc has command lines and environments.
+// Words that end in NUL, as in /proc for command lines and environments.
 tWords wordsOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -80,7 +80,7 @@ void fromSettings(const sPlaces& places, sSlotSetup& setup) {
     }
 }
 
-// The installed service has the host tools in a folder of their own, before all others.
+// The installed service has the folder of the host tools first on its PATH.
 std::string servicePath(const sPlaces& places) {
     const char* ownPath = getenv("PATH");
     const std::string path = ownPath == nullptr ? "" : ownPath;
@@ -93,7 +93,7 @@ bool isServiceEnabled(const sPlaces& places, int slot) {
     return lstat(link.c_str(), &info) == 0;
 }
 
-// The package installs settings for every slot, so these alone say nothing.
+// The package installs settings for every slot, so settings alone do not count.
 bool isServicePrepared(const sPlaces& places, int slot) {
     if (isServiceEnabled(places, slot)) return true;
     sSlotSetup setup;

@@ -20,7 +20,7 @@
 
 namespace {
 
-// A SIM that was refused is asked for again and again by a set-up that takes some seconds.
+// While the SIM is locked, set-up repeats; each one takes some seconds.
 constexpr unsigned WAIT_S = 60;
 // The status file is written every two seconds.
 constexpr unsigned PUBLISH_S = 10;
@@ -44,32 +44,33 @@ void ask(const std::string& prompt, cSecret& secret) {
 
 void askPin(const std::string& prompt, cSecret& pin) {
     ask(prompt, pin);
-    if (!isPin(pin)) throw cFailure(eExitStatus::USAGE, "a PIN has 4 to 8 digits; nothing written");
+    if (!isPin(pin))
+        throw cFailure(eExitStatus::USAGE, "a PIN must have 4 to 8 digits; nothing changed");
 }
 
-// Typed blind, so typed twice; a program does not err like that.
+// A user types it without echo, so twice; a program makes no typing errors.
 void askNewPin(cSecret& pin) {
     askPin("New PIN: ", pin);
     if (isatty(STDIN_FILENO) == 0) return;
     cSecret again;
-    ask("New PIN again: ", again);
-    if (!(again == pin))
-        throw cFailure(eExitStatus::USAGE, "the two are not the same; nothing written");
+    ask("Repeat the new PIN: ", again);
+    if (!(again == pin)) throw cFailure(eExitStatus::USAGE, "the two PINs differ; nothing changed");
 }
 
 void askPuk(cSecret& puk) {
     ask("PUK: ", puk);
-    if (!isPuk(puk)) throw cFailure(eExitStatus::USAGE, "a PUK has 8 digits; nothing written");
+    if (!isPuk(puk))
+        throw cFailure(eExitStatus::USAGE, "a PUK must have 8 digits; nothing changed");
 }
 
-// ---- what came of it
+// ---- outcome
 
-// Of the PIN or of the PUK, whichever was used.
+// attempts: of the PIN or the PUK, whichever was used.
 std::string attemptsLeft(int attempts) {
     return attempts < 0 ? "" : "; attempts left: " + std::to_string(attempts);
 }
 
-// The first status that the daemon writes after it took a request tells the outcome.
+// The first status that the daemon writes after it took a request contains the outcome.
 void waitForNextStatus(const sPlaces& places, int slot) {
     const std::string edition = statusEdition(places, slot);
     waitFor(PUBLISH_S, [&] { return statusEdition(places, slot) != edition; });
@@ -83,17 +84,17 @@ void reportOutcome(sCliContext& context, int slot, const std::string& nothingSai
     } else if (isPinOutcomeGood(sim.outcome)) {
         context.out << sim.outcome << "\n";
     } else {
-        // The daemon asks the SIM what is left of its attempts after it has told the outcome.
+        // The daemon publishes the outcome before it reads the remaining attempts from the SIM.
         waitForNextStatus(context.places, slot);
         fail(sim.outcome + attemptsLeft(simView(context.places, slot).*attempts));
     }
 }
 
-// What was handed to the daemon.
+// What was passed to the daemon.
 struct sRequest {
-    std::string path;                    // which it empties when it takes it
-    std::vector<std::string> withdrawn;  // all that would otherwise be acted on some time later
-    std::string nothingSaid;             // what it means when the daemon has no word about it
+    std::string path;                    // emptied by the daemon when it takes the request
+    std::vector<std::string> withdrawn;  // removed on a time-out, so that nothing happens later
+    std::string nothingSaid;             // what it means if the daemon publishes no outcome
     int sSimView::*attempts;
 };
 
@@ -101,7 +102,7 @@ void waitUntilTaken(sCliContext& context, int slot, const sPinOptions& options,
                     const sRequest& request) {
     const sPlaces& places = context.places;
     if (options.timeoutS == 0) {
-        context.out << "handed to the daemon\n";
+        context.out << "passed to the daemon\n";
         return;
     }
     const cInterruption interruption;
@@ -109,7 +110,7 @@ void waitUntilTaken(sCliContext& context, int slot, const sPinOptions& options,
         for (const std::string& path : request.withdrawn)
             unlink(places.at(path).c_str());
         throw cFailure(eExitStatus::TIMED_OUT,
-                       "the daemon did not take it, it was taken back; the SIM is: " +
+                       "the daemon did not take the request, so it was withdrawn; SIM state: " +
                            simView(places, slot).status);
     }
     waitForNextStatus(places, slot);
@@ -127,11 +128,11 @@ void waitUntilTaken(sCliContext& context, int slot, const sPinOptions& options,
 void requireAttempts(const sSimView& sim, bool force) {
     if (!sim.wantsPin() || sim.pinAttempts != 1 || force) return;
     fail(
-        "the SIM has one attempt left: a wrong PIN blocks it until the PUK is entered; --force "
-        "tries it nevertheless");
+        "the SIM has one attempt left, and a wrong PIN blocks it until the PUK is entered; use "
+        "--force to try anyway");
 }
 
-// A locked SIM is tried at once. That it failed shows in an emptied file, or in another outcome.
+// The daemon tries a locked SIM at once. An emptied file or a new outcome shows that it failed.
 void waitUntilTried(sCliContext& context, int slot, const sPinOptions& options,
                     const std::string& outcomeBefore) {
     const sPlaces& places = context.places;
@@ -141,7 +142,9 @@ void waitUntilTried(sCliContext& context, int slot, const sPinOptions& options,
                sim.outcome != outcomeBefore;
     };
     if (!waitFor(options.timeoutS, isTried))
-        throw cFailure(eExitStatus::TIMED_OUT, "stored, but the daemon has not tried it yet");
+        throw cFailure(
+            eExitStatus::TIMED_OUT,
+            "the PIN is stored, but the daemon has not tried it yet; see cellslot status");
     if (!simView(places, slot).isReady()) waitForNextStatus(places, slot);
     reportOutcome(context, slot, "the SIM is ready", &sSimView::pinAttempts);
 }
@@ -158,25 +161,25 @@ void set(sCliContext& context, const sPinOptions& options) {
     if (before.wantsPin() && options.timeoutS != 0)
         waitUntilTried(context, slot, options, before.outcome);
     else
-        context.out << "stored; the daemon uses it when the SIM asks for it\n";
+        context.out << "stored; the daemon sends it when the SIM asks for it\n";
 }
 
 // ---- change, enable, disable
 
-// The daemon proves itself to the SIM with the stored PIN.
+// The daemon needs the stored PIN for these operations.
 int requireReady(const sPlaces& places, const sPinOptions& options) {
     const int slot = chooseSlot(places, options.slot);
     requireDaemon(places, slot);
     const sSimView sim = simView(places, slot);
     if (!sim.isReady())
-        fail("the SIM is not ready" + (sim.status.empty() ? "" : ", but: " + sim.status) +
-             "; cellslot status shows more");
+        fail("the SIM is not ready" + (sim.status.empty() ? "" : " (" + sim.status + ")") +
+             "; see cellslot status");
     if (sim.pinAttempts == 1 && !options.force)
         fail(
-            "the SIM has one attempt left: if the stored PIN is wrong, it is blocked until the PUK "
-            "is entered; --force tries it nevertheless");
+            "the SIM has one attempt left, and if the stored PIN is wrong, it is blocked until the "
+            "PUK is entered; use --force to try anyway");
     if (!hasUsablePin(places, slot))
-        fail("the daemon needs the present PIN for it; give it first: cellslot pin set -p " +
+        fail("the daemon does not know the present PIN; store it first: cellslot pin set -p " +
              std::to_string(slot));
     return slot;
 }
@@ -186,21 +189,21 @@ void change(sCliContext& context, const sPinOptions& options) {
     cSecret pin;
     askNewPin(pin);
     writeSimFile(context.places, pinRequestPath(slot), pin.data(), pin.size());
-    waitUntilTaken(context, slot, options, "the PIN is this one already");
+    waitUntilTaken(context, slot, options, "nothing to do: the SIM already has this PIN");
 }
 
 void switchLock(sCliContext& context, const sPinOptions& options, const char* word) {
     const int slot = requireReady(context.places, options);
     writeSimFile(context.places, pinRequestPath(slot), word, strlen(word));
     waitUntilTaken(context, slot, options,
-                   std::string("nothing to do, it is ") + word + "d already");
+                   std::string("nothing to do: the PIN lock is already ") + word + "d");
 }
 
 // ---- puk
 
 std::string attemptsText(int attempts) {
-    if (attempts < 0) return "an unknown number of attempts";
-    return attempts == 1 ? "one attempt" : std::to_string(attempts) + " attempts";
+    if (attempts < 0) return "an unknown number of PUK attempts";
+    return attempts == 1 ? "one PUK attempt" : std::to_string(attempts) + " PUK attempts";
 }
 
 void puk(sCliContext& context, const sPinOptions& options) {
@@ -209,18 +212,18 @@ void puk(sCliContext& context, const sPinOptions& options) {
     requireDaemon(places, slot);
     const sSimView sim = simView(places, slot);
     if (!sim.wantsPuk())
-        fail("the SIM does not ask for its PUK, it is: " +
+        fail("the SIM does not ask for its PUK; SIM state: " +
              (sim.status.empty() ? "not known" : sim.status));
     context.out << "The SIM has " << attemptsText(sim.pukAttempts)
-                << " with its PUK left. After the last wrong one it can never be used again.\n"
+                << " left. After the last wrong PUK it can never be used again.\n"
                 << std::flush;
     if (sim.pukAttempts == 1 && !options.force)
-        fail("not tried, this is the last attempt; --force tries it nevertheless");
+        fail("not tried: only one attempt is left; use --force to try anyway");
     cSecret pukSecret;
     askPuk(pukSecret);
     cSecret pin;
     askNewPin(pin);
-    // The PUK last: it is what the daemon waits for.
+    // The PUK last, because the daemon acts when it appears.
     writeSimFile(places, pinRequestPath(slot), pin.data(), pin.size());
     writeSimFile(places, pukFilePath(slot), pukSecret.data(), pukSecret.size());
     waitUntilTaken(context, slot, options,
@@ -243,23 +246,26 @@ struct sPinRow {
 
 const sPinRow ROWS[] = {
     {"set", "Store the PIN that unlocks the SIM.", set,
-     "A SIM that is locked now is tried at once. A PIN that it refuses is forgotten.\n"
+     "If the SIM is locked now, the daemon tries the PIN at once. It deletes a PIN\n"
+     "that the SIM refuses.\n"
      "Example:\n  cellslot pin set -p 2 <pin.txt"},
     {"change", "Change the SIM's PIN.", change,
-     "The present PIN is the one of pin set. The lock is switched on if it is off.\n"
+     "Needs the present PIN, stored with pin set. If the lock is off, it is switched\n"
+     "on.\n"
      "Example:\n  cellslot pin change <new-pin.txt"},
     {"enable", "Switch the PIN lock on.",
      [](sCliContext& context, const sPinOptions& options) {
          switchLock(context, options, PIN_REQUEST_ENABLE);
      },
-     "The PIN is the one of pin set.\nExample:\n  cellslot pin enable -p 2"},
+     "Needs the PIN that was stored with pin set.\nExample:\n  cellslot pin enable -p 2"},
     {"disable", "Switch the PIN lock off.",
      [](sCliContext& context, const sPinOptions& options) {
          switchLock(context, options, PIN_REQUEST_DISABLE);
      },
-     "The PIN is the one of pin set.\nExample:\n  cellslot pin disable -p 2"},
+     "Needs the PIN that was stored with pin set.\nExample:\n  cellslot pin disable -p 2"},
     {"puk", "Unblock the SIM with its PUK, and set a new PIN.", puk,
-     "PUK and new PIN are asked for; from standard input: one line each.\n"
+     "Asks for the PUK and the new PIN, or reads them from standard input, one per\n"
+     "line.\n"
      "Example:\n  cellslot pin puk <puk-and-new-pin.txt"},
 };
 
@@ -267,9 +273,9 @@ void addAction(CLI::App& pin, sCliContext& context, const sPinRow& row) {
     CLI::App* command = pin.add_subcommand(row.name, row.description);
     const auto options = std::make_shared<sPinOptions>();
     addSlotOption(*command, options->slot);
-    command->add_option("-t,--timeout", options->timeoutS, "wait for it, seconds; 0: do not [60]")
+    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [60]")
         ->type_name("S");
-    command->add_flag("--force", options->force, "also with the last attempt that is left");
+    command->add_flag("--force", options->force, "use even the last remaining attempt");
     command->footer(row.footer);
     command->callback([options, &context, &row] { row.action(context, *options); });
 }
@@ -277,13 +283,14 @@ void addAction(CLI::App& pin, sCliContext& context, const sPinRow& row) {
 }  // namespace
 
 void addPinCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* pin = app.add_subcommand("pin", "Set and change the SIM's PIN.");
+    CLI::App* pin = app.add_subcommand("pin", "Set, change or unblock the SIM's PIN.");
     pin->require_subcommand(1);
     for (const sPinRow& row : ROWS)
         addAction(*pin, context, row);
     pin->footer(
-        "PINs are typed unseen, or read from standard input, one a line. Examples:\n"
+        "Type PINs when asked, without echo, or pass them on standard input, one per\n"
+        "line. The command line takes none, because other users could see them there.\n"
+        "Examples:\n"
         "  cellslot pin set\n"
-        "  cellslot pin change -p 2 <new-pin.txt\n"
-        "They are never on the command line, where other users could see them.");
+        "  cellslot pin change -p 2 <new-pin.txt");
 }

@@ -6,7 +6,7 @@
 #include "cli/base/places.h"
 #include "published/status_values.h"
 
-// What the daemon says about a slot's SIM.
+// What the daemon publishes about a slot's SIM.
 struct sSimView {
     std::string status;    // SIM_STATUS_... or another; "" not known
     std::string outcome;   // of the last operation, its PINs masked
@@ -20,7 +20,10 @@ struct sSimView {
 
 sSimView simView(const sPlaces& places, int slot);
 
-// Tells one state of the slot's status file from the next, which replaces it.
+// Whether the operation succeeded or had nothing to do, by its outcome text.
+bool isSuccess(const std::string& outcome);
+
+// Changes each time the daemon replaces the slot's status file.
 std::string statusEdition(const sPlaces& places, int slot);
 
 #endif

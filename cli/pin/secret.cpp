@@ -23,10 +23,10 @@ void noteEndingSignal(int number) {
     s_endingSignal = number;
 }
 
-// While one lives the terminal does not show what is typed. A signal that would end the program
-// ends the wait for input instead, and the program when the terminal is as before. Such signals are
-// taken during that wait only: one that came just before a read would be noted, and the read would
-// wait on.
+// Switches the terminal's echo off for its lifetime. A signal that would end the program first ends
+// the wait for input, so that the terminal is restored; then it ends the program. These signals are
+// unblocked only during the wait: a signal just before a read would otherwise be noted while the
+// read goes on waiting.
 class cSilentTerminal {
   public:
     explicit cSilentTerminal(int terminal) : m_terminal(terminal) {
@@ -57,7 +57,7 @@ class cSilentTerminal {
     cSilentTerminal(const cSilentTerminal&) = delete;
     cSilentTerminal& operator=(const cSilentTerminal&) = delete;
 
-    // False when a signal came instead that ends the program.
+    // False if a signal came that ends the program.
     bool waitForInput() const {
         pollfd input = {m_terminal, POLLIN, 0};
         while (ppoll(&input, 1, nullptr, &m_maskBefore) < 0 && errno == EINTR)
@@ -81,7 +81,7 @@ class cSilentTerminal {
     void (*m_stop)(int) = SIG_DFL;
 };
 
-// terminal: nullptr where the input is none.
+// terminal: nullptr if the input is not a terminal.
 bool readLine(int input, cSecret& secret, const cSilentTerminal* terminal) {
     secret.clear();
     char c = 0;

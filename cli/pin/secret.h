@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-// A PIN or PUK. It is kept in one place only, is never copied, and is wiped at the end.
+// A PIN or PUK. It exists in one place, is never copied, and is wiped at the end.
 class cSecret {
   public:
     cSecret() = default;
@@ -19,7 +19,7 @@ class cSecret {
 
     void add(char c);
     void clear();
-    // Digits only, so many of them.
+    // Only digits, and between least and most of them.
     bool hasDigits(size_t least, size_t most) const;
     bool operator==(const cSecret& other) const;
 
@@ -31,9 +31,9 @@ class cSecret {
     bool m_overlong = false;
 };
 
-// Reads a line into secret, without its line end, not a byte behind it. On a terminal the prompt is
-// shown on standard error, and what is typed is not shown; the terminal is as before afterwards,
-// also when a signal ends the program. False at the end of the input.
+// Reads one line into secret, without its line end, and nothing after it. On a terminal it shows
+// the prompt on standard error and no echo; it restores the terminal, also if a signal ends the
+// program. False at the end of the input.
 bool readSecret(int input, const std::string& prompt, cSecret& secret);
 
 #endif

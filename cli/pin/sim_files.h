@@ -7,14 +7,14 @@
 #include "cli/pin/secret.h"
 #include "published/paths.h"
 
-// The files by which the daemon is given PIN and PUK (published/paths.h). Each is written whole,
-// for its owner only, and is on the disk when the call returns. Failures throw cFailure.
+// Writes one of the files that pass PIN and PUK to the daemon (published/paths.h): whole, readable
+// by its owner only, and on the disk when the call returns. Failures throw cFailure.
 void writeSimFile(const sPlaces& places, const std::string& path, const char* data, size_t size);
 
-// Whether the slot has a PIN that can be one.
+// Whether the slot's PIN file holds a well-formed PIN.
 bool hasUsablePin(const sPlaces& places, int slot);
 
-// Whether the file holds nothing, or is not there: what the daemon does with a request.
+// Whether the file is empty or missing, as after the daemon has taken a request.
 bool isEmptied(const sPlaces& places, const std::string& path);
 
 #endif

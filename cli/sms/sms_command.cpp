@@ -30,7 +30,7 @@ constexpr size_t INPUT_MAX = 65536;
 constexpr size_t TIME_WIDTH = 19;
 constexpr size_t SENDER_WIDTH = 20;
 
-// How the daemon's lines about a message that it could not send read, the best reason first.
+// Parts of the daemon's log lines about a message that it could not send, the best reason first.
 const char* const REASONS[] = {SMS_LOG_CME_ERROR,   SMS_LOG_NUMBER,       SMS_LOG_NO_FIELD,
                                SMS_LOG_EMPTY_FIELD, SMS_LOG_PDU_NOT_SENT, SMS_LOG_PDU_NOT_ENCODED,
                                SMS_LOG_MODE_NOT_SET};
@@ -48,7 +48,7 @@ struct sReadOptions {
     double timeoutS = FOR_EVER;
 };
 
-// The daemons share one spool, so any of them will do.
+// The daemons share one spool, so any of them can send.
 std::vector<int> requireAnyDaemon(const sPlaces& places) {
     std::vector<int> slots = runningSlots(places);
     if (!slots.empty()) return slots;
@@ -66,20 +66,20 @@ std::string whyStillWaiting(const sPlaces& places) {
     if (slots.empty()) return "the daemon has ended";
     const bool registered = std::any_of(slots.begin(), slots.end(),
                                         [&](int slot) { return isRegistered(places, slot); });
-    return registered ? "the modem is registered, but busy or refused it so far"
-                      : "the modem is not registered in a network";
+    return registered ? "the modem is registered, but is busy or has refused the message so far"
+                      : "the modem is not registered with a network";
 }
 
-// The daemon tells why in the system log only.
+// The daemon reports the reason only in the system log.
 std::string reasonInLog(const std::vector<cDaemonLog>& logs) {
     for (const char* reason : REASONS) {
         for (const cDaemonLog& log : logs) {
             const std::string line = log.last({reason});
-            // The message and its number stand before it.
+            // The text before the reason contains the message and its number.
             if (!line.empty()) return printableLine(line.substr(line.find(reason)));
         }
     }
-    return std::string("the system log says why (look for ") + DAEMON_NAME + ")";
+    return std::string("the system log shows why: journalctl -t ") + DAEMON_NAME;
 }
 
 void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeoutS,
@@ -96,18 +96,18 @@ void waitUntilSent(sCliContext& context, const std::string& name, unsigned timeo
             return;
         case eSendState::GIVEN_UP:
             throw cFailure(eExitStatus::FAILED,
-                           "not sent, given up after three attempts: " + reasonInLog(logs));
+                           "not sent, three attempts failed: " + reasonInLog(logs));
         case eSendState::REFUSED:
             throw cFailure(eExitStatus::FAILED,
-                           "not sent, the daemon did not take it: " + reasonInLog(logs));
+                           "not sent, the daemon refused it: " + reasonInLog(logs));
         case eSendState::WAITING:
             throw cFailure(eExitStatus::TIMED_OUT,
-                           "not sent yet, " + whyStillWaiting(context.places) +
-                               "; it stays in the queue: " + SMS_SPOOL_ROOT + SMS_DIR_SEND + name);
+                           "not sent yet: " + whyStillWaiting(context.places) +
+                               "; it stays queued as " + SMS_SPOOL_ROOT + SMS_DIR_SEND + name);
     }
 }
 
-// Of an input without end no more than shows that it is too long.
+// Reads no more of an endless input than it takes to see that it is too long.
 std::string textOrInput(sCliContext& context, const std::string& text) {
     if (text != "-") return text;
     std::string input(INPUT_MAX, '\0');
@@ -137,7 +137,7 @@ void showMessage(sCliContext& context, const sReceivedMessage& message, bool rem
                 << "\nTime: " << printableLine(message.time) << "\n\n"
                 << printableText(message.text) << "\n"
                 << std::flush;
-    // What nobody saw is kept.
+    // A message that could not be shown is kept.
     if (remove && context.out) deleteReceived(context.places, message.file);
 }
 
@@ -169,9 +169,9 @@ void read(sCliContext& context, const sReadOptions& options) {
         return showMessage(context, message, options.remove);
     }
     throw cFailure(eExitStatus::FAILED, options.file.empty()
-                                            ? "there is no message"
+                                            ? "there are no messages"
                                             : "there is no message " + printableLine(options.file) +
-                                                  "; cellslot sms list shows those that are there");
+                                                  "; cellslot sms list shows all of them");
 }
 
 void wait(sCliContext& context, const sReadOptions& options) {
@@ -189,7 +189,7 @@ void wait(sCliContext& context, const sReadOptions& options) {
         return false;
     };
     if (!waitFor(options.timeoutS, hasCome))
-        throw cFailure(eExitStatus::TIMED_OUT, "no message came in time");
+        throw cFailure(eExitStatus::TIMED_OUT, "no message arrived in time");
     showMessage(context, found, options.remove);
 }
 
@@ -198,20 +198,21 @@ void wait(sCliContext& context, const sReadOptions& options) {
 void addSend(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("send", "Send a message.");
     const auto options = std::make_shared<sSendOptions>();
-    command->add_option("NUMBER", options->number, "5 to 20 digits; + in front: international")
+    command->add_option("NUMBER", options->number, "5 to 20 digits, with + if international")
         ->required()
         ->type_name("");
-    command->add_option("TEXT", options->text, "up to 918 ASCII characters; -: standard input")
+    command->add_option("TEXT", options->text, "up to 918 ASCII characters; - is standard input")
         ->required()
         ->type_name("");
-    command->add_flag("-w,--wait", options->wait, "wait until it is sent or given up");
-    command->add_option("--timeout", options->timeoutS, "wait at most so long, seconds [200]")
+    command->add_flag("-w,--wait", options->wait, "wait until it is sent or has failed");
+    command
+        ->add_option("--timeout", options->timeoutS, "with --wait: at most this many seconds [200]")
         ->type_name("S");
     command->footer(
         "Examples:\n"
         "  cellslot sms send +12025550123 'Pump 3 stopped'\n"
         "  df -h / | cellslot sms send --wait 72345 -\n"
-        "A text that begins with - goes after --:  cellslot sms send 72345 -- -3C");
+        "  cellslot sms send 72345 -- -3C      # -- before a text that begins with -");
     command->callback([options, &context] { send(context, *options); });
 }
 
@@ -224,9 +225,9 @@ void addList(CLI::App& sms, sCliContext& context) {
 void addRead(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("read", "Show a received message.");
     const auto options = std::make_shared<sReadOptions>();
-    command->add_option("FILE", options->file, "its number in the list, or its file [the oldest]")
+    command->add_option("FILE", options->file, "number in the list, or file name [the oldest]")
         ->type_name("");
-    command->add_flag("-d,--delete", options->remove, "delete it when it was shown");
+    command->add_flag("-d,--delete", options->remove, "delete it after showing it");
     command->footer("Example:\n  cellslot sms read --delete");
     command->callback([options, &context] { read(context, *options); });
 }
@@ -234,13 +235,13 @@ void addRead(CLI::App& sms, sCliContext& context) {
 void addWait(CLI::App& sms, sCliContext& context) {
     CLI::App* command = sms.add_subcommand("wait", "Wait for the next message and show it.");
     const auto options = std::make_shared<sReadOptions>();
-    command->add_option("--timeout", options->timeoutS, "give up after so long [never]")
+    command->add_option("--timeout", options->timeoutS, "wait at most this many seconds [no limit]")
         ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
         ->type_name("S");
-    command->add_flag("-d,--delete", options->remove, "delete it when it was shown");
+    command->add_flag("-d,--delete", options->remove, "delete it after showing it");
     command->footer(
-        "Messages that are there already do not count.\n"
-        "Example:\n  cellslot sms wait --timeout 60 || echo 'nobody wrote'");
+        "Messages that have already arrived do not count.\n"
+        "Example:\n  cellslot sms wait --timeout 60 || echo 'no message'");
     command->callback([options, &context] { wait(context, *options); });
 }
 

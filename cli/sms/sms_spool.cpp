@@ -31,25 +31,26 @@ std::string folderOf(const sPlaces& places, const char* dir) {
     throw cFailure(eExitStatus::USAGE, line);
 }
 
-// Who owns a link in the place of a spool folder decides what is read and written there.
+// The owner of a link in place of a spool folder would decide what is read and written there.
 void requireFolder(const std::string& path) {
     struct stat info {};
     if (lstat(path.c_str(), &info) != 0) {
-        if (errno != ENOENT) throw systemFailure("look into " + path, errno);
+        if (errno != ENOENT) throw systemFailure("access " + path, errno);
         throw cFailure(eExitStatus::NO_DAEMON,
-                       "there is no " + path + "; the daemon makes it when it starts");
+                       path + " does not exist; the daemon creates it at its start");
     }
     if (S_ISDIR(info.st_mode)) return;
-    throw cFailure(eExitStatus::FAILED, path +
-                                            " is no folder, somebody else put it there; remove it, "
-                                            "then start the daemon again");
+    throw cFailure(eExitStatus::FAILED,
+                   path +
+                       " is not a folder, so it is not the daemon's; remove it, "
+                       "then restart the daemon");
 }
 
 bool exists(const std::string& path) {
     struct stat info {};
     if (lstat(path.c_str(), &info) == 0) return true;
     if (errno == ENOENT || errno == ENOTDIR) return false;
-    throw systemFailure("look for " + path, errno);
+    throw systemFailure("access " + path, errno);
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {
@@ -59,14 +60,14 @@ std::vector<std::string> namesIn(const std::string& folder) {
     return names;
 }
 
-// The daemon files a message that is done with under its name, with the time behind it.
+// The daemon moves a finished message to another folder and appends the time to its name.
 bool isFiledIn(const std::string& folder, const std::string& name) {
     const std::vector<std::string> names = namesIn(folder);
     return std::any_of(names.begin(), names.end(),
                        [&](const std::string& filed) { return isFiledSmsName(filed, name); });
 }
 
-// No two calls give the same; nothing in it needs quoting in a shell.
+// Unique for each call; needs no quoting in a shell.
 std::string newName() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto us = std::chrono::duration_cast<std::chrono::microseconds>(now).count();
@@ -74,7 +75,7 @@ std::string newName() {
 }
 
 bool isSendable(char c) {
-    // A backquote is in ASCII, but not in the alphabet of telephones.
+    // A backquote is in ASCII, but not in the GSM alphabet.
     return c == '\n' || (c >= 0x20 && c < 0x7F && c != '`');
 }
 
@@ -101,7 +102,9 @@ std::string smsNumber(const std::string& written) {
         if ((c >= '0' && c <= '9') || (c == '+' && number.empty()))
             number += c;
         else if (std::string(" -().").find(c) == std::string::npos)
-            refuse("the number may hold digits, a + in front, blanks, dashes and brackets only");
+            refuse(
+                "the number may contain only digits, a leading +, blanks, dots, dashes and "
+                "brackets");
     }
     const size_t digits = cleanNonNumeric(number).size();
     if (digits < SMS_NUMBER_DIGITS_MIN || digits > DIGITS_MAX)
@@ -113,10 +116,10 @@ std::string smsText(const std::string& written) {
     std::string text = cleanEndWhiteSpace(written);
     if (text.empty()) refuse("the text is empty");
     if (text.size() > TEXT_MAX)
-        refuse("the text has " + std::to_string(text.size()) + " characters; it may have 918");
+        refuse("the text has " + std::to_string(text.size()) +
+               " characters; it may have at most 918");
     if (!std::all_of(text.begin(), text.end(), isSendable))
-        refuse(
-            "the text has characters that would arrive as ?; write it in plain ASCII, without `");
+        refuse("the text contains characters that would arrive as ?; use plain ASCII, without `");
     return text;
 }
 
@@ -124,7 +127,7 @@ std::string putMessage(const sPlaces& places, const std::string& number, const s
     requireFolder(places.at(SMS_SPOOL_ROOT));
     requireFolder(folderOf(places, SMS_DIR_SEND));
     std::string name = newName();
-    // The folder may be a file system of its own. The daemon passes over a draft's name.
+    // The folder may be a file system of its own. The daemon skips the names of drafts.
     cDraftFile draft(folderOf(places, SMS_DIR_SEND), MESSAGE_FILE_MODE);
     draft.write(sendFileText(number, text));
     draft.replace(folderOf(places, SMS_DIR_SEND) + "/" + name);

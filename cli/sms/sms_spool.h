@@ -6,23 +6,23 @@
 
 #include "cli/base/places.h"
 
-// The daemon's message spool as a program beside it sees it. All slots share it.
+// The daemon's message spool as other programs see it. All slots share it.
 
-// The number as the daemon takes it: a '+' or nothing, and digits. Blanks, dashes, brackets and
-// dots between them are dropped. Throws cFailure for anything else, and for less than 5 or more
-// than 20 digits.
+// The number as the daemon takes it: digits with or without a leading '+'. Drops blanks, dashes,
+// brackets and dots. Throws cFailure for any other character, and for less than 5 or more than 20
+// digits.
 std::string smsNumber(const std::string& written);
 
-// The text without white space at its end. Throws cFailure for one that is empty, longer than the
-// daemon sends, or has characters that would arrive as '?'.
+// The text without white space at its end. Throws cFailure if it is empty, longer than the daemon
+// sends, or has characters that would arrive as '?'.
 std::string smsText(const std::string& written);
 
-// Puts a message into the spool; the name of its file there.
+// Puts a message into the spool; returns the name of its file there.
 std::string putMessage(const sPlaces& places, const std::string& number, const std::string& text);
 
 enum class eSendState { WAITING, SENT, GIVEN_UP, REFUSED };
 
-// What has become of a file that putMessage made.
+// The state of a file that putMessage made.
 eSendState sendState(const sPlaces& places, const std::string& name);
 
 struct sReceivedMessage {
@@ -34,10 +34,10 @@ struct sReceivedMessage {
     long long receivedNs = 0;
 };
 
-// The received messages, oldest first. What is no regular file is passed over.
+// The received messages, oldest first. Skips everything but regular files.
 std::vector<sReceivedMessage> receivedMessages(const sPlaces& places);
 
-// No failure when somebody else took it away meanwhile.
+// A file that is already gone is not a failure.
 void deleteReceived(const sPlaces& places, const std::string& file);
 
 #endif

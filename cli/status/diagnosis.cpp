@@ -36,32 +36,32 @@ bool isDataWanted(eCfgDataStatus value) {
            value != eCONF_DATA_CONNECT_TEMP_MODEM_OFF && value != eCONF_DATA_CONNECT_MODEM_OFF;
 }
 
-// ---- the source of it all: daemon and file ---------------------------------------------------
+// ---- daemon and status file ------------------------------------------------------------------
 
 void checkDaemon(const sSlotView& view) {
     if (view.report.daemonRuns) return;
     const std::string age = durationText(view.report.ageS.value_or(0));
     view.add(eSeverity::ERROR, "no_daemon",
-             capitalized(noDaemonText(view.report.slot)) + "; these are the last known values, " +
-                 age + " old.",
+             capitalized(noDaemonText(view.report.slot)) + "; the last known values are " + age +
+                 " old.",
              howToStart(view.report.slot, view.report.data) +
-                 ", then look why it ended: journalctl -t " + DAEMON_NAME);
+                 "; to see why it ended: journalctl -t " + DAEMON_NAME);
 }
 
 void checkAge(const sSlotView& view) {
     if (!view.report.ageS || !view.report.daemonRuns) return;
     const long long ageS = *view.report.ageS;
     if (view.report.isStale())
-        view.add(eSeverity::ERROR, "stale",
-                 "The daemon runs, but there was no status update for " + durationText(ageS) + ".",
-                 std::string("it hangs, waits for a very long command, or cannot write to ") +
-                     STATUS_FOLDER + ": cellslot doctor" + view.option() + ", journalctl -t " +
-                     DAEMON_NAME + "; if it stays so, systemctl restart " +
-                     serviceName(view.report.slot));
+        view.add(
+            eSeverity::ERROR, "stale",
+            "The daemon is running, but has not updated its status for " + durationText(ageS) + ".",
+            std::string("it hangs, runs a very long command, or cannot write to ") + STATUS_FOLDER +
+                ": check cellslot doctor" + view.option() + " and journalctl -t " + DAEMON_NAME +
+                "; if it does not recover: systemctl restart " + serviceName(view.report.slot));
     else if (ageS < -FRESH_S)
         view.add(eSeverity::WARNING, "clock",
-                 "The data are " + durationText(-ageS) + " ahead of this host's clock.",
-                 "the clock was set back; it passes when the daemon writes again");
+                 "The status is " + durationText(-ageS) + " ahead of this host's clock.",
+                 "the clock was set back; the daemon's next update corrects this");
 }
 
 // ---- modem and SIM ---------------------------------------------------------------------------
@@ -75,15 +75,17 @@ bool isModemSilent(const sStatusRecord& record) {
 void checkModem(const sSlotView& view) {
     const std::string port = printableLine(view.record.text(STATUS_DEV_HANDLE_MAIN));
     if (!view.report.portExists)
-        view.add(eSeverity::ERROR, "modem_missing",
-                 "The modem's port " + port + " is not there: it is off, restarting or unplugged.",
-                 "wait two minutes for the daemon to reset it; then check power and cable, and run "
-                 "cellslot doctor" +
-                     view.option());
+        view.add(
+            eSeverity::ERROR, "modem_missing",
+            "The modem's port " + port +
+                " does not exist: the modem is off, restarting or unplugged.",
+            "the daemon resets the modem after two minutes; if that does not help, check power "
+            "and cable, then: cellslot doctor" +
+                view.option());
     else if (isModemSilent(view.record))
         view.add(eSeverity::ERROR, "modem_silent",
                  "The modem has not answered yet on " + port + ".",
-                 "right after a start that takes up to a minute; later: cellslot doctor" +
+                 "normal for up to a minute after a start; if it lasts: cellslot doctor" +
                      view.option());
 }
 
@@ -101,30 +103,29 @@ void addPinLocked(const sSlotView& view) {
     const std::string attempts = attemptsText(view.record, STATUS_SIM_REMAIN_CPIN);
     const std::string pinSet = "cellslot pin set" + view.option();
     if (isPinRefused(view.record))
-        view.add(eSeverity::ERROR, "sim_pin",
-                 "The SIM refused the PIN that was given" + attempts + ".",
-                 "make sure of the right PIN, then: " + pinSet +
-                     " (after the last attempt the SIM asks for its PUK)");
+        view.add(eSeverity::ERROR, "sim_pin", "The SIM refused the PIN" + attempts + ".",
+                 "find out the right PIN, then: " + pinSet +
+                     " (after the last failed attempt the SIM asks for its PUK)");
     else
-        view.add(eSeverity::ERROR, "sim_pin", "The SIM waits for its PIN" + attempts + ".", pinSet);
+        view.add(eSeverity::ERROR, "sim_pin", "The SIM needs its PIN" + attempts + ".", pinSet);
 }
 
 void addPukLocked(const sSlotView& view) {
     view.add(eSeverity::ERROR, "sim_puk",
-             "The SIM is blocked after wrong PINs and waits for its PUK" +
+             "The SIM is blocked after wrong PINs and needs its PUK" +
                  attemptsText(view.record, STATUS_SIM_REMAIN_PUK) + ".",
              "get the PUK from the operator, then: cellslot pin puk" + view.option() +
-                 " (after the last attempt the SIM is lost)");
+                 " (after the last failed attempt the SIM can never be used again)");
 }
 
 void checkSim(const sSlotView& view) {
     const std::string status = view.record.text(STATUS_SIM_STATUS);
     if (view.isSimReady() || isModemSilent(view.record)) return;
     if (status == SIM_STATUS_NOT_PRESENT)
-        view.add(eSeverity::ERROR, "sim_missing", "The modem finds no SIM card.",
-                 "insert it; where the modem has two holders check CM_SIM_SLOT, it uses number " +
+        view.add(eSeverity::ERROR, "sim_missing", "The modem detects no SIM card.",
+                 "insert it; if the modem has two holders, check CM_SIM_SLOT (in use: " +
                      printableLine(view.record.text(STATUS_SIM_SLOT)) +
-                     ". A modem whose #QSS mode is 2 seems to have none, too: cellslot doctor "
+                     "). A modem in #QSS mode 2 also reports no SIM: cellslot doctor "
                      "--ask-modem" +
                      view.option());
     else if (status == SIM_STATUS_PIN_LOCKED)
@@ -132,12 +133,12 @@ void checkSim(const sSlotView& view) {
     else if (status == SIM_STATUS_PUK_LOCKED)
         addPukLocked(view);
     else if (status == NAME_UNKNOWN)
-        view.add(eSeverity::ERROR, "sim_unknown", "The state of the SIM cannot be read.",
-                 "right after a start that passes; else take the card out and put it in again");
+        view.add(eSeverity::ERROR, "sim_unknown", "The SIM state cannot be read.",
+                 "normal right after a start; if it lasts, remove the card and insert it again");
     else
         view.add(eSeverity::ERROR, "sim_locked",
                  "The SIM or the modem is locked: " + printableLine(status) + ".",
-                 "a SIM or modem tied to another network or device: ask who sold it");
+                 "it is tied to another network or device: ask its seller");
 }
 
 // ---- data wanted, network, session -----------------------------------------------------------
@@ -171,16 +172,17 @@ void addNotRegistered(const sSlotView& view) {
         view.add(severity, "denied", "The network refuses this SIM (registration denied)." + only,
                  "ask the operator whether the SIM is active and may roam here; check CM_OPERATOR");
     else if (state == REGISTRATION_SEARCHING)
-        view.add(severity, "searching", "No network yet, the modem searches." + only,
-                 "check antenna and place; CM_BAND_MODE, CM_DATA_SPEED and CM_OPERATOR may shut "
-                 "out what is there; after 5 minutes the modem is reset");
+        view.add(severity, "searching", "No network yet; the modem is searching." + only,
+                 "check antenna and location; CM_BAND_MODE, CM_DATA_SPEED and CM_OPERATOR can "
+                 "exclude the available networks; the daemon resets the modem after 5 minutes");
     else if (state == REGISTRATION_NONE)
         view.add(
-            severity, "not_registered", "No network, and the modem does not search." + only,
-            "after 5 minutes the modem is reset; if it stays so: cellslot doctor" + view.option());
+            severity, "not_registered", "No network, and the modem is not searching." + only,
+            "the daemon resets the modem after 5 minutes; if that does not help: cellslot doctor" +
+                view.option());
     else
-        view.add(severity, "registration_unknown", "The registration is not known yet.",
-                 "right after a start that passes");
+        view.add(severity, "registration_unknown", "The registration state is not known yet.",
+                 "normal right after a start");
 }
 
 void checkRegistration(const sSlotView& view) {
@@ -191,10 +193,10 @@ void checkRegistration(const sSlotView& view) {
         view.isConnected())
         return;
     view.add(eSeverity::ERROR, "roaming_refused",
-             "The SIM roams in another network (" +
+             "The SIM is roaming in another network (" +
                  printableLine(view.record.text(STATUS_CARRIER)) +
                  "), and CM_ROAMING=home forbids data there.",
-             "where roaming charges are accepted: CM_ROAMING=auto in " +
+             "if roaming charges are acceptable, set CM_ROAMING=auto in " +
                  printableLine(data.configPath) + ", then: cellslot reload" + view.option());
 }
 
@@ -215,15 +217,16 @@ void checkSession(const sSlotView& view) {
              "The data session did not start: " + words.what + ".", words.mend);
 }
 
-// ---- what works but not as it should ---------------------------------------------------------
+// ---- what works, but not well ----------------------------------------------------------------
 
 void checkSignal(const sSlotView& view) {
     const sSignalReading& signal = view.diagnosis.signal;
     if (signal.quality != eSignalQuality::POOR) return;
     view.add(eSeverity::WARNING, "signal_poor",
-             signal.isDisturbed ? "The signal is disturbed (" + signalFigures(signal) + ")."
-                                : "The signal is poor (" + signalFigures(signal) + ").",
-             "check antenna, cable and place: cellslot watch" + view.option());
+             signal.isDisturbed
+                 ? "The signal suffers from interference (" + signalFigures(signal) + ")."
+                 : "The signal is poor (" + signalFigures(signal) + ").",
+             "check antenna, cable and location with cellslot watch" + view.option());
 }
 
 void checkTemperature(const sSlotView& view) {
@@ -234,7 +237,7 @@ void checkTemperature(const sSlotView& view) {
              std::string("The modem is ") + (isExtreme ? "far " : "") + "too " +
                  (level > 0 ? "hot" : "cold") + " (" +
                  printableLine(view.record.text(STATUS_TEMPERATURE)) + " C).",
-             isExtreme ? "it may switch itself off" : "");
+             isExtreme ? "the modem may switch itself off" : "");
 }
 
 void checkGps(const sSlotView& view) {
@@ -264,8 +267,9 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
     if (isMissing && report.daemonRuns) {
         diagnosis.state = eSlotState::STARTING;
         diagnosis.problems.push_back(
-            {eSeverity::NOTE, "starting", "The daemon runs but has not written its status yet.",
-             std::string("right after a start that passes; later it cannot write to ") +
+            {eSeverity::NOTE, "starting",
+             "The daemon is running, but has not written its status yet.",
+             std::string("normal right after a start; if it lasts, the daemon cannot write to ") +
                  STATUS_FOLDER + ": cellslot doctor -p " + slot});
         return diagnosis;
     }
@@ -280,8 +284,8 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
         {eSeverity::ERROR, "status_file",
          "The status file " + statusFilePath(report.slot) + " " + report.file.defect + ".",
          report.file.state == eStatusFile::NOT_PERMITTED
-             ? "ask as root"
-             : std::string("check free space and rights of ") + STATUS_FOLDER +
+             ? "run cellslot as root"
+             : std::string("check free space and permissions of ") + STATUS_FOLDER +
                    ": cellslot doctor -p " + slot});
     return diagnosis;
 }
@@ -320,13 +324,13 @@ sStateNames stateNames(eSlotState state) {
         case eSlotState::STARTING:
             return {"STARTING", "starting"};
         case eSlotState::STALE:
-            return {"NO NEWS", "stale"};
+            return {"STALE", "stale"};
         case eSlotState::NO_DAEMON:
             return {"NO DAEMON", "no_daemon"};
         case eSlotState::NO_DATA:
             break;
     }
-    return {"NO DATA", "no_data"};
+    return {"NO STATUS", "no_data"};
 }
 
 const char* severityId(eSeverity severity) {

@@ -7,36 +7,36 @@
 #include "cli/status/signal_quality.h"
 #include "cli/status/slot_report.h"
 
-// What people are told first: how the slot is, and what keeps it from working.
+// The state of a slot and what keeps it from working; people see this first.
 
 enum class eSlotState {
     CONNECTED,
     NOT_CONNECTED,
-    DATA_OFF,  // as somebody wants it
-    STARTING,  // on its way, nothing is wrong so far
-    STALE,     // the daemon runs and is silent
+    DATA_OFF,  // on purpose
+    STARTING,  // nothing is wrong so far
+    STALE,     // the daemon runs, but no longer updates its status
     NO_DAEMON,
     NO_DATA,  // the status file cannot be used
 };
 
 // The worst first.
 enum class eSeverity {
-    ERROR,    // it keeps the data session from working
-    WARNING,  // it works, but not as it should
+    ERROR,    // prevents the data session
+    WARNING,  // data works, but not well
     NOTE,
 };
 
 struct sProblem {
     eSeverity severity;
-    const char* id;    // for programs, does not change between versions
+    const char* id;    // for programs; does not change between versions
     std::string what;  // a sentence
-    std::string mend;  // what to do, empty where there is nothing to do
+    std::string mend;  // what to do; empty if nothing
 };
 
 struct sDiagnosis {
     eSlotState state = eSlotState::NO_DATA;
     sSignalReading signal;
-    std::vector<sProblem> problems;  // the one that matters most first
+    std::vector<sProblem> problems;  // the most important first
 };
 
 sDiagnosis diagnose(const sSlotReport& report);

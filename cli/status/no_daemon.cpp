@@ -14,23 +14,23 @@ std::string startService(int slot) {
 }  // namespace
 
 std::string noDaemonText(int slot) {
-    return "no daemon runs for " + slotName(slot);
+    return "no daemon is running for " + slotName(slot);
 }
 
 std::string noDaemonReason(const sSlotReport& report) {
     const std::string why =
-        isPowerOff(report.data.value) ? ", as is wanted: " + printableLine(report.data.why) : "";
+        isPowerOff(report.data.value) ? ", as requested: " + printableLine(report.data.why) : "";
     return noDaemonText(report.slot) + why;
 }
 
 cFailure noDaemonAtAll() {
     return {eExitStatus::NO_DAEMON,
-            "no daemon runs for any slot; start one: " + startService(FIRST_SLOT)};
+            "no daemon is running for any slot; to start one: " + startService(FIRST_SLOT)};
 }
 
 cFailure noDaemon(const sSlotReport& report) {
     return {eExitStatus::NO_DAEMON,
-            noDaemonReason(report) + "; start it: " + howToStart(report.slot, report.data)};
+            noDaemonReason(report) + "; to start it: " + howToStart(report.slot, report.data)};
 }
 
 bool isPowerOff(eCfgDataStatus value) {
@@ -43,7 +43,8 @@ std::string howToStart(int slot, const sDataDirectiveReport& data) {
     if (data.value == eCONF_DATA_CONNECT_TEMP_MODEM_OFF)
         return "cellslot data auto -p " + number + ", then: " + start;
     if (data.value == eCONF_DATA_CONNECT_MODEM_OFF)
-        return "CM_ENABLE_INTERFACE=yes in " + printableLine(data.configPath) + ", then: " + start;
+        return "set CM_ENABLE_INTERFACE=yes in " + printableLine(data.configPath) +
+               ", then: " + start;
     return start;
 }
 

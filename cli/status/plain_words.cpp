@@ -13,34 +13,35 @@ struct sRow {
 };
 
 constexpr const char* CHECK_APN =
-    "check CM_APN, CM_USERNAME, CM_PASSWORD and CM_IPFAMILY against what the operator says";
+    "compare CM_APN, CM_USERNAME, CM_PASSWORD and CM_IPFAMILY with the operator's settings";
 constexpr const char* CHECK_SUBSCRIPTION =
-    "ask the operator whether the SIM is active, paid and allowed to use data here";
-constexpr const char* CHECK_HOST = "run cellslot doctor, it looks at the interface and the tools";
+    "ask the operator whether the SIM is active, paid for and allowed to use data here";
+constexpr const char* CHECK_HOST =
+    "run cellslot doctor: it checks the interface and the host tools";
 constexpr const char* WAIT_FOR_IT = "the daemon tries again by itself";
-constexpr const char* CHECK_GPS_PORT = "check the -g option of the daemon and the device node";
+constexpr const char* CHECK_GPS_PORT = "check the daemon's -g option and the device node";
 
 // clang-format off
 const sRow CONNECT_ERRORS[] = {
     {eSUCCESS, "none", ""},
-    {eFAILURE, "it failed without a reason", WAIT_FOR_IT},
-    {eUNKNOWN_ERROR, "it failed without a reason", WAIT_FOR_IT},
+    {eFAILURE, "it failed for an unknown reason", WAIT_FOR_IT},
+    {eUNKNOWN_ERROR, "it failed for an unknown reason", WAIT_FOR_IT},
     {eERROR_DEVICE_RESPONSE_TIMEOUT, "the modem did not answer in time", WAIT_FOR_IT},
     {eERROR_DEVICE_RESPONSE_ERROR, "the modem refused a command", WAIT_FOR_IT},
     {eERROR_DEVICE_NETWORK_ATTACH_FAILURE, "the network refuses data to this SIM (attach failed)", CHECK_SUBSCRIPTION},
     {eERROR_DEVICE_NETWORK_NOT_REGISTERED, "the modem was not registered", WAIT_FOR_IT},
     {eERROR_DEVICE_NETWORK_NOT_IMS_REGISTERED, "the modem was not registered for IMS", WAIT_FOR_IT},
-    {eERROR_DEVICE_NETWORK_NOT_ATTACHED, "the network does not let the modem attach for data", CHECK_SUBSCRIPTION},
+    {eERROR_DEVICE_NETWORK_NOT_ATTACHED, "the modem is not attached to the packet network", CHECK_SUBSCRIPTION},
     {eERROR_DEVICE_PDP_CONTEXT_ACTIVATE_FAILURE, "the network refuses the session (context activation failed)", CHECK_APN},
     {eERROR_DEVICE_PDP_CONTEXT_NOT_ACTIVE, "the network dropped the session at once", CHECK_APN},
-    {eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR, "the modem does not give its addresses", WAIT_FOR_IT},
-    {eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE, "the network gave no address that can be used", "check CM_IPFAMILY and CM_APN: a network may have IPv6 only, or a mask of 255.255.255.255, which cannot be used (cellslot doctor --ask-modem)"},
-    {eERROR_DEVICE_NMC_DATA_SET_ERROR, "the modem refuses its network mode", WAIT_FOR_IT},
-    {eERROR_DEVICE_RAW_DATA_SET_ERROR, "the modem refuses to pass data to the host", WAIT_FOR_IT},
-    {eERROR_DEVICE_RAW_DATA_SET_NO_CONNECT, "the modem did not confirm that it passes data", WAIT_FOR_IT},
+    {eERROR_DEVICE_GET_PDP_NETWORK_INFO_ERROR, "the modem does not report its addresses", WAIT_FOR_IT},
+    {eERROR_DEVICE_GET_PDP_NETWORK_INFO_NONE, "the network assigned no usable address", "check CM_IPFAMILY and CM_APN: the network may assign IPv6 only, or the mask 255.255.255.255, which is not usable (cellslot doctor --ask-modem)"},
+    {eERROR_DEVICE_NMC_DATA_SET_ERROR, "the modem refused the network mode setting", WAIT_FOR_IT},
+    {eERROR_DEVICE_RAW_DATA_SET_ERROR, "the modem refused to switch to data mode", WAIT_FOR_IT},
+    {eERROR_DEVICE_RAW_DATA_SET_NO_CONNECT, "the modem did not confirm data mode", WAIT_FOR_IT},
     {eERROR_DEVICE_NETWORK_SETUP_FAILURE, "the host's interface could not be set up", CHECK_HOST},
     {eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE, "the host's interface could not be taken down", CHECK_HOST},
-    {eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING, "the next attempt is waiting for its time", WAIT_FOR_IT},
+    {eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING, "the daemon waits before the next attempt", WAIT_FOR_IT},
     {eERROR_DEVICE_NETWORK_IPV4_IP_SET_FAILURE, "the IPv4 address could not be set", CHECK_HOST},
     {eERROR_DEVICE_NETWORK_IPV6_IP_SET_FAILURE, "the IPv6 address could not be set", CHECK_HOST},
     {eERROR_DEVICE_NETWORK_IPV4_GATEWAY_SET_FAILURE, "the IPv4 route could not be set", CHECK_HOST},
@@ -50,14 +51,14 @@ const sRow CONNECT_ERRORS[] = {
 
 const sRow GPS_STATES[] = {
     {eSUCCESS, "not started", ""},
-    {eERROR_DEVICE_RESPONSE_TIMEOUT, "the receiver did not answer while it was enabled", CHECK_GPS_PORT},
-    {eERROR_DEVICE_RESPONSE_ERROR, "the modem refuses to enable its receiver", "set CM_GPS_ENABLE=no where GPS is not needed"},
-    {eERROR_DEVICE_REQUIRES_RESET, "enabled; the modem restarts to make it count", ""},
-    {eERROR_DEVICE_GPS_DEVICE_HANDLE_INVALID, "the GPS port is not there", CHECK_GPS_PORT},
-    {eERROR_DEVICE_GPS_DEV_OPEN_FAILURE, "the GPS port cannot be opened", "look who else holds it: cellslot doctor"},
-    {eERROR_DEVICE_GPS_SET_SKVS_FAILURE, "the key-value store cannot be written", "check /run/cellslot and its free space"},
-    {eERROR_DEVICE_GPS_ENABLE_FAILURE, "the receiver could not be enabled", "set CM_GPS_ENABLE=no where GPS is not needed"},
-    {eERROR_DEVICE_GPS_ENABLE_MAX_COUNT, "given up: no receiver after three attempts to enable it", "set CM_GPS_ENABLE=no; this modem may have no GPS"},
+    {eERROR_DEVICE_RESPONSE_TIMEOUT, "the receiver did not answer the commands that enable it", CHECK_GPS_PORT},
+    {eERROR_DEVICE_RESPONSE_ERROR, "the modem refused to enable its receiver", "set CM_GPS_ENABLE=no if GPS is not needed"},
+    {eERROR_DEVICE_REQUIRES_RESET, "enabled; the modem restarts to apply it", ""},
+    {eERROR_DEVICE_GPS_DEVICE_HANDLE_INVALID, "the GPS port does not exist", CHECK_GPS_PORT},
+    {eERROR_DEVICE_GPS_DEV_OPEN_FAILURE, "the GPS port cannot be opened", "cellslot doctor shows which program has it open"},
+    {eERROR_DEVICE_GPS_SET_SKVS_FAILURE, "the key-value store cannot be written", "check permissions and free space of /run/cellslot"},
+    {eERROR_DEVICE_GPS_ENABLE_FAILURE, "the receiver could not be enabled", "set CM_GPS_ENABLE=no if GPS is not needed"},
+    {eERROR_DEVICE_GPS_ENABLE_MAX_COUNT, "no receiver found after three attempts to enable it", "set CM_GPS_ENABLE=no; this modem may have no GPS"},
     {eERROR_DEVICE_GPS_OK_TO_ENABLE, "being enabled", ""},
     {eERROR_DEVICE_GPS_START_STREAM_FAILURE, "the stream could not be started", CHECK_GPS_PORT},
     {eERROR_DEVICE_GPS_START_STREAM_SUCCESS, "positions go to gpsd", ""},

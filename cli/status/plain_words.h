@@ -5,19 +5,19 @@
 
 #include "cli/status/status_file.h"
 
-// What a result of the daemon means to people, and what they can do about it.
+// A result of the daemon in plain words, and what to do about it.
 struct sPlainWords {
     std::string what;
-    std::string mend;  // empty where nothing is to be done
+    std::string mend;  // empty if there is nothing to do
 };
 
-// LAST_CONNECT_ERROR: why the data session failed to start last. Words for every number; one that
-// is not known is told by the daemon's own name for it.
+// LAST_CONNECT_ERROR: why the last start of the data session failed. An unknown number is shown
+// with the daemon's own name for it.
 sPlainWords connectErrorWords(const sStatusRecord& record);
 
 // GPS_LAST_STATUS: the state of the GPS stream.
 sPlainWords gpsWords(const sStatusRecord& record);
-// Whether the last step of starting or stopping it failed.
+// Whether the last start or stop of the stream failed.
 bool isGpsFault(const sStatusRecord& record);
 
 #endif

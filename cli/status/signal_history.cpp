@@ -12,7 +12,7 @@ constexpr size_t AXIS_WIDTH = 6;  // "good |"
 bool isFilled(const std::optional<int>& percent, size_t row, size_t rows) {
     if (!percent) return false;
     const int rowsBelow = static_cast<int>(rows - 1 - row);
-    // The lowest row shows that there is a signal at all.
+    // The lowest row is filled if there is a signal at all.
     return rowsBelow == 0 || *percent * static_cast<int>(rows) > 100 * rowsBelow;
 }
 
@@ -23,7 +23,7 @@ const char* wordOfRow(const sSignalReading& signal, size_t row, size_t rows) {
     return percent >= signal.fairPercent ? "fair" : "poor";
 }
 
-// The word stands at the uppermost of its rows.
+// The word is at the uppermost of its rows.
 std::string axisLabel(const sSignalReading& signal, size_t row, size_t rows) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "";
     const std::string word = wordOfRow(signal, row, rows);

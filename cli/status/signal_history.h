@@ -14,10 +14,10 @@ class cSignalHistory {
     static constexpr unsigned COLUMN_S = 5;
     static constexpr size_t COLUMNS_MAX = 120;
 
-    // atS: seconds of a clock that does not jump. What is not known leaves a gap.
+    // atS: seconds of a monotonic clock. An unknown value leaves a gap.
     void add(unsigned atS, std::optional<int> percent);
 
-    // The mean of each column, the last one is the present.
+    // The mean of each column; the last column is the present.
     std::vector<std::optional<int>> columns(unsigned nowS, size_t count) const;
 
   private:
@@ -28,11 +28,11 @@ class cSignalHistory {
     std::deque<sSample> m_samples;
 };
 
-// A title and rows from strong to weak. width: of the whole, at least 20. The scale is that of
-// signal.
+// A title, then rows from strong to weak. width: of the whole graph, at least 20. signal gives the
+// scale.
 std::vector<std::string> signalGraph(const cSignalHistory& history, const sSignalReading& signal,
                                      unsigned nowS, size_t rows, size_t width);
-// The line below it: how long ago its left end is.
+// The line below the graph: the age of its left end.
 std::string graphTimeLine(size_t width);
 
 #endif

@@ -11,7 +11,7 @@ constexpr long long CSQ_MAX = 31;
 constexpr double CSQ_ZERO_DBM = -113;
 constexpr double CSQ_STEP_DB = 2;
 
-// No receiver tells less or more; what is outside is a misprint of the modem.
+// No receiver measures less or more; other values are errors of the modem.
 constexpr double LEAST = -200;
 constexpr double MOST = 50;
 
@@ -25,7 +25,7 @@ struct sMeasure {
     double barFull;
 };
 
-// The manual names these limits.
+// The manual page lists these limits.
 // clang-format off
 const sMeasure RSRP  = {"RSRP",  "dBm", &sSignalReading::rsrpDbm, -95, -110, -125, -75};
 const sMeasure RSCP  = {"RSCP",  "dBm", &sSignalReading::rscpDbm, -85, -100, -115, -65};

@@ -8,7 +8,7 @@
 
 enum class eSignalQuality { UNKNOWN, POOR, FAIR, GOOD };
 
-// The measurements that a status file has, and what they are worth.
+// The measurements in a status file, and their rating.
 struct sSignalReading {
     std::optional<double> rsrpDbm;  // LTE
     std::optional<double> rsrqDb;   // LTE
@@ -16,13 +16,13 @@ struct sSignalReading {
     std::optional<double> ecioDb;   // WCDMA
     std::optional<double> rssiDbm;
 
-    // The worse of strength and clearness. Strength is RSRP, else RSCP, else RSSI; clearness is
-    // RSRQ, else Ec/Io.
+    // The worse of strength and clearness. Strength is the first known of RSRP, RSCP and RSSI;
+    // clearness is RSRQ or Ec/Io.
     eSignalQuality quality = eSignalQuality::UNKNOWN;
-    bool isDisturbed = false;  // the clearness is what makes it worse than its strength
+    bool isDisturbed = false;  // the clearness is worse than the strength
     int strengthPercent = 0;   // for the bar
 
-    // What the strength was taken from, and its scale: 0 and 100 percent, and the limits.
+    // The measure of the strength and its scale: 0 and 100 percent, and the limits.
     std::string strengthName;
     double emptyDbm = 0;
     double fullDbm = 0;
@@ -34,7 +34,7 @@ sSignalReading readSignal(const sStatusRecord& record);
 const char* qualityWord(eSignalQuality quality);
 // "[######----]"
 std::string signalBar(const sSignalReading& signal, size_t cells);
-// "RSRP -98 dBm, RSRQ -9 dB, RSSI -68 dBm", those that are known.
+// "RSRP -98 dBm, RSRQ -9 dB, RSSI -68 dBm", without those that are not known.
 std::string signalFigures(const sSignalReading& signal);
 
 #endif

@@ -36,12 +36,12 @@ void findOverride(const sPlaces& places, int slot, sDataDirectiveReport& data) {
     }
 }
 
-// The switch of the configuration, before anything overrides it.
+// What the configuration wants, before any override.
 void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
     const std::string path = places.at(data.configPath);
     if (!places.have(data.configPath)) {
         data.value = eCONF_DATA_CONNECT_DISABLED;
-        data.why = "there is no " + data.configPath;
+        data.why = data.configPath + " does not exist";
         return;
     }
     sConfigFileOpts config;
@@ -71,8 +71,8 @@ sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned u
     if (!waitsForBoot(data.value) || hostBoot(places.root, uptimeS) != eHostBoot::BOOTING)
         return data;
     data.value = eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM;
-    data.why = "the host is still booting, up for " + ltos(uptimeS) + " s: data waits for " +
-               BOOTED_FILE + " or " + ltos(BOOT_S) + " s";
+    data.why = "the host has been up for only " + ltos(uptimeS) + " s; data starts when " +
+               BOOTED_FILE + " exists, or after " + ltos(BOOT_S) + " s";
     return data;
 }
 
@@ -92,7 +92,7 @@ std::string addressText(const sockaddr* address) {
     return text;
 }
 
-// Those that lead somewhere: no link-local ones.
+// Without link-local addresses, which reach no other network.
 std::vector<std::string> interfaceAddresses(const std::string& interface) {
     std::vector<std::string> addresses;
     ifaddrs* list = nullptr;

@@ -43,7 +43,7 @@ eExitStatus statusOfSlot(const sSlotReport& report) {
     return report.isStale() ? eExitStatus::STALE : eExitStatus::OK;
 }
 
-// One line for a slot of which nothing can be told.
+// The error for a slot of which nothing is known.
 std::string failureLine(const sSlotReport& report) {
     if (!report.daemonRuns && report.file.state == eStatusFile::MISSING)
         return noDaemon(report).what();
@@ -73,7 +73,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
     const std::vector<int> slots =
         options.slot != SLOT_NOT_GIVEN ? std::vector<int>{options.slot} : findSlots(context.places);
     if (slots.empty()) {
-        // A program reads the list all the same.
+        // A program expects a list, even an empty one.
         if (options.json) context.out << statusJson({}) << "\n";
         throw noDaemonAtAll();
     }
@@ -82,7 +82,7 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
     reports.reserve(slots.size());
     for (const int slot : slots)
         reports.push_back(reportSlot(context.places, slot, moment));
-    // For people a screen that says nothing but the failure is just in the way.
+    // People need the error, not a screen without content.
     const sSlotReport& first = reports.front();
     if (reports.size() == 1 && !first.isGood() && !options.json && !options.metrics)
         throw cFailure(statusOfSlot(first), failureLine(first));
@@ -95,18 +95,19 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
 
 void addStatusCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sStatusOptions>();
-    CLI::App* command = app.add_subcommand("status", "Show how modem, SIM, network and data are.");
-    addSlotOption(*command, options->slot, "this slot only [all that are in use]");
-    CLI::Option* json = command->add_flag("--json", options->json, "for programs, as JSON");
-    command->add_flag("--metrics", options->metrics, "for Prometheus, in its text format")
+    CLI::App* command =
+        app.add_subcommand("status", "Show the state of modem, SIM, network and data.");
+    addSlotOption(*command, options->slot, "only this slot [all slots in use]");
+    CLI::Option* json = command->add_flag("--json", options->json, "print JSON, for programs");
+    command->add_flag("--metrics", options->metrics, "print metrics for Prometheus")
         ->excludes(json);
     command->footer(
-        "One slot is shown in full, several in a table. What is wrong comes first,\n"
-        "with what to do about it.\n\n"
+        "One slot is shown in full, several in a table. Problems come first, each with\n"
+        "what to do about it.\n\n"
         "Examples:\n"
         "  cellslot status\n"
         "  cellslot status -p 1\n"
         "  cellslot status --json | jq '.slots[].signal'\n\n"
-        "Exit status: 0 shown, 3 no daemon, 4 data old or damaged, 5 not permitted.");
+        "Exit status: 0 shown, 3 no daemon, 4 status old or damaged, 5 no permission.");
     command->callback([&context, options] { runStatus(context, *options); });
 }

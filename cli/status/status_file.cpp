@@ -37,14 +37,15 @@ bool hasControlCharacter(const std::string& line) {
     return false;
 }
 
-// CELLMODEM1_KEY=value. Empty when it was stored, else what is wrong with it.
+// CELLMODEM1_KEY=value. Returns "" if it was stored, otherwise what is wrong with it.
 std::string storeLine(const std::string& line, const std::string& prefix,
                       std::map<std::string, std::string>& values) {
     const size_t equals = line.find('=');
-    if (!startsWith(line, prefix) || equals == std::string::npos) return "is no key of this slot";
+    if (!startsWith(line, prefix) || equals == std::string::npos)
+        return "is not a key of this slot";
     const std::string key = line.substr(prefix.size(), equals - prefix.size());
     if (key.empty() || key.size() > KEY_MAX || key.find_first_not_of(KEY_LETTERS) != key.npos)
-        return "has no proper key";
+        return "has an invalid key";
     if (!values.emplace(key, line.substr(equals + 1)).second) return "repeats a key";
     return "";
 }
@@ -83,19 +84,20 @@ std::optional<double> sStatusRecord::decimal(const sStatusKey& key) const {
 
 sStatusFile parseStatus(const std::string& text, int slot) {
     if (text.empty()) return failed(eStatusFile::CUT_SHORT, "is empty");
-    if (text.size() > FILE_MAX) return failed(eStatusFile::DAMAGED, "is too big for a status file");
+    if (text.size() > FILE_MAX)
+        return failed(eStatusFile::DAMAGED, "is too long for a status file");
     const std::string prefix = statusKeyStart(slot) + STATUS_KEY_SEPARATOR;
     sStatusFile file{eStatusFile::GOOD, "", {}};
     std::string last;
     int lineNumber = 0;
     for (size_t start = 0; start < text.size();) {
         const size_t end = text.find('\n', start);
-        if (end == std::string::npos) return failed(eStatusFile::CUT_SHORT, "is cut short");
+        if (end == std::string::npos) return failed(eStatusFile::CUT_SHORT, "is truncated");
         const std::string line = text.substr(start, end - start);
         start = end + 1;
         ++lineNumber;
         std::string defect;
-        if (hasControlCharacter(line)) defect = "holds control characters";
+        if (hasControlCharacter(line)) defect = "contains control characters";
         if (defect.empty() && !startsWith(line, "#"))
             defect = storeLine(line, prefix, file.record.values);
         if (!defect.empty())
@@ -104,10 +106,11 @@ sStatusFile parseStatus(const std::string& text, int slot) {
         last = line;
     }
     if (!startsWith(last, prefix + LAST_STATUS_KEY.name + "="))
-        return failed(eStatusFile::CUT_SHORT, "is cut short");
+        return failed(eStatusFile::CUT_SHORT, "is truncated");
     const long long written = file.record.number(STATUS_STATS_LAST_UPDATE_E).value_or(-1);
     if (written < 0 || written > TIME_MAX)
-        return failed(eStatusFile::DAMAGED, "is damaged: it does not say when it was written");
+        return failed(eStatusFile::DAMAGED,
+                      "is damaged: its time of writing is missing or invalid");
     return file;
 }
 

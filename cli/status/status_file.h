@@ -9,8 +9,8 @@
 #include "published/paths.h"
 #include "published/status_keys.h"
 
-// What a daemon published, by key without "CELLMODEMn_". A key that is not there reads as empty
-// text and as no number; so does a text that is no number.
+// What a daemon published, by key without "CELLMODEMn_". A missing key reads as empty text and as
+// no number; a text that is not a number also reads as no number.
 struct sStatusRecord {
     std::map<std::string, std::string> values;
 
@@ -31,16 +31,16 @@ enum class eStatusFile {
 
 struct sStatusFile {
     eStatusFile state = eStatusFile::MISSING;
-    std::string defect;    // what is wrong, in words that follow the name of the file
+    std::string defect;    // what is wrong; follows the name of the file
     sStatusRecord record;  // empty unless GOOD
 };
 
-// The text of a slot's status file. Takes nothing from a text that is not whole and clean: every
-// line is a comment or a key of this slot, no key stands twice, no byte is a control character,
-// the last key is the last. Bytes above 127 are left as they are.
+// Parses the text of a slot's status file. Accepts only a complete text: every line is a comment or
+// a key of this slot, no key appears twice, no byte is a control character, and the last key is
+// there. Keeps bytes above 127 as they are.
 sStatusFile parseStatus(const std::string& text, int slot);
 
-// The status file of a slot. Never follows a link and never blocks.
+// The status file of a slot. Follows no link and never blocks.
 sStatusFile readStatusFile(const sPlaces& places, int slot);
 
 #endif

@@ -28,7 +28,7 @@ tJson numberUnless(const sStatusRecord& record, const sStatusKey& key, long long
     return value && *value != unknown ? tJson(*value) : tJson(nullptr);
 }
 
-// The daemon's words for "not known" are kept: a program may wait for them.
+// Keeps the daemon's words for "not known", because programs may compare with them.
 tJson text(const sStatusRecord& record, const sStatusKey& key) {
     const std::string value = record.text(key);
     return value.empty() ? tJson(nullptr) : tJson(printableLine(value));

@@ -6,8 +6,8 @@
 
 #include "cli/status/slot_report.h"
 
-// The status for programs: {"slots": [...]}, UTF-8 whatever the modem says. What is not known is
-// null. PINs are masked.
+// The status for programs: {"slots": [...]}, always valid UTF-8. Unknown values are null, PINs are
+// masked.
 std::string statusJson(const std::vector<sSlotReport>& reports);
 
 #endif

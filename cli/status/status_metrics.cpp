@@ -35,7 +35,7 @@ bool textIs(tSlot slot, const sStatusKey& key, const char* text) {
     return slot.report.file.record.text(key) == text;
 }
 
-// Label values: backslash, quote and line feed escaped. They are UTF-8 whatever the modem says.
+// Label values: backslash, quote and line feed escaped, always valid UTF-8.
 std::string label(const std::string& name, const std::string& value) {
     std::string escaped;
     for (const char character : printableLine(value)) {
@@ -74,9 +74,9 @@ struct sFamily {
 
 // clang-format off
 const sFamily FAMILIES[] = {
-    {"cellslot_daemon_running", "gauge", "Whether the daemon of the slot runs.", false,
+    {"cellslot_daemon_running", "gauge", "Whether the daemon of the slot is running.", false,
      [](tSlot s) { return flag(s.report.daemonRuns); }, nullptr},
-    {"cellslot_status_valid", "gauge", "Whether the status file of the slot is there and whole.", false,
+    {"cellslot_status_valid", "gauge", "Whether the status file of the slot exists and is valid.", false,
      [](tSlot s) { return flag(s.report.isGood()); }, nullptr},
     {"cellslot_status_age_seconds", "gauge", "Age of the status file by the clock of the host.", true,
      [](tSlot s) -> tValue { return static_cast<double>(s.report.ageS.value_or(0)); }, nullptr},
@@ -104,7 +104,7 @@ const sFamily FAMILIES[] = {
      [](tSlot s) { return s.signal.rscpDbm; }, nullptr},
     {"cellslot_signal_ecio_db", "gauge", "Ratio of received energy to noise (WCDMA).", true,
      [](tSlot s) { return s.signal.ecioDb; }, nullptr},
-    {"cellslot_sim_ready", "gauge", "Whether the SIM is there and unlocked.", true,
+    {"cellslot_sim_ready", "gauge", "Whether the SIM is present and unlocked.", true,
      [](tSlot s) { return flag(textIs(s, STATUS_SIM_STATUS, SIM_STATUS_AVAILABLE)); }, nullptr},
     {"cellslot_sim_pin_attempts", "gauge", "Attempts left for the PIN.", true,
      [](tSlot s) { return numberUnless(s, STATUS_SIM_REMAIN_CPIN, ATTEMPTS_UNKNOWN); }, nullptr},

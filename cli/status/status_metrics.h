@@ -6,8 +6,8 @@
 
 #include "cli/status/slot_report.h"
 
-// The status in the Prometheus text format, version 0.0.4: a family of metrics a HELP and a TYPE
-// line, a series a slot. What a slot does not know has no series.
+// The status in the Prometheus text format, version 0.0.4: for each family a HELP and a TYPE line,
+// and one series per slot. Unknown values have no series.
 std::string statusMetrics(const std::vector<sSlotReport>& reports);
 
 #endif

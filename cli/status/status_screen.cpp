@@ -13,7 +13,7 @@ constexpr size_t LABEL_WIDTH = 13;
 constexpr size_t BAR_CELLS = 10;
 constexpr size_t TABLE_BAR_CELLS = 5;
 
-// What the daemon writes where it does not know.
+// The daemon publishes such values for what it does not know.
 bool isKnown(const std::string& text) {
     return !text.empty() && text != NAME_UNKNOWN && text != TECHNOLOGY_UNKNOWN &&
            text.find_first_not_of('0') != std::string::npos;
@@ -25,7 +25,7 @@ std::string labelled(const std::string& label, const std::string& value) {
 
 std::string ageText(const sSlotReport& report) {
     if (!report.ageS) return "";
-    return *report.ageS < 0 ? "from the future" : durationText(*report.ageS);
+    return *report.ageS < 0 ? "in the future" : durationText(*report.ageS) + " ago";
 }
 
 // ---- the lines of one slot -------------------------------------------------------------------
@@ -38,7 +38,7 @@ std::string modemText(const sStatusRecord& record) {
                    labelled("IMEI ", record.text(STATUS_IMEI))});
 }
 
-// The daemon's own words but two, of which people need not know what they mean.
+// The daemon's own words, except for "ready" and "not known", which are clearer.
 std::string simWord(const std::string& status) {
     if (status == SIM_STATUS_AVAILABLE) return "ready";
     return isKnown(status) ? printableLine(status) : "not known";
@@ -47,8 +47,9 @@ std::string simWord(const std::string& status) {
 // The daemon publishes digits only.
 std::string iccidText(const sStatusRecord& record) {
     if (isKnown(record.text(STATUS_SIM_ID))) return labelled("ICCID ", record.text(STATUS_SIM_ID));
-    return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE ? "ICCID not shown (a filler F?)"
-                                                                  : "";
+    return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE
+               ? "ICCID not published (a filler F?)"
+               : "";
 }
 
 std::string simText(const sStatusRecord& record) {
@@ -83,7 +84,7 @@ std::string cellText(const sStatusRecord& record) {
 std::string signalText(const sSignalReading& signal) {
     if (signal.quality == eSignalQuality::UNKNOWN) return "none";
     return signalBar(signal, BAR_CELLS) + " " + qualityWord(signal.quality) +
-           (signal.isDisturbed ? " (disturbed)" : "") + ": " + signalFigures(signal);
+           (signal.isDisturbed ? " (interference)" : "") + ": " + signalFigures(signal);
 }
 
 std::string sessionText(const sSlotReport& report) {
@@ -109,10 +110,10 @@ std::string dataText(const sDataDirectiveReport& data) {
             return "not wanted" + why;
         case eCONF_DATA_CONNECT_TEMP_WAIT_SUBSYSTEM:
         case eCONF_DATA_CONNECT_HOLDOFF:
-            return "waits" + why;
+            return "waiting" + why;
         case eCONF_DATA_CONNECT_TEMP_MODEM_OFF:
         case eCONF_DATA_CONNECT_MODEM_OFF:
-            return "modem is to be off" + why;
+            return "not wanted, modem off" + why;
         case eCONF_DATA_CONNECT_UNKNOWN:
             break;
     }
@@ -138,7 +139,7 @@ std::string smsText(const sStatusRecord& record) {
 
 std::string daemonText(const sSlotReport& report) {
     const std::string pid =
-        report.daemonRuns ? "runs as process " + itos(report.daemonPid) : "no daemon runs";
+        report.daemonRuns ? "running as process " + itos(report.daemonPid) : "not running";
     return pid + ", last update " +
            printableLine(report.file.record.text(STATUS_STATS_LAST_UPDATE));
 }
@@ -157,7 +158,7 @@ struct sColumn {
     size_t width;
 };
 
-// With two blanks between them they fill the screen.
+// With two blanks between them the columns fill the screen.
 constexpr size_t NETWORK_WIDTH = 18;
 const sColumn COLUMNS[] = {
     {"SLOT", 4},    {"STATE", 13}, {"SIM", 11}, {"NETWORK", NETWORK_WIDTH},
@@ -206,7 +207,7 @@ std::string tableRow(const sSlotReport& report, const sDiagnosis& diagnosis) {
 std::string slotHeadline(const sSlotReport& report, const sDiagnosis& diagnosis) {
     const std::string left = "Slot " + itos(report.slot) + "  " + stateNames(diagnosis.state).word;
     const std::string age = ageText(report);
-    const std::string right = age.empty() ? "" : "data " + age + (*report.ageS < 0 ? "" : " old");
+    const std::string right = age.empty() ? "" : "updated " + age;
     return cleanEndWhiteSpace(fitTo(left, SCREEN_WIDTH - displayWidth(right)) + right);
 }
 

@@ -7,8 +7,8 @@
 #include "cli/status/diagnosis.h"
 #include "cli/status/slot_report.h"
 
-// The status for people, in lines of at most SCREEN_WIDTH columns, without line ends. What is wrong
-// stands first.
+// The status for people, in lines of at most SCREEN_WIDTH columns, without line ends. Problems come
+// first.
 
 using tLines = std::vector<std::string>;
 

@@ -29,10 +29,10 @@ constexpr int QUIT_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 volatile sig_atomic_t g_quit = 0;
 volatile sig_atomic_t g_resized = 0;
 
-termios g_before{};  // how the caller's terminal was
+termios g_before{};  // the caller's settings
 
-// The first is noted. A second one comes while the terminal takes nothing any more: then all that
-// is left is to leave it usable.
+// The first signal is noted. A second one means that the terminal accepts no more output: all that
+// remains is to restore it.
 void onQuit(int number) {
     if (g_quit == 0) {
         g_quit = 1;
@@ -47,8 +47,8 @@ void onResize(int) {
     g_resized = 1;
 }
 
-// A signal that comes in the middle of a write must not end it: the stream would count as broken
-// from then on. A wait for input ends with every signal.
+// A signal must not interrupt a write, because the stream would fail from then on. Every signal
+// ends a wait for input.
 void installHandler(int number, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
@@ -56,8 +56,8 @@ void installHandler(int number, void (*handler)(int)) {
     sigaction(number, &action, nullptr);
 }
 
-// While one lives the signals come through in a wait for input only, so that none comes between the
-// look at what they left and the wait.
+// For its lifetime, signals are delivered only during a wait for input, so that none comes between
+// the check of what they noted and the wait.
 class cHeldSignals {
   public:
     cHeldSignals() {
@@ -87,7 +87,7 @@ std::string environment(const char* name) {
     return value != nullptr ? value : "";
 }
 
-// Terminals that know no more than the ANSI basics, or of which nothing is known.
+// Terminals with only basic ANSI functions, and unknown ones.
 bool isPlainTerminal(const std::string& type) {
     return type.empty() || type == "dumb" || type == "unknown" || startsWith(type, "vt1") ||
            startsWith(type, "vt2") || type == "ansi";
@@ -98,10 +98,10 @@ struct sColourRow {
     const char* colour;
 };
 
-// The first that stands in the line counts.
+// The first part that the line contains counts.
 constexpr sColourRow COLOURS[] = {
     {"  ! ", "\x1b[31m"},       {"NOT CONNECTED", "\x1b[1;31m"}, {"NO DAEMON", "\x1b[1;31m"},
-    {"NO NEWS", "\x1b[1;31m"},  {"NO DATA", "\x1b[1;31m"},       {"CONNECTED", "\x1b[1;32m"},
+    {"STALE", "\x1b[1;31m"},    {"NO STATUS", "\x1b[1;31m"},     {"CONNECTED", "\x1b[1;32m"},
     {"DATA OFF", "\x1b[1;33m"}, {"STARTING", "\x1b[1;33m"},
 };
 
@@ -125,7 +125,7 @@ cTerminal::cTerminal(std::ostream& out) : m_out(out) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0 ||
         tcgetattr(STDIN_FILENO, &g_before) != 0)
         throw cFailure(eExitStatus::FAILED,
-                       "watch needs a terminal; for scripts there is cellslot status");
+                       "watch needs a terminal; use cellslot status in scripts");
     const std::string type = environment("TERM");
     m_isPlain = isPlainTerminal(type);
     m_isColour = !m_isPlain && environment("NO_COLOR").empty();
@@ -137,7 +137,7 @@ cTerminal::cTerminal(std::ostream& out) : m_out(out) {
     live.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     live.c_cc[VMIN] = 0;
     live.c_cc[VTIME] = 0;
-    live.c_cc[VSUSP] = _POSIX_VDISABLE;  // a stopped program would leave the terminal like this
+    live.c_cc[VSUSP] = _POSIX_VDISABLE;  // a stopped program would leave the terminal without echo
     tcsetattr(STDIN_FILENO, TCSAFLUSH, &live);
     if (!m_isPlain) m_out << OWN_SCREEN;
 }
@@ -159,7 +159,7 @@ cTerminal::eEvent cTerminal::wait(int milliseconds) {
     }
     if (ready <= 0) return eEvent::TIME_OUT;
     char key = 0;
-    // Ready with nothing to read: the terminal is gone.
+    // Readable, but no data: the terminal is gone.
     if (read(STDIN_FILENO, &key, 1) != 1 || key == 'q' || key == 'Q') return eEvent::QUIT;
     forget();
     return eEvent::REDRAW;

@@ -6,33 +6,33 @@
 
 #include "cli/status/watch_screen.h"
 
-// The caller's terminal for a live screen: keys come one by one and are not echoed. The destructor
-// puts everything back, also when a signal ended the work.
+// The caller's terminal as a live screen: keys arrive one by one, without echo. The destructor
+// restores it, also after a signal.
 class cTerminal {
   public:
-    // Throws cFailure when standard input or output is no terminal.
+    // Throws cFailure if standard input or output is not a terminal.
     explicit cTerminal(std::ostream& out);
     ~cTerminal();
     cTerminal(const cTerminal&) = delete;
     cTerminal& operator=(const cTerminal&) = delete;
 
     enum class eEvent { TIME_OUT, REDRAW, QUIT };
-    // Waits for a key, a change of size, a signal that ends the program, or the time. 'q' quits,
-    // every other key draws anew.
+    // Waits for a key, a change of size, a signal that ends the program, or the time-out. 'q'
+    // quits, any other key redraws.
     eEvent wait(int milliseconds);
 
     sTerminalSize size() const;
 
     // Shows the lines; sends only those that changed. False when the terminal is gone.
     bool show(const tLines& lines);
-    // The next show sends every line.
+    // Makes the next show send every line.
     void forget();
 
   private:
     void writeLine(const std::string& line);
 
     std::ostream& m_out;
-    bool m_isPlain;  // a serial console: no more than cursor home and clear
+    bool m_isPlain;  // a serial console: only cursor home and clear
     bool m_isColour;
     tLines m_shown;
 };

@@ -42,7 +42,7 @@ std::string footerText(const sWatch& watch, unsigned intervalS) {
     char clock[16] = "";
     localtime_r(&watch.moment.now, &local);
     strftime(clock, sizeof clock, "%H:%M:%S", &local);
-    return std::string(clock) + ", every " + std::to_string(intervalS) + " s; q ends";
+    return std::string(clock) + ", every " + std::to_string(intervalS) + " s; q quits";
 }
 
 bool draw(cTerminal& terminal, const sWatch& watch, unsigned intervalS) {
@@ -77,13 +77,13 @@ void addWatchCommand(CLI::App& app, sCliContext& context) {
     auto options = std::make_shared<sWatchOptions>();
     CLI::App* command =
         app.add_subcommand("watch", "Show the status live, with a graph of the signal.");
-    addSlotOption(*command, options->slot, "one slot in full; all without it");
-    command->add_option("--interval", options->intervalS, "seconds between two looks (2)")
+    addSlotOption(*command, options->slot, "only this slot, in full [all slots in use]");
+    command->add_option("--interval", options->intervalS, "seconds between two updates [2]")
         ->check(CLI::Range(1, 3600).description(""))
         ->type_name("S");
     command->footer(
-        "Ends with q or Ctrl-C; any other key draws the screen anew. Works on a serial\n"
-        "console; NO_COLOR=1 switches colours off.\n\n"
+        "q or Ctrl-C quits, any other key redraws the screen. Works on a serial console\n"
+        "too. NO_COLOR=1 switches colours off.\n\n"
         "Examples:\n"
         "  cellslot watch -p 1\n"
         "  TERM=vt100 cellslot watch --interval 10");

@@ -18,11 +18,11 @@ void append(tLines& lines, const tLines& more) {
     lines.insert(lines.end(), more.begin(), more.end());
 }
 
-// Cuts what does not fit; the last line then says that there was more.
+// Cuts lines that do not fit; the last line then says so.
 void keepRows(tLines& lines, size_t rows) {
     if (lines.size() <= rows) return;
     lines.resize(rows);
-    if (rows > 1) lines.back() = "    (no room for more: see cellslot status)";
+    if (rows > 1) lines.back() = "    (more lines: see cellslot status)";
 }
 
 const cSignalHistory& historyOf(const tHistories& histories, int slot) {
@@ -35,7 +35,7 @@ sSignalReading signalOf(const sSlotReport& report) {
     return report.isGood() ? readSignal(report.file.record) : sSignalReading();
 }
 
-// The details give way to the problems and to a small graph.
+// Problems and a small graph have priority over the details.
 tLines oneSlot(const sSlotReport& report, const tHistories& histories, unsigned nowS, size_t rows,
                size_t width) {
     constexpr size_t FRAME = BLANK_ROWS + TITLE_ROWS + TIME_ROWS;

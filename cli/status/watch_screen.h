@@ -17,8 +17,8 @@ struct sTerminalSize {
 // By slot.
 using tHistories = std::map<int, cSignalHistory>;
 
-// The live screen: never more than size.rows lines, nor wider than size.columns - 1. What is wrong
-// stands first and stays when there is no room for all. footer is the last line.
+// The live screen: at most size.rows lines of size.columns - 1 columns. Problems come first and are
+// the last to be cut. footer is the last line.
 tLines watchScreen(const std::vector<sSlotReport>& reports, const tHistories& histories,
                    unsigned nowS, const sTerminalSize& size, const std::string& footer);
 

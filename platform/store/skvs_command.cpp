@@ -21,15 +21,16 @@ const char USAGE[] =
     "       skvs list [PREFIX]    prints KEY=VALUE for each key that starts with PREFIX\n"
     "       skvs --help\n"
     "\n"
-    "The store lives as long as the host is up.\n"
-    "Exit status: 0 done; 1 the key is missing; 2 wrong usage or the store failed.\n";
+    "The store exists until the host restarts.\n"
+    "Exit status: 0 done; 1 the key is missing; 2 wrong usage, or the store or the output "
+    "failed.\n";
 
 int fail(const std::string& message) {
     fprintf(stderr, "skvs: %s\n", message.c_str());
     return SKVS_FAILED;
 }
 
-// errno is set if skvs_list got a cause from the system.
+// errno is set if a system call failed.
 int failToRead() {
     return fail(std::string("cannot read the store") +
                 (errno != 0 ? std::string(": ") + strerror(errno) : ""));
@@ -40,12 +41,13 @@ int wrongUsage() {
     return SKVS_FAILED;
 }
 
-// A pipe or disk that accepts nothing is a failure too.
+// Output that was not accepted is a failure too.
 int printed() {
-    return fflush(stdout) == 0 && ferror(stdout) == 0 ? SKVS_OK : fail("cannot print");
+    return fflush(stdout) == 0 && ferror(stdout) == 0 ? SKVS_OK : fail("cannot write the output");
 }
 
-// The list distinguishes a missing key from an unreadable store; the key would be its first entry.
+// The list, whose first entry would be the key, distinguishes a missing key from an unreadable
+// store.
 int getKey(const tArguments& arguments) {
     const std::string& key = arguments[0];
     std::vector<std::pair<std::string, std::string>> entries;

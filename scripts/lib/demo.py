@@ -45,10 +45,10 @@ WIDEST_GRAPH = 120
 # subject; what it means.
 STEPS = (
     (rf"Opened Char device '{AT_LINK}'", "start", "cellslotd has its configuration and opens the port"),
-    (r"Setup device CMEE", "modem", "it answers; its model and firmware are read"),
-    (r"AT\+CPIN\?.*READY", "SIM", "ready, nothing asks for a PIN"),
+    (r"Setup device CMEE", "modem", "it answers; the daemon reads model and firmware"),
+    (r"AT\+CPIN\?.*READY", "SIM", "ready, no PIN needed"),
     (r"Success setting APN", "set-up", "APN, technology and bands are as configured"),
-    (r"Registration switched .* to 'Registered", "network", "the modem has found one and may use it"),
+    (r"Registration switched .* to 'Registered", "network", "the modem is registered"),
 )
 
 CONFIG_TEXT = """\
@@ -239,7 +239,7 @@ class Demo:
         if self.isConnected:
             self.showOnline()
         elif self.daemon.poll() is None:
-            self.story.say("PROBLEM", f"not connected after {CONNECT_TIMEOUT_S} s; it says why:")
+            self.story.say("PROBLEM", f"not connected after {CONNECT_TIMEOUT_S} s; cellslot status shows why:")
             showCommand(self.options.bin, "status", "-p", "1")
         else:
             self.story.say("PROBLEM", f"the daemon ended by itself, status {self.daemon.returncode}")
@@ -290,7 +290,7 @@ class Demo:
     def page(self, name, meaning):
         """On a terminal, one screen at a time."""
         if self.isWatched():
-            print(f"\n-- Enter shows {name}, Ctrl-C ends --", end="", flush=True)
+            print(f"\n-- Enter shows {name}, Ctrl-C quits --", end="", flush=True)
             self.waitUntil(self.isEnterPressed, float("inf"))
         self.story.heading(f"{name}: {meaning}")
 
@@ -299,11 +299,11 @@ class Demo:
         return bool(select.select([sys.stdin], [], [], 0)[0]) and sys.stdin.readline() is not None
 
     def showScreens(self):
-        self.page("cellslot status", "how it is, what is wrong, and what to do")
+        self.page("cellslot status", "the state, what is wrong, and what to do")
         showCommand(self.options.bin, "status", "-p", "1")
-        self.page("cellslot watch", "the same, live; here only its graph of the signal")
+        self.page("cellslot watch", "the same, live; here only the graph of the signal")
         print("\n".join(self.watch.graph() or [f"(no graph: {self.watch.fault})"]), flush=True)
-        self.page("cellslot doctor", "whether a host is fit for the daemon")
+        self.page("cellslot doctor", "checks the host")
         showCommand(self.options.bin, "doctor", "-p", "1")
         print(flush=True)
 
@@ -333,9 +333,9 @@ class Demo:
         if self.daemon.returncode != SIGNALLED:
             self.faults.append(f"exit status {self.daemon.returncode}, not {SIGNALLED}")
         if STATUS.exists():
-            self.faults.append(f"{STATUS} not removed")
+            self.faults.append(f"{STATUS} was not removed")
         if "cellslot" in pathlib.Path("/etc/resolv.conf").read_text():
-            self.faults.append("name servers not removed")
+            self.faults.append("name servers were not removed")
         if self.address():
             self.faults.append(f"address left on {INTERFACE}")
 

@@ -35,7 +35,7 @@ class Watch:
         if first is None or self.fault is not None:
             return None
         last = next((row for row in range(first, len(lines)) if not lines[row]), len(lines))
-        return [line for line in lines[first:last] if "q ends" not in line]
+        return [line for line in lines[first:last] if "q quits" not in line]
 
     def end(self):
         self.terminal.end()

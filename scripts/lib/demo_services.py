@@ -56,7 +56,7 @@ def showReceived(demo):
     text = receive(demo, [{"text": "Hello from the network"}])
     if text is None:
         return False
-    demo.story.say("message", f'"{text}" came, as a file in {SPOOL}/recv')
+    demo.story.say("message", f'"{text}" arrived as a file in {SPOOL}/recv')
     return True
 
 
@@ -66,8 +66,8 @@ def showJoined(demo):
     text = receive(demo, parts)
     if text is None:
         return False
-    demo.story.say("message", f'3 parts came as 3, 1, 2: "{text}"')
-    demo.story.more("(the status counts five: each part is one, too)")
+    demo.story.say("message", f'parts 3, 1, 2 arrived: "{text}"')
+    demo.story.more("(the status counts five messages: each part counts too)")
     return True
 
 

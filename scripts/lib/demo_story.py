@@ -1,18 +1,18 @@
-"""Output of the demonstration: a line for each event, with its time; with --verbose also the commands
-to the modem and the log, with an explanation of lines that only look like faults."""
+"""What the demonstration prints: a line for each event, with its time; with --verbose also the AT
+commands and the log, with a note on lines that only look like faults."""
 
-# Log texts that look like faults although everything works.
+# Log lines that read like faults although everything is fine.
 EXPLAINED = (
     ("The APN '' is not valid", "CM_APN2, for a second SIM, is not set: no fault"),
     ("Note: APN is empty", "CM_APN2, for a second SIM, is not set: no fault"),
     ("CM_FW_SLOT= is not valid", "not set: the SIM's carrier decides"),
-    ("value ''", "not set: the default counts"),
-    ("unable to connect to the DBUS", "no system bus in here: gpsd does without"),
+    ("value ''", "not set: the default applies"),
+    ("unable to connect to the DBUS", "no system bus in here: gpsd does not need it"),
     (f"{'AT#FWSWITCH=?':<28} ERROR", "this model has one firmware image: no fault"),
     ("GPS_STOP_STREAM_SUCCESS", "a success: there was nothing to stop"),
     ("GPS_START_STREAM_SUCCESS", "a success"),
-    ("return code 124", "gpsd needs more than the five seconds waited for: no fault"),
-    ("Device has No Service", "the modem still looks for a network"),
+    ("return code 124", "gpsd takes more than five seconds: no fault"),
+    ("Device has No Service", "the modem is still searching for a network"),
 )
 
 

@@ -112,7 +112,7 @@ class Actions(Gateway):
         self.slot.order(op="fault", prefix="AT+CMGS", stage="data", kind="cms", number=500)
         self.addCleanup(self.slot.order, op="clear-faults")
         result = cellslot("sms", "send", "12025550123", "-", "--wait", input="never\n")
-        self.assertFails(result, FAILED, "given up after three attempts", "500")
+        self.assertFails(result, FAILED, "three attempts failed", "500")
 
     def test_smsReceived_isListedShownAndDeleted(self):
         waiting = Running("sms", "wait", "--timeout", "30")
@@ -126,10 +126,10 @@ class Actions(Gateway):
         self.assertIn("+12025550145", listed.out)
         self.assertEqual(cellslot("sms", "read", "--delete").out, shown.out)
         self.assertEqual(cellslot("sms", "list").out, "no messages\n")
-        self.assertFails(cellslot("sms", "read"), FAILED, "no message")
+        self.assertFails(cellslot("sms", "read"), FAILED, "no messages")
 
     def test_smsWait_nothingComes_timesOut(self):
-        self.assertFails(cellslot("sms", "wait", "--timeout", "0.3"), TIMED_OUT, "no message")
+        self.assertFails(cellslot("sms", "wait", "--timeout", "0.3"), TIMED_OUT, "no message arrived")
 
     def test_sms_asNobody_isNotPermitted(self):
         self.assertFails(cellslot("sms", "send", "12025550123", "x", user=NOBODY), NOT_PERMITTED,
@@ -211,14 +211,14 @@ class Actions(Gateway):
         self.addCleanup(self.slot.configure)
         self.slot.configure(**changes)
 
-    def test_reload_showsItsResult(self):
+    def test_reload_showsTheResult(self):
         result = cellslot("reload")
         self.assertEqual(result.status, OK, result)
-        self.assertIn("unchanged", result.out)
+        self.assertIn("has not changed", result.out)
         self.config(CM_MTU="1410")
         result = cellslot("reload", "-p", "1")
         self.assertEqual(result.status, OK, result)
-        self.assertIn("set up anew", result.out)
+        self.assertIn("set up again", result.out)
         self.assertEqual(self.log.count("Received USR2 and config changed"), 1)
         self.slot.configure()
         self.assertEqual(cellslot("reload").status, OK)
@@ -229,7 +229,7 @@ class Actions(Gateway):
         path.rename("/etc/vuk/away")
         self.addCleanup(lambda: pathlib.Path("/etc/vuk/away").rename(path))
         before = self.log.count("Received SIGUSR2")
-        self.assertFails(cellslot("reload"), FAILED, "there is no /etc")
+        self.assertFails(cellslot("reload"), FAILED, "does not exist; not reloaded")
         time.sleep(1)
         self.assertEqual(self.log.count("Received SIGUSR2"), before)
 
@@ -248,7 +248,7 @@ class Actions(Gateway):
         self.config(CM_MTU="9000", CM_PASWORD="hidden")
         result = cellslot("config", "check", "-q")
         self.assertEqual(result.status, FAILED, result)
-        self.assertIn("is CM_PASSWORD meant?", result.out)
+        self.assertIn("did you mean CM_PASSWORD?", result.out)
         self.assertTrue(result.out.endswith("\n2 findings\n"), result.out)
         self.assertEqual(result.err, "")
 
@@ -270,11 +270,11 @@ class Actions(Gateway):
         result = cellslot("doctor")
         self.assertEqual((result.status, result.err), (FAILED, ""), result)
         for line in ("  ok      shell      /bin/sh understands &>",
-                     "  ok      tools      all are on the daemon's PATH",
-                     "  ok      port       /dev/ttyCELL1 is there",
+                     "  ok      tools      all host tools are on the daemon's PATH",
+                     "  ok      port       /dev/ttyCELL1 exists",
                      "  ok      interface  wwan0 exists",
-                     "  ok      config     /etc/vuk/cellular1.conf is as it should be",
-                     "  BROKEN  pin        /etc/vuk/cellular_puk.1 can be read by others"):
+                     "  ok      config     no findings in /etc/vuk/cellular1.conf",
+                     "  BROKEN  pin        others can read /etc/vuk/cellular_puk.1"):
             self.assertIn(line + "\n", result.out)
         self.assertTrue(result.out.endswith("\n1 broken, 0 notes\n"), result.out)
         self.assertEqual(self.hostFiles(), before)
@@ -322,11 +322,11 @@ time.sleep(60)
         self.addCleanup(pathlib.Path("/etc/vuk/cellular_cpin.1").unlink, missing_ok=True)
         self.addCleanup(remount, "rw")
         remount("ro")
-        self.assertNotIn("can only be read", cellslot("doctor").out)
+        self.assertNotIn("is read-only", cellslot("doctor").out)
         remount("rw")
         cellslot("pin", "set", input="1234\n")
         remount("ro")
-        self.assertIn("  BROKEN  pin        /etc/vuk can only be read", cellslot("doctor").out)
+        self.assertIn("  BROKEN  pin        /etc/vuk is read-only", cellslot("doctor").out)
 
     # ---- pin
 
@@ -352,7 +352,7 @@ time.sleep(60)
         self.assertIn("successfully enabled", result.out)
         result = cellslot("pin", "enable")
         self.assertEqual((result.status, result.out),
-                         (OK, "nothing to do, it is enabled already\n"), result)
+                         (OK, "nothing to do: the PIN lock is already enabled\n"), result)
         result = cellslot("pin", "change", input="87654321\n")
         self.assertEqual(result.status, OK, result)
         self.assertNotInLogOf(result, "1234", "87654321")
@@ -431,16 +431,17 @@ class TwoSlots(unittest.TestCase):
         path = "/etc/vuk/cellular2.conf"
         result = cellslot("reload", "-p", "2")
         self.assertEqual((result.status, result.out),
-                         (OK, f"slot 2: {path} is unchanged since it was read last, nothing to do\n"),
+                         (OK, f"slot 2: {path} has not changed since it was last read; nothing to "
+                              "do\n"),
                          result)
         self.slots[1].configure(CM_MTU="1410")
         result = cellslot("reload", "-p", "2")
         self.assertEqual((result.status, result.out),
-                         (OK, f"slot 2: {path} is read, the modem is set up anew\n"), result)
+                         (OK, f"slot 2: {path} was read; the modem is set up again\n"), result)
         pathlib.Path(path).write_bytes(b"#" * 131073)
         result = cellslot("reload", "-p", "2")
         self.assertEqual(result.status, FAILED, result)
-        self.assertIn("uses its defaults now", result.err)
+        self.assertIn("now uses its defaults", result.err)
 
     def test_doctor_queriesTheModem_andNamesTheSettingsItNeeds(self):
         self.slots[0].order(op="set", sim={"iccid": "8949020000012345678F"})
@@ -453,13 +454,13 @@ class TwoSlots(unittest.TestCase):
         result = cellslot("doctor", "-q", "--ask-modem", "-p", "1")
         self.assertEqual(result.status, FAILED, result)
         self.assertIn("  BROKEN  sim        the modem's #QSS mode is 2", result.out)
-        self.assertIn("-> cellslot at AT#QSS=0 -p 1; to keep it: cellslot at 'AT&W0' -p 1\n",
+        self.assertIn("-> cellslot at AT#QSS=0 -p 1; to store that: cellslot at 'AT&W0' -p 1\n",
                       result.out)
-        self.assertIn("8949020000012345678F has more than digits", result.out)
+        self.assertIn("8949020000012345678F contains more than digits", result.out)
         for command in ("AT#QSS=0", "AT&W0"):
             self.assertEqual(cellslot("at", command, "-p", "1").status, OK)
         self.slots[0].waitFor("_SIM_STATUS", "Available")
-        self.assertIn("ICCID not shown", cellslot("status", "-p", "1").out)
+        self.assertIn("ICCID not published", cellslot("status", "-p", "1").out)
 
     def test_doctor_healthyHost_isFine(self):
         result = cellslot("doctor", "-q")
@@ -495,23 +496,23 @@ class Locked(Gateway):
         pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
         os.kill(pid, signal.SIGSTOP)
         result = cellslot("pin", "puk", "-t", "1", input="12345678\n4321\n")
-        self.assertFails(result, TIMED_OUT, "taken back", "PUK Locked")
+        self.assertFails(result, TIMED_OUT, "withdrawn", "PUK Locked")
         self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_cpin_new*")), [])
         self.assertEqual(list(pathlib.Path("/etc/vuk").glob("*_puk*")), [])
         os.kill(pid, signal.SIGCONT)
         # A wrong PUK, from a script.
         result = cellslot("pin", "puk", input="00000000\n4321\n")
         self.assertFails(result, FAILED, "returned error", "attempts left: 9")
-        self.assertIn("10 attempts with its PUK left", result.out)
+        self.assertIn("10 PUK attempts left", result.out)
         self.slot.waitFor("_SIM_REMAIN_PUK", "9")
         # Two different PINs, then equal ones, typed.
         screen, status = self.onATerminal("12345678", "4321", "4322", arguments=["pin", "puk"])
         self.assertEqual(status, USAGE, screen)
-        self.assertIn("not the same", screen)
+        self.assertIn("the two PINs differ", screen)
         self.assertFalse(pathlib.Path("/etc/vuk/cellular_puk.1").read_text())
         screen, status = self.onATerminal("12345678", "4321", "4321", arguments=["pin", "puk"])
         self.assertEqual(status, OK, screen)
-        self.assertIn("9 attempts with its PUK left", screen)
+        self.assertIn("9 PUK attempts left", screen)
         self.assertIn("SIM PUK successfully unlocked", screen)
         for secret in ("12345678", "4321"):
             self.assertNotIn(secret, screen)
@@ -521,7 +522,7 @@ class Locked(Gateway):
         self.assertEqual(result.status, OK, result)
         self.assertIn("the daemon has ended", result.out)
         self.assertEqual(self.slot.daemon.wait(30), 5)
-        self.assertFails(cellslot("data", "auto"), NO_DAEMON, "when it is started")
+        self.assertFails(cellslot("data", "auto"), NO_DAEMON, "after its next start")
         self.assertFalse(pathlib.Path("/tmp/force_cell_tempoff.1").exists())
 
 

@@ -43,7 +43,7 @@ class CliTest(unittest.TestCase):
 
 
 class Status(CliTest):
-    def test_connectedSlot_isShownAsTextAndJson(self):
+    def test_connectedSlot_isShownToPeopleAndPrograms(self):
         slot = self.slot()
         slot.waitConnected()
         run = cellslot("status", "-p", "1")
@@ -51,7 +51,7 @@ class Status(CliTest):
         self.assertTrue(run.stdout.startswith("Slot 1  CONNECTED"), run.stdout)
         self.assertIn("wwan0: 10.64.1.8", run.stdout)
         self.assertIn("wanted: CM_ENABLE_INTERFACE=yes in /etc/vuk/cellular1.conf", run.stdout)
-        self.assertIn(f"runs as process {slot.daemon.pid}", run.stdout)
+        self.assertIn(f"running as process {slot.daemon.pid}", run.stdout)
         self.assertNotIn("  ! ", run.stdout)
 
         # The only slot is shown in full without being named.
@@ -72,10 +72,10 @@ class Status(CliTest):
         self.assertTrue(off.stdout.startswith("Slot 1  DATA OFF"), off.stdout)
         self.assertIn("Data is off: forced off by /tmp/force_cell_nocon.1.", off.stdout)
 
-        # A normal end leaves no file; after a kill the last known values remain.
+        # A regular end leaves no file.
         slot.stopDaemon()
         self.assertOneLine(cellslot("status", "-p", "1"), NO_DAEMON,
-                           "no daemon runs for slot 1; start it: ")
+                           "no daemon is running for slot 1; to start it: ")
 
     def test_severalSlots_metricsHaveASeriesEachAndTheTableSaysWhatIsWrong(self):
         first = self.slot(1)
@@ -94,17 +94,17 @@ class Status(CliTest):
         self.checkWithPromtool(run.stdout)
 
         table = cellslot("status").stdout
-        self.assertTrue(table.startswith("Slot 2  NOT CONNECTED\n  ! The SIM waits for its PIN, 3"),
+        self.assertTrue(table.startswith("Slot 2  NOT CONNECTED\n  ! The SIM needs its PIN, 3"),
                         table)
-        self.assertIn("/var/log/wireless.cardstats.3 is cut short.", table)
-        self.assertOneLine(cellslot("status", "-p", "3"), DAMAGED, "is cut short.")
+        self.assertIn("/var/log/wireless.cardstats.3 is truncated.", table)
+        self.assertOneLine(cellslot("status", "-p", "3"), DAMAGED, "is truncated.")
         self.assertOneLine(cellslot("status", "-p", "4"), 2, "--help")
 
         first.daemon.kill()
         first.daemon.wait(10)
         dead = cellslot("status", "-p", "1")
         self.assertEqual(dead.returncode, NO_DAEMON)
-        self.assertIn("No daemon runs for slot", dead.stdout)
+        self.assertIn("No daemon is running for slot", dead.stdout)
 
     def checkWithPromtool(self, text):
         if shutil.which("promtool"):  # too large a dependency; readMetrics always checks
@@ -135,7 +135,7 @@ class Watch(CliTest):
         lines = terminal.screen.lines()
         self.assertEqual(len(lines), 24)
         self.assertIn("RSRP from -125 to -75 dBm", lines)
-        self.assertRegex(lines[23], r"^\d\d:\d\d:\d\d, every 1 s; q ends$")
+        self.assertRegex(lines[23], r"^\d\d:\d\d:\d\d, every 1 s; q quits$")
         waitUntil(lambda: terminal.drain(0.2) and self.graph(terminal) > 0, 10,
                   lambda: terminal.screen.text())
 
@@ -148,7 +148,7 @@ class Watch(CliTest):
         changed = self.still(terminal)
         terminal.screen.clear()
         terminal.send(" ")
-        terminal.waitFor("q ends")
+        terminal.waitFor("q quits")
         self.assertEqual(changed, self.still(terminal))
 
         self.assertEqual((terminal.screen.colours, terminal.screen.modes), (0, []))
@@ -161,11 +161,11 @@ class Watch(CliTest):
     def test_resizedWindow_isFilledAtOnce(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch("--interval", "3600")
-        terminal.waitFor("q ends")
+        terminal.waitFor("q quits")
         for rows, columns in ((10, 40), (50, 132), (24, 80)):
             terminal.resize(rows, columns)
-            terminal.waitFor("q ends", 5)
-            self.assertIn("q ends", terminal.screen.lines()[-1])
+            terminal.waitFor("q quits", 5)
+            self.assertIn("q quits", terminal.screen.lines()[-1])
 
     def test_endBySignal_restoresTheTerminal(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
@@ -181,13 +181,13 @@ class Watch(CliTest):
     def test_signalWhileTheTerminalIsStopped_screenContinuesAfterwards(self):
         pathlib.Path("/etc/vuk/cellular1.conf").touch()
         terminal = self.watch("--interval", "3600")
-        terminal.waitFor("q ends")
+        terminal.waitFor("q quits")
         terminal.screen.clear()
         terminal.send("\x13 ")  # XOFF, and a key that redraws the screen
         waitUntil(terminal.isWriting, 5, lambda: "it draws nothing")
         terminal.signal(signal.SIGWINCH)
         terminal.send("\x11")
-        terminal.waitFor("q ends", 5)
+        terminal.waitFor("q quits", 5)
         terminal.send("q")
         self.assertEqual(terminal.wait(), 0)
 

@@ -89,7 +89,7 @@ class Sledctl(Tool):
     def test_NotConfigured_SaysSoWithStatusThree(self):
         self.check(call("sledctl", "1", "off"), 3, "slot 1: nothing configured for 'off'")
         self.configure("2 off run true\n1 on run true\n# 1 off run true\n")
-        self.check(call("sledctl", "1", "off"), 3, "nothing done")
+        self.check(call("sledctl", "1", "off"), 3, "nothing was done")
         self.check(call("sledctl", "1", "reset"), 3, "nothing configured for 'reset'")
 
     def test_Run_OnlyTheLinesOfSlotAndActionInOrder(self):
@@ -124,12 +124,13 @@ class Sledctl(Tool):
         self.check(call("ResetCellular", "now", "force", "-s", "3"), 0)
         self.assertEqual(CALLS.read_text(), "sleep 3 with 0\n")
         self.assertEqual(switch.read_text(), "1\n")
-        self.check(call("sledctl", "1", "reset"), 1, "no file /sys/bus/usb/devices/1-1.2")
+        self.check(call("sledctl", "1", "reset"), 1,
+                   "/sys/bus/usb/devices/1-1.2/authorized does not exist")
         self.check(call("sledctl", "3", "off"), 3, "nothing configured for 'off'")
 
     def test_StepFails_StopsWithStatusOne(self):
         for step, message in (("run false", "failed at 'run false'"),
-                              ("write /sys/no/such/file 1", "no file /sys/no/such/file"),
+                              ("write /sys/no/such/file 1", "/sys/no/such/file does not exist"),
                               ("write /sys", "needs a path and a value"),
                               ("paint it black", "unknown step 'paint'")):
             with self.subTest(step=step):
@@ -194,7 +195,7 @@ class SlotOfPort(Tool):
         for other in ("1-1.4", "1-1.22"):
             self.assertEqual(self.port(other, 4), [])
 
-    def test_NoUsbDevice_PrintsNothing(self):
+    def test_NoUsbDevice_NothingPrinted(self):
         for path in ("", "/devices/platform/serial/tty/ttyS0", f"{self.USB}/1-1.2/power"):
             self.assertEqual(self.slotOfPort(path), [])
 

@@ -150,7 +150,7 @@ class Cases:
         self.assertEqual(ipv6Settings()["disable_ipv6"], 0)
         self.assertEqual(ipv6Settings()["accept_ra_defrtr"], 1)
 
-    def test_NoDefaultRoute_NoneSetAndNameServersAfterTheOthers(self):
+    def test_NoDefaultRoute_NoneSetAndNameServersLast(self):
         self.succeed("-i wwan0 --up -m 1500 --address 10.1.1.2 --netmask 255.255.255.0"
                      " --gateway 10.1.1.1 --dns 10.0.0.1")
         self.assertNotIn("default", routes())
@@ -274,7 +274,7 @@ class Cases:
                      " --dns 10.0.0.1 --dns 10.0.0.11")
         self.assertEqual(nameServers(), ["192.0.2.9", "10.0.0.1", "10.0.0.11"])
 
-    def test_Debug_ShowsTheSteps(self):
+    def test_Debug_ReportsTheSteps(self):
         self.assertEqual(self.succeed(DAEMON_LINE).stderr, "")
         self.assertIn("ip -4 address add 10.20.30.40/30 dev wwan0",
                       self.succeed(DAEMON_LINE + " --debug ").stderr)
@@ -515,14 +515,14 @@ class Cases:
 
     def test_OptionsOutOfPlace_Refused(self):
         for words, message in (
-                ("--up --ipv6auto", "-i is missing"),
-                ("-i wwan0", "neither --up nor --down"),
+                ("--up --ipv6auto", "-i IF is missing"),
+                ("-i wwan0", "--up or --down is missing"),
                 ("-i wwan0 --up --down", "together"),
                 ("-i wwan0 --up --netmask 255.0.0.0", "--netmask without --address"),
                 ("-i wwan0 --up --gateway 10.0.0.1", "--gateway without --address"),
-                ("-i wwan0 --up --fast", "unknown word '--fast'"),
-                ("-i wwan0 --up reboot", "unknown word 'reboot'"),
-                ("", "-i is missing"),
+                ("-i wwan0 --up --fast", "unknown argument '--fast'"),
+                ("-i wwan0 --up reboot", "unknown argument 'reboot'"),
+                ("", "-i IF is missing"),
         ):
             with self.subTest(words=words):
                 self.refuse(words, 2, message)

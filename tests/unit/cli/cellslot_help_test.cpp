@@ -79,7 +79,7 @@ TEST(CliCommandLine, InvalidArguments_GiveOneLineAndTheUsageStatus) {
     }
 }
 
-TEST(CliCommandLine, InvalidArguments_NameTheHelpToRead) {
+TEST(CliCommandLine, NotUnderstood_NamesTheRightHelp) {
     const cEmptyHost host;
     const auto end = [&](const std::vector<const char*>& command) {
         const std::string text = runOn(host, command).err;
@@ -93,13 +93,17 @@ TEST(CliCommandLine, InvalidArguments_NameTheHelpToRead) {
 
 TEST(CliCommandLine, UnknownSubcommand_IsNamedWithASuggestion) {
     const cEmptyHost host;
-    EXPECT_EQ("cellslot: there is no cellslot stauts; is status meant? (see cellslot --help)\n",
-              runOn(host, {"stauts"}).err);
-    EXPECT_EQ("cellslot: there is no cellslot sms sned; is send meant? (see cellslot sms --help)\n",
-              runOn(host, {"sms", "sned", "12345", "x"}).err);
-    EXPECT_EQ("cellslot: there is no cellslot a?[2Jb (see cellslot --help)\n",
+    EXPECT_EQ(
+        "cellslot: unknown subcommand: cellslot stauts; did you mean status? (see cellslot "
+        "--help)\n",
+        runOn(host, {"stauts"}).err);
+    EXPECT_EQ(
+        "cellslot: unknown subcommand: cellslot sms sned; did you mean send? (see cellslot sms "
+        "--help)\n",
+        runOn(host, {"sms", "sned", "12345", "x"}).err);
+    EXPECT_EQ("cellslot: unknown subcommand: cellslot a?[2Jb (see cellslot --help)\n",
               runOn(host, {"a\x1b[2Jb"}).err);
-    EXPECT_EQ("cellslot: there is no cellslot frob (see cellslot --help)\n",
+    EXPECT_EQ("cellslot: unknown subcommand: cellslot frob (see cellslot --help)\n",
               runOn(host, {"frob", "--help"}).err);
 }
 
@@ -124,19 +128,21 @@ TEST(CliCommandLine, SlotWithoutDaemon_HasOneWording) {
         {"reload", "-p", "2"},   {"status", "-p", "2"},     {"doctor", "-p", "2"}};
     for (const std::vector<const char*>& command : commands) {
         const sCommandRun run = runOn(host, command);
-        EXPECT_NE(std::string::npos, (run.out + run.err).find("no daemon runs for slot 2"))
+        EXPECT_NE(std::string::npos, (run.out + run.err).find("no daemon is running for slot 2"))
             << title(command) << run.out << run.err;
     }
     const std::string start =
-        "cellslot: no daemon runs for slot 2; start it: "
+        "cellslot: no daemon is running for slot 2; to start it: "
         "systemctl start cellslotd@2\n";
     for (const char* command : {"reload", "status"})
         EXPECT_EQ(start, runOn(host, {command, "-p", "2"}).err);
     for (const std::vector<const char*>& command :
          std::vector<std::vector<const char*>>{{"sms", "send", "12025550123", "x"}, {"status"}}) {
         cEmptyHost nothing;
-        EXPECT_EQ("cellslot: no daemon runs for any slot; start one: systemctl start cellslotd@1\n",
-                  runOn(nothing, command).err);
+        EXPECT_EQ(
+            "cellslot: no daemon is running for any slot; to start one: systemctl start "
+            "cellslotd@1\n",
+            runOn(nothing, command).err);
     }
 }
 
@@ -146,8 +152,10 @@ TEST(CliData, SlotWithoutDaemon_DoesNotClaimThatDataIsOn) {
     EXPECT_EQ(eExitStatus::NO_DAEMON, run.status);
     EXPECT_EQ("", run.out);
     EXPECT_EQ(
-        "cellslot: no daemon runs for slot 2; when it is started, data is on, whatever the "
-        "configuration says\n",
+        "cellslot: no daemon is running for slot 2; after its next start, data is on, regardless "
+        "of "
+        "the "
+        "configuration\n",
         run.err);
     EXPECT_TRUE(fileExists(host.places.at("/tmp/force_cell_con.2")));
 }

@@ -31,7 +31,7 @@ class cStatusHost {
     void endDaemon(int slot);
     void configure(int slot, const std::string& text);
     void writeStatus(int slot, const std::string& text);
-    // A healthy slot, or one from another recording, with the modem's port.
+    // A healthy slot, or one from another recording; with the modem's port.
     void addSlot(int slot, const std::string& recording);
 
     // Some seconds after the recordings were made. Interfaces of this machine are not read.

@@ -48,7 +48,7 @@ TEST_F(DaemonProcess, StartedWithoutAPath_Counts) {
     EXPECT_TRUE(isDaemon(places, 5));
 }
 
-TEST_F(DaemonProcess, OldPidFile_RecordedButNotRunning) {
+TEST_F(DaemonProcess, PidFileOfAnEndedDaemon_RecordedButNotRunning) {
     writeFile(places.at("/var/run/cellslotd.1.pid"), "4711");
     EXPECT_EQ(4711, recordedPid(places, 1));
     EXPECT_EQ(0, runningDaemon(places, 1));

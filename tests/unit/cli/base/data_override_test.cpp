@@ -87,6 +87,6 @@ TEST_F(DataOverride, CommandWithoutEffectInTime_ShowsTheCurrentState) {
     const sCommandRun run = runOn(host, {"data", "on", "-t", "1"});
     EXPECT_EQ(eExitStatus::TIMED_OUT, run.status);
     EXPECT_NE(std::string::npos,
-              run.out.find("connection DISCONNECTED; last error: the network gave no"))
+              run.out.find("connection DISCONNECTED; last error: the network assigned"))
         << run.out;
 }

@@ -46,7 +46,7 @@ TEST(DurationText, EveryMagnitude_IsShort) {
     EXPECT_EQ(durationText(273600), "3 d 4 h");
 }
 
-TEST(ShortNumber, AtMostOneDecimal) {
+TEST(ShortNumber, OneDigitAfterThePointAtMost) {
     EXPECT_EQ(shortNumber(-98), "-98");
     EXPECT_EQ(shortNumber(-9.5), "-9.5");
     EXPECT_EQ(shortNumber(-9.99), "-10");

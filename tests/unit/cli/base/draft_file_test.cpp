@@ -21,7 +21,7 @@ size_t entriesIn(const cTempFolder& folder) {
 
 }  // namespace
 
-TEST(DraftFile, UnusedDraft_LeavesNoFile) {
+TEST(DraftFile, PutNowhere_LeavesNothing) {
     const cTempFolder folder;
     {
         cDraftFile draft(folder.path(), 0600);
@@ -67,7 +67,7 @@ TEST(DraftFile, MissingFolder_IsAFailureThatNamesIt) {
         ADD_FAILURE();
     } catch (const cFailure& failure) {
         EXPECT_EQ(eExitStatus::FAILED, failure.status);
-        EXPECT_EQ("there is no folder " + (folder / "none") + "; make it",
+        EXPECT_EQ("the folder " + (folder / "none") + " does not exist; create it",
                   std::string(failure.what()));
     }
 }
@@ -78,11 +78,11 @@ TEST(SystemFailure, ErrorOfTheSystem_HasItsStatusAndWhatToDo) {
         eExitStatus status;
         const char* end;
     } cases[] = {
-        {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
-        {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, with sudo for instance"},
-        {ENOSPC, eExitStatus::FAILED, "; make room there"},
-        {EROFS, eExitStatus::FAILED, "; mount it writable"},
-        {ESRCH, eExitStatus::NO_DAEMON, "; it has just ended, cellslot status shows more"},
+        {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, for example with sudo"},
+        {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, for example with sudo"},
+        {ENOSPC, eExitStatus::FAILED, "; free some space there"},
+        {EROFS, eExitStatus::FAILED, "; mount the file system writable"},
+        {ESRCH, eExitStatus::NO_DAEMON, "; the daemon has just ended, see cellslot status"},
         {EIO, eExitStatus::FAILED, ""},
     };
     for (const auto& row : cases) {

@@ -73,10 +73,10 @@ TEST_F(ConfigCheck, MissingKeyOrValue_ShowsTheDefault) {
     EXPECT_EQ("", keyOf("", "CM_APN").reason);
     const sConfigKeyReport key = keyOf("CM_APN=\n", "CM_APN");
     EXPECT_EQ(eConfigVerdict::DEFAULT, key.verdict);
-    EXPECT_EQ("nothing follows the = in the file", key.reason);
+    EXPECT_EQ("no value after the = in the file", key.reason);
     host.file("/etc/vuk/cellular1.conf", "CM_MTU= \n");
     const std::string out = runOn(host, {"config", "check"}).out;
-    EXPECT_NE(std::string::npos, out.find(" 1500   (default: nothing follows the = in the file)\n"))
+    EXPECT_NE(std::string::npos, out.find(" 1500   (default: no value after the = in the file)\n"))
         << out;
     EXPECT_NE(std::string::npos, out.find(" yes   (default)\n")) << out;
 }
@@ -136,22 +136,22 @@ TEST_F(ConfigCheck, ValueThatIsNotAccepted_IsNamedWithLineAllowedValuesAndDefaul
         const std::string text = findings("# one\n" + line);
         EXPECT_EQ(0u, text.find("2: " + std::string(row.key) + " is '" + shown + "'; allowed: "))
             << text;
-        EXPECT_NE(std::string::npos, text.find("; taken instead: " + taken)) << text;
+        EXPECT_NE(std::string::npos, text.find("; used instead: " + taken)) << text;
     }
 }
 
 TEST_F(ConfigCheck, ValueThatIsNotAccepted_ReadsAsASentence) {
     EXPECT_EQ(
-        "1: CM_ENABLE_INTERFACE is 'true'; allowed: yes, no or off; taken instead: no\n"
-        "2: CM_MTU is '9000'; allowed: 60 to 1500; taken instead: 1500\n",
+        "1: CM_ENABLE_INTERFACE is 'true'; allowed: yes, no or off; used instead: no\n"
+        "2: CM_MTU is '9000'; allowed: 60 to 1500; used instead: 1500\n",
         findings("CM_ENABLE_INTERFACE=true\nCM_MTU=9000\n"));
 }
 
 TEST_F(ConfigCheck, QuotesAndTrailingComment_AreNamed) {
-    const std::string quotes = "; the quotes count as part of the value: write it without them";
+    const std::string quotes = "; the quotes are part of the value; write it without them";
     const std::string comment =
-        "; the # and what follows count as part of the value: a comment needs a line of its own";
-    const std::string mtu = "; allowed: 60 to 1500; taken instead: 1500";
+        "; the # and the text after it are part of the value; put comments on their own lines";
+    const std::string mtu = "; allowed: 60 to 1500; used instead: 1500";
     EXPECT_EQ("1: CM_MTU is '\"1400\"'" + mtu + quotes + "\n", findings("CM_MTU=\"1400\"\n"));
     EXPECT_EQ("1: CM_MTU is '1400 # bytes'" + mtu + comment + "\n",
               findings("CM_MTU=1400 # bytes\n"));
@@ -218,11 +218,11 @@ TEST_F(ConfigCheck, Passwords_AreNowhereInTheReport) {
 
 TEST_F(ConfigCheck, FindingsOfTheFile_NameTheirLine) {
     EXPECT_EQ(
-        "4: CM_APN a second time, only line 1 counts\n"
-        "5: there is no = in it, so it is not used\n"
-        "6: unknown key 'CM_PASSWROD', not used; is CM_PASSWORD meant?\n"
-        "7: unknown key 'cm_mtu', not used; keys are written in capitals: CM_MTU\n"
-        "8: unknown key 'LANGUAGE', not used\n",
+        "4: CM_APN appears again, ignored; line 1 is used\n"
+        "5: no = in this line, ignored\n"
+        "6: unknown key 'CM_PASSWROD', ignored; did you mean CM_PASSWORD?\n"
+        "7: unknown key 'cm_mtu', ignored; write keys in capitals: CM_MTU\n"
+        "8: unknown key 'LANGUAGE', ignored\n",
         findings("\xEF\xBB\xBF"
                  "CM_APN=a\r\n"
                  "# comment\n"
@@ -235,8 +235,8 @@ TEST_F(ConfigCheck, FindingsOfTheFile_NameTheirLine) {
 }
 
 TEST_F(ConfigCheck, BlanksQuotesAndCommas_AreAFindingIfTheyBelongToTheValue) {
-    const std::string blanks = "; the blanks at its ends count as part of the value";
-    const std::string quotes = "; the quotes count as part of the value: write it without them";
+    const std::string blanks = "; the blanks around it are part of the value";
+    const std::string quotes = "; the quotes are part of the value; write it without them";
     EXPECT_EQ("2: CM_APN is 'internet '" + blanks + "\n3: CM_APN2 is ' second'" + blanks +
                   "\n4: CM_USERNAME is ''me''" + quotes + "\n5: CM_PASSWORD is '****'" + quotes +
                   blanks + "\n7: CM_OPERATOR is '\"My Net\"'" + quotes + "\n",
@@ -249,7 +249,7 @@ TEST_F(ConfigCheck, BlanksQuotesAndCommas_AreAFindingIfTheyBelongToTheValue) {
                        "CM_OPERATOR=\"My Net\"\n"));
     EXPECT_EQ("", findings("CM_USERNAME=o'neil\nCM_PASSWORD=\"#1\nCM_APN=\n"));
     // In these keys it would end the value in the command to the modem.
-    EXPECT_EQ("1: CM_USERNAME is 'a,b'; the comma ends it on its way to the modem\n",
+    EXPECT_EQ("1: CM_USERNAME is 'a,b'; the modem takes only the part before the comma\n",
               findings("CM_USERNAME=a,b\n"));
     // One finding is enough for a value that is refused anyway.
     EXPECT_EQ(1u, check("CM_APN=\"internet\"\n").findings.size());
@@ -334,8 +334,8 @@ TEST_F(ConfigCheck, UnknownKey_SuggestsOnlySimilarKeys) {
     };
     for (const auto& row : cases) {
         const std::string offer =
-            *row.meant == 0 ? "" : std::string("; is ") + row.meant + " meant?";
-        EXPECT_EQ("1: unknown key '" + std::string(row.written) + "', not used" + offer + "\n",
+            *row.meant == 0 ? "" : std::string("; did you mean ") + row.meant + "?";
+        EXPECT_EQ("1: unknown key '" + std::string(row.written) + "', ignored" + offer + "\n",
                   findings(std::string(row.written) + "=x\n"));
     }
 }

@@ -100,7 +100,7 @@ TEST_F(Doctor, Shell_OfAHostWithTheServiceThatDoesNotRun) {
     expect(eHealth::BROKEN, checkShell);
     for (const char* folder : {"/run/systemd", "/run/systemd/system"})
         host.folderAt(folder);
-    expect(eHealth::NOTE, checkShell, "as the service only");
+    expect(eHealth::NOTE, checkShell, "only as a service");
     host.process(51, "cellslotd", "cellslotd");
     setup.pid = 51;
     expect(eHealth::BROKEN, checkShell);
@@ -167,16 +167,16 @@ TEST_F(Doctor, Boot_ByFileOrUptime) {
 }
 
 TEST_F(Doctor, Messages_SpoolOfAnotherUser) {
-    expect(eHealth::FINE, checkMessages, "no spool yet");
+    expect(eHealth::FINE, checkMessages, "no message spool yet");
     setup.pid = 42;
-    expect(eHealth::BROKEN, checkMessages, "although the daemon runs");
+    expect(eHealth::BROKEN, checkMessages, "although the daemon is running");
     host.folderAt("/tmp/sms", 0700);
     expect(eHealth::FINE, checkMessages);
     chmod(host.places.at("/tmp/sms").c_str(), 0777);
     expect(eHealth::BROKEN, checkMessages, "chmod 700");
     rmdir(host.places.at("/tmp/sms").c_str());
     ASSERT_EQ(0, symlink(host.places.at("/etc").c_str(), host.places.at("/tmp/sms").c_str()));
-    expect(eHealth::BROKEN, checkMessages, "is no folder");
+    expect(eHealth::BROKEN, checkMessages, "is not a folder");
 }
 
 TEST_F(Doctor, Requests_FolderInTheirPlace) {
@@ -193,13 +193,13 @@ TEST_F(Doctor, Requests_FolderInTheirPlace) {
 TEST_F(Doctor, Instance_NoneOneAndTwo) {
     expect(eHealth::BROKEN, checkInstance, "systemctl start cellslotd@1");
     host.process(50, "cellslotd --port=1", "cellslotd");
-    expect(eHealth::BROKEN, checkInstance, "process 50 is not in its pid file");
+    expect(eHealth::BROKEN, checkInstance, "process 50 is running, but is not in its pid file");
     host.daemon(1, 51);
     setup = findSlotSetup(host.places, 1);
     EXPECT_EQ(51, setup.pid);
     expect(eHealth::BROKEN, checkInstance, "2 daemons");
     host.process(50, "cellslotd -p2", "cellslotd");
-    expect(eHealth::FINE, checkInstance, "runs as 51");
+    expect(eHealth::FINE, checkInstance, "running as process 51");
 }
 
 TEST_F(Doctor, Instance_ThatEndedOnRequest_IsNoFault) {
@@ -259,23 +259,23 @@ TEST_F(Doctor, Slots_SettingsWithTheirModemOrAnEnabledService_AreInUse) {
 
 TEST_F(Doctor, Status_NotWrittenForLong) {
     setup.pid = 42;
-    expect(eHealth::NOTE, checkStatusFile, "cardstats.1 yet");
+    expect(eHealth::NOTE, checkStatusFile, "cardstats.1 does not exist yet");
     host.status(1, {});
     expect(eHealth::FINE, checkStatusFile);
     const timespec old[2] = {{1000, 0}, {1000, 0}};
     utimensat(AT_FDCWD, host.places.at("/var/log/wireless.cardstats.1").c_str(), old, 0);
-    expect(eHealth::BROKEN, checkStatusFile, "was not written");
+    expect(eHealth::BROKEN, checkStatusFile, "has not been updated");
 }
 
 TEST_F(Doctor, Device_MissingOrNoPort) {
     expect(eHealth::NOTE, checkDevice, "--device");
     setup.device = "/dev/at";
-    expect(eHealth::BROKEN, checkDevice, "is not there");
+    expect(eHealth::BROKEN, checkDevice, "does not exist");
     host.file("/dev/at", "");
-    expect(eHealth::BROKEN, checkDevice, "is no port");
+    expect(eHealth::BROKEN, checkDevice, "is not a serial port");
     unlink(host.places.at("/dev/at").c_str());
     port("/dev/at");
-    expect(eHealth::FINE, checkDevice, "is there");
+    expect(eHealth::FINE, checkDevice, "exists");
     chmod(host.places.at("/dev/at").c_str(), 0666);
     expect(eHealth::NOTE, checkDevice, "MODE=\"0660\"");
 }
@@ -290,7 +290,7 @@ TEST_F(Doctor, Device_ThatTheDaemonsUserMayNotUse) {
     ASSERT_NE(nullptr, nobody);
     const gid_t group = nobody->pw_gid;
     ASSERT_EQ(0, chown(host.places.at("/proc/51").c_str(), nobody->pw_uid, 0));
-    expect(eHealth::BROKEN, checkDevice, "user nobody may not use /dev/at");
+    expect(eHealth::BROKEN, checkDevice, "user nobody has no access to /dev/at");
     ASSERT_EQ(0, chown(host.places.at("/dev/at").c_str(), 0, group));
     expect(eHealth::FINE, checkDevice);
     ASSERT_EQ(0, chown(host.places.at("/dev/at").c_str(), nobody->pw_uid, 0));
@@ -370,7 +370,7 @@ TEST_F(Doctor, Interface_NameAndExistence) {
     expect(eHealth::NOTE, checkInterface, "--interface");
     for (const char* name : {"wwan0;reboot", "..", "-i", "sixteen-letters0"}) {
         setup.interface = name;
-        expect(eHealth::BROKEN, checkInterface, "is no name");
+        expect(eHealth::BROKEN, checkInterface, "is not an interface name");
     }
     setup.interface = "wwan0";
     expect(eHealth::BROKEN, checkInterface, "does not exist");
@@ -420,7 +420,7 @@ TEST_F(Doctor, PinFiles_WithLooseRights) {
     unlink(host.places.at("/etc/vuk/cellular_cpin.1").c_str());
     for (const mode_t mode : {0702u, 0720u}) {
         chmod(host.places.at("/etc/vuk").c_str(), mode);
-        expect(eHealth::BROKEN, checkPinFiles, "others may write");
+        expect(eHealth::BROKEN, checkPinFiles, "others can write");
     }
 }
 
@@ -446,11 +446,11 @@ TEST_F(Doctor, Gps_OnlyIfItIsConfigured) {
     host.file("/tools/true", "#!/bin/bash\nexit 0\n", 0755);
     host.file("/tools/timeout", "#!/bin/bash\n[[ $1 == -t ]]\n", 0755);
     setup.gpsDevice = "/dev/gps";
-    expect(eHealth::BROKEN, checkGps, "is not there: no positions");
+    expect(eHealth::BROKEN, checkGps, "does not exist: no positions");
     port("/dev/gps", 0666);
     expect(eHealth::FINE, checkGps);
     host.file("/tools/timeout", "#!/bin/bash\n[[ $1 != -t ]]\n", 0755);
-    expect(eHealth::BROKEN, checkGps, "does not understand -t");
+    expect(eHealth::BROKEN, checkGps, "does not accept -t");
 }
 
 TEST_F(Doctor, ModemHabits_AsFarAsPublished) {
@@ -484,23 +484,23 @@ TEST_F(Doctor, ModemsAnswer_IsChecked) {
         eHealth health;
         const char* mentioned;
     } cases[] = {
-        {"AT#QSS?\r\r\n#QSS: 0,1\r\n\r\nOK\r\n", eHealth::FINE, "finds it"},
+        {"AT#QSS?\r\r\n#QSS: 0,1\r\n\r\nOK\r\n", eHealth::FINE, "detects the SIM"},
         {"#QSS: 1\r\n#QSS: 2,3\r\nOK\r\n", eHealth::BROKEN, "cellslot at AT#QSS=0 -p 1"},
         {"#QSS: 2,2\r\nOK\r\n", eHealth::BROKEN, "#QSS mode is 2"},
-        {"#QSS: 1,0\r\nOK\r\n", eHealth::BROKEN, "finds no SIM"},
+        {"#QSS: 1,0\r\nOK\r\n", eHealth::BROKEN, "detects no SIM"},
         {"#QSS: 0,1\r\n+CCID: 8949020000012345678F\r\nOK\r\n", eHealth::NOTE,
-         "8949020000012345678F has more than digits"},
-        {"#QSS: 0,1\r\n+CCID: 89490200000123456785\r\nOK\r\n", eHealth::FINE, "finds it"},
+         "8949020000012345678F contains more than digits"},
+        {"#QSS: 0,1\r\n+CCID: 89490200000123456785\r\nOK\r\n", eHealth::FINE, "detects the SIM"},
         {"+CGCONTRDP: 1,5,\"internet\",\"10.64.1.8.255.255.255.255\",\"10.64.1.9\"\r\nOK\r\n",
          eHealth::BROKEN, "CM_IPFAMILY=ipv6"},
         {"+CGCONTRDP: 1,5,internet,10.64.1.8.255.255.255.252,10.64.1.9\r\nOK\r\n", eHealth::FINE,
-         "mask can be used"},
+         "mask is usable"},
         // The beginning of an IPv6 prefix.
         {"+CGCONTRDP: 1,5,i,32.1.13.184.0.0.0.0.0.0.0.0.0.0.0.1.255.255.255.255.255.255.255.255.0."
          "0.0.0.0.0.0.0\r\nOK\r\n",
-         eHealth::FINE, "mask can be used"},
-        {"AT#QSS?\nTIMEOUT\n", eHealth::NOTE, "nothing that can be judged"},
-        {"", eHealth::NOTE, "nothing that can be judged"},
+         eHealth::FINE, "mask is usable"},
+        {"AT#QSS?\nTIMEOUT\n", eHealth::NOTE, "did not answer as expected"},
+        {"", eHealth::NOTE, "did not answer as expected"},
     };
     for (const auto& row : cases) {
         const tFindings findings = judgeModemAnswer(row.answer, setup);
@@ -521,8 +521,9 @@ TEST_F(Doctor, ModemQueries_AreOneRequestForTheActiveContext) {
 TEST_F(Doctor, AskModem_WithoutADaemon_IsANote) {
     const sCommandRun run = runOn(host, {"doctor", "--ask-modem", "-p", "2"});
     EXPECT_NE(std::string::npos,
-              run.out.find("  note    modem      it was not asked: no daemon runs for slot 2\n"
-                           "                     -> start it: systemctl start cellslotd@2\n"))
+              run.out.find(
+                  "  note    modem      the modem was not asked: no daemon is running for slot 2\n"
+                  "                     -> to start it: systemctl start cellslotd@2\n"))
         << run.out;
 }
 
@@ -530,7 +531,7 @@ TEST_F(Doctor, Command_StatusShowsWhetherSomethingIsBroken) {
     const sCommandRun run = runOn(host, {"doctor", "-p", "2", "-q"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
     EXPECT_NE(std::string::npos,
-              run.out.find("slot 2\n  BROKEN  daemon     no daemon runs for slot 2\n"))
+              run.out.find("slot 2\n  BROKEN  daemon     no daemon is running for slot 2\n"))
         << run.out;
     EXPECT_EQ("", run.err);
     EXPECT_FALSE(fileExists(host.places.at("/tmp/sms")));

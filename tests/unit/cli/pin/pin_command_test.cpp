@@ -86,7 +86,7 @@ class cAsking {
 
 }  // namespace
 
-TEST(Secret, OneLine_IsReadAndNothingAfterIt) {
+TEST(Secret, OneLineIsReadAndNothingAfterIt) {
     const cPipe input("1234\r\n5678\n");
     cSecret secret;
     ASSERT_TRUE(readSecret(input.reader(), "", secret));
@@ -197,7 +197,7 @@ TEST(PinCommand, LastAttempts_AreKept) {
     host.status(1, {{"SIM_STATUS", "PUK Locked"}, {"SIM_REMAIN_PUK", "1"}});
     sCommandRun run = runOn(host, {"pin", "puk"});
     EXPECT_EQ(eExitStatus::FAILED, run.status);
-    EXPECT_NE(std::string::npos, run.out.find("one attempt with its PUK left")) << run.out;
+    EXPECT_NE(std::string::npos, run.out.find("one PUK attempt left")) << run.out;
     EXPECT_NE(std::string::npos, run.err.find("--force")) << run.err;
     host.status(1, {{"SIM_STATUS", "PIN Locked"}, {"SIM_REMAIN_CPIN", "1"}});
     run = runOn(host, {"pin", "set"});

@@ -170,7 +170,7 @@ TEST_F(SmsSpool, ReadCommand_ThatCannotShowIt_DeletesNothing) {
     sCliContext context{host.places, in, out};
     const char* const words[] = {"cellslot", "sms", "read", "-d"};
     EXPECT_EQ(eExitStatus::FAILED, runCellslot(4, words, context, err));
-    EXPECT_EQ("cellslot: the output cannot be written; is there room for it?\n", err.str());
+    EXPECT_EQ("cellslot: cannot write the output; check the free disk space\n", err.str());
     EXPECT_EQ(1u, namesIn("/tmp/sms/recv").size());
 }
 
@@ -200,7 +200,7 @@ TEST_F(SmsSpool, SendCommand_InputWithoutEnd_IsNotReadToItsEnd) {
     EXPECT_GT(in.rdbuf()->in_avail(), 900000) << "what is left of it";
 }
 
-TEST_F(SmsSpool, SendCommand_StillWaiting_SaysWhyFromTheStatus) {
+TEST_F(SmsSpool, SendCommand_StillWaiting_ShowsWhyFromTheStatus) {
     host.daemon(1, 42);
     host.status(1, {{"CREG_REGISTERED", "0"}});
     const sCommandRun run = runOn(host, {"sms", "send", "12345", "x", "-w", "--timeout", "0"});

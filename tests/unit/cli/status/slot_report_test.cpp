@@ -60,7 +60,7 @@ TEST_F(SlotReport, Configuration_DecidesAboutData) {
 TEST_F(SlotReport, NoConfiguration_SwitchesDataOff) {
     std::filesystem::remove(host / "etc/vuk/cellular1.conf");
     EXPECT_EQ(data().value, eCONF_DATA_CONNECT_DISABLED);
-    EXPECT_EQ(data().why, "there is no /etc/vuk/cellular1.conf");
+    EXPECT_EQ(data().why, "/etc/vuk/cellular1.conf does not exist");
 }
 
 TEST_F(SlotReport, Slot1WithTheOldFileOnly_ReadsThat) {
@@ -121,7 +121,8 @@ TEST_F(SlotReport, Age_MakesItStaleOrReportsTheClock) {
 TEST_F(SlotReport, DaemonWithoutFile_IsStarting) {
     std::filesystem::remove((host / "var/log/wireless.cardstats.1"));
     EXPECT_EQ(state(), eSlotState::STARTING);
-    // A daemon that never writes its file may have no disk space: the user gets the check for that.
+    // A daemon that never publishes anything has no free space: a user who looks later must see
+    // that.
     const sProblem problem = diagnose(host.report(1)).problems.front();
     EXPECT_NE(problem.mend.find("/var/log: cellslot doctor -p 1"), std::string::npos)
         << problem.mend;
@@ -135,7 +136,7 @@ TEST_F(SlotReport, ModemSwitchedOff_SaysHowToSwitchItOn) {
     touch("tmp/force_cell_tempoff.1");
     const sProblem problem = diagnose(host.report(1)).problems.front();
     EXPECT_EQ(problem.what,
-              "No daemon runs for slot 1, as is wanted: modem switched off by "
+              "No daemon is running for slot 1, as requested: modem switched off by "
               "/tmp/force_cell_tempoff.1.");
     EXPECT_EQ(problem.mend, "cellslot data auto -p 1, then: systemctl start cellslotd@1");
 }

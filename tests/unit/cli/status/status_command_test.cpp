@@ -71,8 +71,9 @@ TEST(StatusCommandAlone, NothingOnThisHost_SaysWhatToStart) {
     const sStatusRun run = cStatusHost().run({"status"});
     EXPECT_EQ(run.status, eExitStatus::NO_DAEMON);
     EXPECT_EQ(run.out, "");
-    EXPECT_EQ(run.err,
-              "cellslot: no daemon runs for any slot; start one: systemctl start cellslotd@1\n");
+    EXPECT_EQ(
+        run.err,
+        "cellslot: no daemon is running for any slot; to start one: systemctl start cellslotd@1\n");
 }
 
 TEST(StatusCommandAlone, NothingOnThisHost_IsAnEmptyListForPrograms) {
@@ -83,23 +84,23 @@ TEST(StatusCommandAlone, NothingOnThisHost_IsAnEmptyListForPrograms) {
 
 TEST_F(StatusCommand, SlotWithoutDaemonAndFile_IsNamed) {
     expectFailure({"status", "-p", "2"}, eExitStatus::NO_DAEMON,
-                  "no daemon runs for slot 2; start it: systemctl start cellslotd@2\n");
+                  "no daemon is running for slot 2; to start it: systemctl start cellslotd@2\n");
 }
 
 TEST_F(StatusCommand, FileThatCannotBeUsed_IsOneLine) {
     host.writeStatus(1, freshStatus("healthy").substr(0, 1000));
     expectFailure({"status", "-p", "1"}, eExitStatus::STALE,
-                  "The status file /var/log/wireless.cardstats.1 is cut short.");
+                  "The status file /var/log/wireless.cardstats.1 is truncated.");
     host.writeStatus(1, "#File generated \n\x1b[2J\n");
-    expectFailure({"status", "-p", "1"}, eExitStatus::STALE, "holds control characters");
+    expectFailure({"status", "-p", "1"}, eExitStatus::STALE, "contains control characters");
 }
 
-TEST_F(StatusCommand, FileWithoutRights_SaysToRunAsRoot) {
+TEST_F(StatusCommand, FileWithoutRights_SaysRunAsRoot) {
     ASSERT_EQ(chmod(host.places().root.c_str(), 0755), 0);
     ASSERT_EQ(chmod((host / "var/log/wireless.cardstats.1").c_str(), 0), 0);
     const uid_t before = geteuid();
     ASSERT_EQ(seteuid(before == 0 ? 65534 : before), 0);
-    expectFailure({"status", "-p", "1"}, eExitStatus::NOT_PERMITTED, "Try: ask as root");
+    expectFailure({"status", "-p", "1"}, eExitStatus::NOT_PERMITTED, "Try: run cellslot as root");
     ASSERT_EQ(seteuid(before), 0);
 }
 
@@ -109,16 +110,16 @@ TEST_F(StatusCommand, PortThatHasJustVanished_IsAProblemAtOnce) {
     EXPECT_EQ(host.run({"status", "-p", "1"}).out.find("is not there"), std::string::npos);
     ASSERT_EQ(remove((host / "dev/ttyCELL1").c_str()), 0);
     EXPECT_NE(
-        host.run({"status", "-p", "1"}).out.find("! The modem's port /dev/ttyCELL1 is not there"),
+        host.run({"status", "-p", "1"}).out.find("! The modem's port /dev/ttyCELL1 does not exist"),
         std::string::npos);
 }
 
-TEST_F(StatusCommand, OldDataOrDeadDaemon_AreShownAndChangeTheExitStatus) {
+TEST_F(StatusCommand, OldDataOrDeadDaemon_AreShownAndInTheExitStatus) {
     host.writeStatus(
         1, withValue(recordedStatus("healthy"), "STATS_LAST_UPDATE_E", ltos(time(nullptr) - 1000)));
     const sStatusRun stale = host.run({"status", "-p", "1"});
     EXPECT_EQ(stale.status, eExitStatus::STALE);
-    EXPECT_EQ(stale.out.rfind("Slot 1  NO NEWS", 0), 0u) << stale.out;
+    EXPECT_EQ(stale.out.rfind("Slot 1  STALE", 0), 0u) << stale.out;
     host.writeStatus(1, freshStatus("healthy"));
     host.endDaemon(1);
     const sStatusRun dead = host.run({"status", "-p", "1"});
@@ -156,7 +157,7 @@ TEST_F(StatusCommand, Json_ShowsTheSameForPrograms) {
     EXPECT_EQ(slot["modem"]["temperature_c"], 28);
 }
 
-TEST_F(StatusCommand, DaemonThatWasKilled_JsonShowsNoSession) {
+TEST_F(StatusCommand, DaemonThatWasKilled_ProgramsSeeNoSession) {
     host.endDaemon(1);
     const json session = json::parse(host.run({"status", "--json"}).out)["slots"][0]["session"];
     EXPECT_EQ(session["connected"], false);

@@ -35,7 +35,7 @@ void asNobody(const tWork& work) {
 
 }  // namespace
 
-TEST(StatusFile, EveryRecording_IsGoodAndGivesItsKeys) {
+TEST(StatusFile, EveryRecording_IsGoodAndHasItsKeys) {
     for (const auto& entry : std::filesystem::directory_iterator(STATUS_DATA)) {
         if (entry.path().extension() != ".status") continue;
         const sStatusFile file = parseStatus(readFile(entry.path()), 1);
@@ -58,33 +58,33 @@ TEST(StatusFile, TextThatNoDaemonWrites_IsDamagedAndSaysWhere) {
     const std::string healthy = recordedStatus("healthy");
     const sDefectCase cases[] = {
         {"other slot", recordedStatus("healthy", 2), eStatusFile::DAMAGED,
-         "is damaged: line 2 is no key of this slot"},
+         "is damaged: line 2 is not a key of this slot"},
         {"no key", withLine("hello"), eStatusFile::DAMAGED,
-         "is damaged: line 2 is no key of this slot"},
+         "is damaged: line 2 is not a key of this slot"},
         {"empty key", withLine("CELLMODEM1_=x"), eStatusFile::DAMAGED,
-         "is damaged: line 2 has no proper key"},
+         "is damaged: line 2 has an invalid key"},
         {"odd key", withLine("CELLMODEM1_a b=x"), eStatusFile::DAMAGED,
-         "is damaged: line 2 has no proper key"},
+         "is damaged: line 2 has an invalid key"},
         {"long key", withLine("CELLMODEM1_" + std::string(65, 'K') + "=x"), eStatusFile::DAMAGED,
-         "is damaged: line 2 has no proper key"},
+         "is damaged: line 2 has an invalid key"},
         {"key twice", withLine("CELLMODEM1_X=1\nCELLMODEM1_X=2"), eStatusFile::DAMAGED,
          "is damaged: line 3 repeats a key"},
         {"escape sequence", withLine("CELLMODEM1_X=\x1b[2J"), eStatusFile::DAMAGED,
-         "is damaged: line 2 holds control characters"},
+         "is damaged: line 2 contains control characters"},
         {"in a comment", withLine("#\x1b[2J"), eStatusFile::DAMAGED,
-         "is damaged: line 2 holds control characters"},
+         "is damaged: line 2 contains control characters"},
         {"NUL", withLine("CELLMODEM1_X=a\0b"s), eStatusFile::DAMAGED,
-         "is damaged: line 2 holds control characters"},
+         "is damaged: line 2 contains control characters"},
         {"carriage return", withLine("CELLMODEM1_X=a\r"), eStatusFile::DAMAGED,
-         "is damaged: line 2 holds control characters"},
+         "is damaged: line 2 contains control characters"},
         {"no time", withValue(healthy, "STATS_LAST_UPDATE_E", "soon"), eStatusFile::DAMAGED,
-         "is damaged: it does not say when it was written"},
+         "is damaged: its time of writing is missing or invalid"},
         {"time before all times", withValue(healthy, "STATS_LAST_UPDATE_E", "-9223372036854775808"),
-         eStatusFile::DAMAGED, "is damaged: it does not say when it was written"},
+         eStatusFile::DAMAGED, "is damaged: its time of writing is missing or invalid"},
         {"too big", healthy + std::string(65536, '#') + "\n", eStatusFile::DAMAGED,
-         "is too big for a status file"},
+         "is too long for a status file"},
         {"a line after the last", healthy + "CELLMODEM1_MORE=1\n", eStatusFile::CUT_SHORT,
-         "is cut short"},
+         "is truncated"},
         {"nothing", "", eStatusFile::CUT_SHORT, "is empty"},
     };
     for (const sDefectCase& row : cases) {

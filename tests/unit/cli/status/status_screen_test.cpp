@@ -10,7 +10,7 @@ namespace {
 
 class StatusScreen : public testing::Test {
   protected:
-    // Compares the screen of slot 1 for a recording with the text file beside the recording.
+    // Compares the screen of slot 1 for a recording with the text file next to it.
     void expectScreen(const std::string& recording, const std::string& screen) {
         host.writeStatus(1, recordedStatus(recording));
         expectSlot(host.report(1), screen);
@@ -64,7 +64,7 @@ TEST_F(StatusScreen, PukLocked_SaysHowToEnterThePuk) {
 TEST_F(StatusScreen, UnreadableIccid_IsExplainedInItsPlace) {
     host.writeStatus(1, withValue(recordedStatus("healthy"), "SIM_ID", std::string(22, '0')));
     const std::string screen = joinLines(slotScreen(host.report(1)));
-    EXPECT_NE(screen.find("\nSIM          ready, AT&T, ICCID not shown (a filler F?), number "),
+    EXPECT_NE(screen.find("\nSIM          ready, AT&T, ICCID not published (a filler F?), number "),
               std::string::npos)
         << screen;
 }

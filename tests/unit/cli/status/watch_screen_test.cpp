@@ -9,7 +9,7 @@
 namespace {
 
 constexpr unsigned NOW_S = 10000;
-constexpr const char* FOOTER = "12:00:00, every 2 s; q ends";
+constexpr const char* FOOTER = "12:00:00, every 2 s; q quits";
 
 class WatchScreen : public testing::Test {
   protected:
