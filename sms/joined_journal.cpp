@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "include/debug.h"
-#include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "sms/spool.h"

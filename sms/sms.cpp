@@ -2,7 +2,6 @@
 
 #include "atcmd/command.h"
 #include "include/repeated_notices.h"
-#include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "sms/assembly.h"
 #include "sms/joined_journal.h"

@@ -15,6 +15,7 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"
 #include "statemachine/radio_policy.h"
+#include "statemachine/sim_query.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_led.h"

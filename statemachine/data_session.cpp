@@ -3,6 +3,7 @@
 #include "atcmd/operators.h"
 #include "atcmd/packet_data.h"
 #include "atcmd/radio_config.h"
+#include "include/address_text.h"
 #include "include/debug.h"
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"

@@ -1,5 +1,6 @@
 #include "statemachine/network_interface.h"
 
+#include "include/address_text.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"

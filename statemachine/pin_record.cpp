@@ -9,7 +9,7 @@
 #include "platform/include/key_value_store.h"
 #include "published/host_boot.h"
 #include "published/store_keys.h"
-#include "statemachine/sim_pin.h"
+#include "statemachine/sim_pin_files.h"
 
 namespace {
 

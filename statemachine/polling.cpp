@@ -12,6 +12,7 @@
 #include "statemachine/custom_at.h"
 #include "statemachine/data_session.h"
 #include "statemachine/modem_control.h"
+#include "statemachine/sim_query.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/status_led.h"
 #include "statemachine/timers.h"

@@ -12,8 +12,6 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "published/pin_format.h"
-#include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
 
 std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
 std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
@@ -22,16 +20,6 @@ std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
 namespace {
 
 constexpr mode_t CPIN_FILE_MODE = 0600;
-
-// The gateway's monitors take a flag and a depth.
-constexpr int MONITOR_FLAGS = 0;
-constexpr int MONITOR_DEPTH = 10;
-
-std::unique_ptr<cFileMonitor> createMonitor(const std::string& path) {
-    auto monitor = std::make_unique<cFileMonitor>();
-    monitor->imonitorInit(path, MONITOR_FLAGS, MONITOR_DEPTH);
-    return monitor;
-}
 
 void markSeen(const std::unique_ptr<cFileMonitor>& monitor) {
     markProcessing(monitor, true);
@@ -62,13 +50,6 @@ bool flushFile(const std::string& path) {
 }
 
 }  // namespace
-
-void createCpinMonitors(const sSimInfo& sim) {
-    g_Cp_MonitorCurrentCpinFile = createMonitor(sim.s_cpin_path);
-    g_Cp_MonitorNewCpinFile = createMonitor(sim.s_cpin_new_path);
-    g_Cp_MonitorPukFile = createMonitor(sim.s_puk_path);
-    notePinFileAtStart(sim);
-}
 
 bool isChanged(const std::unique_ptr<cFileMonitor>& monitor) {
     return monitor && monitor->GetFileStatus() == cFileMonitor::STATUS_CHANGED;

@@ -7,9 +7,14 @@
 #include "include/device_records.h"
 #include "platform/include/file_monitor.h"
 
-// The files behind sim_pin.h and their monitors: what unlocking and requests share.
+// The three files of the PIN and their monitors, and what unlocking and requests share.
 
-// How an operation ended, and the line that tells so.
+// Follows what is processed, but is not asked: a PIN outlives the process that watches its file.
+extern std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
+extern std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
+extern std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
+
+// How an operation ended, and the line that says so.
 struct sPinOutcome {
     eGeneralErrors result;
     std::string text;
@@ -26,6 +31,16 @@ void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins);
 // What the file asks for. What is written after this call is another request, also while the SIM
 // still works on this one.
 std::string readRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);
+
+// 4 to 8 digits; exactly 8 digits.
+int verifyCpinFormat(const std::string& pin);
+int verifyPukFormat(const std::string& puk);
+
+// The first 16 bytes of a file without white space; empty when there is none.
+std::string readCpinFile(const std::string& path);
+// On the disk when it returns true. False when the file keeps what is in it: in a folder that can
+// only be read, or on a full disk.
+bool clearCpinFile(const std::string& path);
 
 // As clearCpinFile; the empty file is no request.
 bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);

@@ -1,3 +1,5 @@
+#include "statemachine/sim_pin_requests.h"
+
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
 #include "include/sleep.h"
@@ -5,9 +7,8 @@
 #include "published/outcome_texts.h"
 #include "published/pin_format.h"
 #include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
-#include "statemachine/sim_status.h"
+#include "statemachine/sim_query.h"
 
 namespace {
 

@@ -1,11 +1,12 @@
+#include "statemachine/sim_unlock.h"
+
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
 #include "include/sleep.h"
 #include "published/outcome_texts.h"
 #include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
-#include "statemachine/sim_status.h"
+#include "statemachine/sim_query.h"
 
 namespace {
 
@@ -105,13 +106,6 @@ sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
 }
 
 }  // namespace
-
-void resetSimPinState() {
-    resetPinRecord();
-    g_Cp_MonitorCurrentCpinFile.reset();
-    g_Cp_MonitorNewCpinFile.reset();
-    g_Cp_MonitorPukFile.reset();
-}
 
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
