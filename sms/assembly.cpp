@@ -6,12 +6,12 @@
 #include <limits>
 #include <map>
 #include <set>
-#include <tuple>
 
 #include "include/debug.h"
 #include "sms/joined_journal.h"
 #include "sms/part_file.h"
 #include "sms/part_pairing.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 
 namespace {
@@ -23,22 +23,7 @@ constexpr size_t PASSES_PER_FILE = 3;
 // In the worst order six parts take 21.
 constexpr int TAKES_MAX = 22;
 
-// What the parts of one message have in common.
-struct sGroupKey {
-    int32_t msgId = 0;
-    int32_t partTotal = 0;
-    std::string from;
-};
-
-bool operator<(const sGroupKey& a, const sGroupKey& b) {
-    return std::tie(a.msgId, a.partTotal, a.from) < std::tie(b.msgId, b.partTotal, b.from);
-}
-
-bool operator==(const sGroupKey& a, const sGroupKey& b) {
-    return a.msgId == b.msgId && a.partTotal == b.partTotal && a.from == b.from;
-}
-
-sGroupKey keyOf(const S_partsFileAttributes& part) {
+sPartGroup keyOf(const S_partsFileAttributes& part) {
     return {part.msgId, part.partTotal, part.from};
 }
 
@@ -48,8 +33,8 @@ bool isPartOfName(char c) {
 
 // Of a number only the digits count; a name with digits in it is another sender than other names
 // with the same ones.
-sGroupKey groupOf(const sPartFile& file) {
-    sGroupKey key = keyOf(file.attributes);
+sPartGroup groupOf(const sPartFile& file) {
+    sPartGroup key = keyOf(file.attributes);
     const std::string& name = file.fromAsWritten;
     if (std::any_of(name.begin(), name.end(), isPartOfName)) key.from = name;
     return key;
@@ -61,14 +46,7 @@ struct sGroupFiles {
     uint64_t signature = 0;
 };
 
-using tGroups = std::map<sGroupKey, sGroupFiles>;
-
-struct sAssemblyState {
-    std::set<sGroupKey> told;                // cannot be joined, as the log knows already
-    std::map<sGroupKey, uint64_t> hopeless;  // with these files nothing could be joined
-};
-
-sAssemblyState g_assemblyState;
+using tGroups = std::map<sPartGroup, sGroupFiles>;
 
 void addFile(sGroupFiles& files, const sPartFile& file) {
     constexpr uint64_t MULTIPLIER = 1099511628211U;  // of FNV-1a
@@ -132,19 +110,19 @@ std::vector<std::string> pathsOf(const tParts& parts) {
 class cPass {
   public:
     // mayBegin: the groups that may be gathered; null: all of them.
-    cPass(const std::string& root, size_t fileCount, const std::set<sGroupKey>* mayBegin,
+    cPass(const std::string& root, size_t fileCount, const std::set<sPartGroup>* mayBegin,
           tSmsQueue& queue)
         : m_root(root), m_fileCount(fileCount), m_mayBegin(mayBegin), m_queue(queue) {}
 
     void takeFile(const std::string& path) {
         debug(eLOG_SMS, g_i_debugMode, " %s(): Checking file %s", CHECK, path.c_str());
         const sPartFile* file = lookAtPartFile(path);
-        if (file == nullptr || file->taken || !file->isRead) return;
+        if (file == nullptr || !file->isRead) return;
         if (!isWholePart(file->attributes)) {
             setAside(*file);
             return;
         }
-        const sGroupKey group = groupOf(*file);
+        const sPartGroup group = groupOf(*file);
         addFile(m_waiting[group], *file);
         if (m_hasGroup)
             addMember(*file, group);
@@ -162,7 +140,7 @@ class cPass {
     bool hasGroup() const { return m_hasGroup; }
     // A message is complete, but the spool could not take it.
     bool isSpoolFull() const { return m_spoolFull; }
-    const sGroupKey& group() const { return m_group; }
+    const sPartGroup& group() const { return m_group; }
     // The parts that are left. The signatures are those at the beginning of the pass.
     const tGroups& waiting() const { return m_waiting; }
 
@@ -211,7 +189,7 @@ class cPass {
         }
     }
 
-    void beginGroup(const sPartFile& file, const sGroupKey& group) {
+    void beginGroup(const sPartFile& file, const sPartGroup& group) {
         const S_partsFileAttributes& part = file.attributes;
         m_hasGroup = true;
         m_group = group;
@@ -227,7 +205,7 @@ class cPass {
         m_members.push_back(waitingPart(file));
     }
 
-    void addMember(const sPartFile& file, const sGroupKey& group) {
+    void addMember(const sPartFile& file, const sPartGroup& group) {
         const S_partsFileAttributes& part = file.attributes;
         const bool joins = m_open && group == m_group;
         debug(eLOG_SMS, g_i_debugMode, " %s(): %s file %s for message ID group %d", CHECK,
@@ -268,7 +246,7 @@ class cPass {
     void tryInVain() {
         m_members.resize(static_cast<size_t>(m_group.partTotal));
         assemble(m_members, TAKES_MAX);
-        tellMissing();
+        reportMissing();
     }
 
     // The message goes into the output queue, with a journal until it is in a file. False, with
@@ -287,66 +265,62 @@ class cPass {
         --m_waiting[m_group].count;
     }
 
-    void tellMissing() const {
-        const bool isNew = g_assemblyState.told.insert(m_group).second;
-        debug(isNew ? eLOG_NOTICE : eLOG_SMS, g_i_debugMode,
+    void reportMissing() const {
+        bool& isReported = g_smsMemory.triedGroups[m_group].isReported;
+        debug(isReported ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
               "Error: %s(): Missing message ID pieces.  Cannot Assemble message.", CHECK);
+        isReported = true;
     }
 
     const std::string& m_root;
     size_t m_fileCount;
-    const std::set<sGroupKey>* m_mayBegin;
+    const std::set<sPartGroup>* m_mayBegin;
     tSmsQueue& m_queue;
     bool m_hasGroup = false;
     bool m_open = false;  // more files may join the group
     bool m_removed = false;
     bool m_spoolFull = false;
-    sGroupKey m_group;
+    sPartGroup m_group;
     tParts m_members;
-    std::map<sGroupKey, tParts> m_named;  // by the sender as written
+    std::map<sPartGroup, tParts> m_named;  // by the sender as written
     tGroups m_waiting;
 };
 
-bool isKnownHopeless(const sGroupKey& key, const sGroupFiles& files) {
-    const auto known = g_assemblyState.hopeless.find(key);
-    return known != g_assemblyState.hopeless.end() && known->second == files.signature;
+bool wasTriedInVain(const sPartGroup& group, const sGroupFiles& files) {
+    const auto known = g_smsMemory.triedGroups.find(group);
+    return known != g_smsMemory.triedGroups.end() && known->second.vainFiles == files.signature;
 }
 
 // The groups that have files enough and were not tried in vain with these files.
-std::set<sGroupKey> hopefulGroups(const tGroups& waiting, const std::set<sGroupKey>& tried) {
-    std::set<sGroupKey> groups;
+std::set<sPartGroup> hopefulGroups(const tGroups& waiting, const std::set<sPartGroup>& tried) {
+    std::set<sPartGroup> groups;
     for (const auto& [key, files] : waiting)
         if (files.count >= static_cast<size_t>(key.partTotal) && tried.count(key) == 0 &&
-            !isKnownHopeless(key, files))
+            !wasTriedInVain(key, files))
             groups.insert(key);
     return groups;
 }
 
-template <typename tContainer, typename tKeyOf>
-void keepWaiting(tContainer& groups, const tGroups& waiting, tKeyOf key) {
-    for (auto group = groups.begin(); group != groups.end();)
-        group = waiting.count(key(*group)) != 0 ? std::next(group) : groups.erase(group);
-}
-
-// What is no longer there may come back.
+// A group that is gone may come back as another message.
 void forgetGone(const tGroups& waiting) {
-    keepWaiting(g_assemblyState.told, waiting, [](const sGroupKey& key) { return key; });
-    keepWaiting(g_assemblyState.hopeless, waiting, [](const auto& entry) { return entry.first; });
+    auto& groups = g_smsMemory.triedGroups;
+    for (auto group = groups.begin(); group != groups.end();)
+        group = waiting.count(group->first) != 0 ? std::next(group) : groups.erase(group);
 }
 
-void rememberVain(const cPass& pass, std::set<sGroupKey>& tried) {
+void rememberVain(const cPass& pass, std::set<sPartGroup>& tried) {
     if (!pass.hasGroup() || pass.removedAFile()) return;
     tried.insert(pass.group());
     if (!pass.isSpoolFull())
-        g_assemblyState.hopeless[pass.group()] = pass.waiting().at(pass.group()).signature;
+        g_smsMemory.triedGroups[pass.group()].vainFiles = pass.waiting().at(pass.group()).signature;
 }
 
 // A pass that removed nothing would be the same again, so each later pass gathers a group that was
 // not tried yet. When there is none, nothing is left to do.
 void runPasses(tSmsQueue& queue, const std::string& root) {
     const std::string dir = root + SMS_DIR_RECV_PARTS;
-    std::set<sGroupKey> tried;
-    std::set<sGroupKey> hopeful;
+    std::set<sPartGroup> tried;
+    std::set<sPartGroup> hopeful;
     std::vector<std::string> names;
     size_t passes = PASSES_PER_FILE * FIRST_PASS_FILES + 1;
     for (size_t k = 0; k < passes; ++k) {
@@ -370,8 +344,4 @@ void checkSmsParts(tSmsQueue& queue, const std::string& root) {
     beginPartCheck();
     runPasses(queue, root);
     endPartCheck();
-}
-
-void resetAssemblyState() {
-    g_assemblyState = {};
 }

@@ -14,6 +14,4 @@
 // numbers.
 void checkSmsParts(tSmsQueue& queue, const std::string& root);
 
-void resetAssemblyState();
-
 #endif

@@ -14,7 +14,4 @@ bool openListing(const std::string& root, bool& leftOver);
 void closeListing(const std::string& root);
 bool isListingOpen(const std::string& root);
 
-// For tests: as in a process that has just started.
-void resetListingState();
-
 #endif

@@ -1,28 +1,13 @@
 #ifndef SMS_MESSAGE_FILE_H
 #define SMS_MESSAGE_FILE_H
 
-#include <cstdint>
-#include <queue>
 #include <string>
 #include <vector>
 
-// A received message, or one part of it.
-struct S_smsRecordRx {
-    uint32_t index = 0;           // storage index in the modem
-    std::string from;             // sender
-    std::string time;             // service centre's time stamp, formatted
-    std::string timeUnformatted;  // seconds since the epoch
-    std::string message;
-    int32_t msgId = 0;       // reference of a multi-part message
-    int32_t partNumber = 0;  // 1-based
-    int32_t partTotal = 0;   // below 2: a message of one part
-    std::string journal;     // file that holds the message until /recv/ has it; empty: none
-};
+#include "sms/sms_records.h"
 
 // timeUnformatted stays: every decoded message overwrites it.
 void resetSmsRecord(S_smsRecordRx& record);
-
-using tSmsQueue = std::queue<S_smsRecordRx>;
 
 // The file of a message or a part, as published/sms_spool.h describes it. The text has no line end
 // of its own.
@@ -58,7 +43,5 @@ bool isInternationalNumber(const std::string& number);
 
 // Every byte from 0x80 up becomes '?'. True when there was one.
 bool stripNonLatinBasic(std::string& text);
-
-void resetMessageFileState();
 
 #endif

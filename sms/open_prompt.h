@@ -23,7 +23,4 @@ void findPrompt(const std::string& root);
 // Ends a prompt that may have been left open; sends nothing otherwise.
 void endLeftPrompt(int port);
 
-// For tests: as in a process that has just started.
-void resetPromptState();
-
 #endif

@@ -11,6 +11,7 @@
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/repeated_parts.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 
 namespace {
@@ -31,13 +32,6 @@ constexpr int LAST_ASCII_CHARACTER = 126;
 
 // More than any modem stores; a modem that never deletes must not fill our memory.
 constexpr size_t LISTED_MAX = 2000;
-
-struct sReceiveState {
-    // What is in files while the modem has it still: a listing of the read messages has it again.
-    std::vector<S_smsRecordRx> listed;
-};
-
-sReceiveState g_receiveState;
 
 template <typename tType>
 struct sCommandRow {
@@ -292,7 +286,7 @@ bool sameMessage(const S_smsRecordRx& a, const S_smsRecordRx& b) {
 }
 
 bool isListed(const S_smsRecordRx& record) {
-    const std::vector<S_smsRecordRx>& listed = g_receiveState.listed;
+    const std::vector<S_smsRecordRx>& listed = g_smsMemory.listed;
     return std::any_of(listed.begin(), listed.end(),
                        [&](const S_smsRecordRx& other) { return sameMessage(record, other); });
 }
@@ -310,8 +304,8 @@ bool saveListed(tSmsQueue& queue, sModemInfo& modem, const std::string& root,
         }
         ++modem.i_sms_received;
         if (outcome.record.partTotal >= 2) partPaths.push_back(outcome.path);
-        if (g_receiveState.listed.size() < LISTED_MAX)
-            g_receiveState.listed.push_back(std::move(outcome.record));
+        if (g_smsMemory.listed.size() < LISTED_MAX)
+            g_smsMemory.listed.push_back(std::move(outcome.record));
     }
     return allWritten;
 }
@@ -441,9 +435,5 @@ eGeneralErrors checkReceiveSmS(int port, sModemInfo& modem, const std::string& r
 }
 
 void forgetListedMessages() {
-    g_receiveState.listed.clear();
-}
-
-void resetReceiveState() {
-    g_receiveState = {};
+    g_smsMemory.listed.clear();
 }

@@ -48,6 +48,4 @@ eGeneralErrors checkReceiveSmS(int port, sModemInfo& modem, const std::string& r
 // The modem has deleted what it had listed.
 void forgetListedMessages();
 
-void resetReceiveState();
-
 #endif

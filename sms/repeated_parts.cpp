@@ -24,7 +24,7 @@ struct sNewest {
 // Null for what is no part that waits.
 const sPartFile* lookAtWaitingPart(const std::string& path) {
     const sPartFile* file = lookAtPartFile(path);
-    if (file == nullptr || file->taken || !file->isRead) return nullptr;
+    if (file == nullptr || !file->isRead) return nullptr;
     const S_partsFileAttributes& part = file->attributes;
     return part.msgId == 0 || part.partNumber == 0 || part.partTotal == 0 ? nullptr : file;
 }

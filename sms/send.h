@@ -43,6 +43,4 @@ ePortReturn sendSmsText(int port, const std::string& number, const std::string& 
 // AT+CSCS. SMS_UNKNOWN_TYPE for an unknown character set.
 ePortReturn setSmsTextMode(int port, eTextMode mode);
 
-void resetSendState();
-
 #endif

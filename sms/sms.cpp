@@ -3,14 +3,13 @@
 #include "atcmd/command.h"
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
-#include "sms/assembly.h"
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/message_file.h"
 #include "sms/open_prompt.h"
-#include "sms/part_file.h"
 #include "sms/receive.h"
 #include "sms/send.h"
+#include "sms/sms_memory.h"
 #include "sms/sms_mode.h"
 #include "sms/spool.h"
 
@@ -74,11 +73,5 @@ eGeneralErrors checkSMS(int port, sDeviceInfo& device) {
 
 void resetSmsState() {
     resetSmsTimers();
-    resetMessageFileState();
-    resetListingState();
-    resetPromptState();
-    resetReceiveState();
-    resetPartFileState();
-    resetAssemblyState();
-    resetSendState();
+    resetSmsMemory();
 }

@@ -127,6 +127,7 @@ cellslot_add_unit_tests(sms
             unit/sms/receive_test.cpp unit/sms/repeated_parts_test.cpp
             unit/sms/send_file_changes_test.cpp unit/sms/send_prompt_test.cpp
             unit/sms/send_test.cpp unit/sms/sms_check_test.cpp unit/sms/spool_test.cpp
+            unit/sms/stuck_files_test.cpp
             unit/platform/sms_pdu/support.cpp
             support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
