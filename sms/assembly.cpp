@@ -16,11 +16,11 @@
 
 namespace {
 
-// Files that the number of passes is made of before the folder was listed.
+// The assumed number of files before the folder is listed; it limits the number of passes.
 constexpr size_t FIRST_PASS_FILES = 10;
 constexpr size_t PASSES_PER_FILE = 3;
 
-// In the worst order six parts take 21.
+// Six parts need at most 21 takes, in the worst order.
 constexpr int TAKES_MAX = 22;
 
 sPartGroup keyOf(const S_partsFileAttributes& part) {
@@ -31,8 +31,8 @@ bool isPartOfName(char c) {
     return isdigit(static_cast<unsigned char>(c)) == 0 && strchr(" +-().", c) == nullptr;
 }
 
-// Of a number only the digits count; a name with digits in it is another sender than other names
-// with the same ones.
+// Only the digits of a number count. A name counts as a whole: names with the same digits are
+// different senders.
 sPartGroup groupOf(const sPartFile& file) {
     sPartGroup key = keyOf(file.attributes);
     const std::string& name = file.fromAsWritten;
@@ -40,7 +40,7 @@ sPartGroup groupOf(const sPartFile& file) {
     return key;
 }
 
-// The files of a group as they are listed: how many, and what they are.
+// The files of a group in a listing: their number, and a signature of their identities.
 struct sGroupFiles {
     size_t count = 0;
     uint64_t signature = 0;
@@ -60,7 +60,7 @@ void addFile(sGroupFiles& files, const sPartFile& file) {
 
 const char* const CHECK = "checkSmsParts";
 
-// The parts 1, 2, 3 ... of the queue, as far as that many takes from its front find them.
+// The parts 1, 2, 3 ... of the queue, as far as takesMax takes from its front find them.
 tParts takeInOrder(tParts queue, int total, int takesMax) {
     tParts taken;
     int expected = 1;
@@ -149,8 +149,8 @@ class cPass {
         return part.msgId != 0 && part.partNumber != 0 && part.partTotal != 0 && !part.from.empty();
     }
 
-    // A part that only lacks digits in its sender's name is a message that somebody sent. Anything
-    // else is no part.
+    // A part that only lacks digits in its sender's name is a message that somebody sent. Any other
+    // incomplete file is not a part.
     void setAside(const sPartFile& file) {
         sWaitingPart waiting = waitingPart(file);
         waiting.attributes.from = file.fromAsWritten;
@@ -165,7 +165,7 @@ class cPass {
         m_removed = true;
     }
 
-    // Message after message, the oldest first, and each in the order of its numbers.
+    // The oldest message first, each in the order of its part numbers.
     void handOverNamed() {
         std::vector<tParts> messages;
         for (const auto& [key, parts] : m_named) {
@@ -224,7 +224,7 @@ class cPass {
             anyComplete = true;
             if (!joinMessage(message)) return;
         }
-        if (!anyComplete && m_members.size() >= total) tryInVain();
+        if (!anyComplete && m_members.size() >= total) tryIncomplete();
     }
 
     tParts assemble(const tParts& queue, int takesMax) const {
@@ -233,7 +233,7 @@ class cPass {
         return takeInOrder(queue, m_group.partTotal, takesMax);
     }
 
-    // The limit of takes is there to give up a message with missing pieces, not a long one.
+    // No limit of takes: that is for messages with missing parts, not for long ones.
     bool joinMessage(const tParts& message) {
         const tParts taken = assemble(message, std::numeric_limits<int>::max());
         if (!handOver(taken)) return false;
@@ -242,15 +242,15 @@ class cPass {
         return true;
     }
 
-    // Files enough, but not of every number. They wait for the missing ones.
-    void tryInVain() {
+    // Enough files, but some numbers are missing. The files wait for the missing parts.
+    void tryIncomplete() {
         m_members.resize(static_cast<size_t>(m_group.partTotal));
         assemble(m_members, TAKES_MAX);
         reportMissing();
     }
 
-    // The message goes into the output queue, with a journal until it is in a file. False, with
-    // nothing done, where not even the journal could be written.
+    // Appends the message to the output queue. A journal keeps it until it is in a file. False,
+    // with nothing done, if the journal could not be written.
     bool handOver(const tParts& parts) {
         S_smsRecordRx record = joined(parts);
         m_spoolFull = !writeJournal(record, pathsOf(parts), m_root);
@@ -286,17 +286,17 @@ class cPass {
     tGroups m_waiting;
 };
 
-bool wasTriedInVain(const sPartGroup& group, const sGroupFiles& files) {
+bool hasFailedWith(const sPartGroup& group, const sGroupFiles& files) {
     const auto known = g_smsMemory.triedGroups.find(group);
-    return known != g_smsMemory.triedGroups.end() && known->second.vainFiles == files.signature;
+    return known != g_smsMemory.triedGroups.end() && known->second.failedFiles == files.signature;
 }
 
-// The groups that have files enough and were not tried in vain with these files.
-std::set<sPartGroup> hopefulGroups(const tGroups& waiting, const std::set<sPartGroup>& tried) {
+// The groups that have enough files and have not failed with just these files.
+std::set<sPartGroup> groupsToTry(const tGroups& waiting, const std::set<sPartGroup>& tried) {
     std::set<sPartGroup> groups;
     for (const auto& [key, files] : waiting)
         if (files.count >= static_cast<size_t>(key.partTotal) && tried.count(key) == 0 &&
-            !wasTriedInVain(key, files))
+            !hasFailedWith(key, files))
             groups.insert(key);
     return groups;
 }
@@ -308,11 +308,12 @@ void forgetGone(const tGroups& waiting) {
         group = waiting.count(group->first) != 0 ? std::next(group) : groups.erase(group);
 }
 
-void rememberVain(const cPass& pass, std::set<sPartGroup>& tried) {
+void noteFailedTry(const cPass& pass, std::set<sPartGroup>& tried) {
     if (!pass.hasGroup() || pass.removedAFile()) return;
     tried.insert(pass.group());
     if (!pass.isSpoolFull())
-        g_smsMemory.triedGroups[pass.group()].vainFiles = pass.waiting().at(pass.group()).signature;
+        g_smsMemory.triedGroups[pass.group()].failedFiles =
+            pass.waiting().at(pass.group()).signature;
 }
 
 // A pass that removed nothing would be the same again, so each later pass gathers a group that was
@@ -320,20 +321,20 @@ void rememberVain(const cPass& pass, std::set<sPartGroup>& tried) {
 void runPasses(tSmsQueue& queue, const std::string& root) {
     const std::string dir = root + SMS_DIR_RECV_PARTS;
     std::set<sPartGroup> tried;
-    std::set<sPartGroup> hopeful;
+    std::set<sPartGroup> toTry;
     std::vector<std::string> names;
     size_t passes = PASSES_PER_FILE * FIRST_PASS_FILES + 1;
     for (size_t k = 0; k < passes; ++k) {
         if (listSpoolFiles(dir, names) != 0 || names.empty()) return;
         passes = PASSES_PER_FILE * names.size() + 1;
-        cPass pass(root, names.size(), k == 0 ? nullptr : &hopeful, queue);
+        cPass pass(root, names.size(), k == 0 ? nullptr : &toTry, queue);
         for (const std::string& name : names)
             pass.takeFile(dir + name);
         pass.finish();
-        rememberVain(pass, tried);
+        noteFailedTry(pass, tried);
         forgetGone(pass.waiting());
-        hopeful = hopefulGroups(pass.waiting(), tried);
-        if (hopeful.empty()) return;
+        toTry = groupsToTry(pass.waiting(), tried);
+        if (toTry.empty()) return;
     }
 }
 

@@ -49,7 +49,7 @@ std::string fieldLine(const char* field, const std::string& value) {
     return smsFieldStart(field) + value;
 }
 
-// All lines but the last, which has the text and no line end.
+// All lines but the last one, which holds the text.
 std::vector<std::string> headerLines(const S_smsRecordRx& record) {
     std::vector<std::string> lines = {fieldLine(SMS_FIELD_FROM, oneLineText(record.from)),
                                       fieldLine(SMS_FIELD_TIME, oneLineText(record.time))};
@@ -62,7 +62,7 @@ std::vector<std::string> headerLines(const S_smsRecordRx& record) {
     return lines;
 }
 
-// The temporary file is in the root: programs act on what the folders list.
+// The temporary file is in the root, because other programs act on every file of the folders.
 bool writeMessageFile(const S_smsRecordRx& record, const std::string& path,
                       const std::string& root) {
     if (!isSpoolDir(dirOf(record, root))) return false;
@@ -90,8 +90,8 @@ void logWriting(const std::string& path) {
           "writeSmsMessages: Writing out incoming SMS message to file %s", path.c_str());
 }
 
-// A message that cannot be written stays in the modem: each check tries again, with the time of the
-// check in the name.
+// A message that cannot be written stays in the modem. Each check tries again, with another time in
+// the name.
 bool tryWriting(const sSmsOutcome& outcome, const std::string& root) {
     const cVaryingNumbers times;
     if (writeMessageFile(outcome.record, outcome.path, root)) return true;

@@ -9,7 +9,7 @@
 
 namespace {
 
-const char* const ESC = "\x1b";  // ends a prompt, and sends nothing
+const char* const ESC = "\x1b";  // ends a prompt without sending the text
 constexpr unsigned ABORT_TIMEOUT_S = 0;
 
 std::string markerPath(const std::string& root) {

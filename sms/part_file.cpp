@@ -13,10 +13,10 @@
 
 namespace {
 
-// So many digits fit every number of a part file.
+// The most digits of a number in a part file; that many always fit.
 constexpr size_t NUMBER_DIGITS_MAX = 9;
 
-// The value of a key; missing fields are logged.
+// The value of a key. A missing field is logged.
 std::string field(const cTextLookupTable& table, const std::string& path, const char* key) {
     if (!table.DoesEntryExist(key)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: File %s missing field '%s', deleting",
@@ -36,7 +36,7 @@ uint32_t timeField(const cTextLookupTable& table) {
     return static_cast<uint32_t>(std::clamp(time, 0LL, TIME_MAX));
 }
 
-// False, with errno set, where the file or its table could not be read.
+// False, with errno set, when the file or its table could not be read.
 bool readContent(const std::string& path, std::string& content, cTextLookupTable& table) {
     if (!readFile2StringNoFollow(path, content, SMS_FILE_MAX)) return false;
     table = cTextLookupTable(path, '=', 1);
@@ -53,7 +53,7 @@ void readPartFile(const std::string& path, sPartFile& file) {
     cTextLookupTable table("", '=', 1);
     std::string content;
     part.fileName = path;
-    // What is no regular file has no fields.
+    // Anything but a regular file has no fields.
     file.isRead = !isRegularFile(file.identity) || readContent(path, content, table);
     if (!file.isRead) return;
     part.msgId = numberField(table, path, SMS_FIELD_ID);

@@ -28,7 +28,7 @@ constexpr unsigned PROMPT_TIMEOUT_S = 0;
 constexpr unsigned SEND_TIMEOUT_S = 60;
 constexpr unsigned TEXT_MODE_TIMEOUT_S = 2;
 
-const char* const CTRL_Z = "\x1a";  // ends the text at the prompt, and sends it
+const char* const CTRL_Z = "\x1a";  // ends the text at the prompt and sends it
 
 constexpr int ATTEMPTS_MAX = 3;
 constexpr size_t LOGGED_MAX = 50;
@@ -47,7 +47,7 @@ const sTextModeRow TEXT_MODES[] = {
     {eSMS_TEXT_PCCP437, "PCCP437"}, {eSMS_TEXT_UCS2, "UCS2"}, {eSMS_TEXT_HEX, "HEX"},
 };
 
-// A file of /send/ on its way.
+// A file of /send/ that is being sent.
 struct sSendFile {
     std::string path;
     std::string newName;  // in /send_ok/ or /send_fail/
@@ -60,7 +60,7 @@ bool isToBeSent(const std::string& path, sFileIdentity& identity) {
     return identifyFile(path, identity) && isRegularFile(identity) && !isStuckFile(path, identity);
 }
 
-// The last regular file of a listing; anything else in the folder is passed over.
+// The last regular file of a listing; anything else in the folder is ignored.
 bool findLastFile(const std::vector<std::string>& names, std::string& name,
                   sFileIdentity& identity) {
     const auto last = std::find_if(names.rbegin(), names.rend(), [&](const std::string& entry) {
@@ -75,14 +75,15 @@ bool isSafeForShell(const std::string& text) {
     return text.find_first_not_of(SAFE_CHARACTERS) == std::string::npos;
 }
 
-// Replaced or changed since the folder was listed: what was read may be neither message.
+// Whether the file has not changed since the folder was listed. If it has, the text that was read
+// may be half of the old and half of the new message.
 bool isAsListed(const sSendFile& file) {
     sFileIdentity now;
     return identifyFile(file.path, now) && now == file.identity;
 }
 
-// A writer may have put its next message under the same name meanwhile. One that only changed the
-// file in place has made no new message of it.
+// Whether the file was not replaced meanwhile: a new file of the same name is a new message. A file
+// that was only changed in place is not.
 bool isStillThere(const sSendFile& file) {
     sFileIdentity now;
     return identifyFile(file.path, now) && isSameFile(now, file.identity);
@@ -94,14 +95,15 @@ void removeSendFile(const std::string& path) {
     if (identifyFile(path, identity)) noteStuckFile(path, identity);
 }
 
-// Into a folder that has the target's name mv would move the file, and behind a link follow it.
+// Whether the target is something that mv must not touch: it would move the file into a folder of
+// that name, and follow a link.
 bool isTaken(const std::string& target) {
     sFileIdentity identity;
     return identifyFile(target, identity) && !isRegularFile(identity);
 }
 
-// A name that a shell would not take as it stands does not get near one. Without a place to move
-// it to the file only goes.
+// A name that a shell could misread is moved without a shell. If there is no folder to move it to,
+// the file is only deleted.
 void moveSendFile(const sSendFile& file, const std::string& root, const char* dir) {
     if (!isStillThere(file)) return;
     const std::string target = root + dir + file.newName;
@@ -165,13 +167,13 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
     return result;
 }
 
-// Daemons of several slots share the spool: the one that has the lock sends the file, and it is
-// gone from its place before the lock is.
+// Daemons of several slots share the spool. The one that has the lock sends the file, and it keeps
+// the lock until the file is moved away.
 bool isSentByAnother(int fd) {
     return fd != -1 && flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-// A file that is kept open keeps its number: no new message can have it meanwhile.
+// An open file keeps its inode number, so no new message can get the same one meanwhile.
 eGeneralErrors sendFileKeptOpen(int port, sModemInfo& modem, const std::string& root,
                                 sSendFile& file) {
     constexpr int FLAGS = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -243,8 +245,8 @@ eGeneralErrors sendAsText(int port, const std::string& number, std::string messa
     return mapSendResult(sendSmsText(port, number, message));
 }
 
-// AT+CMGS, and the text at its prompt. The prompt "> " is no final result, so the wait for it
-// always ends without one.
+// Sends AT+CMGS, then the text at its prompt. The prompt "> " is not a final result, so the wait
+// for it always ends without one.
 ePortReturn talkAtPrompt(int port, const char* function, const std::string& arguments,
                          const std::string& text) {
     const std::string command = commandText(eAT_CMD_CMGS_SET, arguments);

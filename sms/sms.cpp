@@ -23,7 +23,7 @@ void deliverJournals(const std::string& root) {
     writeSmsMessages(queue, root);
 }
 
-// A message that is in no file yet must not be deleted on the modem.
+// A message that is not in a file yet must not be deleted on the modem.
 bool mayDelete(eGeneralErrors received, const std::string& root) {
     return received == eSUCCESS && !isListingOpen(root);
 }

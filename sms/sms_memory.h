@@ -9,11 +9,11 @@
 
 #include "sms/sms_records.h"
 
-// A group of parts that was tried, and with which result.
+// A group of parts that gave no message.
 struct sGroupTry {
-    // The signature of its files when they gave no message; with other files it is tried again.
-    std::optional<uint64_t> vainFiles;
-    bool isReported = false;  // that parts are missing is in the log
+    // The signature of its files at that time; with other files the group is tried again.
+    std::optional<uint64_t> failedFiles;
+    bool isReported = false;  // the log says that parts are missing
 };
 
 // All that the SMS gateway keeps in memory between calls. Each member has one owner, the only file

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A folder that cannot be written must not fill the memory with files that others have deleted.
+// Files that others have deleted since must not stay in the memory.
 void forgetGoneFiles() {
     auto& stuck = g_smsMemory.stuckFiles;
     sFileIdentity identity;
