@@ -27,7 +27,7 @@ void maybeSyncClock(int port, const sDeviceInfo& device, const sConfigFileOpts& 
     timer.Start();
 }
 
-// A CME error means that the SIM does not let the number be read.
+// A CME error means that the SIM does not permit reading the number.
 eGeneralErrors readOwnNumber(int port, sModemInfo& modem) {
     const ePortReturn result = getDeviceCNUM(port, modem);
     if (result == ePORT_ERROR) return eERROR_DEVICE_RESPONSE_ERROR;

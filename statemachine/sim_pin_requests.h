@@ -7,11 +7,11 @@
 
 // The requests of the second file: a new PIN, "enable" or "disable".
 
-// Applies a request when there is one; the SIM must be ready. eSUCCESS, or the result of the
-// operation that was asked for.
+// Carries out a request if there is one; the SIM must be ready. eSUCCESS, or the result of the
+// requested operation.
 eGeneralErrors manageCpin(int port, sSimInfo& sim);
 
-// Switches the PIN lock on first where it is off. eSUCCESS, _CPIN_FORMAT_INVALID, _SIM_NOT_READY,
+// First switches the PIN lock on if it is off. eSUCCESS, _CPIN_FORMAT_INVALID, _SIM_NOT_READY,
 // _RESPONSE_TIMEOUT, _SET_CPIN_FAILED (ERROR), _CPIN_BAD_PASSWORD, _CHANGE_CPIN_FAILED.
 eGeneralErrors changeCpinPassword(int port, sSimInfo& sim, const std::string& currentPin,
                                   const std::string& newPin);

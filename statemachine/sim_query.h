@@ -3,13 +3,13 @@
 
 #include "include/device_records.h"
 
-// What the SIM reports of itself.
+// Reads what the SIM reports.
 
-// Refreshes the SIM record; as getDeviceSimInfo.
+// As getDeviceSimInfo.
 ePortReturn doGetSimStatus(int port, sSimInfo& sim);
 
-// Reads presence, lock, lock state, ICCID and IMSI into the record, which is reset first. The first
-// result that is not ePORT_OK, else ePORT_OK; a SIM that is not there is asked nothing more.
+// Resets the record, then reads presence, lock, lock state, ICCID and IMSI. Ends at the first
+// result that is not ePORT_OK and returns it; ends after the presence if there is no SIM.
 ePortReturn getDeviceSimInfo(int port, sSimInfo& sim);
 
 #endif

@@ -21,7 +21,7 @@ eGeneralErrors simReady(int port, sSimInfo& sim) {
 eGeneralErrors simMissing() {
     cTimer& timer = *g_Cp_simMissingTimer;
     if (!timer.IsTimerEnabled()) {
-        // The text says ten whatever the timer's length.
+        // The text says ten, whatever the length of the timer.
         constexpr int MINUTES_LOGGED = 10;
         debug(eLOG_NOTICE, g_i_debugMode, "Notice: SIM is missing, starting timer (%d minutes)",
               MINUTES_LOGGED);
@@ -45,7 +45,7 @@ eGeneralErrors afterUnlock(int port, sSimInfo& sim, eGeneralErrors result) {
 
 eGeneralErrors getSimStatus(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
-    // Asked twice: the second answer is the one that counts right after a SIM was inserted.
+    // Asked twice: right after a SIM was inserted, only the second answer is right.
     eGeneralErrors asked = mapPortResult(getDeviceSimInfo(port, sim), eSUCCESS);
     if (asked == eSUCCESS) asked = mapPortResult(doGetSimStatus(port, sim), eSUCCESS);
     if (asked != eSUCCESS) return asked;
