@@ -1,6 +1,7 @@
 #include "atcmd/packet_data.h"
 
 #include "atcmd/command.h"
+#include "include/address_text.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

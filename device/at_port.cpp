@@ -17,8 +17,8 @@
 
 namespace {
 
-// Single bits of the file type, as they are tested: a block device passes as character device and
-// fails in its terminal requests.
+// Each is tested as a single bit of the file type, so a block device passes as a character device.
+// It then fails at the terminal requests.
 constexpr mode_t CHARACTER_DEVICE_BIT = 0x2000;
 constexpr mode_t FIFO_BIT = 0x1000;
 
@@ -66,7 +66,7 @@ int openDevice(const std::string& path, int& port) {
 }
 
 int doOpenDevice(const std::string& path, int& port) {
-    // Close-on-exec, or a command in the background keeps a port that has vanished busy.
+    // Close-on-exec: a command in the background must not keep a lost port busy.
     port = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (port != -1) {
         forgetLink(port);
@@ -122,10 +122,10 @@ ePortReturn writeToPort(int port, const std::string& text, bool withCarriageRetu
                       text.c_str());
                 return ePORT_OK;
             }
-            // The modem takes the carriage return only when it has digested the text before it.
+            // The modem needs time for the text before it accepts the carriage return.
             sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
             const char end = eCR;
-            // A carriage return that got lost shows as silence of the modem.
+            // If the carriage return gets lost, the modem stays silent and the wait times out.
             [[maybe_unused]] const ssize_t ignored = write(port, &end, 1);
             return ePORT_OK;
         }

@@ -20,8 +20,8 @@ constexpr uint64_t POLLS_PER_SECOND = 100;
 constexpr unsigned TEST_POLL_INTERVAL_US = 10;
 constexpr uint64_t TEST_POLLS = 2;
 
-// At least the longest text that tells a final result ("+CME ERROR:"), less one: so much of what
-// was searched is searched again together with the next piece, which may complete a code.
+// At least the length of the longest final result text ("+CME ERROR:") less one. That much of what
+// was searched is searched again with the next piece, which may complete a code.
 constexpr size_t FINAL_CODE_OVERLAP = 12;
 
 struct sPollPlan {
@@ -38,11 +38,11 @@ sPollPlan makePollPlan(unsigned timeoutS) {
     return {POLLS_PER_SECOND * seconds, POLL_INTERVAL_US};
 }
 
-// Whether code stands anywhere in text with a line end behind it.
+// Whether the text contains the code followed by a line end.
 bool hasFinalLine(const std::string& text, const std::string& code) {
     for (size_t at = text.find(code); at != std::string::npos; at = text.find(code, at + 1)) {
-        const size_t behind = at + code.size();
-        if (behind < text.size() && (text[behind] == eCR || text[behind] == eLF)) return true;
+        const size_t after = at + code.size();
+        if (after < text.size() && (text[after] == eCR || text[after] == eLF)) return true;
     }
     return false;
 }
@@ -68,11 +68,11 @@ ePortReturn findFinalResult(const std::string& text) {
     return ePORT_NO_FINAL_RESULT;
 }
 
-// A response as it grows. Pieces before the last held no final code, so that only the last one,
-// with the end of what came before it, is searched.
+// A response that grows piece by piece. The pieces before the last hold no final code, so only the
+// last one is searched, with the end of the text before it.
 class cGrowingResponse {
   public:
-    // What is received before echo, unless that is empty, belongs to an earlier command.
+    // If echo is not empty, what is received before it belongs to an earlier command.
     cGrowingResponse(std::string& response, const std::string& echo)
         : m_response(response), m_echo(echo) {}
 

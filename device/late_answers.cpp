@@ -12,14 +12,14 @@
 namespace {
 
 constexpr unsigned DROP_POLL_US = 10000;
-// Where no clock runs, or a modem never stops talking.
+// The limit when no clock runs or the modem never stops sending.
 constexpr uint64_t DROP_POLLS_MAX = LATE_ANSWER_MS * 1000 / DROP_POLL_US;
 
 }  // namespace
 
 void dropLateAnswers(int port) {
     if (!isAnswerOwed(port)) return;
-    debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Dropping what the modem answers late", __func__);
+    debug(eLOG_PORT_STATE, g_i_debugMode, "%s(): Dropping late answers of the modem", __func__);
     cFinalCodes finals;
     std::string piece;
     for (uint64_t poll = 0; poll < DROP_POLLS_MAX; ++poll) {

@@ -19,11 +19,11 @@ constexpr char ESC = '\x1b';
 
 struct sLink {
     int owed = 0;  // answers that may still come
-    // The last final code came while an answer was owed and none had been dropped: it may have been
-    // the late one. The next command finds out.
+    // The last final code came while an answer was owed and none had been dropped, so it may have
+    // been the late one. The next command shows which.
     bool doubtful = false;
-    bool echoes = false;  // the modem repeats commands
-    int echoMisses = 0;   // commands in a row that got answers, but none that repeats a command
+    bool echoes = false;  // the modem echoes commands
+    int echoMisses = 0;   // commands in a row whose answers had no echo
     uint64_t lateUntilMs = 0;
 };
 
@@ -34,7 +34,7 @@ struct sLinkState {
 
 sLinkState g_linkState;
 
-// A bench answers when it likes, before the command too.
+// A test bench answers at any time, even before the command.
 bool isBench(int port) {
     struct stat info;
     return getenv(TEST_POLL_VARIABLE) != nullptr ||
@@ -59,7 +59,7 @@ bool anyLine(const std::string& response, tTest test) {
     });
 }
 
-// CONNECT and the prompt stand in the place of a final code.
+// CONNECT and the prompt take the place of a final code.
 bool isAnsweredOtherwise(const std::string& response) {
     return holdsPrompt(response) || anyLine(response, [](const std::string& line) {
                return line == "CONNECT" || startsWith(line, "CONNECT ");
@@ -70,7 +70,7 @@ std::string echoOf(const std::string& command) {
     return command + '\r';
 }
 
-// An answer begins with the echo, unless the modem has said something before.
+// An answer begins with the echo, unless an unsolicited line comes first.
 bool holdsEcho(const std::string& response, const std::string& command) {
     const size_t size = command.size();
     if (response.size() > size && response[size] == '\r' && startsWith(response, command))
@@ -83,9 +83,9 @@ bool repeatsCommands(const std::string& text) {
                    [](const std::string& line) { return startsWith(stringUpper(line), "AT"); });
 }
 
-// late: what came instead of the answer that begins with the command. The commands that are owed
-// their answers may have been repeated at their time; more answers than these without a command in
-// front are those of a modem that has ceased to repeat them.
+// late: what came instead of an answer with the required echo. The modem may have echoed the owed
+// commands when they were sent, so their late answers need not have an echo. If more answers than
+// those come without one, the modem has stopped echoing.
 void noteMissedEcho(sLink& link, const std::string& late, int finalCodes) {
     if (finalCodes == 0) return;
     link.echoMisses = repeatsCommands(late) ? 0 : link.echoMisses + 1;
@@ -94,7 +94,7 @@ void noteMissedEcho(sLink& link, const std::string& late, int finalCodes) {
     link.echoMisses = 0;
 }
 
-// From the end of the first: a modem that has gone silent is not waited for after each command.
+// The time counts from the first owed answer: a silent modem must not cost a wait per command.
 void owe(sLink& link) {
     if (link.owed++ == 0) link.lateUntilMs = timerClockMs() + LATE_ANSWER_MS;
     link.doubtful = false;
@@ -144,7 +144,7 @@ bool isLateInputOver(int port, int finalCodes) {
 
 void noteDroppedAnswers(int port, int finalCodes) {
     sLink& link = g_linkState.links[port];
-    // Whose answer it was that is in doubt has shown by now.
+    // By now it is known which command the doubtful answer belonged to.
     settle(link, link.doubtful ? link.owed : finalCodes);
 }
 

@@ -7,17 +7,17 @@
 #include "include/result_codes.h"
 
 // Whether commands and answers on an open port are in step. A command that ended without a final
-// code is owed its answer, and a late one would be taken for the answer to the next command, which
-// leaves its own to the one after it. Only while an answer is owed is late input dropped: what a
-// modem says unasked is no sign of being out of step and must not cost anything.
+// code is owed its answer. If that answer came late, it would be taken for the answer to the next
+// command, and so on with each command after it. Late input is dropped only while an answer is
+// owed: unsolicited lines do not put the link out of step and must not cost anything.
 
-// How long a late answer is waited for, from the end of its transaction.
+// How long to wait for a late answer, from the end of its transaction.
 constexpr uint64_t LATE_ANSWER_MS = 1000;
 
-// Where it is in the environment, with any value, a response is waited for 20 microseconds only.
+// If this is in the environment, with any value, the wait for a response is only 20 microseconds.
 constexpr const char* TEST_POLL_VARIABLE = "OVERRIDE_TEST_POLL_DELAY";
 
-// Counts the final codes in what comes in pieces.
+// Counts the final codes in input that comes in pieces.
 class cFinalCodes {
   public:
     void add(const std::string& piece);
@@ -28,34 +28,34 @@ class cFinalCodes {
     int m_count = 0;
 };
 
-// Nothing is owed there: the port was opened or closed, or took the last command for data.
+// Nothing is owed on this port: it was opened or closed, or the modem took the last command as
+// data.
 void forgetLink(int port);
 
-// The last command got no answer, or that to another.
+// The last command got no answer, or the answer to another one.
 void noteOwedAnswer(int port);
 
 bool isAnswerOwed(int port);
 
-// Whether there is nothing more to drop: as many final codes have come as are owed, or a late
-// answer has been waited for long enough.
+// Whether there is nothing more to drop: all owed final codes have come, or the wait is over.
 bool isLateInputOver(int port, int finalCodes);
 
-// Late input was dropped, with so many final codes in it.
+// Late input with this number of final codes was dropped.
 void noteDroppedAnswers(int port, int finalCodes);
 
-// The echo that the answer to a command has to begin with. Empty where any answer is taken: nothing
-// is owed, or the modem repeats no commands.
+// The echo that the answer to a command must begin with. Empty when any answer is accepted: nothing
+// is owed, or the modem does not echo commands.
 std::string requiredEcho(int port, const std::string& command);
 
-// What a transaction has shown. late: what was received before the required echo.
+// Takes note of a transaction. late: what was received before the required echo.
 void noteAnswer(int port, const std::string& command, const std::string& response,
                 const std::string& late, ePortReturn result);
 
-// A final code was read that no command had asked for.
+// A final code came that no command had asked for.
 void noteLateAnswer(int port);
 
-// A text for an open prompt, or the ESC that ends it: not a command of its own, and the answer to
-// it is the one that the command before it is owed.
+// A text for an open prompt, or the ESC that ends the prompt. It is not a command of its own: its
+// answer is the one that the command before it is owed.
 bool isPromptText(const std::string& command);
 
 // The modem shows its prompt "> " and waits for a text.

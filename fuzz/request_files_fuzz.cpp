@@ -8,7 +8,7 @@
 #include "published/at_request.h"
 #include "statemachine/custom_at.h"
 #include "statemachine/custom_at_log.h"
-#include "statemachine/sim_pin.h"
+#include "statemachine/sim_pin_files.h"
 
 // Files with requests of other programs to the daemon. The first octet chooses: AT commands,
 // followed by the modem's answers, or a PIN.

@@ -8,6 +8,7 @@
 #include "atcmd/packet_data.h"
 #include "fuzz/check.h"
 #include "fuzz/input.h"
+#include "include/address_text.h"
 #include "include/options.h"
 #include "include/shell.h"
 #include "include/utilities.h"

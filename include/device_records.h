@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string>
 
+#include "include/address_text.h"
 #include "include/modem_types.h"
 #include "include/result_codes.h"
-#include "include/utilities.h"
 
 // What the daemon knows about modem, SIM and network. Every field has a default that means "not
 // known"; the reset functions restore it.

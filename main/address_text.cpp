@@ -1,9 +1,10 @@
+#include "include/address_text.h"
+
 #include <arpa/inet.h>
 
 #include <cstdio>
 
 #include "include/debug.h"
-#include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
 

@@ -6,39 +6,24 @@
 #include <limits>
 #include <map>
 #include <set>
-#include <tuple>
 
 #include "include/debug.h"
 #include "sms/joined_journal.h"
 #include "sms/part_file.h"
 #include "sms/part_pairing.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 
 namespace {
 
-// Files that the number of passes is made of before the folder was listed.
+// The assumed number of files before the folder is listed; it limits the number of passes.
 constexpr size_t FIRST_PASS_FILES = 10;
 constexpr size_t PASSES_PER_FILE = 3;
 
-// In the worst order six parts take 21.
+// Six parts need at most 21 takes, in the worst order.
 constexpr int TAKES_MAX = 22;
 
-// What the parts of one message have in common.
-struct sGroupKey {
-    int32_t msgId = 0;
-    int32_t partTotal = 0;
-    std::string from;
-};
-
-bool operator<(const sGroupKey& a, const sGroupKey& b) {
-    return std::tie(a.msgId, a.partTotal, a.from) < std::tie(b.msgId, b.partTotal, b.from);
-}
-
-bool operator==(const sGroupKey& a, const sGroupKey& b) {
-    return a.msgId == b.msgId && a.partTotal == b.partTotal && a.from == b.from;
-}
-
-sGroupKey keyOf(const S_partsFileAttributes& part) {
+sPartGroup keyOf(const S_partsFileAttributes& part) {
     return {part.msgId, part.partTotal, part.from};
 }
 
@@ -46,29 +31,22 @@ bool isPartOfName(char c) {
     return isdigit(static_cast<unsigned char>(c)) == 0 && strchr(" +-().", c) == nullptr;
 }
 
-// Of a number only the digits count; a name with digits in it is another sender than other names
-// with the same ones.
-sGroupKey groupOf(const sPartFile& file) {
-    sGroupKey key = keyOf(file.attributes);
+// Only the digits of a number count. A name counts as a whole: names with the same digits are
+// different senders.
+sPartGroup groupOf(const sPartFile& file) {
+    sPartGroup key = keyOf(file.attributes);
     const std::string& name = file.fromAsWritten;
     if (std::any_of(name.begin(), name.end(), isPartOfName)) key.from = name;
     return key;
 }
 
-// The files of a group as they are listed: how many, and what they are.
+// The files of a group in a listing: their number, and a signature of their identities.
 struct sGroupFiles {
     size_t count = 0;
     uint64_t signature = 0;
 };
 
-using tGroups = std::map<sGroupKey, sGroupFiles>;
-
-struct sAssemblyState {
-    std::set<sGroupKey> told;                // cannot be joined, as the log knows already
-    std::map<sGroupKey, uint64_t> hopeless;  // with these files nothing could be joined
-};
-
-sAssemblyState g_assemblyState;
+using tGroups = std::map<sPartGroup, sGroupFiles>;
 
 void addFile(sGroupFiles& files, const sPartFile& file) {
     constexpr uint64_t MULTIPLIER = 1099511628211U;  // of FNV-1a
@@ -82,7 +60,7 @@ void addFile(sGroupFiles& files, const sPartFile& file) {
 
 const char* const CHECK = "checkSmsParts";
 
-// The parts 1, 2, 3 ... of the queue, as far as that many takes from its front find them.
+// The parts 1, 2, 3 ... of the queue, as far as takesMax takes from its front find them.
 tParts takeInOrder(tParts queue, int total, int takesMax) {
     tParts taken;
     int expected = 1;
@@ -132,19 +110,19 @@ std::vector<std::string> pathsOf(const tParts& parts) {
 class cPass {
   public:
     // mayBegin: the groups that may be gathered; null: all of them.
-    cPass(const std::string& root, size_t fileCount, const std::set<sGroupKey>* mayBegin,
+    cPass(const std::string& root, size_t fileCount, const std::set<sPartGroup>* mayBegin,
           tSmsQueue& queue)
         : m_root(root), m_fileCount(fileCount), m_mayBegin(mayBegin), m_queue(queue) {}
 
     void takeFile(const std::string& path) {
         debug(eLOG_SMS, g_i_debugMode, " %s(): Checking file %s", CHECK, path.c_str());
         const sPartFile* file = lookAtPartFile(path);
-        if (file == nullptr || file->taken || !file->isRead) return;
+        if (file == nullptr || !file->isRead) return;
         if (!isWholePart(file->attributes)) {
             setAside(*file);
             return;
         }
-        const sGroupKey group = groupOf(*file);
+        const sPartGroup group = groupOf(*file);
         addFile(m_waiting[group], *file);
         if (m_hasGroup)
             addMember(*file, group);
@@ -162,7 +140,7 @@ class cPass {
     bool hasGroup() const { return m_hasGroup; }
     // A message is complete, but the spool could not take it.
     bool isSpoolFull() const { return m_spoolFull; }
-    const sGroupKey& group() const { return m_group; }
+    const sPartGroup& group() const { return m_group; }
     // The parts that are left. The signatures are those at the beginning of the pass.
     const tGroups& waiting() const { return m_waiting; }
 
@@ -171,8 +149,8 @@ class cPass {
         return part.msgId != 0 && part.partNumber != 0 && part.partTotal != 0 && !part.from.empty();
     }
 
-    // A part that only lacks digits in its sender's name is a message that somebody sent. Anything
-    // else is no part.
+    // A part that only lacks digits in its sender's name is a message that somebody sent. Any other
+    // incomplete file is not a part.
     void setAside(const sPartFile& file) {
         sWaitingPart waiting = waitingPart(file);
         waiting.attributes.from = file.fromAsWritten;
@@ -187,7 +165,7 @@ class cPass {
         m_removed = true;
     }
 
-    // Message after message, the oldest first, and each in the order of its numbers.
+    // The oldest message first, each in the order of its part numbers.
     void handOverNamed() {
         std::vector<tParts> messages;
         for (const auto& [key, parts] : m_named) {
@@ -211,7 +189,7 @@ class cPass {
         }
     }
 
-    void beginGroup(const sPartFile& file, const sGroupKey& group) {
+    void beginGroup(const sPartFile& file, const sPartGroup& group) {
         const S_partsFileAttributes& part = file.attributes;
         m_hasGroup = true;
         m_group = group;
@@ -227,7 +205,7 @@ class cPass {
         m_members.push_back(waitingPart(file));
     }
 
-    void addMember(const sPartFile& file, const sGroupKey& group) {
+    void addMember(const sPartFile& file, const sPartGroup& group) {
         const S_partsFileAttributes& part = file.attributes;
         const bool joins = m_open && group == m_group;
         debug(eLOG_SMS, g_i_debugMode, " %s(): %s file %s for message ID group %d", CHECK,
@@ -246,7 +224,7 @@ class cPass {
             anyComplete = true;
             if (!joinMessage(message)) return;
         }
-        if (!anyComplete && m_members.size() >= total) tryInVain();
+        if (!anyComplete && m_members.size() >= total) tryIncomplete();
     }
 
     tParts assemble(const tParts& queue, int takesMax) const {
@@ -255,7 +233,7 @@ class cPass {
         return takeInOrder(queue, m_group.partTotal, takesMax);
     }
 
-    // The limit of takes is there to give up a message with missing pieces, not a long one.
+    // No limit of takes: that is for messages with missing parts, not for long ones.
     bool joinMessage(const tParts& message) {
         const tParts taken = assemble(message, std::numeric_limits<int>::max());
         if (!handOver(taken)) return false;
@@ -264,15 +242,15 @@ class cPass {
         return true;
     }
 
-    // Files enough, but not of every number. They wait for the missing ones.
-    void tryInVain() {
+    // Enough files, but some numbers are missing. The files wait for the missing parts.
+    void tryIncomplete() {
         m_members.resize(static_cast<size_t>(m_group.partTotal));
         assemble(m_members, TAKES_MAX);
-        tellMissing();
+        reportMissing();
     }
 
-    // The message goes into the output queue, with a journal until it is in a file. False, with
-    // nothing done, where not even the journal could be written.
+    // Appends the message to the output queue. A journal keeps it until it is in a file. False,
+    // with nothing done, if the journal could not be written.
     bool handOver(const tParts& parts) {
         S_smsRecordRx record = joined(parts);
         m_spoolFull = !writeJournal(record, pathsOf(parts), m_root);
@@ -287,79 +265,76 @@ class cPass {
         --m_waiting[m_group].count;
     }
 
-    void tellMissing() const {
-        const bool isNew = g_assemblyState.told.insert(m_group).second;
-        debug(isNew ? eLOG_NOTICE : eLOG_SMS, g_i_debugMode,
+    void reportMissing() const {
+        bool& isReported = g_smsMemory.triedGroups[m_group].isReported;
+        debug(isReported ? eLOG_SMS : eLOG_NOTICE, g_i_debugMode,
               "Error: %s(): Missing message ID pieces.  Cannot Assemble message.", CHECK);
+        isReported = true;
     }
 
     const std::string& m_root;
     size_t m_fileCount;
-    const std::set<sGroupKey>* m_mayBegin;
+    const std::set<sPartGroup>* m_mayBegin;
     tSmsQueue& m_queue;
     bool m_hasGroup = false;
     bool m_open = false;  // more files may join the group
     bool m_removed = false;
     bool m_spoolFull = false;
-    sGroupKey m_group;
+    sPartGroup m_group;
     tParts m_members;
-    std::map<sGroupKey, tParts> m_named;  // by the sender as written
+    std::map<sPartGroup, tParts> m_named;  // by the sender as written
     tGroups m_waiting;
 };
 
-bool isKnownHopeless(const sGroupKey& key, const sGroupFiles& files) {
-    const auto known = g_assemblyState.hopeless.find(key);
-    return known != g_assemblyState.hopeless.end() && known->second == files.signature;
+bool hasFailedWith(const sPartGroup& group, const sGroupFiles& files) {
+    const auto known = g_smsMemory.triedGroups.find(group);
+    return known != g_smsMemory.triedGroups.end() && known->second.failedFiles == files.signature;
 }
 
-// The groups that have files enough and were not tried in vain with these files.
-std::set<sGroupKey> hopefulGroups(const tGroups& waiting, const std::set<sGroupKey>& tried) {
-    std::set<sGroupKey> groups;
+// The groups that have enough files and have not failed with just these files.
+std::set<sPartGroup> groupsToTry(const tGroups& waiting, const std::set<sPartGroup>& tried) {
+    std::set<sPartGroup> groups;
     for (const auto& [key, files] : waiting)
         if (files.count >= static_cast<size_t>(key.partTotal) && tried.count(key) == 0 &&
-            !isKnownHopeless(key, files))
+            !hasFailedWith(key, files))
             groups.insert(key);
     return groups;
 }
 
-template <typename tContainer, typename tKeyOf>
-void keepWaiting(tContainer& groups, const tGroups& waiting, tKeyOf key) {
-    for (auto group = groups.begin(); group != groups.end();)
-        group = waiting.count(key(*group)) != 0 ? std::next(group) : groups.erase(group);
-}
-
-// What is no longer there may come back.
+// A group that is gone may come back as another message.
 void forgetGone(const tGroups& waiting) {
-    keepWaiting(g_assemblyState.told, waiting, [](const sGroupKey& key) { return key; });
-    keepWaiting(g_assemblyState.hopeless, waiting, [](const auto& entry) { return entry.first; });
+    auto& groups = g_smsMemory.triedGroups;
+    for (auto group = groups.begin(); group != groups.end();)
+        group = waiting.count(group->first) != 0 ? std::next(group) : groups.erase(group);
 }
 
-void rememberVain(const cPass& pass, std::set<sGroupKey>& tried) {
+void noteFailedTry(const cPass& pass, std::set<sPartGroup>& tried) {
     if (!pass.hasGroup() || pass.removedAFile()) return;
     tried.insert(pass.group());
     if (!pass.isSpoolFull())
-        g_assemblyState.hopeless[pass.group()] = pass.waiting().at(pass.group()).signature;
+        g_smsMemory.triedGroups[pass.group()].failedFiles =
+            pass.waiting().at(pass.group()).signature;
 }
 
 // A pass that removed nothing would be the same again, so each later pass gathers a group that was
 // not tried yet. When there is none, nothing is left to do.
 void runPasses(tSmsQueue& queue, const std::string& root) {
     const std::string dir = root + SMS_DIR_RECV_PARTS;
-    std::set<sGroupKey> tried;
-    std::set<sGroupKey> hopeful;
+    std::set<sPartGroup> tried;
+    std::set<sPartGroup> toTry;
     std::vector<std::string> names;
     size_t passes = PASSES_PER_FILE * FIRST_PASS_FILES + 1;
     for (size_t k = 0; k < passes; ++k) {
         if (listSpoolFiles(dir, names) != 0 || names.empty()) return;
         passes = PASSES_PER_FILE * names.size() + 1;
-        cPass pass(root, names.size(), k == 0 ? nullptr : &hopeful, queue);
+        cPass pass(root, names.size(), k == 0 ? nullptr : &toTry, queue);
         for (const std::string& name : names)
             pass.takeFile(dir + name);
         pass.finish();
-        rememberVain(pass, tried);
+        noteFailedTry(pass, tried);
         forgetGone(pass.waiting());
-        hopeful = hopefulGroups(pass.waiting(), tried);
-        if (hopeful.empty()) return;
+        toTry = groupsToTry(pass.waiting(), tried);
+        if (toTry.empty()) return;
     }
 }
 
@@ -370,8 +345,4 @@ void checkSmsParts(tSmsQueue& queue, const std::string& root) {
     beginPartCheck();
     runPasses(queue, root);
     endPartCheck();
-}
-
-void resetAssemblyState() {
-    g_assemblyState = {};
 }

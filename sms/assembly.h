@@ -7,13 +7,10 @@
 #include "sms/message_file.h"
 
 // Joins the part files of /recv_parts/ whose messages are complete: each message is appended to the
-// queue as one of one part, its files are deleted. Senders count their messages to 255 and begin
-// again: where parts of several messages have one reference, they are told apart by their times.
-// Files that are no part of anything are deleted too; whole parts whose sender has no digits, which
-// can belong to no group, are appended as messages of their own first, in the order of their
-// numbers.
+// queue as one of one part, and its files are deleted. Senders count their messages to 255 and
+// start again, so parts of several messages may have the same reference; their times separate them.
+// Files that are not parts are deleted too. A part whose sender has no digits cannot belong to a
+// group: it is first appended as a message of its own, in the order of the numbers.
 void checkSmsParts(tSmsQueue& queue, const std::string& root);
-
-void resetAssemblyState();
 
 #endif

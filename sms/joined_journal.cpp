@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "include/debug.h"
-#include "include/utilities.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "sms/spool.h"
@@ -15,7 +14,7 @@ namespace {
 
 constexpr mode_t JOURNAL_MODE = 0600;
 
-// The names of all parts, and the text.
+// Room for the names of all parts and for the text.
 constexpr size_t JOURNAL_MAX = 4 * 1024 * 1024;
 
 std::string journalPrefix(const std::string& root) {
@@ -42,7 +41,7 @@ std::string journalContent(const S_smsRecordRx& record, const std::vector<std::s
     return content + "/" + messageFileContent(record);
 }
 
-// The value of the line that begins with key, and the rest behind it. False when it does not.
+// Cuts the first line off rest and returns its value. False when it does not begin with key.
 bool takeLine(std::string& rest, const std::string& key, std::string& value) {
     const size_t end = rest.find('\n');
     if (!startsWith(rest, key) || end == std::string::npos) return false;

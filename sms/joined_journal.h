@@ -6,16 +6,16 @@
 
 #include "sms/message_file.h"
 
-// The parts of a message are deleted before /recv/ has it. For that time the message is in a
-// journal file in the spool's root, so that a kill in between does not lose it. A journal names the
-// part files, lest they be joined a second time.
+// The parts of a message are deleted before /recv/ has the message. Meanwhile a journal file in the
+// spool's root holds it, so that a kill does not lose it. The journal also names the part files, so
+// that they are not joined a second time.
 
-// Writes the journal of a message made from the part files in paths, and notes it in the record.
-// False when it could not be written.
+// Writes the journal of a message that was joined from the part files in paths, and stores the
+// journal's name in the record. False when it could not be written.
 bool writeJournal(S_smsRecordRx& record, const std::vector<std::string>& paths,
                   const std::string& root);
 
-// Appends the messages of all journals that stand, after removing their part files.
+// Removes the part files that the existing journals name, and appends the journals' messages.
 void takeJournals(tSmsQueue& queue, const std::string& root);
 
 #endif

@@ -5,15 +5,10 @@
 
 #include <cerrno>
 
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 
 namespace {
-
-struct sListingState {
-    bool open = false;
-};
-
-sListingState g_listingState;
 
 std::string markerPath(const std::string& root) {
     return ownSpoolFile(root, "listing");
@@ -22,7 +17,7 @@ std::string markerPath(const std::string& root) {
 }  // namespace
 
 bool openListing(const std::string& root, bool& leftOver) {
-    leftOver = g_listingState.open;
+    leftOver = g_smsMemory.isListingOpen;
     if (!isSpoolRoot(root)) {
         errno = ENOTDIR;
         return false;
@@ -32,20 +27,16 @@ bool openListing(const std::string& root, bool& leftOver) {
     if (fd != -1) close(fd);
     if (fd == -1 && !found) return false;
     leftOver = leftOver || found;
-    g_listingState.open = true;
+    g_smsMemory.isListingOpen = true;
     return true;
 }
 
 void closeListing(const std::string& root) {
-    g_listingState.open = false;
+    g_smsMemory.isListingOpen = false;
     if (isSpoolRoot(root)) unlink(markerPath(root).c_str());
 }
 
 bool isListingOpen(const std::string& root) {
     sFileIdentity identity;
-    return g_listingState.open || identifyFile(markerPath(root), identity);
-}
-
-void resetListingState() {
-    g_listingState = {};
+    return g_smsMemory.isListingOpen || identifyFile(markerPath(root), identity);
 }

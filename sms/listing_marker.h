@@ -3,18 +3,15 @@
 
 #include <string>
 
-// A modem marks a message as read when it lists it. From then until the message is in a file it is
-// in nobody's hands: a listing that was cut off, or a daemon that was killed, would leave it to be
-// deleted unseen. A marker file stands in the spool's root for that time. While it stands nothing
-// is deleted on the modem, and whoever finds it lists the read messages too. Should somebody remove
-// it, this process still knows.
+// A modem marks a message as read when it lists it. If the listing is cut off or the daemon is
+// killed before the message is in a file, the next deletion of the read messages would lose it. So
+// a marker file is in the spool's root during that time. While it exists, nothing is deleted on the
+// modem, and the next check lists the read messages too. The process also remembers the marker, in
+// case somebody removes the file.
 
-// Puts the marker down; leftOver: it stood there already. False when the root cannot be written.
+// Creates the marker. leftOver: there was one already. False when the root cannot be written.
 bool openListing(const std::string& root, bool& leftOver);
 void closeListing(const std::string& root);
 bool isListingOpen(const std::string& root);
-
-// For tests: as in a process that has just started.
-void resetListingState();
 
 #endif

@@ -11,20 +11,13 @@
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
 #include "published/outcome_texts.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 
 namespace {
 
 constexpr mode_t MESSAGE_FILE_MODE = 0600;
-
-// The kind of number stands beside the file's result: a number itself is digits only.
-struct sMessageFileState {
-    std::string number;
-    bool international = false;
-};
-
-sMessageFileState g_messageFileState;
 
 bool isPart(const S_smsRecordRx& record) {
     return record.partTotal >= 2;
@@ -56,7 +49,7 @@ std::string fieldLine(const char* field, const std::string& value) {
     return smsFieldStart(field) + value;
 }
 
-// All lines but the last, which has the text and no line end.
+// All lines but the last one, which holds the text.
 std::vector<std::string> headerLines(const S_smsRecordRx& record) {
     std::vector<std::string> lines = {fieldLine(SMS_FIELD_FROM, oneLineText(record.from)),
                                       fieldLine(SMS_FIELD_TIME, oneLineText(record.time))};
@@ -69,7 +62,7 @@ std::vector<std::string> headerLines(const S_smsRecordRx& record) {
     return lines;
 }
 
-// The temporary file is in the root: programs act on what the folders list.
+// The temporary file is in the root, because other programs act on every file of the folders.
 bool writeMessageFile(const S_smsRecordRx& record, const std::string& path,
                       const std::string& root) {
     if (!isSpoolDir(dirOf(record, root))) return false;
@@ -97,8 +90,8 @@ void logWriting(const std::string& path) {
           "writeSmsMessages: Writing out incoming SMS message to file %s", path.c_str());
 }
 
-// A message that cannot be written stays in the modem: each check tries again, with the time of the
-// check in the name.
+// A message that cannot be written stays in the modem. Each check tries again, with another time in
+// the name.
 bool tryWriting(const sSmsOutcome& outcome, const std::string& root) {
     const cVaryingNumbers times;
     if (writeMessageFile(outcome.record, outcome.path, root)) return true;
@@ -128,7 +121,7 @@ bool isAnyNameTaken(tSmsQueue queue, const std::string& root) {
 bool parseNumber(const std::string& path, const std::string& value, std::string& number) {
     const std::string written = cleanWhiteSpace(value);
     number = cleanNonNumeric(written);
-    g_messageFileState = {number, startsWith(written, "+")};
+    g_smsMemory.internationalNumber = startsWith(written, "+") ? number : "";
     if (number.size() < SMS_NUMBER_DIGITS_MIN) {
         debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, %s%s' is too short",
               oneLineText(path).c_str(), SMS_LOG_NUMBER, number.c_str());
@@ -227,7 +220,7 @@ bool parseSmsFile(const std::string& path, std::string& number, std::string& mes
 }
 
 bool isInternationalNumber(const std::string& number) {
-    return g_messageFileState.international && g_messageFileState.number == number;
+    return !number.empty() && g_smsMemory.internationalNumber == number;
 }
 
 bool stripNonLatinBasic(std::string& text) {
@@ -241,8 +234,4 @@ bool stripNonLatinBasic(std::string& text) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Notice: Some incompatible SMS characters replaced with '?'");
     return found;
-}
-
-void resetMessageFileState() {
-    g_messageFileState = {};
 }

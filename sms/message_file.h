@@ -1,28 +1,13 @@
 #ifndef SMS_MESSAGE_FILE_H
 #define SMS_MESSAGE_FILE_H
 
-#include <cstdint>
-#include <queue>
 #include <string>
 #include <vector>
 
-// A received message, or one part of it.
-struct S_smsRecordRx {
-    uint32_t index = 0;           // storage index in the modem
-    std::string from;             // sender
-    std::string time;             // service centre's time stamp, formatted
-    std::string timeUnformatted;  // seconds since the epoch
-    std::string message;
-    int32_t msgId = 0;       // reference of a multi-part message
-    int32_t partNumber = 0;  // 1-based
-    int32_t partTotal = 0;   // below 2: a message of one part
-    std::string journal;     // file that holds the message until /recv/ has it; empty: none
-};
+#include "sms/sms_records.h"
 
-// timeUnformatted stays: every decoded message overwrites it.
+// Resets all fields but timeUnformatted, which every decoded message overwrites.
 void resetSmsRecord(S_smsRecordRx& record);
-
-using tSmsQueue = std::queue<S_smsRecordRx>;
 
 // The file of a message or a part, as published/sms_spool.h describes it. The text has no line end
 // of its own.
@@ -35,30 +20,28 @@ struct sSmsOutcome {
     bool written = false;
 };
 
-// Empties the queue into files of /recv/ and /recv_parts/. Names have the second and a counter that
-// begins at 1 with every call, so a second batch within the second takes the place of the first. A
-// message that was written needs its journal no longer, and loses it.
+// Writes the queue to files of /recv/ and /recv_parts/ and empties it. The names contain the second
+// and a counter that starts at 1 with every call, so a second batch within the same second replaces
+// the first. The journal of a message that was written is deleted.
 std::vector<sSmsOutcome> writeSmsBatch(tSmsQueue& queue, const std::string& root);
 // The same; the number of files written.
 unsigned writeSmsMessages(tSmsQueue& queue, const std::string& root);
 
-// Where a name that writeSmsBatch would use now is taken, waits for the next second, once.
+// Waits once for the next second if a name that writeSmsBatch would use now is taken.
 void waitForFreeNames(const tSmsQueue& queue, const std::string& root);
 
-// Whether /recv/ holds a file with just the content that this message would have there.
+// Whether /recv/ has a file with exactly the content of this message.
 bool isInRecv(const S_smsRecordRx& record, const std::string& root);
 
-// Number and text of a file in /send/. The number has its 5 to 50 digits only; whether it was
-// written with a "+" is kept for isInternationalNumber. False, with the cause in the log, for a
-// file that is not usable; links are not followed.
+// Reads number and text of a file in /send/. number gets only the 5 to 50 digits; a leading "+" is
+// remembered for isInternationalNumber. False, with the cause in the log, if the file is not
+// usable; links are not followed.
 bool parseSmsFile(const std::string& path, std::string& number, std::string& message);
 
-// Whether the last file parsed had this number, written with a leading "+".
+// Whether the last file parsed had this number with a leading "+".
 bool isInternationalNumber(const std::string& number);
 
-// Every byte from 0x80 up becomes '?'. True when there was one.
+// Replaces every byte from 0x80 up by '?'. True when there was one.
 bool stripNonLatinBasic(std::string& text);
-
-void resetMessageFileState();
 
 #endif

@@ -4,18 +4,13 @@
 #include <unistd.h>
 
 #include "atcmd/command.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 
 namespace {
 
-const char* const ESC = "\x1b";  // ends a prompt, and sends nothing
+const char* const ESC = "\x1b";  // ends a prompt without sending the text
 constexpr unsigned ABORT_TIMEOUT_S = 0;
-
-struct sPromptState {
-    bool mayBeOpen = false;
-};
-
-sPromptState g_promptState;
 
 std::string markerPath(const std::string& root) {
     return ownSpoolFile(root, "prompt");
@@ -31,13 +26,13 @@ void markPrompt() {
 }
 
 void unmarkPrompt() {
-    g_promptState.mayBeOpen = false;
+    g_smsMemory.mayPromptBeOpen = false;
     if (isSpoolRoot(g_s_root_sms_path)) unlink(markerPath(g_s_root_sms_path).c_str());
 }
 
 void findPrompt(const std::string& root) {
     sFileIdentity identity;
-    g_promptState.mayBeOpen = isSpoolRoot(root) && identifyFile(markerPath(root), identity);
+    g_smsMemory.mayPromptBeOpen = isSpoolRoot(root) && identifyFile(markerPath(root), identity);
 }
 
 ePortReturn abortPrompt(int port) {
@@ -45,12 +40,8 @@ ePortReturn abortPrompt(int port) {
 }
 
 void endLeftPrompt(int port) {
-    if (!g_promptState.mayBeOpen) return;
+    if (!g_smsMemory.mayPromptBeOpen) return;
     debug(eLOG_NOTICE, g_i_debugMode,
           "An SMS message or a custom AT command was cut short, ending its prompt");
     if (abortPrompt(port) != ePORT_ERROR) unmarkPrompt();
-}
-
-void resetPromptState() {
-    g_promptState = {};
 }

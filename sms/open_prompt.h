@@ -5,25 +5,22 @@
 
 #include "include/result_codes.h"
 
-// At the prompt of AT+CMGS, and of what else an operator sends, a modem takes all that comes for
-// text, without end and without an answer. A daemon that was killed there would leave it deaf to
-// the next one, so a marker file stands in the spool's root from the command until its prompt is
-// surely gone.
+// At a prompt, of AT+CMGS or of an operator's own command, the modem takes all input as text and
+// answers nothing. A daemon that is killed there would leave a modem that ignores the next daemon.
+// So a marker file is in the spool's root from the command until its prompt is certainly gone.
 
-// Around a transaction with a prompt, or with one that may have a prompt.
+// Call these around a transaction that has, or may have, a prompt.
 void markPrompt();
 void unmarkPrompt();
 
-// ESC, which ends a prompt unsent; without one the modem answers nothing.
+// Sends ESC, which ends a prompt without sending the text. Without a prompt the modem does not
+// answer.
 ePortReturn abortPrompt(int port);
 
-// Looks for what an earlier process left in the spool.
+// Looks in the spool for the marker of an earlier process.
 void findPrompt(const std::string& root);
 
-// Ends a prompt that may have been left open; sends nothing otherwise.
+// Ends a prompt that an earlier process may have left open; otherwise sends nothing.
 void endLeftPrompt(int port);
-
-// For tests: as in a process that has just started.
-void resetPromptState();
 
 #endif

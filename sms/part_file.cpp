@@ -1,30 +1,22 @@
 #include "sms/part_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <unordered_map>
 
 #include "include/debug.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
+#include "sms/sms_memory.h"
+#include "sms/stuck_files.h"
 
 namespace {
 
-// So many digits fit every number of a part file.
+// The most digits of a number in a part file; that many always fit.
 constexpr size_t NUMBER_DIGITS_MAX = 9;
 
-struct sPartFileState {
-    std::unordered_map<std::string, sPartFile> files;  // by path
-    uint64_t check = 0;
-};
-
-sPartFileState g_partFileState;
-
-// The value of a key; missing fields are told.
+// The value of a key. A missing field is logged.
 std::string field(const cTextLookupTable& table, const std::string& path, const char* key) {
     if (!table.DoesEntryExist(key)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: File %s missing field '%s', deleting",
@@ -44,7 +36,7 @@ uint32_t timeField(const cTextLookupTable& table) {
     return static_cast<uint32_t>(std::clamp(time, 0LL, TIME_MAX));
 }
 
-// False, with errno set, where the file or its table could not be read.
+// False, with errno set, when the file or its table could not be read.
 bool readContent(const std::string& path, std::string& content, cTextLookupTable& table) {
     if (!readFile2StringNoFollow(path, content, SMS_FILE_MAX)) return false;
     table = cTextLookupTable(path, '=', 1);
@@ -61,7 +53,7 @@ void readPartFile(const std::string& path, sPartFile& file) {
     cTextLookupTable table("", '=', 1);
     std::string content;
     part.fileName = path;
-    // What is no regular file has no fields.
+    // Anything but a regular file has no fields.
     file.isRead = !isRegularFile(file.identity) || readContent(path, content, table);
     if (!file.isRead) return;
     part.msgId = numberField(table, path, SMS_FIELD_ID);
@@ -79,46 +71,40 @@ void readPartFile(const std::string& path, sPartFile& file) {
 const sPartFile* lookAtPartFile(const std::string& path) {
     sFileIdentity identity;
     if (!identifyFile(path, identity)) {
-        g_partFileState.files.erase(path);
+        g_smsMemory.partFiles.erase(path);
         return nullptr;
     }
-    const auto found = g_partFileState.files.try_emplace(path);
+    if (isStuckFile(path, identity)) return nullptr;
+    const auto found = g_smsMemory.partFiles.try_emplace(path);
     sPartFile& file = found.first->second;
     const bool isNew = found.second || !(file.identity == identity);
     if (isNew) {
         file = {};
         file.identity = identity;
     }
-    if (isNew || (!file.isRead && file.lastLookedAt != g_partFileState.check)) {
+    if (isNew || (!file.isRead && file.lastLookedAt != g_smsMemory.partCheck)) {
         readPartFile(path, file);
         if (isNew && !file.isRead) logUnreadable(path);
     }
-    file.lastLookedAt = g_partFileState.check;
+    file.lastLookedAt = g_smsMemory.partCheck;
     return &file;
 }
 
 void removePartFile(const std::string& path) {
-    if (unlink(path.c_str()) == 0 || errno == ENOENT) {
-        g_partFileState.files.erase(path);
-        return;
-    }
-    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot delete SMS file %s, errno %d (%s)",
-          oneLineText(path).c_str(), errno, strerror(errno));
-    const auto file = g_partFileState.files.find(path);
-    if (file != g_partFileState.files.end()) file->second.taken = true;
+    const bool isDeleted = deleteSmsFile(path);
+    const auto file = g_smsMemory.partFiles.find(path);
+    if (file == g_smsMemory.partFiles.end()) return;
+    if (!isDeleted) noteStuckFile(path, file->second.identity);
+    g_smsMemory.partFiles.erase(file);
 }
 
 void beginPartCheck() {
-    ++g_partFileState.check;
+    ++g_smsMemory.partCheck;
 }
 
 void endPartCheck() {
-    auto& files = g_partFileState.files;
+    auto& files = g_smsMemory.partFiles;
     for (auto file = files.begin(); file != files.end();)
-        file = file->second.lastLookedAt == g_partFileState.check ? std::next(file)
+        file = file->second.lastLookedAt == g_smsMemory.partCheck ? std::next(file)
                                                                   : files.erase(file);
-}
-
-void resetPartFileState() {
-    g_partFileState = {};
 }

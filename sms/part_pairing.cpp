@@ -9,7 +9,7 @@
 
 namespace {
 
-// The service centre stamps a part when it takes it from the sender, who sends one after the other.
+// The service centre stamps each part on arrival, and a sender sends its parts one after the other.
 constexpr uint32_t SPAN_MAX_S = 3600;
 
 using tPointers = std::vector<const sWaitingPart*>;
@@ -51,8 +51,8 @@ bool isFrontOlder(const tRows::value_type& a, const tRows::value_type& b) {
     return isOlder(*a.second.front(), *b.second.front());
 }
 
-// Where the oldest parts of the numbers cannot be one message, the oldest of all is passed over: no
-// other part comes nearer to it.
+// If the oldest parts of the numbers cannot be one message, the oldest of all is left out: every
+// other part is even further away from it.
 void placeWholeMessages(const tPointers& byAge, size_t& count, tPlaces& places) {
     tRows rows = rowsOf(byAge);
     while (!isAnyEmpty(rows)) {
@@ -71,7 +71,7 @@ void placeWholeMessages(const tPointers& byAge, size_t& count, tPlaces& places) 
     }
 }
 
-// Of each number the oldest that has no place yet belongs to the first message, and so on.
+// The oldest part of each number without a place belongs to the first message, and so on.
 void placeOthers(const tPointers& byAge, size_t first, tPlaces& places) {
     std::map<int32_t, size_t> olderOnes;  // of each number
     for (const sWaitingPart* part : byAge) {

@@ -6,7 +6,7 @@
 
 #include "sms/part_file.h"
 
-// A part that waits, with what tells its age beside its time stamp.
+// A part that waits for the rest of its message. Its file's time orders parts of the same second.
 struct sWaitingPart {
     S_partsFileAttributes attributes;
     std::string fromAsWritten;
@@ -17,14 +17,15 @@ using tParts = std::deque<sWaitingPart>;
 
 sWaitingPart waitingPart(const sPartFile& file);
 
-// By the service centre's time, which has seconds only; then by arrival.
+// Compares the service centre's time, which has seconds only, then the arrival.
 bool isOlder(const sWaitingPart& a, const sWaitingPart& b);
 
-// The parts of one group as those of several messages, since senders count their messages to 255
-// and begin again. First come whole messages whose parts have the same sender as written and were
-// sent within an hour, then those made of the others; of each number the oldest belongs to the
-// first message, the next to the second. So a part that was left from long ago spoils no whole
-// message. Within a message parts keep their order; none has more parts than the one before it.
+// Divides the parts of one group into messages: senders count their messages to 255 and start
+// again, so a group may hold several. First come complete messages whose parts have the same sender
+// as written and were sent within an hour, so that an old leftover part does not spoil them. The
+// other parts follow: the oldest part of each number makes the first message, the next oldest the
+// second, and so on. Parts keep their order within a message. No message has more parts than the
+// one before.
 std::vector<tParts> pairParts(const tParts& parts);
 
 #endif

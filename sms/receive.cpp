@@ -11,6 +11,7 @@
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/repeated_parts.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
 
 namespace {
@@ -22,22 +23,15 @@ const char* const LIST_PREFIX = "+CMGL:";
 const char* const LIST_END = "OK";
 constexpr size_t HEADER_FIELDS = 4;
 
-// So much is logged of a line that was not understood, which is more than any PDU has, and so many
-// lines after a header.
+// How much of a line that was not understood is logged, which is more than any PDU has, and how
+// many such lines after a header.
 constexpr size_t LOGGED_LINE_MAX = 1000;
 constexpr size_t LOGGED_LINES_MAX = 16;
 
 constexpr int LAST_ASCII_CHARACTER = 126;
 
-// More than any modem stores; a modem that never deletes must not fill our memory.
+// More than any modem stores: a modem that never deletes must not fill our memory.
 constexpr size_t LISTED_MAX = 2000;
-
-struct sReceiveState {
-    // What is in files while the modem has it still: a listing of the read messages has it again.
-    std::vector<S_smsRecordRx> listed;
-};
-
-sReceiveState g_receiveState;
 
 template <typename tType>
 struct sCommandRow {
@@ -58,7 +52,7 @@ const sCommandRow<eSmsDelType> DELETE_COMMANDS[] = {
     {eSMS_DELETE_ALL, eAT_CMD_CMGD_ALL},
 };
 
-// False for a type that is in no row.
+// False for a type that is not in the table.
 template <typename tType, size_t SIZE>
 bool findCommand(const sCommandRow<tType> (&table)[SIZE], tType type, std::string& command) {
     for (const sCommandRow<tType>& row : table) {
@@ -69,7 +63,7 @@ bool findCommand(const sCommandRow<tType> (&table)[SIZE], tType type, std::strin
     return false;
 }
 
-// A listing. cutOff: messages were listed, and so marked as read, before the modem gave up.
+// Sends a listing. cutOff: the modem listed messages, and so marked them as read, but then failed.
 ePortReturn listMessages(int port, e3gppType type, const std::string& command, tSmsQueue& queue,
                          bool& cutOff) {
     std::string response;
@@ -90,8 +84,8 @@ ePortReturn listMessages(int port, e3gppType type, const std::string& command, t
     return result;
 }
 
-// The fields of a header. The name may hold a comma: within quotes it separates nothing. Where the
-// name holds a quote, too, nobody can say what is within quotes.
+// The fields of a header. A comma within quotes, as in a name, does not separate fields. If the
+// quotes are not balanced, every comma does.
 std::vector<std::string> headerFields(const std::string& text) {
     const bool balanced = std::count(text.begin(), text.end(), '"') % 2 == 0;
     std::vector<std::string> fields(1);
@@ -106,7 +100,8 @@ std::vector<std::string> headerFields(const std::string& text) {
     return fields;
 }
 
-// The modem deletes what it has listed: the log is the only place that has it then.
+// The modem deletes the messages that it has listed, so the log is then the only place that has
+// them.
 void logLost(const char* what, const std::string& line) {
     debug(eLOG_NOTICE, g_i_debugMode, "%s: %s", what,
           oneLineText(line.substr(0, LOGGED_LINE_MAX)).c_str());
@@ -162,8 +157,8 @@ class cListingReader {
         m_unexplained.push_back(text);
     }
 
-    // Where no PDU came, one of the lines since is what became of it. Before a PDU that came they
-    // were other reports of the modem.
+    // If no PDU came after the header, one of the lines since may be its remains, so all are
+    // logged. If a PDU came, they were other reports of the modem.
     void endHeader() {
         if (m_pduMissing)
             for (const std::string& line : m_unexplained)
@@ -238,8 +233,8 @@ class cListingReader {
     e3gppType m_type;
     tSmsQueue& m_queue;
     bool m_pduExpected = false;
-    bool m_pduMissing = false;               // none came since the last header
-    std::vector<std::string> m_unexplained;  // that header, and lines since that are no PDU
+    bool m_pduMissing = false;               // no PDU since the last header
+    std::vector<std::string> m_unexplained;  // that header, and the lines since that are not a PDU
     size_t m_length = 0;
     uint32_t m_index = 0;
     S_smsRecordRx m_record;
@@ -277,7 +272,7 @@ void append8BitText(const unsigned char* data, size_t length, std::string& text)
     }
 }
 
-// The codec has unpacked it; the longest text with its end fits.
+// The codec has unpacked the text. The buffer holds the longest one and its end.
 void appendUnpackedText(const unsigned char* data, size_t length, std::string& text) {
     constexpr size_t BUFFER_SIZE = SMS_MAX_TEXT_OCTETS + 2;
     char buffer[BUFFER_SIZE] = {};
@@ -292,13 +287,13 @@ bool sameMessage(const S_smsRecordRx& a, const S_smsRecordRx& b) {
 }
 
 bool isListed(const S_smsRecordRx& record) {
-    const std::vector<S_smsRecordRx>& listed = g_receiveState.listed;
+    const std::vector<S_smsRecordRx>& listed = g_smsMemory.listed;
     return std::any_of(listed.begin(), listed.end(),
                        [&](const S_smsRecordRx& other) { return sameMessage(record, other); });
 }
 
-// Writes what a listing brought, remembers what is safe and counts it. False when a message could
-// not be written.
+// Writes the messages of a listing to files, remembers and counts those that were written. False
+// when one could not be written.
 bool saveListed(tSmsQueue& queue, sModemInfo& modem, const std::string& root,
                 std::vector<std::string>& partPaths) {
     waitForFreeNames(queue, root);
@@ -310,14 +305,14 @@ bool saveListed(tSmsQueue& queue, sModemInfo& modem, const std::string& root,
         }
         ++modem.i_sms_received;
         if (outcome.record.partTotal >= 2) partPaths.push_back(outcome.path);
-        if (g_receiveState.listed.size() < LISTED_MAX)
-            g_receiveState.listed.push_back(std::move(outcome.record));
+        if (g_smsMemory.listed.size() < LISTED_MAX)
+            g_smsMemory.listed.push_back(std::move(outcome.record));
     }
     return allWritten;
 }
 
-// What of a listing of the read messages is not in a file yet. A message that was written just
-// before a kill may be there still.
+// The messages of a listing of the read ones that are not in a file yet. A daemon that was killed
+// may have written some already.
 tSmsQueue withoutSaved(tSmsQueue& queue, const std::string& root) {
     tSmsQueue fresh;
     for (; !queue.empty(); queue.pop()) {
@@ -330,7 +325,7 @@ tSmsQueue withoutSaved(tSmsQueue& queue, const std::string& root) {
 
 enum class eListing { SAVED, HELD, TIMEOUT };
 
-// The read messages, when an earlier listing of unread ones may have been lost on its way.
+// Lists the read messages, because an earlier listing of the unread ones may have been lost.
 eListing recoverRead(int port, e3gppType type, sModemInfo& modem, const std::string& root,
                      std::vector<std::string>& partPaths) {
     notice("A listing of SMS messages did not end well, listing the read ones as well");
@@ -344,7 +339,7 @@ eListing recoverRead(int port, e3gppType type, sModemInfo& modem, const std::str
     return saved && result == ePORT_OK ? eListing::SAVED : eListing::HELD;
 }
 
-// The unread messages. recover: the answers cannot be trusted to be complete.
+// Lists the unread messages. recover: an earlier listing may be incomplete.
 eListing takeMessages(int port, e3gppType type, sModemInfo& modem, const std::string& root,
                       bool recover, std::vector<std::string>& partPaths) {
     bool cutOff;
@@ -358,13 +353,13 @@ eListing takeMessages(int port, e3gppType type, sModemInfo& modem, const std::st
     return recovered == eListing::SAVED && !saved ? eListing::HELD : recovered;
 }
 
-void tellSpoolError(const std::string& root) {
+void reportSpoolError(const std::string& root) {
     const int error = errno;
     debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot write SMS folder %s, errno %d (%s)",
           root.c_str(), error, strerror(error));
 }
 
-// Complete messages, and those that an earlier check could not write.
+// Delivers complete messages, and those that an earlier check could not write.
 void joinParts(sModemInfo& modem, const std::string& root,
                const std::vector<std::string>& written) {
     removeRepeatedParts(root, written);
@@ -423,12 +418,12 @@ void decodePduUserdata(const sms_t& sms, std::string& text) {
 eGeneralErrors checkReceiveSmS(int port, sModemInfo& modem, const std::string& root) {
     traceEntry(eLOG_SMS, __func__);
     const e3gppType type = smsTypeOf(modem);
-    // An answer that comes too late would be taken for that of the listing.
+    // If this answer comes late, it could be taken for the answer to the listing.
     const bool answerAstray = setSmsMode(port, eSMS_MODE_PDU) == ePORT_NO_FINAL_RESULT;
 
     bool leftOver;
     if (!openListing(root, leftOver)) {
-        tellSpoolError(root);
+        reportSpoolError(root);
         return eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE;
     }
     std::vector<std::string> partPaths;
@@ -441,9 +436,5 @@ eGeneralErrors checkReceiveSmS(int port, sModemInfo& modem, const std::string& r
 }
 
 void forgetListedMessages() {
-    g_receiveState.listed.clear();
-}
-
-void resetReceiveState() {
-    g_receiveState = {};
+    g_smsMemory.listed.clear();
 }

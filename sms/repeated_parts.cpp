@@ -10,8 +10,7 @@
 
 namespace {
 
-// The message that a part file belongs to, what makes two files the same part of it, and how new a
-// file is.
+// What identifies the message of a part file, what identifies the part, and how new a file is.
 using tMessageKey = std::tuple<std::string, int32_t, int32_t>;
 using tPartKey = std::tuple<tMessageKey, int32_t, uint32_t, std::string>;
 using tNewness = std::tuple<size_t, int64_t, std::string>;
@@ -21,10 +20,10 @@ struct sNewest {
     std::string path;
 };
 
-// Null for what is no part that waits.
+// Null when the file is not a waiting part.
 const sPartFile* lookAtWaitingPart(const std::string& path) {
     const sPartFile* file = lookAtPartFile(path);
-    if (file == nullptr || file->taken || !file->isRead) return nullptr;
+    if (file == nullptr || !file->isRead) return nullptr;
     const S_partsFileAttributes& part = file->attributes;
     return part.msgId == 0 || part.partNumber == 0 || part.partTotal == 0 ? nullptr : file;
 }

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
 
 #include "atcmd/command.h"
 #include "include/repeated_notices.h"
@@ -18,7 +17,9 @@
 #include "published/outcome_texts.h"
 #include "sms/message_file.h"
 #include "sms/open_prompt.h"
+#include "sms/sms_memory.h"
 #include "sms/spool.h"
+#include "sms/stuck_files.h"
 #include "sms/wall_clock.h"
 
 namespace {
@@ -27,7 +28,7 @@ constexpr unsigned PROMPT_TIMEOUT_S = 0;
 constexpr unsigned SEND_TIMEOUT_S = 60;
 constexpr unsigned TEXT_MODE_TIMEOUT_S = 2;
 
-const char* const CTRL_Z = "\x1a";  // ends the text at the prompt, and sends it
+const char* const CTRL_Z = "\x1a";  // ends the text at the prompt and sends it
 
 constexpr int ATTEMPTS_MAX = 3;
 constexpr size_t LOGGED_MAX = 50;
@@ -35,16 +36,6 @@ constexpr size_t LOGGED_MAX = 50;
 // Characters that need no quoting in a shell command.
 const char* const SAFE_CHARACTERS =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._+@%,:=/-";
-
-struct sSendState {
-    std::string dir;   // /send/, since the first call
-    std::string path;  // file last read
-    int failures = 0;  // of that file
-    // Files that are done with but could not be removed: they must not be sent again and again.
-    std::map<std::string, sFileIdentity> stuck;
-};
-
-sSendState g_sendState;
 
 struct sTextModeRow {
     eTextMode mode;
@@ -56,7 +47,7 @@ const sTextModeRow TEXT_MODES[] = {
     {eSMS_TEXT_PCCP437, "PCCP437"}, {eSMS_TEXT_UCS2, "UCS2"}, {eSMS_TEXT_HEX, "HEX"},
 };
 
-// A file of /send/ on its way.
+// A file of /send/ that is being sent.
 struct sSendFile {
     std::string path;
     std::string newName;  // in /send_ok/ or /send_fail/
@@ -66,19 +57,14 @@ struct sSendFile {
 };
 
 bool isToBeSent(const std::string& path, sFileIdentity& identity) {
-    if (!identifyFile(path, identity) || !isRegularFile(identity)) return false;
-    const auto stuck = g_sendState.stuck.find(path);
-    if (stuck == g_sendState.stuck.end()) return true;
-    if (stuck->second == identity) return false;
-    g_sendState.stuck.erase(stuck);
-    return true;
+    return identifyFile(path, identity) && isRegularFile(identity) && !isStuckFile(path, identity);
 }
 
-// The last regular file of a listing; anything else in the folder is passed over.
+// The last regular file of a listing; anything else in the folder is ignored.
 bool findLastFile(const std::vector<std::string>& names, std::string& name,
                   sFileIdentity& identity) {
     const auto last = std::find_if(names.rbegin(), names.rend(), [&](const std::string& entry) {
-        return isToBeSent(g_sendState.dir + entry, identity);
+        return isToBeSent(g_smsMemory.sendDir + entry, identity);
     });
     if (last == names.rend()) return false;
     name = *last;
@@ -89,35 +75,35 @@ bool isSafeForShell(const std::string& text) {
     return text.find_first_not_of(SAFE_CHARACTERS) == std::string::npos;
 }
 
-// Replaced or changed since the folder was listed: what was read may be neither message.
+// Whether the file has not changed since the folder was listed. If it has, the text that was read
+// may be half of the old and half of the new message.
 bool isAsListed(const sSendFile& file) {
     sFileIdentity now;
     return identifyFile(file.path, now) && now == file.identity;
 }
 
-// A writer may have put its next message under the same name meanwhile. One that only changed the
-// file in place has made no new message of it.
+// Whether the file was not replaced meanwhile: a new file of the same name is a new message. A file
+// that was only changed in place is not.
 bool isStillThere(const sSendFile& file) {
     sFileIdentity now;
     return identifyFile(file.path, now) && isSameFile(now, file.identity);
 }
 
 void removeSendFile(const std::string& path) {
-    if (unlink(path.c_str()) == 0 || errno == ENOENT) return;
-    debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot delete SMS file %s, errno %d (%s)",
-          oneLineText(path).c_str(), errno, strerror(errno));
+    if (deleteSmsFile(path)) return;
     sFileIdentity identity;
-    if (identifyFile(path, identity)) g_sendState.stuck[path] = identity;
+    if (identifyFile(path, identity)) noteStuckFile(path, identity);
 }
 
-// Into a folder that has the target's name mv would move the file, and behind a link follow it.
+// Whether the target is something that mv must not touch: it would move the file into a folder of
+// that name, and follow a link.
 bool isTaken(const std::string& target) {
     sFileIdentity identity;
     return identifyFile(target, identity) && !isRegularFile(identity);
 }
 
-// A name that a shell would not take as it stands does not get near one. Without a place to move
-// it to the file only goes.
+// A name that a shell could misread is moved without a shell. If there is no folder to move it to,
+// the file is only deleted.
 void moveSendFile(const sSendFile& file, const std::string& root, const char* dir) {
     if (!isStillThere(file)) return;
     const std::string target = root + dir + file.newName;
@@ -135,24 +121,24 @@ void finishSent(const sSendFile& file, sModemInfo& modem, const std::string& roo
     moveSendFile(file, root, SMS_DIR_SEND_OK);
     g_Cp_DelaySendSMS->Stop();
     ++modem.i_sms_sent;
-    g_sendState.failures = 0;
-    g_sendState.path.clear();
+    g_smsMemory.sendFailures = 0;
+    g_smsMemory.sendPath.clear();
 }
 
 void giveUp(const sSendFile& file, sModemInfo& modem, const std::string& root) {
     debug(eLOG_NOTICE, g_i_debugMode, "Max send attempt, moving file to %s/%s", SMS_DIR_SEND_FAIL,
           oneLineText(file.newName).c_str());
     moveSendFile(file, root, SMS_DIR_SEND_FAIL);
-    g_sendState.failures = 0;
+    g_smsMemory.sendFailures = 0;
     ++modem.i_sms_sent_fail;
 }
 
 void finishFailed(const sSendFile& file, sModemInfo& modem, const std::string& root) {
-    const bool isLast = ++g_sendState.failures >= ATTEMPTS_MAX;
+    const bool isLast = ++g_smsMemory.sendFailures >= ATTEMPTS_MAX;
     debug(eLOG_NOTICE, g_i_debugMode,
           isLast ? "Send #%d Failed : TO=%s, MSG=%s (truncated)"
                  : "Send #%d Failed: TO=%s, MSG=%s (truncated)",
-          g_sendState.failures, file.number.c_str(),
+          g_smsMemory.sendFailures, file.number.c_str(),
           oneLineText(file.message.substr(0, LOGGED_MAX)).c_str());
     if (isLast) giveUp(file, modem, root);
     g_Cp_DelaySendSMS->Start();
@@ -160,8 +146,8 @@ void finishFailed(const sSendFile& file, sModemInfo& modem, const std::string& r
 
 eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sSendFile& file) {
     debug(eLOG_NOTICE, g_i_debugMode, "Reading SMS File %s", oneLineText(file.path).c_str());
-    if (file.path != g_sendState.path) g_sendState.failures = 0;
-    g_sendState.path = file.path;
+    if (file.path != g_smsMemory.sendPath) g_smsMemory.sendFailures = 0;
+    g_smsMemory.sendPath = file.path;
 
     const bool isValid = parseSmsFile(file.path, file.number, file.message);
     if (!isAsListed(file)) return eSUCCESS;
@@ -169,7 +155,7 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
         debug(eLOG_NOTICE, g_i_debugMode, "SMS send file %s is invalid, deleting",
               oneLineText(file.path).c_str());
         removeSendFile(file.path);
-        g_sendState.failures = 0;
+        g_smsMemory.sendFailures = 0;
         return eERROR_DEVICE_SMS_OUT_FILE_PARSE_FAILURE;
     }
     const eGeneralErrors result =
@@ -181,13 +167,13 @@ eGeneralErrors sendFile(int port, sModemInfo& modem, const std::string& root, sS
     return result;
 }
 
-// Daemons of several slots share the spool: the one that has the lock sends the file, and it is
-// gone from its place before the lock is.
+// Daemons of several slots share the spool. The one that has the lock sends the file, and it keeps
+// the lock until the file is moved away.
 bool isSentByAnother(int fd) {
     return fd != -1 && flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-// A file that is kept open keeps its number: no new message can have it meanwhile.
+// An open file keeps its inode number, so no new message can get the same one meanwhile.
 eGeneralErrors sendFileKeptOpen(int port, sModemInfo& modem, const std::string& root,
                                 sSendFile& file) {
     constexpr int FLAGS = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -259,8 +245,8 @@ eGeneralErrors sendAsText(int port, const std::string& number, std::string messa
     return mapSendResult(sendSmsText(port, number, message));
 }
 
-// AT+CMGS, and the text at its prompt. The prompt "> " is no final result, so the wait for it
-// always ends without one.
+// Sends AT+CMGS, then the text at its prompt. The prompt "> " is not a final result, so the wait
+// for it always ends without one.
 ePortReturn talkAtPrompt(int port, const char* function, const std::string& arguments,
                          const std::string& text) {
     const std::string command = commandText(eAT_CMD_CMGS_SET, arguments);
@@ -295,22 +281,22 @@ ePortReturn sendAtPrompt(int port, const char* function, const std::string& argu
 eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root) {
     traceEntry(eLOG_SMS, __func__);
     if (g_Cp_DelaySendSMS->IsTimerRunning()) return eERROR_DEVICE_SMS_DELAY_TIMER_RUNNING;
-    if (g_sendState.dir.empty()) g_sendState.dir = root + SMS_DIR_SEND;
+    if (g_smsMemory.sendDir.empty()) g_smsMemory.sendDir = root + SMS_DIR_SEND;
 
     std::vector<std::string> names;
-    const int error = listSpoolFiles(g_sendState.dir, names);
+    const int error = listSpoolFiles(g_smsMemory.sendDir, names);
     if (error != 0) {
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Unable to read SMS DIR %s, errno %d (%s)",
-              __func__, g_sendState.dir.c_str(), error, strerror(error));
+              __func__, g_smsMemory.sendDir.c_str(), error, strerror(error));
         return eERROR_DEVICE_SMS_READ_SEND_DIR_FAILURE;
     }
     std::string name;
     sSendFile file;
     if (!findLastFile(names, name, file.identity)) {
-        g_sendState.path.clear();
+        g_smsMemory.sendPath.clear();
         return eSUCCESS;
     }
-    file.path = g_sendState.dir + name;
+    file.path = g_smsMemory.sendDir + name;
     file.newName = filedSmsName(name, fileTimeText());
     const cSingleEvent attempt;
     return sendFileKeptOpen(port, modem, root, file);
@@ -346,8 +332,4 @@ ePortReturn setSmsTextMode(int port, eTextMode mode) {
     debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: Unknown SMS Text command Command %d", __func__,
           mode);
     return SMS_UNKNOWN_TYPE;
-}
-
-void resetSendState() {
-    g_sendState = {};
 }

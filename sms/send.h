@@ -6,7 +6,7 @@
 #include "include/device_records.h"
 #include "sms/sms_mode.h"
 
-// From the files of /send/ to the modem.
+// Sending: from the files of /send/ to the modem.
 
 // Character set of AT+CSCS (3GPP TS 27.007 section 5.5).
 enum eTextMode : int {
@@ -21,11 +21,10 @@ enum eTextMode : int {
 // Six concatenated parts of 153 characters.
 constexpr size_t SMS_MESSAGE_MAX = 918;
 
-// Sends the message of the last file in /send/ and moves the file to /send_ok/, or after its third
-// failure to /send_fail/. eSUCCESS, also without a file;
-// eERROR_DEVICE_SMS_DELAY_TIMER_RUNNING after a failed attempt; ..._READ_SEND_DIR_FAILURE;
-// ..._OUT_FILE_PARSE_FAILURE for a file that was not usable and is deleted; what sendSmSMessage
-// says.
+// Sends the message of the last file in /send/. Moves the file to /send_ok/, or after the third
+// failure to /send_fail/. eSUCCESS, also without a file; eERROR_DEVICE_SMS_DELAY_TIMER_RUNNING for
+// a while after a failed attempt; ..._READ_SEND_DIR_FAILURE; ..._OUT_FILE_PARSE_FAILURE for a file
+// that was not usable and is deleted; otherwise the result of sendSmSMessage.
 eGeneralErrors checkSendSmS(int port, sModemInfo& modem, const std::string& root);
 
 // Sends a message in as many parts as it needs. address: the own number, for the encoder.
@@ -42,7 +41,5 @@ ePortReturn sendSmsText(int port, const std::string& number, const std::string& 
 
 // AT+CSCS. SMS_UNKNOWN_TYPE for an unknown character set.
 ePortReturn setSmsTextMode(int port, eTextMode mode);
-
-void resetSendState();
 
 #endif

@@ -2,16 +2,14 @@
 
 #include "atcmd/command.h"
 #include "include/repeated_notices.h"
-#include "include/utilities.h"
 #include "platform/include/text_helpers.h"
-#include "sms/assembly.h"
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/message_file.h"
 #include "sms/open_prompt.h"
-#include "sms/part_file.h"
 #include "sms/receive.h"
 #include "sms/send.h"
+#include "sms/sms_memory.h"
 #include "sms/sms_mode.h"
 #include "sms/spool.h"
 
@@ -25,7 +23,7 @@ void deliverJournals(const std::string& root) {
     writeSmsMessages(queue, root);
 }
 
-// A message that is in no file yet must not be deleted on the modem.
+// A message that is not in a file yet must not be deleted on the modem.
 bool mayDelete(eGeneralErrors received, const std::string& root) {
     return received == eSUCCESS && !isListingOpen(root);
 }
@@ -75,11 +73,5 @@ eGeneralErrors checkSMS(int port, sDeviceInfo& device) {
 
 void resetSmsState() {
     resetSmsTimers();
-    resetMessageFileState();
-    resetListingState();
-    resetPromptState();
-    resetReceiveState();
-    resetPartFileState();
-    resetAssemblyState();
-    resetSendState();
+    resetSmsMemory();
 }

@@ -7,16 +7,17 @@
 
 // The SMS gateway between the modem and the spool folders.
 
-// Prepares the spool and the timers, and delivers what a killed daemon left behind. Once at start.
+// Prepares the spool and the timers, and delivers the messages that a killed daemon left. Call it
+// once at the start.
 void initSMS(const std::string& root);
 
-// The gateway's turn in a poll, at most every five seconds: receive, delete, send, delete.
-// eSUCCESS, also when it is not time yet; eERROR_DEVICE_NETWORK_NOT_REGISTERED or
-// ..._NOT_IMS_REGISTERED when messages cannot come; eERROR_DEVICE_RESPONSE_TIMEOUT when the modem
-// did not answer; eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE when the spool cannot be written.
+// The gateway's part of a poll, at most every five seconds: receive, delete, send, delete.
+// eSUCCESS, also when it is not due; eERROR_DEVICE_NETWORK_NOT_REGISTERED or ..._NOT_IMS_REGISTERED
+// when messages cannot come; eERROR_DEVICE_RESPONSE_TIMEOUT when the modem did not answer;
+// eERROR_DEVICE_SMS_WRITE_RECEIVE_DIR_FAILURE when the spool cannot be written.
 eGeneralErrors checkSMS(int port, sDeviceInfo& device);
 
-// For tests: all that the gateway keeps between calls, as in a process that has just started.
+// For tests: resets all that the gateway keeps between calls, and its timers.
 void resetSmsState();
 
 #endif

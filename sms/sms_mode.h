@@ -3,11 +3,9 @@
 
 #include "include/device_records.h"
 
-// What receiving and sending share: the network family, and the mode that the modem's message
-// commands work in.
+// What receiving and sending share: the network family and the mode of the message commands.
 
-// Which network family a message is coded for, and so which half of the codec and of the modem's
-// commands is used.
+// The network family that a message is coded for. It selects the codec and the modem's commands.
 enum e3gppType : int {
     eSMS_3GPP = 0,
     eSMS_3GPP2 = 1,
@@ -19,8 +17,8 @@ e3gppType smsTypeOf(const sModemInfo& modem);
 // AT+CMGF: message format.
 ePortReturn setSmsMode(int port, eSmsPduMode mode);
 
-// What an unknown read, delete or character-set type gives. The number means something else among
-// the daemon's results; the message commands have always used it so.
+// The result for an unknown read, delete or character-set type. Among the daemon's results the
+// number means something else; for the message commands it means this.
 constexpr ePortReturn SMS_UNKNOWN_TYPE =
     static_cast<ePortReturn>(eERROR_DEVICE_NETWORK_IPV4_IP_SET_FAILURE);
 

@@ -34,13 +34,13 @@ const char* const ALL_DIRS[] = {SMS_DIR_RECV, SMS_DIR_RECV_PARTS, SMS_DIR_RECV_P
                                 SMS_DIR_SEND, SMS_DIR_SEND_FAIL,  SMS_DIR_SEND_OK};
 const char* const SWEPT_DIRS[] = {SMS_DIR_RECV, SMS_DIR_SEND, SMS_DIR_RECV_PARTS};
 
-// The name of the folder itself: with a slash behind it the system follows a link.
+// The path without its last slash, with which the system would follow a link.
 std::string withoutEndSlash(const std::string& path) {
     const size_t last = path.find_last_not_of('/');
     return last == std::string::npos ? path : path.substr(0, last + 1);
 }
 
-// The root that a folder of the spool is in.
+// The root of a folder of the spool.
 std::string rootOf(const std::string& dir) {
     const std::string path = withoutEndSlash(dir);
     return path.substr(0, path.rfind('/') + 1);
@@ -62,7 +62,7 @@ void deleteIfOld(const std::string& path, time_t now) {
     if (ageS <= FILE_AGE_MAX_S) return;
     debug(eLOG_NOTICE, g_i_debugMode, "Deleting SMS file '%s', older than %d minutes.",
           shown.c_str(), FILE_AGE_MAX_MIN);
-    unlink(path.c_str());  // of a folder it fails, and the folder may stay
+    unlink(path.c_str());  // fails for a folder, which may stay
 }
 
 std::string replaced(std::string text, bool (*unwanted)(unsigned char)) {

@@ -14,8 +14,8 @@
 // Root of the spool, SMS_SPOOL_ROOT. Only tests change it.
 extern std::string g_s_root_sms_path;
 
-// The spool: a root folder with six folders below (published/sms_spool.h). Other programs put files
-// in and take files out, so every name and every entry found there is checked before it is used.
+// The spool: a root folder with six folders (published/sms_spool.h). Other programs add and remove
+// files, so every name and every entry is checked before it is used.
 
 extern cTimer g_C_deleteOldSmsFiles;               // until the next sweep
 extern std::unique_ptr<cTimer> g_Cp_CheckSMS;      // until the next check
@@ -24,35 +24,35 @@ extern std::unique_ptr<cTimer> g_Cp_DelaySendSMS;  // from a failed attempt to t
 // For tests: the timers as before initSMS.
 void resetSmsTimers();
 
-// Creates the folders that are missing. Returns how many are not there afterwards; a link in the
-// place of one counts, since somebody else decides where it leads. Below a root that is a link
-// nothing is created.
+// Creates the folders that are missing. Returns how many are still missing afterwards. A link in
+// the place of a folder counts as missing, because somebody else decides where it leads. If the
+// root is a link, nothing is created.
 uint8_t makeSmsDirs(const std::string& root);
 
-// Says so in the log when the root is a link or belongs to somebody else, who then can read,
-// change and forge messages.
+// Logs a warning if the root is a link or belongs to another user, who could then read, change and
+// forge messages.
 void warnAboutForeignSpool(const std::string& root);
 
-// Deletes message files that nobody took for a day, at most every 15 minutes.
+// Deletes message files that nobody took within a day. Runs at most every 15 minutes.
 void cleanUpSmSFiles(const std::string& root);
 void deleteOldSmSFiles(const std::string& dir);
 
-// Whether the root, or a folder with the root above it, is there and no link.
+// Whether the root exists and is not a link; whether a folder and its root both do.
 bool isSpoolRoot(const std::string& root);
 bool isSpoolDir(const std::string& dir);
 
-// The names in the root, or in a folder of the spool, as readFilesInDir. A link in the place of
-// either is refused with ELOOP.
+// The names in the root or in a folder of the spool, as readFilesInDir. Returns ELOOP if one of
+// them is a link.
 int listSpoolRoot(const std::string& root, std::vector<std::string>& names);
 int listSpoolDir(const std::string& dir, std::vector<std::string>& names);
 // The same without temporary files, which are still being written.
 int listSpoolFiles(const std::string& dir, std::vector<std::string>& names);
 
-// Deletes what a kill left of files that were being written, in the root and its folders.
+// Deletes the temporary files that a kill left in the root and its folders.
 void removeTemporaryFiles(const std::string& root);
 
-// What tells a file from the one that had its name before, and from itself before a change. Its
-// rights may change without its being another message.
+// Distinguishes a file from an earlier file of the same name, and from itself before a change. The
+// comparison ignores the mode: a chmod does not make another message.
 struct sFileIdentity {
     dev_t device = 0;
     ino_t inode = 0;
@@ -63,19 +63,19 @@ struct sFileIdentity {
 
 bool operator==(const sFileIdentity& a, const sFileIdentity& b);
 
-// The same file, though it may have changed. A number is given again only after its file was
-// deleted and closed by all.
+// The same file, though it may have changed. The system reuses an inode number only after the file
+// was deleted and all have closed it.
 bool isSameFile(const sFileIdentity& a, const sFileIdentity& b);
 
 // Without following a link. False when there is no such entry.
 bool identifyFile(const std::string& path, sFileIdentity& identity);
 bool isRegularFile(const sFileIdentity& identity);
 
-// Renames a file; into a folder that is a mount of its own, copies it so that it appears there
-// whole. The old one is then still there.
+// Renames a file. If the target folder is another file system, copies the file so that it appears
+// there complete; the old file then still exists.
 bool moveOrCopyFile(const std::string& from, const std::string& to);
 
-// A text of somebody else for a log line or one line of a file: control characters become '_'.
+// A text from outside for a log line or one line of a file: control characters become '_'.
 std::string oneLineText(const std::string& text);
 // The same for a part of a file name: a '/' becomes '_' as well.
 std::string fileNameText(const std::string& text);

@@ -4,18 +4,18 @@
 #include <ctime>
 #include <string>
 
-// The time of day, which file names and the age of files are made of.
+// The time of day, for file names and for the age of files.
 using tWallClock = timespec (*)();
 
 timespec wallClockNow();
 
-// For tests: another clock; a null pointer brings the system's back.
+// For tests: sets another clock; a null pointer restores the system's.
 void setWallClock(tWallClock clock);
 
 // Local time as in file names: "20200615-203205".
 std::string fileTimeText();
 
-// Sleeps until the wall clock's second has changed.
+// Sleeps until the wall clock shows the next second.
 void sleepToNextSecond();
 
 #endif

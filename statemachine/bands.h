@@ -4,12 +4,13 @@
 #include "include/config_options.h"
 #include "include/device_records.h"
 
-// Fills the modem's band lists from its model and, in manual mode, checks the configured bands
-// against them. eSUCCESS, eERROR_DEVICE_NOT_SUPPORTED for a model without a list,
+// Fills the modem's band lists according to its model. In manual mode, also checks the configured
+// bands against them. eSUCCESS, eERROR_DEVICE_NOT_SUPPORTED for a model without a list,
 // eERROR_DEVICE_INVALID_OPTION for a band that the modem does not have.
 eGeneralErrors getSupportedBands(sModemInfo& modem, const sConfigFileOpts& config);
 
-// Sets band selection. What getSupportedBands returned, _RESPONSE_TIMEOUT or _RESPONSE_ERROR.
+// Sets the band selection. Returns the result of getSupportedBands, _RESPONSE_TIMEOUT or
+// _RESPONSE_ERROR.
 eGeneralErrors maybeSetBands(int port, sModemInfo& modem, const sConfigFileOpts& config);
 
 int countSetBits(int value);

@@ -15,6 +15,7 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"
 #include "statemachine/radio_policy.h"
+#include "statemachine/sim_query.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_led.h"
@@ -22,7 +23,7 @@
 namespace {
 
 struct sBringUpState {
-    // getModemInfo failed: a Verizon image, which otherwise stays attached, is to be detached once.
+    // getModemInfo failed: a Verizon image, which otherwise stays attached, must be detached once.
     bool setupModem_need_vzw_nw_detach = false;
 };
 
@@ -36,7 +37,7 @@ bool isVerizonImage(const sDeviceInfo& device) {
 
 eGeneralErrors identifyModel(int port, sModemInfo& modem) {
     const ePortReturn asked = getTelitModel(port, modem);
-    // The test mode's answer counts as an error, so it is looked at first.
+    // The answer of the test mode counts as an error too, so it is checked first.
     if (modem.e_model == eTELIT_MODEL_NOT_INITED) {
         notice("Error: Device is in TEST MODE, which must be turned off and the device reset");
         setTestMode(port, false);
@@ -134,7 +135,7 @@ eGeneralErrors setupNetworkSpeed(int port, sDeviceInfo& device, const sConfigFil
     return eSUCCESS;
 }
 
-// Only silence ends the sequence: what the modem refuses here it does without.
+// Only silence ends the sequence; a refusal is accepted.
 eGeneralErrors onlyTimeout(eGeneralErrors result) {
     return result == eERROR_DEVICE_RESPONSE_TIMEOUT ? result : eSUCCESS;
 }
@@ -202,7 +203,7 @@ eGeneralErrors enableGps(int port, sModemInfo& modem, const sConfigFileOpts& con
     return eSUCCESS;
 }
 
-// What needs a usable SIM.
+// The steps that need a usable SIM.
 eGeneralErrors readSimAndOperators(int port, sDeviceInfo& device, const sConfigFileOpts& config) {
     eGeneralErrors result = readOperators(port);
     if (result == eSUCCESS) result = mapPortResult(getDeviceSimInfo(port, device.sim));
@@ -248,7 +249,7 @@ eGeneralErrors getModemInfo(int port, sDeviceInfo& device, sConfigFileOpts& conf
     traceEntry(eLOG_STATE, __func__);
     eGeneralErrors result = readIdentity(port, device.modem);
     if (result != eSUCCESS) return result;
-    // Published now, so that the identity can be seen even if the SIM is not usable.
+    // Publish now, so that the identity is visible even if the SIM is not usable.
     writeOutStatusFiles(device, config, true);
     result = switchSimSlot(port, device.sim, config);
     if (result != eSUCCESS) return result;

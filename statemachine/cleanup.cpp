@@ -11,7 +11,7 @@
 
 namespace {
 
-// The folders, but the spool, in which this daemon and the operator's command replace files whole.
+// The folders in which this daemon and the operator's command replace files, except the spool.
 const char* const FOLDERS_WRITTEN_TO[] = {STATUS_FOLDER, SHARED_FOLDER, SETTINGS_FOLDER,
                                           STORAGE_FOLDER, RUN_FOLDER};
 

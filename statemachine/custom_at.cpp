@@ -25,13 +25,13 @@ namespace {
 
 constexpr size_t REQUEST_MIN = 3;
 
-// What the answer files will hold.
+// The contents of the answer files.
 struct sAnswer {
     std::string pretty;
     std::string raw;
 };
 
-// The line end of the last line does not begin another one.
+// A line end after the last line does not begin another line.
 tokenstr requestLines(const std::string& request) {
     const bool ended = !request.empty() && request.back() == '\n';
     return {request.substr(0, request.size() - (ended ? 1 : 0)), '\n', eEmptyTokens::KEEP};
@@ -44,9 +44,9 @@ void refuseCommand(const std::string& command, const sDeviceInfo& device, sAnswe
     writeAtCmdLog(command, output + "\n", device, g_s_at_cmd_log_dir);
 }
 
-// A transaction that may open a prompt, which is gone afterwards: the modem would take all that the
-// daemon says from now on for the text it waits for. It is marked meanwhile, since which commands
-// have one is the modem's to know.
+// A transaction that may open a prompt. The prompt is closed afterwards, because at a prompt the
+// modem would take all further commands as its text. Only the modem knows which commands have a
+// prompt, so each one is marked as if it had.
 ePortReturn sendMarked(int port, const std::string& command, unsigned extraTimeoutS,
                        std::string& response) {
     markPrompt();
@@ -88,7 +88,7 @@ eGeneralErrors processLine(int port, const std::string& text, const sDeviceInfo&
     return eSUCCESS;
 }
 
-// Both appear whole; programs wait for one or the other.
+// Both files appear complete; programs wait for one or the other.
 void writeAnswer(const sAnswer& answer, const std::string& directory, const std::string& suffix) {
     cFileVector pretty(atAnswerFile(directory, suffix));
     pretty.AppendLine(answer.pretty);
@@ -121,7 +121,7 @@ bool atCommandFilesExist(const std::string& directory, const std::string& suffix
 size_t readAtCommandFile(std::string& text, const std::string& directory,
                          const std::string& suffix) {
     const std::string path = atRequestFile(directory, suffix);
-    // One byte more shows whether there is more.
+    // Reads one byte more than it uses, to see whether there is more.
     readFile2StringNoFollow(path, text, AT_REQUEST_MAX + 1);
     if (unlink(path.c_str()) != 0) {
         debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot delete '%s', errno %d (%s)", path.c_str(),
@@ -156,7 +156,7 @@ eGeneralErrors sendAtCommandBuff(int port, const std::string& request, const sDe
         notice("Error: Custom AT command file does not contain enough characters");
         return eERROR_BUFFER_EMPTY;
     }
-    // The answers of an earlier request must not be taken for this one's.
+    // Nobody must take the answers of an earlier request for those of this one.
     unlink(atAnswerFile(directory, suffix).c_str());
     unlink(atRawAnswerFile(directory, suffix).c_str());
 

@@ -24,16 +24,16 @@ int isDataConnectionAllowed(sConfigFileOpts& config, const std::string& override
 // off, TEMP_MODEM_OFF (6), or TEMP_DISABLED (3) when there is none.
 eCfgDataStatus getTempDataDirective(const std::string& overrideDirectory);
 
-// True once the host says so or has been up for three minutes, and ever after.
+// True as soon as the host reports it or has been up for three minutes, and from then on.
 bool checkSystemBooted();
 
-// Seconds since the host was started, 0 when they cannot be told.
+// Seconds since the host was started, 0 when they are not known.
 unsigned getSystemUptime();
 
 // Always 1.
 int connectionStarted(int);
 
-// Forgets the previous override file and that the host has booted.
+// For tests: forgets the previous override file and that the host has booted.
 void resetDataConnectionState();
 
 #endif

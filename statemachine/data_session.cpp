@@ -3,6 +3,7 @@
 #include "atcmd/operators.h"
 #include "atcmd/packet_data.h"
 #include "atcmd/radio_config.h"
+#include "include/address_text.h"
 #include "include/debug.h"
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
@@ -15,8 +16,8 @@ namespace {
 
 struct sDataSessionState {
     std::string activeList;  // of startDataSession
-    // The configured context was found active once. Never cleared while the daemon runs: from then
-    // on a start trusts the modem to keep the context and goes straight to its addresses.
+    // The configured context was active once. Never cleared while the daemon runs: from then on a
+    // start relies on the modem to keep the context, and only reads its addresses.
     bool pdpActive = false;
 };
 
@@ -49,7 +50,7 @@ eGeneralErrors deactivateContext(int port, const std::string& cid) {
     return result;
 }
 
-// Deactivates every context but the configured one; the Verizon image needs its own IMS context.
+// Deactivates all contexts except the configured one. The Verizon image needs its own IMS context.
 eGeneralErrors deactivateOtherContexts(int port, const sModemInfo& modem, const std::string& cid) {
     for (const std::string& token : tokenstr(g_sessionState.activeList, ',', eEmptyTokens::DROP)) {
         if (!isStringNumeric(token)) continue;
@@ -99,7 +100,7 @@ bool dropConnection(sDeviceInfo& device) {
     return false;
 }
 
-// A connected modem without registration: the session lives on until the grace period is over.
+// A connected modem without registration: the session stays until the grace period is over.
 bool isUnregisteredSessionGood(sDeviceInfo& device) {
     if (!g_C_checkRegTimer.IsTimerEnabled()) g_C_checkRegTimer.Start();
     if (!g_C_checkRegTimer.IsTimerDone()) {
@@ -186,7 +187,7 @@ eGeneralErrors disconnectNetwork(int port, sDeviceInfo& device, sConfigFileOpts&
         debug(eLOG_NOTICE, g_i_debugMode, "%s(): Error: stopDataSession() returned '%d'", __func__,
               stopped);
     resetPdpDynamicContent(device.network);
-    // Readers must not be told that a link is up which is being taken down.
+    // Nobody must read that the link is up while it is being taken down.
     if (device.s_connection_status == SESSION_CONNECTED)
         device.s_connection_status = SESSION_DISCONNECTED;
     debug(eLOG_NOTICE, g_i_debugMode, "Clearing network interface IP info");
@@ -199,7 +200,7 @@ bool isDataConnectionGood(int port, sDeviceInfo& device, const sConfigFileOpts& 
     if (!device.network.b_registered) return isUnregisteredSessionGood(device);
     g_C_checkRegTimer.Stop();
 
-    // Only the flag counts: an answer that does not come leaves it false.
+    // Only the flag counts; without an answer it stays false.
     std::string activeList;
     getCGACT(port, device.network.b_context_active, config.profileContext, activeList);
     if (!device.network.b_context_active) {

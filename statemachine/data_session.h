@@ -13,38 +13,39 @@
 eGeneralErrors maybeStartDataSession(const int& port, sDeviceInfo& device,
                                      const sConfigFileOpts& config, cTimer& delayTimer);
 
-// Attaches, activates the context, reads its addresses, enters raw-IP mode and hands the addresses
-// to the interface. eSUCCESS, _RESPONSE_TIMEOUT, a code of the 200s that names the step, or
-// eERROR_DEVICE_NETWORK_SETUP_FAILURE. What the modem accepted until then stays.
+// Attaches, activates the context, reads its addresses, enters raw-IP mode and sets the addresses
+// on the interface. eSUCCESS, _RESPONSE_TIMEOUT, a code of the 200s that names the step, or
+// eERROR_DEVICE_NETWORK_SETUP_FAILURE. A failed start does not undo its earlier steps.
 eGeneralErrors startDataSession(const int& port, sDeviceInfo& device,
                                 const sConfigFileOpts& config);
 
 // Sends nothing; always eSUCCESS.
 eGeneralErrors stopDataSession(int port, sDeviceInfo& device, const sConfigFileOpts& config);
 
-// Takes the interface down and forgets the addresses; the modem keeps its context. As
+// Takes the interface down and forgets the addresses; the modem keeps its context. Results as for
 // downNetworkInterface.
 eGeneralErrors disconnectNetwork(int port, sDeviceInfo& device, sConfigFileOpts& config);
 
-// Whether the session may go on: registered, or not so for less than 15 seconds; the context still
-// active; its IPv4 address, where IPv4 is wanted, unchanged. Sets the connection status.
+// Whether the session may go on: the modem is registered or lost its registration less than 15
+// seconds ago, the context is still active, and its IPv4 address, if IPv4 is wanted, has not
+// changed. Sets the connection status.
 bool isDataConnectionGood(int port, sDeviceInfo& device, const sConfigFileOpts& config);
 
-// eERROR_DEVICE_REQUIRES_RESET when a ready SIM has been without registration, and not denied, for
-// as long as the timer says; else eSUCCESS.
+// eERROR_DEVICE_REQUIRES_RESET when a ready SIM has had no registration, and no denial, for the
+// time of the timer; else eSUCCESS.
 eGeneralErrors checkNoServiceTimer(const sDeviceInfo& device, cTimer& noServiceTimer);
 
-// Whether registration permits a session: at home, or roaming where that is allowed.
+// Whether the registration permits a session: at home, or roaming if that is allowed.
 bool checkNetworkRegistration(const sDeviceInfo& device, const sConfigFileOpts& config);
 
 // eSUCCESS or eERROR_DEVICE_RESPONSE_TIMEOUT.
 eGeneralErrors networkDeregister(const int& port, const sConfigFileOpts& config);
 
-// Detaches a modem that is attached; one that refuses is no failure. eSUCCESS or
+// Detaches a modem that is attached; a refusal is not a failure. eSUCCESS or
 // eERROR_DEVICE_RESPONSE_TIMEOUT.
 eGeneralErrors packetDomainDetach(const int& port, sDeviceInfo& device);
 
-// Forgets that the context was once seen active and what was logged last.
+// For tests: forgets that the context was once active, and what was logged last.
 void resetDataSessionState();
 
 #endif

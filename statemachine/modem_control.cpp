@@ -23,7 +23,7 @@ constexpr unsigned MODEM_READY_S = 10;
 constexpr unsigned MODEM_READY_POLL_US = 100000;
 constexpr const char* MODEM_READY_TEXT = "+PACSP0";
 
-// An operator who linked the folder waits for an update that never comes.
+// An operator who made the folder a link would wait for an update that never starts.
 void reportLinkedTrigger(const std::string& folder, const std::string& trigger) {
     struct stat info;
     const std::string path = folder + "/" + trigger;
@@ -35,7 +35,7 @@ void reportLinkedTrigger(const std::string& folder, const std::string& trigger) 
           path.c_str());
 }
 
-// Each attempt at a clock that cannot be set is for another time.
+// Each attempt to set the clock has another time in its text.
 void logClock(bool done, const std::string& date) {
     const cVaryingNumbers times;
     if (done)
@@ -46,7 +46,7 @@ void logClock(bool done, const std::string& date) {
               date.c_str());
 }
 
-// Deletes the entry of a folder that is open, whatever it is. False when there is none.
+// Deletes an entry of an open folder, whatever it is. False when there is none.
 bool takeEntry(int fd, const std::string& folder, const std::string& name) {
     struct stat info;
     if (fstatat(fd, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return false;
@@ -74,7 +74,7 @@ void waitModemReady(int port) {
                   static_cast<long>(timer.GetElapsedTime()));
             return;
         }
-        // The announcement may come in several readings; no more is kept of what a modem babbles.
+        // The report may come in several pieces; older input is dropped.
         const size_t begun = strlen(MODEM_READY_TEXT) - 1;
         if (announced.size() > begun) announced.erase(0, announced.size() - begun);
         sleepMicroseconds(MODEM_READY_POLL_US);
@@ -98,7 +98,7 @@ void resetDevice(int port) {
 bool checkFirmwareUpdate(const std::string& directory) {
     const std::string folder = directory + "/" + FIRMWARE_FOLDER_NAME;
     const std::string trigger = firmwareTriggerName(g_S_options.s_port);
-    // Anybody may make the folder: one that is a link would have files deleted where it leads.
+    // Any user may create the folder. If it is a link, files would be deleted where it leads.
     const int fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd == -1) {
         reportLinkedTrigger(folder, trigger);
@@ -115,7 +115,7 @@ int checkFirmwareStatus(int, sModemInfo&) {
 
 bool maybeSetSystemTime(int port) {
     traceEntry(eLOG_STATE, __func__);
-    // Six numbers with fixed separators: nothing of the modem's own text reaches the shell.
+    // Six numbers with fixed separators: no text of the modem reaches the shell.
     const std::string date = getCCLK(port);
     if (date.empty()) return false;
     const std::string command = "systime.sh --set \"" + date + "\" &>/dev/null";

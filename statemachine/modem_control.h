@@ -7,17 +7,17 @@
 
 // Operations on the modem as a whole.
 
-// Waits until the modem announces "+PACSP0", at most 10 seconds.
+// Waits at most 10 seconds for the modem's report "+PACSP0".
 void waitModemReady(int port);
 
-// Switches the slot's power off with sledctl. The shell's status.
+// Switches the slot's power off with sledctl. Returns the shell's status.
 int powerOffDevice();
 
-// Asks the modem to restart itself; one that does not is power-cycled by the host.
+// Commands the modem to restart. If that fails, the host cycles its power.
 void resetDevice(int port);
 
-// Whether a firmware update of the slot was requested in the directory. The request is consumed.
-// One in a folder that is a link is none, which is reported once.
+// Whether the directory has a firmware trigger for the slot, which is then deleted. A trigger in a
+// folder that is a link does not count, which is reported once.
 bool checkFirmwareUpdate(const std::string& directory);
 
 // Has no effect; always 0.

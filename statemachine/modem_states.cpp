@@ -27,7 +27,7 @@ void countError(sMachine& machine, const char* operation, eGeneralErrors result)
     ++machine.errorCount;
 }
 
-// What a set-up that is not complete means. Results that only wait for the SIM are no errors.
+// Judges a set-up that is not complete. A set-up that only waits for the SIM is not an error.
 void judgeSetup(sMachine& machine, eGeneralErrors result) {
     if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
         logTimeout("setupModem");
@@ -71,7 +71,7 @@ void runSetup(sMachine& machine) {
     publish(machine, false);
 }
 
-// Polls and judges the result. True when the pass may go on to the data session.
+// Polls the modem and judges the result. True when the pass may go on to the data session.
 bool poll(sMachine& machine) {
     const cRepeatedRun run(eWORK_POLL);
     const eGeneralErrors result = pollDevice(machine.port, machine.device, machine.config);
@@ -156,8 +156,8 @@ void runConnected(sMachine& machine) {
     } else if (isDataConnectionGood(machine.port, machine.device, machine.config)) {
         networkKeepAlive();
     } else {
-        // A set-up that is due waits for the session to end: a SIM that was away for one poll must
-        // not tear down a good one.
+        // A set-up that is due waits for the end of the session: a SIM that was missing in one poll
+        // must not end a good session.
         disconnectTo(machine, machine.setupDue ? eMODEM_SETUP : eMODEM_REGISTERED);
     }
 }

@@ -1,5 +1,6 @@
 #include "statemachine/network_interface.h"
 
+#include "include/address_text.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
@@ -25,8 +26,8 @@ struct sNetworkInterfaceState {
 
 sNetworkInterfaceState g_interfaceState;
 
-// Addresses come from the network and stand in a shell command. What the utilities let through as
-// an address may still hold other text behind a blank.
+// Addresses come from the network and go into a shell command. The utilities accept an address that
+// is followed by a blank and other text, so it is checked again here.
 bool isAddressText(const std::string& text) {
     return text.find_first_not_of("0123456789ABCDEFabcdef.:") == std::string::npos;
 }
@@ -88,11 +89,11 @@ int readCounter(const std::string& path) {
     debug(eLOG_NETWORK_TRAFFIC, g_i_debugMode, "checkNetworkTxRx(): read %s from %s", text.c_str(),
           path.c_str());
     const std::string number = cleanWhiteSpace(text);
-    // The low 32 bits, so that a counter beyond 2 GiB goes on changing on every processor.
+    // Only the low 32 bits: the value then also changes beyond 2 GiB on every processor.
     return isStringNumeric(number) ? static_cast<int>(textToLong(number)) : 0;
 }
 
-// A session that fails again and again may have another address each time.
+// A session that keeps failing may have another address each time.
 void logCommand(const std::string& command) {
     const cVaryingNumbers addresses;
     debug(eLOG_NOTICE, g_i_debugMode, "Running command '%s'", command.c_str());
@@ -138,7 +139,7 @@ void networkKeepAlive() {
     debug(eLOG_NETWORK_TRAFFIC, g_i_debugMode, "%s(): Timer count %u", __func__,
           g_C_networkKeepAliveTimer.GetElapsedTime());
     if (!g_C_networkKeepAliveTimer.IsTimerDone() || !isInterfaceUsable()) return;
-    // Any address will do: what counts is that a packet leaves through the modem.
+    // Any address works: a packet must leave through the modem.
     const std::string command =
         "ping -c 1 -I " + g_S_options.s_interface + " " + "1.2.3.4" + " &>/dev/null &";
     debug(eLOG_NETWORK_TRAFFIC, g_i_debugMode, "%s(): running command '%s'", __func__,

@@ -1,7 +1,7 @@
 #ifndef STATEMACHINE_OUTER_STATE_H
 #define STATEMACHINE_OUTER_STATE_H
 
-// Whether the daemon runs, or how it ends; at its end the exit status of the process.
+// Whether the daemon runs, and how it ends. The last value is the exit status of the process.
 enum eOuterState : int {
     eOUTER_RUNNING = 1,
     eOUTER_EXIT = 2,            // on a signal

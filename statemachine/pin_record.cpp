@@ -9,13 +9,13 @@
 #include "platform/include/key_value_store.h"
 #include "published/host_boot.h"
 #include "published/store_keys.h"
-#include "statemachine/sim_pin.h"
+#include "statemachine/sim_pin_files.h"
 
 namespace {
 
 constexpr size_t RECORD_TEXT_MAX = 192;
 
-// A PIN that was read, and which writing of its file it was.
+// A PIN as read, and the version of its file.
 struct sPinFile {
     sFileStamp stamp;
     std::string pin;
@@ -24,18 +24,18 @@ struct sPinFile {
 struct sPinRecordState {
     bool isLoaded = false;
     sPinRecord record;
-    bool isStored = true;      // else it lasts as long as the process only
-    sFileStamp atStart;        // the writing that an earlier process may have sent
-    sPinFile used;             // by the command that is under way
-    sPinRecord before;         // as it was before that
+    bool isStored = true;      // otherwise it is lost at the end of the process
+    sFileStamp atStart;        // the version that an earlier process may have sent
+    sPinFile used;             // by the current command
+    sPinRecord before;         // the record before that command
     int outages = 0;           // in this process
-    int settledAt = 0;         // value of outages up to which an outage allows nothing
+    int settledAt = 0;         // outages up to this number do not permit a sending
     bool isWaitedFor = false;  // the PIN was set by the daemon and may be used without an outage
 };
 
 sPinRecordState g_pinRecordState;
 
-// The name is that of the versions that noted a PIN without a sure outcome.
+// Earlier versions noted a PIN without a certain outcome under the same name.
 std::string recordKey() {
     return slotStoreKey(g_S_options.s_port, STORE_PIN_TRIED);
 }
@@ -47,7 +47,7 @@ sPinRecord& pinRecord() {
     if (skvs_get(recordKey().c_str(), text.data(), text.size()) > 0)
         state.record = parsePinRecord(text.data());
     state.isLoaded = true;
-    state.settledAt = -1;  // what an earlier process did was before an outage
+    state.settledAt = -1;  // an outage followed what an earlier process did
     return state.record;
 }
 
@@ -63,23 +63,23 @@ int attemptsOf(const sSimInfo& sim) {
     return sim.b_attempts_read ? sim.i_pin_attempts : ATTEMPTS_NOT_READ;
 }
 
-// A record that ends with the process allows one more sending at each start. No attempt but the
-// first is spent so, where the SIM reports them: a SIM that reports none would stay locked for
-// good. A writing that this process has seen is known to be new.
+// If the record could not be stored, each start of the daemon sends the PIN once more. If the SIM
+// reports its attempts, that may cost no more than the first one; a SIM that does not report them
+// would otherwise stay locked for good. A file that was written while this process ran is new.
 bool mayBeSentWithoutStore(const sFileStamp& file, int attempts) {
     return file != g_pinRecordState.atStart || attempts == ATTEMPTS_NOT_READ ||
            attempts >= PIN_ATTEMPTS_FULL;
 }
 
-// By the wall clock, which the daemon may have set meanwhile: a stamp in the future is of an
-// earlier start.
+// Compares with the wall clock, which the daemon may have set meanwhile: a time stamp in the future
+// is from an earlier start of the host.
 bool isOlderThanHost(const sFileStamp& file) {
     const int64_t now = time(nullptr);
     const int64_t started = now - static_cast<int64_t>(hostUptimeS());
     return file.modifiedS < started || file.modifiedS > now;
 }
 
-// No file when it was written while it was read.
+// Returns no file if it was written while it was read.
 sPinFile readPinFile(const std::string& path) {
     const sFileStamp stamp = fileStamp(path);
     const std::string pin = readCpinFile(path);
@@ -88,7 +88,7 @@ sPinFile readPinFile(const std::string& path) {
     return {stamp, pin};
 }
 
-// A second writing within a tick of the file system's clock has the stamp of the first.
+// Two versions within one tick of the file system's clock have the same stamp.
 bool isRewrittenUnderItsStamp(const std::string& path, const sPinFile& file) {
     return fileStamp(path) == file.stamp && readCpinFile(path) != file.pin;
 }
@@ -125,7 +125,7 @@ ePinNote notePinSent(const sSimInfo& sim, const std::string& pin, bool opens) {
     state.before = pinRecord();
     const bool isStored =
         storeRecord(pinSent(state.before, state.used.stamp, attemptsOf(sim), opens));
-    // A request is gone from its file and cannot come back.
+    // A request is already deleted from its file and does not come back.
     if (!isStored && opens && !mayBeSentWithoutStore(state.used.stamp, attemptsOf(sim))) {
         state.record = state.before;
         return ePinNote::NOT_STORED;
@@ -141,7 +141,7 @@ void notePinAnswer(const sSimInfo& sim, ePortReturn result) {
     sPinRecord record = pinAnswered(state.record, state.before, result);
     if (isRewrittenUnderItsStamp(sim.s_cpin_path, state.used)) record.file = {};
     storeRecord(record);
-    // The port of a modem that did not answer is closed: that is no outage of its own.
+    // After a time-out the port is closed; that close is not another outage.
     if (result == ePORT_NO_FINAL_RESULT) state.settledAt = state.outages + 1;
     state.used = {};
 }
@@ -154,7 +154,7 @@ void takeOutPin(const sSimInfo& sim, const std::string& pin) {
     record.file = file.stamp;
     if (clearCpinFile(sim.s_cpin_path)) {
         const sFileStamp emptied = fileStamp(sim.s_cpin_path);
-        if (emptied.size != 0) return;  // written anew already
+        if (emptied.size != 0) return;  // already written again
         record.file = emptied;
     }
     storeRecord(record);
@@ -165,7 +165,7 @@ void notePinWritten(const sSimInfo& sim, const std::string& pin, bool isWaitedFo
     const bool isWritten = file.stamp.exists() && file.pin == pin;
     sPinRecord record = pinRecord();
     if (isWritten) record = {file.stamp, ePinState::GOOD, ATTEMPTS_NOT_READ, 0, false};
-    // What the file still holds is not the SIM's any more.
+    // The PIN that the file still holds is no longer that of the SIM.
     if (!isWritten) record.state = ePinState::FAILED;
     if (isWritten && sim.i_lock_class == eSIM_READY) record.attempts = attemptsOf(sim);
     storeRecord(record);

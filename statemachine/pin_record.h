@@ -6,35 +6,35 @@
 #include "include/device_records.h"
 #include "statemachine/pin_rule.h"
 
-// The record of the PIN in the PIN file: it is kept in the store, which outlives the daemon, and is
-// written before the SIM sees the PIN. The rule itself is in pin_rule.
+// The record of the PIN in the PIN file. It is in the store, which outlives the daemon, and is
+// written before the PIN is sent to the SIM. The rule itself is in pin_rule.
 
 sFileStamp fileStamp(const std::string& path);
 
-// Remembers the writing of the file that this process has found.
+// Remembers the version of the file that this process found at its start.
 void notePinFileAtStart(const sSimInfo& sim);
 
-// What the rule judges by.
+// The input of the rule.
 sPinSituation pinSituation(const sSimInfo& sim);
 
 enum class ePinNote {
     DONE,
-    FILE_CHANGED,  // it holds another PIN meanwhile
-    NOT_STORED,    // the SIM says that attempts are gone, and the file is older than the process
+    FILE_CHANGED,  // it now holds another PIN
+    NOT_STORED,    // and the SIM has lost attempts, and the file is older than the process
 };
 
-// Before a command that shows the SIM this PIN of the file. opens: AT+CPIN, which is only sent when
-// it is DONE; any other command always is.
+// Call this before a command that sends this PIN of the file to the SIM. opens: AT+CPIN, which must
+// only be sent if the result is DONE; any other command is sent in any case.
 ePinNote notePinSent(const sSimInfo& sim, const std::string& pin, bool opens);
 
-// After that command.
+// Call this after that command.
 void notePinAnswer(const sSimInfo& sim, ePortReturn result);
 
-// Empties the file of a PIN that must not be used again, unless it holds another one meanwhile.
+// Empties the file of a PIN that must not be used again, unless it now holds another one.
 void takeOutPin(const sSimInfo& sim, const std::string& pin);
 
-// The SIM took this PIN as its new one, and it was written into the file if that could be.
-// isWaitedFor: it may be used without an outage.
+// The SIM has accepted this new PIN, and the daemon has tried to write it to the file. isWaitedFor:
+// the PIN may be used without an outage.
 void notePinWritten(const sSimInfo& sim, const std::string& pin, bool isWaitedFor);
 
 void notePinSimReady(const sSimInfo& sim);

@@ -75,8 +75,8 @@ ePinDecision decidePin(const sPinSituation& situation) {
     const sPinRecord& record = situation.record;
     if (situation.lockClass != eSIM_PIN_REQUIRED) return ePinDecision::NOT_ASKED;
     if (!situation.file.exists()) return ePinDecision::NO_FILE;
-    // A file that is there since before the host's start may have been tried before, and a PIN that
-    // was right would have left more than one attempt.
+    // A file from before the host's start may have been tried before. If its PIN were right, the
+    // SIM would have more than one attempt left.
     if (record.state == ePinState::NEW)
         return situation.isOlderThanHost && isFewer(situation.attempts, 2)
                    ? ePinDecision::LAST_ATTEMPT
@@ -90,7 +90,7 @@ ePinDecision decidePin(const sPinSituation& situation) {
 
 sPinRecord pinSent(const sPinRecord& before, const sFileStamp& file, int attempts, bool opens) {
     const bool isKnown = before.state != ePinState::NEW && before.file == file;
-    // Somebody asked for more with a PIN that failed: only an answer can make it better.
+    // A request with a PIN that failed: only an answer can change that.
     if (isKnown && before.state == ePinState::FAILED) return before;
     sPinRecord sent;
     sent.file = file;
@@ -114,7 +114,7 @@ sPinRecord pinAnswered(const sPinRecord& sent, const sPinRecord& before, ePortRe
         record.state = ePinState::FAILED;
         return record;
     }
-    // A modem that is busy with something else says nothing against a PIN that has opened the SIM.
+    // Another error, such as a busy modem, does not discredit a PIN that has opened the SIM.
     const bool wasGood = before.state == ePinState::GOOD && before.file == sent.file;
     return wasGood ? before : record;
 }
@@ -130,7 +130,7 @@ sPinRecord pinSimReady(const sPinRecord& record, int attempts) {
     return good;
 }
 
-// "131.5.1790000000.123456789 sent 3 1 1": the writing, its state, attempts, sendings, opens.
+// "131.5.1790000000.123456789 sent 3 1 1": the file version, its state, attempts, sendings, opens.
 std::string pinRecordText(const sPinRecord& record) {
     std::string name;
     for (const sStateName& row : STATE_NAMES)
@@ -144,7 +144,7 @@ sPinRecord parsePinRecord(const std::string& text) {
     sPinRecord record;
     if (!parseStamp(fields[0], record.file)) return {};
     if (fields.size() == 1) {
-        // The stamp alone, by an earlier version. It may have been a request that sent the PIN.
+        // An earlier version stored the stamp alone. A request may have sent that PIN.
         record.state = ePinState::SENT;
         record.attempts = PIN_ATTEMPTS_FULL;
         record.sendings = 1;

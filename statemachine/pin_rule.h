@@ -6,13 +6,13 @@
 
 #include "include/result_codes.h"
 
-// The life of the PIN in the PIN file, without files, store or modem: what is recorded of it, what
-// each event makes of the record, and whether the PIN may be sent. A writing of the file is sent
-// once; once more when it was not answered; again after each outage when it was good; and never
-// again when the SIM refused it.
+// The rule for the PIN in the PIN file, without files, store or modem: what is recorded, how each
+// event changes the record, and whether the PIN may be sent. Each version of the file is sent once;
+// once more if it was not answered; again after each outage if it was good; never again if the SIM
+// refused it.
 
-// Which writing of a file it is, never what stands in it: there are only so many PINs that a digest
-// would give one away. A chmod is no writing.
+// Identifies a version of a file, without its content: there are so few PINs that a digest would
+// reveal one. A chmod does not make another version.
 struct sFileStamp {
     uint64_t inode = 0;  // 0: there is no file
     int64_t size = 0;
@@ -35,11 +35,11 @@ constexpr int ATTEMPTS_NOT_READ = -1;
 constexpr int PIN_ATTEMPTS_FULL = 3;
 
 struct sPinRecord {
-    sFileStamp file;  // any other writing is new
+    sFileStamp file;  // any other version is new
     ePinState state = ePinState::NEW;
     int attempts = ATTEMPTS_NOT_READ;  // before the PIN was sent, or when it was last good
-    int sendings = 0;                  // since it was new or good, without an answer
-    bool opens = false;  // sent to a SIM that asked for it: one that is ready afterwards took it
+    int sendings = 0;                  // without an answer, since it was new or good
+    bool opens = false;  // sent to a locked SIM: if it is ready afterwards, the PIN was right
 };
 
 bool operator==(const sPinRecord& left, const sPinRecord& right);
@@ -47,11 +47,11 @@ bool operator==(const sPinRecord& left, const sPinRecord& right);
 enum class ePinDecision {
     SEND,
     NOT_ASKED,     // the SIM does not wait for its PIN
-    NO_FILE,       // nor is there one
-    USED,          // sent already, and no outage since
-    FAILED,        // refused, or twice not answered
-    ATTEMPT_LOST,  // the SIM has fewer attempts than before the PIN was sent, or when it was good
-    LAST_ATTEMPT,  // nothing is known of an old file, and the SIM has one attempt left
+    NO_FILE,       // there is no PIN file
+    USED,          // already sent, and no outage since
+    FAILED,        // refused, or not answered twice
+    ATTEMPT_LOST,  // the SIM has fewer attempts than when the PIN was sent or last good
+    LAST_ATTEMPT,  // the file is old and without a record, and the SIM has one attempt left
 };
 
 struct sPinSituation {
@@ -59,18 +59,18 @@ struct sPinSituation {
     sFileStamp file;       // as it is now
     bool isOlderThanHost;  // the file was written before the host was started
     int lockClass;         // eSIM_...
-    int attempts;          // that the SIM reports, or ATTEMPTS_NOT_READ
+    int attempts;          // as the SIM reports them, or ATTEMPTS_NOT_READ
     int outages;           // since the PIN was sent or the SIM was ready; a start counts as one
 };
 
 ePinDecision decidePin(const sPinSituation& situation);
 
-// The record to store before a command that shows the SIM the PIN. opens: AT+CPIN; otherwise a
-// command to a SIM that is ready.
+// The record to store before a command that sends the PIN to the SIM. opens: AT+CPIN; otherwise a
+// command to a ready SIM.
 sPinRecord pinSent(const sPinRecord& before, const sFileStamp& file, int attempts, bool opens);
 
-// What an answer makes of the record that was stored before the command. Silence leaves it.
-// before: as it was before that.
+// Changes the stored record according to the answer of the command; silence does not change it.
+// before: the record before the command.
 sPinRecord pinAnswered(const sPinRecord& sent, const sPinRecord& before, ePortReturn result);
 
 // The SIM was found ready.
@@ -78,12 +78,13 @@ sPinRecord pinSimReady(const sPinRecord& record, int attempts);
 
 bool isBadPassword(ePortReturn result);
 
-// For the store. A text of an earlier version, which stood for a PIN whose outcome was not known,
-// is read as sent with all attempts left; any text that is not understood is a record that is NEW.
+// The record as text, for the store. The text of an earlier version, for a PIN whose outcome was
+// not known, is read as sent with all attempts left. A text that is not understood gives a NEW
+// record.
 std::string pinRecordText(const sPinRecord& record);
 sPinRecord parsePinRecord(const std::string& text);
 
-// Why a PIN is not sent, for the operator; empty where the last outcome says it already.
+// Why a PIN is not sent, for the operator; empty if the last outcome already says it.
 std::string pinRefusalText(ePinDecision decision, const sPinSituation& situation);
 
 #endif

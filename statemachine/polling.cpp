@@ -12,6 +12,7 @@
 #include "statemachine/custom_at.h"
 #include "statemachine/data_session.h"
 #include "statemachine/modem_control.h"
+#include "statemachine/sim_query.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/status_led.h"
 #include "statemachine/timers.h"
@@ -26,7 +27,7 @@ void maybeSyncClock(int port, const sDeviceInfo& device, const sConfigFileOpts& 
     timer.Start();
 }
 
-// A CME error means that the SIM does not let the number be read.
+// A CME error means that the SIM does not permit reading the number.
 eGeneralErrors readOwnNumber(int port, sModemInfo& modem) {
     const ePortReturn result = getDeviceCNUM(port, modem);
     if (result == ePORT_ERROR) return eERROR_DEVICE_RESPONSE_ERROR;

@@ -4,22 +4,23 @@
 #include "include/config_options.h"
 #include "include/device_records.h"
 
-// Refreshes everything that changes while the modem runs, then gives messages and other programs'
-// AT commands their turn. eSUCCESS, _RESPONSE_TIMEOUT, _RESPONSE_ERROR, eSUCCESS_DEVICE_UNLOCK, a
-// SIM code, _REQUIRES_RESET when the modem has been without service for too long, or what checkSMS
-// returned.
+// Reads everything that changes while the modem runs, then handles messages and the AT commands of
+// other programs. eSUCCESS, _RESPONSE_TIMEOUT, _RESPONSE_ERROR, eSUCCESS_DEVICE_UNLOCK, a
+// SIM code, _REQUIRES_RESET when the modem has had no service for too long, or the result of
+// checkSMS.
 eGeneralErrors pollDevice(int port, sDeviceInfo& device, sConfigFileOpts& config);
 
-// IMEI, temperature, SIM, clock, own number, contexts. With a SIM that is not ready it ends after
-// the SIM and returns what getSimStatus said; eERROR_DEVICE_SIM_LOCKED_CNUM when the modem refuses
-// the own number.
+// Reads IMEI, temperature, SIM, clock, own number, contexts. If the SIM is not ready, it ends after
+// the SIM and returns the result of getSimStatus. eERROR_DEVICE_SIM_LOCKED_CNUM when the modem
+// refuses the own number.
 eGeneralErrors getModemPollInfo(int port, sDeviceInfo& device, const sConfigFileOpts& config);
 
-// Registration, LED, serving cell and signal. eSUCCESS, _RESPONSE_TIMEOUT, _RESPONSE_ERROR.
+// Reads registration, serving cell and signal, and sets the LED. eSUCCESS, _RESPONSE_TIMEOUT,
+// _RESPONSE_ERROR.
 eGeneralErrors getNetworkInfo(int port, sNetworkInfo& network);
 
-// EPS registration, or else circuit-switched, then IMS. The result of the last of the first two; a
-// silence of the third is ePORT_NO_FINAL_RESULT.
+// Reads the EPS registration, or else the circuit-switched one, then IMS. Returns the result of the
+// registration; ePORT_NO_FINAL_RESULT if the modem does not answer for IMS.
 ePortReturn getNetworkRegistration(const int& port, sNetworkInfo& network);
 
 #endif

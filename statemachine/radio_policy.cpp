@@ -79,7 +79,7 @@ bool isSimRead(const sSimInfo& sim) {
     return sim.i_present == 1 && sim.s_imsi != IMSI_UNKNOWN;
 }
 
-// The image that the SIM needs, or why it cannot be told.
+// The image that the SIM needs, or why it is not known.
 eGeneralErrors chooseFirmwareSlot(const sSimInfo& sim, int& slot) {
     if (sim.e_slot == eSIM_SLOT_UNKNOWN) return eERROR_DEVICE_FIRMWARE_WONT_SWITCH_INVALID_SIM_SLOT;
     if (!isSimRead(sim) || sim.i_lock_class != eSIM_READY) {
@@ -208,7 +208,8 @@ eGeneralErrors setAPN(int port, sConfigFileOpts& config, const sSimInfo& sim) {
         debug(eLOG_NOTICE, g_i_debugMode, "Notice: APN is empty, nothing to set");
         return eSUCCESS;
     }
-    // A context can be defined only while it is not active; one that is not active refuses.
+    // A context can be defined only while it is not active. If it is not active, the modem refuses
+    // this.
     setCGACT(port, config.profileContext, false);
     const eGeneralErrors result = mapPortResult(
         setCGDCONT(port, config.profileContext, apn, static_cast<eIPvFamilyPref>(config.ipFamily)));

@@ -6,8 +6,8 @@
 #include "include/config_options.h"
 #include "include/device_records.h"
 
-// Brings the modem's radio configuration in line with the configuration file. Each function reads
-// what is, compares, and sends only what must change.
+// Brings the modem's radio settings in line with the configuration file. Each function reads the
+// present value, compares it, and sends only what must change.
 
 // "2G3G4G" for a mask of NET_BIT_..., "Ignore" for 0, "AUTO" for 255.
 std::string decodeNetBits(unsigned bits);
@@ -21,7 +21,7 @@ int determineSupportedNetSpeed(const sConfigFileOpts& config, const sDeviceInfo&
 // The result of the last command sent, ePORT_OK when nothing had to change.
 ePortReturn maybeSetNetworkSpeed(int port, const sConfigFileOpts& config, sDeviceInfo& device);
 
-// Notes in the record whether the Verizon image meets another SIM or the other way round.
+// Sets in the record whether the image is for Verizon and the SIM is not, or the other way round.
 void isFirmwareSimMismatched(sDeviceInfo& device);
 
 // eERROR_DEVICE_FIRMWARE_SWITCH_SUCCESS when the modem restarts with the other image; another

@@ -9,7 +9,7 @@ constexpr unsigned MINUTE_S = 60;
 constexpr unsigned HOUR_S = 60 * MINUTE_S;
 constexpr unsigned DAY_S = 24 * HOUR_S;
 
-// In one unit: each change of the line is a message.
+// In one unit only, because each change of the line is a message.
 std::string roughTime(unsigned seconds) {
     if (seconds < MINUTE_S) return "less than 1 min";
     if (seconds < HOUR_S) return ltos(seconds / MINUTE_S) + " min";
@@ -29,14 +29,14 @@ const sLockRow LOCKS[] = {
     {eSIM_LOCK_UNKNOWN, "setting up the modem"},
 };
 
-// The modem has more classes than have a name here.
+// Only these classes have a name here; the modem has more.
 std::string describeSim(int lockClass) {
     for (const sLockRow& row : LOCKS)
         if (row.lockClass == lockClass) return row.words;
     return "SIM not ready";
 }
 
-// ", LTE B4": what of it is known.
+// ", LTE B4": what is known of it.
 std::string describeCell(const sNetworkInfo& network) {
     if (network.e_psnt_service_type == ePS_NET_UNKNOWN) return "";
     const std::string technology = ", " + network.s_psnt_service_type;

@@ -12,8 +12,6 @@
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "published/pin_format.h"
-#include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
 
 std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
 std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
@@ -22,16 +20,6 @@ std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
 namespace {
 
 constexpr mode_t CPIN_FILE_MODE = 0600;
-
-// The gateway's monitors take a flag and a depth.
-constexpr int MONITOR_FLAGS = 0;
-constexpr int MONITOR_DEPTH = 10;
-
-std::unique_ptr<cFileMonitor> createMonitor(const std::string& path) {
-    auto monitor = std::make_unique<cFileMonitor>();
-    monitor->imonitorInit(path, MONITOR_FLAGS, MONITOR_DEPTH);
-    return monitor;
-}
 
 void markSeen(const std::unique_ptr<cFileMonitor>& monitor) {
     markProcessing(monitor, true);
@@ -43,7 +31,7 @@ bool isEmptyFile(const std::string& path) {
     return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size == 0;
 }
 
-// Some file systems keep everything at once and know no fsync.
+// Some file systems have no fsync, because they need none.
 bool flushPath(const std::string& path, int flags) {
     const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags);
     if (fd == -1) return false;
@@ -52,7 +40,8 @@ bool flushPath(const std::string& path, int flags) {
     return isFlushed;
 }
 
-// The file and its name, so that a power cut does not bring back a PIN that must not be used again.
+// Flushes the file and its folder, so that a power cut does not restore a PIN that must not be used
+// again.
 bool flushFile(const std::string& path) {
     const std::string folder = path.substr(0, path.rfind('/') + 1);
     if (flushPath(path, 0) && flushPath(folder, O_DIRECTORY)) return true;
@@ -62,13 +51,6 @@ bool flushFile(const std::string& path) {
 }
 
 }  // namespace
-
-void createCpinMonitors(const sSimInfo& sim) {
-    g_Cp_MonitorCurrentCpinFile = createMonitor(sim.s_cpin_path);
-    g_Cp_MonitorNewCpinFile = createMonitor(sim.s_cpin_new_path);
-    g_Cp_MonitorPukFile = createMonitor(sim.s_puk_path);
-    notePinFileAtStart(sim);
-}
 
 bool isChanged(const std::unique_ptr<cFileMonitor>& monitor) {
     return monitor && monitor->GetFileStatus() == cFileMonitor::STATUS_CHANGED;
@@ -85,7 +67,8 @@ eGeneralErrors leaveOutcome(sSimInfo& sim, const sPinOutcome& outcome) {
 }
 
 std::string readRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path) {
-    // Seen before it is read: what is written between the two is read twice, not lost.
+    // Marked as seen before it is read: a request that is written in between is read twice, not
+    // lost.
     markSeen(monitor);
     return readCpinFile(path);
 }
@@ -112,7 +95,7 @@ std::string readCpinFile(const std::string& path) {
 
 bool clearCpinFile(const std::string& path) {
     debug(eLOG_NOTICE, g_i_debugMode, "Clearing CPIN file %s", path.c_str());
-    // Nothing to replace: whoever has just opened it to write a PIN keeps it.
+    // Nothing to replace. A program that has just opened the file to write a PIN can go on.
     if (isEmptyFile(path)) return true;
     cFileVector file(path, CPIN_FILE_MODE);
     file.clear();

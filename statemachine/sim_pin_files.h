@@ -7,30 +7,46 @@
 #include "include/device_records.h"
 #include "platform/include/file_monitor.h"
 
-// The files behind sim_pin.h and their monitors: what unlocking and requests share.
+// The three files of the PIN and their monitors, and what unlocking and requests share.
 
-// How an operation ended, and the line that tells so.
+// The first monitor is kept up to date but not asked: a PIN outlives the process that watches its
+// file, so pin_record decides.
+extern std::unique_ptr<cFileMonitor> g_Cp_MonitorCurrentCpinFile;
+extern std::unique_ptr<cFileMonitor> g_Cp_MonitorNewCpinFile;
+extern std::unique_ptr<cFileMonitor> g_Cp_MonitorPukFile;
+
+// How an operation ended, and the line that says so.
 struct sPinOutcome {
     eGeneralErrors result;
     std::string text;
 };
 
-// Leaves the line in the record and in the log.
+// Stores the line in the record and logs it. Returns the result.
 eGeneralErrors leaveOutcome(sSimInfo& sim, const sPinOutcome& outcome);
 
-// Whether the file was written since it was used last; false without a monitor.
+// Whether the file was written since its last use; false without a monitor.
 bool isChanged(const std::unique_ptr<cFileMonitor>& monitor);
-// What is written between the begin and the end of its use counts as seen.
+// Call this at the begin and at the end of a use: what is written in between counts as seen.
 void markProcessing(const std::unique_ptr<cFileMonitor>& monitor, bool begins);
 
-// What the file asks for. What is written after this call is another request, also while the SIM
+// Reads the request. Text that is written after this call is another request, even while the SIM
 // still works on this one.
 std::string readRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);
 
-// As clearCpinFile; the empty file is no request.
+// A PIN has 4 to 8 digits, a PUK exactly 8.
+int verifyCpinFormat(const std::string& pin);
+int verifyPukFormat(const std::string& puk);
+
+// The first 16 bytes of a file without white space; empty when there is none.
+std::string readCpinFile(const std::string& path);
+// Empties the file; true when the disk has it. False when the file keeps its content, in a
+// read-only folder or on a full disk.
+bool clearCpinFile(const std::string& path);
+
+// As clearCpinFile. The empty file does not count as a request.
 bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);
 
-// The PIN that unlocks the SIM from now on.
+// Writes the PIN that unlocks the SIM from now on.
 void writeCurrentCpin(const sSimInfo& sim, const std::string& pin);
 
 // "CME error 'SIM BUSY' (14)"; the text is empty for a number that is not known.

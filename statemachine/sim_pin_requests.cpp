@@ -1,3 +1,5 @@
+#include "statemachine/sim_pin_requests.h"
+
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
 #include "include/sleep.h"
@@ -5,9 +7,8 @@
 #include "published/outcome_texts.h"
 #include "published/pin_format.h"
 #include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
-#include "statemachine/sim_status.h"
+#include "statemachine/sim_query.h"
 
 namespace {
 
@@ -46,7 +47,7 @@ sPinOutcome changePin(int port, const sSimInfo& sim, const std::string& currentP
             "Error: Unable to change SIM PIN from" + pins + ", " + cmeText(result)};
 }
 
-// Where enabling and disabling the lock differ.
+// The differences between enabling and disabling the lock.
 struct sLockOperation {
     bool enable;
     const char* verb;
@@ -107,7 +108,7 @@ eGeneralErrors setLock(int port, sSimInfo& sim, const std::string& pin,
 
 eGeneralErrors requestLock(int port, sSimInfo& sim, const std::string& currentPin,
                            const sLockOperation& operation) {
-    // A lock that is not known (-1) is neither on nor off: then the modem is asked.
+    // If the lock is not known (-1), ask the modem.
     if (sim.i_pin_lock_enabled == (operation.enable ? 1 : 0)) {
         debug(eLOG_NOTICE, g_i_debugMode, "Notice: CPIN already %sd, cannot change",
               operation.verb);
@@ -162,8 +163,8 @@ eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request)
     if (request.empty()) return eSUCCESS;
     sim.s_outcome.clear();
     if (!clearRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path)) {
-        // It would be done again at each start of the daemon, with a PIN that is not the SIM's any
-        // more.
+        // Otherwise each start of the daemon would do it again, with a PIN that the SIM no longer
+        // has.
         sim.s_outcome = "Error: Cannot change SIM CPIN, the file of the request cannot be emptied";
         return eERROR_DEVICE_SET_CPIN_FAILED;
     }

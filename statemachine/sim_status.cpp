@@ -1,11 +1,11 @@
 #include "statemachine/sim_status.h"
 
-#include "atcmd/sim_commands.h"
 #include "include/debug.h"
-#include "platform/include/text_helpers.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
+#include "statemachine/sim_pin_requests.h"
+#include "statemachine/sim_query.h"
+#include "statemachine/sim_unlock.h"
 #include "statemachine/timers.h"
 
 namespace {
@@ -21,10 +21,10 @@ eGeneralErrors simReady(int port, sSimInfo& sim) {
 eGeneralErrors simMissing() {
     cTimer& timer = *g_Cp_simMissingTimer;
     if (!timer.IsTimerEnabled()) {
-        // The text says ten whatever the timer's length.
-        constexpr int MINUTES_TOLD = 10;
+        // The text says ten, whatever the length of the timer.
+        constexpr int MINUTES_LOGGED = 10;
         debug(eLOG_NOTICE, g_i_debugMode, "Notice: SIM is missing, starting timer (%d minutes)",
-              MINUTES_TOLD);
+              MINUTES_LOGGED);
         timer.Start();
         return eSUCCESS;
     }
@@ -41,16 +41,11 @@ eGeneralErrors afterUnlock(int port, sSimInfo& sim, eGeneralErrors result) {
     return eSUCCESS_DEVICE_UNLOCK;
 }
 
-bool isVerizonCarrier(const std::string& carrier) {
-    const std::string name = stringLower(carrier);
-    return name.find("verizon") != std::string::npos || name.find("vzw") != std::string::npos;
-}
-
 }  // namespace
 
 eGeneralErrors getSimStatus(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
-    // Asked twice: the second answer is the one that counts right after a SIM was inserted.
+    // Asked twice: right after a SIM was inserted, only the second answer is right.
     eGeneralErrors asked = mapPortResult(getDeviceSimInfo(port, sim), eSUCCESS);
     if (asked == eSUCCESS) asked = mapPortResult(doGetSimStatus(port, sim), eSUCCESS);
     if (asked != eSUCCESS) return asked;
@@ -66,24 +61,4 @@ eGeneralErrors getSimStatus(int port, sSimInfo& sim) {
         default:
             return eSUCCESS;
     }
-}
-
-ePortReturn doGetSimStatus(int port, sSimInfo& sim) {
-    traceEntry(eLOG_POLICY, __func__);
-    return getDeviceSimInfo(port, sim);
-}
-
-ePortReturn getDeviceSimInfo(int port, sSimInfo& sim) {
-    traceEntry(eLOG_POLICY, __func__);
-    resetSimInfo(sim);
-    const ePortReturn present = getDeviceSimPresent(port, sim);
-    if (present != ePORT_OK || sim.i_present != 1) return present;
-    for (const auto query : {getDeviceSimStatus, getCpinState, getDeviceSimId, getDeviceSimIMSI}) {
-        const ePortReturn result = query(port, sim);
-        if (result != ePORT_OK) return result;
-    }
-    if (sim.s_carrier == NAME_UNKNOWN) return ePORT_OK;
-    sim.b_verizon = isVerizonCarrier(sim.s_carrier);
-    if (sim.b_verizon) debug(eLOG_POLICY, g_i_debugMode, "%s(): SIM carrier is Verizon", __func__);
-    return ePORT_OK;
 }

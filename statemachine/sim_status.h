@@ -3,18 +3,11 @@
 
 #include "include/device_records.h"
 
-// Queries the SIM and acts on what it finds: unlocks a locked SIM, applies a requested PIN
-// operation to a ready one, asks for a reset when it is missing for too long.
-// eSUCCESS: nothing to report; the record's lock class tells whether the SIM is usable.
-// eSUCCESS_DEVICE_UNLOCK: it has just become usable. eERROR_DEVICE_RESPONSE_TIMEOUT.
-// eERROR_DEVICE_REQUIRES_RESET: missing for too long. Or what the PIN operation returned.
+// Queries the SIM and acts on the result: unlocks a locked SIM, carries out a requested PIN
+// operation on a ready one, requires a reset when it is missing for too long. eSUCCESS: nothing to
+// report; the record's lock class says whether the SIM is usable. eSUCCESS_DEVICE_UNLOCK: it has
+// just become usable. eERROR_DEVICE_RESPONSE_TIMEOUT. eERROR_DEVICE_REQUIRES_RESET: missing for too
+// long. Or the result of the PIN operation.
 eGeneralErrors getSimStatus(int port, sSimInfo& sim);
-
-// Refreshes the SIM record; as getDeviceSimInfo.
-ePortReturn doGetSimStatus(int port, sSimInfo& sim);
-
-// Reads presence, lock, lock state, ICCID and IMSI into the record, which is reset first. The first
-// result that is not ePORT_OK, else ePORT_OK; a SIM that is not there is asked nothing more.
-ePortReturn getDeviceSimInfo(int port, sSimInfo& sim);
 
 #endif

@@ -1,11 +1,12 @@
+#include "statemachine/sim_unlock.h"
+
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
 #include "include/sleep.h"
 #include "published/outcome_texts.h"
 #include "statemachine/pin_record.h"
-#include "statemachine/sim_pin.h"
 #include "statemachine/sim_pin_files.h"
-#include "statemachine/sim_status.h"
+#include "statemachine/sim_query.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ std::string unlocked(const char* what) {
     return std::string("SIM ") + what + " " + PIN_OUTCOME_SUCCESS + " unlocked";
 }
 
-// A request that was written for a PIN that turns out to be wrong cannot be met.
+// A request that was written for a wrong PIN cannot be carried out.
 void dropRequest(const sSimInfo& sim, const sFileStamp& asItWas) {
     if (fileStamp(sim.s_cpin_new_path) == asItWas) clearCpinFile(sim.s_cpin_new_path);
 }
@@ -53,7 +54,7 @@ sPinOutcome tryUnlockPin(int port, const sSimInfo& sim) {
                         : "Error: Cannot unlock SIM with CPIN '" + pin + "', not a valid format"};
 }
 
-// Why nothing was sent, which is the same on each poll.
+// Reports why nothing was sent, once: it is the same on each poll.
 eGeneralErrors leaveRefusal(sSimInfo& sim, const std::string& text) {
     if (!text.empty() && text != sim.s_outcome) leaveOutcome(sim, {eFAILURE, text});
     return eFAILURE;
@@ -62,12 +63,13 @@ eGeneralErrors leaveRefusal(sSimInfo& sim, const std::string& text) {
 eGeneralErrors refusePin(sSimInfo& sim, ePinDecision decision, const sPinSituation& situation) {
     debug(eLOG_POLICY, g_i_debugMode, "%s(): Warning: SIM locked, but CPIN file has not changed",
           "maybeUnlockSimPin");
-    // The outcome of the failure itself says more.
+    // The outcome of the failed sending says more.
     if (decision == ePinDecision::FAILED && !sim.s_outcome.empty()) return eFAILURE;
     return leaveRefusal(sim, pinRefusalText(decision, situation));
 }
 
-// A PUK that stays in its file would be tried at each start of the daemon, until the SIM is lost.
+// If a PUK stayed in its file, each start of the daemon would try it, until the SIM is blocked for
+// good.
 sPinOutcome checkPukAndPin(const std::string& puk, const std::string& newPin, bool isTakenOut) {
     if (!verifyPukFormat(puk))
         return {eERROR_DEVICE_PUK_FORMAT_INVALID,
@@ -85,8 +87,8 @@ sPinOutcome checkPukAndPin(const std::string& puk, const std::string& newPin, bo
     return {eSUCCESS, ""};
 }
 
-// The refusal comes before the time-out and takes every CME number with it, so that a wrong PUK
-// reads as an error that was returned.
+// The test for a refusal comes first and includes every CME number, so a wrong PUK is reported as
+// "returned error".
 sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
                           const std::string& newPin) {
     const std::string failed = "Error: Unable to unlock SIM PUK, ";
@@ -105,13 +107,6 @@ sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
 }
 
 }  // namespace
-
-void resetSimPinState() {
-    resetPinRecord();
-    g_Cp_MonitorCurrentCpinFile.reset();
-    g_Cp_MonitorNewCpinFile.reset();
-    g_Cp_MonitorPukFile.reset();
-}
 
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
@@ -144,7 +139,7 @@ eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim) {
               "%s(): Warning: SIM PUK locked, but PUK file has not changed", __func__);
         return eFAILURE;
     }
-    // The new PIN belongs to the PUK: it must not come back as a request once the SIM is ready.
+    // The new PIN belongs to the PUK. It must not become a request when the SIM is ready.
     const std::string puk = readRequest(g_Cp_MonitorPukFile, sim.s_puk_path);
     const std::string newPin = readRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path);
     const bool isTakenOut = clearRequest(g_Cp_MonitorPukFile, sim.s_puk_path);

@@ -41,7 +41,7 @@ void prepareDeviceRecord(sDeviceInfo& device) {
     device.sim.s_puk_path = pukFilePath(slot);
 }
 
-// After these ends the service manager starts the daemon again; the others it asked for itself.
+// The service manager restarts the daemon after these two; the other ends are requested.
 bool isStartedAgain(eOuterState state) {
     return state == eOUTER_EXIT_RESET || state == eOUTER_EXIT_AS_IT_IS;
 }

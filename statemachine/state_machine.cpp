@@ -32,7 +32,7 @@ bool isExitRequested() {
     return true;
 }
 
-// The modem may have been away: its SIM may be locked when it comes back.
+// The modem may have lost power, so its SIM may be locked when it is back.
 void closeLostPort(sMachine& machine) {
     closeDevice(machine.port);
     notePinOutage();
@@ -90,7 +90,7 @@ void handleReloadSignals(sMachine& machine) {
             restartClockSync();
         }
     }
-    // While the clock is not to be set the signal waits.
+    // The signal waits as long as the configuration does not permit setting the clock.
     if (b_got_sigusr1 && machine.config.syncTime) {
         debug(eLOG_NOTICE, g_i_debugMode, "Received SIGUSR1 : stop sync timer");
         b_got_sigusr1 = false;
@@ -98,10 +98,10 @@ void handleReloadSignals(sMachine& machine) {
     }
 }
 
-// Closes the port of a modem that is silent or keeps failing; one that has failed too often leaves
-// the loop to be reset.
+// Closes the port of a modem that is silent or keeps failing. After too many failures it ends the
+// loop, so that the modem is reset.
 void endPass(sMachine& machine) {
-    // What is known of a modem that was pulled out is no longer true, whatever closes its port.
+    // The modem was pulled out: what is known of it is no longer true.
     const bool isLost = isPortLost(machine.port);
     if (isLost) resetDeviceInfo(machine.device, false);
     publish(machine, isLost);
@@ -137,7 +137,7 @@ void runPassWithPort(sMachine& machine) {
 
 void runPassWithoutPort(sMachine& machine) {
     cTimer& timer = g_C_deviceMissingTimer;
-    // Started once an outage: only a set-up stops it.
+    // Started once per outage; only a set-up stops it.
     if (!timer.IsTimerEnabled()) {
         debug(eLOG_NOTICE, g_i_debugMode, "Unable to open device port, starting %d minute timer",
               static_cast<int>(timer.GetTimeout() / 60));

@@ -3,9 +3,9 @@
 
 #include "statemachine/outer_state.h"
 
-// The daemon's whole life after its start: keeps the port open and drives the modem through set-up,
-// registration and data session until a signal, a request or a modem beyond help ends it. Returns
-// the final outer state.
+// Runs the daemon: keeps the port open and takes the modem through set-up, registration and data
+// session, until a signal, a request or a modem that needs a reset ends it. Returns the final outer
+// state.
 int runStateMachine();
 
 #endif

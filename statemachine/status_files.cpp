@@ -31,8 +31,8 @@ bool isStored(const std::string& key, const std::string& value) {
     return length == static_cast<int>(value.size()) && stored.compare(0, value.size(), value) == 0;
 }
 
-// The keys that a batch which failed could not store. A store that takes none of them is one
-// trouble, not a hundred.
+// Reports the keys that a failed batch could not store. If the store takes none of them, that is
+// one report, not a hundred.
 std::set<std::string> missingKeys(const tStatusList& list, const std::string& prefix) {
     std::set<std::string> missing;
     bool isAnyStored = false;
@@ -99,7 +99,7 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
     const std::string& slot = g_S_options.s_port;
     tStatusList list =
         buildStatusList(device, config, time(nullptr), g_Cp_connectedTimer->GetElapsedTime());
-    // No text of the modem may forge a line.
+    // A text of the modem must not forge a line.
     for (auto& [suffix, value] : list)
         value = blankControlCharacters(value);
 

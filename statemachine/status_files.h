@@ -12,14 +12,14 @@ extern const std::string g_s_cardstats_path;
 extern const std::string g_s_serialno_path;
 extern const std::string g_s_mdn_path;
 
-// Writes when forced, or when the last write is 2 seconds ago.
+// Writes the status when forced, or when the last write was 2 seconds ago.
 void writeOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config, bool force);
 
 // Writes everything: the slot's file, for slot 1 also the one without slot, serial number and own
 // number, and each key into the store. A key that cannot be stored is logged; the rest goes on.
 void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config);
 
-// Writes one line to a file: behind what is there with append, else in its place.
+// Writes one line to a file: with append after the present content, otherwise instead of it.
 void updateStatusFile(const std::string& path, const std::string& line, bool& append);
 
 #endif

@@ -35,12 +35,12 @@ std::string number(unsigned value) {
     return ltos(value);
 }
 
-// The serving cell names its network on every poll, +COPS only when a session is started.
+// The serving cell gives its network on every poll, +COPS only at the start of a session.
 std::string servingOperator(const sNetworkInfo& network) {
     return network.s_network_name.empty() ? network.s_operator : network.s_network_name;
 }
 
-// As a standard stream writes it.
+// In the format of a standard stream.
 std::string floatingPoint(double value) {
     char text[32];
     snprintf(text, sizeof text, "%g", value);
@@ -185,7 +185,7 @@ void addTime(tStatusList& list, time_t now) {
     add(list, STATUS_STATS_LAST_UPDATE_E.name, ltos(mktime(&local)));
 }
 
-// A daemon that shuts down empties every entry: the key-value store keeps what it was told last.
+// A daemon that shuts down empties every entry, because the key-value store keeps the last value.
 void addContextList(tStatusList& list, const sDeviceInfo& device) {
     for (size_t i = 0; i < CONTEXT_LIST_MAX; ++i) {
         const std::string key = contextStatusKey(i);

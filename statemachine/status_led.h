@@ -3,7 +3,7 @@
 
 #include "include/device_records.h"
 
-// What the modem's status LED shows.
+// The pattern of the modem's status LED.
 enum eStatLedAction : int {
     eSTAT_LED_ACTION_NONE = 0,
     eSTAT_LED_ACTION_OFF = 1,
@@ -20,18 +20,18 @@ enum eStatLedAction : int {
     eSTAT_LED_ACTION_BLINK_20 = 12,
 };
 
-// Sends the pattern of an action that differs from the last one asked for, whether or not that one
-// was sent well; with save the modem keeps it over a restart. eSUCCESS, eFAILURE for an action
+// Sends the pattern of an action if the action differs from the one of the last call, even if that
+// call failed. save: the modem keeps the pattern over a restart. eSUCCESS, eFAILURE for an action
 // without a pattern, eERROR_DEVICE_RESPONSE_TIMEOUT or eERROR_DEVICE_RESPONSE_ERROR.
 eGeneralErrors setStatusLed(const int& port, const eStatLedAction& action, bool save);
 
-// The action for registration, interface and traffic. As setStatusLed.
+// Shows registration, interface and traffic. Results as for setStatusLed.
 eGeneralErrors updateRegStatLed(const int& port, const sNetworkInfo& network);
 
 // Whether the host is in its factory test mode (STORE_TEST_MODE).
 bool getDeviceTestMode();
 
-// Forgets the last action.
+// For tests: forgets the last action.
 void resetStatusLedState();
 
 #endif

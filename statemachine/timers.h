@@ -19,7 +19,8 @@ extern cTimer g_C_netConDelayTimer;       // pause after a session that could no
 extern cTimer g_C_networkKeepAliveTimer;  // until the next ping
 extern cTimer g_C_deviceMissingTimer;     // how long the port may be unusable
 
-// The state in which the main loop starts: all stopped but the registration grace period.
+// Puts all timers into their state at the start of the main loop: only the one of the registration
+// grace period runs.
 void createTimers();
 
 #endif

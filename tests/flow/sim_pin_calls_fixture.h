@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "statemachine/sim_pin_requests.h"
 #include "tests/flow/sim_pin_fixture.h"
 
 // The operations on PIN and PUK, called one by one.

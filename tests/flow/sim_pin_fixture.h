@@ -6,6 +6,7 @@
 #include "platform/include/text_helpers.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"
+#include "statemachine/sim_query.h"
 #include "statemachine/sim_status.h"
 #include "tests/support/flow_fixture.h"
 

@@ -1,7 +1,9 @@
-#include "statemachine/sim_pin.h"
+#include "statemachine/sim_unlock.h"
 
 #include <sys/stat.h>
 
+#include "statemachine/sim_pin_files.h"
+#include "statemachine/sim_pin_requests.h"
 #include "statemachine/sim_status.h"
 #include "statemachine/timers.h"
 #include "tests/flow/sim_pin_fixture.h"

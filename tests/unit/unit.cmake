@@ -2,12 +2,14 @@
 
 cellslot_add_unit_tests(config
     LIBS cellslot_config
-    SOURCES unit/config/data_directive_test.cpp unit/config/config_file_test.cpp
-            unit/config/config_keys_test.cpp unit/config/config_look_test.cpp
-            unit/config/config_options_apn_test.cpp unit/config/config_options_bands_test.cpp
-            unit/config/config_options_credentials_test.cpp
-            unit/config/config_options_operator_test.cpp unit/config/config_options_test.cpp
-            unit/config/config_reader_odd_files_test.cpp unit/config/config_reader_test.cpp)
+    SOURCES unit/config/config_file_test.cpp unit/config/config_keys_test.cpp
+            unit/config/config_look_test.cpp unit/config/config_options_test.cpp
+            unit/config/config_reader_odd_files_test.cpp
+            unit/config/config_reader_options_apn_test.cpp
+            unit/config/config_reader_options_bands_test.cpp
+            unit/config/config_reader_options_credentials_test.cpp
+            unit/config/config_reader_options_operator_test.cpp
+            unit/config/config_reader_options_test.cpp unit/config/config_reader_test.cpp)
 target_compile_definitions(config_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
 
 # They test the host implementation, not a gateway's own libraries.
@@ -125,6 +127,7 @@ cellslot_add_unit_tests(sms
             unit/sms/receive_test.cpp unit/sms/repeated_parts_test.cpp
             unit/sms/send_file_changes_test.cpp unit/sms/send_prompt_test.cpp
             unit/sms/send_test.cpp unit/sms/sms_check_test.cpp unit/sms/spool_test.cpp
+            unit/sms/stuck_files_test.cpp
             unit/platform/sms_pdu/support.cpp
             support/no_unlink.cpp support/simulated_port.cpp)
 target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)

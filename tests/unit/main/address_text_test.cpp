@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "include/utilities.h"
+#include "include/address_text.h"
 #include "tests/support/log_mode.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "sms/spool.h"
+#include "tests/support/no_unlink.h"
 #include "tests/unit/sms/assembly_fixture.h"
 
 TEST_F(SmsAssembly, ThreePartsListedAsThreeOneTwo_AreJoinedInOrderByRequeueing) {
@@ -218,4 +219,15 @@ TEST_F(SmsAssembly, PartsWithoutTheRest_AreReadOncePerCheck) {
         EXPECT_EQ(effort.assemblies, 0U) << check;
     }
     EXPECT_EQ(names("recv_parts").size(), 100U);
+}
+
+TEST_F(SmsAssembly, MessageWhosePartsCannotBeDeleted_IsJoinedOnce) {
+    putPart("a", 7, 1, 2, "+12025550123", "one ");
+    putPart("b", 7, 2, 2, "+12025550123", "two");
+    const cNoUnlink readOnly;
+    ASSERT_EQ(join().size(), 1U);
+    EXPECT_TRUE(join().empty());
+    putPart("a", 8, 1, 2, "+12025550123", "another ");
+    putPart("b", 8, 2, 2, "+12025550123", "message");
+    EXPECT_EQ(join().size(), 1U) << "the same names hold other parts";
 }

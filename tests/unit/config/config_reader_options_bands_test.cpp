@@ -1,5 +1,5 @@
 #include "config/band_tables.h"
-#include "tests/unit/config/config_options_fixture.h"
+#include "tests/unit/config/config_reader_options_fixture.h"
 
 // CM_BAND_MODE, CM_3G_BAND and CM_4G_BAND.
 

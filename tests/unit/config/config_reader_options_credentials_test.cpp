@@ -1,4 +1,4 @@
-#include "tests/unit/config/config_options_fixture.h"
+#include "tests/unit/config/config_reader_options_fixture.h"
 
 // CM_USERNAME, CM_PASSWORD and CM_AUTH_TYPE.
 
