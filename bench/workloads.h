@@ -32,7 +32,7 @@ sWorkload writeOperatorFile(size_t lines);
 sWorkload receiveParts(size_t parts);
 // A check of the parts that wait for the last part of their message.
 sWorkload checkWaitingParts(size_t parts);
-// Sends one message of a folder with so many files.
+// Sends one message of a folder with this number of files.
 sWorkload sendFromFolder(size_t files);
 // A write to the store as the status writer does it: a hundred keys, of which two have changed.
 sWorkload storeBatch();

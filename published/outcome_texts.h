@@ -3,7 +3,7 @@
 
 #include <string>
 
-// Words in the daemon's texts by which other programs know what came of an operation.
+// Words in the daemon's texts by which other programs recognise the result of an operation.
 
 // In the outcome of a PIN operation (STATUS_SIM_EXTENDED_STATUS).
 constexpr const char* PIN_OUTCOME_SUCCESS = "successfully";

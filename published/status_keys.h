@@ -14,7 +14,7 @@ struct sStatusKey {
     const char* name;
 };
 
-// When it was written.
+// Time of writing.
 constexpr sStatusKey STATUS_STATS_LAST_UPDATE = {"STATS_LAST_UPDATE"};
 constexpr sStatusKey STATUS_STATS_LAST_UPDATE_E = {
     "STATS_LAST_UPDATE_E"};  // seconds since the epoch
@@ -54,7 +54,7 @@ constexpr sStatusKey STATUS_SIM_REMAIN_CPIN = {"SIM_REMAIN_CPIN"};
 constexpr sStatusKey STATUS_SIM_REMAIN_PUK = {"SIM_REMAIN_PUK"};
 constexpr sStatusKey STATUS_SIM_SLOT = {"SIM_SLOT"};
 
-// The context in use.
+// The active context.
 constexpr sStatusKey STATUS_SIM_CONT_CURRENT = {"SIM_CONT_CURRENT"};
 constexpr sStatusKey STATUS_SIM_APN_CURRENT = {"SIM_APN_CURRENT"};
 
@@ -124,7 +124,7 @@ constexpr sStatusKey STATUS_SLED_SLOT = {"SLED_SLOT"};
 constexpr sStatusKey STATUS_SMS_SENT = {"SMS_SENT"};
 constexpr sStatusKey STATUS_SMS_SENT_FAIL = {"SMS_SENT_FAIL"};
 constexpr sStatusKey STATUS_SMS_RECV = {"SMS_RECV"};
-// With it the file is whole.
+// The last key: it shows that the file is complete.
 constexpr sStatusKey LAST_STATUS_KEY = STATUS_SMS_RECV;
 
 // Contexts of the modem as "1:internet", and the cells of the active set.
@@ -133,7 +133,7 @@ std::string activeSetEcIoKey(size_t index);
 std::string activeSetPscKey(size_t index);
 std::string activeSetChannelKey(size_t index);
 
-// What every key begins with: "CELLMODEM1", or "CELLMODEM"; then comes "_" and its name.
+// Prefix of every key: "CELLMODEM1" or "CELLMODEM"; then come "_" and the name.
 std::string statusKeyStart(const cSlotText& slot);
 constexpr const char* PLAIN_STATUS_KEY_START = "CELLMODEM";
 constexpr const char* STATUS_KEY_SEPARATOR = "_";

@@ -69,7 +69,7 @@ def repeated_windows(lines):
 
 
 def runs(lines):
-    """(file, file), place, place of each run, as long as it is."""
+    """(file, file), place, place of each run, at its full length."""
     for ((first, second), apart), positions in sorted(repeated_windows(lines).items()):
         for at in positions:
             if at - 1 in positions:

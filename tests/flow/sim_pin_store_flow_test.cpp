@@ -21,8 +21,8 @@ TEST_F(PinLife, RecordIsStoredBeforeTheCommand_WithoutThePin) {
     EXPECT_EQ(parsePinRecord(stored(KEY)).file, file);
     sPinRecord same = parsePinRecord(stored(KEY));
     writeFile("/etc/vuk/other", "9876\n");
-    EXPECT_EQ(pinRecordText(same),
-              stored(KEY));  // the record contains nothing of the file's content
+    // The record contains nothing of the file's content.
+    EXPECT_EQ(pinRecordText(same), stored(KEY));
 }
 
 TEST_F(PinLife, ReadySim_WritesNothingToTheStoreOnItsPolls) {

@@ -85,7 +85,7 @@ class SmsFlow : public cFlowFixture {
         order(request);
     }
 
-    // Sender, a marker, and a text of so many parts.
+    // Sender, a marker, and a text with this number of parts.
     sTestMessage makeMessage(int number, int parts, const std::string& from, int reference) {
         sTestMessage message = {from, "", {}};
         for (int part = 1; part <= parts; ++part) {
