@@ -67,13 +67,28 @@ void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
 }
 
 void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
-    app.add_option("--at-link", options.atLink, "link to make for the AT port");
-    app.add_option("--gps-link", options.gpsLink, "link to make for the GPS port");
+    CLI::Option* atLink =
+        app.add_option("--at-link", options.atLink, "link to make for the AT port");
+    CLI::Option* gpsLink =
+        app.add_option("--gps-link", options.gpsLink, "link to make for the GPS port");
+    app.add_option("--at-device", options.atDevice, "device to serve as the AT port")
+        ->excludes(atLink);
+    app.add_option("--gps-device", options.gpsDevice, "device to serve as the GPS port")
+        ->excludes(gpsLink);
+    CLI::Option* gadget = app.add_option(
+        "--gadget", options.gadget, "USB gadget of the ports, to plug in and unplug: its folder");
+    CLI::Option* controller = app.add_option("--controller", options.controller,
+                                             "what the gadget is plugged into, as dummy_udc.0");
+    gadget->needs(controller);
+    controller->needs(gadget);
     app.add_option("--scenario", texts.scenarioPath, "start state and timeline, JSON");
     app.add_option("--control", options.controlPath, "control socket to make");
     app.add_option("--log", options.logPath, "file for what happened, JSON lines");
     app.add_option("--pace", texts.pace, "'instant' or bits a second");
-    app.add_option("--data", options.dataInterface, "network interface to make, as wwan0");
+    CLI::Option* data =
+        app.add_option("--data", options.dataInterface, "network interface to make, as wwan0");
+    app.add_option("--interface", options.interface, "Ethernet interface to serve, as usb0")
+        ->excludes(data);
     app.add_option("--seconds", options.seconds, "end after so many seconds");
     app.add_option("--model", texts.model, "LE910-NA1, 'LE910-NA V2' or 'LE910-EU V2'");
     app.add_option("--track", texts.trackPath, "file of positions, one a second");
@@ -84,10 +99,10 @@ int usageError(const std::string& text) {
     return EXIT_USAGE;
 }
 
-// The names of the missing links; "" if both exist.
-std::string missingLinks(const sSimulatorOptions& options) {
-    const bool noAt = options.atLink.empty();
-    const bool noGps = options.gpsLink.empty();
+// The names of the missing ports; "" if both exist.
+std::string missingPorts(const sSimulatorOptions& options) {
+    const bool noAt = options.atLink.empty() && options.atDevice.empty();
+    const bool noGps = options.gpsLink.empty() && options.gpsDevice.empty();
     if (!noAt && !noGps) return "";
     const std::string names = std::string(noAt ? "--at-link" : "") +
                               (noAt && noGps ? " and " : "") + (noGps ? "--gps-link" : "") +
@@ -107,7 +122,7 @@ int runProgram(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return usageError(error.what());
     }
-    const std::string missing = missingLinks(options);
+    const std::string missing = missingPorts(options);
     if (!missing.empty()) return usageError(missing);
     catchSignals();
     applyTexts(texts, options.scenario);
