@@ -1,9 +1,10 @@
 #include "le910sim/icmp_echo.h"
 
-#include <arpa/inet.h>
+#include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
+
+#include "le910sim/text.h"
 
 namespace le910sim {
 
@@ -17,11 +18,6 @@ constexpr size_t ICMP_HEADER = 8;
 constexpr uint8_t PROTOCOL_ICMP = 1;
 constexpr uint8_t PROTOCOL_ICMPV6 = 58;
 constexpr uint8_t TTL = 64;
-
-std::string addressText(int family, const uint8_t* bytes) {
-    std::array<char, INET6_ADDRSTRLEN> text = {};
-    return inet_ntop(family, bytes, text.data(), text.size()) == nullptr ? "" : text.data();
-}
 
 size_t number16(const tBytes& packet, size_t at) {
     return static_cast<size_t>(packet[at] << 8 | packet[at + 1]);
@@ -80,12 +76,16 @@ std::optional<tBytes> replyIpv6(tBytes packet,
     std::swap_ranges(packet.begin() + 8, packet.begin() + 24, packet.begin() + 24);
     packet[7] = TTL;
     packet[IPV6_HEADER] = 129;
-    store16(packet, IPV6_HEADER + 2, 0);
-    store16(packet, IPV6_HEADER + 2, checksumIpv6(packet));
+    storeIcmpv6Checksum(packet);
     return packet;
 }
 
 }  // namespace
+
+void storeIcmpv6Checksum(tBytes& packet) {
+    store16(packet, IPV6_HEADER + 2, 0);
+    store16(packet, IPV6_HEADER + 2, checksumIpv6(packet));
+}
 
 uint16_t internetChecksum(const tBytes& bytes) {
     uint32_t sum = 0;

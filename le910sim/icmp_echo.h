@@ -16,6 +16,9 @@ std::optional<std::vector<uint8_t>> echoReply(
     const std::vector<uint8_t>& packet,
     const std::function<bool(const std::string& source)>& carries);
 
+// Puts the checksum into an IPv6 packet that holds an ICMPv6 message and nothing else.
+void storeIcmpv6Checksum(std::vector<uint8_t>& packet);
+
 // Ones' complement sum, RFC 1071.
 uint16_t internetChecksum(const std::vector<uint8_t>& bytes);
 

@@ -69,15 +69,28 @@ void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
 }
 
 void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
-    app.add_option("--at-link", options.atLink,
-                   "symbolic link to create for the AT port (required)");
-    app.add_option("--gps-link", options.gpsLink,
-                   "symbolic link to create for the GPS port (required)");
+    CLI::Option* atLink = app.add_option("--at-link", options.atLink,
+                                         "symbolic link to create for the AT port (required)");
+    CLI::Option* gpsLink = app.add_option("--gps-link", options.gpsLink,
+                                          "symbolic link to create for the GPS port (required)");
+    app.add_option("--at-device", options.atDevice, "device to serve instead, such as /dev/ttyGS0")
+        ->excludes(atLink);
+    app.add_option("--gps-device", options.gpsDevice, "device to serve instead")->excludes(gpsLink);
+    CLI::Option* gadget = app.add_option("--gadget", options.gadget,
+                                         "folder of the USB gadget to plug in and unplug");
+    CLI::Option* controller = app.add_option("--controller", options.controller,
+                                             "controller for the gadget, such as dummy_udc.0");
+    gadget->needs(controller);
+    controller->needs(gadget);
     app.add_option("--scenario", texts.scenarioPath, "JSON file with initial state and timeline");
     app.add_option("--control", options.controlPath, "control socket to create");
     app.add_option("--log", options.logPath, "log file, one JSON object per line");
     app.add_option("--pace", texts.pace, "'instant' or bits per second");
-    app.add_option("--data", options.dataInterface, "network interface to create, such as wwan0");
+    CLI::Option* data = app.add_option("--data", options.dataInterface,
+                                       "network interface to create, such as wwan0");
+    app.add_option("--interface", options.interface,
+                   "existing Ethernet interface to serve, such as usb0")
+        ->excludes(data);
     app.add_option("--seconds", options.seconds, "end after this many seconds");
     app.add_option("--model", texts.model, "LE910-NA1, 'LE910-NA V2' or 'LE910-EU V2'");
     app.add_option("--track", texts.trackPath, "file of positions, one line per second");
@@ -88,10 +101,10 @@ int usageError(const std::string& text) {
     return EXIT_USAGE;
 }
 
-// Names the missing link options; "" if both are given.
-std::string missingLinks(const sSimulatorOptions& options) {
-    const bool noAt = options.atLink.empty();
-    const bool noGps = options.gpsLink.empty();
+// Names the missing port options; "" if both ports are given.
+std::string missingPorts(const sSimulatorOptions& options) {
+    const bool noAt = options.atLink.empty() && options.atDevice.empty();
+    const bool noGps = options.gpsLink.empty() && options.gpsDevice.empty();
     if (!noAt && !noGps) return "";
     const std::string names = std::string(noAt ? "--at-link" : "") +
                               (noAt && noGps ? " and " : "") + (noGps ? "--gps-link" : "") +
@@ -111,7 +124,7 @@ int runProgram(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return usageError(error.what());
     }
-    const std::string missing = missingLinks(options);
+    const std::string missing = missingPorts(options);
     if (!missing.empty()) return usageError(missing);
     catchSignals();
     applyTexts(texts, options.scenario);

@@ -5,7 +5,11 @@
 #include <stdexcept>
 #include <vector>
 
+#include "le910sim/device_port.h"
+#include "le910sim/ethernet_interface.h"
 #include "le910sim/icmp_echo.h"
+#include "le910sim/pty.h"
+#include "le910sim/tun_interface.h"
 
 namespace le910sim {
 
@@ -16,12 +20,17 @@ constexpr int TICK_MS = 5;
 // Packets per pass, so that a flood does not keep the ports waiting.
 constexpr int PACKETS_PER_PASS = 64;
 
+std::unique_ptr<cSerialPort> makePort(const std::string& link, const std::string& device) {
+    if (device.empty()) return std::make_unique<cPty>(link);
+    return std::make_unique<cDevicePort>(device);
+}
+
 }  // namespace
 
 cSimulator::cSimulator(const sSimulatorOptions& options)
     : m_modem(options.scenario),
-      m_atPort(options.atLink),
-      m_gpsPort(options.gpsLink),
+      m_atPort(makePort(options.atLink, options.atDevice)),
+      m_gpsPort(makePort(options.gpsLink, options.gpsDevice)),
       m_endMs(options.seconds * 1000),
       m_start(std::chrono::steady_clock::now()) {
     if (!options.logPath.empty()) {
@@ -31,8 +40,18 @@ cSimulator::cSimulator(const sSimulatorOptions& options)
     if (!options.dataInterface.empty()) {
         m_data = std::make_unique<cTunInterface>(options.dataInterface);
     }
-    m_atPort.appear();
-    m_gpsPort.appear();
+    if (!options.interface.empty()) {
+        m_data = std::make_unique<cEthernetInterface>(
+            options.interface,
+            [this](const std::string& address) { return m_modem.ownsAddress(address); });
+    }
+    m_atPort->appear();
+    m_gpsPort->appear();
+    if (!options.gadget.empty()) {
+        m_plug = std::make_unique<cUsbPlug>(options.gadget, options.controller);
+        // The host sees a port only when it can be served.
+        m_plug->plugIn();
+    }
     if (options.controlPath.empty()) return;
     m_control =
         std::make_unique<cControlSocket>(options.controlPath, [this](const nlohmann::json& order) {
@@ -61,8 +80,9 @@ void cSimulator::run(const volatile std::sig_atomic_t& stop) {
 
 void cSimulator::pass() {
     m_modem.advance(nowMs());
-    if (m_atPort.present()) m_modem.receiveAt(m_atPort.receive(), nowMs());
-    if (m_gpsPort.present()) m_modem.receiveGps(m_gpsPort.receive(), nowMs());
+    if (m_atPort->present()) m_modem.receiveAt(m_atPort->receive(), nowMs());
+    if (m_gpsPort->present()) m_modem.receiveGps(m_gpsPort->receive(), nowMs());
+    noticeHangUp();
     movePorts();
     if (m_control) m_control->serve();
     answerPings();
@@ -71,14 +91,23 @@ void cSimulator::pass() {
 
 void cSimulator::movePorts() {
     if (!m_modem.portsPresent()) {
-        m_atPort.disappear();
-        m_gpsPort.disappear();
+        if (m_plug) m_plug->unplug();
+        m_atPort->disappear();
+        m_gpsPort->disappear();
         return;
     }
-    m_atPort.appear();
-    m_gpsPort.appear();
-    m_atPort.send(m_modem.takeAtOutput());
-    m_gpsPort.send(m_modem.takeGpsOutput());
+    m_atPort->appear();
+    m_gpsPort->appear();
+    if (m_plug) m_plug->plugIn();
+    m_atPort->send(m_modem.takeAtOutput());
+    m_gpsPort->send(m_modem.takeGpsOutput());
+}
+
+// Somebody unplugged the modem: it runs on, but what was on its way over the cable is lost.
+void cSimulator::noticeHangUp() {
+    const bool atHungUp = m_atPort->takeHangUp();
+    const bool gpsHungUp = m_gpsPort->takeHangUp();
+    if (atHungUp || gpsHungUp) m_modem.control({{"op", "hangup"}, {"away_ms", 0}});
 }
 
 void cSimulator::answerPings() {
@@ -101,8 +130,8 @@ void cSimulator::writeLog() {
 
 void cSimulator::waitForInput() const {
     std::vector<pollfd> watched;
-    if (m_atPort.present()) watched.push_back({m_atPort.descriptor(), POLLIN, 0});
-    if (m_gpsPort.present()) watched.push_back({m_gpsPort.descriptor(), POLLIN, 0});
+    if (m_atPort->present()) watched.push_back({m_atPort->descriptor(), POLLIN, 0});
+    if (m_gpsPort->present()) watched.push_back({m_gpsPort->descriptor(), POLLIN, 0});
     if (m_data) watched.push_back({m_data->descriptor(), POLLIN, 0});
     if (m_control) {
         for (const int fd : m_control->descriptors())

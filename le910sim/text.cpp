@@ -86,4 +86,9 @@ bool isIpv6(const std::string& text) {
     return inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 
+std::string addressText(int family, const uint8_t* bytes) {
+    std::array<char, INET6_ADDRSTRLEN> text = {};
+    return inet_ntop(family, bytes, text.data(), text.size()) == nullptr ? "" : text.data();
+}
+
 }  // namespace le910sim

@@ -25,6 +25,8 @@ std::string ipv6Dotted(const std::string& address);
 std::string ipv6MaskDotted(int prefixBits);
 bool isIpv4(const std::string& text);
 bool isIpv6(const std::string& text);
+// The text of an address in a packet; family AF_INET or AF_INET6.
+std::string addressText(int family, const uint8_t* bytes);
 
 }  // namespace le910sim
 

@@ -36,7 +36,6 @@ std::optional<std::vector<uint8_t>> cTunInterface::receive() {
 }
 
 void cTunInterface::send(const std::vector<uint8_t>& packet) {
-    // If the host cannot accept the packet, it is lost, as on any link.
     const ssize_t count = write(m_device.get(), packet.data(), packet.size());
     static_cast<void>(count);
 }

@@ -63,6 +63,7 @@ cellslot_add_unit_tests(sim TOOL
     SOURCES unit/le910sim/commands_sim_card_test.cpp unit/le910sim/faults_test.cpp
             unit/le910sim/modem_core_input_test.cpp unit/le910sim/commands_gps_test.cpp
             unit/le910sim/modem_health_test.cpp unit/le910sim/icmp_echo_test.cpp
+            unit/le910sim/ethernet_test.cpp unit/le910sim/device_port_test.cpp
             unit/le910sim/commands_packet_test.cpp unit/le910sim/main_test.cpp
             unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
             unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/pseudo_terminal.h"
 #include "tests/support/temp_folder.h"
 
 namespace le910sim {
@@ -59,6 +60,12 @@ void awaitLink(const std::string& path, bool present) {
     for (int left = DEADLINE_MS; left > 0 && isLink(path) != present; left -= 5)
         sleepMs(5);
     EXPECT_EQ(isLink(path), present) << path;
+}
+
+void awaitContent(const std::string& path, const std::string& content) {
+    for (int left = DEADLINE_MS; left > 0 && readFile(path) != content; left -= 5)
+        sleepMs(5);
+    EXPECT_EQ(readFile(path), content) << path;
 }
 
 // The program, started with its ports in a folder of its own.
@@ -223,6 +230,65 @@ TEST(SimProgram, NobodyReads_KeepsRunning) {
     close(fd);
 }
 
+TEST(SimProgram, GivenDevices_AreServedAndPluggedInOnceTheyAre) {
+    cTempFolder gadget;
+    writeFile(gadget / "UDC", "\n");
+    const sPseudoTerminal at = openPseudoTerminal();
+    const sPseudoTerminal gps = openPseudoTerminal();
+    cProgram program = cProgram::bare({"--at-device", at.path, "--gps-device", gps.path, "--gadget",
+                                       gadget.path(), "--controller", "dummy_udc.0"});
+    ASSERT_EQ(program.said("\n"), "ready\n");
+    EXPECT_EQ(readFile(gadget / "UDC"), "dummy_udc.0\n");
+    EXPECT_EQ(ask(at.modemEnd, "AT+GMM", "OK\r\n"), "AT+GMM\r\r\nLE910-NA V2\r\n\r\nOK\r\n");
+    EXPECT_EQ(ask(gps.modemEnd, "AT$GPSSW", "OK\r\n"), "AT$GPSSW\r\r\n$GPSSW: \r\n\r\nOK\r\n");
+    EXPECT_EQ(program.stop(SIGTERM), 0);
+    EXPECT_EQ(readFile(gadget / "UDC"), "\n");
+    close(at.modemEnd);
+    close(gps.modemEnd);
+}
+
+TEST(SimProgram, RestartOfAModemWithAGadget_UnplugsItAndPlugsItInAgain) {
+    cTempFolder gadget;
+    writeFile(gadget / "UDC", "\n");
+    cTempFolder folder;
+    const sPseudoTerminal at = openPseudoTerminal();
+    const sPseudoTerminal gps = openPseudoTerminal();
+    writeFile(folder / "scenario.json",
+              R"({"timings": {"restart_ms": 500, "restart_grace_ms": 0, "ready_ms": 0}})");
+    cProgram program =
+        cProgram::bare({"--at-device", at.path, "--gps-device", gps.path, "--gadget", gadget.path(),
+                        "--controller", "dummy_udc.0", "--scenario", folder / "scenario.json"});
+    program.said("ready");
+    ask(at.modemEnd, "AT#REBOOT", "OK\r\n");
+    awaitContent(gadget / "UDC", "\n");
+    awaitContent(gadget / "UDC", "dummy_udc.0\n");
+    EXPECT_EQ(ask(at.modemEnd, "AT", "OK\r\n"), "\r\n+PACSP0\r\nAT\r\r\nOK\r\n");
+    close(at.modemEnd);
+    close(gps.modemEnd);
+}
+
+TEST(SimProgram, DeviceThatIsUnpluggedDuringAnAnswer_LosesItsRestAndServesAgain) {
+    cTempFolder folder;
+    sPseudoTerminal at = openPseudoTerminal();
+    const sPseudoTerminal gps = openPseudoTerminal();
+    ASSERT_EQ(symlink(at.path.c_str(), (folder / "at").c_str()), 0);
+    writeFile(folder / "scenario.json", R"({"timings": {"reply_ms": 300}})");
+    cProgram program = cProgram::bare({"--at-device", folder / "at", "--gps-device", gps.path,
+                                       "--scenario", folder / "scenario.json"});
+    program.said("ready");
+    EXPECT_EQ(write(at.modemEnd, "AT+CSQ\r", 7), 7);
+    EXPECT_EQ(readUntil(at.modemEnd, "\r"), "AT+CSQ\r");
+    close(at.modemEnd);
+    at = openPseudoTerminal();
+    const std::string again = folder / "again";
+    ASSERT_EQ(symlink(at.path.c_str(), again.c_str()), 0);
+    ASSERT_EQ(rename(again.c_str(), (folder / "at").c_str()), 0);
+    sleepMs(500);
+    EXPECT_EQ(ask(at.modemEnd, "AT", "OK\r\n"), "AT\r\r\nOK\r\n");
+    close(at.modemEnd);
+    close(gps.modemEnd);
+}
+
 TEST(SimProgram, RebootCommand_HangsUpAndReturns) {
     cProgram program;
     program.said("ready");
@@ -308,6 +374,10 @@ TEST(SimProgram, CommandLineThatIsIncompleteOrWrong_NamesTheProgramAndWhatIsMiss
         {{}, "le910sim: --at-link and --gps-link are missing" + example},
         {{"--at-link", "/tmp/at"}, "le910sim: --gps-link is missing" + example},
         {{"--gps-link", "/tmp/gps"}, "le910sim: --at-link is missing" + example},
+        {{"--at-device", "/dev/ttyGS0"}, "le910sim: --gps-link is missing" + example},
+        {{"--gadget", "/tmp"}, "le910sim: --gadget requires --controller (see le910sim --help)\n"},
+        {{"--at-device", "/dev/ttyGS0", "--at-link", "/tmp/at"},
+         "le910sim: --at-link excludes --at-device (see le910sim --help)\n"},
         {{"--nonsense"},
          "le910sim: The following argument was not expected: --nonsense (see "
          "le910sim --help)\n"},
