@@ -6,6 +6,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
+# shellcheck source=scripts/lib/packages.sh
+. scripts/lib/packages.sh
 readonly WORK=$PWD/build/package-test
 # Besides a minimal host: the dependencies of the package, and the programs that read its rules for
 # devices and logs.
@@ -26,14 +28,6 @@ makePackages() {
     version=$(dpkg-deb --field "$WORK"/old/*.deb Version)
     scripts/package.sh --no-build --version "$version+1" --output "$WORK/new"
     cmake --build --preset release --target le910sim
-}
-
-# "SUITE ADDRESS" of the first Debian archive in apt's configuration.
-findMirror() {
-    # shellcheck disable=SC2016  # apt's variables, not the shell's
-    apt-get indextargets --format '$(LABEL) $(CODENAME) $(REPO_URI)' 'Created-By: Packages' |
-        awk -v suite="$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)" \
-            '$1 == "Debian" && $2 == suite { print $2, $3; exit }'
 }
 
 makeRoot() {

@@ -1,0 +1,208 @@
+#!/usr/bin/env bash
+# Makes the disk, the kernel and the first stage (initrd) of the virtual gateway: a plain Debian with
+# systemd, udev and gpsd, from the mirror that this machine's apt uses, and nothing of ours on it. Kept
+# in build/gateway until the packages, the modules or the set-up below change. Needs no root.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly SELF=scripts/gateway_image.sh
+# shellcheck source=scripts/lib/packages.sh
+. scripts/lib/packages.sh
+
+# What a gateway has before our package comes, what that depends on, and Python for the test bench.
+readonly PACKAGES=(
+    dbus e2fsprogs gpsd gpsd-tools iproute2 iputils-ping kmod liblmdb0 libstdc++6 logrotate nano
+    procps python3 systemd-sysv udev
+)
+# Of the kernel's 4000 modules: the emulator's disk and ports, the gadget with the controller that it
+# is plugged into, the modem's drivers, and what tests use.
+readonly ROOT_MODULES=(virtio_pci virtio_blk ext4 virtio_console)
+readonly MODULES=(
+    autofs4 binfmt_misc cdc_acm cdc_ether cdc_ncm dummy dummy_hcd libcomposite loop option tun usb_f_acm usb_f_ncm
+    usb_f_serial veth virtio_net virtio_rng
+)
+# Work that has no place in a machine without screen, network and years to live.
+readonly MASKED=(
+    apt-daily-upgrade.timer apt-daily.timer dpkg-db-backup.timer e2scrub_all.timer
+    e2scrub_reap.service fstrim.timer getty@tty1.service systemd-pstore.service
+)
+readonly DISK_SIZE=1G
+
+usage() {
+    cat <<'TEXT'
+Usage: gateway_image.sh [--arch amd64|arm64]
+Makes the disk of the virtual gateway, unless it is there, and prints its folder: disk.img, kernel,
+initrd.
+TEXT
+}
+
+kernelPackage() {
+    case $architecture in
+    amd64 | arm64) echo "linux-image-$architecture" ;;
+    *) return 1 ;;
+    esac
+}
+
+# ---- the files, made as root or under fakeroot ------------------------------------------------------
+
+withDependencies() { # MODULE...
+    local module
+    for module in "$@"; do
+        # "builtin NAME" is in the kernel already.
+        modprobe --dirname "$work/kernel" --set-version "$version" --show-depends "$module"
+    done | awk '$1 == "insmod" && !seen[$2]++ { print $2 }'
+}
+
+putModules() { # TARGET FILE...
+    local target=$1 file
+    shift
+    for file in "$@"; do
+        install -D -m 644 "$file" "$target/lib/modules/${file#*/lib/modules/}"
+    done
+    cp "$work/kernel/lib/modules/$version"/modules.{builtin,builtin.modinfo,order} \
+        "$target/lib/modules/$version/"
+    depmod --basedir "$target" "$version"
+}
+
+# Mounts the disk and the bench's files, and goes on with systemd. What the bench brings stands in
+# memory, so that the disk holds what a gateway's disk holds.
+putInit() {
+    mkdir -p "$work/initrd"/{bin,dev,proc,sys,run,root}
+    cp "$work/busybox/bin/busybox" "$work/initrd/bin/busybox"
+    cat >"$work/initrd/init" <<'TEXT'
+#!/bin/busybox sh
+/bin/busybox --install -s /bin
+mount -t devtmpfs dev /dev
+mount -t proc proc /proc
+mount -t sysfs sys /sys
+mount -t tmpfs -o nodev,nosuid,noexec,size=20%,mode=0755 run /run
+while read -r file; do insmod "$file"; done </modules
+for i in $(seq 100); do [ -e /dev/vda ] && break; sleep 0.1; done
+mount -o rw /dev/vda /root || exec sh
+if [ -d /bench ]; then
+    mount -t tmpfs -o mode=0755 bench /root/bench
+    cp -a /bench/. /root/bench/
+    mkdir -p /run/systemd
+    cp -a /bench/system /run/systemd/system
+fi
+mount --move /run /root/run
+umount /proc /sys
+exec switch_root /root /sbin/init
+TEXT
+    chmod 755 "$work/initrd/init"
+}
+
+putRootModules() {
+    local file
+    mapfile -t files < <(withDependencies "${ROOT_MODULES[@]}")
+    for file in "${files[@]}"; do
+        install -D -m 644 "$file" "$work/initrd/modules.d/${file##*/}"
+        echo "/modules.d/${file##*/}" >>"$work/initrd/modules"
+    done
+}
+
+setUpRoot() { # ROOT
+    local root=$1 unit
+    echo gateway >"$root/etc/hostname"
+    printf '127.0.0.1 localhost\n127.0.1.1 gateway\n::1 localhost\n' >"$root/etc/hosts"
+    printf '/dev/vda / ext4 errors=remount-ro 0 1\n' >"$root/etc/fstab"
+    : >"$root/etc/resolv.conf"
+    # As an installed machine has it; an empty one would make each boot a first boot.
+    tr -d - </proc/sys/kernel/random/uuid >"$root/etc/machine-id"
+    sed -i 's/^root:[^:]*:/root::/' "$root/etc/shadow"
+    for unit in "${MASKED[@]}"; do
+        ln -sf /dev/null "$root/etc/systemd/system/$unit"
+    done
+    mkdir -p "$root/bench" "$root/etc/systemd/system/serial-getty@.service.d"
+    printf '[Service]\nExecStart=\nExecStart=-/sbin/agetty --autologin root --keep-baud 115200 - %s\n' \
+        "\$TERM" >"$root/etc/systemd/system/serial-getty@.service.d/autologin.conf"
+}
+
+assemble() {
+    local root=$work/root kernel
+    mkdir -p "$root" "$work/kernel" "$work/busybox"
+    # What stands in /dev is the kernel's; device nodes would need root.
+    tar -C "$root" -x --exclude='./dev/*' <"$packages"
+    dpkg-deb -x "$root"/bench/linux-image-*.deb "$work/kernel"
+    dpkg-deb -x "$root"/bench/busybox-static_*.deb "$work/busybox"
+    rm -rf "$root/bench"
+    kernel=$(echo "$work"/kernel/boot/vmlinuz-*)
+    version=${kernel##*/vmlinuz-}
+    depmod --basedir "$work/kernel" "$version"
+    mapfile -t files < <(withDependencies "${ROOT_MODULES[@]}" "${MODULES[@]}")
+    putModules "$root" "${files[@]}"
+    setUpRoot "$root"
+    mke2fs -q -t ext4 -L gateway -d "$root" "$work/disk.img" "$DISK_SIZE"
+    putInit
+    putRootModules
+    (cd "$work/initrd" && find . | cpio --quiet -o -H newc >"$work/initrd.cpio")
+    cp "$kernel" "$work/kernel.img"
+}
+
+# ---- the image ----------------------------------------------------------------------------------------
+
+debootstrap() {
+    local suite address
+    read -r suite address < <(findMirror)
+    # shellcheck disable=SC2016  # the hook's own variables
+    mmdebstrap --quiet --format=tar --variant=minbase --architectures="$architecture" \
+        --include="$(IFS=,; echo "${PACKAGES[*]}")" \
+        --customize-hook="mkdir -p \"\$1/bench\"; chroot \"\$1\" sh -ec '
+            cd /bench
+            kernel=\$(apt-cache depends $(kernelPackage) | sed -n \"s/ *Depends: //p\" | grep ^linux-image)
+            apt-get -o APT::Sandbox::User=root download busybox-static \$kernel'" \
+        "$suite" "$packages.new" "$address"
+    mv "$packages.new" "$packages"
+}
+
+make() {
+    work=$target.new
+    rm -rf "$work"
+    mkdir -p "$work"
+    trap 'rm -rf "$work"' EXIT
+    [[ -e $packages ]] || debootstrap >&2
+    if ((EUID == 0)); then
+        assemble >&2
+    else
+        fakeroot "$SELF" --arch "$architecture" --assemble "$packages" "$work" >&2
+    fi
+    mkdir -p "$target"
+    mv "$work/disk.img" "$work/initrd.cpio" "$work/kernel.img" "$target/"
+}
+
+main() {
+    architecture=$(dpkg --print-architecture)
+    while (($#)); do
+        case $1 in
+        --arch)
+            architecture=${2:-}
+            shift
+            ;;
+        --assemble) # the half of it that wants the owners of files kept
+            packages=$2 work=$3
+            assemble
+            return
+            ;;
+        -h | --help)
+            usage
+            return
+            ;;
+        *)
+            usage >&2
+            return 2
+            ;;
+        esac
+        shift
+    done
+    kernelPackage >/dev/null || {
+        echo "gateway_image.sh: no gateway for '$architecture': amd64 or arm64" >&2
+        return 2
+    }
+    # The image follows from this script alone, its packages from their list.
+    packages=$PWD/build/gateway/packages-$architecture-$(sha256sum <<<"${PACKAGES[*]}" | cut -c 1-12).tar
+    target=$PWD/build/gateway/$architecture-$(sha256sum <"$SELF" | cut -c 1-12)
+    [[ -e $target/disk.img ]] || make
+    echo "$target"
+}
+
+main "$@"

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Installs what the virtual gateway needs, as far as it is missing: the tools that make its disk and
+# the emulator that boots it. As root or with sudo.
+set -euo pipefail
+
+# shellcheck source=scripts/lib/packages.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
+
+usage() {
+    cat <<'TEXT'
+Usage: setup_gateway.sh [amd64|arm64]
+Installs what scripts/test_gateway.sh needs for a gateway with that processor (amd64 unless given), as
+far as it is missing; as root or with sudo.
+TEXT
+}
+
+main() {
+    local package packages=() wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils)
+    case ${1:-amd64} in
+    amd64) wanted+=(qemu-system-x86) ;;
+    arm64) wanted+=(qemu-system-arm qemu-user-static) ;;
+    -h | --help)
+        usage
+        return
+        ;;
+    *)
+        usage >&2
+        return 2
+        ;;
+    esac
+    for package in "${wanted[@]}"; do
+        dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$' || packages+=("$package")
+    done
+    ((${#packages[@]})) || return 0
+    echo "setup_gateway.sh: installing ${packages[*]}"
+    installPackages "${packages[@]}"
+}
+
+main "$@"

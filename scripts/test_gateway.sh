@@ -1,0 +1,86 @@
+#!/usr/bin/env bash
+# Tests our package on a gateway in a virtual machine: the kernel's own USB and modem drivers, udev,
+# systemd and gpsd, with simulated modems on its USB. Needs no root once scripts/setup_gateway.sh has
+# installed what is missing, and the network only for making the disk.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+readonly WORK=$PWD/build/gateway
+readonly TESTS=tests/gateway
+
+usage() {
+    cat <<'TEXT'
+Usage: test_gateway.sh [--arch amd64|arm64] [--shell] [TEST]...
+Builds the package, boots a virtual gateway and runs the tests of tests/gateway on it: all, or those
+named, as in "first_start_test" or "first_start_test.FirstStart". What a machine leaves behind (console,
+journal, logs) is in build/gateway/results.
+  --arch   the gateway's processor; this machine's unless given
+  --shell  boots a gateway and leaves you at its console, instead of testing. Ctrl-A X ends it.
+TEXT
+}
+
+buildPackage() {
+    local preset=release
+    [[ $architecture == "$(dpkg --print-architecture)" ]] || preset=$architecture
+    rm -rf "$work/package"
+    scripts/package.sh --preset "$preset" --output "$work/package" >/dev/null
+    cmake --build --preset "$preset" -j 2 --target le910sim
+    bin=build/$preset/bin
+}
+
+# What the tests bring, as an archive that the kernel unpacks beside the machine's first stage: nothing
+# of it gets onto the gateway's disk by itself.
+packBench() {
+    local bench=$work/tree/bench
+    rm -rf "$work/tree"
+    mkdir -p "$bench/system/sysinit.target.wants"
+    install -m 755 "$TESTS/agent.py" "$TESTS/modem.py" "$bin/le910sim" "$bench/"
+    install -m 644 "$TESTS/modems.json" "$work"/package/cellslot_*.deb docs/installation.md "$bench/"
+    install -m 644 "$TESTS/agent.service" "$bench/system/test-bench.service"
+    ln -s ../test-bench.service "$bench/system/sysinit.target.wants/"
+    (cd "$work/tree" && find . | cpio --quiet -o -H newc) >"$work/bench.cpio"
+}
+
+readOptions() {
+    architecture=$(dpkg --print-architecture)
+    shell=no
+    while (($#)); do
+        case $1 in
+        --arch)
+            architecture=${2:-}
+            shift
+            ;;
+        --shell) shell=yes ;;
+        -h | --help)
+            usage
+            exit
+            ;;
+        -*)
+            usage >&2
+            exit 2
+            ;;
+        *) tests+=("$1") ;;
+        esac
+        shift
+    done
+}
+
+main() {
+    tests=()
+    readOptions "$@"
+    scripts/setup_gateway.sh "$architecture"
+    work=$WORK/$architecture
+    mkdir -p "$work" "$WORK/results"
+    image=$(scripts/gateway_image.sh --arch "$architecture")
+    buildPackage
+    packBench
+    export CELLSLOT_IMAGE=$image CELLSLOT_BENCH=$work/bench.cpio CELLSLOT_RESULTS=$WORK/results \
+        CELLSLOT_ARCHITECTURE=$architecture PYTHONPATH=$TESTS PYTHONDONTWRITEBYTECODE=1
+    if [[ $shell == yes ]]; then
+        exec python3 "$TESTS/machine.py" shell
+    fi
+    ((${#tests[@]})) || mapfile -t tests < <(cd "$TESTS" && printf '%s\n' *_test.py | sed 's/\.py$//')
+    python3 -m unittest --verbose "${tests[@]}"
+}
+
+main "$@"
