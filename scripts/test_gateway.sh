@@ -35,7 +35,7 @@ packBench() {
     rm -rf "$work/tree"
     mkdir -p "$bench/system/sysinit.target.wants"
     install -m 755 "$TESTS/agent.py" "$TESTS/modem.py" "$bin/le910sim" "$bench/"
-    install -m 644 "$TESTS/modems.json" "$work"/package/cellslot_*.deb docs/installation.md "$bench/"
+    install -m 644 "$TESTS/modems.json" "$work"/package/cellslot_*.deb "$bench/"
     install -m 644 "$TESTS/agent.service" "$bench/system/test-bench.service"
     ln -s ../test-bench.service "$bench/system/sysinit.target.wants/"
     (cd "$work/tree" && find . | cpio --quiet -o -H newc) >"$work/bench.cpio"
@@ -70,6 +70,7 @@ main() {
     readOptions "$@"
     scripts/setup_gateway.sh "$architecture"
     work=$WORK/$architecture
+    rm -rf "$WORK/results"
     mkdir -p "$work" "$WORK/results"
     image=$(scripts/gateway_image.sh --arch "$architecture")
     buildPackage
