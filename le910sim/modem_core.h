@@ -65,7 +65,7 @@ class cModemCore {
     void consumeInput(sPort& port);
     void consumeCommandByte(sPort& port, char byte);
     void consumePromptByte(sPort& port, char byte);
-    void startLine(sPort& port, const std::string& line);
+    void startLine(sPort& port, const std::string& received);
     bool startFault(sPort& port, const std::vector<sFault>& faults, const std::string& line,
                     std::string& body);
     void parseLine(sPort& port, sRunningLine& running);

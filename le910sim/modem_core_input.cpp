@@ -19,6 +19,19 @@ std::string withoutEscape(const std::string& line) {
     return start == std::string::npos || start < 3 ? line : line.substr(start);
 }
 
+// A terminal of the host echoes until it is set up: what waits in it when it is opened, such as the
+// lines of a restart, comes back in part, before the first command.
+std::string withoutOwnEcho(const std::string& line, const std::vector<std::string>& bootLines) {
+    for (const std::string& own : bootLines) {
+        for (size_t length = std::min(own.size(), line.size()); length > 0; --length) {
+            if (line.compare(0, length, own, 0, length) != 0) continue;
+            const std::string rest = line.substr(length);
+            if (rest.empty() || stringUpper(rest.substr(0, 2)) == "AT") return rest;
+        }
+    }
+    return line;
+}
+
 std::string cmeLine(const sPort& port, int number) {
     return "\r\n+CME ERROR: " +
            (port.profile.cmee == 2 ? cmeText(number) : std::to_string(number)) + "\r\n";
@@ -78,8 +91,10 @@ void cModemCore::consumePromptByte(sPort& port, char byte) {
     }
 }
 
-void cModemCore::startLine(sPort& port, const std::string& line) {
-    noteReceived(port, line);
+void cModemCore::startLine(sPort& port, const std::string& received) {
+    noteReceived(port, received);
+    const std::string line = withoutOwnEcho(received, m_state.behaviour.bootLines);
+    if (line.empty()) return;
     // The text for a prompt that never came, or an ESC after it: a modem would not answer.
     const bool stray = line.back() == CTRL_Z && startsWith(port.lastCommand, "AT+CMGS=");
     if (stray || line == std::string(1, ESC)) {

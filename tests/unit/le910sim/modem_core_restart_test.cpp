@@ -49,6 +49,16 @@ TEST(SimRestart, Reboot_ForgetsAndKeepsTheSameAsAModem) {
               "\r\n+CGDCONT: 1,\"IP\",\"kept.apn\",\"\",0,0\r\n\r\nOK\r\n");
 }
 
+TEST(SimRestart, BootLineThatTheHostEchoes_IsNoCommandAndHidesNone) {
+    cModemDriver sim;
+    sim.order(R"({"op": "restart", "away_ms": 0})");
+    EXPECT_EQ(sim.readAt(600), "\r\n+PACSP0\r\n");
+    EXPECT_EQ(sim.at("+PAT"), "AT\r\r\nOK\r\n");
+    EXPECT_EQ(sim.at("+PACSP0"), "");
+    EXPECT_EQ(sim.state().at("problems"), json::array());
+    EXPECT_EQ(sim.reply("+PBT"), "\r\nERROR\r\n");
+}
+
 TEST(SimRestart, SavedLed_SurvivesARestart) {
     cModemDriver sim;
     sim.reply("AT#SLED=3,1,9");
