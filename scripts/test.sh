@@ -31,7 +31,8 @@ usage() {
     cat <<'TEXT'
 Usage: test.sh [--all]
 Builds and tests everything. It must pass before a change lands. Ends with a summary.
-  --all  every test on both builds, slower checks, the package on a fresh host
+  --all  every test on both builds, slower checks, the package on a fresh host and on a virtual
+         gateway
 TEXT
 }
 
@@ -163,6 +164,9 @@ main() {
     checkInstructions
     check package scripts/test_package.sh "$@" || true
     check arm64 scripts/test_cross.sh arm64 "$@" || true
+    if [[ ${1:-} == --all ]]; then
+        check gateway scripts/test_gateway.sh || true
+    fi
     FUZZ_JOBS=3 check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
     printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
     return "$failed"

@@ -192,6 +192,8 @@ class Machine:
         return answer
 
     def send(self, request):
+        if self.process is None or self.process.poll() is not None:
+            raise MachineGone(str(request))
         number = next(self.numbers)
         self.connection.sendall(json.dumps({"id": number, **request}).encode() + b"\n")
         return number

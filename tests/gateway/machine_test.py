@@ -1,0 +1,31 @@
+"""The test bench itself: what other tests rely on when they cut the power."""
+
+from gateway_case import GatewayCase
+from machine import CommandFailed, MachineGone
+
+
+class Bench(GatewayCase):
+    def test_CommandThatFails_IsReportedWithItsOutput(self):
+        with self.assertRaisesRegex(CommandFailed, "status 3\nwhy"):
+            self.machine.run("echo why; exit 3")
+        self.assertEqual(self.machine.run("echo why; exit 3", check=False), (3, "why\n"))
+
+    def test_CommandThatHangs_IsKilledAndReported(self):
+        with self.assertRaisesRegex(CommandFailed, "not done after"):
+            self.machine.run("sleep 1000", timeout=2)
+        self.assertEqual(self.machine.run("pgrep -x sleep", check=False)[0], 1)
+
+    def test_PowerCut_KeepsWhatWasSyncedAndLosesWhatWasNot(self):
+        self.machine.run("echo old >/root/kept; sync; echo new >/root/lost")
+        self.machine.start("sleep 1000")
+        self.machine.kill()
+        with self.assertRaises(MachineGone):
+            self.machine.run("true")
+        self.machine.boot()
+        self.assertEqual(self.machine.run("cat /root/kept"), "old\n")
+        self.assertEqual(self.machine.run("cat /root/lost", check=False)[1].count("new"), 0)
+
+    def test_Reboot_EndsInANewBoot(self):
+        before = self.machine.run("cat /proc/sys/kernel/random/boot_id")
+        self.machine.reboot()
+        self.assertNotEqual(self.machine.run("cat /proc/sys/kernel/random/boot_id"), before)
