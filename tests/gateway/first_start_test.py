@@ -4,7 +4,8 @@ modem is connected."""
 import json
 
 from book import Book
-from gateway_case import (NUMBER, PLACE, REMOTE, GatewayCase, awaitConnected, startModem)
+from gateway_case import (NUMBER, PLACE, REMOTE, GatewayCase, awaitConnected, awaitNotConnected,
+                          descriptors, startModem)
 
 PIN = "2468"
 INSTALL = Book("# Installation\n")
@@ -131,6 +132,17 @@ class FirstStart(GatewayCase):
         latitude, longitude = json.loads(self.machine.run("python3 /bench/position.py", 120))
         self.assertAlmostEqual(latitude, PLACE[0], 3)
         self.assertAlmostEqual(longitude, PLACE[1], 3)
+
+    # Runs last, by its name.
+    def test_UnpluggedThreeTimes_ConnectsAgainAndKeepsNoDescriptor(self):
+        before = descriptors(self.machine)
+        for _ in range(3):
+            self.machine.run("/bench/modem.py unplug 1")
+            awaitNotConnected(self.machine)
+            self.machine.run("/bench/modem.py plug 1")
+            awaitConnected(self.machine)
+        self.assertIn(" 0% packet loss", self.machine.run(f"ping -c 3 -I cell1 {REMOTE}"))
+        self.assertEqual(descriptors(self.machine), before)
 
     def test_SimulatedModem_KnewEveryCommand(self):
         self.assertEqual(self.machine.order(1, op="dump")["state"]["problems"], [])

@@ -74,6 +74,17 @@ def awaitConnected(machine, slot=1, timeout=CONNECTED_S):
     return machine.waitFor(f"cellslot status -p {slot}", timeout, f"Slot {slot}  CONNECTED")
 
 
+def awaitNotConnected(machine, slot=1, timeout=CONNECTED_S):
+    # Its status is not 0 then.
+    return machine.waitFor(f"cellslot status -p {slot} || true", timeout, f"Slot {slot}  NOT CONNECTED")
+
+
+def descriptors(machine, slot=1):
+    """How many files a daemon has open, and as which process."""
+    process = machine.run(f"systemctl show --value -p MainPID cellslotd@{slot}").strip()
+    return process, int(machine.run(f"ls /proc/{process}/fd | wc -l"))
+
+
 class GatewayCase(unittest.TestCase):
     """A class of tests on one machine, which setUpMachine prepares."""
 
