@@ -161,6 +161,20 @@ class Sledctl(Tool):
         self.assertEqual(CALLS.read_text(), "")
 
 
+    def test_StandardErrorIsTheJournal_MessageIsLoggedOnce(self):
+        stub("logger", f'echo "$*" >>{CALLS}\n')
+        with pathlib.Path("/tmp/journal").open("w") as journal:
+            info = os.fstat(journal.fileno())
+            for stream, expected in ((f"{info.st_dev}:{info.st_ino}", ""),
+                                     (f"{info.st_dev}:1", "sledctl: slot 1: ")):
+                CALLS.write_text("")
+                subprocess.run([HOST / "sledctl", "1", "off"], stderr=journal, check=False, timeout=30,
+                               env={**os.environ, "PATH": f"{STUBS}:{os.environ['PATH']}",
+                                    "JOURNAL_STREAM": stream})
+                self.assertIn("nothing configured", CALLS.read_text())
+                self.assertEqual(pathlib.Path("/tmp/journal").read_text()[:17], expected)
+
+
 class SlotOfPort(Tool):
     USB = "/devices/platform/soc/usb1/1-1"
 
