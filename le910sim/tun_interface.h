@@ -8,8 +8,8 @@
 
 namespace le910sim {
 
-// The modem's network interface: a TUN device of a given name, made here and gone with the object.
-// Its addresses are the host's affair.
+// The modem's network interface: a TUN device with a given name that exists as long as the object.
+// The host sets its addresses.
 class cTunInterface : public cNetworkLink {
   public:
     // Needs CAP_NET_ADMIN; throws std::runtime_error.

@@ -6,6 +6,8 @@ set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly SELF=scripts/gateway_image.sh
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 # shellcheck source=scripts/lib/packages.sh
 . scripts/lib/packages.sh
 
@@ -166,12 +168,15 @@ make() {
     else
         fakeroot "$SELF" --arch "$architecture" --assemble "$packages" "$work" >&2
     fi
+    # Without what older lists made.
+    find build/gateway -maxdepth 1 \( -name "$architecture-*" -o -name "packages-$architecture-*" \) \
+        ! -path "*/${work##*/}" ! -path "*/${packages##*/}" -exec rm -rf {} +
     mkdir -p "$target"
     mv "$work/disk.img" "$work/initrd.cpio" "$work/kernel.img" "$target/"
 }
 
 main() {
-    architecture=$(dpkg --print-architecture)
+    architecture=
     while (($#)); do
         case $1 in
         --arch)
@@ -183,17 +188,11 @@ main() {
             assemble
             return
             ;;
-        -h | --help)
-            usage
-            return
-            ;;
-        *)
-            usage >&2
-            return 2
-            ;;
+        *) helpOrRefuse "$1" ;;
         esac
         shift
     done
+    [[ -n $architecture ]] || architecture=$(dpkg --print-architecture)
     kernelPackage >/dev/null || {
         echo "gateway_image.sh: no gateway for '$architecture': amd64 or arm64" >&2
         return 2

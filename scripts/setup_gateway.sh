@@ -3,6 +3,8 @@
 # the emulator that boots it. As root or with sudo.
 set -euo pipefail
 
+# shellcheck source=scripts/lib/options.sh
+. "$(dirname "${BASH_SOURCE[0]}")/lib/options.sh"
 # shellcheck source=scripts/lib/packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
@@ -19,14 +21,7 @@ main() {
     case ${1:-amd64} in
     amd64) wanted+=(qemu-system-x86) ;;
     arm64) wanted+=(qemu-system-arm qemu-user-static) ;;
-    -h | --help)
-        usage
-        return
-        ;;
-    *)
-        usage >&2
-        return 2
-        ;;
+    *) helpOrRefuse "$1" ;;
     esac
     for package in "${wanted[@]}"; do
         dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$' || packages+=("$package")

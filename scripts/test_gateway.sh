@@ -5,6 +5,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
 readonly WORK=$PWD/build/gateway
 readonly TESTS=tests/gateway
 
@@ -42,7 +44,7 @@ packBench() {
 }
 
 readOptions() {
-    architecture=$(dpkg --print-architecture)
+    architecture=
     shell=no
     while (($#)); do
         case $1 in
@@ -51,18 +53,12 @@ readOptions() {
             shift
             ;;
         --shell) shell=yes ;;
-        -h | --help)
-            usage
-            exit
-            ;;
-        -*)
-            usage >&2
-            exit 2
-            ;;
+        -*) helpOrRefuse "$1" ;;
         *) tests+=("$1") ;;
         esac
         shift
     done
+    [[ -n $architecture ]] || architecture=$(dpkg --print-architecture)
 }
 
 main() {
