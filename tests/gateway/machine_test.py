@@ -1,6 +1,6 @@
 """The test bench itself: what other tests rely on when they cut the power."""
 
-from gateway_case import GatewayCase
+from gateway_case import REMOTE, GatewayCase, awaitConnected, bootedHost, startModem
 from machine import CommandFailed, MachineGone
 
 
@@ -29,3 +29,17 @@ class Bench(GatewayCase):
         before = self.machine.run("cat /proc/sys/kernel/random/boot_id")
         self.machine.reboot()
         self.assertNotEqual(self.machine.run("cat /proc/sys/kernel/random/boot_id"), before)
+
+
+class InstalledGateway(GatewayCase):
+    base = "installed"
+
+    @classmethod
+    def setUpMachine(cls, machine):
+        startModem(machine)
+        bootedHost(machine)
+
+    def test_GatewayThatIsSwitchedOn_ConnectsByItself(self):
+        awaitConnected(self.machine)
+        self.report("CONNECTED")
+        self.assertIn(" 0% packet loss", self.machine.run(f"ping -c 3 -I cell1 {REMOTE}"))
