@@ -70,17 +70,18 @@ void applyTexts(const sArgumentTexts& texts, nlohmann::json& scenario) {
 
 void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& texts) {
     CLI::Option* atLink =
-        app.add_option("--at-link", options.atLink, "symbolic link to create for the AT port");
+        app.add_option("--at-link", options.atLink,
+                       "symbolic link to create for the AT port (required without a device)");
     CLI::Option* gpsLink =
-        app.add_option("--gps-link", options.gpsLink, "symbolic link to create for the GPS port");
-    app.add_option("--at-device", options.atDevice, "device to serve as the AT port")
+        app.add_option("--gps-link", options.gpsLink,
+                       "symbolic link to create for the GPS port (required without a device)");
+    app.add_option("--at-device", options.atDevice, "device to serve instead, such as /dev/ttyGS0")
         ->excludes(atLink);
-    app.add_option("--gps-device", options.gpsDevice, "device to serve as the GPS port")
-        ->excludes(gpsLink);
+    app.add_option("--gps-device", options.gpsDevice, "device to serve instead")->excludes(gpsLink);
     CLI::Option* gadget = app.add_option("--gadget", options.gadget,
-                                         "folder of the USB gadget that carries the devices");
+                                         "folder of the USB gadget to plug in and unplug");
     CLI::Option* controller = app.add_option("--controller", options.controller,
-                                             "USB controller of the gadget, such as dummy_udc.0");
+                                             "controller for the gadget, such as dummy_udc.0");
     gadget->needs(controller);
     controller->needs(gadget);
     app.add_option("--scenario", texts.scenarioPath, "JSON file with initial state and timeline");
@@ -90,7 +91,7 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
     CLI::Option* data = app.add_option("--data", options.dataInterface,
                                        "network interface to create, such as wwan0");
     app.add_option("--interface", options.interface,
-                   "Ethernet interface to serve, such as usb0; it must exist")
+                   "existing Ethernet interface to serve, such as usb0")
         ->excludes(data);
     app.add_option("--seconds", options.seconds, "end after this many seconds");
     app.add_option("--model", texts.model, "LE910-NA1, 'LE910-NA V2' or 'LE910-EU V2'");
@@ -102,7 +103,7 @@ int usageError(const std::string& text) {
     return EXIT_USAGE;
 }
 
-// Names the missing ports; "" if both are given.
+// Names the missing port options; "" if both ports are given.
 std::string missingPorts(const sSimulatorOptions& options) {
     const bool noAt = options.atLink.empty() && options.atDevice.empty();
     const bool noGps = options.gpsLink.empty() && options.gpsDevice.empty();
