@@ -20,7 +20,6 @@
 #include "include/options.h"
 #include "include/sleep.h"
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 #include "sms/assembly.h"
 #include "sms/receive.h"
 #include "sms/send.h"

@@ -1,3 +1,5 @@
+#include "cli/doctor/doctor_slot_checks.h"
+
 #include <grp.h>
 #include <net/if.h>
 #include <pwd.h>
@@ -16,7 +18,6 @@
 #include "cli/base/daemon_process.h"
 #include "cli/base/data_override.h"
 #include "cli/config/config_check.h"
-#include "cli/doctor/doctor_checks.h"
 #include "cli/doctor/port_holders.h"
 #include "cli/doctor/quiet_run.h"
 #include "cli/pin/sim_files.h"

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <random>
 
-#include "platform/include/key_value_store_path.h"
+#include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/state_machine.h"
 #include "tests/support/daemon_reset.h"
