@@ -85,7 +85,7 @@ def upward_includes(includes):
         allowed = TOP.get(path, ROOMS[room_of(path)])
         for name in names:
             if room_of(name) != room_of(path) and room_of(name) not in allowed:
-                yield f"{path} includes {name}: {room_of(path)} stands below it or beside it"
+                yield f"{path} includes {name}: {room_of(path)} is below it or beside it"
 
 
 def circles(graph):

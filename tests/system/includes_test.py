@@ -38,7 +38,7 @@ class Includes(unittest.TestCase):
 
     def test_upwardInclude_isNamed(self):
         self.write("device/rates.h", '#include "sms/spool.h"')
-        self.expect("device/rates.h includes sms/spool.h: device stands below it or beside it")
+        self.expect("device/rates.h includes sms/spool.h: device is below it or beside it")
 
     def test_circleOfFiles_isNamed(self):
         self.write("device/a.h", '#include "device/b.h"')
