@@ -20,7 +20,6 @@
 #include "include/options.h"
 #include "include/sleep.h"
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 #include "sms/assembly.h"
 #include "sms/receive.h"
 #include "sms/send.h"
@@ -84,9 +83,9 @@ void makeStubs() {
 
 void startSession() {
     sGateway& self = gateway();
-    require(setupModem(self.port->handle(), self.device, self.config) == eSUCCESS, "no set-up");
-    require(pollDevice(self.port->handle(), self.device, self.config) == eSUCCESS, "no poll");
-    require(maybeStartDataSession(self.port->handle(), self.device, self.config,
+    require(setupModem(self.port->descriptor(), self.device, self.config) == eSUCCESS, "no set-up");
+    require(pollDevice(self.port->descriptor(), self.device, self.config) == eSUCCESS, "no poll");
+    require(maybeStartDataSession(self.port->descriptor(), self.device, self.config,
                                   g_C_netConDelayTimer) == eSUCCESS,
             "no session");
 }
@@ -229,7 +228,7 @@ sWorkload poll() {
             },
             [] {
                 sGateway& self = gateway();
-                require(pollDevice(self.port->handle(), self.device, self.config) == eSUCCESS,
+                require(pollDevice(self.port->descriptor(), self.device, self.config) == eSUCCESS,
                         "no poll");
             }};
 }
@@ -287,8 +286,8 @@ sWorkload receiveParts(size_t parts) {
                 // One check joins at most one message in each of its passes.
                 for (int checks = 0; checks < CHECKS_MAX && self.device.modem.i_sms_received < all;
                      ++checks)
-                    checkReceiveSmS(self.port->handle(), self.device.modem, g_s_root_sms_path);
-                deleteSmsMsg(self.port->handle(), eSMS_DELETE_READ);
+                    checkReceiveSmS(self.port->descriptor(), self.device.modem, g_s_root_sms_path);
+                deleteSmsMsg(self.port->descriptor(), eSMS_DELETE_READ);
                 require(self.device.modem.i_sms_received == all, "messages were lost");
             }};
 }
@@ -319,7 +318,7 @@ sWorkload sendFromFolder(size_t files) {
             [] {
                 sGateway& self = gateway();
                 const unsigned before = self.device.modem.i_sms_sent;
-                checkSendSmS(self.port->handle(), self.device.modem, g_s_root_sms_path);
+                checkSendSmS(self.port->descriptor(), self.device.modem, g_s_root_sms_path);
                 require(self.device.modem.i_sms_sent == before + 1, "no message was sent");
             }};
 }

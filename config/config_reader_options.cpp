@@ -19,7 +19,6 @@ struct sConfigChoice {
 namespace {
 
 constexpr size_t APN_MAX = 104;
-constexpr size_t CREDENTIAL_MAX = 63;
 constexpr size_t OPERATOR_NAME_MAX = 28;
 constexpr int MTU_MIN = 60;
 constexpr int MTU_MAX = 1500;

@@ -60,7 +60,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     cScriptedPort port(pieces);
     std::string response = "left over";
-    ePortReturn result = sendAtCommand(port.handle(), COMMAND, response, 0);
+    ePortReturn result = sendAtCommand(port.descriptor(), COMMAND, response, 0);
     check(port.written() == std::string(COMMAND) + "\r", "the command is written", port.written());
 
     if (pieces.size() >= 2) {

@@ -30,7 +30,7 @@ void fuzzCustomAt(const std::string& folder, const std::vector<std::string>& pie
     writeScratchFile(folder + "/at_cmd_in", pieces[0]);
     cScriptedPort port({pieces.begin() + 1, pieces.end()});
     sDeviceInfo device;
-    const eGeneralErrors result = checkCustomAtFile(port.handle(), device, folder);
+    const eGeneralErrors result = checkCustomAtFile(port.descriptor(), device, folder);
     check(!atCommandFilesExist(folder), "a request is taken away");
 
     const std::string& written = port.written();
@@ -42,7 +42,7 @@ void fuzzCustomAt(const std::string& folder, const std::vector<std::string>& pie
     const bool answered = readFile2StringNoFollow(folder + "/at_cmd_out", answer, 1 << 20);
     check(answered == (result != eERROR_BUFFER_EMPTY), "a request is answered");
     check(!answered || occurrences(answer, "Sending :") == 0 || occurrences(answer, DIVIDER) > 0,
-          "each command stands between dividers", answer);
+          "each command is between dividers", answer);
 }
 
 void fuzzCustomLine(const std::string& line) {
@@ -50,7 +50,7 @@ void fuzzCustomLine(const std::string& line) {
     int extraTimeoutS = -1;
     parseAtCmdCustomLine(line, command, extraTimeoutS);
     check(extraTimeoutS >= 0 && extraTimeoutS <= 30, "the timeout is in range", line);
-    check(line.find(command) != std::string::npos, "the command stands in the line", line);
+    check(line.find(command) != std::string::npos, "the command is in the line", line);
 }
 
 void fuzzPin(const std::string& folder, const std::string& content) {
@@ -59,7 +59,7 @@ void fuzzPin(const std::string& folder, const std::string& content) {
     const std::string pin = readCpinFile(path);
     check(pin.size() <= 16, "a PIN file is read in part", pin);
     check(content.substr(0, 16).find(pin.substr(0, 1)) != std::string::npos,
-          "what is read stands in the file", pin);
+          "what is read is in the file", pin);
     if (verifyCpinFormat(pin))
         check(isStringNumeric(pin) && pin.size() >= 4 && pin.size() <= 8, "4 to 8 digits", pin);
     if (verifyPukFormat(pin)) check(isStringNumeric(pin) && pin.size() == 8, "8 digits", pin);

@@ -22,7 +22,7 @@ cScriptedPort::cScriptedPort(const std::vector<std::string>& pieces, eLink link)
 cScriptedPort::~cScriptedPort() {
     setSleepFunction(nullptr);
     s_current = nullptr;
-    if (m_handle != -1) close(m_handle);
+    if (m_descriptor != -1) close(m_descriptor);
     close(m_modem);
 }
 
@@ -30,7 +30,7 @@ void cScriptedPort::openSocket() {
     int ends[2];
     check(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0,
           "a socket pair can be made");
-    m_handle = ends[0];
+    m_descriptor = ends[0];
     m_modem = ends[1];
 }
 

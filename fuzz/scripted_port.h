@@ -11,13 +11,13 @@ class cScriptedPort {
   public:
     enum class eLink { SOCKET, TERMINAL };
 
-    // SOCKET: handle() is open. TERMINAL: to be opened by its path().
+    // SOCKET: descriptor() is open. TERMINAL: to be opened by its path().
     explicit cScriptedPort(const std::vector<std::string>& pieces, eLink link = eLink::SOCKET);
     ~cScriptedPort();
     cScriptedPort(const cScriptedPort&) = delete;
     cScriptedPort& operator=(const cScriptedPort&) = delete;
 
-    int handle() const { return m_handle; }
+    int descriptor() const { return m_descriptor; }
     const std::string& path() const { return m_path; }
     // Everything that the daemon has written so far.
     const std::string& written();
@@ -31,7 +31,7 @@ class cScriptedPort {
     void takeTurn();
 
     static cScriptedPort* s_current;
-    int m_handle = -1;
+    int m_descriptor = -1;
     int m_modem = -1;
     std::string m_path;
     std::deque<std::string> m_pieces;

@@ -14,7 +14,7 @@ void checkRecord(const sStatusRecord& record, const std::string& text) {
         check(!hasControlCharacter(key) && !hasControlCharacter(value),
               "no control character in a key or a value", text);
         check(text.find("CELLMODEM1_" + key + "=" + value + "\n") != std::string::npos,
-              "a key stands in the file", text);
+              "a key is in the file", text);
         check(record.text(key) == value, "a key is found again", text);
         const std::optional<long long> number = record.number(key);
         check(!number || value.find_first_not_of("-0123456789") == std::string::npos,

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "le910sim/reply.h"
+#include "le910sim/commands.h"
 #include "le910sim/settings.h"
 #include "le910sim/text.h"
 

@@ -1,4 +1,4 @@
-#include "le910sim/reply.h"
+#include "le910sim/commands.h"
 #include "le910sim/text.h"
 
 namespace le910sim {

@@ -1,6 +1,6 @@
 #include <map>
 
-#include "le910sim/reply.h"
+#include "le910sim/commands.h"
 #include "le910sim/settings.h"
 #include "le910sim/sms_pdu.h"
 #include "le910sim/text.h"

@@ -3,6 +3,7 @@
 #include "le910sim/json_reader.h"
 #include "le910sim/modem_core.h"
 #include "le910sim/sms_pdu.h"
+#include "le910sim/state_dump.h"
 #include "le910sim/text.h"
 
 namespace le910sim {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "le910sim/commands.h"
 #include "le910sim/faults.h"
 #include "le910sim/paced_output.h"
-#include "le910sim/reply.h"
 
 namespace le910sim {
 

@@ -34,9 +34,6 @@ int readContextId(cJsonReader& reader);
 // "instant" or a number of bits per second.
 uint32_t readPace(const std::string& text, const std::string& where);
 
-nlohmann::json stateToJson(const sModemState& state);
-nlohmann::json sentToJson(const sSentSms& sms);
-
 }  // namespace le910sim
 
 #endif

@@ -1,4 +1,4 @@
-#include "le910sim/scenario.h"
+#include "le910sim/state_dump.h"
 
 namespace le910sim {
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Checks that the includes of the product code form no circle and never go upwards
-# (scripts/lib/includes.py) and that no six of its lines are repeated (scripts/lib/repeats.py), then runs
-# cppcheck and clang-tidy on the programs of the gateway and on the simulator. Their findings are errors;
-# .cppcheck-suppressions and .clang-tidy list the exceptions with their reasons. clang-tidy takes some
-# seconds per file: it checks a clean file again only if the file, a header or the configuration has
+# Checks the includes of the product code (scripts/lib/includes.py: no circle, none upwards; a header and
+# its source carry the same name) and that no six of its lines are repeated (scripts/lib/repeats.py), then
+# runs cppcheck and clang-tidy on the programs of the gateway and on the simulator. Their findings are
+# errors; .cppcheck-suppressions and .clang-tidy list the exceptions with their reasons. clang-tidy takes
+# some seconds per file: it checks a clean file again only if the file, a header or the configuration has
 # changed. --quick leaves clang-tidy out.
 set -euo pipefail
 

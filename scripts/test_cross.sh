@@ -15,7 +15,7 @@ readonly NATIVE_ONLY=(
     'SendAtCommand.Terminal_*'
     # They start programs of the other processor, which this machine's kernel cannot run.
     'Skvs.Program_*'
-    'SimProgram.*'
+    'Le910simProgram.*'
     # The emulator has a thread of its own, and a process with threads gets no user namespace.
     'GetInterfaceInfo.InterfaceThatIsDown_*'
     # They trace a process; the emulator has no ptrace.
@@ -26,7 +26,7 @@ readonly NATIVE_ONLY=(
     '*.DamagedReplies_*'
     'SmsRefusal.AnyOctetChanged_*'
     'ReplySize.*'
-    'SimRobustness.Random*'
+    'Le910simRobustness.Random*'
 )
 
 usage() {

@@ -11,7 +11,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly WORK=$PWD/build/package-test
 # Besides a minimal host: the dependencies of the package, and the programs that read its rules for
 # devices and logs.
-readonly DEPENDENCIES=liblmdb0,libstdc++6,iproute2,iputils-ping,udev,logrotate
+readonly DEPENDENCIES=libstdc++6,iproute2,iputils-ping,udev,logrotate
 
 usage() {
     cat <<'TEXT'

@@ -21,7 +21,7 @@ size_t digitsAt(const std::string& text, size_t at) {
     return (end == std::string::npos ? text.size() : end) - at;
 }
 
-// Breaks at the blanks that stand after such a text.
+// Breaks at the blanks after such a text.
 std::vector<std::string> wrap(const std::string& text, size_t width, size_t indent,
                               const std::string& after) {
     const std::string separator = after + " ";

@@ -16,10 +16,8 @@
 
 namespace {
 
-constexpr size_t CONFIG_FILE_MAX = 131072;
 constexpr const char* USUAL_BEGINNING = "CM_";
 constexpr const char* MASKED = "****";
-constexpr size_t CREDENTIAL_MAX = 63;
 constexpr const char* BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 using tFindingList = std::vector<sConfigFinding>;
@@ -96,29 +94,29 @@ struct sInForceRow {
 
 // clang-format off
 const sInForceRow IN_FORCE[] = {
-    {"DEBUG_MODE",          [](tOptions o) { return hexadecimal(o.debugMode); }},
-    {"CM_ENABLE_INTERFACE", [](tOptions o) { return word(ENABLE_WORDS, o.enableInterface); }},
-    {"CM_APN",              [](tOptions o) { return o.apn; }},
-    {"CM_APN2",             [](tOptions o) { return o.apn2; }},
-    {"CM_SYNC_TIME",        [](tOptions o) { return yesNo(o.syncTime); }},
-    {"CM_DATA_SPEED",       [](tOptions o) { return word(SPEED_WORDS, o.netPref); }},
-    {"CM_ROAMING",          [](tOptions o) { return std::string(o.roamingAllowed ? "auto" : "home"); }},
-    {"CM_DEFAULTROUTE",     [](tOptions o) { return yesNo(o.defaultRoute); }},
-    {"CM_USERNAME",         [](tOptions o) { return o.username; }},
-    {"CM_PASSWORD",         [](tOptions o) { return o.password; }},
-    {"CM_AUTH_TYPE",        [](tOptions o) { return word(AUTH_WORDS, o.authType); }},
-    {"CM_FW_SLOT",          [](tOptions o) { return word(FIRMWARE_WORDS, o.firmwareSlot); }},
-    {"CM_USE_DNS",          [](tOptions o) { return yesNo(o.useDns); }},
-    {"CM_MTU",              [](tOptions o) { return std::to_string(o.mtu); }},
-    {"CM_OPERATOR_MODE",    [](tOptions o) { return o.operatorMode; }},
-    {"CM_OPERATOR",         [](tOptions o) { return o.operatorName; }},
-    {"CM_BAND_MODE",        [](tOptions o) { return std::string(o.bandMode == eBAND_MODE_MANUAL ? "manual" : "auto"); }},
-    {"CM_3G_BAND",          [](tOptions o) { return o.band3gText; }},
-    {"CM_4G_BAND",          bandList},
-    {"CM_SIM_SLOT",         [](tOptions o) { return std::to_string(o.simSlot); }},
-    {"CM_GPS_ENABLE",       [](tOptions o) { return yesNo(o.gpsEnable); }},
-    {"CM_PTP_INT",          [](tOptions o) { return yesNo(o.ptpInterface); }},
-    {"CM_IPFAMILY",         [](tOptions o) { return word(FAMILY_WORDS, o.ipFamily); }},
+    {DEBUG_MODE,          [](tOptions o) { return hexadecimal(o.debugMode); }},
+    {CM_ENABLE_INTERFACE, [](tOptions o) { return word(ENABLE_WORDS, o.enableInterface); }},
+    {CM_APN,              [](tOptions o) { return o.apn; }},
+    {CM_APN2,             [](tOptions o) { return o.apn2; }},
+    {CM_SYNC_TIME,        [](tOptions o) { return yesNo(o.syncTime); }},
+    {CM_DATA_SPEED,       [](tOptions o) { return word(SPEED_WORDS, o.netPref); }},
+    {CM_ROAMING,          [](tOptions o) { return std::string(o.roamingAllowed ? "auto" : "home"); }},
+    {CM_DEFAULTROUTE,     [](tOptions o) { return yesNo(o.defaultRoute); }},
+    {CM_USERNAME,         [](tOptions o) { return o.username; }},
+    {CM_PASSWORD,         [](tOptions o) { return o.password; }},
+    {CM_AUTH_TYPE,        [](tOptions o) { return word(AUTH_WORDS, o.authType); }},
+    {CM_FW_SLOT,          [](tOptions o) { return word(FIRMWARE_WORDS, o.firmwareSlot); }},
+    {CM_USE_DNS,          [](tOptions o) { return yesNo(o.useDns); }},
+    {CM_MTU,              [](tOptions o) { return std::to_string(o.mtu); }},
+    {CM_OPERATOR_MODE,    [](tOptions o) { return o.operatorMode; }},
+    {CM_OPERATOR,         [](tOptions o) { return o.operatorName; }},
+    {CM_BAND_MODE,        [](tOptions o) { return std::string(o.bandMode == eBAND_MODE_MANUAL ? "manual" : "auto"); }},
+    {CM_3G_BAND,          [](tOptions o) { return o.band3gText; }},
+    {CM_4G_BAND,          bandList},
+    {CM_SIM_SLOT,         [](tOptions o) { return std::to_string(o.simSlot); }},
+    {CM_GPS_ENABLE,       [](tOptions o) { return yesNo(o.gpsEnable); }},
+    {CM_PTP_INT,          [](tOptions o) { return yesNo(o.ptpInterface); }},
+    {CM_IPFAMILY,         [](tOptions o) { return word(FAMILY_WORDS, o.ipFamily); }},
 };
 // clang-format on
 
@@ -133,9 +131,9 @@ std::string inForceText(const std::string& key, tOptions options) {
 // Makes different ways to write the same value equal.
 std::string canonical(const std::string& key, const std::string& value) {
     std::string text = stringLower(cleanWhiteSpace(value));
-    if (key == "CM_DATA_SPEED" && (text == "3g4g" || text == "2g3g4g")) return "auto";
-    if (key == "CM_MTU" && isStringNumeric(text)) return std::to_string(textToInt(text));
-    if (key != "DEBUG_MODE") return text;
+    if (key == CM_DATA_SPEED && (text == "3g4g" || text == "2g3g4g")) return "auto";
+    if (key == CM_MTU && isStringNumeric(text)) return std::to_string(textToInt(text));
+    if (key != DEBUG_MODE) return text;
     for (size_t at; (at = text.find("0x")) != std::string::npos;)
         text.erase(at, 2);
     const bool isNumber = !text.empty() && text.find_first_not_of("0123456789abcdef") == text.npos;
@@ -182,18 +180,18 @@ constexpr const char* BOTH_BANDS =
     "manual needs CM_3G_BAND and CM_4G_BAND, and one is missing or not accepted";
 
 const sNeedRow NEEDS[] = {
-    {"CM_OPERATOR_MODE", isManual, "1 and 4 need CM_OPERATOR, which is missing or not accepted"},
+    {CM_OPERATOR_MODE, isManual, "1 and 4 need CM_OPERATOR, which is missing or not accepted"},
     {CM_USERNAME, isCredential, "CM_PASSWORD is not accepted, and the two are only used together"},
     {CM_PASSWORD, isCredential, "it needs CM_USERNAME, which is missing or not accepted"},
-    {"CM_AUTH_TYPE", [](const std::string& value) { return value == "off"; },
+    {CM_AUTH_TYPE, [](const std::string& value) { return value == "off"; },
      "off is allowed only without CM_USERNAME and CM_PASSWORD"},
-    {"CM_AUTH_TYPE",
+    {CM_AUTH_TYPE,
      [](const std::string& value) {
          return isOneOf(value, {"pap", "chap"});
      },
      "pap and chap need CM_USERNAME and CM_PASSWORD"},
     {CM_BAND_MODE, [](const std::string& value) { return value == "manual"; }, BOTH_BANDS},
-    {"CM_3G_BAND",
+    {CM_3G_BAND,
      [](const std::string& value) {
          return value.size() == 1 && value[0] >= '0' && value[0] <= '7';
      },
@@ -208,7 +206,7 @@ std::string needOfBands(tOptions options) {
 
 // What else a valid value needs to be used; "" if the value itself is wrong.
 std::string needOf(const sConfigKey& key, const std::string& written, tOptions options) {
-    if (strcmp(key.name, "CM_4G_BAND") == 0) return needOfBands(options);
+    if (strcmp(key.name, CM_4G_BAND) == 0) return needOfBands(options);
     const std::string value = key.read == eConfigRead::RAW ? written : canonical(key.name, written);
     for (const sNeedRow& row : NEEDS)
         if (strcmp(row.key, key.name) == 0 && row.isFine(value)) return row.need;
@@ -247,8 +245,8 @@ bool isUnused(const sConfigKey& key, const cListeningReader& reader) {
     const auto& read = reader.keysRead;
     if (std::find(read.begin(), read.end(), key.name) == read.end()) return true;
     // Read, but not used.
-    return strcmp(key.name, "CM_OPERATOR") == 0 &&
-           !isManual(canonicalEntry(reader, "CM_OPERATOR_MODE"));
+    return strcmp(key.name, CM_OPERATOR) == 0 &&
+           !isManual(canonicalEntry(reader, CM_OPERATOR_MODE));
 }
 
 // ---- one key
@@ -271,8 +269,8 @@ sConfigKeyReport reportKey(const sConfigKey& key, const cListeningReader& reader
         if (entry != reader.entries.end()) report.reason = NO_VALUE;
     } else if (isUnused(key, reader)) {
         report.verdict = eConfigVerdict::NOT_USED;
-        report.reason = strcmp(key.name, "CM_OPERATOR") == 0 ? "CM_OPERATOR_MODE is not 1 or 4"
-                                                             : "CM_BAND_MODE is not manual";
+        report.reason = strcmp(key.name, CM_OPERATOR) == 0 ? "CM_OPERATOR_MODE is not 1 or 4"
+                                                           : "CM_BAND_MODE is not manual";
     } else if (!isTaken(key, written, inForce)) {
         report.verdict = eConfigVerdict::REFUSED;
         report.reason = needOf(key, written, options);

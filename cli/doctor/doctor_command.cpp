@@ -8,7 +8,8 @@
 #include "cli/base/printable_text.h"
 #include "cli/base/slot_name.h"
 #include "cli/base/slot_option.h"
-#include "cli/doctor/doctor_checks.h"
+#include "cli/doctor/doctor_host_checks.h"
+#include "cli/doctor/doctor_slot_checks.h"
 #include "cli/doctor/modem_checks.h"
 
 namespace {

@@ -1,3 +1,5 @@
+#include "cli/doctor/doctor_host_checks.h"
+
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -8,7 +10,6 @@
 #include <ctime>
 #include <fstream>
 
-#include "cli/doctor/doctor_checks.h"
 #include "cli/doctor/quiet_run.h"
 #include "published/at_request.h"
 #include "published/host_boot.h"

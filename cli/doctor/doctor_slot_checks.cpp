@@ -1,3 +1,5 @@
+#include "cli/doctor/doctor_slot_checks.h"
+
 #include <grp.h>
 #include <net/if.h>
 #include <pwd.h>
@@ -16,13 +18,13 @@
 #include "cli/base/daemon_process.h"
 #include "cli/base/data_override.h"
 #include "cli/config/config_check.h"
-#include "cli/doctor/doctor_checks.h"
 #include "cli/doctor/port_holders.h"
 #include "cli/doctor/quiet_run.h"
 #include "cli/pin/sim_files.h"
 #include "cli/status/no_daemon.h"
 #include "cli/status/status_file.h"
 #include "cli/status/status_value.h"
+#include "config/config_keys.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "published/installation.h"
@@ -281,7 +283,7 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
     if (stat(path.c_str(), &info) == 0 && (info.st_mode & 022) != 0)
         findings.push_back(
             {eHealth::BROKEN, "config", "others can change " + path, "chmod go-w " + path});
-    else if ((info.st_mode & 044) != 0 && !inForce(report, "CM_PASSWORD").empty())
+    else if ((info.st_mode & 044) != 0 && !inForce(report, CM_PASSWORD).empty())
         findings.push_back({eHealth::NOTE, "config",
                             path + " contains a password, and others can read it",
                             "chmod 600 " + path});
@@ -290,9 +292,10 @@ tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup) {
             {eHealth::NOTE, "config",
              std::to_string(count) + (count == 1 ? " finding in " : " findings in ") + path,
              "cellslot config check -q" + option(setup)});
-    const std::string enabled = inForce(report, "CM_ENABLE_INTERFACE");
+    const std::string enabled = inForce(report, CM_ENABLE_INTERFACE);
     if (enabled != "yes")
-        findings.push_back({eHealth::NOTE, "config", "CM_ENABLE_INTERFACE is " + enabled,
+        findings.push_back({eHealth::NOTE, "config",
+                            std::string(CM_ENABLE_INTERFACE) + " is " + enabled,
                             "set it to yes if data is wanted"});
     if (findings.empty())
         findings.push_back({eHealth::FINE, "config", "no findings in " + path, ""});
@@ -346,7 +349,7 @@ tFindings checkOverride(const sPlaces& places, const sSlotSetup& setup) {
 
 tFindings checkGps(const sPlaces& places, const sSlotSetup& setup) {
     const sConfigReport report = checkConfig(configPlace(places, setup.slot));
-    if (!report.readable || inForce(report, "CM_GPS_ENABLE") != "yes") return {};
+    if (!report.readable || inForce(report, CM_GPS_ENABLE) != "yes") return {};
     tFindings findings;
     checkGpsPort(places, setup, findings);
     checkGpsTools(places, setup, findings);

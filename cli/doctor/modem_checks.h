@@ -3,9 +3,12 @@
 
 #include <string>
 
-#include "cli/doctor/doctor_checks.h"
+#include "cli/doctor/finding.h"
 
 // Behaviour of some modems and networks that the daemon cannot work with, and how to fix it.
+
+// What the status file shows of it; nothing without a daemon.
+tFindings checkModemHabits(const sPlaces& places, const sSlotSetup& setup);
 
 // The questions to the modem as one request of custom AT commands, and the time for the answer.
 // context: the data context in use; anything but a small number counts as 1.

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "platform/files/error_log.h"
+#include "platform/files/error_sink.h"
 #include "platform/files/file_descriptor.h"
 
 namespace {

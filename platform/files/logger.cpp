@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "platform/files/error_log.h"
+#include "platform/files/error_sink.h"
 #include "platform/files/file_descriptor.h"
 #include "platform/files/make_folder.h"
 

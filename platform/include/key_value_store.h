@@ -30,4 +30,9 @@ int skvs_batch_end();
 // written is empty.
 bool skvs_list(const std::string& prefix, std::vector<std::pair<std::string, std::string>>& out);
 
+// For tests of our own library only: sets the folder of the store, instead of /run/cellslot/skvs.
+// The previous store is closed and an unfinished batch is dropped, so setting the same path again
+// lets a test see the store as another process would.
+void setKeyValueStorePath(const std::string& folder);
+
 #endif

@@ -9,7 +9,6 @@
 #include <optional>
 #include <unordered_map>
 
-#include "platform/include/key_value_store_path.h"
 #include "platform/store/store_environment.h"
 
 namespace {

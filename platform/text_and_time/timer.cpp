@@ -1,7 +1,6 @@
 #include "platform/include/timer.h"
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 
 #include "platform/include/timer_clock.h"
@@ -10,23 +9,7 @@ namespace {
 
 constexpr uint64_t MS_PER_S = 1000;
 
-uint64_t steadyClockMs() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<uint64_t>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
-}
-
-tTimerClock g_clock = steadyClockMs;
-
 }  // namespace
-
-void setTimerClock(tTimerClock clock) {
-    g_clock = clock != nullptr ? clock : steadyClockMs;
-}
-
-uint64_t timerClockMs() {
-    return g_clock();
-}
 
 cTimer::cTimer(int /*type*/, unsigned periodS) : m_periodS(periodS) {}
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Reads the includes of the product code and fails on a circle between files or folders, on an
-include that goes upwards, and on a unit test that mirrors no source file.
+include that goes upwards, on a header and a source that do not carry the same name, and on a unit
+test that mirrors no source file.
 
     scripts/lib/includes.py           check
     scripts/lib/includes.py --draw    the folders, top first, with what each one includes
@@ -37,7 +38,7 @@ ROOMS = {
     "cli/data": ["published", "cli/base", "cli/status"],
     "cli/pin": ["published", "cli/base", "cli/status"],
     "cli/sms": ["include", "platform/include", "published", "cli/base", "cli/status"],
-    "cli/doctor": ["include", "platform/include", "published", "cli/base", "cli/at", "cli/status",
+    "cli/doctor": ["include", "platform/include", "published", "config", "cli/base", "cli/at", "cli/status",
                    "cli/config", "cli/data", "cli/pin"],
     "cli": ["cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
             "cli/doctor"],
@@ -46,7 +47,17 @@ ROOMS = {
 # The entry of the daemon puts the libraries together.
 TOP = {"main/main.cpp": list(ROOMS)}
 
+# Folders of headers alone, and where their sources are.
+HEADERS = {
+    "include": ["main", "config"],
+    "platform/include": [room for room in ROOMS if room.startswith("platform/")],
+}
+
 INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
+DECLARATION = re.compile(r"^(?!using|typedef|#|//)\S[^;{}]*?(\w+)\([^;{}]*\);", re.MULTILINE)
+
+# Stands in for functions that a gateway's own platform may lack.
+NO_HEADER = ("platform/external/fallback.cpp",)
 
 
 def sources(root):
@@ -74,7 +85,7 @@ def upward_includes(includes):
         allowed = TOP.get(path, ROOMS[room_of(path)])
         for name in names:
             if room_of(name) != room_of(path) and room_of(name) not in allowed:
-                yield f"{path} includes {name}: {room_of(path)} stands below it or beside it"
+                yield f"{path} includes {name}: {room_of(path)} is below it or beside it"
 
 
 def circles(graph):
@@ -121,6 +132,41 @@ def unmirrored_tests(root, includes):
             yield f"{path.relative_to(root)} mirrors no source file"
 
 
+def headers_of(path, includes):
+    """NAME.h of NAME.cpp or of NAME_SUBJECT.cpp, in the same folder, in one of headers alone, or both."""
+    rooms = [room_of(path)] + [room for room, places in HEADERS.items() if room_of(path) in places]
+    name = os.path.basename(unit(path))
+    found = []
+    while name and not found:
+        found = [f"{room}/{name}.h" for room in rooms if f"{room}/{name}.h" in includes]
+        name = name.rpartition("_")[0]
+    return found
+
+
+def sources_without_header(includes):
+    """An entry (main.cpp, NAME_main.cpp) has none."""
+    for path, names in includes.items():
+        if path.endswith(".h") or unit(path).endswith("main") or path in NO_HEADER:
+            continue
+        headers = headers_of(path, includes)
+        if not headers:
+            yield f"{path} has no header of its name"
+        for header in headers:
+            if header not in names:
+                yield f"{path} does not include {header}"
+
+
+def headers_without_source(root, includes):
+    """A header that declares functions at the beginning of a line, and so outside classes, has a source."""
+    sources = [path for path in includes if path.endswith(".cpp")]
+    implemented = {header for path in sources for header in headers_of(path, includes)}
+    for path in includes:
+        if path.endswith(".h") and path not in implemented:
+            declared = DECLARATION.search((root / path).read_text())
+            if declared:
+                yield f"{path} declares {declared[1]}, but no source has its name"
+
+
 def draw(includes):
     rooms = graph_by({p: n for p, n in includes.items() if p not in TOP}, room_of)
     width = max(map(len, ROOMS))
@@ -145,6 +191,8 @@ def main():
     problems += ["a circle of files: " + " ".join(part) for part in circles(graph_by(includes, unit))]
     inner = {path: names for path, names in includes.items() if path not in TOP}
     problems += ["a circle of rooms: " + " ".join(part) for part in circles(graph_by(inner, room_of))]
+    problems += list(sources_without_header(includes))
+    problems += list(headers_without_source(arguments.root, includes))
     problems += list(unmirrored_tests(arguments.root, includes))
     for problem in problems:
         print(f"includes: {problem}", file=sys.stderr)

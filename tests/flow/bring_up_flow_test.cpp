@@ -12,8 +12,8 @@ namespace {
 
 class BringUp : public cFlowFixture {
   protected:
-    eGeneralErrors setup() { return setupModem(handle(), device, config); }
-    eGeneralErrors poll() { return pollDevice(handle(), device, config); }
+    eGeneralErrors setup() { return setupModem(port(), device, config); }
+    eGeneralErrors poll() { return pollDevice(port(), device, config); }
 };
 
 nlohmann::json withSim(const nlohmann::json& sim) {
@@ -211,35 +211,35 @@ TEST_F(BringUp, HostileNetworkTime_ReachesTheShellAsNumbersOnly) {
 TEST_F(BringUp, WaitForTheModem_FindsItsAnnouncementInTwoPieces) {
     start();
     order({{"op", "urc"}, {"raw", "\r\n+PAC"}});
-    port().pass(10000);
-    const uint64_t before = port().nowMs();
+    simulatedPort().pass(10000);
+    const uint64_t before = simulatedPort().nowMs();
     bool sent = false;
-    port().onTurn([&] {
-        if (sent || port().nowMs() < before + 1200) return;
+    simulatedPort().onTurn([&] {
+        if (sent || simulatedPort().nowMs() < before + 1200) return;
         sent = true;
         order({{"op", "urc"}, {"raw", "SP0\r\n"}});
     });
-    waitModemReady(handle());
-    EXPECT_LT(port().nowMs() - before, 3000u);
+    waitModemReady(port());
+    EXPECT_LT(simulatedPort().nowMs() - before, 3000u);
     EXPECT_TRUE(logContains("Modem Ready after "));
 }
 
 TEST_F(BringUp, WaitForTheModem_GivesUpAfterTenSecondsEachTime) {
     start();
     for (int i = 0; i < 2; ++i) {
-        const uint64_t before = port().nowMs();
-        waitModemReady(handle());
-        EXPECT_GE(port().nowMs() - before, 10000u);
-        EXPECT_LE(port().nowMs() - before, 11200u);
+        const uint64_t before = simulatedPort().nowMs();
+        waitModemReady(port());
+        EXPECT_GE(simulatedPort().nowMs() - before, 10000u);
+        EXPECT_LE(simulatedPort().nowMs() - before, 11200u);
     }
 }
 
 TEST_F(BringUp, Reset_FallsBackToTheHostOnlyWhenTheModemRefuses) {
     start();
     fault("AT#REBOOT", "error");
-    resetDevice(handle());
+    resetDevice(port());
     EXPECT_EQ(shell.waitForCalls(1), (std::vector<std::string>{"ResetCellular now force -s 1"}));
     shell.clear();
-    resetDevice(handle());
+    resetDevice(port());
     EXPECT_TRUE(shell.calls().empty());
 }

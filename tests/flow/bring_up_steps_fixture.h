@@ -11,8 +11,8 @@
 // Bring-up and polling with a fault at one command of their lists.
 class BringUpSteps : public cFlowFixture {
   protected:
-    eGeneralErrors setup() { return setupModem(handle(), device, config); }
-    eGeneralErrors poll() { return pollDevice(handle(), device, config); }
+    eGeneralErrors setup() { return setupModem(port(), device, config); }
+    eGeneralErrors poll() { return pollDevice(port(), device, config); }
 
     // A fault at the index-th command of list; earlier commands with the same text succeed.
     void faultAt(const tCommands& list, size_t index, const std::string& kind) {

@@ -127,7 +127,7 @@ TEST_F(BringUpSteps, Identity_IsPublishedAtOnceWhateverTheStateOfTheSim) {
     writeOutStatusFiles(device, config, true);
     EXPECT_EQ(stored("CELLMODEM1_MANU"), "Unknown");
     fault("AT#QSS?", "silence");
-    EXPECT_EQ(getModemInfo(handle(), device, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(getModemInfo(port(), device, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
     EXPECT_EQ(stored("CELLMODEM1_MANU"), "Telit");
 }
 
@@ -507,8 +507,8 @@ TEST_F(BringUpSteps, ResetWithoutAPort_PowerCyclesTheSlot) {
 
 TEST_F(BringUpSteps, WaitingWithoutAPort_EndsToo) {
     start();
-    const uint64_t before = port().nowMs();
+    const uint64_t before = simulatedPort().nowMs();
     waitModemReady(-1);
-    EXPECT_LE(port().nowMs() - before, 10200u);
+    EXPECT_LE(simulatedPort().nowMs() - before, 10200u);
     EXPECT_FALSE(logContains("Modem Ready"));
 }

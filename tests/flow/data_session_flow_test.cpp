@@ -19,11 +19,11 @@ class DataSession : public cFlowFixture {
             sendEarlier(command);
     }
 
-    eGeneralErrors startSession() { return startDataSession(handle(), device, config); }
+    eGeneralErrors startSession() { return startDataSession(port(), device, config); }
     eGeneralErrors maybeStart() {
-        return maybeStartDataSession(handle(), device, config, g_C_netConDelayTimer);
+        return maybeStartDataSession(port(), device, config, g_C_netConDelayTimer);
     }
-    bool isGood() { return isDataConnectionGood(handle(), device, config); }
+    bool isGood() { return isDataConnectionGood(port(), device, config); }
 };
 
 const tCommands SESSION = sessionCommands();
@@ -72,9 +72,9 @@ TEST_F(DataSession, Start_LogsWhatItDoesWithEachContext) {
 
 TEST_F(DataSession, ConnectWithoutOk_CountsAfterTheWait) {
     startRegistered({{"cgdata_ok", false}});
-    const uint64_t before = port().nowMs();
+    const uint64_t before = simulatedPort().nowMs();
     EXPECT_EQ(startSession(), eSUCCESS);
-    EXPECT_GE(port().nowMs() - before, 1000u);
+    EXPECT_GE(simulatedPort().nowMs() - before, 1000u);
 }
 
 class DataSessionStep : public DataSession, public ::testing::WithParamInterface<sStepCase> {};
@@ -357,7 +357,7 @@ TEST_F(DataSession, Disconnecting_SendsNothingAndTakesTheInterfaceDown) {
     device.s_connection_status = "CONNECTED";
     commands();
     shell.clear();
-    EXPECT_EQ(disconnectNetwork(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(disconnectNetwork(port(), device, config), eSUCCESS);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(shell.calls(), (std::vector<std::string>{"setup_cellint.sh -i wwan0 --down"}));
     EXPECT_EQ(device.network.pdp_dynamic[0].ePDP_ip_type, eIP_TYPE_NONE);
@@ -365,15 +365,15 @@ TEST_F(DataSession, Disconnecting_SendsNothingAndTakesTheInterfaceDown) {
     EXPECT_EQ(logCount("Disconnecting from network"), 1u);
     EXPECT_EQ(logCount("Clearing network interface IP info"), 1u);
     shell.setStatus("setup_cellint.sh", 3);
-    EXPECT_EQ(disconnectNetwork(handle(), device, config), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
+    EXPECT_EQ(disconnectNetwork(port(), device, config), eERROR_DEVICE_NETWORK_TEARDOWN_FAILURE);
 }
 
 TEST_F(DataSession, Deregistering_OnlyReportsATimeOut) {
     start();
-    EXPECT_EQ(networkDeregister(handle(), config), eSUCCESS);
+    EXPECT_EQ(networkDeregister(port(), config), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT+COPS=2"}));
     fault("AT+COPS=2", "error");
-    EXPECT_EQ(networkDeregister(handle(), config), eSUCCESS);
+    EXPECT_EQ(networkDeregister(port(), config), eSUCCESS);
     fault("AT+COPS=2", "silence");
-    EXPECT_EQ(networkDeregister(handle(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(networkDeregister(port(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
 }

@@ -31,11 +31,11 @@ class SessionWays : public cFlowFixture {
         order({{"op", "fault"}, {"match", command}, {"kind", kind}, {"skip", 1}, {"count", 1}});
     }
 
-    eGeneralErrors startSession() { return startDataSession(handle(), device, config); }
+    eGeneralErrors startSession() { return startDataSession(port(), device, config); }
     eGeneralErrors maybeStart() {
-        return maybeStartDataSession(handle(), device, config, g_C_netConDelayTimer);
+        return maybeStartDataSession(port(), device, config, g_C_netConDelayTimer);
     }
-    bool isGood() { return isDataConnectionGood(handle(), device, config); }
+    bool isGood() { return isDataConnectionGood(port(), device, config); }
 };
 
 constexpr const char* ADDRESSES = "AT+CGCONTRDP=1";
@@ -265,7 +265,7 @@ TEST_F(SessionWays, Disconnecting_KeepsOtherStatesOfTheSession) {
     start();
     for (const char* status : {"Unknown", "DISCONNECTED"}) {
         device.s_connection_status = status;
-        EXPECT_EQ(disconnectNetwork(handle(), device, config), eSUCCESS);
+        EXPECT_EQ(disconnectNetwork(port(), device, config), eSUCCESS);
         EXPECT_EQ(device.s_connection_status, status);
     }
 }

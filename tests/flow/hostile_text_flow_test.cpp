@@ -83,8 +83,8 @@ class HostileText : public cFlowFixture {
         writeFile("/run/poststart", "");
     }
     void run(unsigned seconds) {
-        port().onTurn([this, seconds] {
-            if (port().nowMs() >= uint64_t{seconds} * 1000) b_got_sigterm = true;
+        simulatedPort().onTurn([this, seconds] {
+            if (simulatedPort().nowMs() >= uint64_t{seconds} * 1000) b_got_sigterm = true;
         });
         runStateMachine();
     }

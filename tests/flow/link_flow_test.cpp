@@ -30,13 +30,13 @@ class Link : public StateMachine {
         });
     }
     int countIn(const std::string& command, uint64_t fromMs, uint64_t toMs) {
-        const auto& all = port().modem().exchanges();
+        const auto& all = simulatedPort().modem().exchanges();
         return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const auto& one) {
             return one.command == command && one.timeMs >= fromMs && one.timeMs < toMs;
         }));
     }
     uint64_t firstTimeOf(const std::string& command) {
-        for (const auto& one : port().modem().exchanges())
+        for (const auto& one : simulatedPort().modem().exchanges())
             if (one.command == command) return one.timeMs;
         ADD_FAILURE() << command << " was not sent";
         return 0;
@@ -70,12 +70,12 @@ TEST_F(Link, UnsolicitedLinesFiveTimesASecond_DoNotReduceTheNumberOfPolls) {
 TEST_F(Link, UnsolicitedLinesFiveTimesASecond_DoNotDelaySigterm) {
     startOnTerminal();
     EXPECT_EQ(run(10.3), eOUTER_EXIT);
-    const uint64_t quietMs = port().nowMs();
+    const uint64_t quietMs = simulatedPort().nowMs();
     resetDaemon();
     startOnTerminal();
     babble(4, "RING");
     EXPECT_EQ(run(10.3), eOUTER_EXIT);
-    EXPECT_LE(port().nowMs(), quietMs + 20);
+    EXPECT_LE(simulatedPort().nowMs(), quietMs + 20);
 }
 
 // A modem that sends unsolicited lines all the time and never answers a command whose time-out does
@@ -87,7 +87,7 @@ TEST_F(Link, UnsolicitedLinesWhileAnAnswerIsOwed_DelayThePassByASecondAtMost) {
     for (double seconds = 5; seconds < 20; seconds += 0.5)
         at(seconds, [] { writeFile("/tmp/at_cmd_in", "AT+CCLK?\n"); });
     EXPECT_EQ(run(20.3), eOUTER_EXIT);
-    EXPECT_LE(port().nowMs(), 20300u + 3500);
+    EXPECT_LE(simulatedPort().nowMs(), 20300u + 3500);
     // A pass with a quiet modem, the second that the command may take, and a second for its late
     // answer.
     EXPECT_GE(countIn(REGISTRATION_POLL, BEGIN_MS, BEGIN_MS + PERIOD_MS), 3);
@@ -100,7 +100,7 @@ TEST_F(Link, LateAnswerToTheDeactivation_DoesNotHideThatTheApnIsRefused) {
         device.sim.e_slot = eSIM_SLOT_1;
         answerLate(DEACTIVATE, delayMs);
         fault(DEFINE_APN, "cme", 567);
-        EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR) << delayMs;
+        EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR) << delayMs;
         EXPECT_EQ(logCount("Error setting APN 'internet', error 567 (WRONG APN)"), 1u) << delayMs;
         EXPECT_EQ(logCount("Success setting APN 'internet'"), 0u) << delayMs;
     }
@@ -114,7 +114,7 @@ TEST_F(Link, AnswerLaterThanItsTimeout_DoesNotHideThatTheApnIsRefused) {
     device.sim.e_slot = eSIM_SLOT_1;
     answerLate(DEACTIVATE, 7500);
     fault(DEFINE_APN, "cme", 567);
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(logCount("Success setting APN 'internet'"), 0u);
 }
 
@@ -137,7 +137,7 @@ TEST_F(Link, ConnectWithoutOk_OwesNothing) {
         startOnTerminal({{"cgdata_ok", withOk}});
         run(9);
         const uint64_t dataMs = firstTimeOf("AT+CGDATA=\"M-RAW_IP\",1");
-        const auto& all = port().modem().exchanges();
+        const auto& all = simulatedPort().modem().exchanges();
         const auto next = std::find_if(all.begin(), all.end(), [&](const le910sim::sExchange& one) {
             return one.timeMs > dataMs;
         });

@@ -333,9 +333,9 @@ TEST_F(InterfaceLines, UnchangedCounters_AreNoTrafficAfterTwoSeconds) {
     start();
     setCounters("100\n", "200\n");
     EXPECT_TRUE(traffic());
-    port().pass(1900000);
+    simulatedPort().pass(1900000);
     EXPECT_TRUE(traffic());
-    port().pass(200000);
+    simulatedPort().pass(200000);
     EXPECT_FALSE(traffic());
     passSeconds(60);
     EXPECT_FALSE(traffic());

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <random>
 
-#include "platform/include/key_value_store_path.h"
+#include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/state_machine.h"
 #include "tests/support/daemon_reset.h"
@@ -48,10 +48,10 @@ class PinDays : public cWholeDaemon {
 
   private:
     int any(int below) { return static_cast<int>(m_random() % static_cast<unsigned>(below)); }
-    double nowS() { return static_cast<double>(port().nowMs()) / 1000; }
+    double nowS() { return static_cast<double>(simulatedPort().nowMs()) / 1000; }
     void setSim(const nlohmann::json& values) { order({{"op", "set"}, {"sim", values}}); }
     int attemptsLeft() {
-        return port().modem().control({{"op", "dump"}})["state"]["sim"]["pin_attempts"];
+        return simulatedPort().modem().control({{"op", "dump"}})["state"]["sim"]["pin_attempts"];
     }
 
     void writePin(const std::string& pin) {
@@ -210,7 +210,7 @@ void PinDays::noteAnswer(const std::string& pin) {
 }
 
 void PinDays::judgeExchanges() {
-    const std::vector<le910sim::sExchange>& all = port().modem().exchanges();
+    const std::vector<le910sim::sExchange>& all = simulatedPort().modem().exchanges();
     for (; m_judged < all.size(); ++m_judged) {
         const le910sim::sExchange& exchange = all[m_judged];
         if (exchange.command == PIN_QUERY) judgeQuery(exchange.reply);

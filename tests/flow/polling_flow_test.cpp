@@ -149,10 +149,10 @@ TEST_F(BringUpSteps, Clock_IsReadBetweenTheSimAndTheOwnNumber) {
 TEST_F(BringUpSteps, Clock_IsNotSetWhileUnregisteredOrNotConfigured) {
     config.syncTime = true;
     start();
-    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     device.network.b_registered = true;
     config.syncTime = false;
-    EXPECT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    EXPECT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     EXPECT_EQ(commands(), sequence(pollInfoCommands(), pollInfoCommands()));
     EXPECT_FALSE(g_Cp_dateTimeSyncTimer->IsTimerEnabled());
 }
@@ -162,19 +162,19 @@ TEST_F(BringUpSteps, ClockThatCouldNotBeSet_IsTriedAgainAfterThreeHundredSeconds
     start();
     device.network.b_registered = true;
     shell.setStatus("systime.sh", 1);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    ASSERT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     EXPECT_TRUE(logContains("Failed to update system date/time to '"));
     passSeconds(299);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    ASSERT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     EXPECT_EQ(shell.calls().size(), 1u);
     passSeconds(1);
     shell.setStatus("systime.sh", 0);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    ASSERT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     EXPECT_EQ(shell.calls().size(), 2u);
     passSeconds(14399);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    ASSERT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     EXPECT_EQ(shell.calls().size(), 2u);
     passSeconds(1);
-    ASSERT_EQ(getModemPollInfo(handle(), device, config), eSUCCESS);
+    ASSERT_EQ(getModemPollInfo(port(), device, config), eSUCCESS);
     EXPECT_EQ(shell.calls().size(), 3u);
 }

@@ -96,14 +96,14 @@ TEST_F(RadioPolicy, NetworkSpeed_IsSetOnlyWhenItDiffers) {
     start();
     config.netPref = eNET_PREF_4G;
     device.modem.i_supported_net_bits = NA;
-    EXPECT_EQ(maybeSetNetworkSpeed(handle(), config, device), ePORT_OK);
+    EXPECT_EQ(maybeSetNetworkSpeed(port(), config, device), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT+WS46?", "AT+WS46=28"}));
     EXPECT_EQ(device.modem.s_net_pref, "3G4G");
-    EXPECT_EQ(maybeSetNetworkSpeed(handle(), config, device), ePORT_OK);
+    EXPECT_EQ(maybeSetNetworkSpeed(port(), config, device), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT+WS46?"}));
     EXPECT_EQ(logCount("Network preference already set to WS46=28"), 1u);
     fault("AT+WS46?", "silence");
-    EXPECT_EQ(maybeSetNetworkSpeed(handle(), config, device), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(maybeSetNetworkSpeed(port(), config, device), ePORT_NO_FINAL_RESULT);
 }
 
 // ---- firmware image and SIM slot --------------------------------------------------------------
@@ -111,7 +111,7 @@ TEST_F(RadioPolicy, NetworkSpeed_IsSetOnlyWhenItDiffers) {
 TEST_F(RadioPolicy, FirmwareImage_FollowsConfigurationOrTheSimsCarrier) {
     start({{"firmware", {{"dual", true}, {"slot", 0}}}});
     const auto change = [this](eFirmwareSlot slot) {
-        return maybeSwitchDeviceFirmware(handle(), device, slot);
+        return maybeSwitchDeviceFirmware(port(), device, slot);
     };
     EXPECT_EQ(change(eFIRMWARE_SLOT_1), eERROR_DEVICE_FIRMWARE_SWITCH_NOT_SUPPORTED);
     device.modem.b_dual_firmware = true;
@@ -157,20 +157,20 @@ TEST_F(RadioPolicy, FirmwareMismatch_IsVerizonOnOneSideOnly) {
 TEST_F(RadioPolicy, SimSlot_IsQueriedOnlyWhenConfiguredAndSwitchedOnlyWhenWrong) {
     start();
     config.simSlot = 0;
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eSUCCESS);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(logCount("maybeSwitchSimSlot(): SIM Slot not set in config, ignoring"), 1u);
     config.simSlot = 1;
     g_i_debugMode = eLOG_POLICY;
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eSUCCESS);
     EXPECT_EQ(logCount("DEBUG: maybeSwitchSimSlot(): Current SIM Slot matches config (1)"), 1u);
     EXPECT_EQ(device.sim.e_slot, eSIM_SLOT_1);
     config.simSlot = 2;
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eSUCCESS_DEVICE_UNLOCK);
     fault("AT#GPIO=2,2", "silence");
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
     fault("AT#GPIO=2,2", "cme", 3);
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eERROR_DEVICE_RESPONSE_ERROR);
 }
 
 // ---- context and operator ---------------------------------------------------------------------
@@ -179,14 +179,14 @@ TEST_F(RadioPolicy, Apn_DependsOnTheSlotOfTheSim) {
     start();
     config.apn = "first";
     config.apn2 = "second one";
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_TRUE(commands().empty());
     device.sim.e_slot = eSIM_SLOT_2;
     config.ipFamily = eIP_FAMILY_IPV4;
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT+CGACT=0,1", "AT+CGDCONT=1,\"IPV4\",\"second one\""}));
     config.apn2.clear();
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eSUCCESS);
     EXPECT_TRUE(commands().empty());
     const tCommands expectedLog = {"Notice: Current SIM slot unknown, not setting APN",
                                    "Success setting APN 'second one'",
@@ -198,12 +198,12 @@ TEST_F(RadioPolicy, WriteOnceApn_IsClearedAfterTheFirstSuccess) {
     start();
     device.sim.e_slot = eSIM_SLOT_1;
     config.apnDirective = 1;
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eSUCCESS);
     EXPECT_EQ(config.apn, "");
     EXPECT_EQ(config.apn2, "");
     EXPECT_EQ(logCount("Config APN directive is write-once, clearing APN from config buffer"), 1u);
     commands();
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eSUCCESS);
     EXPECT_TRUE(commands().empty());
 }
 
@@ -211,23 +211,23 @@ TEST_F(RadioPolicy, RefusedApn_NamesTheModemsReason) {
     start();
     device.sim.e_slot = eSIM_SLOT_1;
     fault("AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "cme", 50);
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(logCount("Error setting APN 'internet', error 50 (INCORRECT PARAMETERS)"), 1u);
     fault("AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "silence");
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
 }
 
 TEST_F(RadioPolicy, Authentication_IsSentOnlyWhenConfigured) {
     start();
-    EXPECT_EQ(maybeSetUsernamePassword(handle(), config), ePORT_OK);
+    EXPECT_EQ(maybeSetUsernamePassword(port(), config), ePORT_OK);
     EXPECT_TRUE(commands().empty());
     config.username = "user";
     config.password = "secret";
     config.authType = ePDP_AUTH_CHAP;
-    EXPECT_EQ(maybeSetUsernamePassword(handle(), config), ePORT_OK);
+    EXPECT_EQ(maybeSetUsernamePassword(port(), config), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT#PDPAUTH=1,2,user,secret"}));
     config.authType = ePDP_AUTH_OFF;
-    EXPECT_EQ(maybeSetUsernamePassword(handle(), config), ePORT_OK);
+    EXPECT_EQ(maybeSetUsernamePassword(port(), config), ePORT_OK);
     EXPECT_EQ(commands(), (tCommands{"AT#PDPAUTH=1,0,,"}));
     EXPECT_EQ(config.username, "");
     EXPECT_EQ(config.password, "");
@@ -242,19 +242,19 @@ TEST_F(RadioPolicy, Operator_IsSetByConfiguration) {
     start();
     config.operatorMode = "1";
     config.operatorName = "310410";
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eSUCCESS);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eSUCCESS);
     config.operatorMode = "4";
     config.operatorName = "AT&T";
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eSUCCESS);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT+COPS=1,2,\"310410\"", "AT+COPS=4,0,\"AT&T\""}));
     config.operatorMode = "3";
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(logCount("Unsupported Network Operator Mode given"), 1u);
     config.operatorMode = "0";
     fault("AT+COPS=0", "error");
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eERROR_DEVICE_RESPONSE_ERROR);
     fault("AT+COPS=0", "silence");
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
 }
 
 // ---- bands ------------------------------------------------------------------------------------
@@ -305,7 +305,7 @@ TEST_F(RadioPolicy, ManualBands_AreSentAfterTheSelectionMode) {
     config.band3gBits = 2;
     config.band4gText = "B2,B4";
     config.band4gBits = 10;
-    EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eSUCCESS);
+    EXPECT_EQ(maybeSetBands(port(), device.modem, config), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#AUTOBND=2", "AT#BND=0,1,10"}));
     const tCommands expectedLog = {
         "getSupportedBands(): Manual Mode - 3G Band option 2/22 is Valid",
@@ -314,7 +314,7 @@ TEST_F(RadioPolicy, ManualBands_AreSentAfterTheSelectionMode) {
         "Success setting device Band settings to Manual, 3G: 1, 4G: B2,B4"};
     EXPECT_EQ(capturedLog(), expectedLog);
     fault("AT#BND=0,1,10", "error");
-    EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSetBands(port(), device.modem, config), eERROR_DEVICE_RESPONSE_ERROR);
     fault("AT#AUTOBND=2", "silence");
-    EXPECT_EQ(maybeSetBands(handle(), device.modem, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(maybeSetBands(port(), device.modem, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
 }

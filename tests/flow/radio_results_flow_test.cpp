@@ -22,10 +22,10 @@ class RadioResults : public cFlowFixture {
         config.band4gBits = bits4g;
         config.band4gText = "B2";
     }
-    ePortReturn speed() { return maybeSetNetworkSpeed(handle(), config, device); }
-    eGeneralErrors bands() { return maybeSetBands(handle(), device.modem, config); }
+    ePortReturn speed() { return maybeSetNetworkSpeed(port(), config, device); }
+    eGeneralErrors bands() { return maybeSetBands(port(), device.modem, config); }
     eGeneralErrors image(eFirmwareSlot slot) {
-        return maybeSwitchDeviceFirmware(handle(), device, slot);
+        return maybeSwitchDeviceFirmware(port(), device, slot);
     }
 };
 
@@ -149,7 +149,7 @@ TEST_F(RadioResults, UnknownSimSlot_IsSwitchedToTheConfiguredOne) {
     config.simSlot = 2;
     order(
         {{"op", "fault"}, {"match", "AT#GPIO=2,2"}, {"kind", "answer"}, {"lines", {"#GPIO: 1,7"}}});
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(commands(), (tCommands{"AT#GPIO=2,2", SWITCH_TO_SLOT_2}));
     EXPECT_EQ(logCount(" Error: Could not determine current SIM slot, trying to switch to SIM Slot "
                        "#2"),
@@ -160,11 +160,11 @@ TEST_F(RadioResults, SimSlotSwitch_PassesOnTheModemsResult) {
     startWithNumericErrors();
     config.simSlot = 2;
     fault(SWITCH_TO_SLOT_2, "silence");
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eERROR_DEVICE_RESPONSE_TIMEOUT);
     fault(SWITCH_TO_SLOT_2, "cme", 3);
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eERROR_DEVICE_RESPONSE_ERROR);
     fault(SWITCH_TO_SLOT_2, "error");
-    EXPECT_EQ(maybeSwitchSimSlot(handle(), device.sim, config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSwitchSimSlot(port(), device.sim, config), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(device.sim.e_slot, eSIM_SLOT_1);
 }
 
@@ -176,7 +176,7 @@ TEST_F(RadioResults, DeactivationBeforeTheApn_MayGoUnanswered) {
     config.profileContext = "3";
     for (const char* kind : {"silence", "error", "cme"}) {
         fault("AT+CGACT=0,3", kind, 3);
-        EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
+        EXPECT_EQ(setAPN(port(), config, device.sim), eSUCCESS);
         EXPECT_EQ(commands(), (tCommands{"AT+CGACT=0,3", "AT+CGDCONT=3,\"IPV4V6\",\"internet\""}));
     }
     EXPECT_EQ(config.apn, "internet");  // not write-once
@@ -187,11 +187,11 @@ TEST_F(RadioResults, FailedApn_KeepsAWriteOnceApn) {
     device.sim.e_slot = eSIM_SLOT_1;
     config.apnDirective = 1;
     fault("AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "error");
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(logCount("Error setting APN 'internet', error -2 ()"), 1u);
     EXPECT_EQ(config.apn, "internet");
     fault("AT+CGDCONT=1,\"IPV4V6\",\"internet\"", "silence");
-    EXPECT_EQ(setAPN(handle(), config, device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(setAPN(port(), config, device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
     EXPECT_EQ(logCount("Timeout while setting APN 'internet'"), 1u);
     EXPECT_EQ(config.apn, "internet");
 }
@@ -202,7 +202,7 @@ TEST_F(RadioResults, Families_OfTheContext) {
     for (const auto& [family, text] :
          {std::pair<int, const char*>{1, "IPV4"}, {2, "IPV6"}, {3, "IPV4V6"}}) {
         config.ipFamily = family;
-        EXPECT_EQ(setAPN(handle(), config, device.sim), eSUCCESS);
+        EXPECT_EQ(setAPN(port(), config, device.sim), eSUCCESS);
         EXPECT_EQ(commands().back(), std::string("AT+CGDCONT=1,\"") + text + "\",\"internet\"");
     }
 }
@@ -213,9 +213,9 @@ TEST_F(RadioResults, RefusedAuthentication_GivesTheModemsResult) {
     config.username = "user";
     config.password = "a=b";
     fault("AT#PDPAUTH=1,1,user,a=b", "cme", 50);
-    EXPECT_EQ(maybeSetUsernamePassword(handle(), config), 50);
+    EXPECT_EQ(maybeSetUsernamePassword(port(), config), 50);
     fault("AT#PDPAUTH=1,1,user,a=b", "silence");
-    EXPECT_EQ(maybeSetUsernamePassword(handle(), config), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(maybeSetUsernamePassword(port(), config), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(logCount("Setting PDP username 'user', password 'a=b', auth type '1' for profile "
                        "context 1"),
               2u);
@@ -224,10 +224,10 @@ TEST_F(RadioResults, RefusedAuthentication_GivesTheModemsResult) {
 TEST_F(RadioResults, OperatorRefusedByNumber_IsLoggedDifferently) {
     startWithNumericErrors();
     fault("AT+COPS=0", "cme", 30);
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(logCount("CME Error setting Network Operator Mode"), 1u);
     fault("AT+COPS=0", "silence");
-    EXPECT_EQ(maybeSetNetworkOperator(handle(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(maybeSetNetworkOperator(port(), config), eERROR_DEVICE_RESPONSE_TIMEOUT);
     EXPECT_EQ(logCount("maybeSetNetworkOperator(): setCOPS() call timeout"), 1u);
 }
 

@@ -11,7 +11,6 @@
 
 #include "include/signal_flags.h"
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 #include "sms/sms.h"
 #include "tests/support/mounted_folder.h"
 #include "tests/support/whole_daemon.h"

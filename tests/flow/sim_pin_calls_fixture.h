@@ -10,10 +10,10 @@
 // The operations on PIN and PUK, called one by one.
 class SimPinCalls : public cSimPinFixture {
   protected:
-    eGeneralErrors manage() { return manageCpin(handle(), device.sim); }
+    eGeneralErrors manage() { return manageCpin(port(), device.sim); }
     // Time from the command to the next one, in milliseconds.
     uint64_t pauseAfter(const std::string& command) {
-        const std::vector<le910sim::sExchange>& all = port().modem().exchanges();
+        const std::vector<le910sim::sExchange>& all = simulatedPort().modem().exchanges();
         for (size_t i = 0; i + 1 < all.size(); ++i)
             if (all[i].command == command) return all[i + 1].timeMs - all[i].timeMs;
         return 0;

@@ -175,10 +175,10 @@ TEST_F(SimPinCalls, UnlockOfAReadySim_OnlySetsAnOutcome) {
     writeFile(CURRENT, "1234\n");
     writeFile(PUK, "12345678\n");
     startWith(OPEN);
-    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(maybeUnlockSimPin(port(), device.sim), eSUCCESS);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM, already in a ready state");
     device.sim.s_outcome.clear();
-    EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(maybeUnlockSimPuk(port(), device.sim), eSUCCESS);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot unlock SIM, already in a ready state");
     EXPECT_EQ(logCount("Error: Cannot unlock SIM, already in a ready state"), 2u);
     EXPECT_TRUE(commands().empty());
@@ -193,12 +193,12 @@ TEST_F(SimPinCalls, UnlockOfTheOtherLock_IsRefused) {
     for (const int state : {static_cast<int>(eSIM_MISSING), static_cast<int>(eSIM_PUK_REQUIRED),
                             static_cast<int>(eSIM_LOCK_UNKNOWN)}) {
         device.sim.i_lock_class = state;
-        EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eERROR_DEVICE_NOT_CPIN_LOCKED);
+        EXPECT_EQ(maybeUnlockSimPin(port(), device.sim), eERROR_DEVICE_NOT_CPIN_LOCKED);
     }
     for (const int state : {static_cast<int>(eSIM_MISSING), static_cast<int>(eSIM_PIN_REQUIRED),
                             static_cast<int>(eSIM_LOCK_UNKNOWN)}) {
         device.sim.i_lock_class = state;
-        EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eERROR_DEVICE_NOT_PUK_LOCKED);
+        EXPECT_EQ(maybeUnlockSimPuk(port(), device.sim), eERROR_DEVICE_NOT_PUK_LOCKED);
     }
     EXPECT_EQ(
         logCount("DEBUG: maybeUnlockSimPin(): Warning: SIM is not CPIN locked, cannot unlock"), 3u);
@@ -216,7 +216,7 @@ TEST_F(SimPinCalls, WarningsThatComeWithEveryPoll_AreNoNotices) {
     g_i_debugMode = eLOG_POLICY;
     EXPECT_EQ(look(), eFAILURE);
     device.sim.i_lock_class = eSIM_PUK_REQUIRED;
-    EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(maybeUnlockSimPuk(port(), device.sim), eFAILURE);
     EXPECT_EQ(
         logCount("DEBUG: maybeUnlockSimPin(): Warning: SIM locked, but CPIN file has not changed"),
         1u);
@@ -238,7 +238,7 @@ class ChangeFormat : public SimPinCalls, public ::testing::WithParamInterface<sF
 TEST_P(ChangeFormat, InvalidPin_IsNamedAndNothingIsSent) {
     startWith(READY_WITH_LOCK);
     device.sim.i_lock_class = eSIM_MISSING;  // the format is checked first
-    EXPECT_EQ(changeCpinPassword(handle(), device.sim, GetParam().current, GetParam().wanted),
+    EXPECT_EQ(changeCpinPassword(port(), device.sim, GetParam().current, GetParam().wanted),
               eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome, GetParam().outcome);
     EXPECT_TRUE(commands().empty());
@@ -256,14 +256,14 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithItsOwnCodes) {
     startWith(OPEN);
-    EXPECT_EQ(enableCpinPassword(handle(), device.sim, ""), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(enableCpinPassword(port(), device.sim, ""), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot enable SIM CPIN, CPIN is empty");
-    EXPECT_EQ(enableCpinPassword(handle(), device.sim, "12x4"), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(enableCpinPassword(port(), device.sim, "12x4"), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome,
               "Error: Cannot enable SIM CPIN, CPIN '12x4', not a valid format");
-    EXPECT_EQ(disableCpinPassword(handle(), device.sim, ""), eFAILURE);
+    EXPECT_EQ(disableCpinPassword(port(), device.sim, ""), eFAILURE);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot disable SIM CPIN, CPIN is empty");
-    EXPECT_EQ(disableCpinPassword(handle(), device.sim, "1"), eFAILURE);
+    EXPECT_EQ(disableCpinPassword(port(), device.sim, "1"), eFAILURE);
     EXPECT_EQ(device.sim.s_outcome, "Error: Cannot disable SIM CPIN, CPIN '1', not a valid format");
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(logCount("Attempting to enable SIM PIN"), 2u);
@@ -273,13 +273,12 @@ TEST_F(SimPinCalls, LockWithAnInvalidPin_IsRefusedWithItsOwnCodes) {
 TEST_F(SimPinCalls, SimThatIsNotReady_IsNeitherLockedNorChanged) {
     startWith(OPEN);
     device.sim.i_lock_class = eSIM_PIN_REQUIRED;
-    EXPECT_EQ(enableCpinPassword(handle(), device.sim, "1234"), eERROR_DEVICE_SIM_NOT_READY);
+    EXPECT_EQ(enableCpinPassword(port(), device.sim, "1234"), eERROR_DEVICE_SIM_NOT_READY);
     EXPECT_EQ(device.sim.s_outcome, "Error SIM is not in a ready state, cannot enable the SIM PIN");
-    EXPECT_EQ(disableCpinPassword(handle(), device.sim, "1234"), eERROR_DEVICE_SIM_NOT_READY);
+    EXPECT_EQ(disableCpinPassword(port(), device.sim, "1234"), eERROR_DEVICE_SIM_NOT_READY);
     EXPECT_EQ(device.sim.s_outcome,
               "Error SIM is not in a ready state, cannot disable the SIM PIN");
-    EXPECT_EQ(changeCpinPassword(handle(), device.sim, "1234", "4321"),
-              eERROR_DEVICE_SIM_NOT_READY);
+    EXPECT_EQ(changeCpinPassword(port(), device.sim, "1234", "4321"), eERROR_DEVICE_SIM_NOT_READY);
     EXPECT_EQ(device.sim.s_outcome, "Error SIM is not in a ready state, cannot change the SIM PIN");
     EXPECT_TRUE(commands().empty());
 }

@@ -51,8 +51,8 @@ TEST_F(PinLife, FileRewrittenWithTheSameTimeDuringTheCommand_IsNew) {
     ASSERT_EQ(stat(CURRENT, &before), 0);
     startWith(LOCKED);
     bool isWritten = false;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (isWritten || sent.empty() || sent.back() != "AT+CPIN=9999") return;
         isWritten = true;
         writeFile(CURRENT, "1234\n");
@@ -69,8 +69,8 @@ TEST_F(PinLife, PinWrittenWhileTheSimRefusesAnother_IsKeptAndSent) {
     writeFile(CURRENT, "9999\n");
     startWith(LOCKED);
     bool isWritten = false;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (isWritten || sent.empty() || sent.back() != "AT+CPIN=9999") return;
         isWritten = true;
         writeFile(CURRENT, "1234\n");

@@ -27,10 +27,10 @@ class cSimPinFixture : public cFlowFixture {
     void startWith(const nlohmann::json& scenario) {
         start(scenario);
         sendEarlier("AT+CMEE=1");
-        getDeviceSimInfo(handle(), device.sim);
+        getDeviceSimInfo(port(), device.sim);
         commands();
     }
-    eGeneralErrors look() { return getSimStatus(handle(), device.sim); }
+    eGeneralErrors look() { return getSimStatus(port(), device.sim); }
     size_t unlocksSent() {
         size_t count = 0;
         for (const std::string& command : commands())

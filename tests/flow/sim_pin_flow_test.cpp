@@ -37,13 +37,13 @@ TEST_P(SimPinUnlock, Answer_GivesItsResultAndOutcome) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     if (test.faultKind != nullptr) fault("AT+CPIN=1234", test.faultKind, test.number);
-    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), test.result);
+    EXPECT_EQ(maybeUnlockSimPin(port(), device.sim), test.result);
     EXPECT_EQ(device.sim.s_outcome, test.outcome);
     EXPECT_EQ(commands(), (tCommands{"AT+CPIN=1234"}));
     EXPECT_EQ(content(CURRENT), test.emptied ? "" : "1234\n");
     // Used once: nothing more is sent until the file is written again.
     device.sim.i_lock_class = eSIM_PIN_REQUIRED;
-    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(maybeUnlockSimPin(port(), device.sim), eFAILURE);
     EXPECT_TRUE(commands().empty());
 }
 
@@ -70,7 +70,7 @@ class SimPinFormat : public SimPin, public ::testing::WithParamInterface<const c
 TEST_P(SimPinFormat, PinThatIsNotFourToEightDigits_IsRejectedAndNeverSent) {
     writeFile(CURRENT, GetParam());
     startWith(LOCKED);
-    EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(maybeUnlockSimPin(port(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(content(CURRENT), "");
 }
@@ -86,7 +86,7 @@ TEST_F(SimPin, RejectedPin_IsLoggedUnlessItIsEmpty) {
         {"12a4\n", "Error: Cannot unlock SIM with CPIN '12a4', not a valid format"}};
     for (const auto& [text, outcome] : expected) {
         writeFile(CURRENT, text);
-        EXPECT_EQ(maybeUnlockSimPin(handle(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+        EXPECT_EQ(maybeUnlockSimPin(port(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
         EXPECT_EQ(device.sim.s_outcome, outcome);
         EXPECT_EQ(logCount(outcome), 1u);
     }
@@ -102,7 +102,7 @@ TEST_F(SimPin, FoldersAndFifosInPlaceOfTheFiles_CountAsEmptyAndDoNotHang) {
 TEST_F(SimPin, LockedSimWithUnchangedFile_ReturnsTwoOnEveryPollWithoutSending) {
     startWith(LOCKED);
     for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+        EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
     for (const std::string& command : commands())
         EXPECT_EQ(command.find("AT+CPIN="), std::string::npos);
 }
@@ -110,32 +110,32 @@ TEST_F(SimPin, LockedSimWithUnchangedFile_ReturnsTwoOnEveryPollWithoutSending) {
 TEST_F(SimPin, RewrittenFile_IsTriedAgain) {
     writeFile(CURRENT, "9999\n");
     startWith(LOCKED);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eERROR_DEVICE_ENABLE_CPIN_FAILED);
     writeFile(CURRENT, "1234\n");
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(device.sim.i_lock_class, eSIM_READY);
 }
 
 TEST_F(SimPin, OutageAfterAnUnlock_AllowsTheSamePinOnce) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"verified", false}}}});
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
     notePinOutage();
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"verified", false}}}});
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
 }
 
 TEST_F(SimPin, OutageAfterAFailedUnlock_AllowsNothing) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     fault("AT+CPIN=1234", "error");
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_UNLOCK_CPIN_FAILED);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eERROR_DEVICE_UNLOCK_CPIN_FAILED);
     commands();
     notePinOutage();
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
     for (const std::string& command : commands())
         EXPECT_EQ(command.find("AT+CPIN="), std::string::npos);
 }
@@ -148,32 +148,32 @@ TEST_F(SimPin, OutageAfterASilentUnlock_AllowsTheSamePinOnceMore) {
            {"kind", "silence"},
            {"count", 1},
            {"execute", false}});
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eERROR_DEVICE_RESPONSE_TIMEOUT);
     notePinOutage();  // the port is closed because of the silence
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
     notePinOutage();
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
 }
 
 TEST_F(SimPin, OutageThatEndedWithAReadySim_AllowsNothingLater) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     notePinOutage();
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS);
     // Another card with all its attempts: the PIN belongs to another card.
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}}}});
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
 }
 
 TEST_F(SimPin, OutageWithASimThatLostAnAttempt_AllowsNothing) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
     order({{"op", "set"}, {"sim", {{"pin", "5678"}, {"verified", false}, {"pin_attempts", 2}}}});
     commands();
     notePinOutage();
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eFAILURE);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eFAILURE);
     for (const std::string& command : commands())
         EXPECT_EQ(command.find("AT+CPIN="), std::string::npos);
 }
@@ -198,7 +198,7 @@ TEST_P(SimPuk, Answer_GivesItsResultAndEmptiesBothFiles) {
     writeFile(REQUEST, test.pin);
     startWith(BLOCKED);
     if (test.faultKind != nullptr) fault("AT+CPIN=12345678,4321", test.faultKind, test.number);
-    EXPECT_EQ(maybeUnlockSimPuk(handle(), device.sim), test.result);
+    EXPECT_EQ(maybeUnlockSimPuk(port(), device.sim), test.result);
     EXPECT_EQ(device.sim.s_outcome, test.outcome);
     EXPECT_EQ(content(PUK), "");
     EXPECT_EQ(content(REQUEST), "");
@@ -249,7 +249,7 @@ TEST_P(SimPinRequest, Request_IsAppliedOnceWithItsOutcome) {
     request(test.request);
     startWith(test.scenario);
     if (test.faultKind != nullptr) fault(test.faultCommand, test.faultKind, test.number);
-    EXPECT_EQ(manageCpin(handle(), device.sim), test.result);
+    EXPECT_EQ(manageCpin(port(), device.sim), test.result);
     EXPECT_EQ(device.sim.s_outcome, test.outcome);
     tCommands sent = commands();
     if (sent.size() > test.sent.size())
@@ -258,7 +258,7 @@ TEST_P(SimPinRequest, Request_IsAppliedOnceWithItsOutcome) {
     EXPECT_EQ(content(REQUEST), "");
     EXPECT_EQ(content(CURRENT), test.currentAfter);
     commands();
-    EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(manageCpin(port(), device.sim), eSUCCESS);
     EXPECT_TRUE(commands().empty());
 }
 
@@ -354,7 +354,7 @@ TEST_F(SimPin, RequestOfWhiteSpace_DoesNothing) {
     request(" \n\t\n");
     startWith(OPEN);
     device.sim.s_outcome = "what was before";
-    EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(manageCpin(port(), device.sim), eSUCCESS);
     EXPECT_EQ(device.sim.s_outcome, "what was before");
     EXPECT_TRUE(commands().empty());
 }
@@ -363,11 +363,11 @@ TEST_F(SimPin, LockThatIsAsRequested_OnlyLogsANotice) {
     writeFile(CURRENT, "1234\n");
     request("disable");
     startWith(OPEN);
-    EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(manageCpin(port(), device.sim), eSUCCESS);
     EXPECT_EQ(logCount("Notice: CPIN already disabled, cannot change"), 1u);
     request("enable");
     device.sim.i_pin_lock_enabled = 1;
-    EXPECT_EQ(manageCpin(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(manageCpin(port(), device.sim), eSUCCESS);
     EXPECT_EQ(logCount("Notice: CPIN already enabled, cannot change"), 1u);
     EXPECT_TRUE(commands().empty());
 }
@@ -376,7 +376,7 @@ TEST_F(SimPin, InvalidCurrentPin_IsRejectedBeforeTheRequest) {
     writeFile(CURRENT, "12\n");
     request("enable");
     startWith(OPEN);
-    EXPECT_EQ(manageCpin(handle(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
+    EXPECT_EQ(manageCpin(port(), device.sim), eERROR_DEVICE_CPIN_FORMAT_INVALID);
     EXPECT_EQ(device.sim.s_outcome,
               "Error: Cannot change SIM CPIN, Current CPIN 12 is not a valid format");
     EXPECT_EQ(content(CURRENT), "");
@@ -386,22 +386,22 @@ TEST_F(SimPin, InvalidCurrentPin_IsRejectedBeforeTheRequest) {
 TEST_F(SimPin, MissingSim_IsLoggedAsTenMinutesAndResetsAfterItsTimer) {
     start({{"sim", {{"present", false}}}});
     g_Cp_simMissingTimer->SetTimeout(120);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS);
     EXPECT_EQ(logCount("Notice: SIM is missing, starting timer (10 minutes)"), 1u);
     passSeconds(119);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS);
     passSeconds(2);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_REQUIRES_RESET);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eERROR_DEVICE_REQUIRES_RESET);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eERROR_DEVICE_REQUIRES_RESET);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eERROR_DEVICE_REQUIRES_RESET);
     EXPECT_EQ(logCount("SIM not detected after 2 minutes, device requires reset"), 2u);
 }
 
 TEST_F(SimPin, SimThatAppears_IsReportedOnceAsUnlocked) {
     start({{"sim", {{"present", false}}}});
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS);
     order({{"op", "set"}, {"sim", {{"present", true}}}});
     passSeconds(30);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS_DEVICE_UNLOCK);
-    EXPECT_EQ(getSimStatus(handle(), device.sim), eSUCCESS);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(getSimStatus(port(), device.sim), eSUCCESS);
     EXPECT_EQ(logCount("SIM is Ready, stopping SIM missing timer"), 1u);
 }

@@ -9,7 +9,6 @@
 #include <string>
 
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 #include "tests/flow/sim_pin_fixture.h"
 
 constexpr const char* STORE_FOLDER = "/run/cellslot/skvs";

@@ -74,8 +74,8 @@ TEST_F(PinOnDisk, RequestAndPuk_AreRemovedFromTheDiskBeforeTheyAreSent) {
     startWith(READY_WITH_LOCK);
     std::string awaited = "AT+CLCK=\"SC\",0,\"1234\"";
     const char* emptied = REQUEST;
-    port().onTurn([&] {
-        if (port().modem().commands().back() != awaited) return;
+    simulatedPort().onTurn([&] {
+        if (simulatedPort().modem().commands().back() != awaited) return;
         awaited.clear();
         EXPECT_TRUE(g_flushed.has(emptied));
         EXPECT_TRUE(g_flushed.has("/etc/vuk"));

@@ -35,8 +35,8 @@ TEST_F(PinLife, ChangedPinThatCannotBeWritten_LeavesTheOldOneUnused) {
         return mount(nullptr, "/etc/vuk", nullptr, MS_REMOUNT | MS_BIND | flags, nullptr);
     };
     bool isFull = false;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (isFull || sent.empty() || sent.back() != "AT+CPWD=\"SC\",1234,4321") return;
         isFull = remount(MS_RDONLY) == 0;
     });
@@ -108,8 +108,8 @@ TEST_P(RequestDuringACommand, IsHandledAfterIt) {
            {"delay_ms", 600},
            {"count", 1}});
     bool isWritten = false;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (isWritten || sent.empty() || sent.back() != test.command) return;
         isWritten = true;
         writeFile(REQUEST, test.second);
@@ -152,8 +152,8 @@ TEST_F(PinLife, PukWrittenDuringAChange_IsUsedWhenTheSimRequiresIt) {
     writeFile(REQUEST, "4321\n");
     startWith(READY_WITH_LOCK);
     bool isWritten = false;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (isWritten || sent.empty() || sent.back() != "AT+CPWD=\"SC\",1234,4321") return;
         isWritten = true;
         writeFile(PUK, "12345678\n");
@@ -173,8 +173,8 @@ TEST_F(PinLife, PukWrittenWhileTheSimRefusesAnother_IsUsedAfterIt) {
     startWith(
         {{"sim", {{"pin", "1234"}, {"puk", "12345678"}, {"lock", true}, {"pin_attempts", 0}}}});
     bool isWritten = false;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (isWritten || sent.empty() || sent.back() != "AT+CPIN=87654321,4321") return;
         isWritten = true;
         writeFile(REQUEST, "4321\n");

@@ -8,8 +8,8 @@ TEST_F(PinLife, RecordIsStoredBeforeTheCommand_WithoutThePin) {
     writeFile(CURRENT, "1234\n");
     startWith(LOCKED);
     std::string atSending;
-    port().onTurn([&] {
-        const std::vector<std::string> sent = port().modem().commands();
+    simulatedPort().onTurn([&] {
+        const std::vector<std::string> sent = simulatedPort().modem().commands();
         if (atSending.empty() && !sent.empty() && sent.back() == "AT+CPIN=1234")
             atSending = stored(KEY);
     });

@@ -69,11 +69,11 @@ class SmsFlow : public cFlowFixture {
     // which drops a late answer.
     eGeneralErrors check() {
         passSeconds(6);
-        const eGeneralErrors result = checkSMS(handle(), device);
+        const eGeneralErrors result = checkSMS(port(), device);
         if (result == eERROR_DEVICE_RESPONSE_TIMEOUT) {
             passSeconds(30);
             char piece[4096];
-            while (read(handle(), piece, sizeof piece) > 0) {
+            while (read(port(), piece, sizeof piece) > 0) {
             }
         }
         return result;
@@ -116,7 +116,7 @@ class SmsFlow : public cFlowFixture {
         return texts;
     }
 
-    json sms() { return port().modem().control({{"op", "dump"}}).at("state").at("sms"); }
+    json sms() { return simulatedPort().modem().control({{"op", "dump"}}).at("state").at("sms"); }
 
     bool isModemEmpty() {
         const json state = sms();

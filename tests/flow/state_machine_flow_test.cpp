@@ -21,7 +21,7 @@ TEST_F(StateMachine, ColdStart_TakesTheFixedWaitsOfItsCommandsAndOnePass) {
     ASSERT_GE(sent.size(), expected.size());
     EXPECT_EQ(firstOf(sent, expected.size()), expected);
     // 20 ms per command, and one sleep between two passes.
-    const le910sim::sExchange& last = port().modem().exchanges()[expected.size() - 1];
+    const le910sim::sExchange& last = simulatedPort().modem().exchanges()[expected.size() - 1];
     EXPECT_EQ(last.command, "AT+CGDATA=\"M-RAW_IP\",1");
     EXPECT_EQ(last.timeMs, 20 * expected.size() + 500);
 }
@@ -49,7 +49,8 @@ TEST_P(StateMachineSignal, ExitSignal_EndsWithStatusTwoAfterTheWholeExitSequence
     startOnTerminal();
     at(5, [] { *GetParam() = true; });
     EXPECT_EQ(run(60), eOUTER_EXIT);
-    EXPECT_LE(port().nowMs(), 7000u);  // ended by this signal, not by the one that ends every test
+    EXPECT_LE(simulatedPort().nowMs(),
+              7000u);  // ended by this signal, not by the one that ends every test
     const tCommands sent = commands();
     EXPECT_EQ(sent.back(), "AT#SLED=0");
     EXPECT_EQ(countOf(sent, "AT#REBOOT"), 0u);
@@ -110,7 +111,7 @@ TEST_F(StateMachine, TemporaryFilesOfAKilledDaemon_AreRemovedByTheNextStart) {
 TEST_F(StateMachine, PromptLeftOpen_IsEndedBeforeTheFirstCommand) {
     startOnTerminal();
     const std::string command = "AT+CMGS=18\r";
-    ASSERT_EQ(write(handle(), command.data(), command.size()), 11);
+    ASSERT_EQ(write(port(), command.data(), command.size()), 11);
     passSeconds(1);
     std::filesystem::create_directories("/tmp/sms");
     writeFile("/tmp/sms/.cellslot-prompt.1", "");
@@ -151,7 +152,7 @@ TEST_F(StateMachine, HostInTestMode_EndsWithStatusSixAndSendsNothing) {
     EXPECT_EQ(stored("CELLMODEM1_SLED_SLOT"), "1");
     EXPECT_EQ(stored("CELLMODEM1_QMI_STATE"), "Unknown");
     EXPECT_FALSE(fileExists(STATUS_FILE));
-    EXPECT_EQ(port().nowMs(), 0u);
+    EXPECT_EQ(simulatedPort().nowMs(), 0u);
 }
 
 TEST_F(StateMachine, RegistrationLostForTenSeconds_KeepsTheSession) {
@@ -226,7 +227,7 @@ TEST_F(StateMachine, FirmwareTriggerWithoutPort_EndsAtOnceAndPowerCyclesTheSlot)
         writeFile("/tmp/cellmodem_firmware/start_update.1", "");
     });
     EXPECT_EQ(run(60), eOUTER_EXIT_RESET);
-    EXPECT_LE(port().nowMs(), 6000u);
+    EXPECT_LE(simulatedPort().nowMs(), 6000u);
     EXPECT_TRUE(fileExists("/storage/cellmodem.firmware.upd.status.1"));
     expectPowerCycle();
 }

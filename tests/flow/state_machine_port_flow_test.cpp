@@ -15,7 +15,7 @@ TEST_F(StateMachine, PortMissingForTwoMinutes_ResetsTheModem) {
     uint64_t endedMs = 0;
     at(119, [&] { EXPECT_FALSE(logContains("Device missing after")); });
     EXPECT_EQ(run(600), eOUTER_EXIT_RESET);
-    endedMs = port().nowMs();
+    endedMs = simulatedPort().nowMs();
     EXPECT_GE(endedMs, 120000u);
     EXPECT_LE(endedMs, 124000u);
     EXPECT_EQ(logCount("Unable to open device port, starting 2 minute timer"), 1u);
@@ -66,8 +66,8 @@ TEST_F(StateMachine, ModemThatOnlyReportsErrors_IsResetAfterTenErrorsAndFourRest
 TEST_F(StateMachine, NoServiceForFiveMinutes_ResetsTheModem) {
     startOnTerminal({{"registration", {{"state", "searching"}}}});
     EXPECT_EQ(run(1000), eOUTER_EXIT_RESET);
-    EXPECT_GE(port().nowMs(), 300000u);
-    EXPECT_LE(port().nowMs(), 310000u);
+    EXPECT_GE(simulatedPort().nowMs(), 300000u);
+    EXPECT_LE(simulatedPort().nowMs(), 310000u);
     EXPECT_EQ(logCount("Device has No Service after 5 minutes, requires reset"), 1u);
     EXPECT_EQ(commands().back(), "AT#REBOOT");
 }
@@ -117,7 +117,7 @@ TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
     startOnTerminal();
     at(6, [this] {
         reconfigure("CM_MTU=1400\n");
-        port().unplug();
+        simulatedPort().unplug();
     });
     std::string sim, state;
     recordStatus(8, "_SIM_STATUS", sim);
@@ -135,13 +135,13 @@ TEST_F(StateMachine, PortThatVanishesInASetUp_IsPublishedWithTheEndOfItsCommand)
         reconfigure("CM_MTU=1400\n");
         silenceOnce("AT+GMM");
     });
-    at(6.8, [this] { port().unplug(); });
+    at(6.8, [this] { simulatedPort().unplug(); });
     std::string atEnd;
     for (int hundredths = 680; hundredths < 1000; ++hundredths)
         at(hundredths / 100.0, [&] {
             if (atEnd.empty() && logContains("Device not responding, closing port"))
                 atEnd = statusOf("_SIM_STATUS") + " after " +
-                        std::to_string((port().nowMs() - 6800) / 1000) + " s";
+                        std::to_string((simulatedPort().nowMs() - 6800) / 1000) + " s";
         });
     run(20);
     EXPECT_EQ(atEnd, "Unknown after 0 s");

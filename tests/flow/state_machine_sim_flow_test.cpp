@@ -8,8 +8,8 @@
 TEST_F(StateMachine, SimMissingForTenMinutes_ResetsTheModem) {
     startOnTerminal({{"sim", {{"present", false}}}});
     EXPECT_EQ(run(1000), eOUTER_EXIT_RESET);
-    EXPECT_GE(port().nowMs(), 600000u);
-    EXPECT_LE(port().nowMs(), 610000u);
+    EXPECT_GE(simulatedPort().nowMs(), 600000u);
+    EXPECT_LE(simulatedPort().nowMs(), 610000u);
     EXPECT_EQ(logCount("SIM not detected after 10 minutes, device requires reset"), 1u);
 }
 
@@ -93,7 +93,7 @@ TEST_F(StateMachine, UnansweredPinCommand_IsSentOnceAndOnceMoreAfterARestart) {
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 1u);
     for (const size_t sent : {1U, 0U, 0U}) {
         resetDaemon();
-        EXPECT_EQ(run(port().nowMs() / 1000.0 + 60), eOUTER_EXIT);
+        EXPECT_EQ(run(simulatedPort().nowMs() / 1000.0 + 60), eOUTER_EXIT);
         EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), sent);
     }
     EXPECT_EQ(readFile("/etc/vuk/cellular_cpin.1"), "1234\n");
@@ -111,7 +111,7 @@ TEST_P(UnusualAttempts, RightPin_IsSentAgainByEachLaterRun) {
         commands();
         order({{"op", "set"}, {"sim", {{"verified", false}}}});
         std::string after;
-        const double now = port().nowMs() / 1000.0;
+        const double now = simulatedPort().nowMs() / 1000.0;
         recordStatus(now + 20, "_QMI_STATE", after);
         EXPECT_EQ(run(now + 21), eOUTER_EXIT);
         EXPECT_EQ(after, "CONNECTED");
@@ -146,7 +146,7 @@ TEST_F(StateMachine, SimMissingInOnePoll_KeepsTheSessionAndIsSetUpAfterIt) {
     });
     size_t setupsBefore = 0, startsBefore = 0;
     at(20, [&] {
-        const tCommands sent = port().modem().commands();
+        const tCommands sent = simulatedPort().modem().commands();
         setupsBefore = countOf(sent, "AT+GMM");
         startsBefore = countOf(sent, "AT+CGDATA=\"M-RAW_IP\",1");
         order({{"op", "deactivate"}, {"cid", 1}});
@@ -172,8 +172,8 @@ TEST_F(StateMachine, SimMissingDuringASession_EndsItWithTheResetOnly) {
     recordStatus(600, "_QMI_STATE", before);
     EXPECT_EQ(run(700), eOUTER_EXIT_RESET);
     EXPECT_EQ(before, "CONNECTED");
-    EXPECT_GE(port().nowMs(), 606000u);
-    EXPECT_LE(port().nowMs(), 610000u);
+    EXPECT_GE(simulatedPort().nowMs(), 606000u);
+    EXPECT_LE(simulatedPort().nowMs(), 610000u);
     const tCommands sent = commands();
     EXPECT_EQ(sent.back(), "AT#REBOOT");
     EXPECT_GE(countOf(sent, "AT+CGPADDR=1"), 500u);  // the session is checked all the time
@@ -207,7 +207,7 @@ TEST_F(StateMachine, SimThatIsLockedAgainWithoutAnOutage_WaitsForTheFile) {
     at(10, [this] { order({{"op", "set"}, {"sim", {{"verified", false}}}}); });
     at(30, [] { writeFile("/etc/vuk/cellular_cpin.1", "1234\n"); });
     size_t before = 0;
-    at(29, [&] { before = countOf(port().modem().commands(), "AT+CPIN=1234"); });
+    at(29, [&] { before = countOf(simulatedPort().modem().commands(), "AT+CPIN=1234"); });
     EXPECT_EQ(run(60), eOUTER_EXIT);
     EXPECT_EQ(before, 1u);
     EXPECT_EQ(countOf(commands(), "AT+CPIN=1234"), 2u);
@@ -221,7 +221,7 @@ TEST_F(StateMachine, SimThatIsBusyDuringSetUp_IsSetUpAgainWhenItIsReady) {
            {"lines", {"+CPIN: BUSY", "#PCT: 3"}}});
     size_t setupsBefore = 0, startsBefore = 0;
     at(15, [&] {
-        const tCommands sent = port().modem().commands();
+        const tCommands sent = simulatedPort().modem().commands();
         setupsBefore = countOf(sent, "AT+GMM");
         startsBefore = countOf(sent, "AT+CGDATA=\"M-RAW_IP\",1");
         order({{"op", "clear-faults"}});

@@ -33,12 +33,12 @@ class StatusFile : public cFlowFixture {
         g_S_options.s_device = "/dev/ttyACM0";
         g_S_options.s_gps_device = "/dev/ttyACM3";
         g_S_options.s_port = slot;
-        ASSERT_EQ(setupModem(handle(), device, config), eSUCCESS);
-        ASSERT_EQ(pollDevice(handle(), device, config), eSUCCESS);
-        ASSERT_EQ(maybeStartDataSession(handle(), device, config, g_C_netConDelayTimer), eSUCCESS);
+        ASSERT_EQ(setupModem(port(), device, config), eSUCCESS);
+        ASSERT_EQ(pollDevice(port(), device, config), eSUCCESS);
+        ASSERT_EQ(maybeStartDataSession(port(), device, config, g_C_netConDelayTimer), eSUCCESS);
         g_Cp_connectedTimer->Start();
         passSeconds(3661);
-        ASSERT_TRUE(isDataConnectionGood(handle(), device, config));
+        ASSERT_TRUE(isDataConnectionGood(port(), device, config));
         device.modem.i_sms_sent = 3;
         device.modem.i_sms_sent_fail = 1;
         device.modem.i_sms_received = 7;
@@ -128,7 +128,7 @@ TEST_F(StatusFile, LastFileBeforeTheEnd_EmptiesEveryContextAndForgetsTheNetwork)
     write();
     ASSERT_EQ(stored("CELLMODEM1_SIM_CONT_APN0"), "1:internet");
     device.b_shutting_down = true;
-    disconnectNetwork(handle(), device, config);
+    disconnectNetwork(port(), device, config);
     resetDeviceInfo(device, false);
     g_Cp_connectedTimer->Stop();
     writeOutStatusFiles(device, config, true);
@@ -158,9 +158,9 @@ TEST_F(StatusFile, FailedStart_IsNamedUntilTheNextAttempt) {
     start();
     device.network.b_registered = true;
     fault("AT+CGATT=1", "error");
-    EXPECT_EQ(maybeStartDataSession(handle(), device, config, g_C_netConDelayTimer),
+    EXPECT_EQ(maybeStartDataSession(port(), device, config, g_C_netConDelayTimer),
               eERROR_DEVICE_NETWORK_ATTACH_FAILURE);
-    EXPECT_EQ(maybeStartDataSession(handle(), device, config, g_C_netConDelayTimer),
+    EXPECT_EQ(maybeStartDataSession(port(), device, config, g_C_netConDelayTimer),
               eERROR_DEVICE_NETWORK_DELAY_TIMER_RUNNING);
     write();
     EXPECT_NE(readFile(SLOT_FILE_1)

@@ -75,7 +75,7 @@ TEST_F(Status, Defaults_SayNotKnown) {
 
 TEST_F(Status, LteCell_FillsSummaryAndLteKeysAlike) {
     start();
-    ASSERT_EQ(pollDevice(handle(), device, config), eSUCCESS);
+    ASSERT_EQ(pollDevice(port(), device, config), eSUCCESS);
     const tStatusList list = buildStatusList(device, config, 0, 90061);
     const std::pair<const char*, const char*> expected[] = {
         {"_CARRIER", "AT&T"},

@@ -23,7 +23,7 @@ class StatusLed : public cFlowFixture {
         device.network.b_registered = true;
         device.network.i_reg_state = eREG_HOME;
     }
-    eGeneralErrors update() { return updateRegStatLed(handle(), device.network); }
+    eGeneralErrors update() { return updateRegStatLed(port(), device.network); }
 
     // A packet over the loopback interface, so that its counters change.
     static void sendPacket() {
@@ -113,21 +113,21 @@ TEST_F(StatusLed, OverlongInterfaceName_IsNoInterface) {
 TEST_F(StatusLed, Saving_HasItsOwnResult) {
     start();
     fault("AT#SLEDSAV", "silence");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_ON, true), eERROR_DEVICE_RESPONSE_TIMEOUT);
     fault("AT#SLEDSAV", "error");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, true), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_OFF, true), eERROR_DEVICE_RESPONSE_ERROR);
     commands();
     fault("AT#SLED=1", "error");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_ON, true), eERROR_DEVICE_RESPONSE_ERROR);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=1"}));
 }
 
 TEST_F(StatusLed, ActionWithoutAPattern_IsRememberedLikeAnyOther) {
     start();
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, false), eSUCCESS);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_NONE, false), eFAILURE);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, false), eSUCCESS);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_ON, false), eSUCCESS);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_NONE, false), eFAILURE);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_ON, false), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=1", "AT#SLED=1"}));
 }
 
@@ -139,28 +139,28 @@ TEST_F(StatusLed, LedActions_SendTheirPatterns) {
         {7, "AT#SLED=3,1,1"},    {8, "AT#SLED=3,1,1"},    {9, "AT#SLED=3,5,5"},
         {10, "AT#SLED=3,10,10"}, {11, "AT#SLED=3,15,15"}, {12, "AT#SLED=3,20,20"}};
     for (const auto& [action, command] : expected) {
-        EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(action), false), eSUCCESS);
+        EXPECT_EQ(setStatusLed(port(), static_cast<eStatLedAction>(action), false), eSUCCESS);
         EXPECT_EQ(commands(), (tCommands{command}));
     }
-    EXPECT_EQ(setStatusLed(handle(), static_cast<eStatLedAction>(13), false), eFAILURE);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, true), eSUCCESS);
+    EXPECT_EQ(setStatusLed(port(), static_cast<eStatLedAction>(13), false), eFAILURE);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_ON, true), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=1", "AT#SLEDSAV"}));
 }
 
 TEST_F(StatusLed, FirstLedActionOfNone_IsIgnored) {
     start();
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_NONE, false), eSUCCESS);
     EXPECT_TRUE(commands().empty());
 }
 
 TEST_F(StatusLed, SameLedActionTwice_IsSentOnceAlsoWhenItFailed) {
     start();
     fault("AT#SLED=0", "silence");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eERROR_DEVICE_RESPONSE_TIMEOUT);
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_OFF, false), eSUCCESS);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_OFF, false), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_OFF, false), eSUCCESS);
     EXPECT_EQ(commands(), (tCommands{"AT#SLED=0"}));
     fault("AT#SLED=1", "error");
-    EXPECT_EQ(setStatusLed(handle(), eSTAT_LED_ACTION_ON, false), eERROR_DEVICE_RESPONSE_ERROR);
+    EXPECT_EQ(setStatusLed(port(), eSTAT_LED_ACTION_ON, false), eERROR_DEVICE_RESPONSE_ERROR);
 }
 
 TEST_F(StatusLed, RegistrationLed_ShowsDeniedUnregisteredAndRegistered) {

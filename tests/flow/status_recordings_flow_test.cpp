@@ -74,7 +74,7 @@ TEST_P(StatusRecording, IsWhatTheDaemonWrites) {
     writeFile(CONFIG_FILE, CONFIG + recording.more);
     if (!recording.pin.empty()) writeFile(PIN_FILE, recording.pin + "\n");
     startOnTerminal(recording.scenario);
-    at(recording.unplugAtS, [this] { port().unplug(); });
+    at(recording.unplugAtS, [this] { simulatedPort().unplug(); });
     std::string text;
     at(recording.atS, [&text] { text = readFile(STATUS_FILE); });
     run(recording.atS + 1);

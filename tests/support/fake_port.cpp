@@ -62,7 +62,7 @@ cFakePort::~cFakePort() {
     setSleepFunction(nullptr);
     setTimerClock(nullptr);
     s_current = nullptr;
-    if (m_handle != -1) close(m_handle);
+    if (m_descriptor != -1) close(m_descriptor);
     hangUp();
     EXPECT_TRUE(m_script.empty()) << m_script.size() << " answers that no command asked for";
 }
@@ -71,9 +71,9 @@ void cFakePort::openSocket() {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
         throw std::runtime_error("no socket pair");
-    m_handle = ends[0];
+    m_descriptor = ends[0];
     m_modem = ends[1];
-    makeNonBlocking(m_handle);
+    makeNonBlocking(m_descriptor);
     makeNonBlocking(m_modem);
 }
 
@@ -173,6 +173,6 @@ void cFakePort::flush() {
         if (count <= 0) return;
         m_out.erase(0, static_cast<size_t>(count));
         m_terminalTurns = TERMINAL_TURNS;
-        waitForTerminal(m_handle);
+        waitForTerminal(m_descriptor);
     }
 }

@@ -24,13 +24,13 @@ class cFakePort {
   public:
     enum class eLink { SOCKET, TERMINAL };
 
-    // SOCKET: handle() is open. TERMINAL: a pseudo-terminal to be opened by its path().
+    // SOCKET: descriptor() is open. TERMINAL: a pseudo-terminal to be opened by its path().
     explicit cFakePort(eLink link = eLink::SOCKET);
     ~cFakePort();
     cFakePort(const cFakePort&) = delete;
     cFakePort& operator=(const cFakePort&) = delete;
 
-    int& handle() { return m_handle; }
+    int& descriptor() { return m_descriptor; }
     const std::string& path() const { return m_path; }
 
     // By default the modem echoes every command.
@@ -80,7 +80,7 @@ class cFakePort {
     void flush();
 
     static cFakePort* s_current;
-    int m_handle = -1;
+    int m_descriptor = -1;
     int m_modem = -1;
     std::string m_path;
     int m_terminalTurns;  // turns that still get real time, on a terminal

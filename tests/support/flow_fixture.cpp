@@ -97,10 +97,10 @@ void cFlowFixture::prepare() {
 std::string cFlowFixture::trySetUp() {
     prepare();
     start();
-    setupModem(handle(), device, config);
+    setupModem(port(), device, config);
     std::string problem = difference("set-up", commands(), setupCommands());
     device.network.b_registered = true;
-    pollDevice(handle(), device, config);
+    pollDevice(port(), device, config);
     if (problem.empty()) problem = difference("a poll", commands(), pollCommands());
     const std::vector<std::string> unknown = m_port->modem().problems();
     if (!unknown.empty())
@@ -138,9 +138,9 @@ void cFlowFixture::fault(const std::string& command, const std::string& kind, in
 }
 
 void cFlowFixture::sendEarlier(const std::string& command) {
-    port().modem().receiveAt(command + "\r", port().nowMs());
-    port().modem().advance(port().nowMs());
-    port().modem().takeAtOutput();
+    simulatedPort().modem().receiveAt(command + "\r", simulatedPort().nowMs());
+    simulatedPort().modem().advance(simulatedPort().nowMs());
+    simulatedPort().modem().takeAtOutput();
     commands();
 }
 

@@ -34,8 +34,8 @@ class cFlowFixture : public ::testing::Test {
     void start(const nlohmann::json& scenario = nlohmann::json::object(),
                cSimulatedPort::eKind kind = cSimulatedPort::SOCKET);
 
-    int handle() const { return m_port->handle(); }
-    cSimulatedPort& port() { return *m_port; }
+    int port() const { return m_port->descriptor(); }
+    cSimulatedPort& simulatedPort() { return *m_port; }
     tCommands commands() { return m_port->takeCommands(); }
     void order(const nlohmann::json& request) { m_port->order(request); }
     // A command that the modem received earlier: its answer is discarded, and commands() does not

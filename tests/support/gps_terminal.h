@@ -47,7 +47,7 @@ class cGpsTerminal {
     le910sim::cModem m_modem;
     std::string m_path;
     int m_modemEnd = -1;
-    int m_daemonEnd = -1;  // a second handle of the daemon's end, so that there is no hang-up
+    int m_daemonEnd = -1;  // a second descriptor of the daemon's end, so that there is no hang-up
     uint64_t m_nowUs = 0;
     std::string m_line;
     std::vector<std::string> m_sent;

@@ -9,7 +9,7 @@
 #include "tests/support/flow_fixture.h"
 
 // What the daemon sends to a healthy modem, in order, and what a refusal of each command leads to.
-// It stands here only: flow tests, their parameters and tests/system derive from it.
+// The list is here only: flow tests, their parameters and tests/system derive from it.
 
 enum class eRefusal {
     ENDS,        // the sequence ends with the refusal
@@ -126,7 +126,7 @@ inline tSteps pollSteps() {
                                                {"AT+CSQ", eRefusal::ENDS}});
 }
 
-// The start of a session; every command stands in it at its own place.
+// The start of a session; every command is in its own place.
 inline tCommands sessionCommands() {
     return {"AT+CGATT?", "AT+CGATT=1",   "AT+CGATT?", "AT+COPS?",       "AT#NCM=1,1",
             "AT+CGACT?", "AT+CGACT=1,1", "AT+CGACT?", "AT+CGCONTRDP=1", "AT+CGDATA=\"M-RAW_IP\",1"};
@@ -197,7 +197,7 @@ inline tCommands firstOf(const tCommands& list, size_t count) {
     return tCommands(list.begin(), list.begin() + static_cast<long>(count));
 }
 
-// How often the index-th command of a list stands before it.
+// How often the index-th command of a list occurs before it.
 inline size_t earlierOccurrences(const tCommands& list, size_t index) {
     size_t count = 0;
     for (size_t i = 0; i < index; ++i)

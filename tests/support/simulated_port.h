@@ -15,7 +15,7 @@
 class cSimulatedPort {
   public:
     enum eKind {
-        SOCKET,    // handle() is open from the start
+        SOCKET,    // descriptor() is open from the start
         TERMINAL,  // path() is a terminal that the daemon opens by itself
     };
 
@@ -25,7 +25,7 @@ class cSimulatedPort {
     cSimulatedPort& operator=(const cSimulatedPort&) = delete;
 
     le910sim::cModem& modem() { return m_modem; }
-    int handle() const { return m_daemonEnd; }
+    int descriptor() const { return m_daemonEnd; }
     const std::string& path() const { return m_path; }
     uint64_t nowMs() const { return m_nowUs / 1000; }
 
@@ -49,7 +49,7 @@ class cSimulatedPort {
 
     le910sim::cModem m_modem;
     std::string m_path;
-    int m_daemonEnd = -1;  // SOCKET: the daemon's handle; TERMINAL: a second handle of its end
+    int m_daemonEnd = -1;  // SOCKET: the daemon's descriptor; TERMINAL: a second one of its end
     int m_modemEnd = -1;
     bool m_isTerminal;
     uint64_t m_nowUs = 0;

@@ -22,10 +22,10 @@ void cWholeDaemon::at(double seconds, std::function<void()> action) {
 
 int cWholeDaemon::run(double seconds) {
     at(seconds, [] { b_got_sigterm = true; });
-    port().onTurn([this] {
+    simulatedPort().onTurn([this] {
         if (m_onEachTurn) m_onEachTurn();
         for (sAction& action : m_actions) {
-            if (action.done || port().nowMs() < action.timeMs) continue;
+            if (action.done || simulatedPort().nowMs() < action.timeMs) continue;
             action.done = true;
             action.run();
         }

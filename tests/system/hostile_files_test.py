@@ -198,7 +198,7 @@ class HostileFiles(DaemonTest):
         """The loop goes on, as the modem sees: the status file itself may be blocked."""
         wanted = self.polls() + count
         waitUntil(lambda: self.polls() >= wanted, seconds,
-                  lambda: f"the loop stands: {self.polls()} polls, {wanted} wanted; the daemon's"
+                  lambda: f"the loop has stopped: {self.polls()} polls, {wanted} wanted; the daemon's"
                           f" exit status is {self.subject.daemon.poll()}")
 
     def exercise(self):

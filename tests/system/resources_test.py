@@ -71,7 +71,7 @@ class Resources(DaemonTest):
         old = slot.status.stat().st_ino
         polls = slot.commands().count("AT+CEREG?")
         waitUntil(lambda: slot.commands().count("AT+CEREG?") > polls + 5, 20,
-                  lambda: "the loop stands")
+                  lambda: "the loop has stopped")
         self.assertEqual(slot.status.stat().st_ino, old)
         self.assertGreater(self.log.count("errno 24 (Too many open files)"), 0)
         resource.prlimit(pid, resource.RLIMIT_NOFILE, before)

@@ -46,9 +46,11 @@ endif()
 add_test(NAME system.script_help COMMAND ${CMAKE_SOURCE_DIR}/tests/system/script_help_test.sh)
 set_tests_properties(system.script_help PROPERTIES LABELS system TIMEOUT 120)
 
-add_test(NAME system.repeats
-         COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/repeats_test.py)
-set_tests_properties(system.repeats PROPERTIES LABELS system TIMEOUT 60)
+foreach(check includes repeats)
+    add_test(NAME system.${check}
+             COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/${check}_test.py)
+    set_tests_properties(system.${check} PROPERTIES LABELS system TIMEOUT 60)
+endforeach()
 
 # With Debian's gpsd.
 foreach(class HandOver Enabling)

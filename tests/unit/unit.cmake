@@ -46,19 +46,19 @@ if(PLATFORM STREQUAL "host")
     if(NOT CMAKE_CROSSCOMPILING)
         find_package(PkgConfig REQUIRED)
         pkg_check_modules(GAMMU REQUIRED IMPORTED_TARGET gammu)
-        set(judge unit/platform/sms_pdu/deliver_gammu_test.cpp)
+        set(judge unit/platform/sms_pdu/sms_pdu_deliver_gammu_test.cpp)
     endif()
     cellslot_add_unit_tests(sms_pdu
         LIBS cellslot_platform $<$<BOOL:${judge}>:PkgConfig::GAMMU>
-        SOURCES unit/platform/sms_pdu/3gpp2_test.cpp unit/platform/sms_pdu/deliver_test.cpp
+        SOURCES unit/platform/sms_pdu/sms_pdu_3gpp2_test.cpp unit/platform/sms_pdu/sms_pdu_deliver_test.cpp
                 unit/platform/sms_pdu/examples.cpp ${judge}
                 unit/platform/sms_pdu/user_data_header_test.cpp unit/platform/sms_pdu/language_test.cpp
-                unit/platform/sms_pdu/deliver_refusal_test.cpp
-                unit/platform/sms_pdu/submit_round_trip_test.cpp unit/platform/sms_pdu/submit_test.cpp
+                unit/platform/sms_pdu/sms_pdu_deliver_refusal_test.cpp
+                unit/platform/sms_pdu/sms_pdu_submit_round_trip_test.cpp unit/platform/sms_pdu/sms_pdu_submit_test.cpp
                 unit/platform/sms_pdu/support.cpp unit/platform/sms_pdu/time_stamp_test.cpp)
 endif()
 
-cellslot_add_unit_tests(sim TOOL
+cellslot_add_unit_tests(le910sim TOOL
     LIBS cellslot_le910sim
     SOURCES unit/le910sim/commands_sim_card_test.cpp unit/le910sim/faults_test.cpp
             unit/le910sim/modem_core_input_test.cpp unit/le910sim/commands_gps_test.cpp
@@ -68,8 +68,8 @@ cellslot_add_unit_tests(sim TOOL
             unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
             unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp
             unit/le910sim/commands_sms_test.cpp)
-target_compile_definitions(sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
-add_dependencies(sim_tests le910sim)
+target_compile_definitions(le910sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
+add_dependencies(le910sim_tests le910sim)
 
 cellslot_add_unit_tests(published
     LIBS cellslot_published
@@ -141,7 +141,9 @@ cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util
     SOURCES unit/cli/at/at_request_test.cpp unit/cli/config/config_check_test.cpp
             unit/cli/base/daemon_process_test.cpp unit/cli/base/data_override_test.cpp
-            unit/cli/base/display_text_test.cpp unit/cli/doctor/doctor_checks_test.cpp
+            unit/cli/base/display_text_test.cpp unit/cli/doctor/doctor_command_test.cpp
+            unit/cli/doctor/doctor_host_checks_test.cpp unit/cli/doctor/doctor_slot_checks_test.cpp
+            unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp

@@ -292,7 +292,7 @@ TEST_P(EveryCommand, Ok_IsSentOnceAndReturnsOk) {
     cFakePort port;
     port.answer(OK_REPLY);
     forgetLastError();
-    EXPECT_EQ(GetParam().call(port.handle()), ePORT_OK);
+    EXPECT_EQ(GetParam().call(port.descriptor()), ePORT_OK);
     expectLastError(GetParam().errors, ePORT_OK, "");
     EXPECT_EQ(port.written(), GetParam().command + std::string("\r"));
     EXPECT_EQ(port.elapsedMs(), 20u);
@@ -304,7 +304,7 @@ TEST_P(EveryCommand, Errors_AreConvertedOrNot) {
         SCOPED_TRACE(row.reply);
         port.answer(row.reply);
         forgetLastError();
-        EXPECT_EQ(GetParam().call(port.handle()),
+        EXPECT_EQ(GetParam().call(port.descriptor()),
                   expected(GetParam().errors, row.asIs, row.converted));
         expectLastError(GetParam().errors, row.converted, row.cmxText);
         EXPECT_EQ(port.elapsedMs(), 20u);
@@ -315,7 +315,7 @@ TEST_P(EveryCommand, Silence_WaitsItsTimeoutAndReturnsNoFinalResult) {
     cFakePort port;
     port.silence();
     forgetLastError();
-    EXPECT_EQ(GetParam().call(port.handle()),
+    EXPECT_EQ(GetParam().call(port.descriptor()),
               expected(GetParam().errors, ePORT_NO_FINAL_RESULT, ePORT_NO_FINAL_RESULT));
     expectLastError(GetParam().errors, ePORT_NO_FINAL_RESULT, "");
     EXPECT_EQ(port.elapsedMs(), 10u + (GetParam().timeoutS + 1) * 1000u);
@@ -332,7 +332,7 @@ TEST_P(EveryCommand, TraceCategory_NamesTheFunctionOnEntry) {
     cFakePort port;
     port.answer(OK_REPLY);
     const cLogMode mode(eLOG_AT_FUNCTION);
-    GetParam().call(port.handle());
+    GetParam().call(port.descriptor());
     ASSERT_FALSE(capturedLog().empty());
     const std::string entry = capturedLog()[0];
     ASSERT_EQ(entry.find("DEBUG: Entering "), 0u) << entry;

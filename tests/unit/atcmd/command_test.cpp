@@ -99,7 +99,8 @@ TEST(QueryModem, ErrorInPieces_IsNotConvertedToHalfItsNumber) {
     cFakePort port;
     port.setEcho(false);
     port.answerInPieces({"\r\n+CME ERROR: 1", "6\r\n"});
-    EXPECT_EQ(queryModem(port.handle(), "AT+CPIN=0000", eParseCmx::ON_FAILURE), ePORT_CMX_ERROR);
+    EXPECT_EQ(queryModem(port.descriptor(), "AT+CPIN=0000", eParseCmx::ON_FAILURE),
+              ePORT_CMX_ERROR);
 }
 
 TEST(LogFailedCommand, EachResult_HasItsText) {
@@ -166,7 +167,7 @@ TEST(ModemText, LongText_IsCut) {
 TEST(CheckUnsolicitedMsg, NothingPending_LogsTheEntryOnly) {
     cFakePort port;
     const cLogMode mode(eLOG_AT_FUNCTION | eLOG_AT_DETAIL);
-    checkUnsolicitedMsg(port.handle());
+    checkUnsolicitedMsg(port.descriptor());
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: Entering checkUnsolicitedMsg()"});
     EXPECT_EQ(port.written(), "");
 }
@@ -175,10 +176,10 @@ TEST(CheckUnsolicitedMsg, Lines_AreLoggedOneByOne) {
     cFakePort port;
     port.say("\r\n+CREG: 1\r\n\r\n");
     const cLogMode mode(eLOG_AT_DETAIL);
-    checkUnsolicitedMsg(port.handle());
+    checkUnsolicitedMsg(port.descriptor());
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: Unsolicited message: '+CREG: 1'"});
     port.say("RING\r\n \r\n SRING: 2,86\r\n");
-    checkUnsolicitedMsg(port.handle());
+    checkUnsolicitedMsg(port.descriptor());
     EXPECT_EQ(capturedLog(), (std::vector<std::string>{
                                  "DEBUG: Unsolicited message: '+CREG: 1'",
                                  "DEBUG: Unsolicited message: 'RING'",
@@ -196,9 +197,9 @@ TEST(GetUnsolicitedMsg, MoreThan1024Bytes_LeavesTheRest) {
     cFakePort port;
     port.say(std::string(1500, 'x'));
     std::string text = "before";
-    EXPECT_EQ(getUnsolicitedMsg(port.handle(), text), 1024);
+    EXPECT_EQ(getUnsolicitedMsg(port.descriptor(), text), 1024);
     EXPECT_EQ(text, std::string(1024, 'x'));
-    EXPECT_EQ(getUnsolicitedMsg(port.handle(), text), 476);
-    EXPECT_EQ(getUnsolicitedMsg(port.handle(), text), 0);
+    EXPECT_EQ(getUnsolicitedMsg(port.descriptor(), text), 476);
+    EXPECT_EQ(getUnsolicitedMsg(port.descriptor(), text), 0);
     EXPECT_EQ(text, "");
 }

@@ -146,7 +146,7 @@ TEST(GetTelitModel, NotInited_IsTestModeAndAnError) {
         cFakePort port;
         port.answer(modemReply({line}));
         sModemInfo modem = usedModem();
-        EXPECT_EQ(getTelitModel(port.handle(), modem), ePORT_ERROR) << line;
+        EXPECT_EQ(getTelitModel(port.descriptor(), modem), ePORT_ERROR) << line;
         EXPECT_EQ(modem.e_model, eTELIT_MODEL_NOT_INITED) << line;
         EXPECT_EQ(modem.s_model, "Unknown") << line;
         EXPECT_EQ(modem.i_supported_net_bits, 0u) << line;
@@ -157,7 +157,7 @@ TEST(GetTelitModel, NotInitedTogetherWithAModel_IsTheModel) {
     cFakePort port;
     port.answer(modemReply({"LE910-NA1", "not inited"}));
     sModemInfo modem;
-    EXPECT_EQ(getTelitModel(port.handle(), modem), ePORT_OK);
+    EXPECT_EQ(getTelitModel(port.descriptor(), modem), ePORT_OK);
     EXPECT_EQ(modem.e_model, eTELIT_MODEL_LE910_NA1);
 }
 
@@ -165,7 +165,7 @@ TEST(GetTelitModel, ErrorThatSaysNotInited_IsNoTestMode) {
     cFakePort port;
     port.answer(modemReply({"not inited"}, "ERROR"));
     sModemInfo modem;
-    EXPECT_EQ(getTelitModel(port.handle(), modem), ePORT_ERROR);
+    EXPECT_EQ(getTelitModel(port.descriptor(), modem), ePORT_ERROR);
     EXPECT_EQ(modem.e_model, eTELIT_MODEL_UNKNOWN);
 }
 
@@ -260,7 +260,7 @@ TEST(GetDeviceCNUM, TwoFieldsOnly_LeavesTheNameAndTheDefaults) {
     cFakePort port;
     port.answer(modemReply({"+CNUM: \"other\",\"15551230000\""}));
     sModemInfo modem = usedModem();
-    EXPECT_EQ(getDeviceCNUM(port.handle(), modem), ePORT_OK);
+    EXPECT_EQ(getDeviceCNUM(port.descriptor(), modem), ePORT_OK);
     EXPECT_EQ(modem.s_own_number_name, "name");
     EXPECT_EQ(modem.s_own_number, "0000000000");
     EXPECT_EQ(modem.i_own_number_type, 0);
@@ -355,7 +355,7 @@ TEST(GetDeviceDualFirmware, Answers_SetTheFlag) {
         cFakePort port;
         port.answer(row.reply);
         sModemInfo modem = usedModem();
-        EXPECT_EQ(getDeviceDualFirmware(port.handle(), modem), row.result) << row.reply;
+        EXPECT_EQ(getDeviceDualFirmware(port.descriptor(), modem), row.result) << row.reply;
         EXPECT_EQ(modem.b_dual_firmware, row.isDual) << row.reply;
         EXPECT_EQ(modem.i_firmware_slot, -1) << row.reply;
         EXPECT_EQ(modem.e_firmware_carrier, eFIRMWARE_CARRIER_UNKNOWN) << row.reply;
@@ -392,7 +392,7 @@ TEST(GetDeviceFirmwareCarrier, TwoImages_QueriesTheModem) {
     port.answer(modemReply({"#FWSWITCH: 1"}));
     sModemInfo modem;
     modem.b_dual_firmware = true;
-    EXPECT_EQ(getDeviceFirmwareCarrier(port.handle(), modem), ePORT_OK);
+    EXPECT_EQ(getDeviceFirmwareCarrier(port.descriptor(), modem), ePORT_OK);
     EXPECT_EQ(modem.e_firmware_carrier, eFIRMWARE_CARRIER_VERIZON);
     EXPECT_EQ(modem.i_firmware_slot, 1);
     EXPECT_TRUE(modem.b_verizon_firmware);
@@ -426,7 +426,7 @@ TEST(SwitchDeviceDualFirmware, SingleImage_SendsNothing) {
     cFakePort port;
     sModemInfo modem;
     const cLogMode mode;
-    EXPECT_EQ(switchDeviceDualFirmware(port.handle(), modem, 1), ePORT_ERROR);
+    EXPECT_EQ(switchDeviceDualFirmware(port.descriptor(), modem, 1), ePORT_ERROR);
     EXPECT_EQ(capturedLog(),
               std::vector<std::string>{"switchDeviceDualFirmware(): Device does not support dual "
                                        "firmware, nothing to do"});
@@ -439,8 +439,9 @@ TEST(SwitchDeviceDualFirmware, OtherSlot_SendsNothing) {
         sModemInfo modem;
         modem.b_dual_firmware = true;
         const cLogMode mode;
-        EXPECT_EQ(switchDeviceDualFirmware(port.handle(), modem, static_cast<signed char>(slot)),
-                  ePORT_ERROR);
+        EXPECT_EQ(
+            switchDeviceDualFirmware(port.descriptor(), modem, static_cast<signed char>(slot)),
+            ePORT_ERROR);
         EXPECT_EQ(capturedLog(),
                   std::vector<std::string>{"switchDeviceDualFirmware(): Device ony supports FW "
                                            "switching slot 0 and 1, given " +
@@ -455,7 +456,7 @@ TEST(SwitchDeviceDualFirmware, Refused_IsLoggedAndTheRecordStays) {
         port.answer(reply);
         sModemInfo modem = usedModem();
         const cLogMode mode;
-        EXPECT_NE(switchDeviceDualFirmware(port.handle(), modem, 0), ePORT_OK);
+        EXPECT_NE(switchDeviceDualFirmware(port.descriptor(), modem, 0), ePORT_OK);
         EXPECT_EQ(capturedLog(), std::vector<std::string>{"switchDeviceDualFirmware(): Error: "
                                                           "Failed to switch Firmware to slot 0"});
         EXPECT_EQ(modem.i_firmware_slot, 1);
@@ -479,7 +480,7 @@ TEST(GetDeviceFirmwareCfgVer, Results_AreLoggedByKind) {
         port.answer(row.reply);
         const cLogMode mode;
         std::string version = "before";
-        EXPECT_NE(getDeviceFirmwareCfgVer(port.handle(), version), ePORT_OK);
+        EXPECT_NE(getDeviceFirmwareCfgVer(port.descriptor(), version), ePORT_OK);
         EXPECT_EQ(version, "-1");
         EXPECT_EQ(logCount(row.log), 1u) << row.log;
     }
@@ -487,7 +488,7 @@ TEST(GetDeviceFirmwareCfgVer, Results_AreLoggedByKind) {
     port.answer(modemReply({"#CFVR: 12"}));
     const cLogMode mode;
     std::string version;
-    EXPECT_EQ(getDeviceFirmwareCfgVer(port.handle(), version), ePORT_OK);
+    EXPECT_EQ(getDeviceFirmwareCfgVer(port.descriptor(), version), ePORT_OK);
     EXPECT_EQ(version, "12");
     EXPECT_TRUE(capturedLog().empty());
 }
@@ -519,7 +520,7 @@ TEST(IdentityQueries, SilentModem_LeavesTheDefaults) {
         cFakePort port;
         port.silence();
         sModemInfo modem = usedModem();
-        get(port.handle(), modem);
+        get(port.descriptor(), modem);
         return modem;
     };
     EXPECT_EQ(afterSilence(getModemManu).s_manufacturer, "Unknown");

@@ -52,7 +52,7 @@ TEST(ParseCopsAct, Lines_GiveModeOperatorAndTechnology) {
         network.s_operator = "before";
         network.e_cops_act = eCOPS_ACT_GSM;
         network.s_cops_act = "before";
-        EXPECT_EQ(getCopsAct(port.handle(), network), ePORT_OK);
+        EXPECT_EQ(getCopsAct(port.descriptor(), network), ePORT_OK);
         EXPECT_EQ(network.i_cops_mode, row.mode) << row.line;
         EXPECT_EQ(network.s_operator, row.name) << row.line;
         EXPECT_EQ(network.e_cops_act, row.technology) << row.line;
@@ -74,7 +74,7 @@ TEST(GetCopsAct, Failure_LeavesTheDefaults) {
     network.s_operator = "before";
     network.e_cops_act = eCOPS_ACT_GSM;
     network.s_cops_act = "GSM";
-    EXPECT_EQ(getCopsAct(port.handle(), network), static_cast<ePortReturn>(30));
+    EXPECT_EQ(getCopsAct(port.descriptor(), network), static_cast<ePortReturn>(30));
     EXPECT_EQ(network.i_cops_mode, -1);
     EXPECT_EQ(network.s_operator, "Unknown");
     EXPECT_EQ(network.e_cops_act, -1);
@@ -94,7 +94,7 @@ TEST_F(CarrierList, Lines_WithTwoFieldsAreKept) {
         "+COPN: \"310410\",\"Later\"",
     }));
     const cLogMode mode(eLOG_AT_DETAIL);
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_OK);
     EXPECT_EQ(telitCarrier_list_Map, (tNames{{"310410", "Later"},
                                              {"26201", "Telekom.de"},
                                              {"20404", "vodafone NL"},
@@ -106,8 +106,8 @@ TEST_F(CarrierList, Lines_WithTwoFieldsAreKept) {
 TEST_F(CarrierList, CalledTwice_QueriesOnce) {
     cFakePort port;
     port.answer(modemReply({"+COPN: \"310410\",\"AT&T\""}));
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_OK);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_OK);
     EXPECT_EQ(getCarrierList(-1), ePORT_OK);
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT+COPN"});
 }
@@ -115,16 +115,16 @@ TEST_F(CarrierList, CalledTwice_QueriesOnce) {
 TEST_F(CarrierList, EmptyAnswerOrFailure_IsQueriedAgain) {
     cFakePort port;
     port.answer(OK_REPLY).answer(ERROR_REPLY).answer(modemReply({"+COPN: \"310410\",\"AT&T\""}));
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_ERROR);
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_OK);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_OK);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_ERROR);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_OK);
     EXPECT_EQ(telitCarrier_list_Map.size(), 1u);
 }
 
 TEST_F(CarrierList, LinesWithAnError_AreNotKept) {
     cFakePort port;
     port.answer(modemReply({"+COPN: \"310410\",\"AT&T\""}, "ERROR"));
-    EXPECT_EQ(getCarrierList(port.handle()), ePORT_ERROR);
+    EXPECT_EQ(getCarrierList(port.descriptor()), ePORT_ERROR);
     EXPECT_TRUE(telitCarrier_list_Map.empty());
 }
 

@@ -65,7 +65,7 @@ TEST(GetCGATT, Failure_LeavesUnknown) {
     port.answer(ERROR_REPLY);
     sNetworkInfo network;
     network.i_attached = 1;
-    EXPECT_EQ(getCGATT(port.handle(), network), ePORT_ERROR);
+    EXPECT_EQ(getCGATT(port.descriptor(), network), ePORT_ERROR);
     EXPECT_EQ(network.i_attached, -1);
 }
 
@@ -125,7 +125,7 @@ TEST(GetCGACT, Failure_ClearsFlagAndList) {
     port.answer(modemReply({"+CGACT: 3,1"}, "ERROR"));
     bool active = true;
     std::string list = "before";
-    EXPECT_EQ(getCGACT(port.handle(), active, "3", list), ePORT_ERROR);
+    EXPECT_EQ(getCGACT(port.descriptor(), active, "3", list), ePORT_ERROR);
     EXPECT_FALSE(active);
     EXPECT_EQ(list, "");
 }
@@ -166,9 +166,9 @@ TEST(GetCGPADDR, Failure_LeavesTheAddress) {
     cFakePort port;
     port.answer(ERROR_REPLY).answer(OK_REPLY);
     std::string address = "before";
-    EXPECT_EQ(getCGPADDR(port.handle(), "1", address), ePORT_ERROR);
+    EXPECT_EQ(getCGPADDR(port.descriptor(), "1", address), ePORT_ERROR);
     EXPECT_EQ(address, "before");
-    EXPECT_EQ(getCGPADDR(port.handle(), "1", address), ePORT_OK);
+    EXPECT_EQ(getCGPADDR(port.descriptor(), "1", address), ePORT_OK);
     EXPECT_EQ(address, "");
 }
 
@@ -309,9 +309,9 @@ TEST(GetCGCONTRDP, Failure_ClearsEntriesAndAddress) {
     cFakePort port;
     port.answer(modemReply({CONTEXT_LINE})).answer("\r\n+CME ERROR: 100\r\n");
     sDeviceInfo device;
-    EXPECT_EQ(getCGCONTRDP(port.handle(), device, "1"), ePORT_OK);
+    EXPECT_EQ(getCGCONTRDP(port.descriptor(), device, "1"), ePORT_OK);
     EXPECT_EQ(device.s_ipv4_address, "10.20.30.40");
-    EXPECT_EQ(getCGCONTRDP(port.handle(), device, "1"), static_cast<ePortReturn>(100));
+    EXPECT_EQ(getCGCONTRDP(port.descriptor(), device, "1"), static_cast<ePortReturn>(100));
     EXPECT_EQ(device.s_ipv4_address, "");
     expectEmpty(device.network.pdp_dynamic[0]);
 }
@@ -335,14 +335,14 @@ TEST(SetCgdataMode, Answers_ShowDataMode) {
     for (const auto& row : cases) {
         cFakePort port;
         port.answer(row.reply);
-        EXPECT_EQ(setCgdataMode(port.handle(), "1"), row.result) << row.reply;
+        EXPECT_EQ(setCgdataMode(port.descriptor(), "1"), row.result) << row.reply;
     }
 }
 
 TEST(SetCgdataMode, ConnectAlone_StillWaitsItsSecond) {
     cFakePort port;
     port.answer("\r\nCONNECT\r\n");
-    EXPECT_EQ(setCgdataMode(port.handle(), "1"), ePORT_CONNECT);
+    EXPECT_EQ(setCgdataMode(port.descriptor(), "1"), ePORT_CONNECT);
     EXPECT_EQ(port.elapsedMs(), 1010u);
 }
 
@@ -374,7 +374,7 @@ TEST(SetCGDCONT, Results_AreLoggedByKind) {
             cFakePort port;
             port.answer(row.reply);
             const cLogMode mode(debugMode);
-            setCGDCONT(port.handle(), "1", "internet", eIP_FAMILY_IPV4V6);
+            setCGDCONT(port.descriptor(), "1", "internet", eIP_FAMILY_IPV4V6);
             const bool isShown = !row.isDebug || debugMode != 0;
             EXPECT_EQ(logCount((row.isDebug ? "DEBUG: " : "") + row.log), isShown ? 1u : 0u)
                 << row.log;
@@ -385,10 +385,10 @@ TEST(SetCGDCONT, Results_AreLoggedByKind) {
 TEST(SetCGDCONT, KnownError_IsKeptForTheReport) {
     cFakePort port;
     port.answer("\r\n+CME ERROR: 567\r\n").answer(ERROR_REPLY);
-    EXPECT_EQ(setCGDCONT(port.handle(), "1", "internet", eIP_FAMILY_IPV4),
+    EXPECT_EQ(setCGDCONT(port.descriptor(), "1", "internet", eIP_FAMILY_IPV4),
               static_cast<ePortReturn>(567));
     EXPECT_EQ(g_s_last_cmx_error, "WRONG APN");
-    setCGDCONT(port.handle(), "1", "internet", eIP_FAMILY_IPV4);
+    setCGDCONT(port.descriptor(), "1", "internet", eIP_FAMILY_IPV4);
     EXPECT_EQ(g_s_last_cmx_error, "") << "an older error is not reported again";
 }
 
@@ -448,13 +448,13 @@ TEST(GetCGDCONT, QueriedAgain_ListIsNewAndAFailureEmptiesIt) {
         .answer(ERROR_REPLY);
     sDeviceInfo device;
     const sConfigFileOpts config = configWithContext("1");
-    getCGDCONT(port.handle(), device, config);
+    getCGDCONT(port.descriptor(), device, config);
     EXPECT_EQ(device.modem.i_context_count, 2u);
     EXPECT_EQ(device.modem.s_apn, "a");
-    getCGDCONT(port.handle(), device, config);
+    getCGDCONT(port.descriptor(), device, config);
     EXPECT_EQ(device.modem.i_context_count, 1u);
     EXPECT_EQ(device.modem.s_apn, "");
-    getCGDCONT(port.handle(), device, config);
+    getCGDCONT(port.descriptor(), device, config);
     EXPECT_EQ(device.modem.i_context_count, 0u);
 }
 
@@ -468,7 +468,7 @@ TEST(SetPDPAUTH, AnyResult_LogsNoPassword) {
         port.setEcho(false);
         port.answer(reply);
         const cLogMode mode(~(eLOG_PORT | eLOG_RESPONSE));
-        setPDPAUTH(port.handle(), config);
+        setPDPAUTH(port.descriptor(), config);
         EXPECT_FALSE(logContains("s3cret"));
         EXPECT_FALSE(capturedLog().empty());
     }

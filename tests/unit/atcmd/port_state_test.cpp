@@ -11,24 +11,24 @@
 
 TEST(GetPortState, ClosedPortThatOpens_IsGoodWithoutATest) {
     cFakePort port(cFakePort::eLink::TERMINAL);
-    EXPECT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);
-    EXPECT_NE(port.handle(), -1);
+    EXPECT_EQ(getPortState(port.path(), port.descriptor()), ePORT_STATE_GOOD);
+    EXPECT_NE(port.descriptor(), -1);
     EXPECT_TRUE(port.sleepsUs().empty()) << "no AT in the pass that opens the port";
 }
 
 TEST(GetPortState, Fifo_IsGood) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
-    int handle = -1;
-    EXPECT_EQ(getPortState(folder / "fifo", handle), ePORT_STATE_GOOD);
-    closeDevice(handle);
+    int descriptor = -1;
+    EXPECT_EQ(getPortState(folder / "fifo", descriptor), ePORT_STATE_GOOD);
+    closeDevice(descriptor);
 }
 
 TEST(GetPortState, MissingNode_IsMissing) {
     const cTempFolder folder;
-    int handle = -1;
-    EXPECT_EQ(getPortState(folder / "ttyUSB2", handle), ePORT_STATE_MISSING);
-    EXPECT_EQ(handle, -1);
+    int descriptor = -1;
+    EXPECT_EQ(getPortState(folder / "ttyUSB2", descriptor), ePORT_STATE_MISSING);
+    EXPECT_EQ(descriptor, -1);
 }
 
 TEST(GetPortState, OtherFailures_AreFailed) {
@@ -36,16 +36,16 @@ TEST(GetPortState, OtherFailures_AreFailed) {
     writeFile(folder / "file", "");
     for (const std::string& path :
          {folder / "file", folder.path(), folder / "file/x", std::string("/dev/null")}) {
-        int handle = -1;
-        EXPECT_EQ(getPortState(path, handle), ePORT_STATE_FAILED) << path;
-        EXPECT_EQ(handle, -1) << path;
+        int descriptor = -1;
+        EXPECT_EQ(getPortState(path, descriptor), ePORT_STATE_FAILED) << path;
+        EXPECT_EQ(descriptor, -1) << path;
     }
 }
 
 TEST(GetPortState, OpenPort_IsTestedWithAt) {
     cFakePort port;
     port.answer(OK_REPLY);
-    EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_GOOD);
+    EXPECT_EQ(getPortState("/dev/none", port.descriptor()), ePORT_STATE_GOOD);
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT"});
 }
 
@@ -53,15 +53,15 @@ TEST(TestPortState, TraceCategory_NamesTheCommandFunction) {
     cFakePort port;
     port.answer(OK_REPLY);
     const cLogMode mode(eLOG_AT_FUNCTION);
-    testPortState(port.handle());
+    testPortState(port.descriptor());
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: Entering sendAT()"});
 }
 
 TEST(GetPortState, OpenPortThatIsSilent_IsFailedAndStaysOpen) {
     cFakePort port;
     port.silence();
-    EXPECT_EQ(getPortState("/dev/none", port.handle()), ePORT_STATE_FAILED);
-    EXPECT_NE(port.handle(), -1);
+    EXPECT_EQ(getPortState("/dev/none", port.descriptor()), ePORT_STATE_FAILED);
+    EXPECT_NE(port.descriptor(), -1);
     EXPECT_EQ(port.elapsedMs(), 1010u);
 }
 
@@ -78,7 +78,7 @@ TEST(TestPortState, Answers_OkAndErrorAreGood) {
     for (const auto& row : cases) {
         cFakePort port;
         port.answer(row.reply);
-        EXPECT_EQ(testPortState(port.handle()), row.state) << row.reply;
+        EXPECT_EQ(testPortState(port.descriptor()), row.state) << row.reply;
     }
 }
 
@@ -88,11 +88,11 @@ TEST(TestPortState, AnswerToAnotherCommand_IsDroppedAndThePortTestedAgain) {
     port.setEcho(false);
     port.answerInPieces({"AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n", "AT\r\r\nOK\r\n"});
     port.answer("AT\r\r\nOK\r\n");
-    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+    EXPECT_EQ(testPortState(port.descriptor()), ePORT_STATE_GOOD);
     EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT", "AT"}));
     EXPECT_LE(port.elapsedMs(), 100u);
     std::string rest;
-    EXPECT_EQ(readAtCommandResponse(port.handle(), rest, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(readAtCommandResponse(port.descriptor(), rest, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(rest, "");
 }
 
@@ -101,9 +101,9 @@ TEST(TestPortState, OwnAnswerThatFollowsLate_IsNotLeftForTheNextCommand) {
     port.setEcho(false);
     port.say("AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
     port.answerLate(500, "AT\r\r\nOK\r\n").answer("AT\r\r\nOK\r\n");
-    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+    EXPECT_EQ(testPortState(port.descriptor()), ePORT_STATE_GOOD);
     std::string rest;
-    EXPECT_EQ(readAtCommandResponse(port.handle(), rest, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(readAtCommandResponse(port.descriptor(), rest, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(rest, "");
 }
 
@@ -112,7 +112,7 @@ TEST(TestPortState, PortThatIsSilentAfterAnotherAnswer_IsFailed) {
     port.setEcho(false);
     port.answer("AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
     port.silence();
-    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_FAILED);
+    EXPECT_EQ(testPortState(port.descriptor()), ePORT_STATE_FAILED);
     EXPECT_LE(port.elapsedMs(), 2100u);
 }
 
@@ -125,8 +125,8 @@ TEST(TestPortState, UnsolicitedLinesBesideTheAnswer_CostNothing) {
         port.say(report);
         port.answer(report + OK_REPLY + report);
         port.answer(OK_REPLY);
-        EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD) << line;
-        EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD) << line;
+        EXPECT_EQ(testPortState(port.descriptor()), ePORT_STATE_GOOD) << line;
+        EXPECT_EQ(testPortState(port.descriptor()), ePORT_STATE_GOOD) << line;
         EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT", "AT"}));
         EXPECT_EQ(port.elapsedMs(), 2u * 20) << line;
     }
@@ -137,15 +137,15 @@ TEST(TestPortState, FifoWithAQueuedOk_IsGoodAndTestedOnce) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     const cFakePort clockOnly;
-    int handle;
-    ASSERT_EQ(openDevice(folder / "fifo", handle), 0);
+    int descriptor;
+    ASSERT_EQ(openDevice(folder / "fifo", descriptor), 0);
     g_que_testAtResponses.push("OK");
-    EXPECT_EQ(testPortState(handle), ePORT_STATE_FAILED) << "only its own command comes back";
-    EXPECT_EQ(testPortState(handle), ePORT_STATE_GOOD);
+    EXPECT_EQ(testPortState(descriptor), ePORT_STATE_FAILED) << "only its own command comes back";
+    EXPECT_EQ(testPortState(descriptor), ePORT_STATE_GOOD);
     std::string rest;
-    EXPECT_EQ(readAtCommandResponse(handle, rest, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(readAtCommandResponse(descriptor, rest, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(rest, "");
-    closeDevice(handle);
+    closeDevice(descriptor);
 }
 
 TEST(TestPortState, ClosedPort_IsClosed) {
@@ -157,7 +157,7 @@ TEST(TestPortState, ClosedPort_IsClosed) {
 // A failed write counts as an answer: the error count of the main loop closes such a port.
 TEST(TestPortState, HungUpPort_CountsAsAnswering) {
     cFakePort port(cFakePort::eLink::TERMINAL);
-    ASSERT_EQ(getPortState(port.path(), port.handle()), ePORT_STATE_GOOD);
+    ASSERT_EQ(getPortState(port.path(), port.descriptor()), ePORT_STATE_GOOD);
     port.hangUp();
-    EXPECT_EQ(testPortState(port.handle()), ePORT_STATE_GOOD);
+    EXPECT_EQ(testPortState(port.descriptor()), ePORT_STATE_GOOD);
 }

@@ -60,14 +60,14 @@ TEST(GetWS46, Failures_GiveZeroAndTheirLog) {
         port.answer(row.reply);
         const cLogMode mode;
         int value = 7;
-        EXPECT_NE(getWS46(port.handle(), value), ePORT_OK);
+        EXPECT_NE(getWS46(port.descriptor(), value), ePORT_OK);
         EXPECT_EQ(value, 0);
         EXPECT_EQ(logCount(row.log), 1u) << row.log;
     }
     cFakePort port;
     port.answer(modemReply({"+WS46: 31"}));
     int value = 7;
-    EXPECT_EQ(getWS46(port.handle(), value), ePORT_OK);
+    EXPECT_EQ(getWS46(port.descriptor(), value), ePORT_OK);
     EXPECT_EQ(value, 31);
 }
 
@@ -77,7 +77,7 @@ TEST(SetCOPS, InvalidModes_GiveWrongModeAndSendNothing) {
     for (const char* mode : {"3", "2", "5", "", "01", "x"}) {
         cFakePort port;
         config.operatorMode = mode;
-        EXPECT_EQ(setCOPS(port.handle(), config, eNET_OPERATOR_FROM_CONFIG),
+        EXPECT_EQ(setCOPS(port.descriptor(), config, eNET_OPERATOR_FROM_CONFIG),
                   static_cast<ePortReturn>(552))
             << mode;
         EXPECT_TRUE(port.sleepsUs().empty()) << mode;
@@ -85,7 +85,7 @@ TEST(SetCOPS, InvalidModes_GiveWrongModeAndSendNothing) {
     config.operatorMode = "1";
     for (const int mode : {1, 3, 4, -2, 7}) {
         cFakePort port;
-        EXPECT_EQ(setCOPS(port.handle(), config, static_cast<eNetOperatorMode>(mode)),
+        EXPECT_EQ(setCOPS(port.descriptor(), config, static_cast<eNetOperatorMode>(mode)),
                   static_cast<ePortReturn>(552))
             << mode;
         EXPECT_TRUE(port.sleepsUs().empty());
@@ -98,14 +98,14 @@ TEST(SetBND, HighestBit_IsWrittenAsTheSignedNumber) {
     sConfigFileOpts config;
     config.band3gText = "0";
     config.band4gBits = 1ULL << 63;
-    setBND(port.handle(), config);
+    setBND(port.descriptor(), config);
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT#BND=0,0,-9223372036854775808"});
 }
 
 TEST(SetATSTAT, NoAction_SendsNothing) {
     cFakePort port;
     const cLogMode mode(eLOG_AT_DETAIL);
-    EXPECT_EQ(setATSTAT(port.handle(), eSTAT_LED_NO_ACTION, 1, 1), ePORT_OK);
+    EXPECT_EQ(setATSTAT(port.descriptor(), eSTAT_LED_NO_ACTION, 1, 1), ePORT_OK);
     EXPECT_TRUE(port.sleepsUs().empty());
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: setATSTAT() eSTAT_LED_NO_ACTION"});
 }
@@ -124,7 +124,7 @@ TEST(SetATSTAT, Durations_StayWithinTheModemsRange) {
     for (const auto& row : cases) {
         cFakePort port;
         port.answer(OK_REPLY);
-        setATSTAT(port.handle(), eSTAT_LED_BLINK, static_cast<unsigned char>(row.on),
+        setATSTAT(port.descriptor(), eSTAT_LED_BLINK, static_cast<unsigned char>(row.on),
                   static_cast<unsigned char>(row.off));
         EXPECT_EQ(port.commands(), std::vector<std::string>{row.command});
     }
@@ -135,7 +135,7 @@ TEST(GetCCLK, HealthyModem_SendsFourCommandsAndGivesTheDate) {
     port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY).answer(
         modemReply({"#CCLK: \"20/06/15,20:32:05-24,1\""}));  // recorded
     const cLogMode mode;
-    EXPECT_EQ(getCCLK(port.handle()), "6/15/20 20:32:5");
+    EXPECT_EQ(getCCLK(port.descriptor()), "6/15/20 20:32:5");
     EXPECT_EQ(port.commands(),
               (std::vector<std::string>{"AT+CSDF=1", "AT#CCLKMODE=0", "AT#NITZ=3,0", "AT#CCLK?"}));
     EXPECT_TRUE(capturedLog().empty());
@@ -148,7 +148,7 @@ TEST(GetCCLK, RefusedSetUp_GoesOn) {
         .silence()
         .answer(modemReply({"#CCLK: \"24/03/05,07:08:09+00,0\""}));
     const cLogMode mode(eLOG_AT_DETAIL);
-    EXPECT_EQ(getCCLK(port.handle()), "3/5/24 7:8:9");
+    EXPECT_EQ(getCCLK(port.descriptor()), "3/5/24 7:8:9");
     EXPECT_EQ(capturedLog(), (std::vector<std::string>{
                                  "DEBUG: getCCLK(): Command 'AT+CSDF=1' ERROR/TIMEOUT",
                                  "DEBUG: getCCLK(): Command 'AT#CCLKMODE=0' ERROR/TIMEOUT",
@@ -161,7 +161,7 @@ TEST(GetCCLK, SilentModem_TakesFourQueriesOfASecondAndOneForLateAnswers) {
     cFakePort port;
     port.silence().silence().silence().silence();
     const cLogMode mode;
-    EXPECT_EQ(getCCLK(port.handle()), "");
+    EXPECT_EQ(getCCLK(port.descriptor()), "");
     EXPECT_EQ(port.elapsedMs(), 4 * 1010u + LATE_ANSWER_MS);
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"getCCLK(): Command 'AT#CCLK?' TIMEOUT"});
 }
@@ -171,7 +171,7 @@ TEST(GetCCLK, RefusedQuery_IsLogged) {
         cFakePort port;
         port.answer(OK_REPLY).answer(OK_REPLY).answer(OK_REPLY).answer(reply);
         const cLogMode mode;
-        EXPECT_EQ(getCCLK(port.handle()), "");
+        EXPECT_EQ(getCCLK(port.descriptor()), "");
         EXPECT_EQ(capturedLog(),
                   std::vector<std::string>{"getCCLK(): Command 'AT#CCLK?' reported ERROR"});
     }

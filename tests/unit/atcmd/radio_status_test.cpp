@@ -87,7 +87,7 @@ TEST(ParseCSQ, Lines_NeedExactlyTwoFields) {
         sNetworkInfo network;
         network.i_rssi = 1;
         network.i_ber = 1;
-        EXPECT_EQ(getCSQ(port.handle(), network), ePORT_OK);
+        EXPECT_EQ(getCSQ(port.descriptor(), network), ePORT_OK);
         EXPECT_EQ(network.i_rssi, row.rssi) << row.line;
         EXPECT_EQ(network.i_ber, row.ber) << row.line;
     }
@@ -113,7 +113,7 @@ TEST(GetCSQ, Failure_LeavesUnknown) {
     sNetworkInfo network;
     network.i_rssi = 17;
     network.i_ber = 3;
-    EXPECT_EQ(getCSQ(port.handle(), network), ePORT_ERROR);
+    EXPECT_EQ(getCSQ(port.descriptor(), network), ePORT_ERROR);
     EXPECT_EQ(network.i_rssi, 99);
     EXPECT_EQ(network.i_ber, 99);
 }
@@ -483,7 +483,7 @@ TEST(GetModemNetworkInfo, NotRegistered_SendsNothingAndShowsDefaults) {
         network.i_reg_state = state;
         network.s_channel = "before";
         network.e_psnt_service_type = ePS_NET_LTE;
-        EXPECT_EQ(getModemNetworkInfo(port.handle(), network), ePORT_OK);
+        EXPECT_EQ(getModemNetworkInfo(port.descriptor(), network), ePORT_OK);
         EXPECT_TRUE(port.sleepsUs().empty());
         EXPECT_EQ(network.s_channel, "");
         EXPECT_EQ(network.e_psnt_service_type, ePS_NET_UNKNOWN);
@@ -498,7 +498,7 @@ TEST(GetModemNetworkInfo, RegisteredOrDenied_ReadsTypeAndCell) {
         sNetworkInfo network;
         network.b_registered = registered;
         network.i_reg_state = registered ? eREG_HOME : eREG_DENIED;
-        EXPECT_EQ(getModemNetworkInfo(port.handle(), network), ePORT_OK);
+        EXPECT_EQ(getModemNetworkInfo(port.descriptor(), network), ePORT_OK);
         EXPECT_EQ(port.commands(), std::vector<std::string>{"AT#PSNT?;#RFSTS"});
         EXPECT_EQ(network.s_psnt_service_type, "LTE");
         EXPECT_EQ(network.s_channel, "2225");
@@ -511,7 +511,7 @@ TEST(GetModemNetworkInfo, Failure_ShowsDefaults) {
     sNetworkInfo network;
     network.b_registered = true;
     network.s_channel = "before";
-    EXPECT_EQ(getModemNetworkInfo(port.handle(), network), ePORT_ERROR);
+    EXPECT_EQ(getModemNetworkInfo(port.descriptor(), network), ePORT_ERROR);
     EXPECT_EQ(network.s_channel, "");
     EXPECT_EQ(network.e_psnt_service_type, ePS_NET_UNKNOWN);
 }

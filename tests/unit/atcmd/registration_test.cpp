@@ -172,7 +172,7 @@ TEST(GetCREG, OkWithoutLine_KeepsTheOldState) {
     cFakePort port;
     port.answer(OK_REPLY);
     sNetworkInfo network = usedNetwork();
-    EXPECT_EQ(getCREG(port.handle(), network), ePORT_OK);
+    EXPECT_EQ(getCREG(port.descriptor(), network), ePORT_OK);
     EXPECT_EQ(network.i_reg_state, 9);
 }
 
@@ -181,9 +181,9 @@ TEST(GetCEREG, ThenCreg_TheLastOneDecides) {
     port.answer(modemReply({"+CEREG: 2,1,\"00AF\",\"ABCDEF01\",7"}))
         .answer(modemReply({"+CREG: 0,2"}));
     sNetworkInfo network;
-    getCEREG(port.handle(), network);
+    getCEREG(port.descriptor(), network);
     EXPECT_EQ(network.i_reg_state, 1);
-    getCREG(port.handle(), network);
+    getCREG(port.descriptor(), network);
     EXPECT_EQ(network.i_reg_state, 2);
     EXPECT_EQ(network.s_reg_area, "00AF") << "a location that is not reported again stays";
     EXPECT_EQ(port.commands(), (std::vector<std::string>{"AT+CEREG?", "AT+CREG?"}));
@@ -203,7 +203,7 @@ TEST(ParseCIREG, Lines_SetTheFlagWithExactlyTwoFields) {
         port.answer(modemReply({row.line}));
         sNetworkInfo network;
         network.b_ims_registered = true;
-        EXPECT_EQ(getCIREG(port.handle(), network), ePORT_OK);
+        EXPECT_EQ(getCIREG(port.descriptor(), network), ePORT_OK);
         EXPECT_EQ(network.b_ims_registered, row.registered) << row.line;
     }
     tortureReply(modemReply({"+CIREG: 0,1"}), [](const std::string& response) {
@@ -218,7 +218,7 @@ TEST(GetCIREG, Failure_ClearsTheFlag) {
     port.answer(ERROR_REPLY);
     sNetworkInfo network;
     network.b_ims_registered = true;
-    EXPECT_EQ(getCIREG(port.handle(), network), ePORT_ERROR);
+    EXPECT_EQ(getCIREG(port.descriptor(), network), ePORT_ERROR);
     EXPECT_FALSE(network.b_ims_registered);
 }
 

@@ -110,7 +110,7 @@ TEST(GetDeviceSimPresent, NoSim_SetsTheMissingState) {
         cFakePort port;
         port.answer(modemReply({line}));
         sSimInfo sim = usedSim();
-        EXPECT_EQ(getDeviceSimPresent(port.handle(), sim), ePORT_OK);
+        EXPECT_EQ(getDeviceSimPresent(port.descriptor(), sim), ePORT_OK);
         EXPECT_EQ(sim.i_present, 0) << line;
         EXPECT_EQ(sim.i_lock_class, 2) << line;
         EXPECT_EQ(sim.i_lock_code, 2) << line;
@@ -122,7 +122,7 @@ TEST(GetDeviceSimPresent, Sim_LeavesTheLock) {
     cFakePort port;
     port.answer(modemReply({"#QSS: 0,1"}));
     sSimInfo sim = usedSim();
-    EXPECT_EQ(getDeviceSimPresent(port.handle(), sim), ePORT_OK);
+    EXPECT_EQ(getDeviceSimPresent(port.descriptor(), sim), ePORT_OK);
     EXPECT_EQ(sim.i_present, 1);
     EXPECT_EQ(sim.s_status, "Available");
 }
@@ -131,7 +131,7 @@ TEST(GetDeviceSimPresent, Failure_DoesNotCountAsAMissingSim) {
     cFakePort port;
     port.answer(ERROR_REPLY);
     sSimInfo sim = usedSim();
-    EXPECT_EQ(getDeviceSimPresent(port.handle(), sim), ePORT_ERROR);
+    EXPECT_EQ(getDeviceSimPresent(port.descriptor(), sim), ePORT_ERROR);
     EXPECT_EQ(sim.i_present, 0);
     EXPECT_EQ(sim.i_qss_mode, -1);
     EXPECT_NE(sim.i_lock_class, eSIM_MISSING);
@@ -142,7 +142,7 @@ TEST(GetDeviceSimPresent, LineWithACmeError_IsNotRead) {
     cFakePort port;
     port.answer(modemReply({"#QSS: 0,1"}, "+CME ERROR: 10"));
     sSimInfo sim;
-    EXPECT_EQ(getDeviceSimPresent(port.handle(), sim), static_cast<ePortReturn>(10));
+    EXPECT_EQ(getDeviceSimPresent(port.descriptor(), sim), static_cast<ePortReturn>(10));
     EXPECT_EQ(sim.i_present, 0);
 }
 
@@ -150,8 +150,8 @@ TEST(GetDeviceSimStatus, NotPresent_SendsNothingAndKeepsTheMissingState) {
     cFakePort port;
     port.answer(modemReply({"#QSS: 2,3"}));
     sSimInfo sim;
-    getDeviceSimPresent(port.handle(), sim);
-    EXPECT_EQ(getDeviceSimStatus(port.handle(), sim), ePORT_OK);
+    getDeviceSimPresent(port.descriptor(), sim);
+    EXPECT_EQ(getDeviceSimStatus(port.descriptor(), sim), ePORT_OK);
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT#QSS?"});
     EXPECT_EQ(sim.i_lock_class, 2);
     EXPECT_EQ(sim.s_status, "Not Present");
@@ -161,7 +161,7 @@ TEST(GetDeviceSimStatus, Failure_LeavesUnknown) {
     cFakePort port;
     port.answer("\r\n+CME ERROR: 14\r\n");
     sSimInfo sim = usedSim();
-    EXPECT_EQ(getDeviceSimStatus(port.handle(), sim), static_cast<ePortReturn>(14));
+    EXPECT_EQ(getDeviceSimStatus(port.descriptor(), sim), static_cast<ePortReturn>(14));
     EXPECT_EQ(sim.i_lock_class, 255);
     EXPECT_EQ(sim.i_lock_code, 255);
     EXPECT_EQ(sim.s_status, "Unknown");
@@ -265,7 +265,7 @@ TEST_F(Carriers, GetDeviceSimIMSI_ReadsImsiAndCarrier) {
     cFakePort port;
     port.answer(modemReply({"262010000000002"}));
     sSimInfo sim = usedSim();
-    EXPECT_EQ(getDeviceSimIMSI(port.handle(), sim), ePORT_OK);
+    EXPECT_EQ(getDeviceSimIMSI(port.descriptor(), sim), ePORT_OK);
     EXPECT_EQ(sim.s_imsi, "262010000000002");
     EXPECT_EQ(sim.s_home_plmn, "26201");
     EXPECT_EQ(sim.s_carrier, "Telekom.de");
@@ -275,7 +275,7 @@ TEST_F(Carriers, GetDeviceSimIMSI_FailureLeavesTheDefaults) {
     cFakePort port;
     port.answer(ERROR_REPLY);
     sSimInfo sim = usedSim();
-    EXPECT_EQ(getDeviceSimIMSI(port.handle(), sim), ePORT_ERROR);
+    EXPECT_EQ(getDeviceSimIMSI(port.descriptor(), sim), ePORT_ERROR);
     EXPECT_EQ(sim.s_imsi, "000000000000000");
     EXPECT_EQ(sim.s_home_plmn, "000000");
     EXPECT_EQ(sim.s_carrier, "Unknown");
@@ -298,7 +298,7 @@ TEST(ParseDeviceSimId, Lines_DigitsOnly) {
         cFakePort port;
         port.answer(modemReply({row.line}));
         sSimInfo sim = usedSim();
-        EXPECT_EQ(getDeviceSimId(port.handle(), sim), ePORT_OK);
+        EXPECT_EQ(getDeviceSimId(port.descriptor(), sim), ePORT_OK);
         EXPECT_EQ(sim.s_iccid, row.iccid) << row.line;
     }
     torture(parseDeviceSimId, modemReply({"+CCID: 89010100000000000002"}));
@@ -341,7 +341,7 @@ TEST(GetCpinState, Answers_SetTheStateAndAreLogged) {
         port.answer(row.reply);
         const cLogMode mode;
         sSimInfo sim = usedSim();
-        EXPECT_EQ(getCpinState(port.handle(), sim), row.result) << row.reply;
+        EXPECT_EQ(getCpinState(port.descriptor(), sim), row.result) << row.reply;
         EXPECT_EQ(sim.i_pin_lock_enabled, row.state) << row.reply;
         if (row.log == nullptr) {
             EXPECT_TRUE(capturedLog().empty());
@@ -358,10 +358,10 @@ TEST(LockOperations, AnyResult_LogNoSecret) {
         port.setEcho(false);
         port.answer(reply).answer(reply).answer(reply).answer(reply);
         const cLogMode mode(~(eLOG_PORT | eLOG_RESPONSE));
-        setCpinState(port.handle(), "4711", true);
-        changeCpin(port.handle(), "4711", "0815");
-        unlockCpin(port.handle(), "4711");
-        unlockPuk(port.handle(), "47110815", "0815");
+        setCpinState(port.descriptor(), "4711", true);
+        changeCpin(port.descriptor(), "4711", "0815");
+        unlockCpin(port.descriptor(), "4711");
+        unlockPuk(port.descriptor(), "47110815", "0815");
         EXPECT_FALSE(logContains("4711"));
         EXPECT_FALSE(logContains("0815"));
         EXPECT_FALSE(capturedLog().empty());
@@ -371,8 +371,10 @@ TEST(LockOperations, AnyResult_LogNoSecret) {
 TEST(LockOperations, WrongPassword_IsItsNumber) {
     cFakePort port;
     port.answer("\r\n+CME ERROR: 16\r\n").answer("\r\n+CME ERROR: 12\r\n");
-    EXPECT_EQ(unlockCpin(port.handle(), "1234"), static_cast<ePortReturn>(CME_INCORRECT_PASSWORD));
-    EXPECT_EQ(unlockCpin(port.handle(), "1234"), static_cast<ePortReturn>(CME_SIM_PUK_REQUIRED));
+    EXPECT_EQ(unlockCpin(port.descriptor(), "1234"),
+              static_cast<ePortReturn>(CME_INCORRECT_PASSWORD));
+    EXPECT_EQ(unlockCpin(port.descriptor(), "1234"),
+              static_cast<ePortReturn>(CME_SIM_PUK_REQUIRED));
 }
 
 TEST(GetSimSlot, Lines_GiveTheSlot) {
@@ -388,7 +390,7 @@ TEST(GetSimSlot, Lines_GiveTheSlot) {
         cFakePort port;
         port.answer(modemReply({row.line}));
         eSimSlot slot = eSIM_SLOT_2;
-        EXPECT_EQ(getSimSlot(port.handle(), slot), ePORT_OK);
+        EXPECT_EQ(getSimSlot(port.descriptor(), slot), ePORT_OK);
         EXPECT_EQ(slot, row.slot) << row.line;
     }
     tortureReply(modemReply({"#GPIO: 1,1"}), [](const std::string& response) {
@@ -411,7 +413,7 @@ TEST(GetSimSlot, Failures_AreLoggedByKind) {
         port.answer(row.reply);
         const cLogMode mode;
         eSimSlot slot = eSIM_SLOT_1;
-        getSimSlot(port.handle(), slot);
+        getSimSlot(port.descriptor(), slot);
         EXPECT_EQ(slot, eSIM_SLOT_UNKNOWN);
         EXPECT_EQ(logCount(row.log), 1u);
     }
@@ -422,7 +424,7 @@ TEST(SetSimSlot, OtherSlot_SendsNothing) {
         cFakePort port;
         const cLogMode mode;
         g_s_lastAtCmd = "before";
-        EXPECT_EQ(setSimSlot(port.handle(), static_cast<eSimSlot>(slot)),
+        EXPECT_EQ(setSimSlot(port.descriptor(), static_cast<eSimSlot>(slot)),
                   static_cast<ePortReturn>(21));
         EXPECT_EQ(capturedLog(), std::vector<std::string>{"setSimSlot(): Invalid SIM slot"});
         EXPECT_TRUE(port.sleepsUs().empty());
@@ -446,7 +448,7 @@ TEST(SetSimSlot, Results_AreLoggedByKind) {
         cFakePort port;
         port.answer(row.reply);
         const cLogMode mode;
-        setSimSlot(port.handle(), eSIM_SLOT_2);
+        setSimSlot(port.descriptor(), eSIM_SLOT_2);
         EXPECT_EQ(logCount(command + row.log), 1u) << row.log;
     }
 }

@@ -110,11 +110,11 @@ TEST(OpenDevice, Terminal_IsSetToRaw230400) {
     termios before;
     ASSERT_EQ(tcgetattr(other, &before), 0);
     const cLogMode mode;
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"Opened Char device '" + port.path() + "'"});
 
     termios settings;
-    ASSERT_EQ(tcgetattr(port.handle(), &settings), 0);
+    ASSERT_EQ(tcgetattr(port.descriptor(), &settings), 0);
     EXPECT_EQ(settings.c_iflag, static_cast<tcflag_t>(IGNBRK | IMAXBEL));
     EXPECT_EQ(settings.c_oflag, static_cast<tcflag_t>(ONLCR));
     EXPECT_EQ(settings.c_cflag & CSIZE, static_cast<tcflag_t>(CS8));
@@ -132,18 +132,18 @@ TEST(OpenDevice, Terminal_IsSetToRaw230400) {
 
 TEST(OpenDevice, Terminal_IsNonBlockingAndClosedOnExec) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
-    EXPECT_EQ(fcntl(port.handle(), F_GETFL) & (O_ACCMODE | O_NONBLOCK), O_RDWR | O_NONBLOCK);
-    EXPECT_EQ(fcntl(port.handle(), F_GETFD), FD_CLOEXEC);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
+    EXPECT_EQ(fcntl(port.descriptor(), F_GETFL) & (O_ACCMODE | O_NONBLOCK), O_RDWR | O_NONBLOCK);
+    EXPECT_EQ(fcntl(port.descriptor(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST(OpenDevice, Terminal_DoesNotBecomeControlling) {
     const cFakePort port(eLink::TERMINAL);
     const pid_t child = fork();
     if (child == 0) {
-        int handle;
+        int descriptor;
         setsid();
-        const bool opened = openDevice(port.path(), handle) == 0;
+        const bool opened = openDevice(port.path(), descriptor) == 0;
         _exit(opened && open("/dev/tty", O_RDWR | O_NOCTTY) == -1 ? 0 : 1);
     }
     int status = -1;
@@ -156,13 +156,13 @@ TEST(OpenDevice, Fifo_OpensWithoutTerminalSettings) {
     const std::string path = folder / "fifo";
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     const cLogMode mode;
-    int handle = -1;
-    EXPECT_EQ(openDevice(path, handle), 0);
-    ASSERT_NE(handle, -1);
+    int descriptor = -1;
+    EXPECT_EQ(openDevice(path, descriptor), 0);
+    ASSERT_NE(descriptor, -1);
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"Opened FIFO device '" + path + "'"});
-    EXPECT_EQ(fcntl(handle, F_GETFL) & (O_ACCMODE | O_NONBLOCK), O_RDWR | O_NONBLOCK);
-    EXPECT_EQ(fcntl(handle, F_GETFD), FD_CLOEXEC);
-    closeDevice(handle);
+    EXPECT_EQ(fcntl(descriptor, F_GETFL) & (O_ACCMODE | O_NONBLOCK), O_RDWR | O_NONBLOCK);
+    EXPECT_EQ(fcntl(descriptor, F_GETFD), FD_CLOEXEC);
+    closeDevice(descriptor);
 }
 
 TEST(OpenDevice, RegularFileFolderAndSocket_AreRefused) {
@@ -172,9 +172,9 @@ TEST(OpenDevice, RegularFileFolderAndSocket_AreRefused) {
     for (const std::string& path :
          {folder / "file", folder.path(), boundSocket(folder, socketFd)}) {
         const cLogMode mode;
-        int handle = 7;
-        EXPECT_EQ(openDevice(path, handle), 1) << path;
-        EXPECT_EQ(handle, -1) << path;
+        int descriptor = 7;
+        EXPECT_EQ(openDevice(path, descriptor), 1) << path;
+        EXPECT_EQ(descriptor, -1) << path;
         EXPECT_EQ(capturedLog(), std::vector<std::string>{
                                      "Error: Cannot open non Character/FIFO file '" + path + "'"});
     }
@@ -187,9 +187,9 @@ TEST(OpenDevice, BlockDevice_CountsAsACharacterDeviceUntilItIsOpened) {
     const std::string path = folder / "block";
     if (mknod(path.c_str(), S_IFBLK | 0600, 0) != 0) GTEST_SKIP() << "not permitted here";
     const cLogMode mode;
-    int handle = 7;
-    EXPECT_GT(openDevice(path, handle), 1);
-    EXPECT_EQ(handle, -1);
+    int descriptor = 7;
+    EXPECT_GT(openDevice(path, descriptor), 1);
+    EXPECT_EQ(descriptor, -1);
     ASSERT_EQ(capturedLog().size(), 1u);
     EXPECT_EQ(capturedLog()[0].find("Error: Cannot open '" + path + "', errno "), 0u);
 }
@@ -198,9 +198,9 @@ TEST(OpenDevice, MissingNode_GivesErrno2) {
     const cTempFolder folder;
     const std::string path = folder / "ttyUSB9";
     const cLogMode mode(eLOG_PORT);
-    int handle = 7;
-    EXPECT_EQ(openDevice(path, handle), 2);
-    EXPECT_EQ(handle, -1);
+    int descriptor = 7;
+    EXPECT_EQ(openDevice(path, descriptor), 2);
+    EXPECT_EQ(descriptor, -1);
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"DEBUG: Error: Cannot stat '" + path +
                                                       "', errno 2 (" + strerror(ENOENT) + ")"});
 }
@@ -208,16 +208,16 @@ TEST(OpenDevice, MissingNode_GivesErrno2) {
 TEST(OpenDevice, MissingNode_IsNotLoggedWithoutThePortCategory) {
     const cTempFolder folder;
     const cLogMode mode;
-    int handle;
-    openDevice(folder / "ttyUSB9", handle);
+    int descriptor;
+    openDevice(folder / "ttyUSB9", descriptor);
     EXPECT_TRUE(capturedLog().empty());
 }
 
 TEST(OpenDevice, CharacterDeviceThatIsNoTerminal_IsClosedAgain) {
     const cLogMode mode;
-    int handle = 7;
-    EXPECT_EQ(openDevice("/dev/null", handle), ENOTTY);
-    EXPECT_EQ(handle, -1);
+    int descriptor = 7;
+    EXPECT_EQ(openDevice("/dev/null", descriptor), ENOTTY);
+    EXPECT_EQ(descriptor, -1);
     ASSERT_EQ(capturedLog().size(), 2u);
     EXPECT_EQ(capturedLog()[0], "Opened Char device '/dev/null'");
     EXPECT_EQ(capturedLog()[1].find("Unable to read ioctl from FH "), 0u);
@@ -227,42 +227,42 @@ TEST(OpenDevice, CharacterDeviceThatIsNoTerminal_IsClosedAgain) {
 TEST(DoOpenDevice, Failure_GivesErrnoAndSaysSo) {
     const cTempFolder folder;
     const cLogMode mode;
-    int handle = 7;
-    EXPECT_EQ(doOpenDevice(folder.path(), handle), EISDIR);
-    EXPECT_EQ(handle, -1);
+    int descriptor = 7;
+    EXPECT_EQ(doOpenDevice(folder.path(), descriptor), EISDIR);
+    EXPECT_EQ(descriptor, -1);
     EXPECT_EQ(capturedLog(), std::vector<std::string>{"Error: Cannot open '" + folder.path() +
                                                       "', errno 21 (" + strerror(EISDIR) + ")"});
 }
 
 TEST(CloseDevice, Handle_IsClosedOnceAndMinus1) {
     const sPipe ends;
-    int handle = dup(ends.reader);
-    const int number = handle;
-    closeDevice(handle);
-    EXPECT_EQ(handle, -1);
+    int descriptor = dup(ends.reader);
+    const int number = descriptor;
+    closeDevice(descriptor);
+    EXPECT_EQ(descriptor, -1);
     EXPECT_EQ(fcntl(number, F_GETFD), -1);
-    closeDevice(handle);
-    EXPECT_EQ(handle, -1);
+    closeDevice(descriptor);
+    EXPECT_EQ(descriptor, -1);
 }
 
 TEST(IsPortLost, TerminalWithoutItsOtherEnd_IsLost) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
-    EXPECT_FALSE(isPortLost(port.handle()));
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
+    EXPECT_FALSE(isPortLost(port.descriptor()));
     port.say("not yet read");
-    EXPECT_FALSE(isPortLost(port.handle()));
+    EXPECT_FALSE(isPortLost(port.descriptor()));
     port.hangUp();
-    EXPECT_TRUE(isPortLost(port.handle()));
+    EXPECT_TRUE(isPortLost(port.descriptor()));
 }
 
 TEST(IsPortLost, ClosedPortAndFifo_AreNot) {
     EXPECT_FALSE(isPortLost(-1));
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
-    int handle = -1;
-    ASSERT_EQ(openDevice(folder / "fifo", handle), 0);
-    EXPECT_FALSE(isPortLost(handle));
-    closeDevice(handle);
+    int descriptor = -1;
+    ASSERT_EQ(openDevice(folder / "fifo", descriptor), 0);
+    EXPECT_FALSE(isPortLost(descriptor));
+    closeDevice(descriptor);
 }
 
 TEST(WriteToPort, WithCarriageReturn_WritesItTenMillisecondsLater) {
@@ -270,7 +270,7 @@ TEST(WriteToPort, WithCarriageReturn_WritesItTenMillisecondsLater) {
     port.setEcho(false);
     port.silence();
     const cLogMode mode(eLOG_PORT);
-    EXPECT_EQ(writeToPort(port.handle(), "AT+CSQ", true), ePORT_OK);
+    EXPECT_EQ(writeToPort(port.descriptor(), "AT+CSQ", true), ePORT_OK);
     EXPECT_EQ(port.written(), "AT+CSQ") << "the carriage return comes after the sleep";
     sleepMicroseconds(1);
     EXPECT_EQ(port.written(), "AT+CSQ\r");
@@ -282,7 +282,7 @@ TEST(WriteToPort, WithCarriageReturn_WritesItTenMillisecondsLater) {
 TEST(WriteToPort, WithoutCarriageReturn_WritesTheTextOnly) {
     cFakePort port;
     const cLogMode mode(eLOG_PORT);
-    EXPECT_EQ(writeToPort(port.handle(), "07\x1a", false), ePORT_OK);
+    EXPECT_EQ(writeToPort(port.descriptor(), "07\x1a", false), ePORT_OK);
     EXPECT_TRUE(port.sleepsUs().empty());
     sleepMicroseconds(1);
     EXPECT_EQ(port.written(), "07\x1a");
@@ -337,10 +337,10 @@ TEST(WriteToPort, CarriageReturnThatDoesNotFit_IsNotNoticed) {
 
 TEST(WriteToPort, HungUpPort_IsAnErrorAtOnce) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.hangUp();
     const cLogMode mode;
-    EXPECT_EQ(writeToPort(port.handle(), "AT", true), ePORT_ERROR);
+    EXPECT_EQ(writeToPort(port.descriptor(), "AT", true), ePORT_ERROR);
     EXPECT_TRUE(port.sleepsUs().empty());
     EXPECT_EQ(capturedLog(),
               std::vector<std::string>{"writeToPort(): Unable to write to device FH, errno 5 (" +
@@ -350,7 +350,7 @@ TEST(WriteToPort, HungUpPort_IsAnErrorAtOnce) {
 TEST(ReadFromPort, NothingWaiting_GivesZeroAndClearsTheBuffer) {
     cFakePort port;
     std::string buffer = "before";
-    EXPECT_EQ(readFromPort(port.handle(), buffer, 100), 0);
+    EXPECT_EQ(readFromPort(port.descriptor(), buffer, 100), 0);
     EXPECT_EQ(buffer, "");
 }
 
@@ -359,7 +359,7 @@ TEST(ReadFromPort, Bytes_AreReadCompletely) {
     const std::string bytes("a\0b\xff\r\n", 6);
     port.say(bytes);
     std::string buffer;
-    EXPECT_EQ(readFromPort(port.handle(), buffer, 131072), 6);
+    EXPECT_EQ(readFromPort(port.descriptor(), buffer, 131072), 6);
     EXPECT_EQ(buffer, bytes);
 }
 
@@ -367,19 +367,19 @@ TEST(ReadFromPort, MoreThanTheMaximum_LeavesTheRestWaiting) {
     cFakePort port;
     port.say("0123456789");
     std::string buffer;
-    EXPECT_EQ(readFromPort(port.handle(), buffer, 4), 4);
+    EXPECT_EQ(readFromPort(port.descriptor(), buffer, 4), 4);
     EXPECT_EQ(buffer, "0123");
-    EXPECT_EQ(readFromPort(port.handle(), buffer, 100), 6);
+    EXPECT_EQ(readFromPort(port.descriptor(), buffer, 100), 6);
     EXPECT_EQ(buffer, "456789");
 }
 
 TEST(ReadFromPort, HungUpPort_GivesMinus1) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.hangUp();
     const cLogMode mode(eLOG_PORT);
     std::string buffer = "before";
-    EXPECT_EQ(readFromPort(port.handle(), buffer, 100), -1);
+    EXPECT_EQ(readFromPort(port.descriptor(), buffer, 100), -1);
     EXPECT_EQ(buffer, "");
     EXPECT_EQ(capturedLog(),
               std::vector<std::string>{"DEBUG: readFromPort(): No Response from device"});

@@ -36,7 +36,7 @@ TEST(SendAtCommand, WholeReply_EndsWithThePollThatDeliversIt) {
     port.answer(CCID_REPLY);
     const cLogMode mode(eLOG_PORT | eLOG_RESPONSE | eLOG_PORT_POLL);
     std::string response = "before";
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT#CCID", response, 5), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT#CCID", response, 5), ePORT_OK);
     EXPECT_EQ(response, "AT#CCID\r" + CCID_REPLY);
     EXPECT_EQ(port.commands(), std::vector<std::string>{"AT#CCID"});
     EXPECT_EQ(port.elapsedUs(), COMMAND_US + POLL_US);
@@ -45,7 +45,7 @@ TEST(SendAtCommand, WholeReply_EndsWithThePollThatDeliversIt) {
         capturedLog(),
         (std::vector<std::string>{
             "DEBUG: writeToPort(): Sending AT command: 'AT#CCID'",
-            "DEBUG: readAtCommandResponse(): Reading from FH " + std::to_string(port.handle()),
+            "DEBUG: readAtCommandResponse(): Reading from FH " + std::to_string(port.descriptor()),
             "DEBUG: readAtCommandResponse(): Waiting up to 6 seconds for AT command response",
             "DEBUG: readAtCommandResponse(): Read " + std::to_string(response.size()) +
                 " bytes from port",
@@ -62,7 +62,7 @@ TEST(SendAtCommand, ReplyInTwoPieces_WaitsForTheFinalCode) {
         port.setEcho(false);
         port.answerInPieces({whole.substr(0, cut), whole.substr(cut)});
         std::string response;
-        EXPECT_EQ(sendAtCommand(port.handle(), "AT#CCID", response, 0), ePORT_OK) << cut;
+        EXPECT_EQ(sendAtCommand(port.descriptor(), "AT#CCID", response, 0), ePORT_OK) << cut;
         const bool secondNeeded = cut < enough;
         EXPECT_EQ(response, secondNeeded ? whole : whole.substr(0, cut)) << cut;
         EXPECT_EQ(port.elapsedUs(), COMMAND_US + (secondNeeded ? 2 : 1) * POLL_US) << cut;
@@ -87,7 +87,7 @@ TEST(SendAtCommand, ReplyByteByByte_IsFoundWithItsLastByte) {
             pieces.emplace_back(1, byte);
         port.answerInPieces(pieces);
         std::string response;
-        EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 5), row.result) << row.reply;
+        EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 5), row.result) << row.reply;
         EXPECT_EQ(response, row.reply);
         EXPECT_EQ(port.elapsedUs(), COMMAND_US + row.reply.size() * POLL_US);
     }
@@ -99,7 +99,7 @@ TEST(SendAtCommand, PieceWithoutFinalCode_IsLoggedAsSuch) {
     port.answerInPieces({"\r\n+CSQ: 1", "7,0\r\n\r\nOK\r\n"});
     const cLogMode mode(eLOG_PORT_POLL);
     std::string response;
-    sendAtCommand(port.handle(), "AT+CSQ", response, 0);
+    sendAtCommand(port.descriptor(), "AT+CSQ", response, 0);
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Did not get OK/ERROR yet from modem"), 1u);
 }
 
@@ -144,7 +144,7 @@ TEST(SendAtCommand, FinalCodes_AreSearchedInTheirOrder) {
         port.setEcho(false);
         port.answer(row.reply);
         std::string response;
-        EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), row.result) << row.reply;
+        EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), row.result) << row.reply;
         EXPECT_EQ(response, row.reply);
         const uint64_t wait = row.result == ePORT_NO_FINAL_RESULT ? 1000000 : POLL_US;
         EXPECT_EQ(port.elapsedUs(), COMMAND_US + wait) << row.reply;
@@ -156,7 +156,7 @@ TEST(SendAtCommand, UnsolicitedLineAfterOk_IsPartOfTheResponse) {
     cFakePort port;
     port.answer("\r\nOK\r\n\r\nSRING: 2,86\r\n");
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_OK);
     EXPECT_EQ(response, "AT\r\r\nOK\r\n\r\nSRING: 2,86\r\n");
 }
 
@@ -167,7 +167,8 @@ TEST(SendAtCommand, Silence_WaitsTimeoutPlusOneSecond) {
         port.silence();
         const cLogMode mode;
         std::string response;
-        EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, timeoutS), ePORT_NO_FINAL_RESULT);
+        EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, timeoutS),
+                  ePORT_NO_FINAL_RESULT);
         EXPECT_EQ(response, "");
         EXPECT_EQ(port.elapsedUs(), COMMAND_US + (timeoutS + 1) * 1000000ULL) << timeoutS;
         EXPECT_EQ(port.sleepsUs(), std::vector<unsigned>(1 + (timeoutS + 1) * 100, 10000u));
@@ -183,7 +184,7 @@ TEST(SendAtCommand, OverrideInEnvironment_PollsTwiceTenMicrosecondsApart) {
         setenv("OVERRIDE_TEST_POLL_DELAY", value, 1);
         const cLogMode mode(eLOG_PORT_POLL);
         std::string response;
-        EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 90), ePORT_NO_FINAL_RESULT);
+        EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 90), ePORT_NO_FINAL_RESULT);
         unsetenv("OVERRIDE_TEST_POLL_DELAY");
         EXPECT_EQ(port.sleepsUs(), (std::vector<unsigned>{10000, 10, 10}));
         EXPECT_FALSE(logContains("Waiting up to"));
@@ -194,7 +195,7 @@ TEST(SendAtCommand, TextWithoutFinalCodeThenSilence_IsKept) {
     cFakePort port;
     port.answer("\r\nCONNECT\r\n");
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+CGDATA=1", response, 2), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+CGDATA=1", response, 2), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(response, "AT+CGDATA=1\r\r\nCONNECT\r\n");
     EXPECT_EQ(port.elapsedUs(), COMMAND_US + 3000000);
 }
@@ -205,7 +206,7 @@ TEST(SendAtCommand, ReplyInTheLastPoll_StillCounts) {
     // The command is read at the first poll, so 990 ms later is the hundredth.
     port.answerLate(990, OK_REPLY);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_OK);
     EXPECT_EQ(port.elapsedUs(), COMMAND_US + 1000000);
 }
 
@@ -214,10 +215,10 @@ TEST(SendAtCommand, ReplyOnePollTooLate_IsNotInTheNextResponse) {
     port.setEcho(false);
     port.answerLate(1000, "\r\nLATE\r\n");
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+ONE", response, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+ONE", response, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(response, "");
     port.answer(OK_REPLY);
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+TWO", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+TWO", response, 0), ePORT_OK);
     EXPECT_EQ(response, OK_REPLY);
 }
 
@@ -226,10 +227,10 @@ TEST(SendAtCommand, BytesAfterTheFinalCode_BeginTheNextResponse) {
     port.setEcho(false);
     port.answerInPieces({"\r\n+CME ERROR: ", "16\r\n"});
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+CPIN=0000", response, 0), ePORT_CMX_ERROR);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+CPIN=0000", response, 0), ePORT_CMX_ERROR);
     EXPECT_EQ(response, "\r\n+CME ERROR: ");
     port.answer(OK_REPLY);
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_OK);
     EXPECT_EQ(response, "16\r\n\r\nOK\r\n");
 }
 
@@ -238,7 +239,7 @@ TEST(SendAtCommand, BytesThatWaitedBefore_AreNotDropped) {
     port.say("\r\n+CREG: 1\r\n");
     port.answer(OK_REPLY);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_OK);
     EXPECT_EQ(response, "\r\n+CREG: 1\r\nAT\r\r\nOK\r\n");
 }
 
@@ -264,21 +265,21 @@ TEST(ReadAtCommandResponse, ClosedHandle_IsAnErrorAtOnce) {
 
 TEST(SendAtCommand, HungUpPort_ReturnsTheWriteErrorWithoutReading) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.hangUp();
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 90), ePORT_ERROR);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 90), ePORT_ERROR);
     EXPECT_TRUE(port.sleepsUs().empty());
-    EXPECT_NE(port.handle(), -1) << "closing is the main loop's decision";
+    EXPECT_NE(port.descriptor(), -1) << "closing is the main loop's decision";
 }
 
 TEST(ReadAtCommandResponse, HungUpPort_GoesThroughAllPolls) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.hangUp();
     const cLogMode mode(eLOG_PORT | eLOG_PORT_POLL);
     std::string response;
-    EXPECT_EQ(readAtCommandResponse(port.handle(), response, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(readAtCommandResponse(port.descriptor(), response, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(response, "");
     EXPECT_EQ(port.elapsedUs(), 1000000u);
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Did not get OK/ERROR yet from modem"), 100u)
@@ -289,10 +290,10 @@ TEST(ReadAtCommandResponse, HungUpPort_GoesThroughAllPolls) {
 
 TEST(SendAtCommand, Terminal_CarriesAWholeTransaction) {
     cFakePort port(eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.answer(CCID_REPLY);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT#CCID", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT#CCID", response, 0), ePORT_OK);
     EXPECT_EQ(response, "AT#CCID\r" + CCID_REPLY);
     EXPECT_EQ(port.written(), "AT#CCID\r") << "no echo and no line end of the terminal's own";
 }
@@ -304,7 +305,7 @@ TEST(SendAtCommand, LongReply_IsCollectedWhole) {
         const std::string reply = pattern(size) + OK_REPLY;
         port.answer(reply);
         std::string response;
-        EXPECT_EQ(sendAtCommand(port.handle(), "AT+COPN", response, 10), ePORT_OK);
+        EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+COPN", response, 10), ePORT_OK);
         EXPECT_EQ(response.size(), reply.size());
         EXPECT_TRUE(response == reply);
     }
@@ -315,7 +316,7 @@ TEST(ReadAtCommandResponse, OneRead_TakesAtMost128Kilobytes) {
     const cLogMode mode(eLOG_PORT);
     port.say(pattern(140000));
     std::string response;
-    EXPECT_EQ(readAtCommandResponse(port.handle(), response, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(readAtCommandResponse(port.descriptor(), response, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Read 131072 bytes from port"), 1u);
     EXPECT_EQ(logCount("DEBUG: readAtCommandResponse(): Read 8928 bytes from port"), 1u);
     EXPECT_TRUE(response == pattern(140000));
@@ -327,7 +328,7 @@ TEST(SendAtCommand, FiveMegabytes_AreCutAtTheBoundAndTheFinalCodeIsFound) {
     const std::string flood = pattern(5 * 1024 * 1024);
     port.answer(flood + OK_REPLY);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+COPN", response, 10), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+COPN", response, 10), ePORT_OK);
     EXPECT_EQ(response.size(), RESPONSE_MAX);
     EXPECT_TRUE(response == flood.substr(0, RESPONSE_MAX));
 }
@@ -338,7 +339,7 @@ TEST(SendAtCommand, BabblingModem_IsBoundedAndTimesOut) {
     std::vector<std::string> pieces(100, pattern(100000));
     port.answerInPieces(pieces);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(response.size(), RESPONSE_MAX);
     EXPECT_EQ(port.elapsedUs(), COMMAND_US + 1000000);
 }
@@ -349,7 +350,7 @@ TEST(SendAtCommand, NulAndHighBytes_AreKept) {
     const std::string reply = std::string("\0\xff\x80", 3) + OK_REPLY;
     port.answer(reply);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_OK);
     EXPECT_EQ(response, reply);
 }
 
@@ -359,14 +360,14 @@ TEST(SendAtCommand, TestResponseQueue_WritesOneTextAfterEachResponse) {
     g_que_testAtResponses.push("SECOND");
     port.answer(ERROR_REPLY);
     std::string response;
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+ONE", response, 0), ePORT_ERROR)
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+ONE", response, 0), ePORT_ERROR)
         << "the queue does not change the result";
     EXPECT_EQ(g_que_testAtResponses.size(), 1u);
     port.silence().answer(OK_REPLY);
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT+TWO", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT+TWO", response, 0), ePORT_OK);
     EXPECT_TRUE(g_que_testAtResponses.empty());
     port.silence().answer(OK_REPLY);
-    EXPECT_EQ(sendAtCommand(port.handle(), "AT", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(port.descriptor(), "AT", response, 0), ePORT_OK);
     EXPECT_EQ(port.commands(),
               (std::vector<std::string>{"AT+ONE", "FIRST", "AT+TWO", "SECOND", "AT"}));
 }
@@ -377,13 +378,13 @@ TEST(SendAtCommand, Fifo_ReadsItsOwnCommandAndTheQueuedText) {
     const std::string path = folder / "fifo";
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     const cFakePort clockOnly;
-    int handle;
-    ASSERT_EQ(openDevice(path, handle), 0);
+    int descriptor;
+    ASSERT_EQ(openDevice(path, descriptor), 0);
     g_que_testAtResponses.push("+CSQ: 17,0\r\nOK");
     std::string response;
-    EXPECT_EQ(sendAtCommand(handle, "AT", response, 0), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(sendAtCommand(descriptor, "AT", response, 0), ePORT_NO_FINAL_RESULT);
     EXPECT_EQ(response, "AT\r");
-    EXPECT_EQ(sendAtCommand(handle, "AT+CSQ", response, 0), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(descriptor, "AT+CSQ", response, 0), ePORT_OK);
     EXPECT_EQ(response, "+CSQ: 17,0\r\nOK\rAT+CSQ\r");
-    closeDevice(handle);
+    closeDevice(descriptor);
 }

@@ -34,7 +34,7 @@ class cMoodyModem {
         const unsigned timeoutS = draw(3);
         const uint64_t before = m_port.elapsedMs();
         std::string response;
-        m_result = sendAtCommand(m_port.handle(), command, response, timeoutS);
+        m_result = sendAtCommand(m_port.descriptor(), command, response, timeoutS);
         m_tookMs = m_port.elapsedMs() - before;
         EXPECT_LE(m_tookMs, (timeoutS + 1) * 1000 + LATE_ANSWER_MS + PROMPT_MS);
         return m_result == ePORT_NO_FINAL_RESULT || isOwn(response, name);
@@ -44,7 +44,7 @@ class cMoodyModem {
     void waitForQuiet() {
         std::string nothing;
         for (uint64_t waited = 0; waited < QUIET_MS; waited += 1000)
-            readAtCommandResponse(m_port.handle(), nothing, 0);
+            readAtCommandResponse(m_port.descriptor(), nothing, 0);
     }
 
   private:

@@ -27,7 +27,7 @@ struct sAnswered {
 
 sAnswered ask(cFakePort& port, const std::string& command, unsigned timeoutS = 0) {
     sAnswered answered;
-    answered.result = sendAtCommand(port.handle(), command, answered.response, timeoutS);
+    answered.result = sendAtCommand(port.descriptor(), command, answered.response, timeoutS);
     return answered;
 }
 
@@ -193,7 +193,7 @@ TEST(LinkState, TimeThatHasPassed_CountsForTheWait) {
     port.silence().answer(OK_REPLY);
     ask(port, "AT+A");
     std::string ignored;
-    readAtCommandResponse(port.handle(), ignored, 1);
+    readAtCommandResponse(port.descriptor(), ignored, 1);
     const uint64_t before = port.elapsedMs();
     ask(port, "AT");
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
@@ -207,7 +207,7 @@ TEST(LinkState, UnsolicitedLinesWhileAnAnswerIsOwed_DelayByASecondAtMost) {
         for (unsigned ms = 0; ms < 5000; ms += everyMs)
             port.sayIn(ms, RING);
         const uint64_t before = port.elapsedMs();
-        dropLateAnswers(port.handle());
+        dropLateAnswers(port.descriptor());
         EXPECT_LE(port.elapsedMs() - before, 1000u) << everyMs;
     }
 }
@@ -264,7 +264,7 @@ TEST(LinkState, FinalCodeReadWithoutACommand_Settles) {
     ask(port, "AT+CPIN=1234");
     port.sayIn(20, "\r\nOK\r\n\r\n+PACSP0\r\n");
     std::string announced;
-    EXPECT_EQ(readAtCommandResponse(port.handle(), announced, 0), ePORT_OK);
+    EXPECT_EQ(readAtCommandResponse(port.descriptor(), announced, 0), ePORT_OK);
     const uint64_t before = port.elapsedMs();
     ask(port, "AT");
     EXPECT_EQ(port.elapsedMs() - before, COMMAND_MS);
@@ -274,7 +274,7 @@ TEST(LinkState, UnexpectedFinalCode_OwesNothing) {
     cFakePort port;
     std::string response;
     port.say(OK_REPLY);
-    readAtCommandResponse(port.handle(), response, 0);
+    readAtCommandResponse(port.descriptor(), response, 0);
     for (int i = 0; i < 2; ++i) {
         port.answer(OK_REPLY);
         const uint64_t before = port.elapsedMs();
@@ -285,11 +285,11 @@ TEST(LinkState, UnexpectedFinalCode_OwesNothing) {
 
 TEST(LinkState, PortOpenedAgain_OwesNothing) {
     cFakePort port(cFakePort::eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.silence().answer(OK_REPLY);
     ask(port, "AT+A");
-    closeDevice(port.handle());
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    closeDevice(port.descriptor());
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     const uint64_t before = port.elapsedMs();
     ask(port, "AT");
     EXPECT_LE(port.elapsedMs() - before, COMMAND_MS + 20);
@@ -300,15 +300,15 @@ TEST(LinkState, OwedOnOnePort_IsNotOwedOnTheOther) {
     port.silence();
     ask(port, "AT+A");
     const uint64_t before = port.elapsedMs();
-    dropLateAnswers(port.handle() + 1);
+    dropLateAnswers(port.descriptor() + 1);
     EXPECT_EQ(port.elapsedMs(), before);
-    dropLateAnswers(port.handle());
+    dropLateAnswers(port.descriptor());
     EXPECT_EQ(port.elapsedMs(), before + 1000);
 }
 
 TEST(LinkState, HungUpPort_IsNotWaitedFor) {
     cFakePort port(cFakePort::eLink::TERMINAL);
-    ASSERT_EQ(openDevice(port.path(), port.handle()), 0);
+    ASSERT_EQ(openDevice(port.path(), port.descriptor()), 0);
     port.silence();
     ask(port, "AT+A");
     port.hangUp();
@@ -322,13 +322,13 @@ TEST(LinkState, Fifo_NeverDropsAnything) {
     const cTempFolder folder;
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     const cFakePort clockOnly;
-    int handle;
-    ASSERT_EQ(openDevice(folder / "fifo", handle), 0);
+    int descriptor;
+    ASSERT_EQ(openDevice(folder / "fifo", descriptor), 0);
     std::string response;
-    EXPECT_EQ(sendAtCommand(handle, "AT", response, 0), ePORT_NO_FINAL_RESULT);
-    ASSERT_EQ(writeToPort(handle, "OK", true), ePORT_OK);
-    EXPECT_EQ(sendAtCommand(handle, "AT", response, 0), ePORT_OK);
-    closeDevice(handle);
+    EXPECT_EQ(sendAtCommand(descriptor, "AT", response, 0), ePORT_NO_FINAL_RESULT);
+    ASSERT_EQ(writeToPort(descriptor, "OK", true), ePORT_OK);
+    EXPECT_EQ(sendAtCommand(descriptor, "AT", response, 0), ePORT_OK);
+    closeDevice(descriptor);
 }
 
 TEST(LinkState, PollDelayOverride_NeverDropsAnything) {

@@ -6,7 +6,6 @@
 #include "device/at_transaction.h"
 #include "include/debug.h"
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 
 // The linker replaces the real functions by these two ("--wrap").
 int wrappedSkvsSet(const char* key, const char* value) __asm__("__wrap__Z8skvs_setPKcS0_");

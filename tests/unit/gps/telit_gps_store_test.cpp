@@ -1,4 +1,4 @@
-#include "platform/include/key_value_store_path.h"
+#include "platform/include/key_value_store.h"
 #include "tests/unit/gps/fixture.h"
 
 namespace {

@@ -14,14 +14,14 @@ std::string cme(int number) {
 
 }  // namespace
 
-TEST(SimPacket, Attach_NeedsRegistration) {
+TEST(Le910simPacket, Attach_NeedsRegistration) {
     cModemDriver sim(R"({"registration": {"state": "searching"}})");
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT+CGATT=1"), cme(30));
     EXPECT_EQ(sim.reply("AT+CGATT=0"), OK);
 }
 
-TEST(SimPacket, Activation_NeedsAttachAndADefinedContext) {
+TEST(Le910simPacket, Activation_NeedsAttachAndADefinedContext) {
     cModemDriver sim;
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT+CGACT=1,1"), cme(148));
@@ -35,7 +35,7 @@ TEST(SimPacket, Activation_NeedsAttachAndADefinedContext) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimPacket, Detach_BringsTheContextsDown) {
+TEST(Le910simPacket, Detach_BringsTheContextsDown) {
     cModemDriver sim(R"({"attached": true, "contexts": [{"cid": 1, "active": true}, {"cid": 3}]})");
     EXPECT_EQ(sim.reply("AT+CGACT?"), "\r\n+CGACT: 1,1\r\n+CGACT: 3,0\r\n\r\nOK\r\n");
     EXPECT_EQ(sim.reply("AT+CGATT=0"), OK);
@@ -44,7 +44,7 @@ TEST(SimPacket, Detach_BringsTheContextsDown) {
     EXPECT_EQ(sim.reply("AT+CGCONTRDP=1"), OK);
 }
 
-TEST(SimPacket, NetworkDetachAndDeactivate_ByOrder) {
+TEST(Le910simPacket, NetworkDetachAndDeactivate_ByOrder) {
     cModemDriver sim(R"({"attached": true, "contexts": [{"cid": 1, "active": true},
                                                       {"cid": 2, "active": true}]})");
     EXPECT_TRUE(sim.order(R"({"op": "deactivate", "cid": 1})").at("changed"));
@@ -55,7 +55,7 @@ TEST(SimPacket, NetworkDetachAndDeactivate_ByOrder) {
               "\r\n+CGATT: 0\r\n+CGACT: 1,0\r\n+CGACT: 2,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimPacket, Addresses_OnePerActivationThenTheLastIsReused) {
+TEST(Le910simPacket, Addresses_OnePerActivationThenTheLastIsReused) {
     cModemDriver sim(R"({"attached": true, "addresses": {"ipv4": ["10.0.0.9", "10.0.0.21"]}})");
     const char* const expected[] = {"10.0.0.9", "10.0.0.21", "10.0.0.21"};
     for (const std::string address : expected) {
@@ -65,7 +65,7 @@ TEST(SimPacket, Addresses_OnePerActivationThenTheLastIsReused) {
     }
 }
 
-TEST(SimPacket, MadeUpAddresses_ChangeWithEveryActivation) {
+TEST(Le910simPacket, MadeUpAddresses_ChangeWithEveryActivation) {
     cModemDriver sim(R"({"attached": true})");
     sim.reply("AT+CGACT=1,1");
     EXPECT_EQ(sim.reply("AT+CGPADDR=1"), "\r\n+CGPADDR: 1,\"10.64.1.8\"\r\n\r\nOK\r\n");
@@ -74,7 +74,7 @@ TEST(SimPacket, MadeUpAddresses_ChangeWithEveryActivation) {
     EXPECT_EQ(sim.reply("AT+CGPADDR=1"), "\r\n+CGPADDR: 1,\"10.64.1.9\"\r\n\r\nOK\r\n");
 }
 
-TEST(SimPacket, AddressChange_ByOrder) {
+TEST(Le910simPacket, AddressChange_ByOrder) {
     cModemDriver sim(R"({"attached": true})");
     EXPECT_FALSE(sim.order(R"({"op": "address", "cid": 1, "ipv4": "10.9.9.9"})").at("changed"));
     sim.reply("AT+CGACT=1,1");
@@ -84,7 +84,7 @@ TEST(SimPacket, AddressChange_ByOrder) {
     EXPECT_FALSE(sim.modem.ownsAddress("10.64.1.8"));
 }
 
-TEST(SimPacket, BothFamilies_GiveALineEach) {
+TEST(Le910simPacket, BothFamilies_GiveALineEach) {
     cModemDriver sim(R"({"attached": true,
         "contexts": [{"cid": 2, "type": "IPV4V6", "apn": "both.apn"}],
         "addresses": {"families": "both", "ipv4": "10.0.0.9", "ipv4_mask": "255.255.255.248",
@@ -104,7 +104,7 @@ TEST(SimPacket, BothFamilies_GiveALineEach) {
     EXPECT_TRUE(sim.modem.ownsAddress("2001:db8:12:34::1"));
 }
 
-TEST(SimPacket, Ipv6Only_AndATypeTheNetworkDoesNotHave) {
+TEST(Le910simPacket, Ipv6Only_AndATypeTheNetworkDoesNotHave) {
     cModemDriver sim(R"({"attached": true, "addresses": {"families": "ipv6"}})");
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT+CGACT=1,1"), cme(555));
@@ -115,7 +115,7 @@ TEST(SimPacket, Ipv6Only_AndATypeTheNetworkDoesNotHave) {
 }
 
 // A recorded line has neither mask nor gateway.
-TEST(SimPacket, MaskAndGateway_CanBeMissing) {
+TEST(Le910simPacket, MaskAndGateway_CanBeMissing) {
     cModemDriver sim(R"({"attached": true, "contexts": [{"cid": 1, "apn": "catm"}],
         "addresses": {"ipv4": "10.0.0.9", "ipv4_mask": "", "ipv4_gateway": ""}})");
     sim.reply("AT+CGACT=1,1");
@@ -124,7 +124,7 @@ TEST(SimPacket, MaskAndGateway_CanBeMissing) {
               "\r\nOK\r\n");
 }
 
-TEST(SimPacket, BareFields_WhenQuotesAreOff) {
+TEST(Le910simPacket, BareFields_WhenQuotesAreOff) {
     cModemDriver sim(R"({"attached": true, "quoted": false, "addresses": {"ipv4": "10.0.0.9"}})");
     EXPECT_EQ(sim.reply("AT+CGDCONT?"), "\r\n+CGDCONT: 1,IP,broadband,,0,0\r\n\r\nOK\r\n");
     sim.reply("AT+CGACT=1,1");
@@ -133,14 +133,14 @@ TEST(SimPacket, BareFields_WhenQuotesAreOff) {
               "\r\nOK\r\n");
 }
 
-TEST(SimPacket, CgdataWithoutOk_WhenAsked) {
+TEST(Le910simPacket, CgdataWithoutOk_WhenAsked) {
     cModemDriver sim(R"({"attached": true, "cgdata_ok": false,
                        "contexts": [{"cid": 1, "active": true}]})");
     EXPECT_EQ(sim.reply("AT+CGDATA=\"M-RAW_IP\",1"), "\r\nCONNECT\r\n");
     EXPECT_EQ(sim.reply("AT"), OK);
 }
 
-TEST(SimPacket, ImsContext_IsActiveBesideTheConfiguredOne) {
+TEST(Le910simPacket, ImsContext_IsActiveBesideTheConfiguredOne) {
     cModemDriver sim(R"({"attached": true, "firmware": {"dual": true, "slot": 1},
         "contexts": [{"cid": 1, "type": "IPV6", "apn": "vzwims", "active": true,
                       "addresses": {"families": "ipv6", "ipv6_pcscf": ["2001:db8::5060"]}},
@@ -158,7 +158,7 @@ TEST(SimPacket, ImsContext_IsActiveBesideTheConfiguredOne) {
     EXPECT_EQ(sim.state().at("ims_apn"), "vzwims");
 }
 
-TEST(SimPacket, ContextDefinition_IsKeptAndRefusedWhileActive) {
+TEST(Le910simPacket, ContextDefinition_IsKeptAndRefusedWhileActive) {
     cModemDriver sim(R"({"attached": true})");
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT+CGDCONT=3,\"IPV4V6\",\"vzwinternet\""), OK);
@@ -173,7 +173,7 @@ TEST(SimPacket, ContextDefinition_IsKeptAndRefusedWhileActive) {
               "\r\n+CGDCONT: 1,\"IP\",\"broadband\",\"\",0,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimPacket, Authentication_IsKept) {
+TEST(Le910simPacket, Authentication_IsKept) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT#PDPAUTH=1,2,user,secret"), OK);
     EXPECT_EQ(sim.reply("AT#PDPAUTH?"), "\r\n#PDPAUTH: 1,2,\"user\"\r\n\r\nOK\r\n");
@@ -182,7 +182,7 @@ TEST(SimPacket, Authentication_IsKept) {
     EXPECT_EQ(sim.state().at("contexts")[0].at("password"), "");
 }
 
-TEST(SimPacket, RefusingNetwork_GivesTheErrorNumbers) {
+TEST(Le910simPacket, RefusingNetwork_GivesTheErrorNumbers) {
     cModemDriver sim(R"({"registration": {"accepts_activation": false}})");
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT+CGATT=1"), OK);

@@ -10,7 +10,7 @@ const std::string OK = "\r\nOK\r\n";
 
 }  // namespace
 
-TEST(SimRegistration, Mode2_AddsPlaceAndTechnology) {
+TEST(Le910simRegistration, Mode2_AddsPlaceAndTechnology) {
     cModemDriver sim(R"({"registration": {"area": "00AF", "cell": "ABCDEF01"}})");
     EXPECT_EQ(sim.reply("AT+CEREG=2"), OK);
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 2,1,\"00AF\",\"ABCDEF01\",7\r\n\r\nOK\r\n");
@@ -18,7 +18,7 @@ TEST(SimRegistration, Mode2_AddsPlaceAndTechnology) {
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0\r\nAT+CEREG?\r\r\n+CEREG: 2,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Roaming_IsState5) {
+TEST(Le910simRegistration, Roaming_IsState5) {
     cModemDriver sim(R"({"registration": {"state": "roaming", "plmn": "20404",
                        "operator": "vodafone NL", "tech": "WCDMA"}})");
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,0\r\n\r\nOK\r\n");
@@ -26,7 +26,7 @@ TEST(SimRegistration, Roaming_IsState5) {
     EXPECT_EQ(sim.reply("AT+COPS?"), "\r\n+COPS: 0,0,\"vodafone NL\",2\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Timeline_LosesAndRegainsTheNetwork) {
+TEST(Le910simRegistration, Timeline_LosesAndRegainsTheNetwork) {
     cModemDriver sim(R"({"attached": true, "timeline": [
         {"at": 12, "op": "set", "registration": {"state": "searching"}},
         {"at": 20, "op": "set", "registration": {"state": "home"}}]})");
@@ -37,7 +37,7 @@ TEST(SimRegistration, Timeline_LosesAndRegainsTheNetwork) {
     EXPECT_EQ(sim.reply("AT+CREG?"), "\r\n+CREG: 1,1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Searching_KeepsTheContextsThatDenialEnds) {
+TEST(Le910simRegistration, Searching_KeepsTheContextsThatDenialEnds) {
     cModemDriver sim(R"({"attached": true, "contexts": [{"cid": 1, "active": true}]})");
     sim.order(R"({"op": "set", "registration": {"state": "searching"}})");
     EXPECT_EQ(sim.reply("AT+CGATT?;+CGACT?"), "\r\n+CGATT: 1\r\n+CGACT: 1,1\r\n\r\nOK\r\n");
@@ -47,14 +47,14 @@ TEST(SimRegistration, Searching_KeepsTheContextsThatDenialEnds) {
     EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 0\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, AutoAttach_AttachesWithTheRegistration) {
+TEST(Le910simRegistration, AutoAttach_AttachesWithTheRegistration) {
     cModemDriver sim(R"({"registration": {"auto_attach": true, "state": "none"}})");
     EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 0\r\n\r\nOK\r\n");
     sim.order(R"({"op": "set", "registration": {"state": "home"}})");
     EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, RfstsInWcdma_HasNineteenFieldsAndTheActiveSet) {
+TEST(Le910simRegistration, RfstsInWcdma_HasNineteenFieldsAndTheActiveSet) {
     cModemDriver sim(R"({"registration": {"tech": "WCDMA", "channel": 10564, "area": "2242",
                        "cell": "2DDBDAB", "plmn": "20404", "operator": "vodafone NL"},
                        "signal": {"active_set": ["10564,176,-1.5"]}})");
@@ -64,12 +64,12 @@ TEST(SimRegistration, RfstsInWcdma_HasNineteenFieldsAndTheActiveSet) {
               "\"vodafone NL\",3,1,10564,176,-1.5\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, PsntInHsdpa_ShowsTheFourValuesWhenThereAreAny) {
+TEST(Le910simRegistration, PsntInHsdpa_ShowsTheFourValuesWhenThereAreAny) {
     cModemDriver sim(R"({"registration": {"tech": "HSDPA"}, "signal": {"hspa": [1, 0, 1, 1]}})");
     EXPECT_EQ(sim.reply("AT#PSNT?"), "\r\n#PSNT: 0,3,1,0,1,1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, RfstsInGsm_HasFourteenFields) {
+TEST(Le910simRegistration, RfstsInGsm_HasFourteenFields) {
     cModemDriver sim(R"({"registration": {"tech": "GSM", "channel": 1020, "band": 2}})");
     EXPECT_EQ(sim.reply("AT#RFSTS"),
               "\r\n#RFSTS:\"310 "
@@ -77,7 +77,7 @@ TEST(SimRegistration, RfstsInGsm_HasFourteenFields) {
               "\r\nOK\r\n");
 }
 
-TEST(SimRegistration, WithoutService_RfstsIsEmpty) {
+TEST(Le910simRegistration, WithoutService_RfstsIsEmpty) {
     cModemDriver sim(R"({"registration": {"state": "denied"}})");
     EXPECT_EQ(sim.reply("AT#PSNT?;#RFSTS"),
               "\r\n#PSNT: 0,5\r\n#RFSTS: ,32767,-68,,,19,27,,,\"310410000000001\",\"\",0,4\r\n"
@@ -86,7 +86,7 @@ TEST(SimRegistration, WithoutService_RfstsIsEmpty) {
     EXPECT_EQ(sim.reply("AT+CREG?"), "\r\n+CREG: 0,3\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Deregistered_UntilSelectionIsAutomaticAgain) {
+TEST(Le910simRegistration, Deregistered_UntilSelectionIsAutomaticAgain) {
     cModemDriver sim(R"({"attached": true, "timings": {"register_ms": 2000}})");
     EXPECT_EQ(sim.reply("AT+COPS=2"), OK);
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,0\r\n\r\nOK\r\n");
@@ -98,7 +98,7 @@ TEST(SimRegistration, Deregistered_UntilSelectionIsAutomaticAgain) {
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, ManualSelection_ByNumberOrName) {
+TEST(Le910simRegistration, ManualSelection_ByNumberOrName) {
     cModemDriver sim(R"({"registration": {"visible": [{"plmn": "310260", "name": "T-Mobile"}]}})");
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT+COPS=1,2,\"310410\""), OK);
@@ -115,18 +115,18 @@ TEST(SimRegistration, ManualSelection_ByNumberOrName) {
     EXPECT_EQ(sim.reply("AT+CREG?"), "\r\n+CREG: 0,1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Signal_ChangesWhileRunning) {
+TEST(Le910simRegistration, Signal_ChangesWhileRunning) {
     cModemDriver sim;
     EXPECT_TRUE(sim.order(R"({"op": "set", "signal": {"rssi": 31, "ber": 0}})").at("ok"));
     EXPECT_EQ(sim.reply("AT+CSQ"), "\r\n+CSQ: 31,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimRegistration, Ims_IsReported) {
+TEST(Le910simRegistration, Ims_IsReported) {
     cModemDriver sim(R"({"registration": {"ims": true}})");
     EXPECT_EQ(sim.reply("AT+CIREG?"), "\r\n+CIREG: 0,1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRadio, NetworkMode_OnlyWhatTheModelHas) {
+TEST(Le910simRadio, NetworkMode_OnlyWhatTheModelHas) {
     cModemDriver american;
     american.reply("AT+CMEE=1");
     EXPECT_EQ(american.reply("AT+WS46=25"), "\r\n+CME ERROR: 4\r\n");
@@ -138,7 +138,7 @@ TEST(SimRadio, NetworkMode_OnlyWhatTheModelHas) {
     EXPECT_EQ(european.reply("AT+WS46=29"), OK);
 }
 
-TEST(SimRadio, Bands_OnlyWhatTheModelHas) {
+TEST(Le910simRadio, Bands_OnlyWhatTheModelHas) {
     cModemDriver sim;
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT#BND=0,4,71706"), OK);
@@ -148,7 +148,7 @@ TEST(SimRadio, Bands_OnlyWhatTheModelHas) {
     EXPECT_EQ(sim.reply("AT#AUTOBND=2;#AUTOBND?"), "\r\n#AUTOBND: 2\r\n\r\nOK\r\n");
 }
 
-TEST(SimRadio, Clock_RunsFromTheNetworkTime) {
+TEST(Le910simRadio, Clock_RunsFromTheNetworkTime) {
     cModemDriver sim;
     sim.wait(27990);
     EXPECT_EQ(sim.reply("AT#CCLK?"), "\r\n#CCLK: \"20/06/15,20:32:33-24,1\"\r\n\r\nOK\r\n");
@@ -159,12 +159,12 @@ TEST(SimRadio, Clock_RunsFromTheNetworkTime) {
               "\r\n#CCLK: \"24/12/31,23:00:00+04,0\"\r\n\r\nOK\r\n");
 }
 
-TEST(SimRadio, ClockWithoutNetworkTime_BeginsIn1980) {
+TEST(Le910simRadio, ClockWithoutNetworkTime_BeginsIn1980) {
     cModemDriver sim(R"({"network_time": null})");
     EXPECT_EQ(sim.reply("AT#CCLK?"), "\r\n#CCLK: \"80/01/06,00:00:00+00,0\"\r\n\r\nOK\r\n");
 }
 
-TEST(SimRadio, Temperature_ColdAndBelowTheLevel) {
+TEST(Le910simRadio, Temperature_ColdAndBelowTheLevel) {
     cModemDriver sim(R"({"temperature": {"celsius": -32, "level": -1}})");
     EXPECT_EQ(sim.reply("AT#TEMPMON=1"), "\r\n#TEMPMEAS: -1,-32\r\n\r\nOK\r\n");
 }

@@ -20,7 +20,7 @@ void prepare(cModemDriver& sim) {
 
 }  // namespace
 
-TEST(SimCard, LockedCard_RefusesWhatNeedsThePin) {
+TEST(Le910simCard, LockedCard_RefusesWhatNeedsThePin) {
     cModemDriver sim(LOCKED);
     prepare(sim);
     EXPECT_EQ(sim.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n#PCT: 3\r\n\r\nOK\r\n");
@@ -35,7 +35,7 @@ TEST(SimCard, LockedCard_RefusesWhatNeedsThePin) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimCard, RightPin_UnlocksAndAnnouncesReadinessAMomentLater) {
+TEST(Le910simCard, RightPin_UnlocksAndAnnouncesReadinessAMomentLater) {
     cModemDriver sim(LOCKED);
     EXPECT_EQ(sim.reply("AT+CPIN=4711"), OK);
     EXPECT_EQ(sim.readAt(490), "");
@@ -46,7 +46,7 @@ TEST(SimCard, RightPin_UnlocksAndAnnouncesReadinessAMomentLater) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimCard, WrongPins_CountDownToThePuk) {
+TEST(Le910simCard, WrongPins_CountDownToThePuk) {
     cModemDriver sim(LOCKED);
     prepare(sim);
     EXPECT_EQ(sim.reply("AT+CPIN=0000"), cme(16));
@@ -62,7 +62,7 @@ TEST(SimCard, WrongPins_CountDownToThePuk) {
     EXPECT_EQ(sim.reply("AT+CPWD=\"SC\",2222,3333"), OK);
 }
 
-TEST(SimCard, ConfiguredAttempts_AreReportedWhateverTheRealNumber) {
+TEST(Le910simCard, ConfiguredAttempts_AreReportedWhateverTheRealNumber) {
     cModemDriver counting(R"({"sim": {"lock": true, "pct_text": "10"}})");
     counting.reply("AT+CPIN=0000");
     EXPECT_EQ(counting.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n#PCT: 10\r\n\r\nOK\r\n");
@@ -70,14 +70,14 @@ TEST(SimCard, ConfiguredAttempts_AreReportedWhateverTheRealNumber) {
     EXPECT_EQ(silent.reply("AT+CPIN?;#PCT"), "\r\n+CPIN: SIM PIN\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, RightPinAfterAWrongOne_RestoresTheAttempts) {
+TEST(Le910simCard, RightPinAfterAWrongOne_RestoresTheAttempts) {
     cModemDriver sim(LOCKED);
     sim.reply("AT+CPIN=0000");
     EXPECT_EQ(sim.reply("AT+CPIN=4711"), OK);
     EXPECT_EQ(sim.reply("AT#PCT"), "\r\n#PCT: 3\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, PukAttemptsUsedUp_BlockTheCard) {
+TEST(Le910simCard, PukAttemptsUsedUp_BlockTheCard) {
     cModemDriver sim(R"({"sim": {"lock": true, "pin_attempts": 0, "puk_attempts": 1}})");
     prepare(sim);
     EXPECT_EQ(sim.reply("AT+CPIN=11111111,2222"), cme(13));
@@ -86,7 +86,7 @@ TEST(SimCard, PukAttemptsUsedUp_BlockTheCard) {
     EXPECT_EQ(sim.reply("AT+CPIN=12345678,2222"), cme(13));
 }
 
-TEST(SimCard, Lock_IsSwitchedWithThePinInQuotes) {
+TEST(Le910simCard, Lock_IsSwitchedWithThePinInQuotes) {
     cModemDriver sim;
     prepare(sim);
     EXPECT_EQ(sim.reply("AT+CPWD=\"SC\",1234,4321"), cme(3));
@@ -100,7 +100,7 @@ TEST(SimCard, Lock_IsSwitchedWithThePinInQuotes) {
     EXPECT_EQ(sim.reply("AT+CLCK=\"SC\",2"), "\r\n+CLCK: 0\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, ThreeWrongPinsWhileReady_LockThePukAndEndService) {
+TEST(Le910simCard, ThreeWrongPinsWhileReady_LockThePukAndEndService) {
     cModemDriver sim;
     prepare(sim);
     for (int i = 0; i < 2; ++i)
@@ -110,7 +110,7 @@ TEST(SimCard, ThreeWrongPinsWhileReady_LockThePukAndEndService) {
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, NoCard_IsReported) {
+TEST(Le910simCard, NoCard_IsReported) {
     cModemDriver sim(R"({"sim": {"present": false}})");
     prepare(sim);
     EXPECT_EQ(sim.reply("AT#QSS?"), "\r\n#QSS: 0,0\r\n\r\nOK\r\n");
@@ -120,12 +120,12 @@ TEST(SimCard, NoCard_IsReported) {
     EXPECT_EQ(sim.reply("AT+CIMI"), cme(10));
 }
 
-TEST(SimCard, CpinText_ReplacesTheRealState) {
+TEST(Le910simCard, CpinText_ReplacesTheRealState) {
     cModemDriver sim(R"({"sim": {"cpin_text": "PH-NET PIN"}})");
     EXPECT_EQ(sim.reply("AT+CPIN?"), "\r\n+CPIN: PH-NET PIN\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, PulledAndInserted_ReportsWithQssMode) {
+TEST(Le910simCard, PulledAndInserted_ReportsWithQssMode) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT#QSS=1"), OK);
     EXPECT_TRUE(sim.order(R"({"op": "set", "sim": {"present": false}})").at("ok"));
@@ -137,7 +137,7 @@ TEST(SimCard, PulledAndInserted_ReportsWithQssMode) {
     EXPECT_EQ(sim.reply("AT#QSS?"), "\r\n#QSS: 2,3\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, PulledAndInserted_NeedsThePinAgain) {
+TEST(Le910simCard, PulledAndInserted_NeedsThePinAgain) {
     cModemDriver sim(LOCKED);
     EXPECT_EQ(sim.reply("AT+CPIN=4711"), OK);
     sim.order(R"({"op": "set", "sim": {"present": false}})");
@@ -148,7 +148,7 @@ TEST(SimCard, PulledAndInserted_NeedsThePinAgain) {
 }
 
 // The line that the daemon sends: both waits count, 0.5 s and 5 s; then the other card answers.
-TEST(SimCard, SlotSwitch_TakesEffectWithTheDetection) {
+TEST(Le910simCard, SlotSwitch_TakesEffectWithTheDetection) {
     cModemDriver sim(R"({"sim2": {"iccid": "89011480000000000021", "imsi": "311480000000021"}})");
     EXPECT_EQ(sim.reply("AT#GPIO=2,2"), "\r\n#GPIO: 1,1\r\n\r\nOK\r\n");
     const std::string line = "AT#GPIO=2,0,1,1;#ATDELAY=5;#SIMDET=0;#ATDELAY=50;#SIMDET=1";
@@ -162,13 +162,13 @@ TEST(SimCard, SlotSwitch_TakesEffectWithTheDetection) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimCard, SlotSwitchToAnEmptySlot_FindsNoCard) {
+TEST(Le910simCard, SlotSwitchToAnEmptySlot_FindsNoCard) {
     cModemDriver sim;
     sim.reply("AT#GPIO=2,0,1,1;#SIMDET=0;#SIMDET=1", 600);
     EXPECT_EQ(sim.reply("AT#QSS?"), "\r\n#QSS: 0,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimCard, PinAlone_DoesNotSwitchTheSlot) {
+TEST(Le910simCard, PinAlone_DoesNotSwitchTheSlot) {
     cModemDriver sim(R"({"sim2": {"imsi": "311480000000021"}})");
     EXPECT_EQ(sim.reply("AT#GPIO=2,0,1,1"), OK);
     EXPECT_EQ(sim.reply("AT+CIMI"), "\r\n310410000000001\r\n\r\nOK\r\n");

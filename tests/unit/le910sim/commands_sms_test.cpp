@@ -38,22 +38,22 @@ std::string userData(const sDeliver& deliver) {
 
 }  // namespace
 
-TEST(SimPdu, Deliver_InTheSevenBitAlphabet) {
+TEST(Le910simPdu, Deliver_InTheSevenBitAlphabet) {
     EXPECT_EQ(buildDeliver(message("hellohello")), HELLO);
     EXPECT_EQ(pduLength(HELLO), 28);
 }
 
-TEST(SimPdu, Deliver_WithExtensionCharacters) {
+TEST(Le910simPdu, Deliver_WithExtensionCharacters) {
     EXPECT_EQ(userData(message("@$\xC3\xA4\xE2\x82\xAC{")), "0700C17E53DEA000");
 }
 
-TEST(SimPdu, Deliver_InUcs2WhenNeeded) {
+TEST(Le910simPdu, Deliver_InUcs2WhenNeeded) {
     const std::string pdu = buildDeliver(message("\xD0\x96\xD1\x8F"));
     EXPECT_EQ(pdu, "07912120550501F0040B912120550521F300080260510223504A040416044F");
     EXPECT_EQ(userData(message("\xF0\x9F\x98\x80")), "04D83DDE00");
 }
 
-TEST(SimPdu, Deliver_InUcs2AndEightBitWhenAsked) {
+TEST(Le910simPdu, Deliver_InUcs2AndEightBitWhenAsked) {
     sDeliver deliver = message("Hi");
     deliver.coding = eSMS_UCS2;
     EXPECT_EQ(userData(deliver), "0400480069");
@@ -61,7 +61,7 @@ TEST(SimPdu, Deliver_InUcs2AndEightBitWhenAsked) {
     EXPECT_EQ(userData(deliver), "024869");
 }
 
-TEST(SimPdu, Deliver_ConcatenatedWithFillBits) {
+TEST(Le910simPdu, Deliver_ConcatenatedWithFillBits) {
     sDeliver deliver = message("part one");
     deliver.reference = 0xCC;
     deliver.total = 2;
@@ -76,7 +76,7 @@ TEST(SimPdu, Deliver_ConcatenatedWithFillBits) {
     EXPECT_EQ(userData(deliver), "1006080412340202F0B09C0EA2DFDF");
 }
 
-TEST(SimPdu, Deliver_FromANameAndAShortNumber) {
+TEST(Le910simPdu, Deliver_FromANameAndAShortNumber) {
     sDeliver deliver = message("hellohello");
     deliver.serviceCentre.clear();
     deliver.from = "MyBank";
@@ -88,7 +88,7 @@ TEST(SimPdu, Deliver_FromANameAndAShortNumber) {
               "00000260510223504A0AE8329BFD4697D9EC37");
 }
 
-TEST(SimPdu, Deliver_ThatDoesNotFit_IsRefused) {
+TEST(Le910simPdu, Deliver_ThatDoesNotFit_IsRefused) {
     EXPECT_NO_THROW(buildDeliver(message(std::string(160, 'a'))));
     EXPECT_THROW(buildDeliver(message(std::string(161, 'a'))), std::invalid_argument);
     EXPECT_THROW(buildDeliver(message("\xFF")), std::invalid_argument);
@@ -107,7 +107,7 @@ TEST(SimPdu, Deliver_ThatDoesNotFit_IsRefused) {
 }
 
 // Published for an HE910, with another maker's packing.
-TEST(SimPdu, RecordedDeliver_IsRead) {
+TEST(Le910simPdu, RecordedDeliver_IsRead) {
     const sDeliverView view = viewDeliver(
         "07916163838428F9040B916121021021F700005190514164220A23C4B0BCFD5E8740C4B0BCFD5E83C26E32481"
         "96687C9A0301D440DBBC3677918");
@@ -116,7 +116,7 @@ TEST(SimPdu, RecordedDeliver_IsRead) {
     EXPECT_EQ(view.text, "Darmok! Darmok and Jalad at Tanagra");
 }
 
-TEST(SimPdu, Submit_IsRead) {
+TEST(Le910simPdu, Submit_IsRead) {
     std::string why;
     const std::optional<sSentSms> sms = readSubmit(SUBMIT, why);
     ASSERT_TRUE(sms) << why;
@@ -126,7 +126,7 @@ TEST(SimPdu, Submit_IsRead) {
     EXPECT_EQ(sms->total, 0);
 }
 
-TEST(SimPdu, SubmitConcatenated_ShowsReferencePartAndTotal) {
+TEST(Le910simPdu, SubmitConcatenated_ShowsReferencePartAndTotal) {
     std::string why;
     const std::optional<sSentSms> sms =
         readSubmit("0041000B912120550521F300000F050003CC0201E061391DF4769701", why);
@@ -137,7 +137,7 @@ TEST(SimPdu, SubmitConcatenated_ShowsReferencePartAndTotal) {
     EXPECT_EQ(sms->total, 2);
 }
 
-TEST(SimPdu, SubmitInUcs2ToANationalNumber) {
+TEST(Le910simPdu, SubmitInUcs2ToANationalNumber) {
     std::string why;
     const std::optional<sSentSms> sms = readSubmit("0001000A8102525510320008040416044F", why);
     ASSERT_TRUE(sms) << why;
@@ -146,7 +146,7 @@ TEST(SimPdu, SubmitInUcs2ToANationalNumber) {
     EXPECT_EQ(sms->coding, "ucs2");
 }
 
-TEST(SimPdu, SubmitCutAnywhereOrTooLong_IsRefused) {
+TEST(Le910simPdu, SubmitCutAnywhereOrTooLong_IsRefused) {
     std::string why;
     for (size_t length = 0; length < SUBMIT.size(); ++length) {
         EXPECT_FALSE(readSubmit(SUBMIT.substr(0, length), why)) << length;
@@ -159,7 +159,7 @@ TEST(SimPdu, SubmitCutAnywhereOrTooLong_IsRefused) {
     EXPECT_FALSE(readSubmit("00110", why));
 }
 
-TEST(SimPdu, EveryCharacterOfTheAlphabet_SurvivesEncodingAndDecoding) {
+TEST(Le910simPdu, EveryCharacterOfTheAlphabet_SurvivesEncodingAndDecoding) {
     std::vector<uint8_t> all;
     for (uint8_t septet = 0; septet < 128; ++septet) {
         if (septet != 0x1B) all.push_back(septet);
@@ -170,7 +170,7 @@ TEST(SimPdu, EveryCharacterOfTheAlphabet_SurvivesEncodingAndDecoding) {
     EXPECT_EQ(unpackSeptets(packSeptets(all, 3), all.size(), 3), all);
 }
 
-TEST(SimSms, InjectedText_IsListedOnceAsUnread) {
+TEST(Le910simSms, InjectedText_IsListedOnceAsUnread) {
     cModemDriver sim;
     const json answer = sim.order(INJECT_HELLO);
     EXPECT_EQ(answer.at("pdu"), HELLO);
@@ -183,7 +183,7 @@ TEST(SimSms, InjectedText_IsListedOnceAsUnread) {
     EXPECT_EQ(sim.reply("AT+CMGL=4"), OK);
 }
 
-TEST(SimSms, DeleteRead_KeepsTheUnread) {
+TEST(Le910simSms, DeleteRead_KeepsTheUnread) {
     cModemDriver sim;
     sim.order(INJECT_HELLO);
     sim.reply("AT+CMGR=1");
@@ -196,7 +196,7 @@ TEST(SimSms, DeleteRead_KeepsTheUnread) {
     EXPECT_TRUE(sim.state().at("sms").at("stored").empty());
 }
 
-TEST(SimSms, ReadAndDeleteByIndex) {
+TEST(Le910simSms, ReadAndDeleteByIndex) {
     cModemDriver sim(R"({"sms": {"bare_alpha": true}})");
     sim.order(INJECT_HELLO);
     EXPECT_EQ(sim.reply("AT+CMGR=1"), "\r\n+CMGR: 0,,28\r\n" + HELLO + "\r\n" + OK);
@@ -206,7 +206,7 @@ TEST(SimSms, ReadAndDeleteByIndex) {
     EXPECT_EQ(sim.reply("AT+CMGR=1"), "\r\n+CMS ERROR: 321\r\n");
 }
 
-TEST(SimSms, TextMode_ListsByWord) {
+TEST(Le910simSms, TextMode_ListsByWord) {
     cModemDriver sim;
     sim.order(INJECT_HELLO);
     EXPECT_EQ(sim.reply("AT+CMGF=1"), OK);
@@ -221,7 +221,7 @@ TEST(SimSms, TextMode_ListsByWord) {
     EXPECT_EQ(sim.modem.problems().size(), 1U);
 }
 
-TEST(SimSms, MemoryFull_TheNetworkKeepsTheMessage) {
+TEST(Le910simSms, MemoryFull_TheNetworkKeepsTheMessage) {
     cModemDriver sim(R"({"sms": {"capacity": 1}})");
     sim.reply("AT+CNMI=2,1");
     sim.order(INJECT_HELLO);
@@ -233,7 +233,7 @@ TEST(SimSms, MemoryFull_TheNetworkKeepsTheMessage) {
     EXPECT_EQ(sim.reply("AT+CMGL=0"), "\r\n+CMGL: 1,0,\"\",28\r\n" + HELLO + "\r\n" + OK);
 }
 
-TEST(SimSms, InjectedPdu_IsStoredUnchanged) {
+TEST(Le910simSms, InjectedPdu_IsStoredUnchanged) {
     cModemDriver sim;
     EXPECT_TRUE(sim.order(R"({"op": "inject-sms", "pdu": "00FFEE"})").at("ok"));
     EXPECT_EQ(sim.reply("AT+CMGL=0"), "\r\n+CMGL: 1,0,\"\",2\r\n00FFEE\r\n" + OK);
@@ -241,7 +241,7 @@ TEST(SimSms, InjectedPdu_IsStoredUnchanged) {
     EXPECT_FALSE(sim.order(R"({"op": "inject-sms", "pdu": "08FF"})").at("ok"));
 }
 
-TEST(SimSms, SendPdu_PromptThenReference) {
+TEST(Le910simSms, SendPdu_PromptThenReference) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("AT+CMGS=19"), "AT+CMGS=19\r\r\n> ");
     EXPECT_EQ(sim.at(SUBMIT + CTRL_Z), SUBMIT + "\r\n+CMGS: 1\r\n\r\nOK\r\n");
@@ -256,7 +256,7 @@ TEST(SimSms, SendPdu_PromptThenReference) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimSms, SendPduOfAnotherLength_IsRefusedAndNoted) {
+TEST(Le910simSms, SendPduOfAnotherLength_IsRefusedAndNoted) {
     cModemDriver sim;
     sim.at("AT+CMGS=18");
     EXPECT_EQ(sim.reply(SUBMIT + CTRL_Z), SUBMIT + "\r\n+CMS ERROR: 304\r\n");
@@ -265,7 +265,7 @@ TEST(SimSms, SendPduOfAnotherLength_IsRefusedAndNoted) {
               std::string::npos);
 }
 
-TEST(SimSms, SendText_KeepsNumberAndText) {
+TEST(Le910simSms, SendText_KeepsNumberAndText) {
     cModemDriver sim;
     sim.reply("AT+CMGF=1");
     EXPECT_EQ(sim.reply("AT+CSCS=\"IRA\""), OK);
@@ -277,7 +277,7 @@ TEST(SimSms, SendText_KeepsNumberAndText) {
     EXPECT_EQ(sent.at("coding"), "IRA");
 }
 
-TEST(SimSms, Escape_LeavesThePrompt) {
+TEST(Le910simSms, Escape_LeavesThePrompt) {
     cModemDriver sim;
     sim.at("AT+CMGS=19");
     EXPECT_EQ(sim.at(ESC), OK);
@@ -285,20 +285,20 @@ TEST(SimSms, Escape_LeavesThePrompt) {
     EXPECT_TRUE(sim.state().at("sms").at("sent").empty());
 }
 
-TEST(SimSms, SendWithoutService_IsRefused) {
+TEST(Le910simSms, SendWithoutService_IsRefused) {
     cModemDriver sim(R"({"registration": {"state": "searching"}})");
     sim.at("AT+CMGS=19");
     EXPECT_EQ(sim.at(SUBMIT + CTRL_Z), SUBMIT + "\r\n+CMS ERROR: 331\r\n");
 }
 
-TEST(SimSms, SendDelay_HoldsTheReference) {
+TEST(Le910simSms, SendDelay_HoldsTheReference) {
     cModemDriver sim(R"({"sms": {"send_delay_ms": 2000}})");
     sim.at("AT+CMGS=19");
     EXPECT_EQ(sim.at(SUBMIT + CTRL_Z, 1980), SUBMIT);
     EXPECT_EQ(sim.readAt(20), "\r\n+CMGS: 1\r\n\r\nOK\r\n");
 }
 
-TEST(SimSms, PromptTimeout_EndsThePrompt) {
+TEST(Le910simSms, PromptTimeout_EndsThePrompt) {
     cModemDriver sim(R"({"sms": {"prompt_timeout_ms": 5000}})");
     sim.at("AT+CMGS=19");
     EXPECT_EQ(sim.readAt(4990), "");
@@ -306,7 +306,7 @@ TEST(SimSms, PromptTimeout_EndsThePrompt) {
     EXPECT_EQ(sim.at("AT"), "AT\r" + OK);
 }
 
-TEST(SimSms, FaultAtTheData_GivesACmsErrorOnce) {
+TEST(Le910simSms, FaultAtTheData_GivesACmsErrorOnce) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "prefix": "AT+CMGS", "stage": "data", "kind": "cms",
                   "number": 500, "count": 1})");
@@ -316,7 +316,7 @@ TEST(SimSms, FaultAtTheData_GivesACmsErrorOnce) {
     EXPECT_EQ(sim.at(SUBMIT + CTRL_Z), SUBMIT + "\r\n+CMGS: 1\r\n\r\nOK\r\n");
 }
 
-TEST(SimSms, SilenceAtTheData_LeavesThePromptToEscape) {
+TEST(Le910simSms, SilenceAtTheData_LeavesThePromptToEscape) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "prefix": "AT+CMGS", "stage": "data", "kind": "silence"})");
     sim.at("AT+CMGS=19");
@@ -326,7 +326,7 @@ TEST(SimSms, SilenceAtTheData_LeavesThePromptToEscape) {
     EXPECT_TRUE(sim.state().at("sms").at("sent").empty());
 }
 
-TEST(SimSms, SilenceInsteadOfThePrompt_DoesNotNoteTheTextAsAProblem) {
+TEST(Le910simSms, SilenceInsteadOfThePrompt_DoesNotNoteTheTextAsAProblem) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "prefix": "AT+CMGS", "kind": "silence"})");
     EXPECT_EQ(sim.at("AT+CMGS=19", 1000), "");

@@ -14,10 +14,10 @@ namespace le910sim {
 namespace {
 
 // A device of a fixed name that leads to one terminal after the other.
-class SimDevicePort : public ::testing::Test {
+class Le910simDevicePort : public ::testing::Test {
   protected:
-    SimDevicePort() { plugIn(); }
-    ~SimDevicePort() override { unplug(); }
+    Le910simDevicePort() { plugIn(); }
+    ~Le910simDevicePort() override { unplug(); }
 
     void plugIn() {
         m_host = openPseudoTerminal();
@@ -36,7 +36,7 @@ class SimDevicePort : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(SimDevicePort, BytesOfTheHost_ArriveUnchangedAndWithoutEcho) {
+TEST_F(Le910simDevicePort, BytesOfTheHost_ArriveUnchangedAndWithoutEcho) {
     cDevicePort port(path());
     port.appear();
     ASSERT_EQ(write(m_host.modemEnd, "AT\r\x03\x1A", 5), 5);
@@ -49,7 +49,7 @@ TEST_F(SimDevicePort, BytesOfTheHost_ArriveUnchangedAndWithoutEcho) {
     EXPECT_STREQ(text, "\r\nOK\r\n");
 }
 
-TEST_F(SimDevicePort, NothingReceived_IsNoHangUp) {
+TEST_F(Le910simDevicePort, NothingReceived_IsNoHangUp) {
     cDevicePort port(path());
     port.appear();
     EXPECT_EQ(port.receive(), "");
@@ -57,7 +57,7 @@ TEST_F(SimDevicePort, NothingReceived_IsNoHangUp) {
     EXPECT_FALSE(port.takeHangUp());
 }
 
-TEST_F(SimDevicePort, HangUp_IsReportedOnceAndThePortIsGone) {
+TEST_F(Le910simDevicePort, HangUp_IsReportedOnceAndThePortIsGone) {
     cDevicePort port(path());
     port.appear();
     unplug();
@@ -67,7 +67,7 @@ TEST_F(SimDevicePort, HangUp_IsReportedOnceAndThePortIsGone) {
     EXPECT_FALSE(port.takeHangUp());
 }
 
-TEST_F(SimDevicePort, DeviceThatIsAwayForAWhile_IsOpenedWhenItIsBack) {
+TEST_F(Le910simDevicePort, DeviceThatIsAwayForAWhile_IsOpenedWhenItIsBack) {
     cDevicePort port(path());
     port.appear();
     unplug();
@@ -79,13 +79,13 @@ TEST_F(SimDevicePort, DeviceThatIsAwayForAWhile_IsOpenedWhenItIsBack) {
     EXPECT_TRUE(port.present());
 }
 
-TEST_F(SimDevicePort, DeviceThatWasNeverThere_IsAnError) {
+TEST_F(Le910simDevicePort, DeviceThatWasNeverThere_IsAnError) {
     unplug();
     cDevicePort port(path());
     EXPECT_THROW(port.appear(), std::runtime_error);
 }
 
-TEST_F(SimDevicePort, DeviceThatIsNoTerminal_IsAnError) {
+TEST_F(Le910simDevicePort, DeviceThatIsNoTerminal_IsAnError) {
     writeFile(m_folder / "file", "");
     cDevicePort port(m_folder / "file");
     EXPECT_THROW(port.appear(), std::runtime_error);

@@ -55,7 +55,7 @@ std::string changed(std::string frame, size_t octet, const std::string& octets) 
 
 }  // namespace
 
-TEST(SimEthernet, ArpRequest_GetsTheModemsAddress) {
+TEST(Le910simEthernet, ArpRequest_GetsTheModemsAddress) {
     EXPECT_EQ(replyTo(ARP),
               "020000000101"
               "020000000102"
@@ -67,21 +67,21 @@ TEST(SimEthernet, ArpRequest_GetsTheModemsAddress) {
               "0A400108");
 }
 
-TEST(SimEthernet, ArpRequestForAnAddressOfTheHost_GetsNoAnswer) {
+TEST(Le910simEthernet, ArpRequestForAnAddressOfTheHost_GetsNoAnswer) {
     EXPECT_EQ(replyTo(ARP, [](const std::string& address) { return address == "10.64.1.1"; }), "");
 }
 
-TEST(SimEthernet, ArpOfAHostThatLooksWhetherItsAddressIsFree_GetsNoAnswer) {
+TEST(Le910simEthernet, ArpOfAHostThatLooksWhetherItsAddressIsFree_GetsNoAnswer) {
     EXPECT_EQ(replyTo(changed(ARP, 28, "00000000")), "") << "probe";
     EXPECT_EQ(replyTo(changed(ARP, 38, "0A400108")), "") << "announcement";
 }
 
-TEST(SimEthernet, ArpThatIsNoRequest_GetsNoAnswer) {
+TEST(Le910simEthernet, ArpThatIsNoRequest_GetsNoAnswer) {
     EXPECT_EQ(replyTo(changed(ARP, 21, "02")), "");
     EXPECT_EQ(replyTo(changed(ARP, 15, "06")), "") << "another hardware";
 }
 
-TEST(SimEthernet, NeighbourSolicitation_GetsTheModemsAddress) {
+TEST(Le910simEthernet, NeighbourSolicitation_GetsTheModemsAddress) {
     const std::string reply = replyTo(SOLICITATION);
     EXPECT_EQ(reply.substr(0, 28), "02000000010102000000010286DD");
     EXPECT_EQ(reply.substr(28, 16), "6000000000203AFF");
@@ -93,7 +93,7 @@ TEST(SimEthernet, NeighbourSolicitation_GetsTheModemsAddress) {
 
 // RFC 8200 section 8.1: with its checksum the sum over addresses, length, protocol and message is
 // 0.
-TEST(SimEthernet, Advertisement_HasTheRightChecksum) {
+TEST(Le910simEthernet, Advertisement_HasTheRightChecksum) {
     const auto reply = neighbourReply(bytes(SOLICITATION), MODEM, nobodys);
     ASSERT_TRUE(reply);
     std::vector<uint8_t> covered(reply->begin() + 22, reply->end());
@@ -101,12 +101,12 @@ TEST(SimEthernet, Advertisement_HasTheRightChecksum) {
     EXPECT_EQ(internetChecksum(covered), 0);
 }
 
-TEST(SimEthernet, SolicitationForAnAddressOfTheHost_GetsNoAnswer) {
+TEST(Le910simEthernet, SolicitationForAnAddressOfTheHost_GetsNoAnswer) {
     EXPECT_EQ(replyTo(SOLICITATION, [](const std::string& a) { return a == "fe80::1"; }), "");
     EXPECT_EQ(replyTo(changed(SOLICITATION, 22, std::string(32, '0'))), "") << "address is tried";
 }
 
-TEST(SimEthernet, FrameThatIsCutAnywhere_GetsNoAnswerAndHarmsNobody) {
+TEST(Le910simEthernet, FrameThatIsCutAnywhere_GetsNoAnswerAndHarmsNobody) {
     for (const std::string& frame : {ARP, SOLICITATION.substr(0, 2 * 78)}) {
         for (size_t length = 0; length < frame.size(); length += 2) {
             EXPECT_EQ(replyTo(frame.substr(0, length)), "") << length;
@@ -114,7 +114,7 @@ TEST(SimEthernet, FrameThatIsCutAnywhere_GetsNoAnswerAndHarmsNobody) {
     }
 }
 
-TEST(SimEthernet, Packet_ComesOutOfItsFrameAndIntoOne) {
+TEST(Le910simEthernet, Packet_ComesOutOfItsFrameAndIntoOne) {
     const std::vector<uint8_t> ipv4 = bytes("45000014000100004001000000000000");
     const std::vector<uint8_t> frame = frameOf(ipv4, {2, 0, 0, 0, 1, 1}, MODEM);
     EXPECT_EQ(toHex(frame).substr(0, 28), "0200000001010200000001020800");

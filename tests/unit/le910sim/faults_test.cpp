@@ -11,7 +11,7 @@ const std::string CSQ = "\r\n+CSQ: 17,99\r\n\r\nOK\r\n";
 
 }  // namespace
 
-TEST(SimFaults, Silence_NeitherEchoNorAnswerForACount) {
+TEST(Le910simFaults, Silence_NeitherEchoNorAnswerForACount) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "silence", "count": 2})");
     EXPECT_EQ(sim.at("AT+CSQ", 5000), "");
@@ -20,7 +20,7 @@ TEST(SimFaults, Silence_NeitherEchoNorAnswerForACount) {
     EXPECT_EQ(sim.reply("AT+CSQ"), CSQ);
 }
 
-TEST(SimFaults, Silence_ForATime) {
+TEST(Le910simFaults, Silence_ForATime) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "prefix": "", "kind": "silence", "for_ms": 1000})");
     EXPECT_EQ(sim.at("AT", 900), "");
@@ -28,7 +28,7 @@ TEST(SimFaults, Silence_ForATime) {
     EXPECT_EQ(sim.reply("AT"), OK);
 }
 
-TEST(SimFaults, Match_IsExactAndPrefixIsNot) {
+TEST(Le910simFaults, Match_IsExactAndPrefixIsNot) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CGATT", "kind": "error"})");
     EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 0\r\n" + OK);
@@ -38,7 +38,7 @@ TEST(SimFaults, Match_IsExactAndPrefixIsNot) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimFaults, ReplacedAnswer_DoesNotExecuteUnlessAsked) {
+TEST(Le910simFaults, ReplacedAnswer_DoesNotExecuteUnlessAsked) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CGATT=1", "kind": "error", "count": 1})");
     EXPECT_EQ(sim.reply("AT+CGATT=1"), "\r\nERROR\r\n");
@@ -49,7 +49,7 @@ TEST(SimFaults, ReplacedAnswer_DoesNotExecuteUnlessAsked) {
     EXPECT_EQ(sim.reply("AT+CGATT?"), "\r\n+CGATT: 1\r\n" + OK);
 }
 
-TEST(SimFaults, CmeAndCms_AreSentWithTheirNumber) {
+TEST(Le910simFaults, CmeAndCms_AreSentWithTheirNumber) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CIMI", "kind": "cme", "number": 14})");
     sim.order(R"({"op": "fault", "match": "AT+CMGL=0", "kind": "cms", "number": 322})");
@@ -59,7 +59,7 @@ TEST(SimFaults, CmeAndCms_AreSentWithTheirNumber) {
     EXPECT_EQ(sim.reply("AT+CIMI"), "\r\n+CME ERROR: SIM busy\r\n");
 }
 
-TEST(SimFaults, Delay_HoldsTheAnswerAndLaterCommands) {
+TEST(Le910simFaults, Delay_HoldsTheAnswerAndLaterCommands) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "delay", "delay_ms": 300})");
     EXPECT_EQ(sim.at("AT+CSQ", 290), "AT+CSQ\r");
@@ -67,7 +67,7 @@ TEST(SimFaults, Delay_HoldsTheAnswerAndLaterCommands) {
     EXPECT_EQ(sim.readAt(0), CSQ + "AT\r" + OK);
 }
 
-TEST(SimFaults, Pieces_ComeWithGaps) {
+TEST(Le910simFaults, Pieces_ComeWithGaps) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "pieces", "pieces": 3,
                   "gap_ms": 100})");
@@ -77,7 +77,7 @@ TEST(SimFaults, Pieces_ComeWithGaps) {
     EXPECT_EQ(sim.readAt(100), "\n\r\nOK\r\n");
 }
 
-TEST(SimFaults, Garbage_IsTheSameForTheSameSeed) {
+TEST(Le910simFaults, Garbage_IsTheSameForTheSameSeed) {
     cModemDriver first;
     cModemDriver second;
     const char* const before =
@@ -91,14 +91,14 @@ TEST(SimFaults, Garbage_IsTheSameForTheSameSeed) {
     EXPECT_EQ(second.reply("AT+CSQ"), reply);
 }
 
-TEST(SimFaults, Garbage_InsteadOfTheAnswer) {
+TEST(Le910simFaults, Garbage_InsteadOfTheAnswer) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "garbage", "bytes": 5,
                   "place": "instead"})");
     EXPECT_EQ(sim.reply("AT+CSQ").size(), 5U);
 }
 
-TEST(SimFaults, UnsolicitedLine_BeforeInsideAndAfter) {
+TEST(Le910simFaults, UnsolicitedLine_BeforeInsideAndAfter) {
     const std::pair<const char*, std::string> cases[] = {
         {"before", "\r\nSRING: 2,86\r\n" + CSQ},
         {"inside", "\r\n+CSQ: 17,99\r\n\r\nSRING: 2,86\r\n" + OK},
@@ -112,7 +112,7 @@ TEST(SimFaults, UnsolicitedLine_BeforeInsideAndAfter) {
     }
 }
 
-TEST(SimFaults, HangUp_TakesThePortsAway) {
+TEST(Le910simFaults, HangUp_TakesThePortsAway) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "hangup", "away_ms": 2000,
                   "count": 1})");
@@ -123,7 +123,7 @@ TEST(SimFaults, HangUp_TakesThePortsAway) {
     EXPECT_EQ(sim.reply("AT+CSQ"), CSQ);
 }
 
-TEST(SimFaults, WrongAnswer_ByLinesOrRaw) {
+TEST(Le910simFaults, WrongAnswer_ByLinesOrRaw) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "answer", "count": 1,
                   "lines": ["+CSQ: 17", "+CSQ: 18,99"]})");
@@ -135,7 +135,7 @@ TEST(SimFaults, WrongAnswer_ByLinesOrRaw) {
     EXPECT_EQ(sim.reply("AT+CSQ"), "+CSQ: 1\nOK\n");
 }
 
-TEST(SimFaults, SkipAndCount_HitTheThirdOnly) {
+TEST(Le910simFaults, SkipAndCount_HitTheThirdOnly) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT", "kind": "error", "skip": 2, "count": 1})");
     EXPECT_EQ(sim.reply("AT"), OK);
@@ -144,7 +144,7 @@ TEST(SimFaults, SkipAndCount_HitTheThirdOnly) {
     EXPECT_EQ(sim.reply("AT"), OK);
 }
 
-TEST(SimFaults, SeveralFaults_FirstReplacementAndAllShapes) {
+TEST(Le910simFaults, SeveralFaults_FirstReplacementAndAllShapes) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "match": "AT", "kind": "error"})");
     sim.order(R"({"op": "fault", "match": "AT", "kind": "cme", "number": 3})");
@@ -153,7 +153,7 @@ TEST(SimFaults, SeveralFaults_FirstReplacementAndAllShapes) {
     EXPECT_EQ(sim.readAt(10), "\r\nERROR\r\n");
 }
 
-TEST(SimFaults, Cleared_ByIdOrAll) {
+TEST(Le910simFaults, Cleared_ByIdOrAll) {
     cModemDriver sim;
     const json answer = sim.order(R"({"op": "fault", "match": "AT", "kind": "error"})");
     sim.order(R"({"op": "fault", "match": "AT+CSQ", "kind": "error"})");
@@ -165,7 +165,7 @@ TEST(SimFaults, Cleared_ByIdOrAll) {
     EXPECT_EQ(sim.reply("AT+CSQ"), CSQ);
 }
 
-TEST(SimFaults, FromScenarioAndTimeline) {
+TEST(Le910simFaults, FromScenarioAndTimeline) {
     cModemDriver sim(R"({"faults": [{"match": "AT+CSQ", "kind": "error", "count": 1}],
         "timeline": [{"at": 0.5, "op": "fault", "match": "AT", "kind": "error"},
                      {"at": 1, "op": "clear-faults"}]})");
@@ -178,14 +178,14 @@ TEST(SimFaults, FromScenarioAndTimeline) {
     EXPECT_EQ(sim.reply("AT"), OK);
 }
 
-TEST(SimFaults, OnOnePortOnly) {
+TEST(Le910simFaults, OnOnePortOnly) {
     cModemDriver sim;
     sim.order(R"({"op": "fault", "prefix": "AT", "kind": "error", "port": "gps"})");
     EXPECT_EQ(sim.reply("AT"), OK);
     EXPECT_EQ(sim.gps("AT\r"), "AT\r\r\nERROR\r\n");
 }
 
-TEST(SimFaults, BadOrders_NameTheKey) {
+TEST(Le910simFaults, BadOrders_NameTheKey) {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"op": "fault", "match": "AT"})", "order: key 'kind' is missing"},
         {R"({"op": "fault", "kind": "error"})",

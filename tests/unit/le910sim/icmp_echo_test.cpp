@@ -38,7 +38,7 @@ bool everybody(const std::string&) {
 
 }  // namespace
 
-TEST(SimIcmp, Ipv4Request_GivesItsReply) {
+TEST(Le910simIcmp, Ipv4Request_GivesItsReply) {
     std::string asked;
     const auto reply = echoReply(bytes(PING4), [&asked](const std::string& source) {
         asked = source;
@@ -55,7 +55,7 @@ TEST(SimIcmp, Ipv4Request_GivesItsReply) {
               "70696E67");
 }
 
-TEST(SimIcmp, Ipv6Request_GivesItsReply) {
+TEST(Le910simIcmp, Ipv6Request_GivesItsReply) {
     std::string asked;
     const auto reply = echoReply(bytes(PING6), [&asked](const std::string& source) {
         asked = source;
@@ -74,12 +74,12 @@ TEST(SimIcmp, Ipv6Request_GivesItsReply) {
               "70696E67");
 }
 
-TEST(SimIcmp, ForeignSource_IsNotAnswered) {
+TEST(Le910simIcmp, ForeignSource_IsNotAnswered) {
     EXPECT_FALSE(echoReply(bytes(PING4), [](const std::string&) { return false; }));
     EXPECT_FALSE(echoReply(bytes(PING6), [](const std::string&) { return false; }));
 }
 
-TEST(SimIcmp, CutAnywhere_GivesNothing) {
+TEST(Le910simIcmp, CutAnywhere_GivesNothing) {
     for (const char* ping : {PING4, PING6}) {
         const std::vector<uint8_t> whole = bytes(ping);
         for (size_t length = 0; length < whole.size(); ++length) {
@@ -90,7 +90,7 @@ TEST(SimIcmp, CutAnywhere_GivesNothing) {
     }
 }
 
-TEST(SimIcmp, OtherPackets_GiveNothing) {
+TEST(Le910simIcmp, OtherPackets_GiveNothing) {
     std::vector<uint8_t> packet = bytes(PING4);
     packet[9] = 17;
     EXPECT_FALSE(echoReply(packet, everybody));

@@ -166,7 +166,7 @@ std::string ask(int fd, const std::string& command, const std::string& until) {
 
 }  // namespace
 
-TEST(SimProgram, SaysReady_AndAnswersOnBothPorts) {
+TEST(Le910simProgram, SaysReady_AndAnswersOnBothPorts) {
     cProgram program;
     ASSERT_EQ(program.said("\n"), "ready\n");
     const int at = program.open(program.at());
@@ -178,7 +178,7 @@ TEST(SimProgram, SaysReady_AndAnswersOnBothPorts) {
     close(gps);
 }
 
-TEST(SimProgram, OpenedAndClosedRepeatedly_KeepsAnswering) {
+TEST(Le910simProgram, OpenedAndClosedRepeatedly_KeepsAnswering) {
     cProgram program;
     program.said("ready");
     for (int i = 0; i < 20; ++i) {
@@ -188,7 +188,7 @@ TEST(SimProgram, OpenedAndClosedRepeatedly_KeepsAnswering) {
     }
 }
 
-TEST(SimProgram, OutputWhileThePortWasClosed_IsReadLater) {
+TEST(Le910simProgram, OutputWhileThePortWasClosed_IsReadLater) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program.order(R"({"op": "urc", "line": "RING"})").at("ok"), true);
@@ -197,7 +197,7 @@ TEST(SimProgram, OutputWhileThePortWasClosed_IsReadLater) {
     close(fd);
 }
 
-TEST(SimProgram, SlowReader_GetsEveryByte) {
+TEST(Le910simProgram, SlowReader_GetsEveryByte) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());
@@ -219,7 +219,7 @@ TEST(SimProgram, SlowReader_GetsEveryByte) {
     close(fd);
 }
 
-TEST(SimProgram, NobodyReads_KeepsRunning) {
+TEST(Le910simProgram, NobodyReads_KeepsRunning) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());
@@ -230,7 +230,7 @@ TEST(SimProgram, NobodyReads_KeepsRunning) {
     close(fd);
 }
 
-TEST(SimProgram, GivenDevices_AreServedAndPluggedInOnceTheyAre) {
+TEST(Le910simProgram, GivenDevices_AreServedAndPluggedInOnceTheyAre) {
     cTempFolder gadget;
     writeFile(gadget / "UDC", "\n");
     const sPseudoTerminal at = openPseudoTerminal();
@@ -247,7 +247,7 @@ TEST(SimProgram, GivenDevices_AreServedAndPluggedInOnceTheyAre) {
     close(gps.modemEnd);
 }
 
-TEST(SimProgram, RestartOfAModemWithAGadget_UnplugsItAndPlugsItInAgain) {
+TEST(Le910simProgram, RestartOfAModemWithAGadget_UnplugsItAndPlugsItInAgain) {
     cTempFolder gadget;
     writeFile(gadget / "UDC", "\n");
     cTempFolder folder;
@@ -267,7 +267,7 @@ TEST(SimProgram, RestartOfAModemWithAGadget_UnplugsItAndPlugsItInAgain) {
     close(gps.modemEnd);
 }
 
-TEST(SimProgram, DeviceThatIsUnpluggedDuringAnAnswer_LosesItsRestAndServesAgain) {
+TEST(Le910simProgram, DeviceThatIsUnpluggedDuringAnAnswer_LosesItsRestAndServesAgain) {
     cTempFolder folder;
     sPseudoTerminal at = openPseudoTerminal();
     const sPseudoTerminal gps = openPseudoTerminal();
@@ -289,7 +289,7 @@ TEST(SimProgram, DeviceThatIsUnpluggedDuringAnAnswer_LosesItsRestAndServesAgain)
     close(gps.modemEnd);
 }
 
-TEST(SimProgram, RebootCommand_HangsUpAndReturns) {
+TEST(Le910simProgram, RebootCommand_HangsUpAndReturns) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program
@@ -312,7 +312,7 @@ TEST(SimProgram, RebootCommand_HangsUpAndReturns) {
     close(again);
 }
 
-TEST(SimProgram, ControlSocket_SurvivesBadInput) {
+TEST(Le910simProgram, ControlSocket_SurvivesBadInput) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program.order("nonsense"), (json{{"ok", false}, {"error", "not JSON"}}));
@@ -330,7 +330,7 @@ TEST(SimProgram, ControlSocket_SurvivesBadInput) {
     EXPECT_EQ(program.order(R"({"op": "count"})").at("ok"), true);
 }
 
-TEST(SimProgram, Terminated_LeavesOnlyTheLog) {
+TEST(Le910simProgram, Terminated_LeavesOnlyTheLog) {
     cProgram program;
     program.said("ready");
     const int fd = program.open(program.at());
@@ -348,14 +348,14 @@ TEST(SimProgram, Terminated_LeavesOnlyTheLog) {
     EXPECT_EQ(events, (std::vector<std::string>{"problem", "exchange"}));
 }
 
-TEST(SimProgram, Interrupted_EndsCleanly) {
+TEST(Le910simProgram, Interrupted_EndsCleanly) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program.stop(SIGINT), 0);
     EXPECT_FALSE(isThere(program.at()));
 }
 
-TEST(SimProgram, Seconds_EndItByItself) {
+TEST(Le910simProgram, Seconds_EndItByItself) {
     cProgram program({"--seconds", "1", "--model", "LE910-EU V2", "--pace", "115200"});
     program.said("ready");
     const int fd = program.open(program.at());
@@ -364,7 +364,7 @@ TEST(SimProgram, Seconds_EndItByItself) {
     EXPECT_EQ(program.wait(), 0);
 }
 
-TEST(SimProgram, CommandLineThatIsIncompleteOrWrong_NamesTheProgramAndWhatIsMissing) {
+TEST(Le910simProgram, CommandLineThatIsIncompleteOrWrong_NamesTheProgramAndWhatIsMissing) {
     const std::string example =
         "; for example: le910sim --at-link /tmp/at --gps-link /tmp/gps (see le910sim --help)\n";
     const struct {
@@ -392,7 +392,7 @@ TEST(SimProgram, CommandLineThatIsIncompleteOrWrong_NamesTheProgramAndWhatIsMiss
     EXPECT_EQ(help.wait(), 0);
 }
 
-TEST(SimProgram, WrongScenario_IsNamedAndFails) {
+TEST(Le910simProgram, WrongScenario_IsNamedAndFails) {
     cTempFolder folder;
     writeFile(folder / "scenario.json", R"({"sim": {"pim": "1234"}})");
     cProgram program({"--scenario", folder / "scenario.json"});
@@ -401,7 +401,7 @@ TEST(SimProgram, WrongScenario_IsNamedAndFails) {
     EXPECT_FALSE(isThere(program.at()));
 }
 
-TEST(SimProgram, ScenarioThatIsNoJson_IsNamedAndFails) {
+TEST(Le910simProgram, ScenarioThatIsNoJson_IsNamedAndFails) {
     cTempFolder folder;
     writeFile(folder / "scenario.json", "{");
     cProgram program({"--scenario", folder / "scenario.json"});
@@ -409,7 +409,7 @@ TEST(SimProgram, ScenarioThatIsNoJson_IsNamedAndFails) {
     EXPECT_EQ(program.wait(), 1);
 }
 
-TEST(SimProgram, FileInPlaceOfTheLink_IsNotTouched) {
+TEST(Le910simProgram, FileInPlaceOfTheLink_IsNotTouched) {
     cTempFolder folder;
     writeFile(folder / "at", "mine");
     cProgram program({"--at-link", folder / "at"}, false);

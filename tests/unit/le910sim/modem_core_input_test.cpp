@@ -4,29 +4,29 @@
 
 namespace le910sim {
 
-TEST(SimFraming, BareAt_AnswersEchoAndOk) {
+TEST(Le910simFraming, BareAt_AnswersEchoAndOk) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("AT"), "AT\r\r\nOK\r\n");
 }
 
 // The recorded framing: echo and CR, CR LF, line, CR LF, CR LF, OK, CR LF.
-TEST(SimFraming, OneLine_IsBetweenEchoAndOk) {
+TEST(Le910simFraming, OneLine_IsBetweenEchoAndOk) {
     cModemDriver sim(R"({"sim": {"iccid": "89010100000000000002"}})");
     EXPECT_EQ(sim.at("AT#CCID"), "AT#CCID\r\r\n#CCID: 89010100000000000002\r\n\r\nOK\r\n");
 }
 
-TEST(SimFraming, CompoundCommand_GivesItsLinesInOrderAndOneOk) {
+TEST(Le910simFraming, CompoundCommand_GivesItsLinesInOrderAndOneOk) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("AT+CPIN?;#PCT"), "AT+CPIN?;#PCT\r\r\n+CPIN: READY\r\n#PCT: 3\r\n\r\nOK\r\n");
 }
 
-TEST(SimFraming, CompoundCommandThatFails_StopsThere) {
+TEST(Le910simFraming, CompoundCommandThatFails_StopsThere) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT+CPIN?;+NOSUCH;#PCT"), "\r\nERROR\r\n");
     EXPECT_EQ(sim.modem.problems().size(), 1U);
 }
 
-TEST(SimFraming, EchoOff_AnswerAlone) {
+TEST(Le910simFraming, EchoOff_AnswerAlone) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("ATE0"), "ATE0\r\r\nOK\r\n");
     EXPECT_EQ(sim.at("AT"), "\r\nOK\r\n");
@@ -34,24 +34,24 @@ TEST(SimFraming, EchoOff_AnswerAlone) {
     EXPECT_EQ(sim.at("AT"), "AT\r\r\nOK\r\n");
 }
 
-TEST(SimFraming, LowerCase_IsTheSameCommand) {
+TEST(Le910simFraming, LowerCase_IsTheSameCommand) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("at+cgatt?"), "\r\n+CGATT: 0\r\n\r\nOK\r\n");
 }
 
-TEST(SimFraming, EmptyLine_IsIgnored) {
+TEST(Le910simFraming, EmptyLine_IsIgnored) {
     cModemDriver sim;
     EXPECT_EQ(sim.at(""), "");
     EXPECT_TRUE(sim.modem.commands().empty());
 }
 
-TEST(SimFraming, TwoCommandsInOneWrite_AreBothAnswered) {
+TEST(Le910simFraming, TwoCommandsInOneWrite_AreBothAnswered) {
     cModemDriver sim;
     sim.modem.receiveAt("AT\rAT+CFUN?\r", 0);
     EXPECT_EQ(sim.modem.takeAtOutput(), "AT\r\r\nOK\r\nAT+CFUN?\r\r\n+CFUN: 1\r\n\r\nOK\r\n");
 }
 
-TEST(SimFraming, UnknownCommand_AnswersErrorAndIsNoted) {
+TEST(Le910simFraming, UnknownCommand_AnswersErrorAndIsNoted) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("AT+CSQQ"), "AT+CSQQ\r\r\nERROR\r\n");
     ASSERT_EQ(sim.modem.problems().size(), 1U);
@@ -59,7 +59,7 @@ TEST(SimFraming, UnknownCommand_AnswersErrorAndIsNoted) {
     EXPECT_EQ(sim.state().at("problems").size(), 1U);
 }
 
-TEST(SimFraming, MalformedCommands_AnswerErrorAndAreNoted) {
+TEST(Le910simFraming, MalformedCommands_AnswerErrorAndAreNoted) {
     const std::vector<std::string> lines = {"CSQ",
                                             "AT+",
                                             "AT+CMEE",
@@ -91,7 +91,7 @@ TEST(SimFraming, MalformedCommands_AnswerErrorAndAreNoted) {
     }
 }
 
-TEST(SimFraming, OverlongLine_AnswersErrorAndIsNoted) {
+TEST(Le910simFraming, OverlongLine_AnswersErrorAndIsNoted) {
     cModemDriver sim;
     sim.modem.receiveAt(std::string(10000, 'A') + "\r", 0);
     EXPECT_EQ(sim.modem.takeAtOutput(), "\r\nERROR\r\n");
@@ -99,7 +99,7 @@ TEST(SimFraming, OverlongLine_AnswersErrorAndIsNoted) {
     EXPECT_EQ(sim.at("AT"), "AT\r\r\nOK\r\n");
 }
 
-TEST(SimFraming, EveryByteValue_IsHandled) {
+TEST(Le910simFraming, EveryByteValue_IsHandled) {
     cModemDriver sim;
     std::string bytes;
     for (int value = 0; value < 256; ++value)
@@ -112,7 +112,7 @@ TEST(SimFraming, EveryByteValue_IsHandled) {
     EXPECT_EQ(sim.at("AT"), "AT\r\r\nOK\r\n");
 }
 
-TEST(SimFraming, Cmee_ChoosesTheFormOfErrors) {
+TEST(Le910simFraming, Cmee_ChoosesTheFormOfErrors) {
     cModemDriver sim(R"({"sim": {"present": false}})");
     EXPECT_EQ(sim.reply("AT+CPIN?"), "\r\nERROR\r\n");
     EXPECT_EQ(sim.reply("AT+CMEE=1"), "\r\nOK\r\n");
@@ -123,14 +123,14 @@ TEST(SimFraming, Cmee_ChoosesTheFormOfErrors) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimFraming, EscapeBeforeACommand_IsSkipped) {
+TEST(Le910simFraming, EscapeBeforeACommand_IsSkipped) {
     cModemDriver sim;
     EXPECT_EQ(sim.at("+++AT"), "+++AT\r\r\nOK\r\n");
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
 // 14 bytes at 9600 baud: 960 bytes a second.
-TEST(SimFraming, Pace_LimitsTheBytesASecond) {
+TEST(Le910simFraming, Pace_LimitsTheBytesASecond) {
     cModemDriver sim(R"({"pace": "9600"})");
     sim.modem.receiveAt("AT\r", 0);
     EXPECT_EQ(sim.modem.takeAtOutput(), "");
@@ -142,14 +142,14 @@ TEST(SimFraming, Pace_LimitsTheBytesASecond) {
     EXPECT_EQ(sim.modem.takeAtOutput(), "K\r\n");
 }
 
-TEST(SimFraming, ReplyDelay_HoldsTheAnswerButNotTheEcho) {
+TEST(Le910simFraming, ReplyDelay_HoldsTheAnswerButNotTheEcho) {
     cModemDriver sim(R"({"timings": {"reply_ms": 50}})");
     EXPECT_EQ(sim.at("AT"), "AT\r");
     EXPECT_EQ(sim.readAt(40), "");
     EXPECT_EQ(sim.readAt(10), "\r\nOK\r\n");
 }
 
-TEST(SimFraming, CommandsWhileBusy_WaitTheirTurn) {
+TEST(Le910simFraming, CommandsWhileBusy_WaitTheirTurn) {
     cModemDriver sim;
     sim.modem.receiveAt("AT#ATDELAY=5\rAT\r", 0);
     sim.wait(499);
@@ -158,7 +158,7 @@ TEST(SimFraming, CommandsWhileBusy_WaitTheirTurn) {
     EXPECT_EQ(sim.modem.takeAtOutput(), "AT#ATDELAY=5\r\r\nOK\r\nAT\r\r\nOK\r\n");
 }
 
-TEST(SimFraming, Exchanges_KeepCommandReplyPortAndTime) {
+TEST(Le910simFraming, Exchanges_KeepCommandReplyPortAndTime) {
     cModemDriver sim;
     sim.wait(100);
     sim.at("AT");
@@ -174,7 +174,7 @@ TEST(SimFraming, Exchanges_KeepCommandReplyPortAndTime) {
     EXPECT_EQ(sim.modem.commands(), std::vector<std::string>{"AT"});
 }
 
-TEST(SimFraming, OutputNobodyReads_IsBounded) {
+TEST(Le910simFraming, OutputNobodyReads_IsBounded) {
     cModemDriver sim;
     for (int i = 0; i < 2000; ++i)
         sim.modem.receiveAt("AT+COPN\r", 0);

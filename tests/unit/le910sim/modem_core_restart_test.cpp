@@ -10,7 +10,7 @@ const std::string OK = "\r\nOK\r\n";
 
 }  // namespace
 
-TEST(SimRestart, Reboot_AnswersThenRemovesThePortsAndComesBack) {
+TEST(Le910simRestart, Reboot_AnswersThenRemovesThePortsAndComesBack) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT#REBOOT"), OK);
     EXPECT_TRUE(sim.modem.portsPresent());
@@ -28,7 +28,7 @@ TEST(SimRestart, Reboot_AnswersThenRemovesThePortsAndComesBack) {
     EXPECT_EQ(sim.modem.commands(), (std::vector<std::string>{"AT#REBOOT", "AT"}));
 }
 
-TEST(SimRestart, Reboot_ForgetsAndKeepsTheSameAsAModem) {
+TEST(Le910simRestart, Reboot_ForgetsAndKeepsTheSameAsAModem) {
     cModemDriver sim(R"({"attached": true, "sim": {"lock": true, "verified": true},
                        "contexts": [{"cid": 1, "apn": "kept.apn", "active": true}]})");
     for (const char* command : {"AT+CMEE=1", "ATE0", "AT+CREG=2", "AT+CMGF=1", "AT#SLED=3,1,9",
@@ -49,7 +49,7 @@ TEST(SimRestart, Reboot_ForgetsAndKeepsTheSameAsAModem) {
               "\r\n+CGDCONT: 1,\"IP\",\"kept.apn\",\"\",0,0\r\n\r\nOK\r\n");
 }
 
-TEST(SimRestart, BootLineThatTheHostEchoes_IsNoCommandAndHidesNone) {
+TEST(Le910simRestart, BootLineThatTheHostEchoes_IsNoCommandAndHidesNone) {
     cModemDriver sim;
     sim.order(R"({"op": "restart", "away_ms": 0})");
     EXPECT_EQ(sim.readAt(600), "\r\n+PACSP0\r\n");
@@ -59,7 +59,7 @@ TEST(SimRestart, BootLineThatTheHostEchoes_IsNoCommandAndHidesNone) {
     EXPECT_EQ(sim.reply("+PBT"), "\r\nERROR\r\n");
 }
 
-TEST(SimRestart, SavedLed_SurvivesARestart) {
+TEST(Le910simRestart, SavedLed_SurvivesARestart) {
     cModemDriver sim;
     sim.reply("AT#SLED=3,1,9");
     sim.reply("AT#SLEDSAV");
@@ -68,7 +68,7 @@ TEST(SimRestart, SavedLed_SurvivesARestart) {
     EXPECT_EQ(sim.reply("AT#SLED?"), "\r\n#SLED: 3,1,9\r\n\r\nOK\r\n");
 }
 
-TEST(SimRestart, RegistrationAfterBoot_TakesItsTime) {
+TEST(Le910simRestart, RegistrationAfterBoot_TakesItsTime) {
     cModemDriver sim(R"({"timings": {"register_ms": 5000}, "boot_lines": []})");
     sim.order(R"({"op": "restart", "away_ms": 0})");
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,2\r\n\r\nOK\r\n");
@@ -76,7 +76,7 @@ TEST(SimRestart, RegistrationAfterBoot_TakesItsTime) {
     EXPECT_EQ(sim.reply("AT+CEREG?"), "\r\n+CEREG: 0,1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRestart, FirmwareSwitch_RestartsByItself) {
+TEST(Le910simRestart, FirmwareSwitch_RestartsByItself) {
     cModemDriver sim(R"({"firmware": {"dual": true, "versions": ["20.00.402", "20.00.522"]}})");
     EXPECT_EQ(sim.reply("AT#FWSWITCH=?"), "\r\n#FWSWITCH: (0,1),(0,1)\r\n\r\nOK\r\n");
     EXPECT_EQ(sim.reply("AT#FWSWITCH?"), "\r\n#FWSWITCH: 0\r\n\r\nOK\r\n");
@@ -92,7 +92,7 @@ TEST(SimRestart, FirmwareSwitch_RestartsByItself) {
     EXPECT_TRUE(sim.modem.portsPresent());
 }
 
-TEST(SimRestart, SingleImage_RefusesTheSwitchWithoutAProblem) {
+TEST(Le910simRestart, SingleImage_RefusesTheSwitchWithoutAProblem) {
     cModemDriver sim;
     sim.reply("AT+CMEE=1");
     EXPECT_EQ(sim.reply("AT#FWSWITCH=?"), "\r\nERROR\r\n");
@@ -100,7 +100,7 @@ TEST(SimRestart, SingleImage_RefusesTheSwitchWithoutAProblem) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-TEST(SimRestart, TestMode_IsLeftByCommandAndRestart) {
+TEST(Le910simRestart, TestMode_IsLeftByCommandAndRestart) {
     cModemDriver sim(R"({"test_mode": true})");
     EXPECT_EQ(sim.reply("AT+GMM"), "\r\nModem software not inited\r\n\r\nOK\r\n");
     EXPECT_EQ(sim.reply("AT#TESTMODE=\"OM\""), OK);
@@ -110,7 +110,7 @@ TEST(SimRestart, TestMode_IsLeftByCommandAndRestart) {
     EXPECT_EQ(sim.reply("AT+GMM"), "\r\nLE910-NA V2\r\n\r\nOK\r\n");
 }
 
-TEST(SimRestart, HangUp_LosesThePortsButNotTheState) {
+TEST(Le910simRestart, HangUp_LosesThePortsButNotTheState) {
     cModemDriver sim(R"({"attached": true})");
     sim.reply("AT+CMEE=1");
     EXPECT_TRUE(sim.order(R"({"op": "hangup", "away_ms": 1000})").at("ok"));
@@ -120,7 +120,7 @@ TEST(SimRestart, HangUp_LosesThePortsButNotTheState) {
     EXPECT_EQ(sim.reply("AT+CGATT?;+CMEE?"), "\r\n+CGATT: 1\r\n+CMEE: 1\r\n\r\nOK\r\n");
 }
 
-TEST(SimRestart, RadioOff_EndsService) {
+TEST(Le910simRestart, RadioOff_EndsService) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT+CFUN=4"), OK);
     EXPECT_EQ(sim.reply("AT+CREG?"), "\r\n+CREG: 0,0\r\n\r\nOK\r\n");

@@ -24,7 +24,7 @@ const std::string OK = "\r\nOK\r\n";
 
 }  // namespace
 
-TEST(SimHealth, BringUp_OfTheDefaultModem) {
+TEST(Le910simHealth, BringUp_OfTheDefaultModem) {
     cModemDriver sim;
     expectSteps(sim, {{"AT", OK},
                       {"AT+GMM", "\r\nLE910-NA V2\r\n" + OK},
@@ -62,7 +62,7 @@ TEST(SimHealth, BringUp_OfTheDefaultModem) {
                       {"AT#SLEDSAV", OK}});
 }
 
-TEST(SimHealth, Polling_OfTheDefaultModem) {
+TEST(Le910simHealth, Polling_OfTheDefaultModem) {
     cModemDriver sim;
     expectSteps(
         sim,
@@ -80,7 +80,7 @@ TEST(SimHealth, Polling_OfTheDefaultModem) {
          {"AT$GPSSW", "\r\n$GPSSW: \r\n" + OK}});
 }
 
-TEST(SimHealth, DataSession_OfTheDefaultModem) {
+TEST(Le910simHealth, DataSession_OfTheDefaultModem) {
     cModemDriver sim;
     expectSteps(sim, {{"AT+CGATT?", "\r\n+CGATT: 0\r\n" + OK},
                       {"AT+CGATT=1", OK},
@@ -98,7 +98,7 @@ TEST(SimHealth, DataSession_OfTheDefaultModem) {
                       {"AT+CGPADDR=1", "\r\n+CGPADDR: 1,\"10.64.1.8\"\r\n" + OK}});
 }
 
-TEST(SimHealth, OperatorNames_AreTwentyAndHoldTheOwnPlmn) {
+TEST(Le910simHealth, OperatorNames_AreTwentyAndHoldTheOwnPlmn) {
     cModemDriver sim;
     const std::string reply = sim.reply("AT+COPN");
     EXPECT_NE(reply.find("\r\n+COPN: \"310410\",\"AT&T\"\r\n"), std::string::npos);

@@ -68,7 +68,7 @@ std::string mutated(std::string text, std::mt19937& random) {
 }  // namespace
 
 // Whatever it receives, the modem keeps running and its records can be written.
-TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
+TEST(Le910simRobustness, RandomLinesAndOrders_NeverEndTheModem) {
     std::mt19937 random(seed());
     SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
     cModemDriver sim(R"({"gps": {"enabled": true}, "pace": "230400"})");
@@ -96,7 +96,7 @@ TEST(SimRobustness, RandomLinesAndOrders_NeverEndTheModem) {
     EXPECT_FALSE(sim.modem.problems().empty());
 }
 
-TEST(SimRobustness, RandomScenarios_AreAcceptedOrRefusedWithAReason) {
+TEST(Le910simRobustness, RandomScenarios_AreAcceptedOrRefusedWithAReason) {
     std::mt19937 random(seed());
     SCOPED_TRACE("CELLSLOT_SEED=" + std::to_string(seed()));
     const std::string scenario =

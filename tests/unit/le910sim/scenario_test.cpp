@@ -19,7 +19,7 @@ std::string errorOf(const std::string& scenario) {
 
 }  // namespace
 
-TEST(SimScenario, Errors_NameTheKey) {
+TEST(Le910simScenario, Errors_NameTheKey) {
     const std::pair<const char*, const char*> cases[] = {
         {"[]", "scenario: not an object"},
         {R"({"modle": "LE910-NA1"})", "scenario: unknown key 'modle'"},
@@ -60,14 +60,14 @@ TEST(SimScenario, Errors_NameTheKey) {
         EXPECT_EQ(errorOf(item.first), item.second) << item.first;
 }
 
-TEST(SimScenario, Models_AnswerTheirNames) {
+TEST(Le910simScenario, Models_AnswerTheirNames) {
     for (const std::string name : {"LE910-NA1", "LE910-NA V2", "LE910-EU V2"}) {
         cModemDriver sim("{\"model\": \"" + name + "\"}");
         EXPECT_EQ(sim.reply("AT+GMM"), "\r\n" + name + "\r\n\r\nOK\r\n");
     }
 }
 
-TEST(SimControl, BadOrders_NameTheKeyAndChangeNothing) {
+TEST(Le910simControl, BadOrders_NameTheKeyAndChangeNothing) {
     cModemDriver sim;
     const std::pair<const char*, const char*> cases[] = {
         {"3", "order: not an object"},
@@ -91,7 +91,7 @@ TEST(SimControl, BadOrders_NameTheKeyAndChangeNothing) {
     EXPECT_EQ(sim.reply("AT+CSQ"), "\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
 }
 
-TEST(SimControl, CountAndExchanges_FollowTheCommands) {
+TEST(Le910simControl, CountAndExchanges_FollowTheCommands) {
     cModemDriver sim;
     EXPECT_EQ(sim.order(R"({"op": "count"})").at("exchanges"), 0);
     sim.at("AT");
@@ -107,7 +107,7 @@ TEST(SimControl, CountAndExchanges_FollowTheCommands) {
     EXPECT_EQ(since.at("exchanges")[0].at("reply"), "\r\nERROR\r\n");
 }
 
-TEST(SimControl, Dump_ShowsWhatCommandsChanged) {
+TEST(Le910simControl, Dump_ShowsWhatCommandsChanged) {
     cModemDriver sim;
     sim.at("AT#SLED=3,1,9");
     sim.at("AT#AUTOBND=0");
@@ -119,7 +119,7 @@ TEST(SimControl, Dump_ShowsWhatCommandsChanged) {
     EXPECT_EQ(state.at("gpio").at("2"), (json{1, 1}));
 }
 
-TEST(SimControl, UnsolicitedLine_OnEitherPort) {
+TEST(Le910simControl, UnsolicitedLine_OnEitherPort) {
     cModemDriver sim;
     sim.order(R"({"op": "urc", "line": "RING"})");
     sim.order(R"({"op": "urc", "port": "gps", "raw": "\u0000x"})");
@@ -127,7 +127,7 @@ TEST(SimControl, UnsolicitedLine_OnEitherPort) {
     EXPECT_EQ(sim.gps(""), std::string("\0x", 2));
 }
 
-TEST(SimControl, UnsolicitedLineAtIntervals_IsSentUntilItsTimeIsOverOrItIsCleared) {
+TEST(Le910simControl, UnsolicitedLineAtIntervals_IsSentUntilItsTimeIsOverOrItIsCleared) {
     cModemDriver sim;
     sim.order(R"({"op": "urc", "line": "RING", "every_ms": 200, "for_ms": 500})");
     EXPECT_EQ(sim.readAt(0), "\r\nRING\r\n");
@@ -141,7 +141,7 @@ TEST(SimControl, UnsolicitedLineAtIntervals_IsSentUntilItsTimeIsOverOrItIsCleare
     EXPECT_EQ(sim.order(R"({"op": "urc", "line": "RING", "for_ms": 5})").at("ok"), false);
 }
 
-TEST(SimControl, UnsolicitedLineAtIntervals_IsNotSentWhileTheModemIsAway) {
+TEST(Le910simControl, UnsolicitedLineAtIntervals_IsNotSentWhileTheModemIsAway) {
     cModemDriver sim;
     sim.order(R"({"op": "urc", "line": "RING", "every_ms": 1000})");
     sim.readAt(0);
@@ -150,7 +150,7 @@ TEST(SimControl, UnsolicitedLineAtIntervals_IsNotSentWhileTheModemIsAway) {
     EXPECT_EQ(sim.readAt(10), "\r\nRING\r\n");
 }
 
-TEST(SimLog, Events_ShowExchangesProblemsAndSentMessages) {
+TEST(Le910simLog, Events_ShowExchangesProblemsAndSentMessages) {
     cModemDriver sim;
     sim.at("AT+BAD");
     sim.at("AT+CMGS=19");
@@ -168,7 +168,7 @@ TEST(SimLog, Events_ShowExchangesProblemsAndSentMessages) {
     EXPECT_TRUE(sim.modem.takeLog().empty());
 }
 
-TEST(SimLog, FinalCode_IsTheLastLine) {
+TEST(Le910simLog, FinalCode_IsTheLastLine) {
     cModemDriver sim;
     sim.at("AT+CSQ");
     sim.at("AT+CMGS=19");

@@ -64,7 +64,7 @@ class SmsRandomParts : public cSmsFixture {
     void receive(const tTexts& pdus) {
         sleepMicroseconds(5000000);
         port.answer(OK_REPLY).answer(listing(pdus));
-        ASSERT_EQ(checkReceiveSmS(port.handle(), device.modem, root), eSUCCESS);
+        ASSERT_EQ(checkReceiveSmS(port.descriptor(), device.modem, root), eSUCCESS);
     }
 
     // The next few parts. The network delivers some twice: at once, or while the first one still

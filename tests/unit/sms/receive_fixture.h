@@ -11,7 +11,7 @@
 // Checks for messages on a fake port.
 class SmsReceive : public cSmsFixture {
   protected:
-    eGeneralErrors check() { return checkReceiveSmS(port.handle(), device.modem, root); }
+    eGeneralErrors check() { return checkReceiveSmS(port.descriptor(), device.modem, root); }
     // One check with this listing; returns its result.
     eGeneralErrors receive(const tNames& pdus) {
         port.answer(OK_REPLY).answer(listing(pdus));

@@ -105,7 +105,7 @@ TEST_F(SmsKill, KilledWhileAListingIsWritten_EveryMessageExists) {
         killed = killedAtCall(++calls, [&] {
             cFakePort port;
             port.answer(OK_REPLY).answer(listing(pdus));
-            checkReceiveSmS(port.handle(), device.modem, root);
+            checkReceiveSmS(port.descriptor(), device.modem, root);
         });
         restart();
         {
@@ -118,7 +118,7 @@ TEST_F(SmsKill, KilledWhileAListingIsWritten_EveryMessageExists) {
                 port.answer(listing(pdus));
             else
                 port.answer(OK_REPLY);
-            checkReceiveSmS(port.handle(), device.modem, root);
+            checkReceiveSmS(port.descriptor(), device.modem, root);
         }
         EXPECT_EQ(contents("recv"), expected) << calls;
         EXPECT_TRUE(names("recv_parts").empty()) << calls;

@@ -58,16 +58,16 @@ class cModelModem {
     void connect() {
         int ends[2];
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
-        m_handle = ends[0];
+        m_descriptor = ends[0];
         m_modem = ends[1];
         resetLinkState();
         setTimerClock(clockMs);
     }
     void disconnect() const {
-        close(m_handle);
+        close(m_descriptor);
         close(m_modem);
     }
-    int handle() const { return m_handle; }
+    int descriptor() const { return m_descriptor; }
 
     bool give(const std::string& pdu) {
         for (size_t i = 0; i < STORE_MAX; ++i) {
@@ -129,7 +129,7 @@ class cModelModem {
 
     static cModelModem* s_current;
     sStored* m_store = nullptr;
-    int m_handle = -1;
+    int m_descriptor = -1;
     int m_modem = -1;
     uint64_t m_elapsedUs = 0;
     std::string m_pending;
@@ -166,7 +166,7 @@ class SmsModel : public cSmsFixture {
 
     void check() {
         sleepMicroseconds(5000000);
-        checkSMS(modem.handle(), device);
+        checkSMS(modem.descriptor(), device);
     }
 
     void restart() {

@@ -19,7 +19,7 @@ TEST_F(SmsReceive, Commands_OfEveryType) {
                  {eSMS_READ_ALL, "AT+CMGL=4"}};
     for (const auto& row : reads) {
         port.answer(OK_REPLY);
-        EXPECT_EQ(getSmsMsg(port.handle(), eSMS_3GPP, row.type, queue), ePORT_OK);
+        EXPECT_EQ(getSmsMsg(port.descriptor(), eSMS_3GPP, row.type, queue), ePORT_OK);
         EXPECT_EQ(commands(), tNames{row.command});
     }
     const struct {
@@ -31,15 +31,15 @@ TEST_F(SmsReceive, Commands_OfEveryType) {
                    {eSMS_DELETE_ALL, "AT+CMGD=1,4"}};
     for (const auto& row : deletes) {
         port.answer(OK_REPLY);
-        EXPECT_EQ(deleteSmsMsg(port.handle(), row.type), ePORT_OK);
+        EXPECT_EQ(deleteSmsMsg(port.descriptor(), row.type), ePORT_OK);
         EXPECT_EQ(commands(), tNames{row.command});
     }
 }
 
 TEST_F(SmsReceive, UnknownTypes_Give303) {
     tSmsQueue queue;
-    EXPECT_EQ(getSmsMsg(port.handle(), eSMS_3GPP, static_cast<eSmsReadType>(3), queue), 303);
-    EXPECT_EQ(deleteSmsMsg(port.handle(), static_cast<eSmsDelType>(-1)), 303);
+    EXPECT_EQ(getSmsMsg(port.descriptor(), eSMS_3GPP, static_cast<eSmsReadType>(3), queue), 303);
+    EXPECT_EQ(deleteSmsMsg(port.descriptor(), static_cast<eSmsDelType>(-1)), 303);
     EXPECT_TRUE(commands().empty());
     EXPECT_EQ(logCount("getSmsMsg(): Error: Unknown SMS read command Command 3"), 1U);
     EXPECT_EQ(logCount("deleteSmsMsg(): Error: Unknown SMS delete command Command -1"), 1U);
@@ -48,13 +48,14 @@ TEST_F(SmsReceive, UnknownTypes_Give303) {
 TEST_F(SmsReceive, Timeouts_AreThoseOfTheCommands) {
     tSmsQueue queue;
     port.silence();
-    EXPECT_EQ(getSmsMsg(port.handle(), eSMS_3GPP, eSMS_READ_UNREAD, queue), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(getSmsMsg(port.descriptor(), eSMS_3GPP, eSMS_READ_UNREAD, queue),
+              ePORT_NO_FINAL_RESULT);
     EXPECT_NEAR(static_cast<double>(port.elapsedMs()), 11000, 50);
     EXPECT_EQ(logCount("getSmsMsg(): Command 'AT+CMGL=0' TIMEOUT"), 1U);
     resetLinkState();  // forgets the previous port
     const uint64_t before = port.elapsedMs();
     port.silence();
-    EXPECT_EQ(deleteSmsMsg(port.handle(), eSMS_DELETE_READ), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(deleteSmsMsg(port.descriptor(), eSMS_DELETE_READ), ePORT_NO_FINAL_RESULT);
     EXPECT_NEAR(static_cast<double>(port.elapsedMs() - before), 3000, 50);
 }
 
@@ -62,7 +63,7 @@ TEST_F(SmsReceive, Refusals_AreTurnedIntoTheirNumber) {
     tSmsQueue queue;
     const auto refuse = [&](const std::string& line) {
         port.answer(modemReply({}, line));
-        return getSmsMsg(port.handle(), eSMS_3GPP, eSMS_READ_UNREAD, queue);
+        return getSmsMsg(port.descriptor(), eSMS_3GPP, eSMS_READ_UNREAD, queue);
     };
     const std::string logLine = "getSmsMsg(): Command 'AT+CMGL=0' reported CME/CMS ERROR 10";
     EXPECT_EQ(refuse("+CME ERROR: 10"), 10);
@@ -72,7 +73,7 @@ TEST_F(SmsReceive, Refusals_AreTurnedIntoTheirNumber) {
     EXPECT_EQ(logCount("getSmsMsg(): Command 'AT+CMGL=0' reported ERROR"), 1U);
     EXPECT_EQ(refuse("OK"), ePORT_OK);
     port.answer(modemReply({}, "+CMS ERROR: 321"));
-    EXPECT_EQ(deleteSmsMsg(port.handle(), eSMS_DELETE_READ), 321);
+    EXPECT_EQ(deleteSmsMsg(port.descriptor(), eSMS_DELETE_READ), 321);
 }
 
 TEST_F(SmsReceive, SingleMessages_AreWrittenAndCounted) {

@@ -16,7 +16,7 @@ namespace {
 // Something happens in the folder while the daemon waits for the modem.
 class SmsSendMeanwhile : public cSmsFixture {
   protected:
-    eGeneralErrors check() { return checkSendSmS(port.handle(), device.modem, root); }
+    eGeneralErrors check() { return checkSendSmS(port.descriptor(), device.modem, root); }
     // The texts that the modem got to send.
     tNames sentTexts() {
         tNames texts;

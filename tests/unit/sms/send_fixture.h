@@ -19,7 +19,7 @@ class SmsSend : public cSmsFixture {
   protected:
     SmsSend() { device.modem.s_own_number = "12025550101"; }
 
-    eGeneralErrors check() { return checkSendSmS(port.handle(), device.modem, root); }
+    eGeneralErrors check() { return checkSendSmS(port.descriptor(), device.modem, root); }
     // Answers for one message of one PDU.
     void modemSends() { port.answer(OK_REPLY).answer(PROMPT).answer(SENT); }
     void modemRefuses() { port.answer(OK_REPLY).answer(PROMPT).answer(ERROR_REPLY); }

@@ -34,7 +34,7 @@ TEST_F(SmsSend, Prompt_IsMarkedWhileItMayBeOpen) {
     EXPECT_NE(std::string(events, std::max<ssize_t>(length, 0)).find(".cellslot-prompt."),
               std::string::npos);
     EXPECT_FALSE(fileExists(marker));
-    endLeftPrompt(port.handle());
+    endLeftPrompt(port.descriptor());
     EXPECT_EQ(port.commands().back().back(), '\x1a') << "nothing is sent without a reason";
 }
 
@@ -43,8 +43,8 @@ TEST_F(SmsSend, PromptOpenAfterAKill_IsEndedOnce) {
     writeFile(marker, "");
     initSMS(root);
     port.silence();
-    endLeftPrompt(port.handle());
-    endLeftPrompt(port.handle());
+    endLeftPrompt(port.descriptor());
+    endLeftPrompt(port.descriptor());
     EXPECT_EQ(port.commands(), tNames{ESC});
     EXPECT_FALSE(fileExists(marker));
 }
@@ -54,7 +54,7 @@ TEST_F(SmsSend, PromptThatCannotBeEndedYet_IsEndedOnTheNextPort) {
     initSMS(root);
     endLeftPrompt(-1);
     port.silence();
-    endLeftPrompt(port.handle());
+    endLeftPrompt(port.descriptor());
     EXPECT_EQ(port.commands(), tNames{ESC});
 }
 
@@ -87,19 +87,19 @@ TEST_F(SmsSend, DebugMaskOfTheCodec_ShowsWhatWasEncoded) {
 
 TEST_F(SmsSend, PromptAnsweredByError_ReturnsIt) {
     port.answer(ERROR_REPLY);
-    EXPECT_EQ(sendSmsPdu(port.handle(), 36, "00"), ePORT_ERROR);
+    EXPECT_EQ(sendSmsPdu(port.descriptor(), 36, "00"), ePORT_ERROR);
     EXPECT_EQ(port.commands(), tNames{"AT+CMGS=17"}) << "36 digits";
 }
 
 TEST_F(SmsSend, PromptAnsweredByOk_PduFollows) {
     port.answer(OK_REPLY).answer(SENT);
-    EXPECT_EQ(sendSmsPdu(port.handle(), 4, "0001"), ePORT_OK);
+    EXPECT_EQ(sendSmsPdu(port.descriptor(), 4, "0001"), ePORT_OK);
     EXPECT_EQ(port.commands(), (tNames{"AT+CMGS=1", "0001" + CTRL_Z}));
 }
 
 TEST_F(SmsSend, NetworkRefuses_GivesTheNumberAndTheLog) {
     port.answer(PROMPT).answer(modemReply({}, "+CMS ERROR: 500"));
-    EXPECT_EQ(sendSmsPdu(port.handle(), 4, "0001"), 500);
+    EXPECT_EQ(sendSmsPdu(port.descriptor(), 4, "0001"), 500);
     EXPECT_TRUE(logContains("sendSmsPdu(): AT command 'AT+CMGS=10001' returned CME error 500 ("));
 }
 
@@ -115,7 +115,7 @@ TEST_F(SmsSend, NoAnswerToThePdu_IsAbortedWithEsc) {
 
 TEST_F(SmsSend, DirectCall_SendsNoWhiteSpaceAtTheEnd) {
     modemSends();
-    EXPECT_EQ(sendSmSMessage(port.handle(), "12345", "", "Hello \t\r\n", eSMS_3GPP), eSUCCESS);
+    EXPECT_EQ(sendSmSMessage(port.descriptor(), "12345", "", "Hello \t\r\n", eSMS_3GPP), eSUCCESS);
     EXPECT_EQ(port.commands().back(), "00010005812143F5000005C8329BFD06" + CTRL_Z);
 }
 
@@ -130,17 +130,17 @@ TEST_F(SmsSend, TextModes_HaveTheirNames) {
     const char* const names[] = {"GSM", "IRA", "8859-1", "PCCP437", "UCS2", "HEX"};
     for (int mode = 0; mode < 6; ++mode) {
         port.answer(OK_REPLY);
-        EXPECT_EQ(setSmsTextMode(port.handle(), static_cast<eTextMode>(mode)), ePORT_OK);
+        EXPECT_EQ(setSmsTextMode(port.descriptor(), static_cast<eTextMode>(mode)), ePORT_OK);
         EXPECT_EQ(port.commands().back(), std::string("AT+CSCS=\"") + names[mode] + "\"");
     }
-    EXPECT_EQ(setSmsTextMode(port.handle(), static_cast<eTextMode>(6)), 303);
+    EXPECT_EQ(setSmsTextMode(port.descriptor(), static_cast<eTextMode>(6)), 303);
     EXPECT_EQ(logCount("setSmsTextMode(): Error: Unknown SMS Text command Command 6"), 1U);
     const uint64_t before = port.elapsedMs();
     port.silence();
-    EXPECT_EQ(setSmsTextMode(port.handle(), eSMS_TEXT_IRA), ePORT_NO_FINAL_RESULT);
+    EXPECT_EQ(setSmsTextMode(port.descriptor(), eSMS_TEXT_IRA), ePORT_NO_FINAL_RESULT);
     EXPECT_NEAR(static_cast<double>(port.elapsedMs() - before), 3000, 50);
     port.answer(modemReply({}, "+CME ERROR: 3"));
-    EXPECT_EQ(setSmsTextMode(port.handle(), eSMS_TEXT_IRA), 3);
+    EXPECT_EQ(setSmsTextMode(port.descriptor(), eSMS_TEXT_IRA), 3);
 }
 
 TEST_F(SmsSendText, Message_IsSentInTextMode) {
@@ -164,7 +164,7 @@ TEST_F(SmsSendText, CharactersThatEndThePrompt_BecomeQuestionMarks) {
 
 TEST_F(SmsSendText, DirectCall_ReplacesCharactersThatEndThePrompt) {
     port.answer(PROMPT).answer(SENT);
-    EXPECT_EQ(sendSmsText(port.handle(), "12345", "x\x1aY"), ePORT_OK);
+    EXPECT_EQ(sendSmsText(port.descriptor(), "12345", "x\x1aY"), ePORT_OK);
     EXPECT_EQ(port.commands(), (tNames{"AT+CMGS=\"12345\"", "x?Y" + CTRL_Z}));
 }
 

@@ -184,7 +184,7 @@ TEST_F(SmsSend, SendFolder_IsThatOfTheFirstCall) {
     makeSmsDirs(other);
     writeFile(other + "/send/file", "TO=12025550199\nMSG=Hello");
     EXPECT_EQ(check(), eSUCCESS);
-    EXPECT_EQ(checkSendSmS(port.handle(), device.modem, other), eSUCCESS);
+    EXPECT_EQ(checkSendSmS(port.descriptor(), device.modem, other), eSUCCESS);
     EXPECT_TRUE(port.commands().empty());
     EXPECT_TRUE(fileExists(other + "/send/file"));
 }

@@ -13,7 +13,7 @@ namespace {
 
 class SmsCheck : public cSmsFixture {
   protected:
-    eGeneralErrors check() { return checkSMS(port.handle(), device); }
+    eGeneralErrors check() { return checkSMS(port.descriptor(), device); }
 
     cFakePort port;
 };

@@ -66,7 +66,7 @@ class CustomAt : public cCustomAtFixture {
   protected:
     eGeneralErrors request(const std::string& text) {
         writeFile(in, text);
-        return checkCustomAtFile(port.handle(), device, shared.path());
+        return checkCustomAtFile(port.descriptor(), device, shared.path());
     }
 
     cFakePort port;
@@ -105,7 +105,7 @@ TEST_F(CustomAt, Paths) {
 }
 
 TEST_F(CustomAt, NoRequest_DoesNothing) {
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_TRUE(capturedLog().empty());
     EXPECT_TRUE(std::filesystem::is_empty(shared.path()));
 }
@@ -114,10 +114,10 @@ TEST_F(CustomAt, RequestOfOneSlot_IsHandledByItsDaemonOnly) {
     writeFile(in + ".2", "AT+CSQ\n");
     writeFile(in + ".1", "AT+CGMI\n");
     writeFile(raw, "of another request\n");
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_EQ(port.commands(), std::vector<std::string>());
     port.answer(modemReply({"+CSQ: 20,99"}));
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path(), ".2"), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path(), ".2"), eSUCCESS);
     EXPECT_EQ(port.commands(), list("AT+CSQ", 1));
     EXPECT_FALSE(fileExists(in + ".2"));
     EXPECT_EQ(readFile(in + ".1"), "AT+CGMI\n");
@@ -199,10 +199,10 @@ TEST_F(CustomAt, TextThatOnlyLooksLikeAPrompt_IsNotEnded) {
 
 TEST_F(CustomAtMeanwhile, PromptForAText_IsEndedAndTheNextRequestAnswered) {
     writeFile(in, "AT+CMGF=1\nAT+CMGS=\"12345\"\n");
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()),
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()),
               eERROR_DEVICE_RESPONSE_TIMEOUT);
     writeFile(in, "AT+CSQ\n");
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_NE(readFile(raw).find("+CSQ: "), std::string::npos);
 }
 
@@ -217,7 +217,7 @@ TEST_F(CustomAtMeanwhile, PromptForAText_IsMarkedUntilItIsEnded) {
         ++turnsAtPrompt;
         EXPECT_TRUE(fileExists(marker));
     });
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()),
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()),
               eERROR_DEVICE_RESPONSE_TIMEOUT);
     EXPECT_GT(turnsAtPrompt, 0);
     EXPECT_FALSE(fileExists(marker));
@@ -238,7 +238,7 @@ TEST_F(CustomAt, ControlCharacters_AreSentUnchangedButNotLogged) {
 
 TEST_F(CustomAt, DebugMask_ShowsTheCheck) {
     const cLogMode mode(0x80000);
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_EQ(capturedLog(), list("DEBUG: Entering checkCustomAtFile()", 1));
 }
 
@@ -449,7 +449,7 @@ TEST_F(CustomAt, TwoRequestsOneAfterTheOther_AnswersAreOfTheLast) {
     EXPECT_EQ(readFile(out).find("AT+A"), std::string::npos);
     EXPECT_NE(logText().find(" Sending : AT+A\n"), std::string::npos);
     EXPECT_NE(logText().find(" Sending : AT+B\n"), std::string::npos);
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_EQ(port.commands().size(), 2U);
 }
 
@@ -464,7 +464,7 @@ TEST_F(CustomAtMeanwhile, AnswerFiles_AppearAfterTheLastCommand) {
         for (const auto& entry : std::filesystem::directory_iterator(shared.path()))
             ADD_FAILURE() << entry.path() << " is there";
     });
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_GT(looks, 0);
     EXPECT_EQ(port.takeCommands(), (std::vector<std::string>{"AT", "AT+CSQ"}));
     EXPECT_NE(readFile(out).find("Sending : AT+CSQ"), std::string::npos);
@@ -476,13 +476,13 @@ TEST_F(CustomAt, RequestIsALink_IsRemovedNotFollowed) {
     const std::string target = logs / "secret";
     writeFile(target, "AT+CFUN=0\n");
     ASSERT_EQ(symlink(target.c_str(), in.c_str()), 0);
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eERROR_BUFFER_EMPTY);
     EXPECT_FALSE(std::filesystem::is_symlink(in));
     EXPECT_EQ(readFile(target), "AT+CFUN=0\n");
     EXPECT_TRUE(port.commands().empty());
     // A dangling link is removed too.
     ASSERT_EQ(symlink("nowhere", in.c_str()), 0);
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eERROR_BUFFER_EMPTY);
     EXPECT_FALSE(std::filesystem::is_symlink(in));
 }
 
@@ -508,7 +508,7 @@ TEST_F(CustomAtMeanwhile, AnswersBecomeLinks_AreReplacedNotFollowed) {
             if (!std::filesystem::is_symlink(path)) std::filesystem::create_symlink(target, path);
         }
     });
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_EQ(readFile(target), "precious");
     EXPECT_FALSE(std::filesystem::is_symlink(out));
     EXPECT_NE(readFile(raw).find("OK"), std::string::npos);
@@ -522,9 +522,9 @@ TEST_F(CustomAtMeanwhile, SecondRequest_IsNotLost) {
         if (!written) writeFile(in, "AT+CSQ\n");
         written = true;
     });
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_EQ(port.takeCommands(), std::vector<std::string>{"AT"});
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_EQ(port.takeCommands(), std::vector<std::string>{"AT+CSQ"});
 }
 
@@ -538,14 +538,14 @@ TEST_F(CustomAt, RequestThatCannotBeDeleted_IsNotCarriedOut) {
 
 TEST_F(CustomAt, RequestIsAFifo_DoesNotHang) {
     ASSERT_EQ(mkfifo(in.c_str(), 0666), 0);
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eERROR_BUFFER_EMPTY);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eERROR_BUFFER_EMPTY);
     EXPECT_FALSE(fileExists(in));
 }
 
 TEST_F(CustomAt, RequestIsAFolder_IsIgnored) {
     std::filesystem::create_directory(in);
     EXPECT_FALSE(atCommandFilesExist(shared.path()));
-    EXPECT_EQ(checkCustomAtFile(port.handle(), device, shared.path()), eSUCCESS);
+    EXPECT_EQ(checkCustomAtFile(port.descriptor(), device, shared.path()), eSUCCESS);
     EXPECT_TRUE(capturedLog().empty());
 }
 

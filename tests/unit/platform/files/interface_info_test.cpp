@@ -29,8 +29,8 @@ int compareDownAndUp() {
     ifreq request{};
     memcpy(request.ifr_name, "lo", 3);
     request.ifr_flags = IFF_UP;
-    const int handle = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (ioctl(handle, SIOCSIFFLAGS, &request) != 0) return 2;
+    const int descriptor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (ioctl(descriptor, SIOCSIFFLAGS, &request) != 0) return 2;
     return ask("lo", info) == 0 && info.active ? 0 : 3;
 }
 

@@ -16,7 +16,6 @@
 #include <thread>
 
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/temp_folder.h"
 

@@ -6,7 +6,6 @@
 #include <cstdlib>
 
 #include "platform/include/key_value_store.h"
-#include "platform/include/key_value_store_path.h"
 #include "platform/store/skvs_command.h"
 #include "tests/support/temp_folder.h"
 

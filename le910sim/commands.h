@@ -1,5 +1,5 @@
-#ifndef LE910SIM_REPLY_H
-#define LE910SIM_REPLY_H
+#ifndef LE910SIM_COMMANDS_H
+#define LE910SIM_COMMANDS_H
 
 #include <string>
 #include <utility>

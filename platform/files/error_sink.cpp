@@ -1,4 +1,4 @@
-#include "platform/files/error_log.h"
+#include "platform/files/error_sink.h"
 
 #include <syslog.h>
 
