@@ -29,6 +29,10 @@ eGeneralErrors maybeStopGps(sModemInfo& modem) {
     return modem.e_gps_status;
 }
 
+void forgetGpsStream() {
+    g_C_telitGps.forgetStream();
+}
+
 void resetGpsState() {
     g_C_telitGps.reset();
 }

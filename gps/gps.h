@@ -19,6 +19,10 @@ eGeneralErrors maybeEnableGps(int port, const sConfigFileOpts& config, sModemInf
 // Takes the port back from gpsd and stops the stream if this process started one.
 eGeneralErrors maybeStopGps(sModemInfo& modem);
 
+// For a modem that was unplugged or has restarted: whether its stream runs is not known any more,
+// and gpsd has lost the port. The next start stops the stream and begins anew.
+void forgetGpsStream();
+
 // Resets the state to that of a process that has just started.
 void resetGpsState();
 

@@ -42,6 +42,9 @@ class cTelitGps {
     // Resets to the constructed state; closes an open port.
     void reset();
 
+    // The port has vanished, and a stream with it.
+    void forgetStream() { m_streamOn = false; }
+
     bool getStreamStatus() const { return m_streamOn; }
 
     // Finds the receiver, starts the stream and hands the port to gpsd. The port is always closed

@@ -3,6 +3,7 @@
 #include "atcmd/port_state.h"
 #include "config/config_reader.h"
 #include "device/at_port.h"
+#include "gps/gps.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
@@ -38,8 +39,26 @@ void closeLostPort(sMachine& machine) {
     notePinOutage();
 }
 
+// A port that has hung up never answers again, although its name may already lead to the modem's
+// next one. The modem was unplugged or restarts: what was known of it and what it was asked to do
+// is gone.
+bool isModemGone(sMachine& machine) {
+    if (!isPortLost(machine.port)) return false;
+    setModemState(machine, eMODEM_SETUP);
+    forgetGpsStream();
+    resetDeviceInfo(machine.device, false);
+    publish(machine, true);
+    return true;
+}
+
+void closeGonePort(sMachine& machine) {
+    debug(eLOG_NOTICE, g_i_debugMode, "Device port has hung up, closing it");
+    closeLostPort(machine);
+}
+
 // Opens or tests the port. True when it can be used in this pass.
 bool checkPort(sMachine& machine) {
+    if (isModemGone(machine)) closeGonePort(machine);
     const std::string& device = g_S_options.s_device;
     const int state = getPortState(device, machine.port);
     if (state == ePORT_STATE_GOOD) {
@@ -101,10 +120,11 @@ void handleReloadSignals(sMachine& machine) {
 // Closes the port of a modem that is silent or keeps failing. After too many failures it ends the
 // loop, so that the modem is reset.
 void endPass(sMachine& machine) {
-    // The modem was pulled out: what is known of it is no longer true.
-    const bool isLost = isPortLost(machine.port);
-    if (isLost) resetDeviceInfo(machine.device, false);
-    publish(machine, isLost);
+    const bool isGone = isModemGone(machine);
+    if (isGone)
+        machine.deviceReachable = false;
+    else
+        publish(machine, false);
     const bool isSilent = machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT;
     const bool isFailing = machine.errorCount > ERRORS_TO_RESTART;
     if (isSilent) {
@@ -117,7 +137,10 @@ void endPass(sMachine& machine) {
               "Device responded with errors %d times, closing port and restarting",
               machine.errorCount);
     }
-    if (isSilent || isFailing) closeLostPort(machine);
+    if (isSilent || isFailing)
+        closeLostPort(machine);
+    else if (isGone)
+        closeGonePort(machine);
     if (machine.restartCount > RESTARTS_TO_RESET) {
         debug(eLOG_NOTICE, g_i_debugMode,
               "Device responded with errors after %d attempts, requires reset", machine.errorCount);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "include/options.h"
 #include "include/signal_flags.h"
 #include "tests/support/whole_daemon.h"
 
@@ -29,6 +30,12 @@ class StateMachine : public cWholeDaemon {
         const std::vector<std::string>& log = capturedLog();
         EXPECT_GT(logCount(message), 0u) << message;
         return static_cast<size_t>(std::find(log.begin(), log.end(), message) - log.begin());
+    }
+
+    // As after port().unplug(): under another name, since no udev is here to give it the same.
+    void plugInAgain() {
+        port().plugIn();
+        g_S_options.s_device = port().path();
     }
 
     void silenceOnce(const std::string& command) { fault(command, "silence"); }

@@ -111,8 +111,6 @@ TEST_F(StateMachine, LostPort_IsPublishedAtOnce) {
     EXPECT_EQ(atOnce, "Unknown");
 }
 
-// The next command cannot be written. That is an error, not a time-out: only ten errors close the
-// port.
 TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
     startOnTerminal();
     at(6, [this] {
@@ -125,7 +123,50 @@ TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
     run(20);
     EXPECT_EQ(sim, "Unknown");
     EXPECT_EQ(state, "Unknown");
-    EXPECT_EQ(logCount("Device responded with errors 10 times, closing port and restarting"), 1u);
+    EXPECT_EQ(logCount("Device port has hung up, closing it"), 1u);
+    EXPECT_FALSE(logContains("Device responded with errors"));
+}
+
+TEST_F(StateMachine, UnpluggedBetweenTwoPasses_IsSetUpOnceItIsBackAndNoErrorOfTheModem) {
+    startOnTerminal();
+    at(10, [this] { port().unplug(); });
+    at(14, [this] { plugInAgain(); });
+    std::string state;
+    recordStatus(24, "_QMI_STATE", state);
+    EXPECT_EQ(run(25), eOUTER_EXIT);
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 2u);
+    EXPECT_FALSE(logContains("Device responded with errors"));
+}
+
+// The name of the port leads to the modem again before the daemon looks.
+TEST_F(StateMachine, UnpluggedForAMoment_IsSetUpAgainToo) {
+    startOnTerminal();
+    at(10, [this] {
+        port().unplug();
+        plugInAgain();
+    });
+    std::string state;
+    recordStatus(20, "_QMI_STATE", state);
+    EXPECT_EQ(run(21), eOUTER_EXIT);
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(countOf(commands(), "AT+GMM"), 2u);
+    EXPECT_EQ(logCount("Device port has hung up, closing it"), 1u);
+    EXPECT_FALSE(logContains("Unable to open device port"));
+}
+
+// A set-up that each unplug interrupts clears no errors.
+TEST_F(StateMachine, UnpluggedTwentyTimesInAMinute_IsNeverReset) {
+    startOnTerminal();
+    for (int i = 0; i < 20; ++i)
+        at(10 + 3 * i, [this] {
+            port().unplug();
+            plugInAgain();
+        });
+    std::string state;
+    recordStatus(85, "_QMI_STATE", state);
+    EXPECT_EQ(run(86), eOUTER_EXIT);
+    EXPECT_EQ(state, "CONNECTED");
 }
 
 // The daemon waits for the current command as if the modem were silent.

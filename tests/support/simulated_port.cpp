@@ -71,6 +71,11 @@ void cSimulatedPort::unplug() {
     m_modemEnd = -1;
 }
 
+void cSimulatedPort::plugIn() {
+    close(m_daemonEnd);
+    openTerminal();
+}
+
 void cSimulatedPort::turn() {
     if (m_modemEnd == -1) return;
     const std::string fromDaemon = readAll();

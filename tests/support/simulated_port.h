@@ -35,6 +35,8 @@ class cSimulatedPort {
     void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
     // Removes the modem and its terminal; programs that have it open get a hang-up.
     void unplug();
+    // The modem is back after unplug(), on another terminal: path() has changed.
+    void plugIn();
     // The commands since the last call.
     std::vector<std::string> takeCommands();
     // Gives an order to the modem; the test fails if it is refused.

@@ -47,6 +47,26 @@ class Systime(Tool):
     def setUp(self):
         super().setUp()
         stub("date", f'echo "$*" >>{CALLS}\n')
+        # As if no service manager had started the daemon.
+        service = os.environ.pop("INVOCATION_ID", None)
+        if service is not None:
+            self.addCleanup(os.environ.update, INVOCATION_ID=service)
+
+    def startedByTheServiceManager(self, status):
+        os.environ["INVOCATION_ID"] = "1"
+        self.addCleanup(os.environ.pop, "INVOCATION_ID")
+        stub("date", f'echo "date $*" >>{CALLS}\n[ "$1" = -s ] || echo 1709622489\n')
+        stub("systemctl", f'echo "systemctl $*" >>{CALLS}\nexit {status}\n')
+        self.check(call("systime.sh", "--set", "3/5/24 7:8:9"), 0)
+        return CALLS.read_text().splitlines()
+
+    def test_InTheService_TheServiceManagerSetsTheClock(self):
+        self.assertEqual(self.startedByTheServiceManager(0),
+                         ["date -d 2024-3-5 7:8:9 +%s",
+                          "systemctl start cellslot-clock@1709622489.service"])
+
+    def test_ServiceManagerRefuses_SetsTheClockItself(self):
+        self.assertEqual(self.startedByTheServiceManager(1)[-1], "date -s 2024-3-5 7:8:9")
 
     def test_DaemonText_DateGetsYearMonthDay(self):
         for text, expected in (("3/5/24 7:8:9", "-s 2024-3-5 7:8:9"),

@@ -58,6 +58,23 @@ TEST_F(GpsStart, StartedAlready_SendsNothing) {
     EXPECT_TRUE(streamFlag);
 }
 
+TEST_F(GpsStart, ForgottenStream_IsStartedAnewAndHandedToGpsd) {
+    start(ENABLED_RECEIVER);
+    gpsStart();
+    sent();
+    shellCommands();
+    // The modem was away for a moment: its stream has ended.
+    terminal().order({{"op", "restart"}, {"away_ms", 0}});
+    terminal().pass(1000000);
+    gps.forgetStream();
+    EXPECT_FALSE(gps.getStreamStatus());
+    EXPECT_EQ(gpsStart(), eERROR_DEVICE_GPS_START_STREAM_SUCCESS);
+    EXPECT_EQ(sent(), joined(STOP_COMMANDS, QUERY_COMMANDS, START_COMMANDS));
+    EXPECT_EQ(shellCommands(), (tTexts{gpsdctl("remove"), gpsdctl("add")}));
+    terminal().pass(1000000);
+    EXPECT_NE(terminal().takeUnread().find("$GNRMC"), std::string::npos);
+}
+
 TEST_F(GpsStart, StreamOfAnEarlierRun_IsStoppedFirst) {
     start(ENABLED_RECEIVER);
     startStreamAtModem(terminal());
