@@ -33,6 +33,7 @@ tFindings checkClock(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkBoot(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkMessages(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkRequests(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkResolver(const sPlaces& places, const sSlotSetup& setup);
 
 // Of a slot.
 tFindings checkInstance(const sPlaces& places, const sSlotSetup& setup);
@@ -40,6 +41,8 @@ tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkDevice(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkManagers(const sPlaces& places, const sSlotSetup& setup);
+tFindings checkNameServers(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkConfiguration(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkOverride(const sPlaces& places, const sSlotSetup& setup);

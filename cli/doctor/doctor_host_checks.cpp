@@ -170,8 +170,8 @@ tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {
 }
 
 const std::vector<tCheck>& hostChecks() {
-    static const std::vector<tCheck> checks = {checkShell,    checkTools,   checkSlotsFile,
-                                               checkSpace,    checkClock,   checkBoot,
-                                               checkMessages, checkRequests};
+    static const std::vector<tCheck> checks = {checkShell,    checkTools,    checkSlotsFile,
+                                               checkSpace,    checkClock,    checkBoot,
+                                               checkMessages, checkRequests, checkResolver};
     return checks;
 }
