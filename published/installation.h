@@ -14,6 +14,9 @@ constexpr const char* SLOTS_FILE = "/etc/cellslot/slots.conf";
 // The host tools that the daemon runs.
 constexpr const char* HOST_TOOLS_FOLDER = "/usr/lib/cellslot";
 
+// What setup_cellint.sh changed for an interface, whose name follows; a line for each change.
+constexpr const char* INTERFACE_NOTES_PREFIX = "/run/cellslot/cellint.";
+
 // The service of systemd; each slot is an instance, "cellslotd@1".
 constexpr const char* SERVICE_UNIT = "/lib/systemd/system/cellslotd@.service";
 std::string serviceName(const cSlotText& slot);

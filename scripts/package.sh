@@ -45,6 +45,7 @@ putServices() {
     put 644 packaging/cellslot-clock@.service /lib/systemd/system/cellslot-clock@.service
     put 644 packaging/tmpfiles.conf /usr/lib/tmpfiles.d/cellslot.conf
     put 644 packaging/60-cellslot.rules /lib/udev/rules.d/60-cellslot.rules
+    put 644 packaging/00-cellslot.network /usr/lib/systemd/network/00-cellslot.network
     put 644 packaging/logrotate.conf /etc/logrotate.d/cellslot
     put 644 packaging/slots.conf /etc/cellslot/slots.conf
     install -d "$tree/etc/vuk" "$tree/etc/default"

@@ -10,6 +10,7 @@
 #include <ctime>
 #include <fstream>
 
+#include "cli/doctor/neighbour_checks.h"
 #include "cli/doctor/quiet_run.h"
 #include "published/at_request.h"
 #include "published/host_boot.h"
@@ -171,8 +172,8 @@ tFindings checkRequests(const sPlaces& places, const sSlotSetup& /*setup*/) {
 }
 
 const std::vector<tCheck>& hostChecks() {
-    static const std::vector<tCheck> checks = {checkShell,    checkTools,   checkSlotsFile,
-                                               checkSpace,    checkClock,   checkBoot,
-                                               checkMessages, checkRequests};
+    static const std::vector<tCheck> checks = {checkShell,    checkTools,    checkSlotsFile,
+                                               checkSpace,    checkClock,    checkBoot,
+                                               checkMessages, checkRequests, checkResolver};
     return checks;
 }

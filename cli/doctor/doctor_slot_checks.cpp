@@ -18,6 +18,7 @@
 #include "cli/base/daemon_process.h"
 #include "cli/base/data_override.h"
 #include "cli/config/config_check.h"
+#include "cli/doctor/neighbour_checks.h"
 #include "cli/doctor/port_holders.h"
 #include "cli/doctor/quiet_run.h"
 #include "cli/pin/sim_files.h"
@@ -34,6 +35,8 @@ namespace {
 
 // The daemon writes it every two seconds; its longest wait for a modem takes a few minutes.
 constexpr long long STATUS_LATE_S = 300;
+// For a program that ends at once, on a host that is busy.
+constexpr const char* TIMEOUT_TRIAL_S = "20";
 
 std::string option(const sSlotSetup& setup) {
     return " -p " + std::to_string(setup.slot);
@@ -114,7 +117,7 @@ void checkGpsTools(const sPlaces& places, const sSlotSetup& setup, tFindings& fi
                                 "install gpsd, or set CM_GPS_ENABLE=no"});
     const std::string timeout = findOnPath(places, setup.path, "timeout");
     const std::string nothing = findOnPath(places, setup.path, "true");
-    if (timeout.empty() || runQuietly({timeout, "-t", "1", nothing}, setup.path) != 0)
+    if (timeout.empty() || runQuietly({timeout, "-t", TIMEOUT_TRIAL_S, nothing}, setup.path) != 0)
         findings.push_back({eHealth::BROKEN, "gps",
                             "timeout does not accept -t: gpsd never gets the port",
                             "put the folder of the host tools first on the daemon's PATH"});
@@ -373,7 +376,8 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
 
 const std::vector<tCheck>& slotChecks() {
     static const std::vector<tCheck> checks = {
-        checkInstance, checkStatusFile,    checkDevice,   checkHolders, checkInterface,
-        checkOverride, checkConfiguration, checkPinFiles, checkGps,     checkPowerSwitch};
+        checkInstance,      checkStatusFile, checkDevice,      checkHolders,
+        checkInterface,     checkManagers,   checkNameServers, checkOverride,
+        checkConfiguration, checkPinFiles,   checkGps,         checkPowerSwitch};
     return checks;
 }

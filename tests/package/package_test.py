@@ -60,6 +60,7 @@ class Contents(unittest.TestCase):
                         *(f"usr/lib/cellslot/{tool}" for tool in TOOLS)):
             self.assertEqual(modes.get(program), "-rwxr-xr-x", program)
         for file in (UNIT, "lib/udev/rules.d/60-cellslot.rules", "usr/lib/tmpfiles.d/cellslot.conf",
+                     "usr/lib/systemd/network/00-cellslot.network",
                      "etc/logrotate.d/cellslot", "etc/cellslot/slots.conf",
                      "etc/default/cellslotd.1", "etc/default/cellslotd.2", "etc/default/cellslotd.3",
                      "usr/share/doc/cellslot/examples/cellslot.conf.example",

@@ -143,7 +143,8 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/base/daemon_process_test.cpp unit/cli/base/data_override_test.cpp
             unit/cli/base/display_text_test.cpp unit/cli/doctor/doctor_command_test.cpp
             unit/cli/doctor/doctor_host_checks_test.cpp unit/cli/doctor/doctor_slot_checks_test.cpp
-            unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/slot_setup_test.cpp
+            unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/neighbour_checks_test.cpp
+            unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp

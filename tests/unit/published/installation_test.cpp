@@ -97,6 +97,15 @@ TEST(Installation, HostTools_ReadTheSlotsFile) {
     expectWords("gateway-tools/slot-of-port", {std::string("CONFIG=") + SLOTS_FILE});
 }
 
+TEST(Installation, InterfaceScript_NotesItsChangesWhereDoctorReadsThem) {
+    const std::string prefix = INTERFACE_NOTES_PREFIX;
+    const size_t name = prefix.rfind('/');
+    expectWords("gateway-tools/setup_cellint.sh",
+                {"STATE_FOLDER=" + prefix.substr(0, name),
+                 "state=$STATE_FOLDER" + prefix.substr(name) + "$interface", "note resolved",
+                 "note resolvconf", "note file", "note newfile"});
+}
+
 TEST(Installation, LogRules_NameTheDaemonsLog) {
     expectWords("packaging/rsyslog.conf", {DAEMON_LOG_FILE, DAEMON_NAME});
     expectWords("packaging/logrotate.conf", {DAEMON_LOG_FILE});
