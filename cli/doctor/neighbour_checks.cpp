@@ -15,7 +15,7 @@
 #include "published/installation.h"
 #include "published/status_values.h"
 
-// Other programs of the host that set up what is the daemon's: the interface and the name servers.
+// Other programs of the host that set up what belongs to the daemon: interface and name servers.
 namespace {
 
 constexpr size_t FILE_MAX_BYTES = 65536;
@@ -44,7 +44,7 @@ std::string textOf(const sPlaces& places, const std::string& path) {
 
 std::string setUpAnew(const sSlotSetup& setup) {
     const std::string slot = " -p " + std::to_string(setup.slot);
-    return "cellslot data off" + slot + " and cellslot data auto" + slot + " set it up anew";
+    return "cellslot data off" + slot + " and cellslot data auto" + slot + " set it up again";
 }
 
 bool isConnected(const sPlaces& places, const sSlotSetup& setup) {
@@ -60,7 +60,7 @@ struct sManager {
     const char* folder;
     const char* key;
     std::set<std::string> managed;  // the values with which it sets the interface up
-    const char* source;             // the key with the file in which it was asked to, or ""
+    const char* source;             // the key that names the file that asks for it, or ""
     const char* mend;
 };
 
@@ -70,7 +70,7 @@ const sManager MANAGERS[] = {
      "managed",
      {"true"},
      "",
-     "plug the modem in again, so that the udev rule applies; else write "
+     "plug the modem in again, so that the udev rule applies; otherwise write "
      "unmanaged-devices=interface-name:IF under [keyfile] into "
      "/etc/NetworkManager/conf.d/cellslot.conf "
      "and systemctl restart NetworkManager"},
@@ -79,9 +79,8 @@ const sManager MANAGERS[] = {
      "ADMIN_STATE",
      {"configuring", "configured", "failed"},
      "NETWORK_FILE",
-     "rename that file so that it is sorted after 00-cellslot.network, or have it not match IF; "
-     "then "
-     "networkctl reload"},
+     "rename that file so that it comes after 00-cellslot.network, or change it so that it does "
+     "not match IF; then networkctl reload"},
 };
 
 std::string replaced(std::string text, const std::string& word, const std::string& by) {

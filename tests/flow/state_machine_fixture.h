@@ -32,10 +32,11 @@ class StateMachine : public cWholeDaemon {
         return static_cast<size_t>(std::find(log.begin(), log.end(), message) - log.begin());
     }
 
-    // As after port().unplug(): under another name, since no udev is here to give it the same.
+    // As after simulatedPort().unplug(): under another name, since no udev is here to give it the
+    // same.
     void plugInAgain() {
-        port().plugIn();
-        g_S_options.s_device = port().path();
+        simulatedPort().plugIn();
+        g_S_options.s_device = simulatedPort().path();
     }
 
     void silenceOnce(const std::string& command) { fault(command, "silence"); }

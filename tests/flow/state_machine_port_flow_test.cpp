@@ -129,7 +129,7 @@ TEST_F(StateMachine, PortThatVanishesBeforeASetUp_IsPublishedWithinTwoSeconds) {
 
 TEST_F(StateMachine, UnpluggedBetweenTwoPasses_IsSetUpOnceItIsBackAndNoErrorOfTheModem) {
     startOnTerminal();
-    at(10, [this] { port().unplug(); });
+    at(10, [this] { simulatedPort().unplug(); });
     at(14, [this] { plugInAgain(); });
     std::string state;
     recordStatus(24, "_QMI_STATE", state);
@@ -143,7 +143,7 @@ TEST_F(StateMachine, UnpluggedBetweenTwoPasses_IsSetUpOnceItIsBackAndNoErrorOfTh
 TEST_F(StateMachine, UnpluggedForAMoment_IsSetUpAgainToo) {
     startOnTerminal();
     at(10, [this] {
-        port().unplug();
+        simulatedPort().unplug();
         plugInAgain();
     });
     std::string state;
@@ -160,7 +160,7 @@ TEST_F(StateMachine, UnpluggedTwentyTimesInAMinute_IsNeverReset) {
     startOnTerminal();
     for (int i = 0; i < 20; ++i)
         at(10 + 3 * i, [this] {
-            port().unplug();
+            simulatedPort().unplug();
             plugInAgain();
         });
     std::string state;

@@ -70,7 +70,7 @@ TEST_F(DoctorNeighbours, Managers_NetworkdHasTheInterface) {
                       "\nNETWORK_FILE=/etc/systemd/network/00-all.network\n");
         expect(eHealth::BROKEN, checkManagers,
                "cell1 is also set up by systemd-networkd (/etc/systemd/network/00-all.network)");
-        expect(eHealth::BROKEN, checkManagers, "have it not match cell1");
+        expect(eHealth::BROKEN, checkManagers, "not match cell1");
     }
 }
 
