@@ -6,6 +6,7 @@ import json
 from book import Book
 from gateway_case import (NUMBER, PLACE, REMOTE, GatewayCase, awaitConnected, awaitNotConnected,
                           startModem)
+from position import positionOf
 
 PIN = "2468"
 INSTALL = Book("# Installation\n")
@@ -15,18 +16,6 @@ FIRST_START = Book("## First start\n")
 EDITOR = """\
 #!/bin/sh
 sed -i 's/^CM_APN=.*/CM_APN=internet/; s/^CM_ENABLE_INTERFACE=.*/CM_ENABLE_INTERFACE=yes/' "$1"
-"""
-# Prints the first position that a client of gpsd sees.
-POSITION = """\
-import json, socket
-connection = socket.create_connection(("localhost", 2947), 5)
-connection.settimeout(90)
-connection.sendall(b'?WATCH={"enable":true,"json":true};\\n')
-for line in connection.makefile():
-    report = json.loads(line)
-    if report["class"] == "TPV" and "lat" in report:
-        print(json.dumps([report["lat"], report["lon"]]))
-        break
 """
 
 
@@ -128,8 +117,7 @@ class FirstStart(GatewayCase):
                          [(NUMBER, "Pump 3 stopped")])
 
     def test_ClientOfGpsd_GetsThePosition(self):
-        self.machine.write("/bench/position.py", POSITION)
-        latitude, longitude = json.loads(self.machine.run("python3 /bench/position.py", 120))
+        latitude, longitude = positionOf(self.machine)
         self.assertAlmostEqual(latitude, PLACE[0], 3)
         self.assertAlmostEqual(longitude, PLACE[1], 3)
 
