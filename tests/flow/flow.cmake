@@ -46,6 +46,7 @@ cellslot_add_flow_tests(status
             flow/status_file_flow_test.cpp flow/status_flow_test.cpp flow/status_led_flow_test.cpp)
 cellslot_add_flow_tests(status_recordings SOURCES flow/status_recordings_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
+target_compile_definitions(status_flow_tests PRIVATE SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")
 
 cellslot_add_flow_tests(resources SOURCES flow/resources_flow_test.cpp)
 target_link_options(resources_flow_tests PRIVATE -Wl,--wrap=system -Wl,--wrap=fork)

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <regex>
 
 #include "atcmd/radio_status.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
+#include "published/status_keys.h"
 #include "statemachine/polling.h"
 #include "statemachine/status_files.h"
 #include "statemachine/status_keys.h"
@@ -23,10 +25,30 @@ class Status : public cFlowFixture {
 constexpr const char* SLOT_FILE = "/var/log/wireless.cardstats.";
 constexpr const char* PLAIN_FILE = "/var/log/wireless.cardstats";
 
+constexpr const char* NO_SUCH_KEY = "(no such key)";
+
 std::string valueOf(const tStatusList& list, const std::string& key) {
     for (const auto& [suffix, value] : list)
         if (suffix == key) return value;
-    return "(no such key)";
+    return NO_SUCH_KEY;
+}
+
+// The keys that have a name in published/status_keys.h. There is no list of them to walk, so they
+// are read from the text of the header.
+std::vector<std::string> namedKeys() {
+    const std::string header = readFile(SOURCE_FOLDER "/published/status_keys.h");
+    static const std::regex KEY("constexpr sStatusKey \\w+ =\\s*(\\{\\s*\"(\\w+)\"\\}|\\w+);");
+    static const std::regex DECLARATION("constexpr sStatusKey ");
+    std::vector<std::string> keys;
+    std::ptrdiff_t declarations = 0;
+    for (std::sregex_iterator at(header.begin(), header.end(), KEY), end; at != end; ++at) {
+        ++declarations;
+        if ((*at)[2].matched) keys.push_back((*at)[2]);  // otherwise another name of a key
+    }
+    EXPECT_EQ(declarations,
+              std::distance(std::sregex_iterator(header.begin(), header.end(), DECLARATION), {}))
+        << "a declaration in status_keys.h is not in the form that this test reads";
+    return keys;
 }
 
 }  // namespace
@@ -36,6 +58,15 @@ TEST_F(Status, Keys_AreInTheirOrder) {
     for (const auto& [key, value] : buildStatusList(device, config, 0, 0))
         keys += key + "\n";
     expectRecorded("status_file/keys", keys);
+}
+
+TEST_F(Status, EveryNamedKey_IsWritten) {
+    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const std::vector<std::string> keys = namedKeys();
+    ASSERT_FALSE(keys.empty());
+    for (const std::string& key : keys)
+        EXPECT_NE(valueOf(list, STATUS_KEY_SEPARATOR + key), NO_SUCH_KEY)
+            << key << " of published/status_keys.h has no row in statemachine/status_keys.cpp";
 }
 
 TEST_F(Status, Defaults_SayNotKnown) {

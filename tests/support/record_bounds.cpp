@@ -30,6 +30,27 @@ const char* wrongInContexts(const tContexts& contexts) {
     return nullptr;
 }
 
+// A new text of the modem that is in no list here would be bounded by no test. 64-bit sizes are
+// enough to notice one.
+constexpr bool hasSize(size_t size, size_t expected) {
+    return sizeof(void*) != 8 || size == expected;
+}
+
+#define RECORD_CHANGED                                                                           \
+    " has changed: add a new text or count to its function in tests/support/record_bounds.cpp, " \
+    "then set the new size there"
+static_assert(hasSize(sizeof(sContextList), 192), "sContextList" RECORD_CHANGED);
+static_assert(hasSize(sizeof(sPdpDynamicParams), 272), "sPdpDynamicParams" RECORD_CHANGED);
+static_assert(hasSize(sizeof(sModemInfo) - sizeof(sModemInfo::context_list), 632),
+              "sModemInfo" RECORD_CHANGED);
+static_assert(hasSize(sizeof(sNetworkInfo) - sizeof(sNetworkInfo::pdp_dynamic), 1360),
+              "sNetworkInfo" RECORD_CHANGED);
+static_assert(hasSize(sizeof(sSimInfo), 328), "sSimInfo" RECORD_CHANGED);
+static_assert(
+    hasSize(sizeof(sDeviceInfo) - sizeof(sModemInfo) - sizeof(sNetworkInfo) - sizeof(sSimInfo), 72),
+    "sDeviceInfo" RECORD_CHANGED);
+#undef RECORD_CHANGED
+
 }  // namespace
 
 const char* wrongInText(const std::string& text) {

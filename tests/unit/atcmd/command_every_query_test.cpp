@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <map>
 
 #include "atcmd/basic_commands.h"
 #include "atcmd/catalogue.h"
@@ -222,6 +224,70 @@ const sCommand COMMANDS[] = {
     {"setATSTATSAV", [](int fd) { return setATSTATSAV(fd); }, "AT#SLEDSAV", 2, eErrors::CONVERTED},
 };
 
+constexpr const char* NOT_SENT = "the daemon does not send it";
+constexpr const char* NOT_ALONE = "sent only together with another command";
+constexpr const char* OF_CLOCK = "getCCLK sends four commands; its tests are in radio_config_test";
+constexpr const char* OF_SMS = "sms/ sends it; its tests are in tests/unit/sms";
+
+// The commands of the catalogue without a row, and why.
+// clang-format off
+const std::map<eAtCmd, const char*> WITHOUT_ROW = {
+    {eAT_CMD_QSS_SET, NOT_SENT},
+    {eAT_CMD_CPIN_GET, NOT_ALONE},
+    {eAT_CMD_PCT, NOT_ALONE},
+    {eAT_CMD_RFSTS, NOT_ALONE},
+    {eAT_CMD_PSNT_GET, NOT_ALONE},
+    {eAT_CMD_SERVINFO, NOT_SENT},
+    {eAT_CMD_MONI, NOT_SENT},
+    {eAT_CMD_MONI_SET, NOT_SENT},
+    {eAT_CMD_COPS_TEST, NOT_SENT},
+    {eAT_CMD_CSDF_SET, OF_CLOCK},
+    {eAT_CMD_CCLK_GET, OF_CLOCK},
+    {eAT_CMD_CCLKMODE_SET, OF_CLOCK},
+    {eAT_CMD_NITZ_SET, OF_CLOCK},
+    {eAT_CMD_PDPAUTH_GET, NOT_SENT},
+    {eAT_CMD_CSCS_SET, OF_SMS},
+    {eAT_CMD_CMGS_SET, OF_SMS},
+    {eAT_CMD_CMGF_SET, OF_SMS},
+    {eAT_CMD_CMGD_READ, OF_SMS},
+    {eAT_CMD_CMGD_READ_SENT, OF_SMS},
+    {eAT_CMD_CMGD_READ_SENT_UNSENT, OF_SMS},
+    {eAT_CMD_CMGD_ALL, OF_SMS},
+    {eAT_CMD_CMGL_PDU_UNREAD, OF_SMS},
+    {eAT_CMD_CMGL_PDU_READ, OF_SMS},
+    {eAT_CMD_CMGL_PDU_ALL, OF_SMS},
+    {eAT_CMD_CMGL_TEXT_UNREAD, NOT_SENT},
+    {eAT_CMD_CMGL_TEXT_READ, NOT_SENT},
+    {eAT_CMD_CMGL_TEXT_ALL, NOT_SENT},
+    {eAT_CMD_AUTOBND_GET, NOT_SENT},
+    {eAT_CMD_ENS_GET, NOT_SENT},
+    {eAT_CMD_ENS_SET, NOT_SENT},
+    {eAT_CMD_BND_GET, NOT_SENT},
+};
+// clang-format on
+
+// A text that ends with '=' is followed by arguments.
+bool isCommand(const std::string& sent, const std::string& text) {
+    return text.back() == '=' ? sent.compare(0, text.size(), text) == 0 : sent == text;
+}
+
+bool hasRow(const std::string& text) {
+    const std::set<std::string>& commands = commandsWithRow();
+    return std::any_of(commands.begin(), commands.end(),
+                       [&](const std::string& sent) { return isCommand(sent, text); });
+}
+
+void expectRow(eAtCmd command, const char* name, const char* text) {
+    const auto exception = WITHOUT_ROW.find(command);
+    const bool isExpected = exception == WITHOUT_ROW.end();
+    if (text == nullptr || hasRow(text) == isExpected) return;
+    if (isExpected)
+        ADD_FAILURE() << name << " (" << text << ") is in no row of EveryCommand";
+    else
+        ADD_FAILURE() << name << " has a row now: remove it from WITHOUT_ROW, where it says \""
+                      << exception->second << "\"";
+}
+
 struct sAnswerCase {
     const char* reply;
     ePortReturn asIs;
@@ -341,4 +407,10 @@ TEST_P(EveryCommand, TraceCategory_NamesTheFunctionOnEntry) {
     EXPECT_EQ(entry.substr(entry.size() - 2), "()");
 }
 
-INSTANTIATE_TEST_SUITE_P(Catalogue, EveryCommand, testing::ValuesIn(COMMANDS), functionOf);
+INSTANTIATE_TEST_SUITE_P(Catalogue, EveryCommand, everyRow(COMMANDS), functionOf);
+
+TEST(CatalogueRows, EachCommand_HasARowOrAReason) {
+#define EXPECT_ROW(name, number, text) expectRow(name, #name, text);
+    AT_COMMANDS(EXPECT_ROW)
+#undef EXPECT_ROW
+}

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <functional>
 #include <ostream>
+#include <set>
 #include <string>
 
 #include "include/result_codes.h"
@@ -45,6 +47,19 @@ std::function<ePortReturn(int)> on(ePortReturn (*function)(int, tRecord&),
 }
 
 class EveryCommand : public testing::TestWithParam<sCommand> {};
+
+// The commands of all rows, for the test that none of the catalogue is without one.
+inline std::set<std::string>& commandsWithRow() {
+    static std::set<std::string> commands;
+    return commands;
+}
+
+template <size_t count>
+auto everyRow(const sCommand (&rows)[count]) {
+    for (const sCommand& row : rows)
+        commandsWithRow().insert(row.command);
+    return testing::ValuesIn(rows);
+}
 
 inline std::string functionOf(const testing::TestParamInfo<sCommand>& command) {
     return command.param.function;

@@ -587,4 +587,4 @@ const sCommand IDENTITY_COMMANDS[] = {
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Identity, EveryCommand, testing::ValuesIn(IDENTITY_COMMANDS), functionOf);
+INSTANTIATE_TEST_SUITE_P(Identity, EveryCommand, everyRow(IDENTITY_COMMANDS), functionOf);
