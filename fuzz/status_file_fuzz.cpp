@@ -7,13 +7,14 @@
 namespace {
 
 constexpr size_t FILE_MAX = 64 * 1024;
-constexpr const char* IMPOSSIBLE_KEY = "lower";  // no input can hold it: keys are capitals
+constexpr sStatusKey IMPOSSIBLE_KEY = {"lower"};  // no input can hold it: keys are capitals
 
 void checkRecord(const sStatusRecord& record, const std::string& text) {
-    for (const auto& [key, value] : record.values) {
-        check(!hasControlCharacter(key) && !hasControlCharacter(value),
+    for (const auto& [name, value] : record.values) {
+        const sStatusKey key = {name.c_str()};
+        check(!hasControlCharacter(name) && !hasControlCharacter(value),
               "no control character in a key or a value", text);
-        check(text.find("CELLMODEM1_" + key + "=" + value + "\n") != std::string::npos,
+        check(text.find("CELLMODEM1_" + name + "=" + value + "\n") != std::string::npos,
               "a key is in the file", text);
         check(record.text(key) == value, "a key is found again", text);
         const std::optional<long long> number = record.number(key);

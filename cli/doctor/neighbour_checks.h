@@ -3,8 +3,8 @@
 
 #include "cli/doctor/finding.h"
 
-// Other programs of the host that take the slot's interface, the name servers of its session, or the
-// file of name servers.
+// Other programs of the host that take the slot's interface, the name servers of its session, or
+// the file of name servers.
 tFindings checkManagers(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkNameServers(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkResolver(const sPlaces& places, const sSlotSetup& setup);
