@@ -20,7 +20,7 @@ eGeneralErrors maybeEnableGps(int port, const sConfigFileOpts& config, sModemInf
 eGeneralErrors maybeStopGps(sModemInfo& modem);
 
 // For a modem that was unplugged or has restarted: whether its stream runs is not known any more,
-// and gpsd has lost the port. The next start stops the stream and begins anew.
+// and gpsd has lost the port. The next start stops the stream and starts it again.
 void forgetGpsStream();
 
 // Resets the state to that of a process that has just started.

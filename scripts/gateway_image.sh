@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the disk, the kernel and the first stage (initrd) of the virtual gateway: a plain Debian with
 # systemd, udev and gpsd, from the mirror that this machine's apt uses, and nothing of ours on it. Kept
-# in build/gateway until the packages, the modules or the set-up below change. Needs no root.
+# in build/gateway until the packages, the modules or the set-up below change. An ordinary user makes it under fakeroot.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -23,7 +23,7 @@ readonly MODULES=(
     autofs4 binfmt_misc cdc_acm cdc_ether cdc_ncm dummy dummy_hcd libcomposite loop option tun usb_f_acm usb_f_ncm
     usb_f_serial veth virtio_net virtio_rng
 )
-# Work that has no place in a machine without screen, network and years to live.
+# Units that a test machine without screen and network does not need.
 readonly MASKED=(
     apt-daily-upgrade.timer apt-daily.timer dpkg-db-backup.timer e2scrub_all.timer
     e2scrub_reap.service fstrim.timer getty@tty1.service systemd-pstore.service
@@ -66,8 +66,8 @@ putModules() { # TARGET FILE...
     depmod --basedir "$target" "$version"
 }
 
-# Mounts the disk and the bench's files, and goes on with systemd. What the bench brings stands in
-# memory, so that the disk holds what a gateway's disk holds.
+# Mounts the disk and the bench's files, then starts systemd. The bench is in memory, so the disk holds
+# only what a gateway's disk holds.
 putInit() {
     mkdir -p "$work/initrd"/{bin,dev,proc,sys,run,root}
     cp "$work/busybox/bin/busybox" "$work/initrd/bin/busybox"
@@ -123,7 +123,7 @@ setUpRoot() { # ROOT
 assemble() {
     local root=$work/root kernel
     mkdir -p "$root" "$work/kernel" "$work/busybox"
-    # What stands in /dev is the kernel's; device nodes would need root.
+    # The kernel fills /dev, and device nodes would need root.
     tar -C "$root" -x --exclude='./dev/*' <"$packages"
     dpkg-deb -x "$root"/bench/linux-image-*.deb "$work/kernel"
     dpkg-deb -x "$root"/bench/busybox-static_*.deb "$work/busybox"
@@ -179,10 +179,7 @@ main() {
     architecture=
     while (($#)); do
         case $1 in
-        --arch)
-            architecture=${2:-}
-            shift
-            ;;
+        --arch) needValue "$@" && architecture=$2 && shift ;;
         --assemble) # the half of it that wants the owners of files kept
             packages=$2 work=$3
             assemble

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Tests our package on a gateway in a virtual machine: the kernel's own USB and modem drivers, udev,
-# systemd and gpsd, with simulated modems on its USB. Needs no root once scripts/setup_gateway.sh has
-# installed what is missing, and the network only for making the disk.
+# systemd and gpsd, with simulated modems on its USB. Only making the disk and installing what is
+# missing need the network.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -30,8 +30,8 @@ buildPackage() {
     bin=build/$preset/bin
 }
 
-# What the tests bring, as an archive that the kernel unpacks beside the machine's first stage: nothing
-# of it gets onto the gateway's disk by itself.
+# Packs the programs of the tests into an archive that the kernel unpacks beside the initrd: they are in
+# memory, not on the gateway's disk.
 packBench() {
     local bench=$work/tree/bench
     rm -rf "$work/tree"
@@ -48,10 +48,7 @@ readOptions() {
     shell=no
     while (($#)); do
         case $1 in
-        --arch)
-            architecture=${2:-}
-            shift
-            ;;
+        --arch) needValue "$@" && architecture=$2 && shift ;;
         --shell) shell=yes ;;
         -*) helpOrRefuse "$1" ;;
         *) tests+=("$1") ;;

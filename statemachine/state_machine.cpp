@@ -39,16 +39,14 @@ void closeLostPort(sMachine& machine) {
     notePinOutage();
 }
 
-// A port that has hung up never answers again, although its name may already lead to the modem's
-// next one. The modem was unplugged or restarts: what was known of it and what it was asked to do
-// is gone.
-bool isModemGone(sMachine& machine) {
-    if (!isPortLost(machine.port)) return false;
+// For a port that has hung up: it never answers again, although its name may already lead to the
+// modem's next one. The modem was unplugged or restarts, so what was known of it and what it was
+// asked to do is gone.
+void forgetGoneModem(sMachine& machine) {
     setModemState(machine, eMODEM_SETUP);
     forgetGpsStream();
     resetDeviceInfo(machine.device, false);
     publish(machine, true);
-    return true;
 }
 
 void closeGonePort(sMachine& machine) {
@@ -58,7 +56,10 @@ void closeGonePort(sMachine& machine) {
 
 // Opens or tests the port. True when it can be used in this pass.
 bool checkPort(sMachine& machine) {
-    if (isModemGone(machine)) closeGonePort(machine);
+    if (isPortLost(machine.port)) {
+        forgetGoneModem(machine);
+        closeGonePort(machine);
+    }
     const std::string& device = g_S_options.s_device;
     const int state = getPortState(device, machine.port);
     if (state == ePORT_STATE_GOOD) {
@@ -120,11 +121,13 @@ void handleReloadSignals(sMachine& machine) {
 // Closes the port of a modem that is silent or keeps failing. After too many failures it ends the
 // loop, so that the modem is reset.
 void endPass(sMachine& machine) {
-    const bool isGone = isModemGone(machine);
-    if (isGone)
+    const bool isGone = isPortLost(machine.port);
+    if (isGone) {
+        forgetGoneModem(machine);
         machine.deviceReachable = false;
-    else
+    } else {
         publish(machine, false);
+    }
     const bool isSilent = machine.lastResult == eERROR_DEVICE_RESPONSE_TIMEOUT;
     const bool isFailing = machine.errorCount > ERRORS_TO_RESTART;
     if (isSilent) {

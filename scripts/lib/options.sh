@@ -14,3 +14,8 @@ helpOrRefuse() { # ARGUMENT
     usage >&2
     exit 2
 }
+
+# For an option that takes a value: refuses it as the last argument.
+needValue() { # ARGUMENT...
+    (($# > 1)) || helpOrRefuse ''
+}

@@ -39,7 +39,7 @@ class Book:
 
 
 def commandsOf(text):
-    """Indented lines, and what stands between backquotes, line ends included."""
+    """Indented lines, and what is between backquotes, line ends included."""
     for indented, quoted in re.findall(r"^ {4,}(\S.*)$|`([^`]+)`", text, re.M):
         # A remark after a command, and the line end in one, are not typed.
         command = re.sub(r"\s+", " ", re.sub(r"\s+#.*", "", indented or quoted)).strip()
