@@ -84,6 +84,7 @@ class Unplugged(GatewayCase):
         self.machine.waitFor("grep '\"final\":\"+CSQ: 1\"' /bench/log/modem1.log", 30)
         self.cable("unplug")
         self.machine.order(1, op="clear-faults")
+        awaitNotConnected(self.machine)
         self.cable("plug")
         self.assertWholeAgain()
 
