@@ -67,7 +67,9 @@ main() {
     scripts/setup_cross.sh "$architecture"
     cmake --preset "$architecture"
     cmake --build --preset "$architecture" -j "$JOBS" --target "$target"
-    GTEST_FILTER=$(filter) ctest --preset "$architecture" -j "$JOBS" --no-tests=error "${tests[@]}"
+    # A child of the emulator may hang where nothing of ours does (see above): once more then.
+    GTEST_FILTER=$(filter) ctest --preset "$architecture" -j "$JOBS" --no-tests=error \
+        --repeat after-timeout:2 "${tests[@]}"
 }
 
 main "$@"
