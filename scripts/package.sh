@@ -42,6 +42,7 @@ putPrograms() {
 putServices() {
     local slot place
     put 644 packaging/cellslotd@.service /lib/systemd/system/cellslotd@.service
+    put 644 packaging/cellslot-booted.service /lib/systemd/system/cellslot-booted.service
     put 644 packaging/cellslot-clock@.service /lib/systemd/system/cellslot-clock@.service
     put 644 packaging/tmpfiles.conf /usr/lib/tmpfiles.d/cellslot.conf
     put 644 packaging/60-cellslot.rules /lib/udev/rules.d/60-cellslot.rules

@@ -5,6 +5,7 @@
 #include "platform/include/file_vector.h"
 #include "published/at_request.h"
 #include "published/data_override.h"
+#include "published/host_boot.h"
 #include "published/paths.h"
 #include "published/sms_spool.h"
 #include "tests/support/temp_folder.h"
@@ -90,6 +91,7 @@ TEST(Installation, Service_HasItsSettingsAndTools) {
                                                  STATUS_FOLDER, SHARED_FOLDER, STORAGE_FOLDER});
     EXPECT_EQ(std::string(SERVICE_UNIT), "/lib/systemd/system/" + serviceName("") + ".service");
     expectWords("scripts/package.sh", {SERVICE_UNIT, SLOTS_FILE});
+    expectWords("packaging/cellslot-booted.service", {withoutVar(BOOTED_FILE)});
 }
 
 TEST(Installation, HostTools_ReadTheSlotsFile) {
