@@ -23,7 +23,10 @@ TEXT
 
 buildPackage() {
     local preset=release
-    [[ $architecture == "$(dpkg --print-architecture)" ]] || preset=$architecture
+    if [[ $architecture != "$(dpkg --print-architecture)" ]]; then
+        scripts/setup_cross.sh "$architecture"
+        preset=$architecture
+    fi
     rm -rf "$work/package"
     scripts/package.sh --preset "$preset" --output "$work/package" >/dev/null
     cmake --build --preset "$preset" -j 2 --target le910sim
