@@ -17,17 +17,16 @@ TEXT
 }
 
 main() {
-    local package packages=() wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils)
+    local packages wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils
+        uidmap util-linux) # without root the disk is made in a user namespace
     case ${1:-amd64} in
     amd64) wanted+=(qemu-system-x86) ;;
     arm64) wanted+=(qemu-system-arm qemu-user-static) ;;
     *) helpOrRefuse "$1" ;;
     esac
-    for package in "${wanted[@]}"; do
-        dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$' || packages+=("$package")
-    done
+    mapfile -t packages < <(missingPackages "${wanted[@]}")
     ((${#packages[@]})) || return 0
-    echo "setup_gateway.sh: installing ${packages[*]}"
+    announceInstallation "${packages[@]}"
     installPackages "${packages[@]}"
 }
 
