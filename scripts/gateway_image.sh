@@ -33,7 +33,7 @@ readonly DISK_SIZE=1G
 
 usage() {
     cat <<'TEXT'
-Usage: gateway_image.sh [--arch amd64|arm64]
+Usage: gateway_image.sh [--arch amd64|arm64|armhf]
 Makes the disk of the virtual gateway, unless it is there, and prints its folder: disk.img, kernel,
 initrd.
 TEXT
@@ -42,6 +42,7 @@ TEXT
 kernelPackage() {
     case $architecture in
     amd64 | arm64) echo "linux-image-$architecture" ;;
+    armhf) echo linux-image-armmp ;;
     *) return 1 ;;
     esac
 }
@@ -149,6 +150,7 @@ emulatorRule() {
     case $architecture in
     "$(dpkg --print-architecture)") ;;
     arm64) echo /usr/lib/binfmt.d/qemu-aarch64.conf ;;
+    armhf) echo /usr/lib/binfmt.d/qemu-arm.conf ;;
     esac
 }
 
@@ -246,7 +248,7 @@ main() {
     done
     [[ -n $architecture ]] || architecture=$(dpkg --print-architecture)
     kernelPackage >/dev/null || {
-        echo "gateway_image.sh: no gateway for '$architecture': amd64 or arm64" >&2
+        echo "gateway_image.sh: no gateway for '$architecture': amd64, arm64 or armhf" >&2
         return 2
     }
     # The image follows from this script alone, its packages from their list.

@@ -10,7 +10,7 @@ set -euo pipefail
 
 usage() {
     cat <<'TEXT'
-Usage: setup_gateway.sh [amd64|arm64]
+Usage: setup_gateway.sh [amd64|arm64|armhf]
 Installs what scripts/test_gateway.sh needs for a gateway with that processor (amd64 unless given), as
 far as it is missing; as root or with sudo.
 TEXT
@@ -21,7 +21,7 @@ main() {
         uidmap util-linux) # without root the disk is made in a user namespace
     case ${1:-amd64} in
     amd64) wanted+=(qemu-system-x86) ;;
-    arm64) wanted+=(qemu-system-arm qemu-user-static) ;;
+    arm64 | armhf) wanted+=(qemu-system-arm qemu-user-static) ;;
     *) helpOrRefuse "$1" ;;
     esac
     mapfile -t packages < <(missingPackages "${wanted[@]}")

@@ -12,7 +12,7 @@ readonly TESTS=tests/gateway
 
 usage() {
     cat <<'TEXT'
-Usage: test_gateway.sh [--arch amd64|arm64] [--shell] [TEST]...
+Usage: test_gateway.sh [--arch amd64|arm64|armhf] [--shell] [TEST]...
 Builds the package, boots a virtual gateway and runs the tests of tests/gateway on it: all, or those
 named, as in "first_start_test" or "first_start_test.FirstStart". What a machine leaves behind (console,
 journal, logs) is in build/gateway/results.
