@@ -183,8 +183,23 @@ registerEmulator() {
     cat "$(emulatorRule)" >"$rules/register"
 }
 
+# An ordinary user's namespace has the owners of a system's files only if it may use other numbers.
+requireUsers() {
+    local file
+    ((EUID != 0)) || return 0
+    for file in /etc/subuid /etc/subgid; do
+        if ! grep -q "^$(id -un):\|^$(id -u):" "$file"; then
+            echo "gateway_image.sh: $file has no line for $(id -un). As root, run usermod" \
+                "--add-subuids FIRST-LAST --add-subgids FIRST-LAST $(id -un), with 65536 numbers that no" \
+                "other user has, such as 100000-165535" >&2
+            return 1
+        fi
+    done
+}
+
 makePackages() {
     local rule
+    requireUsers
     rule=$(emulatorRule)
     if [[ -z $rule || -e /proc/sys/fs/binfmt_misc/$(basename "$rule" .conf) ]]; then
         debootstrap
