@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Makes the disk, the kernel and the first stage (initrd) of the virtual gateway: a plain Debian with
 # systemd, udev and gpsd, from the mirror that this machine's apt uses, and nothing of ours on it. Kept
-# in build/gateway until the packages, the modules or the set-up below change. An ordinary user makes it under fakeroot.
+# in build/gateway until the packages, the modules or the set-up below change. An ordinary user makes it
+# in a user namespace and under fakeroot; for another processor its programs run under qemu-user.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -32,7 +33,7 @@ readonly DISK_SIZE=1G
 
 usage() {
     cat <<'TEXT'
-Usage: gateway_image.sh [--arch amd64|arm64]
+Usage: gateway_image.sh [--arch amd64|arm64|armhf]
 Makes the disk of the virtual gateway, unless it is there, and prints its folder: disk.img, kernel,
 initrd.
 TEXT
@@ -41,6 +42,7 @@ TEXT
 kernelPackage() {
     case $architecture in
     amd64 | arm64) echo "linux-image-$architecture" ;;
+    armhf) echo linux-image-armmp ;;
     *) return 1 ;;
     esac
 }
@@ -143,12 +145,76 @@ assemble() {
 
 # ---- the image ----------------------------------------------------------------------------------------
 
-debootstrap() {
+# What registers the processor's programs with qemu-user; empty if this machine runs them itself.
+emulatorRule() {
+    case $architecture in
+    "$(dpkg --print-architecture)") ;;
+    arm64) echo /usr/lib/binfmt.d/qemu-aarch64.conf ;;
+    armhf) echo /usr/lib/binfmt.d/qemu-arm.conf ;;
+    esac
+}
+
+# The namespace has the owners of a system's files: for root these are all users, for an ordinary user
+# those that /etc/subuid gives them.
+inUserNamespace() { # COMMAND...
+    local namespace=(unshare --user --mount --pid --fork --mount-proc)
+    if ((EUID != 0)); then
+        "${namespace[@]}" --map-root-user --map-auto "$@"
+        return
+    fi
+    # The command waits until it is root there.
+    # shellcheck disable=SC2016  # the shell's own variables
+    coproc { exec "${namespace[@]}" sh -c 'echo; read -r _; exec "$0" "$@" >&2' "$@"; }
+    local process=$COPROC_PID answers=${COPROC[0]} orders=${COPROC[1]}
+    read -r _ <&"$answers"
+    echo '0 0 65536' | tee "/proc/$process/uid_map" >"/proc/$process/gid_map"
+    echo >&"$orders"
+    wait "$process"
+}
+
+# Since Linux 6.7 a namespace has rules of its own: this machine's are left alone.
+registerEmulator() {
+    local rules=/proc/sys/fs/binfmt_misc
+    mount -t binfmt_misc binfmt_misc "$rules" || {
+        echo "gateway_image.sh: this kernel runs no $architecture programs: install binfmt-support, or" \
+            "use Linux 6.7 or later" >&2
+        return 1
+    }
+    cat "$(emulatorRule)" >"$rules/register"
+}
+
+# An ordinary user's namespace has the owners of a system's files only if it may use other numbers.
+requireUsers() {
+    local file
+    ((EUID != 0)) || return 0
+    for file in /etc/subuid /etc/subgid; do
+        if ! grep -q "^$(id -un):\|^$(id -u):" "$file"; then
+            echo "gateway_image.sh: $file has no line for $(id -un). As root, run usermod" \
+                "--add-subuids FIRST-LAST --add-subgids FIRST-LAST $(id -un), with 65536 numbers that no" \
+                "other user has, such as 100000-165535" >&2
+            return 1
+        fi
+    done
+}
+
+makePackages() {
+    local rule
+    requireUsers
+    rule=$(emulatorRule)
+    if [[ -z $rule || -e /proc/sys/fs/binfmt_misc/$(basename "$rule" .conf) ]]; then
+        debootstrap
+    else
+        inUserNamespace "$SELF" --arch "$architecture" --emulate "$packages"
+    fi
+}
+
+debootstrap() { # MMDEBSTRAP-OPTION...
     local suite address
     read -r suite address < <(findMirror)
+    # Whether the processor's programs run is known here.
     # shellcheck disable=SC2016  # the hook's own variables
-    mmdebstrap --quiet --format=tar --variant=minbase --architectures="$architecture" \
-        --include="$(IFS=,; echo "${PACKAGES[*]}")" \
+    mmdebstrap --quiet --skip=check/qemu --format=tar --variant=minbase --architectures="$architecture" \
+        --include="$(IFS=,; echo "${PACKAGES[*]}")" "$@" \
         --customize-hook="mkdir -p \"\$1/bench\"; chroot \"\$1\" sh -ec '
             cd /bench
             kernel=\$(apt-cache depends $(kernelPackage) | sed -n \"s/ *Depends: //p\" | grep ^linux-image)
@@ -162,7 +228,7 @@ make() {
     rm -rf "$work"
     mkdir -p "$work"
     trap 'rm -rf "$work"' EXIT
-    [[ -e $packages ]] || debootstrap >&2
+    [[ -e $packages ]] || makePackages >&2
     if ((EUID == 0)); then
         assemble >&2
     else
@@ -185,13 +251,19 @@ main() {
             assemble
             return
             ;;
+        --emulate) # the half of it that runs the processor's programs
+            packages=$2
+            registerEmulator
+            debootstrap --skip=chroot/mount/sys # of another namespace
+            return
+            ;;
         *) helpOrRefuse "$1" ;;
         esac
         shift
     done
     [[ -n $architecture ]] || architecture=$(dpkg --print-architecture)
     kernelPackage >/dev/null || {
-        echo "gateway_image.sh: no gateway for '$architecture': amd64 or arm64" >&2
+        echo "gateway_image.sh: no gateway for '$architecture': amd64, arm64 or armhf" >&2
         return 2
     }
     # The image follows from this script alone, its packages from their list.

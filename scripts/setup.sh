@@ -55,18 +55,6 @@ Installs the missing packages for building and testing on Debian 12, as root or 
 TEXT
 }
 
-# A package that is installed only for another architecture counts as missing.
-missing() {
-    local package architecture
-    architecture=$(dpkg --print-architecture)
-    for package in "${BUILD[@]}" "${TEST[@]}"; do
-        if ! dpkg-query -W -f '${db:Status-Status} ${Architecture}\n' "$package" 2>/dev/null |
-            grep -qxE "installed ($architecture|all)"; then
-            echo "$package"
-        fi
-    done
-}
-
 # The tests start gpsd themselves; the package's service would only listen on the host.
 stopGpsdService() {
     if [[ -d /run/systemd/system ]]; then
@@ -85,15 +73,11 @@ main() {
             "${BUILD[*]} ${TEST[*]}" >&2
         return 1
     fi
-    mapfile -t packages < <(missing)
+    mapfile -t packages < <(missingPackages "${BUILD[@]}" "${TEST[@]}")
     if ((${#packages[@]} == 0)); then
         return
     fi
-    if ((EUID != 0)) && ! command -v sudo >/dev/null; then
-        echo "setup.sh: needs root or sudo; as root, run: apt-get install ${packages[*]}" >&2
-        return 1
-    fi
-    echo "setup.sh: installing ${packages[*]}"
+    announceInstallation "${packages[@]}"
     installPackages "${packages[@]}"
     if [[ " ${packages[*]} " == *' gpsd '* ]]; then
         stopGpsdService

@@ -17,18 +17,17 @@ TEXT
 }
 
 main() {
-    local architecture=${1:-} package packages=()
+    local architecture=${1:-} packages
     case $architecture in
     arm64 | armhf) ;;
     *) helpOrRefuse "$architecture" ;;
     esac
-    for package in "crossbuild-essential-$architecture" qemu-user-static \
+    mapfile -t packages < <(missingPackages \
+        "crossbuild-essential-$architecture" qemu-user-static \
         "libgmock-dev:$architecture" "libgtest-dev:$architecture" \
-        "liblmdb-dev:$architecture" "libssl-dev:$architecture" "libstdc++6:$architecture"; do
-        dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$' || packages+=("$package")
-    done
+        "liblmdb-dev:$architecture" "libssl-dev:$architecture" "libstdc++6:$architecture")
     ((${#packages[@]})) || return 0
-    echo "setup_cross.sh: installing ${packages[*]}"
+    announceInstallation "${packages[@]}"
     dpkg --print-foreign-architectures | grep -qx "$architecture" ||
         asRoot dpkg --add-architecture "$architecture"
     # Some libraries cannot be installed beside the native ones: better none than to lose those.

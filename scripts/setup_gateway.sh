@@ -10,24 +10,23 @@ set -euo pipefail
 
 usage() {
     cat <<'TEXT'
-Usage: setup_gateway.sh [amd64|arm64]
+Usage: setup_gateway.sh [amd64|arm64|armhf]
 Installs what scripts/test_gateway.sh needs for a gateway with that processor (amd64 unless given), as
 far as it is missing; as root or with sudo.
 TEXT
 }
 
 main() {
-    local package packages=() wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils)
+    local packages wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils
+        uidmap util-linux) # without root the disk is made in a user namespace
     case ${1:-amd64} in
     amd64) wanted+=(qemu-system-x86) ;;
-    arm64) wanted+=(qemu-system-arm qemu-user-static) ;;
+    arm64 | armhf) wanted+=(qemu-system-arm qemu-user-static) ;;
     *) helpOrRefuse "$1" ;;
     esac
-    for package in "${wanted[@]}"; do
-        dpkg -s "$package" 2>/dev/null | grep -q '^Status: .* installed$' || packages+=("$package")
-    done
+    mapfile -t packages < <(missingPackages "${wanted[@]}")
     ((${#packages[@]})) || return 0
-    echo "setup_gateway.sh: installing ${packages[*]}"
+    announceInstallation "${packages[@]}"
     installPackages "${packages[@]}"
 }
 

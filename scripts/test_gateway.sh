@@ -12,7 +12,7 @@ readonly TESTS=tests/gateway
 
 usage() {
     cat <<'TEXT'
-Usage: test_gateway.sh [--arch amd64|arm64] [--shell] [TEST]...
+Usage: test_gateway.sh [--arch amd64|arm64|armhf] [--shell] [TEST]...
 Builds the package, boots a virtual gateway and runs the tests of tests/gateway on it: all, or those
 named, as in "first_start_test" or "first_start_test.FirstStart". What a machine leaves behind (console,
 journal, logs) is in build/gateway/results.
@@ -23,7 +23,10 @@ TEXT
 
 buildPackage() {
     local preset=release
-    [[ $architecture == "$(dpkg --print-architecture)" ]] || preset=$architecture
+    if [[ $architecture != "$(dpkg --print-architecture)" ]]; then
+        scripts/setup_cross.sh "$architecture"
+        preset=$architecture
+    fi
     rm -rf "$work/package"
     scripts/package.sh --preset "$preset" --output "$work/package" >/dev/null
     cmake --build --preset "$preset" -j 2 --target le910sim

@@ -22,6 +22,7 @@
 #include "cli/doctor/port_holders.h"
 #include "cli/doctor/quiet_run.h"
 #include "cli/pin/sim_files.h"
+#include "cli/status/diagnosis.h"
 #include "cli/status/no_daemon.h"
 #include "cli/status/status_file.h"
 #include "cli/status/status_value.h"
@@ -85,6 +86,11 @@ bool mayUse(const passwd* user, const struct stat& device) {
     if (getgrouplist(user->pw_name, user->pw_gid, groups.data(), &count) < 0) return true;
     groups.resize(static_cast<size_t>(count));
     return std::find(groups.begin(), groups.end(), device.st_gid) != groups.end();
+}
+
+bool isSilent(const sPlaces& places, const sSlotSetup& setup) {
+    const sStatusFile file = readStatusFile(places, setup.slot);
+    return setup.pid != 0 && file.state == eStatusFile::GOOD && isModemSilent(file.record);
 }
 
 // Root, unless the daemon runs as another user.
@@ -231,7 +237,15 @@ tFindings checkStatusFile(const sPlaces& places, const sSlotSetup& setup) {
 tFindings checkDevice(const sPlaces& places, const sSlotSetup& setup) {
     if (setup.device.empty()) return {notKnown(setup, "port", "--device")};
     const sFinding port = portAt(places, "port", setup.device);
-    return {port.health == eHealth::FINE ? rightsOf(places, setup) : port};
+    if (port.health != eHealth::FINE) return {port};
+    tFindings findings = {rightsOf(places, setup)};
+    if (isSilent(places, setup))
+        findings.push_back({eHealth::NOTE, "port",
+                            "the modem has not answered yet on " + setup.device,
+                            "if that lasts longer than a minute, the AT port may be another one: "
+                            "write its number into " +
+                                std::string(SLOTS_FILE) + " (installation.md)"});
+    return findings;
 }
 
 tFindings checkHolders(const sPlaces& places, const sSlotSetup& setup) {

@@ -66,12 +66,6 @@ void checkAge(const sSlotView& view) {
 
 // ---- modem and SIM ---------------------------------------------------------------------------
 
-bool isModemSilent(const sStatusRecord& record) {
-    return record.text(STATUS_SIM_STATUS) == NAME_UNKNOWN &&
-           record.number(STATUS_TEMPERATURE).value_or(TEMPERATURE_UNKNOWN_C) ==
-               TEMPERATURE_UNKNOWN_C;
-}
-
 void checkModem(const sSlotView& view) {
     const std::string port = printableLine(view.record.text(STATUS_DEV_HANDLE_MAIN));
     if (!view.report.portExists)
@@ -291,6 +285,12 @@ sDiagnosis diagnoseWithoutData(const sSlotReport& report) {
 }
 
 }  // namespace
+
+bool isModemSilent(const sStatusRecord& record) {
+    return record.text(STATUS_SIM_STATUS) == NAME_UNKNOWN &&
+           record.number(STATUS_TEMPERATURE).value_or(TEMPERATURE_UNKNOWN_C) ==
+               TEMPERATURE_UNKNOWN_C;
+}
 
 sDiagnosis diagnose(const sSlotReport& report) {
     if (!report.isGood()) return diagnoseWithoutData(report);

@@ -41,6 +41,9 @@ struct sDiagnosis {
 
 sDiagnosis diagnose(const sSlotReport& report);
 
+// Whether no answer of the modem is known since the daemon's start.
+bool isModemSilent(const sStatusRecord& record);
+
 struct sStateNames {
     const char* word;  // "NOT CONNECTED"
     const char* id;    // for programs: "not_connected"

@@ -9,6 +9,26 @@ asRoot() {
     fi
 }
 
+# Which of these are not installed. A package that is installed only for another architecture is missing.
+missingPackages() { # PACKAGE[:ARCHITECTURE]...
+    local package architecture
+    for package in "$@"; do
+        architecture=$(dpkg --print-architecture)
+        [[ $package != *:* ]] || architecture=${package#*:}
+        dpkg-query -W -f '${db:Status-Status} ${Architecture}\n' "$package" 2>/dev/null |
+            grep -qxE "installed ($architecture|all)" || echo "$package"
+    done
+}
+
+# What a script says before it installs packages. Fails if it cannot.
+announceInstallation() { # PACKAGE...
+    if ((EUID != 0)) && ! command -v sudo >/dev/null; then
+        echo "${0##*/}: not installed: $*. Run ${0##*/} as root, or install sudo" >&2
+        return 1
+    fi
+    echo "${0##*/}: installing $*"
+}
+
 # A package list that cannot be loaded may not matter: the installation shows.
 installPackages() { # APT-OPTION|PACKAGE...
     asRoot apt-get update || echo 'apt-get update: not every package list could be had' >&2

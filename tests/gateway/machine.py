@@ -18,12 +18,14 @@ BENCH = pathlib.Path(os.environ["CELLSLOT_BENCH"])  # what the tests bring: an a
 RESULTS = pathlib.Path(os.environ["CELLSLOT_RESULTS"])
 ARCHITECTURE = os.environ["CELLSLOT_ARCHITECTURE"]
 # Emulated processors are slow, some slower: what a test waits for may take so much longer.
-PATIENCE = {"amd64": 1, "arm64": 2}[ARCHITECTURE]
+PATIENCE = {"amd64": 1, "arm64": 2, "armhf": 2}[ARCHITECTURE]
 EMULATORS = {
     "amd64": ["qemu-system-x86_64", "-machine", "pc", "-cpu", "max", "-rtc", "base=utc"],
     "arm64": ["qemu-system-aarch64", "-machine", "virt", "-cpu", "cortex-a53"],
+    # Debian's kernel for 32 bits has no addresses above 4 GB.
+    "armhf": ["qemu-system-arm", "-machine", "virt,highmem=off", "-cpu", "cortex-a15"],
 }
-CONSOLES = {"amd64": "ttyS0", "arm64": "ttyAMA0"}
+CONSOLES = {"amd64": "ttyS0", "arm64": "ttyAMA0", "armhf": "ttyAMA0"}
 BOOT_S = 180 * PATIENCE
 
 

@@ -77,6 +77,18 @@ TEST_F(Doctor, Device_MissingOrNoPort) {
     expect(eHealth::NOTE, checkDevice, "MODE=\"0660\"");
 }
 
+TEST_F(Doctor, Device_WhoseModemNeverAnswered_MayBeTheWrongPort) {
+    setup.device = "/dev/at";
+    port("/dev/at");
+    host.status(1, {{"SIM_STATUS", "Unknown"}, {"TEMPERATURE", "-999"}});
+    expect(eHealth::FINE, checkDevice, "/dev/at exists");
+    setup.pid = 42;
+    expect(eHealth::NOTE, checkDevice, "has not answered yet on /dev/at");
+    expect(eHealth::NOTE, checkDevice, "write its number into /etc/cellslot/slots.conf");
+    host.status(1, {{"SIM_STATUS", "Available"}, {"TEMPERATURE", "28"}});
+    expect(eHealth::FINE, checkDevice);
+}
+
 TEST_F(Doctor, Device_ThatTheDaemonsUserMayNotUse) {
     if (geteuid() != 0) GTEST_SKIP() << "gives files away";
     setup.device = "/dev/at";
