@@ -13,11 +13,15 @@ const char* const RESULTS[] = {"missing", "unchanged", "applied"};
 
 }  // namespace
 
+const char* configResultName(eConfigResult result) {
+    return RESULTS[result];
+}
+
 void publishConfigLook(const std::string& path, const sConfigLook& look) {
     cFileVector file(path);
     file.AppendLine("PID=" + itos(look.pid));
     file.AppendLine("COUNT=" + std::to_string(look.count));
-    file.AppendLine(std::string("RESULT=") + RESULTS[look.result]);
+    file.AppendLine(std::string("RESULT=") + configResultName(look.result));
     file.AppendLine("FILE=" + look.file);
     file.Write();
 }

@@ -14,6 +14,9 @@ struct sConfigLook {
     std::string file;
 };
 
+// "missing", "unchanged" or "applied".
+const char* configResultName(eConfigResult result);
+
 // Replaces what was published. A failure is logged.
 void publishConfigLook(const std::string& path, const sConfigLook& look);
 

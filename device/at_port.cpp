@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "device/link_state.h"
+#include "device/recorder.h"
 #include "include/debug.h"
 #include "include/sleep.h"
 
@@ -35,6 +36,17 @@ void makeRaw(termio& settings) {
     settings.c_lflag &= static_cast<tcflag_t>(~(ISIG | ICANON | ECHO | ECHOE));
     settings.c_cc[VTIME] = 0;
     settings.c_cc[VMIN] = 0;
+}
+
+// write(), recorded. errno is that of write().
+ssize_t writeBytes(int port, const char* data, size_t size) {
+    const ssize_t count = write(port, data, size);
+    if (!isRecording()) return count;
+    const int error = errno;
+    if (count > 0) recordWrite(port, data, static_cast<size_t>(count));
+    if (count == -1 && error != EAGAIN && error != EINTR) recordHangUp(port, error);
+    errno = error;
+    return count;
 }
 
 }  // namespace
@@ -70,6 +82,7 @@ int doOpenDevice(const std::string& path, int& port) {
     port = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (port != -1) {
         forgetLink(port);
+        noteOpenPort(port, path);
         return 0;
     }
     const int error = errno;
@@ -99,6 +112,7 @@ int doSetupTty(int port) {
 void closeDevice(int& port) {
     if (port != -1) {
         forgetLink(port);
+        noteClosedPort(port);
         close(port);
     }
     port = -1;
@@ -106,7 +120,9 @@ void closeDevice(int& port) {
 
 bool isPortLost(int port) {
     pollfd polled = {port, 0, 0};
-    return poll(&polled, 1, 0) == 1 && (polled.revents & POLLHUP) != 0;
+    const bool isLost = poll(&polled, 1, 0) == 1 && (polled.revents & POLLHUP) != 0;
+    if (isLost && isRecording()) recordHangUp(port, 0);
+    return isLost;
 }
 
 ePortReturn writeToPort(int port, const std::string& text, bool withCarriageReturn) {
@@ -116,7 +132,7 @@ ePortReturn writeToPort(int port, const std::string& text, bool withCarriageRetu
     }
     debug(eLOG_PORT, g_i_debugMode, "%s(): Sending AT command: '%s'", __func__, text.c_str());
     for (int attempt = 0; attempt < WRITE_ATTEMPTS; ++attempt) {
-        if (write(port, text.data(), text.size()) != -1) {
+        if (writeBytes(port, text.data(), text.size()) != -1) {
             if (!withCarriageReturn) {
                 debug(eLOG_PORT, g_i_debugMode, "%s(): NOT Sending end CR after '%s'", __func__,
                       text.c_str());
@@ -126,7 +142,7 @@ ePortReturn writeToPort(int port, const std::string& text, bool withCarriageRetu
             sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
             const char end = eCR;
             // If the carriage return gets lost, the modem stays silent and the wait times out.
-            [[maybe_unused]] const ssize_t ignored = write(port, &end, 1);
+            writeBytes(port, &end, 1);
             return ePORT_OK;
         }
         if (errno != EAGAIN) {
@@ -143,6 +159,7 @@ int readFromPort(int port, std::string& buffer, int maxBytes) {
     buffer.clear();
     int waiting = 0;
     if (ioctl(port, FIONREAD, &waiting) != 0) {
+        if (isRecording()) recordHangUp(port, errno);
         debug(eLOG_PORT, g_i_debugMode, "%s(): No Response from device", __func__);
         return -1;
     }
@@ -150,5 +167,6 @@ int readFromPort(int port, std::string& buffer, int maxBytes) {
     buffer.resize(static_cast<size_t>(std::min(waiting, maxBytes)));
     const ssize_t count = read(port, buffer.data(), buffer.size());
     buffer.resize(count > 0 ? static_cast<size_t>(count) : 0);
+    if (isRecording() && count > 0) recordRead(port, buffer.data(), buffer.size());
     return static_cast<int>(count);
 }

@@ -25,6 +25,9 @@ struct sStartsInARow {
 };
 sStartsInARow takeStartsInARow();
 
+// The same number, as often as it is asked for. 0 again after noteWorkingRun().
+unsigned startsInARow();
+
 // The data session has been up long enough: the fault is over, and later messages are new.
 void noteWorkingRun();
 constexpr unsigned WORKING_AFTER_S = 600;

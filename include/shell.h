@@ -7,4 +7,8 @@
 // unchecked text from outside.
 int runShellCommand(const std::string& command);
 
+// Is called with each command that has ended and with what system() returned; null for nobody.
+using tShellObserver = void (*)(const std::string& command, int status);
+void setShellObserver(tShellObserver observer);
+
 #endif

@@ -17,6 +17,9 @@ namespace {
 
 constexpr size_t PATH_BYTES = 4160;
 
+// An option without a letter.
+constexpr int RECORD_ALWAYS = 256;
+
 const option LONG_OPTIONS[] = {
     {"Debug", required_argument, nullptr, 'D'},
     {"device", required_argument, nullptr, 'd'},
@@ -24,6 +27,7 @@ const option LONG_OPTIONS[] = {
     {"port", required_argument, nullptr, 'p'},
     {"interface", required_argument, nullptr, 'i'},
     {"help", no_argument, nullptr, 'h'},
+    {"record-always", no_argument, nullptr, RECORD_ALWAYS},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -67,6 +71,9 @@ bool parseArgs(int argc, char* argv[], sOptionArgs& options) {
                 break;
             case 'h':
                 mayStart = false;
+                break;
+            case RECORD_ALWAYS:
+                options.b_record_always = true;
                 break;
             default:  // unknown option or missing argument: getopt has printed the error
                 break;

@@ -4,8 +4,7 @@
 #include <string>
 
 #include "include/options.h"
-
-constexpr const char* PROGRAM_VERSION = "1.0.17";
+#include "include/program_version.h"
 
 // The file name of the running program; empty if it cannot be found out.
 std::string getProgramName();

@@ -181,6 +181,10 @@ sStartsInARow takeStartsInARow() {
     return {state.now.starts, state.now.wholeMs == state.beginMs};
 }
 
+unsigned startsInARow() {
+    return g_startsState.now.starts;
+}
+
 void noteWorkingRun() {
     sRepeatedStartsState& state = g_startsState;
     state.works = true;

@@ -78,6 +78,23 @@ std::string loggedFilePath(const cSlotText& slot) {
     return runFile(slot, ".logged");
 }
 
+std::string recordRequestPath(const cSlotText& slot) {
+    return inFolder(RECORD_REQUEST_FOLDER, "record." + slot.text());
+}
+
+std::string recordingPath(const cSlotText& slot) {
+    return inFolder(RECORDING_FOLDER, "recording." + slot.text() + ".jsonl");
+}
+
+std::string olderRecordingPath(const cSlotText& slot) {
+    return inFolder(RECORDING_FOLDER, "recording." + slot.text() + ".older.jsonl");
+}
+
+std::string keptRecordingPath(const cSlotText& slot, int number) {
+    return inFolder(RECORDING_FOLDER,
+                    "recording." + slot.text() + ".exit-" + std::to_string(number) + ".jsonl");
+}
+
 std::string firmwareTriggerName(const cSlotText& slot) {
     return "start_update." + slot.text();
 }

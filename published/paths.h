@@ -51,6 +51,17 @@ std::string configLookPath(const cSlotText& slot);
 // What the last run logged, for the next start.
 std::string loggedFilePath(const cSlotText& slot);
 
+// The request for a recording of what passes on the ports (recording_request.h), and the recording:
+// the file that grows, the one before it, and those that were kept when the daemon ended with
+// status 3, number 1 the latest. Root's alone.
+constexpr const char* RECORD_REQUEST_FOLDER = "/run/cellslot";
+constexpr const char* RECORDING_FOLDER = "/var/log/cellslot";
+constexpr int KEPT_RECORDINGS = 3;
+std::string recordRequestPath(const cSlotText& slot);
+std::string recordingPath(const cSlotText& slot);
+std::string olderRecordingPath(const cSlotText& slot);
+std::string keptRecordingPath(const cSlotText& slot, int number);
+
 // A program that requests a firmware update of the modem puts the trigger into this folder in
 // SHARED_FOLDER; the daemon removes it and writes a line into the status file.
 constexpr const char* FIRMWARE_FOLDER_NAME = "cellmodem_firmware";

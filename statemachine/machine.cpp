@@ -3,15 +3,15 @@
 #include <unistd.h>
 
 #include "config/config_look.h"
+#include "device/recorder.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "include/service_manager.h"
 #include "published/paths.h"
+#include "statemachine/recording_marks.h"
 #include "statemachine/service_status.h"
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
-
-namespace {
 
 const char* modemStateName(eModemState state) {
     switch (state) {
@@ -29,6 +29,12 @@ const char* modemStateName(eModemState state) {
     return "unknown";
 }
 
+namespace {
+
+void noteStates(const sMachine& machine) {
+    markStates(outerStateName(machine.outerState), modemStateName(machine.modemState));
+}
+
 }  // namespace
 
 void setOuterState(sMachine& machine, eOuterState state) {
@@ -36,6 +42,7 @@ void setOuterState(sMachine& machine, eOuterState state) {
     debug(eLOG_STATE, g_i_debugMode, "Outer state %s -> %s", outerStateName(machine.outerState),
           outerStateName(state));
     machine.outerState = state;
+    noteStates(machine);
 }
 
 void setModemState(sMachine& machine, eModemState state) {
@@ -43,6 +50,7 @@ void setModemState(sMachine& machine, eModemState state) {
     debug(eLOG_STATE, g_i_debugMode, "Modem state %s -> %s", modemStateName(machine.modemState),
           modemStateName(state));
     machine.modemState = state;
+    noteStates(machine);
 }
 
 void publish(sMachine& machine, bool force) {
@@ -58,5 +66,7 @@ unsigned readConfiguration(sMachine& machine) {
     publishConfigLook(
         configLookPath(g_S_options.s_port),
         {getpid(), ++machine.configLooks, static_cast<eConfigResult>(result), machine.configFile});
+    hideFromRecording(machine.config.password);
+    markConfig(machine.configFile, configResultName(static_cast<eConfigResult>(result)));
     return result;
 }

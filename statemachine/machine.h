@@ -46,6 +46,9 @@ struct sMachine {
 // The function that the log names in the lines of the loop and of its states.
 constexpr const char* MAIN_LOOP = "runStateMachine";
 
+// The state in words, for log and recording.
+const char* modemStateName(eModemState state);
+
 // The only places where the states change; each change is logged by name.
 void setOuterState(sMachine& machine, eOuterState state);
 void setModemState(sMachine& machine, eModemState state);

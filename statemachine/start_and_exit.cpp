@@ -19,6 +19,7 @@
 #include "statemachine/cleanup.h"
 #include "statemachine/data_session.h"
 #include "statemachine/modem_control.h"
+#include "statemachine/recording_control.h"
 #include "statemachine/sim_pin.h"
 #include "statemachine/status_led.h"
 #include "statemachine/timers.h"
@@ -80,6 +81,7 @@ int leave(sMachine& machine) {
     if (machine.outerState == eOUTER_EXIT_RESET) resetDevice(machine.port);
     closeDevice(machine.port);
     debug(eLOG_NOTICE, g_i_debugMode, "Exiting");
+    endRecording(machine);
     if (isStartedAgain(machine.outerState)) keepForNextStart();
     return machine.outerState;
 }

@@ -16,6 +16,8 @@
 #include "statemachine/modem_control.h"
 #include "statemachine/modem_states.h"
 #include "statemachine/pin_record.h"
+#include "statemachine/recording_control.h"
+#include "statemachine/recording_marks.h"
 #include "statemachine/start_and_exit.h"
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
@@ -29,6 +31,7 @@ constexpr int RESTARTS_TO_RESET = 3;
 
 bool isExitRequested() {
     if (!b_got_sigterm && !b_got_sigint && !b_got_sighup) return false;
+    markSignal(b_got_sigterm ? "SIGTERM" : (b_got_sigint ? "SIGINT" : "SIGHUP"));
     debug(eLOG_NOTICE, g_i_debugMode, "Received SIGTERM/SIGINT/SIGHUP");
     return true;
 }
@@ -104,6 +107,7 @@ void handleReloadSignals(sMachine& machine) {
     if (b_got_sigusr2) {
         debug(eLOG_NOTICE, g_i_debugMode, "Received SIGUSR2");
         b_got_sigusr2 = false;
+        markSignal("SIGUSR2");
         if (readConfiguration(machine) == eCONFIG_APPLIED) {
             debug(eLOG_NOTICE, g_i_debugMode, "Received USR2 and config changed");
             setModemState(machine, eMODEM_SETUP);
@@ -114,6 +118,7 @@ void handleReloadSignals(sMachine& machine) {
     if (b_got_sigusr1 && machine.config.syncTime) {
         debug(eLOG_NOTICE, g_i_debugMode, "Received SIGUSR1 : stop sync timer");
         b_got_sigusr1 = false;
+        markSignal("SIGUSR1");
         restartClockSync();
     }
 }
@@ -182,6 +187,7 @@ void runPassWithoutPort(sMachine& machine) {
 
 void runPass(sMachine& machine) {
     notifyAlive();
+    controlRecording(machine);
     machine.deviceReachable = true;
     machine.lastResult = eSUCCESS;
     if (isExitRequested()) {

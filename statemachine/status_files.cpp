@@ -12,6 +12,7 @@
 #include "platform/include/key_value_store.h"
 #include "published/paths.h"
 #include "published/status_keys.h"
+#include "statemachine/recording_marks.h"
 #include "statemachine/status_keys.h"
 #include "statemachine/timers.h"
 
@@ -102,6 +103,7 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
     // A text of the modem must not forge a line.
     for (auto& [suffix, value] : list)
         value = blankControlCharacters(value);
+    markPublished(list);
 
     const std::string slotPrefix = statusKeyStart(slot);
     storeList(list, slotPrefix);

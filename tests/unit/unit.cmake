@@ -89,6 +89,12 @@ cellslot_add_unit_tests(main
             unit/main/service_manager_test.cpp unit/main/temporary_files_test.cpp unit/main/utilities_test.cpp)
 target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
+cellslot_add_unit_tests(recording
+    LIBS cellslot_recording cellslot_platform
+    SOURCES unit/recording/hidden_exchange_test.cpp unit/recording/pdu_stand_in_test.cpp
+            unit/recording/ring_file_test.cpp unit/platform/sms_pdu/support.cpp
+            unit/platform/sms_pdu/examples.cpp support/recording_text.cpp)
+
 cellslot_add_unit_tests(device
     LIBS cellslot_device
     SOURCES unit/device/at_port_test.cpp unit/device/at_transaction_test.cpp

@@ -1,0 +1,292 @@
+#include "device/recorder.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "include/debug.h"
+#include "include/options.h"
+#include "platform/include/timer_clock.h"
+#include "recording/hidden_exchange.h"
+#include "recording/json_line.h"
+#include "recording/ring_file.h"
+
+bool g_b_recording = false;
+
+namespace {
+
+constexpr int FORMAT_VERSION = 1;
+
+struct sRecorderState {
+    // It stays when a recording ends: stand-ins are the same as long as the process runs.
+    std::unique_ptr<cHiddenExchange> exchange;
+    cRingFile file;
+    sRecordSettings settings;
+    uint64_t beganMs = 0;
+    std::string began;
+    int failure = 0;
+    bool isFileNew = false;  // the older one has what is published
+    // Known without a recording too.
+    int atPort = -1;
+    int gpsPort = -1;
+    bool isHungUp[2] = {};
+};
+
+sRecorderState g_recorderState;
+
+uint64_t elapsedMs() {
+    return timerClockMs() - g_recorderState.beganMs;
+}
+
+eRecordedPort portOf(int port) {
+    const bool isGps = port != -1 && port == g_recorderState.gpsPort;
+    return isGps ? eRecordedPort::GPS : eRecordedPort::AT;
+}
+
+const char* keyOf(eRecordedPort port) {
+    return port == eRecordedPort::GPS ? ",\"gps\":" : ",\"at\":";
+}
+
+std::string utcText(time_t now) {
+    tm utc{};
+    char text[32] = "";
+    gmtime_r(&now, &utc);
+    strftime(text, sizeof text, "%FT%TZ", &utc);
+    return text;
+}
+
+cTextBuffer headerLine() {
+    const sRecorderState& state = g_recorderState;
+    cTextBuffer line;
+    line.append("{\"recording\":");
+    appendNumber(line, FORMAT_VERSION);
+    line.append(",\"program\":");
+    appendJsonText(line, state.settings.program);
+    line.append(",\"slot\":");
+    appendNumber(line, static_cast<uint64_t>(state.settings.slot));
+    line.append(",\"began\":");
+    appendJsonText(line, state.began);
+    line.append(",\"identities\":");
+    appendJsonText(line, state.settings.keepIdentities ? "kept" : "replaced");
+    line.append("}\n");
+    return line;
+}
+
+bool writeText(const cTextBuffer& text) {
+    return g_recorderState.file.write(text.data(), text.size());
+}
+
+void fail() {
+    sRecorderState& state = g_recorderState;
+    state.failure = errno;
+    g_b_recording = false;
+    state.file.close();
+    debug(eLOG_NOTICE, g_i_debugMode, "Recording ended: cannot write %s, errno %d (%s)",
+          state.settings.path.c_str(), state.failure, strerror(state.failure));
+}
+
+// A full file becomes the older one, and a new one begins like the first.
+bool turnFile() {
+    sRecorderState& state = g_recorderState;
+    if (!state.file.turn() || !writeText(headerLine())) return false;
+    state.isFileNew = true;
+    return true;
+}
+
+void writeReady() {
+    sRecorderState& state = g_recorderState;
+    cTextBuffer& ready = state.exchange->ready();
+    if (ready.empty()) return;
+    const bool isTurned = !state.file.isFullFor(ready.size()) || turnFile();
+    if (!isTurned || !writeText(ready)) fail();
+    ready.clear();
+    if (!state.isFileNew) return;
+    state.isFileNew = false;
+    if (isRecording() && state.settings.markState != nullptr) state.settings.markState();
+}
+
+void addLine(const cTextBuffer& rest) {
+    g_recorderState.exchange->addLine(rest, elapsedMs());
+    writeReady();
+}
+
+void addPortLine(eRecordedPort port, const char* event) {
+    cTextBuffer line;
+    line.append(keyOf(port));
+    appendJsonText(line, event);
+    addLine(line);
+}
+
+void recordOpenPort(int port) {
+    if (port != -1) addPortLine(portOf(port), "open");
+}
+
+void recordBytes(int port, eRecordedWay way, const char* data, size_t size) {
+    g_recorderState.exchange->addBytes(portOf(port), way, data, size, elapsedMs());
+    writeReady();
+}
+
+}  // namespace
+
+bool startRecording(const sRecordSettings& settings) {
+    sRecorderState& state = g_recorderState;
+    stopRecording("asked");
+    state.settings = settings;
+    state.beganMs = timerClockMs();
+    state.began = utcText(time(nullptr));
+    if (!state.exchange) state.exchange = std::make_unique<cHiddenExchange>();
+    state.exchange->begin(settings.keepIdentities);
+    state.failure = 0;
+    state.isFileNew = false;
+    if (!state.file.open(settings.path, settings.olderPath, settings.fileBytes) ||
+        !writeText(headerLine())) {
+        const int error = errno;
+        state.file.close();
+        errno = error;
+        return false;
+    }
+    g_b_recording = true;
+    recordOpenPort(state.atPort);
+    if (isRecording()) recordOpenPort(state.gpsPort);
+    return true;
+}
+
+void stopRecording(const char* reason) {
+    if (!isRecording()) return;
+    g_recorderState.exchange->endAllLines();
+    {
+        cRecordMark mark("stop");
+        mark.text("reason", reason);
+    }
+    g_b_recording = false;
+    g_recorderState.file.close();
+}
+
+int takeRecordingFailure() {
+    const int failure = g_recorderState.failure;
+    g_recorderState.failure = 0;
+    return failure;
+}
+
+void hideFromRecording(const std::string& secret) {
+    if (isRecording()) g_recorderState.exchange->secrets().add(secret);
+}
+
+void noteOpenPort(int port, const std::string& path) {
+    sRecorderState& state = g_recorderState;
+    const bool isGps = path == g_S_options.s_gps_device && path != g_S_options.s_device;
+    (isGps ? state.gpsPort : state.atPort) = port;
+    state.isHungUp[isGps ? 1 : 0] = false;
+    if (isRecording()) recordOpenPort(port);
+}
+
+void noteClosedPort(int port) {
+    sRecorderState& state = g_recorderState;
+    const eRecordedPort recorded = portOf(port);
+    if (isRecording()) {
+        state.exchange->endLines(recorded);
+        addPortLine(recorded, "close");
+    }
+    (recorded == eRecordedPort::GPS ? state.gpsPort : state.atPort) = -1;
+}
+
+void recordWrite(int port, const char* data, size_t size) {
+    recordBytes(port, eRecordedWay::WRITE, data, size);
+}
+
+void recordRead(int port, const char* data, size_t size) {
+    recordBytes(port, eRecordedWay::READ, data, size);
+}
+
+void recordHangUp(int port, int error) {
+    const eRecordedPort recorded = portOf(port);
+    bool& isHungUp = g_recorderState.isHungUp[static_cast<size_t>(recorded)];
+    if (isHungUp) return;
+    isHungUp = true;
+    cTextBuffer line;
+    line.append(keyOf(recorded));
+    appendJsonText(line, "hangup");
+    if (error != 0) {
+        line.append(",\"error\":");
+        appendNumber(line, static_cast<uint64_t>(error));
+    }
+    g_recorderState.exchange->endLines(recorded);
+    addLine(line);
+}
+
+// ---- Marks
+// ----------------------------------------------------------------------------------------
+
+namespace {
+
+void appendHidden(cTextBuffer& line, const std::string& value) {
+    std::string hidden = value;
+    g_recorderState.exchange->rules().hideSecrets(hidden.data(), hidden.size());
+    appendJsonText(line, hidden);
+}
+
+}  // namespace
+
+cRecordMark::cRecordMark(const char* name) {
+    m_line.append(",\"mark\":");
+    appendJsonText(m_line, name);
+}
+
+cRecordMark::~cRecordMark() {
+    if (isRecording()) addLine(m_line);
+}
+
+void cRecordMark::key(const char* name) {
+    if (m_line.last() != '{') m_line.add(',');
+    appendJsonText(m_line, name);
+    m_line.add(':');
+}
+
+void cRecordMark::text(const char* name, const std::string& value) {
+    key(name);
+    appendHidden(m_line, value);
+}
+
+void cRecordMark::number(const char* name, long long value) {
+    key(name);
+    m_line.append(std::to_string(value));
+}
+
+void cRecordMark::beginList(const char* name) {
+    key(name);
+    m_line.add('[');
+}
+
+void cRecordMark::add(const std::string& element) {
+    if (m_line.last() != '[') m_line.add(',');
+    appendHidden(m_line, element);
+}
+
+void cRecordMark::beginValues(const char* name) {
+    key(name);
+    m_line.add('{');
+}
+
+void cRecordMark::identity(const char* name, const std::string& value) {
+    std::string hidden = value;
+    g_recorderState.exchange->rules().hideIdentity(hidden.data(), hidden.size());
+    text(name, hidden);
+}
+
+void cRecordMark::nothing(const char* name) {
+    key(name);
+    m_line.append("null");
+}
+
+void resetRecorder() {
+    sRecorderState& state = g_recorderState;
+    g_b_recording = false;
+    state.file.close();
+    state.exchange.reset();
+    state.settings = {};
+    state.failure = 0;
+    state.atPort = -1;
+    state.gpsPort = -1;
+    state.isHungUp[0] = state.isHungUp[1] = false;
+}

@@ -1,0 +1,76 @@
+#ifndef DEVICE_RECORDER_H
+#define DEVICE_RECORDER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "recording/json_line.h"
+
+// Records what passes on the ports (docs/recordings.md). Off, it costs one branch for each read and
+// write. Secrets and identities are replaced before anything is written.
+
+struct sRecordSettings {
+    std::string path;
+    std::string olderPath;
+    size_t fileBytes = 0;  // of each of the two files
+    bool keepIdentities = false;
+    std::string program;
+    int slot = 0;
+    void (*markState)() = nullptr;  // makes the mark for the beginning of each file
+};
+
+extern bool g_b_recording;
+inline bool isRecording() {
+    return g_b_recording;
+}
+
+// Begins a recording. False with errno set if its file cannot be written.
+bool startRecording(const sRecordSettings& settings);
+// Ends it; the reason is its last line. Nothing happens if none runs.
+void stopRecording(const char* reason);
+// The errno value for which a recording ended by itself, 0 if none did. From the second call on 0.
+int takeRecordingFailure();
+
+// A secret that may pass on the ports in any form: it is replaced wherever it comes.
+void hideFromRecording(const std::string& secret);
+
+// The ports. Opening and closing are noted while nothing is recorded too.
+void noteOpenPort(int port, const std::string& path);
+void noteClosedPort(int port);
+void recordWrite(int port, const char* data, size_t size);
+void recordRead(int port, const char* data, size_t size);
+// The device is gone: error is the errno value, 0 if the port's state says so. Once for each port.
+void recordHangUp(int port, int error);
+
+// A mark of the layers above: a line with a name and values. It is recorded when the object ends.
+// Use it only while a recording runs.
+class cRecordMark {
+  public:
+    explicit cRecordMark(const char* name);
+    ~cRecordMark();
+    cRecordMark(const cRecordMark&) = delete;
+    cRecordMark& operator=(const cRecordMark&) = delete;
+
+    void text(const char* key, const std::string& value);
+    void number(const char* key, long long value);
+    // A list: add() its elements, then endList().
+    void beginList(const char* key);
+    void add(const std::string& element);
+    void endList() { m_line.add(']'); }
+    // An object: its members, then endValues().
+    void beginValues(const char* key);
+    void identity(const char* key, const std::string& value);
+    void nothing(const char* key);
+    void endValues() { m_line.add('}'); }
+
+  private:
+    void key(const char* name);
+
+    cTextBuffer m_line;
+};
+
+// For tests: as if the process had just started.
+void resetRecorder();
+
+#endif

@@ -1,0 +1,558 @@
+#include "recording/line_rules.h"
+
+#include <array>
+#include <cctype>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "recording/pdu_stand_in.h"
+
+namespace {
+
+// Numbers of this many digits in an answer are identities: IMSI, IMEI, ICCID, telephone numbers.
+constexpr size_t IDENTITY_DIGITS = 10;
+// Of a number that is not quoted and has a place where telephone numbers are.
+constexpr size_t UNQUOTED_NUMBER_DIGITS = 5;
+// Longest number and text that are kept in lines that nobody knows. A PIN has four digits.
+constexpr size_t UNKNOWN_KEPT = 3;
+// Longest field that is kept before a secret: "SC", 1, 16.
+constexpr size_t KEPT_FIELD = 2;
+
+// What of an answer may be recorded.
+enum eAnswer : uint8_t {
+    eANSWER_UNKNOWN,
+    eANSWER_KEPT,
+    eANSWER_NUMBERS,      // quoted texts are names and numbers
+    eANSWER_MESSAGES,     // the same, and the lines after it up to the result are messages
+    eANSWER_ONE_MESSAGE,  // the same, and the next line is a message
+    eANSWER_SENT,         // ends the echo of a message
+};
+
+struct sName {
+    const char* name;
+    eArguments arguments;
+    eAnswer answer;
+    eBareLine bareLine;
+};
+
+// Everything that the daemon sends and reads, and what a modem of this family sends unasked. What
+// is not here is hidden.
+// clang-format off
+constexpr sName NAMES[] = {
+    {"+CPIN",      eARGUMENTS_SECRET,         eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CPWD",      eARGUMENTS_SECRET_AFTER_1, eANSWER_UNKNOWN,     eBareLine::UNKNOWN},
+    {"+CLCK",      eARGUMENTS_SECRET_AFTER_2, eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#PDPAUTH",   eARGUMENTS_CREDENTIALS,    eANSWER_UNKNOWN,     eBareLine::UNKNOWN},
+    {"+CGAUTH",    eARGUMENTS_CREDENTIALS,    eANSWER_UNKNOWN,     eBareLine::UNKNOWN},
+    {"+CMGS",      eARGUMENTS_NUMBERS,        eANSWER_SENT,        eBareLine::UNKNOWN},
+    {"+CMGW",      eARGUMENTS_NUMBERS,        eANSWER_SENT,        eBareLine::UNKNOWN},
+    {"+CMGL",      eARGUMENTS_KEPT,           eANSWER_MESSAGES,    eBareLine::UNKNOWN},
+    {"+CMGR",      eARGUMENTS_KEPT,           eANSWER_MESSAGES,    eBareLine::UNKNOWN},
+    {"+CMT",       eARGUMENTS_SECRET,         eANSWER_ONE_MESSAGE, eBareLine::UNKNOWN},
+    {"+CBM",       eARGUMENTS_SECRET,         eANSWER_ONE_MESSAGE, eBareLine::UNKNOWN},
+    {"+CDS",       eARGUMENTS_SECRET,         eANSWER_ONE_MESSAGE, eBareLine::UNKNOWN},
+    {"+CNUM",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CLIP",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CCWA",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CSCA",      eARGUMENTS_NUMBERS,        eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CPBR",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CGSN",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"#CGSN",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"+GSN",       eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"+CIMI",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"#CIMI",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"+CCID",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"#CCID",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
+    {"+GMM",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"+CGMM",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"+GMI",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"+CGMI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"+GMR",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"+CGMR",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"#CFVR",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"#MONI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"#SERVINFO",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"#RFSTS",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"#PSNT",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#PCT",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#QSS",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#TEMPMON",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#TEMPMEAS",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#FWSWITCH",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#NCM",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#CCLK",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#CCLKMODE",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#NITZ",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#REBOOT",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#TESTMODE",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#GPIO",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#SLED",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#SLEDSAV",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#AUTOBND",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#ENS",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#BND",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#IMSPDPSET", eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#PORTCFG",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#SIMDET",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#CEER",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#QTEMP",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CSQ",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CESQ",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CREG",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGREG",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CEREG",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CIREG",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CIREGU",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CMEE",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+COPN",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+COPS",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGATT",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGACT",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGCONTRDP", eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGPADDR",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGDATA",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGDCONT",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGEV",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CGEREP",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CIEV",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CSDF",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CCLK",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+WS46",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CFUN",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CSCS",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CMGF",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CMGD",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CMTI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CNMI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CPMS",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"+CEER",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"$GPSSW",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
+    {"$GPSNMUN",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"$GPSD",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"$GPSP",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"$GPSSAV",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"$GPSGPIO",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"$GPSSERSPEED", eARGUMENTS_KEPT,         eANSWER_KEPT,        eBareLine::UNKNOWN},
+};
+// clang-format on
+
+// Lines without a colon that a modem sends on its own.
+constexpr std::string_view WORDS[] = {
+    "OK",          "ERROR",   "CONNECT", "NO CARRIER", "RING",    "BUSY",     "NO ANSWER",
+    "NO DIALTONE", "ABORTED", "+PACSP0", "+PACSP1",    "PB DONE", "SYSSTART",
+};
+
+constexpr std::string_view CME_ERROR = "+CME ERROR:";
+constexpr std::string_view CMS_ERROR = "+CMS ERROR:";
+
+// The hash of a name, letter by letter, so that it is ready when the name ends.
+constexpr unsigned hashStep(unsigned hash, char upper) {
+    return hash * 33 + static_cast<unsigned char>(upper);
+}
+
+// Finds a name in NAMES with about one comparison.
+class cNameIndex {
+  public:
+    cNameIndex() {
+        for (const sName& row : NAMES) {
+            unsigned hash = 0;
+            for (const char* at = row.name; *at != '\0'; ++at)
+                hash = hashStep(hash, *at);
+            while (m_places[hash % PLACES] != nullptr)
+                ++hash;
+            m_places[hash % PLACES] = &row;
+        }
+    }
+    const sName* find(const char* text, size_t size, unsigned hash) const {
+        for (; m_places[hash % PLACES] != nullptr; ++hash) {
+            const sName* row = m_places[hash % PLACES];
+            if (strncasecmp(row->name, text, size) == 0 && row->name[size] == '\0') return row;
+        }
+        return nullptr;
+    }
+
+  private:
+    static constexpr unsigned PLACES = 512;
+    std::array<const sName*, PLACES> m_places{};
+};
+
+const cNameIndex& nameIndex() {
+    static const cNameIndex INDEX;
+    return INDEX;
+}
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+bool isAlphanumeric(char c) {
+    return isDigit(c) || isLetter(c);
+}
+char upperOf(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+bool isNameStart(char c) {
+    return c == '+' || c == '#' || c == '$' || c == '%' || c == '^' || c == '*';
+}
+
+bool startsWith(const char* text, size_t size, std::string_view prefix) {
+    return size >= prefix.size() && memcmp(text, prefix.data(), prefix.size()) == 0;
+}
+bool equals(const char* text, size_t size, std::string_view other) {
+    return size == other.size() && memcmp(text, other.data(), size) == 0;
+}
+
+bool isCommandLine(const char* line, size_t size) {
+    return size >= 2 && upperOf(line[0]) == 'A' && upperOf(line[1]) == 'T';
+}
+
+bool isWord(const char* line, size_t size) {
+    for (const std::string_view word : WORDS)
+        if (equals(line, size, word)) return true;
+    // "CONNECT 115200"
+    return startsWith(line, size, "CONNECT ") && isNumber(line + 8, size - 8);
+}
+
+struct sFoundName {
+    const sName* row;
+    size_t size;  // of the name with its first character
+};
+
+sFoundName findName(const char* text, size_t size) {
+    unsigned hash = hashStep(0, text[0]);
+    size_t end = 1;
+    for (; end < size && isAlphanumeric(text[end]); ++end)
+        hash = hashStep(hash, upperOf(text[end]));
+    return {nameIndex().find(text, end, hash), end};
+}
+
+std::string withoutBlanks(std::string_view text) {
+    while (!text.empty() && text.front() == ' ')
+        text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ')
+        text.remove_suffix(1);
+    return std::string(text);
+}
+
+// The end of a run of characters of one kind that begins at `at`.
+template <typename tIsKind>
+size_t runEnd(const char* text, size_t size, size_t at, tIsKind isKind) {
+    while (at < size && isKind(text[at]))
+        ++at;
+    return at;
+}
+
+// "REC UNREAD", "STO SENT" and "20/06/15,20:32:05-20" in a message's header.
+bool isStatusOrTime(const char* text, size_t size) {
+    if (startsWith(text, size, "REC ") || startsWith(text, size, "STO ")) return true;
+    for (size_t i = 0; i < size; ++i)
+        if (isLetter(text[i]) || (!isDigit(text[i]) && strchr("/,:+- ", text[i]) == nullptr))
+            return false;
+    return size > 8 && text[2] == '/' && text[5] == '/';
+}
+
+// E0, I3, Z, &F, \Q3, S7=30: basic commands with at most three digits each. 0 if it is none of
+// them.
+size_t basicCommandSize(const char* text, size_t size) {
+    size_t at = 0;
+    if (text[0] == '&' || text[0] == '\\') ++at;
+    if (at >= size || strchr("CEFHIKLMOPQSTVWXZ", upperOf(text[at])) == nullptr) return 0;
+    size_t end = runEnd(text, size, at + 1, isDigit);
+    if (end - at - 1 > UNKNOWN_KEPT) return 0;
+    if (end < size && text[end] == '=' && upperOf(text[at]) == 'S') {
+        const size_t value = end + 1;
+        end = runEnd(text, size, value, isDigit);
+        if (end - value > UNKNOWN_KEPT) return 0;
+    }
+    return end;
+}
+
+}  // namespace
+
+bool isFinalResult(const char* line, size_t size) {
+    return equals(line, size, "OK") || equals(line, size, "ERROR") ||
+           startsWith(line, size, CME_ERROR) || startsWith(line, size, CMS_ERROR);
+}
+
+void cLineRules::notePrompt(sPortMemory& memory) {
+    memory.isAtPrompt = true;
+    memory.messageLines = eMessageLines::UNTIL_RESULT;
+}
+
+void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
+    if (size == 0 || equals(line, size, "+++")) return;
+    const bool isMessage = memory.isAtPrompt || !isCommandLine(line, size);
+    memory.isAtPrompt = false;
+    if (isMessage) {
+        hideMessage(line, size);
+    } else {
+        memory.bareLine = eBareLine::UNKNOWN;
+        memory.messageLines = eMessageLines::NONE;
+        hideCommands(line + 2, size - 2, &memory);
+    }
+    hideSecrets(line, size);
+}
+
+void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
+    if (size == 0) return;
+    if (memory.messageLines != eMessageLines::NONE && isFinalResult(line, size))
+        memory.messageLines = eMessageLines::NONE;
+    if (isNameStart(line[0])) {
+        hideNamed(line, size, memory);
+    } else if (memory.messageLines != eMessageLines::NONE) {
+        hideMessage(line, size);
+        if (memory.messageLines == eMessageLines::NEXT_LINE)
+            memory.messageLines = eMessageLines::NONE;
+    } else if (isCommandLine(line, size)) {
+        hideCommands(line + 2, size - 2, nullptr);
+    } else if (line[0] == '>') {
+        notePrompt(memory);
+        hideMessage(line + 1, size - 1);
+    } else {
+        hideBare(line, size, memory);
+    }
+    hideSecrets(line, size);
+}
+
+// ---- Commands
+// -------------------------------------------------------------------------------------
+
+// What comes after "AT": commands, separated by semicolons. memory is null for an echo.
+void cLineRules::hideCommands(char* line, size_t size, sPortMemory* memory) {
+    for (size_t at = 0; at < size;) {
+        if (line[at] == ';' || line[at] == ' ' || line[at] == '\n') {
+            ++at;
+            continue;
+        }
+        const size_t used = isNameStart(line[at]) ? hideNamedCommand(line + at, size - at, memory)
+                                                  : basicCommandSize(line + at, size - at);
+        if (used == 0) {
+            if (memory != nullptr) keepSecrets(line + at, size - at, 0, false);
+            return hideText(line + at, size - at);
+        }
+        if (memory != nullptr && upperOf(line[at]) == 'I') memory->bareLine = eBareLine::KEPT;
+        at += used;
+    }
+}
+
+// Returns how much of the line belongs to the command; 0 if it is not known where it ends.
+size_t cLineRules::hideNamedCommand(char* line, size_t size, sPortMemory* memory) {
+    const sFoundName found = findName(line, size);
+    size_t nameEnd = found.size;
+    // "#ABC1234=5" may be anything.
+    if (found.row == nullptr) nameEnd = runEnd(line, size, 1, isLetter);
+    size_t end = nameEnd;
+    if (end < size && line[end] == '=') ++end;
+    if (end < size && line[end] == '?') return end + 1;
+    if (end == nameEnd && (end == size || line[end] == ';') && nameEnd == found.size) {
+        if (memory != nullptr && found.row != nullptr && memory->bareLine == eBareLine::UNKNOWN)
+            memory->bareLine = found.row->bareLine;
+        return end;
+    }
+    if (found.row == nullptr || end == nameEnd) {
+        if (memory != nullptr) keepSecrets(line + nameEnd, size - nameEnd, 0, false);
+        hideText(line + nameEnd, size - nameEnd);
+        return size;
+    }
+    if (memory != nullptr && memory->bareLine == eBareLine::UNKNOWN)
+        memory->bareLine = found.row->bareLine;
+    if (found.row->arguments != eARGUMENTS_KEPT && found.row->arguments != eARGUMENTS_NUMBERS) {
+        hideArguments(line + end, size - end, found.row->arguments, memory != nullptr);
+        return size;
+    }
+    const char* next = static_cast<const char*>(memchr(line + end, ';', size - end));
+    const size_t last = next == nullptr ? size : static_cast<size_t>(next - line);
+    hideArguments(line + end, last - end, found.row->arguments, memory != nullptr);
+    return last;
+}
+
+void cLineRules::hideArguments(char* text, size_t size, eArguments rule, bool isWritten) {
+    switch (rule) {
+        case eARGUMENTS_KEPT:
+            return hideLongNumbers(text, size);
+        case eARGUMENTS_NUMBERS:
+            return hideQuotedNumbers(text, size);
+        case eARGUMENTS_SECRET:
+            return hideFrom(text, size, 0, 0, isWritten);
+        case eARGUMENTS_SECRET_AFTER_1:
+            return hideFrom(text, size, 1, 1, isWritten);
+        case eARGUMENTS_SECRET_AFTER_2:
+            return hideFrom(text, size, 2, 2, isWritten);
+        case eARGUMENTS_CREDENTIALS:
+            // The user's name is hidden in its place alone: it is often that of the APN, too.
+            return hideFrom(text, size, 2, 3, isWritten);
+    }
+}
+
+// Keeps the first fields if they are as short as they should be, and hides the rest.
+void cLineRules::hideFrom(char* text, size_t size, size_t keptFields, size_t secretFrom,
+                          bool isWritten) {
+    if (isWritten) keepSecrets(text, size, secretFrom, true);
+    size_t at = 0;
+    for (size_t field = 0; field < keptFields; ++field) {
+        size_t end = at;
+        if (end < size && text[end] == '"') ++end;
+        const size_t word = end;
+        end = runEnd(text, size, end, isAlphanumeric);
+        if (end - word > KEPT_FIELD) break;
+        if (end < size && text[end] == '"') ++end;
+        if (end < size && text[end] != ',') break;
+        at = end < size ? end + 1 : end;
+    }
+    hideText(text + at, size - at);
+}
+
+// The fields after the first ones. Of commands that nobody knows, only texts with a digit: words
+// like READY come in every answer.
+void cLineRules::keepSecrets(const char* text, size_t size, size_t fieldsBefore,
+                             bool isOwnCommand) {
+    size_t field = 0;
+    for (size_t at = 0; at < size; ++at) {
+        const size_t begin = at;
+        bool hasDigit = false;
+        while (at < size && strchr(",;\"=", text[at]) == nullptr)
+            hasDigit |= isDigit(text[at++]);
+        if (field >= fieldsBefore && (isOwnCommand || hasDigit))
+            m_secrets.add(withoutBlanks(std::string_view(text + begin, at - begin)));
+        if (at < size && text[at] == ',') ++field;
+    }
+}
+
+// ---- Answers
+// --------------------------------------------------------------------------------------
+
+void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
+    if (startsWith(line, size, CME_ERROR) || startsWith(line, size, CMS_ERROR) ||
+        isWord(line, size))
+        return hideLongNumbers(line, size);
+    // A sentence of the GPS receiver: "$GPRMC,..."
+    if (size > 6 && line[0] == '$' && line[1] == 'G' && line[6] == ',')
+        return hideLongNumbers(line, size);
+    const sFoundName found = findName(line, size);
+    const bool isMessage = memory.messageLines != eMessageLines::NONE;
+    const bool endsMessage = found.row != nullptr && (found.row->answer == eANSWER_MESSAGES ||
+                                                      found.row->answer == eANSWER_SENT);
+    if (isMessage && !endsMessage) {
+        if (memory.messageLines == eMessageLines::NEXT_LINE)
+            memory.messageLines = eMessageLines::NONE;
+        return hideMessage(line, size);
+    }
+    if (found.size >= size || line[found.size] != ':') return hideText(line, size);
+    hideEchoInside(line, size);
+    char* const rest = line + found.size;
+    const size_t restSize = size - found.size;
+    switch (found.row == nullptr ? eANSWER_UNKNOWN : found.row->answer) {
+        case eANSWER_UNKNOWN:
+            break;
+        case eANSWER_MESSAGES:
+            memory.messageLines = eMessageLines::UNTIL_RESULT;
+            return hideQuotedNumbers(rest, restSize);
+        case eANSWER_ONE_MESSAGE:
+            memory.messageLines = eMessageLines::NEXT_LINE;
+            return hideQuotedNumbers(rest, restSize);
+        case eANSWER_NUMBERS:
+            return hideQuotedNumbers(rest, restSize);
+        case eANSWER_SENT:
+            memory.messageLines = eMessageLines::NONE;
+            return hideLongNumbers(rest, restSize);
+        case eANSWER_KEPT:
+            return hideLongNumbers(rest, restSize);
+    }
+    // Not known: short numbers are kept.
+    for (size_t at = 0; at < restSize;) {
+        const size_t end = runEnd(rest, restSize, at, isAlphanumeric);
+        if (end - at > UNKNOWN_KEPT || !isNumber(rest + at, end - at))
+            hideText(rest + at, end - at);
+        at = end + 1;
+    }
+}
+
+// An echo without a line end before it.
+void cLineRules::hideEchoInside(char* line, size_t size) {
+    for (size_t at = 1; at + 2 < size; ++at) {
+        if (!isNameStart(line[at + 2]) || !isCommandLine(line + at, size - at)) continue;
+        return hideCommands(line + at + 2, size - at - 2, nullptr);
+    }
+}
+
+void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {
+    if (isWord(line, size)) return;
+    switch (memory.bareLine) {
+        case eBareLine::UNKNOWN:
+            return hideText(line, size);
+        case eBareLine::KEPT:
+            hideEchoInside(line, size);
+            return hideLongNumbers(line, size);
+        case eBareLine::IDENTITY:
+            return hideIdentity(line, size);
+    }
+}
+
+// ---- Identities
+// -----------------------------------------------------------------------------------
+
+void cLineRules::hideMessage(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    while (size > 0 && (*text == ' ' || *text == '>')) {
+        ++text;
+        --size;
+    }
+    if (isPduLine(text, size))
+        replacePdu(m_standIns, text, size);
+    else
+        m_standIns.replaceText(text, size);
+}
+
+void cLineRules::hideIdentity(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    for (size_t at = 0; at < size;) {
+        const size_t end = runEnd(text, size, at, isAlphanumeric);
+        if (end - at > UNKNOWN_KEPT) m_standIns.replaceText(text + at, end - at);
+        at = end + 1;
+    }
+}
+
+// Quoted texts are names and numbers; so are longer numbers without quotation marks.
+void cLineRules::hideQuotedNumbers(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    for (size_t at = 0; at < size;) {
+        size_t end = at + 1;
+        if (text[at] == '"') {
+            end = runEnd(text, size, end, [](char c) { return c != '"'; });
+            if (!isStatusOrTime(text + at + 1, end - at - 1)) {
+                size_t begin = at + 1;
+                if (begin < end && text[begin] == '+') ++begin;
+                m_standIns.replaceText(text + begin, end - begin);
+            }
+            ++end;
+        } else if (isDigit(text[at])) {
+            end = runEnd(text, size, at, isDigit);
+            if (end - at >= UNQUOTED_NUMBER_DIGITS) m_standIns.replaceNumber(text + at, end - at);
+        }
+        at = end;
+    }
+}
+
+void cLineRules::hideLongNumbers(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    // A long run of digits has one of them at each of these places.
+    for (size_t at = IDENTITY_DIGITS - 1; at < size; at += IDENTITY_DIGITS) {
+        if (!isDigit(text[at])) continue;
+        size_t begin = at;
+        while (begin > 0 && isDigit(text[begin - 1]))
+            --begin;
+        const size_t end = runEnd(text, size, at, isDigit);
+        if (end - begin < IDENTITY_DIGITS) continue;
+        m_standIns.replaceNumber(text + begin, end - begin);
+        at = end;
+    }
+}
+
+void cLineRules::hideValue(char* text, size_t size) {
+    hideLongNumbers(text, size);
+    hideSecrets(text, size);
+}

@@ -1,0 +1,177 @@
+#include "statemachine/recording_marks.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <map>
+
+#include "config/plain_config.h"
+#include "device/recorder.h"
+#include "include/options.h"
+#include "include/shell.h"
+#include "published/status_keys.h"
+
+namespace {
+
+struct sRecordingMarksState {
+    tStatusList published;  // as it was marked last
+};
+
+sRecordingMarksState g_recordingMarksState;
+
+const char* const IDENTITIES[] = {STATUS_ESN.name, STATUS_IMEI.name, STATUS_MDN.name,
+                                  STATUS_SIM_ID.name, STATUS_SIM_IMSI.name};
+// They change with each writing and say nothing that a line's own time does not.
+const char* const TIMES[] = {STATUS_STATS_LAST_UPDATE.name, STATUS_STATS_LAST_UPDATE_E.name,
+                             STATUS_QMI_CALL_TIME.name, STATUS_QMI_CALL_FORMAT_TIME.name};
+
+template <size_t count>
+bool isOneOf(const char* const (&names)[count], const std::string& name) {
+    return std::any_of(names, names + count, [&](const char* one) { return name == one; });
+}
+
+// "_IMEI" -> "IMEI"; empty for a comment.
+std::string nameOf(const std::string& suffix) {
+    const std::string separator = STATUS_KEY_SEPARATOR;
+    return suffix.compare(0, separator.size(), separator) == 0 ? suffix.substr(separator.size())
+                                                               : "";
+}
+
+void addValue(cRecordMark& mark, const std::string& suffix, const std::string& value) {
+    const std::string name = nameOf(suffix);
+    if (name.empty() || isOneOf(TIMES, name)) return;
+    if (isOneOf(IDENTITIES, name))
+        mark.identity(name.c_str(), value);
+    else
+        mark.text(name.c_str(), value);
+}
+
+bool isTimeKey(const std::string& suffix) {
+    return isOneOf(TIMES, nameOf(suffix));
+}
+
+// Keys that come and go are numbered, "_SIM_CONT_APN3" and "_ACT3_PSC": of two keys of the same
+// length the digit is compared, which is much cheaper than the whole name.
+bool isSameKey(const std::string& one, const std::string& other) {
+    constexpr size_t DIGIT_OF_A_CELL = 4;
+    return one.size() == other.size() && one.back() == other.back() &&
+           (one.size() <= DIGIT_OF_A_CELL || one[DIGIT_OF_A_CELL] == other[DIGIT_OF_A_CELL]);
+}
+
+bool haveSameKeys(const tStatusList& one, const tStatusList& other) {
+    return one.size() == other.size() &&
+           std::equal(one.begin(), one.end(), other.begin(),
+                      [](const auto& a, const auto& b) { return isSameKey(a.first, b.first); });
+}
+
+// The places at which the values differ, the times left out.
+std::vector<size_t> changedPlaces(const tStatusList& list, const tStatusList& last) {
+    std::vector<size_t> places;
+    for (size_t i = 0; i < list.size(); ++i)
+        if (list[i].second != last[i].second && !isTimeKey(list[i].first)) places.push_back(i);
+    return places;
+}
+
+// For the rare case that keys come or go, such as those of an active set.
+void markOtherKeys(const tStatusList& list, const tStatusList& last) {
+    std::map<std::string, std::string> before(last.begin(), last.end());
+    cRecordMark mark("published");
+    mark.beginValues("values");
+    for (const auto& [suffix, value] : list) {
+        const auto found = before.find(suffix);
+        if (found == before.end() || found->second != value) addValue(mark, suffix, value);
+        if (found != before.end()) before.erase(found);
+    }
+    for (const auto& [suffix, value] : before)
+        if (!nameOf(suffix).empty()) mark.nothing(nameOf(suffix).c_str());
+    mark.endValues();
+}
+
+// Marks what differs from the last list, and makes it the last one.
+void markChanges(const tStatusList& list, tStatusList& last) {
+    if (!haveSameKeys(list, last)) {
+        markOtherKeys(list, last);
+        last = list;
+        return;
+    }
+    const std::vector<size_t> places = changedPlaces(list, last);
+    if (places.empty()) return;
+    cRecordMark mark("published");
+    mark.beginValues("values");
+    for (const size_t place : places) {
+        addValue(mark, list[place].first, list[place].second);
+        last[place].second = list[place].second;
+    }
+    mark.endValues();
+}
+
+void markShellCommand(const std::string& command, int status) {
+    if (!isRecording()) return;
+    cRecordMark mark("host");
+    mark.text("command", command);
+    mark.number("result", WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+}
+
+}  // namespace
+
+void markStart() {
+    if (!isRecording()) return;
+    cRecordMark mark("start");
+    mark.beginList("arguments");
+    for (const std::string& argument :
+         {std::string("-d"), g_S_options.s_device, std::string("-g"), g_S_options.s_gps_device,
+          std::string("-i"), g_S_options.s_interface, std::string("-p"), g_S_options.s_port})
+        mark.add(argument);
+    mark.endList();
+}
+
+void markStates(const char* outer, const char* modem) {
+    if (!isRecording()) return;
+    cRecordMark mark("state");
+    mark.text("outer", outer);
+    mark.text("modem", modem);
+}
+
+void markSignal(const char* name) {
+    if (!isRecording()) return;
+    cRecordMark mark("signal");
+    mark.text("name", name);
+}
+
+void markConfig(const std::string& configFile, const char* result) {
+    if (!isRecording()) return;
+    cRecordMark mark("config");
+    mark.text("result", result);
+    mark.beginValues("values");
+    for (const auto& [key, value] : plainConfigValues(configFile))
+        mark.text(key.c_str(), value);
+    mark.endValues();
+}
+
+void markPublished(const tStatusList& list) {
+    if (isRecording()) markChanges(list, g_recordingMarksState.published);
+}
+
+void markAllPublished() {
+    if (!isRecording() || g_recordingMarksState.published.empty()) return;
+    cRecordMark mark("published");
+    mark.beginValues("values");
+    for (const auto& [suffix, value] : g_recordingMarksState.published)
+        addValue(mark, suffix, value);
+    mark.endValues();
+}
+
+void markExit(int status) {
+    if (!isRecording()) return;
+    markAllPublished();
+    cRecordMark mark("exit");
+    mark.number("status", status);
+}
+
+void markShellCommands(bool areMarked) {
+    setShellObserver(areMarked ? markShellCommand : nullptr);
+}
+
+void resetRecordingMarks() {
+    g_recordingMarksState = {};
+}
