@@ -52,6 +52,10 @@ const std::vector<std::string>& cModem::problems() const {
     return m_core->problems();
 }
 
+nlohmann::json cModem::memory() const {
+    return memoryToJson(m_core->state());
+}
+
 std::vector<nlohmann::json> cModem::takeLog() {
     return m_core->takeLog();
 }
