@@ -90,7 +90,7 @@ void cSimulator::pass() {
     if (m_gpsPort->present()) m_modem.receiveGps(m_gpsPort->receive(), nowMs());
     noticeHangUp();
     // What the host sees has happened, even if the power is cut now.
-    if (m_modem.exchanges().size() != m_seen) writeMemory();
+    if (m_modem.exchangeCount() != m_seen) writeMemory();
     movePorts();
     if (m_control) m_control->serve();
     answerPings();
@@ -137,7 +137,7 @@ void cSimulator::writeLog() {
 }
 
 void cSimulator::writeMemory() {
-    m_seen = m_modem.exchanges().size();
+    m_seen = m_modem.exchangeCount();
     if (!m_memory.is_open()) return;
     const std::string line = jsonLine(m_modem.memory());
     if (line == m_written) return;

@@ -62,7 +62,7 @@ class cSimulator {
     std::ofstream m_log;
     std::ofstream m_memory;
     std::string m_written;  // to it, last
-    size_t m_seen = 0;      // exchanges, by then
+    uint64_t m_seen = 0;    // exchanges, by then
     uint64_t m_endMs;
     std::chrono::steady_clock::time_point m_start;
 };

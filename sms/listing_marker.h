@@ -14,4 +14,9 @@ bool openListing(const std::string& root, bool& leftOver);
 void closeListing(const std::string& root);
 bool isListingOpen(const std::string& root);
 
+// At the daemon's start. A power cut takes the marker with it, if the spool is in memory or the
+// marker was not on the disk yet: until a listing has ended well since the host's start, which the
+// store knows, one is taken to have been cut off.
+void expectListingOfEarlierBoot();
+
 #endif

@@ -14,6 +14,7 @@
 #include "include/signal_flags.h"
 #include "platform/include/error_sink.h"
 #include "published/paths.h"
+#include "sms/listing_marker.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "statemachine/cleanup.h"
@@ -58,6 +59,7 @@ void prepare(sMachine& machine) {
     createTimers();
     sweepTemporaryFiles();
     initSMS(g_s_root_sms_path);
+    expectListingOfEarlierBoot();
     setupVariableMaps();
     prepareDeviceRecord(machine.device);
     createCpinMonitors(machine.device.sim);

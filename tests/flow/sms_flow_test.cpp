@@ -11,8 +11,10 @@
 #include <set>
 
 #include "include/utilities.h"
+#include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/timer_clock.h"
+#include "sms/listing_marker.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
@@ -64,6 +66,15 @@ class SmsFlow : public cFlowFixture {
     }
 
     int below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random); }
+
+    static void startHostAgain() {
+        std::filesystem::remove_all(ROOT);
+        std::filesystem::remove_all("/run/cellslot");
+        setKeyValueStorePath("/run/cellslot/skvs");
+        resetSmsState();
+        initSMS(ROOT);
+        expectListingOfEarlierBoot();
+    }
 
     // One check, five seconds after the last. If the modem did not answer, its port is closed,
     // which drops a late answer.
@@ -411,4 +422,40 @@ TEST_F(SmsFlow, FiftyFiles_ArriveOnceOrEndInSendFail) {
     EXPECT_EQ(device.modem.i_sms_sent, sent);
     EXPECT_EQ(device.modem.i_sms_sent_fail, failed);
     EXPECT_FALSE(fileExists("pwned"));
+}
+
+// The daemon is killed between the listing and the files, and the power is cut, which empties the
+// spool and the store.
+TEST_F(SmsFlow, MessageListedBeforeAPowerCut_IsDeliveredAfterIt) {
+    start();
+    initSMS(ROOT);
+    inject({{"from", "22255"}, {"text", "restart pump 3"}});
+    sendEarlier("AT+CMGF=0");
+    sendEarlier("AT+CMGL=0");
+    commands();
+    startHostAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(received(), (tTexts{{"22255|restart pump 3", 1}}));
+    EXPECT_EQ(commands(),
+              (tCommands{"AT+CMGF=0", "AT+CMGL=0", "AT+CMGL=1", "AT+CMGD=1,1", "AT+CMGD=1,2"}));
+    EXPECT_TRUE(isModemEmpty());
+    resetSmsState();
+    initSMS(ROOT);
+    expectListingOfEarlierBoot();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(commands(), (tCommands{"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"}));
+}
+
+TEST_F(SmsFlow, MessageListedBeforeAPowerCut_StaysUntilItCanBeListed) {
+    start();
+    initSMS(ROOT);
+    inject({{"from", "22255"}, {"text", "restart pump 3"}});
+    sendEarlier("AT+CMGF=0");
+    sendEarlier("AT+CMGL=0");
+    startHostAgain();
+    order({{"op", "fault"}, {"match", "AT+CMGL=1"}, {"kind", "error"}, {"count", 1}});
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_FALSE(isModemEmpty());
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(received(), (tTexts{{"22255|restart pump 3", 1}}));
 }
