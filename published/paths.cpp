@@ -49,6 +49,10 @@ std::string pinRequestPath(const cSlotText& slot) {
     return settingsFile("cellular_cpin_new", slot);
 }
 
+std::string pinChangePath(const cSlotText& slot) {
+    return settingsFile("cellular_cpin_change", slot);
+}
+
 std::string pukFilePath(const cSlotText& slot) {
     return settingsFile("cellular_puk", slot);
 }

@@ -30,6 +30,8 @@ bool hasOldConfigFile(const cSlotText& slot);
 std::string pinFilePath(const cSlotText& slot);
 // A request: a new PIN, "enable" or "disable". The daemon empties the file before it acts.
 std::string pinRequestPath(const cSlotText& slot);
+// Both PINs of a change that is under way, for the daemon itself.
+std::string pinChangePath(const cSlotText& slot);
 // The PUK of a blocked SIM; the new PIN is in the request file. Emptied in the same way.
 std::string pukFilePath(const cSlotText& slot);
 

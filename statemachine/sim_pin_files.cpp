@@ -40,11 +40,18 @@ bool flushPath(const std::string& path, int flags) {
     return isFlushed;
 }
 
+}  // namespace
+
+bool flushFolderOf(const std::string& path) {
+    return flushPath(path.substr(0, path.rfind('/') + 1), O_DIRECTORY);
+}
+
+namespace {
+
 // Flushes the file and its folder, so that a power cut does not restore a PIN that must not be used
 // again.
 bool flushFile(const std::string& path) {
-    const std::string folder = path.substr(0, path.rfind('/') + 1);
-    if (flushPath(path, 0) && flushPath(folder, O_DIRECTORY)) return true;
+    if (flushPath(path, 0) && flushFolderOf(path)) return true;
     debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot flush CPIN file %s, errno %d (%s)",
           path.c_str(), errno, strerror(errno));
     return false;
@@ -102,10 +109,14 @@ bool clearCpinFile(const std::string& path) {
     return file.Write() && flushFile(path);
 }
 
-void writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
-    cFileVector file(sim.s_cpin_path, CPIN_FILE_MODE);
-    file.AppendLine(pin);
-    if (file.Write()) flushFile(sim.s_cpin_path);
+bool writePinFile(const std::string& path, const std::string& text) {
+    cFileVector file(path, CPIN_FILE_MODE);
+    file.AppendLine(text);
+    return file.Write() && flushFile(path);
+}
+
+bool writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
+    return writePinFile(sim.s_cpin_path, pin);
 }
 
 std::string cmeText(ePortReturn result) {
