@@ -4,6 +4,7 @@
 #include <string>
 
 #include "include/device_records.h"
+#include "include/result_codes.h"
 
 // A change of the SIM's PIN that is under way. From the moment that the request is emptied until
 // the new PIN is in the PIN file, a power cut, a kill or a modem that does not answer would leave
@@ -25,15 +26,17 @@ void endPinChange();
 // False when none is under way. One whose old PIN was written over meanwhile is ended.
 bool findPinChange(const sSimInfo& sim, sPinChange& change);
 
-// Whether a SIM that asks for its PIN may be shown the new one first, which leaves it an attempt.
-// One with fewer attempts than before has refused the old PIN, or the new one.
-bool mayTryNewPin(const sPinChange& change, int attempts);
+// Whether a SIM that asks for its PIN, with these attempts, gets the new one first: it may cost an
+// attempt, but never the last one, and never one twice. Notes that, on the disk.
+bool noteNewPinSent(const sPinChange& change, int attempts);
+void noteNewPinAnswer(ePortReturn result);
 
-// After silence, or from a SIM that is busy, which says nothing about the new PIN. Once a process.
-bool mayNewPinBeTriedAgain();
-void resetPinChangeState();
+// The SIM is ready and was last sent the new PIN, without an answer. True once.
+bool findAcceptedPinChange(const sSimInfo& sim, sPinChange& change);
 
-// The SIM has the old PIN still: the request is made again.
+// The SIM has the old PIN still, or it cannot be found out: the request is made again.
 void requestPinChangeAgain(const sSimInfo& sim, const sPinChange& change);
+
+void resetPinChangeState();
 
 #endif

@@ -48,7 +48,6 @@ bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::strin
 
 // Writes the text and a line end; false when it is not on the disk.
 bool writePinFile(const std::string& path, const std::string& text);
-bool flushFolderOf(const std::string& path);
 
 // Writes the PIN that unlocks the SIM from now on; false when it is not on the disk.
 bool writeCurrentCpin(const sSimInfo& sim, const std::string& pin);

@@ -173,7 +173,11 @@ bool noteRequest(const sSimInfo& sim, const std::string& request) {
 eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request) {
     if (request.empty()) return eSUCCESS;
     sim.s_outcome.clear();
-    if (!noteRequest(sim, request) || !clearRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path)) {
+    if (!noteRequest(sim, request)) {
+        sim.s_outcome = "Error: Cannot change SIM CPIN, the new CPIN cannot be noted in its folder";
+        return eERROR_DEVICE_SET_CPIN_FAILED;
+    }
+    if (!clearRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path)) {
         // Otherwise each start of the daemon would do it again, with a PIN that the SIM no longer
         // has.
         sim.s_outcome = "Error: Cannot change SIM CPIN, the file of the request cannot be emptied";

@@ -46,21 +46,25 @@ sPinOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin)
     return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + PIN_OUTCOME_REFUSED + " '" + pin + "'"};
 }
 
-// Shows the SIM the new PIN of a change whose outcome is not known.
-sPinOutcome tryNewPin(int port, sSimInfo& sim, sPinChange change) {
+void settlePinChange(const sSimInfo& sim, const sPinChange& change, bool isWaitedFor) {
+    if (writeCurrentCpin(sim, change.newPin)) endPinChange();
+    notePinWritten(sim, change.newPin, isWaitedFor);
+}
+
+// Sends the new PIN of a change whose outcome is not known.
+sPinOutcome tryNewPin(int port, const sSimInfo& sim, const sPinChange& change) {
     const std::string failed = "Error: Unable to unlock SIM PIN, ";
-    change.isTried = true;
-    change.attempts = attemptsOf(sim);
-    if (!notePinChange(change))
-        return {eFAILURE, "Error: SIM PIN not sent, it cannot be noted in its folder"};
     const ePortReturn result = unlockCpin(port, change.newPin);
+    noteNewPinAnswer(result);
     if (result == ePORT_OK) {
-        if (writeCurrentCpin(sim, change.newPin)) endPinChange();
-        notePinWritten(sim, change.newPin, true);
+        settlePinChange(sim, change, true);
         return {eSUCCESS, unlocked("PIN")};
     }
-    if (isBadPassword(result)) notePinOfChangeRefused();
-    if (isBadPassword(result) || !mayNewPinBeTriedAgain()) requestPinChangeAgain(sim, change);
+    if (isBadPassword(result)) {
+        notePinOfChangeRefused();
+        requestPinChangeAgain(sim, change);
+    }
+    if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
     if (result == ePORT_NO_FINAL_RESULT)
         return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "command time out"};
     return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + cmeText(result)};
@@ -129,6 +133,11 @@ sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
 
 }  // namespace
 
+void noteSimOpened(const sSimInfo& sim) {
+    sPinChange change;
+    if (findAcceptedPinChange(sim, change)) settlePinChange(sim, change, false);
+}
+
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
     if (sim.i_lock_class == eSIM_READY) return leaveOutcome(sim, ALREADY_READY);
@@ -139,7 +148,7 @@ eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
     }
     sPinChange change;
     if (findPinChange(sim, change)) {
-        if (mayTryNewPin(change, attemptsOf(sim)))
+        if (noteNewPinSent(change, attemptsOf(sim)))
             return leaveOutcome(sim, tryNewPin(port, sim, change));
         requestPinChangeAgain(sim, change);
     }

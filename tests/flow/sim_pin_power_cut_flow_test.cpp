@@ -1,3 +1,4 @@
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -123,7 +124,7 @@ TEST_F(PinOnDisk, NewPinThatCannotBeNoted_IsNotSent) {
     g_flushed.error = EIO;
     EXPECT_EQ(look(), eERROR_DEVICE_SET_CPIN_FAILED);
     EXPECT_EQ(device.sim.s_outcome,
-              "Error: Cannot change SIM CPIN, the file of the request cannot be emptied");
+              "Error: Cannot change SIM CPIN, the new CPIN cannot be noted in its folder");
     for (const std::string& command : commands())
         EXPECT_FALSE(startsWith(command, "AT+CPWD")) << command;
 }
@@ -259,6 +260,62 @@ TEST_F(PinChangeAndPowerCut, UnansweredChange_IsFoundOutWhenTheSimAsksAgain) {
     EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
     EXPECT_EQ(pinCommands(), (tCommands{"AT+CPIN=4321"}));
     expectSettled("4321");
+}
+
+TEST_F(PinChangeAndPowerCut, NewPinWithoutAnswerThatOpensTheSim_IsSettled) {
+    startChange();
+    cutAt(CPWD);
+    silence("AT+CPIN=4321", true);
+    lookWithoutAnswer();
+    EXPECT_EQ(readFile(CURRENT), "1234\n");
+    EXPECT_EQ(look(), eSUCCESS);
+    expectSettled("4321");
+    lockAgain();
+    notePinOutage();
+    commands();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(pinCommands(), (tCommands{"AT+CPIN=4321"}));
+}
+
+TEST_F(PinChangeAndPowerCut, NewPinThatIsNeverAnswered_IsSentTwiceAndThenTheOldOne) {
+    startChange();
+    cutAt(CPWD);
+    setSim({{"pin", "1234"}});
+    silence("AT+CPIN=4321", false, 9);
+    lookWithoutAnswer();
+    lookWithoutAnswer();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(pinCommands(), (tCommands{"AT+CPIN=4321", "AT+CPIN=4321", "AT+CPIN=1234"}));
+    EXPECT_EQ(look(), eSUCCESS);
+    expectSettled("4321");
+}
+
+// As after a power cut that damaged the file system.
+TEST_F(PinChangeAndPowerCut, DiskCanOnlyBeRead_EachPinIsSentOnce) {
+    startChange();
+    cutAt(CPWD);
+    setSim({{"pin", "1234"}});
+    ASSERT_EQ(mount("/etc/vuk", "/etc/vuk", nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, "/etc/vuk", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+    EXPECT_EQ(look(), eERROR_DEVICE_ENABLE_CPIN_FAILED);
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    lockAgain();
+    EXPECT_EQ(look(), eFAILURE) << "no outage";
+    notePinOutage();
+    EXPECT_EQ(look(), eSUCCESS_DEVICE_UNLOCK);
+    EXPECT_EQ(pinCommands(), (tCommands{"AT+CPIN=4321", "AT+CPIN=1234", "AT+CPIN=1234"}));
+    umount("/etc/vuk");
+    EXPECT_TRUE(fileExists(CHANGE));
+}
+
+TEST_F(PinChangeAndPowerCut, NoteOfTheChange_IsForTheDaemonAlone) {
+    startChange();
+    cutAt(CPWD);
+    struct stat info {};
+    ASSERT_EQ(stat(CHANGE, &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600U);
+    EXPECT_EQ(readFile(CHANGE), "1234\n4321\n3\n");
+    EXPECT_EQ(readFile(REQUEST), "");
 }
 
 TEST_F(PinChangeAndPowerCut, PukThatSetTheNewPin_IsFollowedByIt) {
