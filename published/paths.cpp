@@ -86,6 +86,10 @@ std::string firmwareTriggerName(const cSlotText& slot) {
     return "start_update." + slot.text();
 }
 
+std::string listingNotePath(const cSlotText& slot) {
+    return inFolder(STORAGE_FOLDER, "cellmodem.sms.listing." + slot.text());
+}
+
 std::string firmwareStatusPath(const cSlotText& slot) {
     return inFolder(STORAGE_FOLDER, "cellmodem.firmware.upd.status." + slot.text());
 }

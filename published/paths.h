@@ -53,6 +53,9 @@ std::string configLookPath(const cSlotText& slot);
 // What the last run logged, for the next start.
 std::string loggedFilePath(const cSlotText& slot);
 
+// The start of the host in which the daemon lists messages, for the daemon itself.
+std::string listingNotePath(const cSlotText& slot);
+
 // A program that requests a firmware update of the modem puts the trigger into this folder in
 // SHARED_FOLDER; the daemon removes it and writes a line into the status file.
 constexpr const char* FIRMWARE_FOLDER_NAME = "cellmodem_firmware";

@@ -10,7 +10,6 @@
 std::string slotStoreKey(const cSlotText& slot, const std::string& name);
 
 constexpr const char* STORE_PIN_TRIED = "_CPIN_TRIED";
-constexpr const char* STORE_SMS_LISTED = "_SMS_LISTED";
 constexpr const char* STORE_GPS_ENABLE_COUNT = "_GPS_ENABLE_COUNT";
 constexpr const char* STORE_GPS_ENABLE = "_GPS_ENABLE";
 constexpr const char* STORE_GPS_CHIPSET = "_GPS_CHIPSET";

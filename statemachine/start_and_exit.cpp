@@ -59,7 +59,6 @@ void prepare(sMachine& machine) {
     createTimers();
     sweepTemporaryFiles();
     initSMS(g_s_root_sms_path);
-    expectListingOfEarlierBoot();
     setupVariableMaps();
     prepareDeviceRecord(machine.device);
     createCpinMonitors(machine.device.sim);
@@ -82,6 +81,9 @@ int leave(sMachine& machine) {
     if (machine.outerState == eOUTER_EXIT_RESET) resetDevice(machine.port);
     closeDevice(machine.port);
     debug(eLOG_NOTICE, g_i_debugMode, "Exiting");
-    if (isStartedAgain(machine.outerState)) keepForNextStart();
+    if (isStartedAgain(machine.outerState))
+        keepForNextStart();
+    else
+        endListings(g_s_root_sms_path);
     return machine.outerState;
 }
