@@ -19,9 +19,9 @@ CHANGE = "cellular_cpin_change.1"
 PIN_FILES = ("cellular_cpin.1", "cellular_cpin_new.1", "cellular_puk.1")
 # A change of the PIN takes some seconds of the emulated machine.
 LONGEST_WORK_S = 20
-# One every few cuts: the SIM is locked and its PIN file wrong.
-WRONG_PIN_ODDS = 4
 WRONG_PIN = "9999"
+# Every second cut comes at any moment, those between right after what they are named for.
+KINDS = ("work", "wrong PIN", "work", "listed messages", "work", "changed PIN")
 
 
 class HostFaults(GatewayCase):
@@ -88,14 +88,32 @@ class HostFaults(GatewayCase):
             time.sleep(self.random.uniform(0, 1))
         time.sleep(max(0, end - time.monotonic()))
 
+    def awaitMemory(self, condition, problem):
+        """Until the modem has done something, which it notes before it answers."""
+        end = time.monotonic() + 90
+        while not condition(self.machine.memory()):
+            self.assertLess(time.monotonic(), end, problem)
+            time.sleep(0.01)
+
+    def listMessages(self):
+        """The modem has listed messages that are perhaps in no file yet."""
+        for _ in range(3):
+            self.newMessage()
+        self.awaitMemory(lambda memory: any(entry["status"] == 1 for entry in memory["sms"]["stored"]),
+                         "no message was listed")
+        time.sleep(self.random.choice([0, self.random.uniform(0, 0.3)]))
+
+    def changePin(self):
+        """The SIM has the new PIN, which is perhaps not in its file yet."""
+        self.newPin()
+        self.awaitMemory(lambda memory: memory["sim"]["pin"] == self.requested, "the PIN was not changed")
+        time.sleep(self.random.choice([0, self.random.uniform(0, 0.3)]))
+
     def refuseWrongPin(self):
         """The SIM refuses what the PIN file holds; returns how long ago that is at the cut."""
         self.machine.run(f"echo {WRONG_PIN} >/etc/vuk/cellular_cpin.1; sync; sync")
         self.machine.order(1, op="restart")
-        end = time.monotonic() + 90
-        while self.machine.memory()["sim"]["pin_attempts"] == 3:
-            self.assertLess(time.monotonic(), end, "the wrong PIN was not tried")
-            time.sleep(0.01)
+        self.awaitMemory(lambda memory: memory["sim"]["pin_attempts"] < 3, "the wrong PIN was not tried")
         refused = time.monotonic()
         time.sleep(self.random.choice([0, self.random.uniform(0, 1), EMPTIED_S]))
         return time.monotonic() - refused
@@ -219,12 +237,13 @@ class HostFaults(GatewayCase):
 
     def test_PowerCuts_LoseNothingThatCostsAnAttemptARequestOrAMessage(self):
         for number in range(CUTS):
-            kind = "wrong PIN" if number % WRONG_PIN_ODDS == 1 else "work"
+            kind = KINDS[number % len(KINDS)]
             with self.subTest(cut=number + 1, kind=kind):
                 if kind == "wrong PIN":
                     self.cutWithWrongPin()
                 else:
-                    self.work()
+                    under = {"listed messages": self.listMessages, "changed PIN": self.changePin}
+                    under.get(kind, self.work)()
                     self.cut()
                     self.checkFiles()
                     self.plugIn()
