@@ -55,6 +55,7 @@ Sets a cellular network interface up, or undoes what an earlier --up changed.
 
 Name servers go to systemd-resolved or resolvconf if one of them manages /etc/resolv.conf, otherwise
 into that file: with --defaultroute before the existing servers, without it after them.
+If that file cannot be written, the interface is set up without name servers.
 Messages go to standard error and the system log.
 Exit status: 0 done, 1 failed (all changes were undone), 2 wrong usage.
 TEXT
@@ -341,16 +342,24 @@ resolvConfManager() {
     echo file
 }
 
-# Replaces the file by the draft and keeps mode and owner. A container's file is a mount point and can
-# only be overwritten.
+# The draft with mode and owner of the file.
+writeBeside() {
+    [ ! -e "$target" ] || cp -p "$target" "$target.cellslot" || return 1
+    cat "$draft" >"$target.cellslot"
+}
+
+# Replaces the file by the draft. A container's file is a mount point and can only be overwritten; on a
+# full disk that would cut it off.
 replaceResolvConf() {
     target=$(readlink -f "$RESOLV_CONF") || return 1
-    if [ ! -e "$target" ] || cp -p "$target" "$target.cellslot" 2>/dev/null; then
-        if cat "$draft" >"$target.cellslot" && mv -f "$target.cellslot" "$target" 2>/dev/null; then
-            return 0
+    if (: >"$target.cellslot") 2>/dev/null; then
+        if ! writeBeside; then
+            rm -f "$target.cellslot"
+            return 1
         fi
+        mv -f "$target.cellslot" "$target" 2>/dev/null && return 0
+        rm -f "$target.cellslot"
     fi
-    rm -f "$target.cellslot"
     cat "$draft" >"$target"
 }
 
@@ -407,7 +416,9 @@ setNameServers() {
         note resolvconf || return 1
         serverLines | run resolvconf -a "$interface.cellslot"
         ;;
-    file) addToResolvConf ;;
+    # A disk that is full or was mounted read-only after an error: a gateway that can be reached by
+    # its address is better than none.
+    file) addToResolvConf || say "cannot write $RESOLV_CONF, going on without name servers" ;;
     esac
 }
 

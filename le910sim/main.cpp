@@ -87,6 +87,8 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
     app.add_option("--scenario", texts.scenarioPath, "JSON file with initial state and timeline");
     app.add_option("--control", options.controlPath, "control socket to create");
     app.add_option("--log", options.logPath, "log file, one JSON object per line");
+    app.add_option("--memory", options.memoryPath,
+                   "file for what the modem keeps without power, one JSON line per change");
     app.add_option("--pace", texts.pace, "'instant' or bits per second");
     CLI::Option* data = app.add_option("--data", options.dataInterface,
                                        "network interface to create, such as wwan0");

@@ -1,6 +1,7 @@
 #include "le910sim/modem.h"
 
 #include "le910sim/modem_core.h"
+#include "le910sim/state_dump.h"
 
 namespace le910sim {
 
@@ -50,6 +51,14 @@ std::vector<std::string> cModem::commands() const {
 
 const std::vector<std::string>& cModem::problems() const {
     return m_core->problems();
+}
+
+uint64_t cModem::exchangeCount() const {
+    return m_core->exchangeCount();
+}
+
+nlohmann::json cModem::memory() const {
+    return memoryToJson(m_core->state());
 }
 
 std::vector<nlohmann::json> cModem::takeLog() {

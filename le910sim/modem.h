@@ -43,6 +43,10 @@ class cModem {
     // Unknown or badly formed commands, with the reason.
     const std::vector<std::string>& problems() const;
 
+    // How many there were, also those that exchanges() does not hold any more.
+    uint64_t exchangeCount() const;
+    // What it keeps when its power is cut, as sections of a scenario.
+    nlohmann::json memory() const;
     // The events since the last call, one object each, for a log file.
     std::vector<nlohmann::json> takeLog();
     // True if an active context has this address, so that the network would carry its packets.

@@ -31,6 +31,7 @@ class cModemCore {
 
     const sModemState& state() const { return m_state; }
     const std::vector<sExchange>& exchanges() const { return m_exchanges; }
+    uint64_t exchangeCount() const { return m_exchangeCount; }
     // Every received line, answered or not.
     const std::vector<sExchange>& received() const { return m_received; }
     const std::vector<std::string>& problems() const { return m_problems; }

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "le910sim/settings.h"
+#include "le910sim/sms_pdu.h"
 #include "le910sim/text.h"
 
 namespace le910sim {
@@ -295,6 +296,24 @@ void readGps(cJsonReader& parent, sGpsReceiver& gps) {
     reader.finish();
 }
 
+void readStored(cJsonReader& reader, sSmsStore& sms) {
+    const nlohmann::json* list = reader.value("stored");
+    if (list == nullptr) return;
+    if (!list->is_array()) reader.fail("stored", "is not a list");
+    sms.slots.clear();
+    for (size_t i = 0; i < list->size(); ++i) {
+        cJsonReader entry((*list)[i], reader.where() + ".stored[" + std::to_string(i) + "]");
+        int index = static_cast<int>(i) + 1;
+        sStoredSms stored;
+        entry.readInt("index", index, 1, 255);
+        entry.readInt("status", stored.status, eSMS_UNREAD, eSMS_SENT);
+        stored.pdu = entry.requiredText("pdu");
+        if (pduLength(stored.pdu) < 0) entry.fail("pdu", "is not a PDU in hexadecimal");
+        entry.finish();
+        sms.slots[index] = stored;
+    }
+}
+
 void readSms(cJsonReader& parent, sSmsStore& sms) {
     if (!parent.has("sms")) return;
     cJsonReader reader = parent.child("sms");
@@ -303,6 +322,7 @@ void readSms(cJsonReader& parent, sSmsStore& sms) {
     reader.read("service_centre", sms.serviceCentre);
     reader.readInt("prompt_timeout_ms", sms.promptTimeoutMs, 0, TIME_MAX_MS);
     reader.readInt("send_delay_ms", sms.sendDelayMs, 0, TIME_MAX_MS);
+    readStored(reader, sms);
     reader.finish();
 }
 

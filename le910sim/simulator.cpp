@@ -25,6 +25,12 @@ std::unique_ptr<cSerialPort> makePort(const std::string& link, const std::string
     return std::make_unique<cDevicePort>(device);
 }
 
+void openForWriting(std::ofstream& file, const std::string& path) {
+    if (path.empty()) return;
+    file.open(path, std::ios::trunc);
+    if (!file) throw std::runtime_error("cannot write " + path);
+}
+
 }  // namespace
 
 cSimulator::cSimulator(const sSimulatorOptions& options)
@@ -33,10 +39,9 @@ cSimulator::cSimulator(const sSimulatorOptions& options)
       m_gpsPort(makePort(options.gpsLink, options.gpsDevice)),
       m_endMs(options.seconds * 1000),
       m_start(std::chrono::steady_clock::now()) {
-    if (!options.logPath.empty()) {
-        m_log.open(options.logPath, std::ios::trunc);
-        if (!m_log) throw std::runtime_error("cannot write " + options.logPath);
-    }
+    openForWriting(m_log, options.logPath);
+    openForWriting(m_memory, options.memoryPath);
+    writeMemory();
     if (!options.dataInterface.empty()) {
         m_data = std::make_unique<cTunInterface>(options.dataInterface);
     }
@@ -57,6 +62,7 @@ cSimulator::cSimulator(const sSimulatorOptions& options)
         std::make_unique<cControlSocket>(options.controlPath, [this](const nlohmann::json& order) {
             m_modem.advance(nowMs());
             nlohmann::json answer = m_modem.control(order);
+            writeMemory();
             // The effect must be visible before the answer.
             movePorts();
             writeLog();
@@ -83,6 +89,8 @@ void cSimulator::pass() {
     if (m_atPort->present()) m_modem.receiveAt(m_atPort->receive(), nowMs());
     if (m_gpsPort->present()) m_modem.receiveGps(m_gpsPort->receive(), nowMs());
     noticeHangUp();
+    // What the host sees has happened, even if the power is cut now.
+    if (m_modem.exchangeCount() != m_seen) writeMemory();
     movePorts();
     if (m_control) m_control->serve();
     answerPings();
@@ -126,6 +134,15 @@ void cSimulator::writeLog() {
     for (const nlohmann::json& event : m_modem.takeLog()) {
         if (m_log.is_open()) m_log << jsonLine(event) << std::flush;
     }
+}
+
+void cSimulator::writeMemory() {
+    m_seen = m_modem.exchangeCount();
+    if (!m_memory.is_open()) return;
+    const std::string line = jsonLine(m_modem.memory());
+    if (line == m_written) return;
+    m_memory << line << std::flush;
+    m_written = line;
 }
 
 void cSimulator::waitForInput() const {

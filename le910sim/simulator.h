@@ -26,6 +26,7 @@ struct sSimulatorOptions {
     std::string controller;     // what the gadget is plugged into
     std::string controlPath;    // empty: none
     std::string logPath;        // empty: none
+    std::string memoryPath;     // empty: none
     std::string dataInterface;  // to make; empty: none
     std::string interface;      // that is there; empty: none
     uint64_t seconds = 0;       // 0: until a signal
@@ -49,6 +50,7 @@ class cSimulator {
     void noticeHangUp();
     void answerPings();
     void writeLog();
+    void writeMemory();
     void waitForInput() const;
 
     cModem m_modem;
@@ -58,6 +60,9 @@ class cSimulator {
     std::unique_ptr<cControlSocket> m_control;
     std::unique_ptr<cNetworkLink> m_data;
     std::ofstream m_log;
+    std::ofstream m_memory;
+    std::string m_written;  // to it, last
+    uint64_t m_seen = 0;    // exchanges, by then
     uint64_t m_endMs;
     std::chrono::steady_clock::time_point m_start;
 };

@@ -47,17 +47,21 @@ json contextToJson(int id, const sContext& context) {
             {"password", context.password}};
 }
 
-json smsToJson(const sSmsStore& sms) {
+json storedToJson(const sSmsStore& sms) {
     json stored = json::array();
     for (const auto& entry : sms.slots) {
         stored.push_back({{"index", entry.first},
                           {"status", static_cast<int>(entry.second.status)},
                           {"pdu", entry.second.pdu}});
     }
+    return stored;
+}
+
+json smsToJson(const sSmsStore& sms) {
     json sent = json::array();
     for (const sSentSms& message : sms.sent)
         sent.push_back(sentToJson(message));
-    return {{"stored", stored},
+    return {{"stored", storedToJson(sms)},
             {"waiting", sms.waiting},
             {"sent", sent},
             {"capacity", sms.capacity},
@@ -91,6 +95,12 @@ json sentToJson(const sSentSms& sms) {
         result["total"] = sms.total;
     }
     return result;
+}
+
+json memoryToJson(const sModemState& state) {
+    json card = cardToJson(state.cards[0]);
+    card.erase("state");
+    return {{"sim", card}, {"sms", {{"stored", storedToJson(state.sms)}}}};
 }
 
 json stateToJson(const sModemState& state) {

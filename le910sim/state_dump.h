@@ -9,6 +9,8 @@ namespace le910sim {
 
 // What the control socket shows of the modem; docs/le910sim.md lists the keys.
 nlohmann::json stateToJson(const sModemState& state);
+// What a modem keeps when its power is cut, as sections of a scenario: its SIM and its messages.
+nlohmann::json memoryToJson(const sModemState& state);
 nlohmann::json sentToJson(const sSentSms& sms);
 
 }  // namespace le910sim

@@ -4,6 +4,8 @@
 
 #include <ctime>
 
+#include "platform/include/text_helpers.h"
+
 eHostBoot hostBoot(const std::string& root, double uptimeS) {
     struct stat info {};
     if (stat((root + BOOTED_FILE).c_str(), &info) == 0) return eHostBoot::FILE_IS_THERE;
@@ -13,4 +15,11 @@ eHostBoot hostBoot(const std::string& root, double uptimeS) {
 unsigned hostUptimeS() {
     timespec now{};
     return clock_gettime(CLOCK_MONOTONIC, &now) == 0 ? static_cast<unsigned>(now.tv_sec) : 0;
+}
+
+std::string hostBootId() {
+    constexpr size_t ID_MAX = 64;
+    std::string id;
+    readFile2String("/proc/sys/kernel/random/boot_id", id, ID_MAX);
+    return cleanWhiteSpace(id);
 }

@@ -20,4 +20,7 @@ eHostBoot hostBoot(const std::string& root, double uptimeS);
 // Seconds since the host was started, 0 if not known.
 unsigned hostUptimeS();
 
+// Differs from one start of the host to the next; empty if not known.
+std::string hostBootId();
+
 #endif

@@ -49,6 +49,10 @@ std::string pinRequestPath(const cSlotText& slot) {
     return settingsFile("cellular_cpin_new", slot);
 }
 
+std::string pinChangePath(const cSlotText& slot) {
+    return settingsFile("cellular_cpin_change", slot);
+}
+
 std::string pukFilePath(const cSlotText& slot) {
     return settingsFile("cellular_puk", slot);
 }
@@ -97,6 +101,10 @@ std::string keptRecordingPath(const cSlotText& slot, int number) {
 
 std::string firmwareTriggerName(const cSlotText& slot) {
     return "start_update." + slot.text();
+}
+
+std::string listingNotePath(const cSlotText& slot) {
+    return inFolder(STORAGE_FOLDER, "cellmodem.sms.listing." + slot.text());
 }
 
 std::string firmwareStatusPath(const cSlotText& slot) {

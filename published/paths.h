@@ -30,6 +30,8 @@ bool hasOldConfigFile(const cSlotText& slot);
 std::string pinFilePath(const cSlotText& slot);
 // A request: a new PIN, "enable" or "disable". The daemon empties the file before it acts.
 std::string pinRequestPath(const cSlotText& slot);
+// Both PINs of a change that is under way, for the daemon itself.
+std::string pinChangePath(const cSlotText& slot);
 // The PUK of a blocked SIM; the new PIN is in the request file. Emptied in the same way.
 std::string pukFilePath(const cSlotText& slot);
 
@@ -61,6 +63,9 @@ std::string recordRequestPath(const cSlotText& slot);
 std::string recordingPath(const cSlotText& slot);
 std::string olderRecordingPath(const cSlotText& slot);
 std::string keptRecordingPath(const cSlotText& slot, int number);
+
+// The start of the host in which the daemon lists messages, for the daemon itself.
+std::string listingNotePath(const cSlotText& slot);
 
 // A program that requests a firmware update of the modem puts the trigger into this folder in
 // SHARED_FOLDER; the daemon removes it and writes a line into the status file.

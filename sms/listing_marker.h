@@ -14,4 +14,13 @@ bool openListing(const std::string& root, bool& leftOver);
 void closeListing(const std::string& root);
 bool isListingOpen(const std::string& root);
 
+// A power cut takes the marker with it: the spool is usually in memory, or emptied at the start of
+// the host. So a note on the disk says in which start of the host messages are listed, from the
+// first listing until the daemon ends in an orderly way.
+
+// At the daemon's start: a note of an earlier start of the host counts as a marker.
+void findListingCutOff();
+// At its end. An open listing keeps the note.
+void endListings(const std::string& root);
+
 #endif

@@ -328,7 +328,7 @@ enum class eListing { SAVED, HELD, TIMEOUT };
 // Lists the read messages, because an earlier listing of the unread ones may have been lost.
 eListing recoverRead(int port, e3gppType type, sModemInfo& modem, const std::string& root,
                      std::vector<std::string>& partPaths) {
-    notice("A listing of SMS messages did not end well, listing the read ones as well");
+    notice("A listing of SMS messages may have been cut off, listing the read ones as well");
     bool cutOff;
     tSmsQueue queue;
     const ePortReturn result =

@@ -53,6 +53,7 @@ void initSMS(const std::string& root) {
     removeTemporaryFiles(root);
     deliverJournals(root);
     findPrompt(root);
+    findListingCutOff();
     g_Cp_CheckSMS->Start();
     g_C_deleteOldSmsFiles.Start();
     g_Cp_DelaySendSMS->Stop();

@@ -23,6 +23,9 @@ struct sSmsMemory {
     // listing_marker.cpp: the modem may have messages that are marked as read and in no file.
     // Until all of them are in files; meant for the case that somebody removed the marker file.
     bool isListingOpen = false;
+    // listing_marker.cpp: the disk has the mark of this run, or cannot be written. With the
+    // process.
+    bool isHostNoted = false;
 
     // open_prompt.cpp: an earlier process left a marker, the modem may wait at a prompt.
     // Until ESC was sent.

@@ -59,10 +59,6 @@ bool storeRecord(const sPinRecord& record) {
     return state.isStored;
 }
 
-int attemptsOf(const sSimInfo& sim) {
-    return sim.b_attempts_read ? sim.i_pin_attempts : ATTEMPTS_NOT_READ;
-}
-
 // If the record could not be stored, each start of the daemon sends the PIN once more. If the SIM
 // reports its attempts, that may cost no more than the first one; a SIM that does not report them
 // would otherwise stay locked for good. A file that was written while this process ran is new.
@@ -94,6 +90,10 @@ bool isRewrittenUnderItsStamp(const std::string& path, const sPinFile& file) {
 }
 
 }  // namespace
+
+int attemptsOf(const sSimInfo& sim) {
+    return sim.b_attempts_read ? sim.i_pin_attempts : ATTEMPTS_NOT_READ;
+}
 
 sFileStamp fileStamp(const std::string& path) {
     struct stat info {};
@@ -176,6 +176,13 @@ void notePinWritten(const sSimInfo& sim, const std::string& pin, bool isWaitedFo
 void notePinSimReady(const sSimInfo& sim) {
     storeRecord(pinSimReady(pinRecord(), attemptsOf(sim)));
     g_pinRecordState.settledAt = g_pinRecordState.outages;
+}
+
+void notePinOfChangeRefused() {
+    sPinRecord record = pinRecord();
+    if (record.attempts <= 0) return;
+    --record.attempts;
+    storeRecord(record);
 }
 
 void notePinOutage() {

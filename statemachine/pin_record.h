@@ -41,6 +41,12 @@ void notePinSimReady(const sSimInfo& sim);
 
 void notePinOutage();
 
+// A PIN that is not the file's has cost an attempt.
+void notePinOfChangeRefused();
+
+// What the SIM reports, or ATTEMPTS_NOT_READ.
+int attemptsOf(const sSimInfo& sim);
+
 // For tests: as in a process that has just started.
 void resetPinRecord();
 

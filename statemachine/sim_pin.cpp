@@ -1,5 +1,6 @@
 #include "statemachine/sim_pin.h"
 
+#include "statemachine/pin_change.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin_files.h"
 
@@ -26,6 +27,7 @@ void createCpinMonitors(const sSimInfo& sim) {
 
 void resetSimPinState() {
     resetPinRecord();
+    resetPinChangeState();
     g_Cp_MonitorCurrentCpinFile.reset();
     g_Cp_MonitorNewCpinFile.reset();
     g_Cp_MonitorPukFile.reset();

@@ -1,14 +1,13 @@
 #include "statemachine/sim_pin_files.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "atcmd/catalogue.h"
 #include "include/debug.h"
+#include "include/flush.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
 #include "published/pin_format.h"
@@ -31,20 +30,10 @@ bool isEmptyFile(const std::string& path) {
     return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) && info.st_size == 0;
 }
 
-// Some file systems have no fsync, because they need none.
-bool flushPath(const std::string& path, int flags) {
-    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags);
-    if (fd == -1) return false;
-    const bool isFlushed = fsync(fd) == 0 || errno == EINVAL;
-    close(fd);
-    return isFlushed;
-}
-
 // Flushes the file and its folder, so that a power cut does not restore a PIN that must not be used
 // again.
 bool flushFile(const std::string& path) {
-    const std::string folder = path.substr(0, path.rfind('/') + 1);
-    if (flushPath(path, 0) && flushPath(folder, O_DIRECTORY)) return true;
+    if (flushFileAndFolder(path)) return true;
     debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot flush CPIN file %s, errno %d (%s)",
           path.c_str(), errno, strerror(errno));
     return false;
@@ -102,10 +91,14 @@ bool clearCpinFile(const std::string& path) {
     return file.Write() && flushFile(path);
 }
 
-void writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
-    cFileVector file(sim.s_cpin_path, CPIN_FILE_MODE);
-    file.AppendLine(pin);
-    if (file.Write()) flushFile(sim.s_cpin_path);
+bool writePinFile(const std::string& path, const std::string& text) {
+    cFileVector file(path, CPIN_FILE_MODE);
+    file.AppendLine(text);
+    return file.Write() && flushFile(path);
+}
+
+bool writeCurrentCpin(const sSimInfo& sim, const std::string& pin) {
+    return writePinFile(sim.s_cpin_path, pin);
 }
 
 std::string cmeText(ePortReturn result) {

@@ -46,8 +46,11 @@ bool clearCpinFile(const std::string& path);
 // As clearCpinFile. The empty file does not count as a request.
 bool clearRequest(const std::unique_ptr<cFileMonitor>& monitor, const std::string& path);
 
-// Writes the PIN that unlocks the SIM from now on.
-void writeCurrentCpin(const sSimInfo& sim, const std::string& pin);
+// Writes the text and a line end; false when it is not on the disk.
+bool writePinFile(const std::string& path, const std::string& text);
+
+// Writes the PIN that unlocks the SIM from now on; false when it is not on the disk.
+bool writeCurrentCpin(const sSimInfo& sim, const std::string& pin);
 
 // "CME error 'SIM BUSY' (14)"; the text is empty for a number that is not known.
 std::string cmeText(ePortReturn result);

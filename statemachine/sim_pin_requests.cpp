@@ -6,6 +6,7 @@
 #include "platform/include/text_helpers.h"
 #include "published/outcome_texts.h"
 #include "published/pin_format.h"
+#include "statemachine/pin_change.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_query.h"
@@ -124,7 +125,7 @@ void afterChange(int port, sSimInfo& sim, const std::string& currentPin, const s
     if (result == eSUCCESS) {
         sleepMicroseconds(AFTER_PIN_CHANGE_US);
         doGetSimStatus(port, sim);
-        writeCurrentCpin(sim, newPin);
+        if (writeCurrentCpin(sim, newPin)) endPinChange();
         notePinWritten(sim, newPin, false);
         debug(eLOG_NOTICE, g_i_debugMode, "CPIN chnage success to %s", newPin.c_str());
         debug(eLOG_NOTICE, g_i_debugMode, "Device may require a reset after CPIN change");
@@ -155,13 +156,27 @@ eGeneralErrors requestChange(int port, sSimInfo& sim, const std::string& current
         return eERROR_DEVICE_CPIN_FORMAT_INVALID;
     }
     const eGeneralErrors result = changeCpinPassword(port, sim, currentPin, newPin);
+    const bool isOldPinKept = result != eSUCCESS && result != eERROR_DEVICE_RESPONSE_TIMEOUT;
+    if (isOldPinKept) endPinChange();
     afterChange(port, sim, currentPin, newPin, result);
     return result;
+}
+
+// A new PIN is on the disk elsewhere before its request is emptied.
+bool noteRequest(const sSimInfo& sim, const std::string& request) {
+    if (verifyCpinFormat(request) == 0) return true;
+    const std::string currentPin = readCpinFile(sim.s_cpin_path);
+    const bool isChange = verifyCpinFormat(currentPin) != 0 && request != currentPin;
+    return !isChange || notePinChange({currentPin, request, attemptsOf(sim)});
 }
 
 eGeneralErrors applyRequest(int port, sSimInfo& sim, const std::string& request) {
     if (request.empty()) return eSUCCESS;
     sim.s_outcome.clear();
+    if (!noteRequest(sim, request)) {
+        sim.s_outcome = "Error: Cannot change SIM CPIN, the new CPIN cannot be noted in its folder";
+        return eERROR_DEVICE_SET_CPIN_FAILED;
+    }
     if (!clearRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path)) {
         // Otherwise each start of the daemon would do it again, with a PIN that the SIM no longer
         // has.

@@ -12,6 +12,7 @@ namespace {
 
 eGeneralErrors simReady(int port, sSimInfo& sim) {
     notePinSimReady(sim);
+    noteSimOpened(sim);
     if (!g_Cp_simMissingTimer->IsTimerEnabled()) return manageCpin(port, sim);
     debug(eLOG_NOTICE, g_i_debugMode, "SIM is Ready, stopping SIM missing timer");
     g_Cp_simMissingTimer->Stop();

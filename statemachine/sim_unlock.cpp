@@ -4,6 +4,7 @@
 #include "include/debug.h"
 #include "include/sleep.h"
 #include "published/outcome_texts.h"
+#include "statemachine/pin_change.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_query.h"
@@ -43,6 +44,30 @@ sPinOutcome unlockWithPin(int port, const sSimInfo& sim, const std::string& pin)
     takeOutPin(sim, pin);
     dropRequest(sim, request);
     return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + PIN_OUTCOME_REFUSED + " '" + pin + "'"};
+}
+
+void settlePinChange(const sSimInfo& sim, const sPinChange& change, bool isWaitedFor) {
+    if (writeCurrentCpin(sim, change.newPin)) endPinChange();
+    notePinWritten(sim, change.newPin, isWaitedFor);
+}
+
+// Sends the new PIN of a change whose outcome is not known.
+sPinOutcome tryNewPin(int port, const sSimInfo& sim, const sPinChange& change) {
+    const std::string failed = "Error: Unable to unlock SIM PIN, ";
+    const ePortReturn result = unlockCpin(port, change.newPin);
+    noteNewPinAnswer(result);
+    if (result == ePORT_OK) {
+        settlePinChange(sim, change, true);
+        return {eSUCCESS, unlocked("PIN")};
+    }
+    if (isBadPassword(result)) {
+        notePinOfChangeRefused();
+        requestPinChangeAgain(sim, change);
+    }
+    if (result == ePORT_ERROR) return {eERROR_DEVICE_UNLOCK_CPIN_FAILED, failed + "returned error"};
+    if (result == ePORT_NO_FINAL_RESULT)
+        return {eERROR_DEVICE_RESPONSE_TIMEOUT, failed + "command time out"};
+    return {eERROR_DEVICE_ENABLE_CPIN_FAILED, failed + cmeText(result)};
 }
 
 sPinOutcome tryUnlockPin(int port, const sSimInfo& sim) {
@@ -94,7 +119,7 @@ sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
     const std::string failed = "Error: Unable to unlock SIM PUK, ";
     const ePortReturn result = unlockPuk(port, puk, newPin);
     if (result == ePORT_OK) {
-        writeCurrentCpin(sim, newPin);
+        if (writeCurrentCpin(sim, newPin)) endPinChange();
         sleepMicroseconds(AFTER_PUK_UNLOCK_US);
         doGetSimStatus(port, sim);
         notePinWritten(sim, newPin, true);
@@ -108,6 +133,11 @@ sPinOutcome unlockWithPuk(int port, sSimInfo& sim, const std::string& puk,
 
 }  // namespace
 
+void noteSimOpened(const sSimInfo& sim) {
+    sPinChange change;
+    if (findAcceptedPinChange(sim, change)) settlePinChange(sim, change, false);
+}
+
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
     traceEntry(eLOG_POLICY, __func__);
     if (sim.i_lock_class == eSIM_READY) return leaveOutcome(sim, ALREADY_READY);
@@ -115,6 +145,12 @@ eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim) {
         debug(eLOG_POLICY, g_i_debugMode, "%s(): Warning: SIM is not CPIN locked, cannot unlock",
               __func__);
         return eERROR_DEVICE_NOT_CPIN_LOCKED;
+    }
+    sPinChange change;
+    if (findPinChange(sim, change)) {
+        if (noteNewPinSent(change, attemptsOf(sim)))
+            return leaveOutcome(sim, tryNewPin(port, sim, change));
+        requestPinChangeAgain(sim, change);
     }
     const sPinSituation situation = pinSituation(sim);
     const ePinDecision decision = decidePin(situation);
@@ -142,10 +178,13 @@ eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim) {
     // The new PIN belongs to the PUK. It must not become a request when the SIM is ready.
     const std::string puk = readRequest(g_Cp_MonitorPukFile, sim.s_puk_path);
     const std::string newPin = readRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path);
+    if (verifyCpinFormat(newPin) != 0) notePinChange({readCpinFile(sim.s_cpin_path), newPin, 0});
     const bool isTakenOut = clearRequest(g_Cp_MonitorPukFile, sim.s_puk_path);
     clearRequest(g_Cp_MonitorNewCpinFile, sim.s_cpin_new_path);
 
     sPinOutcome outcome = checkPukAndPin(puk, newPin, isTakenOut);
     if (outcome.result == eSUCCESS) outcome = unlockWithPuk(port, sim, puk, newPin);
+    if (outcome.result != eSUCCESS && outcome.result != eERROR_DEVICE_RESPONSE_TIMEOUT)
+        endPinChange();
     return leaveOutcome(sim, outcome);
 }

@@ -12,4 +12,7 @@
 eGeneralErrors maybeUnlockSimPin(int port, sSimInfo& sim);
 eGeneralErrors maybeUnlockSimPuk(int port, sSimInfo& sim);
 
+// The SIM is ready: that answers a PIN that was sent without an answer.
+void noteSimOpened(const sSimInfo& sim);
+
 #endif

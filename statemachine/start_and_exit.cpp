@@ -14,6 +14,7 @@
 #include "include/signal_flags.h"
 #include "platform/include/error_sink.h"
 #include "published/paths.h"
+#include "sms/listing_marker.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "statemachine/cleanup.h"
@@ -82,6 +83,9 @@ int leave(sMachine& machine) {
     closeDevice(machine.port);
     debug(eLOG_NOTICE, g_i_debugMode, "Exiting");
     endRecording(machine);
-    if (isStartedAgain(machine.outerState)) keepForNextStart();
+    if (isStartedAgain(machine.outerState))
+        keepForNextStart();
+    else
+        endListings(g_s_root_sms_path);
     return machine.outerState;
 }

@@ -338,7 +338,8 @@ tFindings checkPinFiles(const sPlaces& places, const sSlotSetup& setup) {
                                 " is read-only: a PIN that the SIM refuses stays in its file and "
                                 "costs an attempt at each start of the host",
                             "mount it writable, or remove " + pin});
-    for (const std::string& path : {pin, pinRequestPath(setup.slot), pukFilePath(setup.slot)}) {
+    for (const std::string& path :
+         {pin, pinRequestPath(setup.slot), pinChangePath(setup.slot), pukFilePath(setup.slot)}) {
         const sFinding finding = pinFile(places, path, folder.st_uid);
         if (finding.health != eHealth::FINE) findings.push_back(finding);
     }

@@ -112,12 +112,13 @@ TEST_F(SimPinCalls, FilesThatCannotBeEmptied_AreNotTried) {
     }
     startWith(READY_WITH_LOCK);
     createCpinMonitors(device.sim);
-    for (const char* request : {"4321\n", "disable\n"}) {
+    for (const auto& [request, problem] :
+         {std::pair("4321\n", "the new CPIN cannot be noted in its folder"),
+          std::pair("disable\n", "the file of the request cannot be emptied")}) {
         writeFile(REQUEST, request);
         const cReadOnlyFolder folder("/etc/vuk");
         EXPECT_EQ(manage(), eERROR_DEVICE_SET_CPIN_FAILED);
-        EXPECT_EQ(device.sim.s_outcome,
-                  "Error: Cannot change SIM CPIN, the file of the request cannot be emptied");
+        EXPECT_EQ(device.sim.s_outcome, std::string("Error: Cannot change SIM CPIN, ") + problem);
         EXPECT_EQ(manage(), eSUCCESS);
         EXPECT_EQ(commands(), tCommands());
     }

@@ -11,8 +11,12 @@
 #include <set>
 
 #include "include/utilities.h"
+#include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/timer_clock.h"
+#include "published/host_boot.h"
+#include "published/paths.h"
+#include "sms/listing_marker.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
@@ -26,6 +30,10 @@ using nlohmann::json;
 using tTexts = std::map<std::string, int>;
 
 const std::string ROOT = "/tmp/sms";
+const std::string NOTE = listingNotePath(1);
+const tCommands TAKING = {"AT+CMGF=0", "AT+CMGL=0", "AT+CMGD=1,1", "AT+CMGD=1,2"};
+const tCommands TAKING_READ_ONES = {"AT+CMGF=0", "AT+CMGL=0", "AT+CMGL=1", "AT+CMGD=1,1",
+                                    "AT+CMGD=1,2"};
 
 // The wall clock runs with the daemon's clock.
 timespec portWallClock() {
@@ -64,6 +72,19 @@ class SmsFlow : public cFlowFixture {
     }
 
     int below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(random); }
+
+    // What a power cut leaves of the daemon's files.
+    static void startHostAgain() {
+        std::filesystem::remove_all(ROOT);
+        std::filesystem::remove_all("/run/cellslot");
+        setKeyValueStorePath("/run/cellslot/skvs");
+        if (std::filesystem::exists(NOTE)) writeFile(NOTE, "an earlier start of the host\n");
+        startDaemonAgain();
+    }
+    static void startDaemonAgain() {
+        resetSmsState();
+        initSMS(ROOT);
+    }
 
     // One check, five seconds after the last. If the modem did not answer, its port is closed,
     // which drops a late answer.
@@ -411,4 +432,95 @@ TEST_F(SmsFlow, FiftyFiles_ArriveOnceOrEndInSendFail) {
     EXPECT_EQ(device.modem.i_sms_sent, sent);
     EXPECT_EQ(device.modem.i_sms_sent_fail, failed);
     EXPECT_FALSE(fileExists("pwned"));
+}
+
+// The power is cut after the modem listed a message and before the message was in a file.
+TEST_F(SmsFlow, MessageListedBeforeAPowerCut_IsDeliveredAfterIt) {
+    start();
+    startDaemonAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    inject({{"from", "22255"}, {"text", "restart pump 3"}});
+    sendEarlier("AT+CMGL=0");
+    startHostAgain();
+    commands();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(received(), (tTexts{{"22255|restart pump 3", 1}}));
+    EXPECT_EQ(commands(), TAKING_READ_ONES);
+    EXPECT_TRUE(isModemEmpty());
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(commands(), TAKING);
+}
+
+TEST_F(SmsFlow, MessageListedBeforeAPowerCut_StaysUntilItCanBeListed) {
+    start();
+    startDaemonAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    inject({{"from", "22255"}, {"text", "restart pump 3"}});
+    sendEarlier("AT+CMGL=0");
+    startHostAgain();
+    order({{"op", "fault"}, {"match", "AT+CMGL=1"}, {"kind", "error"}, {"count", 1}});
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_FALSE(isModemEmpty());
+    startHostAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(received(), (tTexts{{"22255|restart pump 3", 1}}));
+}
+
+TEST_F(SmsFlow, StartWithoutACutOffListing_TakesOnlyTheUnreadMessages) {
+    start();
+    startDaemonAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(readFile(NOTE), hostBootId() + "\n");
+    EXPECT_EQ(commands(), TAKING) << "the first start ever";
+    startDaemonAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(commands(), TAKING) << "killed, on the same start of the host";
+    endListings(ROOT);
+    EXPECT_FALSE(fileExists(NOTE));
+    startHostAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(commands(), TAKING) << "ended in an orderly way";
+}
+
+TEST_F(SmsFlow, ListingThatIsOpenAtTheEnd_KeepsItsNote) {
+    start();
+    startDaemonAgain();
+    order({{"op", "fault"}, {"match", "AT+CMGL=0"}, {"kind", "silence"}, {"count", 1}});
+    EXPECT_EQ(check(), eERROR_DEVICE_RESPONSE_TIMEOUT);
+    endListings(ROOT);
+    EXPECT_TRUE(fileExists(NOTE));
+    startHostAgain();
+    commands();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_EQ(commands(), TAKING_READ_ONES);
+}
+
+TEST_F(SmsFlow, NoteOfTheListing_IsWrittenOnceInARun) {
+    start();
+    startDaemonAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    sFileIdentity first;
+    sFileIdentity second;
+    EXPECT_TRUE(identifyFile(NOTE, first));
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(check(), eSUCCESS);
+    startDaemonAgain();
+    EXPECT_EQ(check(), eSUCCESS);
+    EXPECT_TRUE(identifyFile(NOTE, second));
+    EXPECT_TRUE(first == second);
+}
+
+TEST_F(SmsFlow, NoteThatCannotBeWritten_KeepsNoMessageAway) {
+    start();
+    const cMountedFolder full(STORAGE_FOLDER, "size=4k");
+    writeFile(full.folder() + "/full", std::string(4096, 'x'));
+    startDaemonAgain();
+    for (const char* text : {"restart pump 3", "stop pump 4"}) {
+        inject({{"from", "22255"}, {"text", text}});
+        EXPECT_EQ(check(), eSUCCESS);
+    }
+    EXPECT_EQ(received().size(), 2U);
+    EXPECT_FALSE(fileExists(NOTE));
+    EXPECT_EQ(logCount("Error: Cannot write file " + NOTE + ", errno 28 (No space left on device)"),
+              1U);
 }

@@ -18,6 +18,18 @@ PORT = "cellslot.bench"
 OUTPUT_MAX = 4 << 20
 
 
+# What a power cut may damage, as it was found on the disk at this boot, before any other program.
+FOUND = pathlib.Path("/bench/found")
+KEPT = ("/etc/vuk", "/etc/cellslot", "/etc/default", "/var/log", "/storage", "/tmp")
+
+
+def keepFound():
+    if FOUND.exists():
+        return
+    FOUND.mkdir()
+    subprocess.run(["cp", "-a", "--parents", *filter(os.path.exists, KEPT), FOUND], check=False)
+
+
 def findPort():
     for name in pathlib.Path("/sys/class/virtio-ports").glob("*/name"):
         if name.read_text().strip() == PORT:
@@ -100,4 +112,5 @@ class Agent:
                 threading.Thread(target=self.answer, args=(json.loads(line),), daemon=True).start()
 
 
+keepFound()
 Agent().serve()

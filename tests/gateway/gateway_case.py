@@ -24,11 +24,11 @@ def scenario(**sections):
     return {"network_time": now, "gps": {"track": [PLACE]}, **sections}
 
 
-def startModem(machine, slot=1, composition="usual", plugged=True, **sections):
+def startModem(machine, slot=1, composition="usual", plugged=True, memory=None, **sections):
     path = f"/bench/scenario{slot}.json"
     machine.write(path, json.dumps(scenario(**sections)))
     machine.run(f"/bench/modem.py start {slot} --composition {composition} --scenario {path}" +
-                ("" if plugged else " --unplugged"))
+                ("" if plugged else " --unplugged") + (f" --memory {memory}" if memory else ""))
 
 
 def configure(machine, slot=1, **values):

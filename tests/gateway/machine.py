@@ -27,6 +27,8 @@ EMULATORS = {
 }
 CONSOLES = {"amd64": "ttyS0", "arm64": "ttyAMA0", "armhf": "ttyAMA0"}
 BOOT_S = 180 * PATIENCE
+# A port of the machine that leads to a file of this one.
+MEMORY = "/dev/virtio-ports/cellslot.memory"
 
 
 class MachineGone(Exception):
@@ -74,6 +76,9 @@ class Machine:
             "-device", "virtio-blk-pci,drive=disk", "-device", "virtio-rng-pci",
             "-chardev", f"socket,id=bench,path={self.port},server=on,wait=off",
             "-device", "virtio-serial-pci", "-device", "virtserialport,chardev=bench,name=cellslot.bench",
+            # What a modem keeps without power, which nothing in the machine may lose.
+            "-chardev", f"file,id=memory,path={self.folder}/memory,append=on",
+            "-device", "virtserialport,chardev=memory,name=cellslot.memory",
             *console,
         ]
 
@@ -144,6 +149,11 @@ class Machine:
         self.process.kill()
         self.process.wait()
         self.disconnect()
+
+    def memory(self):
+        """What the modem that writes to MEMORY had in its memory at last."""
+        lines = (self.folder / "memory").read_bytes().splitlines(keepends=True)
+        return json.loads(next(line for line in reversed(lines) if line.endswith(b"\n")))
 
     def disconnect(self):
         self.process = None

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Runs in the virtual gateway: a simulated modem on the gateway's USB.
 
-    modem.py start SLOT [--composition NAME] [--scenario FILE] [--unplugged]
+    modem.py start SLOT [--composition NAME] [--scenario FILE] [--memory FILE] [--unplugged]
     modem.py stop SLOT           the modem is gone with its gadget
     modem.py unplug|plug SLOT    the cable; the modem keeps its power
     modem.py number SLOT ROLE    the USB interface number of the role "at" or "gps"
@@ -105,7 +105,7 @@ class Modem:
 
     # ---- orders
 
-    def start(self, composition, scenario, plugged):
+    def start(self, composition, scenario, memory, plugged):
         run("modprobe", "dummy_hcd", f"num={SLOTS}")
         run("modprobe", "libcomposite")
         waitUntil(GADGETS.is_dir, "configfs")
@@ -119,6 +119,7 @@ class Modem:
         control = BENCH / f"modem{self.slot}.control"
         (BENCH / "log").mkdir(exist_ok=True)
         more = ["--scenario", scenario] if scenario else []
+        more += ["--memory", memory] if memory else []
         run("systemd-run", "--quiet", "--collect", f"--unit={self.service}", "--property=KillMode=mixed",
             "nsenter", f"--net=/run/netns/{self.namespace}", BENCH / "le910sim", *ports,
             "--interface", self.interface, "--control", control,
@@ -161,11 +162,12 @@ def main():
     parser.add_argument("role", nargs="?", choices=["at", "gps"])
     parser.add_argument("--composition", choices=PROFILE["compositions"], default="usual")
     parser.add_argument("--scenario", help="of le910sim")
+    parser.add_argument("--memory", help="of le910sim")
     parser.add_argument("--unplugged", action="store_true", help="plug it in later")
     words = parser.parse_args()
     modem = Modem(words.slot)
     if words.action == "start":
-        modem.start(words.composition, words.scenario, not words.unplugged)
+        modem.start(words.composition, words.scenario, words.memory, not words.unplugged)
     elif words.action == "number":
         print(number(words.composition, words.role))
     else:

@@ -43,14 +43,15 @@ PART = re.compile(r"FROM=\+12025550123\nTIME=[^\n]+\nTIMEUF=\d+\nMSG_ID=\d+\n"
                   r"MSG_PART_NUMBER=[12]\nMSG_PART_TOTAL=2\nMSG=(<\d+\.[a-z ]*|[a-z ]*>)\Z")
 SENT = re.compile(r"TO=\+12025550123\nMSG=\{(\d+)\.[a-z ]*\}\n\Z")
 PIN = re.compile(r"(\d{4}\n)?\Z")
+CHANGE = re.compile(r"\d{4}\n\d{4}\n-?\d+\n(tried\n)?\Z")
 ANSWER = re.compile(r".*(OK|ERROR|TIMEOUT)\s.*\Z", re.DOTALL)
 WHOLE = (("/var/log/wireless.cardstats*", STATUS), ("/var/log/wireless.serialno", ONE_LINE),
          ("/var/log/wireless.mdn", ONE_LINE),
          ("/var/log/carrier_list.json", re.compile(r"\{\n.*\}\n\Z", re.DOTALL)),
          ("/tmp/sms/recv/*", RECEIVED), ("/tmp/sms/recv_parts/*", PART),
          ("/tmp/sms/send_ok/*", SENT), ("/etc/vuk/cellular_cpin.1", PIN),
-         ("/etc/vuk/cellular_cpin_new.1", PIN), ("/tmp/at_cmd_out", ANSWER),
-         ("/tmp/at_cmd_out_raw", ANSWER))
+         ("/etc/vuk/cellular_cpin_new.1", PIN), ("/etc/vuk/cellular_cpin_change.1", CHANGE),
+         ("/tmp/at_cmd_out", ANSWER), ("/tmp/at_cmd_out_raw", ANSWER))
 
 
 class FastSlot(Slot):

@@ -367,6 +367,39 @@ class Cases:
         finally:
             run("umount", str(RESOLV_CONF))
 
+    def test_ResolvConfCannotBeWritten_ConnectedWithoutNameServers(self):
+        run("mount", "--bind", str(RESOLV_CONF), str(RESOLV_CONF))
+        run("mount", "-o", "remount,bind,ro", str(RESOLV_CONF))
+        try:
+            result = self.succeed(DAEMON_LINE)
+            self.assertIn("cannot write /etc/resolv.conf, going on without name servers", result.stderr)
+            self.assertEqual(addresses(), [("10.20.30.40", 30)])
+            self.assertIn("default", routes())
+            self.succeed("-i wwan0 --down")
+            self.assertEqual(addresses(), [])
+        finally:
+            run("umount", str(RESOLV_CONF))
+        self.assertEqual(RESOLV_CONF.read_text(), BEFORE)
+
+    def test_DiskIsFull_ResolvConfStaysWhole(self):
+        disk = pathlib.Path("/run/small")
+        disk.mkdir(exist_ok=True)
+        run("mount", "-t", "tmpfs", "-o", "size=8k", "small", str(disk))
+        try:
+            real = disk / "resolv.conf"
+            real.write_text(BEFORE + "# filler\n" * 440)
+            before = real.read_text()
+            (disk / "full").write_bytes(bytes(4096))
+            RESOLV_CONF.unlink()
+            RESOLV_CONF.symlink_to(real)
+            self.succeed(DAEMON_LINE)
+            self.assertEqual(real.read_text(), before)
+            self.assertEqual(sorted(path.name for path in disk.iterdir()), ["full", "resolv.conf"])
+            self.succeed("-i wwan0 --down")
+            self.assertEqual(real.read_text(), before)
+        finally:
+            run("umount", str(disk))
+
     # ---- name servers through a manager
 
     def manageResolvConf(self, target, program):

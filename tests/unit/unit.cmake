@@ -84,7 +84,8 @@ target_compile_definitions(published_tests PRIVATE SOURCE_FOLDER="${CMAKE_SOURCE
 cellslot_add_unit_tests(main
     LIBS cellslot_entry
     SOURCES unit/main/address_text_test.cpp unit/main/command_line_test.cpp
-            unit/main/debug_test.cpp unit/main/device_records_test.cpp unit/main/pid_file_test.cpp
+            unit/main/debug_test.cpp unit/main/device_records_test.cpp
+            unit/main/flush_test.cpp unit/main/pid_file_test.cpp
             unit/main/repeated_notices_test.cpp unit/main/repeated_starts_test.cpp
             unit/main/service_manager_test.cpp unit/main/temporary_files_test.cpp unit/main/utilities_test.cpp)
 target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)

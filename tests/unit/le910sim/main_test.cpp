@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "le910sim/modem.h"
 #include "tests/support/pseudo_terminal.h"
 #include "tests/support/temp_folder.h"
 
@@ -346,6 +347,31 @@ TEST(Le910simProgram, Terminated_LeavesOnlyTheLog) {
         events.push_back(json::parse(line).at("event"));
     }
     EXPECT_EQ(events, (std::vector<std::string>{"problem", "exchange"}));
+}
+
+TEST(Le910simProgram, Memory_IsWrittenBeforeTheAnswerAndIsAScenario) {
+    const cTempFolder folder;
+    const std::string path = folder / "memory";
+    const auto memory = [&] {
+        const std::string text = readFile(path);
+        const size_t last = text.rfind('\n', text.size() - 2);
+        return json::parse(text.substr(last == std::string::npos ? 0 : last + 1));
+    };
+    cProgram program({"--memory", path});
+    program.said("ready");
+    const int fd = program.open(program.at());
+    EXPECT_EQ(memory().at("sms").at("stored"), json::array());
+    program.order(R"({"op": "inject-sms", "from": "+1", "text": "x"})");
+    EXPECT_EQ(memory().at("sms").at("stored").at(0).at("status"), 0);
+    ask(fd, "AT+CMGF=0;+CMGL=0", "OK\r\n");
+    EXPECT_EQ(memory().at("sms").at("stored").at(0).at("status"), 1);
+    ask(fd, "AT+CLCK=\"SC\",1,\"1234\"", "OK\r\n");
+    EXPECT_EQ(memory().at("sim").at("lock"), true);
+    ask(fd, "AT+CPWD=\"SC\",\"9999\",\"4321\"", "ERROR");
+    EXPECT_EQ(memory().at("sim").at("pin_attempts"), 2);
+    close(fd);
+    le910sim::cModem again(memory());
+    EXPECT_EQ(again.memory(), memory());
 }
 
 TEST(Le910simProgram, Interrupted_EndsCleanly) {

@@ -25,3 +25,8 @@ TEST(HostBoot, WithTheFile_IsOverAtOnce) {
 TEST(HostBoot, Uptime_IsKnown) {
     EXPECT_GT(hostUptimeS(), 0U);
 }
+
+TEST(HostBoot, Id_IsTheSameUntilTheNextStart) {
+    EXPECT_EQ(hostBootId().size(), 36U);
+    EXPECT_EQ(hostBootId(), hostBootId());
+}

@@ -52,9 +52,10 @@ TEST(Installation, Purge_RemovesEveryFileOfASlot) {
     expectWords(
         "packaging/deb/postrm",
         {statusFilePath(slot), withoutVar(pidFilePath(slot)), withoutVar(configLookPath(slot)),
-         withoutVar(loggedFilePath(slot)), firmwareStatusPath(slot), slotConfigFile(slot),
-         pinFilePath(slot), pinRequestPath(slot), pukFilePath(slot), enabledServicePath(slot),
-         overrideFilePath(eDataOverride::ON, slot), overrideFilePath(eDataOverride::OFF, slot),
+         withoutVar(loggedFilePath(slot)), firmwareStatusPath(slot), listingNotePath(slot),
+         slotConfigFile(slot), pinFilePath(slot), pinRequestPath(slot), pinChangePath(slot),
+         pukFilePath(slot), enabledServicePath(slot), overrideFilePath(eDataOverride::ON, slot),
+         overrideFilePath(eDataOverride::OFF, slot),
          overrideFilePath(eDataOverride::POWER_OFF, slot), atRequestFile(SHARED_FOLDER, suffix),
          atAnswerFile(SHARED_FOLDER, suffix), atRawAnswerFile(SHARED_FOLDER, suffix)});
 }

@@ -8,6 +8,8 @@ TEST(Paths, OfASlot_AreThoseThatOtherProgramsKnow) {
     EXPECT_EQ(slotConfigFile(2), "/etc/vuk/cellular2.conf");
     EXPECT_EQ(pinFilePath(2), "/etc/vuk/cellular_cpin.2");
     EXPECT_EQ(pinRequestPath(2), "/etc/vuk/cellular_cpin_new.2");
+    EXPECT_EQ(pinChangePath(2), "/etc/vuk/cellular_cpin_change.2");
+    EXPECT_EQ(listingNotePath(2), "/storage/cellmodem.sms.listing.2");
     EXPECT_EQ(pukFilePath(2), "/etc/vuk/cellular_puk.2");
     EXPECT_EQ(statusFilePath(2), "/var/log/wireless.cardstats.2");
     EXPECT_EQ(pidFilePath(2), "/var/run/cellslotd.2.pid");
