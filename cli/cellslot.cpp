@@ -11,6 +11,8 @@
 #include "cli/data/data_command.h"
 #include "cli/doctor/doctor_command.h"
 #include "cli/pin/pin_command.h"
+#include "cli/record/record_command.h"
+#include "cli/report/report_command.h"
 #include "cli/sms/sms_command.h"
 #include "cli/status/status_command.h"
 #include "cli/status/watch_command.h"
@@ -75,9 +77,8 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     app.require_subcommand(1);
     app.footer(
         "Details: cellslot SUBCOMMAND --help, man cellslot\n"
-        "Examples:\n"
-        "  cellslot status\n"
-        "  cellslot doctor -q");
+        "Example:\n"
+        "  cellslot status");
     addStatusCommand(app, context);
     addWatchCommand(app, context);
     addSmsCommand(app, context);
@@ -87,6 +88,8 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addReloadCommand(app, context);
     addConfigCommand(app, context);
     addDoctorCommand(app, context);
+    addRecordCommand(app, context);
+    addReportCommand(app, context, runCellslot);
     try {
         app.parse(argc, argv);
         return printed(context, err);

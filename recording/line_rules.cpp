@@ -552,7 +552,9 @@ void cLineRules::hideLongNumbers(char* text, size_t size) {
     }
 }
 
-void cLineRules::hideValue(char* text, size_t size) {
+void cLineRules::hideInText(char* text, size_t size) {
+    if (isCommandLine(text, size)) hideCommands(text + 2, size - 2, nullptr);
+    hideEchoInside(text, size);
     hideLongNumbers(text, size);
     hideSecrets(text, size);
 }

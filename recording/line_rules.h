@@ -44,10 +44,12 @@ class cLineRules {
     // The modem's prompt "> ", which has no line end.
     static void notePrompt(sPortMemory& memory);
 
-    // A value that is an identity throughout, and any other value that is recorded.
+    // A value that is an identity throughout.
     void hideIdentity(char* text, size_t size);
     void hideSecrets(char* text, size_t size) const { m_secrets.hideIn(text, size); }
-    void hideValue(char* text, size_t size);
+    // A line of a log: its commands lose their arguments if these may be secrets, and every long
+    // number is an identity.
+    void hideInText(char* text, size_t size);
 
   private:
     void hideCommands(char* line, size_t size, sPortMemory* memory);

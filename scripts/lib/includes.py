@@ -39,9 +39,12 @@ ROOMS = {
     "cli/data": ["published", "cli/base", "cli/status"],
     "cli/pin": ["published", "cli/base", "cli/status"],
     "cli/sms": ["include", "platform/include", "published", "cli/base", "cli/status"],
+    "cli/record": ["platform/include", "published", "cli/base", "cli/status"],
     "cli/doctor": ["include", "platform/include", "published", "config", "cli/base", "cli/at", "cli/status",
                    "cli/config", "cli/data", "cli/pin"],
-    "cli": ["cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
+    "cli/report": ["platform/include", "published", "recording", "config", "cli/base", "cli/doctor",
+                   "cli/record"],
+    "cli": ["cli/record", "cli/report", "cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
             "cli/doctor"],
 }
 

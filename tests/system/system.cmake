@@ -30,6 +30,7 @@ add_test(NAME system.private_namespace
 set_tests_properties(system.private_namespace PROPERTIES LABELS system TIMEOUT 300)
 
 cellslot_add_system_test(custom_at custom_at_test.py)
+cellslot_add_system_test(recording recording_test.py)
 cellslot_add_system_test(repeated_starts repeated_starts_test.py)
 cellslot_add_system_test(cli_actions cli_actions_test.py)
 

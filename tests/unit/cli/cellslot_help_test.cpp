@@ -27,6 +27,12 @@ const std::vector<std::vector<const char*>> COMMANDS = {
     {"config"},
     {"config", "check"},
     {"doctor"},
+    {"record"},
+    {"record", "start"},
+    {"record", "stop"},
+    {"record", "show"},
+    {"record", "save"},
+    {"report"},
     {"status"},
     {"watch"},
 };

@@ -51,11 +51,11 @@ TEST(Installation, Purge_RemovesEveryFileOfASlot) {
     const std::string suffix = atSlotSuffix(slot);
     expectWords(
         "packaging/deb/postrm",
-        {statusFilePath(slot), withoutVar(pidFilePath(slot)), withoutVar(configLookPath(slot)),
-         withoutVar(loggedFilePath(slot)), firmwareStatusPath(slot), listingNotePath(slot),
-         slotConfigFile(slot), pinFilePath(slot), pinRequestPath(slot), pinChangePath(slot),
-         pukFilePath(slot), enabledServicePath(slot), overrideFilePath(eDataOverride::ON, slot),
-         overrideFilePath(eDataOverride::OFF, slot),
+        {statusFilePath(slot), recordRequestPath(slot), withoutVar(pidFilePath(slot)),
+         withoutVar(configLookPath(slot)), withoutVar(loggedFilePath(slot)),
+         firmwareStatusPath(slot), listingNotePath(slot), slotConfigFile(slot), pinFilePath(slot),
+         pinRequestPath(slot), pinChangePath(slot), pukFilePath(slot), enabledServicePath(slot),
+         overrideFilePath(eDataOverride::ON, slot), overrideFilePath(eDataOverride::OFF, slot),
          overrideFilePath(eDataOverride::POWER_OFF, slot), atRequestFile(SHARED_FOLDER, suffix),
          atAnswerFile(SHARED_FOLDER, suffix), atRawAnswerFile(SHARED_FOLDER, suffix)});
 }
@@ -65,7 +65,7 @@ TEST(Installation, Purge_RemovesEveryFileOfTheGateway) {
     expectWords("packaging/deb/postrm",
                 {PLAIN_STATUS_FILE, SERIAL_NUMBER_FILE, OWN_NUMBER_FILE,
                  std::string(STATUS_FOLDER) + "/" + CARRIER_LIST_NAME, DAEMON_LOG_FILE,
-                 std::string(AT_LOG_FOLDER) + AT_LOG_NAME, SMS_SPOOL_ROOT,
+                 std::string(AT_LOG_FOLDER) + AT_LOG_NAME, SMS_SPOOL_ROOT, RECORDING_FOLDER,
                  atRequestFile(SHARED_FOLDER, ""), atAnswerFile(SHARED_FOLDER, ""),
                  atRawAnswerFile(SHARED_FOLDER, ""), SETTINGS_FOLDER + draft, STATUS_FOLDER + draft,
                  STORAGE_FOLDER + draft, withoutVar(RUN_FOLDER + draft), SHARED_FOLDER + draft});

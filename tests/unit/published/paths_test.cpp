@@ -15,6 +15,10 @@ TEST(Paths, OfASlot_AreThoseThatOtherProgramsKnow) {
     EXPECT_EQ(pidFilePath(2), "/var/run/cellslotd.2.pid");
     EXPECT_EQ(configLookPath(2), "/var/run/cellslotd.2.config");
     EXPECT_EQ(loggedFilePath(2), "/var/run/cellslotd.2.logged");
+    EXPECT_EQ(recordRequestPath(2), "/run/cellslot/record.2");
+    EXPECT_EQ(recordingPath(2), "/var/log/cellslot/recording.2.jsonl");
+    EXPECT_EQ(olderRecordingPath(2), "/var/log/cellslot/recording.2.older.jsonl");
+    EXPECT_EQ(keptRecordingPath(2, 3), "/var/log/cellslot/recording.2.exit-3.jsonl");
     EXPECT_EQ(firmwareTriggerName(2), "start_update.2");
     EXPECT_EQ(firmwareStatusPath(2), "/storage/cellmodem.firmware.upd.status.2");
 }
