@@ -420,24 +420,6 @@ sOutcome runCell(const sCell& cell) {
     return day.run();
 }
 
-std::string printable(const std::string& bytes, size_t most) {
-    static const char* const DIGITS = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes.substr(0, most)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\r')
-            text += "\\r";
-        else if (c == '\n')
-            text += "\\n";
-        else if (byte < 0x20 || byte >= 0x7f)
-            text += std::string("\\x") + DIGITS[byte >> 4U] + DIGITS[byte & 15U];
-        else
-            text += c;
-    }
-    if (bytes.size() > most) text += "... (" + std::to_string(bytes.size()) + " bytes)";
-    return text;
-}
-
 json toJson(const sOutcome& outcome) {
     json sent = json::array();
     for (const sSent& one : outcome.sent)

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "le910sim/text.h"
 #include "tests/matrix/faulty_modem.h"
 
 // A day of a gateway: how the modem starts, what is in the files, what happens.
@@ -69,7 +70,6 @@ sOutcome runCell(const sCell& cell);
 nlohmann::json toJson(const sOutcome& outcome);
 sOutcome outcomeFromJson(const nlohmann::json& json);
 
-// The bytes in printable form.
-std::string printable(const std::string& bytes, size_t most);
+using le910sim::printable;
 
 #endif

@@ -1,0 +1,139 @@
+#include "le910sim/replay_steps.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "platform/include/text_helpers.h"
+
+namespace le910sim {
+
+namespace {
+
+constexpr char CTRL_Z = '\x1a';
+
+// A port that was away is back this long before the program opened it, so that the program, which
+// tries again and again, succeeds with the same attempt.
+constexpr uint64_t BACK_BEFORE_OPEN_MS = 500;
+
+// Commands with a secret or an identity as an argument.
+const char* const PRIVATE_COMMANDS[] = {
+    "AT+CPIN=",      "AT+CPWD=", "AT+CLCK=", "AT#PDPAUTH=", "AT+CGAUTH=",
+    "AT#SGACTAUTH=", "AT+CMGS=", "AT+CMGW=", "AT+CSCA=",    "ATD",
+};
+
+// Turns the events of one port into steps.
+class cPortSteps {
+  public:
+    explicit cPortSteps(sReplayPort& port) : m_port(port) {}
+
+    void take(const sRecordedEvent& event) {
+        const bool movesBytes = event.kind == eRECORDED_WRITE || event.kind == eRECORDED_READ;
+        if (movesBytes && !m_isPresent) return;
+        switch (event.kind) {
+            case eRECORDED_WRITE:
+                write(event);
+                break;
+            case eRECORDED_READ:
+                endUnterminated();
+                m_port.steps.push_back({eSTEP_BYTES, event.ms, event.line, event.bytes, false});
+                break;
+            case eRECORDED_OPEN:
+                appear(event);
+                break;
+            case eRECORDED_OPEN_FAILED:
+                m_command.text.clear();
+                leave(event);
+                break;
+            case eRECORDED_HANGUP:
+                m_wasOpen = true;
+                // A command that the hang-up cut never reached the modem.
+                m_command.text.clear();
+                leave(event);
+                break;
+            case eRECORDED_CLOSE:
+                endUnterminated();
+                break;
+            case eRECORDED_MARK:
+                break;
+        }
+    }
+    void finish() { endUnterminated(); }
+
+  private:
+    void write(const sRecordedEvent& event) {
+        m_wasOpen = true;
+        for (const char byte : event.bytes) {
+            if (byte == '\r') {
+                m_command.ms = event.ms;
+                endCommand(event.line, false);
+                continue;
+            }
+            if (byte == '\n' && m_command.text.empty()) continue;
+            if (m_command.text.empty()) m_command.line = event.line;
+            m_command.text += byte;
+            m_command.ms = event.ms;
+        }
+    }
+    void endCommand(size_t line, bool unterminated) {
+        if (m_command.text.empty()) m_command.line = line;
+        m_command.unterminated = unterminated;
+        m_port.steps.push_back(m_command);
+        m_command = {};
+    }
+    void endUnterminated() {
+        if (!m_command.text.empty()) endCommand(0, true);
+    }
+    void leave(const sRecordedEvent& event) {
+        if (!m_isPresent) return;
+        m_isPresent = false;
+        m_leftMs = event.ms;
+        if (!m_wasOpen) {
+            m_port.presentAtFirst = false;
+            return;
+        }
+        m_port.steps.push_back({eSTEP_LEAVE, event.ms, event.line, "", false});
+    }
+    void appear(const sRecordedEvent& event) {
+        m_wasOpen = true;
+        m_command.text.clear();
+        if (m_isPresent) return;
+        m_isPresent = true;
+        const uint64_t early = std::min(BACK_BEFORE_OPEN_MS, (event.ms - m_leftMs) / 2);
+        m_port.steps.push_back({eSTEP_APPEAR, event.ms - early, event.line, "", false});
+    }
+
+    sReplayPort& m_port;
+    sReplayStep m_command;
+    bool m_isPresent = true;
+    bool m_wasOpen = false;
+    uint64_t m_leftMs = 0;
+};
+
+std::string masked(std::string text, size_t from) {
+    for (size_t at = from; at < text.size(); ++at)
+        if (std::isalnum(static_cast<unsigned char>(text[at])) != 0) text[at] = '*';
+    return text;
+}
+
+}  // namespace
+
+std::array<sReplayPort, PORT_COUNT> replaySteps(const sRecording& recording) {
+    std::array<sReplayPort, PORT_COUNT> ports;
+    std::array<cPortSteps, PORT_COUNT> makers = {cPortSteps(ports[ePORT_AT]),
+                                                 cPortSteps(ports[ePORT_GPS])};
+    for (const sRecordedEvent& event : recording.events)
+        if (event.kind != eRECORDED_MARK) makers[event.port].take(event);
+    for (cPortSteps& maker : makers)
+        maker.finish();
+    return ports;
+}
+
+std::string comparableCommand(const std::string& command) {
+    if (!command.empty() && command.back() == CTRL_Z) return masked(command, 0);
+    const std::string upper = stringUpper(command.substr(0, 16));
+    for (const char* const start : PRIVATE_COMMANDS)
+        if (startsWith(upper, start)) return masked(command, std::string(start).size());
+    return command;
+}
+
+}  // namespace le910sim
