@@ -144,7 +144,7 @@ void cReplay::take(sPort& port, size_t step) {
     port.next = step + 1;
     port.misses = 0;
     m_recordedMs = steps[step].ms;
-    m_replayedMs = m_nowMs;
+    m_anchorMs = m_nowMs;
 }
 
 void cReplay::copyAnswer(sPort& port, size_t step) {
@@ -176,7 +176,7 @@ void cReplay::advancePort(ePort which) {
     while (port.next < steps.size()) {
         const sReplayStep& step = steps[port.next];
         if (step.kind == eSTEP_COMMAND) return leaveOverdue(which);
-        if (dueMs(step) > m_nowMs) return;
+        if (replayedMs(step.ms) > m_nowMs) return;
         run(port, step);
         ++port.next;
     }
@@ -188,7 +188,7 @@ void cReplay::leaveOverdue(ePort which) {
     const std::vector<sReplayStep>& steps = port.recorded.steps;
     for (size_t at = port.next; at < steps.size(); ++at) {
         const sReplayStep& step = steps[at];
-        if (dueMs(step) + LEAVE_GRACE_MS > m_nowMs) return;
+        if (replayedMs(step.ms) + LEAVE_GRACE_MS > m_nowMs) return;
         if (step.kind != eSTEP_LEAVE) continue;
         differ(which, "");
         if (isStopped()) return;
@@ -209,10 +209,10 @@ void cReplay::run(sPort& port, const sReplayStep& step) {
     port.copies.clear();
 }
 
-uint64_t cReplay::dueMs(const sReplayStep& step) const {
-    if (step.ms <= m_recordedMs) return m_replayedMs;
-    const auto passedMs = static_cast<double>(step.ms - m_recordedMs) / m_speed;
-    return m_replayedMs + static_cast<uint64_t>(passedMs);
+uint64_t cReplay::replayedMs(uint64_t recordedMs) const {
+    if (recordedMs <= m_recordedMs) return m_anchorMs;
+    const auto passedMs = static_cast<double>(recordedMs - m_recordedMs) / m_speed;
+    return m_anchorMs + static_cast<uint64_t>(passedMs);
 }
 
 std::string cReplay::takeOutput(ePort port) {

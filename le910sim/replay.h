@@ -31,6 +31,8 @@ class cReplay {
     // What is due by now.
     std::string takeOutput(ePort port);
     bool isPresent(ePort port) const { return m_ports[port].present; }
+    // When something that was recorded at a time happens in this replay.
+    uint64_t replayedMs(uint64_t recordedMs) const;
 
     // Everything that was recorded has been replayed.
     bool isOver() const;
@@ -74,7 +76,6 @@ class cReplay {
     void advancePort(ePort which);
     void leaveOverdue(ePort which);
     void run(sPort& port, const sReplayStep& step);
-    uint64_t dueMs(const sReplayStep& step) const;
     std::string describe(const sPort& port, size_t step, const std::string& seen) const;
 
     std::string m_name;
@@ -84,7 +85,7 @@ class cReplay {
     uint64_t m_nowMs = 0;
     // The last command that was the recorded one: when it was recorded and when it came now.
     uint64_t m_recordedMs = 0;
-    uint64_t m_replayedMs = 0;
+    uint64_t m_anchorMs = 0;
 
     std::vector<std::string> m_commands;
     std::vector<std::string> m_unknown;

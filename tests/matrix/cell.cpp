@@ -19,6 +19,7 @@
 #include "tests/matrix/waits.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/daemon_reset.h"
+#include "tests/support/published_state.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -101,35 +102,6 @@ int openDescriptors() {
 
 bool isPublishedConnected() {
     return readFile(STATUS_FILE).find("_QMI_STATE=CONNECTED\n") != std::string::npos;
-}
-
-std::string withoutTimes(const std::string& text) {
-    const char* const TIMES[] = {"_STATS_LAST_UPDATE", "_QMI_CALL_TIME", "_QMI_CALL_FORMAT_TIME",
-                                 "TIME="};
-    std::string rest;
-    for (const std::string& line : tokenstr(text, '\n', eEmptyTokens::DROP))
-        if (std::none_of(std::begin(TIMES), std::end(TIMES),
-                         [&](const char* key) { return line.find(key) != std::string::npos; }))
-            rest += line + "\n";
-    return rest;
-}
-
-std::vector<std::string> messagesOf(const std::string& folder) {
-    std::vector<std::string> messages;
-    if (!std::filesystem::exists(folder)) return messages;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        messages.push_back(withoutTimes(readFile(entry.path().string())));
-    std::sort(messages.begin(), messages.end());
-    return messages;
-}
-
-// Status and messages.
-std::string publishedState() {
-    std::string state = withoutTimes(readFile(STATUS_FILE));
-    for (const char* folder : {"/tmp/sms/recv", "/tmp/sms/send", "/tmp/sms/send_ok"})
-        for (const std::string& message : messagesOf(folder))
-            state += std::string(folder) + ": " + printable(message, 1000) + "\n";
-    return state;
 }
 
 // Runs one day: its events, and when it is over.
