@@ -219,8 +219,9 @@ sRecording readRecording(const std::string& path) {
 std::string recordedLine(const sRecordedEvent& event) {
     nlohmann::ordered_json line = {{"ms", event.ms}};
     if (event.kind == eRECORDED_MARK) {
+        line["mark"] = event.mark.at("mark");
         for (const auto& item : event.mark.items())
-            if (item.key() != "ms") line[item.key()] = item.value();
+            if (item.key() != "ms") line[item.key()] = item.value();  // "mark" keeps its place
         return line.dump() + "\n";
     }
     const bool failed = event.kind == eRECORDED_OPEN_FAILED;
