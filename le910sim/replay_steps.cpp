@@ -15,6 +15,11 @@ constexpr char CTRL_Z = '\x1a';
 // tries again and again, succeeds with the same attempt.
 constexpr uint64_t BACK_BEFORE_OPEN_MS = 500;
 
+// A program tries to open the AT port at its start, and again and again after it has closed it. If
+// it had it open only later than this, the port was away.
+constexpr uint64_t OPEN_AFTER_START_MS = 1000;
+constexpr uint64_t OPEN_AFTER_CLOSE_MS = 4000;
+
 // Commands with a secret or an identity as an argument.
 const char* const PRIVATE_COMMANDS[] = {
     "AT+CPIN=",      "AT+CPWD=", "AT+CLCK=", "AT#PDPAUTH=", "AT+CGAUTH=",
@@ -24,7 +29,7 @@ const char* const PRIVATE_COMMANDS[] = {
 // Turns the events of one port into steps.
 class cPortSteps {
   public:
-    explicit cPortSteps(sReplayPort& port) : m_port(port) {}
+    cPortSteps(ePort which, sReplayPort& port) : m_port(port), m_triesAgain(which == ePORT_AT) {}
 
     void take(const sRecordedEvent& event) {
         const bool movesBytes = event.kind == eRECORDED_WRITE || event.kind == eRECORDED_READ;
@@ -52,10 +57,16 @@ class cPortSteps {
                 break;
             case eRECORDED_CLOSE:
                 endUnterminated();
+                m_openByMs = event.ms + OPEN_AFTER_CLOSE_MS;
                 break;
             case eRECORDED_MARK:
                 break;
         }
+    }
+    // The program was started.
+    void start(uint64_t ms) {
+        endUnterminated();
+        m_openByMs = ms + OPEN_AFTER_START_MS;
     }
     void finish() { endUnterminated(); }
 
@@ -94,6 +105,12 @@ class cPortSteps {
         m_port.steps.push_back({eSTEP_LEAVE, event.ms, event.line, "", false});
     }
     void appear(const sRecordedEvent& event) {
+        if (m_triesAgain && m_isPresent && m_openByMs != 0 && event.ms > m_openByMs) {
+            sRecordedEvent away = event;
+            away.ms = m_openByMs;
+            leave(away);
+        }
+        m_openByMs = 0;
         m_wasOpen = true;
         m_command.text.clear();
         if (m_isPresent) return;
@@ -107,6 +124,8 @@ class cPortSteps {
     bool m_isPresent = true;
     bool m_wasOpen = false;
     uint64_t m_leftMs = 0;
+    bool m_triesAgain;
+    uint64_t m_openByMs = 0;  // 0: unknown
 };
 
 std::string masked(std::string text, size_t from) {
@@ -119,10 +138,15 @@ std::string masked(std::string text, size_t from) {
 
 std::array<sReplayPort, PORT_COUNT> replaySteps(const sRecording& recording) {
     std::array<sReplayPort, PORT_COUNT> ports;
-    std::array<cPortSteps, PORT_COUNT> makers = {cPortSteps(ports[ePORT_AT]),
-                                                 cPortSteps(ports[ePORT_GPS])};
-    for (const sRecordedEvent& event : recording.events)
-        if (event.kind != eRECORDED_MARK) makers[event.port].take(event);
+    std::array<cPortSteps, PORT_COUNT> makers = {cPortSteps(ePORT_AT, ports[ePORT_AT]),
+                                                 cPortSteps(ePORT_GPS, ports[ePORT_GPS])};
+    for (const sRecordedEvent& event : recording.events) {
+        if (event.kind != eRECORDED_MARK)
+            makers[event.port].take(event);
+        else if (event.mark.at("mark") == "start")
+            for (cPortSteps& maker : makers)
+                maker.start(event.ms);
+    }
     for (cPortSteps& maker : makers)
         maker.finish();
     return ports;

@@ -34,6 +34,7 @@ tValues recordedValues(const le910sim::sRecording& recording) {
     for (const sRecordedEvent& event : recording.events) {
         if (event.kind != le910sim::eRECORDED_MARK) continue;
         if (asksToEnd(event.mark)) break;
+        if (event.mark.at("mark") == "start") values.clear();
         if (event.mark.at("mark") == "published" && event.mark.contains("values"))
             apply(event.mark["values"], values);
     }
@@ -51,6 +52,26 @@ tValues statusValues(const std::string& published) {
     return values;
 }
 
+// PINs in the files that a made recording gives to the daemon.
+std::vector<std::string> secretsOf(const le910sim::sRecording& recording) {
+    constexpr size_t SECRET_MIN = 4;
+    std::vector<std::string> secrets;
+    for (const sRecordedEvent& event : recording.events) {
+        if (event.kind != le910sim::eRECORDED_MARK || event.mark.at("mark") != "file") continue;
+        const std::string text = cleanWhiteSpace(event.mark.value("text", ""));
+        if (isStringNumeric(text) && text.size() >= SECRET_MIN) secrets.push_back(text);
+    }
+    return secrets;
+}
+
+// As the recorder hides them.
+std::string withoutSecrets(std::string text, const std::vector<std::string>& secrets) {
+    for (const std::string& secret : secrets)
+        for (size_t at = text.find(secret); at != std::string::npos; at = text.find(secret, at))
+            text.replace(at, secret.size(), secret.size(), '0');
+    return text;
+}
+
 std::string shown(const tValues& values, const std::string& key) {
     const auto found = values.find(key);
     return found == values.end() ? "nothing" : "'" + found->second + "'";
@@ -61,7 +82,7 @@ std::string shown(const tValues& values, const std::string& key) {
 std::vector<std::string> differencesFromRecorded(const le910sim::sRecording& recording,
                                                  const std::string& published) {
     const tValues recorded = recordedValues(recording);
-    const tValues replayed = statusValues(published);
+    const tValues replayed = statusValues(withoutSecrets(published, secretsOf(recording)));
     tValues keys = recorded;
     keys.insert(replayed.begin(), replayed.end());
     std::vector<std::string> differences;

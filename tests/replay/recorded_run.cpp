@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <sstream>
 
 #include "device/recorder.h"
 #include "published/paths.h"
@@ -36,6 +37,21 @@ std::string takeRecording() {
         return text;
     }
     return "";
+}
+
+le910sim::sRecording joinedRuns(const std::vector<sRecordedRun>& runs, const std::string& name) {
+    le910sim::sRecording joined;
+    joined.name = name;
+    for (const sRecordedRun& run : runs) {
+        std::istringstream input(run.text);
+        const le910sim::sRecording recording = le910sim::readRecording(input, name);
+        if (joined.header.is_null()) joined.header = recording.header;
+        for (le910sim::sRecordedEvent event : recording.events) {
+            event.ms += run.startMs;
+            joined.events.push_back(event);
+        }
+    }
+    return joined;
 }
 
 void resetRecording() {

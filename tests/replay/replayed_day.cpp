@@ -58,8 +58,8 @@ struct sSecrets {
 
 sSecrets secretsOf(const sRecording& recording) {
     sSecrets secrets;
-    for (const le910sim::sReplayStep& step :
-         le910sim::replaySteps(recording)[le910sim::ePORT_AT].steps) {
+    const auto ports = le910sim::replaySteps(recording);
+    for (const le910sim::sReplayStep& step : ports[le910sim::ePORT_AT].steps) {
         if (step.kind != le910sim::eSTEP_COMMAND) continue;
         const size_t equals = step.text.find('=');
         if (equals == std::string::npos) continue;
@@ -76,10 +76,19 @@ sSecrets secretsOf(const sRecording& recording) {
     return secrets;
 }
 
+bool isMark(const sRecordedEvent& event, const char* name) {
+    return event.kind == le910sim::eRECORDED_MARK && event.mark.at("mark") == name;
+}
+
+bool hasFiles(const sRecording& recording) {
+    return std::any_of(recording.events.begin(), recording.events.end(),
+                       [](const sRecordedEvent& event) { return isMark(event, "file"); });
+}
+
 tHostResults hostResultsOf(const sRecording& recording) {
     tHostResults results;
     for (const sRecordedEvent& event : recording.events)
-        if (event.kind == le910sim::eRECORDED_MARK && event.mark.at("mark") == "host")
+        if (isMark(event, "host"))
             results.emplace_back(event.mark.value("command", ""), event.mark.value("result", 0));
     return results;
 }
@@ -102,17 +111,13 @@ class cReplayedDay {
         do {
             b_got_sigterm = false;
         } while (startAgain(runStateMachine()));
-        m_outcome.commands = m_modem.replay().commands();
-        m_outcome.differences = m_modem.replay().differences();
-        m_outcome.firstDifference = m_modem.replay().firstDifference();
-        m_outcome.unknown = m_modem.replay().unknown();
-        m_outcome.isOver = m_modem.replay().isOver();
-        m_outcome.lastedMs = m_modem.nowMs();
         return m_outcome;
     }
 
   private:
+    // A made recording says which files the daemon was given, and when.
     void writeSecrets() const {
+        if (hasFiles(m_recording)) return;
         if (!m_secrets.pin.empty()) writeFile(PIN_FILE, m_secrets.pin + "\n");
         if (m_secrets.puk.empty()) return;
         writeFile(PUK_FILE, m_secrets.puk + "\n");
@@ -124,7 +129,8 @@ class cReplayedDay {
         takeMarks(false);
         const uint64_t nowMs = m_modem.nowMs();
         const uint64_t endMs = m_modem.replay().replayedMs(m_recording.endMs());
-        const bool over = m_modem.replay().isOver() && nowMs >= endMs;
+        // What the daemon did at the moment of the last line comes after this turn.
+        const bool over = m_modem.replay().isOver() && nowMs >= endMs + (m_isStopped ? 0 : 1);
         if (over || nowMs > endMs + PATIENCE_MS) end(&b_got_sigterm);
     }
 
@@ -146,6 +152,7 @@ class cReplayedDay {
     void takeMark(const json& mark) {
         const std::string name = mark.at("mark").get<std::string>();
         if (name == "config") writeConfig(mark.value("values", json::object()));
+        if (name == "stop") m_isStopped = true;
         if (name == "file") writeFile(mark.at("path"), mark.at("text"));
         if (name != "signal") return;
         for (const sSignalRow& row : SIGNALS) {
@@ -169,6 +176,12 @@ class cReplayedDay {
     void end(volatile std::sig_atomic_t* flag) {
         if (m_ended) return;
         m_outcome.published = publishedState();
+        m_outcome.commands = m_modem.replay().commands();
+        m_outcome.differences = m_modem.replay().differences();
+        m_outcome.firstDifference = m_modem.replay().firstDifference();
+        m_outcome.unknown = m_modem.replay().unknown();
+        m_outcome.isOver = m_modem.replay().isOver();
+        m_outcome.lastedMs = m_modem.nowMs();
         *flag = true;
         m_ended = true;
     }
@@ -185,7 +198,8 @@ class cReplayedDay {
     const sRecording& m_recording;
     sSecrets m_secrets;
     cReplayedModem m_modem;
-    size_t m_next = 0;  // event
+    size_t m_next = 0;         // event
+    bool m_isStopped = false;  // the recording ends with its own mark
     bool m_ended = false;
     sReplayedOutcome m_outcome;
 };

@@ -1,13 +1,11 @@
 #include "tests/replay/sessions.h"
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
 
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "le910sim/json_reader.h"
-#include "le910sim/recording.h"
 #include "statemachine/state_machine.h"
 #include "tests/matrix/faulty_modem.h"
 #include "tests/matrix/host_tools.h"
@@ -24,6 +22,8 @@ constexpr const char* GPS_PATH = "/tmp/modem-gps";
 constexpr uint64_t MS_PER_S = 1000;
 constexpr uint64_t SECONDS_MAX = 24 * 3600;
 constexpr int REPLY_MS = 60;
+constexpr uint64_t RESTART_AFTER_MS = 5000;
+constexpr uint64_t RESTART_STEP_MS = 100;
 constexpr uint64_t AWAY_MS = 3000;  // after the host has reset the modem
 
 const char* const CONFIG =
@@ -58,9 +58,7 @@ sSession sessionOf(const json& object, const std::string& where) {
 }
 
 // The marks of the files that the session gives, at their times.
-std::string withFiles(const std::string& recording, const sSession& session) {
-    std::istringstream input(recording);
-    le910sim::sRecording read = le910sim::readRecording(input, session.name);
+std::string withFiles(le910sim::sRecording read, const sSession& session) {
     for (const sSessionFile& file : session.files) {
         le910sim::sRecordedEvent event;
         event.ms = file.ms;
@@ -97,9 +95,9 @@ class cSessionRun {
         onPowerCycle([this] { m_modem.powerCycle(AWAY_MS); });
         m_modem.onTurn([this] {
             writeDueFiles();
-            if (m_modem.nowMs() < m_session.seconds * MS_PER_S || b_got_sigterm) return;
-            m_recording = takeRecording();
-            b_got_sigterm = true;
+            if (m_modem.nowMs() < m_session.seconds * MS_PER_S || m_isOver) return;
+            takeRun();
+            b_got_sigterm = m_isOver = true;
         });
     }
     ~cSessionRun() { onPowerCycle(nullptr); }
@@ -108,15 +106,37 @@ class cSessionRun {
 
     std::string run() {
         requestRecording(false);
-        runStateMachine();
-        if (m_recording.empty())
-            throw std::runtime_error(m_session.name + ": the daemon ended by itself");
+        while (runOnce())
+            startAgain();
         if (!m_modem.problems().empty())
             throw std::runtime_error(m_session.name + ": " + m_modem.problems()[0]);
-        return withFiles(m_recording, m_session);
+        le910sim::sRecording recording = joinedRuns(m_runs, m_session.name);
+        le910sim::sRecordedEvent stop;
+        stop.ms = m_session.seconds * MS_PER_S;
+        stop.mark = {{"mark", "stop"}, {"reason", "asked"}};
+        recording.events.push_back(stop);
+        return withFiles(recording, m_session);
     }
 
   private:
+    // True if the daemon ended by itself.
+    bool runOnce() {
+        m_startMs = m_modem.nowMs();
+        runStateMachine();
+        if (!m_isOver) takeRun();
+        return !m_isOver;
+    }
+    void takeRun() {
+        m_runs.push_back({m_startMs, takeRecording()});
+        if (m_runs.back().text.empty()) throw std::runtime_error(m_session.name + ": no recording");
+    }
+    // As a service manager does.
+    void startAgain() {
+        for (uint64_t ms = 0; ms < RESTART_AFTER_MS; ms += RESTART_STEP_MS)
+            m_modem.pass(RESTART_STEP_MS * 1000);
+        resetDaemon();
+        resetRecording();
+    }
     void writeDueFiles() {
         for (; m_next < m_session.files.size(); ++m_next) {
             const sSessionFile& file = m_session.files[m_next];
@@ -128,7 +148,9 @@ class cSessionRun {
     const sSession& m_session;
     cFaultyModem m_modem;
     size_t m_next = 0;  // file
-    std::string m_recording;
+    uint64_t m_startMs = 0;
+    std::vector<sRecordedRun> m_runs;
+    bool m_isOver = false;
 };
 
 }  // namespace

@@ -75,7 +75,7 @@ sRecording varied(const sRecording& recording, uint64_t pieceMs, const tPieces& 
 sRecording cutIntoPieces(const sRecording& recording, std::mt19937_64& random) {
     return varied(recording, PIECE_MS, [&](const std::string&, const std::string& bytes) {
         const size_t errorAt = std::min(bytes.find("+CME ERROR:"), bytes.find("+CMS ERROR:"));
-        const size_t end = std::min(bytes.size(), errorAt);
+        const size_t end = std::min({bytes.size(), errorAt, bytes.find("\nOK\r")});
         std::vector<size_t> cuts = {0, bytes.size()};
         for (size_t left = below(PIECES_MAX, random); left > 0 && end > 0; --left)
             cuts.push_back(below(end, random));
