@@ -57,6 +57,7 @@ class cPortSteps {
                 break;
             case eRECORDED_CLOSE:
                 endUnterminated();
+                m_closedMs = event.ms;
                 m_openByMs = event.ms + OPEN_AFTER_CLOSE_MS;
                 break;
             case eRECORDED_MARK:
@@ -107,7 +108,7 @@ class cPortSteps {
     void appear(const sRecordedEvent& event) {
         if (m_triesAgain && m_isPresent && m_openByMs != 0 && event.ms > m_openByMs) {
             sRecordedEvent away = event;
-            away.ms = m_openByMs;
+            away.ms = m_closedMs;
             leave(away);
         }
         m_openByMs = 0;
@@ -125,6 +126,7 @@ class cPortSteps {
     bool m_wasOpen = false;
     uint64_t m_leftMs = 0;
     bool m_triesAgain;
+    uint64_t m_closedMs = 0;
     uint64_t m_openByMs = 0;  // 0: unknown
 };
 

@@ -38,6 +38,9 @@ struct sCell {
     eDay day = eDAY_USUAL;
     eTrouble trouble = eNO_TROUBLE;
     bool faulty = false;
+    // The day is recorded, and the recording is replayed: the daemon must send the same commands
+    // and publish the same.
+    bool replayed = false;
     bool whileEnding = false;  // the fault hits the daemon's exit; then it is started once more
     // With unsolicited lines beside the answers the day must be like the healthy one.
     std::shared_ptr<const sOutcome> healthy;

@@ -23,6 +23,7 @@ constexpr const char* USAGE =
     "  --seed N       what is drawn, and what the faults are; printed, by chance without it\n"
     "  --jobs N       processes at a time (default: 2)\n"
     "  --limit S      seconds on the host's clock for one cell (default: 60)\n"
+    "  --replay       records each day, replays it, and compares commands and published values\n"
     "  --list         prints the cells instead of running them\n"
     "  --verbose      prints each cell as it passes\n";
 
@@ -35,6 +36,7 @@ struct sOptions {
     uint64_t seed = std::random_device()();
     int jobs = 2;
     unsigned limitS = 60;
+    bool replay = false;
     bool list = false;
     bool verbose = false;
 };
@@ -51,6 +53,7 @@ uint64_t number(const std::string& option, const char* text) {
 
 // True if the option consumed the value after it.
 bool takeOption(sOptions& options, const std::string& name, const char* value) {
+    if (name == "--replay") return !(options.replay = true);
     if (name == "--list") return !(options.list = true);
     if (name == "--verbose") return !(options.verbose = true);
     if (name == "--help") {
@@ -203,7 +206,9 @@ int main(int argc, char** argv) {
         refuse("it changes the host's files: run it with scripts/private_namespace.sh");
     setvbuf(stdout, nullptr, _IOLBF, 0);
     printf("seed %llu\n", static_cast<unsigned long long>(options.seed));
-    const std::vector<sCell> cells = chosenCells(options);
+    std::vector<sCell> cells = chosenCells(options);
+    for (sCell& cell : cells)
+        cell.replayed = options.replay;
     if (cells.empty()) refuse("no cell has such a name");
     if (options.list) {
         for (const sCell& cell : cells)

@@ -95,10 +95,11 @@ tHostResults hostResultsOf(const sRecording& recording) {
 
 class cReplayedDay {
   public:
-    explicit cReplayedDay(const sRecording& recording)
+    cReplayedDay(const sRecording& recording, const timespec* wallStart)
         : m_recording(recording),
           m_secrets(secretsOf(recording)),
           m_modem(recording, AT_PATH, GPS_PATH) {
+        if (wallStart != nullptr) m_modem.setWallStart(*wallStart);
         g_S_options = {AT_PATH, GPS_PATH, "wwan0", "1"};
         writeFile("/run/poststart", "");
         writeSecrets();
@@ -109,8 +110,10 @@ class cReplayedDay {
     sReplayedOutcome run() {
         takeMarks(true);
         do {
-            b_got_sigterm = false;
+            for (const sSignalRow& row : SIGNALS)
+                *row.flag = false;
         } while (startAgain(runStateMachine()));
+        if (m_isEndRecorded || !m_ended) compare();
         return m_outcome;
     }
 
@@ -157,11 +160,18 @@ class cReplayedDay {
         if (name != "signal") return;
         for (const sSignalRow& row : SIGNALS) {
             if (mark.value("name", "") != row.name) continue;
-            if (row.ends)
-                end(row.flag);
-            else
-                *row.flag = true;
+            *row.flag = true;
+            if (!row.ends || isStartedAgain()) continue;
+            m_isEndRecorded = true;
+            end(row.flag);
         }
+    }
+
+    // After the mark that is being taken.
+    bool isStartedAgain() const {
+        return std::any_of(m_recording.events.begin() + static_cast<std::ptrdiff_t>(m_next),
+                           m_recording.events.end(),
+                           [](const sRecordedEvent& event) { return isMark(event, "start"); });
     }
 
     void writeConfig(const json& values) {
@@ -173,15 +183,19 @@ class cReplayedDay {
         if (text != readFile(CONFIG_FILE)) writeFile(CONFIG_FILE, text);
     }
 
-    void end(volatile std::sig_atomic_t* flag) {
-        if (m_ended) return;
-        m_outcome.published = publishedState();
+    void compare() {
         m_outcome.commands = m_modem.replay().commands();
         m_outcome.differences = m_modem.replay().differences();
         m_outcome.firstDifference = m_modem.replay().firstDifference();
         m_outcome.unknown = m_modem.replay().unknown();
         m_outcome.isOver = m_modem.replay().isOver();
         m_outcome.lastedMs = m_modem.nowMs();
+    }
+
+    void end(volatile std::sig_atomic_t* flag) {
+        if (m_ended) return;
+        m_outcome.published = publishedState();
+        compare();
         *flag = true;
         m_ended = true;
     }
@@ -198,14 +212,15 @@ class cReplayedDay {
     const sRecording& m_recording;
     sSecrets m_secrets;
     cReplayedModem m_modem;
-    size_t m_next = 0;         // event
-    bool m_isStopped = false;  // the recording ends with its own mark
+    size_t m_next = 0;             // event
+    bool m_isStopped = false;      // the recording ends with its own mark
+    bool m_isEndRecorded = false;  // the daemon was asked to end while it was recorded
     bool m_ended = false;
     sReplayedOutcome m_outcome;
 };
 
 }  // namespace
 
-sReplayedOutcome runReplayedDay(const sRecording& recording) {
-    return cReplayedDay(recording).run();
+sReplayedOutcome runReplayedDay(const sRecording& recording, const timespec* wallStart) {
+    return cReplayedDay(recording, wallStart).run();
 }

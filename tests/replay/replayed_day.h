@@ -2,6 +2,7 @@
 #define TESTS_REPLAY_REPLAYED_DAY_H
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,8 @@ struct sReplayedOutcome {
 // be private and empty. The daemon is given the recorded configuration and signals, and what is
 // derived from the commands of the recording: the stand-ins of PIN, PUK and password. A mark "file"
 // with "path" and "text", which only made recordings have, writes a file. The host's commands are
-// those of host_tools.
-sReplayedOutcome runReplayedDay(const le910sim::sRecording& recording);
+// those of host_tools. wallStart: the time of day at the beginning; the host's without it.
+sReplayedOutcome runReplayedDay(const le910sim::sRecording& recording,
+                                const timespec* wallStart = nullptr);
 
 #endif

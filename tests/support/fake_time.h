@@ -18,6 +18,9 @@ class cFakeTime {
     void pass(uint64_t microseconds);
     uint64_t nowMs() const { return m_nowUs / 1000; }
     timespec wallClock() const;
+    // The time of day at the beginning; the host's unless it is set.
+    timespec wallStart() const { return m_start; }
+    void setWallStart(timespec start) { m_start = start; }
     // Called after each turn of the modem.
     void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
 
