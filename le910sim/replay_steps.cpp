@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "platform/include/text_helpers.h"
+#include "recording/line_rules.h"
 
 namespace le910sim {
 
@@ -20,11 +21,8 @@ constexpr uint64_t BACK_BEFORE_OPEN_MS = 500;
 constexpr uint64_t OPEN_AFTER_START_MS = 1000;
 constexpr uint64_t OPEN_AFTER_CLOSE_MS = 4000;
 
-// Commands with a secret or an identity as an argument.
-const char* const PRIVATE_COMMANDS[] = {
-    "AT+CPIN=",      "AT+CPWD=", "AT+CLCK=", "AT#PDPAUTH=", "AT+CGAUTH=",
-    "AT#SGACTAUTH=", "AT+CMGS=", "AT+CMGW=", "AT+CSCA=",    "ATD",
-};
+// Commands with an identity as an argument.
+const char* const PRIVATE_COMMANDS[] = {"AT+CMGS=", "AT+CMGW=", "AT+CSCA=", "ATD"};
 
 // Turns the events of one port into steps.
 class cPortSteps {
@@ -154,12 +152,21 @@ std::array<sReplayPort, PORT_COUNT> replaySteps(const sRecording& recording) {
     return ports;
 }
 
+// The rules of the recorder replace secrets; again, they leave stand-ins as they are. Stand-ins of
+// identities cannot be computed, so those are masked.
 std::string comparableCommand(const std::string& command) {
     if (!command.empty() && command.back() == CTRL_Z) return masked(command, 0);
     const std::string upper = stringUpper(command.substr(0, 16));
     for (const char* const start : PRIVATE_COMMANDS)
         if (startsWith(upper, start)) return masked(command, std::string(start).size());
-    return command;
+    // What one command has in it must not change the next.
+    static cSecrets secrets;
+    static cLineRules rules(secrets, true);
+    secrets = cSecrets();
+    sPortMemory memory;
+    std::string comparable = command;
+    rules.hideWritten(comparable.data(), comparable.size(), memory);
+    return comparable;
 }
 
 }  // namespace le910sim

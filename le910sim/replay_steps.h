@@ -34,8 +34,8 @@ struct sReplayPort {
 
 std::array<sReplayPort, PORT_COUNT> replaySteps(const sRecording& recording);
 
-// A command as it is compared. Secrets and identities have stand-ins in a recording, so they, and
-// their stand-ins, become asterisks.
+// A command as it is compared: secrets and identities have stand-ins in a recording. The same text
+// for a command and for the one that was recorded in its place.
 std::string comparableCommand(const std::string& command);
 
 }  // namespace le910sim
