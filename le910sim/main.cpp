@@ -5,6 +5,7 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "le910sim/record_server.h"
 #include "le910sim/replay_server.h"
 #include "le910sim/simulator.h"
 
@@ -117,6 +118,22 @@ void defineReplay(CLI::App& app, sReplayOptions& replay) {
         ->needs(option);
 }
 
+void defineRecording(CLI::App& app, sRecordOptions& record) {
+    CLI::Option* from =
+        app.add_option("--record-from", record.device,
+                       "the AT port of a modem: offer it at --at-link, and record what passes");
+    for (const char* other :
+         {"--replay", "--scenario", "--control", "--log", "--pace", "--data", "--interface",
+          "--gadget", "--model", "--track", "--at-device", "--gps-link", "--gps-device"})
+        from->excludes(app.get_option(other));
+    CLI::Option* file = app.add_option("--recording", record.path, "file of the recording");
+    from->needs(file)->needs(app.get_option("--at-link"));
+    file->needs(from);
+    app.add_flag("--with-identities", record.keepIdentities,
+                 "record numbers and message texts as they are")
+        ->needs(from);
+}
+
 int usageError(const std::string& text) {
     std::fprintf(stderr, "le910sim: %s (see le910sim --help)\n", text.c_str());
     return EXIT_USAGE;
@@ -142,6 +159,15 @@ int runReplay(sReplayOptions replay, const sSimulatorOptions& options) {
     return server.run(g_stop) ? 0 : EXIT_FAILED;
 }
 
+int runRecording(sRecordOptions record, const sSimulatorOptions& options) {
+    record.link = options.atLink;
+    record.seconds = options.seconds;
+    cRecordServer server(record);
+    std::cout << "ready" << std::endl;
+    server.run(g_stop);
+    return 0;
+}
+
 int runProgram(int argc, char** argv) {
     CLI::App app("A simulated Telit LE910 modem", "le910sim");
     sSimulatorOptions options;
@@ -149,6 +175,8 @@ int runProgram(int argc, char** argv) {
     sReplayOptions replay;
     defineOptions(app, options, texts);
     defineReplay(app, replay);
+    sRecordOptions record;
+    defineRecording(app, record);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
@@ -156,9 +184,10 @@ int runProgram(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return usageError(error.what());
     }
+    catchSignals();
+    if (!record.device.empty()) return runRecording(record, options);
     const std::string missing = missingPorts(options);
     if (!missing.empty()) return usageError(missing);
-    catchSignals();
     if (!replay.path.empty()) return runReplay(replay, options);
     applyTexts(texts, options.scenario);
     cSimulator simulator(options);

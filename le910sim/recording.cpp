@@ -12,7 +12,6 @@ namespace {
 
 using nlohmann::json;
 
-constexpr int VERSION = 1;
 constexpr size_t SHOWN_MAX = 60;  // characters of a wrong line in a message
 
 const char* const PORT_KEYS[PORT_COUNT] = {"at", "gps"};
@@ -80,7 +79,7 @@ class cRecordingReader {
         if (m_recording.header.is_null()) {
             ++m_line;
             fail("the end of the file",
-                 "a first line with \"recording\": " + std::to_string(VERSION));
+                 "a first line with \"recording\": " + std::to_string(RECORDING_VERSION));
         }
     }
 
@@ -122,16 +121,17 @@ class cRecordingReader {
             fail(line.empty() ? "an empty line" : shown(line), "a JSON object");
         if (object.contains("recording")) return takeHeader(object);
         if (m_recording.header.is_null())
-            fail(shown(line), "a first line with \"recording\": " + std::to_string(VERSION));
+            fail(shown(line),
+                 "a first line with \"recording\": " + std::to_string(RECORDING_VERSION));
         takeEvent(object);
     }
 
     bool isLastLine() { return m_input.peek() == std::istream::traits_type::eof(); }
 
     void takeHeader(const json& object) {
-        if (object["recording"] != VERSION)
+        if (object["recording"] != RECORDING_VERSION)
             fail("\"recording\": " + object["recording"].dump(),
-                 "version " + std::to_string(VERSION) + ", the only one that is known");
+                 "version " + std::to_string(RECORDING_VERSION) + ", the only one that is known");
         const bool isSame = object.value("began", json()) == m_began;
         if (m_recording.header.is_null()) m_recording.header = object;
         if (!isSame) m_beginMs = m_lastMs;

@@ -41,6 +41,7 @@ struct sRecording {
     uint64_t endMs() const { return events.empty() ? 0 : events.back().ms; }
 };
 
+constexpr int RECORDING_VERSION = 1;
 constexpr size_t RECORDING_MAX = 256 * 1024 * 1024;
 // A read of 128 kB, each byte as \u00XX.
 constexpr size_t RECORDING_LINE_MAX = 1024 * 1024;
