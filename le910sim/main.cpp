@@ -108,8 +108,8 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
 // Options of a simulated modem have no meaning for a recorded one.
 void defineReplay(CLI::App& app, sReplayOptions& replay) {
     CLI::Option* option = app.add_option("--replay", replay.path, "recording to replay");
-    for (const char* other : {"--scenario", "--control", "--log", "--pace", "--data", "--interface",
-                              "--gadget", "--model", "--track"})
+    for (const char* other : {"--scenario", "--control", "--log", "--memory", "--pace", "--data",
+                              "--interface", "--gadget", "--model", "--track"})
         option->excludes(app.get_option(other));
     app.add_option("--speed", replay.speed, "replay so many times faster than recorded")
         ->needs(option)
@@ -122,9 +122,9 @@ void defineRecording(CLI::App& app, sRecordOptions& record) {
     CLI::Option* from =
         app.add_option("--record-from", record.device,
                        "the AT port of a modem: offer it at --at-link, and record what passes");
-    for (const char* other :
-         {"--replay", "--scenario", "--control", "--log", "--pace", "--data", "--interface",
-          "--gadget", "--model", "--track", "--at-device", "--gps-link", "--gps-device"})
+    for (const char* other : {"--replay", "--scenario", "--control", "--log", "--memory", "--pace",
+                              "--data", "--interface", "--gadget", "--model", "--track",
+                              "--at-device", "--gps-link", "--gps-device"})
         from->excludes(app.get_option(other));
     CLI::Option* file = app.add_option("--recording", record.path, "file of the recording");
     from->needs(file)->needs(app.get_option("--at-link"));
