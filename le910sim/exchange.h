@@ -1,10 +1,14 @@
 #ifndef LE910SIM_EXCHANGE_H
 #define LE910SIM_EXCHANGE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 namespace le910sim {
+
+enum ePort : size_t { ePORT_AT = 0, ePORT_GPS = 1 };
+constexpr size_t PORT_COUNT = 2;
 
 // A command and its answer, without the echo.
 struct sExchange {

@@ -5,12 +5,17 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "le910sim/record_server.h"
+#include "le910sim/replay_server.h"
 #include "le910sim/simulator.h"
 
 namespace le910sim {
 namespace {
 
+constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
+constexpr double SPEED_MIN = 0.01;
+constexpr double SPEED_MAX = 1000;
 
 volatile std::sig_atomic_t g_stop = 0;
 
@@ -100,6 +105,35 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
     app.add_option("--track", texts.trackPath, "file of positions, one line per second");
 }
 
+// Options of a simulated modem have no meaning for a recorded one.
+void defineReplay(CLI::App& app, sReplayOptions& replay) {
+    CLI::Option* option = app.add_option("--replay", replay.path, "recording to replay");
+    for (const char* other : {"--scenario", "--control", "--log", "--memory", "--pace", "--data",
+                              "--interface", "--gadget", "--model", "--track"})
+        option->excludes(app.get_option(other));
+    app.add_option("--speed", replay.speed, "replay so many times faster than recorded")
+        ->needs(option)
+        ->check(CLI::Range(SPEED_MIN, SPEED_MAX));
+    app.add_flag("--strict", replay.strict, "end at the first command that was not recorded there")
+        ->needs(option);
+}
+
+void defineRecording(CLI::App& app, sRecordOptions& record) {
+    CLI::Option* from =
+        app.add_option("--record-from", record.device,
+                       "the AT port of a modem: offer it at --at-link, and record what passes");
+    for (const char* other : {"--replay", "--scenario", "--control", "--log", "--memory", "--pace",
+                              "--data", "--interface", "--gadget", "--model", "--track",
+                              "--at-device", "--gps-link", "--gps-device"})
+        from->excludes(app.get_option(other));
+    CLI::Option* file = app.add_option("--recording", record.path, "file of the recording");
+    from->needs(file)->needs(app.get_option("--at-link"));
+    file->needs(from);
+    app.add_flag("--with-identities", record.keepIdentities,
+                 "record numbers and message texts as they are")
+        ->needs(from);
+}
+
 int usageError(const std::string& text) {
     std::fprintf(stderr, "le910sim: %s (see le910sim --help)\n", text.c_str());
     return EXIT_USAGE;
@@ -116,11 +150,33 @@ std::string missingPorts(const sSimulatorOptions& options) {
     return names + " missing; for example: le910sim --at-link /tmp/at --gps-link /tmp/gps";
 }
 
+int runReplay(sReplayOptions replay, const sSimulatorOptions& options) {
+    replay.links = {options.atLink, options.gpsLink};
+    replay.devices = {options.atDevice, options.gpsDevice};
+    replay.seconds = options.seconds;
+    cReplayServer server(replay);
+    std::cout << "ready" << std::endl;
+    return server.run(g_stop) ? 0 : EXIT_FAILED;
+}
+
+int runRecording(sRecordOptions record, const sSimulatorOptions& options) {
+    record.link = options.atLink;
+    record.seconds = options.seconds;
+    cRecordServer server(record);
+    std::cout << "ready" << std::endl;
+    server.run(g_stop);
+    return 0;
+}
+
 int runProgram(int argc, char** argv) {
     CLI::App app("A simulated Telit LE910 modem", "le910sim");
     sSimulatorOptions options;
     sArgumentTexts texts;
+    sReplayOptions replay;
     defineOptions(app, options, texts);
+    defineReplay(app, replay);
+    sRecordOptions record;
+    defineRecording(app, record);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
@@ -128,9 +184,11 @@ int runProgram(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return usageError(error.what());
     }
+    catchSignals();
+    if (!record.device.empty()) return runRecording(record, options);
     const std::string missing = missingPorts(options);
     if (!missing.empty()) return usageError(missing);
-    catchSignals();
+    if (!replay.path.empty()) return runReplay(replay, options);
     applyTexts(texts, options.scenario);
     cSimulator simulator(options);
     std::cout << "ready" << std::endl;
@@ -145,5 +203,5 @@ int main(int argc, char** argv) try {
     return le910sim::runProgram(argc, argv);
 } catch (const std::exception& problem) {
     std::fprintf(stderr, "le910sim: %s\n", problem.what());
-    return 1;
+    return le910sim::EXIT_FAILED;
 }

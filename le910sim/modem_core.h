@@ -16,8 +16,6 @@
 
 namespace le910sim {
 
-enum ePort : size_t { ePORT_AT = 0, ePORT_GPS = 1 };
-
 // The implementation of cModem. A plain value, so that an order can be tried on a copy first.
 class cModemCore {
   public:
@@ -118,7 +116,7 @@ class cModemCore {
     void storeWaitingSms();
 
     sModemState m_state;
-    std::array<sPort, 2> m_ports;
+    std::array<sPort, PORT_COUNT> m_ports;
     cFaultList m_faults;
     std::vector<sBabble> m_babble;
     std::vector<sTimelineEntry> m_timeline;

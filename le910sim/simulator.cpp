@@ -5,10 +5,9 @@
 #include <stdexcept>
 #include <vector>
 
-#include "le910sim/device_port.h"
 #include "le910sim/ethernet_interface.h"
 #include "le910sim/icmp_echo.h"
-#include "le910sim/pty.h"
+#include "le910sim/make_port.h"
 #include "le910sim/tun_interface.h"
 
 namespace le910sim {
@@ -20,11 +19,6 @@ constexpr int TICK_MS = 5;
 // Packets per pass, so that a flood does not keep the ports waiting.
 constexpr int PACKETS_PER_PASS = 64;
 
-std::unique_ptr<cSerialPort> makePort(const std::string& link, const std::string& device) {
-    if (device.empty()) return std::make_unique<cPty>(link);
-    return std::make_unique<cDevicePort>(device);
-}
-
 void openForWriting(std::ofstream& file, const std::string& path) {
     if (path.empty()) return;
     file.open(path, std::ios::trunc);
@@ -35,8 +29,8 @@ void openForWriting(std::ofstream& file, const std::string& path) {
 
 cSimulator::cSimulator(const sSimulatorOptions& options)
     : m_modem(options.scenario),
-      m_atPort(makePort(options.atLink, options.atDevice)),
-      m_gpsPort(makePort(options.gpsLink, options.gpsDevice)),
+      m_atPort(makeSerialPort(options.atLink, options.atDevice)),
+      m_gpsPort(makeSerialPort(options.gpsLink, options.gpsDevice)),
       m_endMs(options.seconds * 1000),
       m_start(std::chrono::steady_clock::now()) {
     openForWriting(m_log, options.logPath);

@@ -40,6 +40,24 @@ std::string inQuotes(const std::string& text) {
     return "\"" + text + "\"";
 }
 
+std::string printable(const std::string& bytes, size_t most) {
+    static const char* const DIGITS = "0123456789abcdef";
+    std::string text;
+    for (const char c : bytes.substr(0, most)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\r')
+            text += "\\r";
+        else if (c == '\n')
+            text += "\\n";
+        else if (byte < 0x20 || byte >= 0x7f)
+            text += std::string("\\x") + DIGITS[byte >> 4U] + DIGITS[byte & 15U];
+        else
+            text += c;
+    }
+    if (bytes.size() > most) text += "... (" + std::to_string(bytes.size()) + " bytes)";
+    return text;
+}
+
 std::string toHex(const std::vector<uint8_t>& bytes) {
     static const char* const DIGITS = "0123456789ABCDEF";
     std::string text;

@@ -13,6 +13,8 @@ namespace le910sim {
 std::string padded(int64_t number, size_t digits);
 std::string joined(const std::vector<std::string>& pieces, const std::string& separator);
 std::string inQuotes(const std::string& text);
+// Bytes for a message: control characters escaped, and what is beyond most bytes left out.
+std::string printable(const std::string& bytes, size_t most);
 
 // Upper-case hexadecimal.
 std::string toHex(const std::vector<uint8_t>& bytes);

@@ -31,7 +31,7 @@ ROOMS = {
     "gps": ["include", "platform/include", "published", "device", "atcmd"],
     "statemachine": ["include", "platform/include", "published", "recording", "device", "atcmd", "config", "sms",
                      "gps"],
-    "le910sim": ["include", "platform/include"],
+    "le910sim": ["include", "platform/include", "recording"],
     "cli/base": ["include", "platform/include", "published", "config"],
     "cli/status": ["include", "platform/include", "published", "config", "cli/base"],
     "cli/config": ["include", "platform/include", "published", "config", "cli/base", "cli/status"],

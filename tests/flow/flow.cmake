@@ -1,8 +1,9 @@
 # Sequences and policies against the simulated modem, in a private namespace with the daemon's real
 # paths, where /bin/sh is bash.
-add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/flow_fixture.cpp
+add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/fake_time.cpp
+                                         support/flow_fixture.cpp support/modem_terminal.cpp
                                          support/mounted_folder.cpp
-                                         support/shell_stubs.cpp support/simulated_port.cpp
+                                         support/published_state.cpp support/shell_stubs.cpp support/simulated_port.cpp
                                          support/whole_daemon.cpp)
 target_link_libraries(cellslot_flow_support PUBLIC cellslot_test_support cellslot_statemachine
                                                    cellslot_le910sim)

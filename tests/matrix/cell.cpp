@@ -17,8 +17,11 @@
 #include "tests/matrix/host_tools.h"
 #include "tests/matrix/own_folders.h"
 #include "tests/matrix/waits.h"
+#include "tests/replay/recorded_run.h"
+#include "tests/replay/replayed_day.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/daemon_reset.h"
+#include "tests/support/published_state.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -77,17 +80,24 @@ json scenarioOf(eDay day) {
     throw std::logic_error("a day without a scenario");
 }
 
-void writeFilesOf(eDay day) {
+struct sGivenFile {
+    const char* path;
+    std::string text;
+};
+
+std::vector<sGivenFile> filesOf(eDay day) {
     const std::string gps = isUsual(day) ? "CM_GPS_ENABLE=yes\n" : "CM_GPS_ENABLE=no\n";
-    writeFile("/etc/vuk/cellular1.conf", CONFIG + gps);
-    writeFile("/run/poststart", "");
-    if (isUsual(day)) return;
+    std::vector<sGivenFile> files = {{"/etc/vuk/cellular1.conf", CONFIG + gps},
+                                     {"/run/poststart", ""}};
+    if (isUsual(day)) return files;
     if (day == eDAY_WRONG_PUK)
-        writeFile(PUK_FILE, "11111111\n");
+        files.push_back({PUK_FILE, "11111111\n"});
     else
-        writeFile(PIN_FILE, "1234\n");
-    if (day == eDAY_WRONG_OLD_PIN || day == eDAY_WRONG_PUK) writeFile(NEW_PIN_FILE, "5678\n");
-    if (day == eDAY_WRONG_PIN_OFF) writeFile(NEW_PIN_FILE, "disable\n");
+        files.push_back({PIN_FILE, "1234\n"});
+    if (day == eDAY_WRONG_OLD_PIN || day == eDAY_WRONG_PUK)
+        files.push_back({NEW_PIN_FILE, "5678\n"});
+    if (day == eDAY_WRONG_PIN_OFF) files.push_back({NEW_PIN_FILE, "disable\n"});
+    return files;
 }
 
 int openDescriptors() {
@@ -103,35 +113,6 @@ bool isPublishedConnected() {
     return readFile(STATUS_FILE).find("_QMI_STATE=CONNECTED\n") != std::string::npos;
 }
 
-std::string withoutTimes(const std::string& text) {
-    const char* const TIMES[] = {"_STATS_LAST_UPDATE", "_QMI_CALL_TIME", "_QMI_CALL_FORMAT_TIME",
-                                 "TIME="};
-    std::string rest;
-    for (const std::string& line : tokenstr(text, '\n', eEmptyTokens::DROP))
-        if (std::none_of(std::begin(TIMES), std::end(TIMES),
-                         [&](const char* key) { return line.find(key) != std::string::npos; }))
-            rest += line + "\n";
-    return rest;
-}
-
-std::vector<std::string> messagesOf(const std::string& folder) {
-    std::vector<std::string> messages;
-    if (!std::filesystem::exists(folder)) return messages;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
-        messages.push_back(withoutTimes(readFile(entry.path().string())));
-    std::sort(messages.begin(), messages.end());
-    return messages;
-}
-
-// Status and messages.
-std::string publishedState() {
-    std::string state = withoutTimes(readFile(STATUS_FILE));
-    for (const char* folder : {"/tmp/sms/recv", "/tmp/sms/send", "/tmp/sms/send_ok"})
-        for (const std::string& message : messagesOf(folder))
-            state += std::string(folder) + ": " + printable(message, 1000) + "\n";
-    return state;
-}
-
 // Runs one day: its events, and when it is over.
 class cDay {
   public:
@@ -142,19 +123,44 @@ class cDay {
         if (cell.faulty || cell.healthy) m_modem.plan(cell.plan);
         m_modem.onTurn([this] { takeTurn(); });
         onPowerCycle([this] { m_modem.powerCycle(3000); });
+        for (const sGivenFile& file : filesOf(cell.day))
+            give(file.path, file.text);
+        if (cell.replayed) requestRecording(true);
     }
+    ~cDay() { onPowerCycle(nullptr); }
+    cDay(const cDay&) = delete;
+    cDay& operator=(const cDay&) = delete;
 
     sOutcome run();
+    // What passed on the ports, and what the daemon was given and asked.
+    le910sim::sRecording recording() const;
+    timespec wallStart() const { return m_modem.wallStart(); }
 
   private:
     void fail(const std::string& why) {
         if (m_outcome.failures.size() < 5) m_outcome.failures.push_back(why);
     }
     void end() {
-        if (!m_cell.faulty && m_outcome.published.empty()) m_outcome.published = publishedState();
-        b_got_sigterm = true;
+        const bool isLast = !m_cell.whileEnding || m_endedOnce;
+        if (m_cell.replayed ? isLast : !m_cell.faulty && m_outcome.published.empty())
+            m_outcome.published = publishedState();
+        askToEnd();
         m_modem.noteEnding();
         m_ended = true;
+    }
+    void note(json mark) {
+        le910sim::sRecordedEvent event;
+        event.ms = m_modem.nowMs();
+        event.mark = std::move(mark);
+        m_given.push_back(std::move(event));
+    }
+    void give(const std::string& path, const std::string& text) {
+        writeFile(path, text);
+        note({{"mark", "file"}, {"path", path}, {"text", text}});
+    }
+    void askToEnd() {
+        b_got_sigterm = true;
+        note({{"mark", "signal"}, {"name", "SIGTERM"}});
     }
     void takeTurn();
     void lookAtSession();
@@ -168,6 +174,7 @@ class cDay {
     bool messagesDone() const;
     void makeTranscript();
     bool startAgain(int status);
+    int runDaemon();
 
     // Whether an action is due: once, afterMs after sinceMs.
     bool isDue(size_t event, uint64_t sinceMs, uint64_t afterMs) {
@@ -187,6 +194,8 @@ class cDay {
     uint64_t m_recoveredMs = 0;
     bool m_ended = false;
     bool m_endedOnce = false;
+    std::vector<sRecordedRun> m_runs;
+    std::vector<le910sim::sRecordedEvent> m_given;
 };
 
 void cDay::takeTurn() {
@@ -246,9 +255,9 @@ void cDay::runMessages() {
                     {"part", part},
                     {"total", 3}});
     if (isDue(2, m_connectedMs, 14000))
-        writeFile("/tmp/sms/send/short", "TO=+12025550124\nMSG=short one\n");
+        give("/tmp/sms/send/short", "TO=+12025550124\nMSG=short one\n");
     if (isDue(3, m_connectedMs, 20000))
-        writeFile("/tmp/sms/send/long", "TO=+12025550124\nMSG=" + std::string(300, 'x') + "\n");
+        give("/tmp/sms/send/long", "TO=+12025550124\nMSG=" + std::string(300, 'x') + "\n");
 }
 
 // A healthy day runs to its end. One with a fault ends when the session is back; after a fault in
@@ -272,15 +281,15 @@ void cDay::runTroubles() {
         m_modem.order({{"op", "set"}, {"sim", {{"present", true}, {"verified", false}}}});
     if (has(ePORT_LOST) && m_modem.portsPresent() && isDue(3, 0, 42000))
         m_modem.order({{"op", "hangup"}, {"away_ms", 5000}});
-    if (has(eRESTART) && isDue(4, 0, 60000)) b_got_sigterm = true;
+    if (has(eRESTART) && isDue(4, 0, 60000)) askToEnd();
     if (has(ePOWER_CYCLE) && isDue(5, 0, 75000)) m_modem.powerCycle(3000);
-    if (has(eRESTART) && isDue(6, 0, 85000)) b_got_sigterm = true;
+    if (has(eRESTART) && isDue(6, 0, 85000)) askToEnd();
     // The right PIN, written again, unlocks the SIM if the fault left it locked.
     if (m_cell.day == eDAY_PIN && m_modem.nowMs() > 100000 &&
         isDue(7, m_modem.faultEndMs(), 5000)) {
         m_goodChecks = 0;
         m_recoveredMs = 0;
-        writeFile(PIN_FILE, "1234\n");
+        give(PIN_FILE, "1234\n");
     }
     const bool over = m_recoveredMs != 0 || m_cell.day != eDAY_PIN;
     if (!m_ended && over && isDue(8, 0, 110000)) end();
@@ -308,6 +317,7 @@ bool cDay::startAgain(int status) {
     for (uint64_t ms = 0; ms < RESTART_AFTER_MS; ms += 100)
         m_modem.pass(100000);
     resetDaemon();
+    resetRecording();
     m_modem.noteStart();
     m_goodChecks = 0;
     return m_outcome.failures.empty();
@@ -400,42 +410,76 @@ void cDay::makeTranscript() {
     m_outcome.transcript = text;
 }
 
+// Runs the daemon once.
+int cDay::runDaemon() {
+    b_got_sigterm = false;
+    const uint64_t startMs = m_modem.nowMs();
+    const int status = runStateMachine();
+    if (m_cell.replayed) m_runs.push_back({startMs, takeRecording()});
+    return status;
+}
+
+// Signals and configuration come at the moment when they were given, not when the daemon acted.
+le910sim::sRecording cDay::recording() const {
+    const auto isGiven = [](const le910sim::sRecordedEvent& event) {
+        return event.kind == le910sim::eRECORDED_MARK &&
+               (event.mark.at("mark") == "signal" || event.mark.at("mark") == "config");
+    };
+    le910sim::sRecording joined = joinedRuns(m_runs, m_cell.name);
+    std::vector<le910sim::sRecordedEvent>& events = joined.events;
+    events.erase(std::remove_if(events.begin(), events.end(), isGiven), events.end());
+    events.insert(events.begin(), m_given.begin(), m_given.end());
+    std::stable_sort(events.begin(), events.end(),
+                     [](const auto& one, const auto& other) { return one.ms < other.ms; });
+    return joined;
+}
+
 sOutcome cDay::run() {
-    do {
-        b_got_sigterm = false;
-    } while (startAgain(runStateMachine()));
+    while (startAgain(runDaemon())) {
+    }
     judge();
     makeTranscript();
     if (!m_cell.faulty && !m_cell.healthy) m_outcome.sent = m_modem.sent();
     return m_outcome;
 }
 
+// Another daemon on the recording of the day. What the day itself found is not the question.
+void replayDay(const le910sim::sRecording& recording, const timespec& wallStart,
+               sOutcome& outcome) {
+    outcome.failures.clear();
+    enterOwnFolders();
+    resetDaemon();
+    resetRecording();
+    const sReplayedOutcome replayed = runReplayedDay(recording, &wallStart);
+    const auto fail = [&](const std::string& why) { outcome.failures.push_back(why); };
+    if (!replayed.isOver) fail("not replayed to its end");
+    if (replayed.differences != 0)
+        fail(std::to_string(replayed.differences) +
+             " commands differ: " + replayed.firstDifference);
+    if (replayed.published != outcome.published)
+        fail("published otherwise: " + firstDifference(outcome.published, replayed.published));
+    if (replayed.statuses != outcome.statuses) fail("other exit statuses");
+}
+
 }  // namespace
 
 sOutcome runCell(const sCell& cell) {
     enterOwnFolders();
-    writeFilesOf(cell.day);
     resetDaemon();
-    cDay day(cell);
-    return day.run();
-}
-
-std::string printable(const std::string& bytes, size_t most) {
-    static const char* const DIGITS = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes.substr(0, most)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\r')
-            text += "\\r";
-        else if (c == '\n')
-            text += "\\n";
-        else if (byte < 0x20 || byte >= 0x7f)
-            text += std::string("\\x") + DIGITS[byte >> 4U] + DIGITS[byte & 15U];
-        else
-            text += c;
+    resetRecording();
+    le910sim::sRecording recording;
+    timespec wallStart{};
+    sOutcome outcome;
+    std::vector<std::string> commands;
+    {
+        cDay day(cell);
+        outcome = day.run();
+        if (!cell.replayed) return outcome;
+        recording = day.recording();
+        wallStart = day.wallStart();
     }
-    if (bytes.size() > most) text += "... (" + std::to_string(bytes.size()) + " bytes)";
-    return text;
+    replayDay(recording, wallStart, outcome);
+    return outcome;
 }
 
 json toJson(const sOutcome& outcome) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "le910sim/text.h"
 #include "tests/matrix/faulty_modem.h"
 
 // A day of a gateway: how the modem starts, what is in the files, what happens.
@@ -37,6 +38,9 @@ struct sCell {
     eDay day = eDAY_USUAL;
     eTrouble trouble = eNO_TROUBLE;
     bool faulty = false;
+    // The day is recorded, and the recording is replayed: the daemon must send the same commands
+    // and publish the same.
+    bool replayed = false;
     bool whileEnding = false;  // the fault hits the daemon's exit; then it is started once more
     // With unsolicited lines beside the answers the day must be like the healthy one.
     std::shared_ptr<const sOutcome> healthy;
@@ -69,7 +73,6 @@ sOutcome runCell(const sCell& cell);
 nlohmann::json toJson(const sOutcome& outcome);
 sOutcome outcomeFromJson(const nlohmann::json& json);
 
-// The bytes in printable form.
-std::string printable(const std::string& bytes, size_t most);
+using le910sim::printable;
 
 #endif

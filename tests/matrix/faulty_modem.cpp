@@ -1,18 +1,11 @@
 #include "tests/matrix/faulty_modem.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include "include/sleep.h"
 #include "platform/include/text_helpers.h"
-#include "platform/include/timer_clock.h"
-#include "sms/wall_clock.h"
 #include "tests/matrix/waits.h"
-#include "tests/support/pseudo_terminal.h"
 
 namespace {
 
@@ -25,21 +18,6 @@ constexpr uint64_t HANGUP_LONG_MS = 150000;  // beyond the two minutes that a po
 constexpr char ESC = '\x1b';
 constexpr char CTRL_Z = '\x1a';
 constexpr const char* ESCAPE = "+++";
-constexpr size_t TERMINAL_BYTES = 4000;  // a terminal buffers 4095 for its reader
-
-cFaultyModem* g_modem = nullptr;
-
-void sleepOnModem(unsigned microseconds) {
-    g_modem->pass(microseconds);
-}
-
-uint64_t modemClock() {
-    return g_modem->nowMs();
-}
-
-timespec modemWallClock() {
-    return g_modem->wallClock();
-}
 
 // Commands with which the SIM checks a PIN or a PUK.
 bool triesSecret(const std::string& line) {
@@ -71,28 +49,7 @@ std::string commandClass(const std::string& line) {
 cFaultyModem::cFaultyModem(const json& scenario, const std::string& atPath,
                            const std::string& gpsPath)
     : m_modem(scenario), m_ends{sEnd(atPath), sEnd(gpsPath)} {
-    clock_gettime(CLOCK_REALTIME, &m_start);
-    g_modem = this;
-    setSleepFunction(sleepOnModem);
-    setTimerClock(modemClock);
-    setWallClock(modemWallClock);
     comeAndGo();
-}
-
-cFaultyModem::~cFaultyModem() {
-    setSleepFunction(nullptr);
-    setTimerClock(nullptr);
-    setWallClock(nullptr);
-    g_modem = nullptr;
-}
-
-timespec cFaultyModem::wallClock() const {
-    constexpr uint64_t US_PER_S = 1000000;
-    timespec now = m_start;
-    const uint64_t us = static_cast<uint64_t>(m_start.tv_nsec) / 1000 + m_nowUs;
-    now.tv_sec += static_cast<time_t>(us / US_PER_S);
-    now.tv_nsec = static_cast<long>(us % US_PER_S * 1000);
-    return now;
 }
 
 json cFaultyModem::order(const json& request) {
@@ -107,44 +64,29 @@ bool cFaultyModem::isFaultOver() const {
     return !held && portsPresent() && nowMs() >= *m_firstHitMs + m_plan->lastsMs;
 }
 
-void cFaultyModem::pass(uint64_t microseconds) {
-    m_nowUs += microseconds;
-    turn();
-    if (m_onTurn) m_onTurn();
-}
-
 void cFaultyModem::turn() {
     m_modem.advance(nowMs());
     comeAndGo();
     for (const eModemPort port : {eAT_PORT, eGPS_PORT})
-        take(port, m_ends[port].pty.receive());
+        take(port, m_ends[port].terminal.receive());
     m_modem.advance(nowMs());
     comeAndGo();
     for (const eModemPort port : {eAT_PORT, eGPS_PORT}) {
         sEnd& end = m_ends[port];
         if (nowMs() > end.heldMs + LATE_MAX_MS) emit(end, std::exchange(end.held, ""), 0);
         emit(end, outputOf(port), 0);
-        deliver(end);
+        end.terminal.deliver(nowMs());
     }
     if (m_firstHitMs && !isFaultOver()) m_lastEffectMs = nowMs();
 }
 
 void cFaultyModem::comeAndGo() {
     for (sEnd& end : m_ends) {
-        if (end.pty.present() == portsPresent()) continue;
+        if (!end.terminal.setPresent(portsPresent())) continue;
         m_wasAway = true;
         end.line.clear();
         end.held.clear();
-        end.output.clear();
-        end.flush.reset();
-        end.emitted = end.delivered = end.answerEnd = 0;
-        if (!portsPresent()) {
-            end.pty.disappear();
-            continue;
-        }
-        end.pty.appear();
-        end.flush = le910sim::cDescriptor(
-            open(end.link.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+        end.answerEnd = 0;
     }
 }
 
@@ -189,7 +131,7 @@ void cFaultyModem::takeLine(eModemPort port, const std::string& line, const std:
         interject(port, sent, whole);
     else
         spoil(port, *row, sent, whole);
-    if (row == nullptr) end.answerEnd = end.emitted;
+    if (row == nullptr) end.answerEnd = end.terminal.emitted();
     end.answered = line;
     m_sent.push_back(sent);
 }
@@ -280,7 +222,7 @@ void cFaultyModem::interject(eModemPort port, sSent& sent, const std::string& wh
         emit(end, portion, delayMs);
         sent.arrived += portion;
         // The line itself may be read later.
-        if (portion != "\r\n" + line + "\r\n") end.answerEnd = end.emitted;
+        if (portion != "\r\n" + line + "\r\n") end.answerEnd = end.terminal.emitted();
     }
     sent.apartMs = delayMs - m_latencyMs;
     ++m_interjections;
@@ -289,43 +231,13 @@ void cFaultyModem::interject(eModemPort port, sSent& sent, const std::string& wh
 // When the next command comes, only the end of an answer may be unread, and no final code:
 // otherwise the daemon would take the rest of this answer for the next one.
 void cFaultyModem::noteShift(const sEnd& end, const std::string& command) {
-    if (!end.flush.open() || end.answered == ESCAPE) return;
-    const auto waiting = static_cast<uint64_t>(waitingBytes(end.flush.get()));
-    if (end.delivered - waiting >= end.answerEnd) return;
+    if (!end.terminal.present() || end.answered == ESCAPE) return;
+    if (end.terminal.read() >= end.answerEnd) return;
     m_shifted.push_back(end.answered + " was not read to its end before " + command);
 }
 
 void cFaultyModem::emit(sEnd& end, const std::string& bytes, uint64_t delayMs) {
-    if (bytes.empty()) return;
-    uint64_t dueMs = nowMs() + delayMs;
-    if (!end.output.empty()) dueMs = std::max(dueMs, end.output.back().dueMs);
-    end.output.push_back({dueMs, bytes});
-    end.emitted += bytes.size();
-}
-
-// Writes no more than the terminal buffers, so that nothing is under way when this returns and
-// every repetition of a day is the same.
-void cFaultyModem::deliver(sEnd& end) {
-    if (!end.pty.present()) return;
-    const int before = waitingBytes(end.flush.get());
-    size_t room = TERMINAL_BYTES - static_cast<size_t>(before);
-    std::string bytes;
-    while (room > 0 && !end.output.empty() && end.output.front().dueMs <= nowMs()) {
-        std::string& front = end.output.front().bytes;
-        const size_t count = std::min(room, front.size());
-        bytes += front.substr(0, count);
-        front.erase(0, count);
-        room -= count;
-        if (front.empty()) end.output.pop_front();
-    }
-    if (bytes.empty()) return;
-    if (write(end.pty.descriptor(), bytes.data(), bytes.size()) !=
-        static_cast<ssize_t>(bytes.size()))
-        throw std::runtime_error("the terminal takes no more");
-    end.delivered += bytes.size();
-    const int expected = before + static_cast<int>(bytes.size());
-    if (!waitForBytes(end.flush.get(), expected))
-        throw std::runtime_error("bytes are lost in the terminal");
+    end.terminal.emit(bytes, nowMs() + delayMs);
 }
 
 void cFaultyModem::noteDelay(const std::string& command) {

@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,8 +13,9 @@
 #include <vector>
 
 #include "le910sim/modem.h"
-#include "le910sim/pty.h"
 #include "tests/matrix/faults.h"
+#include "tests/support/fake_time.h"
+#include "tests/support/modem_terminal.h"
 
 enum eModemPort : size_t { eAT_PORT, eGPS_PORT };
 
@@ -50,15 +50,11 @@ struct sFaultPlan {
     std::string line;
 };
 
-// The simulated modem on two terminals, with faults between it and the daemon. Its clock advances
-// only while the daemon sleeps. Only one object at a time.
-class cFaultyModem {
+// The simulated modem on two terminals, with faults between it and the daemon.
+class cFaultyModem : public cFakeTime {
   public:
     cFaultyModem(const nlohmann::json& scenario, const std::string& atPath,
                  const std::string& gpsPath);
-    ~cFaultyModem();
-    cFaultyModem(const cFaultyModem&) = delete;
-    cFaultyModem& operator=(const cFaultyModem&) = delete;
 
     void plan(const sFaultPlan& fault) { m_plan = fault; }
     // Delay before each answer; 0 at first.
@@ -68,10 +64,6 @@ class cFaultyModem {
         m_ending = false;
         m_wasAway = true;
     }
-    void onTurn(std::function<void()> action) { m_onTurn = std::move(action); }
-    void pass(uint64_t microseconds);
-    uint64_t nowMs() const { return m_nowUs / 1000; }
-    timespec wallClock() const;
 
     bool portsPresent() const { return m_modem.portsPresent(); }
     // Throws if the modem refuses the order.
@@ -98,35 +90,22 @@ class cFaultyModem {
     size_t interjections() const { return m_interjections; }
 
   private:
-    struct sPortion {
-        uint64_t dueMs;
-        std::string bytes;
-    };
     struct sEnd {
-        explicit sEnd(const std::string& path) : pty(path), link(path) {}
-        le910sim::cPty pty;
-        std::string link;
-        le910sim::cDescriptor
-            flush;  // of the daemon's side: shows what waits there, and keeps it open
+        explicit sEnd(const std::string& path) : terminal(path) {}
+        cModemTerminal terminal;
         std::string line;
         std::string held;  // of a late answer
         uint64_t heldMs = 0;
-        std::deque<sPortion> output;
-        // In bytes since the port appeared: what was sent, how much of it is in the terminal, and
-        // where the last answer ends.
-        uint64_t emitted = 0;
-        uint64_t delivered = 0;
-        uint64_t answerEnd = 0;
-        std::string answered;  // the command of that answer
+        uint64_t answerEnd = 0;  // in emitted bytes: where the last answer ends
+        std::string answered;    // the command of that answer
     };
 
-    void turn();
+    void turn() override;
     void comeAndGo();
     void take(eModemPort port, const std::string& bytes);
     void takeLine(eModemPort port, const std::string& line, const std::string& bytes);
     std::string ask(eModemPort port, const std::string& bytes);
     std::string outputOf(eModemPort port);
-    void deliver(sEnd& end);
     void emit(sEnd& end, const std::string& bytes, uint64_t delayMs);
     const sFaultRow* faultOf(eModemPort port, const std::string& command);
     void spoil(eModemPort port, const sFaultRow& row, sSent& sent, const std::string& whole);
@@ -137,10 +116,7 @@ class cFaultyModem {
 
     le910sim::cModem m_modem;
     std::array<sEnd, 2> m_ends;
-    std::function<void()> m_onTurn;
-    uint64_t m_nowUs = 0;
     uint64_t m_latencyMs = 0;
-    timespec m_start{};
 
     std::optional<sFaultPlan> m_plan;
     std::mt19937_64 m_random;

@@ -7,6 +7,7 @@ namespace {
 
 std::function<void()> g_powerCycle;
 std::vector<std::string> g_refused;
+tHostResults g_results;
 std::string g_failing;  // start of the commands that fail
 
 // The permitted forms of an address: no other text of the network may get into a command line. An
@@ -38,7 +39,23 @@ void moveFile(const std::string& line) {
     rename(source.c_str(), target.c_str());
 }
 
+// The result of the next recorded command of the same tool with the same first options.
+int takeResult(const std::string& line) {
+    const std::string start = line.substr(0, line.find_first_of("/\"0123456789"));
+    for (auto at = g_results.begin(); at != g_results.end(); ++at) {
+        if (at->first.compare(0, start.size(), start) != 0) continue;
+        const int result = at->second;
+        g_results.erase(at);
+        return result;
+    }
+    return 0;
+}
+
 }  // namespace
+
+void setHostResults(tHostResults results) {
+    g_results = std::move(results);
+}
 
 void onPowerCycle(std::function<void()> action) {
     g_powerCycle = std::move(action);
@@ -57,6 +74,7 @@ extern "C" int __wrap_system(const char* command);
 // Replaces system() at link time.
 extern "C" int __wrap_system(const char* command) {
     constexpr int NOT_FOUND = 127 << 8;
+    constexpr unsigned STATUS_SHIFT = 8;
     const std::string line = command;
     if (!isKnownForm(line)) {
         g_refused.push_back(line);
@@ -66,5 +84,5 @@ extern "C" int __wrap_system(const char* command) {
     if (!g_failing.empty() && line.compare(0, g_failing.size(), g_failing) == 0) return FAILED;
     if (line.compare(0, 3, "mv ") == 0) moveFile(line);
     if (line.compare(0, 14, "ResetCellular ") == 0 && g_powerCycle) g_powerCycle();
-    return 0;
+    return takeResult(line) << STATUS_SHIFT;
 }

@@ -1,7 +1,10 @@
 # The fault matrix: every command of a day with every fault, each in a process of its own.
 add_library(cellslot_matrix STATIC matrix/cell.cpp matrix/day_difference.cpp matrix/faults.cpp
                                    matrix/faulty_modem.cpp matrix/host_tools.cpp matrix/matrix.cpp
-                                   matrix/own_folders.cpp matrix/pool.cpp matrix/waits.cpp)
+                                   matrix/own_folders.cpp matrix/pool.cpp matrix/waits.cpp
+                                   replay/published_marks.cpp replay/recorded_run.cpp
+                                   replay/replayed_day.cpp replay/replayed_modem.cpp
+                                   replay/sessions.cpp replay/variations.cpp)
 target_link_libraries(cellslot_matrix PUBLIC cellslot_flow_support)
 add_executable(fault_matrix matrix/main.cpp)
 target_link_libraries(fault_matrix PRIVATE cellslot_matrix)
@@ -19,3 +22,4 @@ endfunction()
 cellslot_add_matrix_test(faults --suite faults --sample 200)
 cellslot_add_matrix_test(pin --suite pin --sample 60)
 cellslot_add_matrix_test(unsolicited --suite unsolicited --sample 150)
+cellslot_add_matrix_test(replay --suite all --replay --sample 40)

@@ -33,6 +33,7 @@ cellslot_add_system_test(custom_at custom_at_test.py)
 cellslot_add_system_test(recording recording_test.py)
 cellslot_add_system_test(repeated_starts repeated_starts_test.py)
 cellslot_add_system_test(cli_actions cli_actions_test.py)
+cellslot_add_system_test(replay replay_test.py)
 
 add_test(NAME system.man_pages
          COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/man_pages_test.py)

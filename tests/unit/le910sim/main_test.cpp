@@ -443,4 +443,146 @@ TEST(Le910simProgram, FileInPlaceOfTheLink_IsNotTouched) {
     EXPECT_EQ(readFile(folder / "at"), "mine");
 }
 
+// le910sim --replay with a recording that somebody wrote by hand.
+class Le910simReplay : public ::testing::Test {
+  protected:
+    std::string at() const { return m_folder / "at"; }
+    cProgram replay(const std::vector<std::string>& extra = {}) const {
+        writeFile(m_folder / "made.recording",
+                  R"({"recording":1,"program":"by hand","slot":1,"began":"2026-11-22T09:00:00Z"})"
+                  "\n"
+                  R"({"ms":0,"at":"open"})"
+                  "\n"
+                  R"({"ms":10,"at":"write","data":"AT+CSQ"})"
+                  "\n"
+                  R"({"ms":20,"at":"write","data":"\r"})"
+                  "\n"
+                  R"({"ms":320,"at":"read","data":"AT+CSQ\r\r\n+CSQ: 9,"})"
+                  "\n"
+                  R"({"ms":340,"at":"read","data":"99\r\n\r\nOK\r\n"})"
+                  "\n"
+                  R"({"ms":900,"at":"hangup","error":5})"
+                  "\n"
+                  R"({"ms":2900,"at":"open"})"
+                  "\n"
+                  R"({"ms":3000,"at":"write","data":"ATI\r"})"
+                  "\n"
+                  R"({"ms":3020,"at":"read","data":"ATI\r\r\n332\r\n\r\nOK\r\n"})"
+                  "\n"
+                  R"({"ms":30)");
+        std::vector<std::string> words = {"--replay",   m_folder / "made.recording",
+                                          "--at-link",  at(),
+                                          "--gps-link", m_folder / "gps"};
+        words.insert(words.end(), extra.begin(), extra.end());
+        return cProgram::bare(words);
+    }
+
+    cTempFolder m_folder;
+};
+
+TEST_F(Le910simReplay, Recording_IsReplayedWithItsTimesAndItsHangUp) {
+    cProgram program = replay();
+    ASSERT_EQ(program.said("\n"), "ready\n");
+    int fd = program.open(at());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(ask(fd, "AT+CSQ", "OK\r\n"), "AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\nOK\r\n");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(310));
+    awaitLink(at(), false);
+    close(fd);
+    awaitLink(at(), true);
+    fd = program.open(at());
+    EXPECT_EQ(ask(fd, "ATI", "OK\r\n"), "ATI\r\r\n332\r\n\r\nOK\r\n");
+    EXPECT_EQ(program.said("over\n"), "over\n");
+    EXPECT_EQ(ask(fd, "AT#XYZ", "ERROR\r\n"), "AT#XYZ\r\r\nERROR\r\n");
+    EXPECT_EQ(program.said("\n"), "le910sim: " + (m_folder / "made.recording") +
+                                      " has no answer to AT#XYZ, so it gets ERROR\n");
+    close(fd);
+    EXPECT_EQ(program.stop(SIGTERM), 0);
+    EXPECT_FALSE(isThere(at()));
+}
+
+TEST_F(Le910simReplay, Strict_EndsWithTheDifferenceAndStatusOne) {
+    cProgram program = replay({"--strict", "--speed", "10"});
+    program.said("ready");
+    const int fd = program.open(at());
+    EXPECT_GT(write(fd, "AT+CREG?\r", 9), 0);
+    const std::string said = program.said("OK\\r\\n\n  8");
+    EXPECT_NE(said.find("made.recording:3: the program differs from the recording\n"
+                        "  expected  <- AT+CSQ\n"
+                        "  seen      <- AT+CREG?\n"),
+              std::string::npos)
+        << said;
+    EXPECT_EQ(program.wait(), 1);
+    close(fd);
+}
+
+TEST_F(Le910simReplay, WrongRecordingOrOption_IsNamed) {
+    writeFile(m_folder / "empty", "");
+    const struct {
+        std::vector<std::string> words;
+        std::string text;
+        int status;
+    } cases[] = {
+        {{"--replay", m_folder / "empty", "--at-link", at(), "--gps-link", m_folder / "gps"},
+         "le910sim: " + (m_folder / "empty") +
+             ":1: found the end of the file, expected a first line with \"recording\": 1\n",
+         1},
+        {{"--strict"}, "le910sim: --strict requires --replay (see le910sim --help)\n", 2},
+        {{"--replay", "x", "--scenario", "y"},
+         "le910sim: --scenario excludes --replay (see le910sim --help)\n",
+         2},
+        {{"--replay", "x", "--speed", "0"}, "le910sim: --speed: Value 0 not in range 0.", 2},
+    };
+    for (const auto& row : cases) {
+        cProgram program = cProgram::bare(row.words);
+        EXPECT_EQ(program.said("\n").substr(0, row.text.size()), row.text);
+        EXPECT_EQ(program.wait(), row.status);
+    }
+}
+
+// le910sim --record-from, between a simulated modem and a program.
+TEST(Le910simRecord, ProgramAndModem_UnderstandEachOtherAndAreRecordedWithoutSecrets) {
+    cTempFolder folder;
+    writeFile(folder / "scenario", R"({"sim": {"pin": "1234", "lock": true}})");
+    cProgram modem({"--scenario", folder / "scenario"});
+    modem.said("ready");
+    cProgram recorder = cProgram::bare({"--record-from", modem.at(), "--recording",
+                                        folder / "made.jsonl", "--at-link", folder / "at"});
+    ASSERT_EQ(recorder.said("\n"), "ready\n");
+    int fd = recorder.open(folder / "at");
+    EXPECT_EQ(ask(fd, "AT+CSQ", "OK\r\n"), "AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
+    EXPECT_EQ(ask(fd, "AT+CPIN=1234", "OK\r\n"), "AT+CPIN=1234\r\r\nOK\r\n");
+    // So that the answer is read before the hang-up when it is replayed.
+    sleepMs(500);
+    EXPECT_EQ(modem.order(R"({"op": "hangup", "away_ms": 300})").at("ok"), true);
+    close(fd);
+    awaitLink(folder / "at", false);
+    awaitLink(folder / "at", true);
+    fd = recorder.open(folder / "at");
+    EXPECT_EQ(ask(fd, "AT", "OK\r\n"), "AT\r\r\nOK\r\n");
+    close(fd);
+    EXPECT_EQ(recorder.stop(SIGTERM), 0);
+    const std::string text = readFile(folder / "made.jsonl");
+    EXPECT_EQ(text.find("1234"), std::string::npos) << text;
+    for (const char* part :
+         {R"("mark":"start")", R"("data":"AT+CSQ")", R"(+CSQ: 17,99)", R"(AT+CPIN=0000)",
+          R"("at":"hangup")", R"("mark":"stop","reason":"asked")"})
+        EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+    // What was recorded can be replayed.
+    cProgram replay = cProgram::bare({"--replay", folder / "made.jsonl", "--at-link", folder / "at",
+                                      "--gps-link", folder / "gps"});
+    ASSERT_EQ(replay.said("\n"), "ready\n");
+    fd = replay.open(folder / "at");
+    EXPECT_EQ(ask(fd, "AT+CSQ", "OK\r\n"), "AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
+    EXPECT_EQ(ask(fd, "AT+CPIN=1234", "OK\r\n"), "AT+CPIN=0000\r\r\nOK\r\n");
+    close(fd);
+}
+
+TEST(Le910simRecord, OptionThatIsMissing_IsNamed) {
+    cProgram program = cProgram::bare({"--record-from", "/dev/null"});
+    const std::string said = program.said("\n");
+    EXPECT_NE(said.find("--record-from requires --"), std::string::npos) << said;
+    EXPECT_EQ(program.wait(), 2);
+}
+
 }  // namespace le910sim

@@ -1,0 +1,92 @@
+"""A recording (docs/recordings.md) as scripts read it. le910sim checks it; here everything that is not
+known is left out."""
+
+import json
+import re
+
+# Of the recorded program: a signal that asked it to end.
+ENDING = ("SIGTERM", "SIGINT", "SIGHUP")
+# The text of a host command up to what may differ from run to run: addresses, paths, times.
+FIXED_START = re.compile(r"[^/\"0-9]*")
+
+
+class Recording:
+    def __init__(self, path):
+        self.events = []
+        self.slot = 1
+        base = began = None
+        last = 0
+        with open(path, encoding="utf-8", errors="replace") as lines:
+            for line in lines:
+                try:
+                    event = json.loads(line)
+                except ValueError:
+                    continue  # le910sim says what is wrong
+                if not isinstance(event, dict):
+                    continue
+                if "recording" in event:
+                    if began is None:
+                        self.slot = event.get("slot", 1)
+                    if base is None or event.get("began") != began:
+                        base = last
+                    began = event.get("began")
+                elif isinstance(event.get("ms"), int) and base is not None:
+                    last = event["ms"] = event["ms"] + base
+                    self.events.append(event)
+
+    def marks(self, name):
+        return [event for event in self.events if event.get("mark") == name]
+
+    def endMs(self):
+        return self.events[-1]["ms"] if self.events else 0
+
+    def lastPortMs(self):
+        return max((event["ms"] for event in self.events if "mark" not in event), default=0)
+
+    def argument(self, option, otherwise):
+        """An argument of the recorded command line."""
+        for mark in self.marks("start"):
+            words = mark.get("arguments", [])
+            if option in words[:-1]:
+                return str(words[words.index(option) + 1])
+        return otherwise
+
+    def commands(self):
+        """The commands on the AT port."""
+        written = "".join(event.get("data", "") for event in self.events
+                          if event.get("at") == "write")
+        return [line.strip("\n") for line in written.split("\r")]
+
+    def hostResults(self):
+        """The exit statuses of each host command, by the fixed start of its text."""
+        results = {}
+        for mark in self.marks("host"):
+            start = FIXED_START.match(str(mark.get("command", "")))[0]
+            results.setdefault(start, []).append(int(mark.get("result", 0)))
+        return results
+
+    def published(self):
+        """What the recorded program had published last, before it was asked to end."""
+        values = {}
+        for event in self.events:
+            if event.get("mark") == "signal" and event.get("name") in ENDING:
+                break
+            if event.get("mark") == "start":
+                values = {}
+            if event.get("mark") == "published":
+                values.update(event.get("values", {}))
+        return {key: value for key, value in values.items() if value is not None}
+
+    def secrets(self):
+        """Stand-ins of PIN, PUK, name and password, as the commands show them."""
+        found = {}
+        for command in self.commands():
+            name, _, rest = command.partition("=")
+            fields = rest.replace('"', "").split(",")
+            if name == "AT+CPIN" and len(fields) == 1:
+                found["pin"] = fields[0]
+            elif name == "AT+CPIN" and len(fields) == 2:
+                found["puk"] = fields[0]
+            elif name == "AT#PDPAUTH" and len(fields) == 4:
+                found["user"], found["password"] = fields[2:]
+        return found

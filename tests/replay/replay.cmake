@@ -1,0 +1,14 @@
+# The daemon's real loop on recordings, on a fake clock.
+cellslot_add_flow_tests(replay SOURCES replay/replay_test.cpp)
+target_link_libraries(replay_flow_tests PRIVATE cellslot_matrix)
+target_link_options(replay_flow_tests PRIVATE -Wl,--wrap=system)
+
+cellslot_add_flow_tests(recordings SOURCES replay/recordings_test.cpp)
+target_link_libraries(recordings_flow_tests PRIVATE cellslot_matrix)
+target_link_options(recordings_flow_tests PRIVATE -Wl,--wrap=system)
+target_compile_definitions(recordings_flow_tests
+                           PRIVATE RECORDINGS="${CMAKE_CURRENT_SOURCE_DIR}/recordings")
+
+add_executable(make_recordings replay/make_recordings.cpp)
+target_link_libraries(make_recordings PRIVATE cellslot_matrix)
+target_link_options(make_recordings PRIVATE -Wl,--wrap=system)
