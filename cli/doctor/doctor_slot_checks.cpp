@@ -154,6 +154,15 @@ bool isLinkDown(const sPlaces& places, const std::string& interface) {
     return file && (flags & IFF_UP) == 0;
 }
 
+// What the interface of a session lacks; nullptr when it has everything, or there is no session.
+const char* lostByInterface(const sPlaces& places, const sSlotSetup& setup) {
+    if (setup.pid == 0) return nullptr;
+    if (statusValue(places, setup.slot, STATUS_QMI_STATE) != SESSION_CONNECTED) return nullptr;
+    if (isLinkDown(places, setup.interface)) return " is down";
+    const bool hasAddress = !reportSlot(places, setup.slot, currentMoment()).addresses.empty();
+    return hasAddress ? nullptr : " has no address";
+}
+
 bool isReadOnly(const std::string& folder) {
     struct statvfs info {};
     return statvfs(folder.c_str(), &info) == 0 && (info.f_flag & ST_RDONLY) != 0;
@@ -275,13 +284,11 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "check the name (ls /sys/class/net) and the modem's network driver"}};
-    if (setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED &&
-        isLinkDown(places, name))
-        return {
-            {eHealth::BROKEN, "interface", name + " is down, although the session is up",
-             "exclude it from NetworkManager and DHCP clients; to set it up again: cellslot data "
-             "off" +
-                 option(setup) + ", then cellslot data auto" + option(setup)}};
+    const char* lost = lostByInterface(places, setup);
+    if (lost != nullptr)
+        return {{eHealth::BROKEN, "interface", name + lost + ", although the session is up",
+                 "keep others off it (NetworkManager, a DHCP client); cellslot data off" +
+                     option(setup) + " and auto set it up anew"}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};
 }
 
