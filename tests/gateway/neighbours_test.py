@@ -4,6 +4,7 @@ cellslot doctor names them."""
 
 import pathlib
 import subprocess
+
 from gateway_case import GatewayCase, awaitConnected, bootedHost, startModem
 from machine import ARCHITECTURE
 
