@@ -67,13 +67,19 @@ sFinding portAt(const sPlaces& places, const std::string& subject, const std::st
     return {eHealth::FINE, subject, device + " exists", ""};
 }
 
+// It asks udev when it finds a modem, and keeps the ports that it has.
+std::string modemManagersMend(const sPlaces& places) {
+    if (!hasUdevRule(places, "ID_MM_DEVICE_IGNORE")) return "systemctl mask --now ModemManager";
+    return "udevadm control --reload; udevadm trigger --settle --property-match=ID_VENDOR_ID=1bc7; "
+           "systemctl restart ModemManager";
+}
+
 sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
     const std::string name = processName(places, pid);
-    const std::string mend = name == "ModemManager"
-                                 ? "systemctl mask --now ModemManager"
-                                 : "end that program, or exclude the port in its settings";
     return {eHealth::BROKEN, "port",
-            device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
+            device + " is also open in " + name + " (" + std::to_string(pid) + ")",
+            name == "ModemManager" ? modemManagersMend(places)
+                                   : "end that program, or exclude the port in its settings"};
 }
 
 // True also if the user or its groups are not known.
@@ -287,8 +293,8 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     const char* lost = lostByInterface(places, setup);
     if (lost != nullptr)
         return {{eHealth::BROKEN, "interface", name + lost + ", although the session is up",
-                 "keep others off it (NetworkManager, a DHCP client); cellslot data off" +
-                     option(setup) + " and auto set it up anew"}};
+                 "cellslot data off" + option(setup) + "; cellslot data auto" + option(setup) +
+                     "; if that comes again, exclude " + name + " from the host's DHCP client"}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};
 }
 
@@ -399,7 +405,7 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
 const std::vector<tCheck>& slotChecks() {
     static const std::vector<tCheck> checks = {
         checkInstance,      checkStatusFile, checkDevice,      checkHolders,
-        checkInterface,     checkManagers,   checkNameServers, checkOverride,
+        checkManagers,      checkInterface,  checkNameServers, checkOverride,
         checkConfiguration, checkPinFiles,   checkGps,         checkPowerSwitch};
     return checks;
 }

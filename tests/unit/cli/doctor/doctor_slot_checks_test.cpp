@@ -175,6 +175,21 @@ TEST_F(Doctor, Holders_DeviceNumber_MeansThePortUnlessItIsOfAPseudoTerminal) {
     expect(eHealth::FINE, checkHolders);
 }
 
+TEST_F(Doctor, Holder_ModemManager_MendDependsOnTheUdevRule) {
+    setup.device = "/dev/ttyUSB0";
+    port("/dev/ttyUSB0");
+    host.process(62, "/usr/sbin/ModemManager", "ModemManager");
+    ASSERT_EQ(0, symlink(host.places.at("/dev/ttyUSB0").c_str(),
+                         host.places.at("/proc/62/fd/5").c_str()));
+    expect(eHealth::BROKEN, checkHolders, "systemctl mask --now ModemManager");
+    for (const char* folder : {"/lib", "/lib/udev", "/lib/udev/rules.d"})
+        host.folderAt(folder);
+    host.file("/lib/udev/rules.d/60-cellslot.rules", "ENV{ID_MM_DEVICE_IGNORE}=\"1\"\n");
+    expect(eHealth::BROKEN, checkHolders,
+           "udevadm trigger --settle --property-match=ID_VENDOR_ID=1bc7; "
+           "systemctl restart ModemManager");
+}
+
 TEST_F(Doctor, Interface_NameAndExistence) {
     expect(eHealth::NOTE, checkInterface, "--interface");
     for (const char* name : {"wwan0;reboot", "..", "-i", "sixteen-letters0"}) {
