@@ -401,6 +401,8 @@ addToResolvConf() {
         return
     fi
     note file || return 1
+    # What a power cut left there, or another program's copy of an earlier file.
+    removeFromResolvConf || return 1
     if [ "$defaultRoute" = yes ]; then
         { ourBlock && cat "$RESOLV_CONF"; } >"$draft" && replaceResolvConf
     else

@@ -337,6 +337,11 @@ class Cases:
         self.succeed("-i wwan0 --down")
         self.assertEqual(RESOLV_CONF.read_text(), BEFORE + "nameserver 192.0.2.10\n")
 
+    def test_BlockOfAnEarlierSession_IsReplaced(self):
+        RESOLV_CONF.write_text("# cellslot wwan0 begin\nnameserver 10.9.9.9\n# cellslot wwan0 end\n" + BEFORE)
+        self.succeed(DAEMON_LINE)
+        self.assertEqual(nameServers(), ["10.0.0.1", "10.0.0.2", "192.0.2.9"])
+
     def test_NoResolvConfBefore_NoneAfterwards(self):
         RESOLV_CONF.unlink()
         self.succeed(DAEMON_LINE)
