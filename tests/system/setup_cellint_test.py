@@ -466,17 +466,6 @@ class Cases:
         self.succeed("-i wwan0 --down")
         self.assertEqual(wholeState(), before)
 
-    def test_ResolvConfCannotBeWritten_SessionIsUpWithoutNames(self):
-        run("mount", "--bind", "-o", "ro", str(RESOLV_CONF), str(RESOLV_CONF))
-        try:
-            run("mount", "-o", "remount,bind,ro", str(RESOLV_CONF))
-            result = self.succeed(DAEMON_LINE)
-            self.assertIn("wwan0 is up without its name servers: file did not take them", result.stderr)
-            self.assertEqual(addresses(), [("10.20.30.40", 30)])
-        finally:
-            run("umount", str(RESOLV_CONF))
-        self.succeed("-i wwan0 --down")
-
     # ---- name servers again
 
     def notes(self):
