@@ -17,6 +17,8 @@ RESOLV_CONF=/etc/resolv.conf
 IPV4_METRIC=700
 IPV6_METRIC=1724
 LOCK_SECONDS=30
+# For resolvectl, which otherwise waits 25 s for a systemd-resolved that does not answer.
+export SYSTEMD_BUS_TIMEOUT=8
 LOCK_TRIES=$((LOCK_SECONDS * 5))
 NEWLINE='
 '
@@ -36,11 +38,14 @@ usage() {
     cat <<'TEXT'
 Usage: setup_cellint.sh -i IF --up [OPTION]...
        setup_cellint.sh -i IF --down
+       setup_cellint.sh --renew-dns
 Sets a cellular network interface up, or undoes what an earlier --up changed.
 
   -i IF           the interface
   --up            set the interface up; an earlier --up is undone first
   --down          undo an earlier --up; nothing to undo is not an error
+  --renew-dns     for each interface that is set up: put the name servers back if another program has
+                  removed them, or if another program manages /etc/resolv.conf now
   -m MTU          60 to 65535; less than 68 becomes 68, which IPv4 needs
   --address A --netmask M --gateway G
                   an IPv4 address, mask and gateway; may be repeated. Mask and gateway may have no
@@ -54,8 +59,8 @@ Sets a cellular network interface up, or undoes what an earlier --up changed.
   -h, --help      show this text
 
 Name servers go to systemd-resolved or resolvconf if one of them manages /etc/resolv.conf, otherwise
-into that file: with --defaultroute before the existing servers, without it after them.
-If that file cannot be written, the interface is set up without name servers.
+into that file: with --defaultroute before the existing servers, without it after them. If that fails,
+the interface stays up without them: a message says so.
 Messages go to standard error and the system log.
 Exit status: 0 done, 1 failed (all changes were undone), 2 wrong usage.
 TEXT
@@ -225,8 +230,8 @@ takeValue() { # OPTION VALUE
 parseArguments() {
     while [ $# -gt 0 ]; do
         case $1 in
-        --up | --down)
-            [ -z "$action" ] || [ "$action" = "${1#--}" ] || usageError "--up and --down together"
+        --up | --down | --renew-dns)
+            [ -z "$action" ] || [ "$action" = "${1#--}" ] || usageError "--$action and $1 together"
             action=${1#--}
             ;;
         --debug) debug=yes ;;
@@ -258,7 +263,7 @@ parseArguments() {
         shift
     done
     closeGroup
-    [ -n "$interface" ] || usageError "-i IF is missing (see --help)"
+    [ -n "$interface" ] || [ "$action" = renew-dns ] || usageError "-i IF is missing (see --help)"
     [ -n "$action" ] || usageError "--up or --down is missing (see --help)"
 }
 
@@ -326,7 +331,8 @@ isResolvconfs() { # FILE
 }
 
 resolvConfManager() {
-    target=$(readlink -f "$RESOLV_CONF" 2>/dev/null)
+    # A link whose folder is not there yet leads somewhere, too.
+    target=$(readlink -f "$RESOLV_CONF" 2>/dev/null) || target=$(readlink "$RESOLV_CONF" 2>/dev/null)
     case $target in
     */systemd/resolve/*)
         if command -v resolvectl >/dev/null; then
@@ -375,9 +381,13 @@ serverLines() {
     done
 }
 
+hasOurBlock() {
+    grep -qxF "# cellslot $interface begin" "$RESOLV_CONF" 2>/dev/null
+}
+
 # awk compares whole lines, so that dots in the interface's name match only dots.
 removeFromResolvConf() {
-    [ -e "$RESOLV_CONF" ] || return 0
+    hasOurBlock || return 0
     awk -v first="# cellslot $interface begin" -v last="# cellslot $interface end" '
         $0 == first { inside = 1 }
         !inside { print }
@@ -391,6 +401,8 @@ addToResolvConf() {
         return
     fi
     note file || return 1
+    # What a power cut left there, or another program's copy of an earlier file.
+    removeFromResolvConf || return 1
     if [ "$defaultRoute" = yes ]; then
         { ourBlock && cat "$RESOLV_CONF"; } >"$draft" && replaceResolvConf
     else
@@ -398,9 +410,8 @@ addToResolvConf() {
     fi
 }
 
-setNameServers() {
-    [ -n "$nameServers" ] || return 0
-    manager=$(resolvConfManager)
+giveNameServers() { # MANAGER
+    manager=$1
     trace "name servers through $manager"
     case $manager in
     resolved)
@@ -416,10 +427,86 @@ setNameServers() {
         note resolvconf || return 1
         serverLines | run resolvconf -a "$interface.cellslot"
         ;;
-    # A disk that is full or was mounted read-only after an error: a gateway that can be reached by
-    # its address is better than none.
-    file) addToResolvConf || say "cannot write $RESOLV_CONF, going on without name servers" ;;
+    file) addToResolvConf ;;
     esac
+}
+
+# Without names a session is still of use, and ending it would bring no names: addresses answer, and a
+# gateway that is far away can be reached. A disk may be full, or read-only after an error.
+setNameServers() {
+    [ -n "$nameServers" ] || return 0
+    manager=$(resolvConfManager)
+    if ! giveNameServers "$manager"; then
+        note nodns "$manager" || return 1
+        say "$interface is up without its name servers: $manager did not take them"
+    fi
+}
+
+noteNameServers() {
+    [ -n "$nameServers" ] || return 0
+    # shellcheck disable=SC2086  # a word each
+    note dns "$defaultRoute" $nameServers
+}
+
+# ---- name servers again -------------------------------------------------------------------------
+
+recallNameServers() {
+    nameServers=
+    while read -r word first rest; do
+        if [ "$word" = dns ]; then
+            defaultRoute=$first
+            for server in $rest; do
+                nameServers=$nameServers$server$NEWLINE
+            done
+        fi
+    done <"$state"
+}
+
+# Who got the servers: the last of these notes.
+notedPlace() {
+    sed -n -E '/^(resolved|resolvconf|file|newfile|nodns .*)$/p' "$state" | tail -n 1
+}
+
+# resolvconf keeps what it was given, and writes the file itself. systemd-resolved shows an address of
+# IPv6 in another form than the modem: any server that it has for the interface is ours.
+hasServers() { # MANAGER
+    case $1 in
+    file) hasOurBlock ;;
+    resolved) resolvectl dns "$interface" 2>/dev/null | grep -q ': [0-9A-Fa-f]' ;;
+    esac
+}
+
+forgetPlace() {
+    grep -vxE 'resolved|resolvconf|file|newfile|nodns .*' "$state" >"$state.new"
+    [ $? -le 1 ] || return 1
+    mv -f "$state.new" "$state"
+}
+
+renewNameServers() {
+    recallNameServers
+    [ -n "$nameServers" ] && [ -e "/sys/class/net/$interface" ] || return 0
+    place=$(notedPlace)
+    manager=$(resolvConfManager)
+    if [ "${place#new}" = "$manager" ] && hasServers "$manager"; then
+        return 0
+    fi
+    case $place in
+    '' | nodns*) ;;
+    *)
+        say "$RESOLV_CONF was changed: giving the name servers of $interface to $manager"
+        undo "$place"
+        ;;
+    esac
+    forgetPlace && setNameServers
+}
+
+renewAll() {
+    result=0
+    for state in "$STATE_FOLDER"/cellint.*; do
+        interface=${state#"$STATE_FOLDER/cellint."}
+        [ "$interface" = lock ] || ! isInterfaceName "$interface" || renewNameServers || result=1
+    done
+    return "$result"
 }
 
 # ---- set-up -------------------------------------------------------------------------------------
@@ -559,7 +646,7 @@ up() {
     number=${interface##*[!0-9]}
     isNumber "$number" 999 || number=0
     metric=$((IPV4_METRIC + number))
-    if prepareIpv6 && setMtu && setLinkUp && setIpv4 && setNameServers; then
+    if prepareIpv6 && setMtu && setLinkUp && setIpv4 && noteNameServers && setNameServers; then
         trace "$interface is up"
         return 0
     fi
@@ -588,6 +675,10 @@ main() {
         fi
         sleep 0.2
     done
+    if [ "$action" = renew-dns ]; then
+        renewAll
+        return
+    fi
     undoAll
     [ "$action" = down ] || up
 }

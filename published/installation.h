@@ -17,6 +17,11 @@ constexpr const char* HOST_TOOLS_FOLDER = "/usr/lib/cellslot";
 // What setup_cellint.sh changed for an interface, whose name follows; a line for each change.
 constexpr const char* INTERFACE_NOTES_PREFIX = "/run/cellslot/cellint.";
 
+// In /lib/udev/rules.d and /usr/lib/systemd/network, or a file of that name in /etc: they keep
+// others off the modem.
+constexpr const char* UDEV_RULES_FILE = "60-cellslot.rules";
+constexpr const char* NETWORKD_FILE = "00-cellslot.network";
+
 // The service of systemd; each slot is an instance, "cellslotd@1".
 constexpr const char* SERVICE_UNIT = "/lib/systemd/system/cellslotd@.service";
 std::string serviceName(const cSlotText& slot);

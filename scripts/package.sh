@@ -44,6 +44,8 @@ putServices() {
     put 644 packaging/cellslotd@.service /lib/systemd/system/cellslotd@.service
     put 644 packaging/cellslot-booted.service /lib/systemd/system/cellslot-booted.service
     put 644 packaging/cellslot-clock@.service /lib/systemd/system/cellslot-clock@.service
+    put 644 packaging/cellslot-dns.path /lib/systemd/system/cellslot-dns.path
+    put 644 packaging/cellslot-dns.service /lib/systemd/system/cellslot-dns.service
     put 644 packaging/tmpfiles.conf /usr/lib/tmpfiles.d/cellslot.conf
     put 644 packaging/60-cellslot.rules /lib/udev/rules.d/60-cellslot.rules
     put 644 packaging/00-cellslot.network /usr/lib/systemd/network/00-cellslot.network

@@ -67,13 +67,19 @@ sFinding portAt(const sPlaces& places, const std::string& subject, const std::st
     return {eHealth::FINE, subject, device + " exists", ""};
 }
 
+// It asks udev when it finds a modem, and keeps the ports that it has.
+std::string modemManagersMend(const sPlaces& places) {
+    if (!hasUdevRule(places, "ID_MM_DEVICE_IGNORE")) return "systemctl mask --now ModemManager";
+    return "udevadm control --reload; udevadm trigger --settle --property-match=ID_VENDOR_ID=1bc7; "
+           "systemctl restart ModemManager";
+}
+
 sFinding heldBy(const sPlaces& places, const std::string& device, int pid) {
     const std::string name = processName(places, pid);
-    const std::string mend = name == "ModemManager"
-                                 ? "systemctl mask --now ModemManager"
-                                 : "end that program, or exclude the port in its settings";
     return {eHealth::BROKEN, "port",
-            device + " is also open in " + name + " (" + std::to_string(pid) + ")", mend};
+            device + " is also open in " + name + " (" + std::to_string(pid) + ")",
+            name == "ModemManager" ? modemManagersMend(places)
+                                   : "end that program, or exclude the port in its settings"};
 }
 
 // True also if the user or its groups are not known.
@@ -152,6 +158,15 @@ bool isLinkDown(const sPlaces& places, const std::string& interface) {
     unsigned flags = IFF_UP;
     file >> std::hex >> flags;
     return file && (flags & IFF_UP) == 0;
+}
+
+// What the interface of a session lacks; nullptr when it has everything, or there is no session.
+const char* lostByInterface(const sPlaces& places, const sSlotSetup& setup) {
+    if (setup.pid == 0) return nullptr;
+    if (statusValue(places, setup.slot, STATUS_QMI_STATE) != SESSION_CONNECTED) return nullptr;
+    if (isLinkDown(places, setup.interface)) return " is down";
+    const bool hasAddress = !reportSlot(places, setup.slot, currentMoment()).addresses.empty();
+    return hasAddress ? nullptr : " has no address";
 }
 
 bool isReadOnly(const std::string& folder) {
@@ -275,13 +290,11 @@ tFindings checkInterface(const sPlaces& places, const sSlotSetup& setup) {
     if (!places.have("/sys/class/net/" + name))
         return {{eHealth::BROKEN, "interface", name + " does not exist",
                  "check the name (ls /sys/class/net) and the modem's network driver"}};
-    if (setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED &&
-        isLinkDown(places, name))
-        return {
-            {eHealth::BROKEN, "interface", name + " is down, although the session is up",
-             "exclude it from NetworkManager and DHCP clients; to set it up again: cellslot data "
-             "off" +
-                 option(setup) + ", then cellslot data auto" + option(setup)}};
+    const char* lost = lostByInterface(places, setup);
+    if (lost != nullptr)
+        return {{eHealth::BROKEN, "interface", name + lost + ", although the session is up",
+                 "cellslot data off" + option(setup) + "; cellslot data auto" + option(setup) +
+                     "; if that comes again, exclude " + name + " from the host's DHCP client"}};
     return {{eHealth::FINE, "interface", name + " exists", ""}};
 }
 
@@ -392,7 +405,7 @@ tFindings checkPowerSwitch(const sPlaces& places, const sSlotSetup& setup) {
 const std::vector<tCheck>& slotChecks() {
     static const std::vector<tCheck> checks = {
         checkInstance,      checkStatusFile, checkDevice,      checkHolders,
-        checkInterface,     checkManagers,   checkNameServers, checkOverride,
+        checkManagers,      checkInterface,  checkNameServers, checkOverride,
         checkConfiguration, checkPinFiles,   checkGps,         checkPowerSwitch};
     return checks;
 }

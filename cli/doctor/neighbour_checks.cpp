@@ -42,11 +42,6 @@ std::string textOf(const sPlaces& places, const std::string& path) {
     return readFile2String(places.at(path), text, FILE_MAX_BYTES) ? text : "";
 }
 
-std::string setUpAnew(const sSlotSetup& setup) {
-    const std::string slot = " -p " + std::to_string(setup.slot);
-    return "cellslot data off" + slot + " and cellslot data auto" + slot + " set it up again";
-}
-
 bool isConnected(const sPlaces& places, const sSlotSetup& setup) {
     return setup.pid != 0 && statusValue(places, setup.slot, STATUS_QMI_STATE) == SESSION_CONNECTED;
 }
@@ -61,32 +56,44 @@ struct sManager {
     const char* key;
     std::set<std::string> managed;  // the values with which it sets the interface up
     const char* source;             // the key that names the file that asks for it, or ""
-    const char* mend;
+    std::string (*mend)(const sPlaces& places, const std::string& interface,
+                        const std::string& source);
 };
 
+std::string networkManagersMend(const sPlaces& places, const std::string& interface,
+                                const std::string& /*source*/) {
+    // From its next appearance on, the rule keeps it so.
+    if (hasUdevRule(places, "NM_UNMANAGED")) return "nmcli device set " + interface + " managed no";
+    // With a reload this setting counts for an interface that it has, "managed" of a device does
+    // not.
+    return "printf '[keyfile]\\nunmanaged-devices+=interface-name:" + interface +
+           "\\n' >/etc/NetworkManager/conf.d/cellslot.conf; nmcli general reload";
+}
+
+// It takes the first file that matches the interface, by the order of the names in all its folders.
+std::string networkdsMend(const sPlaces& places, const std::string& interface,
+                          const std::string& source) {
+    const std::string reload = "; networkctl reload";
+    const bool hasOurs = places.have(std::string("/usr/lib/systemd/network/") + NETWORKD_FILE) ||
+                         places.have(std::string("/etc/systemd/network/") + NETWORKD_FILE);
+    if (!hasOurs)
+        return "printf '[Match]\\nName=" + interface +
+               "\\n[Link]\\nUnmanaged=yes\\n' >/etc/systemd/network/" + NETWORKD_FILE + reload;
+    const size_t nameAt = source.rfind('/') + 1;
+    const std::string name = source.substr(nameAt);
+    if (name >= NETWORKD_FILE) return "networkctl reload";
+    return "mv " + source + " " + source.substr(0, nameAt) + "50-" + name + reload;
+}
+
 const sManager MANAGERS[] = {
-    {NETWORK_MANAGER,
-     "/run/NetworkManager/devices/",
-     "managed",
-     {"true"},
-     "",
-     "plug the modem in again, so that the udev rule applies; otherwise write "
-     "unmanaged-devices=interface-name:IF under [keyfile] into "
-     "/etc/NetworkManager/conf.d/cellslot.conf "
-     "and systemctl restart NetworkManager"},
+    {NETWORK_MANAGER, "/run/NetworkManager/devices/", "managed", {"true"}, "", networkManagersMend},
     {NETWORKD,
      "/run/systemd/netif/links/",
      "ADMIN_STATE",
      {"configuring", "configured", "failed"},
      "NETWORK_FILE",
-     "rename that file so that it comes after 00-cellslot.network, or change it so that it does "
-     "not match IF; then networkctl reload"},
+     networkdsMend},
 };
-
-std::string replaced(std::string text, const std::string& word, const std::string& by) {
-    const size_t place = text.find(word);
-    return place == std::string::npos ? text : text.replace(place, word.size(), by);
-}
 
 std::string valueOf(const cTextLookupTable& notes, const std::string& key) {
     return cleanBeginEndWhiteSpace(notes.GetEntryByLabel(key)[1]);
@@ -101,14 +108,16 @@ tFindings managedBy(const sPlaces& places, const sSlotSetup& setup, const sManag
     return {{eHealth::BROKEN, "interface",
              setup.interface + " is also set up by " + manager.program.name +
                  (source.empty() ? "" : " (" + source + ")") +
-                 ", which removes the session's address and routes",
-             replaced(manager.mend, "IF", setup.interface) + "; then " + setUpAnew(setup)}};
+                 ", which removes a session's address and routes",
+             manager.mend(places, setup.interface, source)}};
 }
 
 // ---- the name servers
 
 // Where setup_cellint.sh put the modem's name servers. It notes that as one of its changes.
-enum class eServerPlace { NOWHERE, IN_FILE, WITH_RESOLVED, WITH_RESOLVCONF };
+enum class eServerPlace { NOWHERE, IN_FILE, WITH_RESOLVED, WITH_RESOLVCONF, REFUSED };
+
+const std::string REFUSED_NOTE = "nodns ";
 
 eServerPlace notedPlace(const sPlaces& places, const std::string& interface) {
     std::ifstream notes(places.at(std::string(INTERFACE_NOTES_PREFIX) + interface));
@@ -117,6 +126,7 @@ eServerPlace notedPlace(const sPlaces& places, const std::string& interface) {
         if (line == "file" || line == "newfile") place = eServerPlace::IN_FILE;
         if (line == "resolved") place = eServerPlace::WITH_RESOLVED;
         if (line == "resolvconf") place = eServerPlace::WITH_RESOLVCONF;
+        if (line.compare(0, REFUSED_NOTE.size(), REFUSED_NOTE) == 0) place = eServerPlace::REFUSED;
     }
     return place;
 }
@@ -143,13 +153,26 @@ bool isResolveds(const std::string& link) {
     return link.find("/systemd/resolve/") != std::string::npos;
 }
 
-sFinding serversLost(const sPlaces& places, const sSlotSetup& setup, const std::string& text) {
+std::string giveAgain() {
+    return std::string(HOST_TOOLS_FOLDER) + "/setup_cellint.sh --renew-dns";
+}
+
+sFinding serversLost(const sPlaces& places, const std::string& text) {
     return {eHealth::BROKEN, "dns",
             std::string("the modem's name servers are no longer in ") + RESOLV_CONF +
                 ", which was written by " + programThatWrote(places, text),
-            setUpAnew(setup) +
-                "; where it happens again, install systemd-resolved or resolvconf, which keeps the "
-                "servers of all interfaces"};
+            giveAgain() +
+                "; where it happens again and again, install systemd-resolved or "
+                "resolvconf, which keeps the servers of all interfaces"};
+}
+
+sFinding serversRefused(const sPlaces& places) {
+    const std::string text = "the modem's name servers are not in use: ";
+    if (isResolveds(resolvConfLink(places)))
+        return {eHealth::BROKEN, "dns", text + RESOLVED.name + " did not take them",
+                std::string("systemctl restart ") + RESOLVED.name + "; " + giveAgain()};
+    return {eHealth::BROKEN, "dns", text + RESOLV_CONF + " could not be written",
+            std::string("make ") + RESOLV_CONF + " writable; " + giveAgain()};
 }
 
 bool hasBlockOf(const std::string& text, const std::string& interface) {
@@ -158,8 +181,11 @@ bool hasBlockOf(const std::string& text, const std::string& interface) {
 
 tFindings checkServersOf(const sPlaces& places, const sSlotSetup& setup) {
     const std::string text = textOf(places, RESOLV_CONF);
+    const eServerPlace place = notedPlace(places, setup.interface);
+    if (place == eServerPlace::REFUSED) return {serversRefused(places)};
     const bool isStill = [&] {
-        switch (notedPlace(places, setup.interface)) {
+        switch (place) {
+            case eServerPlace::REFUSED:
             case eServerPlace::NOWHERE:
                 return true;
             case eServerPlace::IN_FILE:
@@ -173,10 +199,18 @@ tFindings checkServersOf(const sPlaces& places, const sSlotSetup& setup) {
         return true;
     }();
     if (isStill) return {};
-    return {serversLost(places, setup, text)};
+    return {serversLost(places, text)};
 }
 
 }  // namespace
+
+// A file of the host's own in /etc takes the place of the package's.
+bool hasUdevRule(const sPlaces& places, const std::string& property) {
+    const std::string own = textOf(places, std::string("/etc/udev/rules.d/") + UDEV_RULES_FILE);
+    const std::string rules =
+        own.empty() ? textOf(places, std::string("/lib/udev/rules.d/") + UDEV_RULES_FILE) : own;
+    return rules.find("ENV{" + property + "}=\"1\"") != std::string::npos;
+}
 
 tFindings checkManagers(const sPlaces& places, const sSlotSetup& setup) {
     if (!isInterfaceName(setup.interface)) return {};
@@ -200,7 +234,6 @@ tFindings checkResolver(const sPlaces& places, const sSlotSetup& /*setup*/) {
     if (!isResolveds(resolvConfLink(places)) || isRunning(places, RESOLVED)) return {};
     return {{eHealth::BROKEN, "dns",
              std::string(RESOLV_CONF) +
-                 " leads to systemd-resolved, which does not run: no name is resolved, and no "
-                 "session can start",
-             "systemctl enable --now systemd-resolved, or replace the link by a file"}};
+                 " leads to systemd-resolved, which does not run: no name is resolved",
+             "systemctl enable --now systemd-resolved; " + giveAgain()}};
 }

@@ -9,4 +9,7 @@ tFindings checkManagers(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkNameServers(const sPlaces& places, const sSlotSetup& setup);
 tFindings checkResolver(const sPlaces& places, const sSlotSetup& setup);
 
+// Whether the udev rules set a property that keeps another program off the modem.
+bool hasUdevRule(const sPlaces& places, const std::string& property);
+
 #endif

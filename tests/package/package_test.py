@@ -61,6 +61,7 @@ class Contents(unittest.TestCase):
             self.assertEqual(modes.get(program), "-rwxr-xr-x", program)
         for file in (UNIT, "lib/udev/rules.d/60-cellslot.rules", "usr/lib/tmpfiles.d/cellslot.conf",
                      "usr/lib/systemd/network/00-cellslot.network",
+                     "lib/systemd/system/cellslot-dns.path", "lib/systemd/system/cellslot-dns.service",
                      "etc/logrotate.d/cellslot", "etc/cellslot/slots.conf",
                      "etc/default/cellslotd.1", "etc/default/cellslotd.2", "etc/default/cellslotd.3",
                      "usr/share/doc/cellslot/examples/cellslot.conf.example",

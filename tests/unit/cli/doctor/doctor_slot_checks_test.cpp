@@ -175,6 +175,21 @@ TEST_F(Doctor, Holders_DeviceNumber_MeansThePortUnlessItIsOfAPseudoTerminal) {
     expect(eHealth::FINE, checkHolders);
 }
 
+TEST_F(Doctor, Holder_ModemManager_MendDependsOnTheUdevRule) {
+    setup.device = "/dev/ttyUSB0";
+    port("/dev/ttyUSB0");
+    host.process(62, "/usr/sbin/ModemManager", "ModemManager");
+    ASSERT_EQ(0, symlink(host.places.at("/dev/ttyUSB0").c_str(),
+                         host.places.at("/proc/62/fd/5").c_str()));
+    expect(eHealth::BROKEN, checkHolders, "systemctl mask --now ModemManager");
+    for (const char* folder : {"/lib", "/lib/udev", "/lib/udev/rules.d"})
+        host.folderAt(folder);
+    host.file("/lib/udev/rules.d/60-cellslot.rules", "ENV{ID_MM_DEVICE_IGNORE}=\"1\"\n");
+    expect(eHealth::BROKEN, checkHolders,
+           "udevadm trigger --settle --property-match=ID_VENDOR_ID=1bc7; "
+           "systemctl restart ModemManager");
+}
+
 TEST_F(Doctor, Interface_NameAndExistence) {
     expect(eHealth::NOTE, checkInterface, "--interface");
     for (const char* name : {"wwan0;reboot", "..", "-i", "sixteen-letters0"}) {
@@ -188,18 +203,28 @@ TEST_F(Doctor, Interface_NameAndExistence) {
 }
 
 TEST_F(Doctor, Interface_DownWhileTheSessionIsUp) {
-    setup.interface = "wwan0";
-    host.folderAt("/sys/class/net/wwan0");
-    host.file("/sys/class/net/wwan0/flags", "0x1090\n");
-    host.status(1, {{"QMI_STATE", "CONNECTED"}});
+    setup.interface = "lo";
+    host.folderAt("/sys/class/net/lo");
+    host.file("/sys/class/net/lo/flags", "0x1090\n");
+    host.status(1, {{"QMI_STATE", "CONNECTED"}, {"NETWORK_INTERFACE", "lo"}});
     expect(eHealth::FINE, checkInterface);  // from a daemon that no longer runs
     setup.pid = 51;
-    expect(eHealth::BROKEN, checkInterface, "wwan0 is down");
-    host.file("/sys/class/net/wwan0/flags", "0x1091\n");
+    expect(eHealth::BROKEN, checkInterface, "lo is down");
+    host.file("/sys/class/net/lo/flags", "0x1091\n");
     expect(eHealth::FINE, checkInterface);
-    host.file("/sys/class/net/wwan0/flags", "0x1090\n");
+    host.file("/sys/class/net/lo/flags", "0x1090\n");
     host.status(1, {{"QMI_STATE", "DISCONNECTED"}});
     expect(eHealth::FINE, checkInterface);
+}
+
+TEST_F(Doctor, Interface_WithoutAnAddressWhileTheSessionIsUp) {
+    setup.interface = "cell9";
+    setup.pid = 51;
+    host.folderAt("/sys/class/net/cell9");
+    host.status(1, {{"QMI_STATE", "DISCONNECTED"}, {"NETWORK_INTERFACE", "cell9"}});
+    expect(eHealth::FINE, checkInterface);
+    host.status(1, {{"QMI_STATE", "CONNECTED"}, {"NETWORK_INTERFACE", "cell9"}});
+    expect(eHealth::BROKEN, checkInterface, "cell9 has no address, although the session is up");
 }
 
 TEST_F(Doctor, Configuration_MissingLooseOrRefused) {
