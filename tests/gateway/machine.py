@@ -127,8 +127,18 @@ class Machine:
                     self.take(line)
             except OSError:
                 pass
+        self.awaitEnd()
         with self.news:
             self.news.notify_all()
+
+    def awaitEnd(self):
+        """An emulator that ends closes its port first; who waits for an answer asks whether it has ended."""
+        process = self.process
+        if process is not None:
+            try:
+                process.wait(20)
+            except subprocess.TimeoutExpired:
+                pass
 
     def take(self, line):
         try:

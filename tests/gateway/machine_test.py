@@ -1,5 +1,8 @@
 """The test bench itself: what other tests rely on when they cut the power."""
 
+import threading
+import time
+
 from gateway_case import REMOTE, GatewayCase, awaitConnected, startModem
 from machine import CommandFailed, MachineGone
 
@@ -24,6 +27,15 @@ class Bench(GatewayCase):
         self.machine.boot()
         self.assertEqual(self.machine.run("cat /root/kept"), "old\n")
         self.assertEqual(self.machine.run("cat /root/lost", check=False)[1].count("new"), 0)
+
+    def test_MachineThatEndsByItself_IsNoticedAtOnce(self):
+        threading.Timer(3, self.machine.process.terminate).start()
+        begun = time.monotonic()
+        with self.assertRaises(MachineGone):
+            self.machine.run("sleep 1000", timeout=300)
+        self.assertLess(time.monotonic() - begun, 60)
+        self.machine.kill()
+        self.machine.boot()
 
     def test_Reboot_EndsInANewBoot(self):
         before = self.machine.run("cat /proc/sys/kernel/random/boot_id")
