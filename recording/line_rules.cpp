@@ -285,15 +285,16 @@ void cLineRules::notePrompt(sPortMemory& memory) {
 
 void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
     if (size == 0 || equals(line, size, "+++")) return;
-    const bool isMessage = memory.isAtPrompt || !isCommandLine(line, size);
+    const bool isCommand = isCommandLine(line, size);
+    const bool wasAtPrompt = memory.isAtPrompt;
     memory.isAtPrompt = false;
-    if (isMessage) {
-        hideMessage(line, size);
-    } else {
+    if (isCommand && !wasAtPrompt) memory.messageLines = eMessageLines::NONE;
+    // A modem may show a prompt that nobody wants, and a command follows.
+    if (isCommand) {
         memory.bareLine = eBareLine::UNKNOWN;
-        memory.messageLines = eMessageLines::NONE;
         hideCommands(line + 2, size - 2, &memory);
     }
+    if (wasAtPrompt || !isCommand) hideMessage(line, size);
     hideSecrets(line, size);
 }
 
@@ -301,6 +302,8 @@ void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     if (size == 0) return;
     if (memory.messageLines != eMessageLines::NONE && isFinalResult(line, size))
         memory.messageLines = eMessageLines::NONE;
+    if (memory.messageLines != eMessageLines::NONE && isCommandLine(line, size))
+        hideCommands(line + 2, size - 2, nullptr);
     if (isNameStart(line[0])) {
         hideNamed(line, size, memory);
     } else if (memory.messageLines != eMessageLines::NONE) {

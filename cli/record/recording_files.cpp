@@ -14,7 +14,6 @@
 namespace {
 
 constexpr size_t LAST_LINE_MAX = 200;
-constexpr size_t FIRST_LINE_MAX = 1000;
 
 void requireReadable(const sPlaces& places) {
     const std::string folder = places.at(RECORDING_FOLDER);
@@ -36,13 +35,6 @@ std::string fileText(const std::string& path) {
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
-}
-
-std::string firstLine(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string line(FIRST_LINE_MAX, '\0');
-    file.read(line.data(), static_cast<std::streamsize>(line.size()));
-    return line.substr(0, line.find('\n'));
 }
 
 std::string lastLine(const std::string& path) {
@@ -110,12 +102,14 @@ std::string joinedRecording(const sPlaces& places, int slot) {
     const std::string older = places.at(olderRecordingPath(slot));
     const std::string path = places.at(recordingPath(slot));
     std::string text;
+    struct stat before {};
+    struct stat after {};
     // The daemon may turn to a new file between the two.
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const std::string header = firstLine(older);
-        const size_t olderBytes = sizeOf(older);
+        describe(older, before);
         text = fileText(older) + fileText(path);
-        if (sizeOf(older) == olderBytes && firstLine(older) == header) break;
+        describe(older, after);
+        if (before.st_ino == after.st_ino) break;
     }
     text.resize(text.rfind('\n') + 1);
     return text;

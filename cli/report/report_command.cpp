@@ -82,7 +82,8 @@ std::string outputOf(const std::string& command) {
 // ---- what is in it
 
 void learnSecrets(const sPlaces& places, int slot, cReportText& text) {
-    for (const std::string& path : {pinFilePath(slot), pinRequestPath(slot), pukFilePath(slot)}) {
+    for (const std::string& path :
+         {pinFilePath(slot), pinRequestPath(slot), pinChangePath(slot), pukFilePath(slot)}) {
         std::istringstream words(fileText(places.at(path)));
         for (std::string word; words >> word;)
             text.addSecret(word);

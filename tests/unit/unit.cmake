@@ -9,7 +9,8 @@ cellslot_add_unit_tests(config
             unit/config/config_reader_options_bands_test.cpp
             unit/config/config_reader_options_credentials_test.cpp
             unit/config/config_reader_options_operator_test.cpp
-            unit/config/config_reader_options_test.cpp unit/config/config_reader_test.cpp)
+            unit/config/config_reader_options_test.cpp unit/config/config_reader_test.cpp
+            unit/config/plain_config_test.cpp)
 target_compile_definitions(config_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs")
 
 # They test the host implementation, not a gateway's own libraries.
@@ -76,7 +77,7 @@ cellslot_add_unit_tests(published
     LIBS cellslot_published
     SOURCES unit/published/at_request_test.cpp unit/published/data_override_test.cpp
             unit/published/host_boot_test.cpp unit/published/installation_test.cpp
-            unit/published/outcome_texts_test.cpp unit/published/paths_test.cpp
+            unit/published/outcome_texts_test.cpp unit/published/paths_test.cpp unit/published/recording_request_test.cpp
             unit/published/sms_spool_test.cpp
             unit/published/status_keys_test.cpp unit/published/status_values_test.cpp
             unit/published/store_keys_test.cpp)
@@ -100,7 +101,8 @@ cellslot_add_unit_tests(recording
 cellslot_add_unit_tests(device
     LIBS cellslot_device
     SOURCES unit/device/at_port_test.cpp unit/device/at_transaction_test.cpp
-            unit/device/link_state_random_test.cpp unit/device/link_state_test.cpp)
+            unit/device/link_state_random_test.cpp unit/device/link_state_test.cpp
+            unit/device/recorder_test.cpp)
 
 cellslot_add_unit_tests(atcmd
     LIBS cellslot_atcmd
@@ -154,7 +156,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/neighbour_checks_test.cpp
             unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
-            unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
+            unit/cli/base/misspelling_test.cpp unit/cli/report/tar_archive_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
             unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp

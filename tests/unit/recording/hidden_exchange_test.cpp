@@ -196,6 +196,14 @@ TEST(HiddenExchange, EscapeOfAStream_NeedsNoLineEnd) {
     EXPECT_EQ(exchange.data(), "+++AT\r");
 }
 
+TEST(HiddenExchange, CommandAfterAPromptThatNobodyWanted_LosesItsSecret) {
+    cExchange exchange(true);
+    exchange.read("\r\n> ");
+    exchange.write("AT+CPIN=1234\r");
+    exchange.read("AT+CPIN=1234\r\r\nOK\r\n");
+    EXPECT_EQ(exchange.data(), "\r\n> AT+CPIN=0000\rAT+CPIN=0000\r\r\nOK\r\n");
+}
+
 TEST(HiddenExchange, TextMessage_ShowsNeitherTextNorNumber) {
     cExchange exchange;
     exchange.write("AT+CMGS=\"+12025550123\"\r");
