@@ -127,6 +127,14 @@ class GatewayCase(unittest.TestCase):
     def setUpMachine(cls, machine):
         """What the tests of the class begin with."""
 
+    def run(self, result=None):
+        """Says at once what failed: a run with many machines takes long."""
+        failures, errors = len(result.failures), len(result.errors)
+        super().run(result)
+        for _, text in result.failures[failures:] + result.errors[errors:]:
+            print(text, flush=True)
+        return result
+
     @classmethod
     def report(cls, what):
         """Notes how long it took, for the results."""

@@ -245,7 +245,10 @@ class Machine:
                            "line": json.dumps(order), "timeout": 20}, 20 * PATIENCE)
         if "error" in answer:
             raise CommandFailed(f"order {order}: {answer['error']}")
-        return json.loads(answer["line"])
+        done = json.loads(answer["line"])
+        if not done["ok"]:
+            raise CommandFailed(f"order {order}: {done}")
+        return done
 
     def waitFor(self, command, timeout, expected=""):
         """Waits until the command succeeds and prints the expected text; returns what it printed."""
