@@ -66,6 +66,13 @@ void checkAge(const sSlotView& view) {
 
 // ---- modem and SIM ---------------------------------------------------------------------------
 
+// A session stays up when the modem no longer answers, and its last values are still published.
+// Each poll asks for the IMEI first, so that one is unknown then.
+bool hasStoppedAnswering(const sSlotView& view) {
+    return (view.isConnected() || view.isRegistered()) &&
+           view.record.text(STATUS_IMEI) == IMEI_UNKNOWN;
+}
+
 void checkModem(const sSlotView& view) {
     const std::string port = printableLine(view.record.text(STATUS_DEV_HANDLE_MAIN));
     if (!view.report.portExists)
@@ -81,6 +88,12 @@ void checkModem(const sSlotView& view) {
                  "The modem has not answered yet on " + port + ".",
                  "normal for up to a minute after a start; if it lasts: cellslot doctor" +
                      view.option());
+    else if (hasStoppedAnswering(view))
+        view.add(eSeverity::ERROR, "modem_silent",
+                 "The modem no longer answers on " + port + "; the last known values are shown.",
+                 "a session that is up may still work; the daemon keeps trying and does not reset "
+                 "the modem. If it lasts: ResetCellular now force -s " +
+                     itos(view.report.slot));
 }
 
 std::string attemptsText(const sStatusRecord& record, const sStatusKey& key) {
@@ -114,7 +127,7 @@ void addPukLocked(const sSlotView& view) {
 
 void checkSim(const sSlotView& view) {
     const std::string status = view.record.text(STATUS_SIM_STATUS);
-    if (view.isSimReady() || isModemSilent(view.record)) return;
+    if (view.isSimReady() || isModemSilent(view.record) || hasStoppedAnswering(view)) return;
     if (status == SIM_STATUS_NOT_PRESENT)
         view.add(eSeverity::ERROR, "sim_missing", "The modem detects no SIM card.",
                  "insert it; if the modem has two holders, check CM_SIM_SLOT (in use: " +

@@ -51,6 +51,20 @@ TEST_F(StateMachine, SilentModem_IsClosedAndConnectedAgainOnceItAnswers) {
     EXPECT_EQ(after, "CONNECTED");
 }
 
+// The session may still work, so it is kept. The unknown IMEI is how others see the silence.
+TEST_F(StateMachine, ModemThatBecomesSilentWithinAPoll_KeepsItsSessionAndPublishesNoImei) {
+    startOnTerminal();
+    at(6, [this] { order({{"op", "fault"}, {"prefix", "AT"}, {"kind", "silence"}, {"skip", 4}}); });
+    std::string before, state, imei;
+    recordStatus(6, "_IMEI", before);
+    recordStatus(39, "_QMI_STATE", state);
+    recordStatus(39, "_IMEI", imei);
+    EXPECT_EQ(run(41), eOUTER_EXIT);
+    EXPECT_EQ(before, "356938035643809");
+    EXPECT_EQ(state, "CONNECTED");
+    EXPECT_EQ(imei, IMEI_UNKNOWN);
+}
+
 TEST_F(StateMachine, ModemThatOnlyReportsErrors_IsResetAfterTenErrorsAndFourRestarts) {
     startOnTerminal();
     order({{"op", "fault"}, {"match", "AT+CSQ"}, {"kind", "error"}});

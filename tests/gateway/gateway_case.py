@@ -15,6 +15,8 @@ NUMBER = "+12025550123"
 REMOTE = "192.0.2.1"
 # Where the modem is: latitude, longitude, metres.
 PLACE = [47.25, 11.5, 580]
+# A modem whose receiver is on: it needs no reset first.
+RECEIVER = {"gps": {"enabled": True, "track": [PLACE]}}
 CONNECTED_S = 240
 
 
@@ -79,9 +81,28 @@ def awaitNotConnected(machine, slot=1, timeout=CONNECTED_S):
     return machine.waitFor(f"cellslot status -p {slot} || true", timeout, f"Slot {slot}  NOT CONNECTED")
 
 
+def serviceShows(machine, name, slot=1):
+    """A property of the service, as systemd has it."""
+    return machine.run(f"systemctl show --value -p {name} cellslotd@{slot}").strip()
+
+
+def awaitOtherProcess(machine, process, timeout):
+    machine.waitFor(f"p=$(systemctl show --value -p MainPID cellslotd@1); [ $p != 0 ] && [ $p != {process} ]",
+                    timeout)
+
+
+def exchanges(machine, command):
+    """How many commands with that beginning the modem of slot 1 has got."""
+    return int(machine.run(f"grep -c '\"command\":\"{command}' /bench/log/modem1.log || true"))
+
+
+def awaitExchange(machine, command, before, timeout=120):
+    machine.waitFor(f"[ $(grep -c '\"command\":\"{command}' /bench/log/modem1.log) -gt {before} ]", timeout)
+
+
 def descriptors(machine, slot=1):
     """How many files a daemon has open, and as which process."""
-    process = machine.run(f"systemctl show --value -p MainPID cellslotd@{slot}").strip()
+    process = serviceShows(machine, "MainPID", slot)
     return process, int(machine.run(f"ls /proc/{process}/fd | wc -l"))
 
 
@@ -105,6 +126,14 @@ class GatewayCase(unittest.TestCase):
     @classmethod
     def setUpMachine(cls, machine):
         """What the tests of the class begin with."""
+
+    def run(self, result=None):
+        """Says at once what failed: a run with many machines takes long."""
+        failures, errors = len(result.failures), len(result.errors)
+        super().run(result)
+        for _, text in result.failures[failures:] + result.errors[errors:]:
+            print(text, flush=True)
+        return result
 
     @classmethod
     def report(cls, what):

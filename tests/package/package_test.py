@@ -93,7 +93,7 @@ class Contents(unittest.TestCase):
         folder = pathlib.Path("/tmp/extracted")
         shutil.rmtree(folder, ignore_errors=True)
         output("dpkg-deb", "-x", str(package("old")), str(folder))
-        text = re.sub(r"(?m)^(Exec\w+=-?)", rf"\g<1>{folder}", (folder / UNIT).read_text())
+        text = re.sub(r"(?m)^(Exec\w+=-?)(?=/usr/)", rf"\g<1>{folder}", (folder / UNIT).read_text())
         unit = folder / "cellslotd@1.service"
         unit.write_text(text)
         return unit
@@ -102,6 +102,21 @@ class Contents(unittest.TestCase):
         result = subprocess.run(["systemd-analyze", "verify", "--man=no", self.extractedUnit()],
                                 capture_output=True, text=True, check=False)
         self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
+
+    def test_reloadThatFails_isNoSuccessForSystemd(self):
+        """Some ends of the daemon are successes, and systemd applies that list to ExecReload= too."""
+        unit = self.extractedUnit()
+        settings = dict(line.split("=", 1) for line in unit.read_text().splitlines()
+                        if re.match(r"\w+=", line))
+        successes = {0, *map(int, settings["SuccessExitStatus"].split())}
+        stub = unit.parent / "cellslot"
+        command = re.sub(r"/\S*/bin/cellslot", str(stub), settings["ExecReload"])
+        self.assertIn(str(stub), command)
+        for status in range(7):
+            stub.write_text(f"#!/bin/sh\nexit {status}\n")
+            stub.chmod(0o755)
+            result = subprocess.run(shlex.split(command.replace("%i", "1")), check=False)
+            self.assertEqual(result.returncode in successes, status == 0, status)
 
     def test_unit_keepsItsSandbox(self):
         # In tenths, as systemd-analyze counts exposure: a missing directive counts 1 to 5.

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "cli/status/diagnosis.h"
+#include "include/device_records.h"
 #include "tests/unit/cli/fixture.h"
 
 namespace {
@@ -180,6 +181,16 @@ TEST_F(SlotReport, OtherLocks_AreNamed) {
 TEST_F(SlotReport, SilentModemWithPort_IsNotCalledMissing) {
     host.writeStatus(1, recordedStatus("modem_gone"));
     EXPECT_EQ(firstProblem(), "modem_silent");
+}
+
+TEST_F(SlotReport, ModemThatStopsAnsweringInASession_IsNamedAlthoughItsLastValuesAreGood) {
+    const std::string status = withValue(recordedStatus("healthy"), "IMEI", IMEI_UNKNOWN);
+    host.writeStatus(1, status);
+    EXPECT_EQ(firstProblem(), "modem_silent");
+    EXPECT_EQ(state(), eSlotState::CONNECTED);
+    // Only the modem is to blame for a SIM that cannot be read then.
+    host.writeStatus(1, withValue(status, "SIM_STATUS", "Unknown"));
+    EXPECT_EQ(diagnose(host.report(1)).problems.size(), 1u);
 }
 
 TEST(FindSlots, FileDaemonOrConfiguration_MakeASlot) {

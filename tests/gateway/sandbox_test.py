@@ -1,81 +1,16 @@
-"""The daemon under the real service manager: what ends it, what starts it again, and what its sandbox
-lets it do."""
+"""What the sandbox of the service lets the daemon do, and what it leaves open."""
 
 import re
-import time
 
-from gateway_case import (NUMBER, PLACE, GatewayCase, awaitConnected, awaitNotConnected, bootedHost,
-                          startModem)
+from gateway_case import (NUMBER, PLACE, RECEIVER, GatewayCase, awaitConnected, awaitOtherProcess,
+                          bootedHost, serviceShows, startModem)
 from position import positionOf
 
-# A receiver that is there needs no reset of the modem first.
-RECEIVER = {"gps": {"enabled": True, "track": [PLACE]}}
 PIN, WRONG_PIN = "2468", "1357"
 # The second line: the kernel's record of a refused system call, as printed and as audited. Not clone3:
 # where namespaces are restricted systemd makes it unknown, and programs take clone instead.
 DENIED = (r"permission denied|not permitted|read-only file system|status=31/SYS|"
           r"(type=1326|^SECCOMP )(?!.* syscall=435 )")
-
-
-def show(machine, name, slot=1):
-    return machine.run(f"systemctl show --value -p {name} cellslotd@{slot}").strip()
-
-
-def awaitOtherProcess(machine, process, timeout):
-    machine.waitFor(f'p=$(systemctl show --value -p MainPID cellslotd@1); [ $p != 0 ] && [ $p != {process} ]',
-                    timeout)
-
-
-class Supervised(GatewayCase):
-    """What ends the daemon, and what starts it again."""
-
-    base = "installed"
-
-    @classmethod
-    def setUpMachine(cls, machine):
-        startModem(machine, **RECEIVER)
-        bootedHost(machine)
-
-    def setUp(self):
-        self.machine.run("/bench/modem.py plug 1; systemctl start cellslotd@1")
-        awaitConnected(self.machine)
-        self.process = show(self.machine, "MainPID")
-        self.begun = time.monotonic()
-
-    def reportTime(self):
-        self.report(f"{self._testMethodName}: {time.monotonic() - self.begun:.0f} s;")
-
-    def test_Killed_ConnectsAgain(self):
-        self.machine.run(f"kill -KILL {self.process}")
-        awaitOtherProcess(self.machine, self.process, 60)
-        awaitConnected(self.machine)
-        self.reportTime()
-
-    def test_Reload_AppliesTheConfigurationWithoutARestart(self):
-        self.machine.run("sed -i '/CM_MTU/d; $ a CM_MTU=1400' /etc/vuk/cellular1.conf")
-        self.machine.run("systemctl reload cellslotd@1", 120)
-        self.machine.waitFor("ip link show cell1", 120, "mtu 1400")
-        awaitConnected(self.machine)
-        self.assertEqual(show(self.machine, "MainPID"), self.process)
-
-    def assertStopsWithin(self, seconds):
-        begun = time.monotonic()
-        self.machine.run("systemctl stop cellslotd@1", 200)
-        took = time.monotonic() - begun
-        self.report(f"{self._testMethodName}: {took:.0f} s;")
-        self.assertLess(took, seconds)
-        self.assertEqual(show(self.machine, "Result"), "success")
-        self.assertEqual(show(self.machine, "ExecMainStatus"), "2")
-        self.machine.waitFor("! pgrep -f '[c]ellslotd |[s]etup_cellint|[g]psdctl'", 20)
-        self.assertNotIn("cell1", self.machine.run("ip route; cat /etc/resolv.conf"))
-
-    def test_StoppedWhileConnected_EndsInTime(self):
-        self.assertStopsWithin(30)
-
-    def test_StoppedWhileUnplugged_EndsInTime(self):
-        self.machine.run("/bench/modem.py unplug 1")
-        awaitNotConnected(self.machine)
-        self.assertStopsWithin(30)
 
 
 class Sandbox(GatewayCase):
@@ -87,7 +22,7 @@ class Sandbox(GatewayCase):
     def setUpMachine(cls, machine):
         # The first modem of this boot, as in a gateway whose modem is plugged in last.
         machine.waitFor("systemctl is-active cellslotd@1", 60)
-        cls.process = show(machine, "MainPID")
+        cls.process = serviceShows(machine, "MainPID")
         machine.run(f"echo {WRONG_PIN} >/etc/vuk/cellular_cpin.1; chmod 600 /etc/vuk/cellular_cpin.1")
         startModem(machine, sim={"pin": PIN, "lock": True}, **RECEIVER)
         bootedHost(machine)
@@ -97,7 +32,7 @@ class Sandbox(GatewayCase):
     def test_1_FirstModemOfTheBoot_IsOpenedByTheDaemonThatWaitsForIt(self):
         self.machine.waitFor("cellslot status -p 1 || true", 60, "SIM")
         self.machine.waitFor("journalctl -u cellslotd@1 -o cat", 60, "Opened Char device")
-        self.assertEqual(show(self.machine, "MainPID"), self.process)
+        self.assertEqual(serviceShows(self.machine, "MainPID"), self.process)
 
     def test_2_WrongPin_IsRemovedFromItsFileAndTheRightOneUnlocks(self):
         self.machine.waitFor("[ ! -s /etc/vuk/cellular_cpin.1 ]", 90)
@@ -139,7 +74,7 @@ class Sandbox(GatewayCase):
 
     def test_5_FirmwareTrigger_IsReportedAndAModemThatRefusesIsReset(self):
         """The reset goes through /sys: the USB port's authorisation."""
-        process = show(self.machine, "MainPID")
+        process = serviceShows(self.machine, "MainPID")
         self.machine.order(1, op="fault", match="AT#REBOOT", kind="error")
         self.machine.run("mkdir -p /tmp/cellmodem_firmware; touch /tmp/cellmodem_firmware/start_update.1")
         awaitOtherProcess(self.machine, process, 120)
