@@ -159,7 +159,7 @@ main() {
         check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
             build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
         check 'a day' scripts/private_namespace.sh --keep "$PWD/build" \
-            build/release/bin/gateway_day || true
+            build/release/bin/gateway_day 24 590 || true
     fi
     checkInstructions
     check package scripts/test_package.sh "$@" || true

@@ -20,9 +20,9 @@
 #include "tests/matrix/faulty_modem.h"
 #include "tests/support/temp_folder.h"
 
-// A day of the daemon on a clock that only its sleeps move: network losses, roaming, other
-// addresses, SIM removed and inserted, restarts of the modem, reloads and messages. After the last
-// hour it must use the same memory and descriptors as after the first.
+// A day, or more, of the daemon on a clock that only its sleeps move: network losses, roaming,
+// other addresses, SIM removed and inserted, restarts of the modem, reloads and messages. After the
+// last hour it must use the same memory and descriptors as after the first.
 
 namespace {
 
@@ -39,6 +39,8 @@ constexpr const char* SENDER = "+12025550123";
 constexpr uint64_t MS_PER_S = 1000;
 constexpr uint64_t HOUR_S = 3600;
 constexpr int HOURS = 24;
+constexpr int HOURS_MAX = 24 * 7;
+constexpr int UPTIME_HOURS_MAX = 24 * 365;
 constexpr int MESSAGES_A_DAY = 1010;  // in each direction
 constexpr double TOLERANCE = 0.02;
 constexpr double SINGLE_PAGES_KB = 16;  // that stack and heap use sooner or later
@@ -89,8 +91,8 @@ void put(const std::string& path, const std::string& text) {
     std::filesystem::rename(path + ".draft", path);
 }
 
-[[noreturn]] void becomeDaemon() {
-    useRemoteClock(DAEMON_SOCKET);
+[[noreturn]] void becomeDaemon(const std::string& uptimeHours) {
+    useRemoteClock(DAEMON_SOCKET, textToLong(uptimeHours) * HOUR_S * MS_PER_S);
     g_S_options = {AT_PATH, GPS_PATH, "wwan0", "1"};
     _exit(runStateMachine());
 }
@@ -98,8 +100,9 @@ void put(const std::string& path, const std::string& text) {
 // The events of each hour, by second.
 class cDay {
   public:
-    explicit cDay(int hours)
+    cDay(int hours, int uptimeHours)
         : m_hours(hours),
+          m_uptimeHours(uptimeHours),
           m_modem({{"sim", {{"pin", "1234"}, {"lock", true}}}, {"sms", {{"capacity", 50}}}},
                   AT_PATH, GPS_PATH) {}
 
@@ -148,6 +151,7 @@ class cDay {
     }
 
     int m_hours;
+    int m_uptimeHours;  // of the host when the daemon starts
     cFaultyModem m_modem;
     int m_socket = -1;
     pid_t m_daemon = -1;
@@ -178,7 +182,7 @@ void cDay::reloads() {
     writeFile(CONFIG_FILE,
               "CM_ENABLE_INTERFACE=yes\nCM_APN=internet\nCM_GPS_ENABLE=no\n"
               "CM_SYNC_TIME=no\nCM_MTU=" +
-                  std::to_string(1400 + m_hour) + "\n");
+                  std::to_string(1400 + m_hour % HOURS) + "\n");
     if (m_daemon != -1) kill(m_daemon, SIGUSR2);
 }
 
@@ -190,7 +194,8 @@ void cDay::fork() {
     if (m_daemon == 0) {
         if (dup2(ends[1], DAEMON_SOCKET) == -1) _exit(EXIT_FAILURE);
         fcntl(DAEMON_SOCKET, F_SETFD, 0);
-        execl("/proc/self/exe", "gateway_day", "--daemon", nullptr);
+        execl("/proc/self/exe", "gateway_day", "--daemon", std::to_string(m_uptimeHours).c_str(),
+              nullptr);
         _exit(EXIT_FAILURE);
     }
     close(ends[1]);
@@ -276,7 +281,7 @@ int cDay::run() {
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count > 1 && strcmp(arguments[1], "--daemon") == 0) becomeDaemon();
+    if (count > 2 && strcmp(arguments[1], "--daemon") == 0) becomeDaemon(arguments[2]);
     const char* inside = getenv("CELLSLOT_PRIVATE_NAMESPACE");
     if (inside == nullptr || strcmp(inside, "1") != 0) {
         fprintf(stderr, "it changes the host's files: run it with scripts/private_namespace.sh\n");
@@ -285,12 +290,15 @@ int main(int count, char** arguments) {
     if (count > 1 && strcmp(arguments[1], "--faults") == 0)
         return runLastingFaults(count > 2 ? arguments[2] : nullptr);
     const int hours = count > 1 ? textToInt(arguments[1]) : HOURS;
-    if (hours < 2 || hours > HOURS) {
-        fprintf(stderr,
-                "Usage: gateway_day [HOURS]   (2 to %d)\n"
-                "       gateway_day --faults [NAME]\n",
-                HOURS);
+    const int uptimeHours = count > 2 ? textToInt(arguments[2]) : 0;
+    if (hours < 2 || hours > HOURS_MAX || uptimeHours < 0 || uptimeHours > UPTIME_HOURS_MAX) {
+        fprintf(
+            stderr,
+            "Usage: gateway_day [HOURS [UPTIME]]   (2 to %d; hours that the host has been up, to "
+            "%d)\n"
+            "       gateway_day --faults [NAME]\n",
+            HOURS_MAX, UPTIME_HOURS_MAX);
         return 2;
     }
-    return cDay(hours).run();
+    return cDay(hours, uptimeHours).run();
 }

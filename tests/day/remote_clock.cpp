@@ -14,7 +14,8 @@ namespace {
 
 struct sRemoteClock {
     int socket = -1;
-    uint64_t nowMs = 0;
+    uint64_t startMs = 0;
+    uint64_t nowMs = 0;  // since then
     time_t startS = 0;
     unsigned sleeps = 0;
 };
@@ -38,19 +39,21 @@ void remoteSleep(unsigned microseconds) {
 }
 
 uint64_t remoteTimer() {
-    return g_clock.nowMs;
+    return g_clock.startMs + g_clock.nowMs;
 }
 
 timespec remoteWallClock() {
     constexpr uint64_t MS_PER_S = 1000;
-    return {g_clock.startS + static_cast<time_t>(g_clock.nowMs / MS_PER_S),
+    constexpr uint64_t DAY_S = 86400;
+    return {g_clock.startS + static_cast<time_t>(g_clock.nowMs / MS_PER_S % DAY_S),
             static_cast<long>(g_clock.nowMs % MS_PER_S) * 1000000};
 }
 
 }  // namespace
 
-void useRemoteClock(int socket) {
+void useRemoteClock(int socket, uint64_t startMs) {
     g_clock.socket = socket;
+    g_clock.startMs = startMs;
     g_clock.startS = time(nullptr);
     setSleepFunction(remoteSleep);
     setTimerClock(remoteTimer);

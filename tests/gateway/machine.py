@@ -19,6 +19,7 @@ RESULTS = pathlib.Path(os.environ["CELLSLOT_RESULTS"])
 ARCHITECTURE = os.environ["CELLSLOT_ARCHITECTURE"]
 # Emulated processors are slow, some slower: what a test waits for may take so much longer.
 PATIENCE = {"amd64": 1, "arm64": 2, "armhf": 2}[ARCHITECTURE]
+PATIENCE *= int(os.environ.get("CELLSLOT_PATIENCE", "1"))
 EMULATORS = {
     "amd64": ["qemu-system-x86_64", "-machine", "pc", "-cpu", "max", "-rtc", "base=utc"],
     "arm64": ["qemu-system-aarch64", "-machine", "virt", "-cpu", "cortex-a53"],

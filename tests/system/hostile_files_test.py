@@ -41,8 +41,9 @@ SPOOL_PLACES = tuple(f"/tmp/sms/{name}" for name in SPOOL_FOLDERS) + (
 ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/var/log/wireless.serialno", "/var/log/wireless.mdn", "/var/log/carrier_list.json",
                "/etc/vuk/cellular_cpin.1", "/etc/vuk/cellular_cpin_new.1",
-               "/etc/vuk/cellular_cpin_change.1", "/etc/vuk/cellular_puk.1", "/storage/vault", "/run/cellslotd.1.config",
-               "/run/cellslotd.1.logged",
+               "/etc/vuk/cellular_cpin_change.1", "/etc/vuk/cellular_puk.1", "/storage/vault",
+               "/storage/cellmodem.sms.listing.1",
+               "/run/cellslotd.1.config", "/run/cellslotd.1.logged",
                "/var/log/.cellslot-tmp-aaaaaa", "/etc/vuk/.cellslot-tmp-aaaaaa",
                "/storage/.cellslot-tmp-aaaaaa")
 PID_PLACE = "/run/cellslotd.1.pid"

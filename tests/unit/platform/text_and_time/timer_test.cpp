@@ -115,6 +115,19 @@ TEST_F(Timer, LongestTime_IsLimitedToTheLargestNumber) {
     expect(timer, true, false, true, ~0u);
 }
 
+TEST_F(Timer, MillisecondsBeyond32Bits_RunOnLikeOthers) {
+    for (const uint64_t wrapMs : {uint64_t{1} << 31, uint64_t{1} << 32}) {
+        cTimer timer(0, 600);
+        g_nowMs = wrapMs - 300 * 1000;
+        timer.Start();
+        g_nowMs = wrapMs + 299 * 1000;
+        EXPECT_TRUE(timer.IsTimerRunning()) << wrapMs;
+        EXPECT_EQ(timer.GetElapsedTime(), 599U) << wrapMs;
+        g_nowMs = wrapMs + 300 * 1000;
+        EXPECT_TRUE(timer.IsTimerDone()) << wrapMs;
+    }
+}
+
 TEST_F(Timer, ClockThatGoesBack_CountsAsNothingElapsed) {
     cTimer timer(0, 10);
     timer.Start();
