@@ -200,7 +200,7 @@ void addStart(CLI::App& record, sCliContext& context) {
     command->add_flag("--with-identities", options->withIdentities,
                       "keep IMSI, IMEI, numbers and messages");
     command->footer(
-        "PIN, PUK and password are never recorded. Two files of a megabyte hold about ten\n"
+        "PIN, PUK and password are never recorded. Two files of a megabyte hold 4 to 8\n"
         "minutes of a connected modem; older lines are dropped.\n"
         "Example:\n"
         "  cellslot record start --minutes 10");

@@ -30,9 +30,12 @@ struct sTarHeader {
 };
 static_assert(sizeof(sTarHeader) == BLOCK);
 
+// Octal digits to the field's end, which is 0. Those of a greater value are cut off.
 template <size_t size>
 void setOctal(char (&field)[size], unsigned long long value) {
-    snprintf(field, size, "%0*llo", static_cast<int>(size) - 1, value);
+    field[size - 1] = '\0';
+    for (size_t i = size - 1; i > 0; --i, value /= 8)
+        field[i - 1] = static_cast<char>('0' + value % 8);
 }
 
 // The sum of the header's octets, with blanks in the place of the sum.
