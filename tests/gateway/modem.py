@@ -120,7 +120,12 @@ class Modem:
         (BENCH / "log").mkdir(exist_ok=True)
         more = ["--scenario", scenario] if scenario else []
         more += ["--memory", memory] if memory else []
-        run("systemd-run", "--quiet", "--collect", f"--unit={self.service}", "--property=KillMode=mixed",
+        # When the host ends, its daemon ends first, as beside a modem with its own power. Then the gadget
+        # is unplugged: a kernel that restarts with both ends of it can hang.
+        properties = ["KillMode=mixed", f"Before=cellslotd@{self.slot}.service",
+                      f"ExecStopPost={BENCH}/modem.py unplug {self.slot}"]
+        run("systemd-run", "--quiet", "--collect", f"--unit={self.service}",
+            *[f"--property={text}" for text in properties],
             "nsenter", f"--net=/run/netns/{self.namespace}", BENCH / "le910sim", *ports,
             "--interface", self.interface, "--control", control,
             "--log", BENCH / f"log/modem{self.slot}.log", *more)

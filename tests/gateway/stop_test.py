@@ -75,11 +75,25 @@ class Stopped(GatewayCase):
         self.awaitState(SEARCHING)
         self.assertStopsWithin(STOP_S)
 
+    def test_InTheStartOfASession(self):
+        self.machine.order(1, op="set", registration={"state": "searching"})
+        self.awaitState(SEARCHING)
+        before = self.delayAnswer("AT+CGATT=1")
+        self.machine.order(1, op="set", registration={"state": "home"})
+        awaitExchange(self.machine, "AT+CGATT=1", before)
+        self.assertStopsWithin(STOP_S)
+
     def test_LockedSim(self):
         self.machine.run("systemctl stop cellslotd@1", 200)
         self.machine.order(1, op="set", sim={"pin": "2468", "lock": True, "verified": False})
         self.machine.run("systemctl start cellslotd@1")
         self.awaitState("SIM waits for its PIN")
+        self.assertStopsWithin(STOP_S)
+
+    def test_SilentModem(self):
+        self.machine.order(1, op="fault", prefix="AT", kind="silence")
+        run = "_SYSTEMD_INVOCATION_ID=$(systemctl show --value -p InvocationID cellslotd@1)"
+        self.machine.waitFor(f"journalctl -o cat {run}", 120, "Device not responding")
         self.assertStopsWithin(STOP_S)
 
     def test_WhileAMessageIsSent_TheMessageStays(self):

@@ -3,7 +3,7 @@ configuration is read again."""
 
 import time
 
-from gateway_case import (RECEIVER, GatewayCase, awaitConnected, awaitExchange,
+from gateway_case import (RECEIVER, GatewayCase, awaitConnected, awaitExchange, awaitNotConnected,
                           awaitOtherProcess, bootedHost, exchanges, serviceShows, startModem)
 
 RESTARTS = 5
@@ -63,3 +63,12 @@ class Supervised(GatewayCase):
         self.machine.waitFor("ip link show cell1", 120, "mtu 1400")
         awaitConnected(self.machine)
         self.assertEqual(serviceShows(self.machine, "MainPID"), self.process)
+
+    def test_ReloadWithoutAModem_FailsAndTheDaemonStays(self):
+        self.machine.run("/bench/modem.py unplug 1")
+        awaitNotConnected(self.machine)
+        status, output = self.machine.run("systemctl reload cellslotd@1", 120, check=False)
+        self.machine.run("/bench/modem.py plug 1")
+        self.assertNotEqual(status, 0, output)
+        self.assertEqual(serviceShows(self.machine, "MainPID"), self.process)
+        awaitConnected(self.machine)
