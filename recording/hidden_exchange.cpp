@@ -35,8 +35,7 @@ void cHiddenExchange::addBytes(eRecordedPort port, eRecordedWay way, const char*
     if (!addKnown(port, way, data, size, ms)) addUnknown(port, way, data, size, ms);
 }
 
-// ---- What is known
-// ---------------------------------------------------------------------------------
+// ---- What is known --------------------------------------------------------------------------
 
 bool cHiddenExchange::addKnown(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
                                uint64_t ms) {
@@ -96,8 +95,7 @@ void cHiddenExchange::applyKnownCommand() {
     addUnknown(command.port, eRecordedWay::WRITE, bytes.data(), bytes.size(), command.ms);
 }
 
-// ---- What is not
-// -----------------------------------------------------------------------------------
+// ---- What is not ----------------------------------------------------------------------------
 
 void cHiddenExchange::addUnknown(eRecordedPort port, eRecordedWay way, const char* data,
                                  size_t size, uint64_t ms) {

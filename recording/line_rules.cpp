@@ -321,8 +321,7 @@ void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     hideSecrets(line, size);
 }
 
-// ---- Commands
-// -------------------------------------------------------------------------------------
+// ---- Commands -------------------------------------------------------------------------------
 
 // What comes after "AT": commands, separated by semicolons. memory is null for an echo.
 void cLineRules::hideCommands(char* line, size_t size, sPortMemory* memory) {
@@ -425,8 +424,7 @@ void cLineRules::keepSecrets(const char* text, size_t size, size_t fieldsBefore,
     }
 }
 
-// ---- Answers
-// --------------------------------------------------------------------------------------
+// ---- Answers --------------------------------------------------------------------------------
 
 void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
     if (startsWith(line, size, CME_ERROR) || startsWith(line, size, CMS_ERROR) ||
@@ -495,8 +493,7 @@ void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {
     }
 }
 
-// ---- Identities
-// -----------------------------------------------------------------------------------
+// ---- Identities -----------------------------------------------------------------------------
 
 void cLineRules::hideMessage(char* text, size_t size) {
     if (m_keepIdentities) return;

@@ -97,7 +97,7 @@ enum class eCoding { SEPTETS, OCTETS, UNITS };
 eCoding codingOf(uint8_t scheme) {
     const unsigned group = scheme >> 4u;
     const unsigned alphabet = scheme >> 2u & 3u;
-    if (group < 4 || (group >= 4 && group < 8)) {
+    if (group < 8) {
         const bool isCompressed = (scheme & 0x20u) != 0;
         if (isCompressed || alphabet == 1 || alphabet == 3) return eCoding::OCTETS;
         return alphabet == 2 ? eCoding::UNITS : eCoding::SEPTETS;
@@ -119,8 +119,7 @@ size_t septetsOf(size_t octets) {
     return (octets * 8 + 6) / 7;
 }
 
-// ---- 3GPP
-// -----------------------------------------------------------------------------------------
+// ---- 3GPP ----------------------------------------------------------------------------------
 
 constexpr size_t SERVICE_CENTRE_MAX = 12;
 constexpr uint8_t TYPE_ALPHANUMERIC = 5;
@@ -216,8 +215,7 @@ bool replaceAfterServiceCentre(sOctets pdu, const cStandIns& standIns) {
     return replaceTransferPdu(pdu, standIns);
 }
 
-// ---- 3GPP2
-// ----------------------------------------------------------------------------------------
+// ---- 3GPP2 ----------------------------------------------------------------------------------
 
 constexpr uint8_t POINT_TO_POINT = 0;
 constexpr uint8_t ORIGINATING_ADDRESS = 2;
@@ -402,7 +400,7 @@ bool isPduLine(const char* text, size_t size) {
 }
 
 void replacePdu(const cStandIns& standIns, char* digits, size_t size) {
-    uint8_t buffer[OCTETS_MAX];
+    uint8_t buffer[OCTETS_MAX] = {};
     sOctets pdu = {buffer, size / 2};
     if (size > OCTETS_MAX * 2) {
         memset(digits, 'F', size);

@@ -15,7 +15,7 @@ readonly SYSTEM_JOBS=6
 readonly FUZZ_S=20  # for each target
 readonly ASAN_LOG=build/asan.log
 readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps include le910sim main
-    packaging platform published scripts sms statemachine tests)
+    packaging platform published recording scripts sms statemachine tests)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs that ship.
 releaseTargets=(cellslot cellslotd gateway_day le910sim print_commands skvs platform_tests)
