@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds for another processor and runs the unit and flow tests under qemu-user: those of the daemon
-# except the longest; with --all that one too, and those of the operator's command and of the simulator.
+# except the longest; with --all these too, and those of the operator's command and of the simulator.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -54,8 +54,8 @@ main() {
     *) helpOrRefuse "$architecture" ;;
     esac
     # The build with a gateway's own libraries is tested with the native compiler.
-    # Hostile text takes a minute under the emulator: with --all.
-    tests+=(-E '^(unit\.platform_external|flow\.hostile_text)$')
+    # Hostile text and the recordings take minutes under the emulator: with --all.
+    tests+=(-E '^(unit\.platform_external|flow\.(hostile_text|recordings))$')
     case ${2:-} in
     '') ;;
     --all)
