@@ -81,7 +81,7 @@ class Sandbox(GatewayCase):
         self.machine.order(1, op="clear-faults")
         self.assertIn("to start firmware update",
                       self.machine.run("cat /storage/cellmodem.firmware.upd.status.1"))
-        self.machine.waitFor("journalctl -k -o cat", 60, "Device is not authorized")
+        self.machine.waitFor("journalctl -k -o cat", 60, "authorized to connect")
         awaitConnected(self.machine)
 
     def test_9_Journal_HasNoDenial(self):
