@@ -86,6 +86,16 @@ class SmsFlow : public cFlowFixture {
         initSMS(ROOT);
     }
 
+    // The power is cut after the modem listed a message and before the message was in a file.
+    void cutPowerAfterListing() {
+        start();
+        startDaemonAgain();
+        EXPECT_EQ(check(), eSUCCESS);
+        inject({{"from", "22255"}, {"text", "restart pump 3"}});
+        sendEarlier("AT+CMGL=0");
+        startHostAgain();
+    }
+
     // One check, five seconds after the last. If the modem did not answer, its port is closed,
     // which drops a late answer.
     eGeneralErrors check() {
@@ -434,14 +444,8 @@ TEST_F(SmsFlow, FiftyFiles_ArriveOnceOrEndInSendFail) {
     EXPECT_FALSE(fileExists("pwned"));
 }
 
-// The power is cut after the modem listed a message and before the message was in a file.
 TEST_F(SmsFlow, MessageListedBeforeAPowerCut_IsDeliveredAfterIt) {
-    start();
-    startDaemonAgain();
-    EXPECT_EQ(check(), eSUCCESS);
-    inject({{"from", "22255"}, {"text", "restart pump 3"}});
-    sendEarlier("AT+CMGL=0");
-    startHostAgain();
+    cutPowerAfterListing();
     commands();
     EXPECT_EQ(check(), eSUCCESS);
     EXPECT_EQ(received(), (tTexts{{"22255|restart pump 3", 1}}));
@@ -452,12 +456,7 @@ TEST_F(SmsFlow, MessageListedBeforeAPowerCut_IsDeliveredAfterIt) {
 }
 
 TEST_F(SmsFlow, MessageListedBeforeAPowerCut_StaysUntilItCanBeListed) {
-    start();
-    startDaemonAgain();
-    EXPECT_EQ(check(), eSUCCESS);
-    inject({{"from", "22255"}, {"text", "restart pump 3"}});
-    sendEarlier("AT+CMGL=0");
-    startHostAgain();
+    cutPowerAfterListing();
     order({{"op", "fault"}, {"match", "AT+CMGL=1"}, {"kind", "error"}, {"count", 1}});
     EXPECT_EQ(check(), eSUCCESS);
     EXPECT_FALSE(isModemEmpty());
