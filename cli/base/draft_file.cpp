@@ -59,3 +59,10 @@ bool cDraftFile::putWhereFree(const std::string& path) {
     if (errno == EEXIST) return false;
     throw systemFailure("write " + path, errno);
 }
+
+void replaceFile(const std::string& path, const std::string& text, mode_t mode) {
+    const size_t slash = path.rfind('/');
+    cDraftFile draft(slash == std::string::npos ? "." : path.substr(0, slash + 1), mode);
+    draft.write(text);
+    draft.replace(path);
+}

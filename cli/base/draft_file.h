@@ -33,4 +33,7 @@ class cDraftFile {
     int m_file = -1;
 };
 
+// Replaces a file that the operator has named, or makes it. The path may be relative.
+void replaceFile(const std::string& path, const std::string& text, mode_t mode);
+
 #endif

@@ -168,10 +168,7 @@ void save(sCliContext& context, const sRecordOptions& options) {
         throw cFailure(eExitStatus::FAILED, slotName(slot) +
                                                 ": there is no recording; begin one with "
                                                 "cellslot record start");
-    const size_t slash = options.file.rfind('/');
-    cDraftFile draft(slash == std::string::npos ? "." : options.file.substr(0, slash + 1), 0600);
-    draft.write(text);
-    draft.replace(options.file);
+    replaceFile(options.file, text, 0600);
     context.out << slotName(slot) << ": " << kilobytes(text.size()) << " into "
                 << printableLine(options.file) << "\n";
 }

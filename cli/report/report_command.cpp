@@ -182,10 +182,7 @@ void run(sCliContext& context, tCommandRunner runner, const sReportOptions& opti
     context.out << "PIN, PUK, user name and password are not in it; identities are "
                 << (options.withIdentities ? "kept" : "replaced") << "\n"
                 << std::flush;
-    const size_t slash = options.file.rfind('/');
-    cDraftFile draft(slash == std::string::npos ? "." : options.file.substr(0, slash + 1), 0600);
-    draft.write(archive.text());
-    draft.replace(options.file);
+    replaceFile(options.file, archive.text(), 0600);
     context.out << "written to " << printableLine(options.file) << "\n";
 }
 
