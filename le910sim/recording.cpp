@@ -1,6 +1,7 @@
 #include "le910sim/recording.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -132,6 +133,11 @@ class cRecordingReader {
         if (object["recording"] != RECORDING_VERSION)
             fail("\"recording\": " + object["recording"].dump(),
                  "version " + std::to_string(RECORDING_VERSION) + ", the only one that is known");
+        const json slot = object.value("slot", json());
+        if (m_slot.is_null()) m_slot = slot;
+        if (!slot.is_null() && slot != m_slot)
+            fail("\"slot\": " + slot.dump(-1, ' ', true, json::error_handler_t::replace),
+                 "slot " + m_slot.dump() + " as before: a recording is of one modem");
         const bool isSame = object.value("began", json()) == m_began;
         if (m_recording.header.is_null()) m_recording.header = object;
         if (!isSame) m_beginMs = m_lastMs;
@@ -199,6 +205,7 @@ class cRecordingReader {
     uint64_t m_lastMs = 0;
     uint64_t m_beginMs = 0;  // of the recording that the line belongs to
     json m_began;
+    json m_slot;
 };
 
 }  // namespace
@@ -212,6 +219,9 @@ sRecording readRecording(std::istream& input, const std::string& name) {
 
 sRecording readRecording(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored))
+        throw std::runtime_error(path + " is a folder, expected a recording");
     if (!file) throw std::runtime_error("cannot read " + path);
     return readRecording(file, path);
 }
