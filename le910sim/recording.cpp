@@ -14,6 +14,7 @@ namespace {
 using nlohmann::json;
 
 constexpr size_t SHOWN_MAX = 60;  // characters of a wrong line in a message
+constexpr size_t NESTED_MAX = 8;
 
 const char* const PORT_KEYS[PORT_COUNT] = {"at", "gps"};
 
@@ -60,6 +61,21 @@ std::string latin1Text(const std::string& bytes) {
         utf8 += static_cast<char>(0x80U | (value & 0x3FU));
     }
     return utf8;
+}
+
+// To copy or to show a value takes stack for each level.
+bool isNestedTooDeep(const std::string& line) {
+    size_t depth = 0;
+    bool isText = false;
+    for (size_t at = 0; at < line.size(); ++at) {
+        const char character = line[at];
+        if (isText && character == '\\') ++at;
+        if (character == '"') isText = !isText;
+        if (isText) continue;
+        if ((character == '[' || character == '{') && ++depth > NESTED_MAX) return true;
+        if ((character == ']' || character == '}') && depth > 0) --depth;
+    }
+    return false;
 }
 
 std::string shown(const std::string& line) {
@@ -112,6 +128,9 @@ class cRecordingReader {
     }
 
     void takeLine(const std::string& line) {
+        if (isNestedTooDeep(line))
+            fail("values that are nested more than " + std::to_string(NESTED_MAX) + " times",
+                 "fewer");
         const json object = json::parse(line, nullptr, false);
         // A power cut can leave zero bytes at the end of the file.
         if (object.is_discarded() && isLastLine()) {

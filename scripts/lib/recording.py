@@ -34,7 +34,7 @@ class Recording:
             for line in lines:
                 try:
                     event = json.loads(line)
-                except ValueError:
+                except (ValueError, RecursionError):
                     continue  # le910sim says what is wrong
                 if not isinstance(event, dict):
                     continue
