@@ -154,7 +154,11 @@ int runReplay(sReplayOptions replay, const sSimulatorOptions& options) {
     replay.links = {options.atLink, options.gpsLink};
     replay.devices = {options.atDevice, options.gpsDevice};
     replay.seconds = options.seconds;
-    cReplayServer server(replay);
+    const sRecording recording = readRecording(replay.path);
+    if (recording.torn)
+        std::fprintf(stderr, "le910sim: %s: the last line is not complete, so it is left out\n",
+                     replay.path.c_str());
+    cReplayServer server(replay, recording);
     std::cout << "ready" << std::endl;
     return server.run(g_stop) ? 0 : EXIT_FAILED;
 }
@@ -164,8 +168,7 @@ int runRecording(sRecordOptions record, const sSimulatorOptions& options) {
     record.seconds = options.seconds;
     cRecordServer server(record);
     std::cout << "ready" << std::endl;
-    server.run(g_stop);
-    return 0;
+    return server.run(g_stop) ? 0 : EXIT_FAILED;
 }
 
 int runProgram(int argc, char** argv) {

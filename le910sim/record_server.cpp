@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <nlohmann/json.hpp>
@@ -60,7 +61,7 @@ uint64_t cRecordServer::nowMs() const {
         std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
 }
 
-void cRecordServer::run(const volatile std::sig_atomic_t& stop) {
+bool cRecordServer::run(const volatile std::sig_atomic_t& stop) {
     while (stop == 0 && (m_options.seconds == 0 || nowMs() < m_options.seconds * 1000)) {
         std::vector<pollfd> watched;
         for (const cSerialPort* port :
@@ -72,6 +73,7 @@ void cRecordServer::run(const volatile std::sig_atomic_t& stop) {
     m_exchange.endAllLines();
     addMark(R"(,"mark":"stop","reason":"asked")");
     write();
+    return m_file.isOpen();
 }
 
 void cRecordServer::pass() {
@@ -117,10 +119,13 @@ void cRecordServer::addMark(const std::string& rest) {
 void cRecordServer::write() {
     cTextBuffer& ready = m_exchange.ready();
     if (ready.empty()) return;
-    const bool isWritten = m_file.write(ready.data(), ready.size());
+    const bool isLost = m_file.isOpen() && !m_file.write(ready.data(), ready.size());
+    const int error = errno;
     ready.clear();
-    if (!isWritten)
-        throw std::runtime_error("cannot write " + m_options.path + ": " + std::strerror(errno));
+    if (!isLost) return;
+    m_file.close();
+    std::fprintf(stderr, "le910sim: cannot write %s: %s; the recording ends here\n",
+                 m_options.path.c_str(), std::strerror(error));
 }
 
 }  // namespace le910sim

@@ -26,9 +26,9 @@ class cRecordServer {
     // Throws std::runtime_error.
     explicit cRecordServer(const sRecordOptions& options);
 
-    // Runs until stop becomes non-zero or the time is over. Throws std::runtime_error if the
-    // recording cannot be written.
-    void run(const volatile std::sig_atomic_t& stop);
+    // Runs until stop becomes non-zero or the time is over. If the recording cannot be written any
+    // more, it ends with a notice, and program and modem go on; then the result is false.
+    bool run(const volatile std::sig_atomic_t& stop);
 
   private:
     uint64_t nowMs() const;

@@ -1,6 +1,7 @@
 #include "le910sim/recording.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -13,6 +14,7 @@ namespace {
 using nlohmann::json;
 
 constexpr size_t SHOWN_MAX = 60;  // characters of a wrong line in a message
+constexpr size_t NESTED_MAX = 8;
 
 const char* const PORT_KEYS[PORT_COUNT] = {"at", "gps"};
 
@@ -59,6 +61,21 @@ std::string latin1Text(const std::string& bytes) {
         utf8 += static_cast<char>(0x80U | (value & 0x3FU));
     }
     return utf8;
+}
+
+// To copy or to show a value takes stack for each level.
+bool isNestedTooDeep(const std::string& line) {
+    size_t depth = 0;
+    bool isText = false;
+    for (size_t at = 0; at < line.size(); ++at) {
+        const char character = line[at];
+        if (isText && character == '\\') ++at;
+        if (character == '"') isText = !isText;
+        if (isText) continue;
+        if ((character == '[' || character == '{') && ++depth > NESTED_MAX) return true;
+        if ((character == ']' || character == '}') && depth > 0) --depth;
+    }
+    return false;
 }
 
 std::string shown(const std::string& line) {
@@ -111,6 +128,9 @@ class cRecordingReader {
     }
 
     void takeLine(const std::string& line) {
+        if (isNestedTooDeep(line))
+            fail("values that are nested more than " + std::to_string(NESTED_MAX) + " times",
+                 "fewer");
         const json object = json::parse(line, nullptr, false);
         // A power cut can leave zero bytes at the end of the file.
         if (object.is_discarded() && isLastLine()) {
@@ -132,6 +152,11 @@ class cRecordingReader {
         if (object["recording"] != RECORDING_VERSION)
             fail("\"recording\": " + object["recording"].dump(),
                  "version " + std::to_string(RECORDING_VERSION) + ", the only one that is known");
+        const json slot = object.value("slot", json());
+        if (m_slot.is_null()) m_slot = slot;
+        if (!slot.is_null() && slot != m_slot)
+            fail("\"slot\": " + slot.dump(-1, ' ', true, json::error_handler_t::replace),
+                 "slot " + m_slot.dump() + " as before: a recording is of one modem");
         const bool isSame = object.value("began", json()) == m_began;
         if (m_recording.header.is_null()) m_recording.header = object;
         if (!isSame) m_beginMs = m_lastMs;
@@ -199,6 +224,7 @@ class cRecordingReader {
     uint64_t m_lastMs = 0;
     uint64_t m_beginMs = 0;  // of the recording that the line belongs to
     json m_began;
+    json m_slot;
 };
 
 }  // namespace
@@ -212,6 +238,9 @@ sRecording readRecording(std::istream& input, const std::string& name) {
 
 sRecording readRecording(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored))
+        throw std::runtime_error(path + " is a folder, expected a recording");
     if (!file) throw std::runtime_error("cannot read " + path);
     return readRecording(file, path);
 }

@@ -49,7 +49,7 @@ constexpr size_t RECORDING_LINE_MAX = 1024 * 1024;
 // Throws std::runtime_error with file, line, what was found and what was expected. Keys and events
 // that are not known are left out. A further first line may follow anywhere. With the same "began"
 // the recording goes on in another file. With another one it goes on in another run of the program,
-// whose times are counted on from the end of the run before.
+// whose times are counted on from the end of the run before. All are of the same slot.
 sRecording readRecording(const std::string& path);
 sRecording readRecording(std::istream& input, const std::string& name);
 

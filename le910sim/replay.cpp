@@ -225,6 +225,15 @@ bool cReplay::isOver() const {
                        [](const sPort& port) { return port.next == port.recorded.steps.size(); });
 }
 
+std::string cReplay::place() const {
+    for (const sPort& port : m_ports) {
+        if (port.next == port.recorded.steps.size()) continue;
+        const sReplayStep& step = port.recorded.steps[port.next];
+        return m_name + ":" + std::to_string(step.line) + ": " + shownStep(step);
+    }
+    return "";
+}
+
 std::string cReplay::describe(const sPort& port, size_t step, const std::string& seen) const {
     const std::vector<sReplayStep>& steps = port.recorded.steps;
     // What the modem still sends is not what the program was expected to do.

@@ -36,6 +36,8 @@ class cReplay {
 
     // Everything that was recorded has been replayed.
     bool isOver() const;
+    // Where the replay stands, if it is not over: file, line and what is recorded there.
+    std::string place() const;
     // Every command received, in order; those of the GPS port begin with "gps ".
     const std::vector<std::string>& commands() const { return m_commands; }
     // Commands for which the recording has no answer, each once.

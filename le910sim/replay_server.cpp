@@ -17,9 +17,9 @@ constexpr size_t SHOWN_MAX = 200;
 
 }  // namespace
 
-cReplayServer::cReplayServer(const sReplayOptions& options)
+cReplayServer::cReplayServer(const sReplayOptions& options, const sRecording& recording)
     : m_path(options.path),
-      m_replay(readRecording(options.path), options.speed, options.strict),
+      m_replay(recording, options.speed, options.strict),
       m_endMs(options.seconds * 1000),
       m_start(std::chrono::steady_clock::now()) {
     for (const ePort which : {ePORT_AT, ePORT_GPS})
@@ -41,9 +41,16 @@ bool cReplayServer::run(const volatile std::sig_atomic_t& stop) {
         poll(watched.data(), watched.size(), TICK_MS);
         pass();
     }
-    if (!m_replay.isStopped()) return true;
-    std::fprintf(stderr, "le910sim: %s", m_replay.firstDifference().c_str());
-    return false;
+    reportEnd();
+    return !m_replay.isStopped();
+}
+
+void cReplayServer::reportEnd() const {
+    if (m_replay.isStopped())
+        std::fprintf(stderr, "le910sim: %s", m_replay.firstDifference().c_str());
+    else if (!m_replay.isOver())
+        std::fprintf(stderr, "le910sim: ended before this was replayed: %s\n",
+                     m_replay.place().c_str());
 }
 
 void cReplayServer::pass() {

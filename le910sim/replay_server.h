@@ -26,11 +26,11 @@ struct sReplayOptions {
 class cReplayServer {
   public:
     // Throws std::runtime_error.
-    explicit cReplayServer(const sReplayOptions& options);
+    cReplayServer(const sReplayOptions& options, const sRecording& recording);
 
     // Runs until stop becomes non-zero, the time is over or, if the replay is strict, the program
-    // differs from the recording. Prints "over" when everything was replayed. False after a
-    // difference of a strict replay.
+    // differs from the recording. Prints "over" when everything was replayed; otherwise says at the
+    // end how far it came. False after a difference of a strict replay.
     bool run(const volatile std::sig_atomic_t& stop);
 
   private:
@@ -38,6 +38,7 @@ class cReplayServer {
     void pass();
     void serve(ePort which);
     void report();
+    void reportEnd() const;
 
     std::string m_path;
     cReplay m_replay;

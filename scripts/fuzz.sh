@@ -22,6 +22,7 @@ readonly TABLE=(
     'text_fuzz 300 modem'
     'status_file_fuzz 2000 status'
     'recording_fuzz 300 modem'
+    'replay_fuzz 3000 recording'
 )
 
 usage() {

@@ -62,8 +62,8 @@ main() {
         shift
     done
     [[ -n $file ]] || helpOrRefuse ''
-    if [[ ! -r $file ]]; then
-        echo "replay.sh: cannot read $file" >&2
+    if [[ ! -f $file || ! -r $file ]]; then
+        echo "replay.sh: $file is not a file that can be read" >&2
         return 2
     fi
     if [[ -z $bin ]]; then

@@ -2,25 +2,39 @@
 known is left out."""
 
 import json
+import os
 import re
 
 # Of the recorded program: a signal that asked it to end.
 ENDING = ("SIGTERM", "SIGINT", "SIGHUP")
+# As le910sim has them.
+FILE_MAX = 256 * 1024 * 1024
+TIME_MAX_MS = 1000 * 3600 * 24 * 365
+# Of the keys of marks; a mark with another type there is left out.
+TYPES = {"mark": str, "name": str, "command": str, "result": (int, str), "values": dict, "arguments": list,
+         "path": str, "text": str}
 # The text of a host command up to what may differ from run to run: addresses, paths, times.
 FIXED_START = re.compile(r"[^/\"0-9]*")
+
+
+def isUsable(event):
+    return (0 <= event["ms"] <= TIME_MAX_MS and
+            all(isinstance(event[key], TYPES[key]) for key in TYPES if key in event))
 
 
 class Recording:
     def __init__(self, path):
         self.events = []
         self.slot = 1
+        if os.path.getsize(path) > FILE_MAX:
+            raise ValueError(f"{path} has more than {FILE_MAX} bytes, which is more than a recording has")
         base = began = None
         last = 0
         with open(path, encoding="utf-8", errors="replace") as lines:
             for line in lines:
                 try:
                     event = json.loads(line)
-                except ValueError:
+                except (ValueError, RecursionError):
                     continue  # le910sim says what is wrong
                 if not isinstance(event, dict):
                     continue
@@ -32,7 +46,8 @@ class Recording:
                     began = event.get("began")
                 elif isinstance(event.get("ms"), int) and base is not None:
                     last = event["ms"] = event["ms"] + base
-                    self.events.append(event)
+                    if isUsable(event):
+                        self.events.append(event)
 
     def marks(self, name):
         return [event for event in self.events if event.get("mark") == name]
@@ -53,7 +68,7 @@ class Recording:
 
     def commands(self):
         """The commands on the AT port."""
-        written = "".join(event.get("data", "") for event in self.events
+        written = "".join(str(event.get("data", "")) for event in self.events
                           if event.get("at") == "write")
         return [line.strip("\n") for line in written.split("\r")]
 
@@ -61,8 +76,9 @@ class Recording:
         """The exit statuses of each host command, by the fixed start of its text."""
         results = {}
         for mark in self.marks("host"):
-            start = FIXED_START.match(str(mark.get("command", "")))[0]
-            results.setdefault(start, []).append(int(mark.get("result", 0)))
+            start = FIXED_START.match(mark.get("command", ""))[0]
+            result = mark.get("result", 0)
+            results.setdefault(start, []).append(result if isinstance(result, int) else 0)
         return results
 
     def published(self):

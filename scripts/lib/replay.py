@@ -5,6 +5,7 @@ and compares what it published with what was published when the recording was ma
 import argparse
 import os
 import pathlib
+import re
 import shlex
 import signal
 import stat
@@ -14,17 +15,23 @@ import threading
 import time
 
 from log_capture import openLogSocket, splitDatagram
-from recording import ENDING, FIXED_START, Recording
+from recording import FIXED_START, Recording
 
 TOOLS = pathlib.Path("/tmp/replay-tools")
 RESULTS = pathlib.Path("/tmp/replay-results")
 RECORDED_TOOLS = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "ping", "timeout")
+TOOL_NAME = re.compile(r"[\w&>-][\w.&>-]{0,100}")  # with the fixed start of its arguments
 RESTART_S = 5
 STATUS_S = 2.5  # the daemon writes its status every two seconds
 STOP_TIMEOUT_S = 30
 PATIENCE_S = 120  # how long the daemon may be behind the recording
 DIFFERENT = 1
-EXIT_RESET = 3
+EXITS_STARTED_AGAIN = (3, 4)  # as the service manager does
+STARTS_MORE = 3  # than recorded, before the replay is given up
+# What a recording may give to the daemon, and signals that it may get.
+GIVEN_FILES = re.compile(r"/etc/vuk/[\w.-]+|/tmp/sms/send/[\w.-]+|/tmp/(at_cmd_in|force_cell_)[\w.-]*")
+GIVEN_SIGNALS = ("SIGUSR1", "SIGUSR2")
+DEVICE = re.compile(r"(/dev|/tmp)(/[\w:+-][\w.:+-]*){1,4}")
 TIME_KEYS = ("STATS_LAST_UPDATE", "STATS_LAST_UPDATE_E", "QMI_CALL_TIME", "QMI_CALL_FORMAT_TIME")
 
 # Ends as it ended when the recording was made: each call takes the first line of its file.
@@ -50,8 +57,7 @@ for path in sorted(folder.iterdir()):
 
 def allowedDevice(path, otherwise):
     """The recorded path if it can be made in the namespace, so that it is published as it was."""
-    parts = pathlib.PurePosixPath(path).parts
-    isAllowed = path.startswith(("/dev/", "/tmp/")) and ".." not in parts
+    isAllowed = DEVICE.fullmatch(path) and not os.path.lexists(path)
     return pathlib.Path(path if isAllowed else otherwise)
 
 
@@ -68,6 +74,7 @@ class Replay:
         self.pending = [event for event in self.recording.events
                         if event.get("mark") in ("config", "file", "signal")]
         self.start = 0
+        self.starts = 1
         self.sim = self.daemon = None
 
     # ---- the host
@@ -76,7 +83,7 @@ class Replay:
         RESULTS.mkdir()
         for start, results in self.recording.hostResults().items():
             name = start.strip().replace(" ", "_")
-            if name:
+            if TOOL_NAME.fullmatch(name):
                 (RESULTS / name).write_text("\n".join(map(str, results)))
         TOOLS.mkdir()
         for name in RECORDED_TOOLS:
@@ -98,10 +105,12 @@ class Replay:
             self.give(f"/etc/vuk/cellular_cpin_new.{self.slot}", "0000\n")
 
     def give(self, path, text):
-        """Everything here is private to the namespace, but for what is kept."""
-        if path.startswith(("/etc/", "/tmp/", "/run/", "/storage/")) and ".." not in path:
-            pathlib.Path(path).parent.mkdir(parents=True, exist_ok=True)
-            pathlib.Path(path).write_text(text, encoding="utf-8")
+        """A recording comes from somewhere else: only what the daemon reads is written."""
+        if not GIVEN_FILES.fullmatch(path):
+            print(f"a file of the recording is not given: {path!r}", flush=True)
+            return
+        pathlib.Path(path).parent.mkdir(parents=True, exist_ok=True)
+        pathlib.Path(path).write_text(text, encoding="utf-8")
 
     def writeConfig(self, values):
         lines = [f"{key}={value}" for key, value in values.items()]
@@ -116,9 +125,9 @@ class Replay:
         if mark["mark"] == "config":
             self.writeConfig(mark.get("values", {}))
         elif mark["mark"] == "file":
-            self.give(str(mark.get("path", "")), str(mark.get("text", "")))
-        elif self.daemon is not None and mark.get("name") not in ENDING:
-            self.daemon.send_signal(getattr(signal, mark.get("name", ""), 0))
+            self.give(mark.get("path", ""), mark.get("text", ""))
+        elif self.daemon is not None and mark.get("name") in GIVEN_SIGNALS:
+            self.daemon.send_signal(getattr(signal, mark["name"]))
 
     def takeMarks(self):
         passedMs = (time.monotonic() - self.start) * 1000 * self.options.speed
@@ -159,12 +168,16 @@ class Replay:
         self.daemon = subprocess.Popen(words, **quiet)
 
     def restartIfEnded(self):
-        """As a service manager does. False if the daemon ended otherwise than for a reset."""
+        """As a service manager does. False if the daemon is not to be started again."""
         status = self.daemon.poll()
         if status is None:
             return True
         print(f"the daemon ended with status {status}", flush=True)
-        if status != EXIT_RESET:
+        if status not in EXITS_STARTED_AGAIN:
+            return False
+        self.starts += 1
+        if self.starts > len(self.recording.marks("start")) + STARTS_MORE:
+            print("the daemon ends again and again; --verbose shows why", flush=True)
             return False
         time.sleep(RESTART_S / self.options.speed)
         self.startDaemon()
@@ -187,10 +200,9 @@ class Replay:
             if self.options.under and self.daemon.poll() is not None:
                 break
             time.sleep(0.02)
-        if not self.isOver.is_set():
-            return None
-        tailMs = self.recording.endMs() - self.recording.lastPortMs()
-        time.sleep(tailMs / 1000 / self.options.speed)
+        if self.isOver.is_set():
+            tailMs = self.recording.endMs() - self.recording.lastPortMs()
+            time.sleep(tailMs / 1000 / self.options.speed)
         return self.bestPublished()
 
     def end(self):
@@ -231,13 +243,17 @@ class Replay:
         return {key: value for key, _, value in pairs if key not in TIME_KEYS}
 
     def report(self, published):
-        if published is None:
-            print("the recording was not replayed to its end")
-            return DIFFERENT
-        recorded = self.recording.published()
         print("published at the end:")
         for key, value in published.items():
             print(f"  {key}={value}")
+        status = self.compare(published)
+        if self.isOver.is_set():
+            return status
+        print("the recording was not replayed to its end")
+        return DIFFERENT
+
+    def compare(self, published):
+        recorded = self.recording.published()
         if not recorded:
             print("the recording does not say what was published")
             return 0
@@ -263,7 +279,11 @@ def main():
     options = parser.parse_args()
     if not 0.01 <= options.speed <= 1000:
         parser.error("--speed: expected 0.01 to 1000")
-    replay = Replay(options)
+    try:
+        replay = Replay(options)
+    except (OSError, ValueError) as problem:
+        print(f"replay.sh: {problem}", file=sys.stderr)
+        return DIFFERENT
     try:
         return replay.report(replay.run())
     finally:

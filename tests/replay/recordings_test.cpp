@@ -6,6 +6,7 @@
 
 #include "tests/replay/published_marks.h"
 #include "tests/replay/replayed_day.h"
+#include "tests/replay/sessions.h"
 #include "tests/replay/variations.h"
 #include "tests/support/flow_fixture.h"
 #include "tests/support/recorded_text.h"
@@ -64,6 +65,16 @@ TEST_P(Recordings, AsRecorded_TheDaemonAsksTheSameAndPublishesTheSame) {
     EXPECT_EQ(outcome.differences, 0U) << outcome.firstDifference;
     EXPECT_EQ(differencesFromRecorded(recorded, outcome.published), std::vector<std::string>());
     expectFile(path(".published"), outcome.published, RENEW);
+}
+
+// A session that does not show what it was made for is of no use.
+TEST(RecordedSessions, WhatASessionMustShow_IsPublishedAtItsEnd) {
+    for (const sSession& session : readSessions(RECORDINGS "/sessions.json")) {
+        const std::string published = readFile(RECORDINGS "/" + session.name + ".published");
+        for (const std::string& line : session.expect)
+            EXPECT_NE(published.find("CELLMODEM1_" + line + "\n"), std::string::npos)
+                << session.name << ": " << line;
+    }
 }
 
 TEST_P(Recordings, InRandomPieces_TheDaemonPublishesTheSame) {

@@ -3,10 +3,13 @@
 #include <chrono>
 #include <sstream>
 
+#include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
 #include "tests/replay/replayed_day.h"
 #include "tests/replay/sessions.h"
 #include "tests/support/daemon_reset.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/temp_folder.h"
 
 // The daemon's real loop on recordings, on a fake clock.
 
@@ -18,6 +21,52 @@ using le910sim::sRecording;
 sRecording recordingOf(const std::string& text) {
     std::istringstream input(text);
     return readRecording(input, "made");
+}
+
+// A row "AT+CSQ   | +CSQ: 17,99" of the document as the two lines of a recording.
+std::string exchangeOf(const std::string& row, uint64_t ms) {
+    const tokenstr fields(row, '|', eEmptyTokens::KEEP);
+    const std::string command = cleanWhiteSpace(fields[0]);
+    std::string answer = command + "\r";
+    std::string last;
+    for (size_t i = 1; i < fields.size(); ++i) {
+        last = cleanWhiteSpace(fields[i]);
+        answer += "\r\n" + last;
+    }
+    if (last != "ERROR" && last != "CONNECT")
+        answer += std::string(last.empty() ? "" : "\r\n") + "\r\nOK";
+    le910sim::sRecordedEvent event;
+    event.ms = ms;
+    event.kind = le910sim::eRECORDED_WRITE;
+    event.bytes = command + "\r";
+    std::string lines = recordedLine(event);
+    event.kind = le910sim::eRECORDED_READ;
+    event.bytes = answer + "\r\n";
+    event.ms += 10;
+    return lines + recordedLine(event);
+}
+
+// The recording that docs/recordings.md says how to write: its example, with the commands of its
+// list instead of the one of the example.
+std::string recordingOfTheDocument() {
+    std::string example;
+    std::string exchanges;
+    uint64_t ms = 10;
+    bool isHere = false;
+    for (const std::string& line :
+         tokenstr(readFile(DOCS "/recordings.md"), '\n', eEmptyTokens::KEEP)) {
+        if (startsWith(line, "### ")) isHere = line == "### Writing one by hand";
+        if (!isHere || !startsWith(line, "    ")) continue;
+        const std::string text = line.substr(4);
+        const bool isExchange = text.find("\"at\":\"write\"") != std::string::npos ||
+                                text.find("\"at\":\"read\"") != std::string::npos;
+        if (startsWith(text, "AT"))
+            exchanges += exchangeOf(text, std::exchange(ms, ms + 20));
+        else if (!isExchange)
+            example += text + "\n";
+    }
+    const size_t stop = example.rfind("{\"ms\"");
+    return example.substr(0, stop) + exchanges + example.substr(stop);
 }
 
 class ReplayFlow : public cFlowFixture {
@@ -55,6 +104,14 @@ TEST_F(ReplayFlow, RecordingByHand_IsReplayedAndWhatItLacksIsRefused) {
     EXPECT_EQ(outcome.commands[1], "AT+CMEE=1");
     // The modem is of no use, so the daemon resets it again and again.
     EXPECT_EQ(outcome.statuses[0], 3);
+}
+
+TEST_F(ReplayFlow, RecordingThatTheDocumentDescribes_IsConnectedAtItsEnd) {
+    const sReplayedOutcome outcome = runReplayedDay(recordingOf(recordingOfTheDocument()));
+    EXPECT_TRUE(outcome.isOver);
+    EXPECT_EQ(outcome.unknown, std::vector<std::string>());
+    EXPECT_NE(outcome.published.find("_QMI_STATE=CONNECTED\n"), std::string::npos)
+        << outcome.published;
 }
 
 TEST_F(ReplayFlow, HangUpInARecording_LeavesTheDaemonWithoutAModemForTheSameTime) {

@@ -6,6 +6,7 @@
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "le910sim/json_reader.h"
+#include "platform/include/text_helpers.h"
 #include "statemachine/state_machine.h"
 #include "tests/matrix/faulty_modem.h"
 #include "tests/matrix/host_tools.h"
@@ -26,11 +27,26 @@ constexpr uint64_t RESTART_AFTER_MS = 5000;
 constexpr uint64_t RESTART_STEP_MS = 100;
 constexpr uint64_t AWAY_MS = 3000;  // after the host has reset the modem
 
-const char* const CONFIG =
-    "CM_ENABLE_INTERFACE=yes\n"
-    "CM_APN=internet\n"
-    "CM_GPS_ENABLE=no\n"
-    "CM_SYNC_TIME=no\n";
+const std::pair<const char*, const char*> CONFIG[] = {{"CM_ENABLE_INTERFACE", "yes"},
+                                                      {"CM_APN", "internet"},
+                                                      {"CM_GPS_ENABLE", "no"},
+                                                      {"CM_SYNC_TIME", "no"}};
+
+// The lines of a session's configuration, and those of CONFIG whose keys it does not have: of two
+// lines with the same key the daemon takes the first.
+std::string configOf(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\n";
+    for (const auto& [key, value] : CONFIG) {
+        const std::string start = std::string(key) + "=";
+        const bool isGiven = std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+            return startsWith(line, start);
+        });
+        if (!isGiven) text += start + value + "\n";
+    }
+    return text;
+}
 
 sSession sessionOf(const json& object, const std::string& where) {
     le910sim::cJsonReader reader(object, where);
@@ -38,10 +54,8 @@ sSession sessionOf(const json& object, const std::string& where) {
     session.name = reader.requiredText("name");
     session.about = reader.requiredText("about");
     reader.readInt("seconds", session.seconds, 1, static_cast<int64_t>(SECONDS_MAX));
-    std::vector<std::string> lines;
-    reader.read("config", lines);
-    for (const std::string& line : lines)
-        session.config += line + "\n";
+    reader.read("config", session.config);
+    reader.read("expect", session.expect);
     const json* const scenario = reader.value("scenario");
     session.scenario = scenario != nullptr ? *scenario : json::object();
     // As a real modem; also makes a session a lot shorter than one with a modem that needs no time.
@@ -89,14 +103,16 @@ class cSessionRun {
     explicit cSessionRun(const sSession& session)
         : m_session(session), m_modem(session.scenario, AT_PATH, GPS_PATH) {
         g_S_options = {AT_PATH, GPS_PATH, "wwan0", "1"};
-        writeFile("/etc/vuk/cellular1.conf", CONFIG + session.config);
+        writeFile("/etc/vuk/cellular1.conf", configOf(session.config));
         writeFile("/run/poststart", "");
         writeDueFiles();
         onPowerCycle([this] { m_modem.powerCycle(AWAY_MS); });
         m_modem.onTurn([this] {
             writeDueFiles();
             if (m_modem.nowMs() < m_session.seconds * MS_PER_S || m_isOver) return;
-            takeRun();
+            noteUnmetFault();
+            // Between two starts of the daemon there is nothing to take.
+            if (m_isRunning) takeRun();
             b_got_sigterm = m_isOver = true;
         });
     }
@@ -106,10 +122,12 @@ class cSessionRun {
 
     std::string run() {
         requestRecording(false);
-        while (runOnce())
-            startAgain();
+        while (runOnce() && startAgain()) {
+        }
         if (!m_modem.problems().empty())
             throw std::runtime_error(m_session.name + ": " + m_modem.problems()[0]);
+        if (!m_unmetFault.empty())
+            throw std::runtime_error(m_session.name + ": no command meets " + m_unmetFault);
         le910sim::sRecording recording = joinedRuns(m_runs, m_session.name);
         le910sim::sRecordedEvent stop;
         stop.ms = m_session.seconds * MS_PER_S;
@@ -119,10 +137,18 @@ class cSessionRun {
     }
 
   private:
+    // A fault that no command met shows nothing.
+    void noteUnmetFault() {
+        const json state = m_modem.order({{"op", "dump"}}).at("state");
+        for (const json& fault : state.at("faults"))
+            if (fault.at("hits") == 0) m_unmetFault = fault.dump();
+    }
     // True if the daemon ended by itself.
     bool runOnce() {
         m_startMs = m_modem.nowMs();
+        m_isRunning = true;
         runStateMachine();
+        m_isRunning = false;
         if (!m_isOver) takeRun();
         return !m_isOver;
     }
@@ -130,12 +156,13 @@ class cSessionRun {
         m_runs.push_back({m_startMs, takeRecording()});
         if (m_runs.back().text.empty()) throw std::runtime_error(m_session.name + ": no recording");
     }
-    // As a service manager does.
-    void startAgain() {
+    // As a service manager does, unless the session is over meanwhile.
+    bool startAgain() {
         for (uint64_t ms = 0; ms < RESTART_AFTER_MS; ms += RESTART_STEP_MS)
             m_modem.pass(RESTART_STEP_MS * 1000);
         resetDaemon();
         resetRecording();
+        return !m_isOver;
     }
     void writeDueFiles() {
         for (; m_next < m_session.files.size(); ++m_next) {
@@ -151,6 +178,8 @@ class cSessionRun {
     uint64_t m_startMs = 0;
     std::vector<sRecordedRun> m_runs;
     bool m_isOver = false;
+    bool m_isRunning = false;
+    std::string m_unmetFault;
 };
 
 }  // namespace

@@ -18,7 +18,8 @@ struct sSession {
     std::string name;
     std::string about;
     uint64_t seconds = 0;
-    std::string config;  // beside what every session has
+    std::vector<std::string> config;  // lines, beside the usual ones
+    std::vector<std::string> expect;  // KEY=value that the daemon must publish at its end
     std::vector<sSessionFile> files;
     nlohmann::json scenario;
 };

@@ -447,7 +447,9 @@ TEST(Le910simProgram, FileInPlaceOfTheLink_IsNotTouched) {
 class Le910simReplay : public ::testing::Test {
   protected:
     std::string at() const { return m_folder / "at"; }
-    cProgram replay(const std::vector<std::string>& extra = {}) const {
+    // tail: what follows the last line.
+    cProgram replay(const std::vector<std::string>& extra = {},
+                    const std::string& tail = "") const {
         writeFile(m_folder / "made.recording",
                   R"({"recording":1,"program":"by hand","slot":1,"began":"2026-11-22T09:00:00Z"})"
                   "\n"
@@ -468,8 +470,8 @@ class Le910simReplay : public ::testing::Test {
                   R"({"ms":3000,"at":"write","data":"ATI\r"})"
                   "\n"
                   R"({"ms":3020,"at":"read","data":"ATI\r\r\n332\r\n\r\nOK\r\n"})"
-                  "\n"
-                  R"({"ms":30)");
+                  "\n" +
+                      tail);
         std::vector<std::string> words = {"--replay",   m_folder / "made.recording",
                                           "--at-link",  at(),
                                           "--gps-link", m_folder / "gps"};
@@ -516,6 +518,24 @@ TEST_F(Le910simReplay, Strict_EndsWithTheDifferenceAndStatusOne) {
     close(fd);
 }
 
+TEST_F(Le910simReplay, LastLineWithoutItsEnd_IsSaidAndTheRestIsReplayed) {
+    cProgram program = replay({}, R"({"ms":3030)");
+    EXPECT_EQ(program.said("ready\n"),
+              "le910sim: " + (m_folder / "made.recording") +
+                  ": the last line is not complete, so it is left out\nready\n");
+    const int fd = program.open(at());
+    EXPECT_EQ(ask(fd, "AT+CSQ", "OK\r\n"), "AT+CSQ\r\r\n+CSQ: 9,99\r\n\r\nOK\r\n");
+    close(fd);
+}
+
+TEST_F(Le910simReplay, EndedBeforeTheEndOfTheRecording_SaysHowFarItCame) {
+    cProgram program = replay();
+    program.said("ready\n");
+    program.stop(SIGTERM);
+    EXPECT_EQ(program.said("\n"), "le910sim: ended before this was replayed: " +
+                                      (m_folder / "made.recording") + ":3: <- AT+CSQ\n");
+}
+
 TEST_F(Le910simReplay, WrongRecordingOrOption_IsNamed) {
     writeFile(m_folder / "empty", "");
     const struct {
@@ -526,6 +546,9 @@ TEST_F(Le910simReplay, WrongRecordingOrOption_IsNamed) {
         {{"--replay", m_folder / "empty", "--at-link", at(), "--gps-link", m_folder / "gps"},
          "le910sim: " + (m_folder / "empty") +
              ":1: found the end of the file, expected a first line with \"recording\": 1\n",
+         1},
+        {{"--replay", m_folder / "", "--at-link", at(), "--gps-link", m_folder / "gps"},
+         "le910sim: " + (m_folder / "") + " is a folder, expected a recording\n",
          1},
         {{"--strict"}, "le910sim: --strict requires --replay (see le910sim --help)\n", 2},
         {{"--replay", "x", "--scenario", "y"},

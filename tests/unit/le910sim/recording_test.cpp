@@ -135,6 +135,11 @@ TEST(Recording, WhatIsWrong_IsSaidWithFileAndLine) {
         {R"({"recording":2})"
          "\n",
          "file:1: found \"recording\": 2, expected version 1, the only one that is known"},
+        {HEADER + R"({"recording":1,"slot":2})" + "\n",
+         "file:2: found \"slot\": 2, expected slot 1 as before: a recording is of one modem"},
+        {HEADER + R"({"ms":1,"mark":)" + std::string(400000, '[') + std::string(400000, ']') +
+             "}\n",
+         "file:2: found values that are nested more than 8 times, expected fewer"},
         {HEADER + "hello\n" + HEADER, "file:2: found \"hello\", expected a JSON object"},
         {HEADER + "\n" + HEADER, "file:2: found an empty line, expected a JSON object"},
         {HEADER + R"({"at":"open"})" + "\n",
