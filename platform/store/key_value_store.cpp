@@ -80,6 +80,7 @@ class cTransaction {
         return result == MDB_NOTFOUND ? 0 : result;
     }
 
+    size_t number() const { return mdb_txn_id(m_handle); }
     int commit() { return mdb_txn_commit(std::exchange(m_handle, nullptr)); }
 
   private:
@@ -106,15 +107,18 @@ int read(tWork work) {
 
 int writeOnce(const tEntries& entries) {
     cStoreEnvironment& environment = store().environment;
-    const int result = environment.openToWrite();
-    if (result != 0) return result;
+    const int openResult = environment.openToWrite();
+    if (openResult != 0) return openResult;
     cTransaction transaction(environment.handle(), 0);
     if (transaction.result() != 0) return transaction.result();
     for (const auto& [key, value] : entries) {
         const int putResult = transaction.put(key, value);
         if (putResult != 0) return putResult;
     }
-    return transaction.commit();
+    const size_t number = transaction.number();
+    const int result = transaction.commit();
+    if (result == 0 && store().isBatch) environment.noteBatch(number);
+    return result;
 }
 
 // A store is often full only because a reader holds old pages. A killed reader is removed; for one
@@ -217,9 +221,14 @@ void skvs_batch_begin() {
 }
 
 int skvs_batch_end() {
-    store().isBatch = false;
     const tEntries entries = std::exchange(store().pending, {});
-    return entries.empty() ? 0 : save(entries);
+    const int result = entries.empty() ? 0 : save(entries);
+    store().isBatch = false;
+    return result;
+}
+
+bool skvs_untouched() {
+    return store().environment.isUntouched();
 }
 
 bool skvs_list(const std::string& prefix, std::vector<std::pair<std::string, std::string>>& out) {

@@ -163,7 +163,7 @@ void cStoreEnvironment::close() {
 int cStoreEnvironment::lookAt(const std::string& path, sMappedFile& file) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) return errno;
-    file = {status.st_dev, status.st_ino, status.st_size};
+    file = {status.st_dev, status.st_ino, status.st_size, status.st_ctim};
     return 0;
 }
 
@@ -171,7 +171,7 @@ bool cStoreEnvironment::isUnharmed(const std::string& path, sMappedFile& known) 
     sMappedFile now;
     if (lookAt(path, now) != 0) return false;
     if (!now.isSameFile(known) || now.size < known.size) return false;
-    known.size = now.size;
+    known = now;
     return true;
 }
 
@@ -291,4 +291,25 @@ bool cStoreEnvironment::noteDamage(int result) {
 bool cStoreEnvironment::clearStaleReaders() {
     int dead = 0;
     return mdb_reader_check(m_handle, &dead) == 0 && dead > 0;
+}
+
+size_t cStoreEnvironment::lastTransaction() const {
+    MDB_envinfo info{};
+    mdb_env_info(m_handle, &info);
+    return info.me_last_txnid;
+}
+
+bool cStoreEnvironment::isUntouched() {
+    if (openToRead() != 0) return false;
+    const sContent content = {m_data, lastTransaction()};
+    const bool isUntouched = content.isSame(m_content);
+    m_content = content;
+    return isUntouched;
+}
+
+// If something else was committed meanwhile, the content stays as it was looked at before, and the
+// next look shows a difference.
+void cStoreEnvironment::noteBatch(size_t transaction) {
+    if (transaction != m_content.transaction + 1 || lastTransaction() != transaction) return;
+    if (lookAt(dataPath(), m_content.file) == 0) m_content.transaction = transaction;
 }
