@@ -152,7 +152,7 @@ void store(sPublishedStatus& status) {
     skvs_batch_begin();
     for (size_t place = 0; place < list.size(); ++place) {
         const auto& [suffix, value] = list[place];
-        if (isComment(suffix) || (hasTheOthers && !status.lines.isChanged(place))) continue;
+        if ((hasTheOthers && !status.lines.isChanged(place)) || isComment(suffix)) continue;
         key.assign(prefix).append(suffix);
         if (skvs_set(key.c_str(), value.c_str()) != 0) failing.insert(key);
     }

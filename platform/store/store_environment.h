@@ -20,7 +20,7 @@ inline std::string toText(const MDB_val& value) {
 // process has read all of it; the first writer moves a damaged store away.
 class cStoreEnvironment {
   public:
-    cStoreEnvironment() = default;
+    cStoreEnvironment() { setFolder("/run/cellslot/skvs"); }
     ~cStoreEnvironment() { close(); }
     cStoreEnvironment(const cStoreEnvironment&) = delete;
     cStoreEnvironment& operator=(const cStoreEnvironment&) = delete;
@@ -77,8 +77,6 @@ class cStoreEnvironment {
     static int lookAt(const std::string& path, sMappedFile& file);
     static bool isUnharmed(const std::string& path, sMappedFile& known);
 
-    std::string dataPath() const { return m_folder + "/data.mdb"; }
-    std::string lockPath() const { return m_folder + "/lock.mdb"; }
     bool isUsable(bool forWriting);
     int openUnlocked();
     int lockOpening() const;
@@ -90,7 +88,9 @@ class cStoreEnvironment {
 
     size_t lastTransaction() const;
 
-    std::string m_folder = "/run/cellslot/skvs";
+    std::string m_folder;
+    std::string m_dataPath;
+    std::string m_lockPath;
     MDB_env* m_handle = nullptr;
     bool m_isWritable = false;
     bool m_isSuspect = false;  // damage was found in use

@@ -19,6 +19,7 @@
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/heap_peak.h"
 #include "tests/support/recorded_text.h"
 
 // Complete status files of modems in different states, as other programs read them.
@@ -415,6 +416,19 @@ TEST_F(TouchedStatus, KeysThatComeAndGo_AreInEveryFileAtTheirPlace) {
     EXPECT_EQ(withoutTime(SLOT_FILE_1), without);
     m_text = without;
     expectAllPublished();
+}
+
+TEST_F(TouchedStatus, OnlyTheTimeHasChanged_AllocatesNothing) {
+    device.modem.context_list[0].s_cid = "1";
+    device.modem.context_list[0].s_apn = "an.access.point.with.a.long.name";
+    device.e_last_connect_error = eERROR_DEVICE_NETWORK_ATTACH_FAILURE;
+    for (int second = 0; second < 3; ++second) {
+        write();
+        passSeconds(1);
+        sleep(1);
+    }
+    EXPECT_EQ(heapPeakOf([this] { write(); }), 0u);
+    EXPECT_EQ(stored("CELLMODEM1_SIM_CONT_APN0"), "1:an.access.point.with.a.long.name");
 }
 
 class HostileStatus : public StatusFile, public ::testing::WithParamInterface<std::string> {};
