@@ -124,9 +124,10 @@ void setupVariableMaps();
 // The text of a code, empty for a code without one. Unlike operator[] it adds no row: numbers that
 // the modem sends must not grow a table or become known errors.
 template <typename tKey>
-std::string mapText(const std::map<tKey, std::string>& table, tKey key) {
+const std::string& mapText(const std::map<tKey, std::string>& table, tKey key) {
+    static const std::string NO_TEXT;
     const auto row = table.find(key);
-    return row == table.end() ? std::string() : row->second;
+    return row == table.end() ? NO_TEXT : row->second;
 }
 
 #endif

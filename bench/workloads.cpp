@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -44,6 +45,7 @@ constexpr size_t OPERATORS_KEPT = 8192;  // the parser stores no more
 constexpr int PARTS_OF_A_MESSAGE = 3;
 constexpr int CHECKS_MAX = 5;
 constexpr int STORE_KEYS = 100;
+constexpr time_t STATUS_PERIOD_S = 2;
 const char* const FOLDER_OF_STUBS = "/tmp/bench-tools";
 
 struct sGateway {
@@ -69,6 +71,13 @@ void require(bool condition, const char* what) {
 void letModemWork(unsigned microseconds) {
     unmeasured([microseconds] { gateway().port->pass(microseconds); });
 }
+
+// The wall clock as the daemon reads it.
+struct sWallClock {
+    time_t aheadS = 0;
+};
+
+sWallClock g_wallClock;
 
 // The host programs that the daemon runs: present, but they do nothing.
 void makeStubs() {
@@ -189,6 +198,15 @@ void writeBatch(const std::string& prefix, const std::string& changing) {
 
 }  // namespace
 
+// --wrap=time
+extern "C" time_t __wrap_time(time_t* result) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const time_t seconds = now.tv_sec + g_wallClock.aheadS;
+    if (result != nullptr) *result = seconds;
+    return seconds;
+}
+
 void connectGateway() {
     const char* inside = getenv("CELLSLOT_PRIVATE_NAMESPACE");
     if (inside == nullptr || std::string(inside) != "1")
@@ -234,7 +252,8 @@ sWorkload poll() {
 }
 
 sWorkload statusFiles() {
-    return {[] {}, [] { doWriteOutStatusFiles(gateway().device, gateway().config); }};
+    return {[] { g_wallClock.aheadS += STATUS_PERIOD_S; },
+            [] { doWriteOutStatusFiles(gateway().device, gateway().config); }};
 }
 
 sWorkload readOperatorList(size_t lines) {

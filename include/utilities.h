@@ -28,6 +28,6 @@ bool isInterfaceName(const std::string& name);
 bool isControlCharacter(char c);
 
 // Replaces each control character by a blank, so that a text from outside cannot forge a line.
-std::string blankControlCharacters(const std::string& text);
+std::string blankControlCharacters(std::string text);
 
 #endif

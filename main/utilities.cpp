@@ -105,8 +105,7 @@ bool isControlCharacter(char c) {
     return byte < 0x20 || byte == 0x7f;
 }
 
-std::string blankControlCharacters(const std::string& text) {
-    std::string clean = text;
-    std::replace_if(clean.begin(), clean.end(), isControlCharacter, ' ');
-    return clean;
+std::string blankControlCharacters(std::string text) {
+    std::replace_if(text.begin(), text.end(), isControlCharacter, ' ');
+    return text;
 }

@@ -1,8 +1,10 @@
 #include "statemachine/status_files.h"
 
 #include <ctime>
+#include <memory>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "include/debug.h"
 #include "include/options.h"
@@ -24,6 +26,91 @@ namespace {
 
 bool isComment(const std::string& suffix) {
     return suffix.find('#') != std::string::npos;
+}
+
+// A file with the lines of the status. Its text is kept, and only changed lines are made again.
+class cStatusFile {
+  public:
+    cStatusFile(const std::string& path, std::string prefix)
+        : m_file(path), m_prefix(std::move(prefix)) {}
+
+    void write(const cStatusLines& lines);
+
+  private:
+    void makeText(const tStatusList& list);
+    void replaceLine(size_t place, const tStatusList::value_type& line);
+    const std::string& textOf(const tStatusList::value_type& line);
+
+    cFileVector m_file;
+    std::string m_prefix;
+    std::string m_text;
+    std::vector<size_t> m_ends;  // of the lines in the text
+    std::string m_line;          // a member only to keep its memory
+};
+
+void cStatusFile::write(const cStatusLines& lines) {
+    const tStatusList& list = lines.list();
+    if (lines.hasOtherKeys()) makeText(list);
+    for (size_t place = 0; place < list.size() && !lines.hasOtherKeys(); ++place)
+        if (lines.isChanged(place)) replaceLine(place, list[place]);
+    m_file.clear();
+    m_file.AppendLine(m_text, false);
+    m_file.Write();
+}
+
+void cStatusFile::makeText(const tStatusList& list) {
+    m_text.clear();
+    m_ends.clear();
+    for (const auto& line : list) {
+        m_text += textOf(line);
+        m_ends.push_back(m_text.size());
+    }
+}
+
+void cStatusFile::replaceLine(size_t place, const tStatusList::value_type& line) {
+    const size_t begin = place == 0 ? 0 : m_ends[place - 1];
+    const size_t oldSize = m_ends[place] - begin;
+    const std::string& text = textOf(line);
+    m_text.replace(begin, oldSize, text);
+    if (text.size() == oldSize) return;
+    for (size_t i = place; i < m_ends.size(); ++i)
+        m_ends[i] = m_ends[i] - oldSize + text.size();
+}
+
+const std::string& cStatusFile::textOf(const tStatusList::value_type& line) {
+    const auto& [suffix, value] = line;
+    if (isComment(suffix)) return m_line.assign(suffix).append("\n");
+    return m_line.assign(m_prefix).append(suffix).append("=").append(value).append("\n");
+}
+
+// What the daemon publishes for a slot.
+struct sPublishedStatus {
+    explicit sPublishedStatus(const std::string& port)
+        : slot(port),
+          slotFile(statusFilePath(port), statusKeyStart(port)),
+          plainFile(g_s_cardstats_path, PLAIN_STATUS_KEY_START) {}
+
+    std::string slot;
+    cStatusLines lines;
+    cStatusFile slotFile;
+    cStatusFile plainFile;
+    cFileVector serialNumberFile{g_s_serialno_path};
+    cFileVector ownNumberFile{g_s_mdn_path};
+    std::string key;        // a member only to keep its memory
+    bool isStored = false;  // the last write stored every key
+};
+
+struct sStatusFilesState {
+    std::unique_ptr<sPublishedStatus> published;
+};
+
+sStatusFilesState g_statusFilesState;
+
+sPublishedStatus& publishedStatus(const std::string& slot) {
+    std::unique_ptr<sPublishedStatus>& published = g_statusFilesState.published;
+    if (published == nullptr || published->slot != slot)
+        published = std::make_unique<sPublishedStatus>(slot);
+    return *published;
 }
 
 bool isStored(const std::string& key, const std::string& value) {
@@ -54,34 +141,28 @@ void reportFailing(const std::set<std::string>& failing) {
               key.c_str());
 }
 
-void storeList(const tStatusList& list, const std::string& prefix) {
+// Stores the changed keys, or all of them if others may have changed the store, or if some could
+// not be stored.
+void store(sPublishedStatus& status) {
+    const tStatusList& list = status.lines.list();
+    const std::string prefix = statusKeyStart(status.slot);
+    const bool hasTheOthers = skvs_untouched() && status.isStored;
     std::set<std::string> failing;
-    std::string key;
+    std::string& key = status.key;
     skvs_batch_begin();
-    for (const auto& [suffix, value] : list) {
-        if (isComment(suffix)) continue;
+    for (size_t place = 0; place < list.size(); ++place) {
+        const auto& [suffix, value] = list[place];
+        if ((hasTheOthers && !status.lines.isChanged(place)) || isComment(suffix)) continue;
         key.assign(prefix).append(suffix);
         if (skvs_set(key.c_str(), value.c_str()) != 0) failing.insert(key);
     }
     if (skvs_batch_end() != 0) failing = missingKeys(list, prefix);
+    status.isStored = failing.empty();
     reportFailing(failing);
 }
 
-void writeList(const tStatusList& list, const std::string& path, const std::string& prefix) {
-    cFileVector file(path);
-    std::string line;
-    for (const auto& [suffix, value] : list) {
-        if (!isComment(suffix))
-            line.assign(prefix).append(suffix).append("=").append(value);
-        else
-            line = suffix;
-        file.AppendLine(line);
-    }
-    file.Write();
-}
-
-void writeLine(const std::string& path, const std::string& line) {
-    cFileVector file(path);
+void writeLine(cFileVector& file, const std::string& line) {
+    file.clear();
     file.AppendLine(line);
     file.Write();
 }
@@ -97,20 +178,16 @@ void writeOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& confi
 
 void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& config) {
     traceEntry(eLOG_STATUS, __func__);
-    const std::string& slot = g_S_options.s_port;
-    tStatusList list =
-        buildStatusList(device, config, time(nullptr), g_Cp_connectedTimer->GetElapsedTime());
-    // A text of the modem must not forge a line.
-    for (auto& [suffix, value] : list)
-        value = blankControlCharacters(value);
-    markPublished(list);
+    sPublishedStatus& status = publishedStatus(g_S_options.s_port);
+    updateStatusLines(status.lines, device, config, time(nullptr),
+                      g_Cp_connectedTimer->GetElapsedTime());
+    markPublished(status.lines.list());
 
-    const std::string slotPrefix = statusKeyStart(slot);
-    storeList(list, slotPrefix);
-    writeList(list, statusFilePath(slot), slotPrefix);
-    if (hasPlainStatusFile(slot)) writeList(list, g_s_cardstats_path, PLAIN_STATUS_KEY_START);
-    writeLine(g_s_serialno_path, device.modem.s_serial_number);
-    writeLine(g_s_mdn_path, device.modem.s_own_number);
+    store(status);
+    status.slotFile.write(status.lines);
+    if (hasPlainStatusFile(status.slot)) status.plainFile.write(status.lines);
+    writeLine(status.serialNumberFile, device.modem.s_serial_number);
+    writeLine(status.ownNumberFile, device.modem.s_own_number);
 }
 
 void updateStatusFile(const std::string& path, const std::string& line, bool& append) {
@@ -120,4 +197,8 @@ void updateStatusFile(const std::string& path, const std::string& line, bool& ap
         file.WriteAppend();
     else
         file.Write();
+}
+
+void resetStatusFilesState() {
+    g_statusFilesState = {};
 }

@@ -22,4 +22,7 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
 // Writes one line to a file: with append after the present content, otherwise instead of it.
 void updateStatusFile(const std::string& path, const std::string& line, bool& append);
 
+// For tests: as if nothing had been published.
+void resetStatusFilesState();
+
 #endif

@@ -10,5 +10,10 @@ __attribute__((weak)) int skvs_batch_end() {
     return 0;
 }
 
+// Nothing is known of what others store, so every value is set again.
+__attribute__((weak)) bool skvs_untouched() {
+    return false;
+}
+
 // A platform that reports its errors itself passes none to the sink.
 __attribute__((weak)) void setErrorSink(tErrorSink) {}

@@ -72,22 +72,6 @@ bool appendWhole(cFileDescriptor& file, const std::string& content) {
     return false;
 }
 
-// Writes a temporary file in folder and renames it to target. Returns the action that failed, with
-// errno set, or nullptr.
-const char* replaceFile(const std::string& folder, const std::string& target,
-                        const std::string& content, mode_t newFileMode) {
-    std::string temporary = folder + "/" + cFileVector::TEMPORARY_NAME_PREFIX + "XXXXXX";
-    cFileDescriptor file(createTemporaryFile(temporary));
-    if (!file.isOpen()) return "make a temporary file for";
-    if (fillTemporaryFile(file, content, target, newFileMode) &&
-        rename(temporary.c_str(), target.c_str()) == 0)
-        return nullptr;
-    const int error = errno;
-    unlink(temporary.c_str());
-    errno = error;
-    return "write file";
-}
-
 }  // namespace
 
 cFileVector::cFileVector(const std::string& path, mode_t newFileMode)
@@ -106,11 +90,25 @@ void cFileVector::SetTemporaryDirectory(const std::string& directory) {
     m_temporaryDirectory = directory;
 }
 
+// Writes a temporary file in folder and renames it to the target. Returns the action that failed,
+// with errno set, or nullptr.
+const char* cFileVector::replaceFrom(const std::string& folder) {
+    m_temporaryPath.assign(folder).append("/").append(TEMPORARY_NAME_PREFIX).append("XXXXXX");
+    cFileDescriptor file(createTemporaryFile(m_temporaryPath));
+    if (!file.isOpen()) return "make a temporary file for";
+    if (fillTemporaryFile(file, m_content, m_path, m_newFileMode) &&
+        rename(m_temporaryPath.c_str(), m_path.c_str()) == 0)
+        return nullptr;
+    const int error = errno;
+    unlink(m_temporaryPath.c_str());
+    errno = error;
+    return "write file";
+}
+
 bool cFileVector::Write() {
-    const char* failed = replaceFile(m_temporaryDirectory, m_path, m_content, m_newFileMode);
+    const char* failed = replaceFrom(m_temporaryDirectory);
     // The target's folder is on another file system.
-    if (failed != nullptr && errno == EXDEV)
-        failed = replaceFile(folderOf(m_path), m_path, m_content, m_newFileMode);
+    if (failed != nullptr && errno == EXDEV) failed = replaceFrom(folderOf(m_path));
     if (failed == nullptr) return true;
     logSystemError(failed, m_path, errno);
     return false;

@@ -34,10 +34,13 @@ class cFileVector {
     bool WriteAppend();
 
   private:
+    const char* replaceFrom(const std::string& folder);
+
     std::string m_path;
     std::string m_temporaryDirectory;
     mode_t m_newFileMode;
     std::string m_content;
+    std::string m_temporaryPath;  // a member only to keep its memory
 };
 
 #endif

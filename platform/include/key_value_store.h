@@ -25,6 +25,11 @@ int skvs_set(const char* key, const char* value);
 void skvs_batch_begin();
 int skvs_batch_end();
 
+// Whether nothing but the batches of this process has been written to the store since the last
+// call: then all that these stored is still there. False if that is not known, as in a platform
+// without this function.
+bool skvs_untouched();
+
 // Every key that starts with prefix, with its value, in the order of the keys. Returns false if the
 // store cannot be read (errno holds the cause if the system gave one); a store that was never
 // written is empty.

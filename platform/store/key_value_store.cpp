@@ -7,7 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <optional>
-#include <unordered_map>
+#include <utility>
+#include <vector>
 
 #include "platform/store/store_environment.h"
 
@@ -18,13 +19,49 @@ constexpr size_t MAX_VALUE_BYTES = 4096;
 constexpr int FULL_ATTEMPTS = 10;
 constexpr useconds_t FULL_WAIT_US = 2000;
 
-using tEntries = std::unordered_map<std::string, std::string>;
+using tEntry = std::pair<std::string, std::string>;
+
+// Keys and values to be set, in this order. Cleared, it keeps the memory of its texts.
+class cEntries {
+  public:
+    void add(const char* key, const char* value) {
+        if (m_count == m_entries.size()) m_entries.emplace_back();
+        tEntry& entry = m_entries[m_count++];
+        entry.first = key;
+        entry.second = value;
+    }
+    void clear() { m_count = 0; }
+
+    // A key that is set twice gets its last value, also if that is the stored one.
+    template <typename tTest>
+    void dropStored(tTest isStored) {
+        size_t kept = 0;
+        for (size_t i = 0; i < m_count; ++i) {
+            if (isStored(m_entries[i]) && !isAmong(kept, m_entries[i].first)) continue;
+            std::swap(m_entries[kept++], m_entries[i]);
+        }
+        m_count = kept;
+    }
+
+    size_t size() const { return m_count; }
+    const tEntry* begin() const { return m_entries.data(); }
+    const tEntry* end() const { return begin() + m_count; }
+
+  private:
+    bool isAmong(size_t count, const std::string& key) const {
+        return std::any_of(begin(), begin() + count,
+                           [&key](const tEntry& entry) { return entry.first == key; });
+    }
+
+    std::vector<tEntry> m_entries;
+    size_t m_count = 0;
+};
 
 // State between calls.
 struct sStore {
     cStoreEnvironment environment;
     bool isBatch = false;
-    tEntries pending;      // the sets of the batch
+    cEntries pending;      // the sets of the batch
     int loggedResult = 0;  // of the last write, so that a full store is logged once
 };
 
@@ -55,9 +92,17 @@ class cTransaction {
         return result;
     }
 
-    int put(const std::string& key, const std::string& text) {
-        MDB_val keyValue = toValue(key);
-        MDB_val value = toValue(text);
+    bool holds(const tEntry& entry) const {
+        MDB_val key = toValue(entry.first);
+        MDB_val value{};
+        return mdb_get(m_handle, m_database, &key, &value) == 0 &&
+               value.mv_size == entry.second.size() &&
+               memcmp(value.mv_data, entry.second.data(), value.mv_size) == 0;
+    }
+
+    int put(const tEntry& entry) {
+        MDB_val keyValue = toValue(entry.first);
+        MDB_val value = toValue(entry.second);
         return mdb_put(m_handle, m_database, &keyValue, &value, 0);
     }
 
@@ -80,6 +125,7 @@ class cTransaction {
         return result == MDB_NOTFOUND ? 0 : result;
     }
 
+    size_t number() const { return mdb_txn_id(m_handle); }
     int commit() { return mdb_txn_commit(std::exchange(m_handle, nullptr)); }
 
   private:
@@ -104,68 +150,65 @@ int read(tWork work) {
     return result;
 }
 
-int writeOnce(const tEntries& entries) {
+int writeOnce(const tEntry* begin, const tEntry* end) {
     cStoreEnvironment& environment = store().environment;
-    const int result = environment.openToWrite();
-    if (result != 0) return result;
+    const int openResult = environment.openToWrite();
+    if (openResult != 0) return openResult;
     cTransaction transaction(environment.handle(), 0);
     if (transaction.result() != 0) return transaction.result();
-    for (const auto& [key, value] : entries) {
-        const int putResult = transaction.put(key, value);
+    for (const tEntry* entry = begin; entry != end; ++entry) {
+        const int putResult = transaction.put(*entry);
         if (putResult != 0) return putResult;
     }
-    return transaction.commit();
+    const size_t number = transaction.number();
+    const int result = transaction.commit();
+    if (result == 0 && store().isBatch) environment.noteBatch(number);
+    return result;
 }
 
 // A store is often full only because a reader holds old pages. A killed reader is removed; for one
 // that lost the processor for a moment, the writer waits. If the store is known to be full, the
 // writer does not wait again.
-int writeToFull(const tEntries& entries) {
+int writeToFull(const cEntries& entries) {
     const int attempts = store().loggedResult == MDB_MAP_FULL ? 1 : FULL_ATTEMPTS;
     int result = MDB_MAP_FULL;
     for (int i = 0; i < attempts && result == MDB_MAP_FULL; i++) {
         if (!store().environment.clearStaleReaders() && i > 0) usleep(FULL_WAIT_US);
-        result = writeOnce(entries);
+        result = writeOnce(entries.begin(), entries.end());
     }
     return result;
 }
 
 // One transaction per entry, so that an entry that does not fit does not affect the others.
-int writeSingly(const tEntries& entries) {
+int writeSingly(const cEntries& entries) {
     int result = 0;
-    for (const auto& entry : entries) {
-        const int single = writeOnce({entry});
+    for (const tEntry& entry : entries) {
+        const int single = writeOnce(&entry, &entry + 1);
         if (single != 0) result = single;
     }
     return result;
 }
 
-int write(const tEntries& entries) {
-    int result = writeOnce(entries);
+int write(const cEntries& entries) {
+    int result = writeOnce(entries.begin(), entries.end());
     if (result == MDB_MAP_FULL) result = writeToFull(entries);
     if (result == MDB_MAP_FULL && entries.size() > 1) result = writeSingly(entries);
-    if (store().environment.noteDamage(result)) result = writeOnce(entries);
+    if (store().environment.noteDamage(result)) result = writeOnce(entries.begin(), entries.end());
     return result;
 }
 
-// The entries that are not yet stored with this value.
-tEntries changedOf(const tEntries& entries) {
-    tEntries changed;
-    const int result = read([&](const cTransaction& transaction) {
-        std::string stored;
-        for (const auto& entry : entries) {
-            const bool isStored = transaction.get(entry.first, stored) == 0;
-            if (!isStored || stored != entry.second) changed.insert(entry);
-        }
+// Drops the entries that are stored already. If the store cannot be read, none.
+void dropStored(cEntries& entries) {
+    read([&entries](const cTransaction& transaction) {
+        entries.dropStored([&](const tEntry& entry) { return transaction.holds(entry); });
         return 0;
     });
-    return result == 0 ? changed : entries;
 }
 
-int save(const tEntries& entries) {
-    const tEntries changed = changedOf(entries);
-    if (changed.empty()) return 0;  // this does not mean that the store can be written
-    const int result = write(changed);
+int save(cEntries& entries) {
+    dropStored(entries);
+    if (entries.size() == 0) return 0;  // this does not mean that the store can be written
+    const int result = write(entries);
     if (result != 0 && result != store().loggedResult) {
         syslog(LOG_NOTICE, "Error: Cannot write key-value store %s, errno %d (%s)",
                store().environment.folder().c_str(), result, mdb_strerror(result));
@@ -207,9 +250,13 @@ int skvs_get(const char* key, char* buffer, size_t size) {
 int skvs_set(const char* key, const char* value) {
     if (!isValidKey(key) || value == nullptr) return EINVAL;
     if (strnlen(value, MAX_VALUE_BYTES + 1) > MAX_VALUE_BYTES) return EINVAL;
-    if (!store().isBatch) return save({{key, value}});
-    store().pending[key] = value;
-    return 0;
+    if (store().isBatch) {
+        store().pending.add(key, value);
+        return 0;
+    }
+    cEntries single;
+    single.add(key, value);
+    return save(single);
 }
 
 void skvs_batch_begin() {
@@ -217,9 +264,15 @@ void skvs_batch_begin() {
 }
 
 int skvs_batch_end() {
+    cEntries& entries = store().pending;
+    const int result = entries.size() == 0 ? 0 : save(entries);
+    entries.clear();
     store().isBatch = false;
-    const tEntries entries = std::exchange(store().pending, {});
-    return entries.empty() ? 0 : save(entries);
+    return result;
+}
+
+bool skvs_untouched() {
+    return store().environment.isUntouched();
 }
 
 bool skvs_list(const std::string& prefix, std::vector<std::pair<std::string, std::string>>& out) {

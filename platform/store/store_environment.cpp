@@ -153,6 +153,8 @@ void cStoreEnvironment::setFolder(const std::string& folder) {
     close();
     m_isSuspect = false;
     m_folder = folder;
+    m_dataPath = folder + "/data.mdb";
+    m_lockPath = folder + "/lock.mdb";
 }
 
 void cStoreEnvironment::close() {
@@ -163,7 +165,7 @@ void cStoreEnvironment::close() {
 int cStoreEnvironment::lookAt(const std::string& path, sMappedFile& file) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) return errno;
-    file = {status.st_dev, status.st_ino, status.st_size};
+    file = {status.st_dev, status.st_ino, status.st_size, status.st_ctim};
     return 0;
 }
 
@@ -171,13 +173,13 @@ bool cStoreEnvironment::isUnharmed(const std::string& path, sMappedFile& known) 
     sMappedFile now;
     if (lookAt(path, now) != 0) return false;
     if (!now.isSameFile(known) || now.size < known.size) return false;
-    known.size = now.size;
+    known = now;
     return true;
 }
 
 bool cStoreEnvironment::isUsable(bool forWriting) {
     if (m_handle == nullptr || (forWriting && !m_isWritable)) return false;
-    return isUnharmed(dataPath(), m_data) && isUnharmed(lockPath(), m_lock);
+    return isUnharmed(m_dataPath, m_data) && isUnharmed(m_lockPath, m_lock);
 }
 
 int cStoreEnvironment::openToRead() {
@@ -196,10 +198,10 @@ int cStoreEnvironment::openToRead() {
 int cStoreEnvironment::openUnlocked() {
     sMappedFile data;
     sMappedFile lock;
-    int result = lookAt(dataPath(), data);
+    int result = lookAt(m_dataPath, data);
     if (result != 0) return result;
     if (data.size == 0) return ENOENT;
-    const bool hadLockFile = lookAt(lockPath(), lock) == 0;
+    const bool hadLockFile = lookAt(m_lockPath, lock) == 0;
     result = openChecked(false);
     if (result != 0) return result;
     if (m_data.isSameFile(data) && (!hadLockFile || m_lock.isSameFile(lock))) return 0;
@@ -248,34 +250,34 @@ int cStoreEnvironment::clearPlace(const std::string& path) {
 // by LMDB too.
 int cStoreEnvironment::reserveLockFile() const {
     constexpr int FLAGS = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const cFileDescriptor file(open(lockPath().c_str(), FLAGS, FILE_MODE));
+    const cFileDescriptor file(open(m_lockPath.c_str(), FLAGS, FILE_MODE));
     if (!file.isOpen()) return errno == ENOSPC ? ENOSPC : 0;
     return posix_fallocate(file.get(), 0, LOCK_FILE_BYTES) == ENOSPC ? ENOSPC : 0;
 }
 
 // Opens the environment once the files have been examined; a new one needs no examination.
 int cStoreEnvironment::openChecked(bool forWriting) {
-    for (const std::string& path : {dataPath(), lockPath()})
+    for (const std::string& path : {m_dataPath, m_lockPath})
         if (const int error = clearPlace(path)) return error;
     if (const int error = reserveLockFile()) return error;
     sMappedFile data;
-    const bool isNew = lookAt(dataPath(), data) != 0 || data.size == 0;
+    const bool isNew = lookAt(m_dataPath, data) != 0 || data.size == 0;
     if (!isNew && !isSound(m_folder)) return MDB_CORRUPTED;
     int result = openEnvironment(m_folder, forWriting ? WRITE_FLAGS : MDB_RDONLY, m_handle);
     if (result != 0) return result;
     m_isWritable = forWriting;
-    result = lookAt(dataPath(), m_data);
-    if (result == 0) result = lookAt(lockPath(), m_lock);
+    result = lookAt(m_dataPath, m_data);
+    if (result == 0) result = lookAt(m_lockPath, m_lock);
     if (result != 0) close();
     return result;
 }
 
 int cStoreEnvironment::putAside() {
-    const std::string aside = dataPath() + ".broken";
-    const bool isMoved = rename(dataPath().c_str(), aside.c_str()) == 0 || errno == ENOENT;
+    const std::string aside = m_dataPath + ".broken";
+    const bool isMoved = rename(m_dataPath.c_str(), aside.c_str()) == 0 || errno == ENOENT;
     if (!isMoved) return errno;
     // A lock file contains nothing worth keeping.
-    if (unlink(lockPath().c_str()) != 0 && errno != ENOENT) return errno;
+    if (unlink(m_lockPath.c_str()) != 0 && errno != ENOENT) return errno;
     m_isSuspect = false;
     syslog(LOG_NOTICE, "Error: Key-value store was damaged, put aside as %s", aside.c_str());
     return 0;
@@ -291,4 +293,25 @@ bool cStoreEnvironment::noteDamage(int result) {
 bool cStoreEnvironment::clearStaleReaders() {
     int dead = 0;
     return mdb_reader_check(m_handle, &dead) == 0 && dead > 0;
+}
+
+size_t cStoreEnvironment::lastTransaction() const {
+    MDB_envinfo info{};
+    mdb_env_info(m_handle, &info);
+    return info.me_last_txnid;
+}
+
+bool cStoreEnvironment::isUntouched() {
+    const sContent before = std::exchange(m_content, {});
+    if (openToRead() != 0) return false;
+    m_content = {m_data, lastTransaction()};
+    return m_content.isSame(before);
+}
+
+// If something else was written meanwhile, the content stays as it was looked at before, and the
+// next look shows a difference.
+void cStoreEnvironment::noteBatch(size_t transaction) {
+    const bool isNext = m_content.isSame({m_data, transaction - 1});
+    if (!isNext || lastTransaction() != transaction) return;
+    if (lookAt(m_dataPath, m_content.file) == 0) m_content.transaction = transaction;
 }

@@ -4,6 +4,7 @@
 #include <lmdb.h>
 #include <sys/types.h>
 
+#include <ctime>
 #include <string>
 
 // Conversion between texts and LMDB values. The value of toValue points into the given text.
@@ -19,7 +20,7 @@ inline std::string toText(const MDB_val& value) {
 // process has read all of it; the first writer moves a damaged store away.
 class cStoreEnvironment {
   public:
-    cStoreEnvironment() = default;
+    cStoreEnvironment() { setFolder("/run/cellslot/skvs"); }
     ~cStoreEnvironment() { close(); }
     cStoreEnvironment(const cStoreEnvironment&) = delete;
     cStoreEnvironment& operator=(const cStoreEnvironment&) = delete;
@@ -39,6 +40,11 @@ class cStoreEnvironment {
     // environment, and opening it for writing makes a new one.
     bool noteDamage(int result);
 
+    // Whether nothing was written to the data since the last call, except in the transactions of
+    // noteBatch. Opens the environment.
+    bool isUntouched();
+    void noteBatch(size_t transaction);
+
     // Removes readers that were killed. Returns whether there were any.
     bool clearStaleReaders();
 
@@ -48,17 +54,29 @@ class cStoreEnvironment {
         dev_t device = 0;
         ino_t inode = 0;
         off_t size = 0;
+        timespec changed = {};
 
         bool isSameFile(const sMappedFile& other) const {
             return device == other.device && inode == other.inode;
         }
     };
 
+    // It differs from that of any other content: each commit has the next number, and what is
+    // written past LMDB changes the time of the file.
+    struct sContent {
+        sMappedFile file;
+        size_t transaction = 0;
+
+        bool isSame(const sContent& other) const {
+            return transaction == other.transaction && file.isSameFile(other.file) &&
+                   file.changed.tv_sec == other.file.changed.tv_sec &&
+                   file.changed.tv_nsec == other.file.changed.tv_nsec;
+        }
+    };
+
     static int lookAt(const std::string& path, sMappedFile& file);
     static bool isUnharmed(const std::string& path, sMappedFile& known);
 
-    std::string dataPath() const { return m_folder + "/data.mdb"; }
-    std::string lockPath() const { return m_folder + "/lock.mdb"; }
     bool isUsable(bool forWriting);
     int openUnlocked();
     int lockOpening() const;
@@ -68,12 +86,17 @@ class cStoreEnvironment {
     int putAside();
     void close();
 
-    std::string m_folder = "/run/cellslot/skvs";
+    size_t lastTransaction() const;
+
+    std::string m_folder;
+    std::string m_dataPath;
+    std::string m_lockPath;
     MDB_env* m_handle = nullptr;
     bool m_isWritable = false;
     bool m_isSuspect = false;  // damage was found in use
     sMappedFile m_data;
     sMappedFile m_lock;
+    sContent m_content;  // as last looked at, or as a batch left it
 };
 
 #endif

@@ -44,7 +44,8 @@ cellslot_add_flow_tests(radio_policy
     SOURCES flow/radio_policy_flow_test.cpp flow/radio_results_flow_test.cpp)
 cellslot_add_flow_tests(status
     SOURCES flow/carrier_list_flow_test.cpp flow/data_connection_flow_test.cpp
-            flow/status_file_flow_test.cpp flow/status_flow_test.cpp flow/status_led_flow_test.cpp)
+            flow/status_file_flow_test.cpp flow/status_flow_test.cpp flow/status_led_flow_test.cpp
+            support/heap_peak.cpp)
 cellslot_add_flow_tests(status_recordings SOURCES flow/status_recordings_flow_test.cpp)
 target_link_options(status_flow_tests PRIVATE -Wl,--wrap=clock_gettime)
 target_compile_definitions(status_flow_tests PRIVATE SOURCE_FOLDER="${CMAKE_SOURCE_DIR}")

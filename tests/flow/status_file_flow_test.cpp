@@ -1,8 +1,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <functional>
 #include <regex>
 #include <sstream>
 
@@ -15,6 +19,7 @@
 #include "statemachine/status_files.h"
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"
+#include "tests/support/heap_peak.h"
 #include "tests/support/recorded_text.h"
 
 // Complete status files of modems in different states, as other programs read them.
@@ -243,6 +248,187 @@ TEST_F(StatusFile, ForcedWrite_RestartsTheTwoSeconds) {
     passSeconds(1);
     writeOutStatusFiles(device, config, false);
     EXPECT_TRUE(fileExists(SLOT_FILE_1));
+}
+
+// What other programs do to files and store between two writes, while no value changes.
+class TouchedStatus : public StatusFile {
+  protected:
+    void SetUp() override {
+        StatusFile::SetUp();
+        start();
+        write();
+        write();
+        m_text = withoutTime(SLOT_FILE_1);
+    }
+
+    void expectAllPublished() {
+        EXPECT_EQ(withoutTime(SLOT_FILE_1), m_text);
+        EXPECT_EQ(withoutTime(PLAIN_FILE),
+                  std::regex_replace(m_text, std::regex("CELLMODEM1"), "CELLMODEM"));
+        EXPECT_EQ(readFile("/var/log/wireless.serialno"), "000000000000000\n");
+        EXPECT_EQ(readFile("/var/log/wireless.mdn"), "0000000000\n");
+        expectStored(SLOT_FILE_1);
+    }
+
+    // As another process does it.
+    static void elsewhere(const std::function<void()>& action) {
+        const pid_t child = fork();
+        ASSERT_NE(child, -1);
+        if (child == 0) {
+            setKeyValueStorePath("/run/cellslot/skvs");
+            action();
+            _exit(0);
+        }
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    }
+
+    std::string m_text;
+};
+
+TEST_F(TouchedStatus, RemovedFiles_ComeBackAtTheNextWrite) {
+    for (const char* path :
+         {SLOT_FILE_1, PLAIN_FILE, "/var/log/wireless.mdn", "/var/log/wireless.serialno"})
+        ASSERT_EQ(unlink(path), 0) << path;
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, ChangedFiles_AreReplacedAtTheNextWrite) {
+    for (const char* path :
+         {SLOT_FILE_1, PLAIN_FILE, "/var/log/wireless.mdn", "/var/log/wireless.serialno"})
+        writeFile(path, "of somebody else");
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, EachWrite_ReplacesEveryFile) {
+    for (const char* path :
+         {SLOT_FILE_1, PLAIN_FILE, "/var/log/wireless.mdn", "/var/log/wireless.serialno"}) {
+        const int old = open(path, O_RDONLY | O_CLOEXEC);
+        write();
+        struct stat before;
+        struct stat after;
+        ASSERT_EQ(fstat(old, &before), 0);
+        ASSERT_EQ(stat(path, &after), 0);
+        EXPECT_NE(before.st_ino, after.st_ino) << path;
+        close(old);
+    }
+}
+
+TEST_F(TouchedStatus, ModeOfAFile_IsKept) {
+    ASSERT_EQ(chmod(SLOT_FILE_1, 0640), 0);
+    write();
+    write();
+    struct stat info;
+    ASSERT_EQ(stat(SLOT_FILE_1, &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0640u);
+}
+
+TEST_F(TouchedStatus, ValueThatAnotherProgramStored_IsReplacedAtTheNextWrite) {
+    elsewhere([] { skvs_set("CELLMODEM1_MODEL", "of somebody else"); });
+    ASSERT_EQ(stored("CELLMODEM1_MODEL"), "of somebody else");
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, ValueThatAnotherPartOfTheDaemonStored_IsReplacedAtTheNextWrite) {
+    skvs_set("CELLMODEM1_MODEL", "of somebody else");
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, KeysOfOthers_AreLeftAlone) {
+    elsewhere([] { skvs_set("OTHER", "stays"); });
+    write();
+    write();
+    EXPECT_EQ(stored("OTHER"), "stays");
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, RemovedStore_IsFilledAtTheNextWrite) {
+    std::filesystem::remove_all("/run/cellslot/skvs");
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, StoreThatAnotherProgramMadeAnew_IsFilledAtTheNextWrite) {
+    std::filesystem::remove_all("/run/cellslot/skvs");
+    elsewhere([] { skvs_set("OTHER", "stays"); });
+    write();
+    expectAllPublished();
+    EXPECT_EQ(stored("OTHER"), "stays");
+}
+
+TEST_F(TouchedStatus, EarlierCopyOfTheStore_IsBroughtUpToDateAtTheNextWrite) {
+    const std::string data = "/run/cellslot/skvs/data.mdb";
+    const std::string copy = readFile(data);
+    device.modem.s_model = "LE910-NA V2";
+    write();
+    m_text = withoutTime(SLOT_FILE_1);
+    // In place, as cp does it.
+    const int file = open(data.c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(pwrite(file, copy.data(), copy.size(), 0), static_cast<ssize_t>(copy.size()));
+    close(file);
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, DamagedStore_IsPutAsideAndFilledAtTheNextWrite) {
+    writeFile("/run/cellslot/skvs/data.mdb", "damaged");
+    write();
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, ValuesThatChange_AreInEveryFileAndInTheStore) {
+    for (const char* model : {"LE910-NA V2 with a long name", "x", "", "LE910-EU V2"}) {
+        device.modem.s_model = model;
+        device.network.i_rssi = static_cast<int8_t>(strlen(model));
+        write();
+        m_text = withoutTime(SLOT_FILE_1);
+        EXPECT_NE(m_text.find(std::string("\nCELLMODEM1_MODEL=") + model + "\n"),
+                  std::string::npos);
+        expectAllPublished();
+    }
+}
+
+TEST_F(TouchedStatus, KeysThatComeAndGo_AreInEveryFileAtTheirPlace) {
+    const std::string without = m_text;
+    device.network.i_active_set_count = 2;
+    device.modem.context_list[3].s_cid = "4";
+    device.modem.context_list[3].s_apn = "ims";
+    write();
+    m_text = withoutTime(SLOT_FILE_1);
+    EXPECT_NE(m_text.find("\nCELLMODEM1_SIM_CONT_APN3=4:ims\nCELLMODEM1_SIM_CONT_CURRENT="),
+              std::string::npos);
+    EXPECT_NE(m_text.find("\nCELLMODEM1_ACT1_UARFCN=0\nCELLMODEM1_LOCATION_AREA_CODE="),
+              std::string::npos);
+    expectAllPublished();
+    // Another context in the same number of lines.
+    std::swap(device.modem.context_list[3], device.modem.context_list[4]);
+    write();
+    m_text = withoutTime(SLOT_FILE_1);
+    EXPECT_NE(m_text.find("\nCELLMODEM1_SIM_CONT_APN4=4:ims\n"), std::string::npos);
+    EXPECT_EQ(m_text.find("_SIM_CONT_APN3"), std::string::npos);
+    expectAllPublished();
+    device.network.i_active_set_count = 0;
+    device.modem.context_list[4] = {};
+    write();
+    EXPECT_EQ(withoutTime(SLOT_FILE_1), without);
+    m_text = without;
+    expectAllPublished();
+}
+
+TEST_F(TouchedStatus, OnlyTheTimeHasChanged_AllocatesNothing) {
+    device.modem.context_list[0].s_cid = "1";
+    device.modem.context_list[0].s_apn = "an.access.point.with.a.long.name";
+    device.e_last_connect_error = eERROR_DEVICE_NETWORK_ATTACH_FAILURE;
+    for (int second = 0; second < 3; ++second) {
+        write();
+        passSeconds(1);
+        sleep(1);
+    }
+    EXPECT_EQ(heapPeakOf([this] { write(); }), 0u);
+    EXPECT_EQ(stored("CELLMODEM1_SIM_CONT_APN0"), "1:an.access.point.with.a.long.name");
 }
 
 class HostileStatus : public StatusFile, public ::testing::WithParamInterface<std::string> {};

@@ -17,6 +17,13 @@
 
 namespace {
 
+tStatusList statusList(const sDeviceInfo& device, const sConfigFileOpts& config, long long now,
+                       unsigned connectedS) {
+    cStatusLines lines;
+    updateStatusLines(lines, device, config, now, connectedS);
+    return lines.list();
+}
+
 class Status : public cFlowFixture {
   protected:
     void useSlot(const std::string& slot) { g_S_options.s_port = slot; }
@@ -55,13 +62,13 @@ std::vector<std::string> namedKeys() {
 
 TEST_F(Status, Keys_AreInTheirOrder) {
     std::string keys;
-    for (const auto& [key, value] : buildStatusList(device, config, 0, 0))
+    for (const auto& [key, value] : statusList(device, config, 0, 0))
         keys += key + "\n";
     expectRecorded("status_file/keys", keys);
 }
 
 TEST_F(Status, EveryNamedKey_IsWritten) {
-    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const tStatusList list = statusList(device, config, 0, 0);
     const std::vector<std::string> keys = namedKeys();
     ASSERT_FALSE(keys.empty());
     for (const std::string& key : keys)
@@ -70,7 +77,7 @@ TEST_F(Status, EveryNamedKey_IsWritten) {
 }
 
 TEST_F(Status, Defaults_SayNotKnown) {
-    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const tStatusList list = statusList(device, config, 0, 0);
     const std::pair<const char*, const char*> expected[] = {{"_MODEL", "Unknown"},
                                                             {"_IMEI", "000000000000000"},
                                                             {"_ESN", "000000000000000"},
@@ -107,7 +114,7 @@ TEST_F(Status, Defaults_SayNotKnown) {
 TEST_F(Status, LteCell_FillsSummaryAndLteKeysAlike) {
     start();
     ASSERT_EQ(pollDevice(port(), device, config), eSUCCESS);
-    const tStatusList list = buildStatusList(device, config, 0, 90061);
+    const tStatusList list = statusList(device, config, 0, 90061);
     const std::pair<const char*, const char*> expected[] = {
         {"_CARRIER", "AT&T"},
         {"_CARRIER_PLMN", "310410"},
@@ -144,7 +151,7 @@ TEST_F(Status, LteCellOfANewerModule_ShowsItsBandAndItsCell) {
         "#RFSTS: \"286 01\",1795,-101,-67,-15,2242,,128,3,1,0B5D121,\"286010000000008\","
         "\"Turkcell\",3,3,108\r\n",
         device.network);
-    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const tStatusList list = statusList(device, config, 0, 0);
     const std::pair<const char*, const char*> expected[] = {
         {"_CARRIER_PLMN", "28601"},       {"_BAND", "3"},
         {"_CURRENT_RSSI", "-67"},         {"_CURRENT_RSRQ", "-15"},
@@ -160,7 +167,7 @@ TEST_F(Status, LteCellOfANewerModule_ShowsItsBandAndItsCell) {
 TEST_F(Status, ActiveSet_HasThreeKeysPerCellAfterTheServingCell) {
     device.network.i_active_set_count = 2;
     device.network.active_set[1] = {10564, 176, -1.5};
-    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const tStatusList list = statusList(device, config, 0, 0);
     const auto at = std::find_if(list.begin(), list.end(),
                                  [](const auto& row) { return row.first == "_ACT0_F_ECIO"; });
     ASSERT_NE(at, list.end());
@@ -180,12 +187,12 @@ TEST_F(Status, ContextWithoutIdentifierOrApn_GivesNoLine) {
     device.modem.context_list[2].s_cid = "3";
     device.modem.context_list[2].s_apn = "ims";
     device.modem.i_context_count = 3;
-    const tStatusList list = buildStatusList(device, config, 0, 0);
+    const tStatusList list = statusList(device, config, 0, 0);
     EXPECT_EQ(valueOf(list, "_SIM_CONT_APN0"), "(no such key)");
     EXPECT_EQ(valueOf(list, "_SIM_CONT_APN1"), "(no such key)");
     EXPECT_EQ(valueOf(list, "_SIM_CONT_APN2"), "3:ims");
     device.b_shutting_down = true;
-    const tStatusList last = buildStatusList(device, config, 0, 0);
+    const tStatusList last = statusList(device, config, 0, 0);
     for (int i = 0; i < 15; ++i)
         EXPECT_EQ(valueOf(last, "_SIM_CONT_APN" + std::to_string(i)), "");
 }

@@ -17,6 +17,7 @@
 #include "statemachine/data_session.h"
 #include "statemachine/network_interface.h"
 #include "statemachine/sim_pin.h"
+#include "statemachine/status_files.h"
 #include "statemachine/status_led.h"
 #include "statemachine/timers.h"
 
@@ -29,6 +30,7 @@ void resetDaemon() {
     resetDataSessionState();
     resetNetworkInterfaceState();
     resetSimPinState();
+    resetStatusFilesState();
     resetStatusLedState();
     resetConfigFileChoice();
     resetGpsState();

@@ -191,6 +191,65 @@ TEST_F(KeyValueStore, Batch_IsStoredAtItsEndAndNotBefore) {
     EXPECT_EQ(valueOf("C"), "single");
 }
 
+TEST_F(KeyValueStore, StoreThatOnlyOwnBatchesChange_IsUntouched) {
+    EXPECT_FALSE(skvs_untouched());  // there is none
+    for (int round = 0; round < 5; round++) {
+        skvs_batch_begin();
+        setValue("A", "round " + std::to_string(round));
+        setValue("B", "same");
+        EXPECT_EQ(skvs_batch_end(), 0);
+        EXPECT_EQ(skvs_untouched(), round > 0) << round;
+        EXPECT_TRUE(skvs_untouched());
+        EXPECT_EQ(valueOf("A"), "round " + std::to_string(round));
+    }
+}
+
+// Each is seen once; the batch that comes before the next question does not hide it.
+TEST_F(KeyValueStore, StoreThatSomethingElseChanged_IsNotUntouched) {
+    const std::string data = m_store + "/data.mdb";
+    const auto writeElsewhere = [&] {
+        EXPECT_EQ(waitFor(startProcess([&] {
+                      reopen();
+                      return setValue("OTHER", std::to_string(getpid()));
+                  })),
+                  0);
+    };
+    const std::pair<const char*, std::function<void()>> changes[] = {
+        {"a single value", [] { setValue("OTHER", "value"); }},
+        {"another process", writeElsewhere},
+        {"a byte of the file",
+         [&] {
+             const int file = open(data.c_str(), O_WRONLY | O_CLOEXEC);
+             EXPECT_EQ(pwrite(file, "", 1, 16000), 1);
+             close(file);
+         }},
+        {"a new store",
+         [&] {
+             std::filesystem::remove_all(m_store);
+             writeElsewhere();
+         }},
+        {"no store", [&] { std::filesystem::remove_all(m_store); }},
+    };
+    int number = 0;
+    const auto writeBatch = [&number] {
+        skvs_batch_begin();
+        setValue("A", std::to_string(++number));
+        EXPECT_EQ(skvs_batch_end(), 0);
+    };
+    for (const auto& [what, change] : changes) {
+        writeBatch();
+        skvs_untouched();
+        EXPECT_TRUE(skvs_untouched()) << what;
+        writeBatch();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // a tick of the file's clock
+        change();
+        writeBatch();
+        EXPECT_FALSE(skvs_untouched()) << what;
+        writeBatch();
+        EXPECT_TRUE(skvs_untouched()) << what;
+    }
+}
+
 TEST_F(KeyValueStore, EmptyOrUnbegunBatch_IsWithoutEffect) {
     EXPECT_EQ(skvs_batch_end(), 0);
     skvs_batch_begin();

@@ -1,0 +1,55 @@
+#include "statemachine/status_lines.h"
+
+#include "include/utilities.h"
+#include "published/status_keys.h"
+
+namespace {
+
+constexpr size_t USUAL_LINES = 128;
+
+bool isJoined(const std::string& text, std::string_view begin, std::string_view end) {
+    return text.size() == begin.size() + end.size() && text.compare(0, begin.size(), begin) == 0 &&
+           text.compare(begin.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+void cStatusLines::beginUpdate() {
+    m_list.reserve(USUAL_LINES);
+    m_isChanged.assign(m_list.size(), false);
+    m_hasOtherKeys = false;
+    m_place = 0;
+}
+
+void cStatusLines::key(std::string_view name, std::string_view value) {
+    const size_t place = nextPlace(STATUS_KEY_SEPARATOR, name);
+    std::string& known = m_list[place].second;
+    if (known == value) return;
+    m_clean.assign(value);
+    m_clean = blankControlCharacters(std::move(m_clean));
+    if (known == m_clean) return;
+    known = m_clean;
+    m_isChanged[place] = true;
+}
+
+void cStatusLines::endUpdate() {
+    if (m_place < m_list.size()) dropFrom(m_place);
+}
+
+// The place of the line with this key. If another key is there, the lines from there on begin anew.
+size_t cStatusLines::nextPlace(std::string_view keyBegin, std::string_view keyEnd) {
+    if (m_place < m_list.size() && !isJoined(m_list[m_place].first, keyBegin, keyEnd))
+        dropFrom(m_place);
+    if (m_place == m_list.size()) {
+        m_list.emplace_back(std::string(keyBegin).append(keyEnd), "");
+        m_isChanged.push_back(true);
+        m_hasOtherKeys = true;
+    }
+    return m_place++;
+}
+
+void cStatusLines::dropFrom(size_t place) {
+    m_list.resize(place);
+    m_isChanged.resize(place);
+    m_hasOtherKeys = true;
+}
