@@ -15,7 +15,7 @@ usage() {
 Usage: test_gateway.sh [--arch amd64|arm64|armhf] [--shell] [TEST]...
 Builds the package, boots a virtual gateway and runs the tests of tests/gateway on it: all, or those
 named, as in "first_start_test" or "first_start_test.FirstStart". What a machine leaves behind (console,
-journal, logs) is in build/gateway/results.
+journal, logs) is in build/gateway/results, by processor.
   --arch   the gateway's processor; this machine's unless given
   --shell  boots a gateway and leaves you at its console, instead of testing. Ctrl-A X ends it.
 TEXT
@@ -66,12 +66,13 @@ main() {
     readOptions "$@"
     scripts/setup_gateway.sh "$architecture"
     work=$WORK/$architecture
-    rm -rf "$WORK/results"
-    mkdir -p "$work" "$WORK/results"
+    results=$WORK/results/$architecture
+    rm -rf "$results"
+    mkdir -p "$work" "$results"
     image=$(scripts/gateway_image.sh --arch "$architecture")
     buildPackage
     packBench
-    export CELLSLOT_IMAGE=$image CELLSLOT_BENCH=$work/bench.cpio CELLSLOT_RESULTS=$WORK/results \
+    export CELLSLOT_IMAGE=$image CELLSLOT_BENCH=$work/bench.cpio CELLSLOT_RESULTS=$results \
         CELLSLOT_ARCHITECTURE=$architecture PYTHONPATH=$TESTS PYTHONDONTWRITEBYTECODE=1
     if [[ $shell == yes ]]; then
         exec python3 "$TESTS/machine.py" shell

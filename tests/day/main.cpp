@@ -22,7 +22,8 @@
 
 // A day, or more, of the daemon on a clock that only its sleeps move: network losses, roaming,
 // other addresses, SIM removed and inserted, restarts of the modem, reloads and messages. After the
-// last hour it must use the same memory and descriptors as after the first.
+// last hour it must use the same memory and descriptors as after the first. SIGUSR1 makes the hour
+// under way the last one.
 
 namespace {
 
@@ -45,6 +46,8 @@ constexpr int MESSAGES_A_DAY = 1010;  // in each direction
 constexpr double TOLERANCE = 0.02;
 constexpr double SINGLE_PAGES_KB = 16;  // that stack and heap use sooner or later
 constexpr int DAEMON_SOCKET = 3;
+
+volatile sig_atomic_t g_lastHour = 0;
 
 // Measured at the end of an hour.
 struct sMeasure {
@@ -224,7 +227,7 @@ void cDay::endHour() {
     fflush(stdout);
     ++m_hour;
     m_event = 0;
-    if (m_hour < m_hours) return;
+    if (m_hour < m_hours && g_lastHour == 0) return;
     m_ending = true;
     kill(m_daemon, SIGTERM);
 }
@@ -274,6 +277,7 @@ int cDay::run() {
     writeFile("/run/poststart", "");
     m_modem.onTurn([this] { takeTurn(); });
     fork();
+    signal(SIGUSR1, [](int) { g_lastHour = 1; });
     serve();
     return judge();
 }

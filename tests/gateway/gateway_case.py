@@ -67,11 +67,6 @@ def installedLayer():
     return layer
 
 
-def bootedHost(machine):
-    """Data need not wait until the host has been up for three minutes."""
-    machine.run("touch /run/poststart")
-
-
 def awaitConnected(machine, slot=1, timeout=CONNECTED_S):
     return machine.waitFor(f"cellslot status -p {slot}", timeout, f"Slot {slot}  CONNECTED")
 
@@ -141,3 +136,13 @@ class GatewayCase(unittest.TestCase):
         with (RESULTS / "times").open("a") as times:
             times.write(f"{ARCHITECTURE} {cls.__qualname__}: {what} after"
                         f" {time.monotonic() - cls.started:.0f} s\n")
+
+
+class ModemCase(GatewayCase):
+    """A gateway with our package, whose modem is there."""
+
+    base = "installed"
+
+    @classmethod
+    def setUpMachine(cls, machine):
+        startModem(machine, **RECEIVER)

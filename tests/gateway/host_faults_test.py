@@ -7,8 +7,8 @@ import os
 import random
 import time
 
-from gateway_case import (CONNECTED_S, NUMBER, REMOTE, GatewayCase, awaitConnected, bootedHost,
-                          configure, startModem)
+from gateway_case import (CONNECTED_S, NUMBER, REMOTE, GatewayCase, awaitConnected, configure,
+                          startModem)
 from machine import MEMORY, PATIENCE
 
 ALL = os.environ.get("CELLSLOT_TEST_ALL") == "1"
@@ -46,7 +46,6 @@ class HostFaults(GatewayCase):
 
     @classmethod
     def plugIn(cls):
-        bootedHost(cls.machine)
         startModem(cls.machine, memory=MEMORY, **cls.memory)
 
     def cut(self):

@@ -2,7 +2,7 @@
 
 import time
 
-from gateway_case import (RECEIVER, GatewayCase, awaitConnected, bootedHost, startModem)
+from gateway_case import RECEIVER, GatewayCase, awaitConnected, startModem
 
 
 class HostRestart(GatewayCase):
@@ -15,7 +15,6 @@ class HostRestart(GatewayCase):
 
     def connect(self):
         startModem(self.machine, **RECEIVER)
-        bootedHost(self.machine)
         awaitConnected(self.machine)
 
     def assertEndedWell(self):

@@ -7,7 +7,7 @@ import pathlib
 import re
 import subprocess
 
-from gateway_case import GatewayCase, awaitConnected, bootedHost, installedLayer, startModem
+from gateway_case import GatewayCase, awaitConnected, installedLayer, startModem
 from machine import ARCHITECTURE, BENCH, Machine
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
@@ -78,7 +78,6 @@ class NeighbourCase(GatewayCase):
     @classmethod
     def setUpMachine(cls, machine):
         startModem(machine)
-        bootedHost(machine)
         machine.write("/bench/name_server.py", (REPO / "tests/gateway/name_server.py").read_bytes())
         machine.run("systemd-run --quiet --collect --unit=names1 nsenter --net=/run/netns/modem1"
                     " python3 /bench/name_server.py modem1 /bench/log/names1.log")

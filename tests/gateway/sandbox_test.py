@@ -3,7 +3,7 @@
 import re
 
 from gateway_case import (NUMBER, PLACE, RECEIVER, GatewayCase, awaitConnected, awaitOtherProcess,
-                          bootedHost, serviceShows, startModem)
+                          serviceShows, startModem)
 from position import positionOf
 
 PIN, WRONG_PIN = "2468", "1357"
@@ -25,7 +25,6 @@ class Sandbox(GatewayCase):
         cls.process = serviceShows(machine, "MainPID")
         machine.run(f"echo {WRONG_PIN} >/etc/vuk/cellular_cpin.1; chmod 600 /etc/vuk/cellular_cpin.1")
         startModem(machine, sim={"pin": PIN, "lock": True}, **RECEIVER)
-        bootedHost(machine)
 
     # In the order of their names: the SIM first, the end last.
 

@@ -3,8 +3,7 @@ leaves nothing behind."""
 
 import time
 
-from gateway_case import (NUMBER, RECEIVER, GatewayCase, awaitConnected, awaitExchange, bootedHost,
-                          exchanges, serviceShows, startModem)
+from gateway_case import NUMBER, ModemCase, awaitConnected, awaitExchange, exchanges, serviceShows
 from machine import PATIENCE
 
 # What the service gives a stop (TimeoutStopSec) is three times what most of these need.
@@ -15,14 +14,7 @@ SEND_S = 61
 SEARCHING = ".*searching"
 
 
-class Stopped(GatewayCase):
-    base = "installed"
-
-    @classmethod
-    def setUpMachine(cls, machine):
-        startModem(machine, **RECEIVER)
-        bootedHost(machine)
-
+class Stopped(ModemCase):
     def setUp(self):
         self.machine.run("systemctl start cellslotd@1")
         awaitConnected(self.machine)

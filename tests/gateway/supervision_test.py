@@ -3,20 +3,13 @@ configuration is read again."""
 
 import time
 
-from gateway_case import (RECEIVER, GatewayCase, awaitConnected, awaitExchange, awaitNotConnected,
-                          awaitOtherProcess, bootedHost, exchanges, serviceShows, startModem)
+from gateway_case import (ModemCase, awaitConnected, awaitExchange, awaitNotConnected, awaitOtherProcess,
+                          exchanges, serviceShows)
 
 RESTARTS = 5
 
 
-class Supervised(GatewayCase):
-    base = "installed"
-
-    @classmethod
-    def setUpMachine(cls, machine):
-        startModem(machine, **RECEIVER)
-        bootedHost(machine)
-
+class Supervised(ModemCase):
     def setUp(self):
         awaitConnected(self.machine)
         self.process = serviceShows(self.machine, "MainPID")

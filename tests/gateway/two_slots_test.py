@@ -1,6 +1,6 @@
 """Two modems, each with a daemon of its own."""
 
-from gateway_case import (RECEIVER, REMOTE, GatewayCase, awaitConnected, awaitNotConnected, bootedHost,
+from gateway_case import (RECEIVER, REMOTE, GatewayCase, awaitConnected, awaitNotConnected,
                           configure, descriptors, startModem)
 
 
@@ -12,7 +12,6 @@ class TwoSlots(GatewayCase):
         configure(machine, 2, CM_GPS_ENABLE="no")
         for slot in (1, 2):
             startModem(machine, slot, **RECEIVER)
-        bootedHost(machine)
         machine.run("systemctl start cellslotd@2")
         for slot in (1, 2):
             awaitConnected(machine, slot)

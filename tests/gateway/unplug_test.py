@@ -7,8 +7,8 @@ import os
 import random
 import time
 
-from gateway_case import (CONNECTED_S, NUMBER, PLACE, RECEIVER, REMOTE, GatewayCase,
-                          awaitConnected, awaitNotConnected, bootedHost, descriptors, startModem)
+from gateway_case import (CONNECTED_S, NUMBER, PLACE, REMOTE, ModemCase, awaitConnected,
+                          awaitNotConnected, descriptors)
 from position import positionOf
 
 UNPLUGS = int(os.environ.get("CELLSLOT_UNPLUGS", "3"))
@@ -17,13 +17,10 @@ SEED = int(os.environ.get("CELLSLOT_SEED", time.time_ns() % 100000))
 SET_UP_COMMANDS = ["AT+GMM", "AT+CPIN?;#PCT", "AT#NCM=1,1"]
 
 
-class Unplugged(GatewayCase):
-    base = "installed"
-
+class Unplugged(ModemCase):
     @classmethod
     def setUpMachine(cls, machine):
-        startModem(machine, **RECEIVER)
-        bootedHost(machine)
+        super().setUpMachine(machine)
         awaitConnected(machine)
         cls.report("CONNECTED")
         cls.before = descriptors(machine)
