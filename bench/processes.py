@@ -286,7 +286,7 @@ def measureInstructions(report, seconds):
         commands, took = len(slot.commands()) - before, time.monotonic() - start
         control(slot, "--dump")
         dump = WORK / "callgrind.1"
-        waitUntil(dump.exists, 20, lambda: "callgrind made no dump")
+        waitUntil(dump.exists, lambda: "callgrind made no dump")
         time.sleep(1)
         total = re.search(r"^(?:totals|summary): (\d+)$", dump.read_text(), re.MULTILINE)
     instructions = int(total[1])
@@ -388,7 +388,7 @@ def measureRateIn(report, slot, messages):
     start, had = time.monotonic(), received()
     for number in range(messages):
         slot.order(op="inject-sms", **{"from": "+12025550123", "text": f"message {number}"})
-    waitUntil(lambda: received() >= had + messages, 300, lambda: f"{received()} arrived")
+    waitUntil(lambda: received() >= had + messages, lambda: f"{received()} arrived", 300)
     took = time.monotonic() - start
     report.row("messages", f"received a minute, {messages} at once with a memory of 255",
                60 * messages / took, "/min")
@@ -400,10 +400,10 @@ def measureOut(report, slot, messages):
         source = pathlib.Path(f"/tmp/sms/out{number}")
         source.write_text(f"TO=+12025550123\nMSG=Pump {number} stopped\n")
         source.rename(SEND / source.name)
-    waitUntil(lambda: len(sent(slot)) > had, 30, lambda: "nothing was sent")
+    waitUntil(lambda: len(sent(slot)) > had, lambda: "nothing was sent")
     first = sent(slot)[had]["t"]
-    waitUntil(lambda: len(sent(slot)) >= had + messages, 30 + 20 * messages,
-              lambda: f"{len(sent(slot)) - had} of {messages} were sent")
+    waitUntil(lambda: len(sent(slot)) >= had + messages,
+              lambda: f"{len(sent(slot)) - had} of {messages} were sent", 30 + 20 * messages)
     last = sent(slot)[-1]["t"]
     report.row("messages", "file in /send to PDU on the wire, the first", (first - startMs) / 1000,
                "s", pacingS([entry["command"] for entry in slot.exchanges()

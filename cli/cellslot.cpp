@@ -1,5 +1,6 @@
 #include "cli/cellslot.h"
 
+#include <CLI/CLI.hpp>
 #include <ostream>
 
 #include "cli/at/at_command.h"
@@ -79,17 +80,18 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
         "Details: cellslot SUBCOMMAND --help, man cellslot\n"
         "Example:\n"
         "  cellslot status");
-    addStatusCommand(app, context);
-    addWatchCommand(app, context);
-    addSmsCommand(app, context);
-    addAtCommand(app, context);
-    addDataCommand(app, context);
-    addPinCommand(app, context);
-    addReloadCommand(app, context);
-    addConfigCommand(app, context);
-    addDoctorCommand(app, context);
-    addRecordCommand(app, context);
-    addReportCommand(app, context, runCellslot);
+    const cSubcommand all(&app);
+    addStatusCommand(all, context);
+    addWatchCommand(all, context);
+    addSmsCommand(all, context);
+    addAtCommand(all, context);
+    addDataCommand(all, context);
+    addPinCommand(all, context);
+    addReloadCommand(all, context);
+    addConfigCommand(all, context);
+    addDoctorCommand(all, context);
+    addRecordCommand(all, context);
+    addReportCommand(all, context, runCellslot);
     try {
         app.parse(argc, argv);
         return printed(context, err);

@@ -10,7 +10,9 @@ set(PLATFORM_INCLUDE_DIR "" CACHE PATH "With PLATFORM=external: folder of the ga
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    # It takes files that use precompiled headers from its cache only with these permissions.
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+        CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE_PROGRAM})
 endif()
 
 if(SANITIZE)

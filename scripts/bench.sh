@@ -65,12 +65,12 @@ main() {
             shift
             ;;
         --instructions)
-            scripts/setup.sh
+            scripts/setup.sh --test
             instructions
             return
             ;;
         --renew-instructions)
-            scripts/setup.sh
+            scripts/setup.sh --test
             instructions --renew
             return
             ;;
@@ -78,7 +78,7 @@ main() {
         esac
         shift
     done
-    scripts/setup.sh
+    scripts/setup.sh --test
     measure "$out" "$quick"
 }
 

@@ -36,9 +36,10 @@ showProgress() {
     [[ ! -t 1 ]] || printf '\r%40s\r' ''
 }
 
+# Not optimised: that takes half of the time.
 build() {
-    scripts/setup.sh && cmake --preset release &&
-        cmake --build --preset release --target "${TARGETS[@]}"
+    scripts/setup.sh && cmake --preset demo &&
+        cmake --build --preset demo --target "${TARGETS[@]}"
 }
 
 buildQuietly() {
@@ -75,7 +76,7 @@ main() {
     done
     buildQuietly
     exec scripts/private_namespace.sh python3 scripts/lib/demo.py \
-        --bin "$PWD/build/release/bin" --host "$PWD/gateway-tools" "${options[@]}" -- "$@"
+        --bin "$PWD/build/demo/bin" --host "$PWD/gateway-tools" "${options[@]}" -- "$@"
 }
 
 main "$@"

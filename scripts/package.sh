@@ -4,6 +4,8 @@
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/packages.sh
+. scripts/lib/packages.sh
 readonly NAME=cellslot
 readonly PROGRAMS=(cellslotd cellslot skvs)
 readonly TOOLS=(setup_cellint.sh systime.sh sledctl ResetCellular slot-of-port timeout)
@@ -164,6 +166,7 @@ main() {
     [[ -n $version ]] || version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
     chooseArchitecture
     bin=build/$preset/bin
+    installMissing dpkg-dev >&2
     [[ $build == no ]] || build >&2
     # The same source must give the same package.
     SOURCE_DATE_EPOCH=$(git log -1 --format=%ct 2>/dev/null || stat -c %Y CMakeLists.txt)

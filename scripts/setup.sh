@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs the missing packages that building and testing need on Debian 12. Needs root or sudo only if
-# something is missing.
+# Installs the missing packages that building and the demonstration need on Debian 12; with --test also
+# those that the tests, the checks and the benchmarks need. Needs root or sudo only if something is
+# missing.
 set -euo pipefail
 
 # shellcheck source=scripts/lib/options.sh
@@ -8,8 +9,8 @@ set -euo pipefail
 # shellcheck source=scripts/lib/packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
+# The last four are for the demonstration.
 readonly BUILD=(
-    ccache
     cmake
     g++
     libcli11-dev
@@ -17,19 +18,21 @@ readonly BUILD=(
     libssl-dev
     ninja-build
     nlohmann-json3-dev
-    pkg-config
+    gpsd
+    iproute2
+    iputils-ping
+    python3
 )
 readonly TEST=(
     busybox
+    ccache
     clang
     clang-format-14
     clang-tidy
     cppcheck
+    dpkg-dev
     faketime
     gcovr
-    gpsd
-    iproute2
-    iputils-ping
     jq
     libbenchmark-dev
     libgammu-dev
@@ -39,8 +42,8 @@ readonly TEST=(
     man-db
     mandoc
     mmdebstrap
+    pkg-config
     procps
-    python3
     shellcheck
     strace
     systemd
@@ -50,8 +53,9 @@ readonly TEST=(
 
 usage() {
     cat <<'TEXT'
-Usage: setup.sh
-Installs the missing packages for building and testing on Debian 12, as root or with sudo.
+Usage: setup.sh [--test]
+Installs the missing packages for building on Debian 12, as root or with sudo.
+  --test  also those for the tests, the checks and the benchmarks
 TEXT
 }
 
@@ -63,17 +67,18 @@ stopGpsdService() {
 }
 
 main() {
-    local packages
+    local packages wanted=("${BUILD[@]}")
     case ${1:-} in
     '') ;;
+    --test) wanted+=("${TEST[@]}") ;;
     *) helpOrRefuse "$1" ;;
     esac
     if ! command -v dpkg >/dev/null || ! command -v apt-get >/dev/null; then
         echo "setup.sh: this is not Debian; install the equivalents of these packages by hand:" \
-            "${BUILD[*]} ${TEST[*]}" >&2
+            "${wanted[*]}" >&2
         return 1
     fi
-    mapfile -t packages < <(missingPackages "${BUILD[@]}" "${TEST[@]}")
+    mapfile -t packages < <(missingPackages "${wanted[@]}")
     if ((${#packages[@]} == 0)); then
         return
     fi

@@ -17,17 +17,14 @@ TEXT
 }
 
 main() {
-    local packages wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils
+    local wanted=(cpio e2fsprogs fakeroot kmod mmdebstrap python3 qemu-utils
         uidmap util-linux) # without root the disk is made in a user namespace
     case ${1:-amd64} in
     amd64) wanted+=(qemu-system-x86) ;;
     arm64 | armhf) wanted+=(qemu-system-arm qemu-user-static) ;;
     *) helpOrRefuse "$1" ;;
     esac
-    mapfile -t packages < <(missingPackages "${wanted[@]}")
-    ((${#packages[@]})) || return 0
-    announceInstallation "${packages[@]}"
-    installPackages "${packages[@]}"
+    installMissing "${wanted[@]}"
 }
 
 main "$@"

@@ -1,18 +1,20 @@
 #!/usr/bin/env bash
-# Everything that has to pass: shell scripts and formatting checked, presets release and asan built
-# and tested. Continues after a failure, lists all failures at the end, and fails if there was one.
-# System tests mostly sleep: asan is built beside them, in what they leave of the processors.
-# Without --all each test runs once: system tests on release, unit and flow tests and a sample of the
-# fault matrix under the sanitizers. With --all every test runs on both, the whole matrix is run,
-# clang-tidy checks everything, and the daemon runs under valgrind (slow).
+# What has to pass before a change lands: shell scripts, formatting and lint, system tests with the
+# programs that ship, unit and flow tests and a smoke of the fault matrix under the sanitizers.
+# Continues after a failure, lists all results at the end, and fails if there was a failure.
+# System tests mostly sleep: the sanitizers' build runs beside them, in what they leave of the
+# processors. scripts/test_more.sh runs what takes longer; with --all both run everything.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
-readonly JOBS=2
+# shellcheck source=scripts/lib/steps.sh
+. scripts/lib/steps.sh
+# shellcheck source=scripts/lib/test_builds.sh
+. scripts/lib/test_builds.sh
 readonly SYSTEM_JOBS=6
-readonly FUZZ_S=20  # for each target
+readonly ASAN_JOBS=3  # some of them sleep
 readonly ASAN_LOG=build/asan.log
 readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps include le910sim main
     packaging platform published recording scripts sms statemachine tests)
@@ -20,40 +22,17 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps inclu
 # Unit and flow tests run under the sanitizers, system tests with the programs that ship.
 releaseTargets=(cellslot cellslotd gateway_day le910sim print_commands skvs platform_tests)
 releaseTests=(-L 'system|processes')
-asanTests=(-L 'unit|flow|matrix')
+asanTargets=(unit_and_flow_tests fault_matrix)
+asanTests=(-L 'unit|flow|smoke')
 lintOptions=(--quick)
-summary=
-stepStart=$SECONDS
-failed=0
 asanBuild=  # pid
 
 usage() {
     cat <<'TEXT'
 Usage: test.sh [--all]
-Builds and tests everything. It must pass before a change lands. Ends with a summary.
-  --all  every test on both builds, slower checks, the package on a fresh host and on a virtual
-         gateway
+Builds and tests what must pass before a change lands. Ends with a summary.
+  --all  everything: each test on both builds, slower checks, and then test_more.sh --all
 TEXT
-}
-
-# Each line of the summary shows the duration of its step.
-record() { # WHAT RESULT
-    summary+=$(printf '%-16s %4d s  %s' "$1" "$((SECONDS - stepStart))" "$2")$'\n'
-    stepStart=$SECONDS
-}
-
-# check WHAT COMMAND...: runs the command and records its result.
-check() {
-    local what=$1
-    shift
-    echo "== $what"
-    if "$@"; then
-        record "$what" ok
-    else
-        record "$what" FAILED
-        failed=1
-        return 1
-    fi
 }
 
 filesOf() { # FIND-EXPRESSION...
@@ -65,122 +44,78 @@ filesOf() { # FIND-EXPRESSION...
 
 checkShell() {
     filesOf | xargs -0 awk 'FNR == 1 && (/^#!.*[\/ ](ba)?sh$/ || FILENAME ~ /completion$/) { print FILENAME }' |
-        xargs -d '\n' shellcheck --external-sources
+        xargs -d '\n' -n 12 -P "$JOBS" shellcheck --external-sources
 }
 
 checkFormat() {
-    filesOf \( -name '*.cpp' -o -name '*.h' \) | xargs -0 clang-format-14 --dry-run -Werror
-}
-
-build() { # PRESET [TARGET]...
-    local preset=$1
-    shift
-    cmake --preset "$preset" &&
-        cmake --build --preset "$preset" -j "$JOBS" --target "${@:-all}"
-}
-
-# System tests run in real time: on a machine that stands still for a second one may fail. Up to
-# three that failed run once more, alone, and the summary names them. Other tests have one run.
-runAgain() { # PRESET: prints the names of tests that failed once and then passed
-    local failures=build/$1/Testing/Temporary/LastTestsFailed.log names
-    names=$(cut -d: -f2 "$failures" | paste -sd ' ')
-    if grep -qv ':system\.' "$failures" || (($(wc -l <"$failures") > 3)); then
-        return 1
-    fi
-    ctest --preset "$1" --rerun-failed --no-tests=error >&2 && echo "$names"
-}
-
-# ctest's closing line is in its output, and again in the summary.
-runTests() { # PRESET JOBS CTEST-OPTION...
-    local preset=$1 jobs=$2 log=build/$1/test.log line again=
-    shift 2
-    echo "== $preset tests"
-    if ! ctest --preset "$preset" "$@" -j "$jobs" --no-tests=error 2>&1 | tee "$log"; then
-        again=$(runAgain "$preset") || failed=1
-    fi
-    line=$(grep -E '^[0-9]+% tests passed' "$log") || line='FAILED: no test was run'
-    record "$preset tests" "$line${again:+; passed on the second run: $again}"
-}
-
-# Compilers differ in the instructions they make of the same code: reported, but not a failure.
-checkInstructions() {
-    local status=0
-    echo '== instructions'
-    scripts/bench.sh --instructions || status=$?
-    case $status in
-    0) record instructions ok ;;
-    77) record instructions 'not compared: the numbers are for another compiler or C library' ;;
-    *)
-        record instructions FAILED
-        failed=1
-        ;;
-    esac
+    filesOf \( -name '*.cpp' -o -name '*.h' \) | xargs -0 -n 60 -P "$JOBS" clang-format-14 --dry-run -Werror
 }
 
 startAsanBuild() {
-    mkdir -p build
+    mkdir -p "${ASAN_LOG%/*}"
+    rm -f "$ASAN_LOG.done"
     set -m # a process group of its own, so that it can be ended as a whole
     (
         renice -n 19 "$BASHPID" >/dev/null
         chrt --idle --pid 0 "$BASHPID" || true # optional
-        build asan
+        build asan "${asanTargets[@]}" && touch "$ASAN_LOG.done"
     ) >"$ASAN_LOG" 2>&1 &
     asanBuild=$!
     set +m
 }
 
+# Not with wait: the step may run in a process of its own.
 finishAsanBuild() {
-    local status=0
-    wait "$asanBuild" || status=$?
-    asanBuild=
-    ((status == 0)) || cat "$ASAN_LOG"
-    return "$status"
+    tail -f --pid="$asanBuild" /dev/null
+    [[ -e $ASAN_LOG.done ]] || ! cat "$ASAN_LOG"
 }
 
 endAsanBuild() {
-    [[ -z $asanBuild ]] || kill -- "-$asanBuild" || true
+    [[ -z $asanBuild ]] || kill -- "-$asanBuild" 2>/dev/null || true
 }
 
 main() {
-    local start=$SECONDS
+    local all=no
     case ${1:-} in
     '') ;;
     --all)
-        releaseTargets=() releaseTests=() asanTests=() lintOptions=()
+        all=yes
+        releaseTargets=() releaseTests=() asanTargets=() asanTests=() lintOptions=()
         export CELLSLOT_TEST_ALL=1  # tests that use a sample run everything
         ;;
     *) helpOrRefuse "$1" ;;
     esac
-    scripts/setup.sh
-    check 'shell scripts' checkShell || true
-    check formatting checkFormat || true
-    check lint scripts/lint.sh "${lintOptions[@]}" || true
+    plan packages 1
+    plan 'shell scripts' 10
+    plan formatting 15
+    plan lint 60
+    plan 'release build' 130
+    plan 'release tests' 150
+    plan 'asan build' 60
+    plan 'asan tests' 90
+    showPlan
+    step scripts/setup.sh --test || true
+    step checkShell || true
+    step checkFormat || true
+    step scripts/lint.sh "${lintOptions[@]}" || true
     trap endAsanBuild EXIT
-    if check 'release build' build release "${releaseTargets[@]}"; then
+    if step build release "${releaseTargets[@]}"; then
         startAsanBuild
-        runTests release "$SYSTEM_JOBS" "${releaseTests[@]}"
+        step runTests release "$SYSTEM_JOBS" "${releaseTests[@]}" || true
     else
         startAsanBuild
+        skipStep 'not run'
     fi
-    if check 'asan build' finishAsanBuild; then
-        runTests asan "$JOBS" "${asanTests[@]}"
+    if progressLog=$ASAN_LOG step finishAsanBuild; then
+        step runTests asan "$ASAN_JOBS" "${asanTests[@]}" || true
+    else
+        skipStep 'not run'
     fi
-    if [[ ${1:-} == --all ]]; then
-        check valgrind scripts/valgrind.sh || true
-        check 'fault matrix' scripts/private_namespace.sh --keep "$PWD/build" \
-            build/release/bin/fault_matrix --suite all --jobs "$JOBS" || true
-        check 'a day' scripts/private_namespace.sh --keep "$PWD/build" \
-            build/release/bin/gateway_day 24 590 || true
+    finishSteps || stepsFailed=1
+    if [[ $all == yes ]]; then
+        scripts/test_more.sh --all || stepsFailed=1
     fi
-    checkInstructions
-    check package scripts/test_package.sh "$@" || true
-    check arm64 scripts/test_cross.sh arm64 "$@" || true
-    if [[ ${1:-} == --all ]]; then
-        check gateway scripts/test_gateway.sh || true
-    fi
-    FUZZ_JOBS=3 check fuzzing scripts/fuzz.sh "$FUZZ_S" || true
-    printf '\n== summary after %d s\n%s' "$((SECONDS - start))" "$summary"
-    return "$failed"
+    return "$stepsFailed"
 }
 
 main "$@"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs the daemon of the release build under valgrind's memcheck in system tests: bring-up, clean stop,
 # session, files. Fails if a test fails or memcheck reports anything; its reports are in build/valgrind.
-# Slow, so scripts/test.sh runs it only with --all.
+# Slow, so scripts/test_more.sh runs it only with --all.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

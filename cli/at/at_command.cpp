@@ -40,25 +40,22 @@ void run(sCliContext& context, const sAtOptions& options) {
 
 }  // namespace
 
-void addAtCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command = app.add_subcommand("at", "Send an AT command to the modem.");
+void addAtCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand command = app.add("at", "Send an AT command to the modem.");
     const auto options = std::make_shared<sAtOptions>();
-    command->add_option("COMMAND", options->command, "the command, including AT")
-        ->required()
-        ->type_name("");
+    command.option("COMMAND", options->command, "the command, including AT").required();
     command
-        ->add_option("-t,--timeout", options->timeoutS,
-                     "seconds to wait for the answer, 1 to 31 [1]")
-        ->check(CLI::Range(AT_TIMEOUT_MIN_S, AT_TIMEOUT_MAX_S).description(""))
-        ->type_name("S");
-    command->add_flag("--raw", options->raw, "print the answer exactly as the modem sent it");
-    addSlotOption(*command, options->slot);
-    command->footer(
+        .option("-t,--timeout", options->timeoutS, "seconds to wait for the answer, 1 to 31 [1]",
+                "S")
+        .range(AT_TIMEOUT_MIN_S, AT_TIMEOUT_MAX_S);
+    command.flag("--raw", options->raw, "print the answer exactly as the modem sent it");
+    addSlotOption(command, options->slot);
+    command.footer(
         "Examples:\n"
         "  cellslot at AT+CSQ\n"
         "  cellslot at 'AT+COPS=?' --timeout 31\n"
         "The slot's daemon sends the command and does nothing else until the answer\n"
         "arrives. It logs commands and answers, including PINs.\n"
         "Exit status: 0 OK, 1 the modem refused the command, 6 no answer in time.");
-    command->callback([options, &context] { run(context, *options); });
+    command.action([options, &context] { run(context, *options); });
 }

@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // at COMMAND: an AT command through the daemon
-void addAtCommand(CLI::App& app, sCliContext& context);
+void addAtCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

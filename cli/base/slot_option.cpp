@@ -4,10 +4,8 @@
 #include "cli/base/failure.h"
 #include "cli/base/slot_name.h"
 
-void addSlotOption(CLI::App& command, int& slot, const std::string& help) {
-    command.add_option("-p,--port", slot, help)
-        ->check(CLI::Range(FIRST_SLOT, LAST_SLOT).description(""))
-        ->type_name("1-3");
+void addSlotOption(const cSubcommand& command, int& slot, const std::string& help) {
+    command.option("-p,--port", slot, help, "1-3").range(FIRST_SLOT, LAST_SLOT);
 }
 
 int chooseSlot(const sPlaces& places, int given) {

@@ -99,21 +99,21 @@ void check(sCliContext& context, const sConfigOptions& options) {
 
 }  // namespace
 
-void addConfigCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* config = app.add_subcommand("config", "Check the configuration.");
-    config->require_subcommand(1);
-    config->footer("Example:\n  cellslot config check");
-    CLI::App* command = config->add_subcommand("check", "Show how the daemon reads the file.");
+void addConfigCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand config = app.add("config", "Check the configuration.");
+    config.requireSubcommand();
+    config.footer("Example:\n  cellslot config check");
+    const cSubcommand command = config.add("check", "Show how the daemon reads the file.");
     const auto options = std::make_shared<sConfigOptions>();
-    command->add_option("FILE", options->file, "the file to check [the slot's own]")->type_name("");
-    command->add_flag("-q,--quiet", options->quiet, "show only findings");
-    addSlotOption(*command, options->slot);
-    command->footer(
+    command.option("FILE", options->file, "the file to check [the slot's own]");
+    command.flag("-q,--quiet", options->quiet, "show only findings");
+    addSlotOption(command, options->slot);
+    command.footer(
         "Findings begin with !: values that are not accepted, or that include quotes,\n"
         "blanks or a comment; keys that are unknown or repeated. Then come the values in\n"
         "force, without passwords. Exit status 1 if there is a finding.\n"
         "Examples:\n"
         "  cellslot config check new.conf && mv new.conf /etc/vuk/cellular1.conf\n"
         "  cellslot config check -q -p 2");
-    command->callback([options, &context] { check(context, *options); });
+    command.action([options, &context] { check(context, *options); });
 }

@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // config check
-void addConfigCommand(CLI::App& app, sCliContext& context);
+void addConfigCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

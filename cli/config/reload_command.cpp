@@ -82,16 +82,14 @@ void run(sCliContext& context, const sReloadOptions& options) {
 
 }  // namespace
 
-void addReloadCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command =
-        app.add_subcommand("reload", "Make the daemon read its configuration again.");
+void addReloadCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand command = app.add("reload", "Make the daemon read its configuration again.");
     const auto options = std::make_shared<sReloadOptions>();
-    addSlotOption(*command, options->slot);
-    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait for the result [60]")
-        ->type_name("S");
-    command->footer(
+    addSlotOption(command, options->slot);
+    command.option("-t,--timeout", options->timeoutS, "seconds to wait for the result [60]", "S");
+    command.footer(
         "If the file has changed, the modem is set up again, which interrupts the\n"
         "connection; otherwise nothing happens. Example, with a check first:\n"
         "  cellslot config check && cellslot reload");
-    command->callback([options, &context] { run(context, *options); });
+    command.action([options, &context] { run(context, *options); });
 }

@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // reload: the daemon reads its configuration again
-void addReloadCommand(CLI::App& app, sCliContext& context);
+void addReloadCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

@@ -114,22 +114,20 @@ void run(sCliContext& context, const sDataOptions& options) {
 
 }  // namespace
 
-void addDataCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command = app.add_subcommand("data", "Switch the data connection on or off.");
+void addDataCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand command = app.add("data", "Switch the data connection on or off.");
     const auto options = std::make_shared<sDataOptions>();
-    command->add_option("STATE", options->word, "on, off, auto or power-off")
-        ->required()
-        ->check(CLI::IsMember({"on", "off", "auto", "power-off"}).description(""))
-        ->type_name("");
-    addSlotOption(*command, options->slot);
-    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [30]")
-        ->type_name("S");
-    command->footer(
+    command.option("STATE", options->word, "on, off, auto or power-off")
+        .required()
+        .oneOf({"on", "off", "auto", "power-off"});
+    addSlotOption(command, options->slot);
+    command.option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [30]", "S");
+    command.footer(
         "on, off and power-off stay in force until auto or a restart of the host. on\n"
         "takes effect once the host has booted. After power-off, use auto before you\n"
         "start the daemon again; otherwise it switches the modem off once more.\n"
         "Examples:\n"
         "  cellslot data off\n"
         "  cellslot data on -p 2 --timeout 60");
-    command->callback([options, &context] { run(context, *options); });
+    command.action([options, &context] { run(context, *options); });
 }

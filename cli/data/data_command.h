@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // data on, off, auto, power-off
-void addDataCommand(CLI::App& app, sCliContext& context);
+void addDataCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

@@ -94,25 +94,20 @@ void run(sCliContext& context, const sDoctorOptions& options) {
 
 }  // namespace
 
-void addDoctorCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* command =
-        app.add_subcommand("doctor", "Check the host and show how to fix problems.");
+void addDoctorCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand command = app.add("doctor", "Check the host and show how to fix problems.");
     const auto options = std::make_shared<sDoctorOptions>();
-    addSlotOption(*command, options->slot, "only this slot [all slots in use]");
-    command->add_option("-d,--device", options->device, "the modem's AT port [the daemon's]")
-        ->type_name("DEV");
-    command->add_option("-g,--gps", options->gpsDevice, "the modem's GPS port [the daemon's]")
-        ->type_name("DEV");
-    command
-        ->add_option("-i,--interface", options->interface, "the network interface [the daemon's]")
-        ->type_name("IF");
-    command->add_flag("-q,--quiet", options->quiet, "hide what is ok");
-    command->add_flag("--ask-modem", options->askModem,
-                      "also ask the modem about SIM and addresses");
-    command->footer(
+    addSlotOption(command, options->slot, "only this slot [all slots in use]");
+    command.option("-d,--device", options->device, "the modem's AT port [the daemon's]", "DEV");
+    command.option("-g,--gps", options->gpsDevice, "the modem's GPS port [the daemon's]", "DEV");
+    command.option("-i,--interface", options->interface, "the network interface [the daemon's]",
+                   "IF");
+    command.flag("-q,--quiet", options->quiet, "hide what is ok");
+    command.flag("--ask-modem", options->askModem, "also ask the modem about SIM and addresses");
+    command.footer(
         "Changes nothing. Run it as root, because other users cannot see everything.\n"
         "-> shows how to fix a finding. Exit status 1 if something is broken.\n"
         "Example:\n"
         "  cellslot doctor -q -p 1");
-    command->callback([options, &context] { run(context, *options); });
+    command.action([options, &context] { run(context, *options); });
 }

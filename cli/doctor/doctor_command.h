@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // doctor: what keeps the host from working
-void addDoctorCommand(CLI::App& app, sCliContext& context);
+void addDoctorCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

@@ -269,25 +269,24 @@ const sPinRow ROWS[] = {
      "Example:\n  cellslot pin puk <puk-and-new-pin.txt"},
 };
 
-void addAction(CLI::App& pin, sCliContext& context, const sPinRow& row) {
-    CLI::App* command = pin.add_subcommand(row.name, row.description);
+void addAction(const cSubcommand& pin, sCliContext& context, const sPinRow& row) {
+    const cSubcommand command = pin.add(row.name, row.description);
     const auto options = std::make_shared<sPinOptions>();
-    addSlotOption(*command, options->slot);
-    command->add_option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [60]")
-        ->type_name("S");
-    command->add_flag("--force", options->force, "use even the last remaining attempt");
-    command->footer(row.footer);
-    command->callback([options, &context, &row] { row.action(context, *options); });
+    addSlotOption(command, options->slot);
+    command.option("-t,--timeout", options->timeoutS, "seconds to wait; 0: do not wait [60]", "S");
+    command.flag("--force", options->force, "use even the last remaining attempt");
+    command.footer(row.footer);
+    command.action([options, &context, &row] { row.action(context, *options); });
 }
 
 }  // namespace
 
-void addPinCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* pin = app.add_subcommand("pin", "Set, change or unblock the SIM's PIN.");
-    pin->require_subcommand(1);
+void addPinCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand pin = app.add("pin", "Set, change or unblock the SIM's PIN.");
+    pin.requireSubcommand();
     for (const sPinRow& row : ROWS)
-        addAction(*pin, context, row);
-    pin->footer(
+        addAction(pin, context, row);
+    pin.footer(
         "Type PINs when asked, without echo, or pass them on standard input, one per\n"
         "line. The command line takes none, because other users could see them there.\n"
         "Examples:\n"

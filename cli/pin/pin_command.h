@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // pin set, change, enable, disable, puk
-void addPinCommand(CLI::App& app, sCliContext& context);
+void addPinCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

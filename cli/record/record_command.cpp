@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
 #include <memory>
 #include <ostream>
 
@@ -175,28 +176,26 @@ void save(sCliContext& context, const sRecordOptions& options) {
 
 // ---- command line
 
-CLI::App* addAction(CLI::App& record, const char* name, const char* help,
-                    const std::shared_ptr<sRecordOptions>& options, sCliContext& context,
-                    void (*action)(sCliContext&, const sRecordOptions&)) {
-    CLI::App* command = record.add_subcommand(name, help);
-    addSlotOption(*command, options->slot);
-    command->callback([options, &context, action] { action(context, *options); });
+cSubcommand addAction(const cSubcommand& record, const char* name, const char* help,
+                      const std::shared_ptr<sRecordOptions>& options, sCliContext& context,
+                      void (*action)(sCliContext&, const sRecordOptions&)) {
+    const cSubcommand command = record.add(name, help);
+    addSlotOption(command, options->slot);
+    command.action([options, &context, action] { action(context, *options); });
     return command;
 }
 
-void addStart(CLI::App& record, sCliContext& context) {
+void addStart(const cSubcommand& record, sCliContext& context) {
     const auto options = std::make_shared<sRecordOptions>();
-    CLI::App* command = addAction(record, "start", "Begin a recording.", options, context, start);
-    command->add_option("--minutes", options->minutes, "end after this time; 0: do not [60]")
-        ->check(CLI::Range(0U, RECORDING_MINUTES_MAX).description(""))
-        ->type_name("N");
-    command->add_option("--size", options->megabytes, "size of each of its two files, in MB [1]")
-        ->check(
-            CLI::Range(1U, static_cast<unsigned>(RECORDING_BYTES_MAX / MEGABYTE)).description(""))
-        ->type_name("MB");
-    command->add_flag("--with-identities", options->withIdentities,
-                      "keep IMSI, IMEI, numbers and messages");
-    command->footer(
+    const cSubcommand command =
+        addAction(record, "start", "Begin a recording.", options, context, start);
+    command.option("--minutes", options->minutes, "end after this time; 0: do not [60]", "N")
+        .range(0U, RECORDING_MINUTES_MAX);
+    command.option("--size", options->megabytes, "size of each of its two files, in MB [1]", "MB")
+        .range(1U, static_cast<unsigned>(RECORDING_BYTES_MAX / MEGABYTE));
+    command.flag("--with-identities", options->withIdentities,
+                 "keep IMSI, IMEI, numbers and messages");
+    command.footer(
         "PIN, PUK and password are never recorded. Two files of a megabyte hold 4 to 8\n"
         "minutes of a connected modem; older lines are dropped.\n"
         "Example:\n"
@@ -205,22 +204,22 @@ void addStart(CLI::App& record, sCliContext& context) {
 
 }  // namespace
 
-void addRecordCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* record = app.add_subcommand("record", "Record what passes on the modem's ports.");
-    record->require_subcommand(1);
-    addStart(*record, context);
-    addAction(*record, "stop", "End the recording.", std::make_shared<sRecordOptions>(), context,
+void addRecordCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand record = app.add("record", "Record what passes on the modem's ports.");
+    record.requireSubcommand();
+    addStart(record, context);
+    addAction(record, "stop", "End the recording.", std::make_shared<sRecordOptions>(), context,
               stop)
-        ->footer("Example:\n  cellslot record stop");
-    addAction(*record, "show", "Show whether a recording runs, and what there is.",
+        .footer("Example:\n  cellslot record stop");
+    addAction(record, "show", "Show whether a recording runs, and what there is.",
               std::make_shared<sRecordOptions>(), context, show)
-        ->footer("Example:\n  cellslot record show");
+        .footer("Example:\n  cellslot record show");
     const auto options = std::make_shared<sRecordOptions>();
-    CLI::App* command = addAction(*record, "save", "Copy the recording to a file; it goes on.",
-                                  options, context, save);
-    command->add_option("FILE", options->file, "where to")->required()->type_name("");
-    command->footer("Example:\n  cellslot record save /tmp/pump7.jsonl");
-    record->footer(
+    const cSubcommand command = addAction(
+        record, "save", "Copy the recording to a file; it goes on.", options, context, save);
+    command.option("FILE", options->file, "where to").required();
+    command.footer("Example:\n  cellslot record save /tmp/pump7.jsonl");
+    record.footer(
         "The daemon records into /var/log/cellslot. cellslotd --record-always does so at\n"
         "all times.\n"
         "Example:\n"

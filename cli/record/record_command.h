@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // cellslot record: recordings of what passes on the modem's ports.
-void addRecordCommand(CLI::App& app, sCliContext& context);
+void addRecordCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

@@ -188,19 +188,17 @@ void run(sCliContext& context, tCommandRunner runner, const sReportOptions& opti
 
 }  // namespace
 
-void addReportCommand(CLI::App& app, sCliContext& context, tCommandRunner runner) {
-    CLI::App* command = app.add_subcommand("report", "Write one archive for a support case.");
+void addReportCommand(const cSubcommand& app, sCliContext& context, tCommandRunner runner) {
+    const cSubcommand command = app.add("report", "Write one archive for a support case.");
     const auto options = std::make_shared<sReportOptions>();
-    command->add_option("FILE", options->file, "the tar archive to write")
-        ->required()
-        ->type_name("");
-    addSlotOption(*command, options->slot, "only this slot [all slots in use]");
-    command->add_flag("--with-identities", options->withIdentities,
-                      "keep IMSI, IMEI and numbers outside the recordings");
-    command->footer(
+    command.option("FILE", options->file, "the tar archive to write").required();
+    addSlotOption(command, options->slot, "only this slot [all slots in use]");
+    command.flag("--with-identities", options->withIdentities,
+                 "keep IMSI, IMEI and numbers outside the recordings");
+    command.footer(
         "Lists what is in it, then writes it: recordings, status, configuration, doctor,\n"
         "versions, journal. PIN, PUK, user name and password are left out.\n"
         "Example:\n"
         "  cellslot report pump7.tar");
-    command->callback([options, &context, runner] { run(context, runner, *options); });
+    command.action([options, &context, runner] { run(context, runner, *options); });
 }

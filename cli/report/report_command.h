@@ -8,6 +8,6 @@ using tCommandRunner = eExitStatus (*)(int argc, const char* const* argv, sCliCo
                                        std::ostream& err);
 
 // cellslot report: one archive for a support case.
-void addReportCommand(CLI::App& app, sCliContext& context, tCommandRunner runner);
+void addReportCommand(const cSubcommand& app, sCliContext& context, tCommandRunner runner);
 
 #endif

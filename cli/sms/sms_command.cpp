@@ -195,66 +195,60 @@ void wait(sCliContext& context, const sReadOptions& options) {
 
 // ---- command line
 
-void addSend(CLI::App& sms, sCliContext& context) {
-    CLI::App* command = sms.add_subcommand("send", "Send a message.");
+void addSend(const cSubcommand& sms, sCliContext& context) {
+    const cSubcommand command = sms.add("send", "Send a message.");
     const auto options = std::make_shared<sSendOptions>();
-    command->add_option("NUMBER", options->number, "5 to 20 digits, with + if international")
-        ->required()
-        ->type_name("");
-    command->add_option("TEXT", options->text, "up to 918 ASCII characters; - is standard input")
-        ->required()
-        ->type_name("");
-    command->add_flag("-w,--wait", options->wait, "wait until it is sent or has failed");
-    command
-        ->add_option("--timeout", options->timeoutS, "with --wait: at most this many seconds [200]")
-        ->type_name("S");
-    command->footer(
+    command.option("NUMBER", options->number, "5 to 20 digits, with + if international").required();
+    command.option("TEXT", options->text, "up to 918 ASCII characters; - is standard input")
+        .required();
+    command.flag("-w,--wait", options->wait, "wait until it is sent or has failed");
+    command.option("--timeout", options->timeoutS, "with --wait: at most this many seconds [200]",
+                   "S");
+    command.footer(
         "Examples:\n"
         "  cellslot sms send +12025550123 'Pump 3 stopped'\n"
         "  df -h / | cellslot sms send --wait 72345 -\n"
         "  cellslot sms send 72345 -- -3C      # -- before a text that begins with -");
-    command->callback([options, &context] { send(context, *options); });
+    command.action([options, &context] { send(context, *options); });
 }
 
-void addList(CLI::App& sms, sCliContext& context) {
-    CLI::App* command = sms.add_subcommand("list", "List the received messages, oldest first.");
-    command->footer("Example:\n  cellslot sms list | grep +12025550123");
-    command->callback([&context] { list(context); });
+void addList(const cSubcommand& sms, sCliContext& context) {
+    const cSubcommand command = sms.add("list", "List the received messages, oldest first.");
+    command.footer("Example:\n  cellslot sms list | grep +12025550123");
+    command.action([&context] { list(context); });
 }
 
-void addRead(CLI::App& sms, sCliContext& context) {
-    CLI::App* command = sms.add_subcommand("read", "Show a received message.");
+void addRead(const cSubcommand& sms, sCliContext& context) {
+    const cSubcommand command = sms.add("read", "Show a received message.");
     const auto options = std::make_shared<sReadOptions>();
-    command->add_option("FILE", options->file, "number in the list, or file name [the oldest]")
-        ->type_name("");
-    command->add_flag("-d,--delete", options->remove, "delete it after showing it");
-    command->footer("Example:\n  cellslot sms read --delete");
-    command->callback([options, &context] { read(context, *options); });
+    command.option("FILE", options->file, "number in the list, or file name [the oldest]");
+    command.flag("-d,--delete", options->remove, "delete it after showing it");
+    command.footer("Example:\n  cellslot sms read --delete");
+    command.action([options, &context] { read(context, *options); });
 }
 
-void addWait(CLI::App& sms, sCliContext& context) {
-    CLI::App* command = sms.add_subcommand("wait", "Wait for the next message and show it.");
+void addWait(const cSubcommand& sms, sCliContext& context) {
+    const cSubcommand command = sms.add("wait", "Wait for the next message and show it.");
     const auto options = std::make_shared<sReadOptions>();
-    command->add_option("--timeout", options->timeoutS, "wait at most this many seconds [no limit]")
-        ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))
-        ->type_name("S");
-    command->add_flag("-d,--delete", options->remove, "delete it after showing it");
-    command->footer(
+    command.option("--timeout", options->timeoutS, "wait at most this many seconds [no limit]", "S")
+        .notNegative();
+    command.flag("-d,--delete", options->remove, "delete it after showing it");
+    command.footer(
         "Messages that have already arrived do not count.\n"
         "Example:\n  cellslot sms wait --timeout 60 || echo 'no message'");
-    command->callback([options, &context] { wait(context, *options); });
+    command.action([options, &context] { wait(context, *options); });
 }
 
 }  // namespace
 
-void addSmsCommand(CLI::App& app, sCliContext& context) {
-    CLI::App* sms = app.add_subcommand("sms", "Send and read text messages.");
-    sms->require_subcommand(1);
-    addSend(*sms, context);
-    addList(*sms, context);
-    addRead(*sms, context);
-    addWait(*sms, context);
-    sms->footer(
+void addSmsCommand(const cSubcommand& app, sCliContext& context) {
+    const cSubcommand sms = app.add("sms", "Send and read text messages.");
+    sms.requireSubcommand();
+    addSend(sms, context);
+    addList(sms, context);
+    addRead(sms, context);
+    addWait(sms, context);
+    sms.footer(
         "All slots share the messages. They are deleted after a day.\n"
         "Example:\n  cellslot sms send +12025550123 'Pump 3 stopped'");
 }

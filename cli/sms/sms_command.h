@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // sms send, list, read, wait
-void addSmsCommand(CLI::App& app, sCliContext& context);
+void addSmsCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

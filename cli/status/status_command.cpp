@@ -93,15 +93,14 @@ void runStatus(sCliContext& context, const sStatusOptions& options) {
 
 }  // namespace
 
-void addStatusCommand(CLI::App& app, sCliContext& context) {
+void addStatusCommand(const cSubcommand& app, sCliContext& context) {
     auto options = std::make_shared<sStatusOptions>();
-    CLI::App* command =
-        app.add_subcommand("status", "Show the state of modem, SIM, network and data.");
-    addSlotOption(*command, options->slot, "only this slot [all slots in use]");
-    CLI::Option* json = command->add_flag("--json", options->json, "print JSON, for programs");
-    command->add_flag("--metrics", options->metrics, "print metrics for Prometheus")
-        ->excludes(json);
-    command->footer(
+    const cSubcommand command =
+        app.add("status", "Show the state of modem, SIM, network and data.");
+    addSlotOption(command, options->slot, "only this slot [all slots in use]");
+    const cCommandOption json = command.flag("--json", options->json, "print JSON, for programs");
+    command.flag("--metrics", options->metrics, "print metrics for Prometheus").excludes(json);
+    command.footer(
         "One slot is shown in full, several in a table. Problems come first, each with\n"
         "what to do about it.\n\n"
         "Examples:\n"
@@ -109,5 +108,5 @@ void addStatusCommand(CLI::App& app, sCliContext& context) {
         "  cellslot status -p 1\n"
         "  cellslot status --json | jq '.slots[].signal'\n\n"
         "Exit status: 0 shown, 3 no daemon, 4 status old or damaged, 5 no permission.");
-    command->callback([&context, options] { runStatus(context, *options); });
+    command.action([&context, options] { runStatus(context, *options); });
 }

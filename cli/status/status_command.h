@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // cellslot status [-p N] [--json | --metrics]
-void addStatusCommand(CLI::App& app, sCliContext& context);
+void addStatusCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

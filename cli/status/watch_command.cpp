@@ -73,19 +73,18 @@ void runWatch(sCliContext& context, const sWatchOptions& options) {
 
 }  // namespace
 
-void addWatchCommand(CLI::App& app, sCliContext& context) {
+void addWatchCommand(const cSubcommand& app, sCliContext& context) {
     auto options = std::make_shared<sWatchOptions>();
-    CLI::App* command =
-        app.add_subcommand("watch", "Show the status live, with a graph of the signal.");
-    addSlotOption(*command, options->slot, "only this slot, in full [all slots in use]");
-    command->add_option("--interval", options->intervalS, "seconds between two updates [2]")
-        ->check(CLI::Range(1, 3600).description(""))
-        ->type_name("S");
-    command->footer(
+    const cSubcommand command =
+        app.add("watch", "Show the status live, with a graph of the signal.");
+    addSlotOption(command, options->slot, "only this slot, in full [all slots in use]");
+    command.option("--interval", options->intervalS, "seconds between two updates [2]", "S")
+        .range(1, 3600);
+    command.footer(
         "q or Ctrl-C quits, any other key redraws the screen. Works on a serial console\n"
         "too. NO_COLOR=1 switches colours off.\n\n"
         "Examples:\n"
         "  cellslot watch -p 1\n"
         "  TERM=vt100 cellslot watch --interval 10");
-    command->callback([&context, options] { runWatch(context, *options); });
+    command.action([&context, options] { runWatch(context, *options); });
 }

@@ -4,6 +4,6 @@
 #include "cli/base/command.h"
 
 // cellslot watch [-p N] [--interval S]
-void addWatchCommand(CLI::App& app, sCliContext& context);
+void addWatchCommand(const cSubcommand& app, sCliContext& context);
 
 #endif

@@ -35,6 +35,14 @@ installPackages() { # APT-OPTION|PACKAGE...
     asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "$@"
 }
 
+installMissing() { # PACKAGE...
+    local missing
+    mapfile -t missing < <(missingPackages "$@")
+    ((${#missing[@]})) || return 0
+    announceInstallation "${missing[@]}"
+    installPackages "${missing[@]}"
+}
+
 # "SUITE ADDRESS" of the first Debian archive in apt's configuration.
 findMirror() {
     # shellcheck disable=SC2016  # apt's variables, not the shell's

@@ -7,17 +7,19 @@ add_library(cellslot_flow_support STATIC support/daemon_reset.cpp support/fake_t
                                          support/whole_daemon.cpp)
 target_link_libraries(cellslot_flow_support PUBLIC cellslot_test_support cellslot_statemachine
                                                    cellslot_le910sim)
+cellslot_use_test_headers(cellslot_flow_support)
 
 # cellslot_add_flow_tests(<subject> SOURCES <files>)
 function(cellslot_add_flow_tests subject)
     cmake_parse_arguments(ARG "" "" "SOURCES" ${ARGN})
     add_executable(${subject}_flow_tests ${ARG_SOURCES})
     target_link_libraries(${subject}_flow_tests PRIVATE cellslot_flow_support GTest::gtest_main)
+    cellslot_use_test_headers(${subject}_flow_tests)
     add_dependencies(daemon_tests ${subject}_flow_tests)
     add_test(NAME flow.${subject}
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
                      ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${subject}_flow_tests>)
-    set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT ${FLOW_TIMEOUT_S})
+    set_tests_properties(flow.${subject} PROPERTIES LABELS flow TIMEOUT ${TEST_TIMEOUT_S})
 endfunction()
 
 cellslot_add_flow_tests(bring_up

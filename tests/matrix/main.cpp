@@ -36,7 +36,7 @@ struct sOptions {
     std::string only;
     uint64_t seed = std::random_device()();
     int jobs = 2;
-    unsigned limitS = 60;
+    unsigned limitS = 300;
     bool replay = false;
     bool list = false;
     bool verbose = false;

@@ -10,16 +10,20 @@ add_executable(fault_matrix matrix/main.cpp)
 target_link_libraries(fault_matrix PRIVATE cellslot_matrix)
 target_link_options(fault_matrix PRIVATE -Wl,--wrap=system)
 
-# cellslot_add_matrix_test(<name> <arguments>...): a random sample; it prints its seed. The cells use
-# both cores.
-function(cellslot_add_matrix_test name)
+# cellslot_add_matrix_test(<label> <name> <arguments>...): a random sample; it prints its seed. The
+# cells use both cores.
+function(cellslot_add_matrix_test label name)
     add_test(NAME matrix.${name}
              COMMAND ${CMAKE_SOURCE_DIR}/scripts/private_namespace.sh --keep ${CMAKE_BINARY_DIR}
                      $<TARGET_FILE:fault_matrix> ${ARGN})
-    set_tests_properties(matrix.${name} PROPERTIES LABELS matrix TIMEOUT 300 PROCESSORS 2)
+    set_tests_properties(matrix.${name} PROPERTIES LABELS ${label} TIMEOUT 1200 PROCESSORS 2)
 endfunction()
 
-cellslot_add_matrix_test(faults --suite faults --sample 200)
-cellslot_add_matrix_test(pin --suite pin --sample 60)
-cellslot_add_matrix_test(unsolicited --suite unsolicited --sample 150)
-cellslot_add_matrix_test(replay --suite all --replay --sample 40 --seed 11)
+cellslot_add_matrix_test(matrix faults --suite faults --sample 200)
+cellslot_add_matrix_test(matrix pin --suite pin --sample 60)
+cellslot_add_matrix_test(matrix unsolicited --suite unsolicited --sample 150)
+cellslot_add_matrix_test(matrix replay --suite all --replay --sample 40 --seed 11)
+
+# Small samples, for each change.
+cellslot_add_matrix_test(smoke smoke --suite all --sample 40)
+cellslot_add_matrix_test(smoke smoke_replay --suite all --replay --sample 8 --seed 11)

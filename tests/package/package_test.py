@@ -197,11 +197,11 @@ class Life(unittest.TestCase):
     def runToConnected(self):
         daemon = self.startDaemon()
         try:
-            waitUntil(lambda: "connected" in (daemon.status() or ""), 30,
+            waitUntil(lambda: "connected" in (daemon.status() or ""),
                       lambda: f"status {daemon.status()!r}\n{pathlib.Path('/tmp/daemon.out').read_text()}")
             self.assertEqual(daemon.starts, 1)
             status = ROOT / "var/log/wireless.cardstats.1"
-            waitUntil(lambda: "CELLMODEM1_QMI_STATE=CONNECTED" in status.read_text(), 10,
+            waitUntil(lambda: "CELLMODEM1_QMI_STATE=CONNECTED" in status.read_text(),
                       lambda: status.read_text())
             # The package's interface script set the interface up, and the daemon saw its success.
             self.assertRegex(output("ip", "-4", "address", "show", "wwan0"),

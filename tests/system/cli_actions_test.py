@@ -7,10 +7,9 @@ import pathlib
 import pty
 import signal
 import subprocess
-import time
 import unittest
 
-from gateway import BIN, LogCatcher, Slot, freshHost, waitUntil
+from gateway import BIN, LIMIT_S, LogCatcher, Slot, freshHost, waitUntil
 
 SYSLOG = pathlib.Path("/var/log/messages")
 SPOOL = pathlib.Path("/tmp/sms")
@@ -40,7 +39,7 @@ class Result:
 
 def cellslot(*arguments, user=None, **options):
     return Result(subprocess.run([BIN / "cellslot", *arguments], capture_output=True, text=True,
-                                 timeout=100, check=False, user=user,
+                                 timeout=2 * LIMIT_S, check=False, user=user,
                                  group=user, extra_groups=[] if user else None, **options))
 
 
@@ -52,11 +51,12 @@ class Running:
                                         stderr=subprocess.PIPE, text=True)
 
     def isAsleep(self):
-        """Between two checks of what it waits for."""
-        return "State:\tS" in pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        """Between two checks of what it waits for; until it runs, its process has another name."""
+        status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return "Name:\tcellslot\n" in status and "State:\tS" in status
 
     def result(self):
-        self.out, self.err = self.process.communicate(timeout=60)
+        self.out, self.err = self.process.communicate(timeout=2 * LIMIT_S)
         self.status = self.process.returncode
         return self
 
@@ -115,8 +115,8 @@ class Actions(Gateway):
         self.assertFails(result, FAILED, "three attempts failed", "500")
 
     def test_smsReceived_isListedShownAndDeleted(self):
-        waiting = Running("sms", "wait", "--timeout", "30")
-        waitUntil(waiting.isAsleep, 5, lambda: "it does not wait")
+        waiting = Running("sms", "wait", "--timeout", str(LIMIT_S))
+        waitUntil(waiting.isAsleep, lambda: "it does not wait")
         self.slot.order(op="inject-sms", text="Caf\u00e9 \u20ac5", **{"from": "+12025550145"})
         shown = waiting.result()
         self.assertEqual(shown.status, OK, shown.err)
@@ -153,7 +153,7 @@ class Actions(Gateway):
         self.slot.order(op="fault", match="AT+TWO", kind="silence", count=1)
         result = cellslot("at", "AT+TWO", "--timeout", "2")
         self.assertFails(result, TIMED_OUT, "within 2 s")
-        self.slot.waitConnected(30)
+        self.slot.waitConnected()
 
     def test_at_asNobody_isPermitted(self):
         result = cellslot("at", "AT+CGMI", user=NOBODY)
@@ -165,7 +165,7 @@ class Actions(Gateway):
         os.kill(pid, signal.SIGSTOP)
         try:
             asking = Running("at", "AT+NEVER")
-            waitUntil(REQUEST.exists, 5, lambda: "no request")
+            waitUntil(REQUEST.exists, lambda: "no request")
             self.assertFails(cellslot("at", "AT+OTHER"), FAILED, "of another program")
             self.assertEqual(REQUEST.read_text(), "AT+NEVER\n")
             asking.process.send_signal(signal.SIGINT)
@@ -230,7 +230,7 @@ class Actions(Gateway):
         self.addCleanup(lambda: pathlib.Path("/etc/vuk/away").rename(path))
         before = self.log.count("Received SIGUSR2")
         self.assertFails(cellslot("reload"), FAILED, "does not exist; not reloaded")
-        time.sleep(1)
+        self.slot.waitPolls(2)
         self.assertEqual(self.log.count("Received SIGUSR2"), before)
 
     def test_reload_asNobody_isNotPermitted(self):
@@ -277,7 +277,8 @@ class Actions(Gateway):
                      "  BROKEN  pin        others can read /etc/vuk/cellular_puk.1"):
             self.assertIn(line + "\n", result.out)
         self.assertTrue(result.out.endswith("\n1 broken, 0 notes\n"), result.out)
-        self.assertEqual(self.hostFiles(), before)
+        # A file that is being replaced may be missing in one listing.
+        waitUntil(lambda: self.hostFiles() == before, self.hostFiles)
 
     def portLines(self):
         return [line for line in cellslot("doctor").out.splitlines() if "also open" in line]
@@ -423,7 +424,7 @@ class TwoSlots(unittest.TestCase):
         pathlib.Path("/tmp/new").rename("/tmp/at_cmd_in")
         self.assertEqual(cellslot("at", "AT+CGSN", "-p", "2").out, "222222222222222\nOK\n")
         raw = pathlib.Path("/tmp/at_cmd_out_raw")
-        waitUntil(raw.exists, 20, lambda: "no answer")
+        waitUntil(raw.exists, lambda: "no answer")
         self.assertIn("Telit", raw.read_text())
 
     def test_reload_withoutReadableLog_showsItsResult(self):
@@ -521,7 +522,7 @@ class Locked(Gateway):
         result = cellslot("data", "power-off")
         self.assertEqual(result.status, OK, result)
         self.assertIn("the daemon has ended", result.out)
-        self.assertEqual(self.slot.daemon.wait(30), 5)
+        self.assertEqual(self.slot.awaitEnd(), 5)
         self.assertFails(cellslot("data", "auto"), NO_DAEMON, "after its next start")
         self.assertFalse(pathlib.Path("/tmp/force_cell_tempoff.1").exists())
 

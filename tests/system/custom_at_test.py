@@ -8,7 +8,7 @@ import stat
 import threading
 import unittest
 
-from gateway import LogCatcher, Slot, freshHost, waitUntil
+from gateway import LIMIT_S, LogCatcher, Slot, freshHost, waitUntil
 
 REQUEST = pathlib.Path("/tmp/at_cmd_in")
 ANSWER = pathlib.Path("/tmp/at_cmd_out")
@@ -36,8 +36,8 @@ class FirstSight(threading.Thread):
             except FileNotFoundError:
                 pass
 
-    def result(self, seconds):
-        self.join(seconds)
+    def result(self):
+        self.join(LIMIT_S)
         self.stop.set()
         return self.text
 
@@ -62,20 +62,19 @@ class CustomAt(unittest.TestCase):
         REQUEST.with_suffix(".new").write_text(text)
         REQUEST.with_suffix(".new").rename(REQUEST)
 
-    def ask(self, text, seconds=15):
+    def ask(self, text):
         for path in (ANSWER, RAW):
             path.unlink(missing_ok=True)
         self.request(text)
         # It is written after the other one.
-        waitUntil(RAW.exists, seconds, lambda: "no answer")
+        waitUntil(RAW.exists, lambda: "no answer")
         return ANSWER.read_bytes().decode(), RAW.read_bytes().decode()
 
     def test_killAtAPrompt_nextDaemonEndsItAndConnects(self):
         self.request('AT+CMGF=1\nAT+CMGS="12345"::30\n')
-        waitUntil(lambda: 'AT+CMGS="12345"' in self.slot.commands(), 15,
+        waitUntil(lambda: 'AT+CMGS="12345"' in self.slot.commands(),
                   lambda: f"not sent: {self.slot.commands()[-5:]}")
-        self.slot.daemon.kill()
-        self.slot.daemon.wait(10)
+        self.slot.killDaemon()
         self.slot.status.unlink()
         self.slot.startDaemon()
         self.slot.waitConnected()
@@ -103,8 +102,8 @@ class CustomAt(unittest.TestCase):
         self.slot.order(op="fault", match="AT+COPN=X", kind="answer", lines=lines)
         pretty, raw = FirstSight(ANSWER), FirstSight(RAW)
         self.request("AT+COPN=X::5\n")
-        self.assertEqual(raw.result(20), "AT+COPN=X\r" + reply + "\n")
-        self.assertEqual(pretty.result(5), f"{DIVIDER} Sending : AT+COPN=X\n Output : \n\n"
+        self.assertEqual(raw.result(), "AT+COPN=X\r" + reply + "\n")
+        self.assertEqual(pretty.result(), f"{DIVIDER} Sending : AT+COPN=X\n Output : \n\n"
                                            f"AT+COPN=X\r{reply}{DIVIDER}\n")
 
     def test_silence_endsTheRequestAndNotTheSession(self):
@@ -123,10 +122,10 @@ class CustomAt(unittest.TestCase):
         for path in (ANSWER, RAW):
             os.symlink(precious, path)
         os.symlink(precious, REQUEST)
-        waitUntil(lambda: not os.path.islink(REQUEST), 10, lambda: "the link is still there")
+        waitUntil(lambda: not os.path.islink(REQUEST), lambda: "the link is still there")
         self.assertNotIn("AT+CFUN=4", self.slot.commands())
         self.request("AT+CGMI\n")
-        waitUntil(lambda: not RAW.is_symlink() and RAW.exists(), 10, lambda: "no answer")
+        waitUntil(lambda: not RAW.is_symlink() and RAW.exists(), lambda: "no answer")
         self.assertFalse(ANSWER.is_symlink())
         self.assertEqual(precious.read_text(), "AT+CFUN=4\n")
         self.assertIn("Telit", RAW.read_text())

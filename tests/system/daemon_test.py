@@ -7,12 +7,11 @@ import os
 import pathlib
 import re
 import signal
-import socket
 import subprocess
 import time
 import unittest
 
-from gateway import BIN, PATIENCE, SLOW, LogCatcher, Slot, calls, freshHost, waitUntil
+from gateway import BIN, LIMIT_S, SLOW, LogCatcher, Slot, calls, freshHost, waitUntil
 
 DOWN = "setup_cellint.sh -i wwan0 --down"
 # What the daemon sends to a healthy modem: tests/support/set_up_commands.h.
@@ -68,7 +67,7 @@ class BringUp(DaemonTest):
         self.assertIn("10.64.1.8", run("ip", "-4", "addr", "show", "wwan0").stdout)
         self.assertIn("default", run("ip", "route").stdout)
         self.assertIn("10.0.0.1", pathlib.Path("/etc/resolv.conf").read_text())
-        self.assertEqual(run("ping", "-c", "1", "-W", "2", "-I", "wwan0", "1.2.3.4").returncode, 0)
+        self.assertEqual(run("ping", "-c", "1", "-W", str(LIMIT_S), "-I", "wwan0", "1.2.3.4").returncode, 0)
 
     def test_modemWithoutOkAfterConnect_connectsAfterTheWait(self):
         self.connectedSlot(scenario={"cgdata_ok": False})
@@ -79,7 +78,7 @@ class BringUp(DaemonTest):
         slot.configure()
         slot.startSim()
         slot.startDaemon()
-        slot.waitConnected(40)
+        slot.waitConnected()
 
     def test_connected_staysWithinItsMemoryLimit(self):
         if SLOW or b"__asan_init" in (BIN / "cellslotd").read_bytes():
@@ -99,7 +98,9 @@ class BringUp(DaemonTest):
         pin.write_text("9999\n")
         slot = self.slot(scenario={"sim": {"pin": "1234", "lock": True}})
         slot.waitFor("_SIM_REMAIN_CPIN", "2")
-        time.sleep(3)
+        # It asks for the state of the SIM again and again.
+        waitUntil(lambda: sum("CPIN?" in command for command in slot.commands()) >= 4,
+                  slot.commands)
         self.assertEqual(slot.commands().count("AT+CPIN=9999"), 1)
         self.assertEqual(pin.read_text(), "")
         pin.write_text("1234\n")
@@ -115,7 +116,7 @@ class Link(DaemonTest):
         slot = self.connectedSlot()
         slot.order(op="urc", line="RING", every_ms=200)
         before = slot.commands().count(self.POLL)
-        waitUntil(lambda: slot.commands().count(self.POLL) >= before + 5, 30,
+        waitUntil(lambda: slot.commands().count(self.POLL) >= before + 5,
                   lambda: "no polls beside unsolicited lines")
         self.assertEqual(slot.stopDaemon(), 2)
 
@@ -124,13 +125,13 @@ class Link(DaemonTest):
         slot = self.slot(scenario={"faults": [
             {"match": "AT+CGACT=0,1", "kind": "delay", "delay_ms": 6500, "count": 1},
             {"match": define, "kind": "cme", "number": 567, "count": 1}]})
-        waitUntil(lambda: slot.commands().count(define) >= 1, 20,
+        waitUntil(lambda: slot.commands().count(define) >= 1,
                   lambda: f"{define} was not sent")
-        waitUntil(lambda: self.log.count("ting APN 'internet'") >= 1, 5,
+        waitUntil(lambda: self.log.count("ting APN 'internet'") >= 1,
                   lambda: "nothing was logged about the APN")
         self.assertEqual(self.log.count("Error setting APN 'internet', error 567 (WRONG APN)"), 1)
         self.assertEqual(self.log.count("Success setting APN"), 0)
-        slot.waitConnected(30)  # by the set-up that follows
+        slot.waitConnected()  # by the set-up that follows
         self.assertEqual(self.log.count("Success setting APN 'internet'"), 1)
 
 
@@ -140,23 +141,16 @@ class RefusedStart(DaemonTest):
     def start(self, *arguments):
         # A second instance that starts nevertheless is ended.
         result = subprocess.run([BIN / "cellslotd", *arguments], capture_output=True, text=True,
-                                timeout=10 * PATIENCE, check=False)
+                                timeout=LIMIT_S, check=False)
         self.assertEqual((result.returncode, result.stderr), (1, ""))
         return result.stdout
 
-    def logged(self):
-        """The messages to the system log so far."""
-        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
-            sender.sendto(b"the end", "/dev/log")
-        waitUntil(lambda: self.log.count("the end") == 1, 5, self.log.texts)
-        return self.log.texts()[:-1]
-
     def test_version_isShownAndNothingElseHappens(self):
         result = subprocess.run([BIN / "cellslotd", "--version"], capture_output=True, text=True,
-                                timeout=10 * PATIENCE, check=False)
+                                timeout=LIMIT_S, check=False)
         self.assertEqual((result.returncode, result.stdout, result.stderr),
                          (0, "cellslotd version 1.0.17\n", ""))
-        self.assertEqual(self.logged(), [])
+        self.assertEqual(self.log.texts(), [])
 
     def test_portThatIsNoSlot_printsTheUsageAndLogsNothing(self):
         usage = "\ncellslotd version 1.0.17\n\n\nUsage: cellslotd -d </dev/device> "
@@ -164,7 +158,7 @@ class RefusedStart(DaemonTest):
             self.assertTrue(self.start(*self.ALL_BUT_PORT, "-p", port).startswith(usage), port)
         self.assertTrue(self.start("-p", "1", "-h", *self.ALL_BUT_PORT).startswith(usage))
         self.assertTrue(self.start("-p", "1").startswith(usage))
-        self.assertEqual(self.logged(), [])
+        self.assertEqual(self.log.texts(), [])
         self.assertEqual(list(pathlib.Path("/run").glob("*.pid")), [])
 
     def test_pidFileThatCannotBeWritten_isReportedInLogAndOnTheConsole(self):
@@ -173,7 +167,7 @@ class RefusedStart(DaemonTest):
         self.addCleanup(place.rmdir)
         console = self.start(*self.ALL_BUT_PORT, "-p", "1")
         self.assertEqual(console, "Error: Unable to write pid file, exiting\n")
-        starting, reason, end = self.logged()
+        starting, reason, end = self.log.texts()
         self.assertEqual(starting, "v1.0.17 starting")
         self.assertRegex(reason, r"^Error: Unable to write pid \d+ to pidfile "
                                  r"'/var/run/cellslotd\.1\.pid'$")
@@ -185,8 +179,7 @@ class RefusedStart(DaemonTest):
         slot = self.connectedSlot()
         console = self.start(*self.ALL_BUT_PORT, "-p", "1")
         self.assertEqual(console, "Error: Another process is already running, exiting\n")
-        waitUntil(lambda: self.log.count("Error: Another process is already running, exiting") == 1,
-                  5, self.log.texts)
+        self.assertEqual(self.log.count("Error: Another process is already running, exiting"), 1)
         self.assertEqual(pathlib.Path("/run/cellslotd.1.pid").read_text(), str(slot.daemon.pid))
         self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
 
@@ -248,31 +241,34 @@ class CleanStop(DaemonTest):
 class Registration(DaemonTest):
     def test_registrationLostForLessThan15Seconds_keepsTheSession(self):
         slot = self.connectedSlot()
+        lost = time.monotonic()
         slot.order(op="set", registration={"state": "searching"})
         slot.waitFor("_CREG_REGISTERED", "0")
-        time.sleep(9)
-        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
+        slot.waitPolls(2)
         slot.order(op="set", registration={"state": "home"})
         slot.waitFor("_CREG_REGISTERED", "1")
-        time.sleep(3)
+        if time.monotonic() - lost > 14:
+            self.skipTest("the machine is too slow: the registration was lost for 15 seconds")
+        slot.waitPolls(2)
+        self.assertEqual(slot.value("_QMI_STATE"), "CONNECTED")
         self.assertEqual(self.log.count("Device no longer network registered"), 0)
         self.assertEqual(len(calls("setup_cellint.sh -i wwan0 --up")), 1)
 
     def test_registrationLostForMoreThan15Seconds_dropsTheSessionAndStartsAnother(self):
         slot = self.connectedSlot()
-        slot.order(op="set", registration={"state": "searching"})
         lost = time.monotonic()
-        slot.waitFor("_QMI_STATE", "DISCONNECTED", 25)
+        slot.order(op="set", registration={"state": "searching"})
+        slot.waitFor("_QMI_STATE", "DISCONNECTED")
         self.assertGreater(time.monotonic() - lost, 14)
         slot.order(op="set", registration={"state": "home"})
-        slot.waitConnected(45)
+        slot.waitConnected()
 
 
 class Changes(DaemonTest):
     def test_addressChange_restartsTheSession(self):
         slot = self.connectedSlot()
         slot.order(op="address", cid=1, ipv4="10.99.1.7")
-        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, 20, calls)
+        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, calls)
         slot.waitConnected()
         self.assertEqual(self.log.count("IPv4 address changed, restarting connection"), 1)
 
@@ -280,9 +276,9 @@ class Changes(DaemonTest):
         slot = self.connectedSlot()
         slot.configure(CM_MTU="1400")
         slot.daemon.send_signal(signal.SIGUSR2)
-        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, 20, calls)
+        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, calls)
         self.assertIn(" -m 1400 ", calls("setup_cellint.sh -i wwan0 --up")[1])
-        waitUntil(lambda: "mtu 1400" in run("ip", "link", "show", "wwan0").stdout, 5,
+        waitUntil(lambda: "mtu 1400" in run("ip", "link", "show", "wwan0").stdout,
                   lambda: "the interface keeps its MTU")
 
 
@@ -290,15 +286,15 @@ class ModemAway(DaemonTest):
     def test_silentModem_isConnectedAgainOnceItAnswers(self):
         slot = self.connectedSlot()
         slot.order(op="fault", prefix="AT", kind="silence")
-        slot.waitFor("_QMI_STATE", "Unknown", 60)
+        slot.waitFor("_QMI_STATE", "Unknown")
         slot.order(op="clear-faults")
-        slot.waitConnected(45)
+        slot.waitConnected()
 
     def test_modemThatRestarts_isSetUpAgain(self):
         pathlib.Path("/etc/vuk/cellular_cpin.1").write_text("1234\n")
         slot = self.connectedSlot(scenario={"sim": {"pin": "1234", "lock": True}})
         slot.order(op="restart", away_ms=4000)
-        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, 60, calls)
+        waitUntil(lambda: len(calls("setup_cellint.sh -i wwan0 --up")) == 2, calls)
         slot.waitConnected()
         self.assertIsNone(slot.daemon.poll())
         # The SIM came back locked; the same PIN file opened it again.
@@ -307,28 +303,28 @@ class ModemAway(DaemonTest):
     def test_modemThatDisappearsAndComesBack_isSetUpAgain(self):
         slot = self.connectedSlot()
         slot.sim.terminate()
-        slot.sim.wait(10)
+        slot.sim.wait(LIMIT_S)
         slot.sim.stdout.close()
         slot.waitFor("_QMI_STATE", "Unknown")
         # This is published before the lost port is closed and the two minutes begin.
         waitUntil(lambda: self.log.count("Unable to open device port, starting 2 minute timer") == 1,
-                  20, lambda: self.log.texts()[-5:])
+                  lambda: self.log.texts()[-5:])
         slot.startSim()
-        slot.waitConnected(30)
+        slot.waitConnected()
 
 
 class Files(DaemonTest):
     def test_statusFile_isNeverSeenHalfWritten(self):
         slot = self.connectedSlot()
         seen = set()
-        end = time.monotonic() + 6
-        while time.monotonic() < end:
+        end = time.monotonic() + LIMIT_S
+        while len(seen) < 3 and time.monotonic() < end:
             text = slot.status.read_text()
             self.assertTrue(text.startswith("#File generated \n"), text)
             self.assertRegex(text, r"(?m)^CELLMODEM1_SMS_RECV=\d+\n\Z")
             seen.add(text)
-        # The file is replaced every two seconds, so a permanent reader saw more than one.
-        self.assertGreaterEqual(len(seen), 2)
+        # The file is replaced every two seconds, so a permanent reader sees more than one.
+        self.assertEqual(len(seen), 3)
 
     def test_store_canBeReadWhileTheDaemonRuns(self):
         self.connectedSlot()
@@ -346,7 +342,7 @@ class Files(DaemonTest):
         plain = pathlib.Path("/var/log/wireless.cardstats").read_text()
         self.assertIn(f"CELLMODEM_MODEL={first.value('_MODEL')}\n", plain)
         self.assertEqual(first.stopDaemon(), 2)
-        time.sleep(2)
+        second.waitRenewed(2)
         self.assertEqual(second.value("_QMI_STATE"), "CONNECTED")
         self.assertEqual(second.stopDaemon(), 2)
 

@@ -18,10 +18,11 @@ from log_capture import openLogSocket, splitDatagram  # noqa: E402
 
 BIN = pathlib.Path(os.environ["CELLSLOT_BIN"])
 HOST = pathlib.Path(os.environ["CELLSLOT_HOST"])
-# Under sanitizers or valgrind programs are slow: what a test waits for may take this many times
-# longer.
+# The programs run under sanitizers or valgrind.
 SLOW = "CELLSLOT_SLOW" in os.environ
-PATIENCE = 4 if SLOW else 1
+# How long a test waits for anything. It only bounds a failure: a machine that is busy, or stands
+# still for some seconds, must not make a test fail.
+LIMIT_S = 300 * (4 if SLOW else 1)
 WORK = pathlib.Path("/tmp/system-test")
 RECORDED = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular")
 
@@ -44,18 +45,36 @@ printf '%s\\n' "${0##*/} $*" >>/tmp/system-test/calls
 class LogCatcher:
     """Receives the messages to the system log."""
 
+    MARK = b"everything before this was received: "
+
     def __init__(self):
         self.datagrams = []
+        self.marks = 0
+        self.marked = threading.Condition()
         self.socket = openLogSocket("/dev/log")
         self.thread = threading.Thread(target=self.receive, daemon=True)
         self.thread.start()
 
     def receive(self):
         while data := self.socket.recv(65536):
-            self.take(data)
+            if data.startswith(self.MARK):
+                with self.marked:
+                    self.marks = int(data[len(self.MARK):])
+                    self.marked.notify()
+            else:
+                self.take(data)
 
     def take(self, data):
         self.datagrams.append(data)
+
+    def catchUp(self):
+        """Waits for all that was sent so far: messages arrive in the order in which they were sent."""
+        number = self.marks + 1
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as sender:
+            sender.sendto(self.MARK + str(number).encode(), "/dev/log")
+        with self.marked:
+            if not self.marked.wait_for(lambda: self.marks == number, LIMIT_S):
+                raise AssertionError("the log is not received")
 
     def close(self):
         # A thread that still receives would read from the next catcher, which gets the same number.
@@ -64,6 +83,7 @@ class LogCatcher:
         self.socket.close()
 
     def texts(self):
+        self.catchUp()
         return [splitDatagram(data)[1] for data in list(self.datagrams)]
 
     def count(self, text):
@@ -86,6 +106,10 @@ class Slot:
         self.sim = None
         self.daemon = None
         self.output = WORK / f"daemon{number}.out"
+        self.ahead = 0      # the daemon's clock, in seconds, when it was started
+        self.startedAt = 0
+        self.fast = 1
+        self.forgetLog()
 
     # ---- programs
 
@@ -98,6 +122,7 @@ class Slot:
         scenarioFile = WORK / f"scenario{self.number}.json"
         scenarioFile.write_text(json.dumps(self.scenario))
         self.simLog.unlink(missing_ok=True)
+        self.forgetLog()
         self.sim = subprocess.Popen(
             [BIN / "le910sim", "--at-link", self.device, "--gps-link", self.gps, "--scenario",
              scenarioFile, "--control", self.control, "--log", self.simLog, "--pace", self.pace,
@@ -107,10 +132,15 @@ class Slot:
         if line.strip() != "ready":
             raise AssertionError(f"le910sim said {line!r}")
 
-    def startDaemon(self, *more, fast=1, ahead=0):
-        """fast: how many times faster than real time the daemon's sleeps and timers run; ahead: how
-        many seconds its clock is ahead at the start."""
-        clock = ["faketime", "-f", f"+{ahead} x{fast}"] if fast != 1 else []
+    def startDaemon(self, *more, fast=1, continued=False):
+        """fast: how many times faster than real time the daemon's sleeps and timers run; continued:
+        its clock goes on after that of the daemon before it."""
+        now = time.monotonic()
+        # What the clock of the last run has gained until now, and a second.
+        self.ahead = self.ahead + (self.fast - 1) * (now - self.startedAt) + 1 if continued else 0
+        self.startedAt, self.fast = now, fast
+        isReal = fast == 1 and self.ahead == 0
+        clock = [] if isReal else ["faketime", "-f", f"+{self.ahead:.0f} x{fast}"]
         command = [*clock, BIN / "cellslotd", "-d", self.device, "-g", self.gps, "-i", self.interface,
                    "-p", str(self.number), *more]
         with self.output.open("w") as output:
@@ -118,9 +148,21 @@ class Slot:
             self.daemon = subprocess.Popen(command, stdout=output, stderr=output,
                                            process_group=0)
 
+    def awaitEnd(self):
+        """The daemon's exit status once it has ended."""
+        return self.daemon.wait(LIMIT_S)
+
     def stopDaemon(self, number=signal.SIGTERM):
         self.daemon.send_signal(number)
-        return self.daemon.wait(30 * PATIENCE)
+        return self.awaitEnd()
+
+    def killDaemon(self):
+        """With a program that changes its clock, which is then its parent. Until all of them have
+        ended, the next daemon takes this one for another instance."""
+        group = self.daemon.pid
+        killGroup(group)
+        self.awaitEnd()
+        waitUntil(lambda: not isGroupThere(group), lambda: "the daemon outlives kill -9")
 
     def end(self):
         for process in (self.daemon, self.sim):
@@ -130,7 +172,7 @@ class Slot:
                 killGroup(process.pid)
             elif process.poll() is None:
                 process.kill()
-            process.wait(10)
+            process.wait(LIMIT_S)
             if process.stdout:
                 process.stdout.close()
 
@@ -146,17 +188,30 @@ class Slot:
         return next((line[len(start):] for line in text.splitlines() if line.startswith(start)),
                     None)
 
+    def forgetLog(self):
+        self.logRead = 0  # bytes
+        self.logged = []
+
+    def simEvents(self):
+        """The simulated modem's log so far."""
+        if self.sim.poll() is None:
+            self.order(op="count")  # it writes its log before it answers
+        with self.simLog.open("rb") as log:
+            log.seek(self.logRead)
+            lines, end, _ = log.read().rpartition(b"\n")
+        self.logRead += len(lines) + len(end)
+        self.logged += map(json.loads, lines.splitlines())
+        return self.logged
+
     def exchanges(self):
-        entries = []
-        if self.simLog.exists():
-            for line in self.simLog.read_text().splitlines():
-                try:
-                    entry = json.loads(line)
-                except ValueError:
-                    continue  # the last line is being written
-                if "command" in entry and entry.get("port") == "at":
-                    entries.append(entry)
-        return entries
+        return [entry for entry in self.simEvents()
+                if entry["event"] == "exchange" and entry["port"] == "at"]
+
+    def waitModemIsBack(self, times=1):
+        """Until the modem has restarted that often since the simulator was started."""
+        def count():
+            return sum(entry["event"] == "ports back" for entry in self.simEvents())
+        waitUntil(lambda: count() >= times, lambda: f"the modem is back {count()} times, not {times}")
 
     def commands(self):
         return [entry["command"] for entry in self.exchanges()]
@@ -170,13 +225,31 @@ class Slot:
             raise AssertionError(f"{request}: {answer}")
         return answer
 
-    def waitFor(self, key, wanted, seconds=20):
-        return waitUntil(lambda: self.value(key) == wanted, seconds,
-                         lambda: f"{key} of slot {self.number} is {self.value(key)!r},"
-                                 f" not {wanted!r}")
+    def waitFor(self, key, wanted, seconds=LIMIT_S):
+        waitUntil(lambda: self.value(key) == wanted,
+                  lambda: f"{key} of slot {self.number} is {self.value(key)!r}, not {wanted!r}",
+                  seconds)
 
-    def waitConnected(self, seconds=20):
+    def waitConnected(self, seconds=LIMIT_S):
         self.waitFor("_QMI_STATE", "CONNECTED", seconds)
+
+    def waitRenewed(self, times=1):
+        """Until the status file was replaced."""
+        for _ in range(times):
+            before = self.status.stat().st_ino
+            waitUntil(lambda: self.status.stat().st_ino != before,
+                      lambda: "the status file is not renewed")
+
+    def polls(self):
+        """How often the daemon asked for the registration: once in each poll."""
+        return self.commands().count("AT+CEREG?")
+
+    def waitPolls(self, count):
+        """The loop goes on, as the modem sees."""
+        wanted = self.polls() + count
+        waitUntil(lambda: self.polls() >= wanted,
+                  lambda: f"the loop has stopped: {self.polls()} polls, {wanted} wanted; the daemon's"
+                          f" exit status is {self.daemon.poll()}")
 
 
 def killGroup(group):
@@ -186,14 +259,20 @@ def killGroup(group):
         pass  # it has ended
 
 
-def waitUntil(condition, seconds, describe):
-    end = time.monotonic() + seconds * PATIENCE
-    while time.monotonic() < end:
-        if condition():
-            return
-        if time.monotonic() < end:
-            time.sleep(0.02)
-    raise AssertionError(f"after {seconds} s: {describe()}")
+def isGroupThere(group):
+    try:
+        os.killpg(group, 0)
+    except ProcessLookupError:
+        return False
+    return True
+
+
+def waitUntil(condition, describe, seconds=LIMIT_S):
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            raise AssertionError(f"after {seconds} s: {describe()}")
+        time.sleep(0.02)
 
 
 def calls(start=""):

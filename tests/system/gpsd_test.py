@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import queue
+import select
 import signal
 import socket
 import subprocess
@@ -13,7 +14,7 @@ import threading
 import time
 import unittest
 
-from gateway import BIN, HOST, LogCatcher, Slot, calls, freshHost, waitUntil
+from gateway import BIN, HOST, LIMIT_S, LogCatcher, Slot, calls, freshHost, waitUntil
 
 GPSD_SOCKET = "/run/gpsd.sock"
 GPSD_PORT = 2947
@@ -27,27 +28,27 @@ class Gpsd:
         # -n: devices are opened at once, not only when a client asks.
         self.process = subprocess.Popen(["gpsd", "-N", "-n", "-F", GPSD_SOCKET, "-S",
                                          str(GPSD_PORT)])
-        waitUntil(lambda: os.path.exists(GPSD_SOCKET) and self.accepts(), 10,
+        waitUntil(lambda: os.path.exists(GPSD_SOCKET) and self.accepts(),
                   lambda: f"gpsd does not listen, status {self.process.poll()}")
 
     @staticmethod
     def accepts():
         try:
-            socket.create_connection(("127.0.0.1", GPSD_PORT), 1).close()
+            socket.create_connection(("127.0.0.1", GPSD_PORT), LIMIT_S).close()
         except OSError:
             return False
         return True
 
     def end(self):
         self.process.kill()
-        self.process.wait(10)
+        self.process.wait(LIMIT_S)
 
 
 class Client:
     """A client of gpsd, in its JSON protocol."""
 
     def __init__(self):
-        self.connection = socket.create_connection(("127.0.0.1", GPSD_PORT), 5)
+        self.connection = socket.create_connection(("127.0.0.1", GPSD_PORT), LIMIT_S)
         self.connection.settimeout(None)
         self.reports = queue.Queue()
         self.connection.sendall(b'?WATCH={"enable":true,"json":true};\n')
@@ -60,9 +61,9 @@ class Client:
         except (OSError, ValueError):
             pass
 
-    def next(self, wanted, seconds=30):
+    def next(self, wanted):
         """The next report for which wanted is true."""
-        end = time.monotonic() + seconds
+        end = time.monotonic() + LIMIT_S
         while (left := end - time.monotonic()) > 0:
             try:
                 report = self.reports.get(timeout=left)
@@ -70,7 +71,7 @@ class Client:
                 break
             if wanted(report):
                 return report
-        raise AssertionError(f"gpsd did not report it within {seconds} s")
+        raise AssertionError(f"gpsd did not report it within {LIMIT_S} s")
 
     def nextPosition(self):
         return self.next(lambda report: report["class"] == "TPV" and report.get("mode", 0) >= 2)
@@ -109,7 +110,7 @@ class GpsdTest(unittest.TestCase):
     @staticmethod
     def openToGpsd(slot):
         """As the udev rule of a host: gpsd drops root before it opens a device."""
-        waitUntil(lambda: os.path.exists(slot.gps), 10, lambda: f"{slot.gps} is not there")
+        waitUntil(lambda: os.path.exists(slot.gps), lambda: f"{slot.gps} is not there")
         os.chmod(os.path.realpath(slot.gps), 0o666)
 
     def client(self):
@@ -140,19 +141,11 @@ class GpsdTest(unittest.TestCase):
                 pass
             os.write(port, b"AT\r")
             answer = b""
-            end = time.monotonic() + 5
-            while b"OK" not in answer and time.monotonic() < end:
-                time.sleep(0.05)
-                try:
-                    answer += os.read(port, 65536)
-                except BlockingIOError:
-                    pass
+            while b"OK" not in answer and select.select([port], [], [], LIMIT_S)[0]:
+                answer += os.read(port, 65536)
             self.assertEqual(answer, b"AT\r\r\nOK\r\n")
         finally:
             os.close(port)
-
-    def exitStatus(self, slot, seconds=60):
-        return slot.daemon.wait(seconds)
 
 
 class HandOver(GpsdTest):
@@ -183,7 +176,7 @@ class HandOver(GpsdTest):
 
         client.forget()
         self.assertEqual(slot.stopDaemon(), 2)
-        gone = client.next(lambda report: report["class"] == "DEVICE", 5)
+        gone = client.next(lambda report: report["class"] == "DEVICE")
         self.assertEqual((gone["path"], gone["activated"]), (slot.gps, 0))
         self.assertTakesCommands(slot)
         self.assertEqual(self.stored("_GPS_STREAM"), "0")
@@ -194,13 +187,12 @@ class HandOver(GpsdTest):
         client = self.client()
         slot.startDaemon()
         client.nextPosition()
-        slot.daemon.kill()
-        slot.daemon.wait(10)
+        slot.killDaemon()
         # gpsd still has the port, and the modem still streams.
         client.forget()
         self.assertOnTrack(client.nextPosition())
         slot.startDaemon()
-        waitUntil(lambda: self.log.count("GPS stream started") == 2, 60,
+        waitUntil(lambda: self.log.count("GPS stream started") == 2,
                   lambda: "the stream was not started again")
         client.forget()
         self.assertOnTrack(client.nextPosition())
@@ -214,11 +206,11 @@ class Enabling(GpsdTest):
         client = self.client()
         slot.startDaemon()
         # The modem is restarted for the setting to take effect.
-        self.assertEqual(self.exitStatus(slot), 3)
+        self.assertEqual(slot.awaitEnd(), 3)
         self.assertEqual(self.stored("_GPS_ENABLE_COUNT"), "1")
         self.assertEqual(self.stored("_GPS_ENABLE"), "-1")
         self.assertIn("AT#REBOOT", slot.commands())
-        waitUntil(lambda: not os.path.exists(slot.gps), 10, lambda: "the modem did not restart")
+        slot.waitModemIsBack()
         self.openToGpsd(slot)
         slot.startDaemon()
         self.assertOnTrack(client.nextPosition())
@@ -228,13 +220,13 @@ class Enabling(GpsdTest):
         slot = self.slot(chipset="")
         for run in range(1, 4):
             slot.startDaemon()
-            self.assertEqual(self.exitStatus(slot), 3, f"run {run}")
+            self.assertEqual(slot.awaitEnd(), 3, f"run {run}")
             self.assertEqual(self.stored("_GPS_ENABLE_COUNT"), str(run))
-            waitUntil(lambda: not os.path.exists(slot.gps), 10, lambda: "the modem did not restart")
+            slot.waitModemIsBack(run)
             self.openToGpsd(slot)
         # From then on the modem has no GPS.
         slot.startDaemon()
-        slot.waitConnected(60)
+        slot.waitConnected()
         self.assertEqual(slot.value("_GPS_LAST_STATUS"), "eERROR_DEVICE_GPS_ENABLE_MAX_COUNT")
         self.assertEqual(slot.value("_GPS_STREAM_ON"), "0")
         self.assertEqual(self.stored("_GPS_ENABLE_COUNT"), "3")

@@ -16,13 +16,14 @@ import unittest
 HOST = pathlib.Path(__file__).resolve().parents[2] / "gateway-tools"
 STUBS = pathlib.Path("/tmp/stubs")
 CALLS = pathlib.Path("/tmp/calls")
+LIMIT_S = 300  # bounds a failure only
 SLOTS = pathlib.Path("/etc/cellslot/slots.conf")
 
 
 def call(name, *words, first=(STUBS,)):
     path = ":".join([*map(str, first), os.environ["PATH"]])
     return subprocess.run([HOST / name, *words], capture_output=True, text=True, check=False,
-                          timeout=30, env={**os.environ, "PATH": path})
+                          timeout=LIMIT_S, env={**os.environ, "PATH": path})
 
 
 def stub(name, body, folder=STUBS):
@@ -188,7 +189,7 @@ class Sledctl(Tool):
             for stream, expected in ((f"{info.st_dev}:{info.st_ino}", ""),
                                      (f"{info.st_dev}:1", "sledctl: slot 1: ")):
                 CALLS.write_text("")
-                subprocess.run([HOST / "sledctl", "1", "off"], stderr=journal, check=False, timeout=30,
+                subprocess.run([HOST / "sledctl", "1", "off"], stderr=journal, check=False, timeout=LIMIT_S,
                                env={**os.environ, "PATH": f"{STUBS}:{os.environ['PATH']}",
                                     "JOURNAL_STREAM": stream})
                 self.assertIn("nothing configured", CALLS.read_text())

@@ -14,7 +14,7 @@ import stat
 import unittest
 
 from daemon_test import DaemonTest
-from gateway import killGroup, waitUntil
+from gateway import waitUntil
 
 ALL = os.environ.get("CELLSLOT_TEST_ALL") == "1"
 FAST = 4  # the daemon's clock
@@ -177,31 +177,6 @@ class HostileFiles(DaemonTest):
     def start(self):
         self.subject.startDaemon(fast=FAST)
 
-    def kill(self):
-        """The daemon's own process: its parent is the program that changes its clock."""
-        group = self.subject.daemon.pid
-        killGroup(group)
-        self.subject.daemon.wait(10)
-
-        # Until it has ended, the next daemon takes it for another instance.
-        def isGone():
-            try:
-                os.killpg(group, 0)
-            except ProcessLookupError:
-                return True
-            return False
-        waitUntil(isGone, 10, lambda: "the daemon outlives kill -9")
-
-    def polls(self):
-        return self.subject.commands().count("AT+CEREG?")
-
-    def waitPolls(self, count, seconds=15):
-        """The loop goes on, as the modem sees: the status file itself may be blocked."""
-        wanted = self.polls() + count
-        waitUntil(lambda: self.polls() >= wanted, seconds,
-                  lambda: f"the loop has stopped: {self.polls()} polls, {wanted} wanted; the daemon's"
-                          f" exit status is {self.subject.daemon.poll()}")
-
     def exercise(self):
         """Uses each place. An obstacle decides whether that succeeds."""
         self.number += 1
@@ -222,24 +197,21 @@ class HostileFiles(DaemonTest):
     def assertAllWorks(self, number, what):
         """Checks messages that came meanwhile, a sent message, an AT command, and the status files."""
         slot = self.subject
-        waitUntil(lambda: all((SPOOL / name).is_dir() for name in SPOOL_FOLDERS), 10,
+        waitUntil(lambda: all((SPOOL / name).is_dir() for name in SPOOL_FOLDERS),
                   lambda: f"{what}: no spool")
         message(f"out{number}", f"out {number}")
         draft = pathlib.Path("/tmp/draft")
         draft.write_text("AT+CSQ\n")
         draft.rename(REQUEST)
         for wanted in (f"single {number}", f"part 1 of {number}.part 2 of {number}."):
-            waitUntil(lambda: any(wanted in path.read_text()
-                                  for path in (SPOOL / "recv").iterdir()), 20,
+            waitUntil(lambda: any(wanted in path.read_text() for path in (SPOOL / "recv").iterdir()),
                       lambda: f"{what}: no message '{wanted}' in {list(SPOOL.rglob('*'))}")
-        waitUntil(lambda: list((SPOOL / "send_ok").glob(f"out{number}.*")), 20,
+        waitUntil(lambda: list((SPOOL / "send_ok").glob(f"out{number}.*")),
                   lambda: f"{what}: not sent: {list(SPOOL.rglob('*'))}")
-        waitUntil(lambda: RAW_ANSWER.exists() and "+CSQ:" in RAW_ANSWER.read_text(), 20,
+        waitUntil(lambda: RAW_ANSWER.exists() and "+CSQ:" in RAW_ANSWER.read_text(),
                   lambda: f"{what}: no answer")
         slot.waitConnected()
-        renewed = slot.status.stat().st_ino
-        waitUntil(lambda: slot.status.stat().st_ino != renewed, 10,
-                  lambda: f"{what}: the status file is not renewed")
+        slot.waitRenewed()
 
     def stand(self, obstacles, foreign):
         """Runs with obstacles before the start and for some passes, then without."""
@@ -249,15 +221,15 @@ class HostileFiles(DaemonTest):
             self.plant(obstacles, foreign)
             self.start()
             number = self.exercise()
-            self.waitPolls(CHECK_POLLS)
+            self.subject.waitPolls(CHECK_POLLS)
             # Again while the daemon runs, because it has removed what it could.
             self.plant(obstacles, foreign)
-            self.waitPolls(CHECK_POLLS)
+            self.subject.waitPolls(CHECK_POLLS)
             self.assertOutsideIsUntouched(what)
             self.clear(obstacles)
             self.assertAllWorks(number, what)
             self.assertOutsideIsUntouched(what)
-        self.kill()
+        self.subject.killDaemon()
         self.clear(obstacles)
 
     def standRounds(self, places, rounds):
@@ -297,7 +269,7 @@ class RootsPlaces(HostileFiles):
     def test_pidFileThatIsAFolder_refusesTheStart(self):
         self.plant({PID_PLACE: "folder"}, False)
         self.start()
-        self.assertEqual(self.subject.daemon.wait(10), 1)
+        self.assertEqual(self.subject.awaitEnd(), 1)
         self.clear({PID_PLACE: "folder"})
         self.start()
         self.subject.waitConnected()
@@ -308,7 +280,7 @@ class Triggers(HostileFiles):
 
     def assertReset(self, what):
         self.start()
-        self.assertEqual(self.subject.daemon.wait(20), 3, what)
+        self.assertEqual(self.subject.awaitEnd(), 3, what)
         self.assertIn("Firmware file trigger is present", UPDATE_STATUS.read_text())
         self.assertOutsideIsUntouched(what)
 
@@ -345,7 +317,7 @@ class Triggers(HostileFiles):
                 # Kernels may refuse to follow other users' links in /tmp.
                 self.plant({place: kind}, False)
                 self.subject.waitFor("_QMI_STATE", "DISCONNECTED")
-                self.waitPolls(2)
+                self.subject.waitPolls(2)
                 self.assertOutsideIsUntouched(kind)
                 remove(place)
                 self.subject.waitConnected()

@@ -16,17 +16,15 @@ import time
 import unittest
 
 from daemon_test import DaemonTest
-from gateway import BIN, Slot, waitUntil
+from gateway import BIN, LIMIT_S, Slot, waitUntil
 
 ALL = os.environ.get("CELLSLOT_TEST_ALL") == "1"
 KILLS = int(os.environ.get("CELLSLOT_KILLS", 300 if ALL else 8))
 FAST = 4  # the daemon's clock
-CONNECT_S = 25
 AFTER_CONNECT_S = 4.0  # latest time of a kill: three checks of the messages
 IN_BRING_UP_S = 1.2
 IN_BRING_UP = 0.3      # share of the kills
 EVENT = 0.4              # probability of an event in each fifth of a second
-SETTLED_S = 15         # the modem too has processed a file of this age
 
 SPOOL = pathlib.Path("/tmp/sms")
 CONSUMED = pathlib.Path("/tmp/consumed")
@@ -59,6 +57,7 @@ class FastSlot(Slot):
     the programs that it started continue."""
 
     def startDaemon(self, *more, fast=FAST):
+        self.startedAt, self.fast = time.monotonic(), fast
         library = glob.glob("/usr/lib/*/faketime/libfaketime.so.1")[0]
         environment = {**os.environ, "LD_PRELOAD": library, "FAKETIME": f"+0 x{fast}",
                        "NO_FAKE_STAT": "1"}
@@ -113,7 +112,7 @@ class Reader:
     def lookAtStore(self):
         try:
             result = subprocess.run([BIN / "skvs", "list", "CELLMODEM1"], capture_output=True,
-                                    text=True, check=False, timeout=5)
+                                    text=True, check=False, timeout=LIMIT_S)
         except subprocess.TimeoutExpired:
             self.broken.append(("store", "locked"))
             return
@@ -139,6 +138,7 @@ class Day:
         self.sent = {}                              # number -> text
         self.again = collections.Counter()          # texts that the modem had at a kill
         self.lostPins = 0
+        self.unsettled = {}                         # received file -> PDUs that the modem may list
 
     def words(self, most, least=0):
         return "".join(self.random.choice("abcdefgh ijklmnop") for _ in
@@ -223,9 +223,13 @@ class Day:
         return sim
 
     def consume(self):
-        """Removes processed files, as a consumer does."""
-        for path in (SPOOL / "recv").glob("sms_msg_*"):
-            if time.time() - path.stat().st_mtime > SETTLED_S:
+        """Removes files, as a consumer does. After a kill the modem lists once more what it still has,
+        so a file stays until nothing is left of what the modem had when the file was first seen."""
+        paths = list((SPOOL / "recv").glob("sms_msg_*"))
+        stored = {message["pdu"] for message in self.slot.order(op="dump")["state"]["sms"]["stored"]}
+        for path in paths:
+            self.unsettled[path] = self.unsettled.get(path, stored) & stored
+            if not self.unsettled[path]:
                 path.rename(CONSUMED / f"{path.name}.{path.stat().st_ino}")
 
 
@@ -278,7 +282,7 @@ class Kill(DaemonTest):
         return any(exchange["command"].startswith("AT+CGDATA") for exchange in exchanges)
 
     def waitConnected(self):
-        waitUntil(self.isConnected, CONNECT_S,
+        waitUntil(self.isConnected,
                   lambda: f"not connected after kill {self.kills}; status"
                           f" {self.subject.daemon.poll()}; last commands"
                           f" {self.subject.order(op='exchanges', since=self.exchangeCount() - 12)}"
@@ -296,14 +300,21 @@ class Kill(DaemonTest):
         self.kills += 1
         self.assertIsNone(self.subject.daemon.poll(), "it left by itself")
         self.subject.daemon.kill()
-        self.subject.daemon.wait(10)
-        time.sleep(0.1)  # the programs that it started end
+        self.subject.awaitEnd()
+        self.waitModemIsIdle()
         self.day.noteKill()
         self.assertStoreIsFree()
 
+    def waitModemIsIdle(self):
+        """The modem answers what the daemon wrote before its end."""
+        counts = [self.exchangeCount()]
+        while len(counts) < 4 or len(set(counts[-4:])) > 1:
+            time.sleep(0.03)
+            counts.append(self.exchangeCount())
+
     def assertStoreIsFree(self):
         result = subprocess.run([BIN / "skvs", "set", "KILL_TEST", str(self.kills)],
-                                capture_output=True, text=True, check=False, timeout=5)
+                                capture_output=True, text=True, check=False, timeout=LIMIT_S)
         self.assertEqual((result.returncode, result.stderr), (0, ""), f"after kill {self.kills}")
 
     def receivedNumbers(self):
@@ -350,7 +361,7 @@ class Kill(DaemonTest):
             sim = self.day.repairPin()
             self.assertEqual(sim["pin_attempts"], 3, "a wrong PIN was tried")
             self.day.consume()
-        waitUntil(self.isAllDone, 60,
+        waitUntil(self.isAllDone,
                   lambda: f"missing {self.day.received - set(self.receivedNumbers())}; unsent"
                           f" {list((SPOOL / 'send').iterdir())}")
         self.assertEqual(self.subject.stopDaemon(), 2)

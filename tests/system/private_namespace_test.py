@@ -14,12 +14,13 @@ import time
 import unittest
 
 SCRIPT = pathlib.Path(__file__).resolve().parents[2] / "scripts" / "private_namespace.sh"
+LIMIT_S = 300  # bounds a failure only
 FRESH = ("/tmp", "/var/log", "/run", "/storage", "/etc/vuk", "/etc/zoq")
 
 
 def inside(*words, script=SCRIPT, **options):
     return subprocess.run([script, *words], capture_output=True, text=True, check=False,
-                          timeout=30, **{"stdin": subprocess.DEVNULL, **options})
+                          timeout=LIMIT_S, **{"stdin": subprocess.DEVNULL, **options})
 
 
 def shell(text, **options):
@@ -141,7 +142,7 @@ class PrivateNamespace(unittest.TestCase):
         for number in (signal.SIGTERM, signal.SIGINT, signal.SIGHUP):
             with self.subTest(signal=number.name):
                 process = self.start("for s in TERM INT HUP; do trap \"echo $s; ((n++))\" $s; done;"
-                                     "echo up; sleep 0.6 & wait; wait; exit $((40 + n))")
+                                     "echo up; sleep 100 & wait; kill $!; sleep 0.3; exit $((40 + n))")
                 process.send_signal(number)
                 self.assertEqual(process.stdout.read(), number.name[3:] + "\n")
                 self.assertEqual(process.wait(), 41)
@@ -151,7 +152,7 @@ class PrivateNamespace(unittest.TestCase):
         process = self.start(f"setsid sleep {mark} & sleep {mark} & echo up; wait")
         process.kill()
         process.wait()
-        end = time.monotonic() + 5
+        end = time.monotonic() + LIMIT_S
         while (left := subprocess.run(["pgrep", "-f", f"^sleep {mark}"], check=False,
                                       capture_output=True).stdout) and time.monotonic() < end:
             time.sleep(0.05)

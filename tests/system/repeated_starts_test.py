@@ -8,36 +8,23 @@ import signal
 import unittest
 
 from daemon_test import DaemonTest
-from gateway import killGroup, waitUntil
+from gateway import waitUntil
 
 FAST = 60  # the daemon's clock
-AHEAD_S = 1000  # a run takes less time on that clock
 EXIT_RESET = 3
 LOGGED = pathlib.Path("/run/cellslotd.1.logged")
 ROW = "in a row after a reset"
 
 
 class RepeatedStarts(DaemonTest):
-    def setUp(self):
-        super().setUp()
-        self.runs = 0
-
     def start(self, subject, fast=FAST):
-        """The clock of each run continues after that of the previous run."""
-        self.runs += 1
-        subject.startDaemon(fast=fast, ahead=self.runs * AHEAD_S)
+        subject.startDaemon(fast=fast, continued=True)
 
     def reset(self, subject):
         """Runs the daemon until it resets the modem; returns its lines."""
         before = len(self.log.texts())
         self.start(subject)
-        self.assertEqual(subject.daemon.wait(60), EXIT_RESET)
-        return self.linesSince(before, "Exiting")
-
-    def linesSince(self, before, last):
-        """A run without a line gives nothing to wait for."""
-        if self.runs == 1:
-            waitUntil(lambda: last in self.log.texts()[before:], 5, self.log.texts)
+        self.assertEqual(subject.awaitEnd(), EXIT_RESET)
         return self.log.texts()[before:]
 
     def portMissing(self):
@@ -58,7 +45,7 @@ class RepeatedStarts(DaemonTest):
         subject.device = "/dev/ttyCELL1"
         before = len(self.log.texts())
         self.start(subject, fast=4)
-        subject.waitConnected(30)
+        subject.waitConnected()
         lines = self.log.texts()[before:]
         self.assertIn(f"Start 3 {ROW}", lines[0])
         self.assertIn("Opened Char device '/dev/ttyCELL1'", lines)
@@ -69,31 +56,31 @@ class RepeatedStarts(DaemonTest):
         before = len(self.log.texts())
         self.start(subject)
         waitUntil(lambda: any("starting 2 minute timer" in line
-                              for line in self.log.texts()[before:]), 20, self.log.texts)
+                              for line in self.log.texts()[before:]), self.log.texts)
         lines = self.log.texts()[before:]
         self.assertEqual(lines[0], "v1.0.17 starting")
         self.assertEqual(lines[2:], first[2:len(lines)])  # the second is the pid
 
     def end(self, subject, number):
         if number == signal.SIGKILL:
-            killGroup(subject.daemon.pid)
-            subject.daemon.wait(10)
+            subject.killDaemon()
         else:
             # The signal is for the daemon: its parent is the program that changes its clock.
             pid = int(pathlib.Path("/run/cellslotd.1.pid").read_text())
             os.kill(pid, number)
-            self.assertEqual(subject.daemon.wait(20), 2)
+            self.assertEqual(subject.awaitEnd(), 2)
 
     def test_startAfterASignal_logsEverything(self):
         subject, first = self.portMissing()
         for number in (signal.SIGKILL, signal.SIGTERM):
             with self.subTest(number):
-                self.start(subject)
-                waitUntil(lambda: not LOGGED.exists(), 10, lambda: "the file is not taken")
-                waitUntil(lambda: subject.status.exists(), 10, lambda: "no pass")
+                # On this clock it stays for two minutes.
+                self.start(subject, fast=1)
+                waitUntil(lambda: not LOGGED.exists(), lambda: "the file is not taken")
+                waitUntil(lambda: subject.status.exists(), lambda: "no pass")
                 self.end(subject, number)
                 self.assertAllIsLogged(subject, first)
-                self.assertEqual(subject.daemon.wait(60), EXIT_RESET)
+                self.assertEqual(subject.awaitEnd(), EXIT_RESET)
 
     def test_fileThatIsSomethingElse_logsEverything(self):
         subject, first = self.portMissing()
@@ -105,7 +92,7 @@ class RepeatedStarts(DaemonTest):
                 LOGGED.unlink()
                 damage()
                 self.assertAllIsLogged(subject, first)
-                self.assertEqual(subject.daemon.wait(60), EXIT_RESET)
+                self.assertEqual(subject.awaitEnd(), EXIT_RESET)
         LOGGED.rmdir()
 
 

@@ -12,6 +12,7 @@ import struct
 import termios
 import time
 
+LIMIT_S = 300  # bounds a failure only
 ESCAPE = re.compile(r"\x1b\[(\??[0-9;]*)([A-Za-z])")
 
 
@@ -118,8 +119,8 @@ class Terminal:
                 self.pending = self.screen.write(self.pending + data.decode())
         return True
 
-    def waitFor(self, part, seconds=20):
-        end = time.monotonic() + seconds
+    def waitFor(self, part):
+        end = time.monotonic() + LIMIT_S
         while part not in self.screen.text():
             if time.monotonic() > end or not self.drain(0.1):
                 raise AssertionError(f"{part!r} is not on the screen:\n{self.screen.text()}")
@@ -141,9 +142,9 @@ class Terminal:
             self.status = os.waitstatus_to_exitcode(status)
         return bool(pid)
 
-    def wait(self, seconds=5):
+    def wait(self):
         """The exit status; the last output may scroll the screen of the shell."""
-        end = time.monotonic() + seconds
+        end = time.monotonic() + LIMIT_S
         while time.monotonic() < end:
             if self.hasEnded():
                 return self.status

@@ -78,7 +78,7 @@ class Receiving(SmsTest):
         for order in orders:
             # More than the modem can store: the network keeps the rest and delivers it later.
             slot.order(op="inject-sms", **order)
-        waitUntil(lambda: sum(received().values()) >= MESSAGES, 90,
+        waitUntil(lambda: sum(received().values()) >= MESSAGES,
                   lambda: f"{sum(received().values())} of {MESSAGES} messages are there")
         found = received()
         self.assertEqual((expected - found, found - expected),
@@ -91,7 +91,7 @@ class Receiving(SmsTest):
         for part, text in ((3, "three"), (1, "one "), (2, "two ")):
             slot.order(op="inject-sms", text=text, reference=7, part=part, total=3,
                        **{"from": "+12025550123"})
-        waitUntil(lambda: received() == {("12025550123", "one two three"): 1}, 20, received)
+        waitUntil(lambda: received() == {("12025550123", "one two three"): 1}, received)
         self.assertEqual(list((SPOOL / "recv_parts").iterdir()), [])
 
 
@@ -99,12 +99,12 @@ class Sending(SmsTest):
     def test_fiftyFiles_areEachSentOnce(self):
         slot = self.connectedSlot(fast=4)
         texts = [f"{number} " + self.text(self.random.randrange(2, 300)) for number in range(FILES)]
-        waitUntil((SPOOL / "send").is_dir, 20, lambda: "no spool")
+        waitUntil((SPOOL / "send").is_dir, lambda: "no spool")
         for number, text in enumerate(texts):
             draft = SPOOL / "draft"
             draft.write_text(f"TO=+1 (202) 555-0123\nMSG={text}\n")
             draft.rename(SPOOL / "send" / f"message{number}")
-        waitUntil(lambda: len(list((SPOOL / "send_ok").iterdir())) == FILES, 120,
+        waitUntil(lambda: len(list((SPOOL / "send_ok").iterdir())) == FILES,
                   lambda: f"{len(list((SPOOL / 'send_ok').iterdir()))} of {FILES} files are sent")
         joined = collections.defaultdict(dict)
         single = []
@@ -125,7 +125,7 @@ class Sending(SmsTest):
                  "n" * 255, "new\nline"]
         for name in names:
             (SPOOL / "send" / name).write_text(f"TO=12025550123\nMSG={names.index(name)}\n")
-        waitUntil(lambda: len(list((SPOOL / "send_ok").iterdir())) == len(names), 60,
+        waitUntil(lambda: len(list((SPOOL / "send_ok").iterdir())) == len(names),
                   lambda: f"{len(submitted(slot))} of {len(names)} are sent")
         self.assertEqual(sorted(message["text"] for message in submitted(slot)),
                          [str(index) for index in range(len(names))])
@@ -136,7 +136,7 @@ class Sending(SmsTest):
         slot = self.connectedSlot(fast=4)
         slot.order(op="fault", prefix="AT+CMGS", stage="data", kind="cms", number=500)
         (SPOOL / "send" / "message").write_text("TO=12025550123\nMSG=never\n")
-        waitUntil(lambda: len(list((SPOOL / "send_fail").iterdir())) == 1, 60, lambda: "not given up")
+        waitUntil(lambda: len(list((SPOOL / "send_fail").iterdir())) == 1, lambda: "not given up")
         slot.waitFor("_SMS_SENT_FAIL", "1")
         self.assertEqual(list((SPOOL / "send").iterdir()), [])
         self.assertEqual(submitted(slot), [])

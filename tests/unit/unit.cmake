@@ -33,7 +33,7 @@ if(PLATFORM STREQUAL "host")
         COMMAND ${CMAKE_COMMAND} -G ${CMAKE_GENERATOR} -S ${CMAKE_SOURCE_DIR}
                 -B ${CMAKE_CURRENT_BINARY_DIR}/external -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER}
                 -DPLATFORM=external -DPLATFORM_LIBS=$<TARGET_FILE:cellslot_platform>)
-    set_tests_properties(unit.platform_external PROPERTIES LABELS unit TIMEOUT 120)
+    set_tests_properties(unit.platform_external PROPERTIES LABELS unit TIMEOUT ${TEST_TIMEOUT_S})
     # Tests with hundreds of processes run in a plain build only: the sanitizers make them too slow.
     set_tests_properties(unit.platform PROPERTIES LABELS "unit;processes")
     if(SANITIZE)

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -27,7 +28,9 @@ using nlohmann::json;
 
 namespace {
 
-constexpr int DEADLINE_MS = 10000;
+constexpr int DEADLINE_MS = 120000;  // bounds a failure only
+// How long a modem is away that a test has to see away: longer than a busy machine stands still.
+constexpr const char* AWAY_MS = "4000";
 
 void sleepMs(int ms) {
     std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -67,6 +70,17 @@ void awaitContent(const std::string& path, const std::string& content) {
     for (int left = DEADLINE_MS; left > 0 && readFile(path) != content; left -= 5)
         sleepMs(5);
     EXPECT_EQ(readFile(path), content) << path;
+}
+
+// Until the program has opened its end of a terminal and set it up.
+void awaitRaw(int fd) {
+    const auto isRaw = [&] {
+        termios settings = {};
+        return tcgetattr(fd, &settings) == 0 && (settings.c_lflag & ICANON) == 0;
+    };
+    for (int left = DEADLINE_MS; left > 0 && !isRaw(); left -= 5)
+        sleepMs(5);
+    EXPECT_TRUE(isRaw());
 }
 
 // The program, started with its ports in a folder of its own.
@@ -254,8 +268,8 @@ TEST(Le910simProgram, RestartOfAModemWithAGadget_UnplugsItAndPlugsItInAgain) {
     cTempFolder folder;
     const sPseudoTerminal at = openPseudoTerminal();
     const sPseudoTerminal gps = openPseudoTerminal();
-    writeFile(folder / "scenario.json",
-              R"({"timings": {"restart_ms": 500, "restart_grace_ms": 0, "ready_ms": 0}})");
+    writeFile(folder / "scenario.json", std::string(R"({"timings": {"restart_ms": )") + AWAY_MS +
+                                            R"(, "restart_grace_ms": 0, "ready_ms": 0}})");
     cProgram program =
         cProgram::bare({"--at-device", at.path, "--gps-device", gps.path, "--gadget", gadget.path(),
                         "--controller", "dummy_udc.0", "--scenario", folder / "scenario.json"});
@@ -284,7 +298,7 @@ TEST(Le910simProgram, DeviceThatIsUnpluggedDuringAnAnswer_LosesItsRestAndServesA
     const std::string again = folder / "again";
     ASSERT_EQ(symlink(at.path.c_str(), again.c_str()), 0);
     ASSERT_EQ(rename(again.c_str(), (folder / "at").c_str()), 0);
-    sleepMs(500);
+    awaitRaw(at.modemEnd);
     EXPECT_EQ(ask(at.modemEnd, "AT", "OK\r\n"), "AT\r\r\nOK\r\n");
     close(at.modemEnd);
     close(gps.modemEnd);
@@ -294,8 +308,8 @@ TEST(Le910simProgram, RebootCommand_HangsUpAndReturns) {
     cProgram program;
     program.said("ready");
     EXPECT_EQ(program
-                  .order(R"({"op": "set", "timings": {"restart_ms": 300,)"
-                         R"( "restart_grace_ms": 100, "ready_ms": 100}})")
+                  .order(std::string(R"({"op": "set", "timings": {"restart_ms": )") + AWAY_MS +
+                         R"(, "restart_grace_ms": 100, "ready_ms": 100}})")
                   .at("ok"),
               true);
     const int fd = program.open(program.at());
@@ -465,11 +479,11 @@ class Le910simReplay : public ::testing::Test {
                   "\n"
                   R"({"ms":900,"at":"hangup","error":5})"
                   "\n"
-                  R"({"ms":2900,"at":"open"})"
+                  R"({"ms":4900,"at":"open"})"
                   "\n"
-                  R"({"ms":3000,"at":"write","data":"ATI\r"})"
+                  R"({"ms":5000,"at":"write","data":"ATI\r"})"
                   "\n"
-                  R"({"ms":3020,"at":"read","data":"ATI\r\r\n332\r\n\r\nOK\r\n"})"
+                  R"({"ms":5020,"at":"read","data":"ATI\r\r\n332\r\n\r\nOK\r\n"})"
                   "\n" +
                       tail);
         std::vector<std::string> words = {"--replay",   m_folder / "made.recording",
@@ -576,8 +590,9 @@ TEST(Le910simRecord, ProgramAndModem_UnderstandEachOtherAndAreRecordedWithoutSec
     EXPECT_EQ(ask(fd, "AT+CSQ", "OK\r\n"), "AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n");
     EXPECT_EQ(ask(fd, "AT+CPIN=1234", "OK\r\n"), "AT+CPIN=1234\r\r\nOK\r\n");
     // So that the answer is read before the hang-up when it is replayed.
-    sleepMs(500);
-    EXPECT_EQ(modem.order(R"({"op": "hangup", "away_ms": 300})").at("ok"), true);
+    sleepMs(4000);
+    EXPECT_EQ(modem.order(std::string(R"({"op": "hangup", "away_ms": )") + AWAY_MS + "}").at("ok"),
+              true);
     close(fd);
     awaitLink(folder / "at", false);
     awaitLink(folder / "at", true);

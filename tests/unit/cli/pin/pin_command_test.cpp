@@ -42,7 +42,7 @@ bool isEchoing(int terminal) {
 }
 
 void waitForEcho(int terminal, bool wanted) {
-    for (int i = 0; i < 500 && isEchoing(terminal) != wanted; ++i)
+    for (int i = 0; i < 6000 && isEchoing(terminal) != wanted; ++i)
         usleep(10000);
     EXPECT_EQ(wanted, isEchoing(terminal));
 }

@@ -141,5 +141,5 @@ TEST_F(Timer, OwnClock_AdvancesInMilliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     const uint64_t passedMs = timerClockMs() - beforeMs;
     EXPECT_GE(passedMs, 20u);
-    EXPECT_LT(passedMs, 10'000u);
+    EXPECT_LT(passedMs, 60'000u);
 }

@@ -1,0 +1,93 @@
+#!/usr/bin/env bash
+# What takes longer than a change should wait for: larger samples of the fault matrix, instruction
+# counts, the package, the tests of another processor under its emulator, and fuzzing. .ci/run runs it
+# after test.sh, whose builds it uses. Continues after a failure, lists all results at the end, and
+# fails if there was a failure. With --all also the whole matrix, a day on a fake clock, valgrind, the
+# package on a fresh host, and the virtual gateway.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
+# shellcheck source=scripts/lib/steps.sh
+. scripts/lib/steps.sh
+# shellcheck source=scripts/lib/test_builds.sh
+. scripts/lib/test_builds.sh
+readonly FUZZ_S=20  # for each target
+readonly UPTIME_H=590
+
+usage() {
+    cat <<'TEXT'
+Usage: test_more.sh [--all]
+Tests what takes longer: samples of the fault matrix, instruction counts, the package, the tests of
+another processor, fuzzing. Ends with a summary.
+  --all  also the whole fault matrix, a day on a fake clock, valgrind, the package on a fresh host, and
+         the virtual gateway (hours)
+TEXT
+}
+
+matrixSample() {
+    build asan fault_matrix && runTests asan "$JOBS" -L '^matrix$'
+}
+
+wholeMatrix() {
+    build release fault_matrix gateway_day &&
+        scripts/private_namespace.sh --keep "$PWD/build" build/release/bin/fault_matrix --suite all \
+            --jobs "$JOBS"
+}
+
+aDay() {
+    scripts/private_namespace.sh --keep "$PWD/build" build/release/bin/gateway_day 24 "$UPTIME_H"
+}
+
+# Compilers differ in the instructions they make of the same code: reported, but not a failure.
+checkInstructions() {
+    local status=0
+    scripts/bench.sh --instructions || status=$?
+    ((status != 77)) || echo 'the numbers are for another compiler or C library' >"$stepNote"
+    return "$status"
+}
+
+fuzz() {
+    FUZZ_JOBS=3 scripts/fuzz.sh "$FUZZ_S"
+}
+
+main() {
+    local all=no
+    case ${1:-} in
+    '') ;;
+    --all)
+        all=yes
+        export CELLSLOT_TEST_ALL=1  # tests that use a sample run everything
+        ;;
+    *) helpOrRefuse "$1" ;;
+    esac
+    plan packages 1
+    plan 'matrix sample' 120
+    plan instructions 90
+    plan package 30
+    plan arm64 420
+    plan fuzzing 240
+    if [[ $all == yes ]]; then
+        plan 'whole matrix' 1200
+        plan 'a day' 120
+        plan valgrind 200
+        plan gateway 7200
+    fi
+    showPlan
+    step scripts/setup.sh --test || true
+    step matrixSample || true
+    step checkInstructions || true
+    step scripts/test_package.sh "$@" || true
+    step scripts/test_cross.sh arm64 "$@" || true
+    step fuzz || true
+    if [[ $all == yes ]]; then
+        step wholeMatrix || true
+        step aDay || true
+        step scripts/valgrind.sh || true
+        step scripts/test_gateway.sh || true
+    fi
+    finishSteps
+}
+
+main "$@"
