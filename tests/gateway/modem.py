@@ -92,9 +92,12 @@ class Modem:
         authorised = self.rootHub() / "authorized_default"
         authorised.write_text("0")
         self.put("UDC", self.controller)
+        # If it left in the middle of its enumeration, the host would wait for answers of nobody.
+        waitUntil(self.onHost().exists, "the host sees the modem")
         name = (self.function("network") / "ifname").read_text().strip()
         run("ip", "link", "set", name, "netns", self.namespace, "name", self.interface)
         self.put("UDC", "\n")
+        waitUntil(lambda: not self.onHost().exists(), "the host sees the modem leave")
         authorised.write_text("1")
         # The modem is no host: its kernel keeps silent.
         run("ip", "netns", "exec", self.namespace, "sysctl", "-qw",
@@ -102,6 +105,10 @@ class Modem:
 
     def rootHub(self):
         return next(pathlib.Path(f"/sys/devices/platform/dummy_hcd.{self.slot - 1}").glob("usb*"))
+
+    def onHost(self):
+        """The modem as a device of the host, which is there from the end of its enumeration."""
+        return pathlib.Path(f"/sys/bus/usb/devices/{self.slot}-1")
 
     # ---- orders
 
