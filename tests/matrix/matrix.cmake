@@ -4,11 +4,19 @@ add_library(cellslot_matrix STATIC matrix/cell.cpp matrix/day_difference.cpp mat
                                    matrix/own_folders.cpp matrix/pool.cpp matrix/waits.cpp
                                    replay/published_marks.cpp replay/recorded_run.cpp
                                    replay/replayed_day.cpp replay/replayed_modem.cpp
-                                   replay/sessions.cpp replay/variations.cpp)
+                                   replay/sessions.cpp replay/variations.cpp
+                                   support/memory_terminal.cpp)
 target_link_libraries(cellslot_matrix PUBLIC cellslot_flow_support)
+# The linker takes the JSON library's templates, with which recordings are read, from the first of the
+# objects that have them: these.
+if(CMAKE_BUILD_TYPE STREQUAL Release)
+    set_source_files_properties(matrix/cell.cpp replay/published_marks.cpp replay/recorded_run.cpp
+                                replay/replayed_day.cpp replay/sessions.cpp replay/variations.cpp
+                                PROPERTIES COMPILE_OPTIONS -O2)
+endif()
 add_executable(fault_matrix matrix/main.cpp)
 target_link_libraries(fault_matrix PRIVATE cellslot_matrix)
-target_link_options(fault_matrix PRIVATE -Wl,--wrap=system)
+target_link_options(fault_matrix PRIVATE -Wl,--wrap=system ${MEMORY_TERMINAL_OPTIONS})
 
 # cellslot_add_matrix_test(<name> <arguments>...): a random sample; it prints its seed. The cells use
 # both cores.
