@@ -30,4 +30,6 @@ endfunction()
 cellslot_add_matrix_test(faults --suite faults --sample 200)
 cellslot_add_matrix_test(pin --suite pin --sample 60)
 cellslot_add_matrix_test(unsolicited --suite unsolicited --sample 150)
-cellslot_add_matrix_test(replay --suite all --replay --sample 40 --seed 11)
+cellslot_add_matrix_test(replay --suite all --replay --sample 40 --sample-all 500 --seed 11)
+# Five hundred days under the sanitizers.
+set_tests_properties(matrix.replay PROPERTIES TIMEOUT 7200)
