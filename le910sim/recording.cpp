@@ -111,8 +111,10 @@ class cRecordingReader {
     bool nextLine(std::string& line) {
         line.clear();
         ++m_line;
-        for (int byte = m_input.get(); byte != std::istream::traits_type::eof();
-             byte = m_input.get()) {
+        // Of the buffer: the stream itself looks at its state for each byte.
+        std::streambuf& input = *m_input.rdbuf();
+        for (int byte = input.sbumpc(); byte != std::streambuf::traits_type::eof();
+             byte = input.sbumpc()) {
             if (byte == '\n') return true;
             line += static_cast<char>(byte);
             if (line.size() > RECORDING_LINE_MAX)
@@ -146,7 +148,7 @@ class cRecordingReader {
         takeEvent(object);
     }
 
-    bool isLastLine() { return m_input.peek() == std::istream::traits_type::eof(); }
+    bool isLastLine() { return m_input.rdbuf()->sgetc() == std::streambuf::traits_type::eof(); }
 
     void takeHeader(const json& object) {
         if (object["recording"] != RECORDING_VERSION)

@@ -52,6 +52,11 @@ class Recording:
     def marks(self, name):
         return [event for event in self.events if event.get("mark") == name]
 
+    def beginsInRunningDaemon(self):
+        """It has no answers for the set-up then."""
+        states = self.marks("state")
+        return bool(states) and states[0].get("modem") != "set-up"
+
     def endMs(self):
         return self.events[-1]["ms"] if self.events else 0
 

@@ -184,6 +184,9 @@ class Replay:
         return True
 
     def run(self):
+        if self.recording.beginsInRunningDaemon():
+            print("the recording begins in a running daemon, so it has no answers for the set-up;"
+                  " restart the daemon after 'cellslot record start'", flush=True)
         self.makeTools()
         threading.Thread(target=self.readLog, args=(openLogSocket("/dev/log"),),
                          daemon=True).start()

@@ -19,6 +19,7 @@ constexpr const char* USAGE =
     "Runs the daemon against a modem in which each command of a healthy day meets each fault.\n"
     "  --suite NAME   faults (default), pin, unsolicited, or all\n"
     "  --sample N     so many cells, drawn by the seed; all without it\n"
+    "  --sample-all N so many with CELLSLOT_TEST_ALL=1\n"
     "  --only TEXT    cells whose name, COMMAND/FAULT/once or /45s, holds TEXT\n"
     "  --seed N       what is drawn, and what the faults are; printed, by chance without it\n"
     "  --jobs N       processes at a time (default: 2)\n"
@@ -33,6 +34,7 @@ constexpr size_t TRANSCRIPTS_MAX = 10;
 struct sOptions {
     std::string suite = "faults";
     size_t sample = 0;
+    size_t sampleOfAll = 0;  // instead, if all tests are to run
     std::string only;
     uint64_t seed = std::random_device()();
     int jobs = 2;
@@ -69,6 +71,8 @@ bool takeOption(sOptions& options, const std::string& name, const char* value) {
         options.sample = number(name, value);
     else if (name == "--seed")
         options.seed = number(name, value);
+    else if (name == "--sample-all")
+        options.sampleOfAll = number(name, value);
     else if (name == "--jobs")
         options.jobs = static_cast<int>(number(name, value));
     else if (name == "--limit")
@@ -85,6 +89,9 @@ sOptions readOptions(int argc, char** argv) {
     if (options.suite != "faults" && options.suite != "pin" && options.suite != "unsolicited" &&
         options.suite != "all")
         refuse("unknown suite " + options.suite);
+    const char* const all = getenv("CELLSLOT_TEST_ALL");
+    if (options.sampleOfAll != 0 && all != nullptr && std::string(all) == "1")
+        options.sample = options.sampleOfAll;
     if (options.jobs < 1) refuse("--jobs needs at least 1");
     return options;
 }

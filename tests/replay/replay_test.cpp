@@ -69,6 +69,35 @@ std::string recordingOfTheDocument() {
     return example.substr(0, stop) + exchanges + example.substr(stop);
 }
 
+// The same recording with its last passes again and again, until it is so long. A pass begins with
+// AT.
+sRecording lengthened(const sRecording& recording, uint64_t fromMs, uint64_t untilMs) {
+    std::vector<size_t> passes;
+    for (size_t i = 0; i < recording.events.size(); ++i) {
+        const le910sim::sRecordedEvent& event = recording.events[i];
+        const bool isPass = event.kind == le910sim::eRECORDED_WRITE && event.bytes == "AT";
+        if (isPass && event.ms >= fromMs) passes.push_back(i);
+    }
+    const size_t first = passes.at(0);
+    const size_t last = passes.back();
+    const uint64_t lastsMs = recording.events[last].ms - recording.events[first].ms;
+    sRecording result = recording;
+    result.events.resize(last);
+    for (uint64_t addedMs = lastsMs; result.endMs() < untilMs; addedMs += lastsMs)
+        for (size_t i = first; i < last; ++i) {
+            result.events.push_back(recording.events[i]);
+            result.events.back().ms += addedMs;
+        }
+    return result;
+}
+
+uint64_t processorMs() {
+    timespec used{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return static_cast<uint64_t>(used.tv_sec) * 1000 +
+           static_cast<uint64_t>(used.tv_nsec) / 1000000;
+}
+
 class ReplayFlow : public cFlowFixture {
   protected:
     // What a recording was made in does not matter for its replay.
@@ -126,4 +155,31 @@ TEST_F(ReplayFlow, HangUpInARecording_LeavesTheDaemonWithoutAModemForTheSameTime
     EXPECT_TRUE(outcome.isOver);
     EXPECT_NE(outcome.published.find("_QMI_STATE=CONNECTED\n"), std::string::npos);
     EXPECT_EQ(outcome.lastedMs / 1000, 60U);
+}
+
+// As it ships it takes 0.6 s of a processor. What it may take here leaves room for a slower one.
+TEST_F(ReplayFlow, HourOfAConnectedModem_TakesLessThanTwoSecondsOfAProcessor) {
+    constexpr uint64_t HOUR_MS = 3600 * 1000;
+    sSession session;
+    session.name = "connected";
+    session.seconds = 70;
+    session.scenario = {{"timings", {{"reply_ms", 60}}}};
+    const sRecording hour = lengthened(recordingOf(recordSession(session)), 20000, HOUR_MS);
+    cleanUp();
+    std::string text = hour.header.dump() + "\n";
+    for (const le910sim::sRecordedEvent& event : hour.events)
+        text += recordedLine(event);
+    const uint64_t startMs = processorMs();
+    const sReplayedOutcome outcome = runReplayedDay(recordingOf(text));
+    const uint64_t tookMs = processorMs() - startMs;
+    RecordProperty("processor_ms", static_cast<int>(tookMs));
+    EXPECT_TRUE(outcome.isOver);
+    EXPECT_GE(outcome.lastedMs, HOUR_MS);
+    EXPECT_GT(outcome.commands.size(), 30000U);
+    EXPECT_NE(outcome.published.find("_QMI_STATE=CONNECTED\n"), std::string::npos);
+#ifdef NDEBUG
+    EXPECT_LT(tookMs, 2000U);
+#endif
+    printf("%zu commands in %llu ms of a processor, %zu otherwise than recorded\n",
+           outcome.commands.size(), static_cast<unsigned long long>(tookMs), outcome.differences);
 }

@@ -5,7 +5,7 @@ using le910sim::ePORT_GPS;
 
 cReplayedModem::cReplayedModem(const le910sim::sRecording& recording, const std::string& atPath,
                                const std::string& gpsPath)
-    : m_replay(recording), m_terminals{cModemTerminal(atPath), cModemTerminal(gpsPath)} {
+    : m_replay(recording), m_terminals{cMemoryTerminal(atPath), cMemoryTerminal(gpsPath)} {
     comeAndGo();
 }
 
@@ -18,8 +18,8 @@ void cReplayedModem::turn() {
     m_replay.advance(m_turnMs);
     comeAndGo();
     for (const le910sim::ePort port : {ePORT_AT, ePORT_GPS}) {
-        m_terminals[port].emit(m_replay.takeOutput(port), m_turnMs);
-        m_terminals[port].deliver(m_turnMs);
+        m_terminals[port].send(m_replay.takeOutput(port));
+        m_terminals[port].deliver();
     }
 }
 

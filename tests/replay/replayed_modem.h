@@ -6,9 +6,10 @@
 
 #include "le910sim/replay.h"
 #include "tests/support/fake_time.h"
-#include "tests/support/modem_terminal.h"
+#include "tests/support/memory_terminal.h"
 
-// The modem of a recording on two terminals.
+// The modem of a recording on two terminals. Programs that use it are linked with
+// MEMORY_TERMINAL_OPTIONS.
 class cReplayedModem : public cFakeTime {
   public:
     cReplayedModem(const le910sim::sRecording& recording, const std::string& atPath,
@@ -21,7 +22,7 @@ class cReplayedModem : public cFakeTime {
     void comeAndGo();
 
     le910sim::cReplay m_replay;
-    std::array<cModemTerminal, le910sim::PORT_COUNT> m_terminals;
+    std::array<cMemoryTerminal, le910sim::PORT_COUNT> m_terminals;
     uint64_t m_turnMs = 0;  // of the last turn
 };
 

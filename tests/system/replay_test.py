@@ -71,6 +71,13 @@ class Replay(unittest.TestCase):
                          (0, "le910sim: /tmp/other.jsonl: the last line is not complete, so it is"
                              " left out\n"), run.stdout)
 
+    def test_recordingOfARunningDaemon_isNamedAsSuch(self):
+        text = RECORDING.read_text().replace('"modem":"set-up"', '"modem":"polling"', 1)
+        run = self.replay("--speed", "100", self.changed(text))
+        self.assertTrue(run.stdout.startswith("the recording begins in a running daemon, so it has"
+                                              " no answers for the set-up; restart the daemon after"
+                                              " 'cellslot record start'\n"), run.stdout)
+
     def test_recordingOfSlot2_isReplayedThere(self):
         text = RECORDING.read_text().replace('"slot":1', '"slot":2').replace('"-p","1"', '"-p","2"')
         run = self.replay(self.changed(text.replace('"SLED_SLOT":"1"', '"SLED_SLOT":"2"')))
@@ -135,7 +142,9 @@ class RecordFrom(unittest.TestCase):
         answer = b""
         while not answer.endswith(b"OK\r\n"):
             self.assertTrue(select.select([port], [], [], 10)[0], answer)
-            answer += os.read(port, 4096)
+            piece = os.read(port, 4096)
+            self.assertTrue(piece, "the port has vanished")
+            answer += piece
         return answer
 
     def test_diskFills_recordingEndsWithANoticeAndTheProgramGoesOn(self):
