@@ -45,7 +45,8 @@ sReply hangUpLine(sCall& call) {
     return hangUp(call);
 }
 
-sReply testHangUp(sCall&) {
+// The test form of commands without values, and the list of voice calls: there is none.
+sReply nothingToList(sCall&) {
     return answerOk();
 }
 
@@ -57,8 +58,12 @@ sReply lastCause(sCall&) {
 
 const std::vector<sCommandRow>& callCommands() {
     static const std::vector<sCommandRow> TABLE = {
-        {"D", eFORM_EXECUTE, dial},          {"H", eFORM_EXECUTE, hangUpLine},
-        {"+CHUP", eFORM_EXECUTE, hangUp},    {"+CHUP", eFORM_TEST, testHangUp},
+        {"D", eFORM_EXECUTE, dial},
+        {"H", eFORM_EXECUTE, hangUpLine},
+        {"+CHUP", eFORM_EXECUTE, hangUp},
+        {"+CHUP", eFORM_TEST, nothingToList},
+        {"+CLCC", eFORM_EXECUTE, nothingToList},
+        {"+CLCC", eFORM_TEST, nothingToList},
         {"+CEER", eFORM_EXECUTE, lastCause},
     };
     return TABLE;

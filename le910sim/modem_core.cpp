@@ -220,7 +220,10 @@ void cModemCore::reportCard() {
 }
 
 void cModemCore::unsolicited(const std::string& line, uint64_t waitMs) {
-    m_ports[ePORT_AT].output.add(m_state.nowMs + waitMs, "\r\n" + line + "\r\n");
+    // A data call takes the port: programs that use one listen on the other port too.
+    const bool other = m_ports[ePORT_AT].mode == eMODE_CALL && !isStream(m_ports[ePORT_GPS].mode);
+    m_ports[other ? ePORT_GPS : ePORT_AT].output.add(m_state.nowMs + waitMs,
+                                                     "\r\n" + line + "\r\n");
     log({{"event", "unsolicited"}, {"line", line}, {"due", m_state.nowMs + waitMs}});
 }
 

@@ -65,6 +65,15 @@ TEST(Le910simCall, ContextDroppedByTheNetwork_EndsTheCall) {
     EXPECT_EQ(sim.reply("AT+CEER"), "\r\n+CEER: Normal call clearing\r\n\r\nOK\r\n");
 }
 
+TEST(Le910simCall, MessageDuringACall_IsAnnouncedOnTheOtherPort) {
+    cModemDriver sim;
+    sim.reply("AT+CNMI=2,1");
+    sim.reply(CALL);
+    sim.order(R"({"op": "inject-sms", "from": "+12025550123", "text": "hello"})");
+    EXPECT_EQ(sim.readAt(10), "");
+    EXPECT_EQ(sim.gps(""), "\r\n+CMTI: \"SM\",1\r\n");
+}
+
 TEST(Le910simCall, Unplug_EndsTheCall) {
     cModemDriver sim;
     sim.reply(CALL);

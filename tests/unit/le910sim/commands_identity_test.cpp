@@ -52,8 +52,9 @@ TEST(Le910simIdentity, WhatTheModemIsAndCan_IsAnswered) {
 TEST(Le910simIdentity, CommandsOfOtherPrograms_AreAccepted) {
     cModemDriver sim;
     for (const char* command :
-         {"ATX4", "AT+CHUP=?", "AT+CUSD=1", "AT+CMMS=2", "AT+CGEREP=2,1", "AT+CMER=3,0,0,2",
-          "AT+CTZU=1", "AT+IFC=2,2", "AT+CIND=0,1,1,0,0,0,1,0,0"}) {
+         {"ATX4", "AT+CHUP=?", "AT+CUSD=1", "AT+CLIP=1", "AT+CRC=1", "AT+CCWA=1", "AT+CLCC=?",
+          "AT+CLCC", "AT+CMMS=2", "AT+CGEREP=2,1", "AT+CMER=3,0,0,2", "AT+CTZU=1", "AT+IFC=2,2",
+          "AT+CIND=0,1,1,0,0,0,1,0,0"}) {
         EXPECT_EQ(sim.reply(command), "\r\nOK\r\n") << command;
     }
     EXPECT_TRUE(sim.modem.problems().empty());
