@@ -22,33 +22,31 @@ ROWS = (
     ("backConnected", "back after an unplug: connected again", "s"),
 )
 
+LOOKS_LESS = ("it looks at the modem seldom; the daemon asks about twenty questions in each pass, once a"
+              " second, so that it sees within seconds what is wrong, and publishes the answers")
+ONLY_ASKS = "it only asks for the state; the daemon sets the modem up first, with 20 ms a command"
+ANNOUNCED = "the modem announces a message to it (+CNMI); the daemon asks every 5 s"
+
 # Why a peer needs less. A figure without an entry here is shown as ahead without a reason.
 REASONS = {
-    ("registered", "ModemManager"):
-        "it sends each command as soon as the last one is answered; the daemon waits 20 ms a command",
-    ("registered", "gammu-smsd"):
-        "it only asks for the state; the daemon sets the modem up first, with 20 ms a command",
-    ("registered", "smstools"):
-        "it only asks for the state; the daemon sets the modem up first, with 20 ms a command",
+    ("registered", "gammu-smsd"): ONLY_ASKS,
+    ("registered", "smstools"): ONLY_ASKS,
     ("connected", "ModemManager"):
         "nothing paces its commands, and its connection is a data call that pppd has yet to use; the"
         " daemon has set up interface, addresses and routes by then",
-    ("idleCpu", "ModemManager"):
-        "three commands in 30 s; the daemon looks at session, network and SIM all the time",
-    ("idleCpu", "smstools"): "a few commands every 10 s, and nothing is published",
-    ("idleCpu", "gammu-smsd"): "it looks at network and messages every 30 s, and at a folder every second",
-    ("idleWakeUps", "ModemManager"): "as for the processor time",
-    ("idleWakeUps", "smstools"): "as for the processor time",
-    ("idleWakeUps", "gammu-smsd"): "as for the processor time",
-    ("idleCommands", "ModemManager"): "as for the processor time",
-    ("idleCommands", "smstools"): "as for the processor time",
-    ("idleCommands", "gammu-smsd"): "as for the processor time",
-    ("messageIn", "ModemManager"):
-        "the modem announces a message (+CNMI); the daemon asks for messages every 5 s",
+    ("startCpu", "gammu-smsd"): ONLY_ASKS,
+    ("startCpu", "smstools"): ONLY_ASKS,
+    **{(row, name): LOOKS_LESS for row in ("idleCpu", "idleWakeUps", "idleCommands")
+       for name in ("ModemManager", "gammu-smsd", "smstools")},
+    ("messageIn", "ModemManager"): ANNOUNCED,
+    ("messageIn", "gammu-smsd"): ANNOUNCED,
     ("messageOut", "ModemManager"):
-        "its client calls it at once; the daemon takes one file of its folder at a check every 5 s",
-    ("backConnected", "ModemManager"): "as for start to connected; the client that reconnects it is ours",
-    ("backMessage", "ModemManager"): "as for start to registered",
+        "its client calls it at once; the daemon takes one file of its folder every 5 s, and waits a"
+        " second for the prompt",
+    ("backConnected", "ModemManager"):
+        "as for start to connected; it does not reconnect by itself, the client that asks for it is"
+        " that of this comparison",
+    ("backMessage", "ModemManager"): ANNOUNCED,
 }
 
 
