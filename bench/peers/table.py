@@ -39,7 +39,6 @@ REASONS = {
     **{(row, name): LOOKS_LESS for row in ("idleCpu", "idleWakeUps", "idleCommands")
        for name in ("ModemManager", "gammu-smsd", "smstools")},
     ("messageIn", "ModemManager"): ANNOUNCED,
-    ("messageIn", "gammu-smsd"): ANNOUNCED,
     ("messageOut", "ModemManager"):
         "its client calls it at once; the daemon takes one file of its folder every 5 s, and waits a"
         " second for the prompt",
