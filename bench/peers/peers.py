@@ -24,7 +24,8 @@ from programs import PROGRAMS, SimLog  # noqa: E402
 from reckoning import grown, idleFigures, mean, middle, usage  # noqa: E402
 from rows import machine  # noqa: E402
 
-START_S = 120    # how long a start or a return may take
+START_S = 120    # how long a start may take
+RETURN_S = 480   # how long a return after an unplug may take
 MESSAGE_S = 120
 SETTLE_S = 10    # from a start to the begin of the idle time
 ROUND_S = 10     # messages come at any moment of the longest round of a program
@@ -104,40 +105,43 @@ def messageOut(program, number):
     return since(start, program.log.waitFor(lambda entry: entry["event"] == "sms sent", MESSAGE_S))
 
 
-def isLost(taken):
-    """Whether a message did not arrive, or never after an unplug: the next ones would not either."""
-    return (taken["backMessage"] if isinstance(taken, dict) else taken) is None
-
-
 def atAnyMoment(measure, program, count, chance):
     """Measured at moments that have nothing to do with the program's own rounds."""
     taken = []
     for number in range(count):
         time.sleep(chance.uniform(0, ROUND_S))
         taken.append(measure(program, number))
-        if isLost(taken[-1]):
-            break
+        if taken[-1] is None:
+            break  # the next ones would not arrive either
         program.tidy()
     return taken
 
 
-def timedUnplug(program, number):
+def timedUnplug(program):
     """Times from the return of the modem on."""
     had = program.received()
     program.slot.order(op="hangup", away_ms=AWAY_MS)
     start = time.time() + AWAY_MS / 1000
-    program.slot.order(op="inject-sms", **{"from": SENDER, "text": f"meanwhile {number}"})
+    program.slot.order(op="inject-sms", **{"from": SENDER, "text": "meanwhile"})
     program.away()
     time.sleep(max(0, start - time.time()) + 0.1)
     program.back()
     # Both are waited for at the same time: either may come first.
     with concurrent.futures.ThreadPoolExecutor(1) as pool:
-        received = pool.submit(waitReceived, program, had, START_S)
+        received = pool.submit(waitReceived, program, had, RETURN_S)
         connected = None
         if program.publishes:
-            program.waitRegistered(START_S)
-            connected = since(start, program.waitConnected(START_S))
+            program.waitRegistered(RETURN_S)
+            connected = since(start, program.waitConnected(RETURN_S))
         return {"backConnected": connected, "backMessage": since(start, received.result())}
+
+
+def idleUnplug(kind, scenario, chance):
+    """On a host of its own: what a program does while a message is on its way is another question."""
+    with Gateway(kind, scenario) as program:
+        timedStart(program)
+        time.sleep(SETTLE_S + chance.uniform(0, ROUND_S))
+        return timedUnplug(program)
 
 
 def measured(kind, options):
@@ -152,8 +156,8 @@ def measured(kind, options):
         figures = measureIdle(program, options.idle)
         single["messageIn"] = atAnyMoment(messageIn, program, options.messages, chance)
         single["messageOut"] = atAnyMoment(messageOut, program, options.messages, chance)
-        single["unplugs"] = atAnyMoment(timedUnplug, program, options.unplugs, chance)
         problems = program.slot.order(op="dump")["state"]["problems"]
+    single["unplugs"] = [idleUnplug(kind, scenario, chance) for _ in range(options.unplugs)]
     for key in ("registered", "connected", "startCpu"):
         figures[key] = middle([run[key] for run in single["starts"]])
     for key in ("backConnected", "backMessage"):
