@@ -75,6 +75,8 @@ void parseBasic(const std::string& text, std::vector<sCommand>& commands) {
         }
         command.name = stringUpper(text.substr(start, ++position - start));
         const size_t number = position;
+        // What follows D is a number to dial, to the end of the line.
+        if (command.name == "D") position = text.size();
         while (position < text.size() &&
                std::isdigit(static_cast<unsigned char>(text[position])) != 0) {
             ++position;

@@ -12,9 +12,9 @@ using tKey = std::pair<std::string, eCommandForm>;
 
 std::map<tKey, tHandler> collectRows() {
     std::map<tKey, tHandler> rows;
-    for (const auto* table :
-         {&basicCommands(), &identityCommands(), &simCardCommands(), &registrationCommands(),
-          &radioCommands(), &packetCommands(), &smsCommands(), &gpsCommands()}) {
+    for (const auto* table : {&basicCommands(), &identityCommands(), &simCardCommands(),
+                              &simFileCommands(), &registrationCommands(), &radioCommands(),
+                              &packetCommands(), &callCommands(), &smsCommands(), &gpsCommands()}) {
         for (const sCommandRow& row : *table)
             rows[{row.name, row.form}] = row.handler;
     }

@@ -18,6 +18,7 @@ enum eFinalCode {
     eFINAL_CONNECT,         // CONNECT alone
     eFINAL_CONNECT_AND_OK,  // CONNECT, then OK
     eFINAL_PROMPT,          // "> "
+    eFINAL_NO_CARRIER,      // a data call ended or could not be made
 };
 
 // The answer to a command: information lines and a final code.
@@ -83,6 +84,7 @@ struct sEffects {
     uint64_t waitMs = 0;  // before the next command of the line, and before the final code
     bool restart = false;
     bool streamNmea = false;
+    bool dataCall = false;
     int promptLength = -1;     // octets announced by +CMGS in PDU mode
     std::string promptNumber;  // number given to +CMGS in text mode
 };
@@ -107,9 +109,11 @@ struct sCommandRow {
 const std::vector<sCommandRow>& basicCommands();
 const std::vector<sCommandRow>& identityCommands();
 const std::vector<sCommandRow>& simCardCommands();
+const std::vector<sCommandRow>& simFileCommands();
 const std::vector<sCommandRow>& registrationCommands();
 const std::vector<sCommandRow>& radioCommands();
 const std::vector<sCommandRow>& packetCommands();
+const std::vector<sCommandRow>& callCommands();
 const std::vector<sCommandRow>& smsCommands();
 const std::vector<sCommandRow>& gpsCommands();
 
@@ -118,6 +122,9 @@ sReply runCommand(sCall& call);
 
 // The text of a CME number, 3GPP TS 27.007 section 9.2.
 std::string cmeText(int number);
+
+// Activates a context of an attached modem: 0 if it is up, else the CME number to answer.
+int bringUpContext(sModemState& state, int id);
 
 // The CME or CMS number that a command answers while the SIM is not usable, 0 if it is usable.
 int simObstacle(const sModemState& state);

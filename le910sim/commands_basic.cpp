@@ -84,15 +84,25 @@ sReply readTestMode(sCall& call) {
 
 const std::vector<sCommandRow>& basicCommands() {
     static const std::vector<sCommandRow> TABLE = {
-        {"E", eFORM_EXECUTE, setEcho},          {"V", eFORM_EXECUTE, acceptResultForm},
-        {"Q", eFORM_EXECUTE, acceptResultForm}, {"Z", eFORM_EXECUTE, restoreProfile},
-        {"&F", eFORM_EXECUTE, restoreProfile},  {"&W", eFORM_EXECUTE, acceptNumber},
-        {"&P", eFORM_EXECUTE, acceptNumber},    {"&K", eFORM_EXECUTE, acceptNumber},
-        {"&D", eFORM_EXECUTE, acceptNumber},    {"&C", eFORM_EXECUTE, acceptNumber},
-        {"+CMEE", eFORM_SET, setCmee},          {"+CMEE", eFORM_READ, readCmee},
-        {"+CFUN", eFORM_SET, setFunctionality}, {"+CFUN", eFORM_READ, readFunctionality},
-        {"#REBOOT", eFORM_EXECUTE, reboot},     {"#ATDELAY", eFORM_SET, delay},
-        {"#TESTMODE", eFORM_SET, setTestMode},  {"#TESTMODE", eFORM_READ, readTestMode},
+        {"E", eFORM_EXECUTE, setEcho},
+        {"V", eFORM_EXECUTE, acceptResultForm},
+        {"X", eFORM_EXECUTE, acceptNumber},
+        {"Q", eFORM_EXECUTE, acceptResultForm},
+        {"Z", eFORM_EXECUTE, restoreProfile},
+        {"&F", eFORM_EXECUTE, restoreProfile},
+        {"&W", eFORM_EXECUTE, acceptNumber},
+        {"&P", eFORM_EXECUTE, acceptNumber},
+        {"&K", eFORM_EXECUTE, acceptNumber},
+        {"&D", eFORM_EXECUTE, acceptNumber},
+        {"&C", eFORM_EXECUTE, acceptNumber},
+        {"+CMEE", eFORM_SET, setCmee},
+        {"+CMEE", eFORM_READ, readCmee},
+        {"+CFUN", eFORM_SET, setFunctionality},
+        {"+CFUN", eFORM_READ, readFunctionality},
+        {"#REBOOT", eFORM_EXECUTE, reboot},
+        {"#ATDELAY", eFORM_SET, delay},
+        {"#TESTMODE", eFORM_SET, setTestMode},
+        {"#TESTMODE", eFORM_READ, readTestMode},
     };
     return TABLE;
 }

@@ -23,6 +23,10 @@ sReply readPower(sCall& call) {
     return answerOk({std::string("$GPSP: ") + (call.state.gps.power ? "1" : "0")});
 }
 
+sReply testPower(sCall&) {
+    return answerOk({"$GPSP: (0,1)"});
+}
+
 sReply save(sCall& call) {
     call.state.gps.savedPower = call.state.gps.power;
     return answerOk();
@@ -54,9 +58,10 @@ sReply readSentences(sCall& call) {
 
 const std::vector<sCommandRow>& gpsCommands() {
     static const std::vector<sCommandRow> TABLE = {
-        {"$GPSSW", eFORM_EXECUTE, chipset},    {"$GPSP", eFORM_SET, setPower},
-        {"$GPSP", eFORM_READ, readPower},      {"$GPSSAV", eFORM_EXECUTE, save},
-        {"$GPSNMUN", eFORM_SET, setSentences}, {"$GPSNMUN", eFORM_READ, readSentences},
+        {"$GPSSW", eFORM_EXECUTE, chipset},      {"$GPSP", eFORM_SET, setPower},
+        {"$GPSP", eFORM_READ, readPower},        {"$GPSP", eFORM_TEST, testPower},
+        {"$GPSSAV", eFORM_EXECUTE, save},        {"$GPSNMUN", eFORM_SET, setSentences},
+        {"$GPSNMUN", eFORM_READ, readSentences},
     };
     return TABLE;
 }

@@ -43,6 +43,23 @@ sReply identification(sCall& call) {
     }
 }
 
+// The package and its parts: modem, parameters, application.
+sReply packageVersion(sCall& call) {
+    const std::string& text = firmwareVersion(call.state);
+    const std::string modem = text.empty() ? modelRow(call.state.model).defaultVersion : text;
+    return answerOk({modem + "-P0A.000000", "M" + modem, "P0A.000000", "A00.000"});
+}
+
+// ITU-T V.250 section 6.1.9: a GSM modem with data compression and fax.
+sReply capabilities(sCall&) {
+    return answerOk({"+GCAP: +CGSM,+DS,+FCLASS,+MS"});
+}
+
+// It has no battery; 3GPP TS 27.007 section 8.4.
+sReply batteryCharge(sCall&) {
+    return answerOk({"+CBC: 2,0"});
+}
+
 sReply imei(sCall& call) {
     return answerOk({call.state.identity.imei});
 }
@@ -98,6 +115,9 @@ const std::vector<sCommandRow>& identityCommands() {
         {"+CGMM", eFORM_EXECUTE, model},
         {"+GMR", eFORM_EXECUTE, version},
         {"+CGMR", eFORM_EXECUTE, version},
+        {"#SWPKGV", eFORM_EXECUTE, packageVersion},
+        {"+GCAP", eFORM_EXECUTE, capabilities},
+        {"+CBC", eFORM_EXECUTE, batteryCharge},
         {"+GSN", eFORM_EXECUTE, imei},
         {"+CGSN", eFORM_EXECUTE, imei},
         {"+CNUM", eFORM_EXECUTE, ownNumber},

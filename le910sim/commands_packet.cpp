@@ -87,6 +87,16 @@ sReply defineContext(sCall& call) {
     return answerOk();
 }
 
+// One line for each type; +CGDCONT=? of 3GPP TS 27.007 section 10.1.1.
+sReply testContexts(sCall&) {
+    sReply reply = answerOk();
+    for (const char* type : {"IP", "IPV6", "IPV4V6"}) {
+        reply.lines.push_back("+CGDCONT: (1-" + std::to_string(CONTEXT_ID_MAX) + ")," +
+                              inQuotes(type) + ",,,(0-4),(0-4)");
+    }
+    return reply;
+}
+
 sReply readActive(sCall& call) {
     sReply reply = answerOk();
     for (const auto& entry : call.state.contexts) {
@@ -96,18 +106,6 @@ sReply readActive(sCall& call) {
     return reply;
 }
 
-// 0 if the context is up, else the error to answer.
-int bringUp(sModemState& state, int id) {
-    if (findContext(state, id) == nullptr) return eCME_INVALID_INDEX;
-    if (findContext(state, id)->active) return 0;
-    if (!isRegistered(state)) return eCME_NO_SERVICE;
-    if (!state.attached) return eCME_GPRS_ERROR;
-    if (!state.network.acceptsActivation || !activateContext(state, id)) {
-        return eCME_ACTIVATION_FAILED;
-    }
-    return 0;
-}
-
 sReply setActive(sCall& call) {
     call.args().expectCount(1, 1 + CONTEXT_ID_MAX);
     const bool up = call.args().number(0, 0, 1) == 1;
@@ -115,7 +113,7 @@ sReply setActive(sCall& call) {
     if (const int obstacle = simObstacle(call.state)) return answerCme(obstacle);
     for (const int id : ids) {
         if (up) {
-            if (const int failure = bringUp(call.state, id)) return answerCme(failure);
+            if (const int failure = bringUpContext(call.state, id)) return answerCme(failure);
             continue;
         }
         sContext* context = findContext(call.state, id);
@@ -252,12 +250,24 @@ sReply readImsApn(sCall& call) {
 
 }  // namespace
 
+int bringUpContext(sModemState& state, int id) {
+    if (findContext(state, id) == nullptr) return eCME_INVALID_INDEX;
+    if (findContext(state, id)->active) return 0;
+    if (!isRegistered(state)) return eCME_NO_SERVICE;
+    if (!state.attached) return eCME_GPRS_ERROR;
+    if (!state.network.acceptsActivation || !activateContext(state, id)) {
+        return eCME_ACTIVATION_FAILED;
+    }
+    return 0;
+}
+
 const std::vector<sCommandRow>& packetCommands() {
     static const std::vector<sCommandRow> TABLE = {
         {"+CGATT", eFORM_READ, readAttach},
         {"+CGATT", eFORM_SET, setAttach},
         {"+CGDCONT", eFORM_READ, readContexts},
         {"+CGDCONT", eFORM_SET, defineContext},
+        {"+CGDCONT", eFORM_TEST, testContexts},
         {"+CGACT", eFORM_READ, readActive},
         {"+CGACT", eFORM_SET, setActive},
         {"+CGPADDR", eFORM_SET, showAddresses},

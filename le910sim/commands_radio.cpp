@@ -53,6 +53,17 @@ sReply readBands(sCall& call) {
     return answerOk({"#BND: " + joined(texts, ",")});
 }
 
+// The UMTS values are a list, those of LTE a mask.
+sReply testBands(sCall& call) {
+    const sModelRow& model = modelRow(call.state.model);
+    std::vector<std::string> umts = {"0"};
+    for (unsigned int value = 1; value < 32; ++value) {
+        if ((model.umtsBands >> value & 1U) != 0) umts.push_back(std::to_string(value));
+    }
+    return answerOk(
+        {"#BND: (0-5),(" + joined(umts, ",") + "),(1-" + std::to_string(model.lteBands) + ")"});
+}
+
 sReply saveLed(sCall& call) {
     call.state.savedLed = call.state.settings.at("#SLED");
     return answerOk();
@@ -85,9 +96,9 @@ const std::vector<sCommandRow>& radioCommands() {
     static const std::vector<sCommandRow> TABLE = {
         {"+WS46", eFORM_SET, setNetworkMode},   {"+WS46", eFORM_READ, readNetworkMode},
         {"+WS46", eFORM_TEST, testNetworkMode}, {"#BND", eFORM_SET, setBands},
-        {"#BND", eFORM_READ, readBands},        {"#SLEDSAV", eFORM_EXECUTE, saveLed},
-        {"#CCLK", eFORM_READ, readClock},       {"+CCLK", eFORM_READ, readClock},
-        {"+CCLK", eFORM_SET, setClock},
+        {"#BND", eFORM_READ, readBands},        {"#BND", eFORM_TEST, testBands},
+        {"#SLEDSAV", eFORM_EXECUTE, saveLed},   {"#CCLK", eFORM_READ, readClock},
+        {"+CCLK", eFORM_READ, readClock},       {"+CCLK", eFORM_SET, setClock},
     };
     return TABLE;
 }

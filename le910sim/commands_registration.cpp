@@ -1,3 +1,7 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
 #include "le910sim/commands.h"
 #include "le910sim/text.h"
 
@@ -40,6 +44,69 @@ sReply signalQuality(sCall& call) {
     const bool service = call.state.radioOn;
     return answerOk({"+CSQ: " + std::to_string(service ? call.state.signal.rssi : 99) + "," +
                      std::to_string(service ? call.state.signal.ber : 99)});
+}
+
+// The number for a level: 0 below the scale, then one for each step; 3GPP TS 27.007 section 8.69.
+int levelNumber(double value, double lowest, double step, int most) {
+    return std::clamp(static_cast<int>(std::floor((value - lowest) / step)) + 1, 0, most);
+}
+
+// +CESQ: <rxlev>,<ber>,<rscp>,<ecno>,<rsrq>,<rsrp>; 99 and 255 stand for not known.
+sReply extendedSignalQuality(sCall& call) {
+    const sModemState& state = call.state;
+    std::vector<int> values = {99, 99, 255, 255, 255, 255};
+    if (state.radioOn) {
+        const sRadioSignal& signal = state.signal;
+        switch (state.tech().family) {
+            case sTechRow::eFAMILY_GSM:
+                values[0] = levelNumber(signal.rssiDbm, -110, 1, 63);
+                values[1] = signal.ber;
+                break;
+            case sTechRow::eFAMILY_WCDMA:
+                values[2] = levelNumber(signal.rscpDbm, -120, 1, 96);
+                values[3] = levelNumber(std::strtod(signal.ecioDb.c_str(), nullptr), -24, 0.5, 49);
+                break;
+            case sTechRow::eFAMILY_LTE:
+                values[4] = levelNumber(signal.rsrqDb, -19.5, 0.5, 34);
+                values[5] = levelNumber(signal.rsrpDbm, -140, 1, 97);
+                break;
+        }
+    }
+    std::vector<std::string> texts;
+    for (const int value : values)
+        texts.push_back(std::to_string(value));
+    return answerOk({"+CESQ: " + joined(texts, ",")});
+}
+
+sReply testExtendedSignalQuality(sCall&) {
+    return answerOk({"+CESQ: (0-63,99),(0-7,99),(0-96,255),(0-49,255),(0-34,255),(0-97,255)"});
+}
+
+sReply testIndicators(sCall&) {
+    return answerOk(
+        {"+CIND: ((\"battchg\",(0-5,99)),(\"signal\",(0-7,99)),(\"service\",(0,1)),"
+         "(\"sounder\",(0,1)),(\"message\",(0,1)),(\"call\",(0,1)),(\"roam\",(0,1)),"
+         "(\"smsfull\",(0,1)),(\"rssi\",(0-5,99)))"});
+}
+
+bool hasUnreadMessage(const sModemState& state) {
+    return std::any_of(state.sms.slots.begin(), state.sms.slots.end(),
+                       [](const auto& entry) { return entry.second.status == eSMS_UNREAD; });
+}
+
+// In the order of the test form; without a battery and a sounder.
+sReply readIndicators(sCall& call) {
+    const sModemState& state = call.state;
+    const bool full = static_cast<int>(state.sms.slots.size()) >= state.sms.capacity;
+    const int level = levelNumber(state.signal.rssiDbm, -111, 15, 5);
+    std::vector<std::string> texts;
+    for (const int value :
+         {99, state.signal.ber, isRegistered(state) ? 1 : 0, 0, hasUnreadMessage(state) ? 1 : 0,
+          state.callContext != 0 ? 1 : 0, registrationState(state) == 5 ? 1 : 0, full ? 1 : 0,
+          state.radioOn ? level : 99}) {
+        texts.push_back(std::to_string(value));
+    }
+    return answerOk({"+CIND: " + joined(texts, ",")});
 }
 
 sReply readNetworkType(sCall& call) {
@@ -238,12 +305,22 @@ sReply operatorNames(sCall& call) {
 
 const std::vector<sCommandRow>& registrationCommands() {
     static const std::vector<sCommandRow> TABLE = {
-        {"+CREG", eFORM_READ, readCreg},        {"+CGREG", eFORM_READ, readCreg},
-        {"+CEREG", eFORM_READ, readCereg},      {"+CIREG", eFORM_READ, readCireg},
-        {"+CSQ", eFORM_EXECUTE, signalQuality}, {"#PSNT", eFORM_READ, readNetworkType},
-        {"#RFSTS", eFORM_EXECUTE, cellStatus},  {"#SERVINFO", eFORM_EXECUTE, servingInfo},
-        {"+COPS", eFORM_READ, readOperator},    {"+COPS", eFORM_TEST, listOperators},
-        {"+COPS", eFORM_SET, selectOperator},   {"+COPN", eFORM_EXECUTE, operatorNames},
+        {"+CREG", eFORM_READ, readCreg},
+        {"+CGREG", eFORM_READ, readCreg},
+        {"+CEREG", eFORM_READ, readCereg},
+        {"+CIREG", eFORM_READ, readCireg},
+        {"+CESQ", eFORM_EXECUTE, extendedSignalQuality},
+        {"+CESQ", eFORM_TEST, testExtendedSignalQuality},
+        {"+CIND", eFORM_READ, readIndicators},
+        {"+CIND", eFORM_TEST, testIndicators},
+        {"+CSQ", eFORM_EXECUTE, signalQuality},
+        {"#PSNT", eFORM_READ, readNetworkType},
+        {"#RFSTS", eFORM_EXECUTE, cellStatus},
+        {"#SERVINFO", eFORM_EXECUTE, servingInfo},
+        {"+COPS", eFORM_READ, readOperator},
+        {"+COPS", eFORM_TEST, listOperators},
+        {"+COPS", eFORM_SET, selectOperator},
+        {"+COPN", eFORM_EXECUTE, operatorNames},
     };
     return TABLE;
 }

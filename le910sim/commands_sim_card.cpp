@@ -123,6 +123,10 @@ sReply lockFacility(sCall& call) {
     return answerOk();
 }
 
+sReply testFacilities(sCall&) {
+    return answerOk({"+CLCK: (\"SC\")"});
+}
+
 sReply changePin(sCall& call) {
     call.args().expectCount(3, 3);
     if (call.args().quotedText(0) != "SC") throw cMalformed("only the facility \"SC\"");
@@ -188,19 +192,13 @@ sReply readSimDetect(sCall& call) {
 
 const std::vector<sCommandRow>& simCardCommands() {
     static const std::vector<sCommandRow> TABLE = {
-        {"#QSS", eFORM_READ, readPresence},
-        {"+CPIN", eFORM_READ, readPinState},
-        {"+CPIN", eFORM_SET, enterPin},
-        {"#PCT", eFORM_EXECUTE, readAttempts},
-        {"+CLCK", eFORM_SET, lockFacility},
-        {"+CPWD", eFORM_SET, changePin},
-        {"+CIMI", eFORM_EXECUTE, imsi},
-        {"+CCID", eFORM_READ, cardNumber},
-        {"+CCID", eFORM_EXECUTE, cardNumber},
-        {"#CCID", eFORM_EXECUTE, cardNumber},
-        {"#GPIO", eFORM_SET, gpio},
-        {"#SIMDET", eFORM_SET, detectSim},
-        {"#SIMDET", eFORM_READ, readSimDetect},
+        {"#QSS", eFORM_READ, readPresence},   {"+CPIN", eFORM_READ, readPinState},
+        {"+CPIN", eFORM_SET, enterPin},       {"#PCT", eFORM_EXECUTE, readAttempts},
+        {"+CLCK", eFORM_SET, lockFacility},   {"+CLCK", eFORM_TEST, testFacilities},
+        {"+CPWD", eFORM_SET, changePin},      {"+CIMI", eFORM_EXECUTE, imsi},
+        {"+CCID", eFORM_READ, cardNumber},    {"+CCID", eFORM_EXECUTE, cardNumber},
+        {"#CCID", eFORM_EXECUTE, cardNumber}, {"#GPIO", eFORM_SET, gpio},
+        {"#SIMDET", eFORM_SET, detectSim},    {"#SIMDET", eFORM_READ, readSimDetect},
     };
     return TABLE;
 }

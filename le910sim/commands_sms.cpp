@@ -125,10 +125,12 @@ sReply sendMessage(sCall& call) {
     return prompt;
 }
 
+const std::vector<std::string> CHARACTER_SETS = {"GSM", "IRA", "8859-1", "PCCP437", "UCS2", "HEX"};
+
 sReply setCharacterSet(sCall& call) {
     call.args().expectCount(1, 1);
     const std::string& set = call.args().quotedText(0);
-    for (const char* known : {"GSM", "IRA", "8859-1", "PCCP437", "UCS2", "HEX"}) {
+    for (const std::string& known : CHARACTER_SETS) {
         if (set != known) continue;
         call.state.sms.characterSet = set;
         return answerOk();
@@ -138,6 +140,13 @@ sReply setCharacterSet(sCall& call) {
 
 sReply readCharacterSet(sCall& call) {
     return answerOk({"+CSCS: " + inQuotes(call.state.sms.characterSet)});
+}
+
+sReply testCharacterSet(sCall&) {
+    std::vector<std::string> names;
+    for (const std::string& name : CHARACTER_SETS)
+        names.push_back(inQuotes(name));
+    return answerOk({"+CSCS: (" + joined(names, ",") + ")"});
 }
 
 std::string memoryUse(const sModemState& state) {
@@ -159,6 +168,12 @@ sReply readMemory(sCall& call) {
     return answerOk({"+CPMS: " + joined({use, use, use}, ",")});
 }
 
+// There is one memory. "ME" is another name of it, which is not offered: a program would read the
+// same messages twice.
+sReply testMemory(sCall&) {
+    return answerOk({"+CPMS: (\"SM\"),(\"SM\"),(\"SM\")"});
+}
+
 sReply readServiceCentre(sCall& call) {
     const std::string& number = call.state.sms.serviceCentre;
     return answerOk({"+CSCA: " + inQuotes(number) + (startsWith(number, "+") ? ",145" : ",129")});
@@ -177,6 +192,7 @@ const std::vector<sCommandRow>& smsCommands() {
         {"+CMGL", eFORM_SET, listMessages},       {"+CMGR", eFORM_SET, readMessage},
         {"+CMGD", eFORM_SET, deleteMessages},     {"+CMGS", eFORM_SET, sendMessage},
         {"+CSCS", eFORM_SET, setCharacterSet},    {"+CSCS", eFORM_READ, readCharacterSet},
+        {"+CSCS", eFORM_TEST, testCharacterSet},  {"+CPMS", eFORM_TEST, testMemory},
         {"+CPMS", eFORM_SET, setMemory},          {"+CPMS", eFORM_READ, readMemory},
         {"+CSCA", eFORM_READ, readServiceCentre}, {"+CSCA", eFORM_SET, setServiceCentre},
     };

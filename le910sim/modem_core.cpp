@@ -54,7 +54,7 @@ void cModemCore::receive(ePort which, const std::string& bytes, uint64_t nowMs) 
     advance(nowMs);
     if (m_away) return;
     sPort& port = m_ports[which];
-    if (port.mode == eMODE_NMEA) {
+    if (isStream(port.mode)) {
         receiveInStream(port, bytes);
         return;
     }
@@ -88,9 +88,9 @@ std::optional<uint64_t> cModemCore::nextEventMs() const {
     for (const sPort& port : m_ports) {
         if (port.running) earliest(next, port.running->resumeMs);
         if (!port.running && !port.input.empty()) earliest(next, port.busyUntilMs);
-        if (port.mode == eMODE_NMEA) {
-            earliest(next, port.nextEpochMs);
-            if (port.plusCount == 3) earliest(next, port.lastInputMs + ESCAPE_GUARD_MS);
+        if (port.mode == eMODE_NMEA) earliest(next, port.nextEpochMs);
+        if (isStream(port.mode) && port.plusCount == 3) {
+            earliest(next, port.lastInputMs + ESCAPE_GUARD_MS);
         }
         if (port.mode == eMODE_PROMPT && m_state.sms.promptTimeoutMs != 0) {
             earliest(next, port.prompt.sinceMs + m_state.sms.promptTimeoutMs);
@@ -119,7 +119,7 @@ void cModemCore::runTimeline() {
 
 void cModemCore::stepPort(sPort& port) {
     const uint64_t nowMs = m_state.nowMs;
-    if (port.mode == eMODE_NMEA) {
+    if (isStream(port.mode)) {
         stepStream(port);
         consumeInput(port);
         return;
@@ -152,7 +152,8 @@ void cModemCore::comeAndGo() {
             port.line.clear();
             port.running.reset();
             port.busyUntilMs = 0;
-            if (port.mode == eMODE_PROMPT) port.mode = eMODE_COMMAND;
+            if (port.mode == eMODE_CALL) endCall(m_state);
+            if (port.mode != eMODE_NMEA) port.mode = eMODE_COMMAND;
         }
         log({{"event", m_restarting ? "restart" : "hangup"}});
     }
@@ -189,8 +190,18 @@ void cModemCore::settleAndReport() {
             unsolicited("+CEREG: " + std::to_string(lte ? registration : 0));
         }
     }
+    reportEndOfCall();
     reportCard();
     storeWaitingSms();
+}
+
+void cModemCore::reportEndOfCall() {
+    if (m_state.callContext != 0) return;
+    for (sPort& port : m_ports) {
+        if (port.mode != eMODE_CALL) continue;
+        port.mode = eMODE_COMMAND;
+        port.output.add(m_state.nowMs, "\r\nNO CARRIER\r\n");
+    }
 }
 
 void cModemCore::reportCard() {
@@ -209,7 +220,10 @@ void cModemCore::reportCard() {
 }
 
 void cModemCore::unsolicited(const std::string& line, uint64_t waitMs) {
-    m_ports[ePORT_AT].output.add(m_state.nowMs + waitMs, "\r\n" + line + "\r\n");
+    // A data call takes the port: programs that use one listen on the other port too.
+    const bool other = m_ports[ePORT_AT].mode == eMODE_CALL && !isStream(m_ports[ePORT_GPS].mode);
+    m_ports[other ? ePORT_GPS : ePORT_AT].output.add(m_state.nowMs + waitMs,
+                                                     "\r\n" + line + "\r\n");
     log({{"event", "unsolicited"}, {"line", line}, {"due", m_state.nowMs + waitMs}});
 }
 

@@ -81,8 +81,8 @@ class cModemCore {
     void unsolicited(const std::string& line, uint64_t waitMs = 0);
     void babble();
 
-    // Stream of positions
-    void startStream(sPort& port);
+    // Stream of positions, data call
+    void startStream(sPort& port, ePortMode mode);
     void receiveInStream(sPort& port, const std::string& bytes);
     void stepStream(sPort& port);
     void leaveStream(sPort& port);
@@ -93,6 +93,7 @@ class cModemCore {
     void noteExchange(const sPort& port, const std::string& line, const std::string& reply);
     void log(nlohmann::json event);
     void settleAndReport();
+    void reportEndOfCall();
     void reportCard();
     void leave(uint64_t afterMs, uint64_t awayMs, bool restart);
 

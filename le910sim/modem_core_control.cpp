@@ -132,6 +132,7 @@ json cModemCore::orderDeactivate(const json& request) {
     const auto found = m_state.contexts.find(id);
     const bool changed = found != m_state.contexts.end() && found->second.active;
     if (changed) deactivateContext(found->second);
+    settleAndReport();
     return {{"ok", true}, {"changed", changed}};
 }
 

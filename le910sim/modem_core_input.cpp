@@ -52,6 +52,7 @@ void cModemCore::consumeInput(sPort& port) {
                 consumePromptByte(port, byte);
                 break;
             case eMODE_NMEA:
+            case eMODE_CALL:
                 receiveInStream(port, std::string(1, byte));
                 break;
         }
@@ -170,7 +171,8 @@ void cModemCore::finishLine(sPort& port) {
 
 void cModemCore::applyEffects(sPort& port, const sRunningLine& running) {
     const sEffects& effects = running.effects;
-    if (effects.streamNmea) startStream(port);
+    if (effects.streamNmea) startStream(port, eMODE_NMEA);
+    if (effects.dataCall) startStream(port, eMODE_CALL);
     if (running.reply.final == eFINAL_PROMPT) {
         port.mode = eMODE_PROMPT;
         port.prompt = sPrompt();
@@ -200,6 +202,8 @@ std::string cModemCore::framed(const sPort& port, const sReply& reply) const {
             return text + "\r\nCONNECT\r\n\r\nOK\r\n";
         case eFINAL_PROMPT:
             return text + "\r\n> ";
+        case eFINAL_NO_CARRIER:
+            return text + "\r\nNO CARRIER\r\n";
     }
     return text;
 }

@@ -8,8 +8,8 @@
 
 namespace le910sim {
 
-// What the two ports do besides commands: the stream of positions, the texts of messages, and
-// repeated unsolicited lines.
+// What the two ports do besides commands: the stream of positions, a data call, the texts of
+// messages, and repeated unsolicited lines.
 
 namespace {
 
@@ -17,8 +17,8 @@ constexpr uint64_t EPOCH_MS = 1000;
 
 }  // namespace
 
-void cModemCore::startStream(sPort& port) {
-    port.mode = eMODE_NMEA;
+void cModemCore::startStream(sPort& port, ePortMode mode) {
+    port.mode = mode;
     port.nextEpochMs = m_state.nowMs + EPOCH_MS;
     port.lastInputMs = m_state.nowMs;
     port.plusCount = 0;
@@ -42,23 +42,26 @@ void cModemCore::stepStream(sPort& port) {
         leaveStream(port);
         return;
     }
-    if (nowMs < port.nextEpochMs) return;
+    if (port.mode == eMODE_CALL || nowMs < port.nextEpochMs) return;
     port.nextEpochMs = nowMs + EPOCH_MS;
     port.output.add(nowMs, nmeaEpoch(m_state.gps, trackPoint(m_state.gps, nowMs / EPOCH_MS),
                                      port.profile.nmea, modemClock(m_state)));
 }
 
+// A data call goes on meanwhile.
 void cModemCore::leaveStream(sPort& port) {
     port.plusCount = 0;
+    const bool isCall = port.mode == eMODE_CALL;
     const std::vector<sFault> faults = m_faults.hit(port.name, "+++", false, m_state.nowMs);
     const bool stays = std::any_of(faults.begin(), faults.end(), [](const sFault& fault) {
         return fault.replaces() && !fault.execute;
     });
     if (!stays) {
         port.mode = eMODE_COMMAND;
-        port.profile.nmea[0] = 0;
+        if (!isCall) port.profile.nmea[0] = 0;
     }
-    answer(port, "+++", "", "\r\n" + m_state.gps.escapeReply + "\r\n", faults);
+    const std::string reply = isCall ? "OK" : m_state.gps.escapeReply;
+    answer(port, "+++", "", "\r\n" + reply + "\r\n", faults);
 }
 
 // The end of a message: the answer to PDU or text, and its record.

@@ -156,9 +156,12 @@ void settle(sModemState& state) {
     } else if (registrationState(state) != SEARCHING) {
         state.attached = false;
     }
-    if (state.attached) return;
-    for (auto& entry : state.contexts)
-        deactivateContext(entry.second);
+    if (!state.attached) {
+        for (auto& entry : state.contexts)
+            deactivateContext(entry.second);
+    }
+    const auto called = state.contexts.find(state.callContext);
+    if (called == state.contexts.end() || !called->second.active) state.callContext = 0;
 }
 
 bool activateContext(sModemState& state, int contextId) {
@@ -186,6 +189,12 @@ void deactivateContext(sContext& context) {
     context.ipv4.clear();
     context.ipv6.clear();
     context.ncm = false;
+}
+
+void endCall(sModemState& state) {
+    const auto called = state.contexts.find(state.callContext);
+    if (called != state.contexts.end()) deactivateContext(called->second);
+    state.callContext = 0;
 }
 
 void resetAtPowerUp(sModemState& state) {

@@ -251,6 +251,7 @@ struct sModemState {
     int temperatureLevel = 0;
     sAddressPlan addresses;
     std::map<int, sContext> contexts;
+    int callContext = 0;  // of the data call; 0: there is none
     std::string imsApn;
     std::array<sGpioPin, GPIO_PIN_MAX + 1> gpio;
     std::map<std::string, std::vector<int64_t>> settings;  // by command name
@@ -282,6 +283,8 @@ void settle(sModemState& state);
 // Gives a context its addresses. False if the network supports no address family of its type.
 bool activateContext(sModemState& state, int contextId);
 void deactivateContext(sContext& context);
+// Ends the data call, if there is one, and with it its context.
+void endCall(sModemState& state);
 
 // Resets what a restart forgets and applies what takes effect at a restart.
 void resetAtPowerUp(sModemState& state);

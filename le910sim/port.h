@@ -19,6 +19,7 @@ enum ePortMode {
     eMODE_COMMAND,
     eMODE_PROMPT,  // reads the text of a message
     eMODE_NMEA,    // streams positions, ignores commands
+    eMODE_CALL,    // carries a data call, ignores commands
 };
 
 // A command line in progress: commands run one after the other and may wait in between.
@@ -32,6 +33,11 @@ struct sRunningLine {
     std::vector<sFault> faults;
     uint64_t resumeMs = 0;
 };
+
+// In these modes input is data but for the escape.
+inline bool isStream(ePortMode mode) {
+    return mode == eMODE_NMEA || mode == eMODE_CALL;
+}
 
 struct sPrompt {
     int length = -1;     // octets of the PDU after the service centre; -1 in text mode
@@ -58,6 +64,8 @@ struct sPort {
 
     // NMEA stream
     uint64_t nextEpochMs = 0;
+
+    // The escape from stream and call
     uint64_t lastInputMs = 0;
     int plusCount = 0;
 };

@@ -16,10 +16,15 @@ usage() {
     cat <<'TEXT'
 Usage: bench.sh [--quick] [--out DIR]
        bench.sh --instructions | --renew-instructions
+       bench.sh --peers [OPTION]...
   --quick                short runs: about five minutes instead of twelve
   --out DIR              folder of the results (build/bench/results)
   --instructions         only compare the instruction counts of the fixed workloads
   --renew-instructions   record the counts of this build as the new ones
+  --peers                installs Debian's ModemManager, gammu-smsd and smstools, without their services,
+                         and measures each and the daemon in turn, which takes an hour. Options:
+                         --idle SECONDS (600, scaled to an hour), --starts N, --messages N, --unplugs N,
+                         --seed N, --reply-ms MS, --only NAME[,NAME]
 TEXT
 }
 
@@ -55,6 +60,12 @@ measure() { # OUT QUICK(yes/no)
         --processes "$results/processes.json" --out "$out"
 }
 
+peers() { # OPTION...
+    build cellslotd le910sim skvs
+    mkdir -p "$BENCH/results"
+    inNamespace python3 bench/peers/peers.py --out "$BENCH/results/peers.json" "$@"
+}
+
 main() {
     local out=$BENCH/results quick=no
     while (($#)); do
@@ -72,6 +83,13 @@ main() {
         --renew-instructions)
             scripts/setup.sh --test
             instructions --renew
+            return
+            ;;
+        --peers)
+            shift
+            scripts/setup.sh
+            bench/peers/install.sh
+            peers "$@"
             return
             ;;
         *) helpOrRefuse "$1" ;;

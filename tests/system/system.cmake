@@ -51,7 +51,7 @@ endif()
 add_test(NAME system.script_help COMMAND ${CMAKE_SOURCE_DIR}/tests/system/script_help_test.sh)
 set_tests_properties(system.script_help PROPERTIES LABELS system TIMEOUT ${SYSTEM_TIMEOUT_S})
 
-foreach(check includes repeats)
+foreach(check includes repeats peers_reckoning)
     add_test(NAME system.${check}
              COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/tests/system/${check}_test.py)
     set_tests_properties(system.${check} PROPERTIES LABELS system TIMEOUT ${SYSTEM_TIMEOUT_S})

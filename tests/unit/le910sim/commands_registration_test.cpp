@@ -169,4 +169,30 @@ TEST(Le910simRadio, Temperature_ColdAndBelowTheLevel) {
     EXPECT_EQ(sim.reply("AT#TEMPMON=1"), "\r\n#TEMPMEAS: -1,-32\r\n\r\nOK\r\n");
 }
 
+TEST(Le910simRegistration, ExtendedSignalQuality_FollowsTheTechnology) {
+    cModemDriver lte;
+    EXPECT_EQ(lte.reply("AT+CESQ"), "\r\n+CESQ: 99,99,255,255,22,43\r\n\r\nOK\r\n");
+    cModemDriver wcdma(R"({"registration": {"tech": "WCDMA"}})");
+    EXPECT_EQ(wcdma.reply("AT+CESQ"), "\r\n+CESQ: 99,99,36,40,255,255\r\n\r\nOK\r\n");
+    cModemDriver gsm(R"({"registration": {"tech": "GSM"}, "signal": {"ber": 0}})");
+    EXPECT_EQ(gsm.reply("AT+CESQ"), "\r\n+CESQ: 43,0,255,255,255,255\r\n\r\nOK\r\n");
+    EXPECT_EQ(lte.reply("AT+CFUN=4;+CESQ"), "\r\n+CESQ: 99,99,255,255,255,255\r\n\r\nOK\r\n");
+}
+
+TEST(Le910simRegistration, ExtendedSignalQuality_StaysOnItsScale) {
+    cModemDriver weak(R"({"signal": {"rsrp_dbm": -150, "rsrq_db": -30}})");
+    EXPECT_EQ(weak.reply("AT+CESQ"), "\r\n+CESQ: 99,99,255,255,0,0\r\n\r\nOK\r\n");
+    cModemDriver strong(R"({"signal": {"rsrp_dbm": -30, "rsrq_db": 0}})");
+    EXPECT_EQ(strong.reply("AT+CESQ"), "\r\n+CESQ: 99,99,255,255,34,97\r\n\r\nOK\r\n");
+}
+
+TEST(Le910simRegistration, Indicators_ShowServiceMessageCallAndRoaming) {
+    cModemDriver sim(R"({"sms": {"capacity": 1}})");
+    EXPECT_EQ(sim.reply("AT+CIND?"), "\r\n+CIND: 99,99,1,0,0,0,0,0,3\r\n\r\nOK\r\n");
+    sim.order(R"({"op": "inject-sms", "from": "+12025550123", "text": "hello"})");
+    sim.gps("ATD*99#\r");
+    sim.order(R"({"op": "set", "registration": {"state": "roaming"}})");
+    EXPECT_EQ(sim.reply("AT+CIND?"), "\r\n+CIND: 99,99,1,0,1,1,1,1,3\r\n\r\nOK\r\n");
+}
+
 }  // namespace le910sim

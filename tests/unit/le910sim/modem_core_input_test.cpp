@@ -75,7 +75,7 @@ TEST(Le910simFraming, MalformedCommands_AnswerErrorAndAreNoted) {
                                             "AT+CGDCONT=1,IP",
                                             "AT+COPS=1,2,310410",
                                             "AT+CMGL=\"ALL\"",
-                                            "ATX",
+                                            "ATY",
                                             "AT#SLED=5",
                                             "AT+CGACT=2,1",
                                             "AT$GPSNMUN=4",
