@@ -2,7 +2,7 @@
 add_executable(gateway_day day/lasting_fault.cpp day/lasting_faults.cpp day/main.cpp
                            day/remote_clock.cpp)
 target_link_libraries(gateway_day PRIVATE cellslot_matrix)
-target_link_options(gateway_day PRIVATE -Wl,--wrap=system)
+target_link_options(gateway_day PRIVATE -Wl,--wrap=system ${MEMORY_TERMINAL_OPTIONS})
 
 # Two hours, on a host that has been up for 49.7 days: in the second one its milliseconds need more
 # than 32 bits. scripts/test_more.sh --all runs the whole day. The sanitizers keep freed memory.
