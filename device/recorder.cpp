@@ -5,6 +5,7 @@
 #include <ctime>
 #include <memory>
 
+#include "device/link_state.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "platform/include/timer_clock.h"
@@ -122,6 +123,13 @@ void recordOpenPort(int port) {
     if (port != -1) addPortLine(portOf(port), "open");
 }
 
+// The echo of a command that was written before may have a secret.
+void recordPortInUse(int port) {
+    if (port == -1) return;
+    if (isAnswerOwed(port)) g_recorderState.exchange->expectUnknownEcho(portOf(port));
+    recordOpenPort(port);
+}
+
 void recordBytes(int port, eRecordedWay way, const char* data, size_t size) {
     g_recorderState.exchange->addBytes(portOf(port), way, data, size, elapsedMs());
     writeReady();
@@ -147,8 +155,8 @@ bool startRecording(const sRecordSettings& settings) {
         return false;
     }
     g_b_recording = true;
-    recordOpenPort(state.atPort);
-    if (isRecording()) recordOpenPort(state.gpsPort);
+    recordPortInUse(state.atPort);
+    if (isRecording()) recordPortInUse(state.gpsPort);
     return true;
 }
 

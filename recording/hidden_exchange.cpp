@@ -28,10 +28,20 @@ void cHiddenExchange::begin(bool keepIdentities) {
     m_ready.clear();
     m_known.forgetAll();
     m_rules.keepIdentities(keepIdentities);
+    for (sPortMemory& memory : m_memory) {
+        memory.nowMs = 0;
+        memory.echoes.restartClock();
+    }
+}
+
+void cHiddenExchange::expectUnknownEcho(eRecordedPort port) {
+    sPortMemory& memory = m_memory[static_cast<size_t>(port)];
+    memory.echoes.expectUnknown(memory.nowMs);
 }
 
 void cHiddenExchange::addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
                                uint64_t ms) {
+    m_memory[static_cast<size_t>(port)].nowMs = ms;
     if (!addKnown(port, way, data, size, ms)) addUnknown(port, way, data, size, ms);
 }
 
@@ -234,7 +244,7 @@ void cHiddenExchange::endLines(eRecordedPort port) {
     m_rawCommand.clear();
     for (const eRecordedWay way : {eRecordedWay::WRITE, eRecordedWay::READ})
         endLine(port, way, m_bytes.size(), 0);
-    m_memory[static_cast<size_t>(port)] = {};
+    m_memory[static_cast<size_t>(port)].forgetLines();
     emit();
 }
 

@@ -31,6 +31,8 @@ class cHiddenExchange {
     void addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size, uint64_t ms);
     // A whole line that is not bytes: what follows its time, without the end.
     void addLine(const cTextBuffer& rest, uint64_t ms);
+    // A command that was written before may have had a secret, and its echo can still come.
+    void expectUnknownEcho(eRecordedPort port);
     // The unfinished lines of a port end here: it was closed.
     void endLines(eRecordedPort port);
     // The same for all; afterwards nothing waits.
@@ -67,13 +69,13 @@ class cHiddenExchange {
         bool isCut = false;  // too long: all of it is hidden
     };
 
-    // Nothing waits, no line is open, and no message is on its way: the same piece has the same
-    // line.
+    // Nothing waits, no line is open, no message is on its way and no echo with a secret: the same
+    // piece has the same line.
     bool isBetweenLines(eRecordedPort port, eRecordedWay way) {
         const sOpenLine& open = openLine(port, way);
         const sPortMemory& memory = m_memory[static_cast<size_t>(port)];
         return m_events.empty() && open.parts.empty() && !open.isCut && !memory.isAtPrompt &&
-               memory.messageLines == eMessageLines::NONE;
+               memory.messageLines == eMessageLines::NONE && !memory.isEchoExpected();
     }
     sOpenLine& openLine(eRecordedPort port, eRecordedWay way) {
         return m_open[static_cast<size_t>(port) * WAYS + static_cast<size_t>(way)];

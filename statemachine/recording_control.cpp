@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include "include/program_version.h"
 #include "include/repeated_starts.h"
 #include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
 #include "published/paths.h"
 #include "published/recording_request.h"
 #include "recording/ring_file.h"
@@ -22,6 +24,7 @@
 namespace {
 
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
+constexpr size_t PIN_FILE_MAX = 512;
 
 // Which request file was seen last. A new one has another inode or time.
 struct sSeenFile {
@@ -90,6 +93,20 @@ void removeRequest() {
     if (g_recordingControlState.seen.isThere) unlink(requestPath().c_str());
 }
 
+// What the daemon may send, and what may come back in any form. The rest it learns when it is sent.
+void hideSecrets(const sMachine& machine) {
+    const std::string& slot = g_S_options.s_port;
+    hideFromRecording(machine.config.password);
+    for (const std::string& path :
+         {pinFilePath(slot), pinRequestPath(slot), pinChangePath(slot), pukFilePath(slot)}) {
+        std::string text;
+        if (!readFile2StringNoFollow(path, text, PIN_FILE_MAX)) continue;
+        std::replace(text.begin(), text.end(), '\n', ' ');
+        for (const std::string& word : tokenstr(text, ' ', eEmptyTokens::DROP))
+            hideFromRecording(word);
+    }
+}
+
 void begin(const sMachine& machine, const sRecordingRequest& request) {
     const std::string& slot = g_S_options.s_port;
     const std::string path = recordingPath(slot);
@@ -110,7 +127,7 @@ void begin(const sMachine& machine, const sRecordingRequest& request) {
     debug(eLOG_NOTICE, g_i_debugMode, "Recording into %s", path.c_str());
     g_recordingControlState.request = request;
     resetRecordingMarks();
-    hideFromRecording(machine.config.password);
+    hideSecrets(machine);
     markStart();
     markConfig(machine.configFile, "begin");
     markStates(outerStateName(machine.outerState), modemStateName(machine.modemState));

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "device/at_port.h"
+#include "device/link_state.h"
 #include "include/options.h"
 #include "platform/include/timer_clock.h"
 #include "tests/support/pseudo_terminal.h"
@@ -190,4 +191,13 @@ TEST_F(Recorder, SecondRecording_AppendsWithAHeaderOfItsOwn) {
     stopRecording("asked");
     const std::string text = readFile(m_path);
     EXPECT_NE(text.find("\"reason\":\"minutes\"}\n{\"recording\":1"), std::string::npos) << text;
+}
+
+TEST_F(Recorder, BegunWhileAnAnswerIsOwed_HidesWhatNobodyKnows) {
+    noteOpenPort(3, "/dev/at");
+    noteOwedAnswer(3);
+    ASSERT_TRUE(start());
+    recordRead(3, "hunter2\r\n", 9);
+    forgetLink(3);
+    EXPECT_NE(lines().find("xxxxxx0"), std::string::npos) << lines();
 }
