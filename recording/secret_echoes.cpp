@@ -9,6 +9,11 @@ namespace {
 
 // In a line that nobody knows, two characters as in the command are a part of it.
 constexpr size_t RUN_MIN = 2;
+// Garbage has such a run by chance, unless it is where a line begins or ends.
+constexpr size_t GARBAGE_RUN_MIN = 3;
+constexpr size_t GARBAGE_BYTES_MIN = 2;
+// ",1" is also the end of an answer that garbage has cut.
+constexpr size_t GARBAGE_HIDDEN_MIN = 2;
 // In a known answer more of the command must be there, beside what is hidden: a name of an APN may
 // be the user's name too.
 constexpr size_t NAMED_RUN_MIN = 6;
@@ -20,6 +25,12 @@ constexpr size_t NEAR = 4;
 constexpr size_t NEXT = 2;
 // In a longer answer two equal characters say nothing.
 constexpr size_t SHORT_ANSWER = 12;
+
+bool isGarbage(const std::string& line) {
+    const auto isOther = [](char c) { return c < ' ' || c > '~'; };
+    return std::count_if(line.begin(), line.end(), isOther) >=
+           static_cast<std::ptrdiff_t>(GARBAGE_BYTES_MIN);
+}
 
 }  // namespace
 
@@ -64,6 +75,7 @@ bool cSecretEchoes::hideIn(char* line, size_t size, eLineForm form, uint64_t ms)
         memcpy(line, echo.recorded.data(), size);
         return true;
     }
+    if (form != eLineForm::NAMED && isGarbage(m_line)) form = eLineForm::GARBAGE;
     for (const sEcho& echo : m_echoes)
         if (echo.untilMs > ms) hidePart(echo, line, form);
     return false;
@@ -73,19 +85,26 @@ void cSecretEchoes::hidePart(const sEcho& echo, char* line, eLineForm form) {
     const size_t size = m_line.size();
     m_shown.assign(size, '\0');
     m_isOfEcho.assign(size, false);
-    m_runMin = size <= SHORT_ANSWER ? RUN_MIN : RUN_MIN + 1;
-    markRuns(echo, form == eLineForm::EXPECTED ? eLineForm::UNKNOWN : form);
-    // An answer such as the model's name has a part of a PIN by chance; a rest of an echo has
-    // little else.
-    const auto ofEcho = static_cast<size_t>(std::count(m_isOfEcho.begin(), m_isOfEcho.end(), true));
-    if (form == eLineForm::EXPECTED && size > NEAR && ofEcho * 2 < size) {
-        form = eLineForm::NAMED;
+    m_runMin = size <= SHORT_ANSWER && form != eLineForm::NAMED ? RUN_MIN : RUN_MIN + 1;
+    const bool isAnswer = form == eLineForm::EXPECTED || form == eLineForm::NAMED;
+    markRuns(echo, isAnswer ? eLineForm::UNKNOWN : form);
+    if (isAnswer && !isMostlyEcho(form)) {
         m_shown.assign(size, '\0');
-        markRuns(echo, form);
+        markRuns(echo, eLineForm::NAMED);
+    } else if (form != eLineForm::GARBAGE) {
+        markNear(echo);
     }
-    if (form != eLineForm::NAMED) markNear(echo);
     for (size_t at = 0; at < size; ++at)
         if (m_shown[at] != '\0') line[at] = m_shown[at];
+}
+
+// An answer such as the model's name has a part of a PIN by chance, and "+CPIN: READY" a part of
+// the command. A rest of an echo has little else, also if its "=" became a ":".
+bool cSecretEchoes::isMostlyEcho(eLineForm form) const {
+    const size_t size = m_line.size();
+    const auto ofEcho = static_cast<size_t>(std::count(m_isOfEcho.begin(), m_isOfEcho.end(), true));
+    if (form == eLineForm::NAMED) return ofEcho * 4 >= size * 3;
+    return size <= NEAR || ofEcho * 2 >= size;
 }
 
 bool cSecretEchoes::isPart(const sEcho& echo, const sRun& run, size_t lineSize, eLineForm form) {
@@ -94,7 +113,11 @@ bool cSecretEchoes::isPart(const sEcho& echo, const sRun& run, size_t lineSize, 
         if (echo.written[i] != echo.recorded[i]) ++hidden;
     if (hidden == 0) return false;
     if (run.size == lineSize) return true;
-    if (form != eLineForm::NAMED) return run.size >= RUN_MIN;
+    if (form == eLineForm::UNKNOWN) return run.size >= RUN_MIN;
+    if (form == eLineForm::GARBAGE) {
+        const bool isAtEnd = run.inLine == 0 || run.inLine + run.size == lineSize;
+        return hidden >= GARBAGE_HIDDEN_MIN && run.size >= (isAtEnd ? RUN_MIN : GARBAGE_RUN_MIN);
+    }
     return run.size >= NAMED_RUN_MIN && run.size - hidden >= NAMED_CONTEXT_MIN;
 }
 

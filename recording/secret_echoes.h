@@ -10,6 +10,7 @@
 // What a received line looks like.
 enum class eLineForm {
     UNKNOWN,
+    GARBAGE,
     EXPECTED,  // the last command has answers without a name
     NAMED,     // an answer with a name that is known, or a PDU
 };
@@ -50,6 +51,7 @@ class cSecretEchoes {
     struct sRun;
     static bool isPart(const sEcho& echo, const sRun& run, size_t lineSize, eLineForm form);
     void hidePart(const sEcho& echo, char* line, eLineForm form);
+    bool isMostlyEcho(eLineForm form) const;
     void show(const sEcho& echo, const sRun& run);
     void markRuns(const sEcho& echo, eLineForm form);
     void markNear(const sEcho& echo);

@@ -25,6 +25,7 @@ namespace {
 
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 constexpr size_t PIN_FILE_MAX = 512;
+constexpr uint64_t RETRY_AFTER_S = 60;
 
 // Which request file was seen last. A new one has another inode or time.
 struct sSeenFile {
@@ -44,6 +45,7 @@ struct sRecordingControlState {
     std::string requestPath;
     sSeenFile seen;
     sRecordingRequest request;  // of the recording that runs
+    uint64_t retryAtS = 0;      // what is recorded always has failed; 0: it has not
 };
 
 sRecordingControlState g_recordingControlState;
@@ -108,6 +110,8 @@ void hideSecrets(const sMachine& machine) {
 }
 
 void begin(const sMachine& machine, const sRecordingRequest& request) {
+    uint64_t& retryAtS = g_recordingControlState.retryAtS;
+    const bool isRetry = retryAtS != 0;
     const std::string& slot = g_S_options.s_port;
     const std::string path = recordingPath(slot);
     const sRecordSettings settings = {path,
@@ -116,15 +120,17 @@ void begin(const sMachine& machine, const sRecordingRequest& request) {
                                       request.keepIdentities,
                                       std::string(DAEMON_NAME) + " " + PROGRAM_VERSION,
                                       textToInt(slot),
+                                      isRetry,
                                       markAllPublished};
     if (!prepareFolder() || !startRecording(settings)) {
         const int error = errno;
-        debug(eLOG_NOTICE, g_i_debugMode, "Cannot record into %s, errno %d (%s)", path.c_str(),
-              error, strerror(error));
+        debug(isRetry ? eLOG_STATE : eLOG_NOTICE, g_i_debugMode,
+              "Cannot record into %s, errno %d (%s)", path.c_str(), error, strerror(error));
         removeRequest();
+        retryAtS = recordingClockS() + RETRY_AFTER_S;
         return;
     }
-    debug(eLOG_NOTICE, g_i_debugMode, "Recording into %s", path.c_str());
+    debug(isRetry ? eLOG_STATE : eLOG_NOTICE, g_i_debugMode, "Recording into %s", path.c_str());
     g_recordingControlState.request = request;
     resetRecordingMarks();
     hideSecrets(machine);
@@ -144,12 +150,27 @@ void stop(const char* reason) {
 // A request, or the end of one.
 void actOnRequest(const sMachine& machine, const struct stat& info) {
     stop("asked");
+    if (g_recordingControlState.seen.isThere) g_recordingControlState.retryAtS = 0;
     sRecordingRequest request;
     const bool isRequested =
         g_recordingControlState.seen.isThere && readRequest(info, request) && !isOver(request);
     // Its time may have come while no daemon ran.
     if (!isRequested && isOver(request)) removeRequest();
     if (isRequested || g_S_options.b_record_always) begin(machine, request);
+}
+
+// A full disk may have room again. Only the first failure of a row is a notice.
+void retryAlways(const sMachine& machine) {
+    uint64_t& retryAtS = g_recordingControlState.retryAtS;
+    if (retryAtS == 0 || recordingClockS() < retryAtS) return;
+    if (isRecording()) {
+        // It has lasted.
+        retryAtS = 0;
+        debug(eLOG_NOTICE, g_i_debugMode, "Recording again");
+    } else if (g_S_options.b_record_always) {
+        retryAtS = recordingClockS() + RETRY_AFTER_S;
+        begin(machine, {});
+    }
 }
 
 bool copyInto(const std::string& path, int target) {
@@ -192,12 +213,14 @@ void keepRecording() {
 void controlRecording(sMachine& machine) {
     sRecordingControlState& state = g_recordingControlState;
     struct stat info {};
+    flushRecording();
     if (takeRecordingFailure() != 0) {
         markShellCommands(false);
         removeRequest();
-        // Also if it is recorded always: the next request or the next start tries again.
         state.seen = {};
+        state.retryAtS = recordingClockS() + RETRY_AFTER_S;
     }
+    retryAlways(machine);
     if (isRecording() && isOver(state.request)) {
         stop("minutes");
         removeRequest();

@@ -78,6 +78,8 @@ const sCase CASES[] = {
     {"rest of a lost echo", "AT+CPIN=\"1234\"\r", "34\"\r\r\nOK\r\n", "AT+CPIN=\"0000\"\r00\"\r\r\nOK\r\n"},
     {"echo that an answer cuts", "AT+CPIN=\"1234\"\r", "AT+CPIN=\"12\r\n+CREG: 1,\"12\"\r\n34\"\r", "AT+CPIN=\"0000\"\rAT+CPIN=\"00\r\n+CREG: 1,\"12\"\r\n00\"\r"},
     {"echo without its beginning", "AT+CPIN=\"1234\"\r", "PIN=\"1234\"\rN=\"124\"\r+CPIN=\"123\"\r", "AT+CPIN=\"0000\"\rPIN=\"0000\"\rN=\"000\"\r+CPIN=\"000\"\r"},
+    {"echo that looks like an answer", "AT+CPIN=\"s3cr4t\"\r", "+CPIN:\"s3cr4\r+CPIN: READY\r", "AT+CPIN=\"x0xx0x\"\r+CPIN:\"x0xx0\r+CPIN: READY\r"},
+    {"garbage with digits of the PIN", "AT+CPIN=8765,1234\r", "#QSS: \x90\r\x91\x92,1\r\x93\x94" "12\r", "AT+CPIN=0000,0000\r#QSS: \x90\r\x91\x92,1\r\x93\x94" "00\r"},
     {"echo of an unknown command, cut", "AT#FOO=\"hunter\"\r", "AT#FO\r\nRING\r\nO=\"hun\r\nOK\r\nter\"\r", "AT#FOO=\"xxxxxx\"\rAT#FO\r\nRING\r\nO=\"xxx\r\nOK\r\nxxx\"\r"},
     {"user's name in an answer", "AT#PDPAUTH=1,2,internet,s3cret\r", "+CGDCONT: 1,\"IP\",\"internet\"\r", "AT#PDPAUTH=1,2,xxxxxxxx,x0xxxx\r+CGDCONT: 1,\"IP\",\"internet\"\r"},
     {"model in which the PIN begins", "AT+CPIN=9105\rAT+CGMM\r", "LE910-NA V2\r", "AT+CPIN=0000\rAT+CGMM\rLE910-NA V2\r"},
@@ -117,6 +119,26 @@ TEST(HiddenExchange, Pieces_StayPiecesWithTheirTimes) {
               "{\"ms\":0,\"at\":\"write\",\"data\":\"AT+CPIN\"}\n"
               "{\"ms\":1,\"at\":\"write\",\"data\":\"=\\\"0000\\\"\"}\n"
               "{\"ms\":2,\"at\":\"write\",\"data\":\"\\r\"}\n");
+}
+
+TEST(HiddenExchange, CommandThatCameBefore_HasItsCarriageReturnInItsLine) {
+    cExchange exchange(false, 6);
+    for (int i = 0; i < 3; ++i) {
+        exchange.write("AT+CSQ\r");
+        exchange.read("AT+CSQ");
+        exchange.read("\r\nOK\r\n");
+    }
+    const std::string lines = exchange.lines();
+    EXPECT_NE(lines.find("{\"ms\":0,\"at\":\"write\",\"data\":\"AT+CSQ\"}\n"
+                         "{\"ms\":1,\"at\":\"write\",\"data\":\"\\r\"}\n"),
+              std::string::npos)
+        << lines;
+    EXPECT_NE(lines.find("{\"ms\":4,\"at\":\"write\",\"data\":\"AT+CSQ\\r\",\"cr\":1}\n"),
+              std::string::npos)
+        << lines;
+    EXPECT_EQ(recordedData(lines),
+              "AT+CSQ\rAT+CSQ\r\nOK\r\nAT+CSQ\rAT+CSQ\r\nOK\r\n"
+              "AT+CSQ\rAT+CSQ\r\nOK\r\n");
 }
 
 TEST(HiddenExchange, UnfinishedLine_WaitsForItsEnd) {
