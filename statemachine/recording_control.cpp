@@ -147,6 +147,12 @@ void stop(const char* reason) {
     debug(eLOG_NOTICE, g_i_debugMode, "Recording ended: %s", reason);
 }
 
+sRecordingRequest alwaysRequest() {
+    sRecordingRequest request;
+    request.fileBytes = RECORDING_ALWAYS_BYTES;
+    return request;
+}
+
 // A request, or the end of one.
 void actOnRequest(const sMachine& machine, const struct stat& info) {
     stop("asked");
@@ -156,7 +162,8 @@ void actOnRequest(const sMachine& machine, const struct stat& info) {
         g_recordingControlState.seen.isThere && readRequest(info, request) && !isOver(request);
     // Its time may have come while no daemon ran.
     if (!isRequested && isOver(request)) removeRequest();
-    if (isRequested || g_S_options.b_record_always) begin(machine, request);
+    if (isRequested || g_S_options.b_record_always)
+        begin(machine, isRequested ? request : alwaysRequest());
 }
 
 // A full disk may have room again. Only the first failure of a row is a notice.
@@ -169,7 +176,7 @@ void retryAlways(const sMachine& machine) {
         debug(eLOG_NOTICE, g_i_debugMode, "Recording again");
     } else if (g_S_options.b_record_always) {
         retryAtS = recordingClockS() + RETRY_AFTER_S;
-        begin(machine, {});
+        begin(machine, alwaysRequest());
     }
 }
 

@@ -43,6 +43,8 @@ ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/etc/vuk/cellular_cpin.1", "/etc/vuk/cellular_cpin_new.1",
                "/etc/vuk/cellular_cpin_change.1", "/etc/vuk/cellular_puk.1", "/storage/vault",
                "/storage/cellmodem.sms.listing.1",
+               "/var/log/cellslot", "/var/log/cellslot/recording.1.jsonl",
+               "/var/log/cellslot/recording.1.older.jsonl", "/run/cellslot/record.1",
                "/run/cellslotd.1.config", "/run/cellslotd.1.logged",
                "/var/log/.cellslot-tmp-aaaaaa", "/etc/vuk/.cellslot-tmp-aaaaaa",
                "/storage/.cellslot-tmp-aaaaaa")
