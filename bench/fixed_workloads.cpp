@@ -28,6 +28,7 @@ const sFixedWorkload WORKLOADS[] = {
     {"status files",  statusFiles,                                            10},
     {"operator list", [] { return readOperatorList(OPERATORS); },             1},
     {"receive parts", [] { return receiveParts(PARTS); },                     1},
+    {"recorded poll", recordedPoll,                                           5},
 };
 // clang-format on
 

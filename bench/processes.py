@@ -26,6 +26,7 @@ CHECK_S = 5.0      # between two checks of the messages
 HOUR_S = 3600
 
 CPU_GOAL_US = 50   # for an AT command and all work that it causes
+RECORDING_GOAL_PERCENT = 5
 RESIDENT_GOAL_KB = 4096
 SIZE_GOAL_KB = 1000
 
@@ -77,10 +78,10 @@ def startTimed(slot):
         del os.environ["LD_PRELOAD"]
 
 
-def startUnderCallgrind(slot):
+def startUnderCallgrind(slot, *options):
     command = ["valgrind", "--tool=callgrind", f"--callgrind-out-file={WORK}/callgrind",
                BIN / "cellslotd", "-d", slot.device, "-g", slot.gps, "-i", slot.interface,
-               "-p", str(slot.number)]
+               "-p", str(slot.number), *options]
     with slot.output.open("w") as output:
         slot.daemon = subprocess.Popen(command, stdout=output, stderr=output, process_group=0)
 
@@ -276,23 +277,33 @@ def control(slot, *options):
                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
-def measureInstructions(report, seconds):
-    with Gateway(start=startUnderCallgrind) as slot:
+def countInstructions(seconds, *options):
+    """Instructions, AT commands and seconds of a connected daemon."""
+    with Gateway(start=lambda slot: startUnderCallgrind(slot, *options)) as slot:
         slot.waitConnected(120)
         time.sleep(3)
+        dump = WORK / "callgrind.1"
+        dump.unlink(missing_ok=True)
         control(slot, "--zero")
         before, start = len(slot.commands()), time.monotonic()
         time.sleep(seconds)
         commands, took = len(slot.commands()) - before, time.monotonic() - start
         control(slot, "--dump")
-        dump = WORK / "callgrind.1"
         waitUntil(dump.exists, lambda: "callgrind made no dump")
         time.sleep(1)
         total = re.search(r"^(?:totals|summary): (\d+)$", dump.read_text(), re.MULTILINE)
-    instructions = int(total[1])
+    return int(total[1]), commands, took
+
+
+def measureInstructions(report, seconds):
+    instructions, commands, took = countInstructions(seconds)
     report.row("idle", "instructions of an AT command with all that hangs on it",
                instructions / commands, "")
     report.row("idle", "instructions an hour", instructions * HOUR_S / took, "")
+    recorded, recordedCommands, _ = countInstructions(seconds, "--record-always")
+    more = (recorded / recordedCommands) / (instructions / commands) - 1
+    report.row("idle", "more instructions while a recording runs", more * 100, "%",
+               goal=RECORDING_GOAL_PERCENT)
 
 
 # ---- memory

@@ -18,9 +18,11 @@
 #include "atcmd/operators.h"
 #include "bench/meter.h"
 #include "device/at_transaction.h"
+#include "device/recorder.h"
 #include "include/options.h"
 #include "include/sleep.h"
 #include "platform/include/key_value_store.h"
+#include "published/recording_request.h"
 #include "sms/assembly.h"
 #include "sms/receive.h"
 #include "sms/send.h"
@@ -248,6 +250,24 @@ sWorkload poll() {
                 sGateway& self = gateway();
                 require(pollDevice(self.port->descriptor(), self.device, self.config) == eSUCCESS,
                         "no poll");
+            }};
+}
+
+sWorkload recordedPoll() {
+    const sWorkload plain = poll();
+    return {[plain] {
+                plain.prepare();
+                if (isRecording()) return;
+                sRecordSettings settings;
+                settings.path = "/tmp/recording";
+                settings.olderPath = "/tmp/recording.older";
+                settings.fileBytes = RECORDING_BYTES;
+                settings.program = "bench";
+                require(startRecording(settings), "no recording");
+            },
+            [plain] {
+                plain.run();
+                flushRecording();
             }};
 }
 

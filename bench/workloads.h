@@ -20,6 +20,8 @@ void connectGateway();
 sWorkload bringUp();
 // One poll of a connected modem without messages and custom commands.
 sWorkload poll();
+// The same while all that passes on the port is recorded. Later workloads are recorded too.
+sWorkload recordedPoll();
 // A write of all status files and the store; only the time has changed since the last write.
 sWorkload statusFiles();
 // The transaction that reads an operator list, which arrives in pieces of 64 bytes.

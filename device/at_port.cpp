@@ -56,6 +56,7 @@ int openDevice(const std::string& path, int& port) {
     struct stat info;
     if (stat(path.c_str(), &info) != 0) {
         const int error = errno;
+        noteFailedOpen(path, error);
         debug(eLOG_PORT, g_i_debugMode, "Error: Cannot stat '%s', errno %d (%s)", path.c_str(),
               error, strerror(error));
         return error;
@@ -86,6 +87,7 @@ int doOpenDevice(const std::string& path, int& port) {
         return 0;
     }
     const int error = errno;
+    noteFailedOpen(path, error);
     debug(eLOG_NOTICE, g_i_debugMode, "Error: Cannot open '%s', errno %d (%s)", path.c_str(), error,
           strerror(error));
     return error;
@@ -163,7 +165,10 @@ int readFromPort(int port, std::string& buffer, int maxBytes) {
         debug(eLOG_PORT, g_i_debugMode, "%s(): No Response from device", __func__);
         return -1;
     }
-    if (waiting <= 0) return 0;
+    if (waiting <= 0) {
+        if (isRecording()) recordSilence();
+        return 0;
+    }
     buffer.resize(static_cast<size_t>(std::min(waiting, maxBytes)));
     const ssize_t count = read(port, buffer.data(), buffer.size());
     buffer.resize(count > 0 ? static_cast<size_t>(count) : 0);

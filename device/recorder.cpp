@@ -5,6 +5,7 @@
 #include <ctime>
 #include <memory>
 
+#include "device/link_state.h"
 #include "include/debug.h"
 #include "include/options.h"
 #include "platform/include/timer_clock.h"
@@ -18,6 +19,12 @@ namespace {
 
 constexpr int FORMAT_VERSION = 1;
 
+// When bytes are written: a write() for each of them would be half of what a recording costs.
+constexpr size_t FLUSH_BYTES = 16384;
+constexpr uint64_t FLUSH_AFTER_MS = 1000;
+// Looks at a silent port, 10 ms apart.
+constexpr unsigned FLUSH_AFTER_LOOKS = 100;
+
 struct sRecorderState {
     // It stays when a recording ends: stand-ins are the same as long as the process runs.
     std::unique_ptr<cHiddenExchange> exchange;
@@ -27,10 +34,13 @@ struct sRecorderState {
     std::string began;
     int failure = 0;
     bool isFileNew = false;  // the older one has what is published
+    uint64_t flushedMs = 0;
+    unsigned silentLooks = 0;
     // Known without a recording too.
     int atPort = -1;
     int gpsPort = -1;
     bool isHungUp[2] = {};
+    int openErrors[2] = {};  // as recorded
 };
 
 sRecorderState g_recorderState;
@@ -82,8 +92,9 @@ void fail() {
     state.failure = errno;
     g_b_recording = false;
     state.file.close();
-    debug(eLOG_NOTICE, g_i_debugMode, "Recording ended: cannot write %s, errno %d (%s)",
-          state.settings.path.c_str(), state.failure, strerror(state.failure));
+    debug(state.settings.isRetry ? eLOG_STATE : eLOG_NOTICE, g_i_debugMode,
+          "Recording ended: cannot write %s, errno %d (%s)", state.settings.path.c_str(),
+          state.failure, strerror(state.failure));
 }
 
 // A full file becomes the older one, and a new one begins like the first.
@@ -94,37 +105,49 @@ bool turnFile() {
     return true;
 }
 
-void writeReady() {
-    sRecorderState& state = g_recorderState;
-    cTextBuffer& ready = state.exchange->ready();
-    if (ready.empty()) return;
-    const bool isTurned = !state.file.isFullFor(ready.size()) || turnFile();
-    if (!isTurned || !writeText(ready)) fail();
-    ready.clear();
-    if (!state.isFileNew) return;
-    state.isFileNew = false;
-    if (isRecording() && state.settings.markState != nullptr) state.settings.markState();
-}
-
 void addLine(const cTextBuffer& rest) {
     g_recorderState.exchange->addLine(rest, elapsedMs());
-    writeReady();
+    flushRecording();
 }
 
-void addPortLine(eRecordedPort port, const char* event) {
+// error 0: there is none.
+void addErrorLine(eRecordedPort port, const char* event, int error) {
     cTextBuffer line;
     line.append(keyOf(port));
     appendJsonText(line, event);
+    if (error != 0) {
+        line.append(",\"error\":");
+        appendNumber(line, static_cast<uint64_t>(error));
+    }
     addLine(line);
+}
+
+void addPortLine(eRecordedPort port, const char* event) {
+    addErrorLine(port, event, 0);
+}
+
+bool isGpsPath(const std::string& path) {
+    return path == g_S_options.s_gps_device && path != g_S_options.s_device;
 }
 
 void recordOpenPort(int port) {
     if (port != -1) addPortLine(portOf(port), "open");
 }
 
+// The echo of a command that was written before may have a secret.
+void recordPortInUse(int port) {
+    if (port == -1) return;
+    if (isAnswerOwed(port)) g_recorderState.exchange->expectUnknownEcho(portOf(port));
+    recordOpenPort(port);
+}
+
 void recordBytes(int port, eRecordedWay way, const char* data, size_t size) {
-    g_recorderState.exchange->addBytes(portOf(port), way, data, size, elapsedMs());
-    writeReady();
+    sRecorderState& state = g_recorderState;
+    const uint64_t nowMs = elapsedMs();
+    state.exchange->addBytes(portOf(port), way, data, size, nowMs);
+    state.silentLooks = 0;
+    if (state.exchange->ready().size() >= FLUSH_BYTES || nowMs - state.flushedMs >= FLUSH_AFTER_MS)
+        flushRecording();
 }
 
 }  // namespace
@@ -139,6 +162,9 @@ bool startRecording(const sRecordSettings& settings) {
     state.exchange->begin(settings.keepIdentities);
     state.failure = 0;
     state.isFileNew = false;
+    state.flushedMs = 0;
+    state.silentLooks = 0;
+    state.openErrors[0] = state.openErrors[1] = 0;
     if (!state.file.open(settings.path, settings.olderPath, settings.fileBytes) ||
         !writeText(headerLine())) {
         const int error = errno;
@@ -147,9 +173,23 @@ bool startRecording(const sRecordSettings& settings) {
         return false;
     }
     g_b_recording = true;
-    recordOpenPort(state.atPort);
-    if (isRecording()) recordOpenPort(state.gpsPort);
+    recordPortInUse(state.atPort);
+    if (isRecording()) recordPortInUse(state.gpsPort);
     return true;
+}
+
+void flushRecording() {
+    sRecorderState& state = g_recorderState;
+    if (!isRecording()) return;
+    state.flushedMs = elapsedMs();
+    cTextBuffer& ready = state.exchange->ready();
+    if (ready.empty()) return;
+    const bool isTurned = !state.file.isFullFor(ready.size()) || turnFile();
+    if (!isTurned || !writeText(ready)) fail();
+    ready.clear();
+    if (!state.isFileNew) return;
+    state.isFileNew = false;
+    if (isRecording() && state.settings.markState != nullptr) state.settings.markState();
 }
 
 void stopRecording(const char* reason) {
@@ -175,10 +215,20 @@ void hideFromRecording(const std::string& secret) {
 
 void noteOpenPort(int port, const std::string& path) {
     sRecorderState& state = g_recorderState;
-    const bool isGps = path == g_S_options.s_gps_device && path != g_S_options.s_device;
+    const bool isGps = isGpsPath(path);
     (isGps ? state.gpsPort : state.atPort) = port;
     state.isHungUp[isGps ? 1 : 0] = false;
+    state.openErrors[isGps ? 1 : 0] = 0;
     if (isRecording()) recordOpenPort(port);
+}
+
+void noteFailedOpen(const std::string& path, int error) {
+    if (!isRecording()) return;
+    const bool isGps = isGpsPath(path);
+    int& recorded = g_recorderState.openErrors[isGps ? 1 : 0];
+    if (recorded == error) return;
+    recorded = error;
+    addErrorLine(isGps ? eRecordedPort::GPS : eRecordedPort::AT, "open", error);
 }
 
 void noteClosedPort(int port) {
@@ -199,20 +249,18 @@ void recordRead(int port, const char* data, size_t size) {
     recordBytes(port, eRecordedWay::READ, data, size);
 }
 
+void recordSilence() {
+    unsigned& looks = g_recorderState.silentLooks;
+    if (++looks % FLUSH_AFTER_LOOKS == 0) flushRecording();
+}
+
 void recordHangUp(int port, int error) {
     const eRecordedPort recorded = portOf(port);
     bool& isHungUp = g_recorderState.isHungUp[static_cast<size_t>(recorded)];
     if (isHungUp) return;
     isHungUp = true;
-    cTextBuffer line;
-    line.append(keyOf(recorded));
-    appendJsonText(line, "hangup");
-    if (error != 0) {
-        line.append(",\"error\":");
-        appendNumber(line, static_cast<uint64_t>(error));
-    }
     g_recorderState.exchange->endLines(recorded);
-    addLine(line);
+    addErrorLine(recorded, "hangup", error);
 }
 
 // ---- Marks ----------------------------------------------------------------------------------
@@ -288,4 +336,5 @@ void resetRecorder() {
     state.atPort = -1;
     state.gpsPort = -1;
     state.isHungUp[0] = state.isHungUp[1] = false;
+    state.openErrors[0] = state.openErrors[1] = 0;
 }

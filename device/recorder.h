@@ -17,6 +17,7 @@ struct sRecordSettings {
     bool keepIdentities = false;
     std::string program;
     int slot = 0;
+    bool isRetry = false;           // its failure is no news
     void (*markState)() = nullptr;  // makes the mark for the beginning of each file
 };
 
@@ -32,14 +33,22 @@ void stopRecording(const char* reason);
 // The errno value for which a recording ended by itself, 0 if none did. From the second call on 0.
 int takeRecordingFailure();
 
+// Writes what has been recorded so far. Bytes are otherwise written when there are some kilobytes
+// of them, or some of a second ago; everything else at once.
+void flushRecording();
+
 // A secret that may pass on the ports in any form: it is replaced wherever it comes.
 void hideFromRecording(const std::string& secret);
 
 // The ports. Opening and closing are noted while nothing is recorded too.
 void noteOpenPort(int port, const std::string& path);
 void noteClosedPort(int port);
+// A port cannot be opened: recorded when it begins, and when the errno value changes.
+void noteFailedOpen(const std::string& path, int error);
 void recordWrite(int port, const char* data, size_t size);
 void recordRead(int port, const char* data, size_t size);
+// A look at the port found nothing to read. Many of them, one after the other, flush.
+void recordSilence();
 // The device is gone: error is the errno value, 0 if the port's state says so. Once for each port.
 void recordHangUp(int port, int error);
 

@@ -4,17 +4,21 @@
 #include "tests/support/recording_text.h"
 
 // An exchange with secrets in it, cut anywhere, with anything that a modem may send between: from
-// the moment at which a secret is written, the recording has it nowhere. All bytes keep their
-// number, and what is recorded is whole lines.
+// the moment at which a secret is written, the recording has it nowhere. Of an echo, which may lose
+// or change a byte, be cut by other lines, come late and come again, no character of the secret is
+// shown. All bytes keep their number, and what is recorded is whole lines.
 //
 // The first octet chooses whether identities are kept, the next eight make the secret; each further
-// octet is a step: what comes (lower half), and the size of its pieces (upper half).
+// octet is a step: what comes (lower half), and the size of its pieces (upper half). An echo takes
+// octets of the last piece that say how it is damaged.
 
 namespace {
 
+constexpr size_t STEPS_MAX = 24;
 constexpr size_t SECRET_SIZE = 8;
+// No K: a line "OK" is a result, although it may be a part of a secret.
 constexpr const char* SECRET_CHARACTERS =
-    "23456789abcdefghijklmnopqrstuvwyzABCDEFGHIJKLMNOPQRSTUVWYZ@!.-/#";
+    "23456789abcdefghijklmnopqrstuvwyzABCDEFGHIJLMNOPQRSTUVWYZ@!.-/#*";
 
 std::string takeSecret(cInput& input) {
     std::string secret;
@@ -44,28 +48,52 @@ const char* const ANSWERS[] = {
     "\r\n> ",     "\r\n+CME ERROR: 16\r\n",    "356938035643809\r\n",
 };
 
+// A text in which the secret has its places.
+struct sEchoText {
+    std::string text;
+    std::vector<bool> isSecret;
+
+    void cut(size_t at, const std::string& other) {
+        text.insert(at, other);
+        isSecret.insert(isSecret.begin() + static_cast<std::ptrdiff_t>(at), other.size(), false);
+    }
+    void lose(size_t at) {
+        text.erase(at, 1);
+        isSecret.erase(isSecret.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    void change(size_t at, char byte) {
+        text[at] = byte;
+        isSecret[at] = false;
+    }
+};
+
 class cRun {
   public:
-    cRun(bool keepIdentities, std::string secret)
-        : m_exchange(keepIdentities), m_secret(std::move(secret)) {}
+    cRun(bool keepIdentities, std::string secret, const std::string& damages)
+        : m_exchange(keepIdentities),
+          m_keepsIdentities(keepIdentities),
+          m_secret(std::move(secret)),
+          m_damages(damages) {}
 
     void step(unsigned what, size_t pieceBytes, const std::string& other) {
-        const std::string command = withSecret(COMMANDS[what % 8]);
         if (what < 8) {
             if (!m_isSent) m_from = m_exchange.ready().size();
             m_isSent = true;
-            add(eRecordedWay::WRITE, command + "\r", pieceBytes);
-            m_last = command;
+            m_last = withSecret(COMMANDS[what % 8]);
+            add(eRecordedWay::WRITE, m_last.text + "\r", pieceBytes);
         } else if (what == 8) {
-            add(eRecordedWay::READ, m_last + "\r\r\n", pieceBytes);
-        } else if (what == 9) {  // a line of another kind in the echo
-            const size_t half = m_last.size() / 2;
-            add(eRecordedWay::READ,
-                m_last.substr(0, half) + ANSWERS[1] + m_last.substr(half) + "\r", pieceBytes);
+            echo(m_last, pieceBytes);
+        } else if (what == 9) {
+            sEchoText damaged = m_last;
+            damage(damaged);
+            echo(damaged, pieceBytes);
         } else if (what == 10) {
             add(eRecordedWay::READ, other, pieceBytes);
         } else if (what == 11) {
             m_exchange.endLines(eRecordedPort::AT);
+        } else if (what == 12) {  // another command, so that the echo comes late
+            m_ms += 10 * pieceBytes;
+            add(eRecordedWay::WRITE, pieceBytes % 2 == 0 ? "AT+CGMM\r" : "AT+CSQ\r", pieceBytes);
         } else {
             add(eRecordedWay::READ, ANSWERS[what % 6], pieceBytes);
         }
@@ -80,23 +108,59 @@ class cRun {
             const std::string data = recordedData(linesWith(lines, way));
             check(data.find(m_secret) == std::string::npos, "no pieces make the secret", data);
         }
-        check(recordedData(text).size() == m_bytes, "every byte is there", text);
+        const std::string data = recordedData(text);
+        check(data.size() == m_bytes.size(), "every byte is there", text);
         check(text.empty() || text.back() == '\n', "lines are whole", text);
+        // A stand-in of a message may have the same character by chance.
+        if (!m_keepsIdentities) return;
+        for (const size_t at : m_secretPlaces) {
+            const bool isShown = data[at] == m_bytes[at] && data[at] != hiddenCharacter(data[at]);
+            if (isShown) check(false, "no character of an echo's secret is shown", m_bytes + data);
+        }
     }
 
   private:
-    std::string withSecret(std::string text) const {
-        for (size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at))
-            text.replace(at, 1, m_secret);
-        return text;
+    sEchoText withSecret(const std::string& pattern) const {
+        sEchoText made;
+        for (const char c : pattern) {
+            const bool isSecret = c == '%';
+            made.text += isSecret ? m_secret : std::string(1, c);
+            made.isSecret.resize(made.text.size(), isSecret);
+        }
+        return made;
+    }
+
+    size_t damageOctet() {
+        if (m_damages.empty()) return 0;
+        return static_cast<unsigned char>(m_damages[m_nextDamage++ % m_damages.size()]);
+    }
+
+    // One byte is lost or changed, and up to three lines come into the echo.
+    void damage(sEchoText& text) {
+        if (text.text.empty()) return;
+        const size_t kind = damageOctet();
+        const size_t at = damageOctet() % text.text.size();
+        if (kind % 3 == 1) text.lose(at);
+        if (kind % 3 == 2) text.change(at, static_cast<char>(damageOctet()));
+        for (size_t i = 0; i < kind / 3 % 4; ++i)
+            text.cut(damageOctet() % (text.text.size() + 1), ANSWERS[1]);
+    }
+
+    void echo(const sEchoText& text, size_t pieceBytes) {
+        // What came before it has its end, as a modem sends it.
+        if (m_isLineOpen) add(eRecordedWay::READ, "\r\n", pieceBytes);
+        for (size_t i = 0; i < text.text.size(); ++i)
+            if (text.isSecret[i]) m_secretPlaces.push_back(m_bytes.size() + i);
+        add(eRecordedWay::READ, text.text + "\r\r\n", pieceBytes);
     }
 
     void add(eRecordedWay way, const std::string& text, size_t pieceBytes) {
         for (size_t at = 0; at < text.size(); at += pieceBytes) {
             const std::string piece = text.substr(at, pieceBytes);
             m_exchange.addBytes(eRecordedPort::AT, way, piece.data(), piece.size(), m_ms++);
-            m_bytes += piece.size();
+            m_bytes += piece;
         }
+        if (way == eRecordedWay::READ && !text.empty()) m_isLineOpen = text.back() != '\n';
     }
 
     static std::string linesWith(const std::string& lines, const std::string& word) {
@@ -111,11 +175,16 @@ class cRun {
     }
 
     cHiddenExchange m_exchange;
+    bool m_keepsIdentities;
     std::string m_secret;
-    std::string m_last;
+    std::string m_damages;
+    size_t m_nextDamage = 0;
+    sEchoText m_last;
     bool m_isSent = false;
+    bool m_isLineOpen = false;
     size_t m_from = 0;
-    size_t m_bytes = 0;
+    std::string m_bytes;
+    std::vector<size_t> m_secretPlaces;  // in m_bytes
     uint64_t m_ms = 0;
 };
 
@@ -124,10 +193,12 @@ class cRun {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     cInput input(data, size);
     const bool keepIdentities = input.takeByte() % 2 != 0;
-    cRun run(keepIdentities, takeSecret(input));
+    const std::string secret = takeSecret(input);
     const std::vector<std::string> pieces = input.takePieces();
     const std::string other = pieces.size() > 1 ? pieces[1] : "";
-    for (const char c : pieces[0]) {
+    cRun run(keepIdentities, secret, pieces.back());
+    // More steps find nothing else, and take longer.
+    for (const char c : pieces[0].substr(0, STEPS_MAX)) {
         const auto octet = static_cast<unsigned char>(c);
         run.step(octet & 15u, size_t{1} + (octet >> 4u), other);
     }

@@ -206,7 +206,21 @@ class cRecordingReader {
             if (row.kind == eRECORDED_OPEN && object.contains("error"))
                 event.kind = eRECORDED_OPEN_FAILED;
             m_recording.events.push_back(event);
+            if (object.contains("cr")) splitCarriageReturn(object["cr"]);
         }
+    }
+
+    // The last byte was written so many milliseconds after the others.
+    void splitCarriageReturn(const json& later) {
+        sRecordedEvent end = m_recording.events.back();
+        if (!later.is_number_unsigned() || later.get<uint64_t>() > TIME_MAX_MS)
+            fail("\"cr\": " + shown(later.dump()), "a whole number of milliseconds");
+        if (end.kind != eRECORDED_WRITE || end.bytes.size() < 2) return;
+        m_recording.events.back().bytes.pop_back();
+        end.bytes.erase(0, end.bytes.size() - 1);
+        end.ms += later.get<uint64_t>();
+        m_lastMs = end.ms;
+        m_recording.events.push_back(end);
     }
 
     std::string bytesOf(const json& object) const {

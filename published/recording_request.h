@@ -10,6 +10,8 @@
 // is over or the recording cannot be written.
 
 constexpr size_t RECORDING_BYTES = 1024 * 1024;  // of each of the two files, unless told otherwise
+// What is recorded always has the last ten minutes, also just after a file was dropped.
+constexpr size_t RECORDING_ALWAYS_BYTES = 5 * RECORDING_BYTES / 2;
 constexpr size_t RECORDING_BYTES_MIN = 64 * 1024;
 constexpr size_t RECORDING_BYTES_MAX = 64 * 1024 * 1024;
 constexpr unsigned RECORDING_MINUTES = 60;

@@ -1,5 +1,9 @@
 #include "recording/hidden_exchange.h"
 
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
 #include "recording/json_line.h"
 
 namespace {
@@ -8,17 +12,20 @@ namespace {
 constexpr size_t LINE_MAX = 4096;
 constexpr size_t WAITING_EVENTS_MAX = 256;
 
-constexpr char AT_CARRIAGE_RETURN[] = ",\"at\":\"write\",\"data\":\"\\r\"}\n";
-constexpr char GPS_CARRIAGE_RETURN[] = ",\"gps\":\"write\",\"data\":\"\\r\"}\n";
+// Ends the line of a command that is known, before the time to its carriage return.
+constexpr char CARRIAGE_RETURN[] = "\\r\",\"cr\":";
+constexpr char DATA_END[] = "\"}\n";
 
 constexpr char LINE_END[] = "}\n";
 
 constexpr char CTRL_Z = 0x1A;
 constexpr char ESC = 0x1B;
 
-// CR ends a command; Ctrl-Z and ESC end a message. A line feed is part of a written message.
-bool isLineEnd(char c, eRecordedWay way) {
-    return c == '\r' || c == CTRL_Z || c == ESC || (c == '\n' && way == eRecordedWay::READ);
+// CR ends a command. Ctrl-Z and ESC end a message, and its echo; elsewhere they are garbage. A line
+// feed is part of a written message.
+bool isLineEnd(char c, eRecordedWay way, bool isMessage) {
+    if (c == CTRL_Z || c == ESC) return isMessage || way == eRecordedWay::WRITE;
+    return c == '\r' || (c == '\n' && way == eRecordedWay::READ);
 }
 
 }  // namespace
@@ -28,62 +35,89 @@ void cHiddenExchange::begin(bool keepIdentities) {
     m_ready.clear();
     m_known.forgetAll();
     m_rules.keepIdentities(keepIdentities);
+    for (sPortMemory& memory : m_memory) {
+        memory.nowMs = 0;
+        memory.echoes.restartClock();
+    }
+    settle();
 }
 
-void cHiddenExchange::addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
-                               uint64_t ms) {
-    if (!addKnown(port, way, data, size, ms)) addUnknown(port, way, data, size, ms);
+void cHiddenExchange::expectUnknownEcho(eRecordedPort port) {
+    sPortMemory& memory = m_memory[static_cast<size_t>(port)];
+    memory.echoes.expectUnknown(memory.nowMs);
+    settle();
 }
 
 // ---- What is known --------------------------------------------------------------------------
 
-bool cHiddenExchange::addKnown(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
-                               uint64_t ms) {
-    if (m_command.piece != nullptr) {
-        if (way == eRecordedWay::WRITE && size == 1 && *data == '\r' && port == m_command.port) {
-            endKnownCommand(ms);
-            return true;
-        }
-        applyKnownCommand();
-    }
-    if (m_knownVersion != m_secrets.version()) {
-        m_known.forgetAll();
-        m_knownVersion = m_secrets.version();
-        return false;
-    }
-    if (!isBetweenLines(port, way)) return false;
-    const sKnownPiece* const piece = m_known.find(data, size, stateOf(port, way));
-    if (piece == nullptr) return false;
+inline void cHiddenExchange::addKnown(const sKnownPiece& piece, eRecordedPort port,
+                                      eRecordedWay way, uint64_t ms) {
     if (way == eRecordedWay::WRITE)
-        m_command = {piece, port, ms};
+        m_command = {&piece, port, ms};
     else
-        emitKnown(*piece, ms);
-    return true;
+        emitKnown(piece.line, ms);
 }
 
 // Beside the piece, what its line depends on.
-unsigned cHiddenExchange::stateOf(eRecordedPort port, eRecordedWay way) const {
+inline unsigned cHiddenExchange::stateOf(eRecordedPort port, eRecordedWay way) const {
     const unsigned place = static_cast<unsigned>(port) * WAYS + static_cast<unsigned>(way);
     // A command does not depend on the one before it.
     if (way == eRecordedWay::WRITE) return place;
     return place + 4 * static_cast<unsigned>(m_memory[static_cast<size_t>(port)].bareLine);
 }
 
-void cHiddenExchange::emitKnown(const sKnownPiece& piece, uint64_t ms) {
-    m_lineStart.append(m_ready, ms);
-    m_ready.append(piece.line);
+inline void cHiddenExchange::emitKnown(const std::string& line, uint64_t ms) {
+    char* const text = m_ready.room(cLineStart::SIZE_MAX_TEXT + line.size());
+    const size_t size = m_lineStart.write(text, ms);
+    memcpy(text + size, line.data(), line.size());
+    m_ready.used(size + line.size());
 }
 
 void cHiddenExchange::endKnownCommand(uint64_t ms) {
-    const sKnownPiece& piece = *m_command.piece;
-    emitKnown(piece, m_command.ms);
-    m_lineStart.append(m_ready, ms);
-    if (m_command.port == eRecordedPort::AT)
-        m_ready.append(AT_CARRIAGE_RETURN, sizeof AT_CARRIAGE_RETURN - 1);
-    else
-        m_ready.append(GPS_CARRIAGE_RETURN, sizeof GPS_CARRIAGE_RETURN - 1);
-    m_memory[static_cast<size_t>(m_command.port)].bareLine = static_cast<eBareLine>(piece.after);
+    emitKnown(m_command.piece->line, m_command.ms);
+    const uint64_t delayMs = ms - m_command.ms;
+    if (delayMs >= 10 && delayMs < 20) {  // as the daemon waits
+        m_ready.add('1');
+        m_ready.add(static_cast<char>('0' + delayMs - 10));
+    } else {
+        appendNumber(m_ready, delayMs);
+    }
+    m_ready.append(LINE_END, sizeof LINE_END - 1);
+    m_memory[static_cast<size_t>(m_command.port)].bareLine =
+        static_cast<eBareLine>(m_command.piece->after);
     m_command.piece = nullptr;
+}
+
+void cHiddenExchange::addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
+                               uint64_t ms) {
+    if (m_isSettled) {
+        if (m_command.piece == nullptr) {
+            const sKnownPiece* const piece = m_known.find(data, size, stateOf(port, way));
+            if (piece != nullptr) return addKnown(*piece, port, way, ms);
+        } else if (size == 1 && *data == '\r' && way == eRecordedWay::WRITE &&
+                   port == m_command.port) {
+            return endKnownCommand(ms);
+        }
+    }
+    applyKnownCommand();
+    addUnknown(port, way, data, size, ms);
+    settle();
+}
+
+bool cHiddenExchange::isSettled() const {
+    const auto isOpen = [](const sOpenLine& open) { return open.isCut || !open.parts.empty(); };
+    const auto isBusy = [](const sPortMemory& memory) {
+        return memory.isAtPrompt || memory.messageLines != eMessageLines::NONE ||
+               memory.isEchoExpected();
+    };
+    return m_events.empty() && std::none_of(std::begin(m_open), std::end(m_open), isOpen) &&
+           std::none_of(std::begin(m_memory), std::end(m_memory), isBusy);
+}
+
+void cHiddenExchange::settle() {
+    if (m_knownVersion != m_secrets.version()) m_known.forgetAll();
+    m_knownVersion = m_secrets.version();
+    m_isSettled = isSettled();
 }
 
 // Something else than its carriage return came.
@@ -99,7 +133,8 @@ void cHiddenExchange::applyKnownCommand() {
 
 void cHiddenExchange::addUnknown(eRecordedPort port, eRecordedWay way, const char* data,
                                  size_t size, uint64_t ms) {
-    const bool isBetween = isBetweenLines(port, way);
+    m_memory[static_cast<size_t>(port)].nowMs = ms;
+    const bool isBetween = isSettled();
     const unsigned before = stateOf(port, way);
     const bool isEndOfCommand = way == eRecordedWay::WRITE && size == 1 && *data == '\r' &&
                                 m_events.size() == 1 && m_events.front().port == port &&
@@ -111,11 +146,12 @@ void cHiddenExchange::addUnknown(eRecordedPort port, eRecordedWay way, const cha
     endWhatNeedsNoLineEnd(port, way);
     limitWaiting();
     emit();
-    if (isEndOfCommand && isBetweenLines(port, way))
-        keepKnown(m_rawCommand, readyBefore, before,
+    const bool isBetweenNow = isSettled();
+    if (isEndOfCommand && isBetweenNow)
+        keepKnown(m_rawCommand, true, readyBefore, before,
                   static_cast<unsigned>(m_memory[static_cast<size_t>(port)].bareLine));
-    if (isBetween && way == eRecordedWay::READ && isBetweenLines(port, way))
-        keepKnown(std::string(data, size), readyBefore, before, 0);
+    if (isBetween && way == eRecordedWay::READ && isBetweenNow)
+        keepKnown(std::string(data, size), false, readyBefore, before, 0);
     m_rawCommand.clear();
     const bool isBeginOfCommand = isBetween && way == eRecordedWay::WRITE && m_events.size() == 1 &&
                                   size <= cKnownPieces::PIECE_MAX;
@@ -123,13 +159,16 @@ void cHiddenExchange::addUnknown(eRecordedPort port, eRecordedWay way, const cha
 }
 
 // Keeps the first line that has become ready.
-void cHiddenExchange::keepKnown(const std::string& bytes, size_t readyBefore, unsigned before,
-                                unsigned after) {
+void cHiddenExchange::keepKnown(const std::string& bytes, bool isCommand, size_t readyBefore,
+                                unsigned before, unsigned after) {
     // A secret that was new may be in older lines.
     if (m_knownVersion != m_secrets.version()) return;
     const std::string lines = m_ready.text(readyBefore);
     const size_t comma = lines.find(',');
-    m_known.keep(bytes, lines.substr(comma, lines.find('\n') + 1 - comma), before, after);
+    std::string line = lines.substr(comma, lines.find('\n') + 1 - comma);
+    if (isCommand)
+        line.replace(line.size() - (sizeof DATA_END - 1), std::string::npos, CARRIAGE_RETURN);
+    m_known.keep(bytes, line, before, after);
 }
 
 void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
@@ -139,18 +178,21 @@ void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
     m_bytes.append(rest.data(), rest.size());
     limitWaiting();
     emit();
+    settle();
 }
 
 void cHiddenExchange::splitLines(const sEvent& event) {
     const eRecordedPort port = event.port;
     const eRecordedWay way = event.way;
+    sPortMemory& memory = m_memory[static_cast<size_t>(port)];
     const size_t end = event.at + event.size;
     size_t begin = event.at;
     for (size_t at = begin; at < end; ++at) {
-        if (m_bytes[at] > ESC || !isLineEnd(m_bytes[at], way)) continue;
+        if (m_bytes[at] > ESC ||
+            !isLineEnd(m_bytes[at], way, memory.messageLines != eMessageLines::NONE))
+            continue;
         endLine(port, way, begin, at - begin);
-        if (way == eRecordedWay::WRITE && m_bytes[at] != '\r')
-            m_memory[static_cast<size_t>(port)].isAtPrompt = false;
+        if (way == eRecordedWay::WRITE && m_bytes[at] != '\r') memory.isAtPrompt = false;
         begin = at + 1;
     }
     if (begin < end) keepOpen(port, way, begin, end - begin);
@@ -234,8 +276,9 @@ void cHiddenExchange::endLines(eRecordedPort port) {
     m_rawCommand.clear();
     for (const eRecordedWay way : {eRecordedWay::WRITE, eRecordedWay::READ})
         endLine(port, way, m_bytes.size(), 0);
-    m_memory[static_cast<size_t>(port)] = {};
+    m_memory[static_cast<size_t>(port)].forgetLines();
     emit();
+    settle();
 }
 
 void cHiddenExchange::endAllLines() {

@@ -31,6 +31,8 @@ class cHiddenExchange {
     void addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size, uint64_t ms);
     // A whole line that is not bytes: what follows its time, without the end.
     void addLine(const cTextBuffer& rest, uint64_t ms);
+    // A command that was written before may have had a secret, and its echo can still come.
+    void expectUnknownEcho(eRecordedPort port);
     // The unfinished lines of a port end here: it was closed.
     void endLines(eRecordedPort port);
     // The same for all; afterwards nothing waits.
@@ -39,7 +41,11 @@ class cHiddenExchange {
     // What is ready to be written. The caller takes it and clears it.
     cTextBuffer& ready() { return m_ready; }
 
-    cSecrets& secrets() { return m_secrets; }
+    // A new secret may be in what is known.
+    cSecrets& secrets() {
+        m_isSettled = false;
+        return m_secrets;
+    }
     cLineRules& rules() { return m_rules; }
 
   private:
@@ -67,14 +73,9 @@ class cHiddenExchange {
         bool isCut = false;  // too long: all of it is hidden
     };
 
-    // Nothing waits, no line is open, and no message is on its way: the same piece has the same
-    // line.
-    bool isBetweenLines(eRecordedPort port, eRecordedWay way) {
-        const sOpenLine& open = openLine(port, way);
-        const sPortMemory& memory = m_memory[static_cast<size_t>(port)];
-        return m_events.empty() && open.parts.empty() && !open.isCut && !memory.isAtPrompt &&
-               memory.messageLines == eMessageLines::NONE;
-    }
+    // Nothing waits, no line is open, no message is on its way and no echo with a secret: the same
+    // piece has the same line.
+    bool isSettled() const;
     sOpenLine& openLine(eRecordedPort port, eRecordedWay way) {
         return m_open[static_cast<size_t>(port) * WAYS + static_cast<size_t>(way)];
     }
@@ -85,13 +86,15 @@ class cHiddenExchange {
         uint64_t ms = 0;
     };
 
-    bool addKnown(eRecordedPort port, eRecordedWay way, const char* data, size_t size, uint64_t ms);
+    void addKnown(const sKnownPiece& piece, eRecordedPort port, eRecordedWay way, uint64_t ms);
     void endKnownCommand(uint64_t ms);
-    void emitKnown(const sKnownPiece& piece, uint64_t ms);
+    void emitKnown(const std::string& line, uint64_t ms);
+    void settle();
     void addUnknown(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
                     uint64_t ms);
     void applyKnownCommand();
-    void keepKnown(const std::string& bytes, size_t readyBefore, unsigned before, unsigned after);
+    void keepKnown(const std::string& bytes, bool isCommand, size_t readyBefore, unsigned before,
+                   unsigned after);
     unsigned stateOf(eRecordedPort port, eRecordedWay way) const;
     void splitLines(const sEvent& event);
     void endLine(eRecordedPort port, eRecordedWay way, size_t at, size_t size);
@@ -112,6 +115,7 @@ class cHiddenExchange {
     std::string m_line;  // a line that came in pieces
     cKnownPieces m_known;
     size_t m_knownVersion = 0;  // of the secrets with which they were made
+    bool m_isSettled = false;   // and what is known was made with the secrets of now
     sKnownCommand m_command;
     std::string m_rawCommand;  // a command as written, until it ends
     cTextBuffer m_ready;

@@ -84,34 +84,20 @@ void appendNumber(cTextBuffer& line, uint64_t number) {
     line.append(begin, static_cast<size_t>(end - begin));
 }
 
-void cLineStart::renew(uint64_t seconds) {
+// Another second than that of the line before; in the first one there are no zeros before a number.
+size_t cLineStart::writeOther(char* text, uint64_t ms) {
     static const char START[] = "{\"ms\":";
     constexpr size_t START_SIZE = sizeof START - 1;
     char digits[NUMBER_MAX];
     char* const end = digits + sizeof digits;
-    const char* const begin = digitsBefore(end, seconds);
+    const char* const begin = digitsBefore(end, ms < 1000 ? ms : ms / 1000);
     const auto count = static_cast<size_t>(end - begin);
-    m_seconds = seconds;
     m_size = START_SIZE + count;
     memcpy(m_text, START, START_SIZE);
     memcpy(m_text + START_SIZE, begin, count);
-}
-
-void cLineStart::append(cTextBuffer& line, uint64_t ms) {
-    const uint64_t seconds = ms / 1000;
-    auto rest = static_cast<unsigned>(ms - seconds * 1000);
-    // A number has no zeros before it.
-    if (seconds == 0) {
-        if (m_seconds != 0) renew(0);
-        line.append(m_text, m_size - 1);
-        return appendNumber(line, ms);
-    }
-    if (seconds != m_seconds) renew(seconds);
-    char* const text = line.room(SIZE_MAX_TEXT + 3);
-    memcpy(text, m_text, SIZE_MAX_TEXT);
-    text[m_size] = static_cast<char>('0' + rest / 100);
-    rest %= 100;
-    text[m_size + 1] = static_cast<char>('0' + rest / 10);
-    text[m_size + 2] = static_cast<char>('0' + rest % 10);
-    line.used(m_size + 3);
+    memcpy(text, m_text, m_size);
+    if (ms < 1000) return m_size;
+    m_secondMs = ms / 1000 * 1000;
+    writeDigits(text + m_size, static_cast<unsigned>(ms - m_secondMs));
+    return m_size + 3;
 }

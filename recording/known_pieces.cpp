@@ -35,9 +35,22 @@ bool isSame(const sKnownPiece& piece, const char* bytes, size_t size, unsigned b
 
 }  // namespace
 
-const sKnownPiece* cKnownPieces::find(const char* bytes, size_t size, unsigned before) const {
+// A poll has the same order each time.
+const sKnownPiece* cKnownPieces::find(const char* bytes, size_t size, unsigned before) {
+    if (m_last != nullptr && m_last->next != nullptr &&
+        isSame(*m_last->next, bytes, size, before)) {
+        m_last = m_last->next;
+        return m_last;
+    }
+    sKnownPiece* const piece = search(bytes, size, before);
+    if (piece != nullptr && m_last != nullptr) m_last->next = piece;
+    m_last = piece;
+    return piece;
+}
+
+sKnownPiece* cKnownPieces::search(const char* bytes, size_t size, unsigned before) {
     if (m_pieces.empty() || size == 0 || size > PIECE_MAX) return nullptr;
-    const sKnownPiece* const piece = &m_pieces[placeOf(bytes, size)];
+    sKnownPiece* const piece = &m_pieces[placeOf(bytes, size)];
     if (isSame(piece[0], bytes, size, before)) return &piece[0];
     return isSame(piece[1], bytes, size, before) ? &piece[1] : nullptr;
 }
@@ -48,5 +61,5 @@ void cKnownPieces::keep(const std::string& bytes, const std::string& line, unsig
     if (m_pieces.empty()) m_pieces.resize(PLACES);
     m_takesFirst = !m_takesFirst;
     m_pieces[placeOf(bytes.data(), bytes.size()) + (m_takesFirst ? 0 : 1)] = {bytes, line, before,
-                                                                              after};
+                                                                              after, nullptr};
 }

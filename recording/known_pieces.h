@@ -14,6 +14,7 @@ struct sKnownPiece {
     // Beside the bytes, what the rules depend on, and what they changed.
     unsigned before = 0;
     unsigned after = 0;
+    sKnownPiece* next = nullptr;  // that came after it last time
 };
 
 class cKnownPieces {
@@ -21,13 +22,19 @@ class cKnownPieces {
     static constexpr size_t PIECE_MAX = 256;
 
     // Null if the piece is not known, or is known for another state before it.
-    const sKnownPiece* find(const char* bytes, size_t size, unsigned before) const;
+    const sKnownPiece* find(const char* bytes, size_t size, unsigned before);
     // Takes the place of one that has the same hash.
     void keep(const std::string& bytes, const std::string& line, unsigned before, unsigned after);
-    void forgetAll() { m_pieces.clear(); }
+    void forgetAll() {
+        m_pieces.clear();
+        m_last = nullptr;
+    }
 
   private:
-    std::vector<sKnownPiece> m_pieces;
+    sKnownPiece* search(const char* bytes, size_t size, unsigned before);
+
+    std::vector<sKnownPiece> m_pieces;  // never grows: a piece keeps its place
+    sKnownPiece* m_last = nullptr;
     bool m_takesFirst = false;
 };
 

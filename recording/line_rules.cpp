@@ -1,5 +1,6 @@
 #include "recording/line_rules.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdint>
@@ -15,8 +16,13 @@ namespace {
 constexpr size_t IDENTITY_DIGITS = 10;
 // Of a number that is not quoted and has a place where telephone numbers are.
 constexpr size_t UNQUOTED_NUMBER_DIGITS = 5;
-// Longest number and text that are kept in lines that nobody knows. A PIN has four digits.
-constexpr size_t UNKNOWN_KEPT = 3;
+// In lines that nobody knows, and of hexadecimal digits: the number of a SIM card, a message.
+constexpr size_t UNKNOWN_NUMBER_DIGITS = 7;
+constexpr size_t UNKNOWN_HEX_DIGITS = 14;
+// Longest number that is kept where a secret may be. A PIN has four digits.
+constexpr size_t SHORT_NUMBER = 3;
+// An echo with an identity alone is not waited for as long as one with a secret.
+constexpr uint64_t IDENTITY_ECHO_MS = 10000;
 // Longest field that is kept before a secret: "SC", 1, 16.
 constexpr size_t KEPT_FIELD = 2;
 
@@ -28,6 +34,7 @@ enum eAnswer : uint8_t {
     eANSWER_MESSAGES,     // the same, and the lines after it up to the result are messages
     eANSWER_ONE_MESSAGE,  // the same, and the next line is a message
     eANSWER_SENT,         // ends the echo of a message
+    eANSWER_CREDENTIALS,  // what somebody has stored in the modem; short numbers are kept
 };
 
 struct sName {
@@ -37,15 +44,21 @@ struct sName {
     eBareLine bareLine;
 };
 
-// Everything that the daemon sends and reads, and what a modem of this family sends unasked. What
-// is not here is hidden.
+// Everything that the daemon sends and reads, and what a modem of this family sends unasked. Of a
+// command that is not here, all arguments may be secrets.
 // clang-format off
 constexpr sName NAMES[] = {
     {"+CPIN",      eARGUMENTS_SECRET,         eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CPWD",      eARGUMENTS_SECRET_AFTER_1, eANSWER_UNKNOWN,     eBareLine::UNKNOWN},
+    {"+CPWD",      eARGUMENTS_SECRET_AFTER_1, eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
     {"+CLCK",      eARGUMENTS_SECRET_AFTER_2, eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#PDPAUTH",   eARGUMENTS_CREDENTIALS,    eANSWER_UNKNOWN,     eBareLine::UNKNOWN},
-    {"+CGAUTH",    eARGUMENTS_CREDENTIALS,    eANSWER_UNKNOWN,     eBareLine::UNKNOWN},
+    {"#PDPAUTH",   eARGUMENTS_CREDENTIALS,    eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
+    {"+CGAUTH",    eARGUMENTS_CREDENTIALS,    eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
+    {"#USERID",    eARGUMENTS_SECRET,         eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
+    {"#PASSW",     eARGUMENTS_SECRET,         eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
+    {"+CUSD",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CRSM",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CSIM",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
+    {"+CPBF",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
     {"+CMGS",      eARGUMENTS_NUMBERS,        eANSWER_SENT,        eBareLine::UNKNOWN},
     {"+CMGW",      eARGUMENTS_NUMBERS,        eANSWER_SENT,        eBareLine::UNKNOWN},
     {"+CMGL",      eARGUMENTS_KEPT,           eANSWER_MESSAGES,    eBareLine::UNKNOWN},
@@ -186,6 +199,9 @@ const cNameIndex& nameIndex() {
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
+bool isHexDigit(char c) {
+    return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
 bool isLetter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
@@ -262,11 +278,11 @@ size_t basicCommandSize(const char* text, size_t size) {
     if (text[0] == '&' || text[0] == '\\') ++at;
     if (at >= size || strchr("CEFHIKLMOPQSTVWXZ", upperOf(text[at])) == nullptr) return 0;
     size_t end = runEnd(text, size, at + 1, isDigit);
-    if (end - at - 1 > UNKNOWN_KEPT) return 0;
+    if (end - at - 1 > SHORT_NUMBER) return 0;
     if (end < size && text[end] == '=' && upperOf(text[at]) == 'S') {
         const size_t value = end + 1;
         end = runEnd(text, size, value, isDigit);
-        if (end - value > UNKNOWN_KEPT) return 0;
+        if (end - value > SHORT_NUMBER) return 0;
     }
     return end;
 }
@@ -287,31 +303,43 @@ void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
     if (size == 0 || equals(line, size, "+++")) return;
     const bool isCommand = isCommandLine(line, size);
     const bool wasAtPrompt = memory.isAtPrompt;
+    m_written.assign(line, size);
+    m_hidSecret = false;
     memory.isAtPrompt = false;
     if (isCommand && !wasAtPrompt) memory.messageLines = eMessageLines::NONE;
     // A modem may show a prompt that nobody wants, and a command follows.
     if (isCommand) {
         memory.bareLine = eBareLine::UNKNOWN;
-        hideCommands(line + 2, size - 2, &memory);
+        hideCommands(line + 2, size - 2, {&memory, true});
     }
     if (wasAtPrompt || !isCommand) hideMessage(line, size);
-    hideSecrets(line, size);
+    m_hidSecret |= m_secrets.hideIn(line, size);
+    memory.plainCommand.clear();
+    if (memcmp(line, m_written.data(), size) == 0) {
+        memory.plainCommand = m_written;
+        return;
+    }
+    memory.echoes.add(m_written, std::string(line, size), memory.nowMs,
+                      m_hidSecret ? cSecretEchoes::ECHO_WAIT_MS : IDENTITY_ECHO_MS);
 }
 
 void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     if (size == 0) return;
+    if (memory.isEchoExpected() && hideEcho(line, size, memory)) return;
+    const bool isCommand = isCommandLine(line, size);
+    const sCommandPlace echo = {nullptr, memory.isEchoExpected()};
     if (memory.messageLines != eMessageLines::NONE && isFinalResult(line, size))
         memory.messageLines = eMessageLines::NONE;
-    if (memory.messageLines != eMessageLines::NONE && isCommandLine(line, size))
-        hideCommands(line + 2, size - 2, nullptr);
+    if (memory.messageLines != eMessageLines::NONE && isCommand)
+        hideCommands(line + 2, size - 2, echo);
     if (isNameStart(line[0])) {
         hideNamed(line, size, memory);
     } else if (memory.messageLines != eMessageLines::NONE) {
         hideMessage(line, size);
         if (memory.messageLines == eMessageLines::NEXT_LINE)
             memory.messageLines = eMessageLines::NONE;
-    } else if (isCommandLine(line, size)) {
-        hideCommands(line + 2, size - 2, nullptr);
+    } else if (isCommand) {
+        hideCommands(line + 2, size - 2, echo);
     } else if (line[0] == '>') {
         notePrompt(memory);
         hideMessage(line + 1, size - 1);
@@ -321,28 +349,51 @@ void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     hideSecrets(line, size);
 }
 
+// Hides what may be a part of an echo. True if the line is a whole one.
+bool cLineRules::hideEcho(char* line, size_t size, sPortMemory& memory) {
+    if (isFinalResult(line, size) || isWord(line, size)) return false;
+    if (equals(line, size, memory.plainCommand)) return false;
+    eLineForm form = eLineForm::UNKNOWN;
+    if (isPduLine(line, size)) {
+        form = eLineForm::NAMED;
+    } else if (isNameStart(line[0])) {
+        const sFoundName found = findName(line, size);
+        const bool isAnswer = found.size < size && line[found.size] == ':';
+        if (found.row != nullptr && isAnswer) form = eLineForm::NAMED;
+    } else if (memory.bareLine != eBareLine::UNKNOWN && !isCommandLine(line, size)) {
+        form = eLineForm::EXPECTED;
+    }
+    return memory.echoes.hideIn(line, size, form, memory.nowMs);
+}
+
 // ---- Commands -------------------------------------------------------------------------------
 
-// What comes after "AT": commands, separated by semicolons. memory is null for an echo.
-void cLineRules::hideCommands(char* line, size_t size, sPortMemory* memory) {
+// What comes after "AT": commands, separated by semicolons.
+void cLineRules::hideCommands(char* line, size_t size, const sCommandPlace& place) {
     for (size_t at = 0; at < size;) {
         if (line[at] == ';' || line[at] == ' ' || line[at] == '\n') {
             ++at;
             continue;
         }
-        const size_t used = isNameStart(line[at]) ? hideNamedCommand(line + at, size - at, memory)
+        const size_t used = isNameStart(line[at]) ? hideNamedCommand(line + at, size - at, place)
                                                   : basicCommandSize(line + at, size - at);
-        if (used == 0) {
-            if (memory != nullptr) keepSecrets(line + at, size - at, 0, false);
-            return hideText(line + at, size - at);
-        }
-        if (memory != nullptr && upperOf(line[at]) == 'I') memory->bareLine = eBareLine::KEPT;
+        if (used == 0) return hideUnknownArguments(line + at, size - at, place);
+        if (place.memory != nullptr && upperOf(line[at]) == 'I')
+            place.memory->bareLine = eBareLine::KEPT;
         at += used;
     }
 }
 
+void cLineRules::hideUnknownArguments(char* text, size_t size, const sCommandPlace& place) {
+    if (!place.hasSecrets) return hideUnknown(text, size);
+    if (place.memory != nullptr) keepSecrets(text, size, 0, false);
+    m_hidSecret = true;
+    hideText(text, size);
+}
+
 // Returns how much of the line belongs to the command; 0 if it is not known where it ends.
-size_t cLineRules::hideNamedCommand(char* line, size_t size, sPortMemory* memory) {
+size_t cLineRules::hideNamedCommand(char* line, size_t size, const sCommandPlace& place) {
+    sPortMemory* const memory = place.memory;
     const sFoundName found = findName(line, size);
     size_t nameEnd = found.size;
     // "#ABC1234=5" may be anything.
@@ -350,50 +401,46 @@ size_t cLineRules::hideNamedCommand(char* line, size_t size, sPortMemory* memory
     size_t end = nameEnd;
     if (end < size && line[end] == '=') ++end;
     if (end < size && line[end] == '?') return end + 1;
-    if (end == nameEnd && (end == size || line[end] == ';') && nameEnd == found.size) {
-        if (memory != nullptr && found.row != nullptr && memory->bareLine == eBareLine::UNKNOWN)
-            memory->bareLine = found.row->bareLine;
-        return end;
-    }
+    if (memory != nullptr && found.row != nullptr && memory->bareLine == eBareLine::UNKNOWN)
+        memory->bareLine = found.row->bareLine;
+    if (end == nameEnd && (end == size || line[end] == ';') && nameEnd == found.size) return end;
     if (found.row == nullptr || end == nameEnd) {
-        if (memory != nullptr) keepSecrets(line + nameEnd, size - nameEnd, 0, false);
-        hideText(line + nameEnd, size - nameEnd);
+        hideUnknownArguments(line + nameEnd, size - nameEnd, place);
         return size;
     }
-    if (memory != nullptr && memory->bareLine == eBareLine::UNKNOWN)
-        memory->bareLine = found.row->bareLine;
     if (found.row->arguments != eARGUMENTS_KEPT && found.row->arguments != eARGUMENTS_NUMBERS) {
-        hideArguments(line + end, size - end, found.row->arguments, memory != nullptr);
+        hideArguments(line + end, size - end, found.row->arguments, place);
         return size;
     }
     const char* next = static_cast<const char*>(memchr(line + end, ';', size - end));
     const size_t last = next == nullptr ? size : static_cast<size_t>(next - line);
-    hideArguments(line + end, last - end, found.row->arguments, memory != nullptr);
+    hideArguments(line + end, last - end, found.row->arguments, place);
     return last;
 }
 
-void cLineRules::hideArguments(char* text, size_t size, eArguments rule, bool isWritten) {
+void cLineRules::hideArguments(char* text, size_t size, eArguments rule,
+                               const sCommandPlace& place) {
     switch (rule) {
         case eARGUMENTS_KEPT:
             return hideLongNumbers(text, size);
         case eARGUMENTS_NUMBERS:
             return hideQuotedNumbers(text, size);
         case eARGUMENTS_SECRET:
-            return hideFrom(text, size, 0, 0, isWritten);
+            return hideFrom(text, size, 0, 0, place);
         case eARGUMENTS_SECRET_AFTER_1:
-            return hideFrom(text, size, 1, 1, isWritten);
+            return hideFrom(text, size, 1, 1, place);
         case eARGUMENTS_SECRET_AFTER_2:
-            return hideFrom(text, size, 2, 2, isWritten);
+            return hideFrom(text, size, 2, 2, place);
         case eARGUMENTS_CREDENTIALS:
             // The user's name is hidden in its place alone: it is often that of the APN, too.
-            return hideFrom(text, size, 2, 3, isWritten);
+            return hideFrom(text, size, 2, 3, place);
     }
 }
 
 // Keeps the first fields if they are as short as they should be, and hides the rest.
 void cLineRules::hideFrom(char* text, size_t size, size_t keptFields, size_t secretFrom,
-                          bool isWritten) {
-    if (isWritten) keepSecrets(text, size, secretFrom, true);
+                          const sCommandPlace& place) {
+    if (place.memory != nullptr) keepSecrets(text, size, secretFrom, true);
     size_t at = 0;
     for (size_t field = 0; field < keptFields; ++field) {
         size_t end = at;
@@ -405,6 +452,7 @@ void cLineRules::hideFrom(char* text, size_t size, size_t keptFields, size_t sec
         if (end < size && text[end] != ',') break;
         at = end < size ? end + 1 : end;
     }
+    m_hidSecret |= at < size;
     hideText(text + at, size - at);
 }
 
@@ -442,13 +490,16 @@ void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
             memory.messageLines = eMessageLines::NONE;
         return hideMessage(line, size);
     }
-    if (found.size >= size || line[found.size] != ':') return hideText(line, size);
-    hideEchoInside(line, size);
+    hideEchoInside(line, size, memory.isEchoExpected());
+    const bool isAnswer = found.row != nullptr && found.size < size && line[found.size] == ':';
     char* const rest = line + found.size;
     const size_t restSize = size - found.size;
-    switch (found.row == nullptr ? eANSWER_UNKNOWN : found.row->answer) {
+    switch (isAnswer ? found.row->answer : eANSWER_UNKNOWN) {
         case eANSWER_UNKNOWN:
-            break;
+            return memory.echoes.isUnknownExpected(memory.nowMs) ? hideCredentials(rest, restSize)
+                                                                 : hideUnknown(rest, restSize);
+        case eANSWER_CREDENTIALS:
+            return hideCredentials(rest, restSize);
         case eANSWER_MESSAGES:
             memory.messageLines = eMessageLines::UNTIL_RESULT;
             return hideQuotedNumbers(rest, restSize);
@@ -463,30 +514,34 @@ void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
         case eANSWER_KEPT:
             return hideLongNumbers(rest, restSize);
     }
-    // Not known: short numbers are kept.
-    for (size_t at = 0; at < restSize;) {
-        const size_t end = runEnd(rest, restSize, at, isAlphanumeric);
-        if (end - at > UNKNOWN_KEPT || !isNumber(rest + at, end - at))
-            hideText(rest + at, end - at);
+}
+
+// Short numbers are kept.
+void cLineRules::hideCredentials(char* text, size_t size) {
+    for (size_t at = 0; at < size;) {
+        const size_t end = runEnd(text, size, at, isAlphanumeric);
+        if (end - at > SHORT_NUMBER || !isNumber(text + at, end - at))
+            hideText(text + at, end - at);
         at = end + 1;
     }
 }
 
 // An echo without a line end before it.
-void cLineRules::hideEchoInside(char* line, size_t size) {
+void cLineRules::hideEchoInside(char* line, size_t size, bool hasSecrets) {
     for (size_t at = 1; at + 2 < size; ++at) {
         if (!isNameStart(line[at + 2]) || !isCommandLine(line + at, size - at)) continue;
-        return hideCommands(line + at + 2, size - at - 2, nullptr);
+        return hideCommands(line + at + 2, size - at - 2, {nullptr, hasSecrets});
     }
 }
 
 void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {
     if (isWord(line, size)) return;
+    hideEchoInside(line, size, memory.isEchoExpected());
     switch (memory.bareLine) {
         case eBareLine::UNKNOWN:
-            return hideText(line, size);
+            return memory.echoes.isUnknownExpected(memory.nowMs) ? hideText(line, size)
+                                                                 : hideUnknown(line, size);
         case eBareLine::KEPT:
-            hideEchoInside(line, size);
             return hideLongNumbers(line, size);
         case eBareLine::IDENTITY:
             return hideIdentity(line, size);
@@ -511,8 +566,22 @@ void cLineRules::hideIdentity(char* text, size_t size) {
     if (m_keepIdentities) return;
     for (size_t at = 0; at < size;) {
         const size_t end = runEnd(text, size, at, isAlphanumeric);
-        if (end - at > UNKNOWN_KEPT) m_standIns.replaceText(text + at, end - at);
+        if (end - at > SHORT_NUMBER) m_standIns.replaceText(text + at, end - at);
         at = end + 1;
+    }
+}
+
+// What is long enough for a telephone number, a message, or an identity in hexadecimal digits.
+void cLineRules::hideUnknown(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    for (size_t at = 0; at < size; ++at) {
+        const size_t digits = runEnd(text, size, at, isDigit) - at;
+        const size_t hexDigits = runEnd(text, size, at, isHexDigit) - at;
+        if (hexDigits >= UNKNOWN_HEX_DIGITS && hexDigits > digits)
+            m_standIns.replaceText(text + at, hexDigits);
+        else if (digits >= UNKNOWN_NUMBER_DIGITS)
+            m_standIns.replaceNumber(text + at, digits);
+        at += std::max(digits, hexDigits);
     }
 }
 
@@ -553,8 +622,8 @@ void cLineRules::hideLongNumbers(char* text, size_t size) {
 }
 
 void cLineRules::hideInText(char* text, size_t size) {
-    if (isCommandLine(text, size)) hideCommands(text + 2, size - 2, nullptr);
-    hideEchoInside(text, size);
+    if (isCommandLine(text, size)) hideCommands(text + 2, size - 2, {});
+    hideEchoInside(text, size, true);
     hideLongNumbers(text, size);
     hideSecrets(text, size);
 }

@@ -3,7 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
+#include "recording/secret_echoes.h"
 #include "recording/secrets.h"
 #include "recording/stand_ins.h"
 
@@ -28,10 +30,24 @@ struct sPortMemory {
     eBareLine bareLine = eBareLine::UNKNOWN;
     eMessageLines messageLines = eMessageLines::NONE;
     bool isAtPrompt = false;  // what is written next is a message
+    cSecretEchoes echoes;
+    std::string plainCommand;  // written last, if nothing of it was replaced
+    uint64_t nowMs = 0;        // the clock by which an echo can still come
+
+    // The port was closed. An echo can come after it is open again.
+    void forgetLines() {
+        bareLine = eBareLine::UNKNOWN;
+        messageLines = eMessageLines::NONE;
+        isAtPrompt = false;
+    }
+    bool isEchoExpected() const { return echoes.isExpected(nowMs); }
 };
 
 // Decides what of a line may be recorded, and replaces the rest in place. Lines are whole, without
 // their line end. The length never changes.
+//
+// What is written says what is secret. A received line stays as it came, but for these secrets, for
+// what may be a part of the echo of a command that had one, and for identities.
 class cLineRules {
   public:
     cLineRules(cSecrets& secrets, bool keepIdentities)
@@ -52,21 +68,34 @@ class cLineRules {
     void hideInText(char* text, size_t size);
 
   private:
-    void hideCommands(char* line, size_t size, sPortMemory* memory);
-    size_t hideNamedCommand(char* line, size_t size, sPortMemory* memory);
-    void hideArguments(char* text, size_t size, eArguments rule, bool isWritten);
-    void hideFrom(char* text, size_t size, size_t keptFields, size_t secretFrom, bool isWritten);
+    // Where commands are found.
+    struct sCommandPlace {
+        sPortMemory* memory = nullptr;  // of the port on which they are written
+        bool hasSecrets = true;         // arguments that nobody knows may be some
+    };
+
+    void hideCommands(char* line, size_t size, const sCommandPlace& place);
+    size_t hideNamedCommand(char* line, size_t size, const sCommandPlace& place);
+    void hideArguments(char* text, size_t size, eArguments rule, const sCommandPlace& place);
+    void hideUnknownArguments(char* text, size_t size, const sCommandPlace& place);
+    void hideFrom(char* text, size_t size, size_t keptFields, size_t secretFrom,
+                  const sCommandPlace& place);
     void keepSecrets(const char* text, size_t size, size_t fieldsBefore, bool isOwnCommand);
+    bool hideEcho(char* line, size_t size, sPortMemory& memory);
     void hideNamed(char* line, size_t size, sPortMemory& memory);
+    void hideCredentials(char* text, size_t size);
     void hideBare(char* line, size_t size, const sPortMemory& memory);
+    void hideUnknown(char* text, size_t size);
     void hideMessage(char* text, size_t size);
     void hideQuotedNumbers(char* text, size_t size);
     void hideLongNumbers(char* text, size_t size);
-    void hideEchoInside(char* line, size_t size);
+    void hideEchoInside(char* line, size_t size, bool hasSecrets);
 
     cSecrets& m_secrets;
     cStandIns m_standIns;
     bool m_keepIdentities;
+    std::string m_written;     // the line before it was changed
+    bool m_hidSecret = false;  // in the line that is written
 };
 
 // Whether a line is a final result code, ITU-T V.250 section 5.7.1.

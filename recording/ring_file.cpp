@@ -6,13 +6,14 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 bool cRingFile::open(const std::string& path, const std::string& olderPath, size_t maxBytes) {
     close();
     m_path = path;
     m_olderPath = olderPath;
     m_maxBytes = maxBytes;
-    return openCurrent() && endTornLine();
+    return openCurrent() && cutTornLine();
 }
 
 void cRingFile::close() {
@@ -25,7 +26,9 @@ bool cRingFile::openCurrent() {
     m_file = ::open(m_path.c_str(), FLAGS, 0600);
     if (m_file == -1) return false;
     struct stat info {};
-    if (fstat(m_file, &info) != 0 || !S_ISREG(info.st_mode)) {
+    // A second name, or another owner: whoever has it could read along, or lose a file to it.
+    if (fstat(m_file, &info) != 0 || !S_ISREG(info.st_mode) || info.st_nlink > 1 ||
+        info.st_uid != geteuid()) {
         close();
         errno = EINVAL;
         return false;
@@ -34,10 +37,24 @@ bool cRingFile::openCurrent() {
     return true;
 }
 
-bool cRingFile::endTornLine() {
-    char last = '\n';
-    if (m_size == 0 || pread(m_file, &last, 1, static_cast<off_t>(m_size) - 1) != 1) return true;
-    return last == '\n' || write("\n");
+// A reader ignores a torn line at the end of a file only, and more lines come after it.
+bool cRingFile::cutTornLine() {
+    char part[4096];
+    size_t end = m_size;
+    while (end > 0) {
+        const size_t size = end < sizeof part ? end : sizeof part;
+        const size_t begin = end - size;
+        if (pread(m_file, part, size, static_cast<off_t>(begin)) != static_cast<ssize_t>(size))
+            return false;
+        const void* const lineEnd = memrchr(part, '\n', size);
+        end = begin;
+        if (lineEnd == nullptr) continue;
+        end += static_cast<size_t>(static_cast<const char*>(lineEnd) - part) + 1;
+        break;
+    }
+    if (end == m_size) return true;
+    m_size = end;
+    return ftruncate(m_file, static_cast<off_t>(end)) == 0;
 }
 
 bool cRingFile::turn() {

@@ -14,7 +14,7 @@ class cRingFile {
     cRingFile(const cRingFile&) = delete;
     cRingFile& operator=(const cRingFile&) = delete;
 
-    // Opens the file for appending; a torn last line is ended. maxBytes is for each of the two
+    // Opens the file for appending; a torn last line is cut off. maxBytes is for each of the two
     // files. Both names must be in a folder that only root may write. False with errno set on
     // failure.
     bool open(const std::string& path, const std::string& olderPath, size_t maxBytes);
@@ -31,7 +31,7 @@ class cRingFile {
 
   private:
     bool openCurrent();
-    bool endTornLine();
+    bool cutTornLine();
 
     std::string m_path;
     std::string m_olderPath;

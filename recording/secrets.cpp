@@ -41,12 +41,15 @@ bool cSecrets::hideAt(char* text, size_t size) const {
     return false;
 }
 
-void cSecrets::hideIn(char* text, size_t size) const {
-    if (isEmpty()) return;
+bool cSecrets::hideIn(char* text, size_t size) const {
+    if (isEmpty()) return false;
+    bool isFound = false;
     // A hidden secret may complete another one.
     for (bool isChanged = true; isChanged;) {
         isChanged = false;
         for (size_t at = 0; at + SECRET_MIN <= size; ++at)
             if (mayBeginWith(text[at]) && hideAt(text + at, size - at)) isChanged = true;
+        isFound |= isChanged;
     }
+    return isFound;
 }

@@ -14,8 +14,8 @@ class cSecrets {
     // Keeps a text as a secret; the oldest one is forgotten if there are too many. Ignores a text
     // that is too short, too long, or made of stand-ins already.
     void add(const std::string& secret);
-    // Hides every secret in a text.
-    void hideIn(char* text, size_t size) const;
+    // Hides every secret in a text. True if there was one.
+    bool hideIn(char* text, size_t size) const;
     // Whether a secret may begin with this character.
     bool mayBeginWith(char character) const {
         return m_starts[static_cast<unsigned char>(character)];

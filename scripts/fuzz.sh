@@ -21,7 +21,7 @@ readonly TABLE=(
     'request_files_fuzz 1000 files'
     'text_fuzz 300 modem'
     'status_file_fuzz 2000 status'
-    'recording_fuzz 300 modem'
+    'recording_fuzz 100 modem'
     'replay_fuzz 3000 recording'
 )
 

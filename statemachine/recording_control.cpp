@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -14,6 +15,7 @@
 #include "include/program_version.h"
 #include "include/repeated_starts.h"
 #include "platform/include/text_helpers.h"
+#include "platform/include/tokenstr.h"
 #include "published/paths.h"
 #include "published/recording_request.h"
 #include "recording/ring_file.h"
@@ -22,6 +24,8 @@
 namespace {
 
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
+constexpr size_t PIN_FILE_MAX = 512;
+constexpr uint64_t RETRY_AFTER_S = 60;
 
 // Which request file was seen last. A new one has another inode or time.
 struct sSeenFile {
@@ -41,6 +45,7 @@ struct sRecordingControlState {
     std::string requestPath;
     sSeenFile seen;
     sRecordingRequest request;  // of the recording that runs
+    uint64_t retryAtS = 0;      // what is recorded always has failed; 0: it has not
 };
 
 sRecordingControlState g_recordingControlState;
@@ -90,7 +95,23 @@ void removeRequest() {
     if (g_recordingControlState.seen.isThere) unlink(requestPath().c_str());
 }
 
+// What the daemon may send, and what may come back in any form. The rest it learns when it is sent.
+void hideSecrets(const sMachine& machine) {
+    const std::string& slot = g_S_options.s_port;
+    hideFromRecording(machine.config.password);
+    for (const std::string& path :
+         {pinFilePath(slot), pinRequestPath(slot), pinChangePath(slot), pukFilePath(slot)}) {
+        std::string text;
+        if (!readFile2StringNoFollow(path, text, PIN_FILE_MAX)) continue;
+        std::replace(text.begin(), text.end(), '\n', ' ');
+        for (const std::string& word : tokenstr(text, ' ', eEmptyTokens::DROP))
+            hideFromRecording(word);
+    }
+}
+
 void begin(const sMachine& machine, const sRecordingRequest& request) {
+    uint64_t& retryAtS = g_recordingControlState.retryAtS;
+    const bool isRetry = retryAtS != 0;
     const std::string& slot = g_S_options.s_port;
     const std::string path = recordingPath(slot);
     const sRecordSettings settings = {path,
@@ -99,18 +120,20 @@ void begin(const sMachine& machine, const sRecordingRequest& request) {
                                       request.keepIdentities,
                                       std::string(DAEMON_NAME) + " " + PROGRAM_VERSION,
                                       textToInt(slot),
+                                      isRetry,
                                       markAllPublished};
     if (!prepareFolder() || !startRecording(settings)) {
         const int error = errno;
-        debug(eLOG_NOTICE, g_i_debugMode, "Cannot record into %s, errno %d (%s)", path.c_str(),
-              error, strerror(error));
+        debug(isRetry ? eLOG_STATE : eLOG_NOTICE, g_i_debugMode,
+              "Cannot record into %s, errno %d (%s)", path.c_str(), error, strerror(error));
         removeRequest();
+        retryAtS = recordingClockS() + RETRY_AFTER_S;
         return;
     }
-    debug(eLOG_NOTICE, g_i_debugMode, "Recording into %s", path.c_str());
+    debug(isRetry ? eLOG_STATE : eLOG_NOTICE, g_i_debugMode, "Recording into %s", path.c_str());
     g_recordingControlState.request = request;
     resetRecordingMarks();
-    hideFromRecording(machine.config.password);
+    hideSecrets(machine);
     markStart();
     markConfig(machine.configFile, "begin");
     markStates(outerStateName(machine.outerState), modemStateName(machine.modemState));
@@ -124,15 +147,37 @@ void stop(const char* reason) {
     debug(eLOG_NOTICE, g_i_debugMode, "Recording ended: %s", reason);
 }
 
+sRecordingRequest alwaysRequest() {
+    sRecordingRequest request;
+    request.fileBytes = RECORDING_ALWAYS_BYTES;
+    return request;
+}
+
 // A request, or the end of one.
 void actOnRequest(const sMachine& machine, const struct stat& info) {
     stop("asked");
+    if (g_recordingControlState.seen.isThere) g_recordingControlState.retryAtS = 0;
     sRecordingRequest request;
     const bool isRequested =
         g_recordingControlState.seen.isThere && readRequest(info, request) && !isOver(request);
     // Its time may have come while no daemon ran.
     if (!isRequested && isOver(request)) removeRequest();
-    if (isRequested || g_S_options.b_record_always) begin(machine, request);
+    if (isRequested || g_S_options.b_record_always)
+        begin(machine, isRequested ? request : alwaysRequest());
+}
+
+// A full disk may have room again. Only the first failure of a row is a notice.
+void retryAlways(const sMachine& machine) {
+    uint64_t& retryAtS = g_recordingControlState.retryAtS;
+    if (retryAtS == 0 || recordingClockS() < retryAtS) return;
+    if (isRecording()) {
+        // It has lasted.
+        retryAtS = 0;
+        debug(eLOG_NOTICE, g_i_debugMode, "Recording again");
+    } else if (g_S_options.b_record_always) {
+        retryAtS = recordingClockS() + RETRY_AFTER_S;
+        begin(machine, alwaysRequest());
+    }
 }
 
 bool copyInto(const std::string& path, int target) {
@@ -175,12 +220,14 @@ void keepRecording() {
 void controlRecording(sMachine& machine) {
     sRecordingControlState& state = g_recordingControlState;
     struct stat info {};
+    flushRecording();
     if (takeRecordingFailure() != 0) {
         markShellCommands(false);
         removeRequest();
-        // Also if it is recorded always: the next request or the next start tries again.
         state.seen = {};
+        state.retryAtS = recordingClockS() + RETRY_AFTER_S;
     }
+    retryAlways(machine);
     if (isRecording() && isOver(state.request)) {
         stop("minutes");
         removeRequest();

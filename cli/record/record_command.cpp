@@ -196,7 +196,7 @@ void addStart(const cSubcommand& record, sCliContext& context) {
     command.flag("--with-identities", options->withIdentities,
                  "keep IMSI, IMEI, numbers and messages");
     command.footer(
-        "PIN, PUK and password are never recorded. Two files of a megabyte hold 4 to 8\n"
+        "PIN, PUK and password are never recorded. Two files of a megabyte hold 5 to 10\n"
         "minutes of a connected modem; older lines are dropped.\n"
         "Example:\n"
         "  cellslot record start --minutes 10");

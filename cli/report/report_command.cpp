@@ -89,7 +89,12 @@ void learnSecrets(const sPlaces& places, int slot, cReportText& text) {
             text.addSecret(word);
     }
     const cTextLookupTable table(configPlace(places, slot), '=');
-    if (table.DoesEntryExist(CM_PASSWORD)) text.addSecret(table.GetEntryByLabel(CM_PASSWORD)[1]);
+    const auto valueOf = [&](const char* key) {
+        return table.DoesEntryExist(key) ? table.GetEntryByLabel(key)[1] : std::string();
+    };
+    text.addSecret(valueOf(CM_PASSWORD));
+    // Many networks have the APN's name for the user too; that is no secret.
+    if (valueOf(CM_USERNAME) != valueOf(CM_APN)) text.addSecret(valueOf(CM_USERNAME));
 }
 
 std::string configText(const sPlaces& places, int slot) {

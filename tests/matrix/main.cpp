@@ -24,8 +24,7 @@ constexpr const char* USAGE =
     "  --seed N       what is drawn, and what the faults are; printed, by chance without it\n"
     "  --jobs N       processes at a time (default: 2)\n"
     "  --limit S      seconds on the host's clock for one cell (default: 60)\n"
-    "  --replay       records each day, replays it, and compares commands and published values;\n"
-    "                 without the cells with garbage, which is not recorded as it came\n"
+    "  --replay       records each day, replays it, and compares commands and published values\n"
     "  --list         prints the cells instead of running them\n"
     "  --verbose      prints each cell as it passes\n";
 
@@ -139,19 +138,11 @@ std::vector<sCell> allCells(const sOptions& options) {
     return cells;
 }
 
-// A line that the recorder does not know may hold a part of a secret, so it is not recorded as it
-// came. With other bytes the daemon may do something else.
-bool isHidden(eFault fault) {
-    return fault == eGARBAGE_BYTES || fault == eGARBAGE_KILOBYTES || fault == eGARBAGE_FLOOD ||
-           fault == eMIXED;
-}
-
 std::vector<sCell> chosenCells(const sOptions& options) {
     std::vector<sCell> cells = allCells(options);
     cells.erase(std::remove_if(cells.begin(), cells.end(),
                                [&](const sCell& cell) {
-                                   return cell.name.find(options.only) == std::string::npos ||
-                                          (options.replay && isHidden(cell.plan.fault));
+                                   return cell.name.find(options.only) == std::string::npos;
                                }),
                 cells.end());
     for (sCell& cell : cells)

@@ -52,7 +52,7 @@ void writeAll(int fd, const std::string& text) {
     } catch (const std::exception& problem) {
         outcome.failures.push_back(std::string("the test itself: ") + problem.what());
     }
-    writeAll(RESULT, toJson(outcome).dump());
+    writeAll(RESULT, toJson(outcome).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace));
     _exit(0);
 }
 

@@ -18,6 +18,13 @@ char escapedCharacter(const std::string& text, size_t& at) {
     return static_cast<char>(strtol(text.substr(at - 4, 4).c_str(), nullptr, 16));
 }
 
+// Where the JSON string that begins at `at` ends.
+size_t textEnd(const std::string& text, size_t at) {
+    while (at < text.size() && text[at] != '"')
+        at += text[at] == '\\' ? 2 : 1;
+    return at;
+}
+
 }  // namespace
 
 std::string unescapedJson(const std::string& text) {
@@ -42,7 +49,7 @@ std::string recordedData(const std::string& lines) {
     const std::string start = DATA;
     for (size_t at = lines.find(start); at != std::string::npos; at = lines.find(start, at)) {
         at += start.size();
-        const size_t end = lines.find("\"}\n", at);
+        const size_t end = textEnd(lines, at);
         bytes += unescapedJson(lines.substr(at, end - at));
     }
     return bytes;

@@ -46,6 +46,9 @@ ROOT_PLACES = ("/var/log/wireless.cardstats.1", "/var/log/wireless.cardstats",
                "/run/cellslotd.1.config", "/run/cellslotd.1.logged",
                "/var/log/.cellslot-tmp-aaaaaa", "/etc/vuk/.cellslot-tmp-aaaaaa",
                "/storage/.cellslot-tmp-aaaaaa")
+RECORDING_FOLDER = "/var/log/cellslot"
+RECORDING_PLACES = (f"{RECORDING_FOLDER}/recording.1.jsonl", f"{RECORDING_FOLDER}/recording.1.older.jsonl",
+                    "/run/cellslot/record.1")
 PID_PLACE = "/run/cellslotd.1.pid"
 STORE_PLACES = tuple(f"/run/cellslot/skvs/{name}" for name in ("data.mdb", "lock.mdb", "open.lock"))
 MOUNTS = ("/tmp", "/var/log", "/etc/vuk", "/storage", "/run")
@@ -273,6 +276,29 @@ class RootsPlaces(HostileFiles):
         self.clear({PID_PLACE: "folder"})
         self.start()
         self.subject.waitConnected()
+
+
+class Recordings(HostileFiles):
+    """A daemon that is to record at all times."""
+
+    def start(self):
+        self.subject.startDaemon("--record-always", fast=FAST)
+
+    def test_obstacles_changeNothingOutsideAndDoNotStopTheDaemon(self):
+        self.standRounds(RECORDING_PLACES, 2)
+
+    def test_everyObstacleInThePlaceOfTheRecording_doesNotStopTheDaemon(self):
+        kinds = list(KINDS)
+        for kind in kinds if ALL else self.random.sample(kinds, 3):
+            self.stand({RECORDING_PLACES[0]: kind}, True)
+
+    def test_folderThatIsSomethingElse_isNotUsed(self):
+        kinds = [kind for kind in KINDS if kind != "folder"]
+        for kind in {"linkToFolder", *(kinds if ALL else self.random.sample(kinds, 1))}:
+            self.stand({RECORDING_FOLDER: kind}, True)
+
+    def test_folderOfAnotherUser_isNotUsed(self):
+        self.stand({RECORDING_FOLDER: "folder"}, True)
 
 
 class Triggers(HostileFiles):

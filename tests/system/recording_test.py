@@ -150,6 +150,25 @@ class Recording(unittest.TestCase):
         waitUntil(lambda: len(self.slot.commands()) > before + 20, lambda: "the daemon stands")
         self.assertEqual(self.slot.value("_QMI_STATE"), "CONNECTED")
 
+    def test_fullDisk_ofARecordingThatRunsAlways_isTriedAgainWithoutMoreNotices(self):
+        FOLDER.mkdir(mode=0o700)
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=64k,mode=0700", "none", FOLDER], check=True)
+        self.addCleanup(subprocess.run, ["umount", "-l", FOLDER], check=True)
+        self.slot = Slot(1)
+        self.addCleanup(self.slot.end)
+        self.slot.configure()
+        self.slot.startSim()
+        self.slot.startDaemon("--record-always", fast=20)
+        waitUntil(lambda: self.log.count("Recording ended: cannot write"), lambda: "no notice")
+        commands = len(self.slot.commands())
+        # Minutes of the daemon's clock.
+        waitUntil(lambda: len(self.slot.commands()) > commands + 1000, lambda: "the daemon stands")
+        self.assertEqual(self.log.count("Recording ended: cannot write"), 1)
+        self.assertEqual(self.log.count("Cannot record into"), 0)
+        subprocess.run(["mount", "-o", "remount,size=8m", FOLDER], check=True)
+        waitUntil(lambda: self.log.count("Recording again"), lambda: "it does not record again")
+        linesOf(CURRENT)
+
     def test_exitStatus3_keepsTheRecording(self):
         self.slot = Slot(1)
         self.addCleanup(self.slot.end)

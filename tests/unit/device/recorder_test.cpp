@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "device/at_port.h"
+#include "device/link_state.h"
 #include "include/options.h"
 #include "platform/include/timer_clock.h"
 #include "tests/support/pseudo_terminal.h"
@@ -42,6 +44,7 @@ class Recorder : public testing::Test {
     }
     // Without the first line.
     std::string lines() const {
+        flushRecording();
         const std::string text = readFile(m_path);
         return text.substr(text.find('\n') + 1);
     }
@@ -161,8 +164,10 @@ TEST_F(Recorder, Identity_IsTheSameInAMarkAsOnThePort) {
 TEST_F(Recorder, FullFile_BeginsAnotherWithHeaderAndState) {
     m_markState = markSomething;
     ASSERT_TRUE(start(300));
-    for (int i = 0; i < 5; ++i)
+    for (int i = 0; i < 5; ++i) {
         recordRead(3, "+CSQ: 1,2\r\n", 11);
+        flushRecording();
+    }
     const std::string header = readFile(m_older).substr(0, readFile(m_older).find('\n'));
     EXPECT_EQ(readFile(m_path).find(header), 0U);
     EXPECT_NE(lines().find("\"mark\":\"whole\""), std::string::npos);
@@ -190,4 +195,58 @@ TEST_F(Recorder, SecondRecording_AppendsWithAHeaderOfItsOwn) {
     stopRecording("asked");
     const std::string text = readFile(m_path);
     EXPECT_NE(text.find("\"reason\":\"minutes\"}\n{\"recording\":1"), std::string::npos) << text;
+}
+
+TEST_F(Recorder, BegunWhileAnAnswerIsOwed_HidesWhatNobodyKnows) {
+    noteOpenPort(3, "/dev/at");
+    noteOwedAnswer(3);
+    ASSERT_TRUE(start());
+    recordRead(3, "hunter2\r\n", 9);
+    forgetLink(3);
+    EXPECT_NE(lines().find("xxxxxx0"), std::string::npos) << lines();
+}
+
+TEST_F(Recorder, Bytes_AreWrittenInTimeOrWhenTheyAreMany) {
+    const auto fileLines = [this] {
+        const std::string text = readFile(m_path);
+        return std::count(text.begin(), text.end(), '\n') - 1;
+    };
+    ASSERT_TRUE(start());
+    recordRead(3, "+CSQ: 1,2\r\n", 11);
+    EXPECT_EQ(fileLines(), 0);
+    g_nowMs += 1000;
+    recordRead(3, "+CSQ: 1,2\r\n", 11);
+    EXPECT_EQ(fileLines(), 2);
+    for (int i = 0; i < 500; ++i)
+        recordRead(3, "+CSQ: 1,2\r\n", 11);
+    EXPECT_GT(fileLines(), 200);
+    EXPECT_LT(fileLines(), 502);
+}
+
+TEST_F(Recorder, SilentPort_WritesWhatWasRecordedBefore) {
+    ASSERT_TRUE(start());
+    recordWrite(3, "AT+COPS=?\r", 10);
+    for (int i = 0; i < 99; ++i)
+        recordSilence();
+    EXPECT_EQ(readFile(m_path).find("COPS"), std::string::npos);
+    recordSilence();
+    EXPECT_NE(readFile(m_path).find("COPS"), std::string::npos);
+}
+
+TEST_F(Recorder, FailedOpen_IsRecordedWhenItBeginsAndWhenTheReasonChanges) {
+    int port = -1;
+    ASSERT_TRUE(start());
+    g_S_options.s_device = m_folder / "none";
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(openDevice(g_S_options.s_device, port), ENOENT);
+    noteFailedOpen(g_S_options.s_device, EACCES);
+    noteFailedOpen(g_S_options.s_gps_device, ENOENT);
+    noteOpenPort(3, g_S_options.s_device);
+    noteFailedOpen(g_S_options.s_device, EACCES);
+    EXPECT_EQ(lines(),
+              "{\"ms\":0,\"at\":\"open\",\"error\":2}\n"
+              "{\"ms\":0,\"at\":\"open\",\"error\":13}\n"
+              "{\"ms\":0,\"gps\":\"open\",\"error\":2}\n"
+              "{\"ms\":0,\"at\":\"open\"}\n"
+              "{\"ms\":0,\"at\":\"open\",\"error\":13}\n");
 }

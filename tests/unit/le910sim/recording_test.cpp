@@ -58,6 +58,22 @@ TEST(Recording, EveryKindOfLine_IsAnEventWithItsLineAndTime) {
     EXPECT_EQ(recording.header["slot"], 1);
 }
 
+TEST(Recording, CarriageReturnOfItsCommand_IsAnEventOfItsOwn) {
+    const sRecording recording = readText(HEADER + R"({"ms":5,"at":"write","data":"AT\r","cr":10})"
+                                                   "\n"
+                                                   R"({"ms":20,"at":"read","data":"OK"})"
+                                                   "\n");
+    ASSERT_EQ(recording.events.size(), 3U);
+    EXPECT_EQ(recording.events[0].bytes, "AT");
+    EXPECT_EQ(recording.events[0].ms, 5U);
+    EXPECT_EQ(recording.events[1].kind, eRECORDED_WRITE);
+    EXPECT_EQ(recording.events[1].bytes, "\r");
+    EXPECT_EQ(recording.events[1].ms, 15U);
+    EXPECT_EQ(recording.events[1].line, 2U);
+    EXPECT_NE(errorOf(HEADER + R"({"ms":5,"at":"write","data":"AT\r","cr":-1})" + "\n"),
+              "no error");
+}
+
 TEST(Recording, EveryByte_SurvivesWritingAndReading) {
     sRecordedEvent event;
     event.kind = eRECORDED_READ;

@@ -18,6 +18,11 @@ class cExchange {
 
     void write(const std::string& text) { add(eRecordedWay::WRITE, text); }
     void read(const std::string& text) { add(eRecordedWay::READ, text); }
+    void advance(uint64_t ms) { m_ms += ms; }
+    void begin() {
+        m_exchange.begin(true);
+        m_ms = 0;
+    }
     cHiddenExchange& exchange() { return m_exchange; }
 
     // All that was written and read, in lines of their own.
@@ -62,13 +67,23 @@ const sCase CASES[] = {
     {"basic commands", "ATE0V1&F\r", "", "ATE0V1&F\r"},
     {"dialled PIN", "ATD**04*1234*5678*5678#\r", "", "ATx__00_0000_0000_0000_\r"},
     {"unknown command", "AT#FOO=7,\"pa55\"\r", "AT#FOO=7,\"pa55\"\r", "AT#FOO=0,\"xx00\"\rAT#FOO=0,\"xx00\"\r"},
-    {"unknown command without arguments", "AT#FOO?\r", "#FOO: 3,\"text\",1234\r\n", "AT#FOO?\r#FOO: 3,\"xxxx\",0000\r\n"},
+    {"unknown command without arguments", "AT#FOO?\r", "#FOO: 3,\"text\",1234\r\n", "AT#FOO?\r#FOO: 3,\"text\",1234\r\n"},
+    {"credentials that the modem has stored", "AT#PDPAUTH?\r", "#PDPAUTH: 1,2,\"pump\",\"s3cret\"\r\n", "AT#PDPAUTH?\r#PDPAUTH: 1,2,\"xxxx\",\"x0xxxx\"\r\n"},
     {"number in an unknown name", "AT#FOO1234\r", "", "AT#FOO0000\r"},
     {"known answers", "AT+CSQ\r", "\r\n+CSQ: 17,99\r\n\r\nOK\r\n", "AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n"},
     {"errors", "AT+CSQ\r", "\r\n+CME ERROR: SIM busy\r\n", "AT+CSQ\r\r\n+CME ERROR: SIM busy\r\n"},
     {"model", "AT+GMM\r", "AT+GMM\r\r\nLE910-NA V2\r\n\r\nOK\r\n", "AT+GMM\rAT+GMM\r\r\nLE910-NA V2\r\n\r\nOK\r\n"},
-    {"lines nobody asked for", "", "\r\nhello 12\r\n", "\r\nxxxxx 00\r\n"},
-    {"rest of a lost echo", "", "34\"\r\r\nOK\r\n", "00\"\r\r\nOK\r\n"},
+    {"lines nobody asked for", "", "\r\nhello 12\x01\x90\r\n", "\r\nhello 12\x01\x90\r\n"},
+    {"garbage and a final result", "AT+CSQ\r", "AT+C\x80SQ\r\n\xff\x03OK\r\n", "AT+CSQ\rAT+C\x80SQ\r\n\xff\x03OK\r\n"},
+    {"rest of a lost echo", "AT+CPIN=\"1234\"\r", "34\"\r\r\nOK\r\n", "AT+CPIN=\"0000\"\r00\"\r\r\nOK\r\n"},
+    {"echo that an answer cuts", "AT+CPIN=\"1234\"\r", "AT+CPIN=\"12\r\n+CREG: 1,\"12\"\r\n34\"\r", "AT+CPIN=\"0000\"\rAT+CPIN=\"00\r\n+CREG: 1,\"12\"\r\n00\"\r"},
+    {"echo without its beginning", "AT+CPIN=\"1234\"\r", "PIN=\"1234\"\rN=\"124\"\r+CPIN=\"123\"\r", "AT+CPIN=\"0000\"\rPIN=\"0000\"\rN=\"000\"\r+CPIN=\"000\"\r"},
+    {"echo that looks like an answer", "AT+CPIN=\"s3cr4t\"\r", "+CPIN:\"s3cr4\r+CPIN: READY\r", "AT+CPIN=\"x0xx0x\"\r+CPIN:\"x0xx0\r+CPIN: READY\r"},
+    {"garbage with digits of the PIN", "AT+CPIN=8765,1234\r", "#QSS: \x90\r\x91\x92,1\r\x93\x94" "12\r", "AT+CPIN=0000,0000\r#QSS: \x90\r\x91\x92,1\r\x93\x94" "00\r"},
+    {"echo of an unknown command, cut", "AT#FOO=\"hunter\"\r", "AT#FO\r\nRING\r\nO=\"hun\r\nOK\r\nter\"\r", "AT#FOO=\"xxxxxx\"\rAT#FO\r\nRING\r\nO=\"xxx\r\nOK\r\nxxx\"\r"},
+    {"user's name in an answer", "AT#PDPAUTH=1,2,internet,s3cret\r", "+CGDCONT: 1,\"IP\",\"internet\"\r", "AT#PDPAUTH=1,2,xxxxxxxx,x0xxxx\r+CGDCONT: 1,\"IP\",\"internet\"\r"},
+    {"model in which the PIN begins", "AT+CPIN=9105\rAT+CGMM\r", "LE910-NA V2\r", "AT+CPIN=0000\rAT+CGMM\rLE910-NA V2\r"},
+    {"rest of a late echo in the place of a model", "AT+CPIN=9105\rAT+CGMM\r", "05\r", "AT+CPIN=0000\rAT+CGMM\r00\r"},
     {"echo after an answer", "", "+CREG: 1AT+CPIN=\"1234\"\r\n", "+CREG: 1AT+CPIN=\"0000\"\r\n"},
     {"registration", "", "\r\n+CEREG: 1,\"700D\",\"01D7\",7\r\n", "\r\n+CEREG: 1,\"700D\",\"01D7\",7\r\n"},
     {"positions", "", "$GPRMC,123519,A,4807.038,N,01131.000,E\r\n", "$GPRMC,123519,A,4807.038,N,01131.000,E\r\n"},
@@ -106,6 +121,26 @@ TEST(HiddenExchange, Pieces_StayPiecesWithTheirTimes) {
               "{\"ms\":2,\"at\":\"write\",\"data\":\"\\r\"}\n");
 }
 
+TEST(HiddenExchange, CommandThatCameBefore_HasItsCarriageReturnInItsLine) {
+    cExchange exchange(false, 6);
+    for (int i = 0; i < 3; ++i) {
+        exchange.write("AT+CSQ\r");
+        exchange.read("AT+CSQ");
+        exchange.read("\r\nOK\r\n");
+    }
+    const std::string lines = exchange.lines();
+    EXPECT_NE(lines.find("{\"ms\":0,\"at\":\"write\",\"data\":\"AT+CSQ\"}\n"
+                         "{\"ms\":1,\"at\":\"write\",\"data\":\"\\r\"}\n"),
+              std::string::npos)
+        << lines;
+    EXPECT_NE(lines.find("{\"ms\":4,\"at\":\"write\",\"data\":\"AT+CSQ\\r\",\"cr\":1}\n"),
+              std::string::npos)
+        << lines;
+    EXPECT_EQ(recordedData(lines),
+              "AT+CSQ\rAT+CSQ\r\nOK\r\nAT+CSQ\rAT+CSQ\r\nOK\r\n"
+              "AT+CSQ\rAT+CSQ\r\nOK\r\n");
+}
+
 TEST(HiddenExchange, UnfinishedLine_WaitsForItsEnd) {
     cExchange exchange;
     exchange.read("AT+CPIN=\"12");
@@ -126,6 +161,70 @@ TEST(HiddenExchange, PortClosedInALine_EndsIt) {
     exchange.read("AT+CPIN=\"12");
     exchange.exchange().endLines(eRecordedPort::AT);
     EXPECT_EQ(recordedData(exchange.lines()), "AT+CPIN=\"00");
+}
+
+TEST(HiddenExchange, EchoAfterItsPortWasOpenedAgain_IsStillHidden) {
+    cExchange exchange;
+    exchange.write("AT+CPIN=\"1234\"\r");
+    exchange.exchange().endLines(eRecordedPort::AT);
+    exchange.read("\"124\"\r");
+    EXPECT_EQ(exchange.data(), "AT+CPIN=\"0000\"\r\"000\"\r");
+}
+
+TEST(HiddenExchange, EchoInAnotherRecording_IsStillHidden) {
+    cExchange exchange;
+    exchange.advance(1000000);
+    exchange.write("AT+CPIN=\"1234\"\r");
+    exchange.begin();
+    exchange.read("34\"\r");
+    EXPECT_EQ(exchange.data(), "00\"\r");
+}
+
+TEST(HiddenExchange, PartOfASecretWhenNoEchoCanComeAnyMore_StaysAsItCame) {
+    cExchange exchange;
+    exchange.write("AT+CPIN=\"1234\"\r");
+    exchange.advance(cSecretEchoes::ECHO_WAIT_MS - 10);
+    exchange.read("34\"\r");
+    exchange.advance(20);
+    exchange.read("34\"\r1234\r");
+    EXPECT_EQ(exchange.data(), "AT+CPIN=\"0000\"\r00\"\r34\"\r0000\r");
+}
+
+TEST(HiddenExchange, SameCommandAgain_IsWaitedForAgain) {
+    cExchange exchange;
+    exchange.write("AT+CPIN=\"1234\"\r");
+    exchange.advance(2 * cSecretEchoes::ECHO_WAIT_MS);
+    exchange.write("AT+CPIN=\"1234\"\r");
+    exchange.read("34\"\r");
+    EXPECT_EQ(exchange.data(), "AT+CPIN=\"0000\"\rAT+CPIN=\"0000\"\r00\"\r");
+}
+
+TEST(HiddenExchange, EchoOfACommandThatNobodySaw_HidesWhatIsNotKnown) {
+    cExchange exchange;
+    exchange.exchange().expectUnknownEcho(eRecordedPort::AT);
+    exchange.read("cret\"\r#FOO: 1,\"cret\"\r+CSQ: 1,2\r\nOK\r\n");
+    EXPECT_EQ(exchange.data(), "xxxx\"\r#FOO: 1,\"xxxx\"\r+CSQ: 1,2\r\nOK\r\n");
+}
+
+TEST(HiddenExchange, MoreSecretsThanAreKept_HideWhatIsNotKnown) {
+    cExchange exchange;
+    for (int i = 10; i < 20; ++i)
+        exchange.write("AT#FOO=\"secret" + std::to_string(i) + "\"\r");
+    exchange.read("et10\"\r");
+    const std::string data = exchange.data();
+    EXPECT_EQ(data.substr(data.size() - 6), "xx00\"\r");
+}
+
+// A line may say which SIM card this is although nobody knows its name.
+TEST(HiddenExchange, IdentitiesInUnknownLines_AreReplaced) {
+    cExchange exchange;
+    exchange.read(
+        "my number is 5550101\r\n#FOO: \"89014100000000000015\"\r\n"
+        "07917283010010F5040B917238880900F10000993092516195000AE8329BFD4697D9EC37\r\n");
+    const std::string data = exchange.data();
+    for (const char* const part : {"5550101", "0000000015", "7238880900F1", "E8329BFD"})
+        EXPECT_EQ(data.find(part), std::string::npos) << data;
+    EXPECT_EQ(data.find("my number is "), 0U);
 }
 
 TEST(HiddenExchange, LineThatNeverEnds_IsHiddenAndDoesNotFillTheMemory) {

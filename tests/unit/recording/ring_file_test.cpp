@@ -39,11 +39,22 @@ TEST_F(RingFile, WrittenLines_AreAppended) {
     EXPECT_EQ(readFile(m_path), "first\nsecond\n");
 }
 
-TEST_F(RingFile, TornLastLine_IsEndedBeforeTheNext) {
-    writeFile(m_path, "{\"ms\":1,\"at\":\"re");
-    ASSERT_TRUE(open());
-    EXPECT_TRUE(m_ring.write("next\n"));
-    EXPECT_EQ(readFile(m_path), "{\"ms\":1,\"at\":\"re\nnext\n");
+TEST_F(RingFile, TornLastLine_IsCutOff) {
+    const std::string longLine(10000, 'x');
+    for (const std::string& whole : {std::string(), std::string("one\n"), longLine + "\n"})
+        for (const std::string& torn : {std::string("{\"ms\":1,\"at\":\"re"), longLine}) {
+            writeFile(m_path, whole + torn);
+            ASSERT_TRUE(open());
+            EXPECT_TRUE(m_ring.write("next\n"));
+            EXPECT_EQ(readFile(m_path), whole + "next\n");
+        }
+}
+
+TEST_F(RingFile, FileWithAnotherName_IsNotUsed) {
+    writeFile(m_folder / "other", "keep\n");
+    ASSERT_EQ(link((m_folder / "other").c_str(), m_path.c_str()), 0);
+    EXPECT_FALSE(open());
+    EXPECT_EQ(readFile(m_folder / "other"), "keep\n");
 }
 
 TEST_F(RingFile, Full_TurnsToAnEmptyFile) {
