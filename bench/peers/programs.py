@@ -155,8 +155,8 @@ class Cellslotd(Program):
         return self.waitValue("_QMI_STATE", "CONNECTED", seconds)
 
     def away(self):
-        waitUntil(lambda: self.slot.value("_QMI_STATE") != "CONNECTED", 60,
-                  lambda: "the unplug is not published")
+        waitUntil(lambda: self.slot.value("_QMI_STATE") != "CONNECTED",
+                  lambda: "the unplug is not published", 60)
 
     def received(self):
         return filesIn(pathlib.Path("/tmp/sms/recv"))
@@ -242,11 +242,11 @@ class ModemManager(Program):
     def prepare(self):
         pathlib.Path("/run/dbus").mkdir(exist_ok=True)
         self.helper("dbus-daemon", f"--config-file={HERE}/bus.conf", "--nofork", "--nopidfile")
-        waitUntil(pathlib.Path("/run/dbus/system_bus_socket").exists, HOST_START_S,
-                  lambda: "the message bus does not start")
+        waitUntil(pathlib.Path("/run/dbus/system_bus_socket").exists,
+                  lambda: "the message bus does not start", HOST_START_S)
         self.helper("/usr/lib/polkit-1/polkitd", "--no-debug")
-        waitUntil(lambda: self.hasOwner("org.freedesktop.PolicyKit1"), HOST_START_S,
-                  lambda: "polkit does not start")
+        waitUntil(lambda: self.hasOwner("org.freedesktop.PolicyKit1"),
+                  lambda: "polkit does not start", HOST_START_S)
         self.monitor = self.helper(
             "dbus-monitor", "--system", "type='signal',path_namespace='/org/freedesktop/ModemManager1'",
             stdout=subprocess.PIPE, text=True)
