@@ -87,7 +87,7 @@ main() {
             ;;
         --peers)
             shift
-            scripts/setup.sh
+            scripts/setup.sh --test
             bench/peers/install.sh
             peers "$@"
             return

@@ -12,7 +12,6 @@ from gateway import WORK, waitUntil
 from reckoning import busSignals
 
 HERE = pathlib.Path(__file__).resolve().parent
-HOST_START_S = 30  # for helpers of a program
 END_S = 20
 NUMBER = "+12025550123"
 
@@ -155,7 +154,7 @@ class Cellslotd(Program):
         return self.waitValue("_QMI_STATE", "CONNECTED", seconds)
 
     def away(self):
-        waitUntil(lambda: self.slot.value("_QMI_STATE") != "CONNECTED", 60,
+        waitUntil(lambda: self.slot.value("_QMI_STATE") != "CONNECTED",
                   lambda: "the unplug is not published")
 
     def received(self):
@@ -242,10 +241,10 @@ class ModemManager(Program):
     def prepare(self):
         pathlib.Path("/run/dbus").mkdir(exist_ok=True)
         self.helper("dbus-daemon", f"--config-file={HERE}/bus.conf", "--nofork", "--nopidfile")
-        waitUntil(pathlib.Path("/run/dbus/system_bus_socket").exists, HOST_START_S,
+        waitUntil(pathlib.Path("/run/dbus/system_bus_socket").exists,
                   lambda: "the message bus does not start")
         self.helper("/usr/lib/polkit-1/polkitd", "--no-debug")
-        waitUntil(lambda: self.hasOwner("org.freedesktop.PolicyKit1"), HOST_START_S,
+        waitUntil(lambda: self.hasOwner("org.freedesktop.PolicyKit1"),
                   lambda: "polkit does not start")
         self.monitor = self.helper(
             "dbus-monitor", "--system", "type='signal',path_namespace='/org/freedesktop/ModemManager1'",
