@@ -86,12 +86,12 @@ main() {
     *) helpOrRefuse "$1" ;;
     esac
     plan packages 1
-    plan 'shell scripts' 10
-    plan formatting 15
-    plan lint 60
-    plan 'release build' 130
-    plan 'release tests' 150
-    plan 'asan build' 60
+    plan 'shell scripts' 5
+    plan formatting 5
+    plan lint 10
+    plan 'release build' 90
+    plan 'release tests' 160
+    plan 'asan build' 110
     plan 'asan tests' 90
     showPlan
     step scripts/setup.sh --test || true
