@@ -37,6 +37,10 @@ void BringUp(State& state) {
 void StatusFiles(State& state) {
     runWorkload(state, statusFiles());
 }
+// The floor of StatusFiles.
+void FourFiles(State& state) {
+    runWorkload(state, fourFiles());
+}
 void ReadOperatorList(State& state) {
     runSized(state, readOperatorList);
     state.counters["bytes"] =
@@ -74,6 +78,7 @@ void configureScale(benchmark::internal::Benchmark* row) {
 BENCHMARK(Poll)->Apply(configure);
 BENCHMARK(BringUp)->Apply(configure);
 BENCHMARK(StatusFiles)->Apply(configure);
+BENCHMARK(FourFiles)->Apply(configure);
 // 100 kB are 3,000 lines.
 BENCHMARK(ReadOperatorList)->Apply(configureScale)->Arg(3000);
 BENCHMARK(ParseOperatorList)->Apply(configureScale);

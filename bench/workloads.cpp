@@ -1,6 +1,8 @@
 #include "bench/workloads.h"
 
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -61,6 +63,17 @@ sGateway& gateway() {
     return instance;
 }
 
+struct sFile {
+    const char* path;
+    size_t size;
+};
+
+constexpr size_t FILE_BYTES_MAX = 4096;
+constexpr sFile STATUS_FILES[] = {{"/var/log/bench.cardstats.1", 3200},
+                                  {"/var/log/bench.cardstats", 3100},
+                                  {"/var/log/bench.serialno", 16},
+                                  {"/var/log/bench.mdn", 12}};
+
 [[noreturn]] void fail(const std::string& what) {
     fprintf(stderr, "bench: %s\n", what.c_str());
     exit(1);
@@ -68,6 +81,18 @@ sGateway& gateway() {
 
 void require(bool condition, const char* what) {
     if (!condition) fail(what);
+}
+
+void replaceFile(const char* path, size_t size) {
+    static const char content[FILE_BYTES_MAX] = {};
+    char temporary[] = "/var/log/.bench-XXXXXX";
+    struct stat old {};
+    const int file = mkostemp(temporary, O_CLOEXEC);
+    require(write(file, content, size) == static_cast<ssize_t>(size), "no file");
+    const bool isOld = lstat(path, &old) == 0 && fchown(file, old.st_uid, old.st_gid) == 0;
+    require(fchmod(file, isOld ? old.st_mode & 0777 : 0644) == 0, "no mode");
+    close(file);
+    require(rename(temporary, path) == 0, "no rename");
 }
 
 void letModemWork(unsigned microseconds) {
@@ -274,6 +299,14 @@ sWorkload recordedPoll() {
 sWorkload statusFiles() {
     return {[] { g_wallClock.aheadS += STATUS_PERIOD_S; },
             [] { doWriteOutStatusFiles(gateway().device, gateway().config); }};
+}
+
+sWorkload fourFiles() {
+    return {[] {},
+            [] {
+                for (const auto& [path, size] : STATUS_FILES)
+                    replaceFile(path, size);
+            }};
 }
 
 sWorkload readOperatorList(size_t lines) {

@@ -24,6 +24,8 @@ sWorkload poll();
 sWorkload recordedPoll();
 // A write of all status files and the store; only the time has changed since the last write.
 sWorkload statusFiles();
+// Four files of the same sizes replaced by the same system calls, and nothing else.
+sWorkload fourFiles();
 // The transaction that reads an operator list, which arrives in pieces of 64 bytes.
 sWorkload readOperatorList(size_t lines);
 // The parser of the list.

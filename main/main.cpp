@@ -4,6 +4,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 
 #include "include/debug.h"
 #include "include/options.h"
@@ -52,6 +54,22 @@ void logStart() {
 }
 
 }  // namespace
+
+// The C++ library calls it for an exception that nobody catches. Its own one prints the name of the
+// type to standard error, and brings a demangler for that, 47 kB.
+void __gnu_cxx::__verbose_terminate_handler() {
+    const char* what = "no exception";
+    const std::exception_ptr thrown = std::current_exception();
+    try {
+        if (thrown != nullptr) std::rethrow_exception(thrown);
+    } catch (const std::exception& exception) {
+        what = exception.what();
+    } catch (...) {
+        what = "of an unknown type";
+    }
+    syslog(LOG_NOTICE, "Error: Ended by an exception: %s", what);
+    abort();
+}
 
 int main(int argc, char* argv[]) {
     occupyStandardDescriptors();

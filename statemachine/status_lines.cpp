@@ -7,8 +7,9 @@ namespace {
 
 constexpr size_t USUAL_LINES = 128;
 
-bool isJoined(const std::string& text, std::string_view begin, std::string_view end) {
-    return text.size() == begin.size() + end.size() && text.compare(0, begin.size(), begin) == 0 &&
+// The begin is not compared: no comment has the text of a key.
+bool isKey(const std::string& text, std::string_view begin, std::string_view end) {
+    return text.size() == begin.size() + end.size() &&
            text.compare(begin.size(), end.size(), end) == 0;
 }
 
@@ -38,7 +39,7 @@ void cStatusLines::endUpdate() {
 
 // The place of the line with this key. If another key is there, the lines from there on begin anew.
 size_t cStatusLines::nextPlace(std::string_view keyBegin, std::string_view keyEnd) {
-    if (m_place < m_list.size() && !isJoined(m_list[m_place].first, keyBegin, keyEnd))
+    if (m_place < m_list.size() && !isKey(m_list[m_place].first, keyBegin, keyEnd))
         dropFrom(m_place);
     if (m_place == m_list.size()) {
         m_list.emplace_back(std::string(keyBegin).append(keyEnd), "");

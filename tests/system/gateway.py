@@ -38,7 +38,7 @@ CONFIG = {
 # Records how a host tool was called; setup_cellint.sh then does its real work.
 RECORDER = """\
 #!/bin/bash
-printf '%s\\n' "${0##*/} $*" >>/tmp/system-test/calls
+printf '%s\\n' "${0##*/} $*" >>"${0%/tools/*}/calls"
 """
 
 
