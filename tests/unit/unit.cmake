@@ -147,7 +147,8 @@ target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
-    SOURCES unit/statemachine/pin_rule_test.cpp unit/statemachine/service_status_test.cpp
+    SOURCES unit/statemachine/pin_rule_test.cpp unit/statemachine/recording_marks_test.cpp
+            unit/statemachine/service_status_test.cpp
             unit/statemachine/status_lines_test.cpp support/heap_peak.cpp)
 
 cellslot_add_unit_tests(cli TOOL
