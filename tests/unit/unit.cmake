@@ -151,6 +151,11 @@ cellslot_add_unit_tests(statemachine
             unit/statemachine/service_status_test.cpp
             unit/statemachine/status_lines_test.cpp support/heap_peak.cpp)
 
+# The folders of requests and recordings have fixed paths.
+cellslot_add_unit_tests(recording_control PRIVATE
+    LIBS cellslot_statemachine
+    SOURCES unit/statemachine/recording_control_test.cpp support/mounted_folder.cpp)
+
 cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util
     SOURCES unit/cli/at/at_request_test.cpp unit/cli/config/config_check_test.cpp
