@@ -91,6 +91,7 @@ const sCase CASES[] = {
     {"rest of a late echo in the place of a model", "AT+CPIN=9105\rAT+CGMM\r", "05\r", "AT+CPIN=0000\rAT+CGMM\r00\r"},
     {"echo after an answer", "", "+CREG: 1AT+CPIN=\"1234\"\r\n", "+CREG: 1AT+CPIN=\"0000\"\r\n"},
     {"registration", "", "\r\n+CEREG: 1,\"700D\",\"01D7\",7\r\n", "\r\n+CEREG: 1,\"700D\",\"01D7\",7\r\n"},
+    {"other slot of the SIM card", "AT#GPIO=2,1,1,1;#ATDELAY=5;#SIMDET=0\r", "#GPIO: 1,1\r\n", "AT#GPIO=2,1,1,1;#ATDELAY=5;#SIMDET=0\r#GPIO: 1,1\r\n"},
     {"positions", "", "$GPRMC,123519,A,4807.038,N,01131.000,E\r\n", "$GPRMC,123519,A,4807.038,N,01131.000,E\r\n"},
 };
 // clang-format on
