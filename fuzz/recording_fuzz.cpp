@@ -50,9 +50,15 @@ constexpr const char* LISTED_MESSAGE =
     "07917283010010F5040B917238880900F10000993092516195000AE8329BFD4697D9EC37\r\n";
 
 const char* const ANSWERS[] = {
-    "\r\nOK\r\n", "\r\n+CREG: 1,\"700D\"\r\n", LISTED_MESSAGE,
-    "\r\n> ",     "\r\n+CME ERROR: 16\r\n",    "356938035643809\r\n",
+    "\r\nOK\r\n",
+    "\r\n+CREG: 1,\"700D\"\r\n",
+    "\r\nLE910-NA V2\r\n\r\nOK\r\n",
+    "356938035643809\r\n",
+    "\r\n+CME ERROR: 16\r\n",
+    LISTED_MESSAGE,
+    "\r\n> ",
 };
+constexpr size_t ANSWER_COUNT = sizeof ANSWERS / sizeof ANSWERS[0];
 
 const char* const POLLED[] = {"AT+CSQ", "AT+CGMM", "AT+CGSN", "AT#NOBODY=7"};
 constexpr size_t PIECE_MAX = 1000;
@@ -108,7 +114,7 @@ class cRun {
         } else if (what == 13) {
             poll(pieceBytes);
         } else {
-            add(eRecordedWay::READ, ANSWERS[what % 6], pieceBytes);
+            add(eRecordedWay::READ, ANSWERS[(what + pieceBytes) % ANSWER_COUNT], pieceBytes);
         }
     }
 
@@ -147,8 +153,8 @@ class cRun {
         return made;
     }
 
-    // A whole command with an answer in one piece, as a daemon polls; the last kind comes when no
-    // echo of a secret can come any more.
+    // A whole command, mostly with an answer in one piece, as a daemon polls. The last kinds come
+    // when no echo of a secret can come any more.
     void poll(size_t kind) {
         if (kind > 12) {
             m_ms += 2 * cSecretEchoes::ECHO_WAIT_MS;
@@ -160,7 +166,8 @@ class cRun {
                                m_ms + kind);
         m_ms += kind;
         m_bytes += command + "\r";
-        if (kind % 3 != 0) add(eRecordedWay::READ, ANSWERS[kind / 4], PIECE_MAX);
+        const size_t answer = kind / 2 % (ANSWER_COUNT + 1);
+        if (answer < ANSWER_COUNT) add(eRecordedWay::READ, ANSWERS[answer], PIECE_MAX);
     }
 
     // A new secret may have come, so nothing that is known counts for what comes next.

@@ -199,6 +199,16 @@ TEST(HiddenExchange, KnownAnswerThatHasASecretOfTheConfiguration_LosesIt) {
     EXPECT_EQ(exchange.data(), "AT+GMM\rhunter2\r\nAT+GMM\rhunter2\r\nAT+GMM\rxxxxxx0\r\n");
 }
 
+TEST(HiddenExchange, UnknownAnswerToAKnownCommand_IsDecidedByThatCommand) {
+    cExchange exchange;
+    exchange.command("AT+GMM");
+    exchange.command("AT+GMM");
+    exchange.command("AT+CGSN");
+    exchange.command("AT+GMM");
+    exchange.read("LE910-NA V2\r\n");
+    EXPECT_EQ(exchange.data(), "AT+GMM\rAT+GMM\rAT+CGSN\rAT+GMM\rLE910-NA V2\r\n");
+}
+
 // A part of a secret is one only as long as an echo can come.
 TEST(HiddenExchange, KnownAnswerWhileAnEchoCanCome_IsDecidedAnew) {
     cExchange exchange(true);
