@@ -72,6 +72,7 @@ constexpr sName NAMES[] = {
     {"#BND",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
     {"#IMSPDPSET", eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
     {"#PORTCFG",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
+    {"#ATDELAY",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
     {"#SIMDET",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
     {"#CEER",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
     {"#QTEMP",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},

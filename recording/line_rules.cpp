@@ -47,10 +47,6 @@ bool equals(const char* text, size_t size, std::string_view other) {
     return size == other.size() && memcmp(text, other.data(), size) == 0;
 }
 
-bool isCommandLine(const char* line, size_t size) {
-    return size >= 2 && upperOf(line[0]) == 'A' && upperOf(line[1]) == 'T';
-}
-
 bool isWord(const char* line, size_t size) {
     for (const std::string_view word : WORDS)
         if (equals(line, size, word)) return true;
@@ -109,6 +105,10 @@ size_t basicCommandSize(const char* text, size_t size) {
 }
 
 }  // namespace
+
+bool isCommandLine(const char* line, size_t size) {
+    return size >= 2 && upperOf(line[0]) == 'A' && upperOf(line[1]) == 'T';
+}
 
 bool isFinalResult(const char* line, size_t size) {
     return equals(line, size, "OK") || equals(line, size, "ERROR") ||

@@ -18,6 +18,11 @@ class cExchange {
 
     void write(const std::string& text) { add(eRecordedWay::WRITE, text); }
     void read(const std::string& text) { add(eRecordedWay::READ, text); }
+    // As the daemon writes one.
+    void command(const std::string& text, uint64_t delayMs = 10) {
+        m_exchange.addCommand(eRecordedPort::AT, text.data(), text.size(), m_ms, m_ms + delayMs);
+        m_ms += delayMs;
+    }
     void advance(uint64_t ms) { m_ms += ms; }
     void begin() {
         m_exchange.begin(true);
@@ -86,6 +91,7 @@ const sCase CASES[] = {
     {"rest of a late echo in the place of a model", "AT+CPIN=9105\rAT+CGMM\r", "05\r", "AT+CPIN=0000\rAT+CGMM\r00\r"},
     {"echo after an answer", "", "+CREG: 1AT+CPIN=\"1234\"\r\n", "+CREG: 1AT+CPIN=\"0000\"\r\n"},
     {"registration", "", "\r\n+CEREG: 1,\"700D\",\"01D7\",7\r\n", "\r\n+CEREG: 1,\"700D\",\"01D7\",7\r\n"},
+    {"other slot of the SIM card", "AT#GPIO=2,1,1,1;#ATDELAY=5;#SIMDET=0\r", "#GPIO: 1,1\r\n", "AT#GPIO=2,1,1,1;#ATDELAY=5;#SIMDET=0\r#GPIO: 1,1\r\n"},
     {"positions", "", "$GPRMC,123519,A,4807.038,N,01131.000,E\r\n", "$GPRMC,123519,A,4807.038,N,01131.000,E\r\n"},
 };
 // clang-format on
@@ -121,24 +127,172 @@ TEST(HiddenExchange, Pieces_StayPiecesWithTheirTimes) {
               "{\"ms\":2,\"at\":\"write\",\"data\":\"\\r\"}\n");
 }
 
-TEST(HiddenExchange, CommandThatCameBefore_HasItsCarriageReturnInItsLine) {
-    cExchange exchange(false, 6);
-    for (int i = 0; i < 3; ++i) {
-        exchange.write("AT+CSQ\r");
-        exchange.read("AT+CSQ");
-        exchange.read("\r\nOK\r\n");
+TEST(HiddenExchange, Command_HasTheTimeToItsCarriageReturnInItsLine) {
+    cExchange exchange;
+    for (const uint64_t delayMs : {10, 10, 19, 20, 9, 0, 1234})
+        exchange.command("AT+CSQ", delayMs);
+    const std::string line = ",\"at\":\"write\",\"data\":\"AT+CSQ\\r\",\"cr\":";
+    EXPECT_EQ(exchange.lines(), "{\"ms\":0" + line + "10}\n{\"ms\":10" + line + "10}\n{\"ms\":20" +
+                                    line + "19}\n{\"ms\":39" + line + "20}\n{\"ms\":59" + line +
+                                    "9}\n{\"ms\":68" + line + "0}\n{\"ms\":68" + line + "1234}\n");
+}
+
+TEST(HiddenExchange, TimeOfALine_IsRightInEverySecond) {
+    cExchange exchange;
+    std::string expected;
+    uint64_t nowMs = 0;
+    for (const uint64_t ms : {0, 7, 7, 89, 999, 1000, 1001, 1999, 2000, 12345, 100000, 3000000}) {
+        exchange.advance(ms - nowMs);
+        exchange.command("AT", 0);
+        nowMs = ms;
+        expected +=
+            "{\"ms\":" + std::to_string(ms) + ",\"at\":\"write\",\"data\":\"AT\\r\",\"cr\":0}\n";
     }
-    const std::string lines = exchange.lines();
-    EXPECT_NE(lines.find("{\"ms\":0,\"at\":\"write\",\"data\":\"AT+CSQ\"}\n"
-                         "{\"ms\":1,\"at\":\"write\",\"data\":\"\\r\"}\n"),
-              std::string::npos)
-        << lines;
-    EXPECT_NE(lines.find("{\"ms\":4,\"at\":\"write\",\"data\":\"AT+CSQ\\r\",\"cr\":1}\n"),
-              std::string::npos)
-        << lines;
-    EXPECT_EQ(recordedData(lines),
-              "AT+CSQ\rAT+CSQ\r\nOK\r\nAT+CSQ\rAT+CSQ\r\nOK\r\n"
-              "AT+CSQ\rAT+CSQ\r\nOK\r\n");
+    EXPECT_EQ(exchange.lines(), expected);
+}
+
+// What is known is only compared, so it must not be shown where the rules decide otherwise.
+TEST(HiddenExchange, SameAnswerAfterAnotherCommand_IsDecidedByThatCommand) {
+    cExchange exchange;
+    for (int i = 0; i < 3; ++i) {
+        exchange.command("AT+GMM");
+        exchange.read("\r\n5550101\r\n\r\nOK\r\n");
+        exchange.command("AT+CGSN");
+        exchange.read("\r\n5550101\r\n\r\nOK\r\n");
+    }
+    const std::string data = exchange.data();
+    for (size_t at = data.find("AT+GMM"); at != std::string::npos; at = data.find("AT+GMM", at + 1))
+        EXPECT_EQ(data.substr(at, 16), "AT+GMM\r\r\n5550101") << data;
+    for (size_t at = data.find("AT+CGSN"); at != std::string::npos;
+         at = data.find("AT+CGSN", at + 1))
+        EXPECT_NE(data.substr(at + 10, 7), "5550101") << data;
+}
+
+TEST(HiddenExchange, KnownAnswerThatHasANewSecret_LosesIt) {
+    cExchange exchange(true);
+    const auto ask = [&exchange] {
+        exchange.command("AT+CREG?");
+        exchange.read("\r\n+CREG: 2,1,\"8765\"\r\n\r\nOK\r\n");
+    };
+    const std::string shown = "AT+CREG?\r\r\n+CREG: 2,1,\"8765\"\r\n\r\nOK\r\n";
+    const std::string hidden = "AT+CREG?\r\r\n+CREG: 2,1,\"0000\"\r\n\r\nOK\r\n";
+    ask();
+    ask();
+    exchange.command("AT+CPIN=\"8765\"");
+    ask();
+    exchange.advance(2 * cSecretEchoes::ECHO_WAIT_MS);
+    ask();
+    ask();
+    EXPECT_EQ(exchange.data(), shown + shown + "AT+CPIN=\"0000\"\r" + hidden + hidden + hidden);
+}
+
+TEST(HiddenExchange, KnownAnswerThatHasASecretOfTheConfiguration_LosesIt) {
+    cExchange exchange(true);
+    const auto ask = [&exchange] {
+        exchange.command("AT+GMM");
+        exchange.read("hunter2\r\n");
+    };
+    ask();
+    ask();
+    exchange.exchange().secrets().add("hunter2");
+    ask();
+    EXPECT_EQ(exchange.data(), "AT+GMM\rhunter2\r\nAT+GMM\rhunter2\r\nAT+GMM\rxxxxxx0\r\n");
+}
+
+TEST(HiddenExchange, UnknownAnswerToAKnownCommand_IsDecidedByThatCommand) {
+    cExchange exchange;
+    exchange.command("AT+GMM");
+    exchange.command("AT+GMM");
+    exchange.command("AT+CGSN");
+    exchange.command("AT+GMM");
+    exchange.read("LE910-NA V2\r\n");
+    EXPECT_EQ(exchange.data(), "AT+GMM\rAT+GMM\rAT+CGSN\rAT+GMM\rLE910-NA V2\r\n");
+}
+
+// A part of a secret is one only as long as an echo can come.
+TEST(HiddenExchange, KnownAnswerWhileAnEchoCanCome_IsDecidedAnew) {
+    cExchange exchange(true);
+    const auto ask = [&exchange] {
+        exchange.command("AT+GMM");
+        exchange.read("65\r\n");
+    };
+    ask();
+    ask();
+    exchange.command("AT+CPIN=\"8765\"");
+    ask();
+    exchange.advance(2 * cSecretEchoes::ECHO_WAIT_MS);
+    ask();
+    ask();
+    EXPECT_EQ(exchange.data(),
+              "AT+GMM\r65\r\nAT+GMM\r65\r\nAT+CPIN=\"0000\"\rAT+GMM\r00\r\n"
+              "AT+GMM\r65\r\nAT+GMM\r65\r\n");
+}
+
+TEST(HiddenExchange, KnownAnswerInsideAMessage_IsAMessage) {
+    cExchange exchange;
+    const std::string answer = "+CSQ: 17,99\r\n";
+    exchange.command("AT+CMGL=\"ALL\"");
+    exchange.read(answer);
+    exchange.command("AT+CMGL=\"ALL\"");
+    exchange.read(answer);
+    exchange.read("+CMGL: 1,\"REC READ\",\"+12025550123\"\r\n");
+    exchange.read(answer);
+    const std::string data = exchange.data();
+    EXPECT_EQ(data.find(answer, data.find("REC READ")), std::string::npos) << data;
+    EXPECT_NE(data.find("\r" + answer), std::string::npos) << data;
+}
+
+TEST(HiddenExchange, CommandWithASecretAgain_LosesItAgain) {
+    cExchange exchange;
+    for (int i = 0; i < 3; ++i) {
+        exchange.command("AT+CPIN=\"1234\"");
+        exchange.advance(2 * cSecretEchoes::ECHO_WAIT_MS);
+    }
+    EXPECT_EQ(exchange.data(), "AT+CPIN=\"0000\"\rAT+CPIN=\"0000\"\rAT+CPIN=\"0000\"\r");
+}
+
+TEST(HiddenExchange, IdentitiesKeptNoLonger_AreReplacedInWhatIsKnown) {
+    cExchange exchange(true);
+    exchange.begin();
+    for (int i = 0; i < 2; ++i) {
+        exchange.command("AT+CIMI");
+        exchange.read("310410123456789\r\n");
+    }
+    exchange.exchange().begin(false);
+    exchange.command("AT+CIMI");
+    exchange.read("310410123456789\r\n");
+    EXPECT_EQ(exchange.data().find("123456789"), std::string::npos);
+}
+
+TEST(HiddenExchange, MoreCommandsAndAnswersThanAreKept_AreAllRecorded) {
+    cExchange exchange;
+    std::string expected;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string command = "AT+CSQ=" + std::to_string(i * 7 % 1000);
+        const std::string answer = "\r\n+CSQ: " + std::to_string(i % 11) + "\r\n";
+        exchange.command(command);
+        exchange.read(answer);
+        expected += command + "\r" + answer;
+    }
+    EXPECT_EQ(exchange.data(), expected);
+}
+
+TEST(HiddenExchange, AnswerInPieces_HasTheSamePiecesEachTime) {
+    cExchange exchange(false, 10);
+    std::string lines;
+    for (int i = 0; i < 3; ++i) {
+        exchange.command("AT+GMM");
+        exchange.read("AT+GMM\r\r\nLE910-NA V2\r\n\r\nOK\r\n");
+    }
+    const auto count = [text = exchange.lines()](const std::string& part) {
+        size_t found = 0;
+        for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+            ++found;
+        return found;
+    };
+    EXPECT_EQ(count("\"data\":\"AT+GMM\\r\\r\\nL\"}\n"), 3U);
+    EXPECT_EQ(count("\"data\":\"E910-NA V2\"}\n"), 3U);
+    EXPECT_EQ(count("\"data\":\"\\r\\n\\r\\nOK\\r\\n\"}\n"), 3U);
 }
 
 TEST(HiddenExchange, UnfinishedLine_WaitsForItsEnd) {
