@@ -26,6 +26,7 @@ if(PLATFORM STREQUAL "host")
             unit/platform/text_and_time/timer_test.cpp
             unit/platform/text_and_time/tokenstr_test.cpp)
     target_compile_definitions(platform_tests PRIVATE SKVS="$<TARGET_FILE:skvs>")
+    target_link_options(platform_tests PRIVATE LINKER:--wrap=sync_file_range)
     add_dependencies(platform_tests skvs)
 
     # The build with a gateway's libraries must configure; ours are used for this.
