@@ -69,6 +69,14 @@ const sCase CASES[] = {
     {"unknown command", "AT#FOO=7,\"pa55\"\r", "AT#FOO=7,\"pa55\"\r", "AT#FOO=0,\"xx00\"\rAT#FOO=0,\"xx00\"\r"},
     {"unknown command without arguments", "AT#FOO?\r", "#FOO: 3,\"text\",1234\r\n", "AT#FOO?\r#FOO: 3,\"text\",1234\r\n"},
     {"credentials that the modem has stored", "AT#PDPAUTH?\r", "#PDPAUTH: 1,2,\"pump\",\"s3cret\"\r\n", "AT#PDPAUTH?\r#PDPAUTH: 1,2,\"xxxx\",\"x0xxxx\"\r\n"},
+    {"credentials of a secure context, stored", "AT#SGACTAUTH?\r", "#SGACTAUTH: 1,\"pump\",\"s3cret\"\r\n", "AT#SGACTAUTH?\r#SGACTAUTH: 1,\"xxxx\",\"x0xxxx\"\r\n"},
+    {"credentials of a profile, stored", "AT$QCPDPP?\r", "$QCPDPP: 1,1,\"s3cret\",\"pump\"\r\n", "AT$QCPDPP?\r$QCPDPP: 1,1,\"x0xxxx\",\"xxxx\"\r\n"},
+    {"credentials of a profile", "at$qcpdpp=1,1,\"s3c,r\"\"et\",\"pump\"\r", "", "at$qcpdpp=1,1,\"x0x,x\"\"xx\",\"xxxx\"\r"},
+    {"account of the modem's mail, stored", "AT#EUSER?\r", "#EUSER: \"pump\"\r\n", "AT#EUSER?\r#EUSER: \"xxxx\"\r\n"},
+    {"lines that end with CR LF", "AT\r\nAT+CPIN=1234\r\n", "AT+CPIN=1234\r\r\nOK\r\n", "AT\r\nAT+CPIN=0000\r\nAT+CPIN=0000\r\r\nOK\r\n"},
+    {"blank before a command", " AT+CPIN=1234\r", " AT+CPIN=1234\r\r\nOK\r\n", " AT+CPIN=0000\r AT+CPIN=0000\r\r\nOK\r\n"},
+    {"escape before a command", "+++AT+CPIN=1234\r", "", "+++AT+CPIN=0000\r"},
+    {"command after a PIN in its line", "AT+CPIN=1234;+CSQ\rAT+CSQ\r", "\r\n+CSQ: 17,99\r\n", "AT+CPIN=0000;_xxx\rAT+CSQ\r\r\n+CSQ: 17,99\r\n"},
     {"number in an unknown name", "AT#FOO1234\r", "", "AT#FOO0000\r"},
     {"known answers", "AT+CSQ\r", "\r\n+CSQ: 17,99\r\n\r\nOK\r\n", "AT+CSQ\r\r\n+CSQ: 17,99\r\n\r\nOK\r\n"},
     {"errors", "AT+CSQ\r", "\r\n+CME ERROR: SIM busy\r\n", "AT+CSQ\r\r\n+CME ERROR: SIM busy\r\n"},
@@ -330,6 +338,21 @@ TEST(HiddenExchange, CommandAfterAPromptThatNobodyWanted_LosesItsSecret) {
     exchange.write("AT+CPIN=1234\r");
     exchange.read("AT+CPIN=1234\r\r\nOK\r\n");
     EXPECT_EQ(exchange.data(), "\r\n> AT+CPIN=0000\rAT+CPIN=0000\r\r\nOK\r\n");
+}
+
+// A modem takes a command from its "AT" on, whatever comes before.
+TEST(HiddenExchange, CommandAfterOtherBytes_LosesItsSecretIfIdentitiesAreKept) {
+    for (const char* const before : {"\n", " ", "x", "+++", "\x80\x01", "xA", "hello; "}) {
+        for (const char* const command : {"AT+CPIN=%", "at #nobody=%", "AT+CSQ;+CLCK=\"SC\",1,%"}) {
+            cExchange exchange(true);
+            std::string written = before + std::string(command);
+            written.replace(written.find('%'), 1, "48s15");
+            exchange.write(written + "\r");
+            exchange.read(written + "\r\r\nOK\r\n");
+            const std::string data = exchange.data();
+            EXPECT_EQ(data.find("48s15"), std::string::npos) << data;
+        }
+    }
 }
 
 TEST(HiddenExchange, TextMessage_ShowsNeitherTextNorNumber) {
