@@ -47,10 +47,6 @@ bool equals(const char* text, size_t size, std::string_view other) {
     return size == other.size() && memcmp(text, other.data(), size) == 0;
 }
 
-bool isCommandLine(const char* line, size_t size) {
-    return size >= 2 && upperOf(line[0]) == 'A' && upperOf(line[1]) == 'T';
-}
-
 bool isWord(const char* line, size_t size) {
     for (const std::string_view word : WORDS)
         if (equals(line, size, word)) return true;
@@ -479,9 +475,21 @@ void cLineRules::hideLongNumbers(char* text, size_t size) {
     }
 }
 
+// A message.
+void cLineRules::hideLongHex(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    for (size_t at = 0; at < size; ++at) {
+        const size_t digits = runEnd(text, size, at, isHexDigit) - at;
+        if (digits >= UNKNOWN_HEX_DIGITS && !isNumber(text + at, digits))
+            m_standIns.replaceText(text + at, digits);
+        at += digits;
+    }
+}
+
 void cLineRules::hideInText(char* text, size_t size) {
     if (isCommandLine(text, size)) hideCommands(text + 2, size - 2, {});
     hideEchoInside(text, size, true);
     hideLongNumbers(text, size);
+    hideLongHex(text, size);
     hideSecrets(text, size);
 }

@@ -167,7 +167,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
-            unit/cli/report/tar_archive_test.cpp
+            unit/cli/report/report_text_test.cpp unit/cli/report/tar_archive_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
             unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp
