@@ -69,7 +69,8 @@ cellslot_add_unit_tests(le910sim TOOL
             unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
             unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp
             unit/le910sim/commands_sms_test.cpp unit/le910sim/recording_test.cpp
-            unit/le910sim/replay_test.cpp unit/le910sim/commands_call_test.cpp
+            unit/le910sim/replay_test.cpp unit/le910sim/replayed_part_test.cpp
+            unit/le910sim/commands_call_test.cpp
             unit/le910sim/commands_identity_test.cpp
             unit/le910sim/commands_sim_files_test.cpp)
 target_compile_definitions(le910sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
