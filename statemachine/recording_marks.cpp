@@ -11,6 +11,7 @@
 #include "include/options.h"
 #include "include/shell.h"
 #include "published/status_keys.h"
+#include "recording/secrets.h"
 
 namespace {
 
@@ -20,16 +21,13 @@ struct sRecordingMarksState {
 
 sRecordingMarksState g_recordingMarksState;
 
-constexpr std::string_view IDENTITIES[] = {STATUS_ESN.name, STATUS_IMEI.name, STATUS_MDN.name,
-                                           STATUS_SIM_ID.name, STATUS_SIM_IMSI.name};
 // They change with each writing and say nothing that a line's own time does not.
-constexpr std::string_view TIMES[] = {STATUS_STATS_LAST_UPDATE.name,
-                                      STATUS_STATS_LAST_UPDATE_E.name, STATUS_QMI_CALL_TIME.name,
-                                      STATUS_QMI_CALL_FORMAT_TIME.name};
+constexpr sStatusKey TIMES[] = {STATUS_STATS_LAST_UPDATE, STATUS_STATS_LAST_UPDATE_E,
+                                STATUS_QMI_CALL_TIME, STATUS_QMI_CALL_FORMAT_TIME};
 
 template <size_t count>
-bool isOneOf(const std::string_view (&names)[count], std::string_view name) {
-    return std::find(names, names + count, name) != names + count;
+bool isOneOf(const sStatusKey (&keys)[count], std::string_view name) {
+    return std::any_of(keys, keys + count, [&](const sStatusKey& one) { return name == one.name; });
 }
 
 // "_IMEI" -> "IMEI"; empty for a comment.
@@ -41,10 +39,12 @@ std::string_view nameOf(std::string_view suffix) {
 void addValue(cRecordMark& mark, const std::string& suffix, const std::string& value) {
     const std::string name(nameOf(suffix));
     if (name.empty() || isOneOf(TIMES, name)) return;
-    if (isOneOf(IDENTITIES, name))
-        mark.identity(name.c_str(), value);
-    else
-        mark.text(name.c_str(), value);
+    if (isOneOf(IDENTITY_STATUS_KEYS, name)) return mark.identity(name.c_str(), value);
+    if (name != STATUS_SIM_EXTENDED_STATUS.name) return mark.text(name.c_str(), value);
+    // A PIN that was never sent, because it has a wrong form, is in it too.
+    std::string outcome = value;
+    hidePins(outcome.data(), outcome.size());
+    mark.text(name.c_str(), outcome);
 }
 
 // For the rare case that keys come or go, such as those of an active set.

@@ -42,8 +42,8 @@ ROOMS = {
     "cli/record": ["platform/include", "published", "cli/base", "cli/status"],
     "cli/doctor": ["include", "platform/include", "published", "config", "cli/base", "cli/at", "cli/status",
                    "cli/config", "cli/data", "cli/pin"],
-    "cli/report": ["platform/include", "published", "recording", "config", "cli/base", "cli/doctor",
-                   "cli/record"],
+    "cli/report": ["platform/include", "published", "recording", "config", "cli/base", "cli/status",
+                   "cli/doctor", "cli/record"],
     "cli": ["cli/record", "cli/report", "cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
             "cli/doctor"],
 }

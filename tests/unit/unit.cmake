@@ -70,7 +70,8 @@ cellslot_add_unit_tests(le910sim TOOL
             unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
             unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp
             unit/le910sim/commands_sms_test.cpp unit/le910sim/recording_test.cpp
-            unit/le910sim/replay_test.cpp unit/le910sim/commands_call_test.cpp
+            unit/le910sim/replay_test.cpp unit/le910sim/replayed_part_test.cpp
+            unit/le910sim/commands_call_test.cpp
             unit/le910sim/commands_identity_test.cpp
             unit/le910sim/commands_sim_files_test.cpp)
 target_compile_definitions(le910sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
@@ -169,7 +170,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
-            unit/cli/report/tar_archive_test.cpp
+            unit/cli/report/report_text_test.cpp unit/cli/report/tar_archive_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
             unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp

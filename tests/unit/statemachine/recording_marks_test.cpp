@@ -205,6 +205,20 @@ TEST_F(RecordingMarks, EveryIdentity_IsReplaced_AndKeptOnRequest) {
     }
 }
 
+// A PIN of a wrong form is never sent, so the recorder does not know it.
+TEST_F(RecordingMarks, PinInAnOutcome_IsHidden) {
+    start();
+    for (const char* const text :
+         {"Error: Cannot unlock SIM with CPIN '12ab', not a valid format",
+          "Error: Cannot change SIM CPIN, Current CPIN 12ab is not a valid format",
+          "OLD/NEW CPINs '12ab' are the same, ignoring"}) {
+        const std::string outcome =
+            published({{"_SIM_EXTENDED_STATUS", text}})["SIM_EXTENDED_STATUS"];
+        EXPECT_EQ(outcome.find("12ab"), std::string::npos) << outcome;
+        EXPECT_NE(outcome.find("CPIN"), std::string::npos) << outcome;
+    }
+}
+
 TEST_F(RecordingMarks, KeysThatGo_AreMarkedAsNothing_AndThoseThatComeWithTheirValue) {
     start();
     published({{"_A", "1"}, {"_ACT1_PSC", "7"}, {"_ACT2_PSC", "8"}, {"#end", ""}});
