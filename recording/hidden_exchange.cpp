@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "recording/characters.h"
 #include "recording/json_line.h"
 
 namespace {

@@ -130,10 +130,6 @@ size_t basicCommandSize(const char* text, size_t size) {
 
 }  // namespace
 
-bool isCommandLine(const char* line, size_t size) {
-    return size >= 2 && upperOf(line[0]) == 'A' && upperOf(line[1]) == 'T';
-}
-
 bool isFinalResult(const char* line, size_t size) {
     return equals(line, size, "OK") || equals(line, size, "ERROR") ||
            startsWith(line, size, CME_ERROR) || startsWith(line, size, CMS_ERROR);

@@ -88,9 +88,6 @@ class cLineRules {
     bool m_hidSecret = false;  // in the line that is written
 };
 
-// "AT", in any case, and what comes after it.
-bool isCommandLine(const char* line, size_t size);
-
 // Whether a line is a final result code, ITU-T V.250 section 5.7.1.
 bool isFinalResult(const char* line, size_t size);
 
