@@ -45,7 +45,7 @@ std::string valueOf(const tStatusList& list, const std::string& key) {
 std::vector<std::string> namedKeys() {
     const std::string header = readFile(SOURCE_FOLDER "/published/status_keys.h");
     static const std::regex KEY("constexpr sStatusKey \\w+ =\\s*(\\{\\s*\"(\\w+)\"\\}|\\w+);");
-    static const std::regex DECLARATION("constexpr sStatusKey ");
+    static const std::regex DECLARATION("constexpr sStatusKey \\w+ ");
     std::vector<std::string> keys;
     std::ptrdiff_t declarations = 0;
     for (std::sregex_iterator at(header.begin(), header.end(), KEY), end; at != end; ++at) {
