@@ -550,6 +550,20 @@ TEST(HiddenExchange, AnswerAfterIdentification_IsNoIdentity) {
     EXPECT_EQ(exchange.data(), "ATI4\r\r\n1234567\r\n");
 }
 
+TEST(HiddenExchange, EchoOfACommandThatHasAPartOfASecret_StaysAsTheCommand) {
+    cExchange exchange;
+    exchange.write("AT+CPIN=1234\rAT+CMGD=12\r");
+    exchange.read("AT+CMGD=12\r\r\nOK\r\n");
+    EXPECT_EQ(exchange.data(), "AT+CPIN=0000\rAT+CMGD=12\rAT+CMGD=12\r\r\nOK\r\n");
+}
+
+TEST(HiddenExchange, PromptThatNobodyWanted_IsOverAfterTheNextLine) {
+    cExchange exchange(true);
+    exchange.read("\r\n> ");
+    exchange.write("AT\r AT+CPIN=1234\r");
+    EXPECT_EQ(exchange.data(), "\r\n> AT\r AT+CPIN=0000\r");
+}
+
 TEST(HiddenExchange, NumberWithItsSign_HasTheSameStandInAsWithout) {
     cExchange exchange;
     exchange.read("+CNUM: \"\",\"+12025550123\",145\r\n+COPS: 12025550123\r\n");
