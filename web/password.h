@@ -4,7 +4,7 @@
 #include <string>
 
 // The password that a browser in the LAN needs. Only its hash is stored: scrypt with N=8192, r=8,
-// p=10, which takes 8 MB and a quarter of a second for each attempt.
+// p=10, which takes 8 MB and about half a second for each attempt.
 
 constexpr const char* PASSWORD_FILE = "/etc/cellslot/web.password";
 constexpr size_t PASSWORD_LENGTH_MIN = 10;
