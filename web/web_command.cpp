@@ -109,24 +109,31 @@ void serve(const std::vector<std::string>& words) {
 
 // ---- the other actions
 
+// Not cut: the browser would send all of it.
+std::string textOf(const cSecret& password) {
+    if (password.isOverlong())
+        throw cFailure(eExitStatus::USAGE, "the password is too long; it needs 10 to 32 bytes");
+    return {password.data(), password.size()};
+}
+
 std::string askPassword() {
     cSecret password;
     cSecret again;
     if (!readSecret(STDIN_FILENO, "New password of the page: ", password))
         throw cFailure(eExitStatus::USAGE, "no password was given");
     // A program gives it once.
-    if (isatty(STDIN_FILENO) == 0) return {password.data(), password.size()};
+    if (isatty(STDIN_FILENO) == 0) return textOf(password);
     if (!readSecret(STDIN_FILENO, "The same again: ", again) || !(password == again))
         throw cFailure(eExitStatus::USAGE,
                        "the two passwords are not the same; nothing was changed");
-    return {password.data(), password.size()};
+    return textOf(password);
 }
 
 void setPassword() {
     const std::string password = askPassword();
     if (password.size() < PASSWORD_LENGTH_MIN || password.size() > PASSWORD_LENGTH_MAX)
         throw cFailure(eExitStatus::USAGE, "the password has " + std::to_string(password.size()) +
-                                               " bytes or more; it needs 10 to 32");
+                                               " bytes; it needs 10 to 32 bytes");
     replaceFile(PASSWORD_FILE, passwordHash(password) + "\n", PASSWORD_MODE);
     std::cout << "The page asks for the new password after: systemctl try-restart cellslot-web\n";
 }
