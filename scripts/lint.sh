@@ -14,7 +14,7 @@ readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
 readonly FOLDERS=(atcmd cli config device gps include le910sim main platform published recording sms
-    statemachine)
+    statemachine web)
 
 usage() {
     cat <<'TEXT'

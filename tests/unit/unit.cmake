@@ -167,3 +167,15 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/status/watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
                                              STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+
+# Built only where the page is.
+if(TARGET cellslot_web_lib)
+    cellslot_add_unit_tests(web TOOL
+        LIBS cellslot_web_lib
+        SOURCES unit/cli/fixture.cpp unit/web/attempts_test.cpp unit/web/basic_credentials_test.cpp
+                unit/web/connections_test.cpp unit/web/history_program_test.cpp
+                unit/web/host_check_test.cpp
+                unit/web/live_status_test.cpp unit/web/page_files_test.cpp
+                unit/web/password_test.cpp unit/web/web_config_test.cpp)
+    target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+endif()
