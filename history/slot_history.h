@@ -8,18 +8,13 @@
 #include <vector>
 
 #include "cli/base/places.h"
+#include "history/connection.h"
 #include "history/event.h"
 #include "history/source.h"
 #include "history/usage.h"
 
 // The history of a slot, read: what is on the disk together with what the service has not written
 // yet. Needs no running service and no privileges; writes nothing.
-
-// From (included) to to (not included), seconds since the epoch.
-struct sTimeRange {
-    time_t from = 0;
-    time_t to = 0;
-};
 
 // Of the seconds from time on, to the time of the next point. Not known: NaN, never 0.
 struct sPoint {
@@ -33,22 +28,6 @@ struct sSeries {
     eSource source = eSource::RSRP;
     unsigned stepS = 0;  // between points
     std::vector<sPoint> points;
-};
-
-// A time without a connection although data was wanted.
-struct sOutage {
-    time_t from = 0;
-    time_t to = 0;             // 0: lasts
-    std::string cause;         // id of the problem, "" if none was found
-    std::string text;          // the cause in words
-    bool endsUnknown = false;  // the status was lost before the connection came back
-    long long durationS(time_t now) const { return (to != 0 ? to : now) - from; }
-};
-
-// How much of a range the slot was connected. What is left to the length of the range is not known.
-struct sAvailability {
-    long long connectedS = 0;
-    long long knownS = 0;
 };
 
 enum class eHistory {
@@ -75,6 +54,9 @@ class cSlotHistory {
     // The finest series that the range has, of at most pointsMax points (at least 2). Points
     // without any figure are there, with NaN.
     sSeries series(eSource source, const sTimeRange& range, size_t pointsMax) const;
+
+    // What an amount sums up to; exact within the last day, later by the minute or the quarter.
+    double amount(eSource source, const sTimeRange& range) const;
 
     // Events in the range, the oldest first; the latest countMax of them.
     std::vector<sEvent> events(const sTimeRange& range, size_t countMax) const;

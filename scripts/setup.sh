@@ -13,7 +13,9 @@ readonly BUILD=(
     cmake
     g++
     libcli11-dev
+    libglib2.0-dev
     liblmdb-dev
+    librrd-dev
     libssl-dev
     ninja-build
     nlohmann-json3-dev
@@ -41,6 +43,7 @@ readonly TEST=(
     mmdebstrap
     procps
     python3
+    rrdtool
     shellcheck
     strace
     systemd

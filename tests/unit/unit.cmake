@@ -164,3 +164,13 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/status/watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
                                              STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+
+# Built where librrd is installed.
+if(HISTORY_BUILT)
+    cellslot_add_unit_tests(history
+        TOOL
+        LIBS cellslot_history cellslot_rrd_slim
+        SOURCES unit/history/slot_recorder_test.cpp)
+    # Every commit waits for the disk: in memory that costs nothing.
+    set_tests_properties(unit.history PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+endif()
