@@ -36,14 +36,17 @@ readonly TEST=(
     jq
     libbenchmark-dev
     libgammu-dev
+    libglib2.0-dev
     libgmock-dev
     libgtest-dev
+    librrd-dev
     lintian
     man-db
     mandoc
     mmdebstrap
     pkg-config
     procps
+    rrdtool
     shellcheck
     strace
     systemd

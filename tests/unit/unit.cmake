@@ -179,3 +179,14 @@ if(TARGET cellslot_web_lib)
                 unit/web/password_test.cpp unit/web/web_config_test.cpp)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()
+
+# Built where librrd is installed.
+if(HISTORY_BUILT)
+    cellslot_add_unit_tests(history
+        TOOL
+        LIBS cellslot_history cellslot_rrd_slim
+        SOURCES unit/history/redo_test.cpp unit/history/slot_recorder_month_test.cpp
+                unit/history/slot_recorder_test.cpp)
+    # Every commit waits for the disk: in memory that costs nothing.
+    set_tests_properties(unit.history PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+endif()

@@ -1,0 +1,26 @@
+#ifndef HISTORY_HISTORY_EXPORT_H
+#define HISTORY_HISTORY_EXPORT_H
+
+#include <string>
+#include <vector>
+
+#include "history/slot_history.h"
+
+// The history for programs: JSON objects on one line, and CSV with a line of names first. Times are
+// seconds since the epoch. What is not known is null, or an empty field.
+
+constexpr size_t EXPORT_POINTS_MAX = 1000;
+
+std::string historyJson(const cSlotHistory& history, int slot, const sTimeRange& range);
+std::string outagesJson(const std::vector<sOutage>& outages);
+std::string eventsJson(const std::vector<sEvent>& events);
+std::string usageJson(const std::vector<sUsageLine>& lines);
+// {"source":"rsrp","unit":"dBm","step_s":60,"points":[[time,average,least,greatest],...]}
+std::string seriesJson(const sSeries& series);
+
+std::string historyCsv(const cSlotHistory& history, const sTimeRange& range);
+std::string outagesCsv(const std::vector<sOutage>& outages);
+std::string eventsCsv(const std::vector<sEvent>& events);
+std::string usageCsv(const std::vector<sUsageLine>& lines);
+
+#endif
