@@ -80,8 +80,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Details: cellslot SUBCOMMAND --help, man cellslot\n"
-        "Example:\n"
+        "Example (details: cellslot SUBCOMMAND --help, man cellslot):\n"
         "  cellslot status");
     const cSubcommand all(&app);
     addStatusCommand(all, context);

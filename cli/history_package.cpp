@@ -14,8 +14,11 @@ constexpr const char* NAME = "history";
 }  // namespace
 
 void addHistoryCommand(const cSubcommand& app) {
-    app.add(NAME, "Show what was: connection, outages, signal, data used.")
-        .footer("Needs the package cellslot-history.");
+    app.add(NAME, "Show what was: outages, signal, data used.")
+        .footer(
+            "Needs the package cellslot-history.\n"
+            "Example:\n"
+            "  cellslot history --since 7d");
 }
 
 // Without the package, help still says what there would be.

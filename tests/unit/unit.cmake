@@ -159,6 +159,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/neighbour_checks_test.cpp
             unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
+            unit/cli/history_package_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/report/tar_archive_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
