@@ -56,6 +56,44 @@ tJson jsonOf(const std::vector<sUsageLine>& lines) {
     return list;
 }
 
+// To three digits after the point: a plot shows no more, and the page is sent over a cellular link.
+tJson shortValueOf(double value) {
+    return valueOf(std::round(value * 1000) / 1000);
+}
+
+// The value of the point in whose step the time is.
+const sPoint* pointAt(const sSeries& series, time_t time) {
+    if (series.points.empty() || time < series.points.front().time) return nullptr;
+    const auto at = static_cast<size_t>((time - series.points.front().time) / series.stepS);
+    return at < series.points.size() ? &series.points[at] : nullptr;
+}
+
+// A series with longer steps repeats its values.
+tJson columnsAt(const sSeries& series, const std::vector<sPoint>& grid) {
+    const sSource& source = describe(series.source);
+    tJson average = tJson::array();
+    tJson least = tJson::array();
+    tJson greatest = tJson::array();
+    for (const sPoint& time : grid) {
+        const sPoint* point = pointAt(series, time.time);
+        average.push_back(point == nullptr ? tJson() : shortValueOf(point->average));
+        least.push_back(point == nullptr ? tJson() : shortValueOf(point->least));
+        greatest.push_back(point == nullptr ? tJson() : shortValueOf(point->greatest));
+    }
+    return {{"words", source.words},
+            {"unit", source.unit},
+            {"average", average},
+            {"least", least},
+            {"greatest", greatest}};
+}
+
+// Null if no figure is known.
+tJson amountOf(const cSlotHistory& history, eSource source, const sTimeRange& range) {
+    for (const sPoint& point : history.series(source, range, EXPORT_POINTS_MAX).points)
+        if (!std::isnan(point.average)) return std::round(history.amount(source, range));
+    return {};
+}
+
 // A text field; one that a spreadsheet takes for a formula begins with a quote.
 std::string csvText(const std::string& text) {
     std::string field = "\"";
@@ -111,6 +149,30 @@ std::string historyJson(const cSlotHistory& history, int slot, const sTimeRange&
         list.push_back(jsonOf(history.series(source.source, range, EXPORT_POINTS_MAX)));
     json["series"] = list;
     return dumped(json);
+}
+
+std::string pageJson(const cSlotHistory& history, const sTimeRange& range) {
+    const std::vector<sPoint> grid = history.series(eSource::RSRP, range, PAGE_POINTS_MAX).points;
+    tJson times = tJson::array();
+    for (const sPoint& point : grid)
+        times.push_back(point.time);
+    tJson series = tJson::object();
+    for (const sSource& source : SOURCE_TABLE)
+        series[source.name] =
+            columnsAt(history.series(source.source, range, PAGE_POINTS_MAX), grid);
+    std::vector<sOutage> outages = history.outages(range);
+    if (outages.size() > PAGE_OUTAGES_MAX)
+        outages.erase(outages.begin(), outages.end() - static_cast<long>(PAGE_OUTAGES_MAX));
+    const sAvailability availability = history.availability(range);
+    return dumped(
+        {{"times", times},
+         {"series", series},
+         {"availability",
+          {{"connected_seconds", availability.connectedS}, {"known_seconds", availability.knownS}}},
+         {"outages", jsonOf(outages)},
+         {"usage",
+          {{"received_bytes", amountOf(history, eSource::RECEIVED, range)},
+           {"sent_bytes", amountOf(history, eSource::SENT, range)}}}});
 }
 
 // Series of the two files have different steps, so a line is one figure.

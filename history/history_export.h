@@ -18,6 +18,12 @@ std::string usageJson(const std::vector<sUsageLine>& lines);
 // {"source":"rsrp","unit":"dBm","step_s":60,"points":[[time,average,least,greatest],...]}
 std::string seriesJson(const sSeries& series);
 
+// For the page of a gateway (web/history_program.h): all sources at the same times. Of more outages
+// the latest. A slot without a history has no times.
+constexpr size_t PAGE_POINTS_MAX = 300;
+constexpr size_t PAGE_OUTAGES_MAX = 1000;
+std::string pageJson(const cSlotHistory& history, const sTimeRange& range);
+
 std::string historyCsv(const cSlotHistory& history, const sTimeRange& range);
 std::string outagesCsv(const std::vector<sOutage>& outages);
 std::string eventsCsv(const std::vector<sEvent>& events);

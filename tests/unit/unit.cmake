@@ -186,7 +186,8 @@ if(HISTORY_BUILT)
     cellslot_add_unit_tests(history
         TOOL
         LIBS cellslot_history cellslot_rrd_slim
-        SOURCES unit/history/redo_test.cpp unit/history/slot_recorder_month_test.cpp
+        SOURCES unit/history/page_reader_test.cpp unit/history/redo_test.cpp
+                unit/history/slot_recorder_month_test.cpp
                 unit/history/slot_recorder_test.cpp)
     # Every commit waits for the disk: in memory that costs nothing.
     set_tests_properties(unit.history PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")

@@ -85,7 +85,8 @@ function showFigures(history) {
   replaceFacts(byId('history-facts'), [
     ['Connected', share],
     ['Outages', String(outages.length)],
-    ['Data', `${bytesText(usage.received_bytes)} received, ${bytesText(usage.sent_bytes)} sent`],
+    ['Data', usage.received_bytes === null ? 'not known'
+      : `${bytesText(usage.received_bytes)} received, ${bytesText(usage.sent_bytes)} sent`],
   ]);
   const rows = outages.map((outage) => [timeText(outage.from),
     outage.to === null ? 'lasts' : durationText(outage.to - outage.from), outage.text || 'cause not known']).reverse();
