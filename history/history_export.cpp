@@ -90,7 +90,7 @@ tJson columnsAt(const sSeries& series, const std::vector<sPoint>& grid) {
 // Null if no figure is known.
 tJson amountOf(const cSlotHistory& history, eSource source, const sTimeRange& range) {
     for (const sPoint& point : history.series(source, range, EXPORT_POINTS_MAX).points)
-        if (!std::isnan(point.average)) return std::round(history.amount(source, range));
+        if (!std::isnan(point.average)) return std::llround(history.amount(source, range));
     return {};
 }
 
@@ -141,8 +141,8 @@ std::string historyJson(const cSlotHistory& history, int slot, const sTimeRange&
                   {"last", history.end()},
                   {"connected_s", availability.connectedS},
                   {"known_s", availability.knownS},
-                  {"received_bytes", std::round(history.amount(eSource::RECEIVED, range))},
-                  {"sent_bytes", std::round(history.amount(eSource::SENT, range))},
+                  {"received_bytes", std::llround(history.amount(eSource::RECEIVED, range))},
+                  {"sent_bytes", std::llround(history.amount(eSource::SENT, range))},
                   {"outages", jsonOf(history.outages(range))}};
     tJson list = tJson::array();
     for (const sSource& source : SOURCE_TABLE)

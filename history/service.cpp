@@ -134,8 +134,8 @@ long long cHistoryService::work(const sClock& clock) {
     bool isBusy = false;
     for (const auto& [slot, recorder] : m_recorders) {
         recorder->look(clock);
-        std::string error;
         if (isDue) {
+            std::string error;
             recorder->commit(clock, error);
             report(slot, error);
         }

@@ -49,6 +49,7 @@ TEST_F(PageReader, History_HasEverySourceAtTheSameTimes) {
                 EXPECT_EQ(series[values].size(), page["times"].size()) << range << " " << name;
         EXPECT_EQ(page["availability"]["connected_seconds"], HOUR_S - 600) << range;
         EXPECT_EQ(page["availability"]["known_seconds"], HOUR_S) << range;
+        EXPECT_TRUE(page["usage"]["received_bytes"].is_number_integer()) << range;
         ASSERT_EQ(page["outages"].size(), 1u) << range;
         EXPECT_EQ(page["outages"][0]["from"], DAY + 1800) << range;
         EXPECT_EQ(page["outages"][0]["to"], DAY + 2400) << range;
