@@ -1,13 +1,14 @@
 #include "recording/line_rules.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <string_view>
 
+#include "recording/characters.h"
+#include "recording/line_names.h"
 #include "recording/pdu_stand_in.h"
 
 namespace {
@@ -26,131 +27,6 @@ constexpr uint64_t IDENTITY_ECHO_MS = 10000;
 // Longest field that is kept before a secret: "SC", 1, 16.
 constexpr size_t KEPT_FIELD = 2;
 
-// What of an answer may be recorded.
-enum eAnswer : uint8_t {
-    eANSWER_UNKNOWN,
-    eANSWER_KEPT,
-    eANSWER_NUMBERS,      // quoted texts are names and numbers
-    eANSWER_MESSAGES,     // the same, and the lines after it up to the result are messages
-    eANSWER_ONE_MESSAGE,  // the same, and the next line is a message
-    eANSWER_SENT,         // ends the echo of a message
-    eANSWER_CREDENTIALS,  // what somebody has stored in the modem; short numbers are kept
-};
-
-struct sName {
-    const char* name;
-    eArguments arguments;
-    eAnswer answer;
-    eBareLine bareLine;
-};
-
-// Everything that the daemon sends and reads, and what a modem of this family sends unasked. Of a
-// command that is not here, all arguments may be secrets.
-// clang-format off
-constexpr sName NAMES[] = {
-    {"+CPIN",      eARGUMENTS_SECRET,         eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CPWD",      eARGUMENTS_SECRET_AFTER_1, eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
-    {"+CLCK",      eARGUMENTS_SECRET_AFTER_2, eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#PDPAUTH",   eARGUMENTS_CREDENTIALS,    eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
-    {"+CGAUTH",    eARGUMENTS_CREDENTIALS,    eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
-    {"#USERID",    eARGUMENTS_SECRET,         eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
-    {"#PASSW",     eARGUMENTS_SECRET,         eANSWER_CREDENTIALS, eBareLine::UNKNOWN},
-    {"+CUSD",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CRSM",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CSIM",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CPBF",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CMGS",      eARGUMENTS_NUMBERS,        eANSWER_SENT,        eBareLine::UNKNOWN},
-    {"+CMGW",      eARGUMENTS_NUMBERS,        eANSWER_SENT,        eBareLine::UNKNOWN},
-    {"+CMGL",      eARGUMENTS_KEPT,           eANSWER_MESSAGES,    eBareLine::UNKNOWN},
-    {"+CMGR",      eARGUMENTS_KEPT,           eANSWER_MESSAGES,    eBareLine::UNKNOWN},
-    {"+CMT",       eARGUMENTS_SECRET,         eANSWER_ONE_MESSAGE, eBareLine::UNKNOWN},
-    {"+CBM",       eARGUMENTS_SECRET,         eANSWER_ONE_MESSAGE, eBareLine::UNKNOWN},
-    {"+CDS",       eARGUMENTS_SECRET,         eANSWER_ONE_MESSAGE, eBareLine::UNKNOWN},
-    {"+CNUM",      eARGUMENTS_SECRET,         eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CLIP",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CCWA",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CSCA",      eARGUMENTS_NUMBERS,        eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CPBR",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::UNKNOWN},
-    {"+CGSN",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"#CGSN",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"+GSN",       eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"+CIMI",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"#CIMI",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"+CCID",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"#CCID",      eARGUMENTS_KEPT,           eANSWER_NUMBERS,     eBareLine::IDENTITY},
-    {"+GMM",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"+CGMM",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"+GMI",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"+CGMI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"+GMR",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"+CGMR",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"#CFVR",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"#MONI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"#SERVINFO",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"#RFSTS",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"#PSNT",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#PCT",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#QSS",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#TEMPMON",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#TEMPMEAS",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#FWSWITCH",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#NCM",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#CCLK",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#CCLKMODE",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#NITZ",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#REBOOT",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#TESTMODE",  eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#GPIO",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#SLED",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#SLEDSAV",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#AUTOBND",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#ENS",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#BND",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#IMSPDPSET", eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#PORTCFG",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#SIMDET",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#CEER",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"#QTEMP",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CSQ",       eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CESQ",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CREG",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGREG",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CEREG",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CIREG",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CIREGU",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CMEE",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+COPN",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+COPS",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGATT",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGACT",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGCONTRDP", eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGPADDR",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGDATA",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGDCONT",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGEV",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CGEREP",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CIEV",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CSDF",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CCLK",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+WS46",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CFUN",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CSCS",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CMGF",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CMGD",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CMTI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CNMI",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CPMS",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"+CEER",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"$GPSSW",     eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::KEPT},
-    {"$GPSNMUN",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"$GPSD",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"$GPSP",      eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"$GPSSAV",    eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"$GPSGPIO",   eARGUMENTS_KEPT,           eANSWER_KEPT,        eBareLine::UNKNOWN},
-    {"$GPSSERSPEED", eARGUMENTS_KEPT,         eANSWER_KEPT,        eBareLine::UNKNOWN},
-};
-// clang-format on
-
 // Lines without a colon that a modem sends on its own.
 constexpr std::string_view WORDS[] = {
     "OK",          "ERROR",   "CONNECT", "NO CARRIER", "RING",    "BUSY",     "NO ANSWER",
@@ -160,57 +36,6 @@ constexpr std::string_view WORDS[] = {
 constexpr std::string_view CME_ERROR = "+CME ERROR:";
 constexpr std::string_view CMS_ERROR = "+CMS ERROR:";
 
-// The hash of a name, letter by letter, so that it is ready when the name ends.
-constexpr unsigned hashStep(unsigned hash, char upper) {
-    return hash * 33 + static_cast<unsigned char>(upper);
-}
-
-// Finds a name in NAMES with about one comparison.
-class cNameIndex {
-  public:
-    cNameIndex() {
-        for (const sName& row : NAMES) {
-            unsigned hash = 0;
-            for (const char* at = row.name; *at != '\0'; ++at)
-                hash = hashStep(hash, *at);
-            while (m_places[hash % PLACES] != nullptr)
-                ++hash;
-            m_places[hash % PLACES] = &row;
-        }
-    }
-    const sName* find(const char* text, size_t size, unsigned hash) const {
-        for (; m_places[hash % PLACES] != nullptr; ++hash) {
-            const sName* row = m_places[hash % PLACES];
-            if (strncasecmp(row->name, text, size) == 0 && row->name[size] == '\0') return row;
-        }
-        return nullptr;
-    }
-
-  private:
-    static constexpr unsigned PLACES = 512;
-    std::array<const sName*, PLACES> m_places{};
-};
-
-const cNameIndex& nameIndex() {
-    static const cNameIndex INDEX;
-    return INDEX;
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool isHexDigit(char c) {
-    return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
-}
-bool isLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-bool isAlphanumeric(char c) {
-    return isDigit(c) || isLetter(c);
-}
-char upperOf(char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
 bool isNameStart(char c) {
     return c == '+' || c == '#' || c == '$' || c == '%' || c == '^' || c == '*';
 }
@@ -231,19 +56,6 @@ bool isWord(const char* line, size_t size) {
         if (equals(line, size, word)) return true;
     // "CONNECT 115200"
     return startsWith(line, size, "CONNECT ") && isNumber(line + 8, size - 8);
-}
-
-struct sFoundName {
-    const sName* row;
-    size_t size;  // of the name with its first character
-};
-
-sFoundName findName(const char* text, size_t size) {
-    unsigned hash = hashStep(0, text[0]);
-    size_t end = 1;
-    for (; end < size && isAlphanumeric(text[end]); ++end)
-        hash = hashStep(hash, upperOf(text[end]));
-    return {nameIndex().find(text, end, hash), end};
 }
 
 std::string withoutBlanks(std::string_view text) {

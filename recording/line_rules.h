@@ -5,22 +5,10 @@
 #include <cstdint>
 #include <string>
 
+#include "recording/line_names.h"
 #include "recording/secret_echoes.h"
 #include "recording/secrets.h"
 #include "recording/stand_ins.h"
-
-// What of a command's arguments may be recorded.
-enum eArguments : uint8_t {
-    eARGUMENTS_KEPT,
-    eARGUMENTS_NUMBERS,         // quoted texts are numbers
-    eARGUMENTS_SECRET,          // all
-    eARGUMENTS_SECRET_AFTER_1,  // AT+CPWD="SC","1234","5678"
-    eARGUMENTS_SECRET_AFTER_2,  // AT+CLCK="SC",0,"1234"
-    eARGUMENTS_CREDENTIALS,     // AT#PDPAUTH=1,2,user,password
-};
-
-// What a line without a name (an answer to AT+CGSN, for example) may be; the last command says it.
-enum class eBareLine { UNKNOWN, KEPT, IDENTITY };
 
 // Which of the lines that a modem sends belong to a message.
 enum class eMessageLines { NONE, NEXT_LINE, UNTIL_RESULT };

@@ -16,11 +16,13 @@ usage() {
     cat <<'TEXT'
 Usage: bench.sh [--quick] [--goals] [--out DIR]
        bench.sh --flash [--quick]
+       bench.sh --replay
        bench.sh --instructions | --renew-instructions
        bench.sh --peers [OPTION]...
   --quick                short runs: about half the time
   --goals                only what has a goal, each with "met" or "NOT MET": about six minutes
   --flash                what a year writes to flash, by folder: about 20 minutes, 10 with --quick; as root
+  --replay               the processor time in which a recorded hour is replayed on a fake clock
   --out DIR              folder of the results (build/bench/results)
   --instructions         only compare the instruction counts of the fixed workloads
   --renew-instructions   record the counts of this build as the new ones
@@ -65,6 +67,13 @@ flash() ( # QUICK(yes/no)
         --out "$BENCH/raw/flash.json"
 )
 
+# Processor time, because the replay waits for nothing.
+replay() {
+    build replay_flow_tests
+    inNamespace "$BUILD/bin/replay_flow_tests" --gtest_brief=1 \
+        --gtest_filter=ReplayFlow.HourOfAConnectedModem_IsReplayedToItsEnd
+}
+
 measure() { # OUT QUICK(yes/no) GOALS(yes/no)
     local out=$1 results=$BENCH/raw shortest=0.2
     local processOptions=() functionOptions=() reportOptions=() groups=()
@@ -100,6 +109,7 @@ main() {
         --quick) quick=yes ;;
         --goals) goals=yes ;;
         --flash) what=flash ;;
+        --replay) what=replay ;;
         --out)
             out=$(cd "$CALLED_IN" && realpath -m -- "${2:?--out needs a folder}")
             shift
@@ -126,11 +136,11 @@ main() {
         shift
     done
     scripts/setup.sh --test
-    if [[ $what == flash ]]; then
-        flash "$quick"
-    else
-        measure "$out" "$quick" "$goals"
-    fi
+    case $what in
+    flash) flash "$quick" ;;
+    replay) replay ;;
+    *) measure "$out" "$quick" "$goals" ;;
+    esac
 }
 
 main "$@"

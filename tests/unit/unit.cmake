@@ -147,7 +147,8 @@ target_link_options(sms_tests PRIVATE LINKER:--wrap=unlink)
 
 cellslot_add_unit_tests(statemachine
     LIBS cellslot_statemachine
-    SOURCES unit/statemachine/pin_rule_test.cpp unit/statemachine/service_status_test.cpp
+    SOURCES unit/statemachine/pin_rule_test.cpp unit/statemachine/recording_marks_test.cpp
+            unit/statemachine/service_status_test.cpp
             unit/statemachine/status_lines_test.cpp support/heap_peak.cpp)
 
 cellslot_add_unit_tests(cli TOOL
@@ -160,7 +161,8 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/history_package_test.cpp
-            unit/cli/base/misspelling_test.cpp unit/cli/report/tar_archive_test.cpp unit/cli/pin/pin_command_test.cpp
+            unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
+            unit/cli/record/record_command_test.cpp unit/cli/report/tar_archive_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
             unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp
