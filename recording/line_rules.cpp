@@ -74,6 +74,15 @@ size_t runEnd(const char* text, size_t size, size_t at, tIsKind isKind) {
     return at;
 }
 
+// How much comes before the whole echo of a command at a line's end: the rest of an answer that was
+// cut. 0 if there is no such echo.
+size_t sizeBeforeEcho(const char* line, size_t size, const std::string& command) {
+    const size_t length = command.size();
+    if (length <= 2 || length >= size || !isCommandLine(command.data(), length)) return 0;
+    const size_t before = size - length;
+    return isNameStart(command[2]) && equals(line + before, length, command) ? before : 0;
+}
+
 // "REC UNREAD", "STO SENT" and "20/06/15,20:32:05-20" in a message's header.
 bool isStatusOrTime(const char* text, size_t size) {
     if (startsWith(text, size, "REC ") || startsWith(text, size, "STO ")) return true;
@@ -137,6 +146,13 @@ void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
 
 void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     if (size == 0) return;
+    // The command is in the recording as it was written, so its echo has nothing to hide.
+    const size_t before = sizeBeforeEcho(line, size, memory.plainCommand);
+    hideAnswer(line, before > 0 ? before : size, memory);
+    hideSecrets(line, size);
+}
+
+void cLineRules::hideAnswer(char* line, size_t size, sPortMemory& memory) {
     if (memory.isEchoExpected() && hideEcho(line, size, memory)) return;
     const bool isCommand = isCommandLine(line, size);
     const sCommandPlace echo = {nullptr, memory.isEchoExpected()};
@@ -158,7 +174,6 @@ void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     } else {
         hideBare(line, size, memory);
     }
-    hideSecrets(line, size);
 }
 
 // Hides what may be a part of an echo. True if the line is a whole one.

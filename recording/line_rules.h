@@ -69,6 +69,7 @@ class cLineRules {
     void hideFrom(char* text, size_t size, size_t keptFields, size_t secretFrom,
                   const sCommandPlace& place);
     void keepSecrets(const char* text, size_t size, size_t fieldsBefore, bool isOwnCommand);
+    void hideAnswer(char* line, size_t size, sPortMemory& memory);
     bool hideEcho(char* line, size_t size, sPortMemory& memory);
     void hideNamed(char* line, size_t size, sPortMemory& memory);
     void hideCredentials(char* text, size_t size);

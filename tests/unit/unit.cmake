@@ -151,6 +151,11 @@ cellslot_add_unit_tests(statemachine
             unit/statemachine/service_status_test.cpp
             unit/statemachine/status_lines_test.cpp support/heap_peak.cpp)
 
+# The folders of requests and recordings have fixed paths.
+cellslot_add_unit_tests(recording_control PRIVATE
+    LIBS cellslot_statemachine
+    SOURCES unit/statemachine/recording_control_test.cpp support/mounted_folder.cpp)
+
 cellslot_add_unit_tests(cli TOOL
     LIBS cellslot_cli util
     SOURCES unit/cli/at/at_request_test.cpp unit/cli/config/config_check_test.cpp
@@ -162,7 +167,8 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/history_package_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
-            unit/cli/record/record_command_test.cpp unit/cli/report/tar_archive_test.cpp
+            unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
+            unit/cli/report/tar_archive_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
             unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp

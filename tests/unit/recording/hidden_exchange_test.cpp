@@ -206,6 +206,35 @@ TEST(HiddenExchange, EchoOfACommandThatNobodySaw_HidesWhatIsNotKnown) {
     EXPECT_EQ(exchange.data(), "xxxx\"\r#FOO: 1,\"xxxx\"\r+CSQ: 1,2\r\nOK\r\n");
 }
 
+// A replay must give back the echo by which the daemon finds its answer.
+TEST(HiddenExchange, EchoAfterAnAnswerThatWasCut_StaysAsItCame) {
+    for (const char* rest : {"AT+C", "AT+CLCK=", "\r\n+CSQ: 1", "\r\n0791214365"}) {
+        cExchange exchange;
+        exchange.write("AT+CPIN=\"1234\"\r");
+        exchange.read(rest);
+        exchange.write("AT+CMGL=0\r");
+        exchange.read("AT+CMGL=0\r\r\nOK\r\n");
+        const std::string data = exchange.data();
+        const std::string end = "AT+CMGL=0\rAT+CMGL=0\r\r\nOK\r\n";
+        ASSERT_GT(data.size(), end.size());
+        EXPECT_EQ(data.substr(data.size() - end.size()), end) << data;
+    }
+}
+
+TEST(HiddenExchange, PartOfASecretBeforeAnotherEcho_IsHidden) {
+    for (const char* rest :
+         {"1234", "234\"", "34", "4", "AT+CPIN=\"1234", "AT+CPIN=\"12", "IN=\"123"}) {
+        cExchange exchange;
+        exchange.write("AT+CPIN=\"1234\"\r");
+        exchange.read(rest);
+        exchange.write("AT+CMGL=0\r");
+        exchange.read("AT+CMGL=0\r\r\nOK\r\n");
+        const std::string data = exchange.data();
+        EXPECT_EQ(data.find_first_of("1234"), std::string::npos) << data;
+        EXPECT_NE(data.find("AT+CMGL=0\r\r\nOK"), std::string::npos) << data;
+    }
+}
+
 TEST(HiddenExchange, MoreSecretsThanAreKept_HideWhatIsNotKnown) {
     cExchange exchange;
     for (int i = 10; i < 20; ++i)
