@@ -16,3 +16,9 @@ long long cAttempts::waitS(const std::string& client, long long nowS) {
 void cAttempts::addFailure(const std::string& client, long long nowS) {
     m_failures.push_back({client, nowS});
 }
+
+void cAttempts::forget(const std::string& client) {
+    const auto isClients = [&](const sFailure& failure) { return failure.client == client; };
+    m_failures.erase(std::remove_if(m_failures.begin(), m_failures.end(), isClients),
+                     m_failures.end());
+}

@@ -16,6 +16,8 @@ class cAttempts {
     // Seconds until the client may try again; 0: it may now.
     long long waitS(const std::string& client, long long nowS);
     void addFailure(const std::string& client, long long nowS);
+    // It has the right password after all.
+    void forget(const std::string& client);
 
   private:
     struct sFailure {

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "web/job.h"
+
 // The history is read by a program of its own: it needs librrd and some megabytes for a moment,
 // which the server would keep. It prints JSON:
 //   cellslot-web-history history SLOT RANGE
@@ -19,11 +21,9 @@ constexpr const char* HISTORY_PROGRAM = "/usr/lib/cellslot/cellslot-web-history"
 bool isHistoryRange(const std::string& text);  // "1h", "6h", "24h", "7d", "30d", "365d"
 bool isSlotNumber(const std::string& text);
 
-enum class eProgramRun { DONE, MISSING, FAILED };
+bool hasHistoryProgram(const std::string& program);
 
-// Runs the program and collects what it prints, for at most some seconds. text: that, or why it
-// failed. FAILED also if it prints too much or ends with another status than 0.
-eProgramRun runHistoryProgram(const std::string& program, const std::vector<std::string>& arguments,
-                              std::string& text);
+// Starts the program; what it prints is the work's output.
+sWork startHistoryProgram(const std::string& program, const std::vector<std::string>& arguments);
 
 #endif

@@ -1,11 +1,9 @@
 #include "web/messages.h"
 
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
@@ -20,8 +18,6 @@ using tJson = nlohmann::ordered_json;
 
 constexpr size_t TEXT_MAX = 2000;  // of a message
 constexpr size_t ANSWER_MAX = 1024 * 1024;
-constexpr time_t PATIENCE_S = 2;
-constexpr size_t PIECE = 4096;
 
 bool connectTo(int socket, const std::string& path) {
     sockaddr_un address{};
@@ -29,18 +25,6 @@ bool connectTo(int socket, const std::string& path) {
     address.sun_family = AF_UNIX;
     memcpy(address.sun_path, path.c_str(), path.size() + 1);
     return connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
-
-// False if the answer is not complete in time, or too long.
-bool readAll(int socket, std::string& text) {
-    std::array<char, PIECE> piece{};
-    for (;;) {
-        const ssize_t count = recv(socket, piece.data(), piece.size(), 0);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return count == 0;
-        text.append(piece.data(), static_cast<size_t>(count));
-        if (text.size() > ANSWER_MAX) return false;
-    }
 }
 
 }  // namespace
@@ -57,19 +41,25 @@ std::string messagesJson(const sPlaces& places) {
     return tJson{{"messages", list}}.dump(-1, ' ', false, tJson::error_handler_t::replace) + "\n";
 }
 
-bool fetchMessages(const sPlaces& places, std::string& text) {
-    const std::string path = places.at(MESSAGES_SOCKET);
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const timeval patience = {PATIENCE_S, 0};
-    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
-    bool isComplete = connectTo(socket, path) && readAll(socket, text);
-    const int error = errno;
+sWork startFetchingMessages(const sPlaces& places) {
+    sWork work;
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (socket >= 0 && connectTo(socket, places.at(MESSAGES_SOCKET))) {
+        work.output = socket;
+        work.outputMax = ANSWER_MAX;
+        return work;
+    }
+    work.error = strerror(errno);
     if (socket >= 0) close(socket);
+    return work;
+}
+
+bool takeMessages(const sPlaces& places, const sJobResult& result, std::string& text) {
+    text = result.output;
     // The service prints nothing if it fails; its log says why.
-    isComplete = isComplete && startsWith(text, "{");
-    if (!isComplete)
-        text = "no complete answer from " + path + " (" + strerror(error) +
-               "); see journalctl -u 'cellslot-web-messages@*'";
-    return isComplete;
+    if (result.isComplete && startsWith(text, "{")) return true;
+    text = "no complete answer from " + places.at(MESSAGES_SOCKET) +
+           (result.error.empty() ? "" : " (" + result.error + ")") +
+           "; see journalctl -u 'cellslot-web-messages@*'";
+    return false;
 }

@@ -1,10 +1,10 @@
 #ifndef WEB_MESSAGES_H
 #define WEB_MESSAGES_H
 
-#include <iosfwd>
 #include <string>
 
 #include "cli/base/places.h"
+#include "web/job.h"
 
 // Received messages are root's alone, so the server cannot read them. A socket-activated service of
 // root's prints them, if the operator allows it, to whoever may connect to the socket.
@@ -16,7 +16,9 @@ constexpr const char* MESSAGES_SOCKET = "/run/cellslot-web/messages";
 constexpr size_t MESSAGES_MAX = 100;
 std::string messagesJson(const sPlaces& places);
 
-// What that service prints, read from its socket. On failure false, and why in text.
-bool fetchMessages(const sPlaces& places, std::string& text);
+// The work reads what that service prints.
+sWork startFetchingMessages(const sPlaces& places);
+// On failure false, and why in text.
+bool takeMessages(const sPlaces& places, const sJobResult& result, std::string& text);
 
 #endif

@@ -14,11 +14,13 @@
 #include <cstdarg>
 #include <cstring>
 #include <ctime>
+#include <list>
 #include <memory>
 
 #include "cli/base/failure.h"
 #include "cli/base/system_failure.h"
 #include "web/connections.h"
+#include "web/jobs.h"
 #include "web/password.h"
 #include "web/readers.h"
 #include "web/site.h"
@@ -36,9 +38,6 @@ constexpr int TICK_MS = 1000;
 constexpr int END_ROUNDS = 50;
 constexpr unsigned TOO_BUSY = 503;
 constexpr const char* TLS_PRIORITIES = "SECURE128:-VERS-TLS1.0:-VERS-TLS1.1:-RSA";
-// In place of anything of ours: marks a request whose head was seen.
-int s_seen = 0;
-
 long long monotonicMs() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
@@ -113,16 +112,18 @@ class cServer {
     explicit cServer(const sServerSetup& setup)
         : m_site({setup.places, setup.config, setup.pageFolder, setup.passwordHash,
                   setup.historyProgram}),
+          m_jobs(setup.patienceS),
           m_idleS(setup.idleS),
           m_lastBusyS(monotonicS()) {
         m_poll = epoll_create1(EPOLL_CLOEXEC);
         blockSignals();
+        watch(m_jobs.descriptor());
         for (const sListener& listener : setup.listeners)
             start(listener, setup);
     }
 
     ~cServer() {
-        endStreams();
+        endRequests();
         for (const auto& entrance : m_entrances)
             MHD_stop_daemon(entrance->daemon);
         close(m_signals);
@@ -135,6 +136,7 @@ class cServer {
     void run() {
         while (!isSignalled() && !isIdle()) {
             wait();
+            m_jobs.run(monotonicS());
             runLibrary();
             look();
             m_connections.cutOff(monotonicS());
@@ -147,6 +149,14 @@ class cServer {
         cServer* server;
         bool isLocal;
         MHD_Daemon* daemon;
+    };
+
+    // While a job makes its answer the library leaves it alone: it is not completed before it is
+    // woken.
+    struct sOpenRequest {
+        MHD_Connection* connection;
+        bool isSuspended;
+        sAnswer answer;
     };
 
     void blockSignals() {
@@ -237,9 +247,11 @@ class cServer {
         return m_idleS != 0 && nowS - m_lastBusyS >= m_idleS;
     }
 
-    void endStreams() {
+    // The library must not be stopped while it has to leave one alone.
+    void endRequests() {
+        m_jobs.end(monotonicS());
         m_readers.end();
-        for (int round = 0; round < END_ROUNDS && !m_readers.isEmpty(); ++round)
+        for (int round = 0; round < END_ROUNDS && !m_requests.empty(); ++round)
             runLibrary();
     }
 
@@ -255,25 +267,64 @@ class cServer {
         *context = server.m_connections.open(socket, monotonicS());
     }
 
-    static void noteCompleted(void* /*server*/, MHD_Connection* connection, void** /*request*/,
+    static void noteCompleted(void* argument, MHD_Connection* connection, void** context,
                               MHD_RequestTerminationCode /*code*/) {
+        auto& server = *static_cast<cServer*>(argument);
+        const auto* request = static_cast<sOpenRequest*>(*context);
+        server.m_requests.remove_if(
+            [request](const sOpenRequest& other) { return &other == request; });
+        *context = nullptr;
         if (cConnections::sConnection* open = connectionOf(connection))
             cConnections::begin(*open, cConnections::eStep::IDLE, monotonicS());
     }
 
+    // Called with the head of a request, and once more when its job is done.
     static MHD_Result answerRequest(void* argument, MHD_Connection* connection, const char* path,
                                     const char* method, const char* /*version*/,
-                                    const char* /*body*/, size_t* /*bodySize*/, void** request) {
+                                    const char* /*body*/, size_t* /*bodySize*/, void** context) {
         auto& entrance = *static_cast<sEntrance*>(argument);
-        // Answered with the head of the request: nobody reads a body.
-        *request = &s_seen;
         cServer& server = *entrance.server;
-        cConnections::sConnection* open = connectionOf(connection);
-        if (open == nullptr) return MHD_NO;
-        cConnections::begin(*open, cConnections::eStep::ANSWER, monotonicS());
-        sAnswer answer = server.m_site.answer(describe(connection, method, path, entrance.isLocal),
-                                              monotonicS());
-        return server.send(connection, *open, answer);
+        if (connectionOf(connection) == nullptr) return MHD_NO;
+        if (*context == nullptr) {
+            server.m_requests.push_back({connection, false, {}});
+            *context = &server.m_requests.back();
+            server.take(server.m_requests.back(),
+                        server.m_site.answer(describe(connection, method, path, entrance.isLocal),
+                                             monotonicS()));
+        }
+        // Answered with the head of the request: nobody reads a body.
+        return server.proceed(*static_cast<sOpenRequest*>(*context));
+    }
+
+    // The answer, or a further job that makes it.
+    void take(sOpenRequest& request, const sAnswer& answer) {
+        request.answer = answer;
+        if (answer.job == nullptr) return;
+        const auto finish = answer.job->finish;
+        const auto done = [this, &request, finish](const sJobResult& result, long long nowS) {
+            take(request, finish(result, nowS));
+            if (request.answer.job == nullptr) wake(request);
+        };
+        if (!m_jobs.add(*answer.job, done)) request.answer = busyAnswer();
+    }
+
+    static void wake(sOpenRequest& request) {
+        if (!request.isSuspended) return;
+        request.isSuspended = false;
+        MHD_resume_connection(request.connection);
+    }
+
+    MHD_Result proceed(sOpenRequest& request) {
+        cConnections::sConnection& open = *connectionOf(request.connection);
+        const bool isReady = request.answer.job == nullptr;
+        // A job has a limit of its own.
+        cConnections::begin(open,
+                            isReady ? cConnections::eStep::ANSWER : cConnections::eStep::UNLIMITED,
+                            monotonicS());
+        if (isReady) return send(request.connection, open, request.answer);
+        request.isSuspended = true;
+        MHD_suspend_connection(request.connection);
+        return MHD_YES;
     }
 
     MHD_Response* responseTo(MHD_Connection* connection, cConnections::sConnection& open,
@@ -305,6 +356,8 @@ class cServer {
     }
 
     cSite m_site;
+    std::list<sOpenRequest> m_requests;
+    cJobs m_jobs;
     cConnections m_connections;
     cReaders m_readers;
     std::vector<std::unique_ptr<sEntrance>> m_entrances;

@@ -19,6 +19,8 @@ struct sServerSetup {
     std::string certificate;
     std::string key;
     std::string passwordHash;
+    // A program that reads the history, the messages or a password is stopped after this time.
+    long long patienceS = 0;
     long long idleS = 0;  // ends after this time without a client; 0: never
 };
 

@@ -37,6 +37,7 @@ constexpr const char* METRICS = "text/plain; version=0.0.4; charset=utf-8";
 constexpr const char* EVENT_STREAM = "text/event-stream; charset=utf-8";
 constexpr size_t KEY_SIZE = 32;
 constexpr size_t SHOWN_MAX = 80;
+constexpr const char* BUSY_RETRY_S = "5";
 
 // No foreign source for anything; scripts and styles only from files of the page.
 constexpr std::pair<const char*, const char*> COMMON_HEADERS[] = {
@@ -84,7 +85,42 @@ std::string keyedHash(const std::string& key, const std::string& text) {
 }
 
 bool isAccepted(const sAnswer& answer) {
-    return answer.status == OK;
+    return answer.status == OK && answer.job == nullptr;
+}
+
+void addCommonHeaders(sAnswer& answer) {
+    for (const auto& [name, value] : COMMON_HEADERS)
+        answer.headers.emplace_back(name, value);
+    // A file may be kept, but is asked for again.
+    answer.headers.emplace_back("Cache-Control", answer.file >= 0 ? "no-cache" : "no-store");
+}
+
+sAnswer complete(sAnswer answer) {
+    if (answer.job == nullptr) addCommonHeaders(answer);
+    return answer;
+}
+
+sAnswer byJob(sJob job) {
+    sAnswer answer;
+    const auto finish = job.finish;
+    job.finish = [finish](const sJobResult& result, long long nowS) {
+        return complete(finish(result, nowS));
+    };
+    answer.job = std::make_shared<const sJob>(std::move(job));
+    return answer;
+}
+
+sAnswer historyAnswer(const std::string& program, const sJobResult& result) {
+    if (result.isComplete && result.exitStatus == 0) return content(JSON, result.output);
+    const std::string why =
+        result.isComplete ? "failed; see journalctl -u cellslot-web" : result.error;
+    return refusal(UNAVAILABLE, "Cannot read the history: " + program + " " + why);
+}
+
+sAnswer messagesAnswer(const sPlaces& places, const sJobResult& result) {
+    std::string text;
+    if (takeMessages(places, result, text)) return content(JSON, text);
+    return refusal(UNAVAILABLE, "Cannot read the messages: " + text);
 }
 
 sAnswer waitAnswer(long long seconds) {
@@ -136,18 +172,51 @@ std::vector<sSlotReport> cSite::look() const {
 }
 
 sAnswer cSite::authorize(const sRequest& request, long long nowS) {
-    if (request.isLocal) return {};
+    if (request.isLocal || request.isAuthorized) return {};
     if (request.authorization.empty()) return passwordNeeded();
-    const std::string hash = keyedHash(m_acceptedKey, request.authorization);
+    const std::string password = basicPassword(request.authorization);
+    if (password.size() < PASSWORD_LENGTH_MIN || password.size() > PASSWORD_LENGTH_MAX)
+        return passwordNeeded();
+    const std::string hash = keyedHash(m_acceptedKey, password);
     if (!hash.empty() && hash == m_accepted) return {};
     const long long waitS = m_attempts.waitS(request.client, nowS);
-    if (waitS > 0) return waitAnswer(waitS);
-    if (!isPassword(basicPassword(request.authorization), m_setup.passwordHash)) {
+    return waitS > 0 ? waitAnswer(waitS) : checkPassword(request);
+}
+
+// Counts as a wrong one until it is found right: others may start meanwhile.
+sAnswer cSite::checkPassword(const sRequest& request) {
+    const auto start = [this, request](long long nowS) {
+        if (m_attempts.waitS(request.client, nowS) > 0) return sWork{};
         m_attempts.addFailure(request.client, nowS);
-        return passwordNeeded();
-    }
-    m_accepted = hash;
-    return {};
+        return startPasswordCheck(basicPassword(request.authorization), m_setup.passwordHash);
+    };
+    const auto finish = [this, request](const sJobResult& result, long long nowS) {
+        return afterCheck(request, result, nowS);
+    };
+    return byJob({eJobKind::PASSWORD, request.client + " " + request.authorization, start, finish});
+}
+
+sAnswer cSite::afterCheck(sRequest request, const sJobResult& result, long long nowS) {
+    const long long waitS = m_attempts.waitS(request.client, nowS);
+    if (!result.isStarted && waitS > 0) return waitAnswer(waitS);
+    if (!result.isComplete || result.exitStatus < 0)
+        return refusal(UNAVAILABLE, "Cannot check the password: the program for it " +
+                                        (result.error.empty() ? "was stopped" : result.error) +
+                                        ".");
+    if (result.exitStatus != 0) return passwordNeeded();
+    m_accepted = keyedHash(m_acceptedKey, basicPassword(request.authorization));
+    m_attempts.forget(request.client);
+    request.isAuthorized = true;
+    return decide(request, nowS);
+}
+
+sAnswer cSite::messages() const {
+    const sPlaces& places = m_setup.places;
+    const auto start = [places](long long /*nowS*/) { return startFetchingMessages(places); };
+    const auto finish = [places](const sJobResult& result, long long /*nowS*/) {
+        return messagesAnswer(places, result);
+    };
+    return byJob({eJobKind::MESSAGES, "", start, finish});
 }
 
 sAnswer cSite::history(const sRequest& request) const {
@@ -166,16 +235,16 @@ sAnswer cSite::history(const sRequest& request) const {
     const std::vector<std::string> arguments =
         wantsEvents ? std::vector<std::string>{"events", slot}
                     : std::vector<std::string>{"history", slot, range};
-    std::string text;
-    switch (runHistoryProgram(m_setup.historyProgram, arguments, text)) {
-        case eProgramRun::DONE:
-            return content(JSON, text);
-        case eProgramRun::MISSING:
-            return refusal(NOT_FOUND, "No history is kept on this gateway.");
-        case eProgramRun::FAILED:
-            break;
-    }
-    return refusal(UNAVAILABLE, "Cannot read the history: " + text);
+    const std::string& program = m_setup.historyProgram;
+    if (!hasHistoryProgram(program))
+        return refusal(NOT_FOUND, "No history is kept on this gateway.");
+    const auto start = [program, arguments](long long /*nowS*/) {
+        return startHistoryProgram(program, arguments);
+    };
+    const auto finish = [program](const sJobResult& result, long long /*nowS*/) {
+        return historyAnswer(program, result);
+    };
+    return byJob({eJobKind::HISTORY, request.path + " " + slot + " " + range, start, finish});
 }
 
 sAnswer cSite::pageFile(const sRequest& request) const {
@@ -213,27 +282,27 @@ sAnswer cSite::route(const sRequest& request) {
             return refusal(FORBIDDEN, std::string("Messages are not shown here. To allow it, set "
                                                   "MESSAGES=yes in ") +
                                           WEB_CONFIG_FILE + " on the gateway.");
-        std::string messages;
-        if (fetchMessages(m_setup.places, messages)) return content(JSON, messages);
-        return refusal(UNAVAILABLE, "Cannot read the messages: " + messages);
+        return messages();
     }
     if (request.path == "/api/history" || request.path == "/api/events") return history(request);
     return pageFile(request);
 }
 
-sAnswer cSite::answer(const sRequest& request, long long nowS) {
+sAnswer cSite::decide(const sRequest& request, long long nowS) {
     sAnswer answer = checkHost(request, m_setup.config);
     if (isAccepted(answer)) answer = checkMethod(request);
     if (isAccepted(answer)) answer = checkSite(request);
     if (isAccepted(answer)) answer = authorize(request, nowS);
     if (isAccepted(answer)) answer = route(request);
-    addCommonHeaders(answer);
     return answer;
 }
 
-void addCommonHeaders(sAnswer& answer) {
-    for (const auto& [name, value] : COMMON_HEADERS)
-        answer.headers.emplace_back(name, value);
-    // A file may be kept, but is asked for again.
-    answer.headers.emplace_back("Cache-Control", answer.file >= 0 ? "no-cache" : "no-store");
+sAnswer cSite::answer(const sRequest& request, long long nowS) {
+    return complete(decide(request, nowS));
+}
+
+sAnswer busyAnswer() {
+    sAnswer answer = refusal(UNAVAILABLE, "Too many requests wait already; try again later.");
+    answer.headers.emplace_back("Retry-After", BUSY_RETRY_S);
+    return complete(std::move(answer));
 }

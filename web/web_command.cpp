@@ -20,7 +20,9 @@ namespace {
 
 constexpr size_t CREDENTIAL_MAX = 64 * 1024;
 constexpr const char* IDLE_S = "60";
-constexpr int IDLE_MAX_S = 86400;
+// A slow processor checks a password in some seconds.
+constexpr const char* PATIENCE_S = "20";
+constexpr int SECONDS_MAX = 86400;
 constexpr mode_t PASSWORD_MODE = 0600;
 
 constexpr const char* HELP =
@@ -29,6 +31,8 @@ constexpr const char* HELP =
     "  serve       serve the page; the service does this\n"
     "    --listen ADDRESS:PORT   also listen there, as 127.0.0.1:8088\n"
     "    --idle S                end after this time without a client; 0: never [60]\n"
+    "    --patience S            stop what reads the history, messages or a password after this\n"
+    "                            time [20]\n"
     "    --pages FOLDER          files of the page [/usr/share/cellslot-web]\n"
     "    --history PROGRAM       reads the history [/usr/lib/cellslot/cellslot-web-history]\n"
     "  password    set the password for browsers on other hosts\n"
@@ -48,6 +52,7 @@ struct sServeOptions {
     std::string pages = PAGE_FOLDER;
     std::string history = HISTORY_PROGRAM;
     std::string idle = IDLE_S;
+    std::string patience = PATIENCE_S;
 };
 
 struct sServeOption {
@@ -56,10 +61,9 @@ struct sServeOption {
 };
 
 const sServeOption SERVE_OPTIONS[] = {
-    {"--listen", &sServeOptions::listen},
-    {"--pages", &sServeOptions::pages},
-    {"--history", &sServeOptions::history},
-    {"--idle", &sServeOptions::idle},
+    {"--listen", &sServeOptions::listen},     {"--pages", &sServeOptions::pages},
+    {"--history", &sServeOptions::history},   {"--idle", &sServeOptions::idle},
+    {"--patience", &sServeOptions::patience},
 };
 
 std::string& valueOf(sServeOptions& options, const std::string& name) {
@@ -75,9 +79,14 @@ sServeOptions readOptions(const std::vector<std::string>& words) {
         if (i + 1 == words.size()) refuseUsage(words[i] + " needs a value");
         value = words[i + 1];
     }
-    if (!isStringNumeric(options.idle) || textToInt(options.idle) > IDLE_MAX_S)
-        refuseUsage("--idle is " + printableLine(options.idle) + "; expected 0 to 86400 seconds");
     return options;
+}
+
+int secondsOf(const char* name, const std::string& text, int least) {
+    if (isStringNumeric(text) && textToInt(text) >= least && textToInt(text) <= SECONDS_MAX)
+        return textToInt(text);
+    refuseUsage(std::string(name) + " is " + printableLine(text) + "; expected " + itos(least) +
+                " to " + itos(SECONDS_MAX) + " seconds");
 }
 
 // What the service manager hands over from root's files; empty if the file is missing.
@@ -94,7 +103,8 @@ void serve(const std::vector<std::string>& words) {
     setup.config = readWebConfig(setup.places);
     setup.pageFolder = options.pages;
     setup.historyProgram = options.history;
-    setup.idleS = textToInt(options.idle);
+    setup.idleS = secondsOf("--idle", options.idle, 0);
+    setup.patienceS = secondsOf("--patience", options.patience, 1);
     setup.certificate = credential("certificate");
     setup.key = credential("key");
     setup.passwordHash = cleanBeginEndWhiteSpace(credential("password"));

@@ -183,7 +183,7 @@ if(TARGET cellslot_web_lib)
         LIBS cellslot_web_lib
         SOURCES unit/cli/fixture.cpp unit/web/attempts_test.cpp unit/web/basic_credentials_test.cpp
                 unit/web/connections_test.cpp unit/web/history_program_test.cpp
-                unit/web/host_check_test.cpp
+                unit/web/host_check_test.cpp unit/web/jobs_test.cpp
                 unit/web/live_status_test.cpp unit/web/page_files_test.cpp
                 unit/web/password_test.cpp unit/web/web_config_test.cpp)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")

@@ -56,6 +56,13 @@ history) cat {folder}/history.$3 ;;
 esac
 """
 FAILING = "#!/bin/sh\necho half an answer\nexit 1\n"
+# Until the test makes the file "open".
+HANGING = """\
+#!/bin/sh
+echo "$@" >> {folder}/started
+while [ ! -e {folder}/open ]; do sleep 0.1; done
+echo '{"events": []}'
+"""
 ENDLESS = "#!/bin/sh\nwhile :; do echo an answer without an end; done\n"
 
 

@@ -12,13 +12,12 @@ import tempfile
 import time
 import urllib.request
 
-from web_case import WebCase, runTests
+from web_case import LIMIT_S, WebCase, runTests
 from web_server import listening
 
 MONITORING = pathlib.Path(__file__).resolve().parents[2] / "docs" / "monitoring"
 # Each minute of a rule lasts this long here.
 MINUTE_S = 0.5
-WAIT_S = 60
 
 
 def shortened(rules):
@@ -85,7 +84,7 @@ class Alerts(WebCase):
 
     def ask(self, path):
         try:
-            with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/v1/{path}", timeout=10) as answer:
+            with urllib.request.urlopen(f"http://127.0.0.1:{self.port}/api/v1/{path}", timeout=LIMIT_S) as answer:
                 return json.load(answer)["data"]
         except OSError:
             return {"result": [], "alerts": []}
@@ -101,7 +100,7 @@ class Alerts(WebCase):
     def waitFor(self, condition, what):
         start = time.monotonic()
         while not condition():
-            self.assertLess(time.monotonic() - start, WAIT_S, f"{what}; firing: {self.firing()}")
+            self.assertLess(time.monotonic() - start, LIMIT_S, f"{what}; firing: {self.firing()}")
             time.sleep(0.2)
         return time.monotonic() - start
 
@@ -125,7 +124,7 @@ class Alerts(WebCase):
         self.expectAlert("CellslotDaemonDown", lambda: (self.slot.daemon.kill(), self.slot.daemon.wait()),
                          lambda: (self.slot.startDaemon(), self.slot.waitConnected()))
         self.expectAlert("CellslotOffline", self.setModem(registration={"state": "searching"}),
-                         lambda: (self.setModem(registration={"state": "home"})(), self.slot.waitConnected(60)))
+                         lambda: (self.setModem(registration={"state": "home"})(), self.slot.waitConnected()))
 
     def test_GatewayThatIsGone_IsReported(self):
         port = self.server.port

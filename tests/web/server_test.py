@@ -1,31 +1,25 @@
 #!/usr/bin/env python3
 """The page's server as programs see it."""
 
+import http.client
 import json
 import pathlib
 import signal
 import socket
 import subprocess
+import threading
 import time
 
-from web_case import CONFIG, WebCase, runTests, waitUntil
-from history_stub import ENDLESS, FAILING
-from web_server import BIN, Server, Stream
+from history_stub import ENDLESS, FAILING, HANGING
+from web_case import CONFIG, LIMIT_S, WebCase, runTests, waitUntil
+from web_server import BIN, Server, Stream, listening
 
-READY_S = 0.050
-LIMIT_KB = 8 * 1024
-
-
-def ready(server):
-    """Seconds from the connection to the end of an answer."""
-    start = time.monotonic()
-    server.getJson("/api/status")
-    return time.monotonic() - start
+READERS = 200
+MESSAGES = pathlib.Path("/run/cellslot-web/messages")
 
 
-def processorS(server):
-    return int(pathlib.Path(f"/proc/{server.process.pid}/schedstat").read_text().split()[0]) / 1e9
-
+def children(server):
+    return pathlib.Path(f"/proc/{server.process.pid}/task/{server.process.pid}/children").read_text()
 
 class Answers(WebCase):
     def setUp(self):
@@ -49,7 +43,7 @@ class Answers(WebCase):
 
         self.assertEqual(both()[1]["slots"][0]["state"], "connected")
         # The daemon may write between the two.
-        waitUntil(isSame, lambda: "they differ", 10)
+        waitUntil(isSame, lambda: "they differ")
 
     def test_Metrics_AreThoseOfCellslot(self):
         shown = subprocess.run([BIN / "cellslot", "status", "--metrics"], capture_output=True,
@@ -140,47 +134,135 @@ class History(WebCase):
                 status, _, body = server.get(path)
                 self.assertEqual(status, 503)
                 self.assertIn(wanted, body)
-            children = pathlib.Path(f"/proc/{server.process.pid}/task/{server.process.pid}/children").read_text()
-            self.assertEqual(children, "")
+            waitUntil(lambda: not children(server), lambda: children(server))
+
+
+class HeldUp(WebCase):
+    """What takes long holds up only those who asked for it."""
+
+    def askFor(self, server, *paths):
+        """In threads; waits for nothing."""
+        answers = []
+        threads = [threading.Thread(target=lambda path=path: answers.append((path, *server.get(path))))
+                   for path in paths]
+        for thread in threads:
+            thread.start()
+            self.addCleanup(thread.join)
+        return answers, threads
+
+    def expectOthersGoOn(self, server, streams):
+        for stream in streams:
+            stream.readUpdate()
+        self.assertEqual(server.get("/api/status")[0], 200)
+
+    def expectAnswers(self, answers, threads, status):
+        for thread in threads:
+            thread.join()
+        self.assertEqual([answer[1] for answer in answers], [status] * len(threads))
+
+    def test_HistoryThatHangs_HoldsUpNobodyElse(self):
+        program = pathlib.Path(self.makeHistory(HANGING))
+        self.addCleanup((program.parent / "open").touch)
+        server = self.serve(history=program)
+        streams = self.read(server, READERS)
+        answers, threads = self.askFor(server, *["/api/events?slot=1"] * 5)
+        started = program.parent / "started"
+        waitUntil(started.exists, lambda: "the program was not started")
+        self.expectOthersGoOn(server, streams)
+        self.assertEqual(answers, [])
+        (program.parent / "open").touch()
+        self.expectAnswers(answers, threads, 200)
+        # Those who asked for the same while it was read shared it.
+        self.assertLess(len(started.read_text().splitlines()), 5)
+
+    def test_TooManyWhoWaitForTheHistory_AreTurnedAway(self):
+        program = pathlib.Path(self.makeHistory(HANGING))
+        self.addCleanup((program.parent / "open").touch)
+        server = self.serve(history=program)
+        paths = [f"/api/history?slot=1&range={value}" for value in ("1h", "6h", "24h", "7d", "30d", "365d")]
+        paths += [f"/api/events?slot={slot}" for slot in (1, 2, 3)] + ["/api/history?slot=2&range=1h"]
+        answers, threads = self.askFor(server, *paths)
+        waitUntil(lambda: answers, lambda: "nobody was turned away")
+        path, status, headers, body = answers[0]
+        self.assertEqual((status, headers["Retry-After"]), (503, "5"), path)
+        self.assertIn(b"Too many requests wait already", body)
+        (program.parent / "open").touch()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(sorted(answer[1] for answer in answers), [200] * 9 + [503])
+
+    def test_ProgramThatHangsForEver_IsStopped(self):
+        server = self.serve(history=self.makeHistory(HANGING), patience=1)
+        status, _, body = server.get("/api/events?slot=1")
+        self.assertEqual(status, 503)
+        self.assertIn(b"did not end in time", body)
+
+    def test_EndWhileSomebodyWaits_LeavesNothingBehind(self):
+        program = pathlib.Path(self.makeHistory(HANGING))
+        server = self.serve(history=program)
+        answers, threads = self.askFor(server, "/api/events?slot=1", "/api/events?slot=2")
+        waitUntil((program.parent / "started").exists, lambda: "the program was not started")
+        server.process.send_signal(signal.SIGTERM)
+        self.assertEqual(server.process.wait(LIMIT_S), 0)
+        self.expectAnswers(answers, threads, 503)
+
+    def test_MessagesThatHang_HoldUpNobodyElse(self):
+        CONFIG.write_text("MESSAGES=yes\n")
+        self.addCleanup(CONFIG.unlink)
+        MESSAGES.parent.mkdir(exist_ok=True)
+        MESSAGES.unlink(missing_ok=True)
+        self.addCleanup(MESSAGES.unlink)
+        with socket.socket(socket.AF_UNIX) as service:
+            service.bind(str(MESSAGES))
+            service.listen()
+            server = self.serve()
+            streams = self.read(server, READERS)
+            answers, threads = self.askFor(server, "/api/messages", "/api/messages")
+            connection, _ = service.accept()
+            with connection:
+                self.expectOthersGoOn(server, streams)
+                self.assertEqual(answers, [])
+                connection.sendall(b'{"messages": []}')
+            # The second one may have come too late to share the first answer.
+            service.settimeout(0.1)
+            while any(thread.is_alive() for thread in threads):
+                try:
+                    with service.accept()[0] as connection:
+                        connection.sendall(b'{"messages": []}')
+                except TimeoutError:
+                    pass
+            self.expectAnswers(answers, threads, 200)
 
 
 class Life(WebCase):
-    def test_FirstAnswer_ComesWithin50Milliseconds(self):
-        took, worked = [], []
-        for _ in range(5):
-            server = Server()  # it starts while the request waits in the socket, as with systemd
-            took.append(ready(server))
-            worked.append(processorS(server))
-            server.end()
-        print(f"first answer after {min(took) * 1000:.0f} to {max(took) * 1000:.0f} ms, with"
-              f" {min(worked) * 1000:.0f} ms of processor time")
-        # Not the time on the clock: other programs of this machine may be at work.
-        self.assertLess(min(worked), READY_S)
+    def test_RequestThatStartsTheServer_IsAnswered(self):
+        # It starts while the request waits in the socket, as with systemd.
+        with listening() as sock:
+            connection = http.client.HTTPConnection("127.0.0.1", sock.getsockname()[1], timeout=LIMIT_S)
+            self.addCleanup(connection.close)
+            connection.request("GET", "/api/status")
+            self.serve(sock=sock.dup())
+            self.assertEqual(connection.getresponse().status, 200)
 
     def test_NobodyLooks_ItEnds(self):
-        server = self.serve(idle=2)
-        ready(server)
-        start = time.monotonic()
-        self.assertEqual(server.process.wait(10), 0)
-        self.assertGreater(time.monotonic() - start, 0.9)
+        server = self.serve(idle=1)
+        server.getJson("/api/status")
+        self.assertEqual(server.process.wait(LIMIT_S), 0)
 
     def test_SomebodyReadsTheStream_ItStays(self):
-        server = self.serve(idle=2)
-        stream = Stream(server.port)
-        self.addCleanup(stream.close)
-        stream.readUntil(b"event: status")
-        time.sleep(5)
+        server = self.serve(idle=1)
+        stream, = self.read(server)
+        for _ in range(3):  # two seconds each
+            stream.readUpdate()
         self.assertIsNone(server.process.poll())
         stream.close()
-        self.assertEqual(server.process.wait(30), 0)
+        self.assertEqual(server.process.wait(LIMIT_S), 0)
 
     def test_Signal_EndsItAtOnce(self):
         server = self.serve()
-        stream = Stream(server.port)
-        self.addCleanup(stream.close)
-        stream.readUntil(b"event: status")
+        self.read(server)
         server.process.send_signal(signal.SIGTERM)
-        self.assertEqual(server.process.wait(5), 0)
+        self.assertEqual(server.process.wait(LIMIT_S), 0)
 
     def test_WrongConfiguration_IsExplained(self):
         self.addCleanup(CONFIG.unlink)
@@ -194,7 +276,7 @@ class Life(WebCase):
             self.assertEqual(checked.returncode, 1)
             self.assertIn(wanted, checked.stderr)
             server = Server()
-            self.assertEqual(server.process.wait(5), 1)
+            self.assertEqual(server.process.wait(LIMIT_S), 1)
             self.assertIn(wanted, server.end())
 
     def test_NamesOfTheOperator_AreAnswered(self):
@@ -219,26 +301,16 @@ class Life(WebCase):
 
 class LiveValues(WebCase):
     def test_EachUpdateOfTheDaemon_IsSent(self):
-        server = self.serve()
-        stream = Stream(server.port)
-        self.addCleanup(stream.close)
-        stream.readUntil(b"event: status\ndata: {")
+        stream, = self.read(self.serve())
         for _ in range(2):
-            stream.data = b""
-            self.assertLess(stream.readUntil(b"\n\n"), 4)
+            stream.readUpdate()
 
-    def test_LostSession_IsSentWithin2Seconds(self):
-        server = self.serve()
-        stream = Stream(server.port)
-        self.addCleanup(stream.close)
+    def test_Outage_IsSent(self):
+        stream, = self.read(self.serve())
         stream.readUntil(b'"state":"connected"')
-        stream.data = b""
-        # From the file on: when it says so depends on the daemon's own polls.
         self.slot.daemon.kill()
         self.slot.daemon.wait()
-        took = stream.readUntil(b'"state":"no_daemon"')
-        print(f"an outage was sent after {took * 1000:.0f} ms")
-        self.assertLess(took, 2)
+        stream.readUntil(b'"state":"no_daemon"')
         self.slot.startDaemon()
         self.slot.waitConnected()
 
@@ -248,9 +320,9 @@ class SlowClients(WebCase):
         server = self.serve()
         sock = socket.create_connection(("127.0.0.1", server.port))
         self.addCleanup(sock.close)
-        start = time.monotonic()
+        end = time.monotonic() + LIMIT_S
         isOpen = True
-        while isOpen and time.monotonic() - start < 30:
+        while isOpen and time.monotonic() < end:
             try:
                 sock.sendall(b"G")
                 sock.settimeout(1)
@@ -259,10 +331,7 @@ class SlowClients(WebCase):
                 pass
             except OSError:
                 isOpen = False
-        took = time.monotonic() - start
-        print(f"a slow request was cut off after {took:.0f} s")
-        self.assertLess(took, 20)
-        self.assertGreater(took, 5)
+        self.assertFalse(isOpen)
 
     def test_HeadThatIsTooLong_IsRefused(self):
         server = self.serve()
@@ -281,48 +350,24 @@ class SlowClients(WebCase):
         lazy = [Stream(server.port) for _ in range(20)]
         for stream in lazy:
             self.addCleanup(stream.close)
-        keen = Stream(server.port)
-        self.addCleanup(keen.close)
-        keen.readUntil(b"event: status")
+        keen, = self.read(server)
         for _ in range(3):
-            keen.data = b""
-            self.assertLess(keen.readUntil(b"\n\n"), 4)
+            keen.readUpdate()
 
 
 class Load(WebCase):
-    READERS = 200
-
-    def passes(self, seconds):
-        """Passes of the daemon's loop: commands of the modem."""
-        before = len(self.slot.commands())
-        time.sleep(seconds)
-        return len(self.slot.commands()) - before
-
-    def test_200Readers_GetEveryUpdateInLittleMemory(self):
-        alone = self.passes(6)
+    def test_200Readers_GetEveryUpdateAndTheDaemonGoesOn(self):
         server = self.serve()
-        streams = [Stream(server.port) for _ in range(self.READERS)]
+        streams = self.read(server, READERS)
+        self.slot.waitPolls(3)
         for stream in streams:
-            self.addCleanup(stream.close)
-        for stream in streams:
-            stream.readUntil(b"event: status")
-        together = self.passes(6)
-        for stream in streams:
-            stream.readUntil(b"event: age")
-        kb = server.memoryKb()
-        print(f"{self.READERS} readers: {kb} kB (anonymous {server.memoryKb('RssAnon')} kB); commands of the "
-              f"daemon in 6 s: {alone} alone, {together} with them")
-        self.assertLessEqual(kb, LIMIT_KB)
-        self.assertGreaterEqual(together, alone * 0.8)
+            stream.readUpdate()
         # There is room for a request.
         self.assertEqual(server.get("/api/status")[0], 200)
 
     def test_MoreReadersThanThereIsRoomFor_AreTurnedAway(self):
         server = self.serve()
-        streams = [Stream(server.port) for _ in range(240)]
-        for stream in streams:
-            self.addCleanup(stream.close)
-            stream.readUntil(b"event: status")
+        self.read(server, 240)
         late = Stream(server.port)
         self.addCleanup(late.close)
         late.readUntil(b"503")

@@ -8,9 +8,9 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "system"))
 
-from gateway import Slot, freshHost, waitUntil  # noqa: E402
+from gateway import LIMIT_S, Slot, freshHost, waitUntil  # noqa: E402,F401
 from history_stub import makeProgram  # noqa: E402
-from web_server import Server  # noqa: E402
+from web_server import Server, Stream  # noqa: E402
 
 CONFIG = pathlib.Path("/etc/cellslot/web.conf")
 
@@ -30,7 +30,7 @@ class WebCase(unittest.TestCase):
         cls.slot.configure()
         cls.slot.startSim()
         cls.slot.startDaemon()
-        cls.slot.waitConnected(60)
+        cls.slot.waitConnected()
 
     def makeHistory(self, *script):
         folder = tempfile.mkdtemp()
@@ -41,6 +41,16 @@ class WebCase(unittest.TestCase):
         server = Server(**options)
         self.addCleanup(server.end)
         return server
+
+    def read(self, server, count=1):
+        """As many readers of the stream, which have got the status."""
+        streams = []
+        for _ in range(count):
+            streams.append(Stream(server.port))
+            self.addCleanup(streams[-1].close)
+        for stream in streams:
+            stream.readUntil(b"event: status\ndata: {")
+        return streams
 
 
 def runTests():

@@ -1,47 +1,72 @@
 #include "web/history_program.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
 
 #include "tests/support/temp_folder.h"
+#include "web/jobs.h"
 
 namespace {
 
+constexpr int PATIENCE_MS = 300000;  // only bounds a failure
+
 class HistoryProgram : public testing::Test {
   protected:
-    eProgramRun run(const std::string& script, const std::vector<std::string>& arguments = {}) {
+    void run(const std::string& script, const std::vector<std::string>& arguments = {}) {
         writeFile(program, "#!/bin/sh\n" + script);
         chmod(program.c_str(), 0755);
-        return runHistoryProgram(program, arguments, text);
+        start(arguments);
+    }
+
+    // Waits for the result.
+    void start(const std::vector<std::string>& arguments) {
+        cJobs jobs(10);
+        bool isDone = false;
+        const auto startIt = [&](long long /*nowS*/) {
+            return startHistoryProgram(program, arguments);
+        };
+        jobs.add({eJobKind::HISTORY, "", startIt, {}}, [&](const sJobResult& its, long long) {
+            result = its;
+            isDone = true;
+        });
+        for (jobs.run(0); !isDone; jobs.run(0)) {
+            pollfd event = {jobs.descriptor(), POLLIN, 0};
+            ASSERT_EQ(poll(&event, 1, PATIENCE_MS), 1);
+        }
     }
 
     cTempFolder folder;
     const std::string program = folder / "program";
-    std::string text;
+    sJobResult result;
 };
 
 }  // namespace
 
 TEST_F(HistoryProgram, Output_IsCollectedWhole) {
-    EXPECT_EQ(run("echo \"$@\"; head -c 100000 /dev/zero | tr '\\0' x", {"events", "1; echo 2"}),
-              eProgramRun::DONE);
-    EXPECT_EQ(text.substr(0, 17), "events 1; echo 2\n");
-    EXPECT_EQ(text.size(), 100017u);
+    run("echo \"$@\"; head -c 100000 /dev/zero | tr '\\0' x", {"events", "1; echo 2"});
+    EXPECT_TRUE(result.isComplete);
+    EXPECT_EQ(result.output.substr(0, 17), "events 1; echo 2\n");
+    EXPECT_EQ(result.output.size(), 100017u);
 }
 
-TEST_F(HistoryProgram, MissingProgram_IsNoFailure) {
-    EXPECT_EQ(runHistoryProgram(folder / "nothing", {}, text), eProgramRun::MISSING);
-    EXPECT_EQ(text, "");
+TEST_F(HistoryProgram, MissingProgram_IsKnownBeforeItIsStarted) {
+    EXPECT_FALSE(hasHistoryProgram(program));
+    run("");
+    EXPECT_TRUE(hasHistoryProgram(program));
 }
 
 TEST_F(HistoryProgram, Failure_IsExplained) {
-    EXPECT_EQ(run("echo half; exit 3"), eProgramRun::FAILED);
-    EXPECT_EQ(text, program + " failed; see journalctl -u cellslot-web");
-    EXPECT_EQ(run("while :; do echo endless text; done"), eProgramRun::FAILED);
-    EXPECT_EQ(text, program + " did not end in time, or printed too much");
+    run("echo half; exit 3");
+    EXPECT_TRUE(result.isComplete);
+    EXPECT_EQ(result.exitStatus, 3);
+    run("while :; do echo endless text; done");
+    EXPECT_FALSE(result.isComplete);
+    EXPECT_EQ(result.error, "printed too much");
     writeFile(program, "no program");
-    EXPECT_EQ(runHistoryProgram(program, {}, text), eProgramRun::FAILED);
-    EXPECT_NE(text.find("cannot be started"), std::string::npos) << text;
+    start({});
+    EXPECT_FALSE(result.isStarted);
+    EXPECT_NE(result.error.find("cannot be started"), std::string::npos) << result.error;
 }
 
 TEST_F(HistoryProgram, Parameters_AreTakenFromLists) {
