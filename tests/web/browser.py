@@ -41,7 +41,8 @@ class Browser:
         }
         wanted = {"browserName": "chrome", "goog:chromeOptions": options,
                   "goog:loggingPrefs": {"browser": "ALL", "performance": "ALL"},
-                  "acceptInsecureCerts": True}
+                  "acceptInsecureCerts": True,
+                  "timeouts": {"script": LIMIT_S * 1000, "pageLoad": LIMIT_S * 1000}}
         return self.call("POST", "/session", {"capabilities": {"alwaysMatch": wanted}})
 
     def call(self, method, path, body=None):
