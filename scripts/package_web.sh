@@ -41,6 +41,7 @@ putServices() {
 putDocuments() {
     local file doc=/usr/share/doc/$NAME
     put 644 docs/web.md "$doc/web.md"
+    putZipped docs/man/cellslot-web.8 /usr/share/man/man8/cellslot-web.8
     for file in docs/monitoring/* docs/web/*; do
         [[ ! -f $file ]] || put 644 "$file" "$doc/examples/${file##*/}"
     done

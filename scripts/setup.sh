@@ -35,10 +35,13 @@ readonly TEST=(
     gcovr
     jq
     libbenchmark-dev
+    libcrypt-dev
     libgammu-dev
     libglib2.0-dev
     libgmock-dev
+    libgnutls28-dev
     libgtest-dev
+    libmicrohttpd-dev
     librrd-dev
     lintian
     man-db

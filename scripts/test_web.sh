@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the page of a gateway and its package, and tests them: the server, the page in Debian's Chromium,
 # proxies, and Debian's Prometheus with the alert rules. Installs what that needs. Everything listens on
-# the loopback interface of a private namespace. Screenshots are in build/web/results.
+# the loopback interface of a private namespace. Screenshots are in build/web/results. scripts/test_more.sh
+# runs it.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -9,19 +10,22 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/options.sh
 readonly JOBS=2
 readonly TESTS=(server_test lan_test fuzz_test page_test proxy_test monitoring_test package_web_test)
+# About three minutes.
+readonly SHORT=(server_test 'page_test Values' 'monitoring_test Rules' package_web_test)
+readonly TARGETS=(cellslot cellslotd cellslot-web cellslot-web-history le910sim make_history skvs web_tests)
 
 usage() {
     cat <<'TEXT'
 Usage: test_web.sh [--all | TEST [CLASS[.NAME]]...]
-Builds the page of a gateway and tests it. TEST is a file of tests/web without ".py"; all of them unless
-given.
-  --all  also under the sanitizers, with a longer fuzz run
+Builds the page of a gateway and tests it: the server, the page's live values, the alert rules, the package;
+or one TEST, a file of tests/web without ".py".
+  --all  every test, and the server's also under the sanitizers, with a longer fuzz run
 TEXT
 }
 
 build() { # PRESET
     cmake --preset "$1" >/dev/null
-    cmake --build --preset "$1" -j "$JOBS" --target cellslot cellslotd cellslot-web le910sim skvs web_tests
+    cmake --build --preset "$1" -j "$JOBS" --target "${TARGETS[@]}"
 }
 
 run() { # PRESET TEST [CLASS]...
@@ -34,12 +38,13 @@ run() { # PRESET TEST [CLASS]...
         scripts/private_namespace.sh --keep "$PWD/build" python3 "tests/web/$test.py" "$@"
 }
 
-runAll() { # PRESET TEST...
-    local preset=$1 test failed=0
+runAll() { # PRESET "TEST [CLASS]"...
+    local preset=$1 test words failed=0
     shift
     "build/$preset/bin/web_tests" --gtest_brief=1 || failed=1
     for test in "$@"; do
-        run "$preset" "$test" || failed=1
+        read -ra words <<<"$test"
+        run "$preset" "${words[@]}" || failed=1
     done
     return "$failed"
 }
@@ -60,11 +65,13 @@ main() {
     fi
     rm -rf build/web/results build/web/packages
     scripts/package_web.sh --no-build --output build/web/packages
-    runAll release "${TESTS[@]}" || failed=1
-    if [[ ${1:-} == --all ]]; then
-        build asan
-        CELLSLOT_SLOW=1 CELLSLOT_FUZZ_S=300 runAll asan fuzz_test lan_test || failed=1
+    if [[ ${1:-} != --all ]]; then
+        runAll release "${SHORT[@]}"
+        return
     fi
+    runAll release "${TESTS[@]}" || failed=1
+    build asan
+    CELLSLOT_SLOW=1 CELLSLOT_FUZZ_S=300 runAll asan fuzz_test lan_test server_test || failed=1
     return "$failed"
 }
 

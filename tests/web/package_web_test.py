@@ -10,6 +10,7 @@ import tempfile
 import unittest
 
 PACKAGE, = pathlib.Path(os.environ["CELLSLOT_PACKAGES"]).glob("cellslot-web_*.deb")
+BIN = pathlib.Path(os.environ["CELLSLOT_BIN"])
 UNITS = ("cellslot-web.service", "cellslot-web.socket", "cellslot-web-lan.socket",
          "cellslot-web-messages.socket", "cellslot-web-messages@.service")
 PAGE_MAX = 80 * 1024
@@ -44,6 +45,15 @@ class Contents(unittest.TestCase):
                 continue  # names its project's page in a comment
             found = set(re.findall(r"https?://[^\s\"'<>)]+", text)) - {"http://www.w3.org/2000/svg"}
             self.assertEqual(found, set(), file.name)
+
+    def test_ManualPage_IsInstalled(self):
+        page = self.root / "usr/share/man/man8/cellslot-web.8.gz"
+        text = subprocess.run(["gzip", "-dc", page], capture_output=True, check=True).stdout.decode()
+        shown = subprocess.run([BIN / "cellslot-web", "--help"], capture_output=True, text=True, check=True).stdout
+        for action in re.findall(r"^  (\w+) ", shown, re.M):
+            self.assertIn(f".Cm {action}\n", text)
+        for option in re.findall(r"^    --(\w+) ", shown, re.M):
+            self.assertIn(f".It Fl -{option} ", text)
 
     def test_Index_HasNoInlineScriptOrStyle(self):
         text = subprocess.run(["gzip", "-dc", self.root / "usr/share/cellslot-web/index.html.gz"],
