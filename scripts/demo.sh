@@ -8,6 +8,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/options.sh
 readonly LOG=build/demo.log
 readonly TARGETS=(cellslotd cellslot le910sim skvs)
+readonly PAGE=build/web/page/index.html.gz
 
 usage() {
     cat <<'TEXT'
@@ -17,6 +18,7 @@ arrives, then the screens of the operator's command and a clean shutdown. Takes 
 changes nothing on this host.
   --seconds N  wait for no key, and end N seconds after everything was shown
   --verbose    show each AT command with its answer, and the daemon's log
+If scripts/web_page.sh has put the page together, a browser on this host can look on; its address is shown.
 Arguments after -- go to the simulated modem, for example -- --scenario FILE.
 Needs root, or a user who may create namespaces and open /dev/net/tun. The first run builds the
 programs and installs what is missing for that (scripts/setup.sh).
@@ -39,7 +41,14 @@ showProgress() {
 # Not optimised: that takes half of the time.
 build() {
     scripts/setup.sh && cmake --preset demo &&
-        cmake --build --preset demo --target "${TARGETS[@]}"
+        cmake --build --preset demo --target "${TARGETS[@]}" && buildPage
+}
+
+# The server of the page, if its page and what it is built with are there.
+buildPage() {
+    if [[ -e $PAGE ]] && cmake --build --preset demo --target help | grep -q '^cellslot-web:'; then
+        cmake --build --preset demo --target cellslot-web
+    fi
 }
 
 buildQuietly() {
@@ -75,7 +84,11 @@ main() {
         shift
     done
     buildQuietly
-    exec scripts/private_namespace.sh python3 scripts/lib/demo.py \
+    local withPage=()
+    if [[ -e $PAGE && -x build/demo/bin/cellslot-web ]]; then
+        withPage=(python3 scripts/lib/demo_page.py)
+    fi
+    exec "${withPage[@]}" scripts/private_namespace.sh python3 scripts/lib/demo.py \
         --bin "$PWD/build/demo/bin" --host "$PWD/gateway-tools" "${options[@]}" -- "$@"
 }
 

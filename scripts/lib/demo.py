@@ -17,6 +17,7 @@ import threading
 import time
 
 import demo_services
+from demo_page import startPage
 from demo_screens import Watch, showCommand
 from demo_story import Story
 from log_capture import openLogSocket, splitDatagram
@@ -83,6 +84,7 @@ class Demo:
         self.sim = None
         self.daemon = None
         self.gpsd = None
+        self.pageServer = None
         self.watch = None
         self.steps = list(STEPS)
         self.commands = 0
@@ -253,6 +255,12 @@ class Demo:
                         f" pauses)")
         operator = f"{self.value('CARRIER')}, {self.value('SERVICE_TYPE')} band {self.value('BAND')}"
         self.story.say("CONNECTED", f"{operator}: published for other programs")
+        self.showPage()
+
+    def showPage(self):
+        self.pageServer, address = startPage(self.options.bin)
+        if self.pageServer is not None:
+            self.story.say("page", f"{address} shows all of it in a browser of this host")
 
     def ping(self):
         text = subprocess.run(["ping", "-c", "2", "-W", "2", "-I", INTERFACE, "1.2.3.4"],
@@ -376,9 +384,10 @@ class Demo:
             self.watch.end()
             self.watch = None
         self.stopDaemon()
-        if self.gpsd is not None:
-            self.gpsd.terminate()
-            self.gpsd.wait()
+        for service in (self.gpsd, self.pageServer):
+            if service is not None:
+                service.terminate()
+                service.wait()
         self.sim.terminate()
         self.sim.wait()
         return self.report()

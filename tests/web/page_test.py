@@ -17,7 +17,7 @@ VIEWS = ("overview", "signal", "history", "events", "messages")
 # What a view shows when it is complete; anything that is not empty, or the text.
 COMPLETE = {
     "overview": [("#facts", "Updated")],
-    "signal": [("#big-number", lambda text: text.startswith("-")), ("#trace", lambda text: text is not None)],
+    "signal": [("#big-number", lambda text: text.startswith("-")), ("#figures", "RSRP")],
     "history": [("#history-note", lambda text: not text.startswith("Loading"))],
     "events": [("#events", lambda text: text.strip() != "Events")],
     "messages": [("#messages", lambda text: text.strip() != "Messages")],
