@@ -68,7 +68,7 @@ bool cJobs::add(const sJob& job, const tDone& done) {
     } else if (same != queue.waiting.end()) {
         (*same)->waiting.push_back(done);
     } else {
-        if (queue.waiting.size() >= WAITING_MAX) return false;
+        if (queue.waiting.size() + (queue.running ? 1 : 0) > WAITING_MAX) return false;
         queue.waiting.push_back(std::make_unique<sEntry>());
         queue.waiting.back()->key = job.key;
         queue.waiting.back()->start = job.start;

@@ -48,7 +48,9 @@ class Page(GatewayCase):
         machine.run("touch /run/poststart; useradd visitor")
         install(machine, *LIBRARIES)
         for unit in ("cellslot-web.service", "cellslot-web-messages@.service", "cellslot-history.service"):
-            machine.write(f"/run/systemd/system/{unit}.d/strict.conf", STRICT)
+            folder = f"/run/systemd/system/{unit}.d"
+            machine.run(f"mkdir -p '{folder}'")
+            machine.write(f"{folder}/strict.conf", STRICT)
         for file in packages:
             machine.write(f"/bench/{file.name}", file.read_bytes())
         files = " ".join(f"/bench/{file.name}" for file in packages)

@@ -5,6 +5,17 @@ import { byId, bytesText, durationText, element, fetchJson, replaceFacts, setTex
 const RANGES = [['1h', '1 hour'], ['6h', '6 hours'], ['24h', '1 day'], ['7d', '1 week'], ['30d', '1 month'], ['365d', '1 year']];
 const FIRST_RANGE = '24h';
 const NARROW = 700;
+const MINUTE_S = 60;
+const HOUR_S = 3600;
+const DAY_S = 86400;
+// For an axis of time: least distance of two ticks, its words, and those added where a year, a month, a
+// day, an hour, a minute or a second begins.
+const TIME_WORDS = [
+  [28 * DAY_S, '{MMM}', '\n{YYYY}', null, null, null, null, null, 1],
+  [DAY_S, '{D} {MMM}', '\n{YYYY}', null, null, null, null, null, 1],
+  [HOUR_S, '{HH}:{mm}', '\n{D} {MMM}', null, '\n{D} {MMM}', null, null, null, 1],
+  [MINUTE_S, '{HH}:{mm}', '\n{D} {MMM}', null, '\n{D} {MMM}', null, null, null, 1],
+];
 
 let slot = null;
 let range = FIRST_RANGE;
@@ -70,7 +81,7 @@ function draw(uPlot, history) {
       scales: { y: plot.range ? { range: plot.range } : {} },
       legend: { live: false, show: plot.series.length > 1 },
       cursor: { drag: { x: false, y: false } },
-      axes: [axis(), axis(plot.bytes ? { size: 70, values: (_, values) => values.map(bytesText) } : {})],
+      axes: [axis({ values: TIME_WORDS }), axis(plot.bytes ? { size: 70, values: (_, values) => values.map(bytesText) } : {})],
       series: [{}, ...plot.series.map(([label, , stroke, width]) => ({ label, stroke: colour(stroke), width, spanGaps: false, points: { show: false } }))],
     };
     return new uPlot(options, [history.times, ...plot.series.map(([, values]) => values)], node);

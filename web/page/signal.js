@@ -54,7 +54,9 @@ function drawTrace(trace) {
   const svg = byId('trace');
   svg.replaceChildren(...pieces(trace).map((points) => {
     const line = document.createElementNS(SVG, 'polyline');
-    line.setAttribute('points', points.join(' '));
+    // A line of one point is not drawn.
+    line.setAttribute('points', [...points, points[points.length - 1]].join(' '));
+    line.setAttribute('stroke-linecap', 'round');
     line.setAttribute('fill', 'none');
     line.setAttribute('stroke', 'currentColor');
     line.setAttribute('stroke-width', '3');

@@ -133,6 +133,14 @@ TEST_F(Jobs, FullQueue_RefusesOthersButTakesSharers) {
     EXPECT_TRUE(add(eJobKind::MESSAGES, "other kind", start));
 }
 
+TEST_F(Jobs, RequestsBeforeTheFirstRun_HaveAsMuchRoom) {
+    const sGate gate;
+    const auto start = [&] { return startBehind(gate, "", 0); };
+    for (size_t i = 0; i <= cJobs::WAITING_MAX; ++i)
+        EXPECT_TRUE(add(eJobKind::HISTORY, std::to_string(i), start)) << i;
+    EXPECT_FALSE(add(eJobKind::HISTORY, "too many", start));
+}
+
 TEST_F(Jobs, ProcessThatDoesNotEnd_IsKilledAndTheNextOneRuns) {
     const sGate hangs;
     const sGate gate;
