@@ -21,6 +21,14 @@ std::string textOf(const nlohmann::json& object, const char* key) {
 
 }  // namespace
 
+sEvent eventOf(time_t time, const char* kind, const std::string& text) {
+    sEvent event;
+    event.time = time;
+    event.kind = kind;
+    event.text = text;
+    return event;
+}
+
 std::string eventLine(const sEvent& event) {
     nlohmann::ordered_json line;
     line["time"] = event.time;

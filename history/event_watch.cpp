@@ -30,14 +30,6 @@ const sWatched WATCHED[] = {
 };
 // clang-format on
 
-sEvent eventOf(time_t now, const char* kind, const std::string& text) {
-    sEvent event;
-    event.time = now;
-    event.kind = kind;
-    event.text = text;
-    return event;
-}
-
 bool isRoamingChange(const std::string& before, const std::string& now) {
     return (before == REGISTRATION_ROAMING && now == REGISTRATION_HOME) ||
            (before == REGISTRATION_HOME && now == REGISTRATION_ROAMING);
