@@ -21,6 +21,7 @@ TEXT
 
 putFiles() {
     local program
+    putRecords "$NAME"
     for program in "${PROGRAMS[@]}"; do
         putProgram "$program" "$PLACE/$program"
     done
@@ -28,7 +29,6 @@ putFiles() {
     put 644 packaging/history/cellslot-history.service /lib/systemd/system/cellslot-history.service
     put 644 packaging/history/sysusers.conf /usr/lib/sysusers.d/cellslot-history.conf
     put 644 docs/history.md "/usr/share/doc/$NAME/history.md"
-    putRecords "$NAME"
 }
 
 main() {
