@@ -20,7 +20,8 @@ readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps histo
     packaging platform published recording scripts sms statemachine tests web)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs that ship.
-releaseTargets=(cellslot cellslotd gateway_day le910sim print_commands skvs platform_tests)
+releaseTargets=(cellslot cellslot-history cellslot-historyd cellslot-web-history cellslotd gateway_day le910sim
+    print_commands skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTargets=(unit_and_flow_tests fault_matrix)
 asanTests=(-L 'unit|flow|smoke')

@@ -35,7 +35,7 @@ class RecordedDays : public HistoryTest {
     void record(cSlotRecorder& recorder, time_t begin, time_t end) const {
         for (time_t at = begin; at <= end; at += 60) {
             recorder.follow(readingAt(at), {DAY + at, at});
-            if (at % 900 == 0) commit(recorder, {DAY + at, at});
+            if (at % HOUR_S == 0) commit(recorder, {DAY + at, at});
         }
     }
     void recordDays(time_t length) const {

@@ -48,11 +48,11 @@ class HistoryService : public HistoryTest {
 TEST_F(HistoryService, ADayOfTwoSlots_AtMostAHundredWrites_WhateverHappens) {
     std::mt19937 random(17);
     time_t wall = DAY;
-    for (long long runS = 0; runS < DAY_S; runS += 20, wall += 20) {
+    for (long long runS = 0; runS < DAY_S; runS += 30, wall += 30) {
         // The clock is set now and then, and a daemon ends and starts again.
-        if (random() % 1000 == 0) wall += static_cast<time_t>(random() % 600) - 300;
+        if (random() % 600 == 0) wall += static_cast<time_t>(random() % 600) - 300;
         for (const int slot : {1, 2})
-            if (random() % 300 == 0)
+            if (random() % 200 == 0)
                 remove(slot, {wall, runS});
             else
                 publish(statusAt(wall, slot), {wall, runS}, slot);
