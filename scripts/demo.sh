@@ -8,13 +8,14 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/options.sh
 readonly LOG=build/demo.log
 readonly TARGETS=(cellslotd cellslot le910sim skvs)
+readonly HISTORY_TARGETS=(cellslot-historyd cellslot-history)  # only where librrd is
 
 usage() {
     cat <<'TEXT'
 Usage: demo.sh [--seconds N] [--verbose] [-- SIMULATOR-OPTION...]
 Shows the daemon at work with a simulated modem: a connection comes up, messages pass, a position
-arrives, then the screens of the operator's command and a clean shutdown. Takes about 45 s and
-changes nothing on this host.
+arrives, then the screens of the operator's command, a clean shutdown, and the history of all that
+if librrd is installed. Takes about 45 s and changes nothing on this host.
   --seconds N  wait for no key, and end N seconds after everything was shown
   --verbose    show each AT command with its answer, and the daemon's log
 Arguments after -- go to the simulated modem, for example -- --scenario FILE.
@@ -38,8 +39,12 @@ showProgress() {
 
 # Not optimised: that takes half of the time.
 build() {
-    scripts/setup.sh && cmake --preset demo &&
-        cmake --build --preset demo --target "${TARGETS[@]}"
+    local targets=("${TARGETS[@]}")
+    scripts/setup.sh && cmake --preset demo || return
+    if ninja -C build/demo -t targets all | grep -q '^cellslot-historyd:'; then
+        targets+=("${HISTORY_TARGETS[@]}")
+    fi
+    cmake --build --preset demo --target "${targets[@]}"
 }
 
 buildQuietly() {
