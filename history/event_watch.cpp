@@ -49,6 +49,7 @@ void cEventWatch::follow(const sReading& reading, time_t now, std::vector<sEvent
         m_isFollowing = true;
     }
     watchDaemon(reading, now, events);
+    watchPort(reading, now, events);
     watchTexts(reading, now, events);
     watchCell(reading, now, events);
     watchConnection(reading, now, events);
@@ -124,6 +125,18 @@ void cEventWatch::watchDaemon(const sReading& reading, time_t now, std::vector<s
             now, EVENT_DAEMON,
             "The daemon was restarted; it is process " + itos(reading.daemonPid) + " now."));
     m_last.daemonPid = reading.daemonPid;
+}
+
+// The kernel makes the port anew when the modem has restarted, whoever had it restart: the daemon,
+// a command, its firmware, or somebody who pulled it out.
+void cEventWatch::watchPort(const sReading& reading, time_t now, std::vector<sEvent>& events) {
+    if (reading.portId.empty() || reading.portId == m_last.portId) return;
+    if (!m_last.portId.empty() && reading.port == m_last.port)
+        events.push_back(
+            eventOf(now, EVENT_MODEM,
+                    "The modem was reset or plugged in: its port " + reading.port + " is new."));
+    m_last.port = reading.port;
+    m_last.portId = reading.portId;
 }
 
 void cEventWatch::lose(time_t lastKnown, const std::string& why, std::vector<sEvent>& events) {

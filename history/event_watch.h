@@ -25,6 +25,7 @@ class cEventWatch {
     void watchCause(const sReading& reading, time_t now, std::vector<sEvent>& events);
     void watchTexts(const sReading& reading, time_t now, std::vector<sEvent>& events);
     void watchCell(const sReading& reading, time_t now, std::vector<sEvent>& events);
+    void watchPort(const sReading& reading, time_t now, std::vector<sEvent>& events);
     void watchDaemon(const sReading& reading, time_t now, std::vector<sEvent>& events);
 
     bool m_isFollowing = false;

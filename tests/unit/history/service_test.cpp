@@ -106,6 +106,31 @@ TEST_F(HistoryService, NamesOfStatusFiles_AreThoseOfTheSlotsOnly) {
         EXPECT_EQ(slotOfStatusName(name), 0) << name;
 }
 
+TEST_F(HistoryService, ModemThatWasReset_IsAnEvent_AndOneThatWasNotIsNone) {
+    const std::string port = places.at("/dev/ttyCELL1");
+    std::filesystem::create_directories(places.at("/dev"));
+    write(port, "");
+    publish(statusAt(DAY), {DAY, 0});
+    publish(statusAt(DAY + 10), {DAY + 10, 10});
+    // The daemon resets it and ends; the next one finds it again. The old node is still open.
+    remove(1, {DAY + 20, 20});
+    std::filesystem::rename(port, port + ".old");
+    publish(statusAt(DAY + 30), {DAY + 30, 30});
+    write(port, "");
+    publish(statusAt(DAY + 60), {DAY + 60, 60});
+    publish(statusAt(DAY + 70), {DAY + 70, 70});
+    // The daemon was restarted, the modem was not.
+    remove(1, {DAY + 80, 80});
+    publish(statusAt(DAY + 90), {DAY + 90, 90});
+    service.stop({DAY + 100, 100});
+    std::vector<sEvent> resets;
+    for (const sEvent& event : cSlotHistory(places, 1).events({DAY, DAY + 100}, 100))
+        if (event.kind == EVENT_MODEM) resets.push_back(event);
+    ASSERT_EQ(resets.size(), 1u);
+    EXPECT_EQ(resets[0].time, DAY + 60);
+    EXPECT_EQ(resets[0].text, "The modem was reset or plugged in: its port /dev/ttyCELL1 is new.");
+}
+
 // Whoever may write into the folder of the status files must not be able to harm the history.
 TEST_F(HistoryService, StatusFilesThatAreNone_AreReportedOnce_AndChangeNothing) {
     std::mt19937 random(23);
