@@ -1,5 +1,7 @@
 #include "history/event_watch.h"
 
+#include <utility>
+
 #include "cli/base/display_text.h"
 #include "platform/include/text_helpers.h"
 #include "published/status_values.h"
@@ -29,11 +31,6 @@ const sWatched WATCHED[] = {
     {&sReading::temperatureLevel, EVENT_TEMPERATURE,  "Temperature: "},
 };
 // clang-format on
-
-bool isRoamingChange(const std::string& before, const std::string& now) {
-    return (before == REGISTRATION_ROAMING && now == REGISTRATION_HOME) ||
-           (before == REGISTRATION_HOME && now == REGISTRATION_ROAMING);
-}
 
 std::string outageWords(const sReading& reading) {
     return reading.causeText.empty() ? "no fault is reported; the session may be about to start."
@@ -90,14 +87,20 @@ void cEventWatch::watchCause(const sReading& reading, time_t now, std::vector<sE
     events.push_back(event);
 }
 
+// Between home and another network there may be a time without any.
+bool cEventWatch::isRoamingChange(const std::string& registration) {
+    if (registration != REGISTRATION_HOME && registration != REGISTRATION_ROAMING) return false;
+    const std::string before = std::exchange(m_registered, registration);
+    return !before.empty() && before != registration;
+}
+
 void cEventWatch::watchTexts(const sReading& reading, time_t now, std::vector<sEvent>& events) {
     for (const sWatched& watched : WATCHED) {
         const std::string& text = reading.*watched.text;
         std::string& before = m_last.*watched.text;
         if (text.empty() || text == before) continue;
         const bool isFirst = before.empty();
-        const bool isRoaming =
-            watched.text == &sReading::registration && isRoamingChange(before, text);
+        const bool isRoaming = watched.text == &sReading::registration && isRoamingChange(text);
         before = text;
         if (isFirst && watched.text != &sReading::pinOutcome) continue;
         events.push_back(

@@ -195,6 +195,7 @@ if(HISTORY_BUILT)
         TOOL
         LIBS cellslot_history cellslot_rrd_slim cellslot_cli
         SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp
+                unit/history/event_watch_test.cpp unit/history/layout_test.cpp
                 unit/history/page_reader_test.cpp unit/history/redo_test.cpp
                 unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
                 unit/history/slot_recorder_test.cpp unit/history/span_test.cpp
