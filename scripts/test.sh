@@ -13,7 +13,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/steps.sh
 # shellcheck source=scripts/lib/test_builds.sh
 . scripts/lib/test_builds.sh
-readonly SYSTEM_JOBS=6
+readonly SYSTEM_JOBS=10
 readonly ASAN_JOBS=3  # some of them sleep
 readonly ASAN_LOG=build/asan.log
 readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps history include le910sim main

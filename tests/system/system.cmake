@@ -98,3 +98,7 @@ if(HARDENED)
     set_tests_properties(system.hardening PROPERTIES LABELS system TIMEOUT ${SYSTEM_TIMEOUT_S} ENVIRONMENT
         "CELLSLOT_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
 endif()
+
+# The longest first, so that none runs alone at the end.
+set_tests_properties(system.recording system.sms.Sending system.replay PROPERTIES COST 100)
+set_tests_properties(system.gpsd.HandOver system.gpsd.Enabling PROPERTIES COST 50)
