@@ -7,6 +7,9 @@
 
 namespace {
 
+// A status holds for 90 s at most, and a figure is of ten seconds.
+constexpr time_t FIGURES_COME_S = 120;
+
 enum class eLine { UNKNOWN, ONLINE, OFFLINE, OFF };
 
 struct sCause {
@@ -35,7 +38,9 @@ class cWalk {
 
     sConnection finish(time_t end) {
         if (m_line != eLine::UNKNOWN) passTo(std::max(end, m_at));
-        if (m_line == eLine::OFFLINE) store(0, false);
+        // Whether it lasts is known as long as figures come.
+        const bool isLost = m_at + FIGURES_COME_S < m_range.to;
+        if (m_line == eLine::OFFLINE) store(isLost ? m_at : 0, isLost);
         return m_connection;
     }
 

@@ -35,7 +35,8 @@ struct sConnection {
     sAvailability availability;
 };
 
-// events: in the order of time. end: of what is known; an outage that lasts has no end.
+// events: in the order of time. end: of what is known; an outage that lasts then has no end, unless
+// the range goes on for more than two minutes of which nothing is known.
 sConnection connectionIn(const std::vector<sEvent>& events, const sTimeRange& range, time_t end);
 
 #endif

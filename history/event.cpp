@@ -6,9 +6,9 @@
 
 namespace {
 
-// A line has at most this many bytes; what is longer is not ours.
-constexpr size_t LINE_MAX_BYTES = 2000;
 constexpr size_t TEXT_MAX = 400;
+// Three texts, each octet as six, and the numbers; a line that is longer is not ours.
+constexpr size_t LINE_MAX_BYTES = 8000;
 
 std::string bounded(const std::string& text) {
     return text.substr(0, TEXT_MAX);
@@ -21,11 +21,19 @@ std::string textOf(const nlohmann::json& object, const char* key) {
 
 }  // namespace
 
+sEvent eventOf(time_t time, const char* kind, const std::string& text) {
+    sEvent event;
+    event.time = time;
+    event.kind = kind;
+    event.text = text;
+    return event;
+}
+
 std::string eventLine(const sEvent& event) {
     nlohmann::ordered_json line;
     line["time"] = event.time;
     line["at"] = utcText(event.time);
-    line["kind"] = event.kind;
+    line["kind"] = bounded(event.kind);
     if (!event.cause.empty()) line["cause"] = bounded(event.cause);
     if (event.durationS) line["duration_s"] = *event.durationS;
     line["text"] = bounded(event.text);
@@ -41,7 +49,7 @@ std::optional<sEvent> parseEventLine(const std::string& line) {
     if (time == object.end() || !time->is_number_integer()) return std::nullopt;
     sEvent event;
     event.time = time->get<time_t>();
-    event.kind = textOf(object, "kind");
+    event.kind = bounded(textOf(object, "kind"));
     event.cause = bounded(textOf(object, "cause"));
     event.text = bounded(textOf(object, "text"));
     const auto duration = object.find("duration_s");

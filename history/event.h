@@ -36,6 +36,8 @@ constexpr const char* EVENT_TEMPERATURE = "temperature";
 constexpr const char* EVENT_CLOCK = "clock";      // the host's clock was set
 constexpr const char* EVENT_HISTORY = "history";  // the history itself: start, end, damage
 
+sEvent eventOf(time_t time, const char* kind, const std::string& text);
+
 // One line of the journal, without a line end.
 std::string eventLine(const sEvent& event);
 // Nothing if the line is not one, as after a power cut or from another hand.

@@ -1,5 +1,7 @@
 #include "history/event_watch.h"
 
+#include <utility>
+
 #include "cli/base/display_text.h"
 #include "platform/include/text_helpers.h"
 #include "published/status_values.h"
@@ -30,19 +32,6 @@ const sWatched WATCHED[] = {
 };
 // clang-format on
 
-sEvent eventOf(time_t now, const char* kind, const std::string& text) {
-    sEvent event;
-    event.time = now;
-    event.kind = kind;
-    event.text = text;
-    return event;
-}
-
-bool isRoamingChange(const std::string& before, const std::string& now) {
-    return (before == REGISTRATION_ROAMING && now == REGISTRATION_HOME) ||
-           (before == REGISTRATION_HOME && now == REGISTRATION_ROAMING);
-}
-
 std::string outageWords(const sReading& reading) {
     return reading.causeText.empty() ? "no fault is reported; the session may be about to start."
                                      : reading.causeText;
@@ -57,6 +46,7 @@ void cEventWatch::follow(const sReading& reading, time_t now, std::vector<sEvent
         m_isFollowing = true;
     }
     watchDaemon(reading, now, events);
+    watchPort(reading, now, events);
     watchTexts(reading, now, events);
     watchCell(reading, now, events);
     watchConnection(reading, now, events);
@@ -97,14 +87,20 @@ void cEventWatch::watchCause(const sReading& reading, time_t now, std::vector<sE
     events.push_back(event);
 }
 
+// Between home and another network there may be a time without any.
+bool cEventWatch::isRoamingChange(const std::string& registration) {
+    if (registration != REGISTRATION_HOME && registration != REGISTRATION_ROAMING) return false;
+    const std::string before = std::exchange(m_registered, registration);
+    return !before.empty() && before != registration;
+}
+
 void cEventWatch::watchTexts(const sReading& reading, time_t now, std::vector<sEvent>& events) {
     for (const sWatched& watched : WATCHED) {
         const std::string& text = reading.*watched.text;
         std::string& before = m_last.*watched.text;
         if (text.empty() || text == before) continue;
         const bool isFirst = before.empty();
-        const bool isRoaming =
-            watched.text == &sReading::registration && isRoamingChange(before, text);
+        const bool isRoaming = watched.text == &sReading::registration && isRoamingChange(text);
         before = text;
         if (isFirst && watched.text != &sReading::pinOutcome) continue;
         events.push_back(
@@ -132,6 +128,18 @@ void cEventWatch::watchDaemon(const sReading& reading, time_t now, std::vector<s
             now, EVENT_DAEMON,
             "The daemon was restarted; it is process " + itos(reading.daemonPid) + " now."));
     m_last.daemonPid = reading.daemonPid;
+}
+
+// The kernel makes the port anew when the modem has restarted, whoever had it restart: the daemon,
+// a command, its firmware, or somebody who pulled it out.
+void cEventWatch::watchPort(const sReading& reading, time_t now, std::vector<sEvent>& events) {
+    if (reading.portId.empty() || reading.portId == m_last.portId) return;
+    if (!m_last.portId.empty() && reading.port == m_last.port)
+        events.push_back(
+            eventOf(now, EVENT_MODEM,
+                    "The modem was reset or plugged in: its port " + reading.port + " is new."));
+    m_last.port = reading.port;
+    m_last.portId = reading.portId;
 }
 
 void cEventWatch::lose(time_t lastKnown, const std::string& why, std::vector<sEvent>& events) {

@@ -23,8 +23,10 @@ class cEventWatch {
   private:
     void watchConnection(const sReading& reading, time_t now, std::vector<sEvent>& events);
     void watchCause(const sReading& reading, time_t now, std::vector<sEvent>& events);
+    bool isRoamingChange(const std::string& registration);
     void watchTexts(const sReading& reading, time_t now, std::vector<sEvent>& events);
     void watchCell(const sReading& reading, time_t now, std::vector<sEvent>& events);
+    void watchPort(const sReading& reading, time_t now, std::vector<sEvent>& events);
     void watchDaemon(const sReading& reading, time_t now, std::vector<sEvent>& events);
 
     bool m_isFollowing = false;
@@ -33,7 +35,8 @@ class cEventWatch {
     time_t m_since = 0;  // of the connection or of the outage
     unsigned m_causes = 0;
     std::string m_cause;
-    sReading m_last;  // texts: the last that were known
+    sReading m_last;           // texts: the last that were known
+    std::string m_registered;  // the last that was home or roaming
     time_t m_cellNoted = 0;
     unsigned m_cellChanges = 0;
 };

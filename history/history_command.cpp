@@ -1,7 +1,6 @@
 #include "history/history_command.h"
 
 #include <CLI/CLI.hpp>
-#include <ctime>
 #include <ostream>
 
 #include "cli/base/draft_file.h"
@@ -69,10 +68,10 @@ struct sRun {
     int slot;
     cSlotHistory history;
 
-    sRun(sCliContext& ofContext, const sOptions& ofOptions)
+    sRun(sCliContext& ofContext, const sOptions& ofOptions, time_t ofNow)
         : context(ofContext),
           options(ofOptions),
-          now(time(nullptr)),
+          now(ofNow),
           slot(slotFor(ofContext.places, ofOptions.slot)),
           history(ofContext.places, slot) {
         requireGood(history, slot);
@@ -130,6 +129,8 @@ void runEvents(const sRun& run) {
         run.context.out << eventsJson(events) << "\n";
     else if (run.options.csv)
         run.context.out << eventsCsv(events);
+    else if (events.empty())
+        run.context.out << "no event is recorded in this time\n";
     else
         run.print(eventLines(events));
 }
@@ -156,24 +157,26 @@ void addCommonOptions(const cSubcommand& command, sOptions& options) {
 }
 
 cSubcommand addSubcommand(const cSubcommand& app, sCliContext& context, sOptions& options,
-                          const char* name, const char* help, void (*run)(const sRun&)) {
+                          time_t now, const char* name, const char* help,
+                          void (*run)(const sRun&)) {
     const cSubcommand command = app.add(name, help);
     addCommonOptions(command, options);
-    command.action([&context, &options, run] { run(sRun(context, options)); });
+    command.action([&context, &options, now, run] { run(sRun(context, options, now)); });
     return command;
 }
 
-void addSubcommands(const cSubcommand& app, sCliContext& context, sOptions& options) {
-    addSubcommand(app, context, options, "outages", "Times without a connection, with their cause.",
-                  runOutages);
-    addSubcommand(app, context, options, "events", "What happened.", runEvents);
-    addSubcommand(app, context, options, "usage", "Data and messages by day and SIM.", runUsage)
+void addSubcommands(const cSubcommand& app, sCliContext& context, sOptions& options, time_t now) {
+    addSubcommand(app, context, options, now, "outages",
+                  "Times without a connection, with their cause.", runOutages);
+    addSubcommand(app, context, options, now, "events", "What happened.", runEvents);
+    addSubcommand(app, context, options, now, "usage", "Data and messages by day and SIM.",
+                  runUsage)
         .flag("--month", options.months, "by month, of the last year");
 }
 
 }  // namespace
 
-eExitStatus runHistoryCommand(int argc, const char* const* argv, sCliContext& context,
+eExitStatus runHistoryCommand(int argc, const char* const* argv, sCliContext& context, time_t now,
                               std::ostream& err) {
     CLI::App app("Show what was: connection, outages, signal and data of a slot.",
                  "cellslot history");
@@ -184,10 +187,10 @@ eExitStatus runHistoryCommand(int argc, const char* const* argv, sCliContext& co
     all.option("--png", options.png, "draw the signal into this file", "FILE");
     all.option("--svg", options.svg, "the same as SVG", "FILE");
     app.require_subcommand(0, 1);
-    addSubcommands(all, context, options);
+    addSubcommands(all, context, options, now);
     try {
         app.parse(argc, argv);
-        if (app.get_subcommands().empty()) runScreen(sRun(context, options));
+        if (app.get_subcommands().empty()) runScreen(sRun(context, options, now));
         if (context.out.flush()) return context.exitStatus;
         err << "cellslot history: cannot write the output; check the free disk space\n";
         return eExitStatus::FAILED;

@@ -89,9 +89,8 @@ tJson columnsAt(const sSeries& series, const std::vector<sPoint>& grid) {
 
 // Null if no figure is known.
 tJson amountOf(const cSlotHistory& history, eSource source, const sTimeRange& range) {
-    for (const sPoint& point : history.series(source, range, EXPORT_POINTS_MAX).points)
-        if (!std::isnan(point.average)) return std::llround(history.amount(source, range));
-    return {};
+    const double amount = history.amount(source, range);
+    return std::isnan(amount) ? tJson() : tJson(std::llround(amount));
 }
 
 // A text field; one that a spreadsheet takes for a formula begins with a quote.
@@ -141,8 +140,8 @@ std::string historyJson(const cSlotHistory& history, int slot, const sTimeRange&
                   {"last", history.end()},
                   {"connected_s", availability.connectedS},
                   {"known_s", availability.knownS},
-                  {"received_bytes", std::llround(history.amount(eSource::RECEIVED, range))},
-                  {"sent_bytes", std::llround(history.amount(eSource::SENT, range))},
+                  {"received_bytes", amountOf(history, eSource::RECEIVED, range)},
+                  {"sent_bytes", amountOf(history, eSource::SENT, range)},
                   {"outages", jsonOf(history.outages(range))}};
     tJson list = tJson::array();
     for (const sSource& source : SOURCE_TABLE)
@@ -161,6 +160,7 @@ std::string pageJson(const cSlotHistory& history, const sTimeRange& range) {
         series[source.name] =
             columnsAt(history.series(source.source, range, PAGE_POINTS_MAX), grid);
     std::vector<sOutage> outages = history.outages(range);
+    const size_t outagesInAll = outages.size();
     if (outages.size() > PAGE_OUTAGES_MAX)
         outages.erase(outages.begin(), outages.end() - static_cast<long>(PAGE_OUTAGES_MAX));
     const sAvailability availability = history.availability(range);
@@ -169,6 +169,7 @@ std::string pageJson(const cSlotHistory& history, const sTimeRange& range) {
          {"series", series},
          {"availability",
           {{"connected_seconds", availability.connectedS}, {"known_seconds", availability.knownS}}},
+         {"outages_total", outagesInAll},
          {"outages", jsonOf(outages)},
          {"usage",
           {{"received_bytes", amountOf(history, eSource::RECEIVED, range)},

@@ -19,7 +19,7 @@ std::string usageJson(const std::vector<sUsageLine>& lines);
 std::string seriesJson(const sSeries& series);
 
 // For the page of a gateway (web/history_program.h): all sources at the same times. Of more outages
-// the latest. A slot without a history has no times.
+// the latest; outages_total is how many there were. A slot without a history has no times.
 constexpr size_t PAGE_POINTS_MAX = 300;
 constexpr size_t PAGE_OUTAGES_MAX = 1000;
 std::string pageJson(const cSlotHistory& history, const sTimeRange& range);

@@ -99,6 +99,13 @@ void addOutages(std::vector<std::string>& lines, const std::vector<sOutage>& out
     }
 }
 
+std::string dataText(const cSlotHistory& history, const sTimeRange& range) {
+    const double received = history.amount(eSource::RECEIVED, range);
+    const double sent = history.amount(eSource::SENT, range);
+    if (std::isnan(received) && std::isnan(sent)) return "not known";
+    return "received " + bytesText(received) + ", sent " + bytesText(sent);
+}
+
 // ---- the plot ----------------------------------------------------------------------------------
 
 // The strength of the signal; without any figure, that of LTE.
@@ -219,12 +226,14 @@ std::string offlineRow(const cSlotHistory& history, const sPlot& plot) {
     return row;
 }
 
-// The first tick after the begin: whole hours or days of local time.
-time_t firstTick(time_t from, time_t stepS) {
+// The first tick from there on: parts of an hour, whole hours or days of local time.
+time_t tickFrom(time_t from, time_t stepS) {
     tm parts = localParts(from);
     parts.tm_min = parts.tm_sec = 0;
-    if (stepS < HOUR_S) parts.tm_min = localParts(from).tm_min;
-    if (stepS >= DAY_S) parts.tm_hour = 0;
+    if (stepS >= DAY_S) {
+        parts.tm_hour = 0;
+        parts.tm_isdst = -1;
+    }
     time_t tick = mktime(&parts);
     const time_t aligned = stepS >= DAY_S ? DAY_S : std::min(stepS, HOUR_S);
     while (tick < from ||
@@ -233,17 +242,37 @@ time_t firstTick(time_t from, time_t stepS) {
     return tick;
 }
 
+// A day may have an hour more or less.
+time_t nextTick(time_t tick, time_t stepS) {
+    if (stepS < DAY_S) return tickFrom(tick + 1, stepS);
+    tm parts = localParts(tick);
+    parts.tm_mday += static_cast<int>(stepS / DAY_S);
+    parts.tm_isdst = -1;
+    return mktime(&parts);
+}
+
 struct sTicks {
     time_t lengthMaxS;
     time_t stepS;
 };
 const sTicks TICKS[] = {
-    {2 * HOUR_S, 10 * 60},     {8 * HOUR_S, HOUR_S},     {13 * HOUR_S, 2 * HOUR_S},
-    {30 * HOUR_S, 4 * HOUR_S}, {3 * DAY_S, 12 * HOUR_S}, {9 * DAY_S, DAY_S},
-    {70 * DAY_S, 7 * DAY_S},   {INT64_MAX, 90 * DAY_S},
+    {2 * 60, 20},
+    {6 * 60, 60},
+    {15 * 60, 2 * 60},
+    {40 * 60, 5 * 60},
+    {2 * HOUR_S, 10 * 60},
+    {8 * HOUR_S, HOUR_S},
+    {13 * HOUR_S, 2 * HOUR_S},
+    {30 * HOUR_S, 4 * HOUR_S},
+    {3 * DAY_S, 12 * HOUR_S},
+    {9 * DAY_S, DAY_S},
+    {70 * DAY_S, 7 * DAY_S},
+    {400 * DAY_S, 30 * DAY_S},
+    {INT64_MAX, 90 * DAY_S},
 };
 
 std::string tickText(time_t tick, time_t stepS) {
+    if (stepS < 60) return secondText(tick).substr(11);
     const std::string text = shortDate(tick);
     return stepS >= 12 * HOUR_S && text.substr(6) == "00:00" ? text.substr(0, 5) : text.substr(6);
 }
@@ -255,8 +284,8 @@ void addAxis(std::vector<std::string>& lines, const sPlot& plot) {
     const sTicks* ticks = TICKS;
     while (length > ticks->lengthMaxS)
         ++ticks;
-    for (time_t tick = firstTick(plot.range.from, ticks->stepS); tick < plot.range.to;
-         tick += ticks->stepS) {
+    for (time_t tick = tickFrom(plot.range.from, ticks->stepS); tick < plot.range.to;
+         tick = nextTick(tick, ticks->stepS)) {
         const size_t column = plot.columnOf(tick);
         rule[column] = '+';
         const std::string text = tickText(tick, ticks->stepS);
@@ -278,8 +307,8 @@ void addSignal(std::vector<std::string>& lines, const cSlotHistory& history,
     const sSource& source = describe(series.source);
     lines.push_back(
         labelled("Signal", std::string(source.words) + " " + shortNumber(extremes.average) +
-                               " dBm on average, from " + shortNumber(extremes.least) + " to " +
-                               shortNumber(extremes.greatest) + " (#: average, :: greatest)"));
+                               " dBm on average, " + shortNumber(extremes.least) + " to " +
+                               shortNumber(extremes.greatest) + " (# average, : greatest)"));
     addPlotRows(lines, columnsOf(series, plot), scaleOf(extremes));
     const std::string offline = offlineRow(history, plot);
     if (offline.find('x') != offline.npos) lines.push_back(cleanEndWhiteSpace("out  |" + offline));
@@ -289,6 +318,7 @@ void addSignal(std::vector<std::string>& lines, const cSlotHistory& history,
 }  // namespace
 
 std::string bytesText(double bytes) {
+    if (std::isnan(bytes)) return "not known";
     const std::array<const char*, 5> units = {"B", "kB", "MB", "GB", "TB"};
     size_t unit = 0;
     for (; bytes >= 1000 && unit + 1 < units.size(); ++unit)
@@ -300,16 +330,20 @@ std::vector<std::string> historyScreen(const cSlotHistory& history, int slot,
                                        const sTimeRange& range, time_t now) {
     std::vector<std::string> lines = {
         "Slot " + itos(slot) + "  from " + dateText(range.from) + " to " + dateText(range.to), ""};
-    lines.push_back(
-        labelled("Connected", connectedText(history.availability(range), range.to - range.from)));
-    addOutages(lines, history.outages(range), now);
-    lines.push_back(
-        labelled("Data", "received " + bytesText(history.amount(eSource::RECEIVED, range)) +
-                             ", sent " + bytesText(history.amount(eSource::SENT, range))));
+    const sAvailability availability = history.availability(range);
+    lines.push_back(labelled("Connected", connectedText(availability, range.to - range.from)));
+    if (availability.knownS == 0)
+        lines.push_back(labelled("Outages", "not known"));
+    else
+        addOutages(lines, history.outages(range), now);
+    lines.push_back(labelled("Data", dataText(history, range)));
     addSignal(lines, history, range);
-    if (now - history.end() > FRESH_S)
-        lines.push_back("The last figure is " + durationText(now - history.end()) +
-                        " old: no daemon runs, or cellslot-history.service does not.");
+    if (now - history.end() <= FRESH_S) return lines;
+    for (const std::string& line :
+         wrapText("The last figure is " + durationText(now - history.end()) +
+                      " old: no daemon runs, or cellslot-history.service does not.",
+                  SCREEN_WIDTH, 0))
+        lines.push_back(line);
     return lines;
 }
 

@@ -33,7 +33,9 @@ void readLine(const std::string& line, sPending& pending) {
     if (startsWith(line, "e "))
         if (const auto event = parseEventLine(line.substr(2))) pending.events.push_back(*event);
     if (startsWith(line, "w "))
-        if (const auto window = parseWindowLine(line)) pending.windowAt(window->end).add(*window);
+        // Each window has one line.
+        if (const auto window = parseWindowLine(line))
+            pending.windows.emplace(window->end, *window);
 }
 
 }  // namespace

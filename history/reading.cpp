@@ -1,5 +1,7 @@
 #include "history/reading.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <cmath>
 
@@ -73,6 +75,14 @@ void setValues(sReading& reading, const sStatusRecord& record) {
         set(reading, eSource::TEMPERATURE, temperature);
     set(reading, eSource::CONNECTED, reading.isConnected ? 1 : 0);
     set(reading, eSource::REGISTERED, record.isSet(STATUS_CREG_REGISTERED) ? 1 : 0);
+}
+
+// Which node a path leads to; empty if there is none.
+std::string nodeId(const std::string& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) return "";
+    return std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino) + ":" +
+           std::to_string(info.st_rdev);
 }
 
 // The report of a daemon that has just written its status. The configuration may be root's alone,
@@ -150,6 +160,9 @@ sReading readSlot(const sPlaces& places, int slot, const sStatusRecord& record) 
     reading.simStatus = shown(record, STATUS_SIM_STATUS);
     reading.pinOutcome = withoutSecrets(shown(record, STATUS_SIM_EXTENDED_STATUS));
     reading.modem = shown(record, STATUS_IMEI);
+    reading.port = shown(record, STATUS_DEV_HANDLE_MAIN);
+    if (!reading.port.empty())
+        reading.portId = nodeId(places.at(record.text(STATUS_DEV_HANDLE_MAIN)));
     reading.temperatureLevel = shown(record, STATUS_TEMPERATURE_LEVEL);
     reading.daemonPid = recordedPid(places, slot);
     return reading;

@@ -45,6 +45,8 @@ struct sReading {
     std::string simStatus;
     std::string pinOutcome;
     std::string modem;
+    std::string port;    // the modem's AT port
+    std::string portId;  // which device node that is: a modem that starts gets a new one
     std::string temperatureLevel;
     int daemonPid = 0;
 

@@ -43,8 +43,56 @@ void addRows(const cRrdImage& image, const sStore& store, size_t column, const s
                         averages.at(i, column), least.at(i, column), greatest.at(i, column)});
 }
 
+constexpr time_t DAY_S = 86400;
+
 time_t roundUp(time_t time, time_t step) {
     return (time + step - 1) / step * step;
+}
+
+double plus(double sum, double more) {
+    return std::isnan(sum) ? more : std::isnan(more) ? sum : sum + more;
+}
+
+bool isMonthBegin(time_t time) {
+    return time % DAY_S == 0 && utcDayText(time).substr(8) == "01";
+}
+
+time_t nextMonth(time_t time) {
+    time_t next = roundUp(time + 1, DAY_S);
+    while (!isMonthBegin(next))
+        next += DAY_S;
+    return next;
+}
+
+std::optional<sUsage> sumOf(const cLedger::tTable& table, const std::string& period) {
+    std::optional<sUsage> sum;
+    for (auto it = table.lower_bound({period, ""}); it != table.end() && it->first.first == period;
+         ++it) {
+        if (!sum) sum.emplace();
+        sum->add(it->second);
+    }
+    return sum;
+}
+
+double countOf(const sUsage& usage, eSource source) {
+    switch (source) {
+        case eSource::RECEIVED:
+            return static_cast<double>(usage.receivedBytes);
+        case eSource::SENT:
+            return static_cast<double>(usage.sentBytes);
+        case eSource::MESSAGES:
+            return static_cast<double>(usage.receivedMessages + usage.sentMessages);
+        case eSource::RSRP:
+        case eSource::RSRQ:
+        case eSource::RSSI:
+        case eSource::RSCP:
+        case eSource::ECIO:
+        case eSource::CONNECTED:
+        case eSource::TEMPERATURE:
+        case eSource::REGISTERED:
+            break;
+    }
+    return std::nan("");
 }
 
 }  // namespace
@@ -146,11 +194,34 @@ sSeries cSlotHistory::series(eSource source, const sTimeRange& range, size_t poi
     return series;
 }
 
-double cSlotHistory::amount(eSource source, const sTimeRange& range) const {
+double cSlotHistory::plottedAmount(eSource source, const sTimeRange& range) const {
     const sSeries parts = series(source, range, SIZE_MAX / 2);
-    double sum = 0;
+    double sum = std::nan("");
     for (const sPoint& point : parts.points)
-        if (!std::isnan(point.average)) sum += point.average * parts.stepS;
+        if (!std::isnan(point.average)) sum = plus(sum, point.average * parts.stepS);
+    return sum;
+}
+
+// Whole days and months are those of the usage: it is exact, while a day's row in the RRD file does
+// not say how much of the day was known. A day that the usage could have and has not had no
+// figures.
+double cSlotHistory::amount(eSource source, const sTimeRange& range) const {
+    const cLedger& ledger = m_state->snapshot.ledger;
+    const std::string firstDay = ledger.days().empty() ? "" : ledger.days().begin()->first.first;
+    double sum = std::nan("");
+    time_t end = 0;
+    for (time_t at = range.from; at < range.to; at = end) {
+        end = nextMonth(at);
+        const bool isMonth = isMonthBegin(at) && end <= range.to;
+        auto usage = isMonth ? sumOf(ledger.months(), utcMonthText(at)) : std::nullopt;
+        if (!usage) {
+            end = std::min(roundUp(at + 1, DAY_S), range.to);
+            const bool isDay = at % DAY_S == 0 && end % DAY_S == 0;
+            usage = isDay ? sumOf(ledger.days(), utcDayText(at)) : std::nullopt;
+            if (isDay && !usage && !firstDay.empty() && utcDayText(at) > firstDay) continue;
+        }
+        sum = plus(sum, usage ? countOf(*usage, source) : plottedAmount(source, {at, end}));
+    }
     return sum;
 }
 

@@ -55,7 +55,8 @@ class cSlotHistory {
     // without any figure are there, with NaN.
     sSeries series(eSource source, const sTimeRange& range, size_t pointsMax) const;
 
-    // What an amount sums up to; exact within the last day, later by the minute or the quarter.
+    // What an amount sums up to; NaN if none is known. Whole days of UTC are exact. In other parts
+    // a row that is known in part counts as if all of it were alike.
     double amount(eSource source, const sTimeRange& range) const;
 
     // Events in the range, the oldest first; the latest countMax of them.
@@ -70,6 +71,8 @@ class cSlotHistory {
     std::vector<sUsageLine> usageByMonth(const sTimeRange& range) const;
 
   private:
+    double plottedAmount(eSource source, const sTimeRange& range) const;
+
     struct sState;
     std::unique_ptr<sState> m_state;
 };

@@ -13,6 +13,7 @@
 #include "history/layout.h"
 #include "history/rrd_image.h"
 #include "history/store_changes.h"
+#include "history/store_file.h"
 #include "history/utc_time.h"
 #include "platform/files/file_descriptor.h"
 #include "platform/include/file_vector.h"
@@ -35,19 +36,12 @@ std::string readText(const std::string& path, size_t bytesMax) {
     return readFile2StringNoFollow(path, text, bytesMax) ? text : "";
 }
 
-sEvent historyEvent(time_t time, const char* kind, const std::string& text) {
-    sEvent event;
-    event.time = time;
-    event.kind = kind;
-    event.text = text;
-    return event;
-}
-
 }  // namespace
 
 cSlotRecorder::cSlotRecorder(const sPlaces& places, int slot) : m_places(places), m_slot(slot) {}
 
 bool cSlotRecorder::start(const sClock& clock, std::string& error) {
+    sweepStoreDrafts(m_places, m_slot);
     if (!recoverRedo(m_places, m_slot, error)) return false;
     m_ledger = cLedger::parse(readText(historyPath(m_places, usageName(m_slot)), LEDGER_BYTES_MAX));
     m_pending = sPending::parse(readText(pendingPath(m_places, m_slot), PENDING_BYTES_MAX));
@@ -61,7 +55,7 @@ bool cSlotRecorder::start(const sClock& clock, std::string& error) {
     time_t lastKnown = m_ledger.until;
     if (!m_pending.windows.empty()) lastKnown = m_pending.windows.rbegin()->first;
     if (lastKnown != 0)
-        m_pending.events.push_back(historyEvent(
+        m_pending.events.push_back(eventOf(
             lastKnown, EVENT_LOST, "The history was not kept from here on: its service ended."));
     replacePending();
     return prepareStores(clock.wall, error);
@@ -74,21 +68,20 @@ bool cSlotRecorder::prepareStores(time_t now, std::string& error) {
         cRrdImage image;
         if (image.load(path, store)) continue;
         if (access(path.c_str(), F_OK) == 0) {
-            m_pending.events.push_back(historyEvent(now, EVENT_HISTORY,
-                                                    "The file " + storeName(store, m_slot) + " " +
-                                                        image.errorText() + "; it is kept as " +
-                                                        storeName(store, m_slot) +
-                                                        ".damaged, and a new one begins."));
+            m_pending.events.push_back(eventOf(now, EVENT_HISTORY,
+                                               "The file " + storeName(store, m_slot) + " " +
+                                                   image.errorText() + "; it is kept as " +
+                                                   storeName(store, m_slot) +
+                                                   ".damaged, and a new one begins."));
             if (rename(path.c_str(), (path + ".damaged").c_str()) != 0) {
                 error = "cannot rename " + path + ": " + strerror(errno);
                 return false;
             }
         }
-        if (!cRrdImage::create(path, store, windowsBegin(m_pending.windows, now), "", error)) {
+        if (!makeStoreFile(path, store, windowsBegin(m_pending.windows, now), "", error)) {
             error = "cannot make " + path + ": " + error;
             return false;
         }
-        chmod(path.c_str(), FILE_MODE);
     }
     return true;
 }
@@ -114,7 +107,7 @@ void cSlotRecorder::settleClock(const sClock& clock) {
                                 ? durationText(std::llabs(step)) + (step > 0 ? " forward" : " back")
                                 : "for the first time since the host's start";
     m_pending.events.push_back(
-        historyEvent(clock.wall, EVENT_CLOCK, "The host's clock was set " + how + "."));
+        eventOf(clock.wall, EVENT_CLOCK, "The host's clock was set " + how + "."));
     replacePending();
 }
 
@@ -155,9 +148,9 @@ void cSlotRecorder::count(const sReading& reading, time_t now, bool isContinued)
     used.failedMessages = counted(before.failedMessages, after.failedMessages);
     m_pending.counters = nextCounters(before, after);
 
-    sWindow& window = m_pending.windowAt(windowEnd(now - 1));
-    window.usage[reading.sim].add(used);
     // After a gap nobody knows when the bytes passed: they count, but are no rate.
+    sWindow& window = m_pending.windowAt(windowEnd(isContinued ? now - 1 : now));
+    window.usage[reading.sim].add(used);
     if (!isContinued) return;
     const auto add = [&](eSource source, uint64_t amount) {
         window.sumOf(source).sum += static_cast<double>(amount);

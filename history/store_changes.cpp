@@ -1,7 +1,6 @@
 #include "history/store_changes.h"
 
 #include <fcntl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <cstring>
 
 #include "history/history_paths.h"
+#include "history/store_file.h"
 #include "history/utc_time.h"
 #include "platform/files/file_descriptor.h"
 
@@ -32,23 +32,6 @@ bool addBlocks(int before, int after, const std::string& name, cRedo& redo) {
         if (old.compare(0, length, changed, 0, length) != 0)
             redo.add({cRedo::sStep::eKind::BLOCK, name, offset, changed.substr(0, length)});
     }
-}
-
-// librrd reads the whole old file into memory for this: a process of its own gives it back.
-bool cutBack(const std::string& path, const sStore& store, time_t now, std::string& error) {
-    const pid_t child = fork();
-    if (child == 0) {
-        std::string ignored;
-        _exit(cRrdImage::create(path, store, now, path, ignored) && chmod(path.c_str(), 0644) == 0
-                  ? 0
-                  : 1);
-    }
-    int status = 0;
-    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (child > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
-    error = "cannot cut " + path + " back to the present";
-    return false;
 }
 
 }  // namespace
@@ -87,8 +70,11 @@ bool addStoreChanges(const sPlaces& places, int slot, const sStore& store, const
         return false;
     }
     if (image.last() > now + AHEAD_MAX_S &&
-        (!cutBack(path, store, windowsBegin(windows, now), error) || !image.load(path, store)))
+        (!makeStoreFile(path, store, windowsBegin(windows, now), path, error) ||
+         !image.load(path, store))) {
+        error = "cannot cut " + path + " back to the present: " + error;
         return false;
+    }
     if (!image.update(updatesOf(store, windows, image.last()))) {
         error = path + ": " + image.errorText();
         return false;

@@ -24,9 +24,8 @@ std::vector<cRrdImage::sUpdate> updatesOf(const sStore& store, const tWindows& w
                                           time_t last);
 
 // Adds to redo the blocks of the slot's RRD file that change with these windows. A file whose last
-// update is in the future, since the clock was wrong, is first cut back to
-// the begin of the windows. False: error says
-// why.
+// update is in the future, since the clock was wrong, is first cut back to the begin of the
+// windows. False: error says why.
 bool addStoreChanges(const sPlaces& places, int slot, const sStore& store, const tWindows& windows,
                      time_t now, cRedo& redo, std::string& error);
 

@@ -12,6 +12,7 @@ constexpr const char* NO_SIM = "-";
 constexpr size_t SIM_MAX = 24;
 constexpr size_t SIMS_MAX = 16;  // in ten seconds
 constexpr size_t USAGE_WORDS = 8;
+constexpr double SUM_MAX = 1e15;  // no interface carries as many bytes in ten seconds
 
 uint64_t sUsage::*const COUNTS[] = {
     &sUsage::receivedBytes,  &sUsage::sentBytes,  &sUsage::receivedMessages, &sUsage::sentMessages,
@@ -30,7 +31,7 @@ bool readSum(const std::string& word, sWindow::sSum& sum) {
     if (colon == word.npos) return false;
     const auto value = numberOf<double>(word.substr(0, colon));
     const auto seconds = numberOf<long long>(word.substr(colon + 1));
-    if (!value || !std::isfinite(*value) || !seconds || *seconds < 0 || *seconds > 1000)
+    if (!value || !(std::fabs(*value) <= SUM_MAX) || !seconds || *seconds < 0 || *seconds > 1000)
         return false;
     sum = {*value, *seconds};
     return true;

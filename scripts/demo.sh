@@ -9,13 +9,14 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly LOG=build/demo.log
 readonly TARGETS=(cellslotd cellslot le910sim skvs)
 readonly PAGE=build/web/page/index.html.gz
+readonly HISTORY_TARGETS=(cellslot-historyd cellslot-history)  # only where librrd is
 
 usage() {
     cat <<'TEXT'
 Usage: demo.sh [--seconds N] [--verbose] [-- SIMULATOR-OPTION...]
 Shows the daemon at work with a simulated modem: a connection comes up, messages pass, a position
-arrives, then the screens of the operator's command and a clean shutdown. Takes about 45 s and
-changes nothing on this host.
+arrives, then the screens of the operator's command, a clean shutdown, and the history of all that
+if librrd is installed. Takes about 45 s and changes nothing on this host.
   --seconds N  wait for no key, and end N seconds after everything was shown
   --verbose    show each AT command with its answer, and the daemon's log
 If scripts/web_page.sh has put the page together, a browser on this host can look on; its address is shown.
@@ -40,15 +41,16 @@ showProgress() {
 
 # Not optimised: that takes half of the time.
 build() {
-    scripts/setup.sh && cmake --preset demo &&
-        cmake --build --preset demo --target "${TARGETS[@]}" && buildPage
-}
-
-# The server of the page, if its page and what it is built with are there.
-buildPage() {
-    if [[ -e $PAGE ]] && cmake --build --preset demo --target help | grep -q '^cellslot-web:'; then
-        cmake --build --preset demo --target cellslot-web
+    local targets=("${TARGETS[@]}") known
+    scripts/setup.sh && cmake --preset demo || return
+    known=$(ninja -C build/demo -t targets all)
+    if grep -q '^cellslot-historyd:' <<<"$known"; then
+        targets+=("${HISTORY_TARGETS[@]}")
     fi
+    if [[ -e $PAGE ]] && grep -q '^cellslot-web:' <<<"$known"; then
+        targets+=(cellslot-web)
+    fi
+    cmake --build --preset demo --target "${targets[@]}"
 }
 
 buildQuietly() {

@@ -21,14 +21,15 @@ TEXT
 
 putFiles() {
     local program
+    putRecords "$NAME"
     for program in "${PROGRAMS[@]}"; do
         putProgram "$program" "$PLACE/$program"
     done
     put 644 history/cellslot-history.bash-completion "$PLACE/cellslot-history.bash-completion"
     put 644 packaging/history/cellslot-history.service /lib/systemd/system/cellslot-history.service
     put 644 packaging/history/sysusers.conf /usr/lib/sysusers.d/cellslot-history.conf
+    putZipped docs/man/cellslot-historyd.8 /usr/share/man/man8/cellslot-historyd.8
     put 644 docs/history.md "/usr/share/doc/$NAME/history.md"
-    putRecords "$NAME"
 }
 
 main() {

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# What takes longer than a change should wait for: larger samples of the fault matrix, instruction
-# counts, the package, the tests of another processor under its emulator, the page, and fuzzing. .ci/run runs it
-# after test.sh, whose builds it uses. Continues after a failure, lists all results at the end, and
-# fails if there was a failure. With --all also the whole matrix, a day on a fake clock, valgrind, the
-# package on a fresh host, and the virtual gateway.
+# What takes longer than a change should wait for: larger samples of the fault matrix, lasting
+# faults, instruction counts, the packages, the tests of another processor under its emulator, the
+# page, and fuzzing. .ci/run runs it after test.sh, whose builds it uses. Continues after a failure, lists all
+# results at the end, and fails if there was a failure. With --all also the whole matrix, a day on a
+# fake clock, valgrind, the packages on a fresh host, and the virtual gateway.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -19,15 +19,19 @@ readonly UPTIME_H=590
 usage() {
     cat <<'TEXT'
 Usage: test_more.sh [--all]
-Tests what takes longer: samples of the fault matrix, instruction counts, the package, the tests of
-another processor, the page, fuzzing. Ends with a summary.
-  --all  also the whole fault matrix, a day on a fake clock, valgrind, the package on a fresh host, and
+Tests what takes longer: samples of the fault matrix, lasting faults, instruction counts, the packages,
+the tests of another processor, the page, fuzzing. Ends with a summary.
+  --all  also the whole fault matrix, a day on a fake clock, valgrind, the packages on a fresh host, and
          the virtual gateway (hours)
 TEXT
 }
 
 matrixSample() {
     build asan fault_matrix && runTests asan "$JOBS" -L '^matrix$'
+}
+
+lastingFaults() {
+    build release gateway_day && runTests release 1 -L '^lasting$'
 }
 
 wholeMatrix() {
@@ -64,8 +68,10 @@ main() {
     esac
     plan packages 1
     plan 'matrix sample' 120
+    plan 'lasting faults' 70
     plan instructions 90
     plan package 30
+    plan 'history package' 30
     plan arm64 420
     plan page 180
     plan fuzzing 240
@@ -78,8 +84,10 @@ main() {
     showPlan
     step scripts/setup.sh --test || true
     step matrixSample || true
+    step lastingFaults || true
     step checkInstructions || true
     step scripts/test_package.sh "$@" || true
+    step scripts/test_history.sh "$@" || true
     step scripts/test_cross.sh arm64 "$@" || true
     step scripts/test_web.sh "$@" || true
     step fuzz || true

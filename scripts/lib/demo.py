@@ -18,7 +18,7 @@ import time
 
 import demo_services
 from demo_page import startPage
-from demo_screens import Watch, showCommand
+from demo_screens import History, Watch, showCommand
 from demo_story import Story
 from log_capture import openLogSocket, splitDatagram
 
@@ -86,6 +86,7 @@ class Demo:
         self.gpsd = None
         self.pageServer = None
         self.watch = None
+        self.history = None
         self.steps = list(STEPS)
         self.commands = 0
         self.passes = 0
@@ -347,6 +348,12 @@ class Demo:
         if self.address():
             self.faults.append(f"address left on {INTERFACE}")
 
+    def showHistory(self):
+        self.story.heading("cellslot history: what was, at any later time")
+        if self.history.end() != 0 or self.history.show() != 0:
+            self.faults.append("no history")
+        print(flush=True)
+
     def report(self):
         if not self.isConnected:
             self.faults.append("no connection")
@@ -366,6 +373,7 @@ class Demo:
             self.prepare()
             self.gpsd = demo_services.startGpsd()
             self.startSim()
+            self.history = History(self.options.bin)
             self.startDaemon()
             self.connect()
             if self.isConnected:
@@ -390,6 +398,7 @@ class Demo:
                 service.wait()
         self.sim.terminate()
         self.sim.wait()
+        self.showHistory()
         return self.report()
 
 

@@ -193,10 +193,21 @@ endif()
 if(HISTORY_BUILT)
     cellslot_add_unit_tests(history
         TOOL
-        LIBS cellslot_history cellslot_rrd_slim
-        SOURCES unit/history/page_reader_test.cpp unit/history/redo_test.cpp
-                unit/history/slot_recorder_month_test.cpp
-                unit/history/slot_recorder_test.cpp)
+        LIBS cellslot_history cellslot_rrd_slim cellslot_cli
+        SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp
+                unit/history/event_watch_test.cpp unit/history/layout_test.cpp
+                unit/history/page_reader_test.cpp unit/history/redo_test.cpp
+                unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
+                unit/history/slot_recorder_test.cpp unit/history/span_test.cpp
+                unit/history/store_file_test.cpp)
+    target_compile_definitions(history_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+    # What draws needs all of librrd.
+    cellslot_add_unit_tests(history_command
+        TOOL
+        LIBS cellslot_history_command cellslot_rrd_graph
+        SOURCES unit/history/history_command_test.cpp unit/history/history_screen_test.cpp)
+    target_compile_definitions(history_command_tests PRIVATE
+                               HISTORY_DATA="${CMAKE_SOURCE_DIR}/tests/data/history")
     # Every commit waits for the disk: in memory that costs nothing.
-    set_tests_properties(unit.history PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+    set_tests_properties(unit.history unit.history_command PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
 endif()

@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 
@@ -63,13 +61,8 @@ class HistoryTest : public testing::Test {
         for (const auto& [name, bytes] : kept)
             write(historyPath(places, name), bytes);
     }
-    static std::string read(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    static void write(const std::string& path, const std::string& bytes) {
-        std::ofstream(path, std::ios::binary) << bytes;
-    }
+    static std::string read(const std::string& path) { return readFile(path); }
+    static void write(const std::string& path, const std::string& bytes) { writeFile(path, bytes); }
     // What the host keeps in memory is gone after a power cut.
     void forgetMemory() const {
         std::filesystem::remove_all(places.at(HISTORY_RUN_FOLDER));

@@ -7,8 +7,17 @@
 namespace {
 
 constexpr int DAYS = 30;
-constexpr time_t STEP_S = 10;  // between readings
-constexpr time_t COMMIT_S = 900;
+// The service reads as the daemon writes, and writes every quarter of an hour; fewer of both say
+// the same of the figures in a tenth of the time.
+bool isWhole() {
+    return getenv("CELLSLOT_TEST_ALL") != nullptr;
+}
+time_t stepS() {
+    return isWhole() ? 10 : 60;
+}
+time_t commitS() {
+    return isWhole() ? 900 : 2 * HOUR_S;
+}
 
 // The plain reckoning beside which the history is held.
 struct sReckoning {
@@ -58,20 +67,21 @@ class Month : public HistoryTest {
     // Days with outages, an interface that is made anew, and a SIM that is changed.
     void live() {
         std::mt19937 random(20261121);
+        const time_t step = stepS();
         cSlotRecorder recorder(places, 1);
         start(recorder, {DAY, 1000});
         sReading last;
         sCounters counters = {4, 0, 0, 0, 0, 0};
-        for (time_t at = 0; at < DAYS * DAY_S; at += STEP_S) {
+        for (time_t at = 0; at < DAYS * DAY_S; at += step) {
             const time_t now = DAY + at;
             sReading reading =
-                random() % 3000 == 0 || (last.isConnected == false && random() % 40 != 0 && at != 0)
+                random() % 500 == 0 || (last.isConnected == false && random() % 8 != 0 && at != 0)
                     ? offlineReading()
                     : connectedReading(-90 - static_cast<double>(random() % 20));
             reading.values[static_cast<size_t>(eSource::RSRP)] =
                 -90 - static_cast<double>(random() % 20);
             reading.sim = at < 15 * DAY_S ? "89014100000000000015" : "8988303000000000002";
-            const bool isMadeAnew = random() % 20000 == 0;
+            const bool isMadeAnew = random() % 3000 == 0;
             sUsage used;
             used.receivedBytes = random() % 100000;
             used.sentBytes = random() % 5000;
@@ -86,7 +96,7 @@ class Month : public HistoryTest {
             *counters.receivedMessages += used.receivedMessages;
             reading.counters = counters;
             if (at != 0) {
-                reckoning.hold(now - STEP_S, now, last);
+                reckoning.hold(now - step, now, last);
                 reckoning.add(now - 1, reading.sim, used);
                 if (last.isConnected && !reading.isConnected) {
                     sOutage outage;
@@ -97,10 +107,10 @@ class Month : public HistoryTest {
             }
             const sClock clock = {now, 1000 + at};
             recorder.follow(reading, clock);
-            if (at % COMMIT_S == 0 && at != 0) {
+            if (at % commitS() == 0 && at != 0) {
                 commit(recorder, clock);
                 ++commits;
-                if (at == COMMIT_S) sizeAtFirst = storesSize();
+                if (at == commitS()) sizeAtFirst = storesSize();
             }
             last = reading;
         }
@@ -109,7 +119,7 @@ class Month : public HistoryTest {
     size_t storesSize() const {
         size_t size = 0;
         for (const sStore& store : STORES)
-            size += read(historyPath(places, storeName(store, 1))).size();
+            size += std::filesystem::file_size(historyPath(places, storeName(store, 1)));
         return size;
     }
 
@@ -124,7 +134,7 @@ class Month : public HistoryTest {
 
 TEST_F(Month, ThirtyDays_FiguresAreThoseOfAPlainReckoning_AndTheSizeStays) {
     live();
-    const time_t end = DAY + DAYS * DAY_S - STEP_S;
+    const time_t end = DAY + DAYS * DAY_S - stepS();
     const cSlotHistory history(places, 1);
     ASSERT_EQ(history.state(), eHistory::GOOD) << history.defect();
     const sTimeRange all = {DAY, end};
@@ -164,7 +174,6 @@ TEST_F(Month, ThirtyDays_FiguresAreThoseOfAPlainReckoning_AndTheSizeStays) {
 
     EXPECT_EQ(storesSize(), sizeAtFirst);
     EXPECT_LE(storesSize(), STORES_BYTES_MAX);
-    EXPECT_LE(commits, 96 * DAYS);
     EXPECT_LT(bytesWritten / DAYS, 30u * 1024 * 1024);
     printf("%d commits, %zu kB written a day, stores %zu bytes\n", commits,
            bytesWritten / DAYS / 1024, storesSize());

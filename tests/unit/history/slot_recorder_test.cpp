@@ -188,3 +188,25 @@ TEST_F(SlotRecorder, HostilePendingText_IsReadWithoutHarm) {
         EXPECT_LE(parsed.events.size(), 1u);
     }
 }
+
+TEST_F(SlotRecorder, JournalThatGrows_KeepsTheLatest_InHalfAMegabyteAtMost) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    size_t most = 0;
+    time_t at = 0;
+    for (int write = 0; write < 40; ++write) {
+        // As many events as one write can have.
+        for (int i = 0; i < 500; ++i, at += 10)
+            recorder.follow(i % 2 == 0 ? offlineReading() : connectedReading(), {DAY + at, at});
+        commit(recorder, {DAY + at, at});
+        size_t size = 0;
+        for (const auto& [name, bytes] : files())
+            if (name.find(".events") != name.npos) size += bytes.size();
+        most = std::max(most, size);
+        ASSERT_LE(size, 512u * 1024);
+    }
+    EXPECT_GT(most, 400u * 1024) << "both parts were full";
+    const cSlotHistory history(places, 1);
+    EXPECT_EQ(history.events({DAY, DAY + at}, 10).back().time, DAY + at - 10);
+    EXPECT_GT(history.outages({DAY, DAY + at}).size(), 900u);
+}
