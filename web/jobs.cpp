@@ -38,7 +38,7 @@ cJobs::cJobs(long long patienceS) : m_patienceS(patienceS), m_poll(epoll_create1
 
 cJobs::~cJobs() {
     // Who waits may be gone already: nobody is called.
-    for (sQueue& queue : m_queues)
+    for (const sQueue& queue : m_queues)
         if (queue.running) stop(*queue.running, "was stopped");
     close(m_poll);
 }
