@@ -121,6 +121,8 @@ class Alerts(WebCase):
                          self.setModem(signal={"rsrp_dbm": -98}))
         self.expectAlert("CellslotHot", self.setModem(temperature={"celsius": 90, "level": 1}),
                          self.setModem(temperature={"celsius": 28, "level": 0}))
+        self.expectAlert("CellslotSimTrouble", self.setModem(sim={"present": False}),
+                         lambda: (self.setModem(sim={"present": True})(), self.slot.waitConnected()))
         self.expectAlert("CellslotDaemonDown", lambda: (self.slot.daemon.kill(), self.slot.daemon.wait()),
                          lambda: (self.slot.startDaemon(), self.slot.waitConnected()))
         self.expectAlert("CellslotOffline", self.setModem(registration={"state": "searching"}),
