@@ -51,7 +51,6 @@ class Fuzz(WebCase):
         print(f"CELLSLOT_SEED={SEED}")
         rng = random.Random(SEED)
         server = self.serve()
-        before = len(self.slot.commands())
         end = time.monotonic() + SECONDS
         count = 0
         while time.monotonic() < end:
@@ -60,9 +59,8 @@ class Fuzz(WebCase):
             if count % 200 == 0:
                 self.assertIsNone(server.process.poll(), server.errors)
         self.assertEqual(server.get("/api/status")[0], 200)
-        print(f"{count} requests, {server.memoryKb()} kB, {len(self.slot.commands()) - before} commands of the"
-              " daemon meanwhile")
-        self.assertGreater(len(self.slot.commands()), before)
+        print(f"{count} requests, {server.memoryKb()} kB")
+        self.slot.waitPolls(1)
         server.end()
         self.assertEqual(server.process.returncode, 0, server.errors)
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The Debian package of the page: what is in it, and that its units are what systemd accepts."""
 
+import json
 import os
 import pathlib
 import re
@@ -45,6 +46,16 @@ class Contents(unittest.TestCase):
                 continue  # names its project's page in a comment
             found = set(re.findall(r"https?://[^\s\"'<>)]+", text)) - {"http://www.w3.org/2000/svg"}
             self.assertEqual(found, set(), file.name)
+
+    def test_ListOfModules_NamesVersionsAndChecksumsButNoHost(self):
+        folder = pathlib.Path(__file__).resolve().parents[2] / "web/page"
+        text = (folder / "package-lock.json").read_text()
+        self.assertNotIn("://", text)
+        modules = json.loads(text)["packages"]
+        for name in ("node_modules/uplot", "node_modules/axe-core"):
+            self.assertRegex(modules[name]["version"], r"^\d+\.\d+\.\d+$")
+            self.assertTrue(modules[name]["integrity"].startswith("sha512-"), name)
+        self.assertIn("omit-lockfile-registry-resolved=true\n", (folder / ".npmrc").read_text())
 
     def test_ManualPage_IsInstalled(self):
         page = self.root / "usr/share/man/man8/cellslot-web.8.gz"
