@@ -11,6 +11,7 @@
 #include "cli/config/reload_command.h"
 #include "cli/data/data_command.h"
 #include "cli/doctor/doctor_command.h"
+#include "cli/history_package.h"
 #include "cli/pin/pin_command.h"
 #include "cli/record/record_command.h"
 #include "cli/report/report_command.h"
@@ -73,16 +74,18 @@ eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, sCliCo
 
 eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
                         std::ostream& err) {
+    if (isHistoryCall(argc, argv, context.places))
+        return startHistoryCommand(argc, argv, context.places, err);
     CLI::App app("Show and control the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     app.footer(
-        "Details: cellslot SUBCOMMAND --help, man cellslot\n"
-        "Example:\n"
+        "Example (details: cellslot SUBCOMMAND --help, man cellslot):\n"
         "  cellslot status");
     const cSubcommand all(&app);
     addStatusCommand(all, context);
     addWatchCommand(all, context);
+    addHistoryCommand(all);
     addSmsCommand(all, context);
     addAtCommand(all, context);
     addDataCommand(all, context);

@@ -1,5 +1,6 @@
 option(BUILD_TESTING "Build the tests" ON)
 option(SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(HISTORY "Build cellslot-history, if librrd is installed" ON)
 option(BENCH "Build the benchmarks (needs BUILD_TESTING)" OFF)
 option(COVERAGE "Count the lines and branches that run (gcov)" OFF)
 option(FUZZ "Build the fuzz targets (clang++ only)" OFF)

@@ -23,6 +23,8 @@ void publishConfigLook(const std::string& path, const sConfigLook& look) {
     file.AppendLine("COUNT=" + std::to_string(look.count));
     file.AppendLine(std::string("RESULT=") + configResultName(look.result));
     file.AppendLine("FILE=" + look.file);
+    if (look.enableInterface) file.AppendLine("INTERFACE=" + itos(*look.enableInterface));
+    file.AppendLine(std::string("ROAMING=") + (look.roamingAllowed ? "1" : "0"));
     file.Write();
 }
 
@@ -41,5 +43,7 @@ sConfigLook readConfigLook(const std::string& path) {
     }
     look.count = static_cast<unsigned>(textToInt(value("COUNT")));
     look.file = value("FILE");
+    if (isNumericValue(value("INTERFACE"))) look.enableInterface = textToInt(value("INTERFACE"));
+    look.roamingAllowed = value("ROAMING") != "0";
     return look;
 }

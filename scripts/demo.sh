@@ -8,15 +8,18 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/options.sh
 readonly LOG=build/demo.log
 readonly TARGETS=(cellslotd cellslot le910sim skvs)
+readonly PAGE=build/web/page/index.html.gz
+readonly HISTORY_TARGETS=(cellslot-historyd cellslot-history)  # only where librrd is
 
 usage() {
     cat <<'TEXT'
 Usage: demo.sh [--seconds N] [--verbose] [-- SIMULATOR-OPTION...]
 Shows the daemon at work with a simulated modem: a connection comes up, messages pass, a position
-arrives, then the screens of the operator's command and a clean shutdown. Takes about 45 s and
-changes nothing on this host.
+arrives, then the screens of the operator's command, a clean shutdown, and the history of all that
+if librrd is installed. Takes about 45 s and changes nothing on this host.
   --seconds N  wait for no key, and end N seconds after everything was shown
   --verbose    show each AT command with its answer, and the daemon's log
+If scripts/web_page.sh has put the page together, a browser on this host can look on; its address is shown.
 Arguments after -- go to the simulated modem, for example -- --scenario FILE.
 Needs root, or a user who may create namespaces and open /dev/net/tun. The first run builds the
 programs and installs what is missing for that (scripts/setup.sh).
@@ -38,8 +41,16 @@ showProgress() {
 
 # Not optimised: that takes half of the time.
 build() {
-    scripts/setup.sh && cmake --preset demo &&
-        cmake --build --preset demo --target "${TARGETS[@]}"
+    local targets=("${TARGETS[@]}") known
+    scripts/setup.sh && cmake --preset demo || return
+    known=$(ninja -C build/demo -t targets all)
+    if grep -q '^cellslot-historyd:' <<<"$known"; then
+        targets+=("${HISTORY_TARGETS[@]}")
+    fi
+    if [[ -e $PAGE ]] && grep -q '^cellslot-web:' <<<"$known"; then
+        targets+=(cellslot-web)
+    fi
+    cmake --build --preset demo --target "${targets[@]}"
 }
 
 buildQuietly() {
@@ -75,7 +86,11 @@ main() {
         shift
     done
     buildQuietly
-    exec scripts/private_namespace.sh python3 scripts/lib/demo.py \
+    local withPage=()
+    if [[ -e $PAGE && -x build/demo/bin/cellslot-web ]]; then
+        withPage=(python3 scripts/lib/demo_page.py)
+    fi
+    exec "${withPage[@]}" scripts/private_namespace.sh python3 scripts/lib/demo.py \
         --bin "$PWD/build/demo/bin" --host "$PWD/gateway-tools" "${options[@]}" -- "$@"
 }
 

@@ -23,6 +23,7 @@ readonly TABLE=(
     'status_file_fuzz 2000 status'
     'recording_fuzz 100 modem'
     'replay_fuzz 3000 recording'
+    'history_fuzz 1500 history'
 )
 
 usage() {

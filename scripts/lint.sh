@@ -13,8 +13,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
-readonly FOLDERS=(atcmd cli config device gps include le910sim main platform published recording sms
-    statemachine)
+readonly FOLDERS=(atcmd cli config device gps history include le910sim main platform published recording
+    sms statemachine web)
 
 usage() {
     cat <<'TEXT'

@@ -35,15 +35,21 @@ readonly TEST=(
     gcovr
     jq
     libbenchmark-dev
+    libcrypt-dev
     libgammu-dev
+    libglib2.0-dev
     libgmock-dev
+    libgnutls28-dev
     libgtest-dev
+    libmicrohttpd-dev
+    librrd-dev
     lintian
     man-db
     mandoc
     mmdebstrap
     pkg-config
     procps
+    rrdtool
     shellcheck
     strace
     systemd

@@ -16,11 +16,12 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly SYSTEM_JOBS=10
 readonly ASAN_JOBS=3  # some of them sleep
 readonly ASAN_LOG=build/asan.log
-readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps include le910sim main
-    packaging platform published recording scripts sms statemachine tests)
+readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps history include le910sim main
+    packaging platform published recording scripts sms statemachine tests web)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs that ship.
-releaseTargets=(cellslot cellslotd gateway_day le910sim print_commands skvs platform_tests)
+releaseTargets=(cellslot cellslot-history cellslot-historyd cellslot-web-history cellslotd gateway_day le910sim
+    print_commands skvs platform_tests)
 releaseTests=(-L 'system|processes')
 asanTargets=(unit_and_flow_tests fault_matrix)
 asanTests=(-L 'unit|flow|smoke')

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # What takes longer than a change should wait for: larger samples of the fault matrix, lasting
-# faults, instruction counts, the package, the tests of another processor under its emulator, and
-# fuzzing. .ci/run runs it after test.sh, whose builds it uses. Continues after a failure, lists all
+# faults, instruction counts, the packages, the tests of another processor under its emulator, the
+# page, and fuzzing. .ci/run runs it after test.sh, whose builds it uses. Continues after a failure, lists all
 # results at the end, and fails if there was a failure. With --all also the whole matrix, a day on a
-# fake clock, valgrind, the package on a fresh host, and the virtual gateway.
+# fake clock, valgrind, the packages on a fresh host, and the virtual gateway.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -19,9 +19,9 @@ readonly UPTIME_H=590
 usage() {
     cat <<'TEXT'
 Usage: test_more.sh [--all]
-Tests what takes longer: samples of the fault matrix, lasting faults, instruction counts, the package,
-the tests of another processor, fuzzing. Ends with a summary.
-  --all  also the whole fault matrix, a day on a fake clock, valgrind, the package on a fresh host, and
+Tests what takes longer: samples of the fault matrix, lasting faults, instruction counts, the packages,
+the tests of another processor, the page, fuzzing. Ends with a summary.
+  --all  also the whole fault matrix, a day on a fake clock, valgrind, the packages on a fresh host, and
          the virtual gateway (hours)
 TEXT
 }
@@ -71,7 +71,9 @@ main() {
     plan 'lasting faults' 70
     plan instructions 90
     plan package 30
+    plan 'history package' 30
     plan arm64 420
+    plan page 180
     plan fuzzing 240
     if [[ $all == yes ]]; then
         plan 'whole matrix' 1200
@@ -85,7 +87,9 @@ main() {
     step lastingFaults || true
     step checkInstructions || true
     step scripts/test_package.sh "$@" || true
+    step scripts/test_history.sh "$@" || true
     step scripts/test_cross.sh arm64 "$@" || true
+    step scripts/test_web.sh "$@" || true
     step fuzz || true
     if [[ $all == yes ]]; then
         step wholeMatrix || true

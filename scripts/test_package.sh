@@ -6,12 +6,9 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
-# shellcheck source=scripts/lib/packages.sh
-. scripts/lib/packages.sh
+# shellcheck source=scripts/lib/package_test.sh
+. scripts/lib/package_test.sh
 readonly WORK=$PWD/build/package-test
-# Besides a minimal host: the dependencies of the package, and the programs that read its rules for
-# devices and logs.
-readonly DEPENDENCIES=libstdc++6,iproute2,iputils-ping,udev,logrotate
 
 usage() {
     cat <<'TEXT'
@@ -23,25 +20,8 @@ TEXT
 }
 
 makePackages() {
-    local version
     scripts/package.sh --output "$WORK/old"
-    version=$(dpkg-deb --field "$WORK"/old/*.deb Version)
-    scripts/package.sh --no-build --version "$version+1" --output "$WORK/new"
-    cmake --build --preset release --target le910sim
-}
-
-makeRoot() {
-    local suite address
-    read -r suite address < <(findMirror)
-    mkdir -p "$WORK/root"
-    mmdebstrap --quiet --mode=root --variant=minbase --include="$DEPENDENCIES" \
-        --skip=cleanup/tmp "$suite" - "$address" | tar -C "$WORK/root" -x --exclude='./dev/*'
-}
-
-runTests() { # CLASS
-    CELLSLOT_BIN=$PWD/build/release/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_PACKAGES=$WORK \
-        CELLSLOT_ROOT=$WORK/root scripts/private_namespace.sh --keep "$PWD/build" \
-        python3 tests/package/package_test.py -v "$1"
+    makeNewer package.sh cellslot
 }
 
 main() {
@@ -51,10 +31,10 @@ main() {
     esac
     rm -rf "$WORK"
     makePackages
-    runTests Contents
+    runTests package_test Contents
     [[ ${1:-} == --all ]] || return 0
-    makeRoot
-    runTests Life
+    makeRoot "$DEPENDENCIES"
+    runTests package_test Life
     rm -rf "$WORK/root"
 }
 

@@ -65,7 +65,8 @@ unsigned readConfiguration(sMachine& machine) {
     g_i_debugMode = machine.config.debugMode;
     publishConfigLook(
         configLookPath(g_S_options.s_port),
-        {getpid(), ++machine.configLooks, static_cast<eConfigResult>(result), machine.configFile});
+        {getpid(), ++machine.configLooks, static_cast<eConfigResult>(result), machine.configFile,
+         machine.config.enableInterface, machine.config.roamingAllowed});
     hideFromRecording(machine.config.password);
     markConfig(machine.configFile, configResultName(static_cast<eConfigResult>(result)));
     return result;

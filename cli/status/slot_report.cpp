@@ -12,6 +12,7 @@
 #include "cli/base/daemon_process.h"
 #include "cli/base/data_override.h"
 #include "cli/base/silent_reader.h"
+#include "config/config_look.h"
 #include "platform/include/text_helpers.h"
 #include "published/host_boot.h"
 #include "published/paths.h"
@@ -36,8 +37,31 @@ void findOverride(const sPlaces& places, int slot, sDataDirectiveReport& data) {
     }
 }
 
+void setWanted(int enableInterface, bool roamingAllowed, sDataDirectiveReport& data) {
+    data.configRead = true;
+    data.roamingAllowed = roamingAllowed;
+    const std::string source = " in " + data.configPath;
+    data.value = wantedData(eDataOverride::AUTO, enableInterface);
+    if (data.value == eCONF_DATA_CONNECT_DISABLED)
+        data.why = "no CM_ENABLE_INTERFACE=yes" + source;
+    else if (data.value == eCONF_DATA_CONNECT_MODEM_OFF)
+        data.why = "CM_ENABLE_INTERFACE=off" + source;
+    else
+        data.why = "CM_ENABLE_INTERFACE=yes" + source;
+}
+
+// The file has a password, so only root may read it. Its daemon publishes what it has read of it.
+void takeDaemonsReading(const sPlaces& places, int slot, int daemonPid,
+                        sDataDirectiveReport& data) {
+    const sConfigLook look = readConfigLook(places.at(configLookPath(slot)));
+    if (daemonPid != 0 && look.pid == daemonPid && look.enableInterface)
+        setWanted(*look.enableInterface, look.roamingAllowed, data);
+    else
+        data.why = "cannot read " + data.configPath;
+}
+
 // What the configuration wants, before any override.
-void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
+void readConfiguration(const sPlaces& places, int slot, int daemonPid, sDataDirectiveReport& data) {
     const std::string path = places.at(data.configPath);
     if (!places.have(data.configPath)) {
         data.value = eCONF_DATA_CONNECT_DISABLED;
@@ -47,26 +71,19 @@ void readConfiguration(const sPlaces& places, sDataDirectiveReport& data) {
     sConfigFileOpts config;
     cSilentReader reader;
     reader.init(path, 0);
-    if (access(path.c_str(), R_OK) != 0 || reader.readConfig(config) != eCONFIG_APPLIED) {
-        data.why = "cannot read " + data.configPath;
-        return;
-    }
-    data.configRead = true;
-    data.roamingAllowed = config.roamingAllowed;
-    const std::string source = " in " + data.configPath;
-    data.value = wantedData(eDataOverride::AUTO, config.enableInterface);
-    if (data.value == eCONF_DATA_CONNECT_DISABLED)
-        data.why = "no CM_ENABLE_INTERFACE=yes" + source;
-    else if (data.value == eCONF_DATA_CONNECT_MODEM_OFF)
-        data.why = "CM_ENABLE_INTERFACE=off" + source;
+    if (access(path.c_str(), R_OK) != 0)
+        takeDaemonsReading(places, slot, daemonPid, data);
+    else if (reader.readConfig(config) == eCONFIG_APPLIED)
+        setWanted(config.enableInterface, config.roamingAllowed, data);
     else
-        data.why = "CM_ENABLE_INTERFACE=yes" + source;
+        data.why = "cannot read " + data.configPath;
 }
 
-sDataDirectiveReport reportDirective(const sPlaces& places, int slot, unsigned uptimeS) {
+sDataDirectiveReport reportDirective(const sPlaces& places, int slot, int daemonPid,
+                                     unsigned uptimeS) {
     sDataDirectiveReport data;
     data.configPath = configPlace(places, slot).substr(places.root.size());
-    readConfiguration(places, data);
+    readConfiguration(places, slot, daemonPid, data);
     findOverride(places, slot, data);
     if (!waitsForBoot(data.value) || hostBoot(places.root, uptimeS) != eHostBoot::BOOTING)
         return data;
@@ -118,7 +135,7 @@ sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
     report.daemonPid = runningDaemon(places, slot);
     report.daemonRuns = report.daemonPid != 0;
     report.file = readStatusFile(places, slot);
-    report.data = reportDirective(places, slot, moment.uptimeS);
+    report.data = reportDirective(places, slot, report.daemonPid, moment.uptimeS);
     if (!report.isGood()) return report;
     const sStatusRecord& record = report.file.record;
     report.ageS = moment.now - record.number(STATUS_STATS_LAST_UPDATE_E).value_or(0);

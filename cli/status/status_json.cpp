@@ -14,6 +14,7 @@ namespace {
 using tJson = nlohmann::ordered_json;
 
 constexpr int INDENT = 2;
+constexpr int NO_INDENT = -1;  // no line ends either
 
 tJson orNull(const std::optional<double>& value) {
     return value ? tJson(*value) : tJson(nullptr);
@@ -160,9 +161,10 @@ tJson slotJson(const sSlotReport& report) {
 
 }  // namespace
 
-std::string statusJson(const std::vector<sSlotReport>& reports) {
+std::string statusJson(const std::vector<sSlotReport>& reports, eJsonLayout layout) {
     tJson slots = tJson::array();
     for (const sSlotReport& report : reports)
         slots.push_back(slotJson(report));
-    return tJson{{"slots", slots}}.dump(INDENT, ' ', false, tJson::error_handler_t::replace);
+    const int indent = layout == eJsonLayout::INDENTED ? INDENT : NO_INDENT;
+    return tJson{{"slots", slots}}.dump(indent, ' ', false, tJson::error_handler_t::replace);
 }

@@ -6,8 +6,11 @@
 
 #include "cli/status/slot_report.h"
 
+enum class eJsonLayout { INDENTED, ONE_LINE };
+
 // The status for programs: {"slots": [...]}, always valid UTF-8. Unknown values are null, PINs are
 // masked.
-std::string statusJson(const std::vector<sSlotReport>& reports);
+std::string statusJson(const std::vector<sSlotReport>& reports,
+                       eJsonLayout layout = eJsonLayout::INDENTED);
 
 #endif

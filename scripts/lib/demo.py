@@ -17,7 +17,8 @@ import threading
 import time
 
 import demo_services
-from demo_screens import Watch, showCommand
+from demo_page import startPage
+from demo_screens import History, Watch, showCommand
 from demo_story import Story
 from log_capture import openLogSocket, splitDatagram
 
@@ -83,7 +84,9 @@ class Demo:
         self.sim = None
         self.daemon = None
         self.gpsd = None
+        self.pageServer = None
         self.watch = None
+        self.history = None
         self.steps = list(STEPS)
         self.commands = 0
         self.passes = 0
@@ -253,6 +256,12 @@ class Demo:
                         f" pauses)")
         operator = f"{self.value('CARRIER')}, {self.value('SERVICE_TYPE')} band {self.value('BAND')}"
         self.story.say("CONNECTED", f"{operator}: published for other programs")
+        self.showPage()
+
+    def showPage(self):
+        self.pageServer, address = startPage(self.options.bin)
+        if self.pageServer is not None:
+            self.story.say("page", f"{address} shows all of it in a browser of this host")
 
     def ping(self):
         text = subprocess.run(["ping", "-c", "2", "-W", "2", "-I", INTERFACE, "1.2.3.4"],
@@ -339,6 +348,12 @@ class Demo:
         if self.address():
             self.faults.append(f"address left on {INTERFACE}")
 
+    def showHistory(self):
+        self.story.heading("cellslot history: what was, at any later time")
+        if self.history.end() != 0 or self.history.show() != 0:
+            self.faults.append("no history")
+        print(flush=True)
+
     def report(self):
         if not self.isConnected:
             self.faults.append("no connection")
@@ -358,6 +373,7 @@ class Demo:
             self.prepare()
             self.gpsd = demo_services.startGpsd()
             self.startSim()
+            self.history = History(self.options.bin)
             self.startDaemon()
             self.connect()
             if self.isConnected:
@@ -376,11 +392,13 @@ class Demo:
             self.watch.end()
             self.watch = None
         self.stopDaemon()
-        if self.gpsd is not None:
-            self.gpsd.terminate()
-            self.gpsd.wait()
+        for service in (self.gpsd, self.pageServer):
+            if service is not None:
+                service.terminate()
+                service.wait()
         self.sim.terminate()
         self.sim.wait()
+        self.showHistory()
         return self.report()
 
 

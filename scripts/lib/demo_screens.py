@@ -3,6 +3,7 @@
 import pathlib
 import subprocess
 import sys
+import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests" / "system"))
 from screen_reader import Terminal  # noqa: E402
@@ -41,9 +42,46 @@ class Watch:
         self.terminal.end()
 
 
+class History:
+    """The service that keeps the history, in memory; nothing if it was not built."""
+
+    FOLDERS = ("/var/lib/cellslot/history", "/run/cellslot-history")
+
+    def __init__(self, bin):
+        self.bin = bin
+        self.begun = time.monotonic()
+        self.service = None
+        if not (bin / "cellslot-historyd").exists():
+            return
+        # /var/lib is the host's own.
+        subprocess.run(["mount", "-t", "tmpfs", "history", "/var/lib"], check=True)
+        for folder in self.FOLDERS:
+            pathlib.Path(folder).mkdir(parents=True, exist_ok=True)
+        self.service = subprocess.Popen([bin / "cellslot-historyd"], stdin=subprocess.DEVNULL,
+                                        start_new_session=True)
+
+    def end(self):
+        """Its exit status."""
+        if self.service is None:
+            return 0
+        self.service.terminate()
+        return self.service.wait()
+
+    def show(self):
+        if self.service is None:
+            print("(no history: cellslot-history is built where librrd-dev and libglib2.0-dev are)")
+            return 0
+        minutes = 1 + int((time.monotonic() - self.begun) / 60)
+        return showProgram(self.bin / "cellslot-history", "-p", "1", "--since", f"{minutes}m")
+
+
 def showCommand(bin, *words):
     """Runs a subcommand of cellslot, shows it, and returns its exit status."""
-    run = subprocess.run([bin / "cellslot", *words], stdin=subprocess.DEVNULL, text=True,
+    return showProgram(bin / "cellslot", *words)
+
+
+def showProgram(*words):
+    run = subprocess.run(words, stdin=subprocess.DEVNULL, text=True,
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     print(run.stdout.rstrip(), flush=True)
     return run.returncode

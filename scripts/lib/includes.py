@@ -46,6 +46,8 @@ ROOMS = {
                    "cli/doctor", "cli/record"],
     "cli": ["cli/record", "cli/report", "cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
             "cli/doctor"],
+    "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status"],
+    "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
 }
 
 # The entry of the daemon puts the libraries together.

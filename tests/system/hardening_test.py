@@ -10,7 +10,8 @@ import subprocess
 import unittest
 
 BIN = pathlib.Path(os.environ.get("CELLSLOT_BIN", "build/release/bin"))
-PROGRAMS = ("cellslotd", "cellslot", "le910sim", "skvs")
+PROGRAMS = ("cellslotd", "cellslot", "le910sim", "skvs", "cellslot-history", "cellslot-historyd",
+            "cellslot-web-history")
 # Programs that pass buffers of known size to the C library. The others use only buffers of the C++
 # library, so there is nothing to fortify.
 FORTIFIED = ("cellslotd", "le910sim")

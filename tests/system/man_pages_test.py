@@ -21,7 +21,8 @@ def formatted(page):
 class ManPages(unittest.TestCase):
     def test_everyProgramHasItsPage(self):
         programs = re.findall(r"PROGRAMS=\((.*)\)", (ROOT / "scripts" / "package.sh").read_text())
-        self.assertEqual({page.name for page in PAGES},
+        # A page of another package is cellslot-NAME.8.
+        self.assertEqual({page.name for page in PAGES if not page.name.startswith("cellslot-")},
                          {"cellslot.conf.5",
                           *(name + (".8" if name.endswith("d") else ".1")
                             for name in programs[0].split())})

@@ -34,6 +34,10 @@ set_tests_properties(system.private_namespace PROPERTIES LABELS system TIMEOUT $
 
 cellslot_add_system_test(custom_at custom_at_test.py)
 cellslot_add_system_test(recording recording_test.py)
+if(HISTORY_BUILT)
+    cellslot_add_system_test(history.Following history_test.py Following)
+    cellslot_add_system_test(history.Sandbox history_test.py Sandbox)
+endif()
 cellslot_add_system_test(repeated_starts repeated_starts_test.py)
 cellslot_add_system_test(cli_actions cli_actions_test.py)
 cellslot_add_system_test(replay replay_test.py)

@@ -168,6 +168,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/neighbour_checks_test.cpp
             unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
+            unit/cli/history_package_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
             unit/cli/report/report_text_test.cpp unit/cli/report/tar_archive_test.cpp
@@ -178,3 +179,38 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/status/watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
                                              STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+
+# Built only where the page is.
+if(TARGET cellslot_web_lib)
+    cellslot_add_unit_tests(web TOOL
+        LIBS cellslot_web_lib
+        SOURCES unit/cli/fixture.cpp unit/web/attempts_test.cpp unit/web/basic_credentials_test.cpp
+                unit/web/connections_test.cpp unit/web/history_program_test.cpp
+                unit/web/host_check_test.cpp unit/web/jobs_test.cpp
+                unit/web/live_status_test.cpp unit/web/page_files_test.cpp
+                unit/web/password_test.cpp unit/web/web_config_test.cpp)
+    target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+endif()
+
+# Built where librrd is installed.
+if(HISTORY_BUILT)
+    cellslot_add_unit_tests(history
+        TOOL
+        LIBS cellslot_history cellslot_rrd_slim cellslot_cli
+        SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp
+                unit/history/event_watch_test.cpp unit/history/layout_test.cpp
+                unit/history/page_reader_test.cpp unit/history/redo_test.cpp
+                unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
+                unit/history/slot_recorder_test.cpp unit/history/span_test.cpp
+                unit/history/store_file_test.cpp)
+    target_compile_definitions(history_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+    # What draws needs all of librrd.
+    cellslot_add_unit_tests(history_command
+        TOOL
+        LIBS cellslot_history_command cellslot_rrd_graph
+        SOURCES unit/history/history_command_test.cpp unit/history/history_screen_test.cpp)
+    target_compile_definitions(history_command_tests PRIVATE
+                               HISTORY_DATA="${CMAKE_SOURCE_DIR}/tests/data/history")
+    # Every commit waits for the disk: in memory that costs nothing.
+    set_tests_properties(unit.history unit.history_command PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+endif()

@@ -35,6 +35,7 @@ const std::vector<std::vector<const char*>> COMMANDS = {
     {"report"},
     {"status"},
     {"watch"},
+    {"history"},
 };
 
 std::string title(const std::vector<const char*>& command) {

@@ -1,14 +1,19 @@
 #include "cli/status/slot_report.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
 #include "cli/status/diagnosis.h"
+#include "config/config_look.h"
 #include "include/device_records.h"
 #include "tests/unit/cli/fixture.h"
 
 namespace {
+
+constexpr uid_t NOBODY = 65534;
 
 class SlotReport : public testing::Test {
   protected:
@@ -62,6 +67,29 @@ TEST_F(SlotReport, NoConfiguration_SwitchesDataOff) {
     std::filesystem::remove(host / "etc/vuk/cellular1.conf");
     EXPECT_EQ(data().value, eCONF_DATA_CONNECT_DISABLED);
     EXPECT_EQ(data().why, "/etc/vuk/cellular1.conf does not exist");
+}
+
+TEST_F(SlotReport, FileThatOnlyRootMayRead_IsTakenFromTheDaemonsReading) {
+    ASSERT_EQ(chmod(host.places().root.c_str(), 0755), 0);
+    ASSERT_EQ(chmod((host / "etc/vuk/cellular1.conf").c_str(), 0600), 0);
+    const auto whyForNobody = [this] {
+        if (geteuid() == 0 && setuid(NOBODY) != 0) return std::string("cannot become another user");
+        // The owner of the file runs this test if that is not root.
+        chmod((host / "etc/vuk/cellular1.conf").c_str(), 0);
+        return data().why;
+    };
+    const auto expectWhy = [&](const std::string& why) {
+        EXPECT_EXIT(exit(whyForNobody() == why ? 0 : 1), testing::ExitedWithCode(0), "") << why;
+        chmod((host / "etc/vuk/cellular1.conf").c_str(), 0600);
+    };
+    expectWhy("cannot read /etc/vuk/cellular1.conf");
+    const int pid = host.report(1).daemonPid;
+    const std::string look = host.places().at(configLookPath(1));
+    publishConfigLook(look, {pid, 1, eCONFIG_APPLIED, "/etc/vuk/cellular1.conf", 0, true});
+    expectWhy("no CM_ENABLE_INTERFACE=yes in /etc/vuk/cellular1.conf");
+    // Of a daemon that has ended.
+    publishConfigLook(look, {pid + 1, 1, eCONFIG_APPLIED, "/etc/vuk/cellular1.conf", 0, true});
+    expectWhy("cannot read /etc/vuk/cellular1.conf");
 }
 
 TEST_F(SlotReport, Slot1WithTheOldFileOnly_ReadsThat) {

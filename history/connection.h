@@ -1,0 +1,42 @@
+#ifndef HISTORY_CONNECTION_H
+#define HISTORY_CONNECTION_H
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "history/event.h"
+
+// From (included) to to (not included), seconds since the epoch.
+struct sTimeRange {
+    time_t from = 0;
+    time_t to = 0;
+};
+
+// A time without a connection although data was wanted.
+struct sOutage {
+    time_t from = 0;
+    time_t to = 0;             // 0: lasts
+    std::string cause;         // id of the problem, "" if none was found
+    std::string text;          // the cause in words
+    bool endsUnknown = false;  // the status was lost before the connection came back
+    long long durationS(time_t now) const { return (to != 0 ? to : now) - from; }
+};
+
+// How much of a range the slot was connected. What is left to the length of the range is not known.
+struct sAvailability {
+    long long connectedS = 0;
+    long long knownS = 0;
+};
+
+// The connection over time, from the events of the journal: right to the second.
+struct sConnection {
+    std::vector<sOutage> outages;  // the oldest first
+    sAvailability availability;
+};
+
+// events: in the order of time. end: of what is known; an outage that lasts then has no end, unless
+// the range goes on for more than two minutes of which nothing is known.
+sConnection connectionIn(const std::vector<sEvent>& events, const sTimeRange& range, time_t end);
+
+#endif

@@ -1,0 +1,41 @@
+#ifndef HISTORY_PENDING_H
+#define HISTORY_PENDING_H
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/base/places.h"
+#include "history/event.h"
+#include "history/window.h"
+
+// What is not on the disk yet. It is also in a file in memory (/run), so that a reader sees it and
+// a service that is killed loses nothing: only a power cut does. Lines:
+//   generation 7        the commit that will contain it
+//   w 1795246940 ...    a window (window.h)
+//   e {"time":...}      an event
+//   c 4 1 2 3 4 5       the last counters (sCounters); "-" is not known
+struct sPending {
+    uint64_t generation = 1;
+    std::map<time_t, sWindow> windows;  // by their end
+    std::vector<sEvent> events;
+    sCounters counters;
+
+    bool isEmpty() const { return windows.empty() && events.empty(); }
+    sWindow& windowAt(time_t end);
+    // Moves everything in time, to the nearest window.
+    void shift(long long seconds);
+    // Drops the oldest of what is too much: three hours, as before a clock is set at last.
+    void trim();
+
+    std::string text() const;
+    // What is no line of such a file is left out.
+    static sPending parse(const std::string& text);
+};
+
+std::string countersLine(const sCounters& counters);
+
+constexpr size_t PENDING_BYTES_MAX = 2 * 1024 * 1024;
+
+#endif

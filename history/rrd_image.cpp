@@ -1,0 +1,191 @@
+#include "history/rrd_image.h"
+
+#include <fcntl.h>
+#include <rrd.h>
+#include <sys/mman.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+// A row is known if anything of it is known: the gaps show in the finer archives.
+constexpr const char* UNKNOWN_PART_MAX = "0.99";
+
+std::string takeError() {
+    const std::string text = rrd_test_error() ? rrd_get_error() : "unknown error of librrd";
+    rrd_clear_error();
+    return text;
+}
+
+std::string valueText(double value) {
+    if (std::isnan(value)) return "U";
+    char text[32];
+    snprintf(text, sizeof text, "%.17g", value);
+    return text;
+}
+
+std::string updateText(const cRrdImage::sUpdate& update) {
+    std::string text = ltos(update.end);
+    for (const double value : update.values)
+        text += ":" + valueText(value);
+    return text;
+}
+
+std::vector<const char*> pointers(const std::vector<std::string>& texts) {
+    std::vector<const char*> list;
+    list.reserve(texts.size());
+    for (const std::string& text : texts)
+        list.push_back(text.c_str());
+    return list;
+}
+
+std::string definition(const sSource& source, unsigned stepS) {
+    // Updates come every ten seconds, and a gap is an update of its own, so the heartbeat decides
+    // only how much of a step must be known.
+    return std::string("DS:") + source.name + ":GAUGE:" + itos(static_cast<int>(2 * stepS)) + ":" +
+           valueText(source.least) + ":" + valueText(source.greatest);
+}
+
+std::string definition(const sArchive& archive, unsigned stepS) {
+    return std::string("RRA:") + consolidationName(archive.function) + ":" + UNKNOWN_PART_MAX +
+           ":" + std::to_string(archive.stepS / stepS) + ":" + std::to_string(archive.rows);
+}
+
+bool copyFile(int from, int to) {
+    while (true) {
+        const ssize_t count = sendfile(to, from, nullptr, 1 << 20);
+        if (count == 0) return true;
+        if (count < 0 && errno != EINTR) return false;
+    }
+}
+
+}  // namespace
+
+cRrdImage::~cRrdImage() {
+    if (m_file >= 0) close(m_file);
+}
+
+std::string cRrdImage::path() const {
+    return "/proc/self/fd/" + itos(m_file);
+}
+
+bool cRrdImage::load(const std::string& filePath, const sStore& store) {
+    const int file = open(filePath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0) {
+        m_error = strerror(errno);
+        return false;
+    }
+    struct stat info {};
+    const bool isFile = fstat(file, &info) == 0 && S_ISREG(info.st_mode) &&
+                        info.st_size <= static_cast<off_t>(STORES_BYTES_MAX);
+    if (isFile && m_file < 0) m_file = memfd_create("cellslot-history", MFD_CLOEXEC);
+    const bool isCopied = isFile && m_file >= 0 && ftruncate(m_file, 0) == 0 &&
+                          lseek(m_file, 0, SEEK_SET) == 0 && copyFile(file, m_file);
+    if (!isCopied) m_error = isFile ? strerror(errno) : "is no regular file of at most 2 MiB";
+    close(file);
+    return isCopied && isOf(store);
+}
+
+// librrd trusts the file that it opens, so everything in the head is compared with a head of ours.
+bool cRrdImage::isOf(const sStore& store) {
+    rrd_info_t* info = rrd_info_r(path().c_str());
+    if (info == nullptr) {
+        m_error = takeError();
+        return false;
+    }
+    size_t sources = 0;
+    size_t archives = 0;
+    bool isSame = true;
+    for (const rrd_info_t* entry = info; entry != nullptr; entry = entry->next) {
+        const std::string key = entry->key;
+        if (key == "step") isSame = isSame && entry->value.u_cnt == store.stepS;
+        if (startsWith(key, "ds[") && key.find("].index") != key.npos) {
+            isSame = isSame && sources < store.sources.size() &&
+                     key == std::string("ds[") + describe(store.sources[sources]).name + "].index";
+            ++sources;
+        }
+        if (startsWith(key, "rra[") && key.find("].rows") != key.npos) {
+            isSame = isSame && archives < store.archives.size() &&
+                     entry->value.u_cnt == store.archives[archives].rows;
+            ++archives;
+        }
+    }
+    rrd_info_free(info);
+    isSame = isSame && sources == store.sources.size() && archives == store.archives.size();
+    if (!isSame) m_error = "has another layout";
+    return isSame;
+}
+
+bool cRrdImage::update(const std::vector<sUpdate>& updates) {
+    if (updates.empty()) return true;
+    std::vector<std::string> texts;
+    texts.reserve(updates.size());
+    for (const sUpdate& update : updates)
+        texts.push_back(updateText(update));
+    std::vector<const char*> arguments = pointers(texts);
+    if (rrd_update_r(path().c_str(), nullptr, static_cast<int>(arguments.size()),
+                     arguments.data()) == 0)
+        return true;
+    m_error = takeError();
+    return false;
+}
+
+time_t cRrdImage::last() const {
+    const time_t time = rrd_last_r(path().c_str());
+    if (time == -1) rrd_clear_error();
+    return time == -1 ? 0 : time;
+}
+
+cRrdImage::sRows cRrdImage::rows(const sArchive& archive, time_t from, time_t to) const {
+    sRows found;
+    const time_t step = archive.stepS;
+    time_t start = from / step * step;
+    time_t end = to / step * step;
+    if (end <= start) return found;
+    unsigned long stepS = archive.stepS;
+    unsigned long columns = 0;
+    char** names = nullptr;
+    rrd_value_t* values = nullptr;
+    // It answers rows that end after start, up to the one that ends at end, and one more.
+    if (rrd_fetch_r(path().c_str(), consolidationName(archive.function), &start, &end, &stepS,
+                    &columns, &names, &values) != 0) {
+        rrd_clear_error();
+        return found;
+    }
+    if (stepS == archive.stepS) {
+        found.stepS = archive.stepS;
+        found.first = start + step;
+        found.columns = columns;
+        const size_t count = static_cast<size_t>((std::min(end, to / step * step) - start) / step);
+        found.values.assign(values, values + count * columns);
+    }
+    for (unsigned long i = 0; i < columns; ++i)
+        free(names[i]);
+    free(names);
+    free(values);
+    return found;
+}
+
+bool cRrdImage::create(const std::string& path, const sStore& store, time_t begin,
+                       const std::string& source, std::string& error) {
+    std::vector<std::string> texts;
+    for (const eSource one : store.sources)
+        texts.push_back(definition(describe(one), store.stepS));
+    for (const sArchive& archive : store.archives)
+        texts.push_back(definition(archive, store.stepS));
+    std::vector<const char*> arguments = pointers(texts);
+    const char* sources[] = {source.c_str(), nullptr};
+    if (rrd_create_r2(path.c_str(), store.stepS, begin, 0, source.empty() ? nullptr : sources,
+                      nullptr, static_cast<int>(arguments.size()), arguments.data()) == 0)
+        return true;
+    error = takeError();
+    return false;
+}

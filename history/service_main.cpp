@@ -1,0 +1,5 @@
+#include "history/service.h"
+
+int main() {
+    return runHistoryService();
+}

@@ -1,0 +1,70 @@
+#!/usr/bin/env bash
+# Puts the page's files together, each compressed, in build/web/page: those of web/page, and uPlot from
+# the npm registry in the version and with the checksum that web/page/package-lock.json names.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
+readonly SOURCE=web/page
+readonly WORK=build/web
+readonly SIZE_MAX=$((80 * 1024)) # of all files together, compressed
+
+usage() {
+    cat <<'TEXT'
+Usage: web_page.sh [--test]
+Puts the page's files together in build/web/page, compressed.
+  --test  also fetches what the tests run in the page (axe-core), to build/web/npm
+TEXT
+}
+
+# Only if the list has changed: the registry may be far away. What the tests need includes the rest.
+fetchModules() { # page|test [NPM-OPTION]...
+    local stamp found
+    stamp=$(sha256sum <"$SOURCE/package-lock.json")
+    for found in "$1" test; do
+        if [[ -e $WORK/npm/.$found && $(<"$WORK/npm/.$found") == "$stamp" ]]; then
+            return
+        fi
+    done
+    found=$1
+    shift
+    rm -rf "$WORK/npm"
+    mkdir -p "$WORK/npm"
+    cp "$SOURCE"/package.json "$SOURCE"/package-lock.json "$SOURCE"/.npmrc "$WORK/npm/"
+    (cd "$WORK/npm" && npm ci --ignore-scripts --no-fund --no-audit --loglevel error "$@") >&2
+    echo "$stamp" >"$WORK/npm/.$found"
+}
+
+compress() { # SOURCE NAME
+    gzip -9n <"$1" >"$WORK/page.new/$2.gz"
+    chmod 644 "$WORK/page.new/$2.gz"
+}
+
+main() {
+    local modules=(page --omit=dev) file size
+    case ${1:-} in
+    '') ;;
+    --test) modules=(test) ;;
+    *) helpOrRefuse "$1" ;;
+    esac
+    umask 022
+    fetchModules "${modules[@]}"
+    rm -rf "$WORK/page.new"
+    mkdir -p "$WORK/page.new"
+    for file in "$SOURCE"/*.html "$SOURCE"/*.css "$SOURCE"/*.js "$SOURCE"/*.svg; do
+        compress "$file" "${file##*/}"
+    done
+    compress "$WORK/npm/node_modules/uplot/dist/uPlot.esm.js" uplot.js
+    compress "$WORK/npm/node_modules/uplot/dist/uPlot.min.css" uplot.css
+    size=$(cat "$WORK"/page.new/*.gz | wc -c)
+    if ((size > SIZE_MAX)); then
+        echo "web_page.sh: the page has $size bytes, compressed; at most $SIZE_MAX are allowed" >&2
+        return 1
+    fi
+    rm -rf "$WORK/page"
+    mv "$WORK/page.new" "$WORK/page"
+    echo "$WORK/page: $size bytes"
+}
+
+main "$@"

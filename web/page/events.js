@@ -1,0 +1,19 @@
+// What happened, in words.
+
+import { byId, element, fetchJson, setText, table, timeText } from './dom.js';
+
+export async function showEvents(slot) {
+  const note = byId('events-note');
+  const place = byId('events-table');
+  try {
+    const { events } = await fetchJson(`api/events?slot=${slot.slot}`);
+    setText(note, events.length ? '' : 'Nothing has happened yet.');
+    const rows = events.map((event) => [timeText(event.time), event.text]).reverse();
+    place.replaceChildren(...(rows.length
+      ? [element('div', { class: 'scroll', tabindex: '0', role: 'region', 'aria-label': 'Table of events' },
+        table(`Slot ${slot.slot}, the newest first`, ['When', 'What'], rows))] : []));
+  } catch (error) {
+    place.replaceChildren();
+    setText(note, error.message);
+  }
+}
