@@ -1,5 +1,6 @@
 #include "history/pending.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <sstream>
@@ -44,6 +45,14 @@ sWindow& sPending::windowAt(time_t end) {
     sWindow& window = windows[end];
     window.end = end;
     return window;
+}
+
+time_t sPending::end(time_t before) const {
+    time_t end = before;
+    if (!windows.empty()) end = std::max(end, windows.rbegin()->first);
+    for (const sEvent& event : events)
+        end = std::max(end, event.time);
+    return end;
 }
 
 void sPending::shift(long long seconds) {

@@ -24,6 +24,8 @@ struct sPending {
 
     bool isEmpty() const { return windows.empty() && events.empty(); }
     sWindow& windowAt(time_t end);
+    // The end of what is known, at least before: of the last whole window, or the last event.
+    time_t end(time_t before) const;
     // Moves everything in time, to the nearest window.
     void shift(long long seconds);
     // Drops the oldest of what is too much: three hours, as before a clock is set at last.

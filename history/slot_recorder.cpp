@@ -52,8 +52,7 @@ bool cSlotRecorder::start(const sClock& clock, std::string& error) {
         m_pending.counters = counters;
     }
     m_pending.generation = m_ledger.generation + 1;
-    time_t lastKnown = m_ledger.until;
-    if (!m_pending.windows.empty()) lastKnown = m_pending.windows.rbegin()->first;
+    const time_t lastKnown = m_pending.end(m_ledger.until);
     if (lastKnown != 0)
         m_pending.events.push_back(eventOf(
             lastKnown, EVENT_LOST, "The history was not kept from here on: its service ended."));
@@ -225,6 +224,8 @@ bool cSlotRecorder::commit(const sClock& clock, std::string& error) {
     cLedger ledger = m_ledger;
     for (const auto& [end, window] : complete)
         ledger.add(window);
+    for (const sEvent& event : m_pending.events)
+        ledger.until = std::max(ledger.until, event.time);
     ledger.trim(clock.wall);
     ledger.generation = m_pending.generation;
     cRedo redo;

@@ -139,6 +139,43 @@ TEST_F(SlotRecorder, KilledAndStartedAgain_LosesNothing) {
     EXPECT_EQ(history.usageByDay({DAY, DAY + DAY_S}).at(0).usage.connectedS, 690u);
 }
 
+// The last event may be later than the last whole ten seconds: what follows it is not known either.
+TEST_F(SlotRecorder, KilledJustAfterAnOutageBegan_TheGapIsNoOutage) {
+    for (const time_t begin : {time_t{0}, time_t{600}}) {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 0});
+        follow(recorder, connectedReading(), DAY, begin, 0);
+        recorder.follow(offlineReading(), {DAY + begin + 5, begin + 5});
+        cSlotRecorder next(places, 1);
+        start(next, {DAY + 4000, 4000});
+        follow(next, connectedReading(), DAY + 4000, 100, 4000);
+        commit(next, {DAY + 4100, 4100});
+        const cSlotHistory history(places, 1);
+        EXPECT_EQ(history.availability({DAY, DAY + 4100}).knownS, begin + 5 + 100);
+        EXPECT_TRUE(history.outages({DAY, DAY + 4100}).empty());
+        restore({});
+        forgetMemory();
+    }
+}
+
+TEST_F(SlotRecorder, PowerCutJustAfterAnOutageWasWritten_TheGapIsNoOutage) {
+    {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 0});
+        follow(recorder, connectedReading(), DAY, 600, 0);
+        recorder.follow(offlineReading(), {DAY + 605, 605});
+        commit(recorder, {DAY + 605, 605});
+    }
+    forgetMemory();
+    cSlotRecorder next(places, 1);
+    start(next, {DAY + 4000, 4000});
+    follow(next, connectedReading(), DAY + 4000, 100, 4000);
+    commit(next, {DAY + 4100, 4100});
+    const cSlotHistory history(places, 1);
+    EXPECT_EQ(history.availability({DAY, DAY + 4100}).knownS, 705);
+    EXPECT_TRUE(history.outages({DAY, DAY + 4100}).empty());
+}
+
 TEST_F(SlotRecorder, TwoSlots_KeepTheirFiguresApart) {
     cSlotRecorder first(places, 1);
     cSlotRecorder second(places, 2);
