@@ -55,7 +55,7 @@ time_t sPending::end(time_t before) const {
     return end;
 }
 
-void sPending::shift(long long seconds) {
+void sPending::shift(long long seconds, time_t hostStart, time_t now) {
     const long long half = seconds < 0 ? -WINDOW_S / 2 : WINDOW_S / 2;
     const long long windowShift = (seconds + half) / WINDOW_S * WINDOW_S;
     const std::map<time_t, sWindow> old = std::move(windows);
@@ -63,7 +63,7 @@ void sPending::shift(long long seconds) {
     for (const auto& [end, window] : old)
         windowAt(end + windowShift).add(window);
     for (sEvent& event : events)
-        event.time += seconds;
+        if (event.time >= hostStart && event.time <= now) event.time += seconds;
 }
 
 void sPending::trim() {

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "cli/base/display_text.h"
 #include "history/history_paths.h"
@@ -92,14 +93,14 @@ bool cSlotRecorder::prepareStores(time_t now, std::string& error) {
 void cSlotRecorder::settleClock(const sClock& clock) {
     const long long offset = clock.wall - clock.runS;
     const long long step = offset - m_offset;
-    m_offset = offset;
+    const time_t hostStart = std::exchange(m_offset, offset);
     if (!m_isOffsetKnown) {
         m_isOffsetKnown = true;
         return;
     }
     if (std::llabs(step) <= CLOCK_STEP_S) return;
     const time_t before = clock.wall - step;
-    m_pending.shift(step);
+    m_pending.shift(step, hostStart, before);
     m_watch.shift(step);
     if (m_readingAt != 0) m_readingAt += step;
     const std::string how = isTimeKnown(before)

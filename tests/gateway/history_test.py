@@ -31,7 +31,7 @@ class History(GatewayCase):
         subprocess.run([REPO / "scripts/package_history.sh", "--output", OWN], check=True,
                        stdout=subprocess.DEVNULL)
         startModem(machine, **RECEIVER)
-        machine.run("touch /run/poststart")
+        machine.run("touch /run/poststart; mkdir -p /etc/systemd/system/cellslot-history.service.d")
         install(machine, *LIBRARIES)
         machine.write("/etc/systemd/system/cellslot-history.service.d/strict.conf", STRICT)
         file, = OWN.glob("*.deb")

@@ -44,6 +44,31 @@ TEST_F(SlotRecorder, ClockSetForTheFirstTime_EarlierMinutesGetTheirRightPlace) {
     EXPECT_TRUE(hasEvent(history, EVENT_CLOCK));
 }
 
+// A gateway without a battery, after a power cut: the clock begins in 1970 again.
+TEST_F(SlotRecorder, ClockSetAfterAPowerCut_TheTimeWithoutPowerIsNotKnown) {
+    {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 1000});
+        follow(recorder, connectedReading(), DAY, 600, 1000);
+        commit(recorder, {DAY + 600, 1600});
+    }
+    forgetMemory();
+    for (const time_t wrong : {YEAR_1970, DAY + 900}) {
+        const tFiles before = files();
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {wrong, 10});
+        follow(recorder, connectedReading(), wrong, 300, 10);
+        follow(recorder, connectedReading(), DAY + 4000, 300, 320);
+        commit(recorder, {DAY + 4300, 620});
+        const cSlotHistory history(places, 1);
+        EXPECT_EQ(history.availability({DAY, DAY + 4300}).knownS, 600 + 310 + 300) << wrong;
+        EXPECT_EQ(history.events({DAY, DAY + 700}, 10).back().kind, EVENT_LOST) << wrong;
+        EXPECT_TRUE(history.events({DAY + 4301, DAY + 100 * 365 * DAY_S}, 10).empty()) << wrong;
+        restore(before);
+        forgetMemory();
+    }
+}
+
 TEST_F(SlotRecorder, ClockSetBack_NothingIsStoredTwice_AndItGoesOn) {
     cSlotRecorder recorder(places, 1);
     start(recorder, {DAY, 0});
