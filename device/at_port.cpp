@@ -38,15 +38,28 @@ void makeRaw(termio& settings) {
     settings.c_cc[VMIN] = 0;
 }
 
-// write(), recorded. errno is that of write().
-ssize_t writeBytes(int port, const char* data, size_t size) {
-    const ssize_t count = write(port, data, size);
-    if (!isRecording()) return count;
+// What a failed write() says of the port. errno stays.
+void recordFailedWrite(int port) {
     const int error = errno;
-    if (count > 0) recordWrite(port, data, static_cast<size_t>(count));
-    if (count == -1 && error != EAGAIN && error != EINTR) recordHangUp(port, error);
+    if (isRecording() && error != EAGAIN && error != EINTR) recordHangUp(port, error);
     errno = error;
-    return count;
+}
+
+// Writes the carriage return of a command of which `size` bytes were written.
+void endCommand(int port, const char* text, size_t size) {
+    const uint64_t textMs = isRecording() ? recordedMs() : 0;
+    // The modem needs time for the text before it accepts the carriage return.
+    sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
+    const char end = eCR;
+    if (write(port, &end, 1) == 1) {
+        if (isRecording()) recordCommand(port, text, size, textMs);
+        return;
+    }
+    // Without its carriage return the modem stays silent, and the wait for the answer times out.
+    const int error = errno;
+    if (isRecording()) recordWrite(port, text, size);
+    errno = error;
+    recordFailedWrite(port);
 }
 
 }  // namespace
@@ -134,19 +147,19 @@ ePortReturn writeToPort(int port, const std::string& text, bool withCarriageRetu
     }
     debug(eLOG_PORT, g_i_debugMode, "%s(): Sending AT command: '%s'", __func__, text.c_str());
     for (int attempt = 0; attempt < WRITE_ATTEMPTS; ++attempt) {
-        if (writeBytes(port, text.data(), text.size()) != -1) {
+        const ssize_t count = write(port, text.data(), text.size());
+        if (count != -1) {
+            const auto size = static_cast<size_t>(count);
             if (!withCarriageReturn) {
+                if (isRecording()) recordWrite(port, text.data(), size);
                 debug(eLOG_PORT, g_i_debugMode, "%s(): NOT Sending end CR after '%s'", __func__,
                       text.c_str());
                 return ePORT_OK;
             }
-            // The modem needs time for the text before it accepts the carriage return.
-            sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
-            const char end = eCR;
-            // If the carriage return gets lost, the modem stays silent and the wait times out.
-            writeBytes(port, &end, 1);
+            endCommand(port, text.data(), size);
             return ePORT_OK;
         }
+        recordFailedWrite(port);
         if (errno != EAGAIN) {
             debug(eLOG_NOTICE, g_i_debugMode, "%s(): Unable to write to device FH, errno %d (%s)",
                   __func__, errno, strerror(errno));

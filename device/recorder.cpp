@@ -141,10 +141,8 @@ void recordPortInUse(int port) {
     recordOpenPort(port);
 }
 
-void recordBytes(int port, eRecordedWay way, const char* data, size_t size) {
+void flushWhenDue(uint64_t nowMs) {
     sRecorderState& state = g_recorderState;
-    const uint64_t nowMs = elapsedMs();
-    state.exchange->addBytes(portOf(port), way, data, size, nowMs);
     state.silentLooks = 0;
     if (state.exchange->ready().size() >= FLUSH_BYTES || nowMs - state.flushedMs >= FLUSH_AFTER_MS)
         flushRecording();
@@ -242,11 +240,25 @@ void noteClosedPort(int port) {
 }
 
 void recordWrite(int port, const char* data, size_t size) {
-    recordBytes(port, eRecordedWay::WRITE, data, size);
+    const uint64_t nowMs = elapsedMs();
+    g_recorderState.exchange->addBytes(portOf(port), eRecordedWay::WRITE, data, size, nowMs);
+    flushWhenDue(nowMs);
 }
 
 void recordRead(int port, const char* data, size_t size) {
-    recordBytes(port, eRecordedWay::READ, data, size);
+    const uint64_t nowMs = elapsedMs();
+    g_recorderState.exchange->addBytes(portOf(port), eRecordedWay::READ, data, size, nowMs);
+    flushWhenDue(nowMs);
+}
+
+uint64_t recordedMs() {
+    return elapsedMs();
+}
+
+void recordCommand(int port, const char* text, size_t size, uint64_t textMs) {
+    const uint64_t nowMs = elapsedMs();
+    g_recorderState.exchange->addCommand(portOf(port), text, size, textMs, nowMs);
+    flushWhenDue(nowMs);
 }
 
 void recordSilence() {

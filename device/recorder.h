@@ -46,6 +46,10 @@ void noteClosedPort(int port);
 // A port cannot be opened: recorded when it begins, and when the errno value changes.
 void noteFailedOpen(const std::string& path, int error);
 void recordWrite(int port, const char* data, size_t size);
+// The time of a recording, for recordCommand().
+uint64_t recordedMs();
+// A command and its carriage return, which has just been written; the command was at textMs.
+void recordCommand(int port, const char* text, size_t size, uint64_t textMs);
 void recordRead(int port, const char* data, size_t size);
 // A look at the port found nothing to read. Many of them, one after the other, flush.
 void recordSilence();

@@ -1,3 +1,7 @@
+#include <sys/types.h>
+
+#include <cstring>
+
 #include "fuzz/check.h"
 #include "fuzz/input.h"
 #include "recording/hidden_exchange.h"
@@ -6,7 +10,9 @@
 // An exchange with secrets in it, cut anywhere, with anything that a modem may send between: from
 // the moment at which a secret is written, the recording has it nowhere. Of an echo, which may lose
 // or change a byte, be cut by other lines, come late and come again, no character of the secret is
-// shown. All bytes keep their number, and what is recorded is whole lines.
+// shown. All bytes keep their number, and what is recorded is whole lines. What the recorder
+// remembers of commands and answers saves work and changes nothing: a recorder that decides
+// everything anew makes the same lines.
 //
 // The first octet chooses whether identities are kept, the next eight make the secret; each further
 // octet is a step: what comes (lower half), and the size of its pieces (upper half). An echo takes
@@ -44,9 +50,18 @@ constexpr const char* LISTED_MESSAGE =
     "07917283010010F5040B917238880900F10000993092516195000AE8329BFD4697D9EC37\r\n";
 
 const char* const ANSWERS[] = {
-    "\r\nOK\r\n", "\r\n+CREG: 1,\"700D\"\r\n", LISTED_MESSAGE,
-    "\r\n> ",     "\r\n+CME ERROR: 16\r\n",    "356938035643809\r\n",
+    "\r\nOK\r\n",
+    "\r\n+CREG: 1,\"700D\"\r\n",
+    "\r\nLE910-NA V2\r\n\r\nOK\r\n",
+    "356938035643809\r\n",
+    "\r\n+CME ERROR: 16\r\n",
+    LISTED_MESSAGE,
+    "\r\n> ",
 };
+constexpr size_t ANSWER_COUNT = sizeof ANSWERS / sizeof ANSWERS[0];
+
+const char* const POLLED[] = {"AT+CSQ", "AT+CGMM", "AT+CGSN", "AT#NOBODY=7"};
+constexpr size_t PIECE_MAX = 1000;
 
 // A text in which the secret has its places.
 struct sEchoText {
@@ -71,6 +86,7 @@ class cRun {
   public:
     cRun(bool keepIdentities, std::string secret, const std::string& damages)
         : m_exchange(keepIdentities),
+          m_forgetful(keepIdentities),
           m_keepsIdentities(keepIdentities),
           m_secret(std::move(secret)),
           m_damages(damages) {}
@@ -91,17 +107,23 @@ class cRun {
             add(eRecordedWay::READ, other, pieceBytes);
         } else if (what == 11) {
             m_exchange.endLines(eRecordedPort::AT);
+            m_forgetful.endLines(eRecordedPort::AT);
         } else if (what == 12) {  // another command, so that the echo comes late
             m_ms += 10 * pieceBytes;
             add(eRecordedWay::WRITE, pieceBytes % 2 == 0 ? "AT+CGMM\r" : "AT+CSQ\r", pieceBytes);
+        } else if (what == 13) {
+            poll(pieceBytes);
         } else {
-            add(eRecordedWay::READ, ANSWERS[what % 6], pieceBytes);
+            add(eRecordedWay::READ, ANSWERS[(what + pieceBytes) % ANSWER_COUNT], pieceBytes);
         }
     }
 
     void finish() {
         m_exchange.endAllLines();
+        m_forgetful.endAllLines();
         const std::string text = m_exchange.ready().text();
+        const std::string anew = m_forgetful.ready().text();
+        check(text == anew, "what is remembered changes nothing", text + anew);
         if (!m_isSent) m_from = text.size();
         const std::string lines = m_exchange.ready().text(m_from);
         check(lines.find(m_secret) == std::string::npos, "no line has the secret", lines);
@@ -131,6 +153,29 @@ class cRun {
         return made;
     }
 
+    // A whole command, mostly with an answer in one piece, as a daemon polls. The last kinds come
+    // when no echo of a secret can come any more.
+    void poll(size_t kind) {
+        if (kind > 12) {
+            m_ms += 2 * cSecretEchoes::ECHO_WAIT_MS;
+            m_last = {};
+        }
+        const std::string command = POLLED[kind % 4];
+        m_exchange.addCommand(eRecordedPort::AT, command.data(), command.size(), m_ms, m_ms + kind);
+        forgetful().addCommand(eRecordedPort::AT, command.data(), command.size(), m_ms,
+                               m_ms + kind);
+        m_ms += kind;
+        m_bytes += command + "\r";
+        const size_t answer = kind / 2 % (ANSWER_COUNT + 1);
+        if (answer < ANSWER_COUNT) add(eRecordedWay::READ, ANSWERS[answer], PIECE_MAX);
+    }
+
+    // A new secret may have come, so nothing that is known counts for what comes next.
+    cHiddenExchange& forgetful() {
+        m_forgetful.secrets();
+        return m_forgetful;
+    }
+
     size_t damageOctet() {
         if (m_damages.empty()) return 0;
         return static_cast<unsigned char>(m_damages[m_nextDamage++ % m_damages.size()]);
@@ -158,7 +203,8 @@ class cRun {
     void add(eRecordedWay way, const std::string& text, size_t pieceBytes) {
         for (size_t at = 0; at < text.size(); at += pieceBytes) {
             const std::string piece = text.substr(at, pieceBytes);
-            m_exchange.addBytes(eRecordedPort::AT, way, piece.data(), piece.size(), m_ms++);
+            m_exchange.addBytes(eRecordedPort::AT, way, piece.data(), piece.size(), m_ms);
+            forgetful().addBytes(eRecordedPort::AT, way, piece.data(), piece.size(), m_ms++);
             m_bytes += piece;
         }
         if (way == eRecordedWay::READ && !text.empty()) m_isLineOpen = text.back() != '\n';
@@ -176,6 +222,7 @@ class cRun {
     }
 
     cHiddenExchange m_exchange;
+    cHiddenExchange m_forgetful;
     bool m_keepsIdentities;
     std::string m_secret;
     std::string m_damages;
@@ -190,6 +237,12 @@ class cRun {
 };
 
 }  // namespace
+
+// Stand-ins depend on it: the same in each recorder, and whenever a finding is repeated.
+extern "C" ssize_t getrandom(void* buffer, size_t size, unsigned) {
+    memset(buffer, 1, size);
+    return static_cast<ssize_t>(size);
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     cInput input(data, size);

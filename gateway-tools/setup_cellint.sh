@@ -363,6 +363,8 @@ replaceResolvConf() {
             rm -f "$target.cellslot"
             return 1
         fi
+        # With its name there before its data, the file could hold only zero bytes after a power cut.
+        sync "$target.cellslot" 2>/dev/null
         mv -f "$target.cellslot" "$target" 2>/dev/null && return 0
         rm -f "$target.cellslot"
     fi

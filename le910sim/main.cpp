@@ -7,6 +7,7 @@
 
 #include "le910sim/record_server.h"
 #include "le910sim/replay_server.h"
+#include "le910sim/replayed_part.h"
 #include "le910sim/simulator.h"
 
 namespace le910sim {
@@ -154,7 +155,7 @@ int runReplay(sReplayOptions replay, const sSimulatorOptions& options) {
     replay.links = {options.atLink, options.gpsLink};
     replay.devices = {options.atDevice, options.gpsDevice};
     replay.seconds = options.seconds;
-    const sRecording recording = readRecording(replay.path);
+    const sRecording recording = replayedPart(readRecording(replay.path));
     if (recording.torn)
         std::fprintf(stderr, "le910sim: %s: the last line is not complete, so it is left out\n",
                      replay.path.c_str());

@@ -127,6 +127,10 @@ constexpr sStatusKey STATUS_SMS_RECV = {"SMS_RECV"};
 // The last key: it shows that the file is complete.
 constexpr sStatusKey LAST_STATUS_KEY = STATUS_SMS_RECV;
 
+// They say which modem, SIM card and subscriber this is.
+constexpr sStatusKey IDENTITY_STATUS_KEYS[] = {STATUS_ESN, STATUS_IMEI, STATUS_MDN, STATUS_SIM_ID,
+                                               STATUS_SIM_IMSI};
+
 // Contexts of the modem as "1:internet", and the cells of the active set.
 std::string contextStatusKey(size_t index);
 std::string activeSetEcIoKey(size_t index);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "recording/characters.h"
 #include "recording/json_line.h"
 
 namespace {
@@ -12,11 +13,10 @@ namespace {
 constexpr size_t LINE_MAX = 4096;
 constexpr size_t WAITING_EVENTS_MAX = 256;
 
-// Ends the line of a command that is known, before the time to its carriage return.
-constexpr char CARRIAGE_RETURN[] = "\\r\",\"cr\":";
-constexpr char DATA_END[] = "\"}\n";
-
+// A known command's delay, USUAL_DELAY_MS.
+constexpr char USUAL_DELAY[] = "10";
 constexpr char LINE_END[] = "}\n";
+constexpr size_t LINE_END_SIZE = sizeof LINE_END - 1;
 
 constexpr char CTRL_Z = 0x1A;
 constexpr char ESC = 0x1B;
@@ -32,8 +32,8 @@ bool isLineEnd(char c, eRecordedWay way, bool isMessage) {
 
 void cHiddenExchange::begin(bool keepIdentities) {
     endAllLines();
+    forgetKnown();
     m_ready.clear();
-    m_known.forgetAll();
     m_rules.keepIdentities(keepIdentities);
     for (sPortMemory& memory : m_memory) {
         memory.nowMs = 0;
@@ -43,65 +43,26 @@ void cHiddenExchange::begin(bool keepIdentities) {
 }
 
 void cHiddenExchange::expectUnknownEcho(eRecordedPort port) {
-    sPortMemory& memory = m_memory[static_cast<size_t>(port)];
+    sPortMemory& memory = memoryOf(port);
     memory.echoes.expectUnknown(memory.nowMs);
+    settle();
+}
+
+void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
+    m_events.push_back({eEvent::LINE, eRecordedPort::AT, eRecordedWay::READ, 0, ms, ms,
+                        m_bytes.size(), rest.size()});
+    m_bytes.append(rest.data(), rest.size());
+    limitWaiting();
+    emit();
     settle();
 }
 
 // ---- What is known --------------------------------------------------------------------------
 
-inline void cHiddenExchange::addKnown(const sKnownPiece& piece, eRecordedPort port,
-                                      eRecordedWay way, uint64_t ms) {
-    if (way == eRecordedWay::WRITE)
-        m_command = {&piece, port, ms};
-    else
-        emitKnown(piece.line, ms);
-}
-
-// Beside the piece, what its line depends on.
-inline unsigned cHiddenExchange::stateOf(eRecordedPort port, eRecordedWay way) const {
-    const unsigned place = static_cast<unsigned>(port) * WAYS + static_cast<unsigned>(way);
-    // A command does not depend on the one before it.
-    if (way == eRecordedWay::WRITE) return place;
-    return place + 4 * static_cast<unsigned>(m_memory[static_cast<size_t>(port)].bareLine);
-}
-
-inline void cHiddenExchange::emitKnown(const std::string& line, uint64_t ms) {
-    char* const text = m_ready.room(cLineStart::SIZE_MAX_TEXT + line.size());
-    const size_t size = m_lineStart.write(text, ms);
-    memcpy(text + size, line.data(), line.size());
-    m_ready.used(size + line.size());
-}
-
-void cHiddenExchange::endKnownCommand(uint64_t ms) {
-    emitKnown(m_command.piece->line, m_command.ms);
-    const uint64_t delayMs = ms - m_command.ms;
-    if (delayMs >= 10 && delayMs < 20) {  // as the daemon waits
-        m_ready.add('1');
-        m_ready.add(static_cast<char>('0' + delayMs - 10));
-    } else {
-        appendNumber(m_ready, delayMs);
-    }
-    m_ready.append(LINE_END, sizeof LINE_END - 1);
-    m_memory[static_cast<size_t>(m_command.port)].bareLine =
-        static_cast<eBareLine>(m_command.piece->after);
-    m_command.piece = nullptr;
-}
-
-void cHiddenExchange::addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
-                               uint64_t ms) {
-    if (m_isSettled) {
-        if (m_command.piece == nullptr) {
-            const sKnownPiece* const piece = m_known.find(data, size, stateOf(port, way));
-            if (piece != nullptr) return addKnown(*piece, port, way, ms);
-        } else if (size == 1 && *data == '\r' && way == eRecordedWay::WRITE &&
-                   port == m_command.port) {
-            return endKnownCommand(ms);
-        }
-    }
-    applyKnownCommand();
-    addUnknown(port, way, data, size, ms);
-    settle();
+void cHiddenExchange::emitOtherDelay(uint64_t delayMs) {
+    m_ready.cut(sizeof USUAL_DELAY - 1 + LINE_END_SIZE);
+    appendNumber(m_ready, delayMs);
+    m_ready.append(LINE_END, LINE_END_SIZE);
 }
 
 bool cHiddenExchange::isSettled() const {
@@ -115,67 +76,74 @@ bool cHiddenExchange::isSettled() const {
 }
 
 void cHiddenExchange::settle() {
-    if (m_knownVersion != m_secrets.version()) m_known.forgetAll();
+    // A secret that is new may be in older lines.
+    if (m_knownVersion != m_secrets.version()) forgetKnown();
     m_knownVersion = m_secrets.version();
     m_isSettled = isSettled();
 }
 
-// Something else than its carriage return came.
-void cHiddenExchange::applyKnownCommand() {
-    if (m_command.piece == nullptr) return;
-    const sKnownCommand command = m_command;
-    m_command.piece = nullptr;
-    const std::string bytes = command.piece->bytes;
-    addUnknown(command.port, eRecordedWay::WRITE, bytes.data(), bytes.size(), command.ms);
+// The rules have not seen a command that is known.
+void cHiddenExchange::catchUp(eRecordedPort port) {
+    const sKnownCommand* const command = knownOn(port).last();
+    if (command == nullptr) return;
+    memoryOf(port).bareLine = command->bareLine;
+    memoryOf(port).plainCommand = command->text;
+}
+
+void cHiddenExchange::forgetKnown() {
+    for (const eRecordedPort port : {eRecordedPort::AT, eRecordedPort::GPS}) {
+        catchUp(port);
+        knownOn(port).forgetAll();
+    }
+}
+
+void cHiddenExchange::addUnknownBytes(eRecordedPort port, eRecordedWay way, const char* data,
+                                      size_t size, uint64_t ms) {
+    const bool wasSettled = m_isSettled;
+    const size_t readyBefore = m_ready.size();
+    addUnknown({eEvent::BYTES, port, way, 0, ms, ms, m_bytes.size(), size}, data, size);
+    if (wasSettled && m_isSettled && way == eRecordedWay::READ)
+        knownOn(port).keepAnswer(data, size, lineFrom(readyBefore));
+}
+
+void cHiddenExchange::addUnknownCommand(eRecordedPort port, const char* text, size_t size,
+                                        uint64_t ms, uint64_t endMs) {
+    const bool wasSettled = m_isSettled;
+    const size_t readyBefore = m_ready.size();
+    addUnknown({eEvent::COMMAND, port, eRecordedWay::WRITE, 0, ms, endMs, m_bytes.size(), size + 1},
+               text, size);
+    if (wasSettled && m_isSettled) keepCommand(port, text, size, readyBefore);
+}
+
+// A command depends on none before it, and if nothing of it was replaced, its answer on it alone.
+void cHiddenExchange::keepCommand(eRecordedPort port, const char* text, size_t size,
+                                  size_t readyBefore) {
+    const sPortMemory& memory = memoryOf(port);
+    const std::string& plain = memory.plainCommand;
+    if (!isCommandLine(text, size) || plain.size() != size || plain.compare(0, size, text) != 0)
+        return;
+    std::string line = lineFrom(readyBefore);
+    line.resize(line.rfind(':') + 1);
+    knownOn(port).keepCommand(plain, line + USUAL_DELAY + LINE_END, memory.bareLine);
+}
+
+// What follows the time in the line that has become ready.
+std::string cHiddenExchange::lineFrom(size_t readyBefore) const {
+    const std::string line = m_ready.text(readyBefore);
+    return line.substr(line.find(','));
 }
 
 // ---- What is not ----------------------------------------------------------------------------
 
-void cHiddenExchange::addUnknown(eRecordedPort port, eRecordedWay way, const char* data,
-                                 size_t size, uint64_t ms) {
-    m_memory[static_cast<size_t>(port)].nowMs = ms;
-    const bool isBetween = isSettled();
-    const unsigned before = stateOf(port, way);
-    const bool isEndOfCommand = way == eRecordedWay::WRITE && size == 1 && *data == '\r' &&
-                                m_events.size() == 1 && m_events.front().port == port &&
-                                !m_rawCommand.empty();
-    const size_t readyBefore = m_ready.size();
-    m_events.push_back({ms, m_bytes.size(), size, 0, false, port, way});
+void cHiddenExchange::addUnknown(const sEvent& event, const char* data, size_t size) {
+    catchUp(event.port);
+    if (event.way == eRecordedWay::WRITE) knownOn(event.port).forgetLast();
+    memoryOf(event.port).nowMs = event.endMs;
+    m_events.push_back(event);
     m_bytes.append(data, size);
+    if (event.what == eEvent::COMMAND) m_bytes += '\r';
     splitLines(m_events.back());
-    endWhatNeedsNoLineEnd(port, way);
-    limitWaiting();
-    emit();
-    const bool isBetweenNow = isSettled();
-    if (isEndOfCommand && isBetweenNow)
-        keepKnown(m_rawCommand, true, readyBefore, before,
-                  static_cast<unsigned>(m_memory[static_cast<size_t>(port)].bareLine));
-    if (isBetween && way == eRecordedWay::READ && isBetweenNow)
-        keepKnown(std::string(data, size), false, readyBefore, before, 0);
-    m_rawCommand.clear();
-    const bool isBeginOfCommand = isBetween && way == eRecordedWay::WRITE && m_events.size() == 1 &&
-                                  size <= cKnownPieces::PIECE_MAX;
-    if (isBeginOfCommand) m_rawCommand.assign(data, size);
-}
-
-// Keeps the first line that has become ready.
-void cHiddenExchange::keepKnown(const std::string& bytes, bool isCommand, size_t readyBefore,
-                                unsigned before, unsigned after) {
-    // A secret that was new may be in older lines.
-    if (m_knownVersion != m_secrets.version()) return;
-    const std::string lines = m_ready.text(readyBefore);
-    const size_t comma = lines.find(',');
-    std::string line = lines.substr(comma, lines.find('\n') + 1 - comma);
-    if (isCommand)
-        line.replace(line.size() - (sizeof DATA_END - 1), std::string::npos, CARRIAGE_RETURN);
-    m_known.keep(bytes, line, before, after);
-}
-
-void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
-    applyKnownCommand();
-    m_events.push_back(
-        {ms, m_bytes.size(), rest.size(), 0, true, eRecordedPort::AT, eRecordedWay::READ});
-    m_bytes.append(rest.data(), rest.size());
+    endWhatNeedsNoLineEnd(event.port, event.way);
     limitWaiting();
     emit();
     settle();
@@ -184,7 +152,7 @@ void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
 void cHiddenExchange::splitLines(const sEvent& event) {
     const eRecordedPort port = event.port;
     const eRecordedWay way = event.way;
-    sPortMemory& memory = m_memory[static_cast<size_t>(port)];
+    sPortMemory& memory = memoryOf(port);
     const size_t end = event.at + event.size;
     size_t begin = event.at;
     for (size_t at = begin; at < end; ++at) {
@@ -234,7 +202,7 @@ void cHiddenExchange::endLine(eRecordedPort port, eRecordedWay way, size_t at, s
 }
 
 void cHiddenExchange::applyRules(eRecordedPort port, eRecordedWay way, char* line, size_t size) {
-    sPortMemory& memory = m_memory[static_cast<size_t>(port)];
+    sPortMemory& memory = memoryOf(port);
     if (size > LINE_MAX)
         hideText(line, size);
     else if (way == eRecordedWay::WRITE)
@@ -272,11 +240,11 @@ void cHiddenExchange::limitWaiting() {
 }
 
 void cHiddenExchange::endLines(eRecordedPort port) {
-    applyKnownCommand();
-    m_rawCommand.clear();
+    catchUp(port);
+    knownOn(port).forgetLast();
     for (const eRecordedWay way : {eRecordedWay::WRITE, eRecordedWay::READ})
         endLine(port, way, m_bytes.size(), 0);
-    m_memory[static_cast<size_t>(port)].forgetLines();
+    memoryOf(port).forgetLines();
     emit();
     settle();
 }
@@ -297,7 +265,7 @@ void cHiddenExchange::emit() {
 
 void cHiddenExchange::emitEvent(const sEvent& event) {
     m_lineStart.append(m_ready, event.ms);
-    if (event.isLine) {
+    if (event.what == eEvent::LINE) {
         m_ready.append(&m_bytes[event.at], event.size);
     } else {
         m_ready.append(event.port == eRecordedPort::AT ? ",\"at\":" : ",\"gps\":");
@@ -305,5 +273,9 @@ void cHiddenExchange::emitEvent(const sEvent& event) {
                                                         : "\"read\",\"data\":");
         appendJsonText(m_ready, &m_bytes[event.at], event.size);
     }
-    m_ready.append(LINE_END, sizeof LINE_END - 1);
+    if (event.what == eEvent::COMMAND) {
+        m_ready.append(",\"cr\":");
+        appendNumber(m_ready, event.endMs - event.ms);
+    }
+    m_ready.append(LINE_END, LINE_END_SIZE);
 }

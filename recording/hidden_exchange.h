@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "recording/json_line.h"
-#include "recording/known_pieces.h"
+#include "recording/known_exchanges.h"
 #include "recording/line_rules.h"
 
 enum class eRecordedPort : uint8_t { AT, GPS };
@@ -28,7 +28,24 @@ class cHiddenExchange {
     // Another recording begins. Secrets and stand-ins stay as they are.
     void begin(bool keepIdentities);
 
-    void addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size, uint64_t ms);
+    // Most of what passes is known, so that part is inline.
+    void addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
+                  uint64_t ms) {
+        if (m_isSettled && way == eRecordedWay::READ) {
+            const sKnownAnswer* const answer = knownOn(port).findAnswer(data, size);
+            if (answer != nullptr) return emitKnown(answer->line, ms);
+        }
+        addUnknownBytes(port, way, data, size, ms);
+    }
+    // A command as it was written, whose carriage return was written at endMs. Both are one line.
+    void addCommand(eRecordedPort port, const char* text, size_t size, uint64_t ms,
+                    uint64_t endMs) {
+        if (m_isSettled) {
+            const sKnownCommand* const command = knownOn(port).findCommand(text, size);
+            if (command != nullptr) return emitKnownCommand(*command, ms, endMs);
+        }
+        addUnknownCommand(port, text, size, ms, endMs);
+    }
     // A whole line that is not bytes: what follows its time, without the end.
     void addLine(const cTextBuffer& rest, uint64_t ms);
     // A command that was written before may have had a secret, and its echo can still come.
@@ -51,15 +68,19 @@ class cHiddenExchange {
   private:
     static constexpr size_t PORTS = 2;
     static constexpr size_t WAYS = 2;
+    // After which the daemon writes a command's carriage return.
+    static constexpr uint64_t USUAL_DELAY_MS = 10;
 
+    enum class eEvent : uint8_t { BYTES, COMMAND, LINE };
     struct sEvent {
-        uint64_t ms;
-        size_t at;  // in m_bytes
-        size_t size;
-        unsigned openLines;  // that have bytes of it
-        bool isLine;
+        eEvent what;
         eRecordedPort port;
         eRecordedWay way;
+        unsigned openLines;  // that have bytes of it
+        uint64_t ms;
+        uint64_t endMs;  // of a command
+        size_t at;       // in m_bytes
+        size_t size;
     };
     // Bytes of an unfinished line.
     struct sPart {
@@ -73,29 +94,39 @@ class cHiddenExchange {
         bool isCut = false;  // too long: all of it is hidden
     };
 
-    // Nothing waits, no line is open, no message is on its way and no echo with a secret: the same
-    // piece has the same line.
-    bool isSettled() const;
+    sPortMemory& memoryOf(eRecordedPort port) { return m_memory[static_cast<size_t>(port)]; }
+    cKnownExchanges& knownOn(eRecordedPort port) { return m_known[static_cast<size_t>(port)]; }
     sOpenLine& openLine(eRecordedPort port, eRecordedWay way) {
         return m_open[static_cast<size_t>(port) * WAYS + static_cast<size_t>(way)];
     }
-    // A command that is known, and of which the carriage return has yet to come.
-    struct sKnownCommand {
-        const sKnownPiece* piece = nullptr;
-        eRecordedPort port = eRecordedPort::AT;
-        uint64_t ms = 0;
-    };
 
-    void addKnown(const sKnownPiece& piece, eRecordedPort port, eRecordedWay way, uint64_t ms);
-    void endKnownCommand(uint64_t ms);
-    void emitKnown(const std::string& line, uint64_t ms);
+    // Nothing waits, no line is open, no message is on its way and no echo with a secret: the same
+    // command has the same line, and so has the same piece of an answer after it.
+    bool isSettled() const;
     void settle();
-    void addUnknown(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
-                    uint64_t ms);
-    void applyKnownCommand();
-    void keepKnown(const std::string& bytes, bool isCommand, size_t readyBefore, unsigned before,
-                   unsigned after);
-    unsigned stateOf(eRecordedPort port, eRecordedWay way) const;
+    void catchUp(eRecordedPort port);
+    void forgetKnown();
+    void emitKnown(const std::string& line, uint64_t ms) {
+        char* const text = m_ready.room(cLineStart::SIZE_MAX_TEXT + line.size());
+        const size_t size = m_lineStart.write(text, ms);
+        memcpy(text + size, line.data(), line.size());
+        m_ready.used(size + line.size());
+    }
+    // The line is kept with the usual delay. Seldom more than the last digit is another one.
+    void emitKnownCommand(const sKnownCommand& command, uint64_t ms, uint64_t endMs) {
+        emitKnown(command.line, ms);
+        const uint64_t more = endMs - ms - USUAL_DELAY_MS;
+        if (more >= 10) return emitOtherDelay(endMs - ms);
+        m_ready.end()[-3] = static_cast<char>('0' + more);
+    }
+    void emitOtherDelay(uint64_t delayMs);
+    void addUnknownBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
+                         uint64_t ms);
+    void addUnknownCommand(eRecordedPort port, const char* text, size_t size, uint64_t ms,
+                           uint64_t endMs);
+    void addUnknown(const sEvent& event, const char* data, size_t size);
+    void keepCommand(eRecordedPort port, const char* text, size_t size, size_t readyBefore);
+    std::string lineFrom(size_t readyBefore) const;
     void splitLines(const sEvent& event);
     void endLine(eRecordedPort port, eRecordedWay way, size_t at, size_t size);
     void applyRules(eRecordedPort port, eRecordedWay way, char* line, size_t size);
@@ -113,11 +144,9 @@ class cHiddenExchange {
     size_t m_emitted = 0;  // of m_events
     std::string m_bytes;
     std::string m_line;  // a line that came in pieces
-    cKnownPieces m_known;
+    cKnownExchanges m_known[PORTS];
     size_t m_knownVersion = 0;  // of the secrets with which they were made
     bool m_isSettled = false;   // and what is known was made with the secrets of now
-    sKnownCommand m_command;
-    std::string m_rawCommand;  // a command as written, until it ends
     cTextBuffer m_ready;
     cLineStart m_lineStart;
 };

@@ -84,20 +84,16 @@ void appendNumber(cTextBuffer& line, uint64_t number) {
     line.append(begin, static_cast<size_t>(end - begin));
 }
 
-// Another second than that of the line before; in the first one there are no zeros before a number.
-size_t cLineStart::writeOther(char* text, uint64_t ms) {
+// Another second than that of the line before. In the first one there are no zeros before a number.
+void cLineStart::changeSecond() {
     static const char START[] = "{\"ms\":";
     constexpr size_t START_SIZE = sizeof START - 1;
     char digits[NUMBER_MAX];
     char* const end = digits + sizeof digits;
-    const char* const begin = digitsBefore(end, ms < 1000 ? ms : ms / 1000);
+    const char* const begin = digitsBefore(end, m_ms);
     const auto count = static_cast<size_t>(end - begin);
     m_size = START_SIZE + count;
     memcpy(m_text, START, START_SIZE);
     memcpy(m_text + START_SIZE, begin, count);
-    memcpy(text, m_text, m_size);
-    if (ms < 1000) return m_size;
-    m_secondMs = ms / 1000 * 1000;
-    writeDigits(text + m_size, static_cast<unsigned>(ms - m_secondMs));
-    return m_size + 3;
+    m_secondMs = m_ms < 1000 ? UINT64_MAX - 1000 : m_ms / 1000 * 1000;
 }

@@ -26,6 +26,8 @@ class cTextBuffer {
         return m_text.get() + m_size;
     }
     void used(size_t size) { m_size += size; }
+    void cut(size_t size) { m_size -= size; }
+    char* end() { return m_text.get() + m_size; }
 
     const char* data() const { return m_text.get(); }
     size_t size() const { return m_size; }
@@ -54,32 +56,36 @@ void appendNumber(cTextBuffer& line, uint64_t number);
 // most digits are those of the line before.
 class cLineStart {
   public:
-    static constexpr size_t SIZE_MAX_TEXT = 40;
+    static constexpr size_t SIZE_MAX_TEXT = 32;
 
-    // Writes it into SIZE_MAX_TEXT bytes; returns its size.
+    // Writes SIZE_MAX_TEXT bytes, of which the first ones count; returns how many.
     size_t write(char* text, uint64_t ms) {
-        const uint64_t rest = ms - m_secondMs;
-        if (rest >= 1000 || ms < 1000) return writeOther(text, ms);
+        if (ms != m_ms) change(ms);
         memcpy(text, m_text, sizeof m_text);
-        writeDigits(text + m_size, static_cast<unsigned>(rest));
-        return m_size + 3;
+        return m_size;
     }
     void append(cTextBuffer& line, uint64_t ms) { line.used(write(line.room(SIZE_MAX_TEXT), ms)); }
 
   private:
-    static void writeDigits(char* text, unsigned below1000) {
+    void change(uint64_t ms) {
+        const uint64_t rest = ms - m_secondMs;
+        m_ms = ms;
+        if (rest >= 1000) return changeSecond();
         // 1/10 as a fraction of 2^16, exact up to 16388; a division is much slower.
+        const auto below1000 = static_cast<unsigned>(rest);
         const unsigned tens = below1000 * 6554 >> 16;
         const unsigned hundreds = tens * 6554 >> 16;
-        text[0] = static_cast<char>('0' + hundreds);
-        text[1] = static_cast<char>('0' + tens - hundreds * 10);
-        text[2] = static_cast<char>('0' + below1000 - tens * 10);
+        char* const digits = m_text + m_size - 3;
+        digits[0] = static_cast<char>('0' + hundreds);
+        digits[1] = static_cast<char>('0' + tens - hundreds * 10);
+        digits[2] = static_cast<char>('0' + below1000 - tens * 10);
     }
-    size_t writeOther(char* text, uint64_t ms);
+    void changeSecond();
 
-    uint64_t m_secondMs = UINT64_MAX - 1000;  // none
-    size_t m_size = 0;                        // of the text up to the digits of the second
-    char m_text[SIZE_MAX_TEXT - 8] = {};
+    uint64_t m_ms = UINT64_MAX;               // none yet
+    uint64_t m_secondMs = UINT64_MAX - 1000;  // none: in the first second there are fewer digits
+    size_t m_size = 0;
+    char m_text[SIZE_MAX_TEXT] = {};
 };
 
 #endif

@@ -47,15 +47,35 @@ bool equals(const char* text, size_t size, std::string_view other) {
     return size == other.size() && memcmp(text, other.data(), size) == 0;
 }
 
-bool isCommandLine(const char* line, size_t size) {
-    return size >= 2 && upperOf(line[0]) == 'A' && upperOf(line[1]) == 'T';
-}
-
 bool isWord(const char* line, size_t size) {
     for (const std::string_view word : WORDS)
         if (equals(line, size, word)) return true;
     // "CONNECT 115200"
     return startsWith(line, size, "CONNECT ") && isNumber(line + 8, size - 8);
+}
+
+// Where the command of a written line begins; size if it has none. A modem ignores what comes
+// before "AT".
+size_t commandBegin(const char* line, size_t size) {
+    size_t at = 0;
+    while (at < size && !isAlphanumeric(line[at]))
+        ++at;
+    if (isCommandLine(line + at, size - at)) return at;
+    for (; at + 2 < size; ++at) {
+        if (!isCommandLine(line + at, size - at)) continue;
+        size_t name = at + 2;
+        while (name < size && line[name] == ' ')
+            ++name;
+        if (name < size && isNameStart(line[name])) return at;
+    }
+    return size;
+}
+
+// "+CSQ" or "+CSQ?"
+bool isKnownName(std::string_view text) {
+    if (text.empty() || !isNameStart(text[0])) return false;
+    const sFoundName found = findName(text.data(), text.size());
+    return found.row != nullptr && (found.size == text.size() || text[found.size] == '?');
 }
 
 std::string withoutBlanks(std::string_view text) {
@@ -121,9 +141,14 @@ void cLineRules::notePrompt(sPortMemory& memory) {
 }
 
 void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
+    // The rest of a line end: programs may end their lines with CR LF.
+    for (; size > 0 && *line == '\n'; ++line)
+        --size;
     if (size == 0 || equals(line, size, "+++")) return;
-    const bool isCommand = isCommandLine(line, size);
     const bool wasAtPrompt = memory.isAtPrompt;
+    size_t begin = commandBegin(line, size);
+    if (wasAtPrompt && begin > 0) begin = size;
+    const bool isCommand = begin < size;
     m_written.assign(line, size);
     m_hidSecret = false;
     memory.isAtPrompt = false;
@@ -131,9 +156,9 @@ void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
     // A modem may show a prompt that nobody wants, and a command follows.
     if (isCommand) {
         memory.bareLine = eBareLine::UNKNOWN;
-        hideCommands(line + 2, size - 2, {&memory, true});
+        hideCommands(line + begin + 2, size - begin - 2, {&memory, true});
     }
-    if (wasAtPrompt || !isCommand) hideMessage(line, size);
+    if (wasAtPrompt || begin > 0) hideMessage(line, wasAtPrompt ? size : begin);
     m_hidSecret |= m_secrets.hideIn(line, size);
     memory.plainCommand.clear();
     if (memcmp(line, m_written.data(), size) == 0) {
@@ -293,8 +318,10 @@ void cLineRules::keepSecrets(const char* text, size_t size, size_t fieldsBefore,
         bool hasDigit = false;
         while (at < size && strchr(",;\"=", text[at]) == nullptr)
             hasDigit |= isDigit(text[at++]);
-        if (field >= fieldsBefore && (isOwnCommand || hasDigit))
-            m_secrets.add(withoutBlanks(std::string_view(text + begin, at - begin)));
+        // A command after that of the secret: its name comes in every answer.
+        const std::string secret = withoutBlanks(std::string_view(text + begin, at - begin));
+        if (field >= fieldsBefore && (isOwnCommand || hasDigit) && !isKnownName(secret))
+            m_secrets.add(secret);
         if (at < size && text[at] == ',') ++field;
     }
 }
@@ -448,9 +475,21 @@ void cLineRules::hideLongNumbers(char* text, size_t size) {
     }
 }
 
+// A message.
+void cLineRules::hideLongHex(char* text, size_t size) {
+    if (m_keepIdentities) return;
+    for (size_t at = 0; at < size; ++at) {
+        const size_t digits = runEnd(text, size, at, isHexDigit) - at;
+        if (digits >= UNKNOWN_HEX_DIGITS && !isNumber(text + at, digits))
+            m_standIns.replaceText(text + at, digits);
+        at += digits;
+    }
+}
+
 void cLineRules::hideInText(char* text, size_t size) {
     if (isCommandLine(text, size)) hideCommands(text + 2, size - 2, {});
     hideEchoInside(text, size, true);
     hideLongNumbers(text, size);
+    hideLongHex(text, size);
     hideSecrets(text, size);
 }

@@ -51,8 +51,8 @@ class cLineRules {
     // A value that is an identity throughout.
     void hideIdentity(char* text, size_t size);
     void hideSecrets(char* text, size_t size) const { m_secrets.hideIn(text, size); }
-    // A line of a log: its commands lose their arguments if these may be secrets, and every long
-    // number is an identity.
+    // A line of a log: its commands lose their arguments if these may be secrets, every long number
+    // is an identity, and many hexadecimal digits are a message.
     void hideInText(char* text, size_t size);
 
   private:
@@ -78,6 +78,7 @@ class cLineRules {
     void hideMessage(char* text, size_t size);
     void hideQuotedNumbers(char* text, size_t size);
     void hideLongNumbers(char* text, size_t size);
+    void hideLongHex(char* text, size_t size);
     void hideEchoInside(char* line, size_t size, bool hasSecrets);
 
     cSecrets& m_secrets;

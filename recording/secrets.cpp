@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <string_view>
+
+#include "recording/characters.h"
 
 char hiddenCharacter(char character) {
     const auto byte = static_cast<unsigned char>(character);
@@ -13,6 +16,40 @@ char hiddenCharacter(char character) {
 
 void hideText(char* text, size_t size) {
     std::transform(text, text + size, text, hiddenCharacter);
+}
+
+namespace {
+
+void hideQuoted(char* text, size_t size) {
+    const std::string_view view(text, size);
+    for (size_t open = view.find('\''); open < size;) {
+        const size_t close = std::min(view.find('\'', open + 1), size);
+        const size_t inside = close - open - 1;
+        if (!isCommandLine(text + open + 1, inside)) hideText(text + open + 1, inside);
+        open = close < size ? view.find('\'', close + 1) : size;
+    }
+}
+
+// "Current CPIN 12ab is not a valid format"
+void hideWordsAfter(std::string_view before, char* text, size_t size) {
+    const std::string_view view(text, size);
+    for (size_t at = view.find(before); at < size; at = view.find(before, at)) {
+        at += before.size();
+        const char* const end = std::find_if_not(text + at, text + size, isAlphanumeric);
+        if (std::any_of(static_cast<const char*>(text + at), end, isDigit))
+            hideText(text + at, static_cast<size_t>(end - text) - at);
+    }
+}
+
+}  // namespace
+
+void hidePins(char* text, size_t size) {
+    const std::string_view view(text, size);
+    if (view.find("PIN") == std::string_view::npos && view.find("PUK") == std::string_view::npos)
+        return;
+    hideQuoted(text, size);
+    hideWordsAfter("CPIN ", text, size);
+    hideWordsAfter(" to ", text, size);
 }
 
 bool cSecrets::isKnown(const std::string& secret) const {

@@ -43,4 +43,8 @@ class cSecrets {
 char hiddenCharacter(char character);
 void hideText(char* text, size_t size);
 
+// Hides PIN and PUK in what the daemon logs or publishes about them: texts between apostrophes but
+// commands, and words with a digit where it has them without.
+void hidePins(char* text, size_t size);
+
 #endif

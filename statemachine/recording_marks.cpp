@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <map>
+#include <string_view>
 
 #include "config/plain_config.h"
 #include "device/recorder.h"
 #include "include/options.h"
 #include "include/shell.h"
 #include "published/status_keys.h"
+#include "recording/secrets.h"
 
 namespace {
 
@@ -19,57 +21,30 @@ struct sRecordingMarksState {
 
 sRecordingMarksState g_recordingMarksState;
 
-const char* const IDENTITIES[] = {STATUS_ESN.name, STATUS_IMEI.name, STATUS_MDN.name,
-                                  STATUS_SIM_ID.name, STATUS_SIM_IMSI.name};
 // They change with each writing and say nothing that a line's own time does not.
-const char* const TIMES[] = {STATUS_STATS_LAST_UPDATE.name, STATUS_STATS_LAST_UPDATE_E.name,
-                             STATUS_QMI_CALL_TIME.name, STATUS_QMI_CALL_FORMAT_TIME.name};
+constexpr sStatusKey TIMES[] = {STATUS_STATS_LAST_UPDATE, STATUS_STATS_LAST_UPDATE_E,
+                                STATUS_QMI_CALL_TIME, STATUS_QMI_CALL_FORMAT_TIME};
 
 template <size_t count>
-bool isOneOf(const char* const (&names)[count], const std::string& name) {
-    return std::any_of(names, names + count, [&](const char* one) { return name == one; });
+bool isOneOf(const sStatusKey (&keys)[count], std::string_view name) {
+    return std::any_of(keys, keys + count, [&](const sStatusKey& one) { return name == one.name; });
 }
 
 // "_IMEI" -> "IMEI"; empty for a comment.
-std::string nameOf(const std::string& suffix) {
-    const std::string separator = STATUS_KEY_SEPARATOR;
-    return suffix.compare(0, separator.size(), separator) == 0 ? suffix.substr(separator.size())
-                                                               : "";
+std::string_view nameOf(std::string_view suffix) {
+    constexpr std::string_view SEPARATOR = STATUS_KEY_SEPARATOR;
+    return suffix.substr(0, SEPARATOR.size()) == SEPARATOR ? suffix.substr(SEPARATOR.size()) : "";
 }
 
 void addValue(cRecordMark& mark, const std::string& suffix, const std::string& value) {
-    const std::string name = nameOf(suffix);
+    const std::string name(nameOf(suffix));
     if (name.empty() || isOneOf(TIMES, name)) return;
-    if (isOneOf(IDENTITIES, name))
-        mark.identity(name.c_str(), value);
-    else
-        mark.text(name.c_str(), value);
-}
-
-bool isTimeKey(const std::string& suffix) {
-    return isOneOf(TIMES, nameOf(suffix));
-}
-
-// Keys that come and go are numbered, "_SIM_CONT_APN3" and "_ACT3_PSC": of two keys of the same
-// length the digit is compared, which is much cheaper than the whole name.
-bool isSameKey(const std::string& one, const std::string& other) {
-    constexpr size_t DIGIT_OF_A_CELL = 4;
-    return one.size() == other.size() && one.back() == other.back() &&
-           (one.size() <= DIGIT_OF_A_CELL || one[DIGIT_OF_A_CELL] == other[DIGIT_OF_A_CELL]);
-}
-
-bool haveSameKeys(const tStatusList& one, const tStatusList& other) {
-    return one.size() == other.size() &&
-           std::equal(one.begin(), one.end(), other.begin(),
-                      [](const auto& a, const auto& b) { return isSameKey(a.first, b.first); });
-}
-
-// The places at which the values differ, the times left out.
-std::vector<size_t> changedPlaces(const tStatusList& list, const tStatusList& last) {
-    std::vector<size_t> places;
-    for (size_t i = 0; i < list.size(); ++i)
-        if (list[i].second != last[i].second && !isTimeKey(list[i].first)) places.push_back(i);
-    return places;
+    if (isOneOf(IDENTITY_STATUS_KEYS, name)) return mark.identity(name.c_str(), value);
+    if (name != STATUS_SIM_EXTENDED_STATUS.name) return mark.text(name.c_str(), value);
+    // A PIN that was never sent, because it has a wrong form, is in it too.
+    std::string outcome = value;
+    hidePins(outcome.data(), outcome.size());
+    mark.text(name.c_str(), outcome);
 }
 
 // For the rare case that keys come or go, such as those of an active set.
@@ -83,19 +58,23 @@ void markOtherKeys(const tStatusList& list, const tStatusList& last) {
         if (found != before.end()) before.erase(found);
     }
     for (const auto& [suffix, value] : before)
-        if (!nameOf(suffix).empty()) mark.nothing(nameOf(suffix).c_str());
+        if (!nameOf(suffix).empty()) mark.nothing(std::string(nameOf(suffix)).c_str());
     mark.endValues();
 }
 
 // Marks what differs from the last list, and makes it the last one.
-void markChanges(const tStatusList& list, tStatusList& last) {
-    if (!haveSameKeys(list, last)) {
+void markChanges(const cStatusLines& lines, tStatusList& last) {
+    const tStatusList& list = lines.list();
+    if (lines.hasOtherKeys() || list.size() != last.size()) {
         markOtherKeys(list, last);
         last = list;
         return;
     }
-    const std::vector<size_t> places = changedPlaces(list, last);
-    if (places.empty()) return;
+    const std::vector<size_t>& places = lines.changedPlaces();
+    const auto isTimeAt = [&list](size_t place) {
+        return isOneOf(TIMES, nameOf(list[place].first));
+    };
+    if (std::all_of(places.begin(), places.end(), isTimeAt)) return;
     cRecordMark mark("published");
     mark.beginValues("values");
     for (const size_t place : places) {
@@ -148,8 +127,8 @@ void markConfig(const std::string& configFile, const char* result) {
     mark.endValues();
 }
 
-void markPublished(const tStatusList& list) {
-    if (isRecording()) markChanges(list, g_recordingMarksState.published);
+void markPublished(const cStatusLines& lines) {
+    if (isRecording()) markChanges(lines, g_recordingMarksState.published);
 }
 
 void markAllPublished() {

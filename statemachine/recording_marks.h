@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "statemachine/status_keys.h"
+#include "statemachine/status_lines.h"
 
 // What the daemon writes between the bytes of a recording: what it was told, what it decided and
 // what it published. Each does nothing while no recording runs.
@@ -14,7 +14,8 @@ void markStates(const char* outer, const char* modem);
 void markSignal(const char* name);
 // What the configuration file says, and what came of reading it.
 void markConfig(const std::string& configFile, const char* result);
-void markPublished(const tStatusList& list);
+// What the update that has just been made of the status lines has changed. Each update is marked.
+void markPublished(const cStatusLines& lines);
 // Everything published, then the exit status.
 void markExit(int status);
 

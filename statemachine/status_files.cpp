@@ -1,5 +1,6 @@
 #include "statemachine/status_files.h"
 
+#include <algorithm>
 #include <ctime>
 #include <memory>
 #include <set>
@@ -50,9 +51,12 @@ class cStatusFile {
 
 void cStatusFile::write(const cStatusLines& lines) {
     const tStatusList& list = lines.list();
-    if (lines.hasOtherKeys()) makeText(list);
-    for (size_t place = 0; place < list.size() && !lines.hasOtherKeys(); ++place)
-        if (lines.isChanged(place)) replaceLine(place, list[place]);
+    if (lines.hasOtherKeys()) {
+        makeText(list);
+    } else {
+        for (const size_t place : lines.changedPlaces())
+            replaceLine(place, list[place]);
+    }
     m_file.clear();
     m_file.AppendLine(m_text, false);
     m_file.Write();
@@ -148,13 +152,18 @@ void store(sPublishedStatus& status) {
     const std::string prefix = statusKeyStart(status.slot);
     const bool hasTheOthers = skvs_untouched() && status.isStored;
     std::set<std::string> failing;
-    std::string& key = status.key;
+    const auto storeLine = [&](const tStatusList::value_type& line) {
+        const auto& [suffix, value] = line;
+        if (isComment(suffix)) return;
+        status.key.assign(prefix).append(suffix);
+        if (skvs_set(status.key.c_str(), value.c_str()) != 0) failing.insert(status.key);
+    };
     skvs_batch_begin();
-    for (size_t place = 0; place < list.size(); ++place) {
-        const auto& [suffix, value] = list[place];
-        if ((hasTheOthers && !status.lines.isChanged(place)) || isComment(suffix)) continue;
-        key.assign(prefix).append(suffix);
-        if (skvs_set(key.c_str(), value.c_str()) != 0) failing.insert(key);
+    if (hasTheOthers) {
+        for (const size_t place : status.lines.changedPlaces())
+            storeLine(list[place]);
+    } else {
+        std::for_each(list.begin(), list.end(), storeLine);
     }
     if (skvs_batch_end() != 0) failing = missingKeys(list, prefix);
     status.isStored = failing.empty();
@@ -181,7 +190,7 @@ void doWriteOutStatusFiles(const sDeviceInfo& device, const sConfigFileOpts& con
     sPublishedStatus& status = publishedStatus(g_S_options.s_port);
     updateStatusLines(status.lines, device, config, time(nullptr),
                       g_Cp_connectedTimer->GetElapsedTime());
-    markPublished(status.lines.list());
+    markPublished(status.lines);
 
     store(status);
     status.slotFile.write(status.lines);

@@ -17,7 +17,7 @@ bool isKey(const std::string& text, std::string_view begin, std::string_view end
 
 void cStatusLines::beginUpdate() {
     m_list.reserve(USUAL_LINES);
-    m_isChanged.assign(m_list.size(), false);
+    m_changedPlaces.clear();
     m_hasOtherKeys = false;
     m_place = 0;
 }
@@ -30,7 +30,7 @@ void cStatusLines::key(std::string_view name, std::string_view value) {
     m_clean = blankControlCharacters(std::move(m_clean));
     if (known == m_clean) return;
     known = m_clean;
-    m_isChanged[place] = true;
+    noteChange(place);
 }
 
 void cStatusLines::endUpdate() {
@@ -43,7 +43,7 @@ size_t cStatusLines::nextPlace(std::string_view keyBegin, std::string_view keyEn
         dropFrom(m_place);
     if (m_place == m_list.size()) {
         m_list.emplace_back(std::string(keyBegin).append(keyEnd), "");
-        m_isChanged.push_back(true);
+        noteChange(m_place);
         m_hasOtherKeys = true;
     }
     return m_place++;
@@ -51,6 +51,10 @@ size_t cStatusLines::nextPlace(std::string_view keyBegin, std::string_view keyEn
 
 void cStatusLines::dropFrom(size_t place) {
     m_list.resize(place);
-    m_isChanged.resize(place);
     m_hasOtherKeys = true;
+}
+
+void cStatusLines::noteChange(size_t place) {
+    if (m_changedPlaces.empty() || m_changedPlaces.back() != place)
+        m_changedPlaces.push_back(place);
 }

@@ -22,17 +22,18 @@ class cStatusLines {
     void endUpdate();
 
     const tStatusList& list() const { return m_list; }
-    // Whether the last update changed the line at this place of the list.
-    bool isChanged(size_t place) const { return m_isChanged[place]; }
+    // The places of the list whose lines the last update changed, in their order.
+    const std::vector<size_t>& changedPlaces() const { return m_changedPlaces; }
     // Whether lines came or went with the last update, so that others have a new place.
     bool hasOtherKeys() const { return m_hasOtherKeys; }
 
   private:
     size_t nextPlace(std::string_view keyBegin, std::string_view keyEnd);
     void dropFrom(size_t place);
+    void noteChange(size_t place);
 
     tStatusList m_list;
-    std::vector<bool> m_isChanged;
+    std::vector<size_t> m_changedPlaces;
     bool m_hasOtherKeys = false;
     size_t m_place = 0;   // of the next line of the update
     std::string m_clean;  // a member only to keep its memory

@@ -17,13 +17,15 @@
 #include "cli/base/slot_option.h"
 #include "cli/doctor/slot_setup.h"
 #include "cli/record/recording_files.h"
+#include "cli/report/report_text.h"
 #include "cli/report/tar_archive.h"
+#include "cli/status/status_file.h"
 #include "config/config_keys.h"
 #include "config/plain_config.h"
+#include "platform/include/text_helpers.h"
 #include "platform/include/text_lookup_table.h"
 #include "published/installation.h"
 #include "published/paths.h"
-#include "recording/line_rules.h"
 
 namespace {
 
@@ -39,25 +41,6 @@ struct sReportOptions {
 struct sMember {
     std::string name;
     std::string content;
-};
-
-// What leaves the gateway has no secrets in it, and no identities unless they are wanted.
-class cReportText {
-  public:
-    explicit cReportText(bool withIdentities) : m_rules(m_secrets, withIdentities) {}
-
-    void addSecret(const std::string& secret) { m_secrets.add(secret); }
-    std::string hidden(const std::string& text) {
-        std::string clean;
-        std::istringstream lines(text);
-        for (std::string line; std::getline(lines, line); clean += line + "\n")
-            m_rules.hideInText(line.data(), line.size());
-        return clean;
-    }
-
-  private:
-    cSecrets m_secrets;
-    cLineRules m_rules;
 };
 
 std::string fileText(const std::string& path) {
@@ -97,6 +80,12 @@ void learnSecrets(const sPlaces& places, int slot, cReportText& text) {
     if (valueOf(CM_USERNAME) != valueOf(CM_APN)) text.addSecret(valueOf(CM_USERNAME));
 }
 
+void learnIdentities(const sPlaces& places, int slot, cReportText& text) {
+    const sStatusRecord record = readStatusFile(places, slot).record;
+    for (const sStatusKey& key : IDENTITY_STATUS_KEYS)
+        text.addIdentity(record.text(key));
+}
+
 std::string configText(const sPlaces& places, int slot) {
     const std::string path = configPlace(places, slot);
     std::string text = "# " + path + ", without CM_USERNAME and CM_PASSWORD\n";
@@ -131,6 +120,12 @@ std::string commandText(sCliContext& context, tCommandRunner runner,
     return out.str();
 }
 
+// Whether a recording has a header that says so.
+bool keepsIdentities(const sMember& member) {
+    return startsWith(member.name, "recording.") &&
+           member.content.find("\"identities\":\"kept\"}\n") != std::string::npos;
+}
+
 void addRecordings(const sPlaces& places, int slot, const std::string& suffix,
                    std::vector<sMember>& members) {
     const std::string recording = joinedRecording(places, slot);
@@ -163,8 +158,10 @@ std::vector<sMember> collect(sCliContext& context, tCommandRunner runner,
     const std::vector<int> slots = options.slot == SLOT_NOT_GIVEN ? knownSlots(context.places)
                                                                   : std::vector<int>{options.slot};
     cReportText text(options.withIdentities);
-    for (const int slot : slots)
+    for (const int slot : slots) {
         learnSecrets(context.places, slot, text);
+        learnIdentities(context.places, slot, text);
+    }
     std::vector<sMember> members;
     members.push_back({"versions", versionsText(context.places)});
     members.push_back({"doctor", text.hidden(commandText(context, runner, {"doctor"}))});
@@ -179,14 +176,17 @@ void run(sCliContext& context, tCommandRunner runner, const sReportOptions& opti
                        "other users cannot see everything; run it as root, for example with sudo");
     const std::vector<sMember> members = collect(context, runner, options);
     cTarArchive archive;
+    std::string keeping;
     const time_t now = time(nullptr);
     for (const sMember& member : members) {
         context.out << "  " << member.name << ", " << member.content.size() << " bytes\n";
         archive.add("cellslot-report/" + member.name, member.content, now);
+        if (keepsIdentities(member))
+            keeping +=
+                "but " + member.name + " keeps them: it was started with --with-identities\n";
     }
     context.out << "PIN, PUK, user name and password are not in it; identities are "
-                << (options.withIdentities ? "kept" : "replaced") << "\n"
-                << std::flush;
+                << (options.withIdentities ? "kept\n" : "replaced\n" + keeping) << std::flush;
     replaceFile(options.file, archive.text(), 0600);
     context.out << "written to " << printableLine(options.file) << "\n";
 }
@@ -199,7 +199,7 @@ void addReportCommand(const cSubcommand& app, sCliContext& context, tCommandRunn
     command.option("FILE", options->file, "the tar archive to write").required();
     addSlotOption(command, options->slot, "only this slot [all slots in use]");
     command.flag("--with-identities", options->withIdentities,
-                 "keep IMSI, IMEI and numbers outside the recordings");
+                 "keep identities and messages outside the recordings");
     command.footer(
         "Lists what is in it, then writes it: recordings, status, configuration, doctor,\n"
         "versions, journal. PIN, PUK, user name and password are left out.\n"

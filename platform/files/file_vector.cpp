@@ -44,10 +44,24 @@ int createTemporaryFile(std::string& path) {
     return mkostemp(path.data(), O_CLOEXEC | O_NOFOLLOW);
 }
 
+// Waits until the data are on the disk. Otherwise a journal of names and sizes, as ext4 has it, may
+// bring the new name there first: after a power cut the file then has its size, but only zero
+// bytes. Unlike fsync this neither commits that journal nor empties the disk's cache, so that
+// hardly more is written. A failure is no reason to keep the new content from readers: a bad disk
+// shows by itself.
+void settleData(int fd) {
+    constexpr unsigned WHOLE =
+        SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+    sync_file_range(fd, 0, 0, WHOLE);
+}
+
 bool fillTemporaryFile(cFileDescriptor& file, const std::string& content, const std::string& target,
                        mode_t newFileMode) {
-    return writeAll(file.get(), content) && takeOverOwnerAndMode(file.get(), target, newFileMode) &&
-           closeChecked(file);
+    if (!writeAll(file.get(), content) || !takeOverOwnerAndMode(file.get(), target, newFileMode)) {
+        return false;
+    }
+    settleData(file.get());
+    return closeChecked(file);
 }
 
 // Opens the end of an existing file, or a new file. Never a link, a FIFO or a device.

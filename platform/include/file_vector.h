@@ -24,9 +24,9 @@ class cFileVector {
     void SetTemporaryDirectory(const std::string& directory);
 
     // Replaces the file by the lines (none: an empty file) atomically: readers see the old content
-    // or the new, never a part. A symbolic link in the target's place is replaced, not followed. If
-    // the file cannot be written whole, returns false, logs the cause, and leaves the file
-    // unchanged.
+    // or the new, never a part, also after a power cut. A symbolic link in the target's place is
+    // replaced, not followed. If the file cannot be written whole, returns false, logs the cause,
+    // and leaves the file unchanged.
     bool Write();
 
     // Adds the lines at the end of the file; creates a missing file. Does not follow a symbolic

@@ -22,6 +22,16 @@ def isUsable(event):
             all(isinstance(event[key], TYPES[key]) for key in TYPES if key in event))
 
 
+def asksToEnd(event):
+    return event.get("mark") == "signal" and event.get("name") in ENDING
+
+
+def beginsInRunningDaemon(events):
+    """It has no answers for the set-up then."""
+    state = next((event for event in events if event.get("mark") == "state"), None)
+    return state is not None and state.get("modem") != "set-up"
+
+
 class Recording:
     def __init__(self, path):
         self.events = []
@@ -49,13 +59,32 @@ class Recording:
                     if isUsable(event):
                         self.events.append(event)
 
+        self.leaveOutOtherRuns()
+
+    def leaveOutOtherRuns(self):
+        """Of several runs one is replayed, and none can be that has no beginning (le910sim's
+        replayed_part has the same rule)."""
+        self.runs = 1
+        begin = 0
+        for at, event in enumerate(self.events):
+            if at == begin or event.get("mark") != "start":
+                continue
+            before = self.events[begin:at]
+            if any(map(asksToEnd, before)) or beginsInRunningDaemon(before):
+                begin = at
+                self.runs += 1
+        end = next((at for at in range(begin, len(self.events)) if asksToEnd(self.events[at])),
+                   len(self.events))
+        self.events = self.events[begin:end]
+        beginMs = self.events[0]["ms"] if self.events else 0
+        for event in self.events:
+            event["ms"] -= beginMs
+
     def marks(self, name):
         return [event for event in self.events if event.get("mark") == name]
 
     def beginsInRunningDaemon(self):
-        """It has no answers for the set-up then."""
-        states = self.marks("state")
-        return bool(states) and states[0].get("modem") != "set-up"
+        return beginsInRunningDaemon(self.events)
 
     def endMs(self):
         return self.events[-1]["ms"] if self.events else 0
@@ -87,11 +116,9 @@ class Recording:
         return results
 
     def published(self):
-        """What the recorded program had published last, before it was asked to end."""
+        """What the recorded program had published last."""
         values = {}
         for event in self.events:
-            if event.get("mark") == "signal" and event.get("name") in ENDING:
-                break
             if event.get("mark") == "start":
                 values = {}
             if event.get("mark") == "published":

@@ -187,6 +187,8 @@ class Replay:
         if self.recording.beginsInRunningDaemon():
             print("the recording begins in a running daemon, so it has no answers for the set-up;"
                   " restart the daemon after 'cellslot record start'", flush=True)
+        if self.recording.runs > 1:
+            print("the recording has several runs of the daemon; the last one is replayed", flush=True)
         self.makeTools()
         threading.Thread(target=self.readLog, args=(openLogSocket("/dev/log"),),
                          daemon=True).start()
@@ -209,7 +211,8 @@ class Replay:
         return self.bestPublished()
 
     def end(self):
-        for process in (self.daemon, self.sim):
+        # The modem first: what the daemon sends when it ends is no part of the replay.
+        for process in (self.sim, self.daemon):
             if process is None or process.poll() is not None:
                 continue
             process.terminate()

@@ -215,18 +215,34 @@ class HostFaults(GatewayCase):
         self.machine.waitFor("cellslot status", 60, "Slot 1  CONNECTED")
         self.assertIn(" 0% packet loss", self.machine.run(f"ping -c 2 -I cell1 {REMOTE}"))
 
+    def expectAge(self):
+        """The session is as old as it is, not as the clock says."""
+        line = self.machine.run("grep QMI_CALL_TIME= /var/log/wireless.cardstats.1")
+        seconds = int(line.split("=")[1])
+        uptime = float(self.machine.run("cat /proc/uptime").split()[0])
+        self.assertGreater(seconds, 0)
+        self.assertLessEqual(seconds, uptime)
+
     def test_ClockJumps_KeepDaemonAndSession(self):
         daemon, now = self.daemon(), int(time.time())
         for jump in (0, now, now - 3600, now + 8 * 86400, now):
             with self.subTest(jump=jump):
                 self.machine.run(f"date -s @{jump}; sleep 8")
                 self.expectSession()
-                # The session is as old as it is, not as the clock says.
-                line = self.machine.run("grep QMI_CALL_TIME= /var/log/wireless.cardstats.1")
-                seconds = int(line.split("=")[1])
-                uptime = float(self.machine.run("cat /proc/uptime").split()[0])
-                self.assertGreater(seconds, 0)
-                self.assertLessEqual(seconds, uptime)
+                self.expectAge()
+        self.assertEqual(self.daemon(), daemon)
+
+    def test_ClockOf1970_IsSetByTheDaemonThatStarts(self):
+        """As on a gateway whose clock has no battery."""
+        year = int(self.machine.run("date +%Y"))
+        self.machine.run("systemctl stop cellslotd@1", 90)
+        self.machine.run("date -s @0; systemctl start cellslotd@1", 90)
+        daemon = self.daemon()
+        self.machine.waitFor(f"[ $(date +%Y) -ge {year} ]", CONNECTED_S)
+        awaitConnected(self.machine)
+        self.expectSession()
+        self.machine.waitFor("grep QMI_CALL_TIME=[1-9] /var/log/wireless.cardstats.1", 60)
+        self.expectAge()
         self.assertEqual(self.daemon(), daemon)
 
     def test_DiskFull_ConnectsAgainAndDeliversOnceThereIsRoom(self):

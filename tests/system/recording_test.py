@@ -216,12 +216,26 @@ class Recording(unittest.TestCase):
         self.assertGreater(SAVED.stat().st_size, CURRENT.stat().st_size)
         linesOf(SAVED)
 
+    def logMoreSecrets(self):
+        """What the daemon logs of PINs, commands and messages. Here nothing writes its log file."""
+        pathlib.Path("/etc/vuk/cellular_cpin_new.1").write_text("57x31")
+        draft = pathlib.Path("/tmp/at_cmd_in.new")
+        draft.write_text('AT!UNKNOWN="70k3n"\n')
+        draft.rename("/tmp/at_cmd_in")
+        draft = pathlib.Path("/tmp/sms/draft")
+        draft.write_text("TO=12025550199\nMSG=the door code\n")
+        draft.rename("/tmp/sms/send/draft")
+        for text in ("'57x31'", "70k3n", "the door code"):
+            waitUntil(lambda text=text: self.log.count(text), lambda text=text: f"{text} is not in the log")
+        pathlib.Path("/var/log/cellslotd.log").write_text("\n".join(self.log.texts()) + "\n")
+
     def test_report_hasEverythingButSecrets(self):
         pathlib.Path("/etc/vuk/cellular_cpin.1").write_text(PIN)
         self.gateway("--record-always", CM_USERNAME="operator", CM_PASSWORD=PASSWORD,
                      CM_AUTH_TYPE="pap")
         self.slot.waitConnected()
         self.waitRecorded("+CSQ:")
+        self.logMoreSecrets()
         shown = cellslot("report", "/tmp/report.tar")
         with tarfile.open("/tmp/report.tar") as archive:
             files = {member.name.split("/")[1]: archive.extractfile(member).read().decode()
@@ -232,7 +246,7 @@ class Recording(unittest.TestCase):
             self.assertIn(f"  {name}, {len(files[name].encode())} bytes", shown)
         self.assertIn("CM_APN=internet", files["configuration.1"])
         for name, text in files.items():
-            for secret in (PASSWORD, "operator", IMSI):
+            for secret in (PASSWORD, "operator", IMSI, "57x31", "70k3n", "2025550199", "door code"):
                 self.assertNotIn(secret, text, name)
         self.assertEqual(os.stat("/tmp/report.tar").st_mode & 0o777, 0o600)
 

@@ -2,6 +2,7 @@
 """The daemon on recordings in real time, as scripts/replay.sh runs it. Run inside
 scripts/private_namespace.sh."""
 
+import json
 import os
 import pathlib
 import select
@@ -77,6 +78,23 @@ class Replay(unittest.TestCase):
         self.assertTrue(run.stdout.startswith("the recording begins in a running daemon, so it has"
                                               " no answers for the set-up; restart the daemon after"
                                               " 'cellslot record start'\n"), run.stdout)
+
+    def test_recordingWithARestartAndAnEnd_isReplayedFromStartToSignal(self):
+        lines = RECORDING.read_text().splitlines(keepends=True)
+        running = (lines[0].replace("2026-", "2025-") + lines[1] +
+                   '{"ms":0,"mark":"state","outer":"running","modem":"polling"}\n'
+                   '{"ms":10,"at":"write","data":"AT+CSQ\\r"}\n'
+                   '{"ms":20,"mark":"signal","name":"SIGTERM"}\n'
+                   '{"ms":30,"at":"write","data":"AT#SLED=0\\r"}\n')
+        endMs = json.loads(lines[-1])["ms"]
+        end = (f'{{"ms":{endMs},"mark":"signal","name":"SIGTERM"}}\n'
+               f'{{"ms":{endMs},"at":"write","data":"AT#SLED=0\\r"}}\n'
+               f'{{"ms":{endMs},"mark":"published","values":{{"MODEL":""}}}}\n')
+        run = self.replay(self.changed(running + "".join(lines[:-1]) + end))
+        self.assertEqual((run.returncode, run.stderr), (0, ""), run.stdout)
+        self.assertTrue(run.stdout.startswith("the recording has several runs of the daemon; the last"
+                                              " one is replayed\n"), run.stdout)
+        self.assertRegex(run.stdout, r"no difference from the recording in \d\d values\n$")
 
     def test_recordingOfSlot2_isReplayedThere(self):
         text = RECORDING.read_text().replace('"slot":1', '"slot":2').replace('"-p","1"', '"-p","2"')

@@ -387,6 +387,13 @@ class Cases:
             run("umount", str(RESOLV_CONF))
         self.assertEqual(RESOLV_CONF.read_text(), BEFORE)
 
+    def test_ResolvConfIsReplaced_ItsDataAreOnTheDiskBefore(self):
+        """Else it may have its size, but only zero bytes, after a power cut."""
+        stub("sync", f"cat {RESOLV_CONF} >{STUBS}/before; stat -c %i $1 >{STUBS}/file")
+        self.succeed(DAEMON_LINE)
+        self.assertEqual((STUBS / "file").read_text(), f"{RESOLV_CONF.stat().st_ino}\n")
+        self.assertEqual((STUBS / "before").read_text(), BEFORE)
+
     def test_DiskIsFull_ResolvConfStaysWhole(self):
         disk = pathlib.Path("/run/small")
         disk.mkdir(exist_ok=True)

@@ -26,6 +26,7 @@ if(PLATFORM STREQUAL "host")
             unit/platform/text_and_time/timer_test.cpp
             unit/platform/text_and_time/tokenstr_test.cpp)
     target_compile_definitions(platform_tests PRIVATE SKVS="$<TARGET_FILE:skvs>")
+    target_link_options(platform_tests PRIVATE LINKER:--wrap=sync_file_range)
     add_dependencies(platform_tests skvs)
 
     # The build with a gateway's libraries must configure; ours are used for this.
@@ -69,7 +70,8 @@ cellslot_add_unit_tests(le910sim TOOL
             unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
             unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp
             unit/le910sim/commands_sms_test.cpp unit/le910sim/recording_test.cpp
-            unit/le910sim/replay_test.cpp unit/le910sim/commands_call_test.cpp
+            unit/le910sim/replay_test.cpp unit/le910sim/replayed_part_test.cpp
+            unit/le910sim/commands_call_test.cpp
             unit/le910sim/commands_identity_test.cpp
             unit/le910sim/commands_sim_files_test.cpp)
 target_compile_definitions(le910sim_tests PRIVATE LE910SIM="$<TARGET_FILE:le910sim>")
@@ -96,7 +98,8 @@ target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
 cellslot_add_unit_tests(recording
     LIBS cellslot_recording cellslot_platform
-    SOURCES unit/recording/hidden_exchange_test.cpp unit/recording/pdu_stand_in_test.cpp
+    SOURCES unit/recording/hidden_exchange_test.cpp unit/recording/line_names_test.cpp
+            unit/recording/pdu_stand_in_test.cpp
             unit/recording/ring_file_test.cpp unit/platform/sms_pdu/support.cpp
             unit/platform/sms_pdu/examples.cpp support/recording_text.cpp)
 
@@ -168,7 +171,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/history_package_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
-            unit/cli/report/tar_archive_test.cpp
+            unit/cli/report/report_text_test.cpp unit/cli/report/tar_archive_test.cpp
             unit/cli/status/plain_words_test.cpp unit/cli/status/signal_quality_test.cpp
             unit/cli/status/slot_report_test.cpp unit/cli/sms/sms_spool_test.cpp
             unit/cli/status/status_command_test.cpp unit/cli/status/status_file_test.cpp

@@ -9,6 +9,7 @@
 #include "device/at_port.h"
 #include "device/link_state.h"
 #include "include/options.h"
+#include "include/sleep.h"
 #include "platform/include/timer_clock.h"
 #include "tests/support/pseudo_terminal.h"
 #include "tests/support/temp_folder.h"
@@ -98,6 +99,41 @@ TEST_F(Recorder, PortInUse_IsRecordedPieceByPiece) {
               "{\"ms\":1234,\"at\":\"read\",\"data\":\"\\r\\nOK\\r\\n\"}\n"
               "{\"ms\":1234,\"at\":\"close\"}\n"
               "{\"ms\":1234,\"mark\":\"stop\",\"reason\":\"asked\"}\n");
+}
+
+TEST_F(Recorder, CommandWithItsCarriageReturn_IsOneLineWithBothTimes) {
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    int port = -1;
+    ASSERT_TRUE(start());
+    ASSERT_EQ(openDevice(terminal.path, port), 0);
+    setSleepFunction([](unsigned microseconds) { g_nowMs += microseconds / 1000 + 3; });
+    g_nowMs += 50;
+    EXPECT_EQ(writeToPort(port, "AT+CSQ", true), ePORT_OK);
+    setSleepFunction(nullptr);
+    EXPECT_EQ(lines(),
+              "{\"ms\":0,\"at\":\"open\"}\n"
+              "{\"ms\":50,\"at\":\"write\",\"data\":\"AT+CSQ\\r\",\"cr\":13}\n");
+    closeDevice(port);
+    close(terminal.modemEnd);
+}
+
+// The device goes between the two writes.
+TEST_F(Recorder, CarriageReturnThatCannotBeWritten_LeavesTheTextAndTheHangUp) {
+    static int s_modemEnd = -1;
+    const sPseudoTerminal terminal = openPseudoTerminal();
+    s_modemEnd = terminal.modemEnd;
+    int port = -1;
+    ASSERT_TRUE(start());
+    ASSERT_EQ(openDevice(terminal.path, port), 0);
+    setSleepFunction([](unsigned) { close(s_modemEnd); });
+    EXPECT_EQ(writeToPort(port, "AT+CSQ", true), ePORT_OK);
+    setSleepFunction(nullptr);
+    closeDevice(port);
+    EXPECT_EQ(lines(),
+              "{\"ms\":0,\"at\":\"open\"}\n"
+              "{\"ms\":0,\"at\":\"write\",\"data\":\"AT+CSQ\"}\n"
+              "{\"ms\":0,\"at\":\"hangup\",\"error\":5}\n"
+              "{\"ms\":0,\"at\":\"close\"}\n");
 }
 
 TEST_F(Recorder, HangUp_IsRecordedOnceForEachOpening) {

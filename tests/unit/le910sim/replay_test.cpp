@@ -225,6 +225,157 @@ TEST(Replay, SecretInACommand_NeedNotBeTheRecordedOne) {
     EXPECT_TRUE(replay.commands() == std::vector<std::string>{"AT+CPIN=\"1234\""});
 }
 
+// Stand-ins of numbers and messages cannot be computed from what they stand for.
+TEST(Replay, IdentityInACommand_NeedNotBeTheRecordedOne) {
+    const std::pair<const char*, const char*> commands[] = {
+        {"AT+CMGS=\"+12025550123\"", "AT+CMGS=\"+98765432101\""},
+        {"at+csca=\"5550101\"", "at+csca=\"1234567\""},
+        {"0011000B912120\x1a", "0011000B919876\x1a"},
+    };
+    for (const auto& [recorded, sent] : commands) {
+        cReplay replay = cMade().exchange(0, recorded, "OK").replay(1, true);
+        replay.receive(ePORT_AT, sent + std::string("\r"), 0);
+        EXPECT_FALSE(replay.isStopped()) << replay.firstDifference();
+        cReplay other = cMade().exchange(0, recorded, "OK").replay(1, true);
+        other.receive(ePORT_AT, sent + std::string("0\r"), 0);
+        EXPECT_TRUE(other.isStopped()) << recorded;
+    }
+}
+
+// A secret that one command has in it says nothing about the next.
+TEST(Replay, SecretOfOneCommand_IsNotLookedForInTheNext) {
+    cReplay replay = cMade()
+                         .exchange(0, "AT+CPIN=\"1234\"", "OK")
+                         .exchange(100, "AT+CGDCONT=1,\"IP\",\"1234\"", "OK")
+                         .replay(1, true);
+    replay.receive(ePORT_AT, "AT+CPIN=\"1234\"\r", 0);
+    replay.receive(ePORT_AT, "AT+CGDCONT=1,\"IP\",\"5678\"\r", 100);
+    EXPECT_TRUE(replay.isStopped());
+}
+
+TEST(Replay, LineFeedAfterACommand_IsNoPartOfTheNext) {
+    cReplay replay = cMade().write(0, "AT\r\n").read(10, "OK").write(20, "ATI\r\n").replay(1, true);
+    replay.receive(ePORT_AT, "AT\r\nATI\r\n", 0);
+    EXPECT_FALSE(replay.isStopped()) << replay.firstDifference();
+    EXPECT_TRUE(replay.isOver());
+}
+
+TEST(Replay, CommandAskedAgain_IsAnsweredAtTheSpeedOfTheReplay) {
+    cReplay replay = cMade().exchange(0, "AT", "OK").replay(10);
+    replay.receive(ePORT_AT, "AT\r", 0);
+    outputUntil(replay, 0, 50);
+    replay.receive(ePORT_AT, "AT\r", 60);
+    EXPECT_EQ(outputUntil(replay, 60, 100), "[62]AT\r\r\nOK\r\n");
+}
+
+// There is no earlier answer, and the first later one is too far away to leave out what is between.
+TEST(Replay, CommandRecordedMuchLater_GetsThatAnswerAndThePlaceStays) {
+    cMade made;
+    for (int i = 0; i < 30; ++i)
+        made.exchange(static_cast<uint64_t>(i) * 100, "AT+CMGD=" + std::to_string(i), "OK");
+    cReplay replay = made.exchange(9000, "ATI", "late").replay();
+    replay.receive(ePORT_AT, "ATI\r", 0);
+    EXPECT_EQ(outputUntil(replay, 0, 50), "[20]ATI\r\r\nlate\r\n");
+    replay.receive(ePORT_AT, "AT+CMGD=0\r", 60);
+    EXPECT_EQ(replay.differences(), 1U);
+}
+
+TEST(Replay, RecordedCommandAmongOthers_MakesTheWindowSmallAgain) {
+    cMade made;
+    for (int i = 0; i < 40; ++i)
+        made.exchange(static_cast<uint64_t>(i) * 100, "AT+CMGD=" + std::to_string(i), "OK");
+    cReplay replay = made.replay();
+    for (int i = 0; i < 20; ++i)
+        replay.receive(ePORT_AT, "AT+CSQ\r", 0);
+    replay.receive(ePORT_AT, "AT+CMGD=0\r", 0);
+    // 30 commands ahead: far beyond the window of a program that was in step.
+    replay.receive(ePORT_AT, "AT+CMGD=31\r", 0);
+    replay.receive(ePORT_AT, "AT+CMGD=1\r", 0);
+    EXPECT_EQ(replay.differences(), 21U);
+}
+
+// What was on its way is lost with the port, on both sides.
+TEST(Replay, HangUp_DropsWhatWasOnItsWay) {
+    cReplay replay = cMade()
+                         .exchange(0, "AT", "OK")
+                         .exchange(50, "ATI", "OK")
+                         .add(eRECORDED_HANGUP, 500)
+                         .add(eRECORDED_OPEN, 6500)
+                         .exchange(7000, "ATI", "OK")
+                         .replay();
+    replay.receive(ePORT_AT, "AT\r", 0);
+    replay.receive(ePORT_AT, "ATI\r", 50);
+    outputUntil(replay, 50, 490);
+    replay.receive(ePORT_AT, "AT\r", 499);  // answered 20 ms later
+    replay.receive(ePORT_AT, "AT", 499);
+    replay.advance(6100);
+    EXPECT_TRUE(replay.isPresent(ePORT_AT));
+    EXPECT_EQ(replay.takeOutput(ePORT_AT), "");
+    replay.receive(ePORT_AT, "ATI\r", 7000);
+    EXPECT_EQ(replay.commands().back(), "ATI");
+}
+
+TEST(Replay, StrictAndStuckBeforeAHangUp_StopsThere) {
+    cReplay replay = cMade()
+                         .exchange(0, "AT", "OK")
+                         .exchange(50, "ATI", "OK")
+                         .add(eRECORDED_HANGUP, 500)
+                         .replay(1, true);
+    replay.receive(ePORT_AT, "AT\r", 0);
+    replay.advance(5500);
+    EXPECT_TRUE(replay.isStopped());
+    EXPECT_TRUE(replay.isPresent(ePORT_AT));
+    EXPECT_NE(replay.firstDifference().find("seen      nothing"), std::string::npos);
+}
+
+// Nothing was ever written: the port is away from the beginning, not when its opening failed.
+TEST(Replay, PortThatWasNeverThereAtFirst_IsAwayFromTheBeginning) {
+    cReplay replay = cMade()
+                         .add(eRECORDED_OPEN_FAILED, 100)
+                         .add(eRECORDED_OPEN, 300)
+                         .exchange(4100, "AT", "OK")
+                         .replay();
+    replay.advance(0);
+    EXPECT_FALSE(replay.isPresent(ePORT_AT));
+    // Half of the time that it was away.
+    replay.advance(199);
+    EXPECT_FALSE(replay.isPresent(ePORT_AT));
+    replay.advance(200);
+    EXPECT_TRUE(replay.isPresent(ePORT_AT));
+}
+
+// A program tries again and again: an opening that comes late says that the port was away.
+TEST(Replay, PortOpenedLongAfterItWasClosed_WasAway) {
+    cReplay replay = cMade()
+                         .exchange(0, "AT", "OK")
+                         .add(eRECORDED_CLOSE, 100)
+                         .add(eRECORDED_OPEN, 9000)
+                         .exchange(9100, "ATI", "OK")
+                         .replay();
+    replay.receive(ePORT_AT, "AT\r", 0);
+    replay.advance(5000);
+    EXPECT_FALSE(replay.isPresent(ePORT_AT));
+    replay.advance(8500);
+    EXPECT_TRUE(replay.isPresent(ePORT_AT));
+}
+
+// A command that begins like one without a carriage return.
+TEST(Replay, CommandThatBeginsLikeAnEscape_IsTakenWhole) {
+    cReplay replay = cMade()
+                         .write(0, "AT\r")
+                         .read(10, "OK")
+                         .write(1000, "+++")
+                         .read(1010, "OK")
+                         .write(2000, "+++X\r")
+                         .replay(1, true);
+    replay.receive(ePORT_AT, "AT\r", 0);
+    replay.receive(ePORT_AT, "+++", 1000);
+    replay.advance(1010);
+    replay.receive(ePORT_AT, "+++X\r", 2000);
+    EXPECT_FALSE(replay.isStopped()) << replay.firstDifference();
+    EXPECT_EQ(replay.commands().back(), "+++X");
+}
+
 TEST(Replay, EscapeWithoutACarriageReturn_IsACommand) {
     cReplay replay = cMade()
                          .write(0, "AT$GPSNMUN=3,1,0,0,0,1,0\r", ePORT_GPS)

@@ -20,8 +20,8 @@ class StatusLines : public testing::Test {
 
     std::string changed() const {
         std::string names;
-        for (size_t i = 0; i < m_lines.list().size(); ++i)
-            if (m_lines.isChanged(i)) names += m_lines.list()[i].first + " ";
+        for (const size_t place : m_lines.changedPlaces())
+            names += m_lines.list()[place].first + " ";
         return names;
     }
 

@@ -152,6 +152,37 @@ TEST_F(ReportCommand, Identities_AreReplacedUnlessTheyAreWanted) {
     EXPECT_NE(report({"--with-identities"}).out.find("identities are kept"), std::string::npos);
 }
 
+// Fewer digits than those that are an identity in every text.
+TEST_F(ReportCommand, ShortOwnNumber_IsReplacedUnlessItIsWanted) {
+    host.status(1, {{"MDN", "5550101"}});
+    host.file(LOG, "own number 5550101\n");
+    expectHidden("5550101");
+    EXPECT_NE(members({"-p", "1", "--with-identities"}).at("journal.1").find("5550101"),
+              std::string::npos);
+}
+
+// The file of a PIN that the SIM refused is emptied.
+TEST_F(ReportCommand, RefusedPin_IsInNoMember) {
+    host.status(1,
+                {{"SIM_EXTENDED_STATUS", "Error: Unable to unlock SIM PIN, bad password '4711'"}});
+    journalIs("Error: Unable to unlock SIM PIN, bad password '4711'");
+    expectHidden("4711");
+}
+
+TEST_F(ReportCommand, RecordingThatKeepsIdentities_IsNamed) {
+    const std::string path = "/var/log/cellslot/recording.1.jsonl";
+    host.file(path, "{\"recording\":1,\"identities\":\"replaced\"}\n");
+    EXPECT_EQ(report().out.find("keeps"), std::string::npos);
+    host.file(path,
+              "{\"recording\":1,\"identities\":\"replaced\"}\n"
+              "{\"recording\":1,\"identities\":\"kept\"}\n");
+    EXPECT_NE(report().out.find("but recording.1.jsonl keeps them: it was started with "
+                                "--with-identities\n"),
+              std::string::npos)
+        << report().out;
+    EXPECT_EQ(report({"--with-identities"}).out.find("keeps them"), std::string::npos);
+}
+
 TEST_F(ReportCommand, Recordings_AreInItAsTheyAre) {
     host.file("/var/log/cellslot/recording.1.older.jsonl", "{\"recording\":1}\n");
     host.file("/var/log/cellslot/recording.1.jsonl", "{\"ms\":1}\n{\"ms\":");

@@ -51,9 +51,34 @@ class cFullDisk {
     void (*m_oldHandler)(int);
 };
 
+// The files whose data were brought to the disk, as they were named then.
+std::vector<std::string> g_settled;
+int g_settlingError = 0;
+
+}  // namespace
+
+extern "C" int __real_sync_file_range(int fd, off64_t offset, off64_t bytes, unsigned flags);
+
+extern "C" int __wrap_sync_file_range(int fd, off64_t offset, off64_t bytes, unsigned flags) {
+    constexpr unsigned AND_WAIT = SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+    const bool isWhole = offset == 0 && bytes == 0;
+    if (isWhole && (flags & AND_WAIT) == AND_WAIT) {
+        g_settled.push_back(std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd)));
+    }
+    if (g_settlingError == 0) return __real_sync_file_range(fd, offset, bytes, flags);
+    errno = g_settlingError;
+    return -1;
+}
+
+namespace {
+
 class FileVector : public testing::Test {
   protected:
-    void SetUp() override { clearCapturedLog(); }
+    void SetUp() override {
+        clearCapturedLog();
+        g_settled.clear();
+        g_settlingError = 0;
+    }
 
     bool writeText(const std::string& path, const std::string& text) {
         cFileVector file(path);
@@ -81,6 +106,24 @@ TEST_F(FileVector, ExistingFile_IsReplacedWhole) {
     writeFile(m_path, "old content that is longer");
     EXPECT_TRUE(writeText(m_path, "new"));
     EXPECT_EQ(readFile(m_path), "new");
+}
+
+// Else the name may be on the disk before the data: a power cut then leaves a file of zero bytes.
+TEST_F(FileVector, Data_AreOnTheDiskBeforeTheFileHasItsName) {
+    writeFile(m_path, "old");
+    EXPECT_TRUE(writeText(m_path, "new"));
+    ASSERT_EQ(g_settled.size(), 1U);
+    EXPECT_NE(g_settled[0].find(cFileVector::TEMPORARY_NAME_PREFIX), std::string::npos)
+        << g_settled[0];
+}
+
+TEST_F(FileVector, FileSystemThatCannotSettleData_StillGetsTheFile) {
+    for (const int error : {EINVAL, EIO, ENOSYS}) {
+        g_settlingError = error;
+        EXPECT_TRUE(writeText(m_path, std::to_string(error)));
+        EXPECT_EQ(readFile(m_path), std::to_string(error));
+    }
+    EXPECT_TRUE(capturedLog().empty());
 }
 
 TEST_F(FileVector, NoLines_WriteAnEmptyFile) {
