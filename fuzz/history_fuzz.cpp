@@ -61,8 +61,8 @@ void readPending(const std::string& text) {
     for (const auto& [end, window] : pending.windows)
         ledger.add(window);
     check(cLedger::parse(ledger.text()).text() == ledger.text(), "their usage is read again", text);
-    pending.shift(1000000000);
-    pending.shift(-1000000000);
+    pending.shift(1000000000, 0, 1795219200);
+    pending.shift(-1000000000, 0, 1795219200);
     check(pending.windows.size() <= again.windows.size(), "a clock that is set adds none", text);
 }
 

@@ -24,7 +24,7 @@ class cLedger {
 
     // The number of the last commit, from 1; 0: none yet.
     uint64_t generation = 0;
-    // The end of the last second that was known.
+    // The end of the last second that was known: of a window, or an event.
     time_t until = 0;
 
     // "2026-11-21", "2026-11"; then the SIM.

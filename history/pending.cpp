@@ -1,5 +1,6 @@
 #include "history/pending.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <sstream>
@@ -46,7 +47,15 @@ sWindow& sPending::windowAt(time_t end) {
     return window;
 }
 
-void sPending::shift(long long seconds) {
+time_t sPending::end(time_t before) const {
+    time_t end = before;
+    if (!windows.empty()) end = std::max(end, windows.rbegin()->first);
+    for (const sEvent& event : events)
+        end = std::max(end, event.time);
+    return end;
+}
+
+void sPending::shift(long long seconds, time_t hostStart, time_t now) {
     const long long half = seconds < 0 ? -WINDOW_S / 2 : WINDOW_S / 2;
     const long long windowShift = (seconds + half) / WINDOW_S * WINDOW_S;
     const std::map<time_t, sWindow> old = std::move(windows);
@@ -54,7 +63,7 @@ void sPending::shift(long long seconds) {
     for (const auto& [end, window] : old)
         windowAt(end + windowShift).add(window);
     for (sEvent& event : events)
-        event.time += seconds;
+        if (event.time >= hostStart && event.time <= now) event.time += seconds;
 }
 
 void sPending::trim() {

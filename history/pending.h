@@ -24,8 +24,11 @@ struct sPending {
 
     bool isEmpty() const { return windows.empty() && events.empty(); }
     sWindow& windowAt(time_t end);
-    // Moves everything in time, to the nearest window.
-    void shift(long long seconds);
+    // The end of what is known, at least before: of the last whole window, or the last event.
+    time_t end(time_t before) const;
+    // Moves what was seen from the host's start (included) to now by a clock that was wrong,
+    // windows to the nearest one. What an earlier start of the host left has its right time.
+    void shift(long long seconds, time_t hostStart, time_t now);
     // Drops the oldest of what is too much: three hours, as before a clock is set at last.
     void trim();
 

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "cli/base/display_text.h"
 #include "history/history_paths.h"
@@ -52,8 +53,7 @@ bool cSlotRecorder::start(const sClock& clock, std::string& error) {
         m_pending.counters = counters;
     }
     m_pending.generation = m_ledger.generation + 1;
-    time_t lastKnown = m_ledger.until;
-    if (!m_pending.windows.empty()) lastKnown = m_pending.windows.rbegin()->first;
+    const time_t lastKnown = m_pending.end(m_ledger.until);
     if (lastKnown != 0)
         m_pending.events.push_back(eventOf(
             lastKnown, EVENT_LOST, "The history was not kept from here on: its service ended."));
@@ -93,14 +93,14 @@ bool cSlotRecorder::prepareStores(time_t now, std::string& error) {
 void cSlotRecorder::settleClock(const sClock& clock) {
     const long long offset = clock.wall - clock.runS;
     const long long step = offset - m_offset;
-    m_offset = offset;
+    const time_t hostStart = std::exchange(m_offset, offset);
     if (!m_isOffsetKnown) {
         m_isOffsetKnown = true;
         return;
     }
     if (std::llabs(step) <= CLOCK_STEP_S) return;
     const time_t before = clock.wall - step;
-    m_pending.shift(step);
+    m_pending.shift(step, hostStart, before);
     m_watch.shift(step);
     if (m_readingAt != 0) m_readingAt += step;
     const std::string how = isTimeKnown(before)
@@ -225,6 +225,8 @@ bool cSlotRecorder::commit(const sClock& clock, std::string& error) {
     cLedger ledger = m_ledger;
     for (const auto& [end, window] : complete)
         ledger.add(window);
+    for (const sEvent& event : m_pending.events)
+        ledger.until = std::max(ledger.until, event.time);
     ledger.trim(clock.wall);
     ledger.generation = m_pending.generation;
     cRedo redo;

@@ -126,8 +126,7 @@ void read(const sPlaces& places, int slot, sSnapshot& snapshot) {
     for (const auto& [end, window] : pending.windows)
         snapshot.ledger.add(window);
     snapshot.events.insert(snapshot.events.end(), pending.events.begin(), pending.events.end());
-    if (!pending.windows.empty())
-        snapshot.end = std::max(snapshot.end, pending.windows.rbegin()->first);
+    snapshot.end = pending.end(snapshot.end);
 }
 
 }  // namespace

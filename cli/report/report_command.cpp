@@ -199,7 +199,7 @@ void addReportCommand(const cSubcommand& app, sCliContext& context, tCommandRunn
     command.option("FILE", options->file, "the tar archive to write").required();
     addSlotOption(command, options->slot, "only this slot [all slots in use]");
     command.flag("--with-identities", options->withIdentities,
-                 "keep identities and messages, not in recordings");
+                 "keep identities and messages outside recordings");
     command.footer(
         "Lists what is in it, then writes it: recordings, status, configuration, doctor,\n"
         "versions, journal. PIN, PUK, user name and password are left out.\n"

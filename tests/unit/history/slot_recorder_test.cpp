@@ -44,6 +44,31 @@ TEST_F(SlotRecorder, ClockSetForTheFirstTime_EarlierMinutesGetTheirRightPlace) {
     EXPECT_TRUE(hasEvent(history, EVENT_CLOCK));
 }
 
+// A gateway without a battery, after a power cut: the clock begins in 1970 again.
+TEST_F(SlotRecorder, ClockSetAfterAPowerCut_TheTimeWithoutPowerIsNotKnown) {
+    {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 1000});
+        follow(recorder, connectedReading(), DAY, 600, 1000);
+        commit(recorder, {DAY + 600, 1600});
+    }
+    forgetMemory();
+    for (const time_t wrong : {YEAR_1970, DAY + 900}) {
+        const tFiles before = files();
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {wrong, 10});
+        follow(recorder, connectedReading(), wrong, 300, 10);
+        follow(recorder, connectedReading(), DAY + 4000, 300, 320);
+        commit(recorder, {DAY + 4300, 620});
+        const cSlotHistory history(places, 1);
+        EXPECT_EQ(history.availability({DAY, DAY + 4300}).knownS, 600 + 310 + 300) << wrong;
+        EXPECT_EQ(history.events({DAY, DAY + 700}, 10).back().kind, EVENT_LOST) << wrong;
+        EXPECT_TRUE(history.events({DAY + 4301, DAY + 100 * 365 * DAY_S}, 10).empty()) << wrong;
+        restore(before);
+        forgetMemory();
+    }
+}
+
 TEST_F(SlotRecorder, ClockSetBack_NothingIsStoredTwice_AndItGoesOn) {
     cSlotRecorder recorder(places, 1);
     start(recorder, {DAY, 0});
@@ -137,6 +162,43 @@ TEST_F(SlotRecorder, KilledAndStartedAgain_LosesNothing) {
     const cSlotHistory history(places, 1);
     EXPECT_EQ(history.availability({DAY, DAY + 700}).knownS, 690);
     EXPECT_EQ(history.usageByDay({DAY, DAY + DAY_S}).at(0).usage.connectedS, 690u);
+}
+
+// The last event may be later than the last whole ten seconds: what follows it is not known either.
+TEST_F(SlotRecorder, KilledJustAfterAnOutageBegan_TheGapIsNoOutage) {
+    for (const time_t begin : {time_t{0}, time_t{600}}) {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 0});
+        follow(recorder, connectedReading(), DAY, begin, 0);
+        recorder.follow(offlineReading(), {DAY + begin + 5, begin + 5});
+        cSlotRecorder next(places, 1);
+        start(next, {DAY + 4000, 4000});
+        follow(next, connectedReading(), DAY + 4000, 100, 4000);
+        commit(next, {DAY + 4100, 4100});
+        const cSlotHistory history(places, 1);
+        EXPECT_EQ(history.availability({DAY, DAY + 4100}).knownS, begin + 5 + 100);
+        EXPECT_TRUE(history.outages({DAY, DAY + 4100}).empty());
+        restore({});
+        forgetMemory();
+    }
+}
+
+TEST_F(SlotRecorder, PowerCutJustAfterAnOutageWasWritten_TheGapIsNoOutage) {
+    {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 0});
+        follow(recorder, connectedReading(), DAY, 600, 0);
+        recorder.follow(offlineReading(), {DAY + 605, 605});
+        commit(recorder, {DAY + 605, 605});
+    }
+    forgetMemory();
+    cSlotRecorder next(places, 1);
+    start(next, {DAY + 4000, 4000});
+    follow(next, connectedReading(), DAY + 4000, 100, 4000);
+    commit(next, {DAY + 4100, 4100});
+    const cSlotHistory history(places, 1);
+    EXPECT_EQ(history.availability({DAY, DAY + 4100}).knownS, 705);
+    EXPECT_TRUE(history.outages({DAY, DAY + 4100}).empty());
 }
 
 TEST_F(SlotRecorder, TwoSlots_KeepTheirFiguresApart) {
