@@ -122,14 +122,14 @@ void cHiddenExchange::keepCommand(eRecordedPort port, const char* text, size_t s
     const std::string& plain = memory.plainCommand;
     if (!isCommandLine(text, size) || plain.size() != size || plain.compare(0, size, text) != 0)
         return;
-    std::string line = lineFrom(readyBefore);
+    std::string line(lineFrom(readyBefore));
     line.resize(line.rfind(':') + 1);
     knownOn(port).keepCommand(plain, line + USUAL_DELAY + LINE_END, memory.bareLine);
 }
 
 // What follows the time in the line that has become ready.
-std::string cHiddenExchange::lineFrom(size_t readyBefore) const {
-    const std::string line = m_ready.text(readyBefore);
+std::string_view cHiddenExchange::lineFrom(size_t readyBefore) const {
+    const std::string_view line(m_ready.data() + readyBefore, m_ready.size() - readyBefore);
     return line.substr(line.find(','));
 }
 

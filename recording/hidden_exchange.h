@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "recording/json_line.h"
@@ -126,7 +127,7 @@ class cHiddenExchange {
                            uint64_t endMs);
     void addUnknown(const sEvent& event, const char* data, size_t size);
     void keepCommand(eRecordedPort port, const char* text, size_t size, size_t readyBefore);
-    std::string lineFrom(size_t readyBefore) const;
+    std::string_view lineFrom(size_t readyBefore) const;
     void splitLines(const sEvent& event);
     void endLine(eRecordedPort port, eRecordedWay way, size_t at, size_t size);
     void applyRules(eRecordedPort port, eRecordedWay way, char* line, size_t size);

@@ -50,14 +50,14 @@ void cKnownExchanges::keepCommand(const std::string& text, const std::string& li
     *m_last = {text, line, bareLine, {}, 0, nullptr};
 }
 
-void cKnownExchanges::keepAnswer(const char* bytes, size_t size, const std::string& line) {
+void cKnownExchanges::keepAnswer(const char* bytes, size_t size, std::string_view line) {
     if (m_last == nullptr || size == 0 || size > BYTES_MAX || line.size() > LINE_MAX) return;
     std::vector<sKnownAnswer>& answers = m_last->answers;
-    if (answers.size() < sKnownCommand::ANSWERS_MAX) {
-        answers.push_back({{bytes, size}, line});
-        return;
-    }
-    answers[m_last->oldestAnswer++ % sKnownCommand::ANSWERS_MAX] = {{bytes, size}, line};
+    if (answers.size() < sKnownCommand::ANSWERS_MAX) answers.emplace_back();
+    // Once there are enough of them, the memory of the oldest one is used again.
+    const size_t place = m_last->nextAnswer++ % sKnownCommand::ANSWERS_MAX;
+    answers[place].bytes.assign(bytes, size);
+    answers[place].line.assign(line);
 }
 
 void cKnownExchanges::forgetAll() {

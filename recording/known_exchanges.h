@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "recording/line_names.h"
@@ -22,7 +23,7 @@ struct sKnownCommand {
     std::string line;  // of the recording, from the comma after the time on
     eBareLine bareLine = eBareLine::UNKNOWN;
     std::vector<sKnownAnswer> answers;
-    size_t oldestAnswer = 0;
+    size_t nextAnswer = 0;          // the oldest one, if there are ANSWERS_MAX
     sKnownCommand* next = nullptr;  // that came after it last time
 };
 
@@ -57,7 +58,7 @@ class cKnownExchanges {
     // The command becomes the last one. It takes the place of the oldest one with its hash.
     void keepCommand(const std::string& text, const std::string& line, eBareLine bareLine);
     // For the last command, in the place of the oldest if there are too many.
-    void keepAnswer(const char* bytes, size_t size, const std::string& line);
+    void keepAnswer(const char* bytes, size_t size, std::string_view line);
 
     // Something that is not known was written.
     void forgetLast() { m_last = nullptr; }
