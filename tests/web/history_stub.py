@@ -37,7 +37,7 @@ def history(length):
               "text": "No network yet; the modem is searching."}
     return {"times": [begin + i * step for i in range(POINTS)], "series": series,
             "availability": {"connected_seconds": 270 * step, "known_seconds": 285 * step},
-            "outages": [outage], "usage": {"received_bytes": 1234567, "sent_bytes": 98765}}
+            "outages_total": 1, "outages": [outage], "usage": {"received_bytes": 1234567, "sent_bytes": 98765}}
 
 
 def events(slot):

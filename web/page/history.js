@@ -89,13 +89,13 @@ function draw(uPlot, history) {
 }
 
 function showFigures(history) {
-  const { availability, outages, usage } = history;
+  const { availability, outages, outages_total: total, usage } = history; // a list has the newest of many
   const share = availability.known_seconds
     ? `${(100 * availability.connected_seconds / availability.known_seconds).toFixed(2)} % of ${durationText(availability.known_seconds)} that are known`
     : 'not known';
   replaceFacts(byId('history-facts'), [
     ['Connected', share],
-    ['Outages', String(outages.length)],
+    ['Outages', String(total)],
     ['Data', usage.received_bytes === null ? 'not known'
       : `${bytesText(usage.received_bytes)} received, ${bytesText(usage.sent_bytes)} sent`],
   ]);
@@ -103,7 +103,7 @@ function showFigures(history) {
     outage.to === null ? 'lasts' : durationText(outage.to - outage.from), outage.text || 'cause not known']).reverse();
   byId('outages').replaceChildren(...(rows.length
     ? [element('div', { class: 'scroll', tabindex: '0', role: 'region', 'aria-label': 'Table of outages' },
-      table('Outages, the newest first', ['Since', 'Duration', 'Cause'], rows))] : []));
+      table(rows.length < total ? `The newest ${rows.length} outages` : 'Outages, the newest first', ['Since', 'Duration', 'Cause'], rows))] : []));
 }
 
 async function load() {
