@@ -194,7 +194,7 @@ class Lan(WebCase):
             self.addCleanup(shutil.rmtree, folder)
             for name in set(cases) - {missing}:
                 shutil.copy(self.folder / name, folder)
-            # As systemd does with SetCredential.
+            # As the package makes them.
             (folder / missing).touch()
             server = Server(address=LAN, credentials=folder)
             self.assertEqual(server.process.wait(LIMIT_S), 1, missing)
