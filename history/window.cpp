@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "history/utc_time.h"
 #include "history/words.h"
+#include "observed/utc_time.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

@@ -16,8 +16,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly SYSTEM_JOBS=10
 readonly ASAN_JOBS=3  # some of them sleep
 readonly ASAN_LOG=build/asan.log
-readonly FOLDERS=(.ci atcmd bench cli config device fuzz gateway-tools gps history include le910sim main
-    packaging platform published recording scripts sms statemachine tests web)
+readonly FOLDERS=(.ci agent atcmd bench cli config device fuzz gateway-tools gps history include le910sim main
+    observed packaging platform published recording scripts sms statemachine tests web)
 
 # Unit and flow tests run under the sanitizers, system tests with the programs that ship.
 releaseTargets=(cellslot cellslot-history cellslot-historyd cellslot-web-history cellslotd gateway_day le910sim

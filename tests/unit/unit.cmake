@@ -192,13 +192,16 @@ if(TARGET cellslot_web_lib)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()
 
+cellslot_add_unit_tests(observed TOOL
+    LIBS cellslot_observed
+    SOURCES unit/observed/event_watch_test.cpp)
+
 # Built where librrd is installed.
 if(HISTORY_BUILT)
     cellslot_add_unit_tests(history
         TOOL
         LIBS cellslot_history cellslot_rrd_slim cellslot_cli
-        SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp
-                unit/history/event_watch_test.cpp unit/history/layout_test.cpp
+        SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp unit/history/layout_test.cpp
                 unit/history/page_reader_test.cpp unit/history/redo_test.cpp
                 unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
                 unit/history/slot_recorder_test.cpp unit/history/span_test.cpp

@@ -1,4 +1,4 @@
-#include "history/utc_time.h"
+#include "observed/utc_time.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
-#include "history/event.h"
+#include "observed/event.h"
 
 #include <nlohmann/json.hpp>
 
-#include "history/utc_time.h"
+#include "observed/utc_time.h"
 
 namespace {
 

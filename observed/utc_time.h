@@ -1,5 +1,5 @@
-#ifndef HISTORY_UTC_TIME_H
-#define HISTORY_UTC_TIME_H
+#ifndef OBSERVED_UTC_TIME_H
+#define OBSERVED_UTC_TIME_H
 
 #include <ctime>
 #include <optional>
