@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "history/words.h"
-#include "observed/utc_time.h"
+#include "cli/base/utc_time.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

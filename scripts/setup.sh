@@ -42,6 +42,7 @@ readonly TEST=(
     libgnutls28-dev
     libgtest-dev
     libmicrohttpd-dev
+    libmosquitto-dev
     librrd-dev
     lintian
     man-db

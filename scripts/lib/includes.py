@@ -48,6 +48,7 @@ ROOMS = {
             "cli/doctor"],
     "observed": ["include", "platform/include", "published", "cli/base", "cli/status"],
     "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status", "observed"],
+    "mqtt": ["platform/include", "published", "cli/base"],
     "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
 }
 
