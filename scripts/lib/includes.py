@@ -49,6 +49,8 @@ ROOMS = {
     "observed": ["include", "platform/include", "published", "cli/base", "cli/status"],
     "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status", "observed"],
     "mqtt": ["platform/include", "published", "cli/base"],
+    "agent": ["include", "platform/include", "platform/files", "platform/store", "published", "cli/base", "cli/status",
+              "observed", "mqtt"],
     "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
 }
 
