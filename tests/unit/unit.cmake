@@ -167,7 +167,8 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/doctor_host_checks_test.cpp unit/cli/doctor/doctor_slot_checks_test.cpp
             unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/neighbour_checks_test.cpp
             unit/cli/doctor/slot_setup_test.cpp
-            unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
+            unit/cli/base/draft_file_test.cpp unit/cli/base/settings_file_test.cpp
+            unit/cli/base/utc_time_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/history_package_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
@@ -179,6 +180,16 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/status/watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
                                              STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+
+# Built only where libmosquitto is.
+if(TARGET cellslot_mqtt)
+    cellslot_add_unit_tests(mqtt TOOL
+        LIBS cellslot_mqtt
+        SOURCES unit/mqtt/base64_test.cpp unit/mqtt/broker_link_test.cpp
+                unit/mqtt/broker_options_test.cpp unit/mqtt/command_test.cpp
+                unit/mqtt/message_id_test.cpp unit/mqtt/messages_test.cpp
+                unit/mqtt/reconnect_pause_test.cpp unit/mqtt/topics_test.cpp)
+endif()
 
 # Built only where the page is.
 if(TARGET cellslot_web_lib)
