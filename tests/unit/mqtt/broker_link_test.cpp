@@ -194,6 +194,30 @@ TEST_F(BrokerLink, MessageAndSubscription_Arrive) {
     EXPECT_EQ(said, (std::vector<std::string>{"granted", "retained a/b x"}));
 }
 
+TEST_F(BrokerLink, ManyMessages_ArriveInOneTurn) {
+    start();
+    comeUp();
+    std::string octets;
+    for (int count = 0; count < 100; ++count)
+        octets += std::string("\x30\x04\x00\x01tx", 6);
+    broker.send(octets);
+    turnUntilSaid(1);
+    EXPECT_EQ(said, std::vector<std::string>(100, "t x"));
+}
+
+TEST_F(BrokerLink, Flood_LeavesTheOwnerTimeAndIsReadOn) {
+    start();
+    comeUp();
+    std::string octets;
+    for (int count = 0; count < 1000; ++count)
+        octets += std::string("\x30\x04\x00\x01tx", 6);
+    broker.send(octets);
+    turnUntilSaid(1);
+    EXPECT_LT(said.size(), 1000u);
+    EXPECT_EQ(link->dueMs(), nowMs);
+    turnUntilSaid(1000);
+}
+
 TEST_F(BrokerLink, RefusedSubscription_IsSaid) {
     start();
     comeUp();
