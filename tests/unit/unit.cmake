@@ -189,6 +189,17 @@ if(TARGET cellslot_mqtt)
                 unit/mqtt/broker_options_test.cpp unit/mqtt/command_test.cpp
                 unit/mqtt/message_id_test.cpp unit/mqtt/messages_test.cpp
                 unit/mqtt/reconnect_pause_test.cpp unit/mqtt/topics_test.cpp)
+
+    # With the modules of Debian's own Python.
+    add_executable(message_samples unit/mqtt/message_samples.cpp unit/cli/fixture.cpp)
+    target_link_libraries(message_samples PRIVATE cellslot_mqtt cellslot_cli cellslot_test_support)
+    target_compile_definitions(message_samples PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+    add_dependencies(unit_and_flow_tests message_samples)
+    add_test(NAME unit.message_schemas
+        COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/unit/mqtt/schemas_test.py
+                $<TARGET_FILE:message_samples> ${CMAKE_SOURCE_DIR}/docs/fleet/schemas
+                ${CMAKE_SOURCE_DIR}/docs/fleet/asyncapi.yaml)
+    set_tests_properties(unit.message_schemas PROPERTIES LABELS "unit;tool" TIMEOUT ${TEST_TIMEOUT_S})
 endif()
 
 # Built only where the page is.

@@ -81,9 +81,9 @@ TEST(Messages, DeepOrLongText_IsNotRead) {
 }
 
 TEST(Messages, Status_IsTheSlotOfTheCommandWithItsTime) {
-    const std::string text = statusText(NOON, R"({"slots":[{"slot":2,"state":"connected"}]})");
+    const std::string text = slotStatusText(NOON, R"({"slots":[{"slot":2,"state":"connected"}]})");
     EXPECT_EQ(text, R"({"time":"2026-11-22T12:00:00Z","slots":[{"slot":2,"state":"connected"}]})");
-    const std::optional<sStatus> read = parseStatus(text);
+    const std::optional<sSlotStatus> read = parseSlotStatus(text);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->time, NOON);
     EXPECT_EQ(read->slotJson, R"({"slot":2,"state":"connected"})");
@@ -95,7 +95,7 @@ TEST(Messages, OddStatus_IsNotRead) {
                              R"({"time":"2026-11-22T12:00:00Z","slots":{"a":{}}})",
                              R"({"time":"2026-11-22T12:00:00Z","slots":[1]})",
                              R"({"time":"2026-11-22T12:00:00Z","slots":[{},{}]})"})
-        EXPECT_FALSE(parseStatus(text)) << text;
+        EXPECT_FALSE(parseSlotStatus(text)) << text;
 }
 
 TEST(Messages, Event_IsReadBack) {
