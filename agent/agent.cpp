@@ -225,8 +225,8 @@ void cAgent::sendStatuses(const sAgentClock& clock) {
         if (!m_broker.isUp()) return;
         const std::optional<std::string>& status = watch.status().due();
         if (!status) continue;
-        const int messageId =
-            m_broker.publish(topic(eTopic::STATUS, slot), statusText(clock.wall, *status), true);
+        const int messageId = m_broker.publish(topic(eTopic::STATUS, slot),
+                                               slotStatusText(clock.wall, *status), true);
         if (messageId < 0) continue;
         m_sent[messageId] = {0, slot};
         watch.status().noteSent();

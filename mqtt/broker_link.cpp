@@ -5,6 +5,7 @@
 #include <netinet/tcp.h>
 #include <openssl/ssl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -20,7 +21,10 @@
 namespace {
 
 constexpr int QOS = 1;  // at least once; what comes twice is known by its identifier
+constexpr int QOS_REFUSED = 0x80;
 constexpr int PACKETS = 1;
+// In one turn, so that a flood does not keep the owner from its other work.
+constexpr int READS_MAX = 256;
 constexpr int MQTT_CONNECTED = 0;
 constexpr int SESSION_PRESENT = 1;  // flag of the broker's answer
 // TCP and TLS together. A modem that has just registered may take half a minute for its first
@@ -169,6 +173,7 @@ void cBrokerLink::followRequest(int64_t nowMs) {
 void cBrokerLink::connect(int64_t nowMs) {
     m_refusal.clear();
     m_tlsError.clear();
+    m_hasMore = false;
     m_state = eState::CONNECTING;
     m_sinceMs = nowMs;
     const std::string problem = prepare();
@@ -232,13 +237,31 @@ std::string cBrokerLink::prepareTls() {
 void cBrokerLink::work(short revents) {
     struct mosquitto* connection = m_connection.get();
     int result = MOSQ_ERR_SUCCESS;
-    if (revents & (POLLIN | POLLHUP | POLLERR)) result = mosquitto_loop_read(connection, PACKETS);
+    if ((revents & (POLLIN | POLLHUP | POLLERR)) || m_hasMore) result = read();
     if (result == MOSQ_ERR_SUCCESS && fd() != -1 && (revents & POLLOUT))
         result = mosquitto_loop_write(connection, PACKETS);
     if (result == MOSQ_ERR_SUCCESS) result = mosquitto_loop_misc(connection);
     if (result == MOSQ_ERR_SUCCESS && fd() == -1) result = MOSQ_ERR_CONN_LOST;
     if (result == MOSQ_ERR_SUCCESS && m_refusal.empty()) return;
     fail(m_nowMs, m_refusal.empty() ? reason(result) : m_refusal);
+}
+
+// The library reads one packet at a time; what TLS has decrypted already, poll(2) does not see.
+int cBrokerLink::read() {
+    int result = MOSQ_ERR_SUCCESS;
+    int reads = 0;
+    do {
+        result = mosquitto_loop_read(m_connection.get(), PACKETS);
+        m_hasMore = result == MOSQ_ERR_SUCCESS && isMoreThere();
+    } while (m_hasMore && ++reads < READS_MAX);
+    return result;
+}
+
+bool cBrokerLink::isMoreThere() const {
+    auto* tls = static_cast<SSL*>(mosquitto_ssl_get(m_connection.get()));
+    if (tls && SSL_pending(tls) > 0) return true;
+    int waiting = 0;
+    return fd() != -1 && ioctl(fd(), FIONREAD, &waiting) == 0 && waiting > 0;
 }
 
 // What time brings.
@@ -250,7 +273,7 @@ void cBrokerLink::watch(int64_t nowMs) {
         return;
     }
     if (nowMs - m_sinceMs >= cReconnectPause::GOOD_MS) m_pause.reset();
-    m_dueMs = nowMs + LOOK_MS;
+    m_dueMs = m_hasMore ? nowMs : nowMs + LOOK_MS;
 }
 
 // The next broker is tried at once; after the last one comes the pause.
@@ -293,10 +316,11 @@ int cBrokerLink::publish(const std::string& topic, const std::string& payload, b
     return result == MOSQ_ERR_SUCCESS ? messageId : -1;
 }
 
-int cBrokerLink::subscribe(const std::string& filter) {
+int cBrokerLink::subscribe(const std::string& filter, eDelivery delivery) {
     if (!isUp()) return -1;
     int messageId = -1;
-    const int result = mosquitto_subscribe(m_connection.get(), &messageId, filter.c_str(), QOS);
+    const int quality = delivery == eDelivery::AT_LEAST_ONCE ? QOS : 0;
+    const int result = mosquitto_subscribe(m_connection.get(), &messageId, filter.c_str(), quality);
     return result == MOSQ_ERR_SUCCESS ? messageId : -1;
 }
 
@@ -330,7 +354,7 @@ void cBrokerLink::onPublish(struct mosquitto*, void* self, int messageId) {
 void cBrokerLink::onSubscribe(struct mosquitto*, void* self, int messageId, int count,
                               const int* granted) {
     const auto& link = *static_cast<cBrokerLink*>(self);
-    const bool isGranted = count > 0 && granted[0] <= QOS;
+    const bool isGranted = count > 0 && granted[0] < QOS_REFUSED;
     if (link.m_handlers.subscribed) link.m_handlers.subscribed(messageId, isGranted);
 }
 

@@ -18,7 +18,7 @@ struct sIncomingMessage {
     bool isRetained;  // the broker had it before this subscription
 };
 
-// A connection to a broker, MQTT 3.1.1, QoS 1, for a loop of its owner: never blocks but while a
+// A connection to a broker, MQTT 3.1.1, for a loop of its owner: never blocks but while a
 // name is looked up. Comes back by itself: the brokers of the options in turn, then a pause
 // (cReconnectPause). What was not acknowledged when the connection ended is forgotten here; the
 // owner sends it again.
@@ -66,7 +66,10 @@ class cBrokerLink {
     // Gives a number by which it is acknowledged, or -1 if there is no connection or it is too
     // long.
     int publish(const std::string& topic, const std::string& payload, bool isRetained);
-    int subscribe(const std::string& filter);
+    // AT_MOST_ONCE is for reading many retained messages: a broker sends those that it wants to
+    // have acknowledged a few at a time, and drops what is too much for its queue.
+    enum class eDelivery { AT_MOST_ONCE, AT_LEAST_ONCE };
+    int subscribe(const std::string& filter, eDelivery delivery = eDelivery::AT_LEAST_ONCE);
 
     // Ends the connection, if any, in order, and makes a new one with the next turn.
     void renew();
@@ -83,6 +86,8 @@ class cBrokerLink {
     void watch(int64_t nowMs);
     void followRequest(int64_t nowMs);
     void work(short revents);
+    int read();
+    bool isMoreThere() const;
     void fail(int64_t nowMs, const std::string& why);
     std::string reason(int error) const;
 
@@ -104,7 +109,8 @@ class cBrokerLink {
     eState m_state = eState::PAUSING;
     eRequest m_request = eRequest::NONE;
     bool m_isTurning = false;
-    size_t m_broker = 0;  // which of the options is tried, or connected to
+    bool m_hasMore = false;  // is there to be read
+    size_t m_broker = 0;     // which of the options is tried, or connected to
     cReconnectPause m_pause;
     int64_t m_dueMs = 0;
     int64_t m_sinceMs = 0;  // of the state

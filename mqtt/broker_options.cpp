@@ -138,18 +138,30 @@ class cProblems {
     std::vector<std::string> m_sentences;
 };
 
+bool isPreSharedKey(const std::string& text) {
+    return text.size() >= KEY_DIGITS_MIN && text.size() % 2 == 0 &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+// A file that cannot be read is a problem of its own.
+bool hasBadKey(const std::string& path) {
+    if (access(path.c_str(), R_OK) != 0) return false;
+    try {
+        return !isPreSharedKey(readSecretLine(path));
+    } catch (const cFailure&) {
+        return true;
+    }
+}
+
 void checkPsk(const sBrokerOptions& options, const sPlaces& places, cProblems& problems) {
     problems.addIf(options.pskIdentity.empty() != options.pskFile.empty(),
                    "PSK_IDENTITY and PSK_FILE belong together; set both or none");
-    problems.addIf(
-        !options.pskFile.empty() && (!options.caFile.empty() || !options.certFile.empty()),
-        "a pre-shared key takes the place of certificates; set PSK_FILE, or CA_FILE and "
-        "CERT_FILE");
+    if (options.pskFile.empty()) return;
+    problems.addIf(!options.caFile.empty() || !options.certFile.empty(),
+                   "a pre-shared key takes the place of certificates; set PSK_FILE, or CA_FILE and "
+                   "CERT_FILE");
     problems.checkReadable("PSK_FILE", options.pskFile);
-    if (options.pskFile.empty() || access(places.at(options.pskFile).c_str(), R_OK) != 0) return;
-    const std::string key = readSecretLine(places.at(options.pskFile));
-    problems.addIf(key.size() < KEY_DIGITS_MIN || key.size() % 2 != 0 ||
-                       key.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos,
+    problems.addIf(hasBadKey(places.at(options.pskFile)),
                    "the key in PSK_FILE is not at least 32 hexadecimal digits, two for each octet");
 }
 

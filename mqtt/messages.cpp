@@ -72,14 +72,14 @@ std::optional<sAvailability> parseAvailability(const std::string& text) {
     return availability;
 }
 
-std::string statusText(time_t time, const std::string& statusJson) {
+std::string slotStatusText(time_t time, const std::string& statusJson) {
     tJson object{{"time", utcText(time)}};
     const tJson status = tJson::parse(statusJson, nullptr, false);
     if (status.is_object()) object.update(status);
     return jsonText(object);
 }
 
-std::optional<sStatus> parseStatus(const std::string& text) {
+std::optional<sSlotStatus> parseSlotStatus(const std::string& text) {
     const std::optional<nlohmann::json> object = parseObject(text);
     if (!object) return std::nullopt;
     const std::optional<time_t> time = timeField(*object, "time");
@@ -87,7 +87,7 @@ std::optional<sStatus> parseStatus(const std::string& text) {
     if (!time || slots == object->end() || !slots->is_array() || slots->size() != 1 ||
         !slots->front().is_object())
         return std::nullopt;
-    return sStatus{*time, jsonText(slots->front())};
+    return sSlotStatus{*time, jsonText(slots->front())};
 }
 
 std::string eventText(const sWireEvent& event) {

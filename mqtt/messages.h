@@ -31,12 +31,12 @@ std::optional<sAvailability> parseAvailability(const std::string& text);
 
 // A slot's state: the object of "cellslot status --json" for this slot, and when it was made.
 // Retained.
-std::string statusText(time_t time, const std::string& statusJson);
-struct sStatus {
+std::string slotStatusText(time_t time, const std::string& statusJson);
+struct sSlotStatus {
     time_t time = 0;
     std::string slotJson;  // the object of the slot
 };
-std::optional<sStatus> parseStatus(const std::string& text);
+std::optional<sSlotStatus> parseSlotStatus(const std::string& text);
 
 // Something that has happened.
 struct sWireEvent {

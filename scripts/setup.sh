@@ -50,6 +50,8 @@ readonly TEST=(
     mmdebstrap
     pkg-config
     procps
+    python3-jsonschema
+    python3-yaml
     rrdtool
     shellcheck
     strace
