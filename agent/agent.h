@@ -45,6 +45,8 @@ class cAgent {
     bool isAllTaken() const { return m_sent.empty(); }
 
     cCommandDesk& desk() { return m_desk; }
+    // As of the last look.
+    const sSlotReport& report(int slot) { return watchOf(slot).report(); }
     void addEvent(int slot, const sEvent& event);
     // Puts what has happened into the store, and sends what waits there.
     void settle();

@@ -183,6 +183,20 @@ void cCommandDesk::noteChanging(const sCommand& command, const sAgentClock& cloc
     m_running.reset();
 }
 
+void cCommandDesk::noteStarted(const sCommand& command, const sAgentClock& clock) {
+    sKnownCommand known = m_store.command(command.id).value_or(sKnownCommand{});
+    if (known.outcome == resultWord(eResult::STARTED)) return;
+    known.outcome = resultWord(eResult::STARTED);
+    note(command, known,
+         sOutcome{eResult::STARTED,
+                  "The new file is in force; it stays if the gateway comes back with it.",
+                  {},
+                  "",
+                  false},
+         clock);
+    log(command, known.outcome);
+}
+
 void cCommandDesk::say(const sCommand& command, const sOutcome& outcome, const sAgentClock& clock) {
     sStoreChange change;
     change.messages = resultDrafts(command, outcome, clock.wall, m_store.room());

@@ -35,6 +35,8 @@ class cCommandDesk {
     std::optional<sCommand> start(const sAgentClock& clock);
     // A configuration change has been begun: others may run, its outcome comes later.
     void noteChanging(const sCommand& command, const sAgentClock& clock);
+    // The new file is in force. Said once, also if the agent is ended meanwhile.
+    void noteStarted(const sCommand& command, const sAgentClock& clock);
     // A result that is not the last one.
     void say(const sCommand& command, const sOutcome& outcome, const sAgentClock& clock);
     void end(const sCommand& command, const sOutcome& outcome, const sAgentClock& clock);

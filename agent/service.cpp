@@ -12,6 +12,7 @@
 
 #include "agent/agent.h"
 #include "agent/agent_paths.h"
+#include "agent/change_watch.h"
 #include "agent/root_link.h"
 #include "cli/base/failure.h"
 #include "include/service_manager.h"
@@ -64,7 +65,7 @@ class cService final : public iBroker {
                       m_agent.message(message.topic, message.payload, message.isRetained,
                                       readClock());
                   },
-                  [this](int messageId) { m_agent.acknowledged(messageId); },
+                  [this](int messageId) { noteAcknowledged(messageId); },
                   [this](int, bool isGranted) { noteSubscribed(isGranted); },
                   [this] { return m_agent.lastWill(readClock()); }},
                  places) {}
@@ -84,6 +85,7 @@ class cService final : public iBroker {
             workAsRoot();
             const long long nextS = m_agent.work(readClock());
             startCommand();
+            followChange();
             m_dueMs = monotonicMs() + nextS * 1000;
             notifyAlive();
         }
@@ -92,13 +94,14 @@ class cService final : public iBroker {
     }
 
   private:
-    enum { SIGNALS, BROKER, ROOT, EVENTS };
+    enum { SIGNALS, BROKER, ROOT, CONFIRMATION, EVENTS };
 
     // Whether a signal asks for the end.
     bool waitForWork(int signals) {
         m_events[SIGNALS] = {signals, POLLIN, 0};
         m_events[BROKER] = {m_link.fd(), m_link.events(), 0};
         m_events[ROOT] = {m_root.fd(), m_root.events(), 0};
+        m_events[CONFIRMATION] = {m_confirmation.fd(), m_confirmation.events(), 0};
         const int64_t waitMs = std::min(m_dueMs, m_link.dueMs()) - monotonicMs();
         // Rounded up: a timer that wakes early would wake again and again.
         const int count =
@@ -110,6 +113,9 @@ class cService final : public iBroker {
     void noteUp(bool isSessionPresent) {
         log("connected to " + m_link.broker());
         m_lastWhy.clear();
+        m_change.noteUp();
+        // A connection that was renewed has ended without a word.
+        m_agent.down();
         m_agent.up(isSessionPresent, readClock());
     }
 
@@ -118,6 +124,11 @@ class cService final : public iBroker {
         if (why != m_lastWhy) log(why);
         m_lastWhy = why;
         m_agent.down();
+    }
+
+    void noteAcknowledged(int messageId) {
+        m_change.noteAnswered();
+        m_agent.acknowledged(messageId);
     }
 
     void noteSubscribed(bool isGranted) {
@@ -147,6 +158,41 @@ class cService final : public iBroker {
         m_agent.settle();
     }
 
+    void followChange() {
+        if (m_confirmation.isOpen() && m_confirmation.turn(readClock().runS)) {
+            const sOutcome outcome = m_confirmation.takeAnswer().outcome;
+            m_change.noteConfirmed(outcome.status == eResult::DONE);
+            if (outcome.status != eResult::DONE) log("not confirmed: " + outcome.text);
+        }
+        const std::optional<sCommand> command = m_agent.desk().changing();
+        if (!command || m_confirmation.isOpen()) return;
+        using eNeed = cChangeWatch::eNeed;
+        switch (m_change.look(m_places, *command, m_agent.report(command->slot.value_or(1)))) {
+            case eNeed::NOTHING:
+                return;
+            case eNeed::SAY_STARTED:
+                m_agent.desk().noteStarted(*command, readClock());
+                m_change.noteStarted();
+                return m_agent.settle();
+            case eNeed::RENEW:
+                log("the daemon has set up its modem with the new file; making a new connection");
+                m_link.renew();
+                return m_change.noteRenewed();
+            case eNeed::CONFIRM:
+                return askToConfirm(command->id);
+            case eNeed::END:
+                m_agent.desk().end(*command, m_change.outcome(), readClock());
+                return m_agent.settle();
+        }
+    }
+
+    void askToConfirm(const std::string& id) {
+        std::string error;
+        if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
+                                  readClock().runS, error))
+            log(error);
+    }
+
     void sayGoodbye() {
         m_agent.sayStopped(readClock());
         const int64_t endMs = monotonicMs() + LAST_WORDS_MS;
@@ -162,6 +208,8 @@ class cService final : public iBroker {
     cAgent m_agent;
     cBrokerLink m_link;
     cRootLink m_root;
+    cRootLink m_confirmation;  // beside a command that runs
+    cChangeWatch m_change;
     sCommand m_command;  // that m_root executes
     std::string m_lastWhy;
     pollfd m_events[EVENTS] = {};

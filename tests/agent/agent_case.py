@@ -1,7 +1,6 @@
 """What the tests of the agent share: a gateway with a connected modem, a broker, an operator, the agent, and
 what systemd does for its services."""
 
-import os
 import pathlib
 import shutil
 import socket
@@ -18,6 +17,7 @@ from broker import GATEWAY, Broker, Operator  # noqa: E402
 
 CONFIG = pathlib.Path("/etc/cellslot/agent.conf")
 STORE = pathlib.Path("/var/lib/cellslot/agent")
+CHANGES = pathlib.Path("/var/lib/cellslot/agent-change")
 RUN = pathlib.Path("/run/cellslot-agent")
 
 
@@ -30,7 +30,8 @@ class RootSocket:
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.bind(str(path))
         self.socket.listen(16)
-        self.environment = {}
+        self.program = BIN / "cellslot"
+        self.processes = []
         threading.Thread(target=self.serve, daemon=True).start()
 
     def serve(self):
@@ -40,12 +41,42 @@ class RootSocket:
             except OSError:
                 return
             with connection:
-                subprocess.Popen([BIN / "cellslot-agent-root", "serve"], stdin=connection, stdout=connection,
-                                 env={**os.environ, **self.environment})
+                self.processes.append(subprocess.Popen(
+                    [BIN / "cellslot-agent-root", "serve", self.program], stdin=connection, stdout=connection))
 
     def close(self):
         self.socket.shutdown(socket.SHUT_RDWR)
         self.socket.close()
+        for process in self.processes:
+            process.kill()
+            process.wait()
+
+
+class Changer:
+    """Starts the service that ends a configuration change whenever one is pending, as the path unit has it."""
+
+    def __init__(self):
+        self.process = None
+        self.isEnding = False
+        self.output = WORK / "change.out"
+        self.thread = threading.Thread(target=self.run, daemon=True)
+        self.thread.start()
+
+    def run(self):
+        while not self.isEnding:
+            if not (CHANGES / "pending").exists():
+                time.sleep(0.05)
+                continue
+            with self.output.open("a") as output:
+                self.process = subprocess.Popen([BIN / "cellslot-agent-root", "change", BIN / "cellslot"],
+                                                stdout=output, stderr=output)
+            self.process.wait()
+
+    def close(self):
+        self.isEnding = True
+        if self.process is not None:
+            self.process.kill()
+        self.thread.join()
 
 
 class Agent:
