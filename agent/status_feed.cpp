@@ -1,6 +1,7 @@
 #include "agent/status_feed.h"
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 
 #include "cli/status/status_json.h"
@@ -9,7 +10,9 @@ namespace {
 
 using tJson = nlohmann::ordered_json;
 
-constexpr long long DEGREES_STEP = 5;
+constexpr double DEGREES_FAR = 5;
+// Goes with the signal, which is judged on its own.
+constexpr const char* SIGNAL_PROBLEM = "signal_poor";
 
 struct sField {
     const char* group;
@@ -17,9 +20,9 @@ struct sField {
 };
 
 // Compared seldom.
-constexpr sField SLOW[] = {{"network", "band"}, {"network", "channel"},     {"network", "cell"},
-                           {"network", "area"}, {"modem", "temperature_c"}, {"sms", "received"},
-                           {"sms", "sent"},     {"sms", "failed"}};
+constexpr sField SLOW[] = {{"network", "band"}, {"network", "channel"}, {"network", "cell"},
+                           {"network", "area"}, {"sms", "received"},    {"sms", "sent"},
+                           {"sms", "failed"}};
 
 // Divides the status into what is compared at once and what is compared seldom. The signal is
 // judged on its own; ages are not compared.
@@ -29,32 +32,35 @@ struct sCompared {
 };
 
 // The sentences name ages and figures.
-void keepIdsOnly(tJson& problems) {
-    for (tJson& problem : problems) {
-        problem.erase("what");
-        problem.erase("mend");
-    }
+tJson problemIds(const tJson& problems) {
+    tJson ids = tJson::array();
+    for (const tJson& problem : problems)
+        if (problem["id"] != SIGNAL_PROBLEM) ids.push_back({problem["id"], problem["severity"]});
+    return ids;
 }
 
 void takeOut(tJson& slot, const sField& field, tJson& slow) {
     const auto group = slot.find(field.group);
     if (group == slot.end() || !group->contains(field.name)) return;
-    tJson value = (*group)[field.name];
-    if (std::string(field.name) == "temperature_c" && value.is_number_integer())
-        value = value.get<long long>() / DEGREES_STEP;
-    slow.push_back(value);
+    slow.push_back((*group)[field.name]);
     group->erase(field.name);
 }
 
 sCompared compared(tJson slot) {
     slot.erase("age_seconds");
     slot.erase("signal");
-    keepIdsOnly(slot["problems"]);
+    slot["problems"] = problemIds(slot["problems"]);
+    if (slot.contains("modem")) slot["modem"].erase("temperature_c");
     if (slot.contains("session")) slot["session"].erase("seconds");
     tJson slow = tJson::array();
     for (const sField& field : SLOW)
         takeOut(slot, field, slow);
     return {slot.dump(), slow.dump()};
+}
+
+bool isFar(const std::optional<double>& now, const std::optional<double>& before) {
+    if (!now || !before) return now.has_value() != before.has_value();
+    return std::abs(*now - *before) >= DEGREES_FAR;
 }
 
 }  // namespace
@@ -68,7 +74,9 @@ void cStatusFeed::look(const sSlotReport& report, long long runS) {
 
     const bool isUrgent = now.urgent != m_urgent && !isPaused(runS);
     const bool isSignalNews = report.isGood() && m_signal.isNews(signal, runS);
-    const bool isSlow = now.slow != m_slow && runS - m_slowAtS >= SLOW_S;
+    const std::optional<double> degrees = report.file.record.decimal(STATUS_TEMPERATURE);
+    const bool isSlow =
+        (now.slow != m_slow || isFar(degrees, m_degrees)) && runS - m_slowAtS >= SLOW_S;
     m_signalNews.reset();
     if (isSignalNews) m_signalNews = slot["signal"].dump();
     if (!m_isFirst && !isUrgent && !isSignalNews && !isSlow) {
@@ -84,6 +92,7 @@ void cStatusFeed::look(const sSlotReport& report, long long runS) {
     m_isFirst = false;
     m_urgent = now.urgent;
     m_slow = now.slow;
+    m_degrees = degrees;
     m_slowAtS = runS;
     m_due = text;
 }

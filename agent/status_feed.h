@@ -17,7 +17,7 @@ class cStatusFeed {
     // After so long without a change, the next one counts at once again.
     static constexpr long long QUIET_S = 900;
     // For cells, channels, degrees and counters.
-    static constexpr long long SLOW_S = 3600;
+    static constexpr long long SLOW_S = 6 * 3600;
 
     // A look at the slot; runS: seconds that only go forward.
     void look(const sSlotReport& report, long long runS);
@@ -38,6 +38,7 @@ class cStatusFeed {
     cSignalWatch m_signal;
     std::string m_urgent;  // as sent
     std::string m_slow;
+    std::optional<double> m_degrees;
     bool m_isFirst = true;
     long long m_sentAtS = 0;  // because of something urgent
     long long m_slowAtS = 0;

@@ -239,3 +239,18 @@ if(HISTORY_BUILT)
     # Every commit waits for the disk: in memory that costs nothing.
     set_tests_properties(unit.history unit.history_command PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
 endif()
+
+if(TARGET cellslot_agent_root)
+    cellslot_add_unit_tests(agent TOOL
+        LIBS cellslot_agent_root
+        SOURCES unit/agent/agent_config_test.cpp unit/agent/agent_store_test.cpp
+                unit/agent/agent_test.cpp unit/agent/command_desk_test.cpp
+                unit/agent/config_change_test.cpp unit/agent/execution_test.cpp
+                unit/agent/outcome_test.cpp unit/agent/permission_test.cpp
+                unit/agent/root_protocol_test.cpp unit/agent/status_feed_test.cpp
+                unit/cli/fixture.cpp)
+    target_link_libraries(agent_tests PRIVATE cellslot_cli)
+    target_compile_definitions(agent_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+    # Every commit waits for the disk: in memory that costs nothing.
+    set_tests_properties(unit.agent PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+endif()
