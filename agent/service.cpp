@@ -15,6 +15,7 @@
 #include "agent/agent_store.h"
 #include "agent/change_watch.h"
 #include "agent/root_link.h"
+#include "agent/working_memory.h"
 #include "cli/base/failure.h"
 #include "include/service_manager.h"
 #include "mqtt/broker_link.h"
@@ -25,6 +26,8 @@ namespace {
 
 // The broker gets so long to take the last words.
 constexpr int64_t LAST_WORDS_MS = 3000;
+// After something has changed; the messages that follow it have been sent then.
+constexpr int64_t SETTLED_MS = 30'000;
 constexpr int CONFIG_LOOK_S = 60;
 constexpr int ALIVE_EVERY_S = 20;
 
@@ -94,6 +97,7 @@ class cService final : public iBroker {
             startCommand();
             followChange();
             noteState();
+            tidy();
             m_dueMs = monotonicMs() + nextS * 1000;
             notifyAlive();
         }
@@ -140,6 +144,12 @@ class cService final : public iBroker {
         m_agent.down();
     }
 
+    void tidy() {
+        if (m_tidyMs == 0 || monotonicMs() < m_tidyMs) return;
+        m_tidyMs = 0;
+        giveBackMemory();
+    }
+
     // Only what has changed is written.
     void noteState() {
         m_state.pid = getpid();
@@ -150,6 +160,7 @@ class cService final : public iBroker {
         const std::string text = agentStateJson(m_state);
         if (text == m_published) return;
         m_published = text;
+        m_tidyMs = monotonicMs() + SETTLED_MS;
         publishAgentState(m_places, m_state);
     }
 
@@ -244,6 +255,7 @@ class cService final : public iBroker {
     std::string m_published;
     pollfd m_events[EVENTS] = {};
     int64_t m_dueMs = 0;
+    int64_t m_tidyMs = 0;  // 0: nothing to give back
 };
 
 }  // namespace
