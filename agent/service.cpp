@@ -75,7 +75,8 @@ class cService final : public iBroker {
                   [this](int messageId) { noteAcknowledged(messageId); },
                   [this](int, bool isGranted) { noteSubscribed(isGranted); },
                   [this] { return m_agent.lastWill(readClock()); }},
-                 places) {
+                 places),
+          m_sendsMessages(config.sendsMessages) {
         m_state.gateway = config.gateway;
     }
 
@@ -96,6 +97,7 @@ class cService final : public iBroker {
             const long long nextS = m_agent.work(readClock());
             startCommand();
             followChange();
+            fetchMessages();
             noteState();
             tidy();
             m_dueMs = monotonicMs() + nextS * 1000;
@@ -106,7 +108,7 @@ class cService final : public iBroker {
     }
 
   private:
-    enum { SIGNALS, BROKER, ROOT, CONFIRMATION, EVENTS };
+    enum { SIGNALS, BROKER, ROOT, CONFIRMATION, MESSAGES, EVENTS };
 
     // Whether a signal asks for the end.
     bool waitForWork(int signals) {
@@ -114,6 +116,7 @@ class cService final : public iBroker {
         m_events[BROKER] = {m_link.fd(), m_link.events(), 0};
         m_events[ROOT] = {m_root.fd(), m_root.events(), 0};
         m_events[CONFIRMATION] = {m_confirmation.fd(), m_confirmation.events(), 0};
+        m_events[MESSAGES] = {m_messages.fd(), m_messages.events(), 0};
         const int64_t waitMs = std::min(m_dueMs, m_link.dueMs()) - monotonicMs();
         // Rounded up: a timer that wakes early would wake again and again.
         const int count =
@@ -224,6 +227,21 @@ class cService final : public iBroker {
         }
     }
 
+    void fetchMessages() {
+        if (!m_sendsMessages) return;
+        if (m_messages.isOpen() && m_messages.turn(readClock().runS)) {
+            const sOutcome outcome = m_messages.takeAnswer().outcome;
+            const auto messages = parseFoundMessages(outcome.output);
+            if (outcome.status == eResult::DONE && messages)
+                m_agent.takeMessages(*messages, readClock());
+            else
+                log("no received messages: " + outcome.text);
+        }
+        if (m_messages.isOpen() || !m_agent.mayHaveMessages()) return;
+        std::string error;
+        if (!m_messages.start(m_places, REQUEST_MESSAGES, readClock().runS, error)) log(error);
+    }
+
     void askToConfirm(const std::string& id) {
         std::string error;
         if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
@@ -248,6 +266,8 @@ class cService final : public iBroker {
     cBrokerLink m_link;
     cRootLink m_root;
     cRootLink m_confirmation;  // beside a command that runs
+    cRootLink m_messages;
+    const bool m_sendsMessages;
     cChangeWatch m_change;
     sCommand m_command;  // that m_root executes
     std::string m_lastWhy;
