@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 
 namespace {
 

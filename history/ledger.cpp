@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

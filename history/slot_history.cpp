@@ -8,7 +8,7 @@
 #include "history/history_paths.h"
 #include "history/layout.h"
 #include "history/snapshot.h"
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 #include "published/slot.h"
 
 namespace {

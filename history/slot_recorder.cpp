@@ -15,7 +15,7 @@
 #include "history/rrd_image.h"
 #include "history/store_changes.h"
 #include "history/store_file.h"
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 #include "platform/files/file_descriptor.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"

@@ -10,7 +10,7 @@
 
 #include "history/history_paths.h"
 #include "history/store_file.h"
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 #include "platform/files/file_descriptor.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 #include "history/words.h"
 #include "platform/include/text_helpers.h"
 

@@ -42,6 +42,7 @@ readonly TEST=(
     libgnutls28-dev
     libgtest-dev
     libmicrohttpd-dev
+    libmosquitto-dev
     librrd-dev
     lintian
     man-db
@@ -49,6 +50,8 @@ readonly TEST=(
     mmdebstrap
     pkg-config
     procps
+    python3-jsonschema
+    python3-yaml
     rrdtool
     shellcheck
     strace

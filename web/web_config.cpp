@@ -1,21 +1,18 @@
 #include "web/web_config.h"
 
-#include <cerrno>
+#include <algorithm>
 
-#include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
-#include "cli/base/system_failure.h"
+#include "cli/base/settings_file.h"
 #include "platform/include/text_helpers.h"
 #include "web/host_check.h"
 
 namespace {
 
-constexpr size_t FILE_MAX = 16 * 1024;
 constexpr size_t HOSTS_MAX = 32;
 
 [[noreturn]] void refuse(int line, const std::string& what) {
-    throw cFailure(eExitStatus::FAILED,
-                   std::string(WEB_CONFIG_FILE) + " line " + itos(line) + ": " + what);
+    refuseSetting(WEB_CONFIG_FILE, line, what);
 }
 
 void setHosts(const std::string& value, int line, sWebConfig& config) {
@@ -49,39 +46,26 @@ const sKey KEYS[] = {
     {"MESSAGES", setMessages},
 };
 
-void readLine(const std::string& line, int number, sWebConfig& config) {
-    if (line.empty() || line[0] == '#') return;
-    const size_t equals = line.find('=');
-    if (equals == std::string::npos)
-        refuse(number, "'" + printableLine(line) + "' has no '='; expected KEY=value");
-    const std::string name = cleanBeginEndWhiteSpace(line.substr(0, equals));
+void set(const sSetting& setting, sWebConfig& config) {
     for (const sKey& key : KEYS)
-        if (name == key.name)
-            return key.set(cleanBeginEndWhiteSpace(line.substr(equals + 1)), number, config);
-    refuse(number, "unknown key '" + printableLine(name) + "'; known are HOSTS and MESSAGES");
+        if (setting.name == key.name) return key.set(setting.value, setting.line, config);
+    refuse(setting.line,
+           "unknown key '" + printableLine(setting.name) + "'; known are HOSTS and MESSAGES");
+}
+
+sWebConfig configOf(const std::vector<sSetting>& settings) {
+    sWebConfig config;
+    for (const sSetting& setting : settings)
+        set(setting, config);
+    return config;
 }
 
 }  // namespace
 
 sWebConfig parseWebConfig(const std::string& text) {
-    sWebConfig config;
-    int number = 0;
-    for (size_t start = 0; start < text.size();) {
-        const size_t end = std::min(text.find('\n', start), text.size());
-        readLine(cleanBeginEndWhiteSpace(text.substr(start, end - start)), ++number, config);
-        start = end + 1;
-    }
-    return config;
+    return configOf(parseSettings(text, WEB_CONFIG_FILE));
 }
 
 sWebConfig readWebConfig(const sPlaces& places) {
-    const std::string path = places.at(WEB_CONFIG_FILE);
-    std::string text;
-    if (!readFile2String(path, text, FILE_MAX + 1)) {
-        if (errno == ENOENT) return {};
-        throw systemFailure("read " + path, errno);
-    }
-    if (text.size() > FILE_MAX)
-        throw cFailure(eExitStatus::FAILED, path + " is longer than 16 kB; expected a few lines");
-    return parseWebConfig(text);
+    return configOf(readSettings(places, WEB_CONFIG_FILE));
 }

@@ -47,6 +47,7 @@ ROOMS = {
     "cli": ["cli/record", "cli/report", "cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
             "cli/doctor"],
     "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status"],
+    "mqtt": ["platform/include", "published", "cli/base"],
     "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
 }
 

@@ -167,7 +167,8 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/doctor_host_checks_test.cpp unit/cli/doctor/doctor_slot_checks_test.cpp
             unit/cli/doctor/modem_checks_test.cpp unit/cli/doctor/neighbour_checks_test.cpp
             unit/cli/doctor/slot_setup_test.cpp
-            unit/cli/base/draft_file_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
+            unit/cli/base/draft_file_test.cpp unit/cli/base/settings_file_test.cpp
+            unit/cli/base/utc_time_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
             unit/cli/history_package_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
@@ -179,6 +180,27 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/status/watch_screen_test.cpp)
 target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/docs"
                                              STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+
+# Built only where libmosquitto is.
+if(TARGET cellslot_mqtt)
+    cellslot_add_unit_tests(mqtt TOOL
+        LIBS cellslot_mqtt
+        SOURCES unit/mqtt/base64_test.cpp unit/mqtt/broker_link_test.cpp
+                unit/mqtt/broker_options_test.cpp unit/mqtt/command_test.cpp
+                unit/mqtt/message_id_test.cpp unit/mqtt/messages_test.cpp
+                unit/mqtt/reconnect_pause_test.cpp unit/mqtt/topics_test.cpp)
+
+    # With the modules of Debian's own Python.
+    add_executable(message_samples unit/mqtt/message_samples.cpp unit/cli/fixture.cpp)
+    target_link_libraries(message_samples PRIVATE cellslot_mqtt cellslot_cli cellslot_test_support)
+    target_compile_definitions(message_samples PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+    add_dependencies(unit_and_flow_tests message_samples)
+    add_test(NAME unit.message_schemas
+        COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/unit/mqtt/schemas_test.py
+                $<TARGET_FILE:message_samples> ${CMAKE_SOURCE_DIR}/docs/fleet/schemas
+                ${CMAKE_SOURCE_DIR}/docs/fleet/asyncapi.yaml)
+    set_tests_properties(unit.message_schemas PROPERTIES LABELS "unit;tool" TIMEOUT ${TEST_TIMEOUT_S})
+endif()
 
 # Built only where the page is.
 if(TARGET cellslot_web_lib)

@@ -1,5 +1,5 @@
-#ifndef HISTORY_UTC_TIME_H
-#define HISTORY_UTC_TIME_H
+#ifndef CLI_BASE_UTC_TIME_H
+#define CLI_BASE_UTC_TIME_H
 
 #include <ctime>
 #include <optional>
@@ -16,8 +16,11 @@ inline bool isPlausibleTime(time_t time) {
     return time >= 0 && time <= LATEST_TIME;
 }
 
-std::string utcText(time_t time);       // "2026-11-21T07:42:18Z"
+std::string utcText(time_t time);       // "2026-11-21T07:42:18Z", as RFC 3339
 std::string utcDayText(time_t time);    // "2026-11-21"
 std::string utcMonthText(time_t time);  // "2026-11"
+
+// Only what utcText makes.
+std::optional<time_t> parseUtcText(const std::string& text);
 
 #endif

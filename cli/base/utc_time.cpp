@@ -1,4 +1,4 @@
-#include "history/utc_time.h"
+#include "cli/base/utc_time.h"
 
 #include <cstdio>
 
@@ -24,4 +24,14 @@ std::string utcDayText(time_t time) {
 
 std::string utcMonthText(time_t time) {
     return utcText(time).substr(0, 7);
+}
+
+std::optional<time_t> parseUtcText(const std::string& text) {
+    struct tm parts {};
+    const char* end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    if (!end || *end != '\0') return std::nullopt;
+    const time_t time = timegm(&parts);
+    // Neither blanks, a 31 February nor a leap second.
+    if (!isPlausibleTime(time) || utcText(time) != text) return std::nullopt;
+    return time;
 }
