@@ -59,6 +59,74 @@ std::string definition(const sArchive& archive, unsigned stepS) {
            ":" + std::to_string(archive.stepS / stepS) + ":" + std::to_string(archive.rows);
 }
 
+// ---- the head of an RRD file, as librrd writes it (rrdtool(1): files of another architecture
+// differ)
+
+union uParameter {
+    unsigned long count;
+    double value;
+};
+constexpr size_t NAME_BYTES = 20;
+constexpr size_t PARAMETERS = 10;
+
+struct sFileHead {
+    char cookie[4];
+    char version[5];
+    double floatCookie;
+    unsigned long sources;
+    unsigned long archives;
+    unsigned long stepS;
+    uParameter parameters[PARAMETERS];
+};
+
+struct sSourceHead {
+    char name[NAME_BYTES];
+    char type[NAME_BYTES];
+    uParameter parameters[PARAMETERS];
+};
+
+struct sArchiveHead {
+    char function[NAME_BYTES];
+    unsigned long rows;
+    unsigned long steps;  // of the file, in one row
+    uParameter parameters[PARAMETERS];
+};
+
+template <typename tPart>
+bool readPart(int file, off_t& at, tPart& part) {
+    const bool isWhole = pread(file, &part, sizeof part, at) == static_cast<ssize_t>(sizeof part);
+    at += static_cast<off_t>(sizeof part);
+    return isWhole;
+}
+
+bool isName(const char (&name)[NAME_BYTES], const char* expected) {
+    return strncmp(name, expected, NAME_BYTES) == 0;
+}
+
+bool hasLayout(int file, const sStore& store) {
+    off_t at = 0;
+    sFileHead head{};
+    if (!readPart(file, at, head) || head.sources != store.sources.size() ||
+        head.archives != store.archives.size() || head.stepS != store.stepS)
+        return false;
+    for (const eSource source : store.sources) {
+        sSourceHead found{};
+        if (!readPart(file, at, found) || !isName(found.name, describe(source).name) ||
+            !isName(found.type, "GAUGE"))
+            return false;
+    }
+    for (const sArchive& archive : store.archives) {
+        sArchiveHead found{};
+        if (!readPart(file, at, found) || found.rows != archive.rows ||
+            found.steps != archive.stepS / store.stepS ||
+            !isName(found.function, consolidationName(archive.function)))
+            return false;
+    }
+    return true;
+}
+
+// ---- the copy
+
 bool copyFile(int from, int to) {
     while (true) {
         const ssize_t count = sendfile(to, from, nullptr, 1 << 20);
@@ -94,34 +162,16 @@ bool cRrdImage::load(const std::string& filePath, const sStore& store) {
     return isCopied && isOf(store);
 }
 
-// librrd trusts the file that it opens, so everything in the head is compared with a head of ours.
+// librrd trusts the head of the file that it opens: a wrong number in it ends the process. So all
+// that says how the file is laid out is compared before librrd sees it.
 bool cRrdImage::isOf(const sStore& store) {
-    rrd_info_t* info = rrd_info_r(path().c_str());
-    if (info == nullptr) {
-        m_error = takeError();
+    if (!hasLayout(m_file, store)) {
+        m_error = "has another layout";
         return false;
     }
-    size_t sources = 0;
-    size_t archives = 0;
-    bool isSame = true;
-    for (const rrd_info_t* entry = info; entry != nullptr; entry = entry->next) {
-        const std::string key = entry->key;
-        if (key == "step") isSame = isSame && entry->value.u_cnt == store.stepS;
-        if (startsWith(key, "ds[") && key.find("].index") != key.npos) {
-            isSame = isSame && sources < store.sources.size() &&
-                     key == std::string("ds[") + describe(store.sources[sources]).name + "].index";
-            ++sources;
-        }
-        if (startsWith(key, "rra[") && key.find("].rows") != key.npos) {
-            isSame = isSame && archives < store.archives.size() &&
-                     entry->value.u_cnt == store.archives[archives].rows;
-            ++archives;
-        }
-    }
-    rrd_info_free(info);
-    isSame = isSame && sources == store.sources.size() && archives == store.archives.size();
-    if (!isSame) m_error = "has another layout";
-    return isSame;
+    if (rrd_last_r(path().c_str()) != -1) return true;
+    m_error = takeError();
+    return false;
 }
 
 bool cRrdImage::update(const std::vector<sUpdate>& updates) {
