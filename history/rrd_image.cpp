@@ -67,7 +67,9 @@ union uParameter {
     double value;
 };
 constexpr size_t NAME_BYTES = 20;
-constexpr size_t PARAMETERS = 10;
+using tParameters = uParameter[10];
+constexpr char COOKIE[4] = "RRD";
+constexpr double FLOAT_COOKIE = 8.642135E130;
 
 struct sFileHead {
     char cookie[4];
@@ -76,20 +78,32 @@ struct sFileHead {
     unsigned long sources;
     unsigned long archives;
     unsigned long stepS;
-    uParameter parameters[PARAMETERS];
+    tParameters parameters;
 };
 
 struct sSourceHead {
     char name[NAME_BYTES];
     char type[NAME_BYTES];
-    uParameter parameters[PARAMETERS];
+    tParameters parameters;
 };
 
 struct sArchiveHead {
     char function[NAME_BYTES];
     unsigned long rows;
     unsigned long steps;  // of the file, in one row
-    uParameter parameters[PARAMETERS];
+    tParameters parameters;
+};
+
+// After them: the last update, per source the step that is open, per source and archive the row
+// that is, and per archive the place of the next row.
+struct sLastUpdate {
+    time_t time;
+    long microseconds;
+};
+
+struct sOpenStep {
+    char last[30];
+    tParameters parameters;
 };
 
 template <typename tPart>
@@ -103,11 +117,30 @@ bool isName(const char (&name)[NAME_BYTES], const char* expected) {
     return strncmp(name, expected, NAME_BYTES) == 0;
 }
 
-bool hasLayout(int file, const sStore& store) {
+bool isWhole(int file, const sStore& store) {
+    const size_t sources = store.sources.size();
+    const size_t archives = store.archives.size();
+    size_t rows = 0;
+    for (const sArchive& archive : store.archives)
+        rows += archive.rows;
+    const size_t size = sizeof(sFileHead) + sources * sizeof(sSourceHead) +
+                        archives * sizeof(sArchiveHead) + sizeof(sLastUpdate) +
+                        sources * (sizeof(sOpenStep) + archives * sizeof(tParameters)) +
+                        archives * sizeof(unsigned long) + rows * sources * sizeof(double);
+    struct stat info {};
+    return fstat(file, &info) == 0 && static_cast<size_t>(info.st_size) == size;
+}
+
+// librrd trusts the head of the file that it opens: a wrong number in it ends the process. So all
+// that says how the file is laid out is compared before librrd sees it.
+bool isOf(int file, const sStore& store) {
     off_t at = 0;
     sFileHead head{};
-    if (!readPart(file, at, head) || head.sources != store.sources.size() ||
-        head.archives != store.archives.size() || head.stepS != store.stepS)
+    if (!isWhole(file, store) || !readPart(file, at, head) ||
+        memcmp(head.cookie, COOKIE, sizeof head.cookie) != 0 || head.floatCookie != FLOAT_COOKIE ||
+        head.version < std::string("0003") || head.version > std::string("0005") ||
+        head.sources != store.sources.size() || head.archives != store.archives.size() ||
+        head.stepS != store.stepS)
         return false;
     for (const eSource source : store.sources) {
         sSourceHead found{};
@@ -146,8 +179,10 @@ std::string cRrdImage::path() const {
 }
 
 bool cRrdImage::load(const std::string& filePath, const sStore& store) {
+    m_isDamaged = false;
     const int file = open(filePath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (file < 0) {
+        m_isDamaged = errno == ELOOP;
         m_error = strerror(errno);
         return false;
     }
@@ -159,19 +194,9 @@ bool cRrdImage::load(const std::string& filePath, const sStore& store) {
                           lseek(m_file, 0, SEEK_SET) == 0 && copyFile(file, m_file);
     if (!isCopied) m_error = isFile ? strerror(errno) : "is no regular file of at most 2 MiB";
     close(file);
-    return isCopied && isOf(store);
-}
-
-// librrd trusts the head of the file that it opens: a wrong number in it ends the process. So all
-// that says how the file is laid out is compared before librrd sees it.
-bool cRrdImage::isOf(const sStore& store) {
-    if (!hasLayout(m_file, store)) {
-        m_error = "has another layout";
-        return false;
-    }
-    if (rrd_last_r(path().c_str()) != -1) return true;
-    m_error = takeError();
-    return false;
+    m_isDamaged = !isFile || (isCopied && !isOf(m_file, store));
+    if (isCopied && m_isDamaged) m_error = "has another layout";
+    return isCopied && !m_isDamaged;
 }
 
 bool cRrdImage::update(const std::vector<sUpdate>& updates) {

@@ -67,7 +67,11 @@ bool cSlotRecorder::prepareStores(time_t now, std::string& error) {
         const std::string path = historyPath(m_places, storeName(store, m_slot));
         cRrdImage image;
         if (image.load(path, store)) continue;
-        if (access(path.c_str(), F_OK) == 0) {
+        if (access(path.c_str(), F_OK) == 0 && !image.isDamaged()) {
+            error = "cannot read " + path + ": " + image.errorText();
+            return false;
+        }
+        if (image.isDamaged()) {
             m_pending.events.push_back(eventOf(now, EVENT_HISTORY,
                                                "The file " + storeName(store, m_slot) + " " +
                                                    image.errorText() + "; it is kept as " +

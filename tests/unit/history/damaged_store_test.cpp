@@ -1,3 +1,4 @@
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -88,4 +89,26 @@ TEST_F(DamagedStore, CutShort_IsRefused) {
         write(path, good.substr(0, size));
         EXPECT_EQ(useOf(path, DAY + HOUR_S), "no") << size;
     }
+}
+
+// No descriptor is left, as in a process that has too many open: years of figures stay where they
+// are.
+TEST_F(DamagedStore, GoodFileThatCannotBeReadNow_IsNotPutAside) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    const tFiles before = files();
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    // One for the file, none for its copy.
+    const rlimit none = {static_cast<rlim_t>(next) + 1, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::string error;
+    cSlotRecorder other(places, 1);
+    const bool isStarted = other.start({DAY + 60, 60}, error);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_FALSE(isStarted);
+    EXPECT_NE(error.find("cannot read "), std::string::npos) << error;
+    EXPECT_TRUE(files() == before) << "a file was changed or put aside";
 }
