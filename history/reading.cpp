@@ -9,6 +9,7 @@
 #include "cli/base/display_text.h"
 #include "cli/base/printable_text.h"
 #include "cli/status/diagnosis.h"
+#include "history/usage.h"
 #include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "published/data_override.h"
@@ -18,7 +19,6 @@
 namespace {
 
 constexpr size_t TEXT_MAX = 80;
-constexpr size_t SIM_MAX = 24;
 constexpr size_t INTERFACE_NAME_MAX = 15;
 constexpr size_t COUNTER_TEXT_MAX = 32;
 
@@ -29,9 +29,7 @@ std::string shown(const sStatusRecord& record, const sStatusKey& key) {
 
 std::string simOf(const sStatusRecord& record) {
     const std::string sim = record.text(STATUS_SIM_ID);
-    const bool isNumber = !sim.empty() && sim.size() <= SIM_MAX &&
-                          sim.find_first_not_of("0123456789ABCDEFabcdef") == sim.npos;
-    return isNumber && sim.find_first_not_of('0') != sim.npos ? sim : "";
+    return isSimName(sim) && sim.find_first_not_of('0') != sim.npos ? sim : "";
 }
 
 bool isInterfaceName(const std::string& name) {
