@@ -229,6 +229,9 @@ void cSlotRecorder::publishPending(time_t now) {
         text += "e " + eventLine(m_pending.events[m_publishedEvents]) + "\n";
     if (text.empty()) return;
     text += countersLine(m_pending.counters) + "\n";
+    // What was dropped meanwhile is still in the file.
+    if (m_publishedBytes + text.size() > PENDING_BYTES_MAX) return replacePending();
+    m_publishedBytes += text.size();
     const cFileDescriptor file(
         open(pendingPath(m_places, m_slot).c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC));
     if (!file.isOpen() || !writeAll(file.get(), text)) replacePending();
@@ -236,8 +239,10 @@ void cSlotRecorder::publishPending(time_t now) {
 
 void cSlotRecorder::replacePending() {
     cFileVector file(pendingPath(m_places, m_slot), FILE_MODE);
-    file.AppendLine(m_pending.text(), false);
+    const std::string text = m_pending.text();
+    file.AppendLine(text, false);
     file.Write();
+    m_publishedBytes = text.size();
     m_publishedWindow = 0;
     for (const auto& [end, window] : completeWindows())
         m_publishedWindow = end;

@@ -71,6 +71,7 @@ class cSlotRecorder {
     bool m_isOffsetKnown = false;
     time_t m_publishedWindow = 0;
     size_t m_publishedEvents = 0;
+    size_t m_publishedBytes = 0;
     size_t m_bytesWritten = 0;
 };
 

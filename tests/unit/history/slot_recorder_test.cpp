@@ -404,3 +404,15 @@ TEST_F(SlotRecorder, UsageOfAnotherHand_LosesTheLinesThatAreNone_AndTheServiceGo
     EXPECT_EQ(days[0].usage.receivedBytes, 7u);
     EXPECT_EQ(history.usageByMonth({0, DAY + 400 * DAY_S}).size(), 1u);
 }
+
+// The clock was never set, or the disk is full: nothing can be written for days.
+TEST_F(SlotRecorder, NothingCanBeWrittenForDays_MemoryIsBounded_AndReadersSeeTheLatest) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    for (time_t at = 0; at <= 5 * DAY_S; at += 10) {
+        recorder.follow(connectedReading(), {DAY + at, at});
+        if (at % DAY_S != 0) continue;
+        ASSERT_LE(read(pendingPath(places, 1)).size(), PENDING_BYTES_MAX) << at;
+    }
+    EXPECT_EQ(cSlotHistory(places, 1).end(), DAY + 5 * DAY_S);
+}
