@@ -28,4 +28,7 @@ struct sUsageLine {
     sUsage usage;
 };
 
+// An ICCID, or empty: not known.
+bool isSimName(const std::string& text);
+
 #endif

@@ -9,9 +9,12 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
 readonly JOBS=2
-readonly TESTS=(server_test lan_test fuzz_test page_test proxy_test monitoring_test package_web_test)
+# shellcheck source=scripts/lib/package_test.sh
+. scripts/lib/package_test.sh
+readonly WORK=$PWD/build/web/package-test
+readonly TESTS=(server_test lan_test fuzz_test page_test proxy_test monitoring_test)
 # About three minutes.
-readonly SHORT=(server_test 'page_test Values' 'monitoring_test Rules' package_web_test)
+readonly SHORT=(server_test 'page_test Values' 'monitoring_test Rules')
 readonly TARGETS=(cellslot cellslotd cellslot-web cellslot-web-history le910sim make_history skvs web_tests)
 
 usage() {
@@ -19,7 +22,8 @@ usage() {
 Usage: test_web.sh [--all | TEST [CLASS[.NAME]]...]
 Builds the page of a gateway and tests it: the server, the page's live values, the alert rules, the package;
 or one TEST, a file of tests/web without ".py".
-  --all  every test, and the server's also under the sanitizers, with a longer fuzz run
+  --all  every test, and the server's also under the sanitizers, with a longer fuzz run; the package on a
+         fresh host, made with mmdebstrap, which needs the network
 TEXT
 }
 
@@ -33,7 +37,7 @@ run() { # PRESET TEST [CLASS]...
     shift 2
     echo "== $test ($preset)"
     CELLSLOT_BIN=$PWD/build/$preset/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_PAGES=$PWD/build/web/page \
-        CELLSLOT_RESULTS=$PWD/build/web/results CELLSLOT_PACKAGES=$PWD/build/web/packages \
+        CELLSLOT_RESULTS=$PWD/build/web/results \
         CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js \
         scripts/private_namespace.sh --keep "$PWD/build" python3 "tests/web/$test.py" "$@"
 }
@@ -47,6 +51,15 @@ runAll() { # PRESET "TEST [CLASS]"...
         run "$preset" "${words[@]}" || failed=1
     done
     return "$failed"
+}
+
+# Besides the page's own dependencies: what makes its user and enables its sockets.
+testLife() {
+    makeNewer package_web.sh cellslot-web &&
+        scripts/package.sh --output "$WORK/old" &&
+        makeRoot "$DEPENDENCIES,systemd,$(dependenciesOf "$WORK"/old/cellslot-web_*.deb)" &&
+        runTests web_package_test Life &&
+        rm -rf "$WORK/root"
 }
 
 main() {
@@ -63,12 +76,14 @@ main() {
         run release "$@"
         return
     fi
-    rm -rf build/web/results build/web/packages
-    scripts/package_web.sh --no-build --output build/web/packages
+    rm -rf build/web/results "$WORK"
+    scripts/package_web.sh --no-build --output "$WORK/old"
+    runTests web_package_test Contents || failed=1
     if [[ ${1:-} != --all ]]; then
-        runAll release "${SHORT[@]}"
-        return
+        runAll release "${SHORT[@]}" || failed=1
+        return "$failed"
     fi
+    testLife || failed=1
     runAll release "${TESTS[@]}" || failed=1
     build asan
     CELLSLOT_SLOW=1 CELLSLOT_FUZZ_S=300 runAll asan fuzz_test lan_test server_test || failed=1

@@ -270,7 +270,9 @@ class cServer {
     static void noteCompleted(void* argument, MHD_Connection* connection, void** context,
                               MHD_RequestTerminationCode /*code*/) {
         auto& server = *static_cast<cServer*>(argument);
-        const auto* request = static_cast<sOpenRequest*>(*context);
+        auto* request = static_cast<sOpenRequest*>(*context);
+        // The client has gone while a job made the answer.
+        if (request != nullptr && request->answer.file >= 0) close(request->answer.file);
         server.m_requests.remove_if(
             [request](const sOpenRequest& other) { return &other == request; });
         *context = nullptr;
@@ -329,9 +331,11 @@ class cServer {
 
     MHD_Response* responseTo(MHD_Connection* connection, cConnections::sConnection& open,
                              sAnswer& answer) {
-        if (answer.file >= 0 && answer.status == MHD_HTTP_OK)
-            return MHD_create_response_from_fd(answer.fileSize, answer.file);
-        if (answer.file >= 0) close(answer.file);
+        if (answer.file >= 0 && answer.status == MHD_HTTP_OK) {
+            MHD_Response* response = MHD_create_response_from_fd(answer.fileSize, answer.file);
+            if (response != nullptr) answer.file = -1;
+            return response;
+        }
         if (answer.isStream && m_readers.isFull()) {
             answer.status = TOO_BUSY;
             answer.body = "Too many readers of live values; try again later.\n";

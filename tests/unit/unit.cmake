@@ -224,7 +224,8 @@ if(HISTORY_BUILT)
                 unit/history/page_reader_test.cpp unit/history/redo_test.cpp
                 unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
                 unit/history/slot_recorder_test.cpp unit/history/span_test.cpp
-                unit/history/store_file_test.cpp)
+                unit/history/store_file_test.cpp
+                unit/history/rrd_image_damage_test.cpp)
     target_compile_definitions(history_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
     # What draws needs all of librrd.
     cellslot_add_unit_tests(history_command

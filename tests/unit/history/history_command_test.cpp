@@ -137,9 +137,9 @@ TEST_F(HistoryCommand, Outages_InWordsJsonAndCsv) {
     EXPECT_EQ(outages[1]["from"], DAY + 19 * HOUR_S);
     EXPECT_EQ(outages[1]["to"], DAY + 19 * HOUR_S + 2100);
     EXPECT_EQ(outages[1]["cause"], "no_sim");
-    EXPECT_EQ(csv({"outages", "--csv"}, "from,to,cause,text").at(0),
+    EXPECT_EQ(csv({"outages", "--csv"}, "from,to,ends_unknown,cause,text").at(0),
               std::to_string(DAY + 6 * HOUR_S) + "," + std::to_string(DAY + 6 * HOUR_S + 720) +
-                  ",\"searching\",\"No network yet; the modem is searching.\"");
+                  ",0,\"searching\",\"No network yet; the modem is searching.\"");
     EXPECT_EQ(run({"outages", "--since", "1h"}), eExitStatus::OK);
     EXPECT_EQ(out, "no outage is recorded in this time\n");
 }
