@@ -23,6 +23,15 @@ if(SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# Where a change is tried, the quicker of the two linkers that come with the compiler.
+include(CheckLinkerFlag)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CROSSCOMPILING AND NOT FUZZ)
+    check_linker_flag(CXX -fuse-ld=gold HAS_GOLD)
+    if(HAS_GOLD)
+        add_link_options(-fuse-ld=gold)
+    endif()
+endif()
+
 # Programs of the gateway link the C++ library statically: the shared one costs a process more than a
 # megabyte of memory, mostly for unused locales. A gateway's own libraries may load the shared one, and
 # a process cannot use both.
