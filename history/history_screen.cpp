@@ -326,10 +326,13 @@ std::string bytesText(double bytes) {
     return numberText(bytes, unit == 0 || bytes >= 100 ? 0 : 1) + " " + units[unit];
 }
 
+std::string historyTitle(int slot, const sTimeRange& range) {
+    return "Slot " + itos(slot) + "  from " + dateText(range.from) + " to " + dateText(range.to);
+}
+
 std::vector<std::string> historyScreen(const cSlotHistory& history, int slot,
                                        const sTimeRange& range, time_t now) {
-    std::vector<std::string> lines = {
-        "Slot " + itos(slot) + "  from " + dateText(range.from) + " to " + dateText(range.to), ""};
+    std::vector<std::string> lines = {historyTitle(slot, range), ""};
     const sAvailability availability = history.availability(range);
     lines.push_back(labelled("Connected", connectedText(availability, range.to - range.from)));
     if (availability.knownS == 0)

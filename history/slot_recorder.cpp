@@ -11,12 +11,12 @@
 #include <utility>
 
 #include "cli/base/display_text.h"
+#include "cli/base/utc_time.h"
 #include "history/history_paths.h"
 #include "history/layout.h"
 #include "history/rrd_image.h"
 #include "history/store_changes.h"
 #include "history/store_file.h"
-#include "cli/base/utc_time.h"
 #include "platform/files/file_descriptor.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"

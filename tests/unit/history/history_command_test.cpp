@@ -243,3 +243,22 @@ TEST_F(HistoryCommand, Help_NamesEverySubcommandAndOption) {
          {"outages", "events", "usage", "--since", "--json", "--csv", "--png", "--svg", "-p"})
         EXPECT_NE(out.find(word), std::string::npos) << word;
 }
+
+// A row of a year's picture is a day: an hour of it is no day without a connection.
+TEST_F(HistoryCommand, PictureOfAYear_ShowsADayWithOutagesAsOneForAPartOfTheTime) {
+    recordDays(4 * DAY_S);
+    const std::string file = folder / "picture.svg";
+    const sDrawing drawing;
+    const auto areas = [&](const char* since, const char* colour) {
+        EXPECT_EQ(run({"--svg", file.c_str(), "--since", since}), eExitStatus::OK) << err;
+        const std::string picture = readFile(file);
+        size_t count = 0;
+        for (size_t at = 0; (at = picture.find(colour, at)) != picture.npos; ++at)
+            ++count;
+        return count;
+    };
+    // Each colour is in the legend too.
+    EXPECT_GT(areas("1d", "rgb(78.43"), 1u);
+    EXPECT_EQ(areas("1y", "rgb(78.43"), 1u);
+    EXPECT_GT(areas("1y", "rgb(90.98"), 1u);
+}
