@@ -5,11 +5,11 @@
 #include "fuzz/check.h"
 #include "fuzz/input.h"
 #include "history/connection.h"
-#include "history/event.h"
 #include "history/history_paths.h"
 #include "history/ledger.h"
 #include "history/pending.h"
 #include "history/redo.h"
+#include "observed/event.h"
 
 // The first octet chooses which file of the history the rest is. They are what a power cut, a full
 // disk or another hand may have left; whatever is in them, what is read can be written and read

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "history/reading.h"
+#include "observed/reading.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "history/event.h"
+#include "observed/event.h"
 
 // From (included) to to (not included), seconds since the epoch.
 struct sTimeRange {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "history/source.h"
+#include "observed/source.h"
 
 // The RRD files of a slot. A file never grows, and all of them together have at most 2 MiB. An RRD
 // holds a double for each source in each row of each archive: with all sources at every resolution

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "cli/base/places.h"
-#include "history/event.h"
 #include "history/window.h"
+#include "observed/event.h"
 
 // What is not on the disk yet. It is also in a file in memory (/run), so that a reader sees it and
 // a service that is killed loses nothing: only a power cut does. Lines:

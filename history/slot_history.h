@@ -9,9 +9,9 @@
 
 #include "cli/base/places.h"
 #include "history/connection.h"
-#include "history/event.h"
-#include "history/source.h"
 #include "history/usage.h"
+#include "observed/event.h"
+#include "observed/source.h"
 
 // The history of a slot, read: what is on the disk together with what the service has not written
 // yet. Needs no running service and no privileges; writes nothing.

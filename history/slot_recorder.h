@@ -7,11 +7,11 @@
 
 #include "cli/base/places.h"
 #include "history/connection.h"
-#include "history/event_watch.h"
 #include "history/ledger.h"
 #include "history/pending.h"
-#include "history/reading.h"
 #include "history/redo.h"
+#include "observed/event_watch.h"
+#include "observed/reading.h"
 
 // The time of day, which may be set at any moment, and one that only goes on.
 struct sClock {

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "cli/base/utc_time.h"
 #include "history/words.h"
+#include "cli/base/utc_time.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

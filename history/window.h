@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "history/reading.h"
-#include "history/source.h"
 #include "history/usage.h"
+#include "observed/reading.h"
+#include "observed/source.h"
 
 // What is known of ten seconds. It is a sum, so that windows can be added.
 constexpr time_t WINDOW_S = 10;

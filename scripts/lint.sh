@@ -13,7 +13,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
-readonly FOLDERS=(atcmd cli config device gps history include le910sim main platform published recording
+readonly FOLDERS=(agent atcmd cli config device gps history include le910sim main observed platform published recording
     sms statemachine web)
 
 usage() {

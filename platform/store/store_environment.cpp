@@ -2,15 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -20,6 +17,7 @@
 
 #include "platform/files/file_descriptor.h"
 #include "platform/files/make_folder.h"
+#include "platform/store/examination.h"
 
 namespace {
 
@@ -29,7 +27,6 @@ constexpr int OPEN_ATTEMPTS = 5;
 constexpr mode_t FOLDER_MODE = 0755;
 constexpr mode_t FILE_MODE = 0600;            // a reader could hold locks that stop a writer
 constexpr unsigned WRITE_FLAGS = MDB_NOSYNC;  // in memory there is no disk to wait for
-constexpr rlim_t EXAMINATION_CPU_S = 2;       // a damaged tree may contain a circle
 
 using tEntries = std::vector<std::pair<std::string, std::string>>;
 
@@ -98,53 +95,18 @@ int readEverything(MDB_env* environment) {
     return readEntries(transaction, database, entries);
 }
 
-bool showsDamage(int result) {
-    return result == MDB_INVALID || result == MDB_VERSION_MISMATCH || result == MDB_CORRUPTED ||
-           result == MDB_PAGE_NOTFOUND || result == MDB_PANIC || result == MDB_BAD_TXN ||
-           result == MDB_CURSOR_FULL || result == MDB_MAP_RESIZED || result == MDB_INCOMPATIBLE;
-}
-
-// Signals that end the examining child when LMDB meets damaged data.
-constexpr int DAMAGE_SIGNALS[] = {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGXCPU};
-constexpr int EXIT_SOUND = 0;
-constexpr int EXIT_DAMAGED = 1;
-
-void limitChild() {
-    for (const int signal : DAMAGE_SIGNALS) {
-        std::signal(signal, SIG_DFL);
-    }
-    const rlimit noCore{0, 0};
-    setrlimit(RLIMIT_CORE, &noCore);
-    const rlimit cpuTime{EXAMINATION_CPU_S, EXAMINATION_CPU_S + 1};
-    setrlimit(RLIMIT_CPU, &cpuTime);
-}
-
-// The child: if damaged pages crash LMDB, only this process ends. A failure that says nothing about
-// the files, such as missing rights, is left to the parent.
-[[noreturn]] void examineAndExit(const std::string& folder) {
-    limitChild();
-    MDB_env* environment = nullptr;
-    int result = openEnvironment(folder, MDB_RDONLY, environment);
-    if (result == ENOMEM) result = MDB_CORRUPTED;  // its header claims more than all memory
-    if (result == 0) {
-        mdb_env_set_assert(environment, [](MDB_env*, const char*) { _exit(EXIT_DAMAGED); });
-        result = readEverything(environment);
-    }
-    _exit(showsDamage(result) ? EXIT_DAMAGED : EXIT_SOUND);
-}
-
-// Whether the files can be trusted. If that cannot be found out, they are.
+// A failure that says nothing about the files, such as missing rights, is no damage.
 bool isSound(const std::string& folder) {
-    const pid_t child = fork();
-    if (child == 0) examineAndExit(folder);
-    int status = 0;
-    while (child > 0 && waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) return true;
-    }
-    if (child < 0) return true;
-    if (WIFEXITED(status)) return WEXITSTATUS(status) != EXIT_DAMAGED;
-    return std::find(std::begin(DAMAGE_SIGNALS), std::end(DAMAGE_SIGNALS), WTERMSIG(status)) ==
-           std::end(DAMAGE_SIGNALS);
+    return passesExamination([&] {
+        MDB_env* environment = nullptr;
+        int result = openEnvironment(folder, MDB_RDONLY, environment);
+        if (result == ENOMEM) result = MDB_CORRUPTED;  // its header claims more than all memory
+        if (result == 0) {
+            failOnDamage(environment);
+            result = readEverything(environment);
+        }
+        return !showsDamage(result);
+    });
 }
 
 }  // namespace

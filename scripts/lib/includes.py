@@ -46,8 +46,11 @@ ROOMS = {
                    "cli/doctor", "cli/record"],
     "cli": ["cli/record", "cli/report", "cli/base", "cli/config", "cli/at", "cli/status", "cli/data", "cli/pin", "cli/sms",
             "cli/doctor"],
-    "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status"],
+    "observed": ["include", "platform/include", "published", "cli/base", "cli/status"],
+    "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status", "observed"],
     "mqtt": ["platform/include", "published", "cli/base"],
+    "agent": ["include", "platform/include", "platform/files", "platform/store", "published", "cli/base", "cli/status",
+              "observed", "mqtt"],
     "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
 }
 

@@ -215,13 +215,16 @@ if(TARGET cellslot_web_lib)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()
 
+cellslot_add_unit_tests(observed PACKAGE
+    LIBS cellslot_observed
+    SOURCES unit/observed/event_watch_test.cpp)
+
 # Built where librrd is installed.
 if(HISTORY_BUILT)
     cellslot_add_unit_tests(history
         PACKAGE
         LIBS cellslot_history cellslot_rrd_slim cellslot_cli
-        SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp
-                unit/history/event_watch_test.cpp unit/history/layout_test.cpp
+        SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp unit/history/layout_test.cpp
                 unit/history/page_reader_test.cpp unit/history/redo_test.cpp
                 unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
                 unit/history/slot_recorder_test.cpp unit/history/span_test.cpp
@@ -237,4 +240,19 @@ if(HISTORY_BUILT)
                                HISTORY_DATA="${CMAKE_SOURCE_DIR}/tests/data/history")
     # Every commit waits for the disk: in memory that costs nothing.
     set_tests_properties(unit.history unit.history_command PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+endif()
+
+if(TARGET cellslot_agent_root)
+    cellslot_add_unit_tests(agent PACKAGE
+        LIBS cellslot_agent_root
+        SOURCES unit/agent/agent_config_test.cpp unit/agent/agent_store_test.cpp
+                unit/agent/agent_test.cpp unit/agent/command_desk_test.cpp
+                unit/agent/config_change_test.cpp unit/agent/execution_test.cpp
+                unit/agent/outcome_test.cpp unit/agent/permission_test.cpp
+                unit/agent/root_protocol_test.cpp unit/agent/status_feed_test.cpp
+                unit/cli/fixture.cpp)
+    target_link_libraries(agent_tests PRIVATE cellslot_cli)
+    target_compile_definitions(agent_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+    # Every commit waits for the disk: in memory that costs nothing.
+    set_tests_properties(unit.agent PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
 endif()

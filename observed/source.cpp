@@ -1,4 +1,4 @@
-#include "history/source.h"
+#include "observed/source.h"
 
 // clang-format off
 const sSource SOURCE_TABLE[SOURCES] = {

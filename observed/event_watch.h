@@ -1,12 +1,12 @@
-#ifndef HISTORY_EVENT_WATCH_H
-#define HISTORY_EVENT_WATCH_H
+#ifndef OBSERVED_EVENT_WATCH_H
+#define OBSERVED_EVENT_WATCH_H
 
 #include <ctime>
 #include <string>
 #include <vector>
 
-#include "history/event.h"
-#include "history/reading.h"
+#include "observed/event.h"
+#include "observed/reading.h"
 
 // Finds what has happened between two readings.
 class cEventWatch {

@@ -1,5 +1,5 @@
-#ifndef HISTORY_SOURCE_H
-#define HISTORY_SOURCE_H
+#ifndef OBSERVED_SOURCE_H
+#define OBSERVED_SOURCE_H
 
 #include <cstddef>
 #include <optional>

@@ -1,5 +1,5 @@
-#ifndef HISTORY_READING_H
-#define HISTORY_READING_H
+#ifndef OBSERVED_READING_H
+#define OBSERVED_READING_H
 
 #include <array>
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 #include "cli/base/places.h"
 #include "cli/status/status_file.h"
-#include "history/source.h"
+#include "observed/source.h"
 
 // Totals that only grow, until what counts them starts again.
 struct sCounters {

@@ -1,4 +1,4 @@
-#include "history/event_watch.h"
+#include "observed/event_watch.h"
 
 #include <utility>
 

@@ -1,5 +1,5 @@
-#ifndef HISTORY_EVENT_H
-#define HISTORY_EVENT_H
+#ifndef OBSERVED_EVENT_H
+#define OBSERVED_EVENT_H
 
 #include <ctime>
 #include <optional>

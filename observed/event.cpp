@@ -1,4 +1,4 @@
-#include "history/event.h"
+#include "observed/event.h"
 
 #include <nlohmann/json.hpp>
 

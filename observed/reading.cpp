@@ -1,4 +1,4 @@
-#include "history/reading.h"
+#include "observed/reading.h"
 
 #include <sys/stat.h>
 

@@ -1,0 +1,249 @@
+#include "agent/agent.h"
+
+#include <algorithm>
+
+#include "cli/status/slot_report.h"
+#include "mqtt/messages.h"
+#include "mqtt/topics.h"
+#include "published/slot.h"
+
+namespace {
+
+constexpr size_t SAMPLES_MAX = 16;
+// While the store cannot be written.
+constexpr size_t PENDING_MAX = 200;
+
+sDraft eventDraft(int slot, const sEvent& event) {
+    sWireEvent wire;
+    wire.time = event.time;
+    wire.kind = event.kind;
+    wire.text = event.text;
+    wire.cause = event.cause;
+    if (event.durationS) wire.seconds = std::max(0LL, *event.durationS);
+    return {eWaiting::EVENT, slot, [wire](const sMessageId& id) {
+                sWireEvent named = wire;
+                named.id = id;
+                return eventText(named);
+            }};
+}
+
+sDraft sampleDraft(int slot, time_t now, const std::string& signalJson) {
+    sWireEvent wire;
+    wire.time = now;
+    wire.kind = WIRE_EVENT_SIGNAL;
+    wire.signalJson = signalJson;
+    return {eWaiting::SIGNAL, slot, [wire](const sMessageId& id) {
+                sWireEvent named = wire;
+                named.id = id;
+                return eventText(named);
+            }};
+}
+
+sDraft droppedDraft(time_t now, const sDropped& dropped) {
+    sWireEvent wire;
+    wire.time = now;
+    wire.kind = WIRE_EVENT_DROPPED;
+    wire.text = std::to_string(dropped.count) +
+                " messages had no room while there was no line, and are lost.";
+    wire.first = dropped.first;
+    wire.last = dropped.last;
+    wire.count = dropped.count;
+    return {eWaiting::DROPPED, FIRST_SLOT, [wire](const sMessageId& id) {
+                sWireEvent named = wire;
+                named.id = id;
+                return eventText(named);
+            }};
+}
+
+eTopic topicOf(eWaiting kind) {
+    switch (kind) {
+        case eWaiting::RESULT:
+            return eTopic::RESULT;
+        case eWaiting::SMS:
+            return eTopic::SMS;
+        case eWaiting::SIGNAL:
+        case eWaiting::EVENT:
+        case eWaiting::DROPPED:
+            break;
+    }
+    return eTopic::EVENT;
+}
+
+}  // namespace
+
+cAgent::cAgent(const sPlaces& places, const sAgentConfig& config, cAgentStore& store,
+               iBroker& broker, tLog log)
+    : m_places(places),
+      m_config(config),
+      m_store(store),
+      m_broker(broker),
+      m_log(std::move(log)),
+      m_desk(config, store, m_log) {}
+
+std::string cAgent::topic(eTopic kind, int slot) const {
+    return topicText({m_config.gateway, kind, slot});
+}
+
+cSlotWatch& cAgent::watchOf(int slot) {
+    return m_slots.try_emplace(slot, m_places, slot).first->second;
+}
+
+void cAgent::addEvent(int slot, const sEvent& event) {
+    if (m_pending.messages.size() < PENDING_MAX)
+        m_pending.messages.push_back(eventDraft(slot, event));
+}
+
+void cAgent::start(const std::string& note, const sAgentClock& clock) {
+    std::string text = std::string("The agent has started, version ") + CELLSLOT_VERSION + ".";
+    if (m_store.wasInterrupted()) text += " It had not ended in an orderly way.";
+    if (!note.empty()) text += " " + note;
+    addEvent(FIRST_SLOT, eventOf(clock.wall, WIRE_EVENT_AGENT, text));
+    m_desk.resume(clock);
+    m_nextAliveS = clock.runS + ALIVE_S;
+    settle();
+}
+
+void cAgent::settle() {
+    if (!m_pending.messages.empty()) {
+        keepSamples();
+        std::string error;
+        if (m_store.commit(m_pending, error)) m_pending = {};
+        // Kept and tried again; said once.
+        if (error != m_storeError && !error.empty()) m_log(error);
+        m_storeError = error;
+    }
+    sendWaiting();
+}
+
+void cAgent::keepSamples() {
+    for (sDraft& sample : m_samples)
+        m_pending.messages.push_back(std::move(sample));
+    m_samples.clear();
+}
+
+// ---- the broker's side
+
+std::string cAgent::lastWill(const sAgentClock& clock) const {
+    sAvailability availability;
+    availability.time = clock.wall;
+    availability.reason = AVAILABILITY_LOST;
+    return availabilityText(availability);
+}
+
+void cAgent::up(bool isSessionPresent, const sAgentClock& clock) {
+    m_broker.subscribe(topic(eTopic::COMMAND));
+    // A broker that knows nothing of this gateway may have lost its retained messages too.
+    if (!isSessionPresent)
+        for (auto& [slot, watch] : m_slots)
+            watch.status().sendAgain();
+    if (m_store.dropped().count > 0) {
+        m_pending.messages.push_back(droppedDraft(clock.wall, m_store.dropped()));
+        m_pending.isDroppedReported = true;
+    }
+    sayAlive(clock);
+    m_nextLookS = clock.runS;
+    settle();
+}
+
+void cAgent::down() {
+    for (const auto& [messageId, sent] : m_sent)
+        if (sent.statusSlot != 0) watchOf(sent.statusSlot).status().sendAgain();
+    m_sent.clear();
+    m_store.takeBack();
+}
+
+void cAgent::message(const std::string& topicName, const std::string& text, bool isRetained,
+                     const sAgentClock& clock) {
+    if (topicName != topic(eTopic::COMMAND)) return;
+    // A broker hands it out with each subscription, so that it would come for ever.
+    if (isRetained) return m_log("a retained command was not executed; send commands without it");
+    m_desk.take(text, clock);
+    settle();
+}
+
+void cAgent::acknowledged(int messageId) {
+    const auto sent = m_sent.find(messageId);
+    if (sent == m_sent.end()) return;
+    if (sent->second.number != 0) m_store.noteDelivered(sent->second.number);
+    m_sent.erase(sent);
+    sendWaiting();
+}
+
+void cAgent::sendWaiting() {
+    while (m_broker.isUp() && m_sent.size() < ON_THE_WAY_MAX) {
+        const std::optional<sWaitingMessage> next = m_store.takeNext();
+        if (!next) return;
+        const int messageId =
+            m_broker.publish(topic(topicOf(next->kind), next->slot), next->text, false);
+        if (messageId < 0) return;
+        m_sent[messageId] = {next->number, 0};
+    }
+}
+
+// ---- what time brings
+
+void cAgent::sayAlive(const sAgentClock& clock) {
+    m_nextAliveS = clock.runS + ALIVE_S;
+    if (!m_broker.isUp()) return;
+    sAvailability availability;
+    availability.isOnline = true;
+    availability.time = clock.wall;
+    availability.version = CELLSLOT_VERSION;
+    availability.everyS = static_cast<int>(ALIVE_S);
+    availability.waiting = static_cast<long long>(m_store.waiting());
+    availability.stream = m_store.stream();
+    const int messageId =
+        m_broker.publish(topic(eTopic::AVAILABILITY), availabilityText(availability), true);
+    if (messageId >= 0) m_sent[messageId] = {};
+}
+
+void cAgent::sayStopped(const sAgentClock& clock) {
+    sAvailability availability;
+    availability.time = clock.wall;
+    availability.reason = AVAILABILITY_STOPPED;
+    keepSamples();
+    settle();
+    if (!m_broker.isUp()) return;
+    const int messageId =
+        m_broker.publish(topic(eTopic::AVAILABILITY), availabilityText(availability), true);
+    if (messageId >= 0) m_sent[messageId] = {};
+}
+
+void cAgent::look(const sAgentClock& clock) {
+    for (const int slot : findSlots(m_places))
+        watchOf(slot);
+    for (auto& [slot, watch] : m_slots) {
+        for (const sEvent& event : watch.look(clock))
+            addEvent(slot, event);
+        if (watch.status().signalNews() && m_samples.size() < SAMPLES_MAX)
+            m_samples.push_back(sampleDraft(slot, clock.wall, *watch.status().signalNews()));
+    }
+}
+
+void cAgent::sendStatuses(const sAgentClock& clock) {
+    for (auto& [slot, watch] : m_slots) {
+        if (!m_broker.isUp()) return;
+        const std::optional<std::string>& status = watch.status().due();
+        if (!status) continue;
+        const int messageId = m_broker.publish(topic(eTopic::STATUS, slot),
+                                               slotStatusText(clock.wall, *status), true);
+        if (messageId < 0) continue;
+        m_sent[messageId] = {0, slot};
+        watch.status().noteSent();
+    }
+}
+
+long long cAgent::work(const sAgentClock& clock) {
+    if (clock.runS >= m_nextLookS) {
+        m_nextLookS = clock.runS + LOOK_S;
+        look(clock);
+    }
+    if (clock.runS >= m_nextAliveS) {
+        keepSamples();
+        m_store.forgetCommands(clock.wall);
+        sayAlive(clock);
+    }
+    settle();
+    sendStatuses(clock);
+    return std::max(0LL, std::min(m_nextLookS, m_nextAliveS) - clock.runS);
+}

@@ -1,0 +1,86 @@
+#ifndef AGENT_AGENT_H
+#define AGENT_AGENT_H
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "agent/agent_config.h"
+#include "agent/agent_store.h"
+#include "agent/broker.h"
+#include "agent/command_desk.h"
+#include "agent/slot_watch.h"
+#include "mqtt/topics.h"
+
+// What the agent sends, and when; it knows no connections and no processes.
+class cAgent {
+  public:
+    using tLog = std::function<void(const std::string& line)>;
+
+    static constexpr long long LOOK_S = 5;
+    static constexpr long long ALIVE_S = 900;
+    // Messages that are sent before the broker has taken the first of them.
+    static constexpr size_t ON_THE_WAY_MAX = 8;
+
+    cAgent(const sPlaces& places, const sAgentConfig& config, cAgentStore& store, iBroker& broker,
+           tLog log);
+
+    // note: of the store.
+    void start(const std::string& note, const sAgentClock& clock);
+
+    // The broker's side.
+    void up(bool isSessionPresent, const sAgentClock& clock);
+    void down();
+    void message(const std::string& topic, const std::string& text, bool isRetained,
+                 const sAgentClock& clock);
+    void acknowledged(int messageId);
+    std::string lastWill(const sAgentClock& clock) const;
+
+    // What is due. Returns the seconds until something is due again.
+    long long work(const sAgentClock& clock);
+    // Says that this is an orderly end; the connection is still there.
+    void sayStopped(const sAgentClock& clock);
+    // Whether the broker has taken all that was sent.
+    bool isAllTaken() const { return m_sent.empty(); }
+
+    cCommandDesk& desk() { return m_desk; }
+    // As of the last look.
+    const sSlotReport& report(int slot) { return watchOf(slot).report(); }
+    void addEvent(int slot, const sEvent& event);
+    // Puts what has happened into the store, and sends what waits there.
+    void settle();
+
+  private:
+    // Something that the broker has not taken yet.
+    struct sSent {
+        uint64_t number = 0;  // of the store; 0: it is not from there
+        int statusSlot = 0;   // 0: it is not a status
+    };
+
+    void look(const sAgentClock& clock);
+    void sayAlive(const sAgentClock& clock);
+    void keepSamples();
+    void sendStatuses(const sAgentClock& clock);
+    void sendWaiting();
+    cSlotWatch& watchOf(int slot);
+    std::string topic(eTopic kind, int slot = 0) const;
+
+    const sPlaces m_places;
+    const sAgentConfig& m_config;
+    cAgentStore& m_store;
+    iBroker& m_broker;
+    const tLog m_log;
+    cCommandDesk m_desk;
+
+    std::map<int, cSlotWatch> m_slots;
+    sStoreChange m_pending;  // not in the store yet
+    // A sample may wait for the next event or sign of life: one write then does for both.
+    std::vector<sDraft> m_samples;
+    std::map<int, sSent> m_sent;
+    std::string m_storeError;
+    long long m_nextLookS = 0;
+    long long m_nextAliveS = 0;
+};
+
+#endif

@@ -1,0 +1,362 @@
+#include "agent/agent_store.h"
+
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "platform/store/examination.h"
+#include "platform/store/store_environment.h"
+
+namespace {
+
+// Twice the messages, the commands, and what a commit writes anew beside what it replaces.
+constexpr size_t MAP_BYTES = 12 * 1024 * 1024;
+constexpr size_t OVERHEAD_BYTES = 64;  // of an entry, about
+constexpr mode_t FILE_MODE = 0600;
+
+// Keys. Numbers are in big-endian order, so that LMDB keeps the messages in theirs.
+constexpr char MESSAGE_KEY = 'm';
+constexpr char COMMAND_KEY = 'c';
+constexpr const char* GENERAL_KEY = "g";
+
+using tJson = nlohmann::json;
+
+std::string messageKey(uint64_t number) {
+    std::string key(1, MESSAGE_KEY);
+    for (int shift = 56; shift >= 0; shift -= 8)
+        key += static_cast<char>(number >> shift & 0xFF);
+    return key;
+}
+
+std::optional<uint64_t> numberOfKey(const std::string& key) {
+    if (key.size() != 9) return std::nullopt;
+    uint64_t number = 0;
+    for (size_t i = 1; i < key.size(); ++i)
+        number = number << 8 | static_cast<unsigned char>(key[i]);
+    return number;
+}
+
+std::string messageValue(const sDraft& draft, const std::string& text) {
+    return std::string(1, static_cast<char>(draft.kind)) + static_cast<char>(draft.slot) + text;
+}
+
+std::string commandValue(const sKnownCommand& command) {
+    return tJson{{"state", static_cast<int>(command.state)},
+                 {"deadline", command.deadline},
+                 {"order", command.order},
+                 {"outcome", command.outcome},
+                 {"text", command.text}}
+        .dump(-1, ' ', false, tJson::error_handler_t::replace);
+}
+
+sKnownCommand readCommand(const std::string& value) {
+    const tJson json = tJson::parse(value);
+    sKnownCommand command;
+    command.state = static_cast<eCommandState>(json.at("state").get<int>());
+    command.deadline = json.at("deadline").get<time_t>();
+    command.order = json.at("order").get<uint64_t>();
+    command.outcome = json.at("outcome").get<std::string>();
+    command.text = json.at("text").get<std::string>();
+    return command;
+}
+
+std::string newStreamName() {
+    uint32_t random = 0;
+    if (getrandom(&random, sizeof random, 0) != sizeof random)
+        random = static_cast<uint32_t>(time(nullptr));
+    std::array<char, 9> name{};
+    snprintf(name.data(), name.size(), "%08x", random);
+    return name.data();
+}
+
+int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& environment) {
+    int result = mdb_env_create(&environment);
+    if (result == 0) result = mdb_env_set_mapsize(environment, MAP_BYTES);
+    if (result == 0) result = mdb_env_open(environment, folder.c_str(), flags, FILE_MODE);
+    if (result != 0 && environment != nullptr) mdb_env_close(std::exchange(environment, nullptr));
+    return result;
+}
+
+// Calls take(key, value) for each entry.
+template <typename tTake>
+int forEach(MDB_txn* transaction, MDB_dbi database, tTake take) {
+    MDB_cursor* cursor = nullptr;
+    int result = mdb_cursor_open(transaction, database, &cursor);
+    MDB_val key{};
+    MDB_val value{};
+    while (result == 0 && (result = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0)
+        result = take(toText(key), toText(value));
+    if (cursor != nullptr) mdb_cursor_close(cursor);
+    return result == MDB_NOTFOUND ? 0 : result;
+}
+
+bool isSoundStore(const std::string& folder) {
+    return passesExamination([&] {
+        MDB_env* environment = nullptr;
+        MDB_txn* transaction = nullptr;
+        MDB_dbi database = 0;
+        int result = openEnvironment(folder, MDB_RDONLY | MDB_NOLOCK, environment);
+        if (result == 0) failOnDamage(environment);
+        if (result == 0) result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
+        if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
+        if (result == 0)
+            result = forEach(transaction, database,
+                             [](const std::string&, const std::string&) { return 0; });
+        return !showsDamage(result);
+    });
+}
+
+}  // namespace
+
+// Aborted unless it is committed.
+class cAgentStore::cTransaction {
+  public:
+    cTransaction(MDB_env* environment, unsigned flags, MDB_dbi& database) : m_database(database) {
+        result = mdb_txn_begin(environment, nullptr, flags, &m_handle);
+        if (result == 0) result = mdb_dbi_open(m_handle, nullptr, 0, &database);
+    }
+    ~cTransaction() {
+        if (m_handle != nullptr) mdb_txn_abort(m_handle);
+    }
+    cTransaction(const cTransaction&) = delete;
+    cTransaction& operator=(const cTransaction&) = delete;
+
+    MDB_txn* handle() const { return m_handle; }
+    void put(const std::string& key, const std::string& text) {
+        MDB_val keyValue = toValue(key);
+        MDB_val value = toValue(text);
+        if (result == 0) result = mdb_put(m_handle, m_database, &keyValue, &value, 0);
+    }
+    void remove(const std::string& key) {
+        MDB_val keyValue = toValue(key);
+        if (result != 0) return;
+        const int removed = mdb_del(m_handle, m_database, &keyValue, nullptr);
+        if (removed != MDB_NOTFOUND) result = removed;
+    }
+    int commit() {
+        if (result == 0) result = mdb_txn_commit(std::exchange(m_handle, nullptr));
+        return result;
+    }
+
+    int result = 0;
+
+  private:
+    MDB_txn* m_handle = nullptr;
+    MDB_dbi m_database;
+};
+
+void cAgentStore::close() {
+    if (m_environment != nullptr) mdb_env_close(std::exchange(m_environment, nullptr));
+}
+
+bool cAgentStore::finish(int result, std::string& error) const {
+    if (result != 0) error = "cannot use the store in " + m_folder + ": " + mdb_strerror(result);
+    return result == 0;
+}
+
+int cAgentStore::openFiles() {
+    struct stat info {};
+    const std::string data = m_folder + "/data.mdb";
+    const bool isThere = stat(data.c_str(), &info) == 0 && info.st_size > 0;
+    if (isThere && !isSoundStore(m_folder)) return MDB_CORRUPTED;
+    return openEnvironment(m_folder, 0, m_environment);
+}
+
+bool cAgentStore::open(std::string& note, std::string& error) {
+    int result = openFiles();
+    if (result == 0) result = load();
+    if (showsDamage(result)) {
+        close();
+        const std::string data = m_folder + "/data.mdb";
+        if (rename(data.c_str(), (data + ".broken").c_str()) != 0) return finish(errno, error);
+        unlink((m_folder + "/lock.mdb").c_str());
+        note =
+            "The store was damaged and is kept as " + data + ".broken; what waited in it is lost.";
+        result = openFiles();
+        if (result == 0) result = load();
+    }
+    if (result == 0) result = begin();
+    return finish(result, error);
+}
+
+int cAgentStore::loadEntry(const std::string& key, const std::string& value) {
+    if (key[0] == MESSAGE_KEY) {
+        const auto number = numberOfKey(key);
+        if (!number || value.size() < 2) return MDB_CORRUPTED;
+        m_index[*number] = {static_cast<eWaiting>(value[0]), value.size() + OVERHEAD_BYTES};
+        return 0;
+    }
+    if (key[0] == COMMAND_KEY) {
+        m_commands[key.substr(1)] = readCommand(value);
+        return 0;
+    }
+    if (key != GENERAL_KEY) return MDB_CORRUPTED;
+    const tJson json = tJson::parse(value);
+    m_stream = json.at("stream").get<std::string>();
+    m_lastNumber = json.at("last").get<uint64_t>();
+    m_dropped = {json.at("dropped").at(0).get<uint64_t>(), json.at("dropped").at(1).get<uint64_t>(),
+                 json.at("dropped").at(2).get<uint64_t>()};
+    m_forgottenUntil = json.at("forgotten").get<time_t>();
+    m_wasInterrupted = json.at("running").get<bool>();
+    return 0;
+}
+
+int cAgentStore::load() {
+    m_stream.clear();
+    m_index.clear();
+    m_commands.clear();
+    m_wasInterrupted = false;
+    int entries = 0;
+    cTransaction transaction(m_environment, MDB_RDONLY, m_database);
+    if (transaction.result != 0) return transaction.result;
+    try {
+        const int result = forEach(transaction.handle(), m_database,
+                                   [&](const std::string& key, const std::string& value) {
+                                       ++entries;
+                                       return loadEntry(key, value);
+                                   });
+        if (result != 0) return result;
+    } catch (const tJson::exception&) {
+        return MDB_CORRUPTED;
+    }
+    const bool isWhole =
+        isStreamName(m_stream) && (m_index.empty() || m_index.rbegin()->first <= m_lastNumber);
+    return entries == 0 || isWhole ? 0 : MDB_CORRUPTED;
+}
+
+// Notes that the agent runs.
+int cAgentStore::begin() {
+    if (m_stream.empty()) {
+        m_stream = newStreamName();
+        m_lastNumber = 0;
+        m_dropped = {};
+        m_forgottenUntil = 0;
+    }
+    return write({}, false);
+}
+
+size_t cAgentStore::room() const {
+    size_t used = 0;
+    for (const auto& [number, entry] : m_index)
+        used += entry.bytes;
+    return used < MESSAGES_MAX_BYTES && m_index.size() < MESSAGES_MAX ? MESSAGES_MAX_BYTES - used
+                                                                      : 0;
+}
+
+// What has to go so that the rest is within its bounds.
+std::vector<uint64_t> cAgentStore::toDrop(const std::map<uint64_t, sIndex>& index) const {
+    size_t bytes = 0;
+    std::vector<std::pair<eWaiting, uint64_t>> order;
+    for (const auto& [number, entry] : index) {
+        bytes += entry.bytes;
+        // One that is on its way may be there already.
+        if (m_onTheWay.count(number) == 0) order.emplace_back(entry.kind, number);
+    }
+    std::sort(order.begin(), order.end());
+    size_t count = index.size();
+    std::vector<uint64_t> numbers;
+    for (const auto& [kind, number] : order) {
+        if (bytes <= MESSAGES_MAX_BYTES && count <= MESSAGES_MAX) break;
+        bytes -= index.at(number).bytes;
+        --count;
+        numbers.push_back(number);
+    }
+    return numbers;
+}
+
+int cAgentStore::write(const sStoreChange& change, bool isEnd) {
+    cTransaction transaction(m_environment, 0, m_database);
+    auto index = m_index;
+    uint64_t last = m_lastNumber;
+    sDropped dropped = change.isDroppedReported ? sDropped{} : m_dropped;
+    for (const uint64_t number : m_delivered)
+        transaction.remove(messageKey(number));
+    for (const sDraft& draft : change.messages) {
+        const std::string value = messageValue(draft, draft.text({m_stream, ++last}));
+        index[last] = {draft.kind, value.size() + OVERHEAD_BYTES};
+        transaction.put(messageKey(last), value);
+    }
+    for (const uint64_t number : toDrop(index)) {
+        index.erase(number);
+        transaction.remove(messageKey(number));
+        dropped.first = dropped.count == 0 ? number : std::min(dropped.first, number);
+        dropped.last = std::max(dropped.last, number);
+        ++dropped.count;
+    }
+    for (const std::string& id : m_forgotten)
+        transaction.remove(COMMAND_KEY + id);
+    for (const auto& [id, command] : change.commands)
+        transaction.put(COMMAND_KEY + id, commandValue(command));
+    transaction.put(GENERAL_KEY, tJson{{"stream", m_stream},
+                                       {"last", last},
+                                       {"dropped", {dropped.first, dropped.last, dropped.count}},
+                                       {"forgotten", m_forgottenUntil},
+                                       {"running", !isEnd}}
+                                     .dump());
+    const int result = transaction.commit();
+    if (result != 0) return result;
+    ++m_commits;
+    m_index = std::move(index);
+    m_lastNumber = last;
+    m_dropped = dropped;
+    m_delivered.clear();
+    m_forgotten.clear();
+    for (const auto& [id, command] : change.commands)
+        m_commands[id] = command;
+    return 0;
+}
+
+bool cAgentStore::commit(const sStoreChange& change, std::string& error) {
+    return finish(write(change, false), error);
+}
+
+bool cAgentStore::noteEnd(std::string& error) {
+    return finish(write({}, true), error);
+}
+
+std::optional<sWaitingMessage> cAgentStore::takeNext() {
+    for (const auto& [number, entry] : m_index) {
+        if (m_onTheWay.count(number) != 0) continue;
+        cTransaction transaction(m_environment, MDB_RDONLY, m_database);
+        const std::string keyText = messageKey(number);
+        MDB_val key = toValue(keyText);
+        MDB_val value{};
+        if (transaction.result != 0 || mdb_get(transaction.handle(), m_database, &key, &value) != 0)
+            return std::nullopt;
+        const std::string text = toText(value);
+        m_onTheWay.insert(number);
+        return sWaitingMessage{number, entry.kind, text[1], text.substr(2)};
+    }
+    return std::nullopt;
+}
+
+void cAgentStore::noteDelivered(uint64_t number) {
+    m_onTheWay.erase(number);
+    if (m_index.erase(number) != 0) m_delivered.insert(number);
+}
+
+std::optional<sKnownCommand> cAgentStore::command(const std::string& id) const {
+    const auto found = m_commands.find(id);
+    return found == m_commands.end() ? std::nullopt : std::optional(found->second);
+}
+
+void cAgentStore::forgetCommands(time_t now) {
+    for (auto it = m_commands.begin(); it != m_commands.end();) {
+        const bool isOver = it->second.state == eCommandState::ENDED && it->second.deadline < now;
+        if (!isOver) {
+            ++it;
+            continue;
+        }
+        m_forgottenUntil = std::max(m_forgottenUntil, it->second.deadline);
+        m_forgotten.push_back(it->first);
+        it = m_commands.erase(it);
+    }
+}

@@ -1,0 +1,57 @@
+#include "agent/change_watch.h"
+
+#include "agent/change_record.h"
+
+namespace {
+
+// The daemon writes its status before it reads its file, so one of the same second says nothing.
+constexpr time_t WRITTEN_AFTER_S = 2;
+
+// With the new file; a slot that had no connection before need not have one now.
+bool isSetUp(const sChangeRecord& record, const sSlotReport& report) {
+    const long long written = report.file.record.number(STATUS_STATS_LAST_UPDATE_E).value_or(0);
+    if (!report.isGood() || !report.daemonRuns || report.isStale()) return false;
+    if (written < record.takenAt + WRITTEN_AFTER_S) return false;
+    return report.isConnected() || !record.wasConnected;
+}
+
+}  // namespace
+
+void cChangeWatch::noteUp() {
+    if (m_line == eLine::RENEWED) m_line = eLine::UP;
+}
+
+void cChangeWatch::noteAnswered() {
+    if (m_line == eLine::UP) m_line = eLine::PROVEN;
+}
+
+cChangeWatch::eNeed cChangeWatch::look(const sPlaces& places, const sCommand& command,
+                                       const sSlotReport& report) {
+    if (m_id != command.id) {
+        *this = {};
+        m_id = command.id;
+    }
+    const std::optional<sChangeRecord> record = readChange(places);
+    const std::optional<sChangeOutcome> ended = readChangeOutcome(places);
+    if (ended && ended->id == command.id) {
+        m_outcome = {ended->isConfirmed ? eResult::CONFIRMED : eResult::ROLLED_BACK,
+                     ended->text,
+                     {},
+                     "",
+                     false};
+        return eNeed::END;
+    }
+    if (!record || record->id != command.id) {
+        m_outcome = {eResult::INTERRUPTED,
+                     "The change was ended before it was begun; the old file is in force.",
+                     {},
+                     "",
+                     false};
+        return eNeed::END;
+    }
+    if (record->phase != ePhase::TAKEN) return eNeed::NOTHING;
+    if (!m_isSaid) return eNeed::SAY_STARTED;
+    if (m_line == eLine::OLD && isSetUp(*record, report)) return eNeed::RENEW;
+    if (m_line == eLine::PROVEN && !m_isConfirmed) return eNeed::CONFIRM;
+    return eNeed::NOTHING;
+}

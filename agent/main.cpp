@@ -1,0 +1,5 @@
+#include "agent/service.h"
+
+int main() {
+    return runAgentService();
+}

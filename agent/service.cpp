@@ -1,0 +1,249 @@
+#include "agent/service.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+#include "agent/agent.h"
+#include "agent/agent_paths.h"
+#include "agent/change_watch.h"
+#include "agent/root_link.h"
+#include "cli/base/failure.h"
+#include "include/service_manager.h"
+#include "mqtt/broker_link.h"
+#include "mqtt/topics.h"
+#include "platform/files/file_descriptor.h"
+
+namespace {
+
+// The broker gets so long to take the last words.
+constexpr int64_t LAST_WORDS_MS = 3000;
+
+void log(const std::string& line) {
+    fprintf(stderr, "%s\n", line.c_str());
+}
+
+int64_t monotonicMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+sAgentClock readClock() {
+    timespec run{};
+    // Goes on while the host sleeps.
+    clock_gettime(CLOCK_BOOTTIME, &run);
+    return {time(nullptr), run.tv_sec};
+}
+
+int openSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGINT);
+    sigprocmask(SIG_BLOCK, &set, nullptr);
+    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+// Puts agent, broker and the service that works as root together.
+class cService final : public iBroker {
+  public:
+    cService(const sPlaces& places, const sAgentConfig& config, cAgentStore& store)
+        : m_places(places),
+          m_agent(places, config, store, *this, log),
+          m_link(config.broker,
+                 {config.gateway, true, topicText({config.gateway, eTopic::AVAILABILITY, 0})},
+                 {[this](bool isSessionPresent) { noteUp(isSessionPresent); },
+                  [this](const std::string& why) { noteDown(why); },
+                  [this](const sIncomingMessage& message) {
+                      m_agent.message(message.topic, message.payload, message.isRetained,
+                                      readClock());
+                  },
+                  [this](int messageId) { noteAcknowledged(messageId); },
+                  [this](int, bool isGranted) { noteSubscribed(isGranted); },
+                  [this] { return m_agent.lastWill(readClock()); }},
+                 places) {}
+
+    bool isUp() const override { return m_link.isUp(); }
+    int publish(const std::string& topic, const std::string& text, bool isRetained) override {
+        return m_link.publish(topic, text, isRetained);
+    }
+    int subscribe(const std::string& topic) override { return m_link.subscribe(topic); }
+    void renew() override { m_link.renew(); }
+
+    void run(const std::string& note, int signals) {
+        m_agent.start(note, readClock());
+        notifyReady();
+        while (!waitForWork(signals)) {
+            m_link.turn(m_events[BROKER].revents, monotonicMs());
+            workAsRoot();
+            const long long nextS = m_agent.work(readClock());
+            startCommand();
+            followChange();
+            m_dueMs = monotonicMs() + nextS * 1000;
+            notifyAlive();
+        }
+        notifyStopping();
+        sayGoodbye();
+    }
+
+  private:
+    enum { SIGNALS, BROKER, ROOT, CONFIRMATION, EVENTS };
+
+    // Whether a signal asks for the end.
+    bool waitForWork(int signals) {
+        m_events[SIGNALS] = {signals, POLLIN, 0};
+        m_events[BROKER] = {m_link.fd(), m_link.events(), 0};
+        m_events[ROOT] = {m_root.fd(), m_root.events(), 0};
+        m_events[CONFIRMATION] = {m_confirmation.fd(), m_confirmation.events(), 0};
+        const int64_t waitMs = std::min(m_dueMs, m_link.dueMs()) - monotonicMs();
+        // Rounded up: a timer that wakes early would wake again and again.
+        const int count =
+            poll(m_events, EVENTS,
+                 static_cast<int>(std::clamp<int64_t>(waitMs + 1, 0, cAgent::LOOK_S * 1000)));
+        return count > 0 && m_events[SIGNALS].revents != 0;
+    }
+
+    void noteUp(bool isSessionPresent) {
+        log("connected to " + m_link.broker());
+        m_lastWhy.clear();
+        m_change.noteUp();
+        // A connection that was renewed has ended without a word.
+        m_agent.down();
+        m_agent.up(isSessionPresent, readClock());
+    }
+
+    void noteDown(const std::string& why) {
+        // While a broker is away, each attempt fails in the same way.
+        if (why != m_lastWhy) log(why);
+        m_lastWhy = why;
+        m_agent.down();
+    }
+
+    void noteAcknowledged(int messageId) {
+        m_change.noteAnswered();
+        m_agent.acknowledged(messageId);
+    }
+
+    void noteSubscribed(bool isGranted) {
+        if (!isGranted) log("the broker does not let this gateway read its commands");
+    }
+
+    void startCommand() {
+        if (m_root.isOpen()) return;
+        const std::optional<sCommand> command = m_agent.desk().start(readClock());
+        if (!command) return;
+        m_command = *command;
+        std::string error;
+        if (m_root.start(m_places, std::string(REQUEST_EXECUTE) + " " + commandText(m_command),
+                         readClock().runS, error))
+            return;
+        m_agent.desk().end(m_command, {eResult::FAILED, error, {}, "", false}, readClock());
+        m_agent.settle();
+    }
+
+    void workAsRoot() {
+        if (!m_root.isOpen() || !m_root.turn(readClock().runS)) return;
+        const sRootAnswer answer = m_root.takeAnswer();
+        if (answer.isBegun)
+            m_agent.desk().noteChanging(m_command, readClock());
+        else
+            m_agent.desk().end(m_command, answer.outcome, readClock());
+        m_agent.settle();
+    }
+
+    void followChange() {
+        if (m_confirmation.isOpen() && m_confirmation.turn(readClock().runS)) {
+            const sOutcome outcome = m_confirmation.takeAnswer().outcome;
+            m_change.noteConfirmed(outcome.status == eResult::DONE);
+            if (outcome.status != eResult::DONE) log("not confirmed: " + outcome.text);
+        }
+        const std::optional<sCommand> command = m_agent.desk().changing();
+        if (!command || m_confirmation.isOpen()) return;
+        using eNeed = cChangeWatch::eNeed;
+        switch (m_change.look(m_places, *command, m_agent.report(command->slot.value_or(1)))) {
+            case eNeed::NOTHING:
+                return;
+            case eNeed::SAY_STARTED:
+                m_agent.desk().noteStarted(*command, readClock());
+                m_change.noteStarted();
+                return m_agent.settle();
+            case eNeed::RENEW:
+                log("the daemon has set up its modem with the new file; making a new connection");
+                m_link.renew();
+                return m_change.noteRenewed();
+            case eNeed::CONFIRM:
+                return askToConfirm(command->id);
+            case eNeed::END:
+                m_agent.desk().end(*command, m_change.outcome(), readClock());
+                return m_agent.settle();
+        }
+    }
+
+    void askToConfirm(const std::string& id) {
+        std::string error;
+        if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
+                                  readClock().runS, error))
+            log(error);
+    }
+
+    void sayGoodbye() {
+        m_agent.sayStopped(readClock());
+        const int64_t endMs = monotonicMs() + LAST_WORDS_MS;
+        while (m_link.isUp() && !m_agent.isAllTaken() && monotonicMs() < endMs) {
+            pollfd event{m_link.fd(), m_link.events(), 0};
+            poll(&event, 1, static_cast<int>(std::max<int64_t>(0, endMs - monotonicMs())));
+            m_link.turn(event.revents, monotonicMs());
+        }
+        m_link.stop();
+    }
+
+    const sPlaces m_places;
+    cAgent m_agent;
+    cBrokerLink m_link;
+    cRootLink m_root;
+    cRootLink m_confirmation;  // beside a command that runs
+    cChangeWatch m_change;
+    sCommand m_command;  // that m_root executes
+    std::string m_lastWhy;
+    pollfd m_events[EVENTS] = {};
+    int64_t m_dueMs = 0;
+};
+
+}  // namespace
+
+int runAgentService() {
+    connectServiceManager();
+    const sPlaces places;
+    try {
+        sAgentConfig config;
+        const std::vector<std::string> problems = checkAgentConfig(places, config);
+        for (const std::string& problem : problems)
+            log(problem);
+        if (!problems.empty()) return 1;
+        const cFileDescriptor signals(openSignals());
+        cAgentStore store(places.at(AGENT_FOLDER));
+        std::string note;
+        std::string error;
+        if (!store.open(note, error)) {
+            log(error);
+            return 1;
+        }
+        if (!note.empty()) log(note);
+        {
+            cService service(places, config, store);
+            service.run(note, signals.get());
+        }
+        if (!store.noteEnd(error)) log(error);
+        return 0;
+    } catch (const cFailure& failure) {
+        log(failure.what());
+        return 1;
+    }
+}

@@ -1,0 +1,94 @@
+#!/usr/bin/env python3
+"""The agent beside the daemon and the simulated modem: what it sends, and that nothing gets lost."""
+
+import os
+import random
+import time
+
+from agent_case import AgentCase, runTests, waitUntil
+
+
+class Sending(AgentCase):
+    def testConnected_StatusIsRetainedAndAvailable(self):
+        operator = self.listen()
+        self.agent.start()
+        operator.waitStatus(lambda slot: slot["state"] == "connected")
+        online = operator.waitOnline()
+        self.assertEqual(online["every_seconds"], 900)
+        event = operator.waitEvent("agent")
+        self.assertEqual(event["id"], online["stream"] + "-1")
+        operator.waitEvent("online")
+        late = type(operator)(self.broker, "late")
+        self.addCleanup(late.end)
+        late.wait(lambda topic, _: topic == "slot/1/status", "retained status")
+        self.assertTrue(next(retained for topic, retained, _ in late.received if topic == "slot/1/status"))
+
+    def testModemGoesAwayAndComesBack_BothAreEventsWithTheirLength(self):
+        operator = self.listen()
+        self.agent.start()
+        operator.waitEvent("online")
+        mark = operator.mark()
+        self.slot.stopDaemon()
+        lost = operator.waitEvent("lost", mark)
+        self.assertIn("daemon", lost["text"])
+        operator.waitStatus(lambda slot: slot["state"] == "no_daemon", mark)
+        self.slot.startDaemon()
+        operator.waitEvent("online", mark)
+        operator.waitStatus(lambda slot: slot["state"] == "connected", mark)
+
+    def testOrderlyEnd_IsSaid(self):
+        operator = self.listen()
+        self.agent.start()
+        operator.waitEvent("online")
+        mark = operator.mark()
+        self.assertEqual(self.agent.stop(), 0)
+        self.assertEqual(operator.waitOnline(False, mark)["reason"], "stopped")
+        self.agent.start()
+        event = operator.waitEvent("agent", mark)
+        self.assertNotIn("orderly", event["text"])
+
+    def testKilled_LastWillAndThenSaid(self):
+        operator = self.listen()
+        self.agent.start()
+        operator.waitEvent("online")
+        mark = operator.mark()
+        self.agent.kill()
+        self.assertEqual(operator.waitOnline(False, mark)["reason"], "lost")
+        self.agent.start()
+        self.assertIn("had not ended in an orderly way", operator.waitEvent("agent", mark)["text"])
+        self.assertLedgerIsWhole(operator)
+
+    def testNoBroker_WhatHappenedComesLater(self):
+        operator = self.listen()
+        self.agent.start()
+        operator.waitEvent("online")
+        self.broker.stop()
+        self.agent.waitLog("localhost:")
+        self.slot.stopDaemon()
+        waitUntil(lambda: self.slot.value("_QMI_STATE") is None, lambda: "the status file stays")
+        self.broker.start()
+        operator.waitEvent("lost")
+        self.assertLedgerIsWhole(operator)
+
+    def testKilledAHundredTimes_NoNumberMissingNoneTwice(self):
+        operator = self.listen()
+        seed = int(os.environ.get("CELLSLOT_SEED", time.time()))
+        print("CELLSLOT_SEED", seed)
+        chance = random.Random(seed)
+        for _ in range(100):
+            mark = operator.mark()
+            self.agent.start()
+            if chance.random() < 0.3:
+                operator.waitEvent("agent", mark)
+            # At any moment of its start, and of what it sends then.
+            time.sleep(chance.random() * 0.6)
+            self.agent.kill()
+        mark = operator.mark()
+        self.agent.start()
+        operator.waitEvent("agent", mark)
+        operator.waitEvent("online", mark)
+        self.assertLedgerIsWhole(operator)
+
+
+if __name__ == "__main__":
+    runTests()

@@ -1,0 +1,207 @@
+#include "agent/agent_store.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "tests/support/temp_folder.h"
+
+namespace {
+
+class AgentStore : public testing::Test {
+  protected:
+    AgentStore() { open(); }
+    void open() {
+        store = std::make_unique<cAgentStore>(folder.path());
+        ASSERT_TRUE(store->open(note, error)) << error;
+    }
+    void openAgain() {
+        store.reset();
+        open();
+    }
+    static sDraft draft(eWaiting kind, const std::string& text = "x") {
+        return {kind, 1, [text](const sMessageId& id) { return std::to_string(id.number) + text; }};
+    }
+    void add(eWaiting kind, const std::string& text = "x") {
+        ASSERT_TRUE(store->commit({{draft(kind, text)}, {}, false}, error)) << error;
+    }
+    std::vector<uint64_t> takeAll() {
+        std::vector<uint64_t> numbers;
+        while (const auto message = store->takeNext())
+            numbers.push_back(message->number);
+        return numbers;
+    }
+
+    cTempFolder folder;
+    std::unique_ptr<cAgentStore> store;
+    std::string note;
+    std::string error;
+};
+
+}  // namespace
+
+TEST_F(AgentStore, Messages_AreNumberedAndComeInTheirOrder) {
+    add(eWaiting::EVENT);
+    add(eWaiting::SMS, "hello");
+    const auto first = store->takeNext();
+    const auto second = store->takeNext();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->text, "1x");
+    EXPECT_EQ(second->text, "2hello");
+    EXPECT_EQ(second->kind, eWaiting::SMS);
+    EXPECT_EQ(second->slot, 1);
+    EXPECT_FALSE(store->takeNext());
+}
+
+TEST_F(AgentStore, OpenedAgain_SameStreamSameMessagesNextNumber) {
+    add(eWaiting::EVENT);
+    const std::string stream = store->stream();
+    openAgain();
+    EXPECT_TRUE(store->wasInterrupted());
+    EXPECT_EQ(store->stream(), stream);
+    add(eWaiting::EVENT);
+    EXPECT_EQ(takeAll(), (std::vector<uint64_t>{1, 2}));
+}
+
+TEST_F(AgentStore, OrderlyEnd_IsKnownAndWhatWasDeliveredIsGone) {
+    add(eWaiting::EVENT);
+    store->takeNext();
+    store->noteDelivered(1);
+    ASSERT_TRUE(store->noteEnd(error));
+    openAgain();
+    EXPECT_FALSE(store->wasInterrupted());
+    EXPECT_TRUE(takeAll().empty());
+    add(eWaiting::EVENT);
+    EXPECT_EQ(takeAll(), std::vector<uint64_t>{2});
+}
+
+TEST_F(AgentStore, NoConnectionAnyMore_WhatWasOnItsWayComesAgain) {
+    add(eWaiting::EVENT);
+    EXPECT_EQ(takeAll().size(), 1u);
+    store->takeBack();
+    EXPECT_EQ(takeAll(), std::vector<uint64_t>{1});
+}
+
+TEST_F(AgentStore, NoRoom_SignalGoesFirstThenEventsThenResultsMessagesLast) {
+    const std::string piece(40 * 1024, 'x');
+    add(eWaiting::SMS, piece);
+    add(eWaiting::RESULT, piece);
+    add(eWaiting::EVENT, piece);
+    add(eWaiting::SIGNAL, piece);
+    for (int i = 0; i < 46; ++i)
+        add(eWaiting::RESULT, piece);
+    EXPECT_EQ(store->dropped().count, 0u);
+    EXPECT_LT(store->room(), piece.size() * 2);
+    add(eWaiting::RESULT, piece);
+    add(eWaiting::RESULT, piece);
+    EXPECT_EQ(store->dropped().first, 4u);
+    add(eWaiting::RESULT, piece);
+    EXPECT_EQ(store->dropped().first, 3u);
+    add(eWaiting::RESULT, piece);
+    EXPECT_EQ(store->dropped().first, 2u);
+    EXPECT_EQ(store->takeNext()->number, 1u);
+    openAgain();
+    EXPECT_EQ(store->dropped().last, 4u) << "what was dropped is known after a kill";
+}
+
+TEST_F(AgentStore, ReportOfWhatWasDropped_IsOneMessageAndThenForgotten) {
+    const std::string piece(60 * 1024, 'x');
+    for (int i = 0; i < 40; ++i)
+        add(eWaiting::EVENT, piece);
+    ASSERT_GT(store->dropped().count, 0u);
+    ASSERT_TRUE(store->commit({{draft(eWaiting::DROPPED)}, {}, true}, error));
+    EXPECT_LE(store->dropped().count, 1u);
+}
+
+TEST_F(AgentStore, MessageOnItsWay_IsNotDropped) {
+    const std::string piece(60 * 1024, 'x');
+    add(eWaiting::SIGNAL, piece);
+    store->takeNext();
+    for (int i = 0; i < 40; ++i)
+        add(eWaiting::EVENT, piece);
+    store->takeBack();
+    EXPECT_EQ(store->takeNext()->number, 1u);
+}
+
+TEST_F(AgentStore, Commands_AreKeptUntilTheirDeadlineHasPassed) {
+    sKnownCommand known;
+    known.deadline = 1000;
+    known.outcome = "done: x";
+    ASSERT_TRUE(store->commit({{}, {{"a", known}}, false}, error));
+    openAgain();
+    ASSERT_TRUE(store->command("a"));
+    EXPECT_EQ(store->command("a")->outcome, "done: x");
+    store->forgetCommands(1000);
+    EXPECT_TRUE(store->command("a"));
+    store->forgetCommands(1001);
+    EXPECT_FALSE(store->command("a"));
+    add(eWaiting::EVENT);
+    openAgain();
+    EXPECT_FALSE(store->command("a"));
+    EXPECT_EQ(store->forgottenUntil(), 1000);
+}
+
+TEST_F(AgentStore, CommandThatIsNotEnded_IsNotForgotten) {
+    sKnownCommand known;
+    known.state = eCommandState::RUNNING;
+    known.deadline = 1000;
+    store->commit({{}, {{"a", known}}, false}, error);
+    store->forgetCommands(2000);
+    EXPECT_TRUE(store->command("a"));
+}
+
+TEST_F(AgentStore, DamagedFile_IsPutAsideAndANewStreamBegins) {
+    add(eWaiting::EVENT);
+    const std::string stream = store->stream();
+    store.reset();
+    const std::string data = folder / "data.mdb";
+    std::string content = readFile(data);
+    for (size_t i = 0; i < content.size(); ++i)
+        content[i] = static_cast<char>(i * 7);
+    writeFile(data, content);
+    open();
+    EXPECT_NE(note.find("damaged"), std::string::npos);
+    EXPECT_NE(store->stream(), stream);
+    EXPECT_TRUE(fileExists(data + ".broken"));
+}
+
+TEST_F(AgentStore, FileCutShort_IsPutAside) {
+    for (int i = 0; i < 20; ++i)
+        add(eWaiting::EVENT, std::string(5000, 'x'));
+    store.reset();
+    ASSERT_EQ(truncate((folder / "data.mdb").c_str(), 3 * 4096), 0);
+    open();
+    EXPECT_NE(note.find("damaged"), std::string::npos);
+}
+
+TEST_F(AgentStore, KilledWhileItWrites_EveryNumberThatWasGivenIsThere) {
+    for (int run = 0; run < 20; ++run) {
+        store.reset();
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            cAgentStore own(folder.path());
+            own.open(note, error);
+            for (uint64_t number = 0;; ++number) {
+                own.commit({{draft(eWaiting::EVENT)}, {}, false}, error);
+                if (write(ends[1], &number, sizeof number) < 0) _exit(1);
+            }
+        }
+        // Ends after some commits, at any moment of the next.
+        uint64_t number = 0;
+        for (int i = 0; i <= run; ++i)
+            ASSERT_EQ(read(ends[0], &number, sizeof number), static_cast<ssize_t>(sizeof number));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        close(ends[0]);
+        close(ends[1]);
+        open();
+        EXPECT_EQ(note, "");
+        const std::vector<uint64_t> numbers = takeAll();
+        for (size_t i = 0; i < numbers.size(); ++i)
+            ASSERT_EQ(numbers[i], i + 1);
+    }
+}
