@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli/base/utc_time.h"
+#include "observed/sim_name.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

@@ -28,7 +28,4 @@ struct sUsageLine {
     sUsage usage;
 };
 
-// An ICCID, or empty: not known.
-bool isSimName(const std::string& text);
-
 #endif

@@ -2,8 +2,9 @@
 
 #include <cmath>
 
-#include "history/words.h"
 #include "cli/base/utc_time.h"
+#include "history/words.h"
+#include "observed/sim_name.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
