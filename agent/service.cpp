@@ -1,12 +1,10 @@
 #include "agent/service.h"
 
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <ctime>
 
@@ -14,6 +12,7 @@
 #include "agent/agent_paths.h"
 #include "agent/change_watch.h"
 #include "agent/root_link.h"
+#include "cli/base/end_signals.h"
 #include "cli/base/failure.h"
 #include "include/service_manager.h"
 #include "mqtt/broker_link.h"
@@ -40,15 +39,6 @@ sAgentClock readClock() {
     // Goes on while the host sleeps.
     clock_gettime(CLOCK_BOOTTIME, &run);
     return {time(nullptr), run.tv_sec};
-}
-
-int openSignals() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 // Puts agent, broker and the service that works as root together.
@@ -227,7 +217,7 @@ int runAgentService() {
         for (const std::string& problem : problems)
             log(problem);
         if (!problems.empty()) return 1;
-        const cFileDescriptor signals(openSignals());
+        const cFileDescriptor signals(openEndSignals());
         cAgentStore store(places.at(AGENT_FOLDER));
         std::string note;
         std::string error;

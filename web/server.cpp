@@ -4,7 +4,6 @@
 #include <microhttpd.h>
 #include <netinet/in.h>
 #include <sys/epoll.h>
-#include <sys/signalfd.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include <list>
 #include <memory>
 
+#include "cli/base/end_signals.h"
 #include "cli/base/failure.h"
 #include "cli/base/system_failure.h"
 #include "web/connections.h"
@@ -160,13 +160,8 @@ class cServer {
     };
 
     void blockSignals() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGTERM);
-        sigaddset(&signals, SIGINT);
-        sigprocmask(SIG_BLOCK, &signals, nullptr);
         signal(SIGPIPE, SIG_IGN);
-        m_signals = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+        m_signals = openEndSignals();
         watch(m_signals);
     }
 
