@@ -17,6 +17,8 @@
 // What must outlive the agent: the messages that wait for the broker, and the commands that came. A
 // change is on the disk when its function returns, and is there whole or not at all.
 
+constexpr const char* AGENT_FOLDER = "/var/lib/cellslot/agent";
+
 // In the order in which they are dropped when there is no room, the oldest of each first.
 enum class eWaiting { SIGNAL, EVENT, RESULT, DROPPED, SMS };
 

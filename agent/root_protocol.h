@@ -9,7 +9,7 @@
 // holds. One connection is one request, in one line; the service answers with a line and what the
 // command printed, and ends.
 
-constexpr const char* ROOT_SOCKET = "/run/cellslot-agent/commands";
+constexpr const char* ROOT_SOCKET = "/run/cellslot-agent-commands";
 
 // Then a blank and what it is about.
 constexpr const char* REQUEST_EXECUTE = "execute";    // a command, as it came from the broker

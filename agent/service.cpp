@@ -9,7 +9,8 @@
 #include <ctime>
 
 #include "agent/agent.h"
-#include "agent/agent_paths.h"
+#include "agent/agent_state.h"
+#include "agent/agent_store.h"
 #include "agent/change_watch.h"
 #include "agent/root_link.h"
 #include "cli/base/end_signals.h"
@@ -23,6 +24,8 @@ namespace {
 
 // The broker gets so long to take the last words.
 constexpr int64_t LAST_WORDS_MS = 3000;
+constexpr int CONFIG_LOOK_S = 60;
+constexpr int ALIVE_EVERY_S = 20;
 
 void log(const std::string& line) {
     fprintf(stderr, "%s\n", line.c_str());
@@ -46,6 +49,7 @@ class cService final : public iBroker {
   public:
     cService(const sPlaces& places, const sAgentConfig& config, cAgentStore& store)
         : m_places(places),
+          m_store(store),
           m_agent(places, config, store, *this, log),
           m_link(config.broker,
                  {config.gateway, true, topicText({config.gateway, eTopic::AVAILABILITY, 0})},
@@ -58,7 +62,9 @@ class cService final : public iBroker {
                   [this](int messageId) { noteAcknowledged(messageId); },
                   [this](int, bool isGranted) { noteSubscribed(isGranted); },
                   [this] { return m_agent.lastWill(readClock()); }},
-                 places) {}
+                 places) {
+        m_state.gateway = config.gateway;
+    }
 
     bool isUp() const override { return m_link.isUp(); }
     int publish(const std::string& topic, const std::string& text, bool isRetained) override {
@@ -69,6 +75,7 @@ class cService final : public iBroker {
 
     void run(const std::string& note, int signals) {
         m_agent.start(note, readClock());
+        noteState();
         notifyReady();
         while (!waitForWork(signals)) {
             m_link.turn(m_events[BROKER].revents, monotonicMs());
@@ -76,6 +83,7 @@ class cService final : public iBroker {
             const long long nextS = m_agent.work(readClock());
             startCommand();
             followChange();
+            noteState();
             m_dueMs = monotonicMs() + nextS * 1000;
             notifyAlive();
         }
@@ -103,6 +111,8 @@ class cService final : public iBroker {
     void noteUp(bool isSessionPresent) {
         log("connected to " + m_link.broker());
         m_lastWhy.clear();
+        m_state.isConnected = true;
+        m_state.since = time(nullptr);
         m_change.noteUp();
         // A connection that was renewed has ended without a word.
         m_agent.down();
@@ -113,7 +123,24 @@ class cService final : public iBroker {
         // While a broker is away, each attempt fails in the same way.
         if (why != m_lastWhy) log(why);
         m_lastWhy = why;
+        if (m_state.isConnected || m_state.since == 0) m_state.since = time(nullptr);
+        m_state.isConnected = false;
+        m_state.error = why;
+        m_state.errorAt = time(nullptr);
         m_agent.down();
+    }
+
+    // Only what has changed is written.
+    void noteState() {
+        m_state.pid = getpid();
+        m_state.broker = m_link.broker();
+        m_state.waiting = static_cast<long long>(m_store.waiting());
+        m_state.stream = m_store.stream();
+        m_state.writes = m_store.commits();
+        const std::string text = agentStateJson(m_state);
+        if (text == m_published) return;
+        m_published = text;
+        publishAgentState(m_places, m_state);
     }
 
     void noteAcknowledged(int messageId) {
@@ -195,6 +222,7 @@ class cService final : public iBroker {
     }
 
     const sPlaces m_places;
+    const cAgentStore& m_store;
     cAgent m_agent;
     cBrokerLink m_link;
     cRootLink m_root;
@@ -202,36 +230,69 @@ class cService final : public iBroker {
     cChangeWatch m_change;
     sCommand m_command;  // that m_root executes
     std::string m_lastWhy;
+    sAgentState m_state;
+    std::string m_published;
     pollfd m_events[EVENTS] = {};
     int64_t m_dueMs = 0;
 };
 
 }  // namespace
 
+namespace {
+
+// A file may still have to be mounted, or to be corrected: looked at again and again. False: the
+// end.
+bool waitForConfig(const sPlaces& places, int signals, sAgentConfig& config) {
+    std::vector<std::string> said;
+    while (true) {
+        const std::vector<std::string> problems = checkAgentConfig(places, config);
+        if (problems.empty()) return true;
+        if (problems != said) {
+            for (const std::string& problem : problems)
+                log(problem);
+            sAgentState state;
+            state.pid = getpid();
+            state.error = problems.front();
+            state.errorAt = time(nullptr);
+            publishAgentState(places, state);
+            notifyReady();
+        }
+        said = problems;
+        for (int i = 0; i < CONFIG_LOOK_S; i += ALIVE_EVERY_S) {
+            notifyAlive();
+            pollfd event{signals, POLLIN, 0};
+            if (poll(&event, 1, ALIVE_EVERY_S * 1000) > 0) return false;
+        }
+    }
+}
+
+int runWithStore(const sPlaces& places, const sAgentConfig& config, int signals) {
+    cAgentStore store(places.at(AGENT_FOLDER));
+    std::string note;
+    std::string error;
+    if (!store.open(note, error)) {
+        log(error);
+        return 1;
+    }
+    if (!note.empty()) log(note);
+    {
+        cService service(places, config, store);
+        service.run(note, signals);
+    }
+    if (!store.noteEnd(error)) log(error);
+    return 0;
+}
+
+}  // namespace
+
 int runAgentService() {
     connectServiceManager();
     const sPlaces places;
+    const cFileDescriptor signals(openEndSignals());
     try {
         sAgentConfig config;
-        const std::vector<std::string> problems = checkAgentConfig(places, config);
-        for (const std::string& problem : problems)
-            log(problem);
-        if (!problems.empty()) return 1;
-        const cFileDescriptor signals(openEndSignals());
-        cAgentStore store(places.at(AGENT_FOLDER));
-        std::string note;
-        std::string error;
-        if (!store.open(note, error)) {
-            log(error);
-            return 1;
-        }
-        if (!note.empty()) log(note);
-        {
-            cService service(places, config, store);
-            service.run(note, signals.get());
-        }
-        if (!store.noteEnd(error)) log(error);
-        return 0;
+        if (!waitForConfig(places, signals.get(), config)) return 0;
+        return runWithStore(places, config, signals.get());
     } catch (const cFailure& failure) {
         log(failure.what());
         return 1;

@@ -11,7 +11,7 @@
 #include "cli/config/reload_command.h"
 #include "cli/data/data_command.h"
 #include "cli/doctor/doctor_command.h"
-#include "cli/history_package.h"
+#include "cli/package_commands.h"
 #include "cli/pin/pin_command.h"
 #include "cli/record/record_command.h"
 #include "cli/report/report_command.h"
@@ -74,8 +74,8 @@ eExitStatus usageError(const CLI::ParseError& error, const CLI::App& app, sCliCo
 
 eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
                         std::ostream& err) {
-    if (isHistoryCall(argc, argv, context.places))
-        return startHistoryCommand(argc, argv, context.places, err);
+    if (const sPackageCommand* package = calledPackage(argc, argv, context.places))
+        return startPackageCommand(*package, argc, argv, context.places, err);
     CLI::App app("Show and control the cellular modems of this gateway.", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
@@ -85,7 +85,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     const cSubcommand all(&app);
     addStatusCommand(all, context);
     addWatchCommand(all, context);
-    addHistoryCommand(all);
+    addPackageCommand(all, HISTORY_PACKAGE);
     addSmsCommand(all, context);
     addAtCommand(all, context);
     addDataCommand(all, context);
@@ -95,6 +95,7 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     addDoctorCommand(all, context);
     addRecordCommand(all, context);
     addReportCommand(all, context, runCellslot);
+    addPackageCommand(all, AGENT_PACKAGE);
     try {
         app.parse(argc, argv);
         return printed(context, err);

@@ -59,7 +59,7 @@ putDocuments() {
     done
     [[ ! -e $completion ]] || put 644 "$completion" /usr/share/bash-completion/completions/cellslot
     for document in docs/*.md; do
-        [[ $document == */le910sim.md || $document == */web.md || $document == */history.md ]] ||
+        [[ $document == */le910sim.md || $document == */web.md || $document == */history.md || $document == */fleet.md ]] ||
             put 644 "$document" "$doc/${document##*/}"
     done
     put 644 docs/cellslot.conf.example "$doc/examples/cellslot.conf.example"

@@ -79,6 +79,7 @@ main() {
     plan 'history package' 30
     plan arm64 420
     plan page 180
+    plan agent 240
     plan fuzzing 240
     if [[ $all == yes ]]; then
         plan 'whole matrix' 1200
@@ -96,6 +97,7 @@ main() {
     step scripts/test_history.sh "$@" || true
     step scripts/test_cross.sh arm64 "$@" || true
     step scripts/test_web.sh "$@" || true
+    step scripts/test_agent.sh "$@" || true
     step fuzz || true
     if [[ $all == yes ]]; then
         step wholeMatrix || true

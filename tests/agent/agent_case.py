@@ -25,7 +25,7 @@ class RootSocket:
     """Starts the service of root's for each connection, as the socket unit has it."""
 
     def __init__(self):
-        path = RUN / "commands"
+        path = pathlib.Path("/run/cellslot-agent-commands")
         path.unlink(missing_ok=True)
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.bind(str(path))

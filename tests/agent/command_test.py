@@ -155,7 +155,7 @@ class Hostile(CommandCase):
     def testAgentWithoutScruples_ServiceOfRootRefuses(self):
         """A taken-over agent asks for what is not listed."""
         with socket.socket(socket.AF_UNIX) as sock:
-            sock.connect("/run/cellslot-agent/commands")
+            sock.connect("/run/cellslot-agent-commands")
             sock.sendall(b'execute {"id":"x","by":"x","deadline":"2026-12-01T00:00:00Z","do":"data",'
                          b'"args":{"slot":1,"want":"off"}}\n')
             answer = sock.makefile().read()

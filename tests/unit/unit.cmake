@@ -169,7 +169,7 @@ cellslot_add_unit_tests(cli TOOL
             unit/cli/doctor/slot_setup_test.cpp
             unit/cli/base/draft_file_test.cpp unit/cli/base/settings_file_test.cpp
             unit/cli/base/utc_time_test.cpp unit/cli/fixture.cpp unit/cli/cellslot_help_test.cpp
-            unit/cli/history_package_test.cpp
+            unit/cli/package_commands_test.cpp
             unit/cli/base/misspelling_test.cpp unit/cli/pin/pin_command_test.cpp
             unit/cli/record/record_command_test.cpp unit/cli/report/report_command_test.cpp
             unit/cli/report/report_text_test.cpp unit/cli/report/tar_archive_test.cpp

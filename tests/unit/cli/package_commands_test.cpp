@@ -1,21 +1,22 @@
-#include "cli/history_package.h"
+#include "cli/package_commands.h"
 
 #include <gtest/gtest.h>
 
 #include "tests/unit/cli/empty_host.h"
 
-TEST(HistoryPackage, Missing_SaysWhichPackageHasIt) {
+TEST(PackageCommands, Missing_SaysWhichPackageHasIt) {
     const cEmptyHost host;
-    for (const std::vector<const char*>& command :
-         std::vector<std::vector<const char*>>{{"history"}, {"history", "outages", "--json"}}) {
+    for (const std::vector<const char*>& command : std::vector<std::vector<const char*>>{
+             {"history"}, {"history", "outages", "--json"}, {"agent", "status"}}) {
         const sCommandRun run = runOn(host, command);
         EXPECT_EQ(eExitStatus::FAILED, run.status);
         EXPECT_EQ("", run.out);
-        EXPECT_NE(std::string::npos, run.err.find("cellslot-history")) << run.err;
+        EXPECT_NE(std::string::npos, run.err.find(std::string("cellslot-") + command[0]))
+            << run.err;
     }
 }
 
-TEST(HistoryPackage, ProgramThatCannotBeStarted_IsNamed) {
+TEST(PackageCommands, ProgramThatCannotBeStarted_IsNamed) {
     cEmptyHost host;
     host.folderAt("/usr");
     host.folderAt("/usr/lib");
