@@ -34,11 +34,7 @@ putFiles() {
 
 main() {
     local depends
-    readPackageOptions "$@"
-    buildPrograms "${PROGRAMS[@]}"
-    startPackage
-    putFiles
-    depends=$(sharedLibraries "$NAME" "${PROGRAMS[@]/#/$PLACE/}")
+    packPrograms "$@"
     putControl "$NAME" packaging/history/deb <<TEXT
 Depends: $depends, cellslot
 Description: history of the modems that cellslot manages

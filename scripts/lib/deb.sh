@@ -53,6 +53,17 @@ buildPrograms() { # PROGRAM...
     cmake --build --preset "$preset" -j 2 --target "$@" >&2
 }
 
+# The frame of a package of programs in the folder $PLACE: needs NAME, PROGRAMS and a function putFiles;
+# sets depends.
+packPrograms() { # ARGUMENT...
+    readPackageOptions "$@"
+    buildPrograms "${PROGRAMS[@]}"
+    startPackage
+    putFiles
+    # shellcheck disable=SC2153 # of the script
+    depends=$(sharedLibraries "$NAME" "${PROGRAMS[@]/#/$PLACE/}")
+}
+
 startPackage() {
     installMissing dpkg-dev >&2
     # The same source must give the same package.
