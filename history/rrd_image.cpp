@@ -192,9 +192,11 @@ bool cRrdImage::load(const std::string& filePath, const sStore& store) {
     if (isFile && m_file < 0) m_file = memfd_create("cellslot-history", MFD_CLOEXEC);
     const bool isCopied = isFile && m_file >= 0 && ftruncate(m_file, 0) == 0 &&
                           lseek(m_file, 0, SEEK_SET) == 0 && copyFile(file, m_file);
+    // A block of the flash that cannot be read any more stays so.
+    const bool isUnreadable = !isCopied && errno == EIO;
     if (!isCopied) m_error = isFile ? strerror(errno) : "is no regular file of at most 2 MiB";
     close(file);
-    m_isDamaged = !isFile || (isCopied && !isOf(m_file, store));
+    m_isDamaged = !isFile || isUnreadable || (isCopied && !isOf(m_file, store));
     if (isCopied && m_isDamaged) m_error = "has another layout";
     return isCopied && !m_isDamaged;
 }

@@ -24,6 +24,8 @@
 namespace {
 
 constexpr long long CLOCK_STEP_S = 2;  // less is rounding, or a clock that is steered
+// A shorter one is no gap: it would make two outages of one.
+constexpr long long CLOCK_GAP_S = 60;
 constexpr size_t EVENTS_FILE_MAX = 256 * 1024;
 constexpr size_t LEDGER_BYTES_MAX = 512 * 1024;
 constexpr mode_t FILE_MODE = 0644;
@@ -131,7 +133,7 @@ void cSlotRecorder::settleClock(const sClock& clock) {
 // the new: between the two there is nothing.
 void cSlotRecorder::continueAfterStep(long long step) {
     const auto state = m_written.continued(m_ledger.until + step);
-    if (!state) return;
+    if (!state || std::llabs(step) < CLOCK_GAP_S) return;
     m_pending.events.insert(
         m_pending.events.begin(),
         {eventOf(m_ledger.until, EVENT_LOST, "The host's clock was set from here."), *state});

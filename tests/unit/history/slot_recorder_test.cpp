@@ -416,3 +416,18 @@ TEST_F(SlotRecorder, NothingCanBeWrittenForDays_MemoryIsBounded_AndReadersSeeThe
     }
     EXPECT_EQ(cSlotHistory(places, 1).end(), DAY + 5 * DAY_S);
 }
+
+TEST_F(SlotRecorder, ClockSetBySecondsInAnOutage_ItStaysOne) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    follow(recorder, connectedReading(), DAY, 100, 0);
+    follow(recorder, offlineReading(), DAY + 110, 900, 110);
+    commit(recorder, {DAY + 1010, 1010});
+    follow(recorder, offlineReading(), DAY + 1025, 900, 1020);
+    follow(recorder, connectedReading(), DAY + 1935, 100, 1930);
+    commit(recorder, {DAY + 2035, 2030});
+    const std::vector<sOutage> outages = cSlotHistory(places, 1).outages({DAY, DAY + 2035});
+    ASSERT_EQ(outages.size(), 1u);
+    EXPECT_EQ(outages[0].from, DAY + 110);
+    EXPECT_EQ(outages[0].to, DAY + 1935);
+}
