@@ -80,6 +80,7 @@ main() {
     plan arm64 420
     plan page 180
     plan agent 240
+    plan fleet 150
     plan fuzzing 240
     if [[ $all == yes ]]; then
         plan 'whole matrix' 1200
@@ -98,6 +99,7 @@ main() {
     step scripts/test_cross.sh arm64 "$@" || true
     step scripts/test_web.sh "$@" || true
     step scripts/test_agent.sh "$@" || true
+    step scripts/test_fleet.sh "$@" || true
     step fuzz || true
     if [[ $all == yes ]]; then
         step wholeMatrix || true

@@ -119,7 +119,8 @@ sharedLibraries() { # NAME PLACE...
     echo "$depends"
 }
 
-# Standard input: what the control file has beside this; SCRIPTS: folder of postinst and the like.
+# Standard input: what the control file has beside this; SCRIPTS: folder of postinst and the like, if the
+# package needs any.
 putControl() { # NAME SCRIPTS
     local script
     {
@@ -130,6 +131,7 @@ putControl() { # NAME SCRIPTS
         cat
     } >"$tree/DEBIAN/control"
     for script in postinst prerm postrm; do
+        [[ -e $2/$script ]] || continue
         install -m 755 "$2/$script" "$tree/DEBIAN/$script"
     done
     (cd "$tree" && find . -path ./DEBIAN -prune -o -type f -printf '%P\n' | sort |

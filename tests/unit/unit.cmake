@@ -256,3 +256,17 @@ if(TARGET cellslot_agent_root)
     # Every commit waits for the disk: in memory that costs nothing.
     set_tests_properties(unit.agent PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
 endif()
+
+if(TARGET cellslot_fleet)
+    find_package(nlohmann_json REQUIRED)
+    cellslot_add_unit_tests(fleet PACKAGE
+        LIBS cellslot_fleet nlohmann_json::nlohmann_json
+        SOURCES unit/cli/fixture.cpp unit/fleet/campaign_test.cpp unit/fleet/event_lines_test.cpp
+                unit/fleet/filter_test.cpp unit/fleet/fleet_config_test.cpp
+                unit/fleet/fleet_json_test.cpp unit/fleet/fleet_model_test.cpp
+                unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_watch_test.cpp
+                unit/fleet/gateway_test.cpp unit/fleet/judgement_test.cpp
+                unit/fleet/made_fleet.cpp unit/fleet/order_test.cpp unit/fleet/slot_view_test.cpp
+                unit/fleet/waves_test.cpp)
+    target_compile_definitions(fleet_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
+endif()
