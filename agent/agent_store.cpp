@@ -105,8 +105,9 @@ bool isSoundStore(const std::string& folder) {
         MDB_txn* transaction = nullptr;
         MDB_dbi database = 0;
         int result = openEnvironment(folder, MDB_RDONLY | MDB_NOLOCK, environment);
-        if (result == 0) failOnDamage(environment);
-        if (result == 0) result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
+        if (result != 0) return !showsDamage(result);
+        failOnDamage(environment);
+        result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
         if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
         if (result == 0)
             result = forEach(transaction, database,

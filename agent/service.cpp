@@ -1,12 +1,10 @@
 #include "agent/service.h"
 
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <ctime>
 
@@ -16,6 +14,7 @@
 #include "agent/change_watch.h"
 #include "agent/root_link.h"
 #include "agent/working_memory.h"
+#include "cli/base/end_signals.h"
 #include "cli/base/failure.h"
 #include "include/service_manager.h"
 #include "mqtt/broker_link.h"
@@ -46,15 +45,6 @@ sAgentClock readClock() {
     // Goes on while the host sleeps.
     clock_gettime(CLOCK_BOOTTIME, &run);
     return {time(nullptr), run.tv_sec};
-}
-
-int openSignals() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 // Puts agent, broker and the service that works as root together.
@@ -330,7 +320,7 @@ int runWithStore(const sPlaces& places, const sAgentConfig& config, int signals)
 int runAgentService() {
     connectServiceManager();
     const sPlaces places;
-    const cFileDescriptor signals(openSignals());
+    const cFileDescriptor signals(openEndSignals());
     try {
         sAgentConfig config;
         if (!waitForConfig(places, signals.get(), config)) return 0;

@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sModemInfo;
 
 // Identity of the modem: maker, model, firmware, numbers; and its temperature. A response without
 // the expected line leaves the defaults. Results are those of the transaction; a CME error stays

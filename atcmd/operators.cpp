@@ -1,6 +1,7 @@
 #include "atcmd/operators.h"
 
 #include "atcmd/command.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sNetworkInfo;
 
 // The serving operator (+COPS) and the modem's list of operator names (+COPN), 3GPP TS 27.007
 // sections 7.3 and 7.21.

@@ -2,6 +2,7 @@
 
 #include "atcmd/command.h"
 #include "include/address_text.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

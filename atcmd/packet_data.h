@@ -4,7 +4,11 @@
 #include <string>
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/modem_types.h"
+#include "include/result_codes.h"
+
+struct sDeviceInfo;
+struct sNetworkInfo;
 
 // Packet domain and PDP contexts (3GPP TS 27.007 section 10.1). cid is the context id as text. All
 // but setCGATT and getCGDCONT return a CME error as its number.

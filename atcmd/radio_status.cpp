@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "atcmd/command.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"
 

@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sNetworkInfo;
 
 // Signal (+CSQ, 3GPP TS 27.007 section 8.5) and the serving cell (#PSNT, #RFSTS). Results are those
 // of the transaction; a line that is short leaves its fields at their defaults.

@@ -1,6 +1,7 @@
 #include "atcmd/registration.h"
 
 #include "atcmd/command.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "published/status_values.h"
 

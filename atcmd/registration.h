@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sNetworkInfo;
 
 // Registration in the circuit-switched domain (+CREG), EPS (+CEREG) and IMS (+CIREG), 3GPP TS
 // 27.007 sections 7.2, 10.1.22 and 8.71. Results are those of the transaction.

@@ -2,6 +2,7 @@
 
 #include "atcmd/command.h"
 #include "atcmd/operators.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "published/status_values.h"
 

@@ -3,7 +3,10 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/modem_types.h"
+#include "include/result_codes.h"
+
+struct sSimInfo;
 
 // The SIM: presence (#QSS), lock (+CPIN, #PCT, +CLCK, +CPWD; 3GPP TS 27.007 sections 7.4, 7.5,
 // 8.3), IMSI, ICCID and the slot that one of the modem's GPIO pins selects. A CME error is returned

@@ -21,6 +21,7 @@
 #include "bench/meter.h"
 #include "device/at_transaction.h"
 #include "device/recorder.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/sleep.h"
 #include "platform/include/key_value_store.h"

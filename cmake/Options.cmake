@@ -21,6 +21,26 @@ if(SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined
                         -fno-omit-frame-pointer -Wno-maybe-uninitialized)
     add_link_options(-fsanitize=address,undefined)
+    # For unity builds: a class that derives from one of an anonymous namespace belongs to one file still.
+    add_compile_options(-Wno-subobject-linkage)
+endif()
+
+# The sanitizers' build compiles several files of a folder as one, in half the time. Call it at the top of
+# a folder's CMakeLists.txt. Files whose own names clash with those of others are compiled alone, as are
+# all in the other builds, where one file is changed at a time.
+macro(cellslot_compile_together)
+    cmake_parse_arguments(TOGETHER "" "" "BUT" ${ARGN})
+    set(CMAKE_UNITY_BUILD ${SANITIZE})
+    set_source_files_properties(${TOGETHER_BUT} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endmacro()
+
+# Where a change is tried, the quicker of the two linkers that come with the compiler.
+include(CheckLinkerFlag)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT CMAKE_CROSSCOMPILING AND NOT FUZZ)
+    check_linker_flag(CXX -fuse-ld=gold HAS_GOLD)
+    if(HAS_GOLD)
+        add_link_options(-fuse-ld=gold)
+    endif()
 endif()
 
 # Programs of the gateway link the C++ library statically: the shared one costs a process more than a

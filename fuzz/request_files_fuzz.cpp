@@ -4,6 +4,7 @@
 #include "fuzz/input.h"
 #include "fuzz/scratch_folder.h"
 #include "fuzz/scripted_port.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "published/at_request.h"
 #include "statemachine/custom_at.h"

@@ -9,6 +9,7 @@
 #include "fuzz/check.h"
 #include "fuzz/input.h"
 #include "include/address_text.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/shell.h"
 #include "include/utilities.h"

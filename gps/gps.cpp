@@ -1,6 +1,7 @@
 #include "gps/gps.h"
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 
 cTelitGps g_C_telitGps;

@@ -3,8 +3,9 @@
 
 #include "gps/telit_gps.h"
 #include "include/config_options.h"
-#include "include/device_records.h"
 #include "include/result_codes.h"
+
+struct sModemInfo;
 
 // The daemon's one GPS port.
 extern cTelitGps g_C_telitGps;

@@ -17,6 +17,16 @@ struct sCause {
     long long seconds = 0;
 };
 
+// "Not connected: The modem detects no SIM card."
+std::string withoutLead(const std::string& text) {
+    const size_t colon = text.find(": ");
+    return colon == text.npos ? text : text.substr(colon + 2);
+}
+
+bool endsKnowledge(const sEvent& event) {
+    return event.kind == EVENT_LOST || event.kind == EVENT_FOLLOWED;
+}
+
 // Goes through the events, and keeps what is open at each moment.
 class cWalk {
   public:
@@ -26,7 +36,7 @@ class cWalk {
         const bool isOnline = event.kind == EVENT_ONLINE;
         const bool isOffline = event.kind == EVENT_OFFLINE;
         const bool isCause = event.kind == EVENT_CAUSE && m_line != eLine::UNKNOWN;
-        const bool isLost = event.kind == EVENT_LOST || event.kind == EVENT_FOLLOWED;
+        const bool isLost = endsKnowledge(event);
         if (!isOnline && !isOffline && !isCause && !isLost) return;
         passTo(event.time);
         if (isLost) return change(eLine::UNKNOWN, event);
@@ -45,12 +55,6 @@ class cWalk {
     }
 
   private:
-    // "Not connected: The modem detects no SIM card."
-    static std::string withoutLead(const std::string& text) {
-        const size_t colon = text.find(": ");
-        return colon == text.npos ? text : text.substr(colon + 2);
-    }
-
     void passTo(time_t time) {
         const time_t from = std::max(m_at, m_range.from);
         const time_t to = std::min(time, m_range.to);
@@ -101,6 +105,25 @@ class cWalk {
 sConnection connectionIn(const std::vector<sEvent>& events, const sTimeRange& range, time_t end) {
     cWalk walk(range);
     for (const sEvent& event : events)
-        walk.take(event);
+        if (event.time <= std::max(end, range.to)) walk.take(event);
     return walk.finish(end);
+}
+
+void cConnectionState::take(const sEvent& event) {
+    if (endsKnowledge(event)) m_last.reset();
+    const bool isCause = event.kind == EVENT_CAUSE && m_last;
+    if (event.kind == EVENT_ONLINE || event.kind == EVENT_OFFLINE) m_last = event;
+    if (!isCause) return;
+    m_last->cause = event.cause;
+    m_last->text = event.text;
+}
+
+std::optional<sEvent> cConnectionState::continued(time_t at) const {
+    if (!m_last) return std::nullopt;
+    const bool isOnline = m_last->kind == EVENT_ONLINE;
+    sEvent event = eventOf(
+        at, isOnline ? EVENT_ONLINE : EVENT_OFFLINE,
+        isOnline ? "Still connected." : "Still no connection: " + withoutLead(m_last->text));
+    if (!isOnline) event.cause = m_last->cause;
+    return event;
 }

@@ -2,6 +2,7 @@
 #define HISTORY_CONNECTION_H
 
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,8 +36,21 @@ struct sConnection {
     sAvailability availability;
 };
 
+// The connection after the events that it has taken.
+class cConnectionState {
+  public:
+    void take(const sEvent& event);
+    bool isKnown() const { return m_last.has_value(); }
+    // An event that says the same again, for who does not know the events before.
+    std::optional<sEvent> continued(time_t at) const;
+
+  private:
+    std::optional<sEvent> m_last;
+};
+
 // events: in the order of time. end: of what is known; an outage that lasts then has no end, unless
-// the range goes on for more than two minutes of which nothing is known.
+// the range goes on for more than two minutes of which nothing is known. Events after end and after
+// the range are those of a clock that was ahead, and left out.
 sConnection connectionIn(const std::vector<sEvent>& events, const sTimeRange& range, time_t end);
 
 #endif

@@ -190,11 +190,12 @@ std::string historyCsv(const cSlotHistory& history, const sTimeRange& range) {
 }
 
 std::string outagesCsv(const std::vector<sOutage>& outages) {
-    std::string text = "from,to,cause,text\n";
+    std::string text = "from,to,ends_unknown,cause,text\n";
     for (const sOutage& outage : outages)
         text += std::to_string(outage.from) + "," +
-                (outage.to == 0 ? "" : std::to_string(outage.to)) + "," + csvText(outage.cause) +
-                "," + csvText(outage.text) + "\n";
+                (outage.to == 0 ? "" : std::to_string(outage.to)) + "," +
+                (outage.endsUnknown ? "1" : "0") + "," + csvText(outage.cause) + "," +
+                csvText(outage.text) + "\n";
     return text;
 }
 

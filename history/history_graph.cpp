@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/base/failure.h"
+#include "history/history_screen.h"
 #include "history/layout.h"
 #include "history/snapshot.h"
 #include "platform/include/text_helpers.h"
@@ -18,6 +19,30 @@ struct sLine {
 };
 const sLine LINES[] = {
     {eSource::RSRP, "#1f5fa8"}, {eSource::RSCP, "#2a8a5a"}, {eSource::RSSI, "#9a6a1a"}};
+
+// Behind the lines, where a row was not connected all the time: a row may be a day.
+struct sArea {
+    const char* name;
+    const char* isPart;  // of the rows: a condition for CDEF
+    const char* colour;
+    const char* words;
+};
+const sArea AREAS[] = {
+    {"never", "connected,0.02,LT", "#c86464", "no connection"},
+    {"partly", "connected,0.02,GE,connected,1,LT,*", "#e8a0a0", "none for a part of the time"},
+};
+
+// Two, since the lines are below zero: one up and one down.
+void addArea(std::vector<std::string>& list, const sArea& area) {
+    const std::string name = area.name;
+    for (const char* infinity : {"INF", "NEGINF"}) {
+        const std::string half = name + infinity;
+        const bool isFirst = infinity == std::string("INF");
+        list.push_back("CDEF:" + half + "=" + area.isPart + "," + infinity + ",UNKN,IF");
+        list.push_back("AREA:" + half + area.colour +
+                       (isFirst ? std::string(":") + area.words : ""));
+    }
+}
 
 bool hasFigures(const sSnapshot& snapshot, eSource source, const sTimeRange& range) {
     const sStore& store = storeOf(source);
@@ -46,16 +71,14 @@ std::vector<std::string> argumentsFor(const sSnapshot& snapshot, int slot, const
                                      "--height",
                                      "260",
                                      "--title",
-                                     "Slot " + itos(slot),
+                                     historyTitle(slot, range),
                                      "--vertical-label",
                                      "dBm",
                                      "--alt-autoscale"};
     const std::string file = "/proc/self/fd/" + itos(snapshot.stores[0]->descriptor());
     list.push_back("DEF:connected=" + file + ":connected:AVERAGE");
-    list.push_back("CDEF:out=connected,1,LT,INF,UNKN,IF");
-    list.push_back("AREA:out#e8a0a0:no connection");
-    list.push_back("CDEF:outbelow=connected,1,LT,NEGINF,UNKN,IF");
-    list.push_back("AREA:outbelow#e8a0a0");
+    for (const sArea& area : AREAS)
+        addArea(list, area);
     for (const sLine& line : LINES) {
         if (!hasFigures(snapshot, line.source, range)) continue;
         const std::string name = describe(line.source).name;

@@ -226,29 +226,29 @@ std::string offlineRow(const cSlotHistory& history, const sPlot& plot) {
     return row;
 }
 
+// The midnight of local time that is so many days after the time's own. A day may have an hour more
+// or less.
+time_t midnightAfter(time_t time, time_t days) {
+    tm parts = localParts(time);
+    parts.tm_mday += static_cast<int>(days);
+    parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
+    parts.tm_isdst = -1;
+    return mktime(&parts);
+}
+
 // The first tick from there on: parts of an hour, whole hours or days of local time.
 time_t tickFrom(time_t from, time_t stepS) {
+    if (stepS >= DAY_S) return midnightAfter(from - 1, 1);
     tm parts = localParts(from);
     parts.tm_min = parts.tm_sec = 0;
-    if (stepS >= DAY_S) {
-        parts.tm_hour = 0;
-        parts.tm_isdst = -1;
-    }
     time_t tick = mktime(&parts);
-    const time_t aligned = stepS >= DAY_S ? DAY_S : std::min(stepS, HOUR_S);
-    while (tick < from ||
-           (stepS > HOUR_S && stepS < DAY_S && localParts(tick).tm_hour % (stepS / HOUR_S) != 0))
-        tick += aligned;
+    while (tick < from || (stepS > HOUR_S && localParts(tick).tm_hour % (stepS / HOUR_S) != 0))
+        tick += std::min(stepS, HOUR_S);
     return tick;
 }
 
-// A day may have an hour more or less.
 time_t nextTick(time_t tick, time_t stepS) {
-    if (stepS < DAY_S) return tickFrom(tick + 1, stepS);
-    tm parts = localParts(tick);
-    parts.tm_mday += static_cast<int>(stepS / DAY_S);
-    parts.tm_isdst = -1;
-    return mktime(&parts);
+    return stepS < DAY_S ? tickFrom(tick + 1, stepS) : midnightAfter(tick, stepS / DAY_S);
 }
 
 struct sTicks {
@@ -326,10 +326,13 @@ std::string bytesText(double bytes) {
     return numberText(bytes, unit == 0 || bytes >= 100 ? 0 : 1) + " " + units[unit];
 }
 
+std::string historyTitle(int slot, const sTimeRange& range) {
+    return "Slot " + itos(slot) + "  from " + dateText(range.from) + " to " + dateText(range.to);
+}
+
 std::vector<std::string> historyScreen(const cSlotHistory& history, int slot,
                                        const sTimeRange& range, time_t now) {
-    std::vector<std::string> lines = {
-        "Slot " + itos(slot) + "  from " + dateText(range.from) + " to " + dateText(range.to), ""};
+    std::vector<std::string> lines = {historyTitle(slot, range), ""};
     const sAvailability availability = history.availability(range);
     lines.push_back(labelled("Connected", connectedText(availability, range.to - range.from)));
     if (availability.knownS == 0)

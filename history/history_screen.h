@@ -8,6 +8,9 @@
 
 // What `cellslot history` shows, as lines of at most SCREEN_WIDTH columns. Times are local.
 
+// "Slot 1  from 2026-11-21 20:05 to 2026-11-22 20:05"
+std::string historyTitle(int slot, const sTimeRange& range);
+
 // One screen about the range; now: the time of showing.
 std::vector<std::string> historyScreen(const cSlotHistory& history, int slot,
                                        const sTimeRange& range, time_t now);

@@ -19,13 +19,16 @@ class cLedger {
     std::string text() const;
 
     void add(const sWindow& window);
-    // Drops what is too old, and the oldest where there is too much.
+    // Drops what is too old, and the oldest where there is too much. What is later than now, as a
+    // clock that was ahead leaves it, becomes of now.
     void trim(time_t now);
 
     // The number of the last commit, from 1; 0: none yet.
     uint64_t generation = 0;
     // The end of the last second that was known: of a window, or an event.
     time_t until = 0;
+    // Whether the slot's state was not known any more then.
+    bool isLost = false;
 
     // "2026-11-21", "2026-11"; then the SIM.
     using tTable = std::map<std::pair<std::string, std::string>, sUsage>;

@@ -66,11 +66,12 @@ void sPending::shift(long long seconds, time_t hostStart, time_t now) {
         if (event.time >= hostStart && event.time <= now) event.time += seconds;
 }
 
-void sPending::trim() {
+size_t sPending::trim() {
     while (windows.size() > WINDOWS_MAX)
         windows.erase(windows.begin());
-    if (events.size() > EVENTS_MAX)
-        events.erase(events.begin(), events.end() - static_cast<long>(EVENTS_MAX));
+    const size_t tooMany = events.size() > EVENTS_MAX ? events.size() - EVENTS_MAX : 0;
+    events.erase(events.begin(), events.begin() + static_cast<long>(tooMany));
+    return tooMany;
 }
 
 std::string countersLine(const sCounters& counters) {

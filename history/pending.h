@@ -29,8 +29,9 @@ struct sPending {
     // Moves what was seen from the host's start (included) to now by a clock that was wrong,
     // windows to the nearest one. What an earlier start of the host left has its right time.
     void shift(long long seconds, time_t hostStart, time_t now);
-    // Drops the oldest of what is too much: three hours, as before a clock is set at last.
-    void trim();
+    // Drops the oldest of what is too much: three hours, as before a clock is set at last. The
+    // number of events that were dropped.
+    size_t trim();
 
     std::string text() const;
     // What is no line of such a file is left out.

@@ -157,7 +157,12 @@ bool recoverRedo(const sPlaces& places, int slot, std::string& error) {
     std::string text;
     if (!readFile2StringNoFollow(path, text, REDO_BYTES_MAX)) {
         if (errno == ENOENT) return true;
-        return failed(error, "cannot read " + path);
+        // Not a file, so not ours.
+        if (errno != EISDIR && errno != EINVAL && errno != ELOOP)
+            return failed(error, "cannot read " + path);
+        if (rename(path.c_str(), (path + ".damaged").c_str()) != 0)
+            return failed(error, "cannot rename " + path);
+        return true;
     }
     cRedo redo;
     if (redo.parse(text, slot)) return finish(places, slot, redo, error);

@@ -59,6 +59,107 @@ std::string definition(const sArchive& archive, unsigned stepS) {
            ":" + std::to_string(archive.stepS / stepS) + ":" + std::to_string(archive.rows);
 }
 
+// ---- the head of an RRD file, as librrd writes it (rrdtool(1): files of another architecture
+// differ)
+
+union uParameter {
+    unsigned long count;
+    double value;
+};
+constexpr size_t NAME_BYTES = 20;
+using tParameters = uParameter[10];
+constexpr char COOKIE[4] = "RRD";
+constexpr double FLOAT_COOKIE = 8.642135E130;
+
+struct sFileHead {
+    char cookie[4];
+    char version[5];
+    double floatCookie;
+    unsigned long sources;
+    unsigned long archives;
+    unsigned long stepS;
+    tParameters parameters;
+};
+
+struct sSourceHead {
+    char name[NAME_BYTES];
+    char type[NAME_BYTES];
+    tParameters parameters;
+};
+
+struct sArchiveHead {
+    char function[NAME_BYTES];
+    unsigned long rows;
+    unsigned long steps;  // of the file, in one row
+    tParameters parameters;
+};
+
+// After them: the last update, per source the step that is open, per source and archive the row
+// that is, and per archive the place of the next row.
+struct sLastUpdate {
+    time_t time;
+    long microseconds;
+};
+
+struct sOpenStep {
+    char last[30];
+    tParameters parameters;
+};
+
+template <typename tPart>
+bool readPart(int file, off_t& at, tPart& part) {
+    const bool isWhole = pread(file, &part, sizeof part, at) == static_cast<ssize_t>(sizeof part);
+    at += static_cast<off_t>(sizeof part);
+    return isWhole;
+}
+
+bool isName(const char (&name)[NAME_BYTES], const char* expected) {
+    return strncmp(name, expected, NAME_BYTES) == 0;
+}
+
+bool isWhole(int file, const sStore& store) {
+    const size_t sources = store.sources.size();
+    const size_t archives = store.archives.size();
+    size_t rows = 0;
+    for (const sArchive& archive : store.archives)
+        rows += archive.rows;
+    const size_t size = sizeof(sFileHead) + sources * sizeof(sSourceHead) +
+                        archives * sizeof(sArchiveHead) + sizeof(sLastUpdate) +
+                        sources * (sizeof(sOpenStep) + archives * sizeof(tParameters)) +
+                        archives * sizeof(unsigned long) + rows * sources * sizeof(double);
+    struct stat info {};
+    return fstat(file, &info) == 0 && static_cast<size_t>(info.st_size) == size;
+}
+
+// librrd trusts the head of the file that it opens: a wrong number in it ends the process. So all
+// that says how the file is laid out is compared before librrd sees it.
+bool isOf(int file, const sStore& store) {
+    off_t at = 0;
+    sFileHead head{};
+    if (!isWhole(file, store) || !readPart(file, at, head) ||
+        memcmp(head.cookie, COOKIE, sizeof head.cookie) != 0 || head.floatCookie != FLOAT_COOKIE ||
+        head.version < std::string("0003") || head.version > std::string("0005") ||
+        head.sources != store.sources.size() || head.archives != store.archives.size() ||
+        head.stepS != store.stepS)
+        return false;
+    for (const eSource source : store.sources) {
+        sSourceHead found{};
+        if (!readPart(file, at, found) || !isName(found.name, describe(source).name) ||
+            !isName(found.type, "GAUGE"))
+            return false;
+    }
+    for (const sArchive& archive : store.archives) {
+        sArchiveHead found{};
+        if (!readPart(file, at, found) || found.rows != archive.rows ||
+            found.steps != archive.stepS / store.stepS ||
+            !isName(found.function, consolidationName(archive.function)))
+            return false;
+    }
+    return true;
+}
+
+// ---- the copy
+
 bool copyFile(int from, int to) {
     while (true) {
         const ssize_t count = sendfile(to, from, nullptr, 1 << 20);
@@ -78,8 +179,10 @@ std::string cRrdImage::path() const {
 }
 
 bool cRrdImage::load(const std::string& filePath, const sStore& store) {
+    m_isDamaged = false;
     const int file = open(filePath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (file < 0) {
+        m_isDamaged = errno == ELOOP;
         m_error = strerror(errno);
         return false;
     }
@@ -89,39 +192,13 @@ bool cRrdImage::load(const std::string& filePath, const sStore& store) {
     if (isFile && m_file < 0) m_file = memfd_create("cellslot-history", MFD_CLOEXEC);
     const bool isCopied = isFile && m_file >= 0 && ftruncate(m_file, 0) == 0 &&
                           lseek(m_file, 0, SEEK_SET) == 0 && copyFile(file, m_file);
+    // A block of the flash that cannot be read any more stays so.
+    const bool isUnreadable = !isCopied && errno == EIO;
     if (!isCopied) m_error = isFile ? strerror(errno) : "is no regular file of at most 2 MiB";
     close(file);
-    return isCopied && isOf(store);
-}
-
-// librrd trusts the file that it opens, so everything in the head is compared with a head of ours.
-bool cRrdImage::isOf(const sStore& store) {
-    rrd_info_t* info = rrd_info_r(path().c_str());
-    if (info == nullptr) {
-        m_error = takeError();
-        return false;
-    }
-    size_t sources = 0;
-    size_t archives = 0;
-    bool isSame = true;
-    for (const rrd_info_t* entry = info; entry != nullptr; entry = entry->next) {
-        const std::string key = entry->key;
-        if (key == "step") isSame = isSame && entry->value.u_cnt == store.stepS;
-        if (startsWith(key, "ds[") && key.find("].index") != key.npos) {
-            isSame = isSame && sources < store.sources.size() &&
-                     key == std::string("ds[") + describe(store.sources[sources]).name + "].index";
-            ++sources;
-        }
-        if (startsWith(key, "rra[") && key.find("].rows") != key.npos) {
-            isSame = isSame && archives < store.archives.size() &&
-                     entry->value.u_cnt == store.archives[archives].rows;
-            ++archives;
-        }
-    }
-    rrd_info_free(info);
-    isSame = isSame && sources == store.sources.size() && archives == store.archives.size();
-    if (!isSame) m_error = "has another layout";
-    return isSame;
+    m_isDamaged = !isFile || isUnreadable || (isCopied && !isOf(m_file, store));
+    if (isCopied && m_isDamaged) m_error = "has another layout";
+    return isCopied && !m_isDamaged;
 }
 
 bool cRrdImage::update(const std::vector<sUpdate>& updates) {

@@ -44,6 +44,8 @@ class cRrdImage {
 
     int descriptor() const { return m_file; }
     const std::string& errorText() const { return m_error; }
+    // The last load failed because of what the file is, not because it could not be read now.
+    bool isDamaged() const { return m_isDamaged; }
 
     // A new file at path; a file with that name is replaced. Nothing is known before begin.
     // source: an older file whose rows are taken over as far as they end before begin; may be
@@ -53,10 +55,10 @@ class cRrdImage {
 
   private:
     std::string path() const;
-    bool isOf(const sStore& store);
 
     int m_file = -1;
     std::string m_error;
+    bool m_isDamaged = false;
 };
 
 #endif

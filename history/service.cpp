@@ -2,16 +2,15 @@
 
 #include <poll.h>
 #include <sys/inotify.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "cli/base/end_signals.h"
 #include "cli/status/slot_report.h"
 #include "cli/status/status_file.h"
 #include "platform/files/file_descriptor.h"
@@ -39,15 +38,6 @@ std::string baseName(const std::string& path) {
 
 void logToStandardError(const std::string& line) {
     fprintf(stderr, "%s\n", line.c_str());
-}
-
-int openSignals() {
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    sigprocmask(SIG_BLOCK, &set, nullptr);
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 
 // The slots whose files have changed.
@@ -155,7 +145,7 @@ void cHistoryService::stop(const sClock& clock) {
 
 int runHistoryService() {
     const sPlaces places;
-    const cFileDescriptor signals(openSignals());
+    const cFileDescriptor signals(openEndSignals());
     const cFileDescriptor notices(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     const std::string folder = places.at(STATUS_FOLDER);
     if (!signals.isOpen() || !notices.isOpen() ||

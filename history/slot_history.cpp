@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstdint>
 
+#include "cli/base/utc_time.h"
 #include "history/connection.h"
 #include "history/history_paths.h"
 #include "history/layout.h"
 #include "history/snapshot.h"
-#include "cli/base/utc_time.h"
 #include "published/slot.h"
 
 namespace {

@@ -4,18 +4,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <utility>
 
 #include "cli/base/display_text.h"
+#include "cli/base/utc_time.h"
 #include "history/history_paths.h"
 #include "history/layout.h"
 #include "history/rrd_image.h"
 #include "history/store_changes.h"
 #include "history/store_file.h"
-#include "cli/base/utc_time.h"
 #include "platform/files/file_descriptor.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"
@@ -23,6 +24,8 @@
 namespace {
 
 constexpr long long CLOCK_STEP_S = 2;  // less is rounding, or a clock that is steered
+// A shorter one is no gap: it would make two outages of one.
+constexpr long long CLOCK_GAP_S = 60;
 constexpr size_t EVENTS_FILE_MAX = 256 * 1024;
 constexpr size_t LEDGER_BYTES_MAX = 512 * 1024;
 constexpr mode_t FILE_MODE = 0644;
@@ -54,11 +57,21 @@ bool cSlotRecorder::start(const sClock& clock, std::string& error) {
     }
     m_pending.generation = m_ledger.generation + 1;
     const time_t lastKnown = m_pending.end(m_ledger.until);
-    if (lastKnown != 0)
+    if (lastKnown != 0 && !wasLost())
         m_pending.events.push_back(eventOf(
             lastKnown, EVENT_LOST, "The history was not kept from here on: its service ended."));
     replacePending();
     return prepareStores(clock.wall, error);
+}
+
+// Whether the earlier run has noted its end.
+bool cSlotRecorder::wasLost() const {
+    bool isLost = m_ledger.isLost;
+    for (const sEvent& event : m_pending.events) {
+        if (event.kind == EVENT_ONLINE || event.kind == EVENT_OFFLINE) isLost = false;
+        if (event.kind == EVENT_LOST) isLost = true;
+    }
+    return isLost && m_pending.windows.empty();
 }
 
 bool cSlotRecorder::prepareStores(time_t now, std::string& error) {
@@ -67,7 +80,11 @@ bool cSlotRecorder::prepareStores(time_t now, std::string& error) {
         const std::string path = historyPath(m_places, storeName(store, m_slot));
         cRrdImage image;
         if (image.load(path, store)) continue;
-        if (access(path.c_str(), F_OK) == 0) {
+        if (access(path.c_str(), F_OK) == 0 && !image.isDamaged()) {
+            error = "cannot read " + path + ": " + image.errorText();
+            return false;
+        }
+        if (image.isDamaged()) {
             m_pending.events.push_back(eventOf(now, EVENT_HISTORY,
                                                "The file " + storeName(store, m_slot) + " " +
                                                    image.errorText() + "; it is kept as " +
@@ -103,12 +120,24 @@ void cSlotRecorder::settleClock(const sClock& clock) {
     m_pending.shift(step, hostStart, before);
     m_watch.shift(step);
     if (m_readingAt != 0) m_readingAt += step;
+    continueAfterStep(step);
     const std::string how = isTimeKnown(before)
                                 ? durationText(std::llabs(step)) + (step > 0 ? " forward" : " back")
                                 : "for the first time since the host's start";
     m_pending.events.push_back(
         eventOf(clock.wall, EVENT_CLOCK, "The host's clock was set " + how + "."));
     replacePending();
+}
+
+// What is on the disk ends with a time of the old clock, and what is pending goes on with one of
+// the new: between the two there is nothing.
+void cSlotRecorder::continueAfterStep(long long step) {
+    const auto state = m_written.continued(m_ledger.until + step);
+    if (!state || std::llabs(step) < CLOCK_GAP_S) return;
+    m_pending.events.insert(
+        m_pending.events.begin(),
+        {eventOf(m_ledger.until, EVENT_LOST, "The host's clock was set from here."), *state});
+    m_ledger.until += step;
 }
 
 void cSlotRecorder::follow(const sReading& reading, const sClock& clock) {
@@ -120,7 +149,7 @@ void cSlotRecorder::follow(const sReading& reading, const sClock& clock) {
     m_watch.follow(reading, clock.wall, m_pending.events);
     m_reading = reading;
     m_readingAt = clock.wall;
-    m_pending.trim();
+    m_publishedEvents -= std::min(m_publishedEvents, m_pending.trim());
     publishPending(clock.wall);
 }
 
@@ -150,7 +179,9 @@ void cSlotRecorder::count(const sReading& reading, time_t now, bool isContinued)
 
     // After a gap nobody knows when the bytes passed: they count, but are no rate.
     sWindow& window = m_pending.windowAt(windowEnd(isContinued ? now - 1 : now));
-    window.usage[reading.sim].add(used);
+    // What passed until a SIM was changed is of the one before.
+    const bool isEarlier = isContinued && !m_reading.sim.empty();
+    window.usage[isEarlier ? m_reading.sim : reading.sim].add(used);
     if (!isContinued) return;
     const auto add = [&](eSource source, uint64_t amount) {
         window.sumOf(source).sum += static_cast<double>(amount);
@@ -200,6 +231,9 @@ void cSlotRecorder::publishPending(time_t now) {
         text += "e " + eventLine(m_pending.events[m_publishedEvents]) + "\n";
     if (text.empty()) return;
     text += countersLine(m_pending.counters) + "\n";
+    // What was dropped meanwhile is still in the file.
+    if (m_publishedBytes + text.size() > PENDING_BYTES_MAX) return replacePending();
+    m_publishedBytes += text.size();
     const cFileDescriptor file(
         open(pendingPath(m_places, m_slot).c_str(), O_WRONLY | O_APPEND | O_NOFOLLOW | O_CLOEXEC));
     if (!file.isOpen() || !writeAll(file.get(), text)) replacePending();
@@ -207,8 +241,10 @@ void cSlotRecorder::publishPending(time_t now) {
 
 void cSlotRecorder::replacePending() {
     cFileVector file(pendingPath(m_places, m_slot), FILE_MODE);
-    file.AppendLine(m_pending.text(), false);
+    const std::string text = m_pending.text();
+    file.AppendLine(text, false);
     file.Write();
+    m_publishedBytes = text.size();
     m_publishedWindow = 0;
     for (const auto& [end, window] : completeWindows())
         m_publishedWindow = end;
@@ -227,6 +263,10 @@ bool cSlotRecorder::commit(const sClock& clock, std::string& error) {
         ledger.add(window);
     for (const sEvent& event : m_pending.events)
         ledger.until = std::max(ledger.until, event.time);
+    cConnectionState state = m_written;
+    for (const sEvent& event : m_pending.events)
+        state.take(event);
+    ledger.isLost = !state.isKnown();
     ledger.trim(clock.wall);
     ledger.generation = m_pending.generation;
     cRedo redo;
@@ -239,6 +279,7 @@ bool cSlotRecorder::commit(const sClock& clock, std::string& error) {
     // The redo file and the files themselves.
     m_bytesWritten += 2 * redo.size();
     m_ledger = ledger;
+    m_written = state;
     for (const auto& [end, window] : complete)
         m_pending.windows.erase(end);
     m_pending.events.clear();
@@ -263,11 +304,14 @@ bool cSlotRecorder::stop(const sClock& clock, std::string& error) {
     return commit(clock, error);
 }
 
-bool cSlotRecorder::rotateEvents(size_t added, std::string& error) {
+bool cSlotRecorder::needsNewJournal(size_t added) const {
+    const off_t size = sizeOf(historyPath(m_places, eventsName(m_slot)));
+    return size != 0 && static_cast<size_t>(size) + added > EVENTS_FILE_MAX;
+}
+
+bool cSlotRecorder::beginJournal(std::string& error) {
     const std::string path = historyPath(m_places, eventsName(m_slot));
-    if (static_cast<size_t>(sizeOf(path)) + added <= EVENTS_FILE_MAX) return true;
-    if (rename(path.c_str(), historyPath(m_places, olderEventsName(m_slot)).c_str()) == 0 ||
-        errno == ENOENT)
+    if (rename(path.c_str(), historyPath(m_places, olderEventsName(m_slot)).c_str()) == 0)
         return true;
     error = "cannot rename " + path + ": " + strerror(errno);
     return false;
@@ -278,7 +322,12 @@ bool cSlotRecorder::addEvents(cRedo& redo, std::string& error) {
     for (const sEvent& event : m_pending.events)
         lines += eventLine(event) + "\n";
     if (lines.empty()) return true;
-    if (!rotateEvents(lines.size(), error)) return false;
+    if (needsNewJournal(lines.size())) {
+        if (!beginJournal(error)) return false;
+        // The change that led to the connection's state will be gone with the older part.
+        if (const auto state = m_written.continued(m_pending.events.front().time))
+            lines.insert(0, eventLine(*state) + "\n");
+    }
     const off_t size = sizeOf(historyPath(m_places, eventsName(m_slot)));
     redo.add({cRedo::sStep::eKind::TAIL, eventsName(m_slot), static_cast<uint64_t>(size), lines});
     return true;

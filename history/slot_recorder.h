@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/base/places.h"
+#include "history/connection.h"
 #include "history/ledger.h"
 #include "history/pending.h"
 #include "history/redo.h"
@@ -51,7 +52,10 @@ class cSlotRecorder {
     void loseAt(time_t lastKnown, const std::string& why);
     void publishPending(time_t now);
     void replacePending();
-    bool rotateEvents(size_t added, std::string& error);
+    bool needsNewJournal(size_t added) const;
+    bool beginJournal(std::string& error);
+    bool wasLost() const;
+    void continueAfterStep(long long step);
     std::map<time_t, sWindow> completeWindows() const;
     bool addEvents(cRedo& redo, std::string& error);
 
@@ -60,12 +64,14 @@ class cSlotRecorder {
     sPending m_pending;
     cLedger m_ledger;
     cEventWatch m_watch;
-    sReading m_reading;      // the last one
-    time_t m_readingAt = 0;  // 0: none
-    long long m_offset = 0;  // of the time of day to the other
+    cConnectionState m_written;  // after the events on the disk
+    sReading m_reading;          // the last one
+    time_t m_readingAt = 0;      // 0: none
+    long long m_offset = 0;      // of the time of day to the other
     bool m_isOffsetKnown = false;
     time_t m_publishedWindow = 0;
     size_t m_publishedEvents = 0;
+    size_t m_publishedBytes = 0;
     size_t m_bytesWritten = 0;
 };
 

@@ -8,9 +8,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "cli/base/utc_time.h"
 #include "history/history_paths.h"
 #include "history/store_file.h"
-#include "cli/base/utc_time.h"
 #include "platform/files/file_descriptor.h"
 
 namespace {

@@ -2,14 +2,14 @@
 
 #include <cmath>
 
-#include "history/words.h"
 #include "cli/base/utc_time.h"
+#include "history/words.h"
+#include "observed/sim_name.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
 
 constexpr const char* NO_SIM = "-";
-constexpr size_t SIM_MAX = 24;
 constexpr size_t SIMS_MAX = 16;  // in ten seconds
 constexpr size_t USAGE_WORDS = 8;
 constexpr double SUM_MAX = 1e15;  // no interface carries as many bytes in ten seconds
@@ -39,8 +39,7 @@ bool readSum(const std::string& word, sWindow::sSum& sum) {
 
 bool readUsage(const std::vector<std::string>& words, size_t at, sWindow& window) {
     const std::string sim = words[at] == NO_SIM ? "" : words[at];
-    if (sim.size() > SIM_MAX || sim.find_first_not_of("0123456789ABCDEFabcdef") != sim.npos)
-        return false;
+    if (!isSimName(sim)) return false;
     sUsage& usage = window.usage[sim];
     for (const auto count : COUNTS) {
         const auto number = numberOf<uint64_t>(words[++at]);

@@ -53,6 +53,17 @@ void limitSilence(int socket) {
     setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &limit, sizeof limit);
 }
 
+constexpr const char* NOBODY_THERE =
+    "the connection was refused; does the broker run at this port?";
+
+// A connection that was refused while TLS began: the library has taken the error and says nothing,
+// but poll() returns at once for ever.
+bool isGone(int socket) {
+    char octet = 0;
+    const ssize_t count = recv(socket, &octet, 1, MSG_PEEK | MSG_DONTWAIT);
+    return count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR);
+}
+
 // TLS errors as OpenSSL says them, and what they mean here.
 struct sTlsWords {
     const char* part;
@@ -242,6 +253,8 @@ void cBrokerLink::work(short revents) {
         result = mosquitto_loop_write(connection, PACKETS);
     if (result == MOSQ_ERR_SUCCESS) result = mosquitto_loop_misc(connection);
     if (result == MOSQ_ERR_SUCCESS && fd() == -1) result = MOSQ_ERR_CONN_LOST;
+    if (result == MOSQ_ERR_SUCCESS && (revents & (POLLHUP | POLLERR)) && isGone(fd()))
+        return fail(m_nowMs, isUp() ? "the connection was ended" : NOBODY_THERE);
     if (result == MOSQ_ERR_SUCCESS && m_refusal.empty()) return;
     fail(m_nowMs, m_refusal.empty() ? reason(result) : m_refusal);
 }

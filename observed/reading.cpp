@@ -10,15 +10,14 @@
 #include "cli/base/printable_text.h"
 #include "cli/status/diagnosis.h"
 #include "include/device_records.h"
+#include "observed/sim_name.h"
 #include "platform/include/text_helpers.h"
-#include "published/data_override.h"
 #include "published/paths.h"
 #include "published/status_values.h"
 
 namespace {
 
 constexpr size_t TEXT_MAX = 80;
-constexpr size_t SIM_MAX = 24;
 constexpr size_t INTERFACE_NAME_MAX = 15;
 constexpr size_t COUNTER_TEXT_MAX = 32;
 
@@ -29,9 +28,7 @@ std::string shown(const sStatusRecord& record, const sStatusKey& key) {
 
 std::string simOf(const sStatusRecord& record) {
     const std::string sim = record.text(STATUS_SIM_ID);
-    const bool isNumber = !sim.empty() && sim.size() <= SIM_MAX &&
-                          sim.find_first_not_of("0123456789ABCDEFabcdef") == sim.npos;
-    return isNumber && sim.find_first_not_of('0') != sim.npos ? sim : "";
+    return isSimName(sim) && sim.find_first_not_of('0') != sim.npos ? sim : "";
 }
 
 bool isInterfaceName(const std::string& name) {
@@ -85,8 +82,7 @@ std::string nodeId(const std::string& path) {
            std::to_string(info.st_rdev);
 }
 
-// The report of a daemon that has just written its status. The configuration may be root's alone,
-// so of what switches data off only the override files count.
+// The report of a daemon that has just written its status. The configuration is root's alone.
 sSlotReport freshReport(const sPlaces& places, int slot, const sStatusRecord& record) {
     sSlotReport report;
     report.slot = slot;
@@ -95,29 +91,25 @@ sSlotReport freshReport(const sPlaces& places, int slot, const sStatusRecord& re
     report.file.record = record;
     report.ageS = 0;
     report.portExists = places.have(record.text(STATUS_DEV_HANDLE_MAIN));
-    const eDataOverride override = findOverride(places.at(SHARED_FOLDER), slot);
-    if (override == eDataOverride::OFF || override == eDataOverride::POWER_OFF) {
-        report.data.value = wantedData(override, 0);
-        report.data.why = "switched off by " + overrideFilePath(override, slot);
-    }
+    report.data = publishedDirective(places, slot, recordedPid(places, slot));
     return report;
 }
 
 void setCause(sReading& reading, const sPlaces& places, int slot, const sStatusRecord& record) {
     if (reading.isConnected) return;
-    for (const sProblem& problem : diagnose(freshReport(places, slot, record)).problems) {
-        const bool isOff = problem.id == std::string(CAUSE_DATA_OFF);
-        if (problem.severity != eSeverity::ERROR && !isOff) continue;
+    const sSlotReport report = freshReport(places, slot, record);
+    // That explains everything else.
+    if (!isDataWanted(report.data.value)) {
+        reading.cause = CAUSE_DATA_OFF;
+        reading.causeText = "Data is off: " + report.data.why + ".";
+        return;
+    }
+    for (const sProblem& problem : diagnose(report).problems) {
+        if (problem.severity != eSeverity::ERROR) continue;
         reading.cause = problem.id;
         reading.causeText = withoutSecrets(problem.what);
-        if (isOff) return;
-        break;
+        return;
     }
-    // Data that is off explains everything else.
-    const eDataOverride override = findOverride(places.at(SHARED_FOLDER), slot);
-    if (override != eDataOverride::OFF && override != eDataOverride::POWER_OFF) return;
-    reading.cause = CAUSE_DATA_OFF;
-    reading.causeText = "Data is switched off by " + overrideFilePath(override, slot) + ".";
 }
 
 }  // namespace

@@ -43,11 +43,7 @@ putFiles() {
 
 main() {
     local depends
-    readPackageOptions "$@"
-    buildPrograms "${PROGRAMS[@]}"
-    startPackage
-    putFiles
-    depends=$(sharedLibraries "$NAME" "${PROGRAMS[@]/#/$PLACE/}")
+    packPrograms "$@"
     putControl "$NAME" packaging/agent/deb <<TEXT
 Depends: $depends, cellslot
 Recommends: cellslot-history

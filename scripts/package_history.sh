@@ -12,7 +12,7 @@ readonly PROGRAMS=(cellslot-historyd cellslot-history cellslot-web-history)
 
 usage() {
     cat <<'TEXT'
-Usage: package_history.sh [--preset release|arm64|armhf] [--version VERSION] [--output FOLDER] [--no-build]
+Usage: package_history.sh [--preset release|arm64] [--version VERSION] [--output FOLDER] [--no-build]
 Builds the history of the slots and the package FOLDER/cellslot-history_VERSION_ARCHITECTURE.deb.
 Defaults: folder build/packages, version from CMakeLists.txt. --no-build packs the programs already
 built. scripts/setup.sh --test installs what the build needs.
@@ -34,11 +34,7 @@ putFiles() {
 
 main() {
     local depends
-    readPackageOptions "$@"
-    buildPrograms "${PROGRAMS[@]}"
-    startPackage
-    putFiles
-    depends=$(sharedLibraries "$NAME" "${PROGRAMS[@]/#/$PLACE/}")
+    packPrograms "$@"
     putControl "$NAME" packaging/history/deb <<TEXT
 Depends: $depends, cellslot
 Description: history of the modems that cellslot manages

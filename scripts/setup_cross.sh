@@ -10,22 +10,31 @@ set -euo pipefail
 
 usage() {
     cat <<'TEXT'
-Usage: setup_cross.sh arm64|armhf
+Usage: setup_cross.sh arm64|armhf [--all]
 Installs what is missing to build for that processor, as root or with sudo: compiler, libraries, and
 the emulator for the tests.
+  --all  also the libraries of the history and of the page: about 70 packages
 TEXT
 }
 
 main() {
-    local architecture=${1:-} packages
+    local architecture=${1:-} packages wanted
     case $architecture in
     arm64 | armhf) ;;
     *) helpOrRefuse "$architecture" ;;
     esac
-    mapfile -t packages < <(missingPackages \
-        "crossbuild-essential-$architecture" qemu-user-static \
-        "libgmock-dev:$architecture" "libgtest-dev:$architecture" \
+    wanted=("crossbuild-essential-$architecture" qemu-user-static
+        "libgmock-dev:$architecture" "libgtest-dev:$architecture"
         "liblmdb-dev:$architecture" "libssl-dev:$architecture" "libstdc++6:$architecture")
+    case ${2:-} in
+    '') ;;
+    --all)
+        wanted+=("libcrypt-dev:$architecture" "libgnutls28-dev:$architecture"
+            "libmicrohttpd-dev:$architecture" "librrd-dev:$architecture" pkg-config)
+        ;;
+    *) helpOrRefuse "$2" ;;
+    esac
+    mapfile -t packages < <(missingPackages "${wanted[@]}")
     ((${#packages[@]})) || return 0
     announceInstallation "${packages[@]}"
     dpkg --print-foreign-architectures | grep -qx "$architecture" ||

@@ -15,6 +15,7 @@ readonly NATIVE_ONLY=(
     'SendAtCommand.Terminal_*'
     # They start programs of the other processor, which this machine's kernel cannot run.
     'Skvs.Program_*'
+    'HistoryProgram.Failure_*'
     'Le910simProgram.*'
     # The emulator has a thread of its own, and a process with threads gets no user namespace.
     'GetInterfaceInfo.InterfaceThatIsDown_*'
@@ -31,13 +32,18 @@ readonly NATIVE_ONLY=(
     'SmsRefusal.AnyOctetChanged_*'
     'ReplySize.*'
     'Le910simRobustness.Random*'
+    # A month, a day, and a process for each of thousands of damaged files.
+    'Month.*'
+    'HistoryService.ADayOfTwoSlots_*'
+    'DamagedStore.*Overwritten_*'
+    'PowerCut.AnyPart*'
 )
 
 usage() {
     cat <<'TEXT'
 Usage: test_cross.sh arm64|armhf [--all]
 Builds for that processor and runs the daemon's unit and flow tests, except the longest, under
-qemu-user.
+qemu-user. On arm64 also the packages of the history and of the page, and their unit tests.
   --all  also run the longest, and those of cellslot and the simulator
 TEXT
 }
@@ -45,6 +51,16 @@ TEXT
 filter() {
     local IFS=:
     echo "-${NATIVE_ONLY[*]}"
+}
+
+# Of two packages that not every gateway has.
+testPackages() { # ARCHITECTURE
+    local package
+    cmake --build --preset "$1" -j "$JOBS" --target history_tests web_tests
+    for package in history web; do
+        "scripts/package_$package.sh" --preset "$1" --output "build/$1/packages"
+    done
+    GTEST_FILTER=$(filter) ctest --preset "$1" --no-tests=error -R '^unit\.(history|web)$'
 }
 
 main() {
@@ -64,12 +80,17 @@ main() {
         ;;
     *) helpOrRefuse "$2" ;;
     esac
-    scripts/setup_cross.sh "$architecture"
+    if [[ $architecture == arm64 ]]; then
+        scripts/setup_cross.sh arm64 --all
+    else
+        scripts/setup_cross.sh "$architecture"
+    fi
     cmake --preset "$architecture"
     cmake --build --preset "$architecture" -j "$JOBS" --target "$target"
     # A child of the emulator may hang where nothing of ours does (see above): once more then.
     GTEST_FILTER=$(filter) ctest --preset "$architecture" -j "$JOBS" --no-tests=error \
         --repeat after-timeout:2 "${tests[@]}"
+    [[ $architecture != arm64 ]] || testPackages arm64
 }
 
 main "$@"

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What takes longer than a change should wait for: larger samples of the fault matrix, lasting
+# What takes longer than a change should wait for: unit tests of the packages beside the daemon's, larger samples of the fault matrix, lasting
 # faults, instruction counts, the packages, the tests of another processor under its emulator, the
 # page, and fuzzing. .ci/run runs it after test.sh, whose builds it uses. Continues after a failure, lists all
 # results at the end, and fails if there was a failure. With --all also the whole matrix, a day on a
@@ -19,7 +19,7 @@ readonly UPTIME_H=590
 usage() {
     cat <<'TEXT'
 Usage: test_more.sh [--all]
-Tests what takes longer: samples of the fault matrix, lasting faults, instruction counts, the packages,
+Tests what takes longer: units of the packages beside the daemon's, samples of the fault matrix, lasting faults, instruction counts, the packages,
 the tests of another processor, the page, fuzzing. Ends with a summary.
   --all  also the whole fault matrix, a day on a fake clock, valgrind, the packages on a fresh host, and
          the virtual gateway (hours)
@@ -28,6 +28,10 @@ TEXT
 
 matrixSample() {
     build asan fault_matrix && runTests asan "$JOBS" -L '^matrix$'
+}
+
+unitsOfPackages() {
+    build asan package_tests && runTests asan "$JOBS" -L '^packages$'
 }
 
 lastingFaults() {
@@ -67,6 +71,7 @@ main() {
     *) helpOrRefuse "$1" ;;
     esac
     plan packages 1
+    plan "packages' units" 120
     plan 'matrix sample' 120
     plan 'lasting faults' 70
     plan instructions 90
@@ -75,6 +80,7 @@ main() {
     plan arm64 420
     plan page 180
     plan agent 240
+    plan fleet 150
     plan fuzzing 240
     if [[ $all == yes ]]; then
         plan 'whole matrix' 1200
@@ -84,6 +90,7 @@ main() {
     fi
     showPlan
     step scripts/setup.sh --test || true
+    step unitsOfPackages || true
     step matrixSample || true
     step lastingFaults || true
     step checkInstructions || true
@@ -92,6 +99,7 @@ main() {
     step scripts/test_cross.sh arm64 "$@" || true
     step scripts/test_web.sh "$@" || true
     step scripts/test_agent.sh "$@" || true
+    step scripts/test_fleet.sh "$@" || true
     step fuzz || true
     if [[ $all == yes ]]; then
         step wholeMatrix || true

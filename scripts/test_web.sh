@@ -8,10 +8,19 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/options.sh
 . scripts/lib/options.sh
-readonly JOBS=2
-readonly TESTS=(server_test lan_test fuzz_test page_test proxy_test monitoring_test package_web_test)
+# shellcheck source=scripts/lib/package_suite.sh
+. scripts/lib/package_suite.sh
+# shellcheck source=scripts/lib/package_test.sh
+. scripts/lib/package_test.sh
+# shellcheck disable=SC2034 # of package_suite.sh
+readonly JOBS=2 SUITE=tests/web UNITS=web_tests SUITE_PYTHON=python3 \
+    SUITE_SETTINGS=("CELLSLOT_PAGES=$PWD/build/web/page" "CELLSLOT_RESULTS=$PWD/build/web/results"
+        "CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js")
+readonly WORK=$PWD/build/web/package-test
+readonly TESTS=(server_test lan_test fuzz_test page_test proxy_test monitoring_test)
 # About three minutes.
-readonly SHORT=(server_test 'page_test Values' 'monitoring_test Rules' package_web_test)
+readonly SHORT=(server_test 'page_test Values' 'monitoring_test Rules')
+# shellcheck disable=SC2034
 readonly TARGETS=(cellslot cellslotd cellslot-web cellslot-web-history le910sim make_history skvs web_tests)
 
 usage() {
@@ -19,59 +28,42 @@ usage() {
 Usage: test_web.sh [--all | TEST [CLASS[.NAME]]...]
 Builds the page of a gateway and tests it: the server, the page's live values, the alert rules, the package;
 or one TEST, a file of tests/web without ".py".
-  --all  every test, and the server's also under the sanitizers, with a longer fuzz run
+  --all  every test, and the server's also under the sanitizers, with a longer fuzz run; the package on a
+         fresh host, made with mmdebstrap, which needs the network
 TEXT
 }
 
-build() { # PRESET
-    cmake --preset "$1" >/dev/null
-    cmake --build --preset "$1" -j "$JOBS" --target "${TARGETS[@]}"
-}
-
-run() { # PRESET TEST [CLASS]...
-    local preset=$1 test=$2
-    shift 2
-    echo "== $test ($preset)"
-    CELLSLOT_BIN=$PWD/build/$preset/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_PAGES=$PWD/build/web/page \
-        CELLSLOT_RESULTS=$PWD/build/web/results CELLSLOT_PACKAGES=$PWD/build/web/packages \
-        CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js \
-        scripts/private_namespace.sh --keep "$PWD/build" python3 "tests/web/$test.py" "$@"
-}
-
-runAll() { # PRESET "TEST [CLASS]"...
-    local preset=$1 test words failed=0
-    shift
-    "build/$preset/bin/web_tests" --gtest_brief=1 || failed=1
-    for test in "$@"; do
-        read -ra words <<<"$test"
-        run "$preset" "${words[@]}" || failed=1
-    done
-    return "$failed"
+# Besides the page's own dependencies: what makes its user and enables its sockets.
+testLife() {
+    makeNewer package_web.sh cellslot-web &&
+        scripts/package.sh --output "$WORK/old" &&
+        makeRoot "$DEPENDENCIES,systemd,$(dependenciesOf "$WORK"/old/cellslot-web_*.deb)" &&
+        runTests web_package_test Life &&
+        rm -rf "$WORK/root"
 }
 
 main() {
     local failed=0
-    case ${1:-} in
-    '' | --all | *_test) ;;
-    *) helpOrRefuse "$1" ;;
-    esac
+    checkSuiteArgument "${1:-}"
     scripts/setup.sh --test
     scripts/setup_web.sh --test
     scripts/web_page.sh --test
-    build release
+    buildSuite release
     if [[ ${1:-} == *_test ]]; then
-        run release "$@"
+        runSuiteTest release "$@"
         return
     fi
-    rm -rf build/web/results build/web/packages
-    scripts/package_web.sh --no-build --output build/web/packages
+    rm -rf build/web/results "$WORK"
+    scripts/package_web.sh --no-build --output "$WORK/old"
+    runTests web_package_test Contents || failed=1
     if [[ ${1:-} != --all ]]; then
-        runAll release "${SHORT[@]}"
-        return
+        runSuite release "${SHORT[@]}" || failed=1
+        return "$failed"
     fi
-    runAll release "${TESTS[@]}" || failed=1
-    build asan
-    CELLSLOT_SLOW=1 CELLSLOT_FUZZ_S=300 runAll asan fuzz_test lan_test server_test || failed=1
+    testLife || failed=1
+    runSuite release "${TESTS[@]}" || failed=1
+    buildSuite asan
+    CELLSLOT_SLOW=1 CELLSLOT_FUZZ_S=300 runSuite asan fuzz_test lan_test server_test || failed=1
     return "$failed"
 }
 

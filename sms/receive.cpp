@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "atcmd/command.h"
+#include "include/device_records.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"
 #include "sms/assembly.h"

@@ -3,10 +3,12 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
 #include "platform/include/sms_pdu.h"
 #include "sms/message_file.h"
 #include "sms/sms_mode.h"
+
+struct sModemInfo;
 
 // Receiving: from the modem's message memory to the spool.
 

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "atcmd/command.h"
+#include "include/device_records.h"
 #include "include/repeated_notices.h"
 #include "include/shell.h"
 #include "platform/include/sms_pdu.h"

@@ -3,8 +3,10 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
 #include "sms/sms_mode.h"
+
+struct sModemInfo;
 
 // Sending: from the files of /send/ to the modem.
 

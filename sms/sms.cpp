@@ -1,6 +1,7 @@
 #include "sms/sms.h"
 
 #include "atcmd/command.h"
+#include "include/device_records.h"
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
 #include "sms/joined_journal.h"

@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sDeviceInfo;
 
 // The SMS gateway between the modem and the spool folders.
 

@@ -1,7 +1,10 @@
 #ifndef SMS_SMS_MODE_H
 #define SMS_SMS_MODE_H
 
-#include "include/device_records.h"
+#include "include/modem_types.h"
+#include "include/result_codes.h"
+
+struct sModemInfo;
 
 // What receiving and sending share: the network family and the mode of the message commands.
 

@@ -3,6 +3,7 @@
 #include "atcmd/radio_config.h"
 #include "device/at_transaction.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 
 namespace {

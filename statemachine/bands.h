@@ -2,7 +2,9 @@
 #define STATEMACHINE_BANDS_H
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sModemInfo;
 
 // Fills the modem's band lists according to its model. In manual mode, also checks the configured
 // bands against them. eSUCCESS, eERROR_DEVICE_NOT_SUPPORTED for a model without a list,

@@ -8,6 +8,7 @@
 #include "atcmd/radio_config.h"
 #include "gps/gps.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "sms/sms_mode.h"
 #include "statemachine/bands.h"
 #include "statemachine/carrier_list.h"

@@ -2,7 +2,9 @@
 #define STATEMACHINE_BRING_UP_H
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sDeviceInfo;
 
 // Sets up a modem whose port was just opened, as the configuration requires. eSUCCESS;
 // eSUCCESS_DEVICE_UNLOCK: the SIM was just unlocked or its slot switched, call it again;

@@ -3,8 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
 #include "include/result_codes.h"
+
+struct sDeviceInfo;
 
 // AT commands of other programs. A program writes a request file to a shared folder; two files
 // beside it hold the answer, and a permanent log records it. Every instance of the daemon looks for

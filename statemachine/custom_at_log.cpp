@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/logger.h"
 #include "published/paths.h"

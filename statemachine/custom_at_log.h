@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "include/device_records.h"
+struct sDeviceInfo;
 
 // The folder of the AT command log.
 extern std::string g_s_at_cmd_log_dir;

@@ -5,6 +5,7 @@
 #include "atcmd/radio_config.h"
 #include "include/address_text.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/repeated_notices.h"
 #include "platform/include/text_helpers.h"
 #include "platform/include/tokenstr.h"

@@ -2,8 +2,10 @@
 #define STATEMACHINE_DATA_SESSION_H
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/result_codes.h"
 #include "platform/include/timer.h"
+
+struct sDeviceInfo;
 
 // The packet-data session on the configured context.
 

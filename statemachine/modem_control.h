@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "include/device_records.h"
+struct sModemInfo;
 
 // Operations on the modem as a whole.
 

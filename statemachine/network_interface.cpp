@@ -2,6 +2,7 @@
 
 #include "include/address_text.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
 #include "include/shell.h"

@@ -4,7 +4,9 @@
 #include <string>
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sNetworkInfo;
 
 // The host's network interface, as named on the command line. The host's setup_cellint.sh, found
 // through the daemon's PATH, sets it up.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/flush.h"
 #include "include/options.h"
 #include "platform/include/text_helpers.h"

@@ -3,8 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
 #include "include/result_codes.h"
+
+struct sSimInfo;
 
 // A change of the SIM's PIN that is under way. From the moment that the request is emptied until
 // the new PIN is in the PIN file, a power cut, a kill or a modem that does not answer would leave

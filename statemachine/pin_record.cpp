@@ -5,6 +5,7 @@
 #include <array>
 #include <ctime>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "published/host_boot.h"

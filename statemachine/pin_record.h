@@ -3,8 +3,10 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
 #include "statemachine/pin_rule.h"
+
+struct sSimInfo;
 
 // The record of the PIN in the PIN file. It is in the store, which outlives the daemon, and is
 // written before the PIN is sent to the SIM. The rule itself is in pin_rule.

@@ -5,6 +5,7 @@
 #include "atcmd/radio_status.h"
 #include "atcmd/registration.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
 #include "published/at_request.h"

@@ -2,7 +2,10 @@
 #define STATEMACHINE_POLLING_H
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sDeviceInfo;
+struct sNetworkInfo;
 
 // Reads everything that changes while the modem runs, then handles messages and the AT commands of
 // other programs. eSUCCESS, _RESPONSE_TIMEOUT, _RESPONSE_ERROR, eSUCCESS_DEVICE_UNLOCK, a

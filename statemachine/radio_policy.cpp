@@ -5,6 +5,7 @@
 #include "atcmd/packet_data.h"
 #include "atcmd/radio_config.h"
 #include "atcmd/sim_commands.h"
+#include "include/device_records.h"
 
 namespace {
 

@@ -4,7 +4,11 @@
 #include <string>
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+#include "include/modem_types.h"
+#include "include/result_codes.h"
+
+struct sDeviceInfo;
+struct sSimInfo;
 
 // Brings the modem's radio settings in line with the configuration file. Each function reads the
 // present value, compares it, and sends only what must change.

@@ -1,5 +1,6 @@
 #include "statemachine/service_status.h"
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/text_helpers.h"
 

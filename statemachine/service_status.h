@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "include/device_records.h"
+struct sDeviceInfo;
 
 // The daemon's state in one line for the service manager: "registered, LTE B4, connected 2 h".
 // portOpen: whether the modem's port is. connectedS: seconds since the data session was started,

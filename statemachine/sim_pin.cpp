@@ -1,5 +1,6 @@
 #include "statemachine/sim_pin.h"
 
+#include "include/device_records.h"
 #include "statemachine/pin_change.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin_files.h"

@@ -1,7 +1,7 @@
 #ifndef STATEMACHINE_SIM_PIN_H
 #define STATEMACHINE_SIM_PIN_H
 
-#include "include/device_records.h"
+struct sSimInfo;
 
 // The SIM's PIN is managed through three small files of the slot: the current PIN, a request (a new
 // PIN, "enable" or "disable") and a PUK. The daemon acts on a request or a PUK once each

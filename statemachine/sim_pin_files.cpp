@@ -7,6 +7,7 @@
 
 #include "atcmd/catalogue.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/flush.h"
 #include "platform/include/file_vector.h"
 #include "platform/include/text_helpers.h"

@@ -4,8 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
 #include "platform/include/file_monitor.h"
+
+struct sSimInfo;
 
 // The three files of the PIN and their monitors, and what unlocking and requests share.
 

@@ -2,6 +2,7 @@
 
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/sleep.h"
 #include "platform/include/text_helpers.h"
 #include "published/outcome_texts.h"

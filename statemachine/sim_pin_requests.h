@@ -3,7 +3,9 @@
 
 #include <string>
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sSimInfo;
 
 // The requests of the second file: a new PIN, "enable" or "disable".
 

@@ -2,6 +2,7 @@
 
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 
 namespace {

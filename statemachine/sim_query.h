@@ -1,7 +1,9 @@
 #ifndef STATEMACHINE_SIM_QUERY_H
 #define STATEMACHINE_SIM_QUERY_H
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sSimInfo;
 
 // Reads what the SIM reports.
 

@@ -1,6 +1,7 @@
 #include "statemachine/sim_status.h"
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin_requests.h"

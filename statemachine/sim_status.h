@@ -1,7 +1,9 @@
 #ifndef STATEMACHINE_SIM_STATUS_H
 #define STATEMACHINE_SIM_STATUS_H
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sSimInfo;
 
 // Queries the SIM and acts on the result: unlocks a locked SIM, carries out a requested PIN
 // operation on a ready one, requires a reset when it is missing for too long. eSUCCESS: nothing to

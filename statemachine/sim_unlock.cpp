@@ -2,6 +2,7 @@
 
 #include "atcmd/sim_commands.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/sleep.h"
 #include "published/outcome_texts.h"
 #include "statemachine/pin_change.h"

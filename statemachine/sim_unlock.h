@@ -1,7 +1,9 @@
 #ifndef STATEMACHINE_SIM_UNLOCK_H
 #define STATEMACHINE_SIM_UNLOCK_H
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sSimInfo;
 
 // Unlocks the SIM with the PIN or the PUK of its file.
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
 #include "include/utilities.h"

@@ -4,7 +4,8 @@
 #include <string>
 
 #include "include/config_options.h"
-#include "include/device_records.h"
+
+struct sDeviceInfo;
 
 // The daemon's view, published in files under /var/log and in the key-value store.
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "atcmd/catalogue.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/utilities.h"
 #include "platform/include/text_helpers.h"

@@ -2,6 +2,7 @@
 
 #include "atcmd/radio_config.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/interface_info.h"
 #include "platform/include/key_value_store.h"

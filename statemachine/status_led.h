@@ -1,7 +1,9 @@
 #ifndef STATEMACHINE_STATUS_LED_H
 #define STATEMACHINE_STATUS_LED_H
 
-#include "include/device_records.h"
+#include "include/result_codes.h"
+
+struct sNetworkInfo;
 
 // The pattern of the modem's status LED.
 enum eStatLedAction : int {

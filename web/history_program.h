@@ -11,7 +11,8 @@
 //   cellslot-web-history history SLOT RANGE
 //     {"times": [S...], "series": {"rsrp": {"words", "unit", "average": [...], "least": [...],
 //      "greatest": [...]}, ...}, "availability": {"connected_seconds", "known_seconds"},
-//      "outages": [{"from", "to", "cause", "text"}], "usage": {"received_bytes", "sent_bytes"}}
+//      "outages_total", "outages": [{"from", "to", "cause", "text", "ends_unknown"}],
+//      "usage": {"received_bytes", "sent_bytes"}}
 //   cellslot-web-history events SLOT
 //     {"events": [{"time", "kind", "cause", "text"}]}, the oldest first
 // Times are seconds since the epoch, those of a series the begins of its steps; what is not known

@@ -5,12 +5,14 @@
 
 namespace {
 
-// A comment now and then shows that the other end is still there, and keeps proxies from closing.
-constexpr long long SILENCE_MAX_S = 15;
+// Shows now and then that the other end is still there: a page that hears nothing for longer says
+// so.
+constexpr long long SILENCE_MAX_S = 5;
 constexpr long long PATIENCE_S = 20;
 constexpr size_t BLOCK_SIZE = 1024;
 
-const cLiveStatus::tMessage COMMENT = std::make_shared<const std::string>(": nothing new\n\n");
+const cLiveStatus::tMessage ALIVE =
+    std::make_shared<const std::string>("event: alive\ndata: {}\n\n");
 
 }  // namespace
 
@@ -27,7 +29,7 @@ MHD_Response* cReaders::add(MHD_Connection* request, cConnections::sConnection& 
 cLiveStatus::tMessage cReaders::nextMessage(sReader& reader) const {
     cLiveStatus::tMessage message = m_live.next(reader.position);
     const bool isSilent = m_nowS - reader.lastReadS >= SILENCE_MAX_S;
-    return message == nullptr && isSilent ? COMMENT : message;
+    return message == nullptr && isSilent ? ALIVE : message;
 }
 
 ssize_t cReaders::fill(void* argument, uint64_t /*position*/, char* buffer, size_t size) {

@@ -17,6 +17,7 @@
 #include <list>
 #include <memory>
 
+#include "cli/base/end_signals.h"
 #include "cli/base/failure.h"
 #include "cli/base/system_failure.h"
 #include "web/connections.h"
@@ -160,13 +161,8 @@ class cServer {
     };
 
     void blockSignals() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGTERM);
-        sigaddset(&signals, SIGINT);
-        sigprocmask(SIG_BLOCK, &signals, nullptr);
         signal(SIGPIPE, SIG_IGN);
-        m_signals = signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC);
+        m_signals = openEndSignals();
         watch(m_signals);
     }
 
@@ -270,7 +266,9 @@ class cServer {
     static void noteCompleted(void* argument, MHD_Connection* connection, void** context,
                               MHD_RequestTerminationCode /*code*/) {
         auto& server = *static_cast<cServer*>(argument);
-        const auto* request = static_cast<sOpenRequest*>(*context);
+        auto* request = static_cast<sOpenRequest*>(*context);
+        // The client has gone while a job made the answer.
+        if (request != nullptr && request->answer.file >= 0) close(request->answer.file);
         server.m_requests.remove_if(
             [request](const sOpenRequest& other) { return &other == request; });
         *context = nullptr;
@@ -329,9 +327,11 @@ class cServer {
 
     MHD_Response* responseTo(MHD_Connection* connection, cConnections::sConnection& open,
                              sAnswer& answer) {
-        if (answer.file >= 0 && answer.status == MHD_HTTP_OK)
-            return MHD_create_response_from_fd(answer.fileSize, answer.file);
-        if (answer.file >= 0) close(answer.file);
+        if (answer.file >= 0 && answer.status == MHD_HTTP_OK) {
+            MHD_Response* response = MHD_create_response_from_fd(answer.fileSize, answer.file);
+            if (response != nullptr) answer.file = -1;
+            return response;
+        }
         if (answer.isStream && m_readers.isFull()) {
             answer.status = TOO_BUSY;
             answer.body = "Too many readers of live values; try again later.\n";

@@ -67,6 +67,11 @@ cCommandOption cSubcommand::option(const std::string& names, double& value, cons
     return addOption(m_app, names, value, help, type);
 }
 
+cCommandOption cSubcommand::words(const std::string& name, std::vector<std::string>& values,
+                                  const std::string& help) const {
+    return addOption(m_app, name, values, help, "");
+}
+
 cCommandOption cSubcommand::flag(const std::string& names, bool& value,
                                  const std::string& help) const {
     return cCommandOption(m_app->add_flag(names, value, help));

@@ -45,6 +45,9 @@ class cSubcommand {
                           const std::string& type) const;
     cCommandOption option(const std::string& names, double& value, const std::string& help,
                           const std::string& type) const;
+    // All words of the command line that belong to no option.
+    cCommandOption words(const std::string& name, std::vector<std::string>& values,
+                         const std::string& help) const;
     cCommandOption flag(const std::string& names, bool& value, const std::string& help) const;
 
     void footer(const std::string& text) const;

@@ -31,11 +31,6 @@ struct sSlotView {
     bool isSimReady() const { return record.text(STATUS_SIM_STATUS) == SIM_STATUS_AVAILABLE; }
 };
 
-bool isDataWanted(eCfgDataStatus value) {
-    return value != eCONF_DATA_CONNECT_DISABLED && value != eCONF_DATA_CONNECT_TEMP_DISABLED &&
-           value != eCONF_DATA_CONNECT_TEMP_MODEM_OFF && value != eCONF_DATA_CONNECT_MODEM_OFF;
-}
-
 // ---- daemon and status file ------------------------------------------------------------------
 
 void checkDaemon(const sSlotView& view) {
@@ -303,6 +298,11 @@ bool isModemSilent(const sStatusRecord& record) {
     return record.text(STATUS_SIM_STATUS) == NAME_UNKNOWN &&
            record.number(STATUS_TEMPERATURE).value_or(TEMPERATURE_UNKNOWN_C) ==
                TEMPERATURE_UNKNOWN_C;
+}
+
+bool isDataWanted(eCfgDataStatus value) {
+    return value != eCONF_DATA_CONNECT_DISABLED && value != eCONF_DATA_CONNECT_TEMP_DISABLED &&
+           value != eCONF_DATA_CONNECT_TEMP_MODEM_OFF && value != eCONF_DATA_CONNECT_MODEM_OFF;
 }
 
 sDiagnosis diagnose(const sSlotReport& report) {

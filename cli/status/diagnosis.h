@@ -39,6 +39,9 @@ struct sDiagnosis {
     std::vector<sProblem> problems;  // the most important first
 };
 
+// False if data is off on purpose.
+bool isDataWanted(eCfgDataStatus value);
+
 sDiagnosis diagnose(const sSlotReport& report);
 
 // Whether no answer of the modem is known since the daemon's start.

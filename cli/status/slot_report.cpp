@@ -129,6 +129,14 @@ sMoment currentMoment() {
     return {time(nullptr), hostUptimeS()};
 }
 
+sDataDirectiveReport publishedDirective(const sPlaces& places, int slot, int daemonPid) {
+    sDataDirectiveReport data;
+    data.configPath = configPlace(places, slot).substr(places.root.size());
+    takeDaemonsReading(places, slot, daemonPid, data);
+    findOverride(places, slot, data);
+    return data;
+}
+
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment) {
     sSlotReport report;
     report.slot = slot;

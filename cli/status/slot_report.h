@@ -52,6 +52,10 @@ struct sSlotReport {
     bool isConnected() const { return daemonRuns && saysConnected(); }
 };
 
+// What decides about data, for who may not read the configuration: what the daemon has published of
+// it, and the override.
+sDataDirectiveReport publishedDirective(const sPlaces& places, int slot, int daemonPid);
+
 sSlotReport reportSlot(const sPlaces& places, int slot, const sMoment& moment);
 
 // Slots that have a status file, a pid file of a running or ended daemon, or a configuration.

@@ -144,13 +144,6 @@ std::string daemonText(const sSlotReport& report) {
            printableLine(report.file.record.text(STATUS_STATS_LAST_UPDATE));
 }
 
-void addRow(tLines& lines, const std::string& label, const std::string& value) {
-    if (value.empty()) return;
-    const std::string start = fitTo(label, LABEL_WIDTH);
-    for (const std::string& line : wrapList(start + value, SCREEN_WIDTH, LABEL_WIDTH))
-        lines.push_back(cutTo(line, SCREEN_WIDTH));
-}
-
 // ---- the table -------------------------------------------------------------------------------
 
 struct sColumn {
@@ -225,7 +218,14 @@ tLines problemLines(const sDiagnosis& diagnosis) {
     return lines;
 }
 
-tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis) {
+void addRow(tLines& lines, const std::string& label, const std::string& value) {
+    if (value.empty()) return;
+    const std::string start = fitTo(label, LABEL_WIDTH);
+    for (const std::string& line : wrapList(start + value, SCREEN_WIDTH, LABEL_WIDTH))
+        lines.push_back(cutTo(line, SCREEN_WIDTH));
+}
+
+tLines sharedDetails(const sSlotReport& report, const sDiagnosis& diagnosis) {
     tLines lines;
     const sStatusRecord& record = report.file.record;
     addRow(lines, "Network", networkText(record));
@@ -239,6 +239,12 @@ tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis) {
            printableLine(withoutSecrets(record.text(STATUS_SIM_EXTENDED_STATUS))));
     addRow(lines, "Modem", modemText(record));
     addRow(lines, "Temperature", temperatureText(record));
+    return lines;
+}
+
+tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis) {
+    tLines lines = sharedDetails(report, diagnosis);
+    const sStatusRecord& record = report.file.record;
     addRow(lines, "GPS", gpsText(record));
     addRow(lines, "SMS", smsText(record));
     addRow(lines, "Daemon", daemonText(report));

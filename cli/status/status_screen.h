@@ -23,6 +23,11 @@ tLines slotsProblems(const std::vector<sSlotReport>& reports);
 tLines slotsTable(const std::vector<sSlotReport>& reports);
 std::string slotHeadline(const sSlotReport& report, const sDiagnosis& diagnosis);
 tLines problemLines(const sDiagnosis& diagnosis);
+// What needs no more than "cellslot status --json" has: a slot of another host is shown the same
+// way.
+tLines sharedDetails(const sSlotReport& report, const sDiagnosis& diagnosis);
+// Adds a line as those of the details, wrapped; none for an empty value.
+void addRow(tLines& lines, const std::string& label, const std::string& value);
 tLines slotDetails(const sSlotReport& report, const sDiagnosis& diagnosis);
 
 #endif

@@ -121,11 +121,11 @@ size_t numberOr(size_t reported, const char* variable, size_t otherwise) {
 
 }  // namespace
 
-cTerminal::cTerminal(std::ostream& out) : m_out(out) {
+cTerminal::cTerminal(std::ostream& out, const std::string& instead) : m_out(out) {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0 ||
         tcgetattr(STDIN_FILENO, &g_before) != 0)
         throw cFailure(eExitStatus::FAILED,
-                       "watch needs a terminal; use cellslot status in scripts");
+                       "watch needs a terminal; use " + instead + " in scripts");
     const std::string type = environment("TERM");
     m_isPlain = isPlainTerminal(type);
     m_isColour = !m_isPlain && environment("NO_COLOR").empty();

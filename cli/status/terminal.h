@@ -10,8 +10,8 @@
 // restores it, also after a signal.
 class cTerminal {
   public:
-    // Throws cFailure if standard input or output is not a terminal.
-    explicit cTerminal(std::ostream& out);
+    // Throws cFailure if standard input or output is not a terminal; instead: what to use then.
+    explicit cTerminal(std::ostream& out, const std::string& instead = "cellslot status");
     ~cTerminal();
     cTerminal(const cTerminal&) = delete;
     cTerminal& operator=(const cTerminal&) = delete;

@@ -53,6 +53,17 @@ buildPrograms() { # PROGRAM...
     cmake --build --preset "$preset" -j 2 --target "$@" >&2
 }
 
+# The frame of a package of programs in the folder $PLACE: needs NAME, PROGRAMS and a function putFiles;
+# sets depends.
+packPrograms() { # ARGUMENT...
+    readPackageOptions "$@"
+    buildPrograms "${PROGRAMS[@]}"
+    startPackage
+    putFiles
+    # shellcheck disable=SC2153 # of the script
+    depends=$(sharedLibraries "$NAME" "${PROGRAMS[@]/#/$PLACE/}")
+}
+
 startPackage() {
     installMissing dpkg-dev >&2
     # The same source must give the same package.
@@ -108,7 +119,8 @@ sharedLibraries() { # NAME PLACE...
     echo "$depends"
 }
 
-# Standard input: what the control file has beside this; SCRIPTS: folder of postinst and the like.
+# Standard input: what the control file has beside this; SCRIPTS: folder of postinst and the like, if the
+# package needs any.
 putControl() { # NAME SCRIPTS
     local script
     {
@@ -119,6 +131,7 @@ putControl() { # NAME SCRIPTS
         cat
     } >"$tree/DEBIAN/control"
     for script in postinst prerm postrm; do
+        [[ -e $2/$script ]] || continue
         install -m 755 "$2/$script" "$tree/DEBIAN/$script"
     done
     (cd "$tree" && find . -path ./DEBIAN -prune -o -type f -printf '%P\n' | sort |

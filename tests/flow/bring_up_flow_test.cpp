@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/polling.h"

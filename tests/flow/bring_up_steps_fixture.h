@@ -4,6 +4,7 @@
 #include <string>
 #include <tuple>
 
+#include "include/device_records.h"
 #include "statemachine/bring_up.h"
 #include "statemachine/polling.h"
 #include "tests/support/set_up_commands.h"

@@ -1,4 +1,5 @@
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/status_files.h"

@@ -1,6 +1,7 @@
 #include "statemachine/data_session.h"
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "statemachine/timers.h"
 #include "tests/support/in_pass.h"
 #include "tests/support/set_up_commands.h"

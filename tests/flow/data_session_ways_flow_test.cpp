@@ -1,3 +1,4 @@
+#include "include/device_records.h"
 #include "statemachine/data_session.h"
 #include "statemachine/timers.h"
 #include "tests/support/flow_fixture.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <regex>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/signal_flags.h"
 #include "sms/sms.h"

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "include/device_records.h"
 #include "include/signal_flags.h"
 #include "statemachine/radio_policy.h"
 #include "statemachine/state_machine.h"

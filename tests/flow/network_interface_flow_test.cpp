@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/tokenstr.h"
 #include "statemachine/timers.h"

@@ -1,4 +1,5 @@
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "statemachine/modem_control.h"
 #include "statemachine/timers.h"
 #include "tests/flow/bring_up_steps_fixture.h"

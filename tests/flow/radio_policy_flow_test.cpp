@@ -1,6 +1,7 @@
 #include "statemachine/radio_policy.h"
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "statemachine/bands.h"
 #include "tests/support/flow_fixture.h"
 #include "tests/support/shown_case.h"

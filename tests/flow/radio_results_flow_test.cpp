@@ -1,3 +1,4 @@
+#include "include/device_records.h"
 #include "include/options.h"
 #include "statemachine/bands.h"
 #include "statemachine/radio_policy.h"

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "include/device_records.h"
 #include "statemachine/sim_pin_requests.h"
 #include "tests/flow/sim_pin_fixture.h"
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "statemachine/sim_unlock.h"
 #include "statemachine/timers.h"
 #include "tests/flow/sim_pin_calls_fixture.h"

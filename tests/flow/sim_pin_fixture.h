@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "statemachine/pin_record.h"
 #include "statemachine/sim_pin.h"

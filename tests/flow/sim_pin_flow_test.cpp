@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include "include/device_records.h"
 #include "statemachine/sim_pin_files.h"
 #include "statemachine/sim_pin_requests.h"
 #include "statemachine/sim_status.h"

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 
+#include "include/device_records.h"
 #include "platform/include/key_value_store.h"
 #include "tests/flow/sim_pin_fixture.h"
 

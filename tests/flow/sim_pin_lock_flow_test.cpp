@@ -1,3 +1,4 @@
+#include "include/device_records.h"
 #include "tests/flow/sim_pin_calls_fixture.h"
 #include "tests/support/set_up_commands.h"
 #include "tests/support/shown_case.h"

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "include/device_records.h"
 #include "tests/flow/sim_pin_life_fixture.h"
 
 // What must be on the disk before the SIM gets a PIN or PUK, so that none is repeated after a power

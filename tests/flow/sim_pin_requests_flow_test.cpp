@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "include/device_records.h"
 #include "tests/flow/sim_pin_life_fixture.h"
 #include "tests/support/set_up_commands.h"
 #include "tests/support/shown_case.h"

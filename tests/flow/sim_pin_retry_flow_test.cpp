@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "include/device_records.h"
 #include "tests/flow/sim_pin_life_fixture.h"
 
 // When a PIN is sent again after an outage or a restart of the daemon, and when it is not.

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "tests/flow/sim_pin_life_fixture.h"
 
 // The record of a PIN in the key-value store, and what happens without it.

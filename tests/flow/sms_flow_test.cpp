@@ -10,6 +10,7 @@
 #include <random>
 #include <set>
 
+#include "include/device_records.h"
 #include "include/utilities.h"
 #include "platform/include/key_value_store.h"
 #include "platform/include/text_helpers.h"

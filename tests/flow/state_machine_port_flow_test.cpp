@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "tests/flow/state_machine_fixture.h"
 #include "tests/support/set_up_commands.h"

@@ -10,6 +10,7 @@
 #include <regex>
 #include <sstream>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "statemachine/bring_up.h"

@@ -5,6 +5,7 @@
 #include <regex>
 
 #include "atcmd/radio_status.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "published/status_keys.h"

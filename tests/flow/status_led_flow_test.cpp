@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "tests/support/flow_fixture.h"

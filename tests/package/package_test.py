@@ -21,10 +21,9 @@ import unittest
 REPO = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(REPO / "tests" / "system"))
 from gateway import LogCatcher, Slot, freshHost, waitUntil  # noqa: E402
+from package_case import ROOT, ContentsCase, output, packageFile  # noqa: E402
 from service_manager import ServiceManager  # noqa: E402
 
-PACKAGES = pathlib.Path(os.environ["CELLSLOT_PACKAGES"])
-ROOT = pathlib.Path(os.environ.get("CELLSLOT_ROOT", "/nonexistent"))
 UNIT = "lib/systemd/system/cellslotd@.service"
 TOOLS = ("setup_cellint.sh", "systime.sh", "sledctl", "ResetCellular", "slot-of-port", "timeout")
 # Files of dpkg and of the libraries' cache.
@@ -33,29 +32,16 @@ DPKG_OWN = re.compile(r"var/(lib/dpkg/|log/(dpkg|alternatives)\.log|cache/(ldcon
 
 
 def package(which):
-    found = list((PACKAGES / which).glob("cellslot_*.deb"))
-    if len(found) != 1:
-        raise AssertionError(f"{which}: {found}")
-    return found[0]
+    return packageFile(which, "cellslot")
 
 
-def output(*command):
-    result = subprocess.run(command, capture_output=True, text=True, check=False)
-    if result.returncode != 0:
-        raise AssertionError(f"{command}: {result.returncode}\n{result.stdout}{result.stderr}")
-    return result.stdout
+class Contents(ContentsCase, unittest.TestCase):
+    NAME = "cellslot"
+    SERVICES = ("cellslotd@1.service",)
+    EXPOSURE_MAX = 30
 
-
-class Contents(unittest.TestCase):
-    def test_lintian_findsNoError(self):
-        result = subprocess.run(["lintian", "--allow-root", "--fail-on", "error", package("old")],
-                                capture_output=True, text=True, check=False)
-        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
-
-    def test_files_areInTheirPlacesAndRootsOwn(self):
-        lines = output("dpkg-deb", "-c", str(package("old"))).splitlines()
-        modes = {line.split()[5].removeprefix("./"): line.split()[0] for line in lines}
-        self.assertEqual({line.split()[1] for line in lines}, {"root/root"})
+    def test_files_areInTheirPlaces(self):
+        modes = self.modes
         for program in ("usr/sbin/cellslotd", "usr/bin/cellslot", "usr/bin/skvs",
                         *(f"usr/lib/cellslot/{tool}" for tool in TOOLS)):
             self.assertEqual(modes.get(program), "-rwxr-xr-x", program)
@@ -74,13 +60,6 @@ class Contents(unittest.TestCase):
                  if not page.name.startswith("cellslot-")}  # of another package
         self.assertLessEqual(pages, set(modes))
 
-    def test_everythingUnderEtc_isAConffile(self):
-        listed = output("dpkg-deb", "-I", str(package("old")), "conffiles").split()
-        lines = output("dpkg-deb", "-c", str(package("old"))).splitlines()
-        shipped = [line.split()[5][1:] for line in lines
-                   if line.startswith("-") and "./etc/" in line]
-        self.assertEqual(sorted(listed), sorted(shipped))
-
     def test_overridesOfTheOperator_areKeptWhenTmpIsCleaned(self):
         rules = output("sh", "-c", f"dpkg-deb --fsys-tarfile {package('old')} |"
                                    " tar -xO ./usr/lib/tmpfiles.d/cellslot.conf")
@@ -89,24 +68,9 @@ class Contents(unittest.TestCase):
             path = f"/tmp/force_cell_{name}.3"
             self.assertTrue(any(fnmatch.fnmatch(path, pattern) for pattern in kept), path)
 
-    def extractedUnit(self):
-        """The unit in a folder of its own, with the paths of the package's programs."""
-        folder = pathlib.Path("/tmp/extracted")
-        shutil.rmtree(folder, ignore_errors=True)
-        output("dpkg-deb", "-x", str(package("old")), str(folder))
-        text = re.sub(r"(?m)^(Exec\w+=-?)(?=/usr/)", rf"\g<1>{folder}", (folder / UNIT).read_text())
-        unit = folder / "cellslotd@1.service"
-        unit.write_text(text)
-        return unit
-
-    def test_unit_isAcceptedCompletely(self):
-        result = subprocess.run(["systemd-analyze", "verify", "--man=no", self.extractedUnit()],
-                                capture_output=True, text=True, check=False)
-        self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
-
     def test_reloadThatFails_isNoSuccessForSystemd(self):
         """Some ends of the daemon are successes, and systemd applies that list to ExecReload= too."""
-        unit = self.extractedUnit()
+        unit = self.extractedUnit("cellslotd@1.service")
         settings = dict(line.split("=", 1) for line in unit.read_text().splitlines()
                         if re.match(r"\w+=", line))
         successes = {0, *map(int, settings["SuccessExitStatus"].split())}
@@ -118,12 +82,6 @@ class Contents(unittest.TestCase):
             stub.chmod(0o755)
             result = subprocess.run(shlex.split(command.replace("%i", "1")), check=False)
             self.assertEqual(result.returncode in successes, status == 0, status)
-
-    def test_unit_keepsItsSandbox(self):
-        # In tenths, as systemd-analyze counts exposure: a missing directive counts 1 to 5.
-        result = subprocess.run(["systemd-analyze", "security", "--offline=true", "--threshold=30",
-                                 self.extractedUnit()], capture_output=True, text=True, check=False)
-        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
 
 
 class Life(unittest.TestCase):

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "atcmd/catalogue.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "platform/include/key_value_store.h"
 #include "sms/sms.h"
@@ -69,7 +70,7 @@ void refuseToRun(const std::string& problem) {
 
 }  // namespace
 
-cFlowFixture::cFlowFixture() {
+cFlowFixture::cFlowFixture() : m_device(std::make_unique<sDeviceInfo>()), device(*m_device) {
     requireNamespace();
     static const std::string problem = trySetUp();
     prepare();

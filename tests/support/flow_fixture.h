@@ -9,10 +9,11 @@
 #include <vector>
 
 #include "include/config_options.h"
-#include "include/device_records.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/shell_stubs.h"
 #include "tests/support/simulated_port.h"
+
+struct sDeviceInfo;
 
 using tCommands = std::vector<std::string>;
 
@@ -23,6 +24,9 @@ using tCommands = std::vector<std::string>;
 // set_up_commands.h. If they differ, the first test names the command and no other test runs,
 // because all would fail.
 class cFlowFixture : public ::testing::Test {
+    // Behind a pointer: a change of the records concerns only tests that look into them.
+    const std::unique_ptr<sDeviceInfo> m_device;
+
   public:
     cFlowFixture();
     ~cFlowFixture() override;
@@ -50,7 +54,7 @@ class cFlowFixture : public ::testing::Test {
     // The modem may receive commands that it does not understand.
     void allowProblems() { m_problemsAllowed = true; }
 
-    sDeviceInfo device;
+    sDeviceInfo& device;
     sConfigFileOpts config;
     cShellStubs shell;
 

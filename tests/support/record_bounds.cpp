@@ -2,6 +2,8 @@
 
 #include <initializer_list>
 
+#include "include/device_records.h"
+
 namespace {
 
 const char* const TOO_LONG = "a text is longer than MODEM_TEXT_MAX";

@@ -3,7 +3,10 @@
 
 #include <string>
 
-#include "include/device_records.h"
+struct sDeviceInfo;
+struct sModemInfo;
+struct sNetworkInfo;
+struct sSimInfo;
 
 // Limits of the records, whatever a modem sends: no text is longer than MODEM_TEXT_MAX, no count
 // larger than its table. Each function says what exceeds its limit; null if nothing does.

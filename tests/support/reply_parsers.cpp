@@ -9,6 +9,7 @@
 #include "atcmd/radio_status.h"
 #include "atcmd/registration.h"
 #include "atcmd/sim_commands.h"
+#include "include/device_records.h"
 #include "platform/include/text_helpers.h"
 #include "tests/support/record_bounds.h"
 

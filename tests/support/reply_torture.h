@@ -4,7 +4,10 @@
 #include <functional>
 #include <string>
 
-#include "include/device_records.h"
+struct sDeviceInfo;
+struct sModemInfo;
+struct sNetworkInfo;
+struct sSimInfo;
 
 // Passes the worst input to a parse function, made from a valid reply: the reply cut at every byte,
 // after garbage, with an unsolicited line before, in and after it, empty, a megabyte long in

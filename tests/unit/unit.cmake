@@ -183,7 +183,7 @@ target_compile_definitions(cli_tests PRIVATE DOCS_FOLDER="${CMAKE_SOURCE_DIR}/do
 
 # Built only where libmosquitto is.
 if(TARGET cellslot_mqtt)
-    cellslot_add_unit_tests(mqtt TOOL
+    cellslot_add_unit_tests(mqtt PACKAGE
         LIBS cellslot_mqtt
         SOURCES unit/mqtt/base64_test.cpp unit/mqtt/broker_link_test.cpp
                 unit/mqtt/broker_options_test.cpp unit/mqtt/command_test.cpp
@@ -194,17 +194,18 @@ if(TARGET cellslot_mqtt)
     add_executable(message_samples unit/mqtt/message_samples.cpp unit/cli/fixture.cpp)
     target_link_libraries(message_samples PRIVATE cellslot_mqtt cellslot_cli cellslot_test_support)
     target_compile_definitions(message_samples PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
-    add_dependencies(unit_and_flow_tests message_samples)
+    set_target_properties(message_samples PROPERTIES UNITY_BUILD OFF)
+    add_dependencies(package_tests message_samples)
     add_test(NAME unit.message_schemas
         COMMAND /usr/bin/python3 ${CMAKE_CURRENT_SOURCE_DIR}/unit/mqtt/schemas_test.py
                 $<TARGET_FILE:message_samples> ${CMAKE_SOURCE_DIR}/docs/fleet/schemas
                 ${CMAKE_SOURCE_DIR}/docs/fleet/asyncapi.yaml)
-    set_tests_properties(unit.message_schemas PROPERTIES LABELS "unit;tool" TIMEOUT ${TEST_TIMEOUT_S})
+    set_tests_properties(unit.message_schemas PROPERTIES LABELS "unit;tool;packages" TIMEOUT ${TEST_TIMEOUT_S})
 endif()
 
 # Built only where the page is.
 if(TARGET cellslot_web_lib)
-    cellslot_add_unit_tests(web TOOL
+    cellslot_add_unit_tests(web PACKAGE
         LIBS cellslot_web_lib
         SOURCES unit/cli/fixture.cpp unit/web/attempts_test.cpp unit/web/basic_credentials_test.cpp
                 unit/web/connections_test.cpp unit/web/history_program_test.cpp
@@ -214,24 +215,25 @@ if(TARGET cellslot_web_lib)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()
 
-cellslot_add_unit_tests(observed TOOL
+cellslot_add_unit_tests(observed PACKAGE
     LIBS cellslot_observed
     SOURCES unit/observed/event_watch_test.cpp)
 
 # Built where librrd is installed.
 if(HISTORY_BUILT)
     cellslot_add_unit_tests(history
-        TOOL
+        PACKAGE
         LIBS cellslot_history cellslot_rrd_slim cellslot_cli
         SOURCES unit/cli/fixture.cpp unit/history/connection_test.cpp unit/history/layout_test.cpp
                 unit/history/page_reader_test.cpp unit/history/redo_test.cpp
                 unit/history/service_test.cpp unit/history/slot_recorder_month_test.cpp
                 unit/history/slot_recorder_test.cpp unit/history/span_test.cpp
-                unit/history/store_file_test.cpp)
+                unit/history/store_file_test.cpp
+                unit/history/rrd_image_damage_test.cpp)
     target_compile_definitions(history_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
     # What draws needs all of librrd.
     cellslot_add_unit_tests(history_command
-        TOOL
+        PACKAGE
         LIBS cellslot_history_command cellslot_rrd_graph
         SOURCES unit/history/history_command_test.cpp unit/history/history_screen_test.cpp)
     target_compile_definitions(history_command_tests PRIVATE
@@ -241,7 +243,7 @@ if(HISTORY_BUILT)
 endif()
 
 if(TARGET cellslot_agent_root)
-    cellslot_add_unit_tests(agent TOOL
+    cellslot_add_unit_tests(agent PACKAGE
         LIBS cellslot_agent_root
         SOURCES unit/agent/agent_config_test.cpp unit/agent/agent_store_test.cpp
                 unit/agent/agent_test.cpp unit/agent/command_desk_test.cpp
@@ -253,4 +255,18 @@ if(TARGET cellslot_agent_root)
     target_compile_definitions(agent_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
     # Every commit waits for the disk: in memory that costs nothing.
     set_tests_properties(unit.agent PROPERTIES ENVIRONMENT "TMPDIR=/dev/shm")
+endif()
+
+if(TARGET cellslot_fleet)
+    find_package(nlohmann_json REQUIRED)
+    cellslot_add_unit_tests(fleet PACKAGE
+        LIBS cellslot_fleet nlohmann_json::nlohmann_json
+        SOURCES unit/cli/fixture.cpp unit/fleet/campaign_test.cpp unit/fleet/event_lines_test.cpp
+                unit/fleet/filter_test.cpp unit/fleet/fleet_config_test.cpp
+                unit/fleet/fleet_json_test.cpp unit/fleet/fleet_model_test.cpp
+                unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_watch_test.cpp
+                unit/fleet/gateway_test.cpp unit/fleet/judgement_test.cpp
+                unit/fleet/made_fleet.cpp unit/fleet/order_test.cpp unit/fleet/slot_view_test.cpp
+                unit/fleet/waves_test.cpp)
+    target_compile_definitions(fleet_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()

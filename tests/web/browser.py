@@ -114,6 +114,13 @@ class Browser:
             time.sleep(0.05)
         raise AssertionError(f"{selector} shows {text!r} after {LIMIT_S} s, not {condition!r}")
 
+    def waitForScript(self, script, *arguments):
+        end = time.monotonic() + LIMIT_S
+        while not self.run(script, *arguments):
+            if time.monotonic() > end:
+                raise AssertionError(f"not true after {LIMIT_S} s: {script}")
+            time.sleep(0.05)
+
     def screenshot(self, path):
         path = pathlib.Path(path)
         path.parent.mkdir(parents=True, exist_ok=True)

@@ -34,7 +34,7 @@ def history(length):
                         "least": [None if one is None else one - 2 for one in average],
                         "greatest": [None if one is None else one + 2 for one in average]}
     outage = {"from": begin + 200 * step, "to": begin + 215 * step, "cause": "searching",
-              "text": "No network yet; the modem is searching."}
+              "text": "No network yet; the modem is searching.", "ends_unknown": False}
     return {"times": [begin + i * step for i in range(POINTS)], "series": series,
             "availability": {"connected_seconds": 270 * step, "known_seconds": 285 * step},
             "outages_total": 1, "outages": [outage], "usage": {"received_bytes": 1234567, "sent_bytes": 98765}}

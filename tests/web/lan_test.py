@@ -10,6 +10,7 @@ import os
 import pathlib
 import shutil
 import signal
+import socket
 import ssl
 import subprocess
 import tempfile
@@ -118,6 +119,36 @@ class Lan(WebCase):
 
         waitUntil(lambda: state() in ("T", "Z", "gone"), state)
         return int(check) if state() == "T" else None
+
+    def leave(self, server):
+        """Asks for a file with the right password, and closes the connection while that is checked."""
+        context = ssl.create_default_context(cafile=str(self.folder / "certificate"))
+        pair = base64.b64encode(f"anybody:{PASSWORD}".encode()).decode()
+        with context.wrap_socket(socket.create_connection((LAN, server.port)), server_hostname=LAN) as client:
+            client.sendall(f"GET /uplot.js HTTP/1.1\r\nHost: {LAN}\r\nAccept-Encoding: gzip\r\n"
+                           f"Authorization: Basic {pair}\r\n\r\n".encode())
+            self.left.wait()
+
+    def test_ClientThatLeavesWhileItsPasswordIsChecked_LeavesNoFileOpen(self):
+        for _ in range(5):  # it may be checked before it is stopped
+            server = self.start()
+            self.left = threading.Event()
+            self.guess = threading.Thread(target=self.leave, args=(server,))
+            self.guess.start()
+            check = self.stopCheck(server)
+            self.left.set()
+            self.guess.join()
+            if check:
+                break
+        self.assertTrue(check, "each check ended before it could be stopped")
+        proceed(check)
+        self.assertEqual(self.ask(server, password=PASSWORD)[0], 200)
+        folder = pathlib.Path(f"/proc/{server.process.pid}/fd")
+
+        def openFiles():
+            return [name for name in (os.readlink(file) for file in folder.iterdir()) if name.endswith(".gz")]
+
+        waitUntil(lambda: not openFiles(), openFiles)
 
     def test_PasswordThatIsChecked_HoldsUpNobodyElse(self):
         answers = []

@@ -2,13 +2,16 @@
 """Debian's Prometheus scrapes a simulated gateway with the rules of docs/monitoring, their times made
 short: alerts fire and clear."""
 
+import itertools
 import json
 import os
 import pathlib
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
+import threading
 import time
 import urllib.request
 
@@ -127,6 +130,39 @@ class Alerts(WebCase):
                          lambda: (self.slot.startDaemon(), self.slot.waitConnected()))
         self.expectAlert("CellslotOffline", self.setModem(registration={"state": "searching"}),
                          lambda: (self.setModem(registration={"state": "home"})(), self.slot.waitConnected()))
+
+    def freeze(self):
+        self.slot.daemon.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.slot.daemon.send_signal, signal.SIGCONT)
+
+    def thaw(self):
+        self.slot.daemon.send_signal(signal.SIGCONT)
+        self.slot.waitRenewed()
+
+    def writeStatus(self, key, value):
+        """In the place of the daemon, which is frozen."""
+        status = self.slot.status
+        text, count = re.subn(rf"(?m)^(CELLMODEM1_{key})=.*$", rf"\g<1>={value}", status.read_text())
+        self.assertEqual(count, 1, key)
+        draft = status.with_suffix(".new")
+        draft.write_text(text)
+        draft.rename(status)
+
+    def flap(self):
+        states = itertools.cycle(("DISCONNECTED", "CONNECTED"))
+        while not self.isQuiet.is_set():
+            self.writeStatus("QMI_STATE", next(states))
+            self.isQuiet.wait(1.5)  # each state is scraped
+
+    def test_FrozenDaemonAndFlappingSession_AreReported(self):
+        self.isQuiet = threading.Event()
+        self.expectAlert("CellslotStatusOld",
+                         lambda: (self.freeze(), self.writeStatus("STATS_LAST_UPDATE_E", int(time.time()) - 300)),
+                         self.thaw)
+        flapper = threading.Thread(target=self.flap)
+        self.addCleanup(self.isQuiet.set)
+        self.expectAlert("CellslotFlapping", lambda: (self.freeze(), flapper.start()),
+                         lambda: (self.isQuiet.set(), flapper.join(), self.thaw()))
 
     def test_GatewayThatIsGone_IsReported(self):
         port = self.server.port

@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """The page in Debian's Chromium. Screenshots are in CELLSLOT_RESULTS."""
 
+import json
 import os
 import pathlib
 import re
+import signal
 import subprocess
 
 from browser import DESKTOP, PHONE, Browser
-from web_case import WebCase, runTests
+from web_case import LIMIT_S, WebCase, runTests
 from web_server import BIN
 
 HISTORY = pathlib.Path("/var/lib/cellslot/history")
@@ -86,14 +88,68 @@ class Values(PageCase):
         self.browser.waitFor("#link", "Live")
         self.browser.console()  # the browser notes each refused connection
 
-    def test_HiddenPage_ReadsNoStream(self):
-        self.browser.call("POST", "/window/new", {"type": "tab"})
-        # A page that nobody sees is frozen by and by, but closes its stream at once.
-        hidden = "Object.defineProperty(document, 'hidden', {configurable: true, value: arguments[0]});" \
-                 "document.dispatchEvent(new Event('visibilitychange'));"
-        self.browser.run(hidden, True)
-        self.browser.run(hidden, False)
+    def test_GatewayThatFallsSilent_IsNoticedAndItsReturnToo(self):
+        # As a telephone that has left the wireless network: the connection is not closed.
+        self.openView("signal")
+        os.kill(self.server.process.pid, signal.SIGSTOP)
+        self.addCleanup(os.kill, self.server.process.pid, signal.SIGCONT)
+        self.browser.waitFor("#link", "No connection to the gateway")
+        self.browser.waitFor("#big-number", "–")
+        self.assertEqual(self.browser.text("#big-word"), "no signal measured")
+        os.kill(self.server.process.pid, signal.SIGCONT)
         self.browser.waitFor("#link", "Live")
+        self.browser.waitFor("#big-number", lambda text: text.startswith("-"))
+
+    def setHidden(self, isHidden):
+        self.browser.run("Object.defineProperty(document, 'hidden', {configurable: true, value: arguments[0]});"
+                         "document.dispatchEvent(new Event('visibilitychange'));", isHidden)
+
+    def test_HiddenPage_ReadsNoStreamAndMeasuresNothing(self):
+        server = self.serve(idle=1)
+        self.browser.open(server.url + "#signal")
+        self.browser.waitFor("#link", "Live")
+        self.browser.waitForScript("return document.querySelectorAll('#trace polyline').length > 0")
+        self.setHidden(True)
+        # Nobody looks: it ends.
+        self.assertEqual(server.process.wait(LIMIT_S), 0)
+        before = self.browser.run("return document.querySelectorAll('#trace polyline').length")
+        server.end()
+        self.serve(port=server.port)
+        self.setHidden(False)
+        self.browser.waitFor("#big-number", lambda text: text.startswith("-"))
+        # The time between is a gap in the trace.
+        self.browser.waitForScript("return document.querySelectorAll('#trace polyline').length > arguments[0]", before)
+        self.browser.console()
+
+
+class HostileHistory(PageCase):
+    """Texts of the network, and figures that are not known to the end."""
+
+    TEXT = "<img src=x onerror=\"document.body.id='hit'\"><script>document.body.id='hit'</script>&amp;"
+
+    def setUp(self):
+        self.history = self.makeHistory()
+        folder = self.history.parent
+        answer = json.loads((folder / "history.24h").read_text())
+        answer["availability"] = {"connected_seconds": 86399, "known_seconds": 86400}
+        answer["outages"][0].update(text=self.TEXT, ends_unknown=True)
+        answer["usage"]["sent_bytes"] = None
+        (folder / "history.24h").write_text(json.dumps(answer))
+        (folder / "events.1").write_text(json.dumps({"events": [{"time": 1, "kind": "x", "text": self.TEXT}]}))
+        super().setUp()
+
+    def test_Texts_AreShownAsTheyAre(self):
+        for view, place in (("history", "#outages"), ("events", "#events-table")):
+            self.openView(view)
+            self.browser.waitFor(place, self.TEXT)
+            self.assertEqual(self.browser.run("return [document.querySelectorAll('main img, main script').length,"
+                                              "document.body.id]"), [0, ""])
+
+    def test_Figures_SayNoMoreThanIsKnown(self):
+        self.openView("history")
+        self.browser.waitFor("#history-facts", "99.99 % of")
+        self.browser.waitFor("#history-facts", "1.2 MB received, not known how much was sent")
+        self.assertIn(" or longer", self.browser.text("#outages"))
 
 
 class RecordedCase(PageCase):

@@ -51,7 +51,7 @@ function plots(history) {
       ['connected', series.connected.average.map((share) => (share === null ? null : 100 * share)), '--good', 2]] });
   }
   if (isKnown(series.received.average)) {
-    list.push({ title: 'Data in bytes per second', bytes: true, series: [
+    list.push({ title: 'Data in bytes per second', bytes: true, range: (_, least, greatest) => [0, 1.05 * greatest || 1], series: [
       ['received', series.received.average, '--accent', 2], ['sent', series.sent.average, '--fair', 2]] });
   }
   if (isKnown(series.temperature.average))
@@ -81,26 +81,40 @@ function draw(uPlot, history) {
       scales: { y: plot.range ? { range: plot.range } : {} },
       legend: { live: false, show: plot.series.length > 1 },
       cursor: { drag: { x: false, y: false } },
-      axes: [axis({ values: TIME_WORDS }), axis(plot.bytes ? { size: 70, values: (_, values) => values.map(bytesText) } : {})],
+      // The same width for all: what is below each other is of the same time.
+      axes: [axis({ values: TIME_WORDS }), axis({ size: 70, ...(plot.bytes ? { values: (_, values) => values.map(bytesText) } : {}) })],
       series: [{}, ...plot.series.map(([label, , stroke, width]) => ({ label, stroke: colour(stroke), width, spanGaps: false, points: { show: false } }))],
     };
     return new uPlot(options, [history.times, ...plot.series.map(([, values]) => values)], node);
   });
 }
 
+// Never "100 %" for a time that was not all connected.
+function shareText({ connected_seconds: connected, known_seconds: known }) {
+  if (!known) return 'not known';
+  const percent = connected < known ? (Math.floor(10000 * connected / known) / 100).toFixed(2) : '100';
+  return `${percent} % of ${durationText(known)} that are known`;
+}
+
+function usageText({ received_bytes: received, sent_bytes: sent }) {
+  if (received === null && sent === null) return 'not known';
+  return [received === null ? 'not known how much was received' : `${bytesText(received)} received`,
+    sent === null ? 'not known how much was sent' : `${bytesText(sent)} sent`].join(', ');
+}
+
+function lengthText(outage) {
+  if (outage.to === null) return 'lasts';
+  return durationText(outage.to - outage.from) + (outage.ends_unknown ? ' or longer' : '');
+}
+
 function showFigures(history) {
   const { availability, outages, outages_total: total, usage } = history; // a list has the newest of many
-  const share = availability.known_seconds
-    ? `${(100 * availability.connected_seconds / availability.known_seconds).toFixed(2)} % of ${durationText(availability.known_seconds)} that are known`
-    : 'not known';
   replaceFacts(byId('history-facts'), [
-    ['Connected', share],
+    ['Connected', shareText(availability)],
     ['Outages', String(total)],
-    ['Data', usage.received_bytes === null ? 'not known'
-      : `${bytesText(usage.received_bytes)} received, ${bytesText(usage.sent_bytes)} sent`],
+    ['Data', usageText(usage)],
   ]);
-  const rows = outages.map((outage) => [timeText(outage.from),
-    outage.to === null ? 'lasts' : durationText(outage.to - outage.from), outage.text || 'cause not known']).reverse();
+  const rows = outages.map((outage) => [timeText(outage.from), lengthText(outage), outage.text || 'cause not known']).reverse();
   byId('outages').replaceChildren(...(rows.length
     ? [element('div', { class: 'scroll', tabindex: '0', role: 'region', 'aria-label': 'Table of outages' },
       table(rows.length < total ? `The newest ${rows.length} outages` : 'Outages, the newest first', ['Since', 'Duration', 'Cause'], rows))] : []));

@@ -2,14 +2,19 @@
 // its server and spends no data.
 
 const RETRY_MS = 2000;
+// The gateway says something every five seconds. A connection that nobody has closed, as when a
+// telephone leaves the wireless network, is noticed only so.
+const SILENCE_MS = 15000;
 const listeners = new Set();
 let source = null;
 let retry = null;
+let heardMs = 0;
 
 export const live = {
   slots: [],
   receivedMs: 0, // when the ages of the slots were true
   isLinked: false,
+  isPaused: false, // nobody sees the page
 };
 
 export function onLive(listener) {
@@ -27,11 +32,16 @@ function setLinked(isLinked) {
   notify();
 }
 
-function takeStatus(event) {
-  live.slots = JSON.parse(event.data).slots;
-  live.receivedMs = Date.now();
+function takeNews() {
+  heardMs = Date.now();
+  live.receivedMs = heardMs;
   live.isLinked = true;
   notify();
+}
+
+function takeStatus(event) {
+  live.slots = JSON.parse(event.data).slots;
+  takeNews();
 }
 
 function takeAge(event) {
@@ -41,9 +51,12 @@ function takeAge(event) {
     slot.age_seconds = news.age_seconds;
     if (slot.session) slot.session.seconds = news.seconds;
   }
-  live.receivedMs = Date.now();
-  live.isLinked = true;
-  notify();
+  takeNews();
+}
+
+function takeSign() {
+  heardMs = Date.now();
+  setLinked(true);
 }
 
 function stop() {
@@ -54,9 +67,11 @@ function stop() {
 
 function start() {
   stop();
+  heardMs = Date.now();
   source = new EventSource('api/live');
   source.addEventListener('status', takeStatus);
   source.addEventListener('age', takeAge);
+  source.addEventListener('alive', takeSign);
   source.addEventListener('error', () => {
     setLinked(false);
     // The browser tries again by itself, but not after every error.
@@ -65,8 +80,20 @@ function start() {
 }
 
 export function startLive() {
-  document.addEventListener('visibilitychange', () => (document.hidden ? stop() : start()));
-  if (!document.hidden) start();
+  const follow = () => {
+    live.isPaused = document.hidden;
+    if (live.isPaused) stop();
+    else start();
+  };
+  document.addEventListener('visibilitychange', follow);
+  follow();
+}
+
+// Call it every second.
+export function checkLive() {
+  if (!source || Date.now() - heardMs < SILENCE_MS) return;
+  setLinked(false);
+  start();
 }
 
 // Seconds since the daemon wrote what is shown; null if it never did.

@@ -1,7 +1,7 @@
 // The frame of the page: which view, which slot, and whether the gateway is there.
 
 import { byId, element, setText } from './dom.js';
-import { live, onLive, startLive } from './live.js';
+import { checkLive, live, onLive, startLive } from './live.js';
 import { showEvents } from './events.js';
 import { showHistory } from './history.js';
 import { showMessages } from './messages.js';
@@ -88,6 +88,7 @@ onLive(show);
 openView();
 startLive();
 setInterval(() => {
+  checkLive();
   sampleSignals();
   show();
 }, TICK_MS);

@@ -23,7 +23,7 @@ function strength(signal) {
 }
 
 function isLive(slot) {
-  return live.isLinked && slot.signal && slot.daemon_running && !slot.stale;
+  return live.isLinked && !live.isPaused && slot.signal && slot.daemon_running && !slot.stale;
 }
 
 // Once a second, whatever comes: the trace is about time.

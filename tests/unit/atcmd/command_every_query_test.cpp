@@ -14,6 +14,7 @@
 #include "atcmd/radio_status.h"
 #include "atcmd/registration.h"
 #include "atcmd/sim_commands.h"
+#include "include/device_records.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"
 #include "tests/unit/atcmd/every_command.h"

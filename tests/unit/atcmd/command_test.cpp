@@ -4,6 +4,7 @@
 
 #include "atcmd/basic_commands.h"
 #include "device/at_transaction.h"
+#include "include/device_records.h"
 #include "include/sleep.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "atcmd/catalogue.h"
+#include "include/device_records.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"
 #include "tests/support/reply_torture.h"

@@ -4,6 +4,7 @@
 
 #include "atcmd/catalogue.h"
 #include "device/at_transaction.h"
+#include "include/device_records.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"
 #include "tests/support/reply_torture.h"

@@ -7,6 +7,7 @@
 
 #include "device/at_transaction.h"
 #include "include/debug.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "tests/support/log_mode.h"
 #include "tests/unit/gps/fixture.h"

@@ -137,9 +137,9 @@ TEST_F(HistoryCommand, Outages_InWordsJsonAndCsv) {
     EXPECT_EQ(outages[1]["from"], DAY + 19 * HOUR_S);
     EXPECT_EQ(outages[1]["to"], DAY + 19 * HOUR_S + 2100);
     EXPECT_EQ(outages[1]["cause"], "no_sim");
-    EXPECT_EQ(csv({"outages", "--csv"}, "from,to,cause,text").at(0),
+    EXPECT_EQ(csv({"outages", "--csv"}, "from,to,ends_unknown,cause,text").at(0),
               std::to_string(DAY + 6 * HOUR_S) + "," + std::to_string(DAY + 6 * HOUR_S + 720) +
-                  ",\"searching\",\"No network yet; the modem is searching.\"");
+                  ",0,\"searching\",\"No network yet; the modem is searching.\"");
     EXPECT_EQ(run({"outages", "--since", "1h"}), eExitStatus::OK);
     EXPECT_EQ(out, "no outage is recorded in this time\n");
 }
@@ -242,4 +242,23 @@ TEST_F(HistoryCommand, Help_NamesEverySubcommandAndOption) {
     for (const char* word :
          {"outages", "events", "usage", "--since", "--json", "--csv", "--png", "--svg", "-p"})
         EXPECT_NE(out.find(word), std::string::npos) << word;
+}
+
+// A row of a year's picture is a day: an hour of it is no day without a connection.
+TEST_F(HistoryCommand, PictureOfAYear_ShowsADayWithOutagesAsOneForAPartOfTheTime) {
+    recordDays(4 * DAY_S);
+    const std::string file = folder / "picture.svg";
+    const sDrawing drawing;
+    const auto areas = [&](const char* since, const char* colour) {
+        EXPECT_EQ(run({"--svg", file.c_str(), "--since", since}), eExitStatus::OK) << err;
+        const std::string picture = readFile(file);
+        size_t count = 0;
+        for (size_t at = 0; (at = picture.find(colour, at)) != picture.npos; ++at)
+            ++count;
+        return count;
+    };
+    // Each colour is in the legend too.
+    EXPECT_GT(areas("1d", "rgb(78.43"), 1u);
+    EXPECT_EQ(areas("1y", "rgb(78.43"), 1u);
+    EXPECT_GT(areas("1y", "rgb(90.98"), 1u);
 }

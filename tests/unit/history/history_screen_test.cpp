@@ -98,6 +98,11 @@ TEST_F(HistoryScreen, Ticks_AreWholeHoursOfLocalTime_AlsoWhenTheClockIsPutBack) 
     for (const char* day : {"10-23", "10-25", "10-26", "10-28"})
         EXPECT_NE(shown.find(day), std::string::npos) << shown;
     EXPECT_EQ(shown.find(':'), std::string::npos) << "midnight is a date\n" << shown;
+    // From the day of the change on.
+    const std::string later = axis(CHANGE - HOUR_S - DAY, CHANGE + 4 * DAY_S - DAY);
+    for (const char* day : {"10-26", "10-27", "10-28"})
+        EXPECT_NE(later.find(day), std::string::npos) << later;
+    EXPECT_EQ(later.find(':'), std::string::npos) << later;
 }
 
 TEST_F(HistoryScreen, Outages_LineByLine) {

@@ -151,3 +151,17 @@ TEST_F(PowerCut, AfterIt_AtMostAQuarterOfAnHourIsMissing_AndItIsNotKnown) {
         EXPECT_EQ(!std::isnan(point.average), isKnown) << point.time - DAY;
     }
 }
+
+// Not ours: the history goes on without it.
+TEST_F(PowerCut, NoFileInThePlaceOfTheRedoFile_IsPutAside) {
+    const std::string path = historyPath(places, redoName(1));
+    for (const bool isFolder : {true, false}) {
+        if (isFolder)
+            std::filesystem::create_directory(path);
+        else
+            write(path, std::string(REDO_BYTES_MAX + 1, 'x'));
+        std::string error;
+        EXPECT_TRUE(recoverRedo(places, 1, error)) << error;
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+}

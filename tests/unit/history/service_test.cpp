@@ -249,3 +249,29 @@ TEST_F(HistoryService, PinsInTheStatus_AreNowhereInTheHistory) {
     EXPECT_NE(journal.find("\"kind\":\"pin\""), std::string::npos) << journal;
     EXPECT_EQ(journal.find("9999"), std::string::npos) << journal;
 }
+
+// The configuration has a password and is root's alone; the daemon publishes whether it wants data.
+TEST_F(HistoryService, ConfigurationWithoutData_IsNoOutage_AndOneWithItIs) {
+    const std::string searching =
+        withValue(recordedStatus("searching"), "STATS_LAST_UPDATE_E", std::to_string(DAY));
+    write(places.at(pidFilePath(1)), "4711\n");
+    for (const char* wants : {"0", "-1", "1"}) {
+        write(places.at(configLookPath(1)),
+              std::string(
+                  "PID=4711\nCOUNT=1\nRESULT=applied\nFILE=/etc/vuk/cellular1.conf\nINTERFACE=") +
+                  wants + "\nROAMING=1\n");
+        cHistoryService fresh(places, log);
+        for (time_t at = 0; at <= 600; at += 10) {
+            write(statusPath(1),
+                  withValue(searching, "STATS_LAST_UPDATE_E", std::to_string(DAY + at)));
+            fresh.readStatus(1, {DAY + at, at});
+        }
+        const cSlotHistory history(places, 1);
+        const std::vector<sOutage> outages = history.outages({DAY, DAY + 600});
+        EXPECT_EQ(outages.size(), wants == std::string("1") ? 1u : 0u) << wants;
+        EXPECT_EQ(history.availability({DAY, DAY + 600}).knownS, 600);
+        EXPECT_EQ(history.availability({DAY, DAY + 600}).connectedS, 0);
+        restore({});
+        forgetMemory();
+    }
+}

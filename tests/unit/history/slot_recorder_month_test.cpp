@@ -97,7 +97,7 @@ class Month : public HistoryTest {
             reading.counters = counters;
             if (at != 0) {
                 reckoning.hold(now - step, now, last);
-                reckoning.add(now - 1, reading.sim, used);
+                reckoning.add(now - 1, last.sim, used);
                 if (last.isConnected && !reading.isConnected) {
                     sOutage outage;
                     outage.from = now;

@@ -272,3 +272,162 @@ TEST_F(SlotRecorder, JournalThatGrows_KeepsTheLatest_InHalfAMegabyteAtMost) {
     EXPECT_EQ(history.events({DAY, DAY + at}, 10).back().time, DAY + at - 10);
     EXPECT_GT(history.outages({DAY, DAY + at}).size(), 900u);
 }
+
+// A clock that was years ahead until it was set: its battery, or a wrong time of the network.
+TEST_F(SlotRecorder, ClockYearsAheadForAWhile_WhatFollowsIsKnownAndEndsWhereItDoes) {
+    constexpr time_t AHEAD = 8 * 365 * DAY_S;
+    {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY + AHEAD, 0});
+        follow(recorder, connectedReading(), DAY + AHEAD, 900, 0);
+        commit(recorder, {DAY + AHEAD + 900, 900});
+        follow(recorder, connectedReading(), DAY + 910, 900, 910);
+        follow(recorder, offlineReading(), DAY + 1820, 900, 1820);
+        commit(recorder, {DAY + 2720, 2720});
+    }
+    forgetMemory();
+    {
+        const cSlotHistory history(places, 1);
+        EXPECT_EQ(history.end(), DAY + 2720);
+        const std::vector<sOutage> outages = history.outages({DAY, DAY + 2720});
+        ASSERT_EQ(outages.size(), 1u);
+        EXPECT_EQ(outages[0].to, 0) << "it lasts, and was not over in years";
+    }
+    cSlotRecorder next(places, 1);
+    start(next, {DAY + 10000, 10});
+    follow(next, connectedReading(), DAY + 10000, 100, 10);
+    commit(next, {DAY + 10100, 110});
+    const cSlotHistory history(places, 1);
+    EXPECT_EQ(history.availability({DAY + 910, DAY + 10100}).knownS, 910 + 900 + 100);
+}
+
+// A slot that has been connected for months, and whose modem changes its network again and again.
+TEST_F(SlotRecorder, JournalThatBeganAnewTwice_StillKnowsTheConnection) {
+    for (const bool isConnected : {true, false}) {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 0});
+        time_t at = 0;
+        const auto goOn = [&] {
+            for (int i = 0; i < 500; ++i, at += 10) {
+                sReading reading = isConnected ? connectedReading() : offlineReading();
+                reading.network = std::string(70, i % 2 == 0 ? 'A' : 'B');
+                recorder.follow(reading, {DAY + at, at});
+            }
+            commit(recorder, {DAY + at, at});
+        };
+        for (int i = 0; i < 12; ++i)
+            goOn();
+        const cSlotHistory history(places, 1);
+        EXPECT_GT(history.events({DAY, DAY + at}, SIZE_MAX / 2).front().time, DAY)
+            << "all is there";
+        const sTimeRange range = {DAY + at - HOUR_S, DAY + at - 10};
+        EXPECT_EQ(history.availability(range).knownS, HOUR_S - 10) << isConnected;
+        EXPECT_EQ(history.availability(range).connectedS, isConnected ? HOUR_S - 10 : 0);
+        const std::vector<sOutage> outages = history.outages(range);
+        ASSERT_EQ(outages.size(), isConnected ? 0u : 1u);
+        if (!isConnected) {
+            EXPECT_EQ(outages[0].text, "No network yet; the modem is searching.");
+        }
+        restore({});
+        forgetMemory();
+    }
+}
+
+TEST_F(SlotRecorder, SimChanged_BytesSinceTheLastReadingAreOfTheOldOne) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    const auto reading = [](const std::string& sim, uint64_t bytes) {
+        sReading made = connectedReading();
+        made.sim = sim;
+        made.counters = {4, bytes, 0, 0, 0, 0};
+        return made;
+    };
+    recorder.follow(reading("8901", 1000), {DAY, 0});
+    recorder.follow(reading("8901", 2000), {DAY + 2, 2});
+    recorder.follow(reading("", 2500), {DAY + 4, 4});      // pulled out
+    recorder.follow(reading("8902", 2500), {DAY + 6, 6});  // another one
+    recorder.follow(reading("8902", 2600), {DAY + 8, 8});
+    recorder.follow(reading("8901", 2900), {DAY + 10, 10});  // switched within two seconds
+    commit(recorder, {DAY + 20, 20});
+    std::map<std::string, uint64_t> bytes;
+    for (const sUsageLine& line : cSlotHistory(places, 1).usageByDay({DAY, DAY + DAY_S}))
+        bytes[line.sim] += line.usage.receivedBytes;
+    EXPECT_EQ(bytes["8901"], 1500u);
+    EXPECT_EQ(bytes["8902"], 400u);
+    EXPECT_EQ(bytes[""], 0u);
+}
+
+TEST_F(SlotRecorder, MoreEventsThanOneWriteTakes_TheLatestAreSeenAtOnce) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    for (time_t at = 0; at <= 520; ++at)
+        recorder.follow(at % 2 == 0 ? offlineReading() : connectedReading(), {DAY + at, at});
+    const cSlotHistory history(places, 1);
+    EXPECT_EQ(history.events({DAY, DAY + HOUR_S}, 1000).back().time, DAY + 520);
+}
+
+TEST_F(SlotRecorder, StoppedAndStartedAgain_TheGapIsSaidOnce) {
+    {
+        cSlotRecorder recorder(places, 1);
+        start(recorder, {DAY, 0});
+        follow(recorder, connectedReading(), DAY, 600, 0);
+        std::string error;
+        EXPECT_TRUE(recorder.stop({DAY + 605, 605}, error)) << error;
+    }
+    cSlotRecorder next(places, 1);
+    start(next, {DAY + 4000, 4000});
+    follow(next, connectedReading(), DAY + 4000, 100, 4000);
+    int lost = 0;
+    for (const sEvent& event : cSlotHistory(places, 1).events({DAY, DAY + 5000}, 100))
+        lost += event.kind == EVENT_LOST ? 1 : 0;
+    EXPECT_EQ(lost, 1);
+}
+
+TEST_F(SlotRecorder, UsageOfAnotherHand_LosesTheLinesThatAreNone_AndTheServiceGoesOn) {
+    // A text cut within a letter; escape sequences for the terminal; a day after all others.
+    write(historyPath(places, "1.usage"),
+          "{\"generation\":1,\"until\":" + std::to_string(DAY) + "}\n" +
+              "{\"day\":\"2026-11-20\",\"sim\":\"12345678901234567890123\u00e9\",\"received_"
+              "bytes\":5}\n"
+              "{\"day\":\"2026-11-20\",\"sim\":\"\\u001b[2J\",\"received_bytes\":5}\n"
+              "{\"day\":\"zzzz-zz-zz\",\"sim\":\"8901\",\"received_bytes\":5}\n"
+              "{\"month\":\"\\u001b[2J11\",\"sim\":\"8901\",\"received_bytes\":5}\n"
+              "{\"day\":\"2026-11-20\",\"sim\":\"8901\",\"received_bytes\":7}\n");
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    follow(recorder, connectedReading(), DAY, 100, 0);
+    commit(recorder, {DAY + 100, 100});
+    const cSlotHistory history(places, 1);
+    const std::vector<sUsageLine> days = history.usageByDay({0, DAY + 400 * DAY_S});
+    ASSERT_EQ(days.size(), 2u);
+    EXPECT_EQ(days[0].sim, "8901");
+    EXPECT_EQ(days[0].usage.receivedBytes, 7u);
+    EXPECT_EQ(history.usageByMonth({0, DAY + 400 * DAY_S}).size(), 1u);
+}
+
+// The clock was never set, or the disk is full: nothing can be written for days.
+TEST_F(SlotRecorder, NothingCanBeWrittenForDays_MemoryIsBounded_AndReadersSeeTheLatest) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    for (time_t at = 0; at <= 5 * DAY_S; at += 10) {
+        recorder.follow(connectedReading(), {DAY + at, at});
+        if (at % DAY_S != 0) continue;
+        ASSERT_LE(read(pendingPath(places, 1)).size(), PENDING_BYTES_MAX) << at;
+    }
+    EXPECT_EQ(cSlotHistory(places, 1).end(), DAY + 5 * DAY_S);
+}
+
+TEST_F(SlotRecorder, ClockSetBySecondsInAnOutage_ItStaysOne) {
+    cSlotRecorder recorder(places, 1);
+    start(recorder, {DAY, 0});
+    follow(recorder, connectedReading(), DAY, 100, 0);
+    follow(recorder, offlineReading(), DAY + 110, 900, 110);
+    commit(recorder, {DAY + 1010, 1010});
+    follow(recorder, offlineReading(), DAY + 1025, 900, 1020);
+    follow(recorder, connectedReading(), DAY + 1935, 100, 1930);
+    commit(recorder, {DAY + 2035, 2030});
+    const std::vector<sOutage> outages = cSlotHistory(places, 1).outages({DAY, DAY + 2035});
+    ASSERT_EQ(outages.size(), 1u);
+    EXPECT_EQ(outages[0].from, DAY + 110);
+    EXPECT_EQ(outages[0].to, DAY + 1935);
+}

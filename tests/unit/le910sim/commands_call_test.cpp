@@ -6,7 +6,6 @@ namespace le910sim {
 
 namespace {
 
-const std::string OK = "\r\nOK\r\n";
 const std::string CONNECT = "\r\nCONNECT\r\n";
 const std::string NO_CARRIER = "\r\nNO CARRIER\r\n";
 const std::string CALL = "ATD*99***1#";

@@ -7,7 +7,6 @@ namespace le910sim {
 
 namespace {
 
-const std::string OK = "\r\nOK\r\n";
 const char* const ENABLED = R"({"gps": {"enabled": true}})";
 const char* const START = "AT$GPSNMUN=3,1,0,0,0,1,0\r";
 

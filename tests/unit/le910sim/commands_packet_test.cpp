@@ -4,16 +4,6 @@
 
 namespace le910sim {
 
-namespace {
-
-const std::string OK = "\r\nOK\r\n";
-
-std::string cme(int number) {
-    return "\r\n+CME ERROR: " + std::to_string(number) + "\r\n";
-}
-
-}  // namespace
-
 TEST(Le910simPacket, Attach_NeedsRegistration) {
     cModemDriver sim(R"({"registration": {"state": "searching"}})");
     sim.reply("AT+CMEE=1");

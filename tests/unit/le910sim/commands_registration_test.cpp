@@ -4,12 +4,6 @@
 
 namespace le910sim {
 
-namespace {
-
-const std::string OK = "\r\nOK\r\n";
-
-}  // namespace
-
 TEST(Le910simRegistration, Mode2_AddsPlaceAndTechnology) {
     cModemDriver sim(R"({"registration": {"area": "00AF", "cell": "ABCDEF01"}})");
     EXPECT_EQ(sim.reply("AT+CEREG=2"), OK);

@@ -6,12 +6,7 @@ namespace le910sim {
 
 namespace {
 
-const std::string OK = "\r\nOK\r\n";
 const char* const LOCKED = R"({"sim": {"lock": true, "pin": "4711", "puk": "87654321"}})";
-
-std::string cme(int number) {
-    return "\r\n+CME ERROR: " + std::to_string(number) + "\r\n";
-}
 
 // A modem with numeric error codes.
 void prepare(cModemDriver& sim) {

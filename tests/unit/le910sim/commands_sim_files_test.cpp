@@ -6,8 +6,6 @@ namespace le910sim {
 
 namespace {
 
-const std::string OK = "\r\nOK\r\n";
-
 std::string line(const std::string& text) {
     return "\r\n" + text + "\r\n" + OK;
 }

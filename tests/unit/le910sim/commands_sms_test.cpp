@@ -8,7 +8,6 @@ namespace le910sim {
 
 namespace {
 
-const std::string OK = "\r\nOK\r\n";
 const std::string CTRL_Z = "\x1a";
 const std::string ESC = "\x1b";
 

@@ -6,7 +6,6 @@ namespace le910sim {
 
 namespace {
 
-const std::string OK = "\r\nOK\r\n";
 const std::string CSQ = "\r\n+CSQ: 17,99\r\n\r\nOK\r\n";
 
 }  // namespace

@@ -4,12 +4,6 @@
 
 namespace le910sim {
 
-namespace {
-
-const std::string OK = "\r\nOK\r\n";
-
-}  // namespace
-
 TEST(Le910simRestart, Reboot_AnswersThenRemovesThePortsAndComesBack) {
     cModemDriver sim;
     EXPECT_EQ(sim.reply("AT#REBOOT"), OK);

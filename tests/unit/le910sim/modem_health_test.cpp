@@ -20,8 +20,6 @@ void expectSteps(cModemDriver& sim, const std::vector<sStep>& steps) {
     EXPECT_TRUE(sim.modem.problems().empty());
 }
 
-const std::string OK = "\r\nOK\r\n";
-
 }  // namespace
 
 TEST(Le910simHealth, BringUp_OfTheDefaultModem) {

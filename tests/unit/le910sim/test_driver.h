@@ -10,6 +10,12 @@ namespace le910sim {
 
 using nlohmann::json;
 
+// Final result codes as the modem sends it.
+inline const std::string OK = "\r\nOK\r\n";
+inline std::string cme(int number) {
+    return "\r\n+CME ERROR: " + std::to_string(number) + "\r\n";
+}
+
 // Talks to a simulated modem as the daemon does: the text of a command, 10 ms later its CR, then
 // reads in steps of 10 ms of a clock of its own.
 class cModemDriver {

@@ -9,6 +9,8 @@
 
 #include <vector>
 
+#include "tests/support/temp_folder.h"
+
 namespace {
 
 constexpr int PATIENCE_MS = 300'000;  // only bounds a failure
@@ -60,6 +62,20 @@ class cScriptedBroker {
     int m_peer = -1;
     int m_port = 0;
 };
+
+// Of an authority that signs nothing.
+constexpr const char* AUTHORITY =
+    "-----BEGIN CERTIFICATE-----\n"
+    "MIIBoDCCAUWgAwIBAgIUQKfuAgxmf06ULbalM8RHdGso22cwCgYIKoZIzj0EAwIw\n"
+    "HTEbMBkGA1UEAwwSY2Egb2YgdGhlIGdhdGV3YXlzMB4XDTI2MTEyMjE5MzAzMVoX\n"
+    "DTQ2MTExNzE5MzAzMVowHTEbMBkGA1UEAwwSY2Egb2YgdGhlIGdhdGV3YXlzMFkw\n"
+    "EwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAEDEncsafRyl69P0EzAgbccTMdNMchXJqC\n"
+    "acpGMRDpc/4g3so6fbtrv78PRtJfyu1xzDr5yUjULyfJamES9KbtkaNjMGEwHQYD\n"
+    "VR0OBBYEFDdS3V/ebaFcd3GVDxAVyJiCtOu6MB8GA1UdIwQYMBaAFDdS3V/ebaFc\n"
+    "d3GVDxAVyJiCtOu6MA8GA1UdEwEB/wQFMAMBAf8wDgYDVR0PAQH/BAQDAgEGMAoG\n"
+    "CCqGSM49BAMCA0kAMEYCIQCWQX2g5V+QwaJ3Hh32Esivqatvicy2bbfX6ULQH5Tn\n"
+    "GQIhAPaP4CV1q3MGALqgyHOWzcgoTdB99b59NwqVA1oEB+Qf\n"
+    "-----END CERTIFICATE-----\n";
 
 // MQTT 3.1.1, section 3.2.
 std::string connack(int code, bool isSessionPresent = false) {
@@ -266,6 +282,26 @@ TEST_F(BrokerLink, SilentBroker_IsGivenUpAfterAMinute) {
     link->turn(0, nowMs);
     EXPECT_EQ(said, std::vector<std::string>{"down: " + address() +
                                              ": the broker did not answer within a minute"});
+}
+
+TEST_F(BrokerLink, RefusedConnection_IsSaidAtOnceAlsoWithTls) {
+    int port = 0;
+    {
+        const cScriptedBroker ended;
+        port = ended.port();
+    }
+    options.brokers = {{"127.0.0.1", port}};
+    const cTempFolder folder;
+    writeFile(folder / "ca.crt", AUTHORITY);
+    for (const bool usesTls : {false, true}) {
+        options.usesTls = usesTls;
+        options.caFile = folder / "ca.crt";
+        said.clear();
+        start();
+        link->turn(0, nowMs);
+        turnUntilSaid(1);
+        EXPECT_NE(said.front().find("refused"), std::string::npos) << said.front();
+    }
 }
 
 TEST_F(BrokerLink, SecondBroker_IsTriedAtOnceAndThePauseComesAfterTheLast) {

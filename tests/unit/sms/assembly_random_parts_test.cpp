@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 
+#include "include/device_records.h"
 #include "include/sleep.h"
 #include "platform/include/text_helpers.h"
 #include "sms/receive.h"

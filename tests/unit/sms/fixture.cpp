@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "include/options.h"
 #include "include/repeated_notices.h"
 #include "include/sleep.h"
@@ -43,7 +44,8 @@ timespec fakeWallClock() {
 
 }  // namespace
 
-cSmsFixture::cSmsFixture() : m_savedRoot(g_s_root_sms_path) {
+cSmsFixture::cSmsFixture()
+    : m_device(std::make_unique<sDeviceInfo>()), device(*m_device), m_savedRoot(g_s_root_sms_path) {
     g_s_root_sms_path = root;
     setenv("TZ", "UTC", 1);
     g_sleptUs = 0;

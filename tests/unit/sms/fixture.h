@@ -7,15 +7,17 @@
 
 #include <ctime>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "atcmd/catalogue.h"
-#include "include/device_records.h"
 #include "sms/message_file.h"
 #include "tests/support/fake_port.h"
 #include "tests/support/log_mode.h"
 #include "tests/support/temp_folder.h"
+
+struct sDeviceInfo;
 
 using tNames = std::vector<std::string>;
 
@@ -46,7 +48,13 @@ class cSmsFixture : public ::testing::Test {
     cLogMode log;
     cTempFolder folder;
     const std::string root = folder / "sms";
-    sDeviceInfo device;
+
+  private:
+    // Behind a pointer: a change of the records concerns only tests that look into them.
+    const std::unique_ptr<sDeviceInfo> m_device;
+
+  public:
+    sDeviceInfo& device;
 
   private:
     std::string m_savedRoot;

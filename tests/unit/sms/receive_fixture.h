@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "include/device_records.h"
 #include "sms/listing_marker.h"
 #include "sms/receive.h"
 #include "tests/unit/sms/fixture.h"

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "include/sleep.h"
 #include "sms/assembly.h"
 #include "sms/listing_marker.h"

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "tests/support/in_pass.h"
 #include "tests/unit/sms/receive_fixture.h"
 

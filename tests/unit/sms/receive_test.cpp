@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "device/link_state.h"
+#include "include/device_records.h"
 #include "sms/sms.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"

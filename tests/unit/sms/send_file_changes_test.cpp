@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "sms/spool.h"
 #include "tests/support/simulated_port.h"
 #include "tests/unit/sms/send_fixture.h"

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "include/device_records.h"
 #include "include/sleep.h"
 #include "include/utilities.h"
 #include "sms/send.h"

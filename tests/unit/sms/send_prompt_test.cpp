@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "include/device_records.h"
 #include "sms/open_prompt.h"
 #include "sms/sms.h"
 #include "sms/spool.h"

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "sms/spool.h"
 #include "sms/wall_clock.h"
 #include "tests/support/in_pass.h"

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "include/device_records.h"
 #include "sms/joined_journal.h"
 #include "sms/listing_marker.h"
 #include "sms/sms.h"

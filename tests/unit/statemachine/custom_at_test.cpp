@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "device/link_state.h"
+#include "include/device_records.h"
 #include "include/options.h"
 #include "sms/sms.h"
 #include "sms/spool.h"

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "include/device_records.h"
 #include "include/options.h"
 
 namespace {

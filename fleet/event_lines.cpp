@@ -1,0 +1,57 @@
+#include "fleet/event_lines.h"
+
+#include <algorithm>
+
+#include "cli/base/display_text.h"
+#include "cli/base/printable_text.h"
+#include "cli/base/utc_time.h"
+#include "mqtt/message_json.h"
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+struct sReport {
+    sMessageId id;
+    time_t time = 0;
+    std::string kind;
+    std::string text;
+};
+
+std::optional<sReport> readReport(const sTopic& topic, const std::string& payload) {
+    if (topic.kind == eTopic::EVENT) {
+        const std::optional<sWireEvent> event = parseEvent(payload);
+        if (!event) return std::nullopt;
+        const std::string lasted = event->seconds ? " (" + durationText(*event->seconds) + ")" : "";
+        return sReport{event->id, event->time, event->kind, event->text + lasted};
+    }
+    const std::optional<sTextMessage> message = parseTextMessage(payload);
+    if (topic.kind != eTopic::SMS || !message) return std::nullopt;
+    return sReport{message->id, message->time, "sms",
+                   "from " + message->from + ": " + message->text};
+}
+
+}  // namespace
+
+bool cSeenIds::isNew(const std::string& gateway, const sMessageId& id) {
+    std::deque<std::string>& seen = m_seen[gateway];
+    const std::string text = messageIdText(id);
+    if (std::find(seen.begin(), seen.end(), text) != seen.end()) return false;
+    seen.push_back(text);
+    if (seen.size() > KEPT) seen.pop_front();
+    return true;
+}
+
+std::string eventLine(const sTopic& topic, const std::string& payload, cSeenIds& seen) {
+    const std::optional<sReport> report = readReport(topic, payload);
+    if (!report || !seen.isNew(topic.gateway, report->id)) return "";
+    return utcText(report->time) + "  " + topic.gateway + "/" + itos(topic.slot) + "  " +
+           printableLine(report->kind) + ": " + printableLine(report->text);
+}
+
+std::string eventJson(const sTopic& topic, const std::string& payload, cSeenIds& seen) {
+    const std::optional<sReport> report = readReport(topic, payload);
+    if (!report || !seen.isNew(topic.gateway, report->id)) return "";
+    nlohmann::ordered_json object{{"gateway", topic.gateway}, {"slot", topic.slot}};
+    object.update(nlohmann::ordered_json::parse(payload, nullptr, false));
+    return jsonText(object);
+}

@@ -1,0 +1,94 @@
+#include "fleet/filter.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+
+#include "platform/include/text_helpers.h"
+
+namespace {
+
+constexpr const char* SIGNAL_UNKNOWN = "unknown";
+
+// "Not connected" and "not-connected" are the state "not_connected".
+std::string idOf(const std::string& written) {
+    std::string id = stringLower(written);
+    for (char& letter : id)
+        if (letter == ' ' || letter == '-') letter = '_';
+    return id;
+}
+
+bool hasLevel(const sJudgement& judgement, eSeverity level) {
+    return std::any_of(judgement.troubles.begin(), judgement.troubles.end(),
+                       [&](const sTrouble& trouble) { return trouble.level == level; });
+}
+
+bool hasState(const sFilter& filter, const sJudgement& judgement) {
+    const std::string wanted = idOf(filter.state);
+    if (wanted.empty() || wanted == judgement.state) return true;
+    if (wanted == "online") return judgement.isOnline;
+    if (wanted == "error") return hasLevel(judgement, eSeverity::ERROR);
+    return wanted == "warning" && hasLevel(judgement, eSeverity::WARNING);
+}
+
+bool contains(const std::string& text, const std::string& wanted) {
+    return stringLower(text).find(stringLower(wanted)) != std::string::npos;
+}
+
+bool hasSignal(const sFilter& filter, const sSlotState& slot) {
+    if (filter.signal.empty()) return true;
+    return filter.signal == SIGNAL_UNKNOWN ? slot.quality.empty() : filter.signal == slot.quality;
+}
+
+// Of one slot all must be true.
+bool hasSlot(const sFilter& filter, const sGateway& gateway) {
+    if (filter.operatorName.empty() && filter.signal.empty() && filter.firmware.empty())
+        return true;
+    return std::any_of(gateway.slots.begin(), gateway.slots.end(), [&](const auto& entry) {
+        const sSlotState& slot = entry.second;
+        return contains(slot.operatorName, filter.operatorName) && hasSignal(filter, slot) &&
+               startsWith(slot.firmware, filter.firmware);
+    });
+}
+
+}  // namespace
+
+bool sFilter::isEmpty() const {
+    return names.empty() && state.empty() && operatorName.empty() && signal.empty() &&
+           firmware.empty();
+}
+
+void addFilterOptions(const cSubcommand& command, sFilter& filter) {
+    command.option("--state", filter.state, "offline, not_connected, ..., error, warning", "STATE");
+    command.option("--operator", filter.operatorName, "a part of the operator's name", "NAME");
+    command.option("--signal", filter.signal, "good, fair, poor or unknown", "QUALITY")
+        .oneOf({"good", "fair", "poor", SIGNAL_UNKNOWN});
+    command.option("--firmware", filter.firmware, "how the modem's firmware begins", "VERSION");
+}
+
+bool isNamed(const sFilter& filter, const std::string& name) {
+    if (filter.names.empty()) return true;
+    return std::any_of(filter.names.begin(), filter.names.end(), [&](const std::string& pattern) {
+        return fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+    });
+}
+
+bool matches(const sFilter& filter, const sJudgement& judgement) {
+    return isNamed(filter, judgement.gateway->name) && hasState(filter, judgement) &&
+           hasSlot(filter, *judgement.gateway);
+}
+
+std::vector<sJudgement> filtered(const sFilter& filter, const std::vector<sJudgement>& all) {
+    std::vector<sJudgement> chosen;
+    for (const sJudgement& judgement : all)
+        if (matches(filter, judgement)) chosen.push_back(judgement);
+    return chosen;
+}
+
+std::vector<std::string> unknownNames(const sFilter& filter, const cFleet& fleet) {
+    std::vector<std::string> unknown;
+    for (const std::string& name : filter.names)
+        if (name.find_first_of("*?[") == std::string::npos && fleet.gateways().count(name) == 0)
+            unknown.push_back(name);
+    return unknown;
+}

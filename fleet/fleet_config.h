@@ -1,0 +1,30 @@
+#ifndef FLEET_FLEET_CONFIG_H
+#define FLEET_FLEET_CONFIG_H
+
+#include <string>
+
+#include "cli/base/places.h"
+#include "mqtt/broker_options.h"
+
+constexpr const char* FLEET_CONFIG_FILE = "/etc/cellslot/fleet.conf";
+
+struct sFleetConfig {
+    std::string file;  // that was read; empty: none
+    sBrokerOptions broker;
+    std::string by;  // who asks the gateways; they log it
+};
+
+// What the command line says.
+struct sConfigChoice {
+    std::string file;    // instead of the usual ones
+    std::string broker;  // HOST[:PORT], instead of BROKER
+};
+
+// The file is the given one, else ~/.config/cellslot/fleet.conf if there is one, else
+// /etc/cellslot/fleet.conf. Throws a cFailure that says what is wrong.
+sFleetConfig readFleetConfig(const sPlaces& places, const sConfigChoice& choice);
+
+// "anna@desk": user and host.
+std::string callerName();
+
+#endif

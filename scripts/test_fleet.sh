@@ -1,0 +1,59 @@
+#!/usr/bin/env bash
+# Builds cellslot-fleet and its package, and tests them over real brokers with the configurations of contrib/:
+# mosquitto, and three nodes of nats-server. Installs what that needs. Everything listens on the loopback
+# interface of a private namespace. scripts/test_more.sh runs it.
+set -euo pipefail
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+# shellcheck source=scripts/lib/options.sh
+. scripts/lib/options.sh
+# shellcheck source=scripts/lib/package_test.sh
+. scripts/lib/package_test.sh
+# shellcheck source=scripts/lib/package_suite.sh
+. scripts/lib/package_suite.sh
+# Of the suite:
+# shellcheck disable=SC2034
+readonly JOBS=2 SUITE=tests/fleet UNITS=fleet_tests SUITE_PYTHON=python3 SUITE_SETTINGS=()
+# shellcheck disable=SC2034
+readonly TARGETS=(cellslot-fleet fleet_tests)
+readonly WORK=$PWD/build/fleet-package-test
+# About a minute.
+readonly SHORT=('permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes')
+
+usage() {
+    cat <<'TEXT'
+Usage: test_fleet.sh [--all | TEST [CLASS[.NAME]]...]
+Builds cellslot-fleet and tests it over mosquitto, and its package; or one TEST, a file of tests/fleet without
+".py".
+  --all  also over a cluster of three nodes that lose and find each other, and under the sanitizers
+TEXT
+}
+
+testPackage() {
+    rm -rf "$WORK"
+    scripts/package_fleet.sh --no-build --output "$WORK/old"
+    runTests fleet_package_test Contents
+}
+
+main() {
+    local failed=0
+    checkSuiteArgument "${1:-}"
+    scripts/setup.sh --test
+    scripts/setup_mqtt.sh --test
+    buildSuite release
+    if [[ ${1:-} == *_test ]]; then
+        runSuiteTest release "$@"
+        return
+    fi
+    testPackage || failed=1
+    if [[ ${1:-} != --all ]]; then
+        runSuite release "${SHORT[@]}" || failed=1
+        return "$failed"
+    fi
+    runSuite release permissions_test fleet_test || failed=1
+    buildSuite asan
+    runSuite asan "${SHORT[@]}" || failed=1
+    return "$failed"
+}
+
+main "$@"
