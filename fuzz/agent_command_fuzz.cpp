@@ -32,7 +32,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // As many as a day brings: what is remembered is forgotten again.
     clock.wall += DEADLINE_MAX_S + 1;
     clock.runS += DEADLINE_MAX_S + 1;
-    const std::string text(reinterpret_cast<const char*>(data), size);
+    std::string text(reinterpret_cast<const char*>(data), size);
+    // Otherwise each would be too late.
+    sParsedCommand parsed = parseCommand(text);
+    if (parsed.use == eCommandUse::GOOD) {
+        parsed.command.deadline = clock.wall + 60;
+        text = commandText(parsed.command);
+    }
     cCommandDesk desk(config, *store, [](const std::string&) {});
     desk.take(text, clock);
     desk.take(text, clock);

@@ -99,10 +99,10 @@ class Measure(AgentCase):
     def testMemory(self):
         self.agent.start()
         self.agent.waitLog("connected to")
-        time.sleep(60)
         pid = self.agent.process.pid
-        total, parts = smaps(pid)
-        print(f"memory in kB: {total}, of that {parts}")
+        print(f"memory in kB, connected: {smaps(pid)}")
+        time.sleep(100)
+        print(f"memory in kB, idle: {smaps(pid)}")
         cpu, started = cpuS(pid), time.monotonic()
         time.sleep(120)
         print(f"processor in real time: {(cpuS(pid) - cpu) / (time.monotonic() - started) * 100:.4f} % of a core")
