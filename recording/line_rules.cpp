@@ -103,6 +103,18 @@ size_t sizeBeforeEcho(const char* line, size_t size, const std::string& command)
     return isNameStart(command[2]) && equals(line + before, length, command) ? before : 0;
 }
 
+// Where a command begins in a line that begins with something else; size if there is none.
+size_t commandInside(const char* line, size_t size) {
+    for (size_t at = 1; at + 2 < size; ++at)
+        if (isNameStart(line[at + 2]) && isCommandLine(line + at, size - at)) return at;
+    return size;
+}
+
+// "+CSQ: 17,99"
+bool isAnswer(const char* line, size_t size, const sFoundName& found) {
+    return found.row != nullptr && found.size < size && line[found.size] == ':';
+}
+
 // "REC UNREAD", "STO SENT" and "20/06/15,20:32:05-20" in a message's header.
 bool isStatusOrTime(const char* text, size_t size) {
     if (startsWith(text, size, "REC ") || startsWith(text, size, "STO ")) return true;
@@ -177,6 +189,18 @@ void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     hideSecrets(line, size);
 }
 
+void cLineRules::markFreeDigits(const char* line, size_t size, char* marks) {
+    if (size == 0 || !isNameStart(line[0])) return;
+    const sFoundName found = findName(line, size);
+    if (!isAnswer(line, size, found) || found.row->answer != eANSWER_KEPT) return;
+    if (commandInside(line, size) < size) return;
+    for (size_t at = found.size; at < size; ++at) {
+        const size_t end = runEnd(line, size, at, isDigit);
+        if (end - at < IDENTITY_DIGITS) std::fill(marks + at, marks + end, '\1');
+        at = end;
+    }
+}
+
 void cLineRules::hideAnswer(char* line, size_t size, sPortMemory& memory) {
     if (memory.isEchoExpected() && hideEcho(line, size, memory)) return;
     const bool isCommand = isCommandLine(line, size);
@@ -209,9 +233,7 @@ bool cLineRules::hideEcho(char* line, size_t size, sPortMemory& memory) {
     if (isPduLine(line, size)) {
         form = eLineForm::NAMED;
     } else if (isNameStart(line[0])) {
-        const sFoundName found = findName(line, size);
-        const bool isAnswer = found.size < size && line[found.size] == ':';
-        if (found.row != nullptr && isAnswer) form = eLineForm::NAMED;
+        if (isAnswer(line, size, findName(line, size))) form = eLineForm::NAMED;
     } else if (memory.bareLine != eBareLine::UNKNOWN && !isCommandLine(line, size)) {
         form = eLineForm::EXPECTED;
     }
@@ -345,10 +367,9 @@ void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
         return hideMessage(line, size);
     }
     hideEchoInside(line, size, memory.isEchoExpected());
-    const bool isAnswer = found.row != nullptr && found.size < size && line[found.size] == ':';
     char* const rest = line + found.size;
     const size_t restSize = size - found.size;
-    switch (isAnswer ? found.row->answer : eANSWER_UNKNOWN) {
+    switch (isAnswer(line, size, found) ? found.row->answer : eANSWER_UNKNOWN) {
         case eANSWER_UNKNOWN:
             return memory.echoes.isUnknownExpected(memory.nowMs) ? hideCredentials(rest, restSize)
                                                                  : hideUnknown(rest, restSize);
@@ -382,10 +403,8 @@ void cLineRules::hideCredentials(char* text, size_t size) {
 
 // An echo without a line end before it.
 void cLineRules::hideEchoInside(char* line, size_t size, bool hasSecrets) {
-    for (size_t at = 1; at + 2 < size; ++at) {
-        if (!isNameStart(line[at + 2]) || !isCommandLine(line + at, size - at)) continue;
-        return hideCommands(line + at + 2, size - at - 2, {nullptr, hasSecrets});
-    }
+    const size_t at = commandInside(line, size);
+    if (at < size) hideCommands(line + at + 2, size - at - 2, {nullptr, hasSecrets});
 }
 
 void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {

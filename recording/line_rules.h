@@ -45,6 +45,9 @@ class cLineRules {
 
     void hideWritten(char* line, size_t size, sPortMemory& memory);
     void hideReceived(char* line, size_t size, sPortMemory& memory);
+    // Marks the digits of a received line in whose places any other ones would stay as they are
+    // too, unless they are of a secret.
+    static void markFreeDigits(const char* line, size_t size, char* marks);
     // The modem's prompt "> ", which has no line end.
     static void notePrompt(sPortMemory& memory);
 

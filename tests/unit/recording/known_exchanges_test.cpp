@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <cstdlib>
+#include <iterator>
+#include <random>
 #include <string>
 
 #include "tests/unit/recording/exchange.h"
@@ -148,4 +152,87 @@ TEST(KnownExchanges, AnswerInPieces_HasTheSamePiecesEachTime) {
     EXPECT_EQ(count("\"data\":\"AT+GMM\\r\\r\\nL\"}\n"), 3U);
     EXPECT_EQ(count("\"data\":\"E910-NA V2\"}\n"), 3U);
     EXPECT_EQ(count("\"data\":\"\\r\\n\\r\\nOK\\r\\n\"}\n"), 3U);
+}
+
+// The signal is another one in each poll.
+TEST(KnownExchanges, AnswerWithOtherDigits_IsRecordedAsItCame) {
+    cExchange exchange;
+    std::string expected;
+    for (int i = 0; i < 2000; ++i) {
+        const std::string answer = "AT+CSQ\r\r\n+CSQ: " + std::to_string(i) + "," +
+                                   std::to_string(i * 7 % 100) + "\r\n\r\nOK\r\n";
+        exchange.command("AT+CSQ");
+        exchange.read(answer);
+        expected += "AT+CSQ\r" + answer;
+    }
+    EXPECT_EQ(exchange.data(), expected);
+}
+
+TEST(KnownExchanges, SecretInOtherDigits_IsHidden) {
+    cExchange exchange;
+    exchange.exchange().secrets().add("8765");
+    for (const char* const number : {"1111", "2222", "8765", "1111"}) {
+        exchange.command("AT+CEREG?");
+        exchange.read("\r\n+CEREG: 2,1,\"" + std::string(number) + "\"\r\n\r\nOK\r\n");
+    }
+    const std::string data = exchange.data();
+    EXPECT_EQ(data.find("8765"), std::string::npos) << data;
+    EXPECT_NE(data.find("\"0000\""), std::string::npos) << data;
+    EXPECT_NE(data.find("\"2222\""), std::string::npos) << data;
+}
+
+TEST(KnownExchanges, OtherNumberThatIsAnIdentity_IsReplaced) {
+    cExchange exchange;
+    for (const char* const imsi : {"310410123456789", "310410123456780", "310410123456781"}) {
+        exchange.command("AT#RFSTS");
+        exchange.read("\r\n#RFSTS: \"310 410\",2225,-98,\"" + std::string(imsi) + "\",3\r\n");
+    }
+    EXPECT_EQ(exchange.data().find("12345678"), std::string::npos);
+}
+
+// A command in a line has other rules.
+TEST(KnownExchanges, OtherDigitsOfACommandInAnAnswer_AreHidden) {
+    cExchange exchange;
+    for (const char* const pin : {"0000", "4711"}) {
+        exchange.command("AT+CSQ");
+        exchange.read("+CSQ: 17,99AT+CPIN=" + std::string(pin) + "\r\n");
+    }
+    EXPECT_EQ(exchange.data().find("4711"), std::string::npos);
+}
+
+// Answers that differ in digits, with and without secrets that have such digits: what is known
+// saves work and changes nothing.
+TEST(KnownExchanges, RandomDigits_AreRecordedAsIfNothingWereKnown) {
+    const char* const answers[] = {
+        "\r\n+CSQ: 11,99\r\n\r\nOK\r\n",
+        "\r\n#PSNT: 0,4\r\n#RFSTS: \"310 410\",2225,-95,-64,-11,700D,1,,128,19,0,00001D7,"
+        "\"310410123456789\",\"AT&T\",3,4\r\n\r\nOK\r\n",
+        "+CNUM: \"\xe4 1\",\"+12025550123\",145\r\n#TEMPMEAS: 0,28\r\n\r\nOK\r\n",
+        "\r\n+CREG: 2,1,\"8765\"\r\n12345678\r\n#FOO: 1234567,12\r\nOK\r\n",
+        "+CSQ: 1\r\n",
+        "\r\n+CME ERROR: 16\r\n",
+    };
+    const char* const given = getenv("CELLSLOT_SEED");
+    const auto seed = given != nullptr ? static_cast<unsigned>(strtoul(given, nullptr, 10))
+                                       : std::random_device{}();
+    std::minstd_rand random(seed);
+    for (const char* const secret : {"", "8765", "12,9", "70", "a1-2"}) {
+        cExchange exchange(true);
+        cExchange forgetful(true);
+        exchange.exchange().secrets().add(secret);
+        forgetful.exchange().secrets().add(secret);
+        for (int i = 0; i < 3000; ++i) {
+            std::string answer = answers[random() % std::size(answers)];
+            for (char& c : answer)
+                if (isdigit(static_cast<unsigned char>(c)) != 0 && random() % 8 == 0)
+                    c = static_cast<char>('0' + random() % 10);
+            for (cExchange* const one : {&exchange, &forgetful}) {
+                one->command("AT+CSQ");
+                if (one == &forgetful) one->exchange().secrets();
+                one->read(answer);
+            }
+        }
+        EXPECT_EQ(exchange.data(), forgetful.data())
+            << "secret " << secret << ", CELLSLOT_SEED=" << seed;
+    }
 }
