@@ -103,6 +103,31 @@ size_t sizeBeforeEcho(const char* line, size_t size, const std::string& command)
     return isNameStart(command[2]) && equals(line + before, length, command) ? before : 0;
 }
 
+eMessageLines afterMessage(const sPortMemory& memory) {
+    return memory.isMessagePdu ? eMessageLines::NONE : eMessageLines::REST;
+}
+
+// A line without a name.
+bool isOfMessage(const char* line, size_t size, eMessageLines lines) {
+    return lines != eMessageLines::NONE && (lines != eMessageLines::REST || !isWord(line, size));
+}
+
+// A line with one.
+bool isOfMessage(eAnswer answer, eMessageLines lines) {
+    switch (lines) {
+        case eMessageLines::NONE:
+            return false;
+        case eMessageLines::NEXT_LINE:
+        case eMessageLines::LISTED:
+            return answer != eANSWER_MESSAGES;
+        case eMessageLines::SENT:
+            return answer != eANSWER_SENT && answer != eANSWER_MESSAGES;
+        case eMessageLines::REST:
+            return answer == eANSWER_UNKNOWN;
+    }
+    return true;
+}
+
 // Where a command begins in a line that begins with something else; size if there is none.
 size_t commandInside(const char* line, size_t size) {
     for (size_t at = 1; at + 2 < size; ++at)
@@ -149,7 +174,8 @@ bool isFinalResult(const char* line, size_t size) {
 
 void cLineRules::notePrompt(sPortMemory& memory) {
     memory.isAtPrompt = true;
-    memory.messageLines = eMessageLines::UNTIL_RESULT;
+    memory.messageLines = eMessageLines::SENT;
+    memory.isMessagePdu = false;
 }
 
 void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
@@ -206,15 +232,13 @@ void cLineRules::hideAnswer(char* line, size_t size, sPortMemory& memory) {
     const bool isCommand = isCommandLine(line, size);
     const sCommandPlace echo = {nullptr, memory.isEchoExpected()};
     if (memory.messageLines != eMessageLines::NONE && isFinalResult(line, size))
-        memory.messageLines = eMessageLines::NONE;
-    if (memory.messageLines != eMessageLines::NONE && isCommand)
-        hideCommands(line + 2, size - 2, echo);
+        memory.messageLines = afterMessage(memory);
+    const bool isMessage = isOfMessage(line, size, memory.messageLines);
+    if (isMessage && isCommand) hideCommands(line + 2, size - 2, echo);
     if (isNameStart(line[0])) {
         hideNamed(line, size, memory);
-    } else if (memory.messageLines != eMessageLines::NONE) {
-        hideMessage(line, size);
-        if (memory.messageLines == eMessageLines::NEXT_LINE)
-            memory.messageLines = eMessageLines::NONE;
+    } else if (isMessage) {
+        hideMessageLine(line, size, memory);
     } else if (isCommand) {
         hideCommands(line + 2, size - 2, echo);
     } else if (line[0] == '>') {
@@ -358,33 +382,30 @@ void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
     if (size > 6 && line[0] == '$' && line[1] == 'G' && line[6] == ',')
         return hideLongNumbers(line, size);
     const sFoundName found = findName(line, size);
-    const bool isMessage = memory.messageLines != eMessageLines::NONE;
-    const bool endsMessage = found.row != nullptr && (found.row->answer == eANSWER_MESSAGES ||
-                                                      found.row->answer == eANSWER_SENT);
-    if (isMessage && !endsMessage) {
-        if (memory.messageLines == eMessageLines::NEXT_LINE)
-            memory.messageLines = eMessageLines::NONE;
-        return hideMessage(line, size);
-    }
+    const eAnswer answer = isAnswer(line, size, found) ? found.row->answer : eANSWER_UNKNOWN;
+    if (isOfMessage(answer, memory.messageLines)) return hideMessageLine(line, size, memory);
     hideEchoInside(line, size, memory.isEchoExpected());
     char* const rest = line + found.size;
     const size_t restSize = size - found.size;
-    switch (isAnswer(line, size, found) ? found.row->answer : eANSWER_UNKNOWN) {
+    switch (answer) {
         case eANSWER_UNKNOWN:
             return memory.echoes.isUnknownExpected(memory.nowMs) ? hideCredentials(rest, restSize)
                                                                  : hideUnknown(rest, restSize);
         case eANSWER_CREDENTIALS:
             return hideCredentials(rest, restSize);
         case eANSWER_MESSAGES:
-            memory.messageLines = eMessageLines::UNTIL_RESULT;
+            memory.messageLines = eMessageLines::LISTED;
+            memory.isMessagePdu = false;
             return hideQuotedNumbers(rest, restSize);
         case eANSWER_ONE_MESSAGE:
             memory.messageLines = eMessageLines::NEXT_LINE;
+            memory.isMessagePdu = false;
             return hideQuotedNumbers(rest, restSize);
         case eANSWER_NUMBERS:
             return hideQuotedNumbers(rest, restSize);
         case eANSWER_SENT:
-            memory.messageLines = eMessageLines::NONE;
+            if (memory.messageLines == eMessageLines::SENT)
+                memory.messageLines = afterMessage(memory);
             return hideLongNumbers(rest, restSize);
         case eANSWER_KEPT:
             return hideLongNumbers(rest, restSize);
@@ -419,6 +440,12 @@ void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {
         case eBareLine::IDENTITY:
             return hideIdentity(line, size);
     }
+}
+
+void cLineRules::hideMessageLine(char* line, size_t size, sPortMemory& memory) {
+    if (memory.messageLines != eMessageLines::REST) memory.isMessagePdu = isPduLine(line, size);
+    if (memory.messageLines == eMessageLines::NEXT_LINE) memory.messageLines = afterMessage(memory);
+    hideMessage(line, size);
 }
 
 // ---- Identities -----------------------------------------------------------------------------

@@ -6,6 +6,14 @@
 
 #include "tests/unit/recording/exchange.h"
 
+namespace {
+
+constexpr const char* TEXT_HEADER =
+    "\r\n+CMGL: 1,\"REC READ\",\"+12025550123\",\"\",\"20/06/15,20:32:05-20\"\r\n";
+const std::string PDU = "07917283010010F5040B917238880900F10000993092516195000AE8329BFD4697D9EC37";
+
+}  // namespace
+
 // A line may say which SIM card this is although nobody knows its name.
 TEST(HiddenExchange, IdentitiesInUnknownLines_AreReplaced) {
     cExchange exchange;
@@ -94,11 +102,32 @@ TEST(HiddenExchange, MessagesThatComeUnasked_AreReplaced) {
     }
 }
 
-TEST(HiddenExchange, LineAfterAMessageThatCameUnasked_StaysAsItCame) {
+TEST(HiddenExchange, LineAfterAPduThatCameUnasked_StaysAsItCame) {
     cExchange exchange;
-    exchange.read("\r\n+CMT: ,24\r\n0791728301\r\n+CSQ: 1,2\r\nhello\r\n");
+    exchange.read("\r\n+CMT: ,24\r\n" + PDU + "\r\n+CSQ: 1,2\r\nhello\r\n");
     const std::string data = exchange.data();
     EXPECT_NE(data.find("\r\n+CSQ: 1,2\r\nhello\r\n"), std::string::npos) << data;
+}
+
+// A hexadecimal line of a text is no PDU after which it ends.
+TEST(HiddenExchange, FurtherLinesOfATextWithOneLikeAPdu_AreHidden) {
+    for (const std::string& begin :
+         {"+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nhello\r\n" + PDU,
+          "+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nOK\r\n" + PDU}) {
+        cExchange exchange;
+        exchange.read("\r\n+CMT: ,24\r\n" + PDU + "\r\n");
+        exchange.read(begin + "\r\nOK\r\nthe code is 471\r\n");
+        EXPECT_EQ(exchange.data().find("471"), std::string::npos);
+    }
+}
+
+TEST(HiddenExchange, TextOfASentMessageWithALineLikeItsAnswer_IsHiddenAfterIt) {
+    cExchange exchange;
+    exchange.write("AT+CMGS=\"+12025550123\"\r");
+    exchange.read("\r\n> ");
+    exchange.write("+CMGS: 1\nthe code is 471\x1A");
+    exchange.read("+CMGS: 1\r\nthe code is 471\x1A\r\n+CMGS: 12\r\n\r\nOK\r\n");
+    EXPECT_EQ(exchange.data().find("471"), std::string::npos);
 }
 
 // A listing that was cut off has no result.
@@ -178,4 +207,54 @@ TEST(HiddenExchange, ListedTextMessages_AreHiddenUpToTheResult) {
     EXPECT_NE(data.find("\"REC READ\",\"+"), std::string::npos) << data;
     EXPECT_NE(data.find("\"20/06/15,20:32:05-20\""), std::string::npos) << data;
     EXPECT_NE(data.find("OK\r\n+CSQ: 1,2\r\n"), std::string::npos) << data;
+}
+
+// A message in text mode may have a line like a result, and nothing says where it ends.
+TEST(HiddenExchange, TextMessageWithALineLikeAResult_IsHiddenUpToTheNextCommand) {
+    for (const char* const result : {"OK", "ERROR", "+CME ERROR: 16"}) {
+        cExchange exchange;
+        exchange.write("AT+CMGL=\"ALL\"\r");
+        exchange.read(TEXT_HEADER + std::string(result) + "\r\nthe code is 471\r\n#471 is it\r\n" +
+                      "+CREG: 1\r\nRING\r\nso 471\r\n\r\nOK\r\nand 471\r\n");
+        exchange.write("AT+GMM\r");
+        exchange.read("\r\nLE910 471\r\n");
+        const std::string data = exchange.data();
+        EXPECT_EQ(data.find("471"), data.find("471\r\n", data.find("AT+GMM"))) << data;
+        EXPECT_EQ(data.find("code"), std::string::npos) << data;
+        EXPECT_NE(data.find(std::string(result) + "\r\n"), std::string::npos) << data;
+        EXPECT_NE(data.find("+CREG: 1\r\nRING\r\n"), std::string::npos) << data;
+        EXPECT_NE(data.find("\r\nLE910 471\r\n"), std::string::npos) << data;
+    }
+}
+
+TEST(HiddenExchange, FurtherLinesOfATextMessageThatCameUnasked_AreHidden) {
+    for (const char* const header :
+         {"+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"", "+CBM: 1,2,3,1,1",
+          "+CDS: 6,1,\"+12025550123\",145,\"20/06/15,20:32:05-20\""}) {
+        cExchange exchange;
+        exchange.read("\r\n" + std::string(header) + "\r\nhello\r\n\r\nthe code is 471\r\n" +
+                      "#471\r\n+CSQ: 1,2\r\n471 again\r\n");
+        exchange.write("AT+CSQ\r");
+        exchange.read("\r\nlater 471\r\n");
+        const std::string data = exchange.data();
+        EXPECT_EQ(data.find("471"), data.find("later 471") + 6) << data;
+        EXPECT_EQ(data.find("code"), std::string::npos) << data;
+        EXPECT_NE(data.find("+CSQ: 1,2\r\n"), std::string::npos) << data;
+    }
+}
+
+TEST(HiddenExchange, ListedTextWithALineLikeTheAnswerToASentMessage_IsHiddenAfterIt) {
+    cExchange exchange;
+    exchange.write("AT+CMGL=\"ALL\"\r");
+    exchange.read(TEXT_HEADER + std::string("+CMGS: 12\r\nthe code is 471\r\n\r\nOK\r\n"));
+    EXPECT_EQ(exchange.data().find("471"), std::string::npos);
+}
+
+// The daemon reads messages as PDUs. What comes after their result must be replayed as it came.
+TEST(HiddenExchange, LineAfterTheResultOfListedPdus_StaysAsItCame) {
+    cExchange exchange;
+    exchange.write("AT+CMGL=4\r");
+    exchange.read("\r\n+CMGL: 1,1,,24\r\n" + PDU + "\r\n\r\nOK\r\nhello\r\n");
+    const std::string data = exchange.data();
+    EXPECT_NE(data.find("\r\nOK\r\nhello\r\n"), std::string::npos) << data;
 }
