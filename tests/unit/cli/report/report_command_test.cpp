@@ -243,6 +243,16 @@ TEST_F(ReportCommand, InvalidCommandLine_IsAUsageError) {
     EXPECT_FALSE(host.places.have("/tmp/report.tar"));
 }
 
+TEST_F(ReportCommand, ArchiveWithoutAName_IsAUsageErrorThatSaysSo) {
+    for (const std::string name : {"", "/tmp/", "..", "/tmp/."}) {
+        const sCommandRun run = runOn(host, {"report", name.c_str()});
+        EXPECT_EQ(run.status, eExitStatus::USAGE) << name;
+        EXPECT_EQ(run.out, "");
+        EXPECT_NE(run.err.find("'" + name + "' is not the name of a file"), std::string::npos)
+            << run.err;
+    }
+}
+
 TEST_F(ReportCommand, AnotherUser_IsNotPermitted) {
     constexpr uid_t NOBODY = 65534;
     ASSERT_EQ(seteuid(NOBODY), 0);
