@@ -234,6 +234,8 @@ TEST_F(ReportCommand, ArchiveThatCannotBeWritten_FailsAndSaysWhy) {
     EXPECT_EQ(run.status, eExitStatus::FAILED);
     EXPECT_NE(run.err.find("does not exist; create it"), std::string::npos) << run.err;
     EXPECT_EQ(run.out.find("written to"), std::string::npos) << run.out;
+    // What would be in it is listed before it is written.
+    EXPECT_EQ(run.out.find("  versions, "), 0U) << run.out;
 }
 
 TEST_F(ReportCommand, InvalidCommandLine_IsAUsageError) {
