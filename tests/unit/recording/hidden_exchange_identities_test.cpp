@@ -10,7 +10,8 @@ namespace {
 
 constexpr const char* TEXT_HEADER =
     "\r\n+CMGL: 1,\"REC READ\",\"+12025550123\",\"\",\"20/06/15,20:32:05-20\"\r\n";
-const std::string PDU = "07917283010010F5040B917238880900F10000993092516195000AE8329BFD4697D9EC37";
+const std::string MESSAGE_PDU =
+    "07917283010010F5040B917238880900F10000993092516195000AE8329BFD4697D9EC37";
 
 }  // namespace
 
@@ -104,7 +105,7 @@ TEST(HiddenExchange, MessagesThatComeUnasked_AreReplaced) {
 
 TEST(HiddenExchange, LineAfterAPduThatCameUnasked_StaysAsItCame) {
     cExchange exchange;
-    exchange.read("\r\n+CMT: ,24\r\n" + PDU + "\r\n+CSQ: 1,2\r\nhello\r\n");
+    exchange.read("\r\n+CMT: ,24\r\n" + MESSAGE_PDU + "\r\n+CSQ: 1,2\r\nhello\r\n");
     const std::string data = exchange.data();
     EXPECT_NE(data.find("\r\n+CSQ: 1,2\r\nhello\r\n"), std::string::npos) << data;
 }
@@ -112,10 +113,10 @@ TEST(HiddenExchange, LineAfterAPduThatCameUnasked_StaysAsItCame) {
 // A hexadecimal line of a text is no PDU after which it ends.
 TEST(HiddenExchange, FurtherLinesOfATextWithOneLikeAPdu_AreHidden) {
     for (const std::string& begin :
-         {"+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nhello\r\n" + PDU,
-          "+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nOK\r\n" + PDU}) {
+         {"+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nhello\r\n" + MESSAGE_PDU,
+          "+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nOK\r\n" + MESSAGE_PDU}) {
         cExchange exchange;
-        exchange.read("\r\n+CMT: ,24\r\n" + PDU + "\r\n");
+        exchange.read("\r\n+CMT: ,24\r\n" + MESSAGE_PDU + "\r\n");
         exchange.read(begin + "\r\nOK\r\nthe code is 471\r\n");
         EXPECT_EQ(exchange.data().find("471"), std::string::npos);
     }
@@ -254,7 +255,7 @@ TEST(HiddenExchange, ListedTextWithALineLikeTheAnswerToASentMessage_IsHiddenAfte
 TEST(HiddenExchange, LineAfterTheResultOfListedPdus_StaysAsItCame) {
     cExchange exchange;
     exchange.write("AT+CMGL=4\r");
-    exchange.read("\r\n+CMGL: 1,1,,24\r\n" + PDU + "\r\n\r\nOK\r\nhello\r\n");
+    exchange.read("\r\n+CMGL: 1,1,,24\r\n" + MESSAGE_PDU + "\r\n\r\nOK\r\nhello\r\n");
     const std::string data = exchange.data();
     EXPECT_NE(data.find("\r\nOK\r\nhello\r\n"), std::string::npos) << data;
 }
