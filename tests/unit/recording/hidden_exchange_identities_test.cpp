@@ -95,10 +95,11 @@ TEST(HiddenExchange, MessagesThatComeUnasked_AreReplaced) {
     for (const char* const header :
          {"+CMT: ,24", "+CDS: 24", "+CBM: 24", "+CMGR: 1,,24", "+CMGL: 1,1,,24"}) {
         cExchange exchange;
-        exchange.read("\r\n" + std::string(header) + "\r\nthe code is 471\r\n+CSQ: 1,2\r\n");
+        exchange.read("\r\n" + std::string(header) +
+                      "\r\nthe combination is fourhundred\r\n+CSQ: 1,2\r\n");
         const std::string data = exchange.data();
-        EXPECT_EQ(data.find("code"), std::string::npos) << data;
-        EXPECT_EQ(data.find("471"), std::string::npos) << data;
+        EXPECT_EQ(data.find("combination"), std::string::npos) << data;
+        EXPECT_EQ(data.find("fourhundred"), std::string::npos) << data;
         EXPECT_NE(data.find(header), std::string::npos) << data;
     }
 }
@@ -117,8 +118,8 @@ TEST(HiddenExchange, FurtherLinesOfATextWithOneLikeAPdu_AreHidden) {
           "+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"\r\nOK\r\n" + MESSAGE_PDU}) {
         cExchange exchange;
         exchange.read("\r\n+CMT: ,24\r\n" + MESSAGE_PDU + "\r\n");
-        exchange.read(begin + "\r\nOK\r\nthe code is 471\r\n");
-        EXPECT_EQ(exchange.data().find("471"), std::string::npos);
+        exchange.read(begin + "\r\nOK\r\nthe combination is fourhundred\r\n");
+        EXPECT_EQ(exchange.data().find("fourhundred"), std::string::npos);
     }
 }
 
@@ -126,9 +127,9 @@ TEST(HiddenExchange, TextOfASentMessageWithALineLikeItsAnswer_IsHiddenAfterIt) {
     cExchange exchange;
     exchange.write("AT+CMGS=\"+12025550123\"\r");
     exchange.read("\r\n> ");
-    exchange.write("+CMGS: 1\nthe code is 471\x1A");
-    exchange.read("+CMGS: 1\r\nthe code is 471\x1A\r\n+CMGS: 12\r\n\r\nOK\r\n");
-    EXPECT_EQ(exchange.data().find("471"), std::string::npos);
+    exchange.write("+CMGS: 1\nthe combination is fourhundred\x1A");
+    exchange.read("+CMGS: 1\r\nthe combination is fourhundred\x1A\r\n+CMGS: 12\r\n\r\nOK\r\n");
+    EXPECT_EQ(exchange.data().find("fourhundred"), std::string::npos);
 }
 
 // A listing that was cut off has no result.
@@ -200,10 +201,10 @@ TEST(HiddenExchange, ListedTextMessages_AreHiddenUpToTheResult) {
     exchange.write("AT+CMGL=\"ALL\"\r");
     exchange.read(
         "\r\n+CMGL: 1,\"REC READ\",\"+12025550123\",\"\",\"20/06/15,20:32:05-20\"\r\n"
-        "+CSQ: the code is 4711\r\nsecond line\r\n\r\nOK\r\n+CSQ: 1,2\r\n");
+        "+CSQ: the combination is fourhundred\r\nanother-of-its-lines\r\n\r\nOK\r\n+CSQ: 1,2\r\n");
     const std::string data = exchange.data();
-    EXPECT_EQ(data.find("4711"), std::string::npos) << data;
-    EXPECT_EQ(data.find("second"), std::string::npos) << data;
+    EXPECT_EQ(data.find("fourhundred"), std::string::npos) << data;
+    EXPECT_EQ(data.find("another-of-its-lines"), std::string::npos) << data;
     EXPECT_EQ(data.find("2025550123"), std::string::npos) << data;
     EXPECT_NE(data.find("\"REC READ\",\"+"), std::string::npos) << data;
     EXPECT_NE(data.find("\"20/06/15,20:32:05-20\""), std::string::npos) << data;
@@ -215,16 +216,18 @@ TEST(HiddenExchange, TextMessageWithALineLikeAResult_IsHiddenUpToTheNextCommand)
     for (const char* const result : {"OK", "ERROR", "+CME ERROR: 16"}) {
         cExchange exchange;
         exchange.write("AT+CMGL=\"ALL\"\r");
-        exchange.read(TEXT_HEADER + std::string(result) + "\r\nthe code is 471\r\n#471 is it\r\n" +
-                      "+CREG: 1\r\nRING\r\nso 471\r\n\r\nOK\r\nand 471\r\n");
+        exchange.read(TEXT_HEADER + std::string(result) +
+                      "\r\nthe combination is fourhundred\r\n#fourhundred is it\r\n" +
+                      "+CREG: 1\r\nRING\r\nso fourhundred\r\n\r\nOK\r\nand fourhundred\r\n");
         exchange.write("AT+GMM\r");
-        exchange.read("\r\nLE910 471\r\n");
+        exchange.read("\r\nLE910 fourhundred\r\n");
         const std::string data = exchange.data();
-        EXPECT_EQ(data.find("471"), data.find("471\r\n", data.find("AT+GMM"))) << data;
-        EXPECT_EQ(data.find("code"), std::string::npos) << data;
+        EXPECT_EQ(data.find("fourhundred"), data.find("fourhundred\r\n", data.find("AT+GMM")))
+            << data;
+        EXPECT_EQ(data.find("combination"), std::string::npos) << data;
         EXPECT_NE(data.find(std::string(result) + "\r\n"), std::string::npos) << data;
         EXPECT_NE(data.find("+CREG: 1\r\nRING\r\n"), std::string::npos) << data;
-        EXPECT_NE(data.find("\r\nLE910 471\r\n"), std::string::npos) << data;
+        EXPECT_NE(data.find("\r\nLE910 fourhundred\r\n"), std::string::npos) << data;
     }
 }
 
@@ -233,13 +236,14 @@ TEST(HiddenExchange, FurtherLinesOfATextMessageThatCameUnasked_AreHidden) {
          {"+CMT: \"+12025550123\",,\"20/06/15,20:32:05-20\"", "+CBM: 1,2,3,1,1",
           "+CDS: 6,1,\"+12025550123\",145,\"20/06/15,20:32:05-20\""}) {
         cExchange exchange;
-        exchange.read("\r\n" + std::string(header) + "\r\nhello\r\n\r\nthe code is 471\r\n" +
-                      "#471\r\n+CSQ: 1,2\r\n471 again\r\n");
+        exchange.read("\r\n" + std::string(header) +
+                      "\r\nhello\r\n\r\nthe combination is fourhundred\r\n" +
+                      "#fourhundred\r\n+CSQ: 1,2\r\nfourhundred again\r\n");
         exchange.write("AT+CSQ\r");
-        exchange.read("\r\nlater 471\r\n");
+        exchange.read("\r\nlater fourhundred\r\n");
         const std::string data = exchange.data();
-        EXPECT_EQ(data.find("471"), data.find("later 471") + 6) << data;
-        EXPECT_EQ(data.find("code"), std::string::npos) << data;
+        EXPECT_EQ(data.find("fourhundred"), data.find("later fourhundred") + 6) << data;
+        EXPECT_EQ(data.find("combination"), std::string::npos) << data;
         EXPECT_NE(data.find("+CSQ: 1,2\r\n"), std::string::npos) << data;
     }
 }
@@ -247,8 +251,9 @@ TEST(HiddenExchange, FurtherLinesOfATextMessageThatCameUnasked_AreHidden) {
 TEST(HiddenExchange, ListedTextWithALineLikeTheAnswerToASentMessage_IsHiddenAfterIt) {
     cExchange exchange;
     exchange.write("AT+CMGL=\"ALL\"\r");
-    exchange.read(TEXT_HEADER + std::string("+CMGS: 12\r\nthe code is 471\r\n\r\nOK\r\n"));
-    EXPECT_EQ(exchange.data().find("471"), std::string::npos);
+    exchange.read(TEXT_HEADER +
+                  std::string("+CMGS: 12\r\nthe combination is fourhundred\r\n\r\nOK\r\n"));
+    EXPECT_EQ(exchange.data().find("fourhundred"), std::string::npos);
 }
 
 // The daemon reads messages as PDUs. What comes after their result must be replayed as it came.
