@@ -25,7 +25,7 @@ PASS_S = 0.500
 PROMPT_S = 1.0     # the wait for the prompt of AT+CMGS always takes its full time
 CHECK_S = 5.0      # between two checks of the messages
 HOUR_S = 3600
-WARM_UP_S = 15     # what is kept for later polls is there
+WARM_UP_S = 45     # what is kept for later polls is there
 ROUND_S = 10       # of a measurement side by side
 
 ADDED_CPU_GOAL_US = 12      # what an AT command and all work that it causes may cost above the floor
