@@ -25,6 +25,7 @@ PASS_S = 0.500
 PROMPT_S = 1.0     # the wait for the prompt of AT+CMGS always takes its full time
 CHECK_S = 5.0      # between two checks of the messages
 HOUR_S = 3600
+WARM_UP_S = 45     # what is kept for later polls is there
 ROUND_S = 10       # of a measurement side by side
 
 ADDED_CPU_GOAL_US = 12      # what an AT command and all work that it causes may cost above the floor
@@ -321,7 +322,7 @@ def countInstructions(seconds, *options, passTime=lambda _slot, seconds: time.sl
     """Instructions, AT commands and seconds of a connected daemon."""
     with Gateway(start=lambda slot: startUnderCallgrind(slot, *options)) as slot:
         slot.waitConnected(120)
-        time.sleep(3)
+        passTime(slot, WARM_UP_S)
         dump = WORK / "callgrind.1"
         dump.unlink(missing_ok=True)
         control(slot, "--zero")

@@ -24,9 +24,8 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
     CLI::App app("", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
-    app.footer(
-        "Example (details: cellslot SUBCOMMAND --help, man cellslot):\n"
-        "  cellslot status");
+    // On one line, so that the whole help fits on a screen of 24.
+    app.footer("Example (details: cellslot SUBCOMMAND --help, man cellslot): cellslot status");
     const cSubcommand all(&app);
     addStatusCommand(all, context);
     addWatchCommand(all, context);

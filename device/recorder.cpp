@@ -25,6 +25,9 @@ constexpr uint64_t FLUSH_AFTER_MS = 1000;
 // Looks at a silent port, 10 ms apart.
 constexpr unsigned FLUSH_AFTER_LOOKS = 100;
 
+// Not that of a failed open(), which may be read from.
+constexpr int NO_PORT = -2;
+
 struct sRecorderState {
     // It stays when a recording ends: stand-ins are the same as long as the process runs.
     std::unique_ptr<cHiddenExchange> exchange;
@@ -37,8 +40,8 @@ struct sRecorderState {
     uint64_t flushedMs = 0;
     unsigned silentLooks = 0;
     // Known without a recording too.
-    int atPort = -1;
-    int gpsPort = -1;
+    int atPort = NO_PORT;
+    int gpsPort = NO_PORT;
     bool isHungUp[2] = {};
     int openErrors[2] = {};  // as recorded
 };
@@ -50,8 +53,7 @@ uint64_t elapsedMs() {
 }
 
 eRecordedPort portOf(int port) {
-    const bool isGps = port != -1 && port == g_recorderState.gpsPort;
-    return isGps ? eRecordedPort::GPS : eRecordedPort::AT;
+    return port == g_recorderState.gpsPort ? eRecordedPort::GPS : eRecordedPort::AT;
 }
 
 const char* keyOf(eRecordedPort port) {
@@ -131,12 +133,12 @@ bool isGpsPath(const std::string& path) {
 }
 
 void recordOpenPort(int port) {
-    if (port != -1) addPortLine(portOf(port), "open");
+    if (port != NO_PORT) addPortLine(portOf(port), "open");
 }
 
 // The echo of a command that was written before may have a secret.
 void recordPortInUse(int port) {
-    if (port == -1) return;
+    if (port == NO_PORT) return;
     if (isAnswerOwed(port)) g_recorderState.exchange->expectUnknownEcho(portOf(port));
     recordOpenPort(port);
 }
@@ -236,7 +238,7 @@ void noteClosedPort(int port) {
         state.exchange->endLines(recorded);
         addPortLine(recorded, "close");
     }
-    (recorded == eRecordedPort::GPS ? state.gpsPort : state.atPort) = -1;
+    (recorded == eRecordedPort::GPS ? state.gpsPort : state.atPort) = NO_PORT;
 }
 
 void recordWrite(int port, const char* data, size_t size) {
@@ -258,7 +260,7 @@ uint64_t recordedMs() {
 void recordCommand(int port, const char* text, size_t size, uint64_t textMs) {
     const uint64_t nowMs = elapsedMs();
     g_recorderState.exchange->addCommand(portOf(port), text, size, textMs, nowMs);
-    flushWhenDue(nowMs);
+    // The answer flushes, and so does silence.
 }
 
 void recordSilence() {
@@ -280,8 +282,10 @@ void recordHangUp(int port, int error) {
 namespace {
 
 void appendHidden(cTextBuffer& line, const std::string& value) {
+    const cSecrets& secrets = g_recorderState.exchange->knownSecrets();
+    if (secrets.isEmpty()) return appendJsonText(line, value);
     std::string hidden = value;
-    g_recorderState.exchange->rules().hideSecrets(hidden.data(), hidden.size());
+    secrets.hideIn(hidden.data(), hidden.size());
     appendJsonText(line, hidden);
 }
 
@@ -296,23 +300,24 @@ cRecordMark::~cRecordMark() {
     if (isRecording()) addLine(m_line);
 }
 
-void cRecordMark::key(const char* name) {
+void cRecordMark::key(std::string_view name) {
     if (m_line.last() != '{') m_line.add(',');
-    appendJsonText(m_line, name);
-    m_line.add(':');
+    m_line.add('"');
+    m_line.append(name.data(), name.size());
+    m_line.append("\":", 2);
 }
 
-void cRecordMark::text(const char* name, const std::string& value) {
+void cRecordMark::text(std::string_view name, const std::string& value) {
     key(name);
     appendHidden(m_line, value);
 }
 
-void cRecordMark::number(const char* name, long long value) {
+void cRecordMark::number(std::string_view name, long long value) {
     key(name);
     m_line.append(std::to_string(value));
 }
 
-void cRecordMark::beginList(const char* name) {
+void cRecordMark::beginList(std::string_view name) {
     key(name);
     m_line.add('[');
 }
@@ -322,18 +327,18 @@ void cRecordMark::add(const std::string& element) {
     appendHidden(m_line, element);
 }
 
-void cRecordMark::beginValues(const char* name) {
+void cRecordMark::beginValues(std::string_view name) {
     key(name);
     m_line.add('{');
 }
 
-void cRecordMark::identity(const char* name, const std::string& value) {
+void cRecordMark::identity(std::string_view name, const std::string& value) {
     std::string hidden = value;
     g_recorderState.exchange->rules().hideIdentity(hidden.data(), hidden.size());
     text(name, hidden);
 }
 
-void cRecordMark::nothing(const char* name) {
+void cRecordMark::nothing(std::string_view name) {
     key(name);
     m_line.append("null");
 }
@@ -345,8 +350,8 @@ void resetRecorder() {
     state.exchange.reset();
     state.settings = {};
     state.failure = 0;
-    state.atPort = -1;
-    state.gpsPort = -1;
+    state.atPort = NO_PORT;
+    state.gpsPort = NO_PORT;
     state.isHungUp[0] = state.isHungUp[1] = false;
     state.openErrors[0] = state.openErrors[1] = 0;
 }

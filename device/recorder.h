@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "recording/json_line.h"
 
@@ -65,20 +66,21 @@ class cRecordMark {
     cRecordMark(const cRecordMark&) = delete;
     cRecordMark& operator=(const cRecordMark&) = delete;
 
-    void text(const char* key, const std::string& value);
-    void number(const char* key, long long value);
+    // Keys have nothing that JSON escapes.
+    void text(std::string_view key, const std::string& value);
+    void number(std::string_view key, long long value);
     // A list: add() its elements, then endList().
-    void beginList(const char* key);
+    void beginList(std::string_view key);
     void add(const std::string& element);
     void endList() { m_line.add(']'); }
     // An object: its members, then endValues().
-    void beginValues(const char* key);
-    void identity(const char* key, const std::string& value);
-    void nothing(const char* key);
+    void beginValues(std::string_view key);
+    void identity(std::string_view key, const std::string& value);
+    void nothing(std::string_view key);
     void endValues() { m_line.add('}'); }
 
   private:
-    void key(const char* name);
+    void key(std::string_view name);
 
     cTextBuffer m_line;
 };

@@ -167,7 +167,16 @@ class cRun {
         m_ms += kind;
         m_bytes += command + "\r";
         const size_t answer = kind / 2 % (ANSWER_COUNT + 1);
-        if (answer < ANSWER_COUNT) add(eRecordedWay::READ, ANSWERS[answer], PIECE_MAX);
+        if (answer < ANSWER_COUNT)
+            add(eRecordedWay::READ, withOtherDigit(ANSWERS[answer]), PIECE_MAX);
+    }
+
+    // One digit of an answer is another one, as a signal's.
+    std::string withOtherDigit(std::string text) {
+        const size_t from = damageOctet() % text.size();
+        const size_t at = text.find_first_of("0123456789", from);
+        if (at != std::string::npos) text[at] = static_cast<char>('0' + damageOctet() % 10);
+        return text;
     }
 
     // A new secret may have come, so nothing that is known counts for what comes next.

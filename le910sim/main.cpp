@@ -106,9 +106,15 @@ void defineOptions(CLI::App& app, sSimulatorOptions& options, sArgumentTexts& te
     app.add_option("--track", texts.trackPath, "file of positions, one line per second");
 }
 
+// An empty name, as of a variable that is not set, would count as an option that was not given.
+std::string fileNameError(const std::string& name) {
+    return name.empty() ? "'' is not the name of a file" : "";
+}
+
 // Options of a simulated modem have no meaning for a recorded one.
 void defineReplay(CLI::App& app, sReplayOptions& replay) {
     CLI::Option* option = app.add_option("--replay", replay.path, "recording to replay");
+    option->check(fileNameError);
     for (const char* other : {"--scenario", "--control", "--log", "--memory", "--pace", "--data",
                               "--interface", "--gadget", "--model", "--track"})
         option->excludes(app.get_option(other));
@@ -128,6 +134,8 @@ void defineRecording(CLI::App& app, sRecordOptions& record) {
                               "--at-device", "--gps-link", "--gps-device"})
         from->excludes(app.get_option(other));
     CLI::Option* file = app.add_option("--recording", record.path, "file of the recording");
+    from->check(fileNameError);
+    file->check(fileNameError);
     from->needs(file)->needs(app.get_option("--at-link"));
     file->needs(from);
     app.add_flag("--with-identities", record.keepIdentities,

@@ -100,10 +100,66 @@ void cHiddenExchange::forgetKnown() {
 void cHiddenExchange::addUnknownBytes(eRecordedPort port, eRecordedWay way, const char* data,
                                       size_t size, uint64_t ms) {
     const bool wasSettled = m_isSettled;
+    if (wasSettled && way == eRecordedWay::READ && emitKnownAnswer(port, data, size, ms)) return;
     const size_t readyBefore = m_ready.size();
     addUnknown({eEvent::BYTES, port, way, 0, ms, ms, m_bytes.size(), size}, data, size);
     if (wasSettled && m_isSettled && way == eRecordedWay::READ)
-        knownOn(port).keepAnswer(data, size, lineFrom(readyBefore));
+        knownOn(port).keepAnswer(data, size, lineFrom(readyBefore), freeDigitsOf(data, size));
+}
+
+// Marks the digits of whole lines that may be any others. Where a secret is replaced there are
+// none: a part of another one may follow it.
+std::string cHiddenExchange::freeDigitsOf(const char* data, size_t size) const {
+    std::string marks(data, size);
+    if (m_secrets.hideIn(marks.data(), size)) return "";
+    marks.assign(size, '\0');
+    for (size_t begin = 0, at = 0; at < size; ++at) {
+        if (!isLineEnd(data[at], eRecordedWay::READ, false)) continue;
+        cLineRules::markFreeDigits(data + begin, at - begin, &marks[begin]);
+        begin = at + 1;
+    }
+    return marks;
+}
+
+// False if the piece is not known for the last command, and not like one that is.
+bool cHiddenExchange::emitKnownAnswer(eRecordedPort port, const char* data, size_t size,
+                                      uint64_t ms) {
+    cKnownExchanges& known = knownOn(port);
+    const sKnownAnswer* answer = known.answerAfter(nullptr, size);
+    for (; answer != nullptr; answer = known.answerAfter(answer, size)) {
+        const sNewLine line = newLine(answer->line, ms);
+        if (!putDigits(*answer, data, line.rest)) continue;
+        m_ready.used(line.size);
+        known.noteAnswer(answer);
+        return true;
+    }
+    return false;
+}
+
+inline bool cHiddenExchange::putDigitsOfWord(const sKnownAnswer& known, const char* data, size_t at,
+                                             char* line) const {
+    static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "the first byte has the lowest bits");
+    uint64_t other = wordAt(&known.bytes[at]) ^ wordAt(data + at);
+    while (other != 0) {
+        const auto byte = static_cast<unsigned>(__builtin_ctzll(other)) / 8;
+        other &= ~(uint64_t{0xFF} << byte * 8);
+        const size_t place = at + byte;
+        const auto shift = static_cast<unsigned char>(known.shifts[place]);
+        if (shift == 0 || !isDigit(data[place])) return false;
+        if (m_secrets.mayHave(data, known.bytes.size(), place)) return false;
+        line[place + shift] = data[place];
+    }
+    return true;
+}
+
+// Makes the line of a known answer that of a like one. False if it is not like it.
+bool cHiddenExchange::putDigits(const sKnownAnswer& known, const char* data, char* line) const {
+    const size_t size = known.bytes.size();
+    if (known.shifts.empty()) return memcmp(known.bytes.data(), data, size) == 0;
+    const size_t last = size - sizeof(uint64_t);
+    for (size_t at = 0; at < last; at += sizeof(uint64_t))
+        if (!putDigitsOfWord(known, data, at, line)) return false;
+    return putDigitsOfWord(known, data, last, line);
 }
 
 void cHiddenExchange::addUnknownCommand(eRecordedPort port, const char* text, size_t size,

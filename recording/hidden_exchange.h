@@ -29,11 +29,11 @@ class cHiddenExchange {
     // Another recording begins. Secrets and stand-ins stay as they are.
     void begin(bool keepIdentities);
 
-    // Most of what passes is known, so that part is inline.
+    // Most of what passes comes as it did last time, so that part is inline.
     void addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
                   uint64_t ms) {
         if (m_isSettled && way == eRecordedWay::READ) {
-            const sKnownAnswer* const answer = knownOn(port).findAnswer(data, size);
+            const sKnownAnswer* const answer = knownOn(port).usualAnswer(data, size);
             if (answer != nullptr) return emitKnown(answer->line, ms);
         }
         addUnknownBytes(port, way, data, size, ms);
@@ -64,6 +64,7 @@ class cHiddenExchange {
         m_isSettled = false;
         return m_secrets;
     }
+    const cSecrets& knownSecrets() const { return m_secrets; }
     cLineRules& rules() { return m_rules; }
 
   private:
@@ -95,6 +96,18 @@ class cHiddenExchange {
         bool isCut = false;  // too long: all of it is hidden
     };
 
+    // A line after those that are ready, not yet one of them.
+    struct sNewLine {
+        char* rest;  // what comes after its time
+        size_t size;
+    };
+    sNewLine newLine(const std::string& rest, uint64_t ms) {
+        char* const text = m_ready.room(cLineStart::SIZE_MAX_TEXT + rest.size());
+        const size_t size = m_lineStart.write(text, ms);
+        memcpy(text + size, rest.data(), rest.size());
+        return {text + size, size + rest.size()};
+    }
+
     sPortMemory& memoryOf(eRecordedPort port) { return m_memory[static_cast<size_t>(port)]; }
     cKnownExchanges& knownOn(eRecordedPort port) { return m_known[static_cast<size_t>(port)]; }
     sOpenLine& openLine(eRecordedPort port, eRecordedWay way) {
@@ -107,12 +120,10 @@ class cHiddenExchange {
     void settle();
     void catchUp(eRecordedPort port);
     void forgetKnown();
-    void emitKnown(const std::string& line, uint64_t ms) {
-        char* const text = m_ready.room(cLineStart::SIZE_MAX_TEXT + line.size());
-        const size_t size = m_lineStart.write(text, ms);
-        memcpy(text + size, line.data(), line.size());
-        m_ready.used(size + line.size());
-    }
+    void emitKnown(const std::string& line, uint64_t ms) { m_ready.used(newLine(line, ms).size); }
+    bool emitKnownAnswer(eRecordedPort port, const char* data, size_t size, uint64_t ms);
+    bool putDigits(const sKnownAnswer& known, const char* data, char* line) const;
+    bool putDigitsOfWord(const sKnownAnswer& known, const char* data, size_t at, char* line) const;
     // The line is kept with the usual delay. Seldom more than the last digit is another one.
     void emitKnownCommand(const sKnownCommand& command, uint64_t ms, uint64_t endMs) {
         emitKnown(command.line, ms);
@@ -128,6 +139,7 @@ class cHiddenExchange {
     void addUnknown(const sEvent& event, const char* data, size_t size);
     void keepCommand(eRecordedPort port, const char* text, size_t size, size_t readyBefore);
     std::string_view lineFrom(size_t readyBefore) const;
+    std::string freeDigitsOf(const char* data, size_t size) const;
     void splitLines(const sEvent& event);
     void endLine(eRecordedPort port, eRecordedWay way, size_t at, size_t size);
     void applyRules(eRecordedPort port, eRecordedWay way, char* line, size_t size);

@@ -1,40 +1,54 @@
 #include "recording/json_line.h"
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
 namespace {
 
-// How a byte is written, empty for those that stay as they are.
+constexpr size_t ESCAPE_MAX = 6;
+
+// How a byte is written; size 0 for those that stay as they are.
 struct sEscape {
-    char text[7];
+    char text[ESCAPE_MAX];
     unsigned char size;
 };
 
-std::array<sEscape, 256> makeEscapes() {
+constexpr sEscape escapeOf(unsigned byte) {
+    constexpr char HEX[] = "0123456789abcdef";
+    const char same = static_cast<char>(byte);
+    if (byte == '"' || byte == '\\') return {{'\\', same}, 2};
+    if (byte == '\r') return {{'\\', 'r'}, 2};
+    if (byte == '\n') return {{'\\', 'n'}, 2};
+    if (byte == '\t') return {{'\\', 't'}, 2};
+    if (byte < 0x20 || byte == 0x7F)
+        return {{'\\', 'u', '0', '0', HEX[byte >> 4], HEX[byte & 15]}, 6};
+    if (byte < 0x80) return {{}, 0};
+    // UTF-8 of U+0080 to U+00FF
+    return {{static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))}, 2};
+}
+
+constexpr std::array<sEscape, 256> makeEscapes() {
     std::array<sEscape, 256> escapes{};
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        sEscape& escape = escapes[byte];
-        int size = 0;
-        if (byte == '"' || byte == '\\')
-            size = snprintf(escape.text, sizeof escape.text, "\\%c", static_cast<int>(byte));
-        else if (byte == '\r' || byte == '\n' || byte == '\t')
-            size = snprintf(escape.text, sizeof escape.text, "\\%c",
-                            byte == '\r' ? 'r' : (byte == '\n' ? 'n' : 't'));
-        else if (byte < 0x20 || byte == 0x7F)
-            size = snprintf(escape.text, sizeof escape.text, "\\u%04x", byte);
-        else if (byte >= 0x80)  // UTF-8 of U+0080 to U+00FF
-            size = snprintf(escape.text, sizeof escape.text, "%c%c",
-                            static_cast<int>(0xC0 | byte >> 6),
-                            static_cast<int>(0x80 | (byte & 0x3F)));
-        escape.size = static_cast<unsigned char>(size);
-    }
+    for (unsigned byte = 0; byte < 256; ++byte)
+        escapes[byte] = escapeOf(byte);
     return escapes;
 }
 
-constexpr size_t BUFFER_MIN = 4096;
+constexpr std::array<sEscape, 256> ESCAPES = makeEscapes();
+
+template <size_t size>
+constexpr std::array<char, size> makeDigits() {
+    std::array<char, size> digits{};
+    for (size_t number = 0, at = 0; at < size; ++number) {
+        digits[at++] = static_cast<char>('0' + number / 100);
+        digits[at++] = static_cast<char>('0' + number / 10 % 10);
+        digits[at++] = static_cast<char>('0' + number % 10);
+    }
+    return digits;
+}
+
+constexpr size_t BUFFER_MIN = 512;
 constexpr size_t NUMBER_MAX = 20;
 
 // Writes the digits before `end`; returns where they begin.
@@ -48,6 +62,8 @@ char* digitsBefore(char* end, uint64_t number) {
 
 }  // namespace
 
+const std::array<char, 1000 * cLineStart::DIGITS> cLineStart::THREE_DIGITS = makeDigits<3000>();
+
 void cTextBuffer::grow(size_t size) {
     size_t capacity = m_capacity < BUFFER_MIN ? BUFFER_MIN : m_capacity * 2;
     while (capacity - m_size < size)
@@ -59,18 +75,17 @@ void cTextBuffer::grow(size_t size) {
 }
 
 void appendJsonText(cTextBuffer& line, const char* text, size_t size) {
-    static const std::array<sEscape, 256> ESCAPES = makeEscapes();
-    line.add('"');
-    size_t begin = 0;
+    char* const begin = line.room(size * ESCAPE_MAX + 2);
+    char* end = begin;
+    *end++ = '"';
     for (size_t at = 0; at < size; ++at) {
         const sEscape& escape = ESCAPES[static_cast<unsigned char>(text[at])];
-        if (escape.size == 0) continue;
-        line.append(text + begin, at - begin);
-        line.append(escape.text, escape.size);
-        begin = at + 1;
+        *end = text[at];
+        if (escape.size > 0) memcpy(end, escape.text, ESCAPE_MAX);
+        end += escape.size > 0 ? escape.size : 1;
     }
-    line.append(text + begin, size - begin);
-    line.add('"');
+    *end++ = '"';
+    line.used(static_cast<size_t>(end - begin));
 }
 
 void appendJsonText(cTextBuffer& line, const std::string& text) {

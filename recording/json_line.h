@@ -1,6 +1,7 @@
 #ifndef RECORDING_JSON_LINE_H
 #define RECORDING_JSON_LINE_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -67,18 +68,15 @@ class cLineStart {
     void append(cTextBuffer& line, uint64_t ms) { line.used(write(line.room(SIZE_MAX_TEXT), ms)); }
 
   private:
+    static constexpr size_t DIGITS = 3;
+    // "000001002" to "999", one after the other: to compute them takes longer.
+    static const std::array<char, 1000 * DIGITS> THREE_DIGITS;
+
     void change(uint64_t ms) {
         const uint64_t rest = ms - m_secondMs;
         m_ms = ms;
         if (rest >= 1000) return changeSecond();
-        // 1/10 as a fraction of 2^16, exact up to 16388; a division is much slower.
-        const auto below1000 = static_cast<unsigned>(rest);
-        const unsigned tens = below1000 * 6554 >> 16;
-        const unsigned hundreds = tens * 6554 >> 16;
-        char* const digits = m_text + m_size - 3;
-        digits[0] = static_cast<char>('0' + hundreds);
-        digits[1] = static_cast<char>('0' + tens - hundreds * 10);
-        digits[2] = static_cast<char>('0' + below1000 - tens * 10);
+        memcpy(m_text + m_size - DIGITS, THREE_DIGITS.data() + rest * DIGITS, DIGITS);
     }
     void changeSecond();
 

@@ -103,6 +103,43 @@ size_t sizeBeforeEcho(const char* line, size_t size, const std::string& command)
     return isNameStart(command[2]) && equals(line + before, length, command) ? before : 0;
 }
 
+eMessageLines afterMessage(const sPortMemory& memory) {
+    return memory.isMessagePdu ? eMessageLines::NONE : eMessageLines::REST;
+}
+
+// A line without a name.
+bool isOfMessage(const char* line, size_t size, eMessageLines lines) {
+    return lines != eMessageLines::NONE && (lines != eMessageLines::REST || !isWord(line, size));
+}
+
+// A line with one.
+bool isOfMessage(eAnswer answer, eMessageLines lines) {
+    switch (lines) {
+        case eMessageLines::NONE:
+            return false;
+        case eMessageLines::NEXT_LINE:
+        case eMessageLines::LISTED:
+            return answer != eANSWER_MESSAGES;
+        case eMessageLines::SENT:
+            return answer != eANSWER_SENT && answer != eANSWER_MESSAGES;
+        case eMessageLines::REST:
+            return answer == eANSWER_UNKNOWN;
+    }
+    return true;
+}
+
+// Where a command begins in a line that begins with something else; size if there is none.
+size_t commandInside(const char* line, size_t size) {
+    for (size_t at = 1; at + 2 < size; ++at)
+        if (isNameStart(line[at + 2]) && isCommandLine(line + at, size - at)) return at;
+    return size;
+}
+
+// "+CSQ: 17,99"
+bool isAnswer(const char* line, size_t size, const sFoundName& found) {
+    return found.row != nullptr && found.size < size && line[found.size] == ':';
+}
+
 // "REC UNREAD", "STO SENT" and "20/06/15,20:32:05-20" in a message's header.
 bool isStatusOrTime(const char* text, size_t size) {
     if (startsWith(text, size, "REC ") || startsWith(text, size, "STO ")) return true;
@@ -137,7 +174,8 @@ bool isFinalResult(const char* line, size_t size) {
 
 void cLineRules::notePrompt(sPortMemory& memory) {
     memory.isAtPrompt = true;
-    memory.messageLines = eMessageLines::UNTIL_RESULT;
+    memory.messageLines = eMessageLines::SENT;
+    memory.isMessagePdu = false;
 }
 
 void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
@@ -177,20 +215,30 @@ void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     hideSecrets(line, size);
 }
 
+void cLineRules::markFreeDigits(const char* line, size_t size, char* marks) {
+    if (size == 0 || !isNameStart(line[0])) return;
+    const sFoundName found = findName(line, size);
+    if (!isAnswer(line, size, found) || found.row->answer != eANSWER_KEPT) return;
+    if (commandInside(line, size) < size) return;
+    for (size_t at = found.size; at < size; ++at) {
+        const size_t end = runEnd(line, size, at, isDigit);
+        if (end - at < IDENTITY_DIGITS) std::fill(marks + at, marks + end, '\1');
+        at = end;
+    }
+}
+
 void cLineRules::hideAnswer(char* line, size_t size, sPortMemory& memory) {
     if (memory.isEchoExpected() && hideEcho(line, size, memory)) return;
     const bool isCommand = isCommandLine(line, size);
     const sCommandPlace echo = {nullptr, memory.isEchoExpected()};
     if (memory.messageLines != eMessageLines::NONE && isFinalResult(line, size))
-        memory.messageLines = eMessageLines::NONE;
-    if (memory.messageLines != eMessageLines::NONE && isCommand)
-        hideCommands(line + 2, size - 2, echo);
+        memory.messageLines = afterMessage(memory);
+    const bool isMessage = isOfMessage(line, size, memory.messageLines);
+    if (isMessage && isCommand) hideCommands(line + 2, size - 2, echo);
     if (isNameStart(line[0])) {
         hideNamed(line, size, memory);
-    } else if (memory.messageLines != eMessageLines::NONE) {
-        hideMessage(line, size);
-        if (memory.messageLines == eMessageLines::NEXT_LINE)
-            memory.messageLines = eMessageLines::NONE;
+    } else if (isMessage) {
+        hideMessageLine(line, size, memory);
     } else if (isCommand) {
         hideCommands(line + 2, size - 2, echo);
     } else if (line[0] == '>') {
@@ -209,9 +257,7 @@ bool cLineRules::hideEcho(char* line, size_t size, sPortMemory& memory) {
     if (isPduLine(line, size)) {
         form = eLineForm::NAMED;
     } else if (isNameStart(line[0])) {
-        const sFoundName found = findName(line, size);
-        const bool isAnswer = found.size < size && line[found.size] == ':';
-        if (found.row != nullptr && isAnswer) form = eLineForm::NAMED;
+        if (isAnswer(line, size, findName(line, size))) form = eLineForm::NAMED;
     } else if (memory.bareLine != eBareLine::UNKNOWN && !isCommandLine(line, size)) {
         form = eLineForm::EXPECTED;
     }
@@ -336,34 +382,30 @@ void cLineRules::hideNamed(char* line, size_t size, sPortMemory& memory) {
     if (size > 6 && line[0] == '$' && line[1] == 'G' && line[6] == ',')
         return hideLongNumbers(line, size);
     const sFoundName found = findName(line, size);
-    const bool isMessage = memory.messageLines != eMessageLines::NONE;
-    const bool endsMessage = found.row != nullptr && (found.row->answer == eANSWER_MESSAGES ||
-                                                      found.row->answer == eANSWER_SENT);
-    if (isMessage && !endsMessage) {
-        if (memory.messageLines == eMessageLines::NEXT_LINE)
-            memory.messageLines = eMessageLines::NONE;
-        return hideMessage(line, size);
-    }
+    const eAnswer answer = isAnswer(line, size, found) ? found.row->answer : eANSWER_UNKNOWN;
+    if (isOfMessage(answer, memory.messageLines)) return hideMessageLine(line, size, memory);
     hideEchoInside(line, size, memory.isEchoExpected());
-    const bool isAnswer = found.row != nullptr && found.size < size && line[found.size] == ':';
     char* const rest = line + found.size;
     const size_t restSize = size - found.size;
-    switch (isAnswer ? found.row->answer : eANSWER_UNKNOWN) {
+    switch (answer) {
         case eANSWER_UNKNOWN:
             return memory.echoes.isUnknownExpected(memory.nowMs) ? hideCredentials(rest, restSize)
                                                                  : hideUnknown(rest, restSize);
         case eANSWER_CREDENTIALS:
             return hideCredentials(rest, restSize);
         case eANSWER_MESSAGES:
-            memory.messageLines = eMessageLines::UNTIL_RESULT;
+            memory.messageLines = eMessageLines::LISTED;
+            memory.isMessagePdu = false;
             return hideQuotedNumbers(rest, restSize);
         case eANSWER_ONE_MESSAGE:
             memory.messageLines = eMessageLines::NEXT_LINE;
+            memory.isMessagePdu = false;
             return hideQuotedNumbers(rest, restSize);
         case eANSWER_NUMBERS:
             return hideQuotedNumbers(rest, restSize);
         case eANSWER_SENT:
-            memory.messageLines = eMessageLines::NONE;
+            if (memory.messageLines == eMessageLines::SENT)
+                memory.messageLines = afterMessage(memory);
             return hideLongNumbers(rest, restSize);
         case eANSWER_KEPT:
             return hideLongNumbers(rest, restSize);
@@ -382,10 +424,8 @@ void cLineRules::hideCredentials(char* text, size_t size) {
 
 // An echo without a line end before it.
 void cLineRules::hideEchoInside(char* line, size_t size, bool hasSecrets) {
-    for (size_t at = 1; at + 2 < size; ++at) {
-        if (!isNameStart(line[at + 2]) || !isCommandLine(line + at, size - at)) continue;
-        return hideCommands(line + at + 2, size - at - 2, {nullptr, hasSecrets});
-    }
+    const size_t at = commandInside(line, size);
+    if (at < size) hideCommands(line + at + 2, size - at - 2, {nullptr, hasSecrets});
 }
 
 void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {
@@ -400,6 +440,12 @@ void cLineRules::hideBare(char* line, size_t size, const sPortMemory& memory) {
         case eBareLine::IDENTITY:
             return hideIdentity(line, size);
     }
+}
+
+void cLineRules::hideMessageLine(char* line, size_t size, sPortMemory& memory) {
+    if (memory.messageLines != eMessageLines::REST) memory.isMessagePdu = isPduLine(line, size);
+    if (memory.messageLines == eMessageLines::NEXT_LINE) memory.messageLines = afterMessage(memory);
+    hideMessage(line, size);
 }
 
 // ---- Identities -----------------------------------------------------------------------------

@@ -11,13 +11,22 @@
 #include "recording/stand_ins.h"
 
 // Which of the lines that a modem sends belong to a message.
-enum class eMessageLines { NONE, NEXT_LINE, UNTIL_RESULT };
+enum class eMessageLines {
+    NONE,
+    NEXT_LINE,  // after a header that nobody asked for
+    LISTED,     // up to the result
+    SENT,       // echo of a message, up to the answer to it
+    // Nothing says where a text ends, and a line of it may look like a result: up to the next
+    // command, what has no known name.
+    REST,
+};
 
 // What is known of a port between two lines.
 struct sPortMemory {
     eBareLine bareLine = eBareLine::UNKNOWN;
     eMessageLines messageLines = eMessageLines::NONE;
-    bool isAtPrompt = false;  // what is written next is a message
+    bool isMessagePdu = false;  // of its lines, the last one; a PDU has no further lines
+    bool isAtPrompt = false;    // what is written next is a message
     cSecretEchoes echoes;
     std::string plainCommand;  // written last, if nothing of it was replaced
     uint64_t nowMs = 0;        // the clock by which an echo can still come
@@ -45,6 +54,9 @@ class cLineRules {
 
     void hideWritten(char* line, size_t size, sPortMemory& memory);
     void hideReceived(char* line, size_t size, sPortMemory& memory);
+    // Marks the digits of a received line in whose places any other ones would stay as they are
+    // too, unless they are of a secret.
+    static void markFreeDigits(const char* line, size_t size, char* marks);
     // The modem's prompt "> ", which has no line end.
     static void notePrompt(sPortMemory& memory);
 
@@ -70,6 +82,7 @@ class cLineRules {
                   const sCommandPlace& place);
     void keepSecrets(const char* text, size_t size, size_t fieldsBefore, bool isOwnCommand);
     void hideAnswer(char* line, size_t size, sPortMemory& memory);
+    void hideMessageLine(char* line, size_t size, sPortMemory& memory);
     bool hideEcho(char* line, size_t size, sPortMemory& memory);
     void hideNamed(char* line, size_t size, sPortMemory& memory);
     void hideCredentials(char* text, size_t size);

@@ -64,8 +64,12 @@ void cSecrets::add(const std::string& secret) {
     m_secrets[m_next++ % SECRETS_MAX] = secret;
     m_count = std::min(m_next, SECRETS_MAX);
     m_starts.fill(false);
-    for (size_t i = 0; i < m_count; ++i)
+    m_characters.fill(false);
+    for (size_t i = 0; i < m_count; ++i) {
         m_starts[static_cast<unsigned char>(m_secrets[i][0])] = true;
+        for (const char character : m_secrets[i])
+            m_characters[static_cast<unsigned char>(character)] = true;
+    }
 }
 
 bool cSecrets::hideAt(char* text, size_t size) const {

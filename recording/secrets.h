@@ -20,6 +20,17 @@ class cSecrets {
     bool mayBeginWith(char character) const {
         return m_starts[static_cast<unsigned char>(character)];
     }
+    // Whether a secret may have the character at this place: with those around it that are of
+    // secrets too, it is as long as one.
+    bool mayHave(const char* text, size_t size, size_t at) const {
+        size_t end = at;
+        while (end < size && isOfSecret(text[end]))
+            ++end;
+        if (end == at) return false;
+        while (at > 0 && isOfSecret(text[at - 1]))
+            --at;
+        return end - at >= SECRET_MIN;
+    }
     bool isEmpty() const { return m_count == 0; }
     // Changes with each secret that is added.
     size_t version() const { return m_next; }
@@ -28,6 +39,9 @@ class cSecrets {
     static constexpr size_t SECRET_MAX = 128;
     static constexpr size_t SECRETS_MAX = 32;
 
+    bool isOfSecret(char character) const {
+        return m_characters[static_cast<unsigned char>(character)];
+    }
     bool isKnown(const std::string& secret) const;
     bool hideAt(char* text, size_t size) const;
 
@@ -35,6 +49,7 @@ class cSecrets {
     size_t m_count = 0;
     size_t m_next = 0;
     std::array<bool, 256> m_starts{};
+    std::array<bool, 256> m_characters{};
 };
 
 // What stands in a recording for a character of a secret: '0' for a digit, 'x' for a letter, '_'

@@ -56,6 +56,7 @@ main() {
         -*) helpOrRefuse "$1" ;;
         *)
             [[ -z $file ]] || helpOrRefuse "$1"
+            [[ -n $1 ]] || helpOrRefuse "$1"
             file=$(absolute "$1")
             ;;
         esac

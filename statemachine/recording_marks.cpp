@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 #include <string_view>
 
@@ -15,8 +16,12 @@
 
 namespace {
 
+// What of a line of the status is marked.
+enum class eMarked : uint8_t { NOTHING, VALUE, IDENTITY, OUTCOME };
+
 struct sRecordingMarksState {
-    tStatusList published;  // as it was marked last
+    tStatusList published;       // as it was marked last
+    std::vector<eMarked> kinds;  // of its lines
 };
 
 sRecordingMarksState g_recordingMarksState;
@@ -30,56 +35,79 @@ bool isOneOf(const sStatusKey (&keys)[count], std::string_view name) {
     return std::any_of(keys, keys + count, [&](const sStatusKey& one) { return name == one.name; });
 }
 
+constexpr std::string_view SEPARATOR = STATUS_KEY_SEPARATOR;
+
 // "_IMEI" -> "IMEI"; empty for a comment.
 std::string_view nameOf(std::string_view suffix) {
-    constexpr std::string_view SEPARATOR = STATUS_KEY_SEPARATOR;
-    return suffix.substr(0, SEPARATOR.size()) == SEPARATOR ? suffix.substr(SEPARATOR.size()) : "";
+    static_assert(SEPARATOR.size() == 1);
+    return !suffix.empty() && suffix[0] == SEPARATOR[0] ? suffix.substr(1) : "";
 }
 
-void addValue(cRecordMark& mark, const std::string& suffix, const std::string& value) {
-    const std::string name(nameOf(suffix));
-    if (name.empty() || isOneOf(TIMES, name)) return;
-    if (isOneOf(IDENTITY_STATUS_KEYS, name)) return mark.identity(name.c_str(), value);
-    if (name != STATUS_SIM_EXTENDED_STATUS.name) return mark.text(name.c_str(), value);
-    // A PIN that was never sent, because it has a wrong form, is in it too.
-    std::string outcome = value;
+eMarked kindOf(std::string_view suffix) {
+    const std::string_view name = nameOf(suffix);
+    if (name.empty() || isOneOf(TIMES, name)) return eMarked::NOTHING;
+    if (isOneOf(IDENTITY_STATUS_KEYS, name)) return eMarked::IDENTITY;
+    return name == STATUS_SIM_EXTENDED_STATUS.name ? eMarked::OUTCOME : eMarked::VALUE;
+}
+
+// A PIN that was never sent, because it has a wrong form, is in it too.
+std::string withoutPins(std::string outcome) {
     hidePins(outcome.data(), outcome.size());
-    mark.text(name.c_str(), outcome);
+    return outcome;
+}
+
+void addValue(cRecordMark& mark, eMarked kind, std::string_view suffix, const std::string& value) {
+    const std::string_view name = nameOf(suffix);
+    switch (kind) {
+        case eMarked::NOTHING:
+            return;
+        case eMarked::VALUE:
+            return mark.text(name, value);
+        case eMarked::IDENTITY:
+            return mark.identity(name, value);
+        case eMarked::OUTCOME:
+            return mark.text(name, withoutPins(value));
+    }
 }
 
 // For the rare case that keys come or go, such as those of an active set.
-void markOtherKeys(const tStatusList& list, const tStatusList& last) {
-    std::map<std::string, std::string> before(last.begin(), last.end());
+void markOtherKeys(const tStatusList& list) {
+    sRecordingMarksState& state = g_recordingMarksState;
+    std::map<std::string, std::string> before(state.published.begin(), state.published.end());
     cRecordMark mark("published");
     mark.beginValues("values");
     for (const auto& [suffix, value] : list) {
         const auto found = before.find(suffix);
-        if (found == before.end() || found->second != value) addValue(mark, suffix, value);
+        if (found == before.end() || found->second != value)
+            addValue(mark, kindOf(suffix), suffix, value);
         if (found != before.end()) before.erase(found);
     }
     for (const auto& [suffix, value] : before)
-        if (!nameOf(suffix).empty()) mark.nothing(std::string(nameOf(suffix)).c_str());
+        if (!nameOf(suffix).empty()) mark.nothing(nameOf(suffix));
     mark.endValues();
+    state.published = list;
+    state.kinds.clear();
+    for (const auto& [suffix, value] : list)
+        state.kinds.push_back(kindOf(suffix));
 }
 
 // Marks what differs from the last list, and makes it the last one.
-void markChanges(const cStatusLines& lines, tStatusList& last) {
+void markChanges(const cStatusLines& lines) {
+    sRecordingMarksState& state = g_recordingMarksState;
     const tStatusList& list = lines.list();
-    if (lines.hasOtherKeys() || list.size() != last.size()) {
-        markOtherKeys(list, last);
-        last = list;
-        return;
-    }
+    if (lines.hasOtherKeys() || list.size() != state.published.size()) return markOtherKeys(list);
     const std::vector<size_t>& places = lines.changedPlaces();
-    const auto isTimeAt = [&list](size_t place) {
-        return isOneOf(TIMES, nameOf(list[place].first));
+    const auto isLeftOut = [&state](size_t place) {
+        return state.kinds[place] == eMarked::NOTHING;
     };
-    if (std::all_of(places.begin(), places.end(), isTimeAt)) return;
+    if (std::all_of(places.begin(), places.end(), isLeftOut)) return;
     cRecordMark mark("published");
     mark.beginValues("values");
     for (const size_t place : places) {
-        addValue(mark, list[place].first, list[place].second);
-        last[place].second = list[place].second;
+        const auto& [suffix, value] = list[place];
+        if (state.kinds[place] == eMarked::NOTHING) continue;
+        addValue(mark, state.kinds[place], suffix, value);
+        state.published[place].second = value;
     }
     mark.endValues();
 }
@@ -123,20 +151,21 @@ void markConfig(const std::string& configFile, const char* result) {
     mark.text("result", result);
     mark.beginValues("values");
     for (const auto& [key, value] : plainConfigValues(configFile))
-        mark.text(key.c_str(), value);
+        mark.text(key, value);
     mark.endValues();
 }
 
 void markPublished(const cStatusLines& lines) {
-    if (isRecording()) markChanges(lines, g_recordingMarksState.published);
+    if (isRecording()) markChanges(lines);
 }
 
 void markAllPublished() {
-    if (!isRecording() || g_recordingMarksState.published.empty()) return;
+    const sRecordingMarksState& state = g_recordingMarksState;
+    if (!isRecording() || state.published.empty()) return;
     cRecordMark mark("published");
     mark.beginValues("values");
-    for (const auto& [suffix, value] : g_recordingMarksState.published)
-        addValue(mark, suffix, value);
+    for (size_t i = 0; i < state.published.size(); ++i)
+        addValue(mark, state.kinds[i], state.published[i].first, state.published[i].second);
     mark.endValues();
 }
 

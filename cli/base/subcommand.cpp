@@ -2,12 +2,20 @@
 
 #include <CLI/CLI.hpp>
 
+#include "cli/base/printable_text.h"
+
 namespace {
 
 template <typename tValue>
 cCommandOption addOption(CLI::App* app, const std::string& names, tValue& value,
                          const std::string& help, const std::string& type) {
     return cCommandOption(app->add_option(names, value, help)->type_name(type));
+}
+
+std::string fileNameError(const std::string& path) {
+    const std::string name = path.substr(path.rfind('/') + 1);
+    const bool isFolder = name.empty() || name == "." || name == "..";
+    return isFolder ? "'" + printableLine(path) + "' is not the name of a file" : "";
 }
 
 }  // namespace
@@ -31,6 +39,11 @@ cCommandOption cCommandOption::notNegative() const {
 
 cCommandOption cCommandOption::oneOf(const std::vector<std::string>& words) const {
     m_option->check(CLI::IsMember(words).description(""));
+    return *this;
+}
+
+cCommandOption cCommandOption::fileName() const {
+    m_option->check(fileNameError);
     return *this;
 }
 

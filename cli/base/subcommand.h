@@ -19,6 +19,8 @@ class cCommandOption {
     cCommandOption range(unsigned least, unsigned most) const;
     cCommandOption notNegative() const;
     cCommandOption oneOf(const std::vector<std::string>& words) const;
+    // Not empty, and not the name of a folder.
+    cCommandOption fileName() const;
     cCommandOption excludes(const cCommandOption& other) const;
 
   private:

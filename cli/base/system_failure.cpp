@@ -5,13 +5,13 @@
 
 namespace {
 
-struct sRow {
+struct sErrnoRow {
     int error;
     eExitStatus status;
     const char* mend;
 };
 
-const sRow ROWS[] = {
+const sErrnoRow ERRNO_ROWS[] = {
     {EACCES, eExitStatus::NOT_PERMITTED, "; run it as root, for example with sudo"},
     {EPERM, eExitStatus::NOT_PERMITTED, "; run it as root, for example with sudo"},
     {ENOSPC, eExitStatus::FAILED, "; free some space there"},
@@ -23,7 +23,7 @@ const sRow ROWS[] = {
 
 cFailure systemFailure(const std::string& cannot, int error) {
     const std::string line = "cannot " + cannot + ": " + strerror(error);
-    for (const sRow& row : ROWS)
+    for (const sErrnoRow& row : ERRNO_ROWS)
         if (row.error == error) return {row.status, line + row.mend};
     return {eExitStatus::FAILED, line};
 }

@@ -105,7 +105,7 @@ void addConfigCommand(const cSubcommand& app, sCliContext& context) {
     config.footer("Example:\n  cellslot config check");
     const cSubcommand command = config.add("check", "Show how the daemon reads the file.");
     const auto options = std::make_shared<sConfigOptions>();
-    command.option("FILE", options->file, "the file to check [the slot's own]");
+    command.option("FILE", options->file, "the file to check [the slot's own]").fileName();
     command.flag("-q,--quiet", options->quiet, "show only findings");
     addSlotOption(command, options->slot);
     command.footer(

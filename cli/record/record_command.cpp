@@ -217,7 +217,7 @@ void addRecordCommand(const cSubcommand& app, sCliContext& context) {
     const auto options = std::make_shared<sRecordOptions>();
     const cSubcommand command = addAction(
         record, "save", "Copy the recording to a file; it goes on.", options, context, save);
-    command.option("FILE", options->file, "where to").required();
+    command.option("FILE", options->file, "where to").required().fileName();
     command.footer("Example:\n  cellslot record save /tmp/pump7.jsonl");
     record.footer(
         "The daemon records into /var/log/cellslot. cellslotd --record-always does so at\n"

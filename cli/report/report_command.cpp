@@ -196,7 +196,7 @@ void run(sCliContext& context, tCommandRunner runner, const sReportOptions& opti
 void addReportCommand(const cSubcommand& app, sCliContext& context, tCommandRunner runner) {
     const cSubcommand command = app.add("report", "Write one archive for a support case.");
     const auto options = std::make_shared<sReportOptions>();
-    command.option("FILE", options->file, "the tar archive to write").required();
+    command.option("FILE", options->file, "the tar archive to write").required().fileName();
     addSlotOption(command, options->slot, "only this slot [all slots in use]");
     command.flag("--with-identities", options->withIdentities,
                  "keep identities and messages outside recordings");

@@ -1,6 +1,7 @@
 """A client for MQTT 3.1.1 over TLS, as much as a simulated gateway needs: one connection that publishes and
 subscribes with QoS 1."""
 
+import select
 import socket
 import ssl
 import struct
@@ -37,7 +38,10 @@ class Client:
         context.load_cert_chain(files["--cert"], files["--key"])
         plain = socket.create_connection(("localhost", port), LIMIT_S)
         self.socket = context.wrap_socket(plain, server_hostname="localhost")
-        self.received, self.number, self.writing = received, 0, threading.Lock()
+        self.socket.setblocking(False)
+        # Two threads use the connection, and TLS takes one at a time.
+        self.received, self.number, self.using = received, 0, threading.Lock()
+        self.writing = threading.Lock()
         self.answers, self.news = {}, threading.Condition()
         self.ended = False
         body = text("MQTT") + bytes([4, 0 if keepsSession else 2, 1, 44]) + text(identifier)
@@ -81,12 +85,28 @@ class Client:
 
     def _send(self, data):
         with self.writing:
-            self.socket.sendall(data)
+            while data:
+                with self.using:
+                    try:
+                        data = data[self.socket.send(data):]
+                        continue
+                    except (ssl.SSLWantReadError, ssl.SSLWantWriteError):
+                        pass
+                select.select([], [self.socket], [], LIMIT_S)
+
+    def _some(self, count):
+        while True:
+            with self.using:
+                try:
+                    return self.socket.recv(count)
+                except (ssl.SSLWantReadError, ssl.SSLWantWriteError):
+                    pass
+            select.select([self.socket], [], [], LIMIT_S)
 
     def _exactly(self, count):
         data = b""
         while len(data) < count:
-            more = self.socket.recv(count - len(data))
+            more = self._some(count - len(data))
             if not more:
                 raise ConnectionError("the broker ended the connection")
             data += more

@@ -20,7 +20,7 @@ def shown(*words):
 
 
 def options(command):
-    return set(re.findall(r"(--[a-z-]+)", "".join(re.findall(r"(?m)^  (-.*?)  ", shown(command, "--help")))))
+    return set(re.findall(r"(--[a-z-]+)", " ".join(re.findall(r"(?m)^  (-.*?)  ", shown(command, "--help")))))
 
 
 class Contents(ContentsCase, unittest.TestCase):

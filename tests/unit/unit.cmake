@@ -98,7 +98,9 @@ target_link_options(main_tests PRIVATE LINKER:--wrap=clock_nanosleep)
 
 cellslot_add_unit_tests(recording
     LIBS cellslot_recording cellslot_platform
-    SOURCES unit/recording/hidden_exchange_test.cpp unit/recording/line_names_test.cpp
+    SOURCES unit/recording/hidden_exchange_identities_test.cpp
+            unit/recording/hidden_exchange_secrets_test.cpp unit/recording/hidden_exchange_test.cpp
+            unit/recording/known_exchanges_test.cpp unit/recording/line_names_test.cpp
             unit/recording/pdu_stand_in_test.cpp
             unit/recording/ring_file_test.cpp unit/platform/sms_pdu/support.cpp
             unit/platform/sms_pdu/examples.cpp support/recording_text.cpp)

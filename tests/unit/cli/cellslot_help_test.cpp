@@ -61,7 +61,9 @@ TEST(CliHelp, OfEveryCommand_FitsOnAScreen) {
         EXPECT_LE(lines, LINES_MAX) << title(command);
         EXPECT_NE(std::string::npos, run.out.find("Usage: cellslot")) << run.out;
         const size_t example = run.out.find("Example");
-        EXPECT_NE(std::string::npos, run.out.find("\n  cellslot ", example)) << run.out;
+        ASSERT_NE(std::string::npos, example) << run.out;
+        EXPECT_NE(std::string::npos, run.out.find(" cellslot ", run.out.find(':', example)))
+            << run.out;
     }
 }
 

@@ -295,6 +295,13 @@ TEST_F(RecordCommand, SaveWithoutARecording_FailsAndLeavesTheFile) {
     EXPECT_EQ(text("/tmp/saved.jsonl"), "mine");
 }
 
+TEST_F(RecordCommand, SaveWithoutAName_IsAUsageErrorThatSaysSo) {
+    host.file(CURRENT, HEADER);
+    const sCommandRun run = record({"save", ""});
+    EXPECT_EQ(run.status, eExitStatus::USAGE);
+    EXPECT_NE(run.err.find("'' is not the name of a file"), std::string::npos) << run.err;
+}
+
 TEST_F(RecordCommand, SaveIntoAFolderThatIsMissing_Fails) {
     host.file(CURRENT, HEADER);
     const std::string saved = host.places.at("/tmp/no-such/saved.jsonl");

@@ -234,6 +234,8 @@ TEST_F(ReportCommand, ArchiveThatCannotBeWritten_FailsAndSaysWhy) {
     EXPECT_EQ(run.status, eExitStatus::FAILED);
     EXPECT_NE(run.err.find("does not exist; create it"), std::string::npos) << run.err;
     EXPECT_EQ(run.out.find("written to"), std::string::npos) << run.out;
+    // What would be in it is listed before it is written.
+    EXPECT_EQ(run.out.find("  versions, "), 0U) << run.out;
 }
 
 TEST_F(ReportCommand, InvalidCommandLine_IsAUsageError) {
@@ -241,6 +243,16 @@ TEST_F(ReportCommand, InvalidCommandLine_IsAUsageError) {
     EXPECT_EQ(report({"-p", "4"}).status, eExitStatus::USAGE);
     EXPECT_EQ(report({"more"}).status, eExitStatus::USAGE);
     EXPECT_FALSE(host.places.have("/tmp/report.tar"));
+}
+
+TEST_F(ReportCommand, ArchiveWithoutAName_IsAUsageErrorThatSaysSo) {
+    for (const std::string name : {"", "/tmp/", "..", "/tmp/."}) {
+        const sCommandRun run = runOn(host, {"report", name.c_str()});
+        EXPECT_EQ(run.status, eExitStatus::USAGE) << name;
+        EXPECT_EQ(run.out, "");
+        EXPECT_NE(run.err.find("'" + name + "' is not the name of a file"), std::string::npos)
+            << run.err;
+    }
 }
 
 TEST_F(ReportCommand, AnotherUser_IsNotPermitted) {
