@@ -1,6 +1,7 @@
 #include "agent/agent.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cli/status/slot_report.h"
 #include "mqtt/messages.h"
@@ -220,6 +221,35 @@ void cAgent::look(const sAgentClock& clock) {
     }
 }
 
+bool cAgent::mayHaveMessages() {
+    std::string counts;
+    for (const auto& [slot, watch] : m_slots)
+        counts += watch.report().file.record.text(STATUS_SMS_RECV) + " ";
+    const bool isNew = counts != std::exchange(m_messageCounts, counts);
+    return std::exchange(m_areMessagesDue, false) || isNew;
+}
+
+void cAgent::takeMessages(const std::vector<sFoundMessage>& messages, const sAgentClock& clock) {
+    const std::set<std::string>& known = m_store.textMessages();
+    sStoreChange change;
+    change.textMessages.emplace();
+    for (const sFoundMessage& message : messages) {
+        change.textMessages->insert(message.key);
+        if (known.count(message.key) != 0) continue;
+        // All slots share the messages.
+        change.messages.push_back({eWaiting::SMS,
+                                   m_slots.empty() ? FIRST_SLOT : m_slots.begin()->first,
+                                   [message, clock](const sMessageId& id) {
+                                       return textMessageText({id, clock.wall, message.from,
+                                                               message.text, message.received});
+                                   }});
+    }
+    if (*change.textMessages == known) return;
+    std::string error;
+    if (!m_store.commit(change, error)) m_log(error);
+    sendWaiting();
+}
+
 void cAgent::sendStatuses(const sAgentClock& clock) {
     for (auto& [slot, watch] : m_slots) {
         if (!m_broker.isUp()) return;
@@ -240,6 +270,7 @@ long long cAgent::work(const sAgentClock& clock) {
     }
     if (clock.runS >= m_nextAliveS) {
         keepSamples();
+        m_areMessagesDue = true;
         m_store.forgetCommands(clock.wall);
         sayAlive(clock);
     }

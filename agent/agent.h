@@ -11,6 +11,7 @@
 #include "agent/broker.h"
 #include "agent/command_desk.h"
 #include "agent/slot_watch.h"
+#include "agent/text_messages.h"
 #include "mqtt/topics.h"
 
 // What the agent sends, and when; it knows no connections and no processes.
@@ -48,6 +49,9 @@ class cAgent {
     // As of the last look.
     const sSlotReport& report(int slot) { return watchOf(slot).report(); }
     void addEvent(int slot, const sEvent& event);
+    // Whether there may be new text messages, since the last call.
+    bool mayHaveMessages();
+    void takeMessages(const std::vector<sFoundMessage>& messages, const sAgentClock& clock);
     // Puts what has happened into the store, and sends what waits there.
     void settle();
 
@@ -79,6 +83,9 @@ class cAgent {
     std::vector<sDraft> m_samples;
     std::map<int, sSent> m_sent;
     std::string m_storeError;
+    // Received messages as the daemons count them; another number means that there is a new one.
+    std::string m_messageCounts;
+    bool m_areMessagesDue = true;
     long long m_nextLookS = 0;
     long long m_nextAliveS = 0;
 };

@@ -26,6 +26,7 @@ constexpr mode_t FILE_MODE = 0600;
 constexpr char MESSAGE_KEY = 'm';
 constexpr char COMMAND_KEY = 'c';
 constexpr const char* GENERAL_KEY = "g";
+constexpr const char* TEXT_MESSAGES_KEY = "t";
 
 using tJson = nlohmann::json;
 
@@ -199,6 +200,10 @@ int cAgentStore::loadEntry(const std::string& key, const std::string& value) {
         m_commands[key.substr(1)] = readCommand(value);
         return 0;
     }
+    if (key == TEXT_MESSAGES_KEY) {
+        m_textMessages = tJson::parse(value).get<std::set<std::string>>();
+        return 0;
+    }
     if (key != GENERAL_KEY) return MDB_CORRUPTED;
     const tJson json = tJson::parse(value);
     m_stream = json.at("stream").get<std::string>();
@@ -214,6 +219,7 @@ int cAgentStore::load() {
     m_stream.clear();
     m_index.clear();
     m_commands.clear();
+    m_textMessages.clear();
     m_wasInterrupted = false;
     int entries = 0;
     cTransaction transaction(m_environment, MDB_RDONLY, m_database);
@@ -296,6 +302,7 @@ int cAgentStore::write(const sStoreChange& change, bool isEnd) {
         transaction.remove(COMMAND_KEY + id);
     for (const auto& [id, command] : change.commands)
         transaction.put(COMMAND_KEY + id, commandValue(command));
+    if (change.textMessages) transaction.put(TEXT_MESSAGES_KEY, tJson(*change.textMessages).dump());
     transaction.put(GENERAL_KEY, tJson{{"stream", m_stream},
                                        {"last", last},
                                        {"dropped", {dropped.first, dropped.last, dropped.count}},
@@ -310,6 +317,7 @@ int cAgentStore::write(const sStoreChange& change, bool isEnd) {
     m_dropped = dropped;
     m_delivered.clear();
     m_forgotten.clear();
+    if (change.textMessages) m_textMessages = *change.textMessages;
     for (const auto& [id, command] : change.commands)
         m_commands[id] = command;
     return 0;

@@ -59,6 +59,8 @@ struct sStoreChange {
     std::vector<sDraft> messages;
     std::map<std::string, sKnownCommand> commands;
     bool isDroppedReported = false;  // a message of this change reports what was dropped
+    // The received text messages that are among the messages, or were before.
+    std::optional<std::set<std::string>> textMessages = std::nullopt;
     bool empty() const { return messages.empty() && commands.empty(); }
 };
 
@@ -103,6 +105,7 @@ class cAgentStore {
     const std::map<std::string, sKnownCommand>& commands() const { return m_commands; }
     // The latest deadline of the commands that were forgotten.
     time_t forgottenUntil() const { return m_forgottenUntil; }
+    const std::set<std::string>& textMessages() const { return m_textMessages; }
     // Forgets the ended commands whose deadline has passed; with the next commit.
     void forgetCommands(time_t now);
 
@@ -136,6 +139,7 @@ class cAgentStore {
     bool m_wasInterrupted = false;
     std::map<uint64_t, sIndex> m_index;
     std::map<std::string, sKnownCommand> m_commands;
+    std::set<std::string> m_textMessages;
 
     std::set<uint64_t> m_onTheWay;
     std::set<uint64_t> m_delivered;        // to be removed from the disk

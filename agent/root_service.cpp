@@ -10,6 +10,7 @@
 #include "agent/change_host.h"
 #include "agent/execution.h"
 #include "agent/permission.h"
+#include "agent/text_messages.h"
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
 #include "platform/files/file_descriptor.h"
@@ -49,6 +50,15 @@ sRootAnswer confirmChange(const sPlaces& places, const std::string& program,
     return answer;
 }
 
+sRootAnswer listMessages(const sPlaces& places, const std::string&, const std::string&) {
+    if (!readAgentConfig(places).sendsMessages)
+        return refused("RECEIVED_SMS in " + std::string(AGENT_CONFIG_FILE) + " is not yes");
+    sRootAnswer answer;
+    answer.outcome.status = eResult::DONE;
+    answer.outcome.output = foundMessagesJson(places);
+    return answer;
+}
+
 struct sRequestForm {
     const char* name;
     sRootAnswer (*answer)(const sPlaces& places, const std::string& program,
@@ -58,6 +68,7 @@ struct sRequestForm {
 constexpr sRequestForm REQUESTS[] = {
     {REQUEST_EXECUTE, executeCommand},
     {REQUEST_CONFIRM, confirmChange},
+    {REQUEST_MESSAGES, listMessages},
 };
 
 // Up to the first line end, or to the end of the input.

@@ -13,6 +13,7 @@
 #include "agent/agent_store.h"
 #include "agent/change_watch.h"
 #include "agent/root_link.h"
+#include "agent/working_memory.h"
 #include "cli/base/end_signals.h"
 #include "cli/base/failure.h"
 #include "include/service_manager.h"
@@ -24,6 +25,8 @@ namespace {
 
 // The broker gets so long to take the last words.
 constexpr int64_t LAST_WORDS_MS = 3000;
+// After something has changed; the messages that follow it have been sent then.
+constexpr int64_t SETTLED_MS = 30'000;
 constexpr int CONFIG_LOOK_S = 60;
 constexpr int ALIVE_EVERY_S = 20;
 
@@ -62,7 +65,8 @@ class cService final : public iBroker {
                   [this](int messageId) { noteAcknowledged(messageId); },
                   [this](int, bool isGranted) { noteSubscribed(isGranted); },
                   [this] { return m_agent.lastWill(readClock()); }},
-                 places) {
+                 places),
+          m_sendsMessages(config.sendsMessages) {
         m_state.gateway = config.gateway;
     }
 
@@ -83,7 +87,9 @@ class cService final : public iBroker {
             const long long nextS = m_agent.work(readClock());
             startCommand();
             followChange();
+            fetchMessages();
             noteState();
+            tidy();
             m_dueMs = monotonicMs() + nextS * 1000;
             notifyAlive();
         }
@@ -92,7 +98,7 @@ class cService final : public iBroker {
     }
 
   private:
-    enum { SIGNALS, BROKER, ROOT, CONFIRMATION, EVENTS };
+    enum { SIGNALS, BROKER, ROOT, CONFIRMATION, MESSAGES, EVENTS };
 
     // Whether a signal asks for the end.
     bool waitForWork(int signals) {
@@ -100,6 +106,7 @@ class cService final : public iBroker {
         m_events[BROKER] = {m_link.fd(), m_link.events(), 0};
         m_events[ROOT] = {m_root.fd(), m_root.events(), 0};
         m_events[CONFIRMATION] = {m_confirmation.fd(), m_confirmation.events(), 0};
+        m_events[MESSAGES] = {m_messages.fd(), m_messages.events(), 0};
         const int64_t waitMs = std::min(m_dueMs, m_link.dueMs()) - monotonicMs();
         // Rounded up: a timer that wakes early would wake again and again.
         const int count =
@@ -130,6 +137,12 @@ class cService final : public iBroker {
         m_agent.down();
     }
 
+    void tidy() {
+        if (m_tidyMs == 0 || monotonicMs() < m_tidyMs) return;
+        m_tidyMs = 0;
+        giveBackMemory();
+    }
+
     // Only what has changed is written.
     void noteState() {
         m_state.pid = getpid();
@@ -140,6 +153,7 @@ class cService final : public iBroker {
         const std::string text = agentStateJson(m_state);
         if (text == m_published) return;
         m_published = text;
+        m_tidyMs = monotonicMs() + SETTLED_MS;
         publishAgentState(m_places, m_state);
     }
 
@@ -203,6 +217,21 @@ class cService final : public iBroker {
         }
     }
 
+    void fetchMessages() {
+        if (!m_sendsMessages) return;
+        if (m_messages.isOpen() && m_messages.turn(readClock().runS)) {
+            const sOutcome outcome = m_messages.takeAnswer().outcome;
+            const auto messages = parseFoundMessages(outcome.output);
+            if (outcome.status == eResult::DONE && messages)
+                m_agent.takeMessages(*messages, readClock());
+            else
+                log("no received messages: " + outcome.text);
+        }
+        if (m_messages.isOpen() || !m_agent.mayHaveMessages()) return;
+        std::string error;
+        if (!m_messages.start(m_places, REQUEST_MESSAGES, readClock().runS, error)) log(error);
+    }
+
     void askToConfirm(const std::string& id) {
         std::string error;
         if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
@@ -227,6 +256,8 @@ class cService final : public iBroker {
     cBrokerLink m_link;
     cRootLink m_root;
     cRootLink m_confirmation;  // beside a command that runs
+    cRootLink m_messages;
+    const bool m_sendsMessages;
     cChangeWatch m_change;
     sCommand m_command;  // that m_root executes
     std::string m_lastWhy;
@@ -234,6 +265,7 @@ class cService final : public iBroker {
     std::string m_published;
     pollfd m_events[EVENTS] = {};
     int64_t m_dueMs = 0;
+    int64_t m_tidyMs = 0;  // 0: nothing to give back
 };
 
 }  // namespace

@@ -20,7 +20,8 @@ eExitStatus runCellslot(int argc, const char* const* argv, sCliContext& context,
                         std::ostream& err) {
     if (const sPackageCommand* package = calledPackage(argc, argv, context.places))
         return startPackageCommand(*package, argc, argv, context.places, err);
-    CLI::App app("Show and control the cellular modems of this gateway.", "cellslot");
+    // Without a line about itself: its help has to fit on a screen of 24 lines.
+    CLI::App app("", "cellslot");
     app.set_version_flag("--version", CELLSLOT_VERSION);
     app.require_subcommand(1);
     // On one line, so that the whole help fits on a screen of 24.

@@ -50,7 +50,7 @@ ROOMS = {
     "history": ["include", "platform/include", "platform/files", "published", "cli/base", "cli/status", "observed"],
     "mqtt": ["platform/include", "published", "cli/base"],
     "agent": ["include", "platform/include", "platform/files", "platform/store", "published", "cli/base", "cli/status",
-              "observed", "mqtt"],
+              "cli/sms", "observed", "mqtt"],
     "fleet": ["platform/include", "published", "include", "cli/base", "cli/status", "mqtt"],
     "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
 }

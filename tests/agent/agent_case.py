@@ -149,6 +149,15 @@ class AgentCase(unittest.TestCase):
                           f"COMMANDS={self.commands if commands is None else commands}\n"
                           f"{self.settings if settings is None else settings}\n")
 
+    def withoutRights(self):
+        """The words that start a program as a user that may do nothing, as the unit does."""
+        for path in (STORE, RUN):
+            shutil.chown(path, "nobody", "nogroup")
+        self.broker.folder.joinpath("gateway.key").chmod(0o644)
+        pathlib.Path("/run/cellslot-agent-commands").chmod(0o666)
+        return ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", "--no-new-privs",
+                "--bounding-set=-all", "--inh-caps=-all"]
+
     def listen(self):
         operator = Operator(self.broker)
         self.addCleanup(operator.end)

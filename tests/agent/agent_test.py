@@ -3,9 +3,11 @@
 
 import os
 import random
+import subprocess
 import time
 
-from agent_case import AgentCase, runTests, waitUntil
+from agent_case import BIN, CONFIG, AgentCase, runTests, waitUntil
+from broker import makeAuthority, makeCertificate
 
 
 class Sending(AgentCase):
@@ -69,6 +71,45 @@ class Sending(AgentCase):
         self.broker.start()
         operator.waitEvent("lost")
         self.assertLedgerIsWhole(operator)
+
+    def testBrokerWithAWrongCertificate_IsNotTrustedAndTheStatusSaysWhy(self):
+        makeAuthority(self.broker.folder, "other")
+        makeCertificate(self.broker.folder, "wrong", "localhost", authority="other")
+        makeCertificate(self.broker.folder, "elsewhere", "broker.example.com")
+        for certificate in ("wrong", "elsewhere"):
+            self.broker.stop()
+            self.broker.certificate = certificate
+            self.broker.start()
+            self.agent.start()
+            self.agent.waitLog("the broker's certificate was not accepted")
+            shown = self.showStatus()
+            self.assertEqual(shown.returncode, 1, shown)
+            self.assertIn("NOT CONNECTED", shown.stdout)
+            self.assertIn("certificate was not accepted", shown.stdout)
+            self.assertNotIn("connected to", self.agent.log())
+            self.agent.kill()
+            self.agent.output.unlink()
+        self.broker.stop()
+        self.broker.certificate = "broker"
+        self.broker.start()
+        self.agent.start()
+        self.agent.waitLog("connected to")
+        waitUntil(lambda: self.showStatus().returncode == 0, lambda: self.showStatus().stdout)
+
+    def testConfigurationIsWrong_AgentWaitsAndConnectsWhenItIsRight(self):
+        good = CONFIG.read_text()
+        CONFIG.write_text(good.replace("GATEWAY=", "GATEWAY=pump 7 "))
+        self.agent.start()
+        self.agent.waitLog("line 2: GATEWAY is")
+        shown = self.showStatus()
+        self.assertIn("line 2: GATEWAY is", shown.stdout)
+        CONFIG.write_text(good)
+        self.agent.waitLog("connected to")
+
+    @staticmethod
+    def showStatus():
+        return subprocess.run([BIN / "cellslot-agent-command", "status"], capture_output=True, text=True,
+                              check=False)
 
     def testKilledAHundredTimes_NoNumberMissingNoneTwice(self):
         operator = self.listen()

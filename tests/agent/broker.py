@@ -17,7 +17,7 @@ GATEWAY = "pump7"
 # As user mosquitto it could not read the test's folder.
 CONFIG = """\
 user root
-listener {port} 127.0.0.1
+listener {port} {address}
 cafile {folder}/ca.crt
 certfile {folder}/broker.crt
 keyfile {folder}/broker.key
@@ -49,10 +49,11 @@ def makeAuthority(folder, name="ca"):
             f"{name}.key", "-out", f"{name}.crt", "-days", "2", "-subj", f"/CN={name}")
 
 
-def makeCertificate(folder, name, subject, authority="ca"):
+def makeCertificate(folder, name, subject, *others, authority="ca"):
     openssl(folder, "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-keyout",
             f"{name}.key", "-out", f"{name}.csr", "-subj", f"/CN={subject}")
-    pathlib.Path(folder, "extensions").write_text(f"subjectAltName=DNS:{subject}\n")
+    pathlib.Path(folder, "extensions").write_text(
+        "subjectAltName=" + ",".join("DNS:" + host for host in (subject, *others)) + "\n")
     openssl(folder, "x509", "-req", "-in", f"{name}.csr", "-CA", f"{authority}.crt", "-CAkey", f"{authority}.key",
             "-CAcreateserial", "-days", "2", "-extfile", "extensions", "-out", f"{name}.crt")
 
@@ -68,7 +69,7 @@ class Broker:
         self.folder = pathlib.Path(folder)
         self.folder.mkdir(parents=True)
         makeAuthority(folder)
-        makeCertificate(folder, "broker", "localhost")
+        makeCertificate(folder, "broker", "localhost", "broker")
         makeCertificate(folder, "gateway", GATEWAY)
         makeCertificate(folder, "operator", "operator")
         (self.folder / "acl").write_text(ACL)
@@ -76,9 +77,19 @@ class Broker:
         self.certificate = "broker"
         self.process = None
 
-    def start(self):
-        text = CONFIG.format(port=self.port, folder=self.folder).replace("/broker.", f"/{self.certificate}.")
+    def configure(self, address):
+        text = CONFIG.format(port=self.port, folder=self.folder, address=address).replace("/broker.", f"/{self.certificate}.")
         (self.folder / "mosquitto.conf").write_text(text)
+
+    def startWithin(self, namespace, address, fast):
+        """In a network of its own, with a clock that runs faster."""
+        self.configure(address)
+        self.process = subprocess.Popen(
+            ["ip", "netns", "exec", namespace, "faketime", "-f", f"+0 x{fast}", "mosquitto", "-c",
+             self.folder / "mosquitto.conf"], stderr=subprocess.PIPE, text=True)
+
+    def start(self):
+        self.configure("127.0.0.1")
         self.process = subprocess.Popen(["mosquitto", "-c", self.folder / "mosquitto.conf"],
                                         stderr=subprocess.PIPE, text=True)
         waitUntil(self.isListening, lambda: "mosquitto does not listen")

@@ -141,6 +141,22 @@ class Allowed(CommandCase):
         self.assertEqual(self.operator.waitResult(command)["status"], "done")
 
 
+class ReceivedMessages(CommandCase):
+    settings = "RECEIVED_SMS=yes"
+
+    def testMessage_ComesOnceAlsoOverAKill(self):
+        mark = self.operator.mark()
+        self.slot.order(op="inject-sms", text="Pump 3 stopped", **{"from": "+12025550123"})
+        self.operator.wait(lambda topic, message: topic.endswith("/sms") and message["text"] == "Pump 3 stopped",
+                           "message", mark)
+        self.agent.kill()
+        self.agent.start()
+        self.operator.waitEvent("agent", self.operator.mark())
+        self.slot.waitRenewed()
+        messages = {message["id"] for topic, message in self.operator.all if topic.endswith("/sms")}
+        self.assertEqual(len(messages), 1)
+
+
 class Hostile(CommandCase):
     commands = "reload"
 

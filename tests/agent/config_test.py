@@ -5,9 +5,10 @@ comes back, whatever is killed meanwhile."""
 import os
 import pathlib
 import random
+import shutil
 import time
 
-from agent_case import CHANGES, AgentCase, Changer, runTests, waitUntil
+from agent_case import CHANGES, STORE, AgentCase, Changer, runTests, waitUntil
 from gateway import CONFIG as SETTINGS
 
 FILE = pathlib.Path("/etc/vuk/cellular1.conf")
@@ -52,6 +53,18 @@ class Change(ConfigCase):
         self.assertGreater(self.agent.log().count("connected to"), connections)
         self.assertEnded(new)
         self.assertLedgerIsWhole(self.operator)
+
+    def testAgentWithoutRights_IsConfirmedToo(self):
+        self.agent.kill()
+        shutil.rmtree(STORE)
+        STORE.mkdir()
+        mark = self.operator.mark()
+        self.agent.start(*self.withoutRights())
+        self.operator.waitEvent("online", mark)
+        new = text(CM_MTU="1400")
+        result = self.operator.waitResult(self.change(new, 300))
+        self.assertEqual(result["status"], "confirmed", result)
+        self.assertEnded(new)
 
     def testDataOff_OldFileComesBack(self):
         result = self.operator.waitResult(self.change(text(CM_ENABLE_INTERFACE="no")))
