@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import pty
+import shutil
 import signal
 import subprocess
 import sys
@@ -91,6 +92,15 @@ class Shows(WithGateways):
         self.assertEqual(gateway["slots"], [{"time": said["time"], **said["slots"][0]}])
         self.assertEqual((gateway["name"], gateway["online"], gateway["state"]), ("pump-1", True, "connected"))
         self.assertEqual(gateway["availability"]["every_seconds"], 900)
+
+    def test_Metrics_AreWhatPrometheusTakes(self):
+        text = self.ask("status", "--metrics")
+        self.assertIn('cellslot_gateway_online{gateway="pump-1"} 1\n', text)
+        self.assertIn('cellslot_session_connected{gateway="pump-3",slot="1"} 1\n', text)
+        if shutil.which("promtool"):
+            result = subprocess.run(["promtool", "check", "metrics"], input=text, capture_output=True, text=True,
+                                    check=False)
+            self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
 
     def test_RemovedState_IsGone(self):
         gateway = self.gateways["pump-3"]
