@@ -302,9 +302,9 @@ class BrokerThatGoes(WithGateways):
         self.gateways["pump-1"].end()
         # It has executed the command before, and says so.
         self.gateways["pump-1"] = Gateway(self.broker, "pump-1", lambda command: {
-            "status": "repeated", "text": "was executed before", "exit": 0})
+            "status": "repeated", "text": "it was there before; what came of it: done: as asked"})
         out, err = process.communicate(timeout=LIMIT_S)
-        self.assertEqual((process.returncode, out), (0, "pump-1: repeated: was executed before\n"), err)
+        self.assertEqual((process.returncode, out), (0, "pump-1: repeated: it was there before; what came of it: done: as asked\n"), err)
 
 
 class ClusterShows(Shows):
