@@ -24,6 +24,7 @@ readonly TABLE=(
     'recording_fuzz 100 modem'
     'replay_fuzz 3000 recording'
     'history_fuzz 1500 history'
+    'fleet_fuzz 4000 -'
 )
 
 usage() {
