@@ -34,6 +34,10 @@ void status(sFleetContext& context, const sStatusOptions& options) {
         context.cli.out << fleetMetrics(chosen, now);
     else
         print(context.cli.out, fleetScreen(chosen, fleet.gateways().size(), now));
+    if (fleet.refused() > 0 && !options.json && !options.metrics)
+        context.cli.out << "Not used: " << fleet.refused()
+                        << " messages that no agent would send, or of more than "
+                        << cFleet::GATEWAYS_MAX << " gateways\n";
 }
 
 struct sShowOptions {

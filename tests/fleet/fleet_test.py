@@ -116,6 +116,7 @@ class Shows(WithGateways):
             gateway.say("slot/2/status", rubbish or "{}", retain=True)
         text = self.ask("status", "pump-2")
         self.assertNotIn("\x1b", text)
+        self.assertRegex(text, r"Not used: \d+ messages that no agent would send")
         self.assertIn("1 of 3 gateways", text)
 
     def test_Watch_ShowsChangesUntilQ(self):
