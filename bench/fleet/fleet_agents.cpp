@@ -93,6 +93,12 @@ class cAgent {
         handlers.up = [this](bool) { begin(); };
         handlers.down = [this](const std::string&) { lose(); };
         handlers.message = [this](const sIncomingMessage& message) { obey(message.payload); };
+        // A busy cluster refuses a subscription now and then.
+        handlers.subscribed = [this](int, bool isGranted) {
+            if (isGranted) return;
+            fprintf(stderr, "%s: its subscription was refused\n", m_name.c_str());
+            m_link.renew();
+        };
         handlers.acknowledged = [this](int id) { acknowledge(id); };
         handlers.lastWill = [] {
             sAvailability will;
