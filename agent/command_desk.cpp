@@ -111,13 +111,7 @@ sOutcome cCommandDesk::judge(const sParsedCommand& parsed, const sAgentClock& cl
 void cCommandDesk::answerAgain(const sCommand& command, const sKnownCommand& known,
                                const sAgentClock& clock) {
     if (known.state != eCommandState::ENDED) return log(command, "came again; it is not ended yet");
-    say(command,
-        {eResult::REPEATED,
-         "it was there before; what came of it: " + known.outcome,
-         {},
-         "",
-         false},
-        clock);
+    say(command, {eResult::REPEATED, REPEATED_BEGINS + known.outcome, {}, "", false}, clock);
 }
 
 void cCommandDesk::take(const std::string& text, const sAgentClock& clock) {

@@ -1,13 +1,16 @@
 #include "fleet/answers.h"
 
 #include "cli/base/printable_text.h"
+#include "platform/include/text_helpers.h"
 
 namespace {
 
-// Executed before, and what came of it: after a line that broke, we ask again.
+// We ask again while no answer comes: it may have been executed, and only the answer was lost.
 bool isGood(const sResult& result) {
-    if (result.status == eResult::REPEATED) return result.exit && *result.exit == 0;
-    return isSuccess(result.status);
+    if (result.status != eResult::REPEATED) return isSuccess(result.status);
+    for (const eResult former : {eResult::DONE, eResult::CONFIRMED})
+        if (startsWith(result.text, std::string(REPEATED_BEGINS) + resultWord(former))) return true;
+    return false;
 }
 
 }  // namespace

@@ -22,8 +22,15 @@ cCampaign::cCampaign(sSetup setup, tPublish publish, tAnswered answered)
 
 void cCampaign::turn(time_t now) {
     if (!m_waves.out().empty() && now > m_giveUp) giveUp();
+    if (!m_waves.out().empty() && now >= m_again && now < m_deadline) {
+        sendAgain();
+        m_pauseS *= 2;
+        m_again = now + m_pauseS;
+    }
     const std::vector<std::string> wave = m_waves.next();
     if (wave.empty()) return;
+    m_pauseS = PATIENCE_S;
+    m_again = now + m_pauseS;
     m_deadline = now + std::min(m_setup.waitS, DEADLINE_MAX_S - GRACE_S);
     m_giveUp = m_deadline + GRACE_S + 2 * confirmTime(m_setup.commands);
     for (const std::string& gateway : wave) {

@@ -31,6 +31,10 @@ class cCampaign {
     // After the connection was lost: what was sent may not have arrived, nor its answer.
     void sendAgain();
 
+    // A cluster of brokers that changes its leader may lose a message. So each is asked again after
+    // this time without an answer, then after twice as long, and so on.
+    static constexpr time_t PATIENCE_S = 30;
+
     cWaves& waves() { return m_waves; }
     const cWaves& waves() const { return m_waves; }
     time_t deadline() const { return m_deadline; }
@@ -49,6 +53,8 @@ class cCampaign {
     cAnswers m_answers;
     time_t m_deadline = 0;  // of the wave that is out
     time_t m_giveUp = 0;
+    time_t m_pauseS = PATIENCE_S;
+    time_t m_again = 0;  // when those without an answer are asked again
 };
 
 // The status of an answer that never came.

@@ -7,6 +7,7 @@
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
 #include "fleet/fleet_json.h"
+#include "fleet/fleet_metrics.h"
 #include "fleet/fleet_screen.h"
 
 namespace {
@@ -14,6 +15,7 @@ namespace {
 struct sStatusOptions {
     sFilter filter;
     bool json = false;
+    bool metrics = false;
 };
 
 void print(std::ostream& out, const tLines& lines) {
@@ -28,8 +30,14 @@ void status(sFleetContext& context, const sStatusOptions& options) {
     const std::vector<sJudgement> chosen = filtered(options.filter, judgeAll(fleet, now));
     if (options.json)
         context.cli.out << fleetJson(chosen) << "\n";
+    else if (options.metrics)
+        context.cli.out << fleetMetrics(chosen, now);
     else
         print(context.cli.out, fleetScreen(chosen, fleet.gateways().size(), now));
+    if (fleet.refused() > 0 && !options.json && !options.metrics)
+        context.cli.out << "Not used: " << fleet.refused()
+                        << " messages that no agent would send, or of more than "
+                        << cFleet::GATEWAYS_MAX << " gateways\n";
 }
 
 struct sShowOptions {
@@ -60,7 +68,9 @@ void addStatusCommand(const cSubcommand& app, sFleetContext& context) {
         app.add("status", "Show all gateways, the worst first, and what is wrong with them.");
     command.words("GATEWAY", options->filter.names, "only these; with * ? [...] [all]");
     addFilterOptions(command, options->filter);
-    command.flag("--json", options->json, "everything that is known, as JSON");
+    const cCommandOption json =
+        command.flag("--json", options->json, "everything that is known, as JSON");
+    command.flag("--metrics", options->metrics, "for Prometheus").excludes(json);
     addBrokerOptions(command, context);
     command.footer(
         "Examples:\n"

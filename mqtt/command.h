@@ -74,6 +74,8 @@ enum class eResult {
     ROLLED_BACK   // config: the old file is in force again
 };
 const char* resultWord(eResult result);
+// How the text of REPEATED begins; the former result's word follows.
+constexpr const char* REPEATED_BEGINS = "it was there before; what came of it: ";
 inline bool isFinal(eResult result) {
     return result != eResult::STARTED;
 }

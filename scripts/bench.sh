@@ -18,6 +18,7 @@ Usage: bench.sh [--quick] [--goals] [--out DIR]
        bench.sh --flash [--quick]
        bench.sh --replay
        bench.sh --instructions | --renew-instructions
+       bench.sh --fleet [--counts N,N...] [--brokers mosquitto,cluster] | --fleet --desk N
        bench.sh --peers [OPTION]...
   --quick                short runs: about half the time
   --goals                only what has a goal, each with "met" or "NOT MET": about eight minutes
@@ -26,6 +27,8 @@ Usage: bench.sh [--quick] [--goals] [--out DIR]
   --out DIR              folder of the results (build/bench/results)
   --instructions         only compare the instruction counts of the fixed workloads
   --renew-instructions   record the counts of this build as the new ones
+  --fleet                2,000 simulated agents at mosquitto and at a cluster of three nodes, with curves:
+                         about fifteen minutes; --desk: how long cellslot-fleet takes with N gateways
   --peers                installs Debian's ModemManager, gammu-smsd and smstools, without their services,
                          and measures each and the daemon in turn, which takes an hour. Options:
                          --idle SECONDS (600, scaled to an hour), --starts N, --messages N, --unplugs N,
@@ -102,6 +105,13 @@ peers() { # OPTION...
     inNamespace python3 bench/peers/peers.py --out "$BENCH/results/peers.json" "$@"
 }
 
+fleet() { # OPTION...
+    build cellslot-fleet fleet_agents
+    mkdir -p "$BENCH/results"
+    inNamespace python3 bench/fleet/fleet.py --bin "$BUILD/bin" --keys "$BENCH/fleet-keys" \
+        --out "$BENCH/results/fleet.json" "$@"
+}
+
 main() {
     local out=$BENCH/results quick=no goals=no what=measure
     while (($#)); do
@@ -122,6 +132,13 @@ main() {
         --renew-instructions)
             scripts/setup.sh --test
             instructions --renew
+            return
+            ;;
+        --fleet)
+            shift
+            scripts/setup.sh --test
+            scripts/setup_mqtt.sh --test
+            fleet "$@"
             return
             ;;
         --peers)

@@ -25,6 +25,7 @@ readonly TABLE=(
     'replay_fuzz 3000 recording'
     'history_fuzz 1500 history'
     'agent_command_fuzz 2000 command'
+    'fleet_fuzz 4000 -'
 )
 
 usage() {

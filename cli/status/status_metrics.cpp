@@ -12,6 +12,7 @@ namespace {
 struct sSlotMetrics {
     const sSlotReport& report;
     const sSignalReading signal;
+    const std::string gateway;  // its label; may be empty
 };
 
 using tValue = std::optional<double>;
@@ -35,14 +36,8 @@ bool textIs(tSlot slot, const sStatusKey& key, const char* text) {
     return slot.report.file.record.text(key) == text;
 }
 
-// Label values: backslash, quote and line feed escaped, always valid UTF-8.
 std::string label(const std::string& name, const std::string& value) {
-    std::string escaped;
-    for (const char character : printableLine(value)) {
-        if (character == '\\' || character == '"') escaped += '\\';
-        escaped += character;
-    }
-    return "," + name + "=\"" + escaped + "\"";
+    return "," + metricLabel(name, value);
 }
 
 std::string recordLabel(tSlot slot, const char* name, const sStatusKey& key) {
@@ -131,8 +126,8 @@ std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& s
         if (family.needsRecord && !slot.report.isGood()) continue;
         const tValue value = family.value(slot);
         if (!value) continue;
-        const std::string labels =
-            "slot=\"" + itos(slot.report.slot) + "\"" + (family.labels ? family.labels(slot) : "");
+        const std::string labels = slot.gateway + "slot=\"" + itos(slot.report.slot) + "\"" +
+                                   (family.labels ? family.labels(slot) : "");
         series += std::string(family.name) + "{" + labels + "} " + shortNumber(*value) + "\n";
     }
     if (series.empty()) return "";
@@ -143,11 +138,22 @@ std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& s
 
 }  // namespace
 
-std::string statusMetrics(const std::vector<sSlotReport>& reports) {
+std::string metricLabel(const std::string& name, const std::string& value) {
+    std::string escaped;
+    for (const char character : printableLine(value)) {
+        if (character == '\\' || character == '"') escaped += '\\';
+        escaped += character;
+    }
+    return name + "=\"" + escaped + "\"";
+}
+
+std::string statusMetrics(const std::vector<sSlotReport>& reports,
+                          const std::vector<std::string>& gateways) {
     std::vector<sSlotMetrics> slots;
     slots.reserve(reports.size());
-    for (const sSlotReport& report : reports)
-        slots.push_back({report, readSignal(report.file.record)});
+    for (size_t i = 0; i < reports.size(); ++i)
+        slots.push_back({reports[i], readSignal(reports[i].file.record),
+                         gateways.empty() ? "" : metricLabel("gateway", gateways[i]) + ","});
     std::string text;
     for (const sFamily& family : FAMILIES)
         text += familyText(family, slots);

@@ -47,8 +47,8 @@ def run(*words, **options):
 class Keys:
     """The folder that contrib/keys.sh fills."""
 
-    def __init__(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="keys."))
+    def __init__(self, folder=None):
+        self.folder = pathlib.Path(folder or tempfile.mkdtemp(prefix="keys."))
         self.make("broker", "localhost", "127.0.0.1", "::1")
         self.make("operator", "operator", "monitoring")
 

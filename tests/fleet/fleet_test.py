@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import pty
+import shutil
 import signal
 import subprocess
 import sys
@@ -92,6 +93,15 @@ class Shows(WithGateways):
         self.assertEqual((gateway["name"], gateway["online"], gateway["state"]), ("pump-1", True, "connected"))
         self.assertEqual(gateway["availability"]["every_seconds"], 900)
 
+    def test_Metrics_AreWhatPrometheusTakes(self):
+        text = self.ask("status", "--metrics")
+        self.assertIn('cellslot_gateway_online{gateway="pump-1"} 1\n', text)
+        self.assertIn('cellslot_session_connected{gateway="pump-3",slot="1"} 1\n', text)
+        if shutil.which("promtool"):
+            result = subprocess.run(["promtool", "check", "metrics"], input=text, capture_output=True, text=True,
+                                    check=False)
+            self.assertEqual((result.returncode, result.stdout + result.stderr), (0, ""))
+
     def test_RemovedState_IsGone(self):
         gateway = self.gateways["pump-3"]
         for topic in ("availability", "slot/1/status"):
@@ -106,6 +116,7 @@ class Shows(WithGateways):
             gateway.say("slot/2/status", rubbish or "{}", retain=True)
         text = self.ask("status", "pump-2")
         self.assertNotIn("\x1b", text)
+        self.assertRegex(text, r"Not used: \d+ messages that no agent would send")
         self.assertIn("1 of 3 gateways", text)
 
     def test_Watch_ShowsChangesUntilQ(self):
@@ -292,9 +303,9 @@ class BrokerThatGoes(WithGateways):
         self.gateways["pump-1"].end()
         # It has executed the command before, and says so.
         self.gateways["pump-1"] = Gateway(self.broker, "pump-1", lambda command: {
-            "status": "repeated", "text": "was executed before", "exit": 0})
+            "status": "repeated", "text": "it was there before; what came of it: done: as asked"})
         out, err = process.communicate(timeout=LIMIT_S)
-        self.assertEqual((process.returncode, out), (0, "pump-1: repeated: was executed before\n"), err)
+        self.assertEqual((process.returncode, out), (0, "pump-1: repeated: it was there before; what came of it: done: as asked\n"), err)
 
 
 class ClusterShows(Shows):

@@ -265,7 +265,8 @@ if(TARGET cellslot_fleet)
         LIBS cellslot_fleet nlohmann_json::nlohmann_json
         SOURCES unit/cli/fixture.cpp unit/fleet/campaign_test.cpp unit/fleet/event_lines_test.cpp
                 unit/fleet/filter_test.cpp unit/fleet/fleet_config_test.cpp
-                unit/fleet/fleet_json_test.cpp unit/fleet/fleet_model_test.cpp
+                unit/fleet/fleet_json_test.cpp unit/fleet/fleet_metrics_test.cpp
+                unit/fleet/fleet_model_test.cpp
                 unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_watch_test.cpp
                 unit/fleet/gateway_test.cpp unit/fleet/judgement_test.cpp
                 unit/fleet/made_fleet.cpp unit/fleet/order_test.cpp unit/fleet/slot_view_test.cpp

@@ -96,7 +96,7 @@ TEST_F(Campaign, Silence_IsGivenUpAfterTheDeadline) {
     campaign->turn(NOW + 601 + cCampaign::GRACE_S);
     EXPECT_EQ(answers.size(), 2u);
     EXPECT_EQ(answers[0].text.substr(0, 9), NO_ANSWER);
-    EXPECT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent.back(), "cellslot/1/c/command");
 }
 
 TEST_F(Campaign, Configuration_MayTakeItsTimeToConfirm) {
@@ -117,9 +117,32 @@ TEST_F(Campaign, AfterALostLine_TheSameIsSentAgain) {
     ASSERT_EQ(commands.size(), 3u);
     EXPECT_EQ(commands[2], commands[1]);
     sResult repeated = resultOf("b", eResult::REPEATED);
-    repeated.exit = 0;
+    repeated.text = std::string(REPEATED_BEGINS) + "done: as asked";
     take("b", repeated);
     EXPECT_EQ(campaign->waves().succeeded(), 2u);
+}
+
+TEST_F(Campaign, RepeatedFailure_IsAFailure) {
+    start();
+    sResult repeated = resultOf("b", eResult::REPEATED);
+    repeated.text = std::string(REPEATED_BEGINS) + "failed: no modem";
+    take("b", repeated);
+    EXPECT_EQ(campaign->waves().failed(), 1u);
+}
+
+TEST_F(Campaign, NoAnswer_TheSameIsAskedAgainAfterGrowingPauses) {
+    start();
+    take("a", resultOf("a"));
+    std::vector<time_t> times;
+    for (time_t passed = 0; passed <= 660; ++passed) {
+        const size_t before = sent.size();
+        campaign->turn(NOW + passed);
+        if (sent.size() == before) continue;
+        times.push_back(passed);
+        EXPECT_EQ(sent.back(), "cellslot/1/b/command");
+        EXPECT_EQ(commands.back(), commands[1]);
+    }
+    EXPECT_EQ(times, (std::vector<time_t>{30, 90, 210, 450}));
 }
 
 TEST_F(Campaign, Parts_ArePutTogetherInTheirOrder) {

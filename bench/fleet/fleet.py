@@ -1,0 +1,235 @@
+#!/usr/bin/env python3
+"""Measures a fleet of simulated agents at the brokers of contrib/: until all are seen, messages a second, what
+broker, agents and cellslot-fleet take for each gateway, and how soon a cluster is whole again after a node died.
+Run by scripts/bench.sh --fleet in a private namespace. Prints a table and writes it as JSON."""
+
+import argparse
+import json
+import os
+import pathlib
+import resource
+import signal
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tests/fleet"))
+
+from brokers import LIMIT_S, Cluster, Keys, Mosquitto  # noqa: E402
+from gateways import online, slotStatus  # noqa: E402
+from mqtt_client import Client  # noqa: E402
+
+TICKS = os.sysconf("SC_CLK_TCK")
+IDLE_S = 10
+EVENTS_EACH = 10
+WAVE = 500
+
+
+def memoryKb(pid):
+    text = pathlib.Path(f"/proc/{pid}/status").read_text()
+    return int(text.split("VmRSS:")[1].split()[0])
+
+
+def processorS(pid):
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(") ", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / TICKS
+
+
+class Meter:
+    """Processor time and memory of some processes."""
+
+    def __init__(self, pids):
+        self.pids = pids
+        self.restart()
+
+    def restart(self):
+        self.before = sum(map(processorS, self.pids))
+
+    def processor(self):
+        return sum(map(processorS, self.pids)) - self.before
+
+    def memory(self):
+        return sum(map(memoryKb, self.pids))
+
+
+class Agents:
+    def __init__(self, binary, keys, count, ports):
+        status = pathlib.Path(tempfile.mkdtemp()) / "status.json"
+        status.write_text(slotStatus())
+        self.count = count
+        self.process = subprocess.Popen([binary, keys.folder, status, str(count), ",".join(map(str, ports))],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+
+    def waitFor(self, what, number):
+        """Seconds, of the agents' own clock."""
+        for line in self.process.stdout:
+            kind, reached, seconds = line.split()
+            if kind == what and int(reached) == number:
+                return float(seconds)
+        raise AssertionError(f"the agents ended without '{what} {number}'")
+
+    def events(self, number):
+        self.process.stdin.write(f"events {number}\n")
+        self.process.stdin.flush()
+        return self.waitFor("events", number)
+
+    def end(self):
+        self.process.stdin.close()
+        self.process.wait(LIMIT_S)
+
+
+def desk(fleet, conf, *words):
+    """What it prints, seconds, processor seconds, peak memory in kB, exit status."""
+    begin = time.monotonic()
+    process = subprocess.Popen([fleet, *words, "--conf", conf], stdout=subprocess.PIPE, text=True)
+    peak = []
+    # The kernel's figure for an ended child may be that of this program before the child was started.
+    watch = threading.Thread(target=followPeak, args=(process.pid, peak))
+    watch.start()
+    out = process.stdout.read()
+    _, status, used = os.wait4(process.pid, 0)
+    process.returncode = os.waitstatus_to_exitcode(status)
+    watch.join()
+    return out, time.monotonic() - begin, used.ru_utime + used.ru_stime, max(peak, default=0), process.returncode
+
+
+def followPeak(pid, peak):
+    try:
+        while True:
+            peak.append(int(pathlib.Path(f"/proc/{pid}/status").read_text().split("VmHWM:")[1].split()[0]))
+            time.sleep(0.01)
+    except (OSError, IndexError):
+        pass  # it has ended
+
+
+def measure(kind, keys, names, count, binaries):
+    broker = kind(keys, names[:count])
+    broker.start()
+    conf = configuration(keys, broker.ports if kind is Cluster else [broker.operatorPort])
+    servers = Meter(broker.pids())
+    emptyKb = servers.memory()
+    agents = Agents(binaries / "fleet_agents", keys, count, broker.ports)
+    clients = Meter([agents.process.pid])
+    row = {"broker": kind.__name__.lower(), "gateways": count}
+    try:
+        row["all_seen_s"] = agents.waitFor("up", count)
+        row["connect_broker_ms_each"] = 1000 * servers.processor() / count
+        row["connect_agent_ms_each"] = 1000 * clients.processor() / count
+        row["broker_kb_each"] = (servers.memory() - emptyKb) / count
+        row["agent_kb_each"] = clients.memory() / count
+        out, row["status_s"], row["status_cpu_s"], row["status_kb"], code = desk(
+            binaries / "cellslot-fleet", conf, "status", "--json")
+        assert code == 0 and len(json.loads(out)["gateways"]) == count, (code, len(out))
+        servers.restart()
+        clients.restart()
+        time.sleep(IDLE_S)
+        row["idle_broker_percent"] = 100 * servers.processor() / IDLE_S
+        row["idle_agents_percent"] = 100 * clients.processor() / IDLE_S
+        servers.restart()
+        number = EVENTS_EACH * count
+        row["events_per_s"] = number / agents.events(number)
+        row["event_broker_ms"] = 1000 * servers.processor() / number
+        out, row["send_s"], row["send_cpu_s"], _, code = desk(
+            binaries / "cellslot-fleet", conf, "send", "*", "--yes", "--wave", str(WAVE), "reload")
+        assert code == 0 and f"{count} gateways: {count} done" in out, (code, out[-300:])
+        if kind is Cluster:
+            row["node_death_s"] = nodeDeath(broker, agents, count)
+            out, *_, code = desk(binaries / "cellslot-fleet", conf, "status")
+            assert code == 0 and f"{count} gateways: {count} well" in out, out[-300:]
+    finally:
+        agents.end()
+        broker.end()
+    return row
+
+
+def nodeDeath(broker, agents, count):
+    """Seconds until every agent is at another node, which has its states."""
+    broker.nodes[1].end(signal.SIGKILL)
+    begin = time.monotonic()
+    agents.waitFor("up", count)
+    return time.monotonic() - begin
+
+
+def measureDesk(keys, count, binaries):
+    """What the desk takes to show so many gateways; nobody is connected, only their states are at the broker."""
+    broker = Mosquitto(keys)
+    acl = broker.folder / "acl"
+    acl.write_text(acl.read_text() + "\nuser operator\ntopic readwrite cellslot/1/#\n")
+    broker.start()
+    conf = configuration(keys, [broker.operatorPort])
+    try:
+        servers = Meter(broker.pids())
+        emptyKb = servers.memory()
+        writer = Client(broker.operatorPort, keys.operator(), "writer")
+        for number in range(count):
+            writer.publish(f"cellslot/1/gw-{number}/availability", online(), retain=True)
+            writer.publish(f"cellslot/1/gw-{number}/slot/1/status", slotStatus(), retain=True)
+        writer.end()
+        row = {"broker": "mosquitto", "gateways": count, "retained_kb_each": (servers.memory() - emptyKb) / count}
+        for name, words, mark, marks in (("status", ["status"], f"{count} gateways: {count} well", 1),
+                                         ("json", ["status", "--json"], '"name": "gw-', count),
+                                         ("metrics", ["status", "--metrics"], "\ncellslot_gateway_online{", count),
+                                         ("show", ["show", "gw-7"], "gw-7  ONLINE", 1)):
+            servers.restart()
+            out, row[f"{name}_s"], row[f"{name}_cpu_s"], row[f"{name}_kb"], code = desk(
+                binaries / "cellslot-fleet", conf, *words)
+            row[f"{name}_broker_cpu_s"] = servers.processor()
+            assert code == 0 and out.count(mark) == marks, (words, out.count(mark), out[-200:])
+    finally:
+        broker.end()
+    return row
+
+
+def configuration(keys, ports):
+    pair = keys.operator()
+    conf = pathlib.Path(tempfile.mkdtemp()) / "fleet.conf"
+    brokers = ",".join(f"localhost:{port}" for port in ports)
+    conf.write_text(f"BROKER={brokers}\nCA_FILE={pair[1]}\nCERT_FILE={pair[3]}\nKEY_FILE={pair[5]}\n")
+    return conf
+
+
+def show(rows):
+    keys = list(dict.fromkeys(key for row in rows for key in row))
+    print("| figure | " + " | ".join(f"{row['broker']} {row['gateways']}" for row in rows) + " |")
+    print("|---|" + "---|" * len(rows))
+    for key in keys[2:]:
+        cells = [f"{row[key]:.3g}" if key in row and row[key] < 1000 else f"{row[key]:.0f}" if key in row else "-"
+                 for row in rows]
+        print(f"| {key} | " + " | ".join(cells) + " |")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--bin", type=pathlib.Path, required=True)
+    parser.add_argument("--out", type=pathlib.Path, required=True)
+    parser.add_argument("--keys", type=pathlib.Path, required=True,
+                        help="folder of the certificates, which are made once")
+    parser.add_argument("--counts", default="100,500,2000")
+    parser.add_argument("--brokers", default="mosquitto,cluster")
+    parser.add_argument("--desk", type=int, help="only the desk, with the states of so many gateways")
+    options = parser.parse_args()
+    counts = [int(count) for count in options.counts.split(",")]
+    _, files = resource.getrlimit(resource.RLIMIT_NOFILE)
+    resource.setrlimit(resource.RLIMIT_NOFILE, (files, files))
+    keys = Keys(options.keys)
+    if options.desk:
+        row = measureDesk(keys, options.desk, options.bin)
+        options.out.write_text(json.dumps([row], indent=2) + "\n")
+        return show([row])
+    names = [f"gw-{number}" for number in range(max(counts))]
+    keys.make("gateway", *names)
+    rows = []
+    for kind in (Mosquitto, Cluster):
+        if kind.__name__.lower() not in options.brokers.split(","):
+            continue
+        for count in counts:
+            rows.append(measure(kind, keys, names, count, options.bin))
+            print(json.dumps(rows[-1]), file=sys.stderr, flush=True)
+            options.out.write_text(json.dumps(rows, indent=2) + "\n")
+    show(rows)
+
+
+main()
