@@ -132,7 +132,8 @@ std::string cAgent::lastWill(const sAgentClock& clock) const {
 }
 
 void cAgent::up(bool isSessionPresent, const sAgentClock& clock) {
-    m_broker.subscribe(topic(eTopic::COMMAND));
+    m_subscribePauseS = FIRST_SUBSCRIBE_PAUSE_S;
+    subscribe();
     // A broker that knows nothing of this gateway may have lost its retained messages too.
     if (!isSessionPresent)
         for (auto& [slot, watch] : m_slots)
@@ -146,7 +147,21 @@ void cAgent::up(bool isSessionPresent, const sAgentClock& clock) {
     settle();
 }
 
+void cAgent::subscribe() {
+    m_nextSubscribeS = NEVER;
+    m_broker.subscribe(topic(eTopic::COMMAND));
+}
+
+void cAgent::subscribed(bool isGranted, const sAgentClock& clock) {
+    if (isGranted) return;
+    if (m_subscribePauseS == FIRST_SUBSCRIBE_PAUSE_S)
+        m_log("the broker does not let this gateway read its commands; it is asked again");
+    m_nextSubscribeS = clock.runS + m_subscribePauseS;
+    m_subscribePauseS = std::min(2 * m_subscribePauseS, LAST_SUBSCRIBE_PAUSE_S);
+}
+
 void cAgent::down() {
+    m_nextSubscribeS = NEVER;
     for (const auto& [messageId, sent] : m_sent)
         if (sent.statusSlot != 0) watchOf(sent.statusSlot).status().sendAgain();
     m_sent.clear();
@@ -274,6 +289,7 @@ long long cAgent::work(const sAgentClock& clock) {
         m_store.forgetCommands(clock.wall);
         sayAlive(clock);
     }
+    if (clock.runS >= m_nextSubscribeS) subscribe();
     settle();
     sendStatuses(clock);
     return std::max(0LL, std::min(m_nextLookS, m_nextAliveS) - clock.runS);

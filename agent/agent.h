@@ -1,6 +1,7 @@
 #ifndef AGENT_AGENT_H
 #define AGENT_AGENT_H
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -36,6 +37,9 @@ class cAgent {
     void message(const std::string& topic, const std::string& text, bool isRetained,
                  const sAgentClock& clock);
     void acknowledged(int messageId);
+    // The answer to the subscription of the commands. A refused one is tried again, since a busy
+    // cluster refuses what it allows a moment later.
+    void subscribed(bool isGranted, const sAgentClock& clock);
     std::string lastWill(const sAgentClock& clock) const;
 
     // What is due. Returns the seconds until something is due again.
@@ -67,6 +71,7 @@ class cAgent {
     void keepSamples();
     void sendStatuses(const sAgentClock& clock);
     void sendWaiting();
+    void subscribe();
     cSlotWatch& watchOf(int slot);
     std::string topic(eTopic kind, int slot = 0) const;
 
@@ -86,6 +91,11 @@ class cAgent {
     // Received messages as the daemons count them; another number means that there is a new one.
     std::string m_messageCounts;
     bool m_areMessagesDue = true;
+    static constexpr long long NEVER = INT64_MAX;
+    static constexpr long long FIRST_SUBSCRIBE_PAUSE_S = 10;
+    static constexpr long long LAST_SUBSCRIBE_PAUSE_S = 600;
+    long long m_nextSubscribeS = NEVER;
+    long long m_subscribePauseS = FIRST_SUBSCRIBE_PAUSE_S;
     long long m_nextLookS = 0;
     long long m_nextAliveS = 0;
 };

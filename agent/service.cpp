@@ -63,7 +63,7 @@ class cService final : public iBroker {
                                       readClock());
                   },
                   [this](int messageId) { noteAcknowledged(messageId); },
-                  [this](int, bool isGranted) { noteSubscribed(isGranted); },
+                  [this](int, bool isGranted) { m_agent.subscribed(isGranted, readClock()); },
                   [this] { return m_agent.lastWill(readClock()); }},
                  places),
           m_sendsMessages(config.sendsMessages) {
@@ -160,10 +160,6 @@ class cService final : public iBroker {
     void noteAcknowledged(int messageId) {
         m_change.noteAnswered();
         m_agent.acknowledged(messageId);
-    }
-
-    void noteSubscribed(bool isGranted) {
-        if (!isGranted) log("the broker does not let this gateway read its commands");
     }
 
     void startCommand() {

@@ -85,6 +85,35 @@ class Agent : public testing::Test {
 
 }  // namespace
 
+TEST_F(Agent, RefusedSubscription_IsTriedAgainAfterGrowingPauses) {
+    connect();
+    const auto passUntilAsked = [this](size_t times) {
+        const long long begin = clock.runS;
+        while (broker.subscribed.size() < times && clock.runS < begin + 3600)
+            pass(cAgent::LOOK_S);
+        return clock.runS - begin;
+    };
+    std::vector<long long> pauses;
+    for (size_t times = 2; times <= 9; ++times) {
+        agent->subscribed(false, clock);
+        pauses.push_back(passUntilAsked(times));
+    }
+    EXPECT_EQ(pauses, (std::vector<long long>{10, 20, 40, 80, 160, 320, 600, 600}));
+    agent->subscribed(true, clock);
+    EXPECT_EQ(passUntilAsked(10), 3600);
+}
+
+TEST_F(Agent, RefusedSubscription_EndsWithTheConnection) {
+    connect();
+    agent->subscribed(false, clock);
+    broker.isThere = false;
+    agent->down();
+    pass(3600);
+    EXPECT_EQ(broker.subscribed.size(), 1u);
+    connect();
+    EXPECT_EQ(broker.subscribed.size(), 2u);
+}
+
 TEST_F(Agent, Connected_AvailabilityAndStatusAreRetainedAndEventsAreNot) {
     pass(5);
     connect();
