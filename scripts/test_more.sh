@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# What takes longer than a change should wait for: unit tests of the packages beside the daemon's, larger samples of the fault matrix, lasting
-# faults, instruction counts, the packages, the tests of another processor under its emulator, the
-# page, and fuzzing. .ci/run runs it after test.sh, whose builds it uses. Continues after a failure, lists all
-# results at the end, and fails if there was a failure. With --all also the whole matrix, a day on a
-# fake clock, valgrind, the packages on a fresh host, and the virtual gateway.
+# What takes longer than a change should wait for: unit tests of the packages beside the daemon's, larger
+# samples of the fault matrix, lasting faults, instruction counts, the packages, the tests of another
+# processor under its emulator, agent and fleet, the page, and fuzzing. .ci/run runs it after test.sh, whose
+# builds it uses. Continues after a failure, lists all results at the end, and fails if there was a failure.
+# With --all also the whole matrix, a day on a fake clock, valgrind, the packages on a fresh host, and the
+# virtual gateway.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
