@@ -1,20 +1,17 @@
 #include "web/web_command.h"
 
-#include <unistd.h>
-
 #include <cstdlib>
 #include <iostream>
 
-#include "cli/base/draft_file.h"
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
-#include "cli/pin/secret.h"
+#include "http/password_dialog.h"
+#include "http/server.h"
 #include "platform/include/text_helpers.h"
+#include "web/gateway_site.h"
 #include "web/history_program.h"
 #include "web/messages.h"
-#include "web/page_files.h"
-#include "web/password.h"
-#include "web/server.h"
+#include "web/page_table.h"
 
 namespace {
 
@@ -23,7 +20,6 @@ constexpr const char* IDLE_S = "60";
 // A slow processor checks a password in some seconds.
 constexpr const char* PATIENCE_S = "20";
 constexpr int SECONDS_MAX = 86400;
-constexpr mode_t PASSWORD_MODE = 0600;
 
 constexpr const char* HELP =
     "Serves a page with the state of the modems.\n"
@@ -100,9 +96,6 @@ std::string credential(const std::string& name) {
 void serve(const std::vector<std::string>& words) {
     const sServeOptions options = readOptions(words);
     sServerSetup setup;
-    setup.config = readWebConfig(setup.places);
-    setup.pageFolder = options.pages;
-    setup.historyProgram = options.history;
     setup.idleS = secondsOf("--idle", options.idle, 0);
     setup.patienceS = secondsOf("--patience", options.patience, 1);
     setup.certificate = credential("certificate");
@@ -114,37 +107,17 @@ void serve(const std::vector<std::string>& words) {
         throw cFailure(eExitStatus::USAGE,
                        "no socket to serve at: start cellslot-web.socket, or give --listen "
                        "127.0.0.1:8088");
-    runServer(setup);
+    setup.certificateHint =
+        "put it into /etc/cellslot/web.crt and its key into /etc/cellslot/web.key (PEM)";
+    setup.passwordHint = "cellslot-web password";
+    cGatewaySite site({{}, readWebConfig({}), options.pages, setup.passwordHash, options.history});
+    runServer(site, setup);
 }
 
 // ---- the other actions
 
-// Not cut: the browser would send all of it.
-std::string textOf(const cSecret& password) {
-    if (password.isOverlong())
-        throw cFailure(eExitStatus::USAGE, "the password is too long; it needs 10 to 32 bytes");
-    return {password.data(), password.size()};
-}
-
-std::string askPassword() {
-    cSecret password;
-    cSecret again;
-    if (!readSecret(STDIN_FILENO, "New password of the page: ", password))
-        throw cFailure(eExitStatus::USAGE, "no password was given");
-    // A program gives it once.
-    if (isatty(STDIN_FILENO) == 0) return textOf(password);
-    if (!readSecret(STDIN_FILENO, "The same again: ", again) || !(password == again))
-        throw cFailure(eExitStatus::USAGE,
-                       "the two passwords are not the same; nothing was changed");
-    return textOf(password);
-}
-
 void setPassword() {
-    const std::string password = askPassword();
-    if (password.size() < PASSWORD_LENGTH_MIN || password.size() > PASSWORD_LENGTH_MAX)
-        throw cFailure(eExitStatus::USAGE, "the password has " + std::to_string(password.size()) +
-                                               " bytes; it needs 10 to 32 bytes");
-    replaceFile(PASSWORD_FILE, passwordHash(password) + "\n", PASSWORD_MODE);
+    storePassword(PASSWORD_FILE, askPassword());
     std::cout << "The page asks for the new password after: systemctl try-restart cellslot-web\n";
 }
 

@@ -4,8 +4,8 @@
 
 #include "cli/base/printable_text.h"
 #include "cli/base/settings_file.h"
+#include "http/host_check.h"
 #include "platform/include/text_helpers.h"
-#include "web/host_check.h"
 
 namespace {
 

@@ -205,15 +205,19 @@ if(TARGET cellslot_mqtt)
     set_tests_properties(unit.message_schemas PROPERTIES LABELS "unit;tool;packages" TIMEOUT ${TEST_TIMEOUT_S})
 endif()
 
-# Built only where the page is.
+# Built only where pages are.
+if(TARGET cellslot_http)
+    cellslot_add_unit_tests(http PACKAGE
+        LIBS cellslot_http
+        SOURCES unit/http/attempts_test.cpp unit/http/basic_credentials_test.cpp
+                unit/http/connections_test.cpp unit/http/host_check_test.cpp
+                unit/http/jobs_test.cpp unit/http/page_files_test.cpp unit/http/password_test.cpp)
+endif()
 if(TARGET cellslot_web_lib)
     cellslot_add_unit_tests(web PACKAGE
         LIBS cellslot_web_lib
-        SOURCES unit/cli/fixture.cpp unit/web/attempts_test.cpp unit/web/basic_credentials_test.cpp
-                unit/web/connections_test.cpp unit/web/history_program_test.cpp
-                unit/web/host_check_test.cpp unit/web/jobs_test.cpp
-                unit/web/live_status_test.cpp unit/web/page_files_test.cpp
-                unit/web/password_test.cpp unit/web/web_config_test.cpp)
+        SOURCES unit/cli/fixture.cpp unit/web/history_program_test.cpp
+                unit/web/live_status_test.cpp unit/web/web_config_test.cpp)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()
 
