@@ -10,7 +10,7 @@
 // What takes longer than the readers of the stream may wait: it is done by a process, or comes from
 // a socket, while the server goes on.
 
-struct sAnswer;
+struct sHttpAnswer;
 
 // Each kind has a queue of its own: one that hangs holds up only its own kind.
 enum class eJobKind { HISTORY, MESSAGES, PASSWORD };
@@ -38,7 +38,7 @@ struct sJob {
     // nowS: seconds of a monotonic clock.
     std::function<sWork(long long nowS)> start;
     // The answer to this request; it may need a further job.
-    std::function<sAnswer(const sJobResult& result, long long nowS)> finish;
+    std::function<sHttpAnswer(const sJobResult& result, long long nowS)> finish;
 };
 
 #endif

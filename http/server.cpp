@@ -79,8 +79,9 @@ std::string clientName(MHD_Connection* connection) {
     return text;
 }
 
-sRequest describe(MHD_Connection* connection, const char* method, const char* path, bool isLocal) {
-    sRequest request;
+sHttpRequest describe(MHD_Connection* connection, const char* method, const char* path,
+                      bool isLocal) {
+    sHttpRequest request;
     request.method = method;
     request.path = path;
     request.host = headerText(connection, MHD_HTTP_HEADER_HOST);
@@ -169,7 +170,7 @@ class cServer {
     struct sOpenRequest {
         MHD_Connection* connection;
         bool isSuspended;
-        sAnswer answer;
+        sHttpAnswer answer;
     };
 
     void blockSignals() {
@@ -311,7 +312,7 @@ class cServer {
     }
 
     // The answer, or a further job that makes it.
-    void take(sOpenRequest& request, const sAnswer& answer) {
+    void take(sOpenRequest& request, const sHttpAnswer& answer) {
         request.answer = answer;
         if (answer.job == nullptr) return;
         const auto finish = answer.job->finish;
@@ -342,7 +343,7 @@ class cServer {
     }
 
     MHD_Response* responseTo(MHD_Connection* connection, cConnections::sConnection& open,
-                             sAnswer& answer) {
+                             sHttpAnswer& answer) {
         if (answer.file >= 0 && answer.status == MHD_HTTP_OK) {
             MHD_Response* response = MHD_create_response_from_fd(answer.fileSize, answer.file);
             if (response != nullptr) answer.file = -1;
@@ -359,7 +360,8 @@ class cServer {
         return responseOf(std::move(answer.body));
     }
 
-    MHD_Result send(MHD_Connection* connection, cConnections::sConnection& open, sAnswer& answer) {
+    MHD_Result send(MHD_Connection* connection, cConnections::sConnection& open,
+                    sHttpAnswer& answer) {
         MHD_Response* response = responseTo(connection, open, answer);
         if (response == nullptr) return MHD_NO;
         MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, answer.type.c_str());

@@ -55,39 +55,39 @@ std::string keyedHash(const std::string& key, const std::string& text) {
     return {hash.data(), hash.size()};
 }
 
-bool isAccepted(const sAnswer& answer) {
+bool isAccepted(const sHttpAnswer& answer) {
     return answer.status == OK && answer.job == nullptr;
 }
 
-void addCommonHeaders(sAnswer& answer) {
+void addCommonHeaders(sHttpAnswer& answer) {
     for (const auto& [name, value] : COMMON_HEADERS)
         answer.headers.emplace_back(name, value);
     // A file may be kept, but is asked for again.
     answer.headers.emplace_back("Cache-Control", answer.file >= 0 ? "no-cache" : "no-store");
 }
 
-sAnswer complete(sAnswer answer) {
+sHttpAnswer complete(sHttpAnswer answer) {
     if (answer.job == nullptr) addCommonHeaders(answer);
     return answer;
 }
 
-sAnswer waitAnswer(long long seconds) {
-    sAnswer answer =
+sHttpAnswer waitAnswer(long long seconds) {
+    sHttpAnswer answer =
         refusal(TOO_MANY, "Too many wrong passwords. Try again in " + ltos(seconds) + " seconds.");
     answer.headers.emplace_back("Retry-After", ltos(seconds));
     return answer;
 }
 
-sAnswer checkMethod(const sRequest& request) {
+sHttpAnswer checkMethod(const sHttpRequest& request) {
     if (request.method == "GET" || request.method == "HEAD") return {};
-    sAnswer answer =
+    sHttpAnswer answer =
         refusal(METHOD_NOT_ALLOWED, "Nothing can be changed here: only GET and HEAD are answered.");
     answer.headers.emplace_back("Allow", "GET, HEAD");
     return answer;
 }
 
 // Pages of other sites cannot read answers, but could occupy the server with requests.
-sAnswer checkSite(const sRequest& request) {
+sHttpAnswer checkSite(const sHttpRequest& request) {
     const bool isPage = request.path == "/" || request.path == "/index.html";
     if (isPage || request.fetchSite != "cross-site") return {};
     return refusal(HTTP_FORBIDDEN, "Pages of other sites may not ask here.");
@@ -95,15 +95,15 @@ sAnswer checkSite(const sRequest& request) {
 
 }  // namespace
 
-sAnswer refusal(unsigned status, const std::string& text) {
-    sAnswer answer;
+sHttpAnswer refusal(unsigned status, const std::string& text) {
+    sHttpAnswer answer;
     answer.status = status;
     answer.body = text + "\n";
     return answer;
 }
 
-sAnswer content(const char* type, const std::string& body) {
-    sAnswer answer;
+sHttpAnswer content(const char* type, const std::string& body) {
+    sHttpAnswer answer;
     answer.type = type;
     answer.body = body;
     return answer;
@@ -113,14 +113,14 @@ std::string shown(const std::string& word) {
     return "'" + printableLine(word.substr(0, SHOWN_MAX)) + "'";
 }
 
-sAnswer streamAnswer() {
-    sAnswer answer = content(EVENT_STREAM, "");
+sHttpAnswer streamAnswer() {
+    sHttpAnswer answer = content(EVENT_STREAM, "");
     answer.isStream = true;
     return answer;
 }
 
-sAnswer byJob(sJob job) {
-    sAnswer answer;
+sHttpAnswer byJob(sJob job) {
+    sHttpAnswer answer;
     const auto finish = job.finish;
     job.finish = [finish](const sJobResult& result, long long nowS) {
         return complete(finish(result, nowS));
@@ -129,7 +129,7 @@ sAnswer byJob(sJob job) {
     return answer;
 }
 
-std::string parameterOf(const sRequest& request, const char* name) {
+std::string parameterOf(const sHttpRequest& request, const char* name) {
     const auto found = request.query.find(name);
     return found == request.query.end() ? "" : found->second;
 }
@@ -137,15 +137,15 @@ std::string parameterOf(const sRequest& request, const char* name) {
 cSite::cSite(sSiteSetup setup, const tPageFiles& files)
     : m_setup(std::move(setup)), m_files(files), m_acceptedKey(randomKey()) {}
 
-sAnswer cSite::passwordNeeded() const {
-    sAnswer answer = refusal(UNAUTHORIZED, "This page needs the password of the " + m_setup.owner +
-                                               "; any user name will do.");
+sHttpAnswer cSite::passwordNeeded() const {
+    sHttpAnswer answer = refusal(UNAUTHORIZED, "This page needs the password of the " +
+                                                   m_setup.owner + "; any user name will do.");
     answer.headers.emplace_back("WWW-Authenticate",
                                 "Basic realm=\"" + m_setup.owner + "\", charset=\"UTF-8\"");
     return answer;
 }
 
-sAnswer cSite::checkHost(const sRequest& request) const {
+sHttpAnswer cSite::checkHost(const sHttpRequest& request) const {
     if (isHostAllowed(request.host, m_setup.hosts)) return {};
     return refusal(MISDIRECTED, "This " + m_setup.owner + " does not answer to the name " +
                                     shown(request.host) +
@@ -153,7 +153,7 @@ sAnswer cSite::checkHost(const sRequest& request) const {
                                     m_setup.configFile + " on the " + m_setup.owner + ".");
 }
 
-sAnswer cSite::authorize(const sRequest& request, long long nowS) {
+sHttpAnswer cSite::authorize(const sHttpRequest& request, long long nowS) {
     if (request.isLocal || request.isAuthorized) return {};
     if (request.authorization.empty()) return passwordNeeded();
     const std::string password = basicPassword(request.authorization);
@@ -166,7 +166,7 @@ sAnswer cSite::authorize(const sRequest& request, long long nowS) {
 }
 
 // Counts as a wrong one until it is found right: others may start meanwhile.
-sAnswer cSite::checkPassword(const sRequest& request) {
+sHttpAnswer cSite::checkPassword(const sHttpRequest& request) {
     const auto start = [this, request](long long nowS) {
         if (m_attempts.waitS(request.client, nowS) > 0) return sWork{};
         m_attempts.addFailure(request.client, nowS);
@@ -178,7 +178,7 @@ sAnswer cSite::checkPassword(const sRequest& request) {
     return byJob({eJobKind::PASSWORD, request.client + " " + request.authorization, start, finish});
 }
 
-sAnswer cSite::afterCheck(sRequest request, const sJobResult& result, long long nowS) {
+sHttpAnswer cSite::afterCheck(sHttpRequest request, const sJobResult& result, long long nowS) {
     const long long waitS = m_attempts.waitS(request.client, nowS);
     if (!result.isStarted && waitS > 0) return waitAnswer(waitS);
     if (!result.isComplete || result.exitStatus < 0)
@@ -192,7 +192,7 @@ sAnswer cSite::afterCheck(sRequest request, const sJobResult& result, long long 
     return decide(request, nowS);
 }
 
-sAnswer cSite::pageFile(const sRequest& request) const {
+sHttpAnswer cSite::pageFile(const sHttpRequest& request) const {
     const sPageFile* file = findPageFile(m_files, request.path);
     if (file == nullptr)
         return refusal(HTTP_NOT_FOUND, "There is no " + shown(request.path) + " here.");
@@ -200,7 +200,7 @@ sAnswer cSite::pageFile(const sRequest& request) const {
         return refusal(NOT_ACCEPTABLE,
                        "The page is stored compressed; ask with \"Accept-Encoding: gzip\" (curl "
                        "--compressed).");
-    sAnswer answer;
+    sHttpAnswer answer;
     std::string tag;
     answer.file = openPageFile(m_setup.pageFolder, *file, answer.fileSize, tag);
     if (answer.file < 0)
@@ -215,13 +215,13 @@ sAnswer cSite::pageFile(const sRequest& request) const {
     return answer;
 }
 
-sAnswer cSite::route(const sRequest& request) {
-    std::optional<sAnswer> answer = find(request);
+sHttpAnswer cSite::route(const sHttpRequest& request) {
+    std::optional<sHttpAnswer> answer = find(request);
     return answer ? std::move(*answer) : pageFile(request);
 }
 
-sAnswer cSite::decide(const sRequest& request, long long nowS) {
-    sAnswer answer = checkHost(request);
+sHttpAnswer cSite::decide(const sHttpRequest& request, long long nowS) {
+    sHttpAnswer answer = checkHost(request);
     if (isAccepted(answer)) answer = checkMethod(request);
     if (isAccepted(answer)) answer = checkSite(request);
     if (isAccepted(answer)) answer = authorize(request, nowS);
@@ -229,12 +229,13 @@ sAnswer cSite::decide(const sRequest& request, long long nowS) {
     return answer;
 }
 
-sAnswer cSite::answer(const sRequest& request, long long nowS) {
+sHttpAnswer cSite::answer(const sHttpRequest& request, long long nowS) {
     return complete(decide(request, nowS));
 }
 
-sAnswer busyAnswer() {
-    sAnswer answer = refusal(HTTP_UNAVAILABLE, "Too many requests wait already; try again later.");
+sHttpAnswer busyAnswer() {
+    sHttpAnswer answer =
+        refusal(HTTP_UNAVAILABLE, "Too many requests wait already; try again later.");
     answer.headers.emplace_back("Retry-After", BUSY_RETRY_S);
     return complete(std::move(answer));
 }

@@ -16,7 +16,7 @@
 // What is answered to which request: who may ask. What there is, the site itself knows. Knows
 // nothing of connections.
 
-struct sRequest {
+struct sHttpRequest {
     std::string method;
     std::string path;
     std::map<std::string, std::string> query;
@@ -30,7 +30,7 @@ struct sRequest {
     bool isAuthorized = false;  // its password was found right
 };
 
-struct sAnswer {
+struct sHttpAnswer {
     unsigned status = 200;
     std::string type = "text/plain; charset=utf-8";
     std::string body;
@@ -59,7 +59,7 @@ class cSite {
     cSite& operator=(const cSite&) = delete;
 
     // nowS: seconds of a monotonic clock. The site has to outlive the answer's job.
-    sAnswer answer(const sRequest& request, long long nowS);
+    sHttpAnswer answer(const sHttpRequest& request, long long nowS);
 
     // Brings the stream up to date.
     virtual void look() = 0;
@@ -68,17 +68,17 @@ class cSite {
   protected:
     // To a request that is allowed: what this site has beside the page's files; nothing if it does
     // not have it.
-    virtual std::optional<sAnswer> find(const sRequest& request) = 0;
+    virtual std::optional<sHttpAnswer> find(const sHttpRequest& request) = 0;
 
   private:
-    sAnswer decide(const sRequest& request, long long nowS);
-    sAnswer checkHost(const sRequest& request) const;
-    sAnswer authorize(const sRequest& request, long long nowS);
-    sAnswer passwordNeeded() const;
-    sAnswer checkPassword(const sRequest& request);
-    sAnswer afterCheck(sRequest request, const sJobResult& result, long long nowS);
-    sAnswer route(const sRequest& request);
-    sAnswer pageFile(const sRequest& request) const;
+    sHttpAnswer decide(const sHttpRequest& request, long long nowS);
+    sHttpAnswer checkHost(const sHttpRequest& request) const;
+    sHttpAnswer authorize(const sHttpRequest& request, long long nowS);
+    sHttpAnswer passwordNeeded() const;
+    sHttpAnswer checkPassword(const sHttpRequest& request);
+    sHttpAnswer afterCheck(sHttpRequest request, const sJobResult& result, long long nowS);
+    sHttpAnswer route(const sHttpRequest& request);
+    sHttpAnswer pageFile(const sHttpRequest& request) const;
 
     const sSiteSetup m_setup;
     const tPageFiles& m_files;
@@ -99,16 +99,16 @@ constexpr unsigned HTTP_UNAVAILABLE = 503;
 constexpr const char* TYPE_JSON = "application/json; charset=utf-8";
 constexpr const char* TYPE_METRICS = "text/plain; version=0.0.4; charset=utf-8";
 
-sAnswer refusal(unsigned status, const std::string& text);
-sAnswer content(const char* type, const std::string& body);
-sAnswer streamAnswer();
-sAnswer byJob(sJob job);
+sHttpAnswer refusal(unsigned status, const std::string& text);
+sHttpAnswer content(const char* type, const std::string& body);
+sHttpAnswer streamAnswer();
+sHttpAnswer byJob(sJob job);
 // A word of the client in an answer, which is plain text.
 std::string shown(const std::string& word);
 // Of the query; empty if it is not there.
-std::string parameterOf(const sRequest& request, const char* name);
+std::string parameterOf(const sHttpRequest& request, const char* name);
 
 // For a request whose job found no room.
-sAnswer busyAnswer();
+sHttpAnswer busyAnswer();
 
 #endif

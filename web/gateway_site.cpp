@@ -8,14 +8,14 @@
 
 namespace {
 
-sAnswer historyAnswer(const std::string& program, const sJobResult& result) {
+sHttpAnswer historyAnswer(const std::string& program, const sJobResult& result) {
     if (result.isComplete && result.exitStatus == 0) return content(TYPE_JSON, result.output);
     const std::string why =
         result.isComplete ? "failed; see journalctl -u cellslot-web" : result.error;
     return refusal(HTTP_UNAVAILABLE, "Cannot read the history: " + program + " " + why);
 }
 
-sAnswer messagesAnswer(const sPlaces& places, const sJobResult& result) {
+sHttpAnswer messagesAnswer(const sPlaces& places, const sJobResult& result) {
     std::string text;
     if (takeMessages(places, result, text)) return content(TYPE_JSON, text);
     return refusal(HTTP_UNAVAILABLE, "Cannot read the messages: " + text);
@@ -41,7 +41,7 @@ std::vector<sSlotReport> cGatewaySite::slots() const {
     return reports;
 }
 
-sAnswer cGatewaySite::messages() const {
+sHttpAnswer cGatewaySite::messages() const {
     const sPlaces& places = m_setup.places;
     const auto start = [places](long long /*nowS*/) { return startFetchingMessages(places); };
     const auto finish = [places](const sJobResult& result, long long /*nowS*/) {
@@ -50,7 +50,7 @@ sAnswer cGatewaySite::messages() const {
     return byJob({eJobKind::MESSAGES, "", start, finish});
 }
 
-sAnswer cGatewaySite::history(const sRequest& request) const {
+sHttpAnswer cGatewaySite::history(const sHttpRequest& request) const {
     const std::string slot = parameterOf(request, "slot");
     const std::string range = parameterOf(request, "range");
     const bool wantsEvents = request.path == "/api/events";
@@ -74,7 +74,7 @@ sAnswer cGatewaySite::history(const sRequest& request) const {
     return byJob({eJobKind::HISTORY, request.path + " " + slot + " " + range, start, finish});
 }
 
-std::optional<sAnswer> cGatewaySite::find(const sRequest& request) {
+std::optional<sHttpAnswer> cGatewaySite::find(const sHttpRequest& request) {
     if (request.path == "/api/status") return content(TYPE_JSON, statusJson(slots()) + "\n");
     if (request.path == "/metrics") return content(TYPE_METRICS, statusMetrics(slots()));
     if (request.path == "/api/live") return streamAnswer();

@@ -23,12 +23,12 @@ class cGatewaySite : public cSite {
     const cStreamSource& stream() const override { return m_live; }
 
   protected:
-    std::optional<sAnswer> find(const sRequest& request) override;
+    std::optional<sHttpAnswer> find(const sHttpRequest& request) override;
 
   private:
     std::vector<sSlotReport> slots() const;
-    sAnswer messages() const;
-    sAnswer history(const sRequest& request) const;
+    sHttpAnswer messages() const;
+    sHttpAnswer history(const sHttpRequest& request) const;
 
     const sGatewaySite m_setup;
     cLiveStatus m_live;

@@ -1,10 +1,10 @@
 #include "web/web_command.h"
 
-#include <cstdlib>
 #include <iostream>
 
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
+#include "http/credential.h"
 #include "http/password_dialog.h"
 #include "http/server.h"
 #include "platform/include/text_helpers.h"
@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr size_t CREDENTIAL_MAX = 64 * 1024;
 constexpr const char* IDLE_S = "60";
 // A slow processor checks a password in some seconds.
 constexpr const char* PATIENCE_S = "20";
@@ -85,22 +84,12 @@ int secondsOf(const char* name, const std::string& text, int least) {
                 " to " + itos(SECONDS_MAX) + " seconds");
 }
 
-// What the service manager hands over from root's files; empty if the file is missing.
-std::string credential(const std::string& name) {
-    const char* folder = getenv("CREDENTIALS_DIRECTORY");
-    std::string text;
-    if (folder != nullptr) readFile2String(std::string(folder) + "/" + name, text, CREDENTIAL_MAX);
-    return text;
-}
-
 void serve(const std::vector<std::string>& words) {
     const sServeOptions options = readOptions(words);
     sServerSetup setup;
     setup.idleS = secondsOf("--idle", options.idle, 0);
     setup.patienceS = secondsOf("--patience", options.patience, 1);
-    setup.certificate = credential("certificate");
-    setup.key = credential("key");
-    setup.passwordHash = cleanBeginEndWhiteSpace(credential("password"));
+    readCredentials(setup);
     setup.listeners = passedListeners();
     if (!options.listen.empty()) setup.listeners.push_back(listenAt(options.listen));
     if (setup.listeners.empty())

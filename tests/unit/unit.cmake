@@ -271,8 +271,10 @@ if(TARGET cellslot_fleet)
                 unit/fleet/filter_test.cpp unit/fleet/fleet_config_test.cpp
                 unit/fleet/fleet_json_test.cpp unit/fleet/fleet_metrics_test.cpp
                 unit/fleet/fleet_model_test.cpp
-                unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_watch_test.cpp
+                unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_site_test.cpp
+                unit/fleet/fleet_watch_test.cpp
                 unit/fleet/gateway_test.cpp unit/fleet/judgement_test.cpp
+                unit/fleet/live_fleet_test.cpp
                 unit/fleet/made_fleet.cpp unit/fleet/order_test.cpp unit/fleet/slot_view_test.cpp
                 unit/fleet/waves_test.cpp)
     target_compile_definitions(fleet_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
