@@ -12,9 +12,6 @@
 
 namespace {
 
-// The broker's answer to the last subscription comes after the retained messages, but for brokers
-// that send these later: so much longer nothing may come.
-constexpr int64_t QUIET_MS = 250;
 constexpr int STEP_MS = 1000;
 // Right after the loss of a node a cluster may refuse a client once.
 constexpr size_t ROUNDS = 2;

@@ -31,11 +31,16 @@ class cDesk {
     bool open();
     // Until all retained messages have come, too.
     bool collect();
+    // The broker's answer to the last subscription comes after the retained messages, but for
+    // brokers that send these later: so much longer nothing may come.
+    static constexpr int64_t QUIET_MS = 250;
 
     // Waits for the broker, at most so long, or until other can be read. Returns at a signal.
     void turn(int milliseconds, int other = -1);
 
     bool isReady() const { return m_link.isUp() && m_pending.empty(); }
+    // A subscription that the broker does not allow; empty: it allows all.
+    const std::string& refused() const { return m_refused; }
     // Why there is no connection; empty if there is one.
     const std::string& trouble() const { return m_trouble; }
     std::string broker() const { return m_link.broker(); }

@@ -13,12 +13,15 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/package_suite.sh
 # Of the suite:
 # shellcheck disable=SC2034
-readonly JOBS=2 SUITE=tests/fleet UNITS=fleet_tests SUITE_PYTHON=python3 SUITE_SETTINGS=()
+readonly JOBS=2 SUITE=tests/fleet UNITS=fleet_tests SUITE_PYTHON=python3 \
+    SUITE_SETTINGS=("CELLSLOT_PAGES=$PWD/build/web/fleet-page" "CELLSLOT_RESULTS=$PWD/build/web/fleet-results"
+        "CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js")
 # shellcheck disable=SC2034
 readonly TARGETS=(cellslot-fleet fleet_tests)
 readonly WORK=$PWD/build/fleet-package-test
 # About a minute.
-readonly SHORT=('permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes')
+readonly SHORT=('permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes'
+    'serve_test WhoMayAsk Answers' 'page_test Fleet')
 
 usage() {
     cat <<'TEXT'
@@ -40,6 +43,9 @@ main() {
     checkSuiteArgument "${1:-}"
     scripts/setup.sh --test
     scripts/setup_mqtt.sh --test
+    scripts/setup_web.sh --test
+    scripts/web_page.sh --test
+    scripts/web_page.sh --fleet
     buildSuite release
     if [[ ${1:-} == *_test ]]; then
         runSuiteTest release "$@"
@@ -50,7 +56,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    runSuite release permissions_test fleet_test || failed=1
+    runSuite release permissions_test fleet_test serve_test page_test || failed=1
     buildSuite asan
     runSuite asan "${SHORT[@]}" || failed=1
     return "$failed"

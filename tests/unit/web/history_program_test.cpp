@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 
 #include "tests/support/temp_folder.h"
-#include "web/jobs.h"
+#include "http/jobs.h"
 
 namespace {
 
