@@ -14,6 +14,8 @@ constexpr const char* CERTIFICATE_HINT =
     "put it into /etc/cellslot/fleet-page.crt and its key into /etc/cellslot/fleet-page.key (PEM) "
     "and use the service cellslot-fleet";
 // A slow processor checks a password in some seconds.
+// An answer is many megabytes: with a small one each piece waits for the client.
+constexpr int SEND_BUFFER = 1024 * 1024;
 constexpr long long PATIENCE_S = 20;
 
 struct sServeOptions {
@@ -27,6 +29,7 @@ void serve(const sFleetContext& context, const sServeOptions& options) {
     readCredentials(setup);
     setup.certificateHint = CERTIFICATE_HINT;
     setup.passwordHint = "cellslot-fleet password";
+    setup.sendBuffer = SEND_BUFFER;
     setup.patienceS = PATIENCE_S;
     setup.listeners = {listenAt(options.listen.empty() ? config.listen : options.listen)};
     cFleetFeed feed(config, context.cli.places);

@@ -10,8 +10,6 @@ constexpr long long REQUEST_S = 10;
 // 60 kB, the largest file, through a mobile network of the second generation.
 constexpr long long ANSWER_S = 60;
 constexpr long long IDLE_S = 15;
-// What a client that is gone or does not read costs the kernel.
-constexpr int SEND_BUFFER = 32 * 1024;
 constexpr unsigned UNACKNOWLEDGED_MS = 30000;
 
 long long limitS(cConnections::eStep step) {
@@ -32,7 +30,7 @@ long long limitS(cConnections::eStep step) {
 
 cConnections::sConnection* cConnections::open(int socket, long long nowS) {
     // Without them the connection works too.
-    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &SEND_BUFFER, sizeof SEND_BUFFER);
+    setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &m_sendBuffer, sizeof m_sendBuffer);
     setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &UNACKNOWLEDGED_MS, sizeof UNACKNOWLEDGED_MS);
     m_open.push_back({socket, 0});
     begin(m_open.back(), eStep::REQUEST, nowS);

@@ -20,6 +20,11 @@ class cConnections {
         long long endS;  // 0: unlimited
     };
 
+    // sendBuffer: what a client that is gone or does not read costs the kernel, in bytes.
+    explicit cConnections(int sendBuffer = SEND_BUFFER) : m_sendBuffer(sendBuffer) {}
+
+    static constexpr int SEND_BUFFER = 32 * 1024;
+
     sConnection* open(int socket, long long nowS);
     void close(sConnection* connection);
     static void begin(sConnection& connection, eStep step, long long nowS);
@@ -31,6 +36,7 @@ class cConnections {
     size_t count() const { return m_open.size(); }
 
   private:
+    const int m_sendBuffer;
     std::list<sConnection> m_open;
 };
 

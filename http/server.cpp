@@ -125,6 +125,7 @@ class cServer {
     cServer(cSite& site, const sServerSetup& setup)
         : m_site(site),
           m_jobs(setup.patienceS),
+          m_connections(setup.sendBuffer),
           m_readers(site.stream()),
           m_wait(setup.wait ? setup.wait : waitAlone),
           m_idleS(setup.idleS),

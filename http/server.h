@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "http/connections.h"
 #include "http/listeners.h"
 #include "http/site.h"
 
@@ -17,6 +18,7 @@ struct sServerSetup {
     std::string passwordHash;
     std::string certificateHint;  // how the operator gives them, for messages
     std::string passwordHint;
+    int sendBuffer = cConnections::SEND_BUFFER;  // of each connection
     // A job is stopped after this time.
     long long patienceS = 0;
     long long idleS = 0;  // ends after this time without a client; 0: never
