@@ -56,7 +56,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    runSuite release permissions_test fleet_test serve_test page_test || failed=1
+    runSuite release permissions_test fleet_test serve_test page_test end_to_end_test || failed=1
     buildSuite asan
     runSuite asan "${SHORT[@]}" || failed=1
     return "$failed"

@@ -20,6 +20,7 @@ from fleet_case import FleetCase, runTests  # noqa: E402
 NAMES = ("pump-1", "pump-2", "pump-3")
 COMMANDS = "data reload doctor config"
 SHORTEST_CONFIRM_S = 30
+KILLS = 100
 
 
 def deskAddress(number):
@@ -269,22 +270,22 @@ class Disturbances(EndToEnd):
         seed = int(os.environ.get("CELLSLOT_SEED", time.time()))
         print("CELLSLOT_SEED", seed)
         chance, gateway = random.Random(seed), self.gateways["pump-1"]
-        for number in range(100):
-            if number % 5 == 0:
-                gateway.register("denied" if number % 10 == 0 else "home")
+        kills, kinds = 0, set()
+        # Registration is lost and returns among the kills.
+        while kills < KILLS or not {"offline", "online"} <= kinds:
+            self.assertLess(kills, 10 * KILLS, kinds)
+            if kills % 25 == 0:
+                gateway.register("home" if kills % 50 else "denied")
             mark = self.ledger.mark()
             gateway.killAgent()
             gateway.startAgent()
-            if chance.random() < 0.3:
-                self.ledger.waitEvent("pump-1", "agent", mark)
+            kills += 1
+            if chance.random() < 0.5:
+                kinds.add(self.ledger.wait("pump-1", lambda message: "kind" in message, "event", mark)["kind"])
+                kinds |= {message.get("kind") for _, message in self.ledger.messages("pump-1")}
             # At any moment of its start, and of what it sends then.
             time.sleep(chance.random() * 0.6)
         gateway.register("home")
-        mark = self.ledger.mark()
-        gateway.killAgent()
-        gateway.startAgent()
-        self.ledger.waitEvent("pump-1", "agent", mark)
-        self.assertGreater(len(self.ledger.streams("pump-1").popitem()[1]), 100)
 
 
 class ClusterOperation(Operation):
