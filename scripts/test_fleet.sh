@@ -28,8 +28,15 @@ usage() {
 Usage: test_fleet.sh [--all | TEST [CLASS[.NAME]]...]
 Builds cellslot-fleet and tests it over mosquitto, and its package; or one TEST, a file of tests/fleet without
 ".py".
-  --all  also over a cluster of three nodes that lose and find each other, and under the sanitizers
+  --all  also over a cluster of three nodes that lose and find each other, with whole gateways end to end, and under
+         the sanitizers
 TEXT
+}
+
+# What stands at the other end: end_to_end_test has whole gateways.
+buildGateways() {
+    cmake --build --preset release -j "$JOBS" --target cellslot cellslotd cellslot-agent cellslot-agent-command \
+        cellslot-agent-root le910sim skvs
 }
 
 testPackage() {
@@ -47,6 +54,9 @@ main() {
     scripts/web_page.sh --test
     scripts/web_page.sh --fleet
     buildSuite release
+    if [[ ${1:-} == --all || ${1:-} == end_to_end_test ]]; then
+        buildGateways
+    fi
     if [[ ${1:-} == *_test ]]; then
         runSuiteTest release "$@"
         return
@@ -56,7 +66,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    runSuite release permissions_test fleet_test serve_test page_test || failed=1
+    runSuite release permissions_test fleet_test serve_test page_test end_to_end_test || failed=1
     buildSuite asan
     runSuite asan "${SHORT[@]}" || failed=1
     return "$failed"
