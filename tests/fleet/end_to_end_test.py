@@ -6,7 +6,6 @@ import json
 import os
 import pathlib
 import random
-import signal
 import subprocess
 import sys
 import tempfile
@@ -291,26 +290,6 @@ class Disturbances(EndToEnd):
 class ClusterOperation(Operation):
     brokerClass = Cluster
     ledgerPorts = CLUSTER_PORTS
-
-
-class ClusterDisturbances(EndToEnd):
-    brokerClass = Cluster
-    ledgerPorts = CLUSTER_PORTS
-
-    def test_NodeLostFiveTimesAmongEvents_NothingIsMissing(self):
-        for round in range(5):
-            node = self.broker.nodes[round % 3]
-            self.gateways["pump-1"].register("denied")
-            node.end(signal.SIGKILL)
-            self.gateways["pump-2"].killAgent()
-            self.gateways["pump-2"].startAgent()
-            self.broker.waitReady()
-            self.waitFleet(lambda gateway: gateway["online"])
-            self.gateways["pump-1"].register("home")
-            self.assertEqual(sorted(self.send("pump-*", "doctor")), list(self.names))
-            node.start()
-            self.broker.waitReady()
-            self.waitFleet(lambda gateway: gateway["online"] and gateway["state"] == "connected")
 
 
 del EndToEnd, FleetCase
