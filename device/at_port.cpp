@@ -15,6 +15,7 @@
 #include "device/recorder.h"
 #include "include/debug.h"
 #include "include/sleep.h"
+#include "platform/include/timer_clock.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ void recordFailedWrite(int port) {
 
 // Writes the carriage return of a command of which `size` bytes were written.
 void endCommand(int port, const char* text, size_t size) {
-    const uint64_t textMs = isRecording() ? recordedMs() : 0;
+    const uint64_t textMs = isRecording() ? timerClockMs() : 0;
     // The modem needs time for the text before it accepts the carriage return.
     sleepMicroseconds(CARRIAGE_RETURN_DELAY_US);
     const char end = eCR;

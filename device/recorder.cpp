@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <utility>
 
 #include "device/link_state.h"
 #include "include/debug.h"
@@ -39,6 +40,7 @@ struct sRecorderState {
     bool isFileNew = false;  // the older one has what is published
     uint64_t flushedMs = 0;
     unsigned silentLooks = 0;
+    cTextBuffer markMemory;  // of the last mark, for the next one
     // Known without a recording too.
     int atPort = NO_PORT;
     int gpsPort = NO_PORT;
@@ -253,13 +255,11 @@ void recordRead(int port, const char* data, size_t size) {
     flushWhenDue(nowMs);
 }
 
-uint64_t recordedMs() {
-    return elapsedMs();
-}
-
 void recordCommand(int port, const char* text, size_t size, uint64_t textMs) {
-    const uint64_t nowMs = elapsedMs();
-    g_recorderState.exchange->addCommand(portOf(port), text, size, textMs, nowMs);
+    const uint64_t beganMs = g_recorderState.beganMs;
+    const uint64_t nowMs = timerClockMs();
+    g_recorderState.exchange->addCommand(portOf(port), text, size, textMs - beganMs,
+                                         nowMs - beganMs);
     // The answer flushes, and so does silence.
 }
 
@@ -292,19 +292,29 @@ void appendHidden(cTextBuffer& line, const std::string& value) {
 }  // namespace
 
 cRecordMark::cRecordMark(const char* name) {
-    m_line.append(",\"mark\":");
-    appendJsonText(m_line, name);
+    std::swap(m_line, g_recorderState.markMemory);
+    m_line.clear();
+    m_line.append(",\"mark\":\"");
+    m_line.append(name);
+    m_line.add('"');
 }
 
 cRecordMark::~cRecordMark() {
     if (isRecording()) addLine(m_line);
+    std::swap(m_line, g_recorderState.markMemory);
 }
 
 void cRecordMark::key(std::string_view name) {
-    if (m_line.last() != '{') m_line.add(',');
-    m_line.add('"');
-    m_line.append(name.data(), name.size());
-    m_line.append("\":", 2);
+    constexpr size_t OTHERS = 4;
+    char* end = m_line.room(name.size() + OTHERS);
+    const char* const begin = end;
+    if (m_line.last() != '{') *end++ = ',';
+    *end++ = '"';
+    memcpy(end, name.data(), name.size());
+    end += name.size();
+    *end++ = '"';
+    *end++ = ':';
+    m_line.used(static_cast<size_t>(end - begin));
 }
 
 void cRecordMark::text(std::string_view name, const std::string& value) {
@@ -349,6 +359,7 @@ void resetRecorder() {
     state.file.close();
     state.exchange.reset();
     state.settings = {};
+    state.markMemory = {};
     state.failure = 0;
     state.atPort = NO_PORT;
     state.gpsPort = NO_PORT;

@@ -47,9 +47,8 @@ void noteClosedPort(int port);
 // A port cannot be opened: recorded when it begins, and when the errno value changes.
 void noteFailedOpen(const std::string& path, int error);
 void recordWrite(int port, const char* data, size_t size);
-// The time of a recording, for recordCommand().
-uint64_t recordedMs();
-// A command and its carriage return, which has just been written; the command was at textMs.
+// A command and its carriage return, which has just been written; the command was at textMs of
+// timerClockMs().
 void recordCommand(int port, const char* text, size_t size, uint64_t textMs);
 void recordRead(int port, const char* data, size_t size);
 // A look at the port found nothing to read. Many of them, one after the other, flush.
@@ -61,12 +60,12 @@ void recordHangUp(int port, int error);
 // Use it only while a recording runs.
 class cRecordMark {
   public:
+    // The name and all keys have nothing that JSON escapes.
     explicit cRecordMark(const char* name);
     ~cRecordMark();
     cRecordMark(const cRecordMark&) = delete;
     cRecordMark& operator=(const cRecordMark&) = delete;
 
-    // Keys have nothing that JSON escapes.
     void text(std::string_view key, const std::string& value);
     void number(std::string_view key, long long value);
     // A list: add() its elements, then endList().

@@ -12,12 +12,13 @@
 
 namespace {
 
-// The broker's answer to the last subscription comes after the retained messages, but for brokers
-// that send these later: so much longer nothing may come.
-constexpr int64_t QUIET_MS = 250;
 constexpr int STEP_MS = 1000;
 // Right after the loss of a node a cluster may refuse a client once.
 constexpr size_t ROUNDS = 2;
+// A busy cluster, or one that has just lost a node, refuses a subscription that it allows some
+// seconds later.
+constexpr int REFUSALS_MAX = 15;
+constexpr int64_t AGAIN_MS = 1000;
 
 std::string clientId(const std::string& session) {
     if (!session.empty()) return "fleet-" + session;
@@ -65,16 +66,43 @@ cBrokerLink::sHandlers cDesk::handlers() {
 
 void cDesk::subscribeAll() {
     m_pending.clear();
+    m_again.clear();
+    m_refusals = 0;
+    m_refused.clear();
     for (const sSubscription& each : m_subscriptions)
-        m_pending[m_link.subscribe(each.filter, each.delivery)] = each.filter;
+        subscribe(each);
+}
+
+void cDesk::subscribe(const sSubscription& wanted) {
+    m_pending[m_link.subscribe(wanted.filter, wanted.delivery)] = &wanted;
+}
+
+void cDesk::refuse(const sSubscription& wanted) {
+    if (m_refusals == REFUSALS_MAX) {
+        m_refused = wanted.filter;
+        return;
+    }
+    m_again.push_back(&wanted);
+    m_againMs = monotonicMs() + AGAIN_MS;
+}
+
+void cDesk::subscribeAgain() {
+    if (m_again.empty() || !m_pending.empty() || !m_link.isUp() || monotonicMs() < m_againMs)
+        return;
+    ++m_refusals;
+    std::vector<const sSubscription*> wanted;
+    wanted.swap(m_again);
+    for (const sSubscription* each : wanted)
+        subscribe(*each);
 }
 
 void cDesk::subscribed(int messageId, bool isGranted) {
     const auto found = m_pending.find(messageId);
     if (found == m_pending.end()) return;
-    if (!isGranted) m_refused = found->second;
+    const sSubscription& answered = *found->second;
     m_pending.erase(found);
-    if (!m_pending.empty()) return;
+    if (!isGranted) refuse(answered);
+    if (!m_pending.empty() || !m_again.empty()) return;
     if (m_wasReady && m_back) m_back();
     m_wasReady = true;
 }
@@ -86,8 +114,10 @@ void cDesk::take(const sIncomingMessage& message) {
 }
 
 void cDesk::turn(int milliseconds, int other) {
+    subscribeAgain();
     const int64_t now = monotonicMs();
-    const int64_t due = std::clamp<int64_t>(m_link.dueMs() - now, 0, milliseconds);
+    const int64_t next = m_again.empty() ? m_link.dueMs() : std::min(m_link.dueMs(), m_againMs);
+    const int64_t due = std::clamp<int64_t>(next - now, 0, milliseconds);
     pollfd watched[] = {{m_link.fd(), m_link.events(), 0}, {other, POLLIN, 0}};
     const int ready = poll(watched, 2, static_cast<int>(due));
     m_link.turn(ready > 0 ? watched[0].revents : static_cast<short>(0), monotonicMs());

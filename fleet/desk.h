@@ -31,11 +31,16 @@ class cDesk {
     bool open();
     // Until all retained messages have come, too.
     bool collect();
+    // The broker's answer to the last subscription comes after the retained messages, but for
+    // brokers that send these later: so much longer nothing may come.
+    static constexpr int64_t QUIET_MS = 250;
 
     // Waits for the broker, at most so long, or until other can be read. Returns at a signal.
     void turn(int milliseconds, int other = -1);
 
-    bool isReady() const { return m_link.isUp() && m_pending.empty(); }
+    bool isReady() const { return m_link.isUp() && m_pending.empty() && m_again.empty(); }
+    // A subscription that the broker refuses again and again; empty: it allows all.
+    const std::string& refused() const { return m_refused; }
     // Why there is no connection; empty if there is one.
     const std::string& trouble() const { return m_trouble; }
     std::string broker() const { return m_link.broker(); }
@@ -49,15 +54,21 @@ class cDesk {
   private:
     cBrokerLink::sHandlers handlers();
     void subscribeAll();
+    void subscribe(const sSubscription& wanted);
+    void subscribeAgain();
     void subscribed(int messageId, bool isGranted);
+    void refuse(const sSubscription& wanted);
     void take(const sIncomingMessage& message);
 
     const std::vector<sSubscription> m_subscriptions;
     const tMessage m_message;
     std::function<void(int)> m_acknowledged;
     std::function<void()> m_back;
-    std::map<int, std::string> m_pending;  // filters that the broker has not answered
-    std::string m_refused;                 // a filter that it does not allow
+    std::map<int, const sSubscription*> m_pending;  // that the broker has not answered
+    std::vector<const sSubscription*> m_again;      // that it refused and is asked for again
+    int64_t m_againMs = 0;
+    int m_refusals = 0;     // times that it was asked again
+    std::string m_refused;  // a filter that it does not allow
     std::string m_trouble;
     size_t m_failures = 0;  // attempts since the last connection
     size_t m_received = 0;

@@ -7,6 +7,7 @@
 #include "cli/base/command_line.h"
 #include "fleet/events_command.h"
 #include "fleet/send_command.h"
+#include "fleet/serve_command.h"
 #include "fleet/status_command.h"
 #include "fleet/watch_command.h"
 
@@ -57,6 +58,8 @@ eExitStatus runFleet(int argc, const char* const* argv, sCliContext& context, st
     addWatchCommand(all, fleet);
     addEventsCommand(all, fleet);
     addSendCommand(all, fleet);
+    addServeCommand(all, fleet);
+    addPasswordCommand(all, fleet);
     addCheckCommand(all, fleet);
     const std::vector<const char*> words = withoutUnit(argc, argv);
     return runCommandLine(app, static_cast<int>(words.size()), words.data(), context, err);

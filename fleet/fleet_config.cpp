@@ -9,11 +9,14 @@
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
 #include "cli/base/settings_file.h"
+#include "http/host_names.h"
 
 namespace {
 
 constexpr size_t BY_MAX = 64;
 constexpr const char* KEY_NAME = "NAME";
+constexpr const char* KEY_LISTEN = "LISTEN";
+constexpr const char* KEY_HOSTS = "HOSTS";
 
 std::string homeFile() {
     const char* folder = getenv("XDG_CONFIG_HOME");
@@ -44,9 +47,18 @@ void takeName(const sSetting& setting, const std::string& file, sFleetConfig& co
 void takeSetting(const sSetting& setting, sFleetConfig& config) {
     if (setBrokerOption(setting, config.file, config.broker)) return;
     if (setting.name == KEY_NAME) return takeName(setting, config.file, config);
+    if (setting.name == KEY_HOSTS) {
+        config.hosts = hostNames(setting, config.file);
+        return;
+    }
+    if (setting.name == KEY_LISTEN) {
+        config.listen = setting.value;
+        return;
+    }
     refuseSetting(config.file, setting.line,
                   "unknown key '" + printableLine(setting.name) + "'; known are " +
-                      brokerSettingNames() + " and " + KEY_NAME);
+                      brokerSettingNames() + ", " + KEY_LISTEN + ", " + KEY_HOSTS + " and " +
+                      KEY_NAME);
 }
 
 void requireUsable(const sFleetConfig& config, const sPlaces& places) {

@@ -2,16 +2,22 @@
 #define FLEET_FLEET_CONFIG_H
 
 #include <string>
+#include <vector>
 
 #include "cli/base/places.h"
 #include "mqtt/broker_options.h"
 
 constexpr const char* FLEET_CONFIG_FILE = "/etc/cellslot/fleet.conf";
 
+constexpr const char* PAGE_ADDRESS = "127.0.0.1:8089";
+
 struct sFleetConfig {
     std::string file;  // that was read; empty: none
     sBrokerOptions broker;
     std::string by;  // who asks the gateways; they log it
+    // Of the page.
+    std::string listen = PAGE_ADDRESS;
+    std::vector<std::string> hosts;  // names by which browsers may ask, in lower case
 };
 
 // What the command line says.

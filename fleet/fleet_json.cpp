@@ -1,8 +1,5 @@
 #include "fleet/fleet_json.h"
 
-#include <map>
-#include <set>
-
 #include "cli/base/utc_time.h"
 #include "cli/status/diagnosis.h"
 #include "mqtt/message_json.h"
@@ -12,13 +9,10 @@ namespace {
 using tJson = nlohmann::ordered_json;
 
 constexpr int INDENT = 2;
+constexpr int ONE_LINE = -1;
 
 std::string dumped(const tJson& json, int indent) {
     return json.dump(indent, ' ', false, tJson::error_handler_t::replace);
-}
-
-tJson orNull(const std::string& text) {
-    return text.empty() ? tJson(nullptr) : tJson(text);
 }
 
 tJson heardJson(const sJudgement& judgement) {
@@ -60,51 +54,8 @@ tJson wholeJson(const sJudgement& judgement) {
     return object;
 }
 
-tJson listedJson(const sJudgement& judgement) {
-    tJson object{{"name", judgement.gateway->name},
-                 {"online", judgement.isOnline},
-                 {"state", judgement.state},
-                 {"heard", heardJson(judgement)}};
-    if (!judgement.troubles.empty()) {
-        object["level"] = severityId(judgement.troubles.front().level);
-        object["id"] = judgement.troubles.front().id;
-        object["what"] = judgement.troubles.front().what;
-    }
-    if (judgement.worst == nullptr) return object;
-    const sSlotState& slot = *judgement.worst;
-    object["operator"] = orNull(slot.operatorName);
-    object["technology"] = orNull(slot.technology);
-    object["quality"] = orNull(slot.quality);
-    object["percent"] = slot.strengthPercent ? tJson(*slot.strengthPercent) : tJson(nullptr);
-    object["firmware"] = orNull(slot.firmware);
-    return object;
-}
-
-struct sKind {
-    eSeverity level = eSeverity::NOTE;
-    std::string what;  // of the first gateway that has it
-    size_t gateways = 0;
-};
-
-// How many gateways have each kind of trouble.
-tJson kindsJson(const std::vector<sJudgement>& all) {
-    std::map<std::string, sKind> kinds;
-    for (const sJudgement& judgement : all) {
-        std::set<std::string> counted;
-        for (const sTrouble& trouble : judgement.troubles) {
-            if (!counted.insert(trouble.id).second) continue;
-            sKind& kind = kinds[trouble.id];
-            if (kind.gateways++ == 0) kind.what = trouble.what;
-            kind.level = std::min(kind.level, trouble.level);
-        }
-    }
-    tJson list = tJson::array();
-    for (const auto& [id, kind] : kinds)
-        list.push_back({{"id", id},
-                        {"what", kind.what},
-                        {"level", severityId(kind.level)},
-                        {"gateways", kind.gateways}});
-    return list;
+void addKnown(tJson& object, const char* name, const std::string& text) {
+    if (!text.empty()) object[name] = text;
 }
 
 }  // namespace
@@ -120,9 +71,20 @@ std::string gatewayJson(const sJudgement& judgement) {
     return dumped(wholeJson(judgement), INDENT);
 }
 
-std::string fleetListJson(const std::vector<sJudgement>& all) {
-    tJson gateways = tJson::array();
-    for (const sJudgement& judgement : all)
-        gateways.push_back(listedJson(judgement));
-    return dumped({{"gateways", std::move(gateways)}, {"kinds", kindsJson(all)}}, -1);
+std::string listedJson(const sJudgement& judgement) {
+    tJson object{{"name", judgement.gateway->name},
+                 {"online", judgement.isOnline},
+                 {"state", judgement.state},
+                 {"heard", heardJson(judgement)},
+                 {"problems", problemsJson(judgement.troubles)}};
+    for (tJson& problem : object["problems"])
+        problem.erase("mend");
+    if (judgement.worst == nullptr) return dumped(object, ONE_LINE);
+    const sSlotState& slot = *judgement.worst;
+    addKnown(object, "operator", slot.operatorName);
+    addKnown(object, "technology", slot.technology);
+    addKnown(object, "quality", slot.quality);
+    addKnown(object, "firmware", slot.firmware);
+    if (slot.strengthPercent) object["percent"] = *slot.strengthPercent;
+    return dumped(object, ONE_LINE);
 }

@@ -14,9 +14,9 @@ std::string fleetJson(const std::vector<sJudgement>& chosen);
 // One of them.
 std::string gatewayJson(const sJudgement& judgement);
 
-// Without what only one gateway's details need, for a list of thousands: {"gateways": [{"name",
-// "online", "state", "heard", "level", "what", "operator", "technology", "quality", "percent",
-// "firmware"}], "kinds": [{"id", "what", "level", "gateways"}]}.
-std::string fleetListJson(const std::vector<sJudgement>& all);
+// One of them without what only its details need, for a list of thousands, on one line: {"name",
+// "online", "state", "heard", "problems": [{"severity", "id", "what"}], "operator", "technology",
+// "quality", "percent", "firmware"}; what is not known is left out.
+std::string listedJson(const sJudgement& judgement);
 
 #endif

@@ -1,5 +1,5 @@
-// What comes from the broker: a command, whatever it is, is judged, stored, executed at most once and answered
-// with messages that fit.
+// What comes from the broker: a command, whatever it is, is judged, stored, executed at most once
+// and answered with messages that fit.
 
 #include <cstdlib>
 

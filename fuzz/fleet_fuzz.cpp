@@ -65,7 +65,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const sJudgement& each : all)
         checkLines(gatewayScreen(each, NOW));
     fleetJson(all);
-    fleetListJson(all);
+    for (const sJudgement& judgement : all)
+        listedJson(judgement);
     fleetMetrics(all, NOW);
     return 0;
 }

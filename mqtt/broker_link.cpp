@@ -1,5 +1,6 @@
 #include "mqtt/broker_link.h"
 
+#include <arpa/inet.h>
 #include <mosquitto.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -23,6 +24,7 @@ namespace {
 constexpr int QOS = 1;  // at least once; what comes twice is known by its identifier
 constexpr int QOS_REFUSED = 0x80;
 constexpr int PACKETS = 1;
+constexpr const char* ANY_IPV4 = "0.0.0.0";
 // In one turn, so that a flood does not keep the owner from its other work.
 constexpr int READS_MAX = 256;
 constexpr int MQTT_CONNECTED = 0;
@@ -108,6 +110,12 @@ const char* connectionRefusal(int code) {
     }
 }
 
+bool isAddress(const std::string& host) {
+    in6_addr address{};
+    return inet_pton(AF_INET, host.c_str(), &address) == 1 ||
+           inet_pton(AF_INET6, host.c_str(), &address) == 1;
+}
+
 const char* orNull(const std::string& text) {
     return text.empty() ? nullptr : text.c_str();
 }
@@ -190,9 +198,9 @@ void cBrokerLink::connect(int64_t nowMs) {
     const std::string problem = prepare();
     if (!problem.empty()) return fail(nowMs, problem);
     const sBrokerAddress& broker = m_options.brokers[m_broker];
-    const int result =
-        mosquitto_connect_async(m_connection.get(), broker.host.c_str(),
-                                brokerPort(broker, m_options.usesTls), m_options.keepAliveS);
+    const int result = mosquitto_connect_bind_async(
+        m_connection.get(), broker.host.c_str(), brokerPort(broker, m_options.usesTls),
+        m_options.keepAliveS, m_isIpv4Only ? ANY_IPV4 : nullptr);
     if (result != MOSQ_ERR_SUCCESS) return fail(nowMs, reason(result));
     limitSilence(fd());
     m_dueMs = nowMs + CONNECT_MAX_MS;
@@ -289,14 +297,27 @@ void cBrokerLink::watch(int64_t nowMs) {
     m_dueMs = m_hasMore ? nowMs : nowMs + LOOK_MS;
 }
 
+// What is tried next. True if all have been tried, or if it begins anew.
+bool cBrokerLink::chooseNext() {
+    const bool wasUp = m_state == eState::UP;
+    const bool hasAnswered = wasUp || !m_refusal.empty() || !m_tlsError.empty();
+    const bool isFirstWay = m_isIpv4Only == m_beginsWithIpv4;
+    if (!hasAnswered && isFirstWay && !isAddress(m_options.brokers[m_broker].host)) {
+        m_isIpv4Only = !m_beginsWithIpv4;
+        return false;
+    }
+    m_isIpv4Only = m_beginsWithIpv4;
+    m_broker = wasUp ? 0 : (m_broker + 1) % m_options.brokers.size();
+    return m_broker == 0;
+}
+
 // The next broker is tried at once; after the last one comes the pause.
 void cBrokerLink::fail(int64_t nowMs, const std::string& why) {
     const std::string sentence = broker() + ": " + why;
     m_connection.reset();
-    const bool wasUp = m_state == eState::UP;
+    const bool isRoundOver = chooseNext();
     m_state = eState::PAUSING;
-    m_broker = wasUp ? 0 : (m_broker + 1) % m_options.brokers.size();
-    m_dueMs = m_broker == 0 ? nowMs + m_pause.next(randomNumber()) : nowMs;
+    m_dueMs = isRoundOver ? nowMs + m_pause.next(randomNumber()) : nowMs;
     m_sinceMs = nowMs;
     if (m_handlers.down) m_handlers.down(sentence);
 }
@@ -344,6 +365,7 @@ void cBrokerLink::onConnect(struct mosquitto*, void* self, int code, int flags) 
         return;
     }
     link.m_state = eState::UP;
+    link.m_beginsWithIpv4 = link.m_isIpv4Only;
     link.m_sinceMs = link.m_nowMs;
     if (link.m_handlers.up) link.m_handlers.up(flags & SESSION_PRESENT);
 }

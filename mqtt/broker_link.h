@@ -89,6 +89,7 @@ class cBrokerLink {
     int read();
     bool isMoreThere() const;
     void fail(int64_t nowMs, const std::string& why);
+    bool chooseNext();
     std::string reason(int error) const;
 
     static void onConnect(struct mosquitto*, void* self, int code, int flags);
@@ -111,6 +112,10 @@ class cBrokerLink {
     bool m_isTurning = false;
     bool m_hasMore = false;  // is there to be read
     size_t m_broker = 0;     // which of the options is tried, or connected to
+    // Of a name's addresses the library tries the first alone, which may be of IPv6 where nobody
+    // answers: a second attempt uses IPv4 only. What has worked comes first.
+    bool m_isIpv4Only = false;
+    bool m_beginsWithIpv4 = false;
     cReconnectPause m_pause;
     int64_t m_dueMs = 0;
     int64_t m_sinceMs = 0;  // of the state

@@ -49,6 +49,7 @@ void cHiddenExchange::expectUnknownEcho(eRecordedPort port) {
 }
 
 void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
+    if (m_events.empty()) return emitLine(rest.data(), rest.size(), ms);
     m_events.push_back({eEvent::LINE, eRecordedPort::AT, eRecordedWay::READ, 0, ms, ms,
                         m_bytes.size(), rest.size()});
     m_bytes.append(rest.data(), rest.size());
@@ -60,6 +61,12 @@ void cHiddenExchange::addLine(const cTextBuffer& rest, uint64_t ms) {
 // ---- What is known --------------------------------------------------------------------------
 
 void cHiddenExchange::emitOtherDelay(uint64_t delayMs) {
+    if (delayMs >= 10 && delayMs < 100) {
+        char* const digits = m_ready.end() - LINE_END_SIZE - 2;
+        digits[0] = static_cast<char>('0' + delayMs / 10);
+        digits[1] = static_cast<char>('0' + delayMs % 10);
+        return;
+    }
     m_ready.cut(sizeof USUAL_DELAY - 1 + LINE_END_SIZE);
     appendNumber(m_ready, delayMs);
     m_ready.append(LINE_END, LINE_END_SIZE);
@@ -319,16 +326,18 @@ void cHiddenExchange::emit() {
     m_emitted = 0;
 }
 
+void cHiddenExchange::emitLine(const char* rest, size_t size, uint64_t ms) {
+    m_lineStart.append(m_ready, ms);
+    m_ready.append(rest, size);
+    m_ready.append(LINE_END, LINE_END_SIZE);
+}
+
 void cHiddenExchange::emitEvent(const sEvent& event) {
+    if (event.what == eEvent::LINE) return emitLine(&m_bytes[event.at], event.size, event.ms);
     m_lineStart.append(m_ready, event.ms);
-    if (event.what == eEvent::LINE) {
-        m_ready.append(&m_bytes[event.at], event.size);
-    } else {
-        m_ready.append(event.port == eRecordedPort::AT ? ",\"at\":" : ",\"gps\":");
-        m_ready.append(event.way == eRecordedWay::WRITE ? "\"write\",\"data\":"
-                                                        : "\"read\",\"data\":");
-        appendJsonText(m_ready, &m_bytes[event.at], event.size);
-    }
+    m_ready.append(event.port == eRecordedPort::AT ? ",\"at\":" : ",\"gps\":");
+    m_ready.append(event.way == eRecordedWay::WRITE ? "\"write\",\"data\":" : "\"read\",\"data\":");
+    appendJsonText(m_ready, &m_bytes[event.at], event.size);
     if (event.what == eEvent::COMMAND) {
         m_ready.append(",\"cr\":");
         appendNumber(m_ready, event.endMs - event.ms);

@@ -148,6 +148,7 @@ class cHiddenExchange {
     void limitWaiting();
     void emit();
     void emitEvent(const sEvent& event);
+    void emitLine(const char* rest, size_t size, uint64_t ms);
 
     cSecrets m_secrets;  // before the rules, which use it
     cLineRules m_rules;

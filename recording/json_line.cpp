@@ -8,11 +8,12 @@ namespace {
 
 constexpr size_t ESCAPE_MAX = 6;
 
-// How a byte is written; size 0 for those that stay as they are.
+// How a byte is written. It is copied as a whole: a word is one instruction.
 struct sEscape {
-    char text[ESCAPE_MAX];
+    char text[ESCAPE_MAX + 1];
     unsigned char size;
 };
+static_assert(sizeof(sEscape) == sizeof(uint64_t));
 
 constexpr sEscape escapeOf(unsigned byte) {
     constexpr char HEX[] = "0123456789abcdef";
@@ -23,7 +24,7 @@ constexpr sEscape escapeOf(unsigned byte) {
     if (byte == '\t') return {{'\\', 't'}, 2};
     if (byte < 0x20 || byte == 0x7F)
         return {{'\\', 'u', '0', '0', HEX[byte >> 4], HEX[byte & 15]}, 6};
-    if (byte < 0x80) return {{}, 0};
+    if (byte < 0x80) return {{same}, 1};
     // UTF-8 of U+0080 to U+00FF
     return {{static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))}, 2};
 }
@@ -75,14 +76,13 @@ void cTextBuffer::grow(size_t size) {
 }
 
 void appendJsonText(cTextBuffer& line, const char* text, size_t size) {
-    char* const begin = line.room(size * ESCAPE_MAX + 2);
+    char* const begin = line.room(size * ESCAPE_MAX + 2 + sizeof(sEscape));
     char* end = begin;
     *end++ = '"';
     for (size_t at = 0; at < size; ++at) {
         const sEscape& escape = ESCAPES[static_cast<unsigned char>(text[at])];
-        *end = text[at];
-        if (escape.size > 0) memcpy(end, escape.text, ESCAPE_MAX);
-        end += escape.size > 0 ? escape.size : 1;
+        memcpy(end, &escape, sizeof escape);
+        end += escape.size;
     }
     *end++ = '"';
     line.used(static_cast<size_t>(end - begin));

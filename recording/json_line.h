@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 // Text that grows at its end. Nothing is initialised before it is written, and an append that fits
 // is inline: a recorder appends all the time.
@@ -16,7 +17,7 @@ class cTextBuffer {
         memcpy(room(size), text, size);
         m_size += size;
     }
-    void append(const std::string& text) { append(text.data(), text.size()); }
+    void append(std::string_view text) { append(text.data(), text.size()); }
     void add(char character) {
         *room(1) = character;
         ++m_size;

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the Debian package of the operator's desk: cellslot-fleet. At the end prints the package's path.
+# Builds the Debian package of the operator's desk: cellslot-fleet with its page. At the end prints the package's path.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -26,9 +26,20 @@ putFolder() { # FOLDER PLACE
     done < <(cd "$1" && find . -type f -printf '%P\n' | sort)
 }
 
+putPage() {
+    local file
+    scripts/web_page.sh --fleet >&2
+    for file in build/web/fleet-page/*.gz; do
+        put 644 "$file" "/usr/share/cellslot-fleet/${file##*/}"
+    done
+    put 644 packaging/fleet/cellslot-fleet.service /lib/systemd/system/cellslot-fleet.service
+    put 644 packaging/fleet/sysusers.conf /usr/lib/sysusers.d/cellslot-fleet.conf
+}
+
 putFiles() {
     local doc=/usr/share/doc/$NAME
     putProgram cellslot-fleet "$PLACE/cellslot-fleet"
+    putPage
     put 644 packaging/fleet/fleet.conf /etc/cellslot/fleet.conf
     putConffiles
     put 644 fleet/cellslot-fleet.bash-completion /usr/share/bash-completion/completions/cellslot-fleet
@@ -49,7 +60,8 @@ Description: all gateways of cellslot over an MQTT broker
  For the operator's desk: shows the gateways whose cellslot-agent is at the same
  broker, the worst first, with what is wrong in words, and asks one, some or all
  of them to do something, in waves. It keeps no data of its own: the broker's
- retained messages are the state. Configurations for mosquitto and for a cluster
+ retained messages are the state. A service, which the operator enables, shows
+ the same as a page and as metrics for Prometheus. Configurations for mosquitto and for a cluster
  of nats-server are in the package's examples.
 TEXT
     finishPackage "$NAME"

@@ -9,6 +9,8 @@ set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
 readonly BUILD=(
+    libcrypt-dev
+    libgnutls28-dev
     libmicrohttpd-dev
     libmosquitto-dev
     pkg-config

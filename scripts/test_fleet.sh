@@ -13,20 +13,30 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 . scripts/lib/package_suite.sh
 # Of the suite:
 # shellcheck disable=SC2034
-readonly JOBS=2 SUITE=tests/fleet UNITS=fleet_tests SUITE_PYTHON=python3 SUITE_SETTINGS=()
+readonly JOBS=2 SUITE=tests/fleet UNITS=fleet_tests SUITE_PYTHON=python3 \
+    SUITE_SETTINGS=("CELLSLOT_PAGES=$PWD/build/web/fleet-page" "CELLSLOT_RESULTS=$PWD/build/web/fleet-results"
+        "CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js")
 # shellcheck disable=SC2034
 readonly TARGETS=(cellslot-fleet fleet_tests)
 readonly WORK=$PWD/build/fleet-package-test
 # About a minute.
-readonly SHORT=('permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes')
+readonly SHORT=('permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes'
+    'serve_test WhoMayAsk Answers' 'page_test Fleet')
 
 usage() {
     cat <<'TEXT'
 Usage: test_fleet.sh [--all | TEST [CLASS[.NAME]]...]
 Builds cellslot-fleet and tests it over mosquitto, and its package; or one TEST, a file of tests/fleet without
 ".py".
-  --all  also over a cluster of three nodes that lose and find each other, and under the sanitizers
+  --all  also over a cluster of three nodes that lose and find each other, with whole gateways end to end, and under
+         the sanitizers
 TEXT
+}
+
+# What stands at the other end: end_to_end_test has whole gateways.
+buildGateways() {
+    cmake --build --preset release -j "$JOBS" --target cellslot cellslotd cellslot-agent cellslot-agent-command \
+        cellslot-agent-root le910sim skvs
 }
 
 testPackage() {
@@ -40,7 +50,13 @@ main() {
     checkSuiteArgument "${1:-}"
     scripts/setup.sh --test
     scripts/setup_mqtt.sh --test
+    scripts/setup_web.sh --test
+    scripts/web_page.sh --test
+    scripts/web_page.sh --fleet
     buildSuite release
+    if [[ ${1:-} == --all || ${1:-} == end_to_end_test ]]; then
+        buildGateways
+    fi
     if [[ ${1:-} == *_test ]]; then
         runSuiteTest release "$@"
         return
@@ -50,7 +66,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    runSuite release permissions_test fleet_test || failed=1
+    runSuite release permissions_test fleet_test serve_test page_test end_to_end_test || failed=1
     buildSuite asan
     runSuite asan "${SHORT[@]}" || failed=1
     return "$failed"

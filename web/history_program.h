@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "web/job.h"
+#include "http/job.h"
 
 // The history is read by a program of its own: it needs librrd and some megabytes for a moment,
 // which the server would keep. It prints JSON:

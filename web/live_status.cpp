@@ -50,11 +50,6 @@ std::string timesOfWriting(const std::vector<sSlotReport>& reports) {
     return times;
 }
 
-cLiveStatus::tMessage eventText(const char* name, const std::string& data) {
-    return std::make_shared<const std::string>(std::string("event: ") + name + "\ndata: " + data +
-                                               "\n\n");
-}
-
 }  // namespace
 
 void cLiveStatus::update(const std::vector<sSlotReport>& reports) {
@@ -62,21 +57,21 @@ void cLiveStatus::update(const std::vector<sSlotReport>& reports) {
     std::string compared = comparedText(reports);
     if (compared != m_compared || !m_status) {
         m_compared = std::move(compared);
-        m_status = eventText("status", statusJson(reports, eJsonLayout::ONE_LINE));
-        ++m_now.status;
+        m_status = streamMessage("status", statusJson(reports, eJsonLayout::ONE_LINE));
+        ++m_now.whole;
     } else if (ages != m_ages) {
-        m_age = eventText("age", ageJson(reports));
-        ++m_now.age;
+        m_age = streamMessage("age", ageJson(reports));
+        ++m_now.part;
     }
     m_ages = ages;
 }
 
 bool cLiveStatus::hasNext(const sPosition& position) const {
-    return position.status != m_now.status || position.age != m_now.age;
+    return position.whole != m_now.whole || position.part != m_now.part;
 }
 
 cLiveStatus::tMessage cLiveStatus::next(sPosition& position) const {
-    const bool isWhole = position.status != m_now.status;
+    const bool isWhole = position.whole != m_now.whole;
     if (!hasNext(position)) return nullptr;
     position = m_now;
     return isWhole ? m_status : m_age;

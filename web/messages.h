@@ -4,7 +4,7 @@
 #include <string>
 
 #include "cli/base/places.h"
-#include "web/job.h"
+#include "http/job.h"
 
 // Received messages are root's alone, so the server cannot read them. A socket-activated service of
 // root's prints them, if the operator allows it, to whoever may connect to the socket.

@@ -1,29 +1,24 @@
 #include "web/web_command.h"
 
-#include <unistd.h>
-
-#include <cstdlib>
 #include <iostream>
 
-#include "cli/base/draft_file.h"
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
-#include "cli/pin/secret.h"
+#include "http/credential.h"
+#include "http/password_dialog.h"
+#include "http/server.h"
 #include "platform/include/text_helpers.h"
+#include "web/gateway_site.h"
 #include "web/history_program.h"
 #include "web/messages.h"
-#include "web/page_files.h"
-#include "web/password.h"
-#include "web/server.h"
+#include "web/page_table.h"
 
 namespace {
 
-constexpr size_t CREDENTIAL_MAX = 64 * 1024;
 constexpr const char* IDLE_S = "60";
 // A slow processor checks a password in some seconds.
 constexpr const char* PATIENCE_S = "20";
 constexpr int SECONDS_MAX = 86400;
-constexpr mode_t PASSWORD_MODE = 0600;
 
 constexpr const char* HELP =
     "Serves a page with the state of the modems.\n"
@@ -89,62 +84,29 @@ int secondsOf(const char* name, const std::string& text, int least) {
                 " to " + itos(SECONDS_MAX) + " seconds");
 }
 
-// What the service manager hands over from root's files; empty if the file is missing.
-std::string credential(const std::string& name) {
-    const char* folder = getenv("CREDENTIALS_DIRECTORY");
-    std::string text;
-    if (folder != nullptr) readFile2String(std::string(folder) + "/" + name, text, CREDENTIAL_MAX);
-    return text;
-}
-
 void serve(const std::vector<std::string>& words) {
     const sServeOptions options = readOptions(words);
     sServerSetup setup;
-    setup.config = readWebConfig(setup.places);
-    setup.pageFolder = options.pages;
-    setup.historyProgram = options.history;
     setup.idleS = secondsOf("--idle", options.idle, 0);
     setup.patienceS = secondsOf("--patience", options.patience, 1);
-    setup.certificate = credential("certificate");
-    setup.key = credential("key");
-    setup.passwordHash = cleanBeginEndWhiteSpace(credential("password"));
+    readCredentials(setup);
     setup.listeners = passedListeners();
     if (!options.listen.empty()) setup.listeners.push_back(listenAt(options.listen));
     if (setup.listeners.empty())
         throw cFailure(eExitStatus::USAGE,
                        "no socket to serve at: start cellslot-web.socket, or give --listen "
                        "127.0.0.1:8088");
-    runServer(setup);
+    setup.certificateHint =
+        "put it into /etc/cellslot/web.crt and its key into /etc/cellslot/web.key (PEM)";
+    setup.passwordHint = "cellslot-web password";
+    cGatewaySite site({{}, readWebConfig({}), options.pages, setup.passwordHash, options.history});
+    runServer(site, setup);
 }
 
 // ---- the other actions
 
-// Not cut: the browser would send all of it.
-std::string textOf(const cSecret& password) {
-    if (password.isOverlong())
-        throw cFailure(eExitStatus::USAGE, "the password is too long; it needs 10 to 32 bytes");
-    return {password.data(), password.size()};
-}
-
-std::string askPassword() {
-    cSecret password;
-    cSecret again;
-    if (!readSecret(STDIN_FILENO, "New password of the page: ", password))
-        throw cFailure(eExitStatus::USAGE, "no password was given");
-    // A program gives it once.
-    if (isatty(STDIN_FILENO) == 0) return textOf(password);
-    if (!readSecret(STDIN_FILENO, "The same again: ", again) || !(password == again))
-        throw cFailure(eExitStatus::USAGE,
-                       "the two passwords are not the same; nothing was changed");
-    return textOf(password);
-}
-
 void setPassword() {
-    const std::string password = askPassword();
-    if (password.size() < PASSWORD_LENGTH_MIN || password.size() > PASSWORD_LENGTH_MAX)
-        throw cFailure(eExitStatus::USAGE, "the password has " + std::to_string(password.size()) +
-                                               " bytes; it needs 10 to 32 bytes");
-    replaceFile(PASSWORD_FILE, passwordHash(password) + "\n", PASSWORD_MODE);
+    storePassword(PASSWORD_FILE, askPassword());
     std::cout << "The page asks for the new password after: systemctl try-restart cellslot-web\n";
 }
 

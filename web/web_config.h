@@ -7,6 +7,7 @@
 #include "cli/base/places.h"
 
 constexpr const char* WEB_CONFIG_FILE = "/etc/cellslot/web.conf";
+constexpr const char* PASSWORD_FILE = "/etc/cellslot/web.password";
 
 // What the operator allows.
 struct sWebConfig {

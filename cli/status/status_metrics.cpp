@@ -1,5 +1,7 @@
 #include "cli/status/status_metrics.h"
 
+#include <iterator>
+
 #include "cli/base/display_text.h"
 #include "cli/base/printable_text.h"
 #include "cli/status/diagnosis.h"
@@ -12,7 +14,6 @@ namespace {
 struct sSlotMetrics {
     const sSlotReport& report;
     const sSignalReading signal;
-    const std::string gateway;  // its label; may be empty
 };
 
 using tValue = std::optional<double>;
@@ -120,20 +121,12 @@ const sFamily FAMILIES[] = {
 };
 // clang-format on
 
-std::string familyText(const sFamily& family, const std::vector<sSlotMetrics>& slots) {
-    std::string series;
-    for (const sSlotMetrics& slot : slots) {
-        if (family.needsRecord && !slot.report.isGood()) continue;
-        const tValue value = family.value(slot);
-        if (!value) continue;
-        const std::string labels = slot.gateway + "slot=\"" + itos(slot.report.slot) + "\"" +
-                                   (family.labels ? family.labels(slot) : "");
-        series += std::string(family.name) + "{" + labels + "} " + shortNumber(*value) + "\n";
-    }
-    if (series.empty()) return "";
-    const std::string name = family.name;
-    return "# HELP " + name + " " + family.help + "\n# TYPE " + name + " " + family.type + "\n" +
-           series;
+std::string seriesOf(const sFamily& family, const std::string& labels, tSlot slot) {
+    if (family.needsRecord && !slot.report.isGood()) return "";
+    const tValue value = family.value(slot);
+    if (!value) return "";
+    return std::string(family.name) + "{" + labels + "slot=\"" + itos(slot.report.slot) + "\"" +
+           (family.labels ? family.labels(slot) : "") + "} " + shortNumber(*value) + "\n";
 }
 
 }  // namespace
@@ -147,15 +140,30 @@ std::string metricLabel(const std::string& name, const std::string& value) {
     return name + "=\"" + escaped + "\"";
 }
 
-std::string statusMetrics(const std::vector<sSlotReport>& reports,
-                          const std::vector<std::string>& gateways) {
-    std::vector<sSlotMetrics> slots;
-    slots.reserve(reports.size());
-    for (size_t i = 0; i < reports.size(); ++i)
-        slots.push_back({reports[i], readSignal(reports[i].file.record),
-                         gateways.empty() ? "" : metricLabel("gateway", gateways[i]) + ","});
+std::string metricFamily(const std::string& name, const std::string& type, const std::string& help,
+                         const std::string& series) {
+    if (series.empty()) return "";
+    return "# HELP " + name + " " + help + "\n# TYPE " + name + " " + type + "\n" + series;
+}
+
+cStatusMetrics::cStatusMetrics() : m_series(std::size(FAMILIES)) {}
+
+void cStatusMetrics::add(const std::string& labels, const sSlotReport& report) {
+    const sSlotMetrics slot{report, readSignal(report.file.record)};
+    for (size_t i = 0; i < m_series.size(); ++i)
+        m_series[i] += seriesOf(FAMILIES[i], labels, slot);
+}
+
+std::string cStatusMetrics::text() const {
     std::string text;
-    for (const sFamily& family : FAMILIES)
-        text += familyText(family, slots);
+    for (size_t i = 0; i < m_series.size(); ++i)
+        text += metricFamily(FAMILIES[i].name, FAMILIES[i].type, FAMILIES[i].help, m_series[i]);
     return text;
+}
+
+std::string statusMetrics(const std::vector<sSlotReport>& reports) {
+    cStatusMetrics metrics;
+    for (const sSlotReport& report : reports)
+        metrics.add("", report);
+    return metrics.text();
 }

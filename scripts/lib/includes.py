@@ -51,8 +51,9 @@ ROOMS = {
     "mqtt": ["platform/include", "published", "cli/base"],
     "agent": ["include", "platform/include", "platform/files", "platform/store", "published", "cli/base", "cli/status",
               "cli/sms", "observed", "mqtt"],
-    "fleet": ["platform/include", "published", "include", "cli/base", "cli/status", "mqtt"],
-    "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms"],
+    "http": ["platform/include", "cli/base", "cli/pin"],
+    "web": ["platform/include", "published", "cli/base", "cli/status", "cli/pin", "cli/sms", "http"],
+    "fleet": ["platform/include", "published", "include", "cli/base", "cli/status", "mqtt", "http"],
 }
 
 # The entry of the daemon puts the libraries together.

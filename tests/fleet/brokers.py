@@ -47,9 +47,10 @@ def run(*words, **options):
 class Keys:
     """The folder that contrib/keys.sh fills."""
 
-    def __init__(self, folder=None):
+    def __init__(self, folder=None, addresses=()):
+        """addresses: where the broker is reached too, beside the loopback interface."""
         self.folder = pathlib.Path(folder or tempfile.mkdtemp(prefix="keys."))
-        self.make("broker", "localhost", "127.0.0.1", "::1")
+        self.make("broker", "localhost", "127.0.0.1", "::1", *addresses)
         self.make("operator", "operator", "monitoring")
 
     def make(self, *words):

@@ -21,11 +21,12 @@ class FleetCase(unittest.TestCase):
 
     brokerClass = Mosquitto
     names = ("pump-1", "pump-2", "pump-3")
+    addresses = ()  # of the broker
     maxDiff = None
 
     @classmethod
     def setUpClass(cls):
-        cls.keys = Keys()
+        cls.keys = Keys(addresses=cls.addresses)
         cls.addClassCleanup(cls.keys.end)
         cls.broker = cls.brokerClass(cls.keys, cls.names)
         cls.broker.start()

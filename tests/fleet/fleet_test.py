@@ -7,14 +7,17 @@ import pathlib
 import pty
 import shutil
 import signal
+import socket
 import subprocess
 import sys
+import threading
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
 from brokers import CLUSTER_PORTS, LIMIT_S, Cluster, waitUntil  # noqa: E402
 from fleet_case import FLEET, FleetCase, runTests  # noqa: E402
+from mqtt_client import CONNACK, CONNECT, REFUSED, SUBACK, SUBSCRIBE, packet  # noqa: E402
 from gateways import NO_SIM, POOR, STREAM, Gateway, offline, online, slotStatus, utc  # noqa: E402
 
 
@@ -288,6 +291,55 @@ class Sends(WithGateways):
                             (["pump-1", "config", "/nowhere"], "/nowhere")):
             text = self.ask("send", *words, status=1 if words[-1] == "/nowhere" else 2)
             self.assertIn(part, text)
+
+
+class RefusingBroker:
+    """Takes a client without TLS, and refuses its first subscriptions."""
+
+    def __init__(self, refusals):
+        self.refusals, self.asked = refusals, 0
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.thread = threading.Thread(target=self._serve, daemon=True)
+        self.thread.start()
+
+    def port(self):
+        return self.listener.getsockname()[1]
+
+    def _serve(self):
+        connection, _ = self.listener.accept()
+        with connection, connection.makefile("rb") as stream:
+            while head := stream.read(2):
+                body = stream.read(head[1])
+                if head[0] >> 4 == CONNECT:
+                    connection.sendall(packet(CONNACK, 0, bytes(2)))
+                elif head[0] >> 4 == SUBSCRIBE:
+                    self.asked += 1
+                    granted = REFUSED if self.asked <= self.refusals else 0
+                    connection.sendall(packet(SUBACK, 0, body[:2] + bytes([granted])))
+
+    def end(self):
+        self.listener.close()
+        self.thread.join(LIMIT_S)
+
+
+class BrokerThatRefuses(FleetCase):
+    def status(self, refusals, status=0):
+        broker = RefusingBroker(refusals)
+        self.addCleanup(broker.end)
+        conf = self.folder / "refusing.conf"
+        conf.write_text(f"BROKER=127.0.0.1:{broker.port()}\nTLS=no\n")
+        return self.ask("status", "--json", conf=conf, status=status), broker
+
+    def test_BusyCluster_IsAskedAgainForWhatItRefused(self):
+        text, broker = self.status(3)
+        self.assertEqual(json.loads(text)["gateways"], [])
+        # Two filters, and one again that was refused twice.
+        self.assertEqual(broker.asked, 5)
+
+    def test_UserThatMayNotRead_IsSaid(self):
+        text, broker = self.status(1000, status=5)
+        self.assertIn("does not allow this user to read cellslot/1/", text)
+        self.assertGreater(broker.asked, 4)
 
 
 class BrokerThatGoes(WithGateways):

@@ -12,7 +12,7 @@ from package_case import ContentsCase, output
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 BIN = pathlib.Path(os.environ["CELLSLOT_BIN"])
-COMMANDS = ("status", "show", "watch", "events", "send", "check")
+COMMANDS = ("status", "show", "watch", "events", "send", "serve", "password", "check")
 
 
 def shown(*words):
@@ -25,13 +25,14 @@ def options(command):
 
 class Contents(ContentsCase, unittest.TestCase):
     NAME = "cellslot-fleet"
-    SERVICES = ()
-    SCRIPTS = ()
+    SERVICES = ("cellslot-fleet.service",)
+    EXPOSURE_MAX = 15
 
     def test_depends_nameTheLibraryAndNoGatewaysPackage(self):
         depends = output("dpkg-deb", "-f", str(self.package), "Depends")
         self.assertIn("libmosquitto1", depends)
-        self.assertNotRegex(depends, r"\bcellslot\b|microhttpd|librrd")
+        self.assertIn("libmicrohttpd12", depends)
+        self.assertNotRegex(depends, r"\bcellslot\b|librrd")
 
     def test_files_areInTheirPlaces(self):
         self.assertEqual(self.modes["usr/bin/cellslot-fleet"], "-rwxr-xr-x")
@@ -41,6 +42,13 @@ class Contents(ContentsCase, unittest.TestCase):
                      "usr/share/doc/cellslot-fleet/examples/nats/node.conf"):
             self.assertEqual(self.modes.get(file), "-rw-r--r--", file)
         self.assertEqual(self.modes["usr/share/doc/cellslot-fleet/examples/keys.sh"], "-rwxr-xr-x")
+
+    def test_page_isWhole(self):
+        source = (REPO / "fleet/fleet_site.cpp").read_text()
+        named = set(re.findall(r'\{"/[^"]*",\s+"([^"]+)"', source))
+        self.assertGreater(len(named), 5)
+        self.assertEqual({file.name for file in (self.root / "usr/share/cellslot-fleet").iterdir()},
+                         {name + ".gz" for name in named})
 
     def test_manualPage_namesEveryCommandAndOption(self):
         page = self.root / "usr/share/man/man1/cellslot-fleet.1.gz"

@@ -47,7 +47,7 @@ class Contents(ContentsCase, unittest.TestCase):
         size = sum(file.stat().st_size for file in page.iterdir())
         print(f"the page has {size} bytes, compressed; the package {self.package.stat().st_size}")
         self.assertLessEqual(size, PAGE_MAX)
-        source = (REPO / "web/page_files.cpp").read_text()
+        source = (REPO / "web/page_table.cpp").read_text()
         named = set(re.findall(r'\{"/[^"]*",\s+"([^"]+)"', source))
         self.assertEqual({file.name for file in page.iterdir()}, {name + ".gz" for name in named})
         for file in page.iterdir():

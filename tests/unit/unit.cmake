@@ -205,15 +205,19 @@ if(TARGET cellslot_mqtt)
     set_tests_properties(unit.message_schemas PROPERTIES LABELS "unit;tool;packages" TIMEOUT ${TEST_TIMEOUT_S})
 endif()
 
-# Built only where the page is.
+# Built only where pages are.
+if(TARGET cellslot_http)
+    cellslot_add_unit_tests(http PACKAGE
+        LIBS cellslot_http
+        SOURCES unit/http/attempts_test.cpp unit/http/basic_credentials_test.cpp
+                unit/http/connections_test.cpp unit/http/host_check_test.cpp
+                unit/http/jobs_test.cpp unit/http/page_files_test.cpp unit/http/password_test.cpp)
+endif()
 if(TARGET cellslot_web_lib)
     cellslot_add_unit_tests(web PACKAGE
         LIBS cellslot_web_lib
-        SOURCES unit/cli/fixture.cpp unit/web/attempts_test.cpp unit/web/basic_credentials_test.cpp
-                unit/web/connections_test.cpp unit/web/history_program_test.cpp
-                unit/web/host_check_test.cpp unit/web/jobs_test.cpp
-                unit/web/live_status_test.cpp unit/web/page_files_test.cpp
-                unit/web/password_test.cpp unit/web/web_config_test.cpp)
+        SOURCES unit/cli/fixture.cpp unit/web/history_program_test.cpp
+                unit/web/live_status_test.cpp unit/web/web_config_test.cpp)
     target_compile_definitions(web_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")
 endif()
 
@@ -267,8 +271,10 @@ if(TARGET cellslot_fleet)
                 unit/fleet/filter_test.cpp unit/fleet/fleet_config_test.cpp
                 unit/fleet/fleet_json_test.cpp unit/fleet/fleet_metrics_test.cpp
                 unit/fleet/fleet_model_test.cpp
-                unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_watch_test.cpp
+                unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_site_test.cpp
+                unit/fleet/fleet_watch_test.cpp
                 unit/fleet/gateway_test.cpp unit/fleet/judgement_test.cpp
+                unit/fleet/live_fleet_test.cpp
                 unit/fleet/made_fleet.cpp unit/fleet/order_test.cpp unit/fleet/slot_view_test.cpp
                 unit/fleet/waves_test.cpp)
     target_compile_definitions(fleet_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")

@@ -8,6 +8,7 @@ const SILENCE_MS = 15000;
 const listeners = new Set();
 let source = null;
 let retry = null;
+let stream = null; // where it is, and what takes its events
 let heardMs = 0;
 
 export const live = {
@@ -39,19 +40,17 @@ function takeNews() {
   notify();
 }
 
-function takeStatus(event) {
-  live.slots = JSON.parse(event.data).slots;
-  takeNews();
+function takeStatus(data) {
+  live.slots = data.slots;
 }
 
-function takeAge(event) {
-  for (const news of JSON.parse(event.data).slots) {
+function takeAge(data) {
+  for (const news of data.slots) {
     const slot = live.slots.find((one) => one.slot === news.slot);
     if (!slot) continue;
     slot.age_seconds = news.age_seconds;
     if (slot.session) slot.session.seconds = news.seconds;
   }
-  takeNews();
 }
 
 function takeSign() {
@@ -68,9 +67,13 @@ function stop() {
 function start() {
   stop();
   heardMs = Date.now();
-  source = new EventSource('api/live');
-  source.addEventListener('status', takeStatus);
-  source.addEventListener('age', takeAge);
+  source = new EventSource(stream.address);
+  for (const [name, take] of Object.entries(stream.takers)) {
+    source.addEventListener(name, (event) => {
+      take(JSON.parse(event.data));
+      takeNews();
+    });
+  }
   source.addEventListener('alive', takeSign);
   source.addEventListener('error', () => {
     setLinked(false);
@@ -79,7 +82,9 @@ function start() {
   });
 }
 
-export function startLive() {
+// takers: by the event's name, what takes its data.
+export function startLive(address = 'api/live', takers = { status: takeStatus, age: takeAge }) {
+  stream = { address, takers };
   const follow = () => {
     live.isPaused = document.hidden;
     if (live.isPaused) stop();

@@ -19,7 +19,7 @@ export function stateWords(slot) {
   return STATES[slot.state] || [slot.state, 'fair'];
 }
 
-function problemNode(problem) {
+export function problemNode(problem) {
   const node = element('div', { class: `problem ${problem.severity}` },
     element('p', { class: 'what' }, `${SEVERITIES[problem.severity] || 'Note'}: ${problem.what}`));
   if (problem.mend) node.append(element('p', {}, `What to do: ${problem.mend}`));

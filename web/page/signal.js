@@ -36,6 +36,11 @@ export function sampleSignals() {
   }
 }
 
+// What comes is of another modem.
+export function forgetTraces() {
+  traces.clear();
+}
+
 // Pieces of line; where nothing was known there is a gap.
 function pieces(trace) {
   const lines = [[]];

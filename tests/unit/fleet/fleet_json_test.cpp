@@ -18,14 +18,16 @@ TEST(FleetJson, Gateway_HasWhatItSaidAndWhatIsWrong) {
     EXPECT_EQ(gone["slots"][0]["state"], "connected");
 }
 
-TEST(FleetListJson, Kinds_CountGateways) {
+TEST(ListedJson, Gateway_HasWhatIsWrongButNoDetails) {
     const cFleet fleet = madeFleet();
-    const auto list = nlohmann::json::parse(fleetListJson(judgeAll(fleet, RECORDED_S)));
-    EXPECT_EQ(list["gateways"].size(), 6u);
-    EXPECT_FALSE(list["gateways"][0].contains("slots"));
-    std::map<std::string, int> counts;
-    for (const nlohmann::json& kind : list["kinds"])
-        counts[kind["id"]] = kind["gateways"];
-    EXPECT_EQ(counts["lost"], 1);
-    EXPECT_EQ(counts["agent_stopped"], 1);
+    const auto listed =
+        nlohmann::json::parse(listedJson(judge(fleet.gateways().at("error"), RECORDED_S)));
+    EXPECT_EQ(listed["problems"][0]["id"], "sim_missing");
+    EXPECT_FALSE(listed["problems"][0].contains("mend"));
+    EXPECT_FALSE(listed.contains("slots"));
+    EXPECT_FALSE(listed.contains("operator"));
+    const auto two =
+        nlohmann::json::parse(listedJson(judge(fleet.gateways().at("healthy"), RECORDED_S)));
+    EXPECT_EQ(two["operator"], "AT&T");
+    EXPECT_TRUE(two["problems"].empty());
 }

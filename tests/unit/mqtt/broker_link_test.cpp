@@ -318,6 +318,33 @@ TEST_F(BrokerLink, SecondBroker_IsTriedAtOnceAndThePauseComesAfterTheLast) {
     EXPECT_GE(link->dueMs(), nowMs + 500);
 }
 
+TEST_F(BrokerLink, NameWhoseFirstAddressIsSilent_IsTriedAgainWithIpv4BeforeThePause) {
+    options.brokers = {{"localhost", broker.port()}};
+    start();
+    link->turn(0, nowMs);
+    turnUntil([&] { return broker.isAsked(); });
+    broker.accept();
+    turnUntilReceived();
+    nowMs += 60'000;
+    link->turn(0, nowMs);
+    ASSERT_EQ(said.size(), 1u);
+    turnUntil([&] { return broker.isAsked(); });
+    broker.accept();
+    turnUntilReceived();
+    broker.hangUp();
+    turnUntilSaid(2);
+    EXPECT_GE(link->dueMs(), nowMs + 500);
+}
+
+TEST_F(BrokerLink, NameThatRefuses_IsNotAskedTwice) {
+    options.brokers = {{"localhost", broker.port()}};
+    start();
+    connectAndReadIt();
+    broker.send(connack(4));
+    turnUntilSaid(1);
+    EXPECT_GE(link->dueMs(), nowMs + 500);
+}
+
 TEST_F(BrokerLink, Pauses_GrowUntilAConnectionHasLasted) {
     start();
     for (int attempt = 0; attempt < 5; ++attempt) {

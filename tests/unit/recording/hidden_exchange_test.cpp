@@ -104,12 +104,14 @@ TEST(HiddenExchange, Pieces_StayPiecesWithTheirTimes) {
 
 TEST(HiddenExchange, Command_HasTheTimeToItsCarriageReturnInItsLine) {
     cExchange exchange;
-    for (const uint64_t delayMs : {10, 10, 19, 20, 9, 0, 1234})
+    for (const uint64_t delayMs : {10, 10, 19, 20, 9, 99, 100, 0, 1234})
         exchange.command("AT+CSQ", delayMs);
     const std::string line = ",\"at\":\"write\",\"data\":\"AT+CSQ\\r\",\"cr\":";
     EXPECT_EQ(exchange.lines(), "{\"ms\":0" + line + "10}\n{\"ms\":10" + line + "10}\n{\"ms\":20" +
                                     line + "19}\n{\"ms\":39" + line + "20}\n{\"ms\":59" + line +
-                                    "9}\n{\"ms\":68" + line + "0}\n{\"ms\":68" + line + "1234}\n");
+                                    "9}\n{\"ms\":68" + line + "99}\n{\"ms\":167" + line +
+                                    "100}\n{\"ms\":267" + line + "0}\n{\"ms\":267" + line +
+                                    "1234}\n");
 }
 
 TEST(HiddenExchange, TimeOfALine_IsRightInEverySecond) {

@@ -4,8 +4,8 @@
 #include <poll.h>
 #include <sys/stat.h>
 
+#include "http/jobs.h"
 #include "tests/support/temp_folder.h"
-#include "web/jobs.h"
 
 namespace {
 

@@ -1,0 +1,164 @@
+// The frame of the fleet's page: the list, or one gateway in detail.
+
+import { byId, element, fetchJson, replaceFacts, setText } from './dom.js';
+import { checkLive, live, onLive, startLive } from './live.js';
+import { heardText, prepareList, showList } from './list.js';
+import { fleet, takeAll, takeChanges } from './model.js';
+import { problemNode, showOverview } from './overview.js';
+import { forgetTraces, leaveSignal, prepareSignal, sampleSignals, showSignal } from './signal.js';
+
+const TICK_MS = 1000;
+// Of the gateway, not of one of its modems.
+const LINE_PROBLEMS = ['lost', 'silent', 'agent_stopped', 'never_online'];
+
+let name = ''; // of the gateway in detail; empty: the list
+let wantedSlot = null;
+let detail = null;
+let request = 0;
+
+function showLink() {
+  const link = byId('link');
+  const isLost = live.receivedMs > 0 && !live.isLinked;
+  link.className = isLost || fleet.trouble ? 'lost' : '';
+  byId('main').className = isLost ? 'old' : '';
+  if (isLost) setText(link, 'No connection to the server: what is shown is old.');
+  else if (!live.receivedMs) setText(link, 'Connecting to the server …');
+  else if (fleet.trouble) setText(link, `The server has no connection to the broker: ${fleet.trouble}`);
+  else setText(link, 'Live');
+}
+
+function chosenSlot() {
+  return live.slots.find((slot) => slot.slot === wantedSlot) || live.slots[0] || null;
+}
+
+function showSlots() {
+  const choice = byId('slot');
+  const numbers = live.slots.map((slot) => slot.slot).join(' ');
+  byId('slot-choice').hidden = live.slots.length < 2;
+  if (choice.dataset.numbers === numbers) return;
+  choice.dataset.numbers = numbers;
+  choice.replaceChildren(...live.slots.map((slot) => element('option', { value: slot.slot }, String(slot.slot))));
+}
+
+function showLine() {
+  const problems = detail.problems.filter((problem) => LINE_PROBLEMS.includes(problem.id));
+  const place = byId('line');
+  const text = JSON.stringify(problems);
+  if (place.dataset.shown !== text) {
+    place.dataset.shown = text;
+    place.replaceChildren(...problems.map(problemNode));
+  }
+  const said = detail.availability;
+  replaceFacts(byId('gateway-facts'), [
+    ['Gateway', detail.online ? 'online' : 'offline: what follows is what it said last'],
+    ['Last heard', heardText(detail)],
+    ['Agent', said?.version ? `version ${said.version}` : ''],
+    ['Waiting', said?.waiting ? `${said.waiting} messages in its spool` : ''],
+  ]);
+}
+
+function showDetail() {
+  setText(byId('gateway-title'), name);
+  if (!detail) return;
+  showLine();
+  showSlots();
+  const slot = chosenSlot();
+  byId('slot-part').hidden = !slot;
+  if (!slot) return;
+  showOverview(slot);
+  showSignal(slot);
+  // What it said before it went must not look as if it were true now.
+  const { online } = detail;
+  byId('slot-part').className = online ? '' : 'past';
+  byId('signal').hidden = !online;
+  byId('problems-part').hidden = !online && !slot.problems.length;
+  setText(byId('slot-title'), online ? 'Modem' : 'Modem, as it was when the gateway was last heard');
+}
+
+// What an online gateway said is true now: it would have reported a change.
+function refreshAges() {
+  if (live.isLinked) live.receivedMs = Date.now();
+  if (!detail || detail.online) return;
+  for (const slot of live.slots) {
+    slot.stale = true;
+    slot.age_seconds = Math.round((live.receivedMs - Date.parse(slot.time)) / 1000);
+  }
+}
+
+function takeDetail(gateway) {
+  detail = gateway;
+  live.slots = gateway.slots;
+  refreshAges();
+}
+
+async function load() {
+  const own = ++request;
+  const note = byId('gateway-note');
+  try {
+    const gateway = await fetchJson(`api/gateway/${encodeURIComponent(name)}`);
+    if (own !== request) return; // another one was chosen meanwhile
+    takeDetail(gateway);
+    setText(note, '');
+  } catch (error) {
+    if (own !== request) return;
+    detail = null;
+    live.slots = [];
+    for (const id of ['slot-part', 'slot-choice']) byId(id).hidden = true;
+    for (const id of ['line', 'gateway-facts']) byId(id).replaceChildren();
+    delete byId('line').dataset.shown;
+    setText(note, error.message);
+  }
+  showDetail();
+}
+
+function show() {
+  showLink();
+  if (name) showDetail();
+  else if (live.receivedMs) showList();
+  document.title = name ? `${name} – gateway` : `Gateways (${fleet.gateways.size})`;
+}
+
+function showNews() {
+  const isOurs = fleet.changed.has(name);
+  fleet.changed.clear();
+  if (name && isOurs) load();
+  show();
+}
+
+function openView() {
+  if (location.hash === '#main') return; // the link that skips to the content
+  const [view, wantedName = ''] = location.hash.slice(1).split('/');
+  const before = name;
+  name = view === 'gateway' ? wantedName : '';
+  byId('list').hidden = name !== '';
+  byId('gateway').hidden = name === '';
+  if (name !== before) {
+    leaveSignal();
+    forgetTraces();
+    detail = null;
+    live.slots = [];
+    setText(byId('gateway-note'), '');
+    byId('slot-part').hidden = true;
+    byId('main').focus({ preventScroll: true });
+    if (name) scrollTo(0, 0);
+  }
+  if (name) load();
+  show();
+}
+
+prepareList();
+prepareSignal();
+byId('slot').addEventListener('change', () => {
+  wantedSlot = Number(byId('slot').value);
+  showDetail();
+});
+addEventListener('hashchange', openView);
+onLive(showNews);
+openView();
+startLive('api/events', { fleet: takeAll, changes: takeChanges });
+setInterval(() => {
+  checkLive();
+  refreshAges();
+  sampleSignals();
+  show();
+}, TICK_MS);

@@ -1,0 +1,205 @@
+"""The page of a fleet in Debian's Chromium, fed by a broker without encryption. Screenshots are in
+CELLSLOT_RESULTS."""
+
+import json
+import os
+import pathlib
+import socket
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "web"))
+
+from brokers import LIMIT_S, Process, takesConnections, waitUntil  # noqa: E402
+from browser import Browser  # noqa: E402
+from fleet_case import runTests  # noqa: E402
+from gateways import NO_SIM, POOR, offline, online, slotStatus  # noqa: E402
+from mqtt_client import CONNECT, PUBLISH, RETAIN, packet, text  # noqa: E402
+from serve_test import Server  # noqa: E402
+
+PHONE, DESKTOP = (390, 844), (1280, 800)
+PORT = 1883
+MANY = 2000
+HOSTILE = "<img src=x onerror=alert(1)><b>bold</b>"
+RESULTS = pathlib.Path(os.environ["CELLSLOT_RESULTS"])
+AXE = pathlib.Path(os.environ["CELLSLOT_AXE"]).read_text()
+PAGES = os.environ["CELLSLOT_PAGES"]
+
+
+class Publisher:
+    """Publishes for any gateway."""
+
+    def __init__(self):
+        self.sock = socket.create_connection(("127.0.0.1", PORT), LIMIT_S)
+        self.sock.sendall(packet(CONNECT, 0, text("MQTT") + bytes([4, 2, 0, 0]) + text("all")))
+        assert self.sock.recv(4)[3] == 0
+
+    def say(self, name, topic, payload):
+        self.sock.sendall(packet(PUBLISH, RETAIN, text(f"cellslot/1/{name}/{topic}") + payload.encode()))
+
+    def state(self, name, availability=None, *statuses):
+        self.say(name, "availability", availability or online())
+        for status in statuses or (slotStatus(),):
+            self.say(name, f"slot/{json.loads(status)['slots'][0]['slot']}/status", status)
+
+    def end(self):
+        self.sock.close()
+
+
+class PageCase(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="page."))
+        (folder / "mosquitto.conf").write_text(f"listener {PORT} 127.0.0.1\nallow_anonymous true\nuser root\n")
+        cls.broker = Process(["mosquitto", "-c", folder / "mosquitto.conf"], folder / "log")
+        cls.broker.start()
+        cls.addClassCleanup(cls.broker.end)
+        waitUntil(lambda: takesConnections(PORT), "mosquitto")
+        cls.conf = folder / "fleet.conf"
+        cls.conf.write_text(f"BROKER=localhost:{PORT}\nTLS=no\n")
+        cls.publisher = Publisher()
+        cls.addClassCleanup(cls.publisher.end)
+        cls.publishAll()
+        cls.server = Server(cls.conf, "--pages", PAGES)
+        cls.addClassCleanup(cls.server.end)
+        waitUntil(lambda: cls.server.get("/api/fleet?name=last")[2].count('"name"') == 1, "the last gateway")
+        cls.browser = Browser()
+        cls.addClassCleanup(cls.browser.close)
+
+    def setUp(self):
+        self.browser.size(DESKTOP)
+        self.browser.open("about:blank")
+        self.browser.console()
+        self.browser.requests()
+        self.open("")
+
+    def open(self, view):
+        self.browser.open(f"http://127.0.0.1:{self.server.port}/{view}")
+        self.browser.waitFor("#link", "Live")
+
+    def drawn(self):
+        self.browser.runAsync("const done = arguments[0];"
+                              "requestAnimationFrame(() => requestAnimationFrame(() => done()));")
+
+    def rows(self):
+        return self.browser.run("return [...document.querySelectorAll('#rows .name')].map((one) => one.textContent)")
+
+    def choose(self, name, value):
+        self.browser.run("const choice = document.getElementById(arguments[0]); choice.value = arguments[1];"
+                         "choice.dispatchEvent(new Event('input'))", f"filter-{name}", value)
+
+
+class Fleet(PageCase):
+    @classmethod
+    def publishAll(cls):
+        say = cls.publisher.state
+        say("depot-gone", offline(secondsAgo=11000), slotStatus(secondsAgo=12000))
+        say("pump-1", None, slotStatus(state="not_connected", problems=[NO_SIM]))
+        say("pump-2", online(waiting=3), slotStatus(operator="Vodafone", problems=[POOR], quality="poor", rsrp=-117))
+        say("odd", None, slotStatus(operator=HOSTILE, problems=[{"severity": "error", "id": HOSTILE, "what": HOSTILE,
+                                                                   "mend": HOSTILE}]))
+        say("two-modems", None, slotStatus(), slotStatus(slot=2, state="data_off", operator="Vodafone"))
+        say("well", None, slotStatus(firmware="20.00.403"))
+        say("last")
+
+    def test_List_HasTheWorstFirstWithWhatIsWrong(self):
+        self.assertEqual(self.rows(), ["depot-gone", "odd", "pump-1", "pump-2", "last", "two-modems", "well"])
+        self.assertIn("lost it without a word", self.browser.text("#rows"))
+        self.browser.waitFor("#count", "7 gateways: 1 offline, 3 with something wrong, 3 well")
+        self.browser.waitFor("#kinds", "1 SIM missing")
+
+    def test_KindAndFilters_Choose(self):
+        self.browser.click("#kinds [data-kind=signal_poor]")
+        self.assertEqual(self.rows(), ["pump-2"])
+        self.browser.waitFor("#count", "1 of 7 gateways")
+        self.browser.click("#clear")
+        self.assertEqual(len(self.rows()), 7)
+        for name, value, expected in (("operator", "Vodafone", ["pump-2"]), ("state", "offline", ["depot-gone"]),
+                                      ("signal", "poor", ["pump-2"]), ("firmware", "20.00.403", ["well"]),
+                                      ("name", "PUMP", ["pump-1", "pump-2"])):
+            self.choose(name, value)
+            self.assertEqual(self.rows(), expected, name)
+            self.browser.click("#clear")
+
+    def test_Gateway_IsShownInDetailAndFollows(self):
+        self.browser.click('#rows a[href="#gateway/pump-2"]')
+        self.browser.waitFor("#gateway-title", "pump-2")
+        self.browser.waitFor("#problems", "The signal is poor.")
+        self.browser.waitFor("#big-number", "-117")
+        self.browser.waitFor("#gateway-facts", "3 messages in its spool")
+        self.publisher.state("pump-2", online(waiting=3),
+                             slotStatus(operator="Vodafone", problems=[POOR], quality="poor", rsrp=-114))
+        self.browser.waitFor("#big-number", "-114")
+        self.publisher.state("pump-2", online(waiting=3),
+                             slotStatus(operator="Vodafone", problems=[POOR], quality="poor", rsrp=-117))
+        self.browser.waitFor("#big-number", "-117")
+        self.open("#gateway/two-modems")
+        self.browser.waitFor("#slot", "2")
+        self.open("#gateway/depot-gone")
+        self.browser.waitFor("#line", "check its power")
+        self.browser.waitFor("#facts", "3 h")
+        self.browser.waitFor("#slot-title", "as it was when the gateway was last heard")
+        self.assertIsNone(self.browser.text("#problems"))
+        self.assertIsNone(self.browser.text("#signal"))
+        self.open("#gateway/nobody")
+        self.browser.waitFor("#gateway-note", "The broker knows no gateway")
+
+    def test_TextsFromTheNetwork_StayTexts(self):
+        self.browser.waitFor("#rows", HOSTILE)
+        self.open("#gateway/odd")
+        self.browser.waitFor("#problems", HOSTILE)
+        self.browser.waitFor("#facts", HOSTILE)
+        self.assertEqual(self.browser.run("return document.querySelectorAll('main img, main b').length"), 0)
+
+    def test_EveryView_IsAccessibleAndFitsTheScreen(self):
+        for view, shown in (("#list", "#rows"), ("#gateway/pump-2", "#problems"), ("#gateway/depot-gone", "#line")):
+            for size in (PHONE, DESKTOP):
+                for dark in (False, True):
+                    self.browser.size(size, dark)
+                    self.open(view)
+                    self.browser.waitFor(shown, lambda said: bool(said))
+                    self.drawn()
+                    name = (f"fleet-{view.split('/')[-1].strip('#')}-{'phone' if size == PHONE else 'desktop'}"
+                            f"{'-dark' if dark else ''}.png")
+                    self.browser.screenshot(RESULTS / name)
+                    self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), size[0], name)
+                    self.browser.run(AXE)
+                    found = self.browser.runAsync("const done = arguments[0];"
+                                                  "axe.run().then((result) => done(result.violations));")
+                    self.assertEqual([(one["id"], [node["html"] for node in one["nodes"]]) for one in found], [], name)
+
+    def test_Page_AsksNoOtherHost(self):
+        self.browser.waitFor("#rows", "pump-1")
+        for address in self.browser.requests():
+            self.assertTrue(address.startswith((f"http://127.0.0.1:{self.server.port}/", "about:", "data:")), address)
+        self.assertEqual(self.browser.console(), [])
+
+
+class Many(PageCase):
+    @classmethod
+    def publishAll(cls):
+        for number in range(MANY):
+            cls.publisher.state(f"g-{number:05}", None,
+                                slotStatus(problems=[POOR] if number % 10 == 0 else [],
+                                           operator=f"Operator {number % 7}"))
+        cls.publisher.state("last")
+
+    def test_TwoThousandGateways_AreShownInParts(self):
+        self.browser.waitFor("#count", f"{MANY + 1} gateways")
+        self.assertEqual(len(self.rows()), 100)
+        self.browser.click("#more")
+        self.assertEqual(len(self.rows()), 200)
+        self.choose("name", "g-01999")
+        self.assertEqual(self.rows(), ["g-01999"])
+        self.browser.click("#clear")
+        self.browser.screenshot(RESULTS / "fleet-many.png")
+        print("making the list takes", self.browser.run(
+            "const field = document.getElementById('filter-name'); const start = performance.now();"
+            "for (let i = 0; i < 20; ++i) { field.value = i % 2 ? 'g-' : ''; field.dispatchEvent(new Event('input')); }"
+            "return (performance.now() - start) / 20;"), "ms")
+
+
+if __name__ == "__main__":
+    runTests()
