@@ -97,9 +97,7 @@ void markChanges(const cStatusLines& lines) {
     const tStatusList& list = lines.list();
     if (lines.hasOtherKeys() || list.size() != state.published.size()) return markOtherKeys(list);
     const std::vector<size_t>& places = lines.changedPlaces();
-    const auto isLeftOut = [&state](size_t place) {
-        return state.kinds[place] == eMarked::NOTHING;
-    };
+    const auto isLeftOut = [](size_t place) { return state.kinds[place] == eMarked::NOTHING; };
     if (std::all_of(places.begin(), places.end(), isLeftOut)) return;
     cRecordMark mark("published");
     mark.beginValues("values");
