@@ -91,9 +91,9 @@ main() {
     plan 'shell scripts' 5
     plan formatting 5
     plan lint 10
-    plan 'release build' 90
-    plan 'release tests' 160
-    plan 'asan build' 110
+    plan 'release build' 105
+    plan 'release tests' 170
+    plan 'asan build' 60
     plan 'asan tests' 90
     showPlan
     step scripts/setup.sh --test || true

@@ -22,8 +22,9 @@ besideTests= # pid
 usage() {
     cat <<'TEXT'
 Usage: test_more.sh [--all]
-Tests what takes longer: units of the packages beside the daemon's, samples of the fault matrix, lasting faults, instruction counts, the packages,
-the tests of another processor, the page, fuzzing. Ends with a summary.
+Tests what takes longer: units of the packages beside the daemon's, samples of the fault matrix, lasting faults,
+instruction counts, the packages, the tests of another processor, agent and fleet, the page, fuzzing. Ends with a
+summary.
   --all  also the whole fault matrix, a day on a fake clock, valgrind, the packages on a fresh host, and
          the virtual gateway (hours)
 TEXT
