@@ -20,6 +20,7 @@
 #include "mqtt/broker_link.h"
 #include "mqtt/topics.h"
 #include "platform/files/file_descriptor.h"
+#include "published/slot.h"
 
 namespace {
 
@@ -194,7 +195,9 @@ class cService final : public iBroker {
         const std::optional<sCommand> command = m_agent.desk().changing();
         if (!command || m_confirmation.isOpen()) return;
         using eNeed = cChangeWatch::eNeed;
-        switch (m_change.look(m_places, *command, m_agent.report(command->slot.value_or(1)))) {
+        switch (m_change.look(m_places, *command,
+                              m_agent.report(command->slot.value_or(FIRST_SLOT)),
+                              readClock().runS)) {
             case eNeed::NOTHING:
                 return;
             case eNeed::SAY_STARTED:
