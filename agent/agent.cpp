@@ -105,6 +105,7 @@ void cAgent::start(const std::string& note, const sAgentClock& clock) {
 }
 
 void cAgent::settle() {
+    m_desk.saveAgain();
     if (!m_pending.messages.empty()) {
         keepSamples();
         std::string error;

@@ -53,6 +53,7 @@ std::string commandValue(const sKnownCommand& command) {
     return tJson{{"state", static_cast<int>(command.state)},
                  {"deadline", command.deadline},
                  {"order", command.order},
+                 {"refused", command.wasRefused},
                  {"outcome", command.outcome},
                  {"text", command.text}}
         .dump(-1, ' ', false, tJson::error_handler_t::replace);
@@ -64,6 +65,7 @@ sKnownCommand readCommand(const std::string& value) {
     command.state = static_cast<eCommandState>(json.at("state").get<int>());
     command.deadline = json.at("deadline").get<time_t>();
     command.order = json.at("order").get<uint64_t>();
+    command.wasRefused = json.at("refused").get<bool>();
     command.outcome = json.at("outcome").get<std::string>();
     command.text = json.at("text").get<std::string>();
     return command;
@@ -364,7 +366,8 @@ void cAgentStore::forgetCommands(time_t now) {
             ++it;
             continue;
         }
-        m_forgottenUntil = std::max(m_forgottenUntil, it->second.deadline);
+        if (!it->second.wasRefused)
+            m_forgottenUntil = std::max(m_forgottenUntil, it->second.deadline);
         m_forgotten.push_back(it->first);
         it = m_commands.erase(it);
     }

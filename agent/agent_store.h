@@ -43,9 +43,10 @@ enum class eCommandState { QUEUED, RUNNING, CHANGING, ENDED };
 struct sKnownCommand {
     eCommandState state = eCommandState::ENDED;
     time_t deadline = 0;
-    uint64_t order = 0;   // in which they came
-    std::string outcome;  // ENDED: "done: The daemon has read its configuration."
-    std::string text;     // not ENDED: the command as it came
+    uint64_t order = 0;       // in which they came
+    bool wasRefused = false;  // ENDED: executed by nobody, so that a repetition does no harm
+    std::string outcome;      // ENDED: "done: The daemon has read its configuration."
+    std::string text;         // not ENDED: the command as it came
 };
 
 // What came in between the first and the last number and was dropped.

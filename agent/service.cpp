@@ -12,6 +12,7 @@
 #include "agent/agent_state.h"
 #include "agent/agent_store.h"
 #include "agent/change_watch.h"
+#include "agent/host_clock.h"
 #include "agent/root_link.h"
 #include "agent/working_memory.h"
 #include "cli/base/end_signals.h"
@@ -41,11 +42,11 @@ int64_t monotonicMs() {
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-sAgentClock readClock() {
+// Goes on while the host sleeps.
+long long runningS() {
     timespec run{};
-    // Goes on while the host sleeps.
     clock_gettime(CLOCK_BOOTTIME, &run);
-    return {time(nullptr), run.tv_sec};
+    return run.tv_sec;
 }
 
 // Puts agent, broker and the service that works as root together.
@@ -99,6 +100,12 @@ class cService final : public iBroker {
     }
 
   private:
+    sAgentClock readClock() const {
+        const time_t wall = time(nullptr);
+        const long long runS = runningS();
+        return {wall, runS, isClockSure(m_places, wall, runS)};
+    }
+
     enum { SIGNALS, BROKER, ROOT, CONFIRMATION, MESSAGES, EVENTS };
 
     // Whether a signal asks for the end.
@@ -170,14 +177,14 @@ class cService final : public iBroker {
         m_command = *command;
         std::string error;
         if (m_root.start(m_places, std::string(REQUEST_EXECUTE) + " " + commandText(m_command),
-                         readClock().runS, error))
+                         runningS(), error))
             return;
         m_agent.desk().end(m_command, {eResult::FAILED, error, {}, "", false}, readClock());
         m_agent.settle();
     }
 
     void workAsRoot() {
-        if (!m_root.isOpen() || !m_root.turn(readClock().runS)) return;
+        if (!m_root.isOpen() || !m_root.turn(runningS())) return;
         const sRootAnswer answer = m_root.takeAnswer();
         if (answer.isBegun)
             m_agent.desk().noteChanging(m_command, readClock());
@@ -187,7 +194,7 @@ class cService final : public iBroker {
     }
 
     void followChange() {
-        if (m_confirmation.isOpen() && m_confirmation.turn(readClock().runS)) {
+        if (m_confirmation.isOpen() && m_confirmation.turn(runningS())) {
             const sOutcome outcome = m_confirmation.takeAnswer().outcome;
             m_change.noteConfirmed(outcome.status == eResult::DONE);
             if (outcome.status != eResult::DONE) log("not confirmed: " + outcome.text);
@@ -197,7 +204,7 @@ class cService final : public iBroker {
         using eNeed = cChangeWatch::eNeed;
         switch (m_change.look(m_places, *command,
                               m_agent.report(command->slot.value_or(FIRST_SLOT)),
-                              readClock().runS)) {
+                              runningS())) {
             case eNeed::NOTHING:
                 return;
             case eNeed::SAY_STARTED:
@@ -218,7 +225,7 @@ class cService final : public iBroker {
 
     void fetchMessages() {
         if (!m_sendsMessages) return;
-        if (m_messages.isOpen() && m_messages.turn(readClock().runS)) {
+        if (m_messages.isOpen() && m_messages.turn(runningS())) {
             const sOutcome outcome = m_messages.takeAnswer().outcome;
             const auto messages = parseFoundMessages(outcome.output);
             if (outcome.status == eResult::DONE && messages)
@@ -228,13 +235,13 @@ class cService final : public iBroker {
         }
         if (m_messages.isOpen() || !m_agent.mayHaveMessages()) return;
         std::string error;
-        if (!m_messages.start(m_places, REQUEST_MESSAGES, readClock().runS, error)) log(error);
+        if (!m_messages.start(m_places, REQUEST_MESSAGES, runningS(), error)) log(error);
     }
 
     void askToConfirm(const std::string& id) {
         std::string error;
         if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
-                                  readClock().runS, error))
+                                  runningS(), error))
             log(error);
     }
 

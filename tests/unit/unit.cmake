@@ -253,7 +253,7 @@ if(TARGET cellslot_agent_root)
         LIBS cellslot_agent_root
         SOURCES unit/agent/agent_config_test.cpp unit/agent/agent_store_test.cpp
                 unit/agent/agent_test.cpp unit/agent/change_watch_test.cpp unit/agent/command_desk_test.cpp
-                unit/agent/config_change_test.cpp unit/agent/execution_test.cpp
+                unit/agent/config_change_test.cpp unit/agent/execution_test.cpp unit/agent/host_clock_test.cpp
                 unit/agent/outcome_test.cpp unit/agent/permission_test.cpp
                 unit/agent/root_protocol_test.cpp unit/agent/status_feed_test.cpp
                 unit/cli/fixture.cpp)
