@@ -96,6 +96,8 @@ class cAgentStore {
     void noteDelivered(uint64_t number);
     // Nothing is on its way any more.
     void takeBack() { m_onTheWay.clear(); }
+    // This one could not be sent.
+    void takeBack(uint64_t number) { m_onTheWay.erase(number); }
 
     size_t waiting() const { return m_index.size(); }
     // How much more the messages may be without anything being dropped; bytes.

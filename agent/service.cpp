@@ -77,7 +77,7 @@ class cService final : public iBroker {
         return m_link.publish(topic, text, isRetained);
     }
     int subscribe(const std::string& topic) override { return m_link.subscribe(topic); }
-    void renew() override { m_link.renew(); }
+    void goOn() override { m_link.goOn(); }
 
     void run(const std::string& note, int signals) {
         m_agent.start(note, readClock());
