@@ -1,6 +1,7 @@
 #include "agent/agent.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "cli/status/slot_report.h"
@@ -269,11 +270,13 @@ bool cAgent::mayHaveMessages() {
     return std::exchange(m_areMessagesDue, false) || isNew;
 }
 
-void cAgent::takeMessages(const std::vector<sFoundMessage>& messages, const sAgentClock& clock) {
-    const std::set<std::string>& known = m_store.textMessages();
+void cAgent::takeMessages(const sFoundMessages& found, const sAgentClock& clock) {
+    const tMessageKeys& known = m_store.textMessages();
     sStoreChange change;
     change.textMessages.emplace();
-    for (const sFoundMessage& message : messages) {
+    std::set_intersection(known.begin(), known.end(), found.keys.begin(), found.keys.end(),
+                          std::inserter(*change.textMessages, change.textMessages->end()));
+    for (const sFoundMessage& message : found.messages) {
         change.textMessages->insert(message.key);
         if (known.count(message.key) != 0) continue;
         // All slots share the messages.
@@ -286,7 +289,9 @@ void cAgent::takeMessages(const std::vector<sFoundMessage>& messages, const sAge
     }
     if (*change.textMessages == known) return;
     std::string error;
-    if (!m_store.commit(change, error)) m_log(error);
+    if (!m_store.commit(change, error)) return m_log(error);
+    // The rest of many.
+    m_areMessagesDue = !found.messages.empty() && m_store.textMessages().size() < found.keys.size();
     sendWaiting();
 }
 

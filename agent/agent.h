@@ -58,7 +58,7 @@ class cAgent {
     void addEvent(int slot, const sEvent& event);
     // Whether there may be new text messages, since the last call.
     bool mayHaveMessages();
-    void takeMessages(const std::vector<sFoundMessage>& messages, const sAgentClock& clock);
+    void takeMessages(const sFoundMessages& found, const sAgentClock& clock);
     // Puts what has happened into the store, and sends what waits there.
     void settle();
 

@@ -17,7 +17,7 @@ std::string described(const sCommand& command) {
     if (command.slot) text += " slot " + std::to_string(*command.slot);
     if (!command.want.empty()) text += " " + command.want;
     if (!command.at.empty()) text += " " + command.at.substr(0, command.at.find('='));
-    return printableLine(text).substr(0, LOGGED_MAX);
+    return beginningOf(printableLine(text), LOGGED_MAX);
 }
 
 sOutcome refused(const std::string& why) {
@@ -238,7 +238,7 @@ void cCommandDesk::end(const sCommand& command, const sOutcome& outcome, const s
     sKnownCommand known = m_store.command(command.id).value_or(sKnownCommand{});
     known.state = eCommandState::ENDED;
     known.text.clear();
-    known.outcome = shortText(outcome).substr(0, LOGGED_MAX);
+    known.outcome = beginningOf(shortText(outcome), LOGGED_MAX);
     known.wasRefused = outcome.status == eResult::REFUSED;
     if (clock.isSure) known.deadline = std::min(known.deadline, clock.wall + DEADLINE_MAX_S);
     saveOrKeep(command, changeOf(command, known, outcome, clock));

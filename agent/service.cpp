@@ -235,7 +235,9 @@ class cService final : public iBroker {
         }
         if (m_messages.isOpen() || !m_agent.mayHaveMessages()) return;
         std::string error;
-        if (!m_messages.start(m_places, REQUEST_MESSAGES, runningS(), error)) log(error);
+        const std::string request =
+            std::string(REQUEST_MESSAGES) + " " + messageKeysJson(m_store.textMessages());
+        if (!m_messages.start(m_places, request, runningS(), error)) log(error);
     }
 
     void askToConfirm(const std::string& id) {
