@@ -34,5 +34,5 @@ makeRoot() { # PACKAGES
 runTests() { # FILE CLASS
     CELLSLOT_BIN=$PWD/build/release/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_PACKAGES=$WORK \
         CELLSLOT_ROOT=$WORK/root scripts/private_namespace.sh --keep "$PWD/build" \
-        python3 "tests/package/$1.py" -v "$2"
+        "${SUITE_PYTHON:-python3}" "tests/package/$1.py" -v "$2"
 }
