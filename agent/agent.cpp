@@ -58,10 +58,9 @@ sDraft droppedDraft(time_t now, const sDropped& dropped) {
 }
 
 sDraft lostDraft(time_t now, unsigned long long count) {
-    return eventDraft(FIRST_SLOT,
-                      eventOf(now, WIRE_EVENT_AGENT,
-                              std::to_string(count) +
-                                  " events were lost: the disk could not be written."));
+    return eventDraft(FIRST_SLOT, eventOf(now, WIRE_EVENT_AGENT,
+                                          std::to_string(count) +
+                                              " events were lost: the disk could not be written."));
 }
 
 eTopic topicOf(eWaiting kind) {

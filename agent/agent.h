@@ -88,10 +88,10 @@ class cAgent {
     cCommandDesk m_desk;
 
     std::map<int, cSlotWatch> m_slots;
-    sStoreChange m_pending;             // not in the store yet
-    unsigned long long m_lost = 0;  // events that had no room there
-    time_t m_lostAt = 0;            // the last of them
-    std::optional<time_t> m_reportAt;   // what was dropped is to be reported, as of this time
+    sStoreChange m_pending;            // not in the store yet
+    unsigned long long m_lost = 0;     // events that had no room there
+    time_t m_lostAt = 0;               // the last of them
+    std::optional<time_t> m_reportAt;  // what was dropped is to be reported, as of this time
     // A sample may wait for the next event or sign of life: one write then does for both.
     std::vector<sDraft> m_samples;
     std::map<int, sSent> m_sent;

@@ -12,12 +12,14 @@ bool matches(const std::string& entry, const std::string& text) {
                                : entry == text;
 }
 
-// A basic command (V.250, 5.3: a letter, or '&' or a backslash and a letter) that stands alone: only
-// its number, or a register's question or value, may follow. Another command needs no semicolon.
+// A basic command (V.250, 5.3: a letter, or '&' or a backslash and a letter) that stands alone:
+// only its number, or a register's question or value, may follow. Another command needs no
+// semicolon.
 bool isAlone(const std::string& command) {
     size_t at = 2;
     const auto is = [&](const char* characters) {
-        return at < command.size() && std::string(characters).find(command[at]) != std::string::npos;
+        return at < command.size() &&
+               std::string(characters).find(command[at]) != std::string::npos;
     };
     if (is("&\\")) ++at;
     const bool isBasic = at < command.size() && command[at] >= 'A' && command[at] <= 'Z';
@@ -60,7 +62,9 @@ std::string whyNotAllowed(const sAgentConfig& config, const sCommand& command) {
                printableLine(command.name);
     if (command.name == COMMAND_AT) return whyNotAt(config, command.at);
     const auto& numbers = config.smsNumbers;
-    const auto isForIt = [&command](const std::string& entry) { return matches(entry, command.to); };
+    const auto isForIt = [&command](const std::string& entry) {
+        return matches(entry, command.to);
+    };
     if (command.name == COMMAND_SMS && !numbers.empty() &&
         std::none_of(numbers.begin(), numbers.end(), isForIt))
         return "SMS_NUMBERS in " + std::string(AGENT_CONFIG_FILE) + " does not list this number";

@@ -203,8 +203,7 @@ class cService final : public iBroker {
         if (!command || m_confirmation.isOpen()) return;
         using eNeed = cChangeWatch::eNeed;
         switch (m_change.look(m_places, *command,
-                              m_agent.report(command->slot.value_or(FIRST_SLOT)),
-                              runningS())) {
+                              m_agent.report(command->slot.value_or(FIRST_SLOT)), runningS())) {
             case eNeed::NOTHING:
                 return;
             case eNeed::SAY_STARTED:
@@ -242,8 +241,8 @@ class cService final : public iBroker {
 
     void askToConfirm(const std::string& id) {
         std::string error;
-        if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
-                                  runningS(), error))
+        if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id, runningS(),
+                                  error))
             log(error);
     }
 

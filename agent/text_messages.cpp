@@ -60,7 +60,8 @@ std::string foundMessagesJson(const sPlaces& places, const tMessageKeys& known) 
     tJson keys = tJson::array();
     tJson list = tJson::array();
     size_t size = 0;
-    for (size_t i = messages.size() - std::min(messages.size(), KEYS_MAX); i < messages.size(); ++i) {
+    for (size_t i = messages.size() - std::min(messages.size(), KEYS_MAX); i < messages.size();
+         ++i) {
         const std::string key = keyOf(messages[i]);
         keys.push_back(key);
         if (known.count(key) != 0 || size >= TEXTS_MAX) continue;

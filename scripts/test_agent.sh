@@ -34,15 +34,6 @@ or one TEST, a file of tests/agent without ".py".
 TEXT
 }
 
-# Besides the agent's own dependencies: what makes its user and enables its units.
-testLife() {
-    makeNewer package_agent.sh cellslot-agent &&
-        scripts/package.sh --output "$WORK/old" &&
-        makeRoot "$DEPENDENCIES,systemd,$(dependenciesOf "$WORK"/old/cellslot-agent_*.deb)" &&
-        runTests agent_package_test Life &&
-        rm -rf "$WORK/root"
-}
-
 main() {
     local failed=0
     checkSuiteArgument "${1:-}"
@@ -60,7 +51,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    testLife || failed=1
+    testLife package_agent.sh cellslot-agent agent_package_test || failed=1
     runSuite release "${TESTS[@]}" || failed=1
     buildSuite asan
     CELLSLOT_SLOW=1 runSuite asan agent_test command_test config_test || failed=1

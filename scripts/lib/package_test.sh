@@ -36,3 +36,12 @@ runTests() { # FILE CLASS
         CELLSLOT_ROOT=$WORK/root scripts/private_namespace.sh --keep "$PWD/build" \
         "${SUITE_PYTHON:-python3}" "tests/package/$1.py" -v "$2"
 }
+
+# On a host with, besides the package's own dependencies, what makes its user and enables its units.
+testLife() { # SCRIPT PACKAGE FILE
+    makeNewer "$1" "$2" &&
+        scripts/package.sh --output "$WORK/old" &&
+        makeRoot "$DEPENDENCIES,systemd,$(dependenciesOf "$WORK/old/$2"_*.deb)" &&
+        runTests "$3" Life &&
+        rm -rf "$WORK/root"
+}

@@ -74,12 +74,15 @@ class Agent : public testing::Test {
         const uint64_t before = store.dropped().count;
         const std::string piece(60 * 1024, 'x');
         while (store.dropped().count == before)
-            ASSERT_TRUE(store.commit(
-                {{{eWaiting::EVENT, 1, [&](const sMessageId& id) {
-                       sWireEvent event{id, clock.wall, EVENT_CELL, "x", "", {}, "", {}, {}, {}};
-                       return eventText(event) + std::string(60 * 1024, ' ');
-                   }}}, {}, false},
-                error));
+            ASSERT_TRUE(store.commit({{{eWaiting::EVENT, 1,
+                                        [&](const sMessageId& id) {
+                                            sWireEvent event{id, clock.wall, EVENT_CELL, "x", "",
+                                                             {}, "",         {},         {},  {}};
+                                            return eventText(event) + std::string(60 * 1024, ' ');
+                                        }}},
+                                      {},
+                                      false},
+                                     error));
     }
     std::vector<sWireEvent> eventsOf(const std::string& kind) const {
         std::vector<sWireEvent> events;
