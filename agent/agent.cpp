@@ -1,6 +1,7 @@
 #include "agent/agent.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "cli/status/slot_report.h"
@@ -56,6 +57,12 @@ sDraft droppedDraft(time_t now, const sDropped& dropped) {
             }};
 }
 
+sDraft lostDraft(time_t now, unsigned long long count) {
+    return eventDraft(FIRST_SLOT, eventOf(now, WIRE_EVENT_AGENT,
+                                          std::to_string(count) +
+                                              " events were lost: the disk could not be written."));
+}
+
 eTopic topicOf(eWaiting kind) {
     switch (kind) {
         case eWaiting::RESULT:
@@ -90,8 +97,12 @@ cSlotWatch& cAgent::watchOf(int slot) {
 }
 
 void cAgent::addEvent(int slot, const sEvent& event) {
-    if (m_pending.messages.size() < PENDING_MAX)
-        m_pending.messages.push_back(eventDraft(slot, event));
+    if (m_pending.messages.size() >= PENDING_MAX) {
+        ++m_lost;
+        m_lostAt = event.time;
+        return;
+    }
+    m_pending.messages.push_back(eventDraft(slot, event));
 }
 
 void cAgent::start(const std::string& note, const sAgentClock& clock) {
@@ -105,18 +116,32 @@ void cAgent::start(const std::string& note, const sAgentClock& clock) {
 }
 
 void cAgent::settle() {
-    if (!m_pending.messages.empty()) {
-        keepSamples();
-        std::string error;
-        if (m_store.commit(m_pending, error)) m_pending = {};
-        // Kept and tried again; said once.
-        if (error != m_storeError && !error.empty()) m_log(error);
-        m_storeError = error;
-    }
+    m_desk.saveAgain();
+    if (m_reportAt || !m_pending.messages.empty()) saveEvents();
     sendWaiting();
 }
 
+// What the store does not take is kept and tried again.
+void cAgent::saveEvents() {
+    keepSamples();
+    sStoreChange change = m_pending;
+    // Of this moment: more may have been dropped since the report was due.
+    change.isDroppedReported = m_reportAt && m_store.dropped().count > 0;
+    if (change.isDroppedReported)
+        change.messages.push_back(droppedDraft(*m_reportAt, m_store.dropped()));
+    if (m_lost > 0) change.messages.push_back(lostDraft(m_lostAt, m_lost));
+    std::string error;
+    if (m_store.commit(change, error)) {
+        m_pending = {};
+        m_reportAt.reset();
+        m_lost = 0;
+    }
+    if (error != m_storeError && !error.empty()) m_log(error);
+    m_storeError = error;
+}
+
 void cAgent::keepSamples() {
+    if (m_pending.messages.size() >= PENDING_MAX) return;
     for (sDraft& sample : m_samples)
         m_pending.messages.push_back(std::move(sample));
     m_samples.clear();
@@ -138,10 +163,7 @@ void cAgent::up(bool isSessionPresent, const sAgentClock& clock) {
     if (!isSessionPresent)
         for (auto& [slot, watch] : m_slots)
             watch.status().sendAgain();
-    if (m_store.dropped().count > 0) {
-        m_pending.messages.push_back(droppedDraft(clock.wall, m_store.dropped()));
-        m_pending.isDroppedReported = true;
-    }
+    m_hasTaken = true;
     sayAlive(clock);
     m_nextLookS = clock.runS;
     settle();
@@ -178,6 +200,8 @@ void cAgent::message(const std::string& topicName, const std::string& text, bool
 }
 
 void cAgent::acknowledged(int messageId) {
+    m_hasTaken = true;
+    m_patienceS = FIRST_PATIENCE_S;
     const auto sent = m_sent.find(messageId);
     if (sent == m_sent.end()) return;
     if (sent->second.number != 0) m_store.noteDelivered(sent->second.number);
@@ -191,7 +215,7 @@ void cAgent::sendWaiting() {
         if (!next) return;
         const int messageId =
             m_broker.publish(topic(topicOf(next->kind), next->slot), next->text, false);
-        if (messageId < 0) return;
+        if (messageId < 0) return m_store.takeBack(next->number);
         m_sent[messageId] = {next->number, 0};
     }
 }
@@ -201,6 +225,7 @@ void cAgent::sendWaiting() {
 void cAgent::sayAlive(const sAgentClock& clock) {
     m_nextAliveS = clock.runS + ALIVE_S;
     if (!m_broker.isUp()) return;
+    if (m_store.dropped().count > 0) m_reportAt = clock.wall;
     sAvailability availability;
     availability.isOnline = true;
     availability.time = clock.wall;
@@ -244,11 +269,13 @@ bool cAgent::mayHaveMessages() {
     return std::exchange(m_areMessagesDue, false) || isNew;
 }
 
-void cAgent::takeMessages(const std::vector<sFoundMessage>& messages, const sAgentClock& clock) {
-    const std::set<std::string>& known = m_store.textMessages();
+void cAgent::takeMessages(const sFoundMessages& found, const sAgentClock& clock) {
+    const tMessageKeys& known = m_store.textMessages();
     sStoreChange change;
     change.textMessages.emplace();
-    for (const sFoundMessage& message : messages) {
+    std::set_intersection(known.begin(), known.end(), found.keys.begin(), found.keys.end(),
+                          std::inserter(*change.textMessages, change.textMessages->end()));
+    for (const sFoundMessage& message : found.messages) {
         change.textMessages->insert(message.key);
         if (known.count(message.key) != 0) continue;
         // All slots share the messages.
@@ -261,7 +288,9 @@ void cAgent::takeMessages(const std::vector<sFoundMessage>& messages, const sAge
     }
     if (*change.textMessages == known) return;
     std::string error;
-    if (!m_store.commit(change, error)) m_log(error);
+    if (!m_store.commit(change, error)) return m_log(error);
+    // The rest of many.
+    m_areMessagesDue = !found.messages.empty() && m_store.textMessages().size() < found.keys.size();
     sendWaiting();
 }
 
@@ -278,6 +307,18 @@ void cAgent::sendStatuses(const sAgentClock& clock) {
     }
 }
 
+// A broker may keep the connection and yet take nothing, as a node that has lost its cluster.
+void cAgent::leaveIfSilent(const sAgentClock& clock) {
+    if (std::exchange(m_hasTaken, false) || m_sent.empty() || !m_broker.isUp())
+        m_silentSinceS = clock.runS;
+    if (clock.runS - m_silentSinceS < m_patienceS) return;
+    m_log("the broker has taken nothing for " + std::to_string(m_patienceS) +
+          " s; making a new connection");
+    m_silentSinceS = clock.runS;
+    m_patienceS = std::min(2 * m_patienceS, LAST_PATIENCE_S);
+    m_broker.goOn();
+}
+
 long long cAgent::work(const sAgentClock& clock) {
     if (clock.runS >= m_nextLookS) {
         m_nextLookS = clock.runS + LOOK_S;
@@ -290,6 +331,7 @@ long long cAgent::work(const sAgentClock& clock) {
         sayAlive(clock);
     }
     if (clock.runS >= m_nextSubscribeS) subscribe();
+    leaveIfSilent(clock);
     settle();
     sendStatuses(clock);
     return std::max(0LL, std::min(m_nextLookS, m_nextAliveS) - clock.runS);

@@ -24,6 +24,9 @@ class cAgent {
     static constexpr long long ALIVE_S = 900;
     // Messages that are sent before the broker has taken the first of them.
     static constexpr size_t ON_THE_WAY_MAX = 8;
+    // A broker that answers, but takes nothing for so long, is left; each time for longer.
+    static constexpr long long FIRST_PATIENCE_S = 300;
+    static constexpr long long LAST_PATIENCE_S = 3600;
 
     cAgent(const sPlaces& places, const sAgentConfig& config, cAgentStore& store, iBroker& broker,
            tLog log);
@@ -55,7 +58,7 @@ class cAgent {
     void addEvent(int slot, const sEvent& event);
     // Whether there may be new text messages, since the last call.
     bool mayHaveMessages();
-    void takeMessages(const std::vector<sFoundMessage>& messages, const sAgentClock& clock);
+    void takeMessages(const sFoundMessages& found, const sAgentClock& clock);
     // Puts what has happened into the store, and sends what waits there.
     void settle();
 
@@ -69,6 +72,8 @@ class cAgent {
     void look(const sAgentClock& clock);
     void sayAlive(const sAgentClock& clock);
     void keepSamples();
+    void saveEvents();
+    void leaveIfSilent(const sAgentClock& clock);
     void sendStatuses(const sAgentClock& clock);
     void sendWaiting();
     void subscribe();
@@ -83,10 +88,16 @@ class cAgent {
     cCommandDesk m_desk;
 
     std::map<int, cSlotWatch> m_slots;
-    sStoreChange m_pending;  // not in the store yet
+    sStoreChange m_pending;            // not in the store yet
+    unsigned long long m_lost = 0;     // events that had no room there
+    time_t m_lostAt = 0;               // the last of them
+    std::optional<time_t> m_reportAt;  // what was dropped is to be reported, as of this time
     // A sample may wait for the next event or sign of life: one write then does for both.
     std::vector<sDraft> m_samples;
     std::map<int, sSent> m_sent;
+    bool m_hasTaken = false;  // the broker, since the last look
+    long long m_silentSinceS = 0;
+    long long m_patienceS = FIRST_PATIENCE_S;
     std::string m_storeError;
     // Received messages as the daemons count them; another number means that there is a new one.
     std::string m_messageCounts;

@@ -1,5 +1,7 @@
 #include "agent/agent_store.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -53,6 +55,7 @@ std::string commandValue(const sKnownCommand& command) {
     return tJson{{"state", static_cast<int>(command.state)},
                  {"deadline", command.deadline},
                  {"order", command.order},
+                 {"refused", command.wasRefused},
                  {"outcome", command.outcome},
                  {"text", command.text}}
         .dump(-1, ' ', false, tJson::error_handler_t::replace);
@@ -64,6 +67,7 @@ sKnownCommand readCommand(const std::string& value) {
     command.state = static_cast<eCommandState>(json.at("state").get<int>());
     command.deadline = json.at("deadline").get<time_t>();
     command.order = json.at("order").get<uint64_t>();
+    command.wasRefused = json.at("refused").get<bool>();
     command.outcome = json.at("outcome").get<std::string>();
     command.text = json.at("text").get<std::string>();
     return command;
@@ -81,7 +85,10 @@ std::string newStreamName() {
 int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& environment) {
     int result = mdb_env_create(&environment);
     if (result == 0) result = mdb_env_set_mapsize(environment, MAP_BYTES);
-    if (result == 0) result = mdb_env_open(environment, folder.c_str(), flags, FILE_MODE);
+    // One process has the folder (reserve()). LMDB's lock file would be one more that is written
+    // through a memory map, which ends the process when the disk is full.
+    if (result == 0)
+        result = mdb_env_open(environment, folder.c_str(), flags | MDB_NOLOCK, FILE_MODE);
     if (result != 0 && environment != nullptr) mdb_env_close(std::exchange(environment, nullptr));
     return result;
 }
@@ -104,7 +111,7 @@ bool isSoundStore(const std::string& folder) {
         MDB_env* environment = nullptr;
         MDB_txn* transaction = nullptr;
         MDB_dbi database = 0;
-        int result = openEnvironment(folder, MDB_RDONLY | MDB_NOLOCK, environment);
+        int result = openEnvironment(folder, MDB_RDONLY, environment);
         if (result != 0) return !showsDamage(result);
         failOnDamage(environment);
         result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
@@ -172,28 +179,48 @@ int cAgentStore::openFiles() {
     return openEnvironment(m_folder, 0, m_environment);
 }
 
-bool cAgentStore::open(std::string& note, std::string& error) {
+bool cAgentStore::reserve(std::string& error) {
+    constexpr int FLAGS = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    m_folderLock.reset(::open(m_folder.c_str(), FLAGS));
+    if (!m_folderLock.isOpen()) return finish(errno, error);
+    if (flock(m_folderLock.get(), LOCK_EX | LOCK_NB) == 0) return true;
+    error = "another agent uses the store in " + m_folder + "; only one can run";
+    return false;
+}
+
+// The files as they are, or new ones in the place of damaged ones.
+int cAgentStore::openSound(std::string& note) {
     int result = openFiles();
     if (result == 0) result = load();
-    if (showsDamage(result)) {
-        close();
-        const std::string data = m_folder + "/data.mdb";
-        if (rename(data.c_str(), (data + ".broken").c_str()) != 0) return finish(errno, error);
-        unlink((m_folder + "/lock.mdb").c_str());
-        note =
-            "The store was damaged and is kept as " + data + ".broken; what waited in it is lost.";
-        result = openFiles();
-        if (result == 0) result = load();
-    }
-    if (result == 0) result = begin();
-    return finish(result, error);
+    if (!showsDamage(result)) return result;
+    close();
+    const std::string data = m_folder + "/data.mdb";
+    if (rename(data.c_str(), (data + ".broken").c_str()) != 0) return errno;
+    note = "The store was damaged and is kept as " + data + ".broken; what waited in it is lost.";
+    result = openFiles();
+    return result == 0 ? load() : result;
+}
+
+bool cAgentStore::open(std::string& note, std::string& error) {
+    if (!reserve(error)) return false;
+    // Also notes that the agent runs.
+    const int result = write({}, false);
+    std::swap(note, m_note);
+    if (result == 0) return true;
+    // It names nothing until the files can be opened.
+    if (m_stream.empty()) m_stream = newStreamName();
+    note = "The store in " + m_folder + " cannot be written: " + mdb_strerror(result) +
+           ". Until it can be, events are not kept and commands are not executed.";
+    return true;
 }
 
 int cAgentStore::loadEntry(const std::string& key, const std::string& value) {
     if (key[0] == MESSAGE_KEY) {
         const auto number = numberOfKey(key);
         if (!number || value.size() < 2) return MDB_CORRUPTED;
-        m_index[*number] = {static_cast<eWaiting>(value[0]), value.size() + OVERHEAD_BYTES};
+        if (value[0] < 0 || value[0] >= static_cast<int>(WAITING_KINDS)) return MDB_CORRUPTED;
+        if (m_delivered.count(*number) == 0)
+            add(*number, {static_cast<eWaiting>(value[0]), value.size() + OVERHEAD_BYTES});
         return 0;
     }
     if (key[0] == COMMAND_KEY) {
@@ -218,6 +245,8 @@ int cAgentStore::loadEntry(const std::string& key, const std::string& value) {
 int cAgentStore::load() {
     m_stream.clear();
     m_index.clear();
+    m_bytes = 0;
+    m_ready = {};
     m_commands.clear();
     m_textMessages.clear();
     m_wasInterrupted = false;
@@ -236,63 +265,76 @@ int cAgentStore::load() {
     }
     const bool isWhole =
         isStreamName(m_stream) && (m_index.empty() || m_index.rbegin()->first <= m_lastNumber);
-    return entries == 0 || isWhole ? 0 : MDB_CORRUPTED;
+    if (entries != 0) return isWhole ? 0 : MDB_CORRUPTED;
+    m_stream = newStreamName();
+    m_lastNumber = 0;
+    m_dropped = {};
+    m_forgottenUntil = 0;
+    return 0;
 }
 
-// Notes that the agent runs.
-int cAgentStore::begin() {
-    if (m_stream.empty()) {
-        m_stream = newStreamName();
-        m_lastNumber = 0;
-        m_dropped = {};
-        m_forgottenUntil = 0;
-    }
-    return write({}, false);
+void cAgentStore::add(uint64_t number, const sIndex& entry) {
+    m_index[number] = entry;
+    m_bytes += entry.bytes;
+    if (m_onTheWay.count(number) == 0) m_ready[static_cast<size_t>(entry.kind)].insert(number);
+}
+
+void cAgentStore::remove(uint64_t number) {
+    const auto found = m_index.find(number);
+    if (found == m_index.end()) return;
+    m_bytes -= found->second.bytes;
+    m_ready[static_cast<size_t>(found->second.kind)].erase(number);
+    m_index.erase(found);
 }
 
 size_t cAgentStore::room() const {
-    size_t used = 0;
-    for (const auto& [number, entry] : m_index)
-        used += entry.bytes;
-    return used < MESSAGES_MAX_BYTES && m_index.size() < MESSAGES_MAX ? MESSAGES_MAX_BYTES - used
-                                                                      : 0;
+    const bool isFull = m_bytes >= MESSAGES_MAX_BYTES || m_index.size() >= MESSAGES_MAX;
+    return isFull ? 0 : MESSAGES_MAX_BYTES - m_bytes;
 }
 
-// What has to go so that the rest is within its bounds.
-std::vector<uint64_t> cAgentStore::toDrop(const std::map<uint64_t, sIndex>& index) const {
-    size_t bytes = 0;
-    std::vector<std::pair<eWaiting, uint64_t>> order;
-    for (const auto& [number, entry] : index) {
+// What has to go so that the rest is within its bounds. One that is on its way may be there
+// already.
+void cAgentStore::chooseDropped(sMessageChange& messages) const {
+    size_t bytes = m_bytes;
+    size_t count = m_index.size() + messages.added.size();
+    for (const auto& [number, entry] : messages.added)
         bytes += entry.bytes;
-        // One that is on its way may be there already.
-        if (m_onTheWay.count(number) == 0) order.emplace_back(entry.kind, number);
-    }
-    std::sort(order.begin(), order.end());
-    size_t count = index.size();
-    std::vector<uint64_t> numbers;
-    for (const auto& [kind, number] : order) {
-        if (bytes <= MESSAGES_MAX_BYTES && count <= MESSAGES_MAX) break;
-        bytes -= index.at(number).bytes;
+    const auto isWithin = [&] { return bytes <= MESSAGES_MAX_BYTES && count <= MESSAGES_MAX; };
+    const auto drop = [&](uint64_t number, const sIndex& entry) {
+        bytes -= entry.bytes;
         --count;
-        numbers.push_back(number);
+        messages.dropped.push_back(number);
+    };
+    for (size_t kind = 0; kind < WAITING_KINDS && !isWithin(); ++kind) {
+        for (auto it = m_ready[kind].begin(); it != m_ready[kind].end() && !isWithin(); ++it)
+            drop(*it, m_index.at(*it));
+        for (const auto& [number, entry] : messages.added)
+            if (static_cast<size_t>(entry.kind) == kind && !isWithin()) drop(number, entry);
     }
-    return numbers;
 }
 
+// Opens the files if they could not be opened before, or if they have failed since.
 int cAgentStore::write(const sStoreChange& change, bool isEnd) {
+    int result = m_environment == nullptr ? openSound(m_note) : 0;
+    if (result == 0) result = writeOnce(change, isEnd);
+    if (showsDamage(result)) close();
+    return result;
+}
+
+int cAgentStore::writeOnce(const sStoreChange& change, bool isEnd) {
     cTransaction transaction(m_environment, 0, m_database);
-    auto index = m_index;
+    sMessageChange messages;
     uint64_t last = m_lastNumber;
     sDropped dropped = change.isDroppedReported ? sDropped{} : m_dropped;
     for (const uint64_t number : m_delivered)
         transaction.remove(messageKey(number));
     for (const sDraft& draft : change.messages) {
         const std::string value = messageValue(draft, draft.text({m_stream, ++last}));
-        index[last] = {draft.kind, value.size() + OVERHEAD_BYTES};
+        messages.added.push_back({last, {draft.kind, value.size() + OVERHEAD_BYTES}});
         transaction.put(messageKey(last), value);
     }
-    for (const uint64_t number : toDrop(index)) {
-        index.erase(number);
+    chooseDropped(messages);
+    for (const uint64_t number : messages.dropped) {
         transaction.remove(messageKey(number));
         dropped.first = dropped.count == 0 ? number : std::min(dropped.first, number);
         dropped.last = std::max(dropped.last, number);
@@ -312,7 +354,10 @@ int cAgentStore::write(const sStoreChange& change, bool isEnd) {
     const int result = transaction.commit();
     if (result != 0) return result;
     ++m_commits;
-    m_index = std::move(index);
+    for (const auto& [number, entry] : messages.added)
+        add(number, entry);
+    for (const uint64_t number : messages.dropped)
+        remove(number);
     m_lastNumber = last;
     m_dropped = dropped;
     m_delivered.clear();
@@ -332,24 +377,39 @@ bool cAgentStore::noteEnd(std::string& error) {
 }
 
 std::optional<sWaitingMessage> cAgentStore::takeNext() {
-    for (const auto& [number, entry] : m_index) {
-        if (m_onTheWay.count(number) != 0) continue;
-        cTransaction transaction(m_environment, MDB_RDONLY, m_database);
-        const std::string keyText = messageKey(number);
-        MDB_val key = toValue(keyText);
-        MDB_val value{};
-        if (transaction.result != 0 || mdb_get(transaction.handle(), m_database, &key, &value) != 0)
-            return std::nullopt;
-        const std::string text = toText(value);
-        m_onTheWay.insert(number);
-        return sWaitingMessage{number, entry.kind, text[1], text.substr(2)};
-    }
-    return std::nullopt;
+    uint64_t number = UINT64_MAX;
+    for (const auto& ready : m_ready)
+        if (!ready.empty()) number = std::min(number, *ready.begin());
+    if (number == UINT64_MAX || m_environment == nullptr) return std::nullopt;
+    cTransaction transaction(m_environment, MDB_RDONLY, m_database);
+    const std::string keyText = messageKey(number);
+    MDB_val key = toValue(keyText);
+    MDB_val value{};
+    if (transaction.result != 0 || mdb_get(transaction.handle(), m_database, &key, &value) != 0)
+        return std::nullopt;
+    const std::string text = toText(value);
+    const eWaiting kind = m_index.at(number).kind;
+    m_ready[static_cast<size_t>(kind)].erase(number);
+    m_onTheWay.insert(number);
+    return sWaitingMessage{number, kind, text[1], text.substr(2)};
 }
 
 void cAgentStore::noteDelivered(uint64_t number) {
     m_onTheWay.erase(number);
-    if (m_index.erase(number) != 0) m_delivered.insert(number);
+    if (m_index.count(number) != 0) m_delivered.insert(number);
+    remove(number);
+}
+
+void cAgentStore::takeBack(uint64_t number) {
+    m_onTheWay.erase(number);
+    const auto found = m_index.find(number);
+    if (found != m_index.end()) m_ready[static_cast<size_t>(found->second.kind)].insert(number);
+}
+
+void cAgentStore::takeBack() {
+    const std::set<uint64_t> numbers = std::exchange(m_onTheWay, {});
+    for (const uint64_t number : numbers)
+        takeBack(number);
 }
 
 std::optional<sKnownCommand> cAgentStore::command(const std::string& id) const {
@@ -364,7 +424,8 @@ void cAgentStore::forgetCommands(time_t now) {
             ++it;
             continue;
         }
-        m_forgottenUntil = std::max(m_forgottenUntil, it->second.deadline);
+        if (!it->second.wasRefused)
+            m_forgottenUntil = std::max(m_forgottenUntil, it->second.deadline);
         m_forgotten.push_back(it->first);
         it = m_commands.erase(it);
     }

@@ -3,6 +3,7 @@
 
 #include <lmdb.h>
 
+#include <array>
 #include <cstdint>
 #include <ctime>
 #include <functional>
@@ -10,9 +11,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mqtt/message_id.h"
+#include "platform/files/file_descriptor.h"
 
 // What must outlive the agent: the messages that wait for the broker, and the commands that came. A
 // change is on the disk when its function returns, and is there whole or not at all.
@@ -21,6 +24,7 @@ constexpr const char* AGENT_FOLDER = "/var/lib/cellslot/agent";
 
 // In the order in which they are dropped when there is no room, the oldest of each first.
 enum class eWaiting { SIGNAL, EVENT, RESULT, DROPPED, SMS };
+constexpr size_t WAITING_KINDS = 5;
 
 struct sWaitingMessage {
     uint64_t number = 0;
@@ -43,9 +47,10 @@ enum class eCommandState { QUEUED, RUNNING, CHANGING, ENDED };
 struct sKnownCommand {
     eCommandState state = eCommandState::ENDED;
     time_t deadline = 0;
-    uint64_t order = 0;   // in which they came
-    std::string outcome;  // ENDED: "done: The daemon has read its configuration."
-    std::string text;     // not ENDED: the command as it came
+    uint64_t order = 0;       // in which they came
+    bool wasRefused = false;  // ENDED: executed by nobody, so that a repetition does no harm
+    std::string outcome;      // ENDED: "done: The daemon has read its configuration."
+    std::string text;         // not ENDED: the command as it came
 };
 
 // What came in between the first and the last number and was dropped.
@@ -75,7 +80,9 @@ class cAgentStore {
     cAgentStore(const cAgentStore&) = delete;
     cAgentStore& operator=(const cAgentStore&) = delete;
 
-    // Damaged files are put aside; note then says so. False: error says why there is no store.
+    // Damaged files are put aside; note then says so. Without room, or on a disk that cannot be
+    // written, there is a store that takes nothing until it can be; note says so too. False: there
+    // is no folder, or another process has the store; error says which.
     bool open(std::string& note, std::string& error);
     void close();
 
@@ -94,7 +101,9 @@ class cAgentStore {
     // again, under the same number.
     void noteDelivered(uint64_t number);
     // Nothing is on its way any more.
-    void takeBack() { m_onTheWay.clear(); }
+    void takeBack();
+    // This one could not be sent.
+    void takeBack(uint64_t number);
 
     size_t waiting() const { return m_index.size(); }
     // How much more the messages may be without anything being dropped; bytes.
@@ -118,17 +127,27 @@ class cAgentStore {
         size_t bytes;
     };
     class cTransaction;
+    // What a change does to the messages.
+    struct sMessageChange {
+        std::vector<std::pair<uint64_t, sIndex>> added;
+        std::vector<uint64_t> dropped;
+    };
 
+    bool reserve(std::string& error);
     int openFiles();
+    int openSound(std::string& note);
     int load();
     int loadEntry(const std::string& key, const std::string& value);
-    int begin();
-    std::vector<uint64_t> toDrop(const std::map<uint64_t, sIndex>& index) const;
+    void add(uint64_t number, const sIndex& entry);
+    void remove(uint64_t number);
+    void chooseDropped(sMessageChange& messages) const;
     int write(const sStoreChange& change, bool isEnd);
+    int writeOnce(const sStoreChange& change, bool isEnd);
     bool finish(int result, std::string& error) const;
 
     const std::string m_folder;
-    MDB_env* m_environment = nullptr;
+    cFileDescriptor m_folderLock;
+    MDB_env* m_environment = nullptr;  // nothing while it cannot be opened
     MDB_dbi m_database = 0;
 
     // As on the disk, but without what was delivered.
@@ -138,6 +157,9 @@ class cAgentStore {
     time_t m_forgottenUntil = 0;
     bool m_wasInterrupted = false;
     std::map<uint64_t, sIndex> m_index;
+    size_t m_bytes = 0;  // of all in the index
+    // Those that are not on their way, by their kind.
+    std::array<std::set<uint64_t>, WAITING_KINDS> m_ready;
     std::map<std::string, sKnownCommand> m_commands;
     std::set<std::string> m_textMessages;
 
@@ -145,6 +167,7 @@ class cAgentStore {
     std::set<uint64_t> m_delivered;        // to be removed from the disk
     std::vector<std::string> m_forgotten;  // the same of commands
     unsigned long long m_commits = 0;
+    std::string m_note;  // of the files that were opened
 };
 
 #endif

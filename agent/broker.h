@@ -11,8 +11,8 @@ class iBroker {
     // A number by which it is acknowledged; -1 if there is no connection.
     virtual int publish(const std::string& topic, const std::string& text, bool isRetained) = 0;
     virtual int subscribe(const std::string& topic) = 0;
-    // Makes a new connection instead of the one that there is.
-    virtual void renew() = 0;
+    // Leaves this connection for another one: to the next broker, if there are several.
+    virtual void goOn() = 0;
 };
 
 #endif

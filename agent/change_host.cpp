@@ -30,10 +30,6 @@ long long cChangeHost::runS() const {
     return now.tv_sec;
 }
 
-time_t cChangeHost::wall() const {
-    return time(nullptr);
-}
-
 bool cChangeHost::check(const std::string& path, std::string& why) {
     const sProgramRun run =
         runProgram({m_program, "config", "check", "-q", path}, CHECK_LIMIT_S, OUTPUT_KEPT);

@@ -11,7 +11,6 @@ class cChangeHost final : public iChangeHost {
 
     std::string boot() const override;
     long long runS() const override;
-    time_t wall() const override;
     bool check(const std::string& path, std::string& why) override;
     bool reload(int slot, std::string& why) override;
     bool isConnected(int slot) override;

@@ -24,6 +24,7 @@ constexpr const char* PENDING_NAME = "/pending";
 constexpr const char* OUTCOME_NAME = "/outcome";
 constexpr const char* CONFIRMED_NAME = "/confirmed";
 
+constexpr const char* ENDS[] = {"confirmed", "rolled_back", "new_file_stays"};
 constexpr const char* PHASES[] = {"prepared", "applied", "taken", "reverting"};
 
 std::string pathOf(const sPlaces& places, const char* name) {
@@ -53,8 +54,10 @@ sChangeRecord recordOf(const tJson& json) {
     record.boot = json.at("boot").get<std::string>();
     record.sinceS = json.at("since").get<long long>();
     record.boots = json.at("boots").get<int>();
-    record.takenAt = json.at("taken_at").get<time_t>();
+    record.takenS = json.at("taken_since").get<long long>();
     record.why = json.at("why").get<std::string>();
+    record.newFile = json.at("new_file").get<uint64_t>();
+    record.oldFile = json.at("old_file").get<uint64_t>();
     // One that nobody knows is one that has to end.
     record.phase = ePhase::REVERTING;
     for (int i = 0; i < 4; ++i)
@@ -86,8 +89,12 @@ std::optional<sChangeOutcome> readChangeOutcome(const sPlaces& places) {
     const std::optional<tJson> json = read(places, OUTCOME_NAME);
     if (!json) return std::nullopt;
     try {
-        return sChangeOutcome{json->at("id").get<std::string>(), json->at("confirmed").get<bool>(),
-                              json->at("text").get<std::string>()};
+        sChangeOutcome outcome;
+        outcome.id = json->at("id").get<std::string>();
+        outcome.text = json->at("text").get<std::string>();
+        for (int i = 0; i < 3; ++i)
+            if (json->at("end") == ENDS[i]) outcome.end = static_cast<eChangeEnd>(i);
+        return outcome;
     } catch (const tJson::exception&) {
         return std::nullopt;
     }
@@ -109,13 +116,17 @@ void writeChange(const sPlaces& places, const sChangeRecord& record) {
                 {"boot", record.boot},
                 {"since", record.sinceS},
                 {"boots", record.boots},
-                {"taken_at", record.takenAt},
-                {"why", record.why}});
+                {"taken_since", record.takenS},
+                {"why", record.why},
+                {"new_file", record.newFile},
+                {"old_file", record.oldFile}});
 }
 
 void writeChangeOutcome(const sPlaces& places, const sChangeOutcome& outcome) {
     write(places, OUTCOME_NAME,
-          tJson{{"id", outcome.id}, {"confirmed", outcome.isConfirmed}, {"text", outcome.text}});
+          tJson{{"id", outcome.id},
+                {"end", ENDS[static_cast<int>(outcome.end)]},
+                {"text", outcome.text}});
 }
 
 void writeConfirmation(const sPlaces& places, const std::string& id) {

@@ -1,7 +1,7 @@
 #ifndef AGENT_CHANGE_RECORD_H
 #define AGENT_CHANGE_RECORD_H
 
-#include <ctime>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -30,13 +30,22 @@ struct sChangeRecord {
     std::string boot;      // the start of the host in which the time runs
     long long sinceS = 0;  // of that start, from which the time counts
     int boots = 0;         // starts of the host since the change has begun
-    time_t takenAt = 0;    // TAKEN: since when
+    long long takenS = 0;  // TAKEN: since when; 0: since the start of the host
     std::string why;       // REVERTING
+    // The inodes of both files: whether one is in its place, or gone.
+    uint64_t newFile = 0;
+    uint64_t oldFile = 0;
+};
+
+enum class eChangeEnd {
+    CONFIRMED,
+    ROLLED_BACK,
+    NEW_FILE_STAYS,  // the old one is gone
 };
 
 struct sChangeOutcome {
     std::string id;
-    bool isConfirmed = false;
+    eChangeEnd end = eChangeEnd::ROLLED_BACK;
     std::string text;
 };
 

@@ -5,14 +5,27 @@
 namespace {
 
 // The daemon writes its status before it reads its file, so one of the same second says nothing.
-constexpr time_t WRITTEN_AFTER_S = 2;
+constexpr long long WRITTEN_AFTER_S = 2;
 
 // With the new file; a slot that had no connection before need not have one now.
-bool isSetUp(const sChangeRecord& record, const sSlotReport& report) {
-    const long long written = report.file.record.number(STATUS_STATS_LAST_UPDATE_E).value_or(0);
+// Judged by ages: the clock may be set meanwhile, or be years behind after a start of the host.
+bool isSetUp(const sChangeRecord& record, const sSlotReport& report, long long runS) {
     if (!report.isGood() || !report.daemonRuns || report.isStale()) return false;
-    if (written < record.takenAt + WRITTEN_AFTER_S) return false;
+    if (!report.ageS || *report.ageS < 0) return false;
+    if (runS - record.takenS < *report.ageS + WRITTEN_AFTER_S) return false;
     return report.isConnected() || !record.wasConnected;
+}
+
+eResult resultOf(eChangeEnd end) {
+    switch (end) {
+        case eChangeEnd::CONFIRMED:
+            return eResult::CONFIRMED;
+        case eChangeEnd::ROLLED_BACK:
+            return eResult::ROLLED_BACK;
+        case eChangeEnd::NEW_FILE_STAYS:
+            break;
+    }
+    return eResult::FAILED;
 }
 
 }  // namespace
@@ -26,7 +39,7 @@ void cChangeWatch::noteAnswered() {
 }
 
 cChangeWatch::eNeed cChangeWatch::look(const sPlaces& places, const sCommand& command,
-                                       const sSlotReport& report) {
+                                       const sSlotReport& report, long long runS) {
     if (m_id != command.id) {
         *this = {};
         m_id = command.id;
@@ -34,11 +47,7 @@ cChangeWatch::eNeed cChangeWatch::look(const sPlaces& places, const sCommand& co
     const std::optional<sChangeRecord> record = readChange(places);
     const std::optional<sChangeOutcome> ended = readChangeOutcome(places);
     if (ended && ended->id == command.id) {
-        m_outcome = {ended->isConfirmed ? eResult::CONFIRMED : eResult::ROLLED_BACK,
-                     ended->text,
-                     {},
-                     "",
-                     false};
+        m_outcome = {resultOf(ended->end), ended->text, {}, "", false};
         return eNeed::END;
     }
     if (!record || record->id != command.id) {
@@ -51,7 +60,7 @@ cChangeWatch::eNeed cChangeWatch::look(const sPlaces& places, const sCommand& co
     }
     if (record->phase != ePhase::TAKEN) return eNeed::NOTHING;
     if (!m_isSaid) return eNeed::SAY_STARTED;
-    if (m_line == eLine::OLD && isSetUp(*record, report)) return eNeed::RENEW;
+    if (m_line == eLine::OLD && isSetUp(*record, report, runS)) return eNeed::RENEW;
     if (m_line == eLine::PROVEN && !m_isConfirmed) return eNeed::CONFIRM;
     return eNeed::NOTHING;
 }

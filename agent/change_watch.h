@@ -20,8 +20,9 @@ class cChangeWatch {
         END           // outcome() is there
     };
 
-    // report: of the slot that is changed.
-    eNeed look(const sPlaces& places, const sCommand& command, const sSlotReport& report);
+    // report: of the slot that is changed. runS: seconds since the start of the host.
+    eNeed look(const sPlaces& places, const sCommand& command, const sSlotReport& report,
+               long long runS);
     const sOutcome& outcome() const { return m_outcome; }
 
     void noteStarted() { m_isSaid = true; }

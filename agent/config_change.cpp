@@ -36,6 +36,21 @@ bool exists(const std::string& path) {
     return lstat(path.c_str(), &info) == 0;
 }
 
+// 0: there is no such file.
+uint64_t inodeOf(const std::string& path) {
+    struct stat info {};
+    return lstat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
+// Of a beginning that ended early.
+void removeLeftovers(const sPlaces& places) {
+    for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
+        const std::string path = configPlace(places, slot);
+        unlink(newFilePath(path).c_str());
+        unlink(oldFilePath(path).c_str());
+    }
+}
+
 // On the disk, with owner and permissions of the file that it stands beside.
 void putBeside(const std::string& path, const std::string& text, const struct stat& like) {
     replaceFile(path, text, like.st_mode & PERMISSIONS);
@@ -49,8 +64,7 @@ void putBeside(const std::string& path, const std::string& text, const struct st
 // ---- the beginning
 
 sRootAnswer cConfigChange::begin(const sCommand& command) {
-    const int slot = command.slot.value_or(FIRST_SLOT);
-    const std::string path = configPlace(m_places, slot);
+    const std::string path = configPlace(m_places, command.slot.value_or(FIRST_SLOT));
     makeFolder(m_places.at(CHANGE_FOLDER), 0755);
     const std::string lockPath = m_places.at(CHANGE_FOLDER) + "/lock";
     const cFileDescriptor lock(
@@ -58,11 +72,16 @@ sRootAnswer cConfigChange::begin(const sCommand& command) {
     if (!lock.isOpen() || flock(lock.get(), LOCK_EX | LOCK_NB) != 0 || readChange(m_places))
         return answered(eResult::REFUSED, "busy: another configuration change is under way");
 
+    removeLeftovers(m_places);
     struct stat info {};
     std::string old;
-    if (lstat(path.c_str(), &info) != 0 || !readFile2StringNoFollow(path, old, CONFIG_READ_MAX))
+    if (lstat(path.c_str(), &info) != 0 || !readFile2StringNoFollow(path, old, CONFIG_READ_MAX + 1))
         return answered(eResult::REFUSED,
                         path + " cannot be read, so that there is nothing to go back to");
+    if (old.size() > CONFIG_READ_MAX)
+        return answered(eResult::REFUSED, path + " is longer than " +
+                                              std::to_string(CONFIG_READ_MAX / 1024) +
+                                              " kB, of which no copy can be kept; shorten it");
     if (old == command.file)
         return answered(eResult::DONE, path + " has this content already; nothing was changed.");
     m_host.step();
@@ -74,21 +93,34 @@ sRootAnswer cConfigChange::begin(const sCommand& command) {
         answer.outcome.output = why;
         return answer;
     }
-    m_host.step();
-    putBeside(oldFilePath(path), old, info);
-    m_host.step();
-    sChangeRecord record;
-    record.id = command.id;
-    record.slot = slot;
-    record.path = path;
-    record.confirmS = command.confirmS.value_or(CONFIRM_DEFAULT_S);
-    record.wasConnected = m_host.isConnected(slot);
-    record.boot = m_host.boot();
-    record.sinceS = m_host.runS();
-    writeChange(m_places, record);
+    try {
+        prepare(command, old, info);
+    } catch (const cFailure&) {
+        // They may hold a password.
+        removeLeftovers(m_places);
+        throw;
+    }
     sRootAnswer answer = answered(eResult::STARTED, "The new file is checked and will be applied.");
     answer.isBegun = true;
     return answer;
+}
+
+void cConfigChange::prepare(const sCommand& command, const std::string& old,
+                            const struct stat& info) {
+    sChangeRecord record;
+    record.id = command.id;
+    record.slot = command.slot.value_or(FIRST_SLOT);
+    record.path = configPlace(m_places, record.slot);
+    m_host.step();
+    putBeside(oldFilePath(record.path), old, info);
+    m_host.step();
+    record.newFile = inodeOf(newFilePath(record.path));
+    record.oldFile = inodeOf(oldFilePath(record.path));
+    record.confirmS = command.confirmS.value_or(CONFIRM_DEFAULT_S);
+    record.wasConnected = m_host.isConnected(record.slot);
+    record.boot = m_host.boot();
+    record.sinceS = m_host.runS();
+    writeChange(m_places, record);
 }
 
 std::string cConfigChange::confirm(const std::string& id) {
@@ -101,19 +133,30 @@ std::string cConfigChange::confirm(const std::string& id) {
 
 // ---- on the disk
 
+// A disk that is full must not keep the old file away: whoever begins again comes to the same end.
 void cConfigChange::enter(sChangeRecord& record, ePhase phase) {
     m_host.step();
     record.phase = phase;
-    writeChange(m_places, record);
+    try {
+        writeChange(m_places, record);
+    } catch (const cFailure& failure) {
+        fprintf(stderr, "%s\n", failure.what());
+    }
 }
 
-// Nothing to do if it was done before the process ended.
-void cConfigChange::putInPlace(const std::string& from, const std::string& path) {
-    if (!exists(from)) return;
+void cConfigChange::giveUp(sChangeRecord& record, const std::string& why) {
+    record.why = why;
+    enter(record, ePhase::REVERTING);
+}
+
+// Also if that was done before the process ended. False: the file is gone.
+bool cConfigChange::putInPlace(const std::string& from, const std::string& path, uint64_t inode) {
+    if (!exists(from)) return inodeOf(path) == inode;
     m_host.step();
     if (rename(from.c_str(), path.c_str()) != 0) throw systemFailure("write " + path, errno);
     m_host.step();
     if (!flushFileAndFolder(path)) throw systemFailure("write " + path, errno);
+    return true;
 }
 
 void cConfigChange::remove(const std::string& path) {
@@ -121,9 +164,9 @@ void cConfigChange::remove(const std::string& path) {
     if (unlink(path.c_str()) == 0) flushFolderOf(path);
 }
 
-void cConfigChange::end(const sChangeRecord& record, bool isConfirmed, const std::string& text) {
+void cConfigChange::end(const sChangeRecord& record, eChangeEnd end, const std::string& text) {
     m_host.step();
-    writeChangeOutcome(m_places, {record.id, isConfirmed, text});
+    writeChangeOutcome(m_places, {record.id, end, text});
     // They may hold a password.
     remove(oldFilePath(record.path));
     remove(newFilePath(record.path));
@@ -138,6 +181,9 @@ void cConfigChange::run() {
     if (!record) return;
     if (record->path.empty()) return revertAll();
     noteStart(*record);
+    // Put back by a run that could not note it.
+    if (record->phase != ePhase::REVERTING && inodeOf(record->path) == record->oldFile)
+        giveUp(*record, "the disk was full meanwhile");
     for (bool isUnderWay = true; isUnderWay;) {
         switch (record->phase) {
             case ePhase::PREPARED:
@@ -162,6 +208,7 @@ void cConfigChange::noteStart(sChangeRecord& record) {
     if (record.boot == m_host.boot()) return;
     record.boot = m_host.boot();
     record.sinceS = m_host.runS();
+    record.takenS = 0;
     ++record.boots;
     // The daemon reads its file when it starts, but may have started before its place was taken.
     enter(record, record.phase);
@@ -172,25 +219,25 @@ bool cConfigChange::isOver(const sChangeRecord& record) const {
 }
 
 void cConfigChange::apply(sChangeRecord& record) {
-    putInPlace(newFilePath(record.path), record.path);
+    if (!putInPlace(newFilePath(record.path), record.path, record.newFile))
+        return giveUp(record, "the new file is missing");
     enter(record, ePhase::APPLIED);
 }
 
 void cConfigChange::letDaemonRead(sChangeRecord& record) {
     std::string why;
     if (m_host.reload(record.slot, why)) {
-        record.takenAt = m_host.wall();
+        record.takenS = m_host.runS();
         return enter(record, ePhase::TAKEN);
     }
     if (!isOver(record)) return m_host.pause();
-    record.why = "the daemon did not read the new file: " + why;
-    enter(record, ePhase::REVERTING);
+    giveUp(record, "the daemon did not read the new file: " + why);
 }
 
 // Whether the change goes on.
 bool cConfigChange::awaitAgent(sChangeRecord& record) {
     if (readConfirmation(m_places) == record.id) {
-        end(record, true,
+        end(record, eChangeEnd::CONFIRMED,
             "The gateway is back at the broker with the new file of " + slotName(record.slot) +
                 ", which stays.");
         return false;
@@ -199,11 +246,10 @@ bool cConfigChange::awaitAgent(sChangeRecord& record) {
         m_host.pause();
         return true;
     }
-    record.why =
-        record.boots >= BOOTS_MAX
-            ? "the gateway was started " + itos(record.boots) + " times meanwhile"
-            : "the gateway was not back at the broker within " + itos(record.confirmS) + " s";
-    enter(record, ePhase::REVERTING);
+    giveUp(record,
+           record.boots >= BOOTS_MAX
+               ? "the gateway was started " + itos(record.boots) + " times meanwhile"
+               : "the gateway was not back at the broker within " + itos(record.confirmS) + " s");
     return true;
 }
 
@@ -217,9 +263,12 @@ bool cConfigChange::letDaemonReadOld(int slot) {
 }
 
 void cConfigChange::revert(const sChangeRecord& record) {
-    putInPlace(oldFilePath(record.path), record.path);
+    if (!putInPlace(oldFilePath(record.path), record.path, record.oldFile))
+        return end(record, eChangeEnd::NEW_FILE_STAYS,
+                   "The copy of the old file of " + slotName(record.slot) +
+                       " is missing, so the file that is there stays: " + record.why + ".");
     const bool isRead = letDaemonReadOld(record.slot);
-    end(record, false,
+    end(record, eChangeEnd::ROLLED_BACK,
         "The old file of " + slotName(record.slot) + " is in force again: " + record.why + "." +
             (isRead ? "" : " The daemon has not read it yet; it does at its next start."));
 }
@@ -229,7 +278,7 @@ void cConfigChange::revertAll() {
     for (int slot = FIRST_SLOT; slot <= LAST_SLOT; ++slot) {
         const std::string path = configPlace(m_places, slot);
         if (!exists(oldFilePath(path))) continue;
-        putInPlace(oldFilePath(path), path);
+        putInPlace(oldFilePath(path), path, 0);
         remove(newFilePath(path));
         letDaemonReadOld(slot);
     }

@@ -1,7 +1,9 @@
 #ifndef AGENT_CONFIG_CHANGE_H
 #define AGENT_CONFIG_CHANGE_H
 
-#include <ctime>
+#include <sys/stat.h>
+
+#include <cstdint>
 #include <string>
 
 #include "agent/change_record.h"
@@ -18,7 +20,6 @@ class iChangeHost {
     virtual ~iChangeHost() = default;
     virtual std::string boot() const = 0;  // names this start of the host
     virtual long long runS() const = 0;    // since then
-    virtual time_t wall() const = 0;
     // Whether the new file has nothing that the daemon would not take; otherwise why.
     virtual bool check(const std::string& path, std::string& why) = 0;
     // Whether the daemon has read its file; otherwise why not.
@@ -47,17 +48,19 @@ class cConfigChange {
     std::string confirm(const std::string& id);
 
   private:
+    void prepare(const sCommand& command, const std::string& old, const struct stat& info);
     void noteStart(sChangeRecord& record);
     bool isOver(const sChangeRecord& record) const;
     void enter(sChangeRecord& record, ePhase phase);
+    void giveUp(sChangeRecord& record, const std::string& why);
     void apply(sChangeRecord& record);
     void letDaemonRead(sChangeRecord& record);
     bool awaitAgent(sChangeRecord& record);
     void revert(const sChangeRecord& record);
     bool letDaemonReadOld(int slot);
     void revertAll();
-    void end(const sChangeRecord& record, bool isConfirmed, const std::string& text);
-    void putInPlace(const std::string& from, const std::string& path);
+    void end(const sChangeRecord& record, eChangeEnd end, const std::string& text);
+    bool putInPlace(const std::string& from, const std::string& path, uint64_t inode);
     void remove(const std::string& path);
 
     const sPlaces m_places;

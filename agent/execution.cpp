@@ -77,7 +77,7 @@ const sProgramUse* useOf(const std::string& name) {
 // What the program said last is what came of it.
 std::string lastLine(const std::string& output) {
     const std::string text = cleanEndWhiteSpace(output);
-    return printableLine(text.substr(text.rfind('\n') + 1)).substr(0, TEXT_MAX);
+    return beginningOf(printableLine(text.substr(text.rfind('\n') + 1)), TEXT_MAX);
 }
 
 sOutcome judge(const sProgramUse& use, const sProgramRun& run) {

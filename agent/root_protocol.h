@@ -14,7 +14,7 @@ constexpr const char* ROOT_SOCKET = "/run/cellslot-agent-commands";
 // Then a blank and what it is about.
 constexpr const char* REQUEST_EXECUTE = "execute";    // a command, as it came from the broker
 constexpr const char* REQUEST_CONFIRM = "confirm";    // the id of a configuration change
-constexpr const char* REQUEST_MESSAGES = "messages";  // nothing more: received text messages
+constexpr const char* REQUEST_MESSAGES = "messages";  // received ones that are known already
 
 constexpr size_t REQUEST_MAX = 256 * 1024;
 constexpr size_t ANSWER_LINE_MAX = 8 * 1024;

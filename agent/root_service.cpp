@@ -50,12 +50,12 @@ sRootAnswer confirmChange(const sPlaces& places, const std::string& program,
     return answer;
 }
 
-sRootAnswer listMessages(const sPlaces& places, const std::string&, const std::string&) {
+sRootAnswer listMessages(const sPlaces& places, const std::string&, const std::string& known) {
     if (!readAgentConfig(places).sendsMessages)
         return refused("RECEIVED_SMS in " + std::string(AGENT_CONFIG_FILE) + " is not yes");
     sRootAnswer answer;
     answer.outcome.status = eResult::DONE;
-    answer.outcome.output = foundMessagesJson(places);
+    answer.outcome.output = foundMessagesJson(places, parseMessageKeys(known));
     return answer;
 }
 

@@ -12,6 +12,7 @@
 #include "agent/agent_state.h"
 #include "agent/agent_store.h"
 #include "agent/change_watch.h"
+#include "agent/host_clock.h"
 #include "agent/root_link.h"
 #include "agent/working_memory.h"
 #include "cli/base/end_signals.h"
@@ -20,6 +21,7 @@
 #include "mqtt/broker_link.h"
 #include "mqtt/topics.h"
 #include "platform/files/file_descriptor.h"
+#include "published/slot.h"
 
 namespace {
 
@@ -40,11 +42,11 @@ int64_t monotonicMs() {
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
 }
 
-sAgentClock readClock() {
+// Goes on while the host sleeps.
+long long runningS() {
     timespec run{};
-    // Goes on while the host sleeps.
     clock_gettime(CLOCK_BOOTTIME, &run);
-    return {time(nullptr), run.tv_sec};
+    return run.tv_sec;
 }
 
 // Puts agent, broker and the service that works as root together.
@@ -75,7 +77,7 @@ class cService final : public iBroker {
         return m_link.publish(topic, text, isRetained);
     }
     int subscribe(const std::string& topic) override { return m_link.subscribe(topic); }
-    void renew() override { m_link.renew(); }
+    void goOn() override { m_link.goOn(); }
 
     void run(const std::string& note, int signals) {
         m_agent.start(note, readClock());
@@ -98,6 +100,12 @@ class cService final : public iBroker {
     }
 
   private:
+    sAgentClock readClock() const {
+        const time_t wall = time(nullptr);
+        const long long runS = runningS();
+        return {wall, runS, isClockSure(m_places, wall, runS)};
+    }
+
     enum { SIGNALS, BROKER, ROOT, CONFIRMATION, MESSAGES, EVENTS };
 
     // Whether a signal asks for the end.
@@ -169,14 +177,14 @@ class cService final : public iBroker {
         m_command = *command;
         std::string error;
         if (m_root.start(m_places, std::string(REQUEST_EXECUTE) + " " + commandText(m_command),
-                         readClock().runS, error))
+                         runningS(), error))
             return;
         m_agent.desk().end(m_command, {eResult::FAILED, error, {}, "", false}, readClock());
         m_agent.settle();
     }
 
     void workAsRoot() {
-        if (!m_root.isOpen() || !m_root.turn(readClock().runS)) return;
+        if (!m_root.isOpen() || !m_root.turn(runningS())) return;
         const sRootAnswer answer = m_root.takeAnswer();
         if (answer.isBegun)
             m_agent.desk().noteChanging(m_command, readClock());
@@ -186,7 +194,7 @@ class cService final : public iBroker {
     }
 
     void followChange() {
-        if (m_confirmation.isOpen() && m_confirmation.turn(readClock().runS)) {
+        if (m_confirmation.isOpen() && m_confirmation.turn(runningS())) {
             const sOutcome outcome = m_confirmation.takeAnswer().outcome;
             m_change.noteConfirmed(outcome.status == eResult::DONE);
             if (outcome.status != eResult::DONE) log("not confirmed: " + outcome.text);
@@ -194,7 +202,8 @@ class cService final : public iBroker {
         const std::optional<sCommand> command = m_agent.desk().changing();
         if (!command || m_confirmation.isOpen()) return;
         using eNeed = cChangeWatch::eNeed;
-        switch (m_change.look(m_places, *command, m_agent.report(command->slot.value_or(1)))) {
+        switch (m_change.look(m_places, *command,
+                              m_agent.report(command->slot.value_or(FIRST_SLOT)), runningS())) {
             case eNeed::NOTHING:
                 return;
             case eNeed::SAY_STARTED:
@@ -215,7 +224,7 @@ class cService final : public iBroker {
 
     void fetchMessages() {
         if (!m_sendsMessages) return;
-        if (m_messages.isOpen() && m_messages.turn(readClock().runS)) {
+        if (m_messages.isOpen() && m_messages.turn(runningS())) {
             const sOutcome outcome = m_messages.takeAnswer().outcome;
             const auto messages = parseFoundMessages(outcome.output);
             if (outcome.status == eResult::DONE && messages)
@@ -225,13 +234,15 @@ class cService final : public iBroker {
         }
         if (m_messages.isOpen() || !m_agent.mayHaveMessages()) return;
         std::string error;
-        if (!m_messages.start(m_places, REQUEST_MESSAGES, readClock().runS, error)) log(error);
+        const std::string request =
+            std::string(REQUEST_MESSAGES) + " " + messageKeysJson(m_store.textMessages());
+        if (!m_messages.start(m_places, request, runningS(), error)) log(error);
     }
 
     void askToConfirm(const std::string& id) {
         std::string error;
-        if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id,
-                                  readClock().runS, error))
+        if (!m_confirmation.start(m_places, std::string(REQUEST_CONFIRM) + " " + id, runningS(),
+                                  error))
             log(error);
     }
 

@@ -14,6 +14,7 @@
 struct sAgentClock {
     time_t wall = 0;
     long long runS = 0;
+    bool isSure = true;  // the time of day may be relied on (host_clock.h)
 };
 
 // Follows one slot: its status and what happens to it.

@@ -2,6 +2,7 @@
 #define AGENT_TEXT_MESSAGES_H
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,21 @@ struct sFoundMessage {
     std::string text;
 };
 
-// The newest ones, oldest first. Throws cFailure.
-std::string foundMessagesJson(const sPlaces& places);
+struct sFoundMessages {
+    std::set<std::string> keys;           // of all that are there
+    std::vector<sFoundMessage> messages;  // that are not known yet; oldest first, not always all
+};
+
+using tMessageKeys = std::set<std::string>;
+
+// The agent says which it knows, as the rest of its request.
+std::string messageKeysJson(const tMessageKeys& known);
+// Empty if it is not what messageKeysJson makes.
+tMessageKeys parseMessageKeys(const std::string& json);
+
+// Throws cFailure.
+std::string foundMessagesJson(const sPlaces& places, const tMessageKeys& known);
 // Nothing if it is not what foundMessagesJson makes.
-std::optional<std::vector<sFoundMessage>> parseFoundMessages(const std::string& json);
+std::optional<sFoundMessages> parseFoundMessages(const std::string& json);
 
 #endif

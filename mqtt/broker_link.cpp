@@ -173,6 +173,11 @@ void cBrokerLink::renew() {
     m_dueMs = 0;
 }
 
+void cBrokerLink::goOn() {
+    m_request = eRequest::GO_ON;
+    m_dueMs = 0;
+}
+
 void cBrokerLink::stop() {
     m_request = eRequest::STOP;
     m_dueMs = 0;
@@ -185,6 +190,7 @@ void cBrokerLink::followRequest(int64_t nowMs) {
     if (request == eRequest::NONE || m_state == eState::STOPPED) return;
     if (isUp()) mosquitto_disconnect(m_connection.get());
     m_connection.reset();
+    if (request == eRequest::GO_ON) m_broker = (m_broker + 1) % m_options.brokers.size();
     m_state = request == eRequest::STOP ? eState::STOPPED : eState::PAUSING;
     m_dueMs = request == eRequest::STOP ? INT64_MAX : nowMs;
 }

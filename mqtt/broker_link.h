@@ -73,12 +73,14 @@ class cBrokerLink {
 
     // Ends the connection, if any, in order, and makes a new one with the next turn.
     void renew();
+    // The same, but with the next broker, if there are several.
+    void goOn();
     // Ends it in order; nothing happens any more. From a handler: at the end of the turn.
     void stop();
 
   private:
     enum class eState { PAUSING, CONNECTING, UP, STOPPED };
-    enum class eRequest { NONE, RENEW, STOP };
+    enum class eRequest { NONE, RENEW, GO_ON, STOP };
 
     void connect(int64_t nowMs);
     std::string prepare();

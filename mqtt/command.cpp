@@ -258,7 +258,7 @@ std::string resultText(const sResult& result) {
                  {"do", result.name},
                  {"by", result.by},
                  {"status", resultWord(result.status)},
-                 {"text", result.text.substr(0, RESULT_TEXT_MAX)}};
+                 {"text", beginningOf(result.text, RESULT_TEXT_MAX)}};
     if (result.exit) object["exit"] = *result.exit;
     if (!result.output.empty())
         object["output"] = result.isBinary ? base64Text(result.output) : result.output;

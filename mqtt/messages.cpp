@@ -1,5 +1,6 @@
 #include "mqtt/messages.h"
 
+#include "cli/base/printable_text.h"
 #include "cli/base/utc_time.h"
 #include "mqtt/message_json.h"
 
@@ -19,7 +20,7 @@ std::string idField(const nlohmann::json& object) {
 }
 
 void addText(tJson& object, const char* key, const std::string& text, size_t maxBytes) {
-    if (!text.empty()) object[key] = text.substr(0, maxBytes);
+    if (!text.empty()) object[key] = beginningOf(text, maxBytes);
 }
 
 template <typename tNumber>
@@ -93,7 +94,7 @@ std::optional<sSlotStatus> parseSlotStatus(const std::string& text) {
 std::string eventText(const sWireEvent& event) {
     tJson object{{"id", messageIdText(event.id)},
                  {"time", utcText(event.time)},
-                 {"kind", event.kind.substr(0, WORD_MAX)}};
+                 {"kind", beginningOf(event.kind, WORD_MAX)}};
     addText(object, "text", event.text, SENTENCE_MAX);
     addText(object, "cause", event.cause, WORD_MAX);
     addNumber(object, "seconds", event.seconds);
@@ -129,7 +130,7 @@ std::optional<sWireEvent> parseEvent(const std::string& text) {
 std::string textMessageText(const sTextMessage& message) {
     tJson object{{"id", messageIdText(message.id)}, {"time", utcText(message.time)}};
     addText(object, "from", message.from, SMS_FIELD_MAX);
-    object["text"] = message.text.substr(0, SMS_TEXT_MAX);
+    object["text"] = beginningOf(message.text, SMS_TEXT_MAX);
     addText(object, "received", message.received, SMS_FIELD_MAX);
     return jsonText(object);
 }

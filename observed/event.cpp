@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "cli/base/printable_text.h"
 #include "cli/base/utc_time.h"
 
 namespace {
@@ -11,7 +12,7 @@ constexpr size_t TEXT_MAX = 400;
 constexpr size_t LINE_MAX_BYTES = 8000;
 
 std::string bounded(const std::string& text) {
-    return text.substr(0, TEXT_MAX);
+    return beginningOf(text, TEXT_MAX);
 }
 
 std::string textOf(const nlohmann::json& object, const char* key) {

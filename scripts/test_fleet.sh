@@ -15,12 +15,13 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck disable=SC2034
 readonly JOBS=2 SUITE=tests/fleet UNITS=fleet_tests SUITE_PYTHON=python3 \
     SUITE_SETTINGS=("CELLSLOT_PAGES=$PWD/build/web/fleet-page" "CELLSLOT_RESULTS=$PWD/build/web/fleet-results"
-        "CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js")
+        "CELLSLOT_AXE=$PWD/build/web/npm/node_modules/axe-core/axe.min.js"
+        "CELLSLOT_ASYNCAPI=$PWD/build/web/npm/node_modules/@asyncapi/specs/schemas")
 # shellcheck disable=SC2034
 readonly TARGETS=(cellslot-fleet fleet_tests)
 readonly WORK=$PWD/build/fleet-package-test
 # About a minute.
-readonly SHORT=('permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes'
+readonly SHORT=(description_test 'permissions_test MosquittoPermissions' 'fleet_test Shows Events Sends BrokerThatGoes'
     'serve_test WhoMayAsk Answers' 'page_test Fleet')
 
 usage() {
@@ -66,7 +67,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    runSuite release permissions_test fleet_test serve_test page_test end_to_end_test || failed=1
+    runSuite release description_test permissions_test fleet_test serve_test page_test end_to_end_test || failed=1
     buildSuite asan
     runSuite asan "${SHORT[@]}" || failed=1
     return "$failed"

@@ -33,15 +33,6 @@ or one TEST, a file of tests/web without ".py".
 TEXT
 }
 
-# Besides the page's own dependencies: what makes its user and enables its sockets.
-testLife() {
-    makeNewer package_web.sh cellslot-web &&
-        scripts/package.sh --output "$WORK/old" &&
-        makeRoot "$DEPENDENCIES,systemd,$(dependenciesOf "$WORK"/old/cellslot-web_*.deb)" &&
-        runTests web_package_test Life &&
-        rm -rf "$WORK/root"
-}
-
 main() {
     local failed=0
     checkSuiteArgument "${1:-}"
@@ -60,7 +51,7 @@ main() {
         runSuite release "${SHORT[@]}" || failed=1
         return "$failed"
     fi
-    testLife || failed=1
+    testLife package_web.sh cellslot-web web_package_test || failed=1
     runSuite release "${TESTS[@]}" || failed=1
     buildSuite asan
     CELLSLOT_SLOW=1 CELLSLOT_FUZZ_S=300 runSuite asan fuzz_test lan_test server_test || failed=1

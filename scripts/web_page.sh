@@ -17,7 +17,7 @@ usage() {
     cat <<'TEXT'
 Usage: web_page.sh [--test | --fleet]
 Puts the page's files together in build/web/page, compressed.
-  --test  also fetches what the tests run in the page (axe-core), to build/web/npm
+  --test  also fetches what tests use, to build/web/npm: axe-core in the page, AsyncAPI's schema
   --fleet the page of a fleet instead, in build/web/fleet-page
 TEXT
 }

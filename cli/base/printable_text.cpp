@@ -96,3 +96,11 @@ std::string printableLine(const std::string& bytes) {
         text.begin(), text.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
     return text;
 }
+
+std::string beginningOf(const std::string& text, size_t maxBytes) {
+    if (text.size() <= maxBytes) return text;
+    size_t end = maxBytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80)
+        --end;
+    return text.substr(0, end);
+}

@@ -10,4 +10,7 @@ std::string printableText(const std::string& bytes);
 // The same on one line: line feeds and tabs become blanks.
 std::string printableLine(const std::string& bytes);
 
+// The beginning of a text in UTF-8, of at most so many octets; ends between two characters.
+std::string beginningOf(const std::string& text, size_t maxBytes);
+
 #endif

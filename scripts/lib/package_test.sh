@@ -34,5 +34,14 @@ makeRoot() { # PACKAGES
 runTests() { # FILE CLASS
     CELLSLOT_BIN=$PWD/build/release/bin CELLSLOT_HOST=$PWD/gateway-tools CELLSLOT_PACKAGES=$WORK \
         CELLSLOT_ROOT=$WORK/root scripts/private_namespace.sh --keep "$PWD/build" \
-        python3 "tests/package/$1.py" -v "$2"
+        "${SUITE_PYTHON:-python3}" "tests/package/$1.py" -v "$2"
+}
+
+# On a host with, besides the package's own dependencies, what makes its user and enables its units.
+testLife() { # SCRIPT PACKAGE FILE
+    makeNewer "$1" "$2" &&
+        scripts/package.sh --output "$WORK/old" &&
+        makeRoot "$DEPENDENCIES,systemd,$(dependenciesOf "$WORK/old/$2"_*.deb)" &&
+        runTests "$3" Life &&
+        rm -rf "$WORK/root"
 }

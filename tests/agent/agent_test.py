@@ -6,7 +6,7 @@ import random
 import subprocess
 import time
 
-from agent_case import BIN, CONFIG, AgentCase, runTests, waitUntil
+from agent_case import BIN, CONFIG, STORE, AgentCase, runTests, waitUntil
 from broker import makeAuthority, makeCertificate
 
 
@@ -95,6 +95,41 @@ class Sending(AgentCase):
         self.agent.start()
         self.agent.waitLog("connected to")
         waitUntil(lambda: self.showStatus().returncode == 0, lambda: self.showStatus().stdout)
+
+    def mountStore(self):
+        subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "store", STORE], check=True)
+        self.addCleanup(subprocess.run, ["umount", STORE], check=True)
+        self.addCleanup(self.agent.kill)
+
+    def assertConnectsWithoutAStore(self, operator):
+        self.agent.start()
+        self.agent.waitLog("cannot be written")
+        operator.waitOnline()
+        operator.waitStatus(lambda slot: slot["state"] == "connected")
+        self.assertIsNone(self.agent.process.poll(), self.agent.log())
+        self.assertEqual(operator.ledger(), {})
+
+    def testDiskIsFullAtTheStart_ConnectsAndEventsComeWhenThereIsRoom(self):
+        operator = self.listen()
+        self.mountStore()
+        with self.assertRaises(OSError), open(STORE / "fill", "wb") as fill:
+            while True:
+                fill.write(bytes(4096))
+                fill.flush()
+        self.assertConnectsWithoutAStore(operator)
+        (STORE / "fill").unlink()
+        operator.waitEvent("agent")
+        operator.waitEvent("online")
+        self.assertLedgerIsWhole(operator)
+
+    def testDiskIsReadOnly_ConnectsAndEventsComeWhenItCanBeWritten(self):
+        operator = self.listen()
+        self.mountStore()
+        subprocess.run(["mount", "-o", "remount,ro", STORE], check=True)
+        self.assertConnectsWithoutAStore(operator)
+        subprocess.run(["mount", "-o", "remount,rw", STORE], check=True)
+        operator.waitEvent("agent")
+        self.assertLedgerIsWhole(operator)
 
     def testConfigurationIsWrong_AgentWaitsAndConnectsWhenItIsRight(self):
         good = CONFIG.read_text()

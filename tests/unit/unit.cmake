@@ -252,10 +252,11 @@ if(TARGET cellslot_agent_root)
     cellslot_add_unit_tests(agent PACKAGE
         LIBS cellslot_agent_root
         SOURCES unit/agent/agent_config_test.cpp unit/agent/agent_store_test.cpp
-                unit/agent/agent_test.cpp unit/agent/command_desk_test.cpp
-                unit/agent/config_change_test.cpp unit/agent/execution_test.cpp
+                unit/agent/agent_test.cpp unit/agent/change_watch_test.cpp unit/agent/command_desk_test.cpp
+                unit/agent/config_change_test.cpp unit/agent/execution_test.cpp unit/agent/host_clock_test.cpp
                 unit/agent/outcome_test.cpp unit/agent/permission_test.cpp
                 unit/agent/root_protocol_test.cpp unit/agent/status_feed_test.cpp
+                unit/agent/text_messages_test.cpp
                 unit/cli/fixture.cpp)
     target_link_libraries(agent_tests PRIVATE cellslot_cli)
     target_compile_definitions(agent_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")

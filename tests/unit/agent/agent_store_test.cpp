@@ -4,8 +4,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -123,6 +125,80 @@ TEST_F(AgentStore, MessageOnItsWay_IsNotDropped) {
         add(eWaiting::EVENT, piece);
     store->takeBack();
     EXPECT_EQ(store->takeNext()->number, 1u);
+}
+
+TEST_F(AgentStore, WhatCouldNotBeSent_IsTakenAgainInItsOrder) {
+    for (int i = 0; i < 3; ++i)
+        add(i == 1 ? eWaiting::SMS : eWaiting::EVENT);
+    store->takeNext();
+    store->takeNext();
+    store->takeBack(1);
+    EXPECT_EQ(takeAll(), (std::vector<uint64_t>{1, 3}));
+    store->noteDelivered(2);
+    store->takeBack();
+    EXPECT_EQ(takeAll(), (std::vector<uint64_t>{1, 3}));
+    EXPECT_EQ(store->waiting(), 2u);
+}
+
+// What the store keeps for its own use is as a walk over all messages would have it.
+TEST_F(AgentStore, ManyChanges_RoomAndOrderAreThoseOfTheMessages) {
+    for (int i = 0; i < 5000; ++i) {
+        add(i % 7 == 0 ? eWaiting::SIGNAL : eWaiting::EVENT, std::string(100 + i % 50, 'x'));
+        if (i % 3 == 0) store->takeNext();
+        if (i % 9 == 0) store->noteDelivered(static_cast<uint64_t>(i / 3 + 1));
+        if (i % 500 == 0) store->takeBack();
+    }
+    store->takeBack();
+    const size_t room = store->room();
+    const size_t waiting = store->waiting();
+    const auto numbers = takeAll();
+    EXPECT_EQ(numbers.size(), waiting);
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    EXPECT_LE(waiting, cAgentStore::MESSAGES_MAX);
+    add(eWaiting::EVENT, "");
+    store->noteDelivered(5001);
+    openAgain();
+    EXPECT_EQ(store->room(), room);
+    EXPECT_EQ(takeAll(), numbers);
+}
+
+TEST_F(AgentStore, NoRoomAtTheStart_TakesNothingAndThenWhatItHad) {
+    add(eWaiting::EVENT);
+    const std::string stream = store->stream();
+    store.reset();
+    {
+        const cFullDisk full;
+        open();
+        EXPECT_NE(note.find("cannot be written"), std::string::npos) << note;
+        EXPECT_FALSE(store->commit({{draft(eWaiting::EVENT)}, {}, false}, error));
+        EXPECT_EQ(store->stream(), stream);
+        EXPECT_EQ(takeAll(), std::vector<uint64_t>{1}) << "what waits can be sent";
+    }
+    add(eWaiting::EVENT);
+    EXPECT_EQ(takeAll(), std::vector<uint64_t>{2});
+}
+
+TEST_F(AgentStore, NoRoomForANewStore_BeginsWhenThereIs) {
+    store.reset();
+    unlink((folder / "data.mdb").c_str());
+    {
+        const cFullDisk full;
+        open();
+        EXPECT_TRUE(isStreamName(store->stream()));
+        EXPECT_FALSE(store->commit({{draft(eWaiting::EVENT)}, {}, false}, error));
+        EXPECT_TRUE(takeAll().empty());
+    }
+    add(eWaiting::EVENT);
+    EXPECT_EQ(takeAll(), std::vector<uint64_t>{1});
+    openAgain();
+    EXPECT_EQ(takeAll(), std::vector<uint64_t>{1});
+}
+
+TEST_F(AgentStore, SecondAgent_IsRefused) {
+    cAgentStore second(folder.path());
+    EXPECT_FALSE(second.open(note, error));
+    EXPECT_NE(error.find("another agent"), std::string::npos) << error;
+    EXPECT_FALSE(fileExists(folder / "lock.mdb"));
 }
 
 TEST_F(AgentStore, Commands_AreKeptUntilTheirDeadlineHasPassed) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "mqtt/messages.h"
+#include "tests/support/full_disk.h"
 #include "tests/unit/cli/fixture.h"
 
 namespace {
@@ -18,7 +19,7 @@ class cFakeBroker : public iBroker {
 
     bool isUp() const override { return isThere; }
     int publish(const std::string& topic, const std::string& text, bool isRetained) override {
-        if (!isThere) return -1;
+        if (!isThere || isRefusing) return -1;
         published.push_back({topic, text, isRetained});
         return ++last;
     }
@@ -26,10 +27,12 @@ class cFakeBroker : public iBroker {
         subscribed.push_back(topic);
         return ++last;
     }
-    void renew() override {}
+    void goOn() override { ++wentOn; }
 
     bool isThere = false;
+    bool isRefusing = false;
     int last = 0;
+    int wentOn = 0;
     std::vector<sPublished> published;
     std::vector<std::string> subscribed;
 };
@@ -61,6 +64,32 @@ class Agent : public testing::Test {
     void takeAll() {
         while (taken < broker.last)
             agent->acknowledged(++taken);
+    }
+    void disconnect() {
+        broker.isThere = false;
+        agent->down();
+    }
+    // Fills the store until something has been dropped.
+    void overfill() {
+        const uint64_t before = store.dropped().count;
+        const std::string piece(60 * 1024, 'x');
+        while (store.dropped().count == before)
+            ASSERT_TRUE(store.commit({{{eWaiting::EVENT, 1,
+                                        [&](const sMessageId& id) {
+                                            sWireEvent event{id, clock.wall, EVENT_CELL, "x", "",
+                                                             {}, "",         {},         {},  {}};
+                                            return eventText(event) + std::string(60 * 1024, ' ');
+                                        }}},
+                                      {},
+                                      false},
+                                     error));
+    }
+    std::vector<sWireEvent> eventsOf(const std::string& kind) const {
+        std::vector<sWireEvent> events;
+        for (const std::string& text : textsOf("slot/1/event"))
+            if (const auto event = parseEvent(text); event && event->kind == kind)
+                events.push_back(*event);
+        return events;
     }
     std::vector<std::string> textsOf(const std::string& topic) const {
         std::vector<std::string> texts;
@@ -221,6 +250,90 @@ TEST_F(Agent, SignalSample_RidesWithTheSignOfLife) {
     ASSERT_EQ(textsOf("slot/1/event").size(), 1u);
     EXPECT_EQ(parseEvent(textsOf("slot/1/event")[0])->kind, "signal");
     EXPECT_EQ(store.commits(), commits + 1);
+}
+
+TEST_F(Agent, BrokerTakesNothing_AnotherConnectionAfterGrowingPauses) {
+    takes = false;
+    connect();
+    pass(cAgent::FIRST_PATIENCE_S - 10);
+    EXPECT_EQ(broker.wentOn, 0);
+    pass(20);
+    EXPECT_EQ(broker.wentOn, 1);
+    disconnect();
+    connect();
+    pass(2 * cAgent::FIRST_PATIENCE_S - 10);
+    EXPECT_EQ(broker.wentOn, 1);
+    pass(20);
+    EXPECT_EQ(broker.wentOn, 2);
+    pass(6 * 3600);
+    EXPECT_LE(broker.wentOn, 2 + 6 * 3600 / cAgent::LAST_PATIENCE_S + 2);
+    const int before = broker.wentOn;
+    takes = true;
+    pass(5);
+    takes = false;
+    disconnect();
+    connect();
+    pass(cAgent::FIRST_PATIENCE_S + 10);
+    EXPECT_EQ(broker.wentOn, before + 1) << "an answer makes the pause short again";
+}
+
+TEST_F(Agent, MessageThatCouldNotBeSent_IsSentLater) {
+    connect();
+    pass(5);
+    broker.isRefusing = true;
+    agent->addEvent(1, eventOf(clock.wall, EVENT_CELL, "later"));
+    agent->settle();
+    broker.isRefusing = false;
+    pass(5);
+    EXPECT_EQ(eventsOf(EVENT_CELL).size(), 1u);
+}
+
+TEST_F(Agent, DroppedWhileTheDiskIsFull_IsReportedOnceAndAsItIsThen) {
+    overfill();
+    {
+        const cFullDisk full;
+        for (int i = 0; i < 3; ++i) {
+            connect();
+            disconnect();
+        }
+    }
+    overfill();
+    const uint64_t count = store.dropped().count;
+    connect();
+    pass(5);
+    const auto events = eventsOf(WIRE_EVENT_DROPPED);
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_GE(*events[0].count, count);
+    EXPECT_EQ(store.dropped().count, 0u);
+}
+
+TEST_F(Agent, DroppedWhileConnected_IsReportedWithTheNextSignOfLife) {
+    connect();
+    pass(5);
+    overfill();
+    pass(cAgent::ALIVE_S);
+    EXPECT_EQ(eventsOf(WIRE_EVENT_DROPPED).size(), 1u);
+}
+
+TEST_F(Agent, DiskIsFullForDays_KeepsLittleAndSaysWhatIsLost) {
+    connect();
+    pass(5);
+    {
+        const cFullDisk full;
+        for (int i = 0; i < 1000; ++i) {
+            agent->addEvent(1, eventOf(clock.wall, EVENT_CELL, std::to_string(i)));
+            agent->settle();
+        }
+    }
+    broker.published.clear();
+    pass(1000);
+    const auto kept = eventsOf(EVENT_CELL);
+    EXPECT_LE(kept.size(), 200u);
+    ASSERT_FALSE(kept.empty());
+    const auto said = eventsOf(WIRE_EVENT_AGENT);
+    ASSERT_EQ(said.size(), 1u);
+    EXPECT_EQ(said[0].text.find(std::to_string(1000 - kept.size()) + " events were lost"), 0u)
+        << said[0].text;
 }
 
 TEST_F(Agent, OrderlyEnd_SaysStopped) {

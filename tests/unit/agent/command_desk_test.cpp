@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -94,6 +95,129 @@ TEST_F(CommandDesk, EndedWhileItRan_IsInterruptedAndNotRunAgain) {
     const auto next = desk->start(clock);
     ASSERT_TRUE(next) << "what waited runs";
     EXPECT_EQ(next->id, "b");
+}
+
+// The service that works as root may have begun it; what comes of it is in its files.
+TEST_F(CommandDesk, EndedWhileAChangeWasBegun_IsFollowed) {
+    sCommand change = command("change", COMMAND_CONFIG);
+    change.file = "CM_MTU=1400\n";
+    take(change);
+    desk->start(clock);
+    open();
+    EXPECT_TRUE(results().empty());
+    ASSERT_TRUE(desk->changing());
+    EXPECT_EQ(desk->changing()->id, "change");
+}
+
+TEST_F(CommandDesk, EndedWhileASecondChangeWasBegun_TheFirstIsFollowed) {
+    for (const char* id : {"z", "a"}) {
+        sCommand change = command(id, COMMAND_CONFIG);
+        change.file = "CM_MTU=1400\n";
+        take(change);
+    }
+    desk->noteChanging(*desk->start(clock), clock);
+    desk->start(clock);
+    open();
+    EXPECT_EQ(results(), tList{"a interrupted"});
+    ASSERT_TRUE(desk->changing());
+    EXPECT_EQ(desk->changing()->id, "z");
+}
+
+TEST_F(CommandDesk, DiskIsFullWhenItEnds_ResultComesWhenThereIsRoom) {
+    take(command("a"));
+    const sCommand started = *desk->start(clock);
+    {
+        const cFullDisk full;
+        desk->end(started, {eResult::DONE, "It is done.", 0, std::string(30000, 'x'), false},
+                  clock);
+        desk->saveAgain();
+        EXPECT_TRUE(results().empty());
+    }
+    desk->saveAgain();
+    EXPECT_EQ(results(), tList{"a done"});
+    EXPECT_EQ(store->command("a")->state, eCommandState::ENDED);
+    desk->saveAgain();
+    EXPECT_TRUE(results().empty());
+}
+
+TEST_F(CommandDesk, DiskIsFullBeforeItStarts_WaitsUntilThereIsRoomOrItIsTooLate) {
+    take(command("a"));
+    take(command("b"));
+    {
+        const cFullDisk full;
+        EXPECT_FALSE(desk->start(clock));
+    }
+    const auto next = desk->start(clock);
+    ASSERT_TRUE(next);
+    EXPECT_EQ(next->id, "a");
+    desk->end(*next, {eResult::DONE, "", 0, "", false}, clock);
+    clock.wall += 61;
+    EXPECT_FALSE(desk->start(clock));
+    EXPECT_EQ(results(), (tList{"a done", "b expired"}));
+}
+
+// A host without a battery begins where it was switched off; the broker has kept what came since.
+TEST_F(CommandDesk, ClockMayBeBehind_WaitsUntilItIsSureAndIsExpired) {
+    clock.isSure = false;
+    take(command("late"));
+    take(command("good"));
+    EXPECT_FALSE(desk->start(clock));
+    EXPECT_TRUE(results().empty());
+    clock.wall += 61;
+    sCommand far = command("far");
+    far.deadline = clock.wall + DEADLINE_MAX_S + 3600;
+    take(far);
+    sCommand soon = command("soon");
+    take(soon);
+    clock.wall += 10;
+    clock.isSure = true;
+    const auto next = desk->start(clock);
+    ASSERT_TRUE(next);
+    EXPECT_EQ(next->id, "soon");
+    EXPECT_EQ(results(), (tList{"late expired", "good expired", "far refused"}));
+    EXPECT_LE(store->command("far")->deadline, clock.wall + DEADLINE_MAX_S);
+}
+
+TEST_F(CommandDesk, ClockBegins1970_CommandWaitsUntilItIsSet) {
+    sCommand given = command("a");
+    clock = {5000, 20, false};
+    take(given);
+    EXPECT_FALSE(desk->start(clock));
+    EXPECT_TRUE(results().empty());
+    clock = {NOW, 40, true};
+    ASSERT_TRUE(desk->start(clock));
+}
+
+TEST_F(CommandDesk, ClockIsNeverSet_WhatWaitedIsRefused) {
+    sCommand given = command("a");
+    clock = {5000, 20, false};
+    take(given);
+    clock = {5600, 620, true};
+    EXPECT_FALSE(desk->start(clock));
+    EXPECT_EQ(results(), tList{"a refused"});
+}
+
+TEST_F(CommandDesk, ClockMayBeBehind_WhatIsNotAllowedIsRefusedAtOnce) {
+    clock.isSure = false;
+    clock.wall = 5000;
+    take(command("a", COMMAND_DOCTOR));
+    EXPECT_EQ(results(), tList{"a refused"});
+}
+
+// Otherwise none would be taken until that year.
+TEST_F(CommandDesk, ClockWasYearsAhead_WhatWasRefusedThenKeepsNoOtherAway) {
+    clock.wall += 10LL * 365 * 86400;
+    desk->take("{\"id\":\"odd\"}", clock);
+    EXPECT_EQ(results(), tList{"odd refused"});
+    clock.wall += 2 * DEADLINE_MAX_S;
+    take(command("a"));
+    desk->end(*desk->start(clock), {eResult::DONE, "", 0, "", false}, clock);
+    clock.wall = NOW;
+    results();
+    open();
+    clock.runS += 10 * cCommandDesk::REFILL_S;
+    take(command("b"));
+    EXPECT_TRUE(desk->start(clock));
 }
 
 TEST_F(CommandDesk, EndedBeforeItRan_KeepsTheOrder) {

@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <functional>
 
+#include "cli/base/failure.h"
+#include "tests/support/full_disk.h"
 #include "tests/support/temp_folder.h"
 
 namespace {
@@ -24,7 +26,6 @@ class cFakeHost : public iChangeHost {
 
     std::string boot() const override { return bootName; }
     long long runS() const override { return nowS; }
-    time_t wall() const override { return 1795305600 + nowS; }
     bool check(const std::string& path, std::string& why) override {
         why = "! line 1";
         return readFile(path).find("wrong") == std::string::npos;
@@ -91,7 +92,7 @@ class ConfigChange : public testing::Test {
         const std::optional<sChangeOutcome> outcome = readChangeOutcome(places());
         ASSERT_TRUE(outcome);
         EXPECT_EQ(outcome->id, "c1");
-        EXPECT_EQ(outcome->isConfirmed, isConfirmed) << outcome->text;
+        EXPECT_EQ(outcome->end == eChangeEnd::CONFIRMED, isConfirmed) << outcome->text;
     }
 
     // Runs work in a process that ends at a step, as by a kill or a power cut. False: it did not
@@ -211,6 +212,73 @@ TEST_F(ConfigChange, HostStartsAgainAndAgain_OldFileComesBackAtOnce) {
     expectEnded(OLD_TEXT, false);
 }
 
+TEST_F(ConfigChange, OldFileIsGone_OutcomeSaysThatTheNewOneStays) {
+    begin();
+    EXPECT_TRUE(endsAt(4, [this] { run(); }));
+    unlink(oldFilePath(file).c_str());
+    run();
+    EXPECT_EQ(readFile(file), NEW_TEXT);
+    const std::optional<sChangeOutcome> outcome = readChangeOutcome(places());
+    ASSERT_TRUE(outcome);
+    EXPECT_EQ(outcome->end, eChangeEnd::NEW_FILE_STAYS);
+    EXPECT_NE(outcome->text.find("is missing"), std::string::npos) << outcome->text;
+    EXPECT_FALSE(readChange(places()));
+}
+
+TEST_F(ConfigChange, NewFileIsGoneBeforeItIsApplied_IsNotConfirmed) {
+    begin();
+    unlink(newFilePath(file).c_str());
+    letAgentComeBack();
+    run();
+    expectEnded(OLD_TEXT, false);
+}
+
+// Nothing can be written any more: neither notes nor outcome. Renaming needs no room.
+TEST_F(ConfigChange, DiskIsFull_OldFileComesBackAllTheSame) {
+    for (const bool isReboot : {false, true}) {
+        writeFile(file, OLD_TEXT);
+        begin();
+        EXPECT_TRUE(endsAt(4, [this] { run(); }));
+        if (isReboot) host.bootName = "boot-2";
+        {
+            const cFullDisk full;
+            EXPECT_THROW(run(), cFailure) << "the outcome is still to be written";
+        }
+        EXPECT_EQ(readFile(file), OLD_TEXT);
+        // An agent that is back with the old file proves nothing about the new one.
+        host.nowS = 1000;
+        letAgentComeBack();
+        confirm();
+        run();
+        expectEnded(OLD_TEXT, false);
+        host.onPause = nullptr;
+    }
+}
+
+TEST_F(ConfigChange, DiskIsFullAtTheBeginning_NothingIsLeft) {
+    command.file = "A=1\n";
+    {
+        const cFullDisk full(command.file.size());
+        EXPECT_THROW(begin(), cFailure);
+    }
+    EXPECT_FALSE(fileExists(newFilePath(file)));
+    EXPECT_FALSE(fileExists(oldFilePath(file)));
+    EXPECT_TRUE(begin().isBegun);
+}
+
+TEST_F(ConfigChange, FileIsLongerThanWhatIsKept_Refused) {
+    writeFile(file, std::string(128 * 1024 + 1, '#'));
+    EXPECT_EQ(begin().outcome.status, eResult::REFUSED);
+}
+
+// Otherwise a damaged record would bring back a file of long ago.
+TEST_F(ConfigChange, CopyOfABeginningThatEndedEarly_IsRemovedByTheNext) {
+    const std::string other = oldFilePath(folder / "etc/vuk/cellular2.conf");
+    writeFile(other, "CM_APN=long ago\n");
+    begin();
+    EXPECT_FALSE(fileExists(other));
+}
+
 TEST_F(ConfigChange, DamagedRecord_OldFileComesBack) {
     begin();
     EXPECT_TRUE(endsAt(4, [this] { run(); }));
@@ -255,7 +323,7 @@ TEST_F(ConfigChange, EndsAtAnyStep_OneOfBothFilesAndTheOutcomeSaysWhich) {
                 run();
                 const std::optional<sChangeOutcome> outcome = readChangeOutcome(places());
                 ASSERT_TRUE(outcome);
-                EXPECT_EQ(outcome->isConfirmed, comesBack) << step;
+                EXPECT_EQ(outcome->end == eChangeEnd::CONFIRMED, comesBack) << step;
                 expectEnded(comesBack ? NEW_TEXT : OLD_TEXT, comesBack);
                 EXPECT_TRUE(host.inForce.empty() || host.inForce == readFile(file)) << step;
                 ASSERT_LT(step, 100);

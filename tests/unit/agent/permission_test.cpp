@@ -40,6 +40,16 @@ TEST(Permission, AtCommand_OnlyAsListed) {
         EXPECT_NE(whyNotAllowed(config, at(refused)), "") << refused;
 }
 
+// After a basic command another may follow without a semicolon (V.250, 5.4).
+TEST(Permission, BasicCommandWithAStar_AllowsNoOtherAfterIt) {
+    const sAgentConfig config = parseAgentConfig("COMMANDS=at\nAT_COMMANDS=ATI* AT&V* ATS* ATZ\n");
+    for (const char* allowed : {"ATI", "ATI3", "AT&V", "AT&V1", "ATS0?", "ATS0=1", "atz"})
+        EXPECT_EQ(whyNotAllowed(config, at(allowed)), "") << allowed;
+    for (const char* refused : {"ATI+CFUN=0", "ATI3+CFUN=0", "ATIZ", "ATI&F", "ATID*99#", "AT&VZ",
+                                "ATS0=1Z", "ATS0?+CFUN=0", "ATZ0", "ATI #REBOOT", "ATI3 +CFUN=0"})
+        EXPECT_NE(whyNotAllowed(config, at(refused)), "") << refused;
+}
+
 TEST(Permission, Sms_OnlyToListedNumbersIfThereAreAny) {
     const sAgentConfig any = parseAgentConfig("COMMANDS=sms\n");
     EXPECT_EQ(whyNotAllowed(any, sms("+4917012345")), "");

@@ -372,6 +372,18 @@ TEST_F(BrokerLink, Renew_EndsInOrderAndConnectsAtOnce) {
     comeUp();
 }
 
+TEST_F(BrokerLink, GoOn_EndsInOrderAndConnectsToTheNextBroker) {
+    const cScriptedBroker other;
+    options.brokers.push_back({"127.0.0.1", other.port()});
+    start();
+    comeUp();
+    link->goOn();
+    link->turn(0, nowMs);
+    EXPECT_FALSE(link->isUp());
+    turnUntil([&] { return other.isAsked(); });
+    EXPECT_TRUE(said.empty());
+}
+
 TEST_F(BrokerLink, RenewAndStopFromAHandler_AreFollowed) {
     handlers.message = [this](const sIncomingMessage&) { link->renew(); };
     start();

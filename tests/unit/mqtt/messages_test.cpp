@@ -175,6 +175,23 @@ TEST(Messages, LongWords_AreCutByTheSenderAndIgnoredByTheReader) {
     EXPECT_EQ(parseEvent(foreign)->text, "");
 }
 
+// Otherwise an octet of a character is replaced by three, and the reader finds it too long.
+TEST(Messages, LongTextOfOtherLetters_IsCutBetweenTwoCharacters) {
+    std::string letters = "x";
+    while (letters.size() < 20000)
+        letters += "\u00e9";
+    sWireEvent written;
+    written.id = ID;
+    written.time = NOON;
+    written.kind = "network";
+    written.text = letters;
+    EXPECT_EQ(parseEvent(eventText(written))->text, letters.substr(0, 399));
+    const sTextMessage message{ID, NOON, letters, letters, ""};
+    const auto read = parseTextMessage(textMessageText(message));
+    EXPECT_EQ(read->text, letters.substr(0, 16 * 1024 - 1));
+    EXPECT_EQ(read->from, letters.substr(0, 79));
+}
+
 TEST(Messages, TextMessage_IsReadBack) {
     const sTextMessage written{ID, NOON, "+491701234567", "Pump\nstopped", "26/11/22,11:59:58+04"};
     const std::optional<sTextMessage> read = parseTextMessage(textMessageText(written));

@@ -83,3 +83,11 @@ TEST(DaemonLog, None_IsNotReadable) {
     EXPECT_FALSE(cDaemonLog(host.places, 42).isReadable());
     EXPECT_TRUE(cDaemonLog(host.places, 42).messages().empty());
 }
+
+TEST(PrintableText, Beginning_EndsBetweenTwoCharacters) {
+    EXPECT_EQ(beginningOf("abc", 3), "abc");
+    EXPECT_EQ(beginningOf("abc", 2), "ab");
+    EXPECT_EQ(beginningOf("a\u00e9\u20ac", 2), "a");
+    EXPECT_EQ(beginningOf("a\u00e9\u20ac", 5), "a\u00e9");
+    EXPECT_EQ(beginningOf("\x80\x80", 1), "") << "no text";
+}
