@@ -1,8 +1,13 @@
 #include "agent/agent_command.h"
 
+#include <grp.h>
+#include <pwd.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <ostream>
 
@@ -38,11 +43,52 @@ void showConfig(std::ostream& out, const sAgentConfig& config) {
         << "  received SMS   " << (config.sendsMessages ? "are sent" : "are not sent") << "\n";
 }
 
+constexpr const char* AGENT_USER = "cellslot-agent";
+
+// As long as it lives root has only the rights of the agent's user, whose files are to be checked.
+// Whoever is not root, or has no such user, keeps their own.
+class cAgentRights {
+  public:
+    cAgentRights() {
+        const passwd* user = geteuid() == 0 ? getpwnam(AGENT_USER) : nullptr;
+        if (user == nullptr) return;
+        m_groups.resize(static_cast<size_t>(std::max(0, getgroups(0, nullptr))));
+        if (getgroups(static_cast<int>(m_groups.size()), m_groups.data()) < 0) m_groups.clear();
+        m_isTaken = initgroups(AGENT_USER, user->pw_gid) == 0 && setegid(user->pw_gid) == 0 &&
+                    seteuid(user->pw_uid) == 0;
+    }
+    ~cAgentRights() {
+        if (!m_isTaken) return;
+        // Nothing can be done about a failure, and nothing is written after it but the findings.
+        if (seteuid(0) != 0 || setegid(0) != 0) return;
+        static_cast<void>(setgroups(m_groups.size(), m_groups.data()));
+    }
+    cAgentRights(const cAgentRights&) = delete;
+    cAgentRights& operator=(const cAgentRights&) = delete;
+
+  private:
+    bool m_isTaken = false;
+    std::vector<gid_t> m_groups;
+};
+
+std::vector<std::string> problemsForTheAgent(const sPlaces& places, sAgentConfig& config) {
+    const cAgentRights rights;
+    return checkAgentConfig(places, config);
+}
+
+bool isAboutRights(const std::string& problem) {
+    return problem.find("cannot be read") != std::string::npos ||
+           problem.find("cannot read") != std::string::npos;
+}
+
 void check(sCliContext& context, bool isQuiet) {
     sAgentConfig config;
-    const std::vector<std::string> problems = checkAgentConfig(context.places, config);
+    const std::vector<std::string> problems = problemsForTheAgent(context.places, config);
     for (const std::string& problem : problems)
         context.out << "! " << printableLine(problem) << "\n";
+    if (std::any_of(problems.begin(), problems.end(), isAboutRights))
+        context.out << "  -> the user " << AGENT_USER << " has to read these files: chgrp "
+                    << AGENT_USER << ", chmod 640\n";
     if (!problems.empty()) {
         context.out << problems.size() << (problems.size() == 1 ? " finding\n" : " findings\n");
         context.exitStatus = eExitStatus::FAILED;

@@ -1,6 +1,7 @@
 #include "agent/agent_config.h"
 
 #include <algorithm>
+#include <map>
 
 #include "cli/base/failure.h"
 #include "cli/base/printable_text.h"
@@ -113,6 +114,33 @@ void take(const sSetting& setting, sAgentConfig& config) {
     refuse(setting, "unknown key " + quoted(setting.name) + "; known are " + known);
 }
 
+// A later line would silently take back or add what an earlier one allows. With problems each is
+// said there, without an exception.
+void takeAll(const std::vector<sSetting>& settings, sAgentConfig& config,
+             std::vector<std::string>* problems) {
+    std::map<std::string, int> lines;
+    for (const sSetting& setting : settings) {
+        try {
+            const auto [first, isFirst] = lines.try_emplace(setting.name, setting.line);
+            if (!isFirst)
+                refuse(setting, printableLine(setting.name) + " is in line " +
+                                    std::to_string(first->second) + " already; remove one");
+            take(setting, config);
+        } catch (const cFailure& failure) {
+            if (problems == nullptr) throw;
+            problems->emplace_back(failure.what());
+        }
+    }
+}
+
+// "FILE line N: what".
+bool isOfAnEarlierLine(const std::string& one, const std::string& other) {
+    const auto lineOf = [](const std::string& problem) {
+        return textToInt(findNeedleString(problem, " line ", ":"));
+    };
+    return lineOf(one) < lineOf(other);
+}
+
 std::string inFile(const std::string& sentence) {
     return std::string(AGENT_CONFIG_FILE) + ": " + sentence;
 }
@@ -142,15 +170,13 @@ void judgeWhole(const sPlaces& places, const sAgentConfig& config,
 
 sAgentConfig parseAgentConfig(const std::string& text) {
     sAgentConfig config;
-    for (const sSetting& setting : parseSettings(text, AGENT_CONFIG_FILE))
-        take(setting, config);
+    takeAll(parseSettings(text, AGENT_CONFIG_FILE), config, nullptr);
     return config;
 }
 
 sAgentConfig readAgentConfig(const sPlaces& places) {
     sAgentConfig config;
-    for (const sSetting& setting : readSettings(places, AGENT_CONFIG_FILE))
-        take(setting, config);
+    takeAll(readSettings(places, AGENT_CONFIG_FILE), config, nullptr);
     return config;
 }
 
@@ -158,13 +184,8 @@ std::vector<std::string> checkAgentConfig(const sPlaces& places, sAgentConfig& c
     std::vector<std::string> problems;
     config = {};
     try {
-        for (const sSetting& setting : readSettings(places, AGENT_CONFIG_FILE)) {
-            try {
-                take(setting, config);
-            } catch (const cFailure& failure) {
-                problems.emplace_back(failure.what());
-            }
-        }
+        takeAll(readSettings(places, AGENT_CONFIG_FILE, &problems), config, &problems);
+        std::stable_sort(problems.begin(), problems.end(), isOfAnEarlierLine);
     } catch (const cFailure& failure) {
         problems.emplace_back(failure.what());
     }

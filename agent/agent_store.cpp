@@ -2,20 +2,24 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/random.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "platform/store/examination.h"
-#include "platform/store/store_environment.h"
+#include "platform/store/store_value.h"
 
 namespace {
 
@@ -23,6 +27,10 @@ namespace {
 constexpr size_t MAP_BYTES = 12 * 1024 * 1024;
 constexpr size_t OVERHEAD_BYTES = 64;  // of an entry, about
 constexpr mode_t FILE_MODE = 0600;
+// Of the examination: values with pages of their own, and enough to need many.
+constexpr size_t OVERFLOW_BYTES = 10'000;
+constexpr uint64_t TRIED_ENTRIES = 50;
+constexpr uint64_t TRIED_COMMITS = 10;
 
 // Keys. Numbers are in big-endian order, so that LMDB keeps the messages in theirs.
 constexpr char MESSAGE_KEY = 'm';
@@ -106,19 +114,99 @@ int forEach(MDB_txn* transaction, MDB_dbi database, tTake take) {
     return result == MDB_NOTFOUND ? 0 : result;
 }
 
+// A damage that no examination finds may end the process, and would again after each start. What
+// ends it so leaves a mark: the next start puts the files aside, or, if it was not within a
+// transaction, the one after a second time without an orderly end between them.
+struct sCrashMark {
+    volatile sig_atomic_t isInTransaction = 0;
+    std::array<char, PATH_MAX> path{};
+};
+sCrashMark g_s_crashMark;
+
+constexpr int CRASHES_MAX = 2;
+constexpr int CRASH_SIGNALS[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+// Only calls that are allowed in a handler of signals.
+void leaveCrashMark(int signalNumber) {
+    const int mark = open(g_s_crashMark.path.data(), O_WRONLY | O_CREAT | O_APPEND, FILE_MODE);
+    const size_t weight = g_s_crashMark.isInTransaction != 0 ? size_t{CRASHES_MAX} : 1;
+    static_cast<void>(!write(mark, "XX", weight));
+    std::signal(signalNumber, SIG_DFL);
+    raise(signalNumber);
+}
+
+std::string crashMark(const std::string& folder) {
+    return folder + "/crashed";
+}
+
+bool hasCrashed(const std::string& folder) {
+    struct stat info {};
+    return stat(crashMark(folder).c_str(), &info) == 0 && info.st_size >= CRASHES_MAX;
+}
+
+void watchForCrash(const std::string& folder) {
+    const std::string path = crashMark(folder);
+    if (path.size() >= g_s_crashMark.path.size()) return;
+    path.copy(g_s_crashMark.path.data(), path.size());
+    g_s_crashMark.path[path.size()] = '\0';
+    for (const int number : CRASH_SIGNALS)
+        std::signal(number, leaveCrashMark);
+}
+
+int putPiece(MDB_txn* transaction, MDB_dbi database, uint64_t number, size_t size) {
+    const std::string keyText = messageKey(number);
+    const std::string text(size, 'x');
+    MDB_val key = toValue(keyText);
+    MDB_val value = toValue(text);
+    return mdb_put(transaction, database, &key, &value, 0);
+}
+
+// One commit that puts so many entries, or that takes everything out before.
+int tryCommit(MDB_env* environment, uint64_t count, size_t size, bool isAnew) {
+    MDB_txn* transaction = nullptr;
+    MDB_dbi database = 0;
+    int result = mdb_txn_begin(environment, nullptr, 0, &transaction);
+    if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
+    if (result == 0 && isAnew) result = mdb_drop(transaction, database, 0);
+    for (uint64_t number = 0; result == 0 && number < count; ++number)
+        result = putPiece(transaction, database, UINT64_MAX - number, size);
+    if (result == 0) return mdb_txn_commit(transaction);
+    if (transaction != nullptr) mdb_txn_abort(transaction);
+    return result;
+}
+
+// A change follows ways in the file that no reader goes.
+int tryChanges(MDB_env* environment) {
+    int result = 0;
+    for (uint64_t count = 1; result == 0 && count <= TRIED_COMMITS; ++count)
+        result = tryCommit(environment, count, OVERFLOW_BYTES / count, false);
+    if (result == 0) result = tryCommit(environment, TRIED_ENTRIES, OVERFLOW_BYTES, true);
+    return result;
+}
+
+// A copy in memory, gone with the process; its path. Empty: it cannot be made.
+std::string copyInMemory(const std::string& data) {
+    const cFileDescriptor file(open(data.c_str(), O_RDONLY | O_CLOEXEC));
+    const int copy = memfd_create("store", MFD_CLOEXEC);
+    if (copy < 0 || !file.isOpen()) return "";
+    ssize_t count = 1;
+    while (count > 0)
+        count = sendfile(copy, file.get(), nullptr, MAP_BYTES);
+    return count == 0 ? "/proc/self/fd/" + std::to_string(copy) : "";
+}
+
+// In a copy, since it also writes.
 bool isSoundStore(const std::string& folder) {
     return passesExamination([&] {
         MDB_env* environment = nullptr;
-        MDB_txn* transaction = nullptr;
-        MDB_dbi database = 0;
-        int result = openEnvironment(folder, MDB_RDONLY, environment);
+        const std::string copy = copyInMemory(folder + "/data.mdb");
+        if (copy.empty()) return true;
+        int result = openEnvironment(copy, MDB_NOSUBDIR | MDB_NOSYNC, environment);
+        if (result == ENOMEM) result = MDB_CORRUPTED;  // its header claims more than all memory
         if (result != 0) return !showsDamage(result);
         failOnDamage(environment);
-        result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
-        if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
-        if (result == 0)
-            result = forEach(transaction, database,
-                             [](const std::string&, const std::string&) { return 0; });
+        result = readEverything(environment, MAP_BYTES);
+        if (result == 0) result = tryChanges(environment);
         return !showsDamage(result);
     });
 }
@@ -129,11 +217,13 @@ bool isSoundStore(const std::string& folder) {
 class cAgentStore::cTransaction {
   public:
     cTransaction(MDB_env* environment, unsigned flags, MDB_dbi& database) : m_database(database) {
+        g_s_crashMark.isInTransaction = 1;
         result = mdb_txn_begin(environment, nullptr, flags, &m_handle);
         if (result == 0) result = mdb_dbi_open(m_handle, nullptr, 0, &database);
     }
     ~cTransaction() {
         if (m_handle != nullptr) mdb_txn_abort(m_handle);
+        g_s_crashMark.isInTransaction = 0;
     }
     cTransaction(const cTransaction&) = delete;
     cTransaction& operator=(const cTransaction&) = delete;
@@ -183,19 +273,23 @@ bool cAgentStore::reserve(std::string& error) {
     constexpr int FLAGS = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
     m_folderLock.reset(::open(m_folder.c_str(), FLAGS));
     if (!m_folderLock.isOpen()) return finish(errno, error);
-    if (flock(m_folderLock.get(), LOCK_EX | LOCK_NB) == 0) return true;
+    if (flock(m_folderLock.get(), LOCK_EX | LOCK_NB) == 0) {
+        watchForCrash(m_folder);
+        return true;
+    }
     error = "another agent uses the store in " + m_folder + "; only one can run";
     return false;
 }
 
 // The files as they are, or new ones in the place of damaged ones.
 int cAgentStore::openSound(std::string& note) {
-    int result = openFiles();
+    int result = hasCrashed(m_folder) ? MDB_CORRUPTED : openFiles();
     if (result == 0) result = load();
     if (!showsDamage(result)) return result;
     close();
     const std::string data = m_folder + "/data.mdb";
-    if (rename(data.c_str(), (data + ".broken").c_str()) != 0) return errno;
+    if (rename(data.c_str(), (data + ".broken").c_str()) != 0 && errno != ENOENT) return errno;
+    unlink(crashMark(m_folder).c_str());
     note = "The store was damaged and is kept as " + data + ".broken; what waited in it is lost.";
     result = openFiles();
     return result == 0 ? load() : result;
@@ -373,6 +467,7 @@ bool cAgentStore::commit(const sStoreChange& change, std::string& error) {
 }
 
 bool cAgentStore::noteEnd(std::string& error) {
+    unlink(crashMark(m_folder).c_str());
     return finish(write({}, true), error);
 }
 

@@ -26,9 +26,7 @@ tWords reloadWords(const sCommand&) {
     return {"reload", "--timeout", "60"};
 }
 tWords smsWords(const sCommand& command) {
-    // Whatever the text begins with, it is no option. A text of "-" would be standard input.
-    return {"sms", "send", "--wait",   "--timeout",
-            "200", "--",   command.to, command.text == "-" ? "- " : command.text};
+    return {"sms", "send", "--wait", "--timeout", "200", "--", command.to, "-"};
 }
 tWords atWords(const sCommand& command) {
     return {"at", "--timeout", "31", "-p", itos(command.slot.value_or(1)), "--", command.at};
@@ -123,6 +121,7 @@ void attach(const std::string& path, sOutcome& outcome) {
                        " kB; fetch it at the gateway with cellslot report.";
         return;
     }
+    outcome.text = "The archive has " + std::to_string((archive.size() + 1023) / 1024) + " kB.";
     outcome.output = archive;
     outcome.isBinary = true;
 }
@@ -144,7 +143,7 @@ sOutcome execute(const std::string& program, const sCommand& command) {
         return {eResult::REFUSED, "this command cannot be executed here", {}, "", false};
     tWords words = wordsOf(program, command);
     if (command.name != COMMAND_REPORT)
-        return judge(*use, runProgram(words, use->limitS, OUTPUT_MAX));
+        return judge(*use, runProgram(words, use->limitS, OUTPUT_MAX, command.text));
     const cPrivateFolder folder;
     words.push_back(folder.file());
     sOutcome outcome = judge(*use, runProgram(words, use->limitS, OUTPUT_MAX));

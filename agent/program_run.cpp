@@ -22,14 +22,14 @@ long long nowMs() {
 }
 
 // In a process group of its own, so that what it starts ends with it. -1: errno says why.
-pid_t startProgram(const std::vector<std::string>& words, int output) {
+pid_t startProgram(const std::vector<std::string>& words, int input, int output) {
     std::vector<char*> arguments;
     for (const std::string& word : words)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
     posix_spawnattr_t attributes;
@@ -42,6 +42,15 @@ pid_t startProgram(const std::vector<std::string>& words, int output) {
     posix_spawn_file_actions_destroy(&actions);
     errno = error;
     return error == 0 ? child : -1;
+}
+
+// From which the program reads its input; -1 if that fails.
+int openInput(const std::string& text) {
+    int ends[2];
+    if (text.size() > INPUT_MAX || pipe2(ends, O_CLOEXEC) != 0) return -1;
+    cFileDescriptor input(ends[0]);
+    const cFileDescriptor output(ends[1]);
+    return writeAll(output.get(), text) ? input.release() : -1;
 }
 
 // Until the program and all that it started have closed their output. False: it took too long.
@@ -63,14 +72,17 @@ bool readOutput(int output, long long endMs, size_t outputMax, sProgramRun& run)
 
 }  // namespace
 
-sProgramRun runProgram(const std::vector<std::string>& words, long long limitS, size_t outputMax) {
+sProgramRun runProgram(const std::vector<std::string>& words, long long limitS, size_t outputMax,
+                       const std::string& input) {
     sProgramRun run;
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return run;
+    cFileDescriptor given(openInput(input));
+    if (!given.isOpen() || pipe2(ends, O_CLOEXEC) != 0) return run;
     const cFileDescriptor output(ends[0]);
-    cFileDescriptor input(ends[1]);
-    const pid_t child = startProgram(words, input.get());
-    input.reset();
+    cFileDescriptor printed(ends[1]);
+    const pid_t child = startProgram(words, given.get(), printed.get());
+    printed.reset();
+    given.reset();
     if (child < 0) return run;
     run.isLate = !readOutput(output.get(), nowMs() + limitS * 1000, outputMax, run);
     // One that has closed its output and stays would otherwise keep us waiting.

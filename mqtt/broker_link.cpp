@@ -55,6 +55,12 @@ void limitSilence(int socket) {
     setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &limit, sizeof limit);
 }
 
+constexpr const char* ENDED = "the connection was ended";
+constexpr int64_t SHORT_MS = 5000;
+constexpr const char* ENDED_AT_ONCE =
+    "the connection was ended right after it was made; the broker may not know this name, or "
+    "another "
+    "client has it too";
 constexpr const char* NOBODY_THERE =
     "the connection was refused; does the broker run at this port?";
 
@@ -268,7 +274,7 @@ void cBrokerLink::work(short revents) {
     if (result == MOSQ_ERR_SUCCESS) result = mosquitto_loop_misc(connection);
     if (result == MOSQ_ERR_SUCCESS && fd() == -1) result = MOSQ_ERR_CONN_LOST;
     if (result == MOSQ_ERR_SUCCESS && (revents & (POLLHUP | POLLERR)) && isGone(fd()))
-        return fail(m_nowMs, isUp() ? "the connection was ended" : NOBODY_THERE);
+        return fail(m_nowMs, isUp() ? ENDED : NOBODY_THERE);
     if (result == MOSQ_ERR_SUCCESS && m_refusal.empty()) return;
     fail(m_nowMs, m_refusal.empty() ? reason(result) : m_refusal);
 }
@@ -319,7 +325,8 @@ bool cBrokerLink::chooseNext() {
 
 // The next broker is tried at once; after the last one comes the pause.
 void cBrokerLink::fail(int64_t nowMs, const std::string& why) {
-    const std::string sentence = broker() + ": " + why;
+    const bool isShort = m_state == eState::UP && nowMs - m_sinceMs < SHORT_MS;
+    const std::string sentence = broker() + ": " + (isShort && why == ENDED ? ENDED_AT_ONCE : why);
     m_connection.reset();
     const bool isRoundOver = chooseNext();
     m_state = eState::PAUSING;
@@ -341,7 +348,7 @@ std::string cBrokerLink::reason(int error) const {
         case MOSQ_ERR_KEEPALIVE:
             return "the broker did not answer";
         case MOSQ_ERR_CONN_LOST:
-            return m_tlsError.empty() ? "the connection was ended" : tlsReason(m_tlsError);
+            return m_tlsError.empty() ? ENDED : tlsReason(m_tlsError);
         default:
             return mosquitto_strerror(error);
     }

@@ -127,7 +127,7 @@ class cProblems {
         if (isWrong) m_sentences.push_back(sentence);
     }
     void checkReadable(const char* key, const std::string& path) {
-        if (path.empty() || access(m_places.at(path).c_str(), R_OK) == 0) return;
+        if (path.empty() || eaccess(m_places.at(path).c_str(), R_OK) == 0) return;
         m_sentences.push_back(std::string(key) + "=" + printableLine(path) +
                               " cannot be read: " + strerror(errno));
     }
@@ -145,7 +145,7 @@ bool isPreSharedKey(const std::string& text) {
 
 // A file that cannot be read is a problem of its own.
 bool hasBadKey(const std::string& path) {
-    if (access(path.c_str(), R_OK) != 0) return false;
+    if (eaccess(path.c_str(), R_OK) != 0) return false;
     try {
         return !isPreSharedKey(readSecretLine(path));
     } catch (const cFailure&) {

@@ -20,10 +20,13 @@ constexpr size_t SETTINGS_FILE_MAX = 16 * 1024;
 // Throws a cFailure: "FILE line N: what".
 [[noreturn]] void refuseSetting(const std::string& file, int line, const std::string& what);
 
-// Throws for a line without '='. file is for the messages.
-std::vector<sSetting> parseSettings(const std::string& text, const std::string& file);
+// Throws for a line without '='; with problems it is said there instead, and left out. file is for
+// the messages.
+std::vector<sSetting> parseSettings(const std::string& text, const std::string& file,
+                                    std::vector<std::string>* problems = nullptr);
 
 // A missing file has no settings. Throws if it cannot be read or is too long.
-std::vector<sSetting> readSettings(const sPlaces& places, const std::string& file);
+std::vector<sSetting> readSettings(const sPlaces& places, const std::string& file,
+                                   std::vector<std::string>* problems = nullptr);
 
 #endif

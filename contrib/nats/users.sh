@@ -17,18 +17,27 @@ fail() {
     exit 1
 }
 
+# An empty list of what may be published would allow everything.
 user() { # NAME PUBLISH SUBSCRIBE
+    local publish="[$2]"
+    [[ -n $2 ]] || publish='{ deny: ">" }'
     printf '        { user: "CN=%s", allowed_connection_types: ["MQTT"], permissions: {\n' "$1"
-    printf '            publish: [%s]\n            subscribe: [%s] } }\n' "$2" "$3"
+    printf '            publish: %s\n            subscribe: [%s] } }\n' "$publish" "$3"
 }
 
 # "$MQTT.sub." is where the server delivers messages of QoS 1 to a session.
 gateway() { # NAME
     [[ $1 =~ $NAME ]] || fail "'$1' is not a name; expected 1 to 48 of A-Z a-z 0-9 - _"
     [[ $1 != operator && $1 != monitoring ]] || fail "a gateway cannot be named $1: that is an operator"
-    local own=cellslot.1.$1
-    user "$1" "\"$own.availability\", \"$own.slot.*.status\", \"$own.slot.*.event\", \"$own.slot.*.sms\", \"$own.result\"" \
-        "\"$own.command\", \"\$MQTT.sub.>\""
+    local own=cellslot.1.$1 slot kind writes
+    writes="\"$own.availability\", \"$own.result\""
+    # Each by its number: with any name in its place a gateway could fill the cluster with retained messages.
+    for slot in 1 2 3; do
+        for kind in status event sms; do
+            writes+=", \"$own.slot.$slot.$kind\""
+        done
+    done
+    user "$1" "$writes" "\"$own.command\", \"\$MQTT.sub.>\""
 }
 
 main() {

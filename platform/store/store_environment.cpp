@@ -6,14 +6,9 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <functional>
-#include <iterator>
 #include <utility>
-#include <vector>
 
 #include "platform/files/file_descriptor.h"
 #include "platform/files/make_folder.h"
@@ -28,8 +23,6 @@ constexpr mode_t FOLDER_MODE = 0755;
 constexpr mode_t FILE_MODE = 0600;            // a reader could hold locks that stop a writer
 constexpr unsigned WRITE_FLAGS = MDB_NOSYNC;  // in memory there is no disk to wait for
 
-using tEntries = std::vector<std::pair<std::string, std::string>>;
-
 int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& handle) {
     int result = mdb_env_create(&handle);
     if (result != 0) return result;
@@ -40,61 +33,6 @@ int openEnvironment(const std::string& folder, unsigned flags, MDB_env*& handle)
     return result;
 }
 
-constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own list of reusable pages
-
-// The pages that one transaction freed: their count, then their numbers in descending order.
-bool isPageList(const std::string& value, size_t lastPage) {
-    std::vector<size_t> numbers(value.size() / sizeof(size_t));
-    if (numbers.empty()) return false;
-    memcpy(numbers.data(), value.data(), numbers.size() * sizeof(size_t));
-    if (numbers[0] != numbers.size() - 1) return false;
-    const auto first = numbers.begin() + 1;
-    const auto isInFile = [&](size_t page) { return page > 1 && page <= lastPage; };
-    return std::is_sorted(first, numbers.end(), std::greater<>()) &&
-           std::all_of(first, numbers.end(), isInFile);
-}
-
-// Copies every entry, so that each byte is read.
-int readEntries(MDB_txn* transaction, MDB_dbi database, tEntries& entries) {
-    MDB_cursor* cursor = nullptr;
-    int result = mdb_cursor_open(transaction, database, &cursor);
-    MDB_val key{};
-    MDB_val value{};
-    while (result == 0 && (result = mdb_cursor_get(cursor, &key, &value, MDB_NEXT)) == 0) {
-        entries.emplace_back(toText(key), toText(value));
-    }
-    MDB_stat counted{};
-    if (result == MDB_NOTFOUND) result = mdb_stat(transaction, database, &counted);
-    if (cursor != nullptr) mdb_cursor_close(cursor);
-    return result == 0 && counted.ms_entries != entries.size() ? MDB_CORRUPTED : result;
-}
-
-int readFreePages(MDB_txn* transaction, size_t lastPage) {
-    tEntries entries;
-    const int result = readEntries(transaction, FREE_PAGES, entries);
-    const bool areLists = std::all_of(entries.begin(), entries.end(), [&](const auto& entry) {
-        return isPageList(entry.second, lastPage);
-    });
-    return result == 0 && !areLists ? MDB_CORRUPTED : result;
-}
-
-int readEverything(MDB_env* environment) {
-    MDB_txn* transaction = nullptr;
-    MDB_dbi database = FREE_PAGES;
-    MDB_envinfo info{};
-    MDB_stat pages{};
-    int result = mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction);
-    // After the transaction has begun: pages that others add meanwhile only raise the last page.
-    if (result == 0) result = mdb_env_info(environment, &info);
-    if (result == 0) result = mdb_env_stat(environment, &pages);
-    if (result == 0 && info.me_last_pgno >= MAP_BYTES / pages.ms_psize) return MDB_CORRUPTED;
-    if (result == 0) result = readFreePages(transaction, info.me_last_pgno);
-    if (result == 0) result = mdb_dbi_open(transaction, nullptr, 0, &database);
-    if (result != 0) return result;
-    tEntries entries;
-    return readEntries(transaction, database, entries);
-}
-
 // A failure that says nothing about the files, such as missing rights, is no damage.
 bool isSound(const std::string& folder) {
     return passesExamination([&] {
@@ -103,7 +41,7 @@ bool isSound(const std::string& folder) {
         if (result == ENOMEM) result = MDB_CORRUPTED;  // its header claims more than all memory
         if (result == 0) {
             failOnDamage(environment);
-            result = readEverything(environment);
+            result = readEverything(environment, MAP_BYTES);
         }
         return !showsDamage(result);
     });

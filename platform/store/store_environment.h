@@ -7,13 +7,7 @@
 #include <ctime>
 #include <string>
 
-// Conversion between texts and LMDB values. The value of toValue points into the given text.
-inline MDB_val toValue(const std::string& text) {
-    return {text.size(), const_cast<char*>(text.data())};
-}
-inline std::string toText(const MDB_val& value) {
-    return {static_cast<const char*>(value.mv_data), value.mv_size};
-}
+#include "platform/store/store_value.h"
 
 // The LMDB environment of the key-value store: a folder with data.mdb and lock.mdb. It is opened at
 // first use, and again if its files were removed, replaced or cut. It is trusted only after a child

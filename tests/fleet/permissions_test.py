@@ -104,6 +104,11 @@ class Permissions:
         self.assertEqual(self.heard((f"{OWN}/command", "forged"), ("cellslot/1/x/y", "forged"),
                                     ("cellslot/2/pump-1/result", "forged")), [])
 
+    def test_Gateway_HasTheSlotsThatThereAre(self):
+        """With names of its own choice it could fill the broker with retained messages."""
+        wrong = [(f"{OWN}/slot/{slot}/{kind}", "forged") for slot in ("0", "4", "x") for kind in ("status", "event", "sms")]
+        self.assertEqual(self.heard(*wrong), [])
+
     def refused(self, topics, identifier="pump-1"):
         """What pump-1 hears of commands for both gateways."""
         spy = self.subscribe([*topics, f"{OWN}/command"], self.keys.gateway("pump-1"), identifier)

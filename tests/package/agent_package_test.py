@@ -106,11 +106,15 @@ class Life(package_test.Life):
         files = {"broker-ca.pem": "ca.crt", "agent-cert.pem": "gateway.crt", "agent-key.pem": "gateway.key"}
         for name, made in files.items():
             shutil.copy(self.broker.folder / made, FOLDER / name)
-        self.inRoot("chgrp", USER, "/etc/cellslot/agent-key.pem")
-        (FOLDER / "agent-key.pem").chmod(0o640)
+        (FOLDER / "agent-key.pem").chmod(0o600)
         config = FOLDER / "agent.conf"
         text = re.sub(r"(?m)^#(CA_FILE|CERT_FILE|KEY_FILE)=", r"\1=", config.read_text())
         config.write_text(text + f"GATEWAY={GATEWAY}\nBROKER=localhost:{self.broker.port}\n")
+        said = self.inRoot("sh", "-c", "cellslot agent check || true")
+        self.assertIn("KEY_FILE=/etc/cellslot/agent-key.pem cannot be read: Permission denied", said)
+        self.assertIn(f"chgrp {USER}", said)
+        self.inRoot("chgrp", USER, "/etc/cellslot/agent-key.pem")
+        (FOLDER / "agent-key.pem").chmod(0o640)
 
     def startAgent(self):
         """In the part of the unit's sandbox that works without a service manager."""

@@ -35,6 +35,7 @@ TEST(AgentConfig, WrongSetting_NamesFileLineAndWhatIsExpected) {
         {"RECEIVED_SMS=maybe\n", "line 1: RECEIVED_SMS is 'maybe'; expected yes or no"},
         {"BROKR=x\n", "line 1: unknown key 'BROKR'; known are BROKER"},
         {"COMMANDS\n", "line 1:"},
+        {"COMMANDS=doctor\n#\nCOMMANDS=doctor data\n", "line 3: COMMANDS is in line 1 already"},
     };
     for (const auto& row : CASES) {
         EXPECT_NE(whyRefused(row.text).find(row.said), std::string::npos)
@@ -46,9 +47,14 @@ TEST(AgentConfig, WrongSetting_NamesFileLineAndWhatIsExpected) {
 TEST(AgentConfig, Check_ShowsEveryErrorAtOnce) {
     const cTempFolder folder;
     std::filesystem::create_directories(folder / "etc/cellslot");
-    writeFile(folder / "etc/cellslot/agent.conf", "GATEWAY=a b\nCOMMANDS=x\nTLS=perhaps\n");
+    writeFile(folder / "etc/cellslot/agent.conf",
+              "GATEWAY=a b\nCOMMANDS=x\nBROKER localhost\nTLS=perhaps\nTLS=no\n");
     sAgentConfig config;
-    EXPECT_EQ(checkAgentConfig({folder.path()}, config).size(), 3u);
+    const std::vector<std::string> problems = checkAgentConfig({folder.path()}, config);
+    ASSERT_EQ(problems.size(), 5u);
+    for (size_t i = 0; i < problems.size(); ++i)
+        EXPECT_NE(problems[i].find("line " + std::to_string(i + 1) + ":"), std::string::npos)
+            << problems[i];
 }
 
 TEST(AgentConfig, Check_WhatDoesNotFitTogether) {

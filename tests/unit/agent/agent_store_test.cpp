@@ -1,11 +1,14 @@
 #include "agent/agent_store.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <random>
 
 #include "tests/support/full_disk.h"
 #include "tests/support/temp_folder.h"
@@ -34,6 +37,26 @@ class AgentStore : public testing::Test {
         while (const auto message = store->takeNext())
             numbers.push_back(message->number);
         return numbers;
+    }
+
+    // What has become of a process that uses the store for a while.
+    int useInAProcess() {
+        const pid_t child = fork();
+        if (child == 0) {
+            const rlimit noCore{0, 0};
+            setrlimit(RLIMIT_CORE, &noCore);
+            alarm(60);
+            cAgentStore own(folder.path());
+            own.open(note, error);
+            for (int i = 0; i < 20; ++i) {
+                own.commit({{draft(eWaiting::EVENT, std::string(2000, 'x'))}, {}, false}, error);
+                if (const auto next = own.takeNext()) own.noteDelivered(next->number);
+            }
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return status;
     }
 
     cTempFolder folder;
@@ -241,6 +264,71 @@ TEST_F(AgentStore, DamagedFile_IsPutAsideAndANewStreamBegins) {
     EXPECT_NE(note.find("damaged"), std::string::npos);
     EXPECT_NE(store->stream(), stream);
     EXPECT_TRUE(fileExists(data + ".broken"));
+}
+
+// Messages that fill pages badly, and as many commands as are kept.
+TEST_F(AgentStore, FullOfAwkwardSizes_StillTakesChanges) {
+    for (size_t i = 0; i < cAgentStore::COMMANDS_MAX; i += 100) {
+        sStoreChange change;
+        for (size_t j = 0; j < 100; ++j)
+            change.commands["command-" + std::to_string(i + j)].outcome = std::string(120, 'x');
+        ASSERT_TRUE(store->commit(change, error)) << error;
+    }
+    for (int i = 0; i < 1500; ++i)
+        add(eWaiting::EVENT, std::string(i % 3 == 0 ? 4100 : 2050, 'x'));
+    sStoreChange change;
+    for (int i = 0; i < 20; ++i)
+        change.messages.push_back(draft(eWaiting::RESULT, std::string(60 * 1024, 'x')));
+    for (int i = 0; i < 20; ++i)
+        ASSERT_TRUE(store->commit(change, error)) << error;
+}
+
+// Whatever a failing flash has made of the file: it is used or put aside, and never ends the agent
+// again and again.
+TEST_F(AgentStore, AnyOctetsAreWrong_IsUsedOrPutAside) {
+    const char* given = getenv("CELLSLOT_SEED");
+    const unsigned seed = given ? static_cast<unsigned>(atoi(given)) : 7;
+    std::mt19937 chance(seed);
+    for (int i = 0; i < 60; ++i) {
+        add(eWaiting::EVENT, std::string(100 + chance() % 3000, 'x'));
+        if (i % 2 == 0) store->noteDelivered(store->takeNext()->number);
+    }
+    store.reset();
+    const std::string data = folder / "data.mdb";
+    const std::string content = readFile(data);
+    for (int run = 0; run < 300; ++run) {
+        std::string wrong = content;
+        for (unsigned i = 0; i <= chance() % 20; ++i)
+            wrong[chance() % wrong.size()] = static_cast<char>(chance());
+        writeFile(data, wrong);
+        unlink((data + ".broken").c_str());
+        // What no examination finds may end it, but not for ever.
+        int starts = 1;
+        while (!WIFEXITED(useInAProcess()))
+            ASSERT_LE(++starts, 3) << "run " << run << " of seed " << seed;
+    }
+}
+
+TEST_F(AgentStore, CrashOutsideOfATransaction_CostsNothingTheFirstTime) {
+    add(eWaiting::EVENT);
+    store.reset();
+    for (const bool isPutAside : {false, true}) {
+        const pid_t child = fork();
+        if (child == 0) {
+            const rlimit noCore{0, 0};
+            setrlimit(RLIMIT_CORE, &noCore);
+            cAgentStore own(folder.path());
+            own.open(note, error);
+            raise(SIGSEGV);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status));
+        open();
+        EXPECT_EQ(takeAll().empty(), isPutAside);
+        EXPECT_EQ(fileExists(folder / "data.mdb.broken"), isPutAside);
+        store.reset();
+    }
 }
 
 TEST_F(AgentStore, FileCutShort_IsPutAside) {

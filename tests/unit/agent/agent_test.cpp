@@ -265,8 +265,8 @@ TEST_F(Agent, BrokerTakesNothing_AnotherConnectionAfterGrowingPauses) {
     EXPECT_EQ(broker.wentOn, 1);
     pass(20);
     EXPECT_EQ(broker.wentOn, 2);
-    pass(6 * 3600);
-    EXPECT_LE(broker.wentOn, 2 + 6 * 3600 / cAgent::LAST_PATIENCE_S + 2);
+    pass(3 * 3600);
+    EXPECT_LE(broker.wentOn, 2 + 3 * 3600 / cAgent::LAST_PATIENCE_S + 2);
     const int before = broker.wentOn;
     takes = true;
     pass(5);

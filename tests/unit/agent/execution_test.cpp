@@ -36,7 +36,7 @@ TEST_F(Execution, Words_AreNeverOptionsOfWhoeverAsks) {
     command.text = "--help; reboot $(reboot)";
     EXPECT_EQ(wordsOf("cellslot", command),
               (tWords{"cellslot", "sms", "send", "--wait", "--timeout", "200", "--", "+12025550123",
-                      "--help; reboot $(reboot)"}));
+                      "-"}));
     command = commandOf(COMMAND_AT);
     command.at = "AT+CSQ";
     EXPECT_EQ(wordsOf("cellslot", command),
@@ -63,6 +63,20 @@ TEST_F(Execution, ExitStatus_DecidesAndTheLastLineIsTheText) {
     EXPECT_EQ(bad.text, "cellslot: no daemon");
 }
 
+// Every user of the host can read the words of a program.
+TEST_F(Execution, TextOfAMessage_IsTheInputOfTheProgram) {
+    sCommand command = commandOf(COMMAND_SMS);
+    command.to = "+12025550123";
+    command.text = "the code is 1234\n" + std::string(8000, 'x');
+    const sOutcome outcome = run("cat; echo; tr '\\0' ' ' </proc/$$/cmdline", command);
+    EXPECT_EQ(outcome.output.find(command.text), 0u);
+    EXPECT_EQ(outcome.output.find("1234", 20), std::string::npos) << outcome.output;
+}
+
+TEST_F(Execution, OtherCommands_HaveNoInput) {
+    EXPECT_EQ(run("cat; echo end").output, "end\n");
+}
+
 TEST_F(Execution, DoctorWithFindings_IsDone) {
     EXPECT_EQ(run("exit 1", commandOf(COMMAND_DOCTOR)).status, eResult::DONE);
     EXPECT_EQ(run("exit 2", commandOf(COMMAND_DOCTOR)).status, eResult::FAILED);
@@ -84,4 +98,5 @@ TEST_F(Execution, Report_ArchiveIsTheOutput) {
     EXPECT_EQ(outcome.status, eResult::DONE);
     EXPECT_TRUE(outcome.isBinary);
     EXPECT_EQ(outcome.output, std::string("a\0b", 3));
+    EXPECT_EQ(outcome.text, "The archive has 1 kB.") << "the file is gone by then";
 }

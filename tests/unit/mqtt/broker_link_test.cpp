@@ -264,6 +264,7 @@ TEST_F(BrokerLink, Refusal_IsSaidInWordsAndTriedAgainAfterThePause) {
 TEST_F(BrokerLink, EndOfTheConnection_IsSaidAndAnotherIsMade) {
     start();
     comeUp();
+    nowMs += 60'000;
     broker.hangUp();
     turnUntilSaid(1);
     EXPECT_EQ(said, std::vector<std::string>{"down: " + address() + ": the connection was ended"});
@@ -370,6 +371,23 @@ TEST_F(BrokerLink, Renew_EndsInOrderAndConnectsAtOnce) {
     EXPECT_EQ(broker.received(), std::string("\xe0\x00", 2));  // DISCONNECT
     EXPECT_TRUE(said.empty());
     comeUp();
+}
+
+// As a broker does with a name that its rules do not know, or that another client uses too.
+TEST_F(BrokerLink, ConnectionIsEndedAtOnce_SaysWhatThatMayMean) {
+    start();
+    comeUp();
+    nowMs += 1000;
+    broker.hangUp();
+    turnUntilSaid(1);
+    EXPECT_NE(said[0].find("ended right after it was made"), std::string::npos) << said[0];
+    nowMs = link->dueMs();
+    comeUp();
+    nowMs += 70'000;
+    link->turn(0, nowMs);
+    broker.hangUp();
+    turnUntilSaid(1);
+    EXPECT_EQ(said[0].find("right after"), std::string::npos) << said[0];
 }
 
 TEST_F(BrokerLink, GoOn_EndsInOrderAndConnectsToTheNextBroker) {
