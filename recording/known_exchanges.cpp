@@ -48,26 +48,35 @@ void sKnownAnswer::findShifts(std::string marks) {
 }
 
 void cFollowers::otherCame(sKnownCommand* command) {
-    for (size_t i = 0; i < m_count; ++i) {
-        if (m_places[i].command != command) continue;
-        m_expected = m_places[i].next;
-        return;
+    sPlace* place = m_last->next;
+    while (place != m_last && place->command != command)
+        place = place->next;
+    if (place->command == command) {
+        for (sPlace* skipped = m_last->next; skipped != place; skipped = skipped->next)
+            skipped->command = nullptr;
+    } else {
+        place = &freePlace();
+        place->command = command;
     }
-    // The last place leads to the first one.
-    sPlace* place = m_expected;
-    if (m_count < m_places.size()) {
-        place = &m_places[m_count];
-        place->next = &m_places[0];
-        if (m_count > 0) m_places[m_count - 1].next = place;
-        ++m_count;
+    m_last->next = place;
+    m_last = place;
+}
+
+// It leads to the one that is expected. If none is free, it is that one.
+cFollowers::sPlace& cFollowers::freePlace() {
+    for (sPlace& place : m_places) {
+        if (place.command != nullptr) continue;
+        place.next = m_last->next;
+        return place;
     }
-    place->command = command;
-    m_expected = place->next;
+    return *m_last->next;
 }
 
 void cFollowers::forget() {
-    m_count = 0;
-    m_expected = nullptr;
+    for (sPlace& place : m_places)
+        place.command = nullptr;
+    m_last = &m_places[0];
+    m_last->next = m_last;
 }
 
 sKnownCommand* cKnownExchanges::search(const char* text, size_t size) {

@@ -53,31 +53,34 @@ struct sKnownAnswer {
 
 struct sKnownCommand;
 
-// The commands that came after one, in turn: a poll asks for some things several times, and goes on
+// The commands that come after one, in turn: a poll asks for some things several times, and goes on
 // with another command each time.
 class cFollowers {
   public:
-    cFollowers() = default;
+    cFollowers() { forget(); }
     // Its places point to each other.
     cFollowers(const cFollowers&) = delete;
     cFollowers& operator=(const cFollowers&) = delete;
 
     // Null if none is known.
-    sKnownCommand* expected() const {
-        return m_expected != nullptr ? m_expected->command : nullptr;
-    }
-    void expectedCame() { m_expected = m_expected->next; }
+    sKnownCommand* expected() const { return m_last->next->command; }
+    void expectedCame() { m_last = m_last->next; }
+    // Those that were expected before it, and did not come, are expected no longer.
     void otherCame(sKnownCommand* command);
     void forget();
 
   private:
     struct sPlace {
-        sKnownCommand* command = nullptr;
+        sKnownCommand* command = nullptr;  // null if the place is free
         sPlace* next = nullptr;
     };
-    std::array<sPlace, 4> m_places;
-    size_t m_count = 0;
-    sPlace* m_expected = nullptr;  // null if there is none
+    static constexpr size_t PLACES = 4;
+
+    sPlace& freePlace();
+
+    // The places that are not free make a circle. At the beginning a free one is alone in it.
+    std::array<sPlace, PLACES> m_places;
+    sPlace* m_last = nullptr;  // came last
 };
 
 struct sKnownCommand {
