@@ -255,14 +255,17 @@ std::string cBrokerLink::prepareTls() {
             mosquitto_tls_psk_set(connection, key.c_str(), m_options.pskIdentity.c_str(), nullptr);
         return result == MOSQ_ERR_SUCCESS ? "" : "the pre-shared key cannot be used";
     }
-    const std::string ca = m_places.at(m_options.caFile);
-    const std::string cert = m_options.certFile.empty() ? "" : m_places.at(m_options.certFile);
-    const std::string key = m_options.keyFile.empty() ? "" : m_places.at(m_options.keyFile);
-    // A key with a pass phrase would be asked for at a terminal.
-    const auto noPhrase = [](char*, int, int, void*) { return 0; };
-    const int result =
-        mosquitto_tls_set(connection, ca.c_str(), nullptr, orNull(cert), orNull(key), noPhrase);
-    return result == MOSQ_ERR_SUCCESS ? "" : "CA_FILE, CERT_FILE or KEY_FILE cannot be read";
+    const auto placeOf = [this](const std::string& file) {
+        return file.empty() ? "" : m_places.at(file);
+    };
+    const cTlsSession::tContext context = m_tlsSession.newContext(
+        m_options.brokers[m_broker].host,
+        {placeOf(m_options.caFile), placeOf(m_options.certFile), placeOf(m_options.keyFile)});
+    if (!context) return "CA_FILE, CERT_FILE or KEY_FILE cannot be read";
+    // The library uses the context as it is, and has a reference of its own.
+    mosquitto_int_option(connection, MOSQ_OPT_SSL_CTX_WITH_DEFAULTS, 0);
+    mosquitto_void_option(connection, MOSQ_OPT_SSL_CTX, context.get());
+    return "";
 }
 
 void cBrokerLink::work(short revents) {

@@ -8,6 +8,7 @@
 
 #include "mqtt/broker_options.h"
 #include "mqtt/reconnect_pause.h"
+#include "mqtt/tls_session.h"
 
 struct mosquitto;
 
@@ -62,6 +63,8 @@ class cBrokerLink {
     bool isUp() const { return m_state == eState::UP; }
     // With isUp(), or the one that is tried.
     std::string broker() const;
+    // With isUp(): whether TLS went on with what was agreed on for the connection before.
+    bool isResumed() const { return m_tlsSession.isResumed(); }
 
     // Gives a number by which it is acknowledged, or -1 if there is no connection or it is too
     // long.
@@ -108,6 +111,7 @@ class cBrokerLink {
     struct sFree {
         void operator()(struct mosquitto* connection) const;
     };
+    cTlsSession m_tlsSession;                               // before the connection, which uses it
     std::unique_ptr<struct mosquitto, sFree> m_connection;  // one for each attempt
     eState m_state = eState::PAUSING;
     eRequest m_request = eRequest::NONE;

@@ -90,57 +90,63 @@ void cHiddenExchange::settle() {
 }
 
 // The rules have not seen a command that is known.
-void cHiddenExchange::catchUp(eRecordedPort port) {
-    const sKnownCommand* const command = knownOn(port).last();
+void cHiddenExchange::catchUp() {
+    const sKnownCommand* const command = m_known.last();
     if (command == nullptr) return;
-    memoryOf(port).bareLine = command->bareLine;
-    memoryOf(port).plainCommand = command->text;
+    memoryOf(eRecordedPort::AT).bareLine = command->bareLine;
+    memoryOf(eRecordedPort::AT).plainCommand = command->text;
 }
 
 void cHiddenExchange::forgetKnown() {
-    for (const eRecordedPort port : {eRecordedPort::AT, eRecordedPort::GPS}) {
-        catchUp(port);
-        knownOn(port).forgetAll();
-    }
+    catchUp();
+    m_known.forgetAll();
 }
 
 void cHiddenExchange::addUnknownBytes(eRecordedPort port, eRecordedWay way, const char* data,
                                       size_t size, uint64_t ms) {
-    const bool wasSettled = m_isSettled;
-    if (wasSettled && way == eRecordedWay::READ && emitKnownAnswer(port, data, size, ms)) return;
+    const bool wasKnownOn = isKnownOn(port) && way == eRecordedWay::READ;
     const size_t readyBefore = m_ready.size();
     addUnknown({eEvent::BYTES, port, way, 0, ms, ms, m_bytes.size(), size}, data, size);
-    if (wasSettled && m_isSettled && way == eRecordedWay::READ)
-        knownOn(port).keepAnswer(data, size, lineFrom(readyBefore), freeDigitsOf(data, size));
+    if (wasKnownOn && m_isSettled) m_known.keepAnswer(data, size, lineFrom(readyBefore));
 }
 
 // Marks the digits of whole lines that may be any others. Where a secret is replaced there are
 // none: a part of another one may follow it.
-std::string cHiddenExchange::freeDigitsOf(const char* data, size_t size) const {
-    std::string marks(data, size);
-    if (m_secrets.hideIn(marks.data(), size)) return "";
-    marks.assign(size, '\0');
-    for (size_t begin = 0, at = 0; at < size; ++at) {
-        if (!isLineEnd(data[at], eRecordedWay::READ, false)) continue;
-        cLineRules::markFreeDigits(data + begin, at - begin, &marks[begin]);
+std::string cHiddenExchange::freeDigitsOf(const std::string& bytes) const {
+    std::string hidden = bytes;
+    if (m_secrets.hideIn(hidden.data(), hidden.size())) return "";
+    std::string marks(bytes.size(), '\0');
+    for (size_t begin = 0, at = 0; at < bytes.size(); ++at) {
+        if (!isLineEnd(bytes[at], eRecordedWay::READ, false)) continue;
+        cLineRules::markFreeDigits(&bytes[begin], at - begin, &marks[begin]);
         begin = at + 1;
     }
     return marks;
 }
 
-// False if the piece is not known for the last command, and not like one that is.
-bool cHiddenExchange::emitKnownAnswer(eRecordedPort port, const char* data, size_t size,
-                                      uint64_t ms) {
-    cKnownExchanges& known = knownOn(port);
-    const sKnownAnswer* answer = known.answerAfter(nullptr, size);
-    for (; answer != nullptr; answer = known.answerAfter(answer, size)) {
-        const sNewLine line = newLine(answer->line, ms);
-        if (!putDigits(*answer, data, line.rest)) continue;
+// For a piece that did not come last time. False if it is not known for the last command, and not
+// like one that is.
+bool cHiddenExchange::emitLikeAnswer(const char* data, size_t size, uint64_t ms) {
+    for (sKnownAnswer& answer : m_known.answers()) {
+        if (answer.bytes.size() != size) continue;
+        const sNewLine line = newLine(answer.line, ms);
+        if (!isLike(answer, data, line.rest)) continue;
         m_ready.used(line.size);
-        known.noteAnswer(answer);
+        // It may well be the same next time.
+        answer.bytes.assign(data, size);
+        memcpy(answer.line.data(), line.rest, answer.line.size());
+        m_known.noteAnswer(answer);
         return true;
     }
     return false;
+}
+
+// Makes the line of a known answer that of a like one. False if it is not like it.
+bool cHiddenExchange::isLike(sKnownAnswer& known, const char* data, char* line) const {
+    if (putDigits(known, data, line)) return true;
+    if (known.areShiftsFound) return false;
+    known.findShifts(freeDigitsOf(known.bytes));
+    return putDigits(known, data, line);
 }
 
 inline bool cHiddenExchange::putDigitsOfWord(const sKnownAnswer& known, const char* data, size_t at,
@@ -159,7 +165,6 @@ inline bool cHiddenExchange::putDigitsOfWord(const sKnownAnswer& known, const ch
     return true;
 }
 
-// Makes the line of a known answer that of a like one. False if it is not like it.
 bool cHiddenExchange::putDigits(const sKnownAnswer& known, const char* data, char* line) const {
     const size_t size = known.bytes.size();
     if (known.shifts.empty()) return memcmp(known.bytes.data(), data, size) == 0;
@@ -171,23 +176,22 @@ bool cHiddenExchange::putDigits(const sKnownAnswer& known, const char* data, cha
 
 void cHiddenExchange::addUnknownCommand(eRecordedPort port, const char* text, size_t size,
                                         uint64_t ms, uint64_t endMs) {
-    const bool wasSettled = m_isSettled;
+    const bool wasKnownOn = isKnownOn(port);
     const size_t readyBefore = m_ready.size();
     addUnknown({eEvent::COMMAND, port, eRecordedWay::WRITE, 0, ms, endMs, m_bytes.size(), size + 1},
                text, size);
-    if (wasSettled && m_isSettled) keepCommand(port, text, size, readyBefore);
+    if (wasKnownOn && m_isSettled) keepCommand(text, size, readyBefore);
 }
 
 // A command depends on none before it, and if nothing of it was replaced, its answer on it alone.
-void cHiddenExchange::keepCommand(eRecordedPort port, const char* text, size_t size,
-                                  size_t readyBefore) {
-    const sPortMemory& memory = memoryOf(port);
+void cHiddenExchange::keepCommand(const char* text, size_t size, size_t readyBefore) {
+    const sPortMemory& memory = memoryOf(eRecordedPort::AT);
     const std::string& plain = memory.plainCommand;
     if (!isCommandLine(text, size) || plain.size() != size || plain.compare(0, size, text) != 0)
         return;
     std::string line(lineFrom(readyBefore));
     line.resize(line.rfind(':') + 1);
-    knownOn(port).keepCommand(plain, line + USUAL_DELAY + LINE_END, memory.bareLine);
+    m_known.keepCommand(plain, line + USUAL_DELAY + LINE_END, memory.bareLine);
 }
 
 // What follows the time in the line that has become ready.
@@ -199,8 +203,8 @@ std::string_view cHiddenExchange::lineFrom(size_t readyBefore) const {
 // ---- What is not ----------------------------------------------------------------------------
 
 void cHiddenExchange::addUnknown(const sEvent& event, const char* data, size_t size) {
-    catchUp(event.port);
-    if (event.way == eRecordedWay::WRITE) knownOn(event.port).forgetLast();
+    catchUp();
+    if (event.way == eRecordedWay::WRITE) m_known.forgetLast();
     memoryOf(event.port).nowMs = event.endMs;
     m_events.push_back(event);
     m_bytes.append(data, size);
@@ -303,8 +307,8 @@ void cHiddenExchange::limitWaiting() {
 }
 
 void cHiddenExchange::endLines(eRecordedPort port) {
-    catchUp(port);
-    knownOn(port).forgetLast();
+    catchUp();
+    m_known.forgetLast();
     for (const eRecordedWay way : {eRecordedWay::WRITE, eRecordedWay::READ})
         endLine(port, way, m_bytes.size(), 0);
     memoryOf(port).forgetLines();

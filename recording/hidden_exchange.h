@@ -32,17 +32,18 @@ class cHiddenExchange {
     // Most of what passes comes as it did last time, so that part is inline.
     void addBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
                   uint64_t ms) {
-        if (m_isSettled && way == eRecordedWay::READ) {
-            const sKnownAnswer* const answer = knownOn(port).usualAnswer(data, size);
+        if (isKnownOn(port) && way == eRecordedWay::READ) {
+            const sKnownAnswer* const answer = m_known.usualAnswer(data, size);
             if (answer != nullptr) return emitKnown(answer->line, ms);
+            if (m_known.last() != nullptr && emitLikeAnswer(data, size, ms)) return;
         }
         addUnknownBytes(port, way, data, size, ms);
     }
     // A command as it was written, whose carriage return was written at endMs. Both are one line.
     void addCommand(eRecordedPort port, const char* text, size_t size, uint64_t ms,
                     uint64_t endMs) {
-        if (m_isSettled) {
-            const sKnownCommand* const command = knownOn(port).findCommand(text, size);
+        if (isKnownOn(port)) {
+            const sKnownCommand* const command = m_known.findCommand(text, size);
             if (command != nullptr) return emitKnownCommand(*command, ms, endMs);
         }
         addUnknownCommand(port, text, size, ms, endMs);
@@ -109,7 +110,8 @@ class cHiddenExchange {
     }
 
     sPortMemory& memoryOf(eRecordedPort port) { return m_memory[static_cast<size_t>(port)]; }
-    cKnownExchanges& knownOn(eRecordedPort port) { return m_known[static_cast<size_t>(port)]; }
+    // The control port of the GPS receiver has few commands, once.
+    bool isKnownOn(eRecordedPort port) const { return port == eRecordedPort::AT && m_isSettled; }
     sOpenLine& openLine(eRecordedPort port, eRecordedWay way) {
         return m_open[static_cast<size_t>(port) * WAYS + static_cast<size_t>(way)];
     }
@@ -118,18 +120,22 @@ class cHiddenExchange {
     // command has the same line, and so has the same piece of an answer after it.
     bool isSettled() const;
     void settle();
-    void catchUp(eRecordedPort port);
+    void catchUp();
     void forgetKnown();
     void emitKnown(const std::string& line, uint64_t ms) { m_ready.used(newLine(line, ms).size); }
-    bool emitKnownAnswer(eRecordedPort port, const char* data, size_t size, uint64_t ms);
+    bool emitLikeAnswer(const char* data, size_t size, uint64_t ms);
     bool putDigits(const sKnownAnswer& known, const char* data, char* line) const;
     bool putDigitsOfWord(const sKnownAnswer& known, const char* data, size_t at, char* line) const;
     // The line is kept with the usual delay. Seldom more than the last digit is another one.
     void emitKnownCommand(const sKnownCommand& command, uint64_t ms, uint64_t endMs) {
-        emitKnown(command.line, ms);
+        char* const text = m_ready.room(cLineStart::SIZE_MAX_TEXT + sizeof command.line);
+        const size_t startSize = m_lineStart.write(text, ms);
+        memcpy(text + startSize, command.line.data(), sizeof command.line);
+        const size_t size = startSize + command.lineSize;
+        m_ready.used(size);
         const uint64_t more = endMs - ms - USUAL_DELAY_MS;
         if (more >= 10) return emitOtherDelay(endMs - ms);
-        m_ready.end()[-3] = static_cast<char>('0' + more);
+        text[size - 3] = static_cast<char>('0' + more);
     }
     void emitOtherDelay(uint64_t delayMs);
     void addUnknownBytes(eRecordedPort port, eRecordedWay way, const char* data, size_t size,
@@ -137,9 +143,10 @@ class cHiddenExchange {
     void addUnknownCommand(eRecordedPort port, const char* text, size_t size, uint64_t ms,
                            uint64_t endMs);
     void addUnknown(const sEvent& event, const char* data, size_t size);
-    void keepCommand(eRecordedPort port, const char* text, size_t size, size_t readyBefore);
+    void keepCommand(const char* text, size_t size, size_t readyBefore);
     std::string_view lineFrom(size_t readyBefore) const;
-    std::string freeDigitsOf(const char* data, size_t size) const;
+    std::string freeDigitsOf(const std::string& bytes) const;
+    bool isLike(sKnownAnswer& known, const char* data, char* line) const;
     void splitLines(const sEvent& event);
     void endLine(eRecordedPort port, eRecordedWay way, size_t at, size_t size);
     void applyRules(eRecordedPort port, eRecordedWay way, char* line, size_t size);
@@ -157,8 +164,8 @@ class cHiddenExchange {
     std::vector<sEvent> m_events;
     size_t m_emitted = 0;  // of m_events
     std::string m_bytes;
-    std::string m_line;  // a line that came in pieces
-    cKnownExchanges m_known[PORTS];
+    std::string m_line;         // a line that came in pieces
+    cKnownExchanges m_known;    // on the AT port
     size_t m_knownVersion = 0;  // of the secrets with which they were made
     bool m_isSettled = false;   // and what is known was made with the secrets of now
     cTextBuffer m_ready;

@@ -38,13 +38,12 @@ constexpr std::array<sEscape, 256> makeEscapes() {
 
 constexpr std::array<sEscape, 256> ESCAPES = makeEscapes();
 
-template <size_t size>
-constexpr std::array<char, size> makeDigits() {
-    std::array<char, size> digits{};
-    for (size_t number = 0, at = 0; at < size; ++number) {
-        digits[at++] = static_cast<char>('0' + number / 100);
-        digits[at++] = static_cast<char>('0' + number / 10 % 10);
-        digits[at++] = static_cast<char>('0' + number % 10);
+constexpr std::array<std::array<char, 4>, 1000> makeThreeDigits() {
+    std::array<std::array<char, 4>, 1000> digits{};
+    for (unsigned number = 0; number < 1000; ++number) {
+        digits[number][0] = static_cast<char>('0' + number / 100);
+        digits[number][1] = static_cast<char>('0' + number / 10 % 10);
+        digits[number][2] = static_cast<char>('0' + number % 10);
     }
     return digits;
 }
@@ -63,7 +62,7 @@ char* digitsBefore(char* end, uint64_t number) {
 
 }  // namespace
 
-const std::array<char, 1000 * cLineStart::DIGITS> cLineStart::THREE_DIGITS = makeDigits<3000>();
+const std::array<cLineStart::tDigits, 1000> cLineStart::THREE_DIGITS = makeThreeDigits();
 
 void cTextBuffer::grow(size_t size) {
     size_t capacity = m_capacity < BUFFER_MIN ? BUFFER_MIN : m_capacity * 2;
@@ -100,15 +99,17 @@ void appendNumber(cTextBuffer& line, uint64_t number) {
 }
 
 // Another second than that of the line before. In the first one there are no zeros before a number.
-void cLineStart::changeSecond() {
+size_t cLineStart::writeOtherSecond(char* text, uint64_t ms) {
     static const char START[] = "{\"ms\":";
     constexpr size_t START_SIZE = sizeof START - 1;
     char digits[NUMBER_MAX];
     char* const end = digits + sizeof digits;
-    const char* const begin = digitsBefore(end, m_ms);
+    const char* const begin = digitsBefore(end, ms);
     const auto count = static_cast<size_t>(end - begin);
     m_size = START_SIZE + count;
     memcpy(m_text, START, START_SIZE);
     memcpy(m_text + START_SIZE, begin, count);
-    m_secondMs = m_ms < 1000 ? UINT64_MAX - 1000 : m_ms / 1000 * 1000;
+    m_secondMs = ms < 1000 ? UINT64_MAX - 1000 : ms / 1000 * 1000;
+    memcpy(text, m_text, sizeof m_text);
+    return m_size;
 }

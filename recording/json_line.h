@@ -62,26 +62,23 @@ class cLineStart {
 
     // Writes SIZE_MAX_TEXT bytes, of which the first ones count; returns how many.
     size_t write(char* text, uint64_t ms) {
-        if (ms != m_ms) change(ms);
+        const uint64_t rest = ms - m_secondMs;
+        if (rest >= 1000) return writeOtherSecond(text, ms);
+        const size_t size = m_size;
         memcpy(text, m_text, sizeof m_text);
-        return m_size;
+        memcpy(text + size - DIGITS, &THREE_DIGITS[rest], sizeof THREE_DIGITS[rest]);
+        return size;
     }
     void append(cTextBuffer& line, uint64_t ms) { line.used(write(line.room(SIZE_MAX_TEXT), ms)); }
 
   private:
     static constexpr size_t DIGITS = 3;
-    // "000001002" to "999", one after the other: to compute them takes longer.
-    static const std::array<char, 1000 * DIGITS> THREE_DIGITS;
+    // "000" to "999": to compute them takes longer. A word each, which is copied as a whole.
+    using tDigits = std::array<char, DIGITS + 1>;
+    static const std::array<tDigits, 1000> THREE_DIGITS;
 
-    void change(uint64_t ms) {
-        const uint64_t rest = ms - m_secondMs;
-        m_ms = ms;
-        if (rest >= 1000) return changeSecond();
-        memcpy(m_text + m_size - DIGITS, THREE_DIGITS.data() + rest * DIGITS, DIGITS);
-    }
-    void changeSecond();
+    size_t writeOtherSecond(char* text, uint64_t ms);
 
-    uint64_t m_ms = UINT64_MAX;               // none yet
     uint64_t m_secondMs = UINT64_MAX - 1000;  // none: in the first second there are fewer digits
     size_t m_size = 0;
     char m_text[SIZE_MAX_TEXT] = {};

@@ -1,6 +1,7 @@
 #include "recording/line_rules.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdint>
 #include <cstring>
@@ -36,8 +37,17 @@ constexpr std::string_view WORDS[] = {
 constexpr std::string_view CME_ERROR = "+CME ERROR:";
 constexpr std::string_view CMS_ERROR = "+CMS ERROR:";
 
+constexpr std::array<bool, 256> makeNameStarts() {
+    std::array<bool, 256> starts{};
+    for (const unsigned char c : {'+', '#', '$', '%', '^', '*'})
+        starts[c] = true;
+    return starts;
+}
+
+constexpr std::array<bool, 256> NAME_STARTS = makeNameStarts();
+
 bool isNameStart(char c) {
-    return c == '+' || c == '#' || c == '$' || c == '%' || c == '^' || c == '*';
+    return NAME_STARTS[static_cast<unsigned char>(c)];
 }
 
 bool startsWith(const char* text, size_t size, std::string_view prefix) {
@@ -210,8 +220,10 @@ void cLineRules::hideWritten(char* line, size_t size, sPortMemory& memory) {
 void cLineRules::hideReceived(char* line, size_t size, sPortMemory& memory) {
     if (size == 0) return;
     // The command is in the recording as it was written, so its echo has nothing to hide.
-    const size_t before = sizeBeforeEcho(line, size, memory.plainCommand);
-    hideAnswer(line, before > 0 ? before : size, memory);
+    const bool isEcho = equals(line, size, memory.plainCommand);
+    const size_t before = isEcho ? 0 : sizeBeforeEcho(line, size, memory.plainCommand);
+    if (!isEcho || memory.messageLines != eMessageLines::NONE)
+        hideAnswer(line, before > 0 ? before : size, memory);
     hideSecrets(line, size);
 }
 

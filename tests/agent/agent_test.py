@@ -3,11 +3,38 @@
 
 import os
 import random
+import socket
+import ssl
 import subprocess
 import time
 
-from agent_case import BIN, CONFIG, STORE, AgentCase, runTests, waitUntil
+from agent_case import BIN, CONFIG, LIMIT_S, STORE, AgentCase, runTests, waitUntil
 from broker import makeAuthority, makeCertificate
+
+
+class ConnectionBreaker:
+    """A broker that accepts a client and ends the connection without a word."""
+
+    def __init__(self, folder, certificate, port):
+        self.context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        self.context.load_cert_chain(folder / f"{certificate}.crt", folder / f"{certificate}.key")
+        self.context.load_verify_locations(folder / "ca.crt")
+        self.context.verify_mode = ssl.CERT_REQUIRED
+        self.listener = socket.create_server(("127.0.0.1", port))
+        self.listener.settimeout(LIMIT_S)
+
+    def take(self):
+        """Whether the client resumed its TLS session."""
+        peer, _ = self.listener.accept()
+        peer.settimeout(LIMIT_S)
+        with self.context.wrap_socket(peer, server_side=True) as connection:
+            connection.recv(4096)
+            connection.send(b"\x20\x02\x00\x00")  # CONNACK
+            connection.recv(4096)
+            return connection.session_reused
+
+    def end(self):
+        self.listener.close()
 
 
 class Sending(AgentCase):
@@ -95,6 +122,21 @@ class Sending(AgentCase):
         self.agent.start()
         self.agent.waitLog("connected to")
         waitUntil(lambda: self.showStatus().returncode == 0, lambda: self.showStatus().stdout)
+
+    def testConnectionBreaks_TlsSessionIsResumedAndAWrongCertificateIsRefused(self):
+        folder, port = self.broker.folder, self.broker.port
+        makeAuthority(folder, "other")
+        makeCertificate(folder, "wrong", "localhost", authority="other")
+        self.broker.stop()
+        broker = ConnectionBreaker(folder, "broker", port)
+        self.agent.start()
+        self.assertEqual([broker.take() for _ in range(3)], [False, True, True])
+        broker.end()
+        wrong = ConnectionBreaker(folder, "wrong", port)
+        self.addCleanup(wrong.end)
+        with self.assertRaisesRegex(ssl.SSLError, "ALERT"):
+            wrong.take()
+        self.agent.waitLog("the broker's certificate was not accepted")
 
     def mountStore(self):
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=1m", "store", STORE], check=True)

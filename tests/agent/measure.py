@@ -6,6 +6,7 @@ their clocks so many times faster. scripts/bench_agent.sh starts it."""
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import time
 
@@ -73,14 +74,24 @@ class Measure(AgentCase):
         with open("/etc/hosts", "a") as hosts:
             hosts.write(THERE + " broker\n")
         self.broker.startWithin(NAMESPACE, THERE, FAST)
+        self.addCleanup(self.endBroker)
         CONFIG.write_text(CONFIG.read_text().replace("BROKER=localhost", "BROKER=broker"))
+
+    def startAgent(self):
+        self.agent.start("faketime", "-f", f"+0 x{FAST}")
+        self.agent.waitLog("connected to")
+        # Before faketime, which does not pass signals on.
+        self.addCleanup(os.kill, childOf(self.agent.process.pid), signal.SIGKILL)
+
+    def endBroker(self):
+        for pid in run("ip", "netns", "pids", NAMESPACE).split():
+            os.kill(int(pid), signal.SIGTERM)
 
     def testDay(self):
         self.slot.killDaemon()
         self.slot.startDaemon(fast=FAST)
         self.slot.waitConnected()
-        self.agent.start("faketime", "-f", f"+0 x{FAST}")
-        self.agent.waitLog("connected to")
+        self.startAgent()
         pid = childOf(self.agent.process.pid)
         handshake = wire()
         time.sleep(30 * 60 / FAST)
@@ -95,6 +106,25 @@ class Measure(AgentCase):
         self.assertEqual(self.agent.log().count("connected to"), 1, self.agent.log())
         state = json.loads(pathlib.Path("/run/cellslot-agent/state.json").read_text())
         print(f"commits to the disk since the start: {state['writes']}")
+
+    def settledWire(self):
+        before, now = None, wire()
+        while now != before:
+            time.sleep(2)
+            before, now = now, wire()
+        return now
+
+    def testReconnect(self):
+        """The connection breaks and comes back; broker and gateway stay."""
+        self.startAgent()
+        first = self.settledWire()
+        print(f"first connection with its messages: {first[0]} bytes, {first[1]} packets")
+        for number in range(2, 7):
+            before = self.settledWire()
+            run("ip", "netns", "exec", NAMESPACE, "ss", "-K", "dst", HERE)
+            self.agent.waitLog("connected to", number)
+            now = self.settledWire()
+            print(f"connected again: {now[0] - before[0]} bytes, {now[1] - before[1]} packets")
 
     def testMemory(self):
         self.agent.start()

@@ -65,11 +65,11 @@ bool cFaultyModem::isFaultOver() const {
 }
 
 void cFaultyModem::turn() {
-    m_modem.advance(nowMs());
-    comeAndGo();
+    // The daemon wrote before it slept.
     for (const eModemPort port : {eAT_PORT, eGPS_PORT})
         take(port, m_ends[port].terminal.receive());
-    m_modem.advance(nowMs());
+    m_turnMs = nowMs();
+    m_modem.advance(m_turnMs);
     comeAndGo();
     for (const eModemPort port : {eAT_PORT, eGPS_PORT}) {
         sEnd& end = m_ends[port];
@@ -139,9 +139,9 @@ void cFaultyModem::takeLine(eModemPort port, const std::string& line, const std:
 std::string cFaultyModem::ask(eModemPort port, const std::string& bytes) {
     const auto give = [&] {
         if (port == eAT_PORT)
-            m_modem.receiveAt(bytes, nowMs());
+            m_modem.receiveAt(bytes, m_turnMs);
         else
-            m_modem.receiveGps(bytes, nowMs());
+            m_modem.receiveGps(bytes, m_turnMs);
     };
     if (triesSecret(bytes))
         countAttempts(bytes, give);

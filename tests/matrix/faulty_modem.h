@@ -117,6 +117,7 @@ class cFaultyModem : public cFakeTime {
     le910sim::cModem m_modem;
     std::array<sEnd, 2> m_ends;
     uint64_t m_latencyMs = 0;
+    uint64_t m_turnMs = 0;  // of the last turn
 
     std::optional<sFaultPlan> m_plan;
     std::mt19937_64 m_random;

@@ -1,5 +1,5 @@
 # The daemon's real loop on recordings, on a fake clock.
-cellslot_add_flow_tests(replay SOURCES replay/replay_test.cpp)
+cellslot_add_flow_tests(replay SOURCES matrix/faulty_modem_test.cpp replay/replay_test.cpp)
 target_link_libraries(replay_flow_tests PRIVATE cellslot_matrix)
 target_link_options(replay_flow_tests PRIVATE -Wl,--wrap=system ${MEMORY_TERMINAL_OPTIONS})
 target_compile_definitions(replay_flow_tests PRIVATE DOCS="${CMAKE_SOURCE_DIR}/docs")

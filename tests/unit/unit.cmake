@@ -190,7 +190,8 @@ if(TARGET cellslot_mqtt)
         SOURCES unit/mqtt/base64_test.cpp unit/mqtt/broker_link_test.cpp
                 unit/mqtt/broker_options_test.cpp unit/mqtt/command_test.cpp
                 unit/mqtt/message_id_test.cpp unit/mqtt/messages_test.cpp
-                unit/mqtt/reconnect_pause_test.cpp unit/mqtt/topics_test.cpp)
+                unit/mqtt/reconnect_pause_test.cpp unit/mqtt/tls_session_test.cpp
+                unit/mqtt/topics_test.cpp)
 
     # With the modules of Debian's own Python.
     add_executable(message_samples unit/mqtt/message_samples.cpp unit/cli/fixture.cpp)

@@ -136,6 +136,37 @@ TEST(KnownExchanges, MoreCommandsAndAnswersThanAreKept_AreAllRecorded) {
     EXPECT_EQ(exchange.data(), expected);
 }
 
+// They differ in one character, which is at each place.
+TEST(KnownExchanges, CommandsOfEverySizeInAnyOrder_AreRecordedAsTheyWere) {
+    cExchange exchange;
+    std::string expected;
+    std::minstd_rand random(1);
+    for (size_t size = 3; size <= 100; ++size)
+        for (int i = 0; i < 100; ++i) {
+            std::string command = "AT+" + std::string(size - 3, 'C');
+            if (size > 3) command[3 + random() % (size - 3)] = static_cast<char>('D' + i % 2);
+            exchange.command(command);
+            exchange.read("\r\nOK\r\n");
+            expected += command + "\r\r\nOK\r\n";
+        }
+    EXPECT_EQ(exchange.data(), expected);
+}
+
+// As a poll, which asks for the state of the SIM three times and goes on differently each time.
+TEST(KnownExchanges, OrderInWhichOneCommandHasManyFollowers_IsRecordedAsItWas) {
+    cExchange exchange;
+    std::string expected;
+    for (int i = 0; i < 500; ++i)
+        for (const int other : {0, 1, 2, 3, i % 7, i % 3}) {
+            const std::string command = "AT+CMEE=" + std::to_string(other);
+            for (const std::string& one : {std::string("AT+CIMI"), command}) {
+                exchange.command(one);
+                expected += one + "\r";
+            }
+        }
+    EXPECT_EQ(exchange.data(), expected);
+}
+
 TEST(KnownExchanges, AnswerInPieces_HasTheSamePiecesEachTime) {
     cExchange exchange(false, 10);
     std::string lines;
@@ -179,6 +210,36 @@ TEST(KnownExchanges, SecretInOtherDigits_IsHidden) {
     EXPECT_EQ(data.find("8765"), std::string::npos) << data;
     EXPECT_NE(data.find("\"0000\""), std::string::npos) << data;
     EXPECT_NE(data.find("\"2222\""), std::string::npos) << data;
+}
+
+// Its digits were those of the secret's neighbours, one after the other.
+TEST(KnownExchanges, SecretOfDigitsThatCameOneByOne_IsHidden) {
+    cExchange exchange;
+    exchange.exchange().secrets().add("8765");
+    for (const char* const number : {"1111", "8111", "8711", "8761", "8761", "8765", "8761"}) {
+        exchange.command("AT+CEREG?");
+        exchange.read("\r\n+CEREG: 2,1,\"" + std::string(number) + "\"\r\n\r\nOK\r\n");
+    }
+    const std::string data = exchange.data();
+    EXPECT_EQ(data.find("8765"), std::string::npos) << data;
+    EXPECT_NE(data.find("\"8761\""), std::string::npos) << data;
+}
+
+TEST(KnownExchanges, SecretThatIsNewAfterOtherDigits_IsHidden) {
+    cExchange exchange;
+    const auto ask = [&exchange](const char* number) {
+        exchange.command("AT+CEREG?");
+        exchange.read("\r\n+CEREG: 2,1,\"" + std::string(number) + "\"\r\n\r\nOK\r\n");
+    };
+    ask("1111");
+    ask("8765");
+    exchange.exchange().secrets().add("8765");
+    const size_t before = exchange.lines().size();
+    ask("8765");
+    ask("8765");
+    const std::string after = exchange.lines().substr(before);
+    EXPECT_EQ(after.find("8765"), std::string::npos) << after;
+    EXPECT_NE(after.find("\\\"0000\\\""), std::string::npos) << after;
 }
 
 TEST(KnownExchanges, OtherNumberThatIsAnIdentity_IsReplaced) {
