@@ -53,5 +53,8 @@ std::string eventJson(const sTopic& topic, const std::string& payload, cSeenIds&
     if (!report || !seen.isNew(topic.gateway, report->id)) return "";
     nlohmann::ordered_json object{{"gateway", topic.gateway}, {"slot", topic.slot}};
     object.update(nlohmann::ordered_json::parse(payload, nullptr, false));
+    // By the topic, which the broker's permissions bind to the gateway; the text can claim another.
+    object["gateway"] = topic.gateway;
+    object["slot"] = topic.slot;
     return jsonText(object);
 }

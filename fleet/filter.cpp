@@ -28,7 +28,8 @@ bool hasState(const sFilter& filter, const sJudgement& judgement) {
     if (wanted.empty() || wanted == judgement.state) return true;
     if (wanted == "online") return judgement.isOnline;
     if (wanted == "error") return hasLevel(judgement, eSeverity::ERROR);
-    return wanted == "warning" && hasLevel(judgement, eSeverity::WARNING);
+    if (wanted == "warning") return hasLevel(judgement, eSeverity::WARNING);
+    return wanted == "note" && hasLevel(judgement, eSeverity::NOTE);
 }
 
 bool contains(const std::string& text, const std::string& wanted) {
@@ -40,15 +41,18 @@ bool hasSignal(const sFilter& filter, const sSlotState& slot) {
     return filter.signal == SIGNAL_UNKNOWN ? slot.quality.empty() : filter.signal == slot.quality;
 }
 
-// Of one slot all must be true.
+bool isWanted(const sFilter& filter, const sSlotState& slot) {
+    return contains(slot.operatorName, filter.operatorName) && hasSignal(filter, slot) &&
+           startsWith(slot.firmware, filter.firmware);
+}
+
+// Of one slot all must be true. Of a gateway that has not published any, nothing is known.
 bool hasSlot(const sFilter& filter, const sGateway& gateway) {
     if (filter.operatorName.empty() && filter.signal.empty() && filter.firmware.empty())
         return true;
-    return std::any_of(gateway.slots.begin(), gateway.slots.end(), [&](const auto& entry) {
-        const sSlotState& slot = entry.second;
-        return contains(slot.operatorName, filter.operatorName) && hasSignal(filter, slot) &&
-               startsWith(slot.firmware, filter.firmware);
-    });
+    if (gateway.slots.empty()) return isWanted(filter, {});
+    return std::any_of(gateway.slots.begin(), gateway.slots.end(),
+                       [&](const auto& entry) { return isWanted(filter, entry.second); });
 }
 
 }  // namespace

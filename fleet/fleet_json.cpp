@@ -32,9 +32,12 @@ tJson problemsJson(const std::vector<sTrouble>& troubles) {
 tJson slotsJson(const sGateway& gateway) {
     tJson slots = tJson::array();
     for (const auto& [number, slot] : gateway.slots) {
-        tJson object{{"time", utcText(slot.time)}};
+        tJson object{{"time", ""}};
         const tJson said = tJson::parse(slot.json, nullptr, false);
         if (said.is_object()) object.update(said);
+        // What the message and its topic say, whatever else the state claims.
+        object["time"] = utcText(slot.time);
+        object["slot"] = number;
         slots.push_back(std::move(object));
     }
     return slots;

@@ -110,6 +110,12 @@ std::vector<sJudgement> judgeAll(const cFleet& fleet, time_t now) {
     return all;
 }
 
+bool isKnownState(const std::string& state) {
+    return state == STATE_OFFLINE || state == STATE_NOT_KNOWN ||
+           std::any_of(std::begin(SLOT_STATES), std::end(SLOT_STATES),
+                       [&](eSlotState each) { return state == stateNames(each).id; });
+}
+
 std::string stateWords(const std::string& state) {
     for (const eSlotState each : SLOT_STATES)
         if (state == stateNames(each).id) return stateNames(each).word;

@@ -29,6 +29,9 @@ sJudgement judge(const sGateway& gateway, time_t now);
 // All of them, the worst first, then by name.
 std::vector<sJudgement> judgeAll(const cFleet& fleet, time_t now);
 
+// Whether it is the id of a state, or of this file's: a gateway can call its state what it likes.
+bool isKnownState(const std::string& state);
+
 // "NOT CONNECTED" for "not_connected".
 std::string stateWords(const std::string& state);
 

@@ -169,3 +169,19 @@ TEST_F(Campaign, TooManyParts_AreNoAnswer) {
     }
     EXPECT_TRUE(answers.empty());
 }
+
+TEST_F(Campaign, PartsOfAnotherAnswer_AreNotMixedIn) {
+    start();
+    sResult part = resultOf("a");
+    part.parts = 3;
+    for (const int number : {1, 2}) {
+        part.part = number;
+        part.output = "old";
+        take("a", part);
+    }
+    sResult repeated = resultOf("a", eResult::REPEATED);
+    repeated.text = std::string(REPEATED_BEGINS) + "done: as asked";
+    take("a", repeated);
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(answers[0].output, "");
+}
