@@ -31,6 +31,7 @@ class cAnswers {
   private:
     struct sExpected {
         std::string gateway;
+        eResult status = eResult::DONE;  // of the parts
         std::map<int, std::string> parts;
     };
     std::map<std::string, sExpected> m_expected;  // by the command's id

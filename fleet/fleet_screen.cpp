@@ -28,7 +28,14 @@ std::string columns(const std::vector<std::string>& cells) {
 
 std::string heardText(const sJudgement& judgement, time_t now) {
     if (judgement.heard == 0) return "never";
+    if (judgement.isClockWrong) return "not known";
     return judgement.heard > now ? "now" : durationText(now - judgement.heard);
+}
+
+std::string heardSentence(const sJudgement& judgement, time_t now) {
+    if (judgement.isClockWrong) return "heard at a time not known";
+    const bool isPast = judgement.heard != 0 && judgement.heard <= now;
+    return "heard " + heardText(judgement, now) + (isPast ? " ago" : "");
 }
 
 std::string networkText(const sSlotState& slot) {
@@ -142,8 +149,7 @@ tLines fleetScreen(const std::vector<sJudgement>& chosen, size_t all, time_t now
 
 tLines gatewayScreen(const sJudgement& judgement, time_t now) {
     const sGateway& gateway = *judgement.gateway;
-    const std::string right = "heard " + heardText(judgement, now) +
-                              (judgement.heard != 0 && judgement.heard <= now ? " ago" : "");
+    const std::string right = heardSentence(judgement, now);
     const std::string left = gateway.name + "  " + (judgement.isOnline ? "ONLINE" : "OFFLINE");
     tLines lines = {fitTo(left, SCREEN_WIDTH - right.size()) + right};
     if (!judgement.isOnline) append(lines, troubleLines({judgement.troubles.front()}));

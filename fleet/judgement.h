@@ -14,7 +14,8 @@ struct sJudgement {
     std::string state;                  // "offline", or that of its worst slot
     const sSlotState* worst = nullptr;  // the slot that is listed; none before the first status
     std::vector<sTrouble> troubles;     // with several slots each says which
-    time_t heard = 0;                   // when it last said something; 0: never
+    time_t heard = 0;                   // when it last said something, by its clock; 0: never
+    bool isClockWrong = false;          // so that heard says nothing
 };
 
 constexpr const char* STATE_OFFLINE = "offline";
