@@ -94,8 +94,7 @@ std::string stateSeries(const char* name, const std::string& label, const sJudge
     if (!judgement.isOnline) return "";
     std::string text;
     for (const auto& [number, slot] : judgement.gateway->slots)
-        text +=
-            series(name, label + ",slot=\"" + itos(number) + "\"," + stateLabel(slot.state), 1);
+        text += series(name, label + ",slot=\"" + itos(number) + "\"," + stateLabel(slot.state), 1);
     return text;
 }
 

@@ -179,6 +179,32 @@ class Events(WithGateways):
         self.assertEqual([line.rsplit(": ", 1)[1] for line in text.splitlines()], ["event 0", "event 1", "event 2"])
         self.assertEqual(self.ask("events", "--session", "night"), "")
 
+    def test_SessionOnceAskedForMessages_ShowsNoneWithoutThem(self):
+        self.ask("events", "--session", "private", "--sms")
+        self.gateways["pump-1"].say("slot/1/sms", json.dumps({"id": f"{STREAM}-900", "time": utc(), "from": "+49",
+                                                              "text": "secret"}))
+        self.gateways["pump-1"].event(text="last")
+        text = self.ask("events", "--session", "private")
+        self.assertIn("last", text)
+        self.assertNotIn("secret", text)
+
+    def test_FollowWithoutBroker_SaysThatNothingIsShown(self):
+        self.ask("events", "--session", "lossy")
+        process = self.start("events", "--follow", "--session", "lossy")
+        self.addCleanup(process.kill)
+        self.gateways["pump-1"].event(text="first")
+        self.assertIn("first", process.stdout.readline())
+        self.broker.restart()
+        self.assertIn("no connection to the broker", process.stderr.readline())
+        self.assertIn("connected to the broker again", process.stderr.readline())
+        self.gateways["pump-2"].end()
+        self.connect("pump-2").event(text="second")
+        self.assertIn("second", process.stdout.readline())
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(LIMIT_S), 0)
+        process.stdout.close()
+        process.stderr.close()
+
     def test_WithoutFollowOrSession_SaysWhatToUse(self):
         self.assertIn("--follow", self.ask("events", status=2))
 
@@ -221,6 +247,16 @@ class Sends(WithGateways):
         self.ask("send", "pump-1", "report", "--output", file)
         self.assertEqual(file.read_bytes(), archive)
         self.assertIn("--output FILE", self.ask("send", "pump-1", "report", status=2))
+
+    def test_FileThatCannotBeWritten_DoesNotEndTheOthers(self):
+        self.everybody(lambda command: {"status": "done", "text": "as asked", "output": "x"})
+        folder = self.folder / "answers"
+        (folder / "pump-2").mkdir(parents=True, exist_ok=True)
+        text = self.ask("send", "*", "doctor", "--yes", "--output", folder, status=1)
+        self.assertIn("pump-2: done: as asked (not saved: ", text)
+        self.assertIn("3 gateways: 3 done", text)
+        self.assertEqual((folder / "pump-1").read_text(), "x")
+        self.assertEqual((folder / "pump-3").read_text(), "x")
 
     def test_SeveralGateways_AreSummedUp(self):
         self.everybody(agree)
@@ -357,6 +393,7 @@ class BrokerThatGoes(WithGateways):
         self.gateways["pump-1"] = Gateway(self.broker, "pump-1", lambda command: {
             "status": "repeated", "text": "it was there before; what came of it: done: as asked"})
         out, err = process.communicate(timeout=LIMIT_S)
+        self.assertIn("no connection to the broker", err)
         self.assertEqual((process.returncode, out), (0, "pump-1: repeated: it was there before; what came of it: done: as asked\n"), err)
 
 

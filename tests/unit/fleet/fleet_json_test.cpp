@@ -35,8 +35,9 @@ TEST(ListedJson, Gateway_HasWhatIsWrongButNoDetails) {
 TEST(FleetJson, SlotThatClaimsAnotherNumberOrTime_HasThoseOfItsMessage) {
     cFleet fleet;
     fleet.take(availabilityOf("odd"), madeOnline());
-    fleet.take(statusOf("odd", 2),
-               R"({"time":"2026-11-21T07:42:18Z","slots":[{"slot":7,"time":"now","state":"stale"}]})");
+    fleet.take(
+        statusOf("odd", 2),
+        R"({"time":"2026-11-21T07:42:18Z","slots":[{"slot":7,"time":"now","state":"stale"}]})");
     const auto odd =
         nlohmann::json::parse(gatewayJson(judge(fleet.gateways().at("odd"), RECORDED_S)));
     EXPECT_EQ(odd["slots"][0]["slot"], 2);
