@@ -95,7 +95,7 @@ void cFleetSite::look() {
 
 sHttpAnswer cFleetSite::metrics() const {
     const time_t now = time(nullptr);
-    return content(TYPE_METRICS, brokerMetrics(m_feed.trouble().empty(), m_feed.fleet().refused()) +
+    return content(TYPE_METRICS, brokerMetrics(m_feed.trouble().empty(), m_feed.refused()) +
                                      fleetMetrics(judgeAll(m_feed.fleet(), now), now));
 }
 

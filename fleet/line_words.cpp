@@ -5,13 +5,13 @@
 #include "cli/base/printable_text.h"
 
 std::string cLineWords::news(bool isReady, const std::string& trouble) {
-    if (m_isLost && isReady) {
+    if (m_isLost && isReady && trouble.empty()) {
         m_isLost = false;
         return "connected to the broker again";
     }
     if (m_isLost || trouble.empty()) return "";
     m_isLost = true;
-    return "no connection to the broker: " + printableLine(trouble) + "; " + m_meanwhile;
+    return "nothing comes from the broker: " + printableLine(trouble) + "; " + m_meanwhile;
 }
 
 void cLineWords::follow(const cDesk& desk) {

@@ -15,7 +15,7 @@ class cLineWords {
     // Says what has changed since the last call.
     void follow(const cDesk& desk);
 
-    // The sentence; empty if there is nothing new. ready: cDesk::isReady.
+    // The sentence; empty if there is nothing new. isReady and trouble: as those of cDesk.
     std::string news(bool isReady, const std::string& trouble);
 
   private:

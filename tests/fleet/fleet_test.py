@@ -195,7 +195,7 @@ class Events(WithGateways):
         self.gateways["pump-1"].event(text="first")
         self.assertIn("first", process.stdout.readline())
         self.broker.restart()
-        self.assertIn("no connection to the broker", process.stderr.readline())
+        self.assertIn("nothing comes from the broker", process.stderr.readline())
         self.assertIn("connected to the broker again", process.stderr.readline())
         self.gateways["pump-2"].end()
         self.connect("pump-2").event(text="second")
@@ -382,6 +382,29 @@ class BrokerThatGoes(WithGateways):
     def test_NoBroker_IsSaidInWords(self):
         self.assertIn("no connection to the broker", self.ask("status", "--broker", "localhost:1", status=1))
 
+    def test_WatchAfterALoss_DoesNotShowWhatTheBrokerForgot(self):
+        master, slave = pty.openpty()
+        process = subprocess.Popen([str(FLEET), "watch", "--conf", str(self.conf)], stdin=slave, stdout=slave,
+                                   stderr=slave, env={**os.environ, "TERM": "xterm", "LINES": "24", "COLUMNS": "80"})
+        self.addCleanup(process.kill)
+        os.close(slave)
+        seen = b""
+
+        def read(part):
+            nonlocal seen
+            seen += os.read(master, 65536)
+            return part in seen
+        waitUntil(lambda: read(b"3 gateways: 3 well"), "the first screen")
+        self.broker.end()
+        waitUntil(lambda: read(b"! no connection: "), "the loss")
+        self.broker.forget()
+        self.broker.start()
+        self.connect("pump-1").publishState()
+        waitUntil(lambda: read(b"1 gateway: 1 well"), "the gateways that are gone")
+        os.write(master, b"q")
+        self.assertEqual(process.wait(LIMIT_S), 0)
+        os.close(master)
+
     def test_RestartWhileWaiting_TheAnswerStillComes(self):
         arrived = []
         self.connect("pump-1", lambda command: arrived.append(command))
@@ -393,7 +416,7 @@ class BrokerThatGoes(WithGateways):
         self.gateways["pump-1"] = Gateway(self.broker, "pump-1", lambda command: {
             "status": "repeated", "text": "it was there before; what came of it: done: as asked"})
         out, err = process.communicate(timeout=LIMIT_S)
-        self.assertIn("no connection to the broker", err)
+        self.assertIn("nothing comes from the broker", err)
         self.assertEqual((process.returncode, out), (0, "pump-1: repeated: it was there before; what came of it: done: as asked\n"), err)
 
 

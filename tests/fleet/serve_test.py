@@ -10,11 +10,13 @@ import ssl
 import subprocess
 import sys
 import tempfile
+import threading
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
 from brokers import LIMIT_S, waitUntil  # noqa: E402
 from fleet_case import FLEET, FleetCase, runTests  # noqa: E402
+from mqtt_client import CONNACK, CONNECT, PUBLISH, REFUSED, RETAIN, SUBACK, SUBSCRIBE, packet, text  # noqa: E402
 from gateways import NO_SIM, POOR, Gateway, offline, online, slotStatus  # noqa: E402
 
 PASSWORD = "long-enough-42"
@@ -278,6 +280,51 @@ class Changes(ServeCase):
         server = self.serve(conf=conf)
         waitUntil(lambda: "refused" in server.get("/api/fleet")[2], "why there is no connection")
         self.assertEqual(server.get("/api/fleet")[0], 503)
+        self.assertIn("cellslot_fleet_broker_connected 0\n", server.get("/metrics")[2])
+
+
+class ForgetfulBroker:
+    """Has one gateway's state, then ends the connection, and refuses what the next one subscribes."""
+
+    def __init__(self):
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.isCut = threading.Event()
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        self._talk(0, [packet(PUBLISH, RETAIN, text("cellslot/1/pump-1/availability") + online().encode())])
+        self._talk(REFUSED, [])
+
+    def _talk(self, granted, messages):
+        connection, _ = self.listener.accept()
+        with connection, connection.makefile("rb") as stream:
+            if not granted:
+                threading.Thread(target=lambda: self.isCut.wait() and connection.shutdown(socket.SHUT_RDWR),
+                                 daemon=True).start()
+            while head := stream.read(2):
+                body = stream.read(head[1])
+                if head[0] >> 4 == CONNECT:
+                    connection.sendall(packet(CONNACK, 0, bytes(2)))
+                elif head[0] >> 4 == SUBSCRIBE:
+                    connection.sendall(packet(SUBACK, 0, body[:2] + bytes([granted])))
+                    for message in messages:
+                        connection.sendall(message)
+
+
+class Refusals(FleetCase):
+    def test_BusyClusterThatRefusesAfterALoss_TheLastStatesStay(self):
+        broker = ForgetfulBroker()
+        self.addCleanup(broker.listener.close)
+        conf = self.folder / "forgetful.conf"
+        conf.write_text(f"BROKER=127.0.0.1:{broker.listener.getsockname()[1]}\nTLS=no\n")
+        server = Server(conf)
+        self.addCleanup(server.end)
+        waitUntil(lambda: server.get("/api/gateway/pump-1")[0] == 200, "the gateway")
+        broker.isCut.set()
+        stream = Stream(server.port)
+        self.addCleanup(stream.close)
+        stream.until(lambda event, data: "does not allow this user" in data["trouble"])
+        self.assertEqual([each["name"] for each in server.getJson("/api/fleet")["gateways"]], ["pump-1"])
         self.assertIn("cellslot_fleet_broker_connected 0\n", server.get("/metrics")[2])
 
 

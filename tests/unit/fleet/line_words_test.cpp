@@ -6,7 +6,7 @@ TEST(LineWords, LossAndReturn_AreSaidOnce) {
     cLineWords words("wait");
     EXPECT_EQ(words.news(true, ""), "");
     EXPECT_EQ(words.news(false, "b: refused\x1b"),
-              "no connection to the broker: b: refused?; wait");
+              "nothing comes from the broker: b: refused?; wait");
     EXPECT_EQ(words.news(false, "b: refused"), "");
     // Connected, but the subscriptions are not answered yet.
     EXPECT_EQ(words.news(false, ""), "");
