@@ -23,6 +23,7 @@ const tPageFiles FILES = {
     {"/list.js",     "list.js",     PAGE_SCRIPT},
     {"/model.js",    "model.js",    PAGE_SCRIPT},
     {"/dom.js",      "dom.js",      PAGE_SCRIPT},
+    {"/frame.js",    "frame.js",    PAGE_SCRIPT},
     {"/live.js",     "live.js",     PAGE_SCRIPT},
     {"/overview.js", "overview.js", PAGE_SCRIPT},
     {"/signal.js",   "signal.js",   PAGE_SCRIPT},
@@ -109,6 +110,8 @@ sHttpAnswer cFleetSite::fleet(const sHttpRequest& request) const {
                                "; expected name, state, operator, signal and firmware, with "
                                "values as those of cellslot-fleet status.");
     }
+    const std::string problem = filterProblem(filter, m_feed.fleet());
+    if (!problem.empty()) return refusal(HTTP_BAD_REQUEST, "In the query, " + problem + ".");
     return content(TYPE_JSON,
                    fleetJson(filtered(filter, judgeAll(m_feed.fleet(), time(nullptr)))) + "\n");
 }

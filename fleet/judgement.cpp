@@ -136,6 +136,13 @@ bool isKnownState(const std::string& state) {
                        [&](eSlotState each) { return state == stateNames(each).id; });
 }
 
+std::string knownStates() {
+    std::vector<std::string> states = {STATE_OFFLINE, STATE_NOT_KNOWN};
+    for (const eSlotState each : SLOT_STATES)
+        states.emplace_back(stateNames(each).id);
+    return joined(states);
+}
+
 std::string stateWords(const std::string& state) {
     for (const eSlotState each : SLOT_STATES)
         if (state == stateNames(each).id) return stateNames(each).word;

@@ -33,6 +33,9 @@ std::vector<sJudgement> judgeAll(const cFleet& fleet, time_t now);
 // Whether it is the id of a state, or of this file's: a gateway can call its state what it likes.
 bool isKnownState(const std::string& state);
 
+// "offline, not_known, connected, ...".
+std::string knownStates();
+
 // "NOT CONNECTED" for "not_connected".
 std::string stateWords(const std::string& state);
 

@@ -49,7 +49,8 @@ void cLiveFleet::update(const sJudgement& judgement, time_t now) {
 }
 
 void cLiveFleet::remove(const std::string& name) {
-    if (m_entries.erase(name) == 0) return;
+    // Also one that was never listed: a page may have asked for it meanwhile.
+    m_entries.erase(name);
     m_gone.emplace_back(++m_now.part, name);
     if (m_gone.size() <= GONE_MAX) return;
     m_gone.clear();

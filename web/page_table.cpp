@@ -9,6 +9,7 @@ const tPageFiles& gatewayPageFiles() {
         {"/uplot.css",   "uplot.css",   PAGE_CSS},
         {"/page.js",     "page.js",     PAGE_SCRIPT},
         {"/dom.js",      "dom.js",      PAGE_SCRIPT},
+        {"/frame.js",    "frame.js",    PAGE_SCRIPT},
         {"/live.js",     "live.js",     PAGE_SCRIPT},
         {"/overview.js", "overview.js", PAGE_SCRIPT},
         {"/signal.js",   "signal.js",   PAGE_SCRIPT},

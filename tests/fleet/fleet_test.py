@@ -84,6 +84,11 @@ class Shows(WithGateways):
         self.assertEqual(chosen("--state", "connected", "--signal", "fair"), ["pump-3"])
         self.assertEqual(chosen("--signal", "good"), [])
 
+    def test_UnknownState_IsSaid(self):
+        for words in (["status"], ["send", "reload", "--yes"]):
+            text = self.ask(*words, "--state", "ofline", status=2)
+            self.assertIn("no state is called 'ofline'; expected offline, ", text)
+
     def test_UnknownName_IsSaid(self):
         self.assertIn("knows no gateway pump-9", self.ask("status", "pump-9", status=2))
         self.assertIn("knows no gateway pump-9", self.ask("show", "pump-9", status=2))

@@ -15,7 +15,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "web"))
 from brokers import LIMIT_S, Process, takesConnections, waitUntil  # noqa: E402
 from browser import Browser  # noqa: E402
 from fleet_case import runTests  # noqa: E402
-from gateways import NO_SIM, POOR, offline, online, slotStatus  # noqa: E402
+from gateways import NO_SIM, NOTE, POOR, offline, online, slotStatus, utc  # noqa: E402
 from mqtt_client import CONNECT, PUBLISH, RETAIN, packet, text  # noqa: E402
 from serve_test import Server  # noqa: E402
 
@@ -43,6 +43,10 @@ class Publisher:
         self.say(name, "availability", availability or online())
         for status in statuses or (slotStatus(),):
             self.say(name, f"slot/{json.loads(status)['slots'][0]['slot']}/status", status)
+
+    def remove(self, name):
+        for topic in ("availability", "slot/1/status"):
+            self.say(name, topic, "")
 
     def end(self):
         self.sock.close()
@@ -152,6 +156,57 @@ class Fleet(PageCase):
         self.browser.waitFor("#problems", HOSTILE)
         self.browser.waitFor("#facts", HOSTILE)
         self.assertEqual(self.browser.run("return document.querySelectorAll('main img, main b').length"), 0)
+
+    def test_StateOfWrongShape_ShowsNothingOfTheGatewayBefore(self):
+        for name, body in (("wrong-1", {"state": "__proto__", "problems": 7, "network": "x", "data": None}),
+                           ("wrong-2", {"state": ["a"], "network": {}, "session": 1, "signal": [], "sim": {}}),
+                           ("wrong-3", {})):
+            self.publisher.state(name, None, json.dumps({"time": utc(), "slots": [{"slot": 1, **body}]}))
+            self.addCleanup(self.publisher.remove, name)
+            self.open("#gateway/pump-1")
+            self.browser.waitFor("#problems", "detects no SIM")
+            self.browser.run("location.hash = arguments[0]", f"#gateway/{name}")
+            self.browser.waitFor("#gateway-title", name)
+            self.browser.waitFor("#gateway-note", "cannot be shown")
+            self.assertIsNone(self.browser.text("#problems"), name)
+            self.browser.run("location.hash = '#list'")
+            self.browser.waitFor("#rows", name)
+        self.assertEqual(self.browser.console(), [])
+
+    def test_GatewayThatIsGivenUpWhileItIsShown_IsSaid(self):
+        self.publisher.state("brief")
+        self.open("#gateway/brief")
+        self.browser.waitFor("#state", "Connected")
+        self.publisher.remove("brief")
+        self.browser.waitFor("#gateway-note", "The broker knows no gateway")
+        self.assertIsNone(self.browser.text("#state"))
+        self.publisher.state("brief")
+        self.addCleanup(self.publisher.remove, "brief")
+        self.browser.waitFor("#state", "Connected")
+        self.browser.waitFor("#gateway-note", lambda said: not said)
+
+    def test_Note_IsCountedAsWellAndWrongClockAsNotKnown(self):
+        self.publisher.state("noted", None, slotStatus(problems=[NOTE]))
+        self.addCleanup(self.publisher.remove, "noted")
+        self.publisher.state("odd-clock", online(secondsAgo=-90000))
+        self.addCleanup(self.publisher.remove, "odd-clock")
+        self.browser.waitFor("#rows", "odd-clock")
+        self.browser.waitFor("#count", "9 gateways: 1 offline, 4 with something wrong, 4 well")
+        self.choose("name", "odd-clock")
+        self.browser.waitFor("#rows", "heard at a time not known")
+
+    def test_Keyboard_ReachesAllAndTheFocusStays(self):
+        self.browser.run("document.querySelector('#kinds button[data-kind=signal_poor]').focus()")
+        self.browser.press("Enter")
+        self.assertEqual(self.rows(), ["pump-2"])
+        self.assertEqual(self.browser.run("return document.activeElement.dataset.kind"), "signal_poor")
+        self.browser.run("document.querySelector('#rows a').focus()")
+        self.browser.press("Enter")
+        self.browser.waitFor("#gateway-title", "pump-2")
+        self.assertEqual(self.browser.run("return document.activeElement.id"), "main")
+        self.browser.run("history.back()")
+        self.browser.waitFor("#rows", "pump-2")
+        self.assertEqual(self.rows(), ["pump-2"])
 
     def test_EveryView_IsAccessibleAndFitsTheScreen(self):
         for view, shown in (("#list", "#rows"), ("#gateway/pump-2", "#problems"), ("#gateway/depot-gone", "#line")):

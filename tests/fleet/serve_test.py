@@ -212,6 +212,8 @@ class Answers(ServeCase):
         self.assertEqual(chosen("operator=voda+%26"), ["pump-1"])
         self.assertEqual(chosen("firmware=20.00.4&state=connected"), ["pump-1", "pump-3"])
         self.assertEqual(chosen("firmware=99"), [])
+        for query in ("state=ofline", "signal=bad"):
+            self.assertEqual(server.get("/api/fleet?" + query)[0], 400, query)
         for query in ("colour=red", "state=%00", "name=%zz"):
             status, _, body = server.get("/api/fleet?" + query)
             self.assertEqual(status, 400, query)
