@@ -43,19 +43,6 @@ std::string networkText(const sSlotState& slot) {
     return text.empty() ? "-" : text;
 }
 
-// A name that does not fit has a line of its own.
-tLines listLine(const sJudgement& judgement, time_t now) {
-    const std::string& name = judgement.gateway->name;
-    const sSlotState* slot = judgement.worst;
-    tLines lines;
-    if (name.size() > NAME_WIDTH) lines.push_back(name);
-    lines.push_back(columns({name.size() > NAME_WIDTH ? "" : name, stateWords(judgement.state),
-                             slot != nullptr ? networkText(*slot) : "-",
-                             slot != nullptr && !slot->quality.empty() ? slot->quality : "-",
-                             heardText(judgement, now)}));
-    return lines;
-}
-
 tLines troubleLines(const std::vector<sTrouble>& troubles) {
     sDiagnosis diagnosis;
     for (const sTrouble& trouble : troubles)
@@ -110,8 +97,20 @@ std::string fleetTitles() {
     return columns(titles);
 }
 
+tLines gatewayHead(const sJudgement& judgement, time_t now) {
+    const std::string& name = judgement.gateway->name;
+    const sSlotState* slot = judgement.worst;
+    tLines lines;
+    if (name.size() > NAME_WIDTH) lines.push_back(name);
+    lines.push_back(columns({name.size() > NAME_WIDTH ? "" : name, stateWords(judgement.state),
+                             slot != nullptr ? networkText(*slot) : "-",
+                             slot != nullptr && !slot->quality.empty() ? slot->quality : "-",
+                             heardText(judgement, now)}));
+    return lines;
+}
+
 tLines gatewayLines(const sJudgement& judgement, time_t now) {
-    tLines lines = listLine(judgement, now);
+    tLines lines = gatewayHead(judgement, now);
     append(lines, troubleLines(judgement.troubles));
     return lines;
 }
