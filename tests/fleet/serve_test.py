@@ -219,6 +219,13 @@ class Answers(ServeCase):
             self.assertEqual(status, 400, query)
             self.assertIn("expected name, state", body)
 
+    def test_FleetForPeople_IsIndentedAsAWhole(self):
+        server = self.serveAll()
+        text = server.get("/api/fleet")[2]
+        self.assertEqual(text, json.dumps(json.loads(text), indent=2, ensure_ascii=False) + "\n")
+        text = server.get("/api/fleet?firmware=99")[2]
+        self.assertEqual(json.loads(text), {"gateways": []})
+
     def test_Gateway_IsWhatShowPrints(self):
         server = self.serveAll()
         self.assertEqual(server.getJson("/api/gateway/pump-1"), self.askJson("show", "pump-1"))
