@@ -4,20 +4,18 @@ import { byId, element, fetchJson, replaceFacts, setText } from './dom.js';
 import { chosenSlot, prepareSlots, showLink, showSlots } from './frame.js';
 import { checkLive, live, onLive, startLive } from './live.js';
 import { heardText, prepareList, showList } from './list.js';
-import { fleet, takeAll, takeChanges } from './model.js';
+import { fleet, isOfLine, takeAll, takeChanges, timeless } from './model.js';
 import { problemNode, showOverview } from './overview.js';
 import { forgetTraces, leaveSignal, prepareSignal, sampleSignals, showSignal } from './signal.js';
 
 const TICK_MS = 1000;
-// Of the gateway, not of one of its modems.
-const LINE_PROBLEMS = ['lost', 'silent', 'agent_stopped', 'never_online', 'clock_wrong'];
 
 let name = ''; // of the gateway in detail; empty: the list
 let detail = null;
 let request = 0;
 
 function showLine() {
-  const problems = detail.problems.filter((problem) => LINE_PROBLEMS.includes(problem.id));
+  const problems = detail.problems.filter(isOfLine).map(timeless);
   const place = byId('line');
   const text = JSON.stringify(problems);
   if (place.dataset.shown !== text) {

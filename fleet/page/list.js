@@ -2,7 +2,7 @@
 
 import { byId, durationText, element, setText } from './dom.js';
 import { stateWords } from './overview.js';
-import { fleet, kinds, kindWords, levelOf, NO_FILTER, valuesOf, wanted } from './model.js';
+import { fleet, kinds, kindWords, levelOf, NO_FILTER, timeless, valuesOf, wanted } from './model.js';
 
 // So many rows are made at a time: a screen of a telephone shows ten.
 const PAGE_ROWS = 100;
@@ -36,7 +36,7 @@ function rowNode(gateway) {
   if (gateway.problems.length) {
     const more = gateway.problems.length - 1;
     row.append(element('p', { class: `what ${levelOf(gateway)}` },
-      gateway.problems[0].what + (more > 0 ? ` (and ${more} more)` : '')));
+      timeless(gateway.problems[0]).what + (more > 0 ? ` (and ${more} more)` : '')));
   }
   return element('li', {}, row);
 }

@@ -111,6 +111,9 @@ class Fleet(PageCase):
     def test_List_HasTheWorstFirstWithWhatIsWrong(self):
         self.assertEqual(self.rows(), ["depot-gone", "odd", "pump-1", "pump-2", "last", "two-modems", "well"])
         self.assertIn("lost it without a word", self.browser.text("#rows"))
+        # The time it was last heard stands beside, and goes on.
+        self.assertIn("heard 3 h 3 min ago", self.browser.text("#rows"))
+        self.assertEqual(self.browser.text("#rows .what").count(" ago"), 0)
         self.browser.waitFor("#count", "7 gateways: 1 offline, 3 with something wrong, 3 well")
         self.browser.waitFor("#kinds", "1 SIM missing")
 
