@@ -280,6 +280,12 @@ void requireOutput(const sSendOptions& options, const sPlan& plan) {
 
 void send(sFleetContext& context, sSendOptions options) {
     const sSendWords words = splitWords(options.words);
+    if (words.command.empty() && words.names.size() > 1)
+        throw cFailure(eExitStatus::USAGE,
+                       "'" + printableLine(words.names.back()) +
+                           "' is not a command, so it is read as a gateway, and "
+                           "the command is missing; expected " +
+                           commandNames());
     options.filter.names = words.names;
     const sCommand order = readOrder(words.command, options.order);
     requireTargets(options);

@@ -327,7 +327,8 @@ class Sends(WithGateways):
         self.assertRegex(out, "Still out, .*: pump-1\n")
 
     def test_WrongWords_AreExplained(self):
-        for words, part in ((["pump-1"], "the command is missing"), (["pump-1", "data"], "data on|off|auto"),
+        for words, part in ((["pump-1"], "the command is missing"), (["pump-1", "docter"], "'docter' is not a command"),
+                            (["pump-1", "data"], "data on|off|auto"),
                             (["pump-1", "data", "yes"], "on off auto"), (["pump-9", "reload"], "no gateway pump-9"),
                             (["pump-1", "config", "/nowhere"], "/nowhere")):
             text = self.ask("send", *words, status=1 if words[-1] == "/nowhere" else 2)
