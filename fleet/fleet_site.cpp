@@ -14,22 +14,12 @@ constexpr const char* GATEWAY_PATH = "/api/gateway/";
 constexpr const char* HEX_DIGITS = "0123456789abcdefABCDEF";
 
 // clang-format off
-const tPageFiles FILES = {
-    {"/",            "index.html",  PAGE_HTML},
-    {"/index.html",  "index.html",  PAGE_HTML},
-    {"/page.css",    "page.css",    PAGE_CSS},
+const tPageFiles FILES = withSharedFiles({
     {"/fleet.css",   "fleet.css",   PAGE_CSS},
     {"/fleet.js",    "fleet.js",    PAGE_SCRIPT},
     {"/list.js",     "list.js",     PAGE_SCRIPT},
     {"/model.js",    "model.js",    PAGE_SCRIPT},
-    {"/dom.js",      "dom.js",      PAGE_SCRIPT},
-    {"/frame.js",    "frame.js",    PAGE_SCRIPT},
-    {"/live.js",     "live.js",     PAGE_SCRIPT},
-    {"/overview.js", "overview.js", PAGE_SCRIPT},
-    {"/signal.js",   "signal.js",   PAGE_SCRIPT},
-    {"/tone.js",     "tone.js",     PAGE_SCRIPT},
-    {"/icon.svg",    "icon.svg",    PAGE_SVG},
-};
+});
 
 struct sParameter {
     const char* name;
