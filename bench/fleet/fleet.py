@@ -203,9 +203,9 @@ def measureServer(conf, count, binaries, row):
         connection.request("GET", path)
         return connection.getresponse()
     try:
-        # By the metrics, which are small at first: each look costs the server something too.
-        while get("/metrics").read().count(b"\ncellslot_gateway_online{") < count:
-            time.sleep(0.1)
+        # The states come after whether each is online. Each look costs the server something too.
+        while get("/metrics").read().count(b"\ncellslot_slot_state{") < count:
+            time.sleep(1)
         note("all_known", begin)
         for name, path in (("metrics", "/metrics"), ("api", "/api/fleet")):
             start = time.monotonic()

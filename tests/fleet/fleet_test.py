@@ -273,6 +273,21 @@ class Sends(WithGateways):
         self.assertEqual(sorted(text.splitlines()[:3]), [f"{name}: done: reload was executed" for name in self.names])
         self.assertEqual(text.splitlines()[-1], "3 gateways: 3 done")
 
+    def test_Terminal_ShowsHowFarItIsAndAPipeDoesNot(self):
+        self.everybody(agree)
+        self.ask("send", "*", "reload", "--yes")  # says that nothing is at standard error
+        master, slave = pty.openpty()
+        process = subprocess.Popen([str(FLEET), "send", "*", "reload", "--yes", "--wave", "1", "--conf", str(self.conf)],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=slave, text=True)
+        out, _ = process.communicate(timeout=LIMIT_S)
+        os.close(slave)
+        shown = os.read(master, 65536).decode()
+        os.close(master)
+        self.assertIn("0 of 3, 0 failed, 1 out", shown)
+        self.assertIn("2 of 3, 0 failed, 1 out", shown)
+        self.assertTrue(shown.endswith("\r\x1b[K"), shown[-40:])
+        self.assertNotIn("[", out)
+
     def test_SeveralGatewaysWithoutConsent_AreNotAsked(self):
         gateways = self.everybody(agree)
         self.assertIn("use --yes in scripts", self.ask("send", "*", "reload", status=2))
