@@ -57,9 +57,9 @@ std::string headerText(MHD_Connection* connection, const char* name) {
     return value == nullptr ? "" : value;
 }
 
-MHD_Result addToQuery(void* query, MHD_ValueKind /*kind*/, const char* key, const char* value) {
-    static_cast<std::map<std::string, std::string>*>(query)->emplace(key,
-                                                                     value == nullptr ? "" : value);
+MHD_Result addToQuery(void* argument, MHD_ValueKind /*kind*/, const char* key, const char* value) {
+    auto& request = *static_cast<sHttpRequest*>(argument);
+    if (!request.query.emplace(key, value == nullptr ? "" : value).second) request.repeated = key;
     return MHD_YES;
 }
 
@@ -93,7 +93,7 @@ sHttpRequest describe(MHD_Connection* connection, const char* method, const char
     request.fetchSite = headerText(connection, "Sec-Fetch-Site");
     request.client = clientName(connection);
     request.isLocal = isLocal;
-    MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, addToQuery, &request.query);
+    MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, addToQuery, &request);
     return request;
 }
 

@@ -212,6 +212,8 @@ class Answers(ServeCase):
         self.assertEqual(chosen("operator=voda+%26"), ["pump-1"])
         self.assertEqual(chosen("firmware=20.00.4&state=connected"), ["pump-1", "pump-3"])
         self.assertEqual(chosen("firmware=99"), [])
+        status, _, body = server.get("/api/fleet?name=pump-1&name=pump-2")
+        self.assertEqual((status, body), (400, "The query has 'name' twice; expected each parameter once.\n"))
         for query in ("state=ofline", "signal=bad"):
             self.assertEqual(server.get("/api/fleet?" + query)[0], 400, query)
         for query in ("colour=red", "state=%00", "name=%zz"):
