@@ -44,6 +44,21 @@ class WithGateways(FleetCase):
         for gateway in self.gateways.values():
             gateway.end()
 
+    def watch(self):
+        """cellslot-fleet watch, its keyboard, and whether its screen has shown some bytes so far."""
+        master, slave = pty.openpty()
+        process = subprocess.Popen([str(FLEET), "watch", "--conf", str(self.conf)], stdin=slave, stdout=slave,
+                                   stderr=slave, env={**os.environ, "TERM": "xterm", "LINES": "24", "COLUMNS": "80"})
+        self.addCleanup(process.kill)
+        os.close(slave)
+        seen = b""
+
+        def read(part):
+            nonlocal seen
+            seen += os.read(master, 65536)
+            return part in seen
+        return process, master, read
+
     def everybody(self, answer):
         return [self.connect(name, answer) for name in self.names]
 
@@ -129,16 +144,7 @@ class Shows(WithGateways):
         self.assertIn("1 of 3 gateways", text)
 
     def test_Watch_ShowsChangesUntilQ(self):
-        master, slave = pty.openpty()
-        process = subprocess.Popen([str(FLEET), "watch", "--conf", str(self.conf)], stdin=slave, stdout=slave,
-                                   stderr=slave, env={**os.environ, "TERM": "xterm", "LINES": "24", "COLUMNS": "80"})
-        os.close(slave)
-        seen = b""
-
-        def read(part):
-            nonlocal seen
-            seen += os.read(master, 65536)
-            return part in seen
+        process, master, read = self.watch()
         waitUntil(lambda: read(b"3 gateways: 3 well"), "the first screen")
         self.gateways["pump-1"].publishState(None, slotStatus(state="not_connected", problems=[NO_SIM]))
         waitUntil(lambda: read(b"detects no SIM"), "the change")
@@ -408,17 +414,7 @@ class BrokerThatGoes(WithGateways):
         self.assertIn("no connection to the broker", self.ask("status", "--broker", "localhost:1", status=1))
 
     def test_WatchAfterALoss_DoesNotShowWhatTheBrokerForgot(self):
-        master, slave = pty.openpty()
-        process = subprocess.Popen([str(FLEET), "watch", "--conf", str(self.conf)], stdin=slave, stdout=slave,
-                                   stderr=slave, env={**os.environ, "TERM": "xterm", "LINES": "24", "COLUMNS": "80"})
-        self.addCleanup(process.kill)
-        os.close(slave)
-        seen = b""
-
-        def read(part):
-            nonlocal seen
-            seen += os.read(master, 65536)
-            return part in seen
+        process, master, read = self.watch()
         waitUntil(lambda: read(b"3 gateways: 3 well"), "the first screen")
         self.broker.end()
         waitUntil(lambda: read(b"! no connection: "), "the loss")
