@@ -16,7 +16,7 @@ bool isGood(const sResult& result) {
 }  // namespace
 
 void cAnswers::expect(const std::string& gateway, const std::string& commandId) {
-    m_expected[commandId] = {gateway, {}};
+    m_expected[commandId] = {gateway, eResult::DONE, {}};
 }
 
 std::optional<sAnswer> cAnswers::take(const std::string& gateway, const sResult& result) {
@@ -27,6 +27,9 @@ std::optional<sAnswer> cAnswers::take(const std::string& gateway, const sResult&
         return std::nullopt;
     std::map<int, std::string>& parts = found->second.parts;
     if (result.output.size() > RESULT_PART_MAX) return std::nullopt;
+    // Of the first answer some parts were lost: what came again says what became of it.
+    if (result.status != found->second.status) parts.clear();
+    found->second.status = result.status;
     parts[result.part] = result.output;
     if (parts.size() < static_cast<size_t>(result.parts)) return std::nullopt;
     sAnswer answer;

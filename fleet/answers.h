@@ -16,6 +16,7 @@ struct sAnswer {
     std::optional<int> exit;
     std::string output;  // bytes as they were sent
     bool isSuccess = false;
+    bool isLate = false;  // it had been given up before, which counts
 };
 
 // Finds the answers to our commands among all results, and puts those in parts together.
@@ -31,6 +32,7 @@ class cAnswers {
   private:
     struct sExpected {
         std::string gateway;
+        eResult status = eResult::DONE;  // of the parts
         std::map<int, std::string> parts;
     };
     std::map<std::string, sExpected> m_expected;  // by the command's id

@@ -41,6 +41,17 @@ void cCampaign::turn(time_t now) {
     }
 }
 
+void cCampaign::turnWithoutLine(time_t now) {
+    if (m_giveUp == 0 || now <= m_giveUp) return;
+    m_waves.stop();
+    giveUp();
+}
+
+void cCampaign::lineIsBack(time_t now) {
+    sendAgain();
+    m_giveUp = std::max(m_giveUp, now + GRACE_S);
+}
+
 void cCampaign::send(const std::string& gateway) {
     m_publish(topicText({gateway, eTopic::COMMAND, 0}), commandText(m_setup.commands.at(gateway)));
 }
@@ -65,8 +76,9 @@ void cCampaign::giveUp() {
 void cCampaign::take(const std::string& gateway, const std::string& payload) {
     const std::optional<sResult> result = parseResult(payload);
     if (!result) return;
-    const std::optional<sAnswer> answer = m_answers.take(gateway, *result);
+    std::optional<sAnswer> answer = m_answers.take(gateway, *result);
     if (!answer) return;
+    answer->isLate = m_waves.out().count(gateway) == 0;
     m_waves.finish(gateway, answer->isSuccess);
     m_answered(*answer);
 }

@@ -28,8 +28,12 @@ class cCampaign {
     void turn(time_t now);
     // A result from the broker.
     void take(const std::string& gateway, const std::string& payload);
-    // After the connection was lost: what was sent may not have arrived, nor its answer.
-    void sendAgain();
+    // The same while there is no connection: nothing can be sent, and at the end of the wave's time
+    // the campaign ends.
+    void turnWithoutLine(time_t now);
+    // The connection is back: what was sent may not have arrived, nor its answer. Also after the
+    // deadline: a gateway that has executed it says so.
+    void lineIsBack(time_t now);
 
     // A cluster of brokers that changes its leader may lose a message. So each is asked again after
     // this time without an answer, then after twice as long, and so on.
@@ -44,6 +48,7 @@ class cCampaign {
 
   private:
     void send(const std::string& gateway);
+    void sendAgain();
     void giveUp();
 
     sSetup m_setup;

@@ -19,6 +19,7 @@ constexpr size_t ROUNDS = 2;
 // seconds later.
 constexpr int REFUSALS_MAX = 15;
 constexpr int64_t AGAIN_MS = 1000;
+constexpr int64_t LATER_MS = 30'000;
 
 std::string clientId(const std::string& session) {
     if (!session.empty()) return "fleet-" + session;
@@ -78,12 +79,9 @@ void cDesk::subscribe(const sSubscription& wanted) {
 }
 
 void cDesk::refuse(const sSubscription& wanted) {
-    if (m_refusals == REFUSALS_MAX) {
-        m_refused = wanted.filter;
-        return;
-    }
+    if (m_refusals >= REFUSALS_MAX) m_refused = wanted.filter;
     m_again.push_back(&wanted);
-    m_againMs = monotonicMs() + AGAIN_MS;
+    m_againMs = monotonicMs() + (m_refused.empty() ? AGAIN_MS : LATER_MS);
 }
 
 void cDesk::subscribeAgain() {
@@ -103,6 +101,7 @@ void cDesk::subscribed(int messageId, bool isGranted) {
     m_pending.erase(found);
     if (!isGranted) refuse(answered);
     if (!m_pending.empty() || !m_again.empty()) return;
+    m_refused.clear();
     if (m_wasReady && m_back) m_back();
     m_wasReady = true;
 }
@@ -111,6 +110,11 @@ void cDesk::take(const sIncomingMessage& message) {
     ++m_received;
     const std::optional<sTopic> topic = parseTopic(message.topic);
     if (topic) m_message(*topic, message);
+}
+
+std::string cDesk::trouble() const {
+    return m_refused.empty() ? m_trouble
+                             : "the broker does not allow this user to read " + m_refused;
 }
 
 void cDesk::turn(int milliseconds, int other) {
@@ -130,9 +134,7 @@ bool cDesk::open() {
         if (m_failures >= ROUNDS * m_brokers)
             throw cFailure(eExitStatus::FAILED, "no connection to the broker: " + m_trouble);
     }
-    if (!m_refused.empty())
-        throw cFailure(eExitStatus::NOT_PERMITTED,
-                       "the broker does not allow this user to read " + m_refused);
+    if (!m_refused.empty()) throw cFailure(eExitStatus::NOT_PERMITTED, trouble());
     return true;
 }
 

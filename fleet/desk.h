@@ -38,11 +38,16 @@ class cDesk {
     // Waits for the broker, at most so long, or until other can be read. Returns at a signal.
     void turn(int milliseconds, int other = -1);
 
-    bool isReady() const { return m_link.isUp() && m_pending.empty() && m_again.empty(); }
-    // A subscription that the broker refuses again and again; empty: it allows all.
+    bool isConnected() const { return m_link.isUp(); }
+    // The broker has answered every subscription.
+    bool isReady() const {
+        return isConnected() && m_pending.empty() && (m_again.empty() || !m_refused.empty());
+    }
+    // A subscription that the broker refuses again and again, and is asked for now and then; empty:
+    // it allows all.
     const std::string& refused() const { return m_refused; }
-    // Why there is no connection; empty if there is one.
-    const std::string& trouble() const { return m_trouble; }
+    // Why nothing comes from the broker; empty if there is nothing to say.
+    std::string trouble() const;
     std::string broker() const { return m_link.broker(); }
 
     // As cBrokerLink::publish. acknowledged is called when the broker has it.

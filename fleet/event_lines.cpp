@@ -1,7 +1,5 @@
 #include "fleet/event_lines.h"
 
-#include <algorithm>
-
 #include "cli/base/display_text.h"
 #include "cli/base/printable_text.h"
 #include "cli/base/utc_time.h"
@@ -33,12 +31,18 @@ std::optional<sReport> readReport(const sTopic& topic, const std::string& payloa
 }  // namespace
 
 bool cSeenIds::isNew(const std::string& gateway, const sMessageId& id) {
-    std::deque<std::string>& seen = m_seen[gateway];
-    const std::string text = messageIdText(id);
-    if (std::find(seen.begin(), seen.end(), text) != seen.end()) return false;
-    seen.push_back(text);
-    if (seen.size() > KEPT) seen.pop_front();
-    return true;
+    sLast& last = m_last[gateway];
+    if (last.stream != id.stream) last = {id.stream, id.number, {}};
+    if (id.number > last.greatest) {
+        const uint64_t step = id.number - last.greatest;
+        last.seen = step < KEPT ? last.seen << step : std::bitset<KEPT>();
+        last.greatest = id.number;
+    }
+    const uint64_t age = last.greatest - id.number;
+    if (age >= KEPT) return true;
+    const bool isNew = !last.seen.test(age);
+    last.seen.set(age);
+    return isNew;
 }
 
 std::string eventLine(const sTopic& topic, const std::string& payload, cSeenIds& seen) {
@@ -53,5 +57,8 @@ std::string eventJson(const sTopic& topic, const std::string& payload, cSeenIds&
     if (!report || !seen.isNew(topic.gateway, report->id)) return "";
     nlohmann::ordered_json object{{"gateway", topic.gateway}, {"slot", topic.slot}};
     object.update(nlohmann::ordered_json::parse(payload, nullptr, false));
+    // By the topic, which the broker's permissions bind to the gateway; the text can claim another.
+    object["gateway"] = topic.gateway;
+    object["slot"] = topic.slot;
     return jsonText(object);
 }

@@ -1,7 +1,8 @@
 #ifndef FLEET_EVENT_LINES_H
 #define FLEET_EVENT_LINES_H
 
-#include <deque>
+#include <bitset>
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -17,10 +18,17 @@ class cSeenIds {
     // True the first time.
     bool isNew(const std::string& gateway, const sMessageId& id);
 
-    static constexpr size_t KEPT = 256;  // of each gateway
+    // Of each gateway; one that is older than so many before the last counts as new.
+    static constexpr size_t KEPT = 256;
 
   private:
-    std::map<std::string, std::deque<std::string>> m_seen;
+    // Numbers count up by one: a bit for each is 200 bytes for a gateway, their texts 8 kB.
+    struct sLast {
+        std::string stream;
+        uint64_t greatest = 0;
+        std::bitset<KEPT> seen;  // from the greatest downwards
+    };
+    std::map<std::string, sLast> m_last;  // by gateway
 };
 
 // "2026-11-22T19:30:00Z  pump-7/1  lost: ...": printable. Empty if the message is not one of these.

@@ -7,10 +7,13 @@
 #include "cli/base/printable_text.h"
 #include "cli/base/waiting.h"
 #include "fleet/event_lines.h"
+#include "fleet/line_words.h"
 
 namespace {
 
 constexpr int STEP_MS = 1000;
+constexpr const char* MISSED = "what gateways report meanwhile is not shown";
+constexpr const char* KEPT = "the broker keeps for this session what gateways report meanwhile";
 
 struct sEventsOptions {
     sFilter filter;
@@ -45,6 +48,8 @@ void events(sFleetContext& context, const sEventsOptions& options) {
     std::ostream& out = context.cli.out;
     cDesk desk(context.config(), context.cli.places, options.session, subscriptions(options),
                [&](const sTopic& topic, const sIncomingMessage& message) {
+                   // The broker keeps the subscription of an earlier call of this session.
+                   if (topic.kind == eTopic::SMS && !options.sms) return;
                    if (!isNamed(options.filter, topic.gateway)) return;
                    const auto toText = options.json ? eventJson : eventLine;
                    const std::string line = toText(topic, message.payload, seen);
@@ -54,8 +59,11 @@ void events(sFleetContext& context, const sEventsOptions& options) {
         desk.open();
     else
         desk.collect();  // what has waited
-    while (options.follow && cInterruption::signalSeen() == 0 && out)
+    cLineWords line(options.session.empty() ? MISSED : KEPT);
+    while (options.follow && cInterruption::signalSeen() == 0 && out) {
         desk.turn(STEP_MS);
+        line.follow(desk);
+    }
 }
 
 }  // namespace

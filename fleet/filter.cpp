@@ -4,11 +4,14 @@
 
 #include <algorithm>
 
+#include "cli/base/printable_text.h"
 #include "platform/include/text_helpers.h"
 
 namespace {
 
 constexpr const char* SIGNAL_UNKNOWN = "unknown";
+constexpr const char* SIGNALS[] = {"good", "fair", "poor", SIGNAL_UNKNOWN};
+constexpr const char* OTHER_STATES[] = {"online", "error", "warning", "note"};
 
 // "Not connected" and "not-connected" are the state "not_connected".
 std::string idOf(const std::string& written) {
@@ -28,7 +31,8 @@ bool hasState(const sFilter& filter, const sJudgement& judgement) {
     if (wanted.empty() || wanted == judgement.state) return true;
     if (wanted == "online") return judgement.isOnline;
     if (wanted == "error") return hasLevel(judgement, eSeverity::ERROR);
-    return wanted == "warning" && hasLevel(judgement, eSeverity::WARNING);
+    if (wanted == "warning") return hasLevel(judgement, eSeverity::WARNING);
+    return wanted == "note" && hasLevel(judgement, eSeverity::NOTE);
 }
 
 bool contains(const std::string& text, const std::string& wanted) {
@@ -40,15 +44,18 @@ bool hasSignal(const sFilter& filter, const sSlotState& slot) {
     return filter.signal == SIGNAL_UNKNOWN ? slot.quality.empty() : filter.signal == slot.quality;
 }
 
-// Of one slot all must be true.
+bool isWanted(const sFilter& filter, const sSlotState& slot) {
+    return contains(slot.operatorName, filter.operatorName) && hasSignal(filter, slot) &&
+           startsWith(slot.firmware, filter.firmware);
+}
+
+// Of one slot all must be true. Of a gateway that has not published any, nothing is known.
 bool hasSlot(const sFilter& filter, const sGateway& gateway) {
     if (filter.operatorName.empty() && filter.signal.empty() && filter.firmware.empty())
         return true;
-    return std::any_of(gateway.slots.begin(), gateway.slots.end(), [&](const auto& entry) {
-        const sSlotState& slot = entry.second;
-        return contains(slot.operatorName, filter.operatorName) && hasSignal(filter, slot) &&
-               startsWith(slot.firmware, filter.firmware);
-    });
+    if (gateway.slots.empty()) return isWanted(filter, {});
+    return std::any_of(gateway.slots.begin(), gateway.slots.end(),
+                       [&](const auto& entry) { return isWanted(filter, entry.second); });
 }
 
 }  // namespace
@@ -83,6 +90,24 @@ std::vector<sJudgement> filtered(const sFilter& filter, const std::vector<sJudge
     for (const sJudgement& judgement : all)
         if (matches(filter, judgement)) chosen.push_back(judgement);
     return chosen;
+}
+
+std::string filterProblem(const sFilter& filter, const cFleet& fleet) {
+    const std::string state = idOf(filter.state);
+    const auto isState = [&state](const char* each) { return state == each; };
+    const auto hasIt = [&state](const auto& gateway) {
+        return std::any_of(gateway.second.slots.begin(), gateway.second.slots.end(),
+                           [&state](const auto& slot) { return slot.second.state == state; });
+    };
+    const bool isRight = state.empty() || isKnownState(state) ||
+                         std::any_of(std::begin(OTHER_STATES), std::end(OTHER_STATES), isState) ||
+                         std::any_of(fleet.gateways().begin(), fleet.gateways().end(), hasIt);
+    if (!isRight)
+        return "no state is called '" + printableLine(filter.state) + "'; expected " +
+               knownStates() + ", online, error, warning or note";
+    const bool isSignal = filter.signal.empty() || std::find(std::begin(SIGNALS), std::end(SIGNALS),
+                                                             filter.signal) != std::end(SIGNALS);
+    return isSignal ? "" : "the signal is good, fair, poor or unknown";
 }
 
 std::vector<std::string> unknownNames(const sFilter& filter, const cFleet& fleet) {

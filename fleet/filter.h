@@ -26,6 +26,9 @@ bool matches(const sFilter& filter, const sJudgement& judgement);
 bool isNamed(const sFilter& filter, const std::string& name);
 std::vector<sJudgement> filtered(const sFilter& filter, const std::vector<sJudgement>& all);
 
+// What is wrong with the values; empty if nothing. A state that some gateway has is right too.
+std::string filterProblem(const sFilter& filter, const cFleet& fleet);
+
 // Names without * ? [ that no gateway has.
 std::vector<std::string> unknownNames(const sFilter& filter, const cFleet& fleet);
 

@@ -25,6 +25,8 @@ cFleet collectFleet(const sFleetContext& context) {
 }
 
 void requireKnown(const sFilter& filter, const cFleet& fleet) {
+    const std::string problem = filterProblem(filter, fleet);
+    if (!problem.empty()) throw cFailure(eExitStatus::USAGE, problem);
     std::vector<std::string> shown = unknownNames(filter, fleet);
     if (shown.empty()) return;
     for (std::string& name : shown)

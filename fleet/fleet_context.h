@@ -21,7 +21,7 @@ void addBrokerOptions(const cSubcommand& command, sFleetContext& context);
 cFleet collectFleet(const sFleetContext& context);
 std::vector<cDesk::sSubscription> stateSubscriptions();
 
-// Throws a cFailure for a name that no gateway has.
+// Throws a cFailure for a name that no gateway has, and for a value that no filter knows.
 void requireKnown(const sFilter& filter, const cFleet& fleet);
 
 #endif

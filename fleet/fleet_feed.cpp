@@ -11,10 +11,22 @@ cFleetFeed::cFleetFeed(const sFleetConfig& config, const sPlaces& places)
              }) {}
 
 void cFleetFeed::take(const sTopic& topic, const std::string& payload) {
+    m_lastMs = monotonicMs();
+    const size_t before = m_fleet.refused();
     m_fleet.take(topic, payload);
     if (m_isCollecting) m_fresh.take(topic, payload);
-    m_changed.insert(topic.gateway);
-    m_lastMs = monotonicMs();
+    if (m_fleet.refused() != before)
+        ++m_refused;
+    else
+        m_changed.insert(topic.gateway);
+}
+
+bool cFleetFeed::open() {
+    while (!m_isComplete) {
+        if (!m_desk.isReady() && !m_desk.open()) return false;
+        turn(static_cast<int>(cDesk::QUIET_MS), -1);
+    }
+    return true;
 }
 
 void cFleetFeed::turn(int milliseconds, int other) {
@@ -25,9 +37,10 @@ void cFleetFeed::turn(int milliseconds, int other) {
 }
 
 void cFleetFeed::collect() {
-    if (!m_desk.isReady()) {
+    // What a refused subscription would bring has not gone: the last known states stay.
+    if (!m_desk.isReady() || !m_desk.refused().empty()) {
         // Without a connection what was collected counts no more.
-        if (!m_desk.trouble().empty()) m_fresh = cFleet();
+        if (!m_desk.isConnected()) m_fresh = cFleet();
         m_isCollecting = true;
         m_lastMs = monotonicMs();
         return;
@@ -38,13 +51,7 @@ void cFleetFeed::collect() {
     m_fleet = std::move(m_fresh);
     m_fresh = cFleet();
     m_isCollecting = false;
-    m_isComplete = m_desk.refused().empty();
-}
-
-std::string cFleetFeed::trouble() const {
-    if (!m_desk.refused().empty())
-        return "the broker does not allow this user to read " + m_desk.refused();
-    return m_desk.trouble();
+    m_isComplete = true;
 }
 
 std::set<std::string> cFleetFeed::takeChanged() {

@@ -14,6 +14,8 @@ class cFleetFeed {
   public:
     cFleetFeed(const sFleetConfig& config, const sPlaces& places);
 
+    // As cDesk::collect.
+    bool open();
     // As cDesk::turn.
     void turn(int milliseconds, int other);
 
@@ -21,7 +23,9 @@ class cFleetFeed {
     // All that the broker keeps has come, at least once.
     bool isComplete() const { return m_isComplete; }
     // Why nothing comes from the broker; empty if there is nothing to say.
-    std::string trouble() const;
+    std::string trouble() const { return m_desk.trouble(); }
+    // As cFleet::refused, since the program began.
+    size_t refused() const { return m_refused; }
     // Gateways that have said something, or are gone, since the last call.
     std::set<std::string> takeChanged();
 
@@ -34,6 +38,7 @@ class cFleetFeed {
     bool m_isCollecting = true;
     bool m_isComplete = false;
     int64_t m_lastMs = 0;  // when something came
+    size_t m_refused = 0;
     std::set<std::string> m_changed;
     cDesk m_desk;  // last: its handler uses all of this
 };

@@ -11,14 +11,18 @@ namespace {
 
 constexpr size_t ID_MAX = 40;
 constexpr const char* ID_LETTERS = "abcdefghijklmnopqrstuvwxyz0123456789_";
-constexpr const char* ID_OTHER = "other";
+constexpr const char* OTHER = "other";
 
 // A gateway can call a problem what it likes.
 std::string problemLabels(const sTrouble& trouble) {
     const bool isUsual = !trouble.id.empty() && trouble.id.size() <= ID_MAX &&
                          trouble.id.find_first_not_of(ID_LETTERS) == std::string::npos;
-    return metricLabel("problem", isUsual ? trouble.id : ID_OTHER) + "," +
+    return metricLabel("problem", isUsual ? trouble.id : OTHER) + "," +
            metricLabel("severity", severityId(trouble.level));
+}
+
+std::string stateLabel(const std::string& state) {
+    return metricLabel("state", isKnownState(state) ? state : OTHER);
 }
 
 std::set<std::string> problemsOf(const sJudgement& judgement) {
@@ -42,7 +46,7 @@ std::string totals(const std::vector<sJudgement>& all) {
     tCounts states;
     tCounts problems;
     for (const sJudgement& judgement : all) {
-        ++states[metricLabel("state", judgement.state)];
+        ++states[stateLabel(judgement.state)];
         for (const std::string& labels : problemsOf(judgement))
             ++problems[labels];
     }
@@ -90,8 +94,7 @@ std::string stateSeries(const char* name, const std::string& label, const sJudge
     if (!judgement.isOnline) return "";
     std::string text;
     for (const auto& [number, slot] : judgement.gateway->slots)
-        text += series(
-            name, label + ",slot=\"" + itos(number) + "\"," + metricLabel("state", slot.state), 1);
+        text += series(name, label + ",slot=\"" + itos(number) + "\"," + stateLabel(slot.state), 1);
     return text;
 }
 

@@ -28,25 +28,19 @@ std::string columns(const std::vector<std::string>& cells) {
 
 std::string heardText(const sJudgement& judgement, time_t now) {
     if (judgement.heard == 0) return "never";
+    if (judgement.isClockWrong) return "not known";
     return judgement.heard > now ? "now" : durationText(now - judgement.heard);
+}
+
+std::string heardSentence(const sJudgement& judgement, time_t now) {
+    if (judgement.isClockWrong) return "heard at a time not known";
+    const bool isPast = judgement.heard != 0 && judgement.heard <= now;
+    return "heard " + heardText(judgement, now) + (isPast ? " ago" : "");
 }
 
 std::string networkText(const sSlotState& slot) {
     const std::string text = joined({slot.operatorName, slot.technology}, " ");
     return text.empty() ? "-" : text;
-}
-
-// A name that does not fit has a line of its own.
-tLines listLine(const sJudgement& judgement, time_t now) {
-    const std::string& name = judgement.gateway->name;
-    const sSlotState* slot = judgement.worst;
-    tLines lines;
-    if (name.size() > NAME_WIDTH) lines.push_back(name);
-    lines.push_back(columns({name.size() > NAME_WIDTH ? "" : name, stateWords(judgement.state),
-                             slot != nullptr ? networkText(*slot) : "-",
-                             slot != nullptr && !slot->quality.empty() ? slot->quality : "-",
-                             heardText(judgement, now)}));
-    return lines;
 }
 
 tLines troubleLines(const std::vector<sTrouble>& troubles) {
@@ -103,8 +97,20 @@ std::string fleetTitles() {
     return columns(titles);
 }
 
+tLines gatewayHead(const sJudgement& judgement, time_t now) {
+    const std::string& name = judgement.gateway->name;
+    const sSlotState* slot = judgement.worst;
+    tLines lines;
+    if (name.size() > NAME_WIDTH) lines.push_back(name);
+    lines.push_back(columns({name.size() > NAME_WIDTH ? "" : name, stateWords(judgement.state),
+                             slot != nullptr ? networkText(*slot) : "-",
+                             slot != nullptr && !slot->quality.empty() ? slot->quality : "-",
+                             heardText(judgement, now)}));
+    return lines;
+}
+
 tLines gatewayLines(const sJudgement& judgement, time_t now) {
-    tLines lines = listLine(judgement, now);
+    tLines lines = gatewayHead(judgement, now);
     append(lines, troubleLines(judgement.troubles));
     return lines;
 }
@@ -142,8 +148,7 @@ tLines fleetScreen(const std::vector<sJudgement>& chosen, size_t all, time_t now
 
 tLines gatewayScreen(const sJudgement& judgement, time_t now) {
     const sGateway& gateway = *judgement.gateway;
-    const std::string right = "heard " + heardText(judgement, now) +
-                              (judgement.heard != 0 && judgement.heard <= now ? " ago" : "");
+    const std::string right = heardSentence(judgement, now);
     const std::string left = gateway.name + "  " + (judgement.isOnline ? "ONLINE" : "OFFLINE");
     tLines lines = {fitTo(left, SCREEN_WIDTH - right.size()) + right};
     if (!judgement.isOnline) append(lines, troubleLines({judgement.troubles.front()}));

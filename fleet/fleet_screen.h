@@ -15,6 +15,9 @@ tLines fleetScreen(const std::vector<sJudgement>& chosen, size_t all, time_t now
 // "4 of 10000 gateways: 1 offline, 1 with an error, 1 with a warning, 1 well".
 std::string fleetSummary(const std::vector<sJudgement>& chosen, size_t all);
 
+// Its line without what is wrong; two for a long name.
+tLines gatewayHead(const sJudgement& judgement, time_t now);
+
 // Its title line, and the lines of one gateway in the list.
 std::string fleetTitles();
 tLines gatewayLines(const sJudgement& judgement, time_t now);

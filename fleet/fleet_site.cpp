@@ -14,21 +14,12 @@ constexpr const char* GATEWAY_PATH = "/api/gateway/";
 constexpr const char* HEX_DIGITS = "0123456789abcdefABCDEF";
 
 // clang-format off
-const tPageFiles FILES = {
-    {"/",            "index.html",  PAGE_HTML},
-    {"/index.html",  "index.html",  PAGE_HTML},
-    {"/page.css",    "page.css",    PAGE_CSS},
+const tPageFiles FILES = withSharedFiles({
     {"/fleet.css",   "fleet.css",   PAGE_CSS},
     {"/fleet.js",    "fleet.js",    PAGE_SCRIPT},
     {"/list.js",     "list.js",     PAGE_SCRIPT},
     {"/model.js",    "model.js",    PAGE_SCRIPT},
-    {"/dom.js",      "dom.js",      PAGE_SCRIPT},
-    {"/live.js",     "live.js",     PAGE_SCRIPT},
-    {"/overview.js", "overview.js", PAGE_SCRIPT},
-    {"/signal.js",   "signal.js",   PAGE_SCRIPT},
-    {"/tone.js",     "tone.js",     PAGE_SCRIPT},
-    {"/icon.svg",    "icon.svg",    PAGE_SVG},
-};
+});
 
 struct sParameter {
     const char* name;
@@ -95,7 +86,7 @@ void cFleetSite::look() {
 
 sHttpAnswer cFleetSite::metrics() const {
     const time_t now = time(nullptr);
-    return content(TYPE_METRICS, brokerMetrics(m_feed.trouble().empty(), m_feed.fleet().refused()) +
+    return content(TYPE_METRICS, brokerMetrics(m_feed.trouble().empty(), m_feed.refused()) +
                                      fleetMetrics(judgeAll(m_feed.fleet(), now), now));
 }
 
@@ -109,6 +100,8 @@ sHttpAnswer cFleetSite::fleet(const sHttpRequest& request) const {
                                "; expected name, state, operator, signal and firmware, with "
                                "values as those of cellslot-fleet status.");
     }
+    const std::string problem = filterProblem(filter, m_feed.fleet());
+    if (!problem.empty()) return refusal(HTTP_BAD_REQUEST, "In the query, " + problem + ".");
     return content(TYPE_JSON,
                    fleetJson(filtered(filter, judgeAll(m_feed.fleet(), time(nullptr)))) + "\n");
 }

@@ -19,6 +19,16 @@ std::string footer(size_t hidden, time_t now, const std::string& trouble) {
     return more + line + "; q quits";
 }
 
+tLines shortLines(const sJudgement& judgement, time_t now, size_t columns) {
+    tLines lines = gatewayHead(judgement, now);
+    if (judgement.troubles.empty()) return lines;
+    const size_t more = judgement.troubles.size() - 1;
+    const std::string others = more > 0 ? " (and " + std::to_string(more) + " more)" : "";
+    const size_t room = columns - 1 > others.size() ? columns - 1 - others.size() : 0;
+    lines.push_back(cutTo("  ! " + judgement.troubles.front().what, room) + others);
+    return lines;
+}
+
 }  // namespace
 
 tLines fleetWatch(const std::vector<sJudgement>& chosen, size_t all, time_t now,
@@ -27,7 +37,7 @@ tLines fleetWatch(const std::vector<sJudgement>& chosen, size_t all, time_t now,
     const size_t room = size.rows > FRAME_ROWS ? size.rows - FRAME_ROWS : 0;
     size_t shown = 0;
     for (; shown < chosen.size(); ++shown) {
-        const tLines more = gatewayLines(chosen[shown], now);
+        const tLines more = shortLines(chosen[shown], now, size.columns);
         // Only whole gateways, but of the first what there is room for.
         const size_t left = room + 2 - lines.size();
         if (more.size() > left && shown > 0) break;

@@ -14,6 +14,8 @@ constexpr eSlotState SLOT_STATES[] = {
     eSlotState::CONNECTED, eSlotState::NOT_CONNECTED, eSlotState::DATA_OFF, eSlotState::STARTING,
     eSlotState::STALE,     eSlotState::NO_DAEMON,     eSlotState::NO_DATA};
 constexpr int RANK_FINE = static_cast<int>(eSeverity::NOTE) + 1;
+// A gateway without a battery for its clock may begin long ago; one that is ahead is never silent.
+constexpr time_t CLOCK_AHEAD_MAX_S = 300;
 constexpr const char* CHECK_LINE =
     "check its power, its antenna and its SIM; the broker knows nothing newer";
 
@@ -32,6 +34,18 @@ sTrouble offline(const char* id, const std::string& what, const std::string& men
     return {eSeverity::ERROR, id, what, mend};
 }
 
+bool isWrong(time_t clock, time_t now) {
+    return clock != 0 && (!isTimeKnown(clock) || clock > now + CLOCK_AHEAD_MAX_S);
+}
+
+sTrouble clockTrouble(time_t heard) {
+    return {eSeverity::WARNING, "clock_wrong",
+            "Its clock said " + utcText(heard) +
+                " when it was last heard, so its silence would not be noticed; the broker still "
+                "says when it loses it.",
+            "check how it gets the time: the network's (NITZ), or a time server"};
+}
+
 // What keeps it from being online; the text is empty if nothing.
 sTrouble lineTrouble(const sGateway& gateway, time_t heard, time_t now) {
     if (!gateway.availability)
@@ -46,6 +60,7 @@ sTrouble lineTrouble(const sGateway& gateway, time_t heard, time_t now) {
                        "Offline: the broker lost it without a word. It last said something at " +
                            since(heard, now) + ".",
                        CHECK_LINE);
+    if (isWrong(heard, now)) return {};
     if (said.everyS > 0 && now - heard > said.everyS * SILENCE_FACTOR)
         return offline("silent",
                        "No sign of life since " + since(heard, now) + "; one is due every " +
@@ -65,7 +80,11 @@ const sSlotState* worstSlot(const sGateway& gateway) {
     return worst;
 }
 
-void addSlotTroubles(const sGateway& gateway, std::vector<sTrouble>& troubles) {
+// Of the gateway's clock and slots.
+void addTroubles(sJudgement& judgement) {
+    const sGateway& gateway = *judgement.gateway;
+    std::vector<sTrouble>& troubles = judgement.troubles;
+    if (judgement.isClockWrong) troubles.push_back(clockTrouble(judgement.heard));
     for (const auto& [number, slot] : gateway.slots)
         for (sTrouble trouble : slot.troubles) {
             if (gateway.slots.size() > 1)
@@ -95,7 +114,8 @@ sJudgement judge(const sGateway& gateway, time_t now) {
     judgement.state = STATE_OFFLINE;
     if (judgement.isOnline)
         judgement.state = judgement.worst != nullptr ? judgement.worst->state : STATE_NOT_KNOWN;
-    addSlotTroubles(gateway, judgement.troubles);
+    judgement.isClockWrong = isWrong(judgement.heard, now);
+    addTroubles(judgement);
     if (!judgement.isOnline) judgement.troubles.insert(judgement.troubles.begin(), line);
     return judgement;
 }
@@ -108,6 +128,19 @@ std::vector<sJudgement> judgeAll(const cFleet& fleet, time_t now) {
     std::stable_sort(all.begin(), all.end(),
                      [](const sJudgement& a, const sJudgement& b) { return order(a) < order(b); });
     return all;
+}
+
+bool isKnownState(const std::string& state) {
+    return state == STATE_OFFLINE || state == STATE_NOT_KNOWN ||
+           std::any_of(std::begin(SLOT_STATES), std::end(SLOT_STATES),
+                       [&](eSlotState each) { return state == stateNames(each).id; });
+}
+
+std::string knownStates() {
+    std::vector<std::string> states = {STATE_OFFLINE, STATE_NOT_KNOWN};
+    for (const eSlotState each : SLOT_STATES)
+        states.emplace_back(stateNames(each).id);
+    return joined(states);
 }
 
 std::string stateWords(const std::string& state) {

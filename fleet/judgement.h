@@ -14,7 +14,8 @@ struct sJudgement {
     std::string state;                  // "offline", or that of its worst slot
     const sSlotState* worst = nullptr;  // the slot that is listed; none before the first status
     std::vector<sTrouble> troubles;     // with several slots each says which
-    time_t heard = 0;                   // when it last said something; 0: never
+    time_t heard = 0;                   // when it last said something, by its clock; 0: never
+    bool isClockWrong = false;          // so that heard says nothing
 };
 
 constexpr const char* STATE_OFFLINE = "offline";
@@ -28,6 +29,12 @@ sJudgement judge(const sGateway& gateway, time_t now);
 
 // All of them, the worst first, then by name.
 std::vector<sJudgement> judgeAll(const cFleet& fleet, time_t now);
+
+// Whether it is the id of a state, or of this file's: a gateway can call its state what it likes.
+bool isKnownState(const std::string& state);
+
+// "offline, not_known, connected, ...".
+std::string knownStates();
 
 // "NOT CONNECTED" for "not_connected".
 std::string stateWords(const std::string& state);

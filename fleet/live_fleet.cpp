@@ -18,14 +18,14 @@ time_t silenceSteps(const sJudgement& judgement, time_t now) {
     return silence < DAY_S ? silence / STEP_S : DAY_S / STEP_S + silence / HOUR_S;
 }
 
-std::string comparedText(const sJudgement& judgement, time_t now) {
+size_t comparedHash(const sJudgement& judgement, time_t now) {
     std::string text = std::to_string(silenceSteps(judgement, now)) + " " + judgement.state + " " +
                        std::to_string(judgement.heard);
     for (const sTrouble& trouble : judgement.troubles)
         text += " " + std::string(severityId(trouble.level)) + trouble.id;
     for (const auto& [number, slot] : judgement.gateway->slots)
-        text += " " + slot.json;
-    return text;
+        text += " " + std::to_string(std::hash<std::string>()(slot.json));
+    return std::hash<std::string>()(text);
 }
 
 std::string quoted(const std::string& text) {
@@ -41,15 +41,16 @@ void append(std::string& list, const std::string& item) {
 
 void cLiveFleet::update(const sJudgement& judgement, time_t now) {
     sEntry& entry = m_entries[judgement.gateway->name];
-    std::string compared = comparedText(judgement, now);
-    if (compared == entry.compared) return;
-    entry.compared = std::move(compared);
+    const size_t compared = comparedHash(judgement, now);
+    if (entry.changed != 0 && compared == entry.compared) return;
+    entry.compared = compared;
     entry.json = listedJson(judgement);
     entry.changed = ++m_now.part;
 }
 
 void cLiveFleet::remove(const std::string& name) {
-    if (m_entries.erase(name) == 0) return;
+    // Also one that was never listed: a page may have asked for it meanwhile.
+    m_entries.erase(name);
     m_gone.emplace_back(++m_now.part, name);
     if (m_gone.size() <= GONE_MAX) return;
     m_gone.clear();

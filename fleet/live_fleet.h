@@ -30,7 +30,7 @@ class cLiveFleet : public cStreamSource {
 
   private:
     struct sEntry {
-        std::string compared;  // without what only time changes
+        size_t compared = 0;  // hash of what is compared: all but what only time changes
         std::string json;
         unsigned changed = 0;  // m_now.part at that time
     };

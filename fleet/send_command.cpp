@@ -15,6 +15,7 @@
 #include "cli/base/utc_time.h"
 #include "cli/base/waiting.h"
 #include "fleet/campaign.h"
+#include "fleet/line_words.h"
 #include "fleet/order.h"
 #include "platform/include/text_helpers.h"
 
@@ -24,6 +25,7 @@ constexpr int STEP_MS = 1000;
 constexpr size_t BAR_CELLS = 30;
 constexpr size_t NAMES_SHOWN = 20;
 constexpr mode_t OUTPUT_MODE = 0600;
+constexpr const char* SENT_AGAIN = "what is out is sent again after it, and executed once";
 
 struct sSendOptions {
     std::vector<std::string> words;
@@ -162,23 +164,40 @@ std::string outputPath(const sSendOptions& options, const std::string& gateway, 
     return gateways == 1 ? options.output : options.output + "/" + gateway;
 }
 
-void showAnswer(const sAnswer& answer, const sSendOptions& options, size_t gateways,
-                std::ostream& out) {
-    const bool isFile = !options.output.empty() && !answer.output.empty();
-    std::string saved;
-    if (isFile) {
-        saved = outputPath(options, answer.gateway, gateways);
-        replaceFile(saved, answer.output, OUTPUT_MODE);
+struct sSaved {
+    bool isGood = true;
+    std::string words;
+};
+
+// What one gateway's file has must not end the others' answers.
+sSaved save(const sAnswer& answer, const sSendOptions& options, size_t gateways) {
+    if (options.output.empty()) return {};
+    if (answer.output.empty())
+        return {!answer.isSuccess, answer.isSuccess ? "nothing to save came with it" : ""};
+    const std::string path = outputPath(options, answer.gateway, gateways);
+    try {
+        replaceFile(path, answer.output, OUTPUT_MODE);
+    } catch (const cFailure& failure) {
+        return {false, std::string("not saved: ") + failure.what()};
     }
+    return {true, "saved as " + printableLine(path)};
+}
+
+// False if what came could not be saved.
+bool showAnswer(const sAnswer& answer, const sSendOptions& options, size_t gateways,
+                std::ostream& out) {
+    const sSaved saved = save(answer, options, gateways);
     out << answer.gateway << ": " << resultWord(answer.status);
     if (!answer.text.empty()) out << ": " << answer.text;
-    if (isFile) out << " (saved as " << printableLine(saved) << ")";
+    if (answer.isLate) out << " (too late: it counts as failed)";
+    if (!saved.words.empty()) out << " (" << saved.words << ")";
     out << "\n";
-    if (!isFile && !answer.output.empty()) {
+    if (options.output.empty() && !answer.output.empty()) {
         const std::string text = printableText(answer.output);
         out << text << (text.back() == '\n' ? "" : "\n");
     }
     out << std::flush;
+    return saved.isGood;
 }
 
 void showEnd(const cCampaign& campaign, bool isInterrupted, std::ostream& out) {
@@ -217,6 +236,7 @@ void runCampaign(const sFleetContext& context, const sSendOptions& options, cons
                });
     if (!desk.open()) throw cFailure(eExitStatus::FAILED, "interrupted; nothing was sent");
     const cProgress* progress = nullptr;
+    bool areSaved = true;
     cCampaign campaign(
         plan.setup,
         [&desk](const std::string& topic, const std::string& text) {
@@ -224,14 +244,19 @@ void runCampaign(const sFleetContext& context, const sSendOptions& options, cons
         },
         [&](const sAnswer& answer) {
             if (progress != nullptr) progress->clear();
-            showAnswer(answer, options, gateways, out);
+            areSaved = showAnswer(answer, options, gateways, out) && areSaved;
         });
     running = &campaign;
     const cProgress shown(campaign.waves(), gateways > 1 && isatty(STDERR_FILENO) != 0);
     progress = &shown;
-    desk.onBack([&campaign] { campaign.sendAgain(); });
+    desk.onBack([&campaign] { campaign.lineIsBack(time(nullptr)); });
+    cLineWords line(SENT_AGAIN);
     while (!campaign.waves().isOver() && cInterruption::signalSeen() == 0) {
-        if (desk.isReady()) campaign.turn(time(nullptr));
+        if (desk.isReady())
+            campaign.turn(time(nullptr));
+        else
+            campaign.turnWithoutLine(time(nullptr));
+        line.follow(desk);
         shown.show();
         if (!campaign.waves().isOver()) desk.turn(STEP_MS);
     }
@@ -239,7 +264,8 @@ void runCampaign(const sFleetContext& context, const sSendOptions& options, cons
     campaign.waves().stop();
     shown.clear();
     if (gateways > 1 || isInterrupted) showEnd(campaign, isInterrupted, out);
-    if (campaign.waves().succeeded() != gateways) context.cli.exitStatus = eExitStatus::FAILED;
+    if (campaign.waves().succeeded() != gateways || !areSaved)
+        context.cli.exitStatus = eExitStatus::FAILED;
 }
 
 void requireOutput(const sSendOptions& options, const sPlan& plan) {
@@ -254,6 +280,12 @@ void requireOutput(const sSendOptions& options, const sPlan& plan) {
 
 void send(sFleetContext& context, sSendOptions options) {
     const sSendWords words = splitWords(options.words);
+    if (words.command.empty() && words.names.size() > 1)
+        throw cFailure(eExitStatus::USAGE,
+                       "'" + printableLine(words.names.back()) +
+                           "' is not a command, so it is read as a gateway, and "
+                           "the command is missing; expected " +
+                           commandNames());
     options.filter.names = words.names;
     const sCommand order = readOrder(words.command, options.order);
     requireTargets(options);

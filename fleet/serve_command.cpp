@@ -1,5 +1,7 @@
 #include "fleet/serve_command.h"
 
+#include <malloc.h>
+
 #include <memory>
 #include <ostream>
 
@@ -13,10 +15,13 @@ constexpr const char* PAGE_PASSWORD_FILE = "/etc/cellslot/fleet-page.password";
 constexpr const char* CERTIFICATE_HINT =
     "put it into /etc/cellslot/fleet-page.crt and its key into /etc/cellslot/fleet-page.key (PEM) "
     "and use the service cellslot-fleet";
-// A slow processor checks a password in some seconds.
 // An answer is many megabytes: with a small one each piece waits for the client.
 constexpr int SEND_BUFFER = 1024 * 1024;
+// A slow processor checks a password in some seconds.
 constexpr long long PATIENCE_S = 20;
+// From this size on memory is given back to the host as soon as it is free: answers with the whole
+// fleet are made once a minute and must not stay.
+constexpr int LARGE_BLOCK = 1024 * 1024;
 
 struct sServeOptions {
     std::string listen;
@@ -25,6 +30,7 @@ struct sServeOptions {
 
 void serve(const sFleetContext& context, const sServeOptions& options) {
     const sFleetConfig config = context.config();
+    mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK);
     sServerSetup setup;
     readCredentials(setup);
     setup.certificateHint = CERTIFICATE_HINT;

@@ -92,7 +92,7 @@ const tJson& member(const tJson& object, const char* name) {
 
 std::string printable(const tJson& value) {
     if (!value.is_string()) return "";
-    return printableLine(value.get_ref<const std::string&>().substr(0, TEXT_MAX));
+    return printableLine(beginningOf(value.get_ref<const std::string&>(), TEXT_MAX));
 }
 
 // As the status file has it.

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli/status/terminal.h"
+#include "fleet/fleet_feed.h"
 #include "fleet/fleet_watch.h"
 
 namespace {
@@ -14,24 +15,21 @@ constexpr int STEP_MS = 1000;
 constexpr int64_t DRAW_MS = 500;  // however much comes
 
 void watch(sFleetContext& context, const sFilter& filter) {
-    cFleet fleet;
-    cDesk desk(context.config(), context.cli.places, "", stateSubscriptions(),
-               [&fleet](const sTopic& topic, const sIncomingMessage& message) {
-                   fleet.take(topic, message.payload);
-               });
-    desk.collect();
-    requireKnown(filter, fleet);
+    cFleetFeed feed(context.config(), context.cli.places);
+    feed.open();
+    requireKnown(filter, feed.fleet());
     cTerminal terminal(context.cli.out, "cellslot-fleet status");
     for (int64_t drawn = 0;;) {
         if (monotonicMs() - drawn >= DRAW_MS) {
             const time_t now = time(nullptr);
+            const cFleet& fleet = feed.fleet();
             const tLines lines =
                 fleetWatch(filtered(filter, judgeAll(fleet, now)), fleet.gateways().size(), now,
-                           terminal.size(), desk.isReady() ? "" : desk.trouble());
+                           terminal.size(), feed.trouble());
             if (!terminal.show(lines)) return;
             drawn = monotonicMs();
         }
-        desk.turn(STEP_MS, STDIN_FILENO);
+        feed.turn(STEP_MS, STDIN_FILENO);
         switch (terminal.wait(0)) {
             case cTerminal::eEvent::QUIT:
                 return;

@@ -4,7 +4,33 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <iterator>
+
 #include "platform/include/text_helpers.h"
+
+namespace {
+
+// clang-format off
+constexpr sPageFile SHARED[] = {
+    {"/",            "index.html",  PAGE_HTML},
+    {"/index.html",  "index.html",  PAGE_HTML},
+    {"/page.css",    "page.css",    PAGE_CSS},
+    {"/dom.js",      "dom.js",      PAGE_SCRIPT},
+    {"/frame.js",    "frame.js",    PAGE_SCRIPT},
+    {"/live.js",     "live.js",     PAGE_SCRIPT},
+    {"/overview.js", "overview.js", PAGE_SCRIPT},
+    {"/signal.js",   "signal.js",   PAGE_SCRIPT},
+    {"/tone.js",     "tone.js",     PAGE_SCRIPT},
+    {"/icon.svg",    "icon.svg",    PAGE_SVG},
+};
+// clang-format on
+
+}  // namespace
+
+tPageFiles withSharedFiles(tPageFiles own) {
+    own.insert(own.end(), std::begin(SHARED), std::end(SHARED));
+    return own;
+}
 
 const sPageFile* findPageFile(const tPageFiles& files, const std::string& path) {
     for (const sPageFile& file : files)

@@ -19,6 +19,9 @@ struct sPageFile {
 };
 using tPageFiles = std::vector<sPageFile>;
 
+// Those of one page, and the files that every page has.
+tPageFiles withSharedFiles(tPageFiles own);
+
 // nullptr if the path is not a file of the page.
 const sPageFile* findPageFile(const tPageFiles& files, const std::string& path);
 

@@ -37,6 +37,8 @@ constexpr unsigned SILENCE_MAX_S = 30;
 constexpr int LOOK_MS = 500;  // between two looks at the slots while somebody reads the stream
 constexpr int TICK_MS = 1000;
 constexpr int END_ROUNDS = 50;
+// Answers that clients have not taken yet; a single one may be longer.
+constexpr size_t SENDING_MAX = 128 * 1024 * 1024;
 constexpr unsigned TOO_BUSY = 503;
 constexpr const char* TLS_PRIORITIES = "SECURE128:-VERS-TLS1.0:-VERS-TLS1.1:-RSA";
 
@@ -55,9 +57,9 @@ std::string headerText(MHD_Connection* connection, const char* name) {
     return value == nullptr ? "" : value;
 }
 
-MHD_Result addToQuery(void* query, MHD_ValueKind /*kind*/, const char* key, const char* value) {
-    static_cast<std::map<std::string, std::string>*>(query)->emplace(key,
-                                                                     value == nullptr ? "" : value);
+MHD_Result addToQuery(void* argument, MHD_ValueKind /*kind*/, const char* key, const char* value) {
+    auto& request = *static_cast<sHttpRequest*>(argument);
+    if (!request.query.emplace(key, value == nullptr ? "" : value).second) request.repeated = key;
     return MHD_YES;
 }
 
@@ -91,7 +93,7 @@ sHttpRequest describe(MHD_Connection* connection, const char* method, const char
     request.fetchSite = headerText(connection, "Sec-Fetch-Site");
     request.client = clientName(connection);
     request.isLocal = isLocal;
-    MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, addToQuery, &request.query);
+    MHD_get_connection_values(connection, MHD_GET_ARGUMENT_KIND, addToQuery, &request);
     return request;
 }
 
@@ -110,13 +112,25 @@ size_t keepEscapes(void* /*server*/, MHD_Connection* /*connection*/, char* text)
 // Not what clients do wrong: anybody could fill the log with it.
 void ignoreLibraryMessage(void* /*server*/, const char* /*format*/, va_list /*arguments*/) {}
 
+// A text that is being sent, and the sum of all of these.
+struct sSentText {
+    std::string text;
+    size_t& sum;
+};
+
+void release(void* argument) {
+    auto* sent = static_cast<sSentText*>(argument);
+    sent->sum -= sent->text.size();
+    delete sent;
+}
+
 // All gateways of a fleet are many megabytes: not copied.
-MHD_Response* responseOf(std::string&& body) {
-    auto* kept = new std::string(std::move(body));
-    const auto release = [](void* text) { delete static_cast<std::string*>(text); };
+MHD_Response* responseOf(std::string&& body, size_t& sum) {
+    auto* sent = new sSentText{std::move(body), sum};
+    sum += sent->text.size();
     MHD_Response* response = MHD_create_response_from_buffer_with_free_callback_cls(
-        kept->size(), kept->data(), release, kept);
-    if (response == nullptr) delete kept;
+        sent->text.size(), sent->text.data(), release, sent);
+    if (response == nullptr) release(sent);
     return response;
 }
 
@@ -313,15 +327,16 @@ class cServer {
     }
 
     // The answer, or a further job that makes it.
-    void take(sOpenRequest& request, const sHttpAnswer& answer) {
-        request.answer = answer;
-        if (answer.job == nullptr) return;
-        const auto finish = answer.job->finish;
+    void take(sOpenRequest& request, sHttpAnswer answer) {
+        request.answer = std::move(answer);
+        if (request.answer.job == nullptr) return;
+        const std::shared_ptr<const sJob> job = request.answer.job;
+        const auto finish = job->finish;
         const auto done = [this, &request, finish](const sJobResult& result, long long nowS) {
             take(request, finish(result, nowS));
             if (request.answer.job == nullptr) wake(request);
         };
-        if (!m_jobs.add(*answer.job, done)) request.answer = busyAnswer();
+        if (!m_jobs.add(*job, done)) request.answer = busyAnswer();
     }
 
     static void wake(sOpenRequest& request) {
@@ -358,7 +373,8 @@ class cServer {
             cConnections::begin(open, cConnections::eStep::UNLIMITED, monotonicS());
             return m_readers.add(connection, open, monotonicS());
         }
-        return responseOf(std::move(answer.body));
+        if (m_sending > 0 && m_sending + answer.body.size() > SENDING_MAX) answer = busyAnswer();
+        return responseOf(std::move(answer.body), m_sending);
     }
 
     MHD_Result send(MHD_Connection* connection, cConnections::sConnection& open,
@@ -374,6 +390,7 @@ class cServer {
     }
 
     cSite& m_site;
+    size_t m_sending = 0;  // bytes of answers; outlives them
     std::list<sOpenRequest> m_requests;
     cJobs m_jobs;
     cConnections m_connections;

@@ -86,6 +86,12 @@ sHttpAnswer checkMethod(const sHttpRequest& request) {
     return answer;
 }
 
+sHttpAnswer checkQuery(const sHttpRequest& request) {
+    if (request.repeated.empty()) return {};
+    return refusal(HTTP_BAD_REQUEST, "The query has " + shown(request.repeated) +
+                                         " twice; expected each parameter once.");
+}
+
 // Pages of other sites cannot read answers, but could occupy the server with requests.
 sHttpAnswer checkSite(const sHttpRequest& request) {
     const bool isPage = request.path == "/" || request.path == "/index.html";
@@ -225,6 +231,7 @@ sHttpAnswer cSite::decide(const sHttpRequest& request, long long nowS) {
     if (isAccepted(answer)) answer = checkMethod(request);
     if (isAccepted(answer)) answer = checkSite(request);
     if (isAccepted(answer)) answer = authorize(request, nowS);
+    if (isAccepted(answer)) answer = checkQuery(request);
     if (isAccepted(answer)) answer = route(request);
     return answer;
 }

@@ -20,6 +20,7 @@ struct sHttpRequest {
     std::string method;
     std::string path;
     std::map<std::string, std::string> query;
+    std::string repeated;  // a parameter that comes twice; only one of its values would count
     std::string host;
     std::string authorization;
     std::string acceptEncoding;

@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 # shellcheck source=scripts/lib/deb.sh
 . scripts/lib/deb.sh
-readonly NAME=cellslot-web
+readonly NAME=cellslot-web PROGRAMS=(cellslot-web) PLACE=/usr/sbin
 readonly UNITS=(cellslot-web.service cellslot-web.socket cellslot-web-lan.socket
     cellslot-web-messages.socket cellslot-web-messages@.service)
 
@@ -48,16 +48,16 @@ putDocuments() {
     putRecords "$NAME"
 }
 
-main() {
-    local depends
-    readPackageOptions "$@"
-    buildPrograms cellslot-web
-    startPackage
-    putProgram cellslot-web /usr/sbin/cellslot-web
+putFiles() {
+    putProgram cellslot-web "$PLACE/cellslot-web"
     putPage
     putServices
     putDocuments
-    depends=$(sharedLibraries "$NAME" /usr/sbin/cellslot-web)
+}
+
+main() {
+    local depends
+    packPrograms "$@"
     putControl "$NAME" packaging/web/deb <<TEXT
 Depends: $depends, cellslot
 Recommends: cellslot-history

@@ -8,6 +8,7 @@ set -euo pipefail
 # shellcheck source=scripts/lib/packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
+# shellcheck disable=SC2034 # of packages.sh
 readonly BUILD=(
     libcrypt-dev
     libgnutls28-dev
@@ -15,6 +16,7 @@ readonly BUILD=(
     libmosquitto-dev
     pkg-config
 )
+# shellcheck disable=SC2034 # of packages.sh
 readonly TEST=(
     mosquitto
     mosquitto-clients
@@ -24,6 +26,9 @@ readonly TEST=(
     python3-paho-mqtt
     python3-yaml
 )
+# The tests start these themselves.
+# shellcheck disable=SC2034 # of packages.sh
+readonly SERVICES=(mosquitto:mosquitto nats-server:nats-server)
 
 usage() {
     cat <<'TEXT'
@@ -34,27 +39,4 @@ sudo.
 TEXT
 }
 
-# The tests start the brokers themselves; the packages' services would only listen on the host.
-stopServices() {
-    if [[ -d /run/systemd/system ]]; then
-        asRoot systemctl disable --now mosquitto.service nats-server.service
-    fi
-}
-
-main() {
-    local packages wanted=("${BUILD[@]}")
-    case ${1:-} in
-    '') ;;
-    --test) wanted+=("${TEST[@]}") ;;
-    *) helpOrRefuse "$1" ;;
-    esac
-    mapfile -t packages < <(missingPackages "${wanted[@]}")
-    ((${#packages[@]})) || return 0
-    announceInstallation "${packages[@]}"
-    installPackages "${packages[@]}"
-    if [[ " ${packages[*]} " == *' mosquitto '* ]]; then
-        stopServices
-    fi
-}
-
-main "$@"
+setUpPackages "$@"

@@ -8,12 +8,13 @@ set -euo pipefail
 # shellcheck source=scripts/lib/packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/lib/packages.sh"
 
-readonly BUILD=(
+BUILD=(
     libcrypt-dev
     libgnutls28-dev
     libmicrohttpd-dev
     pkg-config
 )
+# shellcheck disable=SC2034 # of packages.sh
 readonly TEST=(
     chromium
     chromium-driver
@@ -24,6 +25,9 @@ readonly TEST=(
     openssl
     prometheus
 )
+# The tests start these themselves.
+# shellcheck disable=SC2034 # of packages.sh
+readonly SERVICES=(lighttpd:lighttpd nginx-light:nginx prometheus:prometheus)
 
 usage() {
     cat <<'TEXT'
@@ -33,29 +37,10 @@ Installs what building cellslot-web needs, as far as it is missing; as root or w
 TEXT
 }
 
-# The tests start these themselves; the packages' services would only listen on the host.
-stopServices() {
-    if [[ -d /run/systemd/system ]]; then
-        asRoot systemctl disable --now lighttpd.service nginx.service prometheus.service
-    fi
-}
-
 main() {
-    local packages wanted=("${BUILD[@]}")
-    case ${1:-} in
-    '') ;;
-    --test) wanted+=("${TEST[@]}") ;;
-    *) helpOrRefuse "$1" ;;
-    esac
     # It may come with a node that is not Debian's.
-    command -v npm >/dev/null || wanted+=(npm)
-    mapfile -t packages < <(missingPackages "${wanted[@]}")
-    ((${#packages[@]})) || return 0
-    announceInstallation "${packages[@]}"
-    installPackages "${packages[@]}"
-    if [[ " ${packages[*]} " == *' prometheus '* ]]; then
-        stopServices
-    fi
+    command -v npm >/dev/null || BUILD+=(npm)
+    setUpPackages "$@"
 }
 
 main "$@"

@@ -10,7 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly SOURCE=web/page
 readonly WORK=build/web
 readonly NEW=$WORK/page.new
-readonly FLEET_SHARES=(page.css icon.svg dom.js live.js overview.js signal.js tone.js)
+readonly FLEET_SHARES=(page.css icon.svg dom.js frame.js live.js overview.js signal.js tone.js)
 readonly SIZE_MAX=$((80 * 1024)) # of all files together, compressed
 
 usage() {

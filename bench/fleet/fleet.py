@@ -4,6 +4,7 @@ broker, agents and cellslot-fleet take for each gateway, and how soon a cluster 
 Run by scripts/bench.sh --fleet in a private namespace. Prints a table and writes it as JSON."""
 
 import argparse
+import http.client
 import json
 import os
 import pathlib
@@ -178,9 +179,50 @@ def measureDesk(keys, count, binaries):
                 binaries / "cellslot-fleet", conf, *words)
             row[f"{name}_broker_cpu_s"] = servers.processor()
             assert code == 0 and out.count(mark) == marks, (words, out.count(mark), out[-200:])
+        measureServer(conf, count, binaries, row)
     finally:
         broker.end()
     return row
+
+
+def measureServer(conf, count, binaries, row):
+    """What cellslot-fleet serve takes with so many gateways; memory after each step."""
+    begin = time.monotonic()
+    server = subprocess.Popen([binaries / "cellslot-fleet", "serve", "--listen", "127.0.0.1:0", "--conf", conf],
+                              stdout=subprocess.PIPE, text=True)
+    port = int(server.stdout.readline().rsplit(":", 1)[1])
+    used = 0
+
+    def note(name, start):
+        nonlocal used
+        row[f"serve_{name}_s"], row[f"serve_{name}_cpu_s"] = time.monotonic() - start, processorS(server.pid) - used
+        row[f"serve_{name}_kb"], used = memoryKb(server.pid), processorS(server.pid)
+
+    def get(path):
+        connection = http.client.HTTPConnection("127.0.0.1", port, timeout=LIMIT_S)
+        connection.request("GET", path)
+        return connection.getresponse()
+    try:
+        # The states come after whether each is online. Each look costs the server something too.
+        while get("/metrics").read().count(b"\ncellslot_slot_state{") < count:
+            time.sleep(1)
+        note("all_known", begin)
+        for name, path in (("metrics", "/metrics"), ("api", "/api/fleet")):
+            start = time.monotonic()
+            row[f"serve_{name}_mb"] = len(get(path).read()) / 1e6
+            note(name, start)
+        start = time.monotonic()
+        stream = get("/api/events")
+        row["serve_stream_mb"] = (len(stream.readline()) + len(stream.readline())) / 1e6
+        note("stream", start)
+        time.sleep(IDLE_S)
+        note("ten_seconds_with_a_reader", time.monotonic() - IDLE_S)
+        stream.close()
+        row["serve_peak_kb"] = int(pathlib.Path(f"/proc/{server.pid}/status").read_text().split("VmHWM:")[1].split()[0])
+    finally:
+        server.terminate()
+        server.wait(LIMIT_S)
+        server.stdout.close()
 
 
 def configuration(keys, ports):

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <iterator>
 
 #include "platform/include/text_helpers.h"
 
@@ -14,6 +16,37 @@ constexpr size_t PIN_MAX = 8;
 
 bool isContinuation(unsigned char byte) {
     return (byte & 0xc0) == 0x80;
+}
+
+// The code point that begins at a place of valid UTF-8.
+uint32_t codePointAt(const std::string& text, size_t at) {
+    const auto lead = static_cast<unsigned char>(text[at]);
+    const uint32_t bits = lead < 0x80 ? 0x7f : lead < 0xe0 ? 0x1f : lead < 0xf0 ? 0x0f : 0x07;
+    uint32_t codePoint = lead & bits;
+    while (++at < text.size() && isContinuation(static_cast<unsigned char>(text[at])))
+        codePoint = codePoint << 6 | (static_cast<unsigned char>(text[at]) & 0x3fu);
+    return codePoint;
+}
+
+// Wide and fullwidth characters, and pictures (Unicode Standard Annex 11).
+struct sRange {
+    uint32_t first;
+    uint32_t last;
+};
+constexpr sRange WIDE[] = {
+    {0x1100, 0x115f},   {0x2e80, 0x303e},   {0x3041, 0xa4cf},   {0xac00, 0xd7a3},
+    {0xf900, 0xfaff},   {0xfe30, 0xfe6f},   {0xff00, 0xff60},   {0xffe0, 0xffe6},
+    {0x1f300, 0x1f64f}, {0x1f900, 0x1f9ff}, {0x20000, 0x3fffd},
+};
+
+// Of the character that begins there; 0 within one.
+size_t columnsAt(const std::string& text, size_t at) {
+    if (isContinuation(static_cast<unsigned char>(text[at]))) return 0;
+    const uint32_t codePoint = codePointAt(text, at);
+    const auto holds = [codePoint](const sRange& range) {
+        return codePoint >= range.first && codePoint <= range.last;
+    };
+    return std::any_of(std::begin(WIDE), std::end(WIDE), holds) ? 2 : 1;
 }
 
 size_t digitsAt(const std::string& text, size_t at) {
@@ -70,8 +103,8 @@ std::string joined(const std::vector<std::string>& parts, const std::string& sep
 
 size_t displayWidth(const std::string& text) {
     size_t width = 0;
-    for (const char byte : text)
-        if (!isContinuation(static_cast<unsigned char>(byte))) ++width;
+    for (size_t at = 0; at < text.size(); ++at)
+        width += columnsAt(text, at);
     return width;
 }
 
@@ -84,9 +117,9 @@ std::string cutTo(const std::string& text, size_t width) {
     if (displayWidth(text) <= width) return text;
     if (width == 0) return "";
     size_t end = 0;
-    for (size_t characters = 0; end < text.size(); ++end) {
-        if (isContinuation(static_cast<unsigned char>(text[end]))) continue;
-        if (++characters == width) break;
+    for (size_t columns = 0; end < text.size(); ++end) {
+        columns += columnsAt(text, end);
+        if (columns >= width) break;
     }
     return text.substr(0, end) + "~";
 }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-// Lays text out for a terminal. The text must be printable; widths are in characters, each one
-// column wide.
+// Lays text out for a terminal. The text must be printable; widths are in columns: most characters
+// take one, those of Chinese, Japanese and Korean and pictures two.
 
 constexpr size_t SCREEN_WIDTH = 79;  // no terminal wraps a line of this length
 

@@ -12,7 +12,11 @@ constexpr uint32_t CODE_POINT_MAX = 0x10FFFF;
 
 bool isControl(uint32_t codePoint) {
     if (codePoint == '\n' || codePoint == '\t') return false;
-    return codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0);
+    if (codePoint < 0x20 || (codePoint >= 0x7F && codePoint < 0xA0)) return true;
+    // Ends of lines and paragraphs; what turns the direction of all that follows in the line
+    // (Unicode Standard Annex 9). Letters that are written from right to left need none of these.
+    return (codePoint >= 0x2028 && codePoint <= 0x202E) ||
+           (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
 void appendUtf8(std::string& text, uint32_t codePoint) {

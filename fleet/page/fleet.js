@@ -1,47 +1,21 @@
 // The frame of the fleet's page: the list, or one gateway in detail.
 
 import { byId, element, fetchJson, replaceFacts, setText } from './dom.js';
+import { chosenSlot, prepareSlots, showLink, showSlots } from './frame.js';
 import { checkLive, live, onLive, startLive } from './live.js';
 import { heardText, prepareList, showList } from './list.js';
-import { fleet, takeAll, takeChanges } from './model.js';
+import { fleet, isOfLine, takeAll, takeChanges, timeless } from './model.js';
 import { problemNode, showOverview } from './overview.js';
 import { forgetTraces, leaveSignal, prepareSignal, sampleSignals, showSignal } from './signal.js';
 
 const TICK_MS = 1000;
-// Of the gateway, not of one of its modems.
-const LINE_PROBLEMS = ['lost', 'silent', 'agent_stopped', 'never_online'];
 
 let name = ''; // of the gateway in detail; empty: the list
-let wantedSlot = null;
 let detail = null;
 let request = 0;
 
-function showLink() {
-  const link = byId('link');
-  const isLost = live.receivedMs > 0 && !live.isLinked;
-  link.className = isLost || fleet.trouble ? 'lost' : '';
-  byId('main').className = isLost ? 'old' : '';
-  if (isLost) setText(link, 'No connection to the server: what is shown is old.');
-  else if (!live.receivedMs) setText(link, 'Connecting to the server …');
-  else if (fleet.trouble) setText(link, `The server has no connection to the broker: ${fleet.trouble}`);
-  else setText(link, 'Live');
-}
-
-function chosenSlot() {
-  return live.slots.find((slot) => slot.slot === wantedSlot) || live.slots[0] || null;
-}
-
-function showSlots() {
-  const choice = byId('slot');
-  const numbers = live.slots.map((slot) => slot.slot).join(' ');
-  byId('slot-choice').hidden = live.slots.length < 2;
-  if (choice.dataset.numbers === numbers) return;
-  choice.dataset.numbers = numbers;
-  choice.replaceChildren(...live.slots.map((slot) => element('option', { value: slot.slot }, String(slot.slot))));
-}
-
 function showLine() {
-  const problems = detail.problems.filter((problem) => LINE_PROBLEMS.includes(problem.id));
+  const problems = detail.problems.filter(isOfLine).map(timeless);
   const place = byId('line');
   const text = JSON.stringify(problems);
   if (place.dataset.shown !== text) {
@@ -57,6 +31,21 @@ function showLine() {
   ]);
 }
 
+// A gateway can publish what it likes: of a state that is not as ours are, nothing is shown, above all
+// not what was shown of another one before. False then.
+function showSlot(slot) {
+  try {
+    showOverview(slot);
+    showSignal(slot);
+    setText(byId('gateway-note'), '');
+    return true;
+  } catch {
+    byId('slot-part').hidden = true;
+    setText(byId('gateway-note'), `The state of slot ${slot.slot} is not as cellslot-agent publishes it, and cannot be shown.`);
+    return false;
+  }
+}
+
 function showDetail() {
   setText(byId('gateway-title'), name);
   if (!detail) return;
@@ -64,9 +53,7 @@ function showDetail() {
   showSlots();
   const slot = chosenSlot();
   byId('slot-part').hidden = !slot;
-  if (!slot) return;
-  showOverview(slot);
-  showSignal(slot);
+  if (!slot || !showSlot(slot)) return;
   // What it said before it went must not look as if it were true now.
   const { online } = detail;
   byId('slot-part').className = online ? '' : 'past';
@@ -112,7 +99,7 @@ async function load() {
 }
 
 function show() {
-  showLink();
+  showLink('server', '', fleet.trouble && `Nothing comes from the broker, the last states are shown: ${fleet.trouble}`);
   if (name) showDetail();
   else if (live.receivedMs) showList();
   document.title = name ? `${name} – gateway` : `Gateways (${fleet.gateways.size})`;
@@ -148,10 +135,7 @@ function openView() {
 
 prepareList();
 prepareSignal();
-byId('slot').addEventListener('change', () => {
-  wantedSlot = Number(byId('slot').value);
-  showDetail();
-});
+prepareSlots(showDetail);
 addEventListener('hashchange', openView);
 onLive(showNews);
 openView();

@@ -2,7 +2,7 @@
 
 import { byId, durationText, element, setText } from './dom.js';
 import { stateWords } from './overview.js';
-import { fleet, kinds, kindWords, levelOf, NO_FILTER, valuesOf, wanted } from './model.js';
+import { fleet, kinds, kindWords, levelOf, NO_FILTER, timeless, valuesOf, wanted } from './model.js';
 
 // So many rows are made at a time: a screen of a telephone shows ten.
 const PAGE_ROWS = 100;
@@ -13,14 +13,12 @@ const filter = { ...NO_FILTER };
 let shownRows = PAGE_ROWS;
 const nodes = new Map(); // by name: { node, text }
 
-function words(state) {
-  if (state === 'offline') return 'Offline';
-  return state === 'not_known' ? 'Not known' : stateWords({ state })[0];
-}
+const words = (state) => (state === 'offline' ? 'Offline' : stateWords({ state: state === 'not_known' ? '' : state })[0]);
 
 const colourOf = (state) => (state === 'offline' ? 'poor' : stateWords({ state })[1]);
 
 export function heardText(gateway) {
+  if (gateway.problems.some(({ id }) => id === 'clock_wrong')) return 'at a time not known';
   return gateway.heard ? `${durationText((Date.now() - Date.parse(gateway.heard)) / 1000)} ago` : 'never';
 }
 
@@ -29,7 +27,8 @@ function part(name, text, colour = '') {
 }
 
 function rowNode(gateway) {
-  const row = element('a', { href: `#gateway/${gateway.name}` }, part('name', gateway.name),
+  // What an offline gateway said last is not true now.
+  const row = element('a', { href: `#gateway/${gateway.name}`, class: gateway.online ? '' : 'past' }, part('name', gateway.name),
     part('state-word', words(gateway.state), colourOf(gateway.state)),
     part('network', [gateway.operator, gateway.technology].filter(Boolean).join(' ')),
     part('quality', gateway.quality ? `signal ${gateway.quality}` : ''),
@@ -37,7 +36,7 @@ function rowNode(gateway) {
   if (gateway.problems.length) {
     const more = gateway.problems.length - 1;
     row.append(element('p', { class: `what ${levelOf(gateway)}` },
-      gateway.problems[0].what + (more > 0 ? ` (and ${more} more)` : '')));
+      timeless(gateway.problems[0]).what + (more > 0 ? ` (and ${more} more)` : '')));
   }
   return element('li', {}, row);
 }
@@ -71,7 +70,7 @@ function showRows(chosen) {
 function showCount(chosen) {
   const all = fleet.gateways.size;
   const offline = chosen.filter((gateway) => !gateway.online).length;
-  const well = chosen.filter((gateway) => !gateway.problems.length).length;
+  const well = chosen.filter((gateway) => gateway.online && ['', 'note'].includes(levelOf(gateway))).length;
   const start = chosen.length === all ? `${all} gateways` : `${chosen.length} of ${all} gateways`;
   setText(byId('count'), `${start}: ${offline} offline, ${chosen.length - offline - well} with something wrong, ${well} well`);
 }
@@ -122,6 +121,8 @@ function changed() {
 }
 
 export function prepareList() {
+  // On a telephone the list would begin below the screen.
+  byId('filters-part').open = matchMedia('(min-width: 45rem)').matches;
   for (const name of ['name', ...Object.keys(CHOICES)]) {
     byId(`filter-${name}`).addEventListener('input', () => {
       filter[name] = byId(`filter-${name}`).value;

@@ -33,6 +33,16 @@ export function levelOf(gateway) {
   return gateway.problems.length ? gateway.problems[0].severity : '';
 }
 
+// Of the gateway, not of one of its modems.
+const LINE_PROBLEMS = ['lost', 'silent', 'agent_stopped', 'never_online', 'clock_wrong'];
+
+export const isOfLine = (problem) => LINE_PROBLEMS.includes(problem.id);
+
+// How long ago was true when the server made the sentence; the page says it beside, every second.
+export function timeless(problem) {
+  return isOfLine(problem) ? { ...problem, what: problem.what.replace(/ \([^()]* ago\)/, '') } : problem;
+}
+
 function rank(gateway) {
   const level = LEVELS.indexOf(levelOf(gateway));
   return (gateway.online ? FINE + 1 : 0) + (level < 0 ? FINE : level);

@@ -43,6 +43,34 @@ installMissing() { # PACKAGE...
     installPackages "${missing[@]}"
 }
 
+# A script that installs what a part needs, as far as it is missing: BUILD, with --test TEST too. Its
+# SERVICES, as PACKAGE:SERVICE, would only listen on the host after the installation: they are ended. Needs
+# usage of the script and options.sh.
+setUpPackages() { # [--test]
+    local packages wanted=("${BUILD[@]}")
+    case ${1:-} in
+    '') ;;
+    --test) wanted+=("${TEST[@]}") ;;
+    *) helpOrRefuse "$1" ;;
+    esac
+    mapfile -t packages < <(missingPackages "${wanted[@]}")
+    ((${#packages[@]})) || return 0
+    announceInstallation "${packages[@]}"
+    installPackages "${packages[@]}"
+    endServices "${packages[@]}"
+}
+
+# Those that came with these packages.
+endServices() { # PACKAGE...
+    local entry
+    [[ -d /run/systemd/system ]] || return 0
+    for entry in "${SERVICES[@]}"; do
+        if [[ " $* " == *" ${entry%:*} "* ]]; then
+            asRoot systemctl disable --now "${entry#*:}.service"
+        fi
+    done
+}
+
 # "SUITE ADDRESS" of the first Debian archive in apt's configuration.
 findMirror() {
     # shellcheck disable=SC2016  # apt's variables, not the shell's

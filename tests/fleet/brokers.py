@@ -105,8 +105,7 @@ class Mosquitto:
         store.mkdir(exist_ok=True)
         if not os.path.ismount(store):
             run("mount", "-t", "tmpfs", "-o", "mode=777", "tmpfs", store)
-        for left in store.iterdir():
-            left.unlink()
+        self.forget()
         self.folder.mkdir(parents=True, exist_ok=True)
         if gateways:
             keys.make("gateway", *gateways)
@@ -114,6 +113,12 @@ class Mosquitto:
         self.install()
         self.process = Process(["mosquitto", "-c", CONTRIB / "mosquitto/mosquitto.conf"],
                                f"{tempfile.gettempdir()}/mosquitto.log")
+
+    @staticmethod
+    def forget():
+        """Loses all that it keeps; not while it runs."""
+        for left in pathlib.Path("/var/lib/mosquitto").iterdir():
+            left.unlink()
 
     def install(self):
         passwords = self.folder / "passwords"

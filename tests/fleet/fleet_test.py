@@ -5,6 +5,7 @@ import json
 import os
 import pathlib
 import pty
+import select
 import shutil
 import signal
 import socket
@@ -42,6 +43,21 @@ class WithGateways(FleetCase):
     def tearDown(self):
         for gateway in self.gateways.values():
             gateway.end()
+
+    def watch(self):
+        """cellslot-fleet watch, its keyboard, and whether its screen has shown some bytes so far."""
+        master, slave = pty.openpty()
+        process = subprocess.Popen([str(FLEET), "watch", "--conf", str(self.conf)], stdin=slave, stdout=slave,
+                                   stderr=slave, env={**os.environ, "TERM": "xterm", "LINES": "24", "COLUMNS": "80"})
+        self.addCleanup(process.kill)
+        os.close(slave)
+        seen = b""
+
+        def read(part):
+            nonlocal seen
+            seen += os.read(master, 65536)
+            return part in seen
+        return process, master, read
 
     def everybody(self, answer):
         return [self.connect(name, answer) for name in self.names]
@@ -84,6 +100,11 @@ class Shows(WithGateways):
         self.assertEqual(chosen("--state", "connected", "--signal", "fair"), ["pump-3"])
         self.assertEqual(chosen("--signal", "good"), [])
 
+    def test_UnknownState_IsSaid(self):
+        for words in (["status"], ["send", "reload", "--yes"]):
+            text = self.ask(*words, "--state", "ofline", status=2)
+            self.assertIn("no state is called 'ofline'; expected offline, ", text)
+
     def test_UnknownName_IsSaid(self):
         self.assertIn("knows no gateway pump-9", self.ask("status", "pump-9", status=2))
         self.assertIn("knows no gateway pump-9", self.ask("show", "pump-9", status=2))
@@ -123,16 +144,7 @@ class Shows(WithGateways):
         self.assertIn("1 of 3 gateways", text)
 
     def test_Watch_ShowsChangesUntilQ(self):
-        master, slave = pty.openpty()
-        process = subprocess.Popen([str(FLEET), "watch", "--conf", str(self.conf)], stdin=slave, stdout=slave,
-                                   stderr=slave, env={**os.environ, "TERM": "xterm", "LINES": "24", "COLUMNS": "80"})
-        os.close(slave)
-        seen = b""
-
-        def read(part):
-            nonlocal seen
-            seen += os.read(master, 65536)
-            return part in seen
+        process, master, read = self.watch()
         waitUntil(lambda: read(b"3 gateways: 3 well"), "the first screen")
         self.gateways["pump-1"].publishState(None, slotStatus(state="not_connected", problems=[NO_SIM]))
         waitUntil(lambda: read(b"detects no SIM"), "the change")
@@ -179,6 +191,35 @@ class Events(WithGateways):
         self.assertEqual([line.rsplit(": ", 1)[1] for line in text.splitlines()], ["event 0", "event 1", "event 2"])
         self.assertEqual(self.ask("events", "--session", "night"), "")
 
+    def test_SessionOnceAskedForMessages_ShowsNoneWithoutThem(self):
+        self.ask("events", "--session", "private", "--sms")
+        self.gateways["pump-1"].say("slot/1/sms", json.dumps({"id": f"{STREAM}-900", "time": utc(), "from": "+49",
+                                                              "text": "secret"}))
+        self.gateways["pump-1"].event(text="last")
+        text = self.ask("events", "--session", "private")
+        self.assertIn("last", text)
+        self.assertNotIn("secret", text)
+
+    def test_FollowWithoutBroker_SaysThatNothingIsShown(self):
+        process = self.start("events", "--follow")
+        self.addCleanup(process.kill)
+
+        def isShown():
+            self.gateways["pump-1"].event(text="first")
+            return select.select([process.stdout], [], [], 0.2)[0]
+        waitUntil(isShown, "that it listens")
+        self.broker.restart()
+        self.assertIn("nothing comes from the broker", process.stderr.readline())
+        self.assertIn("connected to the broker again", process.stderr.readline())
+        self.gateways["pump-2"].end()
+        self.connect("pump-2").event(text="second")
+        while "second" not in (line := process.stdout.readline()):
+            self.assertIn("first", line)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(LIMIT_S), 0)
+        process.stdout.close()
+        process.stderr.close()
+
     def test_WithoutFollowOrSession_SaysWhatToUse(self):
         self.assertIn("--follow", self.ask("events", status=2))
 
@@ -222,11 +263,36 @@ class Sends(WithGateways):
         self.assertEqual(file.read_bytes(), archive)
         self.assertIn("--output FILE", self.ask("send", "pump-1", "report", status=2))
 
+    def test_FileThatCannotBeWritten_DoesNotEndTheOthers(self):
+        self.everybody(lambda command: {"status": "done", "text": "as asked", "output": "x"})
+        folder = self.folder / "answers"
+        (folder / "pump-2").mkdir(parents=True, exist_ok=True)
+        text = self.ask("send", "*", "doctor", "--yes", "--output", folder, status=1)
+        self.assertIn("pump-2: done: as asked (not saved: ", text)
+        self.assertIn("3 gateways: 3 done", text)
+        self.assertEqual((folder / "pump-1").read_text(), "x")
+        self.assertEqual((folder / "pump-3").read_text(), "x")
+
     def test_SeveralGateways_AreSummedUp(self):
         self.everybody(agree)
         text = self.ask("send", "*", "reload", "--yes")
         self.assertEqual(sorted(text.splitlines()[:3]), [f"{name}: done: reload was executed" for name in self.names])
         self.assertEqual(text.splitlines()[-1], "3 gateways: 3 done")
+
+    def test_Terminal_ShowsHowFarItIsAndAPipeDoesNot(self):
+        self.everybody(agree)
+        self.ask("send", "*", "reload", "--yes")  # says that nothing is at standard error
+        master, slave = pty.openpty()
+        process = subprocess.Popen([str(FLEET), "send", "*", "reload", "--yes", "--wave", "1", "--conf", str(self.conf)],
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=slave, text=True)
+        out, _ = process.communicate(timeout=LIMIT_S)
+        os.close(slave)
+        shown = os.read(master, 65536).decode()
+        os.close(master)
+        self.assertIn("0 of 3, 0 failed, 1 out", shown)
+        self.assertIn("2 of 3, 0 failed, 1 out", shown)
+        self.assertTrue(shown.endswith("\r\x1b[K"), shown[-40:])
+        self.assertNotIn("[", out)
 
     def test_SeveralGatewaysWithoutConsent_AreNotAsked(self):
         gateways = self.everybody(agree)
@@ -286,7 +352,8 @@ class Sends(WithGateways):
         self.assertRegex(out, "Still out, .*: pump-1\n")
 
     def test_WrongWords_AreExplained(self):
-        for words, part in ((["pump-1"], "the command is missing"), (["pump-1", "data"], "data on|off|auto"),
+        for words, part in ((["pump-1"], "the command is missing"), (["pump-1", "docter"], "'docter' is not a command"),
+                            (["pump-1", "data"], "data on|off|auto"),
                             (["pump-1", "data", "yes"], "on off auto"), (["pump-9", "reload"], "no gateway pump-9"),
                             (["pump-1", "config", "/nowhere"], "/nowhere")):
             text = self.ask("send", *words, status=1 if words[-1] == "/nowhere" else 2)
@@ -346,6 +413,19 @@ class BrokerThatGoes(WithGateways):
     def test_NoBroker_IsSaidInWords(self):
         self.assertIn("no connection to the broker", self.ask("status", "--broker", "localhost:1", status=1))
 
+    def test_WatchAfterALoss_DoesNotShowWhatTheBrokerForgot(self):
+        process, master, read = self.watch()
+        waitUntil(lambda: read(b"3 gateways: 3 well"), "the first screen")
+        self.broker.end()
+        waitUntil(lambda: read(b"! no connection: "), "the loss")
+        self.broker.forget()
+        self.broker.start()
+        self.connect("pump-1").publishState()
+        waitUntil(lambda: read(b"1 gateway: 1 well"), "the gateways that are gone")
+        os.write(master, b"q")
+        self.assertEqual(process.wait(LIMIT_S), 0)
+        os.close(master)
+
     def test_RestartWhileWaiting_TheAnswerStillComes(self):
         arrived = []
         self.connect("pump-1", lambda command: arrived.append(command))
@@ -357,6 +437,7 @@ class BrokerThatGoes(WithGateways):
         self.gateways["pump-1"] = Gateway(self.broker, "pump-1", lambda command: {
             "status": "repeated", "text": "it was there before; what came of it: done: as asked"})
         out, err = process.communicate(timeout=LIMIT_S)
+        self.assertIn("nothing comes from the broker", err)
         self.assertEqual((process.returncode, out), (0, "pump-1: repeated: it was there before; what came of it: done: as asked\n"), err)
 
 

@@ -51,6 +51,7 @@ def offline(reason="lost", secondsAgo=0):
 
 
 NO_SIM = {"severity": "error", "id": "sim_missing", "what": "The modem detects no SIM card.", "mend": "insert it"}
+NOTE = {"severity": "note", "id": "sms_waiting", "what": "A message waits.", "mend": ""}
 POOR = {"severity": "warning", "id": "signal_poor", "what": "The signal is poor.", "mend": "turn the antenna"}
 
 

@@ -221,6 +221,19 @@ class MosquittoPermissions(Permissions, unittest.TestCase):
     def test_OperatorsCertificate_IsNoneOfAGateway(self):
         self.assertCannotConnect(self.keys.operator(), MOSQUITTO_GATEWAYS)
 
+    def test_GatewayThatIsGivenUp_IsForgottenByItsOwnCertificateOnly(self):
+        self.say(f"{OWN}/availability", "kept", retain=True)
+        publish(MOSQUITTO_OPERATORS, self.keys.operator(), "gives-up", f"{OWN}/availability", "", retain=True)
+        self.assertEqual(self.retained(), [(f"{OWN}/availability", "kept")])
+        publish(MOSQUITTO_GATEWAYS, self.keys.gateway("pump-1"), "pump-1", f"{OWN}/availability", "", retain=True)
+        self.assertEqual(self.retained(), [])
+
+    def retained(self):
+        """What is there for an operator who begins to listen."""
+        desk = self.operate(EVERYTHING)
+        self.say(f"{OWN}/result", "last")
+        return [message for message in desk.waitFor((f"{OWN}/result", "last")) if message[1] != "last"]
+
     def test_CertificateThatWasTakenBack_CannotConnect(self):
         self.assertEqual(publish(MOSQUITTO_GATEWAYS, self.keys.gateway("lost-1"), "lost-1",
                                  "cellslot/1/lost-1/result", "x").returncode, 0)

@@ -10,11 +10,13 @@ import ssl
 import subprocess
 import sys
 import tempfile
+import threading
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
 from brokers import LIMIT_S, waitUntil  # noqa: E402
 from fleet_case import FLEET, FleetCase, runTests  # noqa: E402
+from mqtt_client import CONNACK, CONNECT, PUBLISH, REFUSED, RETAIN, SUBACK, SUBSCRIBE, packet, text  # noqa: E402
 from gateways import NO_SIM, POOR, Gateway, offline, online, slotStatus  # noqa: E402
 
 PASSWORD = "long-enough-42"
@@ -210,10 +212,21 @@ class Answers(ServeCase):
         self.assertEqual(chosen("operator=voda+%26"), ["pump-1"])
         self.assertEqual(chosen("firmware=20.00.4&state=connected"), ["pump-1", "pump-3"])
         self.assertEqual(chosen("firmware=99"), [])
+        status, _, body = server.get("/api/fleet?name=pump-1&name=pump-2")
+        self.assertEqual((status, body), (400, "The query has 'name' twice; expected each parameter once.\n"))
+        for query in ("state=ofline", "signal=bad"):
+            self.assertEqual(server.get("/api/fleet?" + query)[0], 400, query)
         for query in ("colour=red", "state=%00", "name=%zz"):
             status, _, body = server.get("/api/fleet?" + query)
             self.assertEqual(status, 400, query)
             self.assertIn("expected name, state", body)
+
+    def test_FleetForPeople_IsIndentedAsAWhole(self):
+        server = self.serveAll()
+        text = server.get("/api/fleet")[2]
+        self.assertEqual(text, json.dumps(json.loads(text), indent=2, ensure_ascii=False) + "\n")
+        text = server.get("/api/fleet?firmware=99")[2]
+        self.assertEqual(json.loads(text), {"gateways": []})
 
     def test_Gateway_IsWhatShowPrints(self):
         server = self.serveAll()
@@ -278,6 +291,51 @@ class Changes(ServeCase):
         server = self.serve(conf=conf)
         waitUntil(lambda: "refused" in server.get("/api/fleet")[2], "why there is no connection")
         self.assertEqual(server.get("/api/fleet")[0], 503)
+        self.assertIn("cellslot_fleet_broker_connected 0\n", server.get("/metrics")[2])
+
+
+class ForgetfulBroker:
+    """Has one gateway's state, then ends the connection, and refuses what the next one subscribes."""
+
+    def __init__(self):
+        self.listener = socket.create_server(("127.0.0.1", 0))
+        self.isCut = threading.Event()
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        self._talk(0, [packet(PUBLISH, RETAIN, text("cellslot/1/pump-1/availability") + online().encode())])
+        self._talk(REFUSED, [])
+
+    def _talk(self, granted, messages):
+        connection, _ = self.listener.accept()
+        with connection, connection.makefile("rb") as stream:
+            if not granted:
+                threading.Thread(target=lambda: self.isCut.wait() and connection.shutdown(socket.SHUT_RDWR),
+                                 daemon=True).start()
+            while head := stream.read(2):
+                body = stream.read(head[1])
+                if head[0] >> 4 == CONNECT:
+                    connection.sendall(packet(CONNACK, 0, bytes(2)))
+                elif head[0] >> 4 == SUBSCRIBE:
+                    connection.sendall(packet(SUBACK, 0, body[:2] + bytes([granted])))
+                    for message in messages:
+                        connection.sendall(message)
+
+
+class Refusals(FleetCase):
+    def test_BusyClusterThatRefusesAfterALoss_TheLastStatesStay(self):
+        broker = ForgetfulBroker()
+        self.addCleanup(broker.listener.close)
+        conf = self.folder / "forgetful.conf"
+        conf.write_text(f"BROKER=127.0.0.1:{broker.listener.getsockname()[1]}\nTLS=no\n")
+        server = Server(conf)
+        self.addCleanup(server.end)
+        waitUntil(lambda: server.get("/api/gateway/pump-1")[0] == 200, "the gateway")
+        broker.isCut.set()
+        stream = Stream(server.port)
+        self.addCleanup(stream.close)
+        stream.until(lambda event, data: "does not allow this user" in data["trouble"])
+        self.assertEqual([each["name"] for each in server.getJson("/api/fleet")["gateways"]], ["pump-1"])
         self.assertIn("cellslot_fleet_broker_connected 0\n", server.get("/metrics")[2])
 
 

@@ -24,6 +24,13 @@ def output(*command):
     return result.stdout
 
 
+def pageFiles(table):
+    """Names of the page's files, compressed: those of its table in the source and those that every page has."""
+    repo = pathlib.Path(__file__).resolve().parents[2]
+    source = (repo / table).read_text() + (repo / "http/page_files.cpp").read_text()
+    return {name + ".gz" for name in re.findall(r'\{"/[^"]*",\s+"([^"]+)"', source)}
+
+
 class ContentsCase:
     """For a TestCase with NAME, the package; SERVICES, its services, of a template one instance; EXPOSURE_MAX, in
     tenths, as systemd-analyze counts (a missing directive counts 1 to 5); SCRIPTS, those of the package."""

@@ -14,7 +14,7 @@ import subprocess
 import unittest
 
 import package_test
-from package_case import ROOT, UNITS, ContentsCase, output, packageFile
+from package_case import ROOT, UNITS, ContentsCase, output, packageFile, pageFiles
 from gateway import LIMIT_S, freshHost, waitUntil
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
@@ -47,9 +47,7 @@ class Contents(ContentsCase, unittest.TestCase):
         size = sum(file.stat().st_size for file in page.iterdir())
         print(f"the page has {size} bytes, compressed; the package {self.package.stat().st_size}")
         self.assertLessEqual(size, PAGE_MAX)
-        source = (REPO / "web/page_table.cpp").read_text()
-        named = set(re.findall(r'\{"/[^"]*",\s+"([^"]+)"', source))
-        self.assertEqual({file.name for file in page.iterdir()}, {name + ".gz" for name in named})
+        self.assertEqual({file.name for file in page.iterdir()}, pageFiles("web/page_table.cpp"))
         for file in page.iterdir():
             text = subprocess.run(["gzip", "-dc", file], capture_output=True, check=True).stdout.decode()
             if file.name.startswith("uplot"):

@@ -276,7 +276,7 @@ if(TARGET cellslot_fleet)
                 unit/fleet/fleet_screen_test.cpp unit/fleet/fleet_site_test.cpp
                 unit/fleet/fleet_watch_test.cpp
                 unit/fleet/gateway_test.cpp unit/fleet/judgement_test.cpp
-                unit/fleet/live_fleet_test.cpp
+                unit/fleet/line_words_test.cpp unit/fleet/live_fleet_test.cpp
                 unit/fleet/made_fleet.cpp unit/fleet/order_test.cpp unit/fleet/slot_view_test.cpp
                 unit/fleet/waves_test.cpp)
     target_compile_definitions(fleet_tests PRIVATE STATUS_DATA="${CMAKE_SOURCE_DIR}/tests/data/status")

@@ -16,7 +16,7 @@ const STATES = {
 const SEVERITIES = { error: 'Error', warning: 'Warning', note: 'Note' };
 
 export function stateWords(slot) {
-  return STATES[slot.state] || [slot.state, 'fair'];
+  return Object.hasOwn(STATES, slot.state) ? STATES[slot.state] : [String(slot.state || 'Not known'), 'fair'];
 }
 
 export function problemNode(problem) {

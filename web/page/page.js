@@ -1,8 +1,9 @@
-// The frame of the page: which view, which slot, and whether the gateway is there.
+// The frame of the page: which view is shown, and of which slot.
 
-import { byId, element, setText } from './dom.js';
-import { checkLive, live, onLive, startLive } from './live.js';
+import { byId, setText } from './dom.js';
 import { showEvents } from './events.js';
+import { chosenSlot, prepareSlots, showLink, showSlots } from './frame.js';
+import { checkLive, live, onLive, startLive } from './live.js';
 import { showHistory } from './history.js';
 import { showMessages } from './messages.js';
 import { showOverview, stateWords } from './overview.js';
@@ -20,35 +21,10 @@ const VIEWS = {
 };
 
 let view = '';
-let wantedSlot = null;
 let openedFor = null;
 
-function chosenSlot() {
-  return live.slots.find((slot) => slot.slot === wantedSlot) || live.slots[0] || null;
-}
-
-function showSlots() {
-  const choice = byId('slot');
-  const numbers = live.slots.map((slot) => slot.slot).join(' ');
-  byId('slot-choice').hidden = live.slots.length < 2;
-  if (choice.dataset.numbers === numbers) return;
-  choice.dataset.numbers = numbers;
-  choice.replaceChildren(...live.slots.map((slot) => element('option', { value: slot.slot }, String(slot.slot))));
-}
-
-function showLink() {
-  const link = byId('link');
-  const isLost = live.receivedMs > 0 && !live.isLinked;
-  link.className = isLost ? 'lost' : '';
-  byId('main').className = isLost ? 'old' : '';
-  if (!live.receivedMs) setText(link, 'Connecting to the gateway …');
-  else if (isLost) setText(link, 'No connection to the gateway: what is shown is old.');
-  else if (!live.slots.length) setText(link, 'No modem is configured on this gateway.');
-  else setText(link, 'Live');
-}
-
 function show() {
-  showLink();
+  showLink('gateway', live.slots.length ? '' : 'No modem is configured on this gateway.');
   showSlots();
   const slot = chosenSlot();
   if (!slot) return;
@@ -79,10 +55,7 @@ function openView() {
 }
 
 prepareSignal();
-byId('slot').addEventListener('change', () => {
-  wantedSlot = Number(byId('slot').value);
-  show();
-});
+prepareSlots(show);
 addEventListener('hashchange', openView);
 onLive(show);
 openView();

@@ -113,7 +113,7 @@ TEST_F(Campaign, Configuration_MayTakeItsTimeToConfirm) {
 TEST_F(Campaign, AfterALostLine_TheSameIsSentAgain) {
     start();
     take("a", resultOf("a"));
-    campaign->sendAgain();
+    campaign->lineIsBack(NOW + 5);
     ASSERT_EQ(commands.size(), 3u);
     EXPECT_EQ(commands[2], commands[1]);
     sResult repeated = resultOf("b", eResult::REPEATED);
@@ -168,4 +168,60 @@ TEST_F(Campaign, TooManyParts_AreNoAnswer) {
         take("a", part);
     }
     EXPECT_TRUE(answers.empty());
+}
+
+TEST_F(Campaign, PartsOfAnotherAnswer_AreNotMixedIn) {
+    start();
+    sResult part = resultOf("a");
+    part.parts = 3;
+    for (const int number : {1, 2}) {
+        part.part = number;
+        part.output = "old";
+        take("a", part);
+    }
+    sResult repeated = resultOf("a", eResult::REPEATED);
+    repeated.text = std::string(REPEATED_BEGINS) + "done: as asked";
+    take("a", repeated);
+    ASSERT_EQ(answers.size(), 1u);
+    EXPECT_EQ(answers[0].output, "");
+}
+
+TEST_F(Campaign, AnswerAfterItWasGivenUp_IsLateAndStaysAFailure) {
+    start();
+    campaign->turn(NOW + 601 + cCampaign::GRACE_S);
+    take("a", resultOf("a"));
+    ASSERT_EQ(answers.size(), 3u);
+    EXPECT_FALSE(answers[0].isLate);
+    EXPECT_TRUE(answers[2].isLate);
+    EXPECT_EQ(campaign->waves().failed(), 2u);
+    EXPECT_EQ(campaign->waves().succeeded(), 0u);
+}
+
+TEST_F(Campaign, LineBackAfterTheDeadline_AsksOnceMoreBeforeGivingUp) {
+    start();
+    const time_t back = NOW + 2000;
+    campaign->lineIsBack(back);
+    EXPECT_EQ(sent.size(), 4u);
+    campaign->turn(back + cCampaign::GRACE_S);
+    EXPECT_TRUE(answers.empty());
+    campaign->turn(back + cCampaign::GRACE_S + 1);
+    EXPECT_EQ(answers.size(), 2u);
+}
+
+TEST_F(Campaign, LineThatStaysAway_EndsItAfterTheWavesTime) {
+    start();
+    campaign->turnWithoutLine(NOW + 600 + cCampaign::GRACE_S);
+    EXPECT_FALSE(campaign->waves().isOver());
+    campaign->turnWithoutLine(NOW + 601 + cCampaign::GRACE_S);
+    EXPECT_TRUE(campaign->waves().isOver());
+    EXPECT_EQ(campaign->waves().failed(), 2u);
+    EXPECT_EQ(campaign->waves().notAsked(), std::vector<std::string>{"c"});
+    EXPECT_EQ(sent.size(), 2u);
+}
+
+TEST_F(Campaign, LineAwayBeforeTheFirstWave_IsWaitedFor) {
+    campaign = std::make_unique<cCampaign>(
+        setup, [](const std::string&, const std::string&) { return 1; }, [](const sAnswer&) {});
+    campaign->turnWithoutLine(NOW + 100000);
+    EXPECT_FALSE(campaign->waves().isOver());
 }

@@ -56,3 +56,25 @@ TEST(EventLines, Rubbish_IsNoLine) {
         EXPECT_EQ(eventJson(SMS, rubbish, seen), "");
     }
 }
+
+TEST(EventLines, GatewayThatClaimsAnotherName_IsNamedByItsTopic) {
+    cSeenIds seen;
+    const std::string forged =
+        R"({"gateway":"pump-9","slot":7,"id":"1f0c9a2b-1","time":"2026-11-21T07:42:18Z",)"
+        R"("kind":"offline","text":"x"})";
+    const std::string line = eventJson(EVENT, forged, seen);
+    EXPECT_EQ(line.substr(0, 29), R"({"gateway":"pump-1","slot":2,)") << line;
+    EXPECT_EQ(line.find("pump-9"), std::string::npos) << line;
+}
+
+TEST(EventLines, NumbersInAnyOrderAndANewStream_AreEachNewOnce) {
+    cSeenIds seen;
+    for (const uint64_t number : {5u, 3u, 4u, 900u, 899u}) {
+        EXPECT_TRUE(seen.isNew("pump-1", {"1f0c9a2b", number})) << number;
+        EXPECT_FALSE(seen.isNew("pump-1", {"1f0c9a2b", number})) << number;
+    }
+    EXPECT_TRUE(seen.isNew("pump-1", {"00000001", 900}));
+    EXPECT_FALSE(seen.isNew("pump-1", {"00000001", 900}));
+    EXPECT_TRUE(seen.isNew("pump-1", {"00000001", UINT64_MAX}));
+    EXPECT_FALSE(seen.isNew("pump-1", {"00000001", UINT64_MAX}));
+}

@@ -54,3 +54,20 @@ TEST(Filter, UnknownNames_AreFoundButPatternsAreNot) {
     EXPECT_EQ(unknownNames({{"gone", "nobody", "no*"}, "", "", "", ""}, madeFleet()),
               std::vector<std::string>{"nobody"});
 }
+
+TEST(Filter, GatewayWithoutAnyState_HasAnUnknownSignal) {
+    cFleet fleet;
+    fleet.take(availabilityOf("new"), madeOnline());
+    EXPECT_EQ(filtered(with(&sFilter::signal, "unknown"), judgeAll(fleet, RECORDED_S)).size(), 1u);
+    EXPECT_TRUE(filtered(with(&sFilter::signal, "good"), judgeAll(fleet, RECORDED_S)).empty());
+    EXPECT_TRUE(filtered(with(&sFilter::firmware, "20"), judgeAll(fleet, RECORDED_S)).empty());
+}
+
+TEST(Filter, Note_ChoosesThoseWithANote) {
+    cFleet fleet;
+    fleet.take(availabilityOf("noted"), madeOnline());
+    fleet.take(statusOf("noted"),
+               R"({"time":"2026-11-21T07:42:18Z","slots":[{"slot":1,"state":"connected",)"
+               R"("problems":[{"severity":"note","id":"n","what":"x"}]}]})");
+    EXPECT_EQ(filtered(with(&sFilter::state, "note"), judgeAll(fleet, RECORDED_S)).size(), 1u);
+}

@@ -31,3 +31,15 @@ TEST(ListedJson, Gateway_HasWhatIsWrongButNoDetails) {
     EXPECT_EQ(two["operator"], "AT&T");
     EXPECT_TRUE(two["problems"].empty());
 }
+
+TEST(FleetJson, SlotThatClaimsAnotherNumberOrTime_HasThoseOfItsMessage) {
+    cFleet fleet;
+    fleet.take(availabilityOf("odd"), madeOnline());
+    fleet.take(
+        statusOf("odd", 2),
+        R"({"time":"2026-11-21T07:42:18Z","slots":[{"slot":7,"time":"now","state":"stale"}]})");
+    const auto odd =
+        nlohmann::json::parse(gatewayJson(judge(fleet.gateways().at("odd"), RECORDED_S)));
+    EXPECT_EQ(odd["slots"][0]["slot"], 2);
+    EXPECT_EQ(odd["slots"][0]["time"], "2026-11-21T07:42:18Z");
+}

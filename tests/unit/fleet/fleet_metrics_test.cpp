@@ -68,3 +68,13 @@ TEST(BrokerMetrics, Connection_IsOneOrZero) {
     EXPECT_TRUE(has(brokerMetrics(false, 3), "\ncellslot_fleet_broker_connected 0\n"));
     EXPECT_TRUE(has(brokerMetrics(false, 3), "\ncellslot_fleet_refused_messages_total 3\n"));
 }
+
+TEST(FleetMetrics, StrangeState_IsOther) {
+    cFleet fleet;
+    fleet.take(availabilityOf("odd"), madeOnline());
+    fleet.take(statusOf("odd"),
+               R"({"time":"2026-11-21T07:42:18Z","slots":[{"slot":1,"state":"a\"b 4711"}]})");
+    const std::string text = metrics(fleet);
+    EXPECT_TRUE(has(text, "\ncellslot_fleet_gateways{state=\"other\"} 1\n")) << text;
+    EXPECT_FALSE(has(text, "4711")) << text;
+}

@@ -42,3 +42,14 @@ TEST(FleetSummary, CountsEachGatewayOnce) {
     EXPECT_EQ(fleetSummary({all.front()}, 6), "1 of 6 gateways: 1 offline");
     EXPECT_EQ(fleetSummary({}, 0), "0 gateways");
 }
+
+TEST(FleetScreen, ClockThatIsWrong_LeavesOpenWhenItWasHeard) {
+    for (const time_t clock : {static_cast<time_t>(5), RECORDED_S + 100000}) {
+        cFleet fleet;
+        fleet.take(availabilityOf("odd"), madeOnline(clock));
+        const sJudgement odd = judge(fleet.gateways().at("odd"), RECORDED_S);
+        EXPECT_NE(gatewayLines(odd, RECORDED_S).front().find("not known"), std::string::npos);
+        const std::string title = gatewayScreen(odd, RECORDED_S).front();
+        EXPECT_NE(title.find("heard at a time not known"), std::string::npos) << title;
+    }
+}

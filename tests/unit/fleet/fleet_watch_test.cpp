@@ -20,10 +20,25 @@ TEST(FleetWatch, FitsEverySize) {
 TEST(FleetWatch, WhatIsCut_IsCounted) {
     const cFleet fleet = madeFleet();
     const tLines lines = fleetWatch(judgeAll(fleet, RECORDED_S), 6, RECORDED_S, {10, 80}, "");
-    EXPECT_EQ(lines.back().substr(0, 12), "4 more below") << lines.back();
+    EXPECT_EQ(lines.back().substr(0, 12), "3 more below") << lines.back();
 }
 
 TEST(FleetWatch, NoConnection_IsSaid) {
     const tLines lines = fleetWatch({}, 0, RECORDED_S, {24, 80}, "refused");
     EXPECT_EQ(lines.back(), "! no connection: refused; q quits");
+}
+
+TEST(FleetWatch, GatewayWithAFloodOfProblems_LeavesRoomForTheOthers) {
+    cFleet fleet = madeFleet();
+    std::string problems;
+    for (int i = 0; i < 16; ++i)
+        problems += std::string(i > 0 ? "," : "") + R"({"severity":"error","id":"p","what":")" +
+                    std::string(900, 'x') + R"(","mend":"y"})";
+    fleet.take(availabilityOf("a-flood"), madeOffline(AVAILABILITY_LOST));
+    fleet.take(statusOf("a-flood"),
+               R"({"time":"2026-11-21T07:42:18Z","slots":[{"slot":1,"state":"stale","problems":[)" +
+                   problems + "]}]}");
+    const tLines lines = fleetWatch(judgeAll(fleet, RECORDED_S), 7, RECORDED_S, {24, 80}, "");
+    EXPECT_EQ(lines.back().find("more below"), std::string::npos) << lines.back();
+    EXPECT_NE(lines[3].find("(and 16 more)"), std::string::npos) << lines[3];
 }

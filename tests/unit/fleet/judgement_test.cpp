@@ -83,3 +83,22 @@ TEST(StateWords, AreThoseOfTheStatus) {
     EXPECT_EQ(stateWords("no_data"), "NO STATUS");
     EXPECT_EQ(stateWords("of_tomorrow"), "OF TOMORROW");
 }
+
+TEST(Judgement, ClockFarAheadOrNotSet_IsSaidAndTheBrokerIsBelieved) {
+    for (const time_t clock : {static_cast<time_t>(5), RECORDED_S + 100000}) {
+        cFleet fleet;
+        fleet.take(availabilityOf("odd"), madeOnline(clock));
+        fleet.take(statusOf("odd"), madeStatus("healthy", 1, clock + 1));
+        const sJudgement odd = judged(fleet, "odd");
+        EXPECT_TRUE(odd.isOnline) << clock;
+        ASSERT_FALSE(odd.troubles.empty()) << clock;
+        EXPECT_EQ(odd.troubles.front().id, "clock_wrong");
+        EXPECT_EQ(odd.troubles.front().level, eSeverity::WARNING);
+    }
+}
+
+TEST(Judgement, ClockALittleAhead_IsRight) {
+    cFleet fleet;
+    fleet.take(availabilityOf("well"), madeOnline(RECORDED_S + 120));
+    EXPECT_TRUE(judged(fleet, "well").troubles.empty());
+}

@@ -70,7 +70,6 @@ TEST(LiveFleet, GatewayThatIsGone_IsNamed) {
     cStreamSource::sPosition position;
     readNext(live, position);
     live.remove("roams");
-    live.remove("never there");
     EXPECT_EQ(readNext(live, position).data["gone"], nlohmann::json({"roams"}));
 }
 
@@ -93,4 +92,12 @@ TEST(LiveFleet, LostBroker_IsSaidWithWhy) {
     readNext(live, position);
     live.setTrouble("connection \"refused\"");
     EXPECT_EQ(readNext(live, position).data["trouble"], "connection \"refused\"");
+}
+
+TEST(LiveFleet, GatewayThatCameAndWentBetweenTwoLooks_IsGone) {
+    cLiveFleet live;
+    cStreamSource::sPosition position;
+    readNext(live, position);
+    live.remove("brief");
+    EXPECT_EQ(readNext(live, position).data["gone"], nlohmann::json::array({"brief"}));
 }

@@ -51,3 +51,14 @@ TEST(ShortNumber, OneDigitAfterThePointAtMost) {
     EXPECT_EQ(shortNumber(-9.5), "-9.5");
     EXPECT_EQ(shortNumber(-9.99), "-10");
 }
+
+TEST(DisplayText, WideCharacters_AreTwoColumns) {
+    EXPECT_EQ(displayWidth("\u4e2d\u56fd LTE"), 8u);
+    EXPECT_EQ(displayWidth("\U0001f4f6\uac00\uff21"), 6u);
+    EXPECT_EQ(displayWidth("\u00e9\u20ac\u05d0"), 3u);
+    EXPECT_EQ(cutTo("\u4e2d\u56fd\u79fb", 6), "\u4e2d\u56fd\u79fb");
+    EXPECT_EQ(cutTo("\u4e2d\u56fd\u79fb", 5), "\u4e2d\u56fd~");
+    EXPECT_EQ(cutTo("\u4e2d\u56fd\u79fb", 4), "\u4e2d~");
+    EXPECT_EQ(fitTo("\u4e2d\u56fd\u79fb", 4), "\u4e2d~ ");
+    EXPECT_EQ(displayWidth(fitTo("\u4e2d", 5)), 5u);
+}

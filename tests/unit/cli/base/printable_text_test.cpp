@@ -91,3 +91,10 @@ TEST(PrintableText, Beginning_EndsBetweenTwoCharacters) {
     EXPECT_EQ(beginningOf("a\u00e9\u20ac", 5), "a\u00e9");
     EXPECT_EQ(beginningOf("\x80\x80", 1), "") << "no text";
 }
+
+TEST(PrintableText, CharactersThatTurnTheLineOrEndIt_AreReplaced) {
+    EXPECT_EQ(printableLine("a\u202ecba\u202c"), "a?cba?");
+    EXPECT_EQ(printableLine("\u2066x\u2069 y\u2028z\u2029"), "?x? y?z?");
+    // Letters that are written from right to left stay as they are.
+    EXPECT_EQ(printableLine("\u05d0\u05d1 \u202f"), "\u05d0\u05d1 \u202f");
+}
