@@ -17,9 +17,12 @@ fail() {
     exit 1
 }
 
+# An empty list of what may be published would allow everything.
 user() { # NAME PUBLISH SUBSCRIBE
+    local publish="[$2]"
+    [[ -n $2 ]] || publish='{ deny: ">" }'
     printf '        { user: "CN=%s", allowed_connection_types: ["MQTT"], permissions: {\n' "$1"
-    printf '            publish: [%s]\n            subscribe: [%s] } }\n' "$2" "$3"
+    printf '            publish: %s\n            subscribe: [%s] } }\n' "$publish" "$3"
 }
 
 # "$MQTT.sub." is where the server delivers messages of QoS 1 to a session.
