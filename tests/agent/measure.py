@@ -6,10 +6,12 @@ their clocks so many times faster. scripts/bench_agent.sh starts it."""
 import json
 import os
 import pathlib
+import signal
 import subprocess
 import time
 
 from agent_case import CONFIG, AgentCase
+from gateway import LIMIT_S
 
 FAST = int(os.environ.get("CELLSLOT_FAST", "60"))
 HOURS = float(os.environ.get("CELLSLOT_HOURS", "24"))
@@ -82,6 +84,7 @@ class Measure(AgentCase):
         self.agent.start("faketime", "-f", f"+0 x{FAST}")
         self.agent.waitLog("connected to")
         pid = childOf(self.agent.process.pid)
+        self.addCleanup(self.endAgent, pid)
         handshake = wire()
         time.sleep(30 * 60 / FAST)
         settled, started, cpu = wire(), time.monotonic(), cpuS(pid)
@@ -95,6 +98,11 @@ class Measure(AgentCase):
         self.assertEqual(self.agent.log().count("connected to"), 1, self.agent.log())
         state = json.loads(pathlib.Path("/run/cellslot-agent/state.json").read_text())
         print(f"commits to the disk since the start: {state['writes']}")
+
+    def endAgent(self, pid):
+        """faketime ends with it."""
+        os.kill(pid, signal.SIGTERM)
+        self.agent.process.wait(LIMIT_S)
 
     def testMemory(self):
         self.agent.start()
