@@ -5,6 +5,7 @@ import math
 from xml.sax.saxutils import escape
 
 WIDTH, HEIGHT, MARGIN = 640, 420, 70
+COLOURS = ("#0060b0", "#c04000", "#207020")
 
 
 def decades(values):
@@ -49,24 +50,56 @@ def line(points, style):
     return f'<polyline points="{path}" fill="none" {style}/>'
 
 
-def draw(curve):
-    points = curve["points"]
-    proportional = [(x, points[-1][1] * x / points[-1][0]) for x, _ in points]
+def lines(curve, x, y):
+    """Each line of the curve in a colour of its own, with its name beside its last point."""
+    parts = []
+    for colour, (name, points) in zip(COLOURS, curve["lines"].items()):
+        if not points:
+            continue
+        placed = [(x.place(a), y.place(b)) for a, b in points]
+        parts.append(line(placed, f'stroke="{colour}" stroke-width="2"'))
+        parts += [f'<circle cx="{a:.1f}" cy="{b:.1f}" r="3.5" fill="{colour}"/>' for a, b in placed]
+        if name:
+            # Above the end of a rising line, below that of a falling one.
+            (_, y0), (x1, y1) = placed[-2:]
+            parts.append(text(x1 + 6, y1 + (18 if y1 > y0 + 1 else -8), name, "end",
+                              f'fill="{colour}" font-weight="bold"'))
+    return parts
+
+
+def panel(curve):
+    curve = curve if "lines" in curve else {**curve, "lines": {"": curve["points"]}}
+    points = [point for line in curve["lines"].values() for point in line]
+    proportional = []
+    if curve.get("proportional", True):
+        last = max(points)
+        proportional = [(x, last[1] * x / last[0]) for x in sorted({x for x, _ in points})]
     x = Scale([point[0] for point in points], MARGIN, WIDTH - MARGIN)
     y = Scale([point[1] for point in points + proportional], HEIGHT - MARGIN, MARGIN)
-    placed = [(x.place(a), y.place(b)) for a, b in points]
-    parts = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}"'
-        ' font-family="sans-serif" font-size="12">',
+    return [
         f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
         text(WIDTH / 2, 30, curve["what"], more='font-size="15"'),
         *grid(x, y),
         line([(x.place(a), y.place(b)) for a, b in proportional],
              'stroke="#999" stroke-dasharray="5 4"'),
-        line(placed, 'stroke="#0060b0" stroke-width="2"'),
-        *(f'<circle cx="{a:.1f}" cy="{b:.1f}" r="3.5" fill="#0060b0"/>' for a, b in placed),
+        *lines(curve, x, y),
         text(WIDTH / 2, HEIGHT - 20, curve["x"]),
         text(18, HEIGHT / 2, curve["y"], more=f'transform="rotate(-90 18 {HEIGHT / 2})"'),
-        "</svg>",
     ]
-    return "\n".join(parts) + "\n"
+
+
+def picture(width, height, parts):
+    return "\n".join([f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}"'
+                      ' font-family="sans-serif" font-size="12">', *parts, "</svg>"]) + "\n"
+
+
+def draw(curve):
+    return picture(WIDTH, HEIGHT, panel(curve))
+
+
+def drawBeside(curves):
+    """Two in a row."""
+    parts = []
+    for number, curve in enumerate(curves):
+        parts += [f'<g transform="translate({number % 2 * WIDTH} {number // 2 * HEIGHT})">', *panel(curve), "</g>"]
+    return picture(min(len(curves), 2) * WIDTH, (len(curves) + 1) // 2 * HEIGHT, parts)

@@ -17,8 +17,9 @@ import threading
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / "tests/fleet"))
+sys.path[:0] = [str(ROOT / "tests/fleet"), str(ROOT / "bench")]
 
+import svg  # noqa: E402
 from brokers import LIMIT_S, Cluster, Keys, Mosquitto  # noqa: E402
 from gateways import online, slotStatus  # noqa: E402
 from mqtt_client import Client  # noqa: E402
@@ -27,6 +28,8 @@ TICKS = os.sysconf("SC_CLK_TCK")
 IDLE_S = 10
 EVENTS_EACH = 10
 WAVE = 500
+# A broker that has not taken all by then will not.
+PATIENCE_S = 600
 
 
 def memoryKb(pid):
@@ -56,6 +59,10 @@ class Meter:
         return sum(map(memoryKb, self.pids))
 
 
+class GivenUp(Exception):
+    """The broker did not do it."""
+
+
 class Agents:
     def __init__(self, binary, keys, count, ports):
         status = pathlib.Path(tempfile.mkdtemp()) / "status.json"
@@ -66,11 +73,17 @@ class Agents:
 
     def waitFor(self, what, number):
         """Seconds, of the agents' own clock."""
-        for line in self.process.stdout:
-            kind, reached, seconds = line.split()
-            if kind == what and int(reached) == number:
-                return float(seconds)
-        raise AssertionError(f"the agents ended without '{what} {number}'")
+        limit = threading.Timer(PATIENCE_S, self.process.kill)
+        limit.start()
+        last = ""
+        try:
+            for last in self.process.stdout:
+                kind, reached, seconds = last.split()
+                if kind == what and int(reached) == number:
+                    return float(seconds)
+        finally:
+            limit.cancel()
+        raise GivenUp(f"no '{what} {number}' within {PATIENCE_S} s; at last '{last.strip()}'")
 
     def events(self, number):
         self.process.stdin.write(f"events {number}\n")
@@ -106,7 +119,7 @@ def followPeak(pid, peak):
         pass  # it has ended
 
 
-def measure(kind, keys, names, count, binaries):
+def measure(kind, keys, names, count, binaries, logs):
     broker = kind(keys, names[:count])
     broker.start()
     conf = configuration(keys, broker.ports if kind is Cluster else [broker.operatorPort])
@@ -123,7 +136,8 @@ def measure(kind, keys, names, count, binaries):
         row["agent_kb_each"] = clients.memory() / count
         out, row["status_s"], row["status_cpu_s"], row["status_kb"], code = desk(
             binaries / "cellslot-fleet", conf, "status", "--json")
-        assert code == 0 and len(json.loads(out)["gateways"]) == count, (code, len(out))
+        seen = len(json.loads(out)["gateways"]) if code == 0 else 0
+        check(seen == count, "status", code, f"{seen} of {count} gateways")
         servers.restart()
         clients.restart()
         time.sleep(IDLE_S)
@@ -135,15 +149,24 @@ def measure(kind, keys, names, count, binaries):
         row["event_broker_ms"] = 1000 * servers.processor() / number
         out, row["send_s"], row["send_cpu_s"], _, code = desk(
             binaries / "cellslot-fleet", conf, "send", "*", "--yes", "--wave", str(WAVE), "reload")
-        assert code == 0 and f"{count} gateways: {count} done" in out, (code, out[-300:])
+        check(code == 0 and f"{count} gateways: {count} done" in out, "send", code, out)
         if kind is Cluster:
             row["node_death_s"] = nodeDeath(broker, agents, count)
             out, *_, code = desk(binaries / "cellslot-fleet", conf, "status")
-            assert code == 0 and f"{count} gateways: {count} well" in out, out[-300:]
+            check(code == 0 and f"{count} gateways: {count} well" in out, "status without a node", code, out)
+    except GivenUp as error:
+        row["gave_out"] = str(error)
     finally:
         agents.end()
+        if kind is Cluster:
+            logs.with_name(f"cluster-{count}.log").write_text(broker.log())
         broker.end()
     return row
+
+
+def check(isTrue, what, code, out):
+    if not isTrue:
+        raise GivenUp(f"{what}: status {code}: {out[-300:]}")
 
 
 def nodeDeath(broker, agents, count):
@@ -233,14 +256,41 @@ def configuration(keys, ports):
     return conf
 
 
+def shown(value):
+    if isinstance(value, str):
+        return value
+    return f"{value:.3g}" if value < 1000 else f"{value:.0f}"
+
+
 def show(rows):
     keys = list(dict.fromkeys(key for row in rows for key in row))
     print("| figure | " + " | ".join(f"{row['broker']} {row['gateways']}" for row in rows) + " |")
     print("|---|" + "---|" * len(rows))
     for key in keys[2:]:
-        cells = [f"{row[key]:.3g}" if key in row and row[key] < 1000 else f"{row[key]:.0f}" if key in row else "-"
-                 for row in rows]
+        cells = [shown(row[key]) if key in row else "-" for row in rows]
         print(f"| {key} | " + " | ".join(cells) + " |")
+
+
+CURVES = (("all_seen_s", "until all are seen", "seconds", True),
+          ("broker_kb_each", "memory of the broker for each gateway", "kB", False),
+          ("idle_broker_percent", "broker while nothing is sent (no line: less than can be measured)", "% of a core",
+           True),
+          ("events_per_s", "events of all, acknowledged", "each second", False))
+
+
+def draw(rows):
+    curves = []
+    for key, what, unit, isProportional in CURVES:
+        lines = {}
+        for row in rows:
+            # 0 has no place on a logarithmic scale.
+            if row.get(key, 0) > 0:
+                lines.setdefault(row["broker"], []).append((row["gateways"], row[key]))
+        lines = {row["broker"]: [] for row in rows} | {broker: each for broker, each in lines.items() if len(each) > 1}
+        if any(lines.values()):
+            curves.append({"what": what, "x": "gateways", "y": unit, "lines": lines,
+                           "proportional": isProportional})
+    return svg.drawBeside(curves)
 
 
 def main():
@@ -268,10 +318,11 @@ def main():
         if kind.__name__.lower() not in options.brokers.split(","):
             continue
         for count in counts:
-            rows.append(measure(kind, keys, names, count, options.bin))
+            rows.append(measure(kind, keys, names, count, options.bin, options.out))
             print(json.dumps(rows[-1]), file=sys.stderr, flush=True)
             options.out.write_text(json.dumps(rows, indent=2) + "\n")
     show(rows)
+    options.out.with_suffix(".svg").write_text(draw(rows))
 
 
 main()

@@ -2,7 +2,9 @@
 
 import itertools
 import json
+import os
 import pathlib
+import signal
 import socket
 import ssl
 import subprocess
@@ -86,12 +88,12 @@ class Broker:
         self.configure(address)
         self.process = subprocess.Popen(
             ["ip", "netns", "exec", namespace, "faketime", "-f", f"+0 x{fast}", "mosquitto", "-c",
-             self.folder / "mosquitto.conf"], stderr=subprocess.PIPE, text=True)
+             self.folder / "mosquitto.conf"], stderr=subprocess.PIPE, text=True, start_new_session=True)
 
     def start(self):
         self.configure("127.0.0.1")
         self.process = subprocess.Popen(["mosquitto", "-c", self.folder / "mosquitto.conf"],
-                                        stderr=subprocess.PIPE, text=True)
+                                        stderr=subprocess.PIPE, text=True, start_new_session=True)
         waitUntil(self.isListening, lambda: "mosquitto does not listen")
 
     def isListening(self):
@@ -103,7 +105,8 @@ class Broker:
     def stop(self):
         if self.process is None:
             return
-        self.process.terminate()
+        # Its group: faketime remains its parent and must end with it.
+        os.killpg(self.process.pid, signal.SIGTERM)
         self.process.communicate(timeout=LIMIT_S)
         self.process = None
 

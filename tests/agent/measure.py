@@ -11,6 +11,7 @@ import subprocess
 import time
 
 from agent_case import CONFIG, AgentCase
+from gateway import LIMIT_S
 
 FAST = int(os.environ.get("CELLSLOT_FAST", "60"))
 HOURS = float(os.environ.get("CELLSLOT_HOURS", "24"))
@@ -93,6 +94,7 @@ class Measure(AgentCase):
         self.slot.waitConnected()
         self.startAgent()
         pid = childOf(self.agent.process.pid)
+        self.addCleanup(self.endAgent, pid)
         handshake = wire()
         time.sleep(30 * 60 / FAST)
         settled, started, cpu = wire(), time.monotonic(), cpuS(pid)
@@ -125,6 +127,11 @@ class Measure(AgentCase):
             self.agent.waitLog("connected to", number)
             now = self.settledWire()
             print(f"connected again: {now[0] - before[0]} bytes, {now[1] - before[1]} packets")
+
+    def endAgent(self, pid):
+        """faketime ends with it."""
+        os.kill(pid, signal.SIGTERM)
+        self.agent.process.wait(LIMIT_S)
 
     def testMemory(self):
         self.agent.start()

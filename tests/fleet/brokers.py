@@ -18,6 +18,7 @@ CONTRIB = CHECKOUT / "contrib"
 LIMIT_S = int(os.environ.get("CELLSLOT_LIMIT_S", "300"))
 MOSQUITTO_GATEWAYS, MOSQUITTO_PSK, MOSQUITTO_PASSWORD, MOSQUITTO_OPERATORS = 8883, 8884, 8885, 8886
 CLUSTER_PORTS = (8883, 8884, 8885)
+MONITORING = 8222
 
 
 def waitUntil(condition, what):
@@ -176,7 +177,8 @@ class Cluster:
     def _node(self, index):
         text = (CONTRIB / "nats/node.conf").read_text()
         for there, here in (("/var/lib/nats", self.data / str(index)), (":8883", f":{CLUSTER_PORTS[index]}"),
-                            (":6222", f":{6222 + index}"), (":4222", f":{4222 + index}")):
+                            (":6222", f":{6222 + index}"), (":4222", f":{4222 + index}"),
+                            (f":{MONITORING}", f":{MONITORING + index}")):
             assert there in text, there
             text = text.replace(there, str(here))
         file = self.folder.parent / f"node{index}.conf"
@@ -197,6 +199,29 @@ class Cluster:
             if node.process is not None:
                 waitUntil(lambda: takesConnections(port), f"a node at {port}")
                 waitUntil(lambda: self._works(port), f"a node that works at {port}")
+
+    def waitWhole(self, without=None):
+        """The nodes have everything, and somebody leads it: one may be taken away, or brought back."""
+        self.waitReady()
+        said = self.notWhole(LIMIT_S, without)
+        assert not said, said
+
+    def notWhole(self, seconds, without=None):
+        """What contrib/nats/whole.py still says of the nodes after so long; nothing if they are whole."""
+        urls = [f"http://127.0.0.1:{MONITORING + index}" for index in range(len(self.nodes)) if index != without]
+        asked = subprocess.run([CONTRIB / "nats/whole.py", "--wait", str(seconds), *urls], stdout=subprocess.PIPE,
+                               text=True, check=False)
+        return asked.stdout if asked.returncode else ""
+
+    def lose(self, index):
+        self.nodes[index].end(signal.SIGKILL)
+
+    def bringBack(self, index):
+        """As README.md says: with an empty store, which the two others fill."""
+        self.waitWhole(without=index)
+        shutil.rmtree(self.data / str(index))
+        self.nodes[index].start()
+        self.waitWhole()
 
     def _works(self, port):
         return subprocess.run(
@@ -240,6 +265,7 @@ class Subscriber:
         """Takes the next line. False at the end of the program."""
         line = self.news.get(timeout=LIMIT_S)
         if line is None:
+            self.news.put(None)
             return False
         if line.startswith("cellslot/"):
             self.messages.append(tuple(line.split(" ", 1)))

@@ -463,12 +463,11 @@ class ClusterLosesNodes(WithGateways):
             gateway.end()
         self.gateways = {}
         for round in range(5):
-            node = self.broker.nodes[round % 3]
-            node.end(signal.SIGKILL)
+            self.broker.waitWhole()
+            self.broker.lose(round % 3)
             self.broker.waitReady()
             self.assertIn("3 gateways: 1 with an error, 2 well", self.ask("status", "--broker", brokers))
-            node.start()
-            self.broker.waitReady()
+            self.broker.bringBack(round % 3)
             port = CLUSTER_PORTS[round % 3]
             self.assertIn("3 gateways: 1 with an error, 2 well",
                           self.ask("status", "--broker", f"localhost:{port}"))

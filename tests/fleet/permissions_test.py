@@ -2,7 +2,6 @@
 
 import os
 import pathlib
-import signal
 import sys
 import unittest
 
@@ -274,15 +273,14 @@ class ClusterPermissions(Permissions, unittest.TestCase):
         self.assertTrue(gateway.waitSubscribed())
         gateway.end()
         self.command("pump-1", "waits")
-        lost = self.broker.nodes[1]
-        lost.end(signal.SIGKILL)
+        self.broker.lose(1)
         self.broker.waitReady()
         gateway = self.subscribe([f"{OWN}/command"], self.keys.gateway("pump-1"), "pump-1", CLUSTER_PORTS[2],
                                  extra=("-c",))
         gateway.waitFor((f"{OWN}/command", "waits"))
         gateway.end()
-        lost.start()
-        self.broker.waitReady()
+        self.assertIn("8223: no answer", self.broker.notWhole(0))
+        self.broker.bringBack(1)
         back = self.subscribe([EVERYTHING], self.keys.operator(), "desk-back", CLUSTER_PORTS[1], qos=0)
         back.waitFor((f"{OWN}/availability", "kept"))
 

@@ -40,7 +40,8 @@ class Contents(ContentsCase, unittest.TestCase):
                      "usr/share/doc/cellslot-fleet/examples/mosquitto/mosquitto.conf",
                      "usr/share/doc/cellslot-fleet/examples/nats/node.conf"):
             self.assertEqual(self.modes.get(file), "-rw-r--r--", file)
-        self.assertEqual(self.modes["usr/share/doc/cellslot-fleet/examples/keys.sh"], "-rwxr-xr-x")
+        for program in ("keys.sh", "nats/whole.py"):
+            self.assertEqual(self.modes[f"usr/share/doc/cellslot-fleet/examples/{program}"], "-rwxr-xr-x")
 
     def test_page_isWhole(self):
         named = pageFiles("fleet/fleet_site.cpp")
