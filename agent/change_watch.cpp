@@ -7,13 +7,18 @@ namespace {
 // The daemon writes its status before it reads its file, so one of the same second says nothing.
 constexpr long long WRITTEN_AFTER_S = 2;
 
+// A set-up stops the clock of the session, but may show that of before as connected until it ends.
+bool isInSession(const sSlotReport& report) {
+    return report.isConnected() && report.file.record.number(STATUS_QMI_CALL_TIME).value_or(0) > 0;
+}
+
 // With the new file; a slot that had no connection before need not have one now.
 // Judged by ages: the clock may be set meanwhile, or be years behind after a start of the host.
 bool isSetUp(const sChangeRecord& record, const sSlotReport& report, long long runS) {
     if (!report.isGood() || !report.daemonRuns || report.isStale()) return false;
     if (!report.ageS || *report.ageS < 0) return false;
     if (runS - record.takenS < *report.ageS + WRITTEN_AFTER_S) return false;
-    return report.isConnected() || !record.wasConnected;
+    return isInSession(report) || !record.wasConnected;
 }
 
 eResult resultOf(eChangeEnd end) {

@@ -47,6 +47,23 @@ TEST_F(ChangeWatch, StatusOfBefore_IsNoReasonForANewConnection) {
     EXPECT_EQ(look(TAKEN_S + 20, 5), eNeed::RENEW);
 }
 
+// A set-up with the new file, which may take long, still shows the session of the old one as
+// connected.
+TEST_F(ChangeWatch, SessionOfBeforeTheSetUp_IsNoReasonForANewConnection) {
+    const std::string connected = readFile(host / "var/log/wireless.cardstats.1");
+    const std::string key = "QMI_CALL_TIME=6\n";
+    const size_t at = connected.find(key);
+    ASSERT_NE(at, std::string::npos);
+    std::string setsUp = connected;
+    host.writeStatus(1, setsUp.replace(at, key.size(), "QMI_CALL_TIME=0\n"));
+    ASSERT_TRUE(host.report(1).isConnected());
+    look(TAKEN_S + 20, 5);
+    watch.noteStarted();
+    EXPECT_EQ(look(TAKEN_S + 20, 5), eNeed::NOTHING);
+    host.writeStatus(1, connected);
+    EXPECT_EQ(look(TAKEN_S + 21, 5), eNeed::RENEW);
+}
+
 // The reports of the fixture are of the same day, whatever the clock said when the change began.
 TEST_F(ChangeWatch, ClockIsBehindAfterAStartOfTheHost_NewConnectionAllTheSame) {
     record.takenS = 0;
