@@ -47,17 +47,17 @@ installMissing() { # PACKAGE...
 # SERVICES, as PACKAGE:SERVICE, would only listen on the host after the installation: they are ended. Needs
 # usage of the script and options.sh.
 setUpPackages() { # [--test]
-    local packages wanted=("${BUILD[@]}")
+    local missing wanted=("${BUILD[@]}")
     case ${1:-} in
     '') ;;
     --test) wanted+=("${TEST[@]}") ;;
     *) helpOrRefuse "$1" ;;
     esac
-    mapfile -t packages < <(missingPackages "${wanted[@]}")
-    ((${#packages[@]})) || return 0
-    announceInstallation "${packages[@]}"
-    installPackages "${packages[@]}"
-    endServices "${packages[@]}"
+    mapfile -t missing < <(missingPackages "${wanted[@]}")
+    ((${#missing[@]})) || return 0
+    announceInstallation "${missing[@]}"
+    installPackages "${missing[@]}"
+    endServices "${missing[@]}"
 }
 
 # Those that came with these packages.
