@@ -161,7 +161,9 @@ class cService final : public iBroker {
         const std::string text = agentStateJson(m_state);
         if (text == m_published) return;
         m_published = text;
-        m_tidyMs = monotonicMs() + SETTLED_MS;
+        // Not later for each further change: a modem that goes on changing would put it off for
+        // ever.
+        if (m_tidyMs == 0) m_tidyMs = monotonicMs() + SETTLED_MS;
         publishAgentState(m_places, m_state);
     }
 
