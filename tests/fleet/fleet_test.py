@@ -200,26 +200,6 @@ class Events(WithGateways):
         self.assertIn("last", text)
         self.assertNotIn("secret", text)
 
-    def test_FollowWithoutBroker_SaysThatNothingIsShown(self):
-        process = self.start("events", "--follow")
-        self.addCleanup(process.kill)
-
-        def isShown():
-            self.gateways["pump-1"].event(text="first")
-            return select.select([process.stdout], [], [], 0.2)[0]
-        waitUntil(isShown, "that it listens")
-        self.broker.restart()
-        self.assertIn("nothing comes from the broker", process.stderr.readline())
-        self.assertIn("connected to the broker again", process.stderr.readline())
-        self.gateways["pump-2"].end()
-        self.connect("pump-2").event(text="second")
-        while "second" not in (line := process.stdout.readline()):
-            self.assertIn("first", line)
-        process.send_signal(signal.SIGINT)
-        self.assertEqual(process.wait(LIMIT_S), 0)
-        process.stdout.close()
-        process.stderr.close()
-
     def test_WithoutFollowOrSession_SaysWhatToUse(self):
         self.assertIn("--follow", self.ask("events", status=2))
 
@@ -412,6 +392,26 @@ class BrokerThatRefuses(FleetCase):
 class BrokerThatGoes(WithGateways):
     def test_NoBroker_IsSaidInWords(self):
         self.assertIn("no connection to the broker", self.ask("status", "--broker", "localhost:1", status=1))
+
+    def test_FollowWithoutBroker_SaysThatNothingIsShown(self):
+        process = self.start("events", "--follow")
+        self.addCleanup(process.kill)
+
+        def isShown():
+            self.gateways["pump-1"].event(text="first")
+            return select.select([process.stdout], [], [], 0.2)[0]
+        waitUntil(isShown, "that it listens")
+        self.broker.restart()
+        self.assertIn("nothing comes from the broker", process.stderr.readline())
+        self.assertIn("connected to the broker again", process.stderr.readline())
+        self.gateways["pump-2"].end()
+        self.connect("pump-2").event(text="second")
+        while "second" not in (line := process.stdout.readline()):
+            self.assertIn("first", line)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(LIMIT_S), 0)
+        process.stdout.close()
+        process.stderr.close()
 
     def test_WatchAfterALoss_DoesNotShowWhatTheBrokerForgot(self):
         process, master, read = self.watch()
