@@ -12,12 +12,12 @@ import jsonschema
 import yaml
 
 DOCUMENT = pathlib.Path(__file__).resolve().parents[2] / "docs/fleet/asyncapi.yaml"
-SPECIFICATION = pathlib.Path(os.environ["CELLSLOT_ASYNCAPI"], "3.0.0-without-$id.json")
+SCHEMA = pathlib.Path(os.environ["CELLSLOT_ASYNCAPI"], "3.0.0-without-$id.json")
 
 
-def specification():
+def schemaOfDescriptions():
     """Debian's jsonschema takes the description of a field "$id" for an "$id"."""
-    return json.loads(SPECIFICATION.read_text(encoding="utf-8"), object_hook=lambda it: {
+    return json.loads(SCHEMA.read_text(encoding="utf-8"), object_hook=lambda it: {
         key: value for key, value in it.items() if key != "$id" or isinstance(value, str)})
 
 
@@ -25,7 +25,7 @@ class Description(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.document = yaml.safe_load(DOCUMENT.read_text(encoding="utf-8"))
-        cls.validator = jsonschema.Draft7Validator(specification())
+        cls.validator = jsonschema.Draft7Validator(schemaOfDescriptions())
 
     def errors(self, document):
         return [f"{list(error.absolute_path)}: {error.message[:300]}" for error in self.validator.iter_errors(document)]
