@@ -59,8 +59,7 @@ constexpr const char* ENDED = "the connection was ended";
 constexpr int64_t SHORT_MS = 5000;
 constexpr const char* ENDED_AT_ONCE =
     "the connection was ended right after it was made; the broker may not know this name, or "
-    "another "
-    "client has it too";
+    "another client has it too";
 constexpr const char* NOBODY_THERE =
     "the connection was refused; does the broker run at this port?";
 

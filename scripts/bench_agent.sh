@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Measures what the agent costs an idle gateway with TLS and client certificates: resident memory by what is
 # mapped, processor time, writes, and bytes on the wire of a day and of a connection that broke, counted by the
-# kernel at an interface from the IP header on. For the wire, the clocks of agent, daemon and broker run faster (faketime), so that a day takes
-# 24 minutes. Takes half an hour.
+# kernel at an interface from the IP header on. For the wire, the clocks of agent, daemon and broker run faster
+# (faketime), so that a day takes 24 minutes. Takes half an hour.
 set -euo pipefail
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
