@@ -110,6 +110,8 @@ tokenstr responseFields(const std::string& response, const std::string& prefix) 
 
 std::vector<std::string> responseLines(const std::string& response) {
     std::vector<std::string> lines;
+    const auto lineEnds = static_cast<size_t>(std::count(response.begin(), response.end(), '\n'));
+    lines.reserve(std::min(lineEnds + 1, RESPONSE_LINES_MAX));
     for (size_t begin = 0; begin < response.size() && lines.size() < RESPONSE_LINES_MAX;) {
         const size_t end = std::min(response.find('\n', begin), response.size());
         std::string text = cleanBeginEndWhiteSpace(

@@ -1,7 +1,8 @@
 #include "device/at_transaction.h"
 
+#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
+#include <string_view>
 
 #include "device/at_port.h"
 #include "device/late_answers.h"
@@ -30,7 +31,7 @@ struct sPollPlan {
 };
 
 sPollPlan makePollPlan(unsigned timeoutS) {
-    if (getenv(TEST_POLL_VARIABLE) != nullptr) return {TEST_POLLS, TEST_POLL_INTERVAL_US};
+    if (isTestPolling()) return {TEST_POLLS, TEST_POLL_INTERVAL_US};
     const uint64_t seconds = uint64_t{timeoutS} + 1;
     debug(eLOG_PORT_POLL, g_i_debugMode,
           "readAtCommandResponse(): Waiting up to %llu seconds for AT command response",
@@ -39,7 +40,7 @@ sPollPlan makePollPlan(unsigned timeoutS) {
 }
 
 // Whether the text contains the code followed by a line end.
-bool hasFinalLine(const std::string& text, const std::string& code) {
+bool hasFinalLine(const std::string& text, std::string_view code) {
     for (size_t at = text.find(code); at != std::string::npos; at = text.find(code, at + 1)) {
         const size_t after = at + code.size();
         if (after < text.size() && (text[after] == eCR || text[after] == eLF)) return true;
@@ -80,8 +81,7 @@ class cGrowingResponse {
         if (m_response.size() < RESPONSE_MAX)
             m_response.append(piece, 0, RESPONSE_MAX - m_response.size());
         if (!m_echo.empty()) return addBeforeEcho();
-        m_window += piece;
-        return searchWindow();
+        return m_window.empty() ? search(piece) : search(m_window += piece);
     }
     // What was received before the echo.
     std::string takeLate() {
@@ -96,20 +96,19 @@ class cGrowingResponse {
         m_late = m_response.substr(0, at);
         m_response.erase(0, at);
         m_echo.clear();
-        m_window = m_response;
-        return searchWindow();
+        return search(m_response);
     }
-    ePortReturn searchWindow() {
-        const ePortReturn result = findFinalResult(m_window);
-        if (m_window.size() > FINAL_CODE_OVERLAP)
-            m_window.erase(0, m_window.size() - FINAL_CODE_OVERLAP);
+    ePortReturn search(const std::string& text) {
+        const ePortReturn result = findFinalResult(text);
+        const size_t kept = std::min(text.size(), FINAL_CODE_OVERLAP);
+        m_window = text.substr(text.size() - kept);
         return result;
     }
 
     std::string& m_response;
     std::string m_echo;
     std::string m_late;
-    std::string m_window;
+    std::string m_window;  // the end of what was searched
 };
 
 ePortReturn pollForFinalResult(int port, cGrowingResponse& growing, const sPollPlan& plan) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <optional>
 
 #include "platform/include/text_helpers.h"
 #include "platform/include/timer_clock.h"
@@ -30,6 +31,7 @@ struct sLink {
 // By port: only open ones that have had a command.
 struct sLinkState {
     std::map<int, sLink> links;
+    std::optional<bool> isTestPolling;  // the environment is searched once
 };
 
 sLinkState g_linkState;
@@ -37,8 +39,7 @@ sLinkState g_linkState;
 // A test bench answers at any time, even before the command.
 bool isBench(int port) {
     struct stat info;
-    return getenv(TEST_POLL_VARIABLE) != nullptr ||
-           (fstat(port, &info) == 0 && S_ISFIFO(info.st_mode));
+    return isTestPolling() || (fstat(port, &info) == 0 && S_ISFIFO(info.st_mode));
 }
 
 bool endsWith(const std::string& text, const std::string& end) {
@@ -112,6 +113,12 @@ void doubt(sLink& link) {
 }
 
 }  // namespace
+
+bool isTestPolling() {
+    std::optional<bool>& known = g_linkState.isTestPolling;
+    if (!known) known = getenv(TEST_POLL_VARIABLE) != nullptr;
+    return *known;
+}
 
 void cFinalCodes::add(const std::string& piece) {
     for (const char byte : piece) {

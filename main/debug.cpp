@@ -18,6 +18,10 @@ bool isEnabled(uint64_t category, uint64_t mode) {
     return (category & mode) == category;
 }
 
+bool isNews(uint64_t category) {
+    return (category & (eLOG_ERROR | eLOG_NOTICE)) != 0;
+}
+
 // Messages contain text from modem and network. No escape sequence in it may reach a terminal or a
 // log viewer.
 void blankEscapes(char* text) {
@@ -69,20 +73,26 @@ void logStartsInARow(uint64_t mode) {
     write(eLOG_NOTICE, mode, line);
 }
 
-}  // namespace
-
-unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...) {
-    const bool isNews = (category & (eLOG_ERROR | eLOG_NOTICE)) != 0;
-    if (category == 0 || (!isNews && !isEnabled(category, mode))) return 0;
-
+// A function of its own, so that a message that nobody wants costs debug() no buffer and no page
+// for it.
+__attribute__((noinline)) unsigned char writeMessage(uint64_t category, uint64_t mode,
+                                                     const char* format, va_list arguments) {
     char message[MESSAGE_SIZE];
-    va_list arguments;
-    va_start(arguments, format);
     vsnprintf(message, sizeof message, format, arguments);
-    va_end(arguments);
     blankEscapes(message);
-    if (!isNews) return write(category, mode, message);
+    if (!isNews(category)) return write(category, mode, message);
     const uint64_t left = withoutRepetition(category, message);
     if (left == category) logStartsInARow(mode);
     return write(left, mode, message);
+}
+
+}  // namespace
+
+unsigned char debug(const uint64_t& category, const uint64_t& mode, const char* format, ...) {
+    if (category == 0 || (!isNews(category) && !isEnabled(category, mode))) return 0;
+    va_list arguments;
+    va_start(arguments, format);
+    const unsigned char done = writeMessage(category, mode, format, arguments);
+    va_end(arguments);
+    return done;
 }

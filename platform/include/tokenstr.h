@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -29,6 +30,8 @@ class tokenstr {
     std::vector<std::string>::const_iterator end() const { return m_tokens.end(); }
 
   private:
+    void split(const std::string& text, std::string_view separator, eEmptyTokens emptyTokens);
+
     std::vector<std::string> m_tokens;
 };
 

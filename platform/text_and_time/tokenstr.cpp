@@ -1,11 +1,20 @@
 #include "platform/include/tokenstr.h"
 
-tokenstr::tokenstr(const std::string& text, char separator, eEmptyTokens emptyTokens)
-    : tokenstr(text, std::string(1, separator), emptyTokens) {}
+#include <algorithm>
+
+tokenstr::tokenstr(const std::string& text, char separator, eEmptyTokens emptyTokens) {
+    if (text.empty()) return;
+    m_tokens.reserve(1 + static_cast<size_t>(std::count(text.begin(), text.end(), separator)));
+    split(text, {&separator, 1}, emptyTokens);
+}
 
 tokenstr::tokenstr(const std::string& text, const std::string& separator,
                    eEmptyTokens emptyTokens) {
-    if (text.empty()) return;
+    if (!text.empty()) split(text, separator, emptyTokens);
+}
+
+void tokenstr::split(const std::string& text, std::string_view separator,
+                     eEmptyTokens emptyTokens) {
     size_t begin = 0;
     while (begin != std::string::npos) {
         const size_t end = separator.empty() ? std::string::npos : text.find(separator, begin);

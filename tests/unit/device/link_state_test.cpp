@@ -340,6 +340,7 @@ TEST(LinkState, PollDelayOverride_NeverDropsAnything) {
     EXPECT_EQ(ask(port, "AT+CSQ").result, ePORT_OK);
     EXPECT_LE(port.elapsedMs(), 21u);
     unsetenv(TEST_POLL_VARIABLE);
+    resetLinkState();
 }
 
 TEST(LinkState, HoldsPrompt_LooksForALineOfItsOwn) {

@@ -610,7 +610,7 @@ TEST(Le910simRecord, ProgramAndModem_UnderstandEachOtherAndAreRecordedWithoutSec
     const std::string text = readFile(folder / "made.jsonl");
     EXPECT_EQ(text.find("1234"), std::string::npos) << text;
     for (const char* part :
-         {R"("mark":"start")", R"("data":"AT+CSQ")", R"(+CSQ: 17,99)", R"(AT+CPIN=0000)",
+         {R"("mark":"start")", R"("data":"AT+CSQ)", R"(+CSQ: 17,99)", R"(AT+CPIN=0000)",
           R"("at":"hangup")", R"("mark":"stop","reason":"asked")"})
         EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
     // What was recorded can be replayed.

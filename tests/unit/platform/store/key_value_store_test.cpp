@@ -551,26 +551,33 @@ TEST_F(KeyValueStore, MoreKilledReadersThanPlaces_BlockNobody) {
     EXPECT_EQ(setValue("KEY", "other"), 0);
 }
 
+// Stopped in a transaction, where it holds the lock of the writers.
 TEST_F(KeyValueStore, StoppedWriter_DoesNotBlockReaders) {
     setValue("KEY", "value");
     setKeyValueStorePath("/nonexistent");
-    const pid_t writer = startProcess([this] {
-        reopen();
-        for (int i = 0;; i++) {
-            setValue("KEY", std::to_string(i));
-        }
-        return 0;
+    int begun[2];
+    ASSERT_EQ(pipe2(begun, O_CLOEXEC), 0);
+    const pid_t writer = startProcess([&] {
+        MDB_env* environment = nullptr;
+        MDB_txn* transaction = nullptr;
+        mdb_env_create(&environment);
+        if (mdb_env_open(environment, m_store.c_str(), 0, 0600) != 0) return 1;
+        if (mdb_txn_begin(environment, nullptr, 0, &transaction) != 0) return 2;
+        if (write(begun[1], "", 1) != 1) return 3;
+        return pause();
     });
-    for (int round = 0; round < 20; round++) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        kill(writer, SIGSTOP);
+    close(begun[1]);
+    char byte = 0;
+    EXPECT_EQ(read(begun[0], &byte, 1), 1);
+    kill(writer, SIGSTOP);
+    for (int round = 0; round < 3; round++) {
         reopen();
-        EXPECT_NE(valueOf("KEY"), "(missing)");
-        setKeyValueStorePath("/nonexistent");
-        kill(writer, SIGCONT);
+        EXPECT_EQ(valueOf("KEY"), "value");
     }
+    setKeyValueStorePath("/nonexistent");
     kill(writer, SIGKILL);
-    waitFor(writer);
+    EXPECT_EQ(waitFor(writer), -SIGKILL);
+    close(begun[0]);
 }
 
 TEST_F(KeyValueStore, ValuesOfAnotherProcess_AreSeenWhileOpen) {
