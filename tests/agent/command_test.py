@@ -13,6 +13,10 @@ import time
 from agent_case import AgentCase, runTests, waitUntil
 
 
+def timeIn(seconds):
+    return time.strftime("%Y-%m-%dT%H:%M:%SZ", time.gmtime(time.time() + seconds))
+
+
 class CommandCase(AgentCase):
     def setUp(self):
         super().setUp()
@@ -172,8 +176,8 @@ class Hostile(CommandCase):
         """A taken-over agent asks for what is not listed."""
         with socket.socket(socket.AF_UNIX) as sock:
             sock.connect("/run/cellslot-agent-commands")
-            sock.sendall(b'execute {"id":"x","by":"x","deadline":"2026-12-01T00:00:00Z","do":"data",'
-                         b'"args":{"slot":1,"want":"off"}}\n')
+            sock.sendall(b"execute " + json.dumps({"id": "x", "by": "x", "deadline": timeIn(600), "do": "data",
+                                                   "args": {"slot": 1, "want": "off"}}).encode() + b"\n")
             answer = sock.makefile().read()
         self.assertEqual(json.loads(answer.splitlines()[0])["status"], "refused")
         self.assertNothingExecuted()
@@ -187,16 +191,15 @@ class Hostile(CommandCase):
         self.assertEqual(len([entry for entry in self.operator.received[mark:] if entry[0] == "result"]), 1)
 
     def testForAnotherGateway_NotHere(self):
-        text = json.dumps({"id": "other", "by": "x", "deadline": time.strftime(
-            "%Y-%m-%dT%H:%M:%SZ", time.gmtime(time.time() + 60)), "do": "reload", "args": {"slot": 1}})
+        text = json.dumps({"id": "other", "by": "x", "deadline": timeIn(600), "do": "reload", "args": {"slot": 1}})
         self.operator.sendText(text, gateway="pump8")
         self.do("reload", slot=1)
         self.assertFalse(self.results("other"))
 
     def testRetained_NotExecuted(self):
         self.operator.client.publish("cellslot/1/pump7/command", json.dumps(
-            {"id": "kept", "by": "x", "deadline": "2026-11-30T00:00:00Z", "do": "reload",
-             "args": {"slot": 1}}), 1, True).wait_for_publish()
+            {"id": "kept", "by": "x", "deadline": timeIn(600), "do": "reload", "args": {"slot": 1}}),
+            1, True).wait_for_publish()
         self.agent.stop()
         self.agent.start()
         self.agent.waitLog("retained command")
