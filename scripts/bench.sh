@@ -21,7 +21,7 @@ Usage: bench.sh [--quick] [--goals] [--out DIR]
        bench.sh --fleet [--counts N,N...] [--brokers mosquitto,cluster] | --fleet --desk N
        bench.sh --peers [OPTION]...
   --quick                short runs: about half the time
-  --goals                only what has a goal, each with "met" or "NOT MET": about eight minutes
+  --goals                only what has a goal, each with "met" or "NOT MET": about twelve minutes
   --flash                what a year writes to flash, by folder: about 20 minutes, 10 with --quick; as root
   --replay               the processor time in which a recorded hour is replayed on a fake clock
   --out DIR              folder of the results (build/bench/results)
