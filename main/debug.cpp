@@ -75,8 +75,10 @@ void logStartsInARow(uint64_t mode) {
 
 // A function of its own, so that a message that nobody wants costs debug() no buffer and no page
 // for it.
-__attribute__((noinline)) unsigned char writeMessage(uint64_t category, uint64_t mode,
-                                                     const char* format, va_list arguments) {
+__attribute__((noinline, format(printf, 3, 0))) unsigned char writeMessage(uint64_t category,
+                                                                           uint64_t mode,
+                                                                           const char* format,
+                                                                           va_list arguments) {
     char message[MESSAGE_SIZE];
     vsnprintf(message, sizeof message, format, arguments);
     blankEscapes(message);
