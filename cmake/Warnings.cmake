@@ -17,7 +17,8 @@ function(cellslot_optimise_for_size name)
     target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-Os>)
 endfunction()
 
-# The same for files of a library whose others matter to each command. In the folder that compiles them.
+# The same for single files of a library whose other files matter to each command. Call it in the
+# folder that compiles them.
 function(cellslot_optimise_files_for_size)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-Os>)
 endfunction()

@@ -16,6 +16,7 @@ constexpr uint64_t LATE_ANSWER_MS = 1000;
 
 // If this is in the environment, with any value, the wait for a response is only 20 microseconds.
 constexpr const char* TEST_POLL_VARIABLE = "OVERRIDE_TEST_POLL_DELAY";
+// Whether it is; the environment is searched once.
 bool isTestPolling();
 
 // Counts the final codes in input that comes in pieces.
