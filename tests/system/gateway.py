@@ -105,6 +105,7 @@ class Slot:
         self.pace = pace
         self.sim = None
         self.daemon = None
+        self.kills = 0
         self.output = WORK / f"daemon{number}.out"
         self.ahead = 0      # the daemon's clock, in seconds, when it was started
         self.startedAt = 0
@@ -160,6 +161,7 @@ class Slot:
         """With a program that changes its clock, which is then its parent. Until all of them have
         ended, the next daemon takes this one for another instance."""
         group = self.daemon.pid
+        self.kills += 1
         killGroup(group)
         self.awaitEnd()
         waitUntil(lambda: not isGroupThere(group), lambda: "the daemon outlives kill -9")

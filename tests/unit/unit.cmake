@@ -67,6 +67,8 @@ cellslot_add_unit_tests(le910sim TOOL
             unit/le910sim/modem_health_test.cpp unit/le910sim/icmp_echo_test.cpp
             unit/le910sim/ethernet_test.cpp unit/le910sim/device_port_test.cpp
             unit/le910sim/commands_packet_test.cpp unit/le910sim/main_test.cpp
+            unit/le910sim/main_record_test.cpp unit/le910sim/main_replay_test.cpp
+            unit/le910sim/running_program.cpp
             unit/le910sim/commands_registration_test.cpp unit/le910sim/modem_core_restart_test.cpp
             unit/le910sim/modem_robustness_test.cpp unit/le910sim/scenario_test.cpp
             unit/le910sim/commands_sms_test.cpp unit/le910sim/recording_test.cpp
