@@ -54,7 +54,7 @@ putDocuments() {
     local page document completion=cli/cellslot.bash-completion
     local doc=/usr/share/doc/$NAME
     for page in docs/man/*.[158]; do
-        [[ ! -e $page || $page == */cellslot-*.8 ]] ||
+        [[ ! -e $page || $page == */cellslot-*.[18] ]] ||
             putZipped "$page" "/usr/share/man/man${page##*.}/${page##*/}"
     done
     [[ ! -e $completion ]] || put 644 "$completion" /usr/share/bash-completion/completions/cellslot
