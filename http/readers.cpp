@@ -1,8 +1,5 @@
 #include "http/readers.h"
 
-#include <algorithm>
-#include <cstring>
-
 namespace {
 
 // Shows now and then that the other end is still there: a page that hears nothing for longer says
@@ -43,8 +40,7 @@ ssize_t cReaders::fill(void* argument, uint64_t /*position*/, char* buffer, size
         MHD_suspend_connection(reader.request);
         return 0;
     }
-    const size_t count = std::min(size, reader.message->size() - reader.sent);
-    memcpy(buffer, reader.message->data() + reader.sent, count);
+    const size_t count = reader.message->copy(buffer, size, reader.sent);
     reader.sent += count;
     reader.lastReadS = reader.owner->m_nowS;
     return static_cast<ssize_t>(count);

@@ -13,8 +13,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly JOBS=2
 readonly BUILD=build/release
 readonly CACHE=build/lint
-readonly FOLDERS=(agent atcmd cli config device gps history include le910sim main observed platform published recording
-    sms statemachine web)
+readonly FOLDERS=(agent atcmd cli config device fleet gps history http include le910sim main mqtt observed platform
+    published recording sms statemachine web)
 
 usage() {
     cat <<'TEXT'
