@@ -33,7 +33,7 @@ readPackageOptions() { # ARGUMENT...
         printf -v "${1#--}" %s "$2"
         shift 2
     done
-    [[ -n $version ]] || version=$(sed -n 's/^project(.* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+    [[ -n $version ]] || version=$(sed -n 's/.*PROGRAM_VERSION = "\([0-9.]*\)".*/\1/p' include/program_version.h)
     bin=build/$preset/bin
     chooseArchitecture
 }
