@@ -16,8 +16,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 readonly SYSTEM_JOBS=10
 readonly ASAN_JOBS=3  # some of them sleep
 readonly ASAN_LOG=build/asan.log
-readonly FOLDERS=(.ci agent atcmd bench cli config contrib device fleet fuzz gateway-tools gps history include
-    le910sim main mqtt observed packaging platform published recording scripts sms statemachine tests web)
+readonly FOLDERS=(.ci agent atcmd bench cli config contrib device fleet fuzz gateway-tools gps history http
+    include le910sim main mqtt observed packaging platform published recording scripts sms statemachine tests web)
 
 # Unit and flow tests of the daemon, of cellslot and of the simulated modem run under the sanitizers,
 # system tests with the programs that ship.

@@ -110,7 +110,7 @@ main() {
     plan packages 1
     plan "packages' units" 120
     plan 'matrix sample' 120
-    plan 'lasting faults' 70
+    plan 'lasting faults' 130
     plan instructions 90
     plan package 30
     plan 'history package' 30

@@ -23,7 +23,7 @@ constexpr const char* USAGE =
     "  --only TEXT    cells whose name, COMMAND/FAULT/once or /45s, holds TEXT\n"
     "  --seed N       what is drawn, and what the faults are; printed, by chance without it\n"
     "  --jobs N       processes at a time (default: 2)\n"
-    "  --limit S      seconds on the host's clock for one cell (default: 60)\n"
+    "  --limit S      seconds on the host's clock for one cell (default: 300)\n"
     "  --replay       records each day, replays it, and compares commands and published values\n"
     "  --list         prints the cells instead of running them\n"
     "  --verbose      prints each cell as it passes\n";
