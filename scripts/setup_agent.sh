@@ -9,7 +9,8 @@ set -euo pipefail
 usage() {
     cat <<'TEXT'
 Usage: setup_agent.sh [--test]
-Installs what building cellslot-agent needs, as far as it is missing; as root or with sudo.
+Installs what building cellslot-agent needs beside what setup.sh installs,
+as far as it is missing; as root or with sudo.
   --test  also what its tests need: a broker and its client for Python
 TEXT
 }

@@ -33,8 +33,8 @@ readonly SERVICES=(mosquitto:mosquitto nats-server:nats-server)
 usage() {
     cat <<'TEXT'
 Usage: setup_mqtt.sh [--test]
-Installs what building cellslot-agent and cellslot-fleet needs, as far as it is missing; as root or with
-sudo.
+Installs what building cellslot-agent and cellslot-fleet needs beside what setup.sh installs,
+as far as it is missing; as root or with sudo.
   --test  also what their tests need: brokers, and what checks the messages' descriptions
 TEXT
 }

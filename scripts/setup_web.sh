@@ -32,7 +32,8 @@ readonly SERVICES=(lighttpd:lighttpd nginx-light:nginx prometheus:prometheus)
 usage() {
     cat <<'TEXT'
 Usage: setup_web.sh [--test]
-Installs what building cellslot-web needs, as far as it is missing; as root or with sudo.
+Installs what building cellslot-web needs beside what setup.sh installs,
+as far as it is missing; as root or with sudo.
   --test  also what its tests need: Chromium, Prometheus, nginx and lighttpd
 TEXT
 }
