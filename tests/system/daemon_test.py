@@ -16,6 +16,7 @@ from gateway import BIN, LIMIT_S, SLOW, LogCatcher, Slot, calls, freshHost, wait
 DOWN = "setup_cellint.sh -i wwan0 --down"
 # What the daemon sends to a healthy modem: tests/support/set_up_commands.h.
 COMMANDS = json.loads(subprocess.check_output([BIN / "print_commands"]))
+# A problem that the simulated modem notes after a kill, see assertUnderstood().
 CUT_SHORT = re.compile(rf"at '.+{re.escape(COMMANDS['set_up'][0])}': ")
 
 
